@@ -1,0 +1,37 @@
+# Warnings, sanitizers, compiler cache: what holds for every target.
+
+set(ZLK_SANITIZE "" CACHE STRING "Sanitizers to build with, as in address,undefined")
+option(ZLK_FUZZERS "Build the fuzz targets (clang only)" OFF)
+
+find_program(CCACHE ccache)
+if(CCACHE AND NOT CMAKE_CXX_COMPILER_LAUNCHER)
+  set(CMAKE_CXX_COMPILER_LAUNCHER ${CCACHE})
+endif()
+
+add_compile_options(-Wall -Wextra -Wpedantic -Wshadow -Wnon-virtual-dtor -Wcast-qual -Werror)
+add_link_options(-Wl,--no-undefined)
+
+if(ZLK_SANITIZE)
+  add_compile_options(-fsanitize=${ZLK_SANITIZE} -fno-sanitize-recover=all
+                      -fno-omit-frame-pointer)
+  add_link_options(-fsanitize=${ZLK_SANITIZE})
+  # clang's sanitizer runtime is in the program only; its symbols are missing from a module.
+  if(CMAKE_CXX_COMPILER_ID MATCHES Clang)
+    get_property(options DIRECTORY PROPERTY LINK_OPTIONS)
+    list(REMOVE_ITEM options -Wl,--no-undefined)
+    set_property(DIRECTORY PROPERTY LINK_OPTIONS ${options})
+  endif()
+endif()
+
+# A component module: loaded by path, exporting its entry points and nothing else.
+function(zlk_add_module name)
+  add_library(${name} MODULE ${ARGN})
+  set_target_properties(${name} PROPERTIES PREFIX "" LIBRARY_OUTPUT_DIRECTORY ${ZLK_MODULE_DIR})
+  install(TARGETS ${name} LIBRARY DESTINATION ${CMAKE_INSTALL_LIBDIR}/zlkcamtr)
+endfunction()
+
+# A floor of the system: a static library that the module, tests, benches and fuzzers link.
+function(zlk_add_floor name)
+  add_library(${name} STATIC ${ARGN})
+  target_include_directories(${name} PUBLIC ${PROJECT_SOURCE_DIR})
+endfunction()

@@ -1,0 +1,26 @@
+#pragma once
+// The one trace call of all floors.
+//
+// Lines go to a buffer in shared memory that a viewer process owns (see CLog.h). While no viewer
+// has the log on, a line costs the test of one byte.
+
+#include <array>
+#include <span>
+
+#include "foundation/CLog.h"
+#include "platform/text.h"
+
+namespace zlk {
+
+/// Writes one line while the log is on. `category` is the class's name; `format` has the
+/// conventions of the wide printf family (`%s` takes a wide string), and its arguments carry
+/// their own types. Returns nothing and never fails towards its caller.
+template <class... Arguments>
+inline void TraceLine(const char* category, const char* format, const Arguments&... arguments) {
+    CLog* log = CLog::process();
+    if (!log || !log->isOn()) return;
+    const std::array<FormatArgument, sizeof...(Arguments)> list{FormatArgument(arguments)...};
+    log->writeLine(category, format, std::span<const FormatArgument>(list));
+}
+
+}  // namespace zlk

@@ -1,0 +1,35 @@
+#pragma once
+// The XML document component: one tree of elements with text and attributes.
+//
+// A path names elements from the root on, `devices/device[1]/name`, numbers counting from 0 among
+// elements of one name; `/` is the place above the root. All texts are BSTRs: one that comes in
+// is borrowed, one that goes out is the caller's. 0 is success, anything else failure.
+
+#include "platform/component.h"
+
+struct IXmlDoc : IUnknown {
+    virtual HRESULT Reserved1() noexcept = 0;
+    virtual HRESULT Reserved2() noexcept = 0;
+    virtual HRESULT Reserved3() noexcept = 0;
+    virtual HRESULT Reserved4() noexcept = 0;
+    virtual HRESULT Reserved5() noexcept = 0;
+    /// Replaces the document; one that isn't well formed fails and leaves the old one.
+    virtual HRESULT Load(BSTR text) noexcept = 0;
+    virtual HRESULT Reserved7() noexcept = 0;
+    /// The whole document, without a declaration and without white space of its own.
+    virtual HRESULT GetXml(BSTR* text) noexcept = 0;
+    /// The text of an element; empty for one without text, a failure only for a missing one.
+    virtual HRESULT GetValue(BSTR path, BSTR* value) noexcept = 0;
+    /// Sets the text of an existing element, escaped as needed.
+    virtual HRESULT SetValue(BSTR path, BSTR value) noexcept = 0;
+    virtual HRESULT GetAttribute(BSTR path, BSTR name, BSTR* value) noexcept = 0;
+    virtual HRESULT Reserved12() noexcept = 0;
+    /// Parses `xml` and adds it as the last child of the element at `path`; at `/`, as the root.
+    virtual HRESULT AddFragment(BSTR path, BSTR xml) noexcept = 0;
+
+  protected:
+    ~IXmlDoc() = default;
+};
+template <>
+inline constexpr GUID iidOf<IXmlDoc>{0xA1B0C061, 0x7E11, 0x4A61, {0x9C, 0x61, 0, 0, 0, 0, 0, 0xD1}};
+inline constexpr GUID CLSID_XmlDoc{0xA1B0C060, 0x7E11, 0x4A60, {0x9C, 0x60, 0, 0, 0, 0, 0, 0xD0}};

@@ -1,0 +1,196 @@
+#pragma once
+// What a module needs to offer component classes: one template for reference counts,
+// QueryInterface and aggregation, one for class factories, and the bodies of the entry points.
+//
+// A class T derives from its interfaces, implements their methods but the three of IUnknown, and
+// lists the interfaces that it answers for:
+//
+//     class Thing : public IThing {
+//       public:
+//         using Interfaces = InterfaceList<IThing, IDispatch>;
+//         ...
+//     };
+//
+// Counts are plain numbers: an object is used on the thread that made it. The module's count of
+// living objects is atomic.
+
+#include <atomic>
+#include <new>
+#include <span>
+
+#include "platform/component.h"
+
+namespace zlk {
+
+/// The living objects and locks of the module that this header is compiled into: with hidden
+/// visibility, each module has its own.
+inline std::atomic<LONG> moduleLockCount{0};
+
+struct ModuleLock {
+    ModuleLock() noexcept { moduleLockCount.fetch_add(1, std::memory_order_relaxed); }
+    ~ModuleLock() { moduleLockCount.fetch_sub(1, std::memory_order_release); }
+    ModuleLock(const ModuleLock&) = delete;
+    ModuleLock& operator=(const ModuleLock&) = delete;
+};
+
+/// The first interface is the object's identity; each other one is a base of it or of T.
+template <class First, class... Others>
+struct InterfaceList {
+    using Identity = First;
+
+    /// The interface `iid` of `object`, uncounted; null if it isn't in the list.
+    template <class T>
+    static void* find(T* object, const GUID& iid) noexcept {
+        void* found = nullptr;
+        (void)(match<First>(object, iid, found) || ... || match<Others>(object, iid, found));
+        return found;
+    }
+
+  private:
+    template <class Interface, class T>
+    static bool match(T* object, const GUID& iid, void*& found) noexcept {
+        if (!(iid == iidOf<Interface>)) return false;
+        // By way of the identity: several interfaces of T may have the same base.
+        if constexpr (std::is_base_of_v<Interface, First>) {
+            found = static_cast<Interface*>(static_cast<First*>(object));
+        } else {
+            found = static_cast<Interface*>(object);
+        }
+        return true;
+    }
+};
+
+/// An object of its own.
+template <class T>
+class PlainObject final : public T {
+  public:
+    HRESULT QueryInterface(const GUID& iid, void** object) noexcept override {
+        if (!object) return E_POINTER;
+        using List = typename T::Interfaces;
+        *object = iid == iidOf<IUnknown>
+                      ? static_cast<typename List::Identity*>(static_cast<T*>(this))
+                      : List::find(static_cast<T*>(this), iid);
+        if (!*object) return E_NOINTERFACE;
+        AddRef();
+        return S_OK;
+    }
+    ULONG AddRef() noexcept override { return ++count_; }
+    ULONG Release() noexcept override {
+        const ULONG left = --count_;
+        if (left == 0) {
+            count_ = 1;  // what the destructor lends out of itself must not end it again
+            delete this;
+        }
+        return left;
+    }
+
+  private:
+    ModuleLock lock_;
+    ULONG count_ = 1;
+};
+
+/// An object that is a part of another one: its interfaces count and answer as that one does, and
+/// this IUnknown is the owner's private access to it.
+template <class T>
+class AggregatedObject final : public IUnknown {
+  public:
+    explicit AggregatedObject(IUnknown* outer) : part_(outer) {}
+
+    HRESULT QueryInterface(const GUID& iid, void** object) noexcept override {
+        if (!object) return E_POINTER;
+        *object = nullptr;
+        if (iid == iidOf<IUnknown>) {
+            *object = static_cast<IUnknown*>(this);
+            AddRef();
+            return S_OK;
+        }
+        *object = T::Interfaces::find(static_cast<T*>(&part_), iid);
+        if (!*object) return E_NOINTERFACE;
+        part_.AddRef();  // the outer object's count: that is the one the new reference is on
+        return S_OK;
+    }
+    ULONG AddRef() noexcept override { return ++count_; }
+    ULONG Release() noexcept override {
+        const ULONG left = --count_;
+        if (left == 0) {
+            count_ = 1;
+            delete this;
+        }
+        return left;
+    }
+
+  private:
+    class Part final : public T {
+      public:
+        explicit Part(IUnknown* outer) : outer_(outer) {}
+        HRESULT QueryInterface(const GUID& iid, void** object) noexcept override {
+            return outer_->QueryInterface(iid, object);
+        }
+        ULONG AddRef() noexcept override { return outer_->AddRef(); }
+        ULONG Release() noexcept override { return outer_->Release(); }
+
+      private:
+        IUnknown* outer_;  // borrowed: the outer object lives longer
+    };
+
+    ModuleLock lock_;
+    ULONG count_ = 1;
+    Part part_;
+};
+
+/// Makes an object of T as IClassFactory::CreateInstance does.
+template <class T>
+HRESULT createObject(IUnknown* outer, const GUID& iid, void** object) noexcept {
+    if (!object) return E_POINTER;
+    *object = nullptr;
+    if (outer && !(iid == iidOf<IUnknown>)) return CLASS_E_NOAGGREGATION;
+    try {
+        if (outer) {
+            *object = static_cast<IUnknown*>(new AggregatedObject<T>(outer));
+            return S_OK;
+        }
+        auto* made = new PlainObject<T>;
+        const HRESULT result = made->QueryInterface(iid, object);
+        made->Release();
+        return result;
+    } catch (const std::bad_alloc&) {
+        return E_OUTOFMEMORY;
+    } catch (...) {
+        return E_FAIL;
+    }
+}
+
+/// One class of a module's table.
+struct ComponentClass {
+    const GUID& clsid;
+    HRESULT (*create)(IUnknown* outer, const GUID& iid, void** object) noexcept;
+    WORD registryScript;  ///< number of its REGISTRY resource
+};
+
+/// The factory of one class. It lives as long as the module and is no lock of it, so counting its
+/// references would change nothing.
+class ClassFactory final : public IClassFactory {
+  public:
+    explicit ClassFactory(const ComponentClass& component) noexcept : component_(component) {}
+
+    HRESULT QueryInterface(const GUID& iid, void** object) noexcept override {
+        if (!object) return E_POINTER;
+        const bool known = iid == iidOf<IUnknown> || iid == iidOf<IClassFactory>;
+        *object = known ? static_cast<IClassFactory*>(this) : nullptr;
+        return known ? S_OK : E_NOINTERFACE;
+    }
+    ULONG AddRef() noexcept override { return 2; }
+    ULONG Release() noexcept override { return 1; }
+    HRESULT CreateInstance(IUnknown* outer, const GUID& iid, void** object) noexcept override {
+        return component_.create(outer, iid, object);
+    }
+    HRESULT LockServer(BOOL lock) noexcept override {
+        moduleLockCount.fetch_add(lock ? 1 : -1, std::memory_order_relaxed);
+        return S_OK;
+    }
+
+  private:
+    const ComponentClass& component_;
+};
+
+}  // namespace zlk

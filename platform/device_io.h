@@ -1,0 +1,43 @@
+#pragma once
+// Control codes of storage devices, and their records.
+
+#include "platform/error.h"
+#include "platform/types.h"
+
+inline constexpr DWORD IOCTL_STORAGE_QUERY_PROPERTY = 0x2D1400;
+
+struct STORAGE_PROPERTY_QUERY {
+    DWORD PropertyId;  ///< 0: StorageDeviceProperty
+    DWORD QueryType;   ///< 0: PropertyStandardQuery
+    BYTE AdditionalParameters[4];
+};
+static_assert(sizeof(STORAGE_PROPERTY_QUERY) == 12);
+
+/// The answer; the texts are 8-bit with a terminator, at the offsets from the record's start. An
+/// offset of 0 means that the device has no such text.
+struct STORAGE_DEVICE_DESCRIPTOR {
+    DWORD Version;
+    DWORD Size;  ///< of the whole record with its texts
+    BYTE DeviceType;
+    BYTE DeviceTypeModifier;
+    BYTE RemovableMedia;
+    BYTE CommandQueueing;
+    DWORD VendorIdOffset;
+    DWORD ProductIdOffset;
+    DWORD ProductRevisionOffset;
+    DWORD SerialNumberOffset;
+    DWORD BusType;
+    DWORD RawPropertiesLength;
+};
+static_assert(sizeof(STORAGE_DEVICE_DESCRIPTOR) == 36);
+
+#pragma GCC visibility push(default)
+
+/// Sends a control code to an open device. A volume answers IOCTL_STORAGE_QUERY_PROPERTY, with
+/// the vendor and product of its storage device. *returned (required) receives the bytes written.
+/// Last errors: ERROR_NOT_SUPPORTED (a code that the device doesn't know), ERROR_INVALID_PARAMETER
+/// (an input of the wrong size), ERROR_INSUFFICIENT_BUFFER, ERROR_INVALID_HANDLE, ERROR_NOT_READY.
+BOOL DeviceIoControl(HANDLE device, DWORD code, const void* input, DWORD inputSize, void* output,
+                     DWORD outputSize, DWORD* returned, void* overlapped) noexcept;
+
+#pragma GCC visibility pop

@@ -1,0 +1,67 @@
+#include "tests/support/TestMachine.h"
+
+#include <gtest/gtest.h>
+#include <stdlib.h>
+
+#include <fstream>
+
+#include "platform/text.h"
+
+namespace zlk::test {
+namespace {
+
+namespace fs = std::filesystem;
+
+class Sandbox {
+  public:
+    Sandbox() {
+        std::string pattern = (fs::temp_directory_path() / "zlk-test-XXXXXX").string();
+        if (!mkdtemp(pattern.data())) abort();
+        top_ = pattern;
+        // A child process works on the machine of the test that started it.
+        const char* inherited = getenv("ZLK_TEST_PARENT");
+        root_ = inherited ? fs::path(getenv("ZLK_MACHINE")) : top_ / "machine";
+        setenv("ZLK_MACHINE", root_.c_str(), 1);
+        setenv("ZLK_TEST_PARENT", "1", 1);
+    }
+    ~Sandbox() {
+        std::error_code ignored;
+        fs::remove_all(top_, ignored);
+    }
+    fs::path top_, root_;
+    int folders_ = 0;
+};
+
+// Made before main, and so before the first call into the platform.
+Sandbox sandbox;
+
+}  // namespace
+
+const fs::path& machineRoot() {
+    return sandbox.root_;
+}
+
+fs::path newFolder() {
+    fs::path folder = sandbox.top_ / ("folder" + std::to_string(++sandbox.folders_));
+    fs::create_directory(folder);
+    return folder;
+}
+
+std::u16string pathText(const fs::path& path) {
+    return wideText(path.string());
+}
+
+void writeFile(const fs::path& path, const std::string& bytes) {
+    std::ofstream file(path, std::ios::binary);
+    file << bytes;
+    file.close();
+    ASSERT_TRUE(file) << path;
+}
+
+std::string readFile(const fs::path& path) {
+    std::ifstream file(path, std::ios::binary);
+    EXPECT_TRUE(file) << path;
+    return {std::istreambuf_iterator<char>(file), {}};
+}
+
+}  // namespace zlk::test

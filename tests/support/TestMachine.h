@@ -1,0 +1,23 @@
+#pragma once
+// A machine root of the test's own, and folders for its files. Each test process gets a new root
+// before the platform is first used; its child processes inherit it.
+
+#include <filesystem>
+#include <string>
+
+namespace zlk::test {
+
+/// The machine root of this process.
+const std::filesystem::path& machineRoot();
+
+/// A new empty folder for this test, removed with the process.
+std::filesystem::path newFolder();
+
+/// The text form in which applications pass a path of this machine.
+std::u16string pathText(const std::filesystem::path& path);
+
+void writeFile(const std::filesystem::path& path, const std::string& bytes);
+/// All bytes; fails the test if it can't be read.
+std::string readFile(const std::filesystem::path& path);
+
+}  // namespace zlk::test
