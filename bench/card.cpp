@@ -1,0 +1,89 @@
+// The main jobs on a card, through the registered component.
+//   list CONTEXT_ID               lists it; prints seconds, files and peak memory in KiB
+//   save CONTEXT_ID FILE TARGET   copies one file; prints seconds
+// The second that a listing lets a card settle is left out of the time.
+
+#include <sys/resource.h>
+
+#include <chrono>
+#include <cstdio>
+#include <string_view>
+
+#include "ZlkCamTr.h"
+#include "platform/clock.h"
+#include "platform/text.h"
+
+using namespace zlk;
+
+namespace {
+
+using Clock = std::chrono::steady_clock;
+
+double secondsSince(Clock::time_point start) {
+    return std::chrono::duration<double>(Clock::now() - start).count();
+}
+
+long peakKiB() {
+    rusage usage{};
+    getrusage(RUSAGE_SELF, &usage);
+    return usage.ru_maxrss;
+}
+
+struct Silent : IProgressCallback {
+    HRESULT QueryInterface(const GUID&, void**) noexcept override { return E_NOINTERFACE; }
+    ULONG AddRef() noexcept override { return 1; }
+    ULONG Release() noexcept override { return 1; }
+    HRESULT UpdateProgress(LONG) noexcept override { return S_OK; }
+    virtual ~Silent() = default;
+};
+
+int fail(IPhotoDevice* device, const char* what) {
+    LONG code = 0;
+    device->get_ErrorCode(&code);
+    std::fprintf(stderr, "%s: ErrorCode %d\n", what, code);
+    return 1;
+}
+
+std::size_t countFiles(std::u16string_view xml) {
+    std::size_t files = 0;
+    for (std::size_t at = 0; (at = xml.find(u"<file>", at)) != xml.npos; ++at) ++files;
+    return files;
+}
+
+}  // namespace
+
+int main(int argc, char** argv) {
+    if (argc < 3) return 2;
+    // The walk waits a second before each pass, which says nothing about its speed.
+    setTestClock({.tickCount = nullptr, .sleep = [](DWORD) {}});
+    ComPtr<IPhotoDevice> device;
+    if (FAILED(device.create(u"ZlkCamTr.UnloadableCamera"))) {
+        std::fputs("ZlkCamTr is not registered\n", stderr);
+        return 1;
+    }
+    if (FAILED(device->LockDevice(Bstr(wideText(argv[2])).get())))
+        return fail(device.get(), "lock");
+
+    Silent silent;
+    auto* progress = reinterpret_cast<VARIANT*>(static_cast<IProgressCallback*>(&silent));
+    const std::string_view word = argv[1];
+    if (word == "list") {
+        const long before = peakKiB();
+        const auto start = Clock::now();
+        Bstr xml;
+        if (FAILED(device->GetFileInfo(progress, xml.out()))) return fail(device.get(), "list");
+        std::printf("%.6f %zu %ld\n", secondsSince(start), countFiles(xml.view()),
+                    peakKiB() - before);
+        return 0;
+    }
+    if (word == "save" && argc > 4) {
+        const auto start = Clock::now();
+        if (FAILED(device->SaveFileData(Bstr(wideText(argv[3])).get(),
+                                        Bstr(wideText(argv[4])).get(), progress))) {
+            return fail(device.get(), "save");
+        }
+        std::printf("%.6f\n", secondsSince(start));
+        return 0;
+    }
+    return 2;
+}
