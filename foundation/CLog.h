@@ -89,9 +89,8 @@ class CLog {
 
     static CLog* makeProcessLog() noexcept;
     void storeRecord(const char* category, std::u16string_view message) noexcept;
-    void storeDiagnostics() noexcept;
 
-    static inline std::atomic<CLog*> processLog{nullptr};
+    static constinit inline std::atomic<CLog*> processLog{nullptr};
 
     LogControl* control = nullptr;
     UniqueHandle controlMapping;
@@ -103,7 +102,13 @@ class CLog {
     std::uint8_t recordFlags = 0;
     std::uint8_t recordKind = 0x3F;
 
-    std::mutex opening;  // of the buffer and the mutex, by several threads of this process
+    // Threads of this process take this first and the named mutex second.
+    std::mutex storing;
+    std::size_t bufferRoom = 0;  // bytes that the view really has
+    struct {
+        WCHAR message[100000];
+        char bytes[3 * 90000];  // a unit takes three bytes at most
+    } scratch;                  // guarded by `storing`; too much for the stacks of our callers
 };
 
 }  // namespace zlk
