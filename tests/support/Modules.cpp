@@ -1,0 +1,29 @@
+#include "tests/support/Modules.h"
+
+#include <gtest/gtest.h>
+
+#include "platform/modules.h"
+#include "tests/support/TestMachine.h"
+
+namespace zlk::test {
+
+int registerModules(const std::filesystem::path& folder) {
+    int registered = 0;
+    std::error_code none;  // no folder: no modules
+    for (const auto& entry : std::filesystem::directory_iterator(folder, none)) {
+        if (entry.path().extension() != ".so") continue;
+        const HMODULE module = LoadLibraryW(pathText(entry.path()).c_str());
+        EXPECT_TRUE(module) << entry.path() << ": " << GetLastError();
+        if (!module) continue;
+        using Register = HRESULT (*)();
+        if (const auto install =
+                reinterpret_cast<Register>(GetProcAddress(module, "DllRegisterServer"))) {
+            EXPECT_EQ(install(), S_OK) << entry.path();
+            ++registered;
+        }
+        FreeLibrary(module);
+    }
+    return registered;
+}
+
+}  // namespace zlk::test
