@@ -82,7 +82,8 @@ inline constexpr DWORD FORMAT_MESSAGE_FROM_SYSTEM = 0x1000;
 /// The English text of a last error or HRESULT, without a line end, cut to `size` units with its
 /// terminator. `flags` must hold FORMAT_MESSAGE_FROM_SYSTEM; `source` and `languageId` are
 /// ignored. Returns the units written without the terminator; 0 with ERROR_INVALID_PARAMETER if
-/// there is no room or no such flag. A number without a text of its own gives "Error <number>".
+/// there is no room or no such flag. A number without a text of its own gives "Error <number>", an
+/// HRESULT in hexadecimal.
 DWORD FormatMessageW(DWORD flags, const void* source, DWORD messageId, DWORD languageId,
                      WCHAR* buffer, DWORD size, void* arguments = nullptr) noexcept;
 

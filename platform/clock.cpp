@@ -1,0 +1,143 @@
+#include "platform/clock.h"
+
+#include <sched.h>
+
+#include <cerrno>
+#include <ctime>
+#include <limits>
+
+#include "platform/error.h"
+
+namespace {
+
+constexpr std::uint64_t ticksPerSecond = 10'000'000;
+constexpr std::int64_t secondsFrom1601To1970 = 11'644'473'600;
+// The end of the year 3000, UTC, where the callers' C library ends.
+constexpr std::int64_t lastSecond = 32'535'215'999;
+
+constinit TestClock testClock;
+
+std::uint64_t ticksOf(const FILETIME& time) {
+    return std::uint64_t{time.dwHighDateTime} << 32 | time.dwLowDateTime;
+}
+
+FILETIME fileTimeOf(std::uint64_t ticks) {
+    return {static_cast<DWORD>(ticks), static_cast<DWORD>(ticks >> 32)};
+}
+
+std::int64_t unixSeconds(std::uint64_t ticks) {
+    return static_cast<std::int64_t>(ticks / ticksPerSecond) - secondsFrom1601To1970;
+}
+
+BOOL refuse() {
+    SetLastError(ERROR_INVALID_PARAMETER);
+    return 0;
+}
+
+}  // namespace
+
+void setTestClock(const TestClock& clock) noexcept {
+    testClock = clock;
+}
+
+DWORD GetTickCount() noexcept {
+    if (testClock.tickCount) return testClock.tickCount();
+    timespec now{};
+    clock_gettime(CLOCK_BOOTTIME, &now);
+    return static_cast<DWORD>(static_cast<std::uint64_t>(now.tv_sec) * 1000 +
+                              static_cast<std::uint64_t>(now.tv_nsec) / 1'000'000);
+}
+
+void Sleep(DWORD milliseconds) noexcept {
+    if (testClock.sleep) {
+        testClock.sleep(milliseconds);
+        return;
+    }
+    if (milliseconds == 0) {
+        sched_yield();
+        return;
+    }
+    timespec end{};
+    clock_gettime(CLOCK_MONOTONIC, &end);
+    end.tv_sec += milliseconds / 1000;
+    end.tv_nsec += static_cast<long>(milliseconds % 1000) * 1'000'000;
+    if (end.tv_nsec >= 1'000'000'000) {
+        end.tv_nsec -= 1'000'000'000;
+        ++end.tv_sec;
+    }
+    do {
+        while (clock_nanosleep(CLOCK_MONOTONIC, TIMER_ABSTIME, &end, nullptr) == EINTR) {
+        }
+    } while (milliseconds == INFINITE);
+}
+
+void GetSystemTimeAsFileTime(FILETIME* now) noexcept {
+    timespec time{};
+    clock_gettime(CLOCK_REALTIME, &time);
+    *now = fileTimeFromUnix(time.tv_sec, static_cast<std::uint32_t>(time.tv_nsec));
+}
+
+FILETIME fileTimeFromUnix(std::int64_t seconds, std::uint32_t nanoseconds) noexcept {
+    if (seconds < -secondsFrom1601To1970) return {};
+    const std::uint64_t since1601 =
+        static_cast<std::uint64_t>(seconds) + static_cast<std::uint64_t>(secondsFrom1601To1970);
+    const std::uint64_t fraction = nanoseconds / 100;
+    if (since1601 > (std::numeric_limits<std::uint64_t>::max() - fraction) / ticksPerSecond)
+        return {};
+    return fileTimeOf(since1601 * ticksPerSecond + fraction);
+}
+
+BOOL FileTimeToLocalFileTime(const FILETIME* time, FILETIME* local) noexcept {
+    if (!time || !local) return refuse();
+    const std::uint64_t ticks = ticksOf(*time);
+    const std::time_t moment = unixSeconds(ticks);
+    std::tm parts{};
+    if (ticks >> 63 || !localtime_r(&moment, &parts)) return refuse();
+    const std::int64_t shifted = static_cast<std::int64_t>(ticks) +
+                                 parts.tm_gmtoff * static_cast<std::int64_t>(ticksPerSecond);
+    if (shifted < 0) return refuse();  // before 1601, or wrapped beyond the end
+    *local = fileTimeOf(static_cast<std::uint64_t>(shifted));
+    return 1;
+}
+
+BOOL FileTimeToSystemTime(const FILETIME* time, SYSTEMTIME* parts) noexcept {
+    if (!time || !parts) return refuse();
+    const std::uint64_t ticks = ticksOf(*time);
+    const std::time_t moment = unixSeconds(ticks);
+    std::tm utc{};
+    if (ticks >> 63 || !gmtime_r(&moment, &utc)) return refuse();
+    *parts = {
+        static_cast<WORD>(utc.tm_year + 1900), static_cast<WORD>(utc.tm_mon + 1),
+        static_cast<WORD>(utc.tm_wday),        static_cast<WORD>(utc.tm_mday),
+        static_cast<WORD>(utc.tm_hour),        static_cast<WORD>(utc.tm_min),
+        static_cast<WORD>(utc.tm_sec),         static_cast<WORD>(ticks % ticksPerSecond / 10'000)};
+    return 1;
+}
+
+std::int64_t _mktime64(const BrokenDownTime& local) noexcept {
+    std::tm parts{};
+    parts.tm_sec = local.second;
+    parts.tm_min = local.minute;
+    parts.tm_hour = local.hour;
+    parts.tm_mday = local.day;
+    parts.tm_mon = local.month;
+    parts.tm_year = local.year;
+    parts.tm_isdst = -1;
+    const std::int64_t moment = std::mktime(&parts);
+    return moment < 0 || moment > lastSecond ? -1 : moment;
+}
+
+std::int64_t _time64() noexcept {
+    return std::time(nullptr);
+}
+
+bool _localtime64_s(BrokenDownTime& local, std::int64_t seconds) noexcept {
+    std::tm parts{};
+    const std::time_t moment = seconds;
+    if (seconds < 0 || seconds > lastSecond || !localtime_r(&moment, &parts)) {
+        local = {-1, -1, -1, -1, -1, -1};
+        return false;
+    }
+    local = {parts.tm_sec, parts.tm_min, parts.tm_hour, parts.tm_mday, parts.tm_mon, parts.tm_year};
+    return true;
+}

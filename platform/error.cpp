@@ -1,0 +1,101 @@
+#include "platform/error.h"
+
+#include <algorithm>
+#include <iterator>
+
+#include "platform/text.h"
+
+namespace {
+
+constinit thread_local DWORD lastError = ERROR_SUCCESS;
+
+struct ErrorText {
+    DWORD number;
+    const char16_t* text;
+};
+
+// HRESULT values that stand for a last error have no rows of their own.
+constexpr ErrorText errorTexts[] = {
+    {ERROR_SUCCESS, u"The operation succeeded."},
+    {S_FALSE, u"The operation succeeded, with nothing to do."},
+    {ERROR_FILE_NOT_FOUND, u"The file or the object was not found."},
+    {ERROR_PATH_NOT_FOUND, u"The folder was not found."},
+    {ERROR_TOO_MANY_OPEN_FILES, u"Too many files are open."},
+    {ERROR_ACCESS_DENIED, u"Access is denied."},
+    {ERROR_INVALID_HANDLE, u"The handle is invalid."},
+    {ERROR_NOT_ENOUGH_MEMORY, u"There is not enough memory."},
+    {0x8007000E & 0xFFFF, u"There is not enough memory."},
+    {ERROR_INVALID_DRIVE, u"There is no such drive."},
+    {ERROR_NO_MORE_FILES, u"There are no more files."},
+    {ERROR_WRITE_PROTECT, u"The medium is write-protected."},
+    {ERROR_NOT_READY, u"The device is not ready."},
+    {ERROR_GEN_FAILURE, u"The device does not work."},
+    {ERROR_SHARING_VIOLATION, u"The file is in use by another program."},
+    {ERROR_NOT_SUPPORTED, u"The request is not supported."},
+    {ERROR_FILE_EXISTS, u"The file exists."},
+    {ERROR_INVALID_PARAMETER, u"A parameter is not valid."},
+    {ERROR_DISK_FULL, u"The disk is full."},
+    {ERROR_INSUFFICIENT_BUFFER, u"The buffer is too small."},
+    {ERROR_INVALID_NAME, u"The name is not valid."},
+    {ERROR_MOD_NOT_FOUND, u"The module was not found."},
+    {ERROR_PROC_NOT_FOUND, u"The module has no such function."},
+    {ERROR_DIR_NOT_EMPTY, u"The folder is not empty."},
+    {ERROR_BAD_PATHNAME, u"The path is not valid."},
+    {ERROR_BUSY, u"The resource is in use."},
+    {ERROR_ALREADY_EXISTS, u"The object exists already."},
+    {ERROR_FILENAME_EXCED_RANGE, u"The name is too long."},
+    {ERROR_FILE_TOO_LARGE, u"The file is too large."},
+    {ERROR_MORE_DATA, u"There is more data."},
+    {ERROR_NO_MORE_ITEMS, u"There are no more items."},
+    {ERROR_NOT_OWNER, u"The mutex belongs to another thread."},
+    {ERROR_DIRECTORY, u"The name is not one of a folder."},
+    {ERROR_BADDB, u"The settings store is corrupt."},
+    {ERROR_BADKEY, u"The settings key is not valid."},
+    {ERROR_KEY_DELETED, u"The settings key has been deleted."},
+    {ERROR_IO_DEVICE, u"The device reported an input or output error."},
+    {ERROR_NO_UNICODE_TRANSLATION, u"The text holds characters that can't be converted."},
+    {ERROR_RESOURCE_NOT_FOUND, u"The module has no such resource."},
+    {static_cast<DWORD>(E_NOTIMPL), u"The operation is not implemented."},
+    {static_cast<DWORD>(E_NOINTERFACE), u"The interface is not supported."},
+    {static_cast<DWORD>(E_POINTER), u"A pointer is not valid."},
+    {static_cast<DWORD>(E_FAIL), u"The operation failed."},
+    {static_cast<DWORD>(E_UNEXPECTED), u"The operation failed unexpectedly."},
+    {static_cast<DWORD>(CLASS_E_NOAGGREGATION), u"The class can't be aggregated."},
+    {static_cast<DWORD>(CLASS_E_CLASSNOTAVAILABLE), u"The module does not serve this class."},
+    {static_cast<DWORD>(REGDB_E_CLASSNOTREG), u"The class is not registered."},
+    {static_cast<DWORD>(CO_E_CLASSSTRING), u"The class name is not valid."},
+    {static_cast<DWORD>(CO_E_DLLNOTFOUND), u"The module of the class was not found."},
+    {static_cast<DWORD>(CO_E_ERRORINDLL), u"The module of the class can't be used."},
+};
+
+const char16_t* textOf(DWORD number) noexcept {
+    const DWORD wanted = (number & 0xFFFF0000) == 0x80070000 ? number & 0xFFFF : number;
+    const auto* row = std::find_if(std::begin(errorTexts), std::end(errorTexts),
+                                   [&](const ErrorText& text) { return text.number == wanted; });
+    return row == std::end(errorTexts) ? nullptr : row->text;
+}
+
+}  // namespace
+
+DWORD GetLastError() noexcept {
+    return lastError;
+}
+
+void SetLastError(DWORD error) noexcept {
+    lastError = error;
+}
+
+DWORD FormatMessageW(DWORD flags, const void*, DWORD messageId, DWORD, WCHAR* buffer, DWORD size,
+                     void*) noexcept {
+    if (!(flags & FORMAT_MESSAGE_FROM_SYSTEM) || !buffer || size == 0) {
+        SetLastError(ERROR_INVALID_PARAMETER);
+        return 0;
+    }
+    const char16_t* text = textOf(messageId);
+    const FormatArgument number(messageId);
+    const std::size_t whole =
+        text                 ? formatWide(buffer, size, u"%s", std::array{FormatArgument(text)})
+        : messageId > 0xFFFF ? formatWide(buffer, size, u"Error 0x%08X", std::array{number})
+                             : formatWide(buffer, size, u"Error %u", std::array{number});
+    return static_cast<DWORD>(std::min<std::size_t>(whole, size - 1));
+}

@@ -1,0 +1,91 @@
+#include "platform/system.h"
+
+#include <unistd.h>
+
+#include <array>
+#include <cerrno>
+#include <limits>
+#include <new>
+#include <string>
+#include <string_view>
+
+#include "platform/error.h"
+#include "platform/registry.h"
+#include "platform/text.h"
+
+namespace {
+
+bool settingsSaySixZero() {
+    HKEY opened = nullptr;
+    if (RegOpenKeyExW(HKEY_LOCAL_MACHINE, u"Software\\Zephyr-Lanthorn\\Platform", 0,
+                      KEY_QUERY_VALUE, &opened) != ERROR_SUCCESS)
+        return false;
+    const zlk::RegistryKey key(opened);
+    std::array<WCHAR, 8> text{};
+    DWORD size = sizeof text;
+    DWORD type = REG_NONE;
+    if (RegQueryValueExW(key.get(), u"SystemVersion", nullptr, &type,
+                         reinterpret_cast<BYTE*>(text.data()), &size) != ERROR_SUCCESS)
+        return false;
+    std::u16string_view value(text.data(), size / sizeof(WCHAR));
+    if (value.ends_with(u'\0')) value.remove_suffix(1);
+    return type == REG_SZ && value == u"6.0";
+}
+
+template <class Info>
+BOOL versionInfo(Info* info) {
+    if (!info || info->dwOSVersionInfoSize != sizeof(Info)) {
+        SetLastError(ERROR_INSUFFICIENT_BUFFER);
+        return 0;
+    }
+    const bool six = settingsSaySixZero();
+    *info = {};
+    info->dwOSVersionInfoSize = sizeof(Info);
+    info->dwMajorVersion = six ? 6 : 5;
+    info->dwMinorVersion = six ? 0 : 1;
+    info->dwBuildNumber = six ? 6000 : 2600;
+    info->dwPlatformId = VER_PLATFORM_WIN32_NT;
+    return 1;
+}
+
+void appendOnOneLine(std::string& line, const WCHAR* text) {
+    for (const char c : utf8Text(text ? text : u""))
+        line += static_cast<unsigned char>(c) < ' ' || c == '\x7F' ? ' ' : c;
+}
+
+}  // namespace
+
+BOOL GetVersionExW(OSVERSIONINFOW* info) noexcept {
+    return versionInfo(info);
+}
+
+BOOL GetVersionExA(OSVERSIONINFOA* info) noexcept {
+    return versionInfo(info);
+}
+
+int MulDiv(int number, int numerator, int denominator) noexcept {
+    if (denominator == 0) return -1;
+    const std::int64_t product = std::int64_t{number} * numerator;
+    const std::int64_t divisor = denominator;
+    const std::int64_t half = (divisor < 0 ? -divisor : divisor) / 2;
+    const std::int64_t result = (product < 0 ? product - half : product + half) / divisor;
+    if (result < std::numeric_limits<int>::min() || result > std::numeric_limits<int>::max())
+        return -1;
+    return static_cast<int>(result);
+}
+
+int MessageBoxW(void*, const WCHAR* text, const WCHAR* caption, UINT) noexcept {
+    try {
+        std::string line;
+        appendOnOneLine(line, caption);
+        line += ": ";
+        appendOnOneLine(line, text);
+        line += '\n';
+        // One write, so that lines of several processes don't mix.
+        while (write(STDERR_FILENO, line.data(), line.size()) < 0 && errno == EINTR) {
+        }
+    } catch (const std::bad_alloc&) {
+        // A message that can't be shown is answered all the same.
+    }
+    return IDOK;
+}
