@@ -43,6 +43,9 @@ class MachineRoot {
 
   private:
     MachineRoot();
+    /// Why this isn't trusted; empty if it is.
+    std::u16string objectionTo(const struct stat& status) const;
+    std::u16string refusal_;  // why the root isn't usable
     std::string path_;
     bool usable_ = false;
     bool ofGroup_ = false;

@@ -1,0 +1,153 @@
+#include "platform/internal/MachineRoot.h"
+
+#include <errno.h>
+#include <pwd.h>
+#include <stdlib.h>
+#include <sys/stat.h>
+#include <unistd.h>
+
+#include <atomic>
+#include <filesystem>
+#include <memory>
+#include <system_error>
+#include <vector>
+
+#include "platform/error.h"
+#include "platform/internal/Diagnose.h"
+#include "platform/internal/PosixError.h"
+#include "platform/text.h"
+
+namespace zlk::platform {
+namespace {
+
+constexpr char category[] = "MachineRoot";
+
+/// A variable that names a place, empty if it isn't set or this program runs with more rights
+/// than its caller has.
+std::string placeFromEnvironment(const char* name) {
+    const char* text = ::secure_getenv(name);
+    return text ? text : "";
+}
+
+std::string homeFolder() {
+    const std::string home = placeFromEnvironment("HOME");
+    if (home.starts_with('/')) return home;
+    std::vector<char> room(16 * 1024);
+    passwd entry;
+    passwd* found = nullptr;
+    if (::getpwuid_r(::geteuid(), &entry, room.data(), room.size(), &found) == 0 && found)
+        return found->pw_dir;
+    return {};
+}
+
+std::string findRoot() {
+    std::string root = placeFromEnvironment("ZLK_MACHINE");
+    if (root.empty()) {
+        const std::string data = placeFromEnvironment("XDG_DATA_HOME");
+        if (data.starts_with('/')) {
+            root = data + "/zlkcamtr";
+        } else {
+            const std::string home = homeFolder();
+            if (home.empty()) return {};
+            root = home + "/.local/share/zlkcamtr";
+        }
+    }
+    // The process may change its folder later and stays on its machine.
+    std::error_code error;
+    std::filesystem::path path = std::filesystem::absolute(root, error).lexically_normal();
+    if (!path.has_filename()) path = path.parent_path();
+    return error ? std::string() : path.string();
+}
+
+/// Makes a folder and what is missing above it; 0 or an errno.
+int makeFolders(const std::string& path, mode_t mode) {
+    if (::mkdir(path.c_str(), mode) == 0 || errno == EEXIST) return 0;
+    if (errno != ENOENT) return errno;
+    const std::size_t slash = path.rfind('/');
+    if (slash == std::string::npos || slash == 0) return ENOENT;
+    if (const int error = makeFolders(path.substr(0, slash), mode)) return error;
+    return ::mkdir(path.c_str(), mode) == 0 || errno == EEXIST ? 0 : errno;
+}
+
+}  // namespace
+
+const MachineRoot& MachineRoot::instance() {
+    static const MachineRoot root;
+    // Said only once the root stands, since a sink may come back for it.
+    static std::atomic_flag said;
+    if (!root.usable_ && !said.test_and_set())
+        diagnose(category, u"%s is not used: %s", root.path_, root.refusal_);
+    return root;
+}
+
+MachineRoot::MachineRoot() : path_(findRoot()) {
+    if (path_.empty()) {
+        refusal_ = u"there is neither ZLK_MACHINE nor a home folder";
+        return;
+    }
+    int error = makeFolders(path_, 0700);
+    struct stat status {};
+    if (!error && ::stat(path_.c_str(), &status) != 0) error = errno;
+    if (!error && !S_ISDIR(status.st_mode)) error = ENOTDIR;
+    if (error) {
+        refusal_ = wideText(std::generic_category().message(error));
+        return;
+    }
+    // Only the administrator makes a group's root: elsewhere a writable group is an oversight.
+    ofGroup_ = status.st_uid == 0 && (status.st_mode & 02777) == 02770;
+    group_ = status.st_gid;
+    refusal_ = objectionTo(status);
+    usable_ = refusal_.empty();
+}
+
+std::u16string MachineRoot::objectionTo(const struct stat& status) const {
+    const bool groupOwns = ofGroup_ && status.st_gid == group_;
+    if (status.st_uid != 0 && status.st_uid != ::geteuid() && !groupOwns)
+        return formatText(u"it belongs to user %u", status.st_uid);
+    if (status.st_mode & S_IWOTH) return u"everybody may write it";
+    // An access list shows here as well: its mask stands in the place of the group's rights.
+    if ((status.st_mode & S_IWGRP) && !groupOwns)
+        return formatText(u"group %u may write it", status.st_gid);
+    return {};
+}
+
+bool MachineRoot::trusts(const struct stat& status, const std::string& path) const {
+    const std::u16string objection = objectionTo(status);
+    if (objection.empty()) return true;
+    diagnose(category, u"%s is not trusted: %s", path, objection);
+    return false;
+}
+
+std::string MachineRoot::folder(const char* name) const {
+    if (!usable_) {
+        SetLastError(ERROR_ACCESS_DENIED);
+        return {};
+    }
+    std::string path = path_;
+    for (const std::filesystem::path& component : std::filesystem::path(name)) {
+        path += '/' + component.string();
+        // The caller's file mode mask must not shut a group out of its folder.
+        if (::mkdir(path.c_str(), folderMode()) == 0) {
+            ::chmod(path.c_str(), folderMode());
+        } else if (errno != EEXIST) {
+            setLastErrorFromErrno();
+            return {};
+        }
+        struct stat status;
+        if (::lstat(path.c_str(), &status) != 0) {
+            setLastErrorFromErrno();
+            return {};
+        }
+        if (!S_ISDIR(status.st_mode)) {
+            SetLastError(ERROR_DIRECTORY);
+            return {};
+        }
+        if (!trusts(status, path)) {
+            SetLastError(ERROR_ACCESS_DENIED);
+            return {};
+        }
+    }
+    return path;
+}
+
+}  // namespace zlk::platform
