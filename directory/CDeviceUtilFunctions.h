@@ -3,6 +3,7 @@
 
 #include <cstdint>
 #include <string>
+#include <vector>
 
 #include "directory/CCamInfo.h"
 #include "directory/CSupportedCameraList.h"
@@ -46,6 +47,8 @@ class CDeviceUtilFunctions {
 
     // -- drives
 
+    /// The roots of all drives, as in `E:\`.
+    static std::vector<std::u16string> DriveRoots();
     /// The device on a drive; only the first character of `drive` counts.
     std::u16string DriveToContextId(const std::u16string& drive);
     /// A drive root or network path, as the drive mapper component knows it.

@@ -1,0 +1,20 @@
+#include "directory/CCamInfo.h"
+
+#include "platform/text.h"
+
+namespace zlk {
+
+bool CCamInfo::isPtp() const {
+    return equalIgnoringCase(Cam_protocol, u"PTP");
+}
+
+bool CCamInfo::isCamera() const {
+    return equalIgnoringCase(DevType, u"CAMERA");
+}
+
+bool CCamInfo::isPassThru() const {
+    constexpr std::u16string_view front = u"PASSTHRU";
+    return equalIgnoringCase(std::u16string_view(DevType).substr(0, front.size()), front);
+}
+
+}  // namespace zlk

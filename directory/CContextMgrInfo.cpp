@@ -1,0 +1,143 @@
+#include "directory/CContextMgrInfo.h"
+
+#include "directory/ContextId.h"
+#include "directory/SettingsTree.h"
+#include "foundation/Paths.h"
+#include "foundation/TraceLine.h"
+
+namespace zlk {
+namespace {
+
+constexpr WCHAR productClasses[] = u"ProductClasses";
+
+std::u16string textValue(const RegistryKey& key, const WCHAR* name) {
+    std::u16string value;
+    regReadString(key.get(), name, value);
+    return value;
+}
+
+/// The class's settings for unloading. `Unload` holds those of older programs: it counts as a
+/// whole, and only where `Import` doesn't know the class.
+RegistryKey openUnloadSettings(const std::u16string& productClass) {
+    RegistryKey key = openSettings({u"Import", productClasses, productClass});
+    return key ? std::move(key) : openSettings({u"Unload", productClasses, productClass});
+}
+
+}  // namespace
+
+bool CContextMgrInfo::SplitContextId(const std::u16string& id, std::u16string& manufacturer,
+                                     std::u16string& productClass, std::u16string& serial) const {
+    TraceLine("CContextMgrInfo", "SplitContextId(%s)", id);
+    if (!splitIdentifier(id, manufacturer, productClass, serial)) return false;
+    TraceLine("CContextMgrInfo", "SplitContextId mfg(%s) prod(%s) sn(%s)", manufacturer,
+              productClass, serial);
+    return true;
+}
+
+std::u16string CContextMgrInfo::productClassOf(const std::u16string& id) const {
+    std::u16string manufacturer, productClass, serial;
+    SplitContextId(id, manufacturer, productClass, serial);
+    return productClass;
+}
+
+std::u16string CContextMgrInfo::classProgId(const std::u16string& id, const WCHAR* section,
+                                            const WCHAR* value) const {
+    return textValue(openSettings({section, productClasses, productClassOf(id)}), value);
+}
+
+std::u16string CContextMgrInfo::GetUnloadProgId(const std::u16string& id) const {
+    return classProgId(id, u"Import", u"ProgId");
+}
+
+std::u16string CContextMgrInfo::GetTSBProgId(const std::u16string& id) const {
+    return classProgId(id, u"Import", u"TSBProgId_v1");
+}
+
+std::u16string CContextMgrInfo::GetSwiftPostProgId(const std::u16string& id) const {
+    return classProgId(id, u"SwiftPost", u"ProgId");
+}
+
+std::u16string CContextMgrInfo::GetTagProgId(const std::u16string& id) const {
+    return classProgId(id, u"TagMgrDevices", u"ProgId");
+}
+
+std::u16string CContextMgrInfo::GetDevListProgId() const {
+    return textValue(openSettings({u"Import", productClasses}), u"DevListProgId_v1");
+}
+
+std::u16string CContextMgrInfo::GetDevUtilsProgId() const {
+    return textValue(openSettings({u"Import", productClasses}), u"DevUtilsProgId_v1");
+}
+
+std::u16string CContextMgrInfo::GetCheckMediaMethod(const std::u16string& id) const {
+    return upperCase(textValue(openUnloadSettings(productClassOf(id)), u"MediaCheck"));
+}
+
+std::uint32_t CContextMgrInfo::GetFileEnumTimeout(const std::u16string& id) const {
+    std::uint32_t passes = 0;
+    regReadDword(openUnloadSettings(productClassOf(id)).get(), u"FileEnumTimeout", passes);
+    return passes;
+}
+
+bool CContextMgrInfo::GetAllowDelete(const std::u16string& id) const {
+    const std::u16string text = textValue(openUnloadSettings(productClassOf(id)), u"AllowDelete");
+    return !equalIgnoringCase(trimmed(text), u"FALSE");
+}
+
+std::u16string CContextMgrInfo::GetStorageId(const std::u16string& id) const {
+    std::u16string manufacturer, productClass, serial;
+    SplitContextId(id, manufacturer, productClass, serial);
+    const RegistryKey key =
+        openSettings({productClass, u"DeviceInstances", serial, u"Functions", u"Storage"});
+    const std::u16string device = textValue(key, u"DeviceInstanceID");
+    return device.empty() ? textValue(key, u"UNCPath") : device;
+}
+
+std::u16string CContextMgrInfo::GetFriendlyName(const std::u16string& id) const {
+    std::u16string manufacturer, productClass, serial;
+    SplitContextId(id, manufacturer, productClass, serial);
+    // Stored as "0," and the name.
+    std::u16string name = textValue(
+        openSettings({productClass, u"DeviceInstances", serial, u"Strings"}), u"FriendlyName");
+    name.erase(0, name.find_first_not_of(u'0'));
+    name.erase(0, name.find_first_not_of(u','));
+    return name;
+}
+
+std::vector<std::u16string> CContextMgrInfo::GetInstalledProductClasses() const {
+    std::vector<std::u16string> installed;
+    const RegistryKey key = openSettings({u"CtxMgr", productClasses});
+    const std::uint32_t count = regCountValues(key.get());
+    for (std::uint32_t i = 0; i < count; ++i) {
+        std::u16string name = regEnumValueName(key.get(), i);
+        std::u16string mark;
+        if (!regReadString(key.get(), name, mark)) continue;
+        mark.erase(0, mark.find_first_not_of(u'*'));
+        mark.erase(mark.find_last_not_of(u'*') + 1);
+        if (equalIgnoringCase(mark, u"Installed")) installed.push_back(std::move(name));
+    }
+    return installed;
+}
+
+std::vector<std::u16string> CContextMgrInfo::GetDeviceInstances(
+    const std::u16string& productClass) const {
+    std::vector<std::u16string> instances;
+    const RegistryKey key = openSettings({productClass, u"DeviceInstances"});
+    const std::uint32_t count = regCountSubKeys(key.get());
+    for (std::uint32_t i = 0; i < count; ++i) {
+        std::u16string name = regEnumKeyName(key.get(), i);
+        if (!name.empty()) instances.push_back(std::move(name));
+    }
+    return instances;
+}
+
+std::vector<std::u16string> CContextMgrInfo::GetInstalledContextIds() const {
+    std::vector<std::u16string> ids;
+    for (const std::u16string& productClass : GetInstalledProductClasses()) {
+        for (const std::u16string& instance : GetDeviceInstances(productClass))
+            ids.push_back(makeContextId(productClass, instance));
+    }
+    return ids;
+}
+
+}  // namespace zlk

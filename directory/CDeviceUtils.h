@@ -1,0 +1,47 @@
+#pragma once
+#include <string>
+
+#include "ZlkCamTr.h"
+#include "directory/CDeviceUtilFunctions.h"
+#include "platform/automation_object.h"
+#include "platform/component_object.h"
+
+namespace zlk {
+
+/// Translations and questions for applications (see the interface).
+class CDeviceUtils : public DispatchImpl<IDeviceUtils> {
+  public:
+    using Interfaces = InterfaceList<IDeviceUtils, IDispatch>;
+
+    CDeviceUtils();
+
+    HRESULT DriveLetterToContextId(BSTR driveLetter, BSTR* ContextId) noexcept override;
+    HRESULT ContextIdToLowLevelId(BSTR ContextId, BSTR* LowLevelId) noexcept override;
+    HRESULT ContextIdToUnloadInterface(BSTR ContextId, BSTR* UnloadInterface) noexcept override;
+    HRESULT ContextIdToName(BSTR ContextId, BSTR* Name) noexcept override;
+    HRESULT CameraVidPidToContextId(BSTR vidPid, BSTR* ContextId) noexcept override;
+    HRESULT LogCameraInfo(BSTR ContextId, BSTR DeviceIdxml) noexcept override;
+    HRESULT ContextIdToCheckMediaMethod(BSTR ContextId, BSTR* Method) noexcept override;
+    HRESULT IsDeviceLocked(BSTR ContextId, SHORT* locked) noexcept override;
+    HRESULT ContextIdToCameraPort(BSTR ContextId, BSTR* cameraPort) noexcept override;
+    HRESULT MapContextId(BSTR ContextId, BSTR* mappedId) noexcept override;
+    HRESULT ContextIdToFileEnumTimeout(BSTR ContextId, LONG* timeoutValue) noexcept override;
+    HRESULT IsDeviceRequestingConfig(BSTR ContextId, SHORT* config) noexcept override;
+    HRESULT AllowDeleteForContextId(BSTR ContextId, SHORT* allowDelete) noexcept override;
+    HRESULT IsDeviceRequestingTagSetup(BSTR ContextId, SHORT* config) noexcept override;
+    HRESULT ContextIdToTSBInterface(BSTR ContextId, BSTR* Interface) noexcept override;
+
+  protected:
+    ~CDeviceUtils() = default;
+
+  private:
+    /// An object of the device's class, not yet holding the device; empty without such a class.
+    ComPtr<IPhotoDevice> createDevice(const std::u16string& id);
+    /// Whether the device answers TRUE to a message. False, with S_OK, for one that can't ask.
+    HRESULT askDevice(const std::u16string& id, std::u16string_view message, bool& answer);
+
+    CDeviceUtilFunctions utilFunctions;
+    ComPtr<IDeviceUtils> delegateUtils;
+};
+
+}  // namespace zlk
