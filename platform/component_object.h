@@ -1,22 +1,26 @@
 #pragma once
 // What a module needs to offer component classes: one template for reference counts,
-// QueryInterface and aggregation, one for class factories, and the bodies of the entry points.
+// QueryInterface and aggregation, and one for class factories. The module's entry points are in
+// component_module.h.
 //
 // A class T derives from its interfaces, implements their methods but the three of IUnknown, and
 // lists the interfaces that it answers for:
 //
-//     class Thing : public IThing {
+//     class Thing : public IThing, public IOther {
 //       public:
-//         using Interfaces = InterfaceList<IThing, IDispatch>;
+//         using Interfaces = InterfaceList<IThing, IOther>;
 //         ...
+//       protected:
+//         ~Thing();
 //     };
 //
-// Counts are plain numbers: an object is used on the thread that made it. The module's count of
-// living objects is atomic.
+// The destructor is protected or virtual. T has no IUnknown of its own while its constructor and
+// its destructor run, so neither may lend the object out. Counts are plain numbers: an object is
+// used on the thread that made it. The module's count of living objects is atomic.
 
 #include <atomic>
 #include <new>
-#include <span>
+#include <type_traits>
 
 #include "platform/component.h"
 
@@ -33,10 +37,15 @@ struct ModuleLock {
     ModuleLock& operator=(const ModuleLock&) = delete;
 };
 
-/// The first interface is the object's identity; each other one is a base of it or of T.
+/// The interfaces of a class, IUnknown left out. The first one is the object's identity; each
+/// other one is a base of it or of T.
 template <class First, class... Others>
 struct InterfaceList {
-    using Identity = First;
+    /// The IUnknown that stands for the object whichever interface it is asked through.
+    template <class T>
+    static IUnknown* identity(T* object) noexcept {
+        return static_cast<First*>(object);
+    }
 
     /// The interface `iid` of `object`, uncounted; null if it isn't in the list.
     template <class T>
@@ -60,16 +69,16 @@ struct InterfaceList {
     }
 };
 
-/// An object of its own.
+/// An object of its own. The lock is the first base, so that the module stays until T's destructor
+/// is through.
 template <class T>
-class PlainObject final : public T {
+class PlainObject final : private ModuleLock, public T {
   public:
     HRESULT QueryInterface(const GUID& iid, void** object) noexcept override {
         if (!object) return E_POINTER;
         using List = typename T::Interfaces;
-        *object = iid == iidOf<IUnknown>
-                      ? static_cast<typename List::Identity*>(static_cast<T*>(this))
-                      : List::find(static_cast<T*>(this), iid);
+        T* const self = this;
+        *object = iid == iidOf<IUnknown> ? List::identity(self) : List::find(self, iid);
         if (!*object) return E_NOINTERFACE;
         AddRef();
         return S_OK;
@@ -77,22 +86,18 @@ class PlainObject final : public T {
     ULONG AddRef() noexcept override { return ++count_; }
     ULONG Release() noexcept override {
         const ULONG left = --count_;
-        if (left == 0) {
-            count_ = 1;  // what the destructor lends out of itself must not end it again
-            delete this;
-        }
+        if (left == 0) delete this;
         return left;
     }
 
   private:
-    ModuleLock lock_;
     ULONG count_ = 1;
 };
 
 /// An object that is a part of another one: its interfaces count and answer as that one does, and
 /// this IUnknown is the owner's private access to it.
 template <class T>
-class AggregatedObject final : public IUnknown {
+class AggregatedObject final : private ModuleLock, public IUnknown {
   public:
     explicit AggregatedObject(IUnknown* outer) : part_(outer) {}
 
@@ -112,10 +117,7 @@ class AggregatedObject final : public IUnknown {
     ULONG AddRef() noexcept override { return ++count_; }
     ULONG Release() noexcept override {
         const ULONG left = --count_;
-        if (left == 0) {
-            count_ = 1;
-            delete this;
-        }
+        if (left == 0) delete this;
         return left;
     }
 
@@ -133,7 +135,6 @@ class AggregatedObject final : public IUnknown {
         IUnknown* outer_;  // borrowed: the outer object lives longer
     };
 
-    ModuleLock lock_;
     ULONG count_ = 1;
     Part part_;
 };
@@ -171,7 +172,8 @@ struct ComponentClass {
 /// references would change nothing.
 class ClassFactory final : public IClassFactory {
   public:
-    explicit ClassFactory(const ComponentClass& component) noexcept : component_(component) {}
+    constexpr explicit ClassFactory(const ComponentClass& component) noexcept
+        : component_(component) {}
 
     HRESULT QueryInterface(const GUID& iid, void** object) noexcept override {
         if (!object) return E_POINTER;
@@ -188,6 +190,8 @@ class ClassFactory final : public IClassFactory {
         moduleLockCount.fetch_add(lock ? 1 : -1, std::memory_order_relaxed);
         return S_OK;
     }
+
+    const GUID& clsid() const noexcept { return component_.clsid; }
 
   private:
     const ComponentClass& component_;
