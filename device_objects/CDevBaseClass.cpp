@@ -1,0 +1,104 @@
+#include "device_objects/CDevBaseClass.h"
+
+#include "camera_devices/CMassStorageDev.h"
+#include "directory/CDeviceUtilFunctions.h"
+#include "foundation/TraceLine.h"
+#include "platform/system.h"
+#include "platform/text.h"
+
+namespace zlk {
+namespace {
+
+constexpr char category[] = "CUnloadableCamera";  // for all three objects
+
+/// Whether names of objects can be seen by all sessions of the machine.
+bool hasGlobalNames() noexcept {
+    OSVERSIONINFOW info{};
+    info.dwOSVersionInfoSize = sizeof info;
+    return GetVersionExW(&info) && info.dwPlatformId == VER_PLATFORM_WIN32_NT &&
+           info.dwMajorVersion >= 5;
+}
+
+}  // namespace
+
+HRESULT CDevBaseClass::setResult(DeviceCode code) noexcept {
+    errorCode = code;
+    return code == DeviceCode::Success ? S_OK : E_FAIL;
+}
+
+HRESULT CDevBaseClass::LockDevice(BSTR cueId) noexcept {
+    TraceLine(category, "LockDevice (%s)", viewOf(cueId));
+    return setResult(operationCode(DeviceCode::Held, [&] {
+        if (!locked) {
+            deviceId = textOf(cueId);
+            if (!SetLockMutex(deviceId)) return DeviceCode::Held;
+            locked = true;
+        }
+        return DeviceCode::Success;
+    }));
+}
+
+bool CDevBaseClass::SetLockMutex(const std::u16string& id) {
+    lockMutex.reset();
+    // To the system the name would end there, and claim another device.
+    if (id.find(u'\0') != id.npos) return false;
+    std::u16string mutexName = hasGlobalNames() ? u"Global\\" : u"";
+    mutexName.append(u"ZlkUnloadImageDeviceLock_").append(id);
+    TraceLine(category, "SetLockMutex mutexName(%s)", mutexName);
+    UniqueHandle made(CreateMutexW(nullptr, true, mutexName.c_str()));
+    if (!made || GetLastError() == ERROR_ALREADY_EXISTS) return false;
+    lockMutex = std::move(made);
+    return true;
+}
+
+HRESULT CDevBaseClass::UnlockDevice() noexcept {
+    TraceLine(category, "UnlockDevice");
+    if (!locked) return setResult(DeviceCode::NotLocked);
+    lockMutex.reset();
+    imageDev.reset();
+    locked = false;
+    return setResult(DeviceCode::Success);
+}
+
+HRESULT CDevBaseClass::get_DeviceId(BSTR* pVal) noexcept {
+    TraceLine(category, "get_DeviceId");
+    return guardedRead(pVal, &CImageDev::GetDeviceID);
+}
+
+HRESULT CDevBaseClass::get_ErrorCode(LONG* pVal) noexcept {
+    TraceLine(category, "get_ErrorCode (%d)", static_cast<LONG>(errorCode));
+    if (!pVal) return E_POINTER;
+    *pVal = static_cast<LONG>(errorCode);
+    return S_OK;
+}
+
+bool CDevBaseClass::isDeviceConnected() {
+    if (!imageDev) createImageDev();
+    if (!imageDev) return false;
+    if (imageDev->CheckConnection()) return true;
+    imageDev.reset();
+    return false;
+}
+
+void CDevBaseClass::createImageDev() {
+    imageDev.reset();
+    bool isMassStorage = false;
+    std::u16string lowLevelId;
+    resolveDeviceKind(isMassStorage, lowLevelId);
+    if (lowLevelId.empty()) return;
+    // Cameras on USB have no device kind here so far: their ids lead to no device.
+    if (isMassStorage) imageDev = std::make_shared<CMassStorageDev>(lowLevelId, deviceId);
+}
+
+void CDevBaseClass::resolveDeviceKind(bool& isMassStorage, std::u16string& lowLevelId) const {
+    lowLevelId = upperCase(SettingsIDtoUnloadID(deviceId));
+    isMassStorage = lowLevelId.find(u"VID") == lowLevelId.npos;
+}
+
+std::u16string CDevBaseClass::SettingsIDtoUnloadID(const std::u16string& deviceId) {
+    std::u16string lowLevelId = CDeviceUtilFunctions().ContextIdToLowLevelId(deviceId);
+    TraceLine(category, "SettingsIDtoUnloadID(%s) -> (%s)", deviceId, lowLevelId);
+    return lowLevelId;
+}
+
+}  // namespace zlk

@@ -1,0 +1,77 @@
+#include "device_objects/CSPostDevice.h"
+
+#include "foundation/StatusEvent.h"
+#include "foundation/TraceLine.h"
+
+namespace zlk {
+namespace {
+
+constexpr char category[] = "CSPostDevice";
+
+// Events of a share dialogue that fails.
+constexpr std::int32_t menuNotRead = 6;
+constexpr std::int32_t menuNotWritten = 7;
+
+}  // namespace
+
+CSPostDevice::CSPostDevice() {
+    TraceLine(category, "constructor - also COM SPostDevice");
+}
+
+CSPostDevice::~CSPostDevice() {
+    CSPostDevice::UnlockDevice();
+}
+
+HRESULT CSPostDevice::LockDevice(BSTR cueId) noexcept {
+    TraceLine(category, "LockDevice %s", viewOf(cueId));
+    return CDevBaseClass::LockDevice(cueId);
+}
+
+HRESULT CSPostDevice::UnlockDevice() noexcept {
+    TraceLine(category, "UnlockDevice");
+    if (menuRead && imageDev)
+        imageDev->SendSpecialMsg(menuWritten ? CameraMessage::ConfigDone
+                                             : CameraMessage::ConfigCancel);
+    menuRead = menuWritten = false;
+    return CDevBaseClass::UnlockDevice();
+}
+
+HRESULT CSPostDevice::get_DeviceId(BSTR* pVal) noexcept {
+    TraceLine(category, "get_DeviceId");
+    return CDevBaseClass::get_DeviceId(pVal);
+}
+
+HRESULT CSPostDevice::put_Password(BSTR) noexcept {
+    return E_NOTIMPL;
+}
+
+HRESULT CSPostDevice::get_HasPassword(BYTE*) noexcept {
+    return E_NOTIMPL;
+}
+
+HRESULT CSPostDevice::get_ShareMenu(BSTR* pVal) noexcept {
+    TraceLine(category, "get_ShareMenu");
+    return guardedRead(pVal, [this](CImageDev& device, std::u16string& text) {
+        const DeviceCode code = device.GetShareMenu(text);
+        if (code != DeviceCode::Success) reportStatusEvent(menuNotRead, u"", 1);
+        device.SendSpecialMsg(CameraMessage::ConfigStart);
+        menuRead = true;
+        return code;
+    });
+}
+
+HRESULT CSPostDevice::put_ShareMenu(BSTR val) noexcept {
+    TraceLine(category, "put_ShareMenu");
+    return guardedCall([&](CImageDev& device) {
+        const DeviceCode code = device.PutShareMenu(textOf(val));
+        if (code != DeviceCode::Success) reportStatusEvent(menuNotWritten, u"", 1);
+        menuWritten = true;
+        return code;
+    });
+}
+
+HRESULT CSPostDevice::get_ErrorCode(LONG* pVal) noexcept {
+    return CDevBaseClass::get_ErrorCode(pVal);
+}
+
+}  // namespace zlk

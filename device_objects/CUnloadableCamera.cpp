@@ -1,0 +1,183 @@
+#include "device_objects/CUnloadableCamera.h"
+
+#include "camera_devices/FileInfoList.h"
+#include "device_objects/Escape.h"
+#include "foundation/TraceLine.h"
+#include "platform/clock.h"
+#include "platform/files.h"
+
+namespace zlk {
+namespace {
+
+constexpr char category[] = "CUnloadableCamera";
+constexpr DWORD reportInterval = 250;  // milliseconds
+
+}  // namespace
+
+/// The application's callback, for the length of one method. The callback may drop the last
+/// reference of the object that it is called from, or start another transfer on it.
+class CUnloadableCamera::CallbackScope {
+  public:
+    CallbackScope(CUnloadableCamera& camera, VARIANT* progress) noexcept
+        : camera_(camera), outer_(camera.progressCallback) {
+        camera_.AddRef();
+        // The interface declares a VARIANT*; what is passed is the callback itself.
+        camera_.progressCallback = reinterpret_cast<IProgressCallback*>(progress);
+    }
+    ~CallbackScope() {
+        camera_.progressCallback = outer_;
+        camera_.Release();
+    }
+    CallbackScope(const CallbackScope&) = delete;
+    CallbackScope& operator=(const CallbackScope&) = delete;
+
+  private:
+    CUnloadableCamera& camera_;
+    IProgressCallback* outer_;
+};
+
+CUnloadableCamera::~CUnloadableCamera() {
+    CUnloadableCamera::UnlockDevice();
+}
+
+HRESULT CUnloadableCamera::LockDevice(BSTR cueId) noexcept {
+    return CDevBaseClass::LockDevice(cueId);
+}
+
+HRESULT CUnloadableCamera::UnlockDevice() noexcept {
+    return CDevBaseClass::UnlockDevice();
+}
+
+HRESULT CUnloadableCamera::get_DeviceId(BSTR* pVal) noexcept {
+    return CDevBaseClass::get_DeviceId(pVal);
+}
+
+HRESULT CUnloadableCamera::get_ErrorCode(LONG* pVal) noexcept {
+    return CDevBaseClass::get_ErrorCode(pVal);
+}
+
+HRESULT CUnloadableCamera::GetFileInfo(VARIANT* Progress, BSTR* pVal) noexcept {
+    TraceLine(category, "GetFileInfo");
+    const CallbackScope scope(*this, Progress);
+    return guardedRead(pVal, [this](CImageDev& device, std::u16string& xml) {
+        FileInfoList list;
+        const DeviceCode code = device.GetFileInfo(list, this);
+        xml = list.getXml();  // after a failure: what was found up to it
+        return code;
+    });
+}
+
+HRESULT CUnloadableCamera::SaveFileData(BSTR id, BSTR fileName, VARIANT* Progress) noexcept {
+    TraceLine(category, "SaveFileData (%s -> %s)", viewOf(id), viewOf(fileName));
+    const CallbackScope scope(*this, Progress);
+    return guardedCall([&](CImageDev& device) { return saveFile(device, id, fileName); });
+}
+
+DeviceCode CUnloadableCamera::saveFile(CImageDev& device, BSTR id, BSTR fileName) {
+    const std::u16string_view name = viewOf(fileName);
+    // To the system a name ends at its first zero: another file would be overwritten.
+    if (name.empty() || name.find(u'\0') != name.npos) return DeviceCode::PcFileUnusable;
+    const UniqueHandle target(CreateFileW(fileName, GENERIC_READ | GENERIC_WRITE,
+                                          FILE_SHARE_READ | FILE_SHARE_WRITE, nullptr,
+                                          CREATE_ALWAYS, FILE_ATTRIBUTE_NORMAL, nullptr));
+    LARGE_INTEGER size{};
+    if (!target || !GetFileSizeEx(target.get(), &size) || static_cast<DWORD>(size.QuadPart) != 0)
+        return DeviceCode::PcFileUnusable;
+    return device.GetFile(textOf(id), this, target.get());
+}
+
+bool CUnloadableCamera::reportProgress(std::int32_t percent) noexcept {
+    const DWORD now = GetTickCount();
+    const bool recent = now - lastProgressTick < reportInterval && lastProgressTick != 0;
+    if (recent && percent >= 1 && percent <= 99) return true;
+    lastProgressTick = now;
+    return !progressCallback || progressCallback->UpdateProgress(percent) == S_OK;
+}
+
+HRESULT CUnloadableCamera::DeleteFileW(BSTR id) noexcept {
+    TraceLine(category, "DeleteFile (%s)", viewOf(id));
+    return guardedWrite(id, &CImageDev::DeleteFile);
+}
+
+HRESULT CUnloadableCamera::SaveThumbnail(BSTR id, BSTR fileName) noexcept {
+    TraceLine(category, "SaveThumbnail (%s -> %s)", viewOf(id), viewOf(fileName));
+    return guardedCall(
+        [&](CImageDev& device) { return device.GetThumbnail(textOf(id), textOf(fileName)); });
+}
+
+HRESULT CUnloadableCamera::Escape(BSTR inMsg, BSTR* outMsg) noexcept {
+    TraceLine(category, "Escape(%s)", viewOf(inMsg));
+    if (!outMsg) return E_POINTER;
+    EscapeAnswer answer{DeviceCode::NotConnected, {}};
+    // No claim is asked for: a device that somebody else holds can be asked too.
+    const DeviceCode code = operationCode(DeviceCode::NotSupported, [&] {
+        if (isDeviceConnected()) answer = answerEscape(*imageDev, textOf(inMsg));
+        return answer.code;
+    });
+    return setResult(handOut(answer.text, outMsg) ? code : DeviceCode::OutOfMemory);
+}
+
+HRESULT CUnloadableCamera::get_Dpof(BSTR* pVal) noexcept {
+    TraceLine(category, "get_Dpof");
+    return guardedRead(pVal, [](CImageDev& device, std::u16string& text) {
+        device.GetDpofFile(text);
+        return DeviceCode::Success;  // no print order is no failure, unlike no intent
+    });
+}
+
+HRESULT CUnloadableCamera::put_Dpof(BSTR val) noexcept {
+    TraceLine(category, "put_Dpof (%s)", viewOf(val));
+    return guardedWrite(val, &CImageDev::PutDpofFile);
+}
+
+HRESULT CUnloadableCamera::get_Intent(BSTR* pVal) noexcept {
+    TraceLine(category, "get_Intent");
+    return guardedRead(pVal, &CImageDev::GetIntentFile);
+}
+
+HRESULT CUnloadableCamera::put_Intent(BSTR val) noexcept {
+    TraceLine(category, "put_Intent (%s)", viewOf(val));
+    return guardedWrite(val, &CImageDev::PutIntentFile);
+}
+
+HRESULT CUnloadableCamera::get_IsConnected(LONG* pVal) noexcept {
+    TraceLine(category, "get_IsConnected");
+    if (!pVal) return E_POINTER;
+    *pVal = 0;
+    return setResult(operationCode(DeviceCode::ReadFailed, [&] {
+        if (!locked) return DeviceCode::NotLocked;
+        *pVal = isDeviceConnected();
+        TraceLine(category, "get_IsConnected (%s)", *pVal ? "TRUE" : "FALSE");
+        return DeviceCode::Success;  // a device that isn't there is an answer
+    }));
+}
+
+HRESULT CUnloadableCamera::get_DeviceDate(BSTR* pVal) noexcept {
+    TraceLine(category, "get_DeviceDate");
+    return guardedRead(pVal, [](CImageDev& device, std::u16string& text) {
+        const DeviceCode code = device.GetDeviceTime(text);
+        TraceLine(category, "get_DeviceDate (%s)", text);
+        return code;
+    });
+}
+
+HRESULT CUnloadableCamera::put_DeviceDate(BSTR val) noexcept {
+    TraceLine(category, "put_DeviceDate (%s)", viewOf(val));
+    return guardedWrite(val, &CImageDev::PutDeviceTime);
+}
+
+HRESULT CUnloadableCamera::get_SupportedDialogs(ULONG* pVal) noexcept {
+    TraceLine(category, "get_SupportedDialogs");
+    if (!pVal) return E_POINTER;
+    *pVal = 0;
+    return S_OK;
+}
+
+HRESULT CUnloadableCamera::ShowDialog(ULONG dialogNum, ULONG* pVal) noexcept {
+    TraceLine(category, "ShowDialog dialogNum(%d)", dialogNum);
+    if (!pVal) return E_POINTER;
+    *pVal = 0;
+    return E_FAIL;
+}
+
+}  // namespace zlk
