@@ -1,0 +1,297 @@
+#include "foundation/CLog.h"
+
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+#include <sys/stat.h>
+
+#include <cstring>
+#include <optional>
+
+#include "foundation/TraceLine.h"
+#include "platform/clock.h"
+#include "platform/modules.h"
+#include "tests/support/ChildProcess.h"
+#include "tests/support/TestMachine.h"
+
+namespace zlk::test {
+namespace {
+
+/// The viewer's side of the log: makes the buffer, filled with 0xAA, and switches the log on.
+class Viewer {
+  public:
+    explicit Viewer(DWORD size)
+        : control_(CreateFileMappingW(INVALID_HANDLE_VALUE, nullptr, PAGE_READWRITE, 0, 16,
+                                      logControlName)),
+          buffer_(CreateFileMappingW(INVALID_HANDLE_VALUE, nullptr, PAGE_READWRITE, 0, size,
+                                     logBufferName)) {
+        control = static_cast<LogControl*>(
+            MapViewOfFile(control_.get(), FILE_MAP_WRITE, 0, 0, sizeof(LogControl)));
+        bytes =
+            static_cast<std::uint8_t*>(MapViewOfFile(buffer_.get(), FILE_MAP_WRITE, 0, 0, size));
+        std::memset(bytes, 0xAA, size);
+        control->writeOffset = 0;
+        control->bufferSize = size;
+        control->startTick = GetTickCount();
+        control->enabled = 1;
+    }
+    ~Viewer() {
+        control->enabled = 0;
+        UnmapViewOfFile(control);
+        UnmapViewOfFile(bytes);
+    }
+    Viewer(const Viewer&) = delete;
+    Viewer& operator=(const Viewer&) = delete;
+
+    std::string text(std::size_t from, std::size_t size) const {
+        return {reinterpret_cast<const char*>(bytes) + from, size};
+    }
+
+    LogControl* control;
+    std::uint8_t* bytes;
+
+  private:
+    UniqueHandle control_, buffer_;
+};
+
+struct Record {
+    std::string category, message;
+};
+
+/// The record at `offset`, which is moved behind it; none where it isn't whole.
+std::optional<Record> nextRecord(const Viewer& viewer, std::size_t& offset) {
+    const std::string rest = viewer.text(offset, viewer.control->writeOffset - offset);
+    if (rest.size() < 11 || rest.substr(0, 2) != "\xFF\xFF" || rest[6] != 0x3F || rest[7] != 0)
+        return std::nullopt;
+    const std::size_t categoryEnd = rest.find('\0', 8);
+    const std::size_t messageEnd =
+        categoryEnd == std::string::npos ? categoryEnd : rest.find('\0', categoryEnd + 1);
+    if (messageEnd == std::string::npos) return std::nullopt;
+    offset += messageEnd + 2;
+    return Record{rest.substr(8, categoryEnd - 8),
+                  rest.substr(categoryEnd + 1, messageEnd - categoryEnd - 1)};
+}
+
+void write(CLog& log, const std::u16string& message) {
+    const FormatArgument text{message};
+    log.writeLine("C", "%s", {&text, 1});
+}
+
+constexpr std::size_t around = 8 + 2 + 2;  // of a record with a category of one character
+
+DWORD tick = 0;
+DWORD testTick() {
+    return tick;
+}
+
+TEST(CLog, StoresRecordsToTheByte) {
+    setTestClock({testTick, nullptr});
+    tick = 0xFFFFFF00;  // the tick count runs over while the log is on
+    Viewer viewer(4096);
+    CLog log;
+    tick = 0x010202FF;
+    const FormatArgument arguments[]{FormatArgument{5}, FormatArgument{u"\u00e4\u20ac"}};
+    log.writeLine("CPTPCameraDev", "GetFile (%d) %s", arguments);
+    setTestClock({});
+
+    const std::string expected(
+        "\xFF\xFF\xFF\x03\x02\x01\x3F\0CPTPCameraDev\0GetFile (5) "
+        "\xC3\xA4\xE2\x82\xAC\0\xAA\xAA",
+        42);
+    EXPECT_EQ(viewer.text(0, 42), expected);
+    EXPECT_EQ(viewer.control->writeOffset, 41u);  // behind the gap, which isn't written
+}
+
+TEST(CLog, StartsAgainWhereTheRestIsTooShort) {
+    struct Case {
+        const char* name;
+        std::u16string message;
+        std::uint32_t left;
+        bool wraps;
+    };
+    const std::u16string hundred(100, u'm');
+    const std::u16string wide(100, u'\u20ac');  // three bytes each
+    for (const Case& c :
+         {Case{"one short", hundred, 299, true}, Case{"fits", hundred, 300, false},
+          Case{"bytes don't fit", wide, 311, true}, Case{"bytes fit", wide, 312, false}}) {
+        SCOPED_TRACE(c.name);
+        Viewer viewer(4096);
+        CLog log;
+        const std::uint32_t start = 4096 - c.left;
+        viewer.control->writeOffset = start;
+        write(log, c.message);
+        EXPECT_EQ(viewer.bytes[c.wraps ? 0 : start], 0xFF);
+        EXPECT_EQ(viewer.bytes[c.wraps ? start : 0], c.wraps ? 0 : 0xAA);
+        EXPECT_EQ(viewer.bytes[start - 1], 0xAA);
+        if (c.wraps) {
+            EXPECT_EQ(viewer.text(start, c.left), std::string(c.left, '\0'));
+        }
+    }
+}
+
+TEST(CLog, DropsWhatIsTooLong) {
+    Viewer viewer(1 << 20);
+    CLog log;
+    write(log, std::u16string(90001, u'x'));
+    EXPECT_EQ(viewer.control->writeOffset, 0u);
+    write(log, std::u16string(90000, u'\uFFFF'));
+    EXPECT_EQ(viewer.control->writeOffset, 3 * 90000 + around);
+}
+
+TEST(CLog, KeepsItsFormWhateverTheTextHolds) {
+    Viewer viewer(8192);
+    CLog log;
+    write(log, std::u16string(u"seen\0unseen", 11));
+    write(log, std::u16string(1, u'\xD800'));  // no character: the record goes without a message
+    log.writeLine("C", std::string(5000, 'f').c_str(), {});
+    log.writeLine("C", "%s %d", {});  // arguments missing
+    std::size_t offset = 0;
+    for (const std::string& expected :
+         {std::string("seen"), std::string(), std::string(1000, 'f'), std::string("? ?")}) {
+        const auto record = nextRecord(viewer, offset);
+        ASSERT_TRUE(record);
+        EXPECT_EQ(record->message, expected);
+    }
+    EXPECT_EQ(offset, viewer.control->writeOffset);
+}
+
+TEST(CLog, TrustsNoPeerWithTheRoomThatThereIs) {
+    constexpr DWORD room = 4096;
+    struct Case {
+        std::uint32_t offset, size;
+        std::uint32_t expected;  // writeOffset after a line of ten characters
+    };
+    constexpr std::uint32_t stored = 10 + around;
+    for (const Case& c : {
+             Case{0, 0xFFFFFFFF, stored},
+             Case{room - 10, 0xFFFFFFFF, stored},
+             Case{0xFFFFFFF0, 0xFFFFFFFF, stored},
+             Case{0xFFFFFFF0, room, stored},
+             Case{0x80000000, 0x80000100, stored},
+             Case{room + 1, room, stored},
+             Case{7, 0, 7},           // no room at all: dropped
+             Case{0, stored - 1, 0},  // one byte short
+             Case{0, stored, stored},
+         }) {
+        SCOPED_TRACE(testing::Message() << c.offset << " of " << c.size);
+        Viewer viewer(room);
+        CLog log;
+        viewer.control->bufferSize = c.size;
+        viewer.control->writeOffset = c.offset;
+        write(log, u"0123456789");
+        EXPECT_EQ(viewer.control->writeOffset, c.expected);
+        if (c.size < stored) {
+            EXPECT_EQ(viewer.bytes[0], 0xAA);
+        }
+    }
+}
+
+TEST(CLog, IsOffForEveryValueButOne) {
+    Viewer viewer(4096);
+    CLog log;
+    for (const int enabled : {0, 2, 255}) {
+        viewer.control->enabled = static_cast<std::uint8_t>(enabled);
+        EXPECT_FALSE(log.isOn());
+        EXPECT_FALSE(log.isEnabled("C"));
+        write(log, u"lost");
+    }
+    EXPECT_EQ(viewer.control->writeOffset, 0u);
+    viewer.control->enabled = 1;
+    EXPECT_TRUE(log.isEnabled());
+}
+
+TEST(CLog, MakesNoObjectsBeforeItHasABuffer) {
+    CLog log;
+    const UniqueHandle section(
+        CreateFileMappingW(INVALID_HANDLE_VALUE, nullptr, PAGE_READWRITE, 0, 16, logControlName));
+    ASSERT_EQ(GetLastError(), ERROR_ALREADY_EXISTS);
+    auto* control = static_cast<LogControl*>(MapViewOfFile(section.get(), FILE_MAP_WRITE, 0, 0, 0));
+    ASSERT_TRUE(control);
+    control->enabled = 1;
+    SetLastError(ERROR_BUSY);
+    write(log, u"lost");
+    EXPECT_EQ(GetLastError(), ERROR_BUSY) << "tracing changed the last error";
+    EXPECT_FALSE(OpenFileMappingW(FILE_MAP_READ, false, logBufferName));
+    const UniqueHandle mutex(CreateMutexW(nullptr, false, logMutexName));
+    EXPECT_EQ(GetLastError(), ERROR_SUCCESS) << "a mutex for nothing";
+    control->enabled = 0;
+    UnmapViewOfFile(control);
+}
+
+ZLK_CHILD(tracer) {
+    child.say("ready");
+    child.hear();
+    const std::u16string name(static_cast<std::size_t>(child.arguments[0][0] - '0') * 7, u'x');
+    for (int i = 0; i < 3000; ++i) TraceLine(child.arguments[0].c_str(), "%s %d", name, i);
+    child.say("done");
+    child.hear();
+    return 0;
+}
+
+TEST(CLog, KeepsTheRecordsOfTwoProcessesWhole) {
+    ChildProcess one("tracer", {"1"}), two("tracer", {"2"});
+    ASSERT_EQ(one.hear(), "ready");
+    ASSERT_EQ(two.hear(), "ready");
+    Viewer viewer(1 << 20);
+    one.say("go");
+    two.say("go");
+    EXPECT_EQ(one.hear(), "done");
+    EXPECT_EQ(two.hear(), "done");
+
+    std::size_t offset = 0;
+    int seen[2] = {0, 0};
+    while (const auto record = nextRecord(viewer, offset)) {
+        const int writer = record->category[0] - '1';
+        ASSERT_TRUE(writer == 0 || writer == 1);
+        const std::string name((static_cast<std::size_t>(writer) + 1) * 7, 'x');
+        ASSERT_EQ(record->message, name + " " + std::to_string(seen[writer]++));
+    }
+    EXPECT_EQ(offset, viewer.control->writeOffset);
+    EXPECT_THAT(seen, testing::ElementsAre(3000, 3000));
+}
+
+ZLK_CHILD(tracerThatIsKilled) {
+    for (int i = 0;; ++i) {
+        TraceLine("K", "%d", i);
+        if (i == 100) child.say("writing");
+    }
+}
+
+TEST(CLog, GoesOnAfterAWriterWasKilled) {
+    Viewer viewer(1 << 16);
+    CLog log;
+    for (int round = 0; round < 5; ++round) {
+        ChildProcess writer("tracerThatIsKilled");
+        ASSERT_EQ(writer.hear(), "writing");
+        writer.kill();
+        viewer.control->writeOffset = 0;
+        write(log, u"next");
+        std::size_t offset = 0;
+        const auto record = nextRecord(viewer, offset);
+        ASSERT_TRUE(record);
+        EXPECT_EQ(record->message, "next");
+    }
+}
+
+ZLK_CHILD(loaderOfAForeignModule) {
+    TraceLine("Test", "first");
+    LoadLibraryW(wideText(child.arguments[0]).c_str());
+    TraceLine("Test", "second");
+    return 0;
+}
+
+TEST(CLog, CarriesWhatThePlatformHasToSay) {
+    const auto module = newFolder() / "foreign.so";
+    writeFile(module, "not a module");
+    ::chmod(module.c_str(), 0666);
+    Viewer viewer(1 << 16);
+    ChildProcess child("loaderOfAForeignModule", {module.string()});
+    EXPECT_EQ(child.wait(), 0);
+    std::vector<std::string> messages;
+    std::size_t offset = 0;
+    while (const auto record = nextRecord(viewer, offset)) messages.push_back(record->message);
+    EXPECT_THAT(messages,
+                testing::ElementsAre("first", testing::HasSubstr(module.string()), "second"));
+}
+
+}  // namespace
+}  // namespace zlk::test
