@@ -94,8 +94,9 @@ DWORD FormatMessageW(DWORD flags, const void*, DWORD messageId, DWORD, WCHAR* bu
     const char16_t* text = textOf(messageId);
     const FormatArgument number(messageId);
     const std::size_t whole =
-        text                 ? formatWide(buffer, size, u"%s", std::array{FormatArgument(text)})
-        : messageId > 0xFFFF ? formatWide(buffer, size, u"Error 0x%08X", std::array{number})
-                             : formatWide(buffer, size, u"Error %u", std::array{number});
+        text ? formatWide(buffer, size, u"%s", std::array{FormatArgument(text)})
+        : FAILED(static_cast<HRESULT>(messageId))
+            ? formatWide(buffer, size, u"Error 0x%08X", std::array{number})
+            : formatWide(buffer, size, u"Error %u", std::array{number});
     return static_cast<DWORD>(std::min<std::size_t>(whole, size - 1));
 }

@@ -25,6 +25,7 @@ DWORD errorFromErrno(int error) noexcept {
             return ERROR_ACCESS_DENIED;
         case EBADF:
             return ERROR_INVALID_HANDLE;
+        case ENOLCK:
         case ENOMEM:
             return ERROR_NOT_ENOUGH_MEMORY;
         case EROFS:

@@ -1,0 +1,178 @@
+#include "platform/internal/NamedObject.h"
+
+#include <pthread.h>
+
+#include <mutex>
+#include <unordered_map>
+#include <utility>
+
+#include "platform/error.h"
+#include "platform/internal/Immortal.h"
+
+namespace zlk::platform {
+
+/// The named objects of this process.
+class NamedObjectTable {
+  public:
+    static NamedObjectTable& instance() {
+        static Immortal<NamedObjectTable> table;
+        return *table;
+    }
+
+    NamedObjectTable() {
+        pthread_atfork([] { instance().lock_.lock(); }, [] { instance().lock_.unlock(); },
+                       [] { instance().afterFork(); });
+        hasKey_ =
+            pthread_key_create(&key_, [](void* thread) { instance().endThread(thread); }) == 0;
+    }
+
+    std::shared_ptr<NamedObject> open(std::shared_ptr<NamedObject> fresh, const WCHAR* name,
+                                      OpenMode mode);
+    void remove(NamedObject& object) noexcept;
+    bool watchEndOfThread() noexcept {
+        if (hasKey_ && (pthread_getspecific(key_) || pthread_setspecific(key_, thisThread()) == 0))
+            return true;
+        SetLastError(ERROR_NOT_ENOUGH_MEMORY);
+        return false;
+    }
+
+  private:
+    std::shared_ptr<NamedObject> find(const std::string& key) const;
+    static bool openFile(NamedObject& object, const NamedObjectName& name, OpenMode mode);
+    static bool makeOrJoin(NamedObject& object, OpenMode mode);
+    void endThread(const void* thread) noexcept;
+    void afterFork() noexcept;
+
+    std::mutex lock_;
+    // By key; those without a name share the empty one.
+    std::unordered_multimap<std::string, NamedObject*> objects_;
+    pthread_key_t key_{};
+    bool hasKey_ = false;
+};
+
+NamedObject::~NamedObject() {
+    NamedObjectTable::instance().remove(*this);
+}
+
+std::shared_ptr<NamedObject> NamedObjectTable::find(const std::string& key) const {
+    const auto [first, last] = objects_.equal_range(key);
+    for (auto entry = first; entry != last; ++entry) {
+        if (entry->second->lost_) continue;
+        // Null for one that another thread is about to remove.
+        if (auto object = entry->second->weak_from_this().lock()) return object;
+    }
+    return nullptr;
+}
+
+std::shared_ptr<NamedObject> NamedObjectTable::open(std::shared_ptr<NamedObject> fresh,
+                                                    const WCHAR* text, OpenMode mode) {
+    NamedObjectName name;
+    if (!parseObjectName(text, name)) {
+        SetLastError(ERROR_INVALID_NAME);
+        return nullptr;
+    }
+    const std::string key = name.unnamed() ? "" : name.folder + '/' + name.file;
+    // Let go of behind the lock, which its destructor takes.
+    std::shared_ptr<NamedObject> existing;
+    const std::lock_guard guard(lock_);
+    if (!name.unnamed()) existing = find(key);
+    if (existing) {
+        const bool sameKind = existing->kind_ == fresh->kind_;
+        SetLastError(sameKind ? ERROR_ALREADY_EXISTS : ERROR_INVALID_HANDLE);
+        return sameKind ? existing : nullptr;
+    }
+    const auto entry = objects_.emplace(key, fresh.get());
+    fresh->key_ = key;
+    if (openFile(*fresh, name, mode)) return fresh;
+    fresh->file_.release();
+    objects_.erase(entry);
+    return nullptr;
+}
+
+bool NamedObjectTable::openFile(NamedObject& object, const NamedObjectName& name, OpenMode mode) {
+    NamedObjectFile& file = object.file_;
+    if (name.unnamed()) {
+        if (!file.openUnnamed() || !object.make()) return false;
+        SetLastError(ERROR_SUCCESS);
+        return true;
+    }
+    if (!file.open(name, mode == OpenMode::MakeOrOpen)) return false;
+    if (mode == OpenMode::OpenOnly) {
+        // Who only looks for an object mostly finds none, and then has stood in nobody's way.
+        const auto answer = file.askExistence();
+        if (answer == NamedObjectFile::Lock::Granted) SetLastError(ERROR_FILE_NOT_FOUND);
+        if (answer != NamedObjectFile::Lock::Contested) return false;
+    }
+    if (!file.enterGate() || !makeOrJoin(object, mode)) return false;
+    file.leaveGate();
+    return true;
+}
+
+bool NamedObjectTable::makeOrJoin(NamedObject& object, OpenMode mode) {
+    using Lock = NamedObjectFile::Lock;
+    NamedObjectFile& file = object.file_;
+    const bool mayMake = mode == OpenMode::MakeOrOpen;
+    const Lock answer = mayMake ? file.takeExistence() : file.askExistence();
+    if (answer == Lock::Failed) return false;
+    if (answer == Lock::Contested) {
+        if (!object.join() || !file.shareExistence()) return false;
+        SetLastError(ERROR_ALREADY_EXISTS);
+        return true;
+    }
+    if (!mayMake) {
+        SetLastError(ERROR_FILE_NOT_FOUND);
+        return false;
+    }
+    if (!object.make() || !file.shareExistence()) return false;
+    SetLastError(ERROR_SUCCESS);
+    return true;
+}
+
+void NamedObjectTable::remove(NamedObject& object) noexcept {
+    const std::lock_guard guard(lock_);
+    object.file_.release();
+    const auto [first, last] = objects_.equal_range(object.key_);
+    for (auto entry = first; entry != last; ++entry) {
+        if (entry->second != &object) continue;
+        objects_.erase(entry);
+        return;
+    }
+}
+
+void NamedObjectTable::endThread(const void* thread) noexcept {
+    std::shared_ptr<NamedObject> owned;
+    do {
+        owned.reset();
+        {
+            const std::lock_guard guard(lock_);
+            for (const auto& [key, object] : objects_)
+                if (object->owner_ == thread && (owned = object->weak_from_this().lock())) break;
+        }
+        if (owned) owned->abandon();
+    } while (owned);
+}
+
+void NamedObjectTable::afterFork() noexcept {
+    for (const auto& [key, object] : objects_) {
+        object->lost_ = true;
+        object->owner_ = nullptr;
+        object->file_.close();
+    }
+    lock_.unlock();
+}
+
+std::shared_ptr<NamedObject> openNamedObject(std::shared_ptr<NamedObject> fresh, const WCHAR* name,
+                                             OpenMode mode) {
+    return NamedObjectTable::instance().open(std::move(fresh), name, mode);
+}
+
+const void* thisThread() noexcept {
+    static constinit thread_local char place = 0;
+    return &place;
+}
+
+bool watchEndOfThread() noexcept {
+    return NamedObjectTable::instance().watchEndOfThread();
+}
+
+}  // namespace zlk::platform

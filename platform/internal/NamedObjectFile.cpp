@@ -1,0 +1,228 @@
+#include "platform/internal/NamedObjectFile.h"
+
+#include <errno.h>
+#include <fcntl.h>
+#include <sched.h>
+#include <sys/mman.h>
+#include <sys/stat.h>
+#include <time.h>
+#include <unistd.h>
+
+#include <algorithm>
+
+#include "platform/error.h"
+#include "platform/internal/MachineRoot.h"
+#include "platform/internal/PosixError.h"
+
+namespace zlk::platform {
+namespace {
+
+constexpr std::int64_t existenceByte = 0;
+constexpr std::int64_t ownershipByte = 1;
+constexpr std::int64_t gateByte = 3;
+constexpr std::int64_t markOffset = 5;
+
+struct Header {
+    char locks[4];
+    char kind;
+    char owned;
+    char unused[2];
+    std::uint64_t sectionSize;
+};
+static_assert(sizeof(Header) == 16 && offsetof(Header, owned) == markOffset);
+
+bool fail(DWORD error) {
+    SetLastError(error);
+    return false;
+}
+
+bool failWithErrno() {
+    setLastErrorFromErrno();
+    return false;
+}
+
+std::int64_t monotonicMilliseconds() {
+    timespec now{};
+    ::clock_gettime(CLOCK_MONOTONIC, &now);
+    return std::int64_t{now.tv_sec} * 1000 + now.tv_nsec / 1'000'000;
+}
+
+/// The descriptor, or -1 with the last error.
+int openOrMake(const MachineRoot& root, const NamedObjectName& name, const std::string& path,
+               bool mayMake) {
+    constexpr int flags = O_RDWR | O_NOFOLLOW | O_CLOEXEC | O_NOCTTY | O_NONBLOCK;
+    // Ours are never unlinked, so that the second round finds what made the first one fail.
+    for (int round = 0; round < 10; ++round) {
+        int fd = ::open(path.c_str(), flags);
+        if (fd >= 0) return fd;
+        if (errno == ENOENT && mayMake) {
+            if (root.folder(name.folder.c_str()).empty()) return -1;
+            fd = ::open(path.c_str(), flags | O_CREAT | O_EXCL, root.fileMode());
+            // The caller's file mode mask must not shut a group out.
+            if (fd >= 0 && root.ofGroup()) ::fchmod(fd, root.fileMode());
+            if (fd >= 0) return fd;
+        }
+        if (errno != EEXIST) break;
+    }
+    // A link in the place of the file is nobody's mistake.
+    SetLastError(errno == ELOOP ? ERROR_ACCESS_DENIED : errorFromErrno(errno));
+    return -1;
+}
+
+}  // namespace
+
+bool NamedObjectFile::open(const NamedObjectName& name, bool mayMake) {
+    const MachineRoot& root = MachineRoot::instance();
+    if (!root.usable()) return fail(ERROR_ACCESS_DENIED);
+    const std::string path = root.path() + '/' + name.folder + '/' + name.file;
+    fd_ = openOrMake(root, name, path, mayMake);
+    if (fd_ < 0) return false;
+    struct stat status;
+    if (::fstat(fd_, &status) != 0) return failWithErrno();
+    if (!S_ISREG(status.st_mode) || !root.trusts(status, path)) return fail(ERROR_ACCESS_DENIED);
+    return true;
+}
+
+bool NamedObjectFile::openUnnamed() {
+    fd_ = ::memfd_create("zlk-unnamed", MFD_CLOEXEC);
+    return fd_ >= 0 || failWithErrno();
+}
+
+void NamedObjectFile::release() noexcept {
+    struct flock everything {};
+    everything.l_type = F_UNLCK;
+    if (fd_ >= 0) ::fcntl(fd_, F_OFD_SETLK, &everything);
+    close();
+}
+
+void NamedObjectFile::close() noexcept {
+    if (fd_ >= 0) ::close(fd_);
+    fd_ = -1;
+}
+
+NamedObjectFile::Lock NamedObjectFile::lock(int command, short type, std::int64_t byte) noexcept {
+    struct flock request {};
+    request.l_type = type;
+    request.l_whence = SEEK_SET;
+    request.l_start = byte;
+    request.l_len = 1;
+    int result;
+    do {
+        result = ::fcntl(fd_, command, &request);
+    } while (result != 0 && errno == EINTR);
+    if (result != 0 && (errno == EAGAIN || errno == EACCES)) return Lock::Contested;
+    if (result != 0) {
+        setLastErrorFromErrno();
+        return Lock::Failed;
+    }
+    return command == F_OFD_GETLK && request.l_type != F_UNLCK ? Lock::Contested : Lock::Granted;
+}
+
+bool NamedObjectFile::enterGate() noexcept {
+    std::int64_t end = 0;
+    for (int attempt = 0;; ++attempt) {
+        const Lock result = lock(F_OFD_SETLK, F_WRLCK, gateByte);
+        if (result != Lock::Contested) return result == Lock::Granted;
+        if (attempt < 100) {
+            ::sched_yield();
+            continue;
+        }
+        const std::int64_t now = monotonicMilliseconds();
+        if (end == 0) end = now + 5000;
+        if (now > end) return fail(ERROR_BUSY);
+        const timespec pause{0, 200'000};
+        ::clock_nanosleep(CLOCK_MONOTONIC, 0, &pause, nullptr);
+    }
+}
+
+void NamedObjectFile::leaveGate() noexcept {
+    lock(F_OFD_SETLK, F_UNLCK, gateByte);
+}
+
+NamedObjectFile::Lock NamedObjectFile::askExistence() noexcept {
+    return lock(F_OFD_GETLK, F_WRLCK, existenceByte);
+}
+
+NamedObjectFile::Lock NamedObjectFile::takeExistence() noexcept {
+    return lock(F_OFD_SETLK, F_WRLCK, existenceByte);
+}
+
+bool NamedObjectFile::shareExistence() noexcept {
+    const Lock result = lock(F_OFD_SETLK, F_RDLCK, existenceByte);
+    // Contested by a stranger only: ours take it exclusively inside of the gate.
+    return result == Lock::Granted || (result == Lock::Contested && fail(ERROR_ACCESS_DENIED));
+}
+
+NamedObjectFile::Lock NamedObjectFile::takeOwnership(bool wait) noexcept {
+    // A holder is soon done, and sleeping costs more than some tries.
+    constexpr int triesBeforeSleep = 20;
+    for (int i = 0; i < (wait ? triesBeforeSleep : 1); ++i) {
+        if (i > 0) ::sched_yield();
+        const Lock result = lock(F_OFD_SETLK, F_WRLCK, ownershipByte);
+        if (result != Lock::Contested) return result;
+    }
+    return wait ? lock(F_OFD_SETLKW, F_WRLCK, ownershipByte) : Lock::Contested;
+}
+
+void NamedObjectFile::leaveOwnership() noexcept {
+    lock(F_OFD_SETLK, F_UNLCK, ownershipByte);
+}
+
+bool NamedObjectFile::marked() noexcept {
+    char owned = 0;
+    return ::pread(fd_, &owned, 1, markOffset) == 1 && owned != 0;
+}
+
+bool NamedObjectFile::mark(bool owned) noexcept {
+    const char value = owned;
+    return ::pwrite(fd_, &value, 1, markOffset) == 1 || failWithErrno();
+}
+
+bool NamedObjectFile::layOut(Kind kind, std::uint64_t sectionSize) noexcept {
+    if (kind == Kind::Section && !reserve(sectionSize)) return false;
+    Header header{};
+    header.kind = static_cast<char>(kind);
+    header.sectionSize = sectionSize;
+    const ssize_t written = ::pwrite(fd_, &header, sizeof header, 0);
+    return written == static_cast<ssize_t>(sizeof header) || failWithErrno();
+}
+
+bool NamedObjectFile::reserve(std::uint64_t sectionSize) noexcept {
+    struct stat status;
+    if (::fstat(fd_, &status) != 0) return failWithErrno();
+    const auto size = static_cast<std::int64_t>(sectionSize);
+    const std::int64_t end = dataOffset + size;
+    if (status.st_size > dataOffset && ::fallocate(fd_, FALLOC_FL_PUNCH_HOLE | FALLOC_FL_KEEP_SIZE,
+                                                   dataOffset, status.st_size - dataOffset) != 0) {
+        if (errno != EOPNOTSUPP) return failWithErrno();
+        static constexpr char zeros[16 * 1024] = {};
+        for (std::int64_t at = dataOffset; at < std::min<std::int64_t>(end, status.st_size);) {
+            const ssize_t n = ::pwrite(
+                fd_, zeros, std::min<std::size_t>(sizeof zeros, static_cast<std::size_t>(end - at)),
+                at);
+            if (n < 0) return failWithErrno();
+            at += n;
+        }
+    }
+    // Memory that the disk has no room for would be found out by a signal at its first use.
+    if (::fallocate(fd_, 0, dataOffset, size) == 0) return true;
+    if (errno != EOPNOTSUPP) return failWithErrno();
+    return status.st_size >= end || ::ftruncate(fd_, end) == 0 || failWithErrno();
+}
+
+bool NamedObjectFile::readHeader(Kind kind, std::uint64_t& sectionSize) noexcept {
+    Header header{};
+    if (::pread(fd_, &header, sizeof header, 0) != static_cast<ssize_t>(sizeof header) ||
+        header.kind != static_cast<char>(kind))
+        return fail(ERROR_INVALID_HANDLE);
+    sectionSize = header.sectionSize;
+    return true;
+}
+
+std::uint64_t NamedObjectFile::dataSize() const noexcept {
+    struct stat status;
+    if (::fstat(fd_, &status) != 0 || status.st_size <= dataOffset) return 0;
+    return static_cast<std::uint64_t>(status.st_size - dataOffset);
+}
+
+}  // namespace zlk::platform

@@ -1,0 +1,82 @@
+#pragma once
+// The file behind a named object, and the locks on it.
+//
+//     byte 0      lock only: existence. Shared by each process that holds the object; exclusive
+//                 while one makes it.
+//     byte 1      lock only: ownership of a mutex.
+//     byte 3      lock only: the gate. Held while a process finds out whether the object exists
+//                 and makes it or joins it, so that nobody sees one that is half made, also when
+//                 its maker dies on the way.
+//     byte 4      the kind, 'M' or 'S'
+//     byte 5      1 while a mutex is owned: whoever locks byte 1 and finds it 1 has an owner
+//                 before him that died
+//     8 to 15     a section's size
+//     64 KiB on   a section's bytes
+//
+// The locks belong to the open file description, so that the kernel lets go of them when its last
+// descriptor and mapping go, however a process ends. What the bytes hold counts only while
+// somebody has byte 0. The file is never unlinked and never truncated: a mapping of it somewhere
+// must not lose its ground.
+
+#include <cstddef>
+#include <cstdint>
+#include <string>
+
+#include "platform/internal/NamedObjectName.h"
+#include "platform/types.h"
+
+namespace zlk::platform {
+
+/// One open file description. Where an operation says false or Failed, the last error is set.
+class NamedObjectFile {
+  public:
+    enum class Kind : char { Mutex = 'M', Section = 'S' };
+    enum class Lock { Granted, Contested, Failed };
+    static constexpr std::int64_t dataOffset = 64 * 1024;  // a multiple of every page size
+
+    NamedObjectFile() = default;
+    NamedObjectFile(const NamedObjectFile&) = delete;
+    NamedObjectFile& operator=(const NamedObjectFile&) = delete;
+    ~NamedObjectFile() { close(); }
+
+    int descriptor() const noexcept { return fd_; }
+    /// ERROR_FILE_NOT_FOUND if there is none and `mayMake` is false.
+    bool open(const NamedObjectName& name, bool mayMake);
+    bool openUnnamed();
+    /// Lets go of all locks and closes. Said outright, since a child that somebody is just about
+    /// to start may have our descriptors for a moment longer.
+    void release() noexcept;
+    /// Closes and leaves the locks to whoever else has the description.
+    void close() noexcept;
+
+    /// Gives up after five seconds with ERROR_BUSY: only a stopped process holds it so long.
+    bool enterGate() noexcept;
+    void leaveGate() noexcept;
+
+    /// Asks and takes nothing.
+    Lock askExistence() noexcept;
+    /// Granted: nobody has the object, and nobody else can until it is shared or closed.
+    Lock takeExistence() noexcept;
+    bool shareExistence() noexcept;
+
+    /// Contested only without `wait`.
+    Lock takeOwnership(bool wait) noexcept;
+    void leaveOwnership() noexcept;
+    bool marked() noexcept;
+    bool mark(bool owned) noexcept;
+
+    /// Makes the content anew: `sectionSize` zeros.
+    bool layOut(Kind kind, std::uint64_t sectionSize) noexcept;
+    /// False with ERROR_INVALID_HANDLE if it isn't of that kind.
+    bool readHeader(Kind kind, std::uint64_t& sectionSize) noexcept;
+    /// The bytes that are really there for a section's content.
+    std::uint64_t dataSize() const noexcept;
+
+  private:
+    Lock lock(int command, short type, std::int64_t byte) noexcept;
+    bool reserve(std::uint64_t sectionSize) noexcept;
+
+    int fd_ = -1;
+};
+
+}  // namespace zlk::platform

@@ -1,0 +1,12 @@
+#pragma once
+// SHA-256 (FIPS 180-4), for names: nobody can choose two texts with one digest.
+
+#include <array>
+#include <cstdint>
+#include <string_view>
+
+namespace zlk::platform {
+
+std::array<std::uint8_t, 32> sha256(std::string_view bytes) noexcept;
+
+}  // namespace zlk::platform

@@ -1,0 +1,112 @@
+#include "platform/named_objects.h"
+
+#include <memory>
+#include <new>
+#include <utility>
+
+#include "platform/internal/Handle.h"
+#include "platform/internal/NamedMutex.h"
+#include "platform/internal/NamedSection.h"
+
+namespace {
+
+using namespace zlk::platform;
+
+template <class Kind>
+struct NamedHandle : Handle {
+    explicit NamedHandle(std::shared_ptr<Kind> opened) : object(std::move(opened)) {}
+    const std::shared_ptr<Kind> object;
+};
+using MutexHandle = NamedHandle<NamedMutex>;
+using SectionHandle = NamedHandle<NamedSection>;
+
+/// A handle of `fresh`, or of the object that has its name already.
+template <class Kind>
+HANDLE openHandle(std::shared_ptr<Kind> fresh, const WCHAR* name, OpenMode mode) {
+    auto object = openNamedObject(std::move(fresh), name, mode);
+    if (!object) return nullptr;
+    const DWORD outcome = GetLastError();
+    const HANDLE handle = addHandle(
+        std::make_shared<NamedHandle<Kind>>(std::static_pointer_cast<Kind>(std::move(object))));
+    if (handle) SetLastError(outcome);
+    return handle;
+}
+
+template <class Body>
+auto withoutExceptions(Body body) noexcept -> decltype(body()) {
+    try {
+        return body();
+    } catch (const std::bad_alloc&) {
+        SetLastError(ERROR_NOT_ENOUGH_MEMORY);
+        return {};
+    }
+}
+
+}  // namespace
+
+HANDLE CreateFileMappingW(HANDLE file, const SECURITY_ATTRIBUTES*, DWORD protection, DWORD sizeHigh,
+                          DWORD sizeLow, const WCHAR* name) noexcept {
+    if (file != INVALID_HANDLE_VALUE || protection != PAGE_READWRITE) {
+        SetLastError(ERROR_INVALID_PARAMETER);
+        return nullptr;
+    }
+    return withoutExceptions([&] {
+        const std::uint64_t size = std::uint64_t{sizeHigh} << 32 | sizeLow;
+        return openHandle(std::make_shared<NamedSection>(size), name, OpenMode::MakeOrOpen);
+    });
+}
+
+HANDLE OpenFileMappingW(DWORD, BOOL, const WCHAR* name) noexcept {
+    if (!name || !*name) {
+        SetLastError(ERROR_INVALID_NAME);
+        return nullptr;
+    }
+    return withoutExceptions(
+        [&] { return openHandle(std::make_shared<NamedSection>(0), name, OpenMode::OpenOnly); });
+}
+
+void* MapViewOfFile(HANDLE mapping, DWORD access, DWORD offsetHigh, DWORD offsetLow,
+                    std::size_t bytes) noexcept {
+    const auto section = findHandleOf<SectionHandle>(mapping);
+    if (!section) return nullptr;
+    if (!(access & (FILE_MAP_READ | FILE_MAP_WRITE))) {
+        SetLastError(ERROR_INVALID_PARAMETER);
+        return nullptr;
+    }
+    return withoutExceptions([&] {
+        const std::uint64_t offset = std::uint64_t{offsetHigh} << 32 | offsetLow;
+        return section->object->map(access & FILE_MAP_WRITE, offset, bytes);
+    });
+}
+
+BOOL UnmapViewOfFile(const void* view) noexcept {
+    if (NamedSection::unmap(view)) return 1;
+    SetLastError(ERROR_INVALID_PARAMETER);
+    return 0;
+}
+
+std::size_t viewSize(const void* view) noexcept {
+    return NamedSection::viewSize(view);
+}
+
+HANDLE CreateMutexW(const SECURITY_ATTRIBUTES*, BOOL initialOwner, const WCHAR* name) noexcept {
+    return withoutExceptions([&] {
+        return openHandle(std::make_shared<NamedMutex>(initialOwner != 0), name,
+                          OpenMode::MakeOrOpen);
+    });
+}
+
+DWORD WaitForSingleObject(HANDLE handle, DWORD milliseconds) noexcept {
+    const auto mutex = findHandleOf<MutexHandle>(handle);
+    if (!mutex) return WAIT_FAILED;
+    if (milliseconds != 0 && milliseconds != INFINITE) {
+        SetLastError(ERROR_INVALID_PARAMETER);
+        return WAIT_FAILED;
+    }
+    return mutex->object->wait(milliseconds == INFINITE);
+}
+
+BOOL ReleaseMutex(HANDLE handle) noexcept {
+    const auto mutex = findHandleOf<MutexHandle>(handle);
+    return mutex && mutex->object->release();
+}
