@@ -5,7 +5,8 @@
 
 struct ICardReader : IUnknown {
     virtual HRESULT put_ContextID(BSTR contextId) noexcept = 0;
-    /// Answers cardStateOid; any other number fails.
+    /// Answers cardStateOid; any other number is E_INVALIDARG. Fails with ERROR_INVALID_DRIVE's
+    /// HRESULT where the device is on no drive now.
     virtual HRESULT get_oidInteger(LONG oid, LONG* value) noexcept = 0;
 
   protected:
@@ -14,6 +15,9 @@ struct ICardReader : IUnknown {
 template <>
 inline constexpr GUID iidOf<ICardReader>{
     0xA1B0C052, 0x7E11, 0x4A52, {0x9C, 0x52, 0, 0, 0, 0, 0, 0xF2}};
+inline constexpr GUID CLSID_CardReader{
+    0xA1B0C053, 0x7E11, 0x4A53, {0x9C, 0x53, 0, 0, 0, 0, 0, 0xF3}};
 inline constexpr WCHAR cardReaderProgId[] = u"ZLCUE.AiODeviceIO";
 inline constexpr LONG cardStateOid = 193;
-inline constexpr LONG cardInserted = 2;  ///< the value of cardStateOid with a card in the reader
+inline constexpr LONG cardMissing = 1;   ///< the values of cardStateOid: a reader without a card,
+inline constexpr LONG cardInserted = 2;  ///< and with one

@@ -15,4 +15,6 @@ struct IDriveMapper : IUnknown {
 template <>
 inline constexpr GUID iidOf<IDriveMapper>{
     0xA1B0C040, 0x7E11, 0x4A40, {0x9C, 0x40, 0, 0, 0, 0, 0, 0xE0}};
+inline constexpr GUID CLSID_DriveMapper{
+    0xA1B0C041, 0x7E11, 0x4A41, {0x9C, 0x41, 0, 0, 0, 0, 0, 0xE1}};
 inline constexpr WCHAR driveMapperProgId[] = u"ZLCUE.DriveMapper";

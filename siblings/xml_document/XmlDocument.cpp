@@ -1,0 +1,178 @@
+#include "siblings/xml_document/XmlDocument.h"
+
+#include <charconv>
+#include <string>
+
+#include "platform/text.h"
+#include "siblings/common/Guarded.h"
+#include "siblings/xml_document/WellFormed.h"
+#include "siblings/xml_document/XmlWriter.h"
+
+namespace zlk {
+namespace {
+
+// White space alone in an element is its text; beside elements it is somebody's indentation. An
+// element that begins with text holds it itself, which saves a third of a long list's memory.
+constexpr unsigned parseFlags = pugi::parse_cdata | pugi::parse_escapes | pugi::parse_eol |
+                                pugi::parse_wconv_attribute | pugi::parse_ws_pcdata_single |
+                                pugi::parse_embed_pcdata;
+
+std::u16string_view view(BSTR text) {
+    return {text ? text : u"", SysStringLen(text)};
+}
+
+HRESULT giveOut(std::string_view utf8, BSTR* out) {
+    *out = Bstr(wideText(utf8)).detach();
+    return *out ? S_OK : E_OUTOFMEMORY;
+}
+
+bool isText(pugi::xml_node node) {
+    return node.type() == pugi::node_pcdata || node.type() == pugi::node_cdata;
+}
+
+std::string textOf(pugi::xml_node element) {
+    std::string text = element.value();
+    for (const pugi::xml_node& child : element.children()) {
+        if (isText(child)) text += child.value();
+    }
+    return text;
+}
+
+/// Parses `text`, one element, and appends it to `parent`; on failure `parent` is as before.
+HRESULT appendParsed(pugi::xml_node parent, BSTR text, std::size_t maxDepth) {
+    const std::u16string_view wide = view(text);
+    if (wide.size() > maxXmlUnits || !isXmlText(wide)) return E_FAIL;
+    const std::string utf8 = utf8Text(wide);
+    const auto root = rootOfDocument(utf8, maxDepth);
+    if (!root) return E_FAIL;
+
+    const pugi::xml_node before = parent.last_child();
+    const pugi::xml_parse_result parsed =
+        parent.append_buffer(root->data(), root->size(), parseFlags, pugi::encoding_utf8);
+    if (parsed) return S_OK;
+    while (parent.last_child() != before) parent.remove_child(parent.last_child());
+    return parsed.status == pugi::status_out_of_memory ? E_OUTOFMEMORY : E_FAIL;
+}
+
+/// One step of a path, `name` or `name[number]`.
+bool splitStep(std::string_view& step, std::size_t& index) {
+    index = 0;
+    const std::size_t bracket = step.find('[');
+    if (bracket != std::string_view::npos) {
+        const std::string_view number = step.substr(bracket + 1);
+        const auto read = std::from_chars(number.data(), number.data() + number.size(), index);
+        if (read.ec != std::errc() || step.substr(read.ptr - step.data()) != "]") return false;
+        step = step.substr(0, bracket);
+    }
+    return !step.empty();
+}
+
+}  // namespace
+
+pugi::xml_node XmlDocument::child(pugi::xml_node parent, std::string_view name, std::size_t index) {
+    pugi::xml_node node = parent.first_child();
+    std::size_t left = index;
+    if (index >= last_.index && last_.node && last_.node.parent() == parent &&
+        name == last_.node.name()) {
+        node = last_.node;
+        left -= last_.index;
+    }
+    while (node && (name != node.name() || left-- > 0)) node = node.next_sibling();
+    if (node && index > 0) last_ = {node, index};
+    return node;
+}
+
+XmlDocument::Place XmlDocument::find(BSTR path) {
+    Place place{S_OK, tree_, 0};
+    const std::string text = utf8Text(view(path));
+    if (text == "/") return place;
+    std::string_view rest = text;
+    for (bool more = true; more;) {
+        const std::size_t slash = rest.find('/');
+        std::string_view step = rest.substr(0, slash);
+        more = slash != std::string_view::npos;
+        if (more) rest.remove_prefix(slash + 1);
+
+        std::size_t index;
+        if (!splitStep(step, index)) return {E_INVALIDARG, {}, 0};
+        // A missing element ends nothing yet: the rest of the path may not be one.
+        place.node = child(place.node, step, index);
+        ++place.depth;
+    }
+    if (!place.node) place.result = E_FAIL;
+    return place;
+}
+
+HRESULT XmlDocument::Load(BSTR text) noexcept {
+    return guarded([&] {
+        pugi::xml_document loaded;
+        const HRESULT result = appendParsed(loaded, text, maxXmlDepth);
+        if (FAILED(result)) return result;
+        last_ = {};
+        tree_ = std::move(loaded);
+        return S_OK;
+    });
+}
+
+HRESULT XmlDocument::GetXml(BSTR* text) noexcept {
+    if (!text) return E_POINTER;
+    *text = nullptr;
+    return guarded([&] {
+        const pugi::xml_node root = tree_.first_child();
+        *text = (root ? writeXml(root) : Bstr(u"")).detach();
+        return *text ? S_OK : E_OUTOFMEMORY;
+    });
+}
+
+HRESULT XmlDocument::GetValue(BSTR path, BSTR* value) noexcept {
+    if (!value) return E_POINTER;
+    *value = nullptr;
+    return guarded([&] {
+        const Place place = find(path);
+        return FAILED(place.result) ? place.result : giveOut(textOf(place.node), value);
+    });
+}
+
+HRESULT XmlDocument::SetValue(BSTR path, BSTR value) noexcept {
+    return guarded([&]() -> HRESULT {
+        Place place = find(path);
+        if (FAILED(place.result)) return place.result;
+        if (place.depth == 0 || !isXmlText(view(value))) return E_INVALIDARG;
+
+        const std::string text = utf8Text(view(value));
+        pugi::xml_text kept = place.node.text();
+        if (!kept && text.empty()) return S_OK;
+        if (!kept.set(text.c_str())) return E_OUTOFMEMORY;
+        for (pugi::xml_node node = place.node.first_child(); node;) {
+            const pugi::xml_node next = node.next_sibling();
+            if (isText(node) && node != kept.data()) place.node.remove_child(node);
+            node = next;
+        }
+        return S_OK;
+    });
+}
+
+HRESULT XmlDocument::GetAttribute(BSTR path, BSTR name, BSTR* value) noexcept {
+    if (!value) return E_POINTER;
+    *value = nullptr;
+    return guarded([&] {
+        const Place place = find(path);
+        if (FAILED(place.result)) return place.result;
+        const std::string attributeName = utf8Text(view(name));
+        for (const pugi::xml_attribute& attribute : place.node.attributes()) {
+            if (attribute.name() == attributeName) return giveOut(attribute.value(), value);
+        }
+        return E_FAIL;
+    });
+}
+
+HRESULT XmlDocument::AddFragment(BSTR path, BSTR xml) noexcept {
+    return guarded([&]() -> HRESULT {
+        Place place = find(path);
+        if (FAILED(place.result)) return place.result;
+        if (place.depth == 0 && place.node.first_child()) return E_FAIL;
+        return appendParsed(place.node, xml, maxXmlDepth - place.depth);
+    });
+}
+
+}  // namespace zlk

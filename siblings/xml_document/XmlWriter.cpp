@@ -1,0 +1,140 @@
+#include "siblings/xml_document/XmlWriter.h"
+
+#include <string_view>
+
+namespace zlk {
+namespace {
+
+/// Counts the units of the text, so that it needs no room beyond its own.
+class UnitCounter {
+  public:
+    void add(std::string_view utf8) {
+        for (const char c : utf8) {
+            const auto byte = static_cast<unsigned char>(c);
+            if ((byte & 0xC0) != 0x80) units_ += byte >= 0xF0 ? 2 : 1;
+        }
+    }
+    std::size_t units() const { return units_; }
+
+  private:
+    std::size_t units_ = 0;
+};
+
+/// Writes into the room that was counted. What is in the tree came out of whole UTF-16, so it
+/// needs no checks on its way back.
+class UnitFiller {
+  public:
+    explicit UnitFiller(WCHAR* at) : at_(at) {}
+
+    void add(std::string_view utf8) {
+        for (std::size_t i = 0; i < utf8.size(); ++i) {
+            const auto byte = static_cast<unsigned char>(utf8[i]);
+            if (byte < 0x80) {
+                *at_++ = byte;
+                continue;
+            }
+            const int more = byte >= 0xF0 ? 3 : byte >= 0xE0 ? 2 : 1;
+            unsigned code = byte & (0x3F >> more);
+            for (int k = 0; k < more; ++k) code = code << 6 | (utf8[++i] & 0x3F);
+            if (code < 0x10000) {
+                *at_++ = static_cast<WCHAR>(code);
+            } else {
+                *at_++ = static_cast<WCHAR>(0xD7C0 + (code >> 10));
+                *at_++ = static_cast<WCHAR>(0xDC00 + (code & 0x3FF));
+            }
+        }
+    }
+
+  private:
+    WCHAR* at_;
+};
+
+constexpr std::string_view specialInText = "&<>\r";
+constexpr std::string_view specialInAttribute = "&<>\"\t\n\r";
+
+std::string_view escaped(char c) {
+    switch (c) {
+        case '&':
+            return "&amp;";
+        case '<':
+            return "&lt;";
+        case '>':
+            return "&gt;";
+        case '"':
+            return "&quot;";
+        case '\t':
+            return "&#9;";
+        case '\n':
+            return "&#10;";
+        default:
+            return "&#13;";
+    }
+}
+
+template <class Sink>
+void writeText(Sink& sink, std::string_view text, std::string_view special) {
+    while (!text.empty()) {
+        const std::size_t plain = std::min(text.find_first_of(special), text.size());
+        sink.add(text.substr(0, plain));
+        if (plain == text.size()) return;
+        sink.add(escaped(text[plain]));
+        text.remove_prefix(plain + 1);
+    }
+}
+
+/// Setting an empty text may leave a text without characters behind.
+bool isEmpty(pugi::xml_node element) {
+    if (*element.value()) return false;
+    for (const pugi::xml_node& child : element.children()) {
+        if (child.type() == pugi::node_element || *child.value()) return false;
+    }
+    return true;
+}
+
+/// Recurses as deep as the tree, which the gate in front of it bounds.
+template <class Sink>
+void writeElement(Sink& sink, pugi::xml_node element) {
+    sink.add("<");
+    sink.add(element.name());
+    for (const pugi::xml_attribute& attribute : element.attributes()) {
+        sink.add(" ");
+        sink.add(attribute.name());
+        sink.add("=\"");
+        writeText(sink, attribute.value(), specialInAttribute);
+        sink.add("\"");
+    }
+    if (isEmpty(element)) {
+        sink.add("/>");
+        return;
+    }
+    sink.add(">");
+    writeText(sink, element.value(), specialInText);
+    for (const pugi::xml_node& child : element.children()) {
+        if (child.type() == pugi::node_element) {
+            writeElement(sink, child);
+        } else {
+            writeText(sink, child.value(), specialInText);
+        }
+    }
+    sink.add("</");
+    sink.add(element.name());
+    sink.add(">");
+}
+
+}  // namespace
+
+Bstr writeXml(pugi::xml_node element) {
+    UnitCounter counter;
+    writeElement(counter, element);
+    Bstr text;
+    // Byte lengths of a BSTR have 32 bits.
+    if (counter.units() > 0x7FFFFFF0) return text;
+    *text.out() = SysAllocStringLen(nullptr, static_cast<UINT>(counter.units()));
+    if (text.get()) {
+        UnitFiller filler(text.get());
+        writeElement(filler, element);
+    }
+    return text;
+}
+
+}  // namespace zlk
