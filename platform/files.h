@@ -25,6 +25,7 @@
 
 inline constexpr DWORD GENERIC_READ = 0x80000000;
 inline constexpr DWORD GENERIC_WRITE = 0x40000000;
+inline constexpr DWORD FILE_APPEND_DATA = 4;  ///< each write goes whole behind what is there then
 inline constexpr DWORD FILE_SHARE_READ = 1;
 inline constexpr DWORD FILE_SHARE_WRITE = 2;
 inline constexpr DWORD CREATE_NEW = 1;
@@ -73,7 +74,8 @@ PathParts splitPath(std::u16string_view path) noexcept;
 
 /// Opens or makes a file, or opens a volume (`\\.\X:`) for device_io.h and flushing, or a folder
 /// with FILE_FLAG_BACKUP_SEMANTICS for flushing.
-/// access: GENERIC_READ and GENERIC_WRITE or 0 (ask only). share: what others may do meanwhile;
+/// access: GENERIC_READ and GENERIC_WRITE, FILE_APPEND_DATA, or 0 (ask only). share: what others
+/// may do meanwhile;
 /// share 0 with write access keeps every other opener of ours out, in any process, and fails with
 /// ERROR_SHARING_VIOLATION where one has the file open. disposition: CREATE_NEW, CREATE_ALWAYS
 /// (empties an existing file; its mode stays; last error ERROR_ALREADY_EXISTS on success then),
