@@ -1,0 +1,54 @@
+#pragma once
+// Which devices there are, and which one the user means.
+
+#include <string>
+#include <string_view>
+#include <vector>
+
+#include "ZlkCamTr.h"
+#include "platform/component.h"
+#include "tools/zlkcam/Documents.h"
+
+namespace zlk {
+
+/// Makes an object of a class; throws Failure (NotRegistered) where that can't be done.
+template <class Interface>
+ComPtr<Interface> createComponent(const std::u16string& progId);
+
+class DeviceDirectory {
+  public:
+    DeviceDirectory();
+
+    /// What can be reached now and unloaded.
+    std::vector<Device> unloadDevices() const;
+    std::vector<Device> shareDevices() const;
+    std::vector<Device> tagDevices() const;
+
+    /// The device that `name` stands for: a context id, a drive letter (`E`, `E:`, `E:\`), or
+    /// nothing where there is exactly one. Throws Failure with a list of what there is.
+    Device find(std::u16string_view name) const;
+
+    /// Whether a word has one of the forms of such a name.
+    static bool isDeviceName(std::u16string_view word);
+
+    IDeviceUtils& utils() const { return *utils_.get(); }
+    std::u16string lowLevelId(const std::u16string& contextId) const;
+    bool allowsDelete(const std::u16string& contextId) const;
+
+  private:
+    ComPtr<IDeviceList> list_;
+    ComPtr<IDeviceUtils> utils_;
+};
+
+/// Throws Failure (NotRegistered) for a class that can't be made.
+[[noreturn]] void throwNotRegistered(const std::u16string& progId, HRESULT result);
+
+template <class Interface>
+ComPtr<Interface> createComponent(const std::u16string& progId) {
+    ComPtr<Interface> object;
+    const HRESULT result = object.create(progId.c_str());
+    if (FAILED(result)) throwNotRegistered(progId, result);
+    return object;
+}
+
+}  // namespace zlk

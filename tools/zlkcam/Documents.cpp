@@ -1,0 +1,68 @@
+#include "tools/zlkcam/Documents.h"
+
+#include <cstdio>
+#include <pugixml.hpp>
+
+#include "platform/clock.h"
+#include "platform/text.h"
+#include "tools/zlkcam/Failure.h"
+
+namespace zlk {
+namespace {
+
+/// The root element of a document; `text` is parsed in place and must outlive it.
+pugi::xml_node load(pugi::xml_document& document, std::string& text, const char* root) {
+    // Line ends and blanks in a text are part of a name.
+    constexpr unsigned flags =
+        (pugi::parse_default | pugi::parse_ws_pcdata_single) & ~pugi::parse_eol;
+    const auto result =
+        document.load_buffer_inplace(text.data(), text.size(), flags, pugi::encoding_utf8);
+    const pugi::xml_node element = document.child(root);
+    if (!result || !element)
+        throw Failure(
+            ExitStatus::BadDocument,
+            std::string("The components gave an answer that isn't a \"") + root + "\" document.",
+            "Check that the XML document component is registered: zlkcam register");
+    return element;
+}
+
+std::u16string wideChild(pugi::xml_node element, const char* name) {
+    return wideText(element.child_value(name));
+}
+
+}  // namespace
+
+std::vector<Device> parseDevices(std::u16string_view xml) {
+    std::string text = utf8Text(xml);
+    pugi::xml_document document;
+    std::vector<Device> devices;
+    for (const pugi::xml_node element : load(document, text, "devices").children("device"))
+        devices.push_back({wideChild(element, "friendlyName"), wideChild(element, "contextId"),
+                           wideChild(element, "progId")});
+    return devices;
+}
+
+std::vector<FileRecord> parseFileInfo(std::u16string_view xml) {
+    std::string text = utf8Text(xml);
+    pugi::xml_document document;
+    std::vector<FileRecord> records;
+    for (const pugi::xml_node element : load(document, text, "fileInfo").children("file"))
+        records.push_back({wideChild(element, "id"), wideChild(element, "camerapath"),
+                           element.child("size").text().as_ullong(),
+                           element.child_value("modified"), element.child_value("created")});
+    return records;
+}
+
+std::int64_t secondsOf(std::string_view recordTime) {
+    const std::string text(recordTime);
+    BrokenDownTime time{};
+    if (std::sscanf(text.c_str(), "%2d/%2d/%4d %2d:%2d:%2d", &time.month, &time.day, &time.year,
+                    &time.hour, &time.minute, &time.second) != 6 ||
+        time.month < 1 || time.hour < 0)
+        return -1;
+    time.month -= 1;
+    time.year -= 1900;
+    return _mktime64(time);
+}
+
+}  // namespace zlk

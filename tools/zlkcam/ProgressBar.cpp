@@ -1,0 +1,95 @@
+#include "tools/zlkcam/ProgressBar.h"
+
+#include <algorithm>
+#include <array>
+#include <cstdio>
+
+#include "platform/clock.h"
+#include "tools/zlkcam/Text.h"
+
+namespace zlk {
+namespace {
+
+constexpr std::size_t barWidth = 20;
+constexpr DWORD drawEvery = 100;  // ms
+
+std::string timeText(std::uint64_t seconds) {
+    std::array<char, 32> text{};
+    const auto hours = static_cast<unsigned>(seconds / 3600);
+    const auto minutes = static_cast<unsigned>(seconds / 60 % 60);
+    const auto rest = static_cast<unsigned>(seconds % 60);
+    if (hours)
+        std::snprintf(text.data(), text.size(), "%u:%02u:%02u", hours, minutes, rest);
+    else
+        std::snprintf(text.data(), text.size(), "%u:%02u", minutes, rest);
+    return text.data();
+}
+
+}  // namespace
+
+ProgressBar::ProgressBar(Tool& tool, std::size_t files, std::uint64_t bytes)
+    : tool_(tool), files_(files), bytes_(bytes), start_(GetTickCount()) {}
+
+ProgressBar::~ProgressBar() {
+    wipe();
+}
+
+void ProgressBar::startFile(const std::u16string& name, std::uint64_t size) {
+    name_ = harmlessText(utf8Text(name));
+    std::replace(name_.begin(), name_.end(), '\n', '?');
+    fileSize_ = size;
+    percent_ = 0;
+    draw(true);
+}
+
+void ProgressBar::progress(int percent) {
+    percent_ = std::clamp(percent, 0, 100);
+    draw(false);
+}
+
+void ProgressBar::finishFile(const std::string& line, bool worthKeeping) {
+    ++filesDone_;
+    bytesDone_ += fileSize_;
+    fileSize_ = 0;
+    wipe();
+    if (worthKeeping || !tool_.onTerminal()) tool_.say(line);
+    draw(false);
+}
+
+std::string ProgressBar::text(DWORD elapsed, std::size_t columns) const {
+    const std::uint64_t done = bytesDone_ + fileSize_ * static_cast<std::uint64_t>(percent_) / 100;
+    const std::uint64_t whole = std::max<std::uint64_t>(bytes_, 1);
+    const std::uint64_t part = std::min(done, whole);
+    const std::size_t filled = static_cast<std::size_t>(part * barWidth / whole);
+    std::string line = "[" + std::string(filled, '#') + std::string(barWidth - filled, '.') + "] " +
+                       std::to_string(filesDone_) + "/" + std::to_string(files_) + " files  " +
+                       sizeText(done) + " of " + sizeText(bytes_);
+    // The first moments say nothing about the rate.
+    if (elapsed >= 500 && done > 0) {
+        const std::uint64_t rate = std::max<std::uint64_t>(done * 1000 / elapsed, 1);
+        line += "  " + sizeText(rate) + "/s  " + timeText((whole - part) / rate) + " left";
+    }
+    line += "  " + name_;
+    // Cut between characters; a name's width is counted as one column each, which may wrap a
+    // line of wide ones and does no harm beyond that.
+    std::u16string units = wideText(line);
+    if (units.size() >= columns) units.resize(columns - 1);
+    return utf8Text(units);
+}
+
+void ProgressBar::draw(bool always) {
+    if (tool_.json || !tool_.onTerminal()) return;
+    const DWORD now = GetTickCount();
+    if (!always && drawn_ && now - lastDrawn_ < drawEvery) return;
+    lastDrawn_ = now;
+    drawn_ = true;
+    Tool::write("\r\x1b[K" + text(now - start_, tool_.columns()));
+    Tool::flush();
+}
+
+void ProgressBar::wipe() {
+    if (drawn_) Tool::write("\r\x1b[K");
+    drawn_ = false;
+}
+
+}  // namespace zlk

@@ -1,0 +1,43 @@
+#pragma once
+// How far a copy of many files has come: files, bytes, rate and time left.
+
+#include <cstdint>
+#include <string>
+
+#include "platform/types.h"
+#include "tools/zlkcam/Tool.h"
+
+namespace zlk {
+
+/// Draws one line that it replaces, on a terminal only; elsewhere a line for each file that is
+/// done stands for it. Nothing with `json`.
+class ProgressBar {
+  public:
+    ProgressBar(Tool& tool, std::size_t files, std::uint64_t bytes);
+    ~ProgressBar();
+    ProgressBar(const ProgressBar&) = delete;
+    ProgressBar& operator=(const ProgressBar&) = delete;
+
+    void startFile(const std::u16string& name, std::uint64_t size);
+    void progress(int percent);
+    /// `line` tells how it went; on a terminal only one worth keeping stays, above the bar.
+    void finishFile(const std::string& line, bool worthKeeping = false);
+
+    /// The bar of a moment `elapsed` milliseconds after the start.
+    std::string text(DWORD elapsed, std::size_t columns) const;
+
+  private:
+    void draw(bool always);
+    void wipe();
+
+    Tool& tool_;
+    std::size_t files_, filesDone_ = 0;
+    std::uint64_t bytes_, bytesDone_ = 0;
+    std::uint64_t fileSize_ = 0;
+    int percent_ = 0;
+    std::string name_;
+    DWORD start_, lastDrawn_ = 0;
+    bool drawn_ = false;
+};
+
+}  // namespace zlk

@@ -1,0 +1,66 @@
+#include "tools/zlkcam/Session.h"
+
+#include "platform/text.h"
+
+namespace zlk {
+
+Failure deviceFailure(LONG errorCode, const Device& device, std::string_view doing) {
+    const std::string name = utf8Text(device.name.empty() ? device.contextId : device.name);
+    const std::string failed = std::string(doing) + " failed: ";
+    switch (static_cast<ExitStatus>(errorCode)) {
+        case ExitStatus::DeviceHeld:
+            return {ExitStatus::DeviceHeld, name + " is held by another program.",
+                    "Close that program, or wait until it has finished, and try again."};
+        case ExitStatus::NotClaimed:
+            return {ExitStatus::NotClaimed, failed + "the device was let go meanwhile."};
+        case ExitStatus::ReadFailed:
+            return {ExitStatus::ReadFailed, failed + name + " has no such file, or can't read it."};
+        case ExitStatus::WriteFailed:
+            return {ExitStatus::WriteFailed, failed + name + " doesn't take it.",
+                    "The card may be full, write-protected or damaged."};
+        case ExitStatus::FileUnusable:
+            return {ExitStatus::FileUnusable, failed + "the file on this machine can't be used."};
+        case ExitStatus::NotSupported:
+            return {ExitStatus::NotSupported, failed + name + " doesn't support it."};
+        case ExitStatus::NotConnected:
+            return {ExitStatus::NotConnected, name + " isn't connected any more.",
+                    "Attach it again, and repeat the command."};
+        case ExitStatus::DeleteRefused:
+            return {ExitStatus::DeleteRefused, failed + name + " refused to delete.",
+                    "There may be no such file, or the card may be write-protected."};
+        case ExitStatus::NoMemory:
+            return {ExitStatus::NoMemory,
+                    failed + "out of memory, or the thumbnail library is missing."};
+        default:
+            return {ExitStatus::ReadFailed,
+                    failed + "error " + std::to_string(errorCode) + " of " + name + "."};
+    }
+}
+
+bool PhotoSession::hasMedia() const {
+    LONG connected = 0;
+    if ((*this)->get_IsConnected(&connected) != S_OK || !connected) return false;
+    return escape(u"MSDC_IsCardInserted") != u"FALSE";
+}
+
+void PhotoSession::requireMedia() const {
+    if (!hasMedia())
+        throw Failure(ExitStatus::NotConnected, utf8Text(device().name) + " has no card any more.",
+                      "Insert the card again, and repeat the command.");
+}
+
+std::u16string PhotoSession::escape(std::u16string_view message) const {
+    Bstr answer;
+    (*this)->Escape(Bstr(message).get(), answer.out());
+    return std::u16string(answer.view());
+}
+
+std::vector<FileRecord> PhotoSession::files() const {
+    // A card that is gone would be looked for over and over before it counts as empty.
+    requireMedia();
+    Bstr document;
+    require((*this)->GetFileInfo(nullptr, document.out()), "Listing the files");
+    return parseFileInfo(document.view());
+}
+
+}  // namespace zlk

@@ -1,0 +1,62 @@
+#pragma once
+// A device that is claimed for this program, as long as the session lives.
+
+#include <string>
+#include <string_view>
+
+#include "tools/zlkcam/DeviceDirectory.h"
+#include "tools/zlkcam/Failure.h"
+
+namespace zlk {
+
+/// What an ErrorCode stands for. `doing` completes "... failed", as in "Reading the print order".
+Failure deviceFailure(LONG errorCode, const Device& device, std::string_view doing);
+
+/// `Interface` is IPhotoDevice, ISwiftPostDevice or ITagDevice.
+template <class Interface>
+class Session {
+  public:
+    /// Throws Failure where somebody else holds the device.
+    Session(const Device& device, const std::u16string& progId)
+        : device_(device), object_(createComponent<Interface>(progId)) {
+        require(object_->LockDevice(Bstr(device.contextId).get()), "Claiming the device");
+    }
+    ~Session() { object_->UnlockDevice(); }
+    Session(const Session&) = delete;
+    Session& operator=(const Session&) = delete;
+
+    Interface* operator->() const { return object_.get(); }
+    const Device& device() const { return device_; }
+
+    /// The outcome of the last call.
+    LONG errorCode() const {
+        LONG code = 0;
+        object_->get_ErrorCode(&code);
+        return code;
+    }
+    /// Throws what the last call failed with.
+    void require(HRESULT result, std::string_view doing) const {
+        if (result != S_OK) throw deviceFailure(errorCode(), device_, doing);
+    }
+
+  private:
+    Device device_;
+    ComPtr<Interface> object_;
+};
+
+class PhotoSession : public Session<IPhotoDevice> {
+  public:
+    explicit PhotoSession(const Device& device) : Session(device, device.progId) {}
+
+    /// Throws Failure (NotConnected) where the card or the camera is gone.
+    void requireMedia() const;
+    bool hasMedia() const;
+
+    /// Empty where the device doesn't answer.
+    std::u16string escape(std::u16string_view message) const;
+
+    /// The list of files.
+    std::vector<FileRecord> files() const;
+};
+
+}  // namespace zlk

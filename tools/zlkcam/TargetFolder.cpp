@@ -1,0 +1,230 @@
+#include "tools/zlkcam/TargetFolder.h"
+
+#include <algorithm>
+#include <cstring>
+
+#include "platform/files.h"
+#include "tools/zlkcam/Failure.h"
+#include "tools/zlkcam/Text.h"
+
+namespace zlk {
+namespace {
+
+constexpr unsigned maxCollisions = 10000;
+// What a file system takes, less the longest of our prefixes and suffixes.
+constexpr std::size_t maxNameBytes = 255 - 35;
+
+constexpr WCHAR replacement = u'_';
+
+WCHAR safeUnit(WCHAR unit) {
+    // A byte of a name that isn't UTF-8: most likely of the code page that cameras use.
+    if (unit >= 0xF0A0 && unit <= 0xF0FF) return static_cast<WCHAR>(unit - 0xF000);
+    const bool control = unit < 0x20 || (unit >= 0x7F && unit < 0xA0);
+    const bool masked = unit >= 0xF001 && unit < 0xF0A0;
+    // Marks that turn the direction of what is read make `gpj.exe` of `exe.jpg`.
+    const bool direction = (unit >= 0x202A && unit <= 0x202E) || (unit >= 0x2066 && unit <= 0x2069);
+    return control || masked || direction ? replacement : unit;
+}
+
+/// The position of a name's extension, its end if it has none.
+std::size_t extensionOf(std::u16string_view name) {
+    const std::size_t dot = name.rfind(u'.');
+    return dot == std::u16string_view::npos || dot == 0 ? name.size() : dot;
+}
+
+/// Cuts a name, in front of its extension, to what a file system takes.
+void shorten(std::u16string& name) {
+    while (utf8Text(name).size() > maxNameBytes) {
+        std::size_t dot = extensionOf(name);
+        if (dot == 0 || name.size() - dot > 16) dot = name.size();
+        const bool pair = dot >= 2 && (name[dot - 1] & 0xFC00) == 0xDC00;
+        name.erase(dot - (pair ? 2 : 1), pair ? 2 : 1);
+    }
+}
+
+std::u16string safeName(std::u16string_view part) {
+    std::u16string name(part);
+    std::transform(name.begin(), name.end(), name.begin(), safeUnit);
+    if (name.front() == u'.') name.front() = replacement;
+    name = wideText(utf8Text(name));  // a lone surrogate is no character
+    shorten(name);
+    return name;
+}
+
+std::size_t nameStart(std::u16string_view file) {
+    return file.find_last_of(u"/\\") + 1;
+}
+
+/// `file` with ` (number)` in front of its extension; itself for 1.
+std::u16string numbered(const std::u16string& file, unsigned number) {
+    if (number == 1) return file;
+    std::u16string result = file;
+    const std::size_t start = nameStart(file);
+    result.insert(start + extensionOf(std::u16string_view(file).substr(start)),
+                  wideText(" (" + std::to_string(number) + ")"));
+    return result;
+}
+
+[[noreturn]] void throwUnusable(const std::u16string& file, const std::string& doing) {
+    const std::string reason = reasonText();
+    throw Failure(ExitStatus::FileUnusable,
+                  doing + " " + utf8Text(file) + " failed: " + reason + ".");
+}
+
+bool isFolder(const std::u16string& path) {
+    const DWORD attributes = GetFileAttributesW(path.c_str());
+    return attributes != INVALID_FILE_ATTRIBUTES && (attributes & FILE_ATTRIBUTE_DIRECTORY);
+}
+
+void makeFolder(const std::u16string& path) {
+    if (CreateDirectoryW(path.c_str(), nullptr) || isFolder(path)) return;
+    throwUnusable(path, "Making the folder");
+}
+
+UniqueHandle openToRead(const std::u16string& file) {
+    return UniqueHandle(CreateFileW(file.c_str(), GENERIC_READ, FILE_SHARE_READ | FILE_SHARE_WRITE,
+                                    nullptr, OPEN_EXISTING, FILE_ATTRIBUTE_NORMAL, nullptr));
+}
+
+UniqueHandle openToFlush(const std::u16string& path, DWORD flags) {
+    return UniqueHandle(CreateFileW(path.c_str(), GENERIC_READ | GENERIC_WRITE,
+                                    FILE_SHARE_READ | FILE_SHARE_WRITE, nullptr, OPEN_EXISTING,
+                                    flags, nullptr));
+}
+
+bool flushFolder(const std::u16string& folder) {
+    const UniqueHandle handle = openToFlush(folder, FILE_FLAG_BACKUP_SEMANTICS);
+    return handle && FlushFileBuffers(handle.get());
+}
+
+}  // namespace
+
+TargetFolder::TargetFolder(const std::u16string& path) : path_(absolutePath(path)) {
+    while (path_.size() > 1 && (path_.ends_with(u'/') || path_.ends_with(u'\\'))) path_.pop_back();
+    makeFolder(path_.ends_with(u':') ? path_ + u'\\' : path_);
+    for (; number_ < 100; ++number_) {
+        const std::u16string name = u"ZlkCamUnload_" + wideText(std::to_string(number_));
+        claim_ = UniqueHandle(CreateMutexW(nullptr, 0, name.c_str()));
+        if (claim_ && GetLastError() != ERROR_ALREADY_EXISTS) return;
+        if (!claim_) throwUnusable(path_, "Copying into");
+    }
+    throw Failure(ExitStatus::FileUnusable, "Too many programs copy files at once.");
+}
+
+std::u16string TargetFolder::fileFor(std::u16string_view devicePath, bool flat) const {
+    std::u16string file = path_;
+    std::u16string last;
+    while (!devicePath.empty()) {
+        const std::size_t end = std::min(devicePath.find_first_of(u"/\\"), devicePath.size());
+        const std::u16string_view part = devicePath.substr(0, end);
+        devicePath.remove_prefix(std::min(end + 1, devicePath.size()));
+        if (part.empty()) continue;
+        if (!last.empty() && !flat) file += u'/' + last;
+        last = safeName(part);
+    }
+    return file + (file.ends_with(u'/') ? u"" : u"/") + (last.empty() ? u"_" : last);
+}
+
+void TargetFolder::makeFoldersOf(const std::u16string& file) {
+    std::size_t end = path_.size() + 1;
+    while ((end = file.find(u'/', end)) != std::u16string::npos) {
+        const std::u16string folder = file.substr(0, end++);
+        if (std::find(made_.begin(), made_.end(), folder) != made_.end()) continue;
+        makeFolder(folder);
+        made_.push_back(folder);
+    }
+}
+
+std::u16string TargetFolder::hiddenName(const std::u16string& file,
+                                        std::u16string_view kind) const {
+    const std::size_t start = nameStart(file);
+    std::u16string hidden = file.substr(0, start) + u".zlkcam-" + file.substr(start);
+    if (number_ > 1) hidden += u'.' + wideText(std::to_string(number_));
+    return hidden + u'.' + std::u16string(kind);
+}
+
+TargetFolder::Placed TargetFolder::place(const std::u16string& part,
+                                         const std::u16string& file) const {
+    for (unsigned number = 1; number < maxCollisions; ++number) {
+        const std::u16string candidate = numbered(file, number);
+        if (MoveFileW(part.c_str(), candidate.c_str())) return {candidate, false};
+        if (GetLastError() != ERROR_ALREADY_EXISTS) throwUnusable(candidate, "Making");
+        if (!sameContent(part, candidate)) continue;
+        DeleteFileW(part.c_str());
+        return {candidate, true};
+    }
+    SetLastError(ERROR_FILE_EXISTS);
+    throwUnusable(file, "Making");
+}
+
+std::u16string TargetFolder::findSame(const std::u16string& file, std::uint64_t size,
+                                      std::int64_t modified) const {
+    for (unsigned number = 1; number < maxCollisions; ++number) {
+        const std::u16string candidate = numbered(file, number);
+        FileStatus status{};
+        std::uint64_t itsSize = 0;
+        if (!_wstat64i32(candidate.c_str(), status)) return {};
+        const std::int64_t apart = status.st_mtime - modified;
+        if (apart >= -2 && apart <= 2 && fileSize(candidate, itsSize) && itsSize == size)
+            return candidate;
+    }
+    return {};
+}
+
+DWORD TargetFolder::writeError(const std::u16string& wanted) const {
+    const std::u16string probe = hiddenName(wanted, u"probe");
+    UniqueHandle file(CreateFileW(probe.c_str(), GENERIC_READ | GENERIC_WRITE, FILE_SHARE_READ,
+                                  nullptr, CREATE_ALWAYS, FILE_ATTRIBUTE_NORMAL, nullptr));
+    if (!file) return GetLastError();
+    // As much as the components write at once.
+    const std::vector<BYTE> block(64 * 1024);
+    DWORD written = 0;
+    const bool good =
+        WriteFile(file.get(), block.data(), static_cast<DWORD>(block.size()), &written, nullptr);
+    const DWORD error = good ? ERROR_SUCCESS : GetLastError();
+    file.reset();
+    DeleteFileW(probe.c_str());
+    return error;
+}
+
+bool TargetFolder::flushNames() const {
+    if (!flushFolder(path_.substr(0, std::max<std::size_t>(nameStart(path_), 2) - 1)) ||
+        !flushFolder(path_))
+        return false;
+    return std::all_of(made_.begin(), made_.end(), flushFolder);
+}
+
+bool sameContent(const std::u16string& a, const std::u16string& b) {
+    const UniqueHandle first = openToRead(a), second = openToRead(b);
+    LARGE_INTEGER firstSize{}, secondSize{};
+    if (!first || !second || !GetFileSizeEx(first.get(), &firstSize) ||
+        !GetFileSizeEx(second.get(), &secondSize) || firstSize.QuadPart != secondSize.QuadPart)
+        return false;
+    std::vector<BYTE> firstBlock(256 * 1024), secondBlock(256 * 1024);
+    for (;;) {
+        const auto room = static_cast<DWORD>(firstBlock.size());
+        DWORD firstRead = 0, secondRead = 0;
+        if (!ReadFile(first.get(), firstBlock.data(), room, &firstRead, nullptr) ||
+            !ReadFile(second.get(), secondBlock.data(), room, &secondRead, nullptr) ||
+            firstRead != secondRead ||
+            std::memcmp(firstBlock.data(), secondBlock.data(), firstRead) != 0)
+            return false;
+        if (firstRead == 0) return true;
+    }
+}
+
+bool flushFile(const std::u16string& file) {
+    const UniqueHandle handle = openToFlush(file, FILE_ATTRIBUTE_NORMAL);
+    return handle && FlushFileBuffers(handle.get());
+}
+
+bool fileSize(const std::u16string& file, std::uint64_t& size) {
+    const UniqueHandle handle(CreateFileW(file.c_str(), 0, FILE_SHARE_READ | FILE_SHARE_WRITE,
+                                          nullptr, OPEN_EXISTING, FILE_ATTRIBUTE_NORMAL, nullptr));
+    LARGE_INTEGER bytes{};
+    if (!handle || !GetFileSizeEx(handle.get(), &bytes)) return false;
+    size = static_cast<std::uint64_t>(bytes.QuadPart);
+    return true;
+}
+
+}  // namespace zlk

@@ -1,0 +1,77 @@
+#pragma once
+// The folder on this machine that files of a device are copied into.
+//
+// A file is first written to a hidden name in the folder where it will lie, `.zlkcam-<name>.part`,
+// and moved to its own name when it is whole; a move never replaces a file. So whatever is
+// interrupted, and however, no half file has a name that anybody would take for a picture, and no
+// file that was there before is touched. A leftover of a killed run is used again.
+//
+// Names come from the device and are made safe: nothing leads out of the folder, is hidden in it,
+// or holds what a terminal or another system chokes on.
+
+#include <cstdint>
+#include <string>
+#include <string_view>
+#include <vector>
+
+#include "platform/named_objects.h"
+#include "platform/types.h"
+
+namespace zlk {
+
+class TargetFolder {
+  public:
+    /// Makes the folder if only its last component is missing. Throws Failure (FileUnusable).
+    explicit TargetFolder(const std::u16string& path);
+
+    const std::u16string& path() const { return path_; }
+
+    /// Where a file of the device with this path (components split at both slashes) shall lie.
+    /// `flat` leaves its folders out.
+    std::u16string fileFor(std::u16string_view devicePath, bool flat) const;
+
+    /// Makes the folders between this one and `file`; throws Failure (FileUnusable).
+    void makeFoldersOf(const std::u16string& file);
+
+    /// The hidden name next to `file` for what isn't whole yet; `kind` ends it.
+    std::u16string hiddenName(const std::u16string& file, std::u16string_view kind) const;
+
+    /// Moves a whole file to its name, to the first of `name`, `name (2)`, `name (3)` that is
+    /// free; where one of them has the same bytes already, `part` is removed instead. Throws
+    /// Failure (FileUnusable) and leaves `part`.
+    struct Placed {
+        std::u16string file;
+        bool wasThere = false;
+    };
+    Placed place(const std::u16string& part, const std::u16string& file) const;
+
+    /// The file among `name`, `name (2)`... with this size and modification time, to the two
+    /// seconds that a card's clock has; empty if there is none.
+    std::u16string findSame(const std::u16string& file, std::uint64_t size,
+                            std::int64_t modified) const;
+
+    /// Why nothing can be written beside `file`; ERROR_SUCCESS if something can.
+    DWORD writeError(const std::u16string& file) const;
+
+    /// Waits until the names of what lies in the folder, and in those made below it, are on the
+    /// disk; false with the last error.
+    bool flushNames() const;
+
+  private:
+    std::u16string path_;
+    std::vector<std::u16string> made_;  // folders known to be there
+    // Two of us that copy into one folder at once have different hidden names: each holds a number.
+    UniqueHandle claim_;
+    unsigned number_ = 1;
+};
+
+/// Whether two files have the same bytes; false also where one can't be read.
+bool sameContent(const std::u16string& a, const std::u16string& b);
+
+/// Waits until the bytes of a file are on the disk; false with the last error.
+bool flushFile(const std::u16string& file);
+
+/// Bytes of a file; false with the last error.
+bool fileSize(const std::u16string& file, std::uint64_t& size);
+
+}  // namespace zlk

@@ -1,0 +1,70 @@
+#include "tools/zlkcam/TextFile.h"
+
+#include <cstdio>
+
+#include "platform/files.h"
+#include "platform/named_objects.h"
+#include "tools/zlkcam/Failure.h"
+#include "tools/zlkcam/Text.h"
+
+namespace zlk {
+namespace {
+
+constexpr std::size_t maxText = 1 << 20;  // documents of a camera have some kilobytes
+
+[[noreturn]] void fail(const std::u16string& path, const std::string& reason) {
+    throw Failure(ExitStatus::FileUnusable,
+                  "The file " + utf8Text(path) + " can't be used: " + reason + ".");
+}
+
+std::string readStandardInput(std::size_t maxBytes) {
+    std::string bytes(maxBytes + 1, '\0');
+    bytes.resize(std::fread(bytes.data(), 1, bytes.size(), stdin));
+    if (bytes.size() > maxBytes) fail(u"-", "it is too long");
+    return bytes;
+}
+
+}  // namespace
+
+std::string readFileBytes(const std::u16string& path, std::size_t maxBytes) {
+    if (path == u"-") return readStandardInput(maxBytes);
+    const UniqueHandle file(CreateFileW(path.c_str(), GENERIC_READ, FILE_SHARE_READ, nullptr,
+                                        OPEN_EXISTING, FILE_ATTRIBUTE_NORMAL, nullptr));
+    LARGE_INTEGER size{};
+    if (!file || !GetFileSizeEx(file.get(), &size)) fail(path, reasonText());
+    if (static_cast<std::uint64_t>(size.QuadPart) > maxBytes) fail(path, "it is too long");
+    std::string bytes(static_cast<std::size_t>(size.QuadPart), '\0');
+    DWORD read = 0;
+    if (!ReadFile(file.get(), bytes.data(), static_cast<DWORD>(bytes.size()), &read, nullptr))
+        fail(path, reasonText());
+    bytes.resize(read);
+    return bytes;
+}
+
+std::u16string readTextFile(const std::u16string& path) {
+    std::string bytes = readFileBytes(path, maxText);
+    if (bytes.starts_with("\xEF\xBB\xBF")) bytes.erase(0, 3);
+    std::u16string text(bytes.size(), u'\0');
+    if (bytes.empty()) return text;
+    const int units = MultiByteToWideChar(CP_UTF8, MB_ERR_INVALID_CHARS, bytes.data(),
+                                          static_cast<int>(bytes.size()), text.data(),
+                                          static_cast<int>(text.size()));
+    if (units == 0) fail(path, "it isn't UTF-8 text");
+    text.resize(static_cast<std::size_t>(units));
+    return text;
+}
+
+void writeNewFile(const std::u16string& path, std::string_view bytes) {
+    UniqueHandle file(CreateFileW(path.c_str(), GENERIC_READ | GENERIC_WRITE, FILE_SHARE_READ,
+                                  nullptr, CREATE_NEW, FILE_ATTRIBUTE_NORMAL, nullptr));
+    if (!file) fail(path, reasonText());
+    DWORD written = 0;
+    if (WriteFile(file.get(), bytes.data(), static_cast<DWORD>(bytes.size()), &written, nullptr))
+        return;
+    const std::string reason = reasonText();
+    file.reset();
+    DeleteFileW(path.c_str());
+    fail(path, reason);
+}
+
+}  // namespace zlk

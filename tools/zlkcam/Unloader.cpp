@@ -1,0 +1,240 @@
+#include "tools/zlkcam/Unloader.h"
+
+#include <algorithm>
+
+#include "platform/clock.h"
+#include "platform/files.h"
+#include "tools/zlkcam/ProgressCallback.h"
+#include "tools/zlkcam/StopFlag.h"
+#include "tools/zlkcam/Text.h"
+
+namespace zlk {
+namespace {
+
+using Outcome = UnloadedFile::Outcome;
+
+// The components' sizes have 32 bits, and a camera says "more than that" with all of them set.
+constexpr std::uint64_t tooLarge = 0xFFFFFFFF;
+
+/// A file that must not outlive its use under that name; once it has been moved there is none.
+class HiddenFile {
+  public:
+    explicit HiddenFile(std::u16string name) : name_(std::move(name)) {}
+    ~HiddenFile() { DeleteFileW(name_.c_str()); }
+    HiddenFile(const HiddenFile&) = delete;
+    HiddenFile& operator=(const HiddenFile&) = delete;
+    const std::u16string& name() const { return name_; }
+
+  private:
+    std::u16string name_;
+};
+
+/// Ids of files on a volume are paths, which the platform can be asked about.
+bool isPath(std::u16string_view id) {
+    return id.starts_with(u"\\\\") || (id.size() > 2 && id[1] == u':' && id[2] == u'\\');
+}
+
+/// What a file on the device is like now: true size, and time of its last change.
+struct SourceState {
+    std::uint64_t size = 0;
+    std::int64_t modified = -1;
+
+    explicit SourceState(const FileRecord& record)
+        : size(record.size), modified(secondsOf(record.modified)) {
+        if (!isPath(record.id)) return;
+        FileStatus status{};
+        if (!fileSize(record.id, size) || !_wstat64i32(record.id.c_str(), status))
+            throw Failure(ExitStatus::ReadFailed,
+                          "It can't be read any more: " + reasonText() + ".");
+        modified = status.st_mtime;
+    }
+    bool operator==(const SourceState&) const = default;
+};
+
+Failure stopped() {
+    return {ExitStatus::Stopped, "Stopped. What was copied before is whole."};
+}
+
+}  // namespace
+
+Unloader::Unloader(Tool& tool, const PhotoSession& session, std::u16string root,
+                   TargetFolder& target, const UnloadOptions& options)
+    : tool_(tool), session_(session), root_(std::move(root)), target_(target), options_(options) {}
+
+void Unloader::copy(const std::vector<FileRecord>& records) {
+    std::uint64_t bytes = 0;
+    for (const FileRecord& record : records) {
+        files_.emplace_back().record = &record;
+        bytes += record.size;
+    }
+    ProgressBar bar(tool_, records.size(), bytes);
+    for (UnloadedFile& file : files_) {
+        if (StopFlag::raised()) ending_ = stopped();
+        if (ending_) return;
+        bar.startFile(file.record->cameraPath, file.record->size);
+        try {
+            copyFile(file, bar);
+        } catch (const Failure& failure) {
+            noteFailure(file, failure);
+        }
+        const std::string from = utf8Text(file.record->cameraPath);
+        switch (file.outcome) {
+            case Outcome::Copied:
+                bar.finishFile(from + " -> " + utf8Text(file.file));
+                break;
+            case Outcome::WasThere:
+            case Outcome::Skipped:
+                bar.finishFile(from + " is there: " + utf8Text(file.file));
+                break;
+            default:
+                bar.finishFile(from + " was NOT copied: " + file.failure->what(), true);
+        }
+    }
+}
+
+void Unloader::copyFile(UnloadedFile& file, ProgressBar& bar) {
+    const SourceState source(*file.record);
+    file.size = source.size;
+    file.modified = source.modified;
+    if (source.size >= tooLarge) {
+        file.outcome = Outcome::TooLarge;
+        throw Failure(ExitStatus::TooLarge,
+                      "It has 4 GiB or more, of which only a part would arrive.",
+                      "Copy it with the file manager.");
+    }
+    if (source.size != file.record->size)
+        throw Failure(ExitStatus::ReadFailed, "It has changed since it was listed.");
+
+    const std::u16string wanted = target_.fileFor(pathBelow(root_, *file.record), options_.flat);
+    if (options_.onlyNew) {
+        file.file = target_.findSame(wanted, source.size, source.modified);
+        if (!file.file.empty()) {
+            file.outcome = Outcome::Skipped;
+            return;
+        }
+    }
+    target_.makeFoldersOf(wanted);
+    const HiddenFile part(target_.hiddenName(wanted, u"part"));
+    fetch(file, part.name(), &bar);
+    if (SourceState(*file.record) != source)
+        throw Failure(ExitStatus::ReadFailed, "It changed while it was copied.");
+    complete(file, part.name());
+    if (options_.verify) {
+        verify(file, part.name(), target_.hiddenName(wanted, u"check"));
+        file.verified = true;
+    }
+    const TargetFolder::Placed placed = target_.place(part.name(), wanted);
+    // Somebody else's file, which counts as this copy now.
+    if (options_.verify && placed.wasThere && !flushFile(placed.file)) file.verified = false;
+    file.file = placed.file;
+    file.outcome = placed.wasThere ? Outcome::WasThere : Outcome::Copied;
+}
+
+void Unloader::fetch(UnloadedFile& file, const std::u16string& into, ProgressBar* bar) {
+    ProgressCallback callback([bar](int percent) {
+        if (bar) bar->progress(percent);
+        return !StopFlag::raised();
+    });
+    const HRESULT result = session_->SaveFileData(Bstr(file.record->id).get(), Bstr(into).get(),
+                                                  callback.asArgument());
+    if (result != S_OK) throwFetchFailure(session_.errorCode(), into);
+    // A stopped copy is a success to the components; one that had arrived whole is a success.
+    std::uint64_t size = 0;
+    if (fileSize(into, size) && size == file.size) return;
+    if (StopFlag::raised()) throw stopped();
+    throw Failure(ExitStatus::ReadFailed, "Only " + std::to_string(size) + " of " +
+                                              std::to_string(file.size) + " bytes arrived.");
+}
+
+void Unloader::throwFetchFailure(LONG code, const std::u16string& into) {
+    // The components have one code for a device that can't be read and a disk that can't be
+    // written; the disk can be asked.
+    if (const DWORD error = target_.writeError(into)) {
+        ending_ = Failure(ExitStatus::FileUnusable,
+                          "It can't be written to the disk: " + reasonText(error) + ".",
+                          "Make room, or choose another folder, and run it again with --new.");
+        throw Failure(*ending_);
+    }
+    if (!session_.hasMedia()) code = static_cast<LONG>(ExitStatus::NotConnected);
+    throw deviceFailure(code, session_.device(), "Reading it");
+}
+
+void Unloader::verify(const UnloadedFile& file, const std::u16string& part,
+                      const std::u16string& check) {
+    const HiddenFile second(check);
+    UnloadedFile again = file;
+    fetch(again, second.name(), nullptr);
+    if (!sameContent(part, second.name()))
+        throw Failure(ExitStatus::NotVerified, "Reading it twice gave different bytes.",
+                      "Clean the contacts of the card, or try another reader.");
+}
+
+void Unloader::complete(const UnloadedFile& file, const std::u16string& part) const {
+    const UniqueHandle handle(CreateFileW(part.c_str(), GENERIC_READ | GENERIC_WRITE,
+                                          FILE_SHARE_READ | FILE_SHARE_WRITE, nullptr,
+                                          OPEN_EXISTING, FILE_ATTRIBUTE_NORMAL, nullptr));
+    const FILETIME time = fileTimeFromUnix(file.modified, 0);
+    const bool timed =
+        handle && (file.modified < 0 || SetFileTime(handle.get(), nullptr, nullptr, &time));
+    // What may be deleted from the device mustn't be lost with the next power cut.
+    if (!timed || (options_.verify && !FlushFileBuffers(handle.get())))
+        throw Failure(ExitStatus::FileUnusable,
+                      "The copy can't be completed on the disk: " + reasonText() + ".");
+}
+
+void Unloader::noteFailure(UnloadedFile& file, const Failure& failure) {
+    if (file.outcome != Outcome::TooLarge) file.outcome = Outcome::Failed;
+    file.verified = false;
+    file.failure = failure;
+    switch (failure.status) {
+        case ExitStatus::Stopped:
+        case ExitStatus::NotConnected:
+        case ExitStatus::NotClaimed:
+            ending_ = failure;
+            break;
+        case ExitStatus::ReadFailed:
+            if (!session_.hasMedia())
+                ending_ = deviceFailure(static_cast<LONG>(ExitStatus::NotConnected),
+                                        session_.device(), "Reading");
+            break;
+        default:
+            break;
+    }
+}
+
+void Unloader::removeVerified() {
+    if (StopFlag::raised()) return;
+    if (!target_.flushNames()) {
+        ending_ = Failure(ExitStatus::FileUnusable,
+                          "Nothing was deleted: the folder can't be written through to the disk: " +
+                              reasonText() + ".");
+        return;
+    }
+    for (UnloadedFile& file : files_) {
+        if (!file.verified) continue;
+        if (StopFlag::raised()) {
+            ending_ = stopped();
+            return;
+        }
+        try {
+            const SourceState now(*file.record);
+            if (now.size != file.size || now.modified != file.modified)
+                throw Failure(ExitStatus::DeleteRefused,
+                              "It was copied, and has changed on the device since.");
+            session_.require(session_->DeleteFileW(Bstr(file.record->id).get()), "Deleting it");
+            file.deleted = true;
+        } catch (const Failure& failure) {
+            file.failure = failure;
+        }
+    }
+}
+
+std::u16string pathBelow(std::u16string_view root, const FileRecord& record) {
+    while (root.ends_with(u'\\')) root.remove_suffix(1);
+    const std::u16string_view id = record.id;
+    const bool below = !root.empty() && id.size() > root.size() && id[root.size()] == u'\\' &&
+                       equalIgnoringCase(id.substr(0, root.size()), root);
+    return below ? std::u16string(id.substr(root.size())) : record.cameraPath;
+}
+
+}  // namespace zlk

@@ -1,0 +1,71 @@
+#pragma once
+// Copies the files of a claimed device into a folder, one by one, and keeps book of each.
+
+#include <optional>
+#include <string>
+#include <vector>
+
+#include "tools/zlkcam/ProgressBar.h"
+#include "tools/zlkcam/Session.h"
+#include "tools/zlkcam/TargetFolder.h"
+
+namespace zlk {
+
+struct UnloadOptions {
+    bool onlyNew = false;  ///< skip what the folder has with this name, size and time
+    bool verify = false;   ///< read each file a second time, and compare every byte
+    bool remove = false;   ///< delete from the device what was verified
+    bool flat = false;     ///< no subfolders
+};
+
+/// What became of one file.
+struct UnloadedFile {
+    enum class Outcome { Copied, WasThere, Skipped, TooLarge, Failed, NotReached };
+
+    const FileRecord* record = nullptr;
+    Outcome outcome = Outcome::NotReached;
+    std::uint64_t size = 0;      ///< as the device really has it
+    std::int64_t modified = -1;  ///< seconds since 1970 UTC; -1: it doesn't say
+    std::u16string file;         ///< where it lies, for the first three
+    bool verified = false;
+    bool deleted = false;
+    std::optional<Failure> failure;  ///< of the copy, or of the deletion
+};
+
+class Unloader {
+  public:
+    /// `root` is how the device is reached: what of a file's path lies below it is kept.
+    Unloader(Tool& tool, const PhotoSession& session, std::u16string root, TargetFolder& target,
+             const UnloadOptions& options);
+
+    /// Goes on after a failed file, unless nothing more can be copied: the device is gone, the
+    /// target is full, or the user wants it to stop.
+    void copy(const std::vector<FileRecord>& records);
+    /// Deletes from the device what is verified, and safe on the disk; nothing after a stop.
+    void removeVerified();
+
+    const std::vector<UnloadedFile>& files() const { return files_; }
+    /// Why the files that weren't reached weren't.
+    const std::optional<Failure>& ending() const { return ending_; }
+
+  private:
+    void copyFile(UnloadedFile& file, ProgressBar& bar);
+    void fetch(UnloadedFile& file, const std::u16string& into, ProgressBar* bar);
+    void verify(const UnloadedFile& file, const std::u16string& part, const std::u16string& check);
+    void complete(const UnloadedFile& file, const std::u16string& part) const;
+    [[noreturn]] void throwFetchFailure(LONG code, const std::u16string& into);
+    void noteFailure(UnloadedFile& file, const Failure& failure);
+
+    Tool& tool_;
+    const PhotoSession& session_;
+    const std::u16string root_;
+    TargetFolder& target_;
+    const UnloadOptions options_;
+    std::vector<UnloadedFile> files_;
+    std::optional<Failure> ending_;
+};
+
+/// The path of a file below the device's root, for naming its copy.
+std::u16string pathBelow(std::u16string_view root, const FileRecord& record);
+
+}  // namespace zlk

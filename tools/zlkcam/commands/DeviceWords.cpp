@@ -1,0 +1,24 @@
+#include "tools/zlkcam/Text.h"
+#include "tools/zlkcam/commands/Commands.h"
+
+namespace zlk {
+namespace {
+
+std::u16string takeFirst(std::vector<std::string>& words) {
+    const std::u16string first = wideText(words.front());
+    words.erase(words.begin());
+    return first;
+}
+
+}  // namespace
+
+std::u16string DeviceWords::takeDevice(std::size_t others) {
+    return words.size() > others ? takeFirst(words) : std::u16string();
+}
+
+std::u16string DeviceWords::takeDeviceByLooks() {
+    return DeviceDirectory::isDeviceName(wideText(words.front())) ? takeFirst(words)
+                                                                  : std::u16string();
+}
+
+}  // namespace zlk

@@ -1,0 +1,168 @@
+// order, intent, share, tags, escape: the texts that camera and computer exchange.
+
+#include "tools/zlkcam/Session.h"
+#include "tools/zlkcam/Text.h"
+#include "tools/zlkcam/TextFile.h"
+#include "tools/zlkcam/commands/Commands.h"
+
+namespace zlk {
+namespace {
+
+struct DocumentOptions {
+    std::string device;
+    std::string file;
+    bool clear = false;
+};
+
+void tell(Tool& tool, const Device& device, std::u16string_view text) {
+    tool.say(utf8Text(text));
+    tool.answer.beginObject()
+        .member("contextId", device.contextId)
+        .member("text", text)
+        .endObject();
+}
+
+void tellDone(Tool& tool, const Device& device, const std::string& line) {
+    tool.say(line);
+    tool.answer.beginObject()
+        .member("contextId", device.contextId)
+        .member("done", true)
+        .endObject();
+}
+
+void runOrder(Tool& tool, const DocumentOptions& options) {
+    const std::u16string order =
+        options.file.empty() ? std::u16string() : readTextFile(pathArgument(options.file));
+    const PhotoSession session(DeviceDirectory().find(wideText(options.device)));
+    session.requireMedia();
+    if (options.clear || !order.empty()) {
+        session.require(session->put_Dpof(Bstr(order).get()), "Writing the print order");
+        return tellDone(tool, session.device(),
+                        order.empty() ? "The print order is deleted." : "The print order is set.");
+    }
+    Bstr text;
+    session.require(session->get_Dpof(text.out()), "Reading the print order");
+    if (text.view().empty()) tool.warn("There is no print order.");
+    tell(tool, session.device(), text.view());
+}
+
+void runIntent(Tool& tool, const DocumentOptions& options) {
+    const PhotoSession session(DeviceDirectory().find(wideText(options.device)));
+    session.requireMedia();
+    if (options.clear) {
+        session.require(session->put_Intent(nullptr), "Deleting the intent file");
+        return tellDone(tool, session.device(), "The intent file is deleted.");
+    }
+    Bstr text;
+    session.require(session->get_Intent(text.out()), "Reading the intent file");
+    tell(tool, session.device(), text.view());
+}
+
+/// The class that the list names for a device, else the built-in one.
+std::u16string progIdIn(const std::vector<Device>& devices, const Device& device,
+                        const WCHAR* builtIn) {
+    for (const Device& listed : devices)
+        if (equalIgnoringCase(listed.contextId, device.contextId)) return listed.progId;
+    return builtIn;
+}
+
+/// Reads a menu, and writes the new one behind it: the camera takes it in that order.
+template <class Interface>
+void exchange(Tool& tool, const DocumentOptions& options, const Session<Interface>& session,
+              HRESULT (Interface::*get)(BSTR*) noexcept, HRESULT (Interface::*put)(BSTR) noexcept,
+              const std::string& what) {
+    Interface& object = *session.operator->();
+    std::u16string menu;
+    if (!options.file.empty()) menu = readTextFile(pathArgument(options.file));
+    Bstr old;
+    const HRESULT result = (object.*get)(old.out());
+    if (options.file.empty()) {
+        session.require(result, "Reading the " + what);
+        return tell(tool, session.device(), old.view());
+    }
+    if (menu.empty())
+        throw Failure(ExitStatus::FileUnusable, "The file " + options.file + " is empty.");
+    session.require((object.*put)(Bstr(menu).get()), "Writing the " + what);
+    tellDone(tool, session.device(), "The " + what + " is written.");
+}
+
+void runShare(Tool& tool, const DocumentOptions& options) {
+    const DeviceDirectory directory;
+    const Device device = directory.find(wideText(options.device));
+    const Session<ISwiftPostDevice> session(
+        device, progIdIn(directory.shareDevices(), device, u"ZlkCamTr.SPostDevice"));
+    exchange(tool, options, session, &ISwiftPostDevice::get_ShareMenu,
+             &ISwiftPostDevice::put_ShareMenu, "share menu");
+}
+
+void runTags(Tool& tool, const DocumentOptions& options) {
+    const DeviceDirectory directory;
+    const Device device = directory.find(wideText(options.device));
+    const Session<ITagDevice> session(
+        device, progIdIn(directory.tagDevices(), device, u"ZlkCamTr.TagDevice"));
+    exchange(tool, options, session, &ITagDevice::get_TagList, &ITagDevice::put_TagList,
+             "tag list");
+}
+
+void runEscape(Tool& tool, const DeviceWords& given) {
+    DeviceWords words = given;
+    const Device device = DeviceDirectory().find(words.takeDevice(1));
+    const auto object = createComponent<IPhotoDevice>(device.progId);
+    // A message gets through to a device that another program holds: the refused claim does
+    // nothing but tell the object which device is meant.
+    object->LockDevice(Bstr(device.contextId).get());
+    Bstr answer;
+    if (object->Escape(Bstr(wideText(words.words.front())).get(), answer.out()) != S_OK) {
+        LONG code = 0;
+        object->get_ErrorCode(&code);
+        throw deviceFailure(code, device, "The message \"" + words.words.front() + "\"");
+    }
+    tell(tool, device, answer.view());
+}
+
+}  // namespace
+
+void addDocumentCommands(CLI::App& app, Tool& tool) {
+    const auto device = [](CLI::App& command, DocumentOptions& options) {
+        command.add_option("device", options.device, deviceHelp);
+    };
+    const auto setFile = [](CLI::App& command, DocumentOptions& options) {
+        return command.add_option("--set", options.file,
+                                  "write what this file holds (UTF-8), or - for standard input");
+    };
+    addCommand<DocumentOptions>(
+        app, "order", "Print, set or delete the print order (DPOF)",
+        [&](CLI::App& command, DocumentOptions& options) {
+            device(command, options);
+            auto* set = setFile(command, options);
+            command.add_flag("--clear", options.clear, "delete it")->excludes(set);
+        },
+        [&tool](const DocumentOptions& options) { runOrder(tool, options); });
+    addCommand<DocumentOptions>(
+        app, "intent", "Print or delete the intent file",
+        [&](CLI::App& command, DocumentOptions& options) {
+            device(command, options);
+            command.add_flag("--clear", options.clear, "delete it");
+        },
+        [&tool](const DocumentOptions& options) { runIntent(tool, options); });
+    const auto menu = [&](CLI::App& command, DocumentOptions& options) {
+        device(command, options);
+        setFile(command, options);
+    };
+    addCommand<DocumentOptions>(
+        app, "share", "Print the camera's share menu, or write the new one", menu,
+        [&tool](const DocumentOptions& options) { runShare(tool, options); });
+    addCommand<DocumentOptions>(
+        app, "tags", "Print the camera's tag list, or write the new one", menu,
+        [&tool](const DocumentOptions& options) { runTags(tool, options); });
+    addCommand<DeviceWords>(
+        app, "escape", "Send a message to the device, and print the answer: [DEVICE] TEXT",
+        [](CLI::App& command, DeviceWords& words) {
+            command.add_option("text", words.words, "DEVICE (may be left out), then the message")
+                ->required()
+                ->expected(1, 2);
+        },
+        [&tool](const DeviceWords& words) { runEscape(tool, words); });
+}
+
+}  // namespace zlk

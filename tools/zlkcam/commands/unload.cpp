@@ -1,0 +1,171 @@
+// unload: everything off a device, into a folder.
+
+#include <algorithm>
+
+#include "platform/clock.h"
+#include "tools/zlkcam/StopFlag.h"
+#include "tools/zlkcam/Text.h"
+#include "tools/zlkcam/Unloader.h"
+#include "tools/zlkcam/commands/Commands.h"
+
+namespace zlk {
+namespace {
+
+using Outcome = UnloadedFile::Outcome;
+
+struct Options : DeviceWords, UnloadOptions {};
+
+const char* outcomeName(Outcome outcome) {
+    switch (outcome) {
+        case Outcome::Copied:
+            return "copied";
+        case Outcome::WasThere:
+            return "was there";
+        case Outcome::Skipped:
+            return "skipped";
+        case Outcome::TooLarge:
+            return "too large";
+        case Outcome::Failed:
+            return "failed";
+        case Outcome::NotReached:
+            break;
+    }
+    return "not reached";
+}
+
+/// The gravest of what went wrong: what ended it, then the first file that failed; files that are
+/// too large only where all else went well.
+std::optional<Failure> gravest(const Unloader& unloader) {
+    if (unloader.ending()) return unloader.ending();
+    std::optional<Failure> found;
+    for (const UnloadedFile& file : unloader.files()) {
+        if (!file.failure) continue;
+        if (file.outcome != Outcome::TooLarge) return file.failure;
+        if (!found) found = file.failure;
+    }
+    return found;
+}
+
+void writeFile(JsonWriter& json, const UnloadedFile& file) {
+    json.beginObject()
+        .member("id", file.record->id)
+        .member("outcome", outcomeName(file.outcome))
+        .member("size", file.outcome == Outcome::NotReached ? file.record->size : file.size)
+        .member("file", file.file)
+        .member("verified", file.verified)
+        .member("deleted", file.deleted);
+    if (file.failure) Tool::writeError(json.key("error"), *file.failure);
+    json.endObject();
+}
+
+std::string filesText(std::size_t count) {
+    return std::to_string(count) + (count == 1 ? " file" : " files");
+}
+
+class Summary {
+  public:
+    Summary(Tool& tool, const Unloader& unloader, DWORD milliseconds)
+        : tool_(tool), files_(unloader.files()), milliseconds_(milliseconds) {}
+
+    void tell(const std::u16string& folder) const {
+        const std::size_t copied = count(Outcome::Copied);
+        std::uint64_t bytes = 0;
+        for (const UnloadedFile& file : files_)
+            if (file.outcome == Outcome::Copied) bytes += file.size;
+        tool_.say(filesText(copied) + " copied to " + utf8Text(folder) + ", " + sizeText(bytes) +
+                  " in " + std::to_string(milliseconds_ / 1000) + " s.");
+        if (const std::size_t there = count(Outcome::WasThere) + count(Outcome::Skipped))
+            tool_.say(filesText(there) + " had been there before.");
+        const auto verified = matching([](const UnloadedFile& file) { return file.verified; });
+        if (verified) tool_.say(filesText(verified) + " compared byte by byte.");
+        const auto deleted = matching([](const UnloadedFile& file) { return file.deleted; });
+        if (deleted) tool_.say(filesText(deleted) + " deleted from the device.");
+        const auto failed = matching([](const UnloadedFile& file) { return bool(file.failure); });
+        if (failed) tool_.say(filesText(failed) + " with errors:");
+        for (const UnloadedFile& file : files_)
+            if (file.failure)
+                tool_.say("  " + utf8Text(file.record->id) + ": " + file.failure->what());
+        if (const std::size_t left = count(Outcome::NotReached))
+            tool_.say(filesText(left) + " not reached; they are on the device only.");
+    }
+
+  private:
+    template <class Predicate>
+    std::size_t matching(Predicate predicate) const {
+        return static_cast<std::size_t>(std::count_if(files_.begin(), files_.end(), predicate));
+    }
+    std::size_t count(Outcome outcome) const {
+        return matching([=](const UnloadedFile& file) { return file.outcome == outcome; });
+    }
+
+    Tool& tool_;
+    const std::vector<UnloadedFile>& files_;
+    DWORD milliseconds_;
+};
+
+void runUnload(Tool& tool, const Options& given) {
+    Options options = given;
+    options.verify |= options.remove;
+    const DeviceDirectory directory;
+    const PhotoSession session(directory.find(options.takeDevice(1)));
+    const std::u16string& contextId = session.device().contextId;
+    TargetFolder target(pathArgument(options.words.front()));
+    if (tool.onTerminal()) tool.say("Reading the list of files...");
+    const std::vector<FileRecord> files = session.files();
+
+    const DWORD start = GetTickCount();
+    const StopFlag stop;  // until here, being stopped leaves nothing behind
+    Unloader unloader(tool, session, directory.lowLevelId(contextId), target, options);
+    unloader.copy(files);
+    std::optional<Failure> notDeleted;
+    if (options.remove && directory.allowsDelete(contextId)) {
+        if (!unloader.ending()) unloader.removeVerified();
+    } else if (options.remove) {
+        notDeleted = Failure(ExitStatus::DeleteRefused,
+                             "Nothing was deleted: the settings don't allow files of " +
+                                 utf8Text(session.device().name) + " to be deleted.",
+                             "Look at AllowDelete of its product class: zlkcam settings list");
+    }
+    const DWORD took = GetTickCount() - start;
+
+    Summary(tool, unloader, took).tell(target.path());
+    tool.answer.beginObject()
+        .member("contextId", contextId)
+        .member("folder", target.path())
+        .member("milliseconds", took)
+        .key("files")
+        .beginArray();
+    for (const UnloadedFile& file : unloader.files()) writeFile(tool.answer, file);
+    tool.answer.endArray();
+    std::optional<Failure> failure = gravest(unloader);
+    if (!failure) failure = notDeleted;
+    if (failure) {
+        tool.status = failure->status;
+        tool.warn(std::string("zlkcam: ") + failure->what());
+        if (!failure->advice.empty()) tool.warn(failure->advice);
+        Tool::writeError(tool.answer.key("error"), *failure);
+    }
+    tool.answer.endObject();
+}
+
+}  // namespace
+
+void addUnloadCommand(CLI::App& app, Tool& tool) {
+    addCommand<Options>(
+        app, "unload", "Copy all files of a device into a folder: [DEVICE] DEST",
+        [](CLI::App& command, Options& options) {
+            command.add_option("dest", options.words, "DEVICE (may be left out), then the folder")
+                ->required()
+                ->expected(1, 2);
+            command.add_flag("--new", options.onlyNew,
+                             "skip what the folder has with the same name, size and time");
+            command.add_flag("--verify", options.verify,
+                             "read every file twice, and compare every byte");
+            command.add_flag("--delete", options.remove,
+                             "verify, then delete from the device what was verified");
+            command.add_flag("--flat", options.flat, "no subfolders");
+        },
+        [&tool](const Options& options) { runUnload(tool, options); });
+}
+
+}  // namespace zlk
