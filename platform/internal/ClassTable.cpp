@@ -1,0 +1,130 @@
+#include "platform/internal/ClassTable.h"
+
+#include <algorithm>
+#include <atomic>
+#include <mutex>
+
+#include "platform/internal/Immortal.h"
+#include "platform/registry.h"
+
+namespace zlk::platform {
+namespace {
+
+HRESULT modulePathOf(const GUID& clsid, std::u16string& path) {
+    const LSTATUS status = readClassText(u"CLSID\\" + guidText(clsid) + u"\\InprocServer32", path);
+    if (status == static_cast<LSTATUS>(ERROR_FILE_NOT_FOUND)) return REGDB_E_CLASSNOTREG;
+    if (status != 0) return HRESULT_FROM_WIN32(static_cast<DWORD>(status));
+    return path.empty() ? REGDB_E_CLASSNOTREG : S_OK;
+}
+
+}  // namespace
+
+LSTATUS readClassText(const std::u16string& key, std::u16string& text) {
+    constexpr DWORD maximum = 32768 * sizeof(WCHAR);
+    constexpr auto none = static_cast<LSTATUS>(ERROR_FILE_NOT_FOUND);
+    HKEY opened = nullptr;
+    text.clear();
+    if (const LSTATUS status =
+            RegOpenKeyExW(HKEY_CLASSES_ROOT, key.c_str(), 0, KEY_QUERY_VALUE, &opened))
+        return status;
+    const RegistryKey owner(opened);
+    text.resize(maximum / sizeof(WCHAR));
+    DWORD type = REG_NONE, size = maximum;
+    LSTATUS status = RegQueryValueExW(opened, nullptr, nullptr, &type,
+                                      reinterpret_cast<BYTE*>(text.data()), &size);
+    if (status == static_cast<LSTATUS>(ERROR_MORE_DATA)) status = none;
+    if (status == 0 && type != REG_SZ) status = none;
+    text.resize(status == 0 ? size / sizeof(WCHAR) : 0);
+    text.resize(std::min(text.find(u'\0'), text.size()));
+    return status;
+}
+
+std::u16string guidText(const GUID& id) {
+    WCHAR text[40];
+    StringFromGUID2(id, text, 40);
+    return text;
+}
+
+LoadedClass::LoadedClass(HMODULE module) noexcept : module_(module) {}
+
+LoadedClass::~LoadedClass() {
+    const bool unused = !factory_ || canUnload();
+    factory_.reset();
+    if (unused) FreeLibrary(module_);
+}
+
+HRESULT LoadedClass::load(const GUID& clsid, std::shared_ptr<LoadedClass>& loaded) {
+    std::u16string path;
+    if (const HRESULT found = modulePathOf(clsid, path); FAILED(found)) return found;
+    const HMODULE module = LoadLibraryW(path.c_str());
+    if (!module)
+        return GetLastError() == ERROR_NOT_ENOUGH_MEMORY ? E_OUTOFMEMORY : CO_E_DLLNOTFOUND;
+    std::shared_ptr<LoadedClass> made;
+    try {
+        made = std::make_shared<LoadedClass>(module);
+    } catch (...) {
+        FreeLibrary(module);
+        throw;
+    }
+    using GetClassObject = HRESULT (*)(const GUID&, const GUID&, void**) noexcept;
+    const auto getClassObject =
+        reinterpret_cast<GetClassObject>(GetProcAddress(module, "DllGetClassObject"));
+    if (!getClassObject) return CO_E_ERRORINDLL;
+    const HRESULT got =
+        getClassObject(clsid, iidOf<IClassFactory>, reinterpret_cast<void**>(made->factory_.out()));
+    if (FAILED(got)) {
+        made->factory_.detach();  // what a failed call left there is nobody's
+        return got;
+    }
+    if (!made->factory_) return CO_E_ERRORINDLL;
+    loaded = std::move(made);
+    return S_OK;
+}
+
+bool LoadedClass::canUnload() const noexcept {
+    using CanUnloadNow = HRESULT (*)() noexcept;
+    const auto ask = reinterpret_cast<CanUnloadNow>(GetProcAddress(module_, "DllCanUnloadNow"));
+    return ask && ask() == S_OK;
+}
+
+ClassTable& ClassTable::instance() {
+    static Immortal<ClassTable> table;
+    return *table;
+}
+
+HRESULT ClassTable::find(const GUID& clsid, std::shared_ptr<LoadedClass>& loaded) {
+    {
+        const std::shared_lock lock(mutex_);
+        if (const auto known = classes_.find(clsid); known != classes_.end()) {
+            loaded = known->second;
+            return S_OK;
+        }
+    }
+    std::shared_ptr<LoadedClass> made;
+    if (const HRESULT result = LoadedClass::load(clsid, made); FAILED(result)) return result;
+    // Two threads may have loaded it: the first one's entry counts, the other one goes when
+    // `made` does, behind the lock.
+    const std::unique_lock lock(mutex_);
+    loaded = classes_.try_emplace(clsid, made).first->second;
+    return S_OK;
+}
+
+void ClassTable::freeUnused() noexcept {
+    Classes taken, dropped;
+    {
+        const std::unique_lock lock(mutex_);
+        taken.swap(classes_);
+    }
+    for (auto next = taken.begin(); next != taken.end();) {
+        const auto entry = next++;
+        // Nobody can get at it any more, so a count of one stays. A call that has just let go of
+        // it has made its object: the fence lets the module's own count of that be seen.
+        const bool unused = entry->second.use_count() == 1;
+        std::atomic_thread_fence(std::memory_order_acquire);
+        if (unused && entry->second->canUnload()) dropped.insert(taken.extract(entry));
+    }
+    const std::unique_lock lock(mutex_);
+    classes_.merge(taken);
+}
+
+}  // namespace zlk::platform

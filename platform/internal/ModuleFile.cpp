@@ -1,0 +1,79 @@
+#include "platform/internal/ModuleFile.h"
+
+#include <dlfcn.h>
+#include <fcntl.h>
+#include <sys/stat.h>
+
+#include <algorithm>
+#include <filesystem>
+
+#include "platform/error.h"
+#include "platform/internal/FileName.h"
+#include "platform/internal/MachineRoot.h"
+#include "platform/internal/PathTarget.h"
+#include "platform/text.h"
+
+namespace zlk::platform {
+namespace {
+
+/// The real path of what a path text names, if that is a regular file: anything else could keep the
+/// loader waiting for a writer.
+std::string regularFile(const std::u16string& name) {
+    std::optional<PathTarget> target = PathTarget::find(name.c_str());
+    const Descriptor file = target ? target->open(O_PATH | O_CLOEXEC) : Descriptor();
+    struct stat status;
+    if (!file || ::fstat(file.get(), &status) != 0 || !S_ISREG(status.st_mode)) return {};
+    std::error_code error;
+    return std::filesystem::read_symlink("/proc/self/fd/" + std::to_string(file.get()), error);
+}
+
+std::u16string lowerCase(std::u16string_view name) {
+    std::u16string lower(name);
+    for (char16_t& unit : lower)
+        if (unit >= u'A' && unit <= u'Z') unit = static_cast<char16_t>(unit + (u'a' - u'A'));
+    return lower;
+}
+
+}  // namespace
+
+std::string modulesFolder() {
+    Dl_info self;
+    std::error_code error;
+    std::filesystem::path library;
+    if (::dladdr(reinterpret_cast<const void*>(&modulesFolder), &self))
+        library = std::filesystem::canonical(self.dli_fname, error);
+    // Where this library can't say its place, no module is beside it.
+    return library.empty() ? "/nonexistent" : library.parent_path() / "zlkcamtr";
+}
+
+std::string findModuleFile(std::u16string_view name) {
+    constexpr std::u16string_view foreign = u".dll";
+    std::u16string wanted(name);
+    if (name.find_first_of(u"/\\:") == std::u16string_view::npos)
+        wanted.insert(0, nameText(modulesFolder() + '/'));
+    const std::size_t stem = wanted.size() - std::min(wanted.size(), foreign.size());
+    const bool translated = equalIgnoringCase(std::u16string_view(wanted).substr(stem), foreign);
+    if (translated) wanted.replace(stem, foreign.size(), u".so");
+
+    std::string path = regularFile(wanted);
+    if (path.empty() && translated) {
+        const std::size_t start = wanted.find_last_of(u"/\\") + 1;  // 0 where there is none
+        path = regularFile(wanted.substr(0, start) + lowerCase(wanted.substr(start)));
+    }
+    if (path.empty()) SetLastError(ERROR_MOD_NOT_FOUND);
+    return path;
+}
+
+bool trustsModuleFile(const std::string& path) {
+    const std::string folder = std::filesystem::path(path).parent_path();
+    for (const std::string& place : {folder, path}) {
+        struct stat status;
+        if (::stat(place.c_str(), &status) == 0 && MachineRoot::instance().trusts(status, place))
+            continue;
+        SetLastError(ERROR_ACCESS_DENIED);
+        return false;
+    }
+    return true;
+}
+
+}  // namespace zlk::platform
