@@ -14,9 +14,13 @@
 //         NoRemove CLSID { ... }
 //     }
 //
-// A name that holds blanks or braces stands in single quotes; two of them in a text are one. `s`
-// is REG_SZ, `d` REG_DWORD. ForceRemove replaces the key as a whole when it is registered;
-// NoRemove keeps a key when its script is unregistered, `val` is a value. %NAME% is replaced.
+// Words are kept apart by blanks; a name or text that holds blanks, or is a brace alone, stands in
+// single quotes, and two of them in a text are one. `s` is REG_SZ, `d` REG_DWORD (decimal, or hex
+// behind 0x), `val` is a value. %NAME% is replaced. Roots are HKCR and HKLM, keys may lie 32 deep.
+//
+// Registering replaces a ForceRemove key as a whole. Unregistering takes away a ForceRemove key
+// as a whole, of any other one the values that the script names, and the key itself if nothing is
+// left in it; a NoRemove key stays, with its default value.
 
 #include <span>
 #include <string_view>
@@ -37,7 +41,8 @@ struct RegistrarWord {
 /// Runs one script; `install` false takes away what it wrote. The script is checked whole before
 /// the first write. E_INVALIDARG for a script that doesn't parse or an unknown word,
 /// HRESULT_FROM_WIN32(ERROR_RESOURCE_NOT_FOUND) for a module without that resource, and the
-/// registry's own error otherwise. Unregistering what isn't there succeeds.
+/// registry's own error otherwise: registering stops there, unregistering goes on. Unregistering
+/// what isn't there, or is only installed for everybody, succeeds.
 HRESULT runRegistryScript(HMODULE module, WORD resource, bool install,
                           std::span<const RegistrarWord> words) noexcept;
 
