@@ -13,12 +13,9 @@ NamedMutex::NamedMutex(bool initialOwner) noexcept
 }
 
 bool NamedMutex::make() {
-    if (!file_.layOut(NamedObjectFile::Kind::Mutex, 0)) return false;
-    if (!initialOwner_) return true;
-    const DWORD result = wait(false);
-    // Somebody has the ownership byte of an object that nobody has.
-    if (result == WAIT_TIMEOUT) SetLastError(ERROR_ACCESS_DENIED);
-    return result == WAIT_OBJECT_0;
+    if (initialOwner_ && (!watchEndOfThread() || !takeTurn(false))) return false;
+    if (initialOwner_) becomeOwner();
+    return file_.layOut(NamedObjectFile::Kind::Mutex, initialOwner_, 0);
 }
 
 bool NamedMutex::join() {
@@ -38,17 +35,14 @@ DWORD NamedMutex::wait(bool withoutLimit) noexcept {
     }
     if (!watchEndOfThread()) return WAIT_FAILED;
     if (!takeTurn(withoutLimit)) return WAIT_TIMEOUT;
-    const Lock answer = file_.takeOwnership(withoutLimit);
+    std::atomic<char>* const mark = file_.mark();
+    const Lock answer = mark ? file_.takeOwnership(withoutLimit) : Lock::Failed;
     if (answer != Lock::Granted) {
         sem_post(&turn_);
         return answer == Lock::Contested ? WAIT_TIMEOUT : WAIT_FAILED;
     }
-    const bool abandoned = file_.marked();
-    // Where the disk refuses the mark, our own death would go unreported, and nothing else.
-    if (!abandoned) file_.mark(true);
-    owner_ = thisThread();
-    count_ = 1;
-    return abandoned ? WAIT_ABANDONED : WAIT_OBJECT_0;
+    becomeOwner();
+    return mark->exchange(1) ? WAIT_ABANDONED : WAIT_OBJECT_0;
 }
 
 bool NamedMutex::release() noexcept {
@@ -57,9 +51,15 @@ bool NamedMutex::release() noexcept {
         return false;
     }
     if (--count_ > 0) return true;
-    file_.mark(false);
+    // Without the mark's place the next owner hears of a death that was none, and nothing worse.
+    if (std::atomic<char>* const mark = file_.mark()) *mark = 0;
     letGo();
     return true;
+}
+
+void NamedMutex::becomeOwner() noexcept {
+    owner_ = thisThread();
+    count_ = 1;
 }
 
 bool NamedMutex::takeTurn(bool wait) noexcept {

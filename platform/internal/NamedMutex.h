@@ -23,6 +23,7 @@ class NamedMutex final : public NamedObject {
     void abandon() noexcept override { letGo(); }
 
     bool takeTurn(bool wait) noexcept;
+    void becomeOwner() noexcept;
     void letGo() noexcept;
 
     // A semaphore and not a std::mutex: the owner's last handle may go in another thread.

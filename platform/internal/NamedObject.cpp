@@ -11,6 +11,15 @@
 
 namespace zlk::platform {
 
+namespace {
+
+bool fail(DWORD error) {
+    SetLastError(error);
+    return false;
+}
+
+}  // namespace
+
 /// The named objects of this process.
 class NamedObjectTable {
   public:
@@ -32,14 +41,13 @@ class NamedObjectTable {
     bool watchEndOfThread() noexcept {
         if (hasKey_ && (pthread_getspecific(key_) || pthread_setspecific(key_, thisThread()) == 0))
             return true;
-        SetLastError(ERROR_NOT_ENOUGH_MEMORY);
-        return false;
+        return fail(ERROR_NOT_ENOUGH_MEMORY);
     }
 
   private:
     std::shared_ptr<NamedObject> find(const std::string& key) const;
     static bool openFile(NamedObject& object, const NamedObjectName& name, OpenMode mode);
-    static bool makeOrJoin(NamedObject& object, OpenMode mode);
+    static bool make(NamedObject& object);
     void endThread(const void* thread) noexcept;
     void afterFork() noexcept;
 
@@ -90,40 +98,26 @@ std::shared_ptr<NamedObject> NamedObjectTable::open(std::shared_ptr<NamedObject>
 }
 
 bool NamedObjectTable::openFile(NamedObject& object, const NamedObjectName& name, OpenMode mode) {
+    using Lock = NamedObjectFile::Lock;
     NamedObjectFile& file = object.file_;
-    if (name.unnamed()) {
-        if (!file.openUnnamed() || !object.make()) return false;
-        SetLastError(ERROR_SUCCESS);
-        return true;
+    if (name.unnamed()) return file.openUnnamed() && make(object);
+    const bool mayMake = mode == OpenMode::MakeOrOpen;
+    if (!file.open(name, mayMake)) return false;
+    // Whoever comes first needs no gate before him; whoever only looks for an object mostly finds
+    // none, and has stood in nobody's way.
+    for (const bool insideGate : {false, true}) {
+        if (insideGate && !file.enterGate()) return false;
+        const Lock answer = mayMake ? file.takeToMake(insideGate) : file.askExistence();
+        if (answer == Lock::Failed) return false;
+        if (answer == Lock::Granted) return mayMake ? make(object) : fail(ERROR_FILE_NOT_FOUND);
     }
-    if (!file.open(name, mode == OpenMode::MakeOrOpen)) return false;
-    if (mode == OpenMode::OpenOnly) {
-        // Who only looks for an object mostly finds none, and then has stood in nobody's way.
-        const auto answer = file.askExistence();
-        if (answer == NamedObjectFile::Lock::Granted) SetLastError(ERROR_FILE_NOT_FOUND);
-        if (answer != NamedObjectFile::Lock::Contested) return false;
-    }
-    if (!file.enterGate() || !makeOrJoin(object, mode)) return false;
-    file.leaveGate();
+    if (!object.join() || !file.settle(false)) return false;
+    SetLastError(ERROR_ALREADY_EXISTS);
     return true;
 }
 
-bool NamedObjectTable::makeOrJoin(NamedObject& object, OpenMode mode) {
-    using Lock = NamedObjectFile::Lock;
-    NamedObjectFile& file = object.file_;
-    const bool mayMake = mode == OpenMode::MakeOrOpen;
-    const Lock answer = mayMake ? file.takeExistence() : file.askExistence();
-    if (answer == Lock::Failed) return false;
-    if (answer == Lock::Contested) {
-        if (!object.join() || !file.shareExistence()) return false;
-        SetLastError(ERROR_ALREADY_EXISTS);
-        return true;
-    }
-    if (!mayMake) {
-        SetLastError(ERROR_FILE_NOT_FOUND);
-        return false;
-    }
-    if (!object.make() || !file.shareExistence()) return false;
+bool NamedObjectTable::make(NamedObject& object) {
+    if (!object.make() || !object.file_.settle(object.owner_ != nullptr)) return false;
     SetLastError(ERROR_SUCCESS);
     return true;
 }

@@ -6,12 +6,13 @@
 // no daemon, no lock that all names share. Within a process each name has one object, which has
 // one description; handles and views count its users.
 //
-// Opening: the table's lock, then the file's gate. Inside of the gate the existence byte is tried
-// exclusively. Granted means made here: the content is laid out anew and the byte converted to
-// shared. Refused means that somebody has it: it is shared. Opening without making only asks.
+// Opening: under the table's lock, all lock bytes of the file are tried exclusively. Granted means
+// made here: the content is laid out anew, then existence becomes shared and the gate free.
+// Refused means that somebody has the object, or is about to: inside of the gate it is one or the
+// other, and is made here or shared. Opening without making only asks, and again in the gate.
 //
-// Lock order: the table's lock; the gate; the ownership byte of a new mutex, which nobody
-// contests. Waiting for a mutex holds none of them, only the mutex's own turn in this process.
+// Lock order: the table's lock, then the gate. Waiting for a mutex holds neither, only the mutex's
+// own turn in this process.
 //
 // A process that dies lets go of everything; one that dies inside of the gate leaves a name that
 // the next one in finds free. A thread that ends abandons its mutexes. A forked child is another
@@ -45,7 +46,8 @@ class NamedObject : public std::enable_shared_from_this<NamedObject> {
   protected:
     explicit NamedObject(NamedObjectFile::Kind kind) noexcept : kind_(kind) {}
 
-    /// Gives the file its content; nobody else has the object yet. False with the last error.
+    /// Gives the file its content, and a mutex its first owner, while nobody else can have the
+    /// object. False with the last error.
     virtual bool make() = 0;
     /// Takes over what the file says.
     virtual bool join() = 0;

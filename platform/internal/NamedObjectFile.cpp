@@ -2,7 +2,9 @@
 
 #include <errno.h>
 #include <fcntl.h>
+#include <linux/fs.h>
 #include <sched.h>
+#include <sys/ioctl.h>
 #include <sys/mman.h>
 #include <sys/stat.h>
 #include <time.h>
@@ -19,17 +21,16 @@ namespace {
 
 constexpr std::int64_t existenceByte = 0;
 constexpr std::int64_t ownershipByte = 1;
-constexpr std::int64_t gateByte = 3;
-constexpr std::int64_t markOffset = 5;
+constexpr std::int64_t gateByte = 2;
 
 struct Header {
     char locks[4];
     char kind;
-    char owned;
+    std::atomic<char> owned;
     char unused[2];
     std::uint64_t sectionSize;
 };
-static_assert(sizeof(Header) == 16 && offsetof(Header, owned) == markOffset);
+static_assert(sizeof(Header) == 16 && std::atomic<char>::is_always_lock_free);
 
 bool fail(DWORD error) {
     SetLastError(error);
@@ -47,6 +48,15 @@ std::int64_t monotonicMilliseconds() {
     return std::int64_t{now.tv_sec} * 1000 + now.tv_nsec / 1'000'000;
 }
 
+/// Where a file system writes each change to a new place, a full disk would end a process that
+/// touches a view. Elsewhere this fails and isn't needed.
+void writeInPlace(int fd) {
+    int flags = 0;
+    if (::ioctl(fd, FS_IOC_GETFLAGS, &flags) != 0) return;
+    flags |= FS_NOCOW_FL;
+    ::ioctl(fd, FS_IOC_SETFLAGS, &flags);
+}
+
 /// The descriptor, or -1 with the last error.
 int openOrMake(const MachineRoot& root, const NamedObjectName& name, const std::string& path,
                bool mayMake) {
@@ -58,9 +68,12 @@ int openOrMake(const MachineRoot& root, const NamedObjectName& name, const std::
         if (errno == ENOENT && mayMake) {
             if (root.folder(name.folder.c_str()).empty()) return -1;
             fd = ::open(path.c_str(), flags | O_CREAT | O_EXCL, root.fileMode());
-            // The caller's file mode mask must not shut a group out.
-            if (fd >= 0 && root.ofGroup()) ::fchmod(fd, root.fileMode());
-            if (fd >= 0) return fd;
+            if (fd >= 0) {
+                // The caller's file mode mask must not shut a group out.
+                if (root.ofGroup()) ::fchmod(fd, root.fileMode());
+                writeInPlace(fd);
+                return fd;
+            }
         }
         if (errno != EEXIST) break;
     }
@@ -96,16 +109,19 @@ void NamedObjectFile::release() noexcept {
 }
 
 void NamedObjectFile::close() noexcept {
+    if (header_) ::munmap(header_, sizeof(Header));
+    header_ = nullptr;
     if (fd_ >= 0) ::close(fd_);
     fd_ = -1;
 }
 
-NamedObjectFile::Lock NamedObjectFile::lock(int command, short type, std::int64_t byte) noexcept {
+NamedObjectFile::Lock NamedObjectFile::lock(int command, short type, std::int64_t first,
+                                            std::int64_t last) noexcept {
     struct flock request {};
     request.l_type = type;
     request.l_whence = SEEK_SET;
-    request.l_start = byte;
-    request.l_len = 1;
+    request.l_start = first;
+    request.l_len = last - first + 1;
     int result;
     do {
         result = ::fcntl(fd_, command, &request);
@@ -118,10 +134,14 @@ NamedObjectFile::Lock NamedObjectFile::lock(int command, short type, std::int64_
     return command == F_OFD_GETLK && request.l_type != F_UNLCK ? Lock::Contested : Lock::Granted;
 }
 
+NamedObjectFile::Lock NamedObjectFile::takeToMake(bool insideGate) noexcept {
+    return lock(F_OFD_SETLK, F_WRLCK, existenceByte, insideGate ? ownershipByte : gateByte);
+}
+
 bool NamedObjectFile::enterGate() noexcept {
     std::int64_t end = 0;
     for (int attempt = 0;; ++attempt) {
-        const Lock result = lock(F_OFD_SETLK, F_WRLCK, gateByte);
+        const Lock result = lock(F_OFD_SETLK, F_WRLCK, gateByte, gateByte);
         if (result != Lock::Contested) return result == Lock::Granted;
         if (attempt < 100) {
             ::sched_yield();
@@ -135,22 +155,16 @@ bool NamedObjectFile::enterGate() noexcept {
     }
 }
 
-void NamedObjectFile::leaveGate() noexcept {
-    lock(F_OFD_SETLK, F_UNLCK, gateByte);
-}
-
 NamedObjectFile::Lock NamedObjectFile::askExistence() noexcept {
-    return lock(F_OFD_GETLK, F_WRLCK, existenceByte);
+    return lock(F_OFD_GETLK, F_WRLCK, existenceByte, existenceByte);
 }
 
-NamedObjectFile::Lock NamedObjectFile::takeExistence() noexcept {
-    return lock(F_OFD_SETLK, F_WRLCK, existenceByte);
-}
-
-bool NamedObjectFile::shareExistence() noexcept {
-    const Lock result = lock(F_OFD_SETLK, F_RDLCK, existenceByte);
-    // Contested by a stranger only: ours take it exclusively inside of the gate.
-    return result == Lock::Granted || (result == Lock::Contested && fail(ERROR_ACCESS_DENIED));
+bool NamedObjectFile::settle(bool owned) noexcept {
+    const Lock shared = lock(F_OFD_SETLK, F_RDLCK, existenceByte, existenceByte);
+    // By a stranger: ours take it exclusively inside of the gate only.
+    if (shared == Lock::Contested) return fail(ERROR_ACCESS_DENIED);
+    return shared == Lock::Granted &&
+           lock(F_OFD_SETLK, F_UNLCK, owned ? gateByte : ownershipByte, gateByte) == Lock::Granted;
 }
 
 NamedObjectFile::Lock NamedObjectFile::takeOwnership(bool wait) noexcept {
@@ -158,31 +172,32 @@ NamedObjectFile::Lock NamedObjectFile::takeOwnership(bool wait) noexcept {
     constexpr int triesBeforeSleep = 20;
     for (int i = 0; i < (wait ? triesBeforeSleep : 1); ++i) {
         if (i > 0) ::sched_yield();
-        const Lock result = lock(F_OFD_SETLK, F_WRLCK, ownershipByte);
+        const Lock result = lock(F_OFD_SETLK, F_WRLCK, ownershipByte, ownershipByte);
         if (result != Lock::Contested) return result;
     }
-    return wait ? lock(F_OFD_SETLKW, F_WRLCK, ownershipByte) : Lock::Contested;
+    return wait ? lock(F_OFD_SETLKW, F_WRLCK, ownershipByte, ownershipByte) : Lock::Contested;
 }
 
 void NamedObjectFile::leaveOwnership() noexcept {
-    lock(F_OFD_SETLK, F_UNLCK, ownershipByte);
+    lock(F_OFD_SETLK, F_UNLCK, ownershipByte, ownershipByte);
 }
 
-bool NamedObjectFile::marked() noexcept {
-    char owned = 0;
-    return ::pread(fd_, &owned, 1, markOffset) == 1 && owned != 0;
+std::atomic<char>* NamedObjectFile::mark() noexcept {
+    if (!header_) {
+        void* const mapped =
+            ::mmap(nullptr, sizeof(Header), PROT_READ | PROT_WRITE, MAP_SHARED, fd_, 0);
+        if (mapped == MAP_FAILED) {
+            setLastErrorFromErrno();
+            return nullptr;
+        }
+        header_ = mapped;
+    }
+    return &static_cast<Header*>(header_)->owned;
 }
 
-bool NamedObjectFile::mark(bool owned) noexcept {
-    const char value = owned;
-    return ::pwrite(fd_, &value, 1, markOffset) == 1 || failWithErrno();
-}
-
-bool NamedObjectFile::layOut(Kind kind, std::uint64_t sectionSize) noexcept {
+bool NamedObjectFile::layOut(Kind kind, bool owned, std::uint64_t sectionSize) noexcept {
     if (kind == Kind::Section && !reserve(sectionSize)) return false;
-    Header header{};
-    header.kind = static_cast<char>(kind);
-    header.sectionSize = sectionSize;
+    const Header header{{}, static_cast<char>(kind), owned, {}, sectionSize};
     const ssize_t written = ::pwrite(fd_, &header, sizeof header, 0);
     return written == static_cast<ssize_t>(sizeof header) || failWithErrno();
 }

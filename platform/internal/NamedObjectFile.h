@@ -3,8 +3,8 @@
 //
 //     byte 0      lock only: existence. Shared by each process that holds the object; exclusive
 //                 while one makes it.
-//     byte 1      lock only: ownership of a mutex.
-//     byte 3      lock only: the gate. Held while a process finds out whether the object exists
+//     byte 1      lock only: ownership of a mutex
+//     byte 2      lock only: the gate. Held while a process finds out whether the object exists
 //                 and makes it or joins it, so that nobody sees one that is half made, also when
 //                 its maker dies on the way.
 //     byte 4      the kind, 'M' or 'S'
@@ -18,6 +18,7 @@
 // somebody has byte 0. The file is never unlinked and never truncated: a mapping of it somewhere
 // must not lose its ground.
 
+#include <atomic>
 #include <cstddef>
 #include <cstdint>
 #include <string>
@@ -49,34 +50,35 @@ class NamedObjectFile {
     /// Closes and leaves the locks to whoever else has the description.
     void close() noexcept;
 
+    /// Takes existence, ownership and, unless this process is inside of it, the gate, all or none.
+    /// Granted: nobody has the object, and nobody can before settle().
+    Lock takeToMake(bool insideGate) noexcept;
     /// Gives up after five seconds with ERROR_BUSY: only a stopped process holds it so long.
     bool enterGate() noexcept;
-    void leaveGate() noexcept;
-
-    /// Asks and takes nothing.
+    /// Asks for existence and takes nothing.
     Lock askExistence() noexcept;
-    /// Granted: nobody has the object, and nobody else can until it is shared or closed.
-    Lock takeExistence() noexcept;
-    bool shareExistence() noexcept;
+    /// Shares existence and leaves the gate; what was made stays owned if `owned`.
+    bool settle(bool owned) noexcept;
 
     /// Contested only without `wait`.
     Lock takeOwnership(bool wait) noexcept;
     void leaveOwnership() noexcept;
-    bool marked() noexcept;
-    bool mark(bool owned) noexcept;
+    /// The mark, mapped on first use: null with the last error.
+    std::atomic<char>* mark() noexcept;
 
-    /// Makes the content anew: `sectionSize` zeros.
-    bool layOut(Kind kind, std::uint64_t sectionSize) noexcept;
+    /// Makes the content anew: the header, the mark as told, and a section's zeros.
+    bool layOut(Kind kind, bool owned, std::uint64_t sectionSize) noexcept;
     /// False with ERROR_INVALID_HANDLE if it isn't of that kind.
     bool readHeader(Kind kind, std::uint64_t& sectionSize) noexcept;
     /// The bytes that are really there for a section's content.
     std::uint64_t dataSize() const noexcept;
 
   private:
-    Lock lock(int command, short type, std::int64_t byte) noexcept;
+    Lock lock(int command, short type, std::int64_t first, std::int64_t last) noexcept;
     bool reserve(std::uint64_t sectionSize) noexcept;
 
     int fd_ = -1;
+    void* header_ = nullptr;  // mapped, for the mark
 };
 
 }  // namespace zlk::platform

@@ -80,7 +80,7 @@ bool NamedSection::make() {
         SetLastError(ERROR_INVALID_PARAMETER);
         return false;
     }
-    return file_.layOut(NamedObjectFile::Kind::Section, size_);
+    return file_.layOut(NamedObjectFile::Kind::Section, false, size_);
 }
 
 bool NamedSection::join() {
