@@ -1,0 +1,123 @@
+#include "platform/internal/InstalledClasses.h"
+
+#include <dlfcn.h>
+#include <stdlib.h>
+#include <sys/stat.h>
+
+#include <cstring>
+#include <memory>
+#include <vector>
+
+#include "platform/internal/MachineRoot.h"
+#include "platform/internal/RegistryTables.h"
+
+namespace zlk::platform {
+namespace {
+
+// A tree of classes has some hundred keys. Beyond this, a broken store leads in circles.
+constexpr std::size_t maxKeys = 100'000;
+
+std::string placeOfClasses() {
+    Dl_info library;
+    if (!::dladdr(reinterpret_cast<const void*>(&placeOfClasses), &library)) return {};
+    const std::unique_ptr<char, decltype(&::free)> file(::realpath(library.dli_fname, nullptr),
+                                                        &::free);
+    if (!file) return {};
+    const std::string name = file.get();
+    return name.substr(0, name.rfind('/')) + "/zlkcamtr/classes.db";
+}
+
+/// A module's path becomes its bare name: modules are found beside the store.
+void makeBare(std::vector<BYTE>& text) {
+    std::u16string path(text.size() / 2, u'\0');
+    std::memcpy(path.data(), text.data(), path.size() * 2);
+    const std::size_t slash = path.find_last_of(u"/\\");
+    if (slash != path.npos) text.erase(text.begin(), text.begin() + 2 * (slash + 1));
+}
+
+}  // namespace
+
+InstalledClasses::InstalledClasses() : path_(placeOfClasses()) {}
+
+std::shared_ptr<const RegistryContent> InstalledClasses::find(const RegistryPath& path) {
+    const FileStamp now = path_.empty() ? FileStamp{} : FileStamp::of(path_);
+    if (now != stamp_) {
+        keys_.clear();
+        stamp_ = now;
+        failure_ = ERROR_SUCCESS;
+        try {
+            if (now.exists()) load();
+        } catch (const RegistryFailure& failure) {
+            keys_.clear();
+            failure_ = failure.code;
+        }
+    }
+    if (failure_) throw RegistryFailure{failure_};
+    std::u16string key;
+    for (const RegistryName& name : path) key += u'\\' + name.folded;
+    const auto found = keys_.find(key);
+    return found == keys_.end() ? nullptr : found->second;
+}
+
+void InstalledClasses::load() {
+    const std::string folder = path_.substr(0, path_.rfind('/'));
+    struct stat status;
+    if (::stat(folder.c_str(), &status) != 0 || !MachineRoot::instance().trusts(status, folder))
+        throw RegistryFailure{ERROR_ACCESS_DENIED};
+    if (!checkStoreFile(path_)) return;
+    RegistryDatabase database(path_, RegistryDatabase::Mode::Immutable);
+    checkTables(database, path_);
+
+    std::vector<std::pair<std::int64_t, std::u16string>> waiting{{classesRootId, u""}};
+    while (!waiting.empty()) {
+        const auto [key, path] = std::move(waiting.back());
+        waiting.pop_back();
+        if (keys_.size() >= maxKeys) database.failAsBroken();
+        auto content = std::make_shared<RegistryContent>();
+        content->values = readValues(database, key);
+        for (RegistryValue& value : content->values)
+            if (!value.data)
+                readValue(database, key, value.name.folded, value.type, value.data.emplace());
+        content->subKeys = readSubKeys(database, key);
+        for (const RegistryName& name : content->subKeys)
+            waiting.emplace_back(findChild(database, key, name.folded), path + u'\\' + name.folded);
+        keys_[path] = std::move(content);
+    }
+}
+
+void InstalledClasses::save(RegistryStore& store, const std::string& path) {
+    RegistryDatabase target;
+    createTables(target);
+    std::size_t keys = 0;
+    struct Pair {
+        std::int64_t from, to;
+        bool server;
+    };
+    std::vector<Pair> waiting{{classesRootId, classesRootId, false}};
+    store.read([&] {
+        while (!waiting.empty()) {
+            const Pair key = waiting.back();
+            waiting.pop_back();
+            if (++keys > maxKeys) target.failAsBroken();
+            const RegistryValues* values = store.values(key.from);
+            if (!values) continue;
+            for (const RegistryValue& value : *values) {
+                DWORD type = value.type;
+                std::vector<BYTE> data;
+                if (value.data)
+                    data = *value.data;
+                else
+                    store.value(key.from, value.name.folded, type, data);
+                if (key.server && value.name.name.empty() && type == REG_SZ) makeBare(data);
+                writeValue(target, key.to, value.name, type, data);
+            }
+            for (const RegistryName& name : *store.subKeys(key.from))
+                waiting.push_back({store.child(key.from, name.folded),
+                                   makeChild(target, key.to, name),
+                                   name.folded == u"INPROCSERVER32"});
+        }
+    });
+    createWholeFile(path, target.image(), 0644);
+}
+
+}  // namespace zlk::platform

@@ -1,0 +1,32 @@
+#pragma once
+// The classes of the installed modules: `zlkcamtr/classes.db` beside this library, written when
+// the tree is installed and by nobody afterwards. It is read whole, and again once it is another
+// file; nothing of it stays open.
+
+#include <map>
+#include <string>
+
+#include "platform/internal/RegistryDatabase.h"
+#include "platform/internal/RegistryFile.h"
+#include "platform/internal/RegistryStore.h"
+
+namespace zlk::platform {
+
+class InstalledClasses : public RegistryBackdrop {
+  public:
+    InstalledClasses();
+    /// Throws ERROR_ACCESS_DENIED and ERROR_BADDB for a store that can't be trusted or read.
+    std::shared_ptr<const RegistryContent> find(const RegistryPath& path) override;
+
+    /// Writes the classes of `store` as such a file. Throws RegistryFailure.
+    static void save(RegistryStore& store, const std::string& path);
+
+  private:
+    void load();
+    std::string path_;  // empty where this library's own place isn't known
+    FileStamp stamp_;
+    DWORD failure_ = ERROR_SUCCESS;
+    std::map<std::u16string, std::shared_ptr<const RegistryContent>> keys_;  // by folded path
+};
+
+}  // namespace zlk::platform
