@@ -3,12 +3,18 @@
 //
 // A path is one of: `X:\...`, below that drive's mount point (a drive letter, see volumes.h);
 // `Z:\...`, below this machine's own root; `\\server\share\...`, below the mount of that share;
-// `\\.\X:`, the volume itself; `/...`, a path of this machine as it stands; anything else, from
-// the process's current folder. Components split at `\` and `/`. Below a drive or a share a name
-// is found with its exact spelling first, then without case; a `/...` path is taken to the letter.
+// `\\.\X:`, the volume itself; `/...` or `\...`, a path of this machine as it stands; anything
+// else, from the process's current folder. Components split at `\` and `/`. Below a drive or a
+// share a name is found with its exact spelling first, then without case, and `..` ends at its
+// root; a path of this machine or from the current folder is taken to the letter.
+//
+// Below a drive or a share, but not below `Z:`, a link is followed only if its target is relative
+// and lies there too; any other is ERROR_ACCESS_DENIED, and so is a device.
 //
 // What a file name may hold and texts may not (bytes that aren't UTF-8, control characters, a
-// backslash) shows as one unit from the private area, U+F000 + byte, and leads back to that byte.
+// backslash, U+FFFE and U+FFFF) shows as units from the private area, one a byte, U+F000 + byte,
+// and leads back to those bytes; a file whose name really has such a unit is found first, and a
+// walk leaves out the other one of two files whose names read the same.
 //
 // Last errors of all calls: ERROR_FILE_NOT_FOUND, ERROR_PATH_NOT_FOUND (a folder above is
 // missing), ERROR_ACCESS_DENIED (no right, a folder where a file is meant, or a socket or pipe),
@@ -54,12 +60,16 @@ struct WIN32_FIND_DATAW {
 };
 static_assert(sizeof(WIN32_FIND_DATAW) == 592);
 
+// The C library has a macro of this member's name.
+#pragma push_macro("st_mtime")
+#undef st_mtime
 /// What _wstat64i32 gives of a path, as far as anybody here asks.
 struct FileStatus {
     std::uint16_t st_mode;  ///< 0x4000 for a folder, 0x8000 for a file
     std::int32_t st_size;   ///< the low 32 bits
     std::int64_t st_mtime;  ///< seconds since 1970 UTC
 };
+#pragma pop_macro("st_mtime")
 
 /// The parts of a path, as _wsplitpath gives them: all four behind each other are the path.
 struct PathParts {
@@ -68,9 +78,10 @@ struct PathParts {
     std::u16string_view name;
     std::u16string_view extension;  ///< with its dot
 };
-PathParts splitPath(std::u16string_view path) noexcept;
 
 #pragma GCC visibility push(default)
+
+PathParts splitPath(std::u16string_view path) noexcept;
 
 /// Opens or makes a file, or opens a volume (`\\.\X:`) for device_io.h and flushing, or a folder
 /// with FILE_FLAG_BACKUP_SEMANTICS for flushing.
@@ -80,7 +91,9 @@ PathParts splitPath(std::u16string_view path) noexcept;
 /// ERROR_SHARING_VIOLATION where one has the file open. disposition: CREATE_NEW, CREATE_ALWAYS
 /// (empties an existing file; its mode stays; last error ERROR_ALREADY_EXISTS on success then),
 /// OPEN_EXISTING. A new file is made with the process's umask.
-/// A target on a full disk is opened and fails at its first write. INVALID_HANDLE_VALUE on failure.
+/// An existing read-only file isn't opened for writing: ERROR_ACCESS_DENIED. Other attributes and
+/// flags than the one named are ignored. A target on a full disk is opened and fails at its first
+/// write. INVALID_HANDLE_VALUE on failure.
 HANDLE CreateFileW(const WCHAR* path, DWORD access, DWORD share,
                    const SECURITY_ATTRIBUTES* security, DWORD disposition, DWORD flagsAndAttributes,
                    HANDLE templateFile) noexcept;
@@ -102,7 +115,8 @@ BOOL SetFileTime(HANDLE file, const FILETIME* creation, const FILETIME* lastAcce
 /// Waits until the file, or everything on the volume, is on the medium.
 BOOL FlushFileBuffers(HANDLE file) noexcept;
 
-/// A file only: a folder is ERROR_ACCESS_DENIED.
+/// A file only: a folder is ERROR_ACCESS_DENIED, and so is a read-only file, such as a picture
+/// that was protected in the camera. A link goes, and not what it leads to.
 BOOL DeleteFileW(const WCHAR* path) noexcept;
 
 /// Renames within one file system. An existing target is left alone: ERROR_ALREADY_EXISTS.
@@ -124,19 +138,21 @@ BOOL CreateDirectoryW(const WCHAR* path, const SECURITY_ATTRIBUTES* security) no
 DWORD GetCurrentDirectoryW(DWORD room, WCHAR* buffer) noexcept;
 BOOL SetCurrentDirectoryW(const WCHAR* path) noexcept;
 
-/// `Z:\tmp\`, with its trailing backslash: the user's own folder below the machine root, made on
-/// the way. Result as for GetCurrentDirectoryW.
+/// The user's own folder `tmp` below the machine root, in its drive form (`Z:\...\tmp\`) with a
+/// trailing backslash, so that it joins like any path; made on the way. Result as for
+/// GetCurrentDirectoryW.
 DWORD GetTempPathW(DWORD room, WCHAR* buffer) noexcept;
 
 /// Starts a walk of a folder; `pattern` is the folder and `*` or `*.*`, both of which mean every
 /// entry. Entries come in the order of their names, case ignored, `.` and `..` first. Files and
-/// folders only: pipes, sockets, devices, and links that lead to a folder or nowhere are left
-/// out, so that a walk ends and an open never blocks. INVALID_HANDLE_VALUE on failure. The handle
-/// is closed with FindClose.
+/// folders only: pipes, sockets, devices, and links that lead to a folder, nowhere or off the card
+/// are left out, so that a walk ends and an open never blocks. A walk holds the names of its
+/// folder, of up to 4,000,000 entries. INVALID_HANDLE_VALUE on failure. The handle is closed with
+/// FindClose.
 HANDLE FindFirstFileW(const WCHAR* pattern, WIN32_FIND_DATAW* entry) noexcept;
 
-/// ERROR_NO_MORE_FILES at the end. An entry that has vanished since is left out; a folder that
-/// can't be read any more ends the walk with its error.
+/// ERROR_NO_MORE_FILES at the end. An entry that has vanished since is left out. Where the folder
+/// or an entry can't be read, what can be is given, and the walk ends with the error of the rest.
 BOOL FindNextFileW(HANDLE find, WIN32_FIND_DATAW* entry) noexcept;
 BOOL FindClose(HANDLE find) noexcept;
 

@@ -1,0 +1,19 @@
+#include "platform/device_io.h"
+
+#include "platform/internal/Handle.h"
+#include "platform/internal/WithoutExceptions.h"
+
+using namespace zlk::platform;
+
+BOOL DeviceIoControl(HANDLE device, DWORD code, const void* input, DWORD inputSize, void* output,
+                     DWORD outputSize, DWORD* returned, void*) noexcept {
+    if (!returned) {
+        SetLastError(ERROR_INVALID_PARAMETER);
+        return 0;
+    }
+    *returned = 0;
+    const auto handle = findHandle(device);
+    return handle && withoutExceptions(false, [&] {
+               return handle->control(code, input, inputSize, output, outputSize, *returned);
+           });
+}

@@ -1,0 +1,34 @@
+#pragma once
+// A file descriptor with an owner. Closing keeps errno, so that a failing caller can report it.
+
+#include <unistd.h>
+
+#include <cerrno>
+#include <utility>
+
+namespace zlk::platform {
+
+class Descriptor {
+  public:
+    Descriptor() = default;
+    explicit Descriptor(int fd) noexcept : fd_(fd) {}
+    Descriptor(Descriptor&& other) noexcept : fd_(std::exchange(other.fd_, -1)) {}
+    Descriptor& operator=(Descriptor&& other) noexcept {
+        std::swap(fd_, other.fd_);
+        return *this;
+    }
+    ~Descriptor() {
+        const int error = errno;
+        if (fd_ >= 0) ::close(fd_);
+        errno = error;
+    }
+
+    int get() const noexcept { return fd_; }
+    explicit operator bool() const noexcept { return fd_ >= 0; }
+    int release() noexcept { return std::exchange(fd_, -1); }
+
+  private:
+    int fd_ = -1;
+};
+
+}  // namespace zlk::platform

@@ -1,0 +1,34 @@
+#pragma once
+// An open file.
+
+#include <cstdint>
+
+#include "platform/internal/Descriptor.h"
+#include "platform/internal/Handle.h"
+
+namespace zlk::platform {
+
+class FileHandle final : public Handle {
+  public:
+    /// `access` are the rights that the opener asked for.
+    FileHandle(Descriptor file, DWORD access) noexcept : file_(std::move(file)), access_(access) {}
+
+    /// Makes the sharing mode hold against all openers of ours: one byte far behind the file's
+    /// end, locked exclusively by whoever writes and shares nothing, else shared. A file system
+    /// without such locks counts as granted. False with ERROR_SHARING_VIOLATION.
+    bool claim(DWORD share);
+
+    bool read(void* buffer, DWORD size, DWORD& done) override;
+    bool write(const void* buffer, DWORD size, DWORD& done) override;
+    /// What can't be flushed (/dev/null) has nothing left to write.
+    bool flush() override;
+    bool size(std::int64_t& bytes);
+    bool setLastWrite(const FILETIME& time);
+
+  private:
+    bool allows(DWORD right) const;
+    const Descriptor file_;
+    const DWORD access_;
+};
+
+}  // namespace zlk::platform

@@ -1,0 +1,50 @@
+#pragma once
+// A walk of one folder. The names are read and sorted when it starts, and each entry is asked for
+// its size and times when it is its turn.
+
+#include <string>
+#include <vector>
+
+#include "platform/files.h"
+#include "platform/internal/Handle.h"
+#include "platform/internal/PathTarget.h"
+
+namespace zlk::platform {
+
+class FolderWalk final : public Handle {
+  public:
+    /// Starts at the folder of `pattern`; null with the last error.
+    static std::shared_ptr<FolderWalk> start(const WCHAR* pattern);
+
+    /// The next entry; false with the last error.
+    bool next(WIN32_FIND_DATAW& entry);
+
+    FolderWalk(PathTarget target, Descriptor folder);
+
+  private:
+    /// Where an entry's name and text stand in the two stores: a name costs no memory of its own.
+    struct Name {
+        std::uint32_t name, text;
+        std::uint16_t textLength;
+    };
+    void readNames();
+    void sortNames();
+    void leaveOutTwins();
+    void note(DWORD error) noexcept;
+    bool describe(const Name& name, WIN32_FIND_DATAW& entry);
+    std::u16string_view textOf(const Name& name) const noexcept {
+        return std::u16string_view(texts_).substr(name.text, name.textLength);
+    }
+
+    PathTarget target_;
+    Descriptor folder_;
+    bool fat_;
+    std::string bytes_;  ///< the names, each with a terminator
+    std::u16string texts_;
+    std::vector<Name> names_;
+    std::size_t position_ = 0;
+    unsigned dots_ = 0;  ///< of `.` and `..`, those that have been given
+    DWORD error_ = ERROR_NO_MORE_FILES;
+};
+
+}  // namespace zlk::platform

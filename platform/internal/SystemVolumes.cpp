@@ -1,0 +1,198 @@
+#include "platform/internal/SystemVolumes.h"
+
+#include <fcntl.h>
+
+#include <algorithm>
+#include <charconv>
+#include <filesystem>
+#include <map>
+#include <set>
+#include <sstream>
+#include <string_view>
+#include <system_error>
+
+#include "platform/internal/Descriptor.h"
+#include "platform/internal/Immortal.h"
+
+namespace zlk::platform {
+namespace {
+
+namespace fs = std::filesystem;
+
+constexpr std::size_t maxMountInfo = 16 * 1024 * 1024;
+constexpr std::size_t maxAttribute = 256;
+
+SystemRoots& roots() {
+    static Immortal<SystemRoots> instance;
+    return *instance;
+}
+
+std::string readWhole(const std::string& path, std::size_t limit) {
+    const Descriptor file(::open(path.c_str(), O_RDONLY | O_CLOEXEC | O_NONBLOCK));
+    std::string bytes;
+    char buffer[4096];
+    while (file && bytes.size() < limit) {
+        const ssize_t n = ::read(file.get(), buffer, std::min(sizeof buffer, limit - bytes.size()));
+        if (n <= 0) break;
+        bytes.append(buffer, static_cast<std::size_t>(n));
+    }
+    return bytes;
+}
+
+/// A one-line file of the kernel's, without the blanks that fixed-width fields are filled with.
+std::string attribute(const fs::path& path) {
+    std::string text = readWhole(path.string(), maxAttribute);
+    text.erase(std::find(text.begin(), text.end(), '\n'), text.end());
+    text.erase(text.find_last_not_of(' ') + 1);
+    return text.erase(0, text.find_first_not_of(' '));
+}
+
+/// Undoes `front` + digits of a byte: mount tables write \040, links by label \x20.
+std::string unescaped(std::string_view text, std::string_view front, int base, std::size_t digits) {
+    std::string result;
+    while (!text.empty()) {
+        unsigned byte = 0;
+        bool escape = text.size() >= front.size() + digits && text.starts_with(front);
+        if (escape) {
+            const char* number = text.data() + front.size();
+            const auto [end, error] = std::from_chars(number, number + digits, byte, base);
+            escape = error == std::errc() && end == number + digits && byte > 0 && byte < 0x100;
+        }
+        result += escape ? static_cast<char>(byte) : text[0];
+        text.remove_prefix(escape ? front.size() + digits : 1);
+    }
+    return result;
+}
+
+struct Mount {
+    std::string device;  // major:minor
+    std::string folder, fileSystem, source;
+};
+
+std::vector<Mount> readMounts() {
+    std::vector<Mount> mounts;
+    std::istringstream lines(readWhole(roots().mountInfo, maxMountInfo));
+    for (std::string line; std::getline(lines, line);) {
+        std::istringstream words(line);
+        std::string skipped, folder, source;
+        Mount mount;
+        words >> skipped >> skipped >> mount.device >> skipped >> folder >> skipped;
+        while (words >> skipped && skipped != "-") {
+        }
+        if (!(words >> mount.fileSystem >> source)) continue;
+        mount.folder = unescaped(folder, "\\", 8, 3);
+        mount.source = unescaped(source, "\\", 8, 3);
+        mounts.push_back(std::move(mount));
+    }
+    return mounts;
+}
+
+struct Disk {
+    SystemVolume reader;  // as it is without a medium
+    bool removable = false;
+    std::map<std::string, std::string> devices;  // names of it and its partitions by major:minor
+};
+
+std::vector<fs::path> entriesOf(const fs::path& folder) {
+    std::error_code none;
+    std::vector<fs::path> entries;
+    for (fs::directory_iterator entry(folder, none), end; !none && entry != end;
+         entry.increment(none))
+        entries.push_back(entry->path());
+    std::sort(entries.begin(), entries.end());
+    return entries;
+}
+
+std::vector<Disk> readDisks() {
+    constexpr std::string_view scsiDisc = "5";
+    std::vector<Disk> disks;
+    for (const fs::path& path : entriesOf(roots().sysBlock)) {
+        std::error_code none;
+        const fs::path device = path / "device";
+        if (!fs::exists(device, none)) continue;  // loops, memory disks and their like
+        Disk disk;
+        const std::string name = path.filename().string();
+        disk.reader.disk = disk.reader.device = name;
+        disk.reader.vendor = attribute(device / "vendor");
+        disk.reader.product = attribute(device / "model");
+        if (disk.reader.product.empty()) disk.reader.product = attribute(device / "name");
+        disk.reader.disc = attribute(device / "type") == scsiDisc;
+        disk.removable = attribute(path / "removable") == "1";
+        disk.devices[attribute(path / "dev")] = name;
+        for (const fs::path& part : entriesOf(path))
+            if (fs::exists(part / "partition", none))
+                disk.devices[attribute(part / "dev")] = part.filename().string();
+        disks.push_back(std::move(disk));
+    }
+    return disks;
+}
+
+bool isBelow(std::string_view folder, std::string_view top) {
+    return folder.starts_with(top) && (folder.size() == top.size() || folder[top.size()] == '/');
+}
+
+}  // namespace
+
+void setSystemRoots(const SystemRoots& newRoots) {
+    roots() = newRoots;
+}
+
+std::vector<SystemVolume> systemVolumes() {
+    const std::vector<Mount> mounts = readMounts();
+    std::vector<SystemVolume> volumes;
+    for (const Disk& disk : readDisks()) {
+        const auto carries = [&disk](const Mount& mount) {
+            return disk.devices.contains(mount.device);
+        };
+        const bool ofSystem = std::any_of(mounts.begin(), mounts.end(), [&](const Mount& mount) {
+            return mount.folder == "/" && carries(mount);
+        });
+        bool mounted = false;
+        std::set<std::string> seen;  // a medium that is mounted twice is one card
+        for (const Mount& mount : mounts) {
+            if (!carries(mount)) continue;
+            mounted = true;
+            const bool media =
+                isBelow(mount.folder, "/media") || isBelow(mount.folder, "/run/media");
+            // A live system mounts the stick that it runs from below /run.
+            const bool system =
+                ofSystem || isBelow(mount.folder, "/run") || isBelow(mount.folder, "/boot");
+            if (!media && (system || !disk.removable)) continue;
+            SystemVolume volume = disk.reader;
+            volume.device = disk.devices.at(mount.device);
+            volume.folder = mount.folder;
+            if (seen.insert(volume.device).second) volumes.push_back(std::move(volume));
+        }
+        if (disk.removable && !mounted) volumes.push_back(disk.reader);
+    }
+    return volumes;
+}
+
+std::string volumeLabel(const std::string& device) {
+    for (const fs::path& link : entriesOf(roots().diskByLabel)) {
+        std::error_code none;
+        if (fs::read_symlink(link, none).filename() == device)
+            return unescaped(link.filename().string(), "\\x", 16, 2);
+    }
+    return {};
+}
+
+std::vector<NetworkMount> networkMounts() {
+    static const std::set<std::string_view> kinds{"cifs", "smb3", "nfs", "nfs4"};
+    std::vector<NetworkMount> found;
+    for (Mount& mount : readMounts()) {
+        if (!kinds.contains(mount.fileSystem)) continue;
+        // `//server/share`, or `server:/share`; an address in brackets has colons of its own.
+        std::string& source = mount.source;
+        const std::size_t colon = source.find(":/");
+        if (colon != std::string::npos) source.erase(colon, 1);
+        NetworkMount network{{}, mount.folder};
+        std::istringstream names(source);
+        for (std::string name; std::getline(names, name, '/');)
+            if (!name.empty()) network.source.push_back(name);
+        if (network.source.size() >= 2) found.push_back(std::move(network));
+    }
+    return found;
+}
+
+}  // namespace zlk::platform
