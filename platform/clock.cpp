@@ -93,10 +93,11 @@ BOOL FileTimeToLocalFileTime(const FILETIME* time, FILETIME* local) noexcept {
     const std::time_t moment = unixSeconds(ticks);
     std::tm parts{};
     if (ticks >> 63 || !localtime_r(&moment, &parts)) return refuse();
-    const std::int64_t shifted = static_cast<std::int64_t>(ticks) +
-                                 parts.tm_gmtoff * static_cast<std::int64_t>(ticksPerSecond);
-    if (shifted < 0) return refuse();  // before 1601, or wrapped beyond the end
-    *local = fileTimeOf(static_cast<std::uint64_t>(shifted));
+    // In unsigned arithmetic, where the top bit shows what left the range at either end.
+    const std::uint64_t shifted =
+        ticks + static_cast<std::uint64_t>(std::int64_t{parts.tm_gmtoff}) * ticksPerSecond;
+    if (shifted >> 63) return refuse();
+    *local = fileTimeOf(shifted);
     return 1;
 }
 
