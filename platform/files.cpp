@@ -107,6 +107,8 @@ HANDLE handleOf(std::shared_ptr<Handle> object) {
 }
 
 HANDLE openFile(PathTarget& target, DWORD access, DWORD share, DWORD disposition) {
+    const bool appends = access & FILE_APPEND_DATA;
+    if (appends) access |= GENERIC_WRITE;
     OpenedFile opened = openWith(disposition, target, access);
     if (!opened.file) return INVALID_HANDLE_VALUE;
     struct stat status;
@@ -119,6 +121,11 @@ HANDLE openFile(PathTarget& target, DWORD access, DWORD share, DWORD disposition
     if (!mayBeOpened(status, target.isFenced()) ||
         (opened.existed && writes && isReadOnlyMode(status.st_mode))) {
         SetLastError(ERROR_ACCESS_DENIED);
+        return INVALID_HANDLE_VALUE;
+    }
+    // Each write then finds the end and writes there in one step.
+    if (appends && ::fcntl(fd, F_SETFL, O_APPEND) != 0) {
+        setLastErrorFromErrno();
         return INVALID_HANDLE_VALUE;
     }
     auto file = std::make_shared<FileHandle>(std::move(opened.file), access);
