@@ -8,9 +8,10 @@ namespace zlk {
 namespace {
 
 constexpr long maxPixels = 500'000'000;
-// Of a file that only looks like a picture, no more is read before we notice.
+// A file that only looks like a picture must not be read to its end; nor must the decoding of one
+// that is real take more than a few seconds.
 constexpr std::size_t maxHeaderBytes = 16 * 1024 * 1024;
-constexpr std::size_t maxPictureBytes = 512 * 1024 * 1024;
+constexpr std::size_t maxPictureBytes = 128 * 1024 * 1024;
 // All coefficients of a progressive picture of 40 million pixels with halved colours.
 constexpr long maxMemory = 128L * 1024 * 1024;
 // An encoder needs some ten scans; each costs a walk of the whole picture, however short it is.

@@ -75,8 +75,8 @@ void drawPicture(Canvas& canvas) {
     canvas.rectangle(120, 100, 520, 380, frame);
     canvas.rectangle(132, 112, 508, 368, sheet);
     canvas.disc(420, 180, 36, accent);
-    canvas.hill(190, 350, 270, dark);
-    canvas.hill(250, 350, 390, light);
+    canvas.hill(225, 350, 270, dark);
+    canvas.hill(262, 350, 405, light);
 }
 
 void drawFilm(Canvas& canvas) {

@@ -32,11 +32,12 @@ Scene::Scene(std::mt19937& random) {
     grain_ = static_cast<std::uint32_t>(random());
 }
 
-Scene::Colour Scene::colourAt(float x, float y, const std::vector<float>& crests) const {
+Scene::Colour Scene::colourAt(float x, float y, float tallness,
+                              const std::vector<float>& crests) const {
     for (std::size_t i = hills_.size(); i-- > 0;) {
         if (y > crests[i]) return mix(hills_[i].colour, {20, 30, 20}, (y - crests[i]) * 0.7F);
     }
-    if (std::hypot(x - sunX_, y - sunY_) < sunRadius_) return sun_;
+    if (std::hypot(x - sunX_, (y - sunY_) * tallness) < sunRadius_) return sun_;
     return mix(skyTop_, skyBottom_, std::min(y / 0.7F, 1.0F));
 }
 
@@ -55,7 +56,7 @@ Raster Scene::draw(int width, int height) const {
         }
         for (int row = 0; row < height; ++row) {
             const float y = static_cast<float>(row) / static_cast<float>(height);
-            const Colour colour = colourAt(x, y, crests);
+            const Colour colour = colourAt(x, y, static_cast<float>(height) / shorter, crests);
             noise = noise * 1664525 + 1013904223;
             const float grain = static_cast<float>(noise >> 24) / 16.0F - 8.0F;
             std::uint8_t* const pixel = raster.pixel(column, row);

@@ -35,7 +35,8 @@ class Scene {
     };
     static float unit(std::mt19937& random);
     static Colour mix(Colour a, Colour b, float part);
-    Colour colourAt(float x, float y, const std::vector<float>& crests) const;
+    /// `x` in shorter sides, `y` in heights, each of which is `tallness` shorter sides.
+    Colour colourAt(float x, float y, float tallness, const std::vector<float>& crests) const;
 
     Colour skyTop_, skyBottom_, sun_;
     float sunX_, sunY_, sunRadius_;
