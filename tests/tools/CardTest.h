@@ -1,0 +1,53 @@
+#pragma once
+// A folder mounted as card E:, and a folder to copy into, on a machine with all components.
+
+#include <gtest/gtest.h>
+
+#include <filesystem>
+
+#include "tests/support/Modules.h"
+#include "tests/support/TestMachine.h"
+#include "tests/tools/ZlkCam.h"
+
+namespace zlk::test {
+
+class CardTest : public testing::Test {
+  protected:
+    void SetUp() override {
+        ASSERT_GE(registerModules(), 1);
+        card = newFolder();
+        target = newFolder();
+        const ProgramResult mounted =
+            zlkcam({"mount", card.string(), "--letter", "E", "--label", "WEDDING"});
+        ASSERT_EQ(mounted.status, 0) << mounted.error;
+    }
+
+    /// A file on the card; folders above it are made.
+    std::filesystem::path addFile(const std::string& name, const std::string& bytes) const {
+        const auto path = card / name;
+        std::filesystem::create_directories(path.parent_path());
+        writeFile(path, bytes);
+        return path;
+    }
+    /// Bytes that no two numbers have in common.
+    static std::string bytesOf(std::size_t size, unsigned number) {
+        std::string bytes(size, '\0');
+        std::uint32_t state = number * 2654435761u + 1;
+        for (char& byte : bytes) {
+            state = state * 1664525u + 1013904223u;
+            byte = static_cast<char>(state >> 24);
+        }
+        return bytes;
+    }
+    /// Files in the target folder that aren't under their own name.
+    std::size_t torsos() const {
+        std::size_t count = 0;
+        for (const auto& entry : std::filesystem::recursive_directory_iterator(target))
+            count += entry.path().filename().string().starts_with(".zlkcam-");
+        return count;
+    }
+
+    std::filesystem::path card, target;
+};
+
+}  // namespace zlk::test

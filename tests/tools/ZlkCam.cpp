@@ -1,0 +1,66 @@
+#include "tests/tools/ZlkCam.h"
+
+#include <fcntl.h>
+#include <gtest/gtest.h>
+#include <signal.h>
+#include <spawn.h>
+#include <sys/wait.h>
+#include <unistd.h>
+
+#include "tests/support/TestMachine.h"
+
+namespace zlk::test {
+namespace {
+
+constexpr char program[] = ZLK_BIN_DIR "/zlkcam";
+
+}  // namespace
+
+ProgramResult zlkcam(std::vector<std::string> arguments) {
+    arguments.insert(arguments.begin(), program);
+    return runProgram(arguments);
+}
+
+RunningZlkCam::RunningZlkCam(std::vector<std::string> arguments) : output_(newFolder() / "output") {
+    arguments.insert(arguments.begin(), program);
+    std::vector<char*> argv;
+    for (std::string& word : arguments) argv.push_back(word.data());
+    argv.push_back(nullptr);
+    posix_spawn_file_actions_t actions;
+    posix_spawn_file_actions_init(&actions);
+    posix_spawn_file_actions_addopen(&actions, STDOUT_FILENO, output_.c_str(),
+                                     O_WRONLY | O_CREAT | O_TRUNC, 0600);
+    posix_spawn_file_actions_addopen(&actions, STDERR_FILENO, "/dev/null", O_WRONLY, 0);
+    EXPECT_EQ(posix_spawn(&pid_, program, &actions, nullptr, argv.data(), environ), 0);
+    posix_spawn_file_actions_destroy(&actions);
+}
+
+RunningZlkCam::~RunningZlkCam() {
+    if (pid_ <= 0) return;
+    ::kill(pid_, SIGKILL);
+    ::waitpid(pid_, nullptr, 0);
+}
+
+void RunningZlkCam::signal(int number) const {
+    ::kill(pid_, number);
+}
+
+ProgramResult RunningZlkCam::wait() {
+    int raw = 0;
+    ::waitpid(pid_, &raw, 0);
+    pid_ = -1;
+    return {WIFEXITED(raw) ? WEXITSTATUS(raw) : -1, readFile(output_), {}};
+}
+
+std::string jsonValue(const std::string& document, const std::string& expression) {
+    const auto file = newFolder() / "document.json";
+    writeFile(file, document);
+    const ProgramResult result =
+        runProgram({"python3", "-c",
+                    "import json,sys; d=json.load(open(sys.argv[1])); print(" + expression + ")",
+                    file.string()});
+    EXPECT_EQ(result.status, 0) << result.error << document;
+    return result.output.substr(0, result.output.find_last_not_of('\n') + 1);
+}
+
+}  // namespace zlk::test

@@ -1,0 +1,38 @@
+#pragma once
+// The command line client as a test's child: to its end, or in the background.
+
+#include <sys/types.h>
+
+#include <filesystem>
+#include <string>
+#include <vector>
+
+#include "tests/support/ChildProcess.h"
+
+namespace zlk::test {
+
+/// Runs the client on this test's machine.
+ProgramResult zlkcam(std::vector<std::string> arguments);
+
+/// A client that goes on running; killed and reaped by the destructor.
+class RunningZlkCam {
+  public:
+    explicit RunningZlkCam(std::vector<std::string> arguments);
+    ~RunningZlkCam();
+    RunningZlkCam(const RunningZlkCam&) = delete;
+    RunningZlkCam& operator=(const RunningZlkCam&) = delete;
+
+    void signal(int number) const;
+    /// Its end; standard output only.
+    ProgramResult wait();
+
+  private:
+    pid_t pid_ = -1;
+    std::filesystem::path output_;
+};
+
+/// What a Python expression makes of a JSON document, which is called `d` in it; fails the test
+/// if the text isn't one.
+std::string jsonValue(const std::string& document, const std::string& expression);
+
+}  // namespace zlk::test

@@ -1,0 +1,102 @@
+#include <gmock/gmock.h>
+
+#include "tests/support/TestMachine.h"
+#include "tests/tools/ZlkCam.h"
+
+namespace zlk::test {
+namespace {
+
+namespace fs = std::filesystem;
+using testing::HasSubstr;
+
+TEST(Register, makesTheComponentsUsableAndUnregisterTakesThemAway) {
+    const ProgramResult before = zlkcam({"devices", "--json"});
+    EXPECT_EQ(before.status, 13);
+    EXPECT_THAT(jsonValue(before.output, "d['error']['advice']"), HasSubstr("zlkcam register"));
+    EXPECT_EQ(zlkcam({"register"}).status, 0);
+    EXPECT_EQ(zlkcam({"devices"}).status, 0);
+
+    const fs::path classes = newFolder() / "classes.db";
+    EXPECT_EQ(zlkcam({"register", "--installed", classes.string()}).status, 0);
+    EXPECT_TRUE(fs::exists(classes));
+    EXPECT_EQ(zlkcam({"register", "--installed", "/missing/classes.db"}).status, 6);
+
+    EXPECT_EQ(zlkcam({"unregister"}).status, 0);
+    EXPECT_EQ(zlkcam({"devices"}).status, 13);
+
+    writeFile(classes.parent_path() / "bad.so", "no module");
+    const std::string library = ZLK_MODULE_DIR "/../libzlkplatform.so";
+    for (const std::string& path :
+         {std::string("/missing.so"), (classes.parent_path() / "bad.so").string(), library})
+        EXPECT_EQ(zlkcam({"register", path}).status, 13) << path;
+}
+
+TEST(Settings, areSetReadListedAndDeleted) {
+    const std::string key = "HKLM\\Software\\Test";
+    ASSERT_EQ(zlkcam({"settings", "set", key, "text", "é \"q\" \\"}).status, 0);
+    ASSERT_EQ(zlkcam({"settings", "set", key, "@", "default"}).status, 0);
+    ASSERT_EQ(
+        zlkcam({"settings", "set", key + "\\Sub", "n", "4294967295", "--type", "dword"}).status, 0);
+    ASSERT_EQ(zlkcam({"settings", "set", key, "h", "00,ff", "--type", "hex"}).status, 0);
+    EXPECT_EQ(zlkcam({"settings", "set", key, "h", "4294967296", "--type", "dword"}).status, 1);
+    EXPECT_EQ(zlkcam({"settings", "set", key, "h", "xx", "--type", "hex"}).status, 1);
+
+    EXPECT_EQ(zlkcam({"settings", "get", "software\\TEST", "TEXT"}).output, "é \"q\" \\\n");
+    EXPECT_EQ(zlkcam({"settings", "get", key + "\\Sub", "n"}).output, "4294967295\n");
+    EXPECT_EQ(jsonValue(zlkcam({"settings", "list", key, "--json"}).output,
+                        "d['keys'], [(v['name'], v['type'], v['content']) for v in d['values']]"),
+              "['Sub'] [('text', 'sz', 'é \"q\" \\\\'), ('', 'sz', 'default'), "
+              "('h', 'hex', '00,ff')]");
+    EXPECT_EQ(zlkcam({"settings", "delete", key, "text"}).status, 0);
+    EXPECT_EQ(zlkcam({"settings", "get", key, "text"}).status, 14);
+    EXPECT_EQ(zlkcam({"settings", "delete", key}).status, 0);
+    EXPECT_EQ(zlkcam({"settings", "list", key}).status, 14);
+    EXPECT_EQ(zlkcam({"settings", "delete", "HKLM"}).status, 1);
+}
+
+TEST(Settings, comeBackTheSameFromTheirTextForm) {
+    const std::string key = "HKLM\\Software\\Test";
+    const fs::path first = newFolder() / "first.reg", second = newFolder() / "second.reg";
+    zlkcam({"settings", "set", key, "a\"b\\", "text"});
+    zlkcam({"settings", "set", key + "\\Sub\\Deep", "h", "01,02", "--type", "hex"});
+    zlkcam({"settings", "set", key + "\\Sub2", "n", "7", "--type", "dword"});
+    ASSERT_EQ(zlkcam({"settings", "export", first.string(), key}).status, 0);
+    EXPECT_EQ(zlkcam({"settings", "export", first.string(), key}).status, 6);  // it is there
+
+    EXPECT_EQ(zlkcam({"settings", "delete", key}).status, 0);
+    ASSERT_EQ(zlkcam({"settings", "import", first.string()}).status, 0);
+    ASSERT_EQ(zlkcam({"settings", "export", second.string(), key}).status, 0);
+    EXPECT_EQ(readFile(first), readFile(second));
+    EXPECT_EQ(zlkcam({"settings", "export", "-", key}).output, readFile(first));
+    EXPECT_EQ(
+        jsonValue(zlkcam({"settings", "export", "-", key, "--json"}).output, "d['text']") + "\n",
+        readFile(first));
+}
+
+TEST(Settings, aBadFileChangesNothing) {
+    const std::string header = "Windows Registry Editor Version 5.00\n";
+    const fs::path file = newFolder() / "bad.reg";
+    const struct {
+        std::string text;
+        int status;
+    } files[] = {
+        {header + "[HKEY_LOCAL_MACHINE\\Bad]\n\"a\"=\"b\"\n\"c\"=nonsense\n", 15},
+        {header + "[HKEY_LOCAL_MACHINE\\Bad]\n[HKEY_CURRENT_USER\\Bad]\n", 1},
+        {header + "[HKEY_LOCAL_MACHINE\\Bad]\n[-HKEY_LOCAL_MACHINE]\n", 1},
+        {std::string(1 << 20, '\0'), 15},
+    };
+    for (const auto& bad : files) {
+        writeFile(file, bad.text);
+        EXPECT_EQ(zlkcam({"settings", "import", file.string()}).status, bad.status) << bad.text;
+        EXPECT_EQ(zlkcam({"settings", "list", "Bad"}).status, 14);
+    }
+    // What the store refuses is told with its line.
+    writeFile(file, header + "[HKEY_LOCAL_MACHINE\\Bad\\" + std::string(300, 'k') + "]\n");
+    const ProgramResult result = zlkcam({"settings", "import", "--json", file.string()});
+    EXPECT_EQ(result.status, 14);
+    EXPECT_THAT(jsonValue(result.output, "d['error']['message']"), HasSubstr("line 2"));
+    EXPECT_EQ(zlkcam({"settings", "import", "/missing.reg"}).status, 6);
+}
+
+}  // namespace
+}  // namespace zlk::test
