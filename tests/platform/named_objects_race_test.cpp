@@ -1,0 +1,181 @@
+// Six processes race to make, hold and drop the same names, and some of them are killed on the
+// way. What they find is kept in a file that all of them map, which nothing under test touches.
+// ZLK_STRESS=<factor> makes it so many times longer.
+
+#include <fcntl.h>
+#include <gtest/gtest.h>
+#include <sched.h>
+#include <stdlib.h>
+#include <sys/mman.h>
+#include <unistd.h>
+
+#include <array>
+#include <atomic>
+#include <memory>
+#include <random>
+#include <set>
+
+#include "platform/named_objects.h"
+#include "tests/support/ChildProcess.h"
+#include "tests/support/TestMachine.h"
+
+namespace {
+
+using zlk::UniqueHandle;
+using zlk::test::ChildProcess;
+
+constexpr int racers = 6;
+constexpr int roundsOfABatch = 20;
+
+/// What only one racer may have at a time, and who has it now.
+struct Treasure {
+    std::atomic<int> holder;  // a racer's number, never the same twice; 0 nobody
+    /// Racers who were found to hold it by the next one. Only the dead may be among them.
+    std::array<std::atomic<int>, 4096> bereaved;
+    std::atomic<int> bereavements;
+
+    void take(int racer) {
+        const int before = holder.exchange(racer);
+        if (before) bereaved[static_cast<std::size_t>(bereavements++) % bereaved.size()] = before;
+    }
+    /// Lets others run first; false if one of them took it.
+    bool leave(int racer) {
+        sched_yield();
+        return holder.compare_exchange_strong(racer, 0);
+    }
+};
+
+struct Findings {
+    Treasure claim, lock, section;
+    std::atomic<int> claims, locks, sections, abandoned, faults;
+};
+
+Findings& findingsIn(const std::string& path) {
+    const int fd = open(path.c_str(), O_RDWR | O_CREAT | O_CLOEXEC, 0600);
+    if (fd < 0 || ftruncate(fd, sizeof(Findings)) != 0) abort();
+    void* const memory = mmap(nullptr, sizeof(Findings), PROT_READ | PROT_WRITE, MAP_SHARED, fd, 0);
+    close(fd);
+    if (memory == MAP_FAILED) abort();
+    return *static_cast<Findings*>(memory);
+}
+
+void raceForTheClaim(Findings& findings, int racer) {
+    const UniqueHandle mutex(CreateMutexW(nullptr, 1, u"Global\\RaceClaim"));
+    if (!mutex) ++findings.faults;
+    if (!mutex || GetLastError() == ERROR_ALREADY_EXISTS) return;
+    findings.claim.take(racer);
+    ++findings.claims;
+    if (WaitForSingleObject(mutex.get(), 0) != WAIT_OBJECT_0) ++findings.faults;
+    if (!findings.claim.leave(racer)) ++findings.faults;
+}
+
+void raceForTheLock(Findings& findings, int racer) {
+    const UniqueHandle mutex(CreateMutexW(nullptr, 0, u"RaceLock"));
+    const DWORD result = WaitForSingleObject(mutex.get(), INFINITE);
+    if (result != WAIT_OBJECT_0 && result != WAIT_ABANDONED) ++findings.faults;
+    findings.lock.take(racer);
+    ++findings.locks;
+    if (result == WAIT_ABANDONED) ++findings.abandoned;
+    if (!findings.lock.leave(racer)) ++findings.faults;
+    if (!ReleaseMutex(mutex.get())) ++findings.faults;
+}
+
+void raceForTheSection(Findings& findings, int racer) {
+    constexpr DWORD size = 5000;
+    const UniqueHandle section(
+        CreateFileMappingW(INVALID_HANDLE_VALUE, nullptr, PAGE_READWRITE, 0, size, u"RaceSection"));
+    const bool made = GetLastError() == ERROR_SUCCESS;
+    void* const view = MapViewOfFile(section.get(), FILE_MAP_WRITE, 0, 0, 0);
+    if (!view || viewSize(view) != size) {
+        ++findings.faults;
+        return;
+    }
+    auto* const bytes = static_cast<volatile char*>(view);
+    if (made) {
+        findings.section.take(racer);
+        ++findings.sections;
+        for (DWORD i = 0; i < size; ++i)
+            if (bytes[i]) ++findings.faults;
+        for (DWORD i = 0; i < size; i += 100) bytes[i] = 1;
+        if (!findings.section.leave(racer)) ++findings.faults;
+    } else {
+        (void)bytes[size - 1];
+    }
+    UnmapViewOfFile(view);
+}
+
+ZLK_CHILD(racer) {
+    Findings& findings = findingsIn(child.arguments.at(0));
+    const int number = std::stoi(child.arguments.at(1));
+    while (!child.hear().empty()) {
+        alarm(30);  // a batch takes milliseconds: whoever hangs dies, and the parent hears nothing
+        for (int round = 0; round < roundsOfABatch; ++round) {
+            raceForTheClaim(findings, number);
+            raceForTheLock(findings, number);
+            if (round % 4 == 0) raceForTheSection(findings, number);
+        }
+        alarm(0);
+        child.say("done");
+    }
+    return 0;
+}
+
+void expectOnlyTheDeadBereaved(const Treasure& treasure, const std::set<int>& killed) {
+    ASSERT_LE(static_cast<std::size_t>(treasure.bereavements), treasure.bereaved.size());
+    std::set<int> bereaved;
+    for (int i = 0; i < treasure.bereavements; ++i) {
+        const int racer = treasure.bereaved[static_cast<std::size_t>(i)];
+        EXPECT_TRUE(killed.contains(racer)) << "two had it at a time";
+        EXPECT_TRUE(bereaved.insert(racer).second) << "the dead lose it once";
+    }
+}
+
+TEST(NamedObjectsRace, HasNeverTwoOwnersAndNeverHangs) {
+    const char* const factor = getenv("ZLK_STRESS");
+    const int batches = 20 * (factor ? std::max(1, atoi(factor)) : 1);
+    const std::string path = zlk::test::newFolder() / "findings";
+    Findings& findings = findingsIn(path);
+    std::minstd_rand random(12345);
+    int lastNumber = 0;
+    std::array<std::unique_ptr<ChildProcess>, racers> processes;
+    std::array<int, racers> numbers{};
+    std::set<int> killed;
+    for (int batch = 0; batch < batches; ++batch) {
+        for (std::size_t i = 0; i < racers; ++i) {
+            if (processes[i]) continue;
+            numbers[i] = ++lastNumber;
+            processes[i] = std::make_unique<ChildProcess>(
+                "racer", std::vector<std::string>{path, std::to_string(numbers[i])});
+        }
+        // Each second batch loses one, wherever that one is when the others have got so far.
+        const std::size_t victim = batch % 2 ? random() % racers : racers;
+        const int goal = findings.locks + static_cast<int>(random() % 60);
+        for (const auto& process : processes) process->say("go");
+        if (victim < racers) {
+            while (findings.locks < goal) sched_yield();
+            processes[victim]->kill();
+            killed.insert(numbers[victim]);
+        }
+        for (std::size_t i = 0; i < racers; ++i) {
+            if (i == victim) {
+                processes[i].reset();
+            } else {
+                ASSERT_EQ(processes[i]->hear(), "done") << "hung or crashed";
+            }
+        }
+    }
+    EXPECT_EQ(findings.faults, 0);
+    EXPECT_GT(findings.claims, batches);
+    EXPECT_GT(findings.sections, batches);
+    EXPECT_GE(findings.locks, batches * (racers - 1) * roundsOfABatch);
+    expectOnlyTheDeadBereaved(findings.claim, killed);
+    expectOnlyTheDeadBereaved(findings.lock, killed);
+    expectOnlyTheDeadBereaved(findings.section, killed);
+    RecordProperty("claims", findings.claims);
+    RecordProperty("locks", findings.locks);
+    RecordProperty("sections", findings.sections);
+    RecordProperty("abandoned", findings.abandoned);
+    RecordProperty("kills", static_cast<int>(killed.size()));
+}
+
+}  // namespace
