@@ -68,7 +68,7 @@ TEST(Paths, MakesFoldersWithAllThatIsMissingAbove) {
 
 TEST(Paths, HasOneFolderForTemporaryFiles) {
     const std::u16string folder = GetTempDir();
-    EXPECT_EQ(folder, u"Z:\\tmp\\ZL GlimmerBox\\Temporary File Cache");
+    EXPECT_TRUE(folder.ends_with(u"\\tmp\\ZL GlimmerBox\\Temporary File Cache"));
     EXPECT_TRUE(directoryExists(folder));
     EXPECT_EQ(GetTempDir(), folder);
 }

@@ -8,6 +8,7 @@ namespace zlk::test {
 namespace {
 
 TEST(Xml, IsHarmlessWithoutAComponentAndWorksWithOne) {
+    unregisterModules();
     {
         XmlDocument none;
         std::u16string text = u"before";

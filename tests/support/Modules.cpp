@@ -2,7 +2,9 @@
 
 #include <gtest/gtest.h>
 
+#include "platform/component.h"
 #include "platform/modules.h"
+#include "platform/registry.h"
 #include "tests/support/TestMachine.h"
 
 namespace zlk::test {
@@ -24,6 +26,11 @@ int registerModules(const std::filesystem::path& folder) {
         FreeLibrary(module);
     }
     return registered;
+}
+
+void unregisterModules() {
+    RegDeleteTreeW(HKEY_CLASSES_ROOT, u"CLSID");
+    CoFreeUnusedLibraries();  // a kept factory would still answer for its class
 }
 
 }  // namespace zlk::test

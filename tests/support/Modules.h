@@ -9,6 +9,9 @@ namespace zlk::test {
 /// the test where one doesn't load or doesn't register. Returns how many there were.
 int registerModules(const std::filesystem::path& folder);
 
+/// Takes all registered classes away again.
+void unregisterModules();
+
 #ifdef ZLK_MODULE_DIR
 /// The modules of this build.
 inline int registerModules() {

@@ -1,0 +1,175 @@
+#include "directory/CContextMgrInfo.h"
+
+#include <gmock/gmock.h>
+
+#include "directory/CDirectorInfo.h"
+#include "tests/directory/SettingsFixture.h"
+
+namespace zlk::test {
+namespace {
+
+using testing::ElementsAre;
+using testing::IsEmpty;
+
+const std::u16string cam539 = u"#Zephyr-Lanthorn#Cam539#0000";
+
+class CContextMgrInfoTest : public SettingsFixture {
+  protected:
+    CContextMgrInfo settings;
+};
+
+TEST_F(CContextMgrInfoTest, SplitsIdsAtTheirFirstThreeMarks) {
+    struct Case {
+        const WCHAR* id;
+        bool splits;
+        const WCHAR *manufacturer, *productClass, *serial;
+    };
+    for (const Case& c : {
+             Case{u"#Zephyr-Lanthorn#Cam539#0000", true, u"Zephyr-Lanthorn", u"Cam539", u"0000"},
+             Case{u"##Cam539#0000", true, u"", u"Cam539", u"0000"},
+             Case{u"x#a#b#c#d", true, u"a", u"b", u"c#d"},
+             Case{u"###", true, u"", u"", u""},
+             Case{u"#a#b", false, u"?", u"?", u"?"},
+             Case{u"a", false, u"?", u"?", u"?"},
+             Case{u"", false, u"?", u"?", u"?"},
+         }) {
+        std::u16string manufacturer = u"?", productClass = u"?", serial = u"?";
+        EXPECT_EQ(settings.SplitContextId(c.id, manufacturer, productClass, serial), c.splits);
+        EXPECT_EQ(manufacturer, c.manufacturer);
+        EXPECT_EQ(productClass, c.productClass);
+        EXPECT_EQ(serial, c.serial);
+    }
+}
+
+TEST_F(CContextMgrInfoTest, ReadsEachValueFromItsPlace) {
+    put(u"Import\\ProductClasses", u"DevListProgId_v1", u"A.List");
+    put(u"Import\\ProductClasses", u"DevUtilsProgId_v1", u"A.Utils");
+    put(u"Import\\ProductClasses\\Cam539", u"ProgId", u"A.Device");
+    put(u"Import\\ProductClasses\\Cam539", u"TSBProgId_v1", u"A.Tsb");
+    put(u"SwiftPost\\ProductClasses\\Cam539", u"ProgId", u"A.Share");
+    put(u"TagMgrDevices\\ProductClasses\\Cam539", u"ProgId", u"A.Tag");
+    put(u"Import\\ProductClasses\\Cam539", u"MediaCheck", u"Aio");
+    put(u"Import\\ProductClasses\\Cam539", u"FileEnumTimeout", DWORD{7});
+    EXPECT_EQ(settings.GetDevListProgId(), u"A.List");
+    EXPECT_EQ(settings.GetDevUtilsProgId(), u"A.Utils");
+    EXPECT_EQ(settings.GetUnloadProgId(cam539), u"A.Device");
+    EXPECT_EQ(settings.GetUnloadProgId(u"##CAM539#"), u"A.Device");
+    EXPECT_EQ(settings.GetTSBProgId(cam539), u"A.Tsb");
+    EXPECT_EQ(settings.GetSwiftPostProgId(cam539), u"A.Share");
+    EXPECT_EQ(settings.GetTagProgId(cam539), u"A.Tag");
+    EXPECT_EQ(settings.GetCheckMediaMethod(cam539), u"AIO");
+    EXPECT_EQ(settings.GetFileEnumTimeout(cam539), 7u);
+}
+
+TEST_F(CContextMgrInfoTest, FallsBackToOlderSettingsByTheWholeClass) {
+    put(u"Unload\\ProductClasses\\Old", u"AllowDelete", u" false ");
+    put(u"Unload\\ProductClasses\\Old", u"FileEnumTimeout", DWORD{3});
+    put(u"Unload\\ProductClasses\\Both", u"AllowDelete", u"FALSE");
+    put(u"Unload\\ProductClasses\\Both", u"MediaCheck", u"AIO");
+    makeKey(u"Import\\ProductClasses\\Both");
+    put(u"Import\\ProductClasses\\Word", u"AllowDelete", u"NO");
+    put(u"Import\\ProductClasses\\Word", u"FileEnumTimeout", u"9");
+    EXPECT_FALSE(settings.GetAllowDelete(u"#a#Old#1"));
+    EXPECT_EQ(settings.GetFileEnumTimeout(u"#a#Old#1"), 3u);
+    EXPECT_TRUE(settings.GetAllowDelete(u"#a#Both#1"));
+    EXPECT_EQ(settings.GetCheckMediaMethod(u"#a#Both#1"), u"");
+    EXPECT_TRUE(settings.GetAllowDelete(u"#a#Word#1"));
+    EXPECT_EQ(settings.GetFileEnumTimeout(u"#a#Word#1"), 0u);
+}
+
+TEST_F(CContextMgrInfoTest, KnowsAnInstancesNameAndStorage) {
+    struct Case {
+        const WCHAR *stored, *name;
+    };
+    for (const Case& c : {Case{u"0,Cam", u"Cam"}, Case{u"007,x", u"7,x"}, Case{u"0,,x", u"x"},
+                          Case{u"Cam", u"Cam"}, Case{u"000,", u""}, Case{u"", u""}}) {
+        put(u"Cam\\DeviceInstances\\A\\Strings", u"FriendlyName", c.stored);
+        EXPECT_EQ(settings.GetFriendlyName(u"#m#Cam#A"), c.name);
+    }
+    const std::u16string storage = u"Cam\\DeviceInstances\\A\\Functions\\Storage";
+    put(storage, u"UNCPath", u"\\\\FILER\\CARDS");
+    EXPECT_EQ(settings.GetStorageId(u"#m#Cam#A"), u"\\\\FILER\\CARDS");
+    put(storage, u"DeviceInstanceID", u"");
+    EXPECT_EQ(settings.GetStorageId(u"#m#Cam#A"), u"\\\\FILER\\CARDS");
+    put(storage, u"DeviceInstanceID", u"USBSTOR\\1");
+    EXPECT_EQ(settings.GetStorageId(u"#m#Cam#A"), u"USBSTOR\\1");
+    EXPECT_EQ(settings.GetStorageId(u"#m#Cam#B"), u"");
+}
+
+TEST_F(CContextMgrInfoTest, CountsAsInstalledWhatIsMarkedSo) {
+    for (const auto& [name, mark] : {std::pair{u"B", u"*Installed*"},
+                                     {u"A", u"Installed"},
+                                     {u"C", u"***installed*"},
+                                     {u"D", u"Installed soon"},
+                                     {u"E", u""},
+                                     {u"None", u"*Installed*"}})
+        put(u"CtxMgr\\ProductClasses", name, mark);
+    put(u"CtxMgr\\ProductClasses", u"Number", DWORD{1});
+    makeKey(u"A\\DeviceInstances\\2");
+    makeKey(u"B\\DeviceInstances\\x");
+    makeKey(u"B\\DeviceInstances\\y");
+    makeKey(u"D\\DeviceInstances\\z");
+    EXPECT_THAT(settings.GetInstalledProductClasses(), ElementsAre(u"B", u"A", u"C", u"None"));
+    EXPECT_THAT(settings.GetDeviceInstances(u"B"), ElementsAre(u"x", u"y"));
+    EXPECT_THAT(settings.GetDeviceInstances(u""), IsEmpty());
+    EXPECT_THAT(
+        settings.GetInstalledContextIds(),
+        ElementsAre(u"#Zephyr-Lanthorn#B#x", u"#Zephyr-Lanthorn#B#y", u"#Zephyr-Lanthorn#A#2"));
+}
+
+TEST_F(CContextMgrInfoTest, GivesNoSettingsToIdsThatAreNoNames) {
+    // What such an id would find if it could step out of its place.
+    put(u"Import\\ProductClasses", u"ProgId", u"Wrong");
+    put(u"Import\\ProductClasses", u"AllowDelete", u"FALSE");
+    put(u"Import\\ProductClasses\\Cam\\Deeper", u"ProgId", u"Wrong");
+    put(u"Import\\ProductClasses\\Cam", u"ProgId", u"Right");
+    put(u"Cam\\DeviceInstances\\A\\Strings", u"FriendlyName", u"0,Right");
+    put(u"DeviceInstances\\A\\Strings", u"FriendlyName", u"0,Wrong");
+    put(u"Cam\\DeviceInstances\\Strings", u"FriendlyName", u"0,Wrong");
+    put(u"Cam\\DeviceInstances\\A\\B\\Strings", u"FriendlyName", u"0,Wrong");
+    const std::vector<std::u16string> badClasses{
+        u"",
+        u"no marks",
+        u"#a#b",
+        u"#a##",
+        u"#a##A",
+        u"#a#Cam\\Deeper#A",
+        u"#a#\\Cam#A",
+        u"#a#Cam\\#A",
+        u"#a#Cam/Deeper#A",
+        u"#a#Cam\n#A",
+        u"#a#..#A",
+        u"#a#Cam\\DeviceInstances#A",
+        std::u16string(u"#a#Cam\0x#A", 10),
+        u"#a#" + std::u16string(10000, u'C') + u"#A",
+    };
+    for (const std::u16string& id : badClasses) {
+        EXPECT_EQ(settings.GetUnloadProgId(id), u"");
+        EXPECT_TRUE(settings.GetAllowDelete(id));
+        EXPECT_EQ(settings.GetFriendlyName(id), u"");
+    }
+    const std::vector<std::u16string> badSerials{u"#a#Cam#", u"#a#Cam#A\\B", u"#a#Cam#B",
+                                                 u"#a#Cam#A\\..",
+                                                 std::u16string(u"#a#Cam#A\0B", 10)};
+    for (const std::u16string& id : badSerials) EXPECT_EQ(settings.GetFriendlyName(id), u"");
+    EXPECT_EQ(settings.GetFriendlyName(u"#a#Cam#A"), u"Right");
+}
+
+TEST_F(CContextMgrInfoTest, SeesACameraOnceItsEntryIsWritten) {
+    CDirectorInfo director;
+    EXPECT_TRUE(director.PutCameraEntry(u"#Zephyr-Lanthorn#Cam539#77", u"0 to 9"));
+    EXPECT_THAT(settings.GetInstalledContextIds(), ElementsAre(cam539));
+    EXPECT_EQ(settings.GetFriendlyName(cam539), u"0 to 9");
+    EXPECT_TRUE(director.PutCameraEntry(u"#Zephyr-Lanthorn#CAM539#0000", u"Other"));
+    EXPECT_EQ(settings.GetFriendlyName(cam539), u"Other");
+    EXPECT_THAT(settings.GetInstalledProductClasses(), ElementsAre(u"CAM539"));
+
+    EXPECT_FALSE(director.PutCameraEntry(u"#a#b", u"x"));
+    EXPECT_FALSE(director.PutCameraEntry(u"#a##0000", u"x"));
+    EXPECT_FALSE(director.PutCameraEntry(u"#a#Cam539\\x#0000", u"x"));
+    EXPECT_FALSE(director.PutCameraEntry(std::u16string(u"#a#CAM539\0x#0000", 15), u"x"));
+    EXPECT_THAT(settings.GetInstalledProductClasses(), ElementsAre(u"CAM539"));
+}
+
+}  // namespace
+}  // namespace zlk::test
