@@ -37,7 +37,9 @@ Scene::Colour Scene::colourAt(float x, float y, float tallness,
     for (std::size_t i = hills_.size(); i-- > 0;) {
         if (y > crests[i]) return mix(hills_[i].colour, {20, 30, 20}, (y - crests[i]) * 0.7F);
     }
-    if (std::hypot(x - sunX_, (y - sunY_) * tallness) < sunRadius_) return sun_;
+    const float right = x - sunX_;
+    const float down = (y - sunY_) * tallness;
+    if (right * right + down * down < sunRadius_ * sunRadius_) return sun_;
     return mix(skyTop_, skyBottom_, std::min(y / 0.7F, 1.0F));
 }
 
