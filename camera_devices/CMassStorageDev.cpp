@@ -1,6 +1,8 @@
 #include "camera_devices/CMassStorageDev.h"
 
 #include <algorithm>
+#include <memory>
+#include <optional>
 
 #include "camera_devices/DeviceOperation.h"
 #include "camera_devices/VolumeUtils.h"
@@ -9,6 +11,7 @@
 #include "foundation/Paths.h"
 #include "foundation/TraceLine.h"
 #include "platform/clock.h"
+#include "platform/files.h"
 #include "platform/text.h"
 #include "platform/volumes.h"
 

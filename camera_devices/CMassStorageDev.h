@@ -1,6 +1,7 @@
 #pragma once
 
-#include <optional>
+#include <string>
+#include <string_view>
 
 #include "camera_devices/CImageDev.h"
 #include "camera_devices/FileInfoList.h"
@@ -8,7 +9,8 @@
 #include "directory/CCamInfo.h"
 #include "foundation/FileTimestamp.h"
 #include "interfaces/ICardReader.h"
-#include "platform/files.h"
+
+struct WIN32_FIND_DATAW;
 
 namespace zlk {
 

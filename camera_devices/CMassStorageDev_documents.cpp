@@ -9,6 +9,7 @@
 #include "camera_devices/VolumeUtils.h"
 #include "foundation/Paths.h"
 #include "foundation/TraceLine.h"
+#include "platform/files.h"
 #include "platform/named_objects.h"
 #include "platform/registry.h"
 #include "platform/text.h"

@@ -5,6 +5,7 @@
 #include "camera_devices/DeviceOperation.h"
 #include "foundation/TraceLine.h"
 #include "platform/clock.h"
+#include "platform/files.h"
 #include "platform/named_objects.h"
 #include "platform/text.h"
 

@@ -96,7 +96,9 @@ void CDevBaseClass::resolveDeviceKind(bool& isMassStorage, std::u16string& lowLe
 }
 
 std::u16string CDevBaseClass::SettingsIDtoUnloadID(const std::u16string& deviceId) {
-    std::u16string lowLevelId = CDeviceUtilFunctions().ContextIdToLowLevelId(deviceId);
+    std::u16string lowLevelId;
+    // The empty id is nobody's, not that of a drive about which nothing is known.
+    if (!deviceId.empty()) lowLevelId = CDeviceUtilFunctions().ContextIdToLowLevelId(deviceId);
     TraceLine(category, "SettingsIDtoUnloadID(%s) -> (%s)", deviceId, lowLevelId);
     return lowLevelId;
 }

@@ -1,0 +1,154 @@
+#include "camera_devices/CMassStorageDev.h"
+
+#include "tests/camera_devices/Card.h"
+
+namespace zlk::test {
+namespace {
+
+namespace fs = std::filesystem;
+
+using Get = DeviceCode (CImageDev::*)(std::u16string&);
+using Put = DeviceCode (CImageDev::*)(std::u16string);
+
+class CardDocuments : public testing::Test {
+  protected:
+    CardDocuments() { create_directory(card.folder / "MISC"); }
+
+    std::pair<DeviceCode, std::u16string> get(Get operation) {
+        std::u16string text = u"left over";
+        const DeviceCode code = (device.*operation)(text);
+        return {code, text};
+    }
+
+    Card card{u"GLIMMERBOX 283"};
+    CMassStorageDev device{card.root(), shareCameraId};
+};
+
+TEST_F(CardDocuments, AreReadFromTheirFiles) {
+    const struct {
+        const char* file;
+        Get get;
+    } cases[] = {{"AUTPRINT.MRK", &CImageDev::GetDpofFile},
+                 {"INTENT.XML", &CImageDev::GetIntentFile},
+                 {"SHAREOLD.XML", &CImageDev::GetShareMenu},
+                 {"TAGOLD.XML", &CImageDev::GetTagMenu},
+                 {"DEVICEID.XML", &CImageDev::GetDeviceID},
+                 {"DIAGNOSTICS.XML", &CImageDev::GetCameraDiagnostic}};
+    using Answer = std::pair<DeviceCode, std::u16string>;
+    for (const auto& c : cases) {
+        SCOPED_TRACE(c.file);
+        const fs::path path = card.folder / "MISC" / c.file;
+        EXPECT_EQ(get(c.get), Answer(DeviceCode::ReadFailed, u""));
+        create_directory(path);
+        EXPECT_EQ(get(c.get), Answer(DeviceCode::ReadFailed, u""));
+        remove(path);
+        writeFile(path, "");
+        EXPECT_EQ(get(c.get), Answer(DeviceCode::Success, u""));
+        writeFile(path, std::string("Gr\xC3\xBC\xC3\x9F"
+                                    "e \xFF\0behind",
+                                    16));
+        EXPECT_EQ(get(c.get), Answer(DeviceCode::Success, u"Grüße \uFFFD"));
+        fs::resize_file(path, (16 << 20) + 1);  // mostly a hole
+        EXPECT_EQ(get(c.get), Answer(DeviceCode::OutOfMemory, u""));
+        fs::resize_file(path, 5ull << 30);
+        EXPECT_EQ(get(c.get), Answer(DeviceCode::OutOfMemory, u""));
+    }
+}
+
+TEST_F(CardDocuments, AreWrittenReplacedAndDeletedByTheEmptyText) {
+    const struct {
+        const char* file;
+        Put put;
+        std::string end;
+    } cases[] = {{"AUTPRINT.MRK", &CImageDev::PutDpofFile, ""},
+                 {"INTENT.XML", &CImageDev::PutIntentFile, ""},
+                 {"SHARENEW.XML", &CImageDev::PutShareMenu, std::string(1, '\0')},
+                 {"TAGNEW.XML", &CImageDev::PutTagMenu, std::string(1, '\0')}};
+    for (const auto& c : cases) {
+        SCOPED_TRACE(c.file);
+        const fs::path path = card.folder / "MISC" / c.file;
+        EXPECT_EQ((device.*c.put)(u""), DeviceCode::DeleteRefused);
+        EXPECT_EQ((device.*c.put)(u"a longer text"), DeviceCode::Success);
+        EXPECT_EQ((device.*c.put)(u"Grüße"), DeviceCode::Success);
+        EXPECT_EQ(readFile(path),
+                  "Gr\xC3\xBC\xC3\x9F"
+                  "e" +
+                      c.end);
+        EXPECT_EQ((device.*c.put)(u""), DeviceCode::Success);
+        EXPECT_FALSE(exists(path));
+        remove_all(card.folder / "MISC");
+        EXPECT_EQ((device.*c.put)(u"text"), DeviceCode::WriteFailed);
+        create_directory(card.folder / "MISC");
+    }
+}
+
+TEST_F(CardDocuments, AMenuOverTheLimitLeavesTheOldOne) {
+    const fs::path path = card.folder / "MISC/SHARENEW.XML";
+    EXPECT_EQ(device.PutShareMenu(std::u16string(204'799, u'x')), DeviceCode::Success);
+    EXPECT_EQ(file_size(path), 204'800u);
+    for (const std::u16string& text :
+         {std::u16string(204'800, u'x'), std::u16string(68'267, u'\u20AC')})
+        EXPECT_EQ(device.PutShareMenu(text), DeviceCode::WriteFailed);
+    EXPECT_EQ(file_size(path), 204'800u);
+    EXPECT_EQ(device.PutTagMenu(std::u16string(204'800, u'x')), DeviceCode::WriteFailed);
+    EXPECT_FALSE(exists(card.folder / "MISC/TAGNEW.XML"));
+}
+
+TEST_F(CardDocuments, RequestsAreFilesThatAreThere) {
+    EXPECT_FALSE(device.CheckForRequestConfigFile());
+    EXPECT_FALSE(device.CheckForRequestTagSetupFile());
+    card.write("MISC/CNFSHARE.XML", "");
+    EXPECT_TRUE(device.CheckForRequestConfigFile());
+    EXPECT_FALSE(device.CheckForRequestTagSetupFile());
+    card.write("MISC/CNFTAG.XML", "");
+    EXPECT_TRUE(device.CheckForRequestTagSetupFile());
+}
+
+TEST_F(CardDocuments, AMessageIsAFileOf200Bytes) {
+    const RegistryKey key =
+        regCreateKey(HKEY_LOCAL_MACHINE, u"Software\\Zephyr-Lanthorn\\Platform", KEY_ALL_ACCESS);
+    const auto set = [&](const WCHAR* name, DWORD type, const std::string& bytes) {
+        ASSERT_EQ(RegSetValueExW(key.get(), name, 0, type,
+                                 reinterpret_cast<const BYTE*>(bytes.data()), bytes.size()),
+                  ERROR_SUCCESS);
+    };
+    const auto layout = [](const std::string& first, char number, const std::string& second) {
+        const std::string zeros(200, '\0');
+        return first + zeros.substr(0, 36) + number + zeros.substr(0, 12) + second +
+               zeros.substr(0, 23);
+    };
+    const std::string none(64, '\0'), first(64, 'A'), second(64, 'B');
+    const fs::path path = card.folder / "MISC/CAMCODE.XML";
+
+    EXPECT_TRUE(device.SendSpecialMsg(CameraMessage::UnloadDone));
+    EXPECT_EQ(readFile(path), layout(none, 2, none));
+    set(u"MessageBlock1", REG_BINARY, first);
+    set(u"MessageBlock2", REG_BINARY, second);
+    EXPECT_TRUE(device.SendSpecialMsg(CameraMessage::TagCancel));
+    EXPECT_EQ(readFile(path), layout(first, static_cast<char>(203), second));
+    set(u"MessageBlock1", REG_BINARY, std::string(63, 'A'));
+    set(u"MessageBlock2", REG_SZ, second);
+    EXPECT_TRUE(device.SendSpecialMsg(CameraMessage::ConfigStart));
+    EXPECT_EQ(readFile(path), layout(none, 101, none));
+    set(u"MessageBlock1", REG_BINARY, std::string(65, 'A'));
+    EXPECT_TRUE(device.SendSpecialMsg(CameraMessage::ConfigStart));
+    EXPECT_EQ(readFile(path), layout(none, 101, none));
+}
+
+TEST_F(CardDocuments, AMessageGoesOnlyToACameraThatKnowsIt) {
+    EXPECT_FALSE(device.SendSpecialMsg(CameraMessage::UnloadError));
+    EXPECT_FALSE(device.SendSpecialMsg(CameraMessage::ConfigError));
+    CMassStorageDev noShareMenu(card.root(), u"#Zephyr-Lanthorn#Cam947#0000");
+    EXPECT_FALSE(noShareMenu.SendSpecialMsg(CameraMessage::UnloadDone));
+    CMassStorageDev unknown(card.root(), card.contextId());
+    EXPECT_FALSE(unknown.SendSpecialMsg(CameraMessage::UnloadDone));
+    EXPECT_FALSE(exists(card.folder / "MISC/CAMCODE.XML"));
+    std::u16string text;
+    card.write("MISC/DIAGNOSTICS.XML", "<diagnostic/>");
+    EXPECT_EQ(unknown.GetCameraDiagnostic(text), DeviceCode::NotSupported);
+    card.remove();
+    EXPECT_FALSE(device.SendSpecialMsg(CameraMessage::UnloadDone));
+}
+
+}  // namespace
+}  // namespace zlk::test

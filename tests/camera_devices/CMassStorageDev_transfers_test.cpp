@@ -1,0 +1,142 @@
+#include "camera_devices/CMassStorageDev.h"
+
+#include "platform/files.h"
+#include "platform/named_objects.h"
+#include "tests/camera_devices/Card.h"
+
+namespace zlk::test {
+namespace {
+
+namespace fs = std::filesystem;
+using testing::ElementsAre;
+using testing::Pair;
+
+std::string pattern(std::size_t size) {
+    std::string bytes(size, '\0');
+    std::uint32_t state = 1;
+    for (char& byte : bytes) byte = static_cast<char>((state = state * 1664525 + 1013904223) >> 24);
+    return bytes;
+}
+
+class CardTransfer : public testing::Test {
+  protected:
+    /// The code of copying the file `id`, and what the target then holds.
+    std::pair<DeviceCode, std::string> copy(const std::u16string& id) {
+        const fs::path path = newFolder() / "copy";
+        UniqueHandle target(CreateFileW(pathText(path).c_str(), GENERIC_WRITE, 0, nullptr,
+                                        CREATE_ALWAYS, FILE_ATTRIBUTE_NORMAL, nullptr));
+        const DeviceCode code = device.GetFile(id, &reports, target.get());
+        target.reset();
+        return {code, readFile(path)};
+    }
+
+    FastClock clock;
+    Reports reports;
+    Card card;
+    CMassStorageDev device{card.root(), card.contextId()};
+};
+
+TEST_F(CardTransfer, CopiesEveryByteInBlocks) {
+    const struct {
+        std::size_t size;
+        std::vector<std::int32_t> percents;
+    } cases[] = {
+        {0, {}}, {1, {100}}, {65'536, {100}}, {131'072, {50, 100}}, {196'609, {33, 67, 100, 100}}};
+    for (const auto& c : cases) {
+        card.write("PICT.JPG", pattern(c.size));
+        reports.percents.clear();
+        EXPECT_THAT(copy(card.id(u"PICT.JPG")), Pair(DeviceCode::Success, pattern(c.size)));
+        EXPECT_EQ(reports.percents, c.percents) << c.size;
+    }
+}
+
+TEST_F(CardTransfer, AStopLeavesTheBlocksSoFar) {
+    card.write("PICT.JPG", pattern(300'000));
+    reports.stopAt = 1;
+    EXPECT_THAT(copy(card.id(u"PICT.JPG")), Pair(DeviceCode::Success, pattern(65'536)));
+}
+
+TEST_F(CardTransfer, WaitsForAFileThatCannotBeOpenedYet) {
+    FastClock::duringPause = [&](std::size_t number) {
+        if (number == 5) card.write("LATE.JPG", "here");
+    };
+    EXPECT_THAT(copy(card.id(u"LATE.JPG")), Pair(DeviceCode::Success, "here"));
+    EXPECT_EQ(FastClock::pauses, std::vector<DWORD>(5, 100));
+    FastClock::pauses.clear();
+    EXPECT_THAT(copy(card.id(u"NEVER.JPG")), Pair(DeviceCode::ReadFailed, ""));
+    EXPECT_EQ(FastClock::pauses, std::vector<DWORD>(199, 100));
+}
+
+TEST_F(CardTransfer, AFileThatShrinksFailsAndOneThatGrowsKeepsItsSize) {
+    card.write("PICT.JPG", pattern(200'000));
+    reports.during = [&](std::size_t) { fs::resize_file(card.folder / "PICT.JPG", 100'000); };
+    EXPECT_EQ(copy(card.id(u"PICT.JPG")).first, DeviceCode::ReadFailed);
+    card.write("PICT.JPG", pattern(200'000));
+    reports.during = [&](std::size_t) { fs::resize_file(card.folder / "PICT.JPG", 400'000); };
+    EXPECT_THAT(copy(card.id(u"PICT.JPG")), Pair(DeviceCode::Success, pattern(200'000)));
+}
+
+TEST_F(CardTransfer, ATargetThatCannotBeWrittenFails) {
+    card.write("PICT.JPG", "bytes");
+    const UniqueHandle readOnly(CreateFileW(card.id(u"PICT.JPG").c_str(), GENERIC_READ,
+                                            FILE_SHARE_READ, nullptr, OPEN_EXISTING,
+                                            FILE_ATTRIBUTE_NORMAL, nullptr));
+    EXPECT_EQ(device.GetFile(card.id(u"PICT.JPG"), nullptr, readOnly.get()),
+              DeviceCode::ReadFailed);
+}
+
+TEST_F(CardTransfer, SizesHave32Bits) {
+    card.write("HUGE.AVI", pattern(70'000));
+    fs::resize_file(card.folder / "HUGE.AVI", (5ull << 30) + 70'000);
+    fs::resize_file(card.folder / "HUGE.AVI", (4ull << 30) + 70'000);
+    EXPECT_THAT(copy(card.id(u"HUGE.AVI")), Pair(DeviceCode::Success, pattern(70'000)));
+    EXPECT_THAT(reports.percents, ElementsAre(94, 100));
+}
+
+TEST_F(CardTransfer, RefusesAnIdThatLeadsAnywhereElse) {
+    card.write("DCIM/PICT.JPG", "mine");
+    writeFile(card.folder.parent_path() / "victim", "not the card's");
+    const std::u16string victim = pathText(card.folder.parent_path() / "victim");
+    const std::u16string ids[] = {u"",
+                                  card.root(),
+                                  victim,
+                                  u"victim",
+                                  u"Z:\\registry.db",
+                                  card.id(u"..\\victim"),
+                                  card.id(u"DCIM\\..\\..\\victim"),
+                                  card.id(u"DCIM/../PICT.JPG"),
+                                  card.id(u"\\..\\victim"),
+                                  card.id(u"\uF02E\uF02E\\victim"),
+                                  card.id(u"DCIM\\\uF02E\uF02E\uF02F\uF02E\uF02E\uF02Fvictim"),
+                                  u"\\\\.\\" + card.id(u"DCIM\\PICT.JPG"),
+                                  card.id(std::u16string(u"DCIM\\PICT.JPG\0.BAK", 18)),
+                                  card.id(u"DCIM")};
+    for (const std::u16string& id : ids) {
+        EXPECT_EQ(copy(id).first, DeviceCode::ReadFailed) << utf8Text(id);
+        EXPECT_EQ(device.DeleteFile(id), DeviceCode::DeleteRefused) << utf8Text(id);
+    }
+    EXPECT_TRUE(fs::exists(card.folder.parent_path() / "victim"));
+    EXPECT_TRUE(fs::exists(card.folder / "DCIM/PICT.JPG"));
+    // The system takes the names of a card without case.
+    EXPECT_EQ(device.DeleteFile(std::u16string(1, card.root()[0] | 0x20) + u":\\dcim\\pict.jpg"),
+              DeviceCode::Success);
+}
+
+TEST_F(CardTransfer, ThumbnailsComeFromTheLibrary) {
+    card.write("BROKEN.JPG", "no picture");  // which has a stock picture
+    const fs::path thumbnail = newFolder() / "thumbnail.jpg";
+    const auto make = [&](const std::u16string& id, const std::u16string& fileName) {
+        return device.GetThumbnail(id, fileName);
+    };
+    ASSERT_EQ(make(card.id(u"BROKEN.JPG"), pathText(thumbnail)), DeviceCode::Success);
+    EXPECT_EQ(readFile(thumbnail).substr(0, 3), "\xFF\xD8\xFF");
+    EXPECT_EQ(make(card.id(u"BROKEN.JPG"), u"/nowhere/thumbnail.jpg"), DeviceCode::PcFileUnusable);
+    const std::u16string cut = pathText(thumbnail) + std::u16string(u"\0.jpg", 5);
+    EXPECT_EQ(make(card.id(u"BROKEN.JPG"), cut), DeviceCode::PcFileUnusable);
+    EXPECT_EQ(make(u"/etc/passwd", pathText(thumbnail)), DeviceCode::ReadFailed);
+    EXPECT_EQ(make(card.id(std::u16string(300, u'x')), pathText(thumbnail)),
+              DeviceCode::ReadFailed);
+}
+
+}  // namespace
+}  // namespace zlk::test
