@@ -1,12 +1,16 @@
 #include "platform/registry.h"
 
 #include <algorithm>
-#include <cstring>
+#include <optional>
+#include <string>
 
+#include "platform/internal/PathTarget.h"
 #include "platform/internal/RegistryKeys.h"
+#include "platform/internal/WithoutExceptions.h"
 
 using zlk::platform::maxRegistryData;
 using zlk::platform::maxRegistryValueName;
+using zlk::platform::PathTarget;
 using zlk::platform::RegistryFailure;
 using zlk::platform::RegistryKeys;
 using zlk::platform::RegistryName;
@@ -158,8 +162,17 @@ LSTATUS RegCloseKey(HKEY key) noexcept {
 }
 
 LSTATUS saveInstalledClasses(const WCHAR* path) noexcept {
+    if (!path || !*path) return ERROR_INVALID_PARAMETER;
+    std::optional<PathTarget::Entry> entry;
+    // Outside of the store's lock: a drive's folder is a setting.
+    const bool found = zlk::platform::withoutExceptions(false, [&] {
+        std::optional<PathTarget> target = PathTarget::find(path);
+        if (target) entry = target->entry();
+        return entry.has_value();
+    });
+    if (!found) return static_cast<LSTATUS>(GetLastError());
     return RegistryKeys::run([&](RegistryKeys& keys) {
-        require(path && *path);
-        keys.saveClasses(utf8Text(path));
+        keys.saveClasses("/proc/self/fd/" + std::to_string(entry->folder.get()) + '/' +
+                         entry->name);
     });
 }

@@ -12,7 +12,7 @@
 // ERROR_INVALID_HANDLE, ERROR_INVALID_PARAMETER, ERROR_MORE_DATA (the buffer is too small),
 // ERROR_NO_MORE_ITEMS, ERROR_KEY_DELETED (the key went away under its handle), ERROR_BADDB (the
 // store can't be read as one), ERROR_BUSY (another writer held it for five seconds),
-// ERROR_DISK_FULL, ERROR_NOT_ENOUGH_MEMORY.
+// ERROR_DISK_FULL, ERROR_IO_DEVICE, ERROR_NOT_ENOUGH_MEMORY.
 //
 // A write that returns success outlives the death of the process. Every call may come from any
 // thread; a handle belongs to this process.
@@ -43,12 +43,14 @@ inline constexpr DWORD REG_OPENED_EXISTING_KEY = 2;
 
 /// Opens `subKey` (components split by `\`; null or empty: the key itself again) of `key`. A
 /// handle opened without KEY_SET_VALUE refuses writes with ERROR_ACCESS_DENIED. An empty
-/// component is ERROR_FILE_NOT_FOUND. `options` is 0. On failure *result is null.
+/// component is ERROR_FILE_NOT_FOUND. `options` is 0. On failure *result is null. A key of a store
+/// that the caller may not write opens for reading only; that holds for RegCreateKeyExW too.
 LSTATUS RegOpenKeyExW(HKEY key, const WCHAR* subKey, DWORD options, DWORD access,
                       HKEY* result) noexcept;
 
 /// Opens the key, making it and all that is missing above it. At most 255 units a component, 512
-/// levels. *disposition (may be null) tells which happened. `reserved` is 0, `className` null.
+/// levels, or ERROR_INVALID_PARAMETER. *disposition (may be null) tells which happened. `reserved`
+/// is 0, `className` null.
 LSTATUS RegCreateKeyExW(HKEY key, const WCHAR* subKey, DWORD reserved, WCHAR* className,
                         DWORD options, DWORD access, const SECURITY_ATTRIBUTES* security,
                         HKEY* result, DWORD* disposition) noexcept;
@@ -60,13 +62,14 @@ LSTATUS RegCreateKeyExW(HKEY key, const WCHAR* subKey, DWORD reserved, WCHAR* cl
 LSTATUS RegQueryValueExW(HKEY key, const WCHAR* name, DWORD* reserved, DWORD* type, BYTE* data,
                          DWORD* size) noexcept;
 
-/// Sets a value; `size` is at most 1 MiB. The bytes are kept with their type as they are.
+/// Sets a value; `size` is at most 1 MiB, the name 16,383 units. The bytes are kept with their type
+/// as they are.
 LSTATUS RegSetValueExW(HKEY key, const WCHAR* name, DWORD reserved, DWORD type, const BYTE* data,
                        DWORD size) noexcept;
 
 LSTATUS RegDeleteValueW(HKEY key, const WCHAR* name) noexcept;
 
-/// Deletes `subKey` with all that lies below it, in one step.
+/// Deletes `subKey`, which must name one, with all that lies below it, in one step.
 LSTATUS RegDeleteTreeW(HKEY key, const WCHAR* subKey) noexcept;
 
 /// The name of the subkey, or of the value, at `index`. *length holds the room in units,
@@ -79,7 +82,7 @@ LSTATUS RegEnumValueW(HKEY key, DWORD index, WCHAR* name, DWORD* length, DWORD* 
                       DWORD* type, BYTE* data, DWORD* size) noexcept;
 
 /// Counts; any out argument may be null, `maxSubKeyLength` and `maxValueNameLength` are units
-/// without terminator. Class and security arguments must be null.
+/// without terminator. The arguments for class, security and time must be null.
 LSTATUS RegQueryInfoKeyW(HKEY key, WCHAR* className, DWORD* classLength, DWORD* reserved,
                          DWORD* subKeys, DWORD* maxSubKeyLength, DWORD* maxClassLength,
                          DWORD* values, DWORD* maxValueNameLength, DWORD* maxValueSize,
@@ -89,8 +92,9 @@ LSTATUS RegQueryInfoKeyW(HKEY key, WCHAR* className, DWORD* classLength, DWORD* 
 LSTATUS RegCloseKey(HKEY key) noexcept;
 
 /// Writes all of HKEY_CLASSES_ROOT's own classes as a store of installed classes to the new file
-/// `path`, which goes beside the modules. A server path that names a file becomes the bare file
-/// name, since installed modules are found beside that store wherever the tree is moved.
+/// `path` (ERROR_FILE_EXISTS otherwise), which goes beside the modules. A server path that names a
+/// file becomes the bare file name, since installed modules are found beside that store wherever
+/// the tree is moved.
 LSTATUS saveInstalledClasses(const WCHAR* path) noexcept;
 
 #pragma GCC visibility pop

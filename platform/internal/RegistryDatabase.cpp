@@ -78,7 +78,7 @@ void RegistryDatabase::Close::operator()(sqlite3_stmt* statement) const noexcept
 }
 
 RegistryDatabase::RegistryDatabase(const std::string& path, Mode mode)
-    : path_(path), immutable_(mode == Mode::Immutable) {
+    : path_{path}, immutable_{mode == Mode::Immutable} {
     const std::string name = immutable_ ? immutableUri(path) : path;
     const int access = immutable_ ? SQLITE_OPEN_READONLY | SQLITE_OPEN_URI : SQLITE_OPEN_READWRITE;
     constexpr int manners = SQLITE_OPEN_NOMUTEX | SQLITE_OPEN_PRIVATECACHE | SQLITE_OPEN_EXRESCODE;

@@ -1,0 +1,130 @@
+// Which folder makes a machine, and for whom it is made: seen from the store that appears in it.
+
+#include <gmock/gmock.h>
+#include <stdlib.h>
+#include <sys/stat.h>
+#include <unistd.h>
+
+#include <filesystem>
+
+#include "platform/diagnostics.h"
+#include "tests/platform/registry_support.h"
+#include "tests/support/ChildProcess.h"
+#include "tests/support/TestMachine.h"
+
+namespace zlk::test {
+namespace {
+
+namespace fs = std::filesystem;
+
+int modeOf(const fs::path& path) {
+    struct stat status;
+    return ::stat(path.c_str(), &status) == 0 ? static_cast<int>(status.st_mode & 07777) : -1;
+}
+
+// Arguments: the folder to stand in, then NAME=VALUE for the environment.
+ZLK_CHILD(makesItsMachine) {
+    for (const char* name : {"ZLK_MACHINE", "XDG_DATA_HOME", "HOME"}) ::unsetenv(name);
+    fs::current_path(child.arguments.at(0));
+    for (std::size_t i = 1; i < child.arguments.size(); ++i) {
+        const std::string& word = child.arguments[i];
+        ::setenv(word.substr(0, word.find('=')).c_str(), word.c_str() + word.find('=') + 1, 1);
+    }
+    ::umask(0077);
+    child.say(std::to_string(tryCreate(HKEY_LOCAL_MACHINE, scene)));
+    fs::current_path("/");
+    child.say(std::to_string(tryCreate(HKEY_LOCAL_MACHINE, u"Software\\Again")));
+    return 0;
+}
+
+std::string makeMachine(const fs::path& folder, const std::vector<std::string>& environment) {
+    std::vector<std::string> arguments{folder};
+    arguments.insert(arguments.end(), environment.begin(), environment.end());
+    ChildProcess child("makesItsMachine", arguments);
+    const std::string first = child.hear(), second = child.hear();
+    EXPECT_EQ(first, second);
+    return first;
+}
+
+TEST(MachineRoot, IsTheFirstPlaceThatTheEnvironmentNames) {
+    const struct {
+        std::vector<std::string> environment;  // % stands for the test's folder
+        const char* root;
+    } cases[] = {
+        {{"ZLK_MACHINE=%/a/b/", "XDG_DATA_HOME=%/x"}, "a/b"},
+        {{"ZLK_MACHINE=", "XDG_DATA_HOME=%/x", "HOME=%/h"}, "x/zlkcamtr"},
+        {{"XDG_DATA_HOME=relative", "HOME=%/h"}, "h/.local/share/zlkcamtr"},
+        {{"ZLK_MACHINE=here/../there"}, "there"},
+    };
+    for (const auto& each : cases) {
+        const fs::path folder = newFolder();
+        std::vector<std::string> environment = each.environment;
+        for (std::string& word : environment)
+            if (const auto at = word.find('%'); at != word.npos) word.replace(at, 1, folder);
+        EXPECT_EQ(makeMachine(folder, environment), "0") << each.root;
+        EXPECT_EQ(modeOf(folder / each.root / "registry.db"), 0600) << each.root;
+        EXPECT_EQ(modeOf(folder / each.root), 0700) << each.root;
+    }
+}
+
+TEST(MachineRoot, OfAGroupIsTheAdministratorsAndSharedWithNobodyElse) {
+    if (::geteuid() != 0) GTEST_SKIP() << "only root gives a group its machine";
+    const struct {
+        mode_t mode;
+        uid_t owner;
+        const char* result;
+    } cases[] = {{02770, 0, "0"}, {0770, 0, "5"}, {02777, 0, "5"}, {02770, 65534, "5"}};
+    for (const auto& each : cases) {
+        const fs::path root = newFolder();
+        ASSERT_EQ(::chown(root.c_str(), each.owner, 4321), 0);
+        ASSERT_EQ(::chmod(root.c_str(), each.mode), 0);
+        EXPECT_EQ(makeMachine("/", {"ZLK_MACHINE=" + root.string()}), each.result) << each.mode;
+        if (*each.result != '0') continue;
+        struct stat status;
+        for (const char* name : {"registry.db", "registry.db-wal", "registry.db-shm"}) {
+            ASSERT_EQ(::stat((root / name).c_str(), &status), 0) << name;
+            EXPECT_EQ(status.st_mode & 07777, 0660u) << name;
+            EXPECT_EQ(status.st_gid, 4321u) << name;
+        }
+    }
+}
+
+TEST(MachineRoot, ThatIsNoFolderOrCannotBeMadeLeavesEverythingDenied) {
+    const fs::path folder = newFolder();
+    writeFile(folder / "file", "precious");
+    EXPECT_EQ(makeMachine("/", {"ZLK_MACHINE=" + (folder / "file").string()}), "5");
+    EXPECT_EQ(makeMachine("/", {"ZLK_MACHINE=" + (folder / "file/below").string()}), "5");
+    EXPECT_EQ(readFile(folder / "file"), "precious");
+}
+
+int heard = 0;
+void hearOnce(const char*, const WCHAR*) {
+    ++heard;
+}
+void removeNothing(const char*, const WCHAR*) {
+    heard += 100;
+}
+
+TEST(Diagnostics, ReachEachSinkOnceUntilItIsRemoved) {
+    const auto makeALine = [] {
+        writeFile(machineRoot() / "registry.db", "broken");
+        fs::permissions(machineRoot() / "registry.db", fs::perms(0600));
+        heard = 0;
+        openKey(HKEY_LOCAL_MACHINE, scene);
+        return heard;
+    };
+    fs::create_directory(machineRoot());
+    fs::permissions(machineRoot(), fs::perms(0700));
+    addDiagnosticSink(hearOnce);
+    addDiagnosticSink(hearOnce);
+    addDiagnosticSink(nullptr);
+    removeDiagnosticSink(removeNothing);
+    EXPECT_EQ(makeALine(), 1);
+    addDiagnosticSink(removeNothing);
+    EXPECT_EQ(makeALine(), 101);
+    removeDiagnosticSink(hearOnce);
+    EXPECT_EQ(makeALine(), 100);
+}
+
+}  // namespace
+}  // namespace zlk::test

@@ -1,0 +1,506 @@
+// The settings store between processes, and what becomes of it when one is killed, may not write,
+// or finds a file that it can't trust or read.
+
+#include <dlfcn.h>
+#include <gmock/gmock.h>
+#include <sched.h>
+#include <stdlib.h>
+#include <sys/mount.h>
+#include <sys/stat.h>
+#include <sys/wait.h>
+#include <unistd.h>
+
+#include <algorithm>
+#include <atomic>
+#include <filesystem>
+#include <functional>
+#include <thread>
+
+#include "platform/diagnostics.h"
+#include "tests/platform/registry_support.h"
+#include "tests/support/ChildProcess.h"
+#include "tests/support/TestMachine.h"
+
+namespace zlk::test {
+namespace {
+
+namespace fs = std::filesystem;
+using testing::ElementsAre;
+using testing::HasSubstr;
+
+constexpr uid_t somebodyElse = 65534;
+
+fs::path storeFile() {
+    return machineRoot() / "registry.db";
+}
+
+std::string said;
+void keepLine(const char* category, const WCHAR* line) {
+    said += std::string(category) + ": " + utf8Text(line) + "; ";
+}
+
+/// Lets other users as far as the machine root, whose own mode decides then.
+void openTheWay() {
+    fs::permissions(machineRoot().parent_path(), fs::perms(0755));
+}
+
+/// The store as another program would find it: no process has it open.
+void makeStore() {
+    ChildProcess writer("writesAScene");
+    ASSERT_EQ(writer.hear(), "0");
+    ASSERT_EQ(writer.wait(), 0);
+}
+
+std::string numbered(const std::string& prefix, int number) {
+    return prefix + std::to_string(number);
+}
+
+}  // namespace
+
+ZLK_CHILD(writesAScene) {
+    const RegistryKey key = createKey(HKEY_LOCAL_MACHINE, scene);
+    child.say(std::to_string(setText(key.get(), u"v", u"kept")));
+    return 0;
+}
+
+// Says the results of a read and a write, and what the platform had to say about them.
+ZLK_CHILD(triesTheStore) {
+    if (!child.arguments.empty() && ::setresuid(somebodyElse, somebodyElse, somebodyElse) != 0)
+        return 1;
+    addDiagnosticSink(keepLine);
+    HKEY opened = nullptr;
+    const LSTATUS result = RegOpenKeyExW(HKEY_LOCAL_MACHINE, scene, 0, KEY_READ, &opened);
+    const RegistryKey key(opened);
+    child.say(result ? std::to_string(result) : text(key.get(), u"v"));
+    child.say(std::to_string(tryCreate(HKEY_LOCAL_MACHINE, u"Software\\Scene\\made")));
+    child.say(std::to_string(tryCreate(HKEY_LOCAL_MACHINE, scene)));
+    child.say(said);
+    return 0;
+}
+
+struct Tried {
+    std::string read, make, openForWriting, said;
+};
+
+static Tried tryStore(bool asSomebodyElse = false) {
+    ChildProcess child("triesTheStore", asSomebodyElse ? std::vector<std::string>{"else"}
+                                                       : std::vector<std::string>{});
+    Tried tried;
+    for (std::string* line : {&tried.read, &tried.make, &tried.openForWriting, &tried.said})
+        *line = child.hear();
+    EXPECT_EQ(child.wait(), 0);
+    return tried;
+}
+
+ZLK_CHILD(addsKeysAndValues) {
+    const RegistryKey key = createKey(HKEY_LOCAL_MACHINE, scene);
+    const std::string& own = child.arguments.at(0);
+    child.say("ready");
+    child.hear();
+    for (int i = 0; i < 100; ++i) {
+        const std::u16string name = wideText(numbered(own, i));
+        if (tryCreate(key.get(), name) || setText(key.get(), name.c_str(), name)) return 1;
+        // Keys that the other one makes meanwhile move it to a higher index and never past the end.
+        const std::vector<std::string> names = subKeys(key.get());
+        if (std::find(names.begin(), names.end(), utf8Text(name)) == names.end()) return 2;
+    }
+    return 0;
+}
+
+TEST(RegistryShared, KeyTakesWhatTwoProcessesWriteAndEnumerate) {
+    const RegistryKey key = createKey(HKEY_LOCAL_MACHINE, scene);
+    ChildProcess a("addsKeysAndValues", {"A"}), b("addsKeysAndValues", {"B"});
+    for (ChildProcess* child : {&a, &b}) ASSERT_EQ(child->hear(), "ready");
+    for (ChildProcess* child : {&a, &b}) child->say("go");
+    EXPECT_EQ(a.wait(), 0);
+    EXPECT_EQ(b.wait(), 0);
+    EXPECT_EQ(subKeys(key.get()).size(), 200u);
+    EXPECT_EQ(valueNames(key.get()).size(), 200u);
+}
+
+ZLK_CHILD(countsUp) {
+    const RegistryKey key = createKey(HKEY_LOCAL_MACHINE, scene);
+    for (int i = 0; !child.hear().empty(); ++i) {
+        setText(key.get(), u"v", wideText(std::to_string(i)));
+        if (i % 10 == 9) RegDeleteTreeW(key.get(), u"sub");
+        if (i % 10 == 0) tryCreate(key.get(), u"sub");
+        child.say(std::to_string(i));
+    }
+    return 0;
+}
+
+TEST(RegistryShared, KeyShowsEachCommitOfAnotherProcessAtOnce) {
+    const RegistryKey key = createKey(HKEY_LOCAL_MACHINE, scene);
+    ChildProcess writer("countsUp");
+    for (int i = 0; i < 200; ++i) {
+        text(key.get(), u"v");
+        writer.say("next");
+        const std::string last = writer.hear();
+        ASSERT_EQ(text(key.get(), u"v"), last);
+        ASSERT_EQ(subKeys(key.get()).size(), i % 10 == 9 ? 0u : 1u);
+        ASSERT_EQ(static_cast<bool>(openKey(key.get(), u"sub")), i % 10 != 9);
+    }
+}
+
+ZLK_CHILD(writesWithoutEnd) {
+    const RegistryKey key = createKey(HKEY_LOCAL_MACHINE, scene);
+    child.say("started");
+    for (unsigned i = 0;; ++i) {
+        const Bytes data(3000 + i % 3 * 3000, static_cast<BYTE>(i));
+        if (setBytes(key.get(), u"v", data)) return 1;
+        if (setBytes(key.get(), u"last", {static_cast<BYTE>(i)})) return 2;
+        if (tryCreate(key.get(), u"tree\\a\\b") || RegDeleteTreeW(key.get(), u"tree")) return 3;
+    }
+}
+
+TEST(RegistryShared, StoreHasTheOldOrTheNewValueAfterAKilledWriter) {
+    const RegistryKey key = createKey(HKEY_LOCAL_MACHINE, scene);
+    for (unsigned round = 0; round < 24; ++round) {
+        ChildProcess writer("writesWithoutEnd");
+        ASSERT_EQ(writer.hear(), "started");
+        // The reader's own progress decides when: some rounds in the middle of everything.
+        for (unsigned reads = 0; reads < 1 + round % 8 * 20; ++reads) {
+            const Answer answer = query(key.get(), u"v");
+            if (answer.result == ERROR_FILE_NOT_FOUND) continue;
+            ASSERT_EQ(answer.result, LSTATUS{ERROR_SUCCESS});
+            ASSERT_EQ(answer.data, Bytes(answer.data.size(), answer.data.at(0)));
+        }
+        writer.kill();
+        const Answer value = query(key.get(), u"v"), last = query(key.get(), u"last");
+        if (value.result == ERROR_FILE_NOT_FOUND) continue;
+        ASSERT_EQ(value.data, Bytes(value.data.size(), value.data.at(0)));
+        ASSERT_EQ(value.data.size() % 3000, 0u);
+        if (last.result == ERROR_SUCCESS) {
+            ASSERT_LE(static_cast<BYTE>(value.data[0] - last.data.at(0)), 1);
+        }
+        ASSERT_EQ(setText(key.get(), u"mine", u"x"), LSTATUS{ERROR_SUCCESS});
+    }
+    makeStore();
+    EXPECT_EQ(tryStore().read, "kept");
+}
+
+// With and without the handlers that tidy up before a fork.
+TEST(RegistryShared, StoreServesParentAndForkedChildEachOnItsOwnConnection) {
+    const RegistryKey key = createKey(HKEY_LOCAL_MACHINE, scene);
+    for (const auto& doFork : {std::function(::fork), std::function(::_Fork)}) {
+        setText(key.get(), u"v", u"of the parent");
+        const pid_t pid = doFork();
+        if (pid == 0) {
+            const bool sees = text(key.get(), u"v") == "of the parent";
+            const bool writes = !setText(key.get(), u"v", u"of the child") &&
+                                !tryCreate(key.get(), u"of the child");
+            ::_exit(sees && writes ? 0 : 1);
+        }
+        int status = -1;
+        ASSERT_EQ(::waitpid(pid, &status, 0), pid);
+        EXPECT_EQ(status, 0);
+        EXPECT_EQ(text(key.get(), u"v"), "of the child");
+        EXPECT_EQ(setText(key.get(), u"v", u"and on"), LSTATUS{ERROR_SUCCESS});
+    }
+    EXPECT_THAT(subKeys(key.get()), ElementsAre("of the child"));
+}
+
+TEST(RegistryShared, StoreServesAChildForkedWhileOtherThreadsAreInIt) {
+    const RegistryKey key = createKey(HKEY_LOCAL_MACHINE, scene);
+    std::atomic<bool> stop = false;
+    std::atomic<int> failures = 0;
+    const auto work = [&](const WCHAR* name) {
+        while (!stop)
+            if (setText(key.get(), name, u"x") || text(key.get(), name) != "x") ++failures;
+    };
+    std::thread a(work, u"a"), b(work, u"b");
+    for (int round = 0; round < 20; ++round) {
+        const pid_t pid = ::fork();
+        if (pid == 0) {
+            ::alarm(30);  // ends a child that hangs
+            ::_exit(setText(key.get(), u"v", u"x") || text(key.get(), u"v") != "x");
+        }
+        int status = -1;
+        EXPECT_EQ(::waitpid(pid, &status, 0), pid);
+        EXPECT_EQ(status, 0);
+    }
+    stop = true;
+    a.join();
+    b.join();
+    EXPECT_EQ(failures, 0);
+}
+
+TEST(RegistryShared, StoreIsReadByAUserWhoMayNotWriteIt) {
+    if (::geteuid() != 0) GTEST_SKIP() << "only root can be another user";
+    makeStore();
+    openTheWay();
+    fs::permissions(machineRoot(), fs::perms(0755));
+    const auto letRead = [] {
+        for (const auto& entry : fs::directory_iterator(machineRoot()))
+            if (entry.is_regular_file()) fs::permissions(entry.path(), fs::perms(0644));
+    };
+    const auto readsOnly = [&](const char* when, const std::string& value) {
+        letRead();
+        const Tried tried = tryStore(true);
+        EXPECT_EQ(tried.read, value) << when;
+        EXPECT_EQ(tried.make, std::to_string(ERROR_ACCESS_DENIED)) << when;
+        EXPECT_EQ(tried.openForWriting, std::to_string(ERROR_ACCESS_DENIED)) << when;
+    };
+    readsOnly("nobody has it open", "kept");
+    ChildProcess writer("countsUp");
+    for (const char* value : {"0", "1"}) {
+        writer.say("next");
+        ASSERT_EQ(writer.hear(), value);
+        readsOnly("its writer has it open", value);
+    }
+    writer.kill();
+    readsOnly("its writer was killed", "1");
+}
+
+TEST(RegistryShared, StoreWithoutItsLogIsReadByAUserWhoMayNotWriteIt) {
+    if (::geteuid() != 0) GTEST_SKIP() << "only root can be another user";
+    ChildProcess("writesAScene").wait();
+    fs::remove(storeFile().string() + "-wal");
+    fs::remove(storeFile().string() + "-shm");
+    openTheWay();
+    fs::permissions(machineRoot(), fs::perms(0755));
+    fs::permissions(storeFile(), fs::perms(0644));
+    EXPECT_EQ(tryStore(true).read, "kept");
+    EXPECT_FALSE(fs::exists(storeFile().string() + "-wal"));
+}
+
+TEST(RegistryShared, StoreThatWasReplacedIsNotTakenForTheOldOne) {
+    const RegistryKey key = createKey(HKEY_LOCAL_MACHINE, scene);
+    setText(key.get(), u"v", u"of the old one");
+    const fs::path away = newFolder();
+    for (const char* suffix : {"", "-wal", "-shm"})
+        fs::rename(storeFile().string() + suffix, away / ("old" + std::string(suffix)));
+    EXPECT_FALSE(openKey(HKEY_LOCAL_MACHINE, scene));
+    makeStore();
+    EXPECT_EQ(text(openKey(HKEY_LOCAL_MACHINE, scene).get(), u"v"), "kept");
+    EXPECT_EQ(query(key.get(), u"v").result, LSTATUS{ERROR_KEY_DELETED});
+}
+
+TEST(RegistryTrust, RefusesWhatOthersMayWriteAndSaysWhy) {
+    const struct {
+        const char* what;
+        const char* file;
+        std::function<void(const fs::path&)> loosen;
+        const char* why;
+    } cases[] = {
+        {"a store", "registry.db",
+         [](const fs::path& file) { fs::permissions(file, fs::perms(0606)); },
+         "everybody may write it"},
+        {"a log", "registry.db-wal",
+         [](const fs::path& file) { fs::permissions(file, fs::perms(0602)); },
+         "everybody may write it"},
+        {"a group's store", "registry.db",
+         [](const fs::path& file) { fs::permissions(file, fs::perms(0660)); }, "may write it"},
+        {"a folder", "", [](const fs::path& file) { fs::permissions(file, fs::perms(0777)); },
+         "everybody may write it"},
+        {"a group's folder", "",
+         [](const fs::path& file) { fs::permissions(file, fs::perms(0770)); }, "may write it"},
+        {"another user's store", "registry.db",
+         [](const fs::path& file) {
+             if (::chown(file.c_str(), somebodyElse, 0) != 0)
+                 fs::permissions(file, fs::perms(0606));
+         },
+         ""},
+    };
+    makeStore();
+    const std::string denied = std::to_string(ERROR_ACCESS_DENIED);
+    for (const auto& each : cases) {
+        SCOPED_TRACE(each.what);
+        const std::string file = *each.file ? machineRoot() / each.file : machineRoot();
+        struct stat before;
+        ASSERT_EQ(::stat(file.c_str(), &before), 0);
+        each.loosen(file);
+        const Tried tried = tryStore();
+        EXPECT_EQ(tried.read, denied);
+        EXPECT_EQ(tried.make, denied);
+        EXPECT_THAT(tried.said, HasSubstr(file));
+        EXPECT_THAT(tried.said, HasSubstr(each.why));
+        ASSERT_EQ(::chown(file.c_str(), before.st_uid, before.st_gid), 0);
+        ASSERT_EQ(::chmod(file.c_str(), before.st_mode), 0);
+        ASSERT_EQ(tryStore().read, "kept");
+    }
+}
+
+TEST(RegistryTrust, RefusesABrokenStoreAndLeavesItAsItIs) {
+    makeStore();
+    const std::string whole = readFile(storeFile());
+    std::string otherVersion = whole, otherProgram = whole, damaged = whole;
+    otherVersion.at(63) = 2;
+    otherProgram.at(68) ^= 1;
+    for (std::size_t at = 4096; at < damaged.size(); ++at) damaged[at] = static_cast<char>(at * 7);
+    const struct {
+        const char* what;
+        std::string bytes;
+    } cases[] = {
+        {"empty", ""},
+        {"text", std::string(10'000, 'x')},
+        {"cut short", whole.substr(0, 5000)},
+        {"damaged", damaged},
+        {"a later version", otherVersion},
+        {"another program's", otherProgram},
+    };
+    const std::string broken = std::to_string(ERROR_BADDB);
+    for (const auto& each : cases) {
+        SCOPED_TRACE(each.what);
+        writeFile(storeFile(), each.bytes);
+        const Tried tried = tryStore();
+        EXPECT_EQ(tried.read, broken);
+        EXPECT_EQ(tried.make, broken);
+        EXPECT_THAT(tried.said, HasSubstr("registry.db"));
+        EXPECT_EQ(readFile(storeFile()), each.bytes);
+    }
+    fs::remove(storeFile());
+    fs::create_directory(storeFile());
+    EXPECT_EQ(tryStore().make, broken);
+    fs::remove(storeFile());
+    writeFile(storeFile().string() + "-wal", "the only copy of something");
+    EXPECT_EQ(tryStore().make, broken);
+    EXPECT_EQ(readFile(storeFile().string() + "-wal"), "the only copy of something");
+}
+
+TEST(RegistryTrust, DoesNotMisreadColumnsOfAnotherType) {
+    makeStore();
+    fs::remove(storeFile());
+    const char* script = R"(import sqlite3, sys
+db = sqlite3.connect(sys.argv[1])
+db.executescript("""
+  PRAGMA application_id = 0x5A4C4B52; PRAGMA user_version = 1;
+  CREATE TABLE key(id INTEGER PRIMARY KEY, parent, folded, name);
+  CREATE TABLE value(key, place, folded, name, type, data);
+  INSERT INTO key VALUES (1, NULL, x'', x''), (2, NULL, x'', x'');
+""")
+def key(id, parent, name):
+    db.execute('INSERT INTO key VALUES (?,?,?,?)', (id, parent, name.upper().encode('utf-16-be'), name))
+key(3, 1, 'Software')
+key(4, 3, 'Scene')
+for place, (name, type, data) in enumerate([
+        (b'\0v', 'text', b'x'), (b'\0v', 1, 'text'), (b'\0v', -1, b''), (b'\0v', 1, None),
+        ('v', 1, b''), (b'\0', 1, b''), (b'\0v', 1, bytes(2000000))]):
+    id = 10 + place
+    db.execute('INSERT INTO key VALUES (?, 4, ?, ?)', (id, b'\0%d' % place, b'\0%d' % place))
+    db.execute('INSERT INTO value VALUES (?,?,?,?,?,?)', (id, 1, b'\0V', name, type, data))
+db.commit())";
+    ASSERT_EQ(runProgram({"python3", "-c", script, storeFile()}).status, 0);
+    fs::permissions(storeFile(), fs::perms(0600));
+    const RegistryKey key = openKey(HKEY_LOCAL_MACHINE, scene);
+    EXPECT_TRUE(key);
+    for (int row = 0; row < 7; ++row) {
+        HKEY opened = nullptr;
+        EXPECT_EQ(
+            RegOpenKeyExW(key.get(), wideText(std::to_string(row)).c_str(), 0, KEY_READ, &opened),
+            LSTATUS{ERROR_BADDB})
+            << row;
+    }
+    WCHAR name[256];
+    DWORD length = 256;
+    EXPECT_EQ(
+        RegEnumKeyExW(HKEY_LOCAL_MACHINE, 0, name, &length, nullptr, nullptr, nullptr, nullptr),
+        LSTATUS{ERROR_BADDB});
+}
+
+ZLK_CHILD(fillsTheDisk) {
+    fs::create_directories(machineRoot());
+    if (::unshare(CLONE_NEWNS) != 0 ||
+        ::mount(nullptr, "/", nullptr, MS_REC | MS_PRIVATE, nullptr) != 0 ||
+        ::mount("none", machineRoot().c_str(), "tmpfs", 0, "size=512k,mode=0700") != 0) {
+        child.say("no mount");
+        return 0;
+    }
+    const RegistryKey key = createKey(HKEY_LOCAL_MACHINE, scene);
+    child.say("mounted");
+    if (setText(key.get(), u"v", u"kept")) return 1;
+    LSTATUS result = 0;
+    int written = 0;
+    for (; !result && written < 100; ++written)
+        result = setBytes(key.get(), wideText(numbered("fill", written)).c_str(), Bytes(50'000, 1));
+    if (result != ERROR_DISK_FULL) return 2;
+    if (setBytes(key.get(), u"v", Bytes(400'000, 2)) != ERROR_DISK_FULL) return 3;
+    if (text(key.get(), u"v") != "kept") return 4;
+    if (valueNames(key.get()).size() != static_cast<std::size_t>(written)) return 5;
+    const pid_t pid = ::fork();
+    if (pid == 0) ::_exit(text(openKey(HKEY_LOCAL_MACHINE, scene).get(), u"v") == "kept" ? 0 : 1);
+    int status = -1;
+    ::waitpid(pid, &status, 0);
+    return status == 0 ? 0 : 6;
+}
+
+TEST(RegistryShared, StoreOnAFullDiskKeepsTheOldValue) {
+    ChildProcess child("fillsTheDisk");
+    const std::string mounted = child.hear();
+    EXPECT_EQ(child.wait(), 0);
+    if (mounted != "mounted") GTEST_SKIP() << "nothing can be mounted here";
+}
+
+TEST(RegistryShared, StoreHoldsTenThousandKeys) {
+    const RegistryKey key = createKey(HKEY_LOCAL_MACHINE, scene);
+    for (int i = 0; i < 10'000; ++i)
+        ASSERT_EQ(
+            tryCreate(key.get(), wideText(numbered(i % 2 ? "Cam" : "cam", i * 7919 % 10'000))),
+            LSTATUS{ERROR_SUCCESS});
+    std::vector<std::string> names = subKeys(key.get());
+    EXPECT_EQ(names.size(), 10'000u);
+    EXPECT_TRUE(std::is_sorted(names.begin(), names.end(), [](const auto& a, const auto& b) {
+        return compareIgnoringCase(wideText(a), wideText(b)) < 0;
+    }));
+    EXPECT_TRUE(openKey(key.get(), u"CAM9999"));
+    EXPECT_EQ(RegDeleteTreeW(HKEY_LOCAL_MACHINE, scene), LSTATUS{ERROR_SUCCESS});
+}
+
+// A user's machine beside installed classes: its library lies in a tree of its own.
+ZLK_CHILD(usesInstalledClasses) {
+    ::setenv("ZLK_MACHINE", child.arguments.at(0).c_str(), 1);
+    addDiagnosticSink(keepLine);
+    const RegistryKey server =
+        openKey(HKEY_CLASSES_ROOT, u"CLSID\\{a}\\InprocServer32", KEY_ALL_ACCESS);
+    EXPECT_EQ(text(server.get(), nullptr), "Some.so");
+    EXPECT_EQ(text(server.get(), u"ThreadingModel"), "A/b");
+    EXPECT_EQ(RegDeleteTreeW(HKEY_CLASSES_ROOT, u"CLSID"), LSTATUS{ERROR_ACCESS_DENIED});
+    EXPECT_EQ(RegDeleteValueW(server.get(), nullptr), LSTATUS{ERROR_ACCESS_DENIED});
+
+    EXPECT_EQ(setText(server.get(), u"", u"/own/Some.so"), LSTATUS{ERROR_SUCCESS});
+    EXPECT_EQ(tryCreate(HKEY_CLASSES_ROOT, u"clsid\\{A}\\Own"), LSTATUS{ERROR_SUCCESS});
+    EXPECT_EQ(tryCreate(HKEY_CLASSES_ROOT, u"Another"), LSTATUS{ERROR_SUCCESS});
+    EXPECT_EQ(text(server.get(), u""), "/own/Some.so");
+    EXPECT_THAT(valueNames(server.get()), ElementsAre("", "ThreadingModel"));
+    EXPECT_THAT(subKeys(HKEY_CLASSES_ROOT), ElementsAre("Another", "CLSID", "Some.Thing"));
+    EXPECT_THAT(subKeys(openKey(HKEY_CLASSES_ROOT, u"CLSID\\{A}").get()),
+                ElementsAre("InprocServer32", "Own"));
+
+    EXPECT_EQ(RegDeleteTreeW(HKEY_CLASSES_ROOT, u"CLSID"), LSTATUS{ERROR_SUCCESS});
+    EXPECT_EQ(text(server.get(), u""), "Some.so");
+
+    const std::string& classes = child.arguments.at(1);
+    fs::permissions(classes, fs::perms(0666));
+    HKEY refused = nullptr;
+    EXPECT_EQ(RegOpenKeyExW(HKEY_CLASSES_ROOT, u"Some.Thing", 0, KEY_READ, &refused),
+              LSTATUS{ERROR_ACCESS_DENIED});
+    EXPECT_THAT(said, HasSubstr(classes));
+    EXPECT_TRUE(openKey(HKEY_CLASSES_ROOT, u"Another"));
+    return testing::UnitTest::GetInstance()->Failed();
+}
+
+TEST(RegistryClasses, OfTheInstalledModulesStandBehindTheUsersOwn) {
+    setText(createKey(HKEY_CLASSES_ROOT, u"Some.Thing").get(), nullptr, u"a/b");
+    const RegistryKey server = createKey(HKEY_CLASSES_ROOT, u"CLSID\\{A}\\InprocServer32");
+    setText(server.get(), nullptr, u"/build/lib/zlkcamtr/Some.so");
+    setText(server.get(), u"ThreadingModel", u"A/b");
+
+    Dl_info library;
+    ASSERT_TRUE(::dladdr(reinterpret_cast<const void*>(&RegCloseKey), &library));
+    const fs::path lib = newFolder(), classes = lib / "zlkcamtr/classes.db";
+    fs::create_directory(lib / "zlkcamtr");
+    fs::permissions(lib / "zlkcamtr", fs::perms(0755));
+    fs::copy_file(library.dli_fname, lib / "libzlkplatform.so");
+    EXPECT_EQ(saveInstalledClasses(pathText(classes).c_str()), LSTATUS{ERROR_SUCCESS});
+    EXPECT_EQ(saveInstalledClasses(pathText(classes).c_str()), LSTATUS{ERROR_FILE_EXISTS});
+    EXPECT_EQ(fs::status(classes).permissions(), fs::perms(0644));
+
+    ::setenv("LD_LIBRARY_PATH", lib.c_str(), 1);
+    ChildProcess child("usesInstalledClasses", {newFolder() / "machine", classes});
+    std::string failures;
+    for (std::string line; !(line = child.hear()).empty();) failures += line + "\n";
+    EXPECT_EQ(child.wait(), 0) << failures;
+    EXPECT_EQ(std::distance(fs::directory_iterator(lib / "zlkcamtr"), {}), 1);
+}
+
+}  // namespace zlk::test

@@ -1,0 +1,96 @@
+#pragma once
+// Short ways to the settings store for its tests.
+
+#include <gtest/gtest.h>
+
+#include <cstring>
+#include <string>
+#include <vector>
+
+#include "platform/registry.h"
+#include "platform/text.h"
+
+namespace zlk::test {
+
+using Bytes = std::vector<BYTE>;
+
+inline constexpr WCHAR scene[] = u"Software\\Scene";
+
+inline RegistryKey openKey(HKEY parent, const std::u16string& path, DWORD access = KEY_READ) {
+    HKEY key = nullptr;
+    RegOpenKeyExW(parent, path.c_str(), 0, access, &key);
+    return RegistryKey(key);
+}
+
+inline LSTATUS tryCreate(HKEY parent, const std::u16string& path, DWORD access = KEY_ALL_ACCESS) {
+    HKEY key = nullptr;
+    const LSTATUS result =
+        RegCreateKeyExW(parent, path.c_str(), 0, nullptr, 0, access, nullptr, &key, nullptr);
+    if (key) RegCloseKey(key);
+    return result;
+}
+
+inline RegistryKey createKey(HKEY parent, const std::u16string& path) {
+    HKEY key = nullptr;
+    EXPECT_EQ(RegCreateKeyExW(parent, path.c_str(), 0, nullptr, 0, KEY_ALL_ACCESS, nullptr, &key,
+                              nullptr),
+              LSTATUS{ERROR_SUCCESS});
+    return RegistryKey(key);
+}
+
+inline LSTATUS setBytes(HKEY key, const WCHAR* name, const Bytes& data, DWORD type = REG_BINARY) {
+    return RegSetValueExW(key, name, 0, type, data.data(), static_cast<DWORD>(data.size()));
+}
+
+inline LSTATUS setText(HKEY key, const WCHAR* name, const std::u16string& text) {
+    return RegSetValueExW(key, name, 0, REG_SZ, reinterpret_cast<const BYTE*>(text.c_str()),
+                          static_cast<DWORD>(text.size() + 1) * 2);
+}
+
+struct Answer {
+    LSTATUS result;
+    DWORD type = 0;
+    Bytes data;
+};
+
+inline Answer query(HKEY key, const WCHAR* name) {
+    Answer answer{};
+    DWORD size = 16 * 1024;
+    do {
+        answer.data.resize(size);
+        answer.result =
+            RegQueryValueExW(key, name, nullptr, &answer.type, answer.data.data(), &size);
+    } while (answer.result == ERROR_MORE_DATA);
+    answer.data.resize(answer.result ? 0 : size);
+    return answer;
+}
+
+inline std::string text(HKEY key, const WCHAR* name) {
+    const Answer answer = query(key, name);
+    if (answer.result || answer.type != REG_SZ) return "<" + std::to_string(answer.result) + ">";
+    std::u16string wide(answer.data.size() / 2, u'\0');
+    std::memcpy(wide.data(), answer.data.data(), wide.size() * 2);
+    return utf8Text(wide.substr(0, wide.find(u'\0')));
+}
+
+inline std::vector<std::string> subKeys(HKEY key) {
+    std::vector<std::string> names;
+    WCHAR name[256];
+    for (DWORD length = 256; !RegEnumKeyExW(key, static_cast<DWORD>(names.size()), name, &length,
+                                            nullptr, nullptr, nullptr, nullptr);
+         length = 256)
+        names.push_back(utf8Text({name, length}));
+    return names;
+}
+
+inline std::vector<std::string> valueNames(HKEY key) {
+    std::vector<std::string> names;
+    WCHAR name[256];
+    for (DWORD length = 256; !RegEnumValueW(key, static_cast<DWORD>(names.size()), name, &length,
+                                            nullptr, nullptr, nullptr, nullptr);
+         length = 256)
+        names.push_back(utf8Text({name, length}));
+    return names;
+}
+
+}  // namespace zlk::test
