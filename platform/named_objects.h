@@ -10,7 +10,12 @@
 // A name of more than 260 units, or with a backslash behind its prefix, is refused with
 // ERROR_INVALID_NAME. Other last errors: ERROR_ACCESS_DENIED (the machine root can't be used),
 // ERROR_INVALID_HANDLE (the name belongs to an object of another kind), ERROR_NOT_ENOUGH_MEMORY,
-// ERROR_DISK_FULL.
+// ERROR_TOO_MANY_OPEN_FILES, ERROR_DISK_FULL, ERROR_BUSY (for five seconds a stopped process has
+// been about to make or open this very object).
+//
+// A forked child is a process of its own and has none of its parent's objects: their handles fail
+// with ERROR_INVALID_HANDLE, their views are memory of its own that begins as zeros. It opens what
+// it needs by name.
 
 #include "platform/error.h"
 #include "platform/types.h"
