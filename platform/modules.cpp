@@ -23,7 +23,7 @@ link_map* mapOf(HMODULE module) noexcept {
 
 HMODULE load(const WCHAR* path) {
     const std::string file = findModuleFile(path ? path : u"");
-    if (file.empty() || !trustsModuleFile(file)) return nullptr;
+    if (file.empty() || !trustsModuleFile(file) || !isWholeModule(file)) return nullptr;
     void* const loaded = ::dlopen(file.c_str(), RTLD_NOW | RTLD_LOCAL);
     if (!loaded) {
         diagnose("Modules", u"%s", ::dlerror());

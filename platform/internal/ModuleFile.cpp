@@ -2,12 +2,16 @@
 
 #include <dlfcn.h>
 #include <fcntl.h>
+#include <link.h>
 #include <sys/stat.h>
 
 #include <algorithm>
+#include <array>
+#include <cstring>
 #include <filesystem>
 
 #include "platform/error.h"
+#include "platform/internal/Diagnose.h"
 #include "platform/internal/FileName.h"
 #include "platform/internal/MachineRoot.h"
 #include "platform/internal/PathTarget.h"
@@ -62,6 +66,30 @@ std::string findModuleFile(std::u16string_view name) {
     }
     if (path.empty()) SetLastError(ERROR_MOD_NOT_FOUND);
     return path;
+}
+
+bool isWholeModule(const std::string& path) {
+    SetLastError(ERROR_MOD_NOT_FOUND);
+    const Descriptor file(::open(path.c_str(), O_RDONLY | O_CLOEXEC));
+    struct stat status;
+    ElfW(Ehdr) header;
+    std::array<ElfW(Phdr), 64> segments;
+    if (::fstat(file.get(), &status) != 0 ||
+        ::pread(file.get(), &header, sizeof header, 0) != sizeof header ||
+        std::memcmp(header.e_ident, ELFMAG, SELFMAG) != 0 ||
+        header.e_phentsize != sizeof segments[0] || header.e_phnum > segments.size())
+        return false;
+    const std::size_t bytes = header.e_phnum * sizeof segments[0];
+    if (::pread(file.get(), segments.data(), bytes, static_cast<off_t>(header.e_phoff)) !=
+        static_cast<ssize_t>(bytes))
+        return false;
+    const auto size = static_cast<std::uint64_t>(status.st_size);
+    const bool whole = std::all_of(
+        segments.data(), segments.data() + header.e_phnum, [&](const ElfW(Phdr) & segment) {
+            return segment.p_filesz <= size && segment.p_offset <= size - segment.p_filesz;
+        });
+    if (!whole) diagnose("Modules", u"%s is cut short", path);
+    return whole;
 }
 
 bool trustsModuleFile(const std::string& path) {

@@ -14,6 +14,10 @@ std::string modulesFolder();
 /// ERROR_MOD_NOT_FOUND, where there is no such file.
 std::string findModuleFile(std::u16string_view name);
 
+/// Whether the file holds all that its headers say is to be mapped; false with ERROR_MOD_NOT_FOUND.
+/// The loader doesn't ask, and a module that was copied halfway would end this process.
+bool isWholeModule(const std::string& path);
+
 /// Whether nobody but root and the caller may write the file or put another one in its place;
 /// false with ERROR_ACCESS_DENIED. A group's right to write counts against it, also where the
 /// caller is the group's only member: who else joins it is decided elsewhere and later.

@@ -1,0 +1,213 @@
+#include "platform/modules.h"
+
+#include <gmock/gmock.h>
+#include <sys/stat.h>
+
+#include "platform/diagnostics.h"
+#include "platform/text.h"
+#include "tests/support/TestMachine.h"
+
+namespace zlk::test {
+namespace {
+
+namespace fs = std::filesystem;
+using ::testing::HasSubstr;
+
+const fs::path moduleFolder = ZLK_TEST_MODULE_DIR;
+
+HMODULE load(const fs::path& path) {
+    return LoadLibraryW(pathText(path).c_str());
+}
+
+/// A module that a test may do anything with.
+fs::path copyOfModule(const fs::path& folder, const char* name = "copy.so") {
+    fs::copy_file(moduleFolder / "first.so", folder / name);
+    return folder / name;
+}
+
+std::string heard;
+void hear(const char*, const WCHAR* line) {
+    heard += utf8Text(line) + "\n";
+}
+
+TEST(Modules, AreLoadedByPathAndCounted) {
+    const fs::path path = copyOfModule(newFolder());
+    const HMODULE module = load(path);
+    ASSERT_TRUE(module) << GetLastError();
+    EXPECT_EQ(load(path), module);
+    void* const entry = GetProcAddress(module, "DllGetClassObject");
+    ASSERT_TRUE(entry);
+    EXPECT_EQ(moduleFromAddress(entry), module);
+
+    EXPECT_TRUE(FreeLibrary(module));
+    EXPECT_EQ(moduleFromAddress(entry), module);
+    EXPECT_TRUE(FreeLibrary(module));
+    EXPECT_EQ(moduleFromAddress(entry), nullptr) << "nothing may pin a module";
+    EXPECT_EQ(GetLastError(), ERROR_MOD_NOT_FOUND);
+    EXPECT_FALSE(FreeLibrary(nullptr));
+}
+
+TEST(Modules, ANameEndingInDllStandsForTheModuleHereInEitherCase) {
+    const fs::path folder = newFolder();
+    copyOfModule(folder, "Exact.so");
+    copyOfModule(folder, "lower.so");
+    writeFile(folder / "foreign.dll", "MZ");
+    for (const char* name : {"Exact.dll", "Exact.DLL", "LOWER.Dll", "lower.dll"}) {
+        const HMODULE module = load(folder / name);
+        EXPECT_TRUE(module) << name;
+        FreeLibrary(module);
+    }
+    for (const char* name : {"EXACT.dll", "foreign.dll", ".dll", "LOWER.SO"})
+        EXPECT_FALSE(load(folder / name)) << name;
+}
+
+TEST(Modules, WhatIsNoModuleIsNotFoundAndHoldsNobodyUp) {
+    const fs::path folder = newFolder();
+    copyOfModule(folder);
+    writeFile(folder / "text.so", "not a module");
+    writeFile(folder / "empty.so", "");
+    fs::copy_file(moduleFolder / "first.so", folder / "cut.so");
+    fs::resize_file(folder / "cut.so", 5000);
+    ASSERT_EQ(::mkfifo((folder / "pipe.so").c_str(), 0600), 0);
+    const std::u16string names[] = {
+        pathText(folder),
+        pathText(folder / "text.so"),
+        pathText(folder / "empty.so"),
+        pathText(folder / "cut.so"),
+        pathText(folder / "pipe.so"),
+        pathText(folder / "missing.so"),
+        pathText(folder / "copy.so" / "below.so"),
+        u"/" + std::u16string(10'000, u'x'),
+        std::u16string(10'000, u'x') + u".dll",
+        u"copy.so",  // a bare name: not in the current folder, nor in the loader's
+        u"libc.so.6",
+        u"..",
+        u"\xD800.so",
+        u"",
+    };
+    fs::current_path(folder);
+    for (const std::u16string& name : names) {
+        SetLastError(0);
+        EXPECT_FALSE(LoadLibraryW(name.c_str())) << utf8Text(name.substr(0, 80));
+        EXPECT_EQ(GetLastError(), ERROR_MOD_NOT_FOUND) << utf8Text(name.substr(0, 80));
+    }
+    EXPECT_FALSE(LoadLibraryW(nullptr));
+    fs::current_path("/");
+}
+
+TEST(Modules, ThatOthersMayWriteAreRefusedByName) {
+    struct Case {
+        unsigned folder, file;
+        const char* refused;
+    };
+    addDiagnosticSink(hear);
+    for (const Case& c :
+         {Case{0755, 0757, "copy.so"}, Case{0755, 0775, "copy.so"}, Case{0777, 0755, "folder"},
+          Case{01777, 0755, "folder"}, Case{0770, 0755, "folder"}}) {
+        const fs::path folder = newFolder();
+        const fs::path path = copyOfModule(folder);
+        const fs::path link = newFolder() / "link.so";
+        fs::create_symlink(path, link);
+        fs::permissions(path, fs::perms(c.file));
+        fs::permissions(folder, fs::perms(c.folder));
+        heard.clear();
+        EXPECT_FALSE(load(path)) << std::oct << c.folder << ' ' << c.file;
+        EXPECT_EQ(GetLastError(), ERROR_ACCESS_DENIED);
+        EXPECT_THAT(heard, HasSubstr(c.refused));
+        EXPECT_FALSE(load(link)) << "the file that is loaded counts, not the way to it";
+
+        fs::permissions(path, fs::perms(0755));
+        fs::permissions(folder, fs::perms(0755));
+        const HMODULE module = load(link);
+        EXPECT_TRUE(module);
+        FreeLibrary(module);
+    }
+    removeDiagnosticSink(hear);
+}
+
+TEST(Modules, GiveOnlyAddressesOfTheirOwn) {
+    const HMODULE module = load(moduleFolder / "first.so");
+    ASSERT_TRUE(module);
+    for (const char* name : {"NoSuchEntry", "malloc", "SysAllocString", ""}) {
+        SetLastError(0);
+        EXPECT_FALSE(GetProcAddress(module, name)) << name;
+        EXPECT_EQ(GetLastError(), ERROR_PROC_NOT_FOUND);
+    }
+    EXPECT_FALSE(GetProcAddress(nullptr, "DllGetClassObject"));
+    FreeLibrary(module);
+}
+
+TEST(Modules, SayTheirPathWithinTheRoomGiven) {
+    const fs::path path = copyOfModule(newFolder(), "na\xC3\xAFve \xFF.so");
+    // A byte that isn't UTF-8 has a unit of its own in a path's text, and leads back.
+    std::u16string text = pathText(path.parent_path()) + u"/na\u00EFve \xF0FF.so";
+    const HMODULE module = LoadLibraryW(text.c_str());
+    ASSERT_TRUE(module) << GetLastError();
+    WCHAR buffer[600];
+    const auto size = static_cast<DWORD>(text.size());
+    EXPECT_EQ(GetModuleFileNameW(module, buffer, size + 1), size);
+    EXPECT_EQ(std::u16string(buffer), text);
+    EXPECT_EQ(GetModuleFileNameW(module, buffer, size), size);
+    EXPECT_EQ(GetLastError(), ERROR_INSUFFICIENT_BUFFER);
+    EXPECT_EQ(std::u16string(buffer), text.substr(0, size - 1));
+    EXPECT_EQ(GetModuleFileNameW(module, buffer, 0), 0u);
+    EXPECT_EQ(GetModuleFileNameW(nullptr, buffer, 600), 0u);
+    FreeLibrary(module);
+}
+
+/// A resource's bytes; "-" where there is none.
+template <class Type>
+std::string resource(HMODULE module, WORD id, Type type) {
+    SetLastError(0);
+    const HRSRC found = FindResourceW(module, id, type);
+    if (!found) {
+        EXPECT_EQ(GetLastError(), ERROR_RESOURCE_NOT_FOUND);
+        return "-";
+    }
+    return {static_cast<const char*>(LoadResource(module, found)), SizeofResource(module, found)};
+}
+
+TEST(Resources, AreFoundByNumberAndType) {
+    const HMODULE module = load(moduleFolder / "first.so");
+    ASSERT_TRUE(module);
+    EXPECT_EQ(resource(module, 65535, u"BYTES"), std::string("any\0bytes\n", 10));
+    EXPECT_EQ(resource(module, 65534, u"BYTES"), "-");
+    EXPECT_EQ(resource(module, 65535, u"BYTE"), "-");
+    EXPECT_EQ(resource(module, 65535, u"BYTES OF ALL KINDS"), "-");
+    EXPECT_EQ(resource(module, 65535, u"\u0142YTES"), "-");
+    EXPECT_EQ(resource(module, 65535, RT_STRING), "-");
+    EXPECT_EQ(resource(nullptr, 65535, u"BYTES"), "-");
+    EXPECT_EQ(SizeofResource(module, nullptr), 0u);
+    EXPECT_EQ(LoadResource(module, nullptr), nullptr);
+    FreeLibrary(module);
+}
+
+TEST(Resources, StringTablesHaveBlocksOfSixteenCountedTexts) {
+    const HMODULE module = load(moduleFolder / "first.so");
+    const auto text = [&](unsigned id) {
+        const std::string bytes = resource(module, static_cast<WORD>(id / 16 + 1), RT_STRING);
+        std::u16string units(bytes.size() / 2, u'\0');
+        std::memcpy(units.data(), bytes.data(), units.size() * 2);
+        std::size_t at = 0;
+        for (unsigned i = 0; i < id % 16; ++i) at += 1u + units.at(at);
+        return utf8Text(units.substr(at + 1, units.at(at)));
+    };
+    EXPECT_EQ(text(2600), "ZL Glimmerbox 283 camera");
+    EXPECT_EQ(text(2601), "a \"quoted\" \\ text; with all sorts of signs");
+    EXPECT_EQ(text(2602), "");
+    EXPECT_EQ(text(2608), "next block");
+    EXPECT_EQ(resource(module, 2600 / 16, RT_STRING), "-");
+    FreeLibrary(module);
+}
+
+TEST(Resources, NothingIsReadBehindANoteThatClaimsTooMuch) {
+    const HMODULE module = load(moduleFolder / "no_classes.so");
+    ASSERT_TRUE(module);
+    EXPECT_EQ(resource(module, 1, u"BYTES"), "data");
+    EXPECT_EQ(resource(module, 2, u"BYTES"), "-");
+    EXPECT_EQ(resource(module, 3, u"BYTES"), "-");
+    FreeLibrary(module);
+}
+
+}  // namespace
+}  // namespace zlk::test

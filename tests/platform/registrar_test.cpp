@@ -1,0 +1,104 @@
+#include "platform/registrar.h"
+
+#include <gmock/gmock.h>
+
+#include "tests/platform/registry_support.h"
+#include "tests/support/ChildProcess.h"
+#include "tests/support/TestMachine.h"
+
+namespace zlk::test {
+namespace {
+
+namespace fs = std::filesystem;
+
+const std::u16string modulePath = pathText(fs::path(ZLK_TEST_MODULE_DIR) / "first.so");
+constexpr RegistrarWord words[] = {{u"PATH", u"/a 'path'/50% {x}\\y"}, {u"PERCENT", u"%"}};
+constexpr HRESULT noResource = HRESULT_FROM_WIN32(ERROR_RESOURCE_NOT_FOUND);
+
+class Registrar : public ::testing::Test {
+  protected:
+    HRESULT run(WORD script, bool install) {
+        return runRegistryScript(module_, script, install, words);
+    }
+    ~Registrar() override { FreeLibrary(module_); }
+
+    const HMODULE module_ = LoadLibraryW(modulePath.c_str());
+};
+
+bool exists(const std::u16string& key) {
+    return static_cast<bool>(openKey(HKEY_LOCAL_MACHINE, key));
+}
+
+std::string valueOf(const std::u16string& path, const WCHAR* name) {
+    const RegistryKey key = openKey(HKEY_LOCAL_MACHINE, path);
+    const Answer answer = query(key.get(), name);
+    if (answer.result || answer.type != REG_DWORD) return text(key.get(), name);
+    DWORD number;
+    std::memcpy(&number, answer.data.data(), sizeof number);
+    return std::to_string(number);
+}
+
+TEST_F(Registrar, WritesWhatAScriptSaysAndTakesItAway) {
+    ASSERT_EQ(run(10, true), S_OK);
+    const std::u16string key = u"Software\\ZlkTest";
+    EXPECT_EQ(valueOf(key, nullptr), "it's a {text} of 100%");
+    EXPECT_EQ(valueOf(key, u"Number"), "4294967295");
+    EXPECT_EQ(valueOf(key, u"Hex number"), "255");
+    EXPECT_EQ(valueOf(key, u"A name with blanks"), "word");
+    EXPECT_EQ(valueOf(key + u"\\Key with blanks", nullptr), "");
+    EXPECT_TRUE(exists(key + u"\\Key with blanks\\Bare"));
+    EXPECT_EQ(valueOf(key + u"\\Replaced", u"Kept"), "/a 'path'/50% {x}\\y");
+
+    EXPECT_EQ(run(10, false), S_OK);
+    EXPECT_FALSE(exists(key));
+    EXPECT_TRUE(exists(u"Software"));
+    EXPECT_EQ(run(10, false), S_OK) << "twice";
+}
+
+TEST_F(Registrar, ReplacesAForceRemoveKeyAndLeavesWhatOthersWroteElsewhere) {
+    const std::u16string key = u"Software\\ZlkTest";
+    ASSERT_EQ(run(10, true), S_OK);
+    createKey(HKEY_LOCAL_MACHINE, key + u"\\Replaced\\Old");
+    createKey(HKEY_LOCAL_MACHINE, key + u"\\Other");
+    ASSERT_EQ(run(10, true), S_OK);
+    EXPECT_FALSE(exists(key + u"\\Replaced\\Old"));
+    EXPECT_TRUE(exists(key + u"\\Other"));
+
+    ASSERT_EQ(run(10, false), S_OK);
+    EXPECT_TRUE(exists(key + u"\\Other"));
+    EXPECT_FALSE(exists(key + u"\\Replaced"));
+    EXPECT_EQ(valueOf(key, u"Number"), "<2>");
+}
+
+TEST_F(Registrar, RefusesAWrongScriptBeforeItWritesAnything) {
+    WORD script = 100;
+    for (; FindResourceW(module_, script, u"REGISTRY"); ++script) {
+        EXPECT_EQ(run(script, true), E_INVALIDARG) << script - 99 << " in wrong.txt";
+        EXPECT_EQ(run(script, false), E_INVALIDARG) << script - 99 << " in wrong.txt";
+    }
+    EXPECT_GT(script, 120);
+    for (const char16_t* key : {u"Key", u"First"}) EXPECT_FALSE(exists(key));
+    EXPECT_EQ(run(99, true), noResource);
+    EXPECT_EQ(runRegistryScript(nullptr, 10, true, words), noResource);
+    EXPECT_EQ(runRegistryScript(module_, 10, true, {}), E_INVALIDARG) << "no words";
+}
+
+ZLK_CHILD(runsAScript) {
+    const HMODULE module = LoadLibraryW(modulePath.c_str());
+    for (const bool install : {true, false})
+        child.say(std::to_string(runRegistryScript(module, 10, install, words)));
+    return 0;
+}
+
+TEST_F(Registrar, GivesTheErrorOfAStoreThatOthersMayWrite) {
+    ASSERT_EQ(run(10, true), S_OK);
+    fs::permissions(machineRoot() / "registry.db", fs::perms(0666));
+    ChildProcess child("runsAScript");  // a store is looked at when it is opened
+    EXPECT_EQ(child.hear(), std::to_string(E_ACCESSDENIED));
+    EXPECT_EQ(child.hear(), std::to_string(E_ACCESSDENIED));
+    fs::permissions(machineRoot() / "registry.db", fs::perms(0600));
+    EXPECT_EQ(run(10, false), S_OK);
+}
+
+}  // namespace
+}  // namespace zlk::test
