@@ -1,0 +1,58 @@
+// Conversions and formatting, on any bytes.
+
+#include "platform/text.h"
+
+#include "fuzz/Input.h"
+
+using namespace zlk::fuzz;
+
+namespace {
+
+/// What a strict conversion takes must come back unchanged.
+void convert(Input& input) {
+    const std::string narrow = input.narrow(200);
+    const int size = static_cast<int>(narrow.size());
+    WCHAR wide[200];
+    const int units = size == 0 ? 0
+                                : MultiByteToWideChar(CP_UTF8, MB_ERR_INVALID_CHARS, narrow.data(),
+                                                      size, wide, 200);
+    if (units > 0) {
+        char back[200];
+        const int bytes =
+            WideCharToMultiByte(CP_UTF8, WC_ERR_INVALID_CHARS, wide, units, back, 200);
+        require(std::string_view(back, static_cast<std::size_t>(bytes)) == narrow);
+    }
+    const std::u16string lenient = wideText(narrow);
+    require(wideText(utf8Text(lenient)) == lenient);
+}
+
+void format(Input& input) {
+    WCHAR buffer[64];
+    const std::size_t room = input.byte() % 65;
+    const std::u16string text = input.wide(20);
+    const std::string narrow = input.narrow(20);
+    const FormatArgument arguments[] = {static_cast<int>(input.number()), text, narrow,
+                                        std::uint64_t{input.number()} << 20,
+                                        static_cast<short>(input.byte())};
+    const std::u16string pattern = input.wide(100);
+    const std::size_t units = formatWide(buffer, room, pattern, arguments);
+    const std::u16string whole = formatText(pattern, arguments);
+    require(whole.size() == units);
+    if (room > 0) {
+        const std::size_t written = std::min(units, room - 1);
+        require(buffer[written] == 0);
+        require(whole.compare(0, written, buffer, written) == 0);
+    }
+}
+
+}  // namespace
+
+extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
+    Input input(data, size);
+    convert(input);
+    format(input);
+    const std::u16string text = input.wide(50);
+    require(equalIgnoringCase(text, upperCase(text)));
+    _wtoi(text.c_str());
+    return 0;
+}

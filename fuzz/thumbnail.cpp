@@ -1,0 +1,26 @@
+// Pictures from cards.
+
+#include "fuzz/Input.h"
+#include "siblings/thumbnails/ExifBlock.h"
+#include "siblings/thumbnails/JpegReader.h"
+
+using namespace zlk;
+
+extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
+    const ExifBlock exif({data, size});
+    const Orientation held = exif.orientation();
+    fuzz::require(held >= 1 && held <= 8);
+    fuzz::require(exif.thumbnail().size() <= size);
+
+    MemorySource source({data, size});
+    JpegReader reader(source);
+    if (const auto full = reader.open()) {
+        const Size wanted = fitInto(*full, {160, 160});
+        fuzz::require(wanted.width <= 160 && wanted.height <= 160);
+        if (const auto picture = reader.decode(wanted)) {
+            const Picture seen = turned(*picture, held);
+            fuzz::require(seen.rgb.size() == picture->rgb.size());
+        }
+    }
+    return 0;
+}

@@ -1,0 +1,50 @@
+// Documents from cameras: whatever one loads reads back as the same document.
+
+#include "siblings/xml_document/XmlDocument.h"
+
+#include "fuzz/Input.h"
+#include "platform/text.h"
+
+using namespace zlk;
+using namespace zlk::fuzz;
+
+namespace {
+
+ComPtr<IXmlDoc> newDocument() {
+    ComPtr<IXmlDoc> document;
+    createObject<XmlDocument>(nullptr, iidOf<IXmlDoc>, reinterpret_cast<void**>(document.out()));
+    return document;
+}
+
+std::u16string xmlOf(IXmlDoc& document) {
+    Bstr xml;
+    require(document.GetXml(xml.out()) == S_OK);
+    return std::u16string(xml.view());
+}
+
+}  // namespace
+
+extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
+    Input input(data, size);
+    const Bstr path(wideText(input.narrow(input.byte() % 32)));
+    const Bstr value(input.wide(input.byte() % 16));
+    const Bstr text(wideText(input.narrow(4096)));
+
+    const ComPtr<IXmlDoc> document = newDocument();
+    if (SUCCEEDED(document->Load(text.get()))) {
+        Bstr found;
+        document->GetValue(path.get(), found.out());
+        document->GetAttribute(path.get(), value.get(), found.out());
+        const bool set = SUCCEEDED(document->SetValue(path.get(), value.get()));
+        if (set) {
+            require(document->GetValue(path.get(), found.out()) == S_OK);
+            require(found.view() == value.view());
+        }
+        document->AddFragment(path.get(), text.get());
+        const std::u16string once = xmlOf(*document.get());
+        const ComPtr<IXmlDoc> again = newDocument();
+        // A fragment's own depth comes on top of the place where it was added.
+        if (SUCCEEDED(again->Load(Bstr(once).get()))) require(xmlOf(*again.get()) == once);
+    }
+    return 0;
+}
