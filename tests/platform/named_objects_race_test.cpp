@@ -14,6 +14,8 @@
 #include <memory>
 #include <random>
 #include <set>
+#include <thread>
+#include <vector>
 
 #include "platform/named_objects.h"
 #include "tests/support/ChildProcess.h"
@@ -176,6 +178,26 @@ TEST(NamedObjectsRace, HasNeverTwoOwnersAndNeverHangs) {
     RecordProperty("sections", findings.sections);
     RecordProperty("abandoned", findings.abandoned);
     RecordProperty("kills", static_cast<int>(killed.size()));
+}
+
+TEST(NamedObjectsRace, KeepsThreadsApartToo) {
+    constexpr int rounds = 300;
+    int counted = 0, abandoned = 0;  // both guarded by the mutex
+    const auto count = [&] {
+        const UniqueHandle mutex(CreateMutexW(nullptr, 0, u"ThreadRace"));
+        const DWORD result = WaitForSingleObject(mutex.get(), INFINITE);
+        if (result == WAIT_ABANDONED) ++abandoned;
+        if (result == WAIT_OBJECT_0 || result == WAIT_ABANDONED) ++counted;
+        if (counted % 10) ReleaseMutex(mutex.get());  // else dropped while owned
+    };
+    std::vector<std::thread> threads;
+    for (int i = 0; i < 4; ++i)
+        threads.emplace_back([&] {
+            for (int round = 0; round < rounds; ++round) count();
+        });
+    for (std::thread& thread : threads) thread.join();
+    EXPECT_EQ(counted, 4 * rounds);
+    EXPECT_LE(abandoned, 4 * rounds / 10);
 }
 
 }  // namespace
