@@ -67,6 +67,11 @@ DWORD errorFromSqlite(int code, int systemError) {
     }
 }
 
+int noteLog(void* sharesLog, int, char** columns, char**) {
+    *static_cast<bool*>(sharesLog) = columns[0] && std::string_view(columns[0]) == "wal";
+    return 0;
+}
+
 }  // namespace
 
 void RegistryDatabase::Close::operator()(sqlite3* connection) const noexcept {
@@ -91,14 +96,16 @@ RegistryDatabase::RegistryDatabase(const std::string& path, Mode mode)
     int keepLog = 1;
     ::sqlite3_file_control(connection, "main", SQLITE_FCNTL_PERSIST_WAL, &keepLog);
     execute("PRAGMA trusted_schema = OFF; PRAGMA foreign_keys = ON; PRAGMA synchronous = NORMAL");
-    if (immutable_ || opensReadOnly()) return;
-    // A store that was moved to another kind of file system is converted. While others have it
-    // open that fails, and it works on as it is.
-    ::sqlite3_exec(
-        connection,
-        sharesMemory(path) ? "PRAGMA journal_mode = WAL" : "PRAGMA journal_mode = DELETE", nullptr,
-        nullptr, nullptr);
-    execute("PRAGMA journal_size_limit = 0");
+    if (!immutable_ && !opensReadOnly()) {
+        // A store that was moved to another kind of file system is converted. While others have it
+        // open that fails, and it works on as it is.
+        const char* convert =
+            sharesMemory(path) ? "PRAGMA journal_mode = WAL" : "PRAGMA journal_mode = DELETE";
+        ::sqlite3_exec(connection, convert, nullptr, nullptr, nullptr);
+        execute("PRAGMA journal_size_limit = 0");
+    }
+    ::sqlite3_exec(connection, "PRAGMA journal_mode", noteLog, &sharesLog_, nullptr);
+    if (immutable_) sharesLog_ = false;
 }
 
 RegistryDatabase::RegistryDatabase() : path_("a new store") {
@@ -124,9 +131,10 @@ std::vector<BYTE> RegistryDatabase::image() {
 std::optional<RegistryDatabase::ChangeMark> RegistryDatabase::changeMark() noexcept {
     // The head of the log's index: the number of the last commit, its place in the log and its
     // checksum. Readers of the log compare these very bytes to learn whether anything is new.
+    if (!sharesLog_) return {};  // asking would make one
     sqlite3_file* file = nullptr;
     ::sqlite3_file_control(connection_.get(), "main", SQLITE_FCNTL_FILE_POINTER, &file);
-    if (immutable_ || !file || !file->pMethods || file->pMethods->iVersion < 2) return {};
+    if (!file || !file->pMethods || file->pMethods->iVersion < 2) return {};
     constexpr int regionSize = 32 * 1024;
     void volatile* region = nullptr;
     const int code = file->pMethods->xShmMap(file, 0, regionSize, 0, &region);

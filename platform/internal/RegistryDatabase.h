@@ -65,6 +65,7 @@ class RegistryDatabase {
 
     std::string path_;
     bool immutable_ = false;
+    bool sharesLog_ = false;  // for as long as it is open: no other process can take it away
     std::unique_ptr<sqlite3, Close> connection_;
     std::map<const char*, std::unique_ptr<sqlite3_stmt, Close>> statements_;  // by text address
 };
