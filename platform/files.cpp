@@ -178,7 +178,8 @@ DWORD attributesOfPath(const WCHAR* path) {
     if (keepsFatAttributes(asked.get()))
         if (const Descriptor file = target->open(O_RDONLY | O_NONBLOCK))
             fat = fatAttributes(file.get());
-    return attributesOf(status, target->lastName().c_str(), fat);
+    const std::string& way = target->way();
+    return attributesOf(status, way.c_str() + way.rfind('/') + 1, fat);
 }
 
 bool deleteFile(const WCHAR* path) {

@@ -28,8 +28,11 @@ struct Given {
 using Table = std::vector<Given>;
 
 Descriptor openFile(const std::string& path, int flags) {
-    return Descriptor(::open(path.c_str(), flags | O_CLOEXEC | O_NOFOLLOW | O_NONBLOCK,
-                             MachineRoot::instance().fileMode()));
+    const mode_t mode = MachineRoot::instance().fileMode();
+    Descriptor file(::open(path.c_str(), flags | O_CLOEXEC | O_NOFOLLOW | O_NONBLOCK, mode));
+    // The caller's file mode mask must not shut a group out; what another user made has it right.
+    if (file && (flags & O_CREAT)) ::fchmod(file.get(), mode);
+    return file;
 }
 
 Table readTable(const std::string& folder) {
@@ -53,9 +56,8 @@ bool writeTable(const std::string& folder, const Table& table) {
         bytes += static_cast<char>(given.letter) + (' ' + given.disk) + ' ' + given.device + '\n';
     const std::string path = folder + tableName, fresh = path + ".new";
     const Descriptor file = openFile(fresh, O_WRONLY | O_CREAT | O_TRUNC);
-    // The caller's file mode mask must not shut a group out.
     const bool written =
-        file && ::fchmod(file.get(), MachineRoot::instance().fileMode()) == 0 &&
+        file &&
         ::write(file.get(), bytes.data(), bytes.size()) == static_cast<ssize_t>(bytes.size()) &&
         ::rename(fresh.c_str(), path.c_str()) == 0;
     if (!written) diagnose(category, u"Can't keep the drive letters in %s", path);
@@ -88,7 +90,7 @@ Table completed(const Table& old, const std::vector<SystemVolume>& volumes,
         // A card takes over the letter of its empty reader, and leaves it when it is taken out.
         WCHAR letter = 0;
         for (const Given& given : old)
-            if (given.disk == volume.disk && !isTaken(table, taken, given.letter))
+            if (!letter && given.disk == volume.disk && !isTaken(table, taken, given.letter))
                 letter = given.letter;
         for (WCHAR next = firstLetter; !letter && next <= lastLetter; ++next)
             if (!isTaken(table, taken, next)) letter = next;

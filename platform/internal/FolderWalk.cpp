@@ -4,11 +4,12 @@
 #include <fcntl.h>
 
 #include <algorithm>
-#include <numeric>
+#include <optional>
 
 #include "platform/internal/Diagnose.h"
 #include "platform/internal/FileAttributes.h"
 #include "platform/internal/FileName.h"
+#include "platform/internal/PathTarget.h"
 #include "platform/internal/PosixError.h"
 #include "platform/text.h"
 
@@ -27,8 +28,9 @@ bool mayBeListed(unsigned char type) noexcept {
 
 }  // namespace
 
-FolderWalk::FolderWalk(PathTarget target, Descriptor folder)
-    : target_(std::move(target)),
+FolderWalk::FolderWalk(PathRoot root, std::string way, Descriptor folder)
+    : root_(std::move(root)),
+      way_(std::move(way)),
       folder_(std::move(folder)),
       fat_(keepsFatAttributes(folder_.get())) {
     readNames();
@@ -52,7 +54,7 @@ std::shared_ptr<FolderWalk> FolderWalk::start(const WCHAR* pattern) {
         if (GetLastError() == ERROR_FILE_NOT_FOUND) SetLastError(ERROR_PATH_NOT_FOUND);
         return nullptr;
     }
-    return std::make_shared<FolderWalk>(std::move(*target), std::move(folder));
+    return std::make_shared<FolderWalk>(target->takeRoot(), target->way(), std::move(folder));
 }
 
 void FolderWalk::note(DWORD error) noexcept {
@@ -144,7 +146,7 @@ bool FolderWalk::describe(const Name& name, WIN32_FIND_DATAW& entry) {
     bool known = statEntry(folder_.get(), bytes, status);
     Descriptor linked;
     if (known && S_ISLNK(status.stx_mode)) {
-        linked = target_.openEntry(bytes, O_PATH);
+        linked = root_.open(way_ + '/' + bytes, O_PATH);
         known = linked && statEntry(linked.get(), "", status) && isFile(status);
         if (!known) return false;
     }

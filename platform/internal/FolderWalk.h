@@ -7,7 +7,7 @@
 
 #include "platform/files.h"
 #include "platform/internal/Handle.h"
-#include "platform/internal/PathTarget.h"
+#include "platform/internal/PathRoot.h"
 
 namespace zlk::platform {
 
@@ -19,7 +19,8 @@ class FolderWalk final : public Handle {
     /// The next entry; false with the last error.
     bool next(WIN32_FIND_DATAW& entry);
 
-    FolderWalk(PathTarget target, Descriptor folder);
+    /// `way`: from the root to the folder.
+    FolderWalk(PathRoot root, std::string way, Descriptor folder);
 
   private:
     /// Where an entry's name and text stand in the two stores: a name costs no memory of its own.
@@ -36,9 +37,10 @@ class FolderWalk final : public Handle {
         return std::u16string_view(texts_).substr(name.text, name.textLength);
     }
 
-    PathTarget target_;
-    Descriptor folder_;
-    bool fat_;
+    const PathRoot root_;
+    const std::string way_;
+    const Descriptor folder_;
+    const bool fat_;
     std::string bytes_;  ///< the names, each with a terminator
     std::u16string texts_;
     std::vector<Name> names_;

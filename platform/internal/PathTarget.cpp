@@ -2,9 +2,7 @@
 
 #include <dirent.h>
 #include <fcntl.h>
-#include <linux/openat2.h>
 #include <sys/stat.h>
-#include <sys/syscall.h>
 
 #include <memory>
 #include <utility>
@@ -20,43 +18,6 @@ namespace {
 
 constexpr std::size_t maxPathUnits = 32767;
 constexpr int folderFlags = O_PATH | O_DIRECTORY | O_CLOEXEC;
-
-int openBeneath(int base, const char* way, int flags) noexcept {
-    open_how how{};
-    how.flags = static_cast<unsigned>(flags);
-    how.resolve = RESOLVE_BENEATH | RESOLVE_NO_MAGICLINKS;
-    int fd;
-    // A rename anywhere on the machine may spoil one try.
-    for (int tries = 0; tries < 100; ++tries) {
-        fd = static_cast<int>(::syscall(SYS_openat2, base, way, &how, sizeof how));
-        if (fd >= 0 || (errno != EAGAIN && errno != EINTR)) break;
-    }
-    return fd;
-}
-
-/// Asked once: old kernels don't know the call, and some containers forbid it.
-bool kernelFences() noexcept {
-    static const bool known = [] {
-        const Descriptor probe(openBeneath(AT_FDCWD, ".", folderFlags));
-        return probe || (errno != ENOSYS && errno != EPERM);
-    }();
-    return known;
-}
-
-/// The same without the kernel's fence: name by name, no link followed.
-int openWithoutLinks(int base, const std::string& way, int flags) noexcept {
-    Descriptor folder;
-    int from = base;
-    std::size_t start = 0;
-    for (std::size_t end; (end = way.find('/', start)) != std::string::npos; start = end + 1) {
-        const std::string name = way.substr(start, end - start);
-        Descriptor next(::openat(from, name.c_str(), folderFlags | O_NOFOLLOW));
-        if (!next) return -1;
-        folder = std::move(next);
-        from = folder.get();
-    }
-    return ::openat(from, way.c_str() + start, flags | O_NOFOLLOW);
-}
 
 bool existsIn(int folder, const std::string& name) noexcept {
     struct stat status;
@@ -124,8 +85,8 @@ std::optional<std::string> findName(int folder, std::u16string_view text, bool a
     return found;
 }
 
-PathTarget::PathTarget(Descriptor base, std::vector<std::u16string_view> components)
-    : base_(std::move(base)), components_(std::move(components)) {}
+PathTarget::PathTarget(PathRoot root, std::vector<std::u16string_view> components, bool anyCase)
+    : root_(std::move(root)), components_(std::move(components)), anyCase_(anyCase) {}
 
 std::optional<PathTarget> PathTarget::find(const WCHAR* path) {
     if (!path || !*path) {
@@ -144,37 +105,28 @@ std::optional<PathTarget> PathTarget::find(const DeviceName& name) {
         return std::nullopt;
     }
     auto below = name.components;
-    Descriptor base;
+    Descriptor folder;
     switch (name.form) {
         case Form::Volume:
         case Form::Device:
             SetLastError(ERROR_FILE_NOT_FOUND);
             return std::nullopt;
         case Form::Current:
-            return PathTarget({}, std::move(below));
+            return PathTarget(PathRoot(), std::move(below), false);
         case Form::Machine:
-            base = Descriptor(::open("/", folderFlags));
+            folder = Descriptor(::open("/", folderFlags));
             break;
         case Form::Drive:
-            base = openDriveFolder(name.letter);
+            folder = openDriveFolder(name.letter);
             break;
         case Form::Share:
-            base = openShareFolder(below);
+            folder = openShareFolder(below);
             break;
     }
-    if (!base) return std::nullopt;
-    PathTarget target(std::move(base), std::move(below));
-    target.anyCase_ = name.form != Form::Machine;
-    target.fenced_ = target.anyCase_ && name.letter != machineLetter;
-    return target;
-}
-
-Descriptor PathTarget::openBelow(const std::string& way, int flags) const {
-    const int base = base_ ? base_.get() : AT_FDCWD;
-    flags |= O_CLOEXEC;
-    if (!fenced_) return Descriptor(::openat(base, way.c_str(), flags));
-    return Descriptor(kernelFences() ? openBeneath(base, way.c_str(), flags)
-                                     : openWithoutLinks(base, way, flags));
+    if (!folder) return std::nullopt;
+    const bool anyCase = name.form != Form::Machine;
+    const bool fenced = anyCase && name.letter != machineLetter;
+    return PathTarget(PathRoot(std::move(folder), fenced), std::move(below), anyCase);
 }
 
 Descriptor PathTarget::open(int flags) {
@@ -183,12 +135,12 @@ Descriptor PathTarget::open(int flags) {
         SetLastError(ERROR_INVALID_NAME);
         return {};
     }
-    Descriptor opened = openBelow(*way, flags);
+    Descriptor opened = root_.open(*way, flags);
     if (!opened && isMiss(errno)) {
         auto spelling = spell();
         if (!spelling) return {};
         way = std::move(spelling->way);
-        opened = openBelow(*way, flags);
+        opened = root_.open(*way, flags);
     }
     if (opened) {
         way_ = std::move(*way);
@@ -198,10 +150,6 @@ Descriptor PathTarget::open(int flags) {
     return opened;
 }
 
-Descriptor PathTarget::openEntry(const char* name, int flags) const {
-    return openBelow(way_ + '/' + name, flags);
-}
-
 std::optional<PathTarget::Entry> PathTarget::entry() const {
     if (isRoot()) {
         SetLastError(ERROR_ACCESS_DENIED);
@@ -209,29 +157,28 @@ std::optional<PathTarget::Entry> PathTarget::entry() const {
     }
     auto spelling = spell();
     if (!spelling) return std::nullopt;
-    return Entry{std::move(spelling->folder), std::move(spelling->name), spelling->exists};
+    return std::move(spelling->entry);
 }
 
 std::optional<PathTarget::Spelling> PathTarget::spell() const {
-    Spelling spelling;
-    for (const std::u16string_view component : components_) {
-        spelling.folder = openBelow(spelling.way.empty() ? "." : spelling.way, folderFlags);
-        if (!spelling.folder) {
+    Spelling spelling{".", {}};
+    for (std::size_t i = 0; i < components_.size(); ++i) {
+        Entry& entry = spelling.entry;
+        entry.folder = root_.open(spelling.way, folderFlags);
+        if (!entry.folder) {
             setErrorOfFolder();
             return std::nullopt;
         }
-        auto name = findName(spelling.folder.get(), component, anyCase_);
-        spelling.exists = name.has_value();
-        if (!name) name = byteName(component);
+        auto name = findName(entry.folder.get(), components_[i], anyCase_);
+        entry.exists = name.has_value();
+        if (!name) name = byteName(components_[i]);
         if (!name) {
             SetLastError(ERROR_INVALID_NAME);
             return std::nullopt;
         }
-        spelling.name = std::move(*name);
-        if (!spelling.way.empty()) spelling.way += '/';
-        spelling.way += spelling.name;
+        entry.name = std::move(*name);
+        spelling.way = i == 0 ? entry.name : spelling.way + '/' + entry.name;
     }
-    if (spelling.way.empty()) spelling.way = ".";
     return spelling;
 }
 
