@@ -1,0 +1,277 @@
+#include <gmock/gmock.h>
+#include <linux/filter.h>
+#include <linux/seccomp.h>
+#include <sys/prctl.h>
+#include <sys/socket.h>
+#include <sys/stat.h>
+#include <sys/syscall.h>
+#include <sys/un.h>
+#include <unistd.h>
+
+#include <cstddef>
+
+#include "platform/files.h"
+#include "platform/text.h"
+#include "tests/platform/CardFolder.h"
+#include "tests/support/ChildProcess.h"
+
+namespace zlk::test {
+namespace {
+
+namespace fs = std::filesystem;
+using ::testing::ElementsAre;
+
+TEST(SplitPath, GivesPartsThatMakeUpThePath) {
+    struct {
+        std::u16string_view path, drive, directory, name, extension;
+    } const rows[] = {
+        {u"E:\\DCIM\\100CAM\\PICT0001.JPG", u"E:", u"\\DCIM\\100CAM\\", u"PICT0001", u".JPG"},
+        {u"\\\\server\\share\\a.b.c", u"", u"\\\\server\\share\\", u"a.b", u".c"},
+        {u"/home/x/", u"", u"/home/x/", u"", u""},
+        {u"E:plain", u"E:", u"", u"plain", u""},
+        {u"dir.d/plain", u"", u"dir.d/", u"plain", u""},
+        {u"", u"", u"", u"", u""},
+    };
+    for (const auto& row : rows) {
+        const PathParts parts = splitPath(row.path);
+        EXPECT_EQ(parts.drive, row.drive) << utf8Text(row.path);
+        EXPECT_EQ(parts.directory, row.directory) << utf8Text(row.path);
+        EXPECT_EQ(parts.name, row.name) << utf8Text(row.path);
+        EXPECT_EQ(parts.extension, row.extension) << utf8Text(row.path);
+    }
+}
+
+TEST(Paths, AllFormsLeadToTheSameFile) {
+    const Card card;
+    fs::create_directories(card.folder / "DCIM/100CAM");
+    writeFile(card.folder / "DCIM/100CAM/Pict.jpg", "picture");
+    const std::u16string whole = pathText(card.folder / "DCIM/100CAM/Pict.jpg");
+    EXPECT_EQ(contentOf(whole), "picture");
+    EXPECT_EQ(contentOf(u"Z:" + whole), "picture");
+    EXPECT_EQ(contentOf(card.path(u"DCIM\\100CAM\\Pict.jpg")), "picture");
+    EXPECT_EQ(contentOf(card.path(u"DCIM/\\100CAM\\.\\Pict.jpg")), "picture");
+    EXPECT_EQ(contentOf(card.path(u"..\\..\\DCIM\\x\\..\\100CAM\\Pict.jpg")), "picture");
+    // Without case below a drive, to the letter elsewhere.
+    EXPECT_EQ(contentOf(card.path(u"dcim\\100cam\\PICT.JPG")), "picture");
+    EXPECT_EQ(openError(pathText(card.folder) + u"/dcim/100CAM/Pict.jpg"), ERROR_PATH_NOT_FOUND);
+    EXPECT_EQ(openError(pathText(card.folder) + u"/DCIM/100CAM/pict.jpg"), ERROR_FILE_NOT_FOUND);
+
+    WCHAR before[1000];
+    ASSERT_GT(GetCurrentDirectoryW(1000, before), 0u);
+    ASSERT_TRUE(SetCurrentDirectoryW(card.path(u"dcim").c_str()));
+    EXPECT_EQ(contentOf(u"100CAM\\Pict.jpg"), "picture");
+    EXPECT_EQ(contentOf(u"../DCIM/100CAM/Pict.jpg"), "picture");
+    EXPECT_TRUE(SetCurrentDirectoryW(before));
+}
+
+TEST(Paths, AMissTellsWhatIsMissing) {
+    const Card card;
+    writeFile(card.folder / "file", "");
+    struct {
+        std::u16string path;
+        DWORD error;
+    } const rows[] = {
+        {card.path(u"none.jpg"), ERROR_FILE_NOT_FOUND},
+        {card.path(u"none\\none.jpg"), ERROR_PATH_NOT_FOUND},
+        {card.path(u"file\\none.jpg"), ERROR_PATH_NOT_FOUND},
+        {u"Q:\\none.jpg", ERROR_PATH_NOT_FOUND},
+        {u"\\\\server\\share\\none.jpg", ERROR_PATH_NOT_FOUND},
+        {u"\\\\.\\Nodevice0", ERROR_FILE_NOT_FOUND},
+        {card.path(u"half\xD800pair"), ERROR_INVALID_NAME},
+        {u"", ERROR_PATH_NOT_FOUND},
+        {card.path(u""), ERROR_ACCESS_DENIED},
+        {card.path(std::u16string(40'000, u'x')), ERROR_FILENAME_EXCED_RANGE},
+        {card.path(std::u16string(300, u'x')), ERROR_FILENAME_EXCED_RANGE},
+    };
+    for (const auto& row : rows)
+        EXPECT_EQ(openError(row.path), row.error) << utf8Text(row.path).substr(0, 80);
+}
+
+TEST(Paths, TheExactSpellingWinsAndANewNameTakesNoOtherSpelling) {
+    const Card card;
+    writeFile(card.folder / "a.jpg", "lower");
+    writeFile(card.folder / "A.JPG", "upper");
+    EXPECT_EQ(contentOf(card.path(u"a.jpg")), "lower");
+    EXPECT_EQ(contentOf(card.path(u"A.JPG")), "upper");
+    EXPECT_EQ(openError(card.path(u"a.JPG"), GENERIC_WRITE, 0, CREATE_NEW), ERROR_FILE_EXISTS);
+    EXPECT_EQ(resultOf(CreateDirectoryW(card.path(u"a.JPG").c_str(), nullptr)),
+              ERROR_ALREADY_EXISTS);
+    EXPECT_TRUE(open(card.path(u"New"), GENERIC_WRITE, 0, CREATE_ALWAYS));
+    EXPECT_TRUE(open(card.path(u"NEW"), GENERIC_WRITE, 0, CREATE_ALWAYS));
+    EXPECT_EQ(GetLastError(), ERROR_ALREADY_EXISTS);
+    EXPECT_THAT(namesOf(walk(card.path(u""))), ElementsAre(u"A.JPG", u"a.jpg", u"New"));
+}
+
+TEST(Paths, EveryNameOfAWalkLeadsBackToItsFile) {
+    const Card card;
+    const std::vector<std::string> names = {
+        "\xFF\xFE.jpg",       // no UTF-8
+        "a\\b.jpg",           // no separator
+        "line\nend\x7F\x01",  // control characters
+        "e\xCC\x81t\xC3\xA9.jpg",
+        "\xEF\xBF\xBE\xEF\xBF\xBF",    // what no XML document may hold
+        "\xEF\x81\x9C.jpg",            // really U+F05C
+        "\xEF\x81\x9C and \xFF",       // really U+F05C, and a byte
+        "\xEF\x80\xAF..\xEF\x80\xAF",  // U+F02F, which must not become a slash
+        "trailing dot.",
+        " blanks ",
+        "colon:stream",
+        "~",
+        std::string(255, '\x80'),
+        "\xF0\x9F\x93\xB7",  // beyond the first plane
+    };
+    for (const std::string& name : names) writeFile(card.folder / name, name);
+    fs::create_directory(card.folder / "f\xFFlder");
+    writeFile(card.folder / "f\xFFlder" / "x\xFF", "inner");
+
+    std::vector<std::string> contents;
+    for (const WIN32_FIND_DATAW& entry : walk(card.path(u""))) {
+        const std::u16string path = card.path(entry.cFileName);
+        EXPECT_EQ(path.find_first_of(u"\n\x7F\xFFFE\xFFFF"), path.npos);
+        if (entry.dwFileAttributes & FILE_ATTRIBUTE_DIRECTORY) {
+            EXPECT_EQ(contentOf(path + u"\\" + walk(path).at(0).cFileName), "inner");
+            continue;
+        }
+        EXPECT_TRUE(open(pathText(card.folder) + u"/" + entry.cFileName, 0));
+        FileStatus status;
+        EXPECT_TRUE(_wstat64i32(path.c_str(), status));
+        EXPECT_EQ(GetFileAttributesW(path.c_str()), entry.dwFileAttributes);
+        const UniqueHandle file = open(path);
+        std::string content(entry.nFileSizeLow, 0);
+        DWORD read = 0;
+        EXPECT_TRUE(ReadFile(file.get(), content.data(), entry.nFileSizeLow, &read, nullptr));
+        contents.push_back(content);
+        EXPECT_TRUE(DeleteFileW(path.c_str())) << utf8Text(path);
+    }
+    EXPECT_THAT(contents, ::testing::UnorderedElementsAreArray(names));
+    EXPECT_THAT(namesOf(walk(card.path(u""))), ElementsAre(u"f\xF0FFlder"));
+
+    // A copy gets the name of its original.
+    EXPECT_TRUE(open(card.path(u"c\xF05Cpy\xF0FF"), GENERIC_WRITE, 0, CREATE_NEW));
+    EXPECT_TRUE(fs::exists(card.folder / "c\\py\xFF"));
+    // And no unit becomes a slash.
+    EXPECT_TRUE(open(card.path(u"..\xF02F"
+                               u"up"),
+                     GENERIC_WRITE, 0, CREATE_NEW));
+    EXPECT_TRUE(fs::exists(card.folder / "..\xEF\x80\xAFup"));
+}
+
+TEST(Paths, OfTwoNamesThatReadTheSameOneIsListedAndMeant) {
+    const Card card;
+    writeFile(card.folder / "a\xFF", "byte");
+    writeFile(card.folder / "a\xEF\x83\xBF", "unit");
+    ASSERT_THAT(namesOf(walk(card.path(u""))), ElementsAre(u"a\xF0FF"));
+    EXPECT_EQ(contentOf(card.path(u"a\xF0FF")), "unit");
+    EXPECT_TRUE(DeleteFileW(card.path(u"a\xF0FF").c_str()));
+    ASSERT_THAT(namesOf(walk(card.path(u""))), ElementsAre(u"a\xF0FF"));
+    EXPECT_EQ(contentOf(card.path(u"a\xF0FF")), "byte");
+}
+
+void makeSocket(const fs::path& path) {
+    sockaddr_un address{};
+    address.sun_family = AF_UNIX;
+    path.string().copy(address.sun_path, sizeof address.sun_path - 1);
+    const int fd = ::socket(AF_UNIX, SOCK_STREAM, 0);
+    EXPECT_EQ(::bind(fd, reinterpret_cast<sockaddr*>(&address), sizeof address), 0);
+    ::close(fd);
+}
+
+/// A card with links and special files, and a secret beside it.
+struct HostileCard : Card {
+    HostileCard() : Card(newFolder() / "card") {}
+    explicit HostileCard(const fs::path& top) : Card(make(top)) {}
+    static fs::path make(const fs::path& top) {
+        fs::create_directories(top / "card/DCIM");
+        writeFile(top / "secret", "secret");
+        fs::create_directory(top / "private");
+        writeFile(top / "private/secret", "secret");
+        const fs::path card = top / "card";
+        writeFile(card / "real.jpg", "picture");
+        fs::create_symlink("../real.jpg", card / "DCIM/inside.jpg");
+        fs::create_symlink("../../secret", card / "DCIM/outside.jpg");
+        fs::create_symlink(top / "secret", card / "absolute.jpg");
+        fs::create_symlink(card / "real.jpg", card / "absolute inside.jpg");
+        fs::create_symlink("/proc/self/root", card / "root");
+        fs::create_symlink("../private", card / "private");
+        fs::create_symlink("DCIM", card / "folder");
+        fs::create_symlink("nowhere", card / "dangling.jpg");
+        fs::create_symlink("loop", card / "loop");
+        EXPECT_EQ(::mkfifo((card / "pipe.jpg").c_str(), 0600), 0);
+        makeSocket(card / "socket.jpg");
+        return card;
+    }
+};
+
+TEST(HostileCard, NothingOnItLeadsOutOfItOrBlocks) {
+    const HostileCard card(newFolder());
+    EXPECT_EQ(contentOf(card.path(u"DCIM\\inside.jpg")), "picture");
+    EXPECT_EQ(contentOf(card.path(u"folder\\inside.jpg")), "picture");
+    for (const char16_t* denied :
+         {u"DCIM\\outside.jpg", u"absolute.jpg", u"absolute inside.jpg", u"root\\etc\\passwd",
+          u"private\\secret", u"PRIVATE\\SECRET", u"pipe.jpg", u"socket.jpg"}) {
+        for (const DWORD access : {GENERIC_READ, GENERIC_WRITE, GENERIC_READ | GENERIC_WRITE})
+            EXPECT_EQ(openError(card.path(denied), access), ERROR_ACCESS_DENIED)
+                << utf8Text(denied);
+        EXPECT_EQ(GetFileAttributesW(card.path(denied).c_str()), INVALID_FILE_ATTRIBUTES);
+        EXPECT_EQ(openError(card.path(denied), GENERIC_WRITE, 0, CREATE_ALWAYS),
+                  ERROR_ACCESS_DENIED);
+    }
+    EXPECT_EQ(openError(card.path(u"dangling.jpg")), ERROR_FILE_NOT_FOUND);
+    EXPECT_FALSE(open(card.path(u"dangling.jpg"), GENERIC_WRITE, 0, CREATE_ALWAYS));
+    EXPECT_FALSE(open(card.path(u"loop")));
+    EXPECT_EQ(openError(card.path(u"private\\new"), GENERIC_WRITE, 0, CREATE_NEW),
+              ERROR_ACCESS_DENIED);
+
+    EXPECT_THAT(namesOf(walk(card.path(u""))), ElementsAre(u"DCIM", u"real.jpg"));
+    EXPECT_THAT(namesOf(walk(card.path(u"dcim"))), ElementsAre(u"inside.jpg"));
+    // Through a path of the machine, the links are the user's own.
+    EXPECT_EQ(contentOf(pathText(card.folder / "absolute.jpg")), "secret");
+    EXPECT_TRUE(open(u"/dev/null", GENERIC_WRITE));
+    // A link goes alone.
+    EXPECT_TRUE(DeleteFileW(card.path(u"DCIM\\inside.jpg").c_str()));
+    EXPECT_EQ(contentOf(card.path(u"real.jpg")), "picture");
+}
+
+// As on a kernel without openat2, and a file system that renames without a promise.
+bool forbidNewCalls() {
+    const sock_filter filter[] = {
+        {BPF_LD | BPF_W | BPF_ABS, 0, 0, offsetof(seccomp_data, nr)},
+        {BPF_JMP | BPF_JEQ | BPF_K, 0, 1, SYS_openat2},
+        {BPF_RET | BPF_K, 0, 0, SECCOMP_RET_ERRNO | ENOSYS},
+        {BPF_JMP | BPF_JEQ | BPF_K, 0, 1, SYS_renameat2},
+        {BPF_RET | BPF_K, 0, 0, SECCOMP_RET_ERRNO | EINVAL},
+        {BPF_RET | BPF_K, 0, 0, SECCOMP_RET_ALLOW},
+    };
+    const sock_fprog program{6, const_cast<sock_filter*>(filter)};
+    return ::prctl(PR_SET_NO_NEW_PRIVS, 1, 0, 0, 0) == 0 &&
+           ::prctl(PR_SET_SECCOMP, SECCOMP_MODE_FILTER, &program) == 0;
+}
+
+ZLK_CHILD(filesOnAnOldKernel) {
+    if (!forbidNewCalls()) return 77;
+    const HostileCard card(newFolder());
+    EXPECT_EQ(contentOf(card.path(u"REAL.JPG")), "picture");
+    EXPECT_THAT(namesOf(walk(card.path(u""))), ElementsAre(u"DCIM", u"real.jpg"));
+    for (const char16_t* link : {u"DCIM\\inside.jpg", u"DCIM\\outside.jpg", u"absolute.jpg",
+                                 u"private\\secret", u"folder\\inside.jpg"})
+        EXPECT_FALSE(open(card.path(link))) << utf8Text(link);
+
+    writeFile(card.folder / "other", "other");
+    EXPECT_EQ(resultOf(MoveFileW(card.path(u"other").c_str(), card.path(u"real.jpg").c_str())),
+              ERROR_ALREADY_EXISTS);
+    EXPECT_TRUE(MoveFileW(card.path(u"other").c_str(), card.path(u"moved").c_str()));
+    EXPECT_TRUE(MoveFileW(card.path(u"DCIM").c_str(), card.path(u"PHOTOS").c_str()));
+    EXPECT_THAT(namesOf(walk(card.path(u""))), ElementsAre(u"moved", u"PHOTOS", u"real.jpg"));
+    EXPECT_EQ(contentOf(card.path(u"moved")), "other");
+    return ::testing::Test::HasFailure();
+}
+
+TEST(HostileCard, AnOldKernelFollowsNoLinkAndStillReplacesNothing) {
+    ChildProcess child("filesOnAnOldKernel");
+    const int status = child.wait();
+    if (status == 77) GTEST_SKIP() << "no system call filters here";
+    EXPECT_EQ(status, 0);
+}
+
+}  // namespace
+}  // namespace zlk::test

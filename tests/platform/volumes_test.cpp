@@ -1,0 +1,347 @@
+#include "platform/volumes.h"
+
+#include <gmock/gmock.h>
+
+#include <cstring>
+#include <fstream>
+#include <vector>
+
+#include "platform/device_io.h"
+#include "platform/files.h"
+#include "platform/internal/SystemVolumes.h"
+#include "platform/named_objects.h"
+#include "platform/registry.h"
+#include "platform/text.h"
+#include "tests/support/ChildProcess.h"
+#include "tests/support/TestMachine.h"
+
+namespace zlk::test {
+namespace {
+
+namespace fs = std::filesystem;
+using ::testing::ElementsAre;
+using ::testing::StartsWith;
+
+/// A kernel of the test's own making.
+class FakeSystem {
+  public:
+    explicit FakeSystem(const fs::path& top = newFolder()) : top_(top) {
+        fs::create_directories(top_ / "block");
+        fs::create_directories(top_ / "by-label");
+        writeMounts();
+        use(top_);
+    }
+    ~FakeSystem() { platform::setSystemRoots({}); }
+    FakeSystem(const FakeSystem&) = delete;
+    FakeSystem& operator=(const FakeSystem&) = delete;
+
+    static void use(const fs::path& top) {
+        platform::setSystemRoots({top / "mountinfo", top / "block", top / "by-label"});
+    }
+    const fs::path& top() const { return top_; }
+
+    void addDisk(const std::string& name, const std::string& number, bool removable,
+                 const std::string& type = "0") {
+        const fs::path disk = top_ / "block" / name;
+        fs::create_directories(disk / "device");
+        writeFile(disk / "dev", number + ":0\n");
+        writeFile(disk / "removable", removable ? "1\n" : "0\n");
+        writeFile(disk / "device/type", type + "\n");
+        writeFile(disk / "device/vendor", "ZL      \n");
+        writeFile(disk / "device/model", "GLIMMERBOX 539  \n");
+        for (const char* part : {"1", "2"}) {
+            fs::create_directories(disk / (name + part));
+            writeFile(disk / (name + part) / "partition", part);
+            writeFile(disk / (name + part) / "dev", number + ":" + part + "\n");
+        }
+    }
+    void removeDisk(const std::string& name) { fs::remove_all(top_ / "block" / name); }
+
+    /// Mounts a device on a new folder, whose path is the result.
+    fs::path mount(const std::string& device, const std::string& folder = "",
+                   const std::string& source = "/dev/x", const std::string& kind = "vfat") {
+        const fs::path path = folder.empty() ? newFolder() : fs::path(folder);
+        mounts_.push_back("36 35 " + device + " / " + path.string() +
+                          " rw,noatime master:1 shared:2 - " + kind + " " + source + " rw");
+        writeMounts();
+        return path;
+    }
+    void unmountAll() {
+        mounts_.clear();
+        writeMounts();
+    }
+
+  private:
+    void writeMounts() {
+        std::string text = "21 26 0:20 / /proc rw - proc proc rw\nnonsense\n";
+        for (const std::string& mount : mounts_) text += mount + "\n";
+        writeFile(top_ / "mountinfo", text);
+    }
+    fs::path top_;
+    std::vector<std::string> mounts_;
+};
+
+std::string drives() {
+    WCHAR buffer[200];
+    const DWORD length = GetLogicalDriveStringsW(200, buffer);
+    std::string letters;
+    for (DWORD at = 0; at < length; at += 4) {
+        EXPECT_EQ(std::u16string_view(buffer + at + 1), u":\\");
+        letters += static_cast<char>(buffer[at]);
+    }
+    return letters;
+}
+
+std::u16string root(char letter) {
+    return {static_cast<WCHAR>(letter), u':', u'\\'};
+}
+
+/// The label; or the error in brackets.
+std::string labelOf(char letter) {
+    WCHAR label[200], system[200];
+    const bool success = GetVolumeInformationW(root(letter).c_str(), label, 200, nullptr, nullptr,
+                                               nullptr, system, 200);
+    return success ? utf8Text(label) : "(" + std::to_string(GetLastError()) + ")";
+}
+
+/// Vendor and product of a volume; or the error in brackets.
+std::string deviceOf(char letter) {
+    const WCHAR volume[]{u'\\', u'\\', u'.', u'\\', static_cast<WCHAR>(letter), u':', 0};
+    const UniqueHandle handle(CreateFileW(volume, 0, 3, nullptr, OPEN_EXISTING, 1, nullptr));
+    const STORAGE_PROPERTY_QUERY query{};
+    char record[1000];
+    DWORD size = 0;
+    if (!DeviceIoControl(handle.get(), IOCTL_STORAGE_QUERY_PROPERTY, &query, sizeof query, record,
+                         sizeof record, &size, nullptr))
+        return "(" + std::to_string(GetLastError()) + ")";
+    STORAGE_DEVICE_DESCRIPTOR head;
+    std::memcpy(&head, record, sizeof head);
+    EXPECT_EQ(head.Size, size);
+    const auto text = [&](DWORD offset) { return offset ? std::string(record + offset) : "none"; };
+    return text(head.VendorIdOffset) + "|" + text(head.ProductIdOffset);
+}
+
+CardMount cardOf(const fs::path& folder, WCHAR letter = 0) {
+    CardMount mount;
+    mount.folder = pathText(folder);
+    mount.letter = letter;
+    return mount;
+}
+
+TEST(Drives, TellReadersCardsAndDiscsApart) {
+    FakeSystem system;
+    system.addDisk("sda", "8", false);
+    system.addDisk("sdb", "9", true);        // a card in it
+    system.addDisk("sdc", "10", true);       // a reader without one
+    system.addDisk("sdd", "11", true);       // the stick that the system runs from
+    system.addDisk("sr0", "12", true, "5");  // a disc
+    system.addDisk("sr1", "13", true, "5");  // no disc
+    fs::create_directories(system.top() / "block/loop0");
+    system.mount("8:1", "/home");
+    const fs::path card = system.mount("9:1");
+    system.mount("9:1");  // the same once more
+    system.mount("11:1", "/");
+    system.mount("11:2", "/data");
+    const fs::path disc = system.mount("12:0");
+    fs::create_symlink("../../sdb1", system.top() / "by-label/WED\\x20DING");
+
+    EXPECT_EQ(drives(), "BCDEZ");
+    EXPECT_EQ(GetDriveTypeW(u"b:\\"), DRIVE_REMOVABLE);
+    EXPECT_EQ(GetDriveTypeW(u"C:\\"), DRIVE_REMOVABLE);
+    EXPECT_EQ(GetDriveTypeW(u"D:\\"), DRIVE_CDROM);
+    EXPECT_EQ(GetDriveTypeW(u"E:\\"), DRIVE_CDROM);
+    EXPECT_EQ(GetDriveTypeW(u"Z:\\"), DRIVE_FIXED);
+    for (const WCHAR* none : {u"A:\\", u"F:\\", u"1:\\", u"", u"B:\\x"})
+        EXPECT_EQ(GetDriveTypeW(none), DRIVE_NO_ROOT_DIR) << utf8Text(none);
+    EXPECT_EQ(labelOf('B'), "WED DING");
+    EXPECT_EQ(labelOf('C'), "(21)");
+    EXPECT_EQ(labelOf('D'), disc.filename());
+    EXPECT_EQ(labelOf('E'), "(21)");
+    EXPECT_EQ(labelOf('F'), "(3)");
+    EXPECT_EQ(deviceOf('B'), "ZL|GLIMMERBOX 539");
+    EXPECT_EQ(deviceOf('C'), "ZL|GLIMMERBOX 539");
+    EXPECT_EQ(deviceOf('Z'), "none|none");
+
+    writeFile(card / "Pict.jpg", "");
+    FileStatus status;
+    EXPECT_TRUE(_wstat64i32(u"B:\\PICT.jpg", status));
+    EXPECT_FALSE(_wstat64i32(u"C:\\PICT.jpg", status));
+    EXPECT_EQ(GetLastError(), ERROR_NOT_READY);
+    for (const bool ready : {true, false}) {
+        const UniqueHandle volume(CreateFileW(ready ? u"\\\\.\\B:" : u"\\\\.\\C:", GENERIC_WRITE, 3,
+                                              nullptr, OPEN_EXISTING, 1, nullptr));
+        EXPECT_EQ(FlushFileBuffers(volume.get()) != 0, ready);
+    }
+}
+
+TEST(Drives, ThatAUserMountsAreCardsWithTheirTexts) {
+    FakeSystem system;
+    const fs::path folder = newFolder();
+    CardMount card = cardOf(folder, u'e');
+    card.label = u"WEDDING";
+    card.vendor = u"ZL";
+    card.product = u"GLIMMERBOX 539";
+    ASSERT_TRUE(mountCard(card)) << GetLastError();
+    EXPECT_EQ(card.letter, u'E');
+    CardMount disc = cardOf(newFolder());
+    disc.cdrom = true;
+    ASSERT_TRUE(mountCard(disc));
+    EXPECT_EQ(drives(), "BEZ");
+    EXPECT_EQ(GetDriveTypeW(u"B:\\"), DRIVE_CDROM);
+    EXPECT_EQ(GetDriveTypeW(u"E:\\"), DRIVE_REMOVABLE);
+    EXPECT_EQ(labelOf('E'), "WEDDING");
+    EXPECT_THAT(labelOf('B'), StartsWith("folder"));
+    EXPECT_EQ(deviceOf('E'), "ZL|GLIMMERBOX 539");
+    ASSERT_EQ(mountedCards().size(), 2u);
+    EXPECT_EQ(mountedCards()[1].folder, pathText(folder));
+
+    struct {
+        CardMount mount;
+        DWORD error;
+    } rows[] = {
+        {cardOf(folder, u'E'), ERROR_ALREADY_EXISTS},
+        {cardOf(folder, u'A'), ERROR_INVALID_DRIVE},
+        {cardOf(folder, u'Z'), ERROR_INVALID_DRIVE},
+        {cardOf(folder / "none"), ERROR_DIRECTORY},
+        {cardOf(""), ERROR_DIRECTORY},
+        {cardOf(folder), ERROR_INVALID_PARAMETER},
+    };
+    rows[5].mount.label = std::u16string(33, u'x');
+    for (auto& row : rows) {
+        EXPECT_FALSE(mountCard(row.mount));
+        EXPECT_EQ(GetLastError(), row.error);
+    }
+
+    fs::remove_all(folder);
+    EXPECT_EQ(drives(), "BEZ");
+    EXPECT_EQ(GetDriveTypeW(u"E:\\"), DRIVE_REMOVABLE);
+    EXPECT_EQ(labelOf('E'), "(21)");
+    EXPECT_TRUE(unmountCard(u'e'));
+    EXPECT_FALSE(unmountCard(u'E'));
+    EXPECT_EQ(GetLastError(), ERROR_INVALID_DRIVE);
+    EXPECT_TRUE(unmountCard(u'B'));
+    EXPECT_EQ(drives(), "Z");
+}
+
+TEST(Drives, KeepTheirLettersWhileTheyAreThere) {
+    FakeSystem system;
+    system.addDisk("sdb", "9", true);
+    system.addDisk("sdc", "10", true);
+    EXPECT_EQ(drives(), "BCZ");
+    // A card takes the letter of its reader, whatever is free by then.
+    system.removeDisk("sdb");
+    system.mount("10:1");
+    EXPECT_EQ(drives(), "CZ");
+    EXPECT_THAT(labelOf('C'), StartsWith("folder"));
+    system.addDisk("sda", "8", true);
+    const fs::path second = system.mount("10:2");
+    EXPECT_EQ(drives(), "BCDZ");
+    EXPECT_EQ(labelOf('B'), "(21)");
+    EXPECT_EQ(labelOf('D'), second.filename());
+    // The first medium goes, and another reader comes.
+    system.unmountAll();
+    system.mount("10:2", second);
+    system.addDisk("sdd", "11", true);
+    EXPECT_EQ(drives(), "BCDZ");
+    EXPECT_EQ(labelOf('C'), "(21)");
+    EXPECT_EQ(labelOf('D'), second.filename());
+    system.unmountAll();  // the reader's again
+    EXPECT_EQ(drives(), "BCDZ");
+    EXPECT_EQ(labelOf('D'), "(21)");
+
+    // A user's letter wins, and the medium that is mounted there isn't a second card.
+    const fs::path card = system.mount("8:1");
+    CardMount mount = cardOf(card, u'X');
+    ASSERT_TRUE(mountCard(mount));
+    EXPECT_EQ(drives(), "CDXZ");
+    CardMount taken = cardOf(newFolder(), u'D');
+    EXPECT_FALSE(mountCard(taken));
+    EXPECT_EQ(GetLastError(), ERROR_ALREADY_EXISTS);
+    unmountCard(u'X');
+}
+
+TEST(Drives, ListingSurvivesABrokenTableAndWritesNoSettings) {
+    const WCHAR mounts[] = u"Software\\Zephyr-Lanthorn\\Platform\\Mounts";
+    RegDeleteTreeW(HKEY_LOCAL_MACHINE, mounts);
+    FakeSystem system;
+    system.addDisk("sdb", "9", true);
+    fs::create_directories(machineRoot() / "run");
+    fs::permissions(machineRoot(), fs::perms::owner_all);
+    fs::permissions(machineRoot() / "run", fs::perms::owner_all);
+    writeFile(machineRoot() / "run/drive-letters", "\xFF Z sdb sdb\nB sdb");
+    writeFile(machineRoot() / "run/drive-letters.new", std::string(10'000, 'x'));
+    EXPECT_EQ(drives(), "BZ");
+    EXPECT_EQ(readFile(machineRoot() / "run/drive-letters"), "B sdb sdb\n");
+    HKEY key = nullptr;
+    EXPECT_EQ(RegOpenKeyExW(HKEY_LOCAL_MACHINE, mounts, 0, KEY_READ, &key), ERROR_FILE_NOT_FOUND);
+}
+
+TEST(Drives, AListThatDoesNotFitTellsItsSize) {
+    FakeSystem system;
+    CardMount card = cardOf(newFolder(), u'E');
+    ASSERT_TRUE(mountCard(card));
+    WCHAR buffer[9];
+    EXPECT_EQ(GetLogicalDriveStringsW(8, buffer), 9u);
+    EXPECT_EQ(GetLogicalDriveStringsW(0, nullptr), 9u);
+    EXPECT_EQ(GetLogicalDriveStringsW(9, buffer), 8u);
+    EXPECT_EQ(std::u16string_view(buffer, 9), std::u16string_view(u"E:\\\0Z:\\\0", 9));
+    WCHAR label[3];
+    EXPECT_FALSE(GetVolumeInformationW(u"E:\\", label, 3, nullptr, nullptr, nullptr, nullptr, 0));
+    EXPECT_EQ(GetLastError(), ERROR_INSUFFICIENT_BUFFER);
+    unmountCard(u'E');
+}
+
+ZLK_CHILD(listsDrives) {
+    FakeSystem::use(child.arguments[0]);
+    child.say("ready");
+    while (!child.hear().empty()) {
+        std::string line = drives();
+        for (const char letter : line) line += labelOf(letter) + deviceOf(letter);
+        child.say(line);
+    }
+    return 0;
+}
+
+TEST(Drives, HaveTheSameLettersInAllProcesses) {
+    FakeSystem system;
+    const std::vector<std::string> arguments{system.top().string()};
+    ChildProcess a("listsDrives", arguments), b("listsDrives", arguments),
+        c("listsDrives", arguments);
+    for (ChildProcess* child : {&a, &b, &c}) ASSERT_EQ(child->hear(), "ready");
+    for (int round = 0; round < 8; ++round) {
+        const std::string number = std::to_string(9 + round);
+        const std::string name = {'s', 'd', static_cast<char>('k' - round)};
+        system.addDisk(name, number, true);
+        system.mount(number + ":1");
+        for (ChildProcess* child : {&a, &b, &c}) child->say("list");
+        const std::string line = a.hear();
+        EXPECT_EQ(line.find('Z'), static_cast<std::size_t>(round) + 1);
+        EXPECT_EQ(b.hear(), line);
+        EXPECT_EQ(c.hear(), line);
+    }
+}
+
+TEST(Shares, AnswerWhereTheyAreMounted) {
+    FakeSystem system;
+    const fs::path cifs = system.mount("0:50", "", "//Filer/Cards\\040One", "cifs");
+    const fs::path nfs = system.mount("0:51", "", "[fe80::1]:/export", "nfs4");
+    const fs::path inner = system.mount("0:52", "", "[fe80::1]:/export/inner", "nfs4");
+    writeFile(cifs / "Pict.jpg", "cifs");
+    writeFile(nfs / "a", "nfs");
+    writeFile(inner / "b", "inner");
+    fs::create_symlink("/etc/passwd", cifs / "passwd");
+    FileStatus status;
+    for (const WCHAR* path : {u"\\\\Filer\\Cards One\\Pict.jpg", u"\\\\FILER\\CARDS ONE\\PICT.JPG",
+                              u"\\\\[fe80::1]\\export\\a", u"\\\\[fe80::1]\\export\\inner\\b"})
+        EXPECT_TRUE(_wstat64i32(path, status)) << utf8Text(path);
+    EXPECT_TRUE(GetFileAttributesW(u"\\\\filer\\cards one") & FILE_ATTRIBUTE_DIRECTORY);
+    EXPECT_EQ(GetFileAttributesW(u"\\\\filer\\cards one\\passwd"), INVALID_FILE_ATTRIBUTES);
+    for (const WCHAR* path : {u"\\\\filer", u"\\\\filer\\others\\x", u"\\\\"}) {
+        EXPECT_EQ(GetFileAttributesW(path), INVALID_FILE_ATTRIBUTES);
+        EXPECT_EQ(GetLastError(), ERROR_PATH_NOT_FOUND) << utf8Text(path);
+    }
+    EXPECT_EQ(drives(), "Z");
+}
+
+}  // namespace
+}  // namespace zlk::test
