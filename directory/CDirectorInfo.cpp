@@ -22,8 +22,9 @@ bool CDirectorInfo::PutCameraEntry(const std::u16string& settingsId,
     SplitSettingsId(settingsId, manufacturer, productClass, serial);
     if (!isSettingsName(productClass)) return false;
 
-    TraceLine("CDirectorInfo", "PutCameraEntry - Creating devInstanceKeyName(%s\\%s%s)",
-              settingsBaseKey, productClass, u"\\DeviceInstances\\0000");
+    TraceLine("CDirectorInfo",
+              "PutCameraEntry - Creating devInstanceKeyName(%s\\%s\\DeviceInstances\\0000)",
+              settingsBaseKey, productClass);
     const RegistryKey instance = createSettings({productClass, u"DeviceInstances", u"0000"});
     if (!instance) TraceLine("CDirectorInfo", "PutCameraEntry - Failed to create devInstanceKey");
     if (const RegistryKey strings = regCreateKey(instance.get(), u"Strings", KEY_ALL_ACCESS)) {

@@ -125,11 +125,5 @@ TEST_F(CDeviceUtilFunctionsTest, NamesWhatItCan) {
         EXPECT_EQ(utils.ContextIdToName(c.id), c.name);
 }
 
-TEST_F(CDeviceUtilFunctionsTest, HasNoCameraOnAnyPort) {
-    EXPECT_EQ(utils.ContextIdToCameraPort(u"#Zephyr-Lanthorn#Cam539#0000"), u"");
-    EXPECT_EQ(utils.MapContextId(u"#Zephyr-Lanthorn#Cam539#0000"), u"#Zephyr-Lanthorn#Cam539#0000");
-    EXPECT_EQ(utils.findCameraPort(0x5AF1, 0x7C36, false), u"");
-}
-
 }  // namespace
 }  // namespace zlk::test
