@@ -1,7 +1,6 @@
 #include "platform/files.h"
 
 #include <fcntl.h>
-#include <limits.h>
 #include <stdio.h>
 #include <stdlib.h>
 #include <sys/stat.h>
@@ -10,7 +9,6 @@
 #include <cstring>
 #include <memory>
 
-#include "platform/clock.h"
 #include "platform/internal/FileAttributes.h"
 #include "platform/internal/FileHandle.h"
 #include "platform/internal/FileName.h"

@@ -20,7 +20,8 @@ inline constexpr UINT DRIVE_CDROM = 5;
 #pragma GCC visibility push(default)
 
 /// The kind of the drive of `root` (`E:\`, any case); DRIVE_NO_ROOT_DIR where there is none.
-/// Removable also for a reader without a card and for a mounted folder that has vanished.
+/// Removable also for a reader without a card and for a mounted folder that has vanished; a disc
+/// drive stays one without its disc.
 UINT GetDriveTypeW(const WCHAR* root) noexcept;
 
 /// All drive roots (`E:\`) by letter, each with a terminator, and one terminator more. Result as

@@ -4,6 +4,7 @@
 #include <fcntl.h>
 
 #include <algorithm>
+#include <cstring>
 #include <optional>
 
 #include "platform/internal/Diagnose.h"
@@ -96,28 +97,34 @@ void FolderWalk::sortNames() {
     std::sort(names_.begin(), names_.end(), [&](const Name& a, const Name& b) {
         const int order =
             allKeys.substr(a.text, a.textLength).compare(allKeys.substr(b.text, b.textLength));
-        return order ? order < 0 : textOf(a) < textOf(b);
+        if (order) return order < 0;
+        const int spelling = textOf(a).compare(textOf(b));
+        return spelling ? spelling < 0 : std::strcmp(bytesOf(a), bytesOf(b)) < 0;
     });
 }
 
 // Two names can have one text: one has a byte where the other has that byte's unit. Only what a
 // look-up of the text finds is listed, so that nobody deletes the one after copying the other.
 void FolderWalk::leaveOutTwins() {
-    const auto twinOfFormer = [this](std::size_t i) {
-        return i > 0 && textOf(names_[i - 1]) == textOf(names_[i]);
-    };
     std::vector<Name> kept;
-    for (std::size_t i = 0; i < names_.size(); ++i) {
-        const bool twin = twinOfFormer(i) || (i + 1 < names_.size() && twinOfFormer(i + 1));
-        if (twin && findName(folder_.get(), textOf(names_[i]), false) !=
-                        std::string(bytes_.c_str() + names_[i].name)) {
-            diagnose(category, u"Left out, another file's name reads the same: %s",
-                     textOf(names_[i]));
-            continue;
-        }
-        kept.push_back(names_[i]);
+    kept.reserve(names_.size());
+    for (std::size_t i = 0, end; i < names_.size(); i = end) {
+        for (end = i + 1; end < names_.size() && textOf(names_[end]) == textOf(names_[i]);) ++end;
+        const std::span<const Name> twins(&names_[i], end - i);
+        if (twins.size() > 1)
+            diagnose(category, u"Listed once, several names read the same: %s", textOf(twins[0]));
+        kept.push_back(twins.size() > 1 ? foundFirst(twins) : twins[0]);
     }
     names_ = std::move(kept);
+}
+
+/// As findName() chooses.
+const FolderWalk::Name& FolderWalk::foundFirst(std::span<const Name> twins) const {
+    const std::u16string_view text = textOf(twins[0]);
+    for (const auto& reading : {literalName(text), byteName(text)})
+        for (const Name& name : twins)
+            if (reading == bytesOf(name)) return name;
+    return twins[0];
 }
 
 bool FolderWalk::next(WIN32_FIND_DATAW& entry) {
@@ -141,7 +148,7 @@ bool FolderWalk::next(WIN32_FIND_DATAW& entry) {
 
 /// False for an entry that is left out.
 bool FolderWalk::describe(const Name& name, WIN32_FIND_DATAW& entry) {
-    const char* bytes = bytes_.c_str() + name.name;
+    const char* bytes = bytesOf(name);
     struct statx status;
     bool known = statEntry(folder_.get(), bytes, status);
     Descriptor linked;

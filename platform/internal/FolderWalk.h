@@ -2,6 +2,7 @@
 // A walk of one folder. The names are read and sorted when it starts, and each entry is asked for
 // its size and times when it is its turn.
 
+#include <span>
 #include <string>
 #include <vector>
 
@@ -31,8 +32,10 @@ class FolderWalk final : public Handle {
     void readNames();
     void sortNames();
     void leaveOutTwins();
+    const Name& foundFirst(std::span<const Name> twins) const;
     void note(DWORD error) noexcept;
     bool describe(const Name& name, WIN32_FIND_DATAW& entry);
+    const char* bytesOf(const Name& name) const noexcept { return bytes_.c_str() + name.name; }
     std::u16string_view textOf(const Name& name) const noexcept {
         return std::u16string_view(texts_).substr(name.text, name.textLength);
     }

@@ -71,18 +71,23 @@ std::optional<std::string> findName(int folder, std::u16string_view text, bool a
     const int fd = ::openat(folder, ".", O_RDONLY | O_DIRECTORY | O_CLOEXEC);
     const std::unique_ptr<DIR, int (*)(DIR*)> listing(fd < 0 ? nullptr : ::fdopendir(fd),
                                                       ::closedir);
-    std::optional<std::string> found;
+    // The first in order, so that every process finds the same one of several.
+    std::optional<std::string> exact, folded;
+    const auto prefer = [](std::optional<std::string>& found, const char* name) {
+        if (!found || name < *found) found = name;
+    };
     std::u16string other;
     while (const dirent* entry = listing ? ::readdir(listing.get()) : nullptr) {
         other.clear();
         appendNameText(other, entry->d_name);
-        // Units both as characters and as bytes in one name: only its text finds it.
-        if (other == text) return entry->d_name;
-        // The first in order, so that every process finds the same one of several.
-        if (anyCase && equalIgnoringCase(other, text) && (!found || entry->d_name < *found))
-            found = entry->d_name;
+        if (other == text) {
+            // Units both as characters and as bytes in one name: only its text finds it.
+            prefer(exact, entry->d_name);
+        } else if (anyCase && equalIgnoringCase(other, text)) {
+            prefer(folded, entry->d_name);
+        }
     }
-    return found;
+    return exact ? exact : folded;
 }
 
 PathTarget::PathTarget(PathRoot root, std::vector<std::u16string_view> components, bool anyCase)

@@ -156,15 +156,20 @@ TEST(Paths, EveryNameOfAWalkLeadsBackToItsFile) {
     EXPECT_TRUE(fs::exists(card.folder / "..\xEF\x80\xAFup"));
 }
 
-TEST(Paths, OfTwoNamesThatReadTheSameOneIsListedAndMeant) {
+TEST(Paths, OfNamesThatReadTheSameOneIsListedAndMeant) {
     const Card card;
-    writeFile(card.folder / "a\xFF", "byte");
-    writeFile(card.folder / "a\xEF\x83\xBF", "unit");
-    ASSERT_THAT(namesOf(walk(card.path(u""))), ElementsAre(u"a\xF0FF"));
-    EXPECT_EQ(contentOf(card.path(u"a\xF0FF")), "unit");
-    EXPECT_TRUE(DeleteFileW(card.path(u"a\xF0FF").c_str()));
-    ASSERT_THAT(namesOf(walk(card.path(u""))), ElementsAre(u"a\xF0FF"));
-    EXPECT_EQ(contentOf(card.path(u"a\xF0FF")), "byte");
+    // U+F0FF U+F0FE: both really, neither, the first, the last.
+    const std::string names[] = {"a\xEF\x83\xBF\xEF\x83\xBE", "a\xFF\xFE", "a\xEF\x83\xBF\xFE",
+                                 "a\xFF\xEF\x83\xBE"};
+    for (const std::string& name : names) writeFile(card.folder / name, name);
+    for (const std::string& name : names) {
+        ASSERT_THAT(namesOf(walk(card.path(u""))), ElementsAre(u"a\xF0FF\xF0FE"));
+        const auto entry = walk(card.path(u""))[0];
+        EXPECT_EQ(entry.nFileSizeLow, name.size());
+        EXPECT_EQ(contentOf(card.path(entry.cFileName)), name);
+        EXPECT_TRUE(DeleteFileW(card.path(entry.cFileName).c_str()));
+    }
+    EXPECT_THAT(walk(card.path(u"")), ::testing::IsEmpty());
 }
 
 void makeSocket(const fs::path& path) {
