@@ -52,15 +52,4 @@ ProgramResult RunningZlkCam::wait() {
     return {WIFEXITED(raw) ? WEXITSTATUS(raw) : -1, readFile(output_), {}};
 }
 
-std::string jsonValue(const std::string& document, const std::string& expression) {
-    const auto file = newFolder() / "document.json";
-    writeFile(file, document);
-    const ProgramResult result =
-        runProgram({"python3", "-c",
-                    "import json,sys; d=json.load(open(sys.argv[1])); print(" + expression + ")",
-                    file.string()});
-    EXPECT_EQ(result.status, 0) << result.error << document;
-    return result.output.substr(0, result.output.find_last_not_of('\n') + 1);
-}
-
 }  // namespace zlk::test

@@ -8,6 +8,7 @@
 #include <vector>
 
 #include "tests/support/ChildProcess.h"
+#include "tests/tools/Json.h"
 
 namespace zlk::test {
 
@@ -30,9 +31,5 @@ class RunningZlkCam {
     pid_t pid_ = -1;
     std::filesystem::path output_;
 };
-
-/// What a Python expression makes of a JSON document, which is called `d` in it; fails the test
-/// if the text isn't one.
-std::string jsonValue(const std::string& document, const std::string& expression);
 
 }  // namespace zlk::test

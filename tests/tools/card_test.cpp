@@ -6,6 +6,7 @@ namespace zlk::test {
 namespace {
 
 namespace fs = std::filesystem;
+using testing::ElementsAre;
 using testing::HasSubstr;
 
 class Card : public CardTest {
@@ -26,30 +27,30 @@ TEST_F(Card, isNamedByIdOrLetterOrNotAtAllWhereThereIsOne) {
     for (const char* name : {"F", "nonsense", "#Zephyr-Lanthorn#RemovableDrive#F", "#", "##\\##"}) {
         const ProgramResult result = zlkcam({"locked", "--json", name});
         EXPECT_EQ(result.status, 9) << name;
-        EXPECT_THAT(jsonValue(result.output, "d['error']['advice']"),
+        EXPECT_THAT(Json::parse(result.output)["error"]["advice"].text,
                     HasSubstr("RemovableDrive#E"));
     }
 
     addSecondCard(newFolder(), {"--letter", "G", "--cdrom"});
     const ProgramResult several = zlkcam({"locked", "--json"});
     EXPECT_EQ(several.status, 1);
-    EXPECT_THAT(jsonValue(several.output, "d['error']['advice']"),
+    EXPECT_THAT(Json::parse(several.output)["error"]["advice"].text,
                 testing::AllOf(HasSubstr("RemovableDrive#E"), HasSubstr("CDROMDrive#G")));
     EXPECT_EQ(zlkcam({"unmount", "g:"}).status, 0);
     EXPECT_EQ(zlkcam({"unmount", "G"}).status, 1);
     EXPECT_EQ(zlkcam({"unmount", "E"}).status, 0);
     EXPECT_EQ(zlkcam({"locked"}).status, 9);
-    EXPECT_EQ(jsonValue(zlkcam({"devices", "--json"}).output, "d['devices']"), "[]");
+    EXPECT_EQ(zlkcam({"devices", "--json"}).output, "{\"devices\":[]}\n");
 }
 
 TEST_F(Card, ofAKnownCameraIsListedAsThatCamera) {
     addSecondCard(newFolder(), {"--letter", "G", "--label", "CAM", "--vendor", "ZL", "--product",
                                 "GLIMMERBOX 283"});
-    EXPECT_EQ(jsonValue(zlkcam({"devices", "--json"}).output,
-                        "sorted((x['contextId'], x['name'], x['lowLevelId'])"
-                        " for x in d['devices'])"),
-              "[('#Zephyr-Lanthorn#Cam283#0000', 'CAM', 'G:\\\\'), "
-              "('#Zephyr-Lanthorn#RemovableDrive#E', 'WEDDING (E:)', 'E:\\\\')]");
+    const Json devices = Json::parse(zlkcam({"devices", "--json"}).output)["devices"];
+    EXPECT_THAT(devices.each("contextId"),
+                ElementsAre("#Zephyr-Lanthorn#Cam283#0000", "#Zephyr-Lanthorn#RemovableDrive#E"));
+    EXPECT_THAT(devices.each("name"), ElementsAre("CAM", "WEDDING (E:)"));
+    EXPECT_THAT(devices.each("lowLevelId"), ElementsAre("G:\\", "E:\\"));
     EXPECT_EQ(zlkcam({"mount", card.string(), "--letter", "G"}).status, 1);
     EXPECT_EQ(zlkcam({"mount", (card / "missing").string()}).status, 6);
     EXPECT_EQ(zlkcam({"mount", card.string(), "--vendor", "ZL"}).status, 1);
@@ -64,13 +65,15 @@ TEST_F(Card, listsAndDeletesByIdAndNothingThatItDoesNotList) {
 
     const ProgramResult listed = zlkcam({"list", "--json"});
     EXPECT_EQ(listed.status, 0);
-    EXPECT_EQ(jsonValue(listed.output, "[(f['id'], f['size']) for f in d['files']][0]"),
-              "('E:\\\\DCIM\\\\A.JPG', 3)");
-    const std::string odd = jsonValue(listed.output, "d['files'][1]['id']");
+    const Json files = Json::parse(listed.output)["files"];
+    ASSERT_EQ(files.items.size(), 2u);
+    EXPECT_EQ(files.items[0]["id"].text, "E:\\DCIM\\A.JPG");
+    EXPECT_EQ(files.items[0]["size"].text, "3");
+    const std::string odd = files.items[1]["id"].text;
 
     const ProgramResult refused = zlkcam({"delete", "--json", outside.string(), "E:\\MISSING"});
     EXPECT_EQ(refused.status, 4);
-    EXPECT_EQ(jsonValue(refused.output, "[f['failed'] for f in d['files']]"), "[True, True]");
+    EXPECT_THAT(Json::parse(refused.output)["files"].each("failed"), ElementsAre("true", "true"));
     EXPECT_TRUE(fs::exists(outside));
     EXPECT_EQ(zlkcam({"delete", "E:", odd, "E:\\DCIM\\A.JPG"}).status, 0);
     EXPECT_EQ(std::distance(fs::directory_iterator(card), {}), 1);  // DCIM
@@ -96,7 +99,8 @@ TEST_F(Card, exchangesItsDocuments) {
     EXPECT_EQ(zlkcam({"order"}).output, "\n");
     EXPECT_EQ(zlkcam({"order", "--set", text.string()}).status, 0);
     EXPECT_EQ(readFile(card / "MISC/AUTPRINT.MRK"), "<order>é</order>");
-    EXPECT_EQ(jsonValue(zlkcam({"order", "--json", "E"}).output, "d['text']"), "<order>é</order>");
+    EXPECT_EQ(Json::parse(zlkcam({"order", "--json", "E"}).output)["text"].text,
+              "<order>é</order>");
     EXPECT_EQ(zlkcam({"order", "--clear"}).status, 0);
     EXPECT_FALSE(fs::exists(card / "MISC/AUTPRINT.MRK"));
     EXPECT_EQ(zlkcam({"order", "--clear"}).status, 10);
@@ -122,11 +126,14 @@ TEST_F(Card, exchangesItsDocuments) {
 TEST_F(Card, answersEveryQuestionInJson) {
     addFile("A.JPG", "a");
     const std::string id = "#Zephyr-Lanthorn#RemovableDrive#E";
-    EXPECT_EQ(jsonValue(zlkcam({"info", "--json"}).output,
-                        "d['name'], d['lowLevelId'], d['media'], d['allowDelete']"),
-              "WEDDING (E:) E:\\ True True");
-    EXPECT_EQ(jsonValue(zlkcam({"locked", "--json"}).output, "d['locked']"), "False");
-    EXPECT_EQ(jsonValue(zlkcam({"mount", "--json"}).output, "d['mounts'][0]['label']"), "WEDDING");
+    const Json info = Json::parse(zlkcam({"info", "--json"}).output);
+    EXPECT_EQ(info["name"].text, "WEDDING (E:)");
+    EXPECT_EQ(info["lowLevelId"].text, "E:\\");
+    EXPECT_EQ(info["media"].text, "true");
+    EXPECT_EQ(info["allowDelete"].text, "true");
+    EXPECT_EQ(Json::parse(zlkcam({"locked", "--json"}).output)["locked"].text, "false");
+    EXPECT_THAT(Json::parse(zlkcam({"mount", "--json"}).output)["mounts"].each("label"),
+                ElementsAre("WEDDING"));
     const struct {
         const char* kind;
         std::string text, answer;
@@ -147,7 +154,7 @@ TEST_F(Card, answersEveryQuestionInJson) {
     };
     for (const auto& row : translations) {
         const ProgramResult result = zlkcam({"--json", "translate", row.kind, row.text});
-        EXPECT_EQ(jsonValue(result.output, "d['answer']"), row.answer) << row.kind;
+        EXPECT_EQ(Json::parse(result.output)["answer"].text, row.answer) << row.kind;
     }
     EXPECT_EQ(zlkcam({"escape", "E:", "msdc_iscardinserted"}).output, "TRUE\n");
     EXPECT_EQ(zlkcam({"escape", "nonsense"}).status, 8);
@@ -169,7 +176,7 @@ TEST(Zlkcam, saysWhatIsWrongWithACommandLine) {
         command.push_back("--json");
         const ProgramResult result = zlkcam(command);
         EXPECT_EQ(result.status, 1) << testing::PrintToString(words);
-        EXPECT_EQ(jsonValue(result.output, "d['error']['status']"), "1");
+        EXPECT_EQ(Json::parse(result.output)["error"]["status"].text, "1");
         EXPECT_FALSE(result.error.empty());
     }
     EXPECT_EQ(zlkcam({"--help"}).status, 0);

@@ -7,12 +7,13 @@ namespace zlk::test {
 namespace {
 
 namespace fs = std::filesystem;
+using testing::ElementsAre;
 using testing::HasSubstr;
 
 TEST(Register, makesTheComponentsUsableAndUnregisterTakesThemAway) {
     const ProgramResult before = zlkcam({"devices", "--json"});
     EXPECT_EQ(before.status, 13);
-    EXPECT_THAT(jsonValue(before.output, "d['error']['advice']"), HasSubstr("zlkcam register"));
+    EXPECT_THAT(Json::parse(before.output)["error"]["advice"].text, HasSubstr("zlkcam register"));
     EXPECT_EQ(zlkcam({"register"}).status, 0);
     EXPECT_EQ(zlkcam({"devices"}).status, 0);
 
@@ -43,10 +44,12 @@ TEST(Settings, areSetReadListedAndDeleted) {
 
     EXPECT_EQ(zlkcam({"settings", "get", "software\\TEST", "TEXT"}).output, "é \"q\" \\\n");
     EXPECT_EQ(zlkcam({"settings", "get", key + "\\Sub", "n"}).output, "4294967295\n");
-    EXPECT_EQ(jsonValue(zlkcam({"settings", "list", key, "--json"}).output,
-                        "d['keys'], [(v['name'], v['type'], v['content']) for v in d['values']]"),
-              "['Sub'] [('text', 'sz', 'é \"q\" \\\\'), ('', 'sz', 'default'), "
-              "('h', 'hex', '00,ff')]");
+    const Json list = Json::parse(zlkcam({"settings", "list", key, "--json"}).output);
+    ASSERT_EQ(list["keys"].items.size(), 1u);
+    EXPECT_EQ(list["keys"].items[0].text, "Sub");
+    EXPECT_THAT(list["values"].each("name"), ElementsAre("text", "", "h"));
+    EXPECT_THAT(list["values"].each("type"), ElementsAre("sz", "sz", "hex"));
+    EXPECT_THAT(list["values"].each("content"), ElementsAre("é \"q\" \\", "default", "00,ff"));
     EXPECT_EQ(zlkcam({"settings", "delete", key, "text"}).status, 0);
     EXPECT_EQ(zlkcam({"settings", "get", key, "text"}).status, 14);
     EXPECT_EQ(zlkcam({"settings", "delete", key}).status, 0);
@@ -68,9 +71,8 @@ TEST(Settings, comeBackTheSameFromTheirTextForm) {
     ASSERT_EQ(zlkcam({"settings", "export", second.string(), key}).status, 0);
     EXPECT_EQ(readFile(first), readFile(second));
     EXPECT_EQ(zlkcam({"settings", "export", "-", key}).output, readFile(first));
-    EXPECT_EQ(
-        jsonValue(zlkcam({"settings", "export", "-", key, "--json"}).output, "d['text']") + "\n",
-        readFile(first));
+    EXPECT_EQ(Json::parse(zlkcam({"settings", "export", "-", key, "--json"}).output)["text"].text,
+              readFile(first));
 }
 
 TEST(Settings, aBadFileChangesNothing) {
@@ -94,7 +96,7 @@ TEST(Settings, aBadFileChangesNothing) {
     writeFile(file, header + "[HKEY_LOCAL_MACHINE\\Bad\\" + std::string(300, 'k') + "]\n");
     const ProgramResult result = zlkcam({"settings", "import", "--json", file.string()});
     EXPECT_EQ(result.status, 14);
-    EXPECT_THAT(jsonValue(result.output, "d['error']['message']"), HasSubstr("line 2"));
+    EXPECT_THAT(Json::parse(result.output)["error"]["message"].text, HasSubstr("line 2"));
     EXPECT_EQ(zlkcam({"settings", "import", "/missing.reg"}).status, 6);
 }
 
