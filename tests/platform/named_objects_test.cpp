@@ -291,7 +291,7 @@ TEST(NamedObjects, OfAnotherKindAreRefused) {
 // Asks for a section by the claim's name without an end.
 ZLK_CHILD(asker) {
     child.say("asking");
-    for (;;) UniqueHandle(openSection(claim));
+    for (;;) openSection(claim);
 }
 
 TEST(NamedObjects, AreNotHinderedByWhoAsksForThem) {
