@@ -166,7 +166,8 @@ std::u16string driveNamed(const std::u16string& storage) {
 
 std::u16string mountPlace(std::u16string_view contextId) {
     const auto id = split(contextId);
-    if (!id) return {};
+    // A zero would end the id early for those whom we ask.
+    if (!id || contextId.find(u'\0') != std::u16string_view::npos) return {};
     const std::u16string storage = isDriveId(*id) ? withBackslashes(id->serial) : storageOf(*id);
     if (storage.empty()) return {};
     if (isDriveLetter(storage)) return existingDrive(storage[0]);

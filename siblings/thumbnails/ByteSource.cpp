@@ -4,7 +4,7 @@ namespace zlk {
 namespace {
 
 // Cameras put their EXIF block, of 64 KB at most, first; what others put before it fits as well.
-constexpr std::size_t headSize = 256 * 1024;
+constexpr std::size_t headSize = 128 * 1024;
 
 }  // namespace
 

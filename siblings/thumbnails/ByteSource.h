@@ -39,7 +39,7 @@ class FileSource final : public ByteSource {
 
     /// ERROR_SUCCESS, or why the file couldn't be opened or read.
     DWORD error() const { return error_; }
-    /// Some hundred KB from the front, or the whole file.
+    /// Some 100 KB from the front, or the whole file.
     std::span<const BYTE> head() const { return head_; }
     std::size_t read(std::span<BYTE> room) noexcept override;
 

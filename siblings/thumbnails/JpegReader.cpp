@@ -2,6 +2,8 @@
 
 #include <jerror.h>
 
+#include <algorithm>
+
 #include "siblings/thumbnails/AreaScaler.h"
 
 namespace zlk {
@@ -42,11 +44,6 @@ JpegReader::JpegReader(ByteSource& source) : source_(source), inputLeft_(maxHead
     input_.resync_to_restart = jpeg_resync_to_restart;
     input_.term_source = [](j_decompress_ptr) {};
     progress_.progress_monitor = watchScans;
-    created_ = create();
-}
-
-JpegReader::~JpegReader() {
-    if (created_) jpeg_destroy_decompress(&info_);
 }
 
 void JpegReader::fail(j_common_ptr info) {
@@ -90,22 +87,17 @@ void JpegReader::skip(j_decompress_ptr info, long count) {
     }
 }
 
-bool JpegReader::create() {
+bool JpegReader::readHeader() {
     if (setjmp(failure_)) return false;
     jpeg_create_decompress(&info_);
     info_.mem->max_memory_to_use = maxMemory;
     info_.src = &input_;
     info_.progress = &progress_;
-    return true;
-}
-
-bool JpegReader::readHeader() {
-    if (setjmp(failure_)) return false;
     return jpeg_read_header(&info_, TRUE) == JPEG_HEADER_OK;
 }
 
 std::optional<Size> JpegReader::open() {
-    if (!created_ || !readHeader()) return std::nullopt;
+    if (!readHeader()) return std::nullopt;
     const bool knownColours =
         info_.num_components == 1 || info_.num_components == 3 || info_.num_components == 4;
     const long pixels = static_cast<long>(info_.image_width) * info_.image_height;

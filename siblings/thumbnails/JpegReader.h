@@ -20,7 +20,7 @@ class JpegReader {
   public:
     /// The source must live as long as the reader.
     explicit JpegReader(ByteSource& source);
-    ~JpegReader();
+    ~JpegReader() { jpeg_destroy_decompress(&info_); }
     JpegReader(const JpegReader&) = delete;
     JpegReader& operator=(const JpegReader&) = delete;
 
@@ -43,7 +43,6 @@ class JpegReader {
     static boolean fill(j_decompress_ptr info);
     static void skip(j_decompress_ptr info, long count);
 
-    bool create();
     bool readHeader();
     bool start(Size size);
     bool readRow(BYTE* row);
@@ -54,7 +53,6 @@ class JpegReader {
     jpeg_source_mgr input_{};
     jpeg_progress_mgr progress_{};
     std::jmp_buf failure_{};
-    bool created_ = false;
     std::size_t inputLeft_;
     BYTE buffer_[16 * 1024];
 };

@@ -103,6 +103,11 @@ XmlDocument::Place XmlDocument::find(BSTR path) {
     return place;
 }
 
+XmlDocument::Place XmlDocument::findElement(BSTR path) {
+    const Place place = find(path);
+    return SUCCEEDED(place.result) && place.depth == 0 ? Place{E_INVALIDARG, {}, 0} : place;
+}
+
 HRESULT XmlDocument::Load(BSTR text) noexcept {
     return guarded([&] {
         pugi::xml_document loaded;
@@ -128,25 +133,25 @@ HRESULT XmlDocument::GetValue(BSTR path, BSTR* value) noexcept {
     if (!value) return E_POINTER;
     *value = nullptr;
     return guarded([&] {
-        const Place place = find(path);
+        const Place place = findElement(path);
         return FAILED(place.result) ? place.result : giveOut(textOf(place.node), value);
     });
 }
 
 HRESULT XmlDocument::SetValue(BSTR path, BSTR value) noexcept {
     return guarded([&]() -> HRESULT {
-        Place place = find(path);
+        const Place place = findElement(path);
         if (FAILED(place.result)) return place.result;
-        if (place.depth == 0 || !isXmlText(view(value))) return E_INVALIDARG;
+        if (!isXmlText(view(value))) return E_INVALIDARG;
 
         const std::string text = utf8Text(view(value));
         pugi::xml_text kept = place.node.text();
         if (!kept && text.empty()) return S_OK;
         if (!kept.set(text.c_str())) return E_OUTOFMEMORY;
         for (pugi::xml_node node = place.node.first_child(); node;) {
-            const pugi::xml_node next = node.next_sibling();
-            if (isText(node) && node != kept.data()) place.node.remove_child(node);
-            node = next;
+            const pugi::xml_node old = node;
+            node = node.next_sibling();
+            if (isText(old) && old != kept.data()) old.parent().remove_child(old);
         }
         return S_OK;
     });
@@ -156,7 +161,7 @@ HRESULT XmlDocument::GetAttribute(BSTR path, BSTR name, BSTR* value) noexcept {
     if (!value) return E_POINTER;
     *value = nullptr;
     return guarded([&] {
-        const Place place = find(path);
+        const Place place = findElement(path);
         if (FAILED(place.result)) return place.result;
         const std::string attributeName = utf8Text(view(name));
         for (const pugi::xml_attribute& attribute : place.node.attributes()) {
@@ -168,7 +173,7 @@ HRESULT XmlDocument::GetAttribute(BSTR path, BSTR name, BSTR* value) noexcept {
 
 HRESULT XmlDocument::AddFragment(BSTR path, BSTR xml) noexcept {
     return guarded([&]() -> HRESULT {
-        Place place = find(path);
+        const Place place = find(path);
         if (FAILED(place.result)) return place.result;
         if (place.depth == 0 && place.node.first_child()) return E_FAIL;
         return appendParsed(place.node, xml, maxXmlDepth - place.depth);

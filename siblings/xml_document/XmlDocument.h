@@ -44,6 +44,8 @@ class XmlDocument : public IXmlDoc {
         std::size_t depth = 0;
     };
     Place find(BSTR path);
+    /// The same without the place above the root.
+    Place findElement(BSTR path);
     pugi::xml_node child(pugi::xml_node parent, std::string_view name, std::size_t index);
 
     pugi::xml_document tree_;

@@ -1,5 +1,6 @@
 #include "siblings/xml_document/XmlWriter.h"
 
+#include <algorithm>
 #include <string_view>
 
 namespace zlk {
