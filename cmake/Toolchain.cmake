@@ -32,7 +32,7 @@ function(zlk_add_module name)
   add_library(${name} MODULE ${ARGN})
   set(map ${PROJECT_SOURCE_DIR}/cmake/Module.map)
   set_target_properties(${name} PROPERTIES PREFIX "" LIBRARY_OUTPUT_DIRECTORY ${ZLK_MODULE_DIR}
-                                           LINK_DEPENDS ${map})
+                                           LINK_DEPENDS ${map} INSTALL_RPATH "$ORIGIN/..")
   target_link_options(${name} PRIVATE -Wl,--version-script=${map})
   install(TARGETS ${name} LIBRARY DESTINATION ${CMAKE_INSTALL_LIBDIR}/zlkcamtr)
 endfunction()

@@ -1,0 +1,52 @@
+# What is installed besides modules and programs: the platform library with its headers for
+# applications, found by find_package(ZlkCamTr) and by pkg-config, and the classes of the modules.
+include(CMakePackageConfigHelpers)
+
+set(headers ${CMAKE_INSTALL_INCLUDEDIR}/zlkcamtr)
+set(package ${CMAKE_INSTALL_LIBDIR}/cmake/ZlkCamTr)
+
+set_target_properties(zlkplatform PROPERTIES EXPORT_NAME ZlkCamTr)
+target_include_directories(zlkplatform INTERFACE $<INSTALL_INTERFACE:${headers}>)
+target_compile_features(zlkplatform INTERFACE cxx_std_20)
+install(TARGETS zlkplatform EXPORT ZlkCamTr LIBRARY DESTINATION ${CMAKE_INSTALL_LIBDIR})
+install(EXPORT ZlkCamTr NAMESPACE ZlkCamTr:: FILE ZlkCamTrConfig.cmake DESTINATION ${package})
+write_basic_package_version_file(ZlkCamTrConfigVersion.cmake COMPATIBILITY SameMajorVersion)
+install(FILES ${CMAKE_CURRENT_BINARY_DIR}/ZlkCamTrConfigVersion.cmake DESTINATION ${package})
+
+file(GLOB platform_headers CONFIGURE_DEPENDS platform/*.h)
+file(GLOB interface_headers CONFIGURE_DEPENDS interfaces/*.h)
+install(FILES ${platform_headers} DESTINATION ${headers}/platform)
+install(FILES ${interface_headers} DESTINATION ${headers}/interfaces)
+install(FILES ${CMAKE_BINARY_DIR}/generated/ZlkCamTr.h DESTINATION ${headers})
+
+file(RELATIVE_PATH up ${CMAKE_INSTALL_FULL_LIBDIR}/pkgconfig ${CMAKE_INSTALL_PREFIX})
+configure_file(cmake/zlkcamtr.pc.in zlkcamtr.pc @ONLY)
+install(FILES ${CMAKE_CURRENT_BINARY_DIR}/zlkcamtr.pc
+        DESTINATION ${CMAKE_INSTALL_LIBDIR}/pkgconfig)
+
+# The modules register on a machine of their own, and what they wrote becomes the store of
+# installed classes beside them: every user of the installed tree has the components.
+if(TARGET zlkcam)
+  install(CODE "
+    set(root \"\$ENV{DESTDIR}\${CMAKE_INSTALL_PREFIX}\")
+    set(classes \"\${root}/${CMAKE_INSTALL_LIBDIR}/zlkcamtr/classes.db\")
+    set(machine \"${CMAKE_BINARY_DIR}/install-machine\")
+    file(REMOVE_RECURSE \"\${machine}\" \"\${classes}\")
+    message(STATUS \"Installing: \${classes}\")
+    execute_process(
+      COMMAND \${CMAKE_COMMAND} -E env \"ZLK_MACHINE=\${machine}\"
+              \"\${root}/${CMAKE_INSTALL_BINDIR}/zlkcam\" register --installed \"\${classes}\"
+      OUTPUT_QUIET COMMAND_ERROR_IS_FATAL ANY)
+    file(REMOVE_RECURSE \"\${machine}\")
+    file(CHMOD \"\${classes}\" PERMISSIONS OWNER_READ OWNER_WRITE GROUP_READ WORLD_READ)")
+endif()
+
+set(CPACK_PACKAGE_NAME zlkcamtr)
+set(CPACK_PACKAGE_CONTACT "The ZlkCamTr maintainers <maintainers@localhost>")
+set(CPACK_PACKAGE_DESCRIPTION_SUMMARY "Component server for digital cameras and memory cards")
+set(CPACK_PACKAGING_INSTALL_PREFIX /usr)
+set(CPACK_STRIP_FILES ON)
+set(CPACK_DEBIAN_FILE_NAME DEB-DEFAULT)
+set(CPACK_DEBIAN_PACKAGE_SHLIBDEPS ON)
+set(CPACK_DEBIAN_PACKAGE_SHLIBDEPS_PRIVATE_DIRS ${CMAKE_LIBRARY_OUTPUT_DIRECTORY})
+include(CPack)
