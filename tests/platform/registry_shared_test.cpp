@@ -30,6 +30,14 @@ using testing::HasSubstr;
 
 constexpr uid_t somebodyElse = 65534;
 
+#if defined(__SANITIZE_ADDRESS__) || defined(__SANITIZE_THREAD__)
+constexpr bool underSanitizer = true;
+#elif defined(__has_feature)
+constexpr bool underSanitizer = __has_feature(address_sanitizer) || __has_feature(thread_sanitizer);
+#else
+constexpr bool underSanitizer = false;
+#endif
+
 fs::path storeFile() {
     return machineRoot() / "registry.db";
 }
@@ -145,7 +153,9 @@ TEST(RegistryShared, KeyShowsEachCommitOfAnotherProcessAtOnce) {
 ZLK_CHILD(writesWithoutEnd) {
     const RegistryKey key = createKey(HKEY_LOCAL_MACHINE, scene);
     child.say("started");
-    for (unsigned i = 0;; ++i) {
+    // Counts on from the writer before, so that its last values and this one's first ones fit.
+    const Answer last = query(key.get(), u"last");
+    for (unsigned i = last.result ? 0 : last.data.at(0) + 1u;; ++i) {
         const Bytes data(3000 + i % 3 * 3000, static_cast<BYTE>(i));
         if (setBytes(key.get(), u"v", data)) return 1;
         if (setBytes(key.get(), u"last", {static_cast<BYTE>(i)})) return 2;
@@ -201,6 +211,7 @@ TEST(RegistryShared, StoreServesParentAndForkedChildEachOnItsOwnConnection) {
 }
 
 TEST(RegistryShared, StoreServesAChildForkedWhileOtherThreadsAreInIt) {
+    if (underSanitizer) GTEST_SKIP() << "the sanitizer's own allocator hangs in such a child";
     const RegistryKey key = createKey(HKEY_LOCAL_MACHINE, scene);
     std::atomic<bool> stop = false;
     std::atomic<int> failures = 0;
