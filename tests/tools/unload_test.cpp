@@ -118,6 +118,22 @@ TEST_F(Unload, deletesOnlyWhatItVerifiedAndOnlyWhereThatIsAllowed) {
     EXPECT_EQ(torsos(), 0u);
 }
 
+TEST_F(Unload, neverTakesAnOriginalForItsOwnCopy) {
+    addFile("DCIM/A.JPG", "the only one");
+    addFile("B.JPG", "another only one");
+    fs::create_directory_symlink(card, target / "alias");
+    for (const fs::path& folder : {card, target / "alias"}) {
+        EXPECT_EQ(zlkcam({"unload", "--delete", "E:", folder.string()}).status, 6);
+        EXPECT_EQ(std::distance(fs::recursive_directory_iterator(card), {}), 3);
+    }
+    fs::create_symlink(card / "B.JPG", target / "B.JPG");
+    const ProgramResult result = zlkcam({"unload", "--delete", "--json", "E:", target.string()});
+    EXPECT_THAT(outcomesOf(result), ElementsAre("was there", "copied"));
+    EXPECT_EQ(readFile(card / "B.JPG"), "another only one");
+    EXPECT_FALSE(fs::exists(card / "DCIM/A.JPG"));
+    EXPECT_EQ(readFile(target / "DCIM/A.JPG"), "the only one");
+}
+
 /// Waits for the first bytes of a copy, and stops the client there.
 void freezeInside(const RunningZlkCam& client, const fs::path& part) {
     std::error_code none;

@@ -20,10 +20,13 @@ class JsonWriter {
     JsonWriter& value(std::string_view text);
     JsonWriter& value(const char* text) { return value(std::string_view(text)); }
     JsonWriter& value(std::u16string_view text);
-    JsonWriter& value(bool truth) { return raw(truth ? "true" : "false"); }
     template <std::integral Number>
     JsonWriter& value(Number number) {
-        return raw(std::to_string(number));
+        if constexpr (std::same_as<Number, bool>) {
+            return raw(number ? "true" : "false");
+        } else {
+            return raw(std::to_string(number));
+        }
     }
 
     template <class Value>

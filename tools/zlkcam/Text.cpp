@@ -77,7 +77,7 @@ std::string harmlessText(std::string_view utf8) {
 }
 
 std::string sizeText(std::uint64_t bytes) {
-    if (bytes < 1000) return std::to_string(bytes) + " bytes";
+    if (bytes < 1000) return std::to_string(bytes) + (bytes == 1 ? " byte" : " bytes");
     constexpr const char* units[] = {"kB", "MB", "GB", "TB"};
     double value = static_cast<double>(bytes) / 1000;
     std::size_t unit = 0;

@@ -51,6 +51,28 @@ struct SourceState {
     bool operator==(const SourceState&) const = default;
 };
 
+/// A folder that is a folder of the device itself would take each original for its own copy. What
+/// was just written in it shows beside the original then, whatever the folder's name is.
+void requireOtherFolder(const std::u16string& id, const std::u16string& part) {
+    if (!isPath(id)) return;
+    const std::u16string beside =
+        id.substr(0, id.rfind(u'\\') + 1) + part.substr(part.rfind(u'/') + 1);
+    if (GetFileAttributesW(beside.c_str()) != INVALID_FILE_ATTRIBUTES)
+        throw Failure(ExitStatus::FileUnusable, "The folder to copy into is on the device itself.",
+                      "Choose a folder on this machine.");
+}
+
+/// Whether the file isn't the original under another name, as a link would be: one that is kept
+/// from everybody else can't be opened by any of its names.
+bool isAnotherFile(const std::u16string& file, const std::u16string& id) {
+    if (!isPath(id)) return true;
+    const UniqueHandle kept(CreateFileW(file.c_str(), GENERIC_READ | GENERIC_WRITE, 0, nullptr,
+                                        OPEN_EXISTING, FILE_ATTRIBUTE_NORMAL, nullptr));
+    const UniqueHandle original(CreateFileW(id.c_str(), GENERIC_READ, FILE_SHARE_READ, nullptr,
+                                            OPEN_EXISTING, FILE_ATTRIBUTE_READONLY, nullptr));
+    return kept && original;
+}
+
 Failure stopped() {
     return {ExitStatus::Stopped, "Stopped. What was copied before is whole."};
 }
@@ -115,24 +137,26 @@ void Unloader::copyFile(UnloadedFile& file, ProgressBar& bar) {
     }
     target_.makeFoldersOf(wanted);
     const HiddenFile part(target_.hiddenName(wanted, u"part"));
-    fetch(file, part.name(), &bar);
+    fetch(file, part.name(), {bar, 0, options_.verify ? 50 : 100});
+    requireOtherFolder(file.record->id, part.name());
     if (SourceState(*file.record) != source)
         throw Failure(ExitStatus::ReadFailed, "It changed while it was copied.");
     complete(file, part.name());
     if (options_.verify) {
-        verify(file, part.name(), target_.hiddenName(wanted, u"check"));
+        verify(file, part.name(), target_.hiddenName(wanted, u"check"), {bar, 50, 50});
         file.verified = true;
     }
     const TargetFolder::Placed placed = target_.place(part.name(), wanted);
-    // Somebody else's file, which counts as this copy now.
-    if (options_.verify && placed.wasThere && !flushFile(placed.file)) file.verified = false;
+    // Somebody else's file counts as this copy now, if it is one.
+    if (placed.wasThere && options_.verify)
+        file.verified = isAnotherFile(placed.file, file.record->id) && flushFile(placed.file);
     file.file = placed.file;
     file.outcome = placed.wasThere ? Outcome::WasThere : Outcome::Copied;
 }
 
-void Unloader::fetch(UnloadedFile& file, const std::u16string& into, ProgressBar* bar) {
-    ProgressCallback callback([bar](int percent) {
-        if (bar) bar->progress(percent);
+void Unloader::fetch(const UnloadedFile& file, const std::u16string& into, BarShare share) {
+    ProgressCallback callback([share](int percent) {
+        share.bar.progress(share.start + percent * share.size / 100);
         return !StopFlag::raised();
     });
     const HRESULT result = session_->SaveFileData(Bstr(file.record->id).get(), Bstr(into).get(),
@@ -160,10 +184,9 @@ void Unloader::throwFetchFailure(LONG code, const std::u16string& into) {
 }
 
 void Unloader::verify(const UnloadedFile& file, const std::u16string& part,
-                      const std::u16string& check) {
+                      const std::u16string& check, BarShare share) {
     const HiddenFile second(check);
-    UnloadedFile again = file;
-    fetch(again, second.name(), nullptr);
+    fetch(file, second.name(), share);
     if (!sameContent(part, second.name()))
         throw Failure(ExitStatus::NotVerified, "Reading it twice gave different bytes.",
                       "Clean the contacts of the card, or try another reader.");

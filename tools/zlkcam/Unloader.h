@@ -50,8 +50,14 @@ class Unloader {
 
   private:
     void copyFile(UnloadedFile& file, ProgressBar& bar);
-    void fetch(UnloadedFile& file, const std::u16string& into, ProgressBar* bar);
-    void verify(const UnloadedFile& file, const std::u16string& part, const std::u16string& check);
+    /// What share of the bar a transfer fills: percent of percent, from `start` on.
+    struct BarShare {
+        ProgressBar& bar;
+        int start, size;
+    };
+    void fetch(const UnloadedFile& file, const std::u16string& into, BarShare share);
+    void verify(const UnloadedFile& file, const std::u16string& part, const std::u16string& check,
+                BarShare share);
     void complete(const UnloadedFile& file, const std::u16string& part) const;
     [[noreturn]] void throwFetchFailure(LONG code, const std::u16string& into);
     void noteFailure(UnloadedFile& file, const Failure& failure);

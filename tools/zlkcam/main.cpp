@@ -11,7 +11,6 @@ namespace {
 void addCommands(CLI::App& app, Tool& tool) {
     app.require_subcommand(1);
     app.add_flag("--json", tool.json, "answer with one JSON document, also on failure");
-    app.footer(exitStatusTable());
     addDeviceCommands(app, tool);
     addFileCommands(app, tool);
     addUnloadCommand(app, tool);
@@ -20,6 +19,7 @@ void addCommands(CLI::App& app, Tool& tool) {
     addMountCommands(app, tool);
     addSettingsCommands(app, tool);
     addTraceCommand(app, tool);
+    app.footer(exitStatusTable());  // behind the commands, which would all inherit it
     for (CLI::App* command : app.get_subcommands(nullptr)) command->fallthrough();
 }
 

@@ -68,7 +68,7 @@ const Translation translations[] = {
 };
 
 std::string translationHelp() {
-    std::string text = "Translate between the names of a device. Kinds:";
+    std::string text = "Kinds:";
     for (const Translation& translation : translations)
         text += std::string("\n  ") + translation.kind + ": " + translation.description;
     return text;
@@ -182,10 +182,11 @@ void addDeviceCommands(CLI::App& app, Tool& tool) {
                             addDevice,
                             [&tool](const InfoOptions& options) { runLocked(tool, options); });
     addCommand<TranslateOptions>(
-        app, "translate", translationHelp().c_str(),
+        app, "translate", "Translate between the names of a device",
         [](CLI::App& command, TranslateOptions& options) {
-            command.add_option("kind", options.kind, "see above")->required();
+            command.add_option("kind", options.kind, "see below")->required();
             command.add_option("text", options.text, "what to translate")->required();
+            command.footer(translationHelp());
         },
         [&tool](const TranslateOptions& options) { runTranslate(tool, options); });
 }

@@ -160,7 +160,8 @@ void addDocumentCommands(CLI::App& app, Tool& tool) {
         [](CLI::App& command, DeviceWords& words) {
             command.add_option("text", words.words, "DEVICE (may be left out), then the message")
                 ->required()
-                ->expected(1, 2);
+                ->expected(1, 2)
+                ->option_text("[DEVICE] TEXT");
         },
         [&tool](const DeviceWords& words) { runEscape(tool, words); });
 }

@@ -150,7 +150,8 @@ void addFileCommands(CLI::App& app, Tool& tool) {
         [](CLI::App& command, ThumbsOptions& options) {
             command.add_option("dest", options.words, "DEVICE (may be left out), then the folder")
                 ->required()
-                ->expected(1, 2);
+                ->expected(1, 2)
+                ->option_text("[DEVICE] DEST");
             command.add_flag("--flat", options.flat, "no subfolders");
         },
         [&tool](const ThumbsOptions& options) { runThumbs(tool, options); });

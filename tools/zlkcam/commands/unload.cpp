@@ -72,8 +72,10 @@ class Summary {
         std::uint64_t bytes = 0;
         for (const UnloadedFile& file : files_)
             if (file.outcome == Outcome::Copied) bytes += file.size;
+        const DWORD tenths = milliseconds_ / 100;
         tool_.say(filesText(copied) + " copied to " + utf8Text(folder) + ", " + sizeText(bytes) +
-                  " in " + std::to_string(milliseconds_ / 1000) + " s.");
+                  " in " + std::to_string(tenths / 10) + "." + std::to_string(tenths % 10) +
+                  " s (" + sizeText(bytes * 1000 / std::max<DWORD>(milliseconds_, 1)) + "/s).");
         if (const std::size_t there = count(Outcome::WasThere) + count(Outcome::Skipped))
             tool_.say(filesText(there) + " had been there before.");
         const auto verified = matching([](const UnloadedFile& file) { return file.verified; });
@@ -156,7 +158,8 @@ void addUnloadCommand(CLI::App& app, Tool& tool) {
         [](CLI::App& command, Options& options) {
             command.add_option("dest", options.words, "DEVICE (may be left out), then the folder")
                 ->required()
-                ->expected(1, 2);
+                ->expected(1, 2)
+                ->option_text("[DEVICE] DEST");
             command.add_flag("--new", options.onlyNew,
                              "skip what the folder has with the same name, size and time");
             command.add_flag("--verify", options.verify,
