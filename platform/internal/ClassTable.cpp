@@ -48,9 +48,8 @@ std::u16string guidText(const GUID& id) {
 LoadedClass::LoadedClass(HMODULE module) noexcept : module_(module) {}
 
 LoadedClass::~LoadedClass() {
-    const bool unused = !factory_ || canUnload();
     factory_.reset();
-    if (unused) FreeLibrary(module_);
+    FreeLibrary(module_);
 }
 
 HRESULT LoadedClass::load(const GUID& clsid, std::shared_ptr<LoadedClass>& loaded) {
@@ -102,29 +101,23 @@ HRESULT ClassTable::find(const GUID& clsid, std::shared_ptr<LoadedClass>& loaded
     }
     std::shared_ptr<LoadedClass> made;
     if (const HRESULT result = LoadedClass::load(clsid, made); FAILED(result)) return result;
-    // Two threads may have loaded it: the first one's entry counts, the other one goes when
-    // `made` does, behind the lock.
+    // Two threads may have loaded it: the first one's entry counts. The other one has made no
+    // object, and goes with `made`, behind the lock.
     const std::unique_lock lock(mutex_);
     loaded = classes_.try_emplace(clsid, made).first->second;
     return S_OK;
 }
 
 void ClassTable::freeUnused() noexcept {
-    Classes taken, dropped;
-    {
-        const std::unique_lock lock(mutex_);
-        taken.swap(classes_);
-    }
-    for (auto next = taken.begin(); next != taken.end();) {
-        const auto entry = next++;
-        // Nobody can get at it any more, so a count of one stays. A call that has just let go of
-        // it has made its object: the fence lets the module's own count of that be seen.
-        const bool unused = entry->second.use_count() == 1;
-        std::atomic_thread_fence(std::memory_order_acquire);
-        if (unused && entry->second->canUnload()) dropped.insert(taken.extract(entry));
-    }
+    Classes dropped;  // ends behind the lock, since modules run code when they are unloaded
     const std::unique_lock lock(mutex_);
-    classes_.merge(taken);
+    for (auto next = classes_.begin(); next != classes_.end();) {
+        const auto entry = next++;
+        if (entry->second.use_count() != 1) continue;
+        // The call that let go of the entry last has made its object: let its count be seen.
+        std::atomic_thread_fence(std::memory_order_acquire);
+        if (entry->second->canUnload()) dropped.insert(classes_.extract(entry));
+    }
 }
 
 }  // namespace zlk::platform

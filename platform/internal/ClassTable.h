@@ -3,13 +3,13 @@
 //
 // A class that is in the table costs a look-up under a shared lock. No lock is held while the
 // registry is read or code of a module runs, so that a module may make objects of other classes,
-// or of its own, from wherever it is called: its factory, a constructor, its own loading.
+// or of its own, from wherever it is called: its factory, a constructor, its own loading. The one
+// exception is DllCanUnloadNow, which answers from a count: as long as the table is locked nobody
+// can begin to make an object, so the answer still holds when the entry is taken out.
 //
 // An entry keeps its module loaded, once for each class, and is shared between the table and the
-// calls that are making an object from it. Unloading takes the entries out of the table, drops
-// those that nobody uses and whose module says that it can go, and puts the others back. Whoever
-// asks for a class meanwhile loads it once more, which makes an entry of its own; of two entries
-// of a class one is dropped, and the module stays by the other's count.
+// calls that are making an object from it: such a call's object isn't in the module's count yet,
+// so an entry that is in use stays.
 
 #include <map>
 #include <memory>
@@ -27,12 +27,12 @@ class LoadedClass {
     static HRESULT load(const GUID& clsid, std::shared_ptr<LoadedClass>& loaded);
 
     explicit LoadedClass(HMODULE module) noexcept;
-    /// Unloads the module unless it says that it is in use: it then stays for good.
     ~LoadedClass();
     LoadedClass(const LoadedClass&) = delete;
     LoadedClass& operator=(const LoadedClass&) = delete;
 
     IClassFactory& factory() const noexcept { return *factory_.get(); }
+    /// What the module says about itself.
     bool canUnload() const noexcept;
 
   private:
@@ -55,7 +55,7 @@ class ClassTable {
             return std::memcmp(&a, &b, sizeof(GUID)) < 0;
         }
     };
-    // A tree: its entries go out and back in without memory, so unloading can't fail halfway.
+    // A tree: taking an entry out of it needs no memory.
     using Classes = std::map<GUID, std::shared_ptr<LoadedClass>, Order>;
 
     std::shared_mutex mutex_;
