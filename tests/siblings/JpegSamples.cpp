@@ -34,7 +34,8 @@ std::vector<JSAMPLE> rowOf(const Quarters& picture, int y, Form form) {
             continue;
         }
         for (const int light : colour) row.push_back(static_cast<JSAMPLE>(light));
-        if (form == Form::Cmyk) row.push_back(255);  // upside down, as such files have it
+        if (form == Form::Cmyk || form == Form::ProgressiveCmyk)
+            row.push_back(255);  // upside down, as such files have it
     }
     return row;
 }
@@ -51,22 +52,21 @@ std::string jpegOf(const Quarters& picture, const std::string& exif, Form form) 
     jpeg_mem_dest(&info, &output, &size);
     info.image_width = static_cast<JDIMENSION>(picture.width);
     info.image_height = static_cast<JDIMENSION>(picture.height);
-    info.input_components = form == Form::Grey ? 1 : form == Form::Cmyk ? 4 : 3;
-    info.in_color_space = form == Form::Grey   ? JCS_GRAYSCALE
-                          : form == Form::Cmyk ? JCS_CMYK
-                                               : JCS_RGB;
+    const bool cmyk = form == Form::Cmyk || form == Form::ProgressiveCmyk;
+    info.input_components = form == Form::Grey ? 1 : cmyk ? 4 : 3;
+    info.in_color_space = form == Form::Grey ? JCS_GRAYSCALE : cmyk ? JCS_CMYK : JCS_RGB;
     jpeg_set_defaults(&info);
-    if (form == Form::Progressive) jpeg_simple_progression(&info);
+    if (form == Form::Progressive || form == Form::ProgressiveCmyk) jpeg_simple_progression(&info);
     info.write_JFIF_header = exif.empty();
     jpeg_start_compress(&info, TRUE);
     if (!exif.empty()) {
         jpeg_write_marker(&info, JPEG_APP0 + 1, reinterpret_cast<const JOCTET*>(exif.data()),
                           static_cast<unsigned>(exif.size()));
     }
+    std::vector<JSAMPLE> halves[] = {rowOf(picture, 0, form), rowOf(picture, picture.height, form)};
     for (int y = 0; y < picture.height; ++y) {
-        std::vector<JSAMPLE> row = rowOf(picture, y, form);
-        JSAMPROW pointer = row.data();
-        jpeg_write_scanlines(&info, &pointer, 1);
+        JSAMPROW row = halves[y >= picture.height / 2].data();
+        jpeg_write_scanlines(&info, &row, 1);
     }
     jpeg_finish_compress(&info);
     jpeg_destroy_compress(&info);

@@ -17,7 +17,7 @@ struct Quarters {
     std::array<Colour, 4> colours;
 };
 
-enum class Form { Plain, Progressive, Grey, Cmyk };
+enum class Form { Plain, Progressive, Grey, Cmyk, ProgressiveCmyk };
 
 /// As a JPEG, with `exif` in front unless that is empty.
 std::string jpegOf(const Quarters& picture, const std::string& exif = {}, Form form = Form::Plain);

@@ -62,8 +62,8 @@ class MountPlaceTest : public testing::Test {
 };
 
 TEST_F(MountPlaceTest, FindsAnInstanceByWhatItsEntrySays) {
-    mount(u'E', u"ZL", u"GLIMMERBOX 539");
-    mount(u'F', u"ZL", u"GLIMMERBOX 53");
+    mount(u'E', u"ZL", u"GLIMMERBOX 53");  // asked first, and the beginning of the other's name
+    mount(u'F', u"ZL", u"GLIMMERBOX 539");
     mount(u'G', u"", u"READER");
     EXPECT_EQ(prefix(instance), u"");
     const struct {
@@ -75,13 +75,13 @@ TEST_F(MountPlaceTest, FindsAnInstanceByWhatItsEntrySays) {
         {u"F:\\", u"F:\\"},
         {u"X:\\", u""},
         {u"1", u""},
-        {u"ZL GLIMMERBOX 539", u"E:\\"},
-        {u"zl glimmerbox 53", u"F:\\"},
+        {u"ZL GLIMMERBOX 539", u"F:\\"},
+        {u"zl glimmerbox 53", u"E:\\"},
         {u"ZL GLIMMERBOX", u""},
         {u"GLIMMERBOX 539", u""},
         {u"READER", u"G:\\"},
-        {u"USBSTOR\\Disk&Ven_ZL&Prod_Glimmerbox_539&Rev_1.00\\0001&0", u"E:\\"},
-        {u"USBSTOR\\Disk&Ven_ZL&Prod_Glimmerbox_53", u"F:\\"},
+        {u"USBSTOR\\Disk&Ven_ZL&Prod_Glimmerbox_539&Rev_1.00\\0001&0", u"F:\\"},
+        {u"USBSTOR\\Disk&Ven_ZL&Prod_Glimmerbox_53", u"E:\\"},
         {u"USBSTOR\\Disk&Ven_ZL&Prod_Glimmerbox_5", u""},
         {u"\\\\nowhere\\cards", u""},
         {u"/tmp", u""},

@@ -28,8 +28,8 @@ std::map<std::string, File> filesBelow(const fs::path& folder) {
 }
 
 ProgramResult makeCard(const fs::path& folder, const char* pictures = "9", const char* seed = "1") {
-    return runProgram(
-        {ZLK_BIN_DIR "/zlk-samplecard", folder.string(), "--pictures", pictures, "--seed", seed});
+    return runProgram({(programFolder() / "zlk-samplecard").string(), folder.string(), "--pictures",
+                       pictures, "--seed", seed});
 }
 
 TEST(SampleCard, HasWhatACameraLeavesAndIsTheSameForASeed) {

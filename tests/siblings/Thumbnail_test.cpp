@@ -23,7 +23,7 @@ struct Answer {
 class ThumbnailTest : public testing::Test {
   protected:
     ThumbnailTest() {
-        library_ = LoadLibraryW(pathText(ZLK_MODULE_DIR "/zlkthbg2.so").c_str());
+        library_ = LoadLibraryW(pathText(moduleFolder() / "zlkthbg2.so").c_str());
         if (library_) {
             entry_ = reinterpret_cast<ThumbnailEntryPoint>(
                 GetProcAddress(library_, thumbnailEntryPoint));
@@ -173,6 +173,15 @@ TEST_F(ThumbnailTest, GivesAStockPictureByKindForWhatItCannotRead) {
     rusage after;
     getrusage(RUSAGE_SELF, &after);
     EXPECT_LT(after.ru_maxrss - before.ru_maxrss, 40 * 1024) << "KB";
+}
+
+TEST_F(ThumbnailTest, KeepsNoPictureWholeThatNeedsMoreThanItsMemory) {
+    // Whole and sound, so that only the limit can turn it away: four colours of two bytes each.
+    EXPECT_TRUE(
+        looksLike(shown(jpegOf({1000, 1000, seen}, {}, Form::ProgressiveCmyk)), {160, 160, seen}));
+    const Answer answer = thumbnailOf(jpegOf({4200, 4200, seen}, {}, Form::ProgressiveCmyk));
+    EXPECT_EQ(answer.result, 0);
+    EXPECT_TRUE(answer.jpeg == stock("PICT0001.JPG"));
 }
 
 TEST_F(ThumbnailTest, FailsOnlyWhereThereIsNoFileToRead) {

@@ -235,6 +235,22 @@ TEST_F(XmlDocumentTest, FindsElementsByNumberInAnyOrder) {
     EXPECT_EQ(document.value(u"d/other[50]"), u"");
 }
 
+TEST_F(XmlDocumentTest, ForgetsWhatItFoundInAnOlderDocument) {
+    // The third document comes to lie where the first one was, node by node, with other numbers.
+    const auto text = [](int others) {
+        std::u16string list = u"<d>";
+        for (int i = 0; i < 50; ++i)
+            list += formatText(i < others ? u"<o n='%02d'/>" : u"<f n='%02d'/>", i);
+        return list + u"</d>";
+    };
+    Document document;
+    ASSERT_EQ(document.load(text(0)), S_OK);
+    EXPECT_EQ(document.attribute(u"d/f[30]", u"n"), u"30");
+    ASSERT_EQ(document.load(text(5)), S_OK);
+    ASSERT_EQ(document.load(text(10)), S_OK);
+    EXPECT_EQ(document.attribute(u"d/f[31]", u"n"), u"41");
+}
+
 TEST_F(XmlDocumentTest, TellsBadPathsFromMissingElements) {
     const struct {
         const char16_t* path;
