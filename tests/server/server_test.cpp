@@ -17,7 +17,7 @@ namespace {
 namespace fs = std::filesystem;
 using ::testing::HasSubstr;
 
-const fs::path modulePath = fs::path(ZLK_MODULE_DIR) / "ZlkCamTr.so";
+const fs::path modulePath = zlk::test::moduleFolder() / "ZlkCamTr.so";
 
 struct ServerClass {
     std::string name;  ///< as in its ProgID

@@ -3,6 +3,8 @@
 
 #include <filesystem>
 
+#include "tests/support/TestMachine.h"
+
 namespace zlk::test {
 
 /// Registers every module of `folder` that registers classes, on this process's machine. Fails
@@ -12,11 +14,9 @@ int registerModules(const std::filesystem::path& folder);
 /// Takes all registered classes away again.
 void unregisterModules();
 
-#ifdef ZLK_MODULE_DIR
 /// The modules of this build.
 inline int registerModules() {
-    return registerModules(ZLK_MODULE_DIR);
+    return registerModules(moduleFolder());
 }
-#endif
 
 }  // namespace zlk::test

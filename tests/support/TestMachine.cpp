@@ -15,14 +15,16 @@ namespace fs = std::filesystem;
 class Sandbox {
   public:
     Sandbox() {
-        std::string pattern = (fs::temp_directory_path() / "zlk-test-XXXXXX").string();
+        // A child process works on the machine of the test that started it, and its own files lie
+        // below that one's, which clears up behind a child that was killed.
+        const char* parent = getenv("ZLK_TEST_FOLDER");
+        std::string pattern =
+            (parent ? fs::path(parent) : fs::temp_directory_path()) / "zlk-test-XXXXXX";
         if (!mkdtemp(pattern.data())) abort();
         top_ = pattern;
-        // A child process works on the machine of the test that started it.
-        const char* inherited = getenv("ZLK_TEST_PARENT");
-        root_ = inherited ? fs::path(getenv("ZLK_MACHINE")) : top_ / "machine";
+        root_ = parent ? fs::path(getenv("ZLK_MACHINE")) : top_ / "machine";
         setenv("ZLK_MACHINE", root_.c_str(), 1);
-        setenv("ZLK_TEST_PARENT", "1", 1);
+        setenv("ZLK_TEST_FOLDER", top_.c_str(), 1);
     }
     ~Sandbox() {
         std::error_code ignored;
@@ -45,6 +47,14 @@ fs::path newFolder() {
     fs::path folder = sandbox.top_ / ("folder" + std::to_string(++sandbox.folders_));
     fs::create_directory(folder);
     return folder;
+}
+
+fs::path moduleFolder() {
+    return ZLK_MODULE_DIR;
+}
+
+fs::path programFolder() {
+    return ZLK_BIN_DIR;
 }
 
 std::u16string pathText(const fs::path& path) {

@@ -13,6 +13,10 @@ const std::filesystem::path& machineRoot();
 /// A new empty folder for this test, removed with the process.
 std::filesystem::path newFolder();
 
+/// What the build made: the folders of its modules and of its programs.
+std::filesystem::path moduleFolder();
+std::filesystem::path programFolder();
+
 /// The text form in which applications pass a path of this machine.
 std::u16string pathText(const std::filesystem::path& path);
 

@@ -12,7 +12,7 @@
 namespace zlk::test {
 namespace {
 
-constexpr char program[] = ZLK_BIN_DIR "/zlkcam";
+const std::string program = programFolder() / "zlkcam";
 
 }  // namespace
 
@@ -31,7 +31,7 @@ RunningZlkCam::RunningZlkCam(std::vector<std::string> arguments) : output_(newFo
     posix_spawn_file_actions_addopen(&actions, STDOUT_FILENO, output_.c_str(),
                                      O_WRONLY | O_CREAT | O_TRUNC, 0600);
     posix_spawn_file_actions_addopen(&actions, STDERR_FILENO, "/dev/null", O_WRONLY, 0);
-    EXPECT_EQ(posix_spawn(&pid_, program, &actions, nullptr, argv.data(), environ), 0);
+    EXPECT_EQ(posix_spawn(&pid_, program.c_str(), &actions, nullptr, argv.data(), environ), 0);
     posix_spawn_file_actions_destroy(&actions);
 }
 

@@ -26,7 +26,7 @@ TEST(Register, makesTheComponentsUsableAndUnregisterTakesThemAway) {
     EXPECT_EQ(zlkcam({"devices"}).status, 13);
 
     writeFile(classes.parent_path() / "bad.so", "no module");
-    const std::string library = ZLK_MODULE_DIR "/../libzlkplatform.so";
+    const std::string library = moduleFolder() / "../libzlkplatform.so";
     for (const std::string& path :
          {std::string("/missing.so"), (classes.parent_path() / "bad.so").string(), library})
         EXPECT_EQ(zlkcam({"register", path}).status, 13) << path;
