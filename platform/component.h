@@ -67,13 +67,17 @@ int StringFromGUID2(const GUID& id, WCHAR* buffer, int room) noexcept;
 HRESULT CLSIDFromProgID(const WCHAR* progId, GUID* clsid) noexcept;
 
 /// Makes an object of a registered class in this process. The class's module is loaded once and
-/// its factory kept. REGDB_E_CLASSNOTREG (no such class, or none whose module is named),
-/// CO_E_DLLNOTFOUND (the module doesn't load or isn't trusted), CO_E_ERRORINDLL (it has no
-/// DllGetClassObject), and what the class itself answers.
+/// its factory kept: where the class is registered anew, a process that has loaded it goes on with
+/// its module until CoFreeUnusedLibraries has let go of it. Results: REGDB_E_CLASSNOTREG (no such
+/// class, or none whose module is named), CO_E_DLLNOTFOUND (the module doesn't load or isn't
+/// trusted), CO_E_ERRORINDLL (it has no DllGetClassObject), E_OUTOFMEMORY, the HRESULT of a
+/// registry that can't be read, and what the class itself answers.
 HRESULT CoCreateInstance(const GUID& clsid, IUnknown* outer, DWORD context, const GUID& iid,
                          void** object) noexcept;
 
-/// Unloads each component module that says it can go (DllCanUnloadNow).
+/// Unloads each component module that says it can go (DllCanUnloadNow). One that other threads
+/// than the caller's have made objects of goes by the first call that comes ten seconds after
+/// another one has found it idle, so that no thread is still on its way out of it.
 void CoFreeUnusedLibraries() noexcept;
 
 #pragma GCC visibility pop

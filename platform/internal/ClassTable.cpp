@@ -1,14 +1,16 @@
 #include "platform/internal/ClassTable.h"
 
 #include <algorithm>
-#include <atomic>
 #include <mutex>
 
+#include "platform/clock.h"
 #include "platform/internal/Immortal.h"
 #include "platform/registry.h"
 
 namespace zlk::platform {
 namespace {
+
+constexpr DWORD graceTicks = 10'000;
 
 HRESULT modulePathOf(const GUID& clsid, std::u16string& path) {
     const LSTATUS status = readClassText(u"CLSID\\" + guidText(clsid) + u"\\InprocServer32", path);
@@ -80,10 +82,23 @@ HRESULT LoadedClass::load(const GUID& clsid, std::shared_ptr<LoadedClass>& loade
     return S_OK;
 }
 
-bool LoadedClass::canUnload() const noexcept {
+void LoadedClass::noteUse() noexcept {
+    const std::thread::id me = std::this_thread::get_id();
+    if (user_.load(std::memory_order_relaxed) != me && user_.exchange(me) != std::thread::id())
+        usedByOthers_ = true;
+    used_.store(true, std::memory_order_relaxed);
+}
+
+bool LoadedClass::mayUnload() noexcept {
     using CanUnloadNow = HRESULT (*)() noexcept;
     const auto ask = reinterpret_cast<CanUnloadNow>(GetProcAddress(module_, "DllCanUnloadNow"));
-    return ask && ask() == S_OK;
+    const bool idle = ask && ask() == S_OK;
+    if (idle && user_ == std::this_thread::get_id() && !usedByOthers_) return true;
+    const bool used = used_.exchange(false);
+    const bool stillIdle = idle && idle_ && !used;
+    idle_ = idle;
+    if (!stillIdle) idleSince_ = GetTickCount();
+    return stillIdle && GetTickCount() - idleSince_ >= graceTicks;
 }
 
 ClassTable& ClassTable::instance() {
@@ -96,6 +111,7 @@ HRESULT ClassTable::find(const GUID& clsid, std::shared_ptr<LoadedClass>& loaded
         const std::shared_lock lock(mutex_);
         if (const auto known = classes_.find(clsid); known != classes_.end()) {
             loaded = known->second;
+            loaded->noteUse();
             return S_OK;
         }
     }
@@ -105,6 +121,7 @@ HRESULT ClassTable::find(const GUID& clsid, std::shared_ptr<LoadedClass>& loaded
     // object, and goes with `made`, behind the lock.
     const std::unique_lock lock(mutex_);
     loaded = classes_.try_emplace(clsid, made).first->second;
+    loaded->noteUse();
     return S_OK;
 }
 
@@ -114,9 +131,10 @@ void ClassTable::freeUnused() noexcept {
     for (auto next = classes_.begin(); next != classes_.end();) {
         const auto entry = next++;
         if (entry->second.use_count() != 1) continue;
-        // The call that let go of the entry last has made its object: let its count be seen.
-        std::atomic_thread_fence(std::memory_order_acquire);
-        if (entry->second->canUnload()) dropped.insert(classes_.extract(entry));
+        // The call that let go of the entry last has made its object. Letting go of a copy comes
+        // behind that, so what it did to the module's count is seen.
+        std::shared_ptr(entry->second).reset();
+        if (entry->second->mayUnload()) dropped.insert(classes_.extract(entry));
     }
 }
 

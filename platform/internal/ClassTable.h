@@ -9,11 +9,16 @@
 //
 // An entry keeps its module loaded, once for each class, and is shared between the table and the
 // calls that are making an object from it: such a call's object isn't in the module's count yet,
-// so an entry that is in use stays.
+// so an entry that is in use stays. On the other end of an object's life its last Release leaves
+// the module some instructions after the count has dropped. Objects belong to the thread that made
+// them, so that is no matter to a caller who made them all. Where other threads did, a module goes
+// only after it has been found idle, unused in between, for ten seconds.
 
+#include <atomic>
 #include <map>
 #include <memory>
 #include <shared_mutex>
+#include <thread>
 
 #include "platform/component.h"
 #include "platform/modules.h"
@@ -32,12 +37,20 @@ class LoadedClass {
     LoadedClass& operator=(const LoadedClass&) = delete;
 
     IClassFactory& factory() const noexcept { return *factory_.get(); }
-    /// What the module says about itself.
-    bool canUnload() const noexcept;
+
+    /// Before the calling thread makes an object, with the table locked, shared or not.
+    void noteUse() noexcept;
+    /// Whether the module may be unloaded now, as far as this class goes; with the table locked.
+    bool mayUnload() noexcept;
 
   private:
     HMODULE module_;
     ComPtr<IClassFactory> factory_;
+    std::atomic<std::thread::id> user_;
+    std::atomic<bool> usedByOthers_ = false;  ///< than user_
+    std::atomic<bool> used_ = false;          ///< since mayUnload last looked
+    bool idle_ = false;                       ///< when it did
+    DWORD idleSince_ = 0;
 };
 
 class ClassTable {

@@ -5,6 +5,7 @@
 #include <thread>
 #include <vector>
 
+#include "platform/clock.h"
 #include "platform/component_object.h"
 #include "platform/modules.h"
 #include "tests/platform/modules/TestInterfaces.h"
@@ -348,8 +349,32 @@ TEST_F(Components, MayBeMadeByAllThreadsWhileOneUnloads) {
     while (running) CoFreeUnusedLibraries();
     for (std::thread& thread : threads) thread.join();
     EXPECT_EQ(failures, 0);
-    CoFreeUnusedLibraries();
-    EXPECT_FALSE(isLoaded());
+}
+
+DWORD ticks = 0xFFFFFF00;  // soon to wrap around
+
+TEST_F(Components, OfOtherThreadsStayForTenSecondsOfIdleness) {
+    setTestClock({[] { return ticks; }, nullptr});
+    const auto useElsewhere = [] { std::thread([] { newName(CLSID_Thing); }).join(); };
+    const auto goneAfter = [](DWORD milliseconds) {
+        ticks += milliseconds;
+        CoFreeUnusedLibraries();
+        return !isLoaded();
+    };
+    useElsewhere();
+    EXPECT_FALSE(goneAfter(20'000)) << "found idle for the first time";
+    EXPECT_FALSE(goneAfter(9'999));
+    useElsewhere();
+    EXPECT_FALSE(goneAfter(1)) << "idle all the while, but used";
+    EXPECT_FALSE(goneAfter(9'999));
+    ComPtr<INamed> object;
+    object.create(CLSID_Thing);
+    EXPECT_FALSE(goneAfter(1));
+    EXPECT_FALSE(goneAfter(10'000));
+    object.reset();
+    EXPECT_FALSE(goneAfter(10'000)) << "found idle for the first time again";
+    EXPECT_TRUE(goneAfter(10'000));
+    setTestClock({});
 }
 
 ZLK_CHILD(saysWhoseThingItIs) {
