@@ -139,6 +139,8 @@ class Parser {
         made.dual = attributes.has("dual");
         made.helpString = attributes.helpString.value_or("");
         if (!attributes.has("object")) scanner_.fail("attribute object is missing");
+        if (attributes.version || attributes.locale)
+            scanner_.fail("version and lcid are attributes of a library");
         made.name = name();
         unique(names_, made.name);
         expect(":");
@@ -216,6 +218,8 @@ class Parser {
 
     void library(const Attributes& attributes, std::vector<std::string> comment) {
         Library& made = file_.library;
+        if (!attributes.flags.empty())
+            scanner_.fail("object and dual are attributes of interfaces");
         made.comment = std::move(comment);
         made.id = requiredId(attributes);
         made.helpString = attributes.helpString.value_or("");

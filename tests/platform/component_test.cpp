@@ -18,7 +18,7 @@ namespace {
 
 namespace fs = std::filesystem;
 
-const fs::path moduleFolder = ZLK_TEST_MODULE_DIR;
+const fs::path testModules = programFolder().parent_path() / "lib/test_modules";
 
 /// Calls one of the two registration entry points of a module.
 HRESULT registration(const fs::path& path, const char* entry) {
@@ -49,11 +49,11 @@ std::string newName(const GUID& clsid) {
 
 class Components : public ::testing::Test {
   protected:
-    Components() { EXPECT_EQ(registration(moduleFolder / "first.so", "DllRegisterServer"), S_OK); }
+    Components() { EXPECT_EQ(registration(testModules / "first.so", "DllRegisterServer"), S_OK); }
     ~Components() override { CoFreeUnusedLibraries(); }
 
     static bool isLoaded() {
-        const HMODULE module = LoadLibraryW(pathText(moduleFolder / "first.so").c_str());
+        const HMODULE module = LoadLibraryW(pathText(testModules / "first.so").c_str());
         void* const entry = GetProcAddress(module, "DllCanUnloadNow");
         FreeLibrary(module);
         return moduleFromAddress(entry) != nullptr;
@@ -155,9 +155,9 @@ TEST_F(Components, FailAsTheirRegistrationDoes) {
         {u"no such module.dll", CO_E_DLLNOTFOUND},
         {u"/" + std::u16string(10'000, u'x'), CO_E_DLLNOTFOUND},
         {std::u16string(100'000, u'x'), REGDB_E_CLASSNOTREG},
-        {pathText(moduleFolder), CO_E_DLLNOTFOUND},
-        {pathText(moduleFolder / "no_classes.so"), CO_E_ERRORINDLL},
-        {pathText(moduleFolder / "first.so"), CLASS_E_CLASSNOTAVAILABLE},
+        {pathText(testModules), CO_E_DLLNOTFOUND},
+        {pathText(testModules / "no_classes.so"), CO_E_ERRORINDLL},
+        {pathText(testModules / "first.so"), CLASS_E_CLASSNOTAVAILABLE},
     };
     const GUID id{0xBAD, 0, 0, {}};
     int unset;
@@ -316,9 +316,9 @@ TEST_F(Components, MayMakeOthersInTheirConstructor) {
     EXPECT_EQ(newName(CLSID_Maker), "first");
     // Also where the second class of the module is loaded from within the first one's making, and
     // where that fails.
-    registration(moduleFolder / "first.so", "DllUnregisterServer");
+    registration(testModules / "first.so", "DllUnregisterServer");
     CoFreeUnusedLibraries();
-    registration(moduleFolder / "first.so", "DllRegisterServer");
+    registration(testModules / "first.so", "DllRegisterServer");
     RegDeleteTreeW(HKEY_CLASSES_ROOT, (u"CLSID\\" + idText(CLSID_Thing)).c_str());
     EXPECT_EQ(newName(CLSID_Maker), std::to_string(E_FAIL));
 }
@@ -384,7 +384,7 @@ ZLK_CHILD(saysWhoseThingItIs) {
 
 TEST_F(Components, AreFoundAnewByNewProcessesOnceRegisteredElsewhere) {
     EXPECT_EQ(newName(CLSID_Thing), "first");
-    ASSERT_EQ(registration(moduleFolder / "second.so", "DllRegisterServer"), S_OK);
+    ASSERT_EQ(registration(testModules / "second.so", "DllRegisterServer"), S_OK);
     EXPECT_EQ(ChildProcess("saysWhoseThingItIs").hear(), "second");
     EXPECT_EQ(newName(CLSID_Thing), "first") << "this process keeps what it has loaded";
     CoFreeUnusedLibraries();
@@ -394,7 +394,7 @@ TEST_F(Components, AreFoundAnewByNewProcessesOnceRegisteredElsewhere) {
 TEST_F(Components, RegisterUnderAPathWithAnythingInIt) {
     const fs::path folder = newFolder() / "it's 100% {a} \"test\"";
     fs::create_directory(folder);
-    fs::copy_file(moduleFolder / "second.so", folder / "second.so");
+    fs::copy_file(testModules / "second.so", folder / "second.so");
     ASSERT_EQ(registration(folder / "second.so", "DllRegisterServer"), S_OK);
     const RegistryKey key =
         openKey(HKEY_CLASSES_ROOT, u"CLSID\\" + idText(CLSID_Thing) + u"\\InprocServer32");

@@ -13,7 +13,7 @@ namespace {
 namespace fs = std::filesystem;
 using ::testing::HasSubstr;
 
-const fs::path moduleFolder = ZLK_TEST_MODULE_DIR;
+const fs::path testModules = programFolder().parent_path() / "lib/test_modules";
 
 HMODULE load(const fs::path& path) {
     return LoadLibraryW(pathText(path).c_str());
@@ -21,7 +21,7 @@ HMODULE load(const fs::path& path) {
 
 /// A module that a test may do anything with.
 fs::path copyOfModule(const fs::path& folder, const char* name = "copy.so") {
-    fs::copy_file(moduleFolder / "first.so", folder / name);
+    fs::copy_file(testModules / "first.so", folder / name);
     return folder / name;
 }
 
@@ -66,7 +66,7 @@ TEST(Modules, WhatIsNoModuleIsNotFoundAndHoldsNobodyUp) {
     copyOfModule(folder);
     writeFile(folder / "text.so", "not a module");
     writeFile(folder / "empty.so", "");
-    fs::copy_file(moduleFolder / "first.so", folder / "cut.so");
+    fs::copy_file(testModules / "first.so", folder / "cut.so");
     fs::resize_file(folder / "cut.so", 5000);
     ASSERT_EQ(::mkfifo((folder / "pipe.so").c_str(), 0600), 0);
     const std::u16string names[] = {
@@ -126,7 +126,7 @@ TEST(Modules, ThatOthersMayWriteAreRefusedByName) {
 }
 
 TEST(Modules, GiveOnlyAddressesOfTheirOwn) {
-    const HMODULE module = load(moduleFolder / "first.so");
+    const HMODULE module = load(testModules / "first.so");
     ASSERT_TRUE(module);
     for (const char* name : {"NoSuchEntry", "malloc", "SysAllocString", ""}) {
         SetLastError(0);
@@ -168,7 +168,7 @@ std::string resource(HMODULE module, WORD id, Type type) {
 }
 
 TEST(Resources, AreFoundByNumberAndType) {
-    const HMODULE module = load(moduleFolder / "first.so");
+    const HMODULE module = load(testModules / "first.so");
     ASSERT_TRUE(module);
     EXPECT_EQ(resource(module, 65535, u"BYTES"), std::string("any\0bytes\n", 10));
     EXPECT_EQ(resource(module, 65534, u"BYTES"), "-");
@@ -183,7 +183,7 @@ TEST(Resources, AreFoundByNumberAndType) {
 }
 
 TEST(Resources, StringTablesHaveBlocksOfSixteenCountedTexts) {
-    const HMODULE module = load(moduleFolder / "first.so");
+    const HMODULE module = load(testModules / "first.so");
     const auto text = [&](unsigned id) {
         const std::string bytes = resource(module, static_cast<WORD>(id / 16 + 1), RT_STRING);
         std::u16string units(bytes.size() / 2, u'\0');
@@ -201,7 +201,7 @@ TEST(Resources, StringTablesHaveBlocksOfSixteenCountedTexts) {
 }
 
 TEST(Resources, NothingIsReadBehindANoteThatClaimsTooMuch) {
-    const HMODULE module = load(moduleFolder / "no_classes.so");
+    const HMODULE module = load(testModules / "no_classes.so");
     ASSERT_TRUE(module);
     EXPECT_EQ(resource(module, 1, u"BYTES"), "data");
     EXPECT_EQ(resource(module, 2, u"BYTES"), "-");

@@ -11,7 +11,8 @@ namespace {
 
 namespace fs = std::filesystem;
 
-const std::u16string modulePath = pathText(fs::path(ZLK_TEST_MODULE_DIR) / "first.so");
+const std::u16string modulePath =
+    pathText(programFolder().parent_path() / "lib/test_modules/first.so");
 constexpr RegistrarWord words[] = {{u"PATH", u"/a 'path'/50% {x}\\y"}, {u"PERCENT", u"%"}};
 constexpr HRESULT noResource = HRESULT_FROM_WIN32(ERROR_RESOURCE_NOT_FOUND);
 
