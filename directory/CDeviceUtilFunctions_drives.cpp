@@ -73,6 +73,7 @@ std::u16string CDeviceUtilFunctions::PseudoDriveRoot(const std::u16string& id) {
 }
 
 std::u16string CDeviceUtilFunctions::RootFromUsbVolume(const std::u16string& id) {
+    if (id.empty()) return {};  // which every volume of no known camera would equal
     for (const std::u16string& root : DriveRoots()) {
         if (GetDriveTypeW(root.c_str()) == DRIVE_REMOVABLE &&
             equalIgnoringCase(VolumeToContextId(root), id))

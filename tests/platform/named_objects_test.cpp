@@ -354,8 +354,9 @@ TEST(NamedObjects, LeaveAForkedChildNothing) {
 
 TEST(NamedObjects, OfAProcessThatForkedAndDiedAreFree) {
     // The holder's own child stays behind, as a helper program of an application would.
-    int lifeline[2];
+    int lifeline[2], started[2];
     ASSERT_EQ(pipe(lifeline), 0);
+    ASSERT_EQ(pipe(started), 0);
     const pid_t parent = fork();
     if (parent == 0) {
         close(lifeline[1]);
@@ -363,13 +364,17 @@ TEST(NamedObjects, OfAProcessThatForkedAndDiedAreFree) {
         const UniqueHandle section = makeSection(u"Forked");
         const View view = viewOf(section);
         if (!view) _exit(1);
-        char byte;
-        if (fork() == 0) _exit(read(lifeline[0], &byte, 1) == 0 ? 0 : 1);
-        _exit(0);
+        char byte = 0;
+        if (fork() != 0) _exit(0);
+        // It closes what it has of the objects when it first runs, which may be after that end.
+        if (write(started[1], &byte, 1) != 1) _exit(1);
+        _exit(read(lifeline[0], &byte, 1) == 0 ? 0 : 1);
     }
     int status = -1;
     ASSERT_EQ(waitpid(parent, &status, 0), parent);
     EXPECT_EQ(status, 0);
+    char byte;
+    ASSERT_EQ(read(started[0], &byte, 1), 1);
     EXPECT_TRUE(isFree(claim));
     EXPECT_FALSE(openSection(u"Forked"));
     close(lifeline[1]);
@@ -390,7 +395,9 @@ TEST(NamedObjects, HaveNamesThatStayInTheirFolder) {
     names.push_back(std::u16string(250, u'\u20AC') + u"2");
     const auto filesOfTheMachine = [] {
         std::set<std::string> files;
-        for (const auto& entry : fs::recursive_directory_iterator(zlk::test::machineRoot()))
+        std::error_code notYetMade;
+        for (const auto& entry :
+             fs::recursive_directory_iterator(zlk::test::machineRoot(), notYetMade))
             if (!entry.is_directory())
                 files.insert(entry.path().lexically_relative(zlk::test::machineRoot()));
         return files;
