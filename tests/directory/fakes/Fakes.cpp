@@ -126,10 +126,8 @@ class FakeUtils : public DispatchImpl<IDeviceUtils> {
 };
 
 constexpr ComponentClass classes[] = {
-    {clsidFakeMapper, createObject<FakeMapper>, 0},
-    {clsidFakeDevice, createObject<FakeDevice>, 0},
-    {clsidFakeList, createObject<FakeList>, 0},
-    {clsidFakeUtils, createObject<FakeUtils>, 0},
+    {clsidFakeMapper, createObject<FakeMapper>, 0}, {clsidFakeDevice, createObject<FakeDevice>, 0},
+    {clsidFakeList, createObject<FakeList>, 0},     {clsidFakeUtils, createObject<FakeUtils>, 0},
     {CLSID_DeviceList, createObject<FakeList>, 0},
 };
 constinit ComponentModule component(classes);
