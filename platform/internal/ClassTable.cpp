@@ -47,7 +47,10 @@ std::u16string guidText(const GUID& id) {
     return text;
 }
 
-LoadedClass::LoadedClass(HMODULE module) noexcept : module_(module) {}
+LoadedClass::LoadedClass(HMODULE module) noexcept
+    : module_(module),
+      canUnloadNow_(
+          reinterpret_cast<HRESULT (*)() noexcept>(GetProcAddress(module, "DllCanUnloadNow"))) {}
 
 LoadedClass::~LoadedClass() {
     factory_.reset();
@@ -90,9 +93,7 @@ void LoadedClass::noteUse() noexcept {
 }
 
 bool LoadedClass::mayUnload() noexcept {
-    using CanUnloadNow = HRESULT (*)() noexcept;
-    const auto ask = reinterpret_cast<CanUnloadNow>(GetProcAddress(module_, "DllCanUnloadNow"));
-    const bool idle = ask && ask() == S_OK;
+    const bool idle = canUnloadNow_ && canUnloadNow_() == S_OK;
     if (idle && user_ == std::this_thread::get_id() && !usedByOthers_) return true;
     const bool used = used_.exchange(false);
     const bool stillIdle = idle && idle_ && !used;

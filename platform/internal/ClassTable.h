@@ -45,6 +45,8 @@ class LoadedClass {
 
   private:
     HMODULE module_;
+    // Found beforehand: the loader's own lock may be held by who waits for the table's.
+    HRESULT (*canUnloadNow_)() noexcept;
     ComPtr<IClassFactory> factory_;
     std::atomic<std::thread::id> user_;
     std::atomic<bool> usedByOthers_ = false;  ///< than user_
