@@ -36,7 +36,7 @@ void format(Input& input) {
                                         static_cast<short>(input.byte())};
     const std::u16string pattern = input.wide(100);
     const std::size_t units = formatWide(buffer, room, pattern, arguments);
-    const std::u16string whole = formatText(pattern, arguments);
+    const std::u16string whole = formatText(pattern, std::span<const FormatArgument>(arguments));
     require(whole.size() == units);
     if (room > 0) {
         const std::size_t written = std::min(units, room - 1);
