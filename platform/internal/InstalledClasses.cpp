@@ -1,14 +1,12 @@
 #include "platform/internal/InstalledClasses.h"
 
-#include <dlfcn.h>
-#include <stdlib.h>
 #include <sys/stat.h>
 
 #include <cstring>
-#include <memory>
 #include <vector>
 
 #include "platform/internal/MachineRoot.h"
+#include "platform/internal/ModuleFile.h"
 #include "platform/internal/RegistryTables.h"
 
 namespace zlk::platform {
@@ -16,16 +14,6 @@ namespace {
 
 // A tree of classes has some hundred keys. Beyond this, a broken store leads in circles.
 constexpr std::size_t maxKeys = 100'000;
-
-std::string placeOfClasses() {
-    Dl_info library;
-    if (!::dladdr(reinterpret_cast<const void*>(&placeOfClasses), &library)) return {};
-    const std::unique_ptr<char, decltype(&::free)> file(::realpath(library.dli_fname, nullptr),
-                                                        &::free);
-    if (!file) return {};
-    const std::string name = file.get();
-    return name.substr(0, name.rfind('/')) + "/zlkcamtr/classes.db";
-}
 
 /// A module's path becomes its bare name: modules are found beside the store.
 void makeBare(std::vector<BYTE>& text) {
@@ -37,7 +25,7 @@ void makeBare(std::vector<BYTE>& text) {
 
 }  // namespace
 
-InstalledClasses::InstalledClasses() : path_(placeOfClasses()) {}
+InstalledClasses::InstalledClasses() : path_(modulesFolder() + "/classes.db") {}
 
 std::shared_ptr<const RegistryContent> InstalledClasses::find(const RegistryPath& path) {
     const FileStamp now = path_.empty() ? FileStamp{} : FileStamp::of(path_);
