@@ -167,11 +167,19 @@ bool NamedObjectFile::settle(bool owned) noexcept {
            lock(F_OFD_SETLK, F_UNLCK, owned ? gateByte : ownershipByte, gateByte) == Lock::Granted;
 }
 
+void NamedObjectFile::watchOwner() noexcept {
+    constexpr int looks = 1000;  // some microseconds, what an owner needs for little work
+    const std::atomic<char>* const owned = mark();
+    for (int i = 0; i < looks && owned && owned->load(std::memory_order_relaxed); ++i) {
+    }
+}
+
 NamedObjectFile::Lock NamedObjectFile::takeOwnership(bool wait) noexcept {
-    // A holder is soon done, and sleeping costs more than some tries.
+    // An owner is soon done, and sleeping costs more than some tries. Before each the mark is
+    // watched: a try that fails, as any call of the kernel, costs more than most owners need.
     constexpr int triesBeforeSleep = 20;
     for (int i = 0; i < (wait ? triesBeforeSleep : 1); ++i) {
-        if (i > 0) ::sched_yield();
+        if (wait) watchOwner();
         const Lock result = lock(F_OFD_SETLK, F_WRLCK, ownershipByte, ownershipByte);
         if (result != Lock::Contested) return result;
     }

@@ -75,6 +75,8 @@ class NamedObjectFile {
 
   private:
     Lock lock(int command, short type, std::int64_t first, std::int64_t last) noexcept;
+    /// Returns once the mark is gone, or soon after.
+    void watchOwner() noexcept;
     bool reserve(std::uint64_t sectionSize) noexcept;
 
     int fd_ = -1;
