@@ -2,6 +2,7 @@
 
 #include <sched.h>
 
+#include <atomic>
 #include <cerrno>
 #include <ctime>
 #include <limits>
@@ -11,6 +12,7 @@
 namespace {
 
 constexpr std::uint64_t ticksPerSecond = 10'000'000;
+constexpr std::int64_t secondsPerDay = 86'400;
 constexpr std::int64_t secondsFrom1601To1970 = 11'644'473'600;
 // The end of the year 3000, UTC, where the callers' C library ends.
 constexpr std::int64_t lastSecond = 32'535'215'999;
@@ -32,6 +34,21 @@ std::int64_t unixSeconds(std::uint64_t ticks) {
 BOOL refuse() {
     SetLastError(ERROR_INVALID_PARAMETER);
     return 0;
+}
+
+/// In the zone of this machine, which a traveller may change under a running process. Asking for
+/// it at each moment, as std::mktime() does, would cost a listing more than its own walk.
+bool localParts(std::time_t moment, std::tm& parts) {
+    static std::atomic<std::time_t> lastLook{-1};
+    timespec now{};
+    clock_gettime(CLOCK_MONOTONIC_COARSE, &now);
+    if (lastLook.exchange(now.tv_sec, std::memory_order_relaxed) != now.tv_sec) tzset();
+    return localtime_r(&moment, &parts);
+}
+
+std::int64_t utcOffset(std::time_t moment) {
+    std::tm parts{};
+    return localParts(moment, parts) ? parts.tm_gmtoff : 0;
 }
 
 }  // namespace
@@ -92,7 +109,7 @@ BOOL FileTimeToLocalFileTime(const FILETIME* time, FILETIME* local) noexcept {
     const std::uint64_t ticks = ticksOf(*time);
     const std::time_t moment = unixSeconds(ticks);
     std::tm parts{};
-    if (ticks >> 63 || !localtime_r(&moment, &parts)) return refuse();
+    if (ticks >> 63 || !localParts(moment, parts)) return refuse();
     // In unsigned arithmetic, where the top bit shows what left the range at either end.
     const std::uint64_t shifted =
         ticks + static_cast<std::uint64_t>(std::int64_t{parts.tm_gmtoff}) * ticksPerSecond;
@@ -123,8 +140,14 @@ std::int64_t _mktime64(const BrokenDownTime& local) noexcept {
     parts.tm_mday = local.day;
     parts.tm_mon = local.month;
     parts.tm_year = local.year;
-    parts.tm_isdst = -1;
-    const std::int64_t moment = std::mktime(&parts);
+    errno = 0;
+    const std::int64_t asUtc = timegm(&parts);
+    if (errno == EOVERFLOW) return -1;
+    // On either side of the moment, and of a change of the clocks where one is near.
+    const std::int64_t before = utcOffset(asUtc - secondsPerDay);
+    const std::int64_t after = utcOffset(asUtc + secondsPerDay);
+    std::int64_t moment = asUtc - after;
+    if (before != after && utcOffset(moment) != after) moment = asUtc - before;
     return moment < 0 || moment > lastSecond ? -1 : moment;
 }
 
@@ -135,7 +158,7 @@ std::int64_t _time64() noexcept {
 bool _localtime64_s(BrokenDownTime& local, std::int64_t seconds) noexcept {
     std::tm parts{};
     const std::time_t moment = seconds;
-    if (seconds < 0 || seconds > lastSecond || !localtime_r(&moment, &parts)) {
+    if (seconds < 0 || seconds > lastSecond || !localParts(moment, parts)) {
         local = {-1, -1, -1, -1, -1, -1};
         return false;
     }

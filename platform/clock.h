@@ -42,8 +42,9 @@ BOOL FileTimeToLocalFileTime(const FILETIME* time, FILETIME* local) noexcept;
 /// 0 with ERROR_INVALID_PARAMETER for a time with the top bit set.
 BOOL FileTimeToSystemTime(const FILETIME* time, SYSTEMTIME* parts) noexcept;
 
-/// Seconds since 1970 UTC of a local time, daylight saving found out by the library; fields out
-/// of their range run over into the next larger one. -1 for a moment before 1970 or beyond the
+/// Seconds since 1970 UTC of a local time; fields out of their range run over into the next larger
+/// one. Of an hour that comes twice, when the clocks are put back, it is the second; one that is
+/// left out counts on from before the change. -1 for a moment before 1970 or beyond the
 /// year 3000.
 std::int64_t _mktime64(const BrokenDownTime& local) noexcept;
 

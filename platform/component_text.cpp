@@ -26,12 +26,14 @@ TextHead* headOf(BSTR text) {
 BSTR allocate(const WCHAR* text, std::size_t length) {
     const std::size_t bytes = length * sizeof(WCHAR);
     if (bytes > UINT32_MAX - 1) return nullptr;
-    // Of zeros, for the terminator and for a text that isn't given.
-    auto* head = static_cast<TextHead*>(std::calloc(1, sizeof(TextHead) + bytes + sizeof(WCHAR)));
+    const std::size_t size = sizeof(TextHead) + bytes + sizeof(WCHAR);
+    // A text that isn't given is of zeros.
+    auto* head = static_cast<TextHead*>(text ? std::malloc(size) : std::calloc(1, size));
     if (!head) return nullptr;
     head->bytes = static_cast<std::uint32_t>(bytes);
     BSTR made = reinterpret_cast<BSTR>(head + 1);
     if (text) std::memcpy(made, text, bytes);
+    made[length] = 0;
     return made;
 }
 

@@ -1,6 +1,7 @@
 #include <algorithm>
-#include <cstdio>
+#include <charconv>
 #include <cstring>
+#include <iterator>
 
 #include "platform/internal/Utf8.h"
 #include "platform/text.h"
@@ -12,14 +13,16 @@ namespace {
 constexpr int widestField = 512;
 
 constexpr char flagLetters[] = "-+ 0#";
-constexpr unsigned leftFlag = 1;
+enum Flag : unsigned { leftFlag = 1, plusFlag = 2, blankFlag = 4, zeroFlag = 8, baseFlag = 16 };
 
 /// One conversion: `%`, flags, width, precision, length words, and the letter.
 struct Conversion {
-    unsigned flags = 0;  // by their places in flagLetters
+    unsigned flags = 0;  // of Flag, by their places in flagLetters
     int width = 0;
     int precision = -1;  // none
     WCHAR letter = 0;    // 0: the format ended before it
+
+    bool has(Flag flag) const { return flags & flag; }
 };
 
 }  // namespace
@@ -168,28 +171,41 @@ class FormatWriter {
             const WCHAR unit = static_cast<WCHAR>(argument->number_);
             return putField(conversion, 1, [&] { put(unit); });
         }
-        char digits[widestField + 8];
-        printDigits(digits, sizeof digits, conversion, *argument);
-        for (const char* digit = digits; *digit; ++digit) put(static_cast<WCHAR>(*digit));
-    }
+        const bool isSigned = conversion.letter == u'd' || conversion.letter == u'i';
+        const std::int64_t number = isSigned ? signedValue(*argument) : 0;
+        const std::uint64_t value = !isSigned    ? unsignedValue(*argument)
+                                    : number < 0 ? 0 - static_cast<std::uint64_t>(number)
+                                                 : static_cast<std::uint64_t>(number);
+        const int base = isSigned || conversion.letter == u'u' ? 10 : 16;
+        const int precision = conversion.letter == u'p' ? 16 : conversion.precision;
 
-    /// The C library's own digits, signs and zeros: none of them depends on the locale.
-    static void printDigits(char* digits, std::size_t room, const Conversion& conversion,
-                            const FormatArgument& argument) {
-        char format[16];
-        char* end = format;
-        *end++ = '%';
-        for (unsigned i = 0; flagLetters[i]; ++i)
-            if (conversion.flags & 1u << i) *end++ = flagLetters[i];
-        const bool pointer = conversion.letter == u'p';
-        const char letter = pointer ? 'X' : static_cast<char>(conversion.letter);
-        for (const char c : {'*', '.', '*', 'l', 'l', letter, '\0'}) *end++ = c;
-        const int precision = pointer ? 16 : std::min(conversion.precision, widestField);
-        const bool isSigned = letter == 'd' || letter == 'i';
-        const std::uint64_t value =
-            isSigned ? static_cast<std::uint64_t>(signedValue(argument)) : unsignedValue(argument);
-        std::snprintf(digits, room, format, conversion.width, precision,
-                      static_cast<unsigned long long>(value));
+        char digits[20];
+        int count = 0;
+        if (precision != 0 || value != 0)
+            count =
+                static_cast<int>(std::to_chars(digits, std::end(digits), value, base).ptr - digits);
+        if (conversion.letter != u'x')
+            std::transform(digits, digits + count, digits,
+                           [](char c) { return c < 'a' ? c : static_cast<char>(c - 'a' + 'A'); });
+
+        std::u16string_view sign;
+        if (isSigned) {
+            sign = number < 0                  ? u"-"
+                   : conversion.has(plusFlag)  ? u"+"
+                   : conversion.has(blankFlag) ? u" "
+                                               : u"";
+        } else if (base == 16 && value != 0 && conversion.has(baseFlag)) {
+            sign = conversion.letter == u'x' ? u"0x" : u"0X";
+        }
+        int zeros = std::min(precision, widestField) - count;
+        if (precision < 0 && conversion.has(zeroFlag) && !conversion.has(leftFlag))
+            zeros = conversion.width - static_cast<int>(sign.size()) - count;
+        zeros = std::max(zeros, 0);
+        putField(conversion, sign.size() + static_cast<std::size_t>(zeros + count), [&] {
+            put(sign);
+            for (int i = 0; i < zeros; ++i) put(u'0');
+            for (int i = 0; i < count; ++i) put(static_cast<WCHAR>(digits[i]));
+        });
     }
 
     void putText(const Conversion& conversion, const FormatArgument* argument) {
@@ -226,9 +242,9 @@ class FormatWriter {
 
     template <class Put>
     void putField(const Conversion& conversion, std::size_t units, Put putContent) {
-        if (!(conversion.flags & leftFlag)) pad(conversion.width, units);
+        if (!conversion.has(leftFlag)) pad(conversion.width, units);
         putContent();
-        if (conversion.flags & leftFlag) pad(conversion.width, units);
+        if (conversion.has(leftFlag)) pad(conversion.width, units);
     }
 
     void putMismatch(const Conversion& conversion) {

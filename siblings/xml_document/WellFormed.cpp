@@ -223,6 +223,7 @@ class Scanner {
 bool isXmlText(std::u16string_view text) noexcept {
     for (std::size_t i = 0; i < text.size(); ++i) {
         const char16_t unit = text[i];
+        if (unit >= 0x20 && unit < 0xD800) continue;
         const bool pair = unit >= 0xD800 && unit < 0xDC00 && i + 1 < text.size() &&
                           text[i + 1] >= 0xDC00 && text[i + 1] < 0xE000;
         if (pair) {

@@ -1,6 +1,6 @@
 #include "siblings/xml_document/XmlWriter.h"
 
-#include <algorithm>
+#include <array>
 #include <string_view>
 
 namespace zlk {
@@ -12,7 +12,7 @@ class UnitCounter {
     void add(std::string_view utf8) {
         for (const char c : utf8) {
             const auto byte = static_cast<unsigned char>(c);
-            if ((byte & 0xC0) != 0x80) units_ += byte >= 0xF0 ? 2 : 1;
+            units_ += ((byte & 0xC0) != 0x80) + (byte >= 0xF0);
         }
     }
     std::size_t units() const { return units_; }
@@ -28,30 +28,47 @@ class UnitFiller {
     explicit UnitFiller(WCHAR* at) : at_(at) {}
 
     void add(std::string_view utf8) {
+        WCHAR* at = at_;
         for (std::size_t i = 0; i < utf8.size(); ++i) {
             const auto byte = static_cast<unsigned char>(utf8[i]);
             if (byte < 0x80) {
-                *at_++ = byte;
+                *at++ = byte;
                 continue;
             }
             const int more = byte >= 0xF0 ? 3 : byte >= 0xE0 ? 2 : 1;
             unsigned code = byte & (0x3F >> more);
             for (int k = 0; k < more; ++k) code = code << 6 | (utf8[++i] & 0x3F);
             if (code < 0x10000) {
-                *at_++ = static_cast<WCHAR>(code);
+                *at++ = static_cast<WCHAR>(code);
             } else {
-                *at_++ = static_cast<WCHAR>(0xD7C0 + (code >> 10));
-                *at_++ = static_cast<WCHAR>(0xDC00 + (code & 0x3FF));
+                *at++ = static_cast<WCHAR>(0xD7C0 + (code >> 10));
+                *at++ = static_cast<WCHAR>(0xDC00 + (code & 0x3FF));
             }
         }
+        at_ = at;
     }
 
   private:
     WCHAR* at_;
 };
 
-constexpr std::string_view specialInText = "&<>\r";
-constexpr std::string_view specialInAttribute = "&<>\"\t\n\r";
+/// The characters that can't stand in a text, or in an attribute, as they are.
+class Specials {
+  public:
+    explicit constexpr Specials(std::string_view characters) {
+        for (const char c : characters) marked_[static_cast<unsigned char>(c)] = true;
+    }
+    std::size_t first(std::string_view text) const {
+        std::size_t i = 0;
+        while (i < text.size() && !marked_[static_cast<unsigned char>(text[i])]) ++i;
+        return i;
+    }
+
+  private:
+    std::array<bool, 256> marked_{};
+};
+constexpr Specials inText("&<>\r");
+constexpr Specials inAttribute("&<>\"\t\n\r");
 
 std::string_view escaped(char c) {
     switch (c) {
@@ -73,9 +90,9 @@ std::string_view escaped(char c) {
 }
 
 template <class Sink>
-void writeText(Sink& sink, std::string_view text, std::string_view special) {
+void writeText(Sink& sink, std::string_view text, const Specials& specials) {
     while (!text.empty()) {
-        const std::size_t plain = std::min(text.find_first_of(special), text.size());
+        const std::size_t plain = specials.first(text);
         sink.add(text.substr(0, plain));
         if (plain == text.size()) return;
         sink.add(escaped(text[plain]));
@@ -86,8 +103,8 @@ void writeText(Sink& sink, std::string_view text, std::string_view special) {
 /// Setting an empty text may leave a text without characters behind.
 bool isEmpty(pugi::xml_node element) {
     if (*element.value()) return false;
-    for (const pugi::xml_node& child : element.children()) {
-        if (child.type() == pugi::node_element || *child.value()) return false;
+    for (pugi::xml_node node = element.first_child(); node; node = node.next_sibling()) {
+        if (node.type() == pugi::node_element || *node.value()) return false;
     }
     return true;
 }
@@ -95,13 +112,15 @@ bool isEmpty(pugi::xml_node element) {
 /// Recurses as deep as the tree, which the gate in front of it bounds.
 template <class Sink>
 void writeElement(Sink& sink, pugi::xml_node element) {
+    const std::string_view name = element.name();
     sink.add("<");
-    sink.add(element.name());
-    for (const pugi::xml_attribute& attribute : element.attributes()) {
+    sink.add(name);
+    for (auto attribute = element.first_attribute(); attribute;
+         attribute = attribute.next_attribute()) {
         sink.add(" ");
         sink.add(attribute.name());
         sink.add("=\"");
-        writeText(sink, attribute.value(), specialInAttribute);
+        writeText(sink, attribute.value(), inAttribute);
         sink.add("\"");
     }
     if (isEmpty(element)) {
@@ -109,16 +128,16 @@ void writeElement(Sink& sink, pugi::xml_node element) {
         return;
     }
     sink.add(">");
-    writeText(sink, element.value(), specialInText);
-    for (const pugi::xml_node& child : element.children()) {
-        if (child.type() == pugi::node_element) {
-            writeElement(sink, child);
+    writeText(sink, element.value(), inText);
+    for (pugi::xml_node node = element.first_child(); node; node = node.next_sibling()) {
+        if (node.type() == pugi::node_element) {
+            writeElement(sink, node);
         } else {
-            writeText(sink, child.value(), specialInText);
+            writeText(sink, node.value(), inText);
         }
     }
     sink.add("</");
-    sink.add(element.name());
+    sink.add(name);
     sink.add(">");
 }
 

@@ -90,6 +90,8 @@ TEST(Clock, ConvertsLocalTimes) {
     EXPECT_EQ(_mktime64({0, 0, 14, 15, 6, 123}), july);
     EXPECT_EQ(_mktime64({0, 0, 13, 15, 11, 123}), december);
     EXPECT_EQ(_mktime64({60, 59, 36, 14, 6, 123}), july - 7200 + 3600);  // runs over
+    EXPECT_EQ(_mktime64({0, 30, 2, 29, 9, 123}), 1'698'543'000);         // 01:30 UTC, and 00:30
+    EXPECT_EQ(_mktime64({0, 30, 2, 26, 2, 123}), 1'679'794'200);         // there was no 02:30
     EXPECT_EQ(_mktime64({0, 0, 0, 1, 0, 70}), -1);                       // 1969, in UTC
     EXPECT_EQ(_mktime64({0, 0, 0, 2, 0, 1101}), -1);
     EXPECT_EQ(_mktime64({INT_MAX, INT_MAX, INT_MAX, INT_MAX, INT_MAX, INT_MAX}), -1);
