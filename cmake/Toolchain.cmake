@@ -5,8 +5,14 @@ option(ZLK_FUZZERS "Build the fuzz targets (clang only)" OFF)
 
 find_program(CCACHE ccache)
 if(CCACHE AND NOT CMAKE_CXX_COMPILER_LAUNCHER)
-  set(CMAKE_CXX_COMPILER_LAUNCHER ${CCACHE})
+  # Without these two it caches nothing that has a precompiled header.
+  set(CMAKE_CXX_COMPILER_LAUNCHER env CCACHE_SLOPPINESS=pch_defines,time_macros ${CCACHE})
 endif()
+if(CMAKE_CXX_COMPILER_ID STREQUAL GNU)
+  add_compile_options($<$<COMPILE_LANGUAGE:CXX>:-fpch-preprocess>)
+endif()
+# Line numbers for a backtrace, at two thirds of a build's time with all debug information.
+set(CMAKE_CXX_FLAGS_RELWITHDEBINFO "-O2 -g1 -DNDEBUG")
 
 add_compile_options(-Wall -Wextra -Wpedantic -Wshadow -Wnon-virtual-dtor -Wcast-qual -Werror)
 add_link_options(-Wl,--no-undefined)
@@ -34,6 +40,7 @@ function(zlk_add_module name)
   set_target_properties(${name} PROPERTIES PREFIX "" LIBRARY_OUTPUT_DIRECTORY ${ZLK_MODULE_DIR}
                                            LINK_DEPENDS ${map} INSTALL_RPATH "$ORIGIN/..")
   target_link_options(${name} PRIVATE -Wl,--version-script=${map})
+  add_dependencies(product ${name})
   install(TARGETS ${name} LIBRARY DESTINATION ${CMAKE_INSTALL_LIBDIR}/zlkcamtr)
 endfunction()
 

@@ -32,7 +32,7 @@ HRESULT CDeviceList::get_UnloadDevices(BSTR* pVal) noexcept {
                 list.addDevice(id, utils.ContextIdToName(id), progId);
         }
         addDrives(list);
-        const std::u16string xml = list.getXml();
+        std::u16string xml = list.getXml();
         TraceLine(category, "get_UnloadDevices: %s", xml);
         return xml;
     });
@@ -53,7 +53,7 @@ HRESULT CDeviceList::get_SwiftPostDevices(BSTR* pVal) noexcept {
             }
             if (!progId.empty()) list.addDevice(id, settings.GetFriendlyName(id), progId);
         }
-        const std::u16string xml = list.getXml();
+        std::u16string xml = list.getXml();
         TraceLine(category, "get_SwiftPostDevices: %s", xml);
         return xml;
     });
@@ -68,7 +68,7 @@ HRESULT CDeviceList::get_TagDevices(BSTR* pVal) noexcept {
             const std::u16string progId = settings.GetTagProgId(id);
             if (!progId.empty()) list.addDevice(id, settings.GetFriendlyName(id), progId);
         }
-        const std::u16string xml = list.getXml();
+        std::u16string xml = list.getXml();
         TraceLine(category, "get_TagDevices: %s", xml);
         return xml;
     });

@@ -27,7 +27,7 @@ std::u16string CDeviceUtilFunctions::ContextIdToLowLevelId(const std::u16string&
     std::u16string root = PseudoDriveRoot(id);
     if (!root.empty()) return root;
     if (!ContextIdToCameraPort(id).empty()) {
-        const std::u16string pnpId = GetCameraList().FindByContextId(id).Cam_pnpID;
+        std::u16string pnpId = GetCameraList().FindByContextId(id).Cam_pnpID;
         if (!pnpId.empty()) return pnpId;
     }
     root = RootFromUsbVolume(id);
@@ -37,7 +37,7 @@ std::u16string CDeviceUtilFunctions::ContextIdToLowLevelId(const std::u16string&
 
 std::u16string CDeviceUtilFunctions::ContextIdToUnloadInterface(const std::u16string& id) {
     const CContextMgrInfo settings;
-    const std::u16string progId = settings.GetUnloadProgId(id);
+    std::u16string progId = settings.GetUnloadProgId(id);
     if (!progId.empty()) return progId;
     const bool known = !settings.GetStorageId(id).empty() ||
                        GetCameraList().FindByContextId(id).valid || isPseudoDriveId(id);

@@ -131,7 +131,7 @@ std::u16string CDeviceUtilFunctions::ContextIdToDriveLetter(const std::u16string
         TraceLine(mapperCategory, "ContextIdToDriveLetter - Failed get_DrivePrefix");
         return {};
     }
-    const std::u16string prefix(answer.view());
+    std::u16string prefix(answer.view());
     TraceLine(mapperCategory, "ContextIdToDriveLetter Answer(%s)", prefix);
     if (prefix.empty() || prefix[0] == u'\\') return prefix;
     return driveRoot(prefix[0]);
@@ -151,13 +151,13 @@ std::u16string CDeviceUtilFunctions::DriveToContextId(const std::u16string& driv
 
 std::u16string CDeviceUtilFunctions::ContextIdToName(const std::u16string& id) {
     const CContextMgrInfo settings;
-    const std::u16string registered = settings.GetFriendlyName(id);
+    std::u16string registered = settings.GetFriendlyName(id);
     if (!registered.empty() || !isPseudoDriveId(id)) return registered;
     std::u16string manufacturer, productClass, serial;
     settings.SplitContextId(id, manufacturer, productClass, serial);
     if (serial.empty()) return {};
     if (serial.size() > 1 && serial[1] == u'.') return pathOf(serial);
-    const std::u16string root = serial + u":\\";
+    std::u16string root = serial + u":\\";
     WCHAR label[200];
     if (!GetVolumeInformationW(root.c_str(), label, std::size(label), nullptr, nullptr, nullptr,
                                nullptr, 0) ||

@@ -30,7 +30,7 @@ std::string placeFromEnvironment(const char* name) {
 }
 
 std::string homeFolder() {
-    const std::string home = placeFromEnvironment("HOME");
+    std::string home = placeFromEnvironment("HOME");
     if (home.starts_with('/')) return home;
     std::vector<char> room(16 * 1024);
     passwd entry;

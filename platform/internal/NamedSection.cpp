@@ -38,7 +38,8 @@ class Mapping {
     }
     /// Memory of this process's own in the same place.
     void detach() noexcept {
-        ::mmap(base_, bytes_, protection_, MAP_PRIVATE | MAP_ANONYMOUS | MAP_FIXED, -1, 0);
+        [[maybe_unused]] void* const same =
+            ::mmap(base_, bytes_, protection_, MAP_PRIVATE | MAP_ANONYMOUS | MAP_FIXED, -1, 0);
     }
 
   private:

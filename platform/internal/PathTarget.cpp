@@ -58,7 +58,7 @@ std::optional<std::string> literalWay(const std::vector<std::u16string_view>& co
 }  // namespace
 
 std::optional<std::string> findName(int folder, std::u16string_view text, bool anyCase) {
-    const auto literal = literalName(text);
+    auto literal = literalName(text);
     if (!literal) return std::nullopt;
     if (existsIn(folder, *literal)) return literal;
     const bool units = hasByteUnits(text);
