@@ -85,3 +85,20 @@ class ComponentModule {
 };
 
 }  // namespace zlk
+
+/// The table of a module's classes and its four entry points, which each module has to define for
+/// itself: `classes` is a constexpr array of zlk::ComponentClass.
+#define ZLK_COMPONENT_MODULE(classes)                                                       \
+    static constinit zlk::ComponentModule componentModule(classes);                         \
+    HRESULT DllCanUnloadNow() noexcept {                                                    \
+        return componentModule.canUnloadNow();                                              \
+    }                                                                                       \
+    HRESULT DllGetClassObject(const GUID& clsid, const GUID& iid, void** object) noexcept { \
+        return componentModule.getClassObject(clsid, iid, object);                          \
+    }                                                                                       \
+    HRESULT DllRegisterServer() noexcept {                                                  \
+        return componentModule.registerServer();                                            \
+    }                                                                                       \
+    HRESULT DllUnregisterServer() noexcept {                                                \
+        return componentModule.unregisterServer();                                          \
+    }

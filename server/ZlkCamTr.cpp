@@ -20,19 +20,7 @@ constexpr zlk::ComponentClass classes[] = {
     {CLSID_ProgressCallback, zlk::createObject<zlk::CProgressCallback>, 2005},
     {CLSID_TaggerDevice, zlk::createObject<zlk::CTagDevice>, 2006},
 };
-constinit zlk::ComponentModule component(classes);
 
 }  // namespace
 
-HRESULT DllCanUnloadNow() noexcept {
-    return component.canUnloadNow();
-}
-HRESULT DllGetClassObject(const GUID& clsid, const GUID& iid, void** object) noexcept {
-    return component.getClassObject(clsid, iid, object);
-}
-HRESULT DllRegisterServer() noexcept {
-    return component.registerServer();
-}
-HRESULT DllUnregisterServer() noexcept {
-    return component.unregisterServer();
-}
+ZLK_COMPONENT_MODULE(classes)
