@@ -107,7 +107,7 @@ TEST(Modules, ThatOthersMayWriteAreRefusedByName) {
                  {0777, 0755, "folder"},
                  {01777, 0755, "folder"},
                  {0770, 0755, "folder"}};
-    addDiagnosticSink(hear);
+    for (const DiagnosticSink sink : {hear, hear, DiagnosticSink{}}) addDiagnosticSink(sink);
     for (const auto& c : cases) {
         const fs::path folder = newFolder();
         const fs::path path = copyOfModule(folder);
@@ -119,6 +119,7 @@ TEST(Modules, ThatOthersMayWriteAreRefusedByName) {
         EXPECT_EQ(errorOf(load(path)), ERROR_ACCESS_DENIED)
             << std::oct << c.folder << ' ' << c.file;
         EXPECT_THAT(heard, HasSubstr(c.refused));
+        EXPECT_EQ(std::count(heard.begin(), heard.end(), '\n'), 1) << "each sink hears it once";
         EXPECT_FALSE(load(link)) << "the file that is loaded counts, not the way to it";
 
         fs::permissions(path, fs::perms(0755));
@@ -128,6 +129,11 @@ TEST(Modules, ThatOthersMayWriteAreRefusedByName) {
         FreeLibrary(module);
     }
     removeDiagnosticSink(hear);
+    const fs::path path = copyOfModule(newFolder());
+    fs::permissions(path, fs::perms(0777));
+    heard.clear();
+    EXPECT_FALSE(load(path));
+    EXPECT_EQ(heard, "");
 }
 
 TEST(Modules, SayTheirPathWithinTheRoomGiven) {

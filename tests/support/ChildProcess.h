@@ -3,16 +3,12 @@
 // registered by name beside the test. Parent and child work in lock step by lines.
 //
 //     ZLK_CHILD(holdsTheClaim) {
-//         ...take it...
 //         child.say("held");
-//         child.hear();   // until the parent says something, or is gone
+//         child.hear();  // until the parent says something, or is gone
 //         return 0;
 //     }
-//     TEST(...) {
-//         ChildProcess holder("holdsTheClaim");
+//     ... ChildProcess holder("holdsTheClaim");
 //         ASSERT_EQ(holder.hear(), "held");
-//         holder.kill();
-//     }
 
 #include <sys/types.h>
 
