@@ -46,7 +46,7 @@ inline DWORD openError(const std::u16string& path, DWORD access = GENERIC_READ,
 inline std::string contentOf(const std::u16string& path) {
     const UniqueHandle file = open(path);
     if (!file) return "error " + std::to_string(GetLastError());
-    char buffer[100];
+    char buffer[300];
     DWORD read = 0;
     EXPECT_TRUE(ReadFile(file.get(), buffer, sizeof buffer, &read, nullptr));
     return {buffer, read};

@@ -14,6 +14,10 @@ using ::testing::HasSubstr;
 const std::string head = "[object, uuid(A1B0C008-7E11-4A08-9C08-0000000000A8)]\n";
 const std::string library = "[uuid(A1B0C000-7E11-4A00-9C00-0000000000A0)] library Lib { };\n";
 
+const std::string custom = head + "interface I : IUnknown {\n", end = "\n};\n" + library;
+const std::string dual =
+    "[dual, object, uuid(A1B0C008-7E11-4A08-9C08-0000000000A8)]\ninterface I : IDispatch {\n";
+
 ProgramResult generate(const std::string& text, const std::filesystem::path& header) {
     const auto source = header.parent_path() / "Test.idl";
     writeFile(source, text);
@@ -22,30 +26,20 @@ ProgramResult generate(const std::string& text, const std::filesystem::path& hea
 
 TEST(InterfaceHeader, HasTheMethodsInOrderWithTheirComments) {
     const auto header = newFolder() / "Test.h";
-    const ProgramResult run = generate(R"(/* a
- * licence */ // and a remark
-/// Says things.
-[object, dual, uuid(A1B0C008-7E11-4A08-9C08-0000000000A8)]
-interface ISayer : IDispatch
-{
+    const ProgramResult run =
+        generate("/* a\n * licence */ // and a remark\n/// Says things.\n" + dual + R"(
     /// Reads it.
     ///
     /// Slowly.
     [propget, id(1)] HRESULT Word([out, retval] BSTR* val);
     [propput, id(1)] HRESULT Word([in] BSTR val);
     [id(2), helpstring("a \ text; [any]")]
-    HRESULT Say([in] VARIANT* to, [in] long times, [out] short* done);
-};
-[uuid(A1B0C000-7E11-4A00-9C00-0000000000A0), version(1.2), lcid(0x409)]
-library Lib {
-    importlib("stdole2.tlb");
-    [uuid(A1B0C001-7E11-4A01-9C01-0000000000A1)] coclass Sayer { [default] interface ISayer; };
-};
-)",
-                                       header);
+    HRESULT Say([in] VARIANT* to, [in] long times, [out] short* done);)" +
+                     end,
+                 header);
     ASSERT_EQ(run.status, 0) << run.error;
     EXPECT_THAT(readFile(header), HasSubstr(R"(/// Says things.
-struct ISayer : IDispatch {
+struct I : IDispatch {
     /// Reads it.
     ///
     /// Slowly.
@@ -56,14 +50,7 @@ struct ISayer : IDispatch {
 }
 
 TEST(InterfaceHeader, IsRefusedWithLineAndReason) {
-    struct Case {
-        std::string text;
-        const char* error;
-    };
-    const std::string custom = head + "interface I : IUnknown {\n", end = "\n};\n" + library;
-    const std::string dual =
-        "[dual, object, uuid(A1B0C008-7E11-4A08-9C08-0000000000A8)]\ninterface I : IDispatch {\n";
-    const Case cases[] = {
+    const std::pair<std::string, const char*> cases[] = {
         {"", "1: a file without a library"},
         {"\n\ntypedef int x;", "3: [ expected"},
         {"/* no end", "1: a comment that doesn't end"},
@@ -88,12 +75,12 @@ TEST(InterfaceHeader, IsRefusedWithLineAndReason) {
                 "[default] interface J; }; };",
          "5: interface J isn't defined above"},
     };
-    for (const Case& c : cases) {
+    for (const auto& [text, error] : cases) {
         const auto header = newFolder() / "Test.h";
-        const ProgramResult run = generate(c.text, header);
-        EXPECT_EQ(run.status, 1) << c.text;
-        EXPECT_THAT(run.error, HasSubstr(std::string("Test.idl:") + c.error)) << c.text;
-        EXPECT_FALSE(exists(header)) << c.text;
+        const ProgramResult run = generate(text, header);
+        EXPECT_EQ(run.status, 1) << text;
+        EXPECT_THAT(run.error, HasSubstr(std::string("Test.idl:") + error)) << text;
+        EXPECT_FALSE(exists(header)) << text;
     }
     EXPECT_EQ(runProgram({programFolder() / "zlk-idl", "/no/such.idl", "/no/such.h"}).status, 1);
 }

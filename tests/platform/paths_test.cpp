@@ -129,11 +129,7 @@ TEST(Paths, EveryNameOfAWalkLeadsBackToItsFile) {
         FileStatus status;
         EXPECT_TRUE(_wstat64i32(path.c_str(), status));
         EXPECT_EQ(GetFileAttributesW(path.c_str()), entry.dwFileAttributes);
-        const UniqueHandle file = open(path);
-        std::string content(entry.nFileSizeLow, 0);
-        DWORD read = 0;
-        EXPECT_TRUE(ReadFile(file.get(), content.data(), entry.nFileSizeLow, &read, nullptr));
-        contents.push_back(content);
+        contents.push_back(contentOf(path));
         EXPECT_TRUE(DeleteFileW(path.c_str())) << utf8Text(path);
     }
     EXPECT_THAT(contents, ::testing::UnorderedElementsAreArray(names));
@@ -143,9 +139,7 @@ TEST(Paths, EveryNameOfAWalkLeadsBackToItsFile) {
     EXPECT_TRUE(open(card.path(u"c\xF05Cpy\xF0FF"), GENERIC_WRITE, 0, CREATE_NEW));
     EXPECT_TRUE(fs::exists(card.folder / "c\\py\xFF"));
     // And no unit becomes a slash.
-    EXPECT_TRUE(open(card.path(u"..\xF02F"
-                               u"up"),
-                     GENERIC_WRITE, 0, CREATE_NEW));
+    EXPECT_TRUE(open(card.path(u"..\uF02Fup"), GENERIC_WRITE, 0, CREATE_NEW));
     EXPECT_TRUE(fs::exists(card.folder / "..\xEF\x80\xAFup"));
 }
 

@@ -10,8 +10,7 @@
 #include "platform/files.h"
 #include "platform/internal/SystemVolumes.h"
 #include "platform/named_objects.h"
-#include "platform/registry.h"
-#include "platform/text.h"
+#include "tests/platform/registry_support.h"
 #include "tests/support/ChildProcess.h"
 #include "tests/support/TestMachine.h"
 
@@ -253,23 +252,19 @@ TEST(Drives, KeepTheirLettersWhileTheyAreThere) {
     EXPECT_EQ(drives(), "CDXZ");
     CardMount taken = cardOf(newFolder(), u'D');
     EXPECT_EQ(errorOf(mountCard(taken)), ERROR_ALREADY_EXISTS);
-    unmountCard(u'X');
 }
 
 TEST(Drives, ListingSurvivesABrokenTableAndWritesNoSettings) {
-    const WCHAR mounts[] = u"Software\\Zephyr-Lanthorn\\Platform\\Mounts";
-    RegDeleteTreeW(HKEY_LOCAL_MACHINE, mounts);
     FakeSystem system;
     system.addDisk("sdb", "9", true);
-    fs::create_directories(machineRoot() / "run");
-    fs::permissions(machineRoot(), fs::perms::owner_all);
-    fs::permissions(machineRoot() / "run", fs::perms::owner_all);
-    writeFile(machineRoot() / "run/drive-letters", "\xFF Z sdb sdb\nB sdb");
-    writeFile(machineRoot() / "run/drive-letters.new", std::string(10'000, 'x'));
+    const fs::path table = machineRoot() / "run/drive-letters";
     EXPECT_EQ(drives(), "BZ");
-    EXPECT_EQ(readFile(machineRoot() / "run/drive-letters"), "B sdb sdb\n");
-    HKEY key = nullptr;
-    EXPECT_EQ(RegOpenKeyExW(HKEY_LOCAL_MACHINE, mounts, 0, KEY_READ, &key), ERROR_FILE_NOT_FOUND);
+    writeFile(table, "\xFF Z sdb sdb\nB sdb");
+    writeFile(table.string() + ".new", std::string(10'000, 'x'));
+    EXPECT_EQ(drives(), "BZ");
+    EXPECT_EQ(readFile(table), "B sdb sdb\n");
+    EXPECT_EQ(tryOpen(HKEY_LOCAL_MACHINE, u"Software\\Zephyr-Lanthorn\\Platform\\Mounts"),
+              ERROR_FILE_NOT_FOUND);
 }
 
 ZLK_CHILD(listsDrives) {
@@ -313,7 +308,7 @@ TEST(Shares, AnswerWhereTheyAreMounted) {
     for (const WCHAR* path : {u"\\\\Filer\\Cards One\\Pict.jpg", u"\\\\FILER\\CARDS ONE\\PICT.JPG",
                               u"\\\\[fe80::1]\\export\\a", u"\\\\[fe80::1]\\export\\inner\\b"})
         EXPECT_TRUE(_wstat64i32(path, status)) << utf8Text(path);
-    EXPECT_TRUE(GetFileAttributesW(u"\\\\filer\\cards one") & FILE_ATTRIBUTE_DIRECTORY);
+    EXPECT_EQ(GetFileAttributesW(u"\\\\filer\\cards one"), FILE_ATTRIBUTE_DIRECTORY);
     EXPECT_FALSE(_wstat64i32(u"\\\\filer\\cards one\\passwd", status));
     for (const WCHAR* path : {u"\\\\filer", u"\\\\filer\\others\\x", u"\\\\"})
         EXPECT_EQ(errorOf(_wstat64i32(path, status)), ERROR_PATH_NOT_FOUND) << utf8Text(path);

@@ -5,8 +5,6 @@
 #include <spawn.h>
 #include <stdlib.h>
 #include <sys/mman.h>
-#include <sys/wait.h>
-#include <unistd.h>
 
 #include <gmock/gmock.h>
 

@@ -10,7 +10,8 @@
 //     ... ChildProcess holder("holdsTheClaim");
 //         ASSERT_EQ(holder.hear(), "held");
 
-#include <sys/types.h>
+#include <sys/wait.h>
+#include <unistd.h>
 
 #include <string>
 #include <vector>
@@ -57,6 +58,19 @@ class ChildProcess {
     int status_ = -1;
     std::string pending_;
 };
+
+/// What `body` gives in a forked child, by its exit status; not 0 where it hangs or crashes.
+template <class Body>
+int forked(Body body, pid_t (*doFork)() = ::fork) {
+    const pid_t pid = doFork();
+    if (pid == 0) {
+        ::alarm(30);
+        ::_exit(body());
+    }
+    int status = -1;
+    ::waitpid(pid, &status, 0);
+    return status;
+}
 
 /// Runs a program to its end: its exit status (-1 if killed), and what it printed.
 struct ProgramResult {
