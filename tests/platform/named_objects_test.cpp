@@ -181,16 +181,18 @@ TEST(NamedMutex, StaysOwnedUntilItsLastHandleGoes) {
     EXPECT_EQ(WaitForSingleObject(mutex.get(), 0), WAIT_ABANDONED);
 }
 
-TEST(NamedSection, IsSharedAndReadsAsZerosWhenMadeAgain) {
+TEST(NamedSection, IsSharedInItsMakersSizeAndReadsAsZerosWhenMadeAgain) {
     ChildProcess holder("holder", {"section"});
     EXPECT_EQ(holder.hear(), "0");
     const UniqueHandle opened = openSection(u"Local\\Section");  // the same without a prefix
     holder.kill();
-    const UniqueHandle section = makeSection(u"Section");
+    const UniqueHandle section = makeSection(u"Section", 500'000);
     EXPECT_EQ(GetLastError(), ERROR_ALREADY_EXISTS);
     EXPECT_STREQ(viewOf(opened).get(), "from the child");
     EXPECT_STREQ(viewOf(section).get(), "from the child");
     EXPECT_EQ(errorOf(openSection(u"Global\\Section")), ERROR_FILE_NOT_FOUND);
+    EXPECT_EQ(viewSize(viewOf(section).get()), 1024u) << "whatever the later ones asked for";
+    EXPECT_EQ(viewSize(viewOf(makeSection(u"Section", 0)).get()), 1024u);
 
     for (const DWORD size : {300'000u, 100u, 200'000u}) {
         UniqueHandle anew = makeSection(u"Anew", size);
@@ -208,14 +210,7 @@ TEST(NamedSection, IsSharedAndReadsAsZerosWhenMadeAgain) {
     }
 }
 
-TEST(NamedSection, HasTheSizeOfItsMaker) {
-    ChildProcess holder("holder", {"section"});
-    ASSERT_EQ(holder.hear(), "0");
-    const UniqueHandle section = makeSection(u"Section", 500'000);
-    EXPECT_EQ(GetLastError(), ERROR_ALREADY_EXISTS);
-    EXPECT_EQ(viewSize(viewOf(section).get()), 1024u);
-    EXPECT_EQ(viewSize(viewOf(makeSection(u"Section", 0)).get()), 1024u);
-
+TEST(NamedSection, IsSeenWithinItsSize) {
     const UniqueHandle large = makeSection(u"Large", 100'000);
     const auto map = [&](DWORD offset, std::size_t bytes, DWORD access = FILE_MAP_READ,
                          DWORD offsetHigh = 0) {

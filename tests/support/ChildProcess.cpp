@@ -22,28 +22,18 @@ std::map<std::string, ChildBody>& bodies() {
     return map;
 }
 
-void writeAll(int fd, const std::string& bytes) {
-    std::size_t done = 0;
-    while (done < bytes.size()) {
-        const ssize_t n = ::write(fd, bytes.data() + done, bytes.size() - done);
-        if (n <= 0) return;  // the other side is gone, which its own reads will show
-        done += static_cast<std::size_t>(n);
-    }
+/// To one that is gone nothing is said, which the other way shows.
+void writeLine(FILE* stream, const std::string& line) {
+    std::fwrite(line.data(), 1, line.size(), stream);
+    std::fputc('\n', stream);
+    std::fflush(stream);
 }
 
-std::string readLine(int fd, std::string& pending) {
-    for (;;) {
-        const std::size_t end = pending.find('\n');
-        if (end != std::string::npos) {
-            std::string line = pending.substr(0, end);
-            pending.erase(0, end + 1);
-            return line;
-        }
-        char buffer[512];
-        const ssize_t n = ::read(fd, buffer, sizeof buffer);
-        if (n <= 0) return {};
-        pending.append(buffer, static_cast<std::size_t>(n));
-    }
+std::string readLine(FILE* stream) {
+    std::string line;
+    for (int c; (c = std::fgetc(stream)) != '\n'; line += static_cast<char>(c))
+        if (c == EOF) return {};
+    return line;
 }
 
 struct Pipe {
@@ -79,12 +69,11 @@ ChildRegistration::ChildRegistration(const char* name, ChildBody body) {
 }
 
 void ChildSide::say(const std::string& line) {
-    writeAll(1, line + "\n");
+    writeLine(stdout, line);
 }
 
 std::string ChildSide::hear() {
-    static std::string pending;
-    return readLine(0, pending);
+    return readLine(stdin);
 }
 
 ChildProcess::ChildProcess(const std::string& name, const std::vector<std::string>& arguments) {
@@ -95,23 +84,23 @@ ChildProcess::ChildProcess(const std::string& name, const std::vector<std::strin
     pid_ = spawn(command, down.ends[0], up.ends[1], -1);
     ::close(down.ends[0]);
     ::close(up.ends[1]);
-    toChild_ = down.ends[1];
-    fromChild_ = up.ends[0];
+    toChild_ = ::fdopen(down.ends[1], "w");
+    fromChild_ = ::fdopen(up.ends[0], "r");
     EXPECT_GT(pid_, 0);
 }
 
 ChildProcess::~ChildProcess() {
     kill();
-    ::close(toChild_);
-    ::close(fromChild_);
+    std::fclose(toChild_);
+    std::fclose(fromChild_);
 }
 
 void ChildProcess::say(const std::string& line) {
-    writeAll(toChild_, line + "\n");
+    writeLine(toChild_, line);
 }
 
 std::string ChildProcess::hear() {
-    return readLine(fromChild_, pending_);
+    return readLine(fromChild_);
 }
 
 void ChildProcess::kill() {

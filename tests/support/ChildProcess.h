@@ -13,6 +13,7 @@
 #include <sys/wait.h>
 #include <unistd.h>
 
+#include <cstdio>
 #include <string>
 #include <vector>
 
@@ -53,10 +54,9 @@ class ChildProcess {
 
   private:
     pid_t pid_ = -1;
-    int toChild_ = -1;
-    int fromChild_ = -1;
+    FILE* toChild_;
+    FILE* fromChild_;
     int status_ = -1;
-    std::string pending_;
 };
 
 /// What `body` gives in a forked child, by its exit status; not 0 where it hangs or crashes.
