@@ -3,7 +3,6 @@
 
 #include <dlfcn.h>
 #include <gmock/gmock.h>
-#include <sched.h>
 #include <stdlib.h>
 #include <sys/mount.h>
 #include <sys/stat.h>

@@ -3,7 +3,6 @@
 #include <gmock/gmock.h>
 
 #include <cstring>
-#include <fstream>
 #include <vector>
 
 #include "platform/device_io.h"
