@@ -37,8 +37,7 @@ class CDeviceListTest : public FakesFixture {
         EXPECT_TRUE(document.value(u"devices", name));
         std::vector<std::u16string> entries;
         for (;;) {
-            const std::u16string device =
-                formatText(u"devices/device[%d]/", static_cast<int>(entries.size()));
+            const std::u16string device = formatText(u"devices/device[%d]/", entries.size());
             if (!document.value(device + u"friendlyName", name)) break;
             EXPECT_TRUE(document.value(device + u"contextId", id));
             EXPECT_TRUE(document.value(device + u"progId", progId));
@@ -49,7 +48,6 @@ class CDeviceListTest : public FakesFixture {
 };
 
 TEST_F(CDeviceListTest, IsEmptyWhereThereIsNothing) {
-    unregisterModules();
     Bstr text;
     EXPECT_EQ(makeList()->get_UnloadDevices(text.out()), S_OK);
     EXPECT_EQ(text.view(), u"") << "no XML component yet";

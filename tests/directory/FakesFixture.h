@@ -9,12 +9,7 @@ namespace zlk::test {
 /// With the module of fakes: none of its classes is registered at the start.
 class FakesFixture : public SettingsFixture {
   protected:
-    ~FakesFixture() override {
-        for (const std::u16string& progId : registered)
-            RegDeleteTreeW(HKEY_CLASSES_ROOT, progId.c_str());
-    }
-
-    void registerFake(const std::u16string& progId, const GUID& clsid) {
+    static void registerFake(const std::u16string& progId, const GUID& clsid) {
         WCHAR id[39];
         ASSERT_EQ(StringFromGUID2(clsid, id, 39), 39);
         const RegistryKey name =
@@ -24,7 +19,6 @@ class FakesFixture : public SettingsFixture {
                          KEY_ALL_ACCESS);
         ASSERT_TRUE(regWriteString(name.get(), u"", id));
         ASSERT_TRUE(regWriteString(server.get(), u"", pathText(ZLK_FAKES)));
-        registered.push_back(progId);
     }
 
     static void tell(const WCHAR* key, const std::u16string& name, const std::u16string& value) {
@@ -38,9 +32,6 @@ class FakesFixture : public SettingsFixture {
         RegDeleteValueW(key.get(), u"Calls");
         return calls;
     }
-
-  private:
-    std::vector<std::u16string> registered;
 };
 
 }  // namespace zlk::test

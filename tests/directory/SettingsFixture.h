@@ -1,5 +1,5 @@
 #pragma once
-// Settings and cards for the tests of the directory; each test starts with none of either.
+// Settings and cards for the tests of the directory; a new machine has none of either.
 
 #include <gtest/gtest.h>
 
@@ -14,9 +14,6 @@ namespace zlk::test {
 
 class SettingsFixture : public testing::Test {
   protected:
-    SettingsFixture() { clear(); }
-    ~SettingsFixture() override { clear(); }
-
     /// A text of the settings tree; `path` is below its base key.
     static void put(const std::u16string& path, const std::u16string& name,
                     const std::u16string& text) {
@@ -44,13 +41,6 @@ class SettingsFixture : public testing::Test {
         CardMount card{pathText(folder), letter, label, vendor, product, cdrom};
         EXPECT_TRUE(mountCard(card)) << GetLastError();
         return folder;
-    }
-
-  private:
-    static void clear() {
-        RegDeleteTreeW(HKEY_LOCAL_MACHINE, u"Software\\Zephyr-Lanthorn");
-        RegDeleteTreeW(HKEY_LOCAL_MACHINE, u"Software\\Fakes");
-        for (const CardMount& card : mountedCards()) unmountCard(card.letter);
     }
 };
 
