@@ -112,35 +112,31 @@ TEST_F(CardDocuments, AMessageIsAFileOf200Bytes) {
                                  reinterpret_cast<const BYTE*>(bytes.data()), bytes.size()),
                   ERROR_SUCCESS);
     };
-    const auto layout = [](const std::string& first, char number, const std::string& second) {
-        const std::string zeros(200, '\0');
-        return first + zeros.substr(0, 36) + number + zeros.substr(0, 12) + second +
-               zeros.substr(0, 23);
-    };
     const std::string none(64, '\0'), first(64, 'A'), second(64, 'B');
-    const fs::path path = card.folder / "MISC/CAMCODE.XML";
-
-    EXPECT_TRUE(device.SendSpecialMsg(CameraMessage::UnloadDone));
-    EXPECT_EQ(readFile(path), layout(none, 2, none));
+    const auto expectMessage = [&](CameraMessage message, const std::string& block1,
+                                   const std::string& block2) {
+        EXPECT_TRUE(device.SendSpecialMsg(message));
+        EXPECT_EQ(readFile(card.folder / "MISC/CAMCODE.XML"),
+                  block1 + std::string(36, '\0') + static_cast<char>(message) +
+                      std::string(12, '\0') + block2 + std::string(23, '\0'));
+    };
+    expectMessage(CameraMessage::UnloadDone, none, none);
     set(u"MessageBlock1", REG_BINARY, first);
     set(u"MessageBlock2", REG_BINARY, second);
-    EXPECT_TRUE(device.SendSpecialMsg(CameraMessage::TagCancel));
-    EXPECT_EQ(readFile(path), layout(first, static_cast<char>(203), second));
-    set(u"MessageBlock1", REG_BINARY, std::string(63, 'A'));
+    expectMessage(CameraMessage::TagCancel, first, second);
     set(u"MessageBlock2", REG_SZ, second);
-    EXPECT_TRUE(device.SendSpecialMsg(CameraMessage::ConfigStart));
-    EXPECT_EQ(readFile(path), layout(none, 101, none));
-    set(u"MessageBlock1", REG_BINARY, std::string(65, 'A'));
-    EXPECT_TRUE(device.SendSpecialMsg(CameraMessage::ConfigStart));
-    EXPECT_EQ(readFile(path), layout(none, 101, none));
+    for (const std::size_t size : {63, 65}) {
+        set(u"MessageBlock1", REG_BINARY, std::string(size, 'A'));
+        expectMessage(CameraMessage::ConfigStart, none, none);
+    }
 }
 
 TEST_F(CardDocuments, AMessageGoesOnlyToACameraThatKnowsIt) {
+    CMassStorageDev noShareMenu(card.root(), u"#Zephyr-Lanthorn#Cam947#0000");
+    CMassStorageDev unknown(card.root(), card.contextId());
     EXPECT_FALSE(device.SendSpecialMsg(CameraMessage::UnloadError));
     EXPECT_FALSE(device.SendSpecialMsg(CameraMessage::ConfigError));
-    CMassStorageDev noShareMenu(card.root(), u"#Zephyr-Lanthorn#Cam947#0000");
     EXPECT_FALSE(noShareMenu.SendSpecialMsg(CameraMessage::UnloadDone));
-    CMassStorageDev unknown(card.root(), card.contextId());
     EXPECT_FALSE(unknown.SendSpecialMsg(CameraMessage::UnloadDone));
     EXPECT_FALSE(exists(card.folder / "MISC/CAMCODE.XML"));
     std::u16string text;

@@ -1,9 +1,8 @@
 #include "camera_devices/CMassStorageDev.h"
 
 #include <chrono>
+#include <set>
 
-#include "platform/files.h"
-#include "platform/named_objects.h"
 #include "tests/camera_devices/Card.h"
 #include "tests/support/Modules.h"
 
@@ -55,15 +54,13 @@ TEST_F(CardListing, HoldsEveryFileThatIsNotHidden) {
 }
 
 TEST_F(CardListing, ShowsDatesInLocalTimeAndTheCurrentTimeForOnesThatLocalTimeLacks) {
-    card.write("DATED.JPG", "x");
-    card.write("OLD.JPG", "x");
     using namespace std::chrono;
-    const auto fileTime = [](sys_seconds moment) {
-        return fs::file_time_type::clock::from_sys(moment);
-    };
     const sys_seconds summer{sys_days{July / 4 / 2005} + 13h + 5min + 9s};
-    last_write_time(card.folder / "DATED.JPG", fileTime(summer));
-    last_write_time(card.folder / "OLD.JPG", fileTime(sys_seconds{sys_days{January / 1 / 1960}}));
+    for (const auto& [name, moment] :
+         {std::pair{"DATED.JPG", summer}, {"OLD.JPG", sys_days{January / 1 / 1960}}}) {
+        card.write(name, "x");
+        last_write_time(card.folder / name, fs::file_time_type::clock::from_sys(moment));
+    }
     const std::int64_t before = _time64();
     CMassStorageDev device(card.root(), card.contextId());
     const auto modified = column(list(device), u"modified");
@@ -94,7 +91,10 @@ TEST_F(CardListing, WalksAnEmptyCardAgainEachSecond) {
                  {u"Negative", 0xFFFFFFFF, 11},
                  {u"Endless", 0x7FFFFFFF, 601}};
     for (const auto& c : cases) {
-        const RegistryKey key = productClassKey(c.name);
+        const RegistryKey key = regCreateKey(
+            HKEY_LOCAL_MACHINE,
+            u"Software\\Zephyr-Lanthorn\\PictureSuite\\Import\\ProductClasses\\" + c.name,
+            KEY_ALL_ACCESS);
         RegSetValueExW(key.get(), u"FileEnumTimeout", 0, REG_DWORD,
                        reinterpret_cast<const BYTE*>(&c.timeout), sizeof c.timeout);
         FastClock::pauses.clear();
@@ -148,22 +148,18 @@ TEST_F(CardListing, AnyNameLeadsBackToItsFile) {
                                  "\x01\x7F.jpg",    "\xED\xA0\x80.jpg", "dir\xFF\\/&amp;.jpg"};
     for (const std::string& name : names) card.write(name, "bytes of " + name);
     CMassStorageDev device(card.root(), card.contextId());
-    const auto ids = column(list(device), u"id");
-    ASSERT_EQ(ids.size(), std::size(names));
-    std::vector<std::string> copies;
-    for (const std::u16string& id : ids) {
-        const fs::path copy = newFolder() / "copy";
-        UniqueHandle target(CreateFileW(pathText(copy).c_str(), GENERIC_WRITE, 0, nullptr,
-                                        CREATE_ALWAYS, FILE_ATTRIBUTE_NORMAL, nullptr));
-        EXPECT_EQ(device.GetFile(id, nullptr, target.get()), DeviceCode::Success) << utf8Text(id);
-        target.reset();
-        copies.push_back(readFile(copy));
+    std::multiset<std::string> copies, expected;
+    for (const std::u16string& id : column(list(device), u"id")) {
+        const auto [code, bytes] = copy(device, id);
+        EXPECT_EQ(code, DeviceCode::Success) << utf8Text(id);
         EXPECT_EQ(device.DeleteFile(id), DeviceCode::Success) << utf8Text(id);
+        copies.insert(bytes);
     }
-    std::vector<std::string> expected;
-    for (const std::string& name : names) expected.push_back("bytes of " + name);
-    EXPECT_THAT(copies, testing::UnorderedElementsAreArray(expected));
-    for (const std::string& name : names) EXPECT_FALSE(fs::exists(card.folder / name));
+    for (const std::string& name : names) {
+        EXPECT_FALSE(fs::exists(card.folder / name));
+        expected.insert("bytes of " + name);
+    }
+    EXPECT_EQ(copies, expected);
 }
 
 TEST(CardConnection, FailsWhereNoDriveAndNoFolderIs) {
@@ -191,7 +187,6 @@ TEST(FileList, LeavesOutARecordThatCannotBeBuilt) {
     add(u"last", u"<albums><album>Wedding</album></albums>");
     EXPECT_THAT(column(list.getXml(), u"id"), ElementsAre(u"first", u"last"));
     EXPECT_THAT(column(list.getXml(), u"size"), Each(u"1099511627776"));
-    EXPECT_THAT(column(list.getXml(), u"albums/album"), ElementsAre());
     EXPECT_NE(list.getXml().find(u"<album>Wedding</album>"), std::u16string::npos);
 }
 

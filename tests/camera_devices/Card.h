@@ -11,6 +11,8 @@
 #include "foundation/Registry.h"
 #include "foundation/Xml.h"
 #include "platform/clock.h"
+#include "platform/files.h"
+#include "platform/named_objects.h"
 #include "platform/text.h"
 #include "platform/volumes.h"
 #include "tests/support/TestMachine.h"
@@ -94,11 +96,15 @@ inline std::vector<std::u16string> column(const std::u16string& xml, const std::
     return values;
 }
 
-inline RegistryKey productClassKey(const std::u16string& productClass) {
-    return regCreateKey(
-        HKEY_LOCAL_MACHINE,
-        u"Software\\Zephyr-Lanthorn\\PictureSuite\\Import\\ProductClasses\\" + productClass,
-        KEY_ALL_ACCESS);
+/// The code of copying the file `id`, and what the target then holds.
+inline std::pair<DeviceCode, std::string> copy(CImageDev& device, const std::u16string& id,
+                                               ObjectProgressInterface* progress = nullptr) {
+    const std::filesystem::path path = newFolder() / "copy";
+    UniqueHandle target(CreateFileW(pathText(path).c_str(), GENERIC_WRITE, 0, nullptr,
+                                    CREATE_ALWAYS, FILE_ATTRIBUTE_NORMAL, nullptr));
+    const DeviceCode code = device.GetFile(id, progress, target.get());
+    target.reset();
+    return {code, readFile(path)};
 }
 
 }  // namespace zlk::test
