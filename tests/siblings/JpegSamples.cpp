@@ -1,7 +1,6 @@
 #include "tests/siblings/JpegSamples.h"
 
 #include <algorithm>
-#include <csetjmp>
 #include <cstdio>
 #include <cstdlib>
 #include <vector>
@@ -87,26 +86,16 @@ std::string exifOf(int orientation, const std::string& thumbnail) {
 }
 
 Quarters quartersOf(const std::string& jpeg) {
-    struct Errors : jpeg_error_mgr {
-        std::jmp_buf failure;
-    } errors;
     jpeg_decompress_struct info{};
+    jpeg_error_mgr errors;
     info.err = jpeg_std_error(&errors);
-    errors.error_exit = [](j_common_ptr common) {
-        std::longjmp(static_cast<Errors*>(common->err)->failure, 1);
-    };
-    static std::vector<JSAMPLE> pixels;  // outlives the jump
-    if (setjmp(errors.failure)) {
-        jpeg_destroy_decompress(&info);
-        return {};
-    }
     jpeg_create_decompress(&info);
     jpeg_mem_src(&info, reinterpret_cast<const unsigned char*>(jpeg.data()), jpeg.size());
     jpeg_read_header(&info, TRUE);
     info.out_color_space = JCS_RGB;
     jpeg_start_decompress(&info);
     const std::size_t rowSize = static_cast<std::size_t>(info.output_width) * 3;
-    pixels.resize(rowSize * info.output_height);
+    std::vector<JSAMPLE> pixels(rowSize * info.output_height);
     while (info.output_scanline < info.output_height) {
         JSAMPROW row = &pixels[rowSize * info.output_scanline];
         jpeg_read_scanlines(&info, &row, 1);

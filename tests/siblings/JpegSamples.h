@@ -25,7 +25,7 @@ std::string jpegOf(const Quarters& picture, const std::string& exif = {}, Form f
 /// An EXIF block with an orientation and, unless it is empty, a thumbnail.
 std::string exifOf(int orientation, const std::string& thumbnail = {});
 
-/// What a JPEG shows, by the middles of its quarters; no width if it doesn't decode.
+/// What a JPEG shows, by the middles of its quarters. Ends the process if it doesn't decode.
 Quarters quartersOf(const std::string& jpeg);
 
 /// Whether two pictures have one size, and colours that look alike.
