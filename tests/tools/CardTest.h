@@ -17,8 +17,7 @@ class CardTest : public testing::Test {
         ASSERT_GE(registerModules(), 1);
         card = newFolder();
         target = newFolder();
-        const ProgramResult mounted =
-            zlkcam({"mount", card.string(), "--letter", "E", "--label", "WEDDING"});
+        const auto mounted = zlkcam({"mount", card, "--letter", "E", "--label", "WEDDING"});
         ASSERT_EQ(mounted.status, 0) << mounted.error;
     }
 
