@@ -1,5 +1,3 @@
-#include "camera_devices/CMassStorageDev.h"
-
 #include "tests/camera_devices/Card.h"
 
 namespace zlk::test {

@@ -1,10 +1,7 @@
-#include "camera_devices/CMassStorageDev.h"
-
 #include <chrono>
 #include <set>
 
 #include "tests/camera_devices/Card.h"
-#include "tests/support/Modules.h"
 
 namespace zlk::test {
 namespace {
@@ -13,20 +10,7 @@ namespace fs = std::filesystem;
 using testing::Each;
 using testing::ElementsAre;
 
-class CardListing : public testing::Test {
-  protected:
-    static void SetUpTestSuite() { registerModules(); }
-
-    std::u16string list(CMassStorageDev& device) {
-        FileInfoList files;
-        EXPECT_EQ(device.GetFileInfo(files, &reports), DeviceCode::Success);
-        return files.getXml();
-    }
-
-    FastClock clock;
-    Reports reports;
-    Card card;
-};
+using CardListing = CardTest;
 
 TEST_F(CardListing, HoldsEveryFileThatIsNotHidden) {
     card.write("DCIM/100CAM/PICT0001.JPG", std::string(1024, 'x'));
@@ -34,7 +18,6 @@ TEST_F(CardListing, HoldsEveryFileThatIsNotHidden) {
     card.write("MISC/AUTPRINT.MRK", "order");
     card.write(".trash/A & <B>.JPG", "");
     card.write("README.TXT", "root");
-    CMassStorageDev device(card.root(), card.contextId());
     const std::u16string xml = list(device);
     EXPECT_THAT(column(xml, u"id"),
                 ElementsAre(card.id(u".trash\\A & <B>.JPG"), card.id(u"DCIM\\100CAM\\PICT0001.JPG"),
@@ -50,7 +33,7 @@ TEST_F(CardListing, HoldsEveryFileThatIsNotHidden) {
     EXPECT_THAT(FastClock::pauses, ElementsAre(1000));
 
     EXPECT_TRUE(device.SetRecursion(false));
-    EXPECT_THAT(column(list(device), u"id"), ElementsAre(card.id(u"README.TXT")));
+    EXPECT_THAT(idsListed(), ElementsAre(card.id(u"README.TXT")));
 }
 
 TEST_F(CardListing, ShowsDatesInLocalTimeAndTheCurrentTimeForOnesThatLocalTimeLacks) {
@@ -62,7 +45,6 @@ TEST_F(CardListing, ShowsDatesInLocalTimeAndTheCurrentTimeForOnesThatLocalTimeLa
         last_write_time(card.folder / name, fs::file_time_type::clock::from_sys(moment));
     }
     const std::int64_t before = _time64();
-    CMassStorageDev device(card.root(), card.contextId());
     const auto modified = column(list(device), u"modified");
     ASSERT_EQ(modified.size(), 2u);
     EXPECT_EQ(modified[0], FileTimestamp(summer.time_since_epoch().count()).toText());
@@ -73,7 +55,6 @@ TEST_F(CardListing, ShowsDatesInLocalTimeAndTheCurrentTimeForOnesThatLocalTimeLa
 
 TEST_F(CardListing, ReportsStayAt99UntilTheEnd) {
     for (int i = 0; i < 120; ++i) card.write(std::to_string(1000 + i) + ".JPG", "");
-    CMassStorageDev device(card.root(), card.contextId());
     list(device);
     std::vector<std::int32_t> expected(121, 99);
     for (int i = 0; i < 99; ++i) expected[i] = i;
@@ -99,8 +80,8 @@ TEST_F(CardListing, WalksAnEmptyCardAgainEachSecond) {
                        reinterpret_cast<const BYTE*>(&c.timeout), sizeof c.timeout);
         FastClock::pauses.clear();
         reports.percents.clear();
-        CMassStorageDev device(card.root(), u"#Zephyr-Lanthorn#" + c.name + u"#0000");
-        EXPECT_TRUE(column(list(device), u"id").empty());
+        CMassStorageDev empty(card.root(), u"#Zephyr-Lanthorn#" + c.name + u"#0000");
+        EXPECT_TRUE(column(list(empty), u"id").empty());
         EXPECT_EQ(FastClock::pauses, std::vector<DWORD>(c.passes, 1000)) << c.timeout;
         EXPECT_THAT(reports.percents, ElementsAre(100));
     }
@@ -110,8 +91,7 @@ TEST_F(CardListing, EndsWithThePassThatFindsAFile) {
     FastClock::duringPause = [&](std::size_t number) {
         if (number == 3) card.write("LATE.JPG", "x");
     };
-    CMassStorageDev device(card.root(), card.contextId());
-    EXPECT_THAT(column(list(device), u"id"), ElementsAre(card.id(u"LATE.JPG")));
+    EXPECT_THAT(idsListed(), ElementsAre(card.id(u"LATE.JPG")));
     EXPECT_EQ(FastClock::pauses.size(), 3u);
 }
 
@@ -119,8 +99,7 @@ TEST_F(CardListing, AStopEndsEveryLevelOfTheWalk) {
     for (const char* name : {"A/1", "A/B/2", "A/B/C/3", "A/B/C/4", "A/B/5", "A/6", "Z/7"})
         card.write(name, "x");
     reports.stopAt = 2;
-    CMassStorageDev device(card.root(), card.contextId());
-    EXPECT_EQ(column(list(device), u"id").size(), 2u);
+    EXPECT_EQ(idsListed().size(), 2u);
     EXPECT_THAT(reports.percents, ElementsAre(0, 1, 100));
     EXPECT_EQ(FastClock::pauses.size(), 1u);
 }
@@ -131,8 +110,7 @@ TEST_F(CardListing, KeepsWhatWasFoundWhenTheCardIsPulled) {
     reports.during = [&](std::size_t number) {
         if (number == 1) fs::rename(card.folder, away);
     };
-    CMassStorageDev device(card.root(), card.contextId());
-    EXPECT_THAT(column(list(device), u"id"), ElementsAre(card.id(u"A\\1")));
+    EXPECT_THAT(idsListed(), ElementsAre(card.id(u"A\\1")));
     bool inserted = true;
     EXPECT_TRUE(device.IsCardInserted(inserted));
     EXPECT_FALSE(inserted);
@@ -147,10 +125,9 @@ TEST_F(CardListing, AnyNameLeadsBackToItsFile) {
                                  "tail /tail .jpg", "\xEF\x80\x8A.jpg", "a..jpg",
                                  "\x01\x7F.jpg",    "\xED\xA0\x80.jpg", "dir\xFF\\/&amp;.jpg"};
     for (const std::string& name : names) card.write(name, "bytes of " + name);
-    CMassStorageDev device(card.root(), card.contextId());
     std::multiset<std::string> copies, expected;
-    for (const std::u16string& id : column(list(device), u"id")) {
-        const auto [code, bytes] = copy(device, id);
+    for (const std::u16string& id : idsListed()) {
+        const auto [code, bytes] = copy(id);
         EXPECT_EQ(code, DeviceCode::Success) << utf8Text(id);
         EXPECT_EQ(device.DeleteFile(id), DeviceCode::Success) << utf8Text(id);
         copies.insert(bytes);
@@ -162,18 +139,17 @@ TEST_F(CardListing, AnyNameLeadsBackToItsFile) {
     EXPECT_EQ(copies, expected);
 }
 
-TEST(CardConnection, FailsWhereNoDriveAndNoFolderIs) {
+TEST_F(CardListing, FailsWhereNoDriveAndNoFolderIs) {
     for (const WCHAR* id : {u"Q:\\", u"\\\\NOWHERE\\CARDS\\", u"\\\\", u""}) {
-        FastClock clock;
-        CMassStorageDev device(id, u"#Zephyr-Lanthorn#RemovableDrive#Q");
-        EXPECT_FALSE(device.CheckConnection());
-        FileInfoList list;
-        EXPECT_EQ(device.GetFileInfo(list, nullptr), DeviceCode::NotConnected);
+        CMassStorageDev nowhere(id, u"#Zephyr-Lanthorn#RemovableDrive#Q");
+        EXPECT_FALSE(nowhere.CheckConnection());
+        FileInfoList files;
+        EXPECT_EQ(nowhere.GetFileInfo(files, nullptr), DeviceCode::NotConnected);
         bool inserted = true;
-        EXPECT_TRUE(device.IsCardInserted(inserted));
+        EXPECT_TRUE(nowhere.IsCardInserted(inserted));
         EXPECT_FALSE(inserted);
-        EXPECT_TRUE(FastClock::pauses.empty());
     }
+    EXPECT_TRUE(FastClock::pauses.empty());
 }
 
 TEST(FileList, LeavesOutARecordThatCannotBeBuilt) {

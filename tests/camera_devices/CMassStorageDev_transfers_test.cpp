@@ -1,5 +1,3 @@
-#include "camera_devices/CMassStorageDev.h"
-
 #include "tests/camera_devices/Card.h"
 
 namespace zlk::test {
@@ -17,17 +15,7 @@ std::string pattern(std::size_t size) {
     return bytes;
 }
 
-class CardTransfer : public testing::Test {
-  protected:
-    std::pair<DeviceCode, std::string> copy(const std::u16string& id) {
-        return test::copy(device, id, &reports);
-    }
-
-    FastClock clock;
-    Reports reports;
-    Card card;
-    CMassStorageDev device{card.root(), card.contextId()};
-};
+using CardTransfer = CardTest;
 
 TEST_F(CardTransfer, CopiesEveryByteInBlocks) {
     const struct {

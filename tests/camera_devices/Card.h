@@ -7,7 +7,7 @@
 #include <functional>
 #include <vector>
 
-#include "camera_devices/CImageDev.h"
+#include "camera_devices/CMassStorageDev.h"
 #include "foundation/Registry.h"
 #include "foundation/Xml.h"
 #include "platform/clock.h"
@@ -15,7 +15,7 @@
 #include "platform/named_objects.h"
 #include "platform/text.h"
 #include "platform/volumes.h"
-#include "tests/support/TestMachine.h"
+#include "tests/support/Modules.h"
 
 namespace zlk::test {
 
@@ -96,15 +96,31 @@ inline std::vector<std::u16string> column(const std::u16string& xml, const std::
     return values;
 }
 
-/// The code of copying the file `id`, and what the target then holds.
-inline std::pair<DeviceCode, std::string> copy(CImageDev& device, const std::u16string& id,
-                                               ObjectProgressInterface* progress = nullptr) {
-    const std::filesystem::path path = newFolder() / "copy";
-    UniqueHandle target(CreateFileW(pathText(path).c_str(), GENERIC_WRITE, 0, nullptr,
-                                    CREATE_ALWAYS, FILE_ATTRIBUTE_NORMAL, nullptr));
-    const DeviceCode code = device.GetFile(id, progress, target.get());
-    target.reset();
-    return {code, readFile(path)};
-}
+/// A card and a device that works on it.
+class CardTest : public testing::Test {
+  protected:
+    static void SetUpTestSuite() { registerModules(); }
+
+    std::u16string list(CImageDev& from) {
+        FileInfoList files;
+        EXPECT_EQ(from.GetFileInfo(files, &reports), DeviceCode::Success);
+        return files.getXml();
+    }
+    std::vector<std::u16string> idsListed() { return column(list(device), u"id"); }
+    /// The code of copying the file `id`, and what the target then holds.
+    std::pair<DeviceCode, std::string> copy(const std::u16string& id) {
+        const std::filesystem::path path = newFolder() / "copy";
+        UniqueHandle target(CreateFileW(pathText(path).c_str(), GENERIC_WRITE, 0, nullptr,
+                                        CREATE_ALWAYS, FILE_ATTRIBUTE_NORMAL, nullptr));
+        const DeviceCode code = device.GetFile(id, &reports, target.get());
+        target.reset();
+        return {code, readFile(path)};
+    }
+
+    FastClock clock;
+    Reports reports;
+    Card card;
+    CMassStorageDev device{card.root(), card.contextId()};
+};
 
 }  // namespace zlk::test

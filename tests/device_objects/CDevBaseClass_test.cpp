@@ -7,16 +7,11 @@
 #include "device_objects/CUnloadableCamera.h"
 #include "tests/camera_devices/Card.h"
 #include "tests/device_objects/ScriptedDevice.h"
-#include "tests/support/ChildProcess.h"
 
 namespace zlk::test {
 namespace {
 
 using namespace std::string_literals;
-
-HRESULT claim(IPhotoDevice& camera, std::u16string_view id) {
-    return camera.LockDevice(Bstr(id).get());
-}
 
 /// Every guarded operation of an object fails with this code, its out parameter unwritten.
 void expectEverythingFails(IPhotoDevice& camera, LONG code) {
@@ -44,8 +39,13 @@ void expectEverythingFails(IPhotoDevice& camera, LONG code) {
 
 const std::u16string cam947 = u"#Zephyr-Lanthorn#Cam947#0000";
 
-TEST(Claim, AFreshObjectHoldsNothing) {
-    const auto camera = makeObject<CUnloadableCamera>();
+struct Claim : testing::Test {
+    const ComPtr<PlainObject<WithDevice<CUnloadableCamera>>> camera =
+        makeObject<CUnloadableCamera>();
+};
+using GuardedCall = Claim;
+
+TEST_F(Claim, AFreshObjectHoldsNothing) {
     EXPECT_EQ(camera->error(), 0);
     EXPECT_EQ(camera->UnlockDevice(), E_FAIL);
     EXPECT_EQ(camera->error(), 3);
@@ -55,11 +55,10 @@ TEST(Claim, AFreshObjectHoldsNothing) {
     EXPECT_EQ(connected, 0);
 }
 
-TEST(Claim, NeedsNoDeviceButEveryOperationDoes) {
-    const auto camera = makeObject<CUnloadableCamera>();
+TEST_F(Claim, NeedsNoDeviceButEveryOperationDoes) {
     for (const WCHAR* id : {u"#Zephyr-Lanthorn#RemovableDrive#Q", u"no id at all", u"", u"##",
                             u"#Zephyr-Lanthorn#RemovableDrive#%%%%SERVER%%VIDEOS"}) {
-        EXPECT_EQ(claim(*camera.get(), id), S_OK);
+        EXPECT_EQ(camera->lock(id), S_OK);
         expectEverythingFails(*camera.get(), 9);
         LONG connected = -1;
         EXPECT_EQ(camera->get_IsConnected(&connected), S_OK);
@@ -69,69 +68,45 @@ TEST(Claim, NeedsNoDeviceButEveryOperationDoes) {
     }
 }
 
-TEST(Claim, IsOneObjectsUntilItLetsGo) {
+TEST_F(Claim, IsOneObjectsUntilItLetsGo) {
     auto first = makeObject<CUnloadableCamera>();
     const auto second = makeObject<CUnloadableCamera>();
     const auto tagger = makeObject<CTagDevice>();
-    EXPECT_EQ(claim(*first.get(), cam947), S_OK);
-    EXPECT_EQ(claim(*first.get(), u"#another"), S_OK);  // changes nothing
-    EXPECT_EQ(claim(*second.get(), u"#another"), S_OK);
+    EXPECT_EQ(first->lock(cam947), S_OK);
+    EXPECT_EQ(first->lock(u"#another"), S_OK);  // changes nothing
+    EXPECT_EQ(second->lock(u"#another"), S_OK);
     EXPECT_EQ(second->UnlockDevice(), S_OK);
-    EXPECT_EQ(claim(*second.get(), cam947), E_FAIL);
+    EXPECT_EQ(second->lock(cam947), E_FAIL);
     EXPECT_EQ(second->error(), 2);
     expectEverythingFails(*second.get(), 3);
-    EXPECT_EQ(tagger->LockDevice(Bstr(cam947).get()), E_FAIL);
-    EXPECT_EQ(claim(*second.get(), u"#zephyr-lanthorn#cam947#0000"), S_OK);  // another name
+    EXPECT_EQ(tagger->lock(cam947), E_FAIL);
+    EXPECT_EQ(second->lock(u"#zephyr-lanthorn#cam947#0000"), S_OK);  // another name
     EXPECT_EQ(second->UnlockDevice(), S_OK);
     first.reset();
-    EXPECT_EQ(claim(*second.get(), cam947), S_OK);
+    EXPECT_EQ(second->lock(cam947), S_OK);
     EXPECT_EQ(second->UnlockDevice(), S_OK);
-    EXPECT_EQ(tagger->LockDevice(Bstr(cam947).get()), S_OK);
+    EXPECT_EQ(tagger->lock(cam947), S_OK);
 }
 
-TEST(Claim, ANameThatTheSystemCannotTakeIsRefused) {
-    const auto camera = makeObject<CUnloadableCamera>();
+TEST_F(Claim, ANameThatTheSystemCannotTakeIsRefused) {
     const auto other = makeObject<CUnloadableCamera>();
     for (const std::u16string& bad :
          {cam947 + u"\0x"s, std::u16string(10'000, u'x'), cam947 + u"\\..\\x"}) {
-        EXPECT_EQ(claim(*camera.get(), bad), E_FAIL);
+        EXPECT_EQ(camera->lock(bad), E_FAIL);
         EXPECT_EQ(camera->error(), 2);
     }
     for (const WCHAR* odd : {u"../../escape", u"a\nb"}) {
-        EXPECT_EQ(claim(*camera.get(), odd), S_OK);
-        EXPECT_EQ(claim(*other.get(), odd), E_FAIL);
+        EXPECT_EQ(camera->lock(odd), S_OK);
+        EXPECT_EQ(other->lock(odd), E_FAIL);
         EXPECT_EQ(camera->UnlockDevice(), S_OK);
     }
-    EXPECT_EQ(claim(*camera.get(), cam947), S_OK);
+    EXPECT_EQ(camera->lock(cam947), S_OK);
 }
 
-ZLK_CHILD(holdsTheClaim) {
-    const auto camera = makeObject<CUnloadableCamera>();
-    child.say(SUCCEEDED(claim(*camera.get(), cam947)) ? "held" : "refused");
-    child.hear();
-    return 0;
-}
-
-TEST(Claim, EndsWithItsProcess) {
-    const auto camera = makeObject<CUnloadableCamera>();
-    for (int round = 0; round < 5; ++round) {
-        ChildProcess holder("holdsTheClaim");
-        ASSERT_EQ(holder.hear(), "held");
-        EXPECT_EQ(claim(*camera.get(), cam947), E_FAIL);
-        EXPECT_EQ(camera->error(), 2);
-        holder.kill();
-        EXPECT_EQ(claim(*camera.get(), cam947), S_OK);
-        ChildProcess late("holdsTheClaim");
-        EXPECT_EQ(late.hear(), "refused");
-        EXPECT_EQ(camera->UnlockDevice(), S_OK);
-    }
-}
-
-TEST(GuardedCall, MakesADroppedDeviceAnew) {
+TEST_F(GuardedCall, MakesADroppedDeviceAnew) {
     Card card;
     card.write("MISC/DEVICEID.XML", "<id/>");
-    const auto camera = makeObject<CUnloadableCamera>();
-    ASSERT_EQ(claim(*camera.get(), card.contextId()), S_OK);
+    ASSERT_EQ(camera->lock(card.contextId()), S_OK);
     Bstr text;
     EXPECT_EQ(camera->get_DeviceId(text.out()), S_OK);
     EXPECT_EQ(text.view(), u"<id/>");
@@ -142,8 +117,7 @@ TEST(GuardedCall, MakesADroppedDeviceAnew) {
     EXPECT_EQ(camera->error(), 0);
 }
 
-TEST(GuardedCall, KeepsEveryCodeAndHandsOutAText) {
-    const auto camera = makeObject<CUnloadableCamera>();
+TEST_F(GuardedCall, KeepsEveryCodeAndHandsOutAText) {
     const auto device = camera->hold();
     for (const auto code : {DeviceCode::ReadFailed, DeviceCode::NotSupported,
                             DeviceCode::NotConnected, DeviceCode::OutOfMemory}) {
@@ -164,8 +138,7 @@ TEST(GuardedCall, KeepsEveryCodeAndHandsOutAText) {
     EXPECT_EQ(camera->get_Dpof(nullptr), E_POINTER);
 }
 
-TEST(GuardedCall, LetsNoExceptionOut) {
-    const auto camera = makeObject<CUnloadableCamera>();
+TEST_F(GuardedCall, LetsNoExceptionOut) {
     EXPECT_CALL(*camera->hold(), DeleteFile)
         .WillOnce(testing::Throw(std::bad_alloc()))
         .WillOnce(testing::Throw(std::length_error("x")));

@@ -180,7 +180,7 @@ TEST_F(PhotoDevice, ReportsHowFarAListingIs) {
     Card card;
     card.write("DCIM/100CAM/PICT0001.JPG", "x");
     ASSERT_EQ(camera->UnlockDevice(), S_OK);
-    ASSERT_EQ(camera->LockDevice(Bstr(card.contextId()).get()), S_OK);
+    ASSERT_EQ(camera->lock(card.contextId()), S_OK);
     Bstr xml;
     ASSERT_EQ(camera->GetFileInfo(listener->passed(), xml.out()), S_OK);
     EXPECT_THAT(listener->percents, ElementsAre(0, 100));

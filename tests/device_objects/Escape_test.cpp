@@ -69,16 +69,15 @@ TEST(Escape, TurnsRecursionOffAndCannotSayThatACardIsMissing) {
 
 TEST(Escape, AsksADeviceThatSomebodyElseHolds) {
     const Card card;
-    const auto holder = makeObject<CUnloadableCamera>();
-    const auto asking = makeObject<CUnloadableCamera>();
-    const Bstr id(card.contextId()), question(u"MSDC_IsCardInserted");
+    const auto holder = makeObject<CUnloadableCamera>(), asking = makeObject<CUnloadableCamera>();
+    const Bstr question(u"MSDC_IsCardInserted");
     Bstr answer;
     EXPECT_EQ(asking->Escape(question.get(), answer.out()), E_FAIL);  // which device?
     EXPECT_EQ(asking->error(), 9);
     ASSERT_NE(answer.get(), nullptr);
     EXPECT_EQ(answer.view(), u"");
-    ASSERT_EQ(holder->LockDevice(id.get()), S_OK);
-    ASSERT_EQ(asking->LockDevice(id.get()), E_FAIL);
+    ASSERT_EQ(holder->lock(card.contextId()), S_OK);
+    ASSERT_EQ(asking->lock(card.contextId()), E_FAIL);
     EXPECT_EQ(asking->Escape(question.get(), answer.out()), S_OK);
     EXPECT_EQ(answer.view(), u"TRUE");
     EXPECT_EQ(asking->Escape(nullptr, answer.out()), E_FAIL);

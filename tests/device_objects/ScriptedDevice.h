@@ -45,9 +45,10 @@ using NiceDevice = testing::NiceMock<ScriptedDevice>;
 template <class Object>
 class WithDevice : public Object {
   public:
+    HRESULT lock(std::u16string_view id) { return this->LockDevice(Bstr(id).get()); }
     /// Locks the object and puts a device behind it.
     std::shared_ptr<NiceDevice> hold() {
-        EXPECT_EQ(this->LockDevice(Bstr(u"#Test#Scripted#0000").get()), S_OK);
+        EXPECT_EQ(lock(u"#Test#Scripted#0000"), S_OK);
         auto device = std::make_shared<NiceDevice>();
         this->imageDev = device;
         return device;

@@ -4,7 +4,7 @@
 
 #include "foundation/Xml.h"
 #include "platform/text.h"
-#include "tests/directory/FakesFixture.h"
+#include "tests/directory/SettingsFixture.h"
 #include "tests/support/Modules.h"
 
 namespace zlk::test {
@@ -17,7 +17,7 @@ using Getter = HRESULT (IDeviceList::*)(BSTR*);
 constexpr Getter getters[] = {&IDeviceList::get_UnloadDevices, &IDeviceList::get_SwiftPostDevices,
                               &IDeviceList::get_TagDevices};
 
-class CDeviceListTest : public FakesFixture {
+class CDeviceListTest : public SettingsFixture {
   protected:
     static ComPtr<IDeviceList> makeList() {
         ComPtr<IDeviceList> list;

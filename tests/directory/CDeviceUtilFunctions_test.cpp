@@ -3,12 +3,12 @@
 #include <gmock/gmock.h>
 
 #include "interfaces/IDriveMapper.h"
-#include "tests/directory/FakesFixture.h"
+#include "tests/directory/SettingsFixture.h"
 
 namespace zlk::test {
 namespace {
 
-class CDeviceUtilFunctionsTest : public FakesFixture {
+class CDeviceUtilFunctionsTest : public SettingsFixture {
   protected:
     CDeviceUtilFunctions utils;
 };

@@ -2,12 +2,12 @@
 
 #include <gmock/gmock.h>
 
-#include "tests/directory/FakesFixture.h"
+#include "tests/directory/SettingsFixture.h"
 
 namespace zlk::test {
 namespace {
 
-class CDeviceUtilsTest : public FakesFixture {
+class CDeviceUtilsTest : public SettingsFixture {
   protected:
     void SetUp() override {
         registerFake(u"Fake.Device", clsidFakeDevice);

@@ -129,18 +129,13 @@ TEST(CLog, StartsAgainWhereTheRestIsTooShort) {
     }
 }
 
-TEST(CLog, DropsWhatIsTooLong) {
+TEST(CLog, KeepsItsFormWhateverTheTextHolds) {
     Viewer viewer(1 << 20);
     CLog log;
-    write(log, std::u16string(90001, u'x'));
-    EXPECT_EQ(viewer.control->writeOffset, 0u);
-    write(log, std::u16string(90000, u'\uFFFF'));
-    EXPECT_EQ(viewer.control->writeOffset, 3 * 90000 + around);
-}
-
-TEST(CLog, KeepsItsFormWhateverTheTextHolds) {
-    Viewer viewer(8192);
-    CLog log;
+    write(log, std::u16string(90'001, u'x'));  // too long: dropped
+    write(log, std::u16string(90'000, u'\uFFFF'));
+    EXPECT_EQ(viewer.control->writeOffset, 3 * 90'000 + around);
+    viewer.control->writeOffset = 0;
     write(log, std::u16string(u"seen\0unseen", 11));
     write(log, std::u16string(1, u'\xD800'));  // no character: the record goes without a message
     log.writeLine("C", std::string(5000, 'f').c_str(), {});
@@ -204,11 +199,13 @@ TEST(CLog, MakesNoObjectsBeforeItHasABuffer) {
     UnmapViewOfFile(control);
 }
 
+constexpr int linesEach = 15'000;
+
 ZLK_CHILD(tracer) {
     child.say("ready");
     child.hear();
     const std::u16string name(static_cast<std::size_t>(child.arguments[0][0] - '0') * 7, u'x');
-    for (int i = 0; i < 3000; ++i) TraceLine(child.arguments[0].c_str(), "%s %d", name, i);
+    for (int i = 0; i < linesEach; ++i) TraceLine(child.arguments[0].c_str(), "%s %d", name, i);
     child.say("done");
     child.hear();
     return 0;
@@ -231,7 +228,7 @@ TEST(CLog, KeepsTheRecordsOfTwoProcessesWhole) {
         const std::string name((static_cast<std::size_t>(writer) + 1) * 7, 'x');
         ASSERT_EQ(record.substr(1), ":" + name + " " + std::to_string(seen[writer]++));
     }
-    EXPECT_THAT(seen, ElementsAre(3000, 3000));
+    EXPECT_THAT(seen, testing::Each(linesEach));
 }
 
 ZLK_CHILD(tracerThatIsKilled) {

@@ -32,9 +32,12 @@ HRESULT report(LONG id, LONG level, std::u16string_view text) {
     return events ? events->Report(id, level, Bstr(text).get()) : E_UNEXPECTED;
 }
 
-TEST(StatusEvent, WritesEachEventAsOneLineOfTheFile) {
-    registerModules();
-    const auto file = newFolder() / "events.log";
+struct StatusEvent : testing::Test {
+    static void SetUpTestSuite() { registerModules(); }
+    const std::filesystem::path file = newFolder() / "events.log";
+};
+
+TEST_F(StatusEvent, WritesEachEventAsOneLineOfTheFile) {
     setEventLog(pathText(file));
     EXPECT_EQ(report(1000, 1, u"M=539;FW=1.02;SN=4711;MINTEMP=-5;MAXTEMP=40"), S_OK);
     EXPECT_EQ(report(6, 1, u""), S_OK);
@@ -59,8 +62,7 @@ TEST(StatusEvent, WritesEachEventAsOneLineOfTheFile) {
     EXPECT_FALSE(std::getline(lines, line));
 }
 
-TEST(StatusEvent, NeedsNoFileAndSaysWhenItCannotWriteOne) {
-    registerModules();
+TEST_F(StatusEvent, NeedsNoFileAndSaysWhenItCannotWriteOne) {
     EXPECT_EQ(report(6, 1, u""), S_OK);
     const auto folder = newFolder();
     const DWORD number = 0;
@@ -85,9 +87,7 @@ ZLK_CHILD(reportsManyEvents) {
     return 0;
 }
 
-TEST(StatusEvent, NeverMixesTheLinesOfProcesses) {
-    registerModules();
-    const auto file = newFolder() / "events.log";
+TEST_F(StatusEvent, NeverMixesTheLinesOfProcesses) {
     setEventLog(pathText(file));
     ChildProcess a("reportsManyEvents", {"a"});
     ChildProcess b("reportsManyEvents", {"b"});

@@ -43,7 +43,8 @@ class XmlDocumentTest : public testing::Test {
         ComPtr<IXmlDoc> object;
     };
 
-    XmlDocumentTest() { registerModules(); }
+    static void SetUpTestSuite() { registerModules(); }
+    Document document;
 };
 
 std::u16string nested(std::size_t depth) {
@@ -54,7 +55,7 @@ std::u16string nested(std::size_t depth) {
 }
 
 TEST_F(XmlDocumentTest, BuildsAListRecordByRecord) {
-    Document list;
+    Document& list = document;
     EXPECT_EQ(list.xml(), "");
     ASSERT_EQ(list.add(u"/", u"<fileInfo />"), S_OK);
     EXPECT_EQ(list.xml(), "<fileInfo/>");
@@ -93,7 +94,6 @@ TEST_F(XmlDocumentTest, GivesBackEveryTextThatItTook) {
 }
 
 TEST_F(XmlDocumentTest, RefusesCharactersThatNoDocumentHolds) {
-    Document document;
     ASSERT_EQ(document.load(u"<a>old</a>"), S_OK);
     for (const std::u16string& text :
          {u"a\0b"s, u"\u0001"s, u"\u001B[2J"s, u"\uFFFE"s, u"\uFFFF"s, u"a\xD83D"s, u"\xDCF7 b"s,
@@ -106,9 +106,8 @@ TEST_F(XmlDocumentTest, RefusesCharactersThatNoDocumentHolds) {
 }
 
 TEST_F(XmlDocumentTest, KeepsTheOldDocumentWhenTheNewOneIsNotWellFormed) {
-    Document document;
     ASSERT_EQ(document.load(u"<old/>"), S_OK);
-    const auto refuses = [&document](std::initializer_list<const char16_t*> texts) {
+    const auto refuses = [this](std::initializer_list<const char16_t*> texts) {
         for (const char16_t* text : texts) EXPECT_NE(document.load(text), S_OK) << utf8Text(text);
     };
     refuses({u"", u" ", u"text", u"<a>", u"<a/", u"<a", u"<", u"</a>", u"<a></b>", u"<a></a "});
@@ -141,14 +140,12 @@ TEST_F(XmlDocumentTest, ReadsWhatCamerasAndOtherProgramsWrite) {
         {u"<z:\u00E9-1._><\u4E2D/></z:\u00E9-1._>", "<z:\u00E9-1._><\u4E2D/></z:\u00E9-1._>"},
     };
     for (const auto& [text, xml] : cases) {
-        Document document;
         EXPECT_EQ(document.load(text), S_OK) << utf8Text(text);
         EXPECT_EQ(document.xml(), xml);
     }
 }
 
 TEST_F(XmlDocumentTest, BoundsDepthAndNodes) {
-    Document document;
     EXPECT_EQ(document.load(nested(256)), S_OK);
     EXPECT_EQ(document.xml().size(), 255 * 7 + 4);
     EXPECT_NE(document.load(nested(257)), S_OK);
@@ -168,9 +165,8 @@ TEST_F(XmlDocumentTest, BoundsDepthAndNodes) {
 TEST_F(XmlDocumentTest, FindsElementsByNumberInAnyOrder) {
     std::u16string text = u"<d><other/>";
     for (int i = 0; i < 50; ++i) text += formatText(u"<f n='%d'><g>%d</g></f><other/>", i, i);
-    Document document;
     ASSERT_EQ(document.load(text + u"</d>"), S_OK);
-    const auto expect = [&document](int i) {
+    const auto expect = [this](int i) {
         EXPECT_EQ(document.attribute(formatText(u"d/f[%d]", i), u"n"), formatText(u"%d", i));
         EXPECT_EQ(document.value(formatText(u"d[0]/f[%d]/g", i)), formatText(u"%d", i));
     };
@@ -190,7 +186,6 @@ TEST_F(XmlDocumentTest, ForgetsWhatItFoundInAnOlderDocument) {
             list += formatText(i < others ? u"<o n='%02d'/>" : u"<f n='%02d'/>", i);
         return list + u"</d>";
     };
-    Document document;
     ASSERT_EQ(document.load(text(0)), S_OK);
     EXPECT_EQ(document.attribute(u"d/f[30]", u"n"), u"30");
     ASSERT_EQ(document.load(text(5)), S_OK);
@@ -199,9 +194,8 @@ TEST_F(XmlDocumentTest, ForgetsWhatItFoundInAnOlderDocument) {
 }
 
 TEST_F(XmlDocumentTest, TellsBadPathsFromMissingElements) {
-    Document document;
     ASSERT_EQ(document.load(u"<a><b/></a>"), S_OK);
-    const auto expect = [&document](HRESULT result, std::initializer_list<const char16_t*> paths) {
+    const auto expect = [this](HRESULT result, std::initializer_list<const char16_t*> paths) {
         for (const char16_t* path : paths) {
             SCOPED_TRACE(utf8Text(path));
             const Bstr where(path), name(u"n");
@@ -224,7 +218,6 @@ TEST_F(XmlDocumentTest, TellsBadPathsFromMissingElements) {
 }
 
 TEST_F(XmlDocumentTest, AddsOneElementOrNothing) {
-    Document document;
     EXPECT_NE(document.add(u"a", u"<b/>"), S_OK);  // an empty document has no element to add to
     ASSERT_EQ(document.add(u"/", u" <a>1</a> "), S_OK);
     EXPECT_NE(document.add(u"/", u"<a/>"), S_OK);
@@ -237,7 +230,6 @@ TEST_F(XmlDocumentTest, AddsOneElementOrNothing) {
 }
 
 TEST_F(XmlDocumentTest, SetsTheWholeTextOfAnElement) {
-    Document document;
     ASSERT_EQ(document.load(u"<a>1<b/>2<![CDATA[3]]></a>"), S_OK);
     EXPECT_EQ(document.value(u"a"), u"123");
     ASSERT_EQ(document.set(u"a", u"new"), S_OK);
