@@ -98,6 +98,7 @@ TEST_F(StatusEvent, NeverMixesTheLinesOfProcesses) {
     std::map<char, int> counts;
     std::istringstream lines(readFile(file));
     for (std::string line; std::getline(lines, line);) {
+        ASSERT_FALSE(line.empty());
         const char writer = line.back();
         EXPECT_EQ(line.substr(21), "event " + std::to_string(counts[writer]++) +
                                        ", level 1: " + std::string(500, writer));

@@ -28,6 +28,10 @@ class CardTest : public testing::Test {
         writeFile(path, bytes);
         return path;
     }
+    /// One of zeros, which takes no room.
+    void addHole(const std::string& name, std::uintmax_t size) const {
+        std::filesystem::resize_file(addFile(name, ""), size);
+    }
     /// Bytes that no two numbers have in common.
     static std::string bytesOf(std::size_t size, unsigned number) {
         std::string bytes(size, '\0');
