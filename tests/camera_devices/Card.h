@@ -103,7 +103,7 @@ class CardTest : public testing::Test {
 
     std::u16string list(CImageDev& from) {
         FileInfoList files;
-        EXPECT_EQ(from.GetFileInfo(files, &reports), DeviceCode::Success);
+        EXPECT_EQ(from.GetFileInfo(files, listener), DeviceCode::Success);
         return files.getXml();
     }
     std::vector<std::u16string> idsListed() { return column(list(device), u"id"); }
@@ -112,13 +112,14 @@ class CardTest : public testing::Test {
         const std::filesystem::path path = newFolder() / "copy";
         UniqueHandle target(CreateFileW(pathText(path).c_str(), GENERIC_WRITE, 0, nullptr,
                                         CREATE_ALWAYS, FILE_ATTRIBUTE_NORMAL, nullptr));
-        const DeviceCode code = device.GetFile(id, &reports, target.get());
+        const DeviceCode code = device.GetFile(id, listener, target.get());
         target.reset();
         return {code, readFile(path)};
     }
 
     FastClock clock;
     Reports reports;
+    ObjectProgressInterface* listener = &reports;
     Card card;
     CMassStorageDev device{card.root(), card.contextId()};
 };

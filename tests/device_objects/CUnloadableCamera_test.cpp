@@ -64,12 +64,16 @@ TEST_F(PhotoDevice, PassesOnOneReportInAQuarterOfASecond) {
         std::int32_t percent;
         bool passedOn;
     } reports[] = {
-        {1000, 1, true},                            // the first of the object's life
-        {1249, 3, false},       {1249, 100, true},  // ends always go through
-        {1249, 0, true},        {1498, 99, false},  // and count as reports
-        {1499, 99, true},       {1500, -1, true},
-        {0xFFFFFFF0, 50, true}, {0x000000E9, 51, false},  // 249 ms later, around the wrap
-        {0x000000EA, 52, true},
+        {1000, 1, true},          // the first of the object's life
+        {1249, 3, false},         //
+        {1249, 100, true},        // ends always go through
+        {1249, 0, true},          //
+        {1498, 99, false},        // and count as reports
+        {1499, 99, true},         //
+        {1500, -1, true},         //
+        {0xFFFFFFF0, 50, true},   //
+        {0x000000E9, 51, false},  // 249 ms later, around the wrap
+        {0x000000EA, 52, true},   //
     };
     for (const auto& report : reports) {
         EXPECT_CALL(*device, GetFile).WillOnce(reporting({report.percent}));
@@ -139,11 +143,9 @@ TEST_F(PhotoDevice, RefusesATargetThatCannotBeUsed) {
     ASSERT_TRUE(holder);
     EXPECT_CALL(*device, GetFile).Times(0);
     const std::u16string folder = pathText(target.parent_path());
-    for (const std::u16string& name : {pathText(target),
-                                       folder + u"\\missing\\file",
-                                       folder,
-                                       pathText(target) + std::u16string(u"\0x", 2),
-                                       {}}) {
+    for (const std::u16string& name :
+         {pathText(target), folder + u"\\missing\\file", folder,
+          pathText(target) + std::u16string(u"\0x", 2), std::u16string()}) {
         EXPECT_EQ(camera->SaveFileData(id.get(), Bstr(name).get(), nullptr), E_FAIL);
         EXPECT_EQ(camera->error(), 6);
     }
