@@ -11,7 +11,4 @@ namespace zlk::test {
 /// the test where one doesn't load or doesn't register. Returns how many there were.
 int registerModules(const std::filesystem::path& folder = moduleFolder());
 
-/// Takes all registered classes away again.
-void unregisterModules();
-
 }  // namespace zlk::test
