@@ -56,6 +56,7 @@ std::vector<FileRecord> parseFileInfo(std::u16string_view xml) {
 std::int64_t secondsOf(std::string_view recordTime) {
     const std::string text(recordTime);
     BrokenDownTime time{};
+    // NOLINTNEXTLINE(cert-err34-c): so few digits don't overflow
     if (std::sscanf(text.c_str(), "%2d/%2d/%4d %2d:%2d:%2d", &time.month, &time.day, &time.year,
                     &time.hour, &time.minute, &time.second) != 6 ||
         time.month < 1 || time.hour < 0)

@@ -160,7 +160,7 @@ TargetFolder::Placed TargetFolder::place(const std::u16string& part,
 std::u16string TargetFolder::findSame(const std::u16string& file, std::uint64_t size,
                                       std::int64_t modified) const {
     for (unsigned number = 1; number < maxCollisions; ++number) {
-        const std::u16string candidate = numbered(file, number);
+        std::u16string candidate = numbered(file, number);
         FileStatus status{};
         std::uint64_t itsSize = 0;
         if (!_wstat64i32(candidate.c_str(), status)) return {};

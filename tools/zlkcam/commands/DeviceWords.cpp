@@ -5,7 +5,7 @@ namespace zlk {
 namespace {
 
 std::u16string takeFirst(std::vector<std::string>& words) {
-    const std::u16string first = wideText(words.front());
+    std::u16string first = wideText(words.front());
     words.erase(words.begin());
     return first;
 }

@@ -78,7 +78,7 @@ std::u16string addInstanceEntry(const CardMount& mount) {
     const WCHAR drive[] = {mount.letter, u':', u'\\', 0};
     Bstr contextId;
     utils->DriveLetterToContextId(Bstr(drive).get(), contextId.out());
-    const std::u16string id(contextId.view());
+    std::u16string id(contextId.view());
     const std::size_t second = id.find(u'#', 1);
     const std::size_t third = second == id.npos ? second : id.find(u'#', second + 1);
     if (third == id.npos) return {};

@@ -75,6 +75,7 @@ struct RegisterOptions {
 void runModules(Tool& tool, const std::vector<std::string>& named, const char* entryPoint,
                 const char* done) {
     std::vector<std::u16string> paths;
+    paths.reserve(named.size());
     for (const std::string& path : named) paths.push_back(absolutePath(pathArgument(path)));
     if (named.empty()) paths = installedModules();
     std::size_t count = 0;
