@@ -1,5 +1,3 @@
-#include "camera_devices/CMassStorageDev.h"
-
 #include "tests/camera_devices/Card.h"
 
 namespace zlk::test {
@@ -44,9 +42,7 @@ TEST_F(CardDocuments, AreReadFromTheirFiles) {
         remove(path);
         writeFile(path, "");
         EXPECT_EQ(get(c.get), Answer(DeviceCode::Success, u""));
-        writeFile(path, std::string("Gr\xC3\xBC\xC3\x9F"
-                                    "e \xFF\0behind",
-                                    16));
+        writeFile(path, std::string("Grüße \xFF\0behind", 16));
         EXPECT_EQ(get(c.get), Answer(DeviceCode::Success, u"Grüße \uFFFD"));
         fs::resize_file(path, (16 << 20) + 1);  // mostly a hole
         EXPECT_EQ(get(c.get), Answer(DeviceCode::OutOfMemory, u""));
@@ -70,10 +66,7 @@ TEST_F(CardDocuments, AreWrittenReplacedAndDeletedByTheEmptyText) {
         EXPECT_EQ((device.*c.put)(u""), DeviceCode::DeleteRefused);
         EXPECT_EQ((device.*c.put)(u"a longer text"), DeviceCode::Success);
         EXPECT_EQ((device.*c.put)(u"Grüße"), DeviceCode::Success);
-        EXPECT_EQ(readFile(path),
-                  "Gr\xC3\xBC\xC3\x9F"
-                  "e" +
-                      c.end);
+        EXPECT_EQ(readFile(path), "Grüße" + c.end);
         EXPECT_EQ((device.*c.put)(u""), DeviceCode::Success);
         EXPECT_FALSE(exists(path));
         remove_all(card.folder / "MISC");
@@ -112,35 +105,31 @@ TEST_F(CardDocuments, AMessageIsAFileOf200Bytes) {
                                  reinterpret_cast<const BYTE*>(bytes.data()), bytes.size()),
                   ERROR_SUCCESS);
     };
-    const auto layout = [](const std::string& first, char number, const std::string& second) {
-        const std::string zeros(200, '\0');
-        return first + zeros.substr(0, 36) + number + zeros.substr(0, 12) + second +
-               zeros.substr(0, 23);
-    };
     const std::string none(64, '\0'), first(64, 'A'), second(64, 'B');
-    const fs::path path = card.folder / "MISC/CAMCODE.XML";
-
-    EXPECT_TRUE(device.SendSpecialMsg(CameraMessage::UnloadDone));
-    EXPECT_EQ(readFile(path), layout(none, 2, none));
+    const auto expectMessage = [&](CameraMessage message, const std::string& block1,
+                                   const std::string& block2) {
+        EXPECT_TRUE(device.SendSpecialMsg(message));
+        EXPECT_EQ(readFile(card.folder / "MISC/CAMCODE.XML"),
+                  block1 + std::string(36, '\0') + static_cast<char>(message) +
+                      std::string(12, '\0') + block2 + std::string(23, '\0'));
+    };
+    expectMessage(CameraMessage::UnloadDone, none, none);
     set(u"MessageBlock1", REG_BINARY, first);
     set(u"MessageBlock2", REG_BINARY, second);
-    EXPECT_TRUE(device.SendSpecialMsg(CameraMessage::TagCancel));
-    EXPECT_EQ(readFile(path), layout(first, static_cast<char>(203), second));
-    set(u"MessageBlock1", REG_BINARY, std::string(63, 'A'));
+    expectMessage(CameraMessage::TagCancel, first, second);
     set(u"MessageBlock2", REG_SZ, second);
-    EXPECT_TRUE(device.SendSpecialMsg(CameraMessage::ConfigStart));
-    EXPECT_EQ(readFile(path), layout(none, 101, none));
-    set(u"MessageBlock1", REG_BINARY, std::string(65, 'A'));
-    EXPECT_TRUE(device.SendSpecialMsg(CameraMessage::ConfigStart));
-    EXPECT_EQ(readFile(path), layout(none, 101, none));
+    for (const std::size_t size : {63, 65}) {
+        set(u"MessageBlock1", REG_BINARY, std::string(size, 'A'));
+        expectMessage(CameraMessage::ConfigStart, none, none);
+    }
 }
 
 TEST_F(CardDocuments, AMessageGoesOnlyToACameraThatKnowsIt) {
+    CMassStorageDev noShareMenu(card.root(), u"#Zephyr-Lanthorn#Cam947#0000");
+    CMassStorageDev unknown(card.root(), card.contextId());
     EXPECT_FALSE(device.SendSpecialMsg(CameraMessage::UnloadError));
     EXPECT_FALSE(device.SendSpecialMsg(CameraMessage::ConfigError));
-    CMassStorageDev noShareMenu(card.root(), u"#Zephyr-Lanthorn#Cam947#0000");
     EXPECT_FALSE(noShareMenu.SendSpecialMsg(CameraMessage::UnloadDone));
-    CMassStorageDev unknown(card.root(), card.contextId());
     EXPECT_FALSE(unknown.SendSpecialMsg(CameraMessage::UnloadDone));
     EXPECT_FALSE(exists(card.folder / "MISC/CAMCODE.XML"));
     std::u16string text;

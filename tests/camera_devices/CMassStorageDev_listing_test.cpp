@@ -1,11 +1,7 @@
-#include "camera_devices/CMassStorageDev.h"
-
 #include <chrono>
+#include <set>
 
-#include "platform/files.h"
-#include "platform/named_objects.h"
 #include "tests/camera_devices/Card.h"
-#include "tests/support/Modules.h"
 
 namespace zlk::test {
 namespace {
@@ -14,20 +10,7 @@ namespace fs = std::filesystem;
 using testing::Each;
 using testing::ElementsAre;
 
-class CardListing : public testing::Test {
-  protected:
-    static void SetUpTestSuite() { registerModules(); }
-
-    std::u16string list(CMassStorageDev& device) {
-        FileInfoList files;
-        EXPECT_EQ(device.GetFileInfo(files, &reports), DeviceCode::Success);
-        return files.getXml();
-    }
-
-    FastClock clock;
-    Reports reports;
-    Card card;
-};
+using CardListing = CardTest;
 
 TEST_F(CardListing, HoldsEveryFileThatIsNotHidden) {
     card.write("DCIM/100CAM/PICT0001.JPG", std::string(1024, 'x'));
@@ -35,7 +18,6 @@ TEST_F(CardListing, HoldsEveryFileThatIsNotHidden) {
     card.write("MISC/AUTPRINT.MRK", "order");
     card.write(".trash/A & <B>.JPG", "");
     card.write("README.TXT", "root");
-    CMassStorageDev device(card.root(), card.contextId());
     const std::u16string xml = list(device);
     EXPECT_THAT(column(xml, u"id"),
                 ElementsAre(card.id(u".trash\\A & <B>.JPG"), card.id(u"DCIM\\100CAM\\PICT0001.JPG"),
@@ -51,21 +33,18 @@ TEST_F(CardListing, HoldsEveryFileThatIsNotHidden) {
     EXPECT_THAT(FastClock::pauses, ElementsAre(1000));
 
     EXPECT_TRUE(device.SetRecursion(false));
-    EXPECT_THAT(column(list(device), u"id"), ElementsAre(card.id(u"README.TXT")));
+    EXPECT_THAT(idsListed(), ElementsAre(card.id(u"README.TXT")));
 }
 
 TEST_F(CardListing, ShowsDatesInLocalTimeAndTheCurrentTimeForOnesThatLocalTimeLacks) {
-    card.write("DATED.JPG", "x");
-    card.write("OLD.JPG", "x");
     using namespace std::chrono;
-    const auto fileTime = [](sys_seconds moment) {
-        return fs::file_time_type::clock::from_sys(moment);
-    };
     const sys_seconds summer{sys_days{July / 4 / 2005} + 13h + 5min + 9s};
-    last_write_time(card.folder / "DATED.JPG", fileTime(summer));
-    last_write_time(card.folder / "OLD.JPG", fileTime(sys_seconds{sys_days{January / 1 / 1960}}));
+    for (const auto& [name, moment] :
+         {std::pair{"DATED.JPG", summer}, {"OLD.JPG", sys_days{January / 1 / 1960}}}) {
+        card.write(name, "x");
+        last_write_time(card.folder / name, fs::file_time_type::clock::from_sys(moment));
+    }
     const std::int64_t before = _time64();
-    CMassStorageDev device(card.root(), card.contextId());
     const auto modified = column(list(device), u"modified");
     ASSERT_EQ(modified.size(), 2u);
     EXPECT_EQ(modified[0], FileTimestamp(summer.time_since_epoch().count()).toText());
@@ -76,7 +55,6 @@ TEST_F(CardListing, ShowsDatesInLocalTimeAndTheCurrentTimeForOnesThatLocalTimeLa
 
 TEST_F(CardListing, ReportsStayAt99UntilTheEnd) {
     for (int i = 0; i < 120; ++i) card.write(std::to_string(1000 + i) + ".JPG", "");
-    CMassStorageDev device(card.root(), card.contextId());
     list(device);
     std::vector<std::int32_t> expected(121, 99);
     for (int i = 0; i < 99; ++i) expected[i] = i;
@@ -94,13 +72,16 @@ TEST_F(CardListing, WalksAnEmptyCardAgainEachSecond) {
                  {u"Negative", 0xFFFFFFFF, 11},
                  {u"Endless", 0x7FFFFFFF, 601}};
     for (const auto& c : cases) {
-        const RegistryKey key = productClassKey(c.name);
+        const RegistryKey key = regCreateKey(
+            HKEY_LOCAL_MACHINE,
+            u"Software\\Zephyr-Lanthorn\\PictureSuite\\Import\\ProductClasses\\" + c.name,
+            KEY_ALL_ACCESS);
         RegSetValueExW(key.get(), u"FileEnumTimeout", 0, REG_DWORD,
                        reinterpret_cast<const BYTE*>(&c.timeout), sizeof c.timeout);
         FastClock::pauses.clear();
         reports.percents.clear();
-        CMassStorageDev device(card.root(), u"#Zephyr-Lanthorn#" + c.name + u"#0000");
-        EXPECT_TRUE(column(list(device), u"id").empty());
+        CMassStorageDev empty(card.root(), u"#Zephyr-Lanthorn#" + c.name + u"#0000");
+        EXPECT_TRUE(column(list(empty), u"id").empty());
         EXPECT_EQ(FastClock::pauses, std::vector<DWORD>(c.passes, 1000)) << c.timeout;
         EXPECT_THAT(reports.percents, ElementsAre(100));
     }
@@ -110,8 +91,7 @@ TEST_F(CardListing, EndsWithThePassThatFindsAFile) {
     FastClock::duringPause = [&](std::size_t number) {
         if (number == 3) card.write("LATE.JPG", "x");
     };
-    CMassStorageDev device(card.root(), card.contextId());
-    EXPECT_THAT(column(list(device), u"id"), ElementsAre(card.id(u"LATE.JPG")));
+    EXPECT_THAT(idsListed(), ElementsAre(card.id(u"LATE.JPG")));
     EXPECT_EQ(FastClock::pauses.size(), 3u);
 }
 
@@ -119,8 +99,7 @@ TEST_F(CardListing, AStopEndsEveryLevelOfTheWalk) {
     for (const char* name : {"A/1", "A/B/2", "A/B/C/3", "A/B/C/4", "A/B/5", "A/6", "Z/7"})
         card.write(name, "x");
     reports.stopAt = 2;
-    CMassStorageDev device(card.root(), card.contextId());
-    EXPECT_EQ(column(list(device), u"id").size(), 2u);
+    EXPECT_EQ(idsListed().size(), 2u);
     EXPECT_THAT(reports.percents, ElementsAre(0, 1, 100));
     EXPECT_EQ(FastClock::pauses.size(), 1u);
 }
@@ -131,8 +110,7 @@ TEST_F(CardListing, KeepsWhatWasFoundWhenTheCardIsPulled) {
     reports.during = [&](std::size_t number) {
         if (number == 1) fs::rename(card.folder, away);
     };
-    CMassStorageDev device(card.root(), card.contextId());
-    EXPECT_THAT(column(list(device), u"id"), ElementsAre(card.id(u"A\\1")));
+    EXPECT_THAT(idsListed(), ElementsAre(card.id(u"A\\1")));
     bool inserted = true;
     EXPECT_TRUE(device.IsCardInserted(inserted));
     EXPECT_FALSE(inserted);
@@ -147,37 +125,32 @@ TEST_F(CardListing, AnyNameLeadsBackToItsFile) {
                                  "tail /tail .jpg", "\xEF\x80\x8A.jpg", "a..jpg",
                                  "\x01\x7F.jpg",    "\xED\xA0\x80.jpg", "dir\xFF\\/&amp;.jpg"};
     for (const std::string& name : names) card.write(name, "bytes of " + name);
-    CMassStorageDev device(card.root(), card.contextId());
-    const auto ids = column(list(device), u"id");
-    ASSERT_EQ(ids.size(), std::size(names));
-    std::vector<std::string> copies;
-    for (const std::u16string& id : ids) {
-        const fs::path copy = newFolder() / "copy";
-        UniqueHandle target(CreateFileW(pathText(copy).c_str(), GENERIC_WRITE, 0, nullptr,
-                                        CREATE_ALWAYS, FILE_ATTRIBUTE_NORMAL, nullptr));
-        EXPECT_EQ(device.GetFile(id, nullptr, target.get()), DeviceCode::Success) << utf8Text(id);
-        target.reset();
-        copies.push_back(readFile(copy));
+    listener = nullptr;
+    std::multiset<std::string> copies, expected;
+    for (const std::u16string& id : idsListed()) {
+        const auto [code, bytes] = copy(id);
+        EXPECT_EQ(code, DeviceCode::Success) << utf8Text(id);
         EXPECT_EQ(device.DeleteFile(id), DeviceCode::Success) << utf8Text(id);
+        copies.insert(bytes);
     }
-    std::vector<std::string> expected;
-    for (const std::string& name : names) expected.push_back("bytes of " + name);
-    EXPECT_THAT(copies, testing::UnorderedElementsAreArray(expected));
-    for (const std::string& name : names) EXPECT_FALSE(fs::exists(card.folder / name));
+    for (const std::string& name : names) {
+        EXPECT_FALSE(fs::exists(card.folder / name));
+        expected.insert("bytes of " + name);
+    }
+    EXPECT_EQ(copies, expected);
 }
 
-TEST(CardConnection, FailsWhereNoDriveAndNoFolderIs) {
+TEST_F(CardListing, FailsWhereNoDriveAndNoFolderIs) {
     for (const WCHAR* id : {u"Q:\\", u"\\\\NOWHERE\\CARDS\\", u"\\\\", u""}) {
-        FastClock clock;
-        CMassStorageDev device(id, u"#Zephyr-Lanthorn#RemovableDrive#Q");
-        EXPECT_FALSE(device.CheckConnection());
-        FileInfoList list;
-        EXPECT_EQ(device.GetFileInfo(list, nullptr), DeviceCode::NotConnected);
+        CMassStorageDev nowhere(id, u"#Zephyr-Lanthorn#RemovableDrive#Q");
+        EXPECT_FALSE(nowhere.CheckConnection());
+        FileInfoList files;
+        EXPECT_EQ(nowhere.GetFileInfo(files, nullptr), DeviceCode::NotConnected);
         bool inserted = true;
-        EXPECT_TRUE(device.IsCardInserted(inserted));
+        EXPECT_TRUE(nowhere.IsCardInserted(inserted));
         EXPECT_FALSE(inserted);
-        EXPECT_TRUE(FastClock::pauses.empty());
     }
+    EXPECT_TRUE(FastClock::pauses.empty());
 }
 
 TEST(FileList, LeavesOutARecordThatCannotBeBuilt) {
@@ -191,7 +164,6 @@ TEST(FileList, LeavesOutARecordThatCannotBeBuilt) {
     add(u"last", u"<albums><album>Wedding</album></albums>");
     EXPECT_THAT(column(list.getXml(), u"id"), ElementsAre(u"first", u"last"));
     EXPECT_THAT(column(list.getXml(), u"size"), Each(u"1099511627776"));
-    EXPECT_THAT(column(list.getXml(), u"albums/album"), ElementsAre());
     EXPECT_NE(list.getXml().find(u"<album>Wedding</album>"), std::u16string::npos);
 }
 

@@ -1,13 +1,10 @@
-#include "camera_devices/CMassStorageDev.h"
-
-#include "platform/files.h"
-#include "platform/named_objects.h"
 #include "tests/camera_devices/Card.h"
 
 namespace zlk::test {
 namespace {
 
 namespace fs = std::filesystem;
+using namespace std::string_literals;
 using testing::ElementsAre;
 using testing::Pair;
 
@@ -18,23 +15,7 @@ std::string pattern(std::size_t size) {
     return bytes;
 }
 
-class CardTransfer : public testing::Test {
-  protected:
-    /// The code of copying the file `id`, and what the target then holds.
-    std::pair<DeviceCode, std::string> copy(const std::u16string& id) {
-        const fs::path path = newFolder() / "copy";
-        UniqueHandle target(CreateFileW(pathText(path).c_str(), GENERIC_WRITE, 0, nullptr,
-                                        CREATE_ALWAYS, FILE_ATTRIBUTE_NORMAL, nullptr));
-        const DeviceCode code = device.GetFile(id, &reports, target.get());
-        target.reset();
-        return {code, readFile(path)};
-    }
-
-    FastClock clock;
-    Reports reports;
-    Card card;
-    CMassStorageDev device{card.root(), card.contextId()};
-};
+using CardTransfer = CardTest;
 
 TEST_F(CardTransfer, CopiesEveryByteInBlocks) {
     const struct {
@@ -95,28 +76,20 @@ TEST_F(CardTransfer, SizesHave32Bits) {
 
 TEST_F(CardTransfer, RefusesAnIdThatLeadsAnywhereElse) {
     card.write("DCIM/PICT.JPG", "mine");
-    writeFile(card.folder.parent_path() / "victim", "not the card's");
-    const std::u16string victim = pathText(card.folder.parent_path() / "victim");
-    const std::u16string ids[] = {u"",
-                                  card.root(),
-                                  victim,
-                                  u"victim",
-                                  u"Z:\\registry.db",
-                                  card.id(u"..\\victim"),
-                                  card.id(u"DCIM\\..\\..\\victim"),
-                                  card.id(u"DCIM/../PICT.JPG"),
-                                  card.id(u"\\..\\victim"),
-                                  card.id(u"\uF02E\uF02E\\victim"),
-                                  card.id(u"DCIM\\\uF02E\uF02E\uF02F\uF02E\uF02E\uF02Fvictim"),
-                                  u"\\\\.\\" + card.id(u"DCIM\\PICT.JPG"),
-                                  card.id(std::u16string(u"DCIM\\PICT.JPG\0.BAK", 18)),
-                                  card.id(u"DCIM")};
+    const fs::path victim = card.folder.parent_path() / "victim";
+    writeFile(victim, "not the card's");
+    std::vector<std::u16string> ids{u"", pathText(victim), u"victim", u"Z:\\registry.db",
+                                    u"\\\\.\\" + card.id(u"DCIM\\PICT.JPG")};
+    for (const std::u16string& below :
+         {u""s, u"DCIM"s, u"..\\victim"s, u"\\..\\victim"s, u"DCIM\\..\\..\\victim"s,
+          u"DCIM/../PICT.JPG"s, u"\uF02E\uF02E\\victim"s, u"DCIM\\PICT.JPG\0.BAK"s,
+          u"DCIM\\\uF02E\uF02E\uF02F\uF02E\uF02E\uF02Fvictim"s})
+        ids.push_back(card.id(below));
     for (const std::u16string& id : ids) {
         EXPECT_EQ(copy(id).first, DeviceCode::ReadFailed) << utf8Text(id);
         EXPECT_EQ(device.DeleteFile(id), DeviceCode::DeleteRefused) << utf8Text(id);
     }
-    EXPECT_TRUE(fs::exists(card.folder.parent_path() / "victim"));
-    EXPECT_TRUE(fs::exists(card.folder / "DCIM/PICT.JPG"));
+    EXPECT_TRUE(fs::exists(victim) && fs::exists(card.folder / "DCIM/PICT.JPG"));
     // The system takes the names of a card without case.
     EXPECT_EQ(device.DeleteFile(std::u16string(1, card.root()[0] | 0x20) + u":\\dcim\\pict.jpg"),
               DeviceCode::Success);
@@ -124,18 +97,15 @@ TEST_F(CardTransfer, RefusesAnIdThatLeadsAnywhereElse) {
 
 TEST_F(CardTransfer, ThumbnailsComeFromTheLibrary) {
     card.write("BROKEN.JPG", "no picture");  // which has a stock picture
-    const fs::path thumbnail = newFolder() / "thumbnail.jpg";
-    const auto make = [&](const std::u16string& id, const std::u16string& fileName) {
-        return device.GetThumbnail(id, fileName);
-    };
-    ASSERT_EQ(make(card.id(u"BROKEN.JPG"), pathText(thumbnail)), DeviceCode::Success);
-    EXPECT_EQ(readFile(thumbnail).substr(0, 3), "\xFF\xD8\xFF");
-    EXPECT_EQ(make(card.id(u"BROKEN.JPG"), u"/nowhere/thumbnail.jpg"), DeviceCode::PcFileUnusable);
-    const std::u16string cut = pathText(thumbnail) + std::u16string(u"\0.jpg", 5);
-    EXPECT_EQ(make(card.id(u"BROKEN.JPG"), cut), DeviceCode::PcFileUnusable);
-    EXPECT_EQ(make(u"/etc/passwd", pathText(thumbnail)), DeviceCode::ReadFailed);
-    EXPECT_EQ(make(card.id(std::u16string(300, u'x')), pathText(thumbnail)),
-              DeviceCode::ReadFailed);
+    const std::u16string broken = card.id(u"BROKEN.JPG");
+    const fs::path path = newFolder() / "thumbnail.jpg";
+    const std::u16string thumbnail = pathText(path);
+    ASSERT_EQ(device.GetThumbnail(broken, thumbnail), DeviceCode::Success);
+    EXPECT_EQ(readFile(path).substr(0, 3), "\xFF\xD8\xFF");
+    for (const std::u16string& bad : {u"/nowhere/thumbnail.jpg"s, thumbnail + u"\0.jpg"s})
+        EXPECT_EQ(device.GetThumbnail(broken, bad), DeviceCode::PcFileUnusable);
+    for (const std::u16string& bad : {u"/etc/passwd"s, card.id(std::u16string(300, u'x'))})
+        EXPECT_EQ(device.GetThumbnail(bad, thumbnail), DeviceCode::ReadFailed);
 }
 
 }  // namespace

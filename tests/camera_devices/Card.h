@@ -7,13 +7,15 @@
 #include <functional>
 #include <vector>
 
-#include "camera_devices/CImageDev.h"
+#include "camera_devices/CMassStorageDev.h"
 #include "foundation/Registry.h"
 #include "foundation/Xml.h"
 #include "platform/clock.h"
+#include "platform/files.h"
+#include "platform/named_objects.h"
 #include "platform/text.h"
 #include "platform/volumes.h"
-#include "tests/support/TestMachine.h"
+#include "tests/support/Modules.h"
 
 namespace zlk::test {
 
@@ -94,11 +96,32 @@ inline std::vector<std::u16string> column(const std::u16string& xml, const std::
     return values;
 }
 
-inline RegistryKey productClassKey(const std::u16string& productClass) {
-    return regCreateKey(
-        HKEY_LOCAL_MACHINE,
-        u"Software\\Zephyr-Lanthorn\\PictureSuite\\Import\\ProductClasses\\" + productClass,
-        KEY_ALL_ACCESS);
-}
+/// A card and a device that works on it.
+class CardTest : public testing::Test {
+  protected:
+    static void SetUpTestSuite() { registerModules(); }
+
+    std::u16string list(CImageDev& from) {
+        FileInfoList files;
+        EXPECT_EQ(from.GetFileInfo(files, listener), DeviceCode::Success);
+        return files.getXml();
+    }
+    std::vector<std::u16string> idsListed() { return column(list(device), u"id"); }
+    /// The code of copying the file `id`, and what the target then holds.
+    std::pair<DeviceCode, std::string> copy(const std::u16string& id) {
+        const std::filesystem::path path = newFolder() / "copy";
+        UniqueHandle target(CreateFileW(pathText(path).c_str(), GENERIC_WRITE, 0, nullptr,
+                                        CREATE_ALWAYS, FILE_ATTRIBUTE_NORMAL, nullptr));
+        const DeviceCode code = device.GetFile(id, listener, target.get());
+        target.reset();
+        return {code, readFile(path)};
+    }
+
+    FastClock clock;
+    Reports reports;
+    ObjectProgressInterface* listener = &reports;
+    Card card;
+    CMassStorageDev device{card.root(), card.contextId()};
+};
 
 }  // namespace zlk::test

@@ -7,42 +7,45 @@
 #include "device_objects/CUnloadableCamera.h"
 #include "tests/camera_devices/Card.h"
 #include "tests/device_objects/ScriptedDevice.h"
-#include "tests/support/ChildProcess.h"
 
 namespace zlk::test {
 namespace {
 
-HRESULT claim(IPhotoDevice& camera, std::u16string_view id) {
-    return camera.LockDevice(Bstr(id).get());
-}
+using namespace std::string_literals;
 
 /// Every guarded operation of an object fails with this code, its out parameter unwritten.
 void expectEverythingFails(IPhotoDevice& camera, LONG code) {
     const Bstr text(u"text");
     WCHAR sentinel = 0;
-    const auto expectFailure = [&](auto&& call) {
-        BSTR out = &sentinel;
+    BSTR out = &sentinel;
+    const auto expectFailure = [&](HRESULT result) {
         LONG error = -1;
-        EXPECT_EQ(call(&out), E_FAIL);
+        EXPECT_EQ(result, E_FAIL);
         EXPECT_EQ(out, &sentinel);
         EXPECT_EQ(camera.get_ErrorCode(&error), S_OK);
         EXPECT_EQ(error, code);
     };
-    expectFailure([&](BSTR* out) { return camera.GetFileInfo(nullptr, out); });
-    expectFailure([&](BSTR*) { return camera.SaveFileData(text.get(), text.get(), nullptr); });
-    expectFailure([&](BSTR*) { return camera.DeleteFileW(text.get()); });
-    expectFailure([&](BSTR*) { return camera.SaveThumbnail(text.get(), text.get()); });
-    expectFailure([&](BSTR* out) { return camera.get_Dpof(out); });
-    expectFailure([&](BSTR*) { return camera.put_Dpof(text.get()); });
-    expectFailure([&](BSTR* out) { return camera.get_Intent(out); });
-    expectFailure([&](BSTR*) { return camera.put_Intent(text.get()); });
-    expectFailure([&](BSTR* out) { return camera.get_DeviceId(out); });
-    expectFailure([&](BSTR* out) { return camera.get_DeviceDate(out); });
-    expectFailure([&](BSTR*) { return camera.put_DeviceDate(text.get()); });
+    expectFailure(camera.GetFileInfo(nullptr, &out));
+    expectFailure(camera.SaveFileData(text.get(), text.get(), nullptr));
+    expectFailure(camera.DeleteFileW(text.get()));
+    expectFailure(camera.SaveThumbnail(text.get(), text.get()));
+    for (const auto getter : {&IPhotoDevice::get_Dpof, &IPhotoDevice::get_Intent,
+                              &IPhotoDevice::get_DeviceId, &IPhotoDevice::get_DeviceDate})
+        expectFailure((camera.*getter)(&out));
+    for (const auto setter :
+         {&IPhotoDevice::put_Dpof, &IPhotoDevice::put_Intent, &IPhotoDevice::put_DeviceDate})
+        expectFailure((camera.*setter)(text.get()));
 }
 
-TEST(Claim, AFreshObjectHoldsNothing) {
-    const auto camera = makeObject<CUnloadableCamera>();
+const std::u16string cam947 = u"#Zephyr-Lanthorn#Cam947#0000";
+
+struct Claim : testing::Test {
+    const ComPtr<PlainObject<WithDevice<CUnloadableCamera>>> camera =
+        makeObject<CUnloadableCamera>();
+};
+using GuardedCall = Claim;
+
+TEST_F(Claim, AFreshObjectHoldsNothing) {
     EXPECT_EQ(camera->error(), 0);
     EXPECT_EQ(camera->UnlockDevice(), E_FAIL);
     EXPECT_EQ(camera->error(), 3);
@@ -52,11 +55,10 @@ TEST(Claim, AFreshObjectHoldsNothing) {
     EXPECT_EQ(connected, 0);
 }
 
-TEST(Claim, NeedsNoDeviceButEveryOperationDoes) {
-    const auto camera = makeObject<CUnloadableCamera>();
+TEST_F(Claim, NeedsNoDeviceButEveryOperationDoes) {
     for (const WCHAR* id : {u"#Zephyr-Lanthorn#RemovableDrive#Q", u"no id at all", u"", u"##",
                             u"#Zephyr-Lanthorn#RemovableDrive#%%%%SERVER%%VIDEOS"}) {
-        EXPECT_EQ(claim(*camera.get(), id), S_OK);
+        EXPECT_EQ(camera->lock(id), S_OK);
         expectEverythingFails(*camera.get(), 9);
         LONG connected = -1;
         EXPECT_EQ(camera->get_IsConnected(&connected), S_OK);
@@ -66,72 +68,45 @@ TEST(Claim, NeedsNoDeviceButEveryOperationDoes) {
     }
 }
 
-TEST(Claim, IsOneObjectsUntilItLetsGo) {
-    const std::u16string id = u"#Zephyr-Lanthorn#Cam947#0000";
+TEST_F(Claim, IsOneObjectsUntilItLetsGo) {
     auto first = makeObject<CUnloadableCamera>();
     const auto second = makeObject<CUnloadableCamera>();
     const auto tagger = makeObject<CTagDevice>();
-    EXPECT_EQ(claim(*first.get(), id), S_OK);
-    EXPECT_EQ(claim(*first.get(), u"#another"), S_OK);  // changes nothing
-    EXPECT_EQ(claim(*second.get(), u"#another"), S_OK);
+    EXPECT_EQ(first->lock(cam947), S_OK);
+    EXPECT_EQ(first->lock(u"#another"), S_OK);  // changes nothing
+    EXPECT_EQ(second->lock(u"#another"), S_OK);
     EXPECT_EQ(second->UnlockDevice(), S_OK);
-    EXPECT_EQ(claim(*second.get(), id), E_FAIL);
+    EXPECT_EQ(second->lock(cam947), E_FAIL);
     EXPECT_EQ(second->error(), 2);
     expectEverythingFails(*second.get(), 3);
-    EXPECT_EQ(tagger->LockDevice(Bstr(id).get()), E_FAIL);
-    EXPECT_EQ(claim(*second.get(), u"#zephyr-lanthorn#cam947#0000"), S_OK);  // another name
+    EXPECT_EQ(tagger->lock(cam947), E_FAIL);
+    EXPECT_EQ(second->lock(u"#zephyr-lanthorn#cam947#0000"), S_OK);  // another name
     EXPECT_EQ(second->UnlockDevice(), S_OK);
     first.reset();
-    EXPECT_EQ(claim(*second.get(), id), S_OK);
+    EXPECT_EQ(second->lock(cam947), S_OK);
     EXPECT_EQ(second->UnlockDevice(), S_OK);
-    EXPECT_EQ(tagger->LockDevice(Bstr(id).get()), S_OK);
+    EXPECT_EQ(tagger->lock(cam947), S_OK);
 }
 
-TEST(Claim, ANameThatTheSystemCannotTakeIsRefused) {
-    const auto camera = makeObject<CUnloadableCamera>();
+TEST_F(Claim, ANameThatTheSystemCannotTakeIsRefused) {
     const auto other = makeObject<CUnloadableCamera>();
-    const std::u16string id = u"#Zephyr-Lanthorn#Cam947#0000";
     for (const std::u16string& bad :
-         {id + std::u16string(u"\0x", 2), std::u16string(10'000, u'x'), id + u"\\..\\x"}) {
-        EXPECT_EQ(claim(*camera.get(), bad), E_FAIL);
+         {cam947 + u"\0x"s, std::u16string(10'000, u'x'), cam947 + u"\\..\\x"}) {
+        EXPECT_EQ(camera->lock(bad), E_FAIL);
         EXPECT_EQ(camera->error(), 2);
     }
-    for (const std::u16string& odd : {std::u16string(u"../../escape"), std::u16string(u"a\nb")}) {
-        EXPECT_EQ(claim(*camera.get(), odd), S_OK);
-        EXPECT_EQ(claim(*other.get(), odd), E_FAIL);
+    for (const WCHAR* odd : {u"../../escape", u"a\nb"}) {
+        EXPECT_EQ(camera->lock(odd), S_OK);
+        EXPECT_EQ(other->lock(odd), E_FAIL);
         EXPECT_EQ(camera->UnlockDevice(), S_OK);
     }
-    EXPECT_EQ(claim(*camera.get(), id), S_OK);
+    EXPECT_EQ(camera->lock(cam947), S_OK);
 }
 
-ZLK_CHILD(holdsTheClaim) {
-    const auto camera = makeObject<CUnloadableCamera>();
-    child.say(SUCCEEDED(claim(*camera.get(), wideText(child.arguments.at(0)))) ? "held"
-                                                                               : "refused");
-    child.hear();
-    return 0;
-}
-
-TEST(Claim, EndsWithItsProcess) {
-    const auto camera = makeObject<CUnloadableCamera>();
-    for (int round = 0; round < 5; ++round) {
-        ChildProcess holder("holdsTheClaim", {"#Zephyr-Lanthorn#Cam947#0000"});
-        ASSERT_EQ(holder.hear(), "held");
-        EXPECT_EQ(claim(*camera.get(), u"#Zephyr-Lanthorn#Cam947#0000"), E_FAIL);
-        EXPECT_EQ(camera->error(), 2);
-        holder.kill();
-        EXPECT_EQ(claim(*camera.get(), u"#Zephyr-Lanthorn#Cam947#0000"), S_OK);
-        ChildProcess late("holdsTheClaim", {"#Zephyr-Lanthorn#Cam947#0000"});
-        EXPECT_EQ(late.hear(), "refused");
-        EXPECT_EQ(camera->UnlockDevice(), S_OK);
-    }
-}
-
-TEST(GuardedCall, MakesADroppedDeviceAnew) {
+TEST_F(GuardedCall, MakesADroppedDeviceAnew) {
     Card card;
     card.write("MISC/DEVICEID.XML", "<id/>");
-    const auto camera = makeObject<CUnloadableCamera>();
-    ASSERT_EQ(claim(*camera.get(), card.contextId()), S_OK);
+    ASSERT_EQ(camera->lock(card.contextId()), S_OK);
     Bstr text;
     EXPECT_EQ(camera->get_DeviceId(text.out()), S_OK);
     EXPECT_EQ(text.view(), u"<id/>");
@@ -142,8 +117,7 @@ TEST(GuardedCall, MakesADroppedDeviceAnew) {
     EXPECT_EQ(camera->error(), 0);
 }
 
-TEST(GuardedCall, KeepsEveryCodeAndHandsOutAText) {
-    const auto camera = makeObject<CUnloadableCamera>();
+TEST_F(GuardedCall, KeepsEveryCodeAndHandsOutAText) {
     const auto device = camera->hold();
     for (const auto code : {DeviceCode::ReadFailed, DeviceCode::NotSupported,
                             DeviceCode::NotConnected, DeviceCode::OutOfMemory}) {
@@ -164,16 +138,14 @@ TEST(GuardedCall, KeepsEveryCodeAndHandsOutAText) {
     EXPECT_EQ(camera->get_Dpof(nullptr), E_POINTER);
 }
 
-TEST(GuardedCall, LetsNoExceptionOut) {
-    const auto camera = makeObject<CUnloadableCamera>();
-    const auto device = camera->hold();
-    EXPECT_CALL(*device, DeleteFile)
+TEST_F(GuardedCall, LetsNoExceptionOut) {
+    EXPECT_CALL(*camera->hold(), DeleteFile)
         .WillOnce(testing::Throw(std::bad_alloc()))
         .WillOnce(testing::Throw(std::length_error("x")));
-    EXPECT_EQ(camera->DeleteFileW(nullptr), E_FAIL);
-    EXPECT_EQ(camera->error(), 12);
-    EXPECT_EQ(camera->DeleteFileW(nullptr), E_FAIL);
-    EXPECT_EQ(camera->error(), 4);
+    for (const LONG code : {12, 4}) {
+        EXPECT_EQ(camera->DeleteFileW(nullptr), E_FAIL);
+        EXPECT_EQ(camera->error(), code);
+    }
 }
 
 }  // namespace

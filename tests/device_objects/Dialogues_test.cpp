@@ -2,7 +2,6 @@
 
 #include "device_objects/CSPostDevice.h"
 #include "device_objects/CTagDevice.h"
-#include "tests/camera_devices/Card.h"
 #include "tests/device_objects/ScriptedDevice.h"
 
 namespace zlk::test {
@@ -75,21 +74,6 @@ TEST(TagDialogue, EndsWithTheWrite) {
     tag("wu", {202});
     tag("Wu", {});
     tag("rg", {201});
-}
-
-TEST(ShareDialogue, ExchangesTheMenuOfACard) {
-    Card card(u"GLIMMERBOX 283");
-    card.write("MISC/SHAREOLD.XML", "<old/>");
-    auto object = makeObject<CSPostDevice>();
-    ASSERT_EQ(object->LockDevice(Bstr(shareCameraId).get()), S_OK);
-    Bstr menu;
-    EXPECT_EQ(object->get_ShareMenu(menu.out()), S_OK);
-    EXPECT_EQ(menu.view(), u"<old/>");
-    EXPECT_EQ(readFile(card.folder / "MISC/CAMCODE.XML")[100], 101);
-    EXPECT_EQ(object->put_ShareMenu(Bstr(u"<new/>").get()), S_OK);
-    object.reset();
-    EXPECT_EQ(readFile(card.folder / "MISC/CAMCODE.XML")[100], 102);
-    EXPECT_EQ(readFile(card.folder / "MISC/SHARENEW.XML"), std::string("<new/>\0", 7));
 }
 
 }  // namespace

@@ -40,17 +40,16 @@ class ScriptedDevice : public CImageDev {
     MOCK_METHOD(bool, CheckForRequestTagSetupFile, (), (override));
 };
 using NiceDevice = testing::NiceMock<ScriptedDevice>;
-using StrictDevice = testing::StrictMock<ScriptedDevice>;
 
 /// A device object that a test may give a device.
 template <class Object>
 class WithDevice : public Object {
   public:
+    HRESULT lock(std::u16string_view id) { return this->LockDevice(Bstr(id).get()); }
     /// Locks the object and puts a device behind it.
-    template <class Device = NiceDevice>
-    std::shared_ptr<Device> hold(const std::u16string& id = u"#Test#Scripted#0000") {
-        EXPECT_EQ(this->LockDevice(Bstr(id).get()), S_OK);
-        auto device = std::make_shared<Device>();
+    std::shared_ptr<NiceDevice> hold() {
+        EXPECT_EQ(lock(u"#Test#Scripted#0000"), S_OK);
+        auto device = std::make_shared<NiceDevice>();
         this->imageDev = device;
         return device;
     }

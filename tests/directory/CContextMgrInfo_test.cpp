@@ -8,6 +8,7 @@
 namespace zlk::test {
 namespace {
 
+using namespace std::string_literals;
 using testing::ElementsAre;
 using testing::IsEmpty;
 
@@ -19,25 +20,17 @@ class CContextMgrInfoTest : public SettingsFixture {
 };
 
 TEST_F(CContextMgrInfoTest, SplitsIdsAtTheirFirstThreeMarks) {
-    struct Case {
-        const WCHAR* id;
-        bool splits;
-        const WCHAR *manufacturer, *productClass, *serial;
-    };
-    for (const Case& c : {
-             Case{u"#Zephyr-Lanthorn#Cam539#0000", true, u"Zephyr-Lanthorn", u"Cam539", u"0000"},
-             Case{u"##Cam539#0000", true, u"", u"Cam539", u"0000"},
-             Case{u"x#a#b#c#d", true, u"a", u"b", u"c#d"},
-             Case{u"###", true, u"", u"", u""},
-             Case{u"#a#b", false, u"?", u"?", u"?"},
-             Case{u"a", false, u"?", u"?", u"?"},
-             Case{u"", false, u"?", u"?", u"?"},
-         }) {
+    const std::u16string untouched = u"?|?|?";
+    for (const auto& [id, parts] : {std::pair{cam539, u"Zephyr-Lanthorn|Cam539|0000"s},
+                                    {u"##Cam539#0000", u"|Cam539|0000"},
+                                    {u"x#a#b#c#d", u"a|b|c#d"},
+                                    {u"###", u"||"},
+                                    {u"#a#b", untouched},
+                                    {u"", untouched}}) {
         std::u16string manufacturer = u"?", productClass = u"?", serial = u"?";
-        EXPECT_EQ(settings.SplitContextId(c.id, manufacturer, productClass, serial), c.splits);
-        EXPECT_EQ(manufacturer, c.manufacturer);
-        EXPECT_EQ(productClass, c.productClass);
-        EXPECT_EQ(serial, c.serial);
+        EXPECT_EQ(settings.SplitContextId(id, manufacturer, productClass, serial),
+                  parts != untouched);
+        EXPECT_EQ(manufacturer + u"|" + productClass + u"|" + serial, parts);
     }
 }
 
@@ -105,10 +98,9 @@ TEST_F(CContextMgrInfoTest, CountsAsInstalledWhatIsMarkedSo) {
                                      {u"None", u"*Installed*"}})
         put(u"CtxMgr\\ProductClasses", name, mark);
     put(u"CtxMgr\\ProductClasses", u"Number", DWORD{1});
-    makeKey(u"A\\DeviceInstances\\2");
-    makeKey(u"B\\DeviceInstances\\x");
-    makeKey(u"B\\DeviceInstances\\y");
-    makeKey(u"D\\DeviceInstances\\z");
+    for (const auto& [name, instance] :
+         {std::pair{u"A", u"2"}, {u"B", u"x"}, {u"B", u"y"}, {u"D", u"z"}})
+        makeKey(name + u"\\DeviceInstances\\"s + instance);
     EXPECT_THAT(settings.GetInstalledProductClasses(), ElementsAre(u"B", u"A", u"C", u"None"));
     EXPECT_THAT(settings.GetDeviceInstances(u"B"), ElementsAre(u"x", u"y"));
     EXPECT_THAT(settings.GetDeviceInstances(u""), IsEmpty());
@@ -127,31 +119,20 @@ TEST_F(CContextMgrInfoTest, GivesNoSettingsToIdsThatAreNoNames) {
     put(u"DeviceInstances\\A\\Strings", u"FriendlyName", u"0,Wrong");
     put(u"Cam\\DeviceInstances\\Strings", u"FriendlyName", u"0,Wrong");
     put(u"Cam\\DeviceInstances\\A\\B\\Strings", u"FriendlyName", u"0,Wrong");
-    const std::vector<std::u16string> badClasses{
-        u"",
-        u"no marks",
-        u"#a#b",
-        u"#a##",
-        u"#a##A",
-        u"#a#Cam\\Deeper#A",
-        u"#a#\\Cam#A",
-        u"#a#Cam\\#A",
-        u"#a#Cam/Deeper#A",
-        u"#a#Cam\n#A",
-        u"#a#..#A",
-        u"#a#Cam\\DeviceInstances#A",
-        std::u16string(u"#a#Cam\0x#A", 10),
-        u"#a#" + std::u16string(10000, u'C') + u"#A",
-    };
-    for (const std::u16string& id : badClasses) {
+    for (const std::u16string& id : {u""s, u"#a#b"s, u"#a##"s, u"#a##A"s}) {
+        EXPECT_EQ(settings.GetUnloadProgId(id), u"");
+        EXPECT_EQ(settings.GetFriendlyName(id), u"");
+    }
+    for (const std::u16string& name :
+         {u"Cam\\Deeper"s, u"\\Cam"s, u"Cam\\"s, u"Cam/Deeper"s, u"Cam\n"s, u".."s,
+          u"Cam\\DeviceInstances"s, u"Cam\0x"s, std::u16string(10000, u'C')}) {
+        const std::u16string id = u"#a#" + name + u"#A";
         EXPECT_EQ(settings.GetUnloadProgId(id), u"");
         EXPECT_TRUE(settings.GetAllowDelete(id));
         EXPECT_EQ(settings.GetFriendlyName(id), u"");
     }
-    const std::vector<std::u16string> badSerials{u"#a#Cam#", u"#a#Cam#A\\B", u"#a#Cam#B",
-                                                 u"#a#Cam#A\\..",
-                                                 std::u16string(u"#a#Cam#A\0B", 10)};
-    for (const std::u16string& id : badSerials) EXPECT_EQ(settings.GetFriendlyName(id), u"");
+    for (const std::u16string& serial : {u""s, u"A\\B"s, u"B"s, u"A\\.."s, u"A\0B"s})
+        EXPECT_EQ(settings.GetFriendlyName(u"#a#Cam#" + serial), u"");
     EXPECT_EQ(settings.GetFriendlyName(u"#a#Cam#A"), u"Right");
 }
 
@@ -164,10 +145,9 @@ TEST_F(CContextMgrInfoTest, SeesACameraOnceItsEntryIsWritten) {
     EXPECT_EQ(settings.GetFriendlyName(cam539), u"Other");
     EXPECT_THAT(settings.GetInstalledProductClasses(), ElementsAre(u"CAM539"));
 
-    EXPECT_FALSE(director.PutCameraEntry(u"#a#b", u"x"));
-    EXPECT_FALSE(director.PutCameraEntry(u"#a##0000", u"x"));
-    EXPECT_FALSE(director.PutCameraEntry(u"#a#Cam539\\x#0000", u"x"));
-    EXPECT_FALSE(director.PutCameraEntry(std::u16string(u"#a#CAM539\0x#0000", 15), u"x"));
+    for (const std::u16string& id :
+         {u"#a#b"s, u"#a##0000"s, u"#a#Cam539\\x#0000"s, u"#a#CAM539\0x#0000"s})
+        EXPECT_FALSE(director.PutCameraEntry(id, u"x"));
     EXPECT_THAT(settings.GetInstalledProductClasses(), ElementsAre(u"CAM539"));
 }
 

@@ -4,7 +4,7 @@
 
 #include "foundation/Xml.h"
 #include "platform/text.h"
-#include "tests/directory/FakesFixture.h"
+#include "tests/directory/SettingsFixture.h"
 #include "tests/support/Modules.h"
 
 namespace zlk::test {
@@ -17,7 +17,7 @@ using Getter = HRESULT (IDeviceList::*)(BSTR*);
 constexpr Getter getters[] = {&IDeviceList::get_UnloadDevices, &IDeviceList::get_SwiftPostDevices,
                               &IDeviceList::get_TagDevices};
 
-class CDeviceListTest : public FakesFixture {
+class CDeviceListTest : public SettingsFixture {
   protected:
     static ComPtr<IDeviceList> makeList() {
         ComPtr<IDeviceList> list;
@@ -37,8 +37,7 @@ class CDeviceListTest : public FakesFixture {
         EXPECT_TRUE(document.value(u"devices", name));
         std::vector<std::u16string> entries;
         for (;;) {
-            const std::u16string device =
-                formatText(u"devices/device[%d]/", static_cast<int>(entries.size()));
+            const std::u16string device = formatText(u"devices/device[%d]/", entries.size());
             if (!document.value(device + u"friendlyName", name)) break;
             EXPECT_TRUE(document.value(device + u"contextId", id));
             EXPECT_TRUE(document.value(device + u"progId", progId));
@@ -49,7 +48,6 @@ class CDeviceListTest : public FakesFixture {
 };
 
 TEST_F(CDeviceListTest, IsEmptyWhereThereIsNothing) {
-    unregisterModules();
     Bstr text;
     EXPECT_EQ(makeList()->get_UnloadDevices(text.out()), S_OK);
     EXPECT_EQ(text.view(), u"") << "no XML component yet";

@@ -3,55 +3,46 @@
 #include <gmock/gmock.h>
 
 #include "interfaces/IDriveMapper.h"
-#include "tests/directory/FakesFixture.h"
+#include "tests/directory/SettingsFixture.h"
 
 namespace zlk::test {
 namespace {
 
-class CDeviceUtilFunctionsTest : public FakesFixture {
+class CDeviceUtilFunctionsTest : public SettingsFixture {
   protected:
     CDeviceUtilFunctions utils;
 };
 
+/// A question and its answer.
+struct Case {
+    std::u16string id;
+    const WCHAR* answer;
+};
+
 const std::u16string cam947 = u"#Zephyr-Lanthorn#Cam947#0000";
+const std::u16string card = u"#Zephyr-Lanthorn#RemovableDrive#";
 
 TEST_F(CDeviceUtilFunctionsTest, ReadsUsbIdsOutOfAnyText) {
-    struct Case {
-        const WCHAR* text;
-        int vid, pid;
-    };
-    for (const Case& c :
-         {Case{u"VID_5AF1&PID_7C36", 0x5AF1, 0x7C36},
-          Case{u"usb\\vid_5af1&pid_7c36&rev_0100", 0x5AF1, 0x7C36},
-          Case{u"VID_5AF1-PID_7C36", 0x5AF1, 0}, Case{u"PID_7C36", 0, 0}, Case{u"VID_5AF", 0, 0},
-          Case{u"VID_+AF1&PID_ 123", 0, 0}, Case{u"VID_&PID_", 0, 0}, Case{u"", 0, 0}}) {
-        EXPECT_EQ(CDeviceUtilFunctions::VidFromDeviceId(c.text), c.vid);
-        EXPECT_EQ(CDeviceUtilFunctions::PidFromDeviceId(c.text), c.pid);
-    }
+    using Ids = std::pair<int, int>;
+    for (const auto& [text, ids] : {std::pair{u"VID_5AF1&PID_7C36", Ids(0x5AF1, 0x7C36)},
+                                    {u"usb\\vid_5af1&pid_7c36&rev_0100", Ids(0x5AF1, 0x7C36)},
+                                    {u"VID_5AF1-PID_7C36", Ids(0x5AF1, 0)},
+                                    {u"PID_7C36", Ids()},
+                                    {u"VID_5AF", Ids()},
+                                    {u"VID_+AF1&PID_ 123", Ids()},
+                                    {u"VID_&PID_", Ids()},
+                                    {u"", Ids()}})
+        EXPECT_EQ(Ids(utils.VidFromDeviceId(text), utils.PidFromDeviceId(text)), ids);
 }
 
 TEST_F(CDeviceUtilFunctionsTest, TurnsDriveIdsIntoRoots) {
-    const std::u16string card = u"#Zephyr-Lanthorn#RemovableDrive#";
-    struct Case {
-        std::u16string id;
-        const WCHAR* root;
-    };
-    for (const Case& c : {
-             Case{card + u"E", u"E:\\"},
-             Case{u"#zephyr-lanthorn#removabledrive#e", u"E:\\"},
-             Case{u"#Zephyr-Lanthorn#CDROMDrive#F", u"F:\\"},
-             Case{card + u"%%%%FILER%%Cards", u"\\\\FILER\\CARDS"},
-             Case{card + u"%%%a", u"\\%A"},
-             Case{card + u"E1", u"E:\\"},
-             Case{u"#Zephyr-Lanthorn#CDROMDrive#1", u""},
-             Case{card, u""},
-             Case{card + u"\u00c4", u""},
-             Case{u"#Other#RemovableDrive#E", u""},
-             Case{cam947, u""},
-             Case{u"", u""},
-         })
-        EXPECT_EQ(CDeviceUtilFunctions::PseudoDriveRoot(c.id), c.root);
-    EXPECT_EQ(utils.ContextIdToLowLevelId(card + u"E"), u"E:\\");
+    for (const Case& c :
+         {Case{card + u"E", u"E:\\"}, Case{u"#zephyr-lanthorn#removabledrive#e", u"E:\\"},
+          Case{u"#Zephyr-Lanthorn#CDROMDrive#F", u"F:\\"}, Case{card + u"E1", u"E:\\"},
+          Case{card + u"%%%%FILER%%Cards", u"\\\\FILER\\CARDS"}, Case{card + u"%%%a", u"\\%A"},
+          Case{u"#Zephyr-Lanthorn#CDROMDrive#1", u""}, Case{card, u""}, Case{cam947, u""},
+          Case{card + u"\u00c4", u""}, Case{u"#Other#RemovableDrive#E", u""}, Case{u"", u""}})
+        EXPECT_EQ(utils.ContextIdToLowLevelId(c.id), c.answer);
     EXPECT_EQ(utils.ContextIdToLowLevelId(card + std::u16string(10000, u'x')).size(), 10000u);
 }
 
@@ -75,9 +66,7 @@ TEST_F(CDeviceUtilFunctionsTest, KnowsAVolumeByItsVendorAndProduct) {
 }
 
 TEST_F(CDeviceUtilFunctionsTest, AsksTheDriveMapperForTheRest) {
-    install(u"Reader", u"1");
-    install(u"Reader", u"2");
-    install(u"Reader", u"3");
+    for (const WCHAR* number : {u"1", u"2", u"3"}) install(u"Reader", number);
     EXPECT_EQ(utils.ContextIdToDriveLetter(u"#Zephyr-Lanthorn#Reader#1"), u"") << "no mapper";
 
     registerFake(driveMapperProgId, clsidFakeMapper);
@@ -98,31 +87,22 @@ TEST_F(CDeviceUtilFunctionsTest, AsksTheDriveMapperForTheRest) {
 TEST_F(CDeviceUtilFunctionsTest, ChoosesTheClassThatWorksOnADevice) {
     put(u"Import\\ProductClasses\\Own", u"ProgId", u"Own.Device");
     put(u"Stored\\DeviceInstances\\1\\Functions\\Storage", u"UNCPath", u"\\\\A\\B");
-    struct Case {
-        const WCHAR *id, *progId;
-    };
     for (const Case& c :
          {Case{u"#a#Own#1", u"Own.Device"}, Case{u"#a#Stored#1", defaultDeviceProgId},
-          Case{u"#a#Stored#2", u""}, Case{cam947.c_str(), defaultDeviceProgId},
+          Case{u"#a#Stored#2", u""}, Case{cam947, defaultDeviceProgId},
           Case{u"#Zephyr-Lanthorn#Cam947#0001", u""},
-          Case{u"#zephyr-lanthorn#cdromdrive#", defaultDeviceProgId}, Case{u"#a#b", u""},
-          Case{u"", u""}})
-        EXPECT_EQ(utils.ContextIdToUnloadInterface(c.id), c.progId);
+          Case{u"#zephyr-lanthorn#cdromdrive#", defaultDeviceProgId}, Case{u"", u""}})
+        EXPECT_EQ(utils.ContextIdToUnloadInterface(c.id), c.answer);
 }
 
 TEST_F(CDeviceUtilFunctionsTest, NamesWhatItCan) {
     mount(u'E', u"WEDDING");
     put(u"Cam947\\DeviceInstances\\0000\\Strings", u"FriendlyName", u"0,My camera");
-    const std::u16string card = u"#Zephyr-Lanthorn#RemovableDrive#";
-    struct Case {
-        std::u16string id;
-        const WCHAR* name;
-    };
     for (const Case& c :
          {Case{cam947, u"My camera"}, Case{card + u"E", u"WEDDING (E:)"},
           Case{card + u"e", u"WEDDING (e:)"}, Case{card + u"Y", u"Y:\\"}, Case{card, u""},
           Case{card + u"x.y%%z", u"x.y\\z"}, Case{u"#a#b#c", u""}, Case{u"", u""}})
-        EXPECT_EQ(utils.ContextIdToName(c.id), c.name);
+        EXPECT_EQ(utils.ContextIdToName(c.id), c.answer);
 }
 
 }  // namespace

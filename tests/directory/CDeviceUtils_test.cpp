@@ -2,21 +2,28 @@
 
 #include <gmock/gmock.h>
 
-#include "tests/directory/FakesFixture.h"
+#include "tests/directory/SettingsFixture.h"
 
 namespace zlk::test {
 namespace {
 
-class CDeviceUtilsTest : public FakesFixture {
+class CDeviceUtilsTest : public SettingsFixture {
   protected:
-    static ComPtr<IDeviceUtils> makeUtils() {
-        ComPtr<IDeviceUtils> utils;
-        EXPECT_EQ(createObject<CDeviceUtils>(nullptr, iidOf<IDeviceUtils>,
+    void SetUp() override {
+        registerFake(u"Fake.Device", clsidFakeDevice);
+        put(u"Import\\ProductClasses\\Cam539", u"ProgId", u"Fake.Device");
+        makeUtils();
+    }
+    void makeUtils() {
+        ASSERT_EQ(createObject<CDeviceUtils>(nullptr, iidOf<IDeviceUtils>,
                                              reinterpret_cast<void**>(utils.out())),
                   S_OK);
-        return utils;
     }
+    const Bstr cam539{u"#Zephyr-Lanthorn#Cam539#0000"};
+    ComPtr<IDeviceUtils> utils;
 };
+
+const std::u16string lockCall = u"Lock(#Zephyr-Lanthorn#Cam539#0000);";
 
 using TextMethod = HRESULT (IDeviceUtils::*)(BSTR, BSTR*);
 using ShortMethod = HRESULT (IDeviceUtils::*)(BSTR, SHORT*);
@@ -29,8 +36,7 @@ struct TextQuestion {
 const TextQuestion textQuestions[] = {
     {&IDeviceUtils::DriveLetterToContextId, u"G", u"#Zephyr-Lanthorn#Cam947#0000"},
     {&IDeviceUtils::ContextIdToLowLevelId, u"#Zephyr-Lanthorn#RemovableDrive#e", u"E:\\"},
-    {&IDeviceUtils::ContextIdToUnloadInterface, u"#Zephyr-Lanthorn#Cam539#0000",
-     u"ZlkCamTr.UnloadableCamera"},
+    {&IDeviceUtils::ContextIdToUnloadInterface, u"#Zephyr-Lanthorn#Cam539#0000", u"Fake.Device"},
     {&IDeviceUtils::ContextIdToName, u"#Zephyr-Lanthorn#RemovableDrive#Y", u"Y:\\"},
     {&IDeviceUtils::CameraVidPidToContextId, u"USB\\VID_5AF1&PID_7C36",
      u"#Zephyr-Lanthorn#Cam539#0000"},
@@ -45,11 +51,12 @@ constexpr ShortMethod shortMethods[] = {&IDeviceUtils::IsDeviceLocked,
 
 TEST_F(CDeviceUtilsTest, Answers) {
     mount(u'G', u"", u"ZL", u"USB CAMERA");
-    put(u"Import\\ProductClasses\\Own", u"MediaCheck", u"aio");
-    put(u"Import\\ProductClasses\\Own", u"TSBProgId_v1", u"Own.Tsb");
-    put(u"Import\\ProductClasses\\Own", u"FileEnumTimeout", DWORD{0xFFFFFFFF});
-    put(u"Import\\ProductClasses\\Own", u"AllowDelete", u"false");
-    const auto utils = makeUtils();
+    const std::u16string own = u"Import\\ProductClasses\\Own";
+    put(own, u"MediaCheck", u"aio");
+    put(own, u"TSBProgId_v1", u"Own.Tsb");
+    put(own, u"FileEnumTimeout", DWORD{0xFFFFFFFF});
+    put(own, u"AllowDelete", u"false");
+    const Bstr id(u"#a#Own#1");
     Bstr text;
     for (const TextQuestion& q : textQuestions) {
         EXPECT_EQ((utils.get()->*q.method)(Bstr(q.question).get(), text.out()), S_OK);
@@ -59,10 +66,10 @@ TEST_F(CDeviceUtilsTest, Answers) {
         EXPECT_EQ(text.view(), u"");
     }
     LONG passes = 0;
-    EXPECT_EQ(utils->ContextIdToFileEnumTimeout(Bstr(u"#a#Own#1").get(), &passes), S_OK);
+    EXPECT_EQ(utils->ContextIdToFileEnumTimeout(id.get(), &passes), S_OK);
     EXPECT_EQ(passes, -1);
     SHORT allowed = -1;
-    EXPECT_EQ(utils->AllowDeleteForContextId(Bstr(u"#a#Own#1").get(), &allowed), S_OK);
+    EXPECT_EQ(utils->AllowDeleteForContextId(id.get(), &allowed), S_OK);
     EXPECT_EQ(allowed, 0);
     EXPECT_EQ(utils->AllowDeleteForContextId(nullptr, &allowed), S_OK);
     EXPECT_EQ(allowed, 1);
@@ -73,57 +80,44 @@ TEST_F(CDeviceUtilsTest, Answers) {
 }
 
 TEST_F(CDeviceUtilsTest, TellsWhetherADeviceIsHeld) {
-    registerFake(u"Fake.Device", clsidFakeDevice);
-    put(u"Import\\ProductClasses\\Cam539", u"ProgId", u"Fake.Device");
     put(u"Import\\ProductClasses\\Gone", u"ProgId", u"Fake.None");
-    const Bstr id(u"#Zephyr-Lanthorn#Cam539#0000");
-    const auto utils = makeUtils();
     SHORT locked = 7;
-    EXPECT_EQ(utils->IsDeviceLocked(id.get(), &locked), S_OK);
+    EXPECT_EQ(utils->IsDeviceLocked(cam539.get(), &locked), S_OK);
     EXPECT_EQ(locked, 0);
-    EXPECT_EQ(callsOfDevice(), u"Lock(#Zephyr-Lanthorn#Cam539#0000);Unlock;");
+    EXPECT_EQ(callsOfDevice(), lockCall + u"Unlock;");
     tell(fakeDeviceKey, u"Held", u"yes");
-    EXPECT_EQ(utils->IsDeviceLocked(id.get(), &locked), S_OK);
+    EXPECT_EQ(utils->IsDeviceLocked(cam539.get(), &locked), S_OK);
     EXPECT_EQ(locked, 1);
-    EXPECT_EQ(callsOfDevice(), u"Lock(#Zephyr-Lanthorn#Cam539#0000);");
+    EXPECT_EQ(callsOfDevice(), lockCall);
 
     locked = 7;
     tell(fakeDeviceKey, u"Held", u"no");
     tell(fakeDeviceKey, u"UnlockFails", u"yes");
-    EXPECT_EQ(utils->IsDeviceLocked(id.get(), &locked), E_FAIL);
+    EXPECT_EQ(utils->IsDeviceLocked(cam539.get(), &locked), E_FAIL);
     for (const WCHAR* none : {u"#a#Gone#1", u"#a#b#c", u"#a#b", u""})
         EXPECT_EQ(utils->IsDeviceLocked(Bstr(none).get(), &locked), E_FAIL);
     EXPECT_EQ(locked, 7);
 }
 
 TEST_F(CDeviceUtilsTest, AsksCamerasForTheirWishes) {
-    registerFake(u"Fake.Device", clsidFakeDevice);
-    put(u"Import\\ProductClasses\\Cam539", u"ProgId", u"Fake.Device");
     put(u"Import\\ProductClasses\\Cam947", u"ProgId", u"Fake.Device");
-    const Bstr id(u"#Zephyr-Lanthorn#Cam539#0000");
-    const auto utils = makeUtils();
     struct Case {
         ShortMethod method;
-        const WCHAR *message, *answer;
+        std::u16string message, answer;
         SHORT asks;
-        const WCHAR* calls;
+        const WCHAR* end;
     };
-    const std::u16string lock = u"Lock(#Zephyr-Lanthorn#Cam539#0000);";
-    for (const Case& c : {
-             Case{&IDeviceUtils::IsDeviceRequestingConfig, u"CAMERA_IsConfigRequested", u"true", 1,
-                  u"CAMERA_IsConfigRequested;Unlock;"},
-             Case{&IDeviceUtils::IsDeviceRequestingConfig, u"CAMERA_IsConfigRequested", u"FALSE", 0,
-                  u"CAMERA_IsConfigRequested;Unlock;"},
-             Case{&IDeviceUtils::IsDeviceRequestingTagSetup, u"CAMERA_IsTagSetupRequested", u"TRUE",
-                  1, u"CAMERA_IsTagSetupRequested;Unlock;"},
-             Case{&IDeviceUtils::IsDeviceRequestingTagSetup, u"CAMERA_IsTagSetupRequested", u"", 0,
-                  u"CAMERA_IsTagSetupRequested;"},
-         }) {
+    const auto config = &IDeviceUtils::IsDeviceRequestingConfig;
+    const auto tagSetup = &IDeviceUtils::IsDeviceRequestingTagSetup;
+    for (const Case& c : {Case{config, u"CAMERA_IsConfigRequested", u"true", 1, u"Unlock;"},
+                          Case{config, u"CAMERA_IsConfigRequested", u"FALSE", 0, u"Unlock;"},
+                          Case{tagSetup, u"CAMERA_IsTagSetupRequested", u"TRUE", 1, u"Unlock;"},
+                          Case{tagSetup, u"CAMERA_IsTagSetupRequested", u"", 0, u""}}) {
         tell(fakeDeviceKey, c.message, c.answer);
         SHORT asks = 7;
-        EXPECT_EQ((utils.get()->*c.method)(id.get(), &asks), S_OK);
+        EXPECT_EQ((utils.get()->*c.method)(cam539.get(), &asks), S_OK);
         EXPECT_EQ(asks, c.asks);
-        EXPECT_EQ(callsOfDevice(), lock + c.calls);
+        EXPECT_EQ(callsOfDevice(), lockCall + c.message + u";" + c.end);
     }
     // No pnp id, no question.
     for (const WCHAR* other : {u"#Zephyr-Lanthorn#Cam947#0000", u"#a#Cam539#0000", u""}) {
@@ -134,13 +128,13 @@ TEST_F(CDeviceUtilsTest, AsksCamerasForTheirWishes) {
     EXPECT_EQ(callsOfDevice(), u"");
     put(u"Import\\ProductClasses\\Cam539", u"ProgId", u"Fake.None");
     SHORT asks = 7;
-    EXPECT_EQ(utils->IsDeviceRequestingTagSetup(id.get(), &asks), E_FAIL);
+    EXPECT_EQ(utils->IsDeviceRequestingTagSetup(cam539.get(), &asks), E_FAIL);
 }
 
 TEST_F(CDeviceUtilsTest, LeavesEverythingButTagSetupToADelegate) {
     registerFake(u"Fake.Utils", clsidFakeUtils);
     put(u"Import\\ProductClasses", u"DevUtilsProgId_v1", u"Fake.Utils");
-    const auto utils = makeUtils();
+    makeUtils();
     Bstr text;
     for (const TextQuestion& q : textQuestions) {
         EXPECT_EQ((utils.get()->*q.method)(Bstr(q.question).get(), text.out()), S_FALSE);

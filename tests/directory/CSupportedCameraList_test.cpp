@@ -1,9 +1,5 @@
 #include "directory/CSupportedCameraList.h"
 
-#include <gmock/gmock.h>
-
-#include <thread>
-
 #include "directory/CDeviceUtilFunctions.h"
 #include "tests/directory/SettingsFixture.h"
 
@@ -49,30 +45,29 @@ TEST_F(CSupportedCameraListTest, KnowsNineModelsByItself) {
 
 TEST_F(CSupportedCameraListTest, FindsNothingByNothing) {
     const CSupportedCameraList list;
-    EXPECT_FALSE(list.FindByMsdcStrings(u"ZL", u"").valid);
-    EXPECT_FALSE(list.FindByMsdcStrings(u"", u"USB CAMERA").valid);
-    EXPECT_FALSE(list.FindByVidPid(0, 0).valid);
-    EXPECT_FALSE(list.FindByContextId(u"").valid);
-    EXPECT_FALSE(list.FindByPassThruClass(u"").valid);
-    EXPECT_FALSE(list.FindByContextId(u"#Zephyr-Lanthorn#Cam539#0001").valid);
+    for (const CCamInfo& row :
+         {list.FindByMsdcStrings(u"ZL", u""), list.FindByMsdcStrings(u"", u"USB CAMERA"),
+          list.FindByVidPid(0, 0), list.FindByContextId(u""), list.FindByPassThruClass(u""),
+          list.FindByContextId(u"#Zephyr-Lanthorn#Cam539#0001")})
+        EXPECT_FALSE(row.valid);
 }
 
 TEST_F(CSupportedCameraListTest, DropsRowsThatAreNotComplete) {
-    struct Case {
-        const WCHAR *productClass, *missing;
-    };
-    for (const Case& c : {Case{u"NoProtocol", u"Cam_protocol"}, Case{u"NoType", u"DevType"},
-                          Case{u"NoName", u"FriendlyName"}, Case{u"NoId", u"Cam_pnpID"},
-                          Case{u"Whole", u"MSDC_vendID"}}) {
-        putRow(c.productClass, u"VID_0001&PID_0002");
-        RegDeleteValueW(makeKey(std::u16string(c.productClass) + u"\\CamInfo").get(), c.missing);
+    for (const auto& [productClass, missing] : {std::pair{u"NoProtocol", u"Cam_protocol"},
+                                                {u"NoType", u"DevType"},
+                                                {u"NoName", u"FriendlyName"},
+                                                {u"NoId", u"Cam_pnpID"},
+                                                {u"Whole", u"MSDC_vendID"}}) {
+        putRow(productClass, u"VID_0001&PID_0002");
+        RegDeleteValueW(makeKey(std::u16string(productClass) + u"\\CamInfo").get(), missing);
     }
     putRow(u"TooLong", u"VID_0001&PID_0002");
     put(u"TooLong\\CamInfo", u"DevType", std::u16string(150, u'x'));
-    put(u"VolumeOnly\\CamInfo", u"MSDC_vendID", u"Acme");
-    put(u"VolumeOnly\\CamInfo", u"MSDC_prodID", u"Shot");
-    put(u"VolumeOnly\\CamInfo", u"DevType", u"Camera");
-    put(u"VolumeOnly\\CamInfo", u"Model", u"1x");
+    for (const auto& [name, text] : {std::pair{u"MSDC_vendID", u"Acme"},
+                                     {u"MSDC_prodID", u"Shot"},
+                                     {u"DevType", u"Camera"},
+                                     {u"Model", u"1x"}})
+        put(u"VolumeOnly\\CamInfo", name, text);
     const CSupportedCameraList list;
     ASSERT_EQ(list.rows().size(), 2u + 9);
     EXPECT_EQ(list.rows()[0].contextId, idOf(u"VolumeOnly"));
@@ -86,6 +81,8 @@ TEST_F(CSupportedCameraListTest, LetsTheSettingsGoBeforeItsOwnRows) {
     putRow(u"CAM947", u"vid_0001&pid_0947");
     putRow(u"Newer", u"VID_5AF1&PID_7C36");
     putRow(u"Odd", u"USB\\VID_0001&PID_0002");
+    put(u"Newer\\CamInfo", u"DevType", u"passthru2");
+    put(u"Newer\\CamInfo", u"PassThruProductClass", u"DockClass");
     put(u"CAM947\\CamInfo", u"AbilityToConsumeIntent", u"yes");
     put(u"CAM947\\CamInfo", u"SwiftPostSupport", u" True ");
     put(u"CAM947\\CamInfo", u"Monitor", u"");
@@ -95,29 +92,17 @@ TEST_F(CSupportedCameraListTest, LetsTheSettingsGoBeforeItsOwnRows) {
     EXPECT_EQ(replaced.Cam_pnpID, u"VID_0001&PID_0947");
     EXPECT_FALSE(replaced.AbilityToConsumeIntent);
     EXPECT_TRUE(replaced.SwiftPostSupport && replaced.Monitor && !replaced.PreCueCamera);
-    EXPECT_EQ(list.FindByVidPid(0x5AF1, 0x7C36).contextId, idOf(u"Newer"));
+    EXPECT_TRUE(replaced.isCamera() && !replaced.isPassThru());
+    const CCamInfo newer = list.FindByVidPid(0x5AF1, 0x7C36);
+    EXPECT_EQ(newer.contextId, idOf(u"Newer"));
+    EXPECT_TRUE(newer.isPassThru() && !newer.isCamera());
+    EXPECT_EQ(list.FindByPassThruClass(u"dockCLASS").contextId, idOf(u"Newer"));
     EXPECT_TRUE(list.FindByContextId(idOf(u"Cam539")).valid);
     EXPECT_FALSE(list.FindByVidPid(1, 2).valid);
 }
 
-TEST_F(CSupportedCameraListTest, KnowsPassThruDevicesByTheirClass) {
-    putRow(u"DockCam", u"VID_5AF1&PID_7E01");
-    put(u"DockCam\\CamInfo", u"DevType", u"passthru2");
-    put(u"DockCam\\CamInfo", u"PassThruProductClass", u"DockClass");
-    const CCamInfo row = CSupportedCameraList().FindByPassThruClass(u"dockCLASS");
-    EXPECT_EQ(row.contextId, idOf(u"DockCam"));
-    EXPECT_TRUE(row.isPassThru());
-    EXPECT_FALSE(row.isCamera());
-}
-
-TEST_F(CSupportedCameraListTest, SharesOneTableAmongTheThreadsOfAProcess) {
-    const CSupportedCameraList* seen[4] = {};
-    {
-        std::vector<std::jthread> threads;
-        for (auto& list : seen)
-            threads.emplace_back([&list] { list = &CDeviceUtilFunctions::GetCameraList(); });
-    }
-    EXPECT_THAT(seen, testing::Each(seen[0]));
+TEST_F(CSupportedCameraListTest, IsReadOnceInAProcess) {
+    EXPECT_FALSE(CDeviceUtilFunctions::GetCameraList().FindByVidPid(1, 3).valid);
     putRow(u"Later", u"VID_0001&PID_0003");
     EXPECT_FALSE(CDeviceUtilFunctions::GetCameraList().FindByVidPid(1, 3).valid);
     EXPECT_TRUE(CSupportedCameraList().FindByVidPid(1, 3).valid);

@@ -1,5 +1,5 @@
 #pragma once
-// Settings and cards for the tests of the directory; each test starts with none of either.
+// Settings, cards and fakes for the tests of the directory; a new machine has none of them.
 
 #include <gtest/gtest.h>
 
@@ -8,15 +8,13 @@
 #include "directory/SettingsTree.h"
 #include "foundation/Registry.h"
 #include "platform/volumes.h"
+#include "tests/directory/fakes/Fakes.h"
 #include "tests/support/TestMachine.h"
 
 namespace zlk::test {
 
 class SettingsFixture : public testing::Test {
   protected:
-    SettingsFixture() { clear(); }
-    ~SettingsFixture() override { clear(); }
-
     /// A text of the settings tree; `path` is below its base key.
     static void put(const std::u16string& path, const std::u16string& name,
                     const std::u16string& text) {
@@ -46,11 +44,29 @@ class SettingsFixture : public testing::Test {
         return folder;
     }
 
-  private:
-    static void clear() {
-        RegDeleteTreeW(HKEY_LOCAL_MACHINE, u"Software\\Zephyr-Lanthorn");
-        RegDeleteTreeW(HKEY_LOCAL_MACHINE, u"Software\\Fakes");
-        for (const CardMount& card : mountedCards()) unmountCard(card.letter);
+    /// Makes a class of the module of fakes known by its ProgID.
+    static void registerFake(const std::u16string& progId, const GUID& clsid) {
+        WCHAR id[39];
+        ASSERT_EQ(StringFromGUID2(clsid, id, 39), 39);
+        const RegistryKey name =
+            regCreateKey(HKEY_CLASSES_ROOT, progId + u"\\CLSID", KEY_ALL_ACCESS);
+        const RegistryKey server =
+            regCreateKey(HKEY_CLASSES_ROOT, u"CLSID\\" + std::u16string(id) + u"\\InprocServer32",
+                         KEY_ALL_ACCESS);
+        ASSERT_TRUE(regWriteString(name.get(), u"", id));
+        ASSERT_TRUE(regWriteString(server.get(), u"", pathText(ZLK_FAKES)));
+    }
+
+    static void tell(const WCHAR* key, const std::u16string& name, const std::u16string& value) {
+        ASSERT_TRUE(regWriteString(regCreateKey(HKEY_LOCAL_MACHINE, key, KEY_ALL_ACCESS).get(),
+                                   name, value));
+    }
+    static std::u16string callsOfDevice() {
+        const RegistryKey key = regCreateKey(HKEY_LOCAL_MACHINE, fakeDeviceKey, KEY_ALL_ACCESS);
+        std::u16string calls;
+        regReadString(key.get(), u"Calls", calls);
+        RegDeleteValueW(key.get(), u"Calls");
+        return calls;
     }
 };
 

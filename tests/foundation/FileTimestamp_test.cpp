@@ -9,8 +9,7 @@
 namespace zlk::test {
 namespace {
 
-class FileTimestampTest : public testing::Test {
-  protected:
+struct FileTimestampTest : testing::Test {
     FileTimestampTest() {
         ::setenv("TZ", "CET-1CEST,M3.5.0,M10.5.0/3", 1);
         ::tzset();
@@ -50,23 +49,15 @@ TEST_F(FileTimestampTest, CountsInUtcAndShowsLocalTime) {
 }
 
 TEST_F(FileTimestampTest, TravelsInADocument) {
-    const FileTimestamp time(1152860703);
-    unregisterModules();
-    EXPECT_EQ(time.toXml(u"time"), u"") << "no component yet";
-    ASSERT_GT(registerModules(), 0);
-    const std::u16string document = time.toXml(u"time");
+    registerModules();
+    const std::u16string document = FileTimestamp(1152860703).toXml(u"time");
     EXPECT_EQ(document, u"<time>07/14/2006 09:05:03</time>");
-    EXPECT_EQ(time.toXml(u"no name"), u"");
-
-    struct Case {
-        std::u16string document;
-        std::int64_t seconds;
-    };
-    for (const Case& c : {Case{document, 1152860703}, Case{u"<time />", 31532400},
-                          Case{u"<other />", 0}, Case{u"<time>", 0}, Case{u"", 0}}) {
+    EXPECT_EQ(FileTimestamp(0).toXml(u"no name"), u"");
+    for (const auto& [text, seconds] :
+         {std::pair{document, 1152860703}, {u"<time />", 31532400}, {u"<other />", 0}, {u"", 0}}) {
         FileTimestamp read(99);
-        read.fromXml(c.document, u"time");
-        EXPECT_EQ(read.seconds(), c.seconds);
+        read.fromXml(text, u"time");
+        EXPECT_EQ(read.seconds(), seconds);
     }
 }
 

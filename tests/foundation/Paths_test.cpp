@@ -9,6 +9,7 @@ namespace zlk::test {
 namespace {
 
 namespace fs = std::filesystem;
+using namespace std::string_literals;
 
 TEST(Paths, JoinsWithOneBackslash) {
     struct Case {
@@ -40,11 +41,8 @@ TEST(Paths, KnowsFoldersWhateverTheirEnd) {
         EXPECT_TRUE(directoryExists(text + end));
     EXPECT_TRUE(directoryExists(u"Z:\\"));
     EXPECT_TRUE(directoryExists(u"/"));
-    EXPECT_FALSE(directoryExists(text + u"\\file"));
-    EXPECT_FALSE(directoryExists(text + u"\\none"));
-    EXPECT_FALSE(directoryExists(u""));
-    EXPECT_FALSE(directoryExists(u" "));
-    EXPECT_FALSE(directoryExists(u"Y:\\"));
+    for (const std::u16string& none : {text + u"\\file", text + u"\\none", u""s, u" "s, u"Y:\\"s})
+        EXPECT_FALSE(directoryExists(none)) << testing::PrintToString(none);
 }
 
 TEST(Paths, MakesFoldersWithAllThatIsMissingAbove) {
@@ -52,17 +50,13 @@ TEST(Paths, MakesFoldersWithAllThatIsMissingAbove) {
     const fs::path before = fs::current_path();
     writeFile(folder / "file", "x");
     const std::u16string text = pathText(folder);
-    EXPECT_TRUE(makeDirectoryTree(text + u"\\a\\b\\c\\ "));
-    EXPECT_TRUE(fs::is_directory(folder / "a/b/c"));
-    EXPECT_TRUE(makeDirectoryTree(text + u"\\a\\b\\c"));
-    EXPECT_TRUE(makeDirectoryTree(text + u"/d/e"));
-    EXPECT_TRUE(fs::is_directory(folder / "d/e"));
-    EXPECT_FALSE(makeDirectoryTree(text + u"\\file\\below"));
-    EXPECT_FALSE(makeDirectoryTree(text + u"\\file"));
+    for (const WCHAR* below : {u"\\a\\b\\c\\ ", u"\\a\\b\\c", u"/d/e"})
+        EXPECT_TRUE(makeDirectoryTree(text + below));
+    EXPECT_TRUE(fs::is_directory(folder / "a/b/c") && fs::is_directory(folder / "d/e"));
+    for (const std::u16string& bad :
+         {text + u"\\file\\below", text + u"\\file", u""s, u"Y:\\a\\b"s, u"\\\\nobody\\share\\a"s})
+        EXPECT_FALSE(makeDirectoryTree(bad)) << testing::PrintToString(bad);
     EXPECT_EQ(readFile(folder / "file"), "x");
-    EXPECT_FALSE(makeDirectoryTree(u""));
-    EXPECT_FALSE(makeDirectoryTree(u"Y:\\a\\b"));
-    EXPECT_FALSE(makeDirectoryTree(u"\\\\nobody\\share\\a"));
     EXPECT_EQ(fs::current_path(), before);
 }
 

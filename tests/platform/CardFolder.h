@@ -33,29 +33,30 @@ struct Card {
 };
 
 inline UniqueHandle open(const std::u16string& path, DWORD access = GENERIC_READ,
-                         DWORD share = shareAll, DWORD disposition = OPEN_EXISTING,
-                         DWORD flags = 0) {
-    return UniqueHandle(
-        CreateFileW(path.c_str(), access, share, nullptr, disposition, flags, nullptr));
+                         DWORD share = shareAll, DWORD disposition = OPEN_EXISTING) {
+    return UniqueHandle(CreateFileW(path.c_str(), access, share, nullptr, disposition, 0, nullptr));
 }
 
 /// What opening gives: ERROR_SUCCESS, or the last error.
 inline DWORD openError(const std::u16string& path, DWORD access = GENERIC_READ,
                        DWORD share = shareAll, DWORD disposition = OPEN_EXISTING) {
-    return open(path, access, share, disposition) ? ERROR_SUCCESS : GetLastError();
+    return errorOf(open(path, access, share, disposition));
 }
 
 inline std::string contentOf(const std::u16string& path) {
     const UniqueHandle file = open(path);
     if (!file) return "error " + std::to_string(GetLastError());
-    char buffer[100];
+    char buffer[300];
     DWORD read = 0;
     EXPECT_TRUE(ReadFile(file.get(), buffer, sizeof buffer, &read, nullptr));
     return {buffer, read};
 }
 
-inline DWORD resultOf(BOOL success) {
-    return success ? ERROR_SUCCESS : GetLastError();
+/// ERROR_SUCCESS, or what keeps a walk from beginning.
+inline DWORD walkError(const std::u16string& pattern) {
+    WIN32_FIND_DATAW entry;
+    const HANDLE find = FindFirstFileW(pattern.c_str(), &entry);
+    return errorOf(find != INVALID_HANDLE_VALUE && FindClose(find));
 }
 
 /// The entries of a folder but `.` and `..`, which come first.
@@ -63,8 +64,6 @@ inline std::vector<WIN32_FIND_DATAW> walk(const std::u16string& folder) {
     std::vector<WIN32_FIND_DATAW> entries;
     WIN32_FIND_DATAW entry;
     const HANDLE find = FindFirstFileW((folder + u"\\*.*").c_str(), &entry);
-    EXPECT_NE(find, INVALID_HANDLE_VALUE) << GetLastError();
-    if (find == INVALID_HANDLE_VALUE) return entries;
     do {
         entries.push_back(entry);
     } while (FindNextFileW(find, &entry));

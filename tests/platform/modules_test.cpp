@@ -30,7 +30,7 @@ void hear(const char*, const WCHAR* line) {
     heard += utf8Text(line) + "\n";
 }
 
-TEST(Modules, AreLoadedByPathAndCounted) {
+TEST(Modules, AreLoadedByPathCountedAndGiveAddressesOfTheirOwn) {
     const fs::path path = copyOfModule(newFolder());
     const HMODULE module = load(path);
     ASSERT_TRUE(module) << GetLastError();
@@ -38,6 +38,11 @@ TEST(Modules, AreLoadedByPathAndCounted) {
     void* const entry = GetProcAddress(module, "DllGetClassObject");
     ASSERT_TRUE(entry);
     EXPECT_EQ(moduleFromAddress(entry), module);
+    for (const char* name : {"NoSuchEntry", "malloc", "SysAllocString", ""}) {
+        SetLastError(0);
+        EXPECT_EQ(errorOf(GetProcAddress(module, name)), ERROR_PROC_NOT_FOUND) << name;
+    }
+    EXPECT_FALSE(GetProcAddress(nullptr, "DllGetClassObject"));
 
     EXPECT_TRUE(FreeLibrary(module));
     EXPECT_EQ(moduleFromAddress(entry), module);
@@ -76,34 +81,34 @@ TEST(Modules, WhatIsNoModuleIsNotFoundAndHoldsNobodyUp) {
         pathText(folder / "cut.so"),
         pathText(folder / "pipe.so"),
         pathText(folder / "missing.so"),
-        pathText(folder / "copy.so" / "below.so"),
         u"/" + std::u16string(10'000, u'x'),
         std::u16string(10'000, u'x') + u".dll",
         u"copy.so",  // a bare name: not in the current folder, nor in the loader's
         u"libc.so.6",
-        u"..",
         u"\xD800.so",
         u"",
     };
     fs::current_path(folder);
     for (const std::u16string& name : names) {
         SetLastError(0);
-        EXPECT_FALSE(LoadLibraryW(name.c_str())) << utf8Text(name.substr(0, 80));
-        EXPECT_EQ(GetLastError(), ERROR_MOD_NOT_FOUND) << utf8Text(name.substr(0, 80));
+        EXPECT_EQ(errorOf(LoadLibraryW(name.c_str())), ERROR_MOD_NOT_FOUND)
+            << utf8Text(name.substr(0, 80));
     }
     EXPECT_FALSE(LoadLibraryW(nullptr));
     fs::current_path("/");
 }
 
 TEST(Modules, ThatOthersMayWriteAreRefusedByName) {
-    struct Case {
+    const struct {
         unsigned folder, file;
         const char* refused;
-    };
-    addDiagnosticSink(hear);
-    for (const Case& c :
-         {Case{0755, 0757, "copy.so"}, Case{0755, 0775, "copy.so"}, Case{0777, 0755, "folder"},
-          Case{01777, 0755, "folder"}, Case{0770, 0755, "folder"}}) {
+    } cases[] = {{0755, 0757, "copy.so"},
+                 {0755, 0775, "copy.so"},
+                 {0777, 0755, "folder"},
+                 {01777, 0755, "folder"},
+                 {0770, 0755, "folder"}};
+    for (const DiagnosticSink sink : {hear, hear, DiagnosticSink{}}) addDiagnosticSink(sink);
+    for (const auto& c : cases) {
         const fs::path folder = newFolder();
         const fs::path path = copyOfModule(folder);
         const fs::path link = newFolder() / "link.so";
@@ -111,9 +116,10 @@ TEST(Modules, ThatOthersMayWriteAreRefusedByName) {
         fs::permissions(path, fs::perms(c.file));
         fs::permissions(folder, fs::perms(c.folder));
         heard.clear();
-        EXPECT_FALSE(load(path)) << std::oct << c.folder << ' ' << c.file;
-        EXPECT_EQ(GetLastError(), ERROR_ACCESS_DENIED);
+        EXPECT_EQ(errorOf(load(path)), ERROR_ACCESS_DENIED)
+            << std::oct << c.folder << ' ' << c.file;
         EXPECT_THAT(heard, HasSubstr(c.refused));
+        EXPECT_EQ(std::count(heard.begin(), heard.end(), '\n'), 1) << "each sink hears it once";
         EXPECT_FALSE(load(link)) << "the file that is loaded counts, not the way to it";
 
         fs::permissions(path, fs::perms(0755));
@@ -123,18 +129,11 @@ TEST(Modules, ThatOthersMayWriteAreRefusedByName) {
         FreeLibrary(module);
     }
     removeDiagnosticSink(hear);
-}
-
-TEST(Modules, GiveOnlyAddressesOfTheirOwn) {
-    const HMODULE module = load(testModules / "first.so");
-    ASSERT_TRUE(module);
-    for (const char* name : {"NoSuchEntry", "malloc", "SysAllocString", ""}) {
-        SetLastError(0);
-        EXPECT_FALSE(GetProcAddress(module, name)) << name;
-        EXPECT_EQ(GetLastError(), ERROR_PROC_NOT_FOUND);
-    }
-    EXPECT_FALSE(GetProcAddress(nullptr, "DllGetClassObject"));
-    FreeLibrary(module);
+    const fs::path path = copyOfModule(newFolder());
+    fs::permissions(path, fs::perms(0777));
+    heard.clear();
+    EXPECT_FALSE(load(path));
+    EXPECT_EQ(heard, "");
 }
 
 TEST(Modules, SayTheirPathWithinTheRoomGiven) {
@@ -172,18 +171,14 @@ TEST(Resources, AreFoundByNumberAndType) {
     ASSERT_TRUE(module);
     EXPECT_EQ(resource(module, 65535, u"BYTES"), std::string("any\0bytes\n", 10));
     EXPECT_EQ(resource(module, 65534, u"BYTES"), "-");
-    EXPECT_EQ(resource(module, 65535, u"BYTE"), "-");
-    EXPECT_EQ(resource(module, 65535, u"BYTES OF ALL KINDS"), "-");
-    EXPECT_EQ(resource(module, 65535, u"\u0142YTES"), "-");
+    for (const WCHAR* type : {u"BYTE", u"BYTES OF ALL KINDS", u"\u0142YTES"})
+        EXPECT_EQ(resource(module, 65535, type), "-");
     EXPECT_EQ(resource(module, 65535, RT_STRING), "-");
     EXPECT_EQ(resource(nullptr, 65535, u"BYTES"), "-");
     EXPECT_EQ(SizeofResource(module, nullptr), 0u);
     EXPECT_EQ(LoadResource(module, nullptr), nullptr);
-    FreeLibrary(module);
-}
 
-TEST(Resources, StringTablesHaveBlocksOfSixteenCountedTexts) {
-    const HMODULE module = load(testModules / "first.so");
+    // String tables have blocks of sixteen counted texts.
     const auto text = [&](unsigned id) {
         const std::string bytes = resource(module, static_cast<WORD>(id / 16 + 1), RT_STRING);
         std::u16string units(bytes.size() / 2, u'\0');

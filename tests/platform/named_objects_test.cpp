@@ -1,7 +1,7 @@
 #include "platform/named_objects.h"
 
 #include <gtest/gtest.h>
-#include <sys/wait.h>
+#include <sys/socket.h>
 #include <unistd.h>
 
 #include <algorithm>
@@ -15,11 +15,10 @@
 #include "tests/support/ChildProcess.h"
 #include "tests/support/TestMachine.h"
 
+namespace zlk::test {
 namespace {
 
 namespace fs = std::filesystem;
-using zlk::UniqueHandle;
-using zlk::test::ChildProcess;
 
 UniqueHandle makeMutex(const std::u16string& name, bool owned = false) {
     return UniqueHandle(CreateMutexW(nullptr, owned, name.c_str()));
@@ -59,11 +58,10 @@ void inThread(Body body) {
 
 const std::u16string claim = u"Global\\Claim";
 
-// Holds what it is told until the parent says something: the claim, owned or not, or a section.
+// Holds what it is told until the parent says something: the claim, or a section.
 ZLK_CHILD(holder) {
     const std::string what = child.arguments.at(0);
-    const UniqueHandle held =
-        what == "section" ? makeSection(u"Section") : makeMutex(claim, what == "owned");
+    const UniqueHandle held = what == "section" ? makeSection(u"Section") : makeMutex(claim);
     const DWORD outcome = GetLastError();
     const View view = viewOf(held);  // null for a mutex
     if (view) std::strcpy(view.get(), "from the child");
@@ -81,6 +79,15 @@ ZLK_CHILD(waiter) {
     return ReleaseMutex(mutex.get()) ? 0 : 1;
 }
 
+/// A child that is waiting for the claim, or has it.
+struct Waiter : ChildProcess {
+    Waiter() : ChildProcess("waiter") { EXPECT_EQ(hear(), "waiting"); }
+    void releases() {
+        say("release");
+        EXPECT_EQ(wait(), 0);
+    }
+};
+
 TEST(NamedObjects, ExistAsLongAsTheirLastHolder) {
     for (const bool killed : {false, true}) {
         ChildProcess first("holder", {"mutex"}), second("holder", {"mutex"});
@@ -94,15 +101,12 @@ TEST(NamedObjects, ExistAsLongAsTheirLastHolder) {
         EXPECT_TRUE(isFree(claim));
         EXPECT_TRUE(isFree(claim));
     }
-}
-
-TEST(NamedObjects, AreHeldOnceMoreByEachHandle) {
-    UniqueHandle first = makeMutex(claim), second = makeMutex(claim);
+    UniqueHandle here = makeMutex(claim), again = makeMutex(claim);
     EXPECT_EQ(GetLastError(), ERROR_ALREADY_EXISTS);
-    EXPECT_NE(first.get(), second.get());
-    first.reset();
+    EXPECT_NE(here.get(), again.get());
+    here.reset();
     EXPECT_FALSE(isFree(claim));
-    second.reset();
+    again.reset();
     EXPECT_TRUE(isFree(claim));
 }
 
@@ -126,30 +130,17 @@ TEST(NamedMutex, BelongsToOneThreadAtATime) {
     EXPECT_EQ(GetLastError(), ERROR_INVALID_PARAMETER);
 }
 
-TEST(NamedMutex, IsHandedFromProcessToProcess) {
+TEST(NamedMutex, IsHandedFromProcessToProcessAlsoByADeath) {
     const UniqueHandle mutex = makeMutex(claim, true);
-    ChildProcess waiter("waiter");
-    ASSERT_EQ(waiter.hear(), "waiting");
+    Waiter waiter;
     EXPECT_TRUE(ReleaseMutex(mutex.get()));
     EXPECT_EQ(waiter.hear(), std::to_string(WAIT_OBJECT_0));
     EXPECT_EQ(WaitForSingleObject(mutex.get(), 0), WAIT_TIMEOUT);
-    waiter.say("release");
-    EXPECT_EQ(waiter.wait(), 0);
-    EXPECT_EQ(WaitForSingleObject(mutex.get(), 0), WAIT_OBJECT_0);
-}
-
-TEST(NamedMutex, TellsTheNextOwnerThatTheLastOneDied) {
-    const UniqueHandle mutex = makeMutex(claim);
-    ChildProcess waiter("waiter");
-    ASSERT_EQ(waiter.hear(), "waiting");
-    ASSERT_EQ(waiter.hear(), std::to_string(WAIT_OBJECT_0));
-    ChildProcess next("waiter");
-    ASSERT_EQ(next.hear(), "waiting");
+    Waiter next;
     waiter.kill();
     EXPECT_EQ(next.hear(), std::to_string(WAIT_ABANDONED));  // and so it has it
     EXPECT_EQ(WaitForSingleObject(mutex.get(), 0), WAIT_TIMEOUT);
-    next.say("release");
-    EXPECT_EQ(next.wait(), 0);
+    next.releases();
     EXPECT_EQ(WaitForSingleObject(mutex.get(), 0), WAIT_OBJECT_0);  // told once
 }
 
@@ -164,11 +155,9 @@ TEST(NamedMutex, IsAbandonedByAThreadThatEnds) {
     });
     waiting.join();
     // Its owner has ended in this process; another one hears of it too.
-    ChildProcess waiter("waiter");
-    ASSERT_EQ(waiter.hear(), "waiting");
+    Waiter waiter;
     EXPECT_EQ(waiter.hear(), std::to_string(WAIT_ABANDONED));
-    waiter.say("release");
-    waiter.wait();
+    waiter.releases();
     // One that was owned from its making, and one without a name.
     UniqueHandle made, unnamed;
     inThread([&] {
@@ -192,17 +181,18 @@ TEST(NamedMutex, StaysOwnedUntilItsLastHandleGoes) {
     EXPECT_EQ(WaitForSingleObject(mutex.get(), 0), WAIT_ABANDONED);
 }
 
-TEST(NamedSection, IsSharedAndReadsAsZerosWhenMadeAgain) {
+TEST(NamedSection, IsSharedInItsMakersSizeAndReadsAsZerosWhenMadeAgain) {
     ChildProcess holder("holder", {"section"});
     EXPECT_EQ(holder.hear(), "0");
     const UniqueHandle opened = openSection(u"Local\\Section");  // the same without a prefix
     holder.kill();
-    const UniqueHandle section = makeSection(u"Section");
+    const UniqueHandle section = makeSection(u"Section", 500'000);
     EXPECT_EQ(GetLastError(), ERROR_ALREADY_EXISTS);
     EXPECT_STREQ(viewOf(opened).get(), "from the child");
     EXPECT_STREQ(viewOf(section).get(), "from the child");
-    EXPECT_FALSE(openSection(u"Global\\Section"));
-    EXPECT_EQ(GetLastError(), ERROR_FILE_NOT_FOUND);
+    EXPECT_EQ(errorOf(openSection(u"Global\\Section")), ERROR_FILE_NOT_FOUND);
+    EXPECT_EQ(viewSize(viewOf(section).get()), 1024u) << "whatever the later ones asked for";
+    EXPECT_EQ(viewSize(viewOf(makeSection(u"Section", 0)).get()), 1024u);
 
     for (const DWORD size : {300'000u, 100u, 200'000u}) {
         UniqueHandle anew = makeSection(u"Anew", size);
@@ -220,14 +210,7 @@ TEST(NamedSection, IsSharedAndReadsAsZerosWhenMadeAgain) {
     }
 }
 
-TEST(NamedSection, HasTheSizeOfItsMaker) {
-    ChildProcess holder("holder", {"section"});
-    ASSERT_EQ(holder.hear(), "0");
-    const UniqueHandle section = makeSection(u"Section", 500'000);
-    EXPECT_EQ(GetLastError(), ERROR_ALREADY_EXISTS);
-    EXPECT_EQ(viewSize(viewOf(section).get()), 1024u);
-    EXPECT_EQ(viewSize(viewOf(makeSection(u"Section", 0)).get()), 1024u);
-
+TEST(NamedSection, IsSeenWithinItsSize) {
     const UniqueHandle large = makeSection(u"Large", 100'000);
     const auto map = [&](DWORD offset, std::size_t bytes, DWORD access = FILE_MAP_READ,
                          DWORD offsetHigh = 0) {
@@ -238,21 +221,17 @@ TEST(NamedSection, HasTheSizeOfItsMaker) {
     EXPECT_EQ(viewSize(map(0, 10).get()), 10u);
     viewOf(large).get()[65536] = 'x';
     EXPECT_EQ(*map(65536, 1), 'x');
-    for (const bool refused :
-         {!map(65537, 0), !map(4096, 0), !map(131072, 0), !map(0, 100'001), !map(65536, SIZE_MAX),
-          !map(0, 0, 0), !map(0, 0, FILE_MAP_READ, 0xFFFFFFFF)}) {
-        EXPECT_TRUE(refused);
-        EXPECT_EQ(GetLastError(), ERROR_INVALID_PARAMETER);
-    }
-    EXPECT_FALSE(makeSection(u"Empty", 0));
-    EXPECT_EQ(GetLastError(), ERROR_INVALID_PARAMETER);
-    EXPECT_FALSE(makeSection(u"Huge", 0x40000001));
-    EXPECT_EQ(GetLastError(), ERROR_INVALID_PARAMETER);
+    for (const DWORD error :
+         {errorOf(map(65537, 0)), errorOf(map(4096, 0)), errorOf(map(131072, 0)),
+          errorOf(map(0, 100'001)), errorOf(map(65536, SIZE_MAX)), errorOf(map(0, 0, 0)),
+          errorOf(map(0, 0, FILE_MAP_READ, 0xFFFFFFFF)), errorOf(makeSection(u"Empty", 0)),
+          errorOf(makeSection(u"Huge", 0x40000001))})
+        EXPECT_EQ(error, ERROR_INVALID_PARAMETER);
     EXPECT_TRUE(isFree(u"Huge"));
 }
 
 fs::path fileOf(const std::string& name) {
-    for (const auto& entry : fs::recursive_directory_iterator(zlk::test::machineRoot() / "run"))
+    for (const auto& entry : fs::recursive_directory_iterator(machineRoot() / "run"))
         if (entry.path().filename() == name) return entry.path();
     return {};
 }
@@ -269,8 +248,7 @@ TEST(NamedSection, SurvivesAPeerThatCutsItsFile) {
     ChildProcess peer("holder", {"mutex"});  // a peer that joins one such is refused
     ASSERT_EQ(peer.hear(), "0");
     fs::resize_file(fileOf("Claim"), 3);
-    EXPECT_FALSE(makeMutex(claim));
-    EXPECT_EQ(GetLastError(), ERROR_INVALID_HANDLE);
+    EXPECT_EQ(errorOf(makeMutex(claim)), ERROR_INVALID_HANDLE);
 }
 
 TEST(NamedObjects, OfAnotherKindAreRefused) {
@@ -278,11 +256,10 @@ TEST(NamedObjects, OfAnotherKindAreRefused) {
     ASSERT_EQ(holder.hear(), "0");
     ASSERT_EQ(other.hear(), "0");
     const UniqueHandle mutex = makeMutex(u"Here");
-    for (const bool refused : {!makeSection(claim), !openSection(claim), !makeMutex(u"Section"),
-                               !makeSection(u"Here"), !openSection(u"Here")}) {
-        EXPECT_TRUE(refused);
-        EXPECT_EQ(GetLastError(), ERROR_INVALID_HANDLE);
-    }
+    for (const DWORD error :
+         {errorOf(makeSection(claim)), errorOf(openSection(claim)), errorOf(makeMutex(u"Section")),
+          errorOf(makeSection(u"Here")), errorOf(openSection(u"Here"))})
+        EXPECT_EQ(error, ERROR_INVALID_HANDLE);
     holder.kill();
     EXPECT_TRUE(makeSection(claim));
     EXPECT_EQ(GetLastError(), ERROR_SUCCESS);
@@ -305,15 +282,10 @@ TEST(NamedObjects, AreNotHinderedByWhoAsksForThem) {
 
 TEST(NamedObjects, LeaveAForkedChildNothing) {
     UniqueHandle mutex = makeMutex(claim, true);
-    UniqueHandle section = makeSection(u"Forked");
-    View view = viewOf(section);
+    const UniqueHandle section = makeSection(u"Forked");
+    const View view = viewOf(section);
     *view = 'p';
-    int toChild[2], fromChild[2];
-    ASSERT_EQ(pipe(toChild), 0);
-    ASSERT_EQ(pipe(fromChild), 0);
-    const pid_t pid = fork();
-    if (pid == 0) {
-        close(toChild[1]);
+    const int faultsOfTheChild = forked([&] {
         int faults = 0;
         faults += WaitForSingleObject(mutex.get(), 0) != WAIT_FAILED;
         faults += ReleaseMutex(mutex.get()) || GetLastError() != ERROR_INVALID_HANDLE;
@@ -326,80 +298,52 @@ TEST(NamedObjects, LeaveAForkedChildNothing) {
         faults += WaitForSingleObject(joined.get(), 0) != WAIT_TIMEOUT;
         joined.reset();
         mutex.reset();
-        char byte = static_cast<char>(faults);
-        faults += write(fromChild[1], &byte, 1) != 1;
-        [[maybe_unused]] const ssize_t end = read(toChild[0], &byte, 1);
-        _exit(0);
-    }
-    close(toChild[0]);
-    char faults = -1;
-    ASSERT_EQ(read(fromChild[0], &faults, 1), 1);
-    EXPECT_EQ(faults, 0);
+        return faults;
+    });
+    EXPECT_EQ(faultsOfTheChild, 0);
     EXPECT_EQ(*view, 'p');
-    {
-        ChildProcess other("holder", {"mutex"});
-        EXPECT_EQ(other.hear(), "183");
-    }
     inThread([&] { EXPECT_EQ(WaitForSingleObject(mutex.get(), 0), WAIT_TIMEOUT); });
     EXPECT_TRUE(ReleaseMutex(mutex.get()));
-    // The child lives on and keeps none of them.
     mutex.reset();
     EXPECT_TRUE(isFree(claim));
-    view.reset();
-    section.reset();
-    EXPECT_FALSE(openSection(u"Forked"));
-    close(toChild[1]);
-    EXPECT_EQ(waitpid(pid, nullptr, 0), pid);
 }
 
 TEST(NamedObjects, OfAProcessThatForkedAndDiedAreFree) {
     // The holder's own child stays behind, as a helper program of an application would.
-    int lifeline[2], started[2];
-    ASSERT_EQ(pipe(lifeline), 0);
-    ASSERT_EQ(pipe(started), 0);
-    const pid_t parent = fork();
-    if (parent == 0) {
-        close(lifeline[1]);
-        const UniqueHandle mutex = makeMutex(claim, true);
-        const UniqueHandle section = makeSection(u"Forked");
-        const View view = viewOf(section);
-        if (!view) _exit(1);
-        char byte = 0;
+    int ends[2];
+    ASSERT_EQ(socketpair(AF_UNIX, SOCK_STREAM, 0, ends), 0);
+    const int status = forked([&] {
+        const UniqueHandle mutex = makeMutex(claim, true), section = makeSection(u"Forked");
+        if (!viewOf(section).release()) return 1;
         if (fork() != 0) _exit(0);
         // It closes what it has of the objects when it first runs, which may be after that end.
-        if (write(started[1], &byte, 1) != 1) _exit(1);
-        _exit(read(lifeline[0], &byte, 1) == 0 ? 0 : 1);
-    }
-    int status = -1;
-    ASSERT_EQ(waitpid(parent, &status, 0), parent);
+        close(ends[0]);
+        char byte = 0;
+        return write(ends[1], &byte, 1) == 1 && read(ends[1], &byte, 1) == 0 ? 0 : 1;
+    });
     EXPECT_EQ(status, 0);
     char byte;
-    ASSERT_EQ(read(started[0], &byte, 1), 1);
+    ASSERT_EQ(read(ends[0], &byte, 1), 1);
     EXPECT_TRUE(isFree(claim));
     EXPECT_FALSE(openSection(u"Forked"));
-    close(lifeline[1]);
+    close(ends[0]);
+    close(ends[1]);
 }
 
 TEST(NamedObjects, HaveNamesThatStayInTheirFolder) {
-    std::vector<std::u16string> names{u"..",     u".",    u"/etc/passwd", u"../../x", u"a/b",
-                                      u"a\nb",   u"a b",  u"%2F",         u"/",       u"+",
-                                      u"\u0001", u"x",    u"X",           u"\u00E4",  u"\u20AC",
-                                      u"%u20AC", u"u20AC"};
-    names.push_back({char16_t{0xD800}});
-    names.push_back({char16_t{0xDC00}});
-    names.push_back(u"\U00010000");
+    std::vector<std::u16string> names{
+        u"..",     u".",     u"/etc/passwd", u"../../x", u"a/b",       u"a\nb",
+        u"%2F",    u"+",     u"x",           u"X",       u"\u00E4",    u"\u20AC",
+        u"%u20AC", u"u20AC", u"\xD800",      u"\xDC00",  u"\U00010000"};
     for (const std::size_t length : {199, 200, 201, 253})
         for (const char16_t end : {u'a', u'b'})
             names.push_back(std::u16string(length - 1, u'n') + end);
-    names.push_back(std::u16string(250, u'\u20AC') + u"1");
-    names.push_back(std::u16string(250, u'\u20AC') + u"2");
+    for (const char16_t end : {u'1', u'2'}) names.push_back(std::u16string(250, u'\u20AC') + end);
     const auto filesOfTheMachine = [] {
         std::set<std::string> files;
         std::error_code notYetMade;
-        for (const auto& entry :
-             fs::recursive_directory_iterator(zlk::test::machineRoot(), notYetMade))
-            if (!entry.is_directory())
-                files.insert(entry.path().lexically_relative(zlk::test::machineRoot()));
+        for (const auto& entry : fs::recursive_directory_iterator(machineRoot(), notYetMade))
+            if (!entry.is_directory()) files.insert(entry.path().lexically_relative(machineRoot()));
         return files;
     };
     const auto before = filesOfTheMachine();
@@ -407,8 +351,8 @@ TEST(NamedObjects, HaveNamesThatStayInTheirFolder) {
     for (const std::u16string prefix : {u"Global\\", u""}) {
         for (const std::u16string& name : names) {
             held.push_back(makeMutex(prefix + name));
-            ASSERT_TRUE(held.back());
             EXPECT_EQ(GetLastError(), ERROR_SUCCESS) << held.size();
+            ASSERT_TRUE(held.back());
         }
     }
     const auto after = filesOfTheMachine();
@@ -418,20 +362,13 @@ TEST(NamedObjects, HaveNamesThatStayInTheirFolder) {
 }
 
 TEST(NamedObjects, RefuseBadNames) {
-    const std::u16string names[] = {u"Global\\",
-                                    u"Local\\",
-                                    u"a\\b",
-                                    u"Global\\a\\b",
-                                    u"Global\\Global\\a",
-                                    u"\\a",
-                                    std::u16string(261, u'n'),
-                                    u"Global\\" + std::u16string(254, u'n'),
-                                    std::u16string(10'000, u'n')};
-    for (const std::u16string& name : names) {
-        for (const bool refused : {!makeMutex(name), !makeSection(name), !openSection(name)}) {
-            EXPECT_TRUE(refused);
-            EXPECT_EQ(GetLastError(), ERROR_INVALID_NAME) << name.size();
-        }
+    using Name = std::u16string;
+    for (const Name& name :
+         {Name(u"Global\\"), Name(u"Local\\"), Name(u"a\\b"), Name(u"Global\\Global\\a"),
+          Name(u"\\a"), Name(261, u'n'), u"Global\\" + Name(254, u'n'), Name(10'000, u'n')}) {
+        EXPECT_EQ(errorOf(makeMutex(name)), ERROR_INVALID_NAME) << name.size();
+        EXPECT_EQ(errorOf(makeSection(name)), ERROR_INVALID_NAME) << name.size();
+        EXPECT_EQ(errorOf(openSection(name)), ERROR_INVALID_NAME) << name.size();
     }
     EXPECT_FALSE(openSection(u""));
 }
@@ -439,18 +376,17 @@ TEST(NamedObjects, RefuseBadNames) {
 TEST(NamedObjects, AreNotLedAstrayByWhatStandsInTheirPlace) {
     ASSERT_TRUE(isFree(u"Global\\First"));  // makes the folder
     const fs::path folder = fileOf("First").parent_path();
-    const fs::path target = zlk::test::newFolder() / "target";
-    zlk::test::writeFile(target, "precious");
+    const fs::path target = newFolder() / "target";
+    writeFile(target, "precious");
     fs::create_symlink(target, folder / "Link");
     fs::create_symlink(target / "nowhere", folder / "Dangling");
     fs::create_directory(folder / "Folder");
-    zlk::test::writeFile(folder / "Open", "");
+    writeFile(folder / "Open", "");
     fs::permissions(folder / "Open", fs::perms::all);
-    for (const char16_t* name : {u"Link", u"Dangling", u"Folder", u"Open"}) {
-        EXPECT_FALSE(makeSection(std::u16string(u"Global\\") + name));
-        EXPECT_EQ(GetLastError(), ERROR_ACCESS_DENIED);
-    }
-    EXPECT_EQ(zlk::test::readFile(target), "precious");
+    for (const char16_t* name :
+         {u"Global\\Link", u"Global\\Dangling", u"Global\\Folder", u"Global\\Open"})
+        EXPECT_EQ(errorOf(makeSection(name)), ERROR_ACCESS_DENIED);
+    EXPECT_EQ(readFile(target), "precious");
 }
 
 TEST(NamedObjects, WithoutANameAreEachTheirOwn) {
@@ -480,12 +416,11 @@ TEST(Handles, ThatAreStaleOrOfAnotherKindAreRefused) {
         EXPECT_FALSE(ReleaseMutex(bad));
         if (bad == section.get()) continue;
         SetLastError(0);
-        EXPECT_FALSE(CloseHandle(bad));
-        EXPECT_EQ(GetLastError(), ERROR_INVALID_HANDLE);
+        EXPECT_EQ(errorOf(CloseHandle(bad)), ERROR_INVALID_HANDLE);
     }
     SetLastError(0);
-    EXPECT_FALSE(viewOf(mutex));
-    EXPECT_EQ(GetLastError(), ERROR_INVALID_HANDLE);
+    EXPECT_EQ(errorOf(viewOf(mutex)), ERROR_INVALID_HANDLE);
 }
 
 }  // namespace
+}  // namespace zlk::test

@@ -16,25 +16,30 @@ using Bytes = std::vector<BYTE>;
 
 inline constexpr WCHAR scene[] = u"Software\\Scene";
 
+inline LSTATUS tryOpen(HKEY parent, const std::u16string& path) {
+    HKEY key = nullptr;
+    const LSTATUS result = RegOpenKeyExW(parent, path.c_str(), 0, KEY_READ, &key);
+    if (key) RegCloseKey(key);
+    return result;
+}
+
 inline RegistryKey openKey(HKEY parent, const std::u16string& path, DWORD access = KEY_READ) {
     HKEY key = nullptr;
     RegOpenKeyExW(parent, path.c_str(), 0, access, &key);
     return RegistryKey(key);
 }
 
-inline LSTATUS tryCreate(HKEY parent, const std::u16string& path, DWORD access = KEY_ALL_ACCESS) {
+inline LSTATUS tryCreate(HKEY parent, const std::u16string& path, HKEY* result = nullptr) {
     HKEY key = nullptr;
-    const LSTATUS result =
-        RegCreateKeyExW(parent, path.c_str(), 0, nullptr, 0, access, nullptr, &key, nullptr);
+    const LSTATUS error = RegCreateKeyExW(parent, path.c_str(), 0, nullptr, 0, KEY_ALL_ACCESS,
+                                          nullptr, result ? result : &key, nullptr);
     if (key) RegCloseKey(key);
-    return result;
+    return error;
 }
 
 inline RegistryKey createKey(HKEY parent, const std::u16string& path) {
     HKEY key = nullptr;
-    EXPECT_EQ(RegCreateKeyExW(parent, path.c_str(), 0, nullptr, 0, KEY_ALL_ACCESS, nullptr, &key,
-                              nullptr),
-              LSTATUS{ERROR_SUCCESS});
+    EXPECT_EQ(tryCreate(parent, path, &key), ERROR_SUCCESS);
     return RegistryKey(key);
 }
 
@@ -73,24 +78,23 @@ inline std::string text(HKEY key, const WCHAR* name) {
     return utf8Text(wide.substr(0, wide.find(u'\0')));
 }
 
-inline std::vector<std::string> subKeys(HKEY key) {
+template <class Enumerate>
+std::vector<std::string> namesBy(Enumerate enumerate, HKEY key) {
     std::vector<std::string> names;
     WCHAR name[256];
-    for (DWORD length = 256; !RegEnumKeyExW(key, static_cast<DWORD>(names.size()), name, &length,
-                                            nullptr, nullptr, nullptr, nullptr);
+    for (DWORD length = 256; !enumerate(key, static_cast<DWORD>(names.size()), name, &length,
+                                        nullptr, nullptr, nullptr, nullptr);
          length = 256)
         names.push_back(utf8Text({name, length}));
     return names;
 }
 
+inline std::vector<std::string> subKeys(HKEY key) {
+    return namesBy(RegEnumKeyExW, key);
+}
+
 inline std::vector<std::string> valueNames(HKEY key) {
-    std::vector<std::string> names;
-    WCHAR name[256];
-    for (DWORD length = 256; !RegEnumValueW(key, static_cast<DWORD>(names.size()), name, &length,
-                                            nullptr, nullptr, nullptr, nullptr);
-         length = 256)
-        names.push_back(utf8Text({name, length}));
-    return names;
+    return namesBy(RegEnumValueW, key);
 }
 
 }  // namespace zlk::test

@@ -4,16 +4,18 @@
 
 #include "interfaces/ICardReader.h"
 #include "interfaces/IDriveMapper.h"
-#include "platform/registry.h"
-#include "platform/text.h"
 #include "platform/volumes.h"
+#include "tests/platform/registry_support.h"
 #include "tests/support/Modules.h"
 #include "tests/support/TestMachine.h"
 
 namespace zlk::test {
 namespace {
 
+using namespace std::string_literals;
+
 const std::u16string instance = u"#Zephyr-Lanthorn#Cam539#0000";
+constexpr HRESULT noDrive = HRESULT_FROM_WIN32(ERROR_INVALID_DRIVE);
 
 class MountPlaceTest : public testing::Test {
   protected:
@@ -27,18 +29,8 @@ class MountPlaceTest : public testing::Test {
         return folder;
     }
 
-    void setStorage(const std::u16string& name, const std::u16string& value, DWORD type = REG_SZ) {
-        HKEY opened = nullptr;
-        ASSERT_EQ(RegCreateKeyExW(HKEY_LOCAL_MACHINE,
-                                  u"Software\\Zephyr-Lanthorn\\PictureSuite\\Cam539\\"
-                                  u"DeviceInstances\\0000\\Functions\\Storage",
-                                  0, nullptr, 0, KEY_ALL_ACCESS, nullptr, &opened, nullptr),
-                  ERROR_SUCCESS);
-        const RegistryKey key(opened);
-        ASSERT_EQ(RegSetValueExW(key.get(), name.c_str(), 0, type,
-                                 reinterpret_cast<const BYTE*>(value.c_str()),
-                                 static_cast<DWORD>((value.size() + 1) * sizeof(WCHAR))),
-                  ERROR_SUCCESS);
+    void setStorage(const WCHAR* name, const std::u16string& value) {
+        ASSERT_EQ(setText(storage.get(), name, value), ERROR_SUCCESS);
     }
 
     std::u16string prefix(const std::u16string& contextId) {
@@ -59,6 +51,11 @@ class MountPlaceTest : public testing::Test {
         const HRESULT result = reader->get_oidInteger(cardStateOid, &value);
         return FAILED(result) ? result : value;
     }
+
+    const RegistryKey storage =
+        createKey(HKEY_LOCAL_MACHINE,
+                  u"Software\\Zephyr-Lanthorn\\PictureSuite\\Cam539\\DeviceInstances\\0000\\"
+                  u"Functions\\Storage");
 };
 
 TEST_F(MountPlaceTest, FindsAnInstanceByWhatItsEntrySays) {
@@ -66,33 +63,20 @@ TEST_F(MountPlaceTest, FindsAnInstanceByWhatItsEntrySays) {
     mount(u'F', u"ZL", u"GLIMMERBOX 539");
     mount(u'G', u"", u"READER");
     EXPECT_EQ(prefix(instance), u"");
-    const struct {
-        const char16_t* deviceInstanceId;
-        const char16_t* expected;
-    } cases[] = {
-        {u"E", u"E:\\"},
-        {u"e:", u"E:\\"},
-        {u"F:\\", u"F:\\"},
-        {u"X:\\", u""},
-        {u"1", u""},
-        {u"ZL GLIMMERBOX 539", u"F:\\"},
-        {u"zl glimmerbox 53", u"E:\\"},
-        {u"ZL GLIMMERBOX", u""},
-        {u"GLIMMERBOX 539", u""},
-        {u"READER", u"G:\\"},
-        {u"USBSTOR\\Disk&Ven_ZL&Prod_Glimmerbox_539&Rev_1.00\\0001&0", u"F:\\"},
-        {u"USBSTOR\\Disk&Ven_ZL&Prod_Glimmerbox_53", u"E:\\"},
-        {u"USBSTOR\\Disk&Ven_ZL&Prod_Glimmerbox_5", u""},
-        {u"\\\\nowhere\\cards", u""},
-        {u"/tmp", u""},
+    const auto expect = [this](const char16_t* root, std::initializer_list<const char16_t*> ids) {
+        for (const char16_t* deviceInstanceId : ids) {
+            SCOPED_TRACE(utf8Text(deviceInstanceId));
+            setStorage(u"DeviceInstanceID", deviceInstanceId);
+            EXPECT_EQ(prefix(instance), root);
+            EXPECT_EQ(card(instance), *root ? cardInserted : noDrive);
+        }
     };
-    for (const auto& [deviceInstanceId, expected] : cases) {
-        SCOPED_TRACE(utf8Text(deviceInstanceId));
-        setStorage(u"DeviceInstanceID", deviceInstanceId);
-        EXPECT_EQ(prefix(instance), expected);
-        EXPECT_EQ(card(instance),
-                  *expected ? cardInserted : HRESULT_FROM_WIN32(ERROR_INVALID_DRIVE));
-    }
+    expect(u"E:\\", {u"E", u"e:", u"zl glimmerbox 53", u"USBSTOR\\Disk&Ven_ZL&Prod_Glimmerbox_53"});
+    expect(u"F:\\", {u"F:\\", u"ZL GLIMMERBOX 539",
+                     u"USBSTOR\\Disk&Ven_ZL&Prod_Glimmerbox_539&Rev_1.00\\0001&0"});
+    expect(u"G:\\", {u"READER"});
+    expect(u"", {u"X:\\", u"1", u"ZL GLIMMERBOX", u"GLIMMERBOX 539",
+                 u"USBSTOR\\Disk&Ven_ZL&Prod_Glimmerbox_5", u"\\\\nowhere\\cards", u"/tmp"});
 }
 
 TEST_F(MountPlaceTest, AsksForTheNetworkPathOnlyWithoutAnInstanceId) {
@@ -102,7 +86,8 @@ TEST_F(MountPlaceTest, AsksForTheNetworkPathOnlyWithoutAnInstanceId) {
     EXPECT_EQ(prefix(instance), u"F:\\");
     setStorage(u"DeviceInstanceID", u"");
     EXPECT_EQ(prefix(instance), u"F:\\");
-    setStorage(u"DeviceInstanceID", u"E", REG_BINARY);
+    RegSetValueExW(storage.get(), u"DeviceInstanceID", 0, REG_BINARY,
+                   reinterpret_cast<const BYTE*>(u"E"), 4);
     EXPECT_EQ(prefix(instance), u"F:\\");
     setStorage(u"DeviceInstanceID", u"E");
     EXPECT_EQ(prefix(instance), u"E:\\");
@@ -124,7 +109,7 @@ TEST_F(MountPlaceTest, TellsAReaderWithoutACardFromNoReader) {
     EXPECT_TRUE(unmountCard(u'E'));
     EXPECT_TRUE(unmountCard(u'F'));
     EXPECT_EQ(prefix(instance), u"");
-    EXPECT_EQ(card(instance), HRESULT_FROM_WIN32(ERROR_INVALID_DRIVE));
+    EXPECT_EQ(card(instance), noDrive);
 }
 
 TEST_F(MountPlaceTest, TakesADriveIdAtItsWord) {
@@ -134,16 +119,15 @@ TEST_F(MountPlaceTest, TakesADriveIdAtItsWord) {
     EXPECT_EQ(prefix(u"#zephyr-lanthorn#removabledrive#e"), u"E:\\");
     EXPECT_EQ(prefix(u"#Zephyr-Lanthorn#CDROMDrive#F"), u"F:\\");
     EXPECT_EQ(card(u"#Zephyr-Lanthorn#CDROMDrive#F"), cardInserted);
-    for (const char16_t* id :
-         {u"", u"#", u"##", u"###", u"E", u"#Zephyr-Lanthorn#RemovableDrive#",
-          u"#Zephyr-Lanthorn#RemovableDrive#X", u"#Zephyr-Lanthorn#CDROMDrive#1",
-          u"#Zephyr-Lanthorn#RemovableDrive#%%%%nowhere%%cards", u"#Somebody#RemovableDrive#E",
-          u"#Zephyr-Lanthorn#Cam539\\DeviceInstances\\0000#", u"#a#..#..", u"#a#b#c\nd"}) {
+    for (const std::u16string& id :
+         {u""s, u"#"s, u"##"s, u"###"s, u"E"s, u"#Zephyr-Lanthorn#RemovableDrive#"s,
+          u"#Zephyr-Lanthorn#RemovableDrive#X"s, u"#Zephyr-Lanthorn#CDROMDrive#1"s,
+          u"#Zephyr-Lanthorn#RemovableDrive#%%%%nowhere%%cards"s, u"#Somebody#RemovableDrive#E"s,
+          u"#Zephyr-Lanthorn#Cam539\\DeviceInstances\\0000#"s, u"#a#..#.."s, u"#a#b#c\nd"s,
+          std::u16string(10'000, u'#'), u"#a#" + std::u16string(10'000, u'b') + u"#c"}) {
         EXPECT_EQ(prefix(id), u"") << utf8Text(id);
-        EXPECT_EQ(card(id), HRESULT_FROM_WIN32(ERROR_INVALID_DRIVE)) << utf8Text(id);
+        EXPECT_EQ(card(id), noDrive) << utf8Text(id);
     }
-    EXPECT_EQ(prefix(std::u16string(10'000, u'#')), u"");
-    EXPECT_EQ(prefix(u"#a#" + std::u16string(10'000, u'b') + u"#c"), u"");
     std::filesystem::remove(folder);
     EXPECT_EQ(card(u"#Zephyr-Lanthorn#RemovableDrive#E"), cardMissing);
 }
@@ -154,8 +138,7 @@ TEST_F(MountPlaceTest, CardReaderKnowsOneQuestion) {
     LONG value = 7;
     EXPECT_EQ(reader->get_oidInteger(192, &value), E_INVALIDARG);
     EXPECT_EQ(reader->get_oidInteger(cardStateOid, nullptr), E_POINTER);
-    EXPECT_EQ(reader->get_oidInteger(cardStateOid, &value),
-              HRESULT_FROM_WIN32(ERROR_INVALID_DRIVE));
+    EXPECT_EQ(reader->get_oidInteger(cardStateOid, &value), noDrive);
 }
 
 }  // namespace

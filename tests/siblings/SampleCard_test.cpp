@@ -11,19 +11,13 @@ namespace {
 
 namespace fs = std::filesystem;
 
-struct File {
-    std::string bytes;
-    fs::file_time_type written;
-    bool operator==(const File&) const = default;
-};
-
-std::map<std::string, File> filesBelow(const fs::path& folder) {
-    std::map<std::string, File> files;
-    for (const auto& entry : fs::recursive_directory_iterator(folder)) {
-        if (!entry.is_regular_file()) continue;
-        files[fs::relative(entry.path(), folder).string()] = {readFile(entry.path()),
-                                                              entry.last_write_time()};
-    }
+/// The bytes and the time of each file.
+std::map<std::string, std::pair<std::string, fs::file_time_type>> filesBelow(
+    const fs::path& folder) {
+    std::map<std::string, std::pair<std::string, fs::file_time_type>> files;
+    for (const auto& entry : fs::recursive_directory_iterator(folder))
+        if (entry.is_regular_file())
+            files[fs::relative(entry, folder)] = {readFile(entry), entry.last_write_time()};
     return files;
 }
 
@@ -33,30 +27,23 @@ ProgramResult makeCard(const fs::path& folder, const char* pictures = "9", const
 }
 
 TEST(SampleCard, HasWhatACameraLeavesAndIsTheSameForASeed) {
-    const fs::path folder = newFolder();
+    const fs::path folder = newFolder(), again = newFolder(), other = newFolder();
     ASSERT_EQ(makeCard(folder).status, 0);
+    ASSERT_EQ(makeCard(again).status, 0);
+    ASSERT_EQ(makeCard(other, "1", "2").status, 0);
     auto files = filesBelow(folder);
     EXPECT_EQ(files.size(), 9U + 4U);
     for (const char* name :
          {"DCIM/100CAM/PICT0001.JPG", "DCIM/101CAM/PICT0009.JPG", "MISC/AUTPRINT.MRK",
-          "MISC/INTENT.XML", "MISC/SHAREOLD.XML", "MISC/DEVICEID.XML"}) {
-        EXPECT_FALSE(files[name].bytes.empty()) << name;
-    }
-    const std::string& picture = files["DCIM/100CAM/PICT0001.JPG"].bytes;
+          "MISC/INTENT.XML", "MISC/SHAREOLD.XML", "MISC/DEVICEID.XML"})
+        EXPECT_FALSE(files[name].first.empty()) << name;
+    const std::string& picture = files["DCIM/100CAM/PICT0001.JPG"].first;
     EXPECT_EQ(quartersOf(picture).width, 2048);
     EXPECT_NE(picture.find("Glimmerbox 539"), std::string::npos);
     EXPECT_NE(picture.find("2006:07:15 10:00:00"), std::string::npos);
 
-    const fs::path again = newFolder();
-    const fs::path other = newFolder();
-    ASSERT_EQ(makeCard(again, "3").status, 0);
-    ASSERT_EQ(makeCard(other, "1", "2").status, 0);
-    auto repeated = filesBelow(again);
-    for (const char* name :
-         {"DCIM/100CAM/PICT0001.JPG", "DCIM/100CAM/PICT0002.JPG", "DCIM/100CAM/PICT0003.JPG"}) {
-        EXPECT_TRUE(repeated[name] == files[name]) << name;
-    }
-    EXPECT_FALSE(filesBelow(other)["DCIM/100CAM/PICT0001.JPG"].bytes == picture);
+    EXPECT_TRUE(filesBelow(again) == files);
+    EXPECT_FALSE(filesBelow(other)["DCIM/100CAM/PICT0001.JPG"].first == picture);
 }
 
 TEST(SampleCard, LeavesAFolderAloneThatMayBeACard) {

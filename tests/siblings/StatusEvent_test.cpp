@@ -3,15 +3,14 @@
 #include <sys/un.h>
 #include <unistd.h>
 
-#include <algorithm>
+#include <map>
 #include <regex>
 #include <sstream>
 
 #include "interfaces/IStatusEvent.h"
 #include "platform/files.h"
-#include "platform/registry.h"
 #include "platform/system_log.h"
-#include "platform/text.h"
+#include "tests/platform/registry_support.h"
 #include "tests/support/ChildProcess.h"
 #include "tests/support/Modules.h"
 #include "tests/support/TestMachine.h"
@@ -19,16 +18,12 @@
 namespace zlk::test {
 namespace {
 
-void setEventLog(DWORD type, const std::u16string& value) {
-    HKEY opened = nullptr;
-    ASSERT_EQ(RegCreateKeyExW(HKEY_LOCAL_MACHINE, u"Software\\Zephyr-Lanthorn\\Platform", 0,
-                              nullptr, 0, KEY_ALL_ACCESS, nullptr, &opened, nullptr),
-              ERROR_SUCCESS);
-    const RegistryKey key(opened);
-    ASSERT_EQ(RegSetValueExW(key.get(), u"EventLog", 0, type,
-                             reinterpret_cast<const BYTE*>(value.c_str()),
-                             static_cast<DWORD>((value.size() + 1) * sizeof(WCHAR))),
-              ERROR_SUCCESS);
+RegistryKey platformKey() {
+    return createKey(HKEY_LOCAL_MACHINE, u"Software\\Zephyr-Lanthorn\\Platform");
+}
+
+void setEventLog(const std::u16string& value) {
+    ASSERT_EQ(setText(platformKey().get(), u"EventLog", value), ERROR_SUCCESS);
 }
 
 HRESULT report(LONG id, LONG level, std::u16string_view text) {
@@ -37,10 +32,13 @@ HRESULT report(LONG id, LONG level, std::u16string_view text) {
     return events ? events->Report(id, level, Bstr(text).get()) : E_UNEXPECTED;
 }
 
-TEST(StatusEvent, WritesEachEventAsOneLineOfTheFile) {
-    registerModules();
-    const auto file = newFolder() / "events.log";
-    setEventLog(REG_SZ, pathText(file));
+struct StatusEvent : testing::Test {
+    static void SetUpTestSuite() { registerModules(); }
+    const std::filesystem::path file = newFolder() / "events.log";
+};
+
+TEST_F(StatusEvent, WritesEachEventAsOneLineOfTheFile) {
+    setEventLog(pathText(file));
     EXPECT_EQ(report(1000, 1, u"M=539;FW=1.02;SN=4711;MINTEMP=-5;MAXTEMP=40"), S_OK);
     EXPECT_EQ(report(6, 1, u""), S_OK);
     EXPECT_EQ(report(-1, 2, u"a\nb\r\x1B[2J\u0085\u2028\\ \u00E9\xD83D"), S_OK);
@@ -64,15 +62,16 @@ TEST(StatusEvent, WritesEachEventAsOneLineOfTheFile) {
     EXPECT_FALSE(std::getline(lines, line));
 }
 
-TEST(StatusEvent, NeedsNoFileAndSaysWhenItCannotWriteOne) {
-    registerModules();
+TEST_F(StatusEvent, NeedsNoFileAndSaysWhenItCannotWriteOne) {
     EXPECT_EQ(report(6, 1, u""), S_OK);
     const auto folder = newFolder();
-    setEventLog(REG_DWORD, pathText(folder / "wrong type"));
+    const DWORD number = 0;
+    RegSetValueExW(platformKey().get(), u"EventLog", 0, REG_DWORD,
+                   reinterpret_cast<const BYTE*>(&number), sizeof number);
     EXPECT_EQ(report(6, 1, u""), S_OK);
-    setEventLog(REG_SZ, std::u16string(5000, u'x'));
+    setEventLog(std::u16string(5000, u'x'));
     EXPECT_EQ(report(6, 1, u""), S_OK);
-    setEventLog(REG_SZ, pathText(folder / "missing" / "events.log"));
+    setEventLog(pathText(folder / "missing" / "events.log"));
     EXPECT_EQ(report(6, 1, u""), HRESULT_FROM_WIN32(ERROR_PATH_NOT_FOUND));
     EXPECT_TRUE(std::filesystem::is_empty(folder));
 }
@@ -88,28 +87,23 @@ ZLK_CHILD(reportsManyEvents) {
     return 0;
 }
 
-TEST(StatusEvent, NeverMixesTheLinesOfProcesses) {
-    registerModules();
-    const auto file = newFolder() / "events.log";
-    setEventLog(REG_SZ, pathText(file));
+TEST_F(StatusEvent, NeverMixesTheLinesOfProcesses) {
+    setEventLog(pathText(file));
     ChildProcess a("reportsManyEvents", {"a"});
     ChildProcess b("reportsManyEvents", {"b"});
     for (ChildProcess* child : {&a, &b}) ASSERT_EQ(child->hear(), "ready");
     for (ChildProcess* child : {&a, &b}) child->say("go");
     for (ChildProcess* child : {&a, &b}) ASSERT_EQ(child->wait(), 0);
 
-    int counts[2] = {};
+    std::map<char, int> counts;
     std::istringstream lines(readFile(file));
     for (std::string line; std::getline(lines, line);) {
+        ASSERT_FALSE(line.empty());
         const char writer = line.back();
-        ASSERT_TRUE(writer == 'a' || writer == 'b') << line;
-        int& count = counts[writer - 'a'];
-        EXPECT_EQ(line.substr(21),
-                  "event " + std::to_string(count) + ", level 1: " + std::string(500, writer));
-        ++count;
+        EXPECT_EQ(line.substr(21), "event " + std::to_string(counts[writer]++) +
+                                       ", level 1: " + std::string(500, writer));
     }
-    EXPECT_EQ(counts[0], eventsOfEach);
-    EXPECT_EQ(counts[1], eventsOfEach);
+    EXPECT_EQ(counts, (std::map<char, int>{{'a', eventsOfEach}, {'b', eventsOfEach}}));
 }
 
 TEST(SystemLog, SendsOneDatagramAndNeverWaits) {

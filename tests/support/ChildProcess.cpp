@@ -1,12 +1,10 @@
 #include "tests/support/ChildProcess.h"
 
 #include <fcntl.h>
-#include <poll.h>
 #include <signal.h>
 #include <spawn.h>
 #include <stdlib.h>
-#include <sys/wait.h>
-#include <unistd.h>
+#include <sys/mman.h>
 
 #include <gmock/gmock.h>
 
@@ -24,56 +22,38 @@ std::map<std::string, ChildBody>& bodies() {
     return map;
 }
 
-void writeAll(int fd, const std::string& bytes) {
-    std::size_t done = 0;
-    while (done < bytes.size()) {
-        const ssize_t n = ::write(fd, bytes.data() + done, bytes.size() - done);
-        if (n <= 0) return;  // the other side is gone, which its own reads will show
-        done += static_cast<std::size_t>(n);
-    }
+/// To one that is gone nothing is said, which the other way shows.
+void writeLine(FILE* stream, const std::string& line) {
+    std::fwrite(line.data(), 1, line.size(), stream);
+    std::fputc('\n', stream);
+    std::fflush(stream);
 }
 
-std::string readLine(int fd, std::string& pending) {
-    for (;;) {
-        const std::size_t end = pending.find('\n');
-        if (end != std::string::npos) {
-            std::string line = pending.substr(0, end);
-            pending.erase(0, end + 1);
-            return line;
-        }
-        char buffer[512];
-        const ssize_t n = ::read(fd, buffer, sizeof buffer);
-        if (n <= 0) return {};
-        pending.append(buffer, static_cast<std::size_t>(n));
-    }
-}
-
-std::vector<char*> argvOf(const std::vector<std::string>& command) {
-    std::vector<char*> argv;
-    for (const std::string& word : command) argv.push_back(const_cast<char*>(word.c_str()));
-    argv.push_back(nullptr);
-    return argv;
+std::string readLine(FILE* stream) {
+    std::string line;
+    for (int c; (c = std::fgetc(stream)) != '\n'; line += static_cast<char>(c))
+        if (c == EOF) return {};
+    return line;
 }
 
 struct Pipe {
-    int readEnd, writeEnd;
     Pipe() {
-        int fds[2];
-        if (::pipe2(fds, O_CLOEXEC) != 0) abort();
-        readEnd = fds[0];
-        writeEnd = fds[1];
+        if (::pipe2(ends, O_CLOEXEC) != 0) abort();
     }
+    int ends[2];
 };
 
 pid_t spawn(const std::vector<std::string>& command, int input, int output, int error) {
+    std::vector<char*> argv;
+    for (const std::string& word : command) argv.push_back(const_cast<char*>(word.c_str()));
+    argv.push_back(nullptr);
     posix_spawn_file_actions_t actions;
     posix_spawn_file_actions_init(&actions);
-    if (input >= 0) posix_spawn_file_actions_adddup2(&actions, input, 0);
-    posix_spawn_file_actions_adddup2(&actions, output, 1);
-    if (error >= 0) posix_spawn_file_actions_adddup2(&actions, error, 2);
+    const int from[]{input, output, error};
+    for (int to = 0; to < 3; ++to)
+        if (from[to] >= 0) posix_spawn_file_actions_adddup2(&actions, from[to], to);
     pid_t pid = -1;
-    if (posix_spawnp(&pid, command[0].c_str(), &actions, nullptr, argvOf(command).data(), environ))
-        pid = -1;
+    if (posix_spawnp(&pid, argv[0], &actions, nullptr, argv.data(), environ)) pid = -1;
     posix_spawn_file_actions_destroy(&actions);
     return pid;
 }
@@ -89,12 +69,11 @@ ChildRegistration::ChildRegistration(const char* name, ChildBody body) {
 }
 
 void ChildSide::say(const std::string& line) {
-    writeAll(1, line + "\n");
+    writeLine(stdout, line);
 }
 
 std::string ChildSide::hear() {
-    static std::string pending;
-    return readLine(0, pending);
+    return readLine(stdin);
 }
 
 ChildProcess::ChildProcess(const std::string& name, const std::vector<std::string>& arguments) {
@@ -102,26 +81,26 @@ ChildProcess::ChildProcess(const std::string& name, const std::vector<std::strin
     Pipe down, up;
     std::vector<std::string> command{"/proc/self/exe", childFlag, name};
     command.insert(command.end(), arguments.begin(), arguments.end());
-    pid_ = spawn(command, down.readEnd, up.writeEnd, -1);
-    ::close(down.readEnd);
-    ::close(up.writeEnd);
-    toChild_ = down.writeEnd;
-    fromChild_ = up.readEnd;
+    pid_ = spawn(command, down.ends[0], up.ends[1], -1);
+    ::close(down.ends[0]);
+    ::close(up.ends[1]);
+    toChild_ = ::fdopen(down.ends[1], "w");
+    fromChild_ = ::fdopen(up.ends[0], "r");
     EXPECT_GT(pid_, 0);
 }
 
 ChildProcess::~ChildProcess() {
     kill();
-    ::close(toChild_);
-    ::close(fromChild_);
+    std::fclose(toChild_);
+    std::fclose(fromChild_);
 }
 
 void ChildProcess::say(const std::string& line) {
-    writeAll(toChild_, line + "\n");
+    writeLine(toChild_, line);
 }
 
 std::string ChildProcess::hear() {
-    return readLine(fromChild_, pending_);
+    return readLine(fromChild_);
 }
 
 void ChildProcess::kill() {
@@ -140,30 +119,17 @@ int ChildProcess::wait() {
 }
 
 ProgramResult runProgram(const std::vector<std::string>& command) {
-    Pipe output, error;
-    const pid_t pid = spawn(command, -1, output.writeEnd, error.writeEnd);
-    ::close(output.writeEnd);
-    ::close(error.writeEnd);
+    const int output = ::memfd_create("output", MFD_CLOEXEC);
+    const int error = ::memfd_create("error", MFD_CLOEXEC);
+    const pid_t pid = spawn(command, -1, output, error);
     ProgramResult result{-1, {}, {}};
-    pollfd ends[2]{{output.readEnd, POLLIN, 0}, {error.readEnd, POLLIN, 0}};
-    std::string* texts[2]{&result.output, &result.error};
-    for (int open = 2; open > 0;) {
-        ::poll(ends, 2, -1);
-        for (int i = 0; i < 2; ++i) {
-            if (!ends[i].revents) continue;
-            char buffer[4096];
-            const ssize_t n = ::read(ends[i].fd, buffer, sizeof buffer);
-            if (n > 0) {
-                texts[i]->append(buffer, static_cast<std::size_t>(n));
-            } else {
-                ::close(ends[i].fd);
-                ends[i].fd = -1;
-                --open;
-            }
-        }
-    }
     int raw = 0;
     if (pid > 0 && ::waitpid(pid, &raw, 0) == pid) result.status = statusOf(raw);
+    for (const auto& [fd, text] : {std::pair(output, &result.output), {error, &result.error}}) {
+        text->resize(static_cast<std::size_t>(::lseek(fd, 0, SEEK_END)));
+        EXPECT_EQ(::pread(fd, text->data(), text->size(), 0), static_cast<ssize_t>(text->size()));
+        ::close(fd);
+    }
     return result;
 }
 

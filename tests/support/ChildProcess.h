@@ -3,19 +3,17 @@
 // registered by name beside the test. Parent and child work in lock step by lines.
 //
 //     ZLK_CHILD(holdsTheClaim) {
-//         ...take it...
 //         child.say("held");
-//         child.hear();   // until the parent says something, or is gone
+//         child.hear();  // until the parent says something, or is gone
 //         return 0;
 //     }
-//     TEST(...) {
-//         ChildProcess holder("holdsTheClaim");
+//     ... ChildProcess holder("holdsTheClaim");
 //         ASSERT_EQ(holder.hear(), "held");
-//         holder.kill();
-//     }
 
-#include <sys/types.h>
+#include <sys/wait.h>
+#include <unistd.h>
 
+#include <cstdio>
 #include <string>
 #include <vector>
 
@@ -56,11 +54,23 @@ class ChildProcess {
 
   private:
     pid_t pid_ = -1;
-    int toChild_ = -1;
-    int fromChild_ = -1;
+    FILE* toChild_;
+    FILE* fromChild_;
     int status_ = -1;
-    std::string pending_;
 };
+
+/// What `body` gives in a forked child, by its exit status; not 0 where it hangs or crashes.
+template <class Body>
+int forked(Body body, pid_t (*doFork)() = ::fork) {
+    const pid_t pid = doFork();
+    if (pid == 0) {
+        ::alarm(30);
+        ::_exit(body());
+    }
+    int status = -1;
+    ::waitpid(pid, &status, 0);
+    return status;
+}
 
 /// Runs a program to its end: its exit status (-1 if killed), and what it printed.
 struct ProgramResult {

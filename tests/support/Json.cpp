@@ -3,7 +3,7 @@
 #include <gtest/gtest.h>
 
 #include <algorithm>
-#include <cctype>
+#include <regex>
 #include <stdexcept>
 #include <string_view>
 
@@ -12,82 +12,72 @@
 namespace zlk::test {
 namespace {
 
+/// Takes a document's parts off its front, and throws where they are none.
 class Parser {
   public:
     explicit Parser(std::string_view text) : rest_(text) {}
 
-    Json document() {
-        Json result = value();
-        blanks();
-        if (!rest_.empty()) fail("something behind the document");
-        return result;
-    }
-
-  private:
-    [[noreturn]] void fail(const std::string& reason) const {
-        throw std::runtime_error(reason + " at: " + std::string(rest_.substr(0, 40)));
-    }
-    void blanks() {
-        rest_.remove_prefix(std::min(rest_.find_first_not_of(" \t\r\n"), rest_.size()));
-    }
-    char peek() {
-        blanks();
-        if (rest_.empty()) fail("the end is missing");
-        return rest_.front();
-    }
-    void take(char wanted) {
-        if (peek() != wanted) fail(std::string("no ") + wanted);
-        rest_.remove_prefix(1);
-    }
-
     Json value() {
         Json result;
-        const char first = peek();
-        if (first == '"') {
+        if (skip("\"")) {
             result.text = string();
-        } else if (first == '{' || first == '[') {
-            const char last = first == '{' ? '}' : ']';
-            take(first);
-            while (peek() != last) {
-                if (!result.items.empty()) take(',');
-                if (first == '{') {
-                    result.names.push_back((peek(), string()));
-                    take(':');
-                }
+        } else if (skip("[")) {
+            while (!skip("]")) {
+                check(result.items.empty() || skip(","));
                 result.items.push_back(value());
             }
-            take(last);
+        } else if (skip("{")) {
+            while (!skip("}")) {
+                check(result.items.empty() || skip(","));
+                check(skip("\""));
+                result.names.push_back(string());
+                check(skip(":"));
+                result.items.push_back(value());
+            }
         } else {
+            static const std::regex scalar("-?\\d+(\\.\\d+)?|true|false");
             const std::size_t end = std::min(rest_.find_first_of(",]} \n"), rest_.size());
             result.text = rest_.substr(0, end);
+            check(std::regex_match(result.text, scalar));
             rest_.remove_prefix(end);
-            const bool number = result.text.find_first_not_of("-0123456789.") == std::string::npos;
-            if (!number && result.text != "true" && result.text != "false") fail("no value");
         }
         return result;
     }
 
-    std::string string() {
-        take('"');
-        std::string result;
-        for (;;) {
-            if (rest_.empty()) fail("an open text");
-            const char c = rest_.front();
-            rest_.remove_prefix(1);
-            if (c == '"') return result;
-            if (static_cast<unsigned char>(c) < 0x20) fail("a control character");
-            result += c == '\\' ? escape() : std::string(1, c);
-        }
+    void end() { check(skip("") && rest_.empty()); }
+
+  private:
+    void check(bool good) const {
+        if (!good) throw std::runtime_error("no JSON at: " + std::string(rest_.substr(0, 40)));
     }
-    std::string escape() {
-        if (rest_.empty()) fail("an open text");
-        const char kind = rest_.front();
-        rest_.remove_prefix(1);
-        if (kind == '"' || kind == '\\') return std::string(1, kind);
-        if (kind != 'u' || rest_.size() < 4) fail("an unknown escape");
-        const int unit = std::stoi(std::string(rest_.substr(0, 4)), nullptr, 16);
-        rest_.remove_prefix(4);
-        return utf8Text(std::u16string(1, static_cast<WCHAR>(unit)));
+    /// Blanks, and this word if it comes next.
+    bool skip(std::string_view word) {
+        rest_.remove_prefix(std::min(rest_.find_first_not_of(" \t\r\n"), rest_.size()));
+        if (!rest_.starts_with(word)) return false;
+        rest_.remove_prefix(word.size());
+        return true;
+    }
+    std::string take(std::size_t size) {
+        check(rest_.size() >= size);
+        const std::string taken(rest_.substr(0, size));
+        rest_.remove_prefix(size);
+        return taken;
+    }
+    /// Behind its opening quote.
+    std::string string() {
+        std::string result;
+        for (std::string c = take(1); c != "\""; c = take(1)) {
+            check(static_cast<unsigned char>(c[0]) >= 0x20);
+            if (c == "\\") {
+                c = take(1);
+                check(c == "\"" || c == "\\" || c == "u");
+                if (c == "u")
+                    c = utf8Text(
+                        std::u16string(1, static_cast<WCHAR>(std::stoi(take(4), nullptr, 16))));
+            }
+            result += c;
+        }
+        return result;
     }
 
     std::string_view rest_;
@@ -98,7 +88,10 @@ class Parser {
 Json Json::parse(const std::string& document) {
     EXPECT_EQ(utf8Text(wideText(document)), document) << "not UTF-8";
     try {
-        return Parser(document).document();
+        Parser parser(document);
+        const Json result = parser.value();
+        parser.end();
+        return result;
     } catch (const std::exception& error) {
         ADD_FAILURE() << error.what() << "\n" << document;
         return {};

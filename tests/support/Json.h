@@ -2,7 +2,6 @@
 // A strict reader of JSON documents, for what the client answers.
 
 #include <string>
-#include <utility>
 #include <vector>
 
 namespace zlk::test {
@@ -11,7 +10,7 @@ struct Json {
     /// Fails the test, and gives an empty value, for what isn't one whole document.
     static Json parse(const std::string& document);
 
-    /// A text's content; the spelling of a number, `true`, `false` or `null`.
+    /// A text's content; the spelling of a number, `true` or `false`.
     std::string text;
     std::vector<Json> items;         ///< of an array or object
     std::vector<std::string> names;  ///< of an object's items

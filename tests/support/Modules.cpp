@@ -28,9 +28,4 @@ int registerModules(const std::filesystem::path& folder) {
     return registered;
 }
 
-void unregisterModules() {
-    RegDeleteTreeW(HKEY_CLASSES_ROOT, u"CLSID");
-    CoFreeUnusedLibraries();  // a kept factory would still answer for its class
-}
-
 }  // namespace zlk::test

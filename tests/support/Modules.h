@@ -9,14 +9,6 @@ namespace zlk::test {
 
 /// Registers every module of `folder` that registers classes, on this process's machine. Fails
 /// the test where one doesn't load or doesn't register. Returns how many there were.
-int registerModules(const std::filesystem::path& folder);
-
-/// Takes all registered classes away again.
-void unregisterModules();
-
-/// The modules of this build.
-inline int registerModules() {
-    return registerModules(moduleFolder());
-}
+int registerModules(const std::filesystem::path& folder = moduleFolder());
 
 }  // namespace zlk::test

@@ -5,6 +5,8 @@
 #include <filesystem>
 #include <string>
 
+#include "platform/error.h"
+
 namespace zlk::test {
 
 /// The machine root of this process.
@@ -19,6 +21,12 @@ std::filesystem::path programFolder();
 
 /// The text form in which applications pass a path of this machine.
 std::u16string pathText(const std::filesystem::path& path);
+
+/// ERROR_SUCCESS, or the last error where a call's result says that it failed.
+template <class Result>
+DWORD errorOf(const Result& result) {
+    return result ? ERROR_SUCCESS : GetLastError();
+}
 
 void writeFile(const std::filesystem::path& path, const std::string& bytes);
 /// All bytes; fails the test if it can't be read.

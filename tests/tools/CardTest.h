@@ -17,8 +17,7 @@ class CardTest : public testing::Test {
         ASSERT_GE(registerModules(), 1);
         card = newFolder();
         target = newFolder();
-        const ProgramResult mounted =
-            zlkcam({"mount", card.string(), "--letter", "E", "--label", "WEDDING"});
+        const auto mounted = zlkcam({"mount", card, "--letter", "E", "--label", "WEDDING"});
         ASSERT_EQ(mounted.status, 0) << mounted.error;
     }
 
@@ -28,6 +27,10 @@ class CardTest : public testing::Test {
         std::filesystem::create_directories(path.parent_path());
         writeFile(path, bytes);
         return path;
+    }
+    /// One of zeros, which takes no room.
+    void addHole(const std::string& name, std::uintmax_t size) const {
+        std::filesystem::resize_file(addFile(name, ""), size);
     }
     /// Bytes that no two numbers have in common.
     static std::string bytesOf(std::size_t size, unsigned number) {

@@ -25,8 +25,7 @@ SettingsValue value(std::u16string name, DWORD type, std::vector<BYTE> data) {
 }
 
 TEST(SettingsText, whatIsWrittenReadsBackTheSame) {
-    SettingsKey key;
-    key.path = u"HKEY_LOCAL_MACHINE\\Soft]ware\\[odd \"key\" é";
+    SettingsKey key{u"HKEY_LOCAL_MACHINE\\Soft]ware\\[odd \"key\" é", false, {}, 0};
     key.values = {
         value(u"", REG_SZ, textData(u"the default one")),
         value(u"quote\" and \\", REG_SZ, textData(u"C:\\path\\ \"quoted\" \\")),
@@ -90,45 +89,29 @@ TEST(SettingsText, readsWhatOtherProgramsWrite) {
 }
 
 TEST(SettingsText, aDamagedFileIsRefusedWithItsLine) {
-    const struct {
-        std::string text;
-        int line;
-    } files[] = {
-        {"", 1},
-        {"REGEDIT4\n", 1},
-        {header + "\"early\"=\"x\"\n", 2},
-        {header + "[open\n", 2},
-        {header + "[]\n", 2},
-        {header + "[-k]\n\"v\"=\"x\"\n", 3},
-        {header + "[k]\n\"v=\"x\"\n", 3},
-        {header + "[k]\n\"v\"\n", 3},
-        {header + "[k]\n\"v\"=\"open\n", 3},
-        {header + "[k]\n\"v\"=\"x\" more\n", 3},
-        {header + "[k]\n\"v\"=\"ends in \\", 3},
-        {header + "[k]\n\"v\"=dword:\n", 3},
-        {header + "[k]\n\"v\"=dword:123456789\n", 3},
-        {header + "[k]\n\"v\"=hex(:00\n", 3},
-        {header + "[k]\n\"v\"=hex(fffffffff):00\n", 3},
-        {header + "[k]\n\"v\"=hex:0,100\n", 3},
-        {header + "[k]\n\"v\"=hex:00,\\\n", 3},
-        {header + "[k]\n\n\"v\"=hex\n", 4},
-        {header + "[k\xFF]\n", 1},
-        {"\xFF\xFE"
-         "a",
-         1},
-    };
-    for (const auto& file : files) {
-        SCOPED_TRACE(file.text);
+    const auto refuses = [](const std::string& text, int line) {
+        SCOPED_TRACE(text);
         try {
-            parseSettingsText(file.text);
+            parseSettingsText(text);
             ADD_FAILURE() << "taken";
         } catch (const Failure& failure) {
             EXPECT_EQ(failure.status, ExitStatus::BadDocument);
-            EXPECT_NE(std::string(failure.what()).find("line " + std::to_string(file.line) + ":"),
+            EXPECT_NE(std::string(failure.what()).find("line " + std::to_string(line) + ":"),
                       std::string::npos)
                 << failure.what();
         }
-    }
+    };
+    for (const std::string& file : {std::string(), std::string("REGEDIT4\n"),
+                                    std::string("\xFF\xFE\x61"), header + "[k\xFF]\n"})
+        refuses(file, 1);
+    for (const char* second : {"\"early\"=\"x\"", "[open", "[]"}) refuses(header + second, 2);
+    for (const char* value :
+         {"\"v=\"x\"\n", "\"v\"\n", "\"v\"=\"open\n", "\"v\"=\"x\" more\n", "\"v\"=\"ends in \\",
+          "\"v\"=dword:\n", "\"v\"=dword:123456789\n", "\"v\"=hex(:00\n",
+          "\"v\"=hex(fffffffff):00\n", "\"v\"=hex:0,100\n", "\"v\"=hex:00,\\\n"})
+        refuses(header + "[k]\n" + value, 3);
+    refuses(header + "[-k]\n\"v\"=\"x\"\n", 3);
+    refuses(header + "[k]\n\n\"v\"=hex\n", 4);
 }
 
 }  // namespace

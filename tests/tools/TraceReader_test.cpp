@@ -13,17 +13,15 @@ class Ring {
     explicit Ring(std::size_t size) : bytes(size) {}
 
     void write(std::uint32_t time, const std::string& message) {
-        const std::size_t size = 8 + 2 + message.size() + 1 + 1;  // category "C"
-        if (bytes.size() - offset < size) {
+        std::string record("\xFF\xFF\0\0\0\0\x3F\0C\0", 10);
+        std::memcpy(&record[2], &time, sizeof time);
+        record += message + '\0';
+        if (bytes.size() - offset < record.size() + 1) {
             std::fill(bytes.begin() + static_cast<std::ptrdiff_t>(offset), bytes.end(), BYTE{0});
             offset = 0;
         }
-        BYTE* record = bytes.data() + offset;
-        const BYTE head[] = {0xFF, 0xFF, 0, 0, 0, 0, 0x3F, 0, 'C', 0};
-        std::memcpy(record, head, sizeof head);
-        std::memcpy(record + 2, &time, sizeof time);
-        std::memcpy(record + sizeof head, message.c_str(), message.size() + 1);
-        offset += size;
+        std::memcpy(bytes.data() + offset, record.data(), record.size());
+        offset += record.size() + 1;
     }
 
     std::vector<BYTE> bytes;

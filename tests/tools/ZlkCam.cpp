@@ -1,10 +1,6 @@
 #include "tests/tools/ZlkCam.h"
 
 #include <fcntl.h>
-#include <gtest/gtest.h>
-#include <signal.h>
-#include <spawn.h>
-#include <sys/wait.h>
 #include <unistd.h>
 
 #include "tests/support/TestMachine.h"
@@ -12,44 +8,46 @@
 namespace zlk::test {
 namespace {
 
-const std::string program = programFolder() / "zlkcam";
+/// The client's command line, with words behind what the test says.
+std::vector<std::string> commandOf(std::vector<std::string> arguments,
+                                   std::initializer_list<std::string> more = {}) {
+    arguments.insert(arguments.begin(), programFolder() / "zlkcam");
+    arguments.insert(arguments.end(), more);
+    return arguments;
+}
+
+/// Becomes the program that its arguments call; the last of them is the file for its output.
+ZLK_CHILD(client) {
+    std::vector<std::string> command = child.arguments;
+    const int output = ::open(command.back().c_str(), O_WRONLY | O_CREAT | O_CLOEXEC, 0600);
+    const int nowhere = ::open("/dev/null", O_WRONLY | O_CLOEXEC);
+    command.pop_back();
+    std::vector<char*> argv;
+    for (std::string& word : command) argv.push_back(word.data());
+    argv.push_back(nullptr);
+    ::dup2(output, STDOUT_FILENO);
+    ::dup2(nowhere, STDERR_FILENO);
+    return ::execv(argv[0], argv.data());
+}
 
 }  // namespace
 
-ProgramResult zlkcam(std::vector<std::string> arguments) {
-    arguments.insert(arguments.begin(), program);
-    return runProgram(arguments);
+ProgramResult zlkcam(const std::vector<std::string>& arguments) {
+    return runProgram(commandOf(arguments));
 }
 
-RunningZlkCam::RunningZlkCam(std::vector<std::string> arguments) : output_(newFolder() / "output") {
-    arguments.insert(arguments.begin(), program);
-    std::vector<char*> argv;
-    for (std::string& word : arguments) argv.push_back(word.data());
-    argv.push_back(nullptr);
-    posix_spawn_file_actions_t actions;
-    posix_spawn_file_actions_init(&actions);
-    posix_spawn_file_actions_addopen(&actions, STDOUT_FILENO, output_.c_str(),
-                                     O_WRONLY | O_CREAT | O_TRUNC, 0600);
-    posix_spawn_file_actions_addopen(&actions, STDERR_FILENO, "/dev/null", O_WRONLY, 0);
-    EXPECT_EQ(posix_spawn(&pid_, program.c_str(), &actions, nullptr, argv.data(), environ), 0);
-    posix_spawn_file_actions_destroy(&actions);
+JsonAnswer json(const std::vector<std::string>& arguments) {
+    const ProgramResult result = runProgram(commandOf(arguments, {"--json"}));
+    return {result.status, Json::parse(result.output), result.error};
 }
 
-RunningZlkCam::~RunningZlkCam() {
-    if (pid_ <= 0) return;
-    ::kill(pid_, SIGKILL);
-    ::waitpid(pid_, nullptr, 0);
-}
+RunningZlkCam::RunningZlkCam(const std::vector<std::string>& arguments)
+    : output_(newFolder() / "output"),
+      client_("client", commandOf(arguments, {"--json", output_})) {}
 
-void RunningZlkCam::signal(int number) const {
-    ::kill(pid_, number);
-}
-
-ProgramResult RunningZlkCam::wait() {
-    int raw = 0;
-    ::waitpid(pid_, &raw, 0);
-    pid_ = -1;
-    return {WIFEXITED(raw) ? WEXITSTATUS(raw) : -1, readFile(output_), {}};
+JsonAnswer RunningZlkCam::wait() {
+    const int status = client_.wait();
+    return {status, Json::parse(readFile(output_)), {}};
 }
 
 }  // namespace zlk::test

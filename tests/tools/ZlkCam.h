@@ -1,7 +1,7 @@
 #pragma once
 // The command line client as a test's child: to its end, or in the background.
 
-#include <sys/types.h>
+#include <signal.h>
 
 #include <filesystem>
 #include <string>
@@ -13,23 +13,28 @@
 namespace zlk::test {
 
 /// Runs the client on this test's machine.
-ProgramResult zlkcam(std::vector<std::string> arguments);
+ProgramResult zlkcam(const std::vector<std::string>& arguments);
 
-/// A client that goes on running; killed and reaped by the destructor.
+/// What it answers with `--json`.
+struct JsonAnswer {
+    int status;
+    Json document;
+    std::string error;  ///< standard error
+    const Json& operator[](const std::string& name) const { return document[name]; }
+};
+JsonAnswer json(const std::vector<std::string>& arguments);
+
+/// A client that goes on running, with `--json`; killed and reaped by the destructor.
 class RunningZlkCam {
   public:
-    explicit RunningZlkCam(std::vector<std::string> arguments);
-    ~RunningZlkCam();
-    RunningZlkCam(const RunningZlkCam&) = delete;
-    RunningZlkCam& operator=(const RunningZlkCam&) = delete;
+    explicit RunningZlkCam(const std::vector<std::string>& arguments);
 
-    void signal(int number) const;
-    /// Its end; standard output only.
-    ProgramResult wait();
+    void signal(int number) const { ::kill(client_.pid(), number); }
+    JsonAnswer wait();
 
   private:
-    pid_t pid_ = -1;
     std::filesystem::path output_;
+    ChildProcess client_;
 };
 
 }  // namespace zlk::test

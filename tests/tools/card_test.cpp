@@ -9,14 +9,7 @@ namespace fs = std::filesystem;
 using testing::ElementsAre;
 using testing::HasSubstr;
 
-class Card : public CardTest {
-  protected:
-    void addSecondCard(const fs::path& folder, std::vector<std::string> options) const {
-        options.insert(options.begin(), {"mount", folder.string()});
-        const ProgramResult result = zlkcam(options);
-        ASSERT_EQ(result.status, 0) << result.error;
-    }
-};
+class Card : public CardTest {};
 
 TEST_F(Card, isNamedByIdOrLetterOrNotAtAllWhereThereIsOne) {
     addFile("A.JPG", "a");
@@ -25,16 +18,15 @@ TEST_F(Card, isNamedByIdOrLetterOrNotAtAllWhereThereIsOne) {
         EXPECT_EQ(zlkcam({"locked", name}).status, 0) << name;
     EXPECT_EQ(zlkcam({"locked"}).status, 0);
     for (const char* name : {"F", "nonsense", "#Zephyr-Lanthorn#RemovableDrive#F", "#", "##\\##"}) {
-        const ProgramResult result = zlkcam({"locked", "--json", name});
+        const JsonAnswer result = json({"locked", name});
         EXPECT_EQ(result.status, 9) << name;
-        EXPECT_THAT(Json::parse(result.output)["error"]["advice"].text,
-                    HasSubstr("RemovableDrive#E"));
+        EXPECT_THAT(result["error"]["advice"].text, HasSubstr("RemovableDrive#E"));
     }
 
-    addSecondCard(newFolder(), {"--letter", "G", "--cdrom"});
-    const ProgramResult several = zlkcam({"locked", "--json"});
+    ASSERT_EQ(zlkcam({"mount", newFolder(), "--letter", "G", "--cdrom"}).status, 0);
+    const JsonAnswer several = json({"locked"});
     EXPECT_EQ(several.status, 1);
-    EXPECT_THAT(Json::parse(several.output)["error"]["advice"].text,
+    EXPECT_THAT(several["error"]["advice"].text,
                 testing::AllOf(HasSubstr("RemovableDrive#E"), HasSubstr("CDROMDrive#G")));
     EXPECT_EQ(zlkcam({"unmount", "g:"}).status, 0);
     EXPECT_EQ(zlkcam({"unmount", "G"}).status, 1);
@@ -44,17 +36,20 @@ TEST_F(Card, isNamedByIdOrLetterOrNotAtAllWhereThereIsOne) {
 }
 
 TEST_F(Card, ofAKnownCameraIsListedAsThatCamera) {
-    addSecondCard(newFolder(), {"--letter", "G", "--label", "CAM", "--vendor", "ZL", "--product",
-                                "GLIMMERBOX 283"});
-    const Json devices = Json::parse(zlkcam({"devices", "--json"}).output)["devices"];
+    const std::vector<std::string> mount{"mount",     newFolder(),     "--letter", "G",
+                                         "--label",   "CAM",           "--vendor", "ZL",
+                                         "--product", "GLIMMERBOX 283"};
+    ASSERT_EQ(zlkcam(mount).status, 0);
+    const Json devices = json({"devices"})["devices"];
     EXPECT_THAT(devices.each("contextId"),
                 ElementsAre("#Zephyr-Lanthorn#Cam283#0000", "#Zephyr-Lanthorn#RemovableDrive#E"));
     EXPECT_THAT(devices.each("name"), ElementsAre("CAM", "WEDDING (E:)"));
     EXPECT_THAT(devices.each("lowLevelId"), ElementsAre("G:\\", "E:\\"));
-    EXPECT_EQ(zlkcam({"mount", card.string(), "--letter", "G"}).status, 1);
-    EXPECT_EQ(zlkcam({"mount", (card / "missing").string()}).status, 6);
-    EXPECT_EQ(zlkcam({"mount", card.string(), "--vendor", "ZL"}).status, 1);
-    EXPECT_EQ(zlkcam({"mount", card.string(), "--letter", "A"}).status, 1);
+    EXPECT_EQ(json({"translate", "drive", "G"})["answer"].text, "#Zephyr-Lanthorn#Cam283#0000");
+    EXPECT_EQ(zlkcam({"mount", card / "missing"}).status, 6);
+    EXPECT_EQ(zlkcam({"mount", card, "--vendor", "ZL"}).status, 1);
+    for (const char* letter : {"G", "A"})
+        EXPECT_EQ(zlkcam({"mount", card, "--letter", letter}).status, 1);
 }
 
 TEST_F(Card, listsAndDeletesByIdAndNothingThatItDoesNotList) {
@@ -63,19 +58,17 @@ TEST_F(Card, listsAndDeletesByIdAndNothingThatItDoesNotList) {
     const fs::path outside = newFolder() / "outside";
     writeFile(outside, "mine");
 
-    const ProgramResult listed = zlkcam({"list", "--json"});
+    const JsonAnswer listed = json({"list"});
     EXPECT_EQ(listed.status, 0);
-    const Json files = Json::parse(listed.output)["files"];
-    ASSERT_EQ(files.items.size(), 2u);
-    EXPECT_EQ(files.items[0]["id"].text, "E:\\DCIM\\A.JPG");
-    EXPECT_EQ(files.items[0]["size"].text, "3");
-    const std::string odd = files.items[1]["id"].text;
+    EXPECT_THAT(listed["files"].each("size"), ElementsAre("3", "3"));
+    const std::vector<std::string> ids = listed["files"].each("id");
+    ASSERT_THAT(ids, ElementsAre("E:\\DCIM\\A.JPG", testing::_));
 
-    const ProgramResult refused = zlkcam({"delete", "--json", outside.string(), "E:\\MISSING"});
+    const JsonAnswer refused = json({"delete", outside, "E:\\MISSING"});
     EXPECT_EQ(refused.status, 4);
-    EXPECT_THAT(Json::parse(refused.output)["files"].each("failed"), ElementsAre("true", "true"));
+    EXPECT_THAT(refused["files"].each("failed"), ElementsAre("true", "true"));
     EXPECT_TRUE(fs::exists(outside));
-    EXPECT_EQ(zlkcam({"delete", "E:", odd, "E:\\DCIM\\A.JPG"}).status, 0);
+    EXPECT_EQ(zlkcam({"delete", "E:", ids[1], ids[0]}).status, 0);
     EXPECT_EQ(std::distance(fs::directory_iterator(card), {}), 1);  // DCIM
     EXPECT_TRUE(fs::is_empty(card / "DCIM"));
 }
@@ -84,7 +77,7 @@ TEST_F(Card, givesThumbnailsWithoutReplacingAnything) {
     addFile("DCIM/A.JPG", "no picture at all");
     fs::create_directory(target / "DCIM");
     writeFile(target / "DCIM/A.JPG.thumb.jpg", "mine");
-    const ProgramResult result = zlkcam({"thumbs", "--json", target.string()});
+    const JsonAnswer result = json({"thumbs", target});
     EXPECT_EQ(result.status, 0) << result.error;
     EXPECT_EQ(readFile(target / "DCIM/A.JPG.thumb.jpg"), "mine");
     EXPECT_THAT(readFile(target / "DCIM/A.JPG.thumb (2).jpg"), testing::StartsWith("\xFF\xD8"));
@@ -97,10 +90,9 @@ TEST_F(Card, exchangesItsDocuments) {
     fs::create_directory(card / "MISC");
 
     EXPECT_EQ(zlkcam({"order"}).output, "\n");
-    EXPECT_EQ(zlkcam({"order", "--set", text.string()}).status, 0);
+    EXPECT_EQ(zlkcam({"order", "--set", text}).status, 0);
     EXPECT_EQ(readFile(card / "MISC/AUTPRINT.MRK"), "<order>é</order>");
-    EXPECT_EQ(Json::parse(zlkcam({"order", "--json", "E"}).output)["text"].text,
-              "<order>é</order>");
+    EXPECT_EQ(json({"order", "E"})["text"].text, "<order>é</order>");
     EXPECT_EQ(zlkcam({"order", "--clear"}).status, 0);
     EXPECT_FALSE(fs::exists(card / "MISC/AUTPRINT.MRK"));
     EXPECT_EQ(zlkcam({"order", "--clear"}).status, 10);
@@ -114,73 +106,55 @@ TEST_F(Card, exchangesItsDocuments) {
         EXPECT_EQ(zlkcam({word}).status, 4);
         addFile(std::string("MISC/") + stem + "OLD.XML", "<old/>");
         EXPECT_EQ(zlkcam({word, "E:"}).output, "<old/>\n");
-        EXPECT_EQ(zlkcam({word, "--set", text.string()}).status, 0);
+        EXPECT_EQ(zlkcam({word, "--set", text}).status, 0);
         EXPECT_EQ(readFile(card / "MISC" / (std::string(stem) + "NEW.XML")),
                   std::string("<order>é</order>\0", 18));
     }
     writeFile(text, "\xFF\xFE");
-    EXPECT_EQ(zlkcam({"order", "--set", text.string()}).status, 6);
-    EXPECT_EQ(zlkcam({"order", "--set", text.string(), "--clear"}).status, 1);
+    EXPECT_EQ(zlkcam({"order", "--set", text}).status, 6);
+    EXPECT_EQ(zlkcam({"order", "--set", text, "--clear"}).status, 1);
 }
 
 TEST_F(Card, answersEveryQuestionInJson) {
     addFile("A.JPG", "a");
     const std::string id = "#Zephyr-Lanthorn#RemovableDrive#E";
-    const Json info = Json::parse(zlkcam({"info", "--json"}).output);
+    const JsonAnswer info = json({"info"});
     EXPECT_EQ(info["name"].text, "WEDDING (E:)");
     EXPECT_EQ(info["lowLevelId"].text, "E:\\");
     EXPECT_EQ(info["media"].text, "true");
     EXPECT_EQ(info["allowDelete"].text, "true");
-    EXPECT_EQ(Json::parse(zlkcam({"locked", "--json"}).output)["locked"].text, "false");
-    EXPECT_THAT(Json::parse(zlkcam({"mount", "--json"}).output)["mounts"].each("label"),
-                ElementsAre("WEDDING"));
-    const struct {
-        const char* kind;
-        std::string text, answer;
-    } translations[] = {
-        {"lowlevel", id, "E:\\"},
-        {"name", id, "WEDDING (E:)"},
-        {"map", id, id},
-        {"progid", id, "ZlkCamTr.UnloadableCamera"},
-        {"delete", id, "1"},
-        {"vidpid", "USB\\VID_5AF1&PID_7C36", "#Zephyr-Lanthorn#Cam539#0000"},
-        {"timeout", id, "0"},
-        {"port", id, ""},
-        {"config", "", "0"},
-        {"tagsetup", "", "0"},
-        {"media", id, ""},
-        {"tsb", id, ""},
-        {"drive", "E", ""},
+    EXPECT_EQ(json({"locked"})["locked"].text, "false");
+    EXPECT_THAT(json({"mount"})["mounts"].each("label"), ElementsAre("WEDDING"));
+    const auto translated = [](const std::string& kind, const std::string& text) {
+        return json({"translate", kind, text})["answer"].text;
     };
-    for (const auto& row : translations) {
-        const ProgramResult result = zlkcam({"--json", "translate", row.kind, row.text});
-        EXPECT_EQ(Json::parse(result.output)["answer"].text, row.answer) << row.kind;
-    }
+    EXPECT_EQ(translated("lowlevel", id), "E:\\");
+    EXPECT_EQ(translated("name", id), "WEDDING (E:)");
+    EXPECT_EQ(translated("map", id), id);
+    EXPECT_EQ(translated("progid", id), "ZlkCamTr.UnloadableCamera");
+    EXPECT_EQ(translated("delete", id), "1");
+    EXPECT_EQ(translated("vidpid", "USB\\VID_5AF1&PID_7C36"), "#Zephyr-Lanthorn#Cam539#0000");
+    for (const char* kind : {"timeout", "config", "tagsetup"}) EXPECT_EQ(translated(kind, id), "0");
+    for (const char* kind : {"port", "media", "tsb"}) EXPECT_EQ(translated(kind, id), "");
     EXPECT_EQ(zlkcam({"escape", "E:", "msdc_iscardinserted"}).output, "TRUE\n");
     EXPECT_EQ(zlkcam({"escape", "nonsense"}).status, 8);
 }
 
 TEST(Zlkcam, saysWhatIsWrongWithACommandLine) {
-    for (const auto& words :
-         std::vector<std::vector<std::string>>{{},
-                                               {"nonsense"},
-                                               {"unload"},
-                                               {"unload", "a", "b", "c"},
-                                               {"list", "--nonsense"},
-                                               {"translate", "nonsense", "x"},
-                                               {"settings"},
-                                               {"settings", "set", "k", "n", "x", "--type", "y"},
-                                               {"settings", "list", "HKEY_USERS\\x"},
-                                               {"mount", "/", "--letter", "12"}}) {
-        auto command = words;
-        command.push_back("--json");
-        const ProgramResult result = zlkcam(command);
+    using Words = std::vector<std::string>;
+    for (const Words& words :
+         {Words{}, Words{"nonsense"}, Words{"unload"}, Words{"unload", "a", "b", "c"},
+          Words{"list", "--nonsense"}, Words{"translate", "nonsense", "x"}, Words{"settings"},
+          Words{"settings", "set", "k", "n", "x", "--type", "y"},
+          Words{"settings", "list", "HKEY_USERS\\x"}, Words{"mount", "/", "--letter", "12"}}) {
+        const JsonAnswer result = json(words);
         EXPECT_EQ(result.status, 1) << testing::PrintToString(words);
-        EXPECT_EQ(Json::parse(result.output)["error"]["status"].text, "1");
+        EXPECT_EQ(result["error"]["status"].text, "1");
         EXPECT_FALSE(result.error.empty());
     }
-    EXPECT_EQ(zlkcam({"--help"}).status, 0);
-    EXPECT_THAT(zlkcam({"--help"}).output, HasSubstr("another program holds the device"));
+    const ProgramResult help = zlkcam({"--help"});
+    EXPECT_EQ(help.status, 0);
+    EXPECT_THAT(help.output, HasSubstr("another program holds the device"));
 }
 
 }  // namespace

@@ -11,40 +11,38 @@ using testing::ElementsAre;
 using testing::HasSubstr;
 
 TEST(Register, makesTheComponentsUsableAndUnregisterTakesThemAway) {
-    const ProgramResult before = zlkcam({"devices", "--json"});
+    const JsonAnswer before = json({"devices"});
     EXPECT_EQ(before.status, 13);
-    EXPECT_THAT(Json::parse(before.output)["error"]["advice"].text, HasSubstr("zlkcam register"));
+    EXPECT_THAT(before["error"]["advice"].text, HasSubstr("zlkcam register"));
     EXPECT_EQ(zlkcam({"register"}).status, 0);
     EXPECT_EQ(zlkcam({"devices"}).status, 0);
 
     const fs::path classes = newFolder() / "classes.db";
-    EXPECT_EQ(zlkcam({"register", "--installed", classes.string()}).status, 0);
+    EXPECT_EQ(zlkcam({"register", "--installed", classes}).status, 0);
     EXPECT_TRUE(fs::exists(classes));
     EXPECT_EQ(zlkcam({"register", "--installed", "/missing/classes.db"}).status, 6);
 
     EXPECT_EQ(zlkcam({"unregister"}).status, 0);
     EXPECT_EQ(zlkcam({"devices"}).status, 13);
 
-    writeFile(classes.parent_path() / "bad.so", "no module");
-    const std::string library = moduleFolder() / "../libzlkplatform.so";
-    for (const std::string& path :
-         {std::string("/missing.so"), (classes.parent_path() / "bad.so").string(), library})
+    const fs::path bad = newFolder() / "bad.so", platform = "../libzlkplatform.so";
+    writeFile(bad, "no module");
+    for (const fs::path& path : {fs::path("/missing.so"), bad, moduleFolder() / platform})
         EXPECT_EQ(zlkcam({"register", path}).status, 13) << path;
 }
 
 TEST(Settings, areSetReadListedAndDeleted) {
-    const std::string key = "HKLM\\Software\\Test";
+    const std::string key = "HKLM\\Software\\Test", sub = key + "\\Sub";
     ASSERT_EQ(zlkcam({"settings", "set", key, "text", "é \"q\" \\"}).status, 0);
     ASSERT_EQ(zlkcam({"settings", "set", key, "@", "default"}).status, 0);
-    ASSERT_EQ(
-        zlkcam({"settings", "set", key + "\\Sub", "n", "4294967295", "--type", "dword"}).status, 0);
     ASSERT_EQ(zlkcam({"settings", "set", key, "h", "00,ff", "--type", "hex"}).status, 0);
+    ASSERT_EQ(zlkcam({"settings", "set", sub, "n", "4294967295", "--type", "dword"}).status, 0);
     EXPECT_EQ(zlkcam({"settings", "set", key, "h", "4294967296", "--type", "dword"}).status, 1);
     EXPECT_EQ(zlkcam({"settings", "set", key, "h", "xx", "--type", "hex"}).status, 1);
 
     EXPECT_EQ(zlkcam({"settings", "get", "software\\TEST", "TEXT"}).output, "é \"q\" \\\n");
-    EXPECT_EQ(zlkcam({"settings", "get", key + "\\Sub", "n"}).output, "4294967295\n");
-    const Json list = Json::parse(zlkcam({"settings", "list", key, "--json"}).output);
+    EXPECT_EQ(zlkcam({"settings", "get", sub, "n"}).output, "4294967295\n");
+    const JsonAnswer list = json({"settings", "list", key});
     ASSERT_EQ(list["keys"].items.size(), 1u);
     EXPECT_EQ(list["keys"].items[0].text, "Sub");
     EXPECT_THAT(list["values"].each("name"), ElementsAre("text", "", "h"));
@@ -63,16 +61,15 @@ TEST(Settings, comeBackTheSameFromTheirTextForm) {
     zlkcam({"settings", "set", key, "a\"b\\", "text"});
     zlkcam({"settings", "set", key + "\\Sub\\Deep", "h", "01,02", "--type", "hex"});
     zlkcam({"settings", "set", key + "\\Sub2", "n", "7", "--type", "dword"});
-    ASSERT_EQ(zlkcam({"settings", "export", first.string(), key}).status, 0);
-    EXPECT_EQ(zlkcam({"settings", "export", first.string(), key}).status, 6);  // it is there
+    ASSERT_EQ(zlkcam({"settings", "export", first, key}).status, 0);
+    EXPECT_EQ(zlkcam({"settings", "export", first, key}).status, 6);  // it is there
 
     EXPECT_EQ(zlkcam({"settings", "delete", key}).status, 0);
-    ASSERT_EQ(zlkcam({"settings", "import", first.string()}).status, 0);
-    ASSERT_EQ(zlkcam({"settings", "export", second.string(), key}).status, 0);
+    ASSERT_EQ(zlkcam({"settings", "import", first}).status, 0);
+    ASSERT_EQ(zlkcam({"settings", "export", second, key}).status, 0);
     EXPECT_EQ(readFile(first), readFile(second));
     EXPECT_EQ(zlkcam({"settings", "export", "-", key}).output, readFile(first));
-    EXPECT_EQ(Json::parse(zlkcam({"settings", "export", "-", key, "--json"}).output)["text"].text,
-              readFile(first));
+    EXPECT_EQ(json({"settings", "export", "-", key})["text"].text, readFile(first));
 }
 
 TEST(Settings, aBadFileChangesNothing) {
@@ -89,14 +86,14 @@ TEST(Settings, aBadFileChangesNothing) {
     };
     for (const auto& bad : files) {
         writeFile(file, bad.text);
-        EXPECT_EQ(zlkcam({"settings", "import", file.string()}).status, bad.status) << bad.text;
+        EXPECT_EQ(zlkcam({"settings", "import", file}).status, bad.status) << bad.text;
         EXPECT_EQ(zlkcam({"settings", "list", "Bad"}).status, 14);
     }
     // What the store refuses is told with its line.
     writeFile(file, header + "[HKEY_LOCAL_MACHINE\\Bad\\" + std::string(300, 'k') + "]\n");
-    const ProgramResult result = zlkcam({"settings", "import", "--json", file.string()});
+    const JsonAnswer result = json({"settings", "import", file});
     EXPECT_EQ(result.status, 14);
-    EXPECT_THAT(Json::parse(result.output)["error"]["message"].text, HasSubstr("line 2"));
+    EXPECT_THAT(result["error"]["message"].text, HasSubstr("line 2"));
     EXPECT_EQ(zlkcam({"settings", "import", "/missing.reg"}).status, 6);
 }
 

@@ -1,7 +1,5 @@
 #include <gmock/gmock.h>
-#include <signal.h>
 
-#include <cstring>
 #include <thread>
 
 #include "ZlkCamTr.h"
@@ -16,24 +14,16 @@ namespace {
 constexpr int linesEach = 300;
 
 /// The log's control block, as every traced process has it open.
-class Control {
-  public:
-    Control()
-        : section_(CreateFileMappingW(INVALID_HANDLE_VALUE, nullptr, PAGE_READWRITE, 0, 16,
-                                      u"ZLGlimmerBoxLogCtrlMemory")),
-          view_(static_cast<volatile BYTE*>(
-              MapViewOfFile(section_.get(), FILE_MAP_READ | FILE_MAP_WRITE, 0, 0, 0))) {}
-    bool enabled() const { return view_[0] == 1; }
+struct Control {
+    bool enabled() const { return (fields[0] & 0xFF) == 1; }
     void waitUntilEnabled() const {
         while (!enabled()) std::this_thread::yield();
     }
-    volatile DWORD& field(std::size_t index) const {
-        return *(reinterpret_cast<volatile DWORD*>(view_) + index);
-    }
 
-  private:
-    UniqueHandle section_;
-    volatile BYTE* view_;
+    const UniqueHandle section{CreateFileMappingW(INVALID_HANDLE_VALUE, nullptr, PAGE_READWRITE, 0,
+                                                  16, u"ZLGlimmerBoxLogCtrlMemory")};
+    volatile DWORD* const fields = static_cast<volatile DWORD*>(
+        MapViewOfFile(section.get(), FILE_MAP_READ | FILE_MAP_WRITE, 0, 0, 0));
 };
 
 void writeLines(const std::string& name, int count) {
@@ -66,31 +56,28 @@ TEST(Trace, showsTheLinesOfAllProcessesAndSwitchesOffAtItsEnd) {
     ChildProcess first("writesTrace", {"first"}), second("writesTrace", {"second"});
     ASSERT_EQ(first.hear(), "ready");
     ASSERT_EQ(second.hear(), "ready");
-
-    RunningZlkCam viewer({"trace", "--json"});
+    RunningZlkCam viewer({"trace"});
     control.waitUntilEnabled();
-    const ProgramResult refused = zlkcam({"trace", "--json"});
+    const JsonAnswer refused = json({"trace"});
     EXPECT_EQ(refused.status, 16);
-    EXPECT_EQ(Json::parse(refused.output)["error"]["status"].text, "16");
-    ASSERT_TRUE(control.enabled());
+    EXPECT_EQ(refused["error"]["status"].text, "16");
 
     first.say("go");
     second.say("go");
     ASSERT_EQ(first.hear(), "done");
     ASSERT_EQ(second.hear(), "done");
+    ASSERT_TRUE(control.enabled());
     viewer.signal(SIGINT);
-    const ProgramResult result = viewer.wait();
+    const JsonAnswer result = viewer.wait();
     EXPECT_EQ(result.status, 0);
     EXPECT_FALSE(control.enabled());
-    const std::vector<std::string> messages = Json::parse(result.output)["records"].each("message");
+    // Each line once, in its writer's order, whatever the other one wrote meanwhile.
     for (const std::string name : {"first", "second"}) {
-        // Each line once, in the writer's order, whatever the other one wrote meanwhile.
-        int next = 0;
-        for (const std::string& message : messages) {
-            if (!message.starts_with("SplitContextId(#" + name + "#")) continue;
-            EXPECT_EQ(message, splitLine(name, next++));
-        }
-        EXPECT_EQ(next, linesEach);
+        std::vector<std::string> seen, written;
+        for (const std::string& message : result["records"].each("message"))
+            if (message.starts_with("SplitContextId(#" + name)) seen.push_back(message);
+        for (int i = 0; i < linesEach; ++i) written.push_back(splitLine(name, i));
+        EXPECT_EQ(seen, written);
     }
     // The writers still have the buffer; the next viewer uses it again.
     RunningZlkCam next({"trace"});
@@ -103,19 +90,18 @@ TEST(Trace, showsTheLinesOfAllProcessesAndSwitchesOffAtItsEnd) {
 TEST(Trace, survivesAPeerThatWritesNonsenseIntoTheControlBlock) {
     ASSERT_GE(registerModules(), 1);
     const Control control;
-    RunningZlkCam viewer({"trace", "--json"});
+    RunningZlkCam viewer({"trace"});
     control.waitUntilEnabled();
     for (const DWORD value : {0xFFFFFFFFu, 0x7FFFFFFFu, 9u << 20}) {
-        control.field(1) = value;
-        control.field(2) = value;
-        while (control.field(1) == value || control.field(2) == value) std::this_thread::yield();
+        control.fields[1] = value;
+        control.fields[2] = value;
+        while (control.fields[1] == value || control.fields[2] == value) std::this_thread::yield();
     }
     writeLines("after", 3);
     viewer.signal(SIGINT);
-    const ProgramResult result = viewer.wait();
+    const JsonAnswer result = viewer.wait();
     EXPECT_EQ(result.status, 0);
-    EXPECT_THAT(Json::parse(result.output)["records"].each("message"),
-                testing::Contains(splitLine("after", 2)));
+    EXPECT_THAT(result["records"].each("message"), testing::Contains(splitLine("after", 2)));
 }
 
 TEST(Trace, aKilledViewerLeavesTheWayFree) {
@@ -125,9 +111,9 @@ TEST(Trace, aKilledViewerLeavesTheWayFree) {
         control.waitUntilEnabled();
     }
     EXPECT_TRUE(control.enabled());  // nobody was left to switch it off
-    control.field(1) = 77;
+    control.fields[1] = 77;
     RunningZlkCam viewer({"trace"});
-    while (control.field(1) != 0) std::this_thread::yield();
+    while (control.fields[1] != 0) std::this_thread::yield();
     control.waitUntilEnabled();
     viewer.signal(SIGHUP);
     EXPECT_EQ(viewer.wait().status, 0);
