@@ -5,6 +5,7 @@
 #include <memory>
 
 #include "platform/types.h"
+#include "ptp/PTPCommErrors.h"
 #include "ptp/wString.h"
 
 namespace zlk {
