@@ -4,6 +4,7 @@
 #include <cstdint>
 #include <string>
 
+#include "foundation/ObjectProgressInterface.h"
 #include "platform/types.h"
 
 namespace zlk {
@@ -37,16 +38,6 @@ enum class CameraMessage : std::int32_t {
     TagStart = 201,
     TagDone = 202,
     TagCancel = 203,
-};
-
-/// What a listing or a transfer talks to.
-class ObjectProgressInterface {
-  public:
-    /// `percent` is 0 to 100. False asks the operation to stop.
-    virtual bool reportProgress(std::int32_t percent) = 0;
-
-  protected:
-    ~ObjectProgressInterface() = default;
 };
 
 /// One device. Operations are called right after CheckConnection gave true, from one thread; the

@@ -18,6 +18,7 @@
 #include "platform/internal/PosixError.h"
 #include "platform/internal/VolumeHandle.h"
 #include "platform/internal/WithoutExceptions.h"
+#include "platform/text.h"
 
 using namespace zlk::platform;
 
@@ -281,6 +282,14 @@ HANDLE CreateFileW(const WCHAR* path, DWORD access, DWORD share, const SECURITY_
                    DWORD disposition, DWORD flagsAndAttributes, HANDLE) noexcept {
     return withoutExceptions(INVALID_HANDLE_VALUE, [&] {
         return openPath(path, access, share, disposition, flagsAndAttributes);
+    });
+}
+
+HANDLE CreateFileA(const char* path, DWORD access, DWORD share, const SECURITY_ATTRIBUTES*,
+                   DWORD disposition, DWORD flagsAndAttributes, HANDLE) noexcept {
+    return withoutExceptions(INVALID_HANDLE_VALUE, [&] {
+        return openPath(wideText(path ? path : "").c_str(), access, share, disposition,
+                        flagsAndAttributes);
     });
 }
 

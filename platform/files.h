@@ -98,6 +98,10 @@ HANDLE CreateFileW(const WCHAR* path, DWORD access, DWORD share,
                    const SECURITY_ATTRIBUTES* security, DWORD disposition, DWORD flagsAndAttributes,
                    HANDLE templateFile) noexcept;
 
+/// The same by a path in UTF-8.
+HANDLE CreateFileA(const char* path, DWORD access, DWORD share, const SECURITY_ATTRIBUTES* security,
+                   DWORD disposition, DWORD flagsAndAttributes, HANDLE templateFile) noexcept;
+
 /// Reads up to `size` bytes at the file's position. Fewer only at the end of the file, where 0
 /// bytes are a success. `overlapped` is null. On failure *read tells what had arrived.
 BOOL ReadFile(HANDLE file, void* buffer, DWORD size, DWORD* read, void* overlapped) noexcept;

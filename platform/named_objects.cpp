@@ -7,6 +7,7 @@
 #include "platform/internal/Handle.h"
 #include "platform/internal/NamedMutex.h"
 #include "platform/internal/NamedSection.h"
+#include "platform/text.h"
 
 namespace {
 
@@ -65,6 +66,19 @@ HANDLE OpenFileMappingW(DWORD, BOOL, const WCHAR* name) noexcept {
         [&] { return openHandle(std::make_shared<NamedSection>(0), name, OpenMode::OpenOnly); });
 }
 
+HANDLE CreateFileMappingA(HANDLE file, const SECURITY_ATTRIBUTES* security, DWORD protection,
+                          DWORD sizeHigh, DWORD sizeLow, const char* name) noexcept {
+    return withoutExceptions([&] {
+        return CreateFileMappingW(file, security, protection, sizeHigh, sizeLow,
+                                  name ? wideText(name).c_str() : nullptr);
+    });
+}
+
+HANDLE OpenFileMappingA(DWORD access, BOOL inherit, const char* name) noexcept {
+    return withoutExceptions(
+        [&] { return OpenFileMappingW(access, inherit, name ? wideText(name).c_str() : nullptr); });
+}
+
 void* MapViewOfFile(HANDLE mapping, DWORD access, DWORD offsetHigh, DWORD offsetLow,
                     std::size_t bytes) noexcept {
     const auto section = findHandleOf<SectionHandle>(mapping);
@@ -93,6 +107,24 @@ HANDLE CreateMutexW(const SECURITY_ATTRIBUTES*, BOOL initialOwner, const WCHAR* 
     return withoutExceptions([&] {
         return openHandle(std::make_shared<NamedMutex>(initialOwner != 0), name,
                           OpenMode::MakeOrOpen);
+    });
+}
+
+HANDLE CreateMutexA(const SECURITY_ATTRIBUTES* security, BOOL initialOwner,
+                    const char* name) noexcept {
+    return withoutExceptions([&] {
+        return CreateMutexW(security, initialOwner, name ? wideText(name).c_str() : nullptr);
+    });
+}
+
+HANDLE OpenMutexA(DWORD, BOOL, const char* name) noexcept {
+    if (!name || !*name) {
+        SetLastError(ERROR_INVALID_NAME);
+        return nullptr;
+    }
+    return withoutExceptions([&] {
+        return openHandle(std::make_shared<NamedMutex>(false), wideText(name).c_str(),
+                          OpenMode::OpenOnly);
     });
 }
 

@@ -40,6 +40,11 @@ HANDLE CreateFileMappingW(HANDLE file, const SECURITY_ATTRIBUTES* security, DWOR
 /// and asking disturbs nobody who is about to.
 HANDLE OpenFileMappingW(DWORD access, BOOL inherit, const WCHAR* name) noexcept;
 
+/// The same by names in UTF-8.
+HANDLE CreateFileMappingA(HANDLE file, const SECURITY_ATTRIBUTES* security, DWORD protection,
+                          DWORD sizeHigh, DWORD sizeLow, const char* name) noexcept;
+HANDLE OpenFileMappingA(DWORD access, BOOL inherit, const char* name) noexcept;
+
 /// Maps `bytes` (0: to the end) from the offset on, which is a multiple of 64 KiB. The view keeps
 /// the section existing until it is unmapped. Null on failure: ERROR_INVALID_HANDLE,
 /// ERROR_INVALID_PARAMETER (beyond the section), ERROR_NOT_ENOUGH_MEMORY.
@@ -56,6 +61,12 @@ std::size_t viewSize(const void* view) noexcept;
 /// ERROR_SUCCESS; null on failure.
 HANDLE CreateMutexW(const SECURITY_ATTRIBUTES* security, BOOL initialOwner,
                     const WCHAR* name) noexcept;
+
+HANDLE CreateMutexA(const SECURITY_ATTRIBUTES* security, BOOL initialOwner,
+                    const char* name) noexcept;
+
+/// Opens an existing mutex; null with ERROR_FILE_NOT_FOUND if there is none.
+HANDLE OpenMutexA(DWORD access, BOOL inherit, const char* name) noexcept;
 
 /// Acquires a mutex for this thread, which may own it several times. `milliseconds` is 0 or
 /// INFINITE; nobody here needs another limit, and any other is ERROR_INVALID_PARAMETER. Returns

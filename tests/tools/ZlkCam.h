@@ -8,7 +8,7 @@
 #include <vector>
 
 #include "tests/support/ChildProcess.h"
-#include "tests/tools/Json.h"
+#include "tests/support/Json.h"
 
 namespace zlk::test {
 

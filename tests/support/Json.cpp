@@ -1,4 +1,4 @@
-#include "tests/tools/Json.h"
+#include "tests/support/Json.h"
 
 #include <gtest/gtest.h>
 

@@ -1,0 +1,55 @@
+#pragma once
+// Control codes of still-image devices, and their records. A camera that the first driver family
+// drives is opened as `\\.\Usbscan<n>`, one of the second by its device path behind `\\?\`.
+
+#include "platform/types.h"
+
+inline constexpr DWORD IOCTL_CANCEL_IO = 0x80002004;             ///< in: DWORD, which pipes
+inline constexpr DWORD IOCTL_WAIT_ON_DEVICE_EVENT = 0x80002008;  ///< out: an event's bytes
+inline constexpr DWORD IOCTL_GET_USB_DESCRIPTOR = 0x80002020;    ///< in: USBSCAN_GET_DESCRIPTOR
+inline constexpr DWORD IOCTL_GET_PIPE_CONFIGURATION = 0x80002028;
+
+inline constexpr DWORD USBSCAN_ALL_PIPES = 3;  ///< for IOCTL_CANCEL_IO
+inline constexpr DWORD USBSCAN_PIPE_BULK = 2;
+
+struct USBSCAN_PIPE_INFORMATION {
+    std::uint16_t MaximumPacketSize;
+    BYTE EndpointAddress;
+    BYTE Interval;
+    DWORD PipeType;
+};
+struct USBSCAN_PIPE_CONFIGURATION {
+    DWORD NumberOfPipes;
+    USBSCAN_PIPE_INFORMATION PipeInfo[8];
+};
+static_assert(sizeof(USBSCAN_PIPE_CONFIGURATION) == 68);
+
+struct USBSCAN_GET_DESCRIPTOR {
+    BYTE DescriptorType;  ///< 1: the device's
+    BYTE Index;
+    std::uint16_t LanguageId;
+};
+static_assert(sizeof(USBSCAN_GET_DESCRIPTOR) == 4);
+
+/// A device descriptor of the USB standard, little-endian.
+struct USB_DEVICE_DESCRIPTOR {
+    BYTE bLength;
+    BYTE bDescriptorType;
+    std::uint16_t bcdUSB;
+    BYTE bDeviceClass;
+    BYTE bDeviceSubClass;
+    BYTE bDeviceProtocol;
+    BYTE bMaxPacketSize0;
+    std::uint16_t idVendor;
+    std::uint16_t idProduct;
+    std::uint16_t bcdDevice;
+    BYTE iManufacturer;
+    BYTE iProduct;
+    BYTE iSerialNumber;
+    BYTE bNumConfigurations;
+};
+static_assert(sizeof(USB_DEVICE_DESCRIPTOR) == 18);
+
+/// Of the second family: nothing in; a device descriptor, and a DWORD, out.
+inline constexpr DWORD ZL_IOCTL_GET_DEVICE_DESCRIPTOR = 0xF1006000;
+inline constexpr DWORD ZL_IOCTL_GET_MAX_PACKET_SIZE = 0xF100A004;

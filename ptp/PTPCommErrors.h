@@ -1,0 +1,27 @@
+#pragma once
+// Every failure of the PTP stack.
+
+#include <cstdint>
+
+namespace zlk {
+
+/// Thrown by value; the value is the whole of the error. A response code that a camera sends
+/// (ISO 15740, 0x2xxx) is thrown unchanged, so the set of values is open.
+enum PTPCommErrors : std::uint32_t {
+    PTP_NO_CONNECTION = 1,    ///< there is no transport, or the device can't be opened
+    PTP_OUT_OF_MEMORY = 2,    ///< a buffer can't be had, or a container claims too much
+    PTP_TRANSPORT_ERROR = 3,  ///< a read, write or control of the transport failed
+    PTP_NO_RESPONSE = 4,      ///< a read inside of a container gave nothing
+    PTP_INVALID_HANDLE = 8,   ///< the device's handle is no longer one
+    PTP_GENERAL_ERROR = 0x2002,
+    PTP_INVALID_TRANSACTION_ID = 0x2004,
+    PTP_INCOMPLETE_TRANSFER = 0x2007,
+    PTP_INVALID_STORAGE_ID = 0x2008,
+    PTP_INVALID_OBJECT_HANDLE = 0x2009,
+    PTP_SESSION_ALREADY_OPEN = 0x201E,
+    PTP_TRANSACTION_CANCELLED = 0x201F,
+};
+
+inline constexpr std::uint16_t ptpOk = 0x2001;
+
+}  // namespace zlk

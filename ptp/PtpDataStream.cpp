@@ -1,0 +1,83 @@
+#include "ptp/PtpDataStream.h"
+
+#include <algorithm>
+#include <array>
+#include <cstring>
+#include <utility>
+
+namespace zlk {
+namespace {
+
+constexpr std::uint32_t longestString = 254;  // units; the count takes in the terminator
+
+}  // namespace
+
+PtpDataStream::PtpDataStream(std::uint16_t size) : buffer_(allocate(size)) {
+    if (buffer_) size_ = size;
+}
+
+// The kernel gives large blocks as zeros that cost nothing before they are touched.
+PtpDataStream::Block PtpDataStream::allocate(std::uint32_t size) {
+    return Block(static_cast<std::uint8_t*>(std::calloc(std::max(size, 1u), 1)));
+}
+
+void PtpDataStream::clear() {
+    if (buffer_) std::memset(buffer_.get(), 0, size_);
+}
+
+void PtpDataStream::resize(std::uint32_t size) {
+    Block block = allocate(size);
+    if (!block) throw PTP_OUT_OF_MEMORY;
+    if (buffer_) std::memcpy(block.get(), buffer_.get(), std::min(size, size_));
+    buffer_ = std::move(block);
+    size_ = size;
+}
+
+std::uint64_t PtpDataStream::read(std::uint32_t width) {
+    if (left() < width) throw PTP_GENERAL_ERROR;
+    std::uint64_t value = 0;
+    for (std::uint32_t i = 0; i < width; ++i)
+        value |= std::uint64_t{buffer_[cursor_ + i]} << (8 * i);
+    cursor_ += width;
+    return value;
+}
+
+void PtpDataStream::growFor(std::uint32_t width) {
+    if (std::uint64_t{cursor_} + width >= size_) resize(size_ + size_ / 2);
+}
+
+void PtpDataStream::write(std::uint32_t value, std::uint32_t width) {
+    if (width > 1) growFor(width);
+    if (left() < width) throw PTP_GENERAL_ERROR;
+    for (std::uint32_t i = 0; i < width; ++i)
+        buffer_[cursor_ + i] = static_cast<std::uint8_t>(value >> (8 * i));
+    cursor_ += width;
+}
+
+wString PtpDataStream::readString() {
+    const std::uint32_t count = readByte();
+    std::array<WCHAR, 255> units;
+    for (std::uint32_t i = 0; i < count; ++i) units[i] = readU16();
+    const std::u16string_view all(units.data(), count);
+    return wString(all.substr(0, all.find(u'\0')));
+}
+
+void PtpDataStream::readU16Array(std::vector<std::uint16_t>& target) {
+    for (std::uint32_t count = readU32(); count > 0; --count)
+        if (const std::uint16_t element = readU16()) target.push_back(element);
+}
+
+void PtpDataStream::readU32Array(std::vector<std::uint32_t>& target) {
+    for (std::uint32_t count = readU32(); count > 0; --count)
+        if (const std::uint32_t element = readU32()) target.push_back(element);
+}
+
+void PtpDataStream::writeString(const wString& string) {
+    if (string.length == 0) return writeByte(0);
+    if (string.length > longestString) throw PTP_GENERAL_ERROR;
+    writeByte(static_cast<std::uint8_t>(string.length + 1));
+    for (std::uint32_t i = 0; i < string.length; ++i) writeU16(string.charAt(i));
+    writeU16(0);
+}
+
+}  // namespace zlk

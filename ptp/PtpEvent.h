@@ -1,0 +1,24 @@
+#pragma once
+#include <cstdint>
+
+#include "ptp/PtpDataStream.h"
+
+namespace zlk {
+
+/// One container of the interrupt pipe. A third parameter isn't decoded.
+class PtpEvent {
+  public:
+    PtpEvent() = default;
+    /// Decodes from the start of the stream.
+    explicit PtpEvent(PtpDataStream& stream);
+    virtual ~PtpEvent() = default;
+
+    std::uint16_t code = 0;
+    std::uint32_t id = 0;  ///< of the transaction that it belongs to
+    std::uint32_t param1 = 0;
+    std::uint32_t param2 = 0;
+    std::uint32_t length = 0;
+    std::uint16_t type = 0;
+};
+
+}  // namespace zlk

@@ -1,0 +1,224 @@
+// The engine: construction, the frame of an operation, the three phases of a transaction.
+
+#include "ptp/ZlPTPdrv.h"
+
+#include <algorithm>
+#include <cstring>
+
+#include "ptp/ZlPTPdrv_frame.h"
+
+namespace zlk {
+namespace {
+
+constexpr char low[] = "ZlPTPdrv_Low";
+
+constexpr std::uint16_t eventStreamSize = 200;
+
+// A response with all of its parameters is not longer, and of data it is the head.
+constexpr std::uint32_t firstRead = 36;
+constexpr std::uint32_t furtherRead = dataStreamSize;
+
+// Objects above 20 MiB are asked for in pieces; whoever claims this much is broken.
+constexpr std::uint32_t largestContainer = 256u << 20;
+
+// This camera refuses to open an open session and counts the refused command.
+constexpr std::uint32_t countingVid = 0x5AF1;
+constexpr std::uint32_t countingPid = 0x7C35;
+
+/// As MulDiv(100, part, whole) rounds.
+std::int32_t percentOf(std::uint32_t part, std::uint32_t whole) {
+    return static_cast<std::int32_t>((std::uint64_t{part} * 100 + whole / 2) / whole);
+}
+
+}  // namespace
+
+template <class Connecting>
+void ZlPTPdrv::connect(Connecting connecting) {
+    dataStream.resize(dataStreamSize);
+    eventStream.resize(eventStreamSize);
+    try {
+        connecting();
+    } catch (PTPCommErrors error) {
+        TraceLine(category, "ZlPTPdrv constructor exception(%x)",
+                  static_cast<std::uint32_t>(error));
+        // A mutex that was taken is let go by the arbiter's destructor.
+        transport.reset();
+        vid = pid = 0;
+    }
+}
+
+void ZlPTPdrv::open() {
+    sync->setPort(port.c_str());
+    transactionID = sync->getMutex(port.c_str());
+    transport = createTransport();
+    transport->openConnection(port.c_str());
+    maxPacketSize = transport->getMaxPacketSize();
+}
+
+ZlPTPdrv::ZlPTPdrv(const wString& portName) : port(portName) {
+    connect([&] {
+        sync = createPortArbiter();
+        open();
+        std::uint32_t v = 0, p = 0;
+        transport->getVidPid(&v, &p);
+        sync->updatePortInfo(port.c_str(), v, p);
+        vid = v;
+        pid = p;
+        sync->releaseMutex(port.c_str(), transactionID);
+    });
+}
+
+ZlPTPdrv::ZlPTPdrv(std::uint32_t wantedVid, std::uint32_t wantedPid) {
+    connect([&] {
+        sync = createPortArbiter();
+        port.assign(sync->findPortbyVidPid(wantedVid, wantedPid));
+        if (port.length == 0) return;
+        open();
+        vid = wantedVid;
+        pid = wantedPid;
+        sync->releaseMutex(port.c_str(), transactionID);
+    });
+}
+
+ZlPTPdrv::~ZlPTPdrv() {
+    TraceLine(category, "~ZlPTPdrv");
+    transport.reset();
+    try {
+        if (sync) sync->removePort(port.c_str());
+    } catch (PTPCommErrors error) {
+        TraceLine(category, "~ZlPTPdrv err(%x)", static_cast<std::uint32_t>(error));
+    }
+}
+
+void ZlPTPdrv::setDeviceId(std::uint32_t newVid, std::uint32_t newPid) {
+    vid = newVid;
+    pid = newPid;
+}
+
+bool ZlPTPdrv::checkConnection(std::uint32_t* foundVid, std::uint32_t* foundPid) {
+    TraceLine(category, "checkConnection");
+    *foundVid = *foundPid = 0;
+    checkTransport();
+    std::uint32_t v = 0, p = 0;
+    hold("checkConnection", [&] { transport->getVidPid(&v, &p); });
+    TraceLine(category, "checkConnection vid(0x%04x) pid(0x%04x)", v, p);
+    *foundVid = v;
+    *foundPid = p;
+    return v == vid;
+}
+
+void ZlPTPdrv::openSession() {
+    constexpr std::uint32_t session = 1;
+    TraceLine(category, "openSession");
+    checkTransport();
+    setParams(session);
+    std::uint32_t saved = 0;
+    hold(
+        "openSession",
+        [&] {
+            saved = transactionID;
+            transactionID = 0;  // a session begins to count anew
+            sendCommand(0x1002, 1, params);
+            responseBlock = readResponce(0x1002, nullptr);
+            transactionID = 1;
+        },
+        [&] { return recoverTransactionID(saved); });
+    TraceLine(category, "openSession exit");
+}
+
+std::uint32_t ZlPTPdrv::recoverTransactionID(std::uint32_t saved) const {
+    // A camera that has kept its session tells where its count stands.
+    if (saved == 0 && lastResponseCode == PTP_SESSION_ALREADY_OPEN && lastResponseId != 0)
+        return lastResponseId + 1;
+    return vid == countingVid && pid == countingPid ? saved + 1 : saved;
+}
+
+void ZlPTPdrv::checkTransport() const {
+    if (!transport) throw PTP_NO_CONNECTION;
+}
+
+void ZlPTPdrv::sendCommand(std::uint32_t code, std::uint16_t paramCount,
+                           const std::uint32_t* parameters) {
+    TraceLine(low, "sendCommand operation(0x%x)", code);
+    TraceLine(low, "sendCommand transactionID(%d)", transactionID);
+    dataStream.setCursor(4);
+    dataStream.writeU16(static_cast<std::uint16_t>(ContainerType::Command));
+    dataStream.writeU16(static_cast<std::uint16_t>(code));
+    dataStream.writeU32(transactionID++);
+    // Cameras count the parameters, and take trailing zeros for parameters.
+    while (paramCount > 0 && parameters[paramCount - 1] == 0) --paramCount;
+    for (std::uint16_t i = 0; i < paramCount; ++i) dataStream.writeU32(parameters[i]);
+    const std::uint32_t length = dataStream.cursor();
+    dataStream.setCursor(0);
+    dataStream.writeU32(length);
+    transport->write(dataStream.data(), length);
+    TraceLine(low, "sendCommand length(%d)", length);
+}
+
+void ZlPTPdrv::sendData(std::uint32_t code, const void* data, std::uint32_t size) {
+    if (size > largestContainer) throw PTP_OUT_OF_MEMORY;
+    dataStream.clear();
+    dataStream.setCursor(0);
+    const std::uint32_t total = size + containerHeaderSize;
+    dataStream.writeU32(total);
+    dataStream.writeU16(static_cast<std::uint16_t>(ContainerType::Data));
+    dataStream.writeU16(static_cast<std::uint16_t>(code));
+    dataStream.writeU32(transactionID - 1);  // of the command just sent
+    if (dataStream.size() < total) dataStream.resize(total);
+    if (size > 0) std::memcpy(dataStream.data() + containerHeaderSize, data, size);
+    transport->write(dataStream.data(), total);
+    TraceLine(low, "sendData length(%d)", total);
+}
+
+/// Never more than was asked for, whatever the transport says.
+std::uint32_t ZlPTPdrv::readSome(std::uint32_t at, std::uint32_t length) {
+    std::uint32_t count = 0;
+    transport->read(dataStream.data() + at, length, &count);
+    if (count > length) throw PTP_TRANSPORT_ERROR;
+    if (count == 0) throw PTP_NO_RESPONSE;
+    return count;
+}
+
+ContainerBlock ZlPTPdrv::readResponce(std::uint16_t expectedCode,
+                                      ObjectProgressInterface* progress) {
+    TraceLine(low, "readResponce------------------");
+    dataStream.clear();
+    std::uint32_t total = readSome(0, firstRead);
+    const ContainerBlock block(dataStream);
+    TraceLine(low, "readResponce bytesRead(%d)", total);
+    TraceLine(low, "readResponce CB.length(%d)", block.length);
+    TraceLine(low, "readResponce CB.code  (0x%x)", block.code);
+    TraceLine(low, "readResponce CB.type  (%d)", block.type);
+    TraceLine(low, "readResponce CB.id    (%d)", block.id);
+    TraceLine(low, "readResponce CB.param1(0x%x)", block.param1);
+    TraceLine(low, "readResponce CB.param2(0x%x)", block.param2);
+    TraceLine(low, "readResponce CB.param3(0x%x)", block.param3);
+    lastResponseCode = block.code;
+    lastResponseId = block.id;
+    if (total < containerHeaderSize) throw PTP_INCOMPLETE_TRANSFER;
+    const bool refused = block.is(ContainerType::Response) && block.code != ptpOk;
+    const bool stranger = block.is(ContainerType::Data) && block.code != expectedCode;
+    if (refused || stranger) throw static_cast<PTPCommErrors>(block.code);
+    if (block.length > largestContainer) throw PTP_OUT_OF_MEMORY;
+    if (block.length > dataStream.size()) dataStream.resize(block.length);
+    while (block.length > total) {
+        total += readSome(total, std::min(block.length - total, furtherRead));
+        if (progress) progress->reportProgress(percentOf(total, block.length));
+    }
+    TraceLine(low, "readResponce length(%d)", total);
+    expectNullPacket(total);
+    return block;
+}
+
+/// A transfer that fills its last packet is ended by a packet of no bytes.
+void ZlPTPdrv::expectNullPacket(std::uint32_t received) {
+    if (maxPacketSize == 0 || received % maxPacketSize != 0) return;
+    TraceLine(low, "readResponce - looking for NULL packet");
+    std::uint8_t scratch[10];
+    std::uint32_t count = 0;
+    transport->read(scratch, sizeof scratch, &count);
+    TraceLine(low, "readResponce - got %d bytes", count);
+    if (count != 0) throw PTP_TRANSPORT_ERROR;
+}
+
+}  // namespace zlk

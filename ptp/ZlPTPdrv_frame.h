@@ -1,0 +1,31 @@
+#pragma once
+// The frame around each operation, for the files of ZlPTPdrv alone.
+
+#include "foundation/TraceLine.h"
+#include "ptp/ZlPTPdrv.h"
+
+namespace zlk {
+
+inline constexpr char category[] = "ZlPTPdrv";
+inline constexpr std::uint16_t dataStreamSize = 32768;
+
+/// The port is free again on every way out.
+template <class Body, class Recover>
+void ZlPTPdrv::hold(const char* name, Body body, Recover recover) {
+    try {
+        transactionID = sync->getMutex(port.c_str());
+        body();
+        sync->releaseMutex(port.c_str(), transactionID);
+    } catch (PTPCommErrors error) {
+        TraceLine(category, "%s err(%x)", name, static_cast<std::uint32_t>(error));
+        sync->releaseMutex(port.c_str(), recover());
+        throw;
+    }
+}
+
+template <class Body>
+void ZlPTPdrv::hold(const char* name, Body body) {
+    hold(name, body, [this] { return transactionID; });
+}
+
+}  // namespace zlk

@@ -1,0 +1,253 @@
+#include <gtest/gtest.h>
+
+#include <cstring>
+#include <functional>
+#include <string>
+
+#include "platform/text.h"
+#include "tests/support/ChildProcess.h"
+#include "tests/support/TestMachine.h"
+#include "transport/PtpSyncController.h"
+#include "transport/PtpSyncVista.h"
+
+namespace zlk::test {
+namespace {
+
+constexpr WCHAR first[] = u"\\\\.\\Usbscan0";
+constexpr WCHAR second[] = u"\\\\.\\Usbscan1";
+
+/// A shared table as a peer sees it.
+class Peer {
+  public:
+    Peer(const char* name, DWORD size)
+        : mapping_(
+              CreateFileMappingA(INVALID_HANDLE_VALUE, nullptr, PAGE_READWRITE, 0, size, name)),
+          view_(MapViewOfFile(mapping_.get(), FILE_MAP_WRITE, 0, 0, 0)) {}
+    std::uint8_t* bytes() const { return static_cast<std::uint8_t*>(view_.get()); }
+    template <class Entry>
+    Entry& entry(int index) const {
+        return reinterpret_cast<Entry*>(bytes() + 1)[index];
+    }
+
+  private:
+    UniqueHandle mapping_;
+    SectionView view_;
+};
+
+struct CameraTable : Peer {
+    CameraTable() : Peer("Global\\ZlPtpHandlesToCameras", 1024) {}
+    CameraPortEntry& operator[](int index) const { return entry<CameraPortEntry>(index); }
+    int count() const { return bytes()[0]; }
+};
+
+std::uint32_t errorOf(const std::function<void()>& call) {
+    try {
+        call();
+    } catch (PTPCommErrors error) {
+        return error;
+    }
+    return 0;
+}
+
+TEST(PtpSyncController, LaysItsTableOutForAllProcesses) {
+    PtpSyncController arbiter;
+    arbiter.setPort(first);
+    const CameraTable table;
+    ASSERT_EQ(table.count(), 2);
+    EXPECT_STREQ(table[0].port, "zero");
+    EXPECT_EQ(table[0].refCount, 1);
+    EXPECT_STREQ(table[0].mutexName, "Global\\ZlPtpDrvMutexzero");
+    EXPECT_EQ(std::memcmp(table.bytes() + 1 + 156, "\\\\.\\Usbscan0\0\0\0\0\0\0\0\0", 20), 0);
+    EXPECT_STREQ(table[1].mutexName, "Global\\ZlPtpDrvMutexcan0");
+    EXPECT_EQ(table.bytes()[1 + 156 + 152], 1);
+
+    EXPECT_EQ(arbiter.getMutex(u"\\\\.\\USBSCAN0"), 0u);
+    arbiter.releaseMutex(first, 0x01020304);
+    EXPECT_EQ(table.bytes()[1 + 156 + 148], 4);
+    PtpSyncController other;
+    other.setPort(first);
+    EXPECT_EQ(table[0].refCount, 1);  // once a process
+    EXPECT_EQ(table[1].refCount, 2);
+    EXPECT_EQ(other.getMutex(first), 0x01020304u);
+    other.releaseMutex(first, 5);
+}
+
+TEST(PtpSyncController, RemovesAPortWithItsLastUser) {
+    PtpSyncController arbiter;
+    const WCHAR* const ports[] = {first, second, u"abc"};
+    for (const WCHAR* port : ports) arbiter.setPort(port);
+    arbiter.setPort(second);
+    arbiter.getMutex(u"abc");
+    arbiter.releaseMutex(u"abc", 77);
+    const CameraTable table;
+    arbiter.removePort(second);
+    EXPECT_EQ(table.count(), 4);
+    EXPECT_EQ(table[2].refCount, 1);
+    arbiter.removePort(second);
+    ASSERT_EQ(table.count(), 3);
+    EXPECT_STREQ(table[2].port, "abc");
+    EXPECT_STREQ(table[2].mutexName, "Global\\ZlPtpDrvMutexabc");
+    EXPECT_EQ(table[2].transactionID, 77u);
+    arbiter.removePort(u"nobody's");
+    EXPECT_EQ(table.count(), 3);
+    EXPECT_EQ(errorOf([&] { arbiter.getMutex(second); }), PTP_GENERAL_ERROR);
+}
+
+TEST(PtpSyncController, FindsAPortByItsBeginning) {
+    PtpSyncController arbiter;
+    arbiter.setPort(u"\\\\.\\Usbscan10");
+    arbiter.setPort(second);
+    const CameraTable table;
+    EXPECT_EQ(table.count(), 2);
+    EXPECT_EQ(table[1].refCount, 2);
+}
+
+TEST(PtpSyncController, RefusesWhatDoesNotFit) {
+    PtpSyncController arbiter;
+    const std::u16string longest(19, u'x');
+    arbiter.setPort(longest.c_str());
+    EXPECT_EQ(errorOf([&] { arbiter.setPort((longest + u"x").c_str()); }), PTP_GENERAL_ERROR);
+    for (const WCHAR* port : {u"a", u"b", u"c", u"d"}) arbiter.setPort(port);
+    const CameraTable table;
+    EXPECT_EQ(table.count(), 6);
+    const std::string before(reinterpret_cast<char*>(table.bytes()), 1024);
+    EXPECT_EQ(errorOf([&] { arbiter.setPort(u"e"); }), PTP_GENERAL_ERROR);
+    EXPECT_EQ(before, std::string(reinterpret_cast<char*>(table.bytes()), 1024));
+
+    // A count that lies is believed as far as the section reaches.
+    table.bytes()[0] = 255;
+    EXPECT_EQ(errorOf([&] { arbiter.getMutex(u"e"); }), PTP_GENERAL_ERROR);
+    EXPECT_EQ(errorOf([&] { arbiter.setPort(u"e"); }), PTP_GENERAL_ERROR);
+    arbiter.removePort(u"a");
+    EXPECT_EQ(table.count(), 5);
+    // A name of a mutex that isn't ended, or is none.
+    std::memset(table[1].mutexName, '\\', sizeof table[1].mutexName);
+    EXPECT_EQ(errorOf([&] { arbiter.getMutex(longest.c_str()); }), PTP_GENERAL_ERROR);
+}
+
+ZLK_CHILD(takesTurns) {
+    PtpSyncController arbiter;
+    arbiter.setPort(first);
+    child.say("ready");
+    for (std::string word = child.hear(); !word.empty(); word = child.hear()) {
+        if (word == "take") child.say(std::to_string(arbiter.getMutex(first)));
+        if (word == "give") arbiter.releaseMutex(first, 100);
+        if (word == "count") {
+            for (int i = 0; i < 1000; ++i) {
+                const std::uint32_t id = arbiter.getMutex(first);
+                arbiter.releaseMutex(first, id + 1);
+            }
+            child.say("counted");
+        }
+        if (word == "go") {
+            arbiter.removePort(first);
+            child.say("gone");
+        }
+    }
+    return 0;
+}
+
+TEST(PtpSyncController, GoesOnFromWhatADeadHolderStoredLast) {
+    PtpSyncController arbiter;
+    arbiter.setPort(first);
+    ChildProcess holder("takesTurns");
+    ASSERT_EQ(holder.hear(), "ready");
+    EXPECT_EQ(CameraTable()[0].refCount, 2);
+    holder.say("take");
+    ASSERT_EQ(holder.hear(), "0");
+    holder.say("give");
+    holder.say("take");
+    ASSERT_EQ(holder.hear(), "100");
+    holder.kill();
+    EXPECT_EQ(arbiter.getMutex(first), 100u);
+    arbiter.releaseMutex(first, 101);
+}
+
+TEST(PtpSyncController, CountsEachTurnOfFourProcesses) {
+    PtpSyncController arbiter;
+    arbiter.setPort(first);
+    {
+        ChildProcess children[] = {ChildProcess("takesTurns"), ChildProcess("takesTurns"),
+                                   ChildProcess("takesTurns"), ChildProcess("takesTurns")};
+        for (ChildProcess& child : children) ASSERT_EQ(child.hear(), "ready");
+        for (ChildProcess& child : children) child.say("count");
+        for (ChildProcess& child : children) ASSERT_EQ(child.hear(), "counted");
+        EXPECT_EQ(arbiter.getMutex(first), 4000u);
+        arbiter.releaseMutex(first, 4000);
+        for (ChildProcess& child : children) child.say("go");
+        for (ChildProcess& child : children) ASSERT_EQ(child.hear(), "gone");
+    }
+    EXPECT_EQ(CameraTable()[1].refCount, 1);
+}
+
+ZLK_CHILD(comesAndGoes) {
+    const std::u16string port = wideText(child.arguments.at(0));
+    child.say("ready");
+    child.hear();
+    for (int i = 0; i < 300; ++i) {
+        PtpSyncController arbiter;
+        arbiter.setPort(port.c_str());
+        const std::uint32_t id = arbiter.getMutex(port.c_str());
+        arbiter.releaseMutex(port.c_str(), id + 1);
+        arbiter.removePort(port.c_str());
+    }
+    child.say("done");
+    return 0;
+}
+
+TEST(PtpSyncController, LosesNoEntryOfProcessesThatStartTogether) {
+    PtpSyncController arbiter;  // keeps the table
+    ChildProcess children[] = {
+        ChildProcess("comesAndGoes", {"a"}), ChildProcess("comesAndGoes", {"b"}),
+        ChildProcess("comesAndGoes", {"c"}), ChildProcess("comesAndGoes", {"d"})};
+    for (ChildProcess& child : children) ASSERT_EQ(child.hear(), "ready");
+    for (ChildProcess& child : children) child.say("go");
+    for (ChildProcess& child : children) EXPECT_EQ(child.hear(), "done");
+    const CameraTable table;
+    EXPECT_EQ(table.count(), 1);
+}
+
+struct PathTable : Peer {
+    PathTable() : Peer("Global\\ZlPtpWPDHandlesToCameras", 4096) {
+        add("usb#vid_5af1&pid_7c36#1", 0x5AF1, 0x7C36);
+        add("usb#vid_5af1&pid_7c36#2", 0x5AF1, 0x7C36);
+    }
+    void add(const std::string& port, std::uint32_t vid, std::uint32_t pid) {
+        DevicePathEntry& added = entry<DevicePathEntry>(bytes()[0]++);
+        port.copy(added.port, sizeof added.port - 1);
+        added.vid = vid;
+        added.pid = pid;
+        added.transactionID = 9;
+    }
+};
+
+TEST(PtpSyncVista, TakesTurnsByTheOwnersTable) {
+    PtpSyncVista early;
+    early.setPort(u"anything");
+    EXPECT_EQ(early.findPortbyVidPid(0x5AF1, 0x7C36).length, 0u);
+    EXPECT_EQ(errorOf([&] { early.getMutex(u"anything"); }), PTP_GENERAL_ERROR);
+
+    const PathTable table;
+    PtpSyncVista arbiter;
+    const wString port = arbiter.findPortbyVidPid(0x5AF1, 0x7C36);
+    EXPECT_EQ(port.view(), u"usb#vid_5af1&pid_7c36#1");
+    EXPECT_EQ(arbiter.findPortbyVidPid(1, 2).length, 0u);
+    const std::string before(reinterpret_cast<char*>(table.bytes()), 4096);
+    arbiter.setPort(port.c_str());
+    arbiter.removePort(port.c_str());
+    arbiter.updatePortInfo(port.c_str(), 1, 2);
+    EXPECT_EQ(before, std::string(reinterpret_cast<char*>(table.bytes()), 4096));
+
+    EXPECT_EQ(arbiter.getMutex(port.c_str()), 9u);
+    const UniqueHandle mutex(
+        OpenMutexA(0x100000, 0, "Global\\ZlPtpWPDMutexusb#vid_5af1&pid_7c36#1"));
+    EXPECT_TRUE(mutex);
+    arbiter.releaseMutex(port.c_str(), 10);
+    EXPECT_EQ(arbiter.getMutex(port.c_str()), 10u);
+    arbiter.releaseMutex(port.c_str(), 11);
+    EXPECT_EQ(errorOf([&] { arbiter.getMutex(std::u16string(200, u'x').c_str()); }),
+              PTP_GENERAL_ERROR);
+}
+
+}  // namespace
+}  // namespace zlk::test

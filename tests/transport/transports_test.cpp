@@ -1,0 +1,62 @@
+#include <gtest/gtest.h>
+
+#include <functional>
+
+#include "platform/registry.h"
+#include "transport/CVistaUSBTransport.h"
+#include "transport/PtpSyncController.h"
+#include "transport/PtpSyncVista.h"
+#include "transport/WindowsUSB.h"
+
+namespace zlk::test {
+namespace {
+
+std::uint32_t errorOf(const std::function<void()>& call) {
+    try {
+        call();
+    } catch (PTPCommErrors error) {
+        return error;
+    }
+    return 0;
+}
+
+TEST(Transports, HaveAMindOfTheirOwnWhileTheyAreClosed) {
+    std::uint8_t buffer[4]{};
+    std::uint32_t count = 77, vid = 77, pid = 77;
+    WindowsUSB usb;
+    EXPECT_EQ(usb.getMaxPacketSize(), 64u);
+    for (const WCHAR* port : {u"", u"x", u"\\\\.\\Usbscan7", u"\\\\.\\Usbscan7777777777777"})
+        EXPECT_EQ(errorOf([&] { usb.openConnection(port); }), PTP_NO_CONNECTION);
+    usb.closeConnection();
+    EXPECT_EQ(errorOf([&] { usb.read(buffer, 4, &count); }), PTP_TRANSPORT_ERROR);
+    EXPECT_EQ(errorOf([&] { usb.write(buffer, 4); }), PTP_TRANSPORT_ERROR);
+    EXPECT_EQ(errorOf([&] { usb.readInterrupt(buffer, 4); }), PTP_TRANSPORT_ERROR);
+    EXPECT_EQ(errorOf([&] { usb.getVidPid(&vid, &pid); }), PTP_TRANSPORT_ERROR);
+
+    CVistaUSBTransport younger;
+    younger.openConnection(u"");
+    EXPECT_EQ(errorOf([&] { younger.openConnection(u"usb#nowhere"); }), PTP_NO_CONNECTION);
+    younger.read(buffer, 4, &count);
+    EXPECT_EQ(count, 77u);
+    younger.write(buffer, 4);
+    younger.readInterrupt(buffer, 4);
+    younger.getVidPid(&vid, &pid);
+    EXPECT_EQ(vid, 0u);
+    EXPECT_EQ(younger.getMaxPacketSize(), 0u);
+}
+
+TEST(Factories, ChooseOneFamilyByTheSystem) {
+    EXPECT_TRUE(dynamic_cast<WindowsUSB*>(createTransport().get()));
+    EXPECT_TRUE(dynamic_cast<PtpSyncController*>(createPortArbiter().get()));
+    HKEY key = nullptr;
+    ASSERT_EQ(RegCreateKeyExW(HKEY_LOCAL_MACHINE, u"Software\\Zephyr-Lanthorn\\Platform", 0,
+                              nullptr, 0, KEY_WRITE, nullptr, &key, nullptr),
+              ERROR_SUCCESS);
+    RegSetValueExW(key, u"SystemVersion", 0, REG_SZ, reinterpret_cast<const BYTE*>(u"6.0"), 8);
+    RegCloseKey(key);
+    EXPECT_TRUE(dynamic_cast<CVistaUSBTransport*>(createTransport().get()));
+    EXPECT_TRUE(dynamic_cast<PtpSyncVista*>(createPortArbiter().get()));
+}
+
+}  // namespace
+}  // namespace zlk::test

@@ -1,0 +1,179 @@
+#include "transport/PtpSyncController.h"
+
+#include <atomic>
+#include <cstring>
+
+#include "foundation/TraceLine.h"
+#include "platform/text.h"
+#include "transport/PortText.h"
+
+namespace zlk {
+namespace {
+
+constexpr char category[] = "PtpSyncController";
+
+constexpr char tableName[] = "Global\\ZlPtpHandlesToCameras";
+constexpr char tableMutexName[] = "Global\\ZlPtpTableMutex";
+constexpr char portMutexPrefix[] = "Global\\ZlPtpDrvMutex";
+constexpr DWORD tableSize = 1024;
+constexpr std::size_t longestPort = sizeof(CameraPortEntry::port) - 1;
+
+/// The first arbiter of a process leaves a handle and a view of the table open to the end of the
+/// process: between connections the counters live on there.
+std::atomic<bool> sharedMemoryInitialised{false};
+
+/// A hold of the table.
+class TableHold {
+  public:
+    TableHold() : mutex_(CreateMutexA(nullptr, 0, tableMutexName)) {
+        if (!mutex_ || WaitForSingleObject(mutex_.get(), INFINITE) == WAIT_FAILED)
+            throw PTP_GENERAL_ERROR;
+    }
+    ~TableHold() { ReleaseMutex(mutex_.get()); }
+    TableHold(const TableHold&) = delete;
+    TableHold& operator=(const TableHold&) = delete;
+
+  private:
+    UniqueHandle mutex_;
+};
+
+std::string mutexNameOf(const std::string& port) {
+    return portMutexPrefix + port.substr(port.size() > 4 ? port.size() - 4 : 0);
+}
+
+}  // namespace
+
+PtpSyncController::PtpSyncController() {
+    if (sharedMemoryInitialised) return;
+    TraceLine(category, "Initializing Shared Memory");
+    setPort(u"zero");
+    (void)mapping.release();
+    (void)view.release();
+    sharedMemoryInitialised = true;
+}
+
+PtpSyncController::~PtpSyncController() {
+    cleanupMappedFile();
+    letGo();
+}
+
+void PtpSyncController::cleanupMappedFile() {
+    if (!view && !mapping) return;
+    TraceLine(category, "cleanupMappedFile");
+    view.reset();
+    mapping.reset();
+}
+
+/// Of a mutex that is still held, too.
+void PtpSyncController::letGo() {
+    if (!mutex) return;
+    ReleaseMutex(mutex.get());
+    mutex.reset();
+}
+
+bool PtpSyncController::openTable() {
+    if (view) return true;
+    mapping = UniqueHandle(OpenFileMappingA(sectionAllAccess, 0, tableName));
+    if (mapping) view.reset(MapViewOfFile(mapping.get(), FILE_MAP_WRITE, 0, 0, 0));
+    return view != nullptr;
+}
+
+void PtpSyncController::makeOrOpenTable() {
+    if (openTable()) {
+        TraceLine(category, "setPort - openFileMapping already open");
+        return;
+    }
+    TraceLine(category, "setPort - openFileMapping creating map");
+    mapping = UniqueHandle(
+        CreateFileMappingA(INVALID_HANDLE_VALUE, nullptr, PAGE_READWRITE, 0, tableSize, tableName));
+    const bool made = mapping && GetLastError() == ERROR_SUCCESS;
+    if (mapping) view.reset(MapViewOfFile(mapping.get(), FILE_MAP_WRITE, 0, 0, 0));
+    if (!view) throw PTP_GENERAL_ERROR;
+    // A peer without our mutex may have made it, and written into it, a moment ago.
+    if (made) table().setCount(0);
+}
+
+PtpSyncController::Table PtpSyncController::table() const noexcept {
+    return {view.get(), tableSize};
+}
+
+CameraPortEntry& PtpSyncController::entryOf(const std::string& port) const {
+    CameraPortEntry* const entry = table().find(port);
+    if (!entry) throw PTP_GENERAL_ERROR;
+    return *entry;
+}
+
+void PtpSyncController::setPort(const WCHAR* wide) {
+    const std::string port = portText(wide, longestPort);
+    cleanupMappedFile();
+    const TableHold hold;
+    makeOrOpenTable();
+    Table entries = table();
+    TraceLine(category, "setPort - NumberOfEntries(%d)", entries.count());
+    if (CameraPortEntry* const known = entries.find(port)) {
+        const std::uint16_t references = known->refCount;
+        TraceLine(category, "setPort - found port in map refcnt(%d)", references);
+        known->refCount = static_cast<std::uint16_t>(references + 1);
+        return;
+    }
+    if (entries.count() >= entries.capacity()) throw PTP_GENERAL_ERROR;
+    CameraPortEntry fresh{};
+    port.copy(fresh.port, longestPort);
+    mutexNameOf(port).copy(fresh.mutexName, sizeof fresh.mutexName - 1);
+    fresh.refCount = 1;
+    *entries.end() = fresh;
+    entries.setCount(entries.count() + 1);
+}
+
+std::uint32_t PtpSyncController::getMutex(const WCHAR* wide) {
+    const std::string port = portText(wide, longestPort);
+    if (!openTable()) return 0;
+    const CameraPortEntry& entry = entryOf(port);
+    const std::string name(entry.mutexName, strnlen(entry.mutexName, sizeof entry.mutexName));
+    letGo();
+    mutex = UniqueHandle(OpenMutexA(mutexSynchronize, 1, name.c_str()));
+    if (!mutex) mutex = UniqueHandle(CreateMutexA(nullptr, 0, name.c_str()));
+    // One that a process left behind when it died counts as acquired.
+    if (!mutex || WaitForSingleObject(mutex.get(), INFINITE) == WAIT_FAILED) {
+        TraceLine(category, "getMutex - ERROR (mutex is NULL) err(%d)", GetLastError());
+        mutex.reset();
+        throw PTP_GENERAL_ERROR;
+    }
+    // Entries may have moved while we waited.
+    return entryOf(port).transactionID;
+}
+
+void PtpSyncController::releaseMutex(const WCHAR* wide, std::uint32_t transactionId) {
+    const std::string port = portText(wide, longestPort);
+    if (!openTable()) return;
+    {
+        const TableHold hold;
+        entryOf(port).transactionID = transactionId;
+    }
+    letGo();
+}
+
+void PtpSyncController::removePort(const WCHAR* wide) {
+    const std::string port = portText(wide, longestPort);
+    if (!openTable()) return;
+    const TableHold hold;
+    Table entries = table();
+    TraceLine(category, "removePort NumberOfEntries(%d)", entries.count());
+    CameraPortEntry* entry = entries.find(port);
+    if (!entry) return;
+    TraceLine(category, "removePort - found entry num%d", entry - entries.begin());
+    if (const std::uint16_t references = entry->refCount; references > 1) {
+        TraceLine(category, "removePort - reducing refCount(%d)", references);
+        entry->refCount = static_cast<std::uint16_t>(references - 1);
+        return;
+    }
+    TraceLine(category, "removePort removeItem");
+    for (; entry + 1 < entries.end(); ++entry) {
+        TraceLine(category, "removePort - move entry down");
+        *entry = entry[1];
+    }
+    entries.setCount(entries.count() - 1);
+    TraceLine(category, "removePort exit");
+}
+
+}  // namespace zlk

@@ -1,0 +1,113 @@
+#include "transport/PtpSyncVista.h"
+
+#include <cstring>
+
+#include "foundation/TraceLine.h"
+#include "platform/text.h"
+#include "transport/PortText.h"
+
+namespace zlk {
+namespace {
+
+constexpr char category[] = "PtpSyncVista";
+
+constexpr char tableName[] = "Global\\ZlPtpWPDHandlesToCameras";
+constexpr char mutexPrefix[] = "Global\\ZlPtpWPDMutex";
+constexpr DWORD tableSize = 4096;
+constexpr std::size_t longestPort = 199;
+
+}  // namespace
+
+PtpSyncVista::~PtpSyncVista() {
+    TraceLine(category, "~PtpSyncVista");
+    letGo();
+    (void)mapping.release();
+    (void)view.release();
+}
+
+void PtpSyncVista::letGo() {
+    if (held) ReleaseMutex(mutex.get());
+    held = false;
+    if (!createdMutex) mutex.reset();
+}
+
+bool PtpSyncVista::openTable() {
+    if (view) return true;
+    mapping = UniqueHandle(OpenFileMappingA(sectionAllAccess, 0, tableName));
+    if (!mapping) return false;
+    view.reset(MapViewOfFile(mapping.get(), FILE_MAP_WRITE, 0, 0, 0));
+    if (!view) throw PTP_GENERAL_ERROR;
+    return true;
+}
+
+PtpSyncVista::Table PtpSyncVista::table() const noexcept {
+    return {view.get(), tableSize};
+}
+
+DevicePathEntry& PtpSyncVista::entryOf(const std::string& port) {
+    DevicePathEntry* const entry = openTable() ? table().find(port) : nullptr;
+    if (!entry) throw PTP_GENERAL_ERROR;
+    return *entry;
+}
+
+void PtpSyncVista::setPort(const WCHAR* wide) {
+    TraceLine(category, "setPort");
+    const std::string port = portText(wide, longestPort);
+    if (!openTable()) return;
+    TraceLine(category, "setPort - openFileMapping");
+    const Table entries = table();
+    TraceLine(category, "setPort - NumberOfEntries(%d)", entries.count());
+    if (const DevicePathEntry* entry = entries.find(port))
+        TraceLine(category, "setPort - found port in map index(%d)", entry - entries.begin());
+}
+
+wString PtpSyncVista::findPortbyVidPid(std::uint32_t vid, std::uint32_t pid) {
+    TraceLine(category, "findPortbyVidPid vid(%x) pid(%x)", vid, pid);
+    if (!openTable()) return {};
+    for (const DevicePathEntry& entry : table())
+        if (entry.vid == vid && entry.pid == pid)
+            return wString(std::string(entry.port, strnlen(entry.port, sizeof entry.port)).c_str());
+    return {};
+}
+
+std::uint32_t PtpSyncVista::getMutex(const WCHAR* wide) {
+    TraceLine(category, "getMutex");
+    const std::string port = portText(wide, longestPort);
+    const std::string name = mutexPrefix + port;
+    TraceLine(category, "makeMutexName");
+    TraceLine(category, "%s", name);
+    const DevicePathEntry& entry = entryOf(port);
+    letGo();
+    mutex = UniqueHandle(OpenMutexA(mutexAllAccess, 1, name.c_str()));
+    if (!mutex) {
+        TraceLine(category, "getMutex - Creating Mutex");
+        createdMutex = true;
+        mutex = UniqueHandle(CreateMutexA(nullptr, 0, name.c_str()));
+        if (!mutex)
+            TraceLine(category, "CreateMutex - ERROR (mutex is NULL) err(%d)", GetLastError());
+    }
+    if (!mutex) {
+        TraceLine(category, "getMutex - ERROR (mutex is NULL) err(%d)", GetLastError());
+        throw PTP_GENERAL_ERROR;
+    }
+    TraceLine(category, "getMutex - Wait for Mutex...");
+    const DWORD result = WaitForSingleObject(mutex.get(), INFINITE);
+    if (result == WAIT_OBJECT_0) {
+        TraceLine(category, "getMutex - Got it");
+    } else {
+        TraceLine(category, "getMutex - error waiting for mutex(%d)", result);
+        if (result == WAIT_FAILED) throw PTP_GENERAL_ERROR;
+    }
+    held = true;
+    return entry.transactionID;
+}
+
+void PtpSyncVista::releaseMutex(const WCHAR* wide, std::uint32_t transactionId) {
+    TraceLine(category, "releaseMutex");
+    const std::string port = portText(wide, longestPort);
+    if (!openTable()) return;
+    entryOf(port).transactionID = transactionId;
+    letGo();
+}
+
+}  // namespace zlk
