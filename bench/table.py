@@ -121,17 +121,25 @@ def copying(scratch):
         target.unlink(missing_ok=True)
         os.sync()
 
-    theirs = ours = float("inf")
+    def save():
+        return float(run(BIN / "zlk-bench-card", "save", CARD, r"E:\BIG.MOV", scratch / "copy"))
+
+    ways = {
+        "cp": lambda: timed("cp", "--reflink=never", source, scratch / "copy"),
+        "dd": lambda: timed("dd", f"if={source}", f"of={scratch / 'copy'}", "bs=64K"),
+        "save": save,
+    }
+    fastest = dict.fromkeys(ways, float("inf"))
     for _ in range(8):  # now and then the disk holds one of them up for a second
-        fresh(scratch / "copy")
-        theirs = min(theirs, timed("cp", "--reflink=never", source, scratch / "copy"))
-        fresh(scratch / "copy")
-        seconds = float(run(BIN / "zlk-bench-card", "save", CARD, r"E:\BIG.MOV",
-                            scratch / "copy"))
-        ours = min(ours, seconds)
+        for way, copy in ways.items():
+            fresh(scratch / "copy")
+            fastest[way] = min(fastest[way], copy())
     run("cmp", source, scratch / "copy")
-    ratio = theirs / ours
+    ratio = fastest["cp"] / fastest["save"]
     row("SaveFileData of 1 GiB against cp", f"{ratio:.2f} x throughput", "0.9 x", ratio >= 0.9)
+    # The contract copies in blocks of 64 KiB, cp in larger ones.
+    ratio = fastest["dd"] / fastest["save"]
+    row("the same against dd in blocks of 64 KiB", f"{ratio:.2f} x throughput", "-", True)
 
 
 def main():
