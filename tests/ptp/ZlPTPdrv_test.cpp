@@ -6,6 +6,7 @@
 #include <functional>
 #include <numeric>
 
+#include "tests/ptp/Raised.h"
 #include "tests/ptp/ScriptedPort.h"
 
 namespace zlk::test {
@@ -35,13 +36,9 @@ class Engine : public testing::Test {
         port.toHost.assign(transfers.begin(), transfers.end());
     }
     /// What `operation` raises; 0 for nothing. The port is free in either case.
-    std::uint32_t raised(const std::function<void()>& operation) {
-        std::uint32_t error = 0;
-        try {
-            operation();
-        } catch (PTPCommErrors thrown) {
-            error = thrown;
-        }
+    template <class Operation>
+    std::uint32_t raised(Operation operation) {
+        const std::uint32_t error = raisedBy(operation);
         EXPECT_EQ(port.held, 0);
         return error;
     }
@@ -214,24 +211,14 @@ TEST_F(Engine, RefusesNothingsBeforeItTakesThePort) {
     for (const auto& operation : std::initializer_list<std::function<void()>>{
              [&] { engine.getStorageInfo(0); }, [&] { engine.getNumberObjects(0, 0, 0); },
              [&] { engine.getObjectHandles(0, 0, 0); }}) {
-        EXPECT_THROW(operation(), PTPCommErrors);
-        try {
-            operation();
-        } catch (PTPCommErrors error) {
-            EXPECT_EQ(error, PTP_INVALID_STORAGE_ID);
-        }
+        EXPECT_EQ(raised(operation), PTP_INVALID_STORAGE_ID);
     }
     for (const auto& operation : std::initializer_list<std::function<void()>>{
              [&] { engine.getObjectInfo(0); }, [&] { engine.getObject(0, nullptr, 0, nullptr); },
              [&] { engine.getThumb(0, nullptr, 0); }, [&] { engine.deleteObject(0, 1); },
              [&] { engine.setObjectProtection(0, 1); }, [&] { engine.moveObject(0, 1, 1); },
              [&] { engine.copyObject(0, 1, 1); }}) {
-        try {
-            operation();
-            ADD_FAILURE();
-        } catch (PTPCommErrors error) {
-            EXPECT_EQ(error, PTP_INVALID_OBJECT_HANDLE);
-        }
+        EXPECT_EQ(raised(operation), PTP_INVALID_OBJECT_HANDLE);
     }
     EXPECT_TRUE(port.fromHost.empty());
 }

@@ -1,10 +1,10 @@
 #include <gtest/gtest.h>
 
 #include <cstring>
-#include <functional>
 #include <string>
 
 #include "platform/text.h"
+#include "tests/ptp/Raised.h"
 #include "tests/support/ChildProcess.h"
 #include "tests/support/TestMachine.h"
 #include "transport/PtpSyncController.h"
@@ -39,15 +39,6 @@ struct CameraTable : Peer {
     CameraPortEntry& operator[](int index) const { return entry<CameraPortEntry>(index); }
     int count() const { return bytes()[0]; }
 };
-
-std::uint32_t errorOf(const std::function<void()>& call) {
-    try {
-        call();
-    } catch (PTPCommErrors error) {
-        return error;
-    }
-    return 0;
-}
 
 TEST(PtpSyncController, LaysItsTableOutForAllProcesses) {
     PtpSyncController arbiter;
@@ -90,7 +81,7 @@ TEST(PtpSyncController, RemovesAPortWithItsLastUser) {
     EXPECT_EQ(table[2].transactionID, 77u);
     arbiter.removePort(u"nobody's");
     EXPECT_EQ(table.count(), 3);
-    EXPECT_EQ(errorOf([&] { arbiter.getMutex(second); }), PTP_GENERAL_ERROR);
+    EXPECT_EQ(raisedBy([&] { arbiter.getMutex(second); }), PTP_GENERAL_ERROR);
 }
 
 TEST(PtpSyncController, FindsAPortByItsBeginning) {
@@ -106,23 +97,23 @@ TEST(PtpSyncController, RefusesWhatDoesNotFit) {
     PtpSyncController arbiter;
     const std::u16string longest(19, u'x');
     arbiter.setPort(longest.c_str());
-    EXPECT_EQ(errorOf([&] { arbiter.setPort((longest + u"x").c_str()); }), PTP_GENERAL_ERROR);
+    EXPECT_EQ(raisedBy([&] { arbiter.setPort((longest + u"x").c_str()); }), PTP_GENERAL_ERROR);
     for (const WCHAR* port : {u"a", u"b", u"c", u"d"}) arbiter.setPort(port);
     const CameraTable table;
     EXPECT_EQ(table.count(), 6);
     const std::string before(reinterpret_cast<char*>(table.bytes()), 1024);
-    EXPECT_EQ(errorOf([&] { arbiter.setPort(u"e"); }), PTP_GENERAL_ERROR);
+    EXPECT_EQ(raisedBy([&] { arbiter.setPort(u"e"); }), PTP_GENERAL_ERROR);
     EXPECT_EQ(before, std::string(reinterpret_cast<char*>(table.bytes()), 1024));
 
     // A count that lies is believed as far as the section reaches.
     table.bytes()[0] = 255;
-    EXPECT_EQ(errorOf([&] { arbiter.getMutex(u"e"); }), PTP_GENERAL_ERROR);
-    EXPECT_EQ(errorOf([&] { arbiter.setPort(u"e"); }), PTP_GENERAL_ERROR);
+    EXPECT_EQ(raisedBy([&] { arbiter.getMutex(u"e"); }), PTP_GENERAL_ERROR);
+    EXPECT_EQ(raisedBy([&] { arbiter.setPort(u"e"); }), PTP_GENERAL_ERROR);
     arbiter.removePort(u"a");
     EXPECT_EQ(table.count(), 5);
     // A name of a mutex that isn't ended, or is none.
     std::memset(table[1].mutexName, '\\', sizeof table[1].mutexName);
-    EXPECT_EQ(errorOf([&] { arbiter.getMutex(longest.c_str()); }), PTP_GENERAL_ERROR);
+    EXPECT_EQ(raisedBy([&] { arbiter.getMutex(longest.c_str()); }), PTP_GENERAL_ERROR);
 }
 
 ZLK_CHILD(takesTurns) {
@@ -225,7 +216,7 @@ TEST(PtpSyncVista, TakesTurnsByTheOwnersTable) {
     PtpSyncVista early;
     early.setPort(u"anything");
     EXPECT_EQ(early.findPortbyVidPid(0x5AF1, 0x7C36).length, 0u);
-    EXPECT_EQ(errorOf([&] { early.getMutex(u"anything"); }), PTP_GENERAL_ERROR);
+    EXPECT_EQ(raisedBy([&] { early.getMutex(u"anything"); }), PTP_GENERAL_ERROR);
 
     const PathTable table;
     PtpSyncVista arbiter;
@@ -245,7 +236,7 @@ TEST(PtpSyncVista, TakesTurnsByTheOwnersTable) {
     arbiter.releaseMutex(port.c_str(), 10);
     EXPECT_EQ(arbiter.getMutex(port.c_str()), 10u);
     arbiter.releaseMutex(port.c_str(), 11);
-    EXPECT_EQ(errorOf([&] { arbiter.getMutex(std::u16string(200, u'x').c_str()); }),
+    EXPECT_EQ(raisedBy([&] { arbiter.getMutex(std::u16string(200, u'x').c_str()); }),
               PTP_GENERAL_ERROR);
 }
 
