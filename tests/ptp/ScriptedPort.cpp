@@ -2,7 +2,6 @@
 
 #include <algorithm>
 #include <charconv>
-#include <cstring>
 
 #include "ptp/PTPSyncInterface.h"
 #include "ptp/TransportInterface.h"
@@ -37,7 +36,8 @@ class ScriptedTransport : public TransportInterface {
         if (script->events.empty()) return;
         const Bytes event = script->events.front();
         script->events.pop_front();
-        std::memcpy(buffer, event.data(), std::min<std::size_t>(length, event.size()));
+        std::copy_n(event.begin(), std::min<std::size_t>(length, event.size()),
+                    static_cast<std::uint8_t*>(buffer));
     }
     std::uint32_t getMaxPacketSize() override { return script->maxPacketSize; }
     void getVidPid(std::uint32_t* vid, std::uint32_t* pid) override {
