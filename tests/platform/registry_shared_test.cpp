@@ -382,6 +382,21 @@ TEST(RegistryShared, StoreOnAFullDiskKeepsTheOldValue) {
     if (mounted != "mounted") GTEST_SKIP() << "nothing can be mounted here";
 }
 
+TEST(RegistryShared, StoreHoldsTenThousandKeys) {
+    const RegistryKey key = createKey(HKEY_LOCAL_MACHINE, scene);
+    for (int i = 0; i < 10'000; ++i) {
+        const std::string name = (i % 2 ? "Cam" : "cam") + std::to_string(i * 7919 % 10'000);
+        ASSERT_EQ(tryCreate(key.get(), wideText(name)), LSTATUS{ERROR_SUCCESS});
+    }
+    std::vector<std::string> names = subKeys(key.get());
+    EXPECT_EQ(names.size(), 10'000u);
+    EXPECT_TRUE(std::is_sorted(names.begin(), names.end(), [](const auto& a, const auto& b) {
+        return compareIgnoringCase(wideText(a), wideText(b)) < 0;
+    }));
+    EXPECT_TRUE(openKey(key.get(), u"CAM9999"));
+    EXPECT_EQ(RegDeleteTreeW(HKEY_LOCAL_MACHINE, scene), LSTATUS{ERROR_SUCCESS});
+}
+
 // A user's machine beside installed classes: its library lies in a tree of its own.
 ZLK_CHILD(usesInstalledClasses) {
     ::setenv("ZLK_MACHINE", child.arguments.at(0).c_str(), 1);

@@ -189,6 +189,29 @@ TEST_F(Server, GivesTheFactoryOfItsOwnClassesOnly) {
     EXPECT_EQ(factory->CreateInstance(nullptr, iidOf<IDeviceList>, nullptr), E_POINTER);
 }
 
+TEST_F(Server, MakesAPartOfAnotherObjectOfEachClass) {
+    ASSERT_EQ(call("DllRegisterServer"), S_OK);
+    // The factory stands in for an outer object: what it counts means nothing to it.
+    const auto outer = factoryOf(CLSID_DeviceList);
+    for (const ServerClass& c : serverClasses) {
+        int unset;
+        void* object = &unset;
+        EXPECT_EQ(CoCreateInstance(c.clsid, outer.get(), CLSCTX_ALL, c.iid, &object),
+                  CLASS_E_NOAGGREGATION)
+            << c.name;
+        EXPECT_EQ(object, nullptr);
+        ComPtr<IUnknown> inner, part, whole;
+        ASSERT_EQ(CoCreateInstance(c.clsid, outer.get(), CLSCTX_ALL, iidOf<IUnknown>,
+                                   reinterpret_cast<void**>(inner.out())),
+                  S_OK)
+            << c.name;
+        ASSERT_EQ(inner->QueryInterface(c.iid, reinterpret_cast<void**>(part.out())), S_OK);
+        part->QueryInterface(iidOf<IUnknown>, reinterpret_cast<void**>(whole.out()));
+        EXPECT_EQ(whole.get(), static_cast<IUnknown*>(outer.get())) << c.name;
+    }
+    EXPECT_EQ(call("DllCanUnloadNow"), S_OK);
+}
+
 TEST_F(Server, IsHeldByObjectsAndLocksAndNotByFactories) {
     const auto factory = factoryOf(CLSID_DeviceUtils);
     EXPECT_EQ(call("DllCanUnloadNow"), S_OK);
