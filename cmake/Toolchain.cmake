@@ -11,7 +11,7 @@ endif()
 if(CMAKE_CXX_COMPILER_ID STREQUAL GNU)
   add_compile_options($<$<COMPILE_LANGUAGE:CXX>:-fpch-preprocess>)
 endif()
-# Line numbers for a backtrace, at two thirds of a build's time with all debug information.
+# Line numbers for a backtrace; all debug information would cost each build a good deal more time.
 set(CMAKE_CXX_FLAGS_RELWITHDEBINFO "-O2 -g1 -DNDEBUG")
 
 add_compile_options(-Wall -Wextra -Wpedantic -Wshadow -Wnon-virtual-dtor -Wcast-qual -Werror)
@@ -26,7 +26,8 @@ if(ZLK_SANITIZE)
                       -fno-omit-frame-pointer)
   add_link_options(-fsanitize=${ZLK_SANITIZE})
   if(CMAKE_CXX_COMPILER_ID STREQUAL GNU AND ZLK_SANITIZE MATCHES thread)
-    # The fence that it can't see orders reads of what other processes write, which it doesn't see either.
+    # The fence that it can't see orders reads of what other processes write, which it doesn't see
+    # either.
     add_compile_options(-Wno-tsan)
   endif()
   # clang's sanitizer runtime is in the program only; its symbols are missing from a module.

@@ -23,6 +23,9 @@
 inline constexpr DWORD PAGE_READWRITE = 4;
 inline constexpr DWORD FILE_MAP_WRITE = 2;
 inline constexpr DWORD FILE_MAP_READ = 4;
+inline constexpr DWORD FILE_MAP_ALL_ACCESS = 0xF001F;
+inline constexpr DWORD SYNCHRONIZE = 0x100000;
+inline constexpr DWORD MUTEX_ALL_ACCESS = 0x1F0001;
 inline constexpr DWORD WAIT_OBJECT_0 = 0;
 inline constexpr DWORD WAIT_ABANDONED = 0x80;
 inline constexpr DWORD WAIT_TIMEOUT = 258;

@@ -9,16 +9,19 @@ namespace zlk {
 inline constexpr char category[] = "ZlPTPdrv";
 inline constexpr std::uint16_t dataStreamSize = 32768;
 
-/// The port is free again on every way out.
+/// The port is free again on every way out. Where it was never had, its counter is not ours to
+/// store.
 template <class Body, class Recover>
 void ZlPTPdrv::hold(const char* name, Body body, Recover recover) {
+    bool taken = false;
     try {
         transactionID = sync->getMutex(port.c_str());
+        taken = true;
         body();
         sync->releaseMutex(port.c_str(), transactionID);
     } catch (PTPCommErrors error) {
         TraceLine(category, "%s err(%x)", name, static_cast<std::uint32_t>(error));
-        sync->releaseMutex(port.c_str(), recover());
+        if (taken) sync->releaseMutex(port.c_str(), recover());
         throw;
     }
 }

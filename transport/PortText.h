@@ -14,8 +14,4 @@ inline std::string portText(const WCHAR* wide, std::size_t longest) {
     return text;
 }
 
-inline constexpr DWORD sectionAllAccess = 0xF001F;
-inline constexpr DWORD mutexSynchronize = 0x100000;
-inline constexpr DWORD mutexAllAccess = 0x1F0001;
-
 }  // namespace zlk

@@ -47,8 +47,7 @@ PtpSyncController::PtpSyncController() {
     if (sharedMemoryInitialised) return;
     TraceLine(category, "Initializing Shared Memory");
     setPort(u"zero");
-    (void)mapping.release();
-    (void)view.release();
+    section.keep();
     sharedMemoryInitialised = true;
 }
 
@@ -58,10 +57,9 @@ PtpSyncController::~PtpSyncController() {
 }
 
 void PtpSyncController::cleanupMappedFile() {
-    if (!view && !mapping) return;
+    if (!section.view()) return;
     TraceLine(category, "cleanupMappedFile");
-    view.reset();
-    mapping.reset();
+    section.close();
 }
 
 /// Of a mutex that is still held, too.
@@ -71,30 +69,18 @@ void PtpSyncController::letGo() {
     mutex.reset();
 }
 
-bool PtpSyncController::openTable() {
-    if (view) return true;
-    mapping = UniqueHandle(OpenFileMappingA(sectionAllAccess, 0, tableName));
-    if (mapping) view.reset(MapViewOfFile(mapping.get(), FILE_MAP_WRITE, 0, 0, 0));
-    return view != nullptr;
-}
-
 void PtpSyncController::makeOrOpenTable() {
-    if (openTable()) {
+    if (section.open(tableName)) {
         TraceLine(category, "setPort - openFileMapping already open");
         return;
     }
     TraceLine(category, "setPort - openFileMapping creating map");
-    mapping = UniqueHandle(
-        CreateFileMappingA(INVALID_HANDLE_VALUE, nullptr, PAGE_READWRITE, 0, tableSize, tableName));
-    const bool made = mapping && GetLastError() == ERROR_SUCCESS;
-    if (mapping) view.reset(MapViewOfFile(mapping.get(), FILE_MAP_WRITE, 0, 0, 0));
-    if (!view) throw PTP_GENERAL_ERROR;
     // A peer without our mutex may have made it, and written into it, a moment ago.
-    if (made) table().setCount(0);
+    if (section.make(tableName, tableSize)) table().setCount(0);
 }
 
 PtpSyncController::Table PtpSyncController::table() const noexcept {
-    return {view.get(), tableSize};
+    return {section.view(), tableSize};
 }
 
 CameraPortEntry& PtpSyncController::entryOf(const std::string& port) const {
@@ -127,11 +113,11 @@ void PtpSyncController::setPort(const WCHAR* wide) {
 
 std::uint32_t PtpSyncController::getMutex(const WCHAR* wide) {
     const std::string port = portText(wide, longestPort);
-    if (!openTable()) return 0;
+    if (!section.open(tableName)) return 0;
     const CameraPortEntry& entry = entryOf(port);
     const std::string name(entry.mutexName, strnlen(entry.mutexName, sizeof entry.mutexName));
     letGo();
-    mutex = UniqueHandle(OpenMutexA(mutexSynchronize, 1, name.c_str()));
+    mutex = UniqueHandle(OpenMutexA(SYNCHRONIZE, 1, name.c_str()));
     if (!mutex) mutex = UniqueHandle(CreateMutexA(nullptr, 0, name.c_str()));
     // One that a process left behind when it died counts as acquired.
     if (!mutex || WaitForSingleObject(mutex.get(), INFINITE) == WAIT_FAILED) {
@@ -145,7 +131,7 @@ std::uint32_t PtpSyncController::getMutex(const WCHAR* wide) {
 
 void PtpSyncController::releaseMutex(const WCHAR* wide, std::uint32_t transactionId) {
     const std::string port = portText(wide, longestPort);
-    if (!openTable()) return;
+    if (!section.open(tableName)) return;
     {
         const TableHold hold;
         entryOf(port).transactionID = transactionId;
@@ -155,7 +141,7 @@ void PtpSyncController::releaseMutex(const WCHAR* wide, std::uint32_t transactio
 
 void PtpSyncController::removePort(const WCHAR* wide) {
     const std::string port = portText(wide, longestPort);
-    if (!openTable()) return;
+    if (!section.open(tableName)) return;
     const TableHold hold;
     Table entries = table();
     TraceLine(category, "removePort NumberOfEntries(%d)", entries.count());

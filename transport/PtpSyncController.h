@@ -1,11 +1,10 @@
 #pragma once
-#include <memory>
 #include <string>
 
 #include "platform/named_objects.h"
 #include "ptp/PTPSyncInterface.h"
 #include "transport/PortTable.h"
-#include "transport/SectionView.h"
+#include "transport/SharedSection.h"
 
 namespace zlk {
 
@@ -39,15 +38,13 @@ class PtpSyncController : public PTPSyncInterface {
     using Table = PortTable<CameraPortEntry>;
 
     Table table() const noexcept;
-    bool openTable();
     void makeOrOpenTable();
     void cleanupMappedFile();
     void letGo();
     CameraPortEntry& entryOf(const std::string& port) const;
 
-    UniqueHandle mutex;  // of the port that is held
-    UniqueHandle mapping;
-    SectionView view;
+    UniqueHandle mutex;     // of the port that is held
+    SharedSection section;  // the table
 };
 
 }  // namespace zlk

@@ -21,8 +21,7 @@ constexpr std::size_t longestPort = 199;
 PtpSyncVista::~PtpSyncVista() {
     TraceLine(category, "~PtpSyncVista");
     letGo();
-    (void)mapping.release();
-    (void)view.release();
+    section.keep();
 }
 
 void PtpSyncVista::letGo() {
@@ -31,21 +30,12 @@ void PtpSyncVista::letGo() {
     if (!createdMutex) mutex.reset();
 }
 
-bool PtpSyncVista::openTable() {
-    if (view) return true;
-    mapping = UniqueHandle(OpenFileMappingA(sectionAllAccess, 0, tableName));
-    if (!mapping) return false;
-    view.reset(MapViewOfFile(mapping.get(), FILE_MAP_WRITE, 0, 0, 0));
-    if (!view) throw PTP_GENERAL_ERROR;
-    return true;
-}
-
 PtpSyncVista::Table PtpSyncVista::table() const noexcept {
-    return {view.get(), tableSize};
+    return {section.view(), tableSize};
 }
 
 DevicePathEntry& PtpSyncVista::entryOf(const std::string& port) {
-    DevicePathEntry* const entry = openTable() ? table().find(port) : nullptr;
+    DevicePathEntry* const entry = section.open(tableName) ? table().find(port) : nullptr;
     if (!entry) throw PTP_GENERAL_ERROR;
     return *entry;
 }
@@ -53,7 +43,7 @@ DevicePathEntry& PtpSyncVista::entryOf(const std::string& port) {
 void PtpSyncVista::setPort(const WCHAR* wide) {
     TraceLine(category, "setPort");
     const std::string port = portText(wide, longestPort);
-    if (!openTable()) return;
+    if (!section.open(tableName)) return;
     TraceLine(category, "setPort - openFileMapping");
     const Table entries = table();
     TraceLine(category, "setPort - NumberOfEntries(%d)", entries.count());
@@ -63,7 +53,7 @@ void PtpSyncVista::setPort(const WCHAR* wide) {
 
 wString PtpSyncVista::findPortbyVidPid(std::uint32_t vid, std::uint32_t pid) {
     TraceLine(category, "findPortbyVidPid vid(%x) pid(%x)", vid, pid);
-    if (!openTable()) return {};
+    if (!section.open(tableName)) return {};
     for (const DevicePathEntry& entry : table())
         if (entry.vid == vid && entry.pid == pid)
             return wString(std::string(entry.port, strnlen(entry.port, sizeof entry.port)).c_str());
@@ -78,7 +68,7 @@ std::uint32_t PtpSyncVista::getMutex(const WCHAR* wide) {
     TraceLine(category, "%s", name);
     const DevicePathEntry& entry = entryOf(port);
     letGo();
-    mutex = UniqueHandle(OpenMutexA(mutexAllAccess, 1, name.c_str()));
+    mutex = UniqueHandle(OpenMutexA(MUTEX_ALL_ACCESS, 1, name.c_str()));
     if (!mutex) {
         TraceLine(category, "getMutex - Creating Mutex");
         createdMutex = true;
@@ -105,7 +95,7 @@ std::uint32_t PtpSyncVista::getMutex(const WCHAR* wide) {
 void PtpSyncVista::releaseMutex(const WCHAR* wide, std::uint32_t transactionId) {
     TraceLine(category, "releaseMutex");
     const std::string port = portText(wide, longestPort);
-    if (!openTable()) return;
+    if (!section.open(tableName)) return;
     entryOf(port).transactionID = transactionId;
     letGo();
 }

@@ -4,7 +4,7 @@
 #include "platform/named_objects.h"
 #include "ptp/PTPSyncInterface.h"
 #include "transport/PortTable.h"
-#include "transport/SectionView.h"
+#include "transport/SharedSection.h"
 
 namespace zlk {
 
@@ -33,13 +33,11 @@ class PtpSyncVista : public PTPSyncInterface {
     using Table = PortTable<DevicePathEntry>;
 
     Table table() const noexcept;
-    bool openTable();
     DevicePathEntry& entryOf(const std::string& port);
     void letGo();
 
     UniqueHandle mutex;
-    UniqueHandle mapping;
-    SectionView view;
+    SharedSection section;      // the table
     bool held = false;          // `mutex` is owned, and not only kept
     bool createdMutex = false;  // by this object, which then keeps it existing between its turns
 };

@@ -223,6 +223,14 @@ TEST_F(Engine, RefusesNothingsBeforeItTakesThePort) {
     EXPECT_TRUE(port.fromHost.empty());
 }
 
+TEST_F(Engine, StoresNoCounterOfAPortThatItDidNotGet) {
+    port.mutexError = PTP_GENERAL_ERROR;
+    port.nextId = 99;  // of whoever has it
+    EXPECT_EQ(raised([&] { engine.closeSession(); }), PTP_GENERAL_ERROR);
+    EXPECT_EQ(raised([&] { engine.openSession(); }), PTP_GENERAL_ERROR);
+    EXPECT_EQ(port.nextId, 99u);
+}
+
 TEST_F(Engine, TakesResultsFromTheResponse) {
     camera({answer(ptpOk, 7, u32s({42, 43, 44, 45, 46}))});
     EXPECT_EQ(engine.getNumberObjects(1, 0, 0), 42u);

@@ -19,19 +19,15 @@ constexpr WCHAR second[] = u"\\\\.\\Usbscan1";
 /// A shared table as a peer sees it.
 class Peer {
   public:
-    Peer(const char* name, DWORD size)
-        : mapping_(
-              CreateFileMappingA(INVALID_HANDLE_VALUE, nullptr, PAGE_READWRITE, 0, size, name)),
-          view_(MapViewOfFile(mapping_.get(), FILE_MAP_WRITE, 0, 0, 0)) {}
-    std::uint8_t* bytes() const { return static_cast<std::uint8_t*>(view_.get()); }
+    Peer(const char* name, DWORD size) { section_.make(name, size); }
+    std::uint8_t* bytes() const { return static_cast<std::uint8_t*>(section_.view()); }
     template <class Entry>
     Entry& entry(int index) const {
         return reinterpret_cast<Entry*>(bytes() + 1)[index];
     }
 
   private:
-    UniqueHandle mapping_;
-    SectionView view_;
+    SharedSection section_;
 };
 
 struct CameraTable : Peer {
