@@ -2,6 +2,8 @@
 // Control codes of still-image devices, and their records. A camera that the first driver family
 // drives is opened as `\\.\Usbscan<n>`, one of the second by its device path behind `\\?\`.
 
+#include <string>
+
 #include "platform/types.h"
 
 inline constexpr DWORD IOCTL_CANCEL_IO = 0x80002004;             ///< in: DWORD, which pipes
@@ -53,3 +55,11 @@ static_assert(sizeof(USB_DEVICE_DESCRIPTOR) == 18);
 /// Of the second family: nothing in; a device descriptor, and a DWORD, out.
 inline constexpr DWORD ZL_IOCTL_GET_DEVICE_DESCRIPTOR = 0xF1006000;
 inline constexpr DWORD ZL_IOCTL_GET_MAX_PACKET_SIZE = 0xF100A004;
+
+#pragma GCC visibility push(default)
+
+/// The folder in which processes that serve a device are found, made if missing; empty with the
+/// last error.
+std::string deviceFolder();
+
+#pragma GCC visibility pop

@@ -1,0 +1,85 @@
+#pragma once
+// What a device host and its clients say to each other, on a Unix stream socket below
+// <root>/devices/. A connection is a handle of the device.
+//
+//     client                    host
+//     Open          ->
+//                   <-          Opened, or Refused and the end
+//     Write         ->                                          (not acknowledged)
+//                   <-          Data, ZeroPacket, Failed        (pushed, behind a command)
+//     Control       ->
+//                   <-          ControlDone
+//     WaitEvent     ->
+//                   <-          Event
+//     Cancel        ->
+//                   <-          Cancelled
+//                   <-          Note                            (at any time)
+//
+// A host that is about to end closes a connection before its first byte: the client begins again.
+//
+// A message is a MessageHeader and `length` bytes of what stands beside its kind below. Both ends
+// come out of one build and run on one machine, so numbers stand in its own order; Open carries a
+// version all the same, for a host that outlives an update. Whoever receives something else than
+// this page says ends the connection.
+//
+// A turn is what belongs to one command: the client counts it up with each Write that is a PTP
+// command container, and skips what still comes of an earlier one. The bytes of one Data never go
+// beyond one container or one transfer.
+
+#include <cstddef>
+#include <cstdint>
+
+namespace zlk::usbscan {
+
+inline constexpr std::uint32_t protocolVersion = 1;
+
+enum class MessageKind : std::uint8_t {
+    // from the client
+    Open = 1,       ///< OpenRequest
+    Write = 2,      ///< the bytes of one transfer
+    Control = 3,    ///< ControlRequest and its input
+    WaitEvent = 4,  ///< nothing
+    Cancel = 5,     ///< nothing: gives up the transaction that is open on this handle
+    // from the host
+    Opened = 65,       ///< nothing
+    Refused = 66,      ///< a u32, the last error
+    Data = 67,         ///< bytes
+    ZeroPacket = 68,   ///< nothing: a transfer was ended by a packet of no bytes
+    Failed = 69,       ///< a u32, the last error: the turn is over, or the handle dead
+    ControlDone = 70,  ///< a u32, the last error or 0, and the output
+    Event = 71,        ///< the event's bytes; none when the time is up
+    Cancelled = 72,    ///< nothing
+    Note = 73          ///< a line for the trace, UTF-8
+};
+
+struct MessageHeader {
+    std::uint32_t length;  ///< of what follows
+    MessageKind kind;
+    std::uint8_t flags;
+    std::uint16_t turn;  ///< of Write, Data, ZeroPacket and Failed
+};
+static_assert(sizeof(MessageHeader) == 8);
+
+/// Flag of Data: its container is complete and its last packet was full, so that a packet of no
+/// bytes is due.
+inline constexpr std::uint8_t zeroPacketDue = 1;
+/// Flag of Failed: so is every later use of this handle.
+inline constexpr std::uint8_t handleIsDead = 2;
+
+struct OpenRequest {
+    std::uint32_t version;
+    std::uint32_t transferTimeout;  ///< ms without progress until a transfer fails
+    std::uint32_t eventTimeout;     ///< ms until a wait for an event ends with none
+};
+
+struct ControlRequest {
+    std::uint32_t code;        ///< IOCTL_GET_USB_DESCRIPTOR, IOCTL_GET_PIPE_CONFIGURATION
+    std::uint32_t outputSize;  ///< at most that many bytes come back
+};
+
+/// Largest `length` of anything but Write and Data.
+inline constexpr std::uint32_t maxControlMessage = 4096;
+/// Largest `length` of Data.
+inline constexpr std::uint32_t maxDataMessage = 1u << 20;
+
+}  // namespace zlk::usbscan

@@ -1,0 +1,44 @@
+#pragma once
+// One device shared by many connections: it follows the containers, keeps transactions whole,
+// brings the device back after a client that died or gave up, and speaks Protocol.h.
+
+#include <chrono>
+#include <functional>
+#include <memory>
+
+#include "platform/usbscan/host/EventLoop.h"
+#include "platform/usbscan/host/UsbDevice.h"
+
+namespace zlk::usbscan {
+
+class DeviceHost {
+  public:
+    /// `ended` is called once, when the host has nobody to serve any more: `idleTime` after its
+    /// last client went (or after the start, if none came), or when the device is gone and
+    /// everybody has been told. 0 as `idleTime`: only then.
+    DeviceHost(EventLoop& loop, std::unique_ptr<UsbDevice> device,
+               std::chrono::milliseconds idleTime, std::function<void()> ended);
+    ~DeviceHost();
+
+    /// Takes over a listening socket, non-blocking.
+    void listenOn(int socket);
+    /// The device has been unplugged: everybody is told at once.
+    void deviceGone();
+
+  private:
+    class Impl;
+    std::unique_ptr<Impl> impl_;
+};
+
+/// Accepts on `socket` and refuses each client with this last error.
+class RefusingHost {
+  public:
+    RefusingHost(EventLoop& loop, int socket, std::uint32_t error);
+    ~RefusingHost();
+
+  private:
+    EventLoop& loop_;
+    int socket_;
+};
+
+}  // namespace zlk::usbscan

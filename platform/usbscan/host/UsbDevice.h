@@ -1,0 +1,98 @@
+#pragma once
+// A still-image device (USB class 6, subclass 1, protocol 1) as its host drives it: two bulk pipes,
+// an interrupt pipe, control requests. Behind it stands libusb, or a virtual camera.
+
+#include <array>
+#include <cstddef>
+#include <cstdint>
+#include <functional>
+#include <memory>
+#include <span>
+
+namespace zlk::usbscan {
+
+enum class UsbStatus {
+    Done,
+    Stalled,    ///< the pipe is halted until it is cleared
+    Cancelled,  ///< by the host itself
+    TimedOut,   ///< of control requests only
+    Failed,     ///< an error on the wire; the device is still there
+    Gone        ///< unplugged
+};
+
+struct UsbEndpoint {
+    std::uint8_t address = 0;  ///< 0: there is none
+    std::uint16_t maximumPacketSize = 0;
+    std::uint8_t interval = 0;
+};
+
+struct UsbFacts {
+    std::array<std::byte, 18> deviceDescriptor{};  ///< as the device gives it
+    std::uint8_t interfaceNumber = 0;
+    UsbEndpoint bulkIn, bulkOut, interruptIn;
+};
+
+/// Bytes of a bulk-in transfer, in order. They stay where they are while `keeper` is held, and
+/// while it is, the device may have one buffer less to read into.
+struct UsbPiece {
+    std::span<const std::byte> bytes;
+    /// A short packet, or one of no bytes, came behind them. So a piece of no bytes, or one that
+    /// ends although its last packet is full, shows a zero-length packet.
+    bool endsTransfer = false;
+    std::shared_ptr<const void> keeper;
+};
+
+/// A control request to the interface or the device; the direction is that of `requestType`.
+struct UsbRequest {
+    std::uint8_t requestType = 0, request = 0;
+    std::uint16_t value = 0, index = 0;
+    std::span<const std::byte> out;  ///< copied before control() returns
+    std::uint16_t inLength = 0;
+};
+
+/// Not for several threads. Whatever is reported comes from the event loop, never from inside the
+/// call that asked for it; after destruction nothing is reported.
+class UsbDevice {
+  public:
+    class Listener {
+      public:
+        virtual void arrived(UsbPiece piece) = 0;
+        /// Reading has stopped: Stalled, Failed or Gone. What arrived before has been reported.
+        virtual void readingStopped(UsbStatus why) = 0;
+
+      protected:
+        ~Listener() = default;
+    };
+    using Done = std::function<void(UsbStatus)>;
+    using DoneWithBytes = std::function<void(UsbStatus, std::span<const std::byte>)>;
+
+    virtual ~UsbDevice() = default;
+
+    virtual const UsbFacts& facts() const = 0;
+    virtual void setListener(Listener* listener) = 0;
+
+    /// Keeps several large transfers going, as far as buffers are free; starting twice is
+    /// harmless.
+    virtual void startReading() = 0;
+    /// Cancels them. Pieces that had arrived may still be reported; readingStopped() isn't.
+    virtual void stopReading() = 0;
+
+    /// One transfer, one at a time; the bytes stay the caller's until `done`. `zeroPacket`: a
+    /// packet of no bytes ends it, if its last packet is full.
+    virtual void write(std::span<const std::byte> bytes, bool zeroPacket, Done done) = 0;
+    /// The write then ends as Cancelled, if it hasn't ended yet.
+    virtual void cancelWrite() = 0;
+
+    /// One at a time; the bytes are good during the call. Gives up after some seconds.
+    virtual void control(const UsbRequest& request, DoneWithBytes done) = 0;
+
+    /// One interrupt transfer of at most 64 bytes, without a limit of time; one at a time.
+    virtual void waitForInterrupt(DoneWithBytes done) = 0;
+    virtual void cancelInterrupt() = 0;
+
+    /// Both block for a moment; false if the device refused, or is gone.
+    virtual bool clearHalt(std::uint8_t endpoint) = 0;
+    virtual bool reset() = 0;
+};
+
+}  // namespace zlk::usbscan
