@@ -159,7 +159,7 @@ class DeviceHost::Impl final : UsbDevice::Listener, HostConnection::Owner {
                 return events_.add(from);
             case MessageKind::Cancel:
                 if (transaction_.open && transaction_.owner == &from) recover("given up");
-                return from.send({0, MessageKind::Cancelled, 0, 0});
+                return from.send({0, MessageKind::Cancelled, 0, header.turn});
             default:
                 return from.finish();
         }
