@@ -34,9 +34,14 @@ std::uint8_t* keptView() {
     return view;
 }
 
-bool isPortOf(const DevicePathEntry& entry, const std::string& port) {
-    return port.size() < sizeof entry.port &&
-           std::strncmp(entry.port, port.c_str(), sizeof entry.port) == 0;
+bool isPortOf(const DevicePathEntry& entry, const AttachedDevice& device) {
+    return std::strncmp(entry.port, portableDevicePath(device).c_str(), sizeof entry.port) == 0;
+}
+
+/// Peers read at any time: what stays right is never written otherwise.
+void setIds(DevicePathEntry& entry, std::uint16_t vid, std::uint16_t pid) {
+    entry.vid = vid;
+    entry.pid = pid;
 }
 
 }  // namespace
@@ -49,23 +54,27 @@ void refreshDevicePathTable() {
     if (!table) return;
     std::size_t count = std::min<std::size_t>(table[0], capacity);
     const std::span entries(reinterpret_cast<DevicePathEntry*>(table + 1), capacity);
-    for (DevicePathEntry& entry : entries.first(count)) entry.vid = entry.pid = 0;
+    for (DevicePathEntry& entry : entries.first(count))
+        if (std::none_of(devices.begin(), devices.end(),
+                         [&](const AttachedDevice& device) { return isPortOf(entry, device); }))
+            setIds(entry, 0, 0);
     for (const AttachedDevice& device : devices) {
-        const std::string port = portableDevicePath(device);
-        std::size_t place = 0;
-        while (place < count && !isPortOf(entries[place], port)) ++place;
-        if (place == count) {
-            if (count == capacity) {
-                diagnose("Usbscan", u"There is no place for %s in the table of cameras", port);
-                continue;
-            }
-            entries[place] = {};
-            entries[place].state = 1;
-            std::copy(port.begin(), port.end(), entries[place].port);
-            ++count;
+        const auto used = entries.first(count);
+        auto entry = std::find_if(used.begin(), used.end(), [&](const DevicePathEntry& each) {
+            return isPortOf(each, device);
+        });
+        if (entry != used.end()) {
+            setIds(*entry, device.vid, device.pid);
+        } else if (count < capacity) {
+            DevicePathEntry& added = entries[count++];
+            added = {};
+            added.state = 1;
+            const std::string port = portableDevicePath(device);
+            std::copy(port.begin(), port.end(), added.port);
+            setIds(added, device.vid, device.pid);
+        } else {
+            diagnose("Usbscan", u"There is no place for %s in the table of cameras", device.name);
         }
-        entries[place].vid = device.vid;
-        entries[place].pid = device.pid;
     }
     table[0] = static_cast<std::uint8_t>(count);
 }
