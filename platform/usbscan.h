@@ -3,6 +3,7 @@
 // drives is opened as `\\.\Usbscan<n>`, one of the second by its device path behind `\\?\`.
 
 #include <string>
+#include <vector>
 
 #include "platform/types.h"
 
@@ -73,6 +74,22 @@ struct DevicePathEntry {
 static_assert(sizeof(DevicePathEntry) == 256);
 
 #pragma GCC visibility push(default)
+
+/// A still-image device that is attached, whether or not anything here knows its model.
+struct AttachedCamera {
+    std::u16string port;        ///< opens it on the first family: `\\.\Usbscan<n>`
+    std::u16string devicePath;  ///< on the second, behind `\\?\`
+    std::uint16_t vid;
+    std::uint16_t pid;
+    std::u16string manufacturer, product, serial;  ///< as the device says; may be empty
+    /// A program outside of this system that has it open, as far as this user may look; 0 if none
+    /// is seen. While it has, opening fails with ERROR_SHARING_VIOLATION.
+    DWORD holderProcess;
+    std::u16string holderProgram;
+};
+
+/// By port. Throws std::bad_alloc.
+std::vector<AttachedCamera> attachedCameras();
 
 /// The folder in which processes that serve a device are found, made if missing; empty with the
 /// last error.

@@ -3,13 +3,10 @@
 #include <dirent.h>
 #include <unistd.h>
 
-#include <algorithm>
 #include <charconv>
 #include <memory>
 
 #include "platform/internal/SmallFile.h"
-#include "platform/text.h"
-#include "platform/usbscan.h"
 
 namespace zlk::platform {
 namespace {
