@@ -104,13 +104,15 @@ class DeviceHost::Impl final : UsbDevice::Listener, HostConnection::Owner {
     void listenOn(int socket) {
         listening_ = socket;
         loop_.watch(socket, POLLIN, [this](short) {
-            for (int client; (client = acceptFrom(listening_)) >= 0;) {
-                auto connection = std::make_unique<HostConnection>(
-                    loop_, client, static_cast<HostConnection::Owner&>(*this));
-                clients_.emplace(connection.get(), std::move(connection));
-            }
-            watchIdleness();
+            for (int client; (client = acceptFrom(listening_)) >= 0;) serve(client);
         });
+    }
+
+    void serve(int client) {
+        auto connection = std::make_unique<HostConnection>(
+            loop_, client, static_cast<HostConnection::Owner&>(*this));
+        clients_.emplace(connection.get(), std::move(connection));
+        watchIdleness();
     }
 
     void deviceGone() {
@@ -445,6 +447,10 @@ DeviceHost::~DeviceHost() = default;
 
 void DeviceHost::listenOn(int socket) {
     impl_->listenOn(socket);
+}
+
+void DeviceHost::serve(int client) {
+    impl_->serve(client);
 }
 
 void DeviceHost::deviceGone() {
