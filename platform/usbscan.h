@@ -56,6 +56,22 @@ static_assert(sizeof(USB_DEVICE_DESCRIPTOR) == 18);
 inline constexpr DWORD ZL_IOCTL_GET_DEVICE_DESCRIPTOR = 0xF1006000;
 inline constexpr DWORD ZL_IOCTL_GET_MAX_PACKET_SIZE = 0xF100A004;
 
+/// The table of the second family's cameras: a section of that name, a count in its first byte and
+/// the entries packed behind it. Whoever opens it finds the attached cameras in it. Entries keep
+/// their places and transaction ids while any process has it; one of an unplugged camera has ids
+/// of 0.
+inline constexpr WCHAR devicePathTableName[] = u"Global\\ZlPtpWPDHandlesToCameras";
+inline constexpr DWORD devicePathTableSize = 4096;
+struct DevicePathEntry {
+    std::uint32_t state;  ///< 1 in a new entry
+    char port[120];       ///< the device path without `\\?\`, zero-terminated
+    std::uint32_t transactionID;
+    std::uint32_t vid;
+    std::uint32_t pid;
+    std::uint8_t unused[120];
+} __attribute__((packed));
+static_assert(sizeof(DevicePathEntry) == 256);
+
 #pragma GCC visibility push(default)
 
 /// The folder in which processes that serve a device are found, made if missing; empty with the
