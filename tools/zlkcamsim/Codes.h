@@ -38,7 +38,7 @@ inline constexpr Code OK = 0x2001, GeneralError = 0x2002, SessionNotOpen = 0x200
 }  // namespace response
 
 namespace event {
-inline constexpr Code ObjectAdded = 0x4002, ObjectRemoved = 0x4003;
+inline constexpr Code ObjectAdded = 0x4002, ObjectRemoved = 0x4003, StoreRemoved = 0x4005;
 }
 
 namespace property {

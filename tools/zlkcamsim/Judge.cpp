@@ -98,7 +98,8 @@ void Judge::cancelRequest(ByteView request, std::optional<std::uint32_t> openId)
     constexpr std::uint64_t cancelTransaction = 0x4001;
     if (request.size() != 6 || loadNumber(request, 2) != cancelTransaction)
         blame("cancel request: six bytes with code 0x4001 are due");
-    else if (openId && loadNumber(request.subspan(2), 4) != *openId)
+    // 0 is for a host that has found the device in the middle of somebody else's transaction.
+    else if (const auto id = loadNumber(request.subspan(2), 4); openId && id && id != *openId)
         blame("cancel request: not for the transaction that is open");
 }
 

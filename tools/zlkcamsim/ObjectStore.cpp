@@ -43,9 +43,14 @@ const JpegFacts& StoredObject::facts() const {
 }
 
 void ObjectStore::addStorage(const fs::path& folder) {
-    const auto id = static_cast<std::uint32_t>((storages_.size() + 1) << 16 | 1);
+    const std::uint32_t id = ++lastStorage_ << 16 | 1;
     storages_.push_back({id, fs::canonical(folder)});
     scan(storages_.back().folder, id, 0);
+}
+
+bool ObjectStore::removeStorage(std::uint32_t id) {
+    std::erase_if(objects_, [id](const auto& each) { return each.second.storage == id; });
+    return std::erase_if(storages_, [id](const Storage& each) { return each.id == id; }) > 0;
 }
 
 void ObjectStore::scan(const fs::path& folder, std::uint32_t storage, std::uint32_t parent) {

@@ -47,6 +47,9 @@ class ObjectStore {
     /// std::filesystem::filesystem_error.
     void addStorage(const std::filesystem::path& folder);
 
+    /// Takes the card out: its objects are gone, its files stay. False if there is none.
+    bool removeStorage(std::uint32_t id);
+
     const std::deque<Storage>& storages() const { return storages_; }
     /// Null if there is none.
     const Storage* storage(std::uint32_t id) const;
@@ -76,7 +79,7 @@ class ObjectStore {
 
     std::deque<Storage> storages_;
     std::map<std::uint32_t, StoredObject> objects_;
-    std::uint32_t lastHandle_ = 0;
+    std::uint32_t lastHandle_ = 0, lastStorage_ = 0;
 };
 
 /// By the name's extension.

@@ -90,7 +90,7 @@ Reply Responder::getDeviceInfo(const Message&) {
     DatasetWriter info;
     info.u16(100).u32(0).u16(0).text(u"").u16(0);
     info.u16s(operationCodes());
-    info.u16s({event::ObjectAdded, event::ObjectRemoved});
+    info.u16s({event::ObjectAdded, event::ObjectRemoved, event::StoreRemoved});
     info.u16s({property::BatteryLevel, property::DateTime});
     info.u16s({format::ExifJpeg});
     info.u16s({format::ExifJpeg, format::Tiff, format::Script, format::Dpof, format::Text,

@@ -30,6 +30,7 @@ class VirtualCamera final : public UsbFunction, private BulkInPipe::Listener {
     Judge& judge() { return judge_; }
     TransactionLog& log() { return log_; }
     const Session& session() const { return session_; }
+    bool transactionOpen() const { return open_.has_value(); }
     std::uint64_t transactions() const { return transactions_; }
     /// An interrupt transfer, as it stands; nothing is sent while 64 wait.
     void sendInterrupt(Bytes transfer);
