@@ -89,5 +89,13 @@ TEST(ContainerFollower, takesALengthThatCantBeToTheTransfersEnd) {
     EXPECT_EQ(Cuts().piece(container(12, strange, 12), true).text(), "12");
 }
 
+TEST(ContainerFollower, takesAnotherTransactionsResponseForNoAnswer) {
+    Bytes stale = container(12, response, 12);
+    stale[7] = std::byte(0x20), stale[6] = std::byte(0x01), stale[8] = std::byte(5);
+    EXPECT_EQ(Cuts().piece(stale, true).text(), "12");
+    stale[6] = std::byte(0x1E);  // the session is open, and has come to 5
+    EXPECT_EQ(Cuts().piece(stale, true).text(), "12R");
+}
+
 }  // namespace
 }  // namespace zlk::usbscan

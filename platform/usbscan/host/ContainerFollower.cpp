@@ -26,13 +26,18 @@ std::uint32_t containerTransaction(std::span<const std::byte> container) {
     return number(container, 8, 4);
 }
 
-void ContainerFollower::reset() noexcept {
+void ContainerFollower::reset(std::uint32_t transaction) noexcept {
+    transaction_ = transaction;
     headSize_ = 0;
     missing_ = transfer_ = 0;
 }
 
-bool ContainerFollower::isResponse() const noexcept {
-    return headIsWhole() && containerType(head_) == ContainerType::Response;
+/// A response with another id is left over from an earlier transaction. But a camera that refuses
+/// to open its open session answers with the id that the session has come to.
+bool ContainerFollower::isAnswer() const noexcept {
+    constexpr std::uint32_t ok = 0x2001;
+    return headIsWhole() && containerType(head_) == ContainerType::Response &&
+           (containerTransaction(head_) == transaction_ || number(head_, 6, 2) != ok);
 }
 
 std::size_t ContainerFollower::take(std::span<const std::byte> bytes) noexcept {
@@ -62,7 +67,7 @@ void ContainerFollower::follow(std::span<const std::byte> bytes, bool endsTransf
         bytes = bytes.subspan(taken);
         transfer_ += taken;
         if (headIsWhole() && missing_ == 0) {
-            cut.endsResponse = isResponse();
+            cut.endsResponse = isAnswer();
             cut.zeroPacketDue = bytes.empty() && !endsTransfer && transfer_ % packetSize_ == 0;
             headSize_ = 0;
         }
@@ -72,7 +77,7 @@ void ContainerFollower::follow(std::span<const std::byte> bytes, bool endsTransf
     if (transfer_ % packetSize_ == 0) cuts.push_back({});
     transfer_ = 0;
     // A container goes on behind a short packet, unless only that could end it.
-    if (headIsWhole() && missing_ == toTheTransfersEnd) cuts.back().endsResponse = isResponse();
+    if (headIsWhole() && missing_ == toTheTransfersEnd) cuts.back().endsResponse = isAnswer();
     if (!headIsWhole() || missing_ == toTheTransfersEnd) headSize_ = 0;
 }
 

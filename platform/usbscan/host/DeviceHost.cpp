@@ -282,11 +282,11 @@ class DeviceHost::Impl final : UsbDevice::Listener, HostConnection::Owner {
         const Command command = commands_.front();
         commands_.pop_front();
         command.from->dropData();
-        follower_.reset();
         transaction_ = {.owner = command.from,
                         .turn = command.part.turn,
                         .id = containerTransaction(command.part.bytes),
                         .open = true};
+        follower_.reset(transaction_.id);
         device_->startReading();
         write(*command.from, command.part);
     }
@@ -359,7 +359,6 @@ class DeviceHost::Impl final : UsbDevice::Listener, HostConnection::Owner {
     void recovered(Recovery::Outcome outcome) {
         if (outcome == Recovery::Outcome::DeviceGone) return deviceGone();
         if (outcome == Recovery::Outcome::SessionLost) loseSession();
-        follower_.reset();
         zeroPacketOwed_ = false;
         nextCommand();
     }
