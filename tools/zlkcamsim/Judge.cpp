@@ -78,7 +78,8 @@ void Judge::judgeId(const ContainerHeader& header) {
         return;
     }
     const std::uint32_t expected = idBehind(session_.lastTransaction);
-    if (header.id != expected && header.id != reusable_)
+    const bool mayFollow = reusable_ && header.id == idBehind(*reusable_);
+    if (header.id != expected && header.id != reusable_ && !mayFollow)
         blame(name + ": id " + std::to_string(expected) + " was to come");
 }
 

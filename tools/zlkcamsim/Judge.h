@@ -23,7 +23,8 @@ class Judge {
     /// Request 0x64; `openId` of the transaction that is open.
     void cancelRequest(ByteView request, std::optional<std::uint32_t> openId);
 
-    /// A transaction ended before its response: its id may be used once more.
+    /// A transaction ended before its response, or never began: its id may be used once more, or
+    /// be left behind.
     void transactionBroken(std::uint32_t id) { reusable_ = id; }
     /// The session went without the host's knowing: it may go on until it finds out.
     void sessionLost() { excused_ = true; }

@@ -36,11 +36,13 @@ PipeAnswer VirtualCamera::out(ByteView bytes, bool ends) {
 
 /// What faults of the phase that these bytes belong to make of them.
 std::optional<PipeAnswer> VirtualCamera::strike(ByteView bytes) {
-    if (!strikersTaken_ && (data_ || bytes.size() >= ContainerHeader::size)) {
-        const auto taken = data_
-                               ? faults_.take(Phase::Data, open_->code)
-                               : faults_.take(Phase::Command, ContainerHeader::decode(bytes).code);
-        striking_.assign(taken.begin(), taken.end());
+    if (!strikersTaken_ && data_) {
+        takeStrikers(Phase::Data, open_->code);
+    } else if (!strikersTaken_ && bytes.size() >= ContainerHeader::size) {
+        const ContainerHeader header = ContainerHeader::decode(bytes);
+        takeStrikers(Phase::Command, header.code);
+        // The host can't know whether a command that it didn't get rid of has counted.
+        if (!striking_.empty()) judge_.transactionBroken(header.id);
     }
     strikersTaken_ = true;
     while (!striking_.empty() && isReached(striking_.front(), bytes)) {
@@ -49,6 +51,11 @@ std::optional<PipeAnswer> VirtualCamera::strike(ByteView bytes) {
         if (const auto held = apply(fault)) return held;
     }
     return std::nullopt;
+}
+
+void VirtualCamera::takeStrikers(Phase phase, Code operation) {
+    const std::vector<Fault> taken = faults_.take(phase, operation);
+    striking_.assign(taken.begin(), taken.end());
 }
 
 bool VirtualCamera::isReached(const Fault& fault, ByteView bytes) const {

@@ -63,6 +63,7 @@ class VirtualCamera final : public UsbFunction, private BulkInPipe::Listener {
     void pipeReady() override { wake_(); }
 
     std::optional<PipeAnswer> strike(ByteView bytes);
+    void takeStrikers(Phase phase, Code operation);
     std::optional<PipeAnswer> apply(const Fault& fault);
     bool isReached(const Fault& fault, ByteView bytes) const;
     void add(ByteView bytes);

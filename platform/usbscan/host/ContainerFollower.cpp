@@ -68,7 +68,8 @@ void ContainerFollower::follow(std::span<const std::byte> bytes, bool endsTransf
         transfer_ += taken;
         if (headIsWhole() && missing_ == 0) {
             cut.endsResponse = isAnswer();
-            cut.zeroPacketDue = bytes.empty() && !endsTransfer && transfer_ % packetSize_ == 0;
+            cut.zeroPacketDue =
+                (!bytes.empty() || !endsTransfer) && transfer_ % packetSize_ == 0;
             headSize_ = 0;
         }
         cuts.push_back(cut);
