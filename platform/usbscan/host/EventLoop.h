@@ -69,6 +69,24 @@ class EventLoop {
     TimerId lastTimer_ = 0;
 };
 
+/// Lets what was posted by an object do nothing once the object is gone.
+class Lifetime {
+  public:
+    Lifetime() = default;
+    Lifetime(const Lifetime&) = delete;
+    Lifetime& operator=(const Lifetime&) = delete;
+
+    template <class Body>
+    EventLoop::Task guard(Body task) const {
+        return [alive = std::weak_ptr<const void>(token_), task = std::move(task)]() mutable {
+            if (!alive.expired()) task();
+        };
+    }
+
+  private:
+    const std::shared_ptr<const void> token_ = std::make_shared<char>();
+};
+
 /// A deadline that goes with its owner.
 class Timer {
   public:

@@ -46,7 +46,7 @@ struct UsbPiece {
 struct UsbRequest {
     std::uint8_t requestType = 0, request = 0;
     std::uint16_t value = 0, index = 0;
-    std::span<const std::byte> out;  ///< copied before control() returns
+    std::span<const std::byte> out = {};  ///< copied before control() returns
     std::uint16_t inLength = 0;
 };
 

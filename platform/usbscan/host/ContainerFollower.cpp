@@ -1,0 +1,79 @@
+#include "platform/usbscan/host/ContainerFollower.h"
+
+#include <algorithm>
+#include <limits>
+
+namespace zlk::usbscan {
+namespace {
+
+constexpr std::uint64_t toTheTransfersEnd = std::numeric_limits<std::uint64_t>::max();
+constexpr std::uint32_t unknownLength = 0xFFFFFFFF;
+
+std::uint32_t number(std::span<const std::byte> bytes, std::size_t at, std::size_t width) {
+    std::uint32_t value = 0;
+    for (std::size_t i = width; i-- > 0;)
+        value = value << 8 | std::to_integer<std::uint32_t>(bytes[at + i]);
+    return value;
+}
+
+}  // namespace
+
+ContainerType containerType(std::span<const std::byte> container) {
+    return static_cast<ContainerType>(number(container, 4, 2));
+}
+
+std::uint32_t containerTransaction(std::span<const std::byte> container) {
+    return number(container, 8, 4);
+}
+
+void ContainerFollower::reset() noexcept {
+    headSize_ = 0;
+    missing_ = transfer_ = 0;
+}
+
+bool ContainerFollower::isResponse() const noexcept {
+    return headIsWhole() && containerType(head_) == ContainerType::Response;
+}
+
+std::size_t ContainerFollower::take(std::span<const std::byte> bytes) noexcept {
+    std::size_t taken = 0;
+    if (!headIsWhole()) {
+        taken = std::min(containerHeaderSize - headSize_, bytes.size());
+        std::copy_n(bytes.begin(), taken, head_.begin() + static_cast<std::ptrdiff_t>(headSize_));
+        headSize_ += taken;
+        if (!headIsWhole()) return taken;
+        const std::uint32_t length = number(head_, 0, 4);
+        missing_ = length < containerHeaderSize || length == unknownLength
+                       ? toTheTransfersEnd
+                       : length - containerHeaderSize;
+    }
+    const std::size_t more =
+        static_cast<std::size_t>(std::min<std::uint64_t>(missing_, bytes.size() - taken));
+    if (missing_ != toTheTransfersEnd) missing_ -= more;
+    return taken + more;
+}
+
+void ContainerFollower::follow(std::span<const std::byte> bytes, bool endsTransfer,
+                               std::vector<ContainerCut>& cuts) {
+    while (!bytes.empty()) {
+        ContainerCut cut;
+        const std::size_t taken = take(bytes);
+        cut.bytes = bytes.first(taken);
+        bytes = bytes.subspan(taken);
+        transfer_ += taken;
+        if (headIsWhole() && missing_ == 0) {
+            cut.endsResponse = isResponse();
+            cut.zeroPacketDue = bytes.empty() && !endsTransfer && transfer_ % packetSize_ == 0;
+            headSize_ = 0;
+        }
+        cuts.push_back(cut);
+    }
+    if (!endsTransfer) return;
+    if (transfer_ % packetSize_ == 0) cuts.push_back({});
+    transfer_ = 0;
+    // A container goes on behind a short packet, unless only that could end it.
+    if (headIsWhole() && missing_ == toTheTransfersEnd) cuts.back().endsResponse = isResponse();
+    if (!headIsWhole() || missing_ == toTheTransfersEnd) headSize_ = 0;
+}
+
+}  // namespace zlk::usbscan

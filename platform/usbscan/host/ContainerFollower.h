@@ -1,0 +1,50 @@
+#pragma once
+// Where one PTP container ends and the next begins (USB still image class, bulk containers). A
+// container's length splits what came; it bounds nothing and allocates nothing.
+
+#include <array>
+#include <cstddef>
+#include <cstdint>
+#include <span>
+#include <vector>
+
+namespace zlk::usbscan {
+
+inline constexpr std::size_t containerHeaderSize = 12;
+enum class ContainerType : std::uint16_t { Command = 1, Data = 2, Response = 3 };
+
+/// A container's head; the bytes must be there.
+ContainerType containerType(std::span<const std::byte> container);
+std::uint32_t containerTransaction(std::span<const std::byte> container);
+
+/// A part of what came: bytes of one container and one transfer.
+struct ContainerCut {
+    std::span<const std::byte> bytes;  ///< none for a zero-length packet
+    bool zeroPacketDue = false;        ///< the container is whole, and its last packet was full
+    bool endsResponse = false;         ///< the container is whole, and a response
+};
+
+class ContainerFollower {
+  public:
+    explicit ContainerFollower(std::uint16_t packetSize) noexcept : packetSize_(packetSize) {}
+
+    /// Begins anew, with a container and with a transfer.
+    void reset() noexcept;
+    /// Appends the cuts of the next bytes of a transfer.
+    void follow(std::span<const std::byte> bytes, bool endsTransfer,
+                std::vector<ContainerCut>& cuts);
+
+  private:
+    /// How many of the bytes belong to the container that is under way.
+    std::size_t take(std::span<const std::byte> bytes) noexcept;
+    bool headIsWhole() const noexcept { return headSize_ == containerHeaderSize; }
+    bool isResponse() const noexcept;
+
+    const std::uint16_t packetSize_;
+    std::array<std::byte, containerHeaderSize> head_{};
+    std::size_t headSize_ = 0;
+    std::uint64_t missing_ = 0;   // behind the head; of a length that can't be, all of the transfer
+    std::uint64_t transfer_ = 0;  // bytes of the transfer under way
+};
+
+}  // namespace zlk::usbscan

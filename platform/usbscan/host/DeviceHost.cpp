@@ -1,0 +1,472 @@
+#include "platform/usbscan/host/DeviceHost.h"
+
+#include <sys/socket.h>
+#include <unistd.h>
+
+#include <algorithm>
+#include <cerrno>
+#include <cstring>
+#include <map>
+#include <string>
+#include <utility>
+#include <vector>
+
+#include "platform/error.h"
+#include "platform/usbscan.h"
+#include "platform/usbscan/host/ContainerFollower.h"
+#include "platform/usbscan/host/ControlQueue.h"
+#include "platform/usbscan/host/EventWaiters.h"
+#include "platform/usbscan/host/HostConnection.h"
+#include "platform/usbscan/host/Recovery.h"
+
+namespace zlk::usbscan {
+namespace {
+
+constexpr std::uint8_t deviceToHost = 0x80, getDescriptor = 6;
+constexpr std::uint32_t interruptPipe = 3;
+constexpr unsigned maxRecoveriesInARow = 3;
+
+DWORD errorOf(UsbStatus status) {
+    switch (status) {
+        case UsbStatus::Done:
+            return ERROR_SUCCESS;
+        case UsbStatus::TimedOut:
+            return ERROR_SEM_TIMEOUT;
+        case UsbStatus::Cancelled:
+            return ERROR_OPERATION_ABORTED;
+        case UsbStatus::Gone:
+            return ERROR_DEVICE_NOT_CONNECTED;
+        case UsbStatus::Stalled:
+        case UsbStatus::Failed:
+            break;
+    }
+    return ERROR_GEN_FAILURE;
+}
+
+/// Only the user himself, and root, may talk to his devices.
+bool mayConnect(int socket) {
+    ucred peer{};
+    socklen_t size = sizeof peer;
+    return ::getsockopt(socket, SOL_SOCKET, SO_PEERCRED, &peer, &size) == 0 &&
+           (peer.uid == ::geteuid() || peer.uid == 0);
+}
+
+/// -1 if nobody waits.
+int acceptFrom(int listening) {
+    for (;;) {
+        const int socket = ::accept4(listening, nullptr, nullptr, SOCK_CLOEXEC | SOCK_NONBLOCK);
+        if (socket < 0 && (errno == EINTR || errno == ECONNABORTED)) continue;
+        if (socket < 0 || mayConnect(socket)) return socket;
+        ::close(socket);
+    }
+}
+
+USBSCAN_PIPE_CONFIGURATION pipesOf(const UsbFacts& facts) {
+    USBSCAN_PIPE_CONFIGURATION pipes{};
+    const auto add = [&](const UsbEndpoint& endpoint, DWORD type) {
+        if (endpoint.address)
+            pipes.PipeInfo[pipes.NumberOfPipes++] = {endpoint.maximumPacketSize, endpoint.address,
+                                                     endpoint.interval, type};
+    };
+    add(facts.bulkIn, USBSCAN_PIPE_BULK);
+    add(facts.bulkOut, USBSCAN_PIPE_BULK);
+    add(facts.interruptIn, interruptPipe);
+    return pipes;
+}
+
+}  // namespace
+
+class DeviceHost::Impl final : UsbDevice::Listener, HostConnection::Owner {
+  public:
+    Impl(EventLoop& loop, std::unique_ptr<UsbDevice> device, std::chrono::milliseconds idleTime,
+         std::function<void()> ended)
+        : loop_(loop),
+          device_(std::move(device)),
+          idleTime_(idleTime),
+          ended_(std::move(ended)),
+          follower_(device_->facts().bulkIn.maximumPacketSize),
+          controls_(*device_),
+          recovery_(loop, *device_, controls_),
+          events_(loop, *device_),
+          idle_(loop),
+          progress_(loop) {
+        device_->setListener(this);
+        recovery_.settle([this](Recovery::Outcome outcome) { recovered(outcome); });
+        watchIdleness();
+    }
+
+    ~Impl() {
+        if (listening_ >= 0) loop_.forget(listening_);
+        // Before the connections, whose bytes may be on their way.
+        device_.reset();
+    }
+
+    void listenOn(int socket) {
+        listening_ = socket;
+        loop_.watch(socket, POLLIN, [this](short) {
+            for (int client; (client = acceptFrom(listening_)) >= 0;) {
+                auto connection = std::make_unique<HostConnection>(
+                    loop_, client, static_cast<HostConnection::Owner&>(*this));
+                clients_.emplace(connection.get(), std::move(connection));
+            }
+            watchIdleness();
+        });
+    }
+
+    void deviceGone() {
+        if (gone_) return;
+        gone_ = true;
+        transaction_.open = false;
+        progress_.stop();
+        if (listening_ >= 0) loop_.forget(listening_);
+        listening_ = -1;
+        device_->setListener(nullptr);
+        for (HostConnection* client : allClients()) {
+            killHandle(*client, ERROR_DEVICE_NOT_CONNECTED);
+            client->finish();
+        }
+        loop_.post(ended_);
+    }
+
+  private:
+    struct Transaction {
+        HostConnection* owner = nullptr;
+        std::uint16_t turn = 0;
+        std::uint32_t id = 0;
+        bool open = false;
+        bool answered = false;  // its response is out
+        bool sending = false;   // a data phase isn't written to its end
+    };
+    struct Command {
+        HostConnection* from;
+        WritePart part;
+    };
+
+    // From the clients
+
+    void received(HostConnection& from, const MessageHeader& header,
+                  std::span<const std::byte> payload) override {
+        if (!from.opened.version) {
+            if (header.kind == MessageKind::Open && payload.size() == sizeof from.opened)
+                std::memcpy(&from.opened, payload.data(), sizeof from.opened);
+            if (from.opened.version != protocolVersion) return from.finish();
+            return from.send({0, MessageKind::Opened, 0, 0});
+        }
+        switch (header.kind) {
+            case MessageKind::Control:
+                return control(from, payload);
+            case MessageKind::WaitEvent:
+                return events_.add(from);
+            case MessageKind::Cancel:
+                if (transaction_.open && transaction_.owner == &from) recover("given up");
+                return from.send({0, MessageKind::Cancelled, 0, 0});
+            default:
+                return from.finish();
+        }
+    }
+
+    void receivedPart(HostConnection& from, const WritePart& part) override {
+        const bool whole = part.first && part.last && part.bytes.size() >= containerHeaderSize;
+        if (from.dead || !from.opened.version) {
+            killHandle(from, ERROR_INVALID_HANDLE);
+            from.resume();
+        } else if (whole && containerType(part.bytes) == ContainerType::Command) {
+            commands_.push_back({&from, part});
+            nextCommand();
+        } else if (transaction_.open && transaction_.owner == &from &&
+                   transaction_.turn == part.turn) {
+            write(from, part);
+        } else {
+            // Its transaction has failed meanwhile, or there never was one.
+            if (part.last) from.sendError(MessageKind::Failed, ERROR_OPERATION_ABORTED, part.turn);
+            from.resume();
+        }
+    }
+
+    void lost(HostConnection& connection) override {
+        events_.remove(connection);
+        std::erase_if(commands_,
+                      [&](const Command& command) { return command.from == &connection; });
+        const bool owned = transaction_.owner == &connection;
+        if (owned) transaction_.owner = nullptr;
+        if (owned && transaction_.open) recover("its client is gone");
+        loop_.post(lifetime_.guard([this, &connection] { remove(connection); }));
+    }
+
+    void remove(HostConnection& connection) {
+        // Its bytes may still be on their way to the device.
+        if (writer_ == &connection) {
+            writerLeft_ = true;
+            return device_->cancelWrite();
+        }
+        clients_.erase(&connection);
+        watchIdleness();
+    }
+
+    std::vector<HostConnection*> allClients() const {
+        std::vector<HostConnection*> all;
+        for (const auto& [client, owned] : clients_) all.push_back(client);
+        return all;
+    }
+
+    void killHandle(HostConnection& client, DWORD error) {
+        client.dead = true;
+        client.dropData();
+        events_.remove(client);
+        client.sendError(MessageKind::Failed, error, 0, handleIsDead);
+    }
+
+    void watchIdleness() {
+        idle_.stop();
+        if (clients_.empty() && !gone_ && idleTime_.count() > 0)
+            idle_.start(idleTime_, [this] {
+                gone_ = true;
+                loop_.post(ended_);
+            });
+    }
+
+    void control(HostConnection& from, std::span<const std::byte> payload) {
+        ControlRequest request{};
+        if (payload.size() < sizeof request) return from.finish();
+        std::memcpy(&request, payload.data(), sizeof request);
+        const std::span<const std::byte> input = payload.subspan(sizeof request);
+        USBSCAN_GET_DESCRIPTOR wanted{};
+        if (from.dead) {
+            answerControl(from, ERROR_INVALID_HANDLE, {});
+        } else if (request.code == IOCTL_GET_PIPE_CONFIGURATION) {
+            const USBSCAN_PIPE_CONFIGURATION pipes = pipesOf(device_->facts());
+            answerControl(from, ERROR_SUCCESS, std::as_bytes(std::span(&pipes, 1)));
+        } else if (request.code == IOCTL_GET_USB_DESCRIPTOR && input.size() == sizeof wanted) {
+            std::memcpy(&wanted, input.data(), sizeof wanted);
+            askDescriptor(from, wanted, std::min<std::uint32_t>(request.outputSize, 255));
+        } else {
+            answerControl(from, ERROR_NOT_SUPPORTED, {});
+        }
+    }
+
+    /// Asked of the device each time: whoever asks wants to know whether it still answers.
+    void askDescriptor(HostConnection& from, const USBSCAN_GET_DESCRIPTOR& wanted,
+                       std::uint32_t size) {
+        const UsbRequest request{
+            .requestType = deviceToHost,
+            .request = getDescriptor,
+            .value = static_cast<std::uint16_t>(wanted.DescriptorType << 8 | wanted.Index),
+            .index = wanted.LanguageId,
+            .inLength = static_cast<std::uint16_t>(size)};
+        controls_.add(request,
+                      [this, client = &from](UsbStatus status, std::span<const std::byte> bytes) {
+                          if (clients_.contains(client))
+                              answerControl(*client, errorOf(status), bytes);
+                          if (status == UsbStatus::Gone) deviceGone();
+                      });
+    }
+
+    void answerControl(HostConnection& to, DWORD error, std::span<const std::byte> output) {
+        std::vector<std::byte> answer(sizeof error + output.size());
+        std::memcpy(answer.data(), &error, sizeof error);
+        std::copy(output.begin(), output.end(), answer.begin() + sizeof error);
+        to.send({0, MessageKind::ControlDone, 0, 0}, answer);
+    }
+
+    // Transactions
+
+    bool recovering() const { return recovery_.running() || recoverAfterWrite_; }
+
+    void nextCommand() {
+        if (gone_ || recovering() || commands_.empty()) return;
+        // Whoever has the one that is open is no longer waiting for its end: commands come one at
+        // a time, behind the port's mutex.
+        if (transaction_.open) return recover("overtaken by a new command");
+        const Command command = commands_.front();
+        commands_.pop_front();
+        command.from->dropData();
+        follower_.reset();
+        transaction_ = {.owner = command.from,
+                        .turn = command.part.turn,
+                        .id = containerTransaction(command.part.bytes),
+                        .open = true};
+        device_->startReading();
+        write(*command.from, command.part);
+    }
+
+    void write(HostConnection& from, const WritePart& part) {
+        transaction_.sending = !part.last;
+        writer_ = &from;
+        watchProgress();
+        device_->write(part.bytes, part.last, [this](UsbStatus status) { written(status); });
+    }
+
+    void written(UsbStatus status) {
+        HostConnection* const writer = std::exchange(writer_, nullptr);
+        if (status == UsbStatus::Gone) return deviceGone();
+        if (std::exchange(writerLeft_, false)) {
+            remove(*writer);
+        } else {
+            writer->resume();
+        }
+        if (recoverAfterWrite_) return startRecovery();
+        if (status == UsbStatus::Stalled) device_->clearHalt(device_->facts().bulkOut.address);
+        if (status != UsbStatus::Done) return failTransaction(errorOf(status));
+        if (transaction_.open) watchProgress();
+        closeIfComplete();
+    }
+
+    void watchProgress() {
+        const HostConnection* owner = transaction_.owner;
+        const std::chrono::milliseconds limit(owner ? owner->opened.transferTimeout : 0);
+        progress_.start(limit, [this] { failTransaction(ERROR_SEM_TIMEOUT); });
+    }
+
+    void failTransaction(DWORD error) {
+        if (!transaction_.open) return;
+        if (transaction_.owner) {
+            transaction_.owner->dropData();
+            transaction_.owner->sendError(MessageKind::Failed, error, transaction_.turn);
+        }
+        recover("it failed");
+    }
+
+    void closeIfComplete() {
+        if (!transaction_.open || !transaction_.answered || transaction_.sending || writer_) return;
+        transaction_.open = false;
+        progress_.stop();
+        recoveriesInARow_ = 0;
+        nextCommand();
+    }
+
+    void recover(const char* why) {
+        const std::string note =
+            "Cancelling transaction " + std::to_string(transaction_.id) + " of the device: " + why;
+        for (HostConnection* client : allClients()) client->note(note);
+        transaction_.open = false;
+        progress_.stop();
+        if (transaction_.owner) transaction_.owner->dropData();
+        if (++recoveriesInARow_ > maxRecoveriesInARow) return deviceGone();
+        recoverAfterWrite_ = true;
+        if (writer_)
+            device_->cancelWrite();
+        else
+            startRecovery();
+    }
+
+    void startRecovery() {
+        recoverAfterWrite_ = false;
+        recovery_.start(transaction_.id, [this](Recovery::Outcome outcome) { recovered(outcome); });
+    }
+
+    void recovered(Recovery::Outcome outcome) {
+        if (outcome == Recovery::Outcome::DeviceGone) return deviceGone();
+        if (outcome == Recovery::Outcome::SessionLost) loseSession();
+        follower_.reset();
+        zeroPacketOwed_ = false;
+        nextCommand();
+    }
+
+    /// Whoever believes in the session that the reset has ended must not go on in another one.
+    void loseSession() {
+        for (const Command& command : commands_) command.from->resume();
+        commands_.clear();
+        for (HostConnection* client : allClients()) {
+            client->note("The device was reset, and its session is over");
+            killHandle(*client, ERROR_INVALID_HANDLE);
+        }
+    }
+
+    // From the device
+
+    void arrived(UsbPiece piece) override {
+        if (recovering()) return recovery_.arrived(piece.bytes);
+        cuts_.clear();
+        follower_.follow(piece.bytes, piece.endsTransfer, cuts_);
+        for (const ContainerCut& cut : cuts_) {
+            if (cut.bytes.empty())
+                zeroPacket();
+            else
+                data(cut, piece.keeper);
+        }
+        if (transaction_.open) watchProgress();
+        closeIfComplete();
+    }
+
+    void zeroPacket() {
+        const bool owed = std::exchange(zeroPacketOwed_, false);
+        if (HostConnection* owner = transaction_.owner; owner && (transaction_.open || owed))
+            owner->send({0, MessageKind::ZeroPacket, 0, transaction_.turn});
+    }
+
+    void data(const ContainerCut& cut, const std::shared_ptr<const void>& keeper) {
+        zeroPacketOwed_ = cut.zeroPacketDue;
+        if (!transaction_.open || !transaction_.owner) return;
+        transaction_.owner->send(
+            {0, MessageKind::Data, cut.zeroPacketDue ? zeroPacketDue : std::uint8_t{0},
+             transaction_.turn},
+            cut.bytes, keeper);
+        if (cut.endsResponse) transaction_.answered = true;
+    }
+
+    void readingStopped(UsbStatus why) override {
+        if (why == UsbStatus::Gone) return deviceGone();
+        if (recovering()) return recovery_.stalled();
+        // Reading goes on with the recovery, or else with the next command.
+        device_->clearHalt(device_->facts().bulkIn.address);
+        failTransaction(errorOf(why));
+    }
+
+    EventLoop& loop_;
+    std::unique_ptr<UsbDevice> device_;
+    const std::chrono::milliseconds idleTime_;
+    const std::function<void()> ended_;
+    int listening_ = -1;
+    bool gone_ = false;
+
+    std::map<HostConnection*, std::unique_ptr<HostConnection>> clients_;
+    std::deque<Command> commands_;      // that wait for a recovery
+    HostConnection* writer_ = nullptr;  // whose bytes are on their way to the device
+    bool writerLeft_ = false;
+    Transaction transaction_;  // the last one; its owner and turn stay, for a late zero packet
+    bool zeroPacketOwed_ = false;
+    std::vector<ContainerCut> cuts_;
+    ContainerFollower follower_;
+
+    ControlQueue controls_;
+    Recovery recovery_;
+    bool recoverAfterWrite_ = false;
+    unsigned recoveriesInARow_ = 0;
+    EventWaiters events_;
+    Timer idle_, progress_;
+    Lifetime lifetime_;
+};
+
+DeviceHost::DeviceHost(EventLoop& loop, std::unique_ptr<UsbDevice> device,
+                       std::chrono::milliseconds idleTime, std::function<void()> ended)
+    : impl_(std::make_unique<Impl>(loop, std::move(device), idleTime, std::move(ended))) {}
+
+DeviceHost::~DeviceHost() = default;
+
+void DeviceHost::listenOn(int socket) {
+    impl_->listenOn(socket);
+}
+
+void DeviceHost::deviceGone() {
+    impl_->deviceGone();
+}
+
+RefusingHost::RefusingHost(EventLoop& loop, int socket, std::uint32_t error)
+    : loop_(loop), socket_(socket) {
+    loop_.watch(socket, POLLIN, [this, error](short) {
+        for (int client; (client = acceptFrom(socket_)) >= 0; ::close(client)) {
+            struct {
+                MessageHeader header;
+                std::uint32_t error;
+            } const refusal{{sizeof error, MessageKind::Refused, 0, 0}, error};
+            // It fits, and whoever has gone meanwhile needs no answer.
+            static_cast<void>(::send(client, &refusal, sizeof refusal, MSG_NOSIGNAL));
+        }
+    });
+}
+
+RefusingHost::~RefusingHost() {
+    loop_.forget(socket_);
+}
+
+}  // namespace zlk::usbscan

@@ -1,0 +1,220 @@
+#include "platform/usbscan/host/HostConnection.h"
+
+#include <sys/socket.h>
+#include <sys/uio.h>
+#include <unistd.h>
+
+#include <algorithm>
+#include <array>
+#include <cerrno>
+#include <cstring>
+
+namespace zlk::usbscan {
+namespace {
+
+constexpr std::size_t usualInput = 4096;
+// A client that asks and asks and reads no answer is no longer listened to.
+constexpr std::size_t maxQueuedAnswers = 256;
+
+bool isFromClient(MessageKind kind) {
+    return kind >= MessageKind::Open && kind <= MessageKind::Cancel;
+}
+
+bool isData(MessageKind kind) {
+    return kind == MessageKind::Data || kind == MessageKind::ZeroPacket;
+}
+
+std::shared_ptr<std::vector<std::byte>> copyOf(std::span<const std::byte> bytes) {
+    return std::make_shared<std::vector<std::byte>>(bytes.begin(), bytes.end());
+}
+
+}  // namespace
+
+HostConnection::HostConnection(EventLoop& loop, int socket, Owner& owner)
+    : loop_(loop), socket_(socket), owner_(owner), input_(usualInput) {
+    loop_.watch(socket_, POLLIN, [this](short events) { happened(events); });
+}
+
+HostConnection::~HostConnection() {
+    loop_.forget(socket_);
+    ::close(socket_);
+}
+
+void HostConnection::expectEvents() {
+    const bool reads = !paused_ && output_.size() < maxQueuedAnswers;
+    loop_.expect(socket_,
+                 static_cast<short>((reads ? POLLIN : 0) | (output_.empty() ? 0 : POLLOUT)));
+}
+
+void HostConnection::lose() {
+    if (lost_) return;
+    lost_ = true;
+    loop_.forget(socket_);
+    owner_.lost(*this);
+}
+
+void HostConnection::happened(short events) {
+    if (events & POLLOUT) flush();
+    // Whoever has closed waits for no answer, and what he had still to say is of no use.
+    if (events & (POLLERR | POLLHUP)) lose();
+    if (!lost_ && (events & POLLIN)) readOn();
+    if (!lost_) expectEvents();
+}
+
+void HostConnection::resume() {
+    if (!paused_) return;
+    paused_ = false;
+    expectEvents();
+    // From the loop, so that nobody is called from inside of his own call.
+    if (end_ > begin_)
+        loop_.post(lifetime_.guard([this] {
+            if (!lost_) readOn();
+            if (!lost_) expectEvents();
+        }));
+}
+
+void HostConnection::readOn() {
+    while (!lost_ && !paused_) {
+        const bool taken = writeLeft_ > 0 ? takePart() : takeMessage();
+        if (!taken && (lost_ || !receive())) return;
+    }
+}
+
+bool HostConnection::receive() {
+    if (begin_ == end_) begin_ = end_ = 0;
+    if (input_.size() - begin_ < wanted_) {
+        std::copy(input_.begin() + static_cast<std::ptrdiff_t>(begin_),
+                  input_.begin() + static_cast<std::ptrdiff_t>(end_), input_.begin());
+        end_ -= begin_;
+        begin_ = 0;
+        if (input_.size() < wanted_) input_.resize(wanted_);
+    }
+    const ssize_t count = ::recv(socket_, input_.data() + end_, input_.size() - end_, MSG_DONTWAIT);
+    if (count > 0) {
+        end_ += static_cast<std::size_t>(count);
+        return true;
+    }
+    if (count == 0 || (errno != EAGAIN && errno != EINTR)) lose();
+    return false;
+}
+
+bool HostConnection::takeMessage() {
+    wanted_ = sizeof(MessageHeader);
+    if (end_ - begin_ < wanted_) return false;
+    MessageHeader header;
+    std::memcpy(&header, input_.data() + begin_, sizeof header);
+    const bool isWrite = header.kind == MessageKind::Write;
+    if (!isFromClient(header.kind) || (!isWrite && header.length > maxControlMessage) ||
+        (isWrite && header.length == 0)) {
+        lose();
+        return false;
+    }
+    if (isWrite) {
+        begin_ += sizeof header;
+        write_ = header;
+        writeLeft_ = header.length;
+        return true;
+    }
+    wanted_ += header.length;
+    if (end_ - begin_ < wanted_) return false;
+    const std::span payload(input_.data() + begin_ + sizeof header, header.length);
+    begin_ += wanted_;
+    owner_.received(*this, header, payload);
+    return true;
+}
+
+bool HostConnection::takePart() {
+    wanted_ = std::min(writeLeft_, maxWritePart);
+    if (end_ - begin_ < wanted_) return false;
+    WritePart part{write_.turn,
+                   {input_.data() + begin_, wanted_},
+                   writeLeft_ == write_.length,
+                   writeLeft_ == wanted_};
+    begin_ += wanted_;
+    writeLeft_ -= static_cast<std::uint32_t>(wanted_);
+    paused_ = true;
+    owner_.receivedPart(*this, part);
+    return true;
+}
+
+void HostConnection::send(MessageHeader header, std::span<const std::byte> bytes,
+                          std::shared_ptr<const void> keeper) {
+    if (lost_) return;
+    header.length = static_cast<std::uint32_t>(bytes.size());
+    if (!keeper && !bytes.empty()) {
+        const auto copy = copyOf(bytes);
+        bytes = *copy;
+        keeper = copy;
+    }
+    output_.push_back({header, bytes, std::move(keeper)});
+    if (output_.size() == 1) flush();
+    if (!lost_) expectEvents();
+}
+
+void HostConnection::sendError(MessageKind kind, std::uint32_t error, std::uint16_t turn,
+                               std::uint8_t flags) {
+    send({0, kind, flags, turn}, std::as_bytes(std::span(&error, 1)));
+}
+
+void HostConnection::note(std::string_view line) {
+    line = line.substr(0, maxControlMessage);
+    send({0, MessageKind::Note, 0, 0}, std::as_bytes(std::span(line)));
+}
+
+void HostConnection::dropData() {
+    if (output_.empty()) return;
+    auto first = output_.begin();
+    if (sent_ > 0) {
+        // Half of it is on its way, and the rest must follow; its buffer is needed elsewhere.
+        if (isData(first->header.kind)) {
+            const auto copy = copyOf(first->bytes);
+            first->bytes = *copy;
+            first->keeper = copy;
+        }
+        ++first;
+    }
+    output_.erase(std::remove_if(first, output_.end(),
+                                 [](const Outgoing& out) { return isData(out.header.kind); }),
+                  output_.end());
+}
+
+void HostConnection::finish() {
+    finishing_ = true;
+    if (output_.empty()) lose();
+}
+
+void HostConnection::flush() {
+    while (!output_.empty()) {
+        std::array<iovec, 8> parts{};
+        std::size_t count = 0, skip = sent_;
+        const auto add = [&](const void* bytes, std::size_t size) {
+            const std::size_t skipped = std::min(skip, size);
+            skip -= skipped;
+            if (size > skipped)
+                parts[count++] = {const_cast<char*>(static_cast<const char*>(bytes)) + skipped,
+                                  size - skipped};
+        };
+        for (const Outgoing& out : output_) {
+            if (count + 2 > parts.size()) break;
+            add(&out.header, sizeof out.header);
+            add(out.bytes.data(), out.bytes.size());
+        }
+        msghdr message{};
+        message.msg_iov = parts.data();
+        message.msg_iovlen = count;
+        const ssize_t sent = ::sendmsg(socket_, &message, MSG_NOSIGNAL | MSG_DONTWAIT);
+        if (sent < 0 && errno == EINTR) continue;
+        if (sent < 0 && errno == EAGAIN) return;
+        if (sent < 0) return lose();
+        sent_ += static_cast<std::size_t>(sent);
+        while (!output_.empty()) {
+            const std::size_t size = sizeof(MessageHeader) + output_.front().bytes.size();
+            if (sent_ < size) break;
+            sent_ -= size;
+            output_.pop_front();
+        }
+    }
+    if (finishing_) lose();
+}
+
+}  // namespace zlk::usbscan

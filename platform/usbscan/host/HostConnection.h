@@ -1,0 +1,98 @@
+#pragma once
+// A client's connection at the host's end: messages in, messages out, neither of them blocking.
+
+#include <deque>
+#include <memory>
+#include <span>
+#include <string_view>
+#include <vector>
+
+#include "platform/usbscan/Protocol.h"
+#include "platform/usbscan/host/EventLoop.h"
+
+namespace zlk::usbscan {
+
+/// A part of a Write message.
+struct WritePart {
+    std::uint16_t turn;
+    std::span<const std::byte> bytes;
+    bool first, last;
+};
+/// What a part has at most; a multiple of every packet size.
+inline constexpr std::uint32_t maxWritePart = 256 * 1024;
+
+class HostConnection {
+  public:
+    class Owner {
+      public:
+        /// A whole message of any kind but Write.
+        virtual void received(HostConnection& from, const MessageHeader& header,
+                              std::span<const std::byte> payload) = 0;
+        /// The bytes of a Write, in order; a short one comes whole. They stay until resume(), and
+        /// nothing further is read until then.
+        virtual void receivedPart(HostConnection& from, const WritePart& part) = 0;
+        /// The client is gone, or broke the protocol. The owner removes the connection later,
+        /// from the loop.
+        virtual void lost(HostConnection& connection) = 0;
+
+      protected:
+        ~Owner() = default;
+    };
+
+    /// Takes over the socket.
+    HostConnection(EventLoop& loop, int socket, Owner& owner);
+    ~HostConnection();
+    HostConnection(const HostConnection&) = delete;
+    HostConnection& operator=(const HostConnection&) = delete;
+
+    /// Reads on behind a part.
+    void resume();
+
+    /// Queues a message; `bytes` are copied where there is no keeper.
+    void send(MessageHeader header, std::span<const std::byte> bytes = {},
+              std::shared_ptr<const void> keeper = {});
+    void sendError(MessageKind kind, std::uint32_t error, std::uint16_t turn = 0,
+                   std::uint8_t flags = 0);
+    void note(std::string_view line);
+    /// Drops what was pushed and isn't sent: nobody will read it, and its buffers are needed.
+    void dropData();
+    /// Ends the connection once everything queued is sent, or at once if that would wait.
+    void finish();
+
+    // What the host keeps of each client.
+    OpenRequest opened{};  ///< version 0: not yet
+    bool dead = false;     ///< its session is over
+
+  private:
+    struct Outgoing {
+        MessageHeader header;
+        std::span<const std::byte> bytes;
+        std::shared_ptr<const void> keeper;
+    };
+    void happened(short events);
+    void readOn();
+    /// False if something is missing for it, which `wanted_` then tells.
+    bool takeMessage();
+    bool takePart();
+    bool receive();
+    void lose();
+    void flush();
+    void expectEvents();
+
+    EventLoop& loop_;
+    const int socket_;
+    Owner& owner_;
+    bool paused_ = false, lost_ = false, finishing_ = false;
+    Lifetime lifetime_;
+
+    // What was received and isn't handed out yet; `wanted_` bytes are needed to go on.
+    std::vector<std::byte> input_;
+    std::size_t begin_ = 0, end_ = 0, wanted_ = sizeof(MessageHeader);
+    MessageHeader write_{};        // a Write that is under way,
+    std::uint32_t writeLeft_ = 0;  // what of it isn't handed out
+
+    std::deque<Outgoing> output_;
+    std::size_t sent_ = 0;  // of the first message, header included
+};
+
+}  // namespace zlk::usbscan
