@@ -67,6 +67,7 @@ int EventLoop::millisecondsToNextTimer() const {
 }
 
 void EventLoop::run() {
+    running_ = true;
     while (running_) {
         runTasks();
         runTimers();
