@@ -16,21 +16,37 @@ PtpDataStream::PtpDataStream(std::uint16_t size) : buffer_(allocate(size)) {
     if (buffer_) size_ = size;
 }
 
-// The kernel gives large blocks as zeros that cost nothing before they are touched.
 PtpDataStream::Block PtpDataStream::allocate(std::uint32_t size) {
     return Block(static_cast<std::uint8_t*>(std::calloc(std::max(size, 1u), 1)));
 }
 
 void PtpDataStream::clear() {
-    if (buffer_) std::memset(buffer_.get(), 0, size_);
+    if (written_ > 0) std::memset(buffer_.get(), 0, written_);
+    written_ = 0;
 }
 
-void PtpDataStream::resize(std::uint32_t size) {
-    Block block = allocate(size);
+std::uint8_t* PtpDataStream::place(std::uint32_t at, std::uint32_t length) {
+    if (at > size_ || length > size_ - at) throw PTP_GENERAL_ERROR;
+    written_ = std::max(written_, at + length);
+    return buffer_.get() + at;
+}
+
+void PtpDataStream::replace(Block block, std::uint32_t size) {
     if (!block) throw PTP_OUT_OF_MEMORY;
     if (buffer_) std::memcpy(block.get(), buffer_.get(), std::min(size, size_));
     buffer_ = std::move(block);
     size_ = size;
+    written_ = std::min(written_, size);
+}
+
+void PtpDataStream::resize(std::uint32_t size) {
+    replace(allocate(size), size);
+}
+
+void PtpDataStream::makeRoom(std::uint32_t size) {
+    if (size <= size_) return;
+    replace(Block(static_cast<std::uint8_t*>(std::malloc(size))), size);
+    written_ = size;
 }
 
 std::uint64_t PtpDataStream::read(std::uint32_t width) {
@@ -49,8 +65,9 @@ void PtpDataStream::growFor(std::uint32_t width) {
 void PtpDataStream::write(std::uint32_t value, std::uint32_t width) {
     if (width > 1) growFor(width);
     if (left() < width) throw PTP_GENERAL_ERROR;
+    std::uint8_t* const bytes = place(cursor_, width);
     for (std::uint32_t i = 0; i < width; ++i)
-        buffer_[cursor_ + i] = static_cast<std::uint8_t>(value >> (8 * i));
+        bytes[i] = static_cast<std::uint8_t>(value >> (8 * i));
     cursor_ += width;
 }
 

@@ -26,9 +26,11 @@ class PtpDataStream {
     PtpDataStream& operator=(const PtpDataStream&) = delete;
     virtual ~PtpDataStream() = default;
 
-    /// Fills the whole block with zeros; the cursor stays.
+    /// Fills the whole block with zeros; the cursor stays. Costs what has been written since.
     void clear();
-    std::uint8_t* data() { return buffer_.get(); }
+    const std::uint8_t* data() const { return buffer_.get(); }
+    /// A place for somebody else to write to; PTP_GENERAL_ERROR if it isn't inside the block.
+    std::uint8_t* place(std::uint32_t at, std::uint32_t length);
     std::uint32_t size() const { return size_; }
     std::uint32_t cursor() const { return cursor_; }
     /// Anywhere, behind the block too.
@@ -36,6 +38,9 @@ class PtpDataStream {
     /// Keeps the bytes that fit, and the cursor; new ones are zeros. PTP_OUT_OF_MEMORY, with the
     /// block as before.
     void resize(std::uint32_t size);
+    /// Grows to that size, for bytes that are about to be received: the new ones hold anything
+    /// until then, since writing a large block twice costs as much as receiving it.
+    void makeRoom(std::uint32_t size);
 
     std::uint8_t readByte() { return static_cast<std::uint8_t>(read(1)); }
     std::uint16_t readU16() { return static_cast<std::uint16_t>(read(2)); }
@@ -62,6 +67,7 @@ class PtpDataStream {
     using Block = std::unique_ptr<std::uint8_t[], Free>;
 
     static Block allocate(std::uint32_t size);
+    void replace(Block block, std::uint32_t size);
     std::uint32_t left() const { return cursor_ < size_ ? size_ - cursor_ : 0; }
     std::uint64_t read(std::uint32_t width);
     void write(std::uint32_t value, std::uint32_t width);
@@ -71,6 +77,7 @@ class PtpDataStream {
     Block buffer_;
     std::uint32_t cursor_ = 0;
     std::uint32_t size_ = 0;
+    std::uint32_t written_ = 0;  // zeros behind
 };
 
 }  // namespace zlk

@@ -165,7 +165,7 @@ void ZlPTPdrv::sendData(std::uint32_t code, const void* data, std::uint32_t size
     dataStream.writeU16(static_cast<std::uint16_t>(code));
     dataStream.writeU32(transactionID - 1);  // of the command just sent
     if (dataStream.size() < total) dataStream.resize(total);
-    if (size > 0) std::memcpy(dataStream.data() + containerHeaderSize, data, size);
+    if (size > 0) std::memcpy(dataStream.place(containerHeaderSize, size), data, size);
     transport->write(dataStream.data(), total);
     TraceLine(low, "sendData length(%d)", total);
 }
@@ -173,7 +173,7 @@ void ZlPTPdrv::sendData(std::uint32_t code, const void* data, std::uint32_t size
 /// Never more than was asked for, whatever the transport says.
 std::uint32_t ZlPTPdrv::readSome(std::uint32_t at, std::uint32_t length) {
     std::uint32_t count = 0;
-    transport->read(dataStream.data() + at, length, &count);
+    transport->read(dataStream.place(at, length), length, &count);
     if (count > length) throw PTP_TRANSPORT_ERROR;
     if (count == 0) throw PTP_NO_RESPONSE;
     return count;
@@ -200,7 +200,7 @@ ContainerBlock ZlPTPdrv::readResponce(std::uint16_t expectedCode,
     const bool stranger = block.is(ContainerType::Data) && block.code != expectedCode;
     if (refused || stranger) throw static_cast<PTPCommErrors>(block.code);
     if (block.length > largestContainer) throw PTP_OUT_OF_MEMORY;
-    if (block.length > dataStream.size()) dataStream.resize(block.length);
+    dataStream.makeRoom(block.length);
     while (block.length > total) {
         total += readSome(total, std::min(block.length - total, furtherRead));
         if (progress) progress->reportProgress(percentOf(total, block.length));

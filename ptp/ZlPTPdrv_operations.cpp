@@ -147,10 +147,11 @@ void ZlPTPdrv::receiveObject(const Operation& operation, void* target, std::uint
         [&] {
             const std::uint32_t count = std::min(payloadSize(), size);
             if (count > 0) std::memcpy(target, dataStream.data() + dataStream.cursor(), count);
+            // Before the response, for which all of the stream is cleared.
+            dataStream.resize(dataStreamSize);
             if (count < size) throw PTP_INCOMPLETE_TRANSFER;
         },
         progress);
-    dataStream.resize(dataStreamSize);
 }
 
 DeviceInfoDataset ZlPTPdrv::getDeviceInfo() {
@@ -312,7 +313,7 @@ PtpEvent ZlPTPdrv::getEvent() {
     checkTransport();
     for (;;) {
         eventStream.clear();
-        transport->readInterrupt(eventStream.data(), eventStream.size());
+        transport->readInterrupt(eventStream.place(0, eventStream.size()), eventStream.size());
         const PtpEvent event(eventStream);
         if (event.length == 0) return {};  // none was delivered
         if (event.length >= shortest && event.length <= longest) return event;

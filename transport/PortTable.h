@@ -6,8 +6,8 @@
 #include <cstdint>
 #include <string_view>
 
-#include "platform/named_objects.h"
 #include "platform/usbscan.h"
+#include "transport/SharedSection.h"
 
 namespace zlk {
 
@@ -26,10 +26,10 @@ static_assert(sizeof(CameraPortEntry) == 156);
 template <class Entry>
 class PortTable {
   public:
-    /// `view` is one of MapViewOfFile, `size` what the table has by its format; a peer's section
-    /// may be shorter.
-    PortTable(void* view, std::size_t size) noexcept : bytes_(static_cast<std::uint8_t*>(view)) {
-        const std::size_t real = std::min(size, viewSize(view));
+    /// Of the mapped bytes at most what the table has by its format.
+    PortTable(const SharedSection& section, std::size_t most) noexcept
+        : bytes_(static_cast<std::uint8_t*>(section.view())) {
+        const std::size_t real = std::min(most, section.size());
         capacity_ = real > 1 ? (real - 1) / sizeof(Entry) : 0;
     }
 

@@ -22,10 +22,17 @@ constexpr std::size_t longestPort = sizeof(CameraPortEntry::port) - 1;
 /// process: between connections the counters live on there.
 std::atomic<bool> sharedMemoryInitialised{false};
 
+std::string mutexNameOf(const std::string& port) {
+    return portMutexPrefix + port.substr(port.size() > 4 ? port.size() - 4 : 0);
+}
+
+}  // namespace
+
 /// A hold of the table.
-class TableHold {
+class PtpSyncController::TableHold {
   public:
-    TableHold() : mutex_(CreateMutexA(nullptr, 0, tableMutexName)) {
+    explicit TableHold(UniqueHandle& mutex) : mutex_(mutex) {
+        if (!mutex_) mutex_ = UniqueHandle(CreateMutexA(nullptr, 0, tableMutexName));
         if (!mutex_ || WaitForSingleObject(mutex_.get(), INFINITE) == WAIT_FAILED)
             throw PTP_GENERAL_ERROR;
     }
@@ -34,14 +41,8 @@ class TableHold {
     TableHold& operator=(const TableHold&) = delete;
 
   private:
-    UniqueHandle mutex_;
+    UniqueHandle& mutex_;
 };
-
-std::string mutexNameOf(const std::string& port) {
-    return portMutexPrefix + port.substr(port.size() > 4 ? port.size() - 4 : 0);
-}
-
-}  // namespace
 
 PtpSyncController::PtpSyncController() {
     if (sharedMemoryInitialised) return;
@@ -80,7 +81,7 @@ void PtpSyncController::makeOrOpenTable() {
 }
 
 PtpSyncController::Table PtpSyncController::table() const noexcept {
-    return {section.view(), tableSize};
+    return {section, tableSize};
 }
 
 CameraPortEntry& PtpSyncController::entryOf(const std::string& port) const {
@@ -92,7 +93,7 @@ CameraPortEntry& PtpSyncController::entryOf(const std::string& port) const {
 void PtpSyncController::setPort(const WCHAR* wide) {
     const std::string port = portText(wide, longestPort);
     cleanupMappedFile();
-    const TableHold hold;
+    const TableHold hold(tableMutex);
     makeOrOpenTable();
     Table entries = table();
     TraceLine(category, "setPort - NumberOfEntries(%d)", entries.count());
@@ -133,7 +134,7 @@ void PtpSyncController::releaseMutex(const WCHAR* wide, std::uint32_t transactio
     const std::string port = portText(wide, longestPort);
     if (!section.open(tableName)) return;
     {
-        const TableHold hold;
+        const TableHold hold(tableMutex);
         entryOf(port).transactionID = transactionId;
     }
     letGo();
@@ -142,7 +143,7 @@ void PtpSyncController::releaseMutex(const WCHAR* wide, std::uint32_t transactio
 void PtpSyncController::removePort(const WCHAR* wide) {
     const std::string port = portText(wide, longestPort);
     if (!section.open(tableName)) return;
-    const TableHold hold;
+    const TableHold hold(tableMutex);
     Table entries = table();
     TraceLine(category, "removePort NumberOfEntries(%d)", entries.count());
     CameraPortEntry* entry = entries.find(port);

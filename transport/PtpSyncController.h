@@ -41,9 +41,11 @@ class PtpSyncController : public PTPSyncInterface {
     void makeOrOpenTable();
     void cleanupMappedFile();
     void letGo();
+    class TableHold;
     CameraPortEntry& entryOf(const std::string& port) const;
 
-    UniqueHandle mutex;     // of the port that is held
+    UniqueHandle mutex;  // of the port that is held
+    UniqueHandle tableMutex;
     SharedSection section;  // the table
 };
 

@@ -31,7 +31,7 @@ void PtpSyncVista::letGo() {
 }
 
 PtpSyncVista::Table PtpSyncVista::table() const noexcept {
-    return {section.view(), tableSize};
+    return {section, tableSize};
 }
 
 DevicePathEntry& PtpSyncVista::entryOf(const std::string& port) {

@@ -31,6 +31,8 @@ class SharedSection {
         (void)mapping_.release();
     }
     void* view() const noexcept { return view_.get(); }
+    /// Bytes that were there when it was mapped: a peer's section may be shorter than ours.
+    std::size_t size() const noexcept { return size_; }
 
   private:
     struct Unmap {
@@ -42,11 +44,13 @@ class SharedSection {
         if (!mapping_) return false;
         view_.reset(MapViewOfFile(mapping_.get(), FILE_MAP_WRITE, 0, 0, 0));
         if (!view_) throw PTP_GENERAL_ERROR;
+        size_ = viewSize(view_.get());
         return true;
     }
 
     UniqueHandle mapping_;
     std::unique_ptr<void, Unmap> view_;
+    std::size_t size_ = 0;
 };
 
 }  // namespace zlk

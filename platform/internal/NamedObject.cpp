@@ -48,10 +48,15 @@ class NamedObjectTable {
     std::shared_ptr<NamedObject> find(const std::string& key) const;
     static bool openFile(NamedObject& object, const NamedObjectName& name, OpenMode mode);
     static bool make(NamedObject& object);
+    /// Lets go of a file that may be wanted again soon.
+    void rest(const std::string& key, NamedObject& object) noexcept;
     void endThread(const void* thread) noexcept;
     void afterFork() noexcept;
 
     std::mutex lock_;
+    // Open, and without a lock: a mutex that is opened for each of its holds is mostly another
+    // time the same. By key.
+    std::unordered_map<std::string, NamedObjectFile> resting_;
     // By key; those without a name share the empty one.
     std::unordered_multimap<std::string, NamedObject*> objects_;
     pthread_key_t key_{};
@@ -91,10 +96,25 @@ std::shared_ptr<NamedObject> NamedObjectTable::open(std::shared_ptr<NamedObject>
     }
     const auto entry = objects_.emplace(key, fresh.get());
     fresh->key_ = key;
+    if (auto rested = resting_.extract(key); rested && rested.mapped().isInPlace())
+        fresh->file_ = std::move(rested.mapped());
     if (openFile(*fresh, name, mode)) return fresh;
-    fresh->file_.release();
+    rest(key, *fresh);
     objects_.erase(entry);
     return nullptr;
+}
+
+void NamedObjectTable::rest(const std::string& key, NamedObject& object) noexcept {
+    constexpr std::size_t mostResting = 16;
+    NamedObjectFile file = std::move(object.file_);
+    file.unlockAll();
+    const bool returns = object.kind_ == NamedObjectFile::Kind::Mutex && !key.empty();
+    if (!file.isOpen() || !returns || object.lost_ || resting_.size() >= mostResting) return;
+    try {
+        resting_.emplace(key, std::move(file));
+    } catch (const std::bad_alloc&) {
+        // It is opened again, then.
+    }
 }
 
 bool NamedObjectTable::openFile(NamedObject& object, const NamedObjectName& name, OpenMode mode) {
@@ -102,7 +122,7 @@ bool NamedObjectTable::openFile(NamedObject& object, const NamedObjectName& name
     NamedObjectFile& file = object.file_;
     if (name.unnamed()) return file.openUnnamed() && make(object);
     const bool mayMake = mode == OpenMode::MakeOrOpen;
-    if (!file.open(name, mayMake)) return false;
+    if (!file.isOpen() && !file.open(name, mayMake)) return false;
     // Whoever comes first needs no gate before him; whoever only looks for an object mostly finds
     // none, and has stood in nobody's way.
     for (const bool insideGate : {false, true}) {
@@ -124,7 +144,7 @@ bool NamedObjectTable::make(NamedObject& object) {
 
 void NamedObjectTable::remove(NamedObject& object) noexcept {
     const std::lock_guard guard(lock_);
-    object.file_.release();
+    rest(object.key_, object);
     const auto [first, last] = objects_.equal_range(object.key_);
     for (auto entry = first; entry != last; ++entry) {
         if (entry->second != &object) continue;
@@ -152,6 +172,8 @@ void NamedObjectTable::afterFork() noexcept {
         object->owner_ = nullptr;
         object->file_.close();
     }
+    for (auto& [key, file] : resting_) file.close();
+    resting_.clear();
     lock_.unlock();
 }
 

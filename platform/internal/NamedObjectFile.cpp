@@ -11,6 +11,7 @@
 #include <unistd.h>
 
 #include <algorithm>
+#include <cstring>
 
 #include "platform/error.h"
 #include "platform/internal/MachineRoot.h"
@@ -101,11 +102,23 @@ bool NamedObjectFile::openUnnamed() {
     return fd_ >= 0 || failWithErrno();
 }
 
-void NamedObjectFile::release() noexcept {
+NamedObjectFile& NamedObjectFile::operator=(NamedObjectFile&& other) noexcept {
+    std::swap(fd_, other.fd_);
+    std::swap(header_, other.header_);
+    std::swap(locked_, other.locked_);
+    return *this;
+}
+
+bool NamedObjectFile::isInPlace() const noexcept {
+    struct stat status;
+    return ::fstat(fd_, &status) == 0 && status.st_nlink > 0;
+}
+
+void NamedObjectFile::unlockAll() noexcept {
     struct flock everything {};
     everything.l_type = F_UNLCK;
-    if (fd_ >= 0) ::fcntl(fd_, F_OFD_SETLK, &everything);
-    close();
+    if (locked_) ::fcntl(fd_, F_OFD_SETLK, &everything);
+    locked_ = false;
 }
 
 void NamedObjectFile::close() noexcept {
@@ -113,6 +126,7 @@ void NamedObjectFile::close() noexcept {
     header_ = nullptr;
     if (fd_ >= 0) ::close(fd_);
     fd_ = -1;
+    locked_ = false;
 }
 
 NamedObjectFile::Lock NamedObjectFile::lock(int command, short type, std::int64_t first,
@@ -122,6 +136,7 @@ NamedObjectFile::Lock NamedObjectFile::lock(int command, short type, std::int64_
     request.l_whence = SEEK_SET;
     request.l_start = first;
     request.l_len = last - first + 1;
+    if (command != F_OFD_GETLK) locked_ = true;
     int result;
     do {
         result = ::fcntl(fd_, command, &request);
@@ -206,6 +221,9 @@ std::atomic<char>* NamedObjectFile::mark() noexcept {
 bool NamedObjectFile::layOut(Kind kind, bool owned, std::uint64_t sectionSize) noexcept {
     if (kind == Kind::Section && !reserve(sectionSize)) return false;
     const Header header{{}, static_cast<char>(kind), owned, {}, sectionSize};
+    // One that was made here before mostly stands as it was.
+    if (header_ && std::memcmp(header_, static_cast<const void*>(&header), sizeof header) == 0)
+        return true;
     const ssize_t written = ::pwrite(fd_, &header, sizeof header, 0);
     return written == static_cast<ssize_t>(sizeof header) || failWithErrno();
 }

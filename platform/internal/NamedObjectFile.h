@@ -22,6 +22,7 @@
 #include <cstddef>
 #include <cstdint>
 #include <string>
+#include <utility>
 
 #include "platform/internal/NamedObjectName.h"
 #include "platform/types.h"
@@ -36,17 +37,20 @@ class NamedObjectFile {
     static constexpr std::int64_t dataOffset = 64 * 1024;  // a multiple of every page size
 
     NamedObjectFile() = default;
-    NamedObjectFile(const NamedObjectFile&) = delete;
-    NamedObjectFile& operator=(const NamedObjectFile&) = delete;
+    NamedObjectFile(NamedObjectFile&& other) noexcept { *this = std::move(other); }
+    NamedObjectFile& operator=(NamedObjectFile&& other) noexcept;
     ~NamedObjectFile() { close(); }
 
     int descriptor() const noexcept { return fd_; }
+    bool isOpen() const noexcept { return fd_ >= 0; }
+    /// Whether an open file is still the one that others find by its name.
+    bool isInPlace() const noexcept;
     /// ERROR_FILE_NOT_FOUND if there is none and `mayMake` is false.
     bool open(const NamedObjectName& name, bool mayMake);
     bool openUnnamed();
-    /// Lets go of all locks and closes. Said outright, since a child that somebody is just about
-    /// to start may have our descriptors for a moment longer.
-    void release() noexcept;
+    /// Lets go of all locks. Said outright before closing, since a child that somebody is just
+    /// about to start may have our descriptors for a moment longer.
+    void unlockAll() noexcept;
     /// Closes and leaves the locks to whoever else has the description.
     void close() noexcept;
 
@@ -81,6 +85,7 @@ class NamedObjectFile {
 
     int fd_ = -1;
     void* header_ = nullptr;  // mapped, for the mark
+    bool locked_ = false;     // perhaps
 };
 
 }  // namespace zlk::platform

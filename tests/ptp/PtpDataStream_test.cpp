@@ -15,7 +15,7 @@ using testing::ElementsAre;
 struct Filled : PtpDataStream {
     explicit Filled(const Bytes& bytes) {
         resize(static_cast<std::uint32_t>(bytes.size()));
-        std::memcpy(data(), bytes.data(), bytes.size());
+        std::memcpy(place(0, static_cast<std::uint32_t>(bytes.size())), bytes.data(), bytes.size());
     }
 };
 

@@ -26,7 +26,7 @@ using testing::ElementsAre;
 struct Received : PtpDataStream {
     explicit Received(const Bytes& bytes) {
         resize(static_cast<std::uint32_t>(bytes.size()) + 64);
-        std::memcpy(data(), bytes.data(), bytes.size());
+        std::memcpy(place(0, static_cast<std::uint32_t>(bytes.size())), bytes.data(), bytes.size());
     }
 };
 

@@ -32,7 +32,7 @@ TEST_F(Card, isNamedByIdOrLetterOrNotAtAllWhereThereIsOne) {
     EXPECT_EQ(zlkcam({"unmount", "G"}).status, 1);
     EXPECT_EQ(zlkcam({"unmount", "E"}).status, 0);
     EXPECT_EQ(zlkcam({"locked"}).status, 9);
-    EXPECT_EQ(zlkcam({"devices", "--json"}).output, "{\"devices\":[]}\n");
+    EXPECT_EQ(zlkcam({"devices", "--json"}).output, "{\"devices\":[],\"cameras\":[]}\n");
 }
 
 TEST_F(Card, ofAKnownCameraIsListedAsThatCamera) {

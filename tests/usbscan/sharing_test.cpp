@@ -97,7 +97,7 @@ TEST(Sharing, sixProcessesTakeTurnsWithoutALostTransaction) {
 
 TEST(Sharing, aClientThatIsKilledAnywhereLosesNothingForTheOthers) {
     const char* const often = std::getenv("ZLK_KILLS");
-    const int kills = often ? std::atoi(often) : 40;
+    const int kills = often ? std::atoi(often) : 200;
     Camera camera;
     camera.add(smallSize);
     camera.add(largeSize);

@@ -42,11 +42,14 @@ void EventLoop::cancel(TimerId timer) {
 }
 
 void EventLoop::runTasks() {
-    // Tasks that these post come after the next look at the descriptors, so that nobody starves.
-    std::deque<Task> tasks;
-    tasks.swap(tasks_);
-    for (Task& task : tasks)
-        if (running_) task();
+    // Then the descriptors have their turn, so that nobody starves.
+    constexpr int mostRounds = 8;
+    for (int round = 0; round < mostRounds && running_ && !tasks_.empty(); ++round) {
+        std::deque<Task> tasks;
+        tasks.swap(tasks_);
+        for (Task& task : tasks)
+            if (running_) task();
+    }
 }
 
 void EventLoop::runTimers() {

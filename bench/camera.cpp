@@ -1,0 +1,192 @@
+// The PTP stack on the virtual camera that is plugged into this machine, beside a bare socket.
+//   object HANDLE SIZE      getObject, and reading as many bytes from a socket: seconds of each,
+//                           CPU seconds of the first
+//   pieces HANDLE SIZE      the same in getPartialObject of 256 KiB; and KiB that memory grew by
+//   transactions            a small transaction, and a round trip on a socket: seconds of each
+//   rate COUNT              that many small transactions: seconds
+
+#include <sys/resource.h>
+#include <sys/socket.h>
+#include <sys/wait.h>
+#include <unistd.h>
+
+#include <algorithm>
+#include <chrono>
+#include <cstdio>
+#include <cstdlib>
+#include <fstream>
+#include <string>
+#include <string_view>
+#include <vector>
+
+#include "ptp/ZlPTPdrv.h"
+
+using namespace zlk;
+
+namespace {
+
+using Clock = std::chrono::steady_clock;
+
+constexpr int rounds = 15;
+constexpr std::uint32_t pieceSize = 256 * 1024;
+constexpr std::uint32_t readSize = 32 * 1024;  // what the engine asks for at a time
+
+template <class Body>
+double secondsOf(Body body) {
+    const Clock::time_point start = Clock::now();
+    body();
+    return std::chrono::duration<double>(Clock::now() - start).count();
+}
+
+double cpuSeconds() {
+    rusage usage{};
+    getrusage(RUSAGE_SELF, &usage);
+    const auto seconds = [](const timeval& time) {
+        return static_cast<double>(time.tv_sec) + static_cast<double>(time.tv_usec) / 1e6;
+    };
+    return seconds(usage.ru_utime) + seconds(usage.ru_stime);
+}
+
+long residentKiB() {
+    std::ifstream status("/proc/self/status");
+    for (std::string line; std::getline(status, line);)
+        if (line.starts_with("VmHWM:")) return std::strtol(line.c_str() + 6, nullptr, 10);
+    return 0;
+}
+
+/// A process that answers each number that it hears with as many bytes.
+class BareServer {
+  public:
+    explicit BareServer(std::size_t most) {
+        int pair[2];
+        if (socketpair(AF_UNIX, SOCK_STREAM, 0, pair) != 0) std::abort();
+        socket_ = pair[0];
+        child_ = fork();
+        if (child_ != 0) {
+            close(pair[1]);
+            return;
+        }
+        close(pair[0]);
+        const std::vector<char> bytes(most);
+        for (std::uint32_t wanted; recv(pair[1], &wanted, sizeof wanted, 0) == sizeof wanted;)
+            for (std::uint32_t sent = 0; sent < wanted;) {
+                const ssize_t count = ::send(pair[1], bytes.data() + sent,
+                                             std::min(wanted - sent, pieceSize), MSG_NOSIGNAL);
+                if (count <= 0) _exit(1);
+                sent += static_cast<std::uint32_t>(count);
+            }
+        _exit(0);
+    }
+    ~BareServer() {
+        close(socket_);
+        waitpid(child_, nullptr, 0);
+    }
+    BareServer(const BareServer&) = delete;
+    BareServer& operator=(const BareServer&) = delete;
+
+    void ask(std::uint32_t size, std::uint8_t* target) const {
+        if (::send(socket_, &size, sizeof size, MSG_NOSIGNAL) != sizeof size) std::abort();
+        for (std::uint32_t done = 0; done < size;) {
+            const ssize_t count = read(socket_, target + done, std::min(size - done, readSize));
+            if (count <= 0) std::abort();
+            done += static_cast<std::uint32_t>(count);
+        }
+    }
+
+  private:
+    int socket_ = -1;
+    pid_t child_ = -1;
+};
+
+void joinSession(ZlPTPdrv& camera) {
+    try {
+        camera.openSession();
+    } catch (PTPCommErrors error) {
+        if (error != PTP_SESSION_ALREADY_OPEN && error != PTP_INVALID_TRANSACTION_ID) throw;
+    }
+}
+
+/// Both by turns, so that what else the machine does falls on both; the best of each.
+template <class Ours, class Bare>
+void compare(Ours ours, Bare bare) {
+    double ourBest = 1e9, bareBest = 1e9, cpu = 1e9;
+    for (int i = 0; i < rounds; ++i) {
+        const double before = cpuSeconds();
+        ourBest = std::min(ourBest, secondsOf(ours));
+        cpu = std::min(cpu, cpuSeconds() - before);
+        bareBest = std::min(bareBest, secondsOf(bare));
+    }
+    std::printf("%.9f %.9f %.9f\n", ourBest, bareBest, cpu);
+}
+
+void object(ZlPTPdrv& camera, const BareServer& server, std::uint32_t handle, std::uint32_t size) {
+    std::vector<std::uint8_t> target(size);
+    compare([&] { camera.getObject(handle, target.data(), size, nullptr); },
+            [&] { server.ask(size, target.data()); });
+}
+
+void pieces(ZlPTPdrv& camera, const BareServer& server, std::uint32_t handle, std::uint32_t size) {
+    std::vector<std::uint8_t> target(pieceSize);
+    camera.getPartialObject(handle, 0, pieceSize, target.data());
+    const long before = residentKiB();
+    const auto each = [&](auto get) {
+        for (std::uint32_t done = 0; done < size; done += pieceSize) get(done);
+    };
+    compare(
+        [&] {
+            each([&](std::uint32_t done) {
+                camera.getPartialObject(handle, done, pieceSize, target.data());
+            });
+        },
+        [&] {
+            each([&](std::uint32_t done) {
+                server.ask(std::min(pieceSize, size - done), target.data());
+            });
+        });
+    std::printf("%ld\n", residentKiB() - before);
+}
+
+void transactions(ZlPTPdrv& camera, const BareServer& server) {
+    constexpr int count = 2000;
+    std::uint8_t response[16];
+    compare(
+        [&] {
+            for (int i = 0; i < count; ++i) camera.getNumberObjects(0xFFFFFFFF, 0, 0);
+        },
+        [&] {
+            for (int i = 0; i < count; ++i) server.ask(sizeof response, response);
+        });
+    std::printf("%d\n", count);
+}
+
+}  // namespace
+
+int main(int argc, char** argv) {
+    const std::string_view what = argc > 1 ? argv[1] : "";
+    const auto number = [&](int index) {
+        return argc > index ? static_cast<std::uint32_t>(std::strtoul(argv[index], nullptr, 0)) : 0;
+    };
+    const BareServer server(std::max(number(3), pieceSize));
+    try {
+        ZlPTPdrv camera{wString(u"\\\\.\\Usbscan1000")};
+        joinSession(camera);
+        if (what == "object") {
+            object(camera, server, number(2), number(3));
+        } else if (what == "pieces") {
+            pieces(camera, server, number(2), number(3));
+        } else if (what == "transactions") {
+            transactions(camera, server);
+        } else if (what == "rate") {
+            std::printf("%.9f\n", secondsOf([&] {
+                            for (std::uint32_t i = 0; i < number(2); ++i)
+                                camera.getNumberObjects(0xFFFFFFFF, 0, 0);
+                        }));
+        } else {
+            return 2;
+        }
+        return 0;
+    } catch (PTPCommErrors error) {
+        std::fprintf(stderr, "PTP error 0x%x\n", static_cast<unsigned>(error));
+        return 1;
+    }
+}
