@@ -54,7 +54,11 @@ long residentKiB() {
     return 0;
 }
 
-/// A process that answers each number that it hears with as many bytes.
+struct Wanted {
+    std::uint32_t offset, size;
+};
+
+/// A process that has as many bytes as the camera and answers with those that are wanted.
 class BareServer {
   public:
     explicit BareServer(std::size_t most) {
@@ -67,11 +71,11 @@ class BareServer {
             return;
         }
         close(pair[0]);
-        const std::vector<char> bytes(most);
-        for (std::uint32_t wanted; recv(pair[1], &wanted, sizeof wanted, 0) == sizeof wanted;)
-            for (std::uint32_t sent = 0; sent < wanted;) {
-                const ssize_t count = ::send(pair[1], bytes.data() + sent,
-                                             std::min(wanted - sent, pieceSize), MSG_NOSIGNAL);
+        const std::vector<char> bytes(most, 'x');
+        for (Wanted wanted; recv(pair[1], &wanted, sizeof wanted, 0) == sizeof wanted;)
+            for (std::uint32_t sent = 0; sent < wanted.size;) {
+                const ssize_t count = ::send(pair[1], bytes.data() + wanted.offset + sent,
+                                             std::min(wanted.size - sent, pieceSize), MSG_NOSIGNAL);
                 if (count <= 0) _exit(1);
                 sent += static_cast<std::uint32_t>(count);
             }
@@ -84,10 +88,11 @@ class BareServer {
     BareServer(const BareServer&) = delete;
     BareServer& operator=(const BareServer&) = delete;
 
-    void ask(std::uint32_t size, std::uint8_t* target) const {
-        if (::send(socket_, &size, sizeof size, MSG_NOSIGNAL) != sizeof size) std::abort();
-        for (std::uint32_t done = 0; done < size;) {
-            const ssize_t count = read(socket_, target + done, std::min(size - done, readSize));
+    void ask(Wanted wanted, std::uint8_t* target) const {
+        if (::send(socket_, &wanted, sizeof wanted, MSG_NOSIGNAL) != sizeof wanted) std::abort();
+        for (std::uint32_t done = 0; done < wanted.size;) {
+            const ssize_t count =
+                read(socket_, target + done, std::min(wanted.size - done, readSize));
             if (count <= 0) std::abort();
             done += static_cast<std::uint32_t>(count);
         }
@@ -122,7 +127,9 @@ void compare(Ours ours, Bare bare) {
 void object(ZlPTPdrv& camera, const BareServer& server, std::uint32_t handle, std::uint32_t size) {
     std::vector<std::uint8_t> target(size);
     compare([&] { camera.getObject(handle, target.data(), size, nullptr); },
-            [&] { server.ask(size, target.data()); });
+            [&] {
+                server.ask({0, size}, target.data());
+            });
 }
 
 void pieces(ZlPTPdrv& camera, const BareServer& server, std::uint32_t handle, std::uint32_t size) {
@@ -140,7 +147,7 @@ void pieces(ZlPTPdrv& camera, const BareServer& server, std::uint32_t handle, st
         },
         [&] {
             each([&](std::uint32_t done) {
-                server.ask(std::min(pieceSize, size - done), target.data());
+                server.ask({done, std::min(pieceSize, size - done)}, target.data());
             });
         });
     std::printf("%ld\n", residentKiB() - before);
@@ -154,7 +161,7 @@ void transactions(ZlPTPdrv& camera, const BareServer& server) {
             for (int i = 0; i < count; ++i) camera.getNumberObjects(0xFFFFFFFF, 0, 0);
         },
         [&] {
-            for (int i = 0; i < count; ++i) server.ask(sizeof response, response);
+            for (int i = 0; i < count; ++i) server.ask({0, sizeof response}, response);
         });
     std::printf("%d\n", count);
 }

@@ -77,8 +77,7 @@ std::shared_ptr<CameraHandle> CameraHandle::open(std::u16string_view name) {
     for (int i = 0; i < tries; ++i) {
         Descriptor socket = connectToHost(*device);
         if (!socket) return nullptr;
-        auto handle =
-            std::make_shared<CameraHandle>(HostSocket(std::move(socket), longest + hostPatience));
+        auto handle = std::make_shared<CameraHandle>(std::move(socket), longest + hostPatience);
         const Opening opening = handle->shakeHands(request);
         if (opening == Opening::Done) return handle;
         if (opening == Opening::Failed) {

@@ -23,7 +23,8 @@ class CameraHandle final : public Handle {
     /// trace tells which), ERROR_ACCESS_DENIED.
     static std::shared_ptr<CameraHandle> open(std::u16string_view name);
 
-    explicit CameraHandle(HostSocket socket) noexcept : socket_(std::move(socket)) {}
+    CameraHandle(Descriptor socket, std::chrono::milliseconds patience)
+        : socket_(std::move(socket), patience) {}
 
     bool read(void* buffer, DWORD size, DWORD& done) override;
     bool write(const void* buffer, DWORD size, DWORD& done) override;

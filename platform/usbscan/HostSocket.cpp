@@ -1,7 +1,10 @@
 #include "platform/usbscan/HostSocket.h"
 
+#include <fcntl.h>
 #include <poll.h>
+#include <sys/mman.h>
 #include <sys/socket.h>
+#include <sys/stat.h>
 #include <sys/uio.h>
 
 #include <algorithm>
@@ -13,6 +16,15 @@ namespace zlk::platform {
 namespace {
 
 constexpr std::size_t aheadSize = 4096;
+
+Descriptor descriptorOf(msghdr& message) {
+    const cmsghdr* const header = CMSG_FIRSTHDR(&message);
+    int descriptor = -1;
+    if (header && header->cmsg_type == SCM_RIGHTS &&
+        header->cmsg_len == CMSG_LEN(sizeof descriptor))
+        std::memcpy(&descriptor, CMSG_DATA(header), sizeof descriptor);
+    return Descriptor(descriptor);
+}
 
 timeval timevalOf(std::chrono::milliseconds time) {
     return {time.count() / 1000, time.count() % 1000 * 1000};
@@ -27,8 +39,13 @@ HostSocket::HostSocket(Descriptor socket, std::chrono::milliseconds patience)
     ::setsockopt(socket_.get(), SOL_SOCKET, SO_SNDTIMEO, &limit, sizeof limit);
 }
 
+HostSocket::~HostSocket() {
+    if (area_) ::munmap(const_cast<std::byte*>(area_), usbscan::areaSize);
+}
+
 bool HostSocket::send(usbscan::MessageHeader header, std::span<const std::byte> first,
                       std::span<const std::byte> second) {
+    const std::lock_guard lock(sending_);
     header.length = static_cast<std::uint32_t>(first.size() + second.size());
     iovec parts[] = {{&header, sizeof header},
                      {const_cast<std::byte*>(first.data()), first.size()},
@@ -66,12 +83,16 @@ HostSocket::Result HostSocket::receiveSome(std::span<std::byte> buffer, std::siz
     iovec parts[] = {{buffer.data(), buffer.size()}, {ahead_.data() + end_, ahead_.size() - end_}};
     // Behind a message that goes on there is only more of it, for the reader's next buffer.
     const bool readsAhead = buffer.size() == left_;
+    alignas(cmsghdr) char control[CMSG_SPACE(sizeof(int))];
     msghdr message{};
     message.msg_iov = parts;
     message.msg_iovlen = readsAhead ? 2 : 1;
+    message.msg_control = control;
+    message.msg_controllen = sizeof control;
     ssize_t count;
-    while ((count = ::recvmsg(socket_.get(), &message, 0)) < 0 && errno == EINTR) {
+    while ((count = ::recvmsg(socket_.get(), &message, MSG_CMSG_CLOEXEC)) < 0 && errno == EINTR) {
     }
+    if (count > 0 && message.msg_controllen > 0) passed_ = descriptorOf(message);
     if (count < 0 && errno == EAGAIN) return Result::TimedOut;
     if (count <= 0) return Result::Closed;
     done = std::min(static_cast<std::size_t>(count), buffer.size());
@@ -94,10 +115,57 @@ HostSocket::Result HostSocket::receiveHeader(usbscan::MessageHeader& header) {
     std::memcpy(&header, ahead_.data() + begin_, sizeof header);
     begin_ += sizeof header;
     left_ = header.length;
-    return Result::Ok;
+    if (header.kind == usbscan::MessageKind::Area)
+        return left_ == 0 && mapArea() ? receiveHeader(header) : Result::Closed;
+    const bool inArea = header.kind == usbscan::MessageKind::DataInArea;
+    return !inArea || enterArea(header) ? Result::Ok : Result::Closed;
+}
+
+bool HostSocket::mapArea() {
+    const Descriptor memory = std::move(passed_);
+    constexpr int fixedSize = F_SEAL_SHRINK | F_SEAL_GROW;
+    struct stat status;
+    // Memory that its maker could take away again would end this process.
+    if (!memory || area_ || ::fstat(memory.get(), &status) != 0 ||
+        status.st_size != usbscan::areaSize ||
+        (::fcntl(memory.get(), F_GET_SEALS) & fixedSize) != fixedSize)
+        return false;
+    void* const mapped = ::mmap(nullptr, usbscan::areaSize, PROT_READ, MAP_SHARED, memory.get(), 0);
+    if (mapped == MAP_FAILED) return false;
+    area_ = static_cast<const std::byte*>(mapped);
+    return true;
+}
+
+bool HostSocket::enterArea(usbscan::MessageHeader& header) {
+    usbscan::AreaPiece piece;
+    if (!area_ || left_ != sizeof piece ||
+        receiveBytes(std::as_writable_bytes(std::span(&piece, 1))) != Result::Ok ||
+        piece.slot >= usbscan::areaSlots || piece.length == 0 ||
+        piece.length > usbscan::areaSlotSize)
+        return false;
+    header.kind = usbscan::MessageKind::Data;
+    header.length = left_ = piece.length;
+    slot_ = piece.slot;
+    inArea_ = area_ + std::size_t{slot_} * usbscan::areaSlotSize;
+    return true;
+}
+
+void HostSocket::leaveArea() {
+    inArea_ = nullptr;
+    // A host that is gone needs no answer.
+    send({0, usbscan::MessageKind::SlotFree, 0, 0}, std::as_bytes(std::span(&slot_, 1)));
 }
 
 HostSocket::Result HostSocket::receive(std::span<std::byte> buffer) {
+    if (!inArea_) return receiveBytes(buffer);
+    std::copy_n(inArea_, buffer.size(), buffer.begin());
+    inArea_ += buffer.size();
+    left_ -= static_cast<std::uint32_t>(buffer.size());
+    if (left_ == 0) leaveArea();
+    return Result::Ok;
+}
+
+HostSocket::Result HostSocket::receiveBytes(std::span<std::byte> buffer) {
     while (!buffer.empty()) {
         std::size_t done = std::min(end_ - begin_, buffer.size());
         if (done > 0) {

@@ -2,6 +2,7 @@
 // A client's end of Protocol.h: messages out and in, without anything that a message means.
 
 #include <chrono>
+#include <mutex>
 #include <span>
 #include <vector>
 
@@ -16,8 +17,11 @@ class HostSocket {
 
     /// `patience`: no single wait lasts longer.
     HostSocket(Descriptor socket, std::chrono::milliseconds patience);
+    ~HostSocket();
+    HostSocket(const HostSocket&) = delete;
+    HostSocket& operator=(const HostSocket&) = delete;
 
-    /// Whole messages; for one thread at a time.
+    /// Whole messages, from any thread.
     bool send(usbscan::MessageHeader header, std::span<const std::byte> first,
               std::span<const std::byte> second = {});
 
@@ -25,7 +29,8 @@ class HostSocket {
 
     /// Whether something of a message is there, or comes within this time.
     bool hasInput(std::chrono::milliseconds time);
-    /// The header of the next message; its payload must be received to its end before.
+    /// The header of the next message; its payload must be received to its end before. Where the
+    /// bytes of a Data come from is not told.
     Result receiveHeader(usbscan::MessageHeader& header);
     /// What the message under way still has.
     std::uint32_t left() const noexcept { return left_; }
@@ -37,14 +42,25 @@ class HostSocket {
     void shutDown() noexcept;
 
   private:
-    Result fill(std::size_t wanted);
     Result receiveSome(std::span<std::byte> buffer, std::size_t& done);
+    Result receiveBytes(std::span<std::byte> buffer);
+    /// Takes over the memory that the host shares.
+    bool mapArea();
+    /// Turns to the area for the bytes of the message under way.
+    bool enterArea(usbscan::MessageHeader& header);
+    void leaveArea();
 
     Descriptor socket_;
+    std::mutex sending_;
     std::uint32_t left_ = 0;
     // What came behind a message that was received into its reader's own buffer.
     std::vector<std::byte> ahead_;
     std::size_t begin_ = 0, end_ = 0;
+
+    Descriptor passed_;  // came with a message
+    const std::byte* area_ = nullptr;
+    const std::byte* inArea_ = nullptr;  // where the message under way goes on, if it is there
+    std::uint32_t slot_ = 0;
 };
 
 }  // namespace zlk::platform

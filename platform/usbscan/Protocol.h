@@ -7,6 +7,8 @@
 //                   <-          Opened, or Refused and the end
 //     Write         ->                                          (not acknowledged)
 //                   <-          Data, ZeroPacket, Failed        (pushed, behind a command)
+//                   <-          Area, once; then also DataInArea
+//     SlotFree      ->
 //     Control       ->
 //                   <-          ControlDone
 //     WaitEvent     ->
@@ -40,6 +42,7 @@ enum class MessageKind : std::uint8_t {
     Control = 3,    ///< ControlRequest and its input
     WaitEvent = 4,  ///< nothing
     Cancel = 5,     ///< nothing: gives up the transaction that is open on this handle
+    SlotFree = 6,   ///< a u32, the slot that has been read
     // from the host
     Opened = 65,       ///< nothing
     Refused = 66,      ///< a u32, the last error
@@ -49,7 +52,9 @@ enum class MessageKind : std::uint8_t {
     ControlDone = 70,  ///< a u32, the last error or 0, and the output
     Event = 71,        ///< the event's bytes; none when the time is up
     Cancelled = 72,    ///< nothing
-    Note = 73          ///< a line for the trace, UTF-8
+    Note = 73,         ///< a line for the trace, UTF-8
+    Area = 74,         ///< nothing; with it comes a descriptor of areaSize bytes, sealed
+    DataInArea = 75,   ///< AreaPiece: a Data whose bytes are there
 };
 
 struct MessageHeader {
@@ -75,6 +80,15 @@ struct OpenRequest {
 struct ControlRequest {
     std::uint32_t code;        ///< IOCTL_GET_USB_DESCRIPTOR, IOCTL_GET_PIPE_CONFIGURATION
     std::uint32_t outputSize;  ///< at most that many bytes come back
+};
+
+/// Slots of the area: what a host may be ahead of a client in it.
+inline constexpr std::uint32_t areaSlots = 8, areaSlotSize = 128 * 1024;
+inline constexpr std::uint32_t areaSize = areaSlots * areaSlotSize;
+
+struct AreaPiece {
+    std::uint32_t slot;
+    std::uint32_t length;
 };
 
 /// Largest `length` of anything but Write and Data.

@@ -8,6 +8,7 @@
 #include <array>
 #include <cerrno>
 #include <cstring>
+#include <utility>
 
 namespace zlk::usbscan {
 namespace {
@@ -16,12 +17,27 @@ constexpr std::size_t usualInput = 4096;
 // A client that asks and asks and reads no answer is no longer listened to.
 constexpr std::size_t maxQueuedAnswers = 256;
 
+// Less is through the socket sooner.
+constexpr std::size_t leastForArea = 16 * 1024;
+
 bool isFromClient(MessageKind kind) {
-    return kind >= MessageKind::Open && kind <= MessageKind::Cancel;
+    return kind >= MessageKind::Open && kind <= MessageKind::SlotFree;
 }
 
 bool isData(MessageKind kind) {
-    return kind == MessageKind::Data || kind == MessageKind::ZeroPacket;
+    return kind == MessageKind::Data || kind == MessageKind::DataInArea ||
+           kind == MessageKind::ZeroPacket;
+}
+
+template <std::size_t Size>
+void attach(msghdr& message, char (&control)[Size], int descriptor) {
+    message.msg_control = control;
+    message.msg_controllen = Size;
+    cmsghdr* const header = CMSG_FIRSTHDR(&message);
+    header->cmsg_level = SOL_SOCKET;
+    header->cmsg_type = SCM_RIGHTS;
+    header->cmsg_len = CMSG_LEN(sizeof descriptor);
+    std::memcpy(CMSG_DATA(header), &descriptor, sizeof descriptor);
 }
 
 std::shared_ptr<std::vector<std::byte>> copyOf(std::span<const std::byte> bytes) {
@@ -42,8 +58,8 @@ HostConnection::~HostConnection() {
 
 void HostConnection::expectEvents() {
     const bool reads = !paused_ && output_.size() < maxQueuedAnswers;
-    loop_.expect(socket_,
-                 static_cast<short>((reads ? POLLIN : 0) | (output_.empty() ? 0 : POLLOUT)));
+    loop_.expect(socket_, static_cast<short>((reads ? POLLIN : 0) |
+                                             (output_.empty() || awaitsSlot_ ? 0 : POLLOUT)));
 }
 
 void HostConnection::lose() {
@@ -119,7 +135,17 @@ bool HostConnection::takeMessage() {
     if (end_ - begin_ < wanted_) return false;
     const std::span payload(input_.data() + begin_ + sizeof header, header.length);
     begin_ += wanted_;
-    owner_.received(*this, header, payload);
+    if (header.kind != MessageKind::SlotFree) {
+        owner_.received(*this, header, payload);
+        return true;
+    }
+    std::uint32_t slot = areaSlots;
+    if (payload.size() == sizeof slot) std::memcpy(&slot, payload.data(), sizeof slot);
+    if (!area_.free(slot)) {
+        lose();
+        return false;
+    }
+    if (std::exchange(awaitsSlot_, false)) flush();
     return true;
 }
 
@@ -140,13 +166,36 @@ bool HostConnection::takePart() {
 void HostConnection::send(MessageHeader header, std::span<const std::byte> bytes,
                           std::shared_ptr<const void> keeper) {
     if (lost_) return;
-    header.length = static_cast<std::uint32_t>(bytes.size());
-    if (!keeper && !bytes.empty()) {
+    Outgoing outgoing{header, bytes, std::move(keeper)};
+    const bool large = header.kind == MessageKind::Data && bytes.size() >= leastForArea;
+    if (large && !area_.exists() && area_.make())
+        queue({{0, MessageKind::Area, 0, 0}, {}, nullptr, area_.descriptor()});
+    outgoing.wantsArea = large && area_.exists() && bytes.size() <= areaSlotSize;
+    if (!outgoing.keeper && !bytes.empty()) {
         const auto copy = copyOf(bytes);
-        bytes = *copy;
-        keeper = copy;
+        outgoing.bytes = *copy;
+        outgoing.keeper = copy;
     }
-    output_.push_back({header, bytes, std::move(keeper)});
+    queue(std::move(outgoing));
+}
+
+bool HostConnection::moveToArea(Outgoing& outgoing) {
+    if (!outgoing.wantsArea) return true;
+    const auto slot = area_.put(outgoing.bytes);
+    if (!slot) return false;
+    const AreaPiece piece{*slot, static_cast<std::uint32_t>(outgoing.bytes.size())};
+    const auto copy = copyOf(std::as_bytes(std::span(&piece, 1)));
+    outgoing.header.kind = MessageKind::DataInArea;
+    outgoing.header.length = sizeof piece;
+    outgoing.bytes = *copy;
+    outgoing.keeper = copy;
+    outgoing.wantsArea = false;
+    return true;
+}
+
+void HostConnection::queue(Outgoing outgoing) {
+    outgoing.header.length = static_cast<std::uint32_t>(outgoing.bytes.size());
+    output_.push_back(std::move(outgoing));
     if (output_.size() == 1) flush();
     if (!lost_) expectEvents();
 }
@@ -173,13 +222,21 @@ void HostConnection::dropData() {
         }
         ++first;
     }
-    output_.erase(std::remove_if(first, output_.end(),
-                                 [](const Outgoing& out) { return isData(out.header.kind); }),
-                  output_.end());
+    const auto dropped = std::stable_partition(
+        first, output_.end(), [](const Outgoing& out) { return !isData(out.header.kind); });
+    for (auto out = dropped; out != output_.end(); ++out)
+        if (out->header.kind == MessageKind::DataInArea) {
+            AreaPiece piece;
+            std::memcpy(&piece, out->bytes.data(), sizeof piece);
+            area_.free(piece.slot);
+        }
+    output_.erase(dropped, output_.end());
+    awaitsSlot_ = false;
 }
 
 void HostConnection::finish() {
     finishing_ = true;
+    dropData();
     if (output_.empty()) lose();
 }
 
@@ -194,12 +251,19 @@ void HostConnection::flush() {
                 parts[count++] = {const_cast<char*>(static_cast<const char*>(bytes)) + skipped,
                                   size - skipped};
         };
-        for (const Outgoing& out : output_) {
-            if (count + 2 > parts.size()) break;
+        alignas(cmsghdr) char control[CMSG_SPACE(sizeof(int))] = {};
+        msghdr message{};
+        for (Outgoing& out : output_) {
+            // A descriptor goes with the first byte, so its message begins a call.
+            const bool begins = &out == &output_.front();
+            if (count + 2 > parts.size() || (out.descriptor >= 0 && !begins) || !moveToArea(out))
+                break;
+            if (out.descriptor >= 0 && sent_ == 0) attach(message, control, out.descriptor);
             add(&out.header, sizeof out.header);
             add(out.bytes.data(), out.bytes.size());
         }
-        msghdr message{};
+        awaitsSlot_ = count == 0;
+        if (awaitsSlot_) return;
         message.msg_iov = parts.data();
         message.msg_iovlen = count;
         const ssize_t sent = ::sendmsg(socket_, &message, MSG_NOSIGNAL | MSG_DONTWAIT);

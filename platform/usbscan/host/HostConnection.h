@@ -8,6 +8,7 @@
 #include <vector>
 
 #include "platform/usbscan/Protocol.h"
+#include "platform/usbscan/host/DataArea.h"
 #include "platform/usbscan/host/EventLoop.h"
 
 namespace zlk::usbscan {
@@ -68,7 +69,12 @@ class HostConnection {
         MessageHeader header;
         std::span<const std::byte> bytes;
         std::shared_ptr<const void> keeper;
+        int descriptor = -1;     // that goes with it
+        bool wantsArea = false;  // a large piece of data, not there yet
     };
+    void queue(Outgoing outgoing);
+    /// Puts what wants it into the area; false if it has to wait for a slot.
+    bool moveToArea(Outgoing& outgoing);
     void happened(short events);
     void readOn();
     /// False if something is missing for it, which `wanted_` then tells.
@@ -91,8 +97,10 @@ class HostConnection {
     MessageHeader write_{};        // a Write that is under way,
     std::uint32_t writeLeft_ = 0;  // what of it isn't handed out
 
+    DataArea area_;
     std::deque<Outgoing> output_;
     std::size_t sent_ = 0;  // of the first message, header included
+    bool awaitsSlot_ = false;
 };
 
 }  // namespace zlk::usbscan
