@@ -226,7 +226,8 @@ bool CameraHandle::read(void* buffer, DWORD size, DWORD& done) {
         } else {
             inData_ = data_.length > 0;
             zeroGiven_ = false;
-            if (due && size < containerHead) {
+            // Whatever is shorter than a container is what came in the packet's place.
+            if (due && size < containerHead && data_.length >= containerHead) {
                 diagnose(category, u"A zero-length packet was due and was left out");
                 return true;
             }

@@ -61,16 +61,18 @@ TEST(ContainerFollower, cutsWhereContainersAndTransfersEnd) {
 }
 
 TEST(ContainerFollower, tellsWhereAPacketOfNoBytesIsDueAndWhereItCame) {
-    const Bytes full = container(128, data, 128);
+    const Bytes full = container(128, data, 128), ok = container(12, response, 12);
     EXPECT_EQ(Cuts().piece(full, false).piece({}, true).text(), "128! z");
-    EXPECT_EQ(Cuts().piece(full, true).text(), "128 z");
-    EXPECT_EQ(Cuts().piece(full, false).piece(container(12, response, 12), true).text(),
-              "128! 12R");
-    // Glued to its response, none is.
-    EXPECT_EQ(Cuts().piece(full + container(12, response, 12), true).text(), "128 12R");
+    EXPECT_EQ(Cuts().piece(full, true).text(), "128! z");
+    // Left out: its reader looks for it all the same.
+    EXPECT_EQ(Cuts().piece(full, false).piece(ok, true).text(), "128! 12R");
+    EXPECT_EQ(Cuts().piece(full + ok, true).text(), "128! 12R");
+    EXPECT_EQ(Cuts().piece(container(128, data, 12), true).piece(Bytes(116), true).text(),
+              "12 116!");
+    // In the middle of a container.
     EXPECT_EQ(Cuts().piece(container(256, data, 128), false).piece({}, true).text(), "128 z");
     // One extra byte in its place.
-    EXPECT_EQ(Cuts().piece(full + Bytes(1), true).text(), "128 1");
+    EXPECT_EQ(Cuts().piece(full + Bytes(1), true).text(), "128! 1");
 }
 
 TEST(ContainerFollower, takesALengthThatCantBeToTheTransfersEnd) {

@@ -176,6 +176,7 @@ std::string ControlCommands::stats(const Words&) {
     JsonWriter json;
     json.beginObject();
     json.member("transactions", camera_.transactions());
+    json.member("repeatedIds", camera_.judge().repeats());
     json.member("bytesOut", camera_.log().bytesOf(Channel::BulkOut));
     json.member("bytesIn", camera_.log().bytesOf(Channel::BulkIn));
     json.member("bytesInterrupt", camera_.log().bytesOf(Channel::Interrupt));

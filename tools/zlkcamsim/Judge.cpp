@@ -57,7 +57,8 @@ void Judge::command(const ContainerHeader& header, std::size_t arrived, bool tra
         blame(name + ": too many parameters");
     if (transactionOpen) blame(name + ": while the transaction before it is open");
     judgeId(header);
-    reusable_.reset();
+    // A session that is opened once more comes between and says nothing about the count.
+    if (header.code != operation::OpenSession) reusable_.reset();
 }
 
 void Judge::judgeId(const ContainerHeader& header) {
@@ -73,8 +74,14 @@ void Judge::judgeId(const ContainerHeader& header) {
     }
     const std::uint32_t expected = idBehind(session_.lastTransaction);
     const bool mayFollow = reusable_ && header.id == idBehind(*reusable_);
-    if (header.id != expected && header.id != reusable_ && !mayFollow)
+    if (header.id == expected || header.id == reusable_ || mayFollow) return;
+    // A host that was killed behind the response has stored no count: its id comes once more.
+    if (header.id == session_.lastTransaction && repeated_ != header.id) {
+        repeated_ = header.id;
+        ++repeats_;
+    } else {
         blame(name + ": id " + std::to_string(expected) + " was to come");
+    }
 }
 
 void Judge::data(const ContainerHeader& header, std::uint64_t arrived, const Message& command) {

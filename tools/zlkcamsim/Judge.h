@@ -32,6 +32,8 @@ class Judge {
     /// Something else that is wrong. The last thousand are kept.
     void blame(std::string what);
     const std::deque<std::string>& violations() const { return violations_; }
+    /// How many ids came a second time behind their response, as after a host that was killed.
+    unsigned repeats() const { return repeats_; }
     void clear() { violations_.clear(); }
 
   private:
@@ -39,6 +41,8 @@ class Judge {
 
     const Session& session_;
     std::optional<std::uint32_t> reusable_;
+    std::optional<std::uint32_t> repeated_;
+    unsigned repeats_ = 0;
     bool excused_ = false;
     std::deque<std::string> violations_;
 };

@@ -28,8 +28,13 @@ std::uint32_t containerTransaction(std::span<const std::byte> container) {
 
 void ContainerFollower::reset(std::uint32_t transaction) noexcept {
     transaction_ = transaction;
+    forgetContainer();
+    transfer_ = 0;
+}
+
+void ContainerFollower::forgetContainer() noexcept {
     headSize_ = 0;
-    missing_ = transfer_ = 0;
+    container_ = missing_ = 0;
 }
 
 /// A response with another id is left over from an earlier transaction. But a camera that refuses
@@ -66,11 +71,11 @@ void ContainerFollower::follow(std::span<const std::byte> bytes, bool endsTransf
         cut.bytes = bytes.first(taken);
         bytes = bytes.subspan(taken);
         transfer_ += taken;
+        container_ += taken;
         if (headIsWhole() && missing_ == 0) {
             cut.endsResponse = isAnswer();
-            cut.zeroPacketDue =
-                (!bytes.empty() || !endsTransfer) && transfer_ % packetSize_ == 0;
-            headSize_ = 0;
+            cut.zeroPacketDue = container_ % packetSize_ == 0;
+            forgetContainer();
         }
         cuts.push_back(cut);
     }
@@ -79,7 +84,7 @@ void ContainerFollower::follow(std::span<const std::byte> bytes, bool endsTransf
     transfer_ = 0;
     // A container goes on behind a short packet, unless only that could end it.
     if (headIsWhole() && missing_ == toTheTransfersEnd) cuts.back().endsResponse = isAnswer();
-    if (!headIsWhole() || missing_ == toTheTransfersEnd) headSize_ = 0;
+    if (!headIsWhole() || missing_ == toTheTransfersEnd) forgetContainer();
 }
 
 }  // namespace zlk::usbscan

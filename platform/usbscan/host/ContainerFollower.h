@@ -20,8 +20,10 @@ std::uint32_t containerTransaction(std::span<const std::byte> container);
 /// A part of what came: bytes of one container and one transfer.
 struct ContainerCut {
     std::span<const std::byte> bytes;  ///< none for a zero-length packet
-    bool zeroPacketDue = false;        ///< the container is whole, and its last packet was full
-    bool endsResponse = false;         ///< the container is whole, and answers the transaction
+    /// The container is whole and fills its packets: its reader looks for a packet of no bytes
+    /// behind it.
+    bool zeroPacketDue = false;
+    bool endsResponse = false;  ///< the container is whole, and answers the transaction
 };
 
 class ContainerFollower {
@@ -39,11 +41,13 @@ class ContainerFollower {
     std::size_t take(std::span<const std::byte> bytes) noexcept;
     bool headIsWhole() const noexcept { return headSize_ == containerHeaderSize; }
     bool isAnswer() const noexcept;
+    void forgetContainer() noexcept;
 
     const std::uint16_t packetSize_;
     std::uint32_t transaction_ = 0;
     std::array<std::byte, containerHeaderSize> head_{};
     std::size_t headSize_ = 0;
+    std::uint64_t container_ = 0;  // bytes of the one under way
     std::uint64_t missing_ = 0;   // behind the head; of a length that can't be, all of the transfer
     std::uint64_t transfer_ = 0;  // bytes of the transfer under way
 };

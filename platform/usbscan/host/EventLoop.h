@@ -41,7 +41,7 @@ class EventLoop {
     /// Harmless for one that has been called, or 0.
     void cancel(TimerId timer);
 
-    /// Until stop().
+    /// Until stop(); may be run again behind it.
     void run();
     void stop() noexcept { running_ = false; }
 

@@ -1,0 +1,137 @@
+#include "platform/usbscan/program/BulkReader.h"
+
+#include <algorithm>
+#include <utility>
+
+namespace zlk::usbscan {
+namespace {
+
+constexpr std::size_t transfers = 8;
+constexpr std::size_t largestBuffer = 128 * 1024;
+constexpr std::size_t smallestBuffer = 8 * 1024;
+
+std::size_t wholePackets(std::size_t size, const UsbEndpoint& endpoint) {
+    return size - size % endpoint.maximumPacketSize;
+}
+
+}  // namespace
+
+struct BulkReader::Slot {
+    explicit Slot(LibusbContext& context) : transfer(context) {}
+    bool free() const { return !transfer.busy() && lease.expired(); }
+
+    LibusbTransfer transfer;
+    std::shared_ptr<Buffer> buffer;
+    std::weak_ptr<const void> lease;
+};
+
+/// Keeps the bytes of a piece where they are, also behind the reader's end.
+struct BulkReader::Lease {
+    Lease(std::shared_ptr<const Buffer> lent, std::weak_ptr<BulkReader*> lender)
+        : buffer(std::move(lent)), reader(std::move(lender)) {}
+    Lease(const Lease&) = delete;
+    Lease& operator=(const Lease&) = delete;
+    ~Lease() {
+        if (const auto lender = reader.lock()) (*lender)->submitFree();
+    }
+
+    std::shared_ptr<const Buffer> buffer;
+    std::weak_ptr<BulkReader*> reader;
+};
+
+BulkReader::BulkReader(LibusbContext& context, libusb_device_handle* handle,
+                       const UsbEndpoint& endpoint)
+    : context_(context),
+      handle_(handle),
+      endpoint_(endpoint),
+      bufferSize_(wholePackets(largestBuffer, endpoint)),
+      mostInFlight_(transfers) {
+    for (std::size_t i = 0; i < transfers; ++i) slots_.push_back(std::make_unique<Slot>(context));
+}
+
+BulkReader::~BulkReader() = default;
+
+void BulkReader::start() {
+    if (failure_) return;
+    reading_ = true;
+    submitFree();
+}
+
+void BulkReader::stop() noexcept {
+    reading_ = false;
+    failure_.reset();
+    for (const auto& slot : slots_) slot->transfer.cancel();
+}
+
+std::size_t BulkReader::countInFlight() const noexcept {
+    return std::count_if(slots_.begin(), slots_.end(),
+                         [](const auto& slot) { return slot->transfer.inFlight(); });
+}
+
+void BulkReader::submitFree() {
+    for (const auto& slot : slots_) {
+        if (!reading_ || countInFlight() >= mostInFlight_) return;
+        while (reading_ && slot->free() && !submit(*slot)) {
+        }
+    }
+}
+
+/// False: the kernel had no memory for a buffer of this size, and there is a smaller one to try.
+bool BulkReader::submit(Slot& slot) {
+    if (!slot.buffer || slot.buffer->size() != bufferSize_)
+        slot.buffer = std::make_shared<Buffer>(bufferSize_);
+    libusb_fill_bulk_transfer(&*slot.transfer, handle_, endpoint_.address,
+                              reinterpret_cast<unsigned char*>(slot.buffer->data()),
+                              static_cast<int>(bufferSize_), nullptr, nullptr, 0);
+    const int error =
+        slot.transfer.submit([this, &slot](UsbStatus status) { ended(slot, status); });
+    if (!error) return true;
+    if (error != LIBUSB_ERROR_NO_MEM && error != LIBUSB_ERROR_IO) {
+        fail(statusOfError(error));
+    } else if (const std::size_t others = countInFlight()) {
+        mostInFlight_ = others;
+    } else if (const auto half = wholePackets(bufferSize_ / 2, endpoint_); half >= smallestBuffer) {
+        bufferSize_ = half;
+        return false;
+    } else {
+        fail(UsbStatus::Failed);
+    }
+    return true;
+}
+
+void BulkReader::ended(Slot& slot, UsbStatus status) {
+    const auto length = static_cast<std::size_t>(slot.transfer->actual_length);
+    const bool endsTransfer = status == UsbStatus::Done && length < slot.buffer->size();
+    // Behind a failure bytes are missing.
+    if (!failure_ && (length || endsTransfer)) deliver(slot, endsTransfer);
+    if (status == UsbStatus::Done || status == UsbStatus::Cancelled)
+        submitFree();
+    else if (reading_)
+        fail(status);
+    tellFailure();
+}
+
+void BulkReader::deliver(Slot& slot, bool endsTransfer) {
+    if (!listener_) return;
+    const auto lease = std::make_shared<const Lease>(slot.buffer, self_);
+    slot.lease = lease;
+    listener_->arrived(
+        {std::span(*slot.buffer).first(static_cast<std::size_t>(slot.transfer->actual_length)),
+         endsTransfer, lease});
+}
+
+void BulkReader::fail(UsbStatus why) {
+    stop();
+    failure_ = why;
+    context_.post([this] { tellFailure(); });
+}
+
+void BulkReader::tellFailure() {
+    const bool busy = std::any_of(slots_.begin(), slots_.end(),
+                                  [](const auto& slot) { return slot->transfer.busy(); });
+    if (!failure_ || busy) return;
+    const UsbStatus why = *std::exchange(failure_, std::nullopt);
+    if (listener_) listener_->readingStopped(why);
+}
+
+}  // namespace zlk::usbscan

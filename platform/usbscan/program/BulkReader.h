@@ -1,0 +1,56 @@
+#pragma once
+// Reads a bulk-in pipe with several large transfers at once. A buffer is lent to whoever holds its
+// piece and goes out again when it comes back; so reading pauses by itself while all are held.
+
+#include <libusb.h>
+
+#include <cstddef>
+#include <memory>
+#include <optional>
+#include <vector>
+
+#include "platform/usbscan/host/UsbDevice.h"
+#include "platform/usbscan/program/LibusbTransfer.h"
+
+namespace zlk::usbscan {
+
+class BulkReader {
+  public:
+    /// `handle` stays the caller's; the packet size isn't 0.
+    BulkReader(LibusbContext& context, libusb_device_handle* handle, const UsbEndpoint& endpoint);
+    ~BulkReader();
+    BulkReader(const BulkReader&) = delete;
+    BulkReader& operator=(const BulkReader&) = delete;
+
+    void setListener(UsbDevice::Listener* listener) noexcept { listener_ = listener; }
+    /// As those of UsbDevice.
+    void start();
+    void stop() noexcept;
+    bool inFlight() const noexcept { return countInFlight() != 0; }
+
+  private:
+    using Buffer = std::vector<std::byte>;
+    struct Slot;
+    struct Lease;
+
+    void submitFree();
+    bool submit(Slot& slot);
+    void ended(Slot& slot, UsbStatus status);
+    void deliver(Slot& slot, bool endsTransfer);
+    void fail(UsbStatus why);
+    void tellFailure();
+    std::size_t countInFlight() const noexcept;
+
+    LibusbContext& context_;
+    libusb_device_handle* handle_;
+    const UsbEndpoint endpoint_;
+    UsbDevice::Listener* listener_ = nullptr;
+    std::vector<std::unique_ptr<Slot>> slots_;
+    std::size_t bufferSize_;    ///< a multiple of the packet size
+    std::size_t mostInFlight_;  ///< as the kernel's memory allows
+    bool reading_ = false;
+    std::optional<UsbStatus> failure_;  ///< told when nothing is in flight any more
+    std::shared_ptr<BulkReader*> self_ = std::make_shared<BulkReader*>(this);  ///< for the leases
+};
+
+}  // namespace zlk::usbscan

@@ -1,0 +1,396 @@
+// What a host sees of a device through the real libusb, below which stands an emulated usbfs.
+
+#include "platform/usbscan/program/LibusbDevice.h"
+
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+
+#include "tests/support/ChildProcess.h"
+#include "tests/usb/SteppedLoop.h"
+#include "tests/usb/emulator/EmulatedUsb.h"
+#include "tests/usb/emulator/ScriptedFunction.h"
+
+namespace zlk::test {
+namespace {
+
+using camsim::PipeAnswer;
+using usbscan::EventLoop;
+using usbscan::LibusbDevice;
+using usbscan::LibusbError;
+using usbscan::UsbAddress;
+using usbscan::UsbPiece;
+using usbscan::UsbStatus;
+using Transfer = ScriptedFunction::Transfer;
+
+/// What a host gets, joined to transfers.
+class Inbox final : public usbscan::UsbDevice::Listener {
+  public:
+    void arrived(UsbPiece piece) override {
+        if (transfers.empty() || transfers.back().ended) transfers.push_back({{}, false});
+        Transfer& last = transfers.back();
+        last.bytes.insert(last.bytes.end(), piece.bytes.begin(), piece.bytes.end());
+        last.ended = piece.endsTransfer;
+        bytes += piece.bytes.size();
+        if (holds) held.push_back(std::move(piece));
+    }
+    void readingStopped(UsbStatus why) override { stopped.push_back(why); }
+
+    std::vector<Transfer> transfers;
+    std::size_t bytes = 0;
+    std::vector<UsbStatus> stopped;
+    bool holds = false;
+    std::vector<UsbPiece> held;
+};
+
+class Bench {
+  public:
+    explicit Bench(std::uint16_t packetSize = 512, const UsbfsFeatures& features = {})
+        : function(packetSize), usb(loop, function, features) {}
+
+    std::unique_ptr<LibusbDevice> open() {
+        auto opened = std::make_unique<LibusbDevice>(
+            loop, UsbAddress{1, static_cast<std::uint8_t>(usb.deviceNumber())},
+            [this] { unplugged = true; });
+        opened->setListener(&inbox);
+        return opened;
+    }
+    UsbStatus write(LibusbDevice& to, const Bytes& bytes, bool zeroPacket) {
+        std::optional<UsbStatus> result;
+        to.write(bytes, zeroPacket, [&](UsbStatus status) { result = status; });
+        EXPECT_FALSE(result) << "reported from inside of the call";
+        loop.until([&] { return result.has_value(); });
+        return result.value_or(UsbStatus::TimedOut);
+    }
+
+    SteppedLoop loop;
+    ScriptedFunction function;
+    EmulatedUsb usb;
+    Inbox inbox;
+    bool unplugged = false;
+};
+
+/// The error with which it can't be opened; 0 if it can.
+int errorOfOpening(EventLoop& loop, UsbAddress address) {
+    try {
+        LibusbDevice(loop, address, [] {});
+        return 0;
+    } catch (const LibusbError& error) {
+        return error.code();
+    }
+}
+
+class OnKernels : public testing::TestWithParam<std::tuple<std::uint16_t, std::uint32_t>> {
+  protected:
+    const std::uint16_t packet = std::get<0>(GetParam());
+    Bench bench{packet, {.capabilities = std::get<1>(GetParam())}};
+    std::unique_ptr<LibusbDevice> device = bench.open();
+
+    /// Around the edges of packets and of our own buffers.
+    std::vector<std::size_t> sizes() const {
+        const std::size_t p = packet, buffer = 128 * 1024;
+        return {0,          1,      p - 1,      p,          p + 1,      2 * p,     buffer - p,
+                buffer - 1, buffer, buffer + 1, buffer + p, 2 * buffer, 3'000'007, 3 << 20};
+    }
+};
+
+TEST_P(OnKernels, TransfersAreReadByteForByteAndEndWhereTheyDo) {
+    std::vector<Transfer> sent;
+    for (const std::size_t size : sizes())
+        sent.push_back({pattern(size, static_cast<unsigned>(size)), true});
+    for (const Transfer& transfer : sent) bench.function.send(transfer);
+    device->startReading();
+    device->startReading();
+    EXPECT_TRUE(bench.inbox.transfers.empty()) << "reported from inside of the call";
+    EXPECT_TRUE(bench.loop.until([&] {
+        return bench.inbox.transfers.size() == sent.size() && bench.inbox.transfers.back().ended;
+    }));
+    EXPECT_TRUE(bench.inbox.transfers == sent);
+    EXPECT_THAT(bench.inbox.stopped, testing::IsEmpty());
+}
+
+TEST_P(OnKernels, WritesArriveByteForByteWithTheirEmptyPacketsAndNoOthers) {
+    for (const std::size_t size : sizes()) {
+        for (const bool zeroPacket : {true, false}) {
+            const Bytes bytes = pattern(size, static_cast<unsigned>(size));
+            ASSERT_EQ(bench.write(*device, bytes, zeroPacket), UsbStatus::Done) << size;
+            const bool ends = zeroPacket || size == 0 || size % packet != 0;
+            ASSERT_EQ(bench.function.received.size(), 1u) << size;
+            ASSERT_TRUE((bench.function.received.front() == Transfer{bytes, ends})) << size;
+            bench.function.received.clear();
+        }
+    }
+}
+
+TEST_P(OnKernels, AStallIsReportedBehindWhatCameBeforeItAndCanBeCleared) {
+    const Transfer part{pattern(3 * 128 * 1024 + 2 * packet, 1), false}, next{pattern(5, 2), true};
+    bench.function.send(part);
+    bench.function.answer(ScriptedFunction::bulkIn, PipeAnswer::Stalled);
+    bench.function.answer(ScriptedFunction::bulkOut, PipeAnswer::Stalled);
+    device->startReading();
+    ASSERT_TRUE(bench.loop.until([&] { return !bench.inbox.stopped.empty(); }));
+    EXPECT_THAT(bench.inbox.stopped, testing::ElementsAre(UsbStatus::Stalled));
+    EXPECT_TRUE((bench.inbox.transfers == std::vector{part}));
+    EXPECT_EQ(bench.write(*device, pattern(100, 3), true), UsbStatus::Stalled);
+
+    EXPECT_TRUE(device->clearHalt(ScriptedFunction::bulkIn));
+    EXPECT_TRUE(device->clearHalt(ScriptedFunction::bulkOut));
+    bench.inbox.transfers.clear();
+    bench.function.send(next);
+    device->startReading();
+    ASSERT_TRUE(bench.loop.until([&] { return !bench.inbox.transfers.empty(); }));
+    EXPECT_TRUE((bench.inbox.transfers == std::vector{next}));
+    EXPECT_EQ(bench.write(*device, pattern(100, 3), true), UsbStatus::Done);
+    EXPECT_EQ(bench.inbox.stopped.size(), 1u);
+}
+
+TEST_P(OnKernels, ReadingThatWasStoppedGoesOnWithoutALoss) {
+    bench.function.send({pattern(2 * packet, 1), false});
+    device->startReading();
+    ASSERT_TRUE(bench.loop.until([&] { return bench.function.given == 2u * packet; }));
+    device->stopReading();
+    device->startReading();
+    bench.function.send({pattern(1000, 2), true});
+    ASSERT_TRUE(bench.loop.until(
+        [&] { return !bench.inbox.transfers.empty() && bench.inbox.transfers.back().ended; }));
+    Bytes all = pattern(2 * packet, 1);
+    const Bytes rest = pattern(1000, 2);
+    all.insert(all.end(), rest.begin(), rest.end());
+    EXPECT_TRUE((bench.inbox.transfers == std::vector{Transfer{all, true}}));
+
+    device->stopReading();
+    bench.loop.settle();
+    bench.function.send({pattern(10, 3), true});
+    bench.loop.settle();
+    EXPECT_EQ(bench.function.given, 2u * packet + 1000);
+    EXPECT_THAT(bench.inbox.stopped, testing::IsEmpty());
+}
+
+INSTANTIATE_TEST_SUITE_P(LibusbDevice, OnKernels,
+                         testing::Combine(testing::Values<std::uint16_t>(64, 512),
+                                          testing::Values<std::uint32_t>(0x1f, 0x02)));
+
+TEST(LibusbDevice, TellsTheFactsOfTheDevice) {
+    Bench bench(64);
+    const auto device = bench.open();
+    const auto& facts = device->facts();
+    EXPECT_THAT(facts.deviceDescriptor,
+                testing::ElementsAreArray(bench.function.deviceDescriptor()));
+    EXPECT_EQ(facts.bulkIn.address, ScriptedFunction::bulkIn);
+    EXPECT_EQ(facts.bulkIn.maximumPacketSize, 64);
+    EXPECT_EQ(facts.bulkOut.address, ScriptedFunction::bulkOut);
+    EXPECT_EQ(facts.interruptIn.address, ScriptedFunction::interruptIn);
+    EXPECT_EQ(facts.interruptIn.interval, 8);
+}
+
+TEST(LibusbDevice, AnInterruptComesWhileBulkTransfersRun) {
+    Bench bench;
+    const auto device = bench.open();
+    bench.inbox.holds = true;
+    bench.function.send({pattern(4 << 20, 1), true});
+    device->startReading();
+    Bytes event;
+    device->waitForInterrupt([&](UsbStatus status, std::span<const std::byte> bytes) {
+        EXPECT_EQ(status, UsbStatus::Done);
+        event.assign(bytes.begin(), bytes.end());
+    });
+    ASSERT_TRUE(bench.loop.until([&] { return bench.inbox.bytes > 0; }));
+    EXPECT_TRUE(event.empty());
+    bench.function.sendEvent(pattern(24, 7));
+    ASSERT_TRUE(bench.loop.until([&] { return !event.empty(); }));
+    EXPECT_EQ(event, pattern(24, 7));
+    EXPECT_LT(bench.inbox.bytes, 4u << 20);
+}
+
+TEST(LibusbDevice, ReadsNoFurtherThanItsPiecesAreGivenBack) {
+    Bench bench;
+    auto device = bench.open();
+    bench.inbox.holds = true;
+    const Transfer transfer{pattern(3 << 20, 1), true};
+    bench.function.send(transfer);
+    device->startReading();
+    ASSERT_TRUE(bench.loop.until([&] { return bench.inbox.held.size() == 8; }));
+    bench.loop.settle();
+    EXPECT_EQ(bench.function.given, 8u * 128 * 1024);
+
+    bench.inbox.held.erase(bench.inbox.held.begin() + 2, bench.inbox.held.begin() + 5);
+    ASSERT_TRUE(bench.loop.until([&] { return bench.inbox.held.size() == 8; }));
+    bench.loop.settle();
+    EXPECT_EQ(bench.function.given, 11u * 128 * 1024);
+
+    bench.inbox.holds = false;
+    const UsbPiece last = bench.inbox.held.back();
+    const Bytes kept(last.bytes.begin(), last.bytes.end());
+    bench.inbox.held.clear();
+    ASSERT_TRUE(bench.loop.until([&] { return bench.inbox.transfers.back().ended; }));
+    EXPECT_TRUE((bench.inbox.transfers == std::vector{transfer}));
+    device.reset();
+    EXPECT_TRUE(std::ranges::equal(last.bytes, kept)) << "a piece outlives its device";
+}
+
+TEST(LibusbDevice, MakesDoWithTheMemoryThatTheKernelHas) {
+    for (const std::size_t memory : {300'000, 128 * 1024, 40'000}) {
+        Bench bench(512, {.memory = memory});
+        const auto device = bench.open();
+        const Transfer transfer{pattern(1'000'000, 1), true};
+        bench.function.send(transfer);
+        device->startReading();
+        ASSERT_TRUE(bench.loop.until([&] {
+            return !bench.inbox.stopped.empty() ||
+                   (!bench.inbox.transfers.empty() && bench.inbox.transfers.back().ended);
+        })) << memory;
+        EXPECT_TRUE((bench.inbox.transfers == std::vector{transfer})) << memory;
+        EXPECT_THAT(bench.inbox.stopped, testing::IsEmpty()) << memory;
+    }
+    Bench bench(512, {.memory = 100});
+    const auto device = bench.open();
+    device->startReading();
+    EXPECT_TRUE(bench.inbox.stopped.empty()) << "reported from inside of the call";
+    ASSERT_TRUE(bench.loop.until([&] { return !bench.inbox.stopped.empty(); }));
+    EXPECT_EQ(bench.inbox.stopped.front(), UsbStatus::Failed);
+}
+
+TEST(LibusbDevice, CancelsWhatTheDeviceHoldsBack) {
+    Bench bench;
+    const auto device = bench.open();
+    bench.function.answer(ScriptedFunction::bulkOut, PipeAnswer::NotNow);
+    std::vector<UsbStatus> ends;
+    const Bytes bytes = pattern(1 << 20, 1);
+    device->write(bytes, true, [&](UsbStatus status) { ends.push_back(status); });
+    device->waitForInterrupt([&](UsbStatus status, auto) { ends.push_back(status); });
+    bench.loop.settle();
+    EXPECT_THAT(ends, testing::IsEmpty());
+    device->cancelWrite();
+    device->cancelInterrupt();
+    ASSERT_TRUE(bench.loop.until([&] { return ends.size() == 2; }));
+    EXPECT_THAT(ends, testing::Each(UsbStatus::Cancelled));
+    EXPECT_THAT(bench.function.received, testing::IsEmpty());
+    bench.function.answer(ScriptedFunction::bulkOut, PipeAnswer::Accepted);
+    EXPECT_EQ(bench.write(*device, pattern(10, 2), true), UsbStatus::Done);
+}
+
+TEST(LibusbDevice, AResetEndsWhatIsUnderWayAndLeavesTheDeviceUsable) {
+    Bench bench;
+    const auto device = bench.open();
+    device->startReading();
+    std::optional<UsbStatus> event;
+    device->waitForInterrupt([&](UsbStatus status, auto) { event = status; });
+    bench.loop.settle();
+    const int resets = bench.function.resets;
+    EXPECT_TRUE(device->reset());
+    EXPECT_FALSE(event) << "reported from inside of the call";
+    ASSERT_TRUE(bench.loop.until([&] { return event && bench.function.resets > resets; }));
+    EXPECT_EQ(*event, UsbStatus::Cancelled);
+    EXPECT_THAT(bench.inbox.transfers, testing::IsEmpty()) << "a packet that nobody sent";
+
+    bench.function.send({pattern(9, 1), true});
+    device->startReading();
+    ASSERT_TRUE(bench.loop.until([&] { return !bench.inbox.transfers.empty(); }));
+    EXPECT_EQ(bench.write(*device, pattern(10, 2), true), UsbStatus::Done);
+}
+
+TEST(LibusbDevice, AnErrorOnTheWireFailsTheTransferAndNotTheDevice) {
+    Bench bench;
+    const auto device = bench.open();
+    for (const auto pipe : {ScriptedFunction::bulkIn, ScriptedFunction::bulkOut})
+        bench.function.answer(pipe, PipeAnswer::Broken);
+    device->startReading();
+    ASSERT_TRUE(bench.loop.until([&] { return !bench.inbox.stopped.empty(); }));
+    EXPECT_THAT(bench.inbox.stopped, testing::ElementsAre(UsbStatus::Failed));
+    EXPECT_EQ(bench.write(*device, pattern(10, 2), true), UsbStatus::Failed);
+    EXPECT_FALSE(bench.unplugged);
+}
+
+TEST(LibusbDevice, ControlRequestsGoBothWaysAndStall) {
+    Bench bench;
+    const auto device = bench.open();
+    const auto request = [&](const usbscan::UsbRequest& asked) {
+        std::optional<UsbStatus> result;
+        Bytes came;
+        device->control(asked, [&](UsbStatus status, std::span<const std::byte> bytes) {
+            result = status;
+            came.assign(bytes.begin(), bytes.end());
+        });
+        bench.loop.until([&] { return result.has_value(); });
+        return std::pair(result.value_or(UsbStatus::TimedOut), came);
+    };
+    const Bytes out = pattern(6, 1);
+    EXPECT_EQ(request({0x21, 0x64, 0x0102, 0x0304, out, 0}).first, UsbStatus::Done);
+    EXPECT_EQ(bench.function.requestData, out);
+    const camsim::SetupPacket setup = bench.function.requests.back();
+    EXPECT_EQ(setup.requestType, 0x21);
+    EXPECT_EQ(setup.request, 0x64);
+    EXPECT_EQ(setup.value, 0x0102);
+    EXPECT_EQ(setup.index, 0x0304);
+    EXPECT_EQ(setup.length, 6);
+
+    bench.function.requestAnswer = pattern(12, 2);
+    EXPECT_EQ(request({0xA1, 0x67, 0, 0, {}, 20}), std::pair(UsbStatus::Done, pattern(12, 2)));
+    EXPECT_EQ(request({0xA1, 0xFF, 0, 0, {}, 20}), std::pair(UsbStatus::Stalled, Bytes()));
+}
+
+TEST(LibusbDevice, UnpluggingEndsEverythingAndTheNextDeviceIsAnotherOne) {
+    Bench bench;
+    auto device = bench.open();
+    bench.function.answer(ScriptedFunction::bulkOut, PipeAnswer::NotNow);
+    std::vector<UsbStatus> ends;
+    const Bytes bytes = pattern(1000, 1);
+    device->startReading();
+    device->write(bytes, true, [&](UsbStatus status) { ends.push_back(status); });
+    device->waitForInterrupt([&](UsbStatus status, auto) { ends.push_back(status); });
+    bench.loop.settle();
+    bench.usb.unplug();
+    ASSERT_TRUE(bench.loop.until(
+        [&] { return bench.unplugged && ends.size() == 2 && !bench.inbox.stopped.empty(); }));
+    EXPECT_THAT(ends, testing::Each(UsbStatus::Gone));
+    EXPECT_THAT(bench.inbox.stopped, testing::ElementsAre(UsbStatus::Gone));
+    EXPECT_EQ(bench.write(*device, bytes, true), UsbStatus::Gone);
+    EXPECT_FALSE(device->reset());
+    EXPECT_EQ(errorOfOpening(bench.loop, {1, 2}), LIBUSB_ERROR_NO_DEVICE);
+
+    bench.usb.plug();
+    device = bench.open();
+    EXPECT_EQ(bench.write(*device, bytes, true), UsbStatus::Done);
+}
+
+ZLK_CHILD(claims_the_device) {
+    EventLoop loop;
+    const LibusbDevice device(loop, {1, 2}, [] {});
+    child.say("claimed");
+    child.hear();
+    return 0;
+}
+
+TEST(LibusbDevice, IsRefusedWhileAnotherProcessHoldsTheDevice) {
+    Bench bench;
+    {
+        ChildProcess holder("claims_the_device");
+        ASSERT_EQ(holder.hear(), "claimed");
+        EXPECT_EQ(errorOfOpening(bench.loop, {1, 2}), LIBUSB_ERROR_BUSY);
+        holder.kill();
+    }
+    EXPECT_TRUE(bench.loop.until([&] { return errorOfOpening(bench.loop, {1, 2}) == 0; }));
+}
+
+TEST(LibusbDevice, OpensStillImageDevicesOnly) {
+    SteppedLoop loop;
+    ScriptedFunction function(512);
+    function.setInterfaceClass(8);
+    const EmulatedUsb usb(loop, function);
+    EXPECT_EQ(errorOfOpening(loop, {1, 2}), LIBUSB_ERROR_NOT_FOUND);
+    EXPECT_EQ(errorOfOpening(loop, {1, 77}), LIBUSB_ERROR_NO_DEVICE);
+}
+
+TEST(UsbAddress, IsReadFromTheNodesPathAndNothingElse) {
+    const auto address = UsbAddress::ofNode("/dev/bus/usb/012/255");
+    ASSERT_TRUE(address);
+    EXPECT_EQ(address->bus, 12);
+    EXPECT_EQ(address->device, 255);
+    for (const char* wrong :
+         {"", "/dev/bus/usb/001", "/dev/bus/usb/001/256", "/dev/bus/usb/000/002",
+          "/dev/bus/usb/1/2", "/dev/bus/usb/001/002/", "/dev/bus/usb/+01/002",
+          "/dev/bus/usb/001x002", "/tmp/bus/usb/001/002"})
+        EXPECT_FALSE(UsbAddress::ofNode(wrong)) << wrong;
+}
+
+}  // namespace
+}  // namespace zlk::test

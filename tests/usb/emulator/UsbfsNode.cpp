@@ -1,0 +1,196 @@
+#include "tests/usb/emulator/UsbfsNode.h"
+
+#include <fcntl.h>
+#include <sys/eventfd.h>
+#include <sys/stat.h>
+#include <unistd.h>
+
+#include <cerrno>
+#include <cstring>
+#include <filesystem>
+#include <system_error>
+
+namespace zlk::test {
+namespace {
+
+[[noreturn]] void fail(const char* what) {
+    throw std::system_error(errno, std::generic_category(), what);
+}
+
+std::string rootOf(UMockdevTestbed* testbed) {
+    gchar* root = umockdev_testbed_get_root_dir(testbed);
+    const std::string text = root;
+    g_free(root);
+    return text;
+}
+
+/// A pipe of one page: with one byte in it, it isn't ready for writing.
+int makeFifo(const std::string& path) {
+    std::filesystem::create_directories(std::filesystem::path(path).parent_path());
+    if (::mkfifo(path.c_str(), 0600) != 0) fail("mkfifo");
+    const int fifo = ::open(path.c_str(), O_RDWR | O_NONBLOCK | O_CLOEXEC);
+    if (fifo < 0 || ::fcntl(fifo, F_SETPIPE_SZ, 4096) < 0) fail("fifo");
+    return fifo;
+}
+
+template <class T>
+T read(UMockdevIoctlData* argument) {
+    T value{};
+    if (const auto memory = resolve(argument, 0, sizeof value))
+        std::memcpy(&value, memory->data, sizeof value);
+    return value;
+}
+
+}  // namespace
+
+UsbfsNode::UsbfsNode(usbscan::EventLoop& loop, camsim::UsbFunction& function,
+                     UMockdevTestbed* testbed, const std::string& path,
+                     const UsbfsFeatures& features)
+    : loop_(loop),
+      function_(function),
+      testbed_(testbed),
+      path_(path),
+      file_(rootOf(testbed) + path),
+      features_(features),
+      ioctls_(owned(umockdev_ioctl_base_new())),
+      event_(::eventfd(0, EFD_NONBLOCK | EFD_CLOEXEC)),
+      fifo_(makeFifo(file_)),
+      queues_(function, features.memory) {
+    showReadiness();
+    function_.setWake([this] { wake(); });
+    loop_.watch(event_, POLLIN, [this](short) { work(); });
+    g_signal_connect(ioctls_.get(), "handle-ioctl", G_CALLBACK(onIoctl), this);
+    g_signal_connect(ioctls_.get(), "client-vanished", G_CALLBACK(onVanished), this);
+    if (!umockdev_testbed_attach_ioctl(testbed_, path_.c_str(), ioctls_.get(), nullptr))
+        fail("attach_ioctl");
+}
+
+UsbfsNode::~UsbfsNode() {
+    umockdev_testbed_detach_ioctl(testbed_, path_.c_str(), nullptr);
+    g_signal_handlers_disconnect_by_data(ioctls_.get(), this);
+    function_.setWake([] {});
+    loop_.forget(event_);
+    ::close(event_);
+    ::close(fifo_);
+}
+
+void UsbfsNode::unplug() {
+    const std::lock_guard lock(mutex_);
+    unplugged_ = true;
+    queues_.end(-ESHUTDOWN);
+    showReadiness();
+    ::unlink(file_.c_str());
+}
+
+void UsbfsNode::wake() const {
+    eventfd_write(event_, 1);
+}
+
+void UsbfsNode::work() {
+    eventfd_t ignored;
+    eventfd_read(event_, &ignored);
+    const std::lock_guard lock(mutex_);
+    for (; !forDevice_.empty(); forDevice_.pop_front()) forDevice_.front()();
+    if (!unplugged_) queues_.run();
+    showReadiness();
+}
+
+/// Clients poll the node for writing: ready means that there is something to reap.
+void UsbfsNode::showReadiness() {
+    const bool full = queues_.nothingToReap();
+    if (full == fifoIsFull_) return;
+    fifoIsFull_ = full;
+    char byte = 0;
+    if ((full ? ::write(fifo_, &byte, 1) : ::read(fifo_, &byte, 1)) != 1) fail("fifo");
+}
+
+gboolean UsbfsNode::onIoctl(UMockdevIoctlBase*, Client client, gpointer self) {
+    const int error = static_cast<UsbfsNode*>(self)->answer(client);
+    umockdev_ioctl_client_complete(client, error ? -1 : 0, error);
+    return TRUE;
+}
+
+void UsbfsNode::onVanished(UMockdevIoctlBase*, Client client, gpointer self) {
+    auto& node = *static_cast<UsbfsNode*>(self);
+    const std::lock_guard lock(node.mutex_);
+    if (node.claimer_ == client) node.claimer_ = nullptr;
+    node.queues_.forget(client);
+    node.showReadiness();
+}
+
+int UsbfsNode::answer(Client client) {
+    const std::lock_guard lock(mutex_);
+    UMockdevIoctlData* argument = umockdev_ioctl_client_get_arg(client);
+    const auto request = umockdev_ioctl_client_get_request(client);
+    if (request == USBDEVFS_REAPURB || request == USBDEVFS_REAPURBNDELAY) return reap(client);
+    if (unplugged_) return ENODEV;
+    switch (request) {
+        case USBDEVFS_GET_CAPABILITIES:
+            std::memcpy(resolve(argument, 0, 4)->data, &features_.capabilities, 4);
+            return 0;
+        case USBDEVFS_CLAIMINTERFACE:
+            return claim(client);
+        case USBDEVFS_RELEASEINTERFACE:
+            if (claimer_ != client) return EINVAL;
+            claimer_ = nullptr;
+            queues_.end(-ENOENT, client);
+            showReadiness();
+            return 0;
+        case USBDEVFS_SUBMITURB:
+            return submit(client);
+        case USBDEVFS_DISCARDURB: {
+            const bool found = queues_.discard(client, *reinterpret_cast<gulong*>(argument->data));
+            showReadiness();
+            return found ? 0 : EINVAL;
+        }
+        case USBDEVFS_CLEAR_HALT:
+            forDevice_.emplace_back([this, endpoint = read<unsigned>(argument)] {
+                function_.clearHalt(static_cast<std::uint8_t>(endpoint));
+            });
+            wake();
+            return 0;
+        case USBDEVFS_RESET:
+            queues_.end(-ENOENT);
+            forDevice_.emplace_back([this] { function_.busReset(); });
+            wake();
+            return 0;
+        case USBDEVFS_SETCONFIGURATION:
+            return claimer_ ? EBUSY : 0;
+        case USBDEVFS_SETINTERFACE:
+        case USBDEVFS_RESETEP:
+            return 0;
+        case USBDEVFS_GETDRIVER:
+        case USBDEVFS_IOCTL:  // asks for kernel drivers to be detached: there is none
+            return ENODATA;
+        default:
+            return ENOTTY;
+    }
+}
+
+int UsbfsNode::claim(Client client) {
+    if (claimer_ && claimer_ != client) return EBUSY;
+    claimer_ = client;
+    return 0;
+}
+
+int UsbfsNode::submit(Client client) {
+    auto memory = resolve(umockdev_ioctl_client_get_arg(client), 0, sizeof(usbdevfs_urb));
+    if (!memory) return EFAULT;
+    auto urb = std::make_unique<Urb>(client, std::move(memory));
+    // The kernel claims for whoever sends without having asked.
+    if (urb->fields().type != USBDEVFS_URB_TYPE_CONTROL)
+        if (const int error = claim(client); error) return error;
+    const int error = queues_.submit(std::move(urb));
+    wake();
+    return error;
+}
+
+int UsbfsNode::reap(Client client) {
+    const auto urb = queues_.reap(client);
+    showReadiness();
+    if (!urb) return unplugged_ ? ENODEV : EAGAIN;
+    const auto slot = resolve(umockdev_ioctl_client_get_arg(client), 0, sizeof(void*));
+    return slot && umockdev_ioctl_data_set_ptr(slot.get(), 0, urb->request()) ? 0 : EFAULT;
+}
+
+}  // namespace zlk::test

@@ -1,0 +1,67 @@
+#pragma once
+// The node of one device of the emulated usbfs, from plugging in to plugging out: its clients'
+// ioctls on one side, the device's function on the other.
+
+#include <atomic>
+#include <deque>
+#include <functional>
+#include <memory>
+#include <mutex>
+#include <set>
+#include <string>
+
+#include "platform/usbscan/host/EventLoop.h"
+#include "tests/usb/emulator/UrbQueues.h"
+
+namespace zlk::test {
+
+struct UsbfsFeatures {
+    /// Of USBDEVFS_GET_CAPABILITIES. With 0x1f a transfer is one request, with the 0x02 of an old
+    /// kernel it comes in pieces of 16 KiB that continue each other.
+    std::uint32_t capabilities = 0x1f;
+    std::size_t memory = 16 << 20;  ///< for the buffers of all requests
+};
+
+/// The function is called from the loop; the ioctls come from a thread of umockdev and never wait
+/// for the loop.
+class UsbfsNode {
+  public:
+    /// `path` is that of the node, /dev/bus/usb/..., below the testbed's root.
+    UsbfsNode(usbscan::EventLoop& loop, camsim::UsbFunction& function, UMockdevTestbed* testbed,
+              const std::string& path, const UsbfsFeatures& features);
+    ~UsbfsNode();
+    UsbfsNode(const UsbfsNode&) = delete;
+    UsbfsNode& operator=(const UsbfsNode&) = delete;
+
+    /// Nobody can open it any more; who has it open is told.
+    void unplug();
+
+  private:
+    using Client = Urb::Client;
+    static gboolean onIoctl(UMockdevIoctlBase*, Client client, gpointer self);
+    static void onVanished(UMockdevIoctlBase*, Client client, gpointer self);
+    void wake() const;
+    void work();
+    /// 0 or an errno.
+    int answer(Client client);
+    int submit(Client client);
+    int reap(Client client);
+    int claim(Client client);
+    void showReadiness();
+
+    usbscan::EventLoop& loop_;
+    camsim::UsbFunction& function_;
+    UMockdevTestbed* testbed_;
+    const std::string path_, file_;
+    const UsbfsFeatures features_;
+    std::shared_ptr<UMockdevIoctlBase> ioctls_;
+    int event_ = -1, fifo_ = -1;
+
+    std::mutex mutex_;  ///< of all below
+    UrbQueues queues_;
+    std::deque<std::function<void()>> forDevice_;  ///< before further packets
+    Client claimer_ = nullptr;
+    bool fifoIsFull_ = false, unplugged_ = false;
+};
+
+}  // namespace zlk::test
