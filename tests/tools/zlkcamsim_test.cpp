@@ -4,7 +4,6 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
-#include <fstream>
 #include <random>
 
 #include "platform/files.h"
@@ -12,6 +11,7 @@
 #include "tests/support/TestMachine.h"
 #include "tests/support/VirtualCamera.h"
 #include "tools/zlkcamsim/ControlCommands.h"
+#include "tools/zlkcamsim/NumberText.h"
 #include "tools/zlkcamsim/SimulatedDevice.h"
 #include "tools/zlkcamsim/VirtualCamera.h"
 
@@ -201,6 +201,24 @@ TEST_F(CameraTest, ShowsTheThumbnailThatAPictureCarries) {
     EXPECT_EQ(ask("10000000 0100 0a10 03000000" + addFile(100)), "0c0000000300102003000000");
 }
 
+TEST_F(CameraTest, BelievesATesterWhateverHeMakes) {
+    openSession();
+    EXPECT_EQ(tell("add random=3 name=%2F..%u0001%uD800 size=0xffffffff parent=self"), "ok 1");
+    const Bytes info = hex(ask("10000000 0100 0810 01000000 01000000"));
+    receive();
+    EXPECT_EQ(loadNumber(ByteView(info).subspan(12 + 8), 4), 0xFFFFFFFF);
+    EXPECT_EQ(loadNumber(ByteView(info).subspan(12 + 38), 4), 1u);
+    EXPECT_EQ(hexOf(ByteView(info).subspan(12 + 52, 13)),
+              hexOf(hex("06 2f00 2e00 2e00 0100 00d8 0000")));
+    EXPECT_EQ(ask("10000000 0100 0910 02000000 01000000").size(), 2 * (12u + 3));
+    receive();
+    tell("add random=1 format=0x3001 parent=3");
+    tell("add random=1 format=0x3001 parent=2");
+    EXPECT_EQ(ask("10000000 0100 0b10 03000000 02000000"), "0c0000000300012003000000");
+    EXPECT_EQ(camera->store().objects().size(), 1u);
+    EXPECT_THAT(tell("add random=x"), HasSubstr("error"));
+}
+
 TEST_F(CameraTest, ForgetsATransactionThatIsCancelledAndKeepsTheSession) {
     openSession();
     const std::string handle = addFile(1 << 20);
@@ -348,7 +366,9 @@ TEST_F(CameraTest, KeepsEightPiecesOutUntilTheyAreGivenBack) {
 
 /// The program on this test's machine, driven through the driver's names.
 TEST(PluggedCamera, AnswersThroughADeviceHandleUntilItIsPulled) {
-    test::VirtualCamera camera({"--vid", "0x1234", "--storage", test::newFolder()});
+    const std::string socket = test::newFolder() / "control";
+    test::VirtualCamera camera(
+        {"--vid", "0x1234", "--storage", test::newFolder(), "--control", socket});
     const HANDLE device = CreateFileA("\\\\.\\Usbscan1000", GENERIC_READ | GENERIC_WRITE, 0,
                                       nullptr, OPEN_EXISTING, 0, nullptr);
     ASSERT_NE(device, INVALID_HANDLE_VALUE) << GetLastError();
@@ -371,7 +391,10 @@ TEST(PluggedCamera, AnswersThroughADeviceHandleUntilItIsPulled) {
     EXPECT_EQ(ask("0c000000 0100 0097 02000000"), "failed");
     EXPECT_THAT(camera.tell("state"), HasSubstr("\"plugged\":false"));
     CloseHandle(device);
-    camera.tell("plug");
+    const std::string program = test::programFolder() / "zlkcamsim";
+    EXPECT_EQ(test::runProgram({program, "tell", socket, "plug"}).output, "ok\n");
+    EXPECT_EQ(test::runProgram({program, "tell", socket, "nonsense"}).status, 1);
+    EXPECT_THAT(camera.tell("state"), HasSubstr("\"plugged\":true"));
     EXPECT_THAT(camera.tell("state"), HasSubstr("\"session\":0"));
 }
 

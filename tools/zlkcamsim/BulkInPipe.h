@@ -51,8 +51,6 @@ class BulkInPipe {
     void clear();
     void clearHalt() { halted_ = false; }
     bool halted() const { return halted_; }
-    /// So much is waiting that no more should be asked for.
-    bool crowded() const { return steps_.size() > 200; }
 
   private:
     PipeBytes takeBytes(std::size_t room);

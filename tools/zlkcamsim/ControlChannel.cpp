@@ -10,6 +10,7 @@
 #include <cstring>
 #include <stdexcept>
 #include <system_error>
+#include <utility>
 
 namespace zlk::camsim {
 namespace {
@@ -39,7 +40,11 @@ bool wouldBlock(ssize_t result) {
 class ControlChannel::Talk {
   public:
     Talk(ControlChannel& channel, int input, int output, bool owned, std::function<void()> closed)
-        : channel_(channel), input_(input), output_(output), owned_(owned), closed_(closed) {
+        : channel_(channel),
+          input_(input),
+          output_(output),
+          owned_(owned),
+          closed_(std::move(closed)) {
         listen();
     }
     ~Talk() {

@@ -5,6 +5,7 @@
 #include <stdexcept>
 
 #include "tools/zlkcam/JsonWriter.h"
+#include "tools/zlkcamsim/NumberText.h"
 #include "tools/zlkcamsim/Words.h"
 
 namespace zlk::camsim {

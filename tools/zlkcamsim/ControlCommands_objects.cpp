@@ -6,6 +6,7 @@
 #include "platform/text.h"
 #include "tools/zlkcam/JsonWriter.h"
 #include "tools/zlkcamsim/ControlCommands.h"
+#include "tools/zlkcamsim/NumberText.h"
 #include "tools/zlkcamsim/Words.h"
 
 namespace zlk::camsim {

@@ -2,10 +2,9 @@
 
 #include <algorithm>
 #include <array>
-#include <charconv>
 #include <stdexcept>
 
-#include "tools/zlkcamsim/Judge.h"
+#include "tools/zlkcamsim/NumberText.h"
 
 namespace zlk::camsim {
 namespace {
@@ -144,35 +143,6 @@ bool FaultList::take(FaultKind kind) {
     if (found == faults_.end()) return false;
     if (--found->count == 0) faults_.erase(found);
     return true;
-}
-
-std::uint64_t parseNumber(const std::string& text, std::uint64_t most) {
-    const bool hexadecimal = text.starts_with("0x") || text.starts_with("0X");
-    const char* const start = text.data() + (hexadecimal ? 2 : 0);
-    const char* const end = text.data() + text.size();
-    std::uint64_t number = 0;
-    const auto [stopped, error] = std::from_chars(start, end, number, hexadecimal ? 16 : 10);
-    if (error != std::errc() || stopped != end || number > most)
-        throw std::invalid_argument("no such number: " + text);
-    return number;
-}
-
-Bytes parseHex(const std::string& text) {
-    if (text.size() % 2 != 0) throw std::invalid_argument("digits in pairs: " + text);
-    Bytes bytes;
-    for (std::size_t i = 0; i < text.size(); i += 2)
-        bytes.push_back(static_cast<std::byte>(parseNumber("0x" + text.substr(i, 2), 0xFF)));
-    return bytes;
-}
-
-std::string hexOf(ByteView bytes) {
-    static constexpr char digits[] = "0123456789abcdef";
-    std::string text;
-    for (const std::byte byte : bytes) {
-        text += digits[std::to_integer<unsigned>(byte) >> 4];
-        text += digits[std::to_integer<unsigned>(byte) & 15];
-    }
-    return text;
 }
 
 }  // namespace zlk::camsim

@@ -80,9 +80,4 @@ class FaultList {
     std::vector<Fault> faults_;
 };
 
-/// `0x1009` or `4105`; hexadecimal digits in pairs. Throw std::invalid_argument.
-std::uint64_t parseNumber(const std::string& text, std::uint64_t most);
-Bytes parseHex(const std::string& text);
-std::string hexOf(ByteView bytes);
-
 }  // namespace zlk::camsim

@@ -1,10 +1,10 @@
 #include "tools/zlkcamsim/Judge.h"
 
 #include <array>
-#include <cstdio>
 #include <utility>
 
 #include "tools/zlkcamsim/Codes.h"
+#include "tools/zlkcamsim/NumberText.h"
 
 namespace zlk::camsim {
 namespace {
@@ -35,12 +35,6 @@ std::string nameOf(const ContainerHeader& header) {
 }
 
 }  // namespace
-
-std::string hexText(std::uint32_t number, int digits) {
-    std::array<char, 16> text{};
-    std::snprintf(text.data(), text.size(), "0x%0*X", digits, number);
-    return text.data();
-}
 
 void Judge::blame(std::string what) {
     violations_.push_back(std::move(what));

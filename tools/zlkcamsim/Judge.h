@@ -47,7 +47,4 @@ class Judge {
     std::deque<std::string> violations_;
 };
 
-/// `0x1009`
-std::string hexText(std::uint32_t number, int digits = 4);
-
 }  // namespace zlk::camsim

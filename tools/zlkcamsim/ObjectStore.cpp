@@ -82,14 +82,6 @@ StoredObject* ObjectStore::find(std::uint32_t handle) {
     return found == objects_.end() ? nullptr : &found->second;
 }
 
-const StoredObject* ObjectStore::find(std::uint32_t storage, std::uint32_t parent,
-                                      const std::u16string& name) const {
-    for (const auto& [handle, object] : objects_)
-        if (object.storage == storage && object.parent == parent && object.name == name)
-            return &object;
-    return nullptr;
-}
-
 StoredObject& ObjectStore::add(StoredObject object) {
     if (!object.handle) object.handle = reserveHandle();
     const std::uint32_t handle = object.handle;
@@ -97,22 +89,27 @@ StoredObject& ObjectStore::add(StoredObject object) {
 }
 
 bool ObjectStore::remove(std::uint32_t handle) {
-    const auto found = objects_.find(handle);
-    if (found == objects_.end() || found->second.isProtected) return false;
-    const StoredObject& object = found->second;
+    std::vector<std::uint32_t> doomed{handle};
+    // Each once, since testers make objects that lie in themselves.
+    for (std::size_t i = 0; i < doomed.size(); ++i)
+        for (const auto& [child, object] : objects_)
+            if (object.parent == doomed[i] &&
+                std::find(doomed.begin(), doomed.end(), child) == doomed.end())
+                doomed.push_back(child);
     bool whole = true;
-    if (object.isFolder()) {
-        std::vector<std::uint32_t> children;
-        // One that is its own parent isn't what lies in it.
-        for (const auto& [child, each] : objects_)
-            if (each.parent == handle && child != handle) children.push_back(child);
-        for (const std::uint32_t child : children) whole = remove(child) && whole;
+    for (auto each = doomed.rbegin(); each != doomed.rend(); ++each) {
+        const auto found = objects_.find(*each);
+        if (found == objects_.end()) return false;
+        const StoredObject& object = found->second;
+        std::error_code error;
+        const bool kept = object.isProtected || (object.isFolder() && !whole);
+        if (!kept && !object.path.empty() && !object.borrowed) fs::remove(object.path, error);
+        if (kept || error)
+            whole = false;
+        else
+            objects_.erase(found);
     }
-    std::error_code error;
-    if (whole && !object.path.empty() && !object.borrowed) fs::remove(object.path, error);
-    if (!whole || error) return false;
-    objects_.erase(handle);
-    return true;
+    return whole;
 }
 
 void ObjectStore::forget(const fs::path& file) {

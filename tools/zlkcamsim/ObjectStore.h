@@ -56,16 +56,13 @@ class ObjectStore {
 
     const std::map<std::uint32_t, StoredObject>& objects() const { return objects_; }
     StoredObject* find(std::uint32_t handle);
-    /// By name, in a folder or a root; null if there is none.
-    const StoredObject* find(std::uint32_t storage, std::uint32_t parent,
-                             const std::u16string& name) const;
 
     /// A handle that no object has had.
     std::uint32_t reserveHandle() { return ++lastHandle_; }
     /// Under its handle, or a new one if that is 0.
     StoredObject& add(StoredObject object);
-    /// The object and what lies in it, with its files. False, and it stays, if something of it is
-    /// protected or its file can't be removed.
+    /// The object and what lies in it, with its files. False if something of it is protected, or
+    /// its file can't be removed: that stays, and the folders above it.
     bool remove(std::uint32_t handle);
 
     /// Any object whose content is this file, which stays.

@@ -98,9 +98,9 @@ void ReplyScript::play(const Message& command, Reply reply) {
     const std::uint32_t id = reply.id.value_or(command.id);
     if (reply.data) {
         const std::vector<Fault> faults = faults_.take(Phase::Data, command.code);
-        Payload payload = withFaults(std::move(*reply.data), command.code, faults);
+        const Payload payload = withFaults(std::move(*reply.data), command.code, faults);
         const ContainerHeader header{lengthOf(payload.bytes.size()), Data, command.code, id};
-        container(header, std::move(payload), faults);
+        container(header, payload, faults);
     }
     const Bytes bytes = Message{reply.code, id, std::move(reply.parameters)}.encode(Response);
     const Payload parameters = Payload::of({bytes.begin() + ContainerHeader::size, bytes.end()});
@@ -110,7 +110,7 @@ void ReplyScript::play(const Message& command, Reply reply) {
     if (!faults_.take(Phase::After, command.code).empty()) step(Kind::Stall);
 }
 
-void ReplyScript::container(ContainerHeader header, Payload payload,
+void ReplyScript::container(ContainerHeader header, const Payload& payload,
                             const std::vector<Fault>& faults) {
     before(header, faults);
     spoil(header, faults);

@@ -16,7 +16,8 @@ class ReplyScript {
     void play(const Message& command, Reply reply);
 
   private:
-    void container(ContainerHeader header, Payload payload, const std::vector<Fault>& faults);
+    void container(ContainerHeader header, const Payload& payload,
+                   const std::vector<Fault>& faults);
     void before(const ContainerHeader& header, const std::vector<Fault>& faults);
     /// False if nothing of this container comes behind what has been sent.
     bool body(const Bytes& header, const Payload& payload, const std::vector<Fault>& faults);

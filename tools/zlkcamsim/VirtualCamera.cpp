@@ -25,8 +25,7 @@ VirtualCamera::VirtualCamera(usbscan::EventLoop& loop, const Identity& identity,
 
 PipeAnswer VirtualCamera::out(ByteView bytes, bool ends) {
     if (outHalted_) return PipeAnswer::Stalled;
-    if (isPulled_ || outSilent_ || outDelay_.running() || bulkIn_.crowded())
-        return PipeAnswer::NotNow;
+    if (isPulled_ || outSilent_ || outDelay_.running()) return PipeAnswer::NotNow;
     if (const auto held = strike(bytes)) return *held;
     log_.add(Channel::BulkOut, bytes, ends);
     add(bytes);
@@ -120,6 +119,7 @@ void VirtualCamera::commandArrived(const ContainerHeader& header) {
     judge_.command(header, arrived_, open_.has_value());
     if (header.type != Command) return;
     ++transactions_;
+    if (open_) bulkIn_.clear();  // nobody has fetched its answer, and nobody will
     Message command{header.code, header.id, {}};
     for (std::size_t at = ContainerHeader::size; at + 4 <= head_.size(); at += 4)
         command.parameters.push_back(

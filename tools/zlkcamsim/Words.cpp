@@ -5,7 +5,7 @@
 #include <stdexcept>
 
 #include "platform/text.h"
-#include "tools/zlkcamsim/Fault.h"
+#include "tools/zlkcamsim/NumberText.h"
 
 namespace zlk::camsim {
 
