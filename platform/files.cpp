@@ -19,6 +19,7 @@
 #include "platform/internal/VolumeHandle.h"
 #include "platform/internal/WithoutExceptions.h"
 #include "platform/text.h"
+#include "platform/usbscan/CameraHandle.h"
 
 using namespace zlk::platform;
 
@@ -144,6 +145,7 @@ HANDLE openFile(PathTarget& target, DWORD access, DWORD share, DWORD disposition
 HANDLE openPath(const WCHAR* path, DWORD access, DWORD share, DWORD disposition, DWORD flags) {
     const DeviceName name = parseDeviceName(path ? path : u"");
     if (name.form == DeviceName::Form::Volume) return handleOf(VolumeHandle::open(name.letter));
+    if (name.form == DeviceName::Form::Device) return handleOf(CameraHandle::open(path + 4));
     auto target = PathTarget::find(path);
     if (!target) return INVALID_HANDLE_VALUE;
     if (flags & FILE_FLAG_BACKUP_SEMANTICS)

@@ -8,6 +8,8 @@
 #include "platform/internal/NamedMutex.h"
 #include "platform/internal/NamedSection.h"
 #include "platform/text.h"
+#include "platform/usbscan.h"
+#include "platform/usbscan/DevicePathTable.h"
 
 namespace {
 
@@ -62,8 +64,10 @@ HANDLE OpenFileMappingW(DWORD, BOOL, const WCHAR* name) noexcept {
         SetLastError(ERROR_INVALID_NAME);
         return nullptr;
     }
-    return withoutExceptions(
-        [&] { return openHandle(std::make_shared<NamedSection>(0), name, OpenMode::OpenOnly); });
+    return withoutExceptions([&] {
+        if (equalIgnoringCase(name, devicePathTableName)) refreshDevicePathTable();
+        return openHandle(std::make_shared<NamedSection>(0), name, OpenMode::OpenOnly);
+    });
 }
 
 HANDLE CreateFileMappingA(HANDLE file, const SECURITY_ATTRIBUTES* security, DWORD protection,

@@ -2,35 +2,16 @@
 
 #include <unistd.h>
 
-#include <array>
 #include <cerrno>
 #include <limits>
 #include <new>
 #include <string>
-#include <string_view>
 
 #include "platform/error.h"
-#include "platform/registry.h"
+#include "platform/internal/PlatformSettings.h"
 #include "platform/text.h"
 
 namespace {
-
-bool settingsSaySixZero() {
-    HKEY opened = nullptr;
-    if (RegOpenKeyExW(HKEY_LOCAL_MACHINE, u"Software\\Zephyr-Lanthorn\\Platform", 0,
-                      KEY_QUERY_VALUE, &opened) != ERROR_SUCCESS)
-        return false;
-    const zlk::RegistryKey key(opened);
-    std::array<WCHAR, 8> text{};
-    DWORD size = sizeof text;
-    DWORD type = REG_NONE;
-    if (RegQueryValueExW(key.get(), u"SystemVersion", nullptr, &type,
-                         reinterpret_cast<BYTE*>(text.data()), &size) != ERROR_SUCCESS)
-        return false;
-    std::u16string_view value(text.data(), size / sizeof(WCHAR));
-    if (value.ends_with(u'\0')) value.remove_suffix(1);
-    return type == REG_SZ && value == u"6.0";
-}
 
 template <class Info>
 BOOL versionInfo(Info* info) {
@@ -38,7 +19,7 @@ BOOL versionInfo(Info* info) {
         SetLastError(ERROR_INSUFFICIENT_BUFFER);
         return 0;
     }
-    const bool six = settingsSaySixZero();
+    const bool six = zlk::platform::platformText(u"SystemVersion") == u"6.0";
     *info = {};
     info->dwOSVersionInfoSize = sizeof(Info);
     info->dwMajorVersion = six ? 6 : 5;

@@ -3,6 +3,7 @@
 // drives is opened as `\\.\Usbscan<n>`, one of the second by its device path behind `\\?\`.
 
 #include <string>
+#include <vector>
 
 #include "platform/types.h"
 
@@ -56,7 +57,39 @@ static_assert(sizeof(USB_DEVICE_DESCRIPTOR) == 18);
 inline constexpr DWORD ZL_IOCTL_GET_DEVICE_DESCRIPTOR = 0xF1006000;
 inline constexpr DWORD ZL_IOCTL_GET_MAX_PACKET_SIZE = 0xF100A004;
 
+/// The table of the second family's cameras: a section of that name, a count in its first byte and
+/// the entries packed behind it. Whoever opens it finds the attached cameras in it. Entries keep
+/// their places and transaction ids while any process has it; one of an unplugged camera has ids
+/// of 0.
+inline constexpr WCHAR devicePathTableName[] = u"Global\\ZlPtpWPDHandlesToCameras";
+inline constexpr DWORD devicePathTableSize = 4096;
+struct DevicePathEntry {
+    std::uint32_t state;  ///< 1 in a new entry
+    char port[120];       ///< the device path without `\\?\`, zero-terminated
+    std::uint32_t transactionID;
+    std::uint32_t vid;
+    std::uint32_t pid;
+    std::uint8_t unused[120];
+} __attribute__((packed));
+static_assert(sizeof(DevicePathEntry) == 256);
+
 #pragma GCC visibility push(default)
+
+/// A still-image device that is attached, whether or not anything here knows its model.
+struct AttachedCamera {
+    std::u16string port;        ///< opens it on the first family: `\\.\Usbscan<n>`
+    std::u16string devicePath;  ///< on the second, behind `\\?\`
+    std::uint16_t vid;
+    std::uint16_t pid;
+    std::u16string manufacturer, product, serial;  ///< as the device says; may be empty
+    /// A program outside of this system that has it open, as far as this user may look; 0 if none
+    /// is seen. While it has, opening fails with ERROR_SHARING_VIOLATION.
+    DWORD holderProcess;
+    std::u16string holderProgram;
+};
+
+/// By port. Throws std::bad_alloc.
+std::vector<AttachedCamera> attachedCameras();
 
 /// The folder in which processes that serve a device are found, made if missing; empty with the
 /// last error.

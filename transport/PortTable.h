@@ -7,6 +7,7 @@
 #include <string_view>
 
 #include "platform/named_objects.h"
+#include "platform/usbscan.h"
 
 namespace zlk {
 
@@ -19,17 +20,6 @@ struct CameraPortEntry {
     std::uint8_t unused[2];
 } __attribute__((packed));
 static_assert(sizeof(CameraPortEntry) == 156);
-
-/// An entry of the table that the younger driver family's owner makes.
-struct DevicePathEntry {
-    std::uint32_t state;
-    char port[120];  ///< zero-terminated
-    std::uint32_t transactionID;
-    std::uint32_t vid;
-    std::uint32_t pid;
-    std::uint8_t unused[120];
-} __attribute__((packed));
-static_assert(sizeof(DevicePathEntry) == 256);
 
 /// A count in one byte, and the entries, packed behind it. Any process can scribble over it, so
 /// the count is believed only as far as the section reaches.

@@ -1,16 +1,12 @@
 #pragma once
 // Which letter stands for which volume, agreed between the processes of a machine.
 //
-// The table is <root>/run/drive-letters, a line a volume: letter, disk, device. It is read without
-// a lock and replaced by renaming a new one onto it, under a lock on <root>/run/drive-letters.lock
-// that is held for no more than that; so a process that dies in the middle leaves the old table or
-// the new one. The volumes are looked at anew under the lock: whoever decides by an older view
-// would take a letter from a card that somebody else has just seen.
+// The table (SharedTable) has a line a volume: letter, disk, device.
 
 #include <string>
 #include <vector>
 
-#include "platform/internal/Descriptor.h"
+#include "platform/internal/SharedTable.h"
 #include "platform/internal/SystemVolumes.h"
 #include "platform/types.h"
 
@@ -23,15 +19,10 @@ struct LetteredVolume {
     SystemVolume volume;
 };
 
-/// The lock under which letters change. False in `held()`, with the last error, where it can't be
-/// had within some seconds.
-class LetterLock {
+/// The lock under which letters change.
+class LetterLock : public SharedTable::Lock {
   public:
     LetterLock();
-    bool held() const noexcept { return static_cast<bool>(file_); }
-
-  private:
-    Descriptor file_;
 };
 
 /// The system's volumes with their letters, none of them one of `taken`; the letters of those that

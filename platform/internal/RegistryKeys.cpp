@@ -137,7 +137,7 @@ RegistryKeys::OpenKey& RegistryKeys::findForWriting(HKEY handle) {
 }
 
 std::shared_ptr<const RegistryContent> RegistryKeys::behind(HKEY root, const RegistryPath& path) {
-    return root == HKEY_CLASSES_ROOT ? classes_.find(path) : nullptr;
+    return root == HKEY_CLASSES_ROOT ? classes_.find(path) : devices_.find(path);
 }
 
 RegistryKeys::View RegistryKeys::locate(OpenKey& key, bool lookForFile) {

@@ -16,6 +16,7 @@
 #include "platform/internal/InstalledClasses.h"
 #include "platform/internal/RegistryStore.h"
 #include "platform/internal/RegistryTypes.h"
+#include "platform/usbscan/DeviceClassKeys.h"
 
 namespace zlk::platform {
 
@@ -95,6 +96,7 @@ class RegistryKeys {
     std::mutex lock_;
     RegistryStore store_;
     InstalledClasses classes_;
+    DeviceClassKeys devices_;
     OpenKey classesRoot_, localMachine_;
     std::unordered_map<std::uintptr_t, OpenKey> keys_;
     // Above the roots, and never used twice.

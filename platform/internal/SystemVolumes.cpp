@@ -11,8 +11,8 @@
 #include <string_view>
 #include <system_error>
 
-#include "platform/internal/Descriptor.h"
 #include "platform/internal/Immortal.h"
+#include "platform/internal/SmallFile.h"
 
 namespace zlk::platform {
 namespace {
@@ -20,31 +20,10 @@ namespace {
 namespace fs = std::filesystem;
 
 constexpr std::size_t maxMountInfo = 16 * 1024 * 1024;
-constexpr std::size_t maxAttribute = 256;
 
 SystemRoots& roots() {
     static Immortal<SystemRoots> instance;
     return *instance;
-}
-
-std::string readWhole(const std::string& path, std::size_t limit) {
-    const Descriptor file(::open(path.c_str(), O_RDONLY | O_CLOEXEC | O_NONBLOCK));
-    std::string bytes;
-    char buffer[4096];
-    while (file && bytes.size() < limit) {
-        const ssize_t n = ::read(file.get(), buffer, std::min(sizeof buffer, limit - bytes.size()));
-        if (n <= 0) break;
-        bytes.append(buffer, static_cast<std::size_t>(n));
-    }
-    return bytes;
-}
-
-/// A one-line file of the kernel's, without the blanks that fixed-width fields are filled with.
-std::string attribute(const fs::path& path) {
-    std::string text = readWhole(path.string(), maxAttribute);
-    text.erase(std::find(text.begin(), text.end(), '\n'), text.end());
-    text.erase(text.find_last_not_of(' ') + 1);
-    return text.erase(0, text.find_first_not_of(' '));
 }
 
 /// Undoes `front` + digits of a byte: mount tables write \040, links by label \x20.
@@ -71,7 +50,7 @@ struct Mount {
 
 std::vector<Mount> readMounts() {
     std::vector<Mount> mounts;
-    std::istringstream lines(readWhole(roots().mountInfo, maxMountInfo));
+    std::istringstream lines(readSmallFile(roots().mountInfo, maxMountInfo));
     for (std::string line; std::getline(lines, line);) {
         std::istringstream words(line);
         std::string skipped, folder, source;
@@ -113,15 +92,15 @@ std::vector<Disk> readDisks() {
         Disk disk;
         const std::string name = path.filename().string();
         disk.reader.disk = disk.reader.device = name;
-        disk.reader.vendor = attribute(device / "vendor");
-        disk.reader.product = attribute(device / "model");
-        if (disk.reader.product.empty()) disk.reader.product = attribute(device / "name");
-        disk.reader.disc = attribute(device / "type") == scsiDisc;
-        disk.removable = attribute(path / "removable") == "1";
-        disk.devices[attribute(path / "dev")] = name;
+        disk.reader.vendor = readAttribute(device / "vendor");
+        disk.reader.product = readAttribute(device / "model");
+        if (disk.reader.product.empty()) disk.reader.product = readAttribute(device / "name");
+        disk.reader.disc = readAttribute(device / "type") == scsiDisc;
+        disk.removable = readAttribute(path / "removable") == "1";
+        disk.devices[readAttribute(path / "dev")] = name;
         for (const fs::path& part : entriesOf(path))
             if (fs::exists(part / "partition", none))
-                disk.devices[attribute(part / "dev")] = part.filename().string();
+                disk.devices[readAttribute(part / "dev")] = part.filename().string();
         disks.push_back(std::move(disk));
     }
     return disks;

@@ -26,13 +26,23 @@ std::uint32_t containerTransaction(std::span<const std::byte> container) {
     return number(container, 8, 4);
 }
 
-void ContainerFollower::reset() noexcept {
-    headSize_ = 0;
-    missing_ = transfer_ = 0;
+void ContainerFollower::reset(std::uint32_t transaction) noexcept {
+    transaction_ = transaction;
+    forgetContainer();
+    transfer_ = 0;
 }
 
-bool ContainerFollower::isResponse() const noexcept {
-    return headIsWhole() && containerType(head_) == ContainerType::Response;
+void ContainerFollower::forgetContainer() noexcept {
+    headSize_ = 0;
+    container_ = missing_ = 0;
+}
+
+/// A response with another id is left over from an earlier transaction. But a camera that refuses
+/// to open its open session answers with the id that the session has come to.
+bool ContainerFollower::isAnswer() const noexcept {
+    constexpr std::uint32_t ok = 0x2001;
+    return headIsWhole() && containerType(head_) == ContainerType::Response &&
+           (containerTransaction(head_) == transaction_ || number(head_, 6, 2) != ok);
 }
 
 std::size_t ContainerFollower::take(std::span<const std::byte> bytes) noexcept {
@@ -61,10 +71,11 @@ void ContainerFollower::follow(std::span<const std::byte> bytes, bool endsTransf
         cut.bytes = bytes.first(taken);
         bytes = bytes.subspan(taken);
         transfer_ += taken;
+        container_ += taken;
         if (headIsWhole() && missing_ == 0) {
-            cut.endsResponse = isResponse();
-            cut.zeroPacketDue = bytes.empty() && !endsTransfer && transfer_ % packetSize_ == 0;
-            headSize_ = 0;
+            cut.endsResponse = isAnswer();
+            cut.zeroPacketDue = container_ % packetSize_ == 0;
+            forgetContainer();
         }
         cuts.push_back(cut);
     }
@@ -72,8 +83,8 @@ void ContainerFollower::follow(std::span<const std::byte> bytes, bool endsTransf
     if (transfer_ % packetSize_ == 0) cuts.push_back({});
     transfer_ = 0;
     // A container goes on behind a short packet, unless only that could end it.
-    if (headIsWhole() && missing_ == toTheTransfersEnd) cuts.back().endsResponse = isResponse();
-    if (!headIsWhole() || missing_ == toTheTransfersEnd) headSize_ = 0;
+    if (headIsWhole() && missing_ == toTheTransfersEnd) cuts.back().endsResponse = isAnswer();
+    if (!headIsWhole() || missing_ == toTheTransfersEnd) forgetContainer();
 }
 
 }  // namespace zlk::usbscan

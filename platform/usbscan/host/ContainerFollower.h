@@ -20,16 +20,18 @@ std::uint32_t containerTransaction(std::span<const std::byte> container);
 /// A part of what came: bytes of one container and one transfer.
 struct ContainerCut {
     std::span<const std::byte> bytes;  ///< none for a zero-length packet
-    bool zeroPacketDue = false;        ///< the container is whole, and its last packet was full
-    bool endsResponse = false;         ///< the container is whole, and a response
+    /// The container is whole and fills its packets: its reader looks for a packet of no bytes
+    /// behind it.
+    bool zeroPacketDue = false;
+    bool endsResponse = false;  ///< the container is whole, and answers the transaction
 };
 
 class ContainerFollower {
   public:
     explicit ContainerFollower(std::uint16_t packetSize) noexcept : packetSize_(packetSize) {}
 
-    /// Begins anew, with a container and with a transfer.
-    void reset() noexcept;
+    /// Begins anew, with a container and with a transfer, in the answer to this transaction.
+    void reset(std::uint32_t transaction) noexcept;
     /// Appends the cuts of the next bytes of a transfer.
     void follow(std::span<const std::byte> bytes, bool endsTransfer,
                 std::vector<ContainerCut>& cuts);
@@ -38,11 +40,14 @@ class ContainerFollower {
     /// How many of the bytes belong to the container that is under way.
     std::size_t take(std::span<const std::byte> bytes) noexcept;
     bool headIsWhole() const noexcept { return headSize_ == containerHeaderSize; }
-    bool isResponse() const noexcept;
+    bool isAnswer() const noexcept;
+    void forgetContainer() noexcept;
 
     const std::uint16_t packetSize_;
+    std::uint32_t transaction_ = 0;
     std::array<std::byte, containerHeaderSize> head_{};
     std::size_t headSize_ = 0;
+    std::uint64_t container_ = 0;  // bytes of the one under way
     std::uint64_t missing_ = 0;   // behind the head; of a length that can't be, all of the transfer
     std::uint64_t transfer_ = 0;  // bytes of the transfer under way
 };

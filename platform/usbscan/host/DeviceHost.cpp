@@ -104,13 +104,15 @@ class DeviceHost::Impl final : UsbDevice::Listener, HostConnection::Owner {
     void listenOn(int socket) {
         listening_ = socket;
         loop_.watch(socket, POLLIN, [this](short) {
-            for (int client; (client = acceptFrom(listening_)) >= 0;) {
-                auto connection = std::make_unique<HostConnection>(
-                    loop_, client, static_cast<HostConnection::Owner&>(*this));
-                clients_.emplace(connection.get(), std::move(connection));
-            }
-            watchIdleness();
+            for (int client; (client = acceptFrom(listening_)) >= 0;) serve(client);
         });
+    }
+
+    void serve(int client) {
+        auto connection = std::make_unique<HostConnection>(
+            loop_, client, static_cast<HostConnection::Owner&>(*this));
+        clients_.emplace(connection.get(), std::move(connection));
+        watchIdleness();
     }
 
     void deviceGone() {
@@ -159,7 +161,7 @@ class DeviceHost::Impl final : UsbDevice::Listener, HostConnection::Owner {
                 return events_.add(from);
             case MessageKind::Cancel:
                 if (transaction_.open && transaction_.owner == &from) recover("given up");
-                return from.send({0, MessageKind::Cancelled, 0, 0});
+                return from.send({0, MessageKind::Cancelled, 0, header.turn});
             default:
                 return from.finish();
         }
@@ -280,11 +282,11 @@ class DeviceHost::Impl final : UsbDevice::Listener, HostConnection::Owner {
         const Command command = commands_.front();
         commands_.pop_front();
         command.from->dropData();
-        follower_.reset();
         transaction_ = {.owner = command.from,
                         .turn = command.part.turn,
                         .id = containerTransaction(command.part.bytes),
                         .open = true};
+        follower_.reset(transaction_.id);
         device_->startReading();
         write(*command.from, command.part);
     }
@@ -357,7 +359,6 @@ class DeviceHost::Impl final : UsbDevice::Listener, HostConnection::Owner {
     void recovered(Recovery::Outcome outcome) {
         if (outcome == Recovery::Outcome::DeviceGone) return deviceGone();
         if (outcome == Recovery::Outcome::SessionLost) loseSession();
-        follower_.reset();
         zeroPacketOwed_ = false;
         nextCommand();
     }
@@ -445,6 +446,10 @@ DeviceHost::~DeviceHost() = default;
 
 void DeviceHost::listenOn(int socket) {
     impl_->listenOn(socket);
+}
+
+void DeviceHost::serve(int client) {
+    impl_->serve(client);
 }
 
 void DeviceHost::deviceGone() {

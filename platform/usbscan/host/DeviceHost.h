@@ -20,8 +20,10 @@ class DeviceHost {
                std::chrono::milliseconds idleTime, std::function<void()> ended);
     ~DeviceHost();
 
-    /// Takes over a listening socket, non-blocking.
+    /// Serves whoever connects to this listening, non-blocking socket, which stays its caller's.
     void listenOn(int socket);
+    /// Takes over the socket of a client.
+    void serve(int client);
     /// The device has been unplugged: everybody is told at once.
     void deviceGone();
 

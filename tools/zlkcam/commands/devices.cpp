@@ -3,6 +3,7 @@
 #include <variant>
 
 #include "platform/text.h"
+#include "platform/usbscan.h"
 #include "tools/zlkcam/Session.h"
 #include "tools/zlkcam/commands/Commands.h"
 
@@ -21,6 +22,31 @@ struct TranslateOptions {
     std::string text;
 };
 
+/// What is on USB, whether or not its model is known: whoever misses his camera in the list sees
+/// here whether it is attached at all, and who has it.
+void tellCameras(Tool& tool) {
+    tool.answer.key("cameras").beginArray();
+    for (const AttachedCamera& camera : attachedCameras()) {
+        const std::u16string id = formatText(u"VID_%04X&PID_%04X", camera.vid, camera.pid);
+        std::u16string line = u"On USB: " + camera.product + u"  " + id + u"  " + camera.port;
+        tool.answer.beginObject()
+            .member("port", camera.port)
+            .member("id", id)
+            .member("manufacturer", camera.manufacturer)
+            .member("product", camera.product)
+            .member("serial", camera.serial);
+        if (camera.holderProcess != 0) {
+            line += formatText(u"  held by %s (process %u)", camera.holderProgram,
+                               camera.holderProcess);
+            tool.answer.member("holderProcess", camera.holderProcess)
+                .member("holderProgram", camera.holderProgram);
+        }
+        tool.answer.endObject();
+        tool.say(utf8Text(line));
+    }
+    tool.answer.endArray();
+}
+
 void runDevices(Tool& tool, const DevicesOptions& options) {
     const DeviceDirectory directory;
     const std::vector<Device> devices = options.share  ? directory.shareDevices()
@@ -37,8 +63,10 @@ void runDevices(Tool& tool, const DevicesOptions& options) {
             .member("lowLevelId", lowLevelId)
             .endObject();
     }
-    tool.answer.endArray().endObject();
+    tool.answer.endArray();
     if (devices.empty()) tool.say("There are none.");
+    tellCameras(tool);
+    tool.answer.endObject();
 }
 
 using TextAnswer = HRESULT (IDeviceUtils::*)(BSTR, BSTR*) noexcept;

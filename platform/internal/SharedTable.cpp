@@ -1,0 +1,77 @@
+#include "platform/internal/SharedTable.h"
+
+#include <fcntl.h>
+#include <sys/stat.h>
+
+#include <cerrno>
+#include <ctime>
+
+#include "platform/error.h"
+#include "platform/internal/Diagnose.h"
+#include "platform/internal/MachineRoot.h"
+#include "platform/internal/PosixError.h"
+
+namespace zlk::platform {
+namespace {
+
+constexpr std::size_t maxTable = 64 * 1024;
+
+Descriptor openFile(const std::string& path, int flags) {
+    const mode_t mode = MachineRoot::instance().fileMode();
+    Descriptor file(::open(path.c_str(), flags | O_CLOEXEC | O_NOFOLLOW | O_NONBLOCK, mode));
+    // The caller's file mode mask must not shut a group out; what another user made has it right.
+    if (file && (flags & O_CREAT)) ::fchmod(file.get(), mode);
+    return file;
+}
+
+}  // namespace
+
+SharedTable::SharedTable(const char* name) : path_(MachineRoot::instance().folder("run")) {
+    if (!path_.empty()) path_ += std::string("/") + name;
+}
+
+std::string SharedTable::read() const {
+    const Descriptor file = path_.empty() ? Descriptor() : openFile(path_, O_RDONLY);
+    std::string bytes(file ? maxTable : 0, 0);
+    const ssize_t size = file ? ::read(file.get(), bytes.data(), bytes.size()) : 0;
+    bytes.resize(size > 0 ? static_cast<std::size_t>(size) : 0);
+    return bytes;
+}
+
+bool SharedTable::replace(const std::string& content) const {
+    const std::string fresh = path_ + ".new";
+    const Descriptor file = openFile(fresh, O_WRONLY | O_CREAT | O_TRUNC);
+    const bool written = file &&
+                         ::write(file.get(), content.data(), content.size()) ==
+                             static_cast<ssize_t>(content.size()) &&
+                         ::rename(fresh.c_str(), path_.c_str()) == 0;
+    if (!written) diagnose("SharedTable", u"Can't write %s", path_);
+    return written;
+}
+
+SharedTable::Lock::Lock(const SharedTable& table) {
+    if (table.path_.empty()) return;
+    Descriptor file = openFile(table.path_ + ".lock", O_RDWR | O_CREAT);
+    if (!file) {
+        setLastErrorFromErrno();
+        return;
+    }
+    struct flock lock {};
+    lock.l_type = F_WRLCK;
+    lock.l_whence = SEEK_SET;
+    // Nobody holds it longer than a moment, but a process may be stopped in that moment.
+    constexpr int tries = 200;
+    for (int i = 0; i < tries; ++i) {
+        const bool contested =
+            ::fcntl(file.get(), F_OFD_SETLK, &lock) != 0 && (errno == EAGAIN || errno == EACCES);
+        if (!contested) {
+            file_ = std::move(file);
+            return;
+        }
+        constexpr timespec pause{0, 10'000'000};
+        ::nanosleep(&pause, nullptr);
+    }
+    SetLastError(ERROR_BUSY);
+}
+
+}  // namespace zlk::platform

@@ -1,0 +1,213 @@
+#include "platform/usbscan/AttachedDevices.h"
+
+#include <dirent.h>
+#include <fcntl.h>
+
+#include <algorithm>
+#include <charconv>
+#include <map>
+#include <memory>
+#include <set>
+#include <sstream>
+
+#include "platform/internal/Descriptor.h"
+#include "platform/internal/MachineRoot.h"
+#include "platform/internal/SharedTable.h"
+#include "platform/internal/SmallFile.h"
+#include "platform/text.h"
+#include "platform/usbscan.h"
+
+namespace zlk::platform {
+namespace {
+
+constexpr char busFolder[] = "/sys/bus/usb/devices/";
+constexpr std::size_t maxEntry = 4096;
+constexpr char tableName[] = "port-numbers";
+
+std::vector<std::string> namesIn(const std::string& folder) {
+    std::vector<std::string> names;
+    const std::unique_ptr<DIR, int (*)(DIR*)> open(::opendir(folder.c_str()), ::closedir);
+    while (const dirent* entry = open ? ::readdir(open.get()) : nullptr)
+        names.emplace_back(entry->d_name);
+    std::sort(names.begin(), names.end());
+    return names;
+}
+
+template <class Number>
+Number numberOf(std::string_view text, int base) {
+    Number number = 0;
+    std::from_chars(text.data(), text.data() + text.size(), number, base);
+    return number;
+}
+
+bool isStillImageInterface(const std::string& folder) {
+    return readAttribute(folder + "/bInterfaceClass") == "06" &&
+           readAttribute(folder + "/bInterfaceSubClass") == "01" &&
+           readAttribute(folder + "/bInterfaceProtocol") == "01";
+}
+
+void addDevicesOnTheBus(std::vector<AttachedDevice>& devices) {
+    std::set<std::string> seen;
+    for (const std::string& name : namesIn(busFolder)) {
+        const std::size_t colon = name.find(':');
+        if (colon == name.npos || !isStillImageInterface(busFolder + name)) continue;
+        const std::string folder = busFolder + name.substr(0, colon);
+        if (!seen.insert(folder).second) continue;
+        const auto bus = numberOf<unsigned>(readAttribute(folder + "/busnum"), 10);
+        const auto number = numberOf<unsigned>(readAttribute(folder + "/devnum"), 10);
+        if (bus == 0 || bus > 999 || number == 0 || number > 999) continue;
+        char place[16];
+        std::snprintf(place, sizeof place, "%03u/%03u", bus, number);
+        AttachedDevice device;
+        device.node = std::string("/dev/bus/usb/") + place;
+        place[3] = '-';
+        device.name = std::string("usb-") + place;
+        device.vid = numberOf<std::uint16_t>(readAttribute(folder + "/idVendor"), 16);
+        device.pid = numberOf<std::uint16_t>(readAttribute(folder + "/idProduct"), 16);
+        device.manufacturer = readAttribute(folder + "/manufacturer");
+        device.product = readAttribute(folder + "/product");
+        device.serial = readAttribute(folder + "/serial");
+        devices.push_back(std::move(device));
+    }
+}
+
+/// Whether somebody holds it; whoever serves a device does.
+bool isLocked(const std::string& path) {
+    const Descriptor file(::open(path.c_str(), O_RDWR | O_CLOEXEC | O_NOFOLLOW | O_NONBLOCK));
+    struct flock lock {};
+    lock.l_type = F_WRLCK;
+    lock.l_whence = SEEK_SET;
+    return file && ::fcntl(file.get(), F_OFD_GETLK, &lock) == 0 && lock.l_type != F_UNLCK;
+}
+
+void addServedDevices(std::vector<AttachedDevice>& devices) {
+    constexpr std::string_view ending = ".device";
+    const std::string folder = deviceFolder();
+    if (folder.empty()) return;
+    for (const std::string& entry : namesIn(folder)) {
+        if (!entry.ends_with(ending)) continue;
+        AttachedDevice device;
+        device.name = entry.substr(0, entry.size() - ending.size());
+        if (!isLocked(folder + '/' + device.name + ".lock")) continue;
+        std::istringstream lines(readSmallFile(folder + '/' + entry, maxEntry));
+        for (std::string key, value;
+             lines >> key && lines.ignore() && std::getline(lines, value);) {
+            if (key == "vid") device.vid = numberOf<std::uint16_t>(value, 16);
+            if (key == "pid") device.pid = numberOf<std::uint16_t>(value, 16);
+            if (key == "manufacturer") device.manufacturer = value;
+            if (key == "product") device.product = value;
+            if (key == "serial") device.serial = value;
+        }
+        devices.push_back(std::move(device));
+    }
+}
+
+std::vector<AttachedDevice> devicesWithoutPorts() {
+    std::vector<AttachedDevice> devices;
+    addDevicesOnTheBus(devices);
+    addServedDevices(devices);
+    return devices;
+}
+
+using PortTable = std::map<std::string, unsigned>;
+
+PortTable readTable(const SharedTable& shared) {
+    PortTable table;
+    std::istringstream lines(shared.read());
+    std::set<unsigned> given;
+    std::string name;
+    for (unsigned port = 0; lines >> port >> name;)
+        if (port >= firstPort && port <= lastPort && given.insert(port).second)
+            table.emplace(name, port);
+    return table;
+}
+
+bool isComplete(const PortTable& table, const std::vector<AttachedDevice>& devices) {
+    return std::all_of(devices.begin(), devices.end(),
+                       [&](const AttachedDevice& device) { return table.contains(device.name); });
+}
+
+/// Those of the attached devices stay; the others' become free.
+PortTable completed(const PortTable& old, const std::vector<AttachedDevice>& devices) {
+    PortTable table;
+    std::set<unsigned> given;
+    for (const AttachedDevice& device : devices)
+        if (const auto found = old.find(device.name); found != old.end()) {
+            table.insert(*found);
+            given.insert(found->second);
+        }
+    unsigned next = firstPort;
+    for (const AttachedDevice& device : devices) {
+        while (given.contains(next)) ++next;
+        if (next <= lastPort && table.emplace(device.name, next).second) ++next;
+    }
+    return table;
+}
+
+PortTable agreedPorts(std::vector<AttachedDevice>& devices) {
+    const SharedTable shared(tableName);
+    PortTable table = readTable(shared);
+    if (isComplete(table, devices)) return table;
+    const SharedTable::Lock lock(shared);
+    if (!lock.held()) return table;
+    devices = devicesWithoutPorts();
+    table = completed(readTable(shared), devices);
+    std::string lines;
+    for (const auto& [name, port] : table) lines += std::to_string(port) + ' ' + name + '\n';
+    return shared.replace(lines) ? table : PortTable();
+}
+
+}  // namespace
+
+std::vector<AttachedDevice> attachedDevices() {
+    std::vector<AttachedDevice> devices = devicesWithoutPorts();
+    if (devices.empty()) return devices;
+    const PortTable ports = agreedPorts(devices);
+    // Without a number it can't be opened, and the next one who asks may get one for it.
+    std::erase_if(devices,
+                  [&](const AttachedDevice& device) { return !ports.contains(device.name); });
+    for (AttachedDevice& device : devices) device.port = ports.at(device.name);
+    std::sort(devices.begin(), devices.end(),
+              [](const AttachedDevice& a, const AttachedDevice& b) { return a.port < b.port; });
+    return devices;
+}
+
+std::optional<AttachedDevice> attachedDevice(unsigned port) {
+    for (AttachedDevice& device : attachedDevices())
+        if (device.port == port) return std::move(device);
+    return std::nullopt;
+}
+
+std::u16string scannerPortText(const AttachedDevice& device) {
+    return formatText(u"\\\\.\\Usbscan%u", device.port);
+}
+
+std::string portableDevicePath(const AttachedDevice& device) {
+    char path[64];
+    std::snprintf(path, sizeof path, "usb#vid_%04x&pid_%04x#%u", device.vid, device.pid,
+                  device.port);
+    return path;
+}
+
+unsigned portOfDeviceName(std::u16string_view name) {
+    constexpr std::u16string_view scanner = u"USBSCAN", portable = u"USB#";
+    const std::string text = utf8Text(upperCase(name));
+    std::string_view digits = text;
+    if (upperCase(name).starts_with(scanner))
+        digits.remove_prefix(scanner.size());
+    else if (upperCase(name).starts_with(portable))
+        digits.remove_prefix(text.rfind('#') + 1);
+    else
+        return 0;
+    unsigned port = 0;
+    const auto [end, error] = std::from_chars(digits.data(), digits.data() + digits.size(), port);
+    const bool valid = error == std::errc() && end == digits.data() + digits.size() &&
+                       port >= firstPort && port <= lastPort;
+    return valid ? port : 0;
+}
+
+}  // namespace zlk::platform
+
+std::string deviceFolder() {
+    return zlk::platform::MachineRoot::instance().folder("devices");
+}

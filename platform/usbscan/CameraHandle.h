@@ -1,0 +1,75 @@
+#pragma once
+// What stands behind a handle of a still-image device: a connection to its host.
+//
+// Writes are not acknowledged; what became of them is told by the next read or control. Once a
+// transaction has failed, further reads of it fail with ERROR_OPERATION_ABORTED until the next
+// command. A control request gives up what is still to be read.
+
+#include <atomic>
+#include <memory>
+#include <mutex>
+#include <string_view>
+
+#include "platform/internal/ForkMark.h"
+#include "platform/internal/Handle.h"
+#include "platform/usbscan/HostSocket.h"
+
+namespace zlk::platform {
+
+class CameraHandle final : public Handle {
+  public:
+    /// `name` as behind `\\.\` or `\\?\`. Null with the last error: ERROR_FILE_NOT_FOUND for a
+    /// device that isn't attached, ERROR_SHARING_VIOLATION for one that another program has (the
+    /// trace tells which), ERROR_ACCESS_DENIED.
+    static std::shared_ptr<CameraHandle> open(std::u16string_view name);
+
+    explicit CameraHandle(HostSocket socket) noexcept : socket_(std::move(socket)) {}
+
+    bool read(void* buffer, DWORD size, DWORD& done) override;
+    bool write(const void* buffer, DWORD size, DWORD& done) override;
+    bool control(DWORD code, const void* input, DWORD inputSize, void* output, DWORD outputSize,
+                 DWORD& returned) override;
+    /// Ends what other threads wait for.
+    void close() noexcept override;
+
+  private:
+    enum class Opening { Done, Again, Failed };
+    Opening shakeHands(const usbscan::OpenRequest& request);
+
+    bool isUsable();
+    bool send(usbscan::MessageKind kind, std::span<const std::byte> first = {},
+              std::span<const std::byte> second = {});
+    void cancel();
+
+    // Under `receiving_`; false with the last error.
+    /// The next message but notes, and what is left of earlier turns.
+    bool nextMessage(usbscan::MessageHeader& header);
+    bool receive(std::span<std::byte> buffer);
+    bool skipRest();
+    bool checked(HostSocket::Result result);
+    bool fail(const usbscan::MessageHeader& header);
+    void beginTurn();
+    /// Whether a packet of no bytes, which is due, has to be taken for read.
+    bool givesMissingZeroPacket(DWORD size);
+    /// The payload of the next message of this kind, as much of it as there is room for.
+    bool awaitAnswer(usbscan::MessageKind kind, std::span<std::byte> output, DWORD& returned);
+    bool ask(DWORD code, std::span<const std::byte> input, std::span<std::byte> output,
+             DWORD& returned);
+    bool askPacketSize(std::span<std::byte> output, DWORD& returned);
+
+    HostSocket socket_;
+    ForkMark fork_;
+    std::atomic<DWORD> dead_ = ERROR_SUCCESS;  // why every use fails from now on
+    std::atomic<std::uint16_t> turn_ = 0;      // counts commands
+    std::atomic<bool> over_ = true;            // the turn has nothing more to read
+
+    std::mutex sending_;
+    std::mutex receiving_;
+    std::uint16_t readTurn_ = 0;  // the one that the following are of
+    usbscan::MessageHeader data_{};
+    bool inData_ = false;     // `data_` is received in parts
+    bool zeroDue_ = false;    // a packet of no bytes is
+    bool zeroGiven_ = false;  // one was taken for read that hadn't come
+};
+
+}  // namespace zlk::platform

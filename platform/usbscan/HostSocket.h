@@ -1,0 +1,50 @@
+#pragma once
+// A client's end of Protocol.h: messages out and in, without anything that a message means.
+
+#include <chrono>
+#include <span>
+#include <vector>
+
+#include "platform/internal/Descriptor.h"
+#include "platform/usbscan/Protocol.h"
+
+namespace zlk::platform {
+
+class HostSocket {
+  public:
+    enum class Result { Ok, TimedOut, Closed };
+
+    /// `patience`: no single wait lasts longer.
+    HostSocket(Descriptor socket, std::chrono::milliseconds patience);
+
+    /// Whole messages; for one thread at a time.
+    bool send(usbscan::MessageHeader header, std::span<const std::byte> first,
+              std::span<const std::byte> second = {});
+
+    // For one thread at a time, which may be another one.
+
+    /// Whether something of a message is there, or comes within this time.
+    bool hasInput(std::chrono::milliseconds time);
+    /// The header of the next message; its payload must be received to its end before.
+    Result receiveHeader(usbscan::MessageHeader& header);
+    /// What the message under way still has.
+    std::uint32_t left() const noexcept { return left_; }
+    /// Fills all of the buffer; at most left() bytes.
+    Result receive(std::span<std::byte> buffer);
+    Result skipRest();
+
+    /// Ends every wait, now and later; from any thread.
+    void shutDown() noexcept;
+
+  private:
+    Result fill(std::size_t wanted);
+    Result receiveSome(std::span<std::byte> buffer, std::size_t& done);
+
+    Descriptor socket_;
+    std::uint32_t left_ = 0;
+    // What came behind a message that was received into its reader's own buffer.
+    std::vector<std::byte> ahead_;
+    std::size_t begin_ = 0, end_ = 0;
+};
+
+}  // namespace zlk::platform

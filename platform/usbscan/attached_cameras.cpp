@@ -1,0 +1,20 @@
+#include "platform/internal/FileName.h"
+#include "platform/text.h"
+#include "platform/usbscan.h"
+#include "platform/usbscan/AttachedDevices.h"
+#include "platform/usbscan/DeviceHolder.h"
+
+using namespace zlk::platform;
+
+std::vector<AttachedCamera> attachedCameras() {
+    std::vector<AttachedCamera> cameras;
+    for (const AttachedDevice& device : attachedDevices()) {
+        const DeviceHolder holder = findHolderOf(device);
+        // A device's own texts come through like a card's file names: whole, and harmless in XML.
+        cameras.push_back({scannerPortText(device), wideText(portableDevicePath(device)),
+                           device.vid, device.pid, nameText(device.manufacturer),
+                           nameText(device.product), nameText(device.serial),
+                           static_cast<DWORD>(holder.pid), nameText(holder.program)});
+    }
+    return cameras;
+}

@@ -1,0 +1,44 @@
+#include "tests/support/VirtualCamera.h"
+
+#include <gtest/gtest.h>
+
+#include "tests/support/TestMachine.h"
+
+namespace zlk::test {
+namespace {
+
+/// Becomes the virtual camera, which ends when its standard input does.
+ZLK_CHILD(virtualCamera) {
+    std::string program = programFolder() / "zlkcamsim";
+    std::vector<std::string> words = child.arguments;
+    std::vector<char*> argv{program.data()};
+    for (std::string& word : words) argv.push_back(word.data());
+    argv.push_back(nullptr);
+    return ::execv(argv[0], argv.data());
+}
+
+std::vector<std::string> withControl(std::vector<std::string> options) {
+    options.insert(options.end(), {"--control", "-"});
+    return options;
+}
+
+}  // namespace
+
+VirtualCamera::VirtualCamera(std::vector<std::string> options)
+    : program_("virtualCamera", withControl(std::move(options))) {
+    tell("state");  // it plugs itself in before it listens
+}
+
+std::string VirtualCamera::tell(const std::string& command) {
+    program_.say(command);
+    const std::string answer = program_.hear();
+    const bool good = answer == "ok" || answer.starts_with("ok ");
+    EXPECT_TRUE(good) << command << ": " << (answer.empty() ? "no answer" : answer);
+    return good && answer.size() > 3 ? answer.substr(3) : std::string();
+}
+
+void VirtualCamera::expectNoViolations() {
+    EXPECT_EQ(tell("violations clear"), "[]");
+}
+
+}  // namespace zlk::test

@@ -1,0 +1,28 @@
+#pragma once
+// A virtual camera in a process of its own, plugged into this test's machine.
+
+#include <string>
+#include <vector>
+
+#include "tests/support/ChildProcess.h"
+
+namespace zlk::test {
+
+class VirtualCamera {
+  public:
+    /// Starts `zlkcamsim` with these options; returns when it is plugged in, unless they say
+    /// `--unplugged`. Fails the test if it doesn't start.
+    explicit VirtualCamera(std::vector<std::string> options);
+
+    /// One command of its control channel: what stands behind `ok`. Fails the test for an error.
+    std::string tell(const std::string& command);
+    /// Fails the test if the host has broken a rule since the start or the last call.
+    void expectNoViolations();
+    /// SIGKILL: a camera, its host included, that is simply gone.
+    void kill() { program_.kill(); }
+
+  private:
+    ChildProcess program_;
+};
+
+}  // namespace zlk::test

@@ -1,0 +1,379 @@
+// The virtual camera against bytes laid out by hand: the pipes of the device's end of the bus, and
+// the program as a plugged device.
+
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+
+#include <fstream>
+#include <random>
+
+#include "platform/files.h"
+#include "platform/named_objects.h"
+#include "tests/support/TestMachine.h"
+#include "tests/support/VirtualCamera.h"
+#include "tools/zlkcamsim/ControlCommands.h"
+#include "tools/zlkcamsim/SimulatedDevice.h"
+#include "tools/zlkcamsim/VirtualCamera.h"
+
+namespace zlk::camsim {
+namespace {
+
+using testing::ElementsAre;
+using testing::HasSubstr;
+using testing::IsEmpty;
+
+/// Hexadecimal digits; blanks only part them for the reader.
+Bytes hex(std::string text) {
+    std::erase(text, ' ');
+    return parseHex(text);
+}
+
+class CameraTest : public testing::Test {
+  protected:
+    void setUp(std::uint16_t packetSize = 64) {
+        camera = std::make_unique<VirtualCamera>(loop, Identity{}, packetSize);
+        camera->store().addStorage(card);
+        camera->busReset();
+    }
+    void SetUp() override { setUp(); }
+
+    PipeAnswer send(const std::string& container) { return camera->out(hex(container), true); }
+    /// The next transfer to the host; `...` behind one that doesn't end.
+    std::string receive() {
+        std::string text;
+        for (;;) {
+            const PipeBytes piece = camera->in(1 << 17);
+            if (piece.answer == PipeAnswer::Stalled) return text + "stalled";
+            if (piece.answer != PipeAnswer::Accepted) return text + "...";
+            text += hexOf(piece.bytes);
+            if (piece.endsTransfer) return text;
+        }
+    }
+    std::string ask(const std::string& command) {
+        EXPECT_EQ(send(command), PipeAnswer::Accepted);
+        return receive();
+    }
+    void openSession() {
+        ASSERT_EQ(ask("10000000 0100 0210 00000000 01000000"), "0c0000000300012000000000");
+    }
+    std::string control(std::uint8_t type, std::uint8_t request, const std::string& out = {}) {
+        const auto answer = camera->control({type, request, 0, 0, 64}, hex(out));
+        return answer.stalled ? "stalled" : hexOf(answer.bytes);
+    }
+    std::string tell(const std::string& line) {
+        return ControlCommands(*camera, {}, [] {}).answer(line);
+    }
+    /// An object of `size` bytes of 'x'; its handle as a parameter.
+    std::string addFile(std::size_t size) {
+        const auto path = test::newFolder() / "FILE.BIN";
+        test::writeFile(path, std::string(size, 'x'));
+        const std::string answer = tell("add file=" + path.string());
+        Bytes handle;
+        appendNumber(handle, parseNumber(answer.substr(3), 0xFFFF), 4);
+        return hexOf(handle);
+    }
+    const auto& violations() { return camera->judge().violations(); }
+
+    usbscan::EventLoop loop;
+    const std::filesystem::path card = test::newFolder();
+    std::unique_ptr<VirtualCamera> camera;
+};
+
+TEST_F(CameraTest, CountsInASessionThatOutlivesWhoOpenedIt) {
+    EXPECT_EQ(ask("0c000000 0100 0410 00000000"), "0c0000000300032000000000");  // without one
+    EXPECT_THAT(violations(), ElementsAre(HasSubstr("without a session")));
+    camera->judge().clear();
+
+    openSession();
+    EXPECT_EQ(ask("0c000000 0100 0410 01000000"),
+              hexOf(hex("14000000 0200 0410 01000000 01000000 01000100")));
+    EXPECT_EQ(receive(), "0c0000000300012001000000");
+    EXPECT_EQ(ask("10000000 0100 0210 00000000 07000000"),
+              hexOf(hex("10000000 0300 1e20 01000000 01000000")));
+    EXPECT_EQ(ask("0c000000 0100 0097 02000000"), hexOf(hex("14000000 0300 0120 02000000"
+                                                            "00000000 00000000")));
+    EXPECT_EQ(ask("0c000000 0100 0310 03000000"), "0c0000000300012003000000");
+    EXPECT_EQ(ask("0c000000 0100 0097 63000000").substr(0, 16), "1400000003000120");
+    EXPECT_THAT(violations(), IsEmpty());
+}
+
+TEST_F(CameraTest, KeepsARecordOfWhatAHostMustNotDo) {
+    const struct {
+        const char* bytes;
+        const char* violation;
+    } cases[]{
+        {"0c000000 0100 0110 05000000", "id 1 was to come"},
+        {"0c000000 0100 0110 07000000", "id 6 was to come"},
+        {"0d000000 0100 0110 08000000", "the container says 13 bytes, 12 came"},
+        {"10000000 0100 0110 09000000 01000000", "too many parameters"},
+        {"0e000000 0100 0510 0a000000 0100", "no whole numbers"},
+        {"0c000000 0200 0c10 0b000000", "type 2 where a command belongs"},
+        {"0c000000 0100", "no container"},
+        {"", "no container"},
+    };
+    openSession();
+    for (const auto& [bytes, violation] : cases) {
+        camera->judge().clear();
+        send(bytes);
+        EXPECT_THAT(violations(), ElementsAre(HasSubstr(violation)));
+        while (!receive().ends_with("...")) {
+        }
+    }
+    camera->judge().clear();
+    send("0c000000 0100 0410 0b000000");
+    send("0c000000 0100 0410 0c000000");  // before anybody has read the answer
+    EXPECT_THAT(violations(), ElementsAre(HasSubstr("while the transaction before it is open")));
+}
+
+TEST_F(CameraTest, EndsTransfersAsTheBusDoes) {
+    for (const std::uint16_t packetSize : {64, 512, 1024}) {
+        for (const int more : {-1, 0, 1}) {
+            setUp(packetSize);
+            openSession();
+            const auto size = static_cast<std::size_t>(3 * 131072 + packetSize - 12 + more);
+            ASSERT_EQ(send("10000000 0100 0910 01000000" + addFile(size)), PipeAnswer::Accepted);
+            std::size_t came = 0;
+            PipeBytes piece;
+            do {
+                piece = camera->in(131072);
+                ASSERT_EQ(piece.answer, PipeAnswer::Accepted);
+                came += piece.bytes.size();
+                ASSERT_TRUE(piece.endsTransfer || piece.bytes.size() == 131072);
+            } while (!piece.endsTransfer);
+            EXPECT_EQ(came, size + 12);
+            EXPECT_EQ(receive(), "0c0000000300012001000000");
+        }
+    }
+}
+
+TEST_F(CameraTest, HandsOutAFileWhereItLies) {
+    openSession();
+    const std::string handle = addFile(1 << 20);
+    send("10000000 0100 0910 01000000" + handle);
+    camera->in(131072);
+    const PipeBytes second = camera->in(131072), third = camera->in(131072);
+    EXPECT_EQ(second.bytes.data() + 131072, third.bytes.data());
+    camera.reset();
+    EXPECT_EQ(second.bytes[5], std::byte{'x'});  // its keeper outlives the camera
+}
+
+TEST_F(CameraTest, WritesWhatIsSentInsideOfItsFolder) {
+    openSession();
+    // An ObjectInfo of five bytes named `../x`.
+    const std::string info = "00000000 0030 0000 05000000" + std::string(2 * 40, '0') +
+                             "05 2e002e002f0078000000 00 00 00";
+    send("14000000 0100 0c10 01000000 00000000 00000000");
+    send("4e000000 0200 0c10 01000000" + info);
+    EXPECT_EQ(receive(), hexOf(hex("18000000 0300 0120 01000000 01000100 ffffffff 01000000")));
+    send("0c000000 0100 0d10 02000000");
+    EXPECT_EQ(camera->out(hex("11000000 0200 0d10 0200"), false), PipeAnswer::Accepted);
+    EXPECT_EQ(camera->out(hex("0000 68656c6c6f"), true), PipeAnswer::Accepted);
+    EXPECT_EQ(receive(), "0c0000000300012002000000");
+    EXPECT_EQ(test::readFile(card / "_._x"), "hello");
+    EXPECT_THAT(violations(), IsEmpty());
+
+    // Data with another code, another id, and less than announced.
+    send("0c000000 0100 0d10 03000000");
+    send("11000000 0200 0c10 04000000 6865");
+    EXPECT_EQ(receive(), "0c0000000300152003000000");
+    EXPECT_THAT(violations(), ElementsAre(HasSubstr("code 0x100C"), HasSubstr("id 4"),
+                                          HasSubstr("17 bytes, 14 came")));
+}
+
+TEST_F(CameraTest, ShowsTheThumbnailThatAPictureCarries) {
+    const auto pictures = test::newFolder();
+    const auto made =
+        test::runProgram({test::programFolder() / "zlk-samplecard", pictures, "--pictures", "1"});
+    ASSERT_EQ(made.status, 0) << made.error;
+    openSession();
+    tell("add file=" + (pictures / "DCIM/100CAM/PICT0001.JPG").string());
+    const Bytes info = hex(ask("10000000 0100 0810 01000000 01000000"));
+    receive();
+    const std::uint64_t thumbSize = loadNumber(ByteView(info).subspan(12 + 14), 4);
+    EXPECT_EQ(loadNumber(ByteView(info).subspan(12 + 18), 4), 160u);
+    EXPECT_EQ(loadNumber(ByteView(info).subspan(12 + 22), 4), 120u);
+    EXPECT_EQ(loadNumber(ByteView(info).subspan(12 + 26), 4), 2048u);
+    const Bytes thumbnail = hex(ask("10000000 0100 0a10 02000000 01000000"));
+    EXPECT_EQ(thumbnail.size(), 12 + thumbSize);
+    EXPECT_EQ(hexOf(ByteView(thumbnail).subspan(12, 2)), "ffd8");
+    EXPECT_EQ(hexOf(ByteView(thumbnail).last(2)), "ffd9");
+    receive();
+    EXPECT_EQ(ask("10000000 0100 0a10 03000000" + addFile(100)), "0c0000000300102003000000");
+}
+
+TEST_F(CameraTest, ForgetsATransactionThatIsCancelledAndKeepsTheSession) {
+    openSession();
+    const std::string handle = addFile(1 << 20);
+    send("10000000 0100 0910 01000000" + handle);
+    camera->in(131072);
+    EXPECT_EQ(control(0xA1, 0x67), "04001920");
+    EXPECT_EQ(control(0x21, 0x64, "0140 01000000"), "");
+    EXPECT_EQ(control(0xA1, 0x67), "04000120");
+    EXPECT_EQ(receive(), "...");
+    // Its id may come once more, whatever the host has counted; and so may the last one of a host
+    // that was killed before it had counted.
+    for (int i = 0; i < 2; ++i)
+        EXPECT_EQ(ask("0c000000 0100 0097 01000000").substr(0, 16), "1400000003000120");
+    EXPECT_THAT(violations(), IsEmpty());
+    ask("0c000000 0100 0097 01000000");
+    EXPECT_THAT(violations(), ElementsAre(HasSubstr("id 2 was to come")));
+
+    tell("fault cancel-stall");
+    tell("fault cancel-busy count=2");
+    EXPECT_EQ(control(0x21, 0x64, "0140 01000000"), "stalled");
+    EXPECT_EQ(control(0x21, 0x64, "0140 01000000"), "");
+    EXPECT_EQ(control(0xA1, 0x67), "04001920");
+    EXPECT_EQ(control(0xA1, 0x67), "04001920");
+    EXPECT_EQ(control(0xA1, 0x67), "04000120");
+    EXPECT_EQ(control(0x21, 0x66), "");
+    EXPECT_EQ(ask("0c000000 0100 0410 02000000"), "0c0000000300032002000000");
+}
+
+TEST_F(CameraTest, BendsItsAnswersAsFaultsSay) {
+    // GetDevicePropValue of the battery: a data container of 13 bytes. GetObject of 52 bytes: one
+    // that fills a packet.
+    const std::string battery = "10000000 0100 1510 01000000 01500000";
+    const std::string data =
+                          "0d0000000200151001000000"
+                          "50",
+                      ok = "0c0000000300012001000000";
+    const std::string object = "10000000 0100 0910 01000000";
+    const std::string full = "400000000200091001000000" + hexOf(Bytes(52, std::byte{'x'}));
+    const struct {
+        const char* fault;
+        bool fillsPacket;
+        std::vector<std::string> transfers;
+    } cases[]{
+        {"glue", false, {data + ok}},
+        {"split-header", false, {data.substr(0, 24), "50", ok}},
+        {"short at=0", false, {data.substr(0, 24), ok}},
+        {"stall", false, {"stalled"}},
+        {"stall phase=after", false, {data, ok, "stalled"}},
+        {"silence phase=data", false, {"..."}},
+        {"silence", false, {data, "..."}},
+        {"length value=0xffffffff", false, {"ffffffff" + data.substr(8), ok}},
+        {"code value=0x1234", false, {"0d000000020034120100000050", ok}},
+        {"id value=9", false, {data, "0c0000000300012009000000"}},
+        {"type", false, {data, "0c0000000400012001000000"}},
+        {"zeros value=4", false, {data, "00000000" + ok}},
+        {"stale value=3", false, {data, "0c0000000300012000000000", ok}},
+        {"zero-packet-first", false, {data, "", ok}},
+        {"answer value=0x2019", false, {"0c0000000300192001000000"}},
+        {"truncate value=0", false, {"0c0000000200151001000000", ok}},
+        {"grow value=2",
+         false,
+         {"0f000000020015100100000050"
+          "5a5a",
+          ok}},
+        {"array-count",
+         false,
+         {"0d00000002001510010000"
+          "00ff",
+          ok}},
+        {"extra-byte", true, {full + "00", ok}},
+        {"no-zero-packet", true, {full + ok}},
+        {"extra-zero-packet", true, {full, "", ok}},
+        {"stall at=50%", true, {"stalled"}},
+        {"stall at=100%", true, {full, "stalled"}},
+    };
+    for (const auto& [fault, fillsPacket, transfers] : cases) {
+        setUp();
+        openSession();
+        const std::string command = fillsPacket ? object + addFile(52) : battery;
+        ASSERT_EQ(tell("fault " + std::string(fault)), "ok");
+        send(command);
+        for (const std::string& transfer : transfers) EXPECT_EQ(receive(), transfer) << fault;
+        EXPECT_THAT(camera->faults().armed(), IsEmpty()) << fault;
+        EXPECT_THAT(violations(), IsEmpty()) << fault;
+    }
+}
+
+TEST_F(CameraTest, SurvivesAHostThatSendsAnything) {
+    std::mt19937 random(7);
+    const auto upTo = [&random](unsigned most) {
+        return static_cast<unsigned>(random() % (most + 1));
+    };
+    for (int round = 0; round < 20000; ++round) {
+        Bytes bytes(upTo(90));
+        for (std::byte& byte : bytes) byte = static_cast<std::byte>(random());
+        if (bytes.size() >= 12 && upTo(9)) {
+            // Something that is nearly a container.
+            const Bytes header = ContainerHeader{static_cast<std::uint32_t>(bytes.size()),
+                                                 static_cast<std::uint16_t>(1 + upTo(1)),
+                                                 static_cast<Code>(0x1001 + upTo(0x1B)), upTo(3)}
+                                     .encode();
+            std::copy(header.begin(), header.end(), bytes.begin());
+        }
+        camera->out(bytes, upTo(3) > 0);
+        if (upTo(1)) camera->in(64 * (1 + upTo(9)));
+        if (upTo(40) == 0) camera->control({0x21, 0x64, 0, 0, 6}, bytes);
+        if (upTo(200) == 0) camera->busReset();
+    }
+    camera->busReset();
+    openSession();
+    EXPECT_EQ(ask("0c000000 0100 0410 01000000").substr(8, 8), "02000410");
+}
+
+TEST_F(CameraTest, KeepsEightPiecesOutUntilTheyAreGivenBack) {
+    setUp(512);
+    openSession();
+    send("10000000 0100 0910 01000000" + addFile(4 << 20));
+    struct Listener final : usbscan::UsbDevice::Listener {
+        void arrived(usbscan::UsbPiece piece) override {
+            came += piece.bytes.size();
+            pieces.push_back(std::move(piece));
+        }
+        void readingStopped(usbscan::UsbStatus) override { ADD_FAILURE(); }
+        std::vector<usbscan::UsbPiece> pieces;
+        std::size_t came = 0;
+    } listener;
+    SimulatedDevice device(loop, *camera);
+    device.setListener(&listener);
+    device.startReading();
+    EXPECT_THAT(listener.pieces, IsEmpty());  // reports come from the loop
+    // A turn of the loop for each task that posts the next one; the file has 33 pieces.
+    int turns = 0;
+    std::size_t held = 0;
+    std::function<void()> turn = [&] {
+        if (++turns == 100) held = listener.pieces.size();
+        if (turns >= 100) listener.pieces.clear();
+        if (turns == 300) return loop.stop();
+        loop.post(turn);
+    };
+    loop.post(turn);
+    loop.run();
+    EXPECT_EQ(held, 8u);
+    EXPECT_EQ(listener.came, (4u << 20) + 12 + 12);
+}
+
+/// The program on this test's machine, driven through the driver's names.
+TEST(PluggedCamera, AnswersThroughADeviceHandleUntilItIsPulled) {
+    test::VirtualCamera camera({"--vid", "0x1234", "--storage", test::newFolder()});
+    const HANDLE device = CreateFileA("\\\\.\\Usbscan1000", GENERIC_READ | GENERIC_WRITE, 0,
+                                      nullptr, OPEN_EXISTING, 0, nullptr);
+    ASSERT_NE(device, INVALID_HANDLE_VALUE) << GetLastError();
+    const auto ask = [device](const std::string& command) -> std::string {
+        const Bytes bytes = hex(command);
+        DWORD done = 0;
+        EXPECT_TRUE(
+            WriteFile(device, bytes.data(), static_cast<DWORD>(bytes.size()), &done, nullptr));
+        Bytes answer(512);
+        if (!ReadFile(device, answer.data(), 512, &done, nullptr)) return "failed";
+        answer.resize(done);
+        return hexOf(answer);
+    };
+    EXPECT_EQ(ask("10000000 0100 0210 00000000 01000000"), "0c0000000300012000000000");
+    camera.tell("behind 0x0102 0x0304");
+    EXPECT_EQ(ask("0c000000 0100 0097 01000000"),
+              hexOf(hex("14000000 0300 0120 01000000 02010000 04030000")));
+    camera.expectNoViolations();
+    camera.tell("fault unplug phase=response");
+    EXPECT_EQ(ask("0c000000 0100 0097 02000000"), "failed");
+    EXPECT_THAT(camera.tell("state"), HasSubstr("\"plugged\":false"));
+    CloseHandle(device);
+    camera.tell("plug");
+    EXPECT_THAT(camera.tell("state"), HasSubstr("\"session\":0"));
+}
+
+}  // namespace
+}  // namespace zlk::camsim

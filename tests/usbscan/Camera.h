@@ -1,0 +1,77 @@
+#pragma once
+// A virtual camera with one object, and what clients do with it.
+
+#include <gtest/gtest.h>
+
+#include <cstdint>
+#include <string>
+#include <vector>
+
+#include "platform/registry.h"
+#include "ptp/ZlPTPdrv.h"
+#include "tests/ptp/Raised.h"
+#include "tests/support/TestMachine.h"
+#include "tests/support/VirtualCamera.h"
+
+namespace zlk::test {
+
+inline constexpr WCHAR firstPort[] = u"\\\\.\\Usbscan1000";
+
+/// The bytes of an object that was added as `random=<size> seed=<seed>`.
+inline std::vector<std::uint8_t> randomBytes(std::size_t size, std::uint64_t seed = 1) {
+    std::vector<std::uint8_t> bytes(size);
+    for (std::uint8_t& byte : bytes) {
+        seed = seed * 6364136223846793005u + 1442695040888963407u;
+        byte = static_cast<std::uint8_t>(seed >> 56);
+    }
+    return bytes;
+}
+
+struct Camera : VirtualCamera {
+    explicit Camera(std::vector<std::string> more = {}) : VirtualCamera(with(std::move(more))) {}
+
+    std::uint32_t add(std::size_t size) {
+        return static_cast<std::uint32_t>(
+            std::stoul(tell("add random=" + std::to_string(size)), nullptr, 0));
+    }
+
+  private:
+    static std::vector<std::string> with(std::vector<std::string> more) {
+        more.insert(more.end(), {"--storage", newFolder().string()});
+        return more;
+    }
+};
+
+/// A setting of the platform's.
+inline void setPlatform(const WCHAR* name, DWORD type, const void* data, std::size_t size) {
+    HKEY opened = nullptr;
+    ASSERT_EQ(RegCreateKeyExW(HKEY_LOCAL_MACHINE, u"Software\\Zephyr-Lanthorn\\Platform", 0,
+                              nullptr, 0, KEY_WRITE, nullptr, &opened, nullptr),
+              0);
+    const RegistryKey key(opened);
+    ASSERT_EQ(RegSetValueExW(key.get(), name, 0, type, static_cast<const BYTE*>(data),
+                             static_cast<DWORD>(size)),
+              0);
+}
+inline void setTransferTimeout(DWORD milliseconds) {
+    setPlatform(u"TransferTimeout", REG_DWORD, &milliseconds, sizeof milliseconds);
+}
+inline void setSecondFamily() {
+    setPlatform(u"SystemVersion", REG_SZ, u"6.0", sizeof u"6.0");
+}
+
+/// Opens the session, or goes on in the one that is open.
+inline void joinSession(ZlPTPdrv& camera) {
+    const std::uint32_t raised = raisedBy([&] { camera.openSession(); });
+    if (raised != 0 && raised != PTP_SESSION_ALREADY_OPEN && raised != PTP_INVALID_TRANSACTION_ID)
+        throw static_cast<PTPCommErrors>(raised);
+}
+
+inline std::vector<std::uint8_t> objectOf(ZlPTPdrv& camera, std::uint32_t handle,
+                                          std::uint32_t size) {
+    std::vector<std::uint8_t> bytes(size);
+    camera.getObject(handle, bytes.data(), size, nullptr);
+    return bytes;
+}
+
+}  // namespace zlk::test

@@ -1,0 +1,114 @@
+// Whole operations on a virtual camera, over the road that real ones take, on both families.
+
+#include <memory>
+#include <thread>
+
+#include "tests/usbscan/Camera.h"
+
+namespace zlk::test {
+namespace {
+
+class EitherFamily : public testing::TestWithParam<bool> {
+  protected:
+    void SetUp() override {
+        if (GetParam()) setSecondFamily();
+    }
+    static std::unique_ptr<ZlPTPdrv> connect() {
+        return GetParam() ? std::make_unique<ZlPTPdrv>(0x5AF1u, 0xC101u)
+                          : std::make_unique<ZlPTPdrv>(wString(firstPort));
+    }
+    Camera camera{{"--vid", "0x5AF1", "--pid", "0xC101"}};
+};
+INSTANTIATE_TEST_SUITE_P(Usb, EitherFamily, testing::Bool());
+
+TEST_P(EitherFamily, readsObjectsByteForByteWhateverTheirLastPacket) {
+    const auto engine = connect();
+    std::uint32_t vid = 0, pid = 0;
+    EXPECT_TRUE(engine->checkConnection(&vid, &pid));
+    EXPECT_EQ(pid, 0xC101u);
+    engine->openSession();
+    ASSERT_EQ(engine->getStorageIDs().size(), 1u);
+    // Around the sizes at which packets, pieces and buffers end, the head of 12 bytes included.
+    for (const std::uint32_t size :
+         {0u, 1u, 23u, 24u, 25u, 499u, 500u, 501u, 32756u, 131060u, 131071u, 262132u, 3000000u}) {
+        const std::uint32_t handle = camera.add(size);
+        EXPECT_EQ(engine->getObjectInfo(handle).ObjectCompressedSize, size);
+        EXPECT_EQ(objectOf(*engine, handle, size), randomBytes(size)) << size;
+        std::vector<std::uint8_t> part(700);
+        const std::uint32_t some = std::min(size, 612u);  // a container that fills its packets
+        EXPECT_EQ(engine->getPartialObject(handle, size - some, 612, part.data()), some);
+        part.resize(some);
+        const auto whole = randomBytes(size);
+        EXPECT_EQ(part, std::vector<std::uint8_t>(whole.end() - some, whole.end()));
+    }
+    engine->closeSession();
+    camera.expectNoViolations();
+}
+
+TEST_P(EitherFamily, writesObjectsAndPropertiesAndDeletes) {
+    const auto engine = connect();
+    engine->openSession();
+    for (const std::uint32_t size : {1u, 500u, 262132u, 262144u, 1000001u}) {
+        ObjectInfoDataset info;
+        info.ObjectFormat = 0x3000;
+        info.ObjectCompressedSize = size;
+        info.Filename.assign(wString(u"SENT.DAT"));
+        engine->sendObjectInfo(info, 0, 0);
+        const auto bytes = randomBytes(size, 7);
+        engine->sendObject(bytes.data(), size);
+        const auto handles = engine->getObjectHandles(0xFFFFFFFF, 0, 0);
+        ASSERT_EQ(handles.size(), 1u);
+        EXPECT_EQ(objectOf(*engine, handles[0], size), bytes);
+        engine->deleteObject(handles[0], 0);
+        EXPECT_EQ(engine->getNumberObjects(0xFFFFFFFF, 0, 0), 0u);
+    }
+    PropertyValue value;
+    value.text.assign(wString(u"20261125T013000"));
+    engine->setDevicePropValue(0x5011, value, 0);
+    const PropertyValue read = engine->getDevicePropValue(0x5011, 0xFFFF);
+    EXPECT_EQ(std::u16string(read.text.c_str()).substr(0, 13), u"20261125T0130");
+    camera.expectNoViolations();
+}
+
+TEST(Camera, deliversEventsWhileAnotherThreadTransfers) {
+    Camera camera;
+    ZlPTPdrv engine{wString(firstPort)};
+    engine.openSession();
+    const std::uint32_t handle = camera.add(100000);
+    EXPECT_EQ(engine.getEvent().code, 0x4002);  // the camera tells of it
+    camera.tell("event 0x4003 6 split");
+    const PtpEvent event = engine.getEvent();
+    EXPECT_EQ(event.code, 0x4003);
+    EXPECT_EQ(event.param1, 6u);
+    const DWORD soon = 50;
+    setPlatform(u"EventTimeout", REG_DWORD, &soon, sizeof soon);
+    ZlPTPdrv impatient{wString(firstPort)};
+    EXPECT_EQ(impatient.getEvent().length, 0u);
+    camera.tell("fault slow phase=data op=0x1009 value=300");
+    std::thread transfer([&] {
+        ZlPTPdrv other{wString(firstPort)};
+        EXPECT_EQ(objectOf(other, handle, 100000), randomBytes(100000));
+    });
+    camera.tell("event 0x4004");
+    EXPECT_EQ(engine.getEvent().code, 0x4004);
+    transfer.join();
+    camera.expectNoViolations();
+}
+
+TEST(Camera, isGoneWhenItIsUnpluggedAndThereAgainWithoutANewClaim) {
+    Camera camera;
+    ZlPTPdrv engine{wString(firstPort)};
+    engine.openSession();
+    camera.tell("unplug");
+    EXPECT_EQ(raisedBy([&] { engine.getStorageIDs(); }), PTP_TRANSPORT_ERROR);
+    EXPECT_EQ(raisedBy([&] { engine.getStorageIDs(); }), PTP_TRANSPORT_ERROR);
+    EXPECT_EQ(raisedBy([] { ZlPTPdrv{wString(firstPort)}.getDeviceInfo(); }), PTP_NO_CONNECTION);
+    camera.tell("plug");
+    ZlPTPdrv again{wString(firstPort)};
+    again.openSession();
+    EXPECT_EQ(again.getStorageIDs().size(), 1u);
+    camera.expectNoViolations();
+}
+
+}  // namespace
+}  // namespace zlk::test

@@ -1,0 +1,178 @@
+// What a misbehaving camera does to a transaction, and that the next one is answered all the same.
+
+#include <chrono>
+#include <thread>
+
+#include "tests/usbscan/Camera.h"
+
+namespace zlk::test {
+namespace {
+
+// Its container fills its last packet, so that a packet of no bytes is due.
+constexpr std::uint32_t size = 512 * 40 - 12;
+
+enum Operation { Read, ReadPart, Info, Send };
+
+struct Case {
+    const char* fault;  ///< what stands behind `fault`, but for the operation
+    Operation operation;
+    std::uint32_t raised;
+    bool gone = false;  ///< so that it has to be plugged in again
+};
+
+void PrintTo(const Case& tried, std::ostream* out) {
+    *out << tried.fault << ", operation " << tried.operation;
+}
+
+const char* codeOf(Operation operation) {
+    constexpr const char* codes[] = {" op=0x1009", " op=0x101B", " op=0x1008", " op=0x100D"};
+    return codes[operation];
+}
+
+void run(ZlPTPdrv& engine, Operation operation) {
+    std::vector<std::uint8_t> bytes(size);
+    switch (operation) {
+        case Read:
+            engine.getObject(1, bytes.data(), size, nullptr);
+            EXPECT_EQ(bytes, randomBytes(size));
+            return;
+        case ReadPart: {
+            const std::uint32_t count = engine.getPartialObject(1, 0, 5000, bytes.data());
+            const auto whole = randomBytes(size);
+            EXPECT_TRUE(count <= 5000 &&
+                        std::equal(bytes.begin(), bytes.begin() + count, whole.begin()));
+            return;
+        }
+        case Info:
+            engine.getObjectInfo(1);
+            return;
+        case Send: {
+            ObjectInfoDataset info;
+            info.ObjectFormat = 0x3000;
+            info.ObjectCompressedSize = size;
+            info.Filename.assign(wString(u"SENT.DAT"));
+            engine.sendObjectInfo(info, 0, 0);
+            engine.sendObject(bytes.data(), size);
+        }
+    }
+}
+
+/// From another thread, since a port that its first user kept would open again for him.
+std::uint32_t next() {
+    std::uint32_t raised = 0;
+    std::thread([&] {
+        raised = raisedBy([] {
+            ZlPTPdrv other{wString(firstPort)};
+            joinSession(other);
+            if (other.getStorageIDs().size() != 1) throw PTP_GENERAL_ERROR;
+        });
+    }).join();
+    return raised;
+}
+
+constexpr std::uint32_t transport = PTP_TRANSPORT_ERROR, none = 0;
+
+const Case cases[] = {
+    {"unplug phase=command", Read, transport, true},
+    {"unplug phase=data at=0", Read, transport, true},
+    {"unplug phase=data at=50%", Read, transport, true},
+    {"unplug phase=data at=100%", Read, transport, true},
+    {"unplug phase=response", Read, transport, true},
+    {"unplug phase=command", Send, transport, true},
+    {"unplug phase=data at=50%", Send, transport, true},
+    {"unplug phase=response", Send, transport, true},
+    {"stall phase=command", Read, transport},
+    {"stall phase=data", Read, transport},
+    {"stall phase=data at=50%", Read, transport},
+    {"stall phase=response", Read, transport},
+    {"stall phase=after", Read, none},
+    {"stall phase=command", Send, transport},
+    {"stall phase=data", Send, transport},
+    {"stall phase=response", Send, transport},
+    {"silence phase=command", Read, transport},
+    {"silence phase=data", Read, transport},
+    {"silence phase=data at=50%", Read, transport},
+    {"silence phase=response", Read, transport},
+    {"silence phase=command", Send, transport},
+    {"silence phase=data at=50%", Send, transport},
+    {"silence phase=response", Send, transport},
+    {"slow phase=data value=150", Read, none},
+    {"slow phase=response value=150", Send, none},
+    {"answer value=0x2019", Read, 0x2019},
+    {"answer value=0x2003", ReadPart, 0x2003},
+    {"answer value=0x200C", Send, 0x200C},
+    // Framing
+    {"no-zero-packet", Read, none},
+    {"glue", Read, none},
+    {"split-header", Read, none},
+    {"split-header phase=response", Read, none},
+    {"extra-byte", Read, transport},
+    {"extra-zero-packet", Read, PTP_NO_RESPONSE},
+    {"zero-packet-first phase=data", Read, PTP_NO_RESPONSE},
+    {"zero-packet-first phase=response", Send, PTP_NO_RESPONSE},
+    {"stale phase=data value=2", Info, none},
+    {"stale phase=response value=3", Read, none},
+    {"zeros phase=response value=2", Info, transport},
+    {"type phase=response value=4", Send, none},
+    {"id phase=response", Read, none},
+    {"id phase=data", Read, none},
+    {"code phase=data value=0xBAAD", Read, 0xBAAD},
+    // Lengths
+    {"length phase=data value=0xFFFFFFFF", Read, PTP_OUT_OF_MEMORY},
+    {"length phase=data value=0x80000000", Read, PTP_OUT_OF_MEMORY},
+    {"length phase=data value=0x08000000", Read, PTP_NO_RESPONSE},
+    {"length phase=data value=0x08000000", Info, transport},  // and then silence
+    {"length phase=data value=0", Read, PTP_NO_RESPONSE},
+    {"length phase=data value=11", Info, none},
+    {"truncate value=500", Read, PTP_INCOMPLETE_TRANSFER},
+    {"truncate value=0", ReadPart, none},
+    {"truncate value=30", Info, none},
+    {"grow value=100", ReadPart, PTP_INCOMPLETE_TRANSFER},
+    {"short at=5000", Read, transport},
+};
+
+class Faults : public testing::TestWithParam<Case> {};
+INSTANTIATE_TEST_SUITE_P(Usb, Faults, testing::ValuesIn(cases));
+
+TEST_P(Faults, endTheirOwnTransactionOnly) {
+    const auto& [fault, operation, raised, gone] = GetParam();
+    setTransferTimeout(300);
+    Camera camera;
+    camera.add(size);
+    ZlPTPdrv engine{wString(firstPort)};
+    joinSession(engine);
+    run(engine, operation);
+    camera.tell("violations clear");
+    camera.tell(std::string("fault ") + fault + codeOf(operation));
+    const auto start = std::chrono::steady_clock::now();
+    EXPECT_EQ(raisedBy([&] { run(engine, operation); }), raised) << fault;
+    EXPECT_LT(std::chrono::steady_clock::now() - start, std::chrono::seconds(5));
+    if (gone) {
+        EXPECT_EQ(next(), PTP_NO_CONNECTION);
+        camera.tell("plug");
+    }
+    EXPECT_EQ(next(), 0u);
+    camera.expectNoViolations();
+}
+
+TEST(Recovery, resetsACameraThatRefusesToCancelAndSaysSoToItsClients) {
+    setTransferTimeout(300);
+    Camera camera;
+    camera.add(size);
+    ZlPTPdrv engine{wString(firstPort)}, bystander{wString(firstPort)};
+    joinSession(engine);
+    camera.tell("fault cancel-busy count=3");
+    camera.tell("fault silence phase=data op=0x1009");
+    EXPECT_EQ(raisedBy([&] { run(engine, Read); }), transport);
+    EXPECT_EQ(bystander.getStorageIDs().size(), 1u);  // the session lives
+    camera.tell("fault cancel-stall");
+    camera.tell("fault silence phase=data op=0x1009");
+    EXPECT_EQ(raisedBy([&] { run(engine, Read); }), transport);
+    // The session is over, and nobody goes on in another one unawares.
+    EXPECT_EQ(raisedBy([&] { bystander.getStorageIDs(); }), PTP_INVALID_HANDLE);
+    EXPECT_EQ(next(), 0u);
+    camera.expectNoViolations();
+}
+
+}  // namespace
+}  // namespace zlk::test

@@ -1,0 +1,57 @@
+#pragma once
+// What a tester can tell a virtual camera: one command a line, one answer each.
+
+#include <functional>
+#include <string>
+#include <vector>
+
+#include "tools/zlkcamsim/VirtualCamera.h"
+
+namespace zlk::camsim {
+
+/// The cable, as far as commands have to do with it.
+struct Cable {
+    std::function<void()> plug, unplug;
+    std::function<bool()> isPlugged;
+};
+
+class ControlCommands {
+  public:
+    /// `quit` is called for the command of that name. The camera outlives it.
+    ControlCommands(VirtualCamera& camera, Cable cable, std::function<void()> quit);
+
+    /// `ok`, `ok ...` or `error ...`, without a line end; never throws but std::bad_alloc.
+    std::string answer(const std::string& line);
+
+  private:
+    using Words = std::vector<std::string>;
+    using Command = std::string (ControlCommands::*)(const Words&);
+    static Command find(const std::string& name);
+
+    std::string plug(const Words&);
+    std::string unplug(const Words&);
+    std::string quit(const Words&);
+    std::string state(const Words&);
+    std::string session(const Words& words);
+    std::string behind(const Words& words);
+    std::string fault(const Words& words);
+    std::string faults(const Words& words);
+    std::string event(const Words& words);
+    std::string events(const Words& words);
+
+    std::string add(const Words& words);
+    std::string remove(const Words& words);
+    std::string eject(const Words& words);
+    std::string objects(const Words&);
+    std::string sent(const Words&);
+
+    std::string violations(const Words& words);
+    std::string log(const Words& words);
+    std::string stats(const Words&);
+
+    VirtualCamera& camera_;
+    Cable cable_;
+    std::function<void()> quit_;
+};
+
+}  // namespace zlk::camsim

@@ -1,0 +1,114 @@
+#include "tools/zlkcamsim/Judge.h"
+
+#include <array>
+#include <cstdio>
+#include <utility>
+
+#include "tools/zlkcamsim/Codes.h"
+
+namespace zlk::camsim {
+namespace {
+
+constexpr std::size_t maxViolations = 1000;
+
+/// How many parameters the operations 0x1001 to 0x101C know.
+constexpr std::array<std::size_t, 28> parameterCounts{0, 1, 0, 0, 1, 3, 3, 1, 1, 1, 2, 2, 0, 2,
+                                                      2, 0, 1, 2, 0, 1, 1, 1, 1, 1, 3, 3, 3, 2};
+
+std::size_t mostParameters(Code code) {
+    const std::size_t row = code - std::size_t{operation::GetDeviceInfo};
+    if (row < parameterCounts.size()) return parameterCounts[row];
+    return operation::isVendor(code) ? Message::maxParameters : 0;
+}
+
+bool mayComeWithoutSession(Code code) {
+    return code == operation::GetDeviceInfo || code == operation::OpenSession ||
+           code == operation::ResetDevice || operation::isVendor(code);
+}
+
+std::uint32_t idBehind(std::uint32_t id) {
+    return id >= 0xFFFFFFFE ? 1 : id + 1;
+}
+
+std::string nameOf(const ContainerHeader& header) {
+    return hexText(header.code) + " (id " + std::to_string(header.id) + ")";
+}
+
+}  // namespace
+
+std::string hexText(std::uint32_t number, int digits) {
+    std::array<char, 16> text{};
+    std::snprintf(text.data(), text.size(), "0x%0*X", digits, number);
+    return text.data();
+}
+
+void Judge::blame(std::string what) {
+    violations_.push_back(std::move(what));
+    if (violations_.size() > maxViolations) violations_.pop_front();
+}
+
+void Judge::command(const ContainerHeader& header, std::size_t arrived, bool transactionOpen) {
+    const std::string name = nameOf(header);
+    if (header.type != Command) {
+        blame("a container of type " + std::to_string(header.type) +
+              " where a command belongs: " + name);
+        return;
+    }
+    if (header.length != arrived)
+        blame(name + ": the container says " + std::to_string(header.length) + " bytes, " +
+              std::to_string(arrived) + " came");
+    else if ((arrived - ContainerHeader::size) % 4 != 0)
+        blame(name + ": parameters that are no whole numbers");
+    else if ((arrived - ContainerHeader::size) / 4 > mostParameters(header.code))
+        blame(name + ": too many parameters");
+    if (transactionOpen) blame(name + ": while the transaction before it is open");
+    judgeId(header);
+    // A session that is opened once more comes between and says nothing about the count.
+    if (header.code != operation::OpenSession) reusable_.reset();
+}
+
+void Judge::judgeId(const ContainerHeader& header) {
+    const std::string name = nameOf(header);
+    if (header.code == operation::OpenSession) {
+        if (header.id != 0) blame(name + ": a session is opened with id 0");
+        excused_ = false;
+        return;
+    }
+    if (!session_.isOpen()) {
+        if (!mayComeWithoutSession(header.code) && !excused_) blame(name + ": without a session");
+        return;
+    }
+    const std::uint32_t expected = idBehind(session_.lastTransaction);
+    const bool mayFollow = reusable_ && header.id == idBehind(*reusable_);
+    if (header.id == expected || header.id == reusable_ || mayFollow) return;
+    // A host that was killed behind the response has stored no count: its id comes once more.
+    if (header.id == session_.lastTransaction && repeated_ != header.id) {
+        repeated_ = header.id;
+        ++repeats_;
+    } else {
+        blame(name + ": id " + std::to_string(expected) + " was to come");
+    }
+}
+
+void Judge::data(const ContainerHeader& header, std::uint64_t arrived, const Message& command) {
+    const std::string name = "data of " + hexText(command.code);
+    if (header.type != Data) blame(name + ": container type " + std::to_string(header.type));
+    if (header.code != command.code) blame(name + ": carries code " + hexText(header.code));
+    if (header.id != command.id) blame(name + ": carries id " + std::to_string(header.id));
+    const bool tooLongToSay =
+        header.length == ContainerHeader::unknownLength && arrived >= header.length;
+    if (header.length != arrived && !tooLongToSay)
+        blame(name + ": the container says " + std::to_string(header.length) + " bytes, " +
+              std::to_string(arrived) + " came");
+}
+
+void Judge::cancelRequest(ByteView request, std::optional<std::uint32_t> openId) {
+    constexpr std::uint64_t cancelTransaction = 0x4001;
+    if (request.size() != 6 || loadNumber(request, 2) != cancelTransaction)
+        blame("cancel request: six bytes with code 0x4001 are due");
+    // 0 is for a host that has found the device in the middle of somebody else's transaction.
+    else if (const auto id = loadNumber(request.subspan(2), 4); openId && id && id != *openId)
+        blame("cancel request: not for the transaction that is open");
+}
+
+}  // namespace zlk::camsim

@@ -1,0 +1,38 @@
+#include "tools/zlkcamsim/Plug.h"
+
+#include "platform/usbscan.h"
+#include "tools/zlkcamsim/SimulatedDevice.h"
+
+namespace zlk::camsim {
+
+Plug::Plug(usbscan::EventLoop& loop, VirtualCamera& camera, std::string name)
+    : loop_(loop), camera_(camera), name_(std::move(name)) {
+    camera_.setPulled([this] { unplug(); });
+}
+
+void Plug::plug() {
+    if (entry_) return;
+    const Identity& identity = camera_.identity();
+    entry_ = std::make_unique<usbscan::DeviceEntry>(
+        deviceFolder(), name_,
+        usbscan::DeviceDescription{identity.vid, identity.pid, identity.manufacturer,
+                                   identity.product, identity.serial});
+    host_.reset();
+    camera_.busReset();
+    plugging_ = std::make_shared<int>();
+    // A host that can't bring the camera back takes it for gone.
+    host_ = std::make_unique<usbscan::DeviceHost>(
+        loop_, std::make_unique<SimulatedDevice>(loop_, camera_), std::chrono::milliseconds(0),
+        [this, plugging = std::weak_ptr(plugging_)] {
+            if (!plugging.expired()) entry_.reset();
+        });
+    host_->listenOn(entry_->listeningSocket());
+}
+
+void Plug::unplug() {
+    if (!entry_) return;
+    host_->deviceGone();
+    entry_.reset();
+}
+
+}  // namespace zlk::camsim

@@ -1,0 +1,127 @@
+#include "tools/zlkcamsim/Responder.h"
+
+#include <algorithm>
+
+#include "platform/text.h"
+#include "tools/zlkcamsim/Dataset.h"
+
+namespace zlk::camsim {
+namespace {
+
+/// Datasets and property values are small; what is longer isn't kept.
+constexpr std::uint64_t maxDataset = 64 * 1024;
+
+bool worksWithoutSession(Code code) {
+    return code == operation::GetDeviceInfo || code == operation::OpenSession ||
+           code == operation::ResetDevice || operation::isVendor(code);
+}
+
+}  // namespace
+
+Responder::Responder(Identity identity, ObjectStore& store, Session& session)
+    : identity_(std::move(identity)), store_(store), session_(session) {}
+
+const std::vector<Responder::Row>& Responder::operations() {
+    static const std::vector<Row> rows{
+        {operation::GetDeviceInfo, &Responder::getDeviceInfo},
+        {operation::OpenSession, &Responder::openSession},
+        {operation::CloseSession, &Responder::endSession},
+        {operation::GetStorageIDs, &Responder::getStorageIDs},
+        {operation::GetStorageInfo, &Responder::getStorageInfo},
+        {operation::GetNumObjects, &Responder::getNumObjects},
+        {operation::GetObjectHandles, &Responder::getObjectHandles},
+        {operation::GetObjectInfo, &Responder::getObjectInfo},
+        {operation::GetObject, &Responder::getObject},
+        {operation::GetThumb, &Responder::getThumb},
+        {operation::DeleteObject, &Responder::deleteObject},
+        {operation::SendObjectInfo, &Responder::sendObjectInfo},
+        {operation::SendObject, &Responder::sendObject},
+        {operation::ResetDevice, &Responder::endSession},
+        {operation::SetObjectProtection, &Responder::setObjectProtection},
+        {operation::GetDevicePropDesc, &Responder::getDevicePropDesc},
+        {operation::GetDevicePropValue, &Responder::getDevicePropValue},
+        {operation::SetDevicePropValue, &Responder::setDevicePropValue},
+        {operation::ResetDevicePropValue, &Responder::resetDevicePropValue},
+        {operation::GetPartialObject, &Responder::getPartialObject},
+        {operation::ConnectedCamera, &Responder::connectedCamera},
+        {operation::PressSaveButton, &Responder::connectedCamera},
+        {operation::ConnectedCamera2, &Responder::connectedCamera}};
+    return rows;
+}
+
+std::vector<Code> Responder::operationCodes() {
+    std::vector<Code> codes;
+    for (const Row& row : operations()) codes.push_back(row.code);
+    return codes;
+}
+
+bool Responder::takesData(Code code) {
+    return code == operation::SendObjectInfo || code == operation::SendObject ||
+           code == operation::SetDevicePropValue;
+}
+
+std::unique_ptr<Spool> Responder::spoolFor(const Message& command) const {
+    if (command.code != operation::SendObject) return std::make_unique<Spool>(maxDataset);
+    if (!expectsObject_) return std::make_unique<Spool>(0);
+    const Announcement& announced = announcements_.back();
+    try {
+        return std::make_unique<Spool>(
+            announced.size,
+            store_.folderPath(announced.storage, announced.parent) / ".zlkcamsim-incoming");
+    } catch (const std::exception&) {
+        return std::make_unique<Spool>(0);
+    }
+}
+
+Reply Responder::execute(const Message& command, Spool* received) {
+    const auto row =
+        std::find_if(operations().begin(), operations().end(),
+                     [&command](const Row& each) { return each.code == command.code; });
+    if (row == operations().end()) return failure(response::OperationNotSupported);
+    if (!session_.isOpen() && !worksWithoutSession(command.code))
+        return failure(response::SessionNotOpen);
+    if (session_.isOpen() && command.id == 0 && command.code != operation::OpenSession)
+        return failure(response::InvalidTransactionID);
+    received_ = received;
+    return (this->*row->run)(command);
+}
+
+Reply Responder::getDeviceInfo(const Message&) {
+    DatasetWriter info;
+    info.u16(100).u32(0).u16(0).text(u"").u16(0);
+    info.u16s(operationCodes());
+    info.u16s({event::ObjectAdded, event::ObjectRemoved, event::StoreRemoved});
+    info.u16s({property::BatteryLevel, property::DateTime});
+    info.u16s({format::ExifJpeg});
+    info.u16s({format::ExifJpeg, format::Tiff, format::Script, format::Dpof, format::Text,
+               format::Avi, format::Wav, format::QuickTime, format::Undefined,
+               format::Association});
+    info.text(wideText(identity_.manufacturer)).text(wideText(identity_.product));
+    info.text(u"1.0204").text(wideText(identity_.serial));
+    return answer(info.take());
+}
+
+Reply Responder::openSession(const Message& command) {
+    // The answer carries the session's count, so that whoever finds it open can go on from there.
+    if (session_.isOpen())
+        return {response::SessionAlreadyOpen, {session_.id}, {}, session_.lastTransaction};
+    if (!command.parameter(0)) return failure(response::InvalidParameter);
+    session_ = {command.parameter(0), 0};
+    return {};
+}
+
+Reply Responder::endSession(const Message&) {
+    closeSession();
+    return {};
+}
+
+void Responder::closeSession() {
+    session_ = {};
+    expectsObject_ = false;
+}
+
+Reply Responder::connectedCamera(const Message&) {
+    return {response::OK, {behind_.first, behind_.second}, {}, {}};
+}
+
+}  // namespace zlk::camsim

@@ -1,0 +1,118 @@
+#pragma once
+// The camera as PTP sees it: operations and their answers, without the containers they travel in.
+
+#include <deque>
+#include <functional>
+#include <memory>
+#include <optional>
+#include <string>
+
+#include "tools/zlkcamsim/Codes.h"
+#include "tools/zlkcamsim/Container.h"
+#include "tools/zlkcamsim/FileMapping.h"
+#include "tools/zlkcamsim/ObjectStore.h"
+#include "tools/zlkcamsim/Session.h"
+
+namespace zlk::camsim {
+
+/// How a camera presents itself.
+struct Identity {
+    std::uint16_t vid = 0x0ABC, pid = 0x0001;
+    std::string manufacturer = "Zephyr-Lanthorn", product = "Glimmerbox 539",
+                serial = "ZL539-0004711";  ///< UTF-8
+};
+
+struct Reply {
+    Code code = response::OK;
+    std::vector<std::uint32_t> parameters;
+    std::optional<Payload> data;
+    std::optional<std::uint32_t> id;  ///< another than the command's
+};
+
+inline Reply failure(Code code) {
+    return {code, {}, {}, {}};
+}
+inline Reply answer(Payload data) {
+    return {response::OK, {}, std::move(data), {}};
+}
+
+/// An object that the host has announced, whether or not its content came.
+struct Announcement {
+    std::u16string name;
+    Code format = 0;
+    std::uint32_t size = 0, storage = 0, parent = 0, handle = 0;
+    bool filled = false;
+};
+
+class Responder {
+  public:
+    Responder(Identity identity, ObjectStore& store, Session& session);
+
+    /// Of operations whose data phase comes from the host.
+    static bool takesData(Code operation);
+    /// Where that data goes.
+    std::unique_ptr<Spool> spoolFor(const Message& command) const;
+    /// `received` for operations that take data, else null.
+    Reply execute(const Message& command, Spool* received);
+
+    void closeSession();
+
+    /// Of the camera behind a pass-through device; 0, 0: none.
+    void setCameraBehind(std::uint16_t vid, std::uint16_t pid) { behind_ = {vid, pid}; }
+    /// What the host has sent, the oldest first; the last thousand.
+    const std::deque<Announcement>& announcements() const { return announcements_; }
+    /// Called with each event that an operation of the host causes.
+    void setEventSink(std::function<void(const Message&)> sink) { raise_ = std::move(sink); }
+
+  private:
+    using Operation = Reply (Responder::*)(const Message&);
+    struct Row {
+        Code code;
+        Operation run;
+    };
+    static const std::vector<Row>& operations();
+    static std::vector<Code> operationCodes();
+
+    Reply getDeviceInfo(const Message&);
+    Reply openSession(const Message& command);
+    Reply endSession(const Message&);
+    Reply connectedCamera(const Message&);
+
+    Reply getStorageIDs(const Message&);
+    Reply getStorageInfo(const Message& command);
+    Reply getNumObjects(const Message& command);
+    Reply getObjectHandles(const Message& command);
+    Reply getObjectInfo(const Message& command);
+    Reply getObject(const Message& command);
+    Reply getThumb(const Message& command);
+    Reply getPartialObject(const Message& command);
+    Reply deleteObject(const Message& command);
+    Reply setObjectProtection(const Message& command);
+    Reply selectObjects(const Message& command, std::vector<std::uint32_t>& handles) const;
+    Reply deleteAll(Code onlyFormat);
+    bool removeObject(std::uint32_t handle);
+
+    Reply getDevicePropDesc(const Message& command);
+    Reply getDevicePropValue(const Message& command);
+    Reply setDevicePropValue(const Message& command);
+    Reply resetDevicePropValue(const Message& command);
+
+    Reply sendObjectInfo(const Message& command);
+    Reply sendObject(const Message&);
+    /// Where the host's object goes, by the two parameters of its announcement.
+    Code placeObject(const Message& command, Announcement& announced) const;
+    void makeFolder(Announcement& announced);
+
+    Identity identity_;
+    ObjectStore& store_;
+    Session& session_;
+    std::pair<std::uint32_t, std::uint32_t> behind_;
+    std::function<void(const Message&)> raise_ = [](const Message&) {};
+    std::time_t clockOffset_ = 0;  ///< the camera's clock against this machine's
+
+    Spool* received_ = nullptr;
+    std::deque<Announcement> announcements_;
+    bool expectsObject_ = false;  ///< the last announcement waits for its content
+};
+
+}  // namespace zlk::camsim

@@ -1,0 +1,64 @@
+// Device properties: the clock, which can be set, and the battery, which can't.
+
+#include <ctime>
+
+#include "tools/zlkcamsim/Dataset.h"
+#include "tools/zlkcamsim/PtpDate.h"
+#include "tools/zlkcamsim/Responder.h"
+
+namespace zlk::camsim {
+namespace {
+
+constexpr std::uint8_t batteryLevel = 80;
+constexpr std::uint16_t typeU8 = 0x0002, typeText = 0xFFFF;
+constexpr std::uint8_t readOnly = 0, readWrite = 1;
+constexpr std::uint8_t noForm = 0, rangeForm = 1;
+
+}  // namespace
+
+Reply Responder::getDevicePropDesc(const Message& command) {
+    DatasetWriter description;
+    description.u16(static_cast<Code>(command.parameter(0)));
+    if (command.parameter(0) == property::BatteryLevel) {
+        description.u16(typeU8).u8(readOnly).u8(100).u8(batteryLevel);
+        description.u8(rangeForm).u8(0).u8(100).u8(1);
+    } else if (command.parameter(0) == property::DateTime) {
+        description.u16(typeText).u8(readWrite).text(u"20060101T000000");
+        description.text(ptpDate(std::time(nullptr) + clockOffset_)).u8(noForm);
+    } else {
+        return failure(response::DevicePropNotSupported);
+    }
+    return answer(description.take());
+}
+
+Reply Responder::getDevicePropValue(const Message& command) {
+    DatasetWriter value;
+    if (command.parameter(0) == property::BatteryLevel)
+        value.u8(batteryLevel);
+    else if (command.parameter(0) == property::DateTime)
+        value.text(ptpDate(std::time(nullptr) + clockOffset_));
+    else
+        return failure(response::DevicePropNotSupported);
+    return answer(value.take());
+}
+
+Reply Responder::setDevicePropValue(const Message& command) {
+    if (command.parameter(0) == property::BatteryLevel) return failure(response::AccessDenied);
+    if (command.parameter(0) != property::DateTime)
+        return failure(response::DevicePropNotSupported);
+    DatasetReader value(received_->bytes());
+    const auto time = timeOfPtpDate(value.text());
+    if (!time || !value.complete()) return failure(response::InvalidDevicePropValue);
+    clockOffset_ = *time - std::time(nullptr);
+    return {};
+}
+
+Reply Responder::resetDevicePropValue(const Message& command) {
+    if (command.parameter(0) == property::BatteryLevel) return failure(response::AccessDenied);
+    if (command.parameter(0) != property::DateTime && command.parameter(0) != everything)
+        return failure(response::DevicePropNotSupported);
+    clockOffset_ = 0;
+    return {};
+}
+
+}  // namespace zlk::camsim

@@ -1,0 +1,161 @@
+#include "tools/zlkcamsim/SimulatedDevice.h"
+
+#include <algorithm>
+#include <utility>
+
+#include "tools/zlkcamsim/Descriptors.h"
+
+namespace zlk::camsim {
+namespace {
+
+using usbscan::UsbStatus;
+
+constexpr int mostPieces = 8;
+constexpr std::size_t pieceSize = 128 * 1024;
+
+UsbStatus statusOf(PipeAnswer answer) {
+    return answer == PipeAnswer::Stalled ? UsbStatus::Stalled : UsbStatus::Failed;
+}
+
+}  // namespace
+
+SimulatedDevice::SimulatedDevice(usbscan::EventLoop& loop, UsbFunction& function)
+    : loop_(loop), function_(function), outstanding_(std::make_shared<Outstanding>()) {
+    outstanding_->device = this;
+    std::ranges::copy(function.deviceDescriptor(), facts_.deviceDescriptor.begin());
+    const std::uint16_t packetSize = function.bulkPacketSize();
+    facts_.bulkIn = {endpoint::BulkIn, packetSize, 0};
+    facts_.bulkOut = {endpoint::BulkOut, packetSize, 0};
+    facts_.interruptIn = {endpoint::InterruptIn, interruptPacketSize, 6};
+    function_.setWake([this] { schedule(); });
+}
+
+SimulatedDevice::~SimulatedDevice() {
+    function_.setWake([] {});
+}
+
+void SimulatedDevice::post(usbscan::EventLoop::Task task) {
+    loop_.post([alive = std::weak_ptr(outstanding_), task = std::move(task)] {
+        if (!alive.expired()) task();
+    });
+}
+
+void SimulatedDevice::schedule() {
+    if (std::exchange(scheduled_, true)) return;
+    post([this] { pump(); });
+}
+
+/// Whoever is told of something may end this device.
+void SimulatedDevice::pump() {
+    const std::weak_ptr<Outstanding> alive = outstanding_;
+    scheduled_ = false;
+    pumpOut();
+    if (!alive.expired()) pumpInterrupt();
+    if (!alive.expired()) pumpIn();
+}
+
+void SimulatedDevice::pumpIn() {
+    const std::weak_ptr<Outstanding> alive = outstanding_;
+    // Pieces that are given back at once don't keep the loop from its other descriptors.
+    for (int piece = 0; piece < mostPieces; ++piece) {
+        if (!reading_ || !listener_ || outstanding_->pieces >= mostPieces) return;
+        PipeBytes taken = function_.in(pieceSize);
+        if (taken.answer == PipeAnswer::NotNow) return;
+        if (taken.answer != PipeAnswer::Accepted) {
+            reading_ = false;
+            listener_->readingStopped(statusOf(taken.answer));
+            return;
+        }
+        listener_->arrived({taken.bytes, taken.endsTransfer, counted(std::move(taken.keeper))});
+        if (alive.expired()) return;
+    }
+    schedule();
+}
+
+std::shared_ptr<const void> SimulatedDevice::counted(std::shared_ptr<const void> keeper) {
+    ++outstanding_->pieces;
+    const void* const any = this;
+    return {any, [keeper = std::move(keeper), weak = std::weak_ptr(outstanding_)](const void*) {
+                const auto outstanding = weak.lock();
+                if (!outstanding) return;
+                --outstanding->pieces;
+                outstanding->device->schedule();
+            }};
+}
+
+void SimulatedDevice::startReading() {
+    reading_ = true;
+    schedule();
+}
+
+void SimulatedDevice::write(std::span<const std::byte> bytes, bool zeroPacket, Done done) {
+    toWrite_ = bytes;
+    zeroPacket_ = zeroPacket;
+    written_ = std::move(done);
+    schedule();
+}
+
+void SimulatedDevice::pumpOut() {
+    while (written_) {
+        const auto piece = toWrite_.first(std::min(toWrite_.size(), pieceSize));
+        const bool last = piece.size() == toWrite_.size();
+        const bool isShort = piece.size() % function_.bulkPacketSize() != 0;
+        const PipeAnswer answer = function_.out(piece, last && (isShort || zeroPacket_));
+        if (answer == PipeAnswer::NotNow) return;
+        if (answer != PipeAnswer::Accepted) return finishWrite(statusOf(answer));
+        toWrite_ = toWrite_.subspan(piece.size());
+        if (last) return finishWrite(UsbStatus::Done);
+    }
+}
+
+void SimulatedDevice::finishWrite(UsbStatus status) {
+    toWrite_ = {};
+    if (const Done done = std::exchange(written_, {})) done(status);
+}
+
+void SimulatedDevice::cancelWrite() {
+    if (!written_) return;
+    toWrite_ = {};
+    post([done = std::exchange(written_, {})] { done(UsbStatus::Cancelled); });
+}
+
+void SimulatedDevice::control(const usbscan::UsbRequest& request, DoneWithBytes done) {
+    const SetupPacket setup{
+        request.requestType, request.request, request.value, request.index,
+        request.out.empty() ? request.inLength : static_cast<std::uint16_t>(request.out.size())};
+    std::vector<std::byte> out(request.out.begin(), request.out.end());
+    post([this, setup, out = std::move(out), done = std::move(done)] {
+        const ControlAnswer answer = function_.control(setup, out);
+        done(answer.stalled ? UsbStatus::Stalled : UsbStatus::Done, answer.bytes);
+    });
+}
+
+void SimulatedDevice::waitForInterrupt(DoneWithBytes done) {
+    interrupted_ = std::move(done);
+    schedule();
+}
+
+void SimulatedDevice::pumpInterrupt() {
+    if (!interrupted_) return;
+    const PipeBytes taken = function_.interrupt(interruptPacketSize);
+    if (taken.answer == PipeAnswer::NotNow) return;
+    const bool good = taken.answer == PipeAnswer::Accepted;
+    std::exchange(interrupted_, {})(good ? UsbStatus::Done : statusOf(taken.answer), taken.bytes);
+}
+
+void SimulatedDevice::cancelInterrupt() {
+    if (!interrupted_) return;
+    post([done = std::exchange(interrupted_, {})] { done(UsbStatus::Cancelled, {}); });
+}
+
+bool SimulatedDevice::clearHalt(std::uint8_t endpoint) {
+    function_.clearHalt(endpoint);
+    return true;
+}
+
+bool SimulatedDevice::reset() {
+    function_.busReset();
+    return true;
+}
+
+}  // namespace zlk::camsim

@@ -1,0 +1,119 @@
+#include <signal.h>
+#include <sys/signalfd.h>
+#include <unistd.h>
+
+#include <CLI/CLI.hpp>
+#include <exception>
+#include <iostream>
+
+#include "tools/zlkcamsim/ControlChannel.h"
+#include "tools/zlkcamsim/ControlCommands.h"
+#include "tools/zlkcamsim/Plug.h"
+
+namespace {
+
+using namespace zlk::camsim;
+
+struct Settings {
+    std::string name = "cam0";
+    Identity identity;
+    std::vector<std::string> storages, controls;
+    std::uint16_t packetSize = 512;
+    bool unplugged = false;
+};
+
+/// SIGTERM and SIGINT end the loop; nobody's closed end kills the program.
+class StopSignals {
+  public:
+    explicit StopSignals(zlk::usbscan::EventLoop& loop) : loop_(loop) {
+        sigset_t stops;
+        sigemptyset(&stops);
+        for (const int each : {SIGTERM, SIGINT, SIGHUP}) sigaddset(&stops, each);
+        sigprocmask(SIG_BLOCK, &stops, nullptr);
+        ::signal(SIGPIPE, SIG_IGN);
+        descriptor_ = ::signalfd(-1, &stops, SFD_CLOEXEC);
+        loop_.watch(descriptor_, POLLIN, [this](short) { loop_.stop(); });
+    }
+    ~StopSignals() {
+        loop_.forget(descriptor_);
+        ::close(descriptor_);
+    }
+
+  private:
+    zlk::usbscan::EventLoop& loop_;
+    int descriptor_;
+};
+
+void serve(const Settings& settings) {
+    zlk::usbscan::EventLoop loop;
+    const StopSignals signals(loop);
+    VirtualCamera camera(loop, settings.identity, settings.packetSize);
+    for (const std::string& folder : settings.storages) camera.store().addStorage(folder);
+    Plug plug(loop, camera, settings.name);
+    // The answer to the last command is still to go out.
+    const auto stop = [&loop] {
+        loop.after(std::chrono::milliseconds(0), [&loop] { loop.stop(); });
+    };
+    ControlCommands commands(camera,
+                             {[&plug] { plug.plug(); }, [&plug] { plug.unplug(); },
+                              [&plug] { return plug.isPlugged(); }},
+                             stop);
+    ControlChannel channel(loop,
+                           [&commands](const std::string& line) { return commands.answer(line); });
+    if (!settings.unplugged) plug.plug();
+    for (const std::string& control : settings.controls) {
+        if (control == "-")
+            channel.serveStandardStreams(stop);
+        else
+            channel.listenOn(control);
+    }
+    loop.run();
+    plug.unplug();
+}
+
+int tellAndPrint(const std::string& socket, const std::vector<std::string>& words) {
+    std::string line;
+    for (const std::string& word : words) line += (line.empty() ? "" : " ") + word;
+    const std::string answer = tell(socket, line);
+    std::cout << answer << std::endl;
+    return answer.starts_with("ok") ? 0 : 1;
+}
+
+void addOptions(CLI::App& app, Settings& settings) {
+    app.add_option("--name", settings.name, "name of the device's entry")->capture_default_str();
+    app.add_option("--vid", settings.identity.vid, "USB vendor id, as in 0x0ABC");
+    app.add_option("--pid", settings.identity.pid, "USB product id");
+    app.add_option("--manufacturer", settings.identity.manufacturer)->capture_default_str();
+    app.add_option("--product", settings.identity.product)->capture_default_str();
+    app.add_option("--serial", settings.identity.serial)->capture_default_str();
+    app.add_option("--storage", settings.storages, "folder that is a storage; repeatable")
+        ->check(CLI::ExistingDirectory);
+    app.add_option("--packet-size", settings.packetSize, "of the bulk pipes")
+        ->check(CLI::IsMember({64, 512, 1024}))
+        ->capture_default_str();
+    app.add_option("--control", settings.controls,
+                   "socket for commands, or - for standard input and output; repeatable");
+    app.add_flag("--unplugged", settings.unplugged, "start without plugging in");
+}
+
+}  // namespace
+
+int main(int argc, char** argv) {
+    Settings settings;
+    CLI::App app("A virtual still camera on this machine's bus.", "zlkcamsim");
+    addOptions(app, settings);
+    std::string socket;
+    std::vector<std::string> words;
+    CLI::App* const telling = app.add_subcommand("tell", "Say one command to a running camera.");
+    telling->add_option("socket", socket)->required();
+    telling->add_option("command", words)->required();
+    CLI11_PARSE(app, argc, argv);
+    try {
+        if (telling->parsed()) return tellAndPrint(socket, words);
+        serve(settings);
+        return 0;
+    } catch (const std::exception& error) {
+        std::cerr << "zlkcamsim: " << error.what() << "\n";
+        return 2;
+    }
+}
