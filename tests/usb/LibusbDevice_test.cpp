@@ -288,6 +288,26 @@ TEST(LibusbDevice, AResetEndsWhatIsUnderWayAndLeavesTheDeviceUsable) {
     EXPECT_EQ(bench.write(*device, pattern(10, 2), true), UsbStatus::Done);
 }
 
+TEST(LibusbDevice, NothingIsReportedBehindItsEnd) {
+    Bench bench;
+    auto device = bench.open();
+    bench.function.answer(ScriptedFunction::bulkOut, PipeAnswer::NotNow);
+    int reports = 0;
+    const Bytes bytes = pattern(1000, 1);
+    device->startReading();
+    device->write(bytes, true, [&](UsbStatus) { ++reports; });
+    device->waitForInterrupt([&](UsbStatus, auto) { ++reports; });
+    // What ends here is due to be reported when the device is gone.
+    EXPECT_TRUE(device->reset());
+    device->startReading();
+    device.reset();
+    bench.function.send({bytes, true});
+    bench.loop.settle();
+    EXPECT_EQ(reports, 0);
+    EXPECT_EQ(bench.function.given, 0u);
+    EXPECT_EQ(errorOfOpening(bench.loop, {1, 2}), 0);
+}
+
 TEST(LibusbDevice, AnErrorOnTheWireFailsTheTransferAndNotTheDevice) {
     Bench bench;
     const auto device = bench.open();

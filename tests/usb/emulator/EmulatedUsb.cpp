@@ -119,6 +119,7 @@ void EmulatedUsb::addDevice() {
 }
 
 void EmulatedUsb::plug() {
+    if (isPlugged()) return;
     ++deviceNumber_;
     function_.busReset();
     addDevice();
@@ -134,10 +135,13 @@ void EmulatedUsb::plug() {
 }
 
 void EmulatedUsb::unplug() {
+    if (!isPlugged()) return;
     nodes_.back()->unplug();
     umockdev_testbed_uevent(testbed_.get(), device_.c_str(), "remove");
-    umockdev_testbed_remove_device(testbed_.get(), interface_.c_str());
-    umockdev_testbed_remove_device(testbed_.get(), device_.c_str());
+    for (std::string* path : {&interface_, &device_}) {
+        umockdev_testbed_remove_device(testbed_.get(), path->c_str());
+        path->clear();
+    }
 }
 
 }  // namespace zlk::test

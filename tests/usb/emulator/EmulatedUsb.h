@@ -22,9 +22,11 @@ class EmulatedUsb {
     EmulatedUsb(const EmulatedUsb&) = delete;
     EmulatedUsb& operator=(const EmulatedUsb&) = delete;
 
-    /// From the loop's thread. The device comes back with the next number.
+    /// From the loop's thread. The device comes back with the next number. Harmless if it is
+    /// plugged out, or in, already.
     void unplug();
     void plug();
+    bool isPlugged() const { return !device_.empty(); }
 
     /// What stands in UMOCKDEV_DIR.
     std::string root() const;
@@ -43,7 +45,7 @@ class EmulatedUsb {
     camsim::UsbFunction& function_;
     const UsbfsFeatures features_;
     std::shared_ptr<UMockdevTestbed> testbed_;
-    std::string hub_, device_, interface_;  ///< sysfs paths
+    std::string hub_, device_, interface_;  ///< sysfs paths; the last two while plugged in
     int deviceNumber_ = 1;
     /// Also of the past ones, whose clients may not be done yet.
     std::vector<std::unique_ptr<UsbfsNode>> nodes_;

@@ -33,9 +33,10 @@ class ScriptedFunction : public camsim::UsbFunction {
     void answer(std::uint8_t endpoint, camsim::PipeAnswer answer);
     void setInterfaceClass(std::uint8_t value) { interfaceClass_ = value; }
 
-    std::deque<Transfer> received;              ///< from the host
-    std::vector<camsim::SetupPacket> requests;  ///< those to the host ask for 'requestAnswer'
-    Bytes requestData, requestAnswer;
+    std::deque<Transfer> received;  ///< from the host
+    std::vector<camsim::SetupPacket> requests;
+    Bytes requestData;      ///< that came with the last one
+    Bytes requestAnswer;    ///< for those that want one; 0xFF is a request that isn't known
     std::size_t given = 0;  ///< bytes towards the host
     int resets = 0;         ///< of the bus, plugging in included
 

@@ -2,12 +2,10 @@
 // The node of one device of the emulated usbfs, from plugging in to plugging out: its clients'
 // ioctls on one side, the device's function on the other.
 
-#include <atomic>
 #include <deque>
 #include <functional>
 #include <memory>
 #include <mutex>
-#include <set>
 #include <string>
 
 #include "platform/usbscan/host/EventLoop.h"
