@@ -9,9 +9,9 @@
 
 #include "tools/zlkcamsim/Codes.h"
 #include "tools/zlkcamsim/Container.h"
-#include "tools/zlkcamsim/FileMapping.h"
 #include "tools/zlkcamsim/ObjectStore.h"
 #include "tools/zlkcamsim/Session.h"
+#include "tools/zlkcamsim/Spool.h"
 
 namespace zlk::camsim {
 
