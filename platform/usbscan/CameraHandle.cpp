@@ -192,7 +192,7 @@ bool CameraHandle::nextMessage(MessageHeader& header) {
 
 void CameraHandle::beginTurn() {
     readTurn_ = turn_;
-    inData_ = zeroDue_ = zeroGiven_ = false;
+    inData_ = zeroDue_ = zeroGiven_ = answered_ = false;
 }
 
 bool CameraHandle::givesMissingZeroPacket(DWORD size) {
@@ -213,6 +213,9 @@ bool CameraHandle::read(void* buffer, DWORD size, DWORD& done) {
     }
     if (over_) return refuse(ERROR_OPERATION_ABORTED);
     if (size == 0 || givesMissingZeroPacket(size)) return true;
+    // Whoever goes on reading behind the response took something else for it, and would wait for
+    // what never comes.
+    if (answered_ && !(zeroDue_ && size < containerHead)) return refuse(ERROR_SEM_TIMEOUT);
     while (!inData_) {
         if (!nextMessage(data_)) return false;
         const bool due = std::exchange(zeroDue_, false);
@@ -238,6 +241,7 @@ bool CameraHandle::read(void* buffer, DWORD size, DWORD& done) {
     if (socket_.left() == 0) {
         inData_ = false;
         zeroDue_ = data_.flags & usbscan::zeroPacketDue;
+        answered_ = data_.flags & usbscan::answerEnds;
     }
     return true;
 }

@@ -5,6 +5,7 @@
 
 #include <charconv>
 #include <memory>
+#include <string_view>
 
 #include "platform/internal/SmallFile.h"
 
@@ -20,10 +21,12 @@ Folder openFolder(const std::string& path) {
 bool hasOpen(const std::string& process, const std::string& node) {
     const Folder descriptors = openFolder(process + "/fd");
     while (const dirent* entry = descriptors ? ::readdir(descriptors.get()) : nullptr) {
-        std::string target(node.size() + 1, 0);
+        char target[512];
         const std::string link = process + "/fd/" + entry->d_name;
-        const ssize_t size = ::readlink(link.c_str(), target.data(), target.size());
-        if (size == static_cast<ssize_t>(node.size()) && target.starts_with(node)) return true;
+        const ssize_t size = ::readlink(link.c_str(), target, sizeof target);
+        // Another process may see the devices below a root of its own.
+        if (size > 0 && std::string_view(target, static_cast<std::size_t>(size)).ends_with(node))
+            return true;
     }
     return false;
 }

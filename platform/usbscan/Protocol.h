@@ -68,6 +68,8 @@ static_assert(sizeof(MessageHeader) == 8);
 /// Flag of Data: its container is complete and its last packet was full, so that a packet of no
 /// bytes is due.
 inline constexpr std::uint8_t zeroPacketDue = 1;
+/// Flag of Data: the transaction's response ends here, and only a packet of no bytes may follow.
+inline constexpr std::uint8_t answerEnds = 4;
 /// Flag of Failed: so is every later use of this handle.
 inline constexpr std::uint8_t handleIsDead = 2;
 

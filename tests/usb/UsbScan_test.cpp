@@ -80,7 +80,7 @@ class Program {
         const int high[] = {::fcntl(socket_, F_DUPFD_CLOEXEC, 50),
                             ::fcntl(lock, F_DUPFD_CLOEXEC, 50)};
         for (int i = 0; i < 2; ++i) posix_spawn_file_actions_adddup2(&actions, high[i], 3 + i);
-        const std::string program = programFolder() / "zlk-usbscan";
+        const std::string program = moduleFolder() / "zlk-usbscan";
         const std::string bus = std::string("UMOCKDEV_DIR=") + ::getenv("UMOCKDEV_DIR");
         char* const arguments[] = {const_cast<char*>(program.c_str()),
                                    const_cast<char*>(node.c_str()), nullptr};

@@ -10,8 +10,9 @@ namespace {
 
 // Its container fills its last packet, so that a packet of no bytes is due.
 constexpr std::uint32_t size = 512 * 40 - 12;
+constexpr std::uint32_t oddSize = 68'000;
 
-enum Operation { Read, ReadPart, Info, Send };
+enum Operation { Read, ReadOdd, ReadPart, Info, Send };
 
 struct Case {
     const char* fault;  ///< what stands behind `fault`, but for the operation
@@ -25,7 +26,8 @@ void PrintTo(const Case& tried, std::ostream* out) {
 }
 
 const char* codeOf(Operation operation) {
-    constexpr const char* codes[] = {" op=0x1009", " op=0x101B", " op=0x1008", " op=0x100D"};
+    constexpr const char* codes[] = {" op=0x1009", " op=0x1009", " op=0x101B", " op=0x1008",
+                                     " op=0x100D"};
     return codes[operation];
 }
 
@@ -35,6 +37,9 @@ void run(ZlPTPdrv& engine, Operation operation) {
         case Read:
             engine.getObject(1, bytes.data(), size, nullptr);
             EXPECT_EQ(bytes, randomBytes(size));
+            return;
+        case ReadOdd:
+            EXPECT_EQ(objectOf(engine, 2, oddSize), randomBytes(oddSize));
             return;
         case ReadPart: {
             const std::uint32_t count = engine.getPartialObject(1, 0, 5000, bytes.data());
@@ -123,6 +128,8 @@ const Case cases[] = {
     {"length phase=data value=0x08000000", Read, PTP_NO_RESPONSE},
     {"length phase=data value=0x08000000", Info, transport},  // and then silence
     {"length phase=data value=0", Read, PTP_NO_RESPONSE},
+    {"length phase=data value=0", ReadOdd, transport},
+    {"length phase=data value=11", ReadOdd, transport},
     {"length phase=data value=11", Info, none},
     {"truncate value=500", Read, PTP_INCOMPLETE_TRANSFER},
     {"truncate value=0", ReadPart, none},
@@ -139,6 +146,7 @@ TEST_P(Faults, endTheirOwnTransactionOnly) {
     setTransferTimeout(300);
     Camera camera;
     camera.add(size);
+    camera.add(oddSize);
     ZlPTPdrv engine{wString(firstPort)};
     joinSession(engine);
     run(engine, operation);

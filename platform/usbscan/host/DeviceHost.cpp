@@ -398,10 +398,11 @@ class DeviceHost::Impl final : UsbDevice::Listener, HostConnection::Owner {
     void data(const ContainerCut& cut, const std::shared_ptr<const void>& keeper) {
         zeroPacketOwed_ = cut.zeroPacketDue;
         if (!transaction_.open || !transaction_.owner) return;
+        const int flags =
+            (cut.zeroPacketDue ? zeroPacketDue : 0) | (cut.endsResponse ? answerEnds : 0);
         transaction_.owner->send(
-            {0, MessageKind::Data, cut.zeroPacketDue ? zeroPacketDue : std::uint8_t{0},
-             transaction_.turn},
-            cut.bytes, keeper);
+            {0, MessageKind::Data, static_cast<std::uint8_t>(flags), transaction_.turn}, cut.bytes,
+            keeper);
         if (cut.endsResponse) transaction_.answered = true;
     }
 
@@ -456,22 +457,14 @@ void DeviceHost::deviceGone() {
     impl_->deviceGone();
 }
 
-RefusingHost::RefusingHost(EventLoop& loop, int socket, std::uint32_t error)
-    : loop_(loop), socket_(socket) {
-    loop_.watch(socket, POLLIN, [this, error](short) {
-        for (int client; (client = acceptFrom(socket_)) >= 0; ::close(client)) {
-            struct {
-                MessageHeader header;
-                std::uint32_t error;
-            } const refusal{{sizeof error, MessageKind::Refused, 0, 0}, error};
-            // It fits, and whoever has gone meanwhile needs no answer.
-            static_cast<void>(::send(client, &refusal, sizeof refusal, MSG_NOSIGNAL));
-        }
-    });
-}
-
-RefusingHost::~RefusingHost() {
-    loop_.forget(socket_);
+void refuseWaiting(int socket, std::uint32_t error) {
+    struct {
+        MessageHeader header;
+        std::uint32_t error;
+    } const refusal{{sizeof error, MessageKind::Refused, 0, 0}, error};
+    for (int client; (client = acceptFrom(socket)) >= 0; ::close(client))
+        // It fits, and whoever has gone meanwhile needs no answer.
+        static_cast<void>(::send(client, &refusal, sizeof refusal, MSG_NOSIGNAL));
 }
 
 }  // namespace zlk::usbscan

@@ -32,15 +32,7 @@ class DeviceHost {
     std::unique_ptr<Impl> impl_;
 };
 
-/// Accepts on `socket` and refuses each client with this last error.
-class RefusingHost {
-  public:
-    RefusingHost(EventLoop& loop, int socket, std::uint32_t error);
-    ~RefusingHost();
-
-  private:
-    EventLoop& loop_;
-    int socket_;
-};
+/// Refuses the clients that wait at this listening, non-blocking socket, with this last error.
+void refuseWaiting(int socket, std::uint32_t error);
 
 }  // namespace zlk::usbscan

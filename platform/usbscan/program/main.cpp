@@ -12,6 +12,7 @@
 #include <memory>
 #include <thread>
 
+#include "platform/error.h"
 #include "platform/usbscan/host/DeviceHost.h"
 #include "platform/usbscan/program/Confinement.h"
 #include "platform/usbscan/program/LibusbDevice.h"
@@ -26,28 +27,18 @@ constexpr auto idleTime = 5s;
 /// For a program that is about to let go of the camera.
 constexpr auto patienceWithHolder = 3s;
 constexpr auto betweenAttempts = 100ms;
-/// Whoever waits for us is in the socket's queue already.
-constexpr auto timeToRefuse = 200ms;
 
-/// Numbers of the platform's last errors, whose headers aren't for this program.
-enum LastError : std::uint32_t {
-    FileNotFound = 2,
-    AccessDenied = 5,
-    GeneralFailure = 31,
-    SharingViolation = 32
-};
-
-LastError lastErrorOf(int libusbError) {
+DWORD lastErrorOf(int libusbError) {
     switch (libusbError) {
         case LIBUSB_ERROR_BUSY:
-            return SharingViolation;
+            return ERROR_SHARING_VIOLATION;
         case LIBUSB_ERROR_ACCESS:
-            return AccessDenied;
+            return ERROR_ACCESS_DENIED;
         case LIBUSB_ERROR_NO_DEVICE:
         case LIBUSB_ERROR_NOT_FOUND:
-            return FileNotFound;
+            return ERROR_FILE_NOT_FOUND;
         default:
-            return GeneralFailure;
+            return ERROR_GEN_FAILURE;
     }
 }
 
@@ -82,18 +73,13 @@ void serve(EventLoop& loop, UsbAddress address) {
     loop.run();
 }
 
-void refuse(EventLoop& loop, LastError error) {
-    const RefusingHost host(loop, listener, error);
-    loop.after(timeToRefuse, [&] { loop.stop(); });
-    loop.run();
-}
-
 void run(UsbAddress address) {
     EventLoop loop;
     try {
         serve(loop, address);
     } catch (const LibusbError& error) {
-        refuse(loop, lastErrorOf(error.code()));
+        // Whoever comes later starts a host of his own, and may have better luck.
+        refuseWaiting(listener, lastErrorOf(error.code()));
     }
 }
 

@@ -67,6 +67,7 @@ UsbfsNode::UsbfsNode(usbscan::EventLoop& loop, camsim::UsbFunction& function,
     function_.setWake([this] { wake(); });
     loop_.watch(event_, POLLIN, [this](short) { work(); });
     g_signal_connect(ioctls_.get(), "handle-ioctl", G_CALLBACK(onIoctl), this);
+    g_signal_connect(ioctls_.get(), "client-connected", G_CALLBACK(onConnected), this);
     g_signal_connect(ioctls_.get(), "client-vanished", G_CALLBACK(onVanished), this);
     if (!umockdev_testbed_attach_ioctl(testbed_, path_.c_str(), ioctls_.get(), nullptr))
         fail("attach_ioctl");
@@ -118,6 +119,11 @@ gboolean UsbfsNode::onIoctl(UMockdevIoctlBase*, Client client, gpointer self) {
     // Looks through the client's memory, which the loop is about to fill.
     umockdev_ioctl_client_complete(client, error ? -1 : 0, error);
     return TRUE;
+}
+
+/// umockdev doesn't tell of a client that was killed, and its next one may stand in the same place.
+void UsbfsNode::onConnected(UMockdevIoctlBase* base, Client client, gpointer self) {
+    onVanished(base, client, self);
 }
 
 void UsbfsNode::onVanished(UMockdevIoctlBase*, Client client, gpointer self) {

@@ -37,6 +37,7 @@ class UsbfsNode {
   private:
     using Client = Urb::Client;
     static gboolean onIoctl(UMockdevIoctlBase*, Client client, gpointer self);
+    static void onConnected(UMockdevIoctlBase*, Client client, gpointer self);
     static void onVanished(UMockdevIoctlBase*, Client client, gpointer self);
     void wake() const;
     void work();

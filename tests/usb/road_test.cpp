@@ -1,0 +1,160 @@
+// The whole road of a real camera: engine, client, a host that is started for it, libusb, the bus.
+
+#include <gtest/gtest.h>
+#include <signal.h>
+
+#include <chrono>
+#include <filesystem>
+#include <fstream>
+#include <thread>
+
+#include "platform/files.h"
+#include "platform/named_objects.h"
+#include "platform/usbscan.h"
+#include "platform/usbscan/program/LibusbDevice.h"
+#include "tests/usbscan/Camera.h"
+
+namespace zlk::test {
+namespace {
+
+namespace fs = std::filesystem;
+
+ZLK_CHILD(emulatedCamera) {
+    std::string program = programFolder() / "zlk-emulated-usb", storage = newFolder();
+    char* const arguments[] = {program.data(), storage.data(), nullptr};
+    return ::execv(program.c_str(), arguments);
+}
+
+/// A virtual camera on an emulated bus that this process, its children and hosts see.
+class EmulatedCamera {
+  public:
+    EmulatedCamera() : program_("emulatedCamera"), root_(program_.hear()) {
+        ::setenv("UMOCKDEV_DIR", root_.c_str(), 1);
+        // A host's environment is made anew, so what joins it to the bus stands in a script.
+        const fs::path script = newFolder() / "host";
+        std::ofstream(script) << "#!/bin/sh\nexec env UMOCKDEV_DIR=" << root_
+                              << " LD_PRELOAD=libumockdev-preload.so.0"
+                                 " ASAN_OPTIONS=verify_asan_link_order=0 "
+                              << moduleFolder() / "zlk-usbscan"
+                              << " \"$@\"\n";
+        fs::permissions(script, fs::perms::owner_all);
+        const std::u16string path = pathText(script);
+        setPlatform(u"DeviceHost", REG_SZ, path.c_str(), (path.size() + 1) * 2);
+    }
+    std::string tell(const std::string& command) {
+        program_.say(command);
+        const std::string answer = program_.hear();
+        EXPECT_TRUE(answer.starts_with("ok")) << command << ": " << answer;
+        return answer.substr(std::min<std::size_t>(3, answer.size()));
+    }
+    std::uint32_t add(std::size_t size) {
+        return static_cast<std::uint32_t>(
+            std::stoul(tell("add random=" + std::to_string(size)), nullptr, 0));
+    }
+
+  private:
+    ChildProcess program_;
+    const std::string root_;
+};
+
+/// The running host of this test's bus; 0 if there is none.
+pid_t hostProcess() {
+    for (const fs::directory_entry& entry : fs::directory_iterator("/proc")) {
+        std::ifstream name(entry.path() / "comm"), environment(entry.path() / "environ");
+        std::string comm, all;
+        if (!std::getline(name, comm) || comm != "zlk-usbscan") continue;
+        std::getline(environment, all, '\n');
+        if (all.find(::getenv("UMOCKDEV_DIR")) != all.npos)
+            return std::stoi(entry.path().filename().string());
+    }
+    return 0;
+}
+
+ZLK_CHILD(readsOverUsb) {
+    ZlPTPdrv camera{wString(firstPort)};
+    joinSession(camera);
+    std::vector<std::uint8_t> bytes(500'000);
+    for (child.say("reads");;) camera.getObject(1, bytes.data(), 500'000, nullptr);
+}
+
+TEST(Road, carriesWholeOperationsByteForByte) {
+    EmulatedCamera bus;
+    ZlPTPdrv camera{wString(firstPort)};
+    camera.openSession();
+    for (const std::uint32_t size : {500u, 131060u, 2'000'000u}) {
+        const std::uint32_t handle = bus.add(size);
+        EXPECT_EQ(objectOf(camera, handle, size), randomBytes(size)) << size;
+        EXPECT_EQ(camera.getEvent().code, 0x4002);
+    }
+    ObjectInfoDataset info;
+    info.ObjectFormat = 0x3000;
+    info.ObjectCompressedSize = 1'000'000 - 12 - 1'000'000 % 512;
+    info.Filename.assign(wString(u"SENT.DAT"));
+    camera.sendObjectInfo(info, 0, 0);
+    const auto sent = randomBytes(info.ObjectCompressedSize, 3);
+    camera.sendObject(sent.data(), info.ObjectCompressedSize);
+    const std::uint32_t newest = camera.getObjectHandles(0xFFFFFFFF, 0, 0).back();
+    EXPECT_EQ(objectOf(camera, newest, info.ObjectCompressedSize), sent);
+    EXPECT_EQ(bus.tell("violations"), "[]");
+}
+
+TEST(Road, startsANewHostWhereTheLastOneWasKilled) {
+    EmulatedCamera bus;
+    bus.add(100'000);
+    ZlPTPdrv camera{wString(firstPort)};
+    joinSession(camera);
+    bus.tell("fault silence op=0x1009 phase=data at=50%");
+    std::thread killer([] {
+        std::this_thread::sleep_for(std::chrono::milliseconds(200));
+        ::kill(hostProcess(), SIGKILL);
+    });
+    EXPECT_EQ(raisedBy([&] { objectOf(camera, 1, 100'000); }), PTP_TRANSPORT_ERROR);
+    killer.join();
+    // It finds a camera in the middle of a transaction, and brings it back.
+    ZlPTPdrv again{wString(firstPort)};
+    joinSession(again);
+    EXPECT_EQ(objectOf(again, 1, 100'000), randomBytes(100'000));
+    EXPECT_EQ(bus.tell("violations"), "[]");
+}
+
+TEST(Road, getsOverClientsThatAreKilled) {
+    EmulatedCamera bus;
+    bus.add(500'000);
+    ZlPTPdrv survivor{wString(firstPort)};
+    joinSession(survivor);
+    for (int i = 0; i < 15; ++i) {
+        ChildProcess victim("readsOverUsb");
+        ASSERT_EQ(victim.hear(), "reads");
+        std::this_thread::sleep_for(std::chrono::milliseconds(i * 3));
+        victim.kill();
+        EXPECT_EQ(survivor.getStorageIDs().size(), 1u);
+    }
+    EXPECT_EQ(bus.tell("violations"), "[]");
+}
+
+TEST(Road, saysWhoHasTheCamera) {
+    EmulatedCamera bus;
+    // Whoever emulates it has the node open, and is found as another program would be.
+    ASSERT_EQ(attachedCameras().size(), 1u);
+    EXPECT_NE(attachedCameras()[0].holderProcess, 0u);
+    EXPECT_NE(attachedCameras()[0].holderProgram, u"");
+    usbscan::EventLoop loop;
+    auto claim = std::make_unique<usbscan::LibusbDevice>(
+        loop, *usbscan::UsbAddress::ofNode("/dev/bus/usb/001/002"), [] {});
+    const auto open = [] {
+        return UniqueHandle(CreateFileA("\\\\.\\Usbscan1000", GENERIC_READ | GENERIC_WRITE, 0,
+                                        nullptr, OPEN_EXISTING, 0, nullptr));
+    };
+    EXPECT_FALSE(open());
+    EXPECT_EQ(GetLastError(), ERROR_SHARING_VIOLATION);
+    claim.reset();
+    EXPECT_TRUE(open());
+    bus.tell("unplug");
+    EXPECT_FALSE(open());
+    EXPECT_EQ(GetLastError(), ERROR_FILE_NOT_FOUND);
+    bus.tell("plug");
+    EXPECT_TRUE(open());
+}
+
+}  // namespace
+}  // namespace zlk::test
