@@ -1,6 +1,7 @@
 #include <gmock/gmock.h>
 
 #include "tests/support/TestMachine.h"
+#include "tests/support/VirtualCamera.h"
 #include "tests/tools/ZlkCam.h"
 
 namespace zlk::test {
@@ -95,6 +96,17 @@ TEST(Settings, aBadFileChangesNothing) {
     EXPECT_EQ(result.status, 14);
     EXPECT_THAT(result["error"]["message"].text, HasSubstr("line 2"));
     EXPECT_EQ(zlkcam({"settings", "import", "/missing.reg"}).status, 6);
+}
+
+TEST(Devices, tellWhichCamerasAreOnUsbThoughNobodyKnowsTheirModel) {
+    ASSERT_EQ(zlkcam({"register"}).status, 0);
+    VirtualCamera camera({"--vid", "0x5AF1", "--pid", "0xC101", "--product", "Odd <one>"});
+    const JsonAnswer answer = json({"devices"});
+    EXPECT_THAT(answer["cameras"].each("port"), ElementsAre("\\\\.\\Usbscan1000"));
+    EXPECT_THAT(answer["cameras"].each("id"), ElementsAre("VID_5AF1&PID_C101"));
+    EXPECT_THAT(zlkcam({"devices"}).output, HasSubstr("On USB: Odd <one>"));
+    camera.tell("unplug");
+    EXPECT_THAT(json({"devices"})["cameras"].items, testing::IsEmpty());
 }
 
 }  // namespace
