@@ -108,7 +108,8 @@ CameraHandle::Opening CameraHandle::shakeHands(const usbscan::OpenRequest& reque
 }
 
 void CameraHandle::close() noexcept {
-    socket_.shutDown();
+    // In a forked child the connection is still its parent's.
+    if (!fork_.crossed()) socket_.shutDown();
 }
 
 bool CameraHandle::isUsable() {

@@ -119,7 +119,7 @@ TEST(Sharing, aClientThatIsKilledAnywhereLosesNothingForTheOthers) {
     EXPECT_LE(std::stoi(repeated), kills);
 }
 
-TEST(Sharing, aStoppedClientKeepsTheOthersWaitingAndIsNotDisturbed) {
+TEST(Sharing, aClientThatJoinsInTheMiddleGoesOnInTheSession) {
     Camera camera;
     camera.add(smallSize);
     ChildProcess first("survives");
@@ -133,6 +133,33 @@ TEST(Sharing, aStoppedClientKeepsTheOthersWaitingAndIsNotDisturbed) {
     EXPECT_EQ(first.hear(), "done");
     first.say("go");
     EXPECT_EQ(first.hear(), "done");
+    camera.expectNoViolations();
+}
+
+ZLK_CHILD(readsLargeObjects) {
+    ZlPTPdrv camera{wString(firstPort)};
+    joinSession(camera);
+    const auto whole = randomBytes(8'000'000);
+    for (child.say("joined"); !child.hear().empty(); child.say("done"))
+        if (objectOf(camera, 2, 8'000'000) != whole) return 1;
+    return 0;
+}
+
+TEST(Sharing, aClientThatIsStoppedLosesNothingByIt) {
+    setTransferTimeout(100);
+    Camera camera;
+    camera.add(smallSize);
+    camera.add(8'000'000);
+    ChildProcess client("readsLargeObjects");
+    ASSERT_EQ(client.hear(), "joined");
+    for (int i = 0; i < 8; ++i) {
+        client.say("go");
+        std::this_thread::sleep_for(std::chrono::microseconds(500 * i));
+        ::kill(client.pid(), SIGSTOP);
+        std::this_thread::sleep_for(std::chrono::milliseconds(250));
+        ::kill(client.pid(), SIGCONT);
+        ASSERT_EQ(client.hear(), "done") << i;
+    }
     camera.expectNoViolations();
 }
 

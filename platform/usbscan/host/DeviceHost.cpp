@@ -316,7 +316,18 @@ class DeviceHost::Impl final : UsbDevice::Listener, HostConnection::Owner {
     void watchProgress() {
         const HostConnection* owner = transaction_.owner;
         const std::chrono::milliseconds limit(owner ? owner->opened.transferTimeout : 0);
-        progress_.start(limit, [this] { failTransaction(ERROR_SEM_TIMEOUT); });
+        progress_.start(limit, [this] {
+            // A client that was stopped, or shows a dialog, is not the camera's fault.
+            if (awaitsClient())
+                watchProgress();
+            else
+                failTransaction(ERROR_SEM_TIMEOUT);
+        });
+    }
+
+    bool awaitsClient() const {
+        const bool owesData = transaction_.sending && !writer_;
+        return transaction_.owner && (owesData || transaction_.owner->isBehind());
     }
 
     void failTransaction(DWORD error) {

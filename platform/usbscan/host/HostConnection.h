@@ -57,6 +57,8 @@ class HostConnection {
     void note(std::string_view line);
     /// Drops what was pushed and isn't sent: nobody will read it, and its buffers are needed.
     void dropData();
+    /// Whether the client hasn't taken yet what is queued for it.
+    bool isBehind() const noexcept { return !output_.empty(); }
     /// Ends the connection once everything queued is sent, or at once if that would wait.
     void finish();
 
