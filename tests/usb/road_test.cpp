@@ -132,6 +132,20 @@ TEST(Road, getsOverClientsThatAreKilled) {
     EXPECT_EQ(bus.tell("violations"), "[]");
 }
 
+TEST(Road, leadsAStockInitiatorToTheVirtualCameraToo) {
+    if (runProgram({"which", "gphoto2"}).status != 0) GTEST_SKIP() << "gphoto2 isn't installed";
+    EmulatedCamera bus;
+    bus.tell("add random=1000000 name=PICT0001.JPG");
+    const fs::path copy = newFolder() / "copy";
+    const ProgramResult got =
+        runProgram({"umockdev-wrapper", "gphoto2", "--get-file=1", "--filename=" + copy.string()});
+    EXPECT_EQ(got.status, 0) << got.output << got.error;
+    std::ifstream file(copy, std::ios::binary);
+    const std::vector<std::uint8_t> bytes((std::istreambuf_iterator<char>(file)), {});
+    EXPECT_EQ(bytes, randomBytes(1'000'000));
+    EXPECT_EQ(bus.tell("violations"), "[]");
+}
+
 TEST(Road, saysWhoHasTheCamera) {
     EmulatedCamera bus;
     // Whoever emulates it has the node open, and is found as another program would be.

@@ -12,8 +12,8 @@
 #include <vector>
 
 #include "platform/error.h"
-#include "platform/usbscan.h"
 #include "platform/usbscan/host/ContainerFollower.h"
+#include "platform/usbscan/host/ControlAnswers.h"
 #include "platform/usbscan/host/ControlQueue.h"
 #include "platform/usbscan/host/EventWaiters.h"
 #include "platform/usbscan/host/HostConnection.h"
@@ -22,26 +22,7 @@
 namespace zlk::usbscan {
 namespace {
 
-constexpr std::uint8_t deviceToHost = 0x80, getDescriptor = 6;
-constexpr std::uint32_t interruptPipe = 3;
 constexpr unsigned maxRecoveriesInARow = 3;
-
-DWORD errorOf(UsbStatus status) {
-    switch (status) {
-        case UsbStatus::Done:
-            return ERROR_SUCCESS;
-        case UsbStatus::TimedOut:
-            return ERROR_SEM_TIMEOUT;
-        case UsbStatus::Cancelled:
-            return ERROR_OPERATION_ABORTED;
-        case UsbStatus::Gone:
-            return ERROR_DEVICE_NOT_CONNECTED;
-        case UsbStatus::Stalled:
-        case UsbStatus::Failed:
-            break;
-    }
-    return ERROR_GEN_FAILURE;
-}
 
 /// Only the user himself, and root, may talk to his devices.
 bool mayConnect(int socket) {
@@ -61,19 +42,6 @@ int acceptFrom(int listening) {
     }
 }
 
-USBSCAN_PIPE_CONFIGURATION pipesOf(const UsbFacts& facts) {
-    USBSCAN_PIPE_CONFIGURATION pipes{};
-    const auto add = [&](const UsbEndpoint& endpoint, DWORD type) {
-        if (endpoint.address)
-            pipes.PipeInfo[pipes.NumberOfPipes++] = {endpoint.maximumPacketSize, endpoint.address,
-                                                     endpoint.interval, type};
-    };
-    add(facts.bulkIn, USBSCAN_PIPE_BULK);
-    add(facts.bulkOut, USBSCAN_PIPE_BULK);
-    add(facts.interruptIn, interruptPipe);
-    return pipes;
-}
-
 }  // namespace
 
 class DeviceHost::Impl final : UsbDevice::Listener, HostConnection::Owner {
@@ -86,6 +54,7 @@ class DeviceHost::Impl final : UsbDevice::Listener, HostConnection::Owner {
           ended_(std::move(ended)),
           follower_(device_->facts().bulkIn.maximumPacketSize),
           controls_(*device_),
+          answers_(*device_, controls_, [this] { deviceGone(); }),
           recovery_(loop, *device_, controls_),
           events_(loop, *device_),
           idle_(loop),
@@ -156,7 +125,8 @@ class DeviceHost::Impl final : UsbDevice::Listener, HostConnection::Owner {
         }
         switch (header.kind) {
             case MessageKind::Control:
-                return control(from, payload);
+                if (!answers_.answer(from, payload)) from.finish();
+                return;
             case MessageKind::WaitEvent:
                 return events_.add(from);
             case MessageKind::Cancel:
@@ -187,6 +157,7 @@ class DeviceHost::Impl final : UsbDevice::Listener, HostConnection::Owner {
 
     void lost(HostConnection& connection) override {
         events_.remove(connection);
+        answers_.remove(connection);
         std::erase_if(commands_,
                       [&](const Command& command) { return command.from == &connection; });
         const bool owned = transaction_.owner == &connection;
@@ -227,49 +198,6 @@ class DeviceHost::Impl final : UsbDevice::Listener, HostConnection::Owner {
             });
     }
 
-    void control(HostConnection& from, std::span<const std::byte> payload) {
-        ControlRequest request{};
-        if (payload.size() < sizeof request) return from.finish();
-        std::memcpy(&request, payload.data(), sizeof request);
-        const std::span<const std::byte> input = payload.subspan(sizeof request);
-        USBSCAN_GET_DESCRIPTOR wanted{};
-        if (from.dead) {
-            answerControl(from, ERROR_INVALID_HANDLE, {});
-        } else if (request.code == IOCTL_GET_PIPE_CONFIGURATION) {
-            const USBSCAN_PIPE_CONFIGURATION pipes = pipesOf(device_->facts());
-            answerControl(from, ERROR_SUCCESS, std::as_bytes(std::span(&pipes, 1)));
-        } else if (request.code == IOCTL_GET_USB_DESCRIPTOR && input.size() == sizeof wanted) {
-            std::memcpy(&wanted, input.data(), sizeof wanted);
-            askDescriptor(from, wanted, std::min<std::uint32_t>(request.outputSize, 255));
-        } else {
-            answerControl(from, ERROR_NOT_SUPPORTED, {});
-        }
-    }
-
-    /// Asked of the device each time: whoever asks wants to know whether it still answers.
-    void askDescriptor(HostConnection& from, const USBSCAN_GET_DESCRIPTOR& wanted,
-                       std::uint32_t size) {
-        const UsbRequest request{
-            .requestType = deviceToHost,
-            .request = getDescriptor,
-            .value = static_cast<std::uint16_t>(wanted.DescriptorType << 8 | wanted.Index),
-            .index = wanted.LanguageId,
-            .inLength = static_cast<std::uint16_t>(size)};
-        controls_.add(request,
-                      [this, client = &from](UsbStatus status, std::span<const std::byte> bytes) {
-                          if (clients_.contains(client))
-                              answerControl(*client, errorOf(status), bytes);
-                          if (status == UsbStatus::Gone) deviceGone();
-                      });
-    }
-
-    void answerControl(HostConnection& to, DWORD error, std::span<const std::byte> output) {
-        std::vector<std::byte> answer(sizeof error + output.size());
-        std::memcpy(answer.data(), &error, sizeof error);
-        std::copy(output.begin(), output.end(), answer.begin() + sizeof error);
-        to.send({0, MessageKind::ControlDone, 0, 0}, answer);
-    }
-
     // Transactions
 
     bool recovering() const { return recovery_.running() || recoverAfterWrite_; }
@@ -308,7 +236,7 @@ class DeviceHost::Impl final : UsbDevice::Listener, HostConnection::Owner {
         }
         if (recoverAfterWrite_) return startRecovery();
         if (status == UsbStatus::Stalled) device_->clearHalt(device_->facts().bulkOut.address);
-        if (status != UsbStatus::Done) return failTransaction(errorOf(status));
+        if (status != UsbStatus::Done) return failTransaction(lastErrorOf(status));
         if (transaction_.open) watchProgress();
         closeIfComplete();
     }
@@ -422,7 +350,7 @@ class DeviceHost::Impl final : UsbDevice::Listener, HostConnection::Owner {
         if (recovering()) return recovery_.stalled();
         // Reading goes on with the recovery, or else with the next command.
         device_->clearHalt(device_->facts().bulkIn.address);
-        failTransaction(errorOf(why));
+        failTransaction(lastErrorOf(why));
     }
 
     EventLoop& loop_;
@@ -442,6 +370,7 @@ class DeviceHost::Impl final : UsbDevice::Listener, HostConnection::Owner {
     ContainerFollower follower_;
 
     ControlQueue controls_;
+    ControlAnswers answers_;
     Recovery recovery_;
     bool recoverAfterWrite_ = false;
     unsigned recoveriesInARow_ = 0;
