@@ -82,14 +82,15 @@ bool isLocked(const std::string& path) {
 
 void addServedDevices(std::vector<AttachedDevice>& devices) {
     constexpr std::string_view ending = ".device";
-    const std::string folder = deviceFolder();
+    std::string folder = deviceFolder();
     if (folder.empty()) return;
+    folder += '/';
     for (const std::string& entry : namesIn(folder)) {
         if (!entry.ends_with(ending)) continue;
         AttachedDevice device;
         device.name = entry.substr(0, entry.size() - ending.size());
-        if (!isLocked(folder + '/' + device.name + ".lock")) continue;
-        std::istringstream lines(readSmallFile(folder + '/' + entry, maxEntry));
+        if (!isLocked(folder + device.name + ".lock")) continue;
+        std::istringstream lines(readSmallFile(folder + entry, maxEntry));
         for (std::string key, value;
              lines >> key && lines.ignore() && std::getline(lines, value);) {
             if (key == "vid") device.vid = numberOf<std::uint16_t>(value, 16);

@@ -28,10 +28,11 @@ void EventLoop::post(Task task) {
 }
 
 EventLoop::TimerId EventLoop::after(std::chrono::milliseconds delay, Task task) {
-    const Deadline deadline{Clock::now() + delay, ++lastTimer_};
-    timers_.emplace(deadline, std::move(task));
-    deadlines_.emplace(deadline.id, deadline.when);
-    return deadline.id;
+    const Clock::time_point when = Clock::now() + delay;
+    const TimerId id = ++lastTimer_;
+    timers_.emplace(Deadline(when, id), std::move(task));
+    deadlines_.emplace(id, when);
+    return id;
 }
 
 void EventLoop::cancel(TimerId timer) {
@@ -53,9 +54,9 @@ void EventLoop::runTasks() {
 }
 
 void EventLoop::runTimers() {
-    while (running_ && !timers_.empty() && timers_.begin()->first.when <= Clock::now()) {
+    while (running_ && !timers_.empty() && timers_.begin()->first.first <= Clock::now()) {
         const Task task = std::move(timers_.begin()->second);
-        deadlines_.erase(timers_.begin()->first.id);
+        deadlines_.erase(timers_.begin()->first.second);
         timers_.erase(timers_.begin());
         task();
     }
@@ -65,7 +66,7 @@ int EventLoop::millisecondsToNextTimer() const {
     if (!tasks_.empty()) return 0;
     if (timers_.empty()) return -1;
     const auto left =
-        std::chrono::ceil<std::chrono::milliseconds>(timers_.begin()->first.when - Clock::now());
+        std::chrono::ceil<std::chrono::milliseconds>(timers_.begin()->first.first - Clock::now());
     return static_cast<int>(std::clamp<std::int64_t>(left.count(), 0, 3'600'000));
 }
 

@@ -9,6 +9,7 @@
 #include <functional>
 #include <map>
 #include <memory>
+#include <utility>
 #include <vector>
 
 namespace zlk::usbscan {
@@ -59,11 +60,7 @@ class EventLoop {
     std::vector<pollfd> polled_;
     bool polledIsOld_ = true;
     std::deque<Task> tasks_;
-    struct Deadline {
-        Clock::time_point when;
-        TimerId id;
-        auto operator<=>(const Deadline&) const = default;
-    };
+    using Deadline = std::pair<Clock::time_point, TimerId>;
     std::map<Deadline, Task> timers_;
     std::map<TimerId, Clock::time_point> deadlines_;
     TimerId lastTimer_ = 0;
