@@ -85,7 +85,7 @@ class Camera:
     """A virtual camera, plugged in for as long as it is used."""
 
     def __init__(self, scratch):
-        (scratch / "empty").mkdir()
+        (scratch / "empty").mkdir(exist_ok=True)
         self.process = subprocess.Popen(
             [BIN / "zlkcamsim", "--storage", scratch / "empty", "--control", "-"],
             stdin=subprocess.PIPE, stdout=subprocess.PIPE, text=True)
@@ -114,6 +114,14 @@ def measure_camera(*arguments):
 
 def camera(scratch):
     megabyte = 1 << 20
+    # On one processor, or where the scheduler puts each process decides more than what they do.
+    everywhere = os.sched_getaffinity(0)
+    os.sched_setaffinity(0, {min(everywhere)})
+    with Camera(scratch):
+        ours, bare, _, count = measure_camera("transactions")
+        row("a small transaction against a bare round trip",
+            f"{ours / bare:.2f} x ({ours / count * 1e6:.1f} us)", "2 x", ours / bare <= 2)
+    os.sched_setaffinity(0, everywhere)
     with Camera(scratch) as camera:
         size = 20 * megabyte
         ours, bare, cpu = measure_camera("object", camera.tell(f"add random={size}"), size)
@@ -125,9 +133,6 @@ def camera(scratch):
         row("getPartialObject of 200 MiB against the same", f"{bare / ours:.2f} x throughput",
             "0.7 x", bare / ours >= 0.7)
         row("what memory grew by", f"{grown:.0f} KiB", "flat", grown <= 256)
-        ours, bare, _, count = measure_camera("transactions")
-        row("a small transaction against a bare round trip",
-            f"{ours / bare:.2f} x ({ours / count * 1e6:.1f} us)", "2 x", ours / bare <= 2)
         count = 20_000
         seconds, = measure_camera("rate", str(count))
         row("transactions of one client", f"{count / seconds:,.0f}/s", "-", True)
