@@ -86,15 +86,10 @@ TEST(Road, carriesWholeOperationsByteForByte) {
         EXPECT_EQ(objectOf(camera, handle, size), randomBytes(size)) << size;
         EXPECT_EQ(camera.getEvent().code, 0x4002);
     }
-    ObjectInfoDataset info;
-    info.ObjectFormat = 0x3000;
-    info.ObjectCompressedSize = 1'000'000 - 12 - 1'000'000 % 512;
-    info.Filename.assign(wString(u"SENT.DAT"));
-    camera.sendObjectInfo(info, 0, 0);
-    const auto sent = randomBytes(info.ObjectCompressedSize, 3);
-    camera.sendObject(sent.data(), info.ObjectCompressedSize);
+    const auto sent = randomBytes(512 * 2000 - 12, 3);  // fills its last packet
+    sendObject(camera, sent);
     const std::uint32_t newest = camera.getObjectHandles(0xFFFFFFFF, 0, 0).back();
-    EXPECT_EQ(objectOf(camera, newest, info.ObjectCompressedSize), sent);
+    EXPECT_EQ(objectOf(camera, newest, 512 * 2000 - 12), sent);
     EXPECT_EQ(bus.tell("violations"), "[]");
 }
 

@@ -74,4 +74,14 @@ inline std::vector<std::uint8_t> objectOf(ZlPTPdrv& camera, std::uint32_t handle
     return bytes;
 }
 
+/// Announces and sends `bytes`.
+inline void sendObject(ZlPTPdrv& camera, const std::vector<std::uint8_t>& bytes) {
+    ObjectInfoDataset info;
+    info.ObjectFormat = 0x3000;
+    info.ObjectCompressedSize = static_cast<std::uint32_t>(bytes.size());
+    info.Filename.assign(wString(u"SENT.DAT"));
+    camera.sendObjectInfo(info, 0, 0);
+    camera.sendObject(bytes.data(), info.ObjectCompressedSize);
+}
+
 }  // namespace zlk::test

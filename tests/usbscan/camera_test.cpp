@@ -49,13 +49,8 @@ TEST_P(EitherFamily, writesObjectsAndPropertiesAndDeletes) {
     const auto engine = connect();
     engine->openSession();
     for (const std::uint32_t size : {1u, 500u, 262132u, 262144u, 1000001u}) {
-        ObjectInfoDataset info;
-        info.ObjectFormat = 0x3000;
-        info.ObjectCompressedSize = size;
-        info.Filename.assign(wString(u"SENT.DAT"));
-        engine->sendObjectInfo(info, 0, 0);
         const auto bytes = randomBytes(size, 7);
-        engine->sendObject(bytes.data(), size);
+        sendObject(*engine, bytes);
         const auto handles = engine->getObjectHandles(0xFFFFFFFF, 0, 0);
         ASSERT_EQ(handles.size(), 1u);
         EXPECT_EQ(objectOf(*engine, handles[0], size), bytes);

@@ -51,14 +51,8 @@ void run(ZlPTPdrv& engine, Operation operation) {
         case Info:
             engine.getObjectInfo(1);
             return;
-        case Send: {
-            ObjectInfoDataset info;
-            info.ObjectFormat = 0x3000;
-            info.ObjectCompressedSize = size;
-            info.Filename.assign(wString(u"SENT.DAT"));
-            engine.sendObjectInfo(info, 0, 0);
-            engine.sendObject(bytes.data(), size);
-        }
+        case Send:
+            sendObject(engine, bytes);
     }
 }
 
@@ -143,7 +137,7 @@ INSTANTIATE_TEST_SUITE_P(Usb, Faults, testing::ValuesIn(cases));
 
 TEST_P(Faults, endTheirOwnTransactionOnly) {
     const auto& [fault, operation, raised, gone] = GetParam();
-    setTransferTimeout(300);
+    setTransferTimeout(500);
     Camera camera;
     camera.add(size);
     camera.add(oddSize);
@@ -164,7 +158,7 @@ TEST_P(Faults, endTheirOwnTransactionOnly) {
 }
 
 TEST(Recovery, resetsACameraThatRefusesToCancelAndSaysSoToItsClients) {
-    setTransferTimeout(300);
+    setTransferTimeout(500);
     Camera camera;
     camera.add(size);
     ZlPTPdrv engine{wString(firstPort)}, bystander{wString(firstPort)};

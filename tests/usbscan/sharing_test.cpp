@@ -59,12 +59,7 @@ ZLK_CHILD(readsForEver) {
     for (unsigned i = 0;; ++i) {
         camera.getObject(2, bytes.data(), largeSize, nullptr);
         camera.getNumberObjects(0xFFFFFFFF, 0, 0);
-        ObjectInfoDataset info;
-        info.ObjectFormat = 0x3000;
-        info.ObjectCompressedSize = largeSize;
-        info.Filename.assign(wString(u"SENT.DAT"));
-        camera.sendObjectInfo(info, 0, 0);
-        camera.sendObject(bytes.data(), largeSize);
+        sendObject(camera, bytes);
     }
 }
 

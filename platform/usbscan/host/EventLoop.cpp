@@ -74,7 +74,6 @@ void EventLoop::run() {
     running_ = true;
     while (running_) {
         runTasks();
-        runTimers();
         if (!running_) break;
         if (polledIsOld_) {
             polled_.clear();
@@ -94,6 +93,8 @@ void EventLoop::run() {
             const std::shared_ptr<Ready> ready = found->second.ready;
             (*ready)(entry.revents);
         }
+        // Last, so that what has come keeps a deadline from passing, however late we woke up.
+        runTimers();
     }
 }
 
