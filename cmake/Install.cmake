@@ -1,5 +1,6 @@
 # What is installed besides modules and programs: the platform library with its headers for
-# applications, found by find_package(ZlkCamTr) and by pkg-config, and the classes of the modules.
+# applications, found by find_package(ZlkCamTr) and by pkg-config, what the system around wants to
+# know of the programs, and the classes of the modules.
 include(CMakePackageConfigHelpers)
 
 set(headers ${CMAKE_INSTALL_INCLUDEDIR}/zlkcamtr)
@@ -23,6 +24,12 @@ file(RELATIVE_PATH up ${CMAKE_INSTALL_FULL_LIBDIR}/pkgconfig ${CMAKE_INSTALL_PRE
 configure_file(cmake/zlkcamtr.pc.in zlkcamtr.pc @ONLY)
 install(FILES ${CMAKE_CURRENT_BINARY_DIR}/zlkcamtr.pc
         DESTINATION ${CMAKE_INSTALL_LIBDIR}/pkgconfig)
+
+install(FILES packaging/udev/70-zlkcamtr.rules DESTINATION lib/udev/rules.d)
+install(FILES packaging/bash-completion/zlkcam
+        DESTINATION ${CMAKE_INSTALL_DATADIR}/bash-completion/completions)
+install(FILES man/zlkcam.1 man/zlkcamsim.1 DESTINATION ${CMAKE_INSTALL_MANDIR}/man1)
+install(FILES man/zlk-usbscan.8 DESTINATION ${CMAKE_INSTALL_MANDIR}/man8)
 
 # The modules register on a machine of their own, and what they wrote becomes the store of
 # installed classes beside them: every user of the installed tree has the components.

@@ -86,6 +86,7 @@ struct AttachedCamera {
     /// is seen. While it has, opening fails with ERROR_SHARING_VIOLATION.
     DWORD holderProcess;
     std::u16string holderProgram;
+    bool accessible;  ///< false: this user may not read and write its device node
 };
 
 /// By port. Throws std::bad_alloc.

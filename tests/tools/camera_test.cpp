@@ -1,111 +1,200 @@
-// The client on a virtual camera: what works with a card works with it.
+// What the client does with cameras on USB, as far as no device object for them is needed.
 
 #include <gmock/gmock.h>
 
-#include <thread>
-
 #include "tests/support/VirtualCamera.h"
 #include "tests/tools/CardTest.h"
+#include "tools/zlkcam/CameraRow.h"
+#include "tools/zlkcam/Failure.h"
+#include "tools/zlkcam/UsbCamera.h"
 
 namespace zlk::test {
 namespace {
 
-namespace fs = std::filesystem;
 using testing::ElementsAre;
 using testing::HasSubstr;
-using testing::Not;
-using testing::SizeIs;
+using testing::IsEmpty;
 
-const std::string cam594 = "#Zephyr-Lanthorn#Cam594#0000";
+constexpr char tree[] = "Software\\Zephyr-Lanthorn\\PictureSuite\\";
 
-class CameraUnload : public testing::Test {
-  protected:
-    void SetUp() override {
-        ASSERT_GE(registerModules(), 1);
-        camera = std::make_unique<VirtualCamera>(
-            std::vector<std::string>{"--vid", "0x5AF1", "--pid", "0x7C37", "--storage", storage});
+struct Adopt : testing::Test {
+    void SetUp() override { ASSERT_GE(registerModules(), 1); }
+    static std::string value(const std::string& productClass, const std::string& name) {
+        return json({"settings", "get", tree + productClass + "\\CamInfo", name})["content"].text;
     }
-    /// An object of these random bytes.
-    void add(std::size_t size, const std::string& name, const std::string& more = "") {
-        camera->tell("add random=" + std::to_string(size) + " seed=" + std::to_string(++seed) +
-                     " name=" + name + ' ' + more);
+    static std::string known(const std::string& vidPid) {
+        return json({"translate", "vidpid", vidPid})["answer"].text;
     }
-    JsonAnswer unload() { return json({"unload", "--verify", cam594, target}); }
-    std::vector<std::string> copies() const {
-        std::vector<std::string> names;
-        for (const auto& entry : fs::recursive_directory_iterator(target))
-            if (entry.is_regular_file())
-                names.push_back(fs::relative(entry.path(), target).string());
-        std::sort(names.begin(), names.end());
-        return names;
-    }
-    std::size_t objects() { return Json::parse(camera->tell("objects")).items.size(); }
-
-    const fs::path storage = newFolder(), outside = newFolder(), target = outside / "target";
-    std::unique_ptr<VirtualCamera> camera;
-    int seed = 0;  // no two objects are equal
 };
 
-TEST_F(CameraUnload, listsCopiesDeletesAndSetsTheClock) {
-    for (int i = 0; i < 5; ++i) add(100'000 + i, "PICT000" + std::to_string(i) + ".JPG");
-    add(25'000'000, "MOVIE.MOV");
-    const JsonAnswer devices = json({"devices"});
-    EXPECT_THAT(devices["devices"].each("contextId"), ElementsAre(cam594));
-    EXPECT_THAT(json({"list"})["files"].items, SizeIs(6));
-    const JsonAnswer result = json({"unload", "--verify", "--delete", cam594, target});
-    EXPECT_EQ(result.status, 0) << result.error;
-    EXPECT_THAT(copies(), SizeIs(6));
-    EXPECT_EQ(fs::file_size(target / "DCIM/MOVIE.MOV"), 25'000'000u);
-    EXPECT_EQ(objects(), 0u);
-    EXPECT_EQ(zlkcam({"clock", "--set", "now"}).status, 0);
-    EXPECT_EQ(zlkcam({"clock"}).status, 0);
-    camera->expectNoViolations();
+TEST_F(Adopt, ShowsTheRowAndWritesItWhenItIsConfirmed) {
+    VirtualCamera camera({"--model", "unknown", "--product", "Odd <\"one\">"});
+    const JsonAnswer asked = json({"adopt"});
+    EXPECT_EQ(asked.status, 17);
+    EXPECT_EQ(asked["written"].text, "false");
+    EXPECT_EQ(asked["contextId"].text, "#Zephyr-Lanthorn#CamOdd_one#0000");
+    EXPECT_EQ(asked["values"]["Cam_pnpID"].text, "VID_5AF1&PID_7FFF");
+    EXPECT_EQ(zlkcam({"adopt"}).status, 17);  // nobody there to say yes
+    EXPECT_EQ(known("VID_5AF1&PID_7FFF"), "");
+
+    const ProgramResult written = zlkcam({"adopt", "--yes", "--share"});
+    EXPECT_EQ(written.status, 0) << written.error;
+    EXPECT_THAT(written.output, HasSubstr("FriendlyName = Odd <\"one\">"));
+    EXPECT_EQ(known("VID_5AF1&PID_7FFF"), "#Zephyr-Lanthorn#CamOdd_one#0000");
+    EXPECT_EQ(value("CamOdd_one", "SwiftPostSupport"), "TRUE");
+    EXPECT_EQ(zlkcam({"adopt", "--yes"}).status, 9);  // it is known now
 }
 
-TEST_F(CameraUnload, staysInsideItsTargetWhateverTheCameraCallsItsPictures) {
-    const char* const names[] = {"../../evil.JPG", "a/b.JPG",        "..%2F..%2Fevil.JPG",
-                                 "up\\..\\x.JPG",  "ctrl%01%1B.JPG", "..",
-                                 "TWICE.JPG",      "TWICE.JPG",      "%uD800lone.JPG"};
-    for (const char* name : names) add(1000, name);
-    add(1000, std::string(254, 'n'));
-    const JsonAnswer result = unload();
-    EXPECT_EQ(result.status, 0) << result.error;
-    EXPECT_THAT(copies(), SizeIs(10));
-    // Nothing beside the target.
-    EXPECT_EQ(std::distance(fs::directory_iterator(outside), fs::directory_iterator()), 1);
-    camera->expectNoViolations();
+TEST_F(Adopt, PutsNoCameraInThePlaceOfAnotherUnlessItIsTold) {
+    VirtualCamera camera({"--model", "unknown", "--product", "476"});
+    const std::string built = known("VID_5AF1&PID_7C35");
+    const std::string dock = std::string(tree) + "Dock\\CamInfo", disk = std::string(tree) + "Disk";
+    zlkcam({"settings", "set", dock, "PassThruProductClass", "DockClass"});
+    zlkcam({"settings", "set", disk, "any", "value"});
+    EXPECT_EQ(json({"adopt", "--yes"}).status, 17);
+    for (const char* taken : {"cam476", "Dock", "dockclass", "DISK", "Cam948_264"})
+        EXPECT_EQ(zlkcam({"adopt", "--yes", "--class", taken}).status, 17) << taken;
+    for (const char* illegal : {"", "a\\b", "a#b", "a b", "Import", "ctxmgr", "RemovableDrive"})
+        EXPECT_NE(zlkcam({"adopt", "--yes", "--class", illegal}).status, 0) << illegal;
+    EXPECT_EQ(known("VID_5AF1&PID_7C35"), built);
+    EXPECT_EQ(known("VID_5AF1&PID_7FFF"), "");
+
+    zlkcam({"settings", "set", std::string(tree) + "Cam476\\CamInfo", "Model", "left over"});
+    EXPECT_EQ(zlkcam({"adopt", "--yes", "--replace", "--name", "My one"}).status, 0);
+    EXPECT_EQ(known("VID_5AF1&PID_7FFF"), "#Zephyr-Lanthorn#Cam476#0000");
+    EXPECT_EQ(known("VID_5AF1&PID_7C35"), "");
+    EXPECT_EQ(value("Cam476", "Model"), "");
+    EXPECT_EQ(value("Cam476", "FriendlyName"), "My one");
 }
 
-TEST_F(CameraUnload, keepsNoTorsoOfAnObjectThatIsNotWhatItsInfoSaid) {
-    add(5000, "GOOD.JPG");
-    add(5000, "LARGER.JPG", "size=9000");
-    add(30'000'000, "HUGE.MOV", "size=40000000");
-    const ProgramResult result = zlkcam({"unload", cam594, target});
-    EXPECT_EQ(result.status, 4) << result.error;
-    EXPECT_THAT(copies(), ElementsAre("DCIM/GOOD.JPG"));
-    for (const char* name : {"LARGER.JPG", "HUGE.MOV"})
-        EXPECT_THAT(result.output + result.error, HasSubstr(name));
+TEST_F(Adopt, AsksWhichOneOfSeveral) {
+    EXPECT_EQ(zlkcam({"adopt", "--yes"}).status, 9);
+    VirtualCamera first({"--model", "unknown", "--product", "Left", "--name", "left"});
+    VirtualCamera twin({"--model", "unknown", "--product", "Left", "--name", "twin"});
+    VirtualCamera known({"--model", "539", "--name", "known"});
+    EXPECT_EQ(json({"adopt"}).status, 17);  // one kind
+    VirtualCamera second({"--vid", "0xABCD", "--product", "Right", "--name", "right"});
+    const JsonAnswer several = json({"adopt", "--yes"});
+    EXPECT_EQ(several.status, 1);
+    EXPECT_EQ(several["error"]["advice"].text,
+              "Not known are:\n  5AF1:7FFF  Left\n  ABCD:0001  Right");
+    EXPECT_EQ(zlkcam({"adopt", "abcd:0001", "--yes"}).status, 0);
+    EXPECT_EQ(value("CamRight", "Cam_pnpID"), "VID_ABCD&PID_0001");
+    EXPECT_EQ(zlkcam({"adopt", "5AF1:7C36", "--yes"}).status, 9);
 }
 
-TEST_F(CameraUnload, namesTheFileAtWhichTheCameraWasPulledAndWorksOnceItIsBack) {
-    for (int i = 0; i < 3; ++i) add(500'000, "PICT000" + std::to_string(i) + ".JPG");
-    camera->tell("fault slow op=0x1008 value=1");
-    camera->tell("fault unplug op=0x1009 phase=data at=50%");
-    const JsonAnswer result = unload();
-    EXPECT_THAT(result.status, testing::AnyOf(4, 9)) << result.error;
-    EXPECT_THAT(copies(), SizeIs(0));
-    EXPECT_EQ(zlkcam({"list", cam594}).status, 9);
-    camera->tell("plug");
-    EXPECT_EQ(unload().status, 0);
-    EXPECT_THAT(copies(), SizeIs(3));
+UsbCamera cameraCalled(std::u16string product) {
+    UsbCamera camera{};
+    camera.attached.vid = 0x12AB;
+    camera.attached.pid = 0x1;
+    camera.attached.product = std::move(product);
+    camera.attached.accessible = true;
+    camera.pnpId = u"VID_12AB&PID_0001";
+    return camera;
 }
 
-TEST_F(CameraUnload, goesOnBehindAPictureThatVanishedMeanwhile) {
-    for (int i = 0; i < 3; ++i) add(1000, "PICT000" + std::to_string(i) + ".JPG");
-    camera->tell("fault answer op=0x1009 value=0x2009");  // InvalidObjectHandle, once
-    const JsonAnswer result = unload();
-    EXPECT_EQ(result.status, 4);
-    EXPECT_THAT(copies(), ElementsAre("DCIM/PICT0001.JPG", "DCIM/PICT0002.JPG"));
+TEST(CameraRow, TakesNothingFromADeviceButWhatIsHarmless) {
+    const struct {
+        std::u16string product, productClass, name;
+    } cases[] = {
+        {u"..\\..\\Import#x", u"CamImport_x", u"..\\..\\Import#x"},
+        {u"\u001B]0;owned\u0007\u202Egpj.\uF01B", u"Cam0_owned_gpj", u"]0;owned gpj."},
+        {u"  \t\n", u"Cam12AB_0001", u"Camera VID_12AB&PID_0001"},
+        {u"\u5199\u771F", u"Cam12AB_0001", u"\u5199\u771F"},
+        {std::u16string(1, 0xD800) + u"a" + std::u16string(1, 0), u"Cama", u"a"},
+        {std::u16string(500, u'x'), u"Cam" + std::u16string(37, u'x'), std::u16string(60, u'x')},
+    };
+    for (const auto& [product, productClass, name] : cases) {
+        const CameraRow row(cameraCalled(product));
+        EXPECT_EQ(row.productClass, productClass);
+        EXPECT_EQ(row.name, name);
+        EXPECT_TRUE(isProductClass(row.productClass));
+    }
+}
+
+std::vector<std::string> kindsOf(const UsbCamera& camera) {
+    std::vector<std::string> kinds;
+    for (const CameraTrouble& trouble : troublesOf(camera)) kinds.push_back(trouble.kind);
+    return kinds;
+}
+
+TEST(UsbCamera, SaysWhyItIsNotListedOrWillNotOpen) {
+    UsbCamera camera = cameraCalled(u"Camera");
+    EXPECT_THAT(kindsOf(camera), ElementsAre("unknown"));
+    camera.attached.holderProcess = 812;
+    camera.attached.holderProgram = u"viewer";
+    camera.attached.accessible = false;
+    EXPECT_THAT(kindsOf(camera), ElementsAre("unknown", "held", "forbidden"));
+    EXPECT_THAT(troublesOf(camera)[1].message, HasSubstr("viewer (process 812)"));
+    EXPECT_THAT(troublesOf(camera)[1].advice, HasSubstr("kill 812"));
+    camera.attached.holderProgram = u"gvfsd-gphoto2";
+    EXPECT_THAT(troublesOf(camera)[1].advice, HasSubstr("gio mount"));
+    EXPECT_THAT(troublesOf(camera)[2].advice, HasSubstr("70-zlkcamtr.rules"));
+
+    camera.listed = true;
+    EXPECT_THAT(kindsOf(camera), ElementsAre("held", "forbidden"));
+    camera = cameraCalled(u"Camera");
+    camera.contextId = u"#Zephyr-Lanthorn#Cam283#0000";
+    EXPECT_THAT(kindsOf(camera), ElementsAre("silent"));
+    camera.twinListed = true;
+    EXPECT_THAT(kindsOf(camera), ElementsAre("twin"));
+    camera.listed = true;
+    EXPECT_THAT(kindsOf(camera), IsEmpty());
+}
+
+/// A card of a model that keeps diagnostics.
+class CameraCard : public CardTest {
+  protected:
+    void SetUp() override {
+        CardTest::SetUp();
+        ASSERT_EQ(zlkcam({"mount", folder, "--letter", "G", "--vendor", "ZL", "--product",
+                          "GLIMMERBOX 283"})
+                      .status,
+                  0);
+        std::filesystem::create_directory(folder / "MISC");
+    }
+    void write(const std::string& document) const {
+        writeFile(folder / "MISC/DIAGNOSTICS.XML", document);
+    }
+    const std::filesystem::path folder = newFolder();
+};
+
+TEST_F(CameraCard, TellsItsDiagnostics) {
+    EXPECT_EQ(zlkcam({"diag", "G"}).status, 4);
+    write(
+        "<?xml version=\"1.0\"?><diagnostic><model>283</model><other>a&lt;b</other>"
+        "<shotCounter/><failure Code=\"7\" File=\"a.c\"/><failure/></diagnostic>");
+    EXPECT_EQ(zlkcam({"diag", "G"}).output,
+              "Model: 283\nother: a<b\nShots: \nFailure: Code=7 File=a.c\nFailure:\n");
+    const JsonAnswer partial = json({"diag", "G", "--log"});
+    EXPECT_EQ(partial.status, 15);
+    EXPECT_EQ(partial["logged"].text, "false");
+    EXPECT_THAT(partial["values"].each("name"), ElementsAre("model", "other", "shotCounter"));
+    EXPECT_EQ(partial["failures"].items.at(0).each("text"), (std::vector<std::string>{"7", "a.c"}));
+
+    write("<diagnostic><model>283</model><serial>1</serial><fwversion>2</fwversion></diagnostic>");
+    EXPECT_EQ(json({"diag", "G", "--log"})["logged"].text, "true");
+    for (const char* bad : {"<diagnostic>", "<other/>", "nonsense"}) {
+        write(bad);
+        EXPECT_EQ(zlkcam({"diag", "G"}).status, 15) << bad;
+    }
+}
+
+TEST_F(CameraCard, HasNoClockAndTheCommandLineIsLookedAtFirst) {
+    EXPECT_EQ(zlkcam({"clock", "G"}).status, 8);
+    EXPECT_EQ(zlkcam({"clock", "G", "--set", "now"}).status, 8);
+    for (const char* time : {"2026-07-15T10:30:00", "1971-01-01T00:00:00"})
+        EXPECT_EQ(zlkcam({"clock", "G", "--set", time}).status, 8) << time;
+    for (const char* none : {"yesterday", "2026-02-29T00:00:00", "2026-07-15T24:00:00",
+                             "2026-07-15T10:30:00Z", "2026-07-15", "0000-00-00T00:00:00"})
+        EXPECT_EQ(zlkcam({"clock", "G", "--set", none}).status, 1) << none;
+}
+
+TEST(TimeDocument, ReadsBackAsTheTimeThatWasWritten) {
+    for (const std::int64_t time : {1784100600LL, 86400LL * 365})
+        EXPECT_EQ(parseTime(timeDocument(time)), time);
+    EXPECT_THROW(parseTime(u"<time>00/00/0000 -1:-1:-1</time>"), Failure);
+    EXPECT_THROW(parseTime(u"<other/>"), Failure);
 }
 
 }  // namespace

@@ -100,11 +100,13 @@ TEST(Settings, aBadFileChangesNothing) {
 
 TEST(Devices, tellWhichCamerasAreOnUsbThoughNobodyKnowsTheirModel) {
     ASSERT_EQ(zlkcam({"register"}).status, 0);
-    VirtualCamera camera({"--vid", "0x5AF1", "--pid", "0xC101", "--product", "Odd <one>"});
+    VirtualCamera camera({"--model", "476", "--pid", "0xC101", "--product", "Odd <one>"});
     const JsonAnswer answer = json({"devices"});
     EXPECT_THAT(answer["cameras"].each("port"), ElementsAre("\\\\.\\Usbscan1000"));
     EXPECT_THAT(answer["cameras"].each("id"), ElementsAre("VID_5AF1&PID_C101"));
-    EXPECT_THAT(zlkcam({"devices"}).output, HasSubstr("On USB: Odd <one>"));
+    EXPECT_THAT(answer["cameras"].items[0]["troubles"].each("kind"), ElementsAre("unknown"));
+    EXPECT_THAT(zlkcam({"devices"}).output,
+                testing::AllOf(HasSubstr("On USB: Odd <one>"), HasSubstr("zlkcam adopt")));
     camera.tell("unplug");
     EXPECT_THAT(json({"devices"})["cameras"].items, testing::IsEmpty());
 }

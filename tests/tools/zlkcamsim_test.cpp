@@ -30,12 +30,18 @@ Bytes hex(std::string text) {
 
 class CameraTest : public testing::Test {
   protected:
-    void setUp(std::uint16_t packetSize = 64) {
-        camera = std::make_unique<VirtualCamera>(loop, Identity{}, packetSize);
+    void setUp(std::uint16_t packetSize = 64, const Traits& traits = {}) {
+        camera = std::make_unique<VirtualCamera>(loop, Identity{}, packetSize, traits);
         camera->store().addStorage(card);
         camera->busReset();
     }
     void SetUp() override { setUp(); }
+    /// A session with a camera of this model.
+    void setUpModel(const std::string& name) {
+        for (const Model& model : models())
+            if (model.name == name) setUp(64, model.traits);
+        openSession();
+    }
 
     PipeAnswer send(const std::string& container) { return camera->out(hex(container), true); }
     /// The next transfer to the host; `...` behind one that doesn't end.
@@ -217,6 +223,73 @@ TEST_F(CameraTest, BelievesATesterWhateverHeMakes) {
     EXPECT_EQ(ask("10000000 0100 0b10 03000000 02000000"), "0c0000000300012003000000");
     EXPECT_EQ(camera->store().objects().size(), 1u);
     EXPECT_THAT(tell("add random=x"), HasSubstr("error"));
+}
+
+TEST_F(CameraTest, OfModel476HasWhatItDeletesUntilItsEventIsFetched) {
+    const std::string count = "18000000 0100 0610 ", everywhere = " ffffffff 00000000 00000000";
+    const auto counted = [](const std::string& id, const std::string& objects) {
+        return hexOf(hex("10000000 0300 0120 " + id + objects));
+    };
+    setUpModel("476");
+    const std::string first = addFile(1), second = addFile(1);
+    EXPECT_EQ(camera->interrupt(64).bytes.size(), 16u);
+    EXPECT_EQ(camera->interrupt(64).bytes.size(), 16u);
+    EXPECT_EQ(ask("10000000 0100 0b10 01000000" + first), "0c0000000300012001000000");
+    EXPECT_EQ(ask(count + "02000000" + everywhere), counted("02000000", "02000000"));
+    EXPECT_EQ(hexOf(camera->interrupt(64).bytes),
+              hexOf(hex("10000000 0400 0340 01000000" + first)));
+    EXPECT_EQ(ask(count + "03000000" + everywhere), counted("03000000", "01000000"));
+
+    // Without events, or without anybody to fetch them, nothing stays for ever.
+    ask("10000000 0100 0b10 04000000" + second);
+    EXPECT_EQ(camera->store().objects().size(), 1u);
+    camera->busReset();
+    EXPECT_THAT(camera->store().objects(), IsEmpty());
+    openSession();
+    tell("events off");
+    ask("10000000 0100 0b10 01000000" + addFile(1));
+    EXPECT_THAT(camera->store().objects(), IsEmpty());
+}
+
+TEST_F(CameraTest, OfAModelRefusesWhatThatModelCannotDo) {
+    setUpModel("368");
+    EXPECT_EQ(ask("10000000 0100 1510 01000000 11500000"), "0c00000003000a2001000000");
+
+    setUpModel("539");
+    send("14000000 0100 0c10 01000000 00000000 00000000");
+    send("0c000000 0200 0c10 01000000");
+    EXPECT_EQ(receive(), "0c0000000300052001000000");
+    EXPECT_EQ(ask("0c000000 0100 0097 02000000"), "0c0000000300052002000000");
+
+    for (const char* model : {"948", "264"}) {
+        setUpModel(model);
+        tell("add random=1 name=AUTPRINT.MRK");
+        tell("add random=1 name=PICT0001.JPG");
+        EXPECT_EQ(ask("10000000 0100 0b10 01000000 01000000"), "0c00000003000d2001000000");
+        EXPECT_EQ(ask("10000000 0100 0b10 02000000 02000000"), "0c0000000300012002000000");
+    }
+}
+
+TEST_F(CameraTest, BehindADockIsToldAsThatDockDoes) {
+    const auto answer = [this](const char* code, const std::string& id) {
+        return ask(std::string("0c000000 0100 ") + code + id).substr(12);
+    };
+    const std::string none = "0000000000000000", there = "f15a0000357c0000";
+    setUpModel("dock");
+    EXPECT_EQ(answer("0097", "01000000"), "012001000000" + none);
+    tell("behind 0x5AF1 0x7C35");
+    EXPECT_EQ(answer("0097", "02000000"), "012002000000" + there);
+    EXPECT_EQ(answer("0197", "03000000"), "052003000000");
+    EXPECT_EQ(answer("0297", "04000000"), "052004000000");
+
+    setUpModel("dock2");
+    tell("behind 0x5AF1 0x7C35");
+    EXPECT_EQ(answer("0297", "01000000"), "012001000000" + there);
+    EXPECT_EQ(answer("0097", "02000000"), "012002000000" + none);
+    EXPECT_EQ(answer("0197", "03000000"), "012003000000" + there);
+    EXPECT_EQ(answer("0097", "04000000"), "012004000000" + there);
+    tell("behind 0x5AF1 0x7C36");
+    EXPECT_EQ(answer("0097", "05000000"), "012005000000" + none);
 }
 
 TEST_F(CameraTest, ForgetsATransactionThatIsCancelledAndKeepsTheSession) {

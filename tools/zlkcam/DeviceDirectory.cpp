@@ -92,10 +92,26 @@ bool DeviceDirectory::isDeviceName(std::u16string_view word) {
     return word.starts_with(u'#') || isDriveName(word);
 }
 
+std::u16string DeviceDirectory::translated(Translation method, const std::u16string& text) const {
+    Bstr answer;
+    (utils_.get()->*method)(Bstr(text).get(), answer.out());
+    return std::u16string(answer.view());
+}
+
 std::u16string DeviceDirectory::lowLevelId(const std::u16string& contextId) const {
-    Bstr id;
-    utils_->ContextIdToLowLevelId(Bstr(contextId).get(), id.out());
-    return std::u16string(id.view());
+    return translated(&IDeviceUtils::ContextIdToLowLevelId, contextId);
+}
+
+std::u16string DeviceDirectory::cameraPort(const std::u16string& contextId) const {
+    return translated(&IDeviceUtils::ContextIdToCameraPort, contextId);
+}
+
+std::u16string DeviceDirectory::unloadInterface(const std::u16string& contextId) const {
+    return translated(&IDeviceUtils::ContextIdToUnloadInterface, contextId);
+}
+
+std::u16string DeviceDirectory::contextIdOf(const std::u16string& pnpId) const {
+    return translated(&IDeviceUtils::CameraVidPidToContextId, pnpId);
 }
 
 bool DeviceDirectory::allowsDelete(const std::u16string& contextId) const {

@@ -32,10 +32,18 @@ class DeviceDirectory {
     static bool isDeviceName(std::u16string_view word);
 
     IDeviceUtils& utils() const { return *utils_.get(); }
+    /// Each empty where there is none.
     std::u16string lowLevelId(const std::u16string& contextId) const;
+    std::u16string cameraPort(const std::u16string& contextId) const;
+    std::u16string unloadInterface(const std::u16string& contextId) const;
+    /// Of the table's row for `VID_xxxx&PID_xxxx`.
+    std::u16string contextIdOf(const std::u16string& pnpId) const;
     bool allowsDelete(const std::u16string& contextId) const;
 
   private:
+    using Translation = HRESULT (IDeviceUtils::*)(BSTR, BSTR*) noexcept;
+    std::u16string translated(Translation method, const std::u16string& text) const;
+
     ComPtr<IDeviceList> list_;
     ComPtr<IDeviceUtils> utils_;
 };

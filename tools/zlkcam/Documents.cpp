@@ -1,5 +1,6 @@
 #include "tools/zlkcam/Documents.h"
 
+#include <algorithm>
 #include <cstdio>
 #include <pugixml.hpp>
 
@@ -10,8 +11,12 @@
 namespace zlk {
 namespace {
 
+constexpr char fromComponents[] =
+    "Check that the XML document component is registered: zlkcam register";
+
 /// The root element of a document; `text` is parsed in place and must outlive it.
-pugi::xml_node load(pugi::xml_document& document, std::string& text, const char* root) {
+pugi::xml_node load(pugi::xml_document& document, std::string& text, const char* root,
+                    const char* advice = fromComponents) {
     // Line ends and blanks in a text are part of a name.
     constexpr unsigned flags =
         (pugi::parse_default | pugi::parse_ws_pcdata_single) & ~pugi::parse_eol;
@@ -22,7 +27,7 @@ pugi::xml_node load(pugi::xml_document& document, std::string& text, const char*
         throw Failure(
             ExitStatus::BadDocument,
             std::string("The components gave an answer that isn't a \"") + root + "\" document.",
-            "Check that the XML document component is registered: zlkcam register");
+            advice);
     return element;
 }
 
@@ -51,6 +56,48 @@ std::vector<FileRecord> parseFileInfo(std::u16string_view xml) {
                            element.child("size").text().as_ullong(),
                            element.child_value("modified"), element.child_value("created")});
     return records;
+}
+
+bool Diagnostics::has(std::u16string_view name) const {
+    return std::any_of(values.begin(), values.end(),
+                       [name](const NamedText& value) { return value.name == name; });
+}
+
+Diagnostics parseDiagnostics(std::u16string_view xml) {
+    std::string text = utf8Text(xml);
+    pugi::xml_document document;
+    Diagnostics diagnostics;
+    const pugi::xml_node root =
+        load(document, text, "diagnostic", "It is the camera's own, and comes as it is.");
+    for (const pugi::xml_node element : root.children()) {
+        if (element.type() != pugi::node_element) continue;
+        if (std::string_view(element.name()) != "failure") {
+            diagnostics.values.push_back(
+                {wideText(element.name()), wideText(element.child_value())});
+            continue;
+        }
+        std::vector<NamedText>& failure = diagnostics.failures.emplace_back();
+        for (const pugi::xml_attribute detail : element.attributes())
+            failure.push_back({wideText(detail.name()), wideText(detail.value())});
+    }
+    return diagnostics;
+}
+
+std::int64_t parseTime(std::u16string_view xml) {
+    std::string text = utf8Text(xml);
+    pugi::xml_document document;
+    const std::int64_t seconds = secondsOf(load(document, text, "time").child_value());
+    if (seconds < 0)
+        throw Failure(ExitStatus::BadDocument, "The device's clock shows no time.",
+                      "Set it: zlkcam clock --set now");
+    return seconds;
+}
+
+std::u16string timeDocument(std::int64_t seconds) {
+    BrokenDownTime time{};
+    _localtime64_s(time, seconds);
+    return formatText(u"<time>%02d/%02d/%04d %02d:%02d:%02d</time>", time.month + 1, time.day,
+                      time.year + 1900, time.hour, time.minute, time.second);
 }
 
 std::int64_t secondsOf(std::string_view recordTime) {

@@ -22,9 +22,26 @@ struct FileRecord {
     std::string created;
 };
 
-/// Both throw Failure (BadDocument) for what isn't such a document.
+struct NamedText {
+    std::u16string name;
+    std::u16string text;
+};
+
+/// What a camera tells of itself.
+struct Diagnostics {
+    std::vector<NamedText> values;                 ///< by their elements' names, in its order
+    std::vector<std::vector<NamedText>> failures;  ///< of each recorded one its details
+    bool has(std::u16string_view name) const;
+};
+
+/// All throw Failure (BadDocument) for what isn't such a document.
 std::vector<Device> parseDevices(std::u16string_view xml);
 std::vector<FileRecord> parseFileInfo(std::u16string_view xml);
+Diagnostics parseDiagnostics(std::u16string_view xml);
+/// Seconds since 1970 UTC.
+std::int64_t parseTime(std::u16string_view xml);
+/// The document that reads back as this time.
+std::u16string timeDocument(std::int64_t seconds);
 
 /// Seconds since 1970 UTC of a record's time; -1 for one that says nothing.
 std::int64_t secondsOf(std::string_view recordTime);

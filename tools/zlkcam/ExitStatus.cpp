@@ -27,6 +27,7 @@ constexpr Row rows[] = {
     {ExitStatus::BadDocument,
      "a file that was given, or a component's answer, can't be understood"},
     {ExitStatus::ViewerRunning, "another trace viewer is running"},
+    {ExitStatus::NotAdopted, "the camera table was left as it is"},
     {ExitStatus::Stopped, "stopped by Ctrl-C or a request to end"},
 };
 

@@ -24,6 +24,7 @@ enum class ExitStatus : int {
     SettingsUnusable = 14,
     BadDocument = 15,
     ViewerRunning = 16,
+    NotAdopted = 17,
     Stopped = 130,
 };
 

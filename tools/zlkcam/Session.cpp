@@ -37,6 +37,19 @@ Failure deviceFailure(LONG errorCode, const Device& device, std::string_view doi
     }
 }
 
+std::u16string askDevice(const Device& device, std::u16string_view message) {
+    const auto object = createComponent<IPhotoDevice>(device.progId);
+    // The refused claim does nothing but tell the object which device is meant.
+    object->LockDevice(Bstr(device.contextId).get());
+    Bstr answer;
+    if (object->Escape(Bstr(message).get(), answer.out()) != S_OK) {
+        LONG code = 0;
+        object->get_ErrorCode(&code);
+        throw deviceFailure(code, device, "The message \"" + utf8Text(message) + "\"");
+    }
+    return std::u16string(answer.view());
+}
+
 bool PhotoSession::hasMedia() const {
     LONG connected = 0;
     if ((*this)->get_IsConnected(&connected) != S_OK || !connected) return false;

@@ -44,6 +44,9 @@ class Session {
     ComPtr<Interface> object_;
 };
 
+/// Sends an escape message to a device, which another program may hold; throws Failure.
+std::u16string askDevice(const Device& device, std::u16string_view message);
+
 class PhotoSession : public Session<IPhotoDevice> {
   public:
     explicit PhotoSession(const Device& device) : Session(device, device.progId) {}

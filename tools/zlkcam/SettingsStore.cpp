@@ -128,6 +128,31 @@ std::vector<std::u16string> SettingsStore::subKeys(const SettingsPath& path) {
     }
 }
 
+std::vector<std::u16string> SettingsStore::subKeysIfAny(const SettingsPath& path) {
+    HKEY key = nullptr;
+    if (RegOpenKeyExW(path.root, path.below.c_str(), 0, KEY_READ, &key) == ERROR_FILE_NOT_FOUND)
+        return {};
+    const RegistryKey opened(key);
+    return subKeys(path);
+}
+
+std::u16string SettingsStore::text(const SettingsPath& path, std::u16string_view name) {
+    std::u16string text;
+    try {
+        for (const SettingsValue& value : readKey(path).values)
+            if (equalIgnoringCase(value.name, name) && value.type == REG_SZ)
+                dataText(value.data, text);
+    } catch (const Failure&) {
+        // Most keys that are asked for are optional.
+    }
+    return text;
+}
+
+void SettingsStore::setText(const SettingsPath& path, std::u16string_view name,
+                            std::u16string_view text) {
+    setValue(path, {std::u16string(name), REG_SZ, textData(text)});
+}
+
 std::vector<SettingsKey> SettingsStore::readTree(const SettingsPath& path) {
     std::vector<SettingsKey> keys;
     std::vector<SettingsPath> waiting{path};

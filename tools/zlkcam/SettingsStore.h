@@ -10,6 +10,10 @@
 
 namespace zlk {
 
+/// What the system reads lies below it, product class by product class.
+inline constexpr std::u16string_view settingsTree =
+    u"HKEY_LOCAL_MACHINE\\Software\\Zephyr-Lanthorn\\PictureSuite\\";
+
 /// A key by its path text, `HKEY_LOCAL_MACHINE\...` or `HKLM\...`, `HKEY_CLASSES_ROOT\...` or
 /// `HKCR\...`; a path without a root is below HKEY_LOCAL_MACHINE. Throws Failure (Usage) for a
 /// root that there isn't.
@@ -25,8 +29,15 @@ class SettingsStore {
     /// The key's own values; throws if there is no such key.
     static SettingsKey readKey(const SettingsPath& path);
     static std::vector<std::u16string> subKeys(const SettingsPath& path);
+    /// None of a key that isn't there.
+    static std::vector<std::u16string> subKeysIfAny(const SettingsPath& path);
     /// The key and everything below it, each key in front of its subkeys.
     static std::vector<SettingsKey> readTree(const SettingsPath& path);
+
+    /// A text value of a key; empty if there is no such one, or no such key.
+    static std::u16string text(const SettingsPath& path, std::u16string_view name);
+    static void setText(const SettingsPath& path, std::u16string_view name,
+                        std::u16string_view text);
 
     static void setValue(const SettingsPath& path, SettingsValue value);
     static void removeValue(const SettingsPath& path, const std::u16string& name);

@@ -15,6 +15,8 @@ void addCommands(CLI::App& app, Tool& tool) {
     addFileCommands(app, tool);
     addUnloadCommand(app, tool);
     addDocumentCommands(app, tool);
+    addCameraCommands(app, tool);
+    addAdoptCommand(app, tool);
     addRegisterCommands(app, tool);
     addMountCommands(app, tool);
     addSettingsCommands(app, tool);

@@ -18,8 +18,8 @@ bool worksWithoutSession(Code code) {
 
 }  // namespace
 
-Responder::Responder(Identity identity, ObjectStore& store, Session& session)
-    : identity_(std::move(identity)), store_(store), session_(session) {}
+Responder::Responder(Identity identity, const Traits& traits, ObjectStore& store, Session& session)
+    : identity_(std::move(identity)), traits_(traits), store_(store), session_(session) {}
 
 const std::vector<Responder::Row>& Responder::operations() {
     static const std::vector<Row> rows{
@@ -49,9 +49,26 @@ const std::vector<Responder::Row>& Responder::operations() {
     return rows;
 }
 
-std::vector<Code> Responder::operationCodes() {
+bool Responder::knows(Code code) const {
+    switch (code) {
+        case operation::SendObjectInfo:
+        case operation::SendObject:
+            return traits_.takesObjects;
+        case operation::ConnectedCamera:
+            return traits_.passThrough != PassThrough::None;
+        case operation::PressSaveButton:
+        case operation::ConnectedCamera2:
+            return traits_.passThrough == PassThrough::Anything ||
+                   traits_.passThrough == PassThrough::Button;
+        default:
+            return true;
+    }
+}
+
+std::vector<Code> Responder::operationCodes() const {
     std::vector<Code> codes;
-    for (const Row& row : operations()) codes.push_back(row.code);
+    for (const Row& row : operations())
+        if (knows(row.code)) codes.push_back(row.code);
     return codes;
 }
 
@@ -77,7 +94,8 @@ Reply Responder::execute(const Message& command, Spool* received) {
     const auto row =
         std::find_if(operations().begin(), operations().end(),
                      [&command](const Row& each) { return each.code == command.code; });
-    if (row == operations().end()) return failure(response::OperationNotSupported);
+    if (row == operations().end() || !knows(command.code))
+        return failure(response::OperationNotSupported);
     if (!session_.isOpen() && !worksWithoutSession(command.code))
         return failure(response::SessionNotOpen);
     if (session_.isOpen() && command.id == 0 && command.code != operation::OpenSession)
@@ -91,7 +109,7 @@ Reply Responder::getDeviceInfo(const Message&) {
     info.u16(100).u32(0).u16(0).text(u"").u16(0);
     info.u16s(operationCodes());
     info.u16s({event::ObjectAdded, event::ObjectRemoved, event::StoreRemoved});
-    info.u16s({property::BatteryLevel, property::DateTime});
+    info.u16s(propertyCodes());
     info.u16s({format::ExifJpeg});
     info.u16s({format::ExifJpeg, format::Tiff, format::Script, format::Dpof, format::Text,
                format::Avi, format::Wav, format::QuickTime, format::Undefined,
@@ -120,7 +138,16 @@ void Responder::closeSession() {
     expectsObject_ = false;
 }
 
-Reply Responder::connectedCamera(const Message&) {
+void Responder::setCameraBehind(std::uint16_t vid, std::uint16_t pid) {
+    behind_ = {vid, pid};
+    buttonPressed_ = false;
+}
+
+Reply Responder::connectedCamera(const Message& command) {
+    if (command.code == operation::PressSaveButton) buttonPressed_ = true;
+    const bool waits = traits_.passThrough == PassThrough::Button && !buttonPressed_ &&
+                       command.code == operation::ConnectedCamera;
+    if (waits) return {response::OK, {0, 0}, {}, {}};
     return {response::OK, {behind_.first, behind_.second}, {}, {}};
 }
 

@@ -9,18 +9,12 @@
 
 #include "tools/zlkcamsim/Codes.h"
 #include "tools/zlkcamsim/Container.h"
+#include "tools/zlkcamsim/Model.h"
 #include "tools/zlkcamsim/ObjectStore.h"
 #include "tools/zlkcamsim/Session.h"
 #include "tools/zlkcamsim/Spool.h"
 
 namespace zlk::camsim {
-
-/// How a camera presents itself.
-struct Identity {
-    std::uint16_t vid = 0x0ABC, pid = 0x0001;
-    std::string manufacturer = "Zephyr-Lanthorn", product = "Glimmerbox 539",
-                serial = "ZL539-0004711";  ///< UTF-8
-};
 
 struct Reply {
     Code code = response::OK;
@@ -46,7 +40,7 @@ struct Announcement {
 
 class Responder {
   public:
-    Responder(Identity identity, ObjectStore& store, Session& session);
+    Responder(Identity identity, const Traits& traits, ObjectStore& store, Session& session);
 
     /// Of operations whose data phase comes from the host.
     static bool takesData(Code operation);
@@ -58,11 +52,13 @@ class Responder {
     void closeSession();
 
     /// Of the camera behind a pass-through device; 0, 0: none.
-    void setCameraBehind(std::uint16_t vid, std::uint16_t pid) { behind_ = {vid, pid}; }
+    void setCameraBehind(std::uint16_t vid, std::uint16_t pid);
     /// What the host has sent, the oldest first; the last thousand.
     const std::deque<Announcement>& announcements() const { return announcements_; }
-    /// Called with each event that an operation of the host causes.
-    void setEventSink(std::function<void(const Message&)> sink) { raise_ = std::move(sink); }
+    /// Takes each event that an operation of the host causes, and calls `seen`, once, when the
+    /// host has fetched it or never will.
+    using EventSink = std::function<void(const Message&, std::function<void()> seen)>;
+    void setEventSink(EventSink sink) { raise_ = std::move(sink); }
 
   private:
     using Operation = Reply (Responder::*)(const Message&);
@@ -71,12 +67,14 @@ class Responder {
         Operation run;
     };
     static const std::vector<Row>& operations();
-    static std::vector<Code> operationCodes();
+    bool knows(Code operation) const;
+    std::vector<Code> operationCodes() const;
+    std::vector<Code> propertyCodes() const;
 
     Reply getDeviceInfo(const Message&);
     Reply openSession(const Message& command);
     Reply endSession(const Message&);
-    Reply connectedCamera(const Message&);
+    Reply connectedCamera(const Message& command);
 
     Reply getStorageIDs(const Message&);
     Reply getStorageInfo(const Message& command);
@@ -90,6 +88,7 @@ class Responder {
     Reply setObjectProtection(const Message& command);
     Reply selectObjects(const Message& command, std::vector<std::uint32_t>& handles) const;
     Reply deleteAll(Code onlyFormat);
+    bool isProtected(const StoredObject& object) const;
     bool removeObject(std::uint32_t handle);
 
     Reply getDevicePropDesc(const Message& command);
@@ -103,11 +102,15 @@ class Responder {
     Code placeObject(const Message& command, Announcement& announced) const;
     void makeFolder(Announcement& announced);
 
+    bool hasProperty(std::uint32_t code) const;
+
     Identity identity_;
+    Traits traits_;
     ObjectStore& store_;
     Session& session_;
     std::pair<std::uint32_t, std::uint32_t> behind_;
-    std::function<void(const Message&)> raise_ = [](const Message&) {};
+    bool buttonPressed_ = false;  ///< since that one was plugged in
+    EventSink raise_;
     std::time_t clockOffset_ = 0;  ///< the camera's clock against this machine's
 
     Spool* received_ = nullptr;

@@ -132,9 +132,17 @@ Reply Responder::getPartialObject(const Message& command) {
     return {response::OK, {static_cast<std::uint32_t>(count)}, content.part(offset, count), {}};
 }
 
+bool Responder::isProtected(const StoredObject& object) const {
+    const bool isOrder = object.name == u"AUTPRINT.MRK" || object.name == u"INTENT.XML";
+    return object.isProtected || (isOrder && !traits_.dropsOrders);
+}
+
 bool Responder::removeObject(std::uint32_t handle) {
-    if (!store_.remove(handle)) return false;
-    raise_({event::ObjectRemoved, session_.lastTransaction, {handle}});
+    if (isProtected(*store_.find(handle))) return false;
+    if (!traits_.deletesLater && !store_.remove(handle)) return false;
+    raise_({event::ObjectRemoved, session_.lastTransaction, {handle}}, [this, handle] {
+        if (traits_.deletesLater) store_.remove(handle);
+    });
     return true;
 }
 
@@ -143,11 +151,10 @@ Reply Responder::deleteObject(const Message& command) {
     if (handle == everything) return deleteAll(static_cast<Code>(command.parameter(1)));
     const StoredObject* const object = store_.find(handle);
     if (!object) return failure(response::InvalidObjectHandle);
-    const bool isProtected = object->isProtected, isFolder = object->isFolder();
+    if (isProtected(*object)) return failure(response::ObjectWriteProtected);
+    const bool isFolder = object->isFolder();
     if (removeObject(handle)) return {};
-    return failure(isProtected ? response::ObjectWriteProtected
-                   : isFolder  ? response::PartialDeletion
-                               : response::AccessDenied);
+    return failure(isFolder ? response::PartialDeletion : response::AccessDenied);
 }
 
 Reply Responder::deleteAll(Code onlyFormat) {

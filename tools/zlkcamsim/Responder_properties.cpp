@@ -1,5 +1,6 @@
 // Device properties: the clock, which can be set, and the battery, which can't.
 
+#include <algorithm>
 #include <ctime>
 
 #include "tools/zlkcamsim/Dataset.h"
@@ -16,36 +17,43 @@ constexpr std::uint8_t noForm = 0, rangeForm = 1;
 
 }  // namespace
 
+std::vector<Code> Responder::propertyCodes() const {
+    if (!traits_.hasClock) return {property::BatteryLevel};
+    return {property::BatteryLevel, property::DateTime};
+}
+
+bool Responder::hasProperty(std::uint32_t code) const {
+    const std::vector<Code> codes = propertyCodes();
+    return std::find(codes.begin(), codes.end(), code) != codes.end();
+}
+
 Reply Responder::getDevicePropDesc(const Message& command) {
+    if (!hasProperty(command.parameter(0))) return failure(response::DevicePropNotSupported);
     DatasetWriter description;
     description.u16(static_cast<Code>(command.parameter(0)));
     if (command.parameter(0) == property::BatteryLevel) {
         description.u16(typeU8).u8(readOnly).u8(100).u8(batteryLevel);
         description.u8(rangeForm).u8(0).u8(100).u8(1);
-    } else if (command.parameter(0) == property::DateTime) {
+    } else {
         description.u16(typeText).u8(readWrite).text(u"20060101T000000");
         description.text(ptpDate(std::time(nullptr) + clockOffset_)).u8(noForm);
-    } else {
-        return failure(response::DevicePropNotSupported);
     }
     return answer(description.take());
 }
 
 Reply Responder::getDevicePropValue(const Message& command) {
+    if (!hasProperty(command.parameter(0))) return failure(response::DevicePropNotSupported);
     DatasetWriter value;
     if (command.parameter(0) == property::BatteryLevel)
         value.u8(batteryLevel);
-    else if (command.parameter(0) == property::DateTime)
-        value.text(ptpDate(std::time(nullptr) + clockOffset_));
     else
-        return failure(response::DevicePropNotSupported);
+        value.text(ptpDate(std::time(nullptr) + clockOffset_));
     return answer(value.take());
 }
 
 Reply Responder::setDevicePropValue(const Message& command) {
+    if (!hasProperty(command.parameter(0))) return failure(response::DevicePropNotSupported);
     if (command.parameter(0) == property::BatteryLevel) return failure(response::AccessDenied);
-    if (command.parameter(0) != property::DateTime)
-        return failure(response::DevicePropNotSupported);
     DatasetReader value(received_->bytes());
     const auto time = timeOfPtpDate(value.text());
     if (!time || !value.complete()) return failure(response::InvalidDevicePropValue);
@@ -55,7 +63,7 @@ Reply Responder::setDevicePropValue(const Message& command) {
 
 Reply Responder::resetDevicePropValue(const Message& command) {
     if (command.parameter(0) == property::BatteryLevel) return failure(response::AccessDenied);
-    if (command.parameter(0) != property::DateTime && command.parameter(0) != everything)
+    if (!hasProperty(command.parameter(0)) && command.parameter(0) != everything)
         return failure(response::DevicePropNotSupported);
     clockOffset_ = 0;
     return {};

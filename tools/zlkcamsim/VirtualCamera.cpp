@@ -13,14 +13,16 @@ constexpr std::size_t mostCommandBytes = ContainerHeader::size + 4 * Message::ma
 }  // namespace
 
 VirtualCamera::VirtualCamera(usbscan::EventLoop& loop, const Identity& identity,
-                             std::uint16_t packetSize)
+                             std::uint16_t packetSize, const Traits& traits)
     : loop_(loop),
       identity_(identity),
-      responder_(identity, store_, session_),
+      responder_(identity, traits, store_, session_),
       judge_(session_),
       bulkIn_(loop, packetSize, *this),
       outDelay_(loop) {
-    responder_.setEventSink([this](const Message& event) { raise(event); });
+    responder_.setEventSink([this](const Message& event, std::function<void()> seen) {
+        raise(event, std::move(seen));
+    });
 }
 
 PipeAnswer VirtualCamera::out(ByteView bytes, bool ends) {
@@ -174,22 +176,24 @@ PipeBytes VirtualCamera::in(std::size_t room) {
 
 PipeBytes VirtualCamera::interrupt(std::size_t room) {
     if (isPulled_ || interrupts_.empty()) return {};
-    const Payload transfer = std::move(interrupts_.front());
+    const auto [transfer, seen] = std::move(interrupts_.front());
     interrupts_.pop_front();
+    seen();
     const ByteView bytes = transfer.bytes.first(std::min(room, transfer.bytes.size()));
     log_.add(Channel::Interrupt, bytes, true);
     return {PipeAnswer::Accepted, bytes, true, transfer.keeper};
 }
 
-void VirtualCamera::sendInterrupt(Bytes transfer) {
+void VirtualCamera::sendInterrupt(Bytes transfer, std::function<void()> seen) {
     constexpr std::size_t mostWaiting = 64;
-    if (interrupts_.size() == mostWaiting) return;
-    interrupts_.push_back(Payload::of(std::move(transfer)));
+    if (interrupts_.size() == mostWaiting) return seen();
+    interrupts_.push_back({Payload::of(std::move(transfer)), std::move(seen)});
     wake_();
 }
 
-void VirtualCamera::raise(const Message& event) {
-    if (eventsEnabled_ && session_.isOpen()) sendInterrupt(event.encode(Event));
+void VirtualCamera::raise(const Message& event, std::function<void()> seen) {
+    if (!eventsEnabled_ || !session_.isOpen()) return seen();
+    sendInterrupt(event.encode(Event), std::move(seen));
 }
 
 void VirtualCamera::loseSession() {

@@ -20,7 +20,8 @@ namespace zlk::camsim {
 class VirtualCamera final : public UsbFunction, private BulkInPipe::Listener {
   public:
     /// `packetSize` 64, 512 or 1024. The loop is for what takes its time.
-    VirtualCamera(usbscan::EventLoop& loop, const Identity& identity, std::uint16_t packetSize);
+    VirtualCamera(usbscan::EventLoop& loop, const Identity& identity, std::uint16_t packetSize,
+                  const Traits& traits = {});
 
     // What a tester does with it.
     const Identity& identity() const { return identity_; }
@@ -32,11 +33,14 @@ class VirtualCamera final : public UsbFunction, private BulkInPipe::Listener {
     const Session& session() const { return session_; }
     bool transactionOpen() const { return open_.has_value(); }
     std::uint64_t transactions() const { return transactions_; }
-    /// An interrupt transfer, as it stands; nothing is sent while 64 wait.
-    void sendInterrupt(Bytes transfer);
+    /// An interrupt transfer, as it stands; nothing is sent while 64 wait. `seen` is called when
+    /// the host has fetched it, or never will.
+    void sendInterrupt(
+        Bytes transfer, std::function<void()> seen = [] {});
     /// An event that an object's coming or going raises; only within a session, and not while
     /// they are switched off.
-    void raise(const Message& event);
+    void raise(
+        const Message& event, std::function<void()> seen = [] {});
     void setEventsEnabled(bool enabled) { eventsEnabled_ = enabled; }
     /// Powered off and on again without the host's noticing.
     void loseSession();
@@ -79,6 +83,11 @@ class VirtualCamera final : public UsbFunction, private BulkInPipe::Listener {
     bool cancel(ByteView request);
     void resetDevice();
 
+    struct WaitingInterrupt {
+        Payload transfer;
+        std::function<void()> seen;
+    };
+
     usbscan::EventLoop& loop_;
     Identity identity_;
     Session session_;
@@ -104,7 +113,7 @@ class VirtualCamera final : public UsbFunction, private BulkInPipe::Listener {
     usbscan::Timer outDelay_;
 
     bool eventsEnabled_ = true;
-    std::deque<Payload> interrupts_;
+    std::deque<WaitingInterrupt> interrupts_;
     unsigned busyAnswers_ = 0;
     std::shared_ptr<bool> alive_ = std::make_shared<bool>(true);
 };

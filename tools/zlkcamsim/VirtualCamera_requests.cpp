@@ -1,6 +1,7 @@
 // Control requests: those of the still image class, and the standard's.
 
 #include <algorithm>
+#include <utility>
 
 #include "tools/zlkcamsim/Descriptors.h"
 #include "tools/zlkcamsim/VirtualCamera.h"
@@ -116,7 +117,7 @@ void VirtualCamera::resetDevice() {
     bulkIn_.clearHalt();
     outHalted_ = false;
     busyAnswers_ = 0;
-    interrupts_.clear();
+    for (const WaitingInterrupt& lost : std::exchange(interrupts_, {})) lost.seen();
 }
 
 void VirtualCamera::busReset() {

@@ -16,7 +16,7 @@ using namespace zlk::camsim;
 
 struct Settings {
     std::string name = "cam0";
-    Identity identity;
+    Model model;
     std::vector<std::string> storages, controls;
     std::uint16_t packetSize = 512;
     bool unplugged = false;
@@ -47,7 +47,7 @@ class StopSignals {
 void serve(const Settings& settings) {
     zlk::usbscan::EventLoop loop;
     const StopSignals signals(loop);
-    VirtualCamera camera(loop, settings.identity, settings.packetSize);
+    VirtualCamera camera(loop, settings.model.identity, settings.packetSize, settings.model.traits);
     for (const std::string& folder : settings.storages) camera.store().addStorage(folder);
     Plug plug(loop, camera, settings.name);
     // The answer to the last command is still to go out.
@@ -79,13 +79,26 @@ int tellAndPrint(const std::string& socket, const std::vector<std::string>& word
     return answer.starts_with("ok") ? 0 : 1;
 }
 
+void setModel(Model& model, const std::string& name) {
+    for (const Model& known : models())
+        if (known.name == name) model = known;
+    if (model.name != name) throw CLI::ValidationError("--model", "there is no model " + name);
+}
+
 void addOptions(CLI::App& app, Settings& settings) {
     app.add_option("--name", settings.name, "name of the device's entry")->capture_default_str();
-    app.add_option("--vid", settings.identity.vid, "USB vendor id, as in 0x0ABC");
-    app.add_option("--pid", settings.identity.pid, "USB product id");
-    app.add_option("--manufacturer", settings.identity.manufacturer)->capture_default_str();
-    app.add_option("--product", settings.identity.product)->capture_default_str();
-    app.add_option("--serial", settings.identity.serial)->capture_default_str();
+    std::string names;
+    for (const Model& known : models()) names += (names.empty() ? "" : ", ") + known.name;
+    // Taken over in the order of these lines: what follows changes what the model has.
+    app.add_option_function<std::string>(
+        "--model", [&settings](const std::string& name) { setModel(settings.model, name); },
+        "play one of: " + names);
+    Identity& identity = settings.model.identity;
+    app.add_option("--vid", identity.vid, "USB vendor id, as in 0x0ABC");
+    app.add_option("--pid", identity.pid, "USB product id");
+    app.add_option("--manufacturer", identity.manufacturer)->capture_default_str();
+    app.add_option("--product", identity.product)->capture_default_str();
+    app.add_option("--serial", identity.serial)->capture_default_str();
     app.add_option("--storage", settings.storages, "folder that is a storage; repeatable")
         ->check(CLI::ExistingDirectory);
     app.add_option("--packet-size", settings.packetSize, "of the bulk pipes")

@@ -15,6 +15,8 @@ void addDeviceCommands(CLI::App& app, Tool& tool);    // devices, info, locked, 
 void addFileCommands(CLI::App& app, Tool& tool);      // list, thumbs, delete
 void addUnloadCommand(CLI::App& app, Tool& tool);     // unload
 void addDocumentCommands(CLI::App& app, Tool& tool);  // order, intent, share, tags, escape
+void addCameraCommands(CLI::App& app, Tool& tool);    // clock, diag
+void addAdoptCommand(CLI::App& app, Tool& tool);      // adopt
 void addTraceCommand(CLI::App& app, Tool& tool);      // trace
 
 /// A command whose body gets the options that its set-up has bound.

@@ -3,8 +3,8 @@
 #include <variant>
 
 #include "platform/text.h"
-#include "platform/usbscan.h"
 #include "tools/zlkcam/Session.h"
+#include "tools/zlkcam/UsbCamera.h"
 #include "tools/zlkcam/commands/Commands.h"
 
 namespace zlk {
@@ -22,27 +22,37 @@ struct TranslateOptions {
     std::string text;
 };
 
-/// What is on USB, whether or not its model is known: whoever misses his camera in the list sees
-/// here whether it is attached at all, and who has it.
-void tellCameras(Tool& tool) {
+/// Each camera on USB that isn't among the devices, or will not open: whoever misses his camera
+/// sees here whether it is attached at all, what is wrong, and what helps.
+void tellCameras(Tool& tool, const DeviceDirectory& directory, const std::vector<Device>& devices) {
     tool.answer.key("cameras").beginArray();
-    for (const AttachedCamera& camera : attachedCameras()) {
-        const std::u16string id = formatText(u"VID_%04X&PID_%04X", camera.vid, camera.pid);
-        std::u16string line = u"On USB: " + camera.product + u"  " + id + u"  " + camera.port;
+    for (const UsbCamera& camera : usbCameras(directory, devices)) {
+        const AttachedCamera& attached = camera.attached;
+        const std::vector<CameraTrouble> troubles = troublesOf(camera);
+        if (!camera.listed || !troubles.empty())
+            tool.say(utf8Text((camera.listed ? u"Listed, but: " : u"On USB: ") + attached.product +
+                              u"  " + camera.pnpId + u"  " + attached.port));
         tool.answer.beginObject()
-            .member("port", camera.port)
-            .member("id", id)
-            .member("manufacturer", camera.manufacturer)
-            .member("product", camera.product)
-            .member("serial", camera.serial);
-        if (camera.holderProcess != 0) {
-            line += formatText(u"  held by %s (process %u)", camera.holderProgram,
-                               camera.holderProcess);
-            tool.answer.member("holderProcess", camera.holderProcess)
-                .member("holderProgram", camera.holderProgram);
+            .member("port", attached.port)
+            .member("id", camera.pnpId)
+            .member("manufacturer", attached.manufacturer)
+            .member("product", attached.product)
+            .member("serial", attached.serial)
+            .member("contextId", camera.contextId)
+            .member("listed", camera.listed);
+        if (attached.holderProcess != 0)
+            tool.answer.member("holderProcess", attached.holderProcess)
+                .member("holderProgram", attached.holderProgram);
+        tool.answer.key("troubles").beginArray();
+        for (const CameraTrouble& trouble : troubles) {
+            tool.say("    " + trouble.message + " " + trouble.advice);
+            tool.answer.beginObject()
+                .member("kind", trouble.kind)
+                .member("message", trouble.message)
+                .member("advice", trouble.advice)
+                .endObject();
         }
-        tool.answer.endObject();
-        tool.say(utf8Text(line));
+        tool.answer.endArray().endObject();
     }
     tool.answer.endArray();
 }
@@ -65,7 +75,8 @@ void runDevices(Tool& tool, const DevicesOptions& options) {
     }
     tool.answer.endArray();
     if (devices.empty()) tool.say("There are none.");
-    tellCameras(tool);
+    // The other two lists are of what is known, and not of what is attached.
+    if (!options.share && !options.tags) tellCameras(tool, directory, devices);
     tool.answer.endObject();
 }
 

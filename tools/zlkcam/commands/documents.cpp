@@ -107,17 +107,7 @@ void runTags(Tool& tool, const DocumentOptions& options) {
 void runEscape(Tool& tool, const DeviceWords& given) {
     DeviceWords words = given;
     const Device device = DeviceDirectory().find(words.takeDevice(1));
-    const auto object = createComponent<IPhotoDevice>(device.progId);
-    // A message gets through to a device that another program holds: the refused claim does
-    // nothing but tell the object which device is meant.
-    object->LockDevice(Bstr(device.contextId).get());
-    Bstr answer;
-    if (object->Escape(Bstr(wideText(words.words.front())).get(), answer.out()) != S_OK) {
-        LONG code = 0;
-        object->get_ErrorCode(&code);
-        throw deviceFailure(code, device, "The message \"" + words.words.front() + "\"");
-    }
-    tell(tool, device, answer.view());
+    tell(tool, device, askDevice(device, wideText(words.words.front())));
 }
 
 }  // namespace

@@ -8,9 +8,6 @@
 namespace zlk {
 namespace {
 
-constexpr std::u16string_view settingsTree =
-    u"HKEY_LOCAL_MACHINE\\Software\\Zephyr-Lanthorn\\PictureSuite\\";
-
 struct MountOptions {
     std::string folder;
     std::string letter;
@@ -50,22 +47,6 @@ WCHAR letterOf(const std::string& text) {
     }
 }
 
-std::u16string textValue(const std::u16string& key, std::u16string_view name) {
-    std::u16string text;
-    try {
-        for (const SettingsValue& value : SettingsStore::readKey(SettingsPath(key)).values)
-            if (equalIgnoringCase(value.name, name) && value.type == REG_SZ)
-                dataText(value.data, text);
-    } catch (const Failure&) {
-        // Most cameras have no such key.
-    }
-    return text;
-}
-
-void setText(const std::u16string& key, std::u16string_view name, std::u16string_view text) {
-    SettingsStore::setValue(SettingsPath(key), {std::u16string(name), REG_SZ, textData(text)});
-}
-
 /// A card is listed as the camera that its vendor and product stand for only if that camera has
 /// an instance entry, which the programs around the system write when they first see it. Gives
 /// the camera's context id; empty if the table has none. The table is behind the components:
@@ -85,14 +66,16 @@ std::u16string addInstanceEntry(const CardMount& mount) {
 
     const std::u16string tree(settingsTree);
     const std::u16string productClass = id.substr(second + 1, third - second - 1);
-    const std::u16string strings = tree + productClass + u"\\DeviceInstances\\0000\\Strings";
-    if (textValue(strings, u"FriendlyName").empty()) {
-        std::u16string name = textValue(tree + productClass + u"\\CamInfo", u"FriendlyName");
+    const SettingsPath strings(tree + productClass + u"\\DeviceInstances\\0000\\Strings");
+    if (SettingsStore::text(strings, u"FriendlyName").empty()) {
+        std::u16string name =
+            SettingsStore::text(SettingsPath(tree + productClass + u"\\CamInfo"), u"FriendlyName");
         if (name.empty()) name = mount.label;
         if (name.empty()) name = mount.vendor + u" " + mount.product;
-        setText(strings, u"FriendlyName", u"0," + name);
+        SettingsStore::setText(strings, u"FriendlyName", u"0," + name);
     }
-    setText(tree + u"CtxMgr\\ProductClasses", productClass, u"*Installed*");
+    SettingsStore::setText(SettingsPath(tree + u"CtxMgr\\ProductClasses"), productClass,
+                           u"*Installed*");
     return id;
 }
 

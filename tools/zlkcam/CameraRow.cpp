@@ -1,0 +1,102 @@
+#include "tools/zlkcam/CameraRow.h"
+
+#include <algorithm>
+
+#include "platform/text.h"
+#include "tools/zlkcam/SettingsStore.h"
+
+namespace zlk {
+namespace {
+
+constexpr std::size_t longestName = 60, longestClass = 40;
+
+constexpr bool isLetterOrDigit(WCHAR unit) {
+    return (unit >= u'0' && unit <= u'9') || (unit >= u'A' && unit <= u'Z') ||
+           (unit >= u'a' && unit <= u'z');
+}
+
+constexpr bool isWithin(WCHAR unit, WCHAR first, WCHAR last) {
+    return unit >= first && unit <= last;
+}
+
+/// Controls, marks that nobody sees or that turn the text around, and bytes that are no text.
+constexpr bool isUnreadable(WCHAR unit) {
+    return unit <= 0x20 || isWithin(unit, 0x7F, 0xA0) || isWithin(unit, 0x200B, 0x200F) ||
+           isWithin(unit, 0x2028, 0x202E) || isWithin(unit, 0x2060, 0x206F) ||
+           isWithin(unit, 0xD800, 0xF8FF) || unit == 0xFEFF || unit >= 0xFFF0;
+}
+
+/// The text with one `filler` for each run of units that aren't `good`, and none at its ends.
+template <class Good>
+std::u16string only(std::u16string_view text, WCHAR filler, Good good, std::size_t most) {
+    std::u16string kept;
+    bool between = false;
+    for (const WCHAR unit : text) {
+        if (!good(unit)) {
+            between = !kept.empty();
+            continue;
+        }
+        if (kept.size() + between >= most) break;
+        if (between) kept += filler;
+        between = false;
+        kept += unit;
+    }
+    return kept;
+}
+
+SettingsValue textValue(const WCHAR* name, std::u16string_view text) {
+    return {name, REG_SZ, textData(text)};
+}
+
+}  // namespace
+
+std::u16string readableText(std::u16string_view text) {
+    return only(
+        text, u' ', [](WCHAR unit) { return !isUnreadable(unit); }, longestName);
+}
+
+bool isProductClass(std::u16string_view text) {
+    // These stand beside the product classes, or for drives.
+    constexpr std::u16string_view taken[] = {u"Import",        u"Unload", u"SwiftPost",
+                                             u"TagMgrDevices", u"CtxMgr", u"RemovableDrive",
+                                             u"CDROMDrive"};
+    return !text.empty() && text.size() <= longestClass &&
+           std::all_of(
+               text.begin(), text.end(),
+               [](WCHAR unit) { return isLetterOrDigit(unit) || unit == u'_' || unit == u'-'; }) &&
+           std::none_of(std::begin(taken), std::end(taken),
+                        [&](std::u16string_view name) { return equalIgnoringCase(name, text); });
+}
+
+CameraRow::CameraRow(const UsbCamera& camera)
+    : pnpId(camera.pnpId), name(readableText(camera.attached.product)) {
+    const std::u16string_view front = u"Cam";
+    productClass = only(name, u'_', isLetterOrDigit, longestClass - front.size());
+    if (productClass.empty())
+        productClass = formatText(u"%04X_%04X", camera.attached.vid, camera.attached.pid);
+    productClass.insert(0, front);
+    if (name.empty()) name = u"Camera " + pnpId;
+}
+
+std::u16string CameraRow::contextId() const {
+    return u"#Zephyr-Lanthorn#" + productClass + u"#0000";
+}
+
+std::u16string CameraRow::key() const {
+    return std::u16string(settingsTree) + productClass + u"\\CamInfo";
+}
+
+std::vector<SettingsKey> CameraRow::settings() const {
+    SettingsKey row;
+    row.path = key();
+    row.values = {textValue(u"Cam_pnpID", pnpId), textValue(u"Cam_protocol", u"PTP"),
+                  textValue(u"DevType", u"CAMERA"), textValue(u"FriendlyName", name),
+                  textValue(u"SwiftPostSupport", share ? u"TRUE" : u"FALSE")};
+    // Values of a row that stood there before would go on counting.
+    SettingsKey before;
+    before.path = row.path;
+    before.remove = true;
+    return {before, row};
+}
+
+}  // namespace zlk

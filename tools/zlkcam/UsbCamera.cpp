@@ -1,0 +1,63 @@
+#include "tools/zlkcam/UsbCamera.h"
+
+#include <algorithm>
+
+#include "platform/text.h"
+
+namespace zlk {
+namespace {
+
+CameraTrouble heldBy(const AttachedCamera& camera) {
+    const std::string program = utf8Text(camera.holderProgram);
+    const std::string process = std::to_string(camera.holderProcess);
+    // It opens each camera that comes, and is started again when it was ended.
+    const bool isFileManagers = program.starts_with("gvfs");
+    return {"held", program + " (process " + process + ") has it.",
+            isFileManagers ? "Eject the camera in the file manager, or: gio mount -s gphoto2"
+                           : "Close that program, or end it: kill " + process};
+}
+
+}  // namespace
+
+std::vector<UsbCamera> usbCameras(const DeviceDirectory& directory,
+                                  const std::vector<Device>& devices) {
+    std::vector<UsbCamera> cameras;
+    for (const AttachedCamera& attached : attachedCameras()) {
+        UsbCamera camera{attached, formatText(u"VID_%04X&PID_%04X", attached.vid, attached.pid),
+                         u"", false, false};
+        camera.contextId = directory.contextIdOf(camera.pnpId);
+        for (const Device& device : devices) {
+            // One in a dock is listed by its own name, and reached by the dock's port.
+            const std::u16string port = directory.cameraPort(device.contextId);
+            camera.listed |= equalIgnoringCase(port, attached.port) ||
+                             equalIgnoringCase(port, attached.devicePath);
+            camera.twinListed |= equalIgnoringCase(device.contextId, camera.contextId);
+        }
+        cameras.push_back(std::move(camera));
+    }
+    return cameras;
+}
+
+std::vector<CameraTrouble> troublesOf(const UsbCamera& camera) {
+    std::vector<CameraTrouble> troubles;
+    if (!camera.listed && camera.contextId.empty())
+        troubles.push_back({"unknown", "The camera table doesn't know this model.",
+                            "Give it a row of the table: zlkcam adopt"});
+    if (camera.attached.holderProcess != 0) troubles.push_back(heldBy(camera.attached));
+    if (!camera.attached.accessible)
+        troubles.push_back(
+            {"forbidden", "You may not open its device node.",
+             "The udev rule 70-zlkcamtr.rules gives the user at the screen that right: install it "
+             "(./dev install) or copy it into /etc/udev/rules.d, run udevadm control --reload, and "
+             "plug the camera in again."});
+    if (!camera.listed && troubles.empty() && camera.twinListed)
+        troubles.push_back({"twin", "Another camera of this model is listed in its place.",
+                            "Unplug that one to reach this one."});
+    if (!camera.listed && troubles.empty())
+        troubles.push_back({"silent", "It is known as " + utf8Text(camera.contextId) + ".",
+                            "A dock is listed by the camera that stands in it. Else zlkcam trace "
+                            "tells what the components find."});
+    return troubles;
+}
+
+}  // namespace zlk

@@ -1,0 +1,34 @@
+#pragma once
+// A still-image device on USB, what the components make of it, and why that may be nothing.
+
+#include <string>
+#include <vector>
+
+#include "platform/usbscan.h"
+#include "tools/zlkcam/DeviceDirectory.h"
+#include "tools/zlkcam/Documents.h"
+
+namespace zlk {
+
+struct UsbCamera {
+    AttachedCamera attached;
+    std::u16string pnpId;      ///< `VID_xxxx&PID_xxxx`
+    std::u16string contextId;  ///< of its row of the camera table; empty if it has none
+    bool listed = false;       ///< among the devices
+    bool twinListed = false;   ///< one of the same context id is, in its place
+};
+
+/// Why a camera isn't listed, or will not open though it is.
+struct CameraTrouble {
+    std::string kind;  ///< "unknown", "held", "forbidden", "twin" or "silent"
+    std::string message, advice;
+};
+
+/// By port.
+std::vector<UsbCamera> usbCameras(const DeviceDirectory& directory,
+                                  const std::vector<Device>& devices);
+
+/// The most telling first.
+std::vector<CameraTrouble> troublesOf(const UsbCamera& camera);
+
+}  // namespace zlk
