@@ -133,5 +133,17 @@ TEST_P(PtpRoad, BringsNoByteThatTheCameraDidNotSend) {
     camera.expectNoViolations();
 }
 
+TEST(PtpSilence, BehindADeletionIsNoFailure) {
+    Camera camera({"--vid", "0x5AF1", "--pid", "0x7C35"});
+    const DWORD patience = 50;
+    setPlatform(u"EventTimeout", REG_DWORD, &patience, sizeof patience);
+    const std::u16string id = idOf(camera.add(10));
+    camera.tell("events off");
+    PtpDevice device(cam476);
+    ASSERT_TRUE(device.CheckConnection());
+    EXPECT_EQ(device.DeleteFile(id), DeviceCode::Success);
+    EXPECT_EQ(camera.tell("objects"), "[]");
+}
+
 }  // namespace
 }  // namespace zlk::test
