@@ -1,5 +1,7 @@
 // order, intent, share, tags, escape: the texts that camera and computer exchange.
 
+#include <algorithm>
+
 #include "tools/zlkcam/Session.h"
 #include "tools/zlkcam/Text.h"
 #include "tools/zlkcam/TextFile.h"
@@ -30,13 +32,44 @@ void tellDone(Tool& tool, const Device& device, const std::string& line) {
         .endObject();
 }
 
+/// A camera finds its print order and intent file when it lists its files, and says that it has
+/// deleted one also where it hasn't, so its list is asked before and afterwards.
+class CameraOrders {
+  public:
+    CameraOrders(const DeviceDirectory& directory, const PhotoSession& session)
+        : session_(session), isCamera_(!directory.cameraPort(session.device().contextId).empty()) {
+        if (isCamera_) session.files();
+    }
+    /// Throws Failure (DeleteRefused) where the file is still there.
+    void requireGone(std::u16string_view name) const {
+        if (!isCamera_) return;
+        const std::vector<FileRecord> files = session_.files();
+        if (std::any_of(files.begin(), files.end(), [name](const FileRecord& file) {
+                return equalIgnoringCase(fileName(file.cameraPath), name);
+            }))
+            throw deviceFailure(static_cast<LONG>(ExitStatus::DeleteRefused), session_.device(),
+                                "Deleting " + utf8Text(name));
+    }
+
+  private:
+    static std::u16string_view fileName(std::u16string_view path) {
+        return path.substr(path.find_last_of(u"\\/") + 1);
+    }
+
+    const PhotoSession& session_;
+    bool isCamera_;
+};
+
 void runOrder(Tool& tool, const DocumentOptions& options) {
     const std::u16string order =
         options.file.empty() ? std::u16string() : readTextFile(pathArgument(options.file));
-    const PhotoSession session(DeviceDirectory().find(wideText(options.device)));
+    const DeviceDirectory directory;
+    const PhotoSession session(directory.find(wideText(options.device)));
     session.requireMedia();
+    const CameraOrders orders(directory, session);
     if (options.clear || !order.empty()) {
         session.require(session->put_Dpof(Bstr(order).get()), "Writing the print order");
+        if (order.empty()) orders.requireGone(u"AUTPRINT.MRK");
         return tellDone(tool, session.device(),
                         order.empty() ? "The print order is deleted." : "The print order is set.");
     }
@@ -47,10 +80,13 @@ void runOrder(Tool& tool, const DocumentOptions& options) {
 }
 
 void runIntent(Tool& tool, const DocumentOptions& options) {
-    const PhotoSession session(DeviceDirectory().find(wideText(options.device)));
+    const DeviceDirectory directory;
+    const PhotoSession session(directory.find(wideText(options.device)));
     session.requireMedia();
+    const CameraOrders orders(directory, session);
     if (options.clear) {
         session.require(session->put_Intent(nullptr), "Deleting the intent file");
+        orders.requireGone(u"INTENT.XML");
         return tellDone(tool, session.device(), "The intent file is deleted.");
     }
     Bstr text;
