@@ -42,7 +42,7 @@ DeviceCode CPTPCameraDev::readDocument(const char* reader, std::uint32_t handle,
         if (size > largestDocument) return DeviceCode::OutOfMemory;
         std::string bytes(size, '\0');
         ptp->getObject(handle, bytes.data(), size, nullptr);
-        if (!ptp->receivedData()) return DeviceCode::ReadFailed;
+        if (ptp->receivedData() != size) return DeviceCode::ReadFailed;
         text = wideText(bytes.c_str());  // which ends at the first zero
         TraceLine(category, "%s (%d) Exit", reader, handle);
         return DeviceCode::Success;

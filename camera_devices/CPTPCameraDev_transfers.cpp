@@ -29,13 +29,16 @@ DeviceCode CPTPCameraDev::GetFile(std::u16string id, ObjectProgressInterface* pr
         TraceLine(category, "GetFile (%d)", handle);
         if (!VerifyConnection()) return DeviceCode::NotConnected;
         const std::uint32_t size = ptp->getObjectInfo(handle).ObjectCompressedSize;
+        // Without its description nobody knows that it is empty.
+        if (ptp->receivedData() == 0) return DeviceCode::ReadFailed;
         if (size == 0) return DeviceCode::Success;
         if (size > largestPiece) return GetLargeFile(id, progress, target);
         const auto buffer = std::make_unique_for_overwrite<BYTE[]>(size);
         TraceLine(category, "GetPhotoData (%d) StartTransfer", handle);
         ptp->getObject(handle, buffer.get(), size, progress);
         TraceLine(category, "GetPhotoData (%d) EndTransfer", handle);
-        if (!ptp->receivedData()) return DeviceCode::ReadFailed;
+        // Of a picture that isn't what its description says, nobody knows whether it is whole.
+        if (ptp->receivedData() != size) return DeviceCode::ReadFailed;
         const DeviceCode code = writePcFile(target, {buffer.get(), size});
         TraceLine(category, "GetFile (%d) Exit", handle);
         return code;
@@ -99,7 +102,7 @@ bool CPTPCameraDev::fetchThumbnail(std::uint32_t handle, BYTE* buffer, std::uint
         TraceLine(category, "GetThumbnail (%d) StartTransfer", handle);
         ptp->getThumb(handle, buffer, size);
         TraceLine(category, "GetThumbnail (%d) EndTransfer", handle);
-        return ptp->receivedData();
+        return ptp->receivedData() >= size;
     } catch (PTPCommErrors) {
         return false;
     }

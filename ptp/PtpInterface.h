@@ -81,8 +81,9 @@ class PtpInterface {
     /// The ids of the device that is there now; whether it is of the vendor that it should be.
     virtual bool checkConnection(std::uint32_t* vid, std::uint32_t* pid) = 0;
 
-    /// Whether the last operation that has data from the device brought any.
-    virtual bool receivedData() const = 0;
+    /// How many bytes of data the last operation that has some from the device brought; 0 as well
+    /// where it brought none, which is no failure of its own.
+    virtual std::uint32_t receivedData() const = 0;
 };
 
 }  // namespace zlk

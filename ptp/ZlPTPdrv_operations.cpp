@@ -121,6 +121,10 @@ void ZlPTPdrv::performReceiving(const Operation& operation, std::uint16_t paramC
     if (operation.exit == Exit::Traced) TraceLine(category, "%s exit", operation.name);
 }
 
+std::uint32_t ZlPTPdrv::receivedData() const {
+    return dataBlock.is(ContainerType::Data) ? payloadSize() : 0;
+}
+
 /// Of the data container that was read whole.
 std::uint32_t ZlPTPdrv::payloadSize() const {
     return dataBlock.length > containerHeaderSize ? dataBlock.length - containerHeaderSize : 0;

@@ -23,7 +23,7 @@ class ScriptedDriver : public ZlPTPdrv {
     ScriptedDriver() : ZlPTPdrv(0u, 0u) {
         using testing::Return;
         ON_CALL(*this, checkConnection).WillByDefault(Return(true));
-        ON_CALL(*this, receivedData).WillByDefault(Return(true));
+        ON_CALL(*this, receivedData).WillByDefault([this] { return received; });
         ON_CALL(*this, getStorageIDs).WillByDefault(Return(std::vector<std::uint32_t>{0x10001}));
         ON_CALL(*this, getNumberObjects).WillByDefault([this] {
             return static_cast<std::uint32_t>(objects.size());
@@ -37,10 +37,13 @@ class ScriptedDriver : public ZlPTPdrv {
                 return handles;
             });
         ON_CALL(*this, getObjectInfo).WillByDefault([this](std::uint32_t handle) {
+            received = 100;
             return find(handle).info;
         });
+        ON_CALL(*this, getThumb).WillByDefault([this] { received = 0; });
         ON_CALL(*this, getObject)
             .WillByDefault([this](std::uint32_t handle, void* to, std::uint32_t size, auto) {
+                received = static_cast<std::uint32_t>(find(handle).bytes.size());
                 find(handle).bytes.copy(static_cast<char*>(to), size);
             });
         ON_CALL(*this, getPartialObject)
@@ -52,6 +55,7 @@ class ScriptedDriver : public ZlPTPdrv {
     }
 
     std::map<std::uint32_t, Object> objects;
+    std::uint32_t received = 0;  ///< by the last operation
 
     /// An object whose info says that it has these bytes.
     ObjectInfoDataset& add(std::uint32_t handle, const WCHAR* name, std::string bytes,
@@ -88,7 +92,7 @@ class ScriptedDriver : public ZlPTPdrv {
     MOCK_METHOD(PtpEvent, getEvent, (), (override));
     MOCK_METHOD(void, setDeviceId, (Number, Number), (override));
     MOCK_METHOD(bool, checkConnection, (Number*, Number*), (override));
-    MOCK_METHOD(bool, receivedData, (), (const, override));
+    MOCK_METHOD(Number, receivedData, (), (const, override));
 };
 using NiceDriver = testing::NiceMock<ScriptedDriver>;
 
