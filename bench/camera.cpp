@@ -4,6 +4,8 @@
 //   pieces HANDLE SIZE      the same in getPartialObject of 256 KiB; and KiB that memory grew by
 //   transactions            a small transaction, and a round trip on a socket: seconds of each
 //   rate COUNT              that many small transactions: seconds
+//   walk                    the transactions of a listing: seconds
+//   unload                  those of reading every object: seconds
 
 #include <sys/resource.h>
 #include <sys/socket.h>
@@ -166,6 +168,31 @@ void transactions(ZlPTPdrv& camera, const BareServer& server) {
     std::printf("%d\n", count);
 }
 
+/// What a listing asks the camera; the handles that it finds.
+std::vector<std::uint32_t> walk(ZlPTPdrv& camera) {
+    std::vector<std::uint32_t> all;
+    for (const std::uint32_t storage : camera.getStorageIDs()) {
+        if (camera.getNumberObjects(storage, 0, 0) == 0) continue;
+        for (const std::uint32_t handle : camera.getObjectHandles(storage, 0, 0)) {
+            camera.getObjectInfo(handle);
+            all.push_back(handle);
+        }
+    }
+    return all;
+}
+
+void unload(ZlPTPdrv& camera) {
+    const std::vector<std::uint32_t> handles = walk(camera);
+    std::printf("%.9f\n", secondsOf([&] {
+                    for (const std::uint32_t handle : handles) {
+                        const std::uint32_t size =
+                            camera.getObjectInfo(handle).ObjectCompressedSize;
+                        std::vector<std::uint8_t> target(size);
+                        camera.getObject(handle, target.data(), size, nullptr);
+                    }
+                }));
+}
+
 }  // namespace
 
 int main(int argc, char** argv) {
@@ -188,6 +215,10 @@ int main(int argc, char** argv) {
                             for (std::uint32_t i = 0; i < number(2); ++i)
                                 camera.getNumberObjects(0xFFFFFFFF, 0, 0);
                         }));
+        } else if (what == "walk") {
+            std::printf("%.9f\n", secondsOf([&] { walk(camera); }));
+        } else if (what == "unload") {
+            unload(camera);
         } else {
             return 2;
         }

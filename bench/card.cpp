@@ -1,12 +1,15 @@
-// The main jobs on a card, through the registered component.
+// The main jobs on a device, through the registered component.
 //   list CONTEXT_ID               lists it; prints seconds, files and peak memory in KiB
 //   save CONTEXT_ID FILE TARGET   copies one file; prints seconds
+//   unload CONTEXT_ID FOLDER N    copies the objects 1 to N of a camera; prints seconds
 // The second that a listing lets a card settle is left out of the time.
 
 #include <sys/resource.h>
 
 #include <chrono>
 #include <cstdio>
+#include <cstdlib>
+#include <string>
 #include <string_view>
 
 #include "ZlkCamTr.h"
@@ -81,6 +84,18 @@ int main(int argc, char** argv) {
         if (FAILED(device->SaveFileData(Bstr(wideText(argv[3])).get(),
                                         Bstr(wideText(argv[4])).get(), progress))) {
             return fail(device.get(), "save");
+        }
+        std::printf("%.6f\n", secondsSince(start));
+        return 0;
+    }
+    if (word == "unload" && argc > 4) {
+        const auto start = Clock::now();
+        for (int object = 1; object <= std::atoi(argv[4]); ++object) {
+            const std::string id = std::to_string(object);
+            const std::string target = std::string(argv[3]) + '/' + id;
+            if (FAILED(device->SaveFileData(Bstr(wideText(id)).get(), Bstr(wideText(target)).get(),
+                                            progress)))
+                return fail(device.get(), "unload");
         }
         std::printf("%.6f\n", secondsSince(start));
         return 0;

@@ -6,7 +6,8 @@
 
 namespace zlk::specialFiles {
 
-inline constexpr WCHAR folder[] = u"MISC";  ///< on volumes only
+inline constexpr WCHAR folder[] = u"MISC";             ///< on volumes only
+inline constexpr std::uint16_t scriptFormat = 0x3002;  ///< on PTP cameras, of those in XML
 
 inline constexpr WCHAR printOrder[] = u"AUTPRINT.MRK";    ///< DPOF; the camera's, we may delete it
 inline constexpr WCHAR intent[] = u"INTENT.XML";          ///< the camera's, deleted when consumed

@@ -7,7 +7,7 @@
 namespace zlk {
 namespace {
 
-constexpr char category[] = "CMassStorageDev";  // whose only part this is
+constexpr char category[] = "CMassStorageDev";  // whose part it was first
 constexpr std::int32_t thumbnailSide = 160;
 
 }  // namespace
@@ -31,8 +31,6 @@ bool ThumbnailLibrary::InitImageLibrary() noexcept {
         GetProcAddress(thumbnailLibrary, thumbnailEntryPoint));
     if (!generateThumbnail) {
         TraceLine(category, "InitImageLibrary Error - %s not found", thumbnailEntryPoint);
-        FreeLibrary(thumbnailLibrary);
-        thumbnailLibrary = nullptr;
         return false;
     }
     TraceLine(category, "InitImageLibrary - done");

@@ -17,6 +17,8 @@ class ThumbnailLibrary {
     ThumbnailLibrary(const ThumbnailLibrary&) = delete;
     ThumbnailLibrary& operator=(const ThumbnailLibrary&) = delete;
 
+    /// There, if not of much use without its entry point.
+    bool loaded() const noexcept { return thumbnailLibrary != nullptr; }
     bool usable() const noexcept { return generateThumbnail != nullptr; }
 
     /// The library's result, 0 for success, with the thumbnail of the picture at `path` in

@@ -1,6 +1,7 @@
 #include "device_objects/CDevBaseClass.h"
 
 #include "camera_devices/CMassStorageDev.h"
+#include "camera_devices/CPTPCameraDev.h"
 #include "directory/CDeviceUtilFunctions.h"
 #include "foundation/TraceLine.h"
 #include "platform/system.h"
@@ -86,8 +87,11 @@ void CDevBaseClass::createImageDev() {
     std::u16string lowLevelId;
     resolveDeviceKind(isMassStorage, lowLevelId);
     if (lowLevelId.empty()) return;
-    // Cameras on USB have no device kind here so far: their ids lead to no device.
-    if (isMassStorage) imageDev = std::make_shared<CMassStorageDev>(lowLevelId, deviceId);
+    if (isMassStorage) {
+        imageDev = std::make_shared<CMassStorageDev>(lowLevelId, deviceId);
+    } else {
+        imageDev = std::make_shared<CPTPCameraDev>(lowLevelId, deviceId);
+    }
 }
 
 void CDevBaseClass::resolveDeviceKind(bool& isMassStorage, std::u16string& lowLevelId) const {

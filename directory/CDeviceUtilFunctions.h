@@ -67,20 +67,70 @@ class CDeviceUtilFunctions {
     bool IsContextIdUnloadable(const std::u16string& id);
     bool IsDriveUnloadable(const std::u16string& path);
 
-    // -- ports
+    // -- ports (CDeviceUtilFunctions_ports.cpp)
+    //
+    // What is attached stands in the device class keys, a subkey for each driver. On the first
+    // family a key has the port itself; on the second the port comes from the shared table of
+    // device paths, by the ids of the key.
 
     /// The port on which a USB device stands; with `passThru` the port of the device that has the
-    /// camera of these ids behind it.
+    /// camera of these ids behind it. Empty if there is none.
     std::u16string findCameraPort(std::uint16_t vid, std::uint16_t pid, bool passThru);
+    std::u16string findCameraPortWinXP(std::uint16_t vid, std::uint16_t pid, bool passThru);
+    std::u16string findCameraPortVista(std::uint16_t vid, std::uint16_t pid, bool passThru);
+    /// Whether the key of `devId` stands for the device that is sought.
+    bool isFindCameraPortMatch(const std::u16string& devId, const std::u16string& usbPort,
+                               std::uint16_t tVid, std::uint16_t tPid, bool passThru);
     std::u16string ContextIdToCameraPort(const std::u16string& id);
-    /// From a pass-through device to the camera behind it; any other id comes back as it is.
-    std::u16string MapContextId(const std::u16string& id);
-    /// Gives each supported camera that stands on a port its instance entry.
+    /// Gives each supported camera that is attached its instance entry.
     void AddCamerasToContextManager();
+    void AddCamerasToContextManagerVista();
+
+    // -- pass-through devices (CDeviceUtilFunctions_passThru.cpp)
+    //
+    // A device that a camera is plugged into; only it stands on a port, and it tells the ids of
+    // the camera behind it. Ids of 0: nothing is behind it, or it doesn't answer.
+
+    /// The id to work with: from a pass-through device to the camera behind it; any other id comes
+    /// back as it is, and a camera behind a device has been connected by then.
+    std::u16string MapContextId(const std::u16string& id);
+    std::u16string MapPassThruContextId(const std::u16string& id);
+    CCamInfo PassThruCamInfoFromContextId(const std::u16string& id) const;
+    /// Asks the device on `port`, whose row is `passThruCamInfo`. `firstForm`: what is connected
+    /// now, also on a device that tells more while it is being looked for.
+    void GetPassThruDeviceId(const std::u16string& port, std::uint32_t& vid, std::uint32_t& pid,
+                             bool firstForm);
+    void GetConnectedPassThruDeviceId(const std::u16string& port, std::uint32_t& vid,
+                                      std::uint32_t& pid);
+    /// Has a device of the second kind make the connection; others have no such step, and the ids
+    /// stay as they were.
+    void ConnectWithPassThruCamera(const std::u16string& port, std::uint32_t& vid,
+                                   std::uint32_t& pid);
+
+    // -- diagnostics (CDeviceUtilFunctions_diagnostics.cpp)
+
+    /// Takes a camera's diagnostics document apart: an event for each group of its values, and its
+    /// firmware in the settings tree. A document without model, firmware and serial number, or
+    /// none at all, says nothing.
+    void logDiagnostics(const std::u16string& contextId, const std::u16string& xml);
 
     /// 0 if the text doesn't hold `VID_` (or `&PID_`) with four hexadecimal digits behind it.
     static std::uint16_t VidFromDeviceId(const std::u16string& text);
     static std::uint16_t PidFromDeviceId(const std::u16string& text);
+    /// -1 if the text holds no `USBSCAN` with a number behind it.
+    static std::int32_t PortNumberFromPort(const std::u16string& text);
+
+    /// The row of the pass-through device that is worked with; whoever calls an operation on one
+    /// sets it first.
+    CCamInfo passThruCamInfo;
+
+  private:
+    /// The device's path in the form that opens it.
+    static std::u16string devicePath(const std::u16string& port);
+    void recordFirmware(const std::u16string& contextId, const std::u16string& firmware);
+    /// An empty `value` leaves `detail` as it stands.
+    void reportDiagnostic(std::int32_t eventId, const std::u16string& prefix,
+                          const std::u16string& detail, const std::u16string& value);
 };
 
 }  // namespace zlk

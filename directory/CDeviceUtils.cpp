@@ -65,12 +65,12 @@ HRESULT CDeviceUtils::CameraVidPidToContextId(BSTR vidPid, BSTR* ContextId) noex
         [&](const std::u16string& text) { return utilFunctions.CameraVidPidToContextId(text); });
 }
 
-// The reading of a diagnostics document comes with the cameras that write one; until then a
-// document is taken and nothing is made of it.
 HRESULT CDeviceUtils::LogCameraInfo(BSTR ContextId, BSTR DeviceIdxml) noexcept {
     if (delegateUtils) return delegateUtils->LogCameraInfo(ContextId, DeviceIdxml);
     return guarded([&] {
-        TraceLine(category, "LogCameraInfo (%s)", textOf(ContextId));
+        const std::u16string id = textOf(ContextId);
+        TraceLine(category, "LogCameraInfo (%s)", id);
+        utilFunctions.logDiagnostics(id, textOf(DeviceIdxml));
         return S_OK;
     });
 }

@@ -48,7 +48,27 @@ bool XmlDocument::addElement(std::u16string_view parent, std::u16string_view nam
     std::u16string path;
     if (parent != u"/") path.append(parent).append(u"/");
     path.append(name);
-    return addFragment(parent, fragment) && setValue(path, text);
+    return addFragment(parent, fragment) && setValue(path, legalXmlText(text));
+}
+
+std::u16string legalXmlText(std::u16string_view text) {
+    constexpr WCHAR controlFront = 0xF000, unknown = 0xFFFD;
+    const auto isHalf = [](WCHAR unit, WCHAR first) {
+        return unit >= first && unit < first + 0x400;
+    };
+    constexpr WCHAR high = 0xD800, low = 0xDC00;
+    std::u16string legal(text);
+    for (std::size_t i = 0; i < legal.size(); ++i) {
+        WCHAR& unit = legal[i];
+        const bool isPair = isHalf(unit, high) && i + 1 < legal.size() && isHalf(legal[i + 1], low);
+        if (isPair)
+            ++i;
+        else if (unit < 0x20 && unit != u'\t' && unit != u'\n' && unit != u'\r')
+            unit = static_cast<WCHAR>(controlFront + unit);
+        else if (isHalf(unit, high) || isHalf(unit, low) || unit >= 0xFFFE)
+            unit = unknown;
+    }
+    return legal;
 }
 
 }  // namespace zlk

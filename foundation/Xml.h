@@ -26,11 +26,17 @@ class XmlDocument {
     bool addFragment(std::u16string_view path, std::u16string_view xml);
 
     /// Adds the element `name`, which is the first of its name there, with its text. The text is
-    /// set and never parsed, so it may hold anything.
+    /// set and never parsed, and what no document may hold is replaced in it (see legalXmlText):
+    /// a device's own texts can't keep a record out of a list.
     bool addElement(std::u16string_view parent, std::u16string_view name, std::u16string_view text);
 
   private:
     ComPtr<IXmlDoc> document_;
 };
+
+/// The text with another unit in the place of each that no XML document may hold: U+F000 and the
+/// code for a control character, as in the names of a card's files; U+FFFD for half a surrogate
+/// pair and for U+FFFE and U+FFFF.
+std::u16string legalXmlText(std::u16string_view text);
 
 }  // namespace zlk

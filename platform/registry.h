@@ -49,7 +49,8 @@ LSTATUS RegOpenKeyExW(HKEY key, const WCHAR* subKey, DWORD options, DWORD access
                       HKEY* result) noexcept;
 
 /// Opens the key, making it and all that is missing above it. At most 255 units a component, 512
-/// levels, or ERROR_INVALID_PARAMETER. *disposition (may be null) tells which happened. `reserved`
+/// levels, or ERROR_INVALID_PARAMETER. `key` may have been opened for reading only: who may make
+/// keys is a matter of the store. *disposition (may be null) tells which happened. `reserved`
 /// is 0, `className` null.
 LSTATUS RegCreateKeyExW(HKEY key, const WCHAR* subKey, DWORD reserved, WCHAR* className,
                         DWORD options, DWORD access, const SECURITY_ATTRIBUTES* security,

@@ -80,6 +80,9 @@ class PtpInterface {
     virtual void setDeviceId(std::uint32_t vid, std::uint32_t pid) = 0;
     /// The ids of the device that is there now; whether it is of the vendor that it should be.
     virtual bool checkConnection(std::uint32_t* vid, std::uint32_t* pid) = 0;
+
+    /// Whether the last operation that has data from the device brought any.
+    virtual bool receivedData() const = 0;
 };
 
 }  // namespace zlk

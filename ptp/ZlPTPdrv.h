@@ -71,6 +71,7 @@ class ZlPTPdrv : public PtpInterface {
     PtpEvent getEvent() override;
     void setDeviceId(std::uint32_t newVid, std::uint32_t newPid) override;
     bool checkConnection(std::uint32_t* foundVid, std::uint32_t* foundPid) override;
+    bool receivedData() const override { return dataBlock.is(ContainerType::Data); }
 
     /// Of a device that another camera is plugged into: the USB ids of that camera.
     void ZLconnectedCameraId(std::uint32_t* first, std::uint32_t* second);

@@ -200,7 +200,6 @@ HKEY RegistryKeys::create(HKEY parentKey, const WCHAR* subKey, DWORD access, boo
     locate(parent, true);
     made = false;
     if (const HKEY key = openExisting(parent, path, access)) return key;
-    if (!(parent.access & writeAccess)) throw RegistryFailure{ERROR_ACCESS_DENIED};
     const auto below = std::span(path).subspan(parent.path.size());
     std::int64_t own = 0;
     store_.write([&](RegistryDatabase& database) {

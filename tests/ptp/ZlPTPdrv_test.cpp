@@ -163,12 +163,14 @@ TEST_F(Engine, HandsOutNoByteThatWasNotReceived) {
     EXPECT_EQ(raised([&] { engine.getPartialObject(5, 0, 2, target.data()); }),
               PTP_INCOMPLETE_TRANSFER);
     EXPECT_EQ(target, hex("0102 EEEEEEEEEEEE"));
+    EXPECT_TRUE(engine.receivedData());
 
     // No data phase at all is a success that touches nothing.
     target = untouched;
     camera({answer(ptpOk, 11)});
     engine.getObject(5, target.data(), 8, nullptr);
     EXPECT_EQ(target, untouched);
+    EXPECT_FALSE(engine.receivedData());
 }
 
 TEST_F(Engine, SurvivesContainersThatLie) {

@@ -1,0 +1,144 @@
+// The two walks over a camera's objects: for the list of files, and for the documents.
+
+#include <optional>
+
+#include "camera_devices/CPTPCameraDev.h"
+#include "camera_devices/DeviceOperation.h"
+#include "camera_devices/FileInfoList.h"
+#include "camera_devices/SpecialFiles.h"
+#include "foundation/TraceLine.h"
+#include "platform/clock.h"
+#include "platform/system.h"
+
+namespace zlk {
+namespace {
+
+constexpr char category[] = "CPTPCameraDev";
+
+constexpr std::uint16_t folderFormat = 0x3001;
+constexpr std::uint32_t allStorages = 0xFFFFFFFF;
+
+/// A date `YYYYMMDDThhmmss`; empty for anything else, or a moment that time values can't hold.
+std::optional<FileTimestamp> readPtpDate(std::u16string_view text) {
+    const auto field = [&](std::size_t place, std::size_t count) -> std::uint16_t {
+        if (place >= text.size()) return 0;
+        return static_cast<std::uint16_t>(_wtoi(std::u16string(text.substr(place, count)).c_str()));
+    };
+    const std::uint16_t year = field(0, 4), month = field(4, 2), hour = field(9, 2),
+                        minute = field(11, 2), second = field(13, 2);
+    std::uint16_t day = field(6, 2);
+    // East of Greenwich this day begins before the time values do.
+    if (year == 1970 && month == 1 && day == 1) day = 2;
+    const bool valid = year >= 1970 && year <= 2037 && month >= 1 && month <= 12 && day >= 1 &&
+                       day <= 31 && hour <= 23 && minute <= 59 && second <= 59;
+    if (!valid) return std::nullopt;
+    return FileTimestamp(_mktime64({second, minute, hour, day, month - 1, year - 1900}));
+}
+
+}  // namespace
+
+std::uint32_t CPTPCameraDev::handleFromId(const std::u16string& id) {
+    return static_cast<std::uint32_t>(_wtoi(id.c_str()));
+}
+
+FileTimestamp CPTPCameraDev::ptpDateToTime(std::u16string_view text) {
+    return readPtpDate(text).value_or(FileTimestamp(_time64()));
+}
+
+DeviceCode CPTPCameraDev::GetFileInfo(FileInfoList& list, ObjectProgressInterface* progress) {
+    return operationCode(DeviceCode::ReadFailed, [&] {
+        // In this order: a listing never opens a connection by itself.
+        if (!VerifyConnection() || !CheckConnection()) return DeviceCode::NotConnected;
+        return GetFilesAndDirs(list, progress) ? DeviceCode::Success : DeviceCode::ReadFailed;
+    });
+}
+
+bool CPTPCameraDev::GetFilesAndDirs(FileInfoList& list, ObjectProgressInterface* progress) {
+    if (!VerifyConnection()) return false;
+    dpofHandle = intentHandle = 0;
+    try {
+        const auto storages = ptp->getStorageIDs();
+        TraceLine(category, "GetFilesAndDirs - storageIDs (%d)", storages.size());
+        for (const std::uint32_t storage : storages) listStorage(storage, list, progress);
+        if (progress) progress->reportProgress(100);
+        return true;
+    } catch (PTPCommErrors) {
+        TraceLine(category, "GetFilesAndDirs - PTPCommErrors");
+        return false;
+    }
+}
+
+void CPTPCameraDev::listStorage(std::uint32_t storage, FileInfoList& list,
+                                ObjectProgressInterface* progress) {
+    // Some cameras refuse to list a storage on which there is nothing.
+    if (ptp->getNumberObjects(storage, 0, 0) == 0) return;
+    const auto handles = ptp->getObjectHandles(storage, 0, 0);
+    const auto total = static_cast<std::int32_t>(handles.size());
+    TraceLine(category, "GetFilesAndDirs - handles (%d)", total);
+    for (std::int32_t i = 0; i < total; ++i) {
+        TraceLine(category, "GetFilesAndDirs - GetObject %d", i);
+        listObject(handles[static_cast<std::size_t>(i)], list);
+        if (progress && !progress->reportProgress(MulDiv(i + 1, 100, total)))
+            throw PTP_TRANSACTION_CANCELLED;
+    }
+}
+
+void CPTPCameraDev::listObject(std::uint32_t handle, FileInfoList& list) {
+    const ObjectInfoDataset info = ptp->getObjectInfo(handle);
+    const std::u16string name(info.Filename.view());
+    // Applications show one folder, whatever the camera's own are.
+    if (info.ObjectFormat != folderFormat)
+        list.addFile(formatText(u"%d", handle), u"DCIM\\" + name, u"", info.ObjectCompressedSize,
+                     ptpDateToTime(info.ModificationDate.view()),
+                     ptpDateToTime(info.CaptureDate.view()), u"unknown", u"");
+    if (equalIgnoringCase(name, specialFiles::printOrder)) {
+        dpofHandle = handle;
+        TraceLine(category, "GetFilesAndDirs - Found DPOF file");
+    } else if (equalIgnoringCase(name, specialFiles::intent)) {
+        intentHandle = handle;
+        TraceLine(category, "GetFilesAndDirs - Found Intent file");
+    }
+}
+
+bool CPTPCameraDev::EnumXMLFiles() {
+    if (shareBlocked()) return true;
+    if (!VerifyConnection()) return false;
+    deviceIdHandle = diagnosticHandle = shareRequestHandle = shareOldHandle = tagRequestHandle =
+        tagOldHandle = menuFolderHandle = 0;
+    try {
+        for (const std::uint32_t handle :
+             ptp->getObjectHandles(allStorages, specialFiles::scriptFormat, 0))
+            LookForShareMenuFiles(handle, ptp->getObjectInfo(handle));
+        return true;
+    } catch (PTPCommErrors) {
+        TraceLine(category, "EnumXMLFiles - PTPCommErrors");
+        return false;
+    }
+}
+
+void CPTPCameraDev::LookForShareMenuFiles(std::uint32_t handle, const ObjectInfoDataset& info) {
+    struct Kind {
+        const WCHAR* name;
+        HandleField handle;
+        const char* traced;
+        bool isMenu = false;
+    };
+    static constexpr Kind kinds[] = {
+        {specialFiles::shareRequest, &CPTPCameraDev::shareRequestHandle, "ShareReq"},
+        {specialFiles::tagRequest, &CPTPCameraDev::tagRequestHandle, "TagReq"},
+        {specialFiles::shareOld, &CPTPCameraDev::shareOldHandle, "ShareOld", true},
+        {specialFiles::tagOld, &CPTPCameraDev::tagOldHandle, "TagOld", true},
+        {specialFiles::deviceId, &CPTPCameraDev::deviceIdHandle, "CameraId"},
+        {specialFiles::diagnostics, &CPTPCameraDev::diagnosticHandle, "Camera Diagnostic"},
+    };
+    for (const Kind& kind : kinds) {
+        if (!equalIgnoringCase(info.Filename.view(), kind.name)) continue;
+        this->*kind.handle = handle;
+        // A new menu belongs beside the one that the camera holds.
+        if (kind.isMenu) menuFolderHandle = info.ParentObject;
+        TraceLine(category, "LookForShareMenuFiles - Found %s file", kind.traced);
+        return;
+    }
+}
+
+}  // namespace zlk

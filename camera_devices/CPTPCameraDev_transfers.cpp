@@ -1,0 +1,124 @@
+#include <algorithm>
+
+#include "camera_devices/CPTPCameraDev.h"
+#include "camera_devices/DeviceOperation.h"
+#include "camera_devices/PcFile.h"
+#include "camera_devices/StockThumbnail.h"
+#include "foundation/TraceLine.h"
+
+namespace zlk {
+namespace {
+
+constexpr char category[] = "CPTPCameraDev";
+
+constexpr std::uint32_t largestPiece = 20 << 20;  // an object above is copied in chunks
+constexpr std::uint32_t chunkSize = 0x40000;      // also how soon a stop takes effect
+constexpr std::uint32_t largestThumbnail = 16 << 20;
+
+/// As MulDiv rounds, but in 64 bits: sizes here go beyond 2 GiB.
+std::int32_t percentOf(std::uint32_t done, std::uint32_t total) {
+    return static_cast<std::int32_t>((std::uint64_t{done} * 100 + total / 2) / total);
+}
+
+}  // namespace
+
+DeviceCode CPTPCameraDev::GetFile(std::u16string id, ObjectProgressInterface* progress,
+                                  HANDLE target) {
+    return operationCode(DeviceCode::ReadFailed, [&] {
+        const std::uint32_t handle = handleFromId(id);
+        TraceLine(category, "GetFile (%d)", handle);
+        if (!VerifyConnection()) return DeviceCode::NotConnected;
+        const std::uint32_t size = ptp->getObjectInfo(handle).ObjectCompressedSize;
+        if (size == 0) return DeviceCode::Success;
+        if (size > largestPiece) return GetLargeFile(id, progress, target);
+        const auto buffer = std::make_unique_for_overwrite<BYTE[]>(size);
+        TraceLine(category, "GetPhotoData (%d) StartTransfer", handle);
+        ptp->getObject(handle, buffer.get(), size, progress);
+        TraceLine(category, "GetPhotoData (%d) EndTransfer", handle);
+        if (!ptp->receivedData()) return DeviceCode::ReadFailed;
+        const DeviceCode code = writePcFile(target, {buffer.get(), size});
+        TraceLine(category, "GetFile (%d) Exit", handle);
+        return code;
+    });
+}
+
+DeviceCode CPTPCameraDev::GetLargeFile(const std::u16string& id, ObjectProgressInterface* progress,
+                                       HANDLE target) {
+    const std::uint32_t handle = handleFromId(id);
+    TraceLine(category, "GetLargeFile (%d)", handle);
+    if (!VerifyConnection()) return DeviceCode::NotConnected;
+    const std::uint32_t size = ptp->getObjectInfo(handle).ObjectCompressedSize;
+    const auto buffer = std::make_unique_for_overwrite<BYTE[]>(chunkSize);
+    bool stopped = false;
+    for (std::uint32_t done = 0; done < size && !stopped;) {
+        const std::uint32_t due = std::min(size - done, chunkSize);
+        // Always for a whole chunk: cameras cut the last one by themselves. The first is asked for
+        // twice, since not all cameras give a good answer at once to the first partial read of an
+        // object.
+        if (done == 0) ptp->getPartialObject(handle, 0, chunkSize, buffer.get());
+        if (ptp->getPartialObject(handle, done, chunkSize, buffer.get()) < due)
+            return DeviceCode::ReadFailed;
+        done += due;
+        stopped = progress && !progress->reportProgress(percentOf(done, size));
+        const DeviceCode code = writePcFile(target, {buffer.get(), due});
+        if (code != DeviceCode::Success) return code;
+    }
+    TraceLine(category, "GetLargeFile (%d) Exit", handle);
+    return DeviceCode::Success;
+}
+
+DeviceCode CPTPCameraDev::GetThumbnail(std::u16string id, std::u16string fileName) {
+    return operationCode(DeviceCode::ReadFailed, [&] {
+        const std::uint32_t handle = handleFromId(id);
+        TraceLine(category, "GetThumbnail (%d)", handle);
+        if (!VerifyConnection()) return DeviceCode::NotConnected;
+        const ObjectInfoDataset info = ptp->getObjectInfo(handle);
+        const std::u16string name(info.Filename.view());
+        const std::uint32_t size = info.ThumbCompressedSize;
+        if (size == 0) {
+            TraceLine(category, "GetThumbnail - file size is zero");
+            return GetStockThumbnail(name, fileName);
+        }
+        if (size > largestThumbnail) return DeviceCode::OutOfMemory;
+        const auto buffer = std::make_unique_for_overwrite<BYTE[]>(size);
+        if (!fetchThumbnail(handle, buffer.get(), size)) {
+            TraceLine(category, "Problem getting PTP thumbnail for %s", fileName);
+            return GetStockThumbnail(name, fileName);
+        }
+        const UniqueHandle file = createPcFile(fileName);
+        if (!file) return DeviceCode::PcFileUnusable;
+        const DeviceCode code = writePcFile(file.get(), {buffer.get(), size});
+        TraceLine(category, "GetThumbnail (%d) Exit", handle);
+        return code;
+    });
+}
+
+/// Whether all of it is in `buffer`.
+bool CPTPCameraDev::fetchThumbnail(std::uint32_t handle, BYTE* buffer, std::uint32_t size) {
+    try {
+        TraceLine(category, "GetThumbnail (%d) StartTransfer", handle);
+        ptp->getThumb(handle, buffer, size);
+        TraceLine(category, "GetThumbnail (%d) EndTransfer", handle);
+        return ptp->receivedData();
+    } catch (PTPCommErrors) {
+        return false;
+    }
+}
+
+DeviceCode CPTPCameraDev::DeleteFile(std::u16string id) {
+    return DeleteFile(handleFromId(id));
+}
+
+DeviceCode CPTPCameraDev::DeleteFile(std::uint32_t handle) {
+    return operationCode(DeviceCode::DeleteRefused, [&] {
+        TraceLine(category, "DeleteFile (%d)", handle);
+        if (!VerifyConnection()) return DeviceCode::NotConnected;
+        ptp->deleteObject(handle, 0);
+        // This model is done with a deletion only when it has told of it, and is not to be asked
+        // anything before. One that stays silent is given up by the driver, and has deleted too.
+        if (camInfo.Model == u"476") ptp->getEvent();
+        return DeviceCode::Success;
+    });
+}
+
+}  // namespace zlk

@@ -1,0 +1,112 @@
+// The client on a virtual camera: what works with a card works with it.
+
+#include <gmock/gmock.h>
+
+#include <thread>
+
+#include "tests/support/VirtualCamera.h"
+#include "tests/tools/CardTest.h"
+
+namespace zlk::test {
+namespace {
+
+namespace fs = std::filesystem;
+using testing::ElementsAre;
+using testing::HasSubstr;
+using testing::Not;
+using testing::SizeIs;
+
+const std::string cam594 = "#Zephyr-Lanthorn#Cam594#0000";
+
+class CameraUnload : public testing::Test {
+  protected:
+    void SetUp() override {
+        ASSERT_GE(registerModules(), 1);
+        camera = std::make_unique<VirtualCamera>(
+            std::vector<std::string>{"--vid", "0x5AF1", "--pid", "0x7C37", "--storage", storage});
+    }
+    /// An object of these random bytes.
+    void add(std::size_t size, const std::string& name, const std::string& more = "") {
+        camera->tell("add random=" + std::to_string(size) + " seed=" + std::to_string(++seed) +
+                     " name=" + name + ' ' + more);
+    }
+    JsonAnswer unload() { return json({"unload", "--verify", cam594, target}); }
+    std::vector<std::string> copies() const {
+        std::vector<std::string> names;
+        for (const auto& entry : fs::recursive_directory_iterator(target))
+            if (entry.is_regular_file())
+                names.push_back(fs::relative(entry.path(), target).string());
+        std::sort(names.begin(), names.end());
+        return names;
+    }
+    std::size_t objects() { return Json::parse(camera->tell("objects")).items.size(); }
+
+    const fs::path storage = newFolder(), outside = newFolder(), target = outside / "target";
+    std::unique_ptr<VirtualCamera> camera;
+    int seed = 0;  // no two objects are equal
+};
+
+TEST_F(CameraUnload, listsCopiesDeletesAndSetsTheClock) {
+    for (int i = 0; i < 5; ++i) add(100'000 + i, "PICT000" + std::to_string(i) + ".JPG");
+    add(25'000'000, "MOVIE.MOV");
+    const JsonAnswer devices = json({"devices"});
+    EXPECT_THAT(devices["devices"].each("contextId"), ElementsAre(cam594));
+    EXPECT_THAT(json({"list"})["files"].items, SizeIs(6));
+    const JsonAnswer result = json({"unload", "--verify", "--delete", cam594, target});
+    EXPECT_EQ(result.status, 0) << result.error;
+    EXPECT_THAT(copies(), SizeIs(6));
+    EXPECT_EQ(fs::file_size(target / "DCIM/MOVIE.MOV"), 25'000'000u);
+    EXPECT_EQ(objects(), 0u);
+    EXPECT_EQ(zlkcam({"clock", "--set", "now"}).status, 0);
+    EXPECT_EQ(zlkcam({"clock"}).status, 0);
+    camera->expectNoViolations();
+}
+
+TEST_F(CameraUnload, staysInsideItsTargetWhateverTheCameraCallsItsPictures) {
+    const char* const names[] = {"../../evil.JPG", "a/b.JPG",        "..%2F..%2Fevil.JPG",
+                                 "up\\..\\x.JPG",  "ctrl%01%1B.JPG", "..",
+                                 "TWICE.JPG",      "TWICE.JPG",      "%uD800lone.JPG"};
+    for (const char* name : names) add(1000, name);
+    add(1000, std::string(254, 'n'));
+    const JsonAnswer result = unload();
+    EXPECT_EQ(result.status, 0) << result.error;
+    EXPECT_THAT(copies(), SizeIs(10));
+    // Nothing beside the target.
+    EXPECT_EQ(std::distance(fs::directory_iterator(outside), fs::directory_iterator()), 1);
+    camera->expectNoViolations();
+}
+
+TEST_F(CameraUnload, keepsNoTorsoOfAnObjectThatIsNotWhatItsInfoSaid) {
+    add(5000, "GOOD.JPG");
+    add(5000, "LARGER.JPG", "size=9000");
+    add(30'000'000, "HUGE.MOV", "size=40000000");
+    const ProgramResult result = zlkcam({"unload", cam594, target});
+    EXPECT_EQ(result.status, 4) << result.error;
+    EXPECT_THAT(copies(), ElementsAre("DCIM/GOOD.JPG"));
+    for (const char* name : {"LARGER.JPG", "HUGE.MOV"})
+        EXPECT_THAT(result.output + result.error, HasSubstr(name));
+}
+
+TEST_F(CameraUnload, namesTheFileAtWhichTheCameraWasPulledAndWorksOnceItIsBack) {
+    for (int i = 0; i < 3; ++i) add(500'000, "PICT000" + std::to_string(i) + ".JPG");
+    camera->tell("fault slow op=0x1008 value=1");
+    camera->tell("fault unplug op=0x1009 phase=data at=50%");
+    const JsonAnswer result = unload();
+    EXPECT_THAT(result.status, testing::AnyOf(4, 9)) << result.error;
+    EXPECT_THAT(copies(), SizeIs(0));
+    EXPECT_EQ(zlkcam({"list", cam594}).status, 9);
+    camera->tell("plug");
+    EXPECT_EQ(unload().status, 0);
+    EXPECT_THAT(copies(), SizeIs(3));
+}
+
+TEST_F(CameraUnload, goesOnBehindAPictureThatVanishedMeanwhile) {
+    for (int i = 0; i < 3; ++i) add(1000, "PICT000" + std::to_string(i) + ".JPG");
+    camera->tell("fault answer op=0x1009 value=0x2009");  // InvalidObjectHandle, once
+    const JsonAnswer result = unload();
+    EXPECT_EQ(result.status, 4);
+    EXPECT_THAT(copies(), ElementsAre("DCIM/PICT0001.JPG", "DCIM/PICT0002.JPG"));
+}
+
+}  // namespace
+}  // namespace zlk::test
