@@ -1,4 +1,4 @@
-// What the client does with cameras on USB, as far as no device object for them is needed.
+// The client's commands that have to do with cameras only.
 
 #include <gmock/gmock.h>
 
@@ -195,6 +195,79 @@ TEST(TimeDocument, ReadsBackAsTheTimeThatWasWritten) {
         EXPECT_EQ(parseTime(timeDocument(time)), time);
     EXPECT_THROW(parseTime(u"<time>00/00/0000 -1:-1:-1</time>"), Failure);
     EXPECT_THROW(parseTime(u"<other/>"), Failure);
+}
+
+/// A camera on USB whose card is a folder, and the client's only device.
+class OnUsb : public testing::Test {
+  protected:
+    void SetUp() override {
+        ASSERT_GE(registerModules(), 1);
+        std::filesystem::create_directory(card / "MISC");
+    }
+    VirtualCamera play(std::vector<std::string> options) const {
+        options.insert(options.end(), {"--storage", card});
+        return VirtualCamera(std::move(options));
+    }
+    std::filesystem::path put(const std::string& name) const {
+        writeFile(card / "MISC" / name, "<" + name + "/>");
+        return card / "MISC" / name;
+    }
+    const std::filesystem::path card = newFolder();
+};
+
+TEST_F(OnUsb, AKnownCameraIsListedAndNotToldTwice) {
+    VirtualCamera camera = play({"--model", "283"});
+    const ProgramResult plain = zlkcam({"devices"});
+    EXPECT_THAT(plain.output, HasSubstr("#Zephyr-Lanthorn#Cam283#0000"));
+    EXPECT_THAT(plain.output, testing::Not(HasSubstr("On USB")));
+    VirtualCamera twin = play({"--model", "283", "--name", "twin"});
+    const Json cameras = json({"devices"})["cameras"];
+    EXPECT_THAT(cameras.each("listed"), ElementsAre("true", "false"));
+    EXPECT_THAT(cameras.items.at(1)["troubles"].each("kind"), ElementsAre("twin"));
+}
+
+TEST_F(OnUsb, AnAdoptedCameraIsListedAndTellsItsClock) {
+    VirtualCamera camera = play({"--model", "unknown"});
+    EXPECT_EQ(zlkcam({"clock"}).status, 9);
+    ASSERT_EQ(zlkcam({"adopt", "--yes", "--share", "--name", "Mine"}).status, 0);
+    EXPECT_THAT(json({"devices"})["devices"].each("name"), ElementsAre("Mine"));
+
+    EXPECT_LE(std::abs(std::stol(json({"clock"})["ahead"].text)), 2);
+    ASSERT_EQ(zlkcam({"clock", "--set", "2020-01-02T03:04:05"}).status, 0);
+    EXPECT_THAT(json({"clock"})["time"].text, testing::StartsWith("2020-01-02T03:04:"));
+    ASSERT_EQ(zlkcam({"clock", "--set", "now"}).status, 0);
+    EXPECT_LE(std::abs(std::stol(json({"clock"})["ahead"].text)), 2);
+    camera.expectNoViolations();
+}
+
+TEST_F(OnUsb, ReportsItsDiagnostics) {
+    VirtualCamera camera = play({"--model", "283"});
+    const std::string firmware = "Software\\Zephyr-Lanthorn\\ZLSU_Cam283_Firmware";
+    EXPECT_EQ(zlkcam({"diag"}).status, 4);
+    const auto file = card / "DIAGNOSTICS.XML";
+    writeFile(file,
+              "<diagnostic><model>283</model><serial>1</serial><fwversion>2.5</fwversion>"
+              "</diagnostic>");
+    camera.tell("add file=" + file.string());
+    EXPECT_EQ(zlkcam({"diag"}).output, "Model: 283\nSerial number: 1\nFirmware: 2.5\n");
+    EXPECT_EQ(zlkcam({"settings", "get", firmware, "version"}).status, 14);
+    EXPECT_EQ(json({"diag", "--log"})["logged"].text, "true");
+    EXPECT_EQ(zlkcam({"settings", "get", firmware, "version"}).output, "2.5\n");
+}
+
+TEST_F(OnUsb, HasItsOrderFoundAndDeletedOrSaysThatItStays) {
+    put("AUTPRINT.MRK");
+    put("INTENT.XML");
+    {
+        VirtualCamera camera = play({"--model", "948"});
+        EXPECT_EQ(zlkcam({"order"}).output, "<AUTPRINT.MRK/>\n");
+        EXPECT_EQ(zlkcam({"order", "--clear"}).status, 10);
+        EXPECT_EQ(zlkcam({"intent", "--clear"}).status, 10);
+    }
+    VirtualCamera camera = play({"--model", "476"});
+    EXPECT_EQ(zlkcam({"order", "--clear"}).status, 0);
+    EXPECT_EQ(zlkcam({"intent", "--clear"}).status, 0);
+    EXPECT_TRUE(std::filesystem::is_empty(card / "MISC"));
 }
 
 }  // namespace
