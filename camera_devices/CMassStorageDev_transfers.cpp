@@ -57,9 +57,7 @@ DeviceCode copyBytes(HANDLE source, HANDLE target, DWORD total, ObjectProgressIn
             return DeviceCode::ReadFailed;
         }
         done += wanted;
-        // As MulDiv rounds, but in 64 bits: sizes here go beyond 2 GiB.
-        const std::uint64_t percent = (std::uint64_t{done} * 100 + total / 2) / total;
-        stopped = progress && !progress->reportProgress(static_cast<std::int32_t>(percent));
+        stopped = progress && !progress->reportProgress(percentOf(done, total));
         DWORD written = 0;
         if (!WriteFile(target, buffer.get(), wanted, &written, nullptr)) {
             traceError("GetFile - WriteFile failed - %s", GetLastError());

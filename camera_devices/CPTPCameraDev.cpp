@@ -3,21 +3,14 @@
 #include "camera_devices/DeviceOperation.h"
 #include "directory/CDeviceUtilFunctions.h"
 #include "directory/CSupportedCameraList.h"
+#include "foundation/SystemVersion.h"
 #include "foundation/TraceLine.h"
-#include "platform/system.h"
 #include "ptp/ZlPTPdrv.h"
 
 namespace zlk {
 namespace {
 
 constexpr char category[] = "CPTPCameraDev";
-
-bool isVistaOrLater() {
-    OSVERSIONINFOW info{};
-    info.dwOSVersionInfoSize = sizeof info;
-    return GetVersionExW(&info) && info.dwPlatformId == VER_PLATFORM_WIN32_NT &&
-           info.dwMajorVersion >= 6;
-}
 
 /// A session that another process or an earlier object left open is as good as a new one.
 bool meansOpenSession(PTPCommErrors error) {

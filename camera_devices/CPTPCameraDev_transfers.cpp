@@ -15,11 +15,6 @@ constexpr std::uint32_t largestPiece = 20 << 20;  // an object above is copied i
 constexpr std::uint32_t chunkSize = 0x40000;      // also how soon a stop takes effect
 constexpr std::uint32_t largestThumbnail = 16 << 20;
 
-/// As MulDiv rounds, but in 64 bits: sizes here go beyond 2 GiB.
-std::int32_t percentOf(std::uint32_t done, std::uint32_t total) {
-    return static_cast<std::int32_t>((std::uint64_t{done} * 100 + total / 2) / total);
-}
-
 }  // namespace
 
 DeviceCode CPTPCameraDev::GetFile(std::u16string id, ObjectProgressInterface* progress,

@@ -1,20 +1,14 @@
 #include "camera_devices/VolumeUtils.h"
 
+#include "foundation/SystemVersion.h"
 #include "foundation/TraceLine.h"
 #include "platform/files.h"
 #include "platform/named_objects.h"
-#include "platform/system.h"
 
 namespace zlk {
 namespace {
 
 constexpr char category[] = "VolumeUtils";
-
-bool isNtFamily() noexcept {
-    OSVERSIONINFOW info{};
-    info.dwOSVersionInfoSize = sizeof info;
-    return GetVersionExW(&info) && info.dwPlatformId == VER_PLATFORM_WIN32_NT;
-}
 
 HANDLE openVolume(WCHAR letter) noexcept {
     constexpr DWORD share = FILE_SHARE_READ | FILE_SHARE_WRITE;

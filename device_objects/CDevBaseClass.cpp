@@ -3,8 +3,8 @@
 #include "camera_devices/CMassStorageDev.h"
 #include "camera_devices/CPTPCameraDev.h"
 #include "directory/CDeviceUtilFunctions.h"
+#include "foundation/SystemVersion.h"
 #include "foundation/TraceLine.h"
-#include "platform/system.h"
 #include "platform/text.h"
 
 namespace zlk {
@@ -13,11 +13,8 @@ namespace {
 constexpr char category[] = "CUnloadableCamera";  // for all three objects
 
 /// Whether names of objects can be seen by all sessions of the machine.
-bool hasGlobalNames() noexcept {
-    OSVERSIONINFOW info{};
-    info.dwOSVersionInfoSize = sizeof info;
-    return GetVersionExW(&info) && info.dwPlatformId == VER_PLATFORM_WIN32_NT &&
-           info.dwMajorVersion >= 5;
+bool hasGlobalNames() {
+    return isNtFamily(5);
 }
 
 }  // namespace

@@ -4,11 +4,11 @@
 
 namespace zlk {
 
-bool isVistaOrLater() {
+bool isNtFamily(unsigned leastMajorVersion) {
     OSVERSIONINFOW info{};
     info.dwOSVersionInfoSize = sizeof info;
     return GetVersionExW(&info) && info.dwPlatformId == VER_PLATFORM_WIN32_NT &&
-           info.dwMajorVersion >= 6;
+           info.dwMajorVersion >= leastMajorVersion;
 }
 
 }  // namespace zlk

@@ -3,8 +3,12 @@
 
 namespace zlk {
 
+/// A system of the NT family, of at least this major version. Read anew each time.
+bool isNtFamily(unsigned leastMajorVersion = 0);
+
 /// Vista or later: cameras are reached by device paths, and the rights on named objects differ.
-/// Read anew each time.
-bool isVistaOrLater();
+inline bool isVistaOrLater() {
+    return isNtFamily(6);
+}
 
 }  // namespace zlk

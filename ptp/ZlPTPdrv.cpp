@@ -25,11 +25,6 @@ constexpr std::uint32_t largestContainer = 256u << 20;
 constexpr std::uint32_t countingVid = 0x5AF1;
 constexpr std::uint32_t countingPid = 0x7C35;
 
-/// As MulDiv(100, part, whole) rounds.
-std::int32_t percentOf(std::uint32_t part, std::uint32_t whole) {
-    return static_cast<std::int32_t>((std::uint64_t{part} * 100 + whole / 2) / whole);
-}
-
 }  // namespace
 
 template <class Connecting>
