@@ -21,18 +21,22 @@ CameraTrouble heldBy(const AttachedCamera& camera) {
 
 std::vector<UsbCamera> usbCameras(const DeviceDirectory& directory,
                                   const std::vector<Device>& devices) {
+    // One in a dock is listed by its own name, and reached by the dock's port.
+    std::vector<std::u16string> ports;
+    ports.reserve(devices.size());
+    for (const Device& device : devices) ports.push_back(directory.cameraPort(device.contextId));
     std::vector<UsbCamera> cameras;
     for (const AttachedCamera& attached : attachedCameras()) {
         UsbCamera camera{attached, formatText(u"VID_%04X&PID_%04X", attached.vid, attached.pid),
                          u"", false, false};
         camera.contextId = directory.contextIdOf(camera.pnpId);
-        for (const Device& device : devices) {
-            // One in a dock is listed by its own name, and reached by the dock's port.
-            const std::u16string port = directory.cameraPort(device.contextId);
-            camera.listed |= equalIgnoringCase(port, attached.port) ||
-                             equalIgnoringCase(port, attached.devicePath);
-            camera.twinListed |= equalIgnoringCase(device.contextId, camera.contextId);
-        }
+        camera.listed = std::any_of(ports.begin(), ports.end(), [&](const std::u16string& port) {
+            return equalIgnoringCase(port, attached.port) ||
+                   equalIgnoringCase(port, attached.devicePath);
+        });
+        camera.twinListed = std::any_of(devices.begin(), devices.end(), [&](const Device& device) {
+            return equalIgnoringCase(device.contextId, camera.contextId);
+        });
         cameras.push_back(std::move(camera));
     }
     return cameras;
