@@ -62,6 +62,16 @@ TEST_F(CameraUnload, listsCopiesDeletesAndSetsTheClock) {
     camera->expectNoViolations();
 }
 
+TEST_F(CameraUnload, goesOnInASessionThatOthersOpenedAndHardlyUsed) {
+    add(1000, "PICT0001.JPG");
+    for (int i = 0; i < 2; ++i) {
+        EXPECT_EQ(zlkcam({"locked", cam594}).status, 0);
+        EXPECT_EQ(zlkcam({"info", cam594}).status, 0);
+        EXPECT_EQ(zlkcam({"list", cam594}).status, 0);
+    }
+    camera->expectNoViolations();
+}
+
 TEST_F(CameraUnload, staysInsideItsTargetWhateverTheCameraCallsItsPictures) {
     const char* const names[] = {"../../evil.JPG", "a/b.JPG",        "..%2F..%2Fevil.JPG",
                                  "up\\..\\x.JPG",  "ctrl%01%1B.JPG", "..",

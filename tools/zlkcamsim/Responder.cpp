@@ -98,7 +98,9 @@ Reply Responder::execute(const Message& command, Spool* received) {
         return failure(response::OperationNotSupported);
     if (!session_.isOpen() && !worksWithoutSession(command.code))
         return failure(response::SessionNotOpen);
-    if (session_.isOpen() && command.id == 0 && command.code != operation::OpenSession)
+    // In a session that has had no transaction yet, a host that finds it open begins with its id.
+    const bool isStray = command.id == 0 && session_.lastTransaction != 0;
+    if (session_.isOpen() && isStray && command.code != operation::OpenSession)
         return failure(response::InvalidTransactionID);
     received_ = received;
     return (this->*row->run)(command);

@@ -67,7 +67,6 @@ UsbfsNode::UsbfsNode(usbscan::EventLoop& loop, camsim::UsbFunction& function,
     function_.setWake([this] { wake(); });
     loop_.watch(event_, POLLIN, [this](short) { work(); });
     g_signal_connect(ioctls_.get(), "handle-ioctl", G_CALLBACK(onIoctl), this);
-    g_signal_connect(ioctls_.get(), "client-connected", G_CALLBACK(onConnected), this);
     g_signal_connect(ioctls_.get(), "client-vanished", G_CALLBACK(onVanished), this);
     if (!umockdev_testbed_attach_ioctl(testbed_, path_.c_str(), ioctls_.get(), nullptr))
         fail("attach_ioctl");
@@ -121,17 +120,10 @@ gboolean UsbfsNode::onIoctl(UMockdevIoctlBase*, Client client, gpointer self) {
     return TRUE;
 }
 
-/// umockdev doesn't tell of a client that was killed, and its next one may stand in the same place.
-void UsbfsNode::onConnected(UMockdevIoctlBase* base, Client client, gpointer self) {
-    onVanished(base, client, self);
-}
-
 void UsbfsNode::onVanished(UMockdevIoctlBase*, Client client, gpointer self) {
     auto& node = *static_cast<UsbfsNode*>(self);
     const std::lock_guard lock(node.mutex_);
-    if (node.claimer_ == client) node.claimer_ = nullptr;
-    node.queues_.forget(client);
-    node.showReadiness();
+    node.forget(client);
 }
 
 int UsbfsNode::answer(Client client) {
@@ -146,7 +138,7 @@ int UsbfsNode::answer(Client client) {
         case USBDEVFS_CLAIMINTERFACE:
             return claim(client);
         case USBDEVFS_RELEASEINTERFACE:
-            if (claimer_ != client) return EINVAL;
+            if (claimer_.get() != client) return EINVAL;
             claimer_ = nullptr;
             queues_.end(-ENOENT, client);
             showReadiness();
@@ -183,9 +175,18 @@ int UsbfsNode::answer(Client client) {
 }
 
 int UsbfsNode::claim(Client client) {
-    if (claimer_ && claimer_ != client) return EBUSY;
-    claimer_ = client;
+    if (claimer_.get() == client) return 0;
+    // umockdev doesn't always tell of a client that was killed.
+    if (claimer_ && !umockdev_ioctl_client_get_connected(claimer_.get())) forget(claimer_.get());
+    if (claimer_) return EBUSY;
+    claimer_ = owned(static_cast<Client>(g_object_ref(client)));
     return 0;
+}
+
+void UsbfsNode::forget(Client client) {
+    queues_.forget(client);
+    if (claimer_.get() == client) claimer_ = nullptr;
+    showReadiness();
 }
 
 int UsbfsNode::submit(Client client) {

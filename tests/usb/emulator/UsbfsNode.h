@@ -37,7 +37,6 @@ class UsbfsNode {
   private:
     using Client = Urb::Client;
     static gboolean onIoctl(UMockdevIoctlBase*, Client client, gpointer self);
-    static void onConnected(UMockdevIoctlBase*, Client client, gpointer self);
     static void onVanished(UMockdevIoctlBase*, Client client, gpointer self);
     void wake() const;
     void work();
@@ -46,6 +45,8 @@ class UsbfsNode {
     int submit(Client client);
     int reap(Client client);
     int claim(Client client);
+    /// It is gone, and so is what it had under way.
+    void forget(Client client);
     void showReadiness();
 
     usbscan::EventLoop& loop_;
@@ -58,8 +59,8 @@ class UsbfsNode {
 
     std::mutex mutex_;  ///< of all below
     UrbQueues queues_;
-    std::deque<std::function<void()>> forDevice_;  ///< before further packets
-    Client claimer_ = nullptr;
+    std::deque<std::function<void()>> forDevice_;   ///< before further packets
+    std::shared_ptr<UMockdevIoctlClient> claimer_;  // referenced, so that no other stands there
     bool fifoIsFull_ = false, unplugged_ = false;
 };
 
