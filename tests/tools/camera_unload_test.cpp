@@ -11,6 +11,7 @@ namespace zlk::test {
 namespace {
 
 namespace fs = std::filesystem;
+using testing::ContainsRegex;
 using testing::ElementsAre;
 using testing::HasSubstr;
 using testing::Not;
@@ -52,6 +53,7 @@ TEST_F(CameraUnload, listsCopiesDeletesAndSetsTheClock) {
     const JsonAnswer devices = json({"devices"});
     EXPECT_THAT(devices["devices"].each("contextId"), ElementsAre(cam594));
     EXPECT_THAT(json({"list"})["files"].items, SizeIs(6));
+    EXPECT_THAT(zlkcam({"list"}).output, ContainsRegex("PICT0004\\.JPG +\\[[0-9]+\\]\n"));
     const JsonAnswer result = json({"unload", "--verify", "--delete", cam594, target});
     EXPECT_EQ(result.status, 0) << result.error;
     EXPECT_THAT(copies(), SizeIs(6));

@@ -22,6 +22,9 @@ struct FileRecord {
     std::string created;
 };
 
+/// What tells a person the file: its id, and before one that is a mere handle its path.
+std::string titleOf(const FileRecord& file);
+
 struct NamedText {
     std::u16string name;
     std::u16string text;

@@ -32,7 +32,7 @@ void runList(Tool& tool, const ListOptions& options) {
     for (const FileRecord& file : files) {
         const std::string size = std::to_string(file.size);
         tool.say(std::string(size.size() < 12 ? 12 - size.size() : 0, ' ') + size + "  " +
-                 file.modified + "  " + utf8Text(file.id));
+                 file.modified + "  " + titleOf(file));
         tool.answer.beginObject()
             .member("id", file.id)
             .member("camerapath", file.cameraPath)
@@ -48,7 +48,7 @@ void runList(Tool& tool, const ListOptions& options) {
 
 /// Why a thumbnail or a deletion failed, and the first such status as that of the program.
 void noteFailure(Tool& tool, const FileRecord& file, const Failure& failure) {
-    tool.warn(utf8Text(file.id) + ": " + failure.what());
+    tool.warn(titleOf(file) + ": " + failure.what());
     tool.answer.member("failed", true).key("error");
     Tool::writeError(tool.answer, failure);
     if (tool.status == ExitStatus::Success) tool.status = failure.status;
