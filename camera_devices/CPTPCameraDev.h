@@ -3,6 +3,7 @@
 #include <memory>
 #include <string>
 #include <string_view>
+#include <vector>
 
 #include "camera_devices/CImageDev.h"
 #include "directory/CCamInfo.h"
@@ -120,6 +121,9 @@ class CPTPCameraDev : public CImageDev {
     bool requestFileExists(HandleField handle);
 
     std::unique_ptr<PtpInterface> ptp;  // null: not connected
+    // The largest that GetFile copied in one piece, kept for the next: to get as many pages of
+    // memory from the kernel each time costs as much as the copying.
+    std::vector<BYTE> picture;
 
     // Handles of the documents that the last walk saw, 0 for none: of GetFilesAndDirs() the first
     // two, of EnumXMLFiles() the others.

@@ -28,13 +28,13 @@ DeviceCode CPTPCameraDev::GetFile(std::u16string id, ObjectProgressInterface* pr
         if (ptp->receivedData() == 0) return DeviceCode::ReadFailed;
         if (size == 0) return DeviceCode::Success;
         if (size > largestPiece) return GetLargeFile(id, progress, target);
-        const auto buffer = std::make_unique_for_overwrite<BYTE[]>(size);
+        if (picture.size() < size) picture.resize(size);
         TraceLine(category, "GetPhotoData (%d) StartTransfer", handle);
-        ptp->getObject(handle, buffer.get(), size, progress);
+        ptp->getObject(handle, picture.data(), size, progress);
         TraceLine(category, "GetPhotoData (%d) EndTransfer", handle);
         // Of a picture that isn't what its description says, nobody knows whether it is whole.
         if (ptp->receivedData() != size) return DeviceCode::ReadFailed;
-        const DeviceCode code = writePcFile(target, {buffer.get(), size});
+        const DeviceCode code = writePcFile(target, {picture.data(), size});
         TraceLine(category, "GetFile (%d) Exit", handle);
         return code;
     });
