@@ -19,7 +19,7 @@ bool meansOpenSession(PTPCommErrors error) {
 
 }  // namespace
 
-CPTPCameraDev::CPTPCameraDev(std::u16string lowLevelId, std::u16string id)
+CPTPCameraDev::CPTPCameraDev(const std::u16string& lowLevelId, std::u16string id)
     : contextId(std::move(id)) {
     TraceLine(category, "CPTPCameraDev(%s, %s)", lowLevelId, contextId);
     if (lowLevelId.empty()) return;

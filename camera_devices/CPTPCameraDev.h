@@ -24,7 +24,7 @@ class CPTPCameraDev : public CImageDev {
   public:
     /// `lowLevelId` holds `VID_xxxx` and `&PID_xxxx` in any case; `contextId` leads to the port.
     /// Nothing is looked for yet.
-    CPTPCameraDev(std::u16string lowLevelId, std::u16string contextId);
+    CPTPCameraDev(const std::u16string& lowLevelId, std::u16string contextId);
     /// Leaves the session open: whoever comes next goes on in it.
     ~CPTPCameraDev() override;
     CPTPCameraDev(const CPTPCameraDev&) = delete;
