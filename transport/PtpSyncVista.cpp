@@ -1,5 +1,6 @@
 #include "transport/PtpSyncVista.h"
 
+#include <atomic>
 #include <cstring>
 
 #include "foundation/TraceLine.h"
@@ -21,7 +22,9 @@ constexpr std::size_t longestPort = 199;
 PtpSyncVista::~PtpSyncVista() {
     TraceLine(category, "~PtpSyncVista");
     letGo();
-    section.keep();
+    // One view keeps the table in being; one of each object would fill the process with them.
+    static std::atomic_flag kept;
+    if (section.view() && !kept.test_and_set()) section.keep();
 }
 
 void PtpSyncVista::letGo() {

@@ -15,7 +15,7 @@ namespace zlk {
 class PtpSyncVista : public PTPSyncInterface {
   public:
     PtpSyncVista() = default;
-    /// Leaves the view to the end of the process.
+    /// Leaves the table mapped to the end of the process.
     ~PtpSyncVista() override;
     PtpSyncVista(const PtpSyncVista&) = delete;
     PtpSyncVista& operator=(const PtpSyncVista&) = delete;

@@ -1,6 +1,8 @@
 #include <gtest/gtest.h>
 
 #include <cstring>
+#include <memory>
+#include <sstream>
 #include <string>
 
 #include "platform/text.h"
@@ -234,6 +236,21 @@ TEST(PtpSyncVista, TakesTurnsByTheOwnersTable) {
     arbiter.releaseMutex(port.c_str(), 11);
     EXPECT_EQ(raisedBy([&] { arbiter.getMutex(std::u16string(200, u'x').c_str()); }),
               PTP_GENERAL_ERROR);
+}
+
+TEST(PtpSyncVista, LeavesTheTableMappedOnceHoweverManyComeAndGo) {
+    const auto mappings = [] {
+        std::istringstream maps(readFile("/proc/self/maps"));
+        int count = 0;
+        for (std::string line; std::getline(maps, line);)
+            if (line.ends_with("ZlPtpWPDHandlesToCameras")) ++count;
+        return count;
+    };
+    auto owner = std::make_unique<PathTable>();
+    for (int i = 0; i < 5; ++i) PtpSyncVista().setPort(u"anything");
+    owner.reset();
+    EXPECT_EQ(mappings(), 1);
+    EXPECT_EQ(PtpSyncVista().findPortbyVidPid(0x5AF1, 0x7C36).view(), u"usb#vid_5af1&pid_7c36#1");
 }
 
 }  // namespace
