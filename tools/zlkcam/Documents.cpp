@@ -38,7 +38,7 @@ std::u16string wideChild(pugi::xml_node element, const char* name) {
 }  // namespace
 
 std::string titleOf(const FileRecord& file) {
-    const std::string id = utf8Text(file.id);
+    std::string id = utf8Text(file.id);
     if (file.cameraPath.empty() || file.id.ends_with(file.cameraPath)) return id;
     return utf8Text(file.cameraPath) + "  [" + id + "]";
 }
