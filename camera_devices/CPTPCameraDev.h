@@ -39,8 +39,8 @@ class CPTPCameraDev : public CImageDev {
     DeviceCode GetFileInfo(FileInfoList& list, ObjectProgressInterface* progress) override;
     DeviceCode DeleteFile(std::u16string id) override;
     /// Up to 20 MiB in one piece, which can't be stopped, above that in chunks. Copies as many
-    /// bytes as the object's info says. Fewer from the camera are ReadFailed; a file on this
-    /// machine that doesn't take them is PcFileUnusable.
+    /// bytes as the object's info says. Fewer from the camera, or more in one piece, are
+    /// ReadFailed; a file on this machine that doesn't take them is PcFileUnusable.
     DeviceCode GetFile(std::u16string id, ObjectProgressInterface* progress,
                        HANDLE target) override;
     /// The stock picture where the camera has no thumbnail or doesn't deliver it whole. One of

@@ -1,7 +1,6 @@
 #include "platform/usbscan/AttachedDevices.h"
 
 #include <dirent.h>
-#include <fcntl.h>
 
 #include <algorithm>
 #include <charconv>
@@ -10,12 +9,12 @@
 #include <set>
 #include <sstream>
 
-#include "platform/internal/Descriptor.h"
 #include "platform/internal/MachineRoot.h"
 #include "platform/internal/SharedTable.h"
 #include "platform/internal/SmallFile.h"
 #include "platform/text.h"
 #include "platform/usbscan.h"
+#include "platform/usbscan/DevicePlace.h"
 
 namespace zlk::platform {
 namespace {
@@ -71,26 +70,17 @@ void addDevicesOnTheBus(std::vector<AttachedDevice>& devices) {
     }
 }
 
-/// Whether somebody holds it; whoever serves a device does.
-bool isLocked(const std::string& path) {
-    const Descriptor file(::open(path.c_str(), O_RDWR | O_CLOEXEC | O_NOFOLLOW | O_NONBLOCK));
-    struct flock lock {};
-    lock.l_type = F_WRLCK;
-    lock.l_whence = SEEK_SET;
-    return file && ::fcntl(file.get(), F_OFD_GETLK, &lock) == 0 && lock.l_type != F_UNLCK;
-}
-
 void addServedDevices(std::vector<AttachedDevice>& devices) {
     constexpr std::string_view ending = ".device";
-    std::string folder = deviceFolder();
+    const std::string folder = deviceFolder();
     if (folder.empty()) return;
-    folder += '/';
+    const std::string front = folder + '/';
     for (const std::string& entry : namesIn(folder)) {
         if (!entry.ends_with(ending)) continue;
         AttachedDevice device;
         device.name = entry.substr(0, entry.size() - ending.size());
-        if (!isLocked(folder + device.name + ".lock")) continue;
-        std::istringstream lines(readSmallFile(folder + entry, maxEntry));
+        if (!usbscan::DeviceLock::isTaken(folder, device.name)) continue;
+        std::istringstream lines(readSmallFile(front + entry, maxEntry));
         for (std::string key, value;
              lines >> key && lines.ignore() && std::getline(lines, value);) {
             if (key == "vid") device.vid = numberOf<std::uint16_t>(value, 16);
@@ -191,12 +181,12 @@ std::string portableDevicePath(const AttachedDevice& device) {
 }
 
 unsigned portOfDeviceName(std::u16string_view name) {
-    constexpr std::u16string_view scanner = u"USBSCAN", portable = u"USB#";
+    constexpr std::string_view scanner = "USBSCAN", portable = "USB#";
     const std::string text = utf8Text(upperCase(name));
     std::string_view digits = text;
-    if (upperCase(name).starts_with(scanner))
+    if (text.starts_with(scanner))
         digits.remove_prefix(scanner.size());
-    else if (upperCase(name).starts_with(portable))
+    else if (text.starts_with(portable))
         digits.remove_prefix(text.rfind('#') + 1);
     else
         return 0;

@@ -4,9 +4,7 @@
 #include <sched.h>
 #include <signal.h>
 #include <spawn.h>
-#include <sys/socket.h>
 #include <sys/stat.h>
-#include <sys/un.h>
 #include <sys/wait.h>
 
 #include <cerrno>
@@ -20,54 +18,15 @@
 #include "platform/internal/PosixError.h"
 #include "platform/text.h"
 #include "platform/usbscan.h"
+#include "platform/usbscan/DevicePlace.h"
 
 namespace zlk::platform {
 namespace {
 
+using usbscan::DeviceAddress;
+using usbscan::DeviceLock;
+
 constexpr char category[] = "Usbscan";
-constexpr int backlog = 64;
-
-/// An address holds some hundred characters and a folder's path may be longer, so the socket is
-/// named through the open folder.
-class SocketAddress {
-  public:
-    SocketAddress(const std::string& folder, const std::string& name)
-        : folder_(::open(folder.c_str(), O_PATH | O_DIRECTORY | O_CLOEXEC)) {
-        address_.sun_family = AF_UNIX;
-        std::snprintf(address_.sun_path, sizeof address_.sun_path, "/proc/self/fd/%d/%s.sock",
-                      folder_.get(), name.c_str());
-    }
-    Descriptor connect() const {
-        Descriptor socket(::socket(AF_UNIX, SOCK_STREAM | SOCK_CLOEXEC, 0));
-        if (socket && ::connect(socket.get(), reinterpret_cast<const sockaddr*>(&address_),
-                                sizeof address_) != 0)
-            return {};
-        return socket;
-    }
-    Descriptor listen() const {
-        ::unlink(address_.sun_path);
-        Descriptor socket(::socket(AF_UNIX, SOCK_STREAM | SOCK_CLOEXEC | SOCK_NONBLOCK, 0));
-        if (socket && (::bind(socket.get(), reinterpret_cast<const sockaddr*>(&address_),
-                              sizeof address_) != 0 ||
-                       ::listen(socket.get(), backlog) != 0))
-            return {};
-        return socket;
-    }
-
-  private:
-    Descriptor folder_;
-    sockaddr_un address_{};
-};
-
-/// Empty if another process has it, or with errno.
-Descriptor takeLock(const std::string& path) {
-    Descriptor file(::open(path.c_str(), O_RDWR | O_CREAT | O_CLOEXEC | O_NOFOLLOW, 0600));
-    struct flock lock {};
-    lock.l_type = F_WRLCK;
-    lock.l_whence = SEEK_SET;
-    if (file && ::fcntl(file.get(), F_OFD_SETLK, &lock) != 0) return {};
-    return file;
-}
 
 /// The program; empty if nobody should run it.
 std::string hostProgram() {
@@ -143,8 +102,8 @@ int spawnHost(const std::string& program, const std::string& node, const Descrip
 /// A connection to a host that is started here. Empty with ERROR_BUSY if another process has the
 /// lock: a host that ends, or one that is just being started.
 Descriptor startHost(const std::string& folder, const AttachedDevice& device,
-                     const SocketAddress& address) {
-    const Descriptor lock = takeLock(folder + '/' + device.name + ".lock");
+                     const DeviceAddress& address) {
+    const Descriptor lock = DeviceLock::take(folder, device.name);
     if (!lock) {
         SetLastError(ERROR_BUSY);
         return {};
@@ -166,7 +125,7 @@ Descriptor startHost(const std::string& folder, const AttachedDevice& device,
 Descriptor connectToHost(const AttachedDevice& device) {
     const std::string folder = deviceFolder();
     if (folder.empty()) return {};
-    const SocketAddress address(folder, device.name);
+    const DeviceAddress address(folder, device.name);
     // A host that ends holds its lock for some moments more.
     constexpr int tries = 500;
     for (int i = 0; i < tries; ++i) {

@@ -111,6 +111,10 @@ void VirtualCamera::transferArrived() {
             commandArrived(header);
         }
     }
+    forgetTransfer();
+}
+
+void VirtualCamera::forgetTransfer() {
     head_.clear();
     arrived_ = 0;
     striking_.clear();
@@ -156,10 +160,8 @@ void VirtualCamera::breakTransaction() {
     open_.reset();
     data_.reset();
     forcedAnswer_.reset();
-    head_.clear();
-    arrived_ = 0;
-    striking_.clear();
-    strikersTaken_ = outSilent_ = false;
+    forgetTransfer();
+    outSilent_ = false;
     outDelay_.stop();
     bulkIn_.clear();
     log_.breakOff(Channel::BulkOut);

@@ -72,6 +72,7 @@ class VirtualCamera final : public UsbFunction, private BulkInPipe::Listener {
     bool isReached(const Fault& fault, ByteView bytes) const;
     void add(ByteView bytes);
     void transferArrived();
+    void forgetTransfer();
     void commandArrived(const ContainerHeader& header);
     void execute();
     Reply run();

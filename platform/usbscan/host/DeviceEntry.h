@@ -9,6 +9,8 @@
 #include <cstdint>
 #include <string>
 
+#include "platform/internal/Descriptor.h"
+
 namespace zlk::usbscan {
 
 struct DeviceDescription {
@@ -28,11 +30,12 @@ class DeviceEntry {
     DeviceEntry& operator=(const DeviceEntry&) = delete;
 
     /// Non-blocking; stays the entry's.
-    int listeningSocket() const noexcept { return socket_; }
+    int listeningSocket() const noexcept { return socket_.get(); }
 
   private:
-    std::string folder_, name_;
-    int lock_ = -1, socket_ = -1;
+    std::string path_;
+    platform::Descriptor lock_;  // let go of last: until then nobody else may take the place
+    platform::Descriptor socket_;
 };
 
 }  // namespace zlk::usbscan
