@@ -90,6 +90,11 @@ CameraPortEntry& PtpSyncController::entryOf(const std::string& port) const {
     return *entry;
 }
 
+CameraPortEntry PtpSyncController::copyOf(const std::string& port) {
+    const TableHold hold(tableMutex);
+    return entryOf(port);
+}
+
 void PtpSyncController::setPort(const WCHAR* wide) {
     const std::string port = portText(wide, longestPort);
     cleanupMappedFile();
@@ -115,7 +120,7 @@ void PtpSyncController::setPort(const WCHAR* wide) {
 std::uint32_t PtpSyncController::getMutex(const WCHAR* wide) {
     const std::string port = portText(wide, longestPort);
     if (!section.open(tableName)) return 0;
-    const CameraPortEntry& entry = entryOf(port);
+    const CameraPortEntry entry = copyOf(port);
     const std::string name(entry.mutexName, strnlen(entry.mutexName, sizeof entry.mutexName));
     letGo();
     mutex = UniqueHandle(OpenMutexA(SYNCHRONIZE, 1, name.c_str()));
@@ -126,8 +131,8 @@ std::uint32_t PtpSyncController::getMutex(const WCHAR* wide) {
         mutex.reset();
         throw PTP_GENERAL_ERROR;
     }
-    // Entries may have moved while we waited.
-    return entryOf(port).transactionID;
+    // Its holder before us stored the id that we go on from while we waited.
+    return copyOf(port).transactionID;
 }
 
 void PtpSyncController::releaseMutex(const WCHAR* wide, std::uint32_t transactionId) {

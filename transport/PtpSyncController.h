@@ -13,9 +13,10 @@ namespace zlk {
 /// any process that ever had an arbiter.
 ///
 /// A camera's entry changes hands under the camera's own mutex. The table itself, its count and
-/// its entries' places, changes under `Global\ZlPtpTableMutex`: without that, processes that start
-/// together lose each other's entries. Order: the port's mutex, then the table's, which nobody
-/// holds for longer than a look through the table.
+/// its entries' places, is read and changed under `Global\ZlPtpTableMutex`: without that, processes
+/// that start together lose each other's entries, and one that looks for its entry while another
+/// moves it finds none, or another camera's. Order: the port's mutex, then the table's, which
+/// nobody holds for longer than a look through the table.
 ///
 /// Refused with PTP_GENERAL_ERROR: a port of more than 19 bytes; one camera more than the table
 /// has room for, which leaves the table as it was; a port whose mutex can't be had.
@@ -42,7 +43,8 @@ class PtpSyncController : public PTPSyncInterface {
     void cleanupMappedFile();
     void letGo();
     class TableHold;
-    CameraPortEntry& entryOf(const std::string& port) const;
+    CameraPortEntry& entryOf(const std::string& port) const;  // the table is held meanwhile
+    CameraPortEntry copyOf(const std::string& port);
 
     UniqueHandle mutex;  // of the port that is held
     UniqueHandle tableMutex;

@@ -176,15 +176,18 @@ ZLK_CHILD(comesAndGoes) {
     for (int i = 0; i < 300; ++i) {
         PtpSyncController arbiter;
         arbiter.setPort(port.c_str());
-        const std::uint32_t id = arbiter.getMutex(port.c_str());
-        arbiter.releaseMutex(port.c_str(), id + 1);
+        // The entry is new, and moves whenever one before it goes.
+        if (arbiter.getMutex(port.c_str()) != 0) return 1;
+        arbiter.releaseMutex(port.c_str(), 7);
+        if (arbiter.getMutex(port.c_str()) != 7) return 1;
+        arbiter.releaseMutex(port.c_str(), 8);
         arbiter.removePort(port.c_str());
     }
     child.say("done");
     return 0;
 }
 
-TEST(PtpSyncController, LosesNoEntryOfProcessesThatStartTogether) {
+TEST(PtpSyncController, LosesNoEntryOfProcessesThatComeAndGoTogether) {
     PtpSyncController arbiter;  // keeps the table
     ChildProcess children[] = {
         ChildProcess("comesAndGoes", {"a"}), ChildProcess("comesAndGoes", {"b"}),
