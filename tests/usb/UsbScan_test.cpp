@@ -45,33 +45,28 @@ std::uint32_t numberIn(const Message& message) {
 /// The running program, and the socket on which it listens.
 class Program {
   public:
-    explicit Program(const std::string& node, bool listening = true) {
+    enum class Socket { Listens, Idle };
+
+    explicit Program(Socket socket = Socket::Listens) {
         socket_ = ::socket(AF_UNIX, SOCK_STREAM | SOCK_CLOEXEC, 0);
         address_.sun_family = AF_UNIX;
         const std::string path = newFolder() / "socket";
         path.copy(address_.sun_path, sizeof address_.sun_path - 1);
         EXPECT_EQ(::bind(socket_, reinterpret_cast<sockaddr*>(&address_), sizeof address_), 0);
-        if (listening) ::listen(socket_, 8);
+        if (socket == Socket::Listens) ::listen(socket_, 8);
+    }
+    explicit Program(const std::string& node, Socket socket = Socket::Listens) : Program(socket) {
         start(node);
     }
     ~Program() {
         ::close(socket_);
-        if (!status_) ::kill(pid_, SIGKILL);
-        if (!status_) ::waitpid(pid_, nullptr, 0);
+        if (pid_ < 0 || status_) return;
+        ::kill(pid_, SIGKILL);
+        ::waitpid(pid_, nullptr, 0);
     }
     Program(const Program&) = delete;
     Program& operator=(const Program&) = delete;
 
-    pid_t pid() const { return pid_; }
-    const sockaddr_un& address() const { return address_; }
-    /// Whether it has ended, with which wait status.
-    std::optional<int> ended() {
-        int status = 0;
-        if (!status_ && ::waitpid(pid_, &status, WNOHANG) == pid_) status_ = status;
-        return status_;
-    }
-
-  private:
     void start(const std::string& node) {
         const int lock = ::open("/dev/null", O_RDWR | O_CLOEXEC);
         posix_spawn_file_actions_t actions;
@@ -94,6 +89,16 @@ class Program {
         for (const int fd : {high[0], high[1], lock}) ::close(fd);
     }
 
+    pid_t pid() const { return pid_; }
+    const sockaddr_un& address() const { return address_; }
+    /// Whether it has ended, with which wait status.
+    std::optional<int> ended() {
+        int status = 0;
+        if (!status_ && ::waitpid(pid_, &status, WNOHANG) == pid_) status_ = status;
+        return status_;
+    }
+
+  private:
     int socket_ = -1;
     sockaddr_un address_{};
     pid_t pid_ = -1;
@@ -212,8 +217,9 @@ TEST_F(UsbScan, WaitsForWhoeverHoldsTheDeviceAndThenRefuses) {
 }
 
 TEST_F(UsbScan, TellsThatThereIsNoSuchDeviceAndThatItWasUnplugged) {
-    Program without("/dev/bus/usb/001/099");
-    Client refused(loop, without);
+    Program without;
+    Client refused(loop, without);  // waits before the start, as whoever starts it does
+    without.start("/dev/bus/usb/001/099");
     EXPECT_EQ(numberIn(refused.receive()), 2u);
 
     Program program(usb.node());
@@ -228,7 +234,7 @@ TEST_F(UsbScan, TellsThatThereIsNoSuchDeviceAndThatItWasUnplugged) {
 }
 
 TEST_F(UsbScan, WantsANodeAndAListeningSocket) {
-    Program withoutSocket(usb.node(), false), withoutNode("/dev/null");
+    Program withoutSocket(usb.node(), Program::Socket::Idle), withoutNode("/dev/null");
     for (Program* program : {&withoutSocket, &withoutNode}) {
         ASSERT_TRUE(loop.until([&] { return program->ended().has_value(); }));
         EXPECT_EQ(WEXITSTATUS(*program->ended()), 2);
