@@ -4,6 +4,7 @@
 
 #include <algorithm>
 #include <cstring>
+#include <utility>
 
 #include "ptp/ZlPTPdrv_frame.h"
 
@@ -42,8 +43,10 @@ void ZlPTPdrv::connect(Connecting connecting) {
     }
 }
 
-void ZlPTPdrv::open() {
-    sync->setPort(port.c_str());
+void ZlPTPdrv::open(std::unique_ptr<PTPSyncInterface> arbiter) {
+    arbiter->setPort(port.c_str());
+    // Not before: in the entry of a port that was refused others are counted.
+    sync = std::move(arbiter);
     transactionID = sync->getMutex(port.c_str());
     transport = createTransport();
     transport->openConnection(port.c_str());
@@ -52,8 +55,7 @@ void ZlPTPdrv::open() {
 
 ZlPTPdrv::ZlPTPdrv(const wString& portName) : port(portName) {
     connect([&] {
-        sync = createPortArbiter();
-        open();
+        open(createPortArbiter());
         std::uint32_t v = 0, p = 0;
         transport->getVidPid(&v, &p);
         sync->updatePortInfo(port.c_str(), v, p);
@@ -68,7 +70,7 @@ ZlPTPdrv::ZlPTPdrv(std::uint32_t wantedVid, std::uint32_t wantedPid) {
         sync = createPortArbiter();
         port.assign(sync->findPortbyVidPid(wantedVid, wantedPid));
         if (port.length == 0) return;
-        open();
+        open(std::move(sync));
         vid = wantedVid;
         pid = wantedPid;
         sync->releaseMutex(port.c_str(), transactionID);

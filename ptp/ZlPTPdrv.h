@@ -84,7 +84,7 @@ class ZlPTPdrv : public PtpInterface {
     /// Runs `connecting`; what it raises is traced, and leaves the object without a transport.
     template <class Connecting>
     void connect(Connecting connecting);
-    void open();
+    void open(std::unique_ptr<PTPSyncInterface> arbiter);
 
     /// Tests for a transport and of the first parameter, outside of the port's mutex.
     void begin(const Operation& operation);

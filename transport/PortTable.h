@@ -53,6 +53,24 @@ class PortTable {
         return nullptr;
     }
 
+    /// Those behind it move down, one by one.
+    template <class Moved>
+    void remove(Entry* entry, Moved moved) {
+        const std::size_t before = count();
+        for (Entry* const last = begin() + before - 1; entry < last; ++entry) {
+            *entry = entry[1];
+            moved();
+        }
+        if (before > 0) setCount(before - 1);
+    }
+    /// Goes on with a removal in whose middle somebody died: an entry stands at its new place,
+    /// perhaps not whole, and still at its old one behind that.
+    void resumeRemoval() {
+        for (Entry* entry = begin(); entry + 1 < end(); ++entry)
+            if (std::equal(std::begin(entry->port), std::end(entry->port), entry[1].port))
+                return remove(entry, [] {});
+    }
+
   private:
     static char lower(char c) noexcept {
         return c >= 'A' && c <= 'Z' ? static_cast<char>(c - 'A' + 'a') : c;

@@ -33,15 +33,20 @@ class PtpSyncController::TableHold {
   public:
     explicit TableHold(UniqueHandle& mutex) : mutex_(mutex) {
         if (!mutex_) mutex_ = UniqueHandle(CreateMutexA(nullptr, 0, tableMutexName));
-        if (!mutex_ || WaitForSingleObject(mutex_.get(), INFINITE) == WAIT_FAILED)
-            throw PTP_GENERAL_ERROR;
+        const DWORD result = mutex_ ? WaitForSingleObject(mutex_.get(), INFINITE) : WAIT_FAILED;
+        if (result == WAIT_FAILED) throw PTP_GENERAL_ERROR;
+        abandoned_ = result == WAIT_ABANDONED;
     }
     ~TableHold() { ReleaseMutex(mutex_.get()); }
     TableHold(const TableHold&) = delete;
     TableHold& operator=(const TableHold&) = delete;
 
+    /// Somebody died in the middle of a change.
+    bool abandoned() const noexcept { return abandoned_; }
+
   private:
     UniqueHandle& mutex_;
+    bool abandoned_ = false;
 };
 
 PtpSyncController::PtpSyncController() {
@@ -77,22 +82,24 @@ void PtpSyncController::makeOrOpenTable() {
     }
     TraceLine(category, "setPort - openFileMapping creating map");
     // A peer without our mutex may have made it, and written into it, a moment ago.
-    if (section.make(tableName, tableSize)) table().setCount(0);
+    if (section.make(tableName, tableSize)) Table(section, tableSize).setCount(0);
 }
 
-PtpSyncController::Table PtpSyncController::table() const noexcept {
-    return {section, tableSize};
+PtpSyncController::Table PtpSyncController::table(const TableHold& hold) const {
+    Table entries(section, tableSize);
+    if (hold.abandoned()) entries.resumeRemoval();
+    return entries;
 }
 
-CameraPortEntry& PtpSyncController::entryOf(const std::string& port) const {
-    CameraPortEntry* const entry = table().find(port);
+CameraPortEntry& PtpSyncController::entryOf(const std::string& port, const TableHold& hold) const {
+    CameraPortEntry* const entry = table(hold).find(port);
     if (!entry) throw PTP_GENERAL_ERROR;
     return *entry;
 }
 
 CameraPortEntry PtpSyncController::copyOf(const std::string& port) {
     const TableHold hold(tableMutex);
-    return entryOf(port);
+    return entryOf(port, hold);
 }
 
 void PtpSyncController::setPort(const WCHAR* wide) {
@@ -100,21 +107,22 @@ void PtpSyncController::setPort(const WCHAR* wide) {
     cleanupMappedFile();
     const TableHold hold(tableMutex);
     makeOrOpenTable();
-    Table entries = table();
-    TraceLine(category, "setPort - NumberOfEntries(%d)", entries.count());
+    Table entries = table(hold);
+    const std::size_t count = entries.count();
+    TraceLine(category, "setPort - NumberOfEntries(%d)", count);
     if (CameraPortEntry* const known = entries.find(port)) {
         const std::uint16_t references = known->refCount;
         TraceLine(category, "setPort - found port in map refcnt(%d)", references);
         known->refCount = static_cast<std::uint16_t>(references + 1);
         return;
     }
-    if (entries.count() >= entries.capacity()) throw PTP_GENERAL_ERROR;
+    if (count >= entries.capacity()) throw PTP_GENERAL_ERROR;
     CameraPortEntry fresh{};
     port.copy(fresh.port, longestPort);
     mutexNameOf(port).copy(fresh.mutexName, sizeof fresh.mutexName - 1);
     fresh.refCount = 1;
-    *entries.end() = fresh;
-    entries.setCount(entries.count() + 1);
+    entries.begin()[count] = fresh;
+    entries.setCount(count + 1);
 }
 
 std::uint32_t PtpSyncController::getMutex(const WCHAR* wide) {
@@ -131,8 +139,14 @@ std::uint32_t PtpSyncController::getMutex(const WCHAR* wide) {
         mutex.reset();
         throw PTP_GENERAL_ERROR;
     }
-    // Its holder before us stored the id that we go on from while we waited.
-    return copyOf(port).transactionID;
+    try {
+        // Its holder before us stored the id that we go on from while we waited.
+        return copyOf(port).transactionID;
+    } catch (PTPCommErrors) {
+        // Who never had it doesn't release it.
+        letGo();
+        throw;
+    }
 }
 
 void PtpSyncController::releaseMutex(const WCHAR* wide, std::uint32_t transactionId) {
@@ -140,7 +154,7 @@ void PtpSyncController::releaseMutex(const WCHAR* wide, std::uint32_t transactio
     if (!section.open(tableName)) return;
     {
         const TableHold hold(tableMutex);
-        entryOf(port).transactionID = transactionId;
+        entryOf(port, hold).transactionID = transactionId;
     }
     letGo();
 }
@@ -149,7 +163,7 @@ void PtpSyncController::removePort(const WCHAR* wide) {
     const std::string port = portText(wide, longestPort);
     if (!section.open(tableName)) return;
     const TableHold hold(tableMutex);
-    Table entries = table();
+    Table entries = table(hold);
     TraceLine(category, "removePort NumberOfEntries(%d)", entries.count());
     CameraPortEntry* entry = entries.find(port);
     if (!entry) return;
@@ -160,11 +174,7 @@ void PtpSyncController::removePort(const WCHAR* wide) {
         return;
     }
     TraceLine(category, "removePort removeItem");
-    for (; entry + 1 < entries.end(); ++entry) {
-        TraceLine(category, "removePort - move entry down");
-        *entry = entry[1];
-    }
-    entries.setCount(entries.count() - 1);
+    entries.remove(entry, [] { TraceLine(category, "removePort - move entry down"); });
     TraceLine(category, "removePort exit");
 }
 

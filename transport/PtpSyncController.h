@@ -38,12 +38,12 @@ class PtpSyncController : public PTPSyncInterface {
   private:
     using Table = PortTable<CameraPortEntry>;
 
-    Table table() const noexcept;
+    class TableHold;
+    Table table(const TableHold& hold) const;
     void makeOrOpenTable();
     void cleanupMappedFile();
     void letGo();
-    class TableHold;
-    CameraPortEntry& entryOf(const std::string& port) const;  // the table is held meanwhile
+    CameraPortEntry& entryOf(const std::string& port, const TableHold& hold) const;
     CameraPortEntry copyOf(const std::string& port);
 
     UniqueHandle mutex;  // of the port that is held

@@ -1,9 +1,12 @@
 #include <gtest/gtest.h>
 
+#include <chrono>
 #include <cstring>
+#include <future>
 #include <memory>
 #include <sstream>
 #include <string>
+#include <thread>
 
 #include "platform/text.h"
 #include "tests/ptp/Raised.h"
@@ -197,6 +200,58 @@ TEST(PtpSyncController, LosesNoEntryOfProcessesThatComeAndGoTogether) {
     for (ChildProcess& child : children) EXPECT_EQ(child.hear(), "done");
     const CameraTable table;
     EXPECT_EQ(table.count(), 1);
+}
+
+/// Whether another thread can have a port's mutex at once.
+bool isFree(const char* mutexName) {
+    return std::async(std::launch::async,
+                      [&] {
+                          const UniqueHandle mutex(CreateMutexA(nullptr, 0, mutexName));
+                          return WaitForSingleObject(mutex.get(), 0) == WAIT_OBJECT_0;
+                      })
+        .get();
+}
+
+TEST(PtpSyncController, KeepsNothingOfAPortThatWentWhileItWaited) {
+    auto holder = std::make_unique<PtpSyncController>();
+    holder->setPort(first);
+    holder->getMutex(first);
+    std::thread waiter([] {
+        PtpSyncController arbiter;
+        EXPECT_EQ(raisedBy([&] { arbiter.getMutex(first); }), PTP_GENERAL_ERROR);
+        EXPECT_TRUE(isFree("Global\\ZlPtpDrvMutexcan0"));
+    });
+    std::this_thread::sleep_for(std::chrono::milliseconds(50));
+    holder->removePort(first);
+    holder.reset();
+    waiter.join();
+}
+
+ZLK_CHILD(diesInARemoval) {
+    const UniqueHandle mutex(CreateMutexA(nullptr, 0, "Global\\ZlPtpTableMutex"));
+    WaitForSingleObject(mutex.get(), INFINITE);
+    const CameraTable table;
+    table[1].transactionID = 99;  // not copied yet
+    std::memcpy(table[1].port, table[2].port, sizeof table[1].port);
+    child.say("half");
+    child.hear();
+    return 0;
+}
+
+TEST(PtpSyncController, EndsARemovalInWhichAnotherDied) {
+    PtpSyncController arbiter;
+    for (const WCHAR* port : {u"a", u"b", u"c"}) arbiter.setPort(port);
+    arbiter.getMutex(u"b");
+    arbiter.releaseMutex(u"b", 5);
+    ChildProcess child("diesInARemoval");
+    ASSERT_EQ(child.hear(), "half");
+    child.kill();
+    EXPECT_EQ(arbiter.getMutex(u"b"), 5u);
+    arbiter.releaseMutex(u"b", 6);
+    const CameraTable table;
+    ASSERT_EQ(table.count(), 3);
+    EXPECT_EQ(table[1].transactionID, 6u);
+    EXPECT_STREQ(table[2].port, "c");
 }
 
 struct PathTable : Peer {
