@@ -25,6 +25,7 @@ std::string oneLine(std::string text) {
     return text;
 }
 
+/// Whole or not at all: others read it as soon as the lock is held.
 void write(const std::string& path, const DeviceDescription& description) {
     char ids[32];
     std::snprintf(ids, sizeof ids, "vid %04x\npid %04x\n", description.vid, description.pid);
@@ -32,8 +33,11 @@ void write(const std::string& path, const DeviceDescription& description) {
                              "\nproduct " + oneLine(description.product) + "\nserial " +
                              oneLine(description.serial) + '\n';
     constexpr int flags = O_WRONLY | O_CREAT | O_TRUNC | O_CLOEXEC | O_NOFOLLOW;
-    const Descriptor file(::open(path.c_str(), flags, 0600));
-    if (!file || ::write(file.get(), text.data(), text.size()) != static_cast<ssize_t>(text.size()))
+    const std::string fresh = path + ".new";
+    const Descriptor file(::open(fresh.c_str(), flags, 0600));
+    if (!file ||
+        ::write(file.get(), text.data(), text.size()) != static_cast<ssize_t>(text.size()) ||
+        ::rename(fresh.c_str(), path.c_str()) != 0)
         fail("device entry");
 }
 

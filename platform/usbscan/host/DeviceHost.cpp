@@ -260,9 +260,11 @@ class DeviceHost::Impl final : UsbDevice::Listener, HostConnection::Owner {
 
     void failTransaction(DWORD error) {
         if (!transaction_.open) return;
-        if (transaction_.owner) {
-            transaction_.owner->dropData();
-            transaction_.owner->sendError(MessageKind::Failed, error, transaction_.turn);
+        // Closed first: an owner who turns out to be gone needs no recovery of his own.
+        transaction_.open = false;
+        if (HostConnection* const owner = transaction_.owner) {
+            owner->dropData();
+            owner->sendError(MessageKind::Failed, error, transaction_.turn);
         }
         recover("it failed");
     }
@@ -276,11 +278,11 @@ class DeviceHost::Impl final : UsbDevice::Listener, HostConnection::Owner {
     }
 
     void recover(const char* why) {
+        transaction_.open = false;
+        progress_.stop();
         const std::string note =
             "Cancelling transaction " + std::to_string(transaction_.id) + " of the device: " + why;
         for (HostConnection* client : allClients()) client->note(note);
-        transaction_.open = false;
-        progress_.stop();
         if (transaction_.owner) transaction_.owner->dropData();
         if (++recoveriesInARow_ > maxRecoveriesInARow) return deviceGone();
         recoverAfterWrite_ = true;

@@ -78,8 +78,9 @@ void EventWaiters::deliver() {
         if (unheard_.size() == maxUnheard) unheard_.pop_front();
         unheard_.push_back(event);
     }
-    for (const auto& [waiter, timer] : waiters_) answer(*waiter, event);
-    waiters_.clear();
+    // Whoever is gone is found out by answering, and removed from inside of it.
+    const auto waiters = std::exchange(waiters_, {});
+    for (const auto& [waiter, timer] : waiters) answer(*waiter, event);
     if (reading_) device_.cancelInterrupt();
 }
 

@@ -57,7 +57,7 @@ HostConnection::~HostConnection() {
 }
 
 void HostConnection::expectEvents() {
-    const bool reads = !paused_ && output_.size() < maxQueuedAnswers;
+    const bool reads = !paused_ && queuedAnswers_ < maxQueuedAnswers;
     loop_.expect(socket_, static_cast<short>((reads ? POLLIN : 0) |
                                              (output_.empty() || awaitsSlot_ ? 0 : POLLOUT)));
 }
@@ -195,6 +195,7 @@ bool HostConnection::moveToArea(Outgoing& outgoing) {
 
 void HostConnection::queue(Outgoing outgoing) {
     outgoing.header.length = static_cast<std::uint32_t>(outgoing.bytes.size());
+    if (!isData(outgoing.header.kind)) ++queuedAnswers_;
     output_.push_back(std::move(outgoing));
     if (output_.size() == 1) flush();
     if (!lost_) expectEvents();
@@ -232,6 +233,7 @@ void HostConnection::dropData() {
         }
     output_.erase(dropped, output_.end());
     awaitsSlot_ = false;
+    if (!lost_) expectEvents();
 }
 
 void HostConnection::finish() {
@@ -275,6 +277,7 @@ void HostConnection::flush() {
             const std::size_t size = sizeof(MessageHeader) + output_.front().bytes.size();
             if (sent_ < size) break;
             sent_ -= size;
+            if (!isData(output_.front().header.kind)) --queuedAnswers_;
             output_.pop_front();
         }
     }

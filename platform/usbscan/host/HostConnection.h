@@ -101,7 +101,8 @@ class HostConnection {
 
     DataArea area_;
     std::deque<Outgoing> output_;
-    std::size_t sent_ = 0;  // of the first message, header included
+    std::size_t queuedAnswers_ = 0;  // of them: what isn't data
+    std::size_t sent_ = 0;           // of the first message, header included
     bool awaitsSlot_ = false;
 };
 

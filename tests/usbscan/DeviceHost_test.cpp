@@ -1,0 +1,179 @@
+// The host of a device and clients that close at the worst moment, or don't read.
+
+#include <gtest/gtest.h>
+#include <sys/socket.h>
+
+#include <cstring>
+#include <memory>
+#include <string>
+#include <utility>
+
+#include "platform/internal/Descriptor.h"
+#include "platform/usbscan/Protocol.h"
+#include "platform/usbscan/host/DeviceHost.h"
+#include "tests/usb/SteppedLoop.h"
+
+namespace zlk::usbscan {
+namespace {
+
+using namespace std::chrono_literals;
+using platform::Descriptor;
+
+/// Does nothing by itself; a second request to cancel is one that it doesn't understand.
+class QuietDevice final : public UsbDevice {
+  public:
+    explicit QuietDevice(EventLoop& loop) : loop_(loop) {
+        facts_.bulkIn = {0x81, 512, 0};
+        facts_.bulkOut = {0x02, 512, 0};
+        facts_.interruptIn = {0x83, 64, 8};
+    }
+    const UsbFacts& facts() const override { return facts_; }
+    void setListener(Listener* heard) override { listener = heard; }
+    void startReading() override {}
+    void stopReading() override {}
+    void write(std::span<const std::byte>, bool, Done done) override {
+        ++writes;
+        loop_.post([done] { done(UsbStatus::Done); });
+    }
+    void cancelWrite() override {}
+    void control(const UsbRequest& request, DoneWithBytes done) override {
+        constexpr std::uint8_t cancel = 0x64, status = 0x67;
+        if (request.request == cancel) ++cancels;
+        const bool refused = request.request == cancel && cancels > 1;
+        std::vector<std::byte> answer;
+        if (request.request == status)
+            for (const int byte : {4, 0, 0x01, 0x20}) answer.push_back(std::byte(byte));
+        loop_.post([=] { done(refused ? UsbStatus::Stalled : UsbStatus::Done, answer); });
+    }
+    void waitForInterrupt(DoneWithBytes done) override { interrupt = std::move(done); }
+    void cancelInterrupt() override {}
+    bool clearHalt(std::uint8_t) override { return true; }
+    bool reset() override {
+        ++resets;
+        return true;
+    }
+
+    Listener* listener = nullptr;
+    DoneWithBytes interrupt;
+    int writes = 0, cancels = 0, resets = 0;
+
+  private:
+    EventLoop& loop_;
+    UsbFacts facts_;
+};
+
+class Client {
+  public:
+    explicit Client(DeviceHost& host) {
+        int ends[2];
+        EXPECT_EQ(::socketpair(AF_UNIX, SOCK_STREAM | SOCK_CLOEXEC | SOCK_NONBLOCK, 0, ends), 0);
+        socket_ = Descriptor(ends[0]);
+        host.serve(ends[1]);
+        const OpenRequest request{protocolVersion, 20000, 5000};
+        say(MessageKind::Open, &request, sizeof request);
+    }
+    void say(MessageKind kind, const void* bytes = nullptr, std::uint32_t size = 0) const {
+        const MessageHeader header{size, kind, 0, 1};
+        ASSERT_EQ(::send(socket_.get(), &header, sizeof header, 0), ssize_t{sizeof header});
+        ASSERT_EQ(::send(socket_.get(), bytes, size, 0), ssize_t{size});
+    }
+    void command(std::uint32_t transaction) const {
+        const std::uint32_t container[] = {12, 0x10010001, transaction};
+        say(MessageKind::Write, container, sizeof container);
+    }
+    void close() { socket_ = Descriptor(); }
+    /// Takes what has come, and gives the slots of the shared memory back.
+    void read() {
+        char some[4096];
+        for (ssize_t size; (size = ::recv(socket_.get(), some, sizeof some, 0)) > 0;)
+            input_.append(some, static_cast<std::size_t>(size));
+        for (MessageHeader header; input_.size() >= sizeof header;) {
+            std::memcpy(&header, input_.data(), sizeof header);
+            const std::size_t end = sizeof header + header.length;
+            if (input_.size() < end) return;
+            AreaPiece piece{};
+            if (header.kind == MessageKind::DataInArea)
+                std::memcpy(&piece, input_.data() + sizeof header, sizeof piece);
+            if (header.kind == MessageKind::Event) ++events;
+            if (header.kind == MessageKind::Failed) ++failures;
+            if (header.kind == MessageKind::Data) data += header.length;
+            data += piece.length;
+            input_.erase(0, end);
+            if (header.kind == MessageKind::DataInArea)
+                say(MessageKind::SlotFree, &piece.slot, sizeof piece.slot);
+        }
+    }
+
+    int events = 0, failures = 0;
+    std::size_t data = 0;
+
+  private:
+    Descriptor socket_;
+    std::string input_;
+};
+
+class DeviceHostTest : public testing::Test {
+  protected:
+    void awaitCommands(int count) {
+        ASSERT_TRUE(loop.until([&] { return device->writes == count; }));
+    }
+
+    test::SteppedLoop loop;
+    QuietDevice* device = new QuietDevice(loop);
+    DeviceHost host{loop, std::unique_ptr<UsbDevice>(device), 0ms, [] {}};
+};
+
+TEST_F(DeviceHostTest, givesAnEventOnceToWhoeverIsStillThere) {
+    Client gone(host), there(host);
+    gone.say(MessageKind::WaitEvent);
+    there.say(MessageKind::WaitEvent);
+    loop.settle();
+    gone.close();
+    const std::byte event[12] = {std::byte{12}};
+    std::exchange(device->interrupt, nullptr)(UsbStatus::Done, event);
+    loop.settle();
+    there.read();
+    EXPECT_EQ(there.events, 1);
+}
+
+TEST_F(DeviceHostTest, cancelsOnceForAClientThatDiedAndKeepsTheOthersSession) {
+    Client next(host), died(host);  // the next one's command is seen before the other's end
+    died.command(7);
+    awaitCommands(1);
+    died.close();
+    next.command(8);
+    awaitCommands(2);
+    next.read();
+    EXPECT_EQ(device->cancels, 1);
+    EXPECT_EQ(device->resets, 0);
+    EXPECT_EQ(next.failures, 0);
+}
+
+TEST_F(DeviceHostTest, sendsOnToAClientWithMuchQueuedOnceItGivesSlotsBack) {
+    constexpr std::uint32_t buffers = 9, heads = 400;
+    Client client(host);
+    client.command(7);
+    awaitCommands(1);
+    const auto containers = [](std::uint32_t size, std::uint32_t each) {
+        std::vector<std::uint32_t> words(size / 4);
+        for (std::size_t i = 0; i < words.size(); i += each / 4) {
+            words[i] = each;
+            words[i + 1] = 0x10010002;
+            words[i + 2] = 7;
+        }
+        return std::make_shared<std::vector<std::uint32_t>>(std::move(words));
+    };
+    const auto large = containers(buffers * areaSlotSize, buffers * areaSlotSize);
+    const auto small = containers(heads * 12, 12);
+    const auto bytes = std::as_bytes(std::span(*large));
+    for (std::uint32_t i = 0; i < buffers; ++i)
+        device->listener->arrived({bytes.subspan(i * areaSlotSize, areaSlotSize), false, large});
+    device->listener->arrived({std::as_bytes(std::span(*small)), true, small});
+    EXPECT_TRUE(loop.until([&] {
+        client.read();
+        return client.data == buffers * areaSlotSize + heads * 12;
+    })) << client.data;
+}
+
+}  // namespace
+}  // namespace zlk::usbscan
