@@ -24,6 +24,13 @@ Descriptor openFile(const std::string& path, int flags) {
     return file;
 }
 
+struct flock wholeFile(short type) {
+    struct flock lock {};
+    lock.l_type = type;
+    lock.l_whence = SEEK_SET;
+    return lock;
+}
+
 }  // namespace
 
 SharedTable::SharedTable(const char* name) : path_(MachineRoot::instance().folder("run")) {
@@ -56,9 +63,7 @@ SharedTable::Lock::Lock(const SharedTable& table) {
         setLastErrorFromErrno();
         return;
     }
-    struct flock lock {};
-    lock.l_type = F_WRLCK;
-    lock.l_whence = SEEK_SET;
+    struct flock lock = wholeFile(F_WRLCK);
     // Nobody holds it longer than a moment, but a process may be stopped in that moment.
     constexpr int tries = 200;
     for (int i = 0; i < tries; ++i) {
@@ -72,6 +77,12 @@ SharedTable::Lock::Lock(const SharedTable& table) {
         ::nanosleep(&pause, nullptr);
     }
     SetLastError(ERROR_BUSY);
+}
+
+SharedTable::Lock::~Lock() {
+    // Said outright: a child that was forked meanwhile has the descriptor as well.
+    struct flock none = wholeFile(F_UNLCK);
+    if (file_) ::fcntl(file_.get(), F_OFD_SETLK, &none);
 }
 
 }  // namespace zlk::platform

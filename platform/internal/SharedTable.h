@@ -26,6 +26,9 @@ class SharedTable {
     class Lock {
       public:
         explicit Lock(const SharedTable& table);
+        ~Lock();
+        Lock(const Lock&) = delete;
+        Lock& operator=(const Lock&) = delete;
         /// False, with the last error, where it can't be had within some seconds.
         bool held() const noexcept { return static_cast<bool>(file_); }
 

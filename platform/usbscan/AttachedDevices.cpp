@@ -163,12 +163,6 @@ std::vector<AttachedDevice> attachedDevices() {
     return devices;
 }
 
-std::optional<AttachedDevice> attachedDevice(unsigned port) {
-    for (AttachedDevice& device : attachedDevices())
-        if (device.port == port) return std::move(device);
-    return std::nullopt;
-}
-
 std::u16string scannerPortText(const AttachedDevice& device) {
     return formatText(u"\\\\.\\Usbscan%u", device.port);
 }
@@ -180,21 +174,13 @@ std::string portableDevicePath(const AttachedDevice& device) {
     return path;
 }
 
-unsigned portOfDeviceName(std::u16string_view name) {
-    constexpr std::string_view scanner = "USBSCAN", portable = "USB#";
-    const std::string text = utf8Text(upperCase(name));
-    std::string_view digits = text;
-    if (text.starts_with(scanner))
-        digits.remove_prefix(scanner.size());
-    else if (text.starts_with(portable))
-        digits.remove_prefix(text.rfind('#') + 1);
-    else
-        return 0;
-    unsigned port = 0;
-    const auto [end, error] = std::from_chars(digits.data(), digits.data() + digits.size(), port);
-    const bool valid = error == std::errc() && end == digits.data() + digits.size() &&
-                       port >= firstPort && port <= lastPort;
-    return valid ? port : 0;
+std::optional<AttachedDevice> attachedDevice(std::u16string_view name) {
+    const std::u16string wanted = upperCase(name);
+    for (AttachedDevice& device : attachedDevices())
+        if (wanted == upperCase(scannerPortText(device)).substr(4) ||
+            wanted == upperCase(wideText(portableDevicePath(device))))
+            return std::move(device);
+    return std::nullopt;
 }
 
 }  // namespace zlk::platform

@@ -28,12 +28,12 @@ struct AttachedDevice {
 
 /// Where devices on the bus are found: /sys/bus/usb/devices.
 std::vector<AttachedDevice> attachedDevices();
-std::optional<AttachedDevice> attachedDevice(unsigned port);
 
 /// The text that opens a device, on the first family and on the second.
 std::u16string scannerPortText(const AttachedDevice& device);
 std::string portableDevicePath(const AttachedDevice& device);
-/// The port in such a text, without the front `\\.\` or `\\?\`; 0 if it is none.
-unsigned portOfDeviceName(std::u16string_view name);
+/// The device that such a text opens, in any case and without the front `\\.\` or `\\?\`. One
+/// that had the same port earlier has another path.
+std::optional<AttachedDevice> attachedDevice(std::u16string_view name);
 
 }  // namespace zlk::platform

@@ -62,8 +62,7 @@ void tellHolder(const AttachedDevice& device) {
 }  // namespace
 
 std::shared_ptr<CameraHandle> CameraHandle::open(std::u16string_view name) {
-    const unsigned port = portOfDeviceName(name);
-    const auto device = port ? attachedDevice(port) : std::nullopt;
+    const auto device = attachedDevice(name);
     if (!device) {
         SetLastError(ERROR_FILE_NOT_FOUND);
         return nullptr;

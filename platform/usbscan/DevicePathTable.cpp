@@ -2,11 +2,11 @@
 
 #include <algorithm>
 #include <cstring>
-#include <mutex>
 #include <span>
 
 #include "platform/files.h"
 #include "platform/internal/Diagnose.h"
+#include "platform/internal/ForkMark.h"
 #include "platform/internal/PlatformSettings.h"
 #include "platform/internal/SharedTable.h"
 #include "platform/named_objects.h"
@@ -19,11 +19,13 @@ namespace {
 constexpr std::size_t capacity = (devicePathTableSize - 1) / sizeof(DevicePathEntry);
 
 /// Null if it can't be had. Never unmapped: the transaction ids in it would be lost between two
-/// connections.
+/// connections. Behind the table's lock.
 std::uint8_t* keptView() {
-    static std::mutex lock;
+    static ForkMark ours;
     static std::uint8_t* view = nullptr;
-    const std::lock_guard guard(lock);
+    // A forked child finds zeros there, and opens the table for itself.
+    if (ours.crossed()) view = nullptr;
+    ours.set();
     if (!view) {
         const HANDLE mapping = CreateFileMappingW(INVALID_HANDLE_VALUE, nullptr, PAGE_READWRITE, 0,
                                                   devicePathTableSize, devicePathTableName);
@@ -48,8 +50,9 @@ void setIds(DevicePathEntry& entry, std::uint16_t vid, std::uint16_t pid) {
 
 void refreshDevicePathTable() {
     if (platformText(u"SystemVersion") != u"6.0") return;
-    const std::vector<AttachedDevice> devices = attachedDevices();
     const SharedTable::Lock lock(SharedTable("device-paths"));
+    // Under the lock: by an older view a camera that somebody has just entered would go again.
+    const std::vector<AttachedDevice> devices = attachedDevices();
     std::uint8_t* const table = lock.held() ? keptView() : nullptr;
     if (!table) return;
     std::size_t count = std::min<std::size_t>(table[0], capacity);

@@ -24,7 +24,7 @@ class DeviceLock {
         platform::Descriptor file = open(folder, name, O_CREAT);
         struct flock lock = wholeFile();
         if (!file || ::fcntl(file.get(), F_OFD_SETLK, &lock) == 0) return file;
-        errno = EBUSY;
+        if (errno == EAGAIN || errno == EACCES) errno = EBUSY;
         return {};
     }
     static bool isTaken(const std::string& folder, const std::string& name) {

@@ -105,7 +105,9 @@ Descriptor startHost(const std::string& folder, const AttachedDevice& device,
                      const DeviceAddress& address) {
     const Descriptor lock = DeviceLock::take(folder, device.name);
     if (!lock) {
-        SetLastError(ERROR_BUSY);
+        setLastErrorFromErrno();
+        if (GetLastError() != ERROR_BUSY)
+            diagnose(category, u"Can't lock %s, error %d", device.name, GetLastError());
         return {};
     }
     const std::string program = hostProgram();

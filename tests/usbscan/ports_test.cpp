@@ -115,6 +115,33 @@ TEST(Ports, aDeviceGoesWithTheProcessThatServesIt) {
     EXPECT_NO_THROW(plugged("killed"));
 }
 
+ZLK_CHILD(listsAndDaemonises) {
+    UniqueHandle(OpenFileMappingW(FILE_MAP_ALL_ACCESS, 0, devicePathTableName)).reset();
+    if (::fork() != 0) return 0;
+    child.hear();  // until the one who listed is gone
+    const UniqueHandle table(OpenFileMappingW(FILE_MAP_ALL_ACCESS, 0, devicePathTableName));
+    const void* view = table ? MapViewOfFile(table.get(), FILE_MAP_READ, 0, 0, 0) : nullptr;
+    child.say(view ? std::to_string(*static_cast<const std::uint8_t*>(view)) : "none");
+    ::_exit(0);
+}
+
+TEST(Ports, theTableOfDevicePathsOutlivesADaemonsParent) {
+    set(u"Software\\Zephyr-Lanthorn\\Platform", u"SystemVersion", u"6.0");
+    const auto camera = plugged("a");
+    test::ChildProcess application("listsAndDaemonises");
+    EXPECT_EQ(application.wait(), 0);
+    application.say("gone");
+    EXPECT_EQ(application.hear(), "1");
+}
+
+TEST(Ports, aDevicePathOpensNoOtherModelThatHasItsPortNow) {
+    const auto camera = plugged("a", 0xA);
+    EXPECT_EQ(CreateFileA("\\\\?\\usb#vid_5af1&pid_000b#1000", GENERIC_READ, 0, nullptr,
+                          OPEN_EXISTING, 0, nullptr),
+              INVALID_HANDLE_VALUE);
+    EXPECT_EQ(GetLastError(), ERROR_FILE_NOT_FOUND);
+}
+
 TEST(Ports, theTableOfDevicePathsKeepsPlacesAndTransactionIds) {
     set(u"Software\\Zephyr-Lanthorn\\Platform", u"SystemVersion", u"6.0");
     auto a = plugged("a", 0xA), b = plugged("b", 0xB);
