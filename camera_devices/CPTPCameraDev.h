@@ -39,8 +39,8 @@ class CPTPCameraDev : public CImageDev {
     DeviceCode GetFileInfo(FileInfoList& list, ObjectProgressInterface* progress) override;
     DeviceCode DeleteFile(std::u16string id) override;
     /// Up to 20 MiB in one piece, which can't be stopped, above that in chunks. Copies as many
-    /// bytes as the object's info says. Fewer from the camera, or more in one piece, are
-    /// ReadFailed; a file on this machine that doesn't take them is PcFileUnusable.
+    /// bytes as the object's info says. Fewer from the camera, or more, are ReadFailed; a file on
+    /// this machine that doesn't take them is PcFileUnusable.
     DeviceCode GetFile(std::u16string id, ObjectProgressInterface* progress,
                        HANDLE target) override;
     /// The stock picture where the camera has no thumbnail or doesn't deliver it whole. One of
@@ -57,7 +57,7 @@ class CPTPCameraDev : public CImageDev {
     /// The others are looked for each time. A camera of the table that doesn't take the share menu
     /// gives NotSupported for menu, tag list and clock, and empty texts for the two below.
     ///
-    /// A menu or tag list is sent with blanks behind it; where that has 204,800 bytes or more in
+    /// A menu or tag list is sent with blanks behind it; where that has more than 204,800 bytes in
     /// UTF-8 it is WriteFailed and nothing is sent.
     DeviceCode GetShareMenu(std::u16string& text) override;
     DeviceCode PutShareMenu(std::u16string text) override;

@@ -12,7 +12,7 @@ namespace {
 constexpr char category[] = "CPTPCameraDev";
 
 constexpr std::uint32_t largestDocument = 16 << 20;  // to be read
-constexpr std::size_t menuLimit = 0x32000;           // bytes of a menu to be sent, with its zero
+constexpr std::size_t menuLimit = 0x32000;           // bytes of a menu to be sent
 constexpr std::uint32_t dateTimeProperty = 0x5011;
 
 // By what a document is read, which is the name in the trace: UTF-8 is the system's code page too.
@@ -38,6 +38,8 @@ DeviceCode CPTPCameraDev::readDocument(const char* reader, std::uint32_t handle,
         if (!VerifyConnection()) return DeviceCode::NotConnected;
         if (handle == 0) return DeviceCode::Success;
         const std::uint32_t size = ptp->getObjectInfo(handle).ObjectCompressedSize;
+        // Without its description nobody knows that it is empty.
+        if (ptp->receivedData() == 0) return DeviceCode::ReadFailed;
         if (size == 0) return DeviceCode::Success;
         if (size > largestDocument) return DeviceCode::OutOfMemory;
         std::string bytes(size, '\0');
@@ -138,7 +140,7 @@ DeviceCode CPTPCameraDev::sendMenu(const Menu& menu, std::u16string text) {
         text.append(menu.blanks, u' ');
         if (text.size() % 2 == 0) text += u' ';
         const std::string bytes = utf8Text(text);
-        if (bytes.size() >= menuLimit) return DeviceCode::WriteFailed;
+        if (bytes.size() > menuLimit) return DeviceCode::WriteFailed;
         const auto size = static_cast<std::uint32_t>(bytes.size());
         try {
             TraceLine(category, "%s - sendObjectInfo", menu.operation);

@@ -46,6 +46,8 @@ DeviceCode CPTPCameraDev::GetLargeFile(const std::u16string& id, ObjectProgressI
     TraceLine(category, "GetLargeFile (%d)", handle);
     if (!VerifyConnection()) return DeviceCode::NotConnected;
     const std::uint32_t size = ptp->getObjectInfo(handle).ObjectCompressedSize;
+    if (ptp->receivedData() == 0) return DeviceCode::ReadFailed;
+    if (size == 0) return DeviceCode::Success;
     const auto buffer = std::make_unique_for_overwrite<BYTE[]>(chunkSize);
     bool stopped = false;
     for (std::uint32_t done = 0; done < size && !stopped;) {
@@ -54,7 +56,7 @@ DeviceCode CPTPCameraDev::GetLargeFile(const std::u16string& id, ObjectProgressI
         // twice, since not all cameras give a good answer at once to the first partial read of an
         // object.
         if (done == 0) ptp->getPartialObject(handle, 0, chunkSize, buffer.get());
-        if (ptp->getPartialObject(handle, done, chunkSize, buffer.get()) < due)
+        if (ptp->getPartialObject(handle, done, chunkSize, buffer.get()) != due)
             return DeviceCode::ReadFailed;
         done += due;
         stopped = progress && !progress->reportProgress(percentOf(done, size));

@@ -16,6 +16,7 @@ constexpr std::size_t longestName = 64;
 
 std::u16string emptyFilePath(const std::u16string& name) {
     std::u16string last = fileNamePart(name);
+    if (last.empty() || last == u"." || last == u"..") last = u"unnamed";
     if (last.size() > longestName) last.erase(0, last.size() - longestName);
     return joinPath(GetTempDir(), last);
 }

@@ -96,8 +96,8 @@ bool ZlPTPdrv::checkConnection(std::uint32_t* foundVid, std::uint32_t* foundPid)
     TraceLine(category, "checkConnection");
     *foundVid = *foundPid = 0;
     checkTransport();
-    std::uint32_t v = 0, p = 0;
-    hold("checkConnection", [&] { transport->getVidPid(&v, &p); });
+    std::uint32_t v = vid, p = pid;
+    if (!busy) hold("checkConnection", [&] { transport->getVidPid(&v, &p); });
     TraceLine(category, "checkConnection vid(0x%04x) pid(0x%04x)", v, p);
     *foundVid = v;
     *foundPid = p;

@@ -17,7 +17,8 @@
 namespace zlk {
 
 /// One connection to one port, used from one thread at a time. There is no reconnecting: build
-/// another.
+/// another. While it reports progress it is there, by checkConnection(), and any other operation
+/// is PTP_GENERAL_ERROR.
 ///
 /// A camera is not believed: a container above 256 MiB is PTP_OUT_OF_MEMORY, a read of no bytes
 /// inside of one PTP_NO_RESPONSE, and no byte is handed out that wasn't received.
@@ -133,6 +134,7 @@ class ZlPTPdrv : public PtpInterface {
     std::uint32_t lastResponseCode = 0;  // of the last container, before any test on it
     std::uint32_t lastResponseId = 0;
     std::uint32_t maxPacketSize = 64;  // until the transport has told its own
+    bool busy = false;                 // in a transaction
 };
 
 }  // namespace zlk

@@ -13,7 +13,16 @@ inline constexpr std::uint16_t dataStreamSize = 32768;
 /// store.
 template <class Body, class Recover>
 void ZlPTPdrv::hold(const char* name, Body body, Recover recover) {
+    // Who comes out of a progress report would take the stream from under the transfer.
+    if (busy) throw PTP_GENERAL_ERROR;
+    const struct Busy {
+        bool& flag;
+        ~Busy() { flag = false; }
+    } untilTheEnd{busy = true};
     bool taken = false;
+    const auto release = [&] {
+        if (taken) sync->releaseMutex(port.c_str(), recover());
+    };
     try {
         transactionID = sync->getMutex(port.c_str());
         taken = true;
@@ -21,7 +30,10 @@ void ZlPTPdrv::hold(const char* name, Body body, Recover recover) {
         sync->releaseMutex(port.c_str(), transactionID);
     } catch (PTPCommErrors error) {
         TraceLine(category, "%s err(%x)", name, static_cast<std::uint32_t>(error));
-        if (taken) sync->releaseMutex(port.c_str(), recover());
+        release();
+        throw;
+    } catch (...) {
+        release();
         throw;
     }
 }

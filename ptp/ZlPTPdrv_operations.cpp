@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <cstring>
+#include <new>
 #include <optional>
 
 #include "ptp/ZlPTPdrv_frame.h"
@@ -114,6 +115,8 @@ void ZlPTPdrv::performReceiving(const Operation& operation, std::uint16_t paramC
             parse();
         } catch (PTPCommErrors error) {
             broken = error;
+        } catch (const std::bad_alloc&) {
+            broken = PTP_OUT_OF_MEMORY;
         }
         responseBlock = readResponce(operation.code, nullptr);
         if (broken) throw broken;
@@ -314,14 +317,16 @@ void ZlPTPdrv::initiateOpenCapture(std::uint32_t storage, std::uint32_t format) 
 PtpEvent ZlPTPdrv::getEvent() {
     constexpr std::uint32_t shortest = 8;
     constexpr std::uint32_t longest = 20;
+    constexpr int mostBroken = 4;
     checkTransport();
-    for (;;) {
+    for (int i = 0; i < mostBroken; ++i) {
         eventStream.clear();
         transport->readInterrupt(eventStream.place(0, eventStream.size()), eventStream.size());
         const PtpEvent event(eventStream);
         if (event.length == 0) return {};  // none was delivered
         if (event.length >= shortest && event.length <= longest) return event;
     }
+    return {};
 }
 
 /// The answer stands in the response alone.

@@ -119,6 +119,7 @@ TEST_P(PtpRoad, BringsNoByteThatTheCameraDidNotSend) {
     EXPECT_TRUE(copy(device, told("random=1000 size=999")) == nothing);
     EXPECT_TRUE(copy(device, told("random=300000 size=0xFFFFFFFF")) ==
                 std::pair(DeviceCode::ReadFailed, randomText(0x40000)));
+    EXPECT_EQ(copy(device, told("random=21001000 size=21000000")).first, DeviceCode::ReadFailed);
     const std::uint32_t picture = camera.add(1000);
     camera.tell("fault answer value=0x2001 op=0x1009");  // OK, and no data
     EXPECT_TRUE(copy(device, picture) == nothing);
@@ -131,6 +132,23 @@ TEST_P(PtpRoad, BringsNoByteThatTheCameraDidNotSend) {
     FileInfoList list;
     EXPECT_EQ(device.GetFileInfo(list, nullptr), DeviceCode::ReadFailed);
     EXPECT_EQ(device.GetFileInfo(list, nullptr), DeviceCode::Success);
+    camera.expectNoViolations();
+}
+
+TEST_P(PtpRoad, RefusesWhatAReportInTheMiddleOfATransferAsksFor) {
+    const std::uint32_t outer = camera.add(100'000), inner = camera.add(5'000'000);
+    ASSERT_TRUE(device.CheckConnection());
+    Reports reports;
+    reports.during = [&](std::size_t) {
+        if (reports.percents.back() < 100) return;
+        EXPECT_TRUE(device.CheckConnection());
+        EXPECT_EQ(copy(device, inner).first, DeviceCode::ReadFailed);
+        EXPECT_EQ(device.DeleteFile(idOf(inner)), DeviceCode::DeleteRefused);
+    };
+    const Target target;
+    EXPECT_EQ(device.GetFile(idOf(outer), &reports, target.handle.get()), DeviceCode::Success);
+    EXPECT_TRUE(target.bytes() == randomText(100'000));
+    EXPECT_TRUE(copy(device, inner) == std::pair(DeviceCode::Success, randomText(5'000'000)));
     camera.expectNoViolations();
 }
 

@@ -187,7 +187,11 @@ TEST_F(PtpDeviceTest, CopiesUpTo20MiBInOnePieceAndMoreInChunks) {
     EXPECT_EQ(copy(u"2", some), DeviceCode::Success);
     EXPECT_EQ(some.bytes().size(), 3 * chunk);
 
+    EXPECT_CALL(*driver, receivedData).WillOnce(Return(100)).WillOnce(Return(0));
+    EXPECT_EQ(copy(u"2", some), DeviceCode::ReadFailed);  // which asks for its description again
+
     const Target unwritable(GENERIC_READ);
+    EXPECT_CALL(*driver, receivedData).WillRepeatedly([this] { return driver->received; });
     EXPECT_EQ(copy(u"1", unwritable), DeviceCode::PcFileUnusable);
     EXPECT_EQ(copy(u"2", unwritable), DeviceCode::PcFileUnusable);
 }
@@ -215,6 +219,7 @@ TEST_F(PtpDeviceTest, GivesTheStockPictureForAThumbnailThatDoesNotCome) {
     EXPECT_TRUE(thumbnail(u"B.JPG", 5) == stock);
     EXPECT_TRUE(thumbnail(u"..\\..\\A.JPG", 5) == stock);
     EXPECT_FALSE(thumbnail(u"A.MOV", 0) == stock);
+    EXPECT_FALSE(thumbnail(u"..", 0).empty());
     EXPECT_TRUE(thumbnail(std::u16string(250, u'\u00FC') + u".jpg", 0) == stock);
     EXPECT_TRUE(std::filesystem::is_empty(machineRoot() / "tmp" / "ZL GlimmerBox" /
                                           "Temporary File Cache"));
@@ -242,7 +247,14 @@ TEST_F(PtpDeviceTest, ReadsDocumentsAsTheyAreNow) {
     driver->objects[3].info.ObjectCompressedSize = (16 << 20) + 1;
     EXPECT_EQ(device->GetCameraDiagnostic(text), DeviceCode::OutOfMemory);
     EXPECT_EQ(text, u"");
-    EXPECT_CALL(*driver, receivedData).WillOnce(Return(0));
+    // No description, then no data.
+    EXPECT_CALL(*driver, receivedData)
+        .WillOnce(Return(0))
+        .WillOnce(Return(100))
+        .WillOnce(Return(0));
+    driver->objects[1].info.ObjectCompressedSize = 0;
+    EXPECT_EQ(device->GetShareMenu(text), DeviceCode::ReadFailed);
+    driver->objects[1].info.ObjectCompressedSize = 5;
     EXPECT_EQ(device->GetShareMenu(text), DeviceCode::ReadFailed);
     EXPECT_CALL(*driver, getObjectHandles).WillRepeatedly(Throw(PTP_TRANSPORT_ERROR));
     EXPECT_EQ(device->GetIntentFile(text), DeviceCode::ReadFailed);
@@ -275,6 +287,10 @@ TEST_F(PtpDeviceTest, SendsMenusWithBlanksBesideTheOldOnes) {
     EXPECT_EQ(sent(tag, std::u16string(32, u'\u00FC')).size(), 65u);  // characters count
     const std::u16string most(204'799, u'x');
     EXPECT_EQ(sent(tag, most).size(), most.size());
+
+    std::u16string fullest = most;
+    fullest[0] = u'\u00FC';
+    EXPECT_EQ(sent(tag, fullest).size(), 204'800u);
 
     EXPECT_CALL(*driver, sendObjectInfo).WillOnce(Throw(PTP_GENERAL_ERROR));
     EXPECT_EQ(device->PutTagMenu(most + u"x"), DeviceCode::WriteFailed);

@@ -5,6 +5,7 @@
 
 #include <functional>
 #include <numeric>
+#include <stdexcept>
 
 #include "tests/ptp/Raised.h"
 #include "tests/ptp/ScriptedPort.h"
@@ -279,6 +280,18 @@ TEST_F(Engine, KnowsTheCameraByItsVendor) {
     EXPECT_FALSE(engine.checkConnection(&vid, &pid));
 }
 
+TEST_F(Engine, FreesThePortWhateverLeavesATransfer) {
+    struct Thrown : Reports {
+        bool reportProgress(std::int32_t) override { throw std::runtime_error("report"); }
+    } reports;
+    camera({container(data, 0x1009, 7, pattern(100))});
+    Bytes target(100);
+    EXPECT_THROW(engine.getObject(5, target.data(), 100, &reports), std::runtime_error);
+    EXPECT_EQ(port.held, 0);
+    camera({answer(ptpOk, 8)});
+    EXPECT_EQ(raised([&] { engine.closeSession(); }), 0u);
+}
+
 TEST_F(Engine, WaitsForAnEventThatIsOne) {
     port.events = {hex("04000000 0400 0240"), container(event, 0x4002, 3, u32s({9})),
                    container(event, 0x4003, 0, Bytes(100))};
@@ -287,6 +300,9 @@ TEST_F(Engine, WaitsForAnEventThatIsOne) {
     EXPECT_EQ(first.id, 3u);
     EXPECT_EQ(first.param1, 9u);
     EXPECT_EQ(engine.getEvent().code, 0);  // too long, then none
+    port.events.assign(100, hex("04000000 0400 0240"));
+    EXPECT_EQ(engine.getEvent().code, 0);
+    EXPECT_GT(port.events.size(), 90u);  // nobody waits for as many
 }
 
 TEST(EngineConnection, ThatFailsIsTheFirstOperationsError) {
