@@ -23,8 +23,8 @@ bool connectsOnDemand(const CCamInfo& row) {
 void ask(const char* operation, const std::u16string& path, Question question, std::uint32_t& vid,
          std::uint32_t& pid) {
     vid = pid = 0;
+    ZlPTPdrv device{wString(path)};
     try {
-        ZlPTPdrv device{wString(path)};
         (device.*question)(&vid, &pid);
     } catch (PTPCommErrors error) {
         TraceLine(category, "%s - PTPCommErrors (0x%x)", operation,
@@ -99,11 +99,11 @@ std::u16string CDeviceUtilFunctions::MapPassThruContextId(const std::u16string& 
     passThruCamInfo = row;
     std::uint32_t vid = 0, pid = 0;
     GetConnectedPassThruDeviceId(port, vid, pid);
-    if (vid == 0) ConnectWithPassThruCamera(port, vid, pid);
+    if (vid == 0 && connectsOnDemand(row)) ConnectWithPassThruCamera(port, vid, pid);
     if (vid == 0) return id;
     const CCamInfo camera = GetCameraList().FindByVidPid(static_cast<std::uint16_t>(vid),
                                                          static_cast<std::uint16_t>(pid));
-    if (!camera.valid) return id;
+    if (!camera.valid || camera.isPassThru()) return id;
     std::u16string mapped = InstalledContextId(camera.contextId);
     CDirectorInfo().PutCameraEntry(camera.contextId, camera.FriendlyName);
     TraceLine(category, "MapPassThruContextId Exit");

@@ -108,7 +108,8 @@ void enterCamera(CDeviceUtilFunctions& utils, const CCamInfo& row, const std::u1
     } else if (!row.isCamera()) {
         return;
     }
-    if (camera.valid) CDirectorInfo().PutCameraEntry(camera.contextId, camera.FriendlyName);
+    if (camera.valid && !camera.isPassThru())
+        CDirectorInfo().PutCameraEntry(camera.contextId, camera.FriendlyName);
 }
 
 }  // namespace
@@ -160,7 +161,8 @@ bool CDeviceUtilFunctions::isFindCameraPortMatch(const std::u16string& devId,
     passThruCamInfo = row;
     std::uint32_t behindVid = 0, behindPid = 0;
     GetPassThruDeviceId(usbPort, behindVid, behindPid, false);
-    return behindVid == tVid && behindPid == tPid;
+    // Ids of 0: there is none behind it, or it doesn't answer.
+    return behindVid != 0 && behindVid == tVid && behindPid == tPid;
 }
 
 std::u16string CDeviceUtilFunctions::findCameraPortWinXP(std::uint16_t vid, std::uint16_t pid,

@@ -67,12 +67,14 @@ HRESULT CDeviceUtils::CameraVidPidToContextId(BSTR vidPid, BSTR* ContextId) noex
 
 HRESULT CDeviceUtils::LogCameraInfo(BSTR ContextId, BSTR DeviceIdxml) noexcept {
     if (delegateUtils) return delegateUtils->LogCameraInfo(ContextId, DeviceIdxml);
-    return guarded([&] {
+    // What can't be logged is no failure of the caller's.
+    static_cast<void>(guarded([&] {
         const std::u16string id = textOf(ContextId);
         TraceLine(category, "LogCameraInfo (%s)", id);
         utilFunctions.logDiagnostics(id, textOf(DeviceIdxml));
         return S_OK;
-    });
+    }));
+    return S_OK;
 }
 
 HRESULT CDeviceUtils::ContextIdToCheckMediaMethod(BSTR ContextId, BSTR* Method) noexcept {
@@ -132,7 +134,7 @@ HRESULT CDeviceUtils::IsDeviceRequestingConfig(BSTR ContextId, SHORT* config) no
         *config = asks ? 1 : 0;
         if (result == S_OK)
             TraceLine(category, "IsDeviceRequestingConfig (%s->%s)", id, trueOrFalse(asks));
-        return result;
+        return FAILED(result) ? result : S_OK;
     });
 }
 
@@ -156,7 +158,7 @@ HRESULT CDeviceUtils::IsDeviceRequestingTagSetup(BSTR ContextId, SHORT* config) 
         bool asks = false;
         const HRESULT result = askDevice(textOf(ContextId), u"CAMERA_IsTagSetupRequested", asks);
         *config = asks ? 1 : 0;
-        return result;
+        return FAILED(result) ? result : S_OK;
     });
 }
 
@@ -178,13 +180,13 @@ HRESULT CDeviceUtils::askDevice(const std::u16string& id, std::u16string_view me
     answer = false;
     // Only a camera with a USB side can ask for anything.
     if (id.empty() || CDeviceUtilFunctions::GetCameraList().FindByContextId(id).Cam_pnpID.empty())
-        return S_OK;
+        return S_FALSE;
     const ComPtr<IPhotoDevice> device = createDevice(id);
     if (!device) return E_FAIL;
     // Held by somebody else, it can still be asked.
     device->LockDevice(makeBstr(id).get());
     Bstr text;
-    if (device->Escape(makeBstr(message).get(), text.out()) != S_OK) return S_OK;
+    if (device->Escape(makeBstr(message).get(), text.out()) != S_OK) return S_FALSE;
     answer = equalIgnoringCase(text.view(), u"TRUE");
     device->UnlockDevice();
     return S_OK;

@@ -37,7 +37,8 @@ class CDeviceUtils : public DispatchImpl<IDeviceUtils> {
   private:
     /// An object of the device's class, not yet holding the device; empty without such a class.
     ComPtr<IPhotoDevice> createDevice(const std::u16string& id);
-    /// Whether the device answers TRUE to a message. False, with S_OK, for one that can't ask.
+    /// Whether the device answers TRUE to a message. False with S_FALSE: nobody was asked, or
+    /// nobody answered.
     HRESULT askDevice(const std::u16string& id, std::u16string_view message, bool& answer);
 
     CDeviceUtilFunctions utilFunctions;

@@ -81,7 +81,12 @@ TEST_P(Cameras, standBehindADeviceThatTellsTheirIds) {
     dock.tell("behind 0x1234 0x0001");
     EXPECT_EQ(utils.MapContextId(dockId), dockId);
     dock.tell("behind 0x5AF1 0xD0C0");
-    utils.MapContextId(dockId);
+    EXPECT_EQ(utils.MapContextId(dockId), dockId);
+    utils.AddCamerasToContextManager();
+    EXPECT_THAT(installed(), ElementsAre(cam539));
+    // Nobody behind it, and something without ids that is sought.
+    dock.tell("behind 0 0");
+    EXPECT_EQ(utils.findCameraPort(0, 0, true), u"");
     dock.tell("fault answer op=any value=0x2005 count=9");
     EXPECT_EQ(utils.MapContextId(dockId), dockId);
     EXPECT_EQ(utils.ContextIdToCameraPort(cam539), u"");
