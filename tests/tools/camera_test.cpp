@@ -51,8 +51,13 @@ TEST_F(Adopt, PutsNoCameraInThePlaceOfAnotherUnlessItIsTold) {
     const std::string dock = std::string(tree) + "Dock\\CamInfo", disk = std::string(tree) + "Disk";
     zlkcam({"settings", "set", dock, "PassThruProductClass", "DockClass"});
     zlkcam({"settings", "set", disk, "any", "value"});
+    zlkcam(
+        {"settings", "set", std::string(tree) + "SwiftPost\\ProductClasses\\Shared", "any", "x"});
+    zlkcam(
+        {"settings", "set", std::string(tree) + "CtxMgr\\ProductClasses", "Marked", "*Installed*"});
     EXPECT_EQ(json({"adopt", "--yes"}).status, 17);
-    for (const char* taken : {"cam476", "Dock", "dockclass", "DISK", "Cam948_264"})
+    for (const char* taken :
+         {"cam476", "Dock", "dockclass", "DISK", "Cam948_264", "shared", "marked"})
         EXPECT_EQ(zlkcam({"adopt", "--yes", "--class", taken}).status, 17) << taken;
     for (const char* illegal : {"", "a\\b", "a#b", "a b", "Import", "ctxmgr", "RemovableDrive"})
         EXPECT_NE(zlkcam({"adopt", "--yes", "--class", illegal}).status, 0) << illegal;
@@ -174,6 +179,12 @@ TEST_F(CameraCard, TellsItsDiagnostics) {
 
     write("<diagnostic><model>283</model><serial>1</serial><fwversion>2</fwversion></diagnostic>");
     EXPECT_EQ(json({"diag", "G", "--log"})["logged"].text, "true");
+    write(
+        "<diagnostic><model>\nSerial number: 2</model><serial>1</serial>"
+        "<fwversion>2</fwversion></diagnostic>behind it");
+    EXPECT_EQ(zlkcam({"diag", "G"}).output,
+              "Model: Serial number: 2\nSerial number: 1\nFirmware: 2\n");
+    EXPECT_EQ(json({"diag", "G", "--log"})["logged"].text, "false");
     for (const char* bad : {"<diagnostic>", "<other/>", "nonsense"}) {
         write(bad);
         EXPECT_EQ(zlkcam({"diag", "G"}).status, 15) << bad;
@@ -235,6 +246,9 @@ TEST_F(OnUsb, AnAdoptedCameraIsListedAndTellsItsClock) {
     EXPECT_LE(std::abs(std::stol(json({"clock"})["ahead"].text)), 2);
     ASSERT_EQ(zlkcam({"clock", "--set", "2020-01-02T03:04:05"}).status, 0);
     EXPECT_THAT(json({"clock"})["time"].text, testing::StartsWith("2020-01-02T03:04:"));
+    for (const char* impossible :
+         {"", "2038-01-01T00:00:00", "1970-12-31T00:00:00", "2020-02-30T00:00:00"})
+        EXPECT_EQ(zlkcam({"clock", "--set", impossible}).status, 1) << impossible;
     ASSERT_EQ(zlkcam({"clock", "--set", "now"}).status, 0);
     EXPECT_LE(std::abs(std::stol(json({"clock"})["ahead"].text)), 2);
     camera.expectNoViolations();

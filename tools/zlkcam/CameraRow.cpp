@@ -8,7 +8,7 @@
 namespace zlk {
 namespace {
 
-constexpr std::size_t longestName = 60, longestClass = 40;
+constexpr std::size_t longestClass = 40;
 
 constexpr bool isLetterOrDigit(WCHAR unit) {
     return (unit >= u'0' && unit <= u'9') || (unit >= u'A' && unit <= u'Z') ||
@@ -50,9 +50,9 @@ SettingsValue textValue(const WCHAR* name, std::u16string_view text) {
 
 }  // namespace
 
-std::u16string readableText(std::u16string_view text) {
+std::u16string readableText(std::u16string_view text, std::size_t most) {
     return only(
-        text, u' ', [](WCHAR unit) { return !isUnreadable(unit); }, longestName);
+        text, u' ', [](WCHAR unit) { return !isUnreadable(unit); }, most);
 }
 
 bool isProductClass(std::u16string_view text) {
@@ -69,7 +69,7 @@ bool isProductClass(std::u16string_view text) {
 }
 
 CameraRow::CameraRow(const UsbCamera& camera)
-    : pnpId(camera.pnpId), name(readableText(camera.attached.product)) {
+    : pnpId(camera.pnpId), name(readableText(camera.attached.product, longestName)) {
     const std::u16string_view front = u"Cam";
     productClass = only(name, u'_', isLetterOrDigit, longestClass - front.size());
     if (productClass.empty())
@@ -86,17 +86,13 @@ std::u16string CameraRow::key() const {
     return std::u16string(settingsTree) + productClass + u"\\CamInfo";
 }
 
-std::vector<SettingsKey> CameraRow::settings() const {
+SettingsKey CameraRow::settings() const {
     SettingsKey row;
     row.path = key();
     row.values = {textValue(u"Cam_pnpID", pnpId), textValue(u"Cam_protocol", u"PTP"),
                   textValue(u"DevType", u"CAMERA"), textValue(u"FriendlyName", name),
                   textValue(u"SwiftPostSupport", share ? u"TRUE" : u"FALSE")};
-    // Values of a row that stood there before would go on counting.
-    SettingsKey before;
-    before.path = row.path;
-    before.remove = true;
-    return {before, row};
+    return row;
 }
 
 }  // namespace zlk

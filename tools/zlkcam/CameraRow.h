@@ -12,24 +12,27 @@
 
 namespace zlk {
 
+inline constexpr std::size_t longestName = 60;
+
 struct CameraRow {
     explicit CameraRow(const UsbCamera& camera);
 
     std::u16string productClass;
     std::u16string pnpId;
-    std::u16string name;  ///< at most 60 units, for people to read
+    std::u16string name;  ///< at most longestName units, for people to read
     bool share = false;   ///< takes the share menu, and tells its clock and diagnostics
 
     std::u16string contextId() const;
     /// The row's key in the settings, and the whole of what it shall hold.
     std::u16string key() const;
-    std::vector<SettingsKey> settings() const;
+    SettingsKey settings() const;
 };
 
 /// Whether a text can be the product class of a row: legal, and no other key of the settings.
 bool isProductClass(std::u16string_view text);
 
-/// A text that a device gave, without what steers a terminal or hides; one line, maybe empty.
-std::u16string readableText(std::u16string_view text);
+/// A text that a device gave, without what steers a terminal or hides; one line of at most so many
+/// units, maybe empty.
+std::u16string readableText(std::u16string_view text, std::size_t most = std::u16string_view::npos);
 
 }  // namespace zlk

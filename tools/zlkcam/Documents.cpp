@@ -64,11 +64,6 @@ std::vector<FileRecord> parseFileInfo(std::u16string_view xml) {
     return records;
 }
 
-bool Diagnostics::has(std::u16string_view name) const {
-    return std::any_of(values.begin(), values.end(),
-                       [name](const NamedText& value) { return value.name == name; });
-}
-
 Diagnostics parseDiagnostics(std::u16string_view xml) {
     std::string text = utf8Text(xml);
     pugi::xml_document document;

@@ -34,7 +34,6 @@ struct NamedText {
 struct Diagnostics {
     std::vector<NamedText> values;                 ///< by their elements' names, in its order
     std::vector<std::vector<NamedText>> failures;  ///< of each recorded one its details
-    bool has(std::u16string_view name) const;
 };
 
 /// All throw Failure (BadDocument) for what isn't such a document.

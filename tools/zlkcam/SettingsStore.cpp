@@ -2,6 +2,7 @@
 
 #include <algorithm>
 
+#include "platform/text.h"
 #include "tools/zlkcam/Failure.h"
 #include "tools/zlkcam/Text.h"
 
@@ -185,6 +186,17 @@ void SettingsStore::removeKey(const SettingsPath& path) {
     if (path.below.empty())
         throw Failure(ExitStatus::Usage, "A root key can't be deleted.", "Name a key below it.");
     require(RegDeleteTreeW(path.root, path.below.c_str()), "Deleting", path);
+}
+
+void SettingsStore::replace(const SettingsKey& key) {
+    const SettingsPath path(key.path);
+    applyKey(path, key);
+    for (const SettingsValue& value : readKey(path).values) {
+        const bool stays = std::any_of(
+            key.values.begin(), key.values.end(),
+            [&](const SettingsValue& kept) { return equalIgnoringCase(kept.name, value.name); });
+        if (!stays) removeValue(path, value.name);
+    }
 }
 
 void SettingsStore::apply(const std::vector<SettingsKey>& keys) {

@@ -47,6 +47,8 @@ class SettingsStore {
     /// Does what a settings text says, in its order; deleting what isn't there succeeds. A failure
     /// leaves what stands in front of it done, and says at which line it was.
     static void apply(const std::vector<SettingsKey>& keys);
+    /// The key gets these values and keeps no others; they are written first.
+    static void replace(const SettingsKey& key);
 };
 
 }  // namespace zlk

@@ -59,8 +59,9 @@ std::vector<CameraTrouble> troublesOf(const UsbCamera& camera) {
                             "Unplug that one to reach this one."});
     if (!camera.listed && troubles.empty())
         troubles.push_back({"silent", "It is known as " + utf8Text(camera.contextId) + ".",
-                            "A dock is listed by the camera that stands in it. Else zlkcam trace "
-                            "tells what the components find."});
+                            "A dock is listed by the camera that stands in it, as long as no other "
+                            "of that model is attached. Else zlkcam trace tells what the "
+                            "components find."});
     return troubles;
 }
 

@@ -49,10 +49,29 @@ UsbCamera chooseCamera(const DeviceDirectory& directory, const std::u16string& w
     return unknown.front();
 }
 
+bool contains(const std::vector<std::u16string>& names, std::u16string_view wanted) {
+    return std::any_of(names.begin(), names.end(),
+                       [&](const std::u16string& name) { return equalIgnoringCase(name, wanted); });
+}
+
+/// Whether a section of the settings says something of the class.
+bool isInSections(std::u16string_view productClass) {
+    constexpr std::u16string_view sections[] = {u"Import", u"Unload", u"SwiftPost",
+                                                u"TagMgrDevices"};
+    for (const std::u16string_view section : sections) {
+        const SettingsPath classes(
+            std::u16string(settingsTree).append(section).append(u"\\ProductClasses"));
+        if (contains(SettingsStore::subKeysIfAny(classes), productClass)) return true;
+    }
+    const SettingsPath marks(std::u16string(settingsTree) + u"CtxMgr\\ProductClasses");
+    return !SettingsStore::text(marks, productClass).empty();
+}
+
 /// Whether the class stands for something already: a row of the settings or a built-in one, or
 /// devices of another kind.
 bool isTaken(const DeviceDirectory& directory, const CameraRow& wanted) {
-    if (!directory.unloadInterface(wanted.contextId()).empty()) return true;
+    if (!directory.unloadInterface(wanted.contextId()).empty() || isInSections(wanted.productClass))
+        return true;
     const std::vector<std::u16string> keys =
         SettingsStore::subKeysIfAny(SettingsPath(settingsTree));
     return std::any_of(keys.begin(), keys.end(), [&](const std::u16string& key) {
@@ -66,7 +85,7 @@ bool isTaken(const DeviceDirectory& directory, const CameraRow& wanted) {
 CameraRow rowFor(const DeviceDirectory& directory, const AdoptOptions& options) {
     CameraRow row(chooseCamera(directory, wideText(options.camera)));
     if (!options.productClass.empty()) row.productClass = wideText(options.productClass);
-    if (!options.name.empty()) row.name = readableText(wideText(options.name));
+    if (!options.name.empty()) row.name = readableText(wideText(options.name), longestName);
     row.share = options.share;
     if (!isProductClass(row.productClass) || row.name.empty())
         throw Failure(ExitStatus::Usage, "That class or name can't be used.",
@@ -84,7 +103,7 @@ void show(Tool& tool, const CameraRow& row) {
     tool.say("  " + utf8Text(row.key()));
     tool.answer.beginObject().member("contextId", row.contextId()).member("key", row.key());
     tool.answer.key("values").beginObject();
-    const SettingsKey written = row.settings().back();
+    const SettingsKey written = row.settings();
     for (const SettingsValue& value : written.values) {
         std::u16string text;
         dataText(value.data, text);
@@ -109,7 +128,7 @@ void runAdopt(Tool& tool, const AdoptOptions& options) {
     show(tool, row);
     const bool writes = options.yes || isConfirmed(tool);
     if (writes) {
-        SettingsStore::apply(row.settings());
+        SettingsStore::replace(row.settings());
         tool.say("It is written. Programs that run already see it when they are started again.");
     } else {
         tool.warn("Nothing is written. --yes writes it without asking.");

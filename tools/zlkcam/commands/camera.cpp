@@ -2,7 +2,9 @@
 
 #include <cstdio>
 
+#include "interfaces/IXmlDoc.h"
 #include "platform/clock.h"
+#include "tools/zlkcam/CameraRow.h"
 #include "tools/zlkcam/Session.h"
 #include "tools/zlkcam/Text.h"
 #include "tools/zlkcam/commands/Commands.h"
@@ -40,9 +42,11 @@ std::int64_t timeArgument(const std::string& text) {
     time.year -= 1900;
     time.month -= 1;
     const std::int64_t seconds = _mktime64(time);
-    if (time.year + 1900 < 1971 || isoText(seconds) != text)
-        throw Failure(ExitStatus::Usage, "There is no time \"" + text + "\".",
-                      "Give a local time, as in 2026-07-15T10:30:00, or: now");
+    // The components read other years of a camera's clock as this machine's time.
+    constexpr int firstYear = 1971, lastYear = 2037;
+    if (time.year + 1900 < firstYear || time.year + 1900 > lastYear || isoText(seconds) != text)
+        throw Failure(ExitStatus::Usage, "A clock can't be set to \"" + text + "\".",
+                      "Give a local time from 1971 to 2037, as in 2026-07-15T10:30:00, or: now");
     return seconds;
 }
 
@@ -101,7 +105,7 @@ std::string titleOf(const std::u16string& element) {
 void show(Tool& tool, const Diagnostics& diagnostics) {
     tool.answer.key("values").beginArray();
     for (const NamedText& value : diagnostics.values) {
-        tool.say(titleOf(value.name) + ": " + utf8Text(value.text));
+        tool.say(titleOf(value.name) + ": " + utf8Text(readableText(value.text)));
         tool.answer.beginObject().member("name", value.name).member("text", value.text).endObject();
     }
     tool.answer.endArray().key("failures").beginArray();
@@ -109,7 +113,7 @@ void show(Tool& tool, const Diagnostics& diagnostics) {
         std::string line = "Failure:";
         tool.answer.beginArray();
         for (const NamedText& detail : failure) {
-            line += " " + utf8Text(detail.name + u"=" + detail.text);
+            line += " " + utf8Text(detail.name + u"=" + readableText(detail.text));
             tool.answer.beginObject()
                 .member("name", detail.name)
                 .member("text", detail.text)
@@ -119,6 +123,18 @@ void show(Tool& tool, const Diagnostics& diagnostics) {
         tool.say(line);
     }
     tool.answer.endArray();
+}
+
+/// Whether the components find in it what they report of nothing without, and don't say so.
+bool canBeReported(std::u16string_view xml) {
+    ComPtr<IXmlDoc> document;
+    document.create(CLSID_XmlDoc);
+    if (!document || document->Load(Bstr(xml).get()) != S_OK) return false;
+    const auto has = [&](const WCHAR* path) {
+        Bstr value;
+        return document->GetValue(Bstr(path).get(), value.out()) == S_OK;
+    };
+    return has(u"diagnostic/fwversion") && has(u"diagnostic/model") && has(u"diagnostic/serial");
 }
 
 void runDiag(Tool& tool, const DiagOptions& options) {
@@ -131,14 +147,15 @@ void runDiag(Tool& tool, const DiagOptions& options) {
     const Diagnostics diagnostics = parseDiagnostics(document);
     tool.answer.beginObject().member("contextId", device.contextId);
     show(tool, diagnostics);
-    // Without these three the components report nothing, and don't say so.
-    const bool logs = options.log && diagnostics.has(u"fwversion") && diagnostics.has(u"model") &&
-                      diagnostics.has(u"serial");
-    if (logs) directory.utils().LogCameraInfo(Bstr(device.contextId).get(), Bstr(document).get());
+    const bool logs =
+        options.log && canBeReported(document) &&
+        directory.utils().LogCameraInfo(Bstr(device.contextId).get(), Bstr(document).get()) == S_OK;
     if (options.log) tool.answer.member("logged", logs);
     tool.answer.endObject();
     if (options.log && !logs) {
-        tool.warn("Not logged: firmware, model or serial number is missing.");
+        tool.warn(
+            "Not logged: firmware, model or serial number is missing, or the document isn't well "
+            "formed.");
         tool.status = ExitStatus::BadDocument;
     }
 }
@@ -150,8 +167,13 @@ void addCameraCommands(CLI::App& app, Tool& tool) {
         app, "clock", "Tell a camera's clock, or set it",
         [](CLI::App& command, ClockOptions& options) {
             command.add_option("device", options.device, deviceHelp);
-            command.add_option("--set", options.time,
-                               "now, or a local time as in 2026-07-15T10:30:00");
+            command
+                .add_option("--set", options.time, "now, or a local time as in 2026-07-15T10:30:00")
+                ->check(CLI::Validator(
+                    [](const std::string& time) {
+                        return std::string(time.empty() ? "there is no time" : "");
+                    },
+                    "TIME"));
         },
         [&tool](const ClockOptions& options) { runClock(tool, options); });
     addCommand<DiagOptions>(

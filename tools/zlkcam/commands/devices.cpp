@@ -3,6 +3,7 @@
 #include <variant>
 
 #include "platform/text.h"
+#include "tools/zlkcam/CameraRow.h"
 #include "tools/zlkcam/Session.h"
 #include "tools/zlkcam/UsbCamera.h"
 #include "tools/zlkcam/commands/Commands.h"
@@ -30,8 +31,9 @@ void tellCameras(Tool& tool, const DeviceDirectory& directory, const std::vector
         const AttachedCamera& attached = camera.attached;
         const std::vector<CameraTrouble> troubles = troublesOf(camera);
         if (!camera.listed || !troubles.empty())
-            tool.say(utf8Text((camera.listed ? u"Listed, but: " : u"On USB: ") + attached.product +
-                              u"  " + camera.pnpId + u"  " + attached.port));
+            tool.say(utf8Text((camera.listed ? u"Listed, but: " : u"On USB: ") +
+                              readableText(attached.product) + u"  " + camera.pnpId + u"  " +
+                              attached.port));
         tool.answer.beginObject()
             .member("port", attached.port)
             .member("id", camera.pnpId)
