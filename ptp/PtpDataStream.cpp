@@ -23,6 +23,7 @@ PtpDataStream::Block PtpDataStream::allocate(std::uint32_t size) {
 void PtpDataStream::clear() {
     if (written_ > 0) std::memset(buffer_.get(), 0, written_);
     written_ = 0;
+    end_ = noEnd;
 }
 
 std::uint8_t* PtpDataStream::place(std::uint32_t at, std::uint32_t length) {
@@ -50,7 +51,7 @@ void PtpDataStream::makeRoom(std::uint32_t size) {
 }
 
 std::uint64_t PtpDataStream::read(std::uint32_t width) {
-    if (left() < width) throw PTP_GENERAL_ERROR;
+    if (!hasRoom(width, std::min(size_, end_))) throw PTP_GENERAL_ERROR;
     std::uint64_t value = 0;
     for (std::uint32_t i = 0; i < width; ++i)
         value |= std::uint64_t{buffer_[cursor_ + i]} << (8 * i);
@@ -64,7 +65,7 @@ void PtpDataStream::growFor(std::uint32_t width) {
 
 void PtpDataStream::write(std::uint32_t value, std::uint32_t width) {
     if (width > 1) growFor(width);
-    if (left() < width) throw PTP_GENERAL_ERROR;
+    if (!hasRoom(width, size_)) throw PTP_GENERAL_ERROR;
     std::uint8_t* const bytes = place(cursor_, width);
     for (std::uint32_t i = 0; i < width; ++i)
         bytes[i] = static_cast<std::uint8_t>(value >> (8 * i));
@@ -72,6 +73,7 @@ void PtpDataStream::write(std::uint32_t value, std::uint32_t width) {
 }
 
 wString PtpDataStream::readString() {
+    if (cursor_ == end_) return {};
     const std::uint32_t count = readByte();
     std::array<WCHAR, 255> units;
     for (std::uint32_t i = 0; i < count; ++i) units[i] = readU16();

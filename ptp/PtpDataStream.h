@@ -14,9 +14,10 @@ namespace zlk {
 
 /// A block of bytes with one cursor for reading and writing; all values are little-endian.
 ///
-/// What a camera sends is never trusted: a read behind the block raises PTP_GENERAL_ERROR, a count
-/// of elements allocates no more than the block can hold of them, a text without a terminator ends
-/// at its count. A write that the growth below doesn't make room for raises the same.
+/// What a camera sends is never trusted: a read behind the block, or behind the end of what was
+/// received, raises PTP_GENERAL_ERROR; a count of elements allocates no more than there are of
+/// them; a text without a terminator ends at its count. A write that the growth below doesn't make
+/// room for raises the same.
 class PtpDataStream {
   public:
     PtpDataStream() = default;
@@ -26,8 +27,12 @@ class PtpDataStream {
     PtpDataStream& operator=(const PtpDataStream&) = delete;
     virtual ~PtpDataStream() = default;
 
-    /// Fills the whole block with zeros; the cursor stays. Costs what has been written since.
+    /// Fills the whole block with zeros; the cursor stays, and reads go to the end of the block.
+    /// Costs what has been written since.
     void clear();
+    /// Reads go no further than this. A text that would begin there is empty: cameras leave the
+    /// last ones of a dataset out.
+    void endReadsAt(std::uint32_t end) { end_ = end; }
     const std::uint8_t* data() const { return buffer_.get(); }
     /// A place for somebody else to write to; PTP_GENERAL_ERROR if it isn't inside the block.
     std::uint8_t* place(std::uint32_t at, std::uint32_t length);
@@ -64,11 +69,15 @@ class PtpDataStream {
     struct Free {
         void operator()(std::uint8_t* block) const noexcept { std::free(block); }
     };
+    static constexpr std::uint32_t noEnd = 0xFFFFFFFF;
     using Block = std::unique_ptr<std::uint8_t[], Free>;
 
     static Block allocate(std::uint32_t size);
     void replace(Block block, std::uint32_t size);
-    std::uint32_t left() const { return cursor_ < size_ ? size_ - cursor_ : 0; }
+    /// Whether that much lies between the cursor and `end`.
+    bool hasRoom(std::uint32_t width, std::uint32_t end) const {
+        return cursor_ < end && end - cursor_ >= width;
+    }
     std::uint64_t read(std::uint32_t width);
     void write(std::uint32_t value, std::uint32_t width);
     /// One step, and not always enough: the blocks are sized for what is written into them.
@@ -78,6 +87,7 @@ class PtpDataStream {
     std::uint32_t cursor_ = 0;
     std::uint32_t size_ = 0;
     std::uint32_t written_ = 0;  // zeros behind
+    std::uint32_t end_ = noEnd;
 };
 
 }  // namespace zlk

@@ -45,7 +45,8 @@ void ZlPTPdrv::connect(Connecting connecting) {
 
 void ZlPTPdrv::open(std::unique_ptr<PTPSyncInterface> arbiter) {
     arbiter->setPort(port.c_str());
-    // Not before: in the entry of a port that was refused others are counted.
+    // Not before: the destructor takes out of the table what was entered, and an empty port would
+    // be found in its first entry.
     sync = std::move(arbiter);
     transactionID = sync->getMutex(port.c_str());
     transport = createTransport();
@@ -67,10 +68,10 @@ ZlPTPdrv::ZlPTPdrv(const wString& portName) : port(portName) {
 
 ZlPTPdrv::ZlPTPdrv(std::uint32_t wantedVid, std::uint32_t wantedPid) {
     connect([&] {
-        sync = createPortArbiter();
-        port.assign(sync->findPortbyVidPid(wantedVid, wantedPid));
+        auto arbiter = createPortArbiter();
+        port.assign(arbiter->findPortbyVidPid(wantedVid, wantedPid));
         if (port.length == 0) return;
-        open(std::move(sync));
+        open(std::move(arbiter));
         vid = wantedVid;
         pid = wantedPid;
         sync->releaseMutex(port.c_str(), transactionID);
@@ -153,15 +154,13 @@ void ZlPTPdrv::sendCommand(std::uint32_t code, std::uint16_t paramCount,
 }
 
 void ZlPTPdrv::sendData(std::uint32_t code, const void* data, std::uint32_t size) {
-    if (size > largestContainer) throw PTP_OUT_OF_MEMORY;
+    const std::uint32_t total = size + containerHeaderSize;
     dataStream.clear();
     dataStream.setCursor(0);
-    const std::uint32_t total = size + containerHeaderSize;
     dataStream.writeU32(total);
     dataStream.writeU16(static_cast<std::uint16_t>(ContainerType::Data));
     dataStream.writeU16(static_cast<std::uint16_t>(code));
     dataStream.writeU32(transactionID - 1);  // of the command just sent
-    if (dataStream.size() < total) dataStream.resize(total);
     if (size > 0) std::memcpy(dataStream.place(containerHeaderSize, size), data, size);
     transport->write(dataStream.data(), total);
     TraceLine(low, "sendData length(%d)", total);
@@ -204,7 +203,10 @@ ContainerBlock ZlPTPdrv::readResponce(std::uint16_t expectedCode,
     }
     TraceLine(low, "readResponce length(%d)", total);
     expectNullPacket(total);
-    return block;
+    // Once more: a header may have come in a packet of its own, in front of its parameters.
+    const ContainerBlock whole(dataStream);
+    dataStream.endReadsAt(std::min(total, whole.length));
+    return whole;
 }
 
 /// A transfer that fills its last packet is ended by a packet of no bytes.

@@ -96,9 +96,10 @@ class ZlPTPdrv : public PtpInterface {
     void hold(const char* name, Body body);
     /// A whole operation without data.
     void perform(const Operation& operation, std::uint16_t paramCount);
-    /// With data to the device.
-    void performSending(const Operation& operation, std::uint16_t paramCount, const void* data,
-                        std::uint32_t size);
+    /// One that has begun, without data or with data to the device.
+    void transact(const Operation& operation, std::uint16_t paramCount);
+    void transact(const Operation& operation, std::uint16_t paramCount, const void* data,
+                  std::uint32_t size);
     /// With data from the device, which `parse` takes from the stream, if any came.
     template <class Parse>
     void performReceiving(const Operation& operation, std::uint16_t paramCount, Parse parse,

@@ -83,6 +83,10 @@ void ZlPTPdrv::begin(const Operation& operation) {
 
 void ZlPTPdrv::perform(const Operation& operation, std::uint16_t paramCount) {
     begin(operation);
+    transact(operation, paramCount);
+}
+
+void ZlPTPdrv::transact(const Operation& operation, std::uint16_t paramCount) {
     hold(operation.name, [&] {
         sendCommand(operation.code, paramCount, params);
         responseBlock = readResponce(operation.code, nullptr);
@@ -90,10 +94,13 @@ void ZlPTPdrv::perform(const Operation& operation, std::uint16_t paramCount) {
     if (operation.exit == Exit::Traced) TraceLine(category, "%s exit", operation.name);
 }
 
-void ZlPTPdrv::performSending(const Operation& operation, std::uint16_t paramCount,
-                              const void* data, std::uint32_t size) {
-    begin(operation);
+void ZlPTPdrv::transact(const Operation& operation, std::uint16_t paramCount, const void* data,
+                        std::uint32_t size) {
+    if (size > 0xFFFFFFFF - containerHeaderSize) throw PTP_OUT_OF_MEMORY;
     hold(operation.name, [&] {
+        // Before the command: a camera that has got that waits for the data.
+        if (dataStream.size() < size + containerHeaderSize)
+            dataStream.resize(size + containerHeaderSize);
         sendCommand(operation.code, paramCount, params);
         sendData(operation.code, data, size);
         responseBlock = readResponce(operation.code, nullptr);
@@ -215,14 +222,18 @@ void ZlPTPdrv::deleteObject(std::uint32_t handle, std::uint32_t format) {
 }
 
 void ZlPTPdrv::sendObjectInfo(ObjectInfoDataset info, std::uint32_t storage, std::uint32_t parent) {
+    const Operation operation{"sendObjectInfo", 0x100C, Exit::Traced};
     setParams(storage, parent);
+    begin(operation);
     PtpDataStream stream(objectInfoRoom);
     info.write(stream);
-    performSending({"sendObjectInfo", 0x100C, Exit::Traced}, 2, stream.data(), stream.cursor());
+    transact(operation, 2, stream.data(), stream.cursor());
 }
 
 void ZlPTPdrv::sendObject(const void* data, std::uint32_t size) {
-    performSending({"sendObject", 0x100D, Exit::Traced}, 0, data, size);
+    const Operation operation{"sendObject", 0x100D, Exit::Traced};
+    begin(operation);
+    transact(operation, 0, data, size);
 }
 
 void ZlPTPdrv::initiateCapture(std::uint32_t storage, std::uint32_t format) {
@@ -268,11 +279,12 @@ PropertyValue ZlPTPdrv::getDevicePropValue(std::uint32_t code, std::uint16_t typ
 void ZlPTPdrv::setDevicePropValue(std::uint32_t code, PropertyValue value, std::uint16_t type) {
     const Operation operation{"setDevicePropValue", 0x1016, Exit::Traced};
     setParams(code);
+    begin(operation);
     if (type == 0) type = typeOfProperty(code);
     PtpDataStream stream(propertyTextRoom);
     value.write(stream, type);
-    if (stream.cursor() == 0) return perform(operation, 1);
-    performSending(operation, 1, stream.data(), stream.cursor());
+    if (stream.cursor() == 0) return transact(operation, 1);
+    transact(operation, 1, stream.data(), stream.cursor());
 }
 
 void ZlPTPdrv::resetDevicePropValue(std::uint32_t code) {

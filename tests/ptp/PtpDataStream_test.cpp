@@ -5,6 +5,7 @@
 
 #include <cstring>
 
+#include "tests/ptp/Raised.h"
 #include "tests/ptp/ScriptedPort.h"
 
 namespace zlk::test {
@@ -32,7 +33,8 @@ TEST(PtpDataStream, WritesStringsAsPtpHasThem) {
     PtpDataStream large(1024);
     large.writeString(wString(std::u16string(254, u'x')));
     EXPECT_EQ(large.cursor(), 1 + 255 * 2u);
-    EXPECT_THROW(large.writeString(wString(std::u16string(255, u'x'))), PTPCommErrors);
+    EXPECT_EQ(raisedBy([&] { large.writeString(wString(std::u16string(255, u'x'))); }),
+              PTP_GENERAL_ERROR);
 }
 
 TEST(PtpDataStream, GrowsByHalfBeforeItIsFull) {
@@ -46,8 +48,8 @@ TEST(PtpDataStream, GrowsByHalfBeforeItIsFull) {
     stream.setCursor(1020);
     EXPECT_EQ(stream.readU32(), 0x04030201u);
     PtpDataStream empty;  // grows by half of nothing
-    EXPECT_THROW(empty.writeU16(1), PTPCommErrors);
-    EXPECT_THROW(empty.writeString(wString()), PTPCommErrors);
+    EXPECT_EQ(raisedBy([&] { empty.writeU16(1); }), PTP_GENERAL_ERROR);
+    EXPECT_EQ(raisedBy([&] { empty.writeString(wString()); }), PTP_GENERAL_ERROR);
 }
 
 TEST(PtpDataStream, ReadsWhatIsThereAndNothingBehindIt) {
@@ -62,14 +64,21 @@ TEST(PtpDataStream, ReadsWhatIsThereAndNothingBehindIt) {
     std::vector<std::uint32_t> longs;
     stream.readU32Array(longs);
     EXPECT_THAT(longs, ElementsAre(5, 7));
-    EXPECT_THROW(stream.readByte(), PTPCommErrors);
+    EXPECT_EQ(raisedBy([&] { stream.readByte(); }), PTP_GENERAL_ERROR);
     stream.setCursor(0xFFFFFFFF);
-    EXPECT_THROW(stream.readU64(), PTPCommErrors);
+    EXPECT_EQ(raisedBy([&] { stream.readU64(); }), PTP_GENERAL_ERROR);
 
     Filled cut(hex("FF 6100 6200"));
-    EXPECT_THROW(cut.readString(), PTPCommErrors);
+    EXPECT_EQ(raisedBy([&] { cut.readString(); }), PTP_GENERAL_ERROR);
     Filled lying(hex("FFFFFFFF 01000000"));
-    EXPECT_THROW(lying.readU32Array(longs), PTPCommErrors);
+    EXPECT_EQ(raisedBy([&] { lying.readU32Array(longs); }), PTP_GENERAL_ERROR);
+    Filled ended(hex("01000000 02 6100 6200"));
+    ended.endReadsAt(4);
+    EXPECT_EQ(ended.readU32(), 1u);
+    EXPECT_EQ(ended.readString().length, 0u);
+    EXPECT_EQ(raisedBy([&] { ended.readByte(); }), PTP_GENERAL_ERROR);
+    ended.endReadsAt(6);
+    EXPECT_EQ(raisedBy([&] { ended.readString(); }), PTP_GENERAL_ERROR);
     Filled unended(hex("02 6100 6200"));
     EXPECT_EQ(unended.readString().view(), u"ab");
 }

@@ -194,7 +194,12 @@ TEST_F(Engine, SurvivesContainersThatLie) {
          {container(data, 0x1004, 7, u32s({0xFFFFFFFF, 1, 2})), answer(ptpOk, 7)},
          PTP_GENERAL_ERROR},
         {"a header cut short", {hex("0C0000000300")}, PTP_INCOMPLETE_TRANSFER},
-        {"a length below the header's", {hex("04000000 0200 0410 07000000"), answer(ptpOk, 7)}, 0},
+        {"a length below the header's",
+         {hex("04000000 0200 0410 07000000"), answer(ptpOk, 7)},
+         PTP_GENERAL_ERROR},
+        {"fewer elements than counted",
+         {container(data, 0x1004, 7, u32s({2, 1})), answer(ptpOk, 7)},
+         PTP_GENERAL_ERROR},
     };
     for (const auto& one : cases) {
         port.toHost.assign(one.transfers.begin(), one.transfers.end());
@@ -311,13 +316,16 @@ TEST(EngineConnection, ThatFailsIsTheFirstOperationsError) {
         port.openError = openFails ? PTP_NO_CONNECTION : PTPCommErrors{};
         port.mutexError = openFails ? PTPCommErrors{} : PTP_GENERAL_ERROR;
         ZlPTPdrv engine{wString(u"\\\\.\\Usbscan0")};
-        EXPECT_THROW(engine.getDeviceInfo(), PTPCommErrors);
+        EXPECT_EQ(raisedBy([&] { engine.getDeviceInfo(); }), PTP_NO_CONNECTION);
         EXPECT_EQ(engine.getPortName().view(), u"\\\\.\\Usbscan0");
     }
     port.openError = port.mutexError = {};
     {
         ZlPTPdrv nowhere(1, 2);  // an arbiter that can't tell the port
-        EXPECT_THROW(nowhere.closeSession(), PTPCommErrors);
+        EXPECT_EQ(raisedBy([&] { nowhere.closeSession(); }), PTP_NO_CONNECTION);
+        ObjectInfoDataset tooLong;
+        tooLong.Filename.assign(wString(std::u16string(255, u'x')));
+        EXPECT_EQ(raisedBy([&] { nowhere.sendObjectInfo(tooLong, 0, 0); }), PTP_NO_CONNECTION);
     }
     port.calls.clear();
     port.portOfIds = u"somewhere";

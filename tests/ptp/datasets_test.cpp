@@ -14,6 +14,7 @@
 #include "ptp/PropertyDataset.h"
 #include "ptp/PtpEvent.h"
 #include "ptp/StorageInfoDataset.h"
+#include "tests/ptp/Raised.h"
 #include "tests/ptp/ScriptedPort.h"
 #include "tests/support/Json.h"
 
@@ -93,7 +94,7 @@ TEST(Datasets, ReadPropertiesOfTheTypesThatTheyKnow) {
     EXPECT_EQ(bias.FormFlag, 0);
 
     Received endless(hex("0E50 0600 01 00000000 00000000 02 FFFF"));
-    EXPECT_THROW(PropertyDataset{endless}, PTPCommErrors);
+    EXPECT_EQ(raisedBy([&] { PropertyDataset{endless}; }), PTP_GENERAL_ERROR);
 }
 
 TEST(Datasets, ReadEventsUpToTheirLength) {

@@ -9,6 +9,7 @@
 #include <thread>
 
 #include "platform/text.h"
+#include "ptp/ZlPTPdrv.h"
 #include "tests/ptp/Raised.h"
 #include "tests/support/ChildProcess.h"
 #include "tests/support/TestMachine.h"
@@ -62,6 +63,9 @@ TEST(PtpSyncController, LaysItsTableOutForAllProcesses) {
     EXPECT_EQ(table[1].refCount, 2);
     EXPECT_EQ(other.getMutex(first), 0x01020304u);
     other.releaseMutex(first, 5);
+    // Ids lead nowhere here, and take nobody's entry with them.
+    for (int i = 0; i < 2; ++i) EXPECT_EQ(ZlPTPdrv(1u, 2u).getPortName().length, 0u);
+    EXPECT_EQ(table.count(), 2);
 }
 
 TEST(PtpSyncController, RemovesAPortWithItsLastUser) {

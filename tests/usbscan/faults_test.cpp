@@ -12,7 +12,7 @@ namespace {
 constexpr std::uint32_t size = 512 * 40 - 12;
 constexpr std::uint32_t oddSize = 68'000;
 
-enum Operation { Read, ReadOdd, ReadPart, Info, Send };
+enum Operation { Read, ReadOdd, ReadPart, Info, Send, Count, Handles };
 
 struct Case {
     const char* fault;  ///< what stands behind `fault`, but for the operation
@@ -27,7 +27,7 @@ void PrintTo(const Case& tried, std::ostream* out) {
 
 const char* codeOf(Operation operation) {
     constexpr const char* codes[] = {" op=0x1009", " op=0x1009", " op=0x101B", " op=0x1008",
-                                     " op=0x100D"};
+                                     " op=0x100D", " op=0x1006", " op=0x1007"};
     return codes[operation];
 }
 
@@ -52,7 +52,12 @@ void run(ZlPTPdrv& engine, Operation operation) {
             engine.getObjectInfo(1);
             return;
         case Send:
-            sendObject(engine, bytes);
+            return sendObject(engine, bytes);
+        case Count:
+            EXPECT_EQ(engine.getNumberObjects(0xFFFFFFFF, 0, 0), 2u);
+            return;
+        case Handles:
+            EXPECT_EQ(engine.getObjectHandles(0xFFFFFFFF, 0, 0).size(), 2u);
     }
 }
 
@@ -105,11 +110,12 @@ const Case cases[] = {
     {"glue", Read, none},
     {"split-header", Read, none},
     {"split-header phase=response", Read, none},
+    {"split-header phase=response", Count, none},
     {"extra-byte", Read, transport},
     {"extra-zero-packet", Read, PTP_NO_RESPONSE},
     {"zero-packet-first phase=data", Read, PTP_NO_RESPONSE},
     {"zero-packet-first phase=response", Send, PTP_NO_RESPONSE},
-    {"stale phase=data value=2", Info, none},
+    {"stale phase=data value=2", Info, PTP_GENERAL_ERROR},
     {"stale phase=response value=3", Read, none},
     {"zeros phase=response value=2", Info, transport},
     {"type phase=response value=4", Send, none},
@@ -124,10 +130,11 @@ const Case cases[] = {
     {"length phase=data value=0", Read, PTP_NO_RESPONSE},
     {"length phase=data value=0", ReadOdd, transport},
     {"length phase=data value=11", ReadOdd, transport},
-    {"length phase=data value=11", Info, none},
+    {"length phase=data value=11", Info, PTP_GENERAL_ERROR},
     {"truncate value=500", Read, PTP_INCOMPLETE_TRANSFER},
     {"truncate value=0", ReadPart, none},
-    {"truncate value=30", Info, none},
+    {"truncate value=30", Info, PTP_GENERAL_ERROR},
+    {"truncate value=8", Handles, PTP_GENERAL_ERROR},
     {"grow value=100", ReadPart, PTP_INCOMPLETE_TRANSFER},
     {"short at=5000", Read, transport},
 };
