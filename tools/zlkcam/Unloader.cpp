@@ -19,7 +19,10 @@ constexpr std::uint64_t tooLarge = 0xFFFFFFFF;
 /// A file that must not outlive its use under that name; once it has been moved there is none.
 class HiddenFile {
   public:
-    explicit HiddenFile(std::u16string name) : name_(std::move(name)) {}
+    /// What has the name is a killed run's, or a link that must not be written through.
+    explicit HiddenFile(std::u16string name) : name_(std::move(name)) {
+        DeleteFileW(name_.c_str());
+    }
     ~HiddenFile() { DeleteFileW(name_.c_str()); }
     HiddenFile(const HiddenFile&) = delete;
     HiddenFile& operator=(const HiddenFile&) = delete;
@@ -144,11 +147,12 @@ void Unloader::copyFile(UnloadedFile& file, ProgressBar& bar) {
     complete(file, part.name());
     if (options_.verify) {
         verify(file, part.name(), target_.hiddenName(wanted, u"check"), {bar, 50, 50});
-        file.verified = true;
+        // Of nothing that a camera says it has, it delivers nothing to compare.
+        file.verified = source.size > 0 || isPath(file.record->id);
     }
     const TargetFolder::Placed placed = target_.place(part.name(), wanted);
     // Somebody else's file counts as this copy now, if it is one.
-    if (placed.wasThere && options_.verify)
+    if (placed.wasThere && file.verified)
         file.verified = isAnotherFile(placed.file, file.record->id) && flushFile(placed.file);
     file.file = placed.file;
     file.outcome = placed.wasThere ? Outcome::WasThere : Outcome::Copied;
@@ -226,7 +230,10 @@ void Unloader::noteFailure(UnloadedFile& file, const Failure& failure) {
 }
 
 void Unloader::removeVerified() {
-    if (StopFlag::raised()) return;
+    if (StopFlag::raised()) {
+        ending_ = stopped();
+        return;
+    }
     if (!target_.flushNames()) {
         ending_ = Failure(ExitStatus::FileUnusable,
                           "Nothing was deleted: the folder can't be written through to the disk: " +
@@ -248,6 +255,12 @@ void Unloader::removeVerified() {
             file.deleted = true;
         } catch (const Failure& failure) {
             file.failure = failure;
+            // What is attached next has other files behind the same ids.
+            if (failure.status == ExitStatus::NotConnected ||
+                failure.status == ExitStatus::NotClaimed || !session_.hasMedia()) {
+                ending_ = failure;
+                return;
+            }
         }
     }
 }

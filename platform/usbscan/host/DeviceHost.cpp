@@ -206,7 +206,10 @@ class DeviceHost::Impl final : UsbDevice::Listener, HostConnection::Owner {
         if (gone_ || recovering() || commands_.empty()) return;
         // Whoever has the one that is open is no longer waiting for its end: commands come one at
         // a time, behind the port's mutex.
-        if (transaction_.open) return recover("overtaken by a new command");
+        if (transaction_.open) {
+            if (transaction_.owner != commands_.front().from) tellOwner(ERROR_OPERATION_ABORTED);
+            return recover("overtaken by a new command");
+        }
         const Command command = commands_.front();
         commands_.pop_front();
         command.from->dropData();
@@ -260,13 +263,17 @@ class DeviceHost::Impl final : UsbDevice::Listener, HostConnection::Owner {
 
     void failTransaction(DWORD error) {
         if (!transaction_.open) return;
+        tellOwner(error);
+        recover("it failed");
+    }
+
+    void tellOwner(DWORD error) {
         // Closed first: an owner who turns out to be gone needs no recovery of his own.
         transaction_.open = false;
-        if (HostConnection* const owner = transaction_.owner) {
-            owner->dropData();
-            owner->sendError(MessageKind::Failed, error, transaction_.turn);
-        }
-        recover("it failed");
+        HostConnection* const owner = transaction_.owner;
+        if (!owner) return;
+        owner->dropData();
+        owner->sendError(MessageKind::Failed, error, transaction_.turn);
     }
 
     void closeIfComplete() {

@@ -131,6 +131,8 @@ void runDelete(Tool& tool, const DeviceWords& given) {
             noteFailure(tool, wanted, failure);
         }
         tool.answer.endObject();
+        // What is attached next has other files behind the same ids.
+        if (tool.status != ExitStatus::Success && !session.hasMedia()) break;
     }
     tool.answer.endArray().endObject();
 }
