@@ -56,6 +56,11 @@ bool PhotoSession::hasMedia() const {
     return escape(u"MSDC_IsCardInserted") != u"FALSE";
 }
 
+bool PhotoSession::isGoneWith(const Failure& failure) const {
+    return failure.status == ExitStatus::NotConnected || failure.status == ExitStatus::NotClaimed ||
+           !hasMedia();
+}
+
 void PhotoSession::requireMedia() const {
     if (!hasMedia())
         throw Failure(ExitStatus::NotConnected, utf8Text(device().name) + " has no card any more.",

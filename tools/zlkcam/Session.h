@@ -54,6 +54,9 @@ class PhotoSession : public Session<IPhotoDevice> {
     /// Throws Failure (NotConnected) where the card or the camera is gone.
     void requireMedia() const;
     bool hasMedia() const;
+    /// Whether the device that was claimed is gone with this failure. What answers now may be
+    /// another one, with other files behind the same ids.
+    bool isGoneWith(const Failure& failure) const;
 
     /// Empty where the device doesn't answer.
     std::u16string escape(std::u16string_view message) const;

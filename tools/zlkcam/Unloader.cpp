@@ -255,12 +255,9 @@ void Unloader::removeVerified() {
             file.deleted = true;
         } catch (const Failure& failure) {
             file.failure = failure;
-            // What is attached next has other files behind the same ids.
-            if (failure.status == ExitStatus::NotConnected ||
-                failure.status == ExitStatus::NotClaimed || !session_.hasMedia()) {
-                ending_ = failure;
-                return;
-            }
+            if (!session_.isGoneWith(failure)) continue;
+            ending_ = failure;
+            return;
         }
     }
 }

@@ -119,6 +119,7 @@ void runDelete(Tool& tool, const DeviceWords& given) {
         const bool listed = std::any_of(files.begin(), files.end(), [&](const FileRecord& file) {
             return file.id == wanted.id;
         });
+        bool isGone = false;
         tool.answer.beginObject().member("id", wanted.id);
         try {
             if (!listed)
@@ -129,10 +130,10 @@ void runDelete(Tool& tool, const DeviceWords& given) {
             tool.answer.member("deleted", true);
         } catch (const Failure& failure) {
             noteFailure(tool, wanted, failure);
+            isGone = session.isGoneWith(failure);
         }
         tool.answer.endObject();
-        // What is attached next has other files behind the same ids.
-        if (tool.status != ExitStatus::Success && !session.hasMedia()) break;
+        if (isGone) break;
     }
     tool.answer.endArray().endObject();
 }
