@@ -1,4 +1,5 @@
 #include <memory>
+#include <optional>
 
 #include "directory/CContextMgrInfo.h"
 #include "directory/CDeviceUtilFunctions.h"
@@ -23,9 +24,10 @@ bool connectsOnDemand(const CCamInfo& row) {
 void ask(const char* operation, const std::u16string& path, Question question, std::uint32_t& vid,
          std::uint32_t& pid) {
     vid = pid = 0;
-    ZlPTPdrv device{wString(path)};
+    std::optional<ZlPTPdrv> device;  // which goes behind the trace of its answer
     try {
-        (device.*question)(&vid, &pid);
+        device.emplace(wString(path));
+        ((*device).*question)(&vid, &pid);
     } catch (PTPCommErrors error) {
         TraceLine(category, "%s - PTPCommErrors (0x%x)", operation,
                   static_cast<std::uint32_t>(error));

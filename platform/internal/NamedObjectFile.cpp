@@ -14,6 +14,7 @@
 #include <cstring>
 
 #include "platform/error.h"
+#include "platform/internal/FileLock.h"
 #include "platform/internal/MachineRoot.h"
 #include "platform/internal/PosixError.h"
 
@@ -115,8 +116,7 @@ bool NamedObjectFile::isInPlace() const noexcept {
 }
 
 void NamedObjectFile::unlockAll() noexcept {
-    struct flock everything {};
-    everything.l_type = F_UNLCK;
+    struct flock everything = wholeFile(F_UNLCK);
     if (locked_) ::fcntl(fd_, F_OFD_SETLK, &everything);
     locked_ = false;
 }

@@ -8,6 +8,7 @@
 
 #include "platform/error.h"
 #include "platform/internal/Diagnose.h"
+#include "platform/internal/FileLock.h"
 #include "platform/internal/MachineRoot.h"
 #include "platform/internal/PosixError.h"
 
@@ -22,13 +23,6 @@ Descriptor openFile(const std::string& path, int flags) {
     // The caller's file mode mask must not shut a group out; what another user made has it right.
     if (file && (flags & O_CREAT)) ::fchmod(file.get(), mode);
     return file;
-}
-
-struct flock wholeFile(short type) {
-    struct flock lock {};
-    lock.l_type = type;
-    lock.l_whence = SEEK_SET;
-    return lock;
 }
 
 }  // namespace

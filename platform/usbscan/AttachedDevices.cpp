@@ -175,9 +175,10 @@ std::string portableDevicePath(const AttachedDevice& device) {
 }
 
 std::optional<AttachedDevice> attachedDevice(std::u16string_view name) {
+    constexpr std::u16string_view front = u"\\\\.\\";
     const std::u16string wanted = upperCase(name);
     for (AttachedDevice& device : attachedDevices())
-        if (wanted == upperCase(scannerPortText(device)).substr(4) ||
+        if (wanted == upperCase(scannerPortText(device)).substr(front.size()) ||
             wanted == upperCase(wideText(portableDevicePath(device))))
             return std::move(device);
     return std::nullopt;

@@ -14,6 +14,7 @@
 #include <utility>
 
 #include "platform/internal/Descriptor.h"
+#include "platform/internal/FileLock.h"
 
 namespace zlk::usbscan {
 
@@ -22,14 +23,14 @@ class DeviceLock {
     /// Held as long as the descriptor lives. Empty with errno, EBUSY if another process has it.
     static platform::Descriptor take(const std::string& folder, const std::string& name) {
         platform::Descriptor file = open(folder, name, O_CREAT);
-        struct flock lock = wholeFile();
+        struct flock lock = platform::wholeFile(F_WRLCK);
         if (!file || ::fcntl(file.get(), F_OFD_SETLK, &lock) == 0) return file;
         if (errno == EAGAIN || errno == EACCES) errno = EBUSY;
         return {};
     }
     static bool isTaken(const std::string& folder, const std::string& name) {
         const platform::Descriptor file = open(folder, name, O_NONBLOCK);
-        struct flock lock = wholeFile();
+        struct flock lock = platform::wholeFile(F_WRLCK);
         return file && ::fcntl(file.get(), F_OFD_GETLK, &lock) == 0 && lock.l_type != F_UNLCK;
     }
 
@@ -39,12 +40,6 @@ class DeviceLock {
         const std::string path = folder + '/' + name + ".lock";
         return platform::Descriptor(
             ::open(path.c_str(), O_RDWR | O_CLOEXEC | O_NOFOLLOW | flags, 0600));
-    }
-    static struct flock wholeFile() {
-        struct flock lock {};
-        lock.l_type = F_WRLCK;
-        lock.l_whence = SEEK_SET;
-        return lock;
     }
 };
 

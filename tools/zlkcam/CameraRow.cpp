@@ -57,15 +57,14 @@ std::u16string readableText(std::u16string_view text, std::size_t most) {
 
 bool isProductClass(std::u16string_view text) {
     // These stand beside the product classes, or for drives.
-    constexpr std::u16string_view taken[] = {u"Import",        u"Unload", u"SwiftPost",
-                                             u"TagMgrDevices", u"CtxMgr", u"RemovableDrive",
-                                             u"CDROMDrive"};
+    constexpr std::u16string_view others[] = {u"CtxMgr", u"RemovableDrive", u"CDROMDrive"};
+    const auto isText = [&](std::u16string_view name) { return equalIgnoringCase(name, text); };
     return !text.empty() && text.size() <= longestClass &&
            std::all_of(
                text.begin(), text.end(),
                [](WCHAR unit) { return isLetterOrDigit(unit) || unit == u'_' || unit == u'-'; }) &&
-           std::none_of(std::begin(taken), std::end(taken),
-                        [&](std::u16string_view name) { return equalIgnoringCase(name, text); });
+           std::none_of(std::begin(settingsSections), std::end(settingsSections), isText) &&
+           std::none_of(std::begin(others), std::end(others), isText);
 }
 
 CameraRow::CameraRow(const UsbCamera& camera)

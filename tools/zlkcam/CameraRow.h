@@ -13,6 +13,9 @@
 namespace zlk {
 
 inline constexpr std::size_t longestName = 60;
+/// Keys of the settings that hold product classes themselves.
+inline constexpr std::u16string_view settingsSections[] = {u"Import", u"Unload", u"SwiftPost",
+                                                           u"TagMgrDevices"};
 
 struct CameraRow {
     explicit CameraRow(const UsbCamera& camera);

@@ -49,19 +49,13 @@ UsbCamera chooseCamera(const DeviceDirectory& directory, const std::u16string& w
     return unknown.front();
 }
 
-bool contains(const std::vector<std::u16string>& names, std::u16string_view wanted) {
-    return std::any_of(names.begin(), names.end(),
-                       [&](const std::u16string& name) { return equalIgnoringCase(name, wanted); });
-}
-
 /// Whether a section of the settings says something of the class.
 bool isInSections(std::u16string_view productClass) {
-    constexpr std::u16string_view sections[] = {u"Import", u"Unload", u"SwiftPost",
-                                                u"TagMgrDevices"};
-    for (const std::u16string_view section : sections) {
+    for (const std::u16string_view section : settingsSections) {
         const SettingsPath classes(
             std::u16string(settingsTree).append(section).append(u"\\ProductClasses"));
-        if (contains(SettingsStore::subKeysIfAny(classes), productClass)) return true;
+        for (const std::u16string& name : SettingsStore::subKeysIfAny(classes))
+            if (equalIgnoringCase(name, productClass)) return true;
     }
     const SettingsPath marks(std::u16string(settingsTree) + u"CtxMgr\\ProductClasses");
     return !SettingsStore::text(marks, productClass).empty();
