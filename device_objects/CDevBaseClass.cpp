@@ -28,6 +28,8 @@ HRESULT CDevBaseClass::LockDevice(BSTR cueId) noexcept {
     TraceLine(category, "LockDevice (%s)", viewOf(cueId));
     return setResult(operationCode(DeviceCode::Held, [&] {
         if (!locked) {
+            // One that an Escape without a claim asked may be another id's.
+            imageDev.reset();
             deviceId = textOf(cueId);
             if (!SetLockMutex(deviceId)) return DeviceCode::Held;
             locked = true;

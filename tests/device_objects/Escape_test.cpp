@@ -84,5 +84,21 @@ TEST(Escape, AsksADeviceThatSomebodyElseHolds) {
     EXPECT_EQ(asking->error(), 8);
 }
 
+TEST(Escape, LeavesNoDeviceBehindForTheClaimOfAnother) {
+    registerModules();
+    const Card asked, claimed;
+    asked.write("DCIM/100CAM/A.JPG", "a");
+    claimed.write("DCIM/100CAM/B.JPG", "b");
+    const auto object = makeObject<CUnloadableCamera>();
+    Bstr text;
+    ASSERT_EQ(object->lock(asked.contextId()), S_OK);
+    ASSERT_EQ(object->UnlockDevice(), S_OK);
+    ASSERT_EQ(object->Escape(Bstr(u"MSDC_IsCardInserted").get(), text.out()), S_OK);
+    ASSERT_EQ(object->lock(claimed.contextId()), S_OK);
+    ASSERT_EQ(object->GetFileInfo(nullptr, text.out()), S_OK);
+    EXPECT_THAT(column(std::u16string(text.view()), u"camerapath"),
+                testing::ElementsAre(u"\\DCIM\\100CAM\\B.JPG"));
+}
+
 }  // namespace
 }  // namespace zlk::test
