@@ -174,10 +174,11 @@ bool CameraHandle::nextMessage(MessageHeader& header) {
                 continue;
             }
             case MessageKind::Failed:
-                if (ofThisTurn || (header.flags & usbscan::handleIsDead)) return fail(header);
+                if (header.flags & usbscan::handleIsDead) return fail(header);
+                if (ofThisTurn && !over_) return true;
                 break;
             case MessageKind::Cancelled:
-                if (ofThisTurn && over_) return refuse(ERROR_OPERATION_ABORTED);
+                if (ofThisTurn && over_) return true;
                 break;
             case MessageKind::Data:
             case MessageKind::ZeroPacket:
@@ -218,6 +219,8 @@ bool CameraHandle::read(void* buffer, DWORD size, DWORD& done) {
     if (answered_ && !(zeroDue_ && size < containerHead)) return refuse(ERROR_SEM_TIMEOUT);
     while (!inData_) {
         if (!nextMessage(data_)) return false;
+        if (data_.kind == MessageKind::Failed) return fail(data_);
+        if (data_.kind == MessageKind::Cancelled) return refuse(ERROR_OPERATION_ABORTED);
         const bool due = std::exchange(zeroDue_, false);
         if (data_.kind == MessageKind::ZeroPacket) {
             // One that was taken for read comes too late.
@@ -262,6 +265,10 @@ bool CameraHandle::awaitAnswer(MessageKind kind, std::span<std::byte> output, DW
             returned = std::min(header.length, static_cast<DWORD>(output.size()));
             return receive(output.first(returned)) && skipRest();
         }
+        // A question is answered all the same.
+        if (header.kind == MessageKind::Cancelled && kind == MessageKind::Event)
+            return refuse(ERROR_OPERATION_ABORTED);
+        if (header.kind == MessageKind::Failed) over_ = true;
         if (!skipRest()) return false;
     }
     return false;
@@ -269,18 +276,24 @@ bool CameraHandle::awaitAnswer(MessageKind kind, std::span<std::byte> output, DW
 
 bool CameraHandle::ask(DWORD code, std::span<const std::byte> input, std::span<std::byte> output,
                        DWORD& returned) {
-    const usbscan::ControlRequest request{code, static_cast<std::uint32_t>(output.size())};
+    const std::lock_guard one(asking_);
+    const usbscan::ControlRequest request{code, static_cast<std::uint32_t>(output.size()),
+                                          ++question_};
     if (!send(MessageKind::Control, std::as_bytes(std::span(&request, 1)), input)) return false;
     const std::lock_guard lock(receiving_);
-    std::byte answer[sizeof(DWORD) + 255];
-    DWORD size = 0, error = 0;
-    if (!awaitAnswer(MessageKind::ControlDone, answer, size)) return false;
-    if (size < sizeof error) return checked(HostSocket::Result::Closed);
-    std::memcpy(&error, answer, sizeof error);
-    if (error != ERROR_SUCCESS) return refuse(error);
-    if (size - sizeof error > output.size()) return refuse(ERROR_INSUFFICIENT_BUFFER);
-    returned = static_cast<DWORD>(size - sizeof error);
-    std::copy_n(answer + sizeof error, returned, output.begin());
+    usbscan::ControlAnswer head{};
+    std::byte answer[sizeof head + 255];
+    DWORD size = 0;
+    // One that was asked before may have been left without its answer.
+    do {
+        if (!awaitAnswer(MessageKind::ControlDone, answer, size)) return false;
+        if (size < sizeof head) return checked(HostSocket::Result::Closed);
+        std::memcpy(&head, answer, sizeof head);
+    } while (head.question != request.question);
+    if (head.error != ERROR_SUCCESS) return refuse(head.error);
+    if (size - sizeof head > output.size()) return refuse(ERROR_INSUFFICIENT_BUFFER);
+    returned = static_cast<DWORD>(size - sizeof head);
+    std::copy_n(answer + sizeof head, returned, output.begin());
     return true;
 }
 

@@ -1,9 +1,9 @@
 #pragma once
 // What stands behind a handle of a still-image device: a connection to its host.
 //
-// Writes are not acknowledged; what became of them is told by the next read or control. Once a
+// Writes are not acknowledged; what became of them is told by the next read. Once a
 // transaction has failed, further reads of it fail with ERROR_OPERATION_ABORTED until the next
-// command. A control request gives up what is still to be read.
+// command. A control request gives up what is still to be read, and tells nothing of transactions.
 
 #include <atomic>
 #include <memory>
@@ -43,7 +43,8 @@ class CameraHandle final : public Handle {
     void cancel();
 
     // Under `receiving_`; false with the last error.
-    /// The next message but notes, and what is left of earlier turns.
+    /// The next message but notes, what is left of earlier turns, and what tells once more that
+    /// this one is over.
     bool nextMessage(usbscan::MessageHeader& header);
     bool receive(std::span<std::byte> buffer);
     bool skipRest();
@@ -63,6 +64,9 @@ class CameraHandle final : public Handle {
     std::atomic<DWORD> dead_ = ERROR_SUCCESS;  // why every use fails from now on
     std::atomic<std::uint16_t> turn_ = 0;      // counts commands
     std::atomic<bool> over_ = true;            // the turn has nothing more to read
+
+    std::mutex asking_;  // one question at a time
+    std::uint32_t question_ = 0;
 
     std::mutex sending_;
     std::mutex receiving_;

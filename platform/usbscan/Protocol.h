@@ -33,7 +33,7 @@
 
 namespace zlk::usbscan {
 
-inline constexpr std::uint32_t protocolVersion = 1;
+inline constexpr std::uint32_t protocolVersion = 2;
 
 enum class MessageKind : std::uint8_t {
     // from the client
@@ -49,9 +49,9 @@ enum class MessageKind : std::uint8_t {
     Data = 67,         ///< bytes
     ZeroPacket = 68,   ///< nothing: a transfer was ended by a packet of no bytes
     Failed = 69,       ///< a u32, the last error: the turn is over, or the handle dead
-    ControlDone = 70,  ///< a u32, the last error or 0, and the output
+    ControlDone = 70,  ///< ControlAnswer and the output
     Event = 71,        ///< the event's bytes; none when the time is up
-    Cancelled = 72,    ///< nothing
+    Cancelled = 72,    ///< nothing; Cancel's turn
     Note = 73,         ///< a line for the trace, UTF-8
     Area = 74,         ///< nothing; with it comes a descriptor of areaSize bytes, sealed
     DataInArea = 75,   ///< AreaPiece: a Data whose bytes are there
@@ -82,6 +82,12 @@ struct OpenRequest {
 struct ControlRequest {
     std::uint32_t code;        ///< IOCTL_GET_USB_DESCRIPTOR, IOCTL_GET_PIPE_CONFIGURATION
     std::uint32_t outputSize;  ///< at most that many bytes come back
+    std::uint32_t question;    ///< a number, which comes back with the answer
+};
+
+struct ControlAnswer {
+    std::uint32_t question;
+    std::uint32_t error;  ///< the last error, or 0
 };
 
 /// Slots of the area: what a host may be ahead of a client in it.

@@ -1,14 +1,18 @@
-// The host of a device and clients that close at the worst moment, or don't read.
+// The host of a device, and clients that close at the worst moment or don't read.
 
 #include <gtest/gtest.h>
 #include <sys/socket.h>
 
+#include <algorithm>
 #include <cstring>
 #include <memory>
+#include <span>
 #include <string>
 #include <utility>
+#include <vector>
 
 #include "platform/internal/Descriptor.h"
+#include "platform/usbscan.h"
 #include "platform/usbscan/Protocol.h"
 #include "platform/usbscan/host/DeviceHost.h"
 #include "tests/usb/SteppedLoop.h"
@@ -22,7 +26,8 @@ using platform::Descriptor;
 /// Does nothing by itself; a second request to cancel is one that it doesn't understand.
 class QuietDevice final : public UsbDevice {
   public:
-    explicit QuietDevice(EventLoop& loop) : loop_(loop) {
+    /// A busy one has the first no more than the second, and is ready once it was reset.
+    explicit QuietDevice(EventLoop& loop, bool busy = false) : cancels(busy), loop_(loop) {
         facts_.bulkIn = {0x81, 512, 0};
         facts_.bulkOut = {0x02, 512, 0};
         facts_.interruptIn = {0x83, 64, 8};
@@ -37,12 +42,14 @@ class QuietDevice final : public UsbDevice {
     }
     void cancelWrite() override {}
     void control(const UsbRequest& request, DoneWithBytes done) override {
-        constexpr std::uint8_t cancel = 0x64, status = 0x67;
+        constexpr std::uint8_t cancel = 0x64, reset = 0x66, status = 0x67;
         if (request.request == cancel) ++cancels;
+        if (request.request == reset) busy_ = false;
         const bool refused = request.request == cancel && cancels > 1;
         std::vector<std::byte> answer;
         if (request.request == status)
-            for (const int byte : {4, 0, 0x01, 0x20}) answer.push_back(std::byte(byte));
+            for (const int byte : {4, 0, busy_ ? 0x19 : 0x01, 0x20})
+                answer.push_back(std::byte(byte));
         loop_.post([=] { done(refused ? UsbStatus::Stalled : UsbStatus::Done, answer); });
     }
     void waitForInterrupt(DoneWithBytes done) override { interrupt = std::move(done); }
@@ -55,11 +62,17 @@ class QuietDevice final : public UsbDevice {
 
     Listener* listener = nullptr;
     DoneWithBytes interrupt;
-    int writes = 0, cancels = 0, resets = 0;
+    int writes = 0, cancels, resets = 0;
 
   private:
     EventLoop& loop_;
+    bool busy_ = cancels > 0;
     UsbFacts facts_;
+};
+
+struct Question {
+    MessageHeader header{sizeof(ControlRequest), MessageKind::Control, 0, 0};
+    ControlRequest request{IOCTL_GET_PIPE_CONFIGURATION, 255, 1};
 };
 
 class Client {
@@ -81,6 +94,11 @@ class Client {
         const std::uint32_t container[] = {12, 0x10010001, transaction};
         say(MessageKind::Write, container, sizeof container);
     }
+    /// How many bytes of it the socket takes.
+    std::size_t offer(std::span<const std::byte> bytes) const {
+        return static_cast<std::size_t>(
+            std::max<ssize_t>(0, ::send(socket_.get(), bytes.data(), bytes.size(), 0)));
+    }
     void close() { socket_ = Descriptor(); }
     /// Takes what has come, and gives the slots of the shared memory back.
     void read() {
@@ -96,6 +114,8 @@ class Client {
                 std::memcpy(&piece, input_.data() + sizeof header, sizeof piece);
             if (header.kind == MessageKind::Event) ++events;
             if (header.kind == MessageKind::Failed) ++failures;
+            if (header.kind == MessageKind::ControlDone) ++answers;
+            if (header.kind == MessageKind::ZeroPacket) ++zeroPackets;
             if (header.kind == MessageKind::Data) data += header.length;
             data += piece.length;
             input_.erase(0, end);
@@ -104,7 +124,8 @@ class Client {
         }
     }
 
-    int events = 0, failures = 0;
+    std::size_t answers = 0;
+    int events = 0, failures = 0, zeroPackets = 0;
     std::size_t data = 0;
 
   private:
@@ -147,6 +168,57 @@ TEST_F(DeviceHostTest, cancelsOnceForAClientThatDiedAndKeepsTheOthersSession) {
     EXPECT_EQ(device->cancels, 1);
     EXPECT_EQ(device->resets, 0);
     EXPECT_EQ(next.failures, 0);
+}
+
+TEST_F(DeviceHostTest, tellsAClientAtOnceThatItsTransactionWasOvertaken) {
+    Client slow(host), next(host);
+    slow.command(7);
+    awaitCommands(1);
+    next.command(8);
+    awaitCommands(2);
+    slow.read();
+    next.read();
+    EXPECT_EQ(slow.failures, 1);
+    EXPECT_EQ(next.failures, 0);
+}
+
+TEST_F(DeviceHostTest, endsATransactionOfNothingButZeroPackets) {
+    Client client(host);
+    client.command(7);
+    awaitCommands(1);
+    for (int i = 0; i < 1000; ++i) device->listener->arrived({{}, true, nullptr});
+    client.command(8);
+    awaitCommands(2);
+    client.read();
+    EXPECT_EQ(client.failures, 1);
+    EXPECT_LT(client.zeroPackets, 20);
+}
+
+TEST_F(DeviceHostTest, listensToAClientThatReadsNoAnswersOnlyOnceItReads) {
+    Client client(host);
+    const std::vector<Question> questions(40'000);  // more than a socket holds
+    const auto bytes = std::as_bytes(std::span(questions));
+    const std::size_t first = client.offer(bytes);
+    loop.settle();
+    const std::size_t second = client.offer(bytes.subspan(first));
+    EXPECT_LT(second, first / 2);
+    const std::size_t asked = (first + second) / sizeof(Question);
+    EXPECT_TRUE(loop.until([&] {
+        client.read();
+        return client.answers == asked;
+    })) << client.answers
+        << " of " << asked;
+}
+
+TEST(DeviceHost, keepsItsFirstClientWhereItHasToResetADeviceAtItsBeginning) {
+    test::SteppedLoop loop;
+    auto* const device = new QuietDevice(loop, true);
+    DeviceHost host(loop, std::unique_ptr<UsbDevice>(device), 0ms, [] {});
+    Client client(host);
+    client.command(1);
+    EXPECT_TRUE(loop.until([&] { return device->writes == 1; }));
+    client.read();
+    EXPECT_EQ(client.failures, 0);
 }
 
 TEST_F(DeviceHostTest, sendsOnToAClientWithMuchQueuedOnceItGivesSlotsBack) {

@@ -12,7 +12,7 @@ namespace {
 constexpr std::uint32_t size = 512 * 40 - 12;
 constexpr std::uint32_t oddSize = 68'000;
 
-enum Operation { Read, ReadOdd, ReadPart, Info, Send, Count, Handles };
+enum Operation { Read, ReadOdd, ReadPart, Info, Announce, Send, Count, Handles };
 
 struct Case {
     const char* fault;  ///< what stands behind `fault`, but for the operation
@@ -27,7 +27,7 @@ void PrintTo(const Case& tried, std::ostream* out) {
 
 const char* codeOf(Operation operation) {
     constexpr const char* codes[] = {" op=0x1009", " op=0x1009", " op=0x101B", " op=0x1008",
-                                     " op=0x100D", " op=0x1006", " op=0x1007"};
+                                     " op=0x100C", " op=0x100D", " op=0x1006", " op=0x1007"};
     return codes[operation];
 }
 
@@ -51,6 +51,7 @@ void run(ZlPTPdrv& engine, Operation operation) {
         case Info:
             engine.getObjectInfo(1);
             return;
+        case Announce:
         case Send:
             return sendObject(engine, bytes);
         case Count:
@@ -91,6 +92,7 @@ const Case cases[] = {
     {"stall phase=response", Read, transport},
     {"stall phase=after", Read, none},
     {"stall phase=command", Send, transport},
+    {"stall phase=command", Announce, transport},
     {"stall phase=data", Send, transport},
     {"stall phase=response", Send, transport},
     {"silence phase=command", Read, transport},
@@ -156,6 +158,8 @@ TEST_P(Faults, endTheirOwnTransactionOnly) {
     const auto start = std::chrono::steady_clock::now();
     EXPECT_EQ(raisedBy([&] { run(engine, operation); }), raised) << fault;
     EXPECT_LT(std::chrono::steady_clock::now() - start, std::chrono::seconds(5));
+    std::uint32_t vid = 0, pid = 0;
+    EXPECT_EQ(raisedBy([&] { engine.checkConnection(&vid, &pid); }), gone ? transport : none);
     if (gone) {
         EXPECT_EQ(next(), PTP_NO_CONNECTION);
         camera.tell("plug");

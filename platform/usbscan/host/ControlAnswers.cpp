@@ -13,6 +13,7 @@ namespace {
 constexpr std::uint8_t deviceToHost = 0x80, getDescriptor = 6;
 constexpr std::uint32_t interruptPipe = 3;
 constexpr std::uint32_t largestDescriptor = 255;
+constexpr std::ptrdiff_t maxWaiting = 64;  // of one client
 
 USBSCAN_PIPE_CONFIGURATION pipesOf(const UsbFacts& facts) {
     USBSCAN_PIPE_CONFIGURATION pipes{};
@@ -27,10 +28,22 @@ USBSCAN_PIPE_CONFIGURATION pipesOf(const UsbFacts& facts) {
     return pipes;
 }
 
-void send(HostConnection& client, DWORD error, std::span<const std::byte> output = {}) {
-    std::vector<std::byte> answer(sizeof error + output.size());
-    std::memcpy(answer.data(), &error, sizeof error);
-    std::copy(output.begin(), output.end(), answer.begin() + sizeof error);
+/// Asked of the device each time: whoever asks wants to know whether it still answers.
+UsbRequest descriptorRequest(std::span<const std::byte> wanted, std::uint32_t size) {
+    USBSCAN_GET_DESCRIPTOR descriptor;
+    std::memcpy(&descriptor, wanted.data(), sizeof descriptor);
+    return {.requestType = deviceToHost,
+            .request = getDescriptor,
+            .value = static_cast<std::uint16_t>(descriptor.DescriptorType << 8 | descriptor.Index),
+            .index = descriptor.LanguageId,
+            .inLength = static_cast<std::uint16_t>(size)};
+}
+
+void send(HostConnection& client, const ControlAnswer& head,
+          std::span<const std::byte> output = {}) {
+    std::vector<std::byte> answer(sizeof head + output.size());
+    std::memcpy(answer.data(), &head, sizeof head);
+    std::copy(output.begin(), output.end(), answer.begin() + sizeof head);
     client.send({0, MessageKind::ControlDone, 0, 0}, answer);
 }
 
@@ -59,38 +72,39 @@ bool ControlAnswers::answer(HostConnection& client, std::span<const std::byte> p
     std::memcpy(&request, payload.data(), sizeof request);
     const std::span<const std::byte> input = payload.subspan(sizeof request);
     if (client.dead) {
-        send(client, ERROR_INVALID_HANDLE);
+        send(client, {request.question, ERROR_INVALID_HANDLE});
     } else if (request.code == IOCTL_GET_PIPE_CONFIGURATION) {
         const USBSCAN_PIPE_CONFIGURATION pipes = pipesOf(device_.facts());
-        send(client, ERROR_SUCCESS, std::as_bytes(std::span(&pipes, 1)));
+        send(client, {request.question, ERROR_SUCCESS}, std::as_bytes(std::span(&pipes, 1)));
     } else if (request.code == IOCTL_GET_USB_DESCRIPTOR &&
                input.size() == sizeof(USBSCAN_GET_DESCRIPTOR)) {
-        askDescriptor(client, input, std::min(request.outputSize, largestDescriptor));
+        if (std::ranges::count(waiting_, &client, &Waiting::client) == maxWaiting) return false;
+        const std::uint32_t size = std::min(request.outputSize, largestDescriptor);
+        waiting_.push_back({&client, request.question, descriptorRequest(input, size)});
+        if (waiting_.size() == 1) ask();
     } else {
-        send(client, ERROR_NOT_SUPPORTED);
+        send(client, {request.question, ERROR_NOT_SUPPORTED});
     }
     return true;
 }
 
-/// Asked of the device each time: whoever asks wants to know whether it still answers.
-void ControlAnswers::askDescriptor(HostConnection& client, std::span<const std::byte> wanted,
-                                   std::uint32_t size) {
-    USBSCAN_GET_DESCRIPTOR descriptor;
-    std::memcpy(&descriptor, wanted.data(), sizeof descriptor);
-    const UsbRequest request{
-        .requestType = deviceToHost,
-        .request = getDescriptor,
-        .value = static_cast<std::uint16_t>(descriptor.DescriptorType << 8 | descriptor.Index),
-        .index = descriptor.LanguageId,
-        .inLength = static_cast<std::uint16_t>(size)};
-    waiting_.insert(&client);
-    controls_.add(request, [this, &client](UsbStatus status, std::span<const std::byte> bytes) {
-        if (const auto waits = waiting_.find(&client); waits != waiting_.end()) {
-            waiting_.erase(waits);
-            send(client, lastErrorOf(status), bytes);
-        }
-        if (status == UsbStatus::Gone) gone_();
-    });
+void ControlAnswers::remove(HostConnection& client) {
+    if (waiting_.empty()) return;
+    // The first one's answer is still to come.
+    if (waiting_.front().client == &client) waiting_.front().client = nullptr;
+    std::erase_if(waiting_, [&](const Waiting& waiting) { return waiting.client == &client; });
+}
+
+void ControlAnswers::ask() {
+    controls_.add(waiting_.front().request,
+                  [this](UsbStatus status, std::span<const std::byte> bytes) {
+                      const Waiting asked = waiting_.front();
+                      waiting_.pop_front();
+                      if (asked.client)
+                          send(*asked.client, {asked.question, lastErrorOf(status)}, bytes);
+                      if (status == UsbStatus::Gone) return gone_();
+                      if (!waiting_.empty()) ask();
+                  });
 }
 
 }  // namespace zlk::usbscan

@@ -1,8 +1,8 @@
 #pragma once
 // Answers the Control messages of clients: what the device's descriptors say.
 
+#include <deque>
 #include <functional>
-#include <set>
 
 #include "platform/usbscan/host/ControlQueue.h"
 #include "platform/usbscan/host/HostConnection.h"
@@ -18,19 +18,23 @@ class ControlAnswers {
     ControlAnswers(UsbDevice& device, ControlQueue& controls, std::function<void()> gone)
         : device_(device), controls_(controls), gone_(std::move(gone)) {}
 
-    /// The payload of a Control message; false if it is none.
+    /// The payload of a Control message; false if it is none, or too many are unanswered.
     bool answer(HostConnection& client, std::span<const std::byte> payload);
     /// It wants no answer any more.
-    void remove(HostConnection& client) { waiting_.erase(&client); }
+    void remove(HostConnection& client);
 
   private:
-    void askDescriptor(HostConnection& client, std::span<const std::byte> wanted,
-                       std::uint32_t size);
+    struct Waiting {
+        HostConnection* client;  // null: gone
+        std::uint32_t question;
+        UsbRequest request;
+    };
+    void ask();
 
     UsbDevice& device_;
     ControlQueue& controls_;
     const std::function<void()> gone_;
-    std::multiset<HostConnection*> waiting_;
+    std::deque<Waiting> waiting_;  // the first one is asked; so a recovery waits for one at most
 };
 
 }  // namespace zlk::usbscan

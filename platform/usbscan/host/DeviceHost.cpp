@@ -23,6 +23,9 @@ namespace zlk::usbscan {
 namespace {
 
 constexpr unsigned maxRecoveriesInARow = 3;
+// A transfer that fills its packets may have one behind it, and some devices send one too many;
+// whoever goes on is out of step, and nothing else bounds what he fills a client's queue with.
+constexpr unsigned maxZeroPacketsInARow = 8;
 
 /// Only the user himself, and root, may talk to his devices.
 bool mayConnect(int socket) {
@@ -60,7 +63,11 @@ class DeviceHost::Impl final : UsbDevice::Listener, HostConnection::Owner {
           idle_(loop),
           progress_(loop) {
         device_->setListener(this);
-        recovery_.settle([this](Recovery::Outcome outcome) { recovered(outcome); });
+        recovery_.settle([this](Recovery::Outcome outcome) {
+            // Whoever is here already has had no session yet that a reset could have ended.
+            recovered(outcome == Recovery::Outcome::SessionLost ? Recovery::Outcome::SessionAlive
+                                                                : outcome);
+        });
         watchIdleness();
     }
 
@@ -105,8 +112,9 @@ class DeviceHost::Impl final : UsbDevice::Listener, HostConnection::Owner {
         std::uint16_t turn = 0;
         std::uint32_t id = 0;
         bool open = false;
-        bool answered = false;  // its response is out
-        bool sending = false;   // a data phase isn't written to its end
+        bool answered = false;     // its response is out
+        bool sending = false;      // a data phase isn't written to its end
+        unsigned zeroPackets = 0;  // with nothing between them
     };
     struct Command {
         HostConnection* from;
@@ -339,12 +347,15 @@ class DeviceHost::Impl final : UsbDevice::Listener, HostConnection::Owner {
 
     void zeroPacket() {
         const bool owed = std::exchange(zeroPacketOwed_, false);
+        if (transaction_.open && ++transaction_.zeroPackets > maxZeroPacketsInARow)
+            return failTransaction(ERROR_GEN_FAILURE);
         if (HostConnection* owner = transaction_.owner; owner && (transaction_.open || owed))
             owner->send({0, MessageKind::ZeroPacket, 0, transaction_.turn});
     }
 
     void data(const ContainerCut& cut, const std::shared_ptr<const void>& keeper) {
         zeroPacketOwed_ = cut.zeroPacketDue;
+        transaction_.zeroPackets = 0;
         if (!transaction_.open || !transaction_.owner) return;
         const int flags =
             (cut.zeroPacketDue ? zeroPacketDue : 0) | (cut.endsResponse ? answerEnds : 0);

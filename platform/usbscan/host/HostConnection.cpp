@@ -16,6 +16,10 @@ namespace {
 constexpr std::size_t usualInput = 4096;
 // A client that asks and asks and reads no answer is no longer listened to.
 constexpr std::size_t maxQueuedAnswers = 256;
+// Notes alone never come to that, since nobody asked for them.
+constexpr std::size_t maxQueuedBeforeNote = 128;
+// Then others have their turn.
+constexpr int mostPerTurn = 64;
 
 // Less is through the socket sooner.
 constexpr std::size_t leastForArea = 16 * 1024;
@@ -56,9 +60,12 @@ HostConnection::~HostConnection() {
     ::close(socket_);
 }
 
+bool HostConnection::listens() const noexcept {
+    return !lost_ && !paused_ && queuedAnswers_ < maxQueuedAnswers;
+}
+
 void HostConnection::expectEvents() {
-    const bool reads = !paused_ && queuedAnswers_ < maxQueuedAnswers;
-    loop_.expect(socket_, static_cast<short>((reads ? POLLIN : 0) |
+    loop_.expect(socket_, static_cast<short>((listens() ? POLLIN : 0) |
                                              (output_.empty() || awaitsSlot_ ? 0 : POLLOUT)));
 }
 
@@ -81,18 +88,23 @@ void HostConnection::resume() {
     if (!paused_) return;
     paused_ = false;
     expectEvents();
-    // From the loop, so that nobody is called from inside of his own call.
-    if (end_ > begin_)
-        loop_.post(lifetime_.guard([this] {
-            if (!lost_) readOn();
-            if (!lost_) expectEvents();
-        }));
+    if (end_ > begin_) readOnLater();
+}
+
+void HostConnection::readOnLater() {
+    loop_.post(lifetime_.guard([this] {
+        readOn();
+        if (!lost_) expectEvents();
+    }));
 }
 
 void HostConnection::readOn() {
-    while (!lost_ && !paused_) {
-        const bool taken = writeLeft_ > 0 ? takePart() : takeMessage();
-        if (!taken && (lost_ || !receive())) return;
+    for (int taken = 0; listens();) {
+        if (taken == mostPerTurn) return readOnLater();
+        if (writeLeft_ > 0 ? takePart() : takeMessage())
+            ++taken;
+        else if (lost_ || !receive())
+            return;
     }
 }
 
@@ -207,6 +219,7 @@ void HostConnection::sendError(MessageKind kind, std::uint32_t error, std::uint1
 }
 
 void HostConnection::note(std::string_view line) {
+    if (queuedAnswers_ >= maxQueuedBeforeNote) return;
     line = line.substr(0, maxControlMessage);
     send({0, MessageKind::Note, 0, 0}, std::as_bytes(std::span(line)));
 }
@@ -277,7 +290,9 @@ void HostConnection::flush() {
             const std::size_t size = sizeof(MessageHeader) + output_.front().bytes.size();
             if (sent_ < size) break;
             sent_ -= size;
-            if (!isData(output_.front().header.kind)) --queuedAnswers_;
+            // What was left unheard may have been received already, so that no event tells of it.
+            if (!isData(output_.front().header.kind) && queuedAnswers_-- == maxQueuedAnswers)
+                readOnLater();
             output_.pop_front();
         }
     }

@@ -78,7 +78,10 @@ class HostConnection {
     /// Puts what wants it into the area; false if it has to wait for a slot.
     bool moveToArea(Outgoing& outgoing);
     void happened(short events);
+    bool listens() const noexcept;
     void readOn();
+    /// From the loop: not from inside of anybody's call, and behind what else waits there.
+    void readOnLater();
     /// False if something is missing for it, which `wanted_` then tells.
     bool takeMessage();
     bool takePart();
