@@ -23,6 +23,7 @@ namespace zlk::usbscan {
 namespace {
 
 constexpr unsigned maxRecoveriesInARow = 3;
+constexpr std::chrono::milliseconds acceptPause{100};
 // A transfer that fills its packets may have one behind it, and some devices send one too many;
 // whoever goes on is out of step, and nothing else bounds what he fills a client's queue with.
 constexpr unsigned maxZeroPacketsInARow = 8;
@@ -35,7 +36,7 @@ bool mayConnect(int socket) {
            (peer.uid == ::geteuid() || peer.uid == 0);
 }
 
-/// -1 if nobody waits.
+/// -1 with errno; EAGAIN if nobody waits.
 int acceptFrom(int listening) {
     for (;;) {
         const int socket = ::accept4(listening, nullptr, nullptr, SOCK_CLOEXEC | SOCK_NONBLOCK);
@@ -61,6 +62,7 @@ class DeviceHost::Impl final : UsbDevice::Listener, HostConnection::Owner {
           recovery_(loop, *device_, controls_),
           events_(loop, *device_),
           idle_(loop),
+          listenAgain_(loop),
           progress_(loop) {
         device_->setListener(this);
         recovery_.settle([this](Recovery::Outcome outcome) {
@@ -81,6 +83,10 @@ class DeviceHost::Impl final : UsbDevice::Listener, HostConnection::Owner {
         listening_ = socket;
         loop_.watch(socket, POLLIN, [this](short) {
             for (int client; (client = acceptFrom(listening_)) >= 0;) serve(client);
+            // No descriptor is left for whoever waits, who would wake us without end.
+            if (errno == EAGAIN) return;
+            loop_.expect(listening_, 0);
+            listenAgain_.start(acceptPause, [this] { loop_.expect(listening_, POLLIN); });
         });
     }
 
@@ -395,7 +401,7 @@ class DeviceHost::Impl final : UsbDevice::Listener, HostConnection::Owner {
     bool recoverAfterWrite_ = false;
     unsigned recoveriesInARow_ = 0;
     EventWaiters events_;
-    Timer idle_, progress_;
+    Timer idle_, listenAgain_, progress_;
     Lifetime lifetime_;
 };
 
