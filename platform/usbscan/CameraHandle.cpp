@@ -174,8 +174,8 @@ bool CameraHandle::nextMessage(MessageHeader& header) {
                 continue;
             }
             case MessageKind::Failed:
-                if (header.flags & usbscan::handleIsDead) return fail(header);
-                if (ofThisTurn && !over_) return true;
+                if ((header.flags & usbscan::handleIsDead) || (ofThisTurn && !over_))
+                    return fail(header);
                 break;
             case MessageKind::Cancelled:
                 if (ofThisTurn && over_) return true;
@@ -219,7 +219,6 @@ bool CameraHandle::read(void* buffer, DWORD size, DWORD& done) {
     if (answered_ && !(zeroDue_ && size < containerHead)) return refuse(ERROR_SEM_TIMEOUT);
     while (!inData_) {
         if (!nextMessage(data_)) return false;
-        if (data_.kind == MessageKind::Failed) return fail(data_);
         if (data_.kind == MessageKind::Cancelled) return refuse(ERROR_OPERATION_ABORTED);
         const bool due = std::exchange(zeroDue_, false);
         if (data_.kind == MessageKind::ZeroPacket) {
@@ -268,7 +267,6 @@ bool CameraHandle::awaitAnswer(MessageKind kind, std::span<std::byte> output, DW
         // A question is answered all the same.
         if (header.kind == MessageKind::Cancelled && kind == MessageKind::Event)
             return refuse(ERROR_OPERATION_ABORTED);
-        if (header.kind == MessageKind::Failed) over_ = true;
         if (!skipRest()) return false;
     }
     return false;

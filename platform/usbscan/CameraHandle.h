@@ -1,9 +1,9 @@
 #pragma once
 // What stands behind a handle of a still-image device: a connection to its host.
 //
-// Writes are not acknowledged; what became of them is told by the next read. Once a
+// Writes are not acknowledged; what became of them is told by the next read or control. Once a
 // transaction has failed, further reads of it fail with ERROR_OPERATION_ABORTED until the next
-// command. A control request gives up what is still to be read, and tells nothing of transactions.
+// command. A control request gives up what is still to be read.
 
 #include <atomic>
 #include <memory>
