@@ -25,8 +25,8 @@ using SectionHandle = NamedHandle<NamedSection>;
 
 /// A handle of `fresh`, or of the object that has its name already.
 template <class Kind>
-HANDLE openHandle(std::shared_ptr<Kind> fresh, const WCHAR* name, OpenMode mode) {
-    auto object = openNamedObject(std::move(fresh), name, mode);
+HANDLE openHandle(const std::shared_ptr<Kind>& fresh, const WCHAR* name, OpenMode mode) {
+    auto object = openNamedObject(fresh, name, mode);
     if (!object) return nullptr;
     const DWORD outcome = GetLastError();
     const HANDLE handle = addHandle(

@@ -15,12 +15,12 @@ NamedMutex::NamedMutex(bool initialOwner) noexcept
 bool NamedMutex::make() {
     if (initialOwner_ && (!watchEndOfThread() || !takeTurn(false))) return false;
     if (initialOwner_) becomeOwner();
-    return file_.layOut(NamedObjectFile::Kind::Mutex, initialOwner_, 0);
+    return file_.layOut(NamedObjectFile::Kind::Mutex, initialOwner_, 0) && file_.mapMark();
 }
 
 bool NamedMutex::join() {
     std::uint64_t unused;
-    return file_.readHeader(NamedObjectFile::Kind::Mutex, unused);
+    return file_.readHeader(NamedObjectFile::Kind::Mutex, unused) && file_.mapMark();
 }
 
 DWORD NamedMutex::wait(bool withoutLimit) noexcept {
@@ -35,14 +35,13 @@ DWORD NamedMutex::wait(bool withoutLimit) noexcept {
     }
     if (!watchEndOfThread()) return WAIT_FAILED;
     if (!takeTurn(withoutLimit)) return WAIT_TIMEOUT;
-    std::atomic<char>* const mark = file_.mark();
-    const Lock answer = mark ? file_.takeOwnership(withoutLimit) : Lock::Failed;
+    const Lock answer = file_.takeOwnership(withoutLimit);
     if (answer != Lock::Granted) {
         sem_post(&turn_);
         return answer == Lock::Contested ? WAIT_TIMEOUT : WAIT_FAILED;
     }
     becomeOwner();
-    return mark->exchange(1) ? WAIT_ABANDONED : WAIT_OBJECT_0;
+    return file_.mark().exchange(1) ? WAIT_ABANDONED : WAIT_OBJECT_0;
 }
 
 bool NamedMutex::release() noexcept {
@@ -51,8 +50,7 @@ bool NamedMutex::release() noexcept {
         return false;
     }
     if (--count_ > 0) return true;
-    // Without the mark's place the next owner hears of a death that was none, and nothing worse.
-    if (std::atomic<char>* const mark = file_.mark()) *mark = 0;
+    file_.mark() = 0;
     letGo();
     return true;
 }

@@ -2,7 +2,9 @@
 
 #include <pthread.h>
 
+#include <chrono>
 #include <mutex>
+#include <thread>
 #include <unordered_map>
 #include <utility>
 
@@ -17,6 +19,29 @@ bool fail(DWORD error) {
     SetLastError(error);
     return false;
 }
+
+/// The patience with whoever is inside of a gate: mostly it takes him a moment, and five seconds
+/// only if he is stopped.
+class GateWait {
+  public:
+    /// Lets others run; false once the time is over.
+    bool goesOn() {
+        using namespace std::chrono_literals;
+        constexpr int yields = 100;
+        if (rounds_++ < yields) {
+            std::this_thread::yield();
+            return true;
+        }
+        const auto now = std::chrono::steady_clock::now();
+        if (rounds_ == yields + 1) end_ = now + 5s;
+        std::this_thread::sleep_for(200us);
+        return now < end_;
+    }
+
+  private:
+    int rounds_ = 0;
+    std::chrono::steady_clock::time_point end_;
+};
 
 }  // namespace
 
@@ -35,7 +60,7 @@ class NamedObjectTable {
             pthread_key_create(&key_, [](void* thread) { instance().endThread(thread); }) == 0;
     }
 
-    std::shared_ptr<NamedObject> open(std::shared_ptr<NamedObject> fresh, const WCHAR* name,
+    std::shared_ptr<NamedObject> open(const std::shared_ptr<NamedObject>& fresh, const WCHAR* name,
                                       OpenMode mode);
     void remove(NamedObject& object) noexcept;
     bool watchEndOfThread() noexcept {
@@ -45,8 +70,14 @@ class NamedObjectTable {
     }
 
   private:
+    using Lock = NamedObjectFile::Lock;
+
     std::shared_ptr<NamedObject> find(const std::string& key) const;
-    static bool openFile(NamedObject& object, const NamedObjectName& name, OpenMode mode);
+    /// Contested: somebody is inside of the gate, and it may be tried again. With Failed the last
+    /// error is set, and `found` may be one that has the name and is no use.
+    Lock tryToOpen(const std::shared_ptr<NamedObject>& fresh, const NamedObjectName& name,
+                   OpenMode mode, std::shared_ptr<NamedObject>& found);
+    static Lock openFile(NamedObject& object, const NamedObjectName& name, OpenMode mode);
     static bool make(NamedObject& object);
     /// Lets go of a file that may be wanted again soon.
     void rest(const std::string& key, NamedObject& object) noexcept;
@@ -77,31 +108,45 @@ std::shared_ptr<NamedObject> NamedObjectTable::find(const std::string& key) cons
     return nullptr;
 }
 
-std::shared_ptr<NamedObject> NamedObjectTable::open(std::shared_ptr<NamedObject> fresh,
+std::shared_ptr<NamedObject> NamedObjectTable::open(const std::shared_ptr<NamedObject>& fresh,
                                                     const WCHAR* text, OpenMode mode) {
     NamedObjectName name;
     if (!parseObjectName(text, name)) {
         SetLastError(ERROR_INVALID_NAME);
         return nullptr;
     }
-    const std::string key = name.unnamed() ? "" : name.folder + '/' + name.file;
-    // Let go of behind the lock, which its destructor takes.
-    std::shared_ptr<NamedObject> existing;
+    fresh->key_ = name.unnamed() ? "" : name.folder + '/' + name.file;
+    // Let go of behind the table's lock, which its destructor takes.
+    std::shared_ptr<NamedObject> found;
+    Lock answer = tryToOpen(fresh, name, mode, found);
+    for (GateWait wait; answer == Lock::Contested && wait.goesOn();)
+        answer = tryToOpen(fresh, name, mode, found);
+    if (answer == Lock::Contested) SetLastError(ERROR_BUSY);
+    return answer == Lock::Granted ? found : nullptr;
+}
+
+NamedObjectFile::Lock NamedObjectTable::tryToOpen(const std::shared_ptr<NamedObject>& fresh,
+                                                  const NamedObjectName& name, OpenMode mode,
+                                                  std::shared_ptr<NamedObject>& found) {
+    const std::string& key = fresh->key_;
     const std::lock_guard guard(lock_);
-    if (!name.unnamed()) existing = find(key);
-    if (existing) {
-        const bool sameKind = existing->kind_ == fresh->kind_;
+    if (!name.unnamed()) found = find(key);
+    if (found) {
+        const bool sameKind = found->kind_ == fresh->kind_;
         SetLastError(sameKind ? ERROR_ALREADY_EXISTS : ERROR_INVALID_HANDLE);
-        return sameKind ? existing : nullptr;
+        return sameKind ? Lock::Granted : Lock::Failed;
     }
     const auto entry = objects_.emplace(key, fresh.get());
-    fresh->key_ = key;
     if (auto rested = resting_.extract(key); rested && rested.mapped().isInPlace())
         fresh->file_ = std::move(rested.mapped());
-    if (openFile(*fresh, name, mode)) return fresh;
-    rest(key, *fresh);
-    objects_.erase(entry);
-    return nullptr;
+    const Lock answer = openFile(*fresh, name, mode);
+    if (answer == Lock::Granted) {
+        found = fresh;
+    } else {
+        rest(key, *fresh);
+        objects_.erase(entry);
+    }
+    return answer;
 }
 
 void NamedObjectTable::rest(const std::string& key, NamedObject& object) noexcept {
@@ -117,23 +162,26 @@ void NamedObjectTable::rest(const std::string& key, NamedObject& object) noexcep
     }
 }
 
-bool NamedObjectTable::openFile(NamedObject& object, const NamedObjectName& name, OpenMode mode) {
-    using Lock = NamedObjectFile::Lock;
+NamedObjectFile::Lock NamedObjectTable::openFile(NamedObject& object, const NamedObjectName& name,
+                                                 OpenMode mode) {
+    const auto outcome = [](bool done) { return done ? Lock::Granted : Lock::Failed; };
     NamedObjectFile& file = object.file_;
-    if (name.unnamed()) return file.openUnnamed() && make(object);
+    if (name.unnamed()) return outcome(file.openUnnamed() && make(object));
     const bool mayMake = mode == OpenMode::MakeOrOpen;
-    if (!file.isOpen() && !file.open(name, mayMake)) return false;
+    if (!file.isOpen() && !file.open(name, mayMake)) return Lock::Failed;
     // Whoever comes first needs no gate before him; whoever only looks for an object mostly finds
     // none, and has stood in nobody's way.
     for (const bool insideGate : {false, true}) {
-        if (insideGate && !file.enterGate()) return false;
+        const Lock gate = insideGate ? file.tryGate() : Lock::Granted;
+        if (gate != Lock::Granted) return gate;
         const Lock answer = mayMake ? file.takeToMake(insideGate) : file.askExistence();
-        if (answer == Lock::Failed) return false;
-        if (answer == Lock::Granted) return mayMake ? make(object) : fail(ERROR_FILE_NOT_FOUND);
+        if (answer == Lock::Failed) return answer;
+        if (answer == Lock::Granted)
+            return outcome(mayMake ? make(object) : fail(ERROR_FILE_NOT_FOUND));
     }
-    if (!object.join() || !file.settle(false)) return false;
+    if (!object.join() || !file.settle(false)) return Lock::Failed;
     SetLastError(ERROR_ALREADY_EXISTS);
-    return true;
+    return Lock::Granted;
 }
 
 bool NamedObjectTable::make(NamedObject& object) {
@@ -177,9 +225,9 @@ void NamedObjectTable::afterFork() noexcept {
     lock_.unlock();
 }
 
-std::shared_ptr<NamedObject> openNamedObject(std::shared_ptr<NamedObject> fresh, const WCHAR* name,
-                                             OpenMode mode) {
-    return NamedObjectTable::instance().open(std::move(fresh), name, mode);
+std::shared_ptr<NamedObject> openNamedObject(const std::shared_ptr<NamedObject>& fresh,
+                                             const WCHAR* name, OpenMode mode) {
+    return NamedObjectTable::instance().open(fresh, name, mode);
 }
 
 const void* thisThread() noexcept {

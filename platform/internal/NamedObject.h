@@ -11,8 +11,8 @@
 // Refused means that somebody has the object, or is about to: inside of the gate it is one or the
 // other, and is made here or shared. Opening without making only asks, and again in the gate.
 //
-// Lock order: the table's lock, then the gate. Waiting for a mutex holds neither, only the mutex's
-// own turn in this process.
+// Lock order: the table's lock, then the gate. Nobody waits with either: a gate that is taken is
+// tried again from the start, and waiting for a mutex holds only its turn in this process.
 //
 // A process that dies lets go of everything; one that dies inside of the gate leaves a name that
 // the next one in finds free. A thread that ends abandons its mutexes. A forked child is another
@@ -71,8 +71,8 @@ enum class OpenMode { MakeOrOpen, OpenOnly };
 /// The object of that name in this process: `fresh`, opened now, unless there is one already. The
 /// last error is ERROR_SUCCESS if it was made, else ERROR_ALREADY_EXISTS. Null with the last
 /// error.
-std::shared_ptr<NamedObject> openNamedObject(std::shared_ptr<NamedObject> fresh, const WCHAR* name,
-                                             OpenMode mode);
+std::shared_ptr<NamedObject> openNamedObject(const std::shared_ptr<NamedObject>& fresh,
+                                             const WCHAR* name, OpenMode mode);
 
 /// This thread, by an address that no other living thread has.
 const void* thisThread() noexcept;

@@ -3,17 +3,16 @@
 #include <errno.h>
 #include <fcntl.h>
 #include <linux/fs.h>
-#include <sched.h>
 #include <sys/ioctl.h>
 #include <sys/mman.h>
 #include <sys/stat.h>
-#include <time.h>
 #include <unistd.h>
 
 #include <algorithm>
 #include <cstring>
 
 #include "platform/error.h"
+#include "platform/internal/Descriptor.h"
 #include "platform/internal/FileLock.h"
 #include "platform/internal/MachineRoot.h"
 #include "platform/internal/PosixError.h"
@@ -42,12 +41,6 @@ bool fail(DWORD error) {
 bool failWithErrno() {
     setLastErrorFromErrno();
     return false;
-}
-
-std::int64_t monotonicMilliseconds() {
-    timespec now{};
-    ::clock_gettime(CLOCK_MONOTONIC, &now);
-    return std::int64_t{now.tv_sec} * 1000 + now.tv_nsec / 1'000'000;
 }
 
 /// Where a file system writes each change to a new place, a full disk would end a process that
@@ -90,11 +83,12 @@ bool NamedObjectFile::open(const NamedObjectName& name, bool mayMake) {
     const MachineRoot& root = MachineRoot::instance();
     if (!root.usable()) return fail(ERROR_ACCESS_DENIED);
     const std::string path = root.path() + '/' + name.folder + '/' + name.file;
-    fd_ = openOrMake(root, name, path, mayMake);
-    if (fd_ < 0) return false;
+    Descriptor file(openOrMake(root, name, path, mayMake));
+    if (!file) return false;
     struct stat status;
-    if (::fstat(fd_, &status) != 0) return failWithErrno();
+    if (::fstat(file.get(), &status) != 0) return failWithErrno();
     if (!S_ISREG(status.st_mode) || !root.trusts(status, path)) return fail(ERROR_ACCESS_DENIED);
+    fd_ = file.release();
     return true;
 }
 
@@ -153,21 +147,8 @@ NamedObjectFile::Lock NamedObjectFile::takeToMake(bool insideGate) noexcept {
     return lock(F_OFD_SETLK, F_WRLCK, existenceByte, insideGate ? ownershipByte : gateByte);
 }
 
-bool NamedObjectFile::enterGate() noexcept {
-    std::int64_t end = 0;
-    for (int attempt = 0;; ++attempt) {
-        const Lock result = lock(F_OFD_SETLK, F_WRLCK, gateByte, gateByte);
-        if (result != Lock::Contested) return result == Lock::Granted;
-        if (attempt < 100) {
-            ::sched_yield();
-            continue;
-        }
-        const std::int64_t now = monotonicMilliseconds();
-        if (end == 0) end = now + 5000;
-        if (now > end) return fail(ERROR_BUSY);
-        const timespec pause{0, 200'000};
-        ::clock_nanosleep(CLOCK_MONOTONIC, 0, &pause, nullptr);
-    }
+NamedObjectFile::Lock NamedObjectFile::tryGate() noexcept {
+    return lock(F_OFD_SETLK, F_WRLCK, gateByte, gateByte);
 }
 
 NamedObjectFile::Lock NamedObjectFile::askExistence() noexcept {
@@ -184,8 +165,8 @@ bool NamedObjectFile::settle(bool owned) noexcept {
 
 void NamedObjectFile::watchOwner() noexcept {
     constexpr int looks = 1000;  // some microseconds, what an owner needs for little work
-    const std::atomic<char>* const owned = mark();
-    for (int i = 0; i < looks && owned && owned->load(std::memory_order_relaxed); ++i) {
+    const std::atomic<char>& owned = mark();
+    for (int i = 0; i < looks && owned.load(std::memory_order_relaxed); ++i) {
     }
 }
 
@@ -205,17 +186,17 @@ void NamedObjectFile::leaveOwnership() noexcept {
     lock(F_OFD_SETLK, F_UNLCK, ownershipByte, ownershipByte);
 }
 
-std::atomic<char>* NamedObjectFile::mark() noexcept {
-    if (!header_) {
-        void* const mapped =
-            ::mmap(nullptr, sizeof(Header), PROT_READ | PROT_WRITE, MAP_SHARED, fd_, 0);
-        if (mapped == MAP_FAILED) {
-            setLastErrorFromErrno();
-            return nullptr;
-        }
-        header_ = mapped;
-    }
-    return &static_cast<Header*>(header_)->owned;
+bool NamedObjectFile::mapMark() noexcept {
+    if (header_) return true;
+    void* const mapped =
+        ::mmap(nullptr, sizeof(Header), PROT_READ | PROT_WRITE, MAP_SHARED, fd_, 0);
+    if (mapped == MAP_FAILED) return failWithErrno();
+    header_ = mapped;
+    return true;
+}
+
+std::atomic<char>& NamedObjectFile::mark() noexcept {
+    return static_cast<Header*>(header_)->owned;
 }
 
 bool NamedObjectFile::layOut(Kind kind, bool owned, std::uint64_t sectionSize) noexcept {

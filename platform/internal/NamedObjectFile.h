@@ -57,8 +57,7 @@ class NamedObjectFile {
     /// Takes existence, ownership and, unless this process is inside of it, the gate, all or none.
     /// Granted: nobody has the object, and nobody can before settle().
     Lock takeToMake(bool insideGate) noexcept;
-    /// Gives up after five seconds with ERROR_BUSY: only a stopped process holds it so long.
-    bool enterGate() noexcept;
+    Lock tryGate() noexcept;
     /// Asks for existence and takes nothing.
     Lock askExistence() noexcept;
     /// Shares existence and leaves the gate; what was made stays owned if `owned`.
@@ -67,8 +66,11 @@ class NamedObjectFile {
     /// Contested only without `wait`.
     Lock takeOwnership(bool wait) noexcept;
     void leaveOwnership() noexcept;
-    /// The mark, mapped on first use: null with the last error.
-    std::atomic<char>* mark() noexcept;
+    /// Once the content stands. A mapping has the locks as a descriptor has them: it is made where
+    /// no fork can come in between, and ended with the file.
+    bool mapMark() noexcept;
+    /// Of a file that has it mapped.
+    std::atomic<char>& mark() noexcept;
 
     /// Makes the content anew: the header, the mark as told, and a section's zeros.
     bool layOut(Kind kind, bool owned, std::uint64_t sectionSize) noexcept;

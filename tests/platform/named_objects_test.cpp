@@ -1,10 +1,13 @@
 #include "platform/named_objects.h"
 
+#include <fcntl.h>
 #include <gtest/gtest.h>
 #include <sys/socket.h>
 #include <unistd.h>
 
 #include <algorithm>
+#include <atomic>
+#include <chrono>
 #include <cstring>
 #include <filesystem>
 #include <memory>
@@ -280,6 +283,25 @@ TEST(NamedObjects, AreNotHinderedByWhoAsksForThem) {
     EXPECT_EQ(refused, 0);
 }
 
+TEST(NamedObjects, OfOneNameKeepNobodyFromAnother) {
+    ASSERT_TRUE(isFree(u"Global\\Gated"));
+    // As a process that was stopped inside of the gate has it.
+    const int gate = open(fileOf("Gated").c_str(), O_RDWR | O_CLOEXEC);
+    struct flock everything {};
+    everything.l_type = F_WRLCK;
+    ASSERT_EQ(fcntl(gate, F_OFD_SETLK, &everything), 0);
+    std::atomic<bool> over = false;
+    std::thread waiter([&] {
+        EXPECT_TRUE(isFree(u"Global\\Gated"));
+        over = true;
+    });
+    const auto end = std::chrono::steady_clock::now() + std::chrono::milliseconds(100);
+    while (std::chrono::steady_clock::now() < end) EXPECT_TRUE(isFree(claim));
+    EXPECT_FALSE(over);
+    close(gate);
+    waiter.join();
+}
+
 TEST(NamedObjects, LeaveAForkedChildNothing) {
     UniqueHandle mutex = makeMutex(claim, true);
     const UniqueHandle section = makeSection(u"Forked");
@@ -384,8 +406,11 @@ TEST(NamedObjects, AreNotLedAstrayByWhatStandsInTheirPlace) {
     writeFile(folder / "Open", "");
     fs::permissions(folder / "Open", fs::perms::all);
     for (const char16_t* name :
-         {u"Global\\Link", u"Global\\Dangling", u"Global\\Folder", u"Global\\Open"})
+         {u"Global\\Link", u"Global\\Dangling", u"Global\\Folder", u"Global\\Open"}) {
         EXPECT_EQ(errorOf(makeSection(name)), ERROR_ACCESS_DENIED);
+        for (int tries = 0; tries < 2; ++tries)
+            EXPECT_EQ(errorOf(makeMutex(name)), ERROR_ACCESS_DENIED);
+    }
     EXPECT_EQ(readFile(target), "precious");
 }
 
