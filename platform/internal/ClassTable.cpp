@@ -1,7 +1,10 @@
 #include "platform/internal/ClassTable.h"
 
+#include <pthread.h>
+
 #include <algorithm>
 #include <mutex>
+#include <new>
 
 #include "platform/clock.h"
 #include "platform/internal/Immortal.h"
@@ -105,6 +108,13 @@ bool LoadedClass::mayUnload() noexcept {
 ClassTable& ClassTable::instance() {
     static Immortal<ClassTable> table;
     return *table;
+}
+
+// A child that is forked by another thread than the one that holds the lock would never get it.
+ClassTable::ClassTable() {
+    pthread_atfork([] { instance().mutex_.lock(); }, [] { instance().mutex_.unlock(); },
+                   // By its number the child's thread isn't the one that took it: made anew.
+                   [] { ::new (&instance().mutex_) std::shared_mutex; });
 }
 
 HRESULT ClassTable::find(const GUID& clsid, std::shared_ptr<LoadedClass>& loaded) {

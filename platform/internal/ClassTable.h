@@ -59,6 +59,7 @@ class ClassTable {
   public:
     /// The table of this process.
     static ClassTable& instance();
+    ClassTable();
 
     /// The class, loaded if it isn't yet. Results as of CoCreateInstance.
     HRESULT find(const GUID& clsid, std::shared_ptr<LoadedClass>& loaded);

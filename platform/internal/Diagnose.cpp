@@ -7,6 +7,8 @@
 #include <new>
 #include <shared_mutex>
 
+#include "platform/fork.h"
+
 namespace {
 
 // A line holds the lock shared while the sinks run, so that removing a sink waits until nobody is
@@ -24,6 +26,9 @@ thread_local zlk::platform::DiagnosticDelay* delay = nullptr;
 }  // namespace
 
 void addDiagnosticSink(DiagnosticSink sink) noexcept {
+    // Who held the lock doesn't exist in a forked child. Nor does a fork wait for it: a sink may
+    // need what the fork has taken by then.
+    static const InForkedChild handler([] { ::new (&lock) std::shared_mutex; });
     const std::unique_lock guard(lock);
     if (!sink || std::find(sinks.begin(), sinks.end(), sink) != sinks.end()) return;
     const auto free = std::find(sinks.begin(), sinks.end(), nullptr);

@@ -267,6 +267,21 @@ TEST_F(Components, MayBeMadeByAllThreadsWhileOneUnloads) {
     EXPECT_EQ(failures, 0);
 }
 
+TEST_F(Components, MayBeMadeByAChildForkedWhileAnotherThreadUnloads) {
+    ComPtr<INamed> kept;
+    ASSERT_EQ(kept.create(CLSID_Thing), S_OK);
+    std::atomic<bool> stop = false;
+    std::thread unloader([&] {
+        while (!stop) CoFreeUnusedLibraries();
+    });
+    int status = 0;
+    for (int round = 0; round < 100 && status == 0; ++round)
+        status = forked([] { return newName(CLSID_Thing) != "first"; });
+    EXPECT_EQ(status, 0);
+    stop = true;
+    unloader.join();
+}
+
 DWORD ticks = 0xFFFFFF00;  // soon to wrap around
 
 TEST_F(Components, OfOtherThreadsStayForTenSecondsOfIdleness) {
