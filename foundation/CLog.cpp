@@ -1,11 +1,13 @@
 #include "foundation/CLog.h"
 
 #include <algorithm>
+#include <cstddef>
 #include <cstring>
+#include <new>
 
 #include "foundation/DiagnosticQueue.h"
-#include "foundation/NeverDestroyed.h"
 #include "platform/clock.h"
+#include "platform/fork.h"
 
 namespace zlk {
 namespace {
@@ -28,14 +30,23 @@ class LastErrorKeeper {
     const DWORD error_;
 };
 
+// Where the log of the process stands. Nobody ends it: threads may outlive `main`.
+alignas(CLog) std::byte place[sizeof(CLog)];
+std::once_flag placed;
+
 }  // namespace
 
 CLog* CLog::makeProcessLog() noexcept {
     const LastErrorKeeper keeper;
-    static NeverDestroyed<CLog> log;
     static const DiagnosticQueue::Listener listener;
-    processLog.store(&log.value, std::memory_order_release);
-    return &log.value;
+    // A child has nothing of its parent's objects, and whoever held the locks doesn't exist there:
+    // it makes a log of its own in the place of that one.
+    static const InForkedChild handler([] {
+        processLog = nullptr;
+        ::new (&placed) std::once_flag;
+    });
+    std::call_once(placed, [] { processLog.store(::new (place) CLog, std::memory_order_release); });
+    return processLog;
 }
 
 CLog::CLog() {

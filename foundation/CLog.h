@@ -47,7 +47,8 @@ static_assert(sizeof(LogControl) == 16 && std::atomic<std::uint8_t>::is_always_l
 /// what can't be stored is lost.
 class CLog {
   public:
-    /// The log of this process, made at the first call and never ended.
+    /// The log of this process, made at the first call and never ended; a forked child makes its
+    /// own.
     static CLog* process() noexcept {
         CLog* log = processLog.load(std::memory_order_acquire);
         return log ? log : makeProcessLog();

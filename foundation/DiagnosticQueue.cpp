@@ -5,8 +5,10 @@
 #include <atomic>
 #include <cstring>
 #include <mutex>
+#include <new>
 
 #include "platform/diagnostics.h"
+#include "platform/fork.h"
 
 namespace zlk::DiagnosticQueue {
 namespace {
@@ -31,9 +33,17 @@ void add(const char* category, const WCHAR* text) {
     ++count;
 }
 
+/// In a forked child: the lines are its parent's, and so is whoever held the lock.
+void beginAnew() {
+    ::new (&queueLock) std::mutex;
+    first = 0;
+    count = 0;
+}
+
 }  // namespace
 
 Listener::Listener() noexcept {
+    static const InForkedChild handler(beginAnew);
     addDiagnosticSink(add);
 }
 

@@ -251,6 +251,18 @@ TEST(CLog, GoesOnAfterAWriterWasKilled) {
     }
 }
 
+TEST(CLog, OfAForkedChildIsItsOwn) {
+    Viewer viewer(1 << 16);
+    TraceLine("Test", "parent");
+    EXPECT_EQ(forked([] {
+                  TraceLine("Test", "child");
+                  return 0;
+              }),
+              0);
+    TraceLine("Test", "parent again");
+    EXPECT_THAT(records(viewer), ElementsAre("Test:parent", "Test:child", "Test:parent again"));
+}
+
 ZLK_CHILD(loaderOfAForeignModule) {
     TraceLine("Test", "first");
     LoadLibraryW(wideText(child.arguments[0]).c_str());
