@@ -6,6 +6,7 @@
 #include <algorithm>
 
 #include "platform/files.h"
+#include "platform/internal/FileLock.h"
 #include "platform/internal/PosixError.h"
 
 namespace zlk::platform {
@@ -39,6 +40,13 @@ bool transfer(Byte* bytes, DWORD size, DWORD& done, Step step) {
 }
 
 }  // namespace
+
+FileHandle::~FileHandle() {
+    // Said outright: a child that was forked meanwhile has the descriptor as well. Where it is the
+    // child that closes, the lock is its parent's.
+    struct flock none = wholeFile(F_UNLCK);
+    if (opener_ == ::getpid()) ::fcntl(file_.get(), F_OFD_SETLK, &none);
+}
 
 bool FileHandle::allows(DWORD right) const {
     if (access_ & right) return true;

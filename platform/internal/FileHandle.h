@@ -12,6 +12,7 @@ class FileHandle final : public Handle {
   public:
     /// `access` are the rights that the opener asked for.
     FileHandle(Descriptor file, DWORD access) noexcept : file_(std::move(file)), access_(access) {}
+    ~FileHandle() override;
 
     /// Makes the sharing mode hold against all openers of ours: one byte far behind the file's
     /// end, locked exclusively by whoever writes and shares nothing, else shared. A file system
@@ -29,6 +30,7 @@ class FileHandle final : public Handle {
     bool allows(DWORD right) const;
     const Descriptor file_;
     const DWORD access_;
+    const pid_t opener_ = ::getpid();
 };
 
 }  // namespace zlk::platform

@@ -125,6 +125,27 @@ TEST(Sharing, AnExclusiveWriterKeepsOthersOutInAnyProcess) {
     EXPECT_EQ(readFile(path), "content");
 }
 
+TEST(Sharing, EndsWithTheHandleOfTheProcessThatOpenedIt) {
+    const fs::path path = newFolder() / "file";
+    writeFile(path, "content");
+    UniqueHandle held = open(pathText(path), GENERIC_WRITE, 0);
+    const auto closeIt = [&] {
+        held.reset();
+        return 0;
+    };
+    EXPECT_EQ(forked(closeIt), 0);
+    EXPECT_EQ(openAs("r3", path), ERROR_SHARING_VIOLATION);
+    const pid_t child = fork();
+    if (child == 0) {
+        pause();
+        _exit(0);
+    }
+    closeIt();
+    EXPECT_EQ(openAs("r3", path), ERROR_SUCCESS);
+    kill(child, SIGKILL);
+    waitpid(child, nullptr, 0);
+}
+
 TEST(Files, CreateAlwaysEmptiesAndKeepsTheMode) {
     const fs::path path = newFolder() / "file";
     EXPECT_TRUE(open(pathText(path), GENERIC_WRITE, 0, CREATE_ALWAYS));
