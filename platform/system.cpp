@@ -1,5 +1,6 @@
 #include "platform/system.h"
 
+#include <signal.h>
 #include <unistd.h>
 
 #include <cerrno>
@@ -34,6 +35,30 @@ void appendOnOneLine(std::string& line, const WCHAR* text) {
         line += static_cast<unsigned char>(c) < ' ' || c == '\x7F' ? ' ' : c;
 }
 
+/// Lets a write to a pipe that nobody reads fail, and nothing worse, in the scope of one.
+class WithoutPipeSignal {
+  public:
+    WithoutPipeSignal() noexcept {
+        sigset_t pending;
+        ::sigpending(&pending);
+        wasPending_ = ::sigismember(&pending, SIGPIPE) == 1;
+        ::sigemptyset(&signal_);
+        ::sigaddset(&signal_, SIGPIPE);
+        ::pthread_sigmask(SIG_BLOCK, &signal_, &before_);
+    }
+    ~WithoutPipeSignal() {
+        const timespec now{};
+        if (!wasPending_) ::sigtimedwait(&signal_, nullptr, &now);
+        ::pthread_sigmask(SIG_SETMASK, &before_, nullptr);
+    }
+    WithoutPipeSignal(const WithoutPipeSignal&) = delete;
+    WithoutPipeSignal& operator=(const WithoutPipeSignal&) = delete;
+
+  private:
+    sigset_t signal_, before_;
+    bool wasPending_;
+};
+
 }  // namespace
 
 BOOL GetVersionExW(OSVERSIONINFOW* info) noexcept {
@@ -62,6 +87,7 @@ int MessageBoxW(void*, const WCHAR* text, const WCHAR* caption, UINT) noexcept {
         line += ": ";
         appendOnOneLine(line, text);
         line += '\n';
+        const WithoutPipeSignal scope;
         // One write, so that lines of several processes don't mix.
         while (write(STDERR_FILENO, line.data(), line.size()) < 0 && errno == EINTR) {
         }

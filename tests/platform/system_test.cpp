@@ -1,8 +1,12 @@
 #include "platform/system.h"
 
+#include <signal.h>
+#include <unistd.h>
+
 #include <climits>
 
 #include "tests/platform/registry_support.h"
+#include "tests/support/ChildProcess.h"
 
 namespace zlk::test {
 namespace {
@@ -47,6 +51,13 @@ TEST(System, MessageBoxSaysItsTextOnOneLine) {
     EXPECT_EQ(MessageBoxW(nullptr, u"first\r\nsecond", u"Caption", MB_OK), IDOK);
     EXPECT_EQ(MessageBoxW(nullptr, nullptr, nullptr, MB_OK), IDOK);
     EXPECT_EQ(testing::internal::GetCapturedStderr(), "Caption: first  second\n: \n");
+    const auto withoutReader = [] {
+        int ends[2];
+        if (pipe(ends) != 0 || dup2(ends[1], STDERR_FILENO) < 0 || close(ends[0]) != 0) return 1;
+        signal(SIGPIPE, SIG_DFL);
+        return MessageBoxW(nullptr, u"text", u"Caption", MB_OK) == IDOK ? 0 : 2;
+    };
+    EXPECT_EQ(forked(withoutReader), 0);
 }
 
 }  // namespace
