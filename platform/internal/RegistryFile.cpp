@@ -4,6 +4,8 @@
 #include <fcntl.h>
 #include <stdio.h>
 #include <sys/file.h>
+#include <sys/stat.h>
+#include <sys/sysmacros.h>
 #include <sys/vfs.h>
 #include <time.h>
 #include <unistd.h>
@@ -25,6 +27,10 @@ constexpr const char* logSuffixes[] = {"-wal", "-shm", "-journal"};
 [[noreturn]] void failFromErrno(int error) {
     const DWORD code = errorFromErrno(error);
     throw RegistryFailure{code == ERROR_WRITE_PROTECT ? ERROR_ACCESS_DENIED : code};
+}
+
+std::int64_t nanoseconds(const struct statx_timestamp& time) noexcept {
+    return time.tv_sec * 1'000'000'000 + time.tv_nsec;
 }
 
 std::string folderOf(const std::string& path) {
@@ -78,10 +84,11 @@ void writeWhole(int fd, std::span<const BYTE> bytes, mode_t mode) {
 }  // namespace
 
 FileStamp FileStamp::of(const std::string& path) noexcept {
-    struct stat status;
-    if (::stat(path.c_str(), &status) != 0) return {};
-    return {status.st_dev, status.st_ino, status.st_size,
-            status.st_ctim.tv_sec * std::int64_t{1'000'000'000} + status.st_ctim.tv_nsec};
+    struct statx status;
+    if (::statx(AT_FDCWD, path.c_str(), 0, STATX_BASIC_STATS | STATX_BTIME, &status) != 0)
+        return {};
+    return {::makedev(status.stx_dev_major, status.stx_dev_minor), status.stx_ino, status.stx_size,
+            nanoseconds(status.stx_btime), nanoseconds(status.stx_ctime)};
 }
 
 bool checkStoreFile(const std::string& path) {
@@ -146,7 +153,7 @@ void createWholeFile(const std::string& path, std::span<const BYTE> bytes, mode_
             return;
         error = errno;
         // Nor with a rename that replaces nothing.
-        if (error == EINVAL && ::link(temporary.c_str(), path.c_str()) == 0) error = 0;
+        if (error == EINVAL) error = ::link(temporary.c_str(), path.c_str()) == 0 ? 0 : errno;
     } catch (const RegistryFailure&) {
         ::unlink(temporary.c_str());
         throw;

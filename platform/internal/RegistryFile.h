@@ -13,14 +13,16 @@ namespace zlk::platform {
 /// What tells one state of a file from another; all zeros for no file.
 struct FileStamp {
     dev_t device = 0;
-    ino_t inode = 0;
-    off_t size = 0;
+    std::uint64_t inode = 0;
+    std::uint64_t size = 0;
+    std::int64_t made = 0;     ///< ns, 0 where the file system doesn't tell
     std::int64_t changed = 0;  ///< ns
 
     static FileStamp of(const std::string& path) noexcept;
     bool exists() const noexcept { return inode != 0; }
+    /// Also where a new file has got the number of one that is gone.
     bool sameFileAs(const FileStamp& other) const noexcept {
-        return device == other.device && inode == other.inode;
+        return device == other.device && inode == other.inode && made == other.made;
     }
     friend bool operator==(const FileStamp&, const FileStamp&) = default;
 };

@@ -222,7 +222,7 @@ RegistryKeys::View RegistryKeys::view(HKEY key) {
 void RegistryKeys::setValue(HKEY handle, const RegistryName& name, DWORD type,
                             std::span<const BYTE> data) {
     OpenKey& key = findForWriting(handle);
-    locate(key, false);
+    locate(key, true);
     std::int64_t own = 0;
     store_.write([&](RegistryDatabase& database) {
         own = ownOrMade(database, key);
@@ -234,7 +234,7 @@ void RegistryKeys::setValue(HKEY handle, const RegistryName& name, DWORD type,
 
 void RegistryKeys::deleteValue(HKEY handle, const RegistryName& name) {
     OpenKey& key = findForWriting(handle);
-    const View view = locate(key, false);
+    const View view = locate(key, true);
     bool gone = false;
     const RegistryValues* own = store_.values(key.own);
     if (own && findValue(*own, name.folded))
@@ -250,7 +250,7 @@ void RegistryKeys::deleteTree(HKEY handle, const WCHAR* subKey) {
     OpenKey& parent = findForWriting(handle);
     const RegistryPath path = pathBelow(parent.path, subKey, ERROR_FILE_NOT_FOUND);
     if (path.size() == parent.path.size()) throw RegistryFailure{ERROR_INVALID_PARAMETER};
-    locate(parent, false);
+    locate(parent, true);
     const auto below = std::span(path).subspan(parent.path.size());
     bool gone = false;
     if (descend(parent.own, below))

@@ -18,7 +18,8 @@ void RegistryStore::refresh(bool lookForFile) {
     }
     if (database_ && (lookForFile || database_->immutable())) {
         const FileStamp now = FileStamp::of(path_);
-        if (!now.sameFileAs(file_) || (database_->immutable() && now != file_)) release(true);
+        const bool written = database_->immutable() && (now != file_ || hasLog());
+        if (!now.sameFileAs(file_) || written) release(true);
     }
     if (!database_) {
         open();
@@ -45,13 +46,15 @@ void RegistryStore::open() {
     } catch (const RegistryFailure& failure) {
         // Without its log a store can't be shared with a reader who may not make one. Then nobody
         // is writing it either.
-        if (failure.code == ERROR_BADDB || mayWriteStore(path_) ||
-            FileStamp::of(path_ + "-wal").exists())
-            throw;
+        if (failure.code == ERROR_BADDB || mayWriteStore(path_) || hasLog()) throw;
         database_ = connect(RegistryDatabase::Mode::Immutable);
     }
     mark_ = database_->changeMark();
     version_ = database_->dataVersion();
+}
+
+bool RegistryStore::hasLog() const {
+    return FileStamp::of(path_ + "-wal").exists();
 }
 
 std::unique_ptr<RegistryDatabase> RegistryStore::connect(RegistryDatabase::Mode mode) const {
@@ -87,7 +90,7 @@ std::int64_t RegistryStore::child(std::int64_t parent, const std::u16string& fol
     const std::int64_t key = findChild(*database_, parent, folded);
     if (children_.size() >= maxKnown) children_.clear();
     children_.emplace(std::pair(parent, folded), key);
-    if (key) known_.try_emplace(key);
+    if (key && known_.size() < maxKnown) known_.try_emplace(key);
     return key;
 }
 

@@ -62,6 +62,8 @@ class RegistryStore {
         std::optional<RegistryNames> subKeys;
     };
     void open();
+    /// What somebody writes is in there, and not in the store's own file, for some time.
+    bool hasLog() const;
     std::unique_ptr<RegistryDatabase> connect(RegistryDatabase::Mode mode) const;
     void forget() noexcept;
     Known* known(std::int64_t key);

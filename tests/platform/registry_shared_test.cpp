@@ -3,6 +3,7 @@
 
 #include <dlfcn.h>
 #include <gmock/gmock.h>
+#include <malloc.h>
 #include <stdlib.h>
 #include <sys/mount.h>
 #include <sys/stat.h>
@@ -215,6 +216,14 @@ TEST(RegistryShared, StoreServesAChildForkedWhileOtherThreadsAreInIt) {
     EXPECT_EQ(failures, 0);
 }
 
+ZLK_CHILD(keepsReadingAsSomebodyElse) {
+    if (::setresuid(somebodyElse, somebodyElse, somebodyElse) != 0) return 1;
+    const RegistryKey key = openKey(HKEY_LOCAL_MACHINE, scene);
+    do child.say(text(key.get(), u"v"));
+    while (!child.hear().empty());
+    return 0;
+}
+
 TEST(RegistryShared, StoreIsReadByAUserWhoMayNotWriteIt) {
     if (::geteuid() != 0) GTEST_SKIP() << "only root can be another user";
     makeStore();
@@ -238,6 +247,12 @@ TEST(RegistryShared, StoreIsReadByAUserWhoMayNotWriteIt) {
     for (const char* suffix : {"-wal", "-shm"}) fs::remove(storeFile().string() + suffix);
     readsOnly("it has no log", "kept");
     EXPECT_FALSE(fs::exists(storeFile().string() + "-wal"));
+    ChildProcess reader("keepsReadingAsSomebodyElse"), next("countsUp");
+    EXPECT_EQ(reader.hear(), "kept");
+    next.say("next");
+    ASSERT_EQ(next.hear(), "0");
+    reader.say("again");
+    EXPECT_EQ(reader.hear(), "0") << "it got a log";
 }
 
 TEST(RegistryShared, StoreThatWasReplacedIsNotTakenForTheOldOne) {
@@ -246,10 +261,17 @@ TEST(RegistryShared, StoreThatWasReplacedIsNotTakenForTheOldOne) {
     const fs::path away = newFolder();
     for (const char* suffix : {"", "-wal", "-shm"})
         fs::rename(storeFile().string() + suffix, away / ("old" + std::string(suffix)));
+    EXPECT_EQ(setText(key.get(), u"v", u"to nobody"), ERROR_KEY_DELETED);
     EXPECT_FALSE(openKey(HKEY_LOCAL_MACHINE, scene));
     makeStore();
-    EXPECT_EQ(text(openKey(HKEY_LOCAL_MACHINE, scene).get(), u"v"), "kept");
+    const RegistryKey next = openKey(HKEY_LOCAL_MACHINE, scene);
+    EXPECT_EQ(text(next.get(), u"v"), "kept");
     EXPECT_EQ(query(key.get(), u"v").result, ERROR_KEY_DELETED);
+    // While nobody has it open, the next one may get the number of its file.
+    EXPECT_EQ(forked([] { return 0; }), 0);
+    for (const char* suffix : {"", "-wal", "-shm"}) fs::remove(storeFile().string() + suffix);
+    makeStore();
+    EXPECT_EQ(query(next.get(), u"v").result, ERROR_KEY_DELETED);
 }
 
 TEST(RegistryTrust, RefusesWhatOthersMayWriteAndSaysWhy) {
@@ -390,6 +412,11 @@ TEST(RegistryShared, StoreHoldsTenThousandKeys) {
     }
     std::vector<std::string> names = subKeys(key.get());
     EXPECT_EQ(names.size(), 10'000u);
+    for (const std::string& name : names)
+        setBytes(openKey(key.get(), wideText(name), KEY_ALL_ACCESS).get(), u"v", Bytes(4000));
+    const std::size_t before = ::mallinfo2().uordblks;
+    for (const std::string& name : names) openKey(key.get(), wideText(name));
+    EXPECT_LT(::mallinfo2().uordblks - before, 20'000'000u);  // nothing, under a sanitizer
     EXPECT_TRUE(std::is_sorted(names.begin(), names.end(), [](const auto& a, const auto& b) {
         return compareIgnoringCase(wideText(a), wideText(b)) < 0;
     }));
