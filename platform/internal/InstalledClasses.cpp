@@ -30,15 +30,15 @@ InstalledClasses::InstalledClasses() : path_(modulesFolder() + "/classes.db") {}
 std::shared_ptr<const RegistryContent> InstalledClasses::find(const RegistryPath& path) {
     const FileStamp now = path_.empty() ? FileStamp{} : FileStamp::of(path_);
     if (now != stamp_) {
-        keys_.clear();
-        stamp_ = now;
         failure_ = ERROR_SUCCESS;
         try {
-            if (now.exists()) load();
+            keys_ = now.exists() ? load() : Keys();
         } catch (const RegistryFailure& failure) {
-            keys_.clear();
+            // The file's own faults last as long as it does, a want of descriptors passes.
+            if (failure.code != ERROR_ACCESS_DENIED && failure.code != ERROR_BADDB) throw;
             failure_ = failure.code;
         }
+        stamp_ = now;
     }
     if (failure_) throw RegistryFailure{failure_};
     std::u16string key;
@@ -47,12 +47,13 @@ std::shared_ptr<const RegistryContent> InstalledClasses::find(const RegistryPath
     return found == keys_.end() ? nullptr : found->second;
 }
 
-void InstalledClasses::load() {
+InstalledClasses::Keys InstalledClasses::load() {
     const std::string folder = path_.substr(0, path_.rfind('/'));
     struct stat status;
     if (::stat(folder.c_str(), &status) != 0 || !MachineRoot::instance().trusts(status, folder))
         throw RegistryFailure{ERROR_ACCESS_DENIED};
-    if (!checkStoreFile(path_)) return;
+    Keys keys;
+    if (!checkStoreFile(path_)) return keys;
     RegistryDatabase database(path_, RegistryDatabase::Mode::Immutable);
     checkTables(database, path_);
 
@@ -60,7 +61,7 @@ void InstalledClasses::load() {
     while (!waiting.empty()) {
         const auto [key, path] = std::move(waiting.back());
         waiting.pop_back();
-        if (keys_.size() >= maxKeys) database.failAsBroken();
+        if (keys.size() >= maxKeys) database.failAsBroken();
         auto content = std::make_shared<RegistryContent>();
         content->values = readValues(database, key);
         for (RegistryValue& value : content->values)
@@ -69,8 +70,9 @@ void InstalledClasses::load() {
         content->subKeys = readSubKeys(database, key);
         for (const RegistryName& name : content->subKeys)
             waiting.emplace_back(findChild(database, key, name.folded), path + u'\\' + name.folded);
-        keys_[path] = std::move(content);
+        keys[path] = std::move(content);
     }
+    return keys;
 }
 
 void InstalledClasses::save(RegistryStore& store, const std::string& path) {

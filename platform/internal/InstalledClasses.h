@@ -22,11 +22,14 @@ class InstalledClasses : public RegistryBackdrop {
     static void save(RegistryStore& store, const std::string& path);
 
   private:
-    void load();
+    using Keys =
+        std::map<std::u16string, std::shared_ptr<const RegistryContent>>;  // by folded path
+
+    Keys load();
     std::string path_;  // empty where this library's own place isn't known
     FileStamp stamp_;
     DWORD failure_ = ERROR_SUCCESS;
-    std::map<std::u16string, std::shared_ptr<const RegistryContent>> keys_;  // by folded path
+    Keys keys_;
 };
 
 }  // namespace zlk::platform

@@ -6,6 +6,7 @@
 #include <malloc.h>
 #include <stdlib.h>
 #include <sys/mount.h>
+#include <sys/resource.h>
 #include <sys/stat.h>
 #include <unistd.h>
 
@@ -428,6 +429,14 @@ TEST(RegistryShared, StoreHoldsTenThousandKeys) {
 ZLK_CHILD(usesInstalledClasses) {
     ::setenv("ZLK_MACHINE", child.arguments.at(0).c_str(), 1);
     addDiagnosticSink(keepLine);
+    if (!underSanitizer) {  // which looks at memory through descriptors
+        rlimit files;
+        ::getrlimit(RLIMIT_NOFILE, &files);
+        const rlimit none{0, files.rlim_max};
+        ::setrlimit(RLIMIT_NOFILE, &none);
+        EXPECT_EQ(tryOpen(HKEY_CLASSES_ROOT, u"Some.Thing"), ERROR_TOO_MANY_OPEN_FILES);
+        ::setrlimit(RLIMIT_NOFILE, &files);
+    }
     const RegistryKey server =
         openKey(HKEY_CLASSES_ROOT, u"CLSID\\{a}\\InprocServer32", KEY_ALL_ACCESS);
     EXPECT_EQ(text(server.get(), nullptr), "Some.so");
