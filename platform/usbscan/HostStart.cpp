@@ -1,6 +1,7 @@
 #include "platform/usbscan/HostStart.h"
 
 #include <fcntl.h>
+#include <pthread.h>
 #include <sched.h>
 #include <signal.h>
 #include <spawn.h>
@@ -9,10 +10,12 @@
 
 #include <cerrno>
 #include <ctime>
+#include <mutex>
 #include <vector>
 
 #include "platform/error.h"
 #include "platform/internal/Diagnose.h"
+#include "platform/internal/Immortal.h"
 #include "platform/internal/ModuleFile.h"
 #include "platform/internal/PlatformSettings.h"
 #include "platform/internal/PosixError.h"
@@ -27,6 +30,24 @@ using usbscan::DeviceAddress;
 using usbscan::DeviceLock;
 
 constexpr char category[] = "Usbscan";
+
+/// Held while this process has what is its host's: a child that was forked then would keep the
+/// device locked, and its socket listening, when that host has ended. No lock that a fork waits for
+/// is taken below it.
+struct Start {
+    Start();
+    std::mutex lock;
+};
+
+Start& start() {
+    static Immortal<Start> instance;
+    return *instance;
+}
+
+Start::Start() {
+    pthread_atfork([] { start().lock.lock(); }, [] { start().lock.unlock(); },
+                   [] { start().lock.unlock(); });
+}
 
 /// The program; empty if nobody should run it.
 std::string hostProgram() {
@@ -103,6 +124,9 @@ int spawnHost(const std::string& program, const std::string& node, const Descrip
 /// lock: a host that ends, or one that is just being started.
 Descriptor startHost(const std::string& folder, const AttachedDevice& device,
                      const DeviceAddress& address) {
+    const std::string program = hostProgram();
+    if (program.empty()) return {};
+    const std::lock_guard guard(start().lock);
     const Descriptor lock = DeviceLock::take(folder, device.name);
     if (!lock) {
         setLastErrorFromErrno();
@@ -110,8 +134,6 @@ Descriptor startHost(const std::string& folder, const AttachedDevice& device,
             diagnose(category, u"Can't lock %s, error %d", device.name, GetLastError());
         return {};
     }
-    const std::string program = hostProgram();
-    if (program.empty()) return {};
     // It listens before the host runs, so that whoever comes now finds it.
     const Descriptor socket = address.listen();
     Descriptor connected = socket ? address.connect() : Descriptor();
