@@ -19,11 +19,6 @@ namespace {
 constexpr std::size_t maxPathUnits = 32767;
 constexpr int folderFlags = O_PATH | O_DIRECTORY | O_CLOEXEC;
 
-bool existsIn(int folder, const std::string& name) noexcept {
-    struct stat status;
-    return ::fstatat(folder, name.c_str(), &status, AT_SYMLINK_NOFOLLOW) == 0;
-}
-
 DWORD errorOfOpen(int error) noexcept {
     // Out of a card's fence; and a socket, or a pipe that nobody reads.
     return error == EXDEV || error == ENXIO ? ERROR_ACCESS_DENIED : errorFromErrno(error);
@@ -44,6 +39,12 @@ bool isMiss(int error) noexcept {
     return error == ENOENT || error == ENAMETOOLONG;
 }
 
+/// What can't be looked at is there: the call that it is wanted for will tell.
+bool existsIn(int folder, const std::string& name) noexcept {
+    struct stat status;
+    return ::fstatat(folder, name.c_str(), &status, AT_SYMLINK_NOFOLLOW) == 0 || !isMiss(errno);
+}
+
 std::optional<std::string> literalWay(const std::vector<std::u16string_view>& components) {
     std::string way;
     for (const std::u16string_view component : components) {
@@ -57,27 +58,35 @@ std::optional<std::string> literalWay(const std::vector<std::u16string_view>& co
 
 }  // namespace
 
-std::optional<std::string> findName(int folder, std::u16string_view text, bool anyCase) {
-    auto literal = literalName(text);
-    if (!literal) return std::nullopt;
-    if (existsIn(folder, *literal)) return literal;
+bool findName(int folder, std::u16string_view text, bool anyCase,
+              std::optional<std::string>& name) {
+    name = literalName(text);
+    if (!name || existsIn(folder, *name)) return true;
     const bool units = hasByteUnits(text);
     if (units) {
-        auto bytes = byteName(text);
-        if (existsIn(folder, *bytes)) return bytes;
+        name = byteName(text);
+        if (existsIn(folder, *name)) return true;
     }
-    if (!anyCase && !units) return std::nullopt;
+    name.reset();
+    if (!anyCase && !units) return true;
 
-    const int fd = ::openat(folder, ".", O_RDONLY | O_DIRECTORY | O_CLOEXEC);
-    const std::unique_ptr<DIR, int (*)(DIR*)> listing(fd < 0 ? nullptr : ::fdopendir(fd),
+    Descriptor file(::openat(folder, ".", O_RDONLY | O_DIRECTORY | O_CLOEXEC));
+    const std::unique_ptr<DIR, int (*)(DIR*)> listing(file ? ::fdopendir(file.get()) : nullptr,
                                                       ::closedir);
+    if (!listing) {
+        // Whoever may not list a folder may still know its names.
+        if (errno == EACCES) return true;
+        setErrorOfFolder();
+        return false;
+    }
+    file.release();
     // The first in order, so that every process finds the same one of several.
     std::optional<std::string> exact, folded;
-    const auto prefer = [](std::optional<std::string>& found, const char* name) {
-        if (!found || name < *found) found = name;
+    const auto prefer = [](std::optional<std::string>& found, const char* candidate) {
+        if (!found || candidate < *found) found = candidate;
     };
     std::u16string other;
-    while (const dirent* entry = listing ? ::readdir(listing.get()) : nullptr) {
+    while (const dirent* entry = (errno = 0, ::readdir(listing.get()))) {
         other.clear();
         appendNameText(other, entry->d_name);
         if (other == text) {
@@ -87,7 +96,12 @@ std::optional<std::string> findName(int folder, std::u16string_view text, bool a
             prefer(folded, entry->d_name);
         }
     }
-    return exact ? exact : folded;
+    if (errno != 0) {
+        setErrorOfFolder();
+        return false;
+    }
+    name = exact ? exact : folded;
+    return true;
 }
 
 PathTarget::PathTarget(PathRoot root, std::vector<std::u16string_view> components, bool anyCase)
@@ -174,7 +188,8 @@ std::optional<PathTarget::Spelling> PathTarget::spell() const {
             setErrorOfFolder();
             return std::nullopt;
         }
-        auto name = findName(entry.folder.get(), components_[i], anyCase_);
+        std::optional<std::string> name;
+        if (!findName(entry.folder.get(), components_[i], anyCase_, name)) return std::nullopt;
         entry.exists = name.has_value();
         if (!name) name = byteName(components_[i]);
         if (!name) {

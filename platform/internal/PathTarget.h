@@ -57,7 +57,8 @@ class PathTarget {
     std::string way_ = ".";
 };
 
-/// The name in a folder that a text leads to; none if there is none.
-std::optional<std::string> findName(int folder, std::u16string_view text, bool anyCase);
+/// The name in a folder that a text leads to; none if there is none. False with the last error
+/// where that can't be found out.
+bool findName(int folder, std::u16string_view text, bool anyCase, std::optional<std::string>& name);
 
 }  // namespace zlk::platform

@@ -2,6 +2,7 @@
 #include <linux/filter.h>
 #include <linux/seccomp.h>
 #include <sys/prctl.h>
+#include <sys/resource.h>
 #include <sys/stat.h>
 #include <sys/syscall.h>
 #include <unistd.h>
@@ -78,6 +79,23 @@ TEST(Paths, AMissTellsWhatIsMissing) {
     };
     for (const auto& [path, error] : rows)
         EXPECT_EQ(openError(path), error) << utf8Text(path).substr(0, 80);
+}
+
+TEST(Paths, AWantOfDescriptorsIsNoMiss) {
+    const Card card;
+    writeFile(card.folder / "Pict.jpg", "picture");
+    EXPECT_EQ(contentOf(card.path(u"PICT.JPG")), "picture");
+    rlimit files;
+    ::getrlimit(RLIMIT_NOFILE, &files);
+    const int next = ::dup(0);
+    ::close(next);
+    for (DWORD room = 0, error = 1; error != ERROR_SUCCESS; ++room) {
+        const rlimit few{static_cast<rlim_t>(next) + room, files.rlim_max};
+        ::setrlimit(RLIMIT_NOFILE, &few);
+        error = errorOf(DeleteFileW(card.path(u"PICT.JPG").c_str()));
+        ::setrlimit(RLIMIT_NOFILE, &files);
+        ASSERT_NE(error, ERROR_FILE_NOT_FOUND) << room;
+    }
 }
 
 TEST(Paths, TheExactSpellingWinsAndANewNameTakesNoOtherSpelling) {
