@@ -68,8 +68,7 @@ bool isFolder(const std::u16string& path) {
 }
 
 bool mountUnderLock(CardMount& mount, const LetterLock& lock) {
-    std::u16string taken;
-    for (const CardMount& other : readCardMounts()) taken += other.letter;
+    std::u16string taken = mountedLetters();
     for (const LetteredVolume& lettered : letteredVolumes(taken, &lock)) taken += lettered.letter;
     if (mount.letter && taken.find(mount.letter) != taken.npos) return refuse(ERROR_ALREADY_EXISTS);
     WCHAR letter = mount.letter ? mount.letter : firstLetter;

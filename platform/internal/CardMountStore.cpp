@@ -82,6 +82,12 @@ std::vector<CardMount> readCardMounts() {
     return mounts;
 }
 
+std::u16string mountedLetters() {
+    std::u16string letters;
+    for (const CardMount& mount : readCardMounts()) letters += mount.letter;
+    return letters;
+}
+
 LSTATUS writeCardMount(const CardMount& mount) {
     HKEY made = nullptr;
     LSTATUS result =

@@ -15,6 +15,7 @@ std::optional<CardMount> readCardMount(WCHAR letter);
 
 /// By letter.
 std::vector<CardMount> readCardMounts();
+std::u16string mountedLetters();
 
 /// An ERROR_ value of the store.
 LSTATUS writeCardMount(const CardMount& mount);

@@ -4,6 +4,8 @@
 #include <optional>
 #include <sstream>
 
+#include "platform/internal/CardMountStore.h"
+
 namespace zlk::platform {
 namespace {
 
@@ -81,7 +83,7 @@ bool fits(const Table& table, const std::vector<SystemVolume>& volumes,
 
 LetterLock::LetterLock() : Lock(SharedTable(tableName)) {}
 
-std::vector<LetteredVolume> letteredVolumes(const std::u16string& taken, const LetterLock* held) {
+std::vector<LetteredVolume> letteredVolumes(std::u16string taken, const LetterLock* held) {
     const SharedTable shared(tableName);
     std::vector<SystemVolume> volumes = systemVolumes();
     Table table = readTable(shared);
@@ -89,6 +91,7 @@ std::vector<LetteredVolume> letteredVolumes(const std::u16string& taken, const L
         std::optional<LetterLock> own;
         if (!held) held = &own.emplace();
         if (held->held()) {
+            taken = mountedLetters();
             volumes = systemVolumes();
             table = readTable(shared);
             Table fresh = completed(table, volumes, taken);

@@ -25,10 +25,9 @@ class LetterLock : public SharedTable::Lock {
     LetterLock();
 };
 
-/// The system's volumes with their letters, none of them one of `taken`; the letters of those that
-/// have none yet are given and kept. A volume for which there is no letter is left out.
-/// `held`: the lock, where the caller has it already.
-std::vector<LetteredVolume> letteredVolumes(const std::u16string& taken,
-                                            const LetterLock* held = nullptr);
+/// The system's volumes with their letters, none of them one of `taken`, the letters of mounted
+/// folders; those that have none yet are given one, by a fresh look at all, and keep it. A volume
+/// for which there is no letter is left out. `held`: the lock, where the caller has it already.
+std::vector<LetteredVolume> letteredVolumes(std::u16string taken, const LetterLock* held = nullptr);
 
 }  // namespace zlk::platform
