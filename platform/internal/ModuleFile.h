@@ -20,7 +20,8 @@ bool isWholeModule(const std::string& path);
 
 /// Whether nobody but root and the caller may write the file or put another one in its place;
 /// false with ERROR_ACCESS_DENIED. A group's right to write counts against it, also where the
-/// caller is the group's only member: who else joins it is decided elsewhere and later.
+/// caller is the group's only member: who else joins it is decided elsewhere and later. Only the
+/// group of a group's root is trusted: it says which modules there are.
 bool trustsModuleFile(const std::string& path);
 
 }  // namespace zlk::platform
