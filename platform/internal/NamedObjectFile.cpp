@@ -64,8 +64,6 @@ int openOrMake(const MachineRoot& root, const NamedObjectName& name, const std::
             if (root.folder(name.folder.c_str()).empty()) return -1;
             fd = ::open(path.c_str(), flags | O_CREAT | O_EXCL, root.fileMode());
             if (fd >= 0) {
-                // The caller's file mode mask must not shut a group out.
-                if (root.ofGroup()) ::fchmod(fd, root.fileMode());
                 writeInPlace(fd);
                 return fd;
             }
@@ -88,6 +86,9 @@ bool NamedObjectFile::open(const NamedObjectName& name, bool mayMake) {
     struct stat status;
     if (::fstat(file.get(), &status) != 0) return failWithErrno();
     if (!S_ISREG(status.st_mode) || !root.trusts(status, path)) return fail(ERROR_ACCESS_DENIED);
+    // The file mode mask of its maker, who may have been killed right then, shuts no group out.
+    const bool own = root.ofGroup() && status.st_uid == ::geteuid();
+    if (own && (status.st_mode & 0777) != root.fileMode()) ::fchmod(file.get(), root.fileMode());
     fd_ = file.release();
     return true;
 }

@@ -7,6 +7,7 @@
 
 #include <filesystem>
 
+#include "platform/named_objects.h"
 #include "tests/platform/registry_support.h"
 #include "tests/support/ChildProcess.h"
 #include "tests/support/TestMachine.h"
@@ -25,6 +26,7 @@ ZLK_CHILD(makesItsMachine) {
         ::setenv(word.substr(0, word.find('=')).c_str(), word.c_str() + word.find('=') + 1, 1);
     }
     ::umask(0077);
+    const UniqueHandle object(CreateMutexW(nullptr, 0, u"Global\\Object"));
     child.say(std::to_string(tryCreate(HKEY_LOCAL_MACHINE, scene)));
     fs::current_path("/");
     child.say(std::to_string(tryCreate(HKEY_LOCAL_MACHINE, u"Software\\Again")));
@@ -86,6 +88,11 @@ TEST(MachineRoot, OfAGroupIsTheAdministratorsAndSharedWithNobodyElse) {
             EXPECT_EQ(status.st_mode & 07777, 0660u) << name;
             EXPECT_EQ(status.st_gid, 4321u) << name;
         }
+        const fs::path object = root / "run/global/Object";
+        EXPECT_EQ(fs::status(object).permissions(), fs::perms(0660));
+        fs::permissions(object, fs::perms(0600));  // as of a maker who was killed right then
+        makeMachine("/", {"ZLK_MACHINE=" + root.string()});
+        EXPECT_EQ(fs::status(object).permissions(), fs::perms(0660));
     }
 }
 
