@@ -16,8 +16,10 @@ constexpr std::size_t longestName = 64;
 
 std::u16string emptyFilePath(const std::u16string& name) {
     std::u16string last = fileNamePart(name);
-    if (last.empty() || last == u"." || last == u"..") last = u"unnamed";
     if (last.size() > longestName) last.erase(0, last.size() - longestName);
+    if (!last.empty() && (last.front() & 0xFC00) == 0xDC00) last.erase(0, 1);  // half a pair
+    if (last.find_first_not_of(u' ') == last.npos || last == u"." || last == u"..")
+        last = u"unnamed";
     return joinPath(GetTempDir(), last);
 }
 

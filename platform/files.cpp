@@ -318,6 +318,12 @@ BOOL GetFileSizeEx(HANDLE file, LARGE_INTEGER* size) noexcept {
     return handle && (size ? handle->size(size->QuadPart) : refuse(ERROR_INVALID_PARAMETER));
 }
 
+BOOL GetFileInformationByHandle(HANDLE file, BY_HANDLE_FILE_INFORMATION* information) noexcept {
+    const auto handle = findHandleOf<FileHandle>(file);
+    return handle &&
+           (information ? handle->identify(*information) : refuse(ERROR_INVALID_PARAMETER));
+}
+
 BOOL SetFileTime(HANDLE file, const FILETIME*, const FILETIME*,
                  const FILETIME* lastWrite) noexcept {
     const auto handle = findHandleOf<FileHandle>(file);

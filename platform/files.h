@@ -60,6 +60,13 @@ struct WIN32_FIND_DATAW {
 };
 static_assert(sizeof(WIN32_FIND_DATAW) == 592);
 
+/// What tells an open file from all others, as far as anybody here asks.
+struct BY_HANDLE_FILE_INFORMATION {
+    DWORD dwVolumeSerialNumber;  ///< of the file system
+    DWORD nFileIndexHigh;        ///< and the file's number in it
+    DWORD nFileIndexLow;
+};
+
 // The C library has a macro of this member's name.
 #pragma push_macro("st_mtime")
 #undef st_mtime
@@ -111,6 +118,8 @@ BOOL WriteFile(HANDLE file, const void* buffer, DWORD size, DWORD* written,
                void* overlapped) noexcept;
 
 BOOL GetFileSizeEx(HANDLE file, LARGE_INTEGER* size) noexcept;
+
+BOOL GetFileInformationByHandle(HANDLE file, BY_HANDLE_FILE_INFORMATION* information) noexcept;
 
 /// The last write (the other two times may be null and are ignored) of an open file.
 BOOL SetFileTime(HANDLE file, const FILETIME* creation, const FILETIME* lastAccess,

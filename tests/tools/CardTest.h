@@ -4,12 +4,23 @@
 #include <gtest/gtest.h>
 
 #include <filesystem>
+#include <thread>
 
 #include "tests/support/Modules.h"
 #include "tests/support/TestMachine.h"
 #include "tests/tools/ZlkCam.h"
 
 namespace zlk::test {
+
+/// Waits for the first bytes of a hidden file whose name ends so, and stops the client there.
+inline void freezeInside(const RunningZlkCam& client, const std::filesystem::path& folder,
+                         const std::string& end) {
+    std::error_code none;
+    for (;; std::this_thread::yield())
+        for (const auto& entry : std::filesystem::directory_iterator(folder, none))
+            if (entry.path().string().ends_with(end) && entry.file_size(none) > 0 && !none)
+                return client.signal(SIGSTOP);
+}
 
 class CardTest : public testing::Test {
   protected:

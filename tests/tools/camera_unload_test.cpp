@@ -64,6 +64,19 @@ TEST_F(CameraUnload, listsCopiesDeletesAndSetsTheClock) {
     camera->expectNoViolations();
 }
 
+TEST_F(CameraUnload, deletesNothingWhoseHandleStandsForAnotherPictureMeanwhile) {
+    add(25'000'000, "MOVIE.MOV");
+    camera->tell("fault slow op=0x101B value=10 count=1000");
+    RunningZlkCam client({"unload", "--delete", cam594, target});
+    freezeInside(client, target / "DCIM", "-MOVIE.MOV.check");
+    camera->tell("fault patch op=0x1008 at=8 bytes=01000000");  // its size
+    client.signal(SIGCONT);
+    const JsonAnswer result = client.wait();
+    EXPECT_EQ(result.status, 10) << result.error;
+    EXPECT_THAT(result["files"].each("verified"), ElementsAre("true"));
+    EXPECT_EQ(objects(), 1u);
+}
+
 TEST_F(CameraUnload, goesOnInASessionThatOthersOpenedAndHardlyUsed) {
     add(1000, "PICT0001.JPG");
     for (int i = 0; i < 2; ++i) {

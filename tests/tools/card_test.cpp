@@ -110,6 +110,8 @@ TEST_F(Card, exchangesItsDocuments) {
         EXPECT_EQ(readFile(card / "MISC" / (std::string(stem) + "NEW.XML")),
                   std::string("<order>é</order>\0", 18));
     }
+    writeFile(text, "");
+    EXPECT_EQ(zlkcam({"order", "--set", text}).status, 6);
     writeFile(text, "\xFF\xFE");
     EXPECT_EQ(zlkcam({"order", "--set", text}).status, 6);
     EXPECT_EQ(zlkcam({"order", "--set", text, "--clear"}).status, 1);

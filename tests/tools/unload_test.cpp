@@ -114,23 +114,42 @@ TEST_F(Unload, neverTakesAnOriginalForItsOwnCopy) {
     addFile("DCIM/A.JPG", "the only one");
     addFile("B.JPG", "another only one");
     fs::create_directory_symlink(card, target / "alias");
-    for (const fs::path& folder : {card, target / "alias"}) {
+    fs::create_directories(card / "backup/here");
+    for (const fs::path& folder : {card, target / "alias", card / "backup/here"}) {
         EXPECT_EQ(zlkcam({"unload", "--delete", "E:", folder}).status, 6);
-        EXPECT_EQ(std::distance(fs::recursive_directory_iterator(card), {}), 3);
+        EXPECT_EQ(std::distance(fs::recursive_directory_iterator(card), {}), 5);
     }
     fs::create_symlink(card / "B.JPG", target / "B.JPG");
-    const JsonAnswer result = json({"unload", "--delete", "E:", target});
-    EXPECT_THAT(result["files"].each("outcome"), ElementsAre("was there", "copied"));
-    EXPECT_EQ(readFile(card / "B.JPG"), "another only one");
-    EXPECT_FALSE(fs::exists(card / "DCIM/A.JPG"));
-    EXPECT_EQ(readFile(target / "DCIM/A.JPG"), "the only one");
+    for (const char* option : {"--new", "--delete"}) {
+        const JsonAnswer result = json({"unload", option, "E:", target});
+        EXPECT_EQ(result.status, 0) << result.error;
+        EXPECT_EQ(readFile(target / "B (2).JPG"), "another only one");
+        EXPECT_EQ(readFile(target / "DCIM/A.JPG"), "the only one");
+    }
+    EXPECT_FALSE(fs::exists(card / "B.JPG") || fs::exists(card / "DCIM/A.JPG"));
 }
 
-/// Waits for the first bytes of a copy, and stops the client there.
-void freezeInside(const RunningZlkCam& client, const fs::path& part) {
-    std::error_code none;
-    while (!fs::exists(part, none) || fs::file_size(part, none) == 0) std::this_thread::yield();
-    client.signal(SIGSTOP);
+TEST_F(Unload, takesAwayWhatKilledRunsLeftAndNothingThatMayBeInUse) {
+    addFile("DCIM/A.JPG", "a");
+    fs::create_directory(target / "DCIM");
+    const fs::path young = target / "DCIM/.zlkcam-01234567-A.JPG.part";
+    const fs::path old = target / "DCIM/.zlkcam-89abcdef-A.JPG.part";
+    const fs::path foreign = target / ".zlkcam-notes";
+    for (const fs::path& file : {young, old, foreign}) writeFile(file, "b");
+    for (const fs::path& file : {old, foreign})
+        fs::last_write_time(file, fs::file_time_type::clock::now() - std::chrono::hours(25));
+    EXPECT_EQ(zlkcam({"unload", target}).status, 0);
+    EXPECT_TRUE(fs::exists(young) && fs::exists(foreign) && !fs::exists(old));
+    EXPECT_EQ(readFile(target / "DCIM/A.JPG"), "a");
+}
+
+TEST_F(Unload, copiesOntoAnotherDriveAndDeletesThen) {
+    addFile("DCIM/A.JPG", "a");
+    ASSERT_EQ(zlkcam({"mount", target, "--letter", "F"}).status, 0);
+    const JsonAnswer result = json({"unload", "--delete", "E:", "F:"});
+    EXPECT_EQ(result.status, 0) << result.error;
+    EXPECT_THAT(result["files"].each("deleted"), ElementsAre("true"));
+    EXPECT_EQ(readFile(target / "DCIM/A.JPG"), "a");
 }
 
 TEST_F(Unload, aStopRemovesTheHalfFileAndNamesIt) {
@@ -138,7 +157,7 @@ TEST_F(Unload, aStopRemovesTheHalfFileAndNamesIt) {
     addHole("B.MOV", 1ull << 30);
     addFile("C.JPG", "never reached");
     RunningZlkCam client({"unload", target});
-    freezeInside(client, target / ".zlkcam-B.MOV.part");
+    freezeInside(client, target, "-B.MOV.part");
     client.signal(SIGINT);
     // Reports are 250 ms apart at least; the next one after that time is heard.
     std::this_thread::sleep_for(std::chrono::milliseconds(260));
@@ -157,7 +176,7 @@ TEST_F(Unload, aPulledCardEndsItAndTheWholeFilesAreTold) {
     addHole("B.MOV", 300ull << 20);
     addFile("C.JPG", "on the card only");
     RunningZlkCam client({"unload", "--delete", target});
-    freezeInside(client, target / ".zlkcam-B.MOV.part");
+    freezeInside(client, target, "-B.MOV.part");
     fs::rename(card, card.string() + ".pulled");
     client.signal(SIGCONT);
     const JsonAnswer result = client.wait();

@@ -20,6 +20,7 @@ struct FileRecord {
     std::uint64_t size = 0;
     std::string modified;  ///< MM/DD/YYYY hh:mm:ss, local time
     std::string created;
+    bool operator==(const FileRecord&) const = default;
 };
 
 /// What tells a person the file: its id, and before one that is a mere handle its path.

@@ -56,9 +56,11 @@ bool PhotoSession::hasMedia() const {
     return escape(u"MSDC_IsCardInserted") != u"FALSE";
 }
 
-bool PhotoSession::isGoneWith(const Failure& failure) const {
-    return failure.status == ExitStatus::NotConnected || failure.status == ExitStatus::NotClaimed ||
-           !hasMedia();
+std::optional<Failure> PhotoSession::endOf(const Failure& failure) const {
+    if (failure.status == ExitStatus::NotConnected || failure.status == ExitStatus::NotClaimed)
+        return failure;
+    if (hasMedia()) return std::nullopt;
+    return deviceFailure(static_cast<LONG>(ExitStatus::NotConnected), device(), "");
 }
 
 void PhotoSession::requireMedia() const {

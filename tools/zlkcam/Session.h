@@ -1,6 +1,7 @@
 #pragma once
 // A device that is claimed for this program, as long as the session lives.
 
+#include <optional>
 #include <string>
 #include <string_view>
 
@@ -54,9 +55,9 @@ class PhotoSession : public Session<IPhotoDevice> {
     /// Throws Failure (NotConnected) where the card or the camera is gone.
     void requireMedia() const;
     bool hasMedia() const;
-    /// Whether the device that was claimed is gone with this failure. What answers now may be
-    /// another one, with other files behind the same ids.
-    bool isGoneWith(const Failure& failure) const;
+    /// What ends the work on this device with this failure, if anything does: it is gone, or let
+    /// go. What answers now may be another one, with other files behind the same ids.
+    std::optional<Failure> endOf(const Failure& failure) const;
 
     /// Empty where the device doesn't answer.
     std::u16string escape(std::u16string_view message) const;

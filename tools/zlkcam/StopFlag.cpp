@@ -10,6 +10,8 @@ namespace zlk {
 namespace {
 
 constexpr int stopSignals[] = {SIGINT, SIGTERM, SIGHUP, SIGQUIT};
+// Whoever writes hears of it all the same: a closed output, a file larger than is allowed.
+constexpr int failedWrites[] = {SIGPIPE, SIGXFSZ};
 
 volatile sig_atomic_t signalCount = 0;
 
@@ -35,7 +37,7 @@ StopFlag::StopFlag() {
         // Somebody who started this with a signal ignored (nohup) meant it.
         if (before.sa_handler != SIG_IGN) handle(signal, countSignal);
     }
-    handle(SIGPIPE, SIG_IGN);
+    for (const int signal : failedWrites) handle(signal, SIG_IGN);
 }
 
 StopFlag::~StopFlag() {
@@ -44,7 +46,7 @@ StopFlag::~StopFlag() {
         sigaction(signal, nullptr, &before);
         if (before.sa_handler == countSignal) handle(signal, SIG_DFL);
     }
-    handle(SIGPIPE, SIG_DFL);
+    for (const int signal : failedWrites) handle(signal, SIG_DFL);
 }
 
 bool StopFlag::raised() noexcept {

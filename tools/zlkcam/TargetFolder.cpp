@@ -2,8 +2,11 @@
 
 #include <algorithm>
 #include <cstring>
+#include <random>
 
+#include "platform/clock.h"
 #include "platform/files.h"
+#include "platform/named_objects.h"
 #include "tools/zlkcam/Failure.h"
 #include "tools/zlkcam/Text.h"
 
@@ -81,9 +84,13 @@ void makeFolder(const std::u16string& path) {
     throwUnusable(path, "Making the folder");
 }
 
-UniqueHandle openToRead(const std::u16string& file) {
-    return UniqueHandle(CreateFileW(file.c_str(), GENERIC_READ, FILE_SHARE_READ | FILE_SHARE_WRITE,
-                                    nullptr, OPEN_EXISTING, FILE_ATTRIBUTE_NORMAL, nullptr));
+UniqueHandle open(const std::u16string& file, DWORD access, DWORD disposition = OPEN_EXISTING) {
+    return UniqueHandle(CreateFileW(file.c_str(), access, FILE_SHARE_READ | FILE_SHARE_WRITE,
+                                    nullptr, disposition, FILE_ATTRIBUTE_NORMAL, nullptr));
+}
+
+UniqueHandle makeNew(const std::u16string& file) {
+    return open(file, GENERIC_READ | GENERIC_WRITE, CREATE_NEW);
 }
 
 UniqueHandle openToFlush(const std::u16string& path, DWORD flags) {
@@ -97,18 +104,78 @@ bool flushFolder(const std::u16string& folder) {
     return handle && FlushFileBuffers(handle.get());
 }
 
+/// A drive is named by its root, and not by its current folder.
+std::u16string folderPath(const std::u16string& path) {
+    return path.ends_with(u':') ? path + u'\\' : path;
+}
+
+/// The folder that has a folder's name; empty for the root of a drive, a share or this machine.
+std::u16string parentOf(const std::u16string& folder) {
+    const std::size_t end = nameStart(folder);
+    const bool isShare =
+        folder.starts_with(u"\\\\") && std::count(folder.begin(), folder.end(), u'\\') < 4;
+    if (end == 0 || end == folder.size() || isShare) return {};
+    return folderPath(folder.substr(0, std::max<std::size_t>(end, 2) - 1));
+}
+
+template <class Visit>
+void walk(const std::u16string& folder, Visit visit) {
+    const std::u16string inside =
+        folder + (folder.find_last_of(u"/\\") + 1 == folder.size() ? u"" : u"/");
+    WIN32_FIND_DATAW entry{};
+    const HANDLE found = FindFirstFileW((inside + u'*').c_str(), &entry);
+    if (found == INVALID_HANDLE_VALUE) return;
+    do {
+        visit(inside, entry);
+    } while (FindNextFileW(found, &entry));
+    FindClose(found);
+}
+
+std::uint64_t ticksOf(const FILETIME& time) {
+    return std::uint64_t{time.dwHighDateTime} << 32 | time.dwLowDateTime;
+}
+
+constexpr std::u16string_view hiddenStart = u".zlkcam-";
+
+/// Those of runs that were killed. A run that lives writes, or has just written, to its own.
+void removeLeftovers(const std::u16string& folder) {
+    constexpr std::uint64_t day = 24ull * 3600 * 10'000'000;
+    FILETIME now{};
+    GetSystemTimeAsFileTime(&now);
+    walk(folder, [&](const std::u16string& inside, const WIN32_FIND_DATAW& entry) {
+        const std::u16string_view name = entry.cFileName;
+        const bool isOurs =
+            name.starts_with(hiddenStart) &&
+            (name.ends_with(u".part") || name.ends_with(u".check") || name.ends_with(u".probe"));
+        if (isOurs && ticksOf(entry.ftLastWriteTime) + day < ticksOf(now))
+            DeleteFileW((inside + entry.cFileName).c_str());
+    });
+}
+
+/// Eight random digits.
+std::u16string newRun() {
+    std::u16string run;
+    for (std::random_device random; run.size() < 8;) run += u"0123456789abcdef"[random() % 16];
+    return run;
+}
+
+/// Whether one of the two leads to the other; false also where one can't be asked.
+bool isSameFile(const std::u16string& a, const std::u16string& b) {
+    BY_HANDLE_FILE_INFORMATION first{}, second{};
+    const UniqueHandle one = open(a, 0), other = open(b, 0);
+    return one && other && GetFileInformationByHandle(one.get(), &first) &&
+           GetFileInformationByHandle(other.get(), &second) &&
+           first.dwVolumeSerialNumber == second.dwVolumeSerialNumber &&
+           first.nFileIndexHigh == second.nFileIndexHigh &&
+           first.nFileIndexLow == second.nFileIndexLow;
+}
+
 }  // namespace
 
-TargetFolder::TargetFolder(const std::u16string& path) : path_(absolutePath(path)) {
+TargetFolder::TargetFolder(const std::u16string& path) : path_(absolutePath(path)), run_(newRun()) {
     while (path_.size() > 1 && (path_.ends_with(u'/') || path_.ends_with(u'\\'))) path_.pop_back();
-    makeFolder(path_.ends_with(u':') ? path_ + u'\\' : path_);
-    for (; number_ < 100; ++number_) {
-        const std::u16string name = u"ZlkCamUnload_" + wideText(std::to_string(number_));
-        claim_ = UniqueHandle(CreateMutexW(nullptr, 0, name.c_str()));
-        if (claim_ && GetLastError() != ERROR_ALREADY_EXISTS) return;
-        if (!claim_) throwUnusable(path_, "Copying into");
-    }
-    throw Failure(ExitStatus::FileUnusable, "Too many programs copy files at once.");
+    makeFolder(folderPath(path_));
+    removeLeftovers(folderPath(path_));
 }
 
 std::u16string TargetFolder::fileFor(std::u16string_view devicePath, bool flat) const {
@@ -131,6 +198,7 @@ void TargetFolder::makeFoldersOf(const std::u16string& file) {
         const std::u16string folder = file.substr(0, end++);
         if (std::find(made_.begin(), made_.end(), folder) != made_.end()) continue;
         makeFolder(folder);
+        removeLeftovers(folder);
         made_.push_back(folder);
     }
 }
@@ -138,18 +206,17 @@ void TargetFolder::makeFoldersOf(const std::u16string& file) {
 std::u16string TargetFolder::hiddenName(const std::u16string& file,
                                         std::u16string_view kind) const {
     const std::size_t start = nameStart(file);
-    std::u16string hidden = file.substr(0, start) + u".zlkcam-" + file.substr(start);
-    if (number_ > 1) hidden += u'.' + wideText(std::to_string(number_));
-    return hidden + u'.' + std::u16string(kind);
+    return file.substr(0, start).append(hiddenStart) + run_ + u'-' + file.substr(start) + u'.' +
+           std::u16string(kind);
 }
 
-TargetFolder::Placed TargetFolder::place(const std::u16string& part,
-                                         const std::u16string& file) const {
+TargetFolder::Placed TargetFolder::place(const std::u16string& part, const std::u16string& file,
+                                         const std::u16string& original) const {
     for (unsigned number = 1; number < maxCollisions; ++number) {
         const std::u16string candidate = numbered(file, number);
         if (MoveFileW(part.c_str(), candidate.c_str())) return {candidate, false};
         if (GetLastError() != ERROR_ALREADY_EXISTS) throwUnusable(candidate, "Making");
-        if (!sameContent(part, candidate)) continue;
+        if (isSameFile(candidate, original) || !sameContent(part, candidate)) continue;
         DeleteFileW(part.c_str());
         return {candidate, true};
     }
@@ -158,23 +225,23 @@ TargetFolder::Placed TargetFolder::place(const std::u16string& part,
 }
 
 std::u16string TargetFolder::findSame(const std::u16string& file, std::uint64_t size,
-                                      std::int64_t modified) const {
+                                      std::int64_t modified, const std::u16string& original) const {
     for (unsigned number = 1; number < maxCollisions; ++number) {
         std::u16string candidate = numbered(file, number);
         FileStatus status{};
         std::uint64_t itsSize = 0;
         if (!_wstat64i32(candidate.c_str(), status)) return {};
         const std::int64_t apart = status.st_mtime - modified;
-        if (apart >= -2 && apart <= 2 && fileSize(candidate, itsSize) && itsSize == size)
+        if (apart >= -2 && apart <= 2 && fileSize(candidate, itsSize) && itsSize == size &&
+            !isSameFile(candidate, original))
             return candidate;
     }
     return {};
 }
 
 DWORD TargetFolder::writeError(const std::u16string& wanted) const {
-    const std::u16string probe = hiddenName(wanted, u"probe");
-    UniqueHandle file(CreateFileW(probe.c_str(), GENERIC_READ | GENERIC_WRITE, FILE_SHARE_READ,
-                                  nullptr, CREATE_ALWAYS, FILE_ATTRIBUTE_NORMAL, nullptr));
+    const std::u16string probe = hiddenName(wanted.substr(0, nameStart(wanted)), u"probe");
+    UniqueHandle file = makeNew(probe);
     if (!file) return GetLastError();
     // As much as the components write at once.
     const std::vector<BYTE> block(64 * 1024);
@@ -188,14 +255,38 @@ DWORD TargetFolder::writeError(const std::u16string& wanted) const {
 }
 
 bool TargetFolder::flushNames() const {
-    if (!flushFolder(path_.substr(0, std::max<std::size_t>(nameStart(path_), 2) - 1)) ||
-        !flushFolder(path_))
-        return false;
-    return std::all_of(made_.begin(), made_.end(), flushFolder);
+    const std::u16string parent = parentOf(path_);
+    return (parent.empty() || flushFolder(parent)) && flushFolder(folderPath(path_)) &&
+           std::all_of(made_.begin(), made_.end(), flushFolder);
+}
+
+bool TargetFolder::liesBelow(const std::u16string& root) const {
+    const HiddenFile probe(hiddenName(path_ + u'/', u"probe"));
+    const std::u16string name = probe.name().substr(nameStart(probe.name()));
+    bool found = false;
+    for (std::vector<std::u16string> folders{root}; !folders.empty() && !found;) {
+        const std::u16string folder = std::move(folders.back());
+        folders.pop_back();
+        walk(folder, [&](const std::u16string& inside, const WIN32_FIND_DATAW& entry) {
+            const std::u16string_view its = entry.cFileName;
+            found = found || its == name;
+            if ((entry.dwFileAttributes & FILE_ATTRIBUTE_DIRECTORY) && its != u"." && its != u"..")
+                folders.push_back(inside + entry.cFileName);
+        });
+    }
+    return found;
+}
+
+HiddenFile::HiddenFile(std::u16string name) : name_(std::move(name)) {
+    if (!makeNew(name_)) throwUnusable(name_, "Making");
+}
+
+HiddenFile::~HiddenFile() {
+    DeleteFileW(name_.c_str());
 }
 
 bool sameContent(const std::u16string& a, const std::u16string& b) {
-    const UniqueHandle first = openToRead(a), second = openToRead(b);
+    const UniqueHandle first = open(a, GENERIC_READ), second = open(b, GENERIC_READ);
     LARGE_INTEGER firstSize{}, secondSize{};
     if (!first || !second || !GetFileSizeEx(first.get(), &firstSize) ||
         !GetFileSizeEx(second.get(), &secondSize) || firstSize.QuadPart != secondSize.QuadPart)
@@ -219,8 +310,7 @@ bool flushFile(const std::u16string& file) {
 }
 
 bool fileSize(const std::u16string& file, std::uint64_t& size) {
-    const UniqueHandle handle(CreateFileW(file.c_str(), 0, FILE_SHARE_READ | FILE_SHARE_WRITE,
-                                          nullptr, OPEN_EXISTING, FILE_ATTRIBUTE_NORMAL, nullptr));
+    const UniqueHandle handle = open(file, 0);
     LARGE_INTEGER bytes{};
     if (!handle || !GetFileSizeEx(handle.get(), &bytes)) return false;
     size = static_cast<std::uint64_t>(bytes.QuadPart);

@@ -1,10 +1,12 @@
 #pragma once
 // The folder on this machine that files of a device are copied into.
 //
-// A file is first written to a hidden name in the folder where it will lie, `.zlkcam-<name>.part`,
-// and moved to its own name when it is whole; a move never replaces a file. So whatever is
-// interrupted, and however, no half file has a name that anybody would take for a picture, and no
-// file that was there before is touched. A leftover of a killed run is used again.
+// A file is first written to a hidden name in the folder where it will lie,
+// `.zlkcam-<run>-<name>.part`, and moved to its own name when it is whole; a move never replaces a
+// file. So whatever is interrupted, and however, no half file has a name that anybody would take
+// for a picture, and no file that was there before is touched. No two runs have a hidden name in
+// common, of whatever users and on whatever computers; the leftovers of killed runs are taken
+// away by a run that finds nobody has written to them for a day.
 //
 // Names come from the device and are made safe: nothing leads out of the folder, is hidden in it,
 // or holds what a terminal or another system chokes on.
@@ -14,7 +16,6 @@
 #include <string_view>
 #include <vector>
 
-#include "platform/named_objects.h"
 #include "platform/types.h"
 
 namespace zlk {
@@ -30,25 +31,32 @@ class TargetFolder {
     /// `flat` leaves its folders out.
     std::u16string fileFor(std::u16string_view devicePath, bool flat) const;
 
-    /// Makes the folders between this one and `file`; throws Failure (FileUnusable).
+    /// Makes the folders between this one and `file`, as far as they are missing; throws Failure
+    /// (FileUnusable).
     void makeFoldersOf(const std::u16string& file);
 
     /// The hidden name next to `file` for what isn't whole yet; `kind` ends it.
     std::u16string hiddenName(const std::u16string& file, std::u16string_view kind) const;
 
     /// Moves a whole file to its name, to the first of `name`, `name (2)`, `name (3)` that is
-    /// free; where one of them has the same bytes already, `part` is removed instead. Throws
-    /// Failure (FileUnusable) and leaves `part`.
+    /// free; where one of them has the same bytes already, `part` is removed instead. `original`
+    /// is the file on the device, which is no copy of itself whatever link leads to it; empty if
+    /// it has no path. Throws Failure (FileUnusable) and leaves `part`.
     struct Placed {
         std::u16string file;
         bool wasThere = false;
     };
-    Placed place(const std::u16string& part, const std::u16string& file) const;
+    Placed place(const std::u16string& part, const std::u16string& file,
+                 const std::u16string& original) const;
 
     /// The file among `name`, `name (2)`... with this size and modification time, to the two
-    /// seconds that a card's clock has; empty if there is none.
-    std::u16string findSame(const std::u16string& file, std::uint64_t size,
-                            std::int64_t modified) const;
+    /// seconds that a card's clock has; empty if there is none. `original` as above.
+    std::u16string findSame(const std::u16string& file, std::uint64_t size, std::int64_t modified,
+                            const std::u16string& original) const;
+
+    /// Whether the folder lies below another one, by whatever names: what is made here shows
+    /// there.
+    bool liesBelow(const std::u16string& folder) const;
 
     /// Why nothing can be written beside `file`; ERROR_SUCCESS if something can.
     DWORD writeError(const std::u16string& file) const;
@@ -60,9 +68,22 @@ class TargetFolder {
   private:
     std::u16string path_;
     std::vector<std::u16string> made_;  // folders known to be there
-    // Two of us that copy into one folder at once have different hidden names: each holds a number.
-    UniqueHandle claim_;
-    unsigned number_ = 1;
+    const std::u16string run_;
+};
+
+/// A file that must not outlive its use under its hidden name; once it has been moved there is
+/// none.
+class HiddenFile {
+  public:
+    /// Makes it, and writes into nothing that has the name; throws Failure (FileUnusable).
+    explicit HiddenFile(std::u16string name);
+    ~HiddenFile();
+    HiddenFile(const HiddenFile&) = delete;
+    HiddenFile& operator=(const HiddenFile&) = delete;
+    const std::u16string& name() const { return name_; }
+
+  private:
+    std::u16string name_;
 };
 
 /// Whether two files have the same bytes; false also where one can't be read.

@@ -4,6 +4,7 @@
 
 #include "platform/clock.h"
 #include "platform/files.h"
+#include "platform/named_objects.h"
 #include "tools/zlkcam/ProgressCallback.h"
 #include "tools/zlkcam/StopFlag.h"
 #include "tools/zlkcam/Text.h"
@@ -14,23 +15,7 @@ namespace {
 using Outcome = UnloadedFile::Outcome;
 
 // The components' sizes have 32 bits, and a camera says "more than that" with all of them set.
-constexpr std::uint64_t tooLarge = 0xFFFFFFFF;
-
-/// A file that must not outlive its use under that name; once it has been moved there is none.
-class HiddenFile {
-  public:
-    /// What has the name is a killed run's, or a link that must not be written through.
-    explicit HiddenFile(std::u16string name) : name_(std::move(name)) {
-        DeleteFileW(name_.c_str());
-    }
-    ~HiddenFile() { DeleteFileW(name_.c_str()); }
-    HiddenFile(const HiddenFile&) = delete;
-    HiddenFile& operator=(const HiddenFile&) = delete;
-    const std::u16string& name() const { return name_; }
-
-  private:
-    std::u16string name_;
-};
+constexpr std::uint64_t largest = 0xFFFFFFFF;
 
 /// Ids of files on a volume are paths, which the platform can be asked about.
 bool isPath(std::u16string_view id) {
@@ -54,26 +39,10 @@ struct SourceState {
     bool operator==(const SourceState&) const = default;
 };
 
-/// A folder that is a folder of the device itself would take each original for its own copy. What
-/// was just written in it shows beside the original then, whatever the folder's name is.
-void requireOtherFolder(const std::u16string& id, const std::u16string& part) {
-    if (!isPath(id)) return;
-    const std::u16string beside =
-        id.substr(0, id.rfind(u'\\') + 1) + part.substr(part.rfind(u'/') + 1);
-    if (GetFileAttributesW(beside.c_str()) != INVALID_FILE_ATTRIBUTES)
-        throw Failure(ExitStatus::FileUnusable, "The folder to copy into is on the device itself.",
-                      "Choose a folder on this machine.");
-}
-
-/// Whether the file isn't the original under another name, as a link would be: one that is kept
-/// from everybody else can't be opened by any of its names.
-bool isAnotherFile(const std::u16string& file, const std::u16string& id) {
-    if (!isPath(id)) return true;
-    const UniqueHandle kept(CreateFileW(file.c_str(), GENERIC_READ | GENERIC_WRITE, 0, nullptr,
-                                        OPEN_EXISTING, FILE_ATTRIBUTE_NORMAL, nullptr));
-    const UniqueHandle original(CreateFileW(id.c_str(), GENERIC_READ, FILE_SHARE_READ, nullptr,
-                                            OPEN_EXISTING, FILE_ATTRIBUTE_READONLY, nullptr));
-    return kept && original;
+/// The path of the original, where it has one.
+const std::u16string& originalOf(const FileRecord& record) {
+    static const std::u16string none;
+    return isPath(record.id) ? record.id : none;
 }
 
 Failure stopped() {
@@ -87,6 +56,10 @@ Unloader::Unloader(Tool& tool, const PhotoSession& session, std::u16string root,
     : tool_(tool), session_(session), root_(std::move(root)), target_(target), options_(options) {}
 
 void Unloader::copy(const std::vector<FileRecord>& records) {
+    // Each original would be taken for its own copy, or all copies go with the card.
+    if (!records.empty() && isPath(records.front().id) && target_.liesBelow(root_))
+        throw Failure(ExitStatus::FileUnusable, "The folder to copy into is on the device itself.",
+                      "Choose a folder on this machine.");
     std::uint64_t bytes = 0;
     for (const FileRecord& record : records) {
         files_.emplace_back().record = &record;
@@ -121,7 +94,7 @@ void Unloader::copyFile(UnloadedFile& file, ProgressBar& bar) {
     const SourceState source(*file.record);
     file.size = source.size;
     file.modified = source.modified;
-    if (source.size >= tooLarge) {
+    if (source.size > largest || (source.size == largest && !isPath(file.record->id))) {
         file.outcome = Outcome::TooLarge;
         throw Failure(ExitStatus::TooLarge,
                       "It has 4 GiB or more, of which only a part would arrive.",
@@ -132,7 +105,8 @@ void Unloader::copyFile(UnloadedFile& file, ProgressBar& bar) {
 
     const std::u16string wanted = target_.fileFor(pathBelow(root_, *file.record), options_.flat);
     if (options_.onlyNew) {
-        file.file = target_.findSame(wanted, source.size, source.modified);
+        file.file =
+            target_.findSame(wanted, source.size, source.modified, originalOf(*file.record));
         if (!file.file.empty()) {
             file.outcome = Outcome::Skipped;
             return;
@@ -141,19 +115,19 @@ void Unloader::copyFile(UnloadedFile& file, ProgressBar& bar) {
     target_.makeFoldersOf(wanted);
     const HiddenFile part(target_.hiddenName(wanted, u"part"));
     fetch(file, part.name(), {bar, 0, options_.verify ? 50 : 100});
-    requireOtherFolder(file.record->id, part.name());
     if (SourceState(*file.record) != source)
         throw Failure(ExitStatus::ReadFailed, "It changed while it was copied.");
-    complete(file, part.name());
     if (options_.verify) {
         verify(file, part.name(), target_.hiddenName(wanted, u"check"), {bar, 50, 50});
         // Of nothing that a camera says it has, it delivers nothing to compare.
         file.verified = source.size > 0 || isPath(file.record->id);
     }
-    const TargetFolder::Placed placed = target_.place(part.name(), wanted);
-    // Somebody else's file counts as this copy now, if it is one.
-    if (placed.wasThere && file.verified)
-        file.verified = isAnotherFile(placed.file, file.record->id) && flushFile(placed.file);
+    // Only now does it look older than a leftover.
+    complete(file, part.name());
+    const TargetFolder::Placed placed =
+        target_.place(part.name(), wanted, originalOf(*file.record));
+    // Somebody else's file counts as this copy now.
+    if (placed.wasThere && file.verified) file.verified = flushFile(placed.file);
     file.file = placed.file;
     file.outcome = placed.wasThere ? Outcome::WasThere : Outcome::Copied;
 }
@@ -215,14 +189,12 @@ void Unloader::noteFailure(UnloadedFile& file, const Failure& failure) {
     file.failure = failure;
     switch (failure.status) {
         case ExitStatus::Stopped:
-        case ExitStatus::NotConnected:
-        case ExitStatus::NotClaimed:
             ending_ = failure;
             break;
+        case ExitStatus::NotConnected:
+        case ExitStatus::NotClaimed:
         case ExitStatus::ReadFailed:
-            if (!session_.hasMedia())
-                ending_ = deviceFailure(static_cast<LONG>(ExitStatus::NotConnected),
-                                        session_.device(), "Reading");
+            ending_ = session_.endOf(failure);
             break;
         default:
             break;
@@ -240,6 +212,15 @@ void Unloader::removeVerified() {
                               reasonText() + ".");
         return;
     }
+    // A camera may have given a handle to another picture.
+    const bool byHandle = !files_.empty() && !isPath(files_.front().record->id);
+    std::vector<FileRecord> listed;
+    try {
+        if (byHandle) listed = session_.files();
+    } catch (const Failure& failure) {
+        ending_ = failure;
+        return;
+    }
     for (UnloadedFile& file : files_) {
         if (!file.verified) continue;
         if (StopFlag::raised()) {
@@ -248,16 +229,16 @@ void Unloader::removeVerified() {
         }
         try {
             const SourceState now(*file.record);
-            if (now.size != file.size || now.modified != file.modified)
+            const bool isAnother =
+                byHandle && std::find(listed.begin(), listed.end(), *file.record) == listed.end();
+            if (isAnother || now.size != file.size || now.modified != file.modified)
                 throw Failure(ExitStatus::DeleteRefused,
                               "It was copied, and has changed on the device since.");
             session_.require(session_->DeleteFileW(Bstr(file.record->id).get()), "Deleting it");
             file.deleted = true;
         } catch (const Failure& failure) {
             file.failure = failure;
-            if (!session_.isGoneWith(failure)) continue;
-            ending_ = failure;
-            return;
+            if ((ending_ = session_.endOf(failure))) return;
         }
     }
 }

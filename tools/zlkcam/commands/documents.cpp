@@ -16,6 +16,14 @@ struct DocumentOptions {
     bool clear = false;
 };
 
+/// What the file says that is to be set; throws Failure (FileUnusable).
+std::u16string newText(const DocumentOptions& options) {
+    std::u16string text = readTextFile(pathArgument(options.file));
+    if (text.empty())
+        throw Failure(ExitStatus::FileUnusable, "The file " + options.file + " is empty.");
+    return text;
+}
+
 void tell(Tool& tool, const Device& device, std::u16string_view text) {
     tool.say(utf8Text(text));
     tool.answer.beginObject()
@@ -61,8 +69,7 @@ class CameraOrders {
 };
 
 void runOrder(Tool& tool, const DocumentOptions& options) {
-    const std::u16string order =
-        options.file.empty() ? std::u16string() : readTextFile(pathArgument(options.file));
+    const std::u16string order = options.file.empty() ? std::u16string() : newText(options);
     const DeviceDirectory directory;
     const PhotoSession session(directory.find(wideText(options.device)));
     session.requireMedia();
@@ -109,15 +116,13 @@ void exchange(Tool& tool, const DocumentOptions& options, const Session<Interfac
               const std::string& what) {
     Interface& object = *session.operator->();
     std::u16string menu;
-    if (!options.file.empty()) menu = readTextFile(pathArgument(options.file));
+    if (!options.file.empty()) menu = newText(options);
     Bstr old;
     const HRESULT result = (object.*get)(old.out());
     if (options.file.empty()) {
         session.require(result, "Reading the " + what);
         return tell(tool, session.device(), old.view());
     }
-    if (menu.empty())
-        throw Failure(ExitStatus::FileUnusable, "The file " + options.file + " is empty.");
     session.require((object.*put)(Bstr(menu).get()), "Writing the " + what);
     tellDone(tool, session.device(), "The " + what + " is written.");
 }

@@ -3,7 +3,6 @@
 #include <algorithm>
 #include <unordered_set>
 
-#include "platform/files.h"
 #include "tools/zlkcam/Session.h"
 #include "tools/zlkcam/StopFlag.h"
 #include "tools/zlkcam/TargetFolder.h"
@@ -46,28 +45,27 @@ void runList(Tool& tool, const ListOptions& options) {
     tool.say(std::to_string(files.size()) + " files, " + sizeText(bytes));
 }
 
-/// Why a thumbnail or a deletion failed, and the first such status as that of the program.
-void noteFailure(Tool& tool, const FileRecord& file, const Failure& failure) {
+/// Why a thumbnail or a deletion failed, and the first such status as that of the program, unless
+/// the device is gone with it. Whether the work can go on.
+bool noteFailure(Tool& tool, const PhotoSession& session, const FileRecord& file,
+                 const Failure& failure) {
     tool.warn(titleOf(file) + ": " + failure.what());
     tool.answer.member("failed", true).key("error");
     Tool::writeError(tool.answer, failure);
-    if (tool.status == ExitStatus::Success) tool.status = failure.status;
+    const std::optional<Failure> end = session.endOf(failure);
+    if (tool.status == ExitStatus::Success || end) tool.status = end.value_or(failure).status;
+    return !end;
 }
 
 void saveThumbnail(Tool& tool, const PhotoSession& session, TargetFolder& target,
                    const FileRecord& file, const std::u16string& wanted) {
     target.makeFoldersOf(wanted);
-    const std::u16string part = target.hiddenName(wanted, u"part");
-    const HRESULT result = session->SaveThumbnail(Bstr(file.id).get(), Bstr(part).get());
-    try {
-        session.require(result, "Making the thumbnail");
-        const std::u16string placed = target.place(part, wanted).file;
-        tool.say(utf8Text(file.cameraPath) + " -> " + utf8Text(placed));
-        tool.answer.member("file", placed);
-    } catch (const Failure&) {
-        DeleteFileW(part.c_str());
-        throw;
-    }
+    const HiddenFile part(target.hiddenName(wanted, u"part"));
+    session.require(session->SaveThumbnail(Bstr(file.id).get(), Bstr(part.name()).get()),
+                    "Making the thumbnail");
+    const std::u16string placed = target.place(part.name(), wanted, {}).file;
+    tool.say(utf8Text(file.cameraPath) + " -> " + utf8Text(placed));
+    tool.answer.member("file", placed);
 }
 
 void runThumbs(Tool& tool, const ThumbsOptions& options) {
@@ -79,21 +77,18 @@ void runThumbs(Tool& tool, const ThumbsOptions& options) {
     const std::u16string root = directory.lowLevelId(session.device().contextId);
     const StopFlag stop;
     tool.answer.beginObject().key("thumbnails").beginArray();
+    bool goesOn = true;
     for (const FileRecord& file : files) {
-        if (StopFlag::raised()) {
-            tool.status = ExitStatus::Stopped;
-            break;
-        }
+        if (StopFlag::raised()) tool.status = ExitStatus::Stopped;
+        if (StopFlag::raised() || !goesOn) break;
         tool.answer.beginObject().member("id", file.id);
         try {
             saveThumbnail(tool, session, target, file,
                           target.fileFor(pathBelow(root, file), options.flat) + u".thumb.jpg");
         } catch (const Failure& failure) {
-            noteFailure(tool, file, failure);
+            goesOn = noteFailure(tool, session, file, failure);
         }
         tool.answer.endObject();
-        // One that can't be read is a picture's fault; a card that is gone ends it.
-        if (tool.status != ExitStatus::Success && !session.hasMedia()) break;
     }
     tool.answer.endArray().endObject();
 }
@@ -119,7 +114,7 @@ void runDelete(Tool& tool, const DeviceWords& given) {
         const bool listed = std::any_of(files.begin(), files.end(), [&](const FileRecord& file) {
             return file.id == wanted.id;
         });
-        bool isGone = false;
+        bool goesOn = true;
         tool.answer.beginObject().member("id", wanted.id);
         try {
             if (!listed)
@@ -129,11 +124,10 @@ void runDelete(Tool& tool, const DeviceWords& given) {
             tool.say("Deleted " + word);
             tool.answer.member("deleted", true);
         } catch (const Failure& failure) {
-            noteFailure(tool, wanted, failure);
-            isGone = session.isGoneWith(failure);
+            goesOn = noteFailure(tool, session, wanted, failure);
         }
         tool.answer.endObject();
-        if (isGone) break;
+        if (!goesOn) break;
     }
     tool.answer.endArray().endObject();
 }

@@ -33,17 +33,20 @@ const char* outcomeName(Outcome outcome) {
     return "not reached";
 }
 
-/// The gravest of what went wrong: what ended it, then the first file that failed; files that are
-/// too large only where all else went well.
+/// How grave it is what became of a file: it wasn't copied, wasn't deleted, was too large.
+int gravityOf(const UnloadedFile& file) {
+    if (!file.failure) return 0;
+    if (file.outcome == Outcome::TooLarge) return 1;
+    return file.outcome == Outcome::Failed ? 3 : 2;
+}
+
+/// The gravest of what went wrong: what ended it, then the first of the files to which the worst
+/// happened.
 std::optional<Failure> gravest(const Unloader& unloader) {
     if (unloader.ending()) return unloader.ending();
-    std::optional<Failure> found;
-    for (const UnloadedFile& file : unloader.files()) {
-        if (!file.failure) continue;
-        if (file.outcome != Outcome::TooLarge) return file.failure;
-        if (!found) found = file.failure;
-    }
-    return found;
+    const auto& files = unloader.files();
+    const auto worst = std::ranges::max_element(files, {}, gravityOf);
+    return worst == files.end() ? std::nullopt : worst->failure;
 }
 
 void writeFile(JsonWriter& json, const UnloadedFile& file) {
