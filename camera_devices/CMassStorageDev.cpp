@@ -68,6 +68,7 @@ CMassStorageDev::CMassStorageDev(std::u16string lowLevelId, std::u16string id)
     checkMediaMethod = settings.ContextIdToCheckMediaMethod(contextId);
     const auto passes = static_cast<std::int32_t>(settings.ContextIdToFileEnumTimeout(contextId));
     enumTimeout = passes > 0 ? std::min(passes, maximumPasses) : defaultPasses;
+    thumbnails.emplace();
 }
 
 CMassStorageDev::~CMassStorageDev() {

@@ -1,5 +1,6 @@
 #pragma once
 
+#include <optional>
 #include <string>
 #include <string_view>
 
@@ -102,8 +103,8 @@ class CMassStorageDev final : public CImageDev {
     std::int32_t enumTimeout = 0;  // further passes over a volume without files
     bool cancelled = false;
     bool recurse = true;
-    ComPtr<ICardReader> aioDevice;  // made when it is first asked, kept
-    ThumbnailLibrary thumbnails;
+    ComPtr<ICardReader> aioDevice;               // made when it is first asked, kept
+    std::optional<ThumbnailLibrary> thumbnails;  // once the rest stands
 };
 
 }  // namespace zlk

@@ -144,7 +144,7 @@ DeviceCode CMassStorageDev::GetFile(std::u16string id, ObjectProgressInterface* 
 DeviceCode CMassStorageDev::GetThumbnail(std::u16string id, std::u16string fileName) {
     return operationCode(DeviceCode::PcFileUnusable, [&] {
         TraceLine(category, "GetThumbnail (%s) - start", id);
-        if (!thumbnails.usable()) {
+        if (!thumbnails->usable()) {
             TraceLine(category, "GetThumbnail - image library not initiated");
             return DeviceCode::OutOfMemory;
         }
@@ -152,7 +152,7 @@ DeviceCode CMassStorageDev::GetThumbnail(std::u16string id, std::u16string fileN
         TraceLine(category, "GetThumbnail - call into TNG - start");
         std::span<const BYTE> picture;
         std::int32_t extendedError = 0;
-        const std::int32_t result = thumbnails.generate(id, picture, extendedError);
+        const std::int32_t result = thumbnails->generate(id, picture, extendedError);
         TraceLine(category, "GetThumbnail - call into TNG - end");
         if (result != 0) {
             traceThumbnailFailure(result, extendedError);
