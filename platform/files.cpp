@@ -205,12 +205,20 @@ bool renameOntoOwn(const PathTarget::Entry& from, const PathTarget::Entry& to) {
     const int folder = to.folder.get();
     const char* name = to.name.c_str();
     const bool isDirectory = S_ISDIR(status.st_mode);
-    if (isDirectory) {
-        if (::mkdirat(folder, name, S_IRWXU) != 0) return false;
-    } else if (!Descriptor(::openat(folder, name, O_WRONLY | O_CREAT | O_EXCL | O_CLOEXEC, 0600))) {
+    const auto isMade = [&] {
+        if (isDirectory) return ::mkdirat(folder, name, S_IRWXU) == 0;
+        return bool(
+            Descriptor(::openat(folder, name, O_WRONLY | O_CREAT | O_EXCL | O_CLOEXEC, 0600)));
+    };
+    // Whoever is killed behind a link leaves a second name of the whole file; behind what is made
+    // to be replaced, an empty one.
+    if (!isDirectory && ::linkat(from.folder.get(), from.name.c_str(), folder, name, 0) == 0) {
+        if (::unlinkat(from.folder.get(), from.name.c_str(), 0) == 0) return true;
+    } else if (errno == EEXIST || !isMade()) {
         return false;
+    } else if (::renameat(from.folder.get(), from.name.c_str(), folder, name) == 0) {
+        return true;
     }
-    if (::renameat(from.folder.get(), from.name.c_str(), folder, name) == 0) return true;
     const int error = errno;
     ::unlinkat(folder, name, isDirectory ? AT_REMOVEDIR : 0);
     errno = error;
