@@ -1,11 +1,13 @@
 #include "platform/files.h"
 
 #include <fcntl.h>
+#include <limits.h>
 #include <stdio.h>
 #include <stdlib.h>
 #include <sys/stat.h>
 
 #include <algorithm>
+#include <array>
 #include <cstring>
 #include <memory>
 
@@ -240,6 +242,19 @@ bool moveFile(const WCHAR* from, const WCHAR* to) {
     return errno == EEXIST ? refuse(ERROR_ALREADY_EXISTS) : refuseFromErrno();
 }
 
+std::u16string pathWithoutLinks(const WCHAR* path) {
+    auto target = PathTarget::find(path);
+    struct statx status;
+    const Descriptor asked = target ? openToAsk(*target, status) : Descriptor();
+    if (!asked) return {};
+    const std::string entry = "/proc/self/fd/" + std::to_string(asked.get());
+    std::array<char, PATH_MAX> way;
+    const ssize_t length = ::readlink(entry.c_str(), way.data(), way.size());
+    if (length > 0) return nameText(std::string(way.data(), static_cast<std::size_t>(length)));
+    setLastErrorFromErrno();
+    return {};
+}
+
 bool makeFolder(const WCHAR* path) {
     const auto target = PathTarget::find(path);
     if (!target) return false;
@@ -326,12 +341,6 @@ BOOL GetFileSizeEx(HANDLE file, LARGE_INTEGER* size) noexcept {
     return handle && (size ? handle->size(size->QuadPart) : refuse(ERROR_INVALID_PARAMETER));
 }
 
-BOOL GetFileInformationByHandle(HANDLE file, BY_HANDLE_FILE_INFORMATION* information) noexcept {
-    const auto handle = findHandleOf<FileHandle>(file);
-    return handle &&
-           (information ? handle->identify(*information) : refuse(ERROR_INVALID_PARAMETER));
-}
-
 BOOL SetFileTime(HANDLE file, const FILETIME*, const FILETIME*,
                  const FILETIME* lastWrite) noexcept {
     const auto handle = findHandleOf<FileHandle>(file);
@@ -361,9 +370,15 @@ bool _wstat64i32(const WCHAR* path, FileStatus& result) noexcept {
         struct statx status;
         if (!target || !openToAsk(*target, status)) return false;
         const std::uint16_t mode = isFolder(status) ? 0x4000 : 0x8000;
-        result = {mode, static_cast<std::int32_t>(status.stx_size), status.stx_mtime.tv_sec};
+        const auto device = std::uint64_t{status.stx_dev_major} << 32 | status.stx_dev_minor;
+        result = {mode, static_cast<std::int32_t>(status.stx_size), status.stx_mtime.tv_sec, device,
+                  status.stx_ino};
         return true;
     });
+}
+
+std::u16string finalPath(const WCHAR* path) noexcept {
+    return withoutExceptions(std::u16string(), [&] { return pathWithoutLinks(path); });
 }
 
 BOOL CreateDirectoryW(const WCHAR* path, const SECURITY_ATTRIBUTES*) noexcept {

@@ -60,13 +60,6 @@ struct WIN32_FIND_DATAW {
 };
 static_assert(sizeof(WIN32_FIND_DATAW) == 592);
 
-/// What tells an open file from all others, as far as anybody here asks.
-struct BY_HANDLE_FILE_INFORMATION {
-    DWORD dwVolumeSerialNumber;  ///< of the file system
-    DWORD nFileIndexHigh;        ///< and the file's number in it
-    DWORD nFileIndexLow;
-};
-
 // The C library has a macro of this member's name.
 #pragma push_macro("st_mtime")
 #undef st_mtime
@@ -75,6 +68,8 @@ struct FileStatus {
     std::uint16_t st_mode;  ///< 0x4000 for a folder, 0x8000 for a file
     std::int32_t st_size;   ///< the low 32 bits
     std::int64_t st_mtime;  ///< seconds since 1970 UTC
+    std::uint64_t st_dev;   ///< the file system
+    std::uint64_t st_ino;   ///< the number there, which may change while nobody has it open
 };
 #pragma pop_macro("st_mtime")
 
@@ -119,8 +114,6 @@ BOOL WriteFile(HANDLE file, const void* buffer, DWORD size, DWORD* written,
 
 BOOL GetFileSizeEx(HANDLE file, LARGE_INTEGER* size) noexcept;
 
-BOOL GetFileInformationByHandle(HANDLE file, BY_HANDLE_FILE_INFORMATION* information) noexcept;
-
 /// The last write (the other two times may be null and are ignored) of an open file.
 BOOL SetFileTime(HANDLE file, const FILETIME* creation, const FILETIME* lastAccess,
                  const FILETIME* lastWrite) noexcept;
@@ -141,6 +134,10 @@ DWORD GetFileAttributesW(const WCHAR* path) noexcept;
 
 /// False on failure.
 bool _wstat64i32(const WCHAR* path, FileStatus& status) noexcept;
+
+/// The path of this machine, `/...`, on which no link lies, to what a path leads to; empty on
+/// failure.
+std::u16string finalPath(const WCHAR* path) noexcept;
 
 /// ERROR_ALREADY_EXISTS, also for a file of that name.
 BOOL CreateDirectoryW(const WCHAR* path, const SECURITY_ATTRIBUTES* security) noexcept;

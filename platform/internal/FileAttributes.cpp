@@ -21,7 +21,7 @@ FILETIME fileTime(const statx_timestamp& time) noexcept {
 
 bool statEntry(int folder, const char* name, struct statx& status) noexcept {
     constexpr unsigned wanted =
-        STATX_TYPE | STATX_MODE | STATX_SIZE | STATX_ATIME | STATX_MTIME | STATX_BTIME;
+        STATX_TYPE | STATX_MODE | STATX_INO | STATX_SIZE | STATX_ATIME | STATX_MTIME | STATX_BTIME;
     const int flags = AT_SYMLINK_NOFOLLOW | AT_NO_AUTOMOUNT | (*name ? 0 : AT_EMPTY_PATH);
     return ::statx(folder, name, flags, wanted, &status) == 0;
 }

@@ -9,8 +9,8 @@
 
 namespace zlk::platform {
 
-/// Asks for type, mode, size and times, and no more: some file systems pay for each. `name` empty:
-/// `folder` itself. A link stands for itself. False with errno.
+/// Asks for type, mode, number, size and times, and no more: some file systems pay for each. `name`
+/// empty: `folder` itself. A link stands for itself. False with errno.
 bool statEntry(int folder, const char* name, struct statx& status) noexcept;
 
 inline bool isFolder(const struct statx& status) noexcept {

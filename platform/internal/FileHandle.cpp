@@ -1,10 +1,11 @@
 #include "platform/internal/FileHandle.h"
 
 #include <fcntl.h>
-#include <sys/sysmacros.h>
+#include <sys/stat.h>
 
 #include <algorithm>
 
+#include "platform/files.h"
 #include "platform/internal/FileLock.h"
 #include "platform/internal/PosixError.h"
 
@@ -93,27 +94,14 @@ bool FileHandle::flush() {
     return false;
 }
 
-bool FileHandle::ask(struct stat& status) {
-    if (::fstat(file_.get(), &status) == 0) return true;
-    setLastErrorFromErrno();
-    return false;
-}
-
 bool FileHandle::size(std::int64_t& bytes) {
     struct stat status;
-    if (!ask(status)) return false;
-    bytes = status.st_size;
-    return true;
-}
-
-bool FileHandle::identify(BY_HANDLE_FILE_INFORMATION& information) {
-    struct stat status;
-    if (!ask(status)) return false;
-    const std::uint64_t index = status.st_ino;
-    // A device's number as the kernel keeps it: 12 bits and 20.
-    information = {major(status.st_dev) << 20 | minor(status.st_dev),
-                   static_cast<DWORD>(index >> 32), static_cast<DWORD>(index)};
-    return true;
+    if (::fstat(file_.get(), &status) == 0) {
+        bytes = status.st_size;
+        return true;
+    }
+    setLastErrorFromErrno();
+    return false;
 }
 
 bool FileHandle::setLastWrite(const FILETIME& time) {

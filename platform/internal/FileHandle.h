@@ -1,11 +1,8 @@
 #pragma once
 // An open file.
 
-#include <sys/stat.h>
-
 #include <cstdint>
 
-#include "platform/files.h"
 #include "platform/internal/Descriptor.h"
 #include "platform/internal/Handle.h"
 
@@ -27,12 +24,10 @@ class FileHandle final : public Handle {
     /// What can't be flushed (/dev/null) has nothing left to write.
     bool flush() override;
     bool size(std::int64_t& bytes);
-    bool identify(BY_HANDLE_FILE_INFORMATION& information);
     bool setLastWrite(const FILETIME& time);
 
   private:
     bool allows(DWORD right) const;
-    bool ask(struct stat& status);
     const Descriptor file_;
     const DWORD access_;
     const pid_t opener_ = ::getpid();

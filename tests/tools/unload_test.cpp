@@ -115,7 +115,8 @@ TEST_F(Unload, neverTakesAnOriginalForItsOwnCopy) {
     addFile("B.JPG", "another only one");
     fs::create_directory_symlink(card, target / "alias");
     fs::create_directories(card / "backup/here");
-    for (const fs::path& folder : {card, target / "alias", card / "backup/here"}) {
+    const fs::path byLetter = "Z:" + (target / "alias").string();
+    for (const fs::path& folder : {card, target / "alias", card / "backup/here", byLetter}) {
         EXPECT_EQ(zlkcam({"unload", "--delete", "E:", folder}).status, 6);
         EXPECT_EQ(std::distance(fs::recursive_directory_iterator(card), {}), 5);
     }
@@ -127,6 +128,19 @@ TEST_F(Unload, neverTakesAnOriginalForItsOwnCopy) {
         EXPECT_EQ(readFile(target / "DCIM/A.JPG"), "the only one");
     }
     EXPECT_FALSE(fs::exists(card / "B.JPG") || fs::exists(card / "DCIM/A.JPG"));
+}
+
+TEST_F(Unload, takesNothingForCopiedThatLiesOnTheCardByALink) {
+    addFile("B.JPG", "a double");
+    addFile("DCIM/100CAM/A.JPG", "the only one");
+    addFile("backup/B.JPG", "a double");
+    fs::create_directory_symlink(card / "backup", target / "DCIM");
+    fs::create_symlink(card / "backup/B.JPG", target / "B.JPG");
+    const JsonAnswer result = json({"unload", "--delete", "E:", target});
+    EXPECT_EQ(result.status, 6) << result.error;
+    EXPECT_THAT(result["files"].each("deleted"), ElementsAre("true", "true", "false"));
+    EXPECT_EQ(readFile(target / "B (2).JPG"), "a double");
+    EXPECT_EQ(readFile(card / "DCIM/100CAM/A.JPG"), "the only one");
 }
 
 TEST_F(Unload, takesAwayWhatKilledRunsLeftAndNothingThatMayBeInUse) {

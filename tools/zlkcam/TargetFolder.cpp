@@ -104,33 +104,6 @@ bool flushFolder(const std::u16string& folder) {
     return handle && FlushFileBuffers(handle.get());
 }
 
-/// A drive is named by its root, and not by its current folder.
-std::u16string folderPath(const std::u16string& path) {
-    return path.ends_with(u':') ? path + u'\\' : path;
-}
-
-/// The folder that has a folder's name; empty for the root of a drive, a share or this machine.
-std::u16string parentOf(const std::u16string& folder) {
-    const std::size_t end = nameStart(folder);
-    const bool isShare =
-        folder.starts_with(u"\\\\") && std::count(folder.begin(), folder.end(), u'\\') < 4;
-    if (end == 0 || end == folder.size() || isShare) return {};
-    return folderPath(folder.substr(0, std::max<std::size_t>(end, 2) - 1));
-}
-
-template <class Visit>
-void walk(const std::u16string& folder, Visit visit) {
-    const std::u16string inside =
-        folder + (folder.find_last_of(u"/\\") + 1 == folder.size() ? u"" : u"/");
-    WIN32_FIND_DATAW entry{};
-    const HANDLE found = FindFirstFileW((inside + u'*').c_str(), &entry);
-    if (found == INVALID_HANDLE_VALUE) return;
-    do {
-        visit(inside, entry);
-    } while (FindNextFileW(found, &entry));
-    FindClose(found);
-}
-
 std::uint64_t ticksOf(const FILETIME& time) {
     return std::uint64_t{time.dwHighDateTime} << 32 | time.dwLowDateTime;
 }
@@ -142,14 +115,18 @@ void removeLeftovers(const std::u16string& folder) {
     constexpr std::uint64_t day = 24ull * 3600 * 10'000'000;
     FILETIME now{};
     GetSystemTimeAsFileTime(&now);
-    walk(folder, [&](const std::u16string& inside, const WIN32_FIND_DATAW& entry) {
+    WIN32_FIND_DATAW entry{};
+    const HANDLE walk = FindFirstFileW((folder + u"/*").c_str(), &entry);
+    if (walk == INVALID_HANDLE_VALUE) return;
+    do {
         const std::u16string_view name = entry.cFileName;
         const bool isOurs =
             name.starts_with(hiddenStart) &&
             (name.ends_with(u".part") || name.ends_with(u".check") || name.ends_with(u".probe"));
         if (isOurs && ticksOf(entry.ftLastWriteTime) + day < ticksOf(now))
-            DeleteFileW((inside + entry.cFileName).c_str());
-    });
+            DeleteFileW((folder + u'/' + entry.cFileName).c_str());
+    } while (FindNextFileW(walk, &entry));
+    FindClose(walk);
 }
 
 /// Eight random digits.
@@ -159,23 +136,41 @@ std::u16string newRun() {
     return run;
 }
 
-/// Whether one of the two leads to the other; false also where one can't be asked.
-bool isSameFile(const std::u16string& a, const std::u16string& b) {
-    BY_HANDLE_FILE_INFORMATION first{}, second{};
-    const UniqueHandle one = open(a, 0), other = open(b, 0);
-    return one && other && GetFileInformationByHandle(one.get(), &first) &&
-           GetFileInformationByHandle(other.get(), &second) &&
-           first.dwVolumeSerialNumber == second.dwVolumeSerialNumber &&
-           first.nFileIndexHigh == second.nFileIndexHigh &&
-           first.nFileIndexLow == second.nFileIndexLow;
+/// Whether what a path leads to is `folder` or lies in it, by whatever names; true also where that
+/// can't be found out.
+bool liesIn(const std::u16string& path, const std::u16string& folder) {
+    FileStatus wanted{}, here{};
+    if (folder.empty()) return false;
+    if (!_wstat64i32(folder.c_str(), wanted)) return true;
+    for (std::u16string way = finalPath(path.c_str()); way.starts_with(u'/');
+         way.erase(std::max<std::size_t>(way.rfind(u'/'), 1))) {
+        if (!_wstat64i32(way.c_str(), here)) return true;
+        if (here.st_dev == wanted.st_dev && here.st_ino == wanted.st_ino) return true;
+        if (way == u"/") return false;
+    }
+    return true;
 }
 
 }  // namespace
 
-TargetFolder::TargetFolder(const std::u16string& path) : path_(absolutePath(path)), run_(newRun()) {
+TargetFolder::TargetFolder(const std::u16string& path, const std::u16string& device)
+    : path_(absolutePath(path)), device_(isFolder(device) ? device : u""), run_(newRun()) {
     while (path_.size() > 1 && (path_.ends_with(u'/') || path_.ends_with(u'\\'))) path_.pop_back();
-    makeFolder(folderPath(path_));
-    removeLeftovers(folderPath(path_));
+    // A drive is named by its root, and not by its current folder.
+    if (path_.ends_with(u':')) path_ += u'/';
+    enter(path_);
+}
+
+void TargetFolder::enter(const std::u16string& folder) {
+    if (std::find(entered_.begin(), entered_.end(), folder) != entered_.end()) return;
+    makeFolder(folder);
+    // Copies would go with the device, and an original be taken for its own.
+    if (liesIn(folder, device_))
+        throw Failure(ExitStatus::FileUnusable,
+                      "The folder " + utf8Text(folder) + " is on the device itself.",
+                      "Choose a folder on this machine.");
+    removeLeftovers(folder);
+    entered_.push_back(folder);
 }
 
 std::u16string TargetFolder::fileFor(std::u16string_view devicePath, bool flat) const {
@@ -194,13 +189,7 @@ std::u16string TargetFolder::fileFor(std::u16string_view devicePath, bool flat) 
 
 void TargetFolder::makeFoldersOf(const std::u16string& file) {
     std::size_t end = path_.size() + 1;
-    while ((end = file.find(u'/', end)) != std::u16string::npos) {
-        const std::u16string folder = file.substr(0, end++);
-        if (std::find(made_.begin(), made_.end(), folder) != made_.end()) continue;
-        makeFolder(folder);
-        removeLeftovers(folder);
-        made_.push_back(folder);
-    }
+    while ((end = file.find(u'/', end)) != std::u16string::npos) enter(file.substr(0, end++));
 }
 
 std::u16string TargetFolder::hiddenName(const std::u16string& file,
@@ -210,13 +199,13 @@ std::u16string TargetFolder::hiddenName(const std::u16string& file,
            std::u16string(kind);
 }
 
-TargetFolder::Placed TargetFolder::place(const std::u16string& part, const std::u16string& file,
-                                         const std::u16string& original) const {
+TargetFolder::Placed TargetFolder::place(const std::u16string& part,
+                                         const std::u16string& file) const {
     for (unsigned number = 1; number < maxCollisions; ++number) {
         const std::u16string candidate = numbered(file, number);
         if (MoveFileW(part.c_str(), candidate.c_str())) return {candidate, false};
         if (GetLastError() != ERROR_ALREADY_EXISTS) throwUnusable(candidate, "Making");
-        if (isSameFile(candidate, original) || !sameContent(part, candidate)) continue;
+        if (liesIn(candidate, device_) || !sameContent(part, candidate)) continue;
         DeleteFileW(part.c_str());
         return {candidate, true};
     }
@@ -225,7 +214,7 @@ TargetFolder::Placed TargetFolder::place(const std::u16string& part, const std::
 }
 
 std::u16string TargetFolder::findSame(const std::u16string& file, std::uint64_t size,
-                                      std::int64_t modified, const std::u16string& original) const {
+                                      std::int64_t modified) const {
     for (unsigned number = 1; number < maxCollisions; ++number) {
         std::u16string candidate = numbered(file, number);
         FileStatus status{};
@@ -233,7 +222,7 @@ std::u16string TargetFolder::findSame(const std::u16string& file, std::uint64_t 
         if (!_wstat64i32(candidate.c_str(), status)) return {};
         const std::int64_t apart = status.st_mtime - modified;
         if (apart >= -2 && apart <= 2 && fileSize(candidate, itsSize) && itsSize == size &&
-            !isSameFile(candidate, original))
+            !liesIn(candidate, device_))
             return candidate;
     }
     return {};
@@ -255,26 +244,7 @@ DWORD TargetFolder::writeError(const std::u16string& wanted) const {
 }
 
 bool TargetFolder::flushNames() const {
-    const std::u16string parent = parentOf(path_);
-    return (parent.empty() || flushFolder(parent)) && flushFolder(folderPath(path_)) &&
-           std::all_of(made_.begin(), made_.end(), flushFolder);
-}
-
-bool TargetFolder::liesBelow(const std::u16string& root) const {
-    const HiddenFile probe(hiddenName(path_ + u'/', u"probe"));
-    const std::u16string name = probe.name().substr(nameStart(probe.name()));
-    bool found = false;
-    for (std::vector<std::u16string> folders{root}; !folders.empty() && !found;) {
-        const std::u16string folder = std::move(folders.back());
-        folders.pop_back();
-        walk(folder, [&](const std::u16string& inside, const WIN32_FIND_DATAW& entry) {
-            const std::u16string_view its = entry.cFileName;
-            found = found || its == name;
-            if ((entry.dwFileAttributes & FILE_ATTRIBUTE_DIRECTORY) && its != u"." && its != u"..")
-                folders.push_back(inside + entry.cFileName);
-        });
-    }
-    return found;
+    return std::all_of(entered_.begin(), entered_.end(), flushFolder);
 }
 
 HiddenFile::HiddenFile(std::u16string name) : name_(std::move(name)) {

@@ -22,8 +22,9 @@ namespace zlk {
 
 class TargetFolder {
   public:
-    /// Makes the folder if only its last component is missing. Throws Failure (FileUnusable).
-    explicit TargetFolder(const std::u16string& path);
+    /// Makes the folder if only its last component is missing. Throws Failure (FileUnusable), also
+    /// where it lies on `device`, a device that is a folder, by whatever names.
+    explicit TargetFolder(const std::u16string& path, const std::u16string& device = {});
 
     const std::u16string& path() const { return path_; }
 
@@ -32,31 +33,25 @@ class TargetFolder {
     std::u16string fileFor(std::u16string_view devicePath, bool flat) const;
 
     /// Makes the folders between this one and `file`, as far as they are missing; throws Failure
-    /// (FileUnusable).
+    /// (FileUnusable), also where one of them leads to the device.
     void makeFoldersOf(const std::u16string& file);
 
     /// The hidden name next to `file` for what isn't whole yet; `kind` ends it.
     std::u16string hiddenName(const std::u16string& file, std::u16string_view kind) const;
 
     /// Moves a whole file to its name, to the first of `name`, `name (2)`, `name (3)` that is
-    /// free; where one of them has the same bytes already, `part` is removed instead. `original`
-    /// is the file on the device, which is no copy of itself whatever link leads to it; empty if
-    /// it has no path. Throws Failure (FileUnusable) and leaves `part`.
+    /// free; where one of them has the same bytes already, `part` is removed instead; a link to
+    /// the device doesn't count. Throws Failure (FileUnusable) and leaves `part`.
     struct Placed {
         std::u16string file;
         bool wasThere = false;
     };
-    Placed place(const std::u16string& part, const std::u16string& file,
-                 const std::u16string& original) const;
+    Placed place(const std::u16string& part, const std::u16string& file) const;
 
     /// The file among `name`, `name (2)`... with this size and modification time, to the two
-    /// seconds that a card's clock has; empty if there is none. `original` as above.
-    std::u16string findSame(const std::u16string& file, std::uint64_t size, std::int64_t modified,
-                            const std::u16string& original) const;
-
-    /// Whether the folder lies below another one, by whatever names: what is made here shows
-    /// there.
-    bool liesBelow(const std::u16string& folder) const;
+    /// seconds that a card's clock has; empty if there is none. A link to the device is none.
+    std::u16string findSame(const std::u16string& file, std::uint64_t size,
+                            std::int64_t modified) const;
 
     /// Why nothing can be written beside `file`; ERROR_SUCCESS if something can.
     DWORD writeError(const std::u16string& file) const;
@@ -66,8 +61,11 @@ class TargetFolder {
     bool flushNames() const;
 
   private:
+    void enter(const std::u16string& folder);
+
     std::u16string path_;
-    std::vector<std::u16string> made_;  // folders known to be there
+    const std::u16string device_;  // empty where it is no folder
+    std::vector<std::u16string> entered_;
     const std::u16string run_;
 };
 

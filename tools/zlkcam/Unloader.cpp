@@ -39,12 +39,6 @@ struct SourceState {
     bool operator==(const SourceState&) const = default;
 };
 
-/// The path of the original, where it has one.
-const std::u16string& originalOf(const FileRecord& record) {
-    static const std::u16string none;
-    return isPath(record.id) ? record.id : none;
-}
-
 Failure stopped() {
     return {ExitStatus::Stopped, "Stopped. What was copied before is whole."};
 }
@@ -56,10 +50,6 @@ Unloader::Unloader(Tool& tool, const PhotoSession& session, std::u16string root,
     : tool_(tool), session_(session), root_(std::move(root)), target_(target), options_(options) {}
 
 void Unloader::copy(const std::vector<FileRecord>& records) {
-    // Each original would be taken for its own copy, or all copies go with the card.
-    if (!records.empty() && isPath(records.front().id) && target_.liesBelow(root_))
-        throw Failure(ExitStatus::FileUnusable, "The folder to copy into is on the device itself.",
-                      "Choose a folder on this machine.");
     std::uint64_t bytes = 0;
     for (const FileRecord& record : records) {
         files_.emplace_back().record = &record;
@@ -105,8 +95,7 @@ void Unloader::copyFile(UnloadedFile& file, ProgressBar& bar) {
 
     const std::u16string wanted = target_.fileFor(pathBelow(root_, *file.record), options_.flat);
     if (options_.onlyNew) {
-        file.file =
-            target_.findSame(wanted, source.size, source.modified, originalOf(*file.record));
+        file.file = target_.findSame(wanted, source.size, source.modified);
         if (!file.file.empty()) {
             file.outcome = Outcome::Skipped;
             return;
@@ -124,8 +113,7 @@ void Unloader::copyFile(UnloadedFile& file, ProgressBar& bar) {
     }
     // Only now does it look older than a leftover.
     complete(file, part.name());
-    const TargetFolder::Placed placed =
-        target_.place(part.name(), wanted, originalOf(*file.record));
+    const TargetFolder::Placed placed = target_.place(part.name(), wanted);
     // Somebody else's file counts as this copy now.
     if (placed.wasThere && file.verified) file.verified = flushFile(placed.file);
     file.file = placed.file;

@@ -114,13 +114,14 @@ void runUnload(Tool& tool, const Options& given) {
     const DeviceDirectory directory;
     const PhotoSession session(directory.find(options.takeDevice(1)));
     const std::u16string& contextId = session.device().contextId;
-    TargetFolder target(pathArgument(options.words.front()));
+    const std::u16string root = directory.lowLevelId(contextId);
+    TargetFolder target(pathArgument(options.words.front()), root);
     if (tool.onTerminal()) tool.say("Reading the list of files...");
     const std::vector<FileRecord> files = session.files();
 
     const DWORD start = GetTickCount();
     const StopFlag stop;  // until here, being stopped leaves nothing behind
-    Unloader unloader(tool, session, directory.lowLevelId(contextId), target, options);
+    Unloader unloader(tool, session, root, target, options);
     unloader.copy(files);
     std::optional<Failure> notDeleted;
     if (options.remove && directory.allowsDelete(contextId)) {
