@@ -219,7 +219,8 @@ TEST_F(PtpDeviceTest, GivesTheStockPictureForAThumbnailThatDoesNotCome) {
     EXPECT_TRUE(thumbnail(u"B.JPG", 5) == stock);
     EXPECT_TRUE(thumbnail(u"..\\..\\A.JPG", 5) == stock);
     EXPECT_FALSE(thumbnail(u"A.MOV", 0) == stock);
-    EXPECT_FALSE(thumbnail(u"..", 0).empty());
+    for (const char16_t* name : {u"..", u"  "}) EXPECT_FALSE(thumbnail(name, 0).empty());
+    EXPECT_TRUE(thumbnail(u"\U0001F4F7" + std::u16string(59, u'n') + u".jpg", 0) == stock);
     EXPECT_TRUE(thumbnail(std::u16string(250, u'\u00FC') + u".jpg", 0) == stock);
     EXPECT_TRUE(std::filesystem::is_empty(machineRoot() / "tmp" / "ZL GlimmerBox" /
                                           "Temporary File Cache"));

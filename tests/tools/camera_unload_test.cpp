@@ -77,6 +77,34 @@ TEST_F(CameraUnload, deletesNothingWhoseHandleStandsForAnotherPictureMeanwhile) 
     EXPECT_EQ(objects(), 1u);
 }
 
+TEST_F(CameraUnload, endsADeletionWithTheCameraThatItBeganOn) {
+    for (int i = 0; i < 3; ++i) add(1000, "PICT000" + std::to_string(i) + ".JPG");
+    const std::vector<std::string> ids = json({"list"})["files"].each("id");
+    ASSERT_THAT(ids, SizeIs(3));
+    camera->tell("fault unplug op=0x100B");
+    const JsonAnswer unloaded = json({"unload", "--delete", cam594, target});
+    EXPECT_EQ(unloaded.status, 9) << unloaded.error;
+    EXPECT_THAT(unloaded["files"].each("verified"), testing::Each("true"));
+    const auto wasTried = [](const Json& file) { return !file["error"]["message"].text.empty(); };
+    EXPECT_EQ(std::ranges::count_if(unloaded["files"].items, wasTried), 1);
+
+    camera->tell("plug");
+    camera->tell("fault unplug op=0x100B");
+    const JsonAnswer deleted = json({"delete", cam594, ids[0], ids[1], ids[2]});
+    EXPECT_EQ(deleted.status, 9) << deleted.error;
+    EXPECT_THAT(deleted["files"].items, SizeIs(1));
+    EXPECT_EQ(objects(), 3u);
+}
+
+TEST_F(CameraUnload, deletesNothingOfWhichTheCameraSaysThatItIsEmpty) {
+    add(5000, "EMPTY.JPG", "size=0");
+    add(5000, "GOOD.JPG");
+    const JsonAnswer result = json({"unload", "--delete", cam594, target});
+    EXPECT_THAT(result["files"].each("verified"), ElementsAre("false", "true"));
+    EXPECT_THAT(result["files"].each("deleted"), ElementsAre("false", "true"));
+    EXPECT_EQ(objects(), 1u);
+}
+
 TEST_F(CameraUnload, goesOnInASessionThatOthersOpenedAndHardlyUsed) {
     add(1000, "PICT0001.JPG");
     for (int i = 0; i < 2; ++i) {

@@ -1,5 +1,6 @@
 #include <gmock/gmock.h>
 #include <sys/mount.h>
+#include <sys/resource.h>
 #include <unistd.h>
 
 #include <chrono>
@@ -185,6 +186,39 @@ TEST_F(Unload, aStopRemovesTheHalfFileAndNamesIt) {
     EXPECT_EQ(torsos(), 0u);
 }
 
+TEST_F(Unload, aStopInTheSecondReadingLeavesNothing) {
+    addHole("B.MOV", 1ull << 30);
+    RunningZlkCam client({"unload", "--verify", target});
+    freezeInside(client, target, "-B.MOV.check");
+    client.signal(SIGINT);
+    std::this_thread::sleep_for(std::chrono::milliseconds(260));
+    client.signal(SIGCONT);
+    EXPECT_EQ(client.wait().status, 130);
+    EXPECT_TRUE(fs::is_empty(target));
+}
+
+TEST_F(Unload, aFileBeyondWhatTheUserMayWriteFailsAlone) {
+    addFile("A.JPG", "whole");
+    addHole("B.MOV", 4 << 20);
+    addFile("C.JPG", "whole");
+    const rlimit room{1 << 20, RLIM_INFINITY};
+    ASSERT_EQ(setrlimit(RLIMIT_FSIZE, &room), 0);
+    const JsonAnswer result = json({"unload", target});
+    EXPECT_EQ(result.status, 4) << result.error;
+    EXPECT_THAT(result["files"].each("outcome"), ElementsAre("copied", "failed", "copied"));
+    EXPECT_EQ(torsos(), 0u);
+}
+
+TEST_F(Unload, knowsTheLargestFileThatASizeOf32BitsTells) {
+    for (const fs::path& folder : {card, target}) {
+        writeFile(folder / "MAX.MOV", "");
+        fs::resize_file(folder / "MAX.MOV", 0xFFFFFFFF);
+    }
+    const JsonAnswer result = json({"unload", "--new", target});
+    EXPECT_EQ(result.status, 0) << result.error;
+    EXPECT_THAT(result["files"].each("outcome"), ElementsAre("skipped"));
+}
+
 TEST_F(Unload, aPulledCardEndsItAndTheWholeFilesAreTold) {
     addFile("A.JPG", "whole");
     addHole("B.MOV", 300ull << 20);
@@ -227,11 +261,14 @@ TEST_F(Unload, aTargetThatCannotBeUsedIsToldBeforeAnythingIsCopied) {
         EXPECT_EQ(result.status, 6);
         EXPECT_THAT(result["error"]["message"].text, HasSubstr(folder.string()));
     }
-    // A file in the place of a folder of the card concerns what would lie in it.
+    // A file in the place of a folder of the card concerns what would lie in it, and is graver than
+    // a picture that is protected.
+    fs::permissions(card / "A.JPG", fs::perms::owner_read);
     writeFile(target / "DCIM", "a file");
     addFile("DCIM/B.JPG", "b");
-    const JsonAnswer result = json({"unload", target});
+    const JsonAnswer result = json({"unload", "--delete", target});
     EXPECT_EQ(result.status, 6);
+    EXPECT_THAT(errorOf(result, "A.JPG"), HasSubstr("refused to delete"));
     EXPECT_THAT(result["files"].each("outcome"), ElementsAre("copied", "failed"));
     EXPECT_EQ(readFile(target / "DCIM"), "a file");
 }

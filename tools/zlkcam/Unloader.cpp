@@ -111,7 +111,6 @@ void Unloader::copyFile(UnloadedFile& file, ProgressBar& bar) {
         // Of nothing that a camera says it has, it delivers nothing to compare.
         file.verified = source.size > 0 || isPath(file.record->id);
     }
-    // Only now does it look older than a leftover.
     complete(file, part.name());
     const TargetFolder::Placed placed = target_.place(part.name(), wanted);
     // Somebody else's file counts as this copy now.
@@ -163,10 +162,10 @@ void Unloader::complete(const UnloadedFile& file, const std::u16string& part) co
                                           FILE_SHARE_READ | FILE_SHARE_WRITE, nullptr,
                                           OPEN_EXISTING, FILE_ATTRIBUTE_NORMAL, nullptr));
     const FILETIME time = fileTimeFromUnix(file.modified, 0);
-    const bool timed =
-        handle && (file.modified < 0 || SetFileTime(handle.get(), nullptr, nullptr, &time));
-    // What may be deleted from the device mustn't be lost with the next power cut.
-    if (!timed || (options_.verify && !FlushFileBuffers(handle.get())))
+    // Some disks tell only here what they couldn't write, and a name must outlive a power cut only
+    // together with the bytes. The time last: it makes the file look like a leftover.
+    if (!handle || !FlushFileBuffers(handle.get()) ||
+        (file.modified >= 0 && !SetFileTime(handle.get(), nullptr, nullptr, &time)))
         throw Failure(ExitStatus::FileUnusable,
                       "The copy can't be completed on the disk: " + reasonText() + ".");
 }
