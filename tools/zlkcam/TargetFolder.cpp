@@ -139,13 +139,17 @@ std::u16string newRun() {
 /// Whether what a path leads to is `folder` or lies in it, by whatever names; true also where that
 /// can't be found out.
 bool liesIn(const std::u16string& path, const std::u16string& folder) {
-    FileStatus wanted{}, here{};
+    FileStatus wanted{}, above{}, here{};
     if (folder.empty()) return false;
-    if (!_wstat64i32(folder.c_str(), wanted)) return true;
+    const std::u16string root = finalPath(folder.c_str());
+    if (!_wstat64i32(root.c_str(), wanted) || !_wstat64i32((root + u"/..").c_str(), above))
+        return true;
+    // A card's own file system may show in other places than below its mount.
+    const bool isMount = above.st_dev != wanted.st_dev;
     for (std::u16string way = finalPath(path.c_str()); way.starts_with(u'/');
          way.erase(std::max<std::size_t>(way.rfind(u'/'), 1))) {
         if (!_wstat64i32(way.c_str(), here)) return true;
-        if (here.st_dev == wanted.st_dev && here.st_ino == wanted.st_ino) return true;
+        if (here.st_dev == wanted.st_dev && (isMount || here.st_ino == wanted.st_ino)) return true;
         if (way == u"/") return false;
     }
     return true;
@@ -244,6 +248,8 @@ DWORD TargetFolder::writeError(const std::u16string& wanted) const {
 }
 
 bool TargetFolder::flushNames() const {
+    // Its own name, too, where one may look at the folder above; a drive's root has none.
+    flushFolder(path_ + u"/..");
     return std::all_of(entered_.begin(), entered_.end(), flushFolder);
 }
 
