@@ -23,6 +23,7 @@ constexpr char category[] = "CMassStorageDev";
 // A second before each pass: a card that has just been put in needs a moment to settle.
 constexpr DWORD settlingTime = 1000;
 constexpr std::int32_t defaultPasses = 10;
+constexpr std::int32_t maximumPasses = 600;  // ten minutes: no setting keeps a caller for hours
 
 // Deeper than any path that the system opens; it bounds the recursion on a crafted card.
 constexpr std::size_t longestPath = 4096;
@@ -66,7 +67,7 @@ CMassStorageDev::CMassStorageDev(std::u16string lowLevelId, std::u16string id)
     CDeviceUtilFunctions settings;
     checkMediaMethod = settings.ContextIdToCheckMediaMethod(contextId);
     const auto passes = static_cast<std::int32_t>(settings.ContextIdToFileEnumTimeout(contextId));
-    enumTimeout = passes > 0 ? passes : defaultPasses;
+    enumTimeout = passes > 0 ? std::min(passes, maximumPasses) : defaultPasses;
     thumbnails.emplace();
 }
 

@@ -67,8 +67,10 @@ TEST_F(CardListing, WalksAnEmptyCardAgainEachSecond) {
         std::u16string name;
         DWORD timeout;
         std::size_t passes;
-    } cases[] = {
-        {u"Three", 3, 4}, {u"Zero", 0, 11}, {u"Negative", 0xFFFFFFFF, 11}, {u"Long", 700, 701}};
+    } cases[] = {{u"Three", 3, 4},
+                 {u"Zero", 0, 11},
+                 {u"Negative", 0xFFFFFFFF, 11},
+                 {u"Endless", 0x7FFFFFFF, 601}};
     for (const auto& c : cases) {
         const RegistryKey key = regCreateKey(
             HKEY_LOCAL_MACHINE,
