@@ -201,9 +201,12 @@ TEST_F(Unload, aFileBeyondWhatTheUserMayWriteFailsAlone) {
     addFile("A.JPG", "whole");
     addHole("B.MOV", 4 << 20);
     addFile("C.JPG", "whole");
-    const rlimit room{1 << 20, RLIM_INFINITY};
+    rlimit before{};
+    getrlimit(RLIMIT_FSIZE, &before);
+    const rlimit room{1 << 20, before.rlim_max};
     ASSERT_EQ(setrlimit(RLIMIT_FSIZE, &room), 0);
     const JsonAnswer result = json({"unload", target});
+    setrlimit(RLIMIT_FSIZE, &before);
     EXPECT_EQ(result.status, 4) << result.error;
     EXPECT_THAT(result["files"].each("outcome"), ElementsAre("copied", "failed", "copied"));
     EXPECT_EQ(torsos(), 0u);
