@@ -215,7 +215,9 @@ bool renameOntoOwn(const PathTarget::Entry& from, const PathTarget::Entry& to) {
     // Whoever is killed behind a link leaves a second name of the whole file; behind what is made
     // to be replaced, an empty one.
     if (!isDirectory && ::linkat(from.folder.get(), from.name.c_str(), folder, name, 0) == 0) {
-        if (::unlinkat(from.folder.get(), from.name.c_str(), 0) == 0) return true;
+        // Whoever took the first name away has left this one as the last.
+        if (::unlinkat(from.folder.get(), from.name.c_str(), 0) == 0 || errno == ENOENT)
+            return true;
     } else if (errno == EEXIST || !isMade()) {
         return false;
     } else if (::renameat(from.folder.get(), from.name.c_str(), folder, name) == 0) {

@@ -144,12 +144,22 @@ TEST_F(Unload, takesNothingForCopiedThatLiesOnTheCardByALink) {
     EXPECT_EQ(readFile(card / "DCIM/100CAM/A.JPG"), "the only one");
 }
 
+TEST_F(Unload, saysWhyItKeepsAnOriginalWhoseCopyCannotBeWrittenThrough) {
+    addFile("A.JPG", "a");
+    writeFile(target / "A.JPG", "a");
+    fs::permissions(target / "A.JPG", fs::perms::owner_read);
+    const JsonAnswer result = json({"unload", "--delete", "E:", target});
+    EXPECT_EQ(result.status, 6) << result.error;
+    EXPECT_THAT(errorOf(result, "A.JPG"), HasSubstr("written through"));
+    EXPECT_TRUE(fs::exists(card / "A.JPG"));
+}
+
 TEST_F(Unload, takesAwayWhatKilledRunsLeftAndNothingThatMayBeInUse) {
     addFile("DCIM/A.JPG", "a");
     fs::create_directory(target / "DCIM");
     const fs::path young = target / "DCIM/.zlkcam-01234567-A.JPG.part";
     const fs::path old = target / "DCIM/.zlkcam-89abcdef-A.JPG.part";
-    const fs::path foreign = target / ".zlkcam-notes";
+    const fs::path foreign = target / ".zlkcam-notes-of-mine.part";
     for (const fs::path& file : {young, old, foreign}) writeFile(file, "b");
     for (const fs::path& file : {old, foreign})
         fs::last_write_time(file, fs::file_time_type::clock::now() - std::chrono::hours(25));
@@ -207,7 +217,7 @@ TEST_F(Unload, aFileBeyondWhatTheUserMayWriteFailsAlone) {
     ASSERT_EQ(setrlimit(RLIMIT_FSIZE, &room), 0);
     const JsonAnswer result = json({"unload", target});
     setrlimit(RLIMIT_FSIZE, &before);
-    EXPECT_EQ(result.status, 4) << result.error;
+    EXPECT_EQ(result.status, 6) << result.error;
     EXPECT_THAT(result["files"].each("outcome"), ElementsAre("copied", "failed", "copied"));
     EXPECT_EQ(torsos(), 0u);
 }

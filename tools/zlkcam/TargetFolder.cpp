@@ -108,7 +108,16 @@ std::uint64_t ticksOf(const FILETIME& time) {
     return std::uint64_t{time.dwHighDateTime} << 32 | time.dwLowDateTime;
 }
 
-constexpr std::u16string_view hiddenStart = u".zlkcam-";
+constexpr std::u16string_view hiddenStart = u".zlkcam-", runDigits = u"0123456789abcdef";
+constexpr std::size_t runSize = 8;
+
+/// Whether a run gave this name to a file of its own.
+bool isHiddenName(std::u16string_view name) {
+    if (!name.starts_with(hiddenStart)) return false;
+    name.remove_prefix(hiddenStart.size());
+    return name.find_first_not_of(runDigits) == runSize && name[runSize] == u'-' &&
+           (name.ends_with(u".part") || name.ends_with(u".check") || name.ends_with(u".probe"));
+}
 
 /// Those of runs that were killed. A run that lives writes, or has just written, to its own.
 void removeLeftovers(const std::u16string& folder) {
@@ -119,37 +128,29 @@ void removeLeftovers(const std::u16string& folder) {
     const HANDLE walk = FindFirstFileW((folder + u"/*").c_str(), &entry);
     if (walk == INVALID_HANDLE_VALUE) return;
     do {
-        const std::u16string_view name = entry.cFileName;
-        const bool isOurs =
-            name.starts_with(hiddenStart) &&
-            (name.ends_with(u".part") || name.ends_with(u".check") || name.ends_with(u".probe"));
-        if (isOurs && ticksOf(entry.ftLastWriteTime) + day < ticksOf(now))
+        if (isHiddenName(entry.cFileName) && ticksOf(entry.ftLastWriteTime) + day < ticksOf(now))
             DeleteFileW((folder + u'/' + entry.cFileName).c_str());
     } while (FindNextFileW(walk, &entry));
     FindClose(walk);
 }
 
-/// Eight random digits.
 std::u16string newRun() {
     std::u16string run;
-    for (std::random_device random; run.size() < 8;) run += u"0123456789abcdef"[random() % 16];
+    for (std::random_device random; run.size() < runSize;)
+        run += runDigits[random() % runDigits.size()];
     return run;
 }
 
 /// Whether what a path leads to is `folder` or lies in it, by whatever names; true also where that
 /// can't be found out.
 bool liesIn(const std::u16string& path, const std::u16string& folder) {
-    FileStatus wanted{}, above{}, here{};
+    FileStatus wanted{}, here{};
     if (folder.empty()) return false;
-    const std::u16string root = finalPath(folder.c_str());
-    if (!_wstat64i32(root.c_str(), wanted) || !_wstat64i32((root + u"/..").c_str(), above))
-        return true;
-    // A card's own file system may show in other places than below its mount.
-    const bool isMount = above.st_dev != wanted.st_dev;
+    if (!_wstat64i32(folder.c_str(), wanted)) return true;
     for (std::u16string way = finalPath(path.c_str()); way.starts_with(u'/');
          way.erase(std::max<std::size_t>(way.rfind(u'/'), 1))) {
         if (!_wstat64i32(way.c_str(), here)) return true;
-        if (here.st_dev == wanted.st_dev && (isMount || here.st_ino == wanted.st_ino)) return true;
+        if (here.st_dev == wanted.st_dev && here.st_ino == wanted.st_ino) return true;
         if (way == u"/") return false;
     }
     return true;
@@ -158,7 +159,7 @@ bool liesIn(const std::u16string& path, const std::u16string& folder) {
 }  // namespace
 
 TargetFolder::TargetFolder(const std::u16string& path, const std::u16string& device)
-    : path_(absolutePath(path)), device_(isFolder(device) ? device : u""), run_(newRun()) {
+    : path_(absolutePath(path)), device_(device), run_(newRun()) {
     while (path_.size() > 1 && (path_.ends_with(u'/') || path_.ends_with(u'\\'))) path_.pop_back();
     // A drive is named by its root, and not by its current folder.
     if (path_.ends_with(u':')) path_ += u'/';
@@ -233,15 +234,19 @@ std::u16string TargetFolder::findSame(const std::u16string& file, std::uint64_t 
 }
 
 DWORD TargetFolder::writeError(const std::u16string& wanted) const {
-    const std::u16string probe = hiddenName(wanted.substr(0, nameStart(wanted)), u"probe");
-    UniqueHandle file = makeNew(probe);
-    if (!file) return GetLastError();
     // As much as the components write at once.
     const std::vector<BYTE> block(64 * 1024);
     DWORD written = 0;
-    const bool good =
-        WriteFile(file.get(), block.data(), static_cast<DWORD>(block.size()), &written, nullptr);
-    const DWORD error = good ? ERROR_SUCCESS : GetLastError();
+    const auto isWritten = [&](const UniqueHandle& file) {
+        return WriteFile(file.get(), block.data(), static_cast<DWORD>(block.size()), &written,
+                         nullptr);
+    };
+    const UniqueHandle itself = open(wanted, FILE_APPEND_DATA);
+    if (itself && !isWritten(itself)) return GetLastError();
+    const std::u16string probe = hiddenName(wanted.substr(0, nameStart(wanted)), u"probe");
+    UniqueHandle file = makeNew(probe);
+    if (!file) return GetLastError();
+    const DWORD error = isWritten(file) ? ERROR_SUCCESS : GetLastError();
     file.reset();
     DeleteFileW(probe.c_str());
     return error;

@@ -23,7 +23,7 @@ namespace zlk {
 class TargetFolder {
   public:
     /// Makes the folder if only its last component is missing. Throws Failure (FileUnusable), also
-    /// where it lies on `device`, a device that is a folder, by whatever names.
+    /// where it lies on `device`, by whatever names; empty for one that is no folder.
     explicit TargetFolder(const std::u16string& path, const std::u16string& device = {});
 
     const std::u16string& path() const { return path_; }
@@ -53,7 +53,8 @@ class TargetFolder {
     std::u16string findSame(const std::u16string& file, std::uint64_t size,
                             std::int64_t modified) const;
 
-    /// Why nothing can be written beside `file`; ERROR_SUCCESS if something can.
+    /// Why nothing more can be written into `file`, whose content is of no use, or beside it;
+    /// ERROR_SUCCESS if something can.
     DWORD writeError(const std::u16string& file) const;
 
     /// Waits until the names of what lies in the folder, and in those made below it, are on the
@@ -64,7 +65,7 @@ class TargetFolder {
     void enter(const std::u16string& folder);
 
     std::u16string path_;
-    const std::u16string device_;  // empty where it is no folder
+    const std::u16string device_;
     std::vector<std::u16string> entered_;
     const std::u16string run_;
 };

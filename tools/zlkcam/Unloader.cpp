@@ -39,6 +39,24 @@ struct SourceState {
     bool operator==(const SourceState&) const = default;
 };
 
+/// Some disks tell only here what they couldn't write, and a name must outlive a power cut only
+/// together with the bytes.
+void writeThrough(const std::u16string& part) {
+    if (!flushFile(part))
+        throw Failure(ExitStatus::FileUnusable,
+                      "The copy can't be completed on the disk: " + reasonText() + ".");
+}
+
+/// Once it has its name: a hidden file that looks old is a leftover. Not all disks let everybody
+/// set it, and a copy is one without it.
+void setTime(const std::u16string& copy, std::int64_t modified) {
+    const UniqueHandle file(CreateFileW(copy.c_str(), GENERIC_READ | GENERIC_WRITE,
+                                        FILE_SHARE_READ | FILE_SHARE_WRITE, nullptr, OPEN_EXISTING,
+                                        FILE_ATTRIBUTE_NORMAL, nullptr));
+    const FILETIME time = fileTimeFromUnix(modified, 0);
+    if (file && modified >= 0) SetFileTime(file.get(), nullptr, nullptr, &time);
+}
+
 Failure stopped() {
     return {ExitStatus::Stopped, "Stopped. What was copied before is whole."};
 }
@@ -111,10 +129,18 @@ void Unloader::copyFile(UnloadedFile& file, ProgressBar& bar) {
         // Of nothing that a camera says it has, it delivers nothing to compare.
         file.verified = source.size > 0 || isPath(file.record->id);
     }
-    complete(file, part.name());
+    writeThrough(part.name());
     const TargetFolder::Placed placed = target_.place(part.name(), wanted);
-    // Somebody else's file counts as this copy now.
-    if (placed.wasThere && file.verified) file.verified = flushFile(placed.file);
+    if (!placed.wasThere) {
+        setTime(placed.file, file.modified);
+    } else if (file.verified && !flushFile(placed.file)) {
+        // Somebody else's file counts as this copy now.
+        file.verified = false;
+        file.failure = Failure(ExitStatus::FileUnusable,
+                               "It is there already, as a file that can't be written through to "
+                               "the disk: " +
+                                   reasonText() + ".");
+    }
     file.file = placed.file;
     file.outcome = placed.wasThere ? Outcome::WasThere : Outcome::Copied;
 }
@@ -139,10 +165,12 @@ void Unloader::throwFetchFailure(LONG code, const std::u16string& into) {
     // The components have one code for a device that can't be read and a disk that can't be
     // written; the disk can be asked.
     if (const DWORD error = target_.writeError(into)) {
-        ending_ = Failure(ExitStatus::FileUnusable,
-                          "It can't be written to the disk: " + reasonText(error) + ".",
-                          "Make room, or choose another folder, and run it again with --new.");
-        throw Failure(*ending_);
+        const Failure failure(ExitStatus::FileUnusable,
+                              "It can't be written to the disk: " + reasonText(error) + ".",
+                              "Make room, or choose another folder, and run it again with --new.");
+        // Of others there may be enough room for all.
+        if (error != ERROR_FILE_TOO_LARGE) ending_ = failure;
+        throw Failure(failure);
     }
     if (!session_.hasMedia()) code = static_cast<LONG>(ExitStatus::NotConnected);
     throw deviceFailure(code, session_.device(), "Reading it");
@@ -155,19 +183,6 @@ void Unloader::verify(const UnloadedFile& file, const std::u16string& part,
     if (!sameContent(part, second.name()))
         throw Failure(ExitStatus::NotVerified, "Reading it twice gave different bytes.",
                       "Clean the contacts of the card, or try another reader.");
-}
-
-void Unloader::complete(const UnloadedFile& file, const std::u16string& part) const {
-    const UniqueHandle handle(CreateFileW(part.c_str(), GENERIC_READ | GENERIC_WRITE,
-                                          FILE_SHARE_READ | FILE_SHARE_WRITE, nullptr,
-                                          OPEN_EXISTING, FILE_ATTRIBUTE_NORMAL, nullptr));
-    const FILETIME time = fileTimeFromUnix(file.modified, 0);
-    // Some disks tell only here what they couldn't write, and a name must outlive a power cut only
-    // together with the bytes. The time last: it makes the file look like a leftover.
-    if (!handle || !FlushFileBuffers(handle.get()) ||
-        (file.modified >= 0 && !SetFileTime(handle.get(), nullptr, nullptr, &time)))
-        throw Failure(ExitStatus::FileUnusable,
-                      "The copy can't be completed on the disk: " + reasonText() + ".");
 }
 
 void Unloader::noteFailure(UnloadedFile& file, const Failure& failure) {
@@ -189,6 +204,7 @@ void Unloader::noteFailure(UnloadedFile& file, const Failure& failure) {
 }
 
 void Unloader::removeVerified() {
+    if (std::ranges::none_of(files_, &UnloadedFile::verified)) return;
     if (StopFlag::raised()) {
         ending_ = stopped();
         return;

@@ -58,7 +58,6 @@ class Unloader {
     void fetch(const UnloadedFile& file, const std::u16string& into, BarShare share);
     void verify(const UnloadedFile& file, const std::u16string& part, const std::u16string& check,
                 BarShare share);
-    void complete(const UnloadedFile& file, const std::u16string& part) const;
     [[noreturn]] void throwFetchFailure(LONG code, const std::u16string& into);
     void noteFailure(UnloadedFile& file, const Failure& failure);
 
