@@ -22,6 +22,14 @@ std::u16string xmlOf(IXmlDoc& document) {
     return std::u16string(xml.view());
 }
 
+/// Whether a document loads, and what it says then.
+bool readsBack(const std::u16string& xml, std::u16string& again) {
+    const ComPtr<IXmlDoc> document = newDocument();
+    if (FAILED(document->Load(Bstr(xml).get()))) return false;
+    again = xmlOf(*document.get());
+    return true;
+}
+
 }  // namespace
 
 extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
@@ -31,20 +39,21 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
     const Bstr text(wideText(input.narrow(4096)));
 
     const ComPtr<IXmlDoc> document = newDocument();
-    if (SUCCEEDED(document->Load(text.get()))) {
-        Bstr found;
-        document->GetValue(path.get(), found.out());
-        document->GetAttribute(path.get(), value.get(), found.out());
-        const bool set = SUCCEEDED(document->SetValue(path.get(), value.get()));
-        if (set) {
-            require(document->GetValue(path.get(), found.out()) == S_OK);
-            require(found.view() == value.view());
-        }
-        document->AddFragment(path.get(), text.get());
-        const std::u16string once = xmlOf(*document.get());
-        const ComPtr<IXmlDoc> again = newDocument();
-        // A fragment's own depth comes on top of the place where it was added.
-        if (SUCCEEDED(again->Load(Bstr(once).get()))) require(xmlOf(*again.get()) == once);
+    if (FAILED(document->Load(text.get()))) return 0;
+    std::u16string once = xmlOf(*document.get());
+    std::u16string again;
+    require(readsBack(once, again) && again == once);
+
+    Bstr found;
+    document->GetValue(path.get(), found.out());
+    document->GetAttribute(path.get(), value.get(), found.out());
+    if (SUCCEEDED(document->SetValue(path.get(), value.get()))) {
+        require(document->GetValue(path.get(), found.out()) == S_OK);
+        require(found.view() == value.view());
     }
+    document->AddFragment(path.get(), text.get());
+    // A fragment's own depth comes on top of the place where it was added, and white space that
+    // was set beside elements is indentation to whoever loads it.
+    if (readsBack(xmlOf(*document.get()), once)) require(readsBack(once, again) && again == once);
     return 0;
 }
