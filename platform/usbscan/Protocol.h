@@ -51,7 +51,7 @@ enum class MessageKind : std::uint8_t {
     Failed = 69,       ///< a u32, the last error: the turn is over, or the handle dead
     ControlDone = 70,  ///< ControlAnswer and the output
     Event = 71,        ///< the event's bytes; none when the time is up
-    Cancelled = 72,    ///< nothing; Cancel's turn
+    Cancelled = 72,    ///< nothing
     Note = 73,         ///< a line for the trace, UTF-8
     Area = 74,         ///< nothing; with it comes a descriptor of areaSize bytes, sealed
     DataInArea = 75,   ///< AreaPiece: a Data whose bytes are there
@@ -61,7 +61,7 @@ struct MessageHeader {
     std::uint32_t length;  ///< of what follows
     MessageKind kind;
     std::uint8_t flags;
-    std::uint16_t turn;  ///< of Write, Data, ZeroPacket and Failed
+    std::uint16_t turn;  ///< of Write, Cancel, Data, ZeroPacket, Failed and Cancelled
 };
 static_assert(sizeof(MessageHeader) == 8);
 

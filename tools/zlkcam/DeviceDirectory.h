@@ -35,6 +35,7 @@ class DeviceDirectory {
     /// Each empty where there is none.
     std::u16string lowLevelId(const std::u16string& contextId) const;
     std::u16string cameraPort(const std::u16string& contextId) const;
+    bool isCamera(const std::u16string& contextId) const { return !cameraPort(contextId).empty(); }
     std::u16string unloadInterface(const std::u16string& contextId) const;
     /// Of the table's row for `VID_xxxx&PID_xxxx`.
     std::u16string contextIdOf(const std::u16string& pnpId) const;

@@ -6,8 +6,7 @@ namespace zlk {
 
 /// While one lives, those signals only raise the flag, so that work in hand can be put in order;
 /// the third one ends the program at once. A closed output, or a file that may grow no further,
-/// raises nothing: the write fails.
-/// One in a program.
+/// raises nothing: the write fails. One in a program.
 class StopFlag {
   public:
     StopFlag();

@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <cstring>
+#include <ctime>
 #include <random>
 
 #include "platform/clock.h"
@@ -84,28 +85,20 @@ void makeFolder(const std::u16string& path) {
     throwUnusable(path, "Making the folder");
 }
 
-UniqueHandle open(const std::u16string& file, DWORD access, DWORD disposition = OPEN_EXISTING) {
-    return UniqueHandle(CreateFileW(file.c_str(), access, FILE_SHARE_READ | FILE_SHARE_WRITE,
-                                    nullptr, disposition, FILE_ATTRIBUTE_NORMAL, nullptr));
+UniqueHandle open(const std::u16string& path, DWORD access, DWORD disposition = OPEN_EXISTING,
+                  DWORD flags = FILE_ATTRIBUTE_NORMAL) {
+    return UniqueHandle(CreateFileW(path.c_str(), access, FILE_SHARE_READ | FILE_SHARE_WRITE,
+                                    nullptr, disposition, flags, nullptr));
 }
 
 UniqueHandle makeNew(const std::u16string& file) {
     return open(file, GENERIC_READ | GENERIC_WRITE, CREATE_NEW);
 }
 
-UniqueHandle openToFlush(const std::u16string& path, DWORD flags) {
-    return UniqueHandle(CreateFileW(path.c_str(), GENERIC_READ | GENERIC_WRITE,
-                                    FILE_SHARE_READ | FILE_SHARE_WRITE, nullptr, OPEN_EXISTING,
-                                    flags, nullptr));
-}
-
 bool flushFolder(const std::u16string& folder) {
-    const UniqueHandle handle = openToFlush(folder, FILE_FLAG_BACKUP_SEMANTICS);
+    const UniqueHandle handle =
+        open(folder, GENERIC_READ | GENERIC_WRITE, OPEN_EXISTING, FILE_FLAG_BACKUP_SEMANTICS);
     return handle && FlushFileBuffers(handle.get());
-}
-
-std::uint64_t ticksOf(const FILETIME& time) {
-    return std::uint64_t{time.dwHighDateTime} << 32 | time.dwLowDateTime;
 }
 
 constexpr std::u16string_view hiddenStart = u".zlkcam-", runDigits = u"0123456789abcdef";
@@ -121,15 +114,17 @@ bool isHiddenName(std::u16string_view name) {
 
 /// Those of runs that were killed. A run that lives writes, or has just written, to its own.
 void removeLeftovers(const std::u16string& folder) {
-    constexpr std::uint64_t day = 24ull * 3600 * 10'000'000;
-    FILETIME now{};
-    GetSystemTimeAsFileTime(&now);
+    constexpr std::int64_t day = 24 * 3600;
+    const std::int64_t now = std::time(nullptr);
     WIN32_FIND_DATAW entry{};
     const HANDLE walk = FindFirstFileW((folder + u"/*").c_str(), &entry);
     if (walk == INVALID_HANDLE_VALUE) return;
     do {
-        if (isHiddenName(entry.cFileName) && ticksOf(entry.ftLastWriteTime) + day < ticksOf(now))
-            DeleteFileW((folder + u'/' + entry.cFileName).c_str());
+        if (!isHiddenName(entry.cFileName)) continue;
+        const std::u16string file = folder + u'/' + entry.cFileName;
+        FileStatus status{};
+        if (_wstat64i32(file.c_str(), status) && status.st_mtime + day < now)
+            DeleteFileW(file.c_str());
     } while (FindNextFileW(walk, &entry));
     FindClose(walk);
 }
@@ -286,8 +281,14 @@ bool sameContent(const std::u16string& a, const std::u16string& b) {
 }
 
 bool flushFile(const std::u16string& file) {
-    const UniqueHandle handle = openToFlush(file, FILE_ATTRIBUTE_NORMAL);
+    const UniqueHandle handle = open(file, GENERIC_READ | GENERIC_WRITE);
     return handle && FlushFileBuffers(handle.get());
+}
+
+bool setModified(const std::u16string& file, std::int64_t seconds) {
+    const UniqueHandle handle = open(file, GENERIC_READ | GENERIC_WRITE);
+    const FILETIME time = fileTimeFromUnix(seconds, 0);
+    return handle && SetFileTime(handle.get(), nullptr, nullptr, &time);
 }
 
 bool fileSize(const std::u16string& file, std::uint64_t& size) {

@@ -91,6 +91,9 @@ bool sameContent(const std::u16string& a, const std::u16string& b);
 /// Waits until the bytes of a file are on the disk; false with the last error.
 bool flushFile(const std::u16string& file);
 
+/// The time of its last change, in seconds since 1970 UTC; false with the last error.
+bool setModified(const std::u16string& file, std::int64_t seconds);
+
 /// Bytes of a file; false with the last error.
 bool fileSize(const std::u16string& file, std::uint64_t& size);
 

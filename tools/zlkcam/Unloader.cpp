@@ -2,9 +2,7 @@
 
 #include <algorithm>
 
-#include "platform/clock.h"
 #include "platform/files.h"
-#include "platform/named_objects.h"
 #include "tools/zlkcam/ProgressCallback.h"
 #include "tools/zlkcam/StopFlag.h"
 #include "tools/zlkcam/Text.h"
@@ -45,16 +43,6 @@ void writeThrough(const std::u16string& part) {
     if (!flushFile(part))
         throw Failure(ExitStatus::FileUnusable,
                       "The copy can't be completed on the disk: " + reasonText() + ".");
-}
-
-/// Once it has its name: a hidden file that looks old is a leftover. Not all disks let everybody
-/// set it, and a copy is one without it.
-void setTime(const std::u16string& copy, std::int64_t modified) {
-    const UniqueHandle file(CreateFileW(copy.c_str(), GENERIC_READ | GENERIC_WRITE,
-                                        FILE_SHARE_READ | FILE_SHARE_WRITE, nullptr, OPEN_EXISTING,
-                                        FILE_ATTRIBUTE_NORMAL, nullptr));
-    const FILETIME time = fileTimeFromUnix(modified, 0);
-    if (file && modified >= 0) SetFileTime(file.get(), nullptr, nullptr, &time);
 }
 
 Failure stopped() {
@@ -132,7 +120,9 @@ void Unloader::copyFile(UnloadedFile& file, ProgressBar& bar) {
     writeThrough(part.name());
     const TargetFolder::Placed placed = target_.place(part.name(), wanted);
     if (!placed.wasThere) {
-        setTime(placed.file, file.modified);
+        // Not before: a hidden file that looks old is a leftover. Not all disks let everybody set
+        // it, and a copy is one without it.
+        if (file.modified >= 0) setModified(placed.file, file.modified);
     } else if (file.verified && !flushFile(placed.file)) {
         // Somebody else's file counts as this copy now.
         file.verified = false;
@@ -216,7 +206,7 @@ void Unloader::removeVerified() {
         return;
     }
     // A camera may have given a handle to another picture.
-    const bool byHandle = !files_.empty() && !isPath(files_.front().record->id);
+    const bool byHandle = !isPath(files_.front().record->id);
     std::vector<FileRecord> listed;
     try {
         if (byHandle) listed = session_.files();

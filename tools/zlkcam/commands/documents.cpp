@@ -45,7 +45,7 @@ void tellDone(Tool& tool, const Device& device, const std::string& line) {
 class CameraOrders {
   public:
     CameraOrders(const DeviceDirectory& directory, const PhotoSession& session)
-        : session_(session), isCamera_(!directory.cameraPort(session.device().contextId).empty()) {
+        : session_(session), isCamera_(directory.isCamera(session.device().contextId)) {
         if (isCamera_) session.files();
     }
     /// Throws Failure (DeleteRefused) where the file is still there.

@@ -77,10 +77,12 @@ void runThumbs(Tool& tool, const ThumbsOptions& options) {
     const std::u16string root = directory.lowLevelId(session.device().contextId);
     const StopFlag stop;
     tool.answer.beginObject().key("thumbnails").beginArray();
-    bool goesOn = true;
     for (const FileRecord& file : files) {
-        if (StopFlag::raised()) tool.status = ExitStatus::Stopped;
-        if (StopFlag::raised() || !goesOn) break;
+        if (StopFlag::raised()) {
+            tool.status = ExitStatus::Stopped;
+            break;
+        }
+        bool goesOn = true;
         tool.answer.beginObject().member("id", file.id);
         try {
             saveThumbnail(tool, session, target, file,
@@ -89,6 +91,7 @@ void runThumbs(Tool& tool, const ThumbsOptions& options) {
             goesOn = noteFailure(tool, session, file, failure);
         }
         tool.answer.endObject();
+        if (!goesOn) break;
     }
     tool.answer.endArray().endObject();
 }

@@ -115,9 +115,9 @@ void runUnload(Tool& tool, const Options& given) {
     const PhotoSession session(directory.find(options.takeDevice(1)));
     const std::u16string& contextId = session.device().contextId;
     const std::u16string root = directory.lowLevelId(contextId);
-    session.requireMedia();  // it is asked where it lies
-    const bool isCamera = !directory.cameraPort(contextId).empty();
-    TargetFolder target(pathArgument(options.words.front()), isCamera ? u"" : root);
+    session.requireMedia();  // a card that is away lies nowhere
+    TargetFolder target(pathArgument(options.words.front()),
+                        directory.isCamera(contextId) ? u"" : root);
     if (tool.onTerminal()) tool.say("Reading the list of files...");
     const std::vector<FileRecord> files = session.files();
 
