@@ -102,6 +102,10 @@ bool checkStoreFile(const std::string& path) {
     return true;
 }
 
+bool mayReadStore(const std::string& path) noexcept {
+    return ::faccessat(AT_FDCWD, path.c_str(), R_OK, AT_EACCESS) == 0;
+}
+
 bool mayWriteStore(const std::string& path) noexcept {
     const auto writable = [](const std::string& file) {
         return ::faccessat(AT_FDCWD, file.c_str(), W_OK, AT_EACCESS) == 0;

@@ -1,5 +1,7 @@
 #include "platform/internal/RegistryStore.h"
 
+#include <time.h>
+
 #include "platform/internal/RegistryTables.h"
 
 namespace zlk::platform {
@@ -41,20 +43,36 @@ void RegistryStore::open() {
     if (!now.sameFileAs(file_)) ++generation_;
     file_ = now;
     if (!there) return;
-    try {
-        database_ = connect(RegistryDatabase::Mode::Shared);
-    } catch (const RegistryFailure& failure) {
-        // Without its log a store can't be shared with a reader who may not make one. Then nobody
-        // is writing it either.
-        if (failure.code == ERROR_BADDB || mayWriteStore(path_) || hasLog()) throw;
-        database_ = connect(RegistryDatabase::Mode::Immutable);
-    }
+    database_ = connect();
     mark_ = database_->changeMark();
     version_ = database_->dataVersion();
 }
 
 bool RegistryStore::hasLog() const {
     return FileStamp::of(path_ + "-wal").exists();
+}
+
+bool RegistryStore::logIsHalfMade() const {
+    return hasLog() && !FileStamp::of(path_ + "-shm").exists() && !mayWriteStore(path_);
+}
+
+std::unique_ptr<RegistryDatabase> RegistryStore::connect() const {
+    constexpr int patience = 100;  // ms
+    for (int waited = 0;; ++waited) {
+        const bool last = waited == patience;
+        try {
+            if (last || !logIsHalfMade()) return connect(RegistryDatabase::Mode::Shared);
+        } catch (const RegistryFailure& failure) {
+            if (failure.code == ERROR_BADDB || mayWriteStore(path_)) throw;
+            // Without its log a store can't be shared with a reader who may not make one. Then
+            // nobody is writing it either.
+            if (!hasLog()) return connect(RegistryDatabase::Mode::Immutable);
+            // The log may be new, of a writer who was just coming.
+            if (last || !mayReadStore(path_)) throw;
+        }
+        const timespec pause{0, 1'000'000};
+        ::nanosleep(&pause, nullptr);
+    }
 }
 
 std::unique_ptr<RegistryDatabase> RegistryStore::connect(RegistryDatabase::Mode mode) const {

@@ -64,6 +64,9 @@ class RegistryStore {
     void open();
     /// What somebody writes is in there, and not in the store's own file, for some time.
     bool hasLog() const;
+    /// A writer is making it, and this reader may not help: it has no index yet.
+    bool logIsHalfMade() const;
+    std::unique_ptr<RegistryDatabase> connect() const;
     std::unique_ptr<RegistryDatabase> connect(RegistryDatabase::Mode mode) const;
     void forget() noexcept;
     Known* known(std::int64_t key);
