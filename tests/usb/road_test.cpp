@@ -157,12 +157,12 @@ TEST(Road, saysWhoHasTheCamera) {
     EXPECT_FALSE(open());
     EXPECT_EQ(GetLastError(), ERROR_SHARING_VIOLATION);
     claim.reset();
-    EXPECT_TRUE(open());
+    EXPECT_TRUE(open()) << GetLastError();
     bus.tell("unplug");
     EXPECT_FALSE(open());
     EXPECT_EQ(GetLastError(), ERROR_FILE_NOT_FOUND);
     bus.tell("plug");
-    EXPECT_TRUE(open());
+    EXPECT_TRUE(open()) << GetLastError();
 }
 
 }  // namespace

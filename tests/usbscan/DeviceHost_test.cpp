@@ -4,17 +4,21 @@
 #include <sys/socket.h>
 
 #include <algorithm>
+#include <cerrno>
 #include <cstring>
 #include <memory>
 #include <span>
 #include <string>
+#include <thread>
 #include <utility>
 #include <vector>
 
 #include "platform/internal/Descriptor.h"
 #include "platform/usbscan.h"
+#include "platform/usbscan/DevicePlace.h"
 #include "platform/usbscan/Protocol.h"
 #include "platform/usbscan/host/DeviceHost.h"
+#include "tests/support/TestMachine.h"
 #include "tests/usb/SteppedLoop.h"
 
 namespace zlk::usbscan {
@@ -219,6 +223,27 @@ TEST(DeviceHost, keepsItsFirstClientWhereItHasToResetADeviceAtItsBeginning) {
     EXPECT_TRUE(loop.until([&] { return device->writes == 1; }));
     client.read();
     EXPECT_EQ(client.failures, 0);
+}
+
+TEST(DeviceHost, thatMayNotServeRefusesNobodyWhoComesAfterARefusal) {
+    const DeviceAddress address(test::newFolder(), "device");
+    for (int round = 0; round < 50; ++round) {
+        const Descriptor listening = address.listen();
+        std::vector<Descriptor> waiting(40);
+        for (Descriptor& client : waiting) ASSERT_TRUE(client = address.connect());
+        Descriptor late;
+        std::thread toldFirst([&] {
+            char refusal[64];
+            if (::recv(waiting[0].get(), refusal, sizeof refusal, 0) > 0) late = address.connect();
+        });
+        refuseWaiting(listening.get(), 32);
+        toldFirst.join();
+        char byte;
+        EXPECT_EQ(::recv(waiting.back().get(), &byte, 1, MSG_DONTWAIT), 1);
+        ASSERT_TRUE(late);
+        ASSERT_EQ(::recv(late.get(), &byte, 1, MSG_DONTWAIT), -1) << round;
+        ASSERT_EQ(errno, EAGAIN);
+    }
 }
 
 TEST_F(DeviceHostTest, sendsOnToAClientWithMuchQueuedOnceItGivesSlotsBack) {

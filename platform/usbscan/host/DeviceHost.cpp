@@ -12,6 +12,7 @@
 #include <vector>
 
 #include "platform/error.h"
+#include "platform/internal/Descriptor.h"
 #include "platform/usbscan/host/ContainerFollower.h"
 #include "platform/usbscan/host/ControlAnswers.h"
 #include "platform/usbscan/host/ControlQueue.h"
@@ -428,9 +429,12 @@ void refuseWaiting(int socket, std::uint32_t error) {
         MessageHeader header;
         std::uint32_t error;
     } const refusal{{sizeof error, MessageKind::Refused, 0, 0}, error};
-    for (int client; (client = acceptFrom(socket)) >= 0; ::close(client))
+    // Whoever comes once the first has been told may know better than we do, and starts another.
+    std::vector<platform::Descriptor> waiting;
+    while (platform::Descriptor client{acceptFrom(socket)}) waiting.push_back(std::move(client));
+    for (const platform::Descriptor& client : waiting)
         // It fits, and whoever has gone meanwhile needs no answer.
-        static_cast<void>(::send(client, &refusal, sizeof refusal, MSG_NOSIGNAL));
+        static_cast<void>(::send(client.get(), &refusal, sizeof refusal, MSG_NOSIGNAL));
 }
 
 }  // namespace zlk::usbscan
