@@ -147,11 +147,14 @@ HRESULT XmlDocument::SetValue(BSTR path, BSTR value) noexcept {
         const std::string text = utf8Text(view(value));
         pugi::xml_text kept = place.node.text();
         if (!kept && text.empty()) return S_OK;
+        const pugi::xml_node before = kept.data();
         if (!kept.set(text.c_str())) return E_OUTOFMEMORY;
+        // An element that held its text itself, and now has none, would give its next one.
+        const pugi::xml_node held = before ? before : kept.data();
         for (pugi::xml_node node = place.node.first_child(); node;) {
             const pugi::xml_node old = node;
             node = node.next_sibling();
-            if (isText(old) && old != kept.data()) old.parent().remove_child(old);
+            if (isText(old) && old != held) old.parent().remove_child(old);
         }
         return S_OK;
     });

@@ -234,6 +234,9 @@ TEST_F(XmlDocumentTest, SetsTheWholeTextOfAnElement) {
     EXPECT_EQ(document.value(u"a"), u"123");
     ASSERT_EQ(document.set(u"a", u"new"), S_OK);
     EXPECT_EQ(document.xml(), "<a>new<b/></a>");
+    ASSERT_EQ(document.load(u"<a>1<b/>2<![CDATA[3]]></a>"), S_OK);
+    ASSERT_EQ(document.set(u"a", u""), S_OK);
+    EXPECT_EQ(document.xml(), "<a><b/></a>");
     ASSERT_EQ(document.load(u"<a><b/>1<c>2</c>3</a>"), S_OK);
     ASSERT_EQ(document.set(u"a", u"new"), S_OK);
     ASSERT_EQ(document.set(u"a/c", u""), S_OK);
