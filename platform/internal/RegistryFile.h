@@ -31,6 +31,7 @@ struct FileStamp {
 /// ERROR_ACCESS_DENIED, or ERROR_BADDB for what is no file or an empty one. False if there is none.
 bool checkStoreFile(const std::string& path);
 
+/// Whether the caller may read the store at `path`.
 bool mayReadStore(const std::string& path) noexcept;
 /// Whether the caller may change the store at `path`, or make one there.
 bool mayWriteStore(const std::string& path) noexcept;

@@ -1,6 +1,7 @@
 #include "platform/internal/RegistryStore.h"
 
-#include <time.h>
+#include <chrono>
+#include <thread>
 
 #include "platform/internal/RegistryTables.h"
 
@@ -61,21 +62,21 @@ std::unique_ptr<RegistryDatabase> RegistryStore::connect() const {
     for (int waited = 0;; ++waited) {
         const bool last = waited == patience;
         try {
-            if (last || !logIsHalfMade()) return connect(RegistryDatabase::Mode::Shared);
+            // Looked for first: what can't be opened is told as a store that can't be read.
+            if (last || !logIsHalfMade()) return connectAs(RegistryDatabase::Mode::Shared);
         } catch (const RegistryFailure& failure) {
             if (failure.code == ERROR_BADDB || mayWriteStore(path_)) throw;
             // Without its log a store can't be shared with a reader who may not make one. Then
             // nobody is writing it either.
-            if (!hasLog()) return connect(RegistryDatabase::Mode::Immutable);
+            if (!hasLog()) return connectAs(RegistryDatabase::Mode::Immutable);
             // The log may be new, of a writer who was just coming.
             if (last || !mayReadStore(path_)) throw;
         }
-        const timespec pause{0, 1'000'000};
-        ::nanosleep(&pause, nullptr);
+        std::this_thread::sleep_for(std::chrono::milliseconds(1));
     }
 }
 
-std::unique_ptr<RegistryDatabase> RegistryStore::connect(RegistryDatabase::Mode mode) const {
+std::unique_ptr<RegistryDatabase> RegistryStore::connectAs(RegistryDatabase::Mode mode) const {
     auto database = std::make_unique<RegistryDatabase>(path_, mode);
     checkTables(*database, path_);
     return database;

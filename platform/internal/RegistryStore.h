@@ -66,8 +66,9 @@ class RegistryStore {
     bool hasLog() const;
     /// A writer is making it, and this reader may not help: it has no index yet.
     bool logIsHalfMade() const;
+    /// As the caller may use the store. A reader waits for the log that a writer is making.
     std::unique_ptr<RegistryDatabase> connect() const;
-    std::unique_ptr<RegistryDatabase> connect(RegistryDatabase::Mode mode) const;
+    std::unique_ptr<RegistryDatabase> connectAs(RegistryDatabase::Mode mode) const;
     void forget() noexcept;
     Known* known(std::int64_t key);
 

@@ -32,7 +32,8 @@ class DeviceHost {
     std::unique_ptr<Impl> impl_;
 };
 
-/// Refuses the clients that wait at this listening, non-blocking socket, with this last error.
+/// Refuses the clients that wait at this listening, non-blocking socket, with this last error, and
+/// nobody who comes once one of them has heard it.
 void refuseWaiting(int socket, std::uint32_t error);
 
 }  // namespace zlk::usbscan
