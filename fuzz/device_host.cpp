@@ -27,7 +27,7 @@ class InventedDevice final : public UsbDevice {
 
     const UsbFacts& facts() const override { return facts_; }
     void setListener(Listener* listener) override { listener_ = listener; }
-    void startReading() override {
+    void read(std::uint64_t) override {
         if (!std::exchange(reading_, true)) post([this] { speak(); });
     }
     void stopReading() override { reading_ = false; }

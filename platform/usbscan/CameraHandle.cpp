@@ -194,6 +194,7 @@ bool CameraHandle::nextMessage(MessageHeader& header) {
 void CameraHandle::beginTurn() {
     readTurn_ = turn_;
     inData_ = zeroDue_ = zeroGiven_ = answered_ = false;
+    complete_ = true;  // as that before it was
 }
 
 bool CameraHandle::givesMissingZeroPacket(DWORD size) {
@@ -222,8 +223,11 @@ bool CameraHandle::read(void* buffer, DWORD size, DWORD& done) {
         if (data_.kind == MessageKind::Cancelled) return refuse(ERROR_OPERATION_ABORTED);
         const bool due = std::exchange(zeroDue_, false);
         if (data_.kind == MessageKind::ZeroPacket) {
-            // One that was taken for read comes too late.
-            if (!std::exchange(zeroGiven_, false)) return true;
+            // One that was taken for read comes too late. And between containers, a reader who
+            // wants the next one doesn't look for the end of the last: a device that sends heads in
+            // packets of their own ends payloads with it whose containers don't fill their packets.
+            const bool unwanted = complete_ && size >= containerHead;
+            if (!std::exchange(zeroGiven_, false) && !unwanted) return true;
         } else if (data_.kind != MessageKind::Data) {
             if (!skipRest()) return false;
             zeroDue_ = due;
@@ -243,6 +247,7 @@ bool CameraHandle::read(void* buffer, DWORD size, DWORD& done) {
     if (socket_.left() == 0) {
         inData_ = false;
         zeroDue_ = data_.flags & usbscan::zeroPacketDue;
+        complete_ = data_.flags & usbscan::containerEnds;
         answered_ = data_.flags & usbscan::answerEnds;
     }
     return true;

@@ -74,6 +74,7 @@ class CameraHandle final : public Handle {
     usbscan::MessageHeader data_{};
     bool inData_ = false;     // `data_` is received in parts
     bool zeroDue_ = false;    // a packet of no bytes is
+    bool complete_ = false;   // the container that was read last is
     bool answered_ = false;   // the response is read
     bool zeroGiven_ = false;  // one was taken for read that hadn't come
 };

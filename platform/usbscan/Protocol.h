@@ -33,7 +33,7 @@
 
 namespace zlk::usbscan {
 
-inline constexpr std::uint32_t protocolVersion = 2;
+inline constexpr std::uint32_t protocolVersion = 3;
 
 enum class MessageKind : std::uint8_t {
     // from the client
@@ -70,6 +70,8 @@ static_assert(sizeof(MessageHeader) == 8);
 inline constexpr std::uint8_t zeroPacketDue = 1;
 /// Flag of Data: the transaction's response ends here, and only a packet of no bytes may follow.
 inline constexpr std::uint8_t answerEnds = 4;
+/// Flag of Data: its container is complete.
+inline constexpr std::uint8_t containerEnds = 8;
 /// Flag of Failed: so is every later use of this handle.
 inline constexpr std::uint8_t handleIsDead = 2;
 

@@ -22,6 +22,8 @@ using usbscan::UsbPiece;
 using usbscan::UsbStatus;
 using Transfer = ScriptedFunction::Transfer;
 
+constexpr std::uint64_t everything = std::uint64_t{1} << 40;
+
 /// What a host gets, joined to transfers.
 class Inbox final : public usbscan::UsbDevice::Listener {
   public:
@@ -98,8 +100,8 @@ TEST_P(OnKernels, TransfersAreReadByteForByteAndEndWhereTheyDo) {
     for (const std::size_t size : sizes())
         sent.push_back({pattern(size, static_cast<unsigned>(size)), true});
     for (const Transfer& transfer : sent) bench.function.send(transfer);
-    device->startReading();
-    device->startReading();
+    device->read(everything);
+    device->read(everything);
     EXPECT_TRUE(bench.inbox.transfers.empty()) << "reported from inside of the call";
     EXPECT_TRUE(bench.loop.until([&] {
         return bench.inbox.transfers.size() == sent.size() && bench.inbox.transfers.back().ended;
@@ -126,7 +128,7 @@ TEST_P(OnKernels, AStallIsReportedBehindWhatCameBeforeItAndCanBeCleared) {
     bench.function.send(part);
     bench.function.answer(ScriptedFunction::bulkIn, PipeAnswer::Stalled);
     bench.function.answer(ScriptedFunction::bulkOut, PipeAnswer::Stalled);
-    device->startReading();
+    device->read(everything);
     ASSERT_TRUE(bench.loop.until([&] { return !bench.inbox.stopped.empty(); }));
     EXPECT_THAT(bench.inbox.stopped, testing::ElementsAre(UsbStatus::Stalled));
     EXPECT_TRUE((bench.inbox.transfers == std::vector{part}));
@@ -136,7 +138,7 @@ TEST_P(OnKernels, AStallIsReportedBehindWhatCameBeforeItAndCanBeCleared) {
     EXPECT_TRUE(device->clearHalt(ScriptedFunction::bulkOut));
     bench.inbox.transfers.clear();
     bench.function.send(next);
-    device->startReading();
+    device->read(everything);
     ASSERT_TRUE(bench.loop.until([&] { return !bench.inbox.transfers.empty(); }));
     EXPECT_TRUE((bench.inbox.transfers == std::vector{next}));
     EXPECT_EQ(bench.write(*device, pattern(100, 3), true), UsbStatus::Done);
@@ -145,10 +147,10 @@ TEST_P(OnKernels, AStallIsReportedBehindWhatCameBeforeItAndCanBeCleared) {
 
 TEST_P(OnKernels, ReadingThatWasStoppedGoesOnWithoutALoss) {
     bench.function.send({pattern(2 * packet, 1), false});
-    device->startReading();
+    device->read(everything);
     ASSERT_TRUE(bench.loop.until([&] { return bench.function.given == 2u * packet; }));
     device->stopReading();
-    device->startReading();
+    device->read(everything);
     bench.function.send({pattern(1000, 2), true});
     ASSERT_TRUE(bench.loop.until(
         [&] { return !bench.inbox.transfers.empty() && bench.inbox.transfers.back().ended; }));
@@ -187,7 +189,7 @@ TEST(LibusbDevice, AnInterruptComesWhileBulkTransfersRun) {
     const auto device = bench.open();
     bench.inbox.holds = true;
     bench.function.send({pattern(4 << 20, 1), true});
-    device->startReading();
+    device->read(everything);
     Bytes event;
     device->waitForInterrupt([&](UsbStatus status, std::span<const std::byte> bytes) {
         EXPECT_EQ(status, UsbStatus::Done);
@@ -207,7 +209,7 @@ TEST(LibusbDevice, ReadsNoFurtherThanItsPiecesAreGivenBack) {
     bench.inbox.holds = true;
     const Transfer transfer{pattern(3 << 20, 1), true};
     bench.function.send(transfer);
-    device->startReading();
+    device->read(everything);
     ASSERT_TRUE(bench.loop.until([&] { return bench.inbox.held.size() == 8; }));
     bench.loop.settle();
     EXPECT_EQ(bench.function.given, 8u * 128 * 1024);
@@ -233,7 +235,7 @@ TEST(LibusbDevice, MakesDoWithTheMemoryThatTheKernelHas) {
         const auto device = bench.open();
         const Transfer transfer{pattern(1'000'000, 1), true};
         bench.function.send(transfer);
-        device->startReading();
+        device->read(everything);
         ASSERT_TRUE(bench.loop.until([&] {
             return !bench.inbox.stopped.empty() ||
                    (!bench.inbox.transfers.empty() && bench.inbox.transfers.back().ended);
@@ -243,7 +245,7 @@ TEST(LibusbDevice, MakesDoWithTheMemoryThatTheKernelHas) {
     }
     Bench bench(512, {.memory = 100});
     const auto device = bench.open();
-    device->startReading();
+    device->read(everything);
     EXPECT_TRUE(bench.inbox.stopped.empty()) << "reported from inside of the call";
     ASSERT_TRUE(bench.loop.until([&] { return !bench.inbox.stopped.empty(); }));
     EXPECT_EQ(bench.inbox.stopped.front(), UsbStatus::Failed);
@@ -271,7 +273,7 @@ TEST(LibusbDevice, CancelsWhatTheDeviceHoldsBack) {
 TEST(LibusbDevice, AResetEndsWhatIsUnderWayAndLeavesTheDeviceUsable) {
     Bench bench;
     const auto device = bench.open();
-    device->startReading();
+    device->read(everything);
     std::optional<UsbStatus> event;
     device->waitForInterrupt([&](UsbStatus status, auto) { event = status; });
     bench.loop.settle();
@@ -283,7 +285,7 @@ TEST(LibusbDevice, AResetEndsWhatIsUnderWayAndLeavesTheDeviceUsable) {
     EXPECT_THAT(bench.inbox.transfers, testing::IsEmpty()) << "a packet that nobody sent";
 
     bench.function.send({pattern(9, 1), true});
-    device->startReading();
+    device->read(everything);
     ASSERT_TRUE(bench.loop.until([&] { return !bench.inbox.transfers.empty(); }));
     EXPECT_EQ(bench.write(*device, pattern(10, 2), true), UsbStatus::Done);
 }
@@ -294,12 +296,12 @@ TEST(LibusbDevice, NothingIsReportedBehindItsEnd) {
     bench.function.answer(ScriptedFunction::bulkOut, PipeAnswer::NotNow);
     int reports = 0;
     const Bytes bytes = pattern(1000, 1);
-    device->startReading();
+    device->read(everything);
     device->write(bytes, true, [&](UsbStatus) { ++reports; });
     device->waitForInterrupt([&](UsbStatus, auto) { ++reports; });
     // What ends here is due to be reported when the device is gone.
     EXPECT_TRUE(device->reset());
-    device->startReading();
+    device->read(everything);
     device.reset();
     bench.function.send({bytes, true});
     bench.loop.settle();
@@ -313,7 +315,7 @@ TEST(LibusbDevice, AnErrorOnTheWireFailsTheTransferAndNotTheDevice) {
     const auto device = bench.open();
     for (const auto pipe : {ScriptedFunction::bulkIn, ScriptedFunction::bulkOut})
         bench.function.answer(pipe, PipeAnswer::Broken);
-    device->startReading();
+    device->read(everything);
     ASSERT_TRUE(bench.loop.until([&] { return !bench.inbox.stopped.empty(); }));
     EXPECT_THAT(bench.inbox.stopped, testing::ElementsAre(UsbStatus::Failed));
     EXPECT_EQ(bench.write(*device, pattern(10, 2), true), UsbStatus::Failed);
@@ -354,7 +356,7 @@ TEST(LibusbDevice, UnpluggingEndsEverythingAndTheNextDeviceIsAnotherOne) {
     bench.function.answer(ScriptedFunction::bulkOut, PipeAnswer::NotNow);
     std::vector<UsbStatus> ends;
     const Bytes bytes = pattern(1000, 1);
-    device->startReading();
+    device->read(everything);
     device->write(bytes, true, [&](UsbStatus status) { ends.push_back(status); });
     device->waitForInterrupt([&](UsbStatus status, auto) { ends.push_back(status); });
     bench.loop.settle();

@@ -38,7 +38,7 @@ class QuietDevice final : public UsbDevice {
     }
     const UsbFacts& facts() const override { return facts_; }
     void setListener(Listener* heard) override { listener = heard; }
-    void startReading() override {}
+    void read(std::uint64_t) override {}
     void stopReading() override {}
     void write(std::span<const std::byte>, bool, Done done) override {
         ++writes;

@@ -3,6 +3,7 @@
 #include <chrono>
 #include <thread>
 
+#include "tests/support/ChildProcess.h"
 #include "tests/usbscan/Camera.h"
 
 namespace zlk::test {
@@ -114,9 +115,10 @@ const Case cases[] = {
     {"split-header phase=response", Read, none},
     {"split-header phase=response", Count, none},
     {"extra-byte", Read, transport},
-    {"extra-zero-packet", Read, PTP_NO_RESPONSE},
-    {"zero-packet-first phase=data", Read, PTP_NO_RESPONSE},
-    {"zero-packet-first phase=response", Send, PTP_NO_RESPONSE},
+    {"extra-zero-packet", Read, none},
+    {"extra-zero-packet phase=response", Send, none},
+    {"zero-packet-first phase=data", Read, none},
+    {"zero-packet-first phase=response", Send, none},
     {"stale phase=data value=2", Info, PTP_GENERAL_ERROR},
     {"stale phase=response value=3", Read, none},
     {"zeros phase=response value=2", Info, transport},
@@ -178,13 +180,45 @@ TEST(Recovery, resetsACameraThatRefusesToCancelAndSaysSoToItsClients) {
     camera.tell("fault silence phase=data op=0x1009");
     EXPECT_EQ(raisedBy([&] { run(engine, Read); }), transport);
     EXPECT_EQ(bystander.getStorageIDs().size(), 1u);  // the session lives
-    camera.tell("fault cancel-stall");
-    camera.tell("fault silence phase=data op=0x1009");
+    camera.tell("fault cancel-stall count=3");
+    camera.tell("fault silence phase=data at=50% op=0x1009");
     EXPECT_EQ(raisedBy([&] { run(engine, Read); }), transport);
-    // The session is over, and nobody goes on in another one unawares.
+    // It was left in peace, and takes a new command.
+    EXPECT_EQ(bystander.getStorageIDs().size(), 1u);
+    camera.tell("violations clear");
+    camera.tell("fault silence phase=data at=50% op=0x1009 count=2");
+    EXPECT_EQ(raisedBy([&] { run(engine, Read); }), transport);
+    EXPECT_EQ(raisedBy([&] { run(engine, Read); }), transport);
+    // That didn't help, so it was reset. Nobody goes on in another session unawares.
     EXPECT_EQ(raisedBy([&] { bystander.getStorageIDs(); }), PTP_INVALID_HANDLE);
     EXPECT_EQ(next(), 0u);
-    camera.expectNoViolations();
+}
+
+ZLK_CHILD(opensASession) {
+    child.say(std::to_string(raisedBy([] {
+        ZlPTPdrv camera{wString(firstPort)};
+        joinSession(camera);
+    })));
+    return 0;
+}
+
+TEST(Recovery, letsASilentCameraCostAProcessOneTimeOut) {
+    setTransferTimeout(500);
+    Camera camera;
+    camera.tell("fault cancel-stall count=9");
+    camera.tell("fault silence phase=command");
+    const auto start = std::chrono::steady_clock::now();
+    ZlPTPdrv engine{wString(firstPort)}, bystander{wString(firstPort)};
+    EXPECT_EQ(raisedBy([&] { engine.openSession(); }), transport);
+    for (int i = 0; i < 10; ++i) {
+        EXPECT_NE(next(), 0u);
+        EXPECT_EQ(raisedBy([&] { bystander.getStorageIDs(); }), transport);
+    }
+    EXPECT_LT(std::chrono::steady_clock::now() - start, std::chrono::milliseconds(1500));
+    // Another process begins anew. For it the camera is silent the second time, and is reset.
+    EXPECT_EQ(ChildProcess("opensASession").hear(), std::to_string(transport));
+    EXPECT_EQ(ChildProcess("opensASession").hear(), "0");
+    EXPECT_EQ(next(), 0u);
 }
 
 }  // namespace

@@ -21,9 +21,7 @@ PipeBytes BulkInPipe::take(std::size_t room) {
             case Kind::Wait:
                 return wait(next.delay);
             case Kind::Stall:
-                steps_.clear();
-                halted_ = true;
-                listener_.pipeStalled();
+                halt();
                 break;
             case Kind::Silence:
                 return {};
@@ -92,7 +90,14 @@ void BulkInPipe::passCompleted() {
     while (!steps_.empty() && steps_.front().kind == Kind::Completed) {
         steps_.pop_front();
         listener_.transactionCompleted();
+        if (!steps_.empty() && steps_.front().kind == Kind::Stall) halt();
     }
+}
+
+void BulkInPipe::halt() {
+    steps_.clear();
+    halted_ = true;
+    listener_.pipeStalled();
 }
 
 void BulkInPipe::clear() {

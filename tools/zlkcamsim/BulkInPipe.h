@@ -56,6 +56,7 @@ class BulkInPipe {
     PipeBytes takeBytes(std::size_t room);
     PipeBytes wait(std::chrono::milliseconds delay);
     void passCompleted();
+    void halt();
 
     std::uint16_t packetSize_;
     Listener& listener_;

@@ -101,12 +101,15 @@ void ReplyScript::play(const Message& command, Reply reply) {
         const Payload payload = withFaults(std::move(*reply.data), command.code, faults);
         const ContainerHeader header{lengthOf(payload.bytes.size()), Data, command.code, id};
         container(header, payload, faults);
+        surplus(faults);
     }
     const Bytes bytes = Message{reply.code, id, std::move(reply.parameters)}.encode(Response);
     const Payload parameters = Payload::of({bytes.begin() + ContainerHeader::size, bytes.end()});
-    container(ContainerHeader::decode(bytes), parameters,
-              faults_.take(Phase::Response, command.code));
+    const std::vector<Fault> faults = faults_.take(Phase::Response, command.code);
+    container(ContainerHeader::decode(bytes), parameters, faults);
     step(Kind::Completed);
+    // A host may leave it for the next transaction.
+    surplus(faults);
     if (!faults_.take(Phase::After, command.code).empty()) step(Kind::Stall);
 }
 
@@ -164,6 +167,8 @@ bool ReplyScript::body(const Bytes& header, const Payload& payload,
 
 void ReplyScript::end(const std::vector<Fault>& faults) {
     if (find(faults, FaultKind::Glue)) return;
+    // A head in a packet of its own, and nothing after it, has ended the transfer.
+    if (find(faults, FaultKind::SplitHeader) && inTransfer_ == 0) return;
     const bool lastPacketIsFull = inTransfer_ % pipe_.packetSize() == 0;
     if (lastPacketIsFull && find(faults, FaultKind::NoZeroPacket)) {
         inTransfer_ = 0;
@@ -171,6 +176,9 @@ void ReplyScript::end(const std::vector<Fault>& faults) {
     }
     if (lastPacketIsFull && find(faults, FaultKind::ExtraByte)) send(Payload::of(Bytes(1)));
     endTransfer();
+}
+
+void ReplyScript::surplus(const std::vector<Fault>& faults) {
     if (find(faults, FaultKind::ExtraZeroPacket)) endTransfer();
 }
 

@@ -22,6 +22,8 @@ class ReplyScript {
     /// False if nothing of this container comes behind what has been sent.
     bool body(const Bytes& header, const Payload& payload, const std::vector<Fault>& faults);
     void end(const std::vector<Fault>& faults);
+    /// Packets of no bytes that nothing is due for.
+    void surplus(const std::vector<Fault>& faults);
 
     void send(Payload payload);
     void sendWholePackets(const Bytes& header, const Payload& payload, std::size_t count);

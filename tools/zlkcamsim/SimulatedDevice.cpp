@@ -58,11 +58,13 @@ void SimulatedDevice::pumpIn() {
     const std::weak_ptr<Outstanding> alive = outstanding_;
     // Pieces that are given back at once don't keep the loop from its other descriptors.
     for (int piece = 0; piece < mostPieces; ++piece) {
-        if (!reading_ || !listener_ || outstanding_->pieces >= mostPieces) return;
-        PipeBytes taken = function_.in(pieceSize);
+        if (due_ == 0 || !listener_ || outstanding_->pieces >= mostPieces) return;
+        const std::size_t room = roomFor(due_);
+        PipeBytes taken = function_.in(room);
         if (taken.answer == PipeAnswer::NotNow) return;
+        due_ -= std::min<std::uint64_t>(due_, room);
         if (taken.answer != PipeAnswer::Accepted) {
-            reading_ = false;
+            due_ = 0;
             listener_->readingStopped(statusOf(taken.answer));
             return;
         }
@@ -83,9 +85,16 @@ std::shared_ptr<const void> SimulatedDevice::counted(std::shared_ptr<const void>
             }};
 }
 
-void SimulatedDevice::startReading() {
-    reading_ = true;
+void SimulatedDevice::read(std::uint64_t due) {
+    due_ = due;
     schedule();
+}
+
+/// What one transfer asks for: whole packets.
+std::size_t SimulatedDevice::roomFor(std::uint64_t due) const {
+    const std::size_t packet = facts_.bulkIn.maximumPacketSize;
+    const std::uint64_t wanted = std::min<std::uint64_t>(due, pieceSize);
+    return static_cast<std::size_t>((wanted + packet - 1) / packet * packet);
 }
 
 void SimulatedDevice::write(std::span<const std::byte> bytes, bool zeroPacket, Done done) {
@@ -149,11 +158,13 @@ void SimulatedDevice::cancelInterrupt() {
 }
 
 bool SimulatedDevice::clearHalt(std::uint8_t endpoint) {
+    if (endpoint == facts_.bulkIn.address) stopReading();
     function_.clearHalt(endpoint);
     return true;
 }
 
 bool SimulatedDevice::reset() {
+    stopReading();
     function_.busReset();
     return true;
 }

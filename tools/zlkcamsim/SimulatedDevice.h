@@ -19,8 +19,8 @@ class SimulatedDevice final : public usbscan::UsbDevice {
 
     const usbscan::UsbFacts& facts() const override { return facts_; }
     void setListener(Listener* listener) override { listener_ = listener; }
-    void startReading() override;
-    void stopReading() override { reading_ = false; }
+    void read(std::uint64_t due) override;
+    void stopReading() override { due_ = 0; }
     void write(std::span<const std::byte> bytes, bool zeroPacket, Done done) override;
     void cancelWrite() override;
     void control(const usbscan::UsbRequest& request, DoneWithBytes done) override;
@@ -38,13 +38,15 @@ class SimulatedDevice final : public usbscan::UsbDevice {
     void pumpOut();
     void pumpInterrupt();
     void finishWrite(usbscan::UsbStatus status);
+    std::size_t roomFor(std::uint64_t due) const;
     std::shared_ptr<const void> counted(std::shared_ptr<const void> keeper);
 
     usbscan::EventLoop& loop_;
     UsbFunction& function_;
     usbscan::UsbFacts facts_;
     Listener* listener_ = nullptr;
-    bool reading_ = false, scheduled_ = false;
+    std::uint64_t due_ = 0;
+    bool scheduled_ = false;
 
     std::span<const std::byte> toWrite_;
     bool zeroPacket_ = false;

@@ -8,6 +8,8 @@ namespace {
 
 constexpr std::uint64_t toTheTransfersEnd = std::numeric_limits<std::uint64_t>::max();
 constexpr std::uint32_t unknownLength = 0xFFFFFFFF;
+// A response and a small data phase fit, and the head of a large one.
+constexpr std::uint64_t dueOfUnknown = 16 * 1024;
 
 std::uint32_t number(std::span<const std::byte> bytes, std::size_t at, std::size_t width) {
     std::uint32_t value = 0;
@@ -45,6 +47,11 @@ bool ContainerFollower::isAnswer() const noexcept {
            (containerTransaction(head_) == transaction_ || number(head_, 6, 2) != ok);
 }
 
+std::uint64_t ContainerFollower::due() const noexcept {
+    const bool isKnown = headIsWhole() && missing_ != toTheTransfersEnd;
+    return isKnown ? missing_ : dueOfUnknown;
+}
+
 std::size_t ContainerFollower::take(std::span<const std::byte> bytes) noexcept {
     std::size_t taken = 0;
     if (!headIsWhole()) {
@@ -73,6 +80,7 @@ void ContainerFollower::follow(std::span<const std::byte> bytes, bool endsTransf
         transfer_ += taken;
         container_ += taken;
         if (headIsWhole() && missing_ == 0) {
+            cut.endsContainer = true;
             cut.endsResponse = isAnswer();
             cut.zeroPacketDue = container_ % packetSize_ == 0;
             forgetContainer();

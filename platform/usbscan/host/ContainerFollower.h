@@ -23,7 +23,8 @@ struct ContainerCut {
     /// The container is whole and fills its packets: its reader looks for a packet of no bytes
     /// behind it.
     bool zeroPacketDue = false;
-    bool endsResponse = false;  ///< the container is whole, and answers the transaction
+    bool endsContainer = false;  ///< the container is whole
+    bool endsResponse = false;   ///< and it answers the transaction
 };
 
 class ContainerFollower {
@@ -35,6 +36,9 @@ class ContainerFollower {
     /// Appends the cuts of the next bytes of a transfer.
     void follow(std::span<const std::byte> bytes, bool endsTransfer,
                 std::vector<ContainerCut>& cuts);
+    /// How many bytes may be asked for without going beyond the container that is under way. Of
+    /// one that has yet to begin, or whose end only a short packet shows, a buffer full.
+    std::uint64_t due() const noexcept;
 
   private:
     /// How many of the bytes belong to the container that is under way.

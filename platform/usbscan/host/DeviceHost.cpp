@@ -7,6 +7,7 @@
 #include <cerrno>
 #include <cstring>
 #include <map>
+#include <set>
 #include <string>
 #include <utility>
 #include <vector>
@@ -24,10 +25,15 @@ namespace zlk::usbscan {
 namespace {
 
 constexpr unsigned maxRecoveriesInARow = 3;
+constexpr std::size_t maxMute = 64;
 constexpr std::chrono::milliseconds acceptPause{100};
 // A transfer that fills its packets may have one behind it, and some devices send one too many;
 // whoever goes on is out of step, and nothing else bounds what he fills a client's queue with.
 constexpr unsigned maxZeroPacketsInARow = 8;
+// An answer to what the device had taken already when its pipe was cleared.
+constexpr std::chrono::milliseconds patienceAfterHalt{1000};
+// How long a packet of no bytes may take that is due after a response.
+constexpr std::chrono::milliseconds zeroPacketPatience{100};
 
 /// Only the user himself, and root, may talk to his devices.
 bool mayConnect(int socket) {
@@ -64,13 +70,9 @@ class DeviceHost::Impl final : UsbDevice::Listener, HostConnection::Owner {
           events_(loop, *device_),
           idle_(loop),
           listenAgain_(loop),
-          progress_(loop) {
+          progress_(loop),
+          lateZeroPacket_(loop) {
         device_->setListener(this);
-        recovery_.settle([this](Recovery::Outcome outcome) {
-            // Whoever is here already has had no session yet that a reset could have ended.
-            recovered(outcome == Recovery::Outcome::SessionLost ? Recovery::Outcome::SessionAlive
-                                                                : outcome);
-        });
         watchIdleness();
     }
 
@@ -103,6 +105,7 @@ class DeviceHost::Impl final : UsbDevice::Listener, HostConnection::Owner {
         gone_ = true;
         transaction_.open = false;
         progress_.stop();
+        lateZeroPacket_.stop();
         if (listening_ >= 0) loop_.forget(listening_);
         listening_ = -1;
         device_->setListener(nullptr);
@@ -121,6 +124,8 @@ class DeviceHost::Impl final : UsbDevice::Listener, HostConnection::Owner {
         bool open = false;
         bool answered = false;     // its response is out
         bool sending = false;      // a data phase isn't written to its end
+        bool heard = false;        // the device has sent something since its command
+        bool cleared = false;      // a halt of the pipe that it found
         unsigned zeroPackets = 0;  // with nothing between them
     };
     struct Command {
@@ -136,7 +141,7 @@ class DeviceHost::Impl final : UsbDevice::Listener, HostConnection::Owner {
             if (header.kind == MessageKind::Open && payload.size() == sizeof from.opened)
                 std::memcpy(&from.opened, payload.data(), sizeof from.opened);
             if (from.opened.version != protocolVersion) return from.finish();
-            return from.send({0, MessageKind::Opened, 0, 0});
+            return open(from);
         }
         switch (header.kind) {
             case MessageKind::Control:
@@ -162,6 +167,8 @@ class DeviceHost::Impl final : UsbDevice::Listener, HostConnection::Owner {
             nextCommand();
         } else if (transaction_.open && transaction_.owner == &from &&
                    transaction_.turn == part.turn) {
+            // Some devices lose a read that waits while they are sent data.
+            device_->stopReading();
             write(from, part);
         } else {
             // Its transaction has failed meanwhile, or there never was one.
@@ -191,6 +198,26 @@ class DeviceHost::Impl final : UsbDevice::Listener, HostConnection::Owner {
         watchIdleness();
     }
 
+    void open(HostConnection& client) {
+        if (mute_.contains(client.process())) {
+            client.sendError(MessageKind::Refused, ERROR_SEM_TIMEOUT);
+            return client.finish();
+        }
+        client.send({0, MessageKind::Opened, 0, 0});
+        if (std::exchange(settled_, true)) return;
+        recovery_.settle([this](Recovery::Outcome outcome) { recovered(outcome); });
+    }
+
+    /// A device that has answered nothing, and doesn't cancel either, costs a process one time-out
+    /// and not one for each of its questions. Another process may try, and so may this one once
+    /// the device has been heard.
+    void countAsMute(pid_t process) {
+        if (mute_.size() >= maxMute) mute_.clear();
+        mute_.insert(process);
+        for (HostConnection* client : allClients())
+            if (client->process() == process) killHandle(*client, ERROR_SEM_TIMEOUT);
+    }
+
     std::vector<HostConnection*> allClients() const {
         std::vector<HostConnection*> all;
         for (const auto& [client, owned] : clients_) all.push_back(client);
@@ -200,6 +227,8 @@ class DeviceHost::Impl final : UsbDevice::Listener, HostConnection::Owner {
     void killHandle(HostConnection& client, DWORD error) {
         client.dead = true;
         client.dropData();
+        const auto isIts = [&](const Command& command) { return command.from == &client; };
+        if (std::erase_if(commands_, isIts) > 0) client.resume();
         events_.remove(client);
         client.sendError(MessageKind::Failed, error, 0, handleIsDead);
     }
@@ -227,14 +256,24 @@ class DeviceHost::Impl final : UsbDevice::Listener, HostConnection::Owner {
         }
         const Command command = commands_.front();
         commands_.pop_front();
+        lateZeroPacket_.stop();
+        device_->stopReading();
         command.from->dropData();
         transaction_ = {.owner = command.from,
                         .turn = command.part.turn,
                         .id = containerTransaction(command.part.bytes),
                         .open = true};
         follower_.reset(transaction_.id);
-        device_->startReading();
+        command.from->hasCommanded = true;
         write(*command.from, command.part);
+    }
+
+    /// As far as is due and not a byte further: nothing may wait at the device's pipe once the
+    /// transaction is over, nor before its command is written. Host controllers, and devices, get
+    /// out of step over reads that have to be taken back.
+    void readOn() {
+        const bool wanted = transaction_.open && !transaction_.answered;
+        if (wanted && !transaction_.sending && !writer_) device_->read(follower_.due());
     }
 
     void write(HostConnection& from, const WritePart& part) {
@@ -257,6 +296,7 @@ class DeviceHost::Impl final : UsbDevice::Listener, HostConnection::Owner {
         if (status != UsbStatus::Done) return failTransaction(lastErrorOf(status));
         if (transaction_.open) watchProgress();
         closeIfComplete();
+        readOn();
     }
 
     void watchProgress() {
@@ -267,8 +307,13 @@ class DeviceHost::Impl final : UsbDevice::Listener, HostConnection::Owner {
             if (awaitsClient())
                 watchProgress();
             else
-                failTransaction(ERROR_SEM_TIMEOUT);
+                timeOut();
         });
+    }
+
+    void timeOut() {
+        if (!transaction_.heard && transaction_.owner) unheard_ = transaction_.owner->process();
+        failTransaction(ERROR_SEM_TIMEOUT);
     }
 
     bool awaitsClient() const {
@@ -296,6 +341,12 @@ class DeviceHost::Impl final : UsbDevice::Listener, HostConnection::Owner {
         transaction_.open = false;
         progress_.stop();
         recoveriesInARow_ = 0;
+        if (zeroPacketOwed_) {
+            device_->read(1);
+            lateZeroPacket_.start(zeroPacketPatience, [this] { device_->stopReading(); });
+        } else {
+            device_->stopReading();
+        }
         nextCommand();
     }
 
@@ -316,21 +367,25 @@ class DeviceHost::Impl final : UsbDevice::Listener, HostConnection::Owner {
 
     void startRecovery() {
         recoverAfterWrite_ = false;
-        recovery_.start(transaction_.id, [this](Recovery::Outcome outcome) { recovered(outcome); });
+        lateZeroPacket_.stop();
+        recovery_.start(transaction_.id, recoveriesInARow_ > 1,
+                        [this](Recovery::Outcome outcome) { recovered(outcome); });
     }
 
     void recovered(Recovery::Outcome outcome) {
         if (outcome == Recovery::Outcome::DeviceGone) return deviceGone();
         if (outcome == Recovery::Outcome::SessionLost) loseSession();
+        const pid_t unheard = std::exchange(unheard_, 0);
+        if (outcome == Recovery::Outcome::LeftInPeace && unheard != 0) countAsMute(unheard);
         zeroPacketOwed_ = false;
         nextCommand();
     }
 
-    /// Whoever believes in the session that the reset has ended must not go on in another one.
+    /// Those who believe in the session that the reset has ended must not go on in another one.
+    /// One that has sent nothing yet has none.
     void loseSession() {
-        for (const Command& command : commands_) command.from->resume();
-        commands_.clear();
         for (HostConnection* client : allClients()) {
+            if (!client->hasCommanded) continue;
             client->note("The device was reset, and its session is over");
             killHandle(*client, ERROR_INVALID_HANDLE);
         }
@@ -348,12 +403,16 @@ class DeviceHost::Impl final : UsbDevice::Listener, HostConnection::Owner {
             else
                 data(cut, piece.keeper);
         }
+        transaction_.heard = true;
+        mute_.clear();
         if (transaction_.open) watchProgress();
         closeIfComplete();
+        readOn();
     }
 
     void zeroPacket() {
         const bool owed = std::exchange(zeroPacketOwed_, false);
+        lateZeroPacket_.stop();
         if (transaction_.open && ++transaction_.zeroPackets > maxZeroPacketsInARow)
             return failTransaction(ERROR_GEN_FAILURE);
         if (HostConnection* owner = transaction_.owner; owner && (transaction_.open || owed))
@@ -364,8 +423,9 @@ class DeviceHost::Impl final : UsbDevice::Listener, HostConnection::Owner {
         zeroPacketOwed_ = cut.zeroPacketDue;
         transaction_.zeroPackets = 0;
         if (!transaction_.open || !transaction_.owner) return;
-        const int flags =
-            (cut.zeroPacketDue ? zeroPacketDue : 0) | (cut.endsResponse ? answerEnds : 0);
+        const int flags = (cut.zeroPacketDue ? zeroPacketDue : 0) |
+                          (cut.endsContainer ? containerEnds : 0) |
+                          (cut.endsResponse ? answerEnds : 0);
         transaction_.owner->send(
             {0, MessageKind::Data, static_cast<std::uint8_t>(flags), transaction_.turn}, cut.bytes,
             keeper);
@@ -377,7 +437,14 @@ class DeviceHost::Impl final : UsbDevice::Listener, HostConnection::Owner {
         if (recovering()) return recovery_.stalled();
         // Reading goes on with the recovery, or else with the next command.
         device_->clearHalt(device_->facts().bulkIn.address);
-        failTransaction(lastErrorOf(why));
+        const bool maybeOlder = why == UsbStatus::Stalled && transaction_.open &&
+                                !transaction_.heard && !transaction_.cleared;
+        if (!maybeOlder) return failTransaction(lastErrorOf(why));
+        // The pipe may be halted since the transaction before, in which nothing was left to read.
+        // Then the answer to this one follows.
+        transaction_.cleared = true;
+        progress_.start(patienceAfterHalt, [this] { failTransaction(ERROR_GEN_FAILURE); });
+        readOn();
     }
 
     EventLoop& loop_;
@@ -402,7 +469,10 @@ class DeviceHost::Impl final : UsbDevice::Listener, HostConnection::Owner {
     bool recoverAfterWrite_ = false;
     unsigned recoveriesInARow_ = 0;
     EventWaiters events_;
-    Timer idle_, listenAgain_, progress_;
+    bool settled_ = false;  // the first client's coming has begun it
+    pid_t unheard_ = 0;     // the process that has waited in vain, until the recovery's end
+    std::set<pid_t> mute_;  // processes for which the device has answered nothing
+    Timer idle_, listenAgain_, progress_, lateZeroPacket_;
     Lifetime lifetime_;
 };
 

@@ -44,6 +44,12 @@ void attach(msghdr& message, char (&control)[Size], int descriptor) {
     std::memcpy(CMSG_DATA(header), &descriptor, sizeof descriptor);
 }
 
+pid_t processAt(int socket) {
+    ucred peer{};
+    socklen_t size = sizeof peer;
+    return ::getsockopt(socket, SOL_SOCKET, SO_PEERCRED, &peer, &size) == 0 ? peer.pid : 0;
+}
+
 std::shared_ptr<std::vector<std::byte>> copyOf(std::span<const std::byte> bytes) {
     return std::make_shared<std::vector<std::byte>>(bytes.begin(), bytes.end());
 }
@@ -51,7 +57,7 @@ std::shared_ptr<std::vector<std::byte>> copyOf(std::span<const std::byte> bytes)
 }  // namespace
 
 HostConnection::HostConnection(EventLoop& loop, int socket, Owner& owner)
-    : loop_(loop), socket_(socket), owner_(owner), input_(usualInput) {
+    : loop_(loop), socket_(socket), process_(processAt(socket)), owner_(owner), input_(usualInput) {
     loop_.watch(socket_, POLLIN, [this](short events) { happened(events); });
 }
 

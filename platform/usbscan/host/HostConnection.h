@@ -1,6 +1,8 @@
 #pragma once
 // A client's connection at the host's end: messages in, messages out, neither of them blocking.
 
+#include <sys/types.h>
+
 #include <deque>
 #include <memory>
 #include <span>
@@ -62,9 +64,13 @@ class HostConnection {
     /// Ends the connection once everything queued is sent, or at once if that would wait.
     void finish();
 
+    /// Of the client, as the kernel knows it.
+    pid_t process() const noexcept { return process_; }
+
     // What the host keeps of each client.
-    OpenRequest opened{};  ///< version 0: not yet
-    bool dead = false;     ///< its session is over
+    OpenRequest opened{};       ///< version 0: not yet
+    bool dead = false;          ///< its session is over
+    bool hasCommanded = false;  ///< the device has got a command of its
 
   private:
     struct Outgoing {
@@ -92,6 +98,7 @@ class HostConnection {
 
     EventLoop& loop_;
     const int socket_;
+    const pid_t process_;
     Owner& owner_;
     bool paused_ = false, lost_ = false, finishing_ = false;
     Lifetime lifetime_;

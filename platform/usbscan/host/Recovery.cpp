@@ -20,31 +20,49 @@ constexpr std::uint16_t ready = 0x2001;
 constexpr auto statusPause = 20ms;
 // A device that has been quiet for so long has said it all.
 constexpr auto quiet = 50ms;
+// Devices that don't know a request should refuse it, and some are silent.
+constexpr auto answerLimit = 1s;
 constexpr auto stageLimit = 3s;
+// What is left of a picture is read faster than this; a device that still sends is reset.
+constexpr auto peaceLimit = 2s;
 constexpr unsigned maxStalls = 8;
+constexpr std::uint64_t drainedAtOnce = 256 * 1024;
 
 }  // namespace
 
 Recovery::Recovery(EventLoop& loop, UsbDevice& device, ControlQueue& controls)
     : device_(device), controls_(controls), pause_(loop), limit_(loop) {}
 
-void Recovery::start(std::uint32_t transactionId, Done done) {
+void Recovery::start(std::uint32_t transactionId, bool again, Done done) {
     done_ = std::move(done);
     transactionId_ = transactionId;
+    again_ = again;
     stalls_ = 0;
-    stage_ = Stage::Cancel;
+    tellsStatus_ = false;
     tryCancel();
 }
 
 void Recovery::settle(Done done) {
     done_ = std::move(done);
     transactionId_ = 0;
+    again_ = false;
     stalls_ = 0;
-    stage_ = Stage::Settle;
-    ++epoch_;
-    limit_.start(stageLimit, [this] { nextStage(); });
-    device_.startReading();
+    tellsStatus_ = false;
+    // A device that doesn't answer has nothing open, as far as anybody can know.
+    enter(Stage::Settle, answerLimit);
     askStatus();
+}
+
+void Recovery::enter(Stage stage, std::chrono::milliseconds limit) {
+    stage_ = stage;
+    ++epoch_;
+    draining_ = false;
+    pause_.stop();
+    device_.stopReading();
+    limit_.start(limit, [this] {
+        if (stage_ == Stage::Settle && !draining_) return drain();
+        nextStage();
+    });
 }
 
 UsbDevice::DoneWithBytes Recovery::inThisStage(UsbDevice::DoneWithBytes then) {
@@ -57,29 +75,33 @@ UsbDevice::DoneWithBytes Recovery::inThisStage(UsbDevice::DoneWithBytes then) {
 }
 
 void Recovery::tryCancel() {
-    ++epoch_;
-    limit_.start(stageLimit, [this] { nextStage(); });
+    enter(Stage::Cancel, answerLimit);
     std::array<std::byte, 6> data;
     std::memcpy(data.data(), &cancellationCode, 2);
     std::memcpy(data.data() + 2, &transactionId_, 4);
     const UsbRequest request{.requestType = toInterface,
                              .request = cancelRequest,
                              .index = device_.facts().interfaceNumber,
-                             .out = data};
+                             .out = data,
+                             .patience = answerLimit};
     controls_.add(request, inThisStage([this](UsbStatus status, std::span<const std::byte>) {
-                      if (status == UsbStatus::Done)
-                          askStatus();
-                      else
-                          nextStage();
+                      if (status != UsbStatus::Done) return nextStage();
+                      limit_.start(stageLimit, [this] { nextStage(); });
+                      askStatus();
                   }));
 }
 
+void Recovery::tryPeace() {
+    enter(Stage::Peace, peaceLimit);
+    drain();
+}
+
 void Recovery::tryDeviceReset() {
-    ++epoch_;
-    limit_.start(stageLimit, [this] { nextStage(); });
+    enter(Stage::DeviceReset, stageLimit);
     const UsbRequest request{.requestType = toInterface,
                              .request = deviceResetRequest,
-                             .index = device_.facts().interfaceNumber};
+                             .index = device_.facts().interfaceNumber,
+                             .patience = stageLimit};
     controls_.add(request, inThisStage([this](UsbStatus status, std::span<const std::byte>) {
                       if (status != UsbStatus::Done) return nextStage();
                       clearPipes();
@@ -88,37 +110,43 @@ void Recovery::tryDeviceReset() {
 }
 
 void Recovery::tryPortReset() {
-    ++epoch_;
-    limit_.start(stageLimit, [this] { nextStage(); });
-    clearPipes();
+    enter(Stage::PortReset, stageLimit);
     if (!device_.reset()) return finish(Outcome::DeviceGone);
-    device_.startReading();
     drain();
 }
 
 void Recovery::nextStage() {
-    draining_ = false;
-    pause_.stop();
     switch (stage_) {
         case Stage::Settle:
-            stage_ = Stage::Cancel;
             return tryCancel();
         case Stage::Cancel:
-            stage_ = Stage::DeviceReset;
-            return tryDeviceReset();
+            switch (stageAfterCancel()) {
+                case Stage::DeviceReset:
+                    return tryDeviceReset();
+                case Stage::PortReset:
+                    return tryPortReset();
+                default:
+                    return tryPeace();
+            }
+        case Stage::Peace:
         case Stage::DeviceReset:
-            stage_ = Stage::PortReset;
             return tryPortReset();
         case Stage::PortReset:
             return finish(Outcome::DeviceGone);
     }
 }
 
+Recovery::Stage Recovery::stageAfterCancel() const {
+    if (tellsStatus_) return Stage::DeviceReset;
+    return again_ ? Stage::PortReset : Stage::Peace;
+}
+
 void Recovery::askStatus() {
     const UsbRequest request{.requestType = fromInterface,
                              .request = statusRequest,
                              .index = device_.facts().interfaceNumber,
-                             .inLength = 64};
+                             .inLength = 64,
+                             .patience = answerLimit};
     controls_.add(request, inThisStage([this](UsbStatus status, std::span<const std::byte> bytes) {
                       statusCame(status, bytes);
                   }));
@@ -128,27 +156,39 @@ void Recovery::statusCame(UsbStatus status, std::span<const std::byte> bytes) {
     const bool answered = status == UsbStatus::Done && bytes.size() >= 4;
     std::uint16_t code = 0;
     if (answered) std::memcpy(&code, bytes.data() + 2, sizeof code);
-    // A device that knows no such request is taken to have nothing open.
-    if (stage_ == Stage::Settle && (!answered || code == ready)) return drain();
-    if (stage_ == Stage::Settle || !answered) return nextStage();
+    tellsStatus_ = answered;
+    if (stage_ == Stage::Settle) {
+        if (answered && code == ready) return finish(Outcome::SessionAlive);
+        return answered ? nextStage() : drain();
+    }
+    if (!answered) return nextStage();
     if (code == ready) return drain();
-    // Behind the code stand the endpoints that it has halted, a number of 32 bits each.
+    // After the code stand the endpoints that it has halted, a number of 32 bits each.
     for (std::size_t at = 4; at + 4 <= bytes.size(); at += 4)
         device_.clearHalt(std::to_integer<std::uint8_t>(bytes[at]));
-    device_.startReading();
+    device_.read(drainedAtOnce);
     pause_.start(statusPause, [this] { askStatus(); });
 }
 
 void Recovery::drain() {
     draining_ = true;
-    device_.startReading();
-    const bool alive = stage_ == Stage::Settle || stage_ == Stage::Cancel;
-    pause_.start(quiet,
-                 [this, alive] { finish(alive ? Outcome::SessionAlive : Outcome::SessionLost); });
+    device_.read(drainedAtOnce);
+    pause_.start(quiet, [this] {
+        switch (stage_) {
+            case Stage::Settle:
+            case Stage::Cancel:
+                return finish(Outcome::SessionAlive);
+            case Stage::Peace:
+                return finish(Outcome::LeftInPeace);
+            case Stage::DeviceReset:
+            case Stage::PortReset:
+                return finish(Outcome::SessionLost);
+        }
+    });
 }
 
 void Recovery::arrived(std::span<const std::byte> bytes) {
-    if (!draining_) return;
+    if (!draining_) return device_.read(drainedAtOnce);
     if (stage_ != Stage::Settle) return drain();
     if (bytes.size() >= containerHeaderSize) transactionId_ = containerTransaction(bytes);
     nextStage();
@@ -157,13 +197,13 @@ void Recovery::arrived(std::span<const std::byte> bytes) {
 void Recovery::stalled() {
     if (++stalls_ > maxStalls) return nextStage();
     device_.clearHalt(device_.facts().bulkIn.address);
-    device_.startReading();
+    device_.read(drainedAtOnce);
 }
 
 void Recovery::clearPipes() {
     device_.clearHalt(device_.facts().bulkIn.address);
     device_.clearHalt(device_.facts().bulkOut.address);
-    device_.startReading();
+    device_.read(drainedAtOnce);
 }
 
 void Recovery::finish(Outcome outcome) {
@@ -172,6 +212,7 @@ void Recovery::finish(Outcome outcome) {
     draining_ = false;
     pause_.stop();
     limit_.stop();
+    if (outcome != Outcome::DeviceGone) device_.stopReading();
     std::exchange(done_, nullptr)(outcome);
 }
 

@@ -1,8 +1,13 @@
 #pragma once
-// Brings a device back to where it takes a new command, after a transaction that nobody ends: by
-// the still-image class's Cancel, which leaves the session of all others alive; failing that by
-// its Device Reset; failing that by a reset of the port. (USB still image class, requests 0x64,
-// 0x66 and 0x67.)
+// Brings a device back to where it takes a new command, after a transaction that nobody ends (USB
+// still image class, requests 0x64, 0x66 and 0x67).
+//
+//     Cancel        ends the transaction and leaves the session of all others alive
+//     Peace         for a device that doesn't cancel: what it still sends is read until it is
+//                   quiet. Its session lives on
+//     DeviceReset   for one that cancels and stays busy. Others are not asked for it: there are
+//                   phones whose responder dies of the request until they are plugged in anew
+//     PortReset     for one that goes on sending, or for which Peace has changed nothing before
 
 #include <functional>
 
@@ -13,16 +18,23 @@ namespace zlk::usbscan {
 
 class Recovery {
   public:
-    enum class Outcome { SessionAlive, SessionLost, DeviceGone };
+    enum class Outcome {
+        SessionAlive,  ///< as the device itself says
+        LeftInPeace,   ///< the device is quiet, and nobody knows more
+        SessionLost,
+        DeviceGone
+    };
     using Done = std::function<void(Outcome)>;
 
     Recovery(EventLoop& loop, UsbDevice& device, ControlQueue& controls);
 
     bool running() const noexcept { return static_cast<bool>(done_); }
     /// Ends the transaction of that id. What the device sends meanwhile is reported to arrived()
-    /// and stalled() by whoever listens to the device, and dropped.
-    void start(std::uint32_t transactionId, Done done);
-    /// At the beginning: ends what an earlier host may have left open, if there is anything.
+    /// and stalled() by whoever listens to the device, and dropped. `again`: the device has done
+    /// nothing right since the last recovery.
+    void start(std::uint32_t transactionId, bool again, Done done);
+    /// At the beginning: ends what an earlier host may have left open, if the device says that
+    /// there is something, or still sends it.
     void settle(Done done);
     void arrived(std::span<const std::byte> bytes);
     void stalled();
@@ -30,11 +42,14 @@ class Recovery {
     void gone() { finish(Outcome::DeviceGone); }
 
   private:
-    enum class Stage { Settle, Cancel, DeviceReset, PortReset };
+    enum class Stage { Settle, Cancel, Peace, DeviceReset, PortReset };
+    void enter(Stage stage, std::chrono::milliseconds limit);
     void tryCancel();
+    void tryPeace();
     void tryDeviceReset();
     void tryPortReset();
     void nextStage();
+    Stage stageAfterCancel() const;
     void askStatus();
     void statusCame(UsbStatus status, std::span<const std::byte> bytes);
     /// Waits until the device has nothing more to say.
@@ -51,6 +66,8 @@ class Recovery {
     unsigned epoch_ = 0;  // counts stages
     unsigned stalls_ = 0;
     bool draining_ = false;
+    bool again_ = false;
+    bool tellsStatus_ = false;  // it has answered request 0x67
     std::uint32_t transactionId_ = 0;
     Timer pause_, limit_;
 };

@@ -3,6 +3,7 @@
 // an interrupt pipe, control requests. Behind it stands libusb, or a virtual camera.
 
 #include <array>
+#include <chrono>
 #include <cstddef>
 #include <cstdint>
 #include <functional>
@@ -48,6 +49,7 @@ struct UsbRequest {
     std::uint16_t value = 0, index = 0;
     std::span<const std::byte> out = {};  ///< copied before control() returns
     std::uint16_t inLength = 0;
+    std::chrono::milliseconds patience{5000};  ///< then it ends as TimedOut
 };
 
 /// Not for several threads. Whatever is reported comes from the event loop, never from inside the
@@ -71,10 +73,14 @@ class UsbDevice {
     virtual const UsbFacts& facts() const = 0;
     virtual void setListener(Listener* listener) = 0;
 
-    /// Keeps several large transfers going, as far as buffers are free; starting twice is
-    /// harmless.
-    virtual void startReading() = 0;
-    /// Cancels them. Pieces that had arrived may still be reported; readingStopped() isn't.
+    /// Asks the device for `due` bytes beyond those that it has reported, in whole packets, and for
+    /// no more: transfers for as many are in flight afterwards, or follow as buffers become free.
+    /// What is asked for already counts; a shorter transfer than asked for is not made up for
+    /// without another call. Nothing is asked for unless this is called.
+    virtual void read(std::uint64_t due) = 0;
+    /// Takes back what is asked for. None of it is in flight any more when this returns, which may
+    /// take a moment. Pieces that had arrived, or a failure that had, may still be
+    /// reported.
     virtual void stopReading() = 0;
 
     /// One transfer, one at a time; the bytes stay the caller's until `done`. `zeroPacket`: a
@@ -83,14 +89,16 @@ class UsbDevice {
     /// The write then ends as Cancelled, if it hasn't ended yet.
     virtual void cancelWrite() = 0;
 
-    /// One at a time; the bytes are good during the call. Gives up after some seconds.
+    /// One at a time; the bytes are good during the call.
     virtual void control(const UsbRequest& request, DoneWithBytes done) = 0;
 
     /// One interrupt transfer of at most 64 bytes, without a limit of time; one at a time.
     virtual void waitForInterrupt(DoneWithBytes done) = 0;
     virtual void cancelInterrupt() = 0;
 
-    /// Both block for a moment; false if the device refused, or is gone.
+    /// Both block for a moment, and take back first what is in flight, on that pipe or on all of
+    /// them: host controllers refuse to clear a pipe that is in use. False if the device refused,
+    /// or is gone.
     virtual bool clearHalt(std::uint8_t endpoint) = 0;
     virtual bool reset() = 0;
 };

@@ -14,6 +14,11 @@ std::size_t wholePackets(std::size_t size, const UsbEndpoint& endpoint) {
     return size - size % endpoint.maximumPacketSize;
 }
 
+/// So many packets that `size` bytes fit in.
+std::size_t roomFor(std::size_t size, const UsbEndpoint& endpoint) {
+    return wholePackets(size + endpoint.maximumPacketSize - 1, endpoint);
+}
+
 }  // namespace
 
 struct BulkReader::Slot {
@@ -21,6 +26,7 @@ struct BulkReader::Slot {
     bool free() const { return !transfer.busy() && lease.expired(); }
 
     LibusbTransfer transfer;
+    std::size_t asked = 0;  // bytes, of a transfer that is busy
     std::shared_ptr<Buffer> buffer;
     std::weak_ptr<const void> lease;
 };
@@ -51,15 +57,23 @@ BulkReader::BulkReader(LibusbContext& context, libusb_device_handle* handle,
 
 BulkReader::~BulkReader() = default;
 
-void BulkReader::start() {
+void BulkReader::read(std::uint64_t due) {
     if (failure_) return;
-    reading_ = true;
+    std::uint64_t asked = 0;
+    for (const auto& slot : slots_)
+        if (slot->transfer.busy()) asked += slot->asked;
+    toAsk_ = due > asked ? due - asked : 0;
     submitFree();
 }
 
-void BulkReader::stop() noexcept {
-    reading_ = false;
+void BulkReader::stop() {
     failure_.reset();
+    cancel();
+    context_.workUntil([this] { return !inFlight(); }, patienceWithCancelling);
+}
+
+void BulkReader::cancel() noexcept {
+    toAsk_ = 0;
     for (const auto& slot : slots_) slot->transfer.cancel();
 }
 
@@ -70,22 +84,30 @@ std::size_t BulkReader::countInFlight() const noexcept {
 
 void BulkReader::submitFree() {
     for (const auto& slot : slots_) {
-        if (!reading_ || countInFlight() >= mostInFlight_) return;
-        while (reading_ && slot->free() && !submit(*slot)) {
+        const auto next = [&] {
+            return roomFor(static_cast<std::size_t>(std::min<std::uint64_t>(toAsk_, bufferSize_)),
+                           endpoint_);
+        };
+        if (toAsk_ == 0 || countInFlight() >= mostInFlight_) return;
+        while (toAsk_ > 0 && slot->free() && !submit(*slot, next())) {
         }
     }
 }
 
 /// False: the kernel had no memory for a buffer of this size, and there is a smaller one to try.
-bool BulkReader::submit(Slot& slot) {
+bool BulkReader::submit(Slot& slot, std::size_t size) {
     if (!slot.buffer || slot.buffer->size() != bufferSize_)
         slot.buffer = std::make_shared<Buffer>(bufferSize_);
+    slot.asked = size;
     libusb_fill_bulk_transfer(&*slot.transfer, handle_, endpoint_.address,
                               reinterpret_cast<unsigned char*>(slot.buffer->data()),
-                              static_cast<int>(bufferSize_), nullptr, nullptr, 0);
+                              static_cast<int>(size), nullptr, nullptr, 0);
     const int error =
         slot.transfer.submit([this, &slot](UsbStatus status) { ended(slot, status); });
-    if (!error) return true;
+    if (!error) {
+        toAsk_ -= std::min<std::uint64_t>(toAsk_, size);
+        return true;
+    }
     if (error != LIBUSB_ERROR_NO_MEM && error != LIBUSB_ERROR_IO) {
         fail(statusOfError(error));
     } else if (const std::size_t others = countInFlight()) {
@@ -101,12 +123,12 @@ bool BulkReader::submit(Slot& slot) {
 
 void BulkReader::ended(Slot& slot, UsbStatus status) {
     const auto length = static_cast<std::size_t>(slot.transfer->actual_length);
-    const bool endsTransfer = status == UsbStatus::Done && length < slot.buffer->size();
-    // Behind a failure bytes are missing.
+    const bool endsTransfer = status == UsbStatus::Done && length < slot.asked;
+    // After a failure bytes are missing in front of these.
     if (!failure_ && (length || endsTransfer)) deliver(slot, endsTransfer);
     if (status == UsbStatus::Done || status == UsbStatus::Cancelled)
         submitFree();
-    else if (reading_)
+    else if (!failure_)
         fail(status);
     tellFailure();
 }
@@ -121,15 +143,18 @@ void BulkReader::deliver(Slot& slot, bool endsTransfer) {
 }
 
 void BulkReader::fail(UsbStatus why) {
-    stop();
+    cancel();
     failure_ = why;
     context_.post([this] { tellFailure(); });
 }
 
+bool BulkReader::isBusy() const noexcept {
+    return std::any_of(slots_.begin(), slots_.end(),
+                       [](const auto& slot) { return slot->transfer.busy(); });
+}
+
 void BulkReader::tellFailure() {
-    const bool busy = std::any_of(slots_.begin(), slots_.end(),
-                                  [](const auto& slot) { return slot->transfer.busy(); });
-    if (!failure_ || busy) return;
+    if (!failure_ || isBusy()) return;
     const UsbStatus why = *std::exchange(failure_, std::nullopt);
     if (listener_) listener_->readingStopped(why);
 }

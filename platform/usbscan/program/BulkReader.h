@@ -1,6 +1,7 @@
 #pragma once
-// Reads a bulk-in pipe with several large transfers at once. A buffer is lent to whoever holds its
-// piece and goes out again when it comes back; so reading pauses by itself while all are held.
+// Reads as many bytes of a bulk-in pipe as are due, with several large transfers at once. A buffer
+// is lent with the piece that lies in it and is used again when that is let go of; so reading
+// pauses by itself while all of them are lent.
 
 #include <libusb.h>
 
@@ -23,9 +24,9 @@ class BulkReader {
     BulkReader& operator=(const BulkReader&) = delete;
 
     void setListener(UsbDevice::Listener* listener) noexcept { listener_ = listener; }
-    /// As those of UsbDevice.
-    void start();
-    void stop() noexcept;
+    /// As read() and stopReading() of UsbDevice.
+    void read(std::uint64_t due);
+    void stop();
     bool inFlight() const noexcept { return countInFlight() != 0; }
 
   private:
@@ -34,21 +35,23 @@ class BulkReader {
     struct Lease;
 
     void submitFree();
-    bool submit(Slot& slot);
+    bool submit(Slot& slot, std::size_t size);
+    void cancel() noexcept;
     void ended(Slot& slot, UsbStatus status);
     void deliver(Slot& slot, bool endsTransfer);
     void fail(UsbStatus why);
     void tellFailure();
     std::size_t countInFlight() const noexcept;
+    bool isBusy() const noexcept;
 
     LibusbContext& context_;
     libusb_device_handle* handle_;
     const UsbEndpoint endpoint_;
     UsbDevice::Listener* listener_ = nullptr;
     std::vector<std::unique_ptr<Slot>> slots_;
-    std::size_t bufferSize_;    ///< a multiple of the packet size
-    std::size_t mostInFlight_;  ///< as the kernel's memory allows
-    bool reading_ = false;
+    std::size_t bufferSize_;            ///< a multiple of the packet size
+    std::size_t mostInFlight_;          ///< as the kernel's memory allows
+    std::uint64_t toAsk_ = 0;           ///< bytes that are due and in no transfer yet
     std::optional<UsbStatus> failure_;  ///< told when nothing is in flight any more
     std::shared_ptr<BulkReader*> self_ = std::make_shared<BulkReader*>(this);  ///< for the leases
 };

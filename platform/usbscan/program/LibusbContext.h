@@ -23,6 +23,9 @@ class LibusbError : public std::runtime_error {
     int code_;
 };
 
+/// How long the kernel may take to give back a transfer that was cancelled.
+inline constexpr std::chrono::milliseconds patienceWithCancelling{2000};
+
 /// Throws a LibusbError if `result` is one; else gives it back.
 int checked(const char* what, int result);
 

@@ -8,10 +8,8 @@
 namespace zlk::usbscan {
 namespace {
 
-constexpr unsigned controlTimeout = 5000;  // ms
 /// As much as the kernel takes at once without asking for much memory.
 constexpr std::size_t writeAtOnce = 128 * 1024;
-constexpr std::chrono::milliseconds patienceWithCancelling{2000};
 
 unsigned char* mutableBytes(const std::byte* bytes) {
     return reinterpret_cast<unsigned char*>(const_cast<std::byte*>(bytes));
@@ -101,7 +99,7 @@ LibusbDevice::LibusbDevice(EventLoop& loop, UsbAddress address, std::function<vo
 }
 
 LibusbDevice::~LibusbDevice() {
-    cancelAll();
+    takeBackAll();
     libusb_release_interface(handle_.get(), facts_.interfaceNumber);
 }
 
@@ -186,7 +184,7 @@ void LibusbDevice::control(const UsbRequest& request, DoneWithBytes done) {
     if (!towardsHost && length)
         std::memcpy(setup + LIBUSB_CONTROL_SETUP_SIZE, request.out.data(), length);
     libusb_fill_control_transfer(&*control_, handle_.get(), setup, nullptr, nullptr,
-                                 controlTimeout);
+                                 static_cast<unsigned>(request.patience.count()));
     submit(control_, [this, towardsHost, done = std::move(done)](UsbStatus status) {
         const auto came = towardsHost ? static_cast<std::size_t>(control_->actual_length) : 0;
         const auto bytes = std::exchange(controlBytes_, {});
@@ -205,26 +203,31 @@ void LibusbDevice::waitForInterrupt(DoneWithBytes done) {
 }
 
 bool LibusbDevice::clearHalt(std::uint8_t endpoint) {
+    takeBack(endpoint);
     return libusb_clear_halt(handle_.get(), endpoint) == 0;
 }
 
 // What is in flight across a reset would end as if the device had sent nothing.
 bool LibusbDevice::reset() {
-    cancelAll();
+    takeBackAll();
     return libusb_reset_device(handle_.get()) == 0;
 }
 
-void LibusbDevice::cancelAll() {
-    reader_->stop();
-    cancelWrite();
-    control_.cancel();
-    interrupt_.cancel();
-    context_.workUntil(
-        [this] {
-            return !reader_->inFlight() && !write_.inFlight() && !control_.inFlight() &&
-                   !interrupt_.inFlight();
-        },
-        patienceWithCancelling);
+void LibusbDevice::takeBack(std::uint8_t endpoint) {
+    if (endpoint == facts_.bulkIn.address) return reader_->stop();
+    LibusbTransfer& transfer = endpoint == facts_.bulkOut.address ? write_
+                               : endpoint == 0                    ? control_
+                                                                  : interrupt_;
+    if (&transfer == &write_) writing_.cancelled = true;
+    transfer.cancel();
+    context_.workUntil([&] { return !transfer.inFlight(); }, patienceWithCancelling);
+}
+
+void LibusbDevice::takeBackAll() {
+    constexpr std::uint8_t controlPipe = 0;
+    for (const std::uint8_t endpoint :
+         {facts_.bulkIn.address, facts_.bulkOut.address, controlPipe, facts_.interruptIn.address})
+        takeBack(endpoint);
 }
 
 }  // namespace zlk::usbscan

@@ -24,7 +24,7 @@ struct UsbAddress {
     static std::optional<UsbAddress> ofNode(std::string_view path);
 };
 
-/// Pieces of what was read must not be let go from another thread. A reset stops reading.
+/// Pieces of what was read must not be let go from another thread.
 class LibusbDevice final : public UsbDevice {
   public:
     /// Opens the device and claims its still-image interface, from no kernel driver either.
@@ -36,7 +36,7 @@ class LibusbDevice final : public UsbDevice {
 
     const UsbFacts& facts() const override { return facts_; }
     void setListener(Listener* listener) override { reader_->setListener(listener); }
-    void startReading() override { reader_->start(); }
+    void read(std::uint64_t due) override { reader_->read(due); }
     void stopReading() override { reader_->stop(); }
     void write(std::span<const std::byte> bytes, bool zeroPacket, Done done) override;
     void cancelWrite() override;
@@ -52,7 +52,9 @@ class LibusbDevice final : public UsbDevice {
     void watchForUnplugging();
     void writeNext();
     void submit(LibusbTransfer& transfer, LibusbTransfer::Ended ended);
-    void cancelAll();
+    /// Takes back what is in flight on a pipe, or on all of them, and waits until it has ended.
+    void takeBack(std::uint8_t endpoint);
+    void takeBackAll();
 
     /// What of a write is still to be sent.
     struct Write {
