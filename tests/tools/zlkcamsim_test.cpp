@@ -5,6 +5,7 @@
 #include <gtest/gtest.h>
 
 #include <random>
+#include <ranges>
 
 #include "platform/files.h"
 #include "platform/named_objects.h"
@@ -268,6 +269,84 @@ TEST_F(CameraTest, OfAModelRefusesWhatThatModelCannotDo) {
         EXPECT_EQ(ask("10000000 0100 0b10 01000000 01000000"), "0c00000003000d2001000000");
         EXPECT_EQ(ask("10000000 0100 0b10 02000000 02000000"), "0c0000000300012002000000");
     }
+}
+
+TEST_F(CameraTest, OfAnotherMakerHasHabitsOfItsOwn) {
+    const std::string count = "0610", list = "0710", everywhere = "ffffffff ", zero = "00000000 ";
+    const std::string all = everywhere + zero + zero, folder = everywhere + zero + "03000000";
+    const auto handles = [](std::initializer_list<const char*> listed) {
+        std::string numbers;
+        for (const char* const handle : listed) numbers += std::string("0") + handle + "000000";
+        return "0" + std::to_string(listed.size()) + "000000" + numbers;
+    };
+    // In the root lie folder 1 and picture 5, in folder 1 picture 2 and folder 3, and in that
+    // picture 4.
+    const struct {
+        const char* quirks;
+        std::string operation, parameters, answer;  ///< a response's code, or a list
+    } cases[]{
+        {"", list, everywhere, handles({"1", "2", "3", "4", "5"})},
+        {"", list, everywhere + "01380000", handles({"2", "4", "5"})},
+        {"all-parameters", list, everywhere, "1d20"},
+        {"all-parameters=0x2014", list, everywhere + zero, "1420"},
+        {"all-parameters=0x2005", list, all, handles({"1", "2", "3", "4", "5"})},
+        {"all-parameters=0x2006", count, everywhere, "0620"},
+        {"no-count", count, all, "0520"},
+        {"no-format-filter", list, all, handles({"1", "2", "3", "4", "5"})},
+        {"no-format-filter", list, everywhere + everywhere, "1420"},
+        {"root-only", list, everywhere, handles({"1", "5"})},
+        {"root-only", list, everywhere + zero + everywhere, handles({"1", "5"})},
+        {"root-only", list, folder, handles({"4"})},
+        {"root-only,lists-itself", list, folder, handles({"4", "3"})},
+        {"root-only,lists-itself,lists-parent", list, folder, handles({"4", "3", "1"})},
+        {"lists-itself,lists-parent", list, everywhere, handles({"1", "2", "3", "4", "5"})},
+        {"root-only,lists-twice", list, everywhere, handles({"1", "5", "5", "1"})},
+    };
+    for (const auto& [quirks, operation, parameters, answer] : cases) {
+        std::vector<std::string> words;
+        for (const auto word : std::views::split(std::string_view(quirks), ','))
+            words.emplace_back(word.begin(), word.end());
+        setUp(512, {.quirks = quirksOf(words)});
+        tell("add format=0x3001 name=DCIM");
+        tell("add random=1 name=A.JPG parent=1");
+        tell("add format=0x3001 name=100CAM parent=1");
+        tell("add random=1 name=B.JPG parent=3");
+        tell("add random=1 name=C.JPG");
+        openSession();
+        const Bytes body = hex(parameters);
+        Bytes command;
+        appendNumber(command, ContainerHeader::size + body.size(), 4);
+        const std::string came =
+            ask(hexOf(command) + "0100" + operation + "01000000" + hexOf(body));
+        const bool isList = came.substr(8, 4) == "0200";
+        EXPECT_EQ(came.substr(isList ? 24 : 12, isList ? std::string::npos : 4), answer)
+            << quirks << ": " << operation << ' ' << parameters;
+        EXPECT_THAT(violations(), IsEmpty()) << parameters;
+    }
+    for (const char* none : {"", "no-color", "no-count=1", "all-parameters=x"})
+        EXPECT_THROW(quirksOf({none}), std::invalid_argument) << none;
+
+    // What it doesn't know isn't among the operations of its DeviceInfo.
+    const auto deviceInfo = [this](const Quirks& quirks) {
+        setUp(512, {.quirks = quirks});
+        return ask("0c000000 0100 0110 00000000");
+    };
+    EXPECT_THAT(deviceInfo({}), HasSubstr("051006100710"));
+    EXPECT_THAT(deviceInfo({.noCount = true}), HasSubstr("05100710"));
+}
+
+TEST_F(CameraTest, TellsTheDateThatATesterGivesAnObject) {
+    openSession();
+    tell("add random=3 name=A date=20480000T000000");
+    tell("add random=3 name=B date=");
+    const std::string dated = ask("10000000 0100 0810 01000000 01000000");
+    receive();
+    const std::string text =
+        hexOf(hex("10 3200300034003800300030003000300054003000300030003000300030000000"));
+    EXPECT_TRUE(dated.ends_with(text + text + "00")) << dated;
+    EXPECT_TRUE(ask("10000000 0100 0810 02000000 02000000")
+                    .ends_with("0242000000"
+                               "000000"));
 }
 
 TEST_F(CameraTest, BehindADockIsToldAsThatDockDoes) {

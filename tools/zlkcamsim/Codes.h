@@ -1,6 +1,8 @@
 #pragma once
 // The codes of ISO 15740 that a still camera has to do with, and the vendor's.
 
+#include <array>
+#include <cstddef>
 #include <cstdint>
 
 namespace zlk::camsim {
@@ -23,6 +25,14 @@ inline constexpr Code ConnectedCamera = 0x9700, PressSaveButton = 0x9701, Connec
 constexpr bool isVendor(Code code) {
     return code >= 0x9000 && code < 0xA000;
 }
+
+/// How many parameters the standard gives an operation; none to those that it doesn't know.
+constexpr std::size_t parameterCount(Code code) {
+    constexpr std::array<std::uint8_t, 28> counts{0, 1, 0, 0, 1, 3, 3, 1, 1, 1, 2, 2, 0, 2,
+                                                  2, 0, 1, 2, 0, 1, 1, 1, 1, 1, 3, 3, 3, 2};
+    const std::size_t row = code - std::size_t{GetDeviceInfo};
+    return row < counts.size() ? counts[row] : 0;
+}
 }  // namespace operation
 
 namespace response {
@@ -32,7 +42,8 @@ inline constexpr Code OK = 0x2001, GeneralError = 0x2002, SessionNotOpen = 0x200
                       InvalidObjectHandle = 0x2009, DevicePropNotSupported = 0x200A,
                       StoreFull = 0x200C, ObjectWriteProtected = 0x200D, AccessDenied = 0x200F,
                       NoThumbnailPresent = 0x2010, PartialDeletion = 0x2012,
-                      NoValidObjectInfo = 0x2015, DeviceBusy = 0x2019, InvalidParentObject = 0x201A,
+                      SpecificationByFormatUnsupported = 0x2014, NoValidObjectInfo = 0x2015,
+                      DeviceBusy = 0x2019, InvalidParentObject = 0x201A,
                       InvalidDevicePropValue = 0x201C, InvalidParameter = 0x201D,
                       SessionAlreadyOpen = 0x201E, TransactionCancelled = 0x201F;
 }  // namespace response

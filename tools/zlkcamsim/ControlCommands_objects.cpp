@@ -44,7 +44,8 @@ void setContent(StoredObject& object, const Options& options) {
 
 std::string ControlCommands::add(const Words& words) {
     const Options options(words, 1);
-    options.allow({"file", "random", "seed", "name", "format", "size", "storage", "parent"});
+    options.allow(
+        {"file", "random", "seed", "name", "format", "size", "date", "storage", "parent"});
     ObjectStore& store = camera_.store();
     StoredObject object;
     setContent(object, options);
@@ -52,6 +53,7 @@ std::string ControlCommands::add(const Words& words) {
     object.format = static_cast<Code>(options.number("format", formatOf(object.name)));
     if (options.has("size"))
         object.statedSize = static_cast<std::uint32_t>(options.number("size", 0));
+    if (options.has("date")) object.statedDate = nameOf(options.text("date"));
     object.handle = store.reserveHandle();
     object.parent = options.text("parent") == "self"
                         ? object.handle

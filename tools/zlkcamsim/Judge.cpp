@@ -1,6 +1,5 @@
 #include "tools/zlkcamsim/Judge.h"
 
-#include <array>
 #include <utility>
 
 #include "tools/zlkcamsim/Codes.h"
@@ -11,14 +10,8 @@ namespace {
 
 constexpr std::size_t maxViolations = 1000;
 
-/// How many parameters the operations 0x1001 to 0x101C know.
-constexpr std::array<std::size_t, 28> parameterCounts{0, 1, 0, 0, 1, 3, 3, 1, 1, 1, 2, 2, 0, 2,
-                                                      2, 0, 1, 2, 0, 1, 1, 1, 1, 1, 3, 3, 3, 2};
-
 std::size_t mostParameters(Code code) {
-    const std::size_t row = code - std::size_t{operation::GetDeviceInfo};
-    if (row < parameterCounts.size()) return parameterCounts[row];
-    return operation::isVendor(code) ? Message::maxParameters : 0;
+    return operation::isVendor(code) ? Message::maxParameters : operation::parameterCount(code);
 }
 
 bool mayComeWithoutSession(Code code) {

@@ -5,6 +5,8 @@
 #include <span>
 #include <string>
 
+#include "tools/zlkcamsim/Quirks.h"
+
 namespace zlk::camsim {
 
 /// How a camera presents itself.
@@ -29,6 +31,7 @@ struct Traits {
     bool dropsOrders = true;    ///< print order and intent file can be deleted
     bool deletesLater = false;  ///< an object is there until its ObjectRemoved has been fetched
     PassThrough passThrough = PassThrough::Anything;
+    Quirks quirks = {};
 };
 
 struct Model {

@@ -24,8 +24,10 @@ struct StoredObject {
     std::filesystem::path path;  ///< empty: the content is `memory`
     bool borrowed = false;       ///< the file belongs to somebody else and outlives the object
     Payload memory;
-    std::time_t taken = 0;                     ///< of content in memory
-    std::optional<std::uint32_t> statedSize;   ///< what ObjectInfo says instead of the truth
+    std::time_t taken = 0;  ///< of content in memory
+    // What ObjectInfo says instead of the truth.
+    std::optional<std::uint32_t> statedSize;
+    std::optional<std::u16string> statedDate;
     mutable std::optional<JpegFacts> picture;  ///< once somebody has asked
 
     bool isFolder() const { return format == format::Association; }

@@ -51,6 +51,8 @@ const std::vector<Responder::Row>& Responder::operations() {
 
 bool Responder::knows(Code code) const {
     switch (code) {
+        case operation::GetNumObjects:
+            return !traits_.quirks.noCount;
         case operation::SendObjectInfo:
         case operation::SendObject:
             return traits_.takesObjects;
@@ -102,6 +104,9 @@ Reply Responder::execute(const Message& command, Spool* received) {
     const bool isStray = command.id == 0 && session_.lastTransaction != 0;
     if (session_.isOpen() && isStray && command.code != operation::OpenSession)
         return failure(response::InvalidTransactionID);
+    const bool isComplete = command.parameters.size() >= operation::parameterCount(command.code);
+    if (traits_.quirks.missingParameter && !isComplete)
+        return failure(traits_.quirks.missingParameter);
     received_ = received;
     return (this->*row->run)(command);
 }

@@ -87,6 +87,7 @@ class Responder {
     Reply deleteObject(const Message& command);
     Reply setObjectProtection(const Message& command);
     Reply selectObjects(const Message& command, std::vector<std::uint32_t>& handles) const;
+    void spoilList(std::uint32_t parent, std::vector<std::uint32_t>& handles) const;
     Reply deleteAll(Code onlyFormat);
     bool isProtected(const StoredObject& object) const;
     bool removeObject(std::uint32_t handle);

@@ -59,16 +59,30 @@ Reply Responder::getStorageInfo(const Message& command) {
 }
 
 Reply Responder::selectObjects(const Message& command, std::vector<std::uint32_t>& handles) const {
-    const std::uint32_t storage = command.parameter(0), parent = command.parameter(2);
+    const std::uint32_t storage = command.parameter(0), format = command.parameter(1);
+    std::uint32_t parent = command.parameter(2);
     if (storage != everything && !store_.storage(storage))
         return failure(response::InvalidStorageID);
+    if (format && traits_.quirks.noFormatFilter)
+        return failure(response::SpecificationByFormatUnsupported);
+    if (!parent && traits_.quirks.rootOnly) parent = rootParent;
     if (parent && parent != rootParent && !store_.find(parent))
         return failure(response::InvalidParentObject);
     for (const auto& [handle, object] : store_.objects())
-        if ((storage == everything || object.storage == storage) &&
-            matchesFormat(object, command.parameter(1)) && matchesParent(object, parent))
+        if ((storage == everything || object.storage == storage) && matchesFormat(object, format) &&
+            matchesParent(object, parent))
             handles.push_back(handle);
+    spoilList(parent, handles);
     return {};
+}
+
+void Responder::spoilList(std::uint32_t parent, std::vector<std::uint32_t>& handles) const {
+    const Quirks& quirks = traits_.quirks;
+    const StoredObject* const folder = store_.find(parent);
+    if (folder && quirks.listsItself) handles.push_back(folder->handle);
+    if (folder && quirks.listsParent && folder->parent) handles.push_back(folder->parent);
+    if (quirks.listsTwice)
+        for (std::size_t i = handles.size(); i > 0; --i) handles.push_back(handles[i - 1]);
 }
 
 Reply Responder::getNumObjects(const Message& command) {
@@ -102,8 +116,9 @@ Reply Responder::getObjectInfo(const Message& command) {
     info.u32(thumbnail.width).u32(thumbnail.height);
     info.u32(facts.width).u32(facts.height).u32(facts.width ? 24 : 0);
     info.u32(object->parent).u16(object->isFolder() ? genericFolder : 0).u32(0).u32(0);
-    info.text(object->name).text(dateOf(facts.captured, object->modified()));
-    info.text(ptpDate(object->modified())).text(u"");
+    info.text(object->name);
+    info.text(object->statedDate.value_or(dateOf(facts.captured, object->modified())));
+    info.text(object->statedDate.value_or(ptpDate(object->modified()))).text(u"");
     return answer(info.take());
 }
 

@@ -85,6 +85,14 @@ void setModel(Model& model, const std::string& name) {
     if (model.name != name) throw CLI::ValidationError("--model", "there is no model " + name);
 }
 
+void setQuirks(Quirks& quirks, const std::vector<std::string>& words) {
+    try {
+        quirks = quirksOf(words);
+    } catch (const std::invalid_argument& error) {
+        throw CLI::ValidationError("--quirks", error.what());
+    }
+}
+
 void addOptions(CLI::App& app, Settings& settings) {
     app.add_option("--name", settings.name, "name of the device's entry")->capture_default_str();
     std::string names;
@@ -106,6 +114,11 @@ void addOptions(CLI::App& app, Settings& settings) {
         ->capture_default_str();
     app.add_option("--control", settings.controls,
                    "socket for commands, or - for standard input and output; repeatable");
+    Quirks& quirks = settings.model.traits.quirks;
+    app.add_option_function<std::vector<std::string>>(
+           "--quirks", [&quirks](const auto& words) { setQuirks(quirks, words); },
+           "habits of other makers' cameras, with commas between them")
+        ->delimiter(',');
     app.add_flag("--unplugged", settings.unplugged, "start without plugging in");
 }
 
