@@ -394,9 +394,10 @@ class DeviceHost::Impl final : UsbDevice::Listener, HostConnection::Owner {
     // From the device
 
     void arrived(UsbPiece piece) override {
-        if (recovering()) return recovery_.arrived(piece.bytes);
         cuts_.clear();
         follower_.follow(piece.bytes, piece.endsTransfer, cuts_);
+        if (recovering())
+            return recovery_.arrived(std::ranges::any_of(cuts_, &ContainerCut::endsResponse));
         for (const ContainerCut& cut : cuts_) {
             if (cut.bytes.empty())
                 zeroPacket();

@@ -38,8 +38,8 @@ void Recovery::start(std::uint32_t transactionId, bool again, Done done) {
     transactionId_ = transactionId;
     again_ = again;
     stalls_ = 0;
-    tellsStatus_ = false;
-    tryCancel();
+    quiet_ = answered_ = busy_ = false;
+    tryPeace();
 }
 
 void Recovery::settle(Done done) {
@@ -47,8 +47,8 @@ void Recovery::settle(Done done) {
     transactionId_ = 0;
     again_ = false;
     stalls_ = 0;
-    tellsStatus_ = false;
-    // A device that doesn't answer has nothing open, as far as anybody can know.
+    quiet_ = busy_ = false;
+    answered_ = true;  // of a device that is ready, unless it sends something
     enter(Stage::Settle, answerLimit);
     askStatus();
 }
@@ -59,10 +59,7 @@ void Recovery::enter(Stage stage, std::chrono::milliseconds limit) {
     draining_ = false;
     pause_.stop();
     device_.stopReading();
-    limit_.start(limit, [this] {
-        if (stage_ == Stage::Settle && !draining_) return drain();
-        nextStage();
-    });
+    limit_.start(limit, [this] { nextStage(); });
 }
 
 UsbDevice::DoneWithBytes Recovery::inThisStage(UsbDevice::DoneWithBytes then) {
@@ -72,6 +69,11 @@ UsbDevice::DoneWithBytes Recovery::inThisStage(UsbDevice::DoneWithBytes then) {
         if (status == UsbStatus::Gone) return gone();
         then(status, bytes);
     };
+}
+
+void Recovery::tryPeace() {
+    enter(Stage::Peace, peaceLimit);
+    drain();
 }
 
 void Recovery::tryCancel() {
@@ -89,11 +91,6 @@ void Recovery::tryCancel() {
                       limit_.start(stageLimit, [this] { nextStage(); });
                       askStatus();
                   }));
-}
-
-void Recovery::tryPeace() {
-    enter(Stage::Peace, peaceLimit);
-    drain();
 }
 
 void Recovery::tryDeviceReset() {
@@ -118,17 +115,12 @@ void Recovery::tryPortReset() {
 void Recovery::nextStage() {
     switch (stage_) {
         case Stage::Settle:
+            // A device that doesn't tell its state may still have something to say.
+            return tryPeace();
+        case Stage::Peace:
             return tryCancel();
         case Stage::Cancel:
-            switch (stageAfterCancel()) {
-                case Stage::DeviceReset:
-                    return tryDeviceReset();
-                case Stage::PortReset:
-                    return tryPortReset();
-                default:
-                    return tryPeace();
-            }
-        case Stage::Peace:
+            return cancelFailed();
         case Stage::DeviceReset:
             return tryPortReset();
         case Stage::PortReset:
@@ -136,9 +128,10 @@ void Recovery::nextStage() {
     }
 }
 
-Recovery::Stage Recovery::stageAfterCancel() const {
-    if (tellsStatus_) return Stage::DeviceReset;
-    return again_ ? Stage::PortReset : Stage::Peace;
+void Recovery::cancelFailed() {
+    if (busy_) return tryDeviceReset();
+    if (quiet_ && !again_) return finish(Outcome::LeftInPeace);
+    tryPortReset();
 }
 
 void Recovery::askStatus() {
@@ -153,16 +146,13 @@ void Recovery::askStatus() {
 }
 
 void Recovery::statusCame(UsbStatus status, std::span<const std::byte> bytes) {
-    const bool answered = status == UsbStatus::Done && bytes.size() >= 4;
+    const bool answers = status == UsbStatus::Done && bytes.size() >= 4;
     std::uint16_t code = 0;
-    if (answered) std::memcpy(&code, bytes.data() + 2, sizeof code);
-    tellsStatus_ = answered;
-    if (stage_ == Stage::Settle) {
-        if (answered && code == ready) return finish(Outcome::SessionAlive);
-        return answered ? nextStage() : drain();
-    }
-    if (!answered) return nextStage();
-    if (code == ready) return drain();
+    if (answers) std::memcpy(&code, bytes.data() + 2, sizeof code);
+    busy_ = answers && code != ready;
+    if (stage_ == Stage::Settle) return busy_ ? tryCancel() : tryPeace();
+    if (!answers) return nextStage();
+    if (!busy_) return drain();
     // After the code stand the endpoints that it has halted, a number of 32 bits each.
     for (std::size_t at = 4; at + 4 <= bytes.size(); at += 4)
         device_.clearHalt(std::to_integer<std::uint8_t>(bytes[at]));
@@ -174,24 +164,18 @@ void Recovery::drain() {
     draining_ = true;
     device_.read(drainedAtOnce);
     pause_.start(quiet, [this] {
-        switch (stage_) {
-            case Stage::Settle:
-            case Stage::Cancel:
-                return finish(Outcome::SessionAlive);
-            case Stage::Peace:
-                return finish(Outcome::LeftInPeace);
-            case Stage::DeviceReset:
-            case Stage::PortReset:
-                return finish(Outcome::SessionLost);
-        }
+        quiet_ = true;
+        if (stage_ == Stage::DeviceReset || stage_ == Stage::PortReset)
+            return finish(Outcome::SessionLost);
+        if (stage_ == Stage::Peace && !answered_) return nextStage();
+        finish(Outcome::SessionAlive);
     });
 }
 
-void Recovery::arrived(std::span<const std::byte> bytes) {
+void Recovery::arrived(bool answers) {
+    if (answers) answered_ = true;
     if (!draining_) return device_.read(drainedAtOnce);
-    if (stage_ != Stage::Settle) return drain();
-    if (bytes.size() >= containerHeaderSize) transactionId_ = containerTransaction(bytes);
-    nextStage();
+    drain();
 }
 
 void Recovery::stalled() {

@@ -2,12 +2,15 @@
 // Brings a device back to where it takes a new command, after a transaction that nobody ends (USB
 // still image class, requests 0x64, 0x66 and 0x67).
 //
-//     Cancel        ends the transaction and leaves the session of all others alive
-//     Peace         for a device that doesn't cancel: what it still sends is read until it is
-//                   quiet. Its session lives on
-//     DeviceReset   for one that cancels and stays busy. Others are not asked for it: there are
-//                   phones whose responder dies of the request until they are plugged in anew
-//     PortReset     for one that goes on sending, or for which Peace has changed nothing before
+//     Peace         what the device still sends is read, until it has answered or is quiet. There
+//                   are responders that leave the bus when they are asked to cancel or to reset
+//                   themselves, and are back only when they are plugged in anew
+//     Cancel        for one that is quiet and hasn't answered, or goes on sending
+//     DeviceReset   for one that has cancelled and says that it is busy all the same
+//     PortReset     for one that doesn't cancel and goes on sending, or was quiet without an
+//                   answer once before
+//
+// Up to Cancel the session of all others lives on.
 
 #include <functional>
 
@@ -19,7 +22,7 @@ namespace zlk::usbscan {
 class Recovery {
   public:
     enum class Outcome {
-        SessionAlive,  ///< as the device itself says
+        SessionAlive,  ///< the device has answered, or says itself that it is ready
         LeftInPeace,   ///< the device is quiet, and nobody knows more
         SessionLost,
         DeviceGone
@@ -29,27 +32,28 @@ class Recovery {
     Recovery(EventLoop& loop, UsbDevice& device, ControlQueue& controls);
 
     bool running() const noexcept { return static_cast<bool>(done_); }
-    /// Ends the transaction of that id. What the device sends meanwhile is reported to arrived()
-    /// and stalled() by whoever listens to the device, and dropped. `again`: the device has done
-    /// nothing right since the last recovery.
+    /// Ends the transaction of that id. What the device sends meanwhile is dropped; its listener
+    /// tells arrived() and stalled() of it. `again`: the device has done nothing right since the
+    /// last recovery.
     void start(std::uint32_t transactionId, bool again, Done done);
     /// At the beginning: ends what an earlier host may have left open, if the device says that
     /// there is something, or still sends it.
     void settle(Done done);
-    void arrived(std::span<const std::byte> bytes);
+    /// `answers`: the transaction's response has ended with this piece.
+    void arrived(bool answers);
     void stalled();
     /// The device has been unplugged.
     void gone() { finish(Outcome::DeviceGone); }
 
   private:
-    enum class Stage { Settle, Cancel, Peace, DeviceReset, PortReset };
+    enum class Stage { Settle, Peace, Cancel, DeviceReset, PortReset };
     void enter(Stage stage, std::chrono::milliseconds limit);
-    void tryCancel();
     void tryPeace();
+    void tryCancel();
     void tryDeviceReset();
     void tryPortReset();
     void nextStage();
-    Stage stageAfterCancel() const;
+    void cancelFailed();
     void askStatus();
     void statusCame(UsbStatus status, std::span<const std::byte> bytes);
     /// Waits until the device has nothing more to say.
@@ -67,7 +71,9 @@ class Recovery {
     unsigned stalls_ = 0;
     bool draining_ = false;
     bool again_ = false;
-    bool tellsStatus_ = false;  // it has answered request 0x67
+    bool quiet_ = false;     // nothing more has come
+    bool answered_ = false;  // by a response, or there was nothing to be answered
+    bool busy_ = false;      // as the device says after it was cancelled
     std::uint32_t transactionId_ = 0;
     Timer pause_, limit_;
 };
