@@ -1,6 +1,7 @@
 #include "camera_devices/CPTPCameraDev.h"
 
 #include "camera_devices/DeviceOperation.h"
+#include "camera_devices/OtherMakersDriver.h"
 #include "directory/CDeviceUtilFunctions.h"
 #include "directory/CSupportedCameraList.h"
 #include "foundation/SystemVersion.h"
@@ -51,6 +52,7 @@ std::u16string CPTPCameraDev::findCameraPortinRegistry() {
 }
 
 std::unique_ptr<PtpInterface> CPTPCameraDev::createDriver(const std::u16string& path) {
+    if (camInfo.isOtherMakers()) return std::make_unique<OtherMakersDriver>(wString(path));
     return std::make_unique<ZlPTPdrv>(wString(path));
 }
 

@@ -35,7 +35,8 @@ class CPTPCameraDev : public CImageDev {
     bool CheckConnection() override;
 
     /// Needs a CheckConnection before. Any failure of the camera and a stop are ReadFailed, with
-    /// the records so far in the list. Folders aren't listed.
+    /// the records so far in the list. Folders aren't listed. An object that a camera of another
+    /// maker lists and refuses to describe is there as `DCIM\object <handle>.refused`, of 0 bytes.
     DeviceCode GetFileInfo(FileInfoList& list, ObjectProgressInterface* progress) override;
     DeviceCode DeleteFile(std::u16string id) override;
     /// Up to 20 MiB in one piece, which can't be stopped, above that in chunks. Copies as many
@@ -99,7 +100,8 @@ class CPTPCameraDev : public CImageDev {
     // Enumeration
     bool GetFilesAndDirs(FileInfoList& list, ObjectProgressInterface* progress);
     void listStorage(std::uint32_t storage, FileInfoList& list, ObjectProgressInterface* progress);
-    void listObject(std::uint32_t handle, FileInfoList& list);
+    void listObject(std::uint32_t handle, const ObjectInfoDataset& info, FileInfoList& list);
+    void listRefused(std::uint32_t handle, PTPCommErrors why, FileInfoList& list);
     bool EnumXMLFiles();
     void LookForShareMenuFiles(std::uint32_t handle, const ObjectInfoDataset& info);
     static std::uint32_t handleFromId(const std::u16string& id);

@@ -1,10 +1,13 @@
 // The two walks over a camera's objects: for the list of files, and for the documents.
 
+#include <algorithm>
 #include <optional>
 
 #include "camera_devices/CPTPCameraDev.h"
 #include "camera_devices/DeviceOperation.h"
 #include "camera_devices/FileInfoList.h"
+#include "camera_devices/ObjectWalk.h"
+#include "camera_devices/OtherMakersDriver.h"
 #include "camera_devices/SpecialFiles.h"
 #include "foundation/TraceLine.h"
 #include "platform/clock.h"
@@ -15,7 +18,6 @@ namespace {
 
 constexpr char category[] = "CPTPCameraDev";
 
-constexpr std::uint16_t folderFormat = 0x3001;
 constexpr std::uint32_t allStorages = 0xFFFFFFFF;
 
 /// A date `YYYYMMDDThhmmss`; empty for anything else, or a moment that time values can't hold.
@@ -72,19 +74,37 @@ void CPTPCameraDev::listStorage(std::uint32_t storage, FileInfoList& list,
                                 ObjectProgressInterface* progress) {
     // Some cameras refuse to list a storage on which there is nothing.
     if (ptp->getNumberObjects(storage, 0, 0) == 0) return;
-    const auto handles = ptp->getObjectHandles(storage, 0, 0);
-    const auto total = static_cast<std::int32_t>(handles.size());
-    TraceLine(category, "GetFilesAndDirs - handles (%d)", total);
-    for (std::int32_t i = 0; i < total; ++i) {
-        TraceLine(category, "GetFilesAndDirs - GetObject %d", i);
-        listObject(handles[static_cast<std::size_t>(i)], list);
-        if (progress && !progress->reportProgress(MulDiv(i + 1, 100, total)))
-            throw PTP_TRANSACTION_CANCELLED;
+    ObjectWalk walk(*ptp, storage, 0, camInfo.isOtherMakers());
+    TraceLine(category, "GetFilesAndDirs - handles (%d)", walk.total());
+    std::int32_t percent = 0;
+    while (const auto handle = walk.next()) {
+        const auto done = static_cast<std::int32_t>(walk.given());
+        TraceLine(category, "GetFilesAndDirs - GetObject %d", done - 1);
+        try {
+            const ObjectInfoDataset info = ptp->getObjectInfo(*handle);
+            walk.described(*handle, info);
+            listObject(*handle, info, list);
+        } catch (PTPCommErrors failure) {
+            if (!camInfo.isOtherMakers() || !isOfOneObject(failure)) throw;
+            listRefused(*handle, failure, list);
+        }
+        // It may turn out that there is more to do, and progress doesn't go back.
+        percent = std::max(percent, MulDiv(done, 100, static_cast<std::int32_t>(walk.total())));
+        if (progress && !progress->reportProgress(percent)) throw PTP_TRANSACTION_CANCELLED;
     }
 }
 
-void CPTPCameraDev::listObject(std::uint32_t handle, FileInfoList& list) {
-    const ObjectInfoDataset info = ptp->getObjectInfo(handle);
+/// It is there, and so it has a record: copying it fails as its description did, and names it.
+void CPTPCameraDev::listRefused(std::uint32_t handle, PTPCommErrors why, FileInfoList& list) {
+    TraceLine(category, "GetFilesAndDirs - object %d is refused (0x%x)", handle,
+              static_cast<std::uint32_t>(why));
+    const FileTimestamp now(_time64());
+    list.addFile(formatText(u"%d", handle), formatText(u"DCIM\\object %u.refused", handle), u"", 0,
+                 now, now, u"unknown", u"");
+}
+
+void CPTPCameraDev::listObject(std::uint32_t handle, const ObjectInfoDataset& info,
+                               FileInfoList& list) {
     const std::u16string name(info.Filename.view());
     // Applications show one folder, whatever the camera's own are.
     if (info.ObjectFormat != folderFormat)

@@ -15,6 +15,7 @@ class CCamInfo {
     std::u16string Cam_pnpID;        ///< `VID_xxxx&PID_xxxx`, upper case
     bool AbilityToConsumeIntent = true;
     bool SwiftPostSupport = false;  ///< takes the share menu
+    bool builtIn = false;           ///< no row of the settings
     bool valid = false;             ///< passed validation; a look-up that found nothing gives false
     bool PreCueCamera = false;
     bool Monitor = true;
@@ -27,6 +28,8 @@ class CCamInfo {
 
     bool isPtp() const;
     bool isCamera() const;
+    /// Nobody knows how it differs from the maker's own models.
+    bool isOtherMakers() const { return !builtIn && !SwiftPostSupport; }
     bool isPassThru() const;  ///< "PASSTHRU" and "PASSTHRU2"
 };
 

@@ -155,6 +155,7 @@ void CSupportedCameraList::loadFromSettings() {
 void CSupportedCameraList::addBuiltIn() {
     for (const BuiltInRow& known : builtInRows) {
         CCamInfo row;
+        row.builtIn = true;
         row.MSDC_vendID = u"ZL";
         row.MSDC_prodID = known.product;
         row.MSDC_prodID_alt = known.otherProduct;

@@ -144,7 +144,7 @@ void ZlPTPdrv::sendCommand(std::uint32_t code, std::uint16_t paramCount,
     dataStream.writeU16(static_cast<std::uint16_t>(code));
     dataStream.writeU32(transactionID++);
     // Cameras count the parameters, and take trailing zeros for parameters.
-    while (paramCount > 0 && parameters[paramCount - 1] == 0) --paramCount;
+    while (!sendsAllParameters && paramCount > 0 && parameters[paramCount - 1] == 0) --paramCount;
     for (std::uint16_t i = 0; i < paramCount; ++i) dataStream.writeU32(parameters[i]);
     const std::uint32_t length = dataStream.cursor();
     dataStream.setCursor(0);

@@ -79,6 +79,12 @@ class ZlPTPdrv : public PtpInterface {
     void ZLpressSaveButton(std::uint32_t* first, std::uint32_t* second);
     void ZLconnectedCameraId2(std::uint32_t* first, std::uint32_t* second);
 
+  protected:
+    /// Whether a camera that has refused a command, whose trailing zeros were left out, may have
+    /// missed them. It is then sent once more with all of its parameters, as all later ones are.
+    /// The maker's own models never miss any.
+    virtual bool mayMissParameters(PTPCommErrors refusal) const;
+
   private:
     struct Operation;  // its name, code, and what it asks of its first parameter
 
@@ -94,6 +100,9 @@ class ZlPTPdrv : public PtpInterface {
     void hold(const char* name, Body body, Recover recover);
     template <class Body>
     void hold(const char* name, Body body);
+    /// hold(), and once more if the camera may have missed parameters.
+    template <class Body>
+    void attempt(const Operation& operation, std::uint16_t paramCount, Body body);
     /// A whole operation without data.
     void perform(const Operation& operation, std::uint16_t paramCount);
     /// One that has begun, without data or with data to the device.
@@ -136,6 +145,7 @@ class ZlPTPdrv : public PtpInterface {
     std::uint32_t lastResponseId = 0;
     std::uint32_t maxPacketSize = 64;  // until the transport has told its own
     bool busy = false;                 // in a transaction
+    bool sendsAllParameters = false;   // trailing zeros too
 };
 
 }  // namespace zlk

@@ -81,13 +81,31 @@ void ZlPTPdrv::begin(const Operation& operation) {
     if (operation.first == First::Handle && params[0] == 0) throw PTP_INVALID_OBJECT_HANDLE;
 }
 
+bool ZlPTPdrv::mayMissParameters(PTPCommErrors) const {
+    return false;
+}
+
+template <class Body>
+void ZlPTPdrv::attempt(const Operation& operation, std::uint16_t paramCount, Body body) {
+    const bool leavesOut = !sendsAllParameters && paramCount > 0 && params[paramCount - 1] == 0;
+    try {
+        hold(operation.name, body);
+    } catch (PTPCommErrors refusal) {
+        if (!leavesOut || !mayMissParameters(refusal)) throw;
+        // From now on, also where this command is refused again: there are responders that take
+        // what is left out from the command before, and answer another question without a word.
+        sendsAllParameters = true;
+        hold(operation.name, body);
+    }
+}
+
 void ZlPTPdrv::perform(const Operation& operation, std::uint16_t paramCount) {
     begin(operation);
     transact(operation, paramCount);
 }
 
 void ZlPTPdrv::transact(const Operation& operation, std::uint16_t paramCount) {
-    hold(operation.name, [&] {
+    attempt(operation, paramCount, [&] {
         sendCommand(operation.code, paramCount, params);
         responseBlock = readResponce(operation.code, nullptr);
     });
@@ -97,7 +115,7 @@ void ZlPTPdrv::transact(const Operation& operation, std::uint16_t paramCount) {
 void ZlPTPdrv::transact(const Operation& operation, std::uint16_t paramCount, const void* data,
                         std::uint32_t size) {
     if (size > 0xFFFFFFFF - containerHeaderSize) throw PTP_OUT_OF_MEMORY;
-    hold(operation.name, [&] {
+    attempt(operation, paramCount, [&] {
         // Before the command: a camera that has got that waits for the data.
         if (dataStream.size() < size + containerHeaderSize)
             dataStream.resize(size + containerHeaderSize);
@@ -112,7 +130,7 @@ template <class Parse>
 void ZlPTPdrv::performReceiving(const Operation& operation, std::uint16_t paramCount, Parse parse,
                                 ObjectProgressInterface* progress) {
     begin(operation);
-    hold(operation.name, [&] {
+    attempt(operation, paramCount, [&] {
         sendCommand(operation.code, paramCount, params);
         dataBlock = readResponce(operation.code, progress);
         if (!dataBlock.is(ContainerType::Data)) return;

@@ -1,0 +1,47 @@
+#include "camera_devices/ObjectWalk.h"
+
+namespace zlk {
+namespace {
+
+// Ten times as many as the largest cards have, and few enough for our memory.
+constexpr std::size_t mostObjects = 1'000'000;
+
+}  // namespace
+
+ObjectWalk::ObjectWalk(PtpInterface& driver, std::uint32_t store, std::uint32_t parent, bool asks)
+    : ptp(driver), storage(store), asksFolders(asks) {
+    add(ptp.getObjectHandles(storage, 0, parent));
+}
+
+void ObjectWalk::add(const std::vector<std::uint32_t>& more) {
+    for (const std::uint32_t handle : more) {
+        if (asksFolders && !seen.insert(handle).second) continue;
+        if (handles.size() >= mostObjects) throw PTP_OUT_OF_MEMORY;
+        handles.push_back(handle);
+    }
+}
+
+std::optional<std::uint32_t> ObjectWalk::next() {
+    while (position == handles.size())
+        if (!askNextFolder()) return std::nullopt;
+    return handles[position++];
+}
+
+void ObjectWalk::described(std::uint32_t handle, const ObjectInfoDataset& info) {
+    if (!asksFolders) return;
+    parents.insert(info.ParentObject);
+    if (info.ObjectFormat == folderFormat) folders.push_back(handle);
+}
+
+bool ObjectWalk::askNextFolder() {
+    while (askedFolders < folders.size()) {
+        const std::uint32_t folder = folders[askedFolders++];
+        // What it holds is in the list already.
+        if (parents.contains(folder)) continue;
+        add(ptp.getObjectHandles(storage, 0, folder));
+        return true;
+    }
+    return false;
+}
+
+}  // namespace zlk
