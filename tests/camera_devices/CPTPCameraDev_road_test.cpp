@@ -135,6 +135,30 @@ TEST_P(PtpRoad, BringsNoByteThatTheCameraDidNotSend) {
     camera.expectNoViolations();
 }
 
+TEST_P(PtpRoad, CopiesWhateverTheFramingAndTheLastPacket) {
+    ASSERT_TRUE(device.CheckConnection());
+    constexpr std::uint32_t head = 12, packet = 512, large = (20 << 20) + 10 * packet;
+    for (const char* const framing :
+         {"", "split-header", "no-zero-packet", "glue", "extra-zero-packet", "zero-packet-first"}) {
+        for (const std::uint32_t size : {40 * packet, 40 * packet - head, large, large - head}) {
+            // Of a large object as well a last piece that fills its packets, with its head or not.
+            for (const std::uint32_t one : {size - 1, size, size + 1}) {
+                const std::uint32_t picture = camera.add(one);
+                for (const char* const operation : {"0x1009", "0x101B"})
+                    if (*framing)
+                        camera.tell("fault " + std::string(framing) +
+                                    " phase=data count=999 op=" + operation);
+                const auto [code, bytes] = copy(device, picture);
+                EXPECT_EQ(code, DeviceCode::Success) << framing << ", " << one;
+                EXPECT_TRUE(bytes == randomText(one)) << framing << ", " << one;
+                camera.tell("faults clear");
+                camera.tell("remove " + std::to_string(picture));
+            }
+        }
+    }
+    camera.expectNoViolations();
+}
+
 TEST_P(PtpRoad, RefusesWhatAReportInTheMiddleOfATransferAsksFor) {
     const std::uint32_t outer = camera.add(100'000), inner = camera.add(5'000'000);
     ASSERT_TRUE(device.CheckConnection());

@@ -32,6 +32,7 @@ void ContainerFollower::reset(std::uint32_t transaction) noexcept {
     transaction_ = transaction;
     forgetContainer();
     transfer_ = 0;
+    isHeld_ = false;
 }
 
 void ContainerFollower::forgetContainer() noexcept {
@@ -52,17 +53,22 @@ std::uint64_t ContainerFollower::due() const noexcept {
     return isKnown ? missing_ : dueOfUnknown;
 }
 
+void ContainerFollower::takeHead(std::span<const std::byte> bytes) noexcept {
+    std::copy(bytes.begin(), bytes.end(), head_.begin() + static_cast<std::ptrdiff_t>(headSize_));
+    headSize_ += bytes.size();
+    if (!headIsWhole()) return;
+    const std::uint32_t length = number(head_, 0, 4);
+    missing_ = length < containerHeaderSize || length == unknownLength
+                   ? toTheTransfersEnd
+                   : length - containerHeaderSize;
+}
+
 std::size_t ContainerFollower::take(std::span<const std::byte> bytes) noexcept {
     std::size_t taken = 0;
     if (!headIsWhole()) {
         taken = std::min(containerHeaderSize - headSize_, bytes.size());
-        std::copy_n(bytes.begin(), taken, head_.begin() + static_cast<std::ptrdiff_t>(headSize_));
-        headSize_ += taken;
+        takeHead(bytes.first(taken));
         if (!headIsWhole()) return taken;
-        const std::uint32_t length = number(head_, 0, 4);
-        missing_ = length < containerHeaderSize || length == unknownLength
-                       ? toTheTransfersEnd
-                       : length - containerHeaderSize;
     }
     const std::size_t more =
         static_cast<std::size_t>(std::min<std::uint64_t>(missing_, bytes.size() - taken));
@@ -70,27 +76,42 @@ std::size_t ContainerFollower::take(std::span<const std::byte> bytes) noexcept {
     return taken + more;
 }
 
+void ContainerFollower::append(ContainerCut cut, std::vector<ContainerCut>& cuts) {
+    transfer_ += cut.bytes.size();
+    container_ += cut.bytes.size();
+    if (headIsWhole() && missing_ == 0) {
+        cut.endsContainer = true;
+        cut.endsResponse = isAnswer();
+        cut.zeroPacketDue = container_ % packetSize_ == 0;
+        forgetContainer();
+    }
+    cuts.push_back(cut);
+}
+
+/// A head that begins at the end of a piece waits for the rest of it: a reader who gets a part of
+/// one takes it for a broken container.
 void ContainerFollower::follow(std::span<const std::byte> bytes, bool endsTransfer,
                                std::vector<ContainerCut>& cuts) {
+    if (isHeld_) {
+        const std::size_t more = std::min(containerHeaderSize - headSize_, bytes.size());
+        takeHead(bytes.first(more));
+        bytes = bytes.subspan(more);
+        if (!headIsWhole() && !endsTransfer) return;
+        isHeld_ = false;
+        held_ = head_;
+        append({.bytes = std::span(held_).first(headSize_), .isHeld = true}, cuts);
+    }
     while (!bytes.empty()) {
-        ContainerCut cut;
         const std::size_t taken = take(bytes);
-        cut.bytes = bytes.first(taken);
+        isHeld_ = !headIsWhole() && !endsTransfer;
+        if (isHeld_) return;
+        append({.bytes = bytes.first(taken)}, cuts);
         bytes = bytes.subspan(taken);
-        transfer_ += taken;
-        container_ += taken;
-        if (headIsWhole() && missing_ == 0) {
-            cut.endsContainer = true;
-            cut.endsResponse = isAnswer();
-            cut.zeroPacketDue = container_ % packetSize_ == 0;
-            forgetContainer();
-        }
-        cuts.push_back(cut);
     }
     if (!endsTransfer) return;
     if (transfer_ % packetSize_ == 0) cuts.push_back({});
     transfer_ = 0;
-    // A container goes on behind a short packet, unless only that could end it.
+    // A container goes on after a short packet, unless only that could end it.
     if (headIsWhole() && missing_ == toTheTransfersEnd) cuts.back().endsResponse = isAnswer();
     if (!headIsWhole() || missing_ == toTheTransfersEnd) forgetContainer();
 }

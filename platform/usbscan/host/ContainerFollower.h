@@ -20,6 +20,8 @@ std::uint32_t containerTransaction(std::span<const std::byte> container);
 /// A part of what came: bytes of one container and one transfer.
 struct ContainerCut {
     std::span<const std::byte> bytes;  ///< none for a zero-length packet
+    /// They came with the piece before, in part, and stay where they are until the next call.
+    bool isHeld = false;
     /// The container is whole and fills its packets: its reader looks for a packet of no bytes
     /// behind it.
     bool zeroPacketDue = false;
@@ -41,6 +43,8 @@ class ContainerFollower {
     std::uint64_t due() const noexcept;
 
   private:
+    void takeHead(std::span<const std::byte> bytes) noexcept;
+    void append(ContainerCut cut, std::vector<ContainerCut>& cuts);
     /// How many of the bytes belong to the container that is under way.
     std::size_t take(std::span<const std::byte> bytes) noexcept;
     bool headIsWhole() const noexcept { return headSize_ == containerHeaderSize; }
@@ -51,6 +55,8 @@ class ContainerFollower {
     std::uint32_t transaction_ = 0;
     std::array<std::byte, containerHeaderSize> head_{};
     std::size_t headSize_ = 0;
+    bool isHeld_ = false;  // what there is of the head hasn't been given out
+    std::array<std::byte, containerHeaderSize> held_{};
     std::uint64_t container_ = 0;  // bytes of the one under way
     std::uint64_t missing_ = 0;   // behind the head; of a length that can't be, all of the transfer
     std::uint64_t transfer_ = 0;  // bytes of the transfer under way

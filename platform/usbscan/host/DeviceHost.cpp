@@ -402,7 +402,7 @@ class DeviceHost::Impl final : UsbDevice::Listener, HostConnection::Owner {
             if (cut.bytes.empty())
                 zeroPacket();
             else
-                data(cut, piece.keeper);
+                data(cut, cut.isHeld ? nullptr : piece.keeper);
         }
         transaction_.heard = true;
         mute_.clear();
