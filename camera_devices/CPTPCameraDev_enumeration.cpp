@@ -99,7 +99,7 @@ void CPTPCameraDev::listRefused(std::uint32_t handle, PTPCommErrors why, FileInf
     TraceLine(category, "GetFilesAndDirs - object %d is refused (0x%x)", handle,
               static_cast<std::uint32_t>(why));
     const FileTimestamp now(_time64());
-    list.addFile(formatText(u"%d", handle), formatText(u"DCIM\\object %u.refused", handle), u"", 0,
+    list.addFile(formatText(u"%d", handle), formatText(u"DCIM\\object %d.refused", handle), u"", 0,
                  now, now, u"unknown", u"");
 }
 

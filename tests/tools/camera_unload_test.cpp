@@ -161,5 +161,48 @@ TEST_F(CameraUnload, goesOnBehindAPictureThatVanishedMeanwhile) {
     EXPECT_THAT(copies(), ElementsAre("DCIM/PICT0001.JPG", "DCIM/PICT0002.JPG"));
 }
 
+TEST_F(CameraUnload, namesASilentCameraAndWhatHelpsAfterOneTimeOut) {
+    add(1000, "A.JPG");
+    zlkcam({"settings", "set", "Software\\Zephyr-Lanthorn\\Platform", "TransferTimeout", "1000",
+            "--type", "dword"});
+    for (const char* const command : {"info", "list", "clock", "order", "thumbs", "unload"}) {
+        camera->tell("fault cancel-stall count=9");
+        camera->tell("fault silence phase=command count=99");
+        std::vector<std::string> words{command, cam594};
+        if (words[0] == "thumbs" || words[0] == "unload") words.push_back(target);
+        const auto start = std::chrono::steady_clock::now();
+        const ProgramResult silent = zlkcam(words);
+        EXPECT_LT(std::chrono::steady_clock::now() - start, std::chrono::milliseconds(2500));
+        EXPECT_EQ(silent.status, 9) << command;
+        EXPECT_THAT(silent.error, HasSubstr("is attached, and doesn't answer.")) << command;
+        EXPECT_THAT(silent.error, HasSubstr("Switch it off and on again")) << command;
+        camera->tell("faults clear");
+        camera->tell("unplug");
+        camera->tell("plug");
+        EXPECT_EQ(zlkcam({"info", cam594}).status, 0);
+    }
+}
+
+TEST_F(CameraUnload, namesTheObjectThatACameraOfAnotherMakerRefusesAndCopiesTheOthers) {
+    camera.reset();
+    camera = std::make_unique<VirtualCamera>(
+        std::vector<std::string>{"--model", "unknown", "--product", "Other", "--storage", storage});
+    ASSERT_EQ(zlkcam({"adopt", "--yes"}).status, 0);
+    for (int i = 0; i < 4; ++i) add(1000 + i, "P" + std::to_string(i) + ".JPG");
+    const auto refuse = [&](const std::string& operation) {
+        camera->tell("fault answer value=0x2002 op=" + operation);
+    };
+    refuse("0x1008");
+    const ProgramResult list = zlkcam({"list"});
+    EXPECT_EQ(list.status, 4);
+    EXPECT_THAT(list.error, HasSubstr("DCIM\\object 1.refused"));
+    EXPECT_THAT(list.output, HasSubstr("P3.JPG"));
+    refuse("0x1009");  // the bytes of the first
+    const JsonAnswer unloaded = json({"unload", target});
+    EXPECT_EQ(unloaded.status, 4);
+    EXPECT_EQ(unloaded["files"].each("outcome").front(), "failed");
+    EXPECT_THAT(copies(), SizeIs(3));
+}
+
 }  // namespace
 }  // namespace zlk::test

@@ -37,6 +37,10 @@ std::u16string wideChild(pugi::xml_node element, const char* name) {
 
 }  // namespace
 
+bool isRefused(const FileRecord& file) {
+    return file.size == 0 && file.cameraPath == u"DCIM\\object " + file.id + u".refused";
+}
+
 std::string titleOf(const FileRecord& file) {
     std::string id = utf8Text(file.id);
     if (file.cameraPath.empty() || file.id.ends_with(file.cameraPath)) return id;

@@ -23,6 +23,9 @@ struct FileRecord {
     bool operator==(const FileRecord&) const = default;
 };
 
+/// Whether the camera lists it and refuses to describe it: it has a name made of its handle.
+bool isRefused(const FileRecord& file);
+
 /// What tells a person the file: its id, and before one that is a mere handle its path.
 std::string titleOf(const FileRecord& file);
 

@@ -1,6 +1,7 @@
 #include "tools/zlkcam/Session.h"
 
 #include "platform/text.h"
+#include "tools/zlkcam/UsbCamera.h"
 
 namespace zlk {
 
@@ -23,8 +24,7 @@ Failure deviceFailure(LONG errorCode, const Device& device, std::string_view doi
         case ExitStatus::NotSupported:
             return {ExitStatus::NotSupported, failed + name + " doesn't support it."};
         case ExitStatus::NotConnected:
-            return {ExitStatus::NotConnected, name + " isn't connected any more.",
-                    "Attach it again, and repeat the command."};
+            return notReached(device);
         case ExitStatus::DeleteRefused:
             return {ExitStatus::DeleteRefused, failed + name + " refused to delete.",
                     "There may be no such file, or the card may be write-protected."};
@@ -64,9 +64,16 @@ std::optional<Failure> PhotoSession::endOf(const Failure& failure) const {
 }
 
 void PhotoSession::requireMedia() const {
+    requireAnswer();
     if (!hasMedia())
         throw Failure(ExitStatus::NotConnected, utf8Text(device().name) + " has no card any more.",
                       "Insert the card again, and repeat the command.");
+}
+
+void PhotoSession::requireAnswer() const {
+    LONG connected = 0;
+    if ((*this)->get_IsConnected(&connected) == S_OK && connected) return;
+    if (DeviceDirectory().isCamera(device().contextId)) throw notReached(device());
 }
 
 std::u16string PhotoSession::escape(std::u16string_view message) const {

@@ -52,7 +52,9 @@ class PhotoSession : public Session<IPhotoDevice> {
   public:
     explicit PhotoSession(const Device& device) : Session(device, device.progId) {}
 
-    /// Throws Failure (NotConnected) where the card or the camera is gone.
+    /// Throws Failure (NotConnected) where a camera is attached and can't be reached.
+    void requireAnswer() const;
+    /// The same, and where the card or the camera is gone.
     void requireMedia() const;
     bool hasMedia() const;
     /// What ends the work on this device with this failure, if anything does: it is gone, or let

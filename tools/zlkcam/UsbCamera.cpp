@@ -1,6 +1,7 @@
 #include "tools/zlkcam/UsbCamera.h"
 
 #include <algorithm>
+#include <optional>
 
 #include "platform/text.h"
 
@@ -17,7 +18,30 @@ CameraTrouble heldBy(const AttachedCamera& camera) {
                            : "Close that program, or end it: kill " + process};
 }
 
+/// The camera that a device is reached by; process and program of its holder may be missing.
+std::optional<AttachedCamera> cameraOf(const Device& device) {
+    const std::u16string port = DeviceDirectory().cameraPort(device.contextId);
+    for (const AttachedCamera& camera : attachedCameras())
+        if (equalIgnoringCase(port, camera.port) || equalIgnoringCase(port, camera.devicePath))
+            return camera;
+    return std::nullopt;
+}
+
 }  // namespace
+
+Failure notReached(const Device& device) {
+    const std::string name = utf8Text(device.name.empty() ? device.contextId : device.name);
+    const std::optional<AttachedCamera> camera = cameraOf(device);
+    if (!camera)
+        return {ExitStatus::NotConnected, name + " isn't connected any more.",
+                "Attach it again, and repeat the command."};
+    if (camera->holderProcess != 0) {
+        const CameraTrouble held = heldBy(*camera);
+        return {ExitStatus::NotConnected, name + " can't be reached: " + held.message, held.advice};
+    }
+    return {ExitStatus::NotConnected, name + " is attached, and doesn't answer.",
+            "Switch it off and on again, or plug it in anew, and repeat the command."};
+}
 
 std::vector<UsbCamera> usbCameras(const DeviceDirectory& directory,
                                   const std::vector<Device>& devices) {

@@ -7,6 +7,7 @@
 #include "platform/usbscan.h"
 #include "tools/zlkcam/DeviceDirectory.h"
 #include "tools/zlkcam/Documents.h"
+#include "tools/zlkcam/Failure.h"
 
 namespace zlk {
 
@@ -30,5 +31,9 @@ std::vector<UsbCamera> usbCameras(const DeviceDirectory& directory,
 
 /// The most telling first.
 std::vector<CameraTrouble> troublesOf(const UsbCamera& camera);
+
+/// Why a device isn't reached that was listed a moment ago: a camera that is attached all the same
+/// is in another program's hands, or doesn't answer.
+Failure notReached(const Device& device);
 
 }  // namespace zlk

@@ -176,6 +176,7 @@ void runInfo(Tool& tool, const InfoOptions& options) {
     const DeviceDirectory directory;
     const PhotoSession session(directory.find(wideText(options.device)));
     const Device& device = session.device();
+    session.requireAnswer();
     tool.answer.beginObject();
     const auto tell = [&](const char* key, const char* title, const std::u16string& text) {
         tool.say(std::string(title) + ": " + (text.empty() ? "-" : utf8Text(text)));

@@ -40,6 +40,9 @@ void runList(Tool& tool, const ListOptions& options) {
             .member("created", file.created)
             .endObject();
         bytes += file.size;
+        if (!isRefused(file)) continue;
+        tool.warn(titleOf(file) + ": The camera lists it, and refuses to describe it.");
+        tool.status = ExitStatus::ReadFailed;
     }
     tool.answer.endArray().endObject();
     tool.say(std::to_string(files.size()) + " files, " + sizeText(bytes));
