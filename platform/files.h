@@ -87,15 +87,14 @@ PathParts splitPath(std::u16string_view path) noexcept;
 
 /// Opens or makes a file, or opens a volume (`\\.\X:`) for device_io.h and flushing, or a folder
 /// with FILE_FLAG_BACKUP_SEMANTICS for flushing.
-/// access: GENERIC_READ and GENERIC_WRITE, FILE_APPEND_DATA, or 0 (ask only). share: what others
-/// may do meanwhile; share 0 with write access keeps every other opener of ours out, in any
-/// process, and fails with ERROR_SHARING_VIOLATION where one has the file open. disposition:
-/// CREATE_NEW, CREATE_ALWAYS (empties an existing file; its mode stays; last error
-/// ERROR_ALREADY_EXISTS on success then), OPEN_EXISTING. A new file is made with the process's
-/// umask.
-/// An existing read-only file isn't opened for writing: ERROR_ACCESS_DENIED. Other attributes and
-/// flags than the one named are ignored. A target on a full disk is opened and fails at its first
-/// write. INVALID_HANDLE_VALUE on failure.
+/// access: GENERIC_READ and GENERIC_WRITE, FILE_APPEND_DATA, or 0 (ask only, which takes part in
+/// no sharing). share: what others may do meanwhile. To read or write what another opener of ours,
+/// in any process, doesn't share, or not to share what it does, is ERROR_SHARING_VIOLATION, and the
+/// file stays as it is. disposition: CREATE_NEW, CREATE_ALWAYS (empties an existing file; its mode
+/// stays; last error ERROR_ALREADY_EXISTS on success then), OPEN_EXISTING. A new file is made with
+/// the process's umask. An existing read-only file isn't opened for writing: ERROR_ACCESS_DENIED.
+/// Other attributes and flags than the one named are ignored. A target on a full disk is opened and
+/// fails at its first write. INVALID_HANDLE_VALUE on failure.
 HANDLE CreateFileW(const WCHAR* path, DWORD access, DWORD share,
                    const SECURITY_ATTRIBUTES* security, DWORD disposition, DWORD flagsAndAttributes,
                    HANDLE templateFile) noexcept;

@@ -12,7 +12,7 @@
 namespace zlk::platform {
 namespace {
 
-constexpr off_t sharingByte = off_t{1} << 62;
+constexpr off_t sharingBytes = off_t{1} << 62;       // far behind any file's end
 constexpr std::int64_t ticksPerSecond = 10'000'000;  // of 100 ns
 constexpr std::int64_t secondsFrom1601To1970 = 11'644'473'600;
 
@@ -20,6 +20,23 @@ timespec timeOf(const FILETIME& time) noexcept {
     const auto ticks =
         static_cast<std::int64_t>(std::uint64_t{time.dwHighDateTime} << 32 | time.dwLowDateTime);
     return {ticks / ticksPerSecond - secondsFrom1601To1970, ticks % ticksPerSecond * 100};
+}
+
+// What an opener does and what it denies to others meanwhile: for each a byte that may be locked.
+constexpr unsigned reads = 1, writes = 2, deniesReading = 4, deniesWriting = 8;
+constexpr unsigned uses[] = {reads, writes, deniesReading, deniesWriting};
+
+/// Locks the byte of one use (F_OFD_SETLK), or asks whether that could be done (F_OFD_GETLK); true
+/// if somebody else's lock is in the way.
+bool isTaken(int file, int command, short type, unsigned use) noexcept {
+    struct flock lock {};
+    lock.l_type = type;
+    lock.l_whence = SEEK_SET;
+    lock.l_start = sharingBytes + use;
+    lock.l_len = 1;
+    const bool done = ::fcntl(file, command, &lock) == 0;
+    if (command == F_OFD_GETLK) return done && lock.l_type != F_UNLCK;
+    return !done && (errno == EAGAIN || errno == EACCES);
 }
 
 /// Calls `step` with what is left until all is done, it delivers nothing, or it fails.
@@ -56,15 +73,26 @@ bool FileHandle::allows(DWORD right) const {
 
 bool FileHandle::claim(DWORD share) {
     if (access_ == 0) return true;
-    struct flock lock {};
-    lock.l_type = share == 0 && (access_ & GENERIC_WRITE) ? F_WRLCK : F_RDLCK;
-    lock.l_whence = SEEK_SET;
-    lock.l_start = sharingByte;
-    lock.l_len = 1;
-    if (::fcntl(file_.get(), F_OFD_SETLK, &lock) == 0) return true;
-    if (errno != EAGAIN && errno != EACCES) return true;
-    SetLastError(ERROR_SHARING_VIOLATION);
-    return false;
+    const bool toRead = access_ & GENERIC_READ, toWrite = access_ & GENERIC_WRITE;
+    const bool sharesReading = share & FILE_SHARE_READ, sharesWriting = share & FILE_SHARE_WRITE;
+    const unsigned mine = (toRead ? reads : 0u) | (toWrite ? writes : 0u) |
+                          (sharesReading ? 0u : deniesReading) |
+                          (sharesWriting ? 0u : deniesWriting);
+    const unsigned notOthers = (toRead ? deniesReading : 0u) | (toWrite ? deniesWriting : 0u) |
+                               (sharesReading ? 0u : reads) | (sharesWriting ? 0u : writes);
+    bool refused = false;
+    // First all of ours is locked, and then the others are asked for: if two openers that exclude
+    // each other come at the same moment, both may be refused, but never are both granted. What
+    // nobody else may do either is locked exclusively, so that one of two writers that share
+    // nothing is granted. Such a lock takes the right to write.
+    for (const unsigned use : uses) {
+        const short type = toWrite && (notOthers & use) ? F_WRLCK : F_RDLCK;
+        if (mine & use) refused = refused || isTaken(file_.get(), F_OFD_SETLK, type, use);
+    }
+    for (const unsigned use : uses)
+        if (notOthers & use) refused = refused || isTaken(file_.get(), F_OFD_GETLK, F_WRLCK, use);
+    if (refused) SetLastError(ERROR_SHARING_VIOLATION);
+    return !refused;
 }
 
 bool FileHandle::read(void* buffer, DWORD size, DWORD& done) {

@@ -14,9 +14,9 @@ class FileHandle final : public Handle {
     FileHandle(Descriptor file, DWORD access) noexcept : file_(std::move(file)), access_(access) {}
     ~FileHandle() override;
 
-    /// Makes the sharing mode hold against all openers of ours: one byte far behind the file's
-    /// end, locked exclusively by whoever writes and shares nothing, else shared. A file system
-    /// without such locks counts as granted. False with ERROR_SHARING_VIOLATION.
+    /// Makes the sharing mode hold against all openers of ours, by locks far behind the file's
+    /// end. A file system without such locks counts as granted. False with
+    /// ERROR_SHARING_VIOLATION.
     bool claim(DWORD share);
 
     bool read(void* buffer, DWORD size, DWORD& done) override;

@@ -82,9 +82,11 @@ TEST(Walk, DeepTreesEndAtThePathLimitWithAnError) {
 }
 
 /// Opens as a line says, by its letter for the access and its digit for the share.
+/// Two digits: the rights asked for, and what is shared; 1 for reading, 2 for writing.
 DWORD openAs(const std::string& line, const std::string& path) {
-    return openError(wideText(path), line[0] == 'w' ? GENERIC_WRITE : GENERIC_READ,
-                     static_cast<DWORD>(line[1] - '0'));
+    const int rights = line[0] - '0';
+    const DWORD access = (rights & 1 ? GENERIC_READ : 0) | (rights & 2 ? GENERIC_WRITE : 0);
+    return openError(wideText(path), access, static_cast<DWORD>(line[1] - '0'));
 }
 
 ZLK_CHILD(opensShared) {
@@ -93,35 +95,35 @@ ZLK_CHILD(opensShared) {
     return 0;
 }
 
-TEST(Sharing, AnExclusiveWriterKeepsOthersOutInAnyProcess) {
+TEST(Sharing, RefusesWhatAnOpenerInAnyProcessDoesNotShare) {
     const fs::path path = newFolder() / "file";
     writeFile(path, "content");
     ChildProcess other("opensShared", {path.string()});
-    struct {
-        DWORD access, share;
-        const char* second;
-        DWORD expected;
-    } const rows[] = {
-        {GENERIC_WRITE, 0, "r3", ERROR_SHARING_VIOLATION},
-        {GENERIC_WRITE, 0, "w3", ERROR_SHARING_VIOLATION},
-        {GENERIC_READ | GENERIC_WRITE, 0, "r0", ERROR_SHARING_VIOLATION},
-        {GENERIC_READ, 1, "w0", ERROR_SHARING_VIOLATION},
-        {GENERIC_WRITE, 3, "w0", ERROR_SHARING_VIOLATION},
-        {GENERIC_READ, 1, "r1", ERROR_SUCCESS},
-        {GENERIC_READ, 0, "r0", ERROR_SUCCESS},
-        {GENERIC_WRITE, 3, "w3", ERROR_SUCCESS},
-        {0, 0, "w0", ERROR_SUCCESS},
-    };
-    for (const auto& row : rows) {
-        const UniqueHandle first = open(pathText(path), row.access, row.share);
+    for (int pair = 0; pair < 256; ++pair) {
+        const int rights = pair & 3, share = pair >> 2 & 3;
+        const int otherRights = pair >> 4 & 3, otherShare = pair >> 6;
+        const DWORD access = (rights & 1 ? GENERIC_READ : 0) | (rights & 2 ? GENERIC_WRITE : 0);
+        const UniqueHandle first = open(pathText(path), access, static_cast<DWORD>(share));
         ASSERT_TRUE(first) << GetLastError();
-        other.say(row.second);
-        EXPECT_EQ(other.hear(), std::to_string(row.expected)) << row.access << row.second;
-        EXPECT_EQ(openAs(row.second, path), row.expected) << row.access << row.second;
+        const bool bothUseIt = rights && otherRights;
+        const bool refused = bothUseIt && ((otherRights & ~share) || (rights & ~otherShare));
+        const DWORD expected = refused ? ERROR_SHARING_VIOLATION : ERROR_SUCCESS;
+        const std::string line = std::to_string(otherRights) + std::to_string(otherShare);
+        other.say(line);
+        EXPECT_EQ(other.hear(), std::to_string(expected)) << rights << share << " then " << line;
+        EXPECT_EQ(openAs(line, path), expected) << rights << share << " then " << line;
     }
-    // Nobody empties what somebody holds.
-    const UniqueHandle holder = open(pathText(path), GENERIC_READ, 1);
-    EXPECT_EQ(openError(pathText(path), GENERIC_WRITE, 0, CREATE_ALWAYS), ERROR_SHARING_VIOLATION);
+}
+
+TEST(Sharing, NobodyEmptiesWhatSomebodyHolds) {
+    const fs::path path = newFolder() / "file";
+    writeFile(path, "content");
+    for (const DWORD share : {DWORD{0}, FILE_SHARE_READ}) {
+        const UniqueHandle holder = open(pathText(path), GENERIC_READ, share);
+        for (const DWORD access : {GENERIC_WRITE, GENERIC_READ | GENERIC_WRITE})
+            EXPECT_EQ(openError(pathText(path), access, shareAll, CREATE_ALWAYS),
+                      ERROR_SHARING_VIOLATION);
+    }
     EXPECT_EQ(readFile(path), "content");
 }
 
@@ -134,14 +136,14 @@ TEST(Sharing, EndsWithTheHandleOfTheProcessThatOpenedIt) {
         return 0;
     };
     EXPECT_EQ(forked(closeIt), 0);
-    EXPECT_EQ(openAs("r3", path), ERROR_SHARING_VIOLATION);
+    EXPECT_EQ(openAs("13", path), ERROR_SHARING_VIOLATION);
     const pid_t child = fork();
     if (child == 0) {
         pause();
         _exit(0);
     }
     closeIt();
-    EXPECT_EQ(openAs("r3", path), ERROR_SUCCESS);
+    EXPECT_EQ(openAs("13", path), ERROR_SUCCESS);
     kill(child, SIGKILL);
     waitpid(child, nullptr, 0);
 }
