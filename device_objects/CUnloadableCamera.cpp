@@ -12,6 +12,17 @@ namespace {
 constexpr char category[] = "CUnloadableCamera";
 constexpr DWORD reportInterval = 250;  // milliseconds
 
+/// Whether a picture would be written over itself, which would empty it before it is read. On a
+/// volume an id is the path, and a path may lead there by other names; a camera's ids are numbers.
+bool isOwnTarget(const std::u16string& id, const std::u16string& fileName) {
+    if (id.find_first_of(u"\\/") == id.npos) return false;
+    // A file's number holds only while somebody has the file open.
+    const UniqueHandle source(CreateFileW(id.c_str(), 0, 0, nullptr, OPEN_EXISTING, 0, nullptr));
+    FileStatus picture, target;
+    return _wstat64i32(id.c_str(), picture) && _wstat64i32(fileName.c_str(), target) &&
+           picture.st_dev == target.st_dev && picture.st_ino == target.st_ino;
+}
+
 }  // namespace
 
 /// The application's callback, for the length of one method. The callback may drop the last
@@ -77,6 +88,7 @@ DeviceCode CUnloadableCamera::saveFile(CImageDev& device, BSTR id, BSTR fileName
     const std::u16string_view name = viewOf(fileName);
     // To the system a name ends at its first zero: another file would be overwritten.
     if (name.empty() || name.find(u'\0') != name.npos) return DeviceCode::PcFileUnusable;
+    if (isOwnTarget(textOf(id), textOf(fileName))) return DeviceCode::PcFileUnusable;
     const UniqueHandle target(CreateFileW(fileName, GENERIC_READ | GENERIC_WRITE,
                                           FILE_SHARE_READ | FILE_SHARE_WRITE, nullptr,
                                           CREATE_ALWAYS, FILE_ATTRIBUTE_NORMAL, nullptr));
@@ -101,8 +113,11 @@ HRESULT CUnloadableCamera::DeleteFileW(BSTR id) noexcept {
 
 HRESULT CUnloadableCamera::SaveThumbnail(BSTR id, BSTR fileName) noexcept {
     TraceLine(category, "SaveThumbnail (%s -> %s)", viewOf(id), viewOf(fileName));
-    return guardedCall(
-        [&](CImageDev& device) { return device.GetThumbnail(textOf(id), textOf(fileName)); });
+    return guardedCall([&](CImageDev& device) {
+        std::u16string picture = textOf(id), target = textOf(fileName);
+        if (isOwnTarget(picture, target)) return DeviceCode::PcFileUnusable;
+        return device.GetThumbnail(std::move(picture), std::move(target));
+    });
 }
 
 HRESULT CUnloadableCamera::Escape(BSTR inMsg, BSTR* outMsg) noexcept {

@@ -138,18 +138,57 @@ TEST_F(PhotoDevice, SurvivesWhatACallbackDoesToIt) {
 
 TEST_F(PhotoDevice, RefusesATargetThatCannotBeUsed) {
     writeFile(target, "held");
-    UniqueHandle holder(CreateFileW(pathText(target).c_str(), GENERIC_READ | GENERIC_WRITE, 0,
-                                    nullptr, OPEN_EXISTING, FILE_ATTRIBUTE_NORMAL, nullptr));
-    ASSERT_TRUE(holder);
     EXPECT_CALL(*device, GetFile).Times(0);
     const std::u16string folder = pathText(target.parent_path());
-    for (const std::u16string& name :
-         {pathText(target), folder + u"\\missing\\file", folder,
-          pathText(target) + std::u16string(u"\0x", 2), std::u16string()}) {
+    const std::u16string unusable[] = {folder + u"\\missing\\file", folder,
+                                       pathText(target) + std::u16string(u"\0x", 2), u""};
+    const auto expectRefused = [&](const std::u16string& name) {
         EXPECT_EQ(camera->SaveFileData(id.get(), Bstr(name).get(), nullptr), E_FAIL);
-        EXPECT_EQ(camera->error(), 6);
+        EXPECT_EQ(camera->error(), 6) << utf8Text(name);
+    };
+    for (const std::u16string& name : unusable) expectRefused(name);
+    const struct {
+        DWORD access, share;
+    } holders[] = {
+        {GENERIC_READ | GENERIC_WRITE, 0}, {GENERIC_READ, 0}, {GENERIC_READ, FILE_SHARE_READ}};
+    for (const auto& each : holders) {
+        const UniqueHandle holder(CreateFileW(pathText(target).c_str(), each.access, each.share,
+                                              nullptr, OPEN_EXISTING, 0, nullptr));
+        ASSERT_TRUE(holder);
+        expectRefused(pathText(target));
     }
     EXPECT_EQ(readFile(target), "held");
+}
+
+TEST_F(PhotoDevice, LeavesAPictureAloneThatIsItsOwnTarget) {
+    registerModules();
+    Card card;
+    card.write("DCIM/PICT.JPG", "the only copy");
+    const std::filesystem::path picture = card.folder / "DCIM/PICT.JPG";
+    const std::filesystem::path elsewhere = newFolder();
+    create_hard_link(picture, card.folder / "SECOND.JPG");
+    create_symlink("DCIM/PICT.JPG", card.folder / "LINK.JPG");
+    create_symlink(card.folder / "DCIM", elsewhere / "way");
+    ASSERT_EQ(camera->UnlockDevice(), S_OK);
+    ASSERT_EQ(camera->lock(card.contextId()), S_OK);
+    const Bstr own(card.id(u"DCIM\\PICT.JPG"));
+    for (const std::u16string& name :
+         {card.id(u"DCIM\\PICT.JPG"), card.id(u"dcim/pict.jpg"), card.id(u"SECOND.JPG"),
+          card.id(u"LINK.JPG"), pathText(picture), pathText(elsewhere / "way/PICT.JPG")}) {
+        EXPECT_EQ(camera->SaveFileData(own.get(), Bstr(name).get(), nullptr), E_FAIL);
+        EXPECT_EQ(camera->error(), 6) << utf8Text(name);
+        EXPECT_EQ(camera->SaveThumbnail(own.get(), Bstr(name).get()), E_FAIL);
+        EXPECT_EQ(camera->error(), 6) << utf8Text(name);
+        ASSERT_EQ(readFile(picture), "the only copy") << utf8Text(name);
+    }
+}
+
+TEST_F(PhotoDevice, ACamerasFileMayGoToAFileOfItsOwnNumber) {
+    writeFile(target.parent_path() / "12", "an older picture");
+    current_path(target.parent_path());
+    EXPECT_CALL(*device, GetFile).WillOnce(Return(DeviceCode::Success));
+    EXPECT_EQ(camera->SaveFileData(Bstr(u"12").get(), Bstr(u"12").get(), nullptr), S_OK);
+    EXPECT_EQ(readFile("12"), "");
 }
 
 TEST_F(PhotoDevice, ReplacesAnExistingTargetAndKeepsItAfterAFailure) {
