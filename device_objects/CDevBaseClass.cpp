@@ -28,9 +28,10 @@ HRESULT CDevBaseClass::LockDevice(BSTR cueId) noexcept {
     TraceLine(category, "LockDevice (%s)", viewOf(cueId));
     return setResult(operationCode(DeviceCode::Held, [&] {
         if (!locked) {
-            // One that an Escape without a claim asked may be another id's.
-            imageDev.reset();
-            deviceId = textOf(cueId);
+            // An Escape asks a device without a claim, and what it set there holds on.
+            std::u16string id = textOf(cueId);
+            if (id != deviceId) imageDev.reset();
+            deviceId = std::move(id);
             if (!SetLockMutex(deviceId)) return DeviceCode::Held;
             locked = true;
         }

@@ -84,6 +84,25 @@ TEST(Escape, AsksADeviceThatSomebodyElseHolds) {
     EXPECT_EQ(asking->error(), 8);
 }
 
+TEST(Escape, HoldsForTheClaimOfTheSameId) {
+    registerModules();
+    const Card card;
+    card.write("TOP.JPG", "a");
+    card.write("DCIM/100CAM/DEEP.JPG", "b");
+    const auto holder = makeObject<CUnloadableCamera>(), object = makeObject<CUnloadableCamera>();
+    Bstr text;
+    ASSERT_EQ(holder->lock(card.contextId()), S_OK);
+    ASSERT_EQ(object->lock(card.contextId()), E_FAIL);
+    ASSERT_EQ(object->Escape(Bstr(u"MSDC_NoRecursion").get(), text.out()), S_OK);
+    ASSERT_EQ(text.view(), u"TRUE");
+    EXPECT_EQ(object->lock(card.contextId()), E_FAIL);
+    ASSERT_EQ(holder->UnlockDevice(), S_OK);
+    ASSERT_EQ(object->lock(card.contextId()), S_OK);
+    ASSERT_EQ(object->GetFileInfo(nullptr, text.out()), S_OK);
+    EXPECT_THAT(column(std::u16string(text.view()), u"camerapath"),
+                testing::ElementsAre(u"TOP.JPG"));
+}
+
 TEST(Escape, LeavesNoDeviceBehindForTheClaimOfAnother) {
     registerModules();
     const Card asked, claimed;
