@@ -14,6 +14,7 @@
 
 #include "platform/error.h"
 #include "platform/internal/Diagnose.h"
+#include "platform/internal/EarlierRoot.h"
 #include "platform/internal/PosixError.h"
 #include "platform/text.h"
 
@@ -22,41 +23,22 @@ namespace {
 
 constexpr char category[] = "MachineRoot";
 
-/// A variable that names a place, empty if it isn't set or this program runs with more rights
-/// than its caller has.
-std::string placeFromEnvironment(const char* name) {
-    const char* text = ::secure_getenv(name);
-    return text ? text : "";
-}
-
+/// Not that of the environment, which differs from process to process of one user.
 std::string homeFolder() {
-    std::string home = placeFromEnvironment("HOME");
-    if (home.starts_with('/')) return home;
     std::vector<char> room(16 * 1024);
     passwd entry;
     passwd* found = nullptr;
-    if (::getpwuid_r(::geteuid(), &entry, room.data(), room.size(), &found) == 0 && found)
-        return found->pw_dir;
-    return {};
+    if (::getpwuid_r(::geteuid(), &entry, room.data(), room.size(), &found) != 0 || !found)
+        return {};
+    return found->pw_dir;
 }
 
-std::string findRoot() {
-    std::string root = placeFromEnvironment("ZLK_MACHINE");
-    if (root.empty()) {
-        const std::string data = placeFromEnvironment("XDG_DATA_HOME");
-        if (data.starts_with('/')) {
-            root = data + "/zlkcamtr";
-        } else {
-            const std::string home = homeFolder();
-            if (home.empty()) return {};
-            root = home + "/.local/share/zlkcamtr";
-        }
-    }
-    // The process may change its folder later and stays on its machine.
+/// The path on which this process stays, though it may change its folder later.
+std::string absolutePath(const std::string& path) {
     std::error_code error;
-    std::filesystem::path path = std::filesystem::absolute(root, error).lexically_normal();
-    if (!path.has_filename()) path = path.parent_path();
-    return error ? std::string() : path.string();
+    std::filesystem::path absolute = std::filesystem::absolute(path, error).lexically_normal();
+    if (!absolute.has_filename()) absolute = absolute.parent_path();
+    return error ? std::string() : absolute.string();
 }
 
 /// Makes a folder and what is missing above it; 0 or an errno.
@@ -75,14 +57,24 @@ const MachineRoot& MachineRoot::instance() {
     static const MachineRoot root;
     // Said only once the root stands, since a sink may come back for it.
     static std::atomic_flag said;
-    if (!root.usable_ && !said.test_and_set())
-        diagnose(category, u"%s is not used: %s", root.path_, root.refusal_);
+    if (!said.test() && !said.test_and_set()) {
+        if (!root.news_.empty()) diagnose(category, u"%s", root.news_);
+        if (!root.usable_) diagnose(category, u"%s is not used: %s", root.path_, root.refusal_);
+    }
     return root;
 }
 
-MachineRoot::MachineRoot() : path_(findRoot()) {
+MachineRoot::MachineRoot() {
+    const char* const named = ::secure_getenv("ZLK_MACHINE");
+    if (named && *named) {
+        path_ = absolutePath(named);
+    } else if (const std::string home = homeFolder(); home.starts_with('/')) {
+        path_ = absolutePath(home + "/.local/share/zlkcamtr");
+        if (makeFolders(path_.substr(0, path_.rfind('/')), 0700) == 0)
+            news_ = takeOverEarlierRoot(path_);
+    }
     if (path_.empty()) {
-        refusal_ = u"there is neither ZLK_MACHINE nor a home folder";
+        refusal_ = u"there is neither ZLK_MACHINE nor a home folder in the user database";
         return;
     }
     int error = makeFolders(path_, 0700);

@@ -6,8 +6,9 @@
 //     <root>/run/            named objects, drive letters, port numbers
 //     <root>/tmp/            the user's temporary files
 //
-// The root is ZLK_MACHINE (not looked at in set-user-id programs), else $XDG_DATA_HOME/zlkcamtr,
-// else ~/.local/share/zlkcamtr. It is made on first use, for its owner alone. A root in
+// The root is ZLK_MACHINE (not looked at in set-user-id programs), else .local/share/zlkcamtr in
+// the home folder that the user database names: all processes of a user are on one machine,
+// whatever their environment. It is made on first use, for its owner alone. A root in
 // /var/lib/zlkcamtr with mode 2770 belongs to a group. Whoever writes below it chooses code that
 // others load, so a root that anybody else may write is refused.
 
@@ -46,6 +47,7 @@ class MachineRoot {
     /// Why this isn't trusted; empty if it is.
     std::u16string objectionTo(const struct stat& status) const;
     std::u16string refusal_;  // why the root isn't usable
+    std::u16string news_;     // of a root of an earlier version
     std::string path_;
     bool usable_ = false;
     bool ofGroup_ = false;
