@@ -1,9 +1,12 @@
 #include "directory/CContextMgrInfo.h"
 
+#include <set>
+
 #include "directory/ContextId.h"
 #include "directory/SettingsTree.h"
 #include "foundation/Paths.h"
 #include "foundation/TraceLine.h"
+#include "platform/text.h"
 
 namespace zlk {
 namespace {
@@ -21,6 +24,25 @@ std::u16string textValue(const RegistryKey& key, const WCHAR* name) {
 RegistryKey openUnloadSettings(const std::u16string& productClass) {
     RegistryKey key = openSettings({u"Import", productClasses, productClass});
     return key ? std::move(key) : openSettings({u"Unload", productClasses, productClass});
+}
+
+/// The names of a key's values. While they are read one by one, another process may move one to the
+/// end: then that one is met twice, and one behind its old place is passed over.
+std::vector<std::u16string> valueNames(HKEY key) {
+    constexpr int patience = 100;  // a round takes a small part of the time of a write
+    std::vector<std::u16string> names;
+    for (int round = 0; round < patience; ++round) {
+        names.clear();
+        std::set<std::u16string> met;
+        bool moved = false;
+        const std::uint32_t count = regCountValues(key);
+        for (std::uint32_t i = 0; i < count; ++i) {
+            const std::u16string& name = names.emplace_back(regEnumValueName(key, i));
+            if (!name.empty() && !met.insert(upperCase(name)).second) moved = true;
+        }
+        if (!moved && regCountValues(key) == count) break;
+    }
+    return names;
 }
 
 }  // namespace
@@ -107,9 +129,7 @@ std::u16string CContextMgrInfo::GetFriendlyName(const std::u16string& id) const 
 std::vector<std::u16string> CContextMgrInfo::GetInstalledProductClasses() const {
     std::vector<std::u16string> installed;
     const RegistryKey key = openSettings({u"CtxMgr", productClasses});
-    const std::uint32_t count = regCountValues(key.get());
-    for (std::uint32_t i = 0; i < count; ++i) {
-        std::u16string name = regEnumValueName(key.get(), i);
+    for (std::u16string& name : valueNames(key.get())) {
         std::u16string mark;
         if (!regReadString(key.get(), name, mark)) continue;
         mark.erase(0, mark.find_first_not_of(u'*'));

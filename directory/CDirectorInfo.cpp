@@ -9,16 +9,6 @@ namespace {
 
 constexpr WCHAR installedMark[] = u"*Installed*";
 
-/// Whether the class has its mark, in this very spelling.
-bool isMarked(const RegistryKey& installed, const std::u16string& productClass) {
-    std::u16string mark;
-    const std::uint32_t count = regCountValues(installed.get());
-    for (std::uint32_t i = 0; i < count; ++i)
-        if (regEnumValueName(installed.get(), i) == productClass)
-            return regReadString(installed.get(), productClass, mark) && mark == installedMark;
-    return false;
-}
-
 }  // namespace
 
 bool CDirectorInfo::SplitSettingsId(const std::u16string& id, std::u16string& manufacturer,
@@ -53,11 +43,8 @@ bool CDirectorInfo::PutCameraEntry(const std::u16string& settingsId,
         TraceLine("CDirectorInfo", "PutCameraEntry - Failed to create ctxMgrKey");
         return true;
     }
-    // Who lists the devices meanwhile would miss a mark that goes and comes back.
-    if (isMarked(installed, productClass)) return true;
-    // It takes the spelling of the class that was seen last.
-    RegDeleteValueW(installed.get(), productClass.c_str());
-    regWriteString(installed.get(), productClass, installedMark);
+    // The class that was seen last stands last, in the spelling in which it was seen.
+    regWriteStringAnew(installed.get(), productClass, installedMark);
     return true;
 }
 

@@ -15,6 +15,14 @@ bool isName(const std::u16string& name) {
     return name.find(u'\0') == std::u16string::npos;
 }
 
+bool writeString(decltype(RegSetValueExW)& set, HKEY key, const std::u16string& name,
+                 const std::u16string& value) {
+    if (!key || !isName(name) || value.size() > longestWritten) return false;
+    const auto size = static_cast<DWORD>((value.size() + 1) * sizeof(WCHAR));
+    return set(key, name.c_str(), 0, REG_SZ, reinterpret_cast<const BYTE*>(value.c_str()), size) ==
+           ERROR_SUCCESS;
+}
+
 }  // namespace
 
 RegistryKey regOpenKey(HKEY parent, const std::u16string& name, DWORD access) {
@@ -96,10 +104,11 @@ bool regReadString(HKEY key, const std::u16string& name, std::u16string& value) 
 }
 
 bool regWriteString(HKEY key, const std::u16string& name, const std::u16string& value) {
-    if (!key || !isName(name) || value.size() > longestWritten) return false;
-    const auto size = static_cast<DWORD>((value.size() + 1) * sizeof(WCHAR));
-    return RegSetValueExW(key, name.c_str(), 0, REG_SZ,
-                          reinterpret_cast<const BYTE*>(value.c_str()), size) == ERROR_SUCCESS;
+    return writeString(RegSetValueExW, key, name, value);
+}
+
+bool regWriteStringAnew(HKEY key, const std::u16string& name, const std::u16string& value) {
+    return writeString(setValueAnew, key, name, value);
 }
 
 }  // namespace zlk

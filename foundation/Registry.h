@@ -32,5 +32,7 @@ bool regReadString(HKEY key, const std::u16string& name, std::u16string& value);
 
 /// False if it can't be written or `value` has more than 499 units.
 bool regWriteString(HKEY key, const std::u16string& name, const std::u16string& value);
+/// The same as a value that is made only now: it enumerates last, its name in this spelling.
+bool regWriteStringAnew(HKEY key, const std::u16string& name, const std::u16string& value);
 
 }  // namespace zlk

@@ -30,6 +30,14 @@ RegistryName valueName(const WCHAR* name, DWORD errorIfTooLong) {
     return RegistryName::of(text);
 }
 
+LSTATUS setValue(HKEY key, const WCHAR* name, DWORD reserved, DWORD type, const BYTE* data,
+                 DWORD size, bool anew) noexcept {
+    return RegistryKeys::run([&](RegistryKeys& keys) {
+        require(!reserved && (data || !size) && size <= maxRegistryData);
+        keys.setValue(key, valueName(name, ERROR_INVALID_PARAMETER), type, {data, size}, anew);
+    });
+}
+
 /// Hands a value's type, size and data to a caller, who may want none of them.
 void giveValue(const RegistryValue& value, DWORD* type, BYTE* data, DWORD* size) {
     if (type) *type = value.type;
@@ -91,10 +99,12 @@ LSTATUS RegQueryValueExW(HKEY key, const WCHAR* name, DWORD* reserved, DWORD* ty
 
 LSTATUS RegSetValueExW(HKEY key, const WCHAR* name, DWORD reserved, DWORD type, const BYTE* data,
                        DWORD size) noexcept {
-    return RegistryKeys::run([&](RegistryKeys& keys) {
-        require(!reserved && (data || !size) && size <= maxRegistryData);
-        keys.setValue(key, valueName(name, ERROR_INVALID_PARAMETER), type, {data, size});
-    });
+    return setValue(key, name, reserved, type, data, size, false);
+}
+
+LSTATUS setValueAnew(HKEY key, const WCHAR* name, DWORD reserved, DWORD type, const BYTE* data,
+                     DWORD size) noexcept {
+    return setValue(key, name, reserved, type, data, size, true);
 }
 
 LSTATUS RegDeleteValueW(HKEY key, const WCHAR* name) noexcept {

@@ -68,6 +68,11 @@ LSTATUS RegQueryValueExW(HKEY key, const WCHAR* name, DWORD* reserved, DWORD* ty
 LSTATUS RegSetValueExW(HKEY key, const WCHAR* name, DWORD reserved, DWORD type, const BYTE* data,
                        DWORD size) noexcept;
 
+/// Sets a value as one that is made only now: it enumerates last, its name in this spelling. Where
+/// there was one, it is at no moment missing.
+LSTATUS setValueAnew(HKEY key, const WCHAR* name, DWORD reserved, DWORD type, const BYTE* data,
+                     DWORD size) noexcept;
+
 LSTATUS RegDeleteValueW(HKEY key, const WCHAR* name) noexcept;
 
 /// Deletes `subKey`, which must name one, with all that lies below it, in one step.

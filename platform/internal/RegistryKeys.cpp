@@ -220,12 +220,13 @@ RegistryKeys::View RegistryKeys::view(HKEY key) {
 }
 
 void RegistryKeys::setValue(HKEY handle, const RegistryName& name, DWORD type,
-                            std::span<const BYTE> data) {
+                            std::span<const BYTE> data, bool anew) {
     OpenKey& key = findForWriting(handle);
     locate(key, true);
     std::int64_t own = 0;
     store_.write([&](RegistryDatabase& database) {
         own = ownOrMade(database, key);
+        if (anew) platform::deleteValue(database, own, name.folded);
         writeValue(database, own, name, type, data);
     });
     key.own = own;

@@ -75,7 +75,9 @@ class RegistryKeys {
     HKEY create(HKEY parent, const WCHAR* subKey, DWORD access, bool& made);
     void close(HKEY key);
     View view(HKEY key);
-    void setValue(HKEY key, const RegistryName& name, DWORD type, std::span<const BYTE> data);
+    /// `anew`: as one that wasn't there before.
+    void setValue(HKEY key, const RegistryName& name, DWORD type, std::span<const BYTE> data,
+                  bool anew);
     void deleteValue(HKEY key, const RegistryName& name);
     void deleteTree(HKEY key, const WCHAR* subKey);
     void saveClasses(const std::string& path);

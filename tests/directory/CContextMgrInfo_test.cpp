@@ -4,6 +4,7 @@
 
 #include "directory/CDirectorInfo.h"
 #include "tests/directory/SettingsFixture.h"
+#include "tests/support/ChildProcess.h"
 
 namespace zlk::test {
 namespace {
@@ -11,6 +12,7 @@ namespace {
 using namespace std::string_literals;
 using testing::ElementsAre;
 using testing::IsEmpty;
+using testing::UnorderedElementsAre;
 
 const std::u16string cam539 = u"#Zephyr-Lanthorn#Cam539#0000";
 
@@ -149,6 +151,29 @@ TEST_F(CContextMgrInfoTest, SeesACameraOnceItsEntryIsWritten) {
          {u"#a#b"s, u"#a##0000"s, u"#a#Cam539\\x#0000"s, u"#a#CAM539\0x#0000"s})
         EXPECT_FALSE(director.PutCameraEntry(id, u"x"));
     EXPECT_THAT(settings.GetInstalledProductClasses(), ElementsAre(u"CAM539"));
+}
+
+ZLK_CHILD(seesCamerasInTurn) {
+    CDirectorInfo director;
+    for (std::size_t i = 0;; i = (i + 1) % 3) {
+        director.PutCameraEntry(u"#Zephyr-Lanthorn#Cam" + std::u16string(1, u'A' + i) + u"#0000",
+                                u"x");
+        if (i == 2) child.say("round");
+    }
+}
+
+TEST_F(CContextMgrInfoTest, ListsACameraLastThatWasSeenLastAndNeverMissesOne) {
+    CDirectorInfo director;
+    for (const WCHAR* id : {u"#a#CamA#0", u"#a#CamB#0", u"#a#CamC#0", u"#a#CamA#0"})
+        EXPECT_TRUE(director.PutCameraEntry(id, u"x"));
+    EXPECT_THAT(settings.GetInstalledProductClasses(), ElementsAre(u"CamB", u"CamC", u"CamA"));
+    ChildProcess other("seesCamerasInTurn");
+    for (int round = 0; round < 200; ++round) {
+        ASSERT_EQ(other.hear(), "round");
+        for (int i = 0; i < 20; ++i)
+            ASSERT_THAT(settings.GetInstalledProductClasses(),
+                        UnorderedElementsAre(u"CamA", u"CamB", u"CamC"));
+    }
 }
 
 }  // namespace
