@@ -117,7 +117,7 @@ class CDeviceUtilFunctions {
     /// 0 if the text doesn't hold `VID_` (or `&PID_`) with four hexadecimal digits behind it.
     static std::uint16_t VidFromDeviceId(const std::u16string& text);
     static std::uint16_t PidFromDeviceId(const std::u16string& text);
-    /// -1 if the text holds no `USBSCAN` with a number behind it.
+    /// -1 if the text holds no `USBSCAN`, 0 if no number stands behind it.
     static std::int32_t PortNumberFromPort(const std::u16string& text);
 
     /// The row of the pass-through device that is worked with; whoever calls an operation on one

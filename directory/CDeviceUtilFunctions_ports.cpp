@@ -129,9 +129,7 @@ std::int32_t CDeviceUtilFunctions::PortNumberFromPort(const std::u16string& text
     if (place == rest.npos) return -1;
     rest.erase(0, place);
     for (std::size_t at; (at = rest.find(front)) != rest.npos;) rest.erase(at, front.size());
-    rest = trimmed(rest);
-    const bool isNumber = !rest.empty() && rest[0] >= u'0' && rest[0] <= u'9';
-    return isNumber ? _wtoi(rest.c_str()) : -1;
+    return _wtoi(trimmed(rest).c_str());
 }
 
 std::u16string CDeviceUtilFunctions::devicePath(const std::u16string& port) {

@@ -25,7 +25,7 @@ bool CDirectorInfo::PutCameraEntry(const std::u16string& settingsId,
     TraceLine("CDirectorInfo", "PutCameraEntry sId(%s) name(%s)", settingsId, friendlyName);
     std::u16string manufacturer, productClass, serial;
     SplitSettingsId(settingsId, manufacturer, productClass, serial);
-    if (!isSettingsName(productClass)) return false;
+    if (productClass.empty()) return false;
 
     TraceLine("CDirectorInfo",
               "PutCameraEntry - Creating devInstanceKeyName(%s\\%s\\DeviceInstances\\0000)",

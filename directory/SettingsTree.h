@@ -12,11 +12,8 @@ namespace zlk {
 /// `Import`, `Unload`, `SwiftPost`, `TagMgrDevices` and `CtxMgr`.
 inline constexpr WCHAR settingsBaseKey[] = u"Software\\Zephyr-Lanthorn\\PictureSuite";
 
-/// Whether a text from outside can be the name of one key or value: one that is empty or holds a
-/// backslash or a zero would lead to another place than its own.
-bool isSettingsName(std::u16string_view name);
-
-/// Opens the key that `names` lead to, one key a name; empty if one of them can't be a name.
+/// Opens the key that `names` lead to; empty if there is none. A backslash in a name leads deeper,
+/// and an empty name nowhere.
 RegistryKey openSettings(std::initializer_list<std::u16string_view> names);
 
 /// The same, with write access, making what is missing.

@@ -35,6 +35,16 @@ TEST_F(CDeviceUtilFunctionsTest, ReadsUsbIdsOutOfAnyText) {
         EXPECT_EQ(Ids(utils.VidFromDeviceId(text), utils.PidFromDeviceId(text)), ids);
 }
 
+TEST_F(CDeviceUtilFunctionsTest, ReadsPortNumbers) {
+    for (const auto& [port, number] : {std::pair{u"\\\\.\\Usbscan12", 12},
+                                       {u"\\\\.\\usbscan", 0},
+                                       {u"USBSCAN USBSCAN 7 a", 7},
+                                       {u"\\\\.\\Usbscan-1", -1},
+                                       {u"\\\\.\\Usb1", -1},
+                                       {u"", -1}})
+        EXPECT_EQ(utils.PortNumberFromPort(port), number);
+}
+
 TEST_F(CDeviceUtilFunctionsTest, TurnsDriveIdsIntoRoots) {
     for (const Case& c :
          {Case{card + u"E", u"E:\\"}, Case{u"#zephyr-lanthorn#removabledrive#e", u"E:\\"},
