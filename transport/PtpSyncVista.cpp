@@ -28,9 +28,8 @@ PtpSyncVista::~PtpSyncVista() {
 }
 
 void PtpSyncVista::letGo() {
-    if (held) ReleaseMutex(mutex.get());
-    held = false;
-    if (!createdMutex) mutex.reset();
+    if (mutex) ReleaseMutex(mutex.get());
+    mutex.reset();
 }
 
 PtpSyncVista::Table PtpSyncVista::table() const noexcept {
@@ -74,10 +73,13 @@ std::uint32_t PtpSyncVista::getMutex(const WCHAR* wide) {
     mutex = UniqueHandle(OpenMutexA(MUTEX_ALL_ACCESS, 1, name.c_str()));
     if (!mutex) {
         TraceLine(category, "getMutex - Creating Mutex");
-        createdMutex = true;
         mutex = UniqueHandle(CreateMutexA(nullptr, 0, name.c_str()));
-        if (!mutex)
+        if (mutex) {
+            // This other handle is never closed: what a process made exists to its end.
+            (void)OpenMutexA(MUTEX_ALL_ACCESS, 1, name.c_str());
+        } else {
             TraceLine(category, "CreateMutex - ERROR (mutex is NULL) err(%d)", GetLastError());
+        }
     }
     if (!mutex) {
         TraceLine(category, "getMutex - ERROR (mutex is NULL) err(%d)", GetLastError());
@@ -89,9 +91,11 @@ std::uint32_t PtpSyncVista::getMutex(const WCHAR* wide) {
         TraceLine(category, "getMutex - Got it");
     } else {
         TraceLine(category, "getMutex - error waiting for mutex(%d)", result);
-        if (result == WAIT_FAILED) throw PTP_GENERAL_ERROR;
+        if (result == WAIT_FAILED) {
+            mutex.reset();
+            throw PTP_GENERAL_ERROR;
+        }
     }
-    held = true;
     return entry.transactionID;
 }
 

@@ -15,7 +15,7 @@ namespace zlk {
 class PtpSyncVista : public PTPSyncInterface {
   public:
     PtpSyncVista() = default;
-    /// Leaves the table mapped to the end of the process.
+    /// Leaves the table mapped, and the mutexes that were made, to the end of the process.
     ~PtpSyncVista() override;
     PtpSyncVista(const PtpSyncVista&) = delete;
     PtpSyncVista& operator=(const PtpSyncVista&) = delete;
@@ -37,9 +37,7 @@ class PtpSyncVista : public PTPSyncInterface {
     void letGo();
 
     UniqueHandle mutex;
-    SharedSection section;      // the table
-    bool held = false;          // `mutex` is owned, and not only kept
-    bool createdMutex = false;  // by this object, which then keeps it existing between its turns
+    SharedSection section;  // the table
 };
 
 }  // namespace zlk

@@ -2,6 +2,7 @@
 
 #include <chrono>
 #include <cstring>
+#include <filesystem>
 #include <future>
 #include <memory>
 #include <sstream>
@@ -258,6 +259,11 @@ TEST(PtpSyncController, EndsARemovalInWhichAnotherDied) {
     EXPECT_STREQ(table[2].port, "c");
 }
 
+int descriptorsOpen() {
+    return static_cast<int>(
+        std::distance(std::filesystem::directory_iterator("/proc/self/fd"), {}));
+}
+
 struct PathTable : Peer {
     PathTable() : Peer("Global\\ZlPtpWPDHandlesToCameras", 4096) {
         add("usb#vid_5af1&pid_7c36#1", 0x5AF1, 0x7C36);
@@ -298,6 +304,25 @@ TEST(PtpSyncVista, TakesTurnsByTheOwnersTable) {
     arbiter.releaseMutex(port.c_str(), 11);
     EXPECT_EQ(raisedBy([&] { arbiter.getMutex(std::u16string(200, u'x').c_str()); }),
               PTP_GENERAL_ERROR);
+}
+
+TEST(PtpSyncVista, KeepsTheMutexesThatItMadeToTheEndOfTheProcess) {
+    const PathTable table;
+    const auto exists = [](int device) {
+        const std::string name = "Global\\ZlPtpWPDMutexusb#vid_5af1&pid_7c36#";
+        return bool(UniqueHandle(OpenMutexA(0x100000, 0, (name + std::to_string(device)).c_str())));
+    };
+    const int descriptors = descriptorsOpen();
+    for (int round = 0; round < 20; ++round) {
+        PtpSyncVista arbiter;
+        for (const WCHAR* port : {u"usb#vid_5af1&pid_7c36#1", u"usb#vid_5af1&pid_7c36#2"}) {
+            arbiter.getMutex(port);
+            arbiter.releaseMutex(port, 9);
+        }
+        EXPECT_TRUE(exists(1) && exists(2));
+    }
+    EXPECT_TRUE(exists(1) && exists(2));
+    EXPECT_LE(descriptorsOpen(), descriptors + 3);  // one a mutex, and the table
 }
 
 TEST(PtpSyncVista, LeavesTheTableMappedOnceHoweverManyComeAndGo) {
