@@ -1,35 +1,16 @@
-#include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
-#include <cstring>
-#include <filesystem>
-#include <fstream>
-#include <map>
-#include <sstream>
-
-#include "platform/text.h"
-#include "ptp/ContainerBlock.h"
 #include "ptp/DeviceInfoDataset.h"
 #include "ptp/ObjectInfoDataset.h"
 #include "ptp/PropertyDataset.h"
 #include "ptp/PtpEvent.h"
 #include "ptp/StorageInfoDataset.h"
 #include "tests/ptp/Raised.h"
+#include "tests/ptp/Received.h"
 #include "tests/ptp/ScriptedPort.h"
-#include "tests/support/Json.h"
 
 namespace zlk::test {
 namespace {
-
-using testing::ElementsAre;
-
-/// A stream with room behind the bytes, as the engine's has.
-struct Received : PtpDataStream {
-    explicit Received(const Bytes& bytes) {
-        resize(static_cast<std::uint32_t>(bytes.size()) + 64);
-        std::memcpy(place(0, static_cast<std::uint32_t>(bytes.size())), bytes.data(), bytes.size());
-    }
-};
 
 TEST(Datasets, KeepTheirDefaultsWhereACameraSaysNothing) {
     Received storage(hex("0400 0300 0100 0000000001000000 FFFFFFFFFFFFFFFF 07000000 00 00"));
@@ -104,118 +85,6 @@ TEST(Datasets, ReadEventsUpToTheirLength) {
     EXPECT_EQ(event.id, 3u);
     EXPECT_EQ(event.param1, 9u);
     EXPECT_EQ(event.param2, 0u);
-}
-
-/// The fields of a dataset by their names, spelled as the recordings spell them.
-using Fields = std::map<std::string, std::string>;
-
-std::string list(const std::vector<std::uint16_t>& values) {
-    std::string text;
-    for (const auto value : values) text += std::to_string(value) + ' ';
-    return text;
-}
-std::string narrow(const wString& text) {
-    return utf8Text(text.view());
-}
-
-Fields deviceInfo(PtpDataStream& stream) {
-    const DeviceInfoDataset d(stream);
-    return {{"StandardVersion", std::to_string(d.StandardVersion)},
-            {"VendorExtensionID", std::to_string(d.VendorExtensionID)},
-            {"VendorExtensionVersion", std::to_string(d.VendorExtensionVersion)},
-            {"VendorExtensionDesc", narrow(d.VendorExtensionDesc)},
-            {"FunctionalMode", std::to_string(d.FunctionalMode)},
-            {"OperationsSupported", list(d.OperationsSupported)},
-            {"EventsSupported", list(d.EventsSupported)},
-            {"DevicePropertiesSupported", list(d.DevicePropertiesSupported)},
-            {"CaptureFormats", list(d.CaptureFormats)},
-            {"ImageFormats", list(d.ImageFormats)},
-            {"Manufacturer", narrow(d.Manufacturer)},
-            {"Model", narrow(d.Model)},
-            {"DeviceVersion", narrow(d.DeviceVersion)},
-            {"SerialNumber", narrow(d.SerialNumber)}};
-}
-
-Fields storageInfo(PtpDataStream& stream) {
-    const StorageInfoDataset d(stream);
-    return {{"StorageType", std::to_string(d.StorageType)},
-            {"FilesystemType", std::to_string(d.FilesystemType)},
-            {"AccessCapability", std::to_string(d.AccessCapability)},
-            {"MaxCapacity", std::to_string(d.MaxCapacity)},
-            {"FreeSpaceInBytes", std::to_string(d.FreeSpaceInBytes)},
-            {"FreeSpaceInImages", std::to_string(d.FreeSpaceInImages)},
-            {"StorageDescription", narrow(d.StorageDescription)},
-            {"VolumeLabel", narrow(d.VolumeLabel)}};
-}
-
-Fields objectInfo(PtpDataStream& stream) {
-    const ObjectInfoDataset d(stream);
-    return {{"StorageID", std::to_string(d.StorageID)},
-            {"ObjectFormat", std::to_string(d.ObjectFormat)},
-            {"ProtectionStatus", std::to_string(d.ProtectionStatus)},
-            {"ObjectCompressedSize", std::to_string(d.ObjectCompressedSize)},
-            {"ThumbFormat", std::to_string(d.ThumbFormat)},
-            {"ThumbCompressedSize", std::to_string(d.ThumbCompressedSize)},
-            {"ThumbPixWidth", std::to_string(d.ThumbPixWidth)},
-            {"ThumbPixHeight", std::to_string(d.ThumbPixHeight)},
-            {"ImagePixWidth", std::to_string(d.ImagePixWidth)},
-            {"ImagePixHeight", std::to_string(d.ImagePixHeight)},
-            {"ImageBitDepth", std::to_string(d.ImageBitDepth)},
-            {"ParentObject", std::to_string(d.ParentObject)},
-            {"AssociationType", std::to_string(d.AssociationType)},
-            {"AssociationDesc", std::to_string(d.AssociationDesc)},
-            {"SequenceNumber", std::to_string(d.SequenceNumber)},
-            {"Filename", narrow(d.Filename)},
-            {"CaptureDate", narrow(d.CaptureDate)},
-            {"ModificationDate", narrow(d.ModificationDate)},
-            {"Keywords", narrow(d.Keywords)}};
-}
-
-/// Beside the repository, and no part of it.
-std::filesystem::path recordings() {
-    return std::filesystem::path(ZLK_SOURCE_DIR).parent_path() / "shared" / "real-cameras";
-}
-
-TEST(Datasets, DecodeWhatRealCamerasSent) {
-    std::ifstream rows(recordings() / "containers.tsv");
-    if (!rows) GTEST_SKIP() << "The recordings don't lie beside the repository.";
-    std::ifstream file(recordings() / "expected.json");
-    const Json expected = Json::parse({std::istreambuf_iterator<char>(file), {}});
-
-    const std::map<std::string, Fields (*)(PtpDataStream&)> readers{{"GetDeviceInfo", deviceInfo},
-                                                                    {"GetStorageInfo", storageInfo},
-                                                                    {"GetObjectInfo", objectInfo}};
-    int compared = 0;
-    std::string line;
-    for (std::getline(rows, line); std::getline(rows, line);) {
-        std::vector<std::string> columns;
-        std::istringstream cells(line);
-        for (std::string cell; std::getline(cells, cell, '\t');) columns.push_back(cell);
-        ASSERT_EQ(columns.size(), 8u);
-        const auto reader = readers.find(columns[2]);
-        const Json& fields = expected[columns[0]]["fields"];
-        if (reader == readers.end() || fields.items.empty()) continue;
-
-        Received stream(hex(columns[7]));
-        const ContainerBlock block(stream);
-        const Fields defaults = [&] {
-            PtpDataStream nothing;
-            nothing.resize(256);
-            return reader->second(nothing);
-        }();
-        for (auto [name, value] : reader->second(stream)) {
-            const Json& wanted = fields[name];
-            std::string text = wanted.text;
-            for (const Json& item : wanted.items)
-                if (item.text != "0") text += item.text + ' ';
-            // An empty text keeps the default.
-            if (text.empty()) text = defaults.at(name);
-            EXPECT_EQ(value, text) << columns[0] << ' ' << name;
-        }
-        EXPECT_EQ(stream.cursor(), block.length) << columns[0];
-        ++compared;
-    }
-    EXPECT_GE(compared, 30);
 }
 
 }  // namespace
