@@ -1,5 +1,5 @@
 #pragma once
-// A strict reader of JSON documents, for what the client answers.
+// JSON documents, as the client answers them.
 
 #include <string>
 #include <vector>
