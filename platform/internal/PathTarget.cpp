@@ -5,6 +5,7 @@
 #include <sys/stat.h>
 
 #include <memory>
+#include <span>
 #include <utility>
 
 #include "platform/error.h"
@@ -45,7 +46,7 @@ bool existsIn(int folder, const std::string& name) noexcept {
     return ::fstatat(folder, name.c_str(), &status, AT_SYMLINK_NOFOLLOW) == 0 || !isMiss(errno);
 }
 
-std::optional<std::string> literalWay(const std::vector<std::u16string_view>& components) {
+std::optional<std::string> literalWay(std::span<const std::u16string_view> components) {
     std::string way;
     for (const std::u16string_view component : components) {
         const auto name = literalName(component);
@@ -181,9 +182,17 @@ std::optional<PathTarget::Entry> PathTarget::entry() const {
 
 std::optional<PathTarget::Spelling> PathTarget::spell() const {
     Spelling spelling{".", {}};
-    for (std::size_t i = 0; i < components_.size(); ++i) {
+    // The folders above are tried as they are spelled, in one call.
+    std::size_t i = components_.empty() ? 0 : components_.size() - 1;
+    auto above = literalWay(std::span(components_).first(i));
+    Descriptor folder = above ? root_.open(*above, folderFlags) : Descriptor();
+    if (folder)
+        spelling.way = std::move(*above);
+    else
+        i = 0;
+    for (; i < components_.size(); ++i) {
         Entry& entry = spelling.entry;
-        entry.folder = root_.open(spelling.way, folderFlags);
+        entry.folder = folder ? std::move(folder) : root_.open(spelling.way, folderFlags);
         if (!entry.folder) {
             setErrorOfFolder();
             return std::nullopt;

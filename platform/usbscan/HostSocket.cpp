@@ -47,10 +47,12 @@ bool HostSocket::send(usbscan::MessageHeader header, std::span<const std::byte> 
                       std::span<const std::byte> second) {
     const std::lock_guard lock(sending_);
     header.length = static_cast<std::uint32_t>(first.size() + second.size());
-    iovec parts[] = {{&header, sizeof header},
+    const std::vector<std::byte> slotsFree = std::exchange(slotsFree_, {});
+    iovec parts[] = {{const_cast<std::byte*>(slotsFree.data()), slotsFree.size()},
+                     {&header, sizeof header},
                      {const_cast<std::byte*>(first.data()), first.size()},
                      {const_cast<std::byte*>(second.data()), second.size()}};
-    std::size_t left = sizeof header + header.length;
+    std::size_t left = slotsFree.size() + sizeof header + header.length;
     for (msghdr message{}; left > 0;) {
         message.msg_iov = parts;
         message.msg_iovlen = std::size(parts);
@@ -152,8 +154,22 @@ bool HostSocket::enterArea(usbscan::MessageHeader& header) {
 
 void HostSocket::leaveArea() {
     inArea_ = nullptr;
-    // A host that is gone needs no answer.
-    send({0, usbscan::MessageKind::SlotFree, 0, 0}, std::as_bytes(std::span(&slot_, 1)));
+    // Each message wakes the host, which needs no slot before most of them are taken. A host that
+    // is gone needs no answer.
+    constexpr std::size_t most = usbscan::areaSlots / 2 - 1;
+    const struct {
+        usbscan::MessageHeader header;
+        std::uint32_t slot;
+    } message{{sizeof slot_, usbscan::MessageKind::SlotFree, 0, 0}, slot_};
+    {
+        const std::lock_guard lock(sending_);
+        if (slotsFree_.size() < most * sizeof message) {
+            const auto bytes = std::as_bytes(std::span(&message, 1));
+            slotsFree_.insert(slotsFree_.end(), bytes.begin(), bytes.end());
+            return;
+        }
+    }
+    send(message.header, std::as_bytes(std::span(&slot_, 1)));
 }
 
 HostSocket::Result HostSocket::receive(std::span<std::byte> buffer) {

@@ -21,7 +21,8 @@ class HostSocket {
     HostSocket(const HostSocket&) = delete;
     HostSocket& operator=(const HostSocket&) = delete;
 
-    /// Whole messages, from any thread.
+    /// Whole messages, from any thread. What was read out of the shared memory meanwhile is given
+    /// back with them.
     bool send(usbscan::MessageHeader header, std::span<const std::byte> first,
               std::span<const std::byte> second = {});
 
@@ -52,6 +53,7 @@ class HostSocket {
 
     Descriptor socket_;
     std::mutex sending_;
+    std::vector<std::byte> slotsFree_;  // messages that wait to go with another
     std::uint32_t left_ = 0;
     // What came behind a message that was received into its reader's own buffer.
     std::vector<std::byte> ahead_;

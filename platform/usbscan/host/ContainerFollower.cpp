@@ -81,6 +81,7 @@ void ContainerFollower::append(ContainerCut cut, std::vector<ContainerCut>& cuts
     container_ += cut.bytes.size();
     if (headIsWhole() && missing_ == 0) {
         cut.endsContainer = true;
+        cut.endsData = containerType(head_) == ContainerType::Data;
         cut.endsResponse = isAnswer();
         cut.zeroPacketDue = container_ % packetSize_ == 0;
         forgetContainer();

@@ -26,6 +26,7 @@ struct ContainerCut {
     /// behind it.
     bool zeroPacketDue = false;
     bool endsContainer = false;  ///< the container is whole
+    bool endsData = false;       ///< and it is a data phase, after which a response comes
     bool endsResponse = false;   ///< and it answers the transaction
 };
 

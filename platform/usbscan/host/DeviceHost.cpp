@@ -26,6 +26,7 @@ namespace {
 
 constexpr unsigned maxRecoveriesInARow = 3;
 constexpr std::size_t maxMute = 64;
+constexpr std::size_t worthWakingUp = 64 * 1024;
 constexpr std::chrono::milliseconds acceptPause{100};
 // A transfer that fills its packets may have one behind it, and some devices send one too many;
 // whoever goes on is out of step, and nothing else bounds what he fills a client's queue with.
@@ -65,7 +66,7 @@ class DeviceHost::Impl final : UsbDevice::Listener, HostConnection::Owner {
           ended_(std::move(ended)),
           follower_(device_->facts().bulkIn.maximumPacketSize),
           controls_(*device_),
-          answers_(*device_, controls_, [this] { deviceGone(); }),
+          answers_(*device_, controls_, heardAt_, [this] { deviceGone(); }),
           recovery_(loop, *device_, controls_),
           events_(loop, *device_),
           idle_(loop),
@@ -405,6 +406,7 @@ class DeviceHost::Impl final : UsbDevice::Listener, HostConnection::Owner {
                 data(cut, cut.isHeld ? nullptr : piece.keeper);
         }
         transaction_.heard = true;
+        heardAt_ = EventLoop::Clock::now();
         mute_.clear();
         if (transaction_.open) watchProgress();
         closeIfComplete();
@@ -427,9 +429,11 @@ class DeviceHost::Impl final : UsbDevice::Listener, HostConnection::Owner {
         const int flags = (cut.zeroPacketDue ? zeroPacketDue : 0) |
                           (cut.endsContainer ? containerEnds : 0) |
                           (cut.endsResponse ? answerEnds : 0);
+        // The end of the data is of no use to anybody who hasn't got the response.
+        const bool together = cut.endsData && cut.bytes.size() < worthWakingUp;
         transaction_.owner->send(
             {0, MessageKind::Data, static_cast<std::uint8_t>(flags), transaction_.turn}, cut.bytes,
-            keeper);
+            keeper, together ? HostConnection::When::WithTheNext : HostConnection::When::Now);
         if (cut.endsResponse) transaction_.answered = true;
     }
 
@@ -464,6 +468,7 @@ class DeviceHost::Impl final : UsbDevice::Listener, HostConnection::Owner {
     std::vector<ContainerCut> cuts_;
     ContainerFollower follower_;
 
+    EventLoop::Clock::time_point heardAt_{};  // when the device has sent something last
     ControlQueue controls_;
     ControlAnswers answers_;
     Recovery recovery_;

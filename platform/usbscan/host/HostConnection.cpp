@@ -71,8 +71,8 @@ bool HostConnection::listens() const noexcept {
 }
 
 void HostConnection::expectEvents() {
-    loop_.expect(socket_, static_cast<short>((listens() ? POLLIN : 0) |
-                                             (output_.empty() || awaitsSlot_ ? 0 : POLLOUT)));
+    const bool sends = !output_.empty() && !awaitsSlot_ && !awaitsNext_;
+    loop_.expect(socket_, static_cast<short>((listens() ? POLLIN : 0) | (sends ? POLLOUT : 0)));
 }
 
 void HostConnection::lose() {
@@ -182,7 +182,7 @@ bool HostConnection::takePart() {
 }
 
 void HostConnection::send(MessageHeader header, std::span<const std::byte> bytes,
-                          std::shared_ptr<const void> keeper) {
+                          std::shared_ptr<const void> keeper, When when) {
     if (lost_) return;
     Outgoing outgoing{header, bytes, std::move(keeper)};
     const bool large = header.kind == MessageKind::Data && bytes.size() >= leastForArea;
@@ -194,7 +194,7 @@ void HostConnection::send(MessageHeader header, std::span<const std::byte> bytes
         outgoing.bytes = *copy;
         outgoing.keeper = copy;
     }
-    queue(std::move(outgoing));
+    queue(std::move(outgoing), when);
 }
 
 bool HostConnection::moveToArea(Outgoing& outgoing) {
@@ -211,11 +211,13 @@ bool HostConnection::moveToArea(Outgoing& outgoing) {
     return true;
 }
 
-void HostConnection::queue(Outgoing outgoing) {
+void HostConnection::queue(Outgoing outgoing, When when) {
     outgoing.header.length = static_cast<std::uint32_t>(outgoing.bytes.size());
     if (!isData(outgoing.header.kind)) ++queuedAnswers_;
+    const bool idle = output_.empty() || awaitsNext_;
     output_.push_back(std::move(outgoing));
-    if (output_.size() == 1) flush();
+    awaitsNext_ = idle && when == When::WithTheNext;
+    if (idle && !awaitsNext_) flush();
     if (!lost_) expectEvents();
 }
 
@@ -251,7 +253,7 @@ void HostConnection::dropData() {
             area_.free(piece.slot);
         }
     output_.erase(dropped, output_.end());
-    awaitsSlot_ = false;
+    awaitsSlot_ = awaitsNext_ = false;
     if (!lost_) expectEvents();
 }
 

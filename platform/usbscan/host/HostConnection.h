@@ -51,16 +51,18 @@ class HostConnection {
     /// Reads on behind a part.
     void resume();
 
-    /// Queues a message; `bytes` are copied where there is no keeper.
+    enum class When { Now, WithTheNext };
+    /// Queues a message; `bytes` are copied where there is no keeper. WithTheNext: it isn't worth
+    /// a client's waking up.
     void send(MessageHeader header, std::span<const std::byte> bytes = {},
-              std::shared_ptr<const void> keeper = {});
+              std::shared_ptr<const void> keeper = {}, When when = When::Now);
     void sendError(MessageKind kind, std::uint32_t error, std::uint16_t turn = 0,
                    std::uint8_t flags = 0);
     void note(std::string_view line);
     /// Drops what was pushed and isn't sent: nobody will read it, and its buffers are needed.
     void dropData();
     /// Whether the client hasn't taken yet what is queued for it.
-    bool isBehind() const noexcept { return !output_.empty(); }
+    bool isBehind() const noexcept { return !output_.empty() && !awaitsNext_; }
     /// Ends the connection once everything queued is sent, or at once if that would wait.
     void finish();
 
@@ -80,7 +82,7 @@ class HostConnection {
         int descriptor = -1;     // that goes with it
         bool wantsArea = false;  // a large piece of data, not there yet
     };
-    void queue(Outgoing outgoing);
+    void queue(Outgoing outgoing, When when = When::Now);
     /// Puts what wants it into the area; false if it has to wait for a slot.
     bool moveToArea(Outgoing& outgoing);
     void happened(short events);
@@ -114,6 +116,7 @@ class HostConnection {
     std::size_t queuedAnswers_ = 0;  // of them: what isn't data
     std::size_t sent_ = 0;           // of the first message, header included
     bool awaitsSlot_ = false;
+    bool awaitsNext_ = false;  // all that is queued goes with the next message
 };
 
 }  // namespace zlk::usbscan
