@@ -45,7 +45,7 @@ TEST(ProgressBar, tellsFilesBytesRateAndTimeLeft) {
     tool.json = true;  // draws nothing
     ProgressBar bar(tool, 4, 400'000'000);
     bar.startFile(u"A.JPG", 100'000'000);
-    bar.finishFile("");
+    bar.endFile();
     bar.startFile(u"\x1bZ.JPG", 300'000'000);
     bar.progress(33);
     EXPECT_EQ(

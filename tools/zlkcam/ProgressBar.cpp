@@ -47,10 +47,14 @@ void ProgressBar::progress(int percent) {
     draw(false);
 }
 
-void ProgressBar::finishFile(const std::string& line, bool worthKeeping) {
+void ProgressBar::endFile() {
     ++filesDone_;
     bytesDone_ += fileSize_;
     fileSize_ = 0;
+    draw(false);
+}
+
+void ProgressBar::report(const std::string& line, bool worthKeeping) {
     wipe();
     if (worthKeeping || !tool_.onTerminal()) tool_.say(line);
     draw(false);

@@ -20,8 +20,9 @@ class ProgressBar {
 
     void startFile(const std::u16string& name, std::uint64_t size);
     void progress(int percent);
-    /// `line` tells how it went; on a terminal only one worth keeping stays, above the bar.
-    void finishFile(const std::string& line, bool worthKeeping = false);
+    void endFile();
+    /// How a file went, now or later; on a terminal only a line worth keeping stays, above the bar.
+    void report(const std::string& line, bool worthKeeping = false);
 
     /// The bar of a moment `elapsed` milliseconds after the start.
     std::string text(DWORD elapsed, std::size_t columns) const;

@@ -258,7 +258,7 @@ HiddenFile::HiddenFile(std::u16string name) : name_(std::move(name)) {
 }
 
 HiddenFile::~HiddenFile() {
-    DeleteFileW(name_.c_str());
+    if (!name_.empty()) DeleteFileW(name_.c_str());
 }
 
 bool sameContent(const std::u16string& a, const std::u16string& b) {

@@ -14,6 +14,7 @@
 #include <cstdint>
 #include <string>
 #include <string_view>
+#include <utility>
 #include <vector>
 
 #include "platform/types.h"
@@ -77,8 +78,8 @@ class HiddenFile {
     /// Makes it, and writes into nothing that has the name; throws Failure (FileUnusable).
     explicit HiddenFile(std::u16string name);
     ~HiddenFile();
-    HiddenFile(const HiddenFile&) = delete;
-    HiddenFile& operator=(const HiddenFile&) = delete;
+    HiddenFile(HiddenFile&& other) noexcept : name_(std::exchange(other.name_, {})) {}
+    HiddenFile& operator=(HiddenFile&&) = delete;
     const std::u16string& name() const { return name_; }
 
   private:

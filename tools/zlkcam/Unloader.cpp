@@ -64,25 +64,31 @@ void Unloader::copy(const std::vector<FileRecord>& records) {
     ProgressBar bar(tool_, records.size(), bytes);
     for (UnloadedFile& file : files_) {
         if (StopFlag::raised()) ending_ = stopped();
-        if (ending_) return;
+        if (ending_) break;
         bar.startFile(file.record->cameraPath, file.record->size);
         try {
             copyFile(file, bar);
         } catch (const Failure& failure) {
             noteFailure(file, failure);
         }
-        const std::string from = utf8Text(file.record->cameraPath);
-        switch (file.outcome) {
-            case Outcome::Copied:
-                bar.finishFile(from + " -> " + utf8Text(file.file));
-                break;
-            case Outcome::WasThere:
-            case Outcome::Skipped:
-                bar.finishFile(from + " is there: " + utf8Text(file.file));
-                break;
-            default:
-                bar.finishFile(from + " was NOT copied: " + file.failure->what(), true);
-        }
+        bar.endFile();
+        if (arrived_ && &arrived_->file == &file) continue;
+        awaitName(bar);
+        report(file, bar);
+    }
+    awaitName(bar);
+}
+
+void Unloader::report(const UnloadedFile& file, ProgressBar& bar) const {
+    const std::string from = utf8Text(file.record->cameraPath);
+    switch (file.outcome) {
+        case Outcome::Copied:
+            return bar.report(from + " -> " + utf8Text(file.file));
+        case Outcome::WasThere:
+        case Outcome::Skipped:
+            return bar.report(from + " is there: " + utf8Text(file.file));
+        default:
+            bar.report(from + " was NOT copied: " + file.failure->what(), true);
     }
 }
 
@@ -108,7 +114,10 @@ void Unloader::copyFile(UnloadedFile& file, ProgressBar& bar) {
         }
     }
     target_.makeFoldersOf(wanted);
-    const HiddenFile part(target_.hiddenName(wanted, u"part"));
+    const std::u16string hidden = target_.hiddenName(wanted, u"part");
+    // Two files of one name have one hidden name too.
+    if (arrived_ && equalIgnoringCase(arrived_->part.name(), hidden)) awaitName(bar);
+    HiddenFile part(hidden);
     fetch(file, part.name(), {bar, 0, options_.verify ? 50 : 100});
     if (SourceState(*file.record) != source)
         throw Failure(ExitStatus::ReadFailed, "It changed while it was copied.");
@@ -117,8 +126,28 @@ void Unloader::copyFile(UnloadedFile& file, ProgressBar& bar) {
         // Of nothing that a camera says it has, it delivers nothing to compare.
         file.verified = source.size > 0 || isPath(file.record->id);
     }
-    writeThrough(part.name());
-    const TargetFolder::Placed placed = target_.place(part.name(), wanted);
+    awaitName(bar);
+    arrived_.emplace(Arrived{file, std::move(part), {}});
+    arrived_->named = std::async(
+        std::launch::async, [this, &file, wanted] { name(file, arrived_->part.name(), wanted); });
+}
+
+void Unloader::awaitName(ProgressBar& bar) {
+    if (!arrived_) return;
+    UnloadedFile& file = arrived_->file;
+    try {
+        arrived_->named.get();
+    } catch (const Failure& failure) {
+        noteFailure(file, failure);
+    }
+    arrived_.reset();
+    report(file, bar);
+}
+
+void Unloader::name(UnloadedFile& file, const std::u16string& part,
+                    const std::u16string& wanted) const {
+    writeThrough(part);
+    const TargetFolder::Placed placed = target_.place(part, wanted);
     if (!placed.wasThere) {
         // Not before: a hidden file that looks old is a leftover. Not all disks let everybody set
         // it, and a copy is one without it.

@@ -1,6 +1,7 @@
 #pragma once
 // Copies the files of a claimed device into a folder, one by one, and keeps book of each.
 
+#include <future>
 #include <optional>
 #include <string>
 #include <vector>
@@ -49,7 +50,19 @@ class Unloader {
     const std::optional<Failure>& ending() const { return ending_; }
 
   private:
+    /// A copy that has arrived under its hidden name. It gets its own name, which takes the disk's
+    /// time, while the next one comes.
+    struct Arrived {
+        UnloadedFile& file;
+        HiddenFile part;
+        std::future<void> named;
+    };
     void copyFile(UnloadedFile& file, ProgressBar& bar);
+    /// Moves a copy to its name once its bytes are on the disk; from a thread of its own.
+    void name(UnloadedFile& file, const std::u16string& part, const std::u16string& wanted) const;
+    /// Waits for the copy that arrived last.
+    void awaitName(ProgressBar& bar);
+    void report(const UnloadedFile& file, ProgressBar& bar) const;
     /// What share of the bar a transfer fills: percent of percent, from `start` on.
     struct BarShare {
         ProgressBar& bar;
@@ -67,6 +80,7 @@ class Unloader {
     TargetFolder& target_;
     const UnloadOptions options_;
     std::vector<UnloadedFile> files_;
+    std::optional<Arrived> arrived_;
     std::optional<Failure> ending_;
 };
 
