@@ -92,8 +92,9 @@ struct ControlAnswer {
     std::uint32_t error;  ///< the last error, or 0
 };
 
-/// Slots of the area: what a host may be ahead of a client in it.
-inline constexpr std::uint32_t areaSlots = 8, areaSlotSize = 128 * 1024;
+/// Slots of the area: what a host may be ahead of a client in it. Into one goes what the device
+/// sends in one transfer, which has room for a piece of 256 KiB and its head.
+inline constexpr std::uint32_t areaSlots = 4, areaSlotSize = 272 * 1024;
 inline constexpr std::uint32_t areaSize = areaSlots * areaSlotSize;
 
 struct AreaPiece {

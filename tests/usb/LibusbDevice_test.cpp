@@ -5,6 +5,7 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
+#include "platform/usbscan/Protocol.h"
 #include "tests/support/ChildProcess.h"
 #include "tests/usb/SteppedLoop.h"
 #include "tests/usb/emulator/EmulatedUsb.h"
@@ -89,7 +90,7 @@ class OnKernels : public testing::TestWithParam<std::tuple<std::uint16_t, std::u
 
     /// Around the edges of packets and of our own buffers.
     std::vector<std::size_t> sizes() const {
-        const std::size_t p = packet, buffer = 128 * 1024;
+        const std::size_t p = packet, buffer = usbscan::areaSlotSize;
         return {0,          1,      p - 1,      p,          p + 1,      2 * p,     buffer - p,
                 buffer - 1, buffer, buffer + 1, buffer + p, 2 * buffer, 3'000'007, 3 << 20};
     }
@@ -124,7 +125,8 @@ TEST_P(OnKernels, WritesArriveByteForByteWithTheirEmptyPacketsAndNoOthers) {
 }
 
 TEST_P(OnKernels, AStallIsReportedBehindWhatCameBeforeItAndCanBeCleared) {
-    const Transfer part{pattern(3 * 128 * 1024 + 2 * packet, 1), false}, next{pattern(5, 2), true};
+    const Transfer part{pattern(3 * usbscan::areaSlotSize + 2 * packet, 1), false},
+        next{pattern(5, 2), true};
     bench.function.send(part);
     bench.function.answer(ScriptedFunction::bulkIn, PipeAnswer::Stalled);
     bench.function.answer(ScriptedFunction::bulkOut, PipeAnswer::Stalled);
@@ -210,14 +212,14 @@ TEST(LibusbDevice, ReadsNoFurtherThanItsPiecesAreGivenBack) {
     const Transfer transfer{pattern(3 << 20, 1), true};
     bench.function.send(transfer);
     device->read(everything);
-    ASSERT_TRUE(bench.loop.until([&] { return bench.inbox.held.size() == 8; }));
+    ASSERT_TRUE(bench.loop.until([&] { return bench.inbox.held.size() == usbscan::areaSlots; }));
     bench.loop.settle();
-    EXPECT_EQ(bench.function.given, 8u * 128 * 1024);
+    EXPECT_EQ(bench.function.given, 4u * usbscan::areaSlotSize);
 
-    bench.inbox.held.erase(bench.inbox.held.begin() + 2, bench.inbox.held.begin() + 5);
-    ASSERT_TRUE(bench.loop.until([&] { return bench.inbox.held.size() == 8; }));
+    bench.inbox.held.erase(bench.inbox.held.begin() + 1, bench.inbox.held.end());
+    ASSERT_TRUE(bench.loop.until([&] { return bench.inbox.held.size() == usbscan::areaSlots; }));
     bench.loop.settle();
-    EXPECT_EQ(bench.function.given, 11u * 128 * 1024);
+    EXPECT_EQ(bench.function.given, 7u * usbscan::areaSlotSize);
 
     bench.inbox.holds = false;
     const UsbPiece last = bench.inbox.held.back();

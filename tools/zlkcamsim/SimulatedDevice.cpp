@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <utility>
 
+#include "platform/usbscan/Protocol.h"
 #include "tools/zlkcamsim/Descriptors.h"
 
 namespace zlk::camsim {
@@ -10,8 +11,8 @@ namespace {
 
 using usbscan::UsbStatus;
 
-constexpr int mostPieces = 8;
-constexpr std::size_t pieceSize = 128 * 1024;
+constexpr int mostPieces = usbscan::areaSlots;
+constexpr std::size_t pieceSize = usbscan::areaSlotSize;
 
 UsbStatus statusOf(PipeAnswer answer) {
     return answer == PipeAnswer::Stalled ? UsbStatus::Stalled : UsbStatus::Failed;

@@ -8,8 +8,6 @@ namespace {
 
 constexpr std::uint64_t toTheTransfersEnd = std::numeric_limits<std::uint64_t>::max();
 constexpr std::uint32_t unknownLength = 0xFFFFFFFF;
-// A response and a small data phase fit, and the head of a large one.
-constexpr std::uint64_t dueOfUnknown = 16 * 1024;
 
 std::uint32_t number(std::span<const std::byte> bytes, std::size_t at, std::size_t width) {
     std::uint32_t value = 0;
@@ -24,12 +22,17 @@ ContainerType containerType(std::span<const std::byte> container) {
     return static_cast<ContainerType>(number(container, 4, 2));
 }
 
+std::uint16_t containerCode(std::span<const std::byte> container) {
+    return static_cast<std::uint16_t>(number(container, 6, 2));
+}
+
 std::uint32_t containerTransaction(std::span<const std::byte> container) {
     return number(container, 8, 4);
 }
 
-void ContainerFollower::reset(std::uint32_t transaction) noexcept {
+void ContainerFollower::reset(std::uint32_t transaction, std::uint64_t first) noexcept {
     transaction_ = transaction;
+    first_ = first;
     forgetContainer();
     transfer_ = 0;
     isHeld_ = false;
@@ -50,7 +53,7 @@ bool ContainerFollower::isAnswer() const noexcept {
 
 std::uint64_t ContainerFollower::due() const noexcept {
     const bool isKnown = headIsWhole() && missing_ != toTheTransfersEnd;
-    return isKnown ? missing_ : dueOfUnknown;
+    return isKnown ? missing_ : first_;
 }
 
 void ContainerFollower::takeHead(std::span<const std::byte> bytes) noexcept {
@@ -78,8 +81,9 @@ std::size_t ContainerFollower::take(std::span<const std::byte> bytes) noexcept {
 
 void ContainerFollower::append(ContainerCut cut, std::vector<ContainerCut>& cuts) {
     transfer_ += cut.bytes.size();
-    container_ += cut.bytes.size();
+    cut.container = container_ += cut.bytes.size();
     if (headIsWhole() && missing_ == 0) {
+        first_ = dueOfUnknown;
         cut.endsContainer = true;
         cut.endsData = containerType(head_) == ContainerType::Data;
         cut.endsResponse = isAnswer();

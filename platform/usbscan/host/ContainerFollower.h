@@ -15,6 +15,7 @@ enum class ContainerType : std::uint16_t { Command = 1, Data = 2, Response = 3 }
 
 /// A container's head; the bytes must be there.
 ContainerType containerType(std::span<const std::byte> container);
+std::uint16_t containerCode(std::span<const std::byte> container);
 std::uint32_t containerTransaction(std::span<const std::byte> container);
 
 /// A part of what came: bytes of one container and one transfer.
@@ -25,9 +26,10 @@ struct ContainerCut {
     /// The container is whole and fills its packets: its reader looks for a packet of no bytes
     /// behind it.
     bool zeroPacketDue = false;
-    bool endsContainer = false;  ///< the container is whole
-    bool endsData = false;       ///< and it is a data phase, after which a response comes
-    bool endsResponse = false;   ///< and it answers the transaction
+    std::uint64_t container = 0;  ///< bytes of the container so far, these included
+    bool endsContainer = false;   ///< it is whole
+    bool endsData = false;        ///< and it is a data phase, after which a response comes
+    bool endsResponse = false;    ///< and it answers the transaction
 };
 
 class ContainerFollower {
@@ -35,13 +37,17 @@ class ContainerFollower {
     explicit ContainerFollower(std::uint16_t packetSize) noexcept : packetSize_(packetSize) {}
 
     /// Begins anew, with a container and with a transfer, in the answer to this transaction.
-    void reset(std::uint32_t transaction) noexcept;
+    /// `first`: the bytes that are due until the answer's head is known.
+    void reset(std::uint32_t transaction, std::uint64_t first = dueOfUnknown) noexcept;
     /// Appends the cuts of the next bytes of a transfer.
     void follow(std::span<const std::byte> bytes, bool endsTransfer,
                 std::vector<ContainerCut>& cuts);
     /// How many bytes may be asked for without going beyond the container that is under way. Of
     /// one that has yet to begin, or whose end only a short packet shows, a buffer full.
     std::uint64_t due() const noexcept;
+
+    /// A response and a small data phase fit.
+    static constexpr std::uint64_t dueOfUnknown = 16 * 1024;
 
   private:
     void takeHead(std::span<const std::byte> bytes) noexcept;
@@ -54,6 +60,7 @@ class ContainerFollower {
 
     const std::uint16_t packetSize_;
     std::uint32_t transaction_ = 0;
+    std::uint64_t first_ = dueOfUnknown;
     std::array<std::byte, containerHeaderSize> head_{};
     std::size_t headSize_ = 0;
     bool isHeld_ = false;  // what there is of the head hasn't been given out

@@ -4,6 +4,7 @@
 #include <unistd.h>
 
 #include <algorithm>
+#include <bitset>
 #include <cerrno>
 #include <cstring>
 #include <map>
@@ -26,7 +27,6 @@ namespace {
 
 constexpr unsigned maxRecoveriesInARow = 3;
 constexpr std::size_t maxMute = 64;
-constexpr std::size_t worthWakingUp = 64 * 1024;
 constexpr std::chrono::milliseconds acceptPause{100};
 // A transfer that fills its packets may have one behind it, and some devices send one too many;
 // whoever goes on is out of step, and nothing else bounds what he fills a client's queue with.
@@ -122,6 +122,7 @@ class DeviceHost::Impl final : UsbDevice::Listener, HostConnection::Owner {
         HostConnection* owner = nullptr;
         std::uint16_t turn = 0;
         std::uint32_t id = 0;
+        std::uint16_t code = 0;
         bool open = false;
         bool answered = false;     // its response is out
         bool sending = false;      // a data phase isn't written to its end
@@ -263,8 +264,11 @@ class DeviceHost::Impl final : UsbDevice::Listener, HostConnection::Owner {
         transaction_ = {.owner = command.from,
                         .turn = command.part.turn,
                         .id = containerTransaction(command.part.bytes),
+                        .code = containerCode(command.part.bytes),
                         .open = true};
-        follower_.reset(transaction_.id);
+        follower_.reset(transaction_.id, bringsMuch_[transaction_.code]
+                                             ? areaSlotSize
+                                             : ContainerFollower::dueOfUnknown);
         command.from->hasCommanded = true;
         write(*command.from, command.part);
     }
@@ -429,11 +433,13 @@ class DeviceHost::Impl final : UsbDevice::Listener, HostConnection::Owner {
         const int flags = (cut.zeroPacketDue ? zeroPacketDue : 0) |
                           (cut.endsContainer ? containerEnds : 0) |
                           (cut.endsResponse ? answerEnds : 0);
+        // Most operations bring little data, or much, each time.
+        if (cut.endsData)
+            bringsMuch_[transaction_.code] = cut.container > ContainerFollower::dueOfUnknown;
         // The end of the data is of no use to anybody who hasn't got the response.
-        const bool together = cut.endsData && cut.bytes.size() < worthWakingUp;
         transaction_.owner->send(
             {0, MessageKind::Data, static_cast<std::uint8_t>(flags), transaction_.turn}, cut.bytes,
-            keeper, together ? HostConnection::When::WithTheNext : HostConnection::When::Now);
+            keeper, cut.endsData ? HostConnection::When::WithTheNext : HostConnection::When::Now);
         if (cut.endsResponse) transaction_.answered = true;
     }
 
@@ -467,6 +473,7 @@ class DeviceHost::Impl final : UsbDevice::Listener, HostConnection::Owner {
     bool zeroPacketOwed_ = false;
     std::vector<ContainerCut> cuts_;
     ContainerFollower follower_;
+    std::bitset<65536> bringsMuch_;  // by operation, as it was the last time
 
     EventLoop::Clock::time_point heardAt_{};  // when the device has sent something last
     ControlQueue controls_;

@@ -3,11 +3,13 @@
 #include <algorithm>
 #include <utility>
 
+#include "platform/usbscan/Protocol.h"
+
 namespace zlk::usbscan {
 namespace {
 
-constexpr std::size_t transfers = 8;
-constexpr std::size_t largestBuffer = 128 * 1024;
+constexpr std::size_t transfers = areaSlots;
+constexpr std::size_t largestBuffer = areaSlotSize;
 constexpr std::size_t smallestBuffer = 8 * 1024;
 
 std::size_t wholePackets(std::size_t size, const UsbEndpoint& endpoint) {
