@@ -5,6 +5,7 @@
 #include "tests/support/VirtualCamera.h"
 #include "tests/tools/CardTest.h"
 #include "tools/zlkcam/CameraRow.h"
+#include "tools/zlkcam/DesktopRule.h"
 #include "tools/zlkcam/Failure.h"
 #include "tools/zlkcam/UsbCamera.h"
 
@@ -88,6 +89,54 @@ TEST_F(Adopt, AsksWhichOneOfSeveral) {
     EXPECT_EQ(zlkcam({"adopt", "5AF1:7C36", "--yes"}).status, 9);
 }
 
+TEST_F(Adopt, WritesARuleAgainstFileManagersWholeOrNotAtAll) {
+    const auto folder = newFolder();
+    const auto rule = folder / "65-zlkcam-5af1-7fff.rules";
+    const auto adopt = [](const std::filesystem::path& into, std::vector<std::string> more) {
+        more.insert(more.begin(), "adopt");
+        more.insert(more.end(), {"--udev", into});
+        return json(more);
+    };
+    EXPECT_EQ(adopt(folder, {"--yes"}).status, 9);
+    VirtualCamera camera({"--model", "unknown"});
+    EXPECT_EQ(adopt(folder, {}).status, 17);
+    EXPECT_TRUE(std::filesystem::is_empty(folder));
+
+    // Where the rule can't be written, the row isn't either.
+    writeFile(rule, "somebody's own");
+    const JsonAnswer refused = adopt(folder, {"--yes"});
+    EXPECT_EQ(refused.status, 6);
+    EXPECT_THAT(refused["error"]["message"].text, HasSubstr("Nothing is written"));
+    EXPECT_THAT(refused["error"]["advice"].text, HasSubstr("another rule"));
+    EXPECT_EQ(readFile(rule), "somebody's own");
+    const JsonAnswer nowhere = adopt(folder / "missing", {"--yes"});
+    EXPECT_EQ(nowhere.status, 6);
+    EXPECT_THAT(nowhere["error"]["advice"].text, HasSubstr("sudo cp 65-zlkcam-5af1-7fff.rules"));
+    EXPECT_EQ(known("VID_5AF1&PID_7FFF"), "");
+
+    std::filesystem::remove(rule);
+    // The second time it is a camera that the table knows, and the rule is there.
+    for (int time = 0; time < 2; ++time) {
+        const JsonAnswer written = adopt(folder, {"--yes"});
+        EXPECT_EQ(written.status, 0) << written.error;
+        EXPECT_EQ(written["ruleFile"].text, rule);
+        EXPECT_EQ(readFile(rule), written["rule"].text);
+    }
+    EXPECT_NE(known("VID_5AF1&PID_7FFF"), "");
+    EXPECT_EQ(std::distance(std::filesystem::directory_iterator(folder), {}), 1);
+}
+
+TEST(DesktopRule, IsReadBetweenTheRulesThatItUndoesAndTheOneThatItStops) {
+    const DesktopRule rule(0x46F4, 0x4);
+    EXPECT_GT(rule.fileName(), "60-libgphoto2-6.rules");
+    EXPECT_LT(rule.fileName(), "69-libmtp.rules");
+    EXPECT_THAT(rule.text(), HasSubstr("\nACTION!=\"remove\", SUBSYSTEM==\"usb\", "
+                                       "ATTRS{idVendor}==\"46f4\", ATTRS{idProduct}==\"0004\", "));
+    for (const char* property :
+         {"{ID_GPHOTO2}=\"\"", "{ID_MTP_DEVICE}=\"\"", "{MTP_NO_PROBE}=\"1\""})
+        EXPECT_THAT(rule.text(), HasSubstr(property));
+}
+
 UsbCamera cameraCalled(std::u16string product) {
     UsbCamera camera{};
     camera.attached.vid = 0x12AB;
@@ -133,7 +182,10 @@ TEST(UsbCamera, SaysWhyItIsNotListedOrWillNotOpen) {
     EXPECT_THAT(troublesOf(camera)[1].message, HasSubstr("viewer (process 812)"));
     EXPECT_THAT(troublesOf(camera)[1].advice, HasSubstr("kill 812"));
     camera.attached.holderProgram = u"gvfsd-gphoto2";
-    EXPECT_THAT(troublesOf(camera)[1].advice, HasSubstr("gio mount"));
+    EXPECT_THAT(troublesOf(camera)[1].advice, HasSubstr("gio mount -s gphoto2)"));
+    EXPECT_THAT(troublesOf(camera)[1].advice, HasSubstr("zlkcam adopt 12AB:0001 --udev"));
+    camera.attached.holderProgram = u"gvfsd-mtp";
+    EXPECT_THAT(troublesOf(camera)[1].advice, HasSubstr("gio mount -s mtp)"));
     EXPECT_THAT(troublesOf(camera)[2].advice, HasSubstr("70-zlkcamtr.rules"));
 
     camera.listed = true;

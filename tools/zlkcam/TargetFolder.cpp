@@ -129,13 +129,6 @@ void removeLeftovers(const std::u16string& folder) {
     FindClose(walk);
 }
 
-std::u16string newRun() {
-    std::u16string run;
-    for (std::random_device random; run.size() < runSize;)
-        run += runDigits[random() % runDigits.size()];
-    return run;
-}
-
 /// Whether what a path leads to is `folder` or lies in it, by whatever names; true also where that
 /// can't be found out.
 bool liesIn(const std::u16string& path, const std::u16string& folder) {
@@ -194,9 +187,7 @@ void TargetFolder::makeFoldersOf(const std::u16string& file) {
 
 std::u16string TargetFolder::hiddenName(const std::u16string& file,
                                         std::u16string_view kind) const {
-    const std::size_t start = nameStart(file);
-    return file.substr(0, start).append(hiddenStart) + run_ + u'-' + file.substr(start) + u'.' +
-           std::u16string(kind);
+    return zlk::hiddenName(file, run_, kind);
 }
 
 TargetFolder::Placed TargetFolder::place(const std::u16string& part,
@@ -251,6 +242,20 @@ bool TargetFolder::flushNames() const {
     // Its own name, too, where one may look at the folder above; a drive's root has none.
     flushFolder(path_ + u"/..");
     return std::all_of(entered_.begin(), entered_.end(), flushFolder);
+}
+
+std::u16string newRun() {
+    std::u16string run;
+    for (std::random_device random; run.size() < runSize;)
+        run += runDigits[random() % runDigits.size()];
+    return run;
+}
+
+std::u16string hiddenName(const std::u16string& file, const std::u16string& run,
+                          std::u16string_view kind) {
+    const std::size_t start = nameStart(file);
+    return file.substr(0, start).append(hiddenStart) + run + u'-' + file.substr(start) + u'.' +
+           std::u16string(kind);
 }
 
 HiddenFile::HiddenFile(std::u16string name) : name_(std::move(name)) {

@@ -71,6 +71,12 @@ class TargetFolder {
     const std::u16string run_;
 };
 
+/// Digits that no two runs have in common.
+std::u16string newRun();
+/// The hidden name that a run has next to `file` for what isn't whole yet; `kind` ends it.
+std::u16string hiddenName(const std::u16string& file, const std::u16string& run,
+                          std::u16string_view kind);
+
 /// A file that must not outlive its use under its hidden name; once it has been moved there is
 /// none.
 class HiddenFile {

@@ -5,6 +5,7 @@
 #include "platform/files.h"
 #include "platform/named_objects.h"
 #include "tools/zlkcam/Failure.h"
+#include "tools/zlkcam/TargetFolder.h"
 #include "tools/zlkcam/Text.h"
 
 namespace zlk {
@@ -55,16 +56,17 @@ std::u16string readTextFile(const std::u16string& path) {
 }
 
 void writeNewFile(const std::u16string& path, std::string_view bytes) {
-    UniqueHandle file(CreateFileW(path.c_str(), GENERIC_READ | GENERIC_WRITE, FILE_SHARE_READ,
-                                  nullptr, CREATE_NEW, FILE_ATTRIBUTE_NORMAL, nullptr));
-    if (!file) fail(path, reasonText());
+    const HiddenFile part(hiddenName(path, newRun(), u"part"));
+    UniqueHandle file(CreateFileW(part.name().c_str(), GENERIC_READ | GENERIC_WRITE,
+                                  FILE_SHARE_READ, nullptr, OPEN_EXISTING, FILE_ATTRIBUTE_NORMAL,
+                                  nullptr));
     DWORD written = 0;
-    if (WriteFile(file.get(), bytes.data(), static_cast<DWORD>(bytes.size()), &written, nullptr))
-        return;
-    const std::string reason = reasonText();
+    const auto size = static_cast<DWORD>(bytes.size());
+    if (!file || !WriteFile(file.get(), bytes.data(), size, &written, nullptr) ||
+        !FlushFileBuffers(file.get()))
+        fail(path, reasonText());
     file.reset();
-    DeleteFileW(path.c_str());
-    fail(path, reason);
+    if (!MoveFileW(part.name().c_str(), path.c_str())) fail(path, reasonText());
 }
 
 }  // namespace zlk

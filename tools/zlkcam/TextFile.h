@@ -13,7 +13,7 @@ std::string readFileBytes(const std::u16string& path, std::size_t maxBytes);
 /// A text in UTF-8, without its byte order mark.
 std::u16string readTextFile(const std::u16string& path);
 
-/// Makes a file that isn't there yet; a half-written one is removed.
+/// Makes a file that isn't there yet, and has its name only once it is whole on the disk.
 void writeNewFile(const std::u16string& path, std::string_view bytes);
 
 }  // namespace zlk

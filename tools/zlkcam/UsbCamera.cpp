@@ -11,11 +11,15 @@ namespace {
 CameraTrouble heldBy(const AttachedCamera& camera) {
     const std::string program = utf8Text(camera.holderProgram);
     const std::string process = std::to_string(camera.holderProcess);
-    // It opens each camera that comes, and is started again when it was ended.
-    const bool isFileManagers = program.starts_with("gvfs");
-    return {"held", program + " (process " + process + ") has it.",
-            isFileManagers ? "Eject the camera in the file manager, or: gio mount -s gphoto2"
-                           : "Close that program, or end it: kill " + process};
+    const std::string message = program + " (process " + process + ") has it.";
+    if (!program.starts_with("gvfs"))
+        return {"held", message, "Close that program, or end it: kill " + process};
+    // A file manager's opens each camera that comes, and is started again when it was ended.
+    const std::string scheme = program == "gvfsd-mtp" ? "mtp" : "gphoto2";
+    return {"held", message,
+            "Eject the camera in the file manager (gio mount -s " + scheme +
+                "). To keep file managers off such cameras: zlkcam adopt " +
+                utf8Text(usbIdOf(camera)) + " --udev"};
 }
 
 /// The camera that a device is reached by; process and program of its holder may be missing.
@@ -41,6 +45,10 @@ Failure notReached(const Device& device) {
     }
     return {ExitStatus::NotConnected, name + " is attached, and doesn't answer.",
             "Switch it off and on again, or plug it in anew, and repeat the command."};
+}
+
+std::u16string usbIdOf(const AttachedCamera& camera) {
+    return formatText(u"%04X:%04X", camera.vid, camera.pid);
 }
 
 std::vector<UsbCamera> usbCameras(const DeviceDirectory& directory,

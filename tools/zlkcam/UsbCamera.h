@@ -25,6 +25,9 @@ struct CameraTrouble {
     std::string message, advice;
 };
 
+/// The USB ids as lsusb tells them: `12AB:0001`.
+std::u16string usbIdOf(const AttachedCamera& camera);
+
 /// By port.
 std::vector<UsbCamera> usbCameras(const DeviceDirectory& directory,
                                   const std::vector<Device>& devices);

@@ -1,10 +1,13 @@
-// adopt: a row of the camera table for a camera that it doesn't know.
+// adopt: a row of the camera table for a camera that it doesn't know, and a rule that keeps
+// desktops off it.
 
 #include <algorithm>
 #include <iostream>
+#include <optional>
 
 #include "platform/text.h"
 #include "tools/zlkcam/CameraRow.h"
+#include "tools/zlkcam/DesktopRule.h"
 #include "tools/zlkcam/SettingsStore.h"
 #include "tools/zlkcam/Text.h"
 #include "tools/zlkcam/commands/Commands.h"
@@ -19,34 +22,45 @@ struct AdoptOptions {
     bool share = false;
     bool replace = false;
     bool yes = false;
+    std::string rulesFolder;  ///< empty: the rule is only shown
 };
 
-/// As lsusb tells it.
-std::u16string usbId(const UsbCamera& camera) {
-    return formatText(u"%04X:%04X", camera.attached.vid, camera.attached.pid);
+/// Of the cameras that were asked for, one of each kind that the table knows, or doesn't.
+std::vector<UsbCamera> kindsOf(const std::vector<UsbCamera>& cameras, const std::u16string& wanted,
+                               bool known) {
+    std::vector<UsbCamera> kinds;
+    for (const UsbCamera& camera : cameras) {
+        const bool isWanted =
+            camera.contextId.empty() != known &&
+            (wanted.empty() || equalIgnoringCase(usbIdOf(camera.attached), wanted));
+        const bool isNew = std::ranges::find(kinds, camera.pnpId, &UsbCamera::pnpId) == kinds.end();
+        if (isWanted && isNew) kinds.push_back(camera);
+    }
+    return kinds;
 }
 
-/// The one kind of camera that is to be adopted, of those that nobody knows.
-UsbCamera chooseCamera(const DeviceDirectory& directory, const std::u16string& wanted) {
-    std::vector<UsbCamera> unknown;
+/// The one kind of camera that is to be adopted, of those that nobody knows. A rule can be made
+/// for those that the table knows, too.
+UsbCamera chooseCamera(const DeviceDirectory& directory, const AdoptOptions& options) {
+    const std::vector<UsbCamera> cameras = usbCameras(directory, {});
+    const std::u16string wanted = wideText(options.camera);
+    const bool withRule = !options.rulesFolder.empty();
+    std::vector<UsbCamera> kinds = kindsOf(cameras, wanted, false);
     std::string list = "Not known are:";
-    for (const UsbCamera& camera : usbCameras(directory, {})) {
-        const bool isWanted = wanted.empty() || equalIgnoringCase(usbId(camera), wanted);
-        const bool isNew =
-            camera.contextId.empty() &&
-            std::none_of(unknown.begin(), unknown.end(),
-                         [&](const UsbCamera& other) { return other.pnpId == camera.pnpId; });
-        if (!isWanted || !isNew) continue;
-        list += "\n  " + utf8Text(usbId(camera) + u"  " + readableText(camera.attached.product));
-        unknown.push_back(camera);
+    if (kinds.empty() && withRule) {
+        kinds = kindsOf(cameras, wanted, true);
+        list = "Attached are:";
     }
-    if (unknown.empty())
+    if (kinds.empty())
         throw Failure(ExitStatus::NotConnected,
-                      "There is no such camera on USB, or the camera table knows it.",
+                      withRule ? "There is no such camera on USB."
+                               : "There is no such camera on USB, or the camera table knows it.",
                       "zlkcam devices tells what is attached.");
-    if (unknown.size() > 1)
-        throw Failure(ExitStatus::Usage, "There are several such cameras; name one of them.", list);
-    return unknown.front();
+    if (kinds.size() == 1) return kinds.front();
+    for (const UsbCamera& camera : kinds)
+        list += "\n  " +
+                utf8Text(usbIdOf(camera.attached) + u"  " + readableText(camera.attached.product));
+    throw Failure(ExitStatus::Usage, "There are several such cameras; name one of them.", list);
 }
 
 /// Whether a section of the settings says something of the class.
@@ -76,8 +90,9 @@ bool isTaken(const DeviceDirectory& directory, const CameraRow& wanted) {
     });
 }
 
-CameraRow rowFor(const DeviceDirectory& directory, const AdoptOptions& options) {
-    CameraRow row(chooseCamera(directory, wideText(options.camera)));
+CameraRow rowFor(const DeviceDirectory& directory, const UsbCamera& camera,
+                 const AdoptOptions& options) {
+    CameraRow row(camera);
     if (!options.productClass.empty()) row.productClass = wideText(options.productClass);
     if (!options.name.empty()) row.name = readableText(wideText(options.name), longestName);
     row.share = options.share;
@@ -95,7 +110,7 @@ CameraRow rowFor(const DeviceDirectory& directory, const AdoptOptions& options) 
 void show(Tool& tool, const CameraRow& row) {
     tool.say("A row of the camera table, " + utf8Text(row.contextId()) + ":");
     tool.say("  " + utf8Text(row.key()));
-    tool.answer.beginObject().member("contextId", row.contextId()).member("key", row.key());
+    tool.answer.member("contextId", row.contextId()).member("key", row.key());
     tool.answer.key("values").beginObject();
     const SettingsKey written = row.settings();
     for (const SettingsValue& value : written.values) {
@@ -105,6 +120,13 @@ void show(Tool& tool, const CameraRow& row) {
         tool.answer.member(utf8Text(value.name), text);
     }
     tool.answer.endObject();
+}
+
+void show(Tool& tool, const DesktopRule& rule) {
+    tool.say("A rule for udev, " + rule.fileName() +
+             ", that keeps desktops' file managers off it (--udev writes it):");
+    tool.say(rule.text());
+    tool.answer.member("rule", rule.text());
 }
 
 bool isConfirmed(const Tool& tool) {
@@ -118,12 +140,28 @@ bool isConfirmed(const Tool& tool) {
 
 void runAdopt(Tool& tool, const AdoptOptions& options) {
     const DeviceDirectory directory;
-    const CameraRow row = rowFor(directory, options);
-    show(tool, row);
+    const UsbCamera camera = chooseCamera(directory, options);
+    const DesktopRule rule(camera.attached.vid, camera.attached.pid);
+    std::optional<CameraRow> row;
+    if (camera.contextId.empty()) row = rowFor(directory, camera, options);
+    tool.answer.beginObject();
+    if (row) show(tool, *row);
+    show(tool, rule);
     const bool writes = options.yes || isConfirmed(tool);
     if (writes) {
-        SettingsStore::replace(row.settings());
-        tool.say("It is written. Programs that run already see it when they are started again.");
+        // The rule first: it is the one that may be refused, and then nothing is written.
+        if (!options.rulesFolder.empty()) {
+            const std::u16string file = rule.writeInto(pathArgument(options.rulesFolder));
+            tool.say("The rule is in " + utf8Text(file) + ". In " + udevRulesFolder +
+                     " it counts when the camera is plugged in again.");
+            tool.answer.member("ruleFile", file);
+        }
+        if (row) {
+            SettingsStore::replace(row->settings());
+            tool.say(
+                "The row is written. Programs that run already see it when they are started "
+                "again.");
+        }
     } else {
         tool.warn("Nothing is written. --yes writes it without asking.");
         tool.status = ExitStatus::NotAdopted;
@@ -146,7 +184,14 @@ void addAdoptCommand(CLI::App& app, Tool& tool) {
                              "it takes a share menu, and tells its clock and diagnostics");
             command.add_flag("--replace", options.replace,
                              "put it in the place of a row with the same class");
-            command.add_flag("--yes", options.yes, "write the row without asking");
+            command
+                .add_option("--udev", options.rulesFolder,
+                            "also write a rule into this folder, or udev's own, that keeps "
+                            "desktops' file managers off the camera; also of one that is known")
+                ->expected(0, 1)
+                ->default_str(udevRulesFolder)
+                ->option_text("[FOLDER]");
+            command.add_flag("--yes", options.yes, "write without asking");
         },
         [&tool](const AdoptOptions& options) { runAdopt(tool, options); });
 }

@@ -1,0 +1,59 @@
+#include "tools/zlkcam/DesktopRule.h"
+
+#include "platform/files.h"
+#include "platform/text.h"
+#include "tools/zlkcam/Failure.h"
+#include "tools/zlkcam/TextFile.h"
+
+namespace zlk {
+namespace {
+
+std::string digits(std::uint16_t id) {
+    return utf8Text(formatText(u"%04x", id));
+}
+
+/// Whether a file is there and has this text.
+bool hasText(const std::u16string& file, const std::string& text) {
+    try {
+        return readFileBytes(file, text.size()) == text;
+    } catch (const Failure&) {
+        return false;
+    }
+}
+
+}  // namespace
+
+// The name puts the rule after those that mark a camera: the hardware database's (50),
+// media-player-info's (40) and libgphoto2's (60); and before libmtp's (69), which would open the
+// camera to probe it, and mark it again. The monitors of gvfs ask only whether ID_GPHOTO2 or
+// ID_MTP_DEVICE is there, and an empty value takes a property away; KDE's Solid goes by
+// ID_MEDIA_PLAYER, too. The interfaces of a camera have these properties as well, so the ids are
+// looked for among a device's parents.
+DesktopRule::DesktopRule(std::uint16_t vid, std::uint16_t pid)
+    : fileName_("65-zlkcam-" + digits(vid) + '-' + digits(pid) + ".rules"),
+      text_(
+          "# Keeps desktops' file managers away from this camera, so that zlkcam can open it.\n"
+          "# Take the file away, and they have it again.\n"
+          "ACTION!=\"remove\", SUBSYSTEM==\"usb\", ATTRS{idVendor}==\"" +
+          digits(vid) + "\", ATTRS{idProduct}==\"" + digits(pid) +
+          "\", ENV{ID_GPHOTO2}=\"\", ENV{ID_MTP_DEVICE}=\"\", ENV{ID_MEDIA_PLAYER}=\"\", "
+          "ENV{MTP_NO_PROBE}=\"1\"\n") {}
+
+std::u16string DesktopRule::writeInto(const std::u16string& folder) const {
+    const std::u16string file = folder + u'/' + wideText(fileName_);
+    try {
+        writeNewFile(file, text_);
+    } catch (const Failure& failure) {
+        if (hasText(file, text_)) return file;
+        const bool isAnothers = GetFileAttributesW(file.c_str()) != INVALID_FILE_ATTRIBUTES;
+        throw Failure(failure.status, std::string("Nothing is written. ") + failure.what(),
+                      isAnothers
+                          ? "Somebody wrote another rule there: look at it, and take it away."
+                          : "As root you may: zlkcam adopt --udev . writes the rule here, and\n"
+                            "  sudo cp " +
+                                fileName_ + ' ' + udevRulesFolder);
+    }
+    return file;
+}
+
+}  // namespace zlk
