@@ -40,6 +40,25 @@ TEST(FileInfo, isReadAsItIsAndATimeThatSaysNothingIsNone) {
         EXPECT_EQ(secondsOf(text), -1) << text;
 }
 
+TEST(FileInfo, showsTheTimeOfTheListingWhereThereIsNoDate) {
+    ::setenv("TZ", "CET-1CEST,M3.5.0,M10.5.0/3", 1);
+    std::vector<FileRecord> files(1);
+    files[0].created.text = "10/25/2026 02:30:07";  // comes twice in that night
+    for (const auto& [start, isMissing] : {std::pair(1792888205, true),
+                                           {1792891805, true},
+                                           {1792888208, false},
+                                           {1792884605, false}}) {
+        markMissingDates(files, start, start + 4);
+        EXPECT_EQ(files[0].created.isNoDate, isMissing) << start;
+        EXPECT_FALSE(files[0].modified.isNoDate);
+    }
+    ::unsetenv("TZ");
+    const RecordTime date{"10/25/2026 02:30:07"}, none{"10/25/2026 02:30:07", true},
+        later{"10/25/2026 02:30:09", true};
+    EXPECT_TRUE(date == none && none == later);
+    EXPECT_FALSE(date == later);
+}
+
 TEST(ProgressBar, tellsFilesBytesRateAndTimeLeft) {
     Tool tool;
     tool.json = true;  // draws nothing

@@ -2,6 +2,7 @@
 
 #include <gmock/gmock.h>
 
+#include <set>
 #include <thread>
 
 #include "tests/support/VirtualCamera.h"
@@ -138,6 +139,91 @@ TEST_F(CameraUnload, keepsNoTorsoOfAnObjectThatIsNotWhatItsInfoSaid) {
     EXPECT_THAT(copies(), ElementsAre("DCIM/GOOD.JPG"));
     for (const char* name : {"LARGER.JPG", "HUGE.MOV"})
         EXPECT_THAT(result.output + result.error, HasSubstr(name));
+}
+
+/// What the copies hold, whatever their names.
+std::set<std::string> contentsOf(const fs::path& folder) {
+    std::set<std::string> contents;
+    for (const auto& entry : fs::recursive_directory_iterator(folder))
+        if (entry.is_regular_file()) contents.insert(readFile(entry.path()));
+    return contents;
+}
+
+TEST_F(CameraUnload, skipsNoPictureBecauseOfAnotherOfTheSameNameSizeAndTime) {
+    for (int i = 0; i < 3; ++i) add(1000, "PICT0001.JPG", "date=20260715T103000");
+    EXPECT_THAT(json({"unload", "--new", cam594, target})["files"].each("outcome"),
+                testing::Each("copied"));
+    EXPECT_EQ(contentsOf(target).size(), 3u);
+    EXPECT_THAT(json({"unload", "--new", cam594, target})["files"].each("outcome"),
+                testing::Each("skipped"));
+    // One of them is missed, whichever it is: which of the others stays isn't to be seen.
+    fs::remove(target / "DCIM/PICT0001 (2).JPG");
+    json({"unload", "--new", cam594, target});
+    EXPECT_EQ(contentsOf(target).size(), 3u);
+}
+
+TEST_F(CameraUnload, copiesPicturesWithoutADateOnceAndDeletesThem) {
+    // A date that can't be read is listed as the time of the listing, another one each time.
+    for (const char* date : {"date=", "date=20480000T000000", "date=yesterday"}) {
+        add(1000, "PICT0001.JPG", date);
+        add(1000, "PICT0001.JPG", "date=20260715T103000.5+0200");
+    }
+    for (int time = 0; time < 2; ++time) {
+        const JsonAnswer result = json({"unload", "--new", cam594, target});
+        EXPECT_EQ(result.status, 0) << result.error;
+        EXPECT_EQ(contentsOf(target).size(), 6u);
+        EXPECT_THAT(copies(), SizeIs(6));
+        std::this_thread::sleep_for(std::chrono::milliseconds(1100));
+    }
+    camera->tell("fault slow op=0x101B value=1100");
+    camera->tell("fault slow op=0x1009 value=1100");
+    const JsonAnswer result = json({"unload", "--delete", cam594, target});
+    EXPECT_EQ(result.status, 0) << result.error;
+    EXPECT_THAT(result["files"].each("deleted"), testing::Each("true"));
+    EXPECT_EQ(objects(), 0u);
+    EXPECT_THAT(copies(), SizeIs(6));
+}
+
+TEST_F(CameraUnload, keepsNamesOfEveryScriptAndRefusesASizeThatSaysNothing) {
+    const std::string party = "\xF0\x9F\x8E\x89", writing = "\xE5\x86\x99\xE7\x9C\x9F.JPG",
+                      umlaut = "Fu\xCC\x88r \xC3\x84nne.JPG";
+    add(1000, party + ".JPG");
+    add(1000, writing);
+    add(1000, "Fu\xCC\x88r%20\xC3\x84nne.JPG");
+    add(1000, "%uD83C" + std::string(253, 'x'));  // as cut in the middle of a character
+    add(1000, "HUGE.MOV", "size=0xFFFFFFFF");
+    const JsonAnswer result = unload();
+    EXPECT_EQ(result.status, 7) << result.error;
+    EXPECT_THAT(result["error"]["message"].text, HasSubstr("4 GiB"));
+    EXPECT_EQ(result["files"].items.at(4)["outcome"].text, "too large");
+    EXPECT_THAT(copies(), SizeIs(4));
+    for (const std::string& name : {party + ".JPG", writing, umlaut})
+        EXPECT_TRUE(fs::exists(target / "DCIM" / name)) << name;
+    camera->expectNoViolations();
+}
+
+TEST(CameraWithTwoCards, hasAllPicturesOfBothAndNothingOfAnEmptyOne) {
+    ASSERT_GE(registerModules(), 1);
+    const fs::path cards = newFolder(), target = newFolder();
+    std::vector<std::string> options{"--vid",  "0x5AF1",   "--pid",
+                                     "0x7C37", "--serial", "00000000000000000000000000004711"};
+    for (const char* card : {"left", "empty", "right"}) {
+        fs::create_directories(cards / card / "DCIM/100CAM");
+        if (std::string(card) != "empty")
+            writeFile(cards / card / "DCIM/100CAM/PICT0001.JPG", std::string(1000, *card));
+        options.insert(options.end(), {"--storage", cards / card});
+    }
+    fs::remove_all(cards / "empty/DCIM");
+    VirtualCamera camera(options);
+    EXPECT_EQ(zlkcam({"info", cam594}).status, 0);
+    for (int time = 0; time < 2; ++time) {
+        EXPECT_EQ(json({"unload", "--new", cam594, target}).status, 0);
+        EXPECT_EQ(contentsOf(target),
+                  (std::set<std::string>{std::string(1000, 'l'), std::string(1000, 'r')}));
+    }
+    EXPECT_EQ(json({"unload", "--delete", cam594, target}).status, 0);
+    EXPECT_EQ(Json::parse(camera.tell("objects")).items.size(), 4u);  // the folders
+    camera.expectNoViolations();
 }
 
 TEST_F(CameraUnload, namesTheFileAtWhichTheCameraWasPulledAndWorksOnceItIsBack) {

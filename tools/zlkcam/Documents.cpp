@@ -31,6 +31,14 @@ pugi::xml_node load(pugi::xml_document& document, std::string& text, const char*
     return element;
 }
 
+/// A time as records and clocks have it.
+std::string recordTime(std::int64_t seconds) {
+    BrokenDownTime time{};
+    _localtime64_s(time, seconds);
+    return utf8Text(formatText(u"%02d/%02d/%04d %02d:%02d:%02d", time.month + 1, time.day,
+                               time.year + 1900, time.hour, time.minute, time.second));
+}
+
 std::u16string wideChild(pugi::xml_node element, const char* name) {
     return wideText(element.child_value(name));
 }
@@ -62,9 +70,11 @@ std::vector<FileRecord> parseFileInfo(std::u16string_view xml) {
     pugi::xml_document document;
     std::vector<FileRecord> records;
     for (const pugi::xml_node element : load(document, text, "fileInfo").children("file"))
-        records.push_back({wideChild(element, "id"), wideChild(element, "camerapath"),
+        records.push_back({wideChild(element, "id"),
+                           wideChild(element, "camerapath"),
                            element.child("size").text().as_ullong(),
-                           element.child_value("modified"), element.child_value("created")});
+                           {element.child_value("modified")},
+                           {element.child_value("created")}});
     return records;
 }
 
@@ -99,10 +109,7 @@ std::int64_t parseTime(std::u16string_view xml) {
 }
 
 std::u16string timeDocument(std::int64_t seconds) {
-    BrokenDownTime time{};
-    _localtime64_s(time, seconds);
-    return formatText(u"<time>%02d/%02d/%04d %02d:%02d:%02d</time>", time.month + 1, time.day,
-                      time.year + 1900, time.hour, time.minute, time.second);
+    return u"<time>" + wideText(recordTime(seconds)) + u"</time>";
 }
 
 std::int64_t secondsOf(std::string_view recordTime) {
@@ -116,6 +123,16 @@ std::int64_t secondsOf(std::string_view recordTime) {
     time.month -= 1;
     time.year -= 1900;
     return _mktime64(time);
+}
+
+void markMissingDates(std::vector<FileRecord>& files, std::int64_t start, std::int64_t end) {
+    // There and back, since an hour that comes twice in autumn reads as one of the two.
+    const std::int64_t first = secondsOf(recordTime(start)), last = secondsOf(recordTime(end));
+    for (FileRecord& file : files)
+        for (RecordTime* const time : {&file.modified, &file.created}) {
+            const std::int64_t seconds = secondsOf(time->text);
+            time->isNoDate = first <= seconds && seconds <= last;
+        }
 }
 
 }  // namespace zlk

@@ -14,12 +14,23 @@ struct Device {
     std::u16string progId;
 };
 
+/// When a file was changed or made. A camera's file whose date can't be read is listed with the
+/// time of the listing, which is another one each time.
+struct RecordTime {
+    std::string text;       ///< MM/DD/YYYY hh:mm:ss, local time
+    bool isNoDate = false;  ///< it may be that time, and says nothing
+
+    /// Whether both can be times of one file.
+    bool operator==(const RecordTime& other) const {
+        return text == other.text || (isNoDate && other.isNoDate);
+    }
+};
+
 struct FileRecord {
     std::u16string id;
     std::u16string cameraPath;
     std::uint64_t size = 0;
-    std::string modified;  ///< MM/DD/YYYY hh:mm:ss, local time
-    std::string created;
+    RecordTime modified, created;
     bool operator==(const FileRecord&) const = default;
 };
 
@@ -49,7 +60,10 @@ std::int64_t parseTime(std::u16string_view xml);
 /// The document that reads back as this time.
 std::u16string timeDocument(std::int64_t seconds);
 
-/// Seconds since 1970 UTC of a record's time; -1 for one that says nothing.
+/// Seconds since 1970 UTC of a record's time as text; -1 for one that says nothing.
 std::int64_t secondsOf(std::string_view recordTime);
+
+/// Marks the times that a listing, from one second to another, may have made up.
+void markMissingDates(std::vector<FileRecord>& files, std::int64_t start, std::int64_t end);
 
 }  // namespace zlk

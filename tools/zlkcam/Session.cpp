@@ -1,5 +1,6 @@
 #include "tools/zlkcam/Session.h"
 
+#include "platform/clock.h"
 #include "platform/text.h"
 #include "tools/zlkcam/UsbCamera.h"
 
@@ -86,8 +87,11 @@ std::vector<FileRecord> PhotoSession::files() const {
     // A card that is gone would be looked for over and over before it counts as empty.
     requireMedia();
     Bstr document;
+    const std::int64_t start = _time64();
     require((*this)->GetFileInfo(nullptr, document.out()), "Listing the files");
-    return parseFileInfo(document.view());
+    std::vector<FileRecord> files = parseFileInfo(document.view());
+    markMissingDates(files, start, _time64());
+    return files;
 }
 
 }  // namespace zlk

@@ -14,7 +14,7 @@
 namespace zlk {
 namespace {
 
-constexpr unsigned maxCollisions = 10000;
+constexpr unsigned maxCollisions = 1000000;
 // What a file system takes, less the longest of our prefixes and suffixes.
 constexpr std::size_t maxNameBytes = 255 - 35;
 
@@ -190,31 +190,65 @@ std::u16string TargetFolder::hiddenName(const std::u16string& file,
     return zlk::hiddenName(file, run_, kind);
 }
 
-TargetFolder::Placed TargetFolder::place(const std::u16string& part,
-                                         const std::u16string& file) const {
-    for (unsigned number = 1; number < maxCollisions; ++number) {
-        const std::u16string candidate = numbered(file, number);
-        if (MoveFileW(part.c_str(), candidate.c_str())) return {candidate, false};
-        if (GetLastError() != ERROR_ALREADY_EXISTS) throwUnusable(candidate, "Making");
-        if (liesIn(candidate, device_) || !sameContent(part, candidate)) continue;
+TargetFolder::Namesakes& TargetFolder::namesakesOf(const std::u16string& file) {
+    const auto [known, isNew] = namesakes_.try_emplace(file);
+    while (isNew && takeNext(known->second, file)) {
+    }
+    return known->second;
+}
+
+bool TargetFolder::takeNext(Namesakes& namesakes, const std::u16string& file) {
+    const std::u16string candidate = numbered(file, namesakes.next);
+    FileStatus status{};
+    std::uint64_t size = 0;
+    if (!_wstat64i32(candidate.c_str(), status)) return false;
+    if (fileSize(candidate, size))
+        namesakes.bySize.emplace(size, Namesake{candidate, status.st_mtime, false});
+    ++namesakes.next;
+    return true;
+}
+
+TargetFolder::Placed TargetFolder::place(const std::u16string& part, const std::u16string& file) {
+    const std::lock_guard lock(namesakesInUse_);
+    Namesakes& namesakes = namesakesOf(file);
+    std::uint64_t size = 0;
+    if (!fileSize(part, size)) throwUnusable(part, "Reading");
+    const auto isCopy = [&](const std::u16string& candidate) {
+        return !liesIn(candidate, device_) && sameContent(part, candidate);
+    };
+    const auto [first, last] = namesakes.bySize.equal_range(size);
+    const auto copy = std::find_if(
+        first, last, [&](const auto& namesake) { return isCopy(namesake.second.file); });
+    if (copy != last) {
+        copy->second.isCounted = true;
         DeleteFileW(part.c_str());
-        return {candidate, true};
+        return {copy->second.file, true};
+    }
+    while (namesakes.next < maxCollisions) {
+        const std::u16string candidate = numbered(file, namesakes.next++);
+        const bool isPlaced = MoveFileW(part.c_str(), candidate.c_str());
+        if (!isPlaced && GetLastError() != ERROR_ALREADY_EXISTS) throwUnusable(candidate, "Making");
+        // What has the name by now is somebody else's, or has it in capitals.
+        if (!isPlaced && !isCopy(candidate)) continue;
+        if (!isPlaced) DeleteFileW(part.c_str());
+        namesakes.bySize.emplace(size, Namesake{candidate, 0, true});
+        return {candidate, !isPlaced};
     }
     SetLastError(ERROR_FILE_EXISTS);
     throwUnusable(file, "Making");
 }
 
 std::u16string TargetFolder::findSame(const std::u16string& file, std::uint64_t size,
-                                      std::int64_t modified) const {
-    for (unsigned number = 1; number < maxCollisions; ++number) {
-        std::u16string candidate = numbered(file, number);
-        FileStatus status{};
-        std::uint64_t itsSize = 0;
-        if (!_wstat64i32(candidate.c_str(), status)) return {};
-        const std::int64_t apart = status.st_mtime - modified;
-        if (apart >= -2 && apart <= 2 && fileSize(candidate, itsSize) && itsSize == size &&
-            !liesIn(candidate, device_))
-            return candidate;
+                                      std::int64_t modified) {
+    const std::lock_guard lock(namesakesInUse_);
+    const auto [first, last] = namesakesOf(file).bySize.equal_range(size);
+    for (auto each = first; each != last; ++each) {
+        Namesake& namesake = each->second;
+        const std::int64_t apart = namesake.modified - modified;
+        if (namesake.isCounted || apart < -2 || apart > 2 || liesIn(namesake.file, device_))
+            continue;
+        namesake.isCounted = true;
+        return namesake.file;
     }
     return {};
 }

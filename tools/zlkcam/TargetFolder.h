@@ -12,8 +12,10 @@
 // or holds what a terminal or another system chokes on.
 
 #include <cstdint>
+#include <mutex>
 #include <string>
 #include <string_view>
+#include <unordered_map>
 #include <utility>
 #include <vector>
 
@@ -42,17 +44,19 @@ class TargetFolder {
 
     /// Moves a whole file to its name, to the first of `name`, `name (2)`, `name (3)` that is
     /// free; where one of them has the same bytes already, `part` is removed instead; a link to
-    /// the device doesn't count. Throws Failure (FileUnusable) and leaves `part`.
+    /// the device doesn't count. Throws Failure (FileUnusable) and leaves `part`. May run on a
+    /// thread of its own beside everything else here.
     struct Placed {
         std::u16string file;
         bool wasThere = false;
     };
-    Placed place(const std::u16string& part, const std::u16string& file) const;
+    Placed place(const std::u16string& part, const std::u16string& file);
 
     /// The file among `name`, `name (2)`... with this size and modification time, to the two
-    /// seconds that a card's clock has; empty if there is none. A link to the device is none.
-    std::u16string findSame(const std::u16string& file, std::uint64_t size,
-                            std::int64_t modified) const;
+    /// seconds that a card's clock has; empty if there is none. A link to the device is none, nor
+    /// is one that was placed or found before: each stands for one file of the device only, since
+    /// two cards, or two folders of one, may have pictures of one name, size and time.
+    std::u16string findSame(const std::u16string& file, std::uint64_t size, std::int64_t modified);
 
     /// Why nothing more can be written into `file`, whose content is of no use, or beside it;
     /// ERROR_SUCCESS if something can.
@@ -63,11 +67,28 @@ class TargetFolder {
     bool flushNames() const;
 
   private:
+    struct Namesake {
+        std::u16string file;
+        std::int64_t modified;
+        bool isCounted;  ///< stands for a file of the device
+    };
+    /// The files `name`, `name (2)`..., looked at once: there are cameras that call all their
+    /// pictures by one name.
+    struct Namesakes {
+        unsigned next = 1;  ///< the first number that none of them has
+        std::unordered_multimap<std::uint64_t, Namesake> bySize;
+    };
+
     void enter(const std::u16string& folder);
+    Namesakes& namesakesOf(const std::u16string& file);
+    /// Takes the next number's file among them; false if there is none.
+    static bool takeNext(Namesakes& namesakes, const std::u16string& file);
 
     std::u16string path_;
     const std::u16string device_;
     std::vector<std::u16string> entered_;
+    std::unordered_map<std::u16string, Namesakes> namesakes_;
+    std::mutex namesakesInUse_;
     const std::u16string run_;
 };
 

@@ -1,6 +1,7 @@
 #include "tools/zlkcam/Unloader.h"
 
 #include <algorithm>
+#include <unordered_map>
 
 #include "platform/files.h"
 #include "tools/zlkcam/ProgressCallback.h"
@@ -26,7 +27,8 @@ struct SourceState {
     std::int64_t modified = -1;
 
     explicit SourceState(const FileRecord& record)
-        : size(record.size), modified(secondsOf(record.modified)) {
+        : size(record.size),
+          modified(record.modified.isNoDate ? -1 : secondsOf(record.modified.text)) {
         if (!isPath(record.id)) return;
         FileStatus status{};
         if (!fileSize(record.id, size) || !_wstat64i32(record.id.c_str(), status))
@@ -106,7 +108,7 @@ void Unloader::copyFile(UnloadedFile& file, ProgressBar& bar) {
         throw Failure(ExitStatus::ReadFailed, "It has changed since it was listed.");
 
     const std::u16string wanted = target_.fileFor(pathBelow(root_, *file.record), options_.flat);
-    if (options_.onlyNew) {
+    if (options_.onlyNew && source.modified >= 0) {
         file.file = target_.findSame(wanted, source.size, source.modified);
         if (!file.file.empty()) {
             file.outcome = Outcome::Skipped;
@@ -236,9 +238,10 @@ void Unloader::removeVerified() {
     }
     // A camera may have given a handle to another picture.
     const bool byHandle = !isPath(files_.front().record->id);
-    std::vector<FileRecord> listed;
+    std::unordered_map<std::u16string, FileRecord> listed;
     try {
-        if (byHandle) listed = session_.files();
+        if (byHandle)
+            for (FileRecord& record : session_.files()) listed[record.id] = record;
     } catch (const Failure& failure) {
         ending_ = failure;
         return;
@@ -251,8 +254,9 @@ void Unloader::removeVerified() {
         }
         try {
             const SourceState now(*file.record);
+            const auto record = listed.find(file.record->id);
             const bool isAnother =
-                byHandle && std::find(listed.begin(), listed.end(), *file.record) == listed.end();
+                byHandle && (record == listed.end() || record->second != *file.record);
             if (isAnother || now.size != file.size || now.modified != file.modified)
                 throw Failure(ExitStatus::DeleteRefused,
                               "It was copied, and has changed on the device since.");

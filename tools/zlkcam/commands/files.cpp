@@ -31,13 +31,13 @@ void runList(Tool& tool, const ListOptions& options) {
     for (const FileRecord& file : files) {
         const std::string size = std::to_string(file.size);
         tool.say(std::string(size.size() < 12 ? 12 - size.size() : 0, ' ') + size + "  " +
-                 file.modified + "  " + titleOf(file));
+                 file.modified.text + "  " + titleOf(file));
         tool.answer.beginObject()
             .member("id", file.id)
             .member("camerapath", file.cameraPath)
             .member("size", file.size)
-            .member("modified", file.modified)
-            .member("created", file.created)
+            .member("modified", file.modified.text)
+            .member("created", file.created.text)
             .endObject();
         bytes += file.size;
         if (!isRefused(file)) continue;
