@@ -202,6 +202,15 @@ TEST_F(CameraUnload, keepsNamesOfEveryScriptAndRefusesASizeThatSaysNothing) {
     camera->expectNoViolations();
 }
 
+TEST_F(CameraUnload, letsAPictureWithoutANameStandInNobodysWay) {
+    // A responder that can't say a name says none, maybe before all the others.
+    add(1000, "");
+    add(1000, "PICT0001.JPG");
+    add(1000, "%2F");
+    EXPECT_EQ(unload().status, 0);
+    EXPECT_THAT(copies(), ElementsAre("DCIM/PICT0001.JPG", "DCIM/_", "DCIM/_ (2)"));
+}
+
 TEST(CameraWithTwoCards, hasAllPicturesOfBothAndNothingOfAnEmptyOne) {
     ASSERT_GE(registerModules(), 1);
     const fs::path cards = newFolder(), target = newFolder();

@@ -167,17 +167,20 @@ void TargetFolder::enter(const std::u16string& folder) {
 }
 
 std::u16string TargetFolder::fileFor(std::u16string_view devicePath, bool flat) const {
-    std::u16string file = path_;
-    std::u16string last;
+    const bool endsInSlash = devicePath.ends_with(u'/') || devicePath.ends_with(u'\\');
+    std::vector<std::u16string> parts;
     while (!devicePath.empty()) {
         const std::size_t end = std::min(devicePath.find_first_of(u"/\\"), devicePath.size());
-        const std::u16string_view part = devicePath.substr(0, end);
+        if (end > 0) parts.push_back(safeName(devicePath.substr(0, end)));
         devicePath.remove_prefix(std::min(end + 1, devicePath.size()));
-        if (part.empty()) continue;
-        if (!last.empty() && !flat) file += u'/' + last;
-        last = safeName(part);
     }
-    return file + (file.ends_with(u'/') ? u"" : u"/") + (last.empty() ? u"_" : last);
+    // A camera's picture without a name must not take that of its folder.
+    if (parts.empty() || (parts.size() == 1 && endsInSlash)) parts.emplace_back(u"_");
+    std::u16string file = path_;
+    if (file.ends_with(u'/')) file.pop_back();
+    for (std::size_t i = flat ? parts.size() - 1 : 0; i < parts.size(); ++i)
+        file += u'/' + parts[i];
+    return file;
 }
 
 void TargetFolder::makeFoldersOf(const std::u16string& file) {
