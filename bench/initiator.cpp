@@ -21,7 +21,7 @@ namespace {
 
 constexpr std::size_t headerSize = 12, largestRead = 1 << 20;
 constexpr unsigned timeout = 20'000;  // ms
-constexpr std::uint16_t folderFormat = 0x3001, ok = 0x2001;
+constexpr std::uint16_t folderFormat = 0x3001, ok = 0x2001, alreadyOpen = 0x201E;
 
 [[noreturn]] void fail(const std::string& what) {
     std::fprintf(stderr, "zlk-bench-initiator: %s\n", what.c_str());
@@ -148,7 +148,8 @@ class Initiator {
             count = read(headerSize);
         }
         while (count == 0) count = read(headerSize);  // the end of a phase that fills its packets
-        if (type() != 3 || number<std::uint16_t>(buffer_, 6) != ok) fail("an operation is refused");
+        const auto answer = number<std::uint16_t>(buffer_, 6);
+        if (type() != 3 || (answer != ok && answer != alreadyOpen)) fail("an operation is refused");
     }
     std::uint16_t type() const { return number<std::uint16_t>(buffer_, 4); }
 
