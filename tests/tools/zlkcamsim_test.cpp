@@ -9,6 +9,7 @@
 
 #include "platform/files.h"
 #include "platform/named_objects.h"
+#include "platform/usbscan/Protocol.h"
 #include "tests/support/TestMachine.h"
 #include "tests/support/VirtualCamera.h"
 #include "tools/zlkcamsim/ControlCommands.h"
@@ -484,7 +485,7 @@ TEST_F(CameraTest, SurvivesAHostThatSendsAnything) {
     EXPECT_EQ(ask("0c000000 0100 0410 01000000").substr(8, 8), "02000410");
 }
 
-TEST_F(CameraTest, KeepsEightPiecesOutUntilTheyAreGivenBack) {
+TEST_F(CameraTest, KeepsFourPiecesOutUntilTheyAreGivenBack) {
     setUp(512);
     openSession();
     send("10000000 0100 0910 01000000" + addFile(4 << 20));
@@ -501,7 +502,7 @@ TEST_F(CameraTest, KeepsEightPiecesOutUntilTheyAreGivenBack) {
     device.setListener(&listener);
     device.read(1u << 30);
     EXPECT_THAT(listener.pieces, IsEmpty());  // reports come from the loop
-    // A turn of the loop for each task that posts the next one; the file has 33 pieces.
+    // A turn of the loop for each task that posts the next one; the file has 16 pieces.
     int turns = 0;
     std::size_t held = 0;
     std::function<void()> turn = [&] {
@@ -512,7 +513,7 @@ TEST_F(CameraTest, KeepsEightPiecesOutUntilTheyAreGivenBack) {
     };
     loop.post(turn);
     loop.run();
-    EXPECT_EQ(held, 8u);
+    EXPECT_EQ(held, usbscan::areaSlots);
     EXPECT_EQ(listener.came, (4u << 20) + 12 + 12);
 }
 

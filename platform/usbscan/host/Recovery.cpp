@@ -26,7 +26,9 @@ constexpr auto stageLimit = 3s;
 // What is left of a picture is read faster than this; a device that still sends is reset.
 constexpr auto peaceLimit = 2s;
 constexpr unsigned maxStalls = 8;
-constexpr std::uint64_t drainedAtOnce = 256 * 1024;
+// At full speed this comes in less than the time that counts as quiet; a read is only told of once
+// it has ended.
+constexpr std::uint64_t drainedAtOnce = 16 * 1024;
 
 }  // namespace
 
