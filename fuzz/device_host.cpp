@@ -77,7 +77,7 @@ class InventedDevice final : public UsbDevice {
 };
 
 void say(int socket, Input& input) {
-    const auto kind = static_cast<MessageKind>(input.byte() % 8);
+    const auto kind = static_cast<MessageKind>(input.byte() % 10);
     std::string payload = input.narrow(input.byte());
     MessageHeader header{static_cast<std::uint32_t>(payload.size()), kind, 0, input.byte()};
     if (input.byte() == 0) header.length = 0x7FFFFFFF;

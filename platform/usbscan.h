@@ -2,6 +2,7 @@
 // Control codes of still-image devices, and their records. A camera that the first driver family
 // drives is opened as `\\.\Usbscan<n>`, one of the second by its device path behind `\\?\`.
 
+#include <memory>
 #include <string>
 #include <vector>
 
@@ -91,6 +92,31 @@ struct AttachedCamera {
 
 /// By port. Throws std::bad_alloc.
 std::vector<AttachedCamera> attachedCameras();
+
+/// What goes over a camera's pipes, as a file in the form pcapng: the camera's host writes it,
+/// until it is told to end or this object goes. docs/protocol.md tells what stands in it.
+class CameraRecording {
+  public:
+    static constexpr DWORD withPayloads = 1;  ///< the contents of files too
+    static constexpr DWORD anonymous = 2;     ///< without serial number, names and owner's texts
+
+    /// `port` as in AttachedCamera, of either family; `file` an empty one that is open for writing,
+    /// which may be closed then. Null with the last error: one of opening the camera, or ERROR_BUSY
+    /// where it is recorded already.
+    static std::unique_ptr<CameraRecording> begin(const std::u16string& port, HANDLE file,
+                                                  DWORD options);
+    ~CameraRecording();
+
+    /// Returns when all is written. False with the last error where something isn't:
+    /// ERROR_DISK_FULL, ERROR_SEM_TIMEOUT (the disk was too slow), ERROR_IO_DEVICE, or
+    /// ERROR_DEVICE_NOT_CONNECTED (the camera is gone; what it did until then is there).
+    bool end();
+
+  private:
+    struct Impl;
+    explicit CameraRecording(std::unique_ptr<Impl> impl);
+    std::unique_ptr<Impl> impl_;
+};
 
 /// The folder in which processes that serve a device are found, made if missing; empty with the
 /// last error.

@@ -6,8 +6,11 @@
 #include <ctime>
 #include <utility>
 
+#include "platform/files.h"
 #include "platform/internal/Diagnose.h"
 #include "platform/internal/PlatformSettings.h"
+#include "platform/named_objects.h"
+#include "platform/text.h"
 #include "platform/usbscan.h"
 #include "platform/usbscan/AttachedDevices.h"
 #include "platform/usbscan/DeviceHolder.h"
@@ -78,7 +81,10 @@ std::shared_ptr<CameraHandle> CameraHandle::open(std::u16string_view name) {
         if (!socket) return nullptr;
         auto handle = std::make_shared<CameraHandle>(std::move(socket), longest + hostPatience);
         const Opening opening = handle->shakeHands(request);
-        if (opening == Opening::Done) return handle;
+        if (opening == Opening::Done) {
+            handle->recordIfSet(*device);
+            return handle;
+        }
         if (opening == Opening::Failed) {
             if (GetLastError() == ERROR_SHARING_VIOLATION) tellHolder(*device);
             return nullptr;
@@ -95,7 +101,10 @@ CameraHandle::Opening CameraHandle::shakeHands(const usbscan::OpenRequest& reque
     socket_.send({0, MessageKind::Open, 0, 0}, std::as_bytes(std::span(&request, 1)));
     for (MessageHeader header; socket_.receiveHeader(header) == HostSocket::Result::Ok;) {
         DWORD error = 0;
-        if (header.kind == MessageKind::Opened && header.length == 0) return Opening::Done;
+        if (header.kind == MessageKind::Opened && header.length == 0) {
+            isRecorded_ = header.flags & usbscan::isRecorded;
+            return Opening::Done;
+        }
         if (header.kind == MessageKind::Refused && header.length == sizeof error) {
             if (!receive(std::as_writable_bytes(std::span(&error, 1)))) break;
             SetLastError(error);
@@ -117,7 +126,7 @@ bool CameraHandle::isUsable() {
 }
 
 bool CameraHandle::send(MessageKind kind, std::span<const std::byte> first,
-                        std::span<const std::byte> second) {
+                        std::span<const std::byte> second, int descriptor) {
     bool sent;
     {
         const std::lock_guard lock(sending_);
@@ -127,7 +136,7 @@ bool CameraHandle::send(MessageKind kind, std::span<const std::byte> first,
             ++turn_;
             over_ = false;
         }
-        sent = socket_.send({0, kind, 0, turn_}, first, second);
+        sent = socket_.send({0, kind, 0, turn_}, first, second, descriptor);
     }
     if (sent) return true;
     // The host's last words tell why.
@@ -298,6 +307,64 @@ bool CameraHandle::ask(DWORD code, std::span<const std::byte> input, std::span<s
     returned = static_cast<DWORD>(size - sizeof head);
     std::copy_n(answer + sizeof head, returned, output.begin());
     return true;
+}
+
+bool CameraHandle::askRecorder(MessageKind kind, std::span<const std::byte> first,
+                               std::span<const std::byte> second, int descriptor) {
+    const std::lock_guard one(asking_);
+    if (!isUsable() || !send(kind, first, second, descriptor)) return false;
+    const std::lock_guard lock(receiving_);
+    DWORD error = 0, size = 0;
+    if (!awaitAnswer(MessageKind::Recorded, std::as_writable_bytes(std::span(&error, 1)), size))
+        return false;
+    if (size != sizeof error) return checked(HostSocket::Result::Closed);
+    return error == ERROR_SUCCESS || refuse(error);
+}
+
+bool CameraHandle::record(const AttachedDevice& device, const FileHandle& file,
+                          std::uint32_t flags) {
+    // A device's texts are 126 units at most, and what a file in devices/ says may be longer.
+    constexpr std::size_t longest = 3 * 126;
+    usbscan::RecordRequest request{};
+    request.flags = flags;
+    std::string texts;
+    const std::pair<const std::string*, std::uint16_t*> fields[]{
+        {&device.manufacturer, &request.manufacturer},
+        {&device.product, &request.product},
+        {&device.serial, &request.serial}};
+    for (const auto& [text, size] : fields) {
+        *size = static_cast<std::uint16_t>(std::min(text->size(), longest));
+        texts.append(*text, 0, *size);
+    }
+    return askRecorder(MessageKind::Record, std::as_bytes(std::span(&request, 1)),
+                       std::as_bytes(std::span(texts)), file.descriptor());
+}
+
+bool CameraHandle::endRecording() {
+    return askRecorder(MessageKind::EndRecord);
+}
+
+/// Whatever becomes of it, the camera is open.
+void CameraHandle::recordIfSet(const AttachedDevice& device) {
+    const std::u16string folder = platformText(u"Record");
+    if (folder.empty() || isRecorded_) return;
+    const std::time_t now = std::time(nullptr);
+    std::tm local{};
+    ::localtime_r(&now, &local);
+    char time[32];
+    std::strftime(time, sizeof time, "%Y%m%d-%H%M%S", &local);
+    // Two that begin in one second have different names, and one of them is refused.
+    const std::u16string path = formatText(u"%s/%04x-%04x-%s-%d.pcapng", folder, device.vid,
+                                           device.pid, std::string(time), ::getpid());
+    const UniqueHandle file(CreateFileW(path.c_str(), GENERIC_READ | GENERIC_WRITE, FILE_SHARE_READ,
+                                        nullptr, CREATE_NEW, FILE_ATTRIBUTE_NORMAL, nullptr));
+    const auto opened = file ? findHandleOf<FileHandle>(file.get()) : nullptr;
+    std::uint32_t flags = usbscan::recordToTheEnd;
+    if (platformNumber(u"RecordPayloads", 0)) flags |= usbscan::recordPayloads;
+    if (platformNumber(u"RecordAnonymously", 0)) flags |= usbscan::recordAnonymously;
+    if (opened && record(device, *opened, flags)) return;
+    diagnose(category, u"Can't record into %s, error %d", path, GetLastError());
+    if (opened) DeleteFileW(path.c_str());
 }
 
 bool CameraHandle::askPacketSize(std::span<std::byte> output, DWORD& returned) {

@@ -10,8 +10,10 @@
 #include <mutex>
 #include <string_view>
 
+#include "platform/internal/FileHandle.h"
 #include "platform/internal/ForkMark.h"
 #include "platform/internal/Handle.h"
+#include "platform/usbscan/AttachedDevices.h"
 #include "platform/usbscan/HostSocket.h"
 
 namespace zlk::platform {
@@ -26,6 +28,12 @@ class CameraHandle final : public Handle {
     CameraHandle(Descriptor socket, std::chrono::milliseconds patience)
         : socket_(std::move(socket), patience) {}
 
+    /// Has the host write what goes over the device's pipes into the file, from here on; `flags`
+    /// as those of usbscan::RecordRequest. False with the last error.
+    bool record(const AttachedDevice& device, const FileHandle& file, std::uint32_t flags);
+    /// Until all of it is written. False with the last error, where some of it isn't.
+    bool endRecording();
+
     bool read(void* buffer, DWORD size, DWORD& done) override;
     bool write(const void* buffer, DWORD size, DWORD& done) override;
     bool control(DWORD code, const void* input, DWORD inputSize, void* output, DWORD outputSize,
@@ -36,10 +44,11 @@ class CameraHandle final : public Handle {
   private:
     enum class Opening { Done, Again, Failed };
     Opening shakeHands(const usbscan::OpenRequest& request);
+    void recordIfSet(const AttachedDevice& device);
 
     bool isUsable();
     bool send(usbscan::MessageKind kind, std::span<const std::byte> first = {},
-              std::span<const std::byte> second = {});
+              std::span<const std::byte> second = {}, int descriptor = -1);
     void cancel();
 
     // Under `receiving_`; false with the last error.
@@ -55,11 +64,15 @@ class CameraHandle final : public Handle {
     bool givesMissingZeroPacket(DWORD size);
     /// The payload of the next message of this kind, as much of it as there is room for.
     bool awaitAnswer(usbscan::MessageKind kind, std::span<std::byte> output, DWORD& returned);
+    /// Sends the message, and receives its Recorded.
+    bool askRecorder(usbscan::MessageKind kind, std::span<const std::byte> first = {},
+                     std::span<const std::byte> second = {}, int descriptor = -1);
     bool ask(DWORD code, std::span<const std::byte> input, std::span<std::byte> output,
              DWORD& returned);
     bool askPacketSize(std::span<std::byte> output, DWORD& returned);
 
     HostSocket socket_;
+    bool isRecorded_ = false;  // was, when this handle was opened
     ForkMark fork_;
     std::atomic<DWORD> dead_ = ERROR_SUCCESS;  // why every use fails from now on
     std::atomic<std::uint16_t> turn_ = 0;      // counts commands

@@ -12,19 +12,12 @@
 #include <cstring>
 #include <utility>
 
+#include "platform/usbscan/DescriptorPassing.h"
+
 namespace zlk::platform {
 namespace {
 
 constexpr std::size_t aheadSize = 4096;
-
-Descriptor descriptorOf(msghdr& message) {
-    const cmsghdr* const header = CMSG_FIRSTHDR(&message);
-    int descriptor = -1;
-    if (header && header->cmsg_type == SCM_RIGHTS &&
-        header->cmsg_len == CMSG_LEN(sizeof descriptor))
-        std::memcpy(&descriptor, CMSG_DATA(header), sizeof descriptor);
-    return Descriptor(descriptor);
-}
 
 timeval timevalOf(std::chrono::milliseconds time) {
     return {time.count() / 1000, time.count() % 1000 * 1000};
@@ -44,7 +37,7 @@ HostSocket::~HostSocket() {
 }
 
 bool HostSocket::send(usbscan::MessageHeader header, std::span<const std::byte> first,
-                      std::span<const std::byte> second) {
+                      std::span<const std::byte> second, int descriptor) {
     const std::lock_guard lock(sending_);
     header.length = static_cast<std::uint32_t>(first.size() + second.size());
     const std::vector<std::byte> slotsFree = std::exchange(slotsFree_, {});
@@ -53,13 +46,18 @@ bool HostSocket::send(usbscan::MessageHeader header, std::span<const std::byte> 
                      {const_cast<std::byte*>(first.data()), first.size()},
                      {const_cast<std::byte*>(second.data()), second.size()}};
     std::size_t left = slotsFree.size() + sizeof header + header.length;
-    for (msghdr message{}; left > 0;) {
+    alignas(cmsghdr) char control[usbscan::descriptorRoom] = {};
+    msghdr message{};
+    if (descriptor >= 0) usbscan::attach(message, control, descriptor);
+    while (left > 0) {
         message.msg_iov = parts;
         message.msg_iovlen = std::size(parts);
         const ssize_t sent = ::sendmsg(socket_.get(), &message, MSG_NOSIGNAL);
         if (sent < 0 && errno == EINTR) continue;
         if (sent < 0) return false;
         left -= static_cast<std::size_t>(sent);
+        message.msg_control = nullptr;  // it has gone with the first byte
+        message.msg_controllen = 0;
         std::size_t skip = static_cast<std::size_t>(sent);
         for (iovec& part : parts) {
             const std::size_t skipped = std::min(skip, part.iov_len);
@@ -85,7 +83,7 @@ HostSocket::Result HostSocket::receiveSome(std::span<std::byte> buffer, std::siz
     iovec parts[] = {{buffer.data(), buffer.size()}, {ahead_.data() + end_, ahead_.size() - end_}};
     // Behind a message that goes on there is only more of it, for the reader's next buffer.
     const bool readsAhead = buffer.size() == left_;
-    alignas(cmsghdr) char control[CMSG_SPACE(sizeof(int))];
+    alignas(cmsghdr) char control[usbscan::descriptorRoom];
     msghdr message{};
     message.msg_iov = parts;
     message.msg_iovlen = readsAhead ? 2 : 1;
@@ -94,7 +92,7 @@ HostSocket::Result HostSocket::receiveSome(std::span<std::byte> buffer, std::siz
     ssize_t count;
     while ((count = ::recvmsg(socket_.get(), &message, MSG_CMSG_CLOEXEC)) < 0 && errno == EINTR) {
     }
-    if (count > 0 && message.msg_controllen > 0) passed_ = descriptorOf(message);
+    if (count > 0 && message.msg_controllen > 0) passed_ = usbscan::attachedTo(message);
     if (count < 0 && errno == EAGAIN) return Result::TimedOut;
     if (count <= 0) return Result::Closed;
     done = std::min(static_cast<std::size_t>(count), buffer.size());

@@ -21,10 +21,10 @@ class HostSocket {
     HostSocket(const HostSocket&) = delete;
     HostSocket& operator=(const HostSocket&) = delete;
 
-    /// Whole messages, from any thread. What was read out of the shared memory meanwhile is given
-    /// back with them.
+    /// Whole messages, from any thread; a descriptor may go with one, and stays its caller's. What
+    /// was read out of the shared memory meanwhile is given back with them.
     bool send(usbscan::MessageHeader header, std::span<const std::byte> first,
-              std::span<const std::byte> second = {});
+              std::span<const std::byte> second = {}, int descriptor = -1);
 
     // For one thread at a time, which may be another one.
 

@@ -15,6 +15,9 @@
 //                   <-          Event
 //     Cancel        ->
 //                   <-          Cancelled
+//     Record        ->
+//     EndRecord     ->
+//                   <-          Recorded                        (to each of the two)
 //                   <-          Note                            (at any time)
 //
 // A host that is about to end closes a connection before its first byte: the client begins again.
@@ -33,7 +36,7 @@
 
 namespace zlk::usbscan {
 
-inline constexpr std::uint32_t protocolVersion = 3;
+inline constexpr std::uint32_t protocolVersion = 4;
 
 enum class MessageKind : std::uint8_t {
     // from the client
@@ -43,6 +46,8 @@ enum class MessageKind : std::uint8_t {
     WaitEvent = 4,  ///< nothing
     Cancel = 5,     ///< nothing: gives up the transaction that is open on this handle
     SlotFree = 6,   ///< a u32, the slot that has been read
+    Record = 7,     ///< RecordRequest and its texts; with it comes a descriptor of the file
+    EndRecord = 8,  ///< nothing
     // from the host
     Opened = 65,       ///< nothing
     Refused = 66,      ///< a u32, the last error
@@ -55,6 +60,7 @@ enum class MessageKind : std::uint8_t {
     Note = 73,         ///< a line for the trace, UTF-8
     Area = 74,         ///< nothing; with it comes a descriptor of areaSize bytes, sealed
     DataInArea = 75,   ///< AreaPiece: a Data whose bytes are there
+    Recorded = 76,     ///< a u32, the last error: it has begun, or everything is written
 };
 
 struct MessageHeader {
@@ -72,6 +78,8 @@ inline constexpr std::uint8_t zeroPacketDue = 1;
 inline constexpr std::uint8_t answerEnds = 4;
 /// Flag of Data: its container is complete.
 inline constexpr std::uint8_t containerEnds = 8;
+/// Flag of Opened: a recording of the device is under way.
+inline constexpr std::uint8_t isRecorded = 16;
 /// Flag of Failed: so is every later use of this handle.
 inline constexpr std::uint8_t handleIsDead = 2;
 
@@ -91,6 +99,17 @@ struct ControlAnswer {
     std::uint32_t question;
     std::uint32_t error;  ///< the last error, or 0
 };
+
+/// A recording goes on until EndRecord, or until its connection or the device is gone. There is one
+/// at a time: another is refused with ERROR_BUSY.
+struct RecordRequest {
+    std::uint32_t flags;
+    /// Bytes of the device's texts, UTF-8, which follow one another.
+    std::uint16_t manufacturer, product, serial, unused;
+};
+/// Flags of RecordRequest: contents of files too; nothing that belongs to the owner; until the host
+/// ends, whatever becomes of the connection.
+inline constexpr std::uint32_t recordPayloads = 1, recordAnonymously = 2, recordToTheEnd = 4;
 
 /// Slots of the area: what a host may be ahead of a client in it. Into one goes what the device
 /// sends in one transfer, which has room for a piece of 256 KiB and its head.

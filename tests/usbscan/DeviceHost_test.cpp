@@ -1,6 +1,8 @@
 // The host of a device, and clients that close at the worst moment or don't read.
 
+#include <fcntl.h>
 #include <gtest/gtest.h>
+#include <sys/mman.h>
 #include <sys/socket.h>
 
 #include <algorithm>
@@ -13,6 +15,7 @@
 #include <utility>
 #include <vector>
 
+#include "platform/error.h"
 #include "platform/internal/Descriptor.h"
 #include "platform/usbscan.h"
 #include "platform/usbscan/DevicePlace.h"
@@ -94,6 +97,24 @@ class Client {
         ASSERT_EQ(::send(socket_.get(), &header, sizeof header, 0), ssize_t{sizeof header});
         ASSERT_EQ(::send(socket_.get(), bytes, size, 0), ssize_t{size});
     }
+    /// Asks for a recording into this file.
+    void record(int file) const {
+        struct {
+            MessageHeader header{sizeof(RecordRequest), MessageKind::Record, 0, 1};
+            RecordRequest request{};
+        } message;
+        iovec part{&message, sizeof message};
+        alignas(cmsghdr) char control[CMSG_SPACE(sizeof file)] = {};
+        msghdr sent{};
+        sent.msg_iov = &part;
+        sent.msg_iovlen = 1;
+        sent.msg_control = control;
+        sent.msg_controllen = sizeof control;
+        cmsghdr* const header = CMSG_FIRSTHDR(&sent);
+        *header = {CMSG_LEN(sizeof file), SOL_SOCKET, SCM_RIGHTS};
+        std::memcpy(CMSG_DATA(header), &file, sizeof file);
+        ASSERT_EQ(::sendmsg(socket_.get(), &sent, 0), ssize_t{sizeof message});
+    }
     void command(std::uint32_t transaction) const {
         const std::uint32_t container[] = {12, 0x10010001, transaction};
         say(MessageKind::Write, container, sizeof container);
@@ -116,6 +137,10 @@ class Client {
             AreaPiece piece{};
             if (header.kind == MessageKind::DataInArea)
                 std::memcpy(&piece, input_.data() + sizeof header, sizeof piece);
+            if (header.kind == MessageKind::Recorded) {
+                std::memcpy(&recorded.emplace_back(), input_.data() + sizeof header,
+                            sizeof(std::uint32_t));
+            }
             if (header.kind == MessageKind::Event) ++events;
             if (header.kind == MessageKind::Failed) ++failures;
             if (header.kind == MessageKind::ControlDone) ++answers;
@@ -131,6 +156,7 @@ class Client {
     std::size_t answers = 0;
     int events = 0, failures = 0, zeroPackets = 0;
     std::size_t data = 0;
+    std::vector<std::uint32_t> recorded;  // the answers to what it asked of a recording
 
   private:
     Descriptor socket_;
@@ -212,6 +238,66 @@ TEST_F(DeviceHostTest, listensToAClientThatReadsNoAnswersOnlyOnceItReads) {
         return client.answers == asked;
     })) << client.answers
         << " of " << asked;
+}
+
+TEST_F(DeviceHostTest, recordsForOneClientAtATimeUntilItEndsOrGoes) {
+    Client first(host), second(host);
+    const Descriptor file(::memfd_create("recording", MFD_CLOEXEC)),
+        nextFile(::memfd_create("recording", MFD_CLOEXEC));
+    const auto answers = [&](Client& client, std::size_t count) {
+        return loop.until([&] {
+            client.read();
+            return client.recorded.size() == count;
+        });
+    };
+    first.record(file.get());
+    ASSERT_TRUE(answers(first, 1));
+    second.record(nextFile.get());
+    ASSERT_TRUE(answers(second, 1));
+    first.command(7);
+    awaitCommands(1);
+    first.say(MessageKind::EndRecord);
+    ASSERT_TRUE(answers(first, 2));
+    EXPECT_EQ(first.recorded, (std::vector<std::uint32_t>{ERROR_SUCCESS, ERROR_SUCCESS}));
+    EXPECT_EQ(second.recorded, (std::vector<std::uint32_t>{ERROR_BUSY}));
+    // All of it is there when the client hears of it.
+    const off_t size = ::lseek(file.get(), 0, SEEK_CUR);
+    std::string bytes(static_cast<std::size_t>(size), '\0');
+    ASSERT_EQ(::pread(file.get(), bytes.data(), bytes.size(), 0), size);
+    EXPECT_EQ(bytes.substr(0, 4), "\x0a\x0d\x0d\x0a");
+    EXPECT_NE(bytes.find("GetDeviceInfo (0x1001), transaction 7"), std::string::npos);
+
+    second.record(nextFile.get());
+    ASSERT_TRUE(answers(second, 2));
+    second.close();
+    EXPECT_TRUE(loop.until([&] {
+        first.record(file.get());
+        first.read();
+        return first.recorded.back() == ERROR_SUCCESS && first.recorded.size() > 2;
+    }));
+    EXPECT_EQ(::lseek(nextFile.get(), 0, SEEK_CUR) > 0, true);
+}
+
+TEST_F(DeviceHostTest, goesOnWhereARecordingCannot) {
+    Client client(host);
+    int pipe[2];
+    ASSERT_EQ(::pipe2(pipe, O_CLOEXEC), 0);
+    const Descriptor reading(pipe[0]), writing(pipe[1]);
+    const Descriptor full(::memfd_create("full", MFD_CLOEXEC | MFD_ALLOW_SEALING));
+    ASSERT_EQ(::fcntl(full.get(), F_ADD_SEALS, F_SEAL_GROW), 0);
+    client.record(writing.get());  // one that nobody may ever read
+    client.record(full.get());
+    for (const int number : {1, 2}) {
+        client.command(static_cast<std::uint32_t>(number));
+        awaitCommands(number);
+    }
+    client.say(MessageKind::EndRecord);
+    EXPECT_TRUE(loop.until([&] {
+        client.read();
+        return client.recorded.size() == 3;
+    }));
+    EXPECT_EQ(client.recorded, (std::vector<std::uint32_t>{ERROR_INVALID_PARAMETER, ERROR_SUCCESS,
+                                                           ERROR_IO_DEVICE}));
 }
 
 TEST(DeviceHost, keepsItsFirstClientWhereItHasToResetADeviceAtItsBeginning) {

@@ -24,6 +24,7 @@ SimulatedDevice::SimulatedDevice(usbscan::EventLoop& loop, UsbFunction& function
     : loop_(loop), function_(function), outstanding_(std::make_shared<Outstanding>()) {
     outstanding_->device = this;
     std::ranges::copy(function.deviceDescriptor(), facts_.deviceDescriptor.begin());
+    facts_.configuration = function.configurationDescriptor();
     const std::uint16_t packetSize = function.bulkPacketSize();
     facts_.bulkIn = {endpoint::BulkIn, packetSize, 0};
     facts_.bulkOut = {endpoint::BulkOut, packetSize, 0};

@@ -20,6 +20,7 @@
 #include "platform/usbscan/host/ControlQueue.h"
 #include "platform/usbscan/host/EventWaiters.h"
 #include "platform/usbscan/host/HostConnection.h"
+#include "platform/usbscan/host/HostRecording.h"
 #include "platform/usbscan/host/Recovery.h"
 
 namespace zlk::usbscan {
@@ -61,7 +62,7 @@ class DeviceHost::Impl final : UsbDevice::Listener, HostConnection::Owner {
     Impl(EventLoop& loop, std::unique_ptr<UsbDevice> device, std::chrono::milliseconds idleTime,
          std::function<void()> ended)
         : loop_(loop),
-          device_(std::move(device)),
+          device_(std::make_unique<RecordingDevice>(std::move(device))),
           idleTime_(idleTime),
           ended_(std::move(ended)),
           follower_(device_->facts().bulkIn.maximumPacketSize),
@@ -69,6 +70,9 @@ class DeviceHost::Impl final : UsbDevice::Listener, HostConnection::Owner {
           answers_(*device_, controls_, heardAt_, [this] { deviceGone(); }),
           recovery_(loop, *device_, controls_),
           events_(loop, *device_),
+          recording_(
+              loop, *device_, [this](std::string_view line) { tellAll(line); },
+              [this] { return recovering(); }),
           idle_(loop),
           listenAgain_(loop),
           progress_(loop),
@@ -110,10 +114,9 @@ class DeviceHost::Impl final : UsbDevice::Listener, HostConnection::Owner {
         if (listening_ >= 0) loop_.forget(listening_);
         listening_ = -1;
         device_->setListener(nullptr);
-        for (HostConnection* client : allClients()) {
-            killHandle(*client, ERROR_DEVICE_NOT_CONNECTED);
-            client->finish();
-        }
+        for (HostConnection* client : allClients()) killHandle(*client, ERROR_DEVICE_NOT_CONNECTED);
+        recording_.deviceGone();
+        for (HostConnection* client : allClients()) client->finish();
         loop_.post(ended_);
     }
 
@@ -151,6 +154,10 @@ class DeviceHost::Impl final : UsbDevice::Listener, HostConnection::Owner {
                 return;
             case MessageKind::WaitEvent:
                 return events_.add(from);
+            case MessageKind::Record:
+                return recording_.begin(from, payload);
+            case MessageKind::EndRecord:
+                return recording_.end(from);
             case MessageKind::Cancel:
                 if (transaction_.open && transaction_.owner == &from) recover("given up");
                 return from.send({0, MessageKind::Cancelled, 0, header.turn});
@@ -182,6 +189,7 @@ class DeviceHost::Impl final : UsbDevice::Listener, HostConnection::Owner {
     void lost(HostConnection& connection) override {
         events_.remove(connection);
         answers_.remove(connection);
+        recording_.remove(connection);
         std::erase_if(commands_,
                       [&](const Command& command) { return command.from == &connection; });
         const bool owned = transaction_.owner == &connection;
@@ -205,7 +213,8 @@ class DeviceHost::Impl final : UsbDevice::Listener, HostConnection::Owner {
             client.sendError(MessageKind::Refused, ERROR_SEM_TIMEOUT);
             return client.finish();
         }
-        client.send({0, MessageKind::Opened, 0, 0});
+        client.send(
+            {0, MessageKind::Opened, recording_.isRunning() ? isRecorded : std::uint8_t{0}, 0});
         if (std::exchange(settled_, true)) return;
         recovery_.settle([this](Recovery::Outcome outcome) { recovered(outcome); });
     }
@@ -224,6 +233,10 @@ class DeviceHost::Impl final : UsbDevice::Listener, HostConnection::Owner {
         std::vector<HostConnection*> all;
         for (const auto& [client, owned] : clients_) all.push_back(client);
         return all;
+    }
+
+    void tellAll(std::string_view line) {
+        for (HostConnection* client : allClients()) client->note(line);
     }
 
     void killHandle(HostConnection& client, DWORD error) {
@@ -358,9 +371,8 @@ class DeviceHost::Impl final : UsbDevice::Listener, HostConnection::Owner {
     void recover(const char* why) {
         transaction_.open = false;
         progress_.stop();
-        const std::string note =
-            "Cancelling transaction " + std::to_string(transaction_.id) + " of the device: " + why;
-        for (HostConnection* client : allClients()) client->note(note);
+        tellAll("Cancelling transaction " + std::to_string(transaction_.id) +
+                " of the device: " + why);
         if (transaction_.owner) transaction_.owner->dropData();
         if (++recoveriesInARow_ > maxRecoveriesInARow) return deviceGone();
         recoverAfterWrite_ = true;
@@ -459,7 +471,7 @@ class DeviceHost::Impl final : UsbDevice::Listener, HostConnection::Owner {
     }
 
     EventLoop& loop_;
-    std::unique_ptr<UsbDevice> device_;
+    std::unique_ptr<RecordingDevice> device_;
     const std::chrono::milliseconds idleTime_;
     const std::function<void()> ended_;
     int listening_ = -1;
@@ -482,6 +494,7 @@ class DeviceHost::Impl final : UsbDevice::Listener, HostConnection::Owner {
     bool recoverAfterWrite_ = false;
     unsigned recoveriesInARow_ = 0;
     EventWaiters events_;
+    HostRecording recording_;
     bool settled_ = false;  // the first client's coming has begun it
     pid_t unheard_ = 0;     // the process that has waited in vain, until the recovery's end
     std::set<pid_t> mute_;  // processes for which the device has answered nothing

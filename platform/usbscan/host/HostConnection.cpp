@@ -10,6 +10,8 @@
 #include <cstring>
 #include <utility>
 
+#include "platform/usbscan/DescriptorPassing.h"
+
 namespace zlk::usbscan {
 namespace {
 
@@ -25,7 +27,7 @@ constexpr int mostPerTurn = 64;
 constexpr std::size_t leastForArea = 16 * 1024;
 
 bool isFromClient(MessageKind kind) {
-    return kind >= MessageKind::Open && kind <= MessageKind::SlotFree;
+    return kind >= MessageKind::Open && kind <= MessageKind::EndRecord;
 }
 
 bool isData(MessageKind kind) {
@@ -33,15 +35,20 @@ bool isData(MessageKind kind) {
            kind == MessageKind::ZeroPacket;
 }
 
-template <std::size_t Size>
-void attach(msghdr& message, char (&control)[Size], int descriptor) {
+/// As recv(); a descriptor that comes along takes the place of the last one.
+ssize_t receiveWithDescriptor(int socket, std::span<std::byte> buffer,
+                              platform::Descriptor& passed) {
+    iovec part{buffer.data(), buffer.size()};
+    alignas(cmsghdr) char control[descriptorRoom];
+    msghdr message{};
+    message.msg_iov = &part;
+    message.msg_iovlen = 1;
     message.msg_control = control;
-    message.msg_controllen = Size;
-    cmsghdr* const header = CMSG_FIRSTHDR(&message);
-    header->cmsg_level = SOL_SOCKET;
-    header->cmsg_type = SCM_RIGHTS;
-    header->cmsg_len = CMSG_LEN(sizeof descriptor);
-    std::memcpy(CMSG_DATA(header), &descriptor, sizeof descriptor);
+    message.msg_controllen = sizeof control;
+    const ssize_t count = ::recvmsg(socket, &message, MSG_DONTWAIT | MSG_CMSG_CLOEXEC);
+    if (platform::Descriptor came = count > 0 ? attachedTo(message) : platform::Descriptor(); came)
+        passed = std::move(came);
+    return count;
 }
 
 pid_t processAt(int socket) {
@@ -123,7 +130,7 @@ bool HostConnection::receive() {
         begin_ = 0;
         if (input_.size() < wanted_) input_.resize(wanted_);
     }
-    const ssize_t count = ::recv(socket_, input_.data() + end_, input_.size() - end_, MSG_DONTWAIT);
+    const ssize_t count = receiveWithDescriptor(socket_, std::span(input_).subspan(end_), passed_);
     if (count > 0) {
         end_ += static_cast<std::size_t>(count);
         return true;
@@ -274,7 +281,7 @@ void HostConnection::flush() {
                 parts[count++] = {const_cast<char*>(static_cast<const char*>(bytes)) + skipped,
                                   size - skipped};
         };
-        alignas(cmsghdr) char control[CMSG_SPACE(sizeof(int))] = {};
+        alignas(cmsghdr) char control[descriptorRoom] = {};
         msghdr message{};
         for (Outgoing& out : output_) {
             // A descriptor goes with the first byte, so its message begins a call.

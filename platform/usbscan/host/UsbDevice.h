@@ -9,6 +9,7 @@
 #include <functional>
 #include <memory>
 #include <span>
+#include <vector>
 
 namespace zlk::usbscan {
 
@@ -29,6 +30,7 @@ struct UsbEndpoint {
 
 struct UsbFacts {
     std::array<std::byte, 18> deviceDescriptor{};  ///< as the device gives it
+    std::vector<std::byte> configuration{};  ///< the active one with all that it has; may be empty
     std::uint8_t interfaceNumber = 0;
     UsbEndpoint bulkIn, bulkOut, interruptIn;
 };

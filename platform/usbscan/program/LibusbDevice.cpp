@@ -5,6 +5,8 @@
 #include <cstring>
 #include <utility>
 
+#include "platform/usbscan/program/ConfigurationBytes.h"
+
 namespace zlk::usbscan {
 namespace {
 
@@ -117,6 +119,7 @@ void LibusbDevice::readFacts() {
     checked("configuration", libusb_get_active_config_descriptor(device, &raw));
     const std::unique_ptr<libusb_config_descriptor, decltype(&libusb_free_config_descriptor)>
         configuration(raw, &libusb_free_config_descriptor);
+    facts_.configuration = configurationBytes(*raw);
     for (const auto& interface : std::span(raw->interface, raw->bNumInterfaces))
         if (interface.num_altsetting > 0 && readInterface(interface.altsetting[0], facts_)) return;
     throw LibusbError("still-image interface", LIBUSB_ERROR_NOT_FOUND);
