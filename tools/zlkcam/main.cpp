@@ -20,6 +20,7 @@ void addCommands(CLI::App& app, Tool& tool) {
     addRegisterCommands(app, tool);
     addMountCommands(app, tool);
     addSettingsCommands(app, tool);
+    addRecordCommand(app, tool);
     addTraceCommand(app, tool);
     app.footer(exitStatusTable());  // behind the commands, which would all inherit it
     for (CLI::App* command : app.get_subcommands(nullptr)) command->fallthrough();

@@ -17,6 +17,7 @@ void addUnloadCommand(CLI::App& app, Tool& tool);     // unload
 void addDocumentCommands(CLI::App& app, Tool& tool);  // order, intent, share, tags, escape
 void addCameraCommands(CLI::App& app, Tool& tool);    // clock, diag
 void addAdoptCommand(CLI::App& app, Tool& tool);      // adopt
+void addRecordCommand(CLI::App& app, Tool& tool);     // record
 void addTraceCommand(CLI::App& app, Tool& tool);      // trace
 
 /// A command whose body gets the options that its set-up has bound.

@@ -1,0 +1,59 @@
+#include "tools/recording/RecordingReader.h"
+
+#include <pcap/pcap.h>
+
+#include <cerrno>
+#include <cstring>
+#include <span>
+
+namespace zlk {
+namespace {
+
+std::FILE* openFile(const std::string& path) {
+    std::FILE* const file = std::fopen(path.c_str(), "rbe");
+    if (!file)
+        throw RecordingError("The recording can't be opened: " + path + ": " +
+                             std::strerror(errno) + ".");
+    return file;
+}
+
+}  // namespace
+
+RecordingReader::RecordingReader(const std::string& path) : RecordingReader(openFile(path)) {}
+
+RecordingReader::RecordingReader(std::FILE* file) : file_(nullptr, &pcap_close) {
+    char reason[PCAP_ERRBUF_SIZE] = {};
+    file_.reset(pcap_fopen_offline(file, reason));
+    if (!file_) {
+        std::fclose(file);
+        throw RecordingError("This is no recording: " + std::string(reason) + ".");
+    }
+    if (pcap_datalink(file_.get()) != usbscan::usbEventLinkType)
+        throw RecordingError(
+            "This isn't a recording of USB transfers as Linux records them "
+            "(link type 220), but of link type " +
+            std::to_string(pcap_datalink(file_.get())) + ".");
+}
+
+std::optional<usbscan::UsbEvent> RecordingReader::next() {
+    for (;;) {
+        pcap_pkthdr* header = nullptr;
+        const unsigned char* bytes = nullptr;
+        const int result = pcap_next_ex(file_.get(), &header, &bytes);
+        if (result == PCAP_ERROR_BREAK) return std::nullopt;
+        ++packet_;
+        if (result != 1)
+            throw RecordingError("The recording can't be read beyond its packet " +
+                                 std::to_string(packet_ - 1) + ": " + pcap_geterr(file_.get()) +
+                                 ".");
+        const auto event =
+            usbscan::readEvent(std::as_bytes(std::span(bytes, std::size_t{header->caplen})));
+        if (event) return event;
+        // Of an isochronous transfer, which no still camera has.
+        if (header->caplen < 10 || bytes[9] != 0)
+            throw RecordingError("Packet " + std::to_string(packet_) +
+                                 " of the recording is no USB transfer, or lies about its length.");
+    }
+}
+
+}  // namespace zlk
