@@ -133,18 +133,39 @@ void VirtualCamera::commandArrived(const ContainerHeader& header) {
     if (session_.isOpen() && command.code != operation::OpenSession)
         session_.lastTransaction = command.id;
     open_ = std::move(command);
-    if (Responder::takesData(open_->code))
-        data_ = responder_.spoolFor(*open_);
+    if (replay_ ? replay_->takesData(*open_) : Responder::takesData(open_->code))
+        data_ = replay_ ? std::make_unique<Spool>(0) : responder_.spoolFor(*open_);
     else
         execute();
 }
 
 void VirtualCamera::execute() {
+    if (replay_ && !forcedAnswer_ && playRecorded()) return;
     Reply reply = forcedAnswer_ ? failure(*forcedAnswer_) : run();
     forcedAnswer_.reset();
     data_.reset();
     ReplyScript(bulkIn_, faults_).play(*open_, std::move(reply));
     wake_();
+}
+
+void VirtualCamera::replay(Recording recording, std::function<void(const std::string&)> say) {
+    identity_ = recording.identity();
+    replay_.emplace(std::move(recording), std::move(say));
+}
+
+bool VirtualCamera::playRecorded() {
+    const RecordedAnswer* const recorded = replay_->answerTo(*open_);
+    if (!recorded && Replay::isOfTheSession(open_->code)) return false;
+    data_.reset();
+    if (recorded) {
+        replay_->play(*recorded, *open_, bulkIn_);
+        for (const Bytes& event : recorded->events) sendInterrupt(event);
+    } else {
+        judge_.blame("never recorded: " + Replay::textOf(*open_));
+        ReplyScript(bulkIn_, faults_).play(*open_, failure(response::OperationNotSupported));
+    }
+    wake_();
+    return true;
 }
 
 Reply VirtualCamera::run() {

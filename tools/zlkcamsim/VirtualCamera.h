@@ -11,6 +11,7 @@
 #include "tools/zlkcamsim/Fault.h"
 #include "tools/zlkcamsim/Judge.h"
 #include "tools/zlkcamsim/ObjectStore.h"
+#include "tools/zlkcamsim/Replay.h"
 #include "tools/zlkcamsim/Responder.h"
 #include "tools/zlkcamsim/TransactionLog.h"
 #include "tools/zlkcamsim/UsbFunction.h"
@@ -22,6 +23,10 @@ class VirtualCamera final : public UsbFunction, private BulkInPipe::Listener {
     /// `packetSize` 64, 512 or 1024. The loop is for what takes its time.
     VirtualCamera(usbscan::EventLoop& loop, const Identity& identity, std::uint16_t packetSize,
                   const Traits& traits = {});
+
+    /// Plays the device of a recording from now on: its descriptors and its answers, whatever lies
+    /// on the storages. `say` gets a line for each thing that the recording doesn't have.
+    void replay(Recording recording, std::function<void(const std::string&)> say);
 
     // What a tester does with it.
     const Identity& identity() const { return identity_; }
@@ -75,6 +80,8 @@ class VirtualCamera final : public UsbFunction, private BulkInPipe::Listener {
     void forgetTransfer();
     void commandArrived(const ContainerHeader& header);
     void execute();
+    /// False for what the camera knows better than its recording: whether a session is open.
+    bool playRecorded();
     Reply run();
     void breakTransaction();
 
@@ -94,6 +101,7 @@ class VirtualCamera final : public UsbFunction, private BulkInPipe::Listener {
     Session session_;
     ObjectStore store_;
     Responder responder_;
+    std::optional<Replay> replay_;
     Judge judge_;
     FaultList faults_;
     TransactionLog log_;

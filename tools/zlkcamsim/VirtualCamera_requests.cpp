@@ -21,15 +21,20 @@ ControlAnswer done(Bytes bytes = {}) {
 }  // namespace
 
 Bytes VirtualCamera::deviceDescriptor() const {
-    return deviceDescriptorOf(identity_, bulkPacketSize());
+    return replay_ ? replay_->recording().deviceDescriptor
+                   : deviceDescriptorOf(identity_, bulkPacketSize());
 }
 
 Bytes VirtualCamera::configurationDescriptor() const {
-    return configurationDescriptorOf(bulkPacketSize());
+    return replay_ ? replay_->recording().configuration
+                   : configurationDescriptorOf(bulkPacketSize());
 }
 
 Bytes VirtualCamera::stringDescriptor(std::uint8_t index) const {
-    return stringDescriptorOf(identity_, index);
+    if (!replay_) return stringDescriptorOf(identity_, index);
+    const auto& strings = replay_->recording().strings;
+    const auto found = strings.find(index);
+    return found == strings.end() ? Bytes() : found->second;
 }
 
 ControlAnswer VirtualCamera::control(const SetupPacket& setup, ByteView out) {

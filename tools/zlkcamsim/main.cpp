@@ -18,6 +18,7 @@ struct Settings {
     std::string name = "cam0";
     Model model;
     std::vector<std::string> storages, controls;
+    std::string replay;
     std::uint16_t packetSize = 512;
     bool unplugged = false;
 };
@@ -47,7 +48,18 @@ class StopSignals {
 void serve(const Settings& settings) {
     zlk::usbscan::EventLoop loop;
     const StopSignals signals(loop);
-    VirtualCamera camera(loop, settings.model.identity, settings.packetSize, settings.model.traits);
+    std::optional<Recording> recording;
+    if (!settings.replay.empty()) {
+        zlk::RecordingReader reader(settings.replay);
+        recording = readRecording(reader);
+    }
+    VirtualCamera camera(loop, settings.model.identity,
+                         recording ? recording->packetSize : settings.packetSize,
+                         settings.model.traits);
+    if (recording)
+        camera.replay(std::move(*recording), [](const std::string& line) {
+            std::cerr << "zlkcamsim: " << line << std::endl;
+        });
     for (const std::string& folder : settings.storages) camera.store().addStorage(folder);
     Plug plug(loop, camera, settings.name);
     // The answer to the last command is still to go out.
@@ -112,6 +124,8 @@ void addOptions(CLI::App& app, Settings& settings) {
     app.add_option("--packet-size", settings.packetSize, "of the bulk pipes")
         ->check(CLI::IsMember({64, 512, 1024}))
         ->capture_default_str();
+    app.add_option("--replay", settings.replay,
+                   "play the device of this recording, which zlkcam record made");
     app.add_option("--control", settings.controls,
                    "socket for commands, or - for standard input and output; repeatable");
     Quirks& quirks = settings.model.traits.quirks;
