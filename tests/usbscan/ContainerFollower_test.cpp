@@ -56,8 +56,7 @@ TEST(ContainerFollower, cutsWhereContainersAndTransfersEnd) {
     EXPECT_EQ(Cuts().piece(container(300, data, 128), false).piece(Bytes(172), true).text(),
               "128 172");
     // A head that is cut in the middle by the end of a piece, and one that is all of a transfer.
-    EXPECT_EQ(Cuts(8).piece(container(12, response, 8), false).piece(Bytes(4), true).text(),
-              "12R");
+    EXPECT_EQ(Cuts(8).piece(container(12, response, 8), false).piece(Bytes(4), true).text(), "12R");
     const Bytes most = container(19, data, 19) + Bytes(ok.begin(), ok.begin() + 1);
     EXPECT_EQ(Cuts().piece(most, false).piece(Bytes(ok.begin() + 1, ok.end()), true).text(),
               "19 12R");
