@@ -44,13 +44,17 @@ def unload(camera):
 
 
 def thumbs(camera):
-    """Without thumbnails of its own a camera gets one stock picture for all."""
+    """A camera without thumbnails of its own gets one stock picture for all of its pictures."""
     into = new_folder()
     answer = zlkcam("thumbs", into)
-    made = [pathlib.Path(thumb["file"]).read_bytes() for thumb in answer["thumbnails"]]
-    assert len(made) == len(files_below(camera.pictures)), f"{len(made)} thumbnails"
-    assert all(thumb.startswith(b"\xff\xd8") for thumb in made), "a thumbnail is no JPEG"
-    return "stock" if len(set(made)) == 1 else "ok"
+    made = {pathlib.Path(thumb["file"]).name: pathlib.Path(thumb["file"]).read_bytes()
+            for thumb in answer["thumbnails"]}
+    wanted = {f"{name}.thumb.jpg" for name in contents(camera.pictures)}
+    assert made.keys() == wanted, f"thumbnails: {sorted(made)}"
+    assert all(thumb.startswith(b"\xff\xd8") for thumb in made.values()), "one is no JPEG"
+    kinds = {thumb for name, thumb in made.items() if ".JPG" in name}
+    assert len(kinds) == 1, f"{len(kinds)} thumbnails of a camera that has none"
+    return "stock"
 
 
 def delete(camera):
@@ -134,11 +138,8 @@ def run_cell(cell, camera, log):
 
 def start_again(camera):
     """A cell that failed may have left anything; the next one gets a camera fresh from its box."""
-    if camera.place():
-        camera.unplug()
-        camera.wait_for(plugged=False)
     wait_until(lambda: not hosts(), 30, "end of the host")
-    camera.plug()
+    camera.replug()
 
 
 def main():

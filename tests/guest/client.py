@@ -110,12 +110,14 @@ class Unload:
         return self.process.poll() is not None
 
     def seconds_to_first_byte(self):
-        """From the program's start until a file has something in it that wasn't there before."""
+        """From the program's start until a file has something in it that wasn't there before; 0
+        where it ends without any."""
         def came():
             return any(size for path, size in files_below(self.into).items()
                        if self.before.get(path) != size)
-        wait_until(lambda: came() or self.ended(), 60, "first byte", poll=0.02)
-        return time.monotonic() - self.start
+        came_first = wait_until(lambda: "a byte" if came() else self.ended() and "the end", 60,
+                                "first byte", poll=0.02)
+        return time.monotonic() - self.start if came_first == "a byte" else 0
 
     def finish(self, seconds):
         """Its exit status and what it said; it is killed when it hasn't ended in time."""

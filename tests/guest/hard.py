@@ -12,7 +12,7 @@ from responders import wait_until
 
 PULLS, CLIENT_KILLS, HOST_KILLS = 10, 20, 10
 END_SECONDS = 25  # for whatever is asked of a camera that answers nothing
-UNLOAD_SECONDS = 5  # in which the random moments lie
+UNLOAD_SECONDS = 2  # in which the random moments lie
 
 
 def unload_until(camera, moment):
@@ -115,7 +115,7 @@ def silence(camera):
         if seconds > END_SECONDS:
             failures.append(f"{words[0]} took {seconds:.0f} s")
         longest = max(longest, seconds)
-        camera.thaw()
+        camera.replug()
         try:
             zlkcam("list")
         except AssertionError as error:

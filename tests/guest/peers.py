@@ -18,9 +18,7 @@ def take_away_traps(camera):
     for path, size in files_below(camera.pictures).items():
         if 1 <= (12 + size) % 512 <= 11:
             path.unlink()
-    camera.unplug()
-    camera.wait_for(plugged=False)
-    camera.plug()
+    camera.replug()
 
 
 def with_zlkcam(camera, into):

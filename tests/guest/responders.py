@@ -3,6 +3,7 @@
 Each has a folder of pictures as its storage, and says what it can't do.
 """
 
+import contextlib
 import os
 import pathlib
 import select
@@ -79,6 +80,12 @@ class Responder:
             return int((self.place() / "urbnum").read_text())
         except (OSError, TypeError):
             return 0
+
+    def replug(self):
+        """As new, in whatever state it was."""
+        self.unplug()
+        self.wait_for(plugged=False)
+        self.plug()
 
     def wait_for(self, plugged):
         wait_until(lambda: bool(self.place()) == plugged, 10, "device" if plugged else "pull")
@@ -177,13 +184,11 @@ usb_max_packet_size {self.packet:#x}
         self.wait_for(plugged=True)
 
     def unplug(self):
-        (GADGET / "UDC").write_text("\n")
+        with contextlib.suppress(OSError):  # it has left by itself, as it does after a reset
+            (GADGET / "UDC").write_text("\n")
         self.daemon.kill()
         self.daemon.wait()
 
     def freeze(self):
-        """From now on it answers nothing."""
+        """Until it is plugged in anew it answers nothing."""
         self.daemon.send_signal(signal.SIGSTOP)
-
-    def thaw(self):
-        self.daemon.send_signal(signal.SIGCONT)
