@@ -129,7 +129,7 @@ def run_cell(cell, camera, log):
     try:
         word, reason = cell(camera) or "ok", ""
     except (AssertionError, subprocess.SubprocessError, OSError, ValueError, KeyError) as error:
-        word, reason = "FAIL", f"{type(error).__name__}: {error}"
+        word, reason = "FAIL", " ".join(f"{type(error).__name__}: {error}".split())
     complaints = log.complaints()
     if complaints:
         return "FAIL", "; ".join(filter(None, [reason, "kernel: " + complaints[0]]))
