@@ -14,7 +14,8 @@
 namespace zlk::usbscan {
 namespace {
 
-constexpr std::size_t mostQueued = 8 << 20, muchQueued = mostQueued / 2;
+// What a disk may be behind: a picture that is copied in one piece, and what goes on meanwhile.
+constexpr std::size_t mostQueued = 32 << 20, muchQueued = mostQueued / 4 * 3;
 
 /// What may come to a writer (SIGXFSZ) comes as an error, and everything else to other threads.
 class WithoutSignals {
