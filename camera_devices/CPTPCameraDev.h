@@ -41,7 +41,8 @@ class CPTPCameraDev : public CImageDev {
     DeviceCode DeleteFile(std::u16string id) override;
     /// Up to 20 MiB in one piece, which can't be stopped, above that in chunks. Copies as many
     /// bytes as the object's info says. Fewer from the camera, or more, are ReadFailed; a file on
-    /// this machine that doesn't take them is PcFileUnusable.
+    /// this machine that doesn't take them is PcFileUnusable. From a camera of another maker that
+    /// gives no pieces, up to 255 MiB come in one; more is NotSupported.
     DeviceCode GetFile(std::u16string id, ObjectProgressInterface* progress,
                        HANDLE target) override;
     /// The stock picture where the camera has no thumbnail or doesn't deliver it whole. One of
@@ -110,6 +111,9 @@ class CPTPCameraDev : public CImageDev {
     // Transfers
     DeviceCode GetLargeFile(const std::u16string& id, ObjectProgressInterface* progress,
                             HANDLE target);
+    DeviceCode copyInOnePiece(std::uint32_t handle, std::uint32_t size,
+                              ObjectProgressInterface* progress, HANDLE target);
+    bool refusesPieces(std::uint32_t handle, BYTE* piece);
     bool fetchThumbnail(std::uint32_t handle, BYTE* buffer, std::uint32_t size);
     DeviceCode DeleteFile(std::uint32_t handle);
 

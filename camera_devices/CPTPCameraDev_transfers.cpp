@@ -11,8 +11,9 @@ namespace {
 
 constexpr char category[] = "CPTPCameraDev";
 
-constexpr std::uint32_t largestPiece = 20 << 20;  // an object above is copied in chunks
-constexpr std::uint32_t chunkSize = 0x40000;      // also how soon a stop takes effect
+constexpr std::uint32_t largestPiece = 20 << 20;   // an object above is copied in chunks
+constexpr std::uint32_t chunkSize = 0x40000;       // also how soon a stop takes effect
+constexpr std::uint32_t largestWhole = 255 << 20;  // of a camera that gives no chunks
 constexpr std::uint32_t largestThumbnail = 16 << 20;
 
 }  // namespace
@@ -28,16 +29,32 @@ DeviceCode CPTPCameraDev::GetFile(std::u16string id, ObjectProgressInterface* pr
         if (ptp->receivedData() == 0) return DeviceCode::ReadFailed;
         if (size == 0) return DeviceCode::Success;
         if (size > largestPiece) return GetLargeFile(id, progress, target);
-        if (picture.size() < size) picture.resize(size);
-        TraceLine(category, "GetPhotoData (%d) StartTransfer", handle);
-        ptp->getObject(handle, picture.data(), size, progress);
-        TraceLine(category, "GetPhotoData (%d) EndTransfer", handle);
-        // Of a picture that isn't what its description says, nobody knows whether it is whole.
-        if (ptp->receivedData() != size) return DeviceCode::ReadFailed;
-        const DeviceCode code = writePcFile(target, {picture.data(), size});
+        const DeviceCode code = copyInOnePiece(handle, size, progress, target);
         TraceLine(category, "GetFile (%d) Exit", handle);
         return code;
     });
+}
+
+DeviceCode CPTPCameraDev::copyInOnePiece(std::uint32_t handle, std::uint32_t size,
+                                         ObjectProgressInterface* progress, HANDLE target) {
+    if (picture.size() < size) picture.resize(size);
+    TraceLine(category, "GetPhotoData (%d) StartTransfer", handle);
+    ptp->getObject(handle, picture.data(), size, progress);
+    TraceLine(category, "GetPhotoData (%d) EndTransfer", handle);
+    // Of a picture that isn't what its description says, nobody knows whether it is whole.
+    if (ptp->receivedData() != size) return DeviceCode::ReadFailed;
+    return writePcFile(target, {picture.data(), size});
+}
+
+/// Whether a camera of another maker, which need not know the operation, gives no pieces.
+bool CPTPCameraDev::refusesPieces(std::uint32_t handle, BYTE* piece) {
+    try {
+        ptp->getPartialObject(handle, 0, chunkSize, piece);
+        return false;
+    } catch (PTPCommErrors refusal) {
+        if (!camInfo.isOtherMakers() || refusal != PTP_OPERATION_NOT_SUPPORTED) throw;
+        return true;
+    }
 }
 
 DeviceCode CPTPCameraDev::GetLargeFile(const std::u16string& id, ObjectProgressInterface* progress,
@@ -49,13 +66,18 @@ DeviceCode CPTPCameraDev::GetLargeFile(const std::u16string& id, ObjectProgressI
     if (ptp->receivedData() == 0) return DeviceCode::ReadFailed;
     if (size == 0) return DeviceCode::Success;
     const auto buffer = std::make_unique_for_overwrite<BYTE[]>(chunkSize);
+    // The first piece is asked for twice, since not all cameras give a good answer at once to the
+    // first partial read of an object.
+    if (refusesPieces(handle, buffer.get())) {
+        if (size > largestWhole) return DeviceCode::NotSupported;
+        const DeviceCode code = copyInOnePiece(handle, size, progress, target);
+        picture = {};  // so much isn't kept for the next
+        return code;
+    }
     bool stopped = false;
     for (std::uint32_t done = 0; done < size && !stopped;) {
         const std::uint32_t due = std::min(size - done, chunkSize);
-        // Always for a whole chunk: cameras cut the last one by themselves. The first is asked for
-        // twice, since not all cameras give a good answer at once to the first partial read of an
-        // object.
-        if (done == 0) ptp->getPartialObject(handle, 0, chunkSize, buffer.get());
+        // Always for a whole chunk: cameras cut the last one by themselves.
         if (ptp->getPartialObject(handle, done, chunkSize, buffer.get()) != due)
             return DeviceCode::ReadFailed;
         done += due;

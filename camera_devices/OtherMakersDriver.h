@@ -7,6 +7,8 @@
 //     formats        the descriptions, where a list can't be asked for by format
 //     folders        each folder asked for what it holds, where a list shows the root alone
 //                    (ObjectWalk)
+//     pieces         an object above 20 MiB whole, where GetPartialObject isn't supported
+//                    (CPTPCameraDev::refusesPieces)
 //     one object     refused, and the others go on (isOfOneObject)
 
 #include <vector>

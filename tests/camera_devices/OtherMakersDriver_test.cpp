@@ -145,6 +145,19 @@ TEST_F(OtherMakers, LoseTheObjectThatTheyRefuseToDescribeAndNoOther) {
     }
 }
 
+TEST_F(OtherMakers, GiveWholeWhatTheyDoNotGiveInPieces) {
+    OtherCamera camera("");
+    PtpDevice device(u"VID_0ABC&PID_0001");
+    ASSERT_TRUE(device.CheckConnection());
+    camera.tell("fault answer value=0x2005 op=0x101B count=9");
+    EXPECT_TRUE(copyOf(device, camera.large) == randomBytes(largeSize));
+    const Target target;
+    const std::uint32_t huge = camera.add("name=H.MOV size=0x10000000", 10);
+    EXPECT_EQ(device.GetFile(formatText(u"%d", huge), nullptr, target.handle.get()),
+              DeviceCode::NotSupported);
+    camera.expectNoViolations();
+}
+
 TEST_F(OtherMakers, AreListedByFormatWhereTheyCannotDoItThemselves) {
     OtherCamera camera("no-format-filter,root-only,no-count");
     OtherMakersDriver driver{wString(firstPort)};
