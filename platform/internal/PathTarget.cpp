@@ -192,7 +192,8 @@ std::optional<PathTarget::Spelling> PathTarget::spell() const {
         i = 0;
     for (; i < components_.size(); ++i) {
         Entry& entry = spelling.entry;
-        entry.folder = folder ? std::move(folder) : root_.open(spelling.way, folderFlags);
+        entry.folder = std::exchange(folder, {});
+        if (!entry.folder) entry.folder = root_.open(spelling.way, folderFlags);
         if (!entry.folder) {
             setErrorOfFolder();
             return std::nullopt;

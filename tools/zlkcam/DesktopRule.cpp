@@ -40,7 +40,7 @@ DesktopRule::DesktopRule(std::uint16_t vid, std::uint16_t pid)
           "ENV{MTP_NO_PROBE}=\"1\"\n") {}
 
 std::u16string DesktopRule::writeInto(const std::u16string& folder) const {
-    const std::u16string file = folder + u'/' + wideText(fileName_);
+    std::u16string file = folder + u'/' + wideText(fileName_);
     try {
         writeNewFile(file, text_);
     } catch (const Failure& failure) {

@@ -1,6 +1,7 @@
 #include "tools/zlkcamsim/Replay.h"
 
 #include <algorithm>
+#include <array>
 
 #include "platform/usbscan/recording/ContainerText.h"
 #include "tools/zlkcamsim/Responder.h"
@@ -70,10 +71,10 @@ const RecordedAnswer* Replay::answerTo(const Message& command) {
     const RecordedAnswer& answer = found->second[std::min(played, found->second.size() - 1)];
     ++played;
     // Whether a session is open is a matter of what was asked here, and not there.
-    const bool isSessions =
-        answer.end == End::Complete &&
-        (answer.response == response::OK || answer.response == response::SessionAlreadyOpen ||
-         answer.response == response::SessionNotOpen);
+    constexpr std::array outcomes{response::OK, response::SessionAlreadyOpen,
+                                  response::SessionNotOpen};
+    const bool isSessions = answer.end == End::Complete &&
+                            std::ranges::find(outcomes, answer.response) != outcomes.end();
     return isOfTheSession(command.code) && isSessions ? nullptr : &answer;
 }
 
