@@ -2,6 +2,7 @@
 
 #include <atomic>
 #include <cstring>
+#include <utility>
 
 #include "foundation/TraceLine.h"
 #include "platform/text.h"
@@ -68,11 +69,12 @@ void PtpSyncController::cleanupMappedFile() {
     section.close();
 }
 
-/// Of a mutex that is still held, too.
+/// Of a mutex that is still held, too. Its handle stays until the next one's: to open a mutex that
+/// this process has open costs much less than to find one among all processes.
 void PtpSyncController::letGo() {
     if (!mutex) return;
     ReleaseMutex(mutex.get());
-    mutex.reset();
+    formerMutex = std::move(mutex);
 }
 
 void PtpSyncController::makeOrOpenTable() {

@@ -46,7 +46,8 @@ class PtpSyncController : public PTPSyncInterface {
     CameraPortEntry& entryOf(const std::string& port, const TableHold& hold) const;
     CameraPortEntry copyOf(const std::string& port);
 
-    UniqueHandle mutex;  // of the port that is held
+    UniqueHandle mutex;        // of the port that is held
+    UniqueHandle formerMutex;  // of the port that was held before
     UniqueHandle tableMutex;
     SharedSection section;  // the table
 };
