@@ -33,6 +33,7 @@ constexpr auto hostPatience = 30s;
 // Whoever reads less than a container's head looks for a packet of no bytes.
 constexpr DWORD containerHead = 12;
 constexpr auto zeroPacketPatience = 100ms;
+constexpr auto recently = 100ms;
 
 bool refuse(DWORD error) {
     SetLastError(error);
@@ -258,6 +259,7 @@ bool CameraHandle::read(void* buffer, DWORD size, DWORD& done) {
         zeroDue_ = data_.flags & usbscan::zeroPacketDue;
         complete_ = data_.flags & usbscan::containerEnds;
         answered_ = data_.flags & usbscan::answerEnds;
+        if (answered_) heardAt_ = std::chrono::steady_clock::now();
     }
     return true;
 }
@@ -306,6 +308,34 @@ bool CameraHandle::ask(DWORD code, std::span<const std::byte> input, std::span<s
     if (size - sizeof head > output.size()) return refuse(ERROR_INSUFFICIENT_BUFFER);
     returned = static_cast<DWORD>(size - sizeof head);
     std::copy_n(answer + sizeof head, returned, output.begin());
+    return true;
+}
+
+/// Whether the last transaction's response was read a moment ago, and nothing has come since.
+bool CameraHandle::wasHeardLately() {
+    return answered_ && readTurn_ == turn_ &&
+           std::chrono::steady_clock::now() - heardAt_ < recently && !socket_.hasInput(0ms);
+}
+
+/// Who asks for the device's descriptor wants to know whether it still answers. One that has sent
+/// something so lately needs not be asked: between two pictures that costs as much as a small
+/// transaction.
+bool CameraHandle::askDescriptor(const USBSCAN_GET_DESCRIPTOR& wanted, std::span<std::byte> output,
+                                 DWORD& returned) {
+    const bool ofDevice = wanted.DescriptorType == 1 && wanted.Index == 0;
+    {
+        const std::lock_guard lock(receiving_);
+        if (ofDevice && descriptor_.bLength == sizeof descriptor_ && wasHeardLately()) {
+            returned = std::min<DWORD>(sizeof descriptor_, static_cast<DWORD>(output.size()));
+            std::memcpy(output.data(), &descriptor_, returned);
+            return true;
+        }
+    }
+    if (!ask(IOCTL_GET_USB_DESCRIPTOR, std::as_bytes(std::span(&wanted, 1)), output, returned))
+        return false;
+    const std::lock_guard lock(receiving_);
+    if (ofDevice && returned == sizeof descriptor_)
+        std::memcpy(&descriptor_, output.data(), sizeof descriptor_);
     return true;
 }
 
@@ -402,16 +432,16 @@ bool CameraHandle::control(DWORD code, const void* input, DWORD inputSize, void*
             const std::lock_guard lock(receiving_);
             return awaitAnswer(MessageKind::Event, out, returned);
         }
-        case IOCTL_GET_USB_DESCRIPTOR:
-            if (in.size() != sizeof(USBSCAN_GET_DESCRIPTOR)) return refuse(ERROR_INVALID_PARAMETER);
-            return ask(code, in, out, returned);
+        case IOCTL_GET_USB_DESCRIPTOR: {
+            USBSCAN_GET_DESCRIPTOR wanted;
+            if (in.size() != sizeof wanted) return refuse(ERROR_INVALID_PARAMETER);
+            std::memcpy(&wanted, in.data(), sizeof wanted);
+            return askDescriptor(wanted, out, returned);
+        }
         case IOCTL_GET_PIPE_CONFIGURATION:
             return ask(code, {}, out, returned);
-        case ZL_IOCTL_GET_DEVICE_DESCRIPTOR: {
-            const USBSCAN_GET_DESCRIPTOR ofDevice{1, 0, 0};
-            return ask(IOCTL_GET_USB_DESCRIPTOR, std::as_bytes(std::span(&ofDevice, 1)), out,
-                       returned);
-        }
+        case ZL_IOCTL_GET_DEVICE_DESCRIPTOR:
+            return askDescriptor({1, 0, 0}, out, returned);
         case ZL_IOCTL_GET_MAX_PACKET_SIZE:
             return askPacketSize(out, returned);
         default:

@@ -6,6 +6,7 @@
 // command. A control request gives up what is still to be read.
 
 #include <atomic>
+#include <chrono>
 #include <memory>
 #include <mutex>
 #include <string_view>
@@ -13,6 +14,7 @@
 #include "platform/internal/FileHandle.h"
 #include "platform/internal/ForkMark.h"
 #include "platform/internal/Handle.h"
+#include "platform/usbscan.h"
 #include "platform/usbscan/AttachedDevices.h"
 #include "platform/usbscan/HostSocket.h"
 
@@ -69,6 +71,9 @@ class CameraHandle final : public Handle {
                      std::span<const std::byte> second = {}, int descriptor = -1);
     bool ask(DWORD code, std::span<const std::byte> input, std::span<std::byte> output,
              DWORD& returned);
+    bool askDescriptor(const USBSCAN_GET_DESCRIPTOR& wanted, std::span<std::byte> output,
+                       DWORD& returned);
+    bool wasHeardLately();
     bool askPacketSize(std::span<std::byte> output, DWORD& returned);
 
     HostSocket socket_;
@@ -90,6 +95,8 @@ class CameraHandle final : public Handle {
     bool complete_ = false;   // the container that was read last is
     bool answered_ = false;   // the response is read
     bool zeroGiven_ = false;  // one was taken for read that hadn't come
+    std::chrono::steady_clock::time_point heardAt_{};  // when the response was read
+    USB_DEVICE_DESCRIPTOR descriptor_{};               // of the device, once it has told it whole
 };
 
 }  // namespace zlk::platform

@@ -28,11 +28,6 @@ USBSCAN_PIPE_CONFIGURATION pipesOf(const UsbFacts& facts) {
     return pipes;
 }
 
-// Who asks for a descriptor wants to know whether the device still answers. One that has sent
-// something so lately needs not be asked once more: between two pictures that costs as much as a
-// small transaction.
-constexpr std::chrono::milliseconds lately{100};
-
 UsbRequest descriptorRequest(std::span<const std::byte> wanted, std::uint32_t size) {
     USBSCAN_GET_DESCRIPTOR descriptor;
     std::memcpy(&descriptor, wanted.data(), sizeof descriptor);
@@ -84,15 +79,7 @@ bool ControlAnswers::answer(HostConnection& client, std::span<const std::byte> p
                input.size() == sizeof(USBSCAN_GET_DESCRIPTOR)) {
         if (std::ranges::count(waiting_, &client, &Waiting::client) == maxWaiting) return false;
         const std::uint32_t size = std::min(request.outputSize, largestDescriptor);
-        const UsbRequest asked = descriptorRequest(input, size);
-        constexpr std::uint16_t deviceDescriptor = 1 << 8;
-        const auto& known = device_.facts().deviceDescriptor;
-        if (asked.value == deviceDescriptor && EventLoop::Clock::now() - heardAt_ < lately) {
-            const auto part = std::span(known).first(std::min<std::size_t>(size, known.size()));
-            send(client, {request.question, ERROR_SUCCESS}, part);
-            return true;
-        }
-        waiting_.push_back({&client, request.question, asked});
+        waiting_.push_back({&client, request.question, descriptorRequest(input, size)});
         if (waiting_.size() == 1) ask();
     } else {
         send(client, {request.question, ERROR_NOT_SUPPORTED});

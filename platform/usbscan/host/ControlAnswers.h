@@ -14,11 +14,9 @@ std::uint32_t lastErrorOf(UsbStatus status);
 
 class ControlAnswers {
   public:
-    /// `heardAt`, when the device has sent something last, stays its owner's. `gone` is called
-    /// where the device turns out to be.
-    ControlAnswers(UsbDevice& device, ControlQueue& controls,
-                   const EventLoop::Clock::time_point& heardAt, std::function<void()> gone)
-        : device_(device), controls_(controls), heardAt_(heardAt), gone_(std::move(gone)) {}
+    /// `gone` is called where the device turns out to be.
+    ControlAnswers(UsbDevice& device, ControlQueue& controls, std::function<void()> gone)
+        : device_(device), controls_(controls), gone_(std::move(gone)) {}
 
     /// The payload of a Control message; false if it is none, or too many are unanswered.
     bool answer(HostConnection& client, std::span<const std::byte> payload);
@@ -35,7 +33,6 @@ class ControlAnswers {
 
     UsbDevice& device_;
     ControlQueue& controls_;
-    const EventLoop::Clock::time_point& heardAt_;
     const std::function<void()> gone_;
     std::deque<Waiting> waiting_;  // the first one is asked; so a recovery waits for one at most
 };

@@ -67,7 +67,7 @@ class DeviceHost::Impl final : UsbDevice::Listener, HostConnection::Owner {
           ended_(std::move(ended)),
           follower_(device_->facts().bulkIn.maximumPacketSize),
           controls_(*device_),
-          answers_(*device_, controls_, heardAt_, [this] { deviceGone(); }),
+          answers_(*device_, controls_, [this] { deviceGone(); }),
           recovery_(loop, *device_, controls_),
           events_(loop, *device_),
           recording_(
@@ -422,7 +422,6 @@ class DeviceHost::Impl final : UsbDevice::Listener, HostConnection::Owner {
                 data(cut, cut.isHeld ? nullptr : piece.keeper);
         }
         transaction_.heard = true;
-        heardAt_ = EventLoop::Clock::now();
         mute_.clear();
         if (transaction_.open) watchProgress();
         closeIfComplete();
@@ -487,7 +486,6 @@ class DeviceHost::Impl final : UsbDevice::Listener, HostConnection::Owner {
     ContainerFollower follower_;
     std::bitset<65536> bringsMuch_;  // by operation, as it was the last time
 
-    EventLoop::Clock::time_point heardAt_{};  // when the device has sent something last
     ControlQueue controls_;
     ControlAnswers answers_;
     Recovery recovery_;
