@@ -51,6 +51,7 @@ int openWithoutLinks(int base, const std::string& way, int flags) noexcept {
 Descriptor PathRoot::open(const std::string& way, int flags) const {
     const int base = folder_ ? folder_.get() : AT_FDCWD;
     flags |= O_CLOEXEC;
+    if (ofMachine_) return Descriptor(::open(('/' + way).c_str(), flags));
     if (!fenced_) return Descriptor(::openat(base, way.c_str(), flags));
     return Descriptor(kernelFences() ? openBeneath(base, way.c_str(), flags)
                                      : openWithoutLinks(base, way, flags));

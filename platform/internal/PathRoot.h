@@ -19,6 +19,12 @@ class PathRoot {
     PathRoot() = default;
     PathRoot(Descriptor folder, bool fenced) noexcept
         : folder_(std::move(folder)), fenced_(fenced) {}
+    /// The machine's own root, without a fence.
+    static PathRoot ofMachine() {
+        PathRoot root;
+        root.ofMachine_ = true;
+        return root;
+    }
 
     bool isFenced() const noexcept { return fenced_; }
 
@@ -28,7 +34,7 @@ class PathRoot {
 
   private:
     Descriptor folder_;
-    bool fenced_ = false;
+    bool fenced_ = false, ofMachine_ = false;
 };
 
 }  // namespace zlk::platform

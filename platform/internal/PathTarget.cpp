@@ -134,8 +134,7 @@ std::optional<PathTarget> PathTarget::find(const DeviceName& name) {
         case Form::Current:
             return PathTarget(PathRoot(), std::move(below), false);
         case Form::Machine:
-            folder = Descriptor(::open("/", folderFlags));
-            break;
+            return PathTarget(PathRoot::ofMachine(), std::move(below), false);
         case Form::Drive:
             folder = openDriveFolder(name.letter);
             break;
@@ -144,9 +143,8 @@ std::optional<PathTarget> PathTarget::find(const DeviceName& name) {
             break;
     }
     if (!folder) return std::nullopt;
-    const bool anyCase = name.form != Form::Machine;
-    const bool fenced = anyCase && name.letter != machineLetter;
-    return PathTarget(PathRoot(std::move(folder), fenced), std::move(below), anyCase);
+    return PathTarget(PathRoot(std::move(folder), name.letter != machineLetter), std::move(below),
+                      true);
 }
 
 Descriptor PathTarget::open(int flags) {

@@ -16,7 +16,7 @@ namespace zlk::platform {
 
 class PathTarget {
   public:
-    /// Opens the folder that the path starts from; none with the last error. The text must outlive
+    /// Finds the folder that the path starts from; none with the last error. The text must outlive
     /// the object.
     static std::optional<PathTarget> find(const WCHAR* path);
     static std::optional<PathTarget> find(const DeviceName& name);

@@ -7,7 +7,6 @@
 
 #include "platform/clock.h"
 #include "platform/files.h"
-#include "platform/named_objects.h"
 #include "tools/zlkcam/Failure.h"
 #include "tools/zlkcam/Text.h"
 
@@ -211,29 +210,36 @@ bool TargetFolder::takeNext(Namesakes& namesakes, const std::u16string& file) {
     return true;
 }
 
-TargetFolder::Placed TargetFolder::place(const std::u16string& part, const std::u16string& file) {
+TargetFolder::Placed TargetFolder::place(HiddenFile& part, const std::u16string& file) {
     const std::lock_guard lock(namesakesInUse_);
     Namesakes& namesakes = namesakesOf(file);
     std::uint64_t size = 0;
-    if (!fileSize(part, size)) throwUnusable(part, "Reading");
+    if (!part.size(size)) throwUnusable(part.name(), "Reading");
     const auto isCopy = [&](const std::u16string& candidate) {
-        return !liesIn(candidate, device_) && sameContent(part, candidate);
+        return !liesIn(candidate, device_) && sameContent(part.name(), candidate);
+    };
+    const auto remove = [&] {
+        DeleteFileW(part.name().c_str());
+        part.letGo();
     };
     const auto [first, last] = namesakes.bySize.equal_range(size);
     const auto copy = std::find_if(
         first, last, [&](const auto& namesake) { return isCopy(namesake.second.file); });
     if (copy != last) {
         copy->second.isCounted = true;
-        DeleteFileW(part.c_str());
+        remove();
         return {copy->second.file, true};
     }
     while (namesakes.next < maxCollisions) {
         const std::u16string candidate = numbered(file, namesakes.next++);
-        const bool isPlaced = MoveFileW(part.c_str(), candidate.c_str());
+        const bool isPlaced = MoveFileW(part.name().c_str(), candidate.c_str());
         if (!isPlaced && GetLastError() != ERROR_ALREADY_EXISTS) throwUnusable(candidate, "Making");
         // What has the name by now is somebody else's, or has it in capitals.
         if (!isPlaced && !isCopy(candidate)) continue;
-        if (!isPlaced) DeleteFileW(part.c_str());
+        if (isPlaced)
+            part.letGo();
+        else
+            remove();
         namesakes.bySize.emplace(size, Namesake{candidate, 0, true});
         return {candidate, !isPlaced};
     }
@@ -295,12 +301,19 @@ std::u16string hiddenName(const std::u16string& file, const std::u16string& run,
            std::u16string(kind);
 }
 
-HiddenFile::HiddenFile(std::u16string name) : name_(std::move(name)) {
-    if (!makeNew(name_)) throwUnusable(name_, "Making");
+HiddenFile::HiddenFile(std::u16string name) : name_(std::move(name)), file_(makeNew(name_)) {
+    if (!file_) throwUnusable(name_, "Making");
 }
 
 HiddenFile::~HiddenFile() {
     if (!name_.empty()) DeleteFileW(name_.c_str());
+}
+
+bool HiddenFile::size(std::uint64_t& bytes) const {
+    LARGE_INTEGER size{};
+    if (!GetFileSizeEx(file_.get(), &size)) return false;
+    bytes = static_cast<std::uint64_t>(size.QuadPart);
+    return true;
 }
 
 bool sameContent(const std::u16string& a, const std::u16string& b) {
@@ -325,12 +338,6 @@ bool sameContent(const std::u16string& a, const std::u16string& b) {
 bool flushFile(const std::u16string& file) {
     const UniqueHandle handle = open(file, GENERIC_READ | GENERIC_WRITE);
     return handle && FlushFileBuffers(handle.get());
-}
-
-bool setModified(const std::u16string& file, std::int64_t seconds) {
-    const UniqueHandle handle = open(file, GENERIC_READ | GENERIC_WRITE);
-    const FILETIME time = fileTimeFromUnix(seconds, 0);
-    return handle && SetFileTime(handle.get(), nullptr, nullptr, &time);
 }
 
 bool fileSize(const std::u16string& file, std::uint64_t& size) {

@@ -19,9 +19,32 @@
 #include <utility>
 #include <vector>
 
+#include "platform/named_objects.h"
 #include "platform/types.h"
 
 namespace zlk {
+
+/// A file that must not outlive its use under its hidden name.
+class HiddenFile {
+  public:
+    /// Makes it, and writes into nothing that has the name; throws Failure (FileUnusable).
+    explicit HiddenFile(std::u16string name);
+    ~HiddenFile();
+    HiddenFile(HiddenFile&& other) noexcept
+        : name_(std::exchange(other.name_, {})), file_(std::move(other.file_)) {}
+    HiddenFile& operator=(HiddenFile&&) = delete;
+    const std::u16string& name() const { return name_; }
+    /// For reading and writing, whatever its name is. Others may open it meanwhile.
+    HANDLE handle() const { return file_.get(); }
+    /// False with the last error.
+    bool size(std::uint64_t& bytes) const;
+    /// It has another name now, or none, and is nobody's to take away.
+    void letGo() { name_.clear(); }
+
+  private:
+    std::u16string name_;
+    UniqueHandle file_;
+};
 
 class TargetFolder {
   public:
@@ -50,7 +73,7 @@ class TargetFolder {
         std::u16string file;
         bool wasThere = false;
     };
-    Placed place(const std::u16string& part, const std::u16string& file);
+    Placed place(HiddenFile& part, const std::u16string& file);
 
     /// The file among `name`, `name (2)`... with this size and modification time, to the two
     /// seconds that a card's clock has; empty if there is none. A link to the device is none, nor
@@ -98,29 +121,11 @@ std::u16string newRun();
 std::u16string hiddenName(const std::u16string& file, const std::u16string& run,
                           std::u16string_view kind);
 
-/// A file that must not outlive its use under its hidden name; once it has been moved there is
-/// none.
-class HiddenFile {
-  public:
-    /// Makes it, and writes into nothing that has the name; throws Failure (FileUnusable).
-    explicit HiddenFile(std::u16string name);
-    ~HiddenFile();
-    HiddenFile(HiddenFile&& other) noexcept : name_(std::exchange(other.name_, {})) {}
-    HiddenFile& operator=(HiddenFile&&) = delete;
-    const std::u16string& name() const { return name_; }
-
-  private:
-    std::u16string name_;
-};
-
 /// Whether two files have the same bytes; false also where one can't be read.
 bool sameContent(const std::u16string& a, const std::u16string& b);
 
 /// Waits until the bytes of a file are on the disk; false with the last error.
 bool flushFile(const std::u16string& file);
-
-/// The time of its last change, in seconds since 1970 UTC; false with the last error.
-bool setModified(const std::u16string& file, std::int64_t seconds);
 
 /// Bytes of a file; false with the last error.
 bool fileSize(const std::u16string& file, std::uint64_t& size);

@@ -56,17 +56,13 @@ std::u16string readTextFile(const std::u16string& path) {
 }
 
 void writeNewFile(const std::u16string& path, std::string_view bytes) {
-    const HiddenFile part(hiddenName(path, newRun(), u"part"));
-    UniqueHandle file(CreateFileW(part.name().c_str(), GENERIC_READ | GENERIC_WRITE,
-                                  FILE_SHARE_READ, nullptr, OPEN_EXISTING, FILE_ATTRIBUTE_NORMAL,
-                                  nullptr));
+    HiddenFile part(hiddenName(path, newRun(), u"part"));
     DWORD written = 0;
     const auto size = static_cast<DWORD>(bytes.size());
-    if (!file || !WriteFile(file.get(), bytes.data(), size, &written, nullptr) ||
-        !FlushFileBuffers(file.get()))
+    if (!WriteFile(part.handle(), bytes.data(), size, &written, nullptr) ||
+        !FlushFileBuffers(part.handle()) || !MoveFileW(part.name().c_str(), path.c_str()))
         fail(path, reasonText());
-    file.reset();
-    if (!MoveFileW(part.name().c_str(), path.c_str())) fail(path, reasonText());
+    part.letGo();
 }
 
 }  // namespace zlk

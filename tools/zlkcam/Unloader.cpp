@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <unordered_map>
 
+#include "platform/clock.h"
 #include "platform/files.h"
 #include "tools/zlkcam/ProgressCallback.h"
 #include "tools/zlkcam/StopFlag.h"
@@ -41,8 +42,8 @@ struct SourceState {
 
 /// Some disks tell only here what they couldn't write, and a name must outlive a power cut only
 /// together with the bytes.
-void writeThrough(const std::u16string& part) {
-    if (!flushFile(part))
+void writeThrough(const HiddenFile& part) {
+    if (!FlushFileBuffers(part.handle()))
         throw Failure(ExitStatus::FileUnusable,
                       "The copy can't be completed on the disk: " + reasonText() + ".");
 }
@@ -120,18 +121,18 @@ void Unloader::copyFile(UnloadedFile& file, ProgressBar& bar) {
     // Two files of one name have one hidden name too.
     if (arrived_ && equalIgnoringCase(arrived_->part.name(), hidden)) awaitName(bar);
     HiddenFile part(hidden);
-    fetch(file, part.name(), {bar, 0, options_.verify ? 50 : 100});
+    fetch(file, part, {bar, 0, options_.verify ? 50 : 100});
     if (SourceState(*file.record) != source)
         throw Failure(ExitStatus::ReadFailed, "It changed while it was copied.");
     if (options_.verify) {
-        verify(file, part.name(), target_.hiddenName(wanted, u"check"), {bar, 50, 50});
+        verify(file, part, target_.hiddenName(wanted, u"check"), {bar, 50, 50});
         // Of nothing that a camera says it has, it delivers nothing to compare.
         file.verified = source.size > 0 || isPath(file.record->id);
     }
     awaitName(bar);
     arrived_.emplace(Arrived{file, std::move(part), {}});
-    arrived_->named = std::async(
-        std::launch::async, [this, &file, wanted] { name(file, arrived_->part.name(), wanted); });
+    arrived_->named = std::async(std::launch::async,
+                                 [this, &file, wanted] { name(file, arrived_->part, wanted); });
 }
 
 void Unloader::awaitName(ProgressBar& bar) {
@@ -146,14 +147,14 @@ void Unloader::awaitName(ProgressBar& bar) {
     report(file, bar);
 }
 
-void Unloader::name(UnloadedFile& file, const std::u16string& part,
-                    const std::u16string& wanted) const {
+void Unloader::name(UnloadedFile& file, HiddenFile& part, const std::u16string& wanted) const {
     writeThrough(part);
     const TargetFolder::Placed placed = target_.place(part, wanted);
     if (!placed.wasThere) {
         // Not before: a hidden file that looks old is a leftover. Not all disks let everybody set
         // it, and a copy is one without it.
-        if (file.modified >= 0) setModified(placed.file, file.modified);
+        const FILETIME time = fileTimeFromUnix(file.modified, 0);
+        if (file.modified >= 0) SetFileTime(part.handle(), nullptr, nullptr, &time);
     } else if (file.verified && !flushFile(placed.file)) {
         // Somebody else's file counts as this copy now.
         file.verified = false;
@@ -166,17 +167,17 @@ void Unloader::name(UnloadedFile& file, const std::u16string& part,
     file.outcome = placed.wasThere ? Outcome::WasThere : Outcome::Copied;
 }
 
-void Unloader::fetch(const UnloadedFile& file, const std::u16string& into, BarShare share) {
+void Unloader::fetch(const UnloadedFile& file, const HiddenFile& into, BarShare share) {
     ProgressCallback callback([share](int percent) {
         share.bar.progress(share.start + percent * share.size / 100);
         return !StopFlag::raised();
     });
-    const HRESULT result = session_->SaveFileData(Bstr(file.record->id).get(), Bstr(into).get(),
+    const HRESULT result = session_->SaveFileData(Bstr(file.record->id).get(), Bstr(into.name()).get(),
                                                   callback.asArgument());
-    if (result != S_OK) throwFetchFailure(session_.errorCode(), into);
+    if (result != S_OK) throwFetchFailure(session_.errorCode(), into.name());
     // A stopped copy is a success to the components; one that had arrived whole is a success.
     std::uint64_t size = 0;
-    if (fileSize(into, size) && size == file.size) return;
+    if (into.size(size) && size == file.size) return;
     if (StopFlag::raised()) throw stopped();
     throw Failure(ExitStatus::ReadFailed, "Only " + std::to_string(size) + " of " +
                                               std::to_string(file.size) + " bytes arrived.");
@@ -197,11 +198,11 @@ void Unloader::throwFetchFailure(LONG code, const std::u16string& into) {
     throw deviceFailure(code, session_.device(), "Reading it");
 }
 
-void Unloader::verify(const UnloadedFile& file, const std::u16string& part,
-                      const std::u16string& check, BarShare share) {
+void Unloader::verify(const UnloadedFile& file, const HiddenFile& part, const std::u16string& check,
+                      BarShare share) {
     const HiddenFile second(check);
-    fetch(file, second.name(), share);
-    if (!sameContent(part, second.name()))
+    fetch(file, second, share);
+    if (!sameContent(part.name(), second.name()))
         throw Failure(ExitStatus::NotVerified, "Reading it twice gave different bytes.",
                       "Clean the contacts of the card, or try another reader.");
 }

@@ -59,7 +59,7 @@ class Unloader {
     };
     void copyFile(UnloadedFile& file, ProgressBar& bar);
     /// Moves a copy to its name once its bytes are on the disk; from a thread of its own.
-    void name(UnloadedFile& file, const std::u16string& part, const std::u16string& wanted) const;
+    void name(UnloadedFile& file, HiddenFile& part, const std::u16string& wanted) const;
     /// Waits for the copy that arrived last.
     void awaitName(ProgressBar& bar);
     void report(const UnloadedFile& file, ProgressBar& bar) const;
@@ -68,8 +68,8 @@ class Unloader {
         ProgressBar& bar;
         int start, size;
     };
-    void fetch(const UnloadedFile& file, const std::u16string& into, BarShare share);
-    void verify(const UnloadedFile& file, const std::u16string& part, const std::u16string& check,
+    void fetch(const UnloadedFile& file, const HiddenFile& into, BarShare share);
+    void verify(const UnloadedFile& file, const HiddenFile& part, const std::u16string& check,
                 BarShare share);
     [[noreturn]] void throwFetchFailure(LONG code, const std::u16string& into);
     void noteFailure(UnloadedFile& file, const Failure& failure);

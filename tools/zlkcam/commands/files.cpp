@@ -63,10 +63,10 @@ bool noteFailure(Tool& tool, const PhotoSession& session, const FileRecord& file
 void saveThumbnail(Tool& tool, const PhotoSession& session, TargetFolder& target,
                    const FileRecord& file, const std::u16string& wanted) {
     target.makeFoldersOf(wanted);
-    const HiddenFile part(target.hiddenName(wanted, u"part"));
+    HiddenFile part(target.hiddenName(wanted, u"part"));
     session.require(session->SaveThumbnail(Bstr(file.id).get(), Bstr(part.name()).get()),
                     "Making the thumbnail");
-    const std::u16string placed = target.place(part.name(), wanted).file;
+    const std::u16string placed = target.place(part, wanted).file;
     tool.say(utf8Text(file.cameraPath) + " -> " + utf8Text(placed));
     tool.answer.member("file", placed);
 }
