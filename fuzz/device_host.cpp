@@ -27,10 +27,10 @@ class InventedDevice final : public UsbDevice {
 
     const UsbFacts& facts() const override { return facts_; }
     void setListener(Listener* listener) override { listener_ = listener; }
-    void read(std::uint64_t) override {
+    void read(std::uint64_t, bool) override {
         if (!std::exchange(reading_, true)) post([this] { speak(); });
     }
-    void stopReading() override { reading_ = false; }
+    bool stopReading() override { return std::exchange(reading_, false); }
     void write(std::span<const std::byte>, bool, Done done) override {
         post([this, done = std::move(done)] { done(status()); });
     }

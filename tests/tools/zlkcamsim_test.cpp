@@ -500,7 +500,7 @@ TEST_F(CameraTest, KeepsFourPiecesOutUntilTheyAreGivenBack) {
     } listener;
     SimulatedDevice device(loop, *camera);
     device.setListener(&listener);
-    device.read(1u << 30);
+    device.read(1u << 30, false);
     EXPECT_THAT(listener.pieces, IsEmpty());  // reports come from the loop
     // A turn of the loop for each task that posts the next one; the file has 16 pieces.
     int turns = 0;

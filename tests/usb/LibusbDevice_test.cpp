@@ -101,8 +101,8 @@ TEST_P(OnKernels, TransfersAreReadByteForByteAndEndWhereTheyDo) {
     for (const std::size_t size : sizes())
         sent.push_back({pattern(size, static_cast<unsigned>(size)), true});
     for (const Transfer& transfer : sent) bench.function.send(transfer);
-    device->read(everything);
-    device->read(everything);
+    device->read(everything, false);
+    device->read(everything, false);
     EXPECT_TRUE(bench.inbox.transfers.empty()) << "reported from inside of the call";
     EXPECT_TRUE(bench.loop.until([&] {
         return bench.inbox.transfers.size() == sent.size() && bench.inbox.transfers.back().ended;
@@ -130,7 +130,7 @@ TEST_P(OnKernels, AStallIsReportedBehindWhatCameBeforeItAndCanBeCleared) {
     bench.function.send(part);
     bench.function.answer(ScriptedFunction::bulkIn, PipeAnswer::Stalled);
     bench.function.answer(ScriptedFunction::bulkOut, PipeAnswer::Stalled);
-    device->read(everything);
+    device->read(everything, false);
     ASSERT_TRUE(bench.loop.until([&] { return !bench.inbox.stopped.empty(); }));
     EXPECT_THAT(bench.inbox.stopped, testing::ElementsAre(UsbStatus::Stalled));
     EXPECT_TRUE((bench.inbox.transfers == std::vector{part}));
@@ -140,7 +140,7 @@ TEST_P(OnKernels, AStallIsReportedBehindWhatCameBeforeItAndCanBeCleared) {
     EXPECT_TRUE(device->clearHalt(ScriptedFunction::bulkOut));
     bench.inbox.transfers.clear();
     bench.function.send(next);
-    device->read(everything);
+    device->read(everything, false);
     ASSERT_TRUE(bench.loop.until([&] { return !bench.inbox.transfers.empty(); }));
     EXPECT_TRUE((bench.inbox.transfers == std::vector{next}));
     EXPECT_EQ(bench.write(*device, pattern(100, 3), true), UsbStatus::Done);
@@ -149,10 +149,10 @@ TEST_P(OnKernels, AStallIsReportedBehindWhatCameBeforeItAndCanBeCleared) {
 
 TEST_P(OnKernels, ReadingThatWasStoppedGoesOnWithoutALoss) {
     bench.function.send({pattern(2 * packet, 1), false});
-    device->read(everything);
+    device->read(everything, false);
     ASSERT_TRUE(bench.loop.until([&] { return bench.function.given == 2u * packet; }));
     device->stopReading();
-    device->read(everything);
+    device->read(everything, false);
     bench.function.send({pattern(1000, 2), true});
     ASSERT_TRUE(bench.loop.until(
         [&] { return !bench.inbox.transfers.empty() && bench.inbox.transfers.back().ended; }));
@@ -191,7 +191,7 @@ TEST(LibusbDevice, AnInterruptComesWhileBulkTransfersRun) {
     const auto device = bench.open();
     bench.inbox.holds = true;
     bench.function.send({pattern(4 << 20, 1), true});
-    device->read(everything);
+    device->read(everything, false);
     Bytes event;
     device->waitForInterrupt([&](UsbStatus status, std::span<const std::byte> bytes) {
         EXPECT_EQ(status, UsbStatus::Done);
@@ -211,7 +211,7 @@ TEST(LibusbDevice, ReadsNoFurtherThanItsPiecesAreGivenBack) {
     bench.inbox.holds = true;
     const Transfer transfer{pattern(3 << 20, 1), true};
     bench.function.send(transfer);
-    device->read(everything);
+    device->read(everything, false);
     ASSERT_TRUE(bench.loop.until([&] { return bench.inbox.held.size() == usbscan::areaSlots; }));
     bench.loop.settle();
     EXPECT_EQ(bench.function.given, 4u * usbscan::areaSlotSize);
@@ -231,13 +231,38 @@ TEST(LibusbDevice, ReadsNoFurtherThanItsPiecesAreGivenBack) {
     EXPECT_TRUE(std::ranges::equal(last.bytes, kept)) << "a piece outlives its device";
 }
 
+TEST(LibusbDevice, AsksForOneTransferBesidesWhatIsDueAndNoMore) {
+    Bench bench;
+    const auto device = bench.open();
+    const Transfer data{pattern(700, 1), true}, response{pattern(12, 2), true},
+        next{pattern(20, 3), true};
+    for (const Transfer& transfer : {data, response, next}) bench.function.send(transfer);
+    device->read(1024, true);
+    device->read(1024, true);
+    ASSERT_TRUE(bench.loop.until([&] { return bench.inbox.bytes >= 712; }));
+    bench.loop.settle();
+    EXPECT_TRUE((bench.inbox.transfers == std::vector{data, response}));
+    EXPECT_FALSE(device->stopReading());
+
+    // The one besides is what was due next.
+    bench.function.send(response);
+    device->read(512, true);
+    device->read(512, false);
+    ASSERT_TRUE(bench.loop.until([&] { return bench.inbox.bytes >= 744; }));
+    bench.loop.settle();
+    EXPECT_EQ(bench.inbox.transfers.size(), 4u);
+    EXPECT_FALSE(device->stopReading());
+    device->read(512, true);
+    EXPECT_TRUE(device->stopReading());
+}
+
 TEST(LibusbDevice, MakesDoWithTheMemoryThatTheKernelHas) {
     for (const std::size_t memory : {300'000, 128 * 1024, 40'000}) {
         Bench bench(512, {.memory = memory});
         const auto device = bench.open();
         const Transfer transfer{pattern(1'000'000, 1), true};
         bench.function.send(transfer);
-        device->read(everything);
+        device->read(everything, false);
         ASSERT_TRUE(bench.loop.until([&] {
             return !bench.inbox.stopped.empty() ||
                    (!bench.inbox.transfers.empty() && bench.inbox.transfers.back().ended);
@@ -247,7 +272,7 @@ TEST(LibusbDevice, MakesDoWithTheMemoryThatTheKernelHas) {
     }
     Bench bench(512, {.memory = 100});
     const auto device = bench.open();
-    device->read(everything);
+    device->read(everything, false);
     EXPECT_TRUE(bench.inbox.stopped.empty()) << "reported from inside of the call";
     ASSERT_TRUE(bench.loop.until([&] { return !bench.inbox.stopped.empty(); }));
     EXPECT_EQ(bench.inbox.stopped.front(), UsbStatus::Failed);
@@ -275,7 +300,7 @@ TEST(LibusbDevice, CancelsWhatTheDeviceHoldsBack) {
 TEST(LibusbDevice, AResetEndsWhatIsUnderWayAndLeavesTheDeviceUsable) {
     Bench bench;
     const auto device = bench.open();
-    device->read(everything);
+    device->read(everything, false);
     std::optional<UsbStatus> event;
     device->waitForInterrupt([&](UsbStatus status, auto) { event = status; });
     bench.loop.settle();
@@ -287,7 +312,7 @@ TEST(LibusbDevice, AResetEndsWhatIsUnderWayAndLeavesTheDeviceUsable) {
     EXPECT_THAT(bench.inbox.transfers, testing::IsEmpty()) << "a packet that nobody sent";
 
     bench.function.send({pattern(9, 1), true});
-    device->read(everything);
+    device->read(everything, false);
     ASSERT_TRUE(bench.loop.until([&] { return !bench.inbox.transfers.empty(); }));
     EXPECT_EQ(bench.write(*device, pattern(10, 2), true), UsbStatus::Done);
 }
@@ -298,12 +323,12 @@ TEST(LibusbDevice, NothingIsReportedBehindItsEnd) {
     bench.function.answer(ScriptedFunction::bulkOut, PipeAnswer::NotNow);
     int reports = 0;
     const Bytes bytes = pattern(1000, 1);
-    device->read(everything);
+    device->read(everything, false);
     device->write(bytes, true, [&](UsbStatus) { ++reports; });
     device->waitForInterrupt([&](UsbStatus, auto) { ++reports; });
     // What ends here is due to be reported when the device is gone.
     EXPECT_TRUE(device->reset());
-    device->read(everything);
+    device->read(everything, false);
     device.reset();
     bench.function.send({bytes, true});
     bench.loop.settle();
@@ -317,7 +342,7 @@ TEST(LibusbDevice, AnErrorOnTheWireFailsTheTransferAndNotTheDevice) {
     const auto device = bench.open();
     for (const auto pipe : {ScriptedFunction::bulkIn, ScriptedFunction::bulkOut})
         bench.function.answer(pipe, PipeAnswer::Broken);
-    device->read(everything);
+    device->read(everything, false);
     ASSERT_TRUE(bench.loop.until([&] { return !bench.inbox.stopped.empty(); }));
     EXPECT_THAT(bench.inbox.stopped, testing::ElementsAre(UsbStatus::Failed));
     EXPECT_EQ(bench.write(*device, pattern(10, 2), true), UsbStatus::Failed);
@@ -358,7 +383,7 @@ TEST(LibusbDevice, UnpluggingEndsEverythingAndTheNextDeviceIsAnotherOne) {
     bench.function.answer(ScriptedFunction::bulkOut, PipeAnswer::NotNow);
     std::vector<UsbStatus> ends;
     const Bytes bytes = pattern(1000, 1);
-    device->read(everything);
+    device->read(everything, false);
     device->write(bytes, true, [&](UsbStatus status) { ends.push_back(status); });
     device->waitForInterrupt([&](UsbStatus status, auto) { ends.push_back(status); });
     bench.loop.settle();

@@ -41,8 +41,8 @@ class QuietDevice final : public UsbDevice {
     }
     const UsbFacts& facts() const override { return facts_; }
     void setListener(Listener* heard) override { listener = heard; }
-    void read(std::uint64_t) override {}
-    void stopReading() override {}
+    void read(std::uint64_t, bool) override {}
+    bool stopReading() override { return false; }
     void write(std::span<const std::byte>, bool, Done done) override {
         ++writes;
         loop_.post([done] { done(UsbStatus::Done); });

@@ -87,7 +87,8 @@ std::shared_ptr<const void> SimulatedDevice::counted(std::shared_ptr<const void>
             }};
 }
 
-void SimulatedDevice::read(std::uint64_t due) {
+/// What comes next costs nothing to ask for once it is due.
+void SimulatedDevice::read(std::uint64_t due, bool) {
     due_ = due;
     schedule();
 }

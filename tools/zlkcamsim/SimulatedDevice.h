@@ -3,6 +3,7 @@
 // bytes to the host stay where the device has them.
 
 #include <memory>
+#include <utility>
 #include <vector>
 
 #include "platform/usbscan/host/EventLoop.h"
@@ -19,8 +20,8 @@ class SimulatedDevice final : public usbscan::UsbDevice {
 
     const usbscan::UsbFacts& facts() const override { return facts_; }
     void setListener(Listener* listener) override { listener_ = listener; }
-    void read(std::uint64_t due) override;
-    void stopReading() override { due_ = 0; }
+    void read(std::uint64_t due, bool andNext) override;
+    bool stopReading() override { return std::exchange(due_, 0) > 0; }
     void write(std::span<const std::byte> bytes, bool zeroPacket, Done done) override;
     void cancelWrite() override;
     void control(const usbscan::UsbRequest& request, DoneWithBytes done) override;

@@ -130,6 +130,7 @@ class DeviceHost::Impl final : UsbDevice::Listener, HostConnection::Owner {
         bool answered = false;     // its response is out
         bool sending = false;      // a data phase isn't written to its end
         bool heard = false;        // the device has sent something since its command
+        bool dataEnded = false;    // a data phase towards us is read to its end
         bool cleared = false;      // a halt of the pipe that it found
         unsigned zeroPackets = 0;  // with nothing between them
     };
@@ -291,7 +292,10 @@ class DeviceHost::Impl final : UsbDevice::Listener, HostConnection::Owner {
     /// out of step over reads that have to be taken back.
     void readOn() {
         const bool wanted = transaction_.open && !transaction_.answered;
-        if (wanted && !transaction_.sending && !writer_) device_->read(follower_.due());
+        if (!wanted || transaction_.sending || writer_) return;
+        // The response is at hand with the data's end, which saves waiting for it by itself.
+        const bool andResponse = bringsData_[transaction_.code] && !transaction_.dataEnded;
+        device_->read(follower_.due(), andResponse);
     }
 
     void write(HostConnection& from, const WritePart& part) {
@@ -359,11 +363,11 @@ class DeviceHost::Impl final : UsbDevice::Listener, HostConnection::Owner {
         transaction_.open = false;
         progress_.stop();
         recoveriesInARow_ = 0;
+        const bool isLeft = device_->stopReading();
+        bringsData_[transaction_.code] = transaction_.dataEnded && !isLeft;
         if (zeroPacketOwed_) {
-            device_->read(1);
+            device_->read(1, false);
             lateZeroPacket_.start(zeroPacketPatience, [this] { device_->stopReading(); });
-        } else {
-            device_->stopReading();
         }
         nextCommand();
     }
@@ -445,8 +449,10 @@ class DeviceHost::Impl final : UsbDevice::Listener, HostConnection::Owner {
                           (cut.endsContainer ? containerEnds : 0) |
                           (cut.endsResponse ? answerEnds : 0);
         // Most operations bring little data, or much, each time.
-        if (cut.endsData)
+        if (cut.endsData) {
             bringsMuch_[transaction_.code] = cut.container > ContainerFollower::dueOfUnknown;
+            transaction_.dataEnded = true;
+        }
         // The end of the data is of no use to anybody who hasn't got the response.
         transaction_.owner->send(
             {0, MessageKind::Data, static_cast<std::uint8_t>(flags), transaction_.turn}, cut.bytes,
@@ -484,7 +490,9 @@ class DeviceHost::Impl final : UsbDevice::Listener, HostConnection::Owner {
     bool zeroPacketOwed_ = false;
     std::vector<ContainerCut> cuts_;
     ContainerFollower follower_;
-    std::bitset<65536> bringsMuch_;  // by operation, as it was the last time
+    // By operation, as it was the last time.
+    std::bitset<65536> bringsMuch_;  // data of more than a packet
+    std::bitset<65536> bringsData_;  // data and a response, and nothing was left to be taken back
 
     ControlQueue controls_;
     ControlAnswers answers_;

@@ -17,8 +17,8 @@ class RecordingDevice final : public UsbDevice, private UsbDevice::Listener {
 
     const UsbFacts& facts() const override { return device_->facts(); }
     void setListener(UsbDevice::Listener* listener) override { listener_ = listener; }
-    void read(std::uint64_t due) override { device_->read(due); }
-    void stopReading() override { device_->stopReading(); }
+    void read(std::uint64_t due, bool andNext) override { device_->read(due, andNext); }
+    bool stopReading() override { return device_->stopReading(); }
     void write(std::span<const std::byte> bytes, bool zeroPacket, Done done) override;
     void cancelWrite() override { device_->cancelWrite(); }
     void control(const UsbRequest& request, DoneWithBytes done) override;

@@ -79,11 +79,14 @@ class UsbDevice {
     /// no more: transfers for as many are in flight afterwards, or follow as buffers become free.
     /// What is asked for already counts; a shorter transfer than asked for is not made up for
     /// without another call. Nothing is asked for unless this is called.
-    virtual void read(std::uint64_t due) = 0;
-    /// Takes back what is asked for. None of it is in flight any more when this returns, which may
-    /// take a moment. Pieces that had arrived, or a failure that had, may still be
-    /// reported.
-    virtual void stopReading() = 0;
+    ///
+    /// `andNext`: one transfer of a packet more may be in flight at their end, into which comes
+    /// what the device sends next. It counts as asked for once this is called without it.
+    virtual void read(std::uint64_t due, bool andNext = false) = 0;
+    /// Takes back what is asked for; whether anything was in flight. None of it is any more when
+    /// this returns, which may take a moment. Pieces that had arrived, or a failure that had, may
+    /// still be reported.
+    virtual bool stopReading() = 0;
 
     /// One transfer, one at a time; the bytes stay the caller's until `done`. `zeroPacket`: a
     /// packet of no bytes ends it, if its last packet is full.

@@ -29,6 +29,7 @@ struct BulkReader::Slot {
 
     LibusbTransfer transfer;
     std::size_t asked = 0;  // bytes, of a transfer that is busy
+    bool forNext = false;   // it isn't for what is due
     std::shared_ptr<Buffer> buffer;
     std::weak_ptr<const void> lease;
 };
@@ -59,23 +60,32 @@ BulkReader::BulkReader(LibusbContext& context, libusb_device_handle* handle,
 
 BulkReader::~BulkReader() = default;
 
-void BulkReader::read(std::uint64_t due) {
+void BulkReader::read(std::uint64_t due, bool andNext) {
     if (failure_) return;
     std::uint64_t asked = 0;
-    for (const auto& slot : slots_)
-        if (slot->transfer.busy()) asked += slot->asked;
+    asksNext_ = andNext;
+    for (const auto& slot : slots_) {
+        if (!slot->transfer.busy()) continue;
+        if (andNext && slot->forNext)
+            asksNext_ = false;
+        else
+            asked += slot->asked;
+    }
     toAsk_ = due > asked ? due - asked : 0;
     submitFree();
 }
 
-void BulkReader::stop() {
+bool BulkReader::stop() {
+    const bool wasInFlight = inFlight();
     failure_.reset();
     cancel();
     context_.workUntil([this] { return !inFlight(); }, patienceWithCancelling);
+    return wasInFlight;
 }
 
 void BulkReader::cancel() noexcept {
     toAsk_ = 0;
+    asksNext_ = false;
     for (const auto& slot : slots_) slot->transfer.cancel();
 }
 
@@ -90,24 +100,29 @@ void BulkReader::submitFree() {
             return roomFor(static_cast<std::size_t>(std::min<std::uint64_t>(toAsk_, bufferSize_)),
                            endpoint_);
         };
-        if (toAsk_ == 0 || countInFlight() >= mostInFlight_) return;
-        while (toAsk_ > 0 && slot->free() && !submit(*slot, next())) {
+        if ((toAsk_ == 0 && !asksNext_) || countInFlight() >= mostInFlight_) return;
+        while (toAsk_ > 0 && slot->free() && !submit(*slot, next(), false)) {
+        }
+        if (toAsk_ == 0 && asksNext_ && slot->free()) {
+            asksNext_ = false;
+            submit(*slot, endpoint_.maximumPacketSize, true);
         }
     }
 }
 
 /// False: the kernel had no memory for a buffer of this size, and there is a smaller one to try.
-bool BulkReader::submit(Slot& slot, std::size_t size) {
+bool BulkReader::submit(Slot& slot, std::size_t size, bool forNext) {
     if (!slot.buffer || slot.buffer->size() != bufferSize_)
         slot.buffer = std::make_shared<Buffer>(bufferSize_);
     slot.asked = size;
+    slot.forNext = forNext;
     libusb_fill_bulk_transfer(&*slot.transfer, handle_, endpoint_.address,
                               reinterpret_cast<unsigned char*>(slot.buffer->data()),
                               static_cast<int>(size), nullptr, nullptr, 0);
     const int error =
         slot.transfer.submit([this, &slot](UsbStatus status) { ended(slot, status); });
     if (!error) {
-        toAsk_ -= std::min<std::uint64_t>(toAsk_, size);
+        if (!forNext) toAsk_ -= std::min<std::uint64_t>(toAsk_, size);
         return true;
     }
     if (error != LIBUSB_ERROR_NO_MEM && error != LIBUSB_ERROR_IO) {

@@ -25,8 +25,8 @@ class BulkReader {
 
     void setListener(UsbDevice::Listener* listener) noexcept { listener_ = listener; }
     /// As read() and stopReading() of UsbDevice.
-    void read(std::uint64_t due);
-    void stop();
+    void read(std::uint64_t due, bool andNext);
+    bool stop();
     bool inFlight() const noexcept { return countInFlight() != 0; }
 
   private:
@@ -35,7 +35,7 @@ class BulkReader {
     struct Lease;
 
     void submitFree();
-    bool submit(Slot& slot, std::size_t size);
+    bool submit(Slot& slot, std::size_t size, bool forNext);
     void cancel() noexcept;
     void ended(Slot& slot, UsbStatus status);
     void deliver(Slot& slot, bool endsTransfer);
@@ -52,6 +52,7 @@ class BulkReader {
     std::size_t bufferSize_;            ///< a multiple of the packet size
     std::size_t mostInFlight_;          ///< as the kernel's memory allows
     std::uint64_t toAsk_ = 0;           ///< bytes that are due and in no transfer yet
+    bool asksNext_ = false;             ///< and a transfer for what comes next isn't either
     std::optional<UsbStatus> failure_;  ///< told when nothing is in flight any more
     std::shared_ptr<BulkReader*> self_ = std::make_shared<BulkReader*>(this);  ///< for the leases
 };

@@ -217,7 +217,10 @@ bool LibusbDevice::reset() {
 }
 
 void LibusbDevice::takeBack(std::uint8_t endpoint) {
-    if (endpoint == facts_.bulkIn.address) return reader_->stop();
+    if (endpoint == facts_.bulkIn.address) {
+        reader_->stop();
+        return;
+    }
     LibusbTransfer& transfer = endpoint == facts_.bulkOut.address ? write_
                                : endpoint == 0                    ? control_
                                                                   : interrupt_;

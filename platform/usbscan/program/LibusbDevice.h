@@ -36,8 +36,8 @@ class LibusbDevice final : public UsbDevice {
 
     const UsbFacts& facts() const override { return facts_; }
     void setListener(Listener* listener) override { reader_->setListener(listener); }
-    void read(std::uint64_t due) override { reader_->read(due); }
-    void stopReading() override { reader_->stop(); }
+    void read(std::uint64_t due, bool andNext) override { reader_->read(due, andNext); }
+    bool stopReading() override { return reader_->stop(); }
     void write(std::span<const std::byte> bytes, bool zeroPacket, Done done) override;
     void cancelWrite() override;
     void control(const UsbRequest& request, DoneWithBytes done) override;
