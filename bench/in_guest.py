@@ -32,6 +32,7 @@ def copying(into):
     return {
         OURS: [BIN / "zlkcam", "unload", into],
         "bare": [BIN / "zlk-bench-initiator", IDS, "copy", into],
+        "bare in our words": [BIN / "zlk-bench-initiator", IDS, "copy-in-our-words", into],
         "gphoto2": ["gphoto2", "--get-all-files", "--force-overwrite"],
     }
 

@@ -1,6 +1,9 @@
 // A bare initiator: the least that copies a camera's files, as a measure for everything above it.
 // One transfer at a time, always for whole packets, and no answer to a device that errs.
-// usage: zlk-bench-initiator VID:PID list | VID:PID copy FOLDER
+// usage: zlk-bench-initiator VID:PID list | VID:PID copy FOLDER | VID:PID copy-in-our-words FOLDER
+//
+// The last one has the very dialogue of our own components, which describe a file once more before
+// they copy it, and take a large one in pieces: what is above that is the price of our own way.
 
 #include <fcntl.h>
 #include <libusb-1.0/libusb.h>
@@ -74,24 +77,39 @@ class Initiator {
         return found;
     }
 
-    void copy(const Object& object, const std::string& folder) {
+    void copy(const Object& object, const std::string& folder, bool inOurWords) {
         const std::string path = folder + '/' + object.name;
         const int file = ::open(path.c_str(), O_WRONLY | O_CREAT | O_EXCL | O_CLOEXEC, 0666);
         if (file < 0) fail("can't make " + path);
-        transaction(0x1009, {object.handle}, headerSize + std::size_t{object.size},
-                    [&](const std::uint8_t* bytes, std::size_t count) {
-                        while (count > 0) {
-                            const ssize_t written = ::write(file, bytes, count);
-                            if (written < 0) fail("can't write " + path);
-                            bytes += written;
-                            count -= static_cast<std::size_t>(written);
-                        }
-                    });
+        const Sink sink = [&](const std::uint8_t* bytes, std::size_t count) {
+            while (count > 0) {
+                const ssize_t written = ::write(file, bytes, count);
+                if (written < 0) fail("can't write " + path);
+                bytes += written;
+                count -= static_cast<std::size_t>(written);
+            }
+        };
+        if (inOurWords) describe(object.handle);
+        if (inOurWords && object.size > largestWhole)
+            copyPieces(object, sink);
+        else
+            transaction(0x1009, {object.handle}, headerSize + std::size_t{object.size}, sink);
         ::close(file);
     }
 
   private:
+    static constexpr std::uint32_t largestWhole = 20 << 20, pieceSize = 256 << 10;
     using Sink = std::function<void(const std::uint8_t*, std::size_t)>;
+
+    /// The first piece is asked for twice.
+    void copyPieces(const Object& object, const Sink& sink) {
+        describe(object.handle);
+        const auto ask = [&](std::uint32_t from, const Sink& to) {
+            transaction(0x101B, {object.handle, from, pieceSize}, headerSize + pieceSize, to);
+        };
+        ask(0, [](const std::uint8_t*, std::size_t) {});
+        for (std::uint32_t from = 0; from < object.size; from += pieceSize) ask(from, sink);
+    }
 
     static void check(int status, const char* what) {
         if (status < 0) fail(std::string(what) + ": " + libusb_error_name(status));
@@ -200,13 +218,14 @@ class Initiator {
 
 int main(int count, char** words) {
     const std::string work = count > 2 ? words[2] : "";
-    if (!(count == 3 && work == "list") && !(count == 4 && work == "copy"))
-        fail("usage: VID:PID list | VID:PID copy FOLDER");
+    const bool inOurWords = work == "copy-in-our-words";
+    if (!(count == 3 && work == "list") && !(count == 4 && (work == "copy" || inOurWords)))
+        fail("usage: VID:PID list | VID:PID copy FOLDER | VID:PID copy-in-our-words FOLDER");
     Initiator camera(words[1]);
     for (const Object& file : camera.files()) {
         if (work == "list")
             std::printf("%u %u %s\n", file.handle, file.size, file.name.c_str());
         else
-            camera.copy(file, words[3]);
+            camera.copy(file, words[3], inOurWords);
     }
 }
