@@ -126,6 +126,22 @@ TEST_F(RecordTest, refusesWhatIsNoRecordingOrCutOff) {
     EXPECT_EQ(zlkcam({"record", "1234:5678", file, "--", "true"}).status, 9);
 }
 
+TEST_F(RecordTest, needsLibpcapOnlyToBeRead) {
+    writeFile(outside / "libpcap.so.0.8", "no library");
+    ::setenv("LD_LIBRARY_PATH", outside.c_str(), 1);
+    {
+        VirtualCamera camera(cameraWith({"--storage", storage}));
+        ASSERT_EQ(record({}, {"list"}).status, 0);
+    }
+    const auto unread = zlkcam({"record", "--show", file});
+    EXPECT_EQ(unread.status, 13);
+    EXPECT_THAT(unread.error, HasSubstr("libpcap isn't installed"));
+    const auto played = runProgram({programFolder() / "zlkcamsim", "--replay", file});
+    EXPECT_EQ(played.status, 2);
+    EXPECT_THAT(played.error, HasSubstr("libpcap isn't installed"));
+    ::unsetenv("LD_LIBRARY_PATH");
+}
+
 TEST_F(RecordTest, isReadByOthers) {
     if (runProgram({"tshark", "--version"}).status != 0) GTEST_SKIP() << "tshark isn't here";
     VirtualCamera camera(cameraWith({"--storage", storage}));

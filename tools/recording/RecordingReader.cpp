@@ -1,10 +1,10 @@
 #include "tools/recording/RecordingReader.h"
 
-#include <pcap/pcap.h>
-
 #include <cerrno>
 #include <cstring>
 #include <span>
+
+#include "tools/recording/PcapLibrary.h"
 
 namespace zlk {
 namespace {
@@ -21,30 +21,31 @@ std::FILE* openFile(const std::string& path) {
 
 RecordingReader::RecordingReader(const std::string& path) : RecordingReader(openFile(path)) {}
 
-RecordingReader::RecordingReader(std::FILE* file) : file_(nullptr, &pcap_close) {
+RecordingReader::RecordingReader(std::FILE* file) : file_(nullptr, nullptr) {
+    std::unique_ptr<std::FILE, int (*)(std::FILE*)> open(file, &std::fclose);
+    const PcapLibrary& pcap = PcapLibrary::instance();
     char reason[PCAP_ERRBUF_SIZE] = {};
-    file_.reset(pcap_fopen_offline(file, reason));
-    if (!file_) {
-        std::fclose(file);
-        throw RecordingError("This is no recording: " + std::string(reason) + ".");
-    }
-    if (pcap_datalink(file_.get()) != usbscan::usbEventLinkType)
+    file_ = {pcap.openFile(file, reason), pcap.close};
+    if (!file_) throw RecordingError("This is no recording: " + std::string(reason) + ".");
+    static_cast<void>(open.release());
+    if (pcap.linkType(file_.get()) != usbscan::usbEventLinkType)
         throw RecordingError(
             "This isn't a recording of USB transfers as Linux records them "
             "(link type 220), but of link type " +
-            std::to_string(pcap_datalink(file_.get())) + ".");
+            std::to_string(pcap.linkType(file_.get())) + ".");
 }
 
 std::optional<usbscan::UsbEvent> RecordingReader::next() {
+    const PcapLibrary& pcap = PcapLibrary::instance();
     for (;;) {
         pcap_pkthdr* header = nullptr;
         const unsigned char* bytes = nullptr;
-        const int result = pcap_next_ex(file_.get(), &header, &bytes);
+        const int result = pcap.nextPacket(file_.get(), &header, &bytes);
         if (result == PCAP_ERROR_BREAK) return std::nullopt;
         ++packet_;
         if (result != 1)
             throw RecordingError("The recording can't be read beyond its packet " +
-                                 std::to_string(packet_ - 1) + ": " + pcap_geterr(file_.get()) +
+                                 std::to_string(packet_ - 1) + ": " + pcap.errorText(file_.get()) +
                                  ".");
         const auto event =
             usbscan::readEvent(std::as_bytes(std::span(bytes, std::size_t{header->caplen})));

@@ -21,11 +21,17 @@ class RecordingError : public std::runtime_error {
     using std::runtime_error::runtime_error;
 };
 
+/// That libpcap isn't installed, in a whole sentence.
+class NoPcapLibrary : public std::runtime_error {
+  public:
+    using std::runtime_error::runtime_error;
+};
+
 class RecordingReader {
   public:
-    /// Throws RecordingError.
+    /// Throws RecordingError, or NoPcapLibrary.
     explicit RecordingReader(const std::string& path);
-    /// Takes over an open file.
+    /// Takes over an open file, also where it throws.
     explicit RecordingReader(std::FILE* file);
 
     /// The next event, whose bytes are good until the next call; none at the end. Throws

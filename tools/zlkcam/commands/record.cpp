@@ -144,6 +144,9 @@ void showRecording(Tool& tool, const std::string& path) {
         }
     } catch (const RecordingError& error) {
         throw fails(error);
+    } catch (const NoPcapLibrary& error) {
+        throw Failure(ExitStatus::NotRegistered, error.what(),
+                      "In Debian it is the package libpcap0.8.");
     }
 }
 
