@@ -68,7 +68,8 @@ class DriverKey {
 template <class Visit>
 void walkDrivers(const WCHAR* classKeyName, Visit visit) {
     const RegistryKey classKey = regOpenKey(HKEY_LOCAL_MACHINE, classKeyName, KEY_READ);
-    for (std::uint32_t i = 0; i < regCountSubKeys(classKey.get()); ++i)
+    const std::uint32_t count = regCountSubKeys(classKey.get());
+    for (std::uint32_t i = 0; i < count; ++i)
         if (visit(DriverKey(classKey.get(), regEnumKeyName(classKey.get(), i)))) return;
 }
 

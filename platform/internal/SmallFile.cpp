@@ -21,8 +21,11 @@ std::string readSmallFile(const std::string& path, std::size_t limit) {
 }
 
 std::string readAttribute(const std::string& path) {
-    constexpr std::size_t maxAttribute = 256;
-    std::string text = readSmallFile(path, maxAttribute);
+    const Descriptor file(::open(path.c_str(), O_RDONLY | O_CLOEXEC | O_NONBLOCK));
+    // The kernel gives one whole, so that nothing has to ask whether there is more.
+    char buffer[256];
+    const ssize_t size = file ? ::read(file.get(), buffer, sizeof buffer) : 0;
+    std::string text(buffer, static_cast<std::size_t>(std::max<ssize_t>(size, 0)));
     text.erase(std::find(text.begin(), text.end(), '\n'), text.end());
     text.erase(text.find_last_not_of(' ') + 1);
     return text.erase(0, text.find_first_not_of(' '));

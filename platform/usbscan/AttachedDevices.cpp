@@ -6,9 +6,11 @@
 #include <charconv>
 #include <map>
 #include <memory>
+#include <mutex>
 #include <set>
 #include <sstream>
 
+#include "platform/internal/Immortal.h"
 #include "platform/internal/MachineRoot.h"
 #include "platform/internal/SharedTable.h"
 #include "platform/internal/SmallFile.h"
@@ -20,6 +22,8 @@ namespace zlk::platform {
 namespace {
 
 constexpr char busFolder[] = "/sys/bus/usb/devices/";
+constexpr char eventCount[] = "/sys/kernel/uevent_seqnum";
+constexpr std::string_view stillImage = "6/1/1";  // class, subclass and protocol
 constexpr std::size_t maxEntry = 4096;
 constexpr char tableName[] = "port-numbers";
 
@@ -39,21 +43,34 @@ Number numberOf(std::string_view text, int base) {
     return number;
 }
 
-bool isStillImageInterface(const std::string& folder) {
-    return readAttribute(folder + "/bInterfaceClass") == "06" &&
-           readAttribute(folder + "/bInterfaceSubClass") == "01" &&
-           readAttribute(folder + "/bInterfaceProtocol") == "01";
+/// What the kernel tells of a device or an interface: a line NAME=value each.
+std::string readProperties(const std::string& folder) {
+    return readSmallFile(folder + "/uevent", maxEntry);
 }
 
-void addDevicesOnTheBus(std::vector<AttachedDevice>& devices) {
+std::string_view property(std::string_view lines, std::string_view name) {
+    while (!lines.empty()) {
+        const std::string_view line = lines.substr(0, lines.find('\n'));
+        if (line.size() > name.size() && line.starts_with(name) && line[name.size()] == '=')
+            return line.substr(name.size() + 1);
+        lines.remove_prefix(std::min(line.size() + 1, lines.size()));
+    }
+    return {};
+}
+
+std::vector<AttachedDevice> readBus() {
+    std::vector<AttachedDevice> devices;
     std::set<std::string> seen;
     for (const std::string& name : namesIn(busFolder)) {
         const std::size_t colon = name.find(':');
-        if (colon == name.npos || !isStillImageInterface(busFolder + name)) continue;
+        if (colon == name.npos) continue;
+        const std::string interface = readProperties(busFolder + name);
+        if (property(interface, "INTERFACE") != stillImage) continue;
         const std::string folder = busFolder + name.substr(0, colon);
         if (!seen.insert(folder).second) continue;
-        const auto bus = numberOf<unsigned>(readAttribute(folder + "/busnum"), 10);
-        const auto number = numberOf<unsigned>(readAttribute(folder + "/devnum"), 10);
+        const std::string properties = readProperties(folder);
+        const auto bus = numberOf<unsigned>(property(properties, "BUSNUM"), 10);
+        const auto number = numberOf<unsigned>(property(properties, "DEVNUM"), 10);
         if (bus == 0 || bus > 999 || number == 0 || number > 999) continue;
         char place[16];
         std::snprintf(place, sizeof place, "%03u/%03u", bus, number);
@@ -61,13 +78,39 @@ void addDevicesOnTheBus(std::vector<AttachedDevice>& devices) {
         device.node = std::string("/dev/bus/usb/") + place;
         place[3] = '-';
         device.name = std::string("usb-") + place;
-        device.vid = numberOf<std::uint16_t>(readAttribute(folder + "/idVendor"), 16);
-        device.pid = numberOf<std::uint16_t>(readAttribute(folder + "/idProduct"), 16);
+        // As in 5af1/7c36/100, with the device's own version behind its ids.
+        const std::string_view ids = property(properties, "PRODUCT");
+        device.vid = numberOf<std::uint16_t>(ids, 16);
+        device.pid = numberOf<std::uint16_t>(ids.substr(ids.find('/') + 1), 16);
         device.manufacturer = readAttribute(folder + "/manufacturer");
         device.product = readAttribute(folder + "/product");
         device.serial = readAttribute(folder + "/serial");
         devices.push_back(std::move(device));
     }
+    return devices;
+}
+
+/// The bus as it was at one of the kernel's events.
+struct KnownBus {
+    std::mutex lock;
+    std::string event;
+    std::vector<AttachedDevice> devices;
+};
+
+/// One question asks many times, and the kernel's count of events, one of which follows whatever
+/// comes or goes, is read in a fraction of the time that the bus takes.
+std::vector<AttachedDevice> devicesOnTheBus() {
+    static Immortal<KnownBus> known;
+    // Whoever finds it taken reads for himself: in a forked child it may be taken for ever.
+    const std::unique_lock guard(known->lock, std::try_to_lock);
+    if (!guard) return readBus();
+    // Before the bus, which may change while it is read.
+    std::string event = readAttribute(eventCount);
+    if (event.empty() || event != known->event) {
+        known->devices = readBus();
+        known->event = std::move(event);
+    }
+    return known->devices;
 }
 
 void addServedDevices(std::vector<AttachedDevice>& devices) {
@@ -94,8 +137,7 @@ void addServedDevices(std::vector<AttachedDevice>& devices) {
 }
 
 std::vector<AttachedDevice> devicesWithoutPorts() {
-    std::vector<AttachedDevice> devices;
-    addDevicesOnTheBus(devices);
+    std::vector<AttachedDevice> devices = devicesOnTheBus();
     addServedDevices(devices);
     return devices;
 }

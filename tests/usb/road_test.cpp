@@ -161,9 +161,11 @@ TEST(Road, saysWhoHasTheCamera) {
     bus.tell("unplug");
     EXPECT_FALSE(open());
     EXPECT_EQ(GetLastError(), ERROR_FILE_NOT_FOUND);
+    EXPECT_EQ(attachedCameras().size(), 0u);
     // The bus can't send its news while a host that it tells them is just ending.
     while (hostProcess()) std::this_thread::sleep_for(std::chrono::milliseconds(10));
     bus.tell("plug");
+    EXPECT_EQ(attachedCameras().size(), 1u);
     EXPECT_TRUE(open()) << GetLastError();
 }
 

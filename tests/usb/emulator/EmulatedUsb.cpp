@@ -1,7 +1,9 @@
 #include "tests/usb/emulator/EmulatedUsb.h"
 
+#include <chrono>
 #include <cstdio>
 #include <filesystem>
+#include <fstream>
 
 #include "platform/text.h"
 
@@ -101,11 +103,19 @@ std::vector<std::string> EmulatedUsb::deviceAttributes() const {
     return attributes;
 }
 
+std::string EmulatedUsb::productText() const {
+    const auto descriptor = function_.deviceDescriptor();
+    char buffer[32];
+    std::snprintf(buffer, sizeof buffer, "%x/%x/%x", wordAt(descriptor, 8), wordAt(descriptor, 10),
+                  wordAt(descriptor, 12));
+    return buffer;
+}
+
 void EmulatedUsb::addDevice() {
-    device_ =
-        add("1-1", hub_, deviceAttributes(),
-            {"DEVTYPE", "usb_device", "DEVNAME", node(), "BUSNUM", "001", "DEVNUM",
-             text("%03d", deviceNumber_), "MAJOR", "189", "MINOR", text("%d", deviceNumber_ - 1)});
+    device_ = add("1-1", hub_, deviceAttributes(),
+                  {"DEVTYPE", "usb_device", "DEVNAME", node(), "BUSNUM", "001", "DEVNUM",
+                   text("%03d", deviceNumber_), "PRODUCT", productText(), "MAJOR", "189", "MINOR",
+                   text("%d", deviceNumber_ - 1)});
     auto descriptors = function_.deviceDescriptor();
     const auto configuration = function_.configurationDescriptor();
     descriptors.insert(descriptors.end(), configuration.begin(), configuration.end());
@@ -115,7 +125,17 @@ void EmulatedUsb::addDevice() {
     interface_ = add("1-1:1.0", device_,
                      {"bInterfaceNumber", "00", "bInterfaceClass", "06", "bInterfaceSubClass", "01",
                       "bInterfaceProtocol", "01"},
-                     {"DEVTYPE", "usb_interface"});
+                     {"DEVTYPE", "usb_interface", "INTERFACE", "6/1/1"});
+}
+
+/// One of these follows each change.
+void EmulatedUsb::countEvent() const {
+    const fs::path count = fs::path(root()) / "sys/kernel/uevent_seqnum";
+    fs::create_directories(count.parent_path());
+    const fs::path fresh = count.string() + ".new";
+    // Of no other bus that a test may have had before.
+    std::ofstream(fresh) << std::chrono::steady_clock::now().time_since_epoch().count() << '\n';
+    fs::rename(fresh, count);
 }
 
 void EmulatedUsb::plug() {
@@ -131,6 +151,7 @@ void EmulatedUsb::plug() {
     fs::create_symlink(text("189:%d", deviceNumber_ - 1), number);
     nodes_.push_back(
         std::make_unique<UsbfsNode>(loop_, function_, testbed_.get(), node(), features_));
+    countEvent();
     umockdev_testbed_uevent(testbed_.get(), device_.c_str(), "add");
 }
 
@@ -142,6 +163,7 @@ void EmulatedUsb::unplug() {
         umockdev_testbed_remove_device(testbed_.get(), path->c_str());
         path->clear();
     }
+    countEvent();
 }
 
 }  // namespace zlk::test

@@ -40,6 +40,8 @@ class EmulatedUsb {
                     const std::vector<std::string>& properties);
     void addDevice();
     std::vector<std::string> deviceAttributes() const;
+    std::string productText() const;
+    void countEvent() const;
 
     usbscan::EventLoop& loop_;
     camsim::UsbFunction& function_;
