@@ -6,9 +6,11 @@
 #include <sys/stat.h>
 #include <unistd.h>
 
+#include <algorithm>
 #include <atomic>
 #include <filesystem>
 #include <memory>
+#include <string_view>
 #include <system_error>
 #include <vector>
 
@@ -116,17 +118,12 @@ std::string MachineRoot::folder(const char* name) const {
         return {};
     }
     std::string path = path_;
-    for (const std::filesystem::path& component : std::filesystem::path(name)) {
-        path += '/' + component.string();
-        // The caller's file mode mask must not shut a group out of its folder.
-        if (::mkdir(path.c_str(), folderMode()) == 0) {
-            ::chmod(path.c_str(), folderMode());
-        } else if (errno != EEXIST) {
-            setLastErrorFromErrno();
-            return {};
-        }
+    for (std::string_view rest = name; !rest.empty();) {
+        const std::string_view component = rest.substr(0, rest.find('/'));
+        rest.remove_prefix(std::min(component.size() + 1, rest.size()));
+        path.append(1, '/').append(component);
         struct stat status;
-        if (::lstat(path.c_str(), &status) != 0) {
+        if (!lookUpOrMake(path, status)) {
             setLastErrorFromErrno();
             return {};
         }
@@ -140,6 +137,18 @@ std::string MachineRoot::folder(const char* name) const {
         }
     }
     return path;
+}
+
+bool MachineRoot::lookUpOrMake(const std::string& path, struct stat& status) const {
+    // Nearly always it is there.
+    if (::lstat(path.c_str(), &status) == 0) return true;
+    if (errno != ENOENT) return false;
+    // The caller's file mode mask must not shut a group out of its folder.
+    if (::mkdir(path.c_str(), folderMode()) == 0)
+        ::chmod(path.c_str(), folderMode());
+    else if (errno != EEXIST)
+        return false;
+    return ::lstat(path.c_str(), &status) == 0;
 }
 
 }  // namespace zlk::platform

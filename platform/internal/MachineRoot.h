@@ -44,6 +44,8 @@ class MachineRoot {
 
   private:
     MachineRoot();
+    /// False with errno.
+    bool lookUpOrMake(const std::string& path, struct stat& status) const;
     /// Why this isn't trusted; empty if it is.
     std::u16string objectionTo(const struct stat& status) const;
     std::u16string refusal_;  // why the root isn't usable
