@@ -25,7 +25,7 @@ HRESULT modulePathOf(const GUID& clsid, std::u16string& path) {
 }  // namespace
 
 LSTATUS readClassText(const std::u16string& key, std::u16string& text) {
-    constexpr DWORD maximum = 32768 * sizeof(WCHAR);
+    constexpr std::size_t usual = 260, longest = 32768;
     constexpr auto none = static_cast<LSTATUS>(ERROR_FILE_NOT_FOUND);
     HKEY opened = nullptr;
     text.clear();
@@ -33,10 +33,15 @@ LSTATUS readClassText(const std::u16string& key, std::u16string& text) {
             RegOpenKeyExW(HKEY_CLASSES_ROOT, key.c_str(), 0, KEY_QUERY_VALUE, &opened))
         return status;
     const RegistryKey owner(opened);
-    text.resize(maximum / sizeof(WCHAR));
-    DWORD type = REG_NONE, size = maximum;
-    LSTATUS status = RegQueryValueExW(opened, nullptr, nullptr, &type,
-                                      reinterpret_cast<BYTE*>(text.data()), &size);
+    DWORD type = REG_NONE, size = 0;
+    auto status = static_cast<LSTATUS>(ERROR_MORE_DATA);
+    for (const std::size_t room : {usual, longest}) {
+        if (status != static_cast<LSTATUS>(ERROR_MORE_DATA)) break;
+        text.resize(room);
+        size = static_cast<DWORD>(room * sizeof(WCHAR));
+        status = RegQueryValueExW(opened, nullptr, nullptr, &type,
+                                  reinterpret_cast<BYTE*>(text.data()), &size);
+    }
     if (status == static_cast<LSTATUS>(ERROR_MORE_DATA)) status = none;
     if (status == 0 && type != REG_SZ) status = none;
     text.resize(status == 0 ? size / sizeof(WCHAR) : 0);

@@ -33,9 +33,13 @@ SharedTable::SharedTable(const char* name) : path_(MachineRoot::instance().folde
 
 std::string SharedTable::read() const {
     const Descriptor file = path_.empty() ? Descriptor() : openFile(path_, O_RDONLY);
-    std::string bytes(file ? maxTable : 0, 0);
-    const ssize_t size = file ? ::read(file.get(), bytes.data(), bytes.size()) : 0;
-    bytes.resize(size > 0 ? static_cast<std::size_t>(size) : 0);
+    std::string bytes;
+    char buffer[1024];
+    for (bool more = static_cast<bool>(file); more && bytes.size() < maxTable;) {
+        const ssize_t size = ::read(file.get(), buffer, sizeof buffer);
+        if (size > 0) bytes.append(buffer, static_cast<std::size_t>(size));
+        more = size == sizeof buffer;
+    }
     return bytes;
 }
 

@@ -98,8 +98,9 @@ std::vector<Disk> readDisks() {
         disk.reader.disc = readAttribute(device / "type") == scsiDisc;
         disk.removable = readAttribute(path / "removable") == "1";
         disk.devices[readAttribute(path / "dev")] = name;
+        // A partition is named after its disk.
         for (const fs::path& part : entriesOf(path))
-            if (fs::exists(part / "partition", none))
+            if (part.filename().string().starts_with(name) && fs::exists(part / "partition", none))
                 disk.devices[readAttribute(part / "dev")] = part.filename().string();
         disks.push_back(std::move(disk));
     }
