@@ -37,6 +37,15 @@ const RegistryValue* findValue(const RegistryValues& values, const std::u16strin
     return found == values.end() ? nullptr : &*found;
 }
 
+/// Whether writing this would change nothing. Written anew, a value stands behind all others.
+bool standsAlready(const RegistryValues& values, const RegistryName& name, DWORD type,
+                   std::span<const BYTE> data, bool anew) {
+    const RegistryValue* const held = findValue(values, name.folded);
+    if (!held || held->type != type || !held->data || !std::ranges::equal(*held->data, data))
+        return false;
+    return !anew || (held == &values.back() && held->name.name == name.name);
+}
+
 std::int64_t rootIdOf(const RegistryKeys::OpenKey& key) {
     return key.root == HKEY_CLASSES_ROOT ? classesRootId : localMachineId;
 }
@@ -223,6 +232,10 @@ void RegistryKeys::setValue(HKEY handle, const RegistryName& name, DWORD type,
                             std::span<const BYTE> data, bool anew) {
     OpenKey& key = findForWriting(handle);
     locate(key, true);
+    // Whoever lists the cameras enters each of them, as it nearly always stands there already; and
+    // a write waits for the disk several times.
+    const RegistryValues* const values = store_.values(key.own);
+    if (values && standsAlready(*values, name, type, data, anew)) return;
     std::int64_t own = 0;
     store_.write([&](RegistryDatabase& database) {
         own = ownOrMade(database, key);

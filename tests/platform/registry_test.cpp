@@ -1,6 +1,7 @@
 #include <gmock/gmock.h>
 
 #include "tests/platform/registry_support.h"
+#include "tests/support/TestMachine.h"
 
 namespace zlk::test {
 
@@ -100,6 +101,30 @@ TEST(RegistryValues, ComeBackWithTheirTypeWhateverItIs) {
     EXPECT_EQ(count, std::size(values));
     EXPECT_EQ(longest, 12u);
     EXPECT_EQ(largest, 1024u * 1024);
+}
+
+TEST(RegistryValues, ThatStandAlreadyCostNoWrite) {
+    const RegistryKey key = createKey(HKEY_LOCAL_MACHINE, scene);
+    for (const WCHAR* name : {u"First", u"Last"}) setText(key.get(), name, u"same");
+    const auto anew = [&](const WCHAR* name) {
+        constexpr WCHAR same[] = u"same";
+        EXPECT_EQ(setValueAnew(key.get(), name, 0, REG_SZ, reinterpret_cast<const BYTE*>(same),
+                               sizeof same),
+                  ERROR_SUCCESS);
+    };
+    const auto log = [] { return readFile(machineRoot() / "registry.db-wal"); };
+    const std::string before = log();
+    EXPECT_EQ(setText(key.get(), u"FIRST", u"same"), ERROR_SUCCESS);
+    anew(u"Last");
+    EXPECT_TRUE(log() == before);
+
+    anew(u"First");
+    EXPECT_THAT(valueNames(key.get()), ElementsAre("Last", "First"));
+    anew(u"FIRST");
+    EXPECT_THAT(valueNames(key.get()), ElementsAre("Last", "FIRST"));
+    EXPECT_EQ(setBytes(key.get(), u"first", {'s', 0}, REG_BINARY), ERROR_SUCCESS);
+    EXPECT_EQ(setBytes(key.get(), u"first", {'s', 0}, REG_SZ), ERROR_SUCCESS);
+    EXPECT_EQ(text(key.get(), u"first"), "s");
 }
 
 TEST(RegistryValues, TellTheRoomThatTheyNeed) {
