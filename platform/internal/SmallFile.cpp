@@ -1,8 +1,10 @@
 #include "platform/internal/SmallFile.h"
 
+#include <dirent.h>
 #include <fcntl.h>
 
 #include <algorithm>
+#include <memory>
 
 #include "platform/internal/Descriptor.h"
 
@@ -29,6 +31,16 @@ std::string readAttribute(const std::string& path) {
     text.erase(std::find(text.begin(), text.end(), '\n'), text.end());
     text.erase(text.find_last_not_of(' ') + 1);
     return text.erase(0, text.find_first_not_of(' '));
+}
+
+std::vector<std::string> namesIn(const std::string& folder) {
+    std::vector<std::string> names;
+    const std::unique_ptr<DIR, int (*)(DIR*)> open(::opendir(folder.c_str()), ::closedir);
+    while (const dirent* entry = open ? ::readdir(open.get()) : nullptr)
+        names.emplace_back(entry->d_name);
+    std::erase_if(names, [](const std::string& name) { return name == "." || name == ".."; });
+    std::sort(names.begin(), names.end());
+    return names;
 }
 
 }  // namespace zlk::platform

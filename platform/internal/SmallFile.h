@@ -1,7 +1,8 @@
 #pragma once
-// Files that are read whole: what the kernel tells, and tables of ours.
+// Files that are read whole, and their folders: what the kernel tells, and tables of ours.
 
 #include <string>
+#include <vector>
 
 namespace zlk::platform {
 
@@ -10,5 +11,8 @@ std::string readSmallFile(const std::string& path, std::size_t limit);
 
 /// A one-line file of the kernel's, without the blanks that fixed-width fields are filled with.
 std::string readAttribute(const std::string& path);
+
+/// What is in a folder, sorted; nothing if it can't be read.
+std::vector<std::string> namesIn(const std::string& folder);
 
 }  // namespace zlk::platform

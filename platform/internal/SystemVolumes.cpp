@@ -1,6 +1,6 @@
 #include "platform/internal/SystemVolumes.h"
 
-#include <fcntl.h>
+#include <unistd.h>
 
 #include <algorithm>
 #include <charconv>
@@ -72,36 +72,28 @@ struct Disk {
     std::map<std::string, std::string> devices;  // names of it and its partitions by major:minor
 };
 
-std::vector<fs::path> entriesOf(const fs::path& folder) {
-    std::error_code none;
-    std::vector<fs::path> entries;
-    for (fs::directory_iterator entry(folder, none), end; !none && entry != end;
-         entry.increment(none))
-        entries.push_back(entry->path());
-    std::sort(entries.begin(), entries.end());
-    return entries;
+bool exists(const std::string& path) {
+    return ::access(path.c_str(), F_OK) == 0;
 }
 
 std::vector<Disk> readDisks() {
     constexpr std::string_view scsiDisc = "5";
     std::vector<Disk> disks;
-    for (const fs::path& path : entriesOf(roots().sysBlock)) {
-        std::error_code none;
-        const fs::path device = path / "device";
-        if (!fs::exists(device, none)) continue;  // loops, memory disks and their like
+    for (const std::string& name : namesIn(roots().sysBlock)) {
+        const std::string folder = roots().sysBlock + '/' + name + '/', device = folder + "device/";
+        if (!exists(device)) continue;  // loops, memory disks and their like
         Disk disk;
-        const std::string name = path.filename().string();
         disk.reader.disk = disk.reader.device = name;
-        disk.reader.vendor = readAttribute(device / "vendor");
-        disk.reader.product = readAttribute(device / "model");
-        if (disk.reader.product.empty()) disk.reader.product = readAttribute(device / "name");
-        disk.reader.disc = readAttribute(device / "type") == scsiDisc;
-        disk.removable = readAttribute(path / "removable") == "1";
-        disk.devices[readAttribute(path / "dev")] = name;
+        disk.reader.vendor = readAttribute(device + "vendor");
+        disk.reader.product = readAttribute(device + "model");
+        if (disk.reader.product.empty()) disk.reader.product = readAttribute(device + "name");
+        disk.reader.disc = readAttribute(device + "type") == scsiDisc;
+        disk.removable = readAttribute(folder + "removable") == "1";
+        disk.devices[readAttribute(folder + "dev")] = name;
         // A partition is named after its disk.
-        for (const fs::path& part : entriesOf(path))
-            if (part.filename().string().starts_with(name) && fs::exists(part / "partition", none))
-                disk.devices[readAttribute(part / "dev")] = part.filename().string();
+        for (const std::string& part : namesIn(folder))
+            if (part.starts_with(name) && exists(folder + part + "/partition"))
+                disk.devices[readAttribute(folder + part + "/dev")] = part;
         disks.push_back(std::move(disk));
     }
     return disks;
@@ -149,10 +141,10 @@ std::vector<SystemVolume> systemVolumes() {
 }
 
 std::string volumeLabel(const std::string& device) {
-    for (const fs::path& link : entriesOf(roots().diskByLabel)) {
+    for (const std::string& label : namesIn(roots().diskByLabel)) {
         std::error_code none;
-        if (fs::read_symlink(link, none).filename() == device)
-            return unescaped(link.filename().string(), "\\x", 16, 2);
+        if (fs::read_symlink(roots().diskByLabel + '/' + label, none).filename() == device)
+            return unescaped(label, "\\x", 16, 2);
     }
     return {};
 }

@@ -1,11 +1,8 @@
 #include "platform/usbscan/AttachedDevices.h"
 
-#include <dirent.h>
-
 #include <algorithm>
 #include <charconv>
 #include <map>
-#include <memory>
 #include <mutex>
 #include <set>
 #include <sstream>
@@ -26,15 +23,6 @@ constexpr char eventCount[] = "/sys/kernel/uevent_seqnum";
 constexpr std::string_view stillImage = "6/1/1";  // class, subclass and protocol
 constexpr std::size_t maxEntry = 4096;
 constexpr char tableName[] = "port-numbers";
-
-std::vector<std::string> namesIn(const std::string& folder) {
-    std::vector<std::string> names;
-    const std::unique_ptr<DIR, int (*)(DIR*)> open(::opendir(folder.c_str()), ::closedir);
-    while (const dirent* entry = open ? ::readdir(open.get()) : nullptr)
-        names.emplace_back(entry->d_name);
-    std::sort(names.begin(), names.end());
-    return names;
-}
 
 template <class Number>
 Number numberOf(std::string_view text, int base) {
