@@ -182,14 +182,24 @@ HKEY RegistryKeys::add(HKEY root, RegistryPath path, DWORD access, std::int64_t 
     return reinterpret_cast<HKEY>(last_);
 }
 
-HKEY RegistryKeys::openExisting(OpenKey& parent, const RegistryPath& path, DWORD access) {
+bool RegistryKeys::isBehind(const OpenKey& parent, const View& seen, const RegistryPath& path) {
+    if (!seen.behind_ || path.size() != parent.path.size() + 1)
+        return behind(parent.root, path) != nullptr;
+    // What stands behind the parent has just been asked for, and names its subkeys.
+    return std::ranges::any_of(seen.behind_->subKeys, [&](const RegistryName& name) {
+        return name.folded == path.back().folded;
+    });
+}
+
+HKEY RegistryKeys::openExisting(OpenKey& parent, const View& seen, const RegistryPath& path,
+                                DWORD access) {
     std::int64_t own = 0;
     store_.read([&] {
         own = descend(parent.own, std::span(path).subspan(parent.path.size()));
         // Whoever opens a key reads its values next.
         store_.values(own);
     });
-    if (!own && !path.empty() && !behind(parent.root, path)) return nullptr;
+    if (!own && !path.empty() && !isBehind(parent, seen, path)) return nullptr;
     if ((access & writeAccess) && !store_.writable()) throw RegistryFailure{ERROR_ACCESS_DENIED};
     return add(parent.root, path, access, own);
 }
@@ -197,8 +207,8 @@ HKEY RegistryKeys::openExisting(OpenKey& parent, const RegistryPath& path, DWORD
 HKEY RegistryKeys::open(HKEY parentKey, const WCHAR* subKey, DWORD access) {
     OpenKey& parent = find(parentKey);
     const RegistryPath path = pathBelow(parent.path, subKey, ERROR_FILE_NOT_FOUND);
-    locate(parent, true);
-    const HKEY key = openExisting(parent, path, access);
+    const View seen = locate(parent, true);
+    const HKEY key = openExisting(parent, seen, path, access);
     if (!key) throw RegistryFailure{ERROR_FILE_NOT_FOUND};
     return key;
 }
@@ -206,9 +216,9 @@ HKEY RegistryKeys::open(HKEY parentKey, const WCHAR* subKey, DWORD access) {
 HKEY RegistryKeys::create(HKEY parentKey, const WCHAR* subKey, DWORD access, bool& made) {
     OpenKey& parent = find(parentKey);
     const RegistryPath path = pathBelow(parent.path, subKey, ERROR_INVALID_PARAMETER);
-    locate(parent, true);
+    const View seen = locate(parent, true);
     made = false;
-    if (const HKEY key = openExisting(parent, path, access)) return key;
+    if (const HKEY key = openExisting(parent, seen, path, access)) return key;
     const auto below = std::span(path).subspan(parent.path.size());
     std::int64_t own = 0;
     store_.write([&](RegistryDatabase& database) {

@@ -92,8 +92,10 @@ class RegistryKeys {
     View locate(OpenKey& key, bool lookForFile);
     std::int64_t descend(std::int64_t key, std::span<const RegistryName> path);
     HKEY add(HKEY root, RegistryPath path, DWORD access, std::int64_t own);
+    /// Whether the backdrop has this key, by what is seen of the parent where that tells it.
+    bool isBehind(const OpenKey& parent, const View& seen, const RegistryPath& path);
     /// Null if there is no such key.
-    HKEY openExisting(OpenKey& parent, const RegistryPath& path, DWORD access);
+    HKEY openExisting(OpenKey& parent, const View& seen, const RegistryPath& path, DWORD access);
 
     std::mutex lock_;
     RegistryStore store_;
