@@ -119,7 +119,7 @@ CSupportedCameraList::CSupportedCameraList() {
 }
 
 CSupportedCameraList::~CSupportedCameraList() {
-    if (resourceModule) FreeLibrary(resourceModule);
+    if (resourceModule && *resourceModule) FreeLibrary(*resourceModule);
 }
 
 void CSupportedCameraList::loadFromSettings() {
@@ -177,8 +177,8 @@ void CSupportedCameraList::addBuiltIn() {
 std::u16string CSupportedCameraList::composeFriendlyName(const std::u16string& model, bool series) {
     const NameTemplate& form = series ? seriesName : singleName;
     if (!resourceModule) resourceModule = loadResourceModule();
-    std::u16string name = resourceModule ? loadString(resourceModule, form.resourceId)
-                                         : std::u16string(form.fallBack);
+    std::u16string name = *resourceModule ? loadString(*resourceModule, form.resourceId)
+                                          : std::u16string(form.fallBack);
     const std::size_t place = name.find(form.marker);
     if (place != std::u16string::npos) name.replace(place, form.marker.size(), model);
     return name;

@@ -1,5 +1,6 @@
 #pragma once
 #include <cstdint>
+#include <optional>
 #include <string>
 #include <vector>
 
@@ -32,7 +33,8 @@ class CSupportedCameraList {
     std::u16string composeFriendlyName(const std::u16string& model, bool series);
 
     std::vector<CCamInfo> cameras;
-    HMODULE resourceModule = nullptr;  // loaded at the first need of a friendly name
+    // Looked for at the first need of a friendly name, and only then: null if there is none.
+    std::optional<HMODULE> resourceModule;
 };
 
 }  // namespace zlk
