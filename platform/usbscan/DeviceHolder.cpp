@@ -12,18 +12,11 @@
 namespace zlk::platform {
 namespace {
 
-using Folder = std::unique_ptr<DIR, int (*)(DIR*)>;
-
-Folder openFolder(const std::string& path) {
-    return {::opendir(path.c_str()), ::closedir};
-}
-
 bool hasOpen(const std::string& process, const std::string& node) {
-    const Folder descriptors = openFolder(process + "/fd");
-    while (const dirent* entry = descriptors ? ::readdir(descriptors.get()) : nullptr) {
+    const std::string folder = process + "/fd/";
+    for (const std::string& descriptor : namesIn(folder)) {
         char target[512];
-        const std::string link = process + "/fd/" + entry->d_name;
-        const ssize_t size = ::readlink(link.c_str(), target, sizeof target);
+        const ssize_t size = ::readlink((folder + descriptor).c_str(), target, sizeof target);
         // Another process may see the devices below a root of its own.
         if (size > 0 && std::string_view(target, static_cast<std::size_t>(size)).ends_with(node))
             return true;
@@ -35,7 +28,7 @@ bool hasOpen(const std::string& process, const std::string& node) {
 
 DeviceHolder findHolderOf(const AttachedDevice& device) {
     if (device.node.empty()) return {};
-    const Folder processes = openFolder("/proc");
+    const std::unique_ptr<DIR, int (*)(DIR*)> processes(::opendir("/proc"), ::closedir);
     while (const dirent* entry = processes ? ::readdir(processes.get()) : nullptr) {
         const std::string_view name = entry->d_name;
         pid_t pid = 0;
