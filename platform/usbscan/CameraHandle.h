@@ -90,11 +90,11 @@ class CameraHandle final : public Handle {
     std::mutex receiving_;
     std::uint16_t readTurn_ = 0;  // the one that the following are of
     usbscan::MessageHeader data_{};
-    bool inData_ = false;     // `data_` is received in parts
-    bool zeroDue_ = false;    // a packet of no bytes is
-    bool complete_ = false;   // the container that was read last is
-    bool answered_ = false;   // the response is read
-    bool zeroGiven_ = false;  // one was taken for read that hadn't come
+    bool inData_ = false;                              // `data_` is received in parts
+    bool zeroDue_ = false;                             // a packet of no bytes is
+    bool complete_ = false;                            // the container that was read last is
+    bool answered_ = false;                            // the response is read
+    bool zeroGiven_ = false;                           // one was taken for read that hadn't come
     std::chrono::steady_clock::time_point heardAt_{};  // when the response was read
     USB_DEVICE_DESCRIPTOR descriptor_{};               // of the device, once it has told it whole
 };

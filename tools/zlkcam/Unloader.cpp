@@ -172,8 +172,8 @@ void Unloader::fetch(const UnloadedFile& file, const HiddenFile& into, BarShare 
         share.bar.progress(share.start + percent * share.size / 100);
         return !StopFlag::raised();
     });
-    const HRESULT result = session_->SaveFileData(Bstr(file.record->id).get(), Bstr(into.name()).get(),
-                                                  callback.asArgument());
+    const HRESULT result = session_->SaveFileData(Bstr(file.record->id).get(),
+                                                  Bstr(into.name()).get(), callback.asArgument());
     if (result != S_OK) throwFetchFailure(session_.errorCode(), into.name());
     // A stopped copy is a success to the components; one that had arrived whole is a success.
     std::uint64_t size = 0;
