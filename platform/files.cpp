@@ -383,6 +383,13 @@ std::u16string finalPath(const WCHAR* path) noexcept {
     return withoutExceptions(std::u16string(), [&] { return pathWithoutLinks(path); });
 }
 
+std::u16string pathOfOpenFile(HANDLE file) noexcept {
+    return withoutExceptions(std::u16string(), [&] {
+        const auto handle = findHandleOf<FileHandle>(file);
+        return handle ? formatText(u"/proc/self/fd/%d", handle->descriptor()) : std::u16string();
+    });
+}
+
 BOOL CreateDirectoryW(const WCHAR* path, const SECURITY_ATTRIBUTES*) noexcept {
     return withoutExceptions(false, [&] { return makeFolder(path); });
 }

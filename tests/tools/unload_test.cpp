@@ -3,6 +3,7 @@
 #include <sys/resource.h>
 #include <unistd.h>
 
+#include <atomic>
 #include <chrono>
 #include <thread>
 
@@ -55,6 +56,31 @@ TEST_F(Unload, copiesEveryFileComparesItAndKeepsItsTime) {
         EXPECT_LT(std::chrono::abs(apart), std::chrono::seconds(1)) << file.copy;
     }
     EXPECT_EQ(torsos(), 0u);
+}
+
+TEST_F(Unload, writesToNoFileThatSomebodyPutsInPlaceOfACopy) {
+    const fs::path mine = target.parent_path() / "mine";
+    writeFile(mine, "mine");
+    for (int i = 0; i < 30; ++i)
+        addFile("DCIM/" + std::to_string(i) + ".JPG", bytesOf(200'000, static_cast<unsigned>(i)));
+    fs::create_directories(target / "DCIM");
+    std::atomic<bool> over = false;
+    std::thread other([&] {
+        std::error_code ignored;
+        while (!over)
+            for (const auto& entry : fs::directory_iterator(target / "DCIM", ignored))
+                if (entry.path().filename().string().starts_with(".zlkcam-") &&
+                    !entry.is_symlink(ignored) && fs::remove(entry.path(), ignored))
+                    fs::create_symlink(mine, entry.path(), ignored);
+    });
+    const JsonAnswer result = json({"unload", "--delete", "E:", target});
+    over = true;
+    other.join();
+    EXPECT_EQ(readFile(mine), "mine");
+    for (const Json& file : result["files"].items) {
+        const bool isLink = fs::is_symlink(file["file"].text);
+        EXPECT_FALSE(isLink && file["outcome"].text == "copied") << file["file"].text;
+    }
 }
 
 TEST_F(Unload, neverTouchesADifferentFileOfTheSameNameAndCopiesNothingTwice) {

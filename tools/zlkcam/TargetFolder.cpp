@@ -6,7 +6,6 @@
 #include <random>
 
 #include "platform/clock.h"
-#include "platform/files.h"
 #include "tools/zlkcam/Failure.h"
 #include "tools/zlkcam/Text.h"
 
@@ -216,7 +215,7 @@ TargetFolder::Placed TargetFolder::place(HiddenFile& part, const std::u16string&
     std::uint64_t size = 0;
     if (!part.size(size)) throwUnusable(part.name(), "Reading");
     const auto isCopy = [&](const std::u16string& candidate) {
-        return !liesIn(candidate, device_) && sameContent(part.name(), candidate);
+        return !liesIn(candidate, device_) && sameContent(part.path(), candidate);
     };
     const auto remove = [&] {
         DeleteFileW(part.name().c_str());
@@ -234,6 +233,10 @@ TargetFolder::Placed TargetFolder::place(HiddenFile& part, const std::u16string&
         const std::u16string candidate = numbered(file, namesakes.next++);
         const bool isPlaced = MoveFileW(part.name().c_str(), candidate.c_str());
         if (!isPlaced && GetLastError() != ERROR_ALREADY_EXISTS) throwUnusable(candidate, "Making");
+        if (isPlaced && !part.isAt(candidate))
+            throw Failure(ExitStatus::FileUnusable,
+                          utf8Text(candidate) + " was exchanged for another file meanwhile.",
+                          "Choose a folder that nobody else may write to.");
         // What has the name by now is somebody else's, or has it in capitals.
         if (!isPlaced && !isCopy(candidate)) continue;
         if (isPlaced)
@@ -307,6 +310,12 @@ HiddenFile::HiddenFile(std::u16string name) : name_(std::move(name)), file_(make
 
 HiddenFile::~HiddenFile() {
     if (!name_.empty()) DeleteFileW(name_.c_str());
+}
+
+bool HiddenFile::isAt(const std::u16string& place) const {
+    FileStatus own{}, there{};
+    return _wstat64i32(path().c_str(), own) && _wstat64i32(place.c_str(), there) &&
+           own.st_dev == there.st_dev && own.st_ino == there.st_ino;
 }
 
 bool HiddenFile::size(std::uint64_t& bytes) const {

@@ -19,6 +19,7 @@
 #include <utility>
 #include <vector>
 
+#include "platform/files.h"
 #include "platform/named_objects.h"
 #include "platform/types.h"
 
@@ -34,6 +35,11 @@ class HiddenFile {
         : name_(std::exchange(other.name_, {})), file_(std::move(other.file_)) {}
     HiddenFile& operator=(HiddenFile&&) = delete;
     const std::u16string& name() const { return name_; }
+    /// To be opened by while this lives. Whoever may write to the folder can exchange what has the
+    /// name, for a link to another file of ours; this leads to the one that was made here.
+    std::u16string path() const { return pathOfOpenFile(file_.get()); }
+    /// Whether it is what a name leads to.
+    bool isAt(const std::u16string& place) const;
     /// For reading and writing, whatever its name is. Others may open it meanwhile.
     HANDLE handle() const { return file_.get(); }
     /// False with the last error.

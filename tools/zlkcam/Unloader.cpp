@@ -173,7 +173,7 @@ void Unloader::fetch(const UnloadedFile& file, const HiddenFile& into, BarShare 
         return !StopFlag::raised();
     });
     const HRESULT result = session_->SaveFileData(Bstr(file.record->id).get(),
-                                                  Bstr(into.name()).get(), callback.asArgument());
+                                                  Bstr(into.path()).get(), callback.asArgument());
     if (result != S_OK) throwFetchFailure(session_.errorCode(), into.name());
     // A stopped copy is a success to the components; one that had arrived whole is a success.
     std::uint64_t size = 0;
@@ -202,7 +202,7 @@ void Unloader::verify(const UnloadedFile& file, const HiddenFile& part, const st
                       BarShare share) {
     const HiddenFile second(check);
     fetch(file, second, share);
-    if (!sameContent(part.name(), second.name()))
+    if (!sameContent(part.path(), second.path()))
         throw Failure(ExitStatus::NotVerified, "Reading it twice gave different bytes.",
                       "Clean the contacts of the card, or try another reader.");
 }

@@ -64,7 +64,7 @@ void saveThumbnail(Tool& tool, const PhotoSession& session, TargetFolder& target
                    const FileRecord& file, const std::u16string& wanted) {
     target.makeFoldersOf(wanted);
     HiddenFile part(target.hiddenName(wanted, u"part"));
-    session.require(session->SaveThumbnail(Bstr(file.id).get(), Bstr(part.name()).get()),
+    session.require(session->SaveThumbnail(Bstr(file.id).get(), Bstr(part.path()).get()),
                     "Making the thumbnail");
     const std::u16string placed = target.place(part, wanted).file;
     tool.say(utf8Text(file.cameraPath) + " -> " + utf8Text(placed));
