@@ -143,10 +143,13 @@ TEST_F(Unload, neverTakesAnOriginalForItsOwnCopy) {
     fs::create_directory_symlink(card, target / "alias");
     fs::create_directories(card / "backup/here");
     const fs::path byLetter = "Z:" + (target / "alias").string();
-    for (const fs::path& folder : {card, target / "alias", card / "backup/here", byLetter}) {
+    for (const fs::path& folder :
+         {card, target / "alias", card / "backup/here", byLetter, card / "new/deeper",
+          fs::path("E:/new/deeper"), target / "alias/new"}) {
         EXPECT_EQ(zlkcam({"unload", "--delete", "E:", folder}).status, 6);
         EXPECT_EQ(std::distance(fs::recursive_directory_iterator(card), {}), 5);
     }
+    EXPECT_EQ(zlkcam({"unload", "E:", ""}).status, 1);
     fs::create_symlink(card / "B.JPG", target / "B.JPG");
     for (const char* option : {"--new", "--delete"}) {
         const JsonAnswer result = json({"unload", option, "E:", target});

@@ -142,10 +142,25 @@ bool liesIn(const std::u16string& path, const std::u16string& folder) {
     return true;
 }
 
+/// What there is of a path.
+std::u16string existingPart(std::u16string path) {
+    FileStatus status{};
+    while (!_wstat64i32(path.c_str(), status)) {
+        const std::size_t end = path.find_last_of(u"/\\");
+        if (end == std::u16string::npos || end + 1 == path.size()) break;
+        const bool isRoot = end == 0 || path[end - 1] == u':';
+        path.erase(isRoot ? end + 1 : end);
+    }
+    return path;
+}
+
 }  // namespace
 
 TargetFolder::TargetFolder(const std::u16string& path, const std::u16string& device)
     : path_(absolutePath(path)), device_(device), run_(newRun()) {
+    if (path.empty())
+        throw Failure(ExitStatus::Usage, "The folder to copy into has no name.",
+                      "The current folder is called \".\".");
     while (path_.size() > 1 && (path_.ends_with(u'/') || path_.ends_with(u'\\'))) path_.pop_back();
     // A drive is named by its root, and not by its current folder.
     if (path_.ends_with(u':')) path_ += u'/';
@@ -154,12 +169,17 @@ TargetFolder::TargetFolder(const std::u16string& path, const std::u16string& dev
 
 void TargetFolder::enter(const std::u16string& folder) {
     if (std::find(entered_.begin(), entered_.end(), folder) != entered_.end()) return;
-    makeFolder(folder);
-    // Copies would go with the device, and an original be taken for its own.
-    if (liesIn(folder, device_))
+    // Copies would go with the device, and an original be taken for its own. It is asked before
+    // anything is made there, and once more of what was made.
+    const auto requireElsewhere = [&](const std::u16string& place) {
+        if (!liesIn(place, device_)) return;
         throw Failure(ExitStatus::FileUnusable,
                       "The folder " + utf8Text(folder) + " is on the device itself.",
                       "Choose a folder on this machine.");
+    };
+    requireElsewhere(existingPart(folder));
+    makeFolder(folder);
+    requireElsewhere(folder);
     removeLeftovers(folder);
     entered_.push_back(folder);
 }
