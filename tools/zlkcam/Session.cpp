@@ -88,7 +88,13 @@ std::vector<FileRecord> PhotoSession::files() const {
     requireMedia();
     Bstr document;
     const std::int64_t start = _time64();
-    require((*this)->GetFileInfo(nullptr, document.out()), "Listing the files");
+    try {
+        require((*this)->GetFileInfo(nullptr, document.out()), "Listing the files");
+    } catch (const Failure& failure) {
+        // The components have one code for a list that can't be read, and one that was cut off by
+        // pulling the device.
+        throw endOf(failure).value_or(failure);
+    }
     std::vector<FileRecord> files = parseFileInfo(document.view());
     markMissingDates(files, start, _time64());
     return files;
