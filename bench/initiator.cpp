@@ -101,7 +101,7 @@ class Initiator {
     static constexpr std::uint32_t largestWhole = 20 << 20, pieceSize = 256 << 10;
     using Sink = std::function<void(const std::uint8_t*, std::size_t)>;
 
-    /// The first piece is asked for twice.
+    /// Described a third time, and its first piece asked for twice.
     void copyPieces(const Object& object, const Sink& sink) {
         describe(object.handle);
         const auto ask = [&](std::uint32_t from, const Sink& to) {

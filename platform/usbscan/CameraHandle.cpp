@@ -33,7 +33,7 @@ constexpr auto hostPatience = 30s;
 // Whoever reads less than a container's head looks for a packet of no bytes.
 constexpr DWORD containerHead = 12;
 constexpr auto zeroPacketPatience = 100ms;
-constexpr auto recently = 100ms;
+constexpr auto lately = 100ms;
 
 bool refuse(DWORD error) {
     SetLastError(error);
@@ -314,7 +314,7 @@ bool CameraHandle::ask(DWORD code, std::span<const std::byte> input, std::span<s
 /// Whether the last transaction's response was read a moment ago, and nothing has come since.
 bool CameraHandle::wasHeardLately() {
     return answered_ && readTurn_ == turn_ &&
-           std::chrono::steady_clock::now() - heardAt_ < recently && !socket_.hasInput(0ms);
+           std::chrono::steady_clock::now() - heardAt_ < lately && !socket_.hasInput(0ms);
 }
 
 /// Who asks for the device's descriptor wants to know whether it still answers. One that has sent

@@ -79,7 +79,7 @@ def _unpack_kernel():
 
 def _make_first_disk(place):
     """The initramfs."""
-    for name in ("bin", "dev", "proc", "sys", "outside", "memory", "root", "modules"):
+    for name in ("bin", "dev", "proc", "sys", "outside", "memory", "whole", "modules"):
         (place / name).mkdir(parents=True)
     shutil.copy("/bin/busybox", place / "bin")
     shutil.copy(HERE / "init", place / "init")

@@ -108,6 +108,8 @@ class UsbMtp(Responder):
         self.wait_for(plugged=True)
 
     def unplug(self):
+        """Where a client has left its session open, QEMU stands still for good once pictures are
+        deleted behind this; one that closes it (gphoto2, the bare initiator) has to come last."""
         monitor("device_del camera")
 
 

@@ -248,6 +248,15 @@ TEST_F(CameraUnload, namesTheFileAtWhichTheCameraWasPulledAndWorksOnceItIsBack) 
     EXPECT_THAT(copies(), SizeIs(3));
 }
 
+TEST_F(CameraUnload, saysThatTheCameraIsGoneWhereItWasPulledInTheList) {
+    for (const char* name : {"A.JPG", "B.JPG"}) add(1000, name);
+    camera->tell("fault unplug op=0x1008");
+    EXPECT_EQ(unload().status, 9);
+    camera->tell("plug");
+    EXPECT_EQ(unload().status, 0);
+    EXPECT_THAT(copies(), SizeIs(2));
+}
+
 TEST_F(CameraUnload, goesOnBehindAPictureThatVanishedMeanwhile) {
     for (int i = 0; i < 3; ++i) add(1000, "PICT000" + std::to_string(i) + ".JPG");
     camera->tell("fault answer op=0x1009 value=0x2009");  // InvalidObjectHandle, once

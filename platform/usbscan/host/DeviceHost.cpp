@@ -491,7 +491,7 @@ class DeviceHost::Impl final : UsbDevice::Listener, HostConnection::Owner {
     std::vector<ContainerCut> cuts_;
     ContainerFollower follower_;
     // By operation, as it was the last time.
-    std::bitset<65536> bringsMuch_;  // data of more than a packet
+    std::bitset<65536> bringsMuch_;  // more data than is due before their length is known
     std::bitset<65536> bringsData_;  // data and a response, and nothing was left to be taken back
 
     ControlQueue controls_;
