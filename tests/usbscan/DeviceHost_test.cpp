@@ -45,9 +45,13 @@ class QuietDevice final : public UsbDevice {
     bool stopReading() override { return false; }
     void write(std::span<const std::byte>, bool, Done done) override {
         ++writes;
+        if (!takesCommands) return void(write_ = std::move(done));
         loop_.post([done] { done(UsbStatus::Done); });
     }
-    void cancelWrite() override {}
+    void cancelWrite() override {
+        if (!write_) return;
+        loop_.post([done = std::exchange(write_, nullptr)] { done(UsbStatus::Cancelled); });
+    }
     void control(const UsbRequest& request, DoneWithBytes done) override {
         constexpr std::uint8_t cancel = 0x64, reset = 0x66, status = 0x67;
         if (request.request == cancel) ++cancels;
@@ -69,10 +73,12 @@ class QuietDevice final : public UsbDevice {
 
     Listener* listener = nullptr;
     DoneWithBytes interrupt;
+    bool takesCommands = true;
     int writes = 0, cancels, resets = 0;
 
   private:
     EventLoop& loop_;
+    Done write_;
     bool busy_ = cancels > 0;
     UsbFacts facts_;
 };
@@ -168,6 +174,13 @@ class DeviceHostTest : public testing::Test {
     void awaitCommands(int count) {
         ASSERT_TRUE(loop.until([&] { return device->writes == count; }));
     }
+    void pass(std::chrono::milliseconds time) {
+        const auto end = EventLoop::Clock::now() + time;
+        loop.until([&] { return EventLoop::Clock::now() > end; });
+    }
+    void sends(std::vector<std::uint32_t> words) {
+        device->listener->arrived({std::as_bytes(std::span(words)), true, nullptr});
+    }
 
     test::SteppedLoop loop;
     QuietDevice* device = new QuietDevice(loop);
@@ -198,6 +211,49 @@ TEST_F(DeviceHostTest, cancelsOnceForAClientThatDiedAndKeepsTheOthersSession) {
     EXPECT_EQ(device->cancels, 1);
     EXPECT_EQ(device->resets, 0);
     EXPECT_EQ(next.failures, 0);
+}
+
+// Some devices leave the bus when they are asked to cancel what they are busy with.
+TEST_F(DeviceHostTest, leavesADeviceInPeaceThatAnswersLate) {
+    Client next(host), died(host);
+    died.command(7);
+    awaitCommands(1);
+    died.close();
+    next.command(8);
+    pass(300ms);
+    sends({16, 0x10010002, 7, 1});
+    pass(300ms);
+    EXPECT_EQ(device->writes, 1);
+    sends({12, 0x20010003, 7});
+    awaitCommands(2);
+    EXPECT_EQ(device->cancels, 0);
+}
+
+TEST_F(DeviceHostTest, endsNothingThatTheDeviceHasNotTaken) {
+    Client next(host), died(host);
+    loop.settle();
+    pass(200ms);  // for what an earlier host has left
+    device->takesCommands = false;
+    died.command(7);
+    awaitCommands(1);
+    died.close();
+    next.command(8);
+    awaitCommands(2);
+    EXPECT_EQ(device->cancels, 0);
+}
+
+TEST_F(DeviceHostTest, waitsForTheEndOfWhatAnEarlierHostHasAskedFor) {
+    Client client(host);
+    client.command(7);
+    loop.settle();
+    sends(std::vector<std::uint32_t>(128, 0xFFFFFFFF));  // of a picture
+    pass(300ms);
+    sends({1, 2, 3});
+    pass(300ms);
+    EXPECT_EQ(device->writes, 0);
+    sends({12, 0x20010003, 99});
+    awaitCommands(1);
+    EXPECT_EQ(device->cancels, 0);
 }
 
 TEST_F(DeviceHostTest, tellsAClientAtOnceThatItsTransactionWasOvertaken) {

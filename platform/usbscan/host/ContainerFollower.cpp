@@ -30,6 +30,11 @@ std::uint32_t containerTransaction(std::span<const std::byte> container) {
     return number(container, 8, 4);
 }
 
+bool isWholeResponse(std::span<const std::byte> bytes) {
+    return bytes.size() >= containerHeaderSize && number(bytes, 0, 4) == bytes.size() &&
+           containerType(bytes) == ContainerType::Response;
+}
+
 void ContainerFollower::reset(std::uint32_t transaction, std::uint64_t first) noexcept {
     transaction_ = transaction;
     first_ = first;

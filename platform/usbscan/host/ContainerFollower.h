@@ -17,6 +17,8 @@ enum class ContainerType : std::uint16_t { Command = 1, Data = 2, Response = 3 }
 ContainerType containerType(std::span<const std::byte> container);
 std::uint16_t containerCode(std::span<const std::byte> container);
 std::uint32_t containerTransaction(std::span<const std::byte> container);
+/// Any bytes: whether they are a response from its first byte to its last.
+bool isWholeResponse(std::span<const std::byte> bytes);
 
 /// A part of what came: bytes of one container and one transfer.
 struct ContainerCut {

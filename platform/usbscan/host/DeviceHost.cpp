@@ -127,6 +127,7 @@ class DeviceHost::Impl final : UsbDevice::Listener, HostConnection::Owner {
         std::uint32_t id = 0;
         std::uint16_t code = 0;
         bool open = false;
+        bool taken = false;        // the device has its command
         bool answered = false;     // its response is out
         bool sending = false;      // a data phase isn't written to its end
         bool heard = false;        // the device has sent something since its command
@@ -160,7 +161,8 @@ class DeviceHost::Impl final : UsbDevice::Listener, HostConnection::Owner {
             case MessageKind::EndRecord:
                 return recording_.end(from);
             case MessageKind::Cancel:
-                if (transaction_.open && transaction_.owner == &from) recover("given up");
+                if (transaction_.open && transaction_.owner == &from)
+                    recover("given up", mayBeAnswered());
                 return from.send({0, MessageKind::Cancelled, 0, header.turn});
             default:
                 return from.finish();
@@ -195,7 +197,7 @@ class DeviceHost::Impl final : UsbDevice::Listener, HostConnection::Owner {
                       [&](const Command& command) { return command.from == &connection; });
         const bool owned = transaction_.owner == &connection;
         if (owned) transaction_.owner = nullptr;
-        if (owned && transaction_.open) recover("its client is gone");
+        if (owned && transaction_.open) recover("its client is gone", mayBeAnswered());
         loop_.post(lifetime_.guard([this, &connection] { remove(connection); }));
     }
 
@@ -268,7 +270,7 @@ class DeviceHost::Impl final : UsbDevice::Listener, HostConnection::Owner {
         // a time, behind the port's mutex.
         if (transaction_.open) {
             if (transaction_.owner != commands_.front().from) tellOwner(ERROR_OPERATION_ABORTED);
-            return recover("overtaken by a new command");
+            return recover("overtaken by a new command", mayBeAnswered());
         }
         const Command command = commands_.front();
         commands_.pop_front();
@@ -313,7 +315,15 @@ class DeviceHost::Impl final : UsbDevice::Listener, HostConnection::Owner {
         } else {
             writer->resume();
         }
-        if (recoverAfterWrite_) return startRecovery();
+        const bool wasTaken = std::exchange(transaction_.taken, status == UsbStatus::Done);
+        if (recoverAfterWrite_) {
+            answerMayCome_ = answerMayCome_ && status == UsbStatus::Done;
+            const bool nothingToEnd = status == UsbStatus::Cancelled && !wasTaken && !unheard_;
+            if (!nothingToEnd) return startRecovery();
+            // A command is one packet, and the device has none of it.
+            recoverAfterWrite_ = false;
+            return recovered(Recovery::Outcome::SessionAlive);
+        }
         if (status == UsbStatus::Stalled) device_->clearHalt(device_->facts().bulkOut.address);
         if (status != UsbStatus::Done) return failTransaction(lastErrorOf(status));
         if (transaction_.open) watchProgress();
@@ -346,7 +356,7 @@ class DeviceHost::Impl final : UsbDevice::Listener, HostConnection::Owner {
     void failTransaction(DWORD error) {
         if (!transaction_.open) return;
         tellOwner(error);
-        recover("it failed");
+        recover("it failed", false);
     }
 
     void tellOwner(DWORD error) {
@@ -372,8 +382,12 @@ class DeviceHost::Impl final : UsbDevice::Listener, HostConnection::Owner {
         nextCommand();
     }
 
-    void recover(const char* why) {
+    /// Whether the device owes us something, and not we it.
+    bool mayBeAnswered() const { return !transaction_.sending && !transaction_.answered; }
+
+    void recover(const char* why, bool mayBeAnswered) {
         transaction_.open = false;
+        answerMayCome_ = mayBeAnswered;
         progress_.stop();
         tellAll("Cancelling transaction " + std::to_string(transaction_.id) +
                 " of the device: " + why);
@@ -389,7 +403,9 @@ class DeviceHost::Impl final : UsbDevice::Listener, HostConnection::Owner {
     void startRecovery() {
         recoverAfterWrite_ = false;
         lateZeroPacket_.stop();
-        recovery_.start(transaction_.id, recoveriesInARow_ > 1,
+        recovery_.start({.id = transaction_.id,
+                         .mayBeAnswered = answerMayCome_,
+                         .again = recoveriesInARow_ > 1},
                         [this](Recovery::Outcome outcome) { recovered(outcome); });
     }
 
@@ -418,7 +434,8 @@ class DeviceHost::Impl final : UsbDevice::Listener, HostConnection::Owner {
         cuts_.clear();
         follower_.follow(piece.bytes, piece.endsTransfer, cuts_);
         if (recovering())
-            return recovery_.arrived(std::ranges::any_of(cuts_, &ContainerCut::endsResponse));
+            return recovery_.arrived(piece.bytes,
+                                     std::ranges::any_of(cuts_, &ContainerCut::endsResponse));
         for (const ContainerCut& cut : cuts_) {
             if (cut.bytes.empty())
                 zeroPacket();
@@ -498,6 +515,7 @@ class DeviceHost::Impl final : UsbDevice::Listener, HostConnection::Owner {
     ControlAnswers answers_;
     Recovery recovery_;
     bool recoverAfterWrite_ = false;
+    bool answerMayCome_ = false;  // to the transaction that is to be ended
     unsigned recoveriesInARow_ = 0;
     EventWaiters events_;
     HostRecording recording_;

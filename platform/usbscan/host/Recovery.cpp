@@ -18,8 +18,11 @@ constexpr std::uint16_t cancellationCode = 0x4001;
 constexpr std::uint16_t ready = 0x2001;
 
 constexpr auto statusPause = 20ms;
-// A device that has been quiet for so long has said it all.
-constexpr auto quiet = 50ms;
+// A device that has answered, and then been quiet for so long, has said it all.
+constexpr auto silenceAfterAnswer = 50ms;
+// A device that looks for its picture on a slow card is quiet before its answer and in its midst,
+// and so is one that has to share its processor.
+constexpr auto silenceBeforeAnswer = 1500ms;
 // Devices that don't know a request should refuse it, and some are silent.
 constexpr auto answerLimit = 1s;
 constexpr auto stageLimit = 3s;
@@ -35,10 +38,9 @@ constexpr std::uint64_t drainedAtOnce = 16 * 1024;
 Recovery::Recovery(EventLoop& loop, UsbDevice& device, ControlQueue& controls)
     : device_(device), controls_(controls), pause_(loop), limit_(loop) {}
 
-void Recovery::start(std::uint32_t transactionId, bool again, Done done) {
+void Recovery::start(const Transaction& transaction, Done done) {
     done_ = std::move(done);
-    transactionId_ = transactionId;
-    again_ = again;
+    transaction_ = transaction;
     stalls_ = 0;
     quiet_ = answered_ = busy_ = false;
     tryPeace();
@@ -46,8 +48,7 @@ void Recovery::start(std::uint32_t transactionId, bool again, Done done) {
 
 void Recovery::settle(Done done) {
     done_ = std::move(done);
-    transactionId_ = 0;
-    again_ = false;
+    transaction_.reset();
     stalls_ = 0;
     quiet_ = busy_ = false;
     answered_ = true;  // of a device that is ready, unless it sends something
@@ -82,7 +83,8 @@ void Recovery::tryCancel() {
     enter(Stage::Cancel, answerLimit);
     std::array<std::byte, 6> data;
     std::memcpy(data.data(), &cancellationCode, 2);
-    std::memcpy(data.data() + 2, &transactionId_, 4);
+    const std::uint32_t id = transaction_ ? transaction_->id : 0;
+    std::memcpy(data.data() + 2, &id, sizeof id);
     const UsbRequest request{.requestType = toInterface,
                              .request = cancelRequest,
                              .index = device_.facts().interfaceNumber,
@@ -132,7 +134,7 @@ void Recovery::nextStage() {
 
 void Recovery::cancelFailed() {
     if (busy_) return tryDeviceReset();
-    if (quiet_ && !again_) return finish(Outcome::LeftInPeace);
+    if (quiet_ && !(transaction_ && transaction_->again)) return finish(Outcome::LeftInPeace);
     tryPortReset();
 }
 
@@ -165,17 +167,26 @@ void Recovery::statusCame(UsbStatus status, std::span<const std::byte> bytes) {
 void Recovery::drain() {
     draining_ = true;
     device_.read(drainedAtOnce);
-    pause_.start(quiet, [this] {
+    const bool isOwed = !answered_ && (!transaction_ || transaction_->mayBeAnswered);
+    const bool waits = stage_ == Stage::Peace && isOwed;
+    pause_.start(waits ? silenceBeforeAnswer : silenceAfterAnswer, [this] {
         quiet_ = true;
         if (stage_ == Stage::DeviceReset || stage_ == Stage::PortReset)
             return finish(Outcome::SessionLost);
-        if (stage_ == Stage::Peace && !answered_) return nextStage();
+        // What an earlier host has asked for can't be cancelled by its number. The next command
+        // shows whether it was at its end.
+        if (stage_ == Stage::Peace && !answered_ && transaction_) return nextStage();
         finish(Outcome::SessionAlive);
     });
 }
 
-void Recovery::arrived(bool answers) {
-    if (answers) answered_ = true;
+void Recovery::arrived(std::span<const std::byte> piece, bool answers) {
+    quiet_ = false;
+    if (transaction_)
+        answered_ = answered_ || answers;
+    else if (!piece.empty())
+        // It may begin in the midst of a picture, so there is no telling where containers end.
+        answered_ = isWholeResponse(piece);
     if (!draining_) return device_.read(drainedAtOnce);
     drain();
 }

@@ -2,10 +2,10 @@
 // Brings a device back to where it takes a new command, after a transaction that nobody ends (USB
 // still image class, requests 0x64, 0x66 and 0x67).
 //
-//     Peace         what the device still sends is read, until it has answered or is quiet. There
-//                   are responders that leave the bus when they are asked to cancel or to reset
+//     Peace         what the device still sends is read, until it has answered. There are
+//                   responders that leave the bus when they are asked to cancel or to reset
 //                   themselves, and are back only when they are plugged in anew
-//     Cancel        for one that is quiet and hasn't answered, or goes on sending
+//     Cancel        for one that doesn't answer, or goes on sending
 //     DeviceReset   for one that has cancelled and says that it is busy all the same
 //     PortReset     for one that doesn't cancel and goes on sending, or was quiet without an
 //                   answer once before
@@ -13,6 +13,8 @@
 // Up to Cancel the session of all others lives on.
 
 #include <functional>
+#include <optional>
+#include <span>
 
 #include "platform/usbscan/host/ControlQueue.h"
 #include "platform/usbscan/host/EventLoop.h"
@@ -32,15 +34,21 @@ class Recovery {
     Recovery(EventLoop& loop, UsbDevice& device, ControlQueue& controls);
 
     bool running() const noexcept { return static_cast<bool>(done_); }
-    /// Ends the transaction of that id. What the device sends meanwhile is dropped; its listener
-    /// tells arrived() and stalled() of it. `again`: the device has done nothing right since the
-    /// last recovery.
-    void start(std::uint32_t transactionId, bool again, Done done);
+    struct Transaction {
+        std::uint32_t id = 0;
+        /// The device has all that it needs for an answer, and was not yet waited for in vain.
+        bool mayBeAnswered = false;
+        /// The device has done nothing right since the last recovery.
+        bool again = false;
+    };
+    /// Ends that transaction. What the device sends meanwhile is dropped; its listener tells
+    /// arrived() and stalled() of it.
+    void start(const Transaction& transaction, Done done);
     /// At the beginning: ends what an earlier host may have left open, if the device says that
     /// there is something, or still sends it.
     void settle(Done done);
     /// `answers`: the transaction's response has ended with this piece.
-    void arrived(bool answers);
+    void arrived(std::span<const std::byte> piece, bool answers);
     void stalled();
     /// The device has been unplugged.
     void gone() { finish(Outcome::DeviceGone); }
@@ -70,11 +78,10 @@ class Recovery {
     unsigned epoch_ = 0;  // counts stages
     unsigned stalls_ = 0;
     bool draining_ = false;
-    bool again_ = false;
-    bool quiet_ = false;     // nothing more has come
-    bool answered_ = false;  // by a response, or there was nothing to be answered
-    bool busy_ = false;      // as the device says after it was cancelled
-    std::uint32_t transactionId_ = 0;
+    std::optional<Transaction> transaction_;  // none: an earlier host's, of which nothing is known
+    bool quiet_ = false;                      // nothing more has come
+    bool answered_ = false;                   // by a response, or there was nothing to be answered
+    bool busy_ = false;                       // as the device says after it was cancelled
     Timer pause_, limit_;
 };
 

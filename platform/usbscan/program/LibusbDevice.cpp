@@ -159,8 +159,10 @@ void LibusbDevice::writeNext() {
                               mutableBytes(bytes.data()), static_cast<int>(bytes.size()), nullptr,
                               nullptr, 0);
     submit(write_, [this, size = bytes.size()](UsbStatus status) {
-        if (status == UsbStatus::Done && static_cast<std::size_t>(write_->actual_length) != size)
-            status = UsbStatus::Failed;
+        const bool allWent = static_cast<std::size_t>(write_->actual_length) == size;
+        if (status == UsbStatus::Done && !allWent) status = UsbStatus::Failed;
+        // It was too late to take it back. A packet of no bytes tells nothing of itself.
+        if (status == UsbStatus::Cancelled && allWent && size > 0) status = UsbStatus::Done;
         writing_.rest = writing_.rest.subspan(size);
         const bool more = !writing_.rest.empty() || std::exchange(writing_.zeroPacket, false);
         if (status != UsbStatus::Done || !more)
