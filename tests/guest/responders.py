@@ -190,6 +190,8 @@ usb_max_packet_size {self.packet:#x}
             (GADGET / "UDC").write_text("\n")
         self.daemon.kill()
         self.daemon.wait()
+        # The next one's would be taken for made while they are these.
+        wait_until(lambda: not (FUNCTION_FILES / "ep1").exists(), 10, "end of the responder")
 
     def freeze(self):
         """Until it is plugged in anew it answers nothing."""
