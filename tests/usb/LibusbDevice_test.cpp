@@ -152,7 +152,7 @@ TEST_P(OnKernels, ReadingThatWasStoppedGoesOnWithoutALoss) {
     device->read(everything, false);
     ASSERT_TRUE(bench.loop.until([&] { return bench.function.given == 2u * packet; }));
     device->stopReading();
-    device->read(everything, false);
+    device->read(2 * packet + 1000, true);
     bench.function.send({pattern(1000, 2), true});
     ASSERT_TRUE(bench.loop.until(
         [&] { return !bench.inbox.transfers.empty() && bench.inbox.transfers.back().ended; }));

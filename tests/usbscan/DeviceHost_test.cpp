@@ -229,6 +229,18 @@ TEST_F(DeviceHostTest, leavesADeviceInPeaceThatAnswersLate) {
     EXPECT_EQ(device->cancels, 0);
 }
 
+TEST_F(DeviceHostTest, endsNothingThatIsAnsweredWhenItsClientTurnsOutToBeGone) {
+    Client next(host), died(host);
+    died.command(7);
+    awaitCommands(1);
+    loop.settle();
+    next.command(8);
+    died.close();
+    sends({12, 0x20010003, 7});
+    awaitCommands(2);
+    EXPECT_EQ(device->cancels, 0);
+}
+
 TEST_F(DeviceHostTest, endsNothingThatTheDeviceHasNotTaken) {
     Client next(host), died(host);
     loop.settle();

@@ -18,6 +18,10 @@ std::uint32_t number(std::span<const std::byte> bytes, std::size_t at, std::size
 
 }  // namespace
 
+std::uint32_t containerLength(std::span<const std::byte> container) {
+    return number(container, 0, 4);
+}
+
 ContainerType containerType(std::span<const std::byte> container) {
     return static_cast<ContainerType>(number(container, 4, 2));
 }
@@ -31,7 +35,7 @@ std::uint32_t containerTransaction(std::span<const std::byte> container) {
 }
 
 bool isWholeResponse(std::span<const std::byte> bytes) {
-    return bytes.size() >= containerHeaderSize && number(bytes, 0, 4) == bytes.size() &&
+    return bytes.size() >= containerHeaderSize && containerLength(bytes) == bytes.size() &&
            containerType(bytes) == ContainerType::Response;
 }
 

@@ -14,6 +14,7 @@ inline constexpr std::size_t containerHeaderSize = 12;
 enum class ContainerType : std::uint16_t { Command = 1, Data = 2, Response = 3 };
 
 /// A container's head; the bytes must be there.
+std::uint32_t containerLength(std::span<const std::byte> container);
 ContainerType containerType(std::span<const std::byte> container);
 std::uint16_t containerCode(std::span<const std::byte> container);
 std::uint32_t containerTransaction(std::span<const std::byte> container);

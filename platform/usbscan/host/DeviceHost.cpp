@@ -8,6 +8,7 @@
 #include <cerrno>
 #include <cstring>
 #include <map>
+#include <optional>
 #include <set>
 #include <string>
 #include <utility>
@@ -26,6 +27,7 @@
 namespace zlk::usbscan {
 namespace {
 
+constexpr std::uint64_t unknownLength = ~std::uint64_t{};
 constexpr unsigned maxRecoveriesInARow = 3;
 constexpr std::size_t maxMute = 64;
 constexpr std::chrono::milliseconds acceptPause{100};
@@ -127,9 +129,10 @@ class DeviceHost::Impl final : UsbDevice::Listener, HostConnection::Owner {
         std::uint32_t id = 0;
         std::uint16_t code = 0;
         bool open = false;
-        bool taken = false;        // the device has its command
-        bool answered = false;     // its response is out
-        bool sending = false;      // a data phase isn't written to its end
+        bool taken = false;     // the device has its command
+        bool answered = false;  // its response is out
+        bool sending = false;   // a message of the client isn't written to its end
+        std::optional<std::uint64_t> dataToSend{};  // what is left of a data phase towards it
         bool heard = false;        // the device has sent something since its command
         bool dataEnded = false;    // a data phase towards us is read to its end
         bool cleared = false;      // a halt of the pipe that it found
@@ -181,6 +184,7 @@ class DeviceHost::Impl final : UsbDevice::Listener, HostConnection::Owner {
                    transaction_.turn == part.turn) {
             // Some devices lose a read that waits while they are sent data.
             device_->stopReading();
+            noteDataToSend(part);
             write(from, part);
         } else {
             // Its transaction has failed meanwhile, or there never was one.
@@ -197,7 +201,9 @@ class DeviceHost::Impl final : UsbDevice::Listener, HostConnection::Owner {
                       [&](const Command& command) { return command.from == &connection; });
         const bool owned = transaction_.owner == &connection;
         if (owned) transaction_.owner = nullptr;
-        if (owned && transaction_.open) recover("its client is gone", mayBeAnswered());
+        // It may turn out to be gone when it is sent the response.
+        if (owned && transaction_.open && !isComplete())
+            recover("its client is gone", mayBeAnswered());
         loop_.post(lifetime_.guard([this, &connection] { remove(connection); }));
     }
 
@@ -368,8 +374,10 @@ class DeviceHost::Impl final : UsbDevice::Listener, HostConnection::Owner {
         owner->sendError(MessageKind::Failed, error, transaction_.turn);
     }
 
+    bool isComplete() const { return transaction_.answered && !transaction_.sending && !writer_; }
+
     void closeIfComplete() {
-        if (!transaction_.open || !transaction_.answered || transaction_.sending || writer_) return;
+        if (!transaction_.open || !isComplete()) return;
         transaction_.open = false;
         progress_.stop();
         recoveriesInARow_ = 0;
@@ -383,7 +391,18 @@ class DeviceHost::Impl final : UsbDevice::Listener, HostConnection::Owner {
     }
 
     /// Whether the device owes us something, and not we it.
-    bool mayBeAnswered() const { return !transaction_.sending && !transaction_.answered; }
+    bool mayBeAnswered() const {
+        const std::uint64_t unsent =
+            transaction_.dataToSend.value_or(takesData_[transaction_.code] ? 1 : 0);
+        return !transaction_.answered && unsent == 0;
+    }
+
+    void noteDataToSend(const WritePart& part) {
+        std::optional<std::uint64_t>& left = transaction_.dataToSend;
+        takesData_[transaction_.code] = true;
+        if (!left) left = part.bytes.size() >= 4 ? containerLength(part.bytes) : unknownLength;
+        *left -= std::min<std::uint64_t>(*left, part.bytes.size());
+    }
 
     void recover(const char* why, bool mayBeAnswered) {
         transaction_.open = false;
@@ -470,11 +489,11 @@ class DeviceHost::Impl final : UsbDevice::Listener, HostConnection::Owner {
             bringsMuch_[transaction_.code] = cut.container > ContainerFollower::dueOfUnknown;
             transaction_.dataEnded = true;
         }
+        if (cut.endsResponse) transaction_.answered = true;
         // The end of the data is of no use to anybody who hasn't got the response.
         transaction_.owner->send(
             {0, MessageKind::Data, static_cast<std::uint8_t>(flags), transaction_.turn}, cut.bytes,
             keeper, cut.endsData ? HostConnection::When::WithTheNext : HostConnection::When::Now);
-        if (cut.endsResponse) transaction_.answered = true;
     }
 
     void readingStopped(UsbStatus why) override {
@@ -509,6 +528,7 @@ class DeviceHost::Impl final : UsbDevice::Listener, HostConnection::Owner {
     ContainerFollower follower_;
     // By operation, as it was the last time.
     std::bitset<65536> bringsMuch_;  // more data than is due before their length is known
+    std::bitset<65536> takesData_;   // it was sent some
     std::bitset<65536> bringsData_;  // data and a response, and nothing was left to be taken back
 
     ControlQueue controls_;

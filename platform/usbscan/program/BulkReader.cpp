@@ -66,10 +66,14 @@ void BulkReader::read(std::uint64_t due, bool andNext) {
     asksNext_ = andNext;
     for (const auto& slot : slots_) {
         if (!slot->transfer.busy()) continue;
-        if (andNext && slot->forNext)
+        // One that was taken back brings what had come by then, and no more.
+        const std::size_t brings = slot->transfer.inFlight()
+                                       ? slot->asked
+                                       : static_cast<std::size_t>(slot->transfer->actual_length);
+        if (andNext && slot->forNext && brings > 0)
             asksNext_ = false;
         else
-            asked += slot->asked;
+            asked += brings;
     }
     toAsk_ = due > asked ? due - asked : 0;
     submitFree();
