@@ -36,6 +36,8 @@ constexpr std::chrono::milliseconds acceptPause{100};
 constexpr unsigned maxZeroPacketsInARow = 8;
 // An answer to what the device had taken already when its pipe was cleared.
 constexpr std::chrono::milliseconds patienceAfterHalt{1000};
+// A device that is well takes a command in less.
+constexpr std::chrono::milliseconds promptly{100};
 // How long a packet of no bytes may take that is due after a response.
 constexpr std::chrono::milliseconds zeroPacketPatience{100};
 
@@ -309,6 +311,7 @@ class DeviceHost::Impl final : UsbDevice::Listener, HostConnection::Owner {
     void write(HostConnection& from, const WritePart& part) {
         transaction_.sending = !part.last;
         writer_ = &from;
+        writingSince_ = EventLoop::Clock::now();
         watchProgress();
         device_->write(part.bytes, part.last, [this](UsbStatus status) { written(status); });
     }
@@ -324,9 +327,10 @@ class DeviceHost::Impl final : UsbDevice::Listener, HostConnection::Owner {
         const bool wasTaken = std::exchange(transaction_.taken, status == UsbStatus::Done);
         if (recoverAfterWrite_) {
             answerMayCome_ = answerMayCome_ && status == UsbStatus::Done;
-            const bool nothingToEnd = status == UsbStatus::Cancelled && !wasTaken && !unheard_;
-            if (!nothingToEnd) return startRecovery();
-            // A command is one packet, and the device has none of it.
+            // A command is one packet. A device that hasn't taken it yet has nothing to end, unless
+            // it doesn't take anything any more.
+            const bool justBegun = EventLoop::Clock::now() - writingSince_ < promptly;
+            if (status != UsbStatus::Cancelled || wasTaken || !justBegun) return startRecovery();
             recoverAfterWrite_ = false;
             return recovered(Recovery::Outcome::SessionAlive);
         }
@@ -521,6 +525,7 @@ class DeviceHost::Impl final : UsbDevice::Listener, HostConnection::Owner {
     std::map<HostConnection*, std::unique_ptr<HostConnection>> clients_;
     std::deque<Command> commands_;      // that wait for a recovery
     HostConnection* writer_ = nullptr;  // whose bytes are on their way to the device
+    EventLoop::Clock::time_point writingSince_{};
     bool writerLeft_ = false;
     Transaction transaction_;  // the last one; its owner and turn stay, for a late zero packet
     bool zeroPacketOwed_ = false;
