@@ -31,13 +31,22 @@ std::vector<std::uint32_t> OtherMakersDriver::getObjectHandles(std::uint32_t sto
                                                                std::uint32_t parent) {
     if (format == 0 || !filtersItself) {
         try {
-            return ZlPTPdrv::getObjectHandles(storage, format, parent);
+            return sentHandles(storage, format, parent);
         } catch (PTPCommErrors refusal) {
             if (format == 0 || !refusesParameters(refusal)) throw;
             filtersItself = true;
         }
     }
     return filteredByInfo(storage, format, parent);
+}
+
+std::vector<std::uint32_t> OtherMakersDriver::sentHandles(std::uint32_t storage,
+                                                          std::uint32_t format,
+                                                          std::uint32_t parent) {
+    std::vector<std::uint32_t> handles = ZlPTPdrv::getObjectHandles(storage, format, parent);
+    // A list of none has its number at least.
+    if (receivedData() == 0) throw PTP_NO_RESPONSE;
+    return handles;
 }
 
 std::vector<std::uint32_t> OtherMakersDriver::filteredByInfo(std::uint32_t storage,

@@ -30,6 +30,10 @@ class OtherMakersDriver : public ZlPTPdrv {
     bool mayMissParameters(PTPCommErrors refusal) const override;
 
   private:
+    /// As the camera lists them, and never an empty list that it hasn't sent: to the engine an
+    /// answer without data is an empty list.
+    std::vector<std::uint32_t> sentHandles(std::uint32_t storage, std::uint32_t format,
+                                           std::uint32_t parent);
     std::vector<std::uint32_t> filteredByInfo(std::uint32_t storage, std::uint32_t format,
                                               std::uint32_t parent);
 

@@ -145,6 +145,17 @@ TEST_F(OtherMakers, LoseTheObjectThatTheyRefuseToDescribeAndNoOther) {
     }
 }
 
+TEST_F(OtherMakers, AreNotEmptyWhereTheirListDidNotCome) {
+    OtherCamera camera("");
+    PtpDevice device(u"VID_0ABC&PID_0001");
+    ASSERT_TRUE(device.CheckConnection());
+    for (const char* const fault : {"answer value=0x2001", "type phase=data value=4"}) {
+        camera.tell(std::string("fault ") + fault + " op=0x1007");
+        FileInfoList list;
+        EXPECT_EQ(device.GetFileInfo(list, nullptr), DeviceCode::ReadFailed) << fault;
+    }
+}
+
 TEST_F(OtherMakers, GiveWholeWhatTheyDoNotGiveInPieces) {
     OtherCamera camera("");
     PtpDevice device(u"VID_0ABC&PID_0001");
