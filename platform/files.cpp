@@ -4,6 +4,7 @@
 #include <limits.h>
 #include <stdio.h>
 #include <stdlib.h>
+#include <sys/file.h>
 #include <sys/stat.h>
 
 #include <algorithm>
@@ -198,35 +199,53 @@ bool deleteFile(const WCHAR* path) {
     return ::unlinkat(entry->folder.get(), entry->name.c_str(), 0) == 0 || refuseFromErrno();
 }
 
-/// Renames where the file system can't promise to leave an existing target alone: what it may
-/// replace is a file or folder that was made here for it.
-bool renameOntoOwn(const PathTarget::Entry& from, const PathTarget::Entry& to) {
+/// A folder's new name, where the file system can't promise to leave an existing target alone: what
+/// is replaced was made here for it.
+bool renameFolderOntoOwn(const PathTarget::Entry& from, const PathTarget::Entry& to) {
+    if (::mkdirat(to.folder.get(), to.name.c_str(), S_IRWXU) != 0) return false;
+    if (::renameat(from.folder.get(), from.name.c_str(), to.folder.get(), to.name.c_str()) == 0)
+        return true;
+    const int error = errno;
+    ::unlinkat(to.folder.get(), to.name.c_str(), AT_REMOVEDIR);
+    errno = error;
+    return false;
+}
+
+/// A file's, by a second name for it. Whoever is killed between the two steps leaves both, each of
+/// the whole file.
+bool renameByLink(const PathTarget::Entry& from, const PathTarget::Entry& to) {
+    if (::linkat(from.folder.get(), from.name.c_str(), to.folder.get(), to.name.c_str(), 0) != 0)
+        return false;
+    // Whoever took the first name away has left the other as the last.
+    if (::unlinkat(from.folder.get(), from.name.c_str(), 0) == 0 || errno == ENOENT) return true;
+    const int error = errno;
+    ::unlinkat(to.folder.get(), to.name.c_str(), 0);
+    errno = error;
+    return false;
+}
+
+/// A file's, where there are no links either. Something made to be replaced would be left by a kill
+/// as an empty file, under a name that others take for a picture's. So it is looked whether the
+/// name is free; movers of ours wait for each other meanwhile.
+bool renameIfFree(const PathTarget::Entry& from, const PathTarget::Entry& to) {
+    const Descriptor turn(::openat(to.folder.get(), ".", O_RDONLY | O_DIRECTORY | O_CLOEXEC));
+    if (turn) ::flock(turn.get(), LOCK_EX);
+    struct stat status;
+    if (::fstatat(to.folder.get(), to.name.c_str(), &status, AT_SYMLINK_NOFOLLOW) == 0)
+        errno = EEXIST;
+    if (errno != ENOENT) return false;
+    return ::renameat(from.folder.get(), from.name.c_str(), to.folder.get(), to.name.c_str()) == 0;
+}
+
+bool renameWithoutPromise(const PathTarget::Entry& from, const PathTarget::Entry& to) {
     struct stat status;
     if (::fstatat(from.folder.get(), from.name.c_str(), &status, AT_SYMLINK_NOFOLLOW) != 0)
         return false;
-    const int folder = to.folder.get();
-    const char* name = to.name.c_str();
-    const bool isDirectory = S_ISDIR(status.st_mode);
-    const auto isMade = [&] {
-        if (isDirectory) return ::mkdirat(folder, name, S_IRWXU) == 0;
-        return bool(
-            Descriptor(::openat(folder, name, O_WRONLY | O_CREAT | O_EXCL | O_CLOEXEC, 0600)));
-    };
-    // Whoever is killed behind a link leaves a second name of the whole file; behind what is made
-    // to be replaced, an empty one.
-    if (!isDirectory && ::linkat(from.folder.get(), from.name.c_str(), folder, name, 0) == 0) {
-        // Whoever took the first name away has left this one as the last.
-        if (::unlinkat(from.folder.get(), from.name.c_str(), 0) == 0 || errno == ENOENT)
-            return true;
-    } else if (errno == EEXIST || !isMade()) {
-        return false;
-    } else if (::renameat(from.folder.get(), from.name.c_str(), folder, name) == 0) {
-        return true;
-    }
-    const int error = errno;
-    ::unlinkat(folder, name, isDirectory ? AT_REMOVEDIR : 0);
-    errno = error;
-    return false;
+    if (S_ISDIR(status.st_mode)) return renameFolderOntoOwn(from, to);
+    if (renameByLink(from, to)) return true;
+    const bool hasNoLinks = errno == EPERM || errno == EOPNOTSUPP || errno == ENOSYS ||
+                            errno == EINVAL || errno == EMLINK;
+    return hasNoLinks && renameIfFree(from, to);
 }
 
 bool moveFile(const WCHAR* from, const WCHAR* to) {
@@ -240,7 +259,7 @@ bool moveFile(const WCHAR* from, const WCHAR* to) {
     if (::renameat2(source->folder.get(), source->name.c_str(), goal->folder.get(),
                     goal->name.c_str(), RENAME_NOREPLACE) == 0)
         return true;
-    if ((errno == EINVAL || errno == ENOSYS) && renameOntoOwn(*source, *goal)) return true;
+    if ((errno == EINVAL || errno == ENOSYS) && renameWithoutPromise(*source, *goal)) return true;
     return errno == EEXIST ? refuse(ERROR_ALREADY_EXISTS) : refuseFromErrno();
 }
 

@@ -231,23 +231,26 @@ TEST(HostileCard, NothingOnItLeadsOutOfItOrBlocks) {
     EXPECT_EQ(contentOf(card.path(u"real.jpg")), "picture");
 }
 
-// As on a kernel without openat2, and a file system that renames without a promise.
-bool forbidNewCalls() {
-    const sock_filter filter[] = {
-        {BPF_LD | BPF_W | BPF_ABS, 0, 0, offsetof(seccomp_data, nr)},
-        {BPF_JMP | BPF_JEQ | BPF_K, 0, 1, SYS_openat2},
-        {BPF_RET | BPF_K, 0, 0, SECCOMP_RET_ERRNO | ENOSYS},
-        {BPF_JMP | BPF_JEQ | BPF_K, 0, 1, SYS_renameat2},
-        {BPF_RET | BPF_K, 0, 0, SECCOMP_RET_ERRNO | EINVAL},
-        {BPF_RET | BPF_K, 0, 0, SECCOMP_RET_ALLOW},
-    };
-    const sock_fprog program{6, const_cast<sock_filter*>(filter)};
+/// What becomes of these calls from now on; false where there are no filters.
+bool filterCalls(std::initializer_list<std::pair<int, std::uint32_t>> calls) {
+    std::vector<sock_filter> filter{{BPF_LD | BPF_W | BPF_ABS, 0, 0, offsetof(seccomp_data, nr)}};
+    for (const auto& [call, action] : calls) {
+        filter.push_back({BPF_JMP | BPF_JEQ | BPF_K, 0, 1, static_cast<std::uint32_t>(call)});
+        filter.push_back({BPF_RET | BPF_K, 0, 0, action});
+    }
+    filter.push_back({BPF_RET | BPF_K, 0, 0, SECCOMP_RET_ALLOW});
+    const sock_fprog program{static_cast<unsigned short>(filter.size()), filter.data()};
     return ::prctl(PR_SET_NO_NEW_PRIVS, 1, 0, 0, 0) == 0 &&
            ::prctl(PR_SET_SECCOMP, SECCOMP_MODE_FILTER, &program) == 0;
 }
 
+// As on a kernel without openat2, and a file system that renames without a promise.
+const std::pair<int, std::uint32_t> noFence{SYS_openat2, SECCOMP_RET_ERRNO | ENOSYS},
+    noPromise{SYS_renameat2, SECCOMP_RET_ERRNO | EINVAL},
+    noLinks{SYS_linkat, SECCOMP_RET_ERRNO | EPERM};
+
 ZLK_CHILD(filesOnAnOldKernel) {
-    if (!forbidNewCalls()) return 77;
+    if (!filterCalls({noFence, noPromise})) return 77;
     const HostileCard card;
     EXPECT_EQ(contentOf(card.path(u"REAL.JPG")), "picture");
     EXPECT_THAT(namesOf(walk(card.path(u""))), ElementsAre(u"DCIM", u"real.jpg"));
@@ -269,6 +272,31 @@ TEST(HostileCard, AnOldKernelFollowsNoLinkAndStillReplacesNothing) {
     const int status = ChildProcess("filesOnAnOldKernel").wait();
     if (status == 77) GTEST_SKIP() << "no system call filters here";
     EXPECT_EQ(status, 0);
+}
+
+ZLK_CHILD(movesWithoutLinks) {
+    const std::string mode = child.arguments[1];
+    const std::uint32_t rename = mode == "killed" ? SECCOMP_RET_KILL_PROCESS : SECCOMP_RET_ALLOW;
+    if (!filterCalls({noPromise, noLinks, {SYS_renameat, rename}})) return 77;
+    const std::u16string folder = wideText(child.arguments[0]);
+    EXPECT_EQ(errorOf(MoveFileW((folder + u"/a").c_str(), (folder + u"/b").c_str())),
+              ERROR_ALREADY_EXISTS);
+    EXPECT_TRUE(MoveFileW((folder + u"/a").c_str(), (folder + u"/c").c_str()));
+    return ::testing::Test::HasFailure();
+}
+
+TEST(Files, AMoveWithoutLinksReplacesNothingAndLeavesNothingEmptyBehindAKill) {
+    const fs::path folder = newFolder();
+    writeFile(folder / "a", "a");
+    writeFile(folder / "b", "b");
+    ChildProcess("movesWithoutLinks", {folder, "killed"}).wait();
+    EXPECT_EQ(readFile(folder / "a"), "a");
+    EXPECT_FALSE(fs::exists(folder / "c"));
+    const int status = ChildProcess("movesWithoutLinks", {folder, "alive"}).wait();
+    if (status == 77) GTEST_SKIP() << "no system call filters here";
+    EXPECT_EQ(status, 0);
+    EXPECT_EQ(readFile(folder / "b"), "b");
+    EXPECT_EQ(readFile(folder / "c"), "a");
 }
 
 }  // namespace
