@@ -197,6 +197,61 @@ TEST_F(Unload, takesAwayWhatKilledRunsLeftAndNothingThatMayBeInUse) {
     EXPECT_EQ(readFile(target / "DCIM/A.JPG"), "a");
 }
 
+TEST_F(Unload, namesFoldersThatCannotBeReadAndWhatIsHidden) {
+    addFile("DCIM/A.JPG", "a");
+    addFile("DCIM/SHUT/B.JPG", "b");
+    addFile("DCIM/.preview", "c");
+    fs::permissions(card / "DCIM/SHUT", fs::perms::none);
+    // Root may read everything, unless it gives that up.
+    const auto client = [&](std::vector<std::string> words) {
+        if (geteuid() == 0)
+            words.insert(words.begin(),
+                         {"setpriv", "--bounding-set=-dac_override,-dac_read_search"});
+        return runProgram(words);
+    };
+    const std::string program = programFolder() / "zlkcam";
+    for (const char* const command : {"list", "thumbs", "unload"}) {
+        SCOPED_TRACE(command);
+        std::vector<std::string> words{program, "--json", command, "E:"};
+        if (words[2] != "list") words.push_back(target);
+        if (words[2] == "unload") words.push_back("--delete");
+        const ProgramResult result = client(words);
+        EXPECT_EQ(result.status, 4) << result.error;
+        EXPECT_THAT(result.error, HasSubstr("SHUT can't be read"));
+        const Json answer = Json::parse(result.output);
+        EXPECT_THAT(answer["unread"].each("folder"), ElementsAre("E:\\DCIM\\SHUT"));
+        EXPECT_EQ(answer["hiddenFiles"].text, "1");
+        EXPECT_EQ(answer["error"]["status"].text, "4");
+    }
+    fs::permissions(card / "DCIM/SHUT", fs::perms::owner_all);
+    EXPECT_EQ(readFile(target / "DCIM/A.JPG"), "a");
+    EXPECT_FALSE(fs::exists(card / "DCIM/A.JPG"));
+    EXPECT_EQ(readFile(card / "DCIM/SHUT/B.JPG"), "b");
+}
+
+TEST_F(Unload, saysThatTheCardIsGoneWhereItWasPulledWhileItSettled) {
+    const std::string key =
+        "Software\\Zephyr-Lanthorn\\PictureSuite\\Import\\ProductClasses\\RemovableDrive";
+    ASSERT_EQ(zlkcam({"settings", "set", key, "FileEnumTimeout", "1", "--type", "dword"}).status,
+              0);
+    RunningZlkCam client({"unload", "E:", target});
+    std::this_thread::sleep_for(std::chrono::milliseconds(500));
+    ASSERT_EQ(zlkcam({"unmount", "E"}).status, 0);
+    EXPECT_EQ(client.wait().status, 9);
+}
+
+TEST_F(Unload, putsManyDifferentFilesOfOneNameAndSizeIntoOneFolder) {
+    constexpr int count = 1500;
+    for (int i = 0; i < count; ++i)
+        addFile(std::to_string(i) + "/A.JPG", bytesOf(2000, static_cast<unsigned>(i)));
+    const auto start = std::chrono::steady_clock::now();
+    EXPECT_EQ(zlkcam({"unload", "--flat", "E:", target}).status, 0);
+    const auto took = std::chrono::steady_clock::now() - start;
+    EXPECT_EQ(std::distance(fs::directory_iterator(target), {}), count);
+    // Comparing each with all before it would be a million reads of two files.
+    EXPECT_LT(took, std::chrono::seconds(30));
+}
+
 TEST_F(Unload, copiesOntoAnotherDriveAndDeletesThen) {
     addFile("DCIM/A.JPG", "a");
     ASSERT_EQ(zlkcam({"mount", target, "--letter", "F"}).status, 0);

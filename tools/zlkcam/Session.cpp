@@ -2,6 +2,7 @@
 
 #include "platform/clock.h"
 #include "platform/text.h"
+#include "tools/zlkcam/ProgressCallback.h"
 #include "tools/zlkcam/UsbCamera.h"
 
 namespace zlk {
@@ -51,10 +52,14 @@ std::u16string askDevice(const Device& device, std::u16string_view message) {
     return std::u16string(answer.view());
 }
 
-bool PhotoSession::hasMedia() const {
+bool PhotoSession::isConnected() const {
     LONG connected = 0;
-    if ((*this)->get_IsConnected(&connected) != S_OK || !connected) return false;
-    return escape(u"MSDC_IsCardInserted") != u"FALSE";
+    return call([&](IPhotoDevice& it) { return it.get_IsConnected(&connected); }) == S_OK &&
+           connected;
+}
+
+bool PhotoSession::hasMedia() const {
+    return isConnected() && escape(u"MSDC_IsCardInserted") != u"FALSE";
 }
 
 std::optional<Failure> PhotoSession::endOf(const Failure& failure) const {
@@ -72,14 +77,13 @@ void PhotoSession::requireMedia() const {
 }
 
 void PhotoSession::requireAnswer() const {
-    LONG connected = 0;
-    if ((*this)->get_IsConnected(&connected) == S_OK && connected) return;
+    if (isConnected()) return;
     if (DeviceDirectory().isCamera(device().contextId)) throw notReached(device());
 }
 
 std::u16string PhotoSession::escape(std::u16string_view message) const {
     Bstr answer;
-    (*this)->Escape(Bstr(message).get(), answer.out());
+    call([&](IPhotoDevice& it) { return it.Escape(Bstr(message).get(), answer.out()); });
     return std::u16string(answer.view());
 }
 
@@ -87,17 +91,29 @@ std::vector<FileRecord> PhotoSession::files() const {
     // A card that is gone would be looked for over and over before it counts as empty.
     requireMedia();
     Bstr document;
+    ProgressCallback callback([](int) { return !StopFlag::raised(); });
     const std::int64_t start = _time64();
     try {
-        require((*this)->GetFileInfo(nullptr, document.out()), "Listing the files");
+        require(call([&](IPhotoDevice& it) {
+                    return it.GetFileInfo(callback.asArgument(), document.out());
+                }),
+                "Listing the files");
     } catch (const Failure& failure) {
         // The components have one code for a list that can't be read, and one that was cut off by
         // pulling the device.
         throw endOf(failure).value_or(failure);
     }
+    if (StopFlag::raised()) throw stoppedEarly();
+    // A card that is pulled while it settles, or is walked, lists as if that were all it has.
+    requireMedia();
     std::vector<FileRecord> files = parseFileInfo(document.view());
     markMissingDates(files, start, _time64());
     return files;
+}
+
+void PhotoSession::remove(const std::u16string& id) const {
+    const Bstr text(id);
+    require(call([&](IPhotoDevice& it) { return it.DeleteFileW(text.get()); }), "Deleting it");
 }
 
 }  // namespace zlk

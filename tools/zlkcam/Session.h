@@ -7,6 +7,7 @@
 
 #include "tools/zlkcam/DeviceDirectory.h"
 #include "tools/zlkcam/Failure.h"
+#include "tools/zlkcam/StopFlag.h"
 
 namespace zlk {
 
@@ -20,13 +21,20 @@ class Session {
     /// Throws Failure where somebody else holds the device.
     Session(const Device& device, const std::u16string& progId)
         : device_(device), object_(createComponent<Interface>(progId)) {
-        require(object_->LockDevice(Bstr(device.contextId).get()), "Claiming the device");
+        require(call([&](Interface& it) { return it.LockDevice(Bstr(device.contextId).get()); }),
+                "Claiming the device");
     }
     ~Session() { object_->UnlockDevice(); }
     Session(const Session&) = delete;
     Session& operator=(const Session&) = delete;
 
     Interface* operator->() const { return object_.get(); }
+    /// What may wait for the device goes through here, so that a stop needn't wait as well.
+    template <class Call>
+    HRESULT call(Call&& ask) const {
+        const DeviceCall inside;
+        return ask(*object_.get());
+    }
     const Device& device() const { return device_; }
 
     /// The outcome of the last call.
@@ -64,8 +72,13 @@ class PhotoSession : public Session<IPhotoDevice> {
     /// Empty where the device doesn't answer.
     std::u16string escape(std::u16string_view message) const;
 
-    /// The list of files.
+    /// The list of files. Throws Failure, also where the device went away meanwhile.
     std::vector<FileRecord> files() const;
+    /// Deletes a file of the device; throws Failure.
+    void remove(const std::u16string& id) const;
+
+  private:
+    bool isConnected() const;
 };
 
 }  // namespace zlk

@@ -4,6 +4,7 @@
 #include <cstring>
 #include <ctime>
 #include <random>
+#include <set>
 
 #include "platform/clock.h"
 #include "tools/zlkcam/Failure.h"
@@ -101,6 +102,9 @@ bool flushFolder(const std::u16string& folder) {
 
 constexpr std::u16string_view hiddenStart = u".zlkcam-", runDigits = u"0123456789abcdef";
 constexpr std::size_t runSize = 8;
+
+std::mutex hiddenFilesInUse;
+std::set<std::u16string> hiddenFiles;  // of this process
 
 /// Whether a run gave this name to a file of its own.
 bool isHiddenName(std::u16string_view name) {
@@ -229,25 +233,39 @@ bool TargetFolder::takeNext(Namesakes& namesakes, const std::u16string& file) {
     return true;
 }
 
+bool TargetFolder::isCopy(const HiddenFile& part, const std::u16string& file) const {
+    return !liesIn(file, device_) && sameContent(part.path(), file).value_or(false);
+}
+
+TargetFolder::Namesake* TargetFolder::copyAmong(Namesakes& namesakes, const HiddenFile& part,
+                                                std::uint64_t size,
+                                                std::optional<ContentSum>& sum) const {
+    const auto [first, last] = namesakes.bySize.equal_range(size);
+    if (first == last) return nullptr;
+    sum = contentSum(part.path());
+    // Of ten thousand pictures of one name and size none is read more than once for this.
+    for (auto each = first; each != last; ++each) {
+        Namesake& namesake = each->second;
+        if (!namesake.sum) namesake.sum = contentSum(namesake.file);
+        if (sum && namesake.sum == sum && isCopy(part, namesake.file)) return &namesake;
+    }
+    return nullptr;
+}
+
 TargetFolder::Placed TargetFolder::place(HiddenFile& part, const std::u16string& file) {
     const std::lock_guard lock(namesakesInUse_);
     Namesakes& namesakes = namesakesOf(file);
     std::uint64_t size = 0;
     if (!part.size(size)) throwUnusable(part.name(), "Reading");
-    const auto isCopy = [&](const std::u16string& candidate) {
-        return !liesIn(candidate, device_) && sameContent(part.path(), candidate);
-    };
     const auto remove = [&] {
         DeleteFileW(part.name().c_str());
         part.letGo();
     };
-    const auto [first, last] = namesakes.bySize.equal_range(size);
-    const auto copy = std::find_if(
-        first, last, [&](const auto& namesake) { return isCopy(namesake.second.file); });
-    if (copy != last) {
-        copy->second.isCounted = true;
+    std::optional<ContentSum> sum;
+    if (Namesake* const copy = copyAmong(namesakes, part, size, sum)) {
+        copy->isCounted = true;
         remove();
-        return {copy->second.file, true};
+        return {copy->file, true};
     }
     while (namesakes.next < maxCollisions) {
         const std::u16string candidate = numbered(file, namesakes.next++);
@@ -258,12 +276,12 @@ TargetFolder::Placed TargetFolder::place(HiddenFile& part, const std::u16string&
                           utf8Text(candidate) + " was exchanged for another file meanwhile.",
                           "Choose a folder that nobody else may write to.");
         // What has the name by now is somebody else's, or has it in capitals.
-        if (!isPlaced && !isCopy(candidate)) continue;
+        if (!isPlaced && !isCopy(part, candidate)) continue;
         if (isPlaced)
             part.letGo();
         else
             remove();
-        namesakes.bySize.emplace(size, Namesake{candidate, 0, true});
+        namesakes.bySize.emplace(size, Namesake{candidate, 0, true, sum});
         return {candidate, !isPlaced};
     }
     SetLastError(ERROR_FILE_EXISTS);
@@ -326,10 +344,24 @@ std::u16string hiddenName(const std::u16string& file, const std::u16string& run,
 
 HiddenFile::HiddenFile(std::u16string name) : name_(std::move(name)), file_(makeNew(name_)) {
     if (!file_) throwUnusable(name_, "Making");
+    const std::lock_guard lock(hiddenFilesInUse);
+    hiddenFiles.insert(name_);
 }
 
 HiddenFile::~HiddenFile() {
-    if (!name_.empty()) DeleteFileW(name_.c_str());
+    if (name_.empty()) return;
+    DeleteFileW(name_.c_str());
+    letGo();
+}
+
+void HiddenFile::letGo() {
+    const std::lock_guard lock(hiddenFilesInUse);
+    hiddenFiles.erase(std::exchange(name_, {}));
+}
+
+void HiddenFile::removeAll() {
+    const std::lock_guard lock(hiddenFilesInUse);
+    for (const std::u16string& name : hiddenFiles) DeleteFileW(name.c_str());
 }
 
 bool HiddenFile::isAt(const std::u16string& place) const {
@@ -345,19 +377,23 @@ bool HiddenFile::size(std::uint64_t& bytes) const {
     return true;
 }
 
-bool sameContent(const std::u16string& a, const std::u16string& b) {
-    const UniqueHandle first = open(a, GENERIC_READ), second = open(b, GENERIC_READ);
+std::optional<bool> sameContent(const std::u16string& a, const std::u16string& b) {
+    const UniqueHandle first = open(a, GENERIC_READ);
+    if (!first) return std::nullopt;
+    const UniqueHandle second = open(b, GENERIC_READ);
     LARGE_INTEGER firstSize{}, secondSize{};
-    if (!first || !second || !GetFileSizeEx(first.get(), &firstSize) ||
-        !GetFileSizeEx(second.get(), &secondSize) || firstSize.QuadPart != secondSize.QuadPart)
-        return false;
+    if (!second || !GetFileSizeEx(first.get(), &firstSize) ||
+        !GetFileSizeEx(second.get(), &secondSize))
+        return std::nullopt;
+    if (firstSize.QuadPart != secondSize.QuadPart) return false;
     std::vector<BYTE> firstBlock(256 * 1024), secondBlock(256 * 1024);
     for (;;) {
         const auto room = static_cast<DWORD>(firstBlock.size());
         DWORD firstRead = 0, secondRead = 0;
         if (!ReadFile(first.get(), firstBlock.data(), room, &firstRead, nullptr) ||
-            !ReadFile(second.get(), secondBlock.data(), room, &secondRead, nullptr) ||
-            firstRead != secondRead ||
+            !ReadFile(second.get(), secondBlock.data(), room, &secondRead, nullptr))
+            return std::nullopt;
+        if (firstRead != secondRead ||
             std::memcmp(firstBlock.data(), secondBlock.data(), firstRead) != 0)
             return false;
         if (firstRead == 0) return true;

@@ -13,6 +13,7 @@
 
 #include <cstdint>
 #include <mutex>
+#include <optional>
 #include <string>
 #include <string_view>
 #include <unordered_map>
@@ -22,6 +23,7 @@
 #include "platform/files.h"
 #include "platform/named_objects.h"
 #include "platform/types.h"
+#include "tools/zlkcam/ContentSum.h"
 
 namespace zlk {
 
@@ -45,7 +47,9 @@ class HiddenFile {
     /// False with the last error.
     bool size(std::uint64_t& bytes) const;
     /// It has another name now, or none, and is nobody's to take away.
-    void letGo() { name_.clear(); }
+    void letGo();
+    /// Takes all of this process away, for a program that ends without leaving their scopes.
+    static void removeAll();
 
   private:
     std::u16string name_;
@@ -99,7 +103,8 @@ class TargetFolder {
     struct Namesake {
         std::u16string file;
         std::int64_t modified;
-        bool isCounted;  ///< stands for a file of the device
+        bool isCounted;                   ///< stands for a file of the device
+        std::optional<ContentSum> sum{};  ///< once it was asked for
     };
     /// The files `name`, `name (2)`..., looked at once: there are cameras that call all their
     /// pictures by one name.
@@ -112,6 +117,10 @@ class TargetFolder {
     Namesakes& namesakesOf(const std::u16string& file);
     /// Takes the next number's file among them; false if there is none.
     static bool takeNext(Namesakes& namesakes, const std::u16string& file);
+    /// The one with the same bytes; null if there is none. `sum` is of `part`, if it was needed.
+    Namesake* copyAmong(Namesakes& namesakes, const HiddenFile& part, std::uint64_t size,
+                        std::optional<ContentSum>& sum) const;
+    bool isCopy(const HiddenFile& part, const std::u16string& file) const;
 
     std::u16string path_;
     const std::u16string device_;
@@ -127,8 +136,8 @@ std::u16string newRun();
 std::u16string hiddenName(const std::u16string& file, const std::u16string& run,
                           std::u16string_view kind);
 
-/// Whether two files have the same bytes; false also where one can't be read.
-bool sameContent(const std::u16string& a, const std::u16string& b);
+/// Whether two files have the same bytes; none with the last error where one can't be read.
+std::optional<bool> sameContent(const std::u16string& a, const std::u16string& b);
 
 /// Waits until the bytes of a file are on the disk; false with the last error.
 bool flushFile(const std::u16string& file);

@@ -69,17 +69,26 @@ void Unloader::copy(const std::vector<FileRecord>& records) {
         if (StopFlag::raised()) ending_ = stopped();
         if (ending_) break;
         bar.startFile(file.record->cameraPath, file.record->size);
+        inHand_ = &file;
         try {
             copyFile(file, bar);
         } catch (const Failure& failure) {
             noteFailure(file, failure);
         }
+        inHand_ = nullptr;
         bar.endFile();
         if (arrived_ && &arrived_->file == &file) continue;
         awaitName(bar);
         report(file, bar);
     }
     awaitName(bar);
+}
+
+void Unloader::abandon() {
+    if (arrived_) takeName();
+    if (inHand_) noteFailure(*inHand_, stopped());
+    ending_ = stopped();
+    HiddenFile::removeAll();
 }
 
 void Unloader::report(const UnloadedFile& file, ProgressBar& bar) const {
@@ -116,6 +125,7 @@ void Unloader::copyFile(UnloadedFile& file, ProgressBar& bar) {
             return;
         }
     }
+    requireReadable(*file.record);
     target_.makeFoldersOf(wanted);
     const std::u16string hidden = target_.hiddenName(wanted, u"part");
     // Two files of one name have one hidden name too.
@@ -137,14 +147,18 @@ void Unloader::copyFile(UnloadedFile& file, ProgressBar& bar) {
 
 void Unloader::awaitName(ProgressBar& bar) {
     if (!arrived_) return;
-    UnloadedFile& file = arrived_->file;
+    const UnloadedFile& file = arrived_->file;
+    takeName();
+    arrived_.reset();
+    report(file, bar);
+}
+
+void Unloader::takeName() {
     try {
         arrived_->named.get();
     } catch (const Failure& failure) {
-        noteFailure(file, failure);
+        noteFailure(arrived_->file, failure);
     }
-    arrived_.reset();
-    report(file, bar);
 }
 
 void Unloader::name(UnloadedFile& file, HiddenFile& part, const std::u16string& wanted) const {
@@ -167,13 +181,25 @@ void Unloader::name(UnloadedFile& file, HiddenFile& part, const std::u16string& 
     file.outcome = placed.wasThere ? Outcome::WasThere : Outcome::Copied;
 }
 
+void Unloader::requireReadable(const FileRecord& record) {
+    if (!isPath(record.id)) return;
+    const UniqueHandle file(CreateFileW(record.id.c_str(), GENERIC_READ, FILE_SHARE_READ, nullptr,
+                                        OPEN_EXISTING, FILE_ATTRIBUTE_READONLY, nullptr));
+    // Whoever has it open may close it within the device's patience.
+    if (!file && GetLastError() != ERROR_SHARING_VIOLATION)
+        throw Failure(ExitStatus::ReadFailed, "It can't be opened: " + reasonText() + ".");
+}
+
 void Unloader::fetch(const UnloadedFile& file, const HiddenFile& into, BarShare share) {
     ProgressCallback callback([share](int percent) {
+        if (StopFlag::raised()) return false;
         share.bar.progress(share.start + percent * share.size / 100);
-        return !StopFlag::raised();
+        return true;
     });
-    const HRESULT result = session_->SaveFileData(Bstr(file.record->id).get(),
-                                                  Bstr(into.path()).get(), callback.asArgument());
+    const Bstr id(file.record->id), path(into.path());
+    const HRESULT result = session_.call([&](IPhotoDevice& device) {
+        return device.SaveFileData(id.get(), path.get(), callback.asArgument());
+    });
     if (result != S_OK) throwFetchFailure(session_.errorCode(), into.name());
     // A stopped copy is a success to the components; one that had arrived whole is a success.
     std::uint64_t size = 0;
@@ -202,7 +228,11 @@ void Unloader::verify(const UnloadedFile& file, const HiddenFile& part, const st
                       BarShare share) {
     const HiddenFile second(check);
     fetch(file, second, share);
-    if (!sameContent(part.path(), second.path()))
+    const std::optional<bool> isSame = sameContent(part.path(), second.path());
+    if (!isSame)
+        throw Failure(ExitStatus::FileUnusable,
+                      "The copy can't be read back from the disk: " + reasonText() + ".");
+    if (!*isSame)
         throw Failure(ExitStatus::NotVerified, "Reading it twice gave different bytes.",
                       "Clean the contacts of the card, or try another reader.");
 }
@@ -225,7 +255,7 @@ void Unloader::noteFailure(UnloadedFile& file, const Failure& failure) {
     }
 }
 
-void Unloader::removeVerified() {
+void Unloader::removeVerified(const CardSurvey& survey) {
     if (std::ranges::none_of(files_, &UnloadedFile::verified)) return;
     if (StopFlag::raised()) {
         ending_ = stopped();
@@ -248,7 +278,7 @@ void Unloader::removeVerified() {
         return;
     }
     for (UnloadedFile& file : files_) {
-        if (!file.verified) continue;
+        if (!file.verified || survey.isUncertain(file.record->id)) continue;
         if (StopFlag::raised()) {
             ending_ = stopped();
             return;
@@ -261,7 +291,7 @@ void Unloader::removeVerified() {
             if (isAnother || now.size != file.size || now.modified != file.modified)
                 throw Failure(ExitStatus::DeleteRefused,
                               "It was copied, and has changed on the device since.");
-            session_.require(session_->DeleteFileW(Bstr(file.record->id).get()), "Deleting it");
+            session_.remove(file.record->id);
             file.deleted = true;
         } catch (const Failure& failure) {
             file.failure = failure;

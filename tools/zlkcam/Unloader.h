@@ -6,6 +6,7 @@
 #include <string>
 #include <vector>
 
+#include "tools/zlkcam/CardSurvey.h"
 #include "tools/zlkcam/ProgressBar.h"
 #include "tools/zlkcam/Session.h"
 #include "tools/zlkcam/TargetFolder.h"
@@ -42,8 +43,12 @@ class Unloader {
     /// Goes on after a failed file, unless nothing more can be copied: the device is gone, the
     /// target is full, or the user wants it to stop.
     void copy(const std::vector<FileRecord>& records);
-    /// Deletes from the device what is verified, and safe on the disk; nothing after a stop.
-    void removeVerified();
+    /// Deletes from the device what is verified, and safe on the disk, but nothing of folders that
+    /// couldn't be read to their ends, and nothing after a stop.
+    void removeVerified(const CardSurvey& survey);
+    /// Puts everything in order while a call into the device doesn't come to its end; nothing of
+    /// this may be called afterwards but the results.
+    void abandon();
 
     const std::vector<UnloadedFile>& files() const { return files_; }
     /// Why the files that weren't reached weren't.
@@ -62,12 +67,15 @@ class Unloader {
     void name(UnloadedFile& file, HiddenFile& part, const std::u16string& wanted) const;
     /// Waits for the copy that arrived last.
     void awaitName(ProgressBar& bar);
+    void takeName();
     void report(const UnloadedFile& file, ProgressBar& bar) const;
     /// What share of the bar a transfer fills: percent of percent, from `start` on.
     struct BarShare {
         ProgressBar& bar;
         int start, size;
     };
+    /// What one can be told about a file that the device can't open, without its long patience.
+    static void requireReadable(const FileRecord& record);
     void fetch(const UnloadedFile& file, const HiddenFile& into, BarShare share);
     void verify(const UnloadedFile& file, const HiddenFile& part, const std::u16string& check,
                 BarShare share);
@@ -81,6 +89,7 @@ class Unloader {
     const UnloadOptions options_;
     std::vector<UnloadedFile> files_;
     std::optional<Arrived> arrived_;
+    UnloadedFile* inHand_ = nullptr;
     std::optional<Failure> ending_;
 };
 

@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <unordered_set>
 
+#include "tools/zlkcam/CardSurvey.h"
 #include "tools/zlkcam/Session.h"
 #include "tools/zlkcam/StopFlag.h"
 #include "tools/zlkcam/TargetFolder.h"
@@ -21,13 +22,62 @@ struct ThumbsOptions : DeviceWords {
     bool flat = false;
 };
 
+/// What went wrong with single files. The program ends with the first of it, unless the device goes
+/// away later.
+class FileFailures {
+  public:
+    explicit FileFailures(Tool& tool) : tool_(tool) {}
+
+    void note(const FileRecord& file, const Failure& failure) {
+        tool_.warn(titleOf(file) + ": " + failure.what());
+        if (!first_) first_ = failure;
+    }
+    /// In the answer's object of the file too. Whether the work can go on.
+    bool noteAndAsk(const FileRecord& file, const Failure& failure, const PhotoSession& session) {
+        tool_.answer.member("failed", true).key("error");
+        Tool::writeError(tool_.answer, failure);
+        const std::optional<Failure> end = session.endOf(failure);
+        if (end) first_ = end;
+        note(file, failure);
+        return !end;
+    }
+    void note(const std::optional<Failure>& failure) {
+        if (!first_) first_ = failure;
+    }
+    void end(const Failure& failure) { first_ = failure; }
+
+    /// Ends the answer's object that is under way.
+    void tell() const {
+        if (first_) {
+            tool_.status = first_->status;
+            Tool::writeError(tool_.answer.key("error"), *first_);
+        }
+        tool_.answer.endObject();
+    }
+
+  private:
+    Tool& tool_;
+    std::optional<Failure> first_;
+};
+
+/// How a card is reached; empty for a camera.
+std::u16string cardRoot(const DeviceDirectory& directory, const PhotoSession& session) {
+    const std::u16string& contextId = session.device().contextId;
+    return directory.isCamera(contextId) ? u"" : directory.lowLevelId(contextId);
+}
+
 void runList(Tool& tool, const ListOptions& options) {
-    const PhotoSession session(DeviceDirectory().find(wideText(options.device)));
+    const StopFlag stop;
+    const StopWatch watch([&] { return tool.finish(stoppedEarly()); });
+    const DeviceDirectory directory;
+    const PhotoSession session(directory.find(wideText(options.device)));
     if (options.flatCard) session.escape(u"MSDC_NoRecursion");
     const std::vector<FileRecord> files = session.files();
+    const CardSurvey survey(options.flatCard ? u"" : cardRoot(directory, session));
     tool.answer.beginObject().member("contextId", session.device().contextId).key("files");
     tool.answer.beginArray();
     std::uint64_t bytes = 0;
+    FileFailures failures(tool);
     for (const FileRecord& file : files) {
         const std::string size = std::to_string(file.size);
         tool.say(std::string(size.size() < 12 ? 12 - size.size() : 0, ' ') + size + "  " +
@@ -40,31 +90,24 @@ void runList(Tool& tool, const ListOptions& options) {
             .member("created", file.created.text)
             .endObject();
         bytes += file.size;
-        if (!isRefused(file)) continue;
-        tool.warn(titleOf(file) + ": The camera lists it, and refuses to describe it.");
-        tool.status = ExitStatus::ReadFailed;
+        if (isRefused(file))
+            failures.note(
+                file, {ExitStatus::ReadFailed, "The camera lists it, and refuses to describe it."});
     }
-    tool.answer.endArray().endObject();
+    tool.answer.endArray();
     tool.say(std::to_string(files.size()) + " files, " + sizeText(bytes));
-}
-
-/// Why a thumbnail or a deletion failed, and the first such status as that of the program, unless
-/// the device is gone with it. Whether the work can go on.
-bool noteFailure(Tool& tool, const PhotoSession& session, const FileRecord& file,
-                 const Failure& failure) {
-    tool.warn(titleOf(file) + ": " + failure.what());
-    tool.answer.member("failed", true).key("error");
-    Tool::writeError(tool.answer, failure);
-    const std::optional<Failure> end = session.endOf(failure);
-    if (tool.status == ExitStatus::Success || end) tool.status = end.value_or(failure).status;
-    return !end;
+    failures.note(survey.tell(tool));
+    failures.tell();
 }
 
 void saveThumbnail(Tool& tool, const PhotoSession& session, TargetFolder& target,
                    const FileRecord& file, const std::u16string& wanted) {
     target.makeFoldersOf(wanted);
     HiddenFile part(target.hiddenName(wanted, u"part"));
-    session.require(session->SaveThumbnail(Bstr(file.id).get(), Bstr(part.path()).get()),
+    const Bstr id(file.id), path(part.path());
+    session.require(session.call([&](IPhotoDevice& device) {
+        return device.SaveThumbnail(id.get(), path.get());
+    }),
                     "Making the thumbnail");
     const std::u16string placed = target.place(part, wanted).file;
     tool.say(utf8Text(file.cameraPath) + " -> " + utf8Text(placed));
@@ -73,16 +116,22 @@ void saveThumbnail(Tool& tool, const PhotoSession& session, TargetFolder& target
 
 void runThumbs(Tool& tool, const ThumbsOptions& options) {
     DeviceWords words = options;
+    const StopFlag stop;
+    const StopWatch watch([&] {
+        HiddenFile::removeAll();
+        return tool.finish(stoppedEarly());
+    });
     const DeviceDirectory directory;
     const PhotoSession session(directory.find(words.takeDevice(1)));
     const std::vector<FileRecord> files = session.files();
+    const CardSurvey survey(cardRoot(directory, session));
     TargetFolder target(pathArgument(words.words.front()));
     const std::u16string root = directory.lowLevelId(session.device().contextId);
-    const StopFlag stop;
+    FileFailures failures(tool);
     tool.answer.beginObject().key("thumbnails").beginArray();
     for (const FileRecord& file : files) {
         if (StopFlag::raised()) {
-            tool.status = ExitStatus::Stopped;
+            failures.end(stoppedEarly());
             break;
         }
         bool goesOn = true;
@@ -91,16 +140,20 @@ void runThumbs(Tool& tool, const ThumbsOptions& options) {
             saveThumbnail(tool, session, target, file,
                           target.fileFor(pathBelow(root, file), options.flat) + u".thumb.jpg");
         } catch (const Failure& failure) {
-            goesOn = noteFailure(tool, session, file, failure);
+            goesOn = failures.noteAndAsk(file, failure, session);
         }
         tool.answer.endObject();
         if (!goesOn) break;
     }
-    tool.answer.endArray().endObject();
+    tool.answer.endArray();
+    failures.note(survey.tell(tool));
+    failures.tell();
 }
 
 void runDelete(Tool& tool, const DeviceWords& given) {
     DeviceWords words = given;
+    const StopFlag stop;
+    const StopWatch watch([&] { return tool.finish(stoppedEarly()); });
     const DeviceDirectory directory;
     const PhotoSession session(directory.find(words.takeDeviceByLooks()));
     if (words.words.empty())
@@ -113,8 +166,13 @@ void runDelete(Tool& tool, const DeviceWords& given) {
                       "Look at AllowDelete of its product class: zlkcam settings list");
     // A path that isn't one of the device's files would be deleted all the same.
     const std::vector<FileRecord> files = session.files();
+    FileFailures failures(tool);
     tool.answer.beginObject().key("files").beginArray();
     for (const std::string& word : words.words) {
+        if (StopFlag::raised()) {
+            failures.end(stoppedEarly());
+            break;
+        }
         FileRecord wanted;
         wanted.id = wideText(word);
         const bool listed = std::any_of(files.begin(), files.end(), [&](const FileRecord& file) {
@@ -126,16 +184,17 @@ void runDelete(Tool& tool, const DeviceWords& given) {
             if (!listed)
                 throw Failure(ExitStatus::ReadFailed, "The device lists no such file.",
                               "Their ids are what zlkcam list prints.");
-            session.require(session->DeleteFileW(Bstr(wanted.id).get()), "Deleting it");
+            session.remove(wanted.id);
             tool.say("Deleted " + word);
             tool.answer.member("deleted", true);
         } catch (const Failure& failure) {
-            goesOn = noteFailure(tool, session, wanted, failure);
+            goesOn = failures.noteAndAsk(wanted, failure, session);
         }
         tool.answer.endObject();
         if (!goesOn) break;
     }
-    tool.answer.endArray().endObject();
+    tool.answer.endArray();
+    failures.tell();
 }
 
 }  // namespace

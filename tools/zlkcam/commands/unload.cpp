@@ -1,8 +1,10 @@
 // unload: everything off a device, into a folder.
 
 #include <algorithm>
+#include <functional>
 
 #include "platform/clock.h"
+#include "tools/zlkcam/CardSurvey.h"
 #include "tools/zlkcam/StopFlag.h"
 #include "tools/zlkcam/Text.h"
 #include "tools/zlkcam/Unloader.h"
@@ -108,44 +110,22 @@ class Summary {
     DWORD milliseconds_;
 };
 
-void runUnload(Tool& tool, const Options& given) {
-    Options options = given;
-    options.verify |= options.remove;
-    const DeviceDirectory directory;
-    const PhotoSession session(directory.find(options.takeDevice(1)));
-    const std::u16string& contextId = session.device().contextId;
-    const std::u16string root = directory.lowLevelId(contextId);
-    session.requireMedia();  // a card that is away lies nowhere
-    TargetFolder target(pathArgument(options.words.front()),
-                        directory.isCamera(contextId) ? u"" : root);
-    if (tool.onTerminal()) tool.say("Reading the list of files...");
-    const std::vector<FileRecord> files = session.files();
-
-    const DWORD start = GetTickCount();
-    const StopFlag stop;  // until here, being stopped leaves nothing behind
-    Unloader unloader(tool, session, root, target, options);
-    unloader.copy(files);
-    std::optional<Failure> notDeleted;
-    if (options.remove && directory.allowsDelete(contextId)) {
-        if (!unloader.ending()) unloader.removeVerified();
-    } else if (options.remove) {
-        notDeleted = Failure(ExitStatus::DeleteRefused,
-                             "Nothing was deleted: the settings don't allow files of " +
-                                 utf8Text(session.device().name) + " to be deleted.",
-                             "Look at AllowDelete of its product class: zlkcam settings list");
-    }
-    const DWORD took = GetTickCount() - start;
-
-    Summary(tool, unloader, took).tell(target.path());
+/// The answer, from whichever thread the run comes to its end.
+void conclude(Tool& tool, const Unloader& unloader, const CardSurvey& survey,
+              const std::u16string& contextId, const std::u16string& folder, DWORD milliseconds,
+              const std::optional<Failure>& notDeleted) {
+    Summary(tool, unloader, milliseconds).tell(folder);
     tool.answer.beginObject()
         .member("contextId", contextId)
-        .member("folder", target.path())
-        .member("milliseconds", took)
+        .member("folder", folder)
+        .member("milliseconds", milliseconds)
         .key("files")
         .beginArray();
     for (const UnloadedFile& file : unloader.files()) writeFile(tool.answer, file);
     tool.answer.endArray();
+    const std::optional<Failure> unread = survey.tell(tool);
     std::optional<Failure> failure = gravest(unloader);
+    if (!failure) failure = unread;
     if (!failure) failure = notDeleted;
     if (failure) {
         tool.status = failure->status;
@@ -154,6 +134,47 @@ void runUnload(Tool& tool, const Options& given) {
         Tool::writeError(tool.answer.key("error"), *failure);
     }
     tool.answer.endObject();
+}
+
+void runUnload(Tool& tool, const Options& given) {
+    Options options = given;
+    options.verify |= options.remove;
+    const StopFlag stop;
+    std::function<ExitStatus()> end = [&] { return tool.finish(stoppedEarly()); };
+    const StopWatch watch([&] { return end(); });
+    const DeviceDirectory directory;
+    const PhotoSession session(directory.find(options.takeDevice(1)));
+    const std::u16string& contextId = session.device().contextId;
+    const std::u16string root = directory.lowLevelId(contextId);
+    const std::u16string card = directory.isCamera(contextId) ? u"" : root;
+    session.requireMedia();  // a card that is away lies nowhere
+    TargetFolder target(pathArgument(options.words.front()), card);
+    if (tool.onTerminal()) tool.say("Reading the list of files...");
+    const std::vector<FileRecord> files = session.files();
+    const CardSurvey survey(card);
+
+    const DWORD start = GetTickCount();
+    Unloader unloader(tool, session, root, target, options);
+    std::optional<Failure> notDeleted;
+    const auto concluded = [&] {
+        conclude(tool, unloader, survey, contextId, target.path(), GetTickCount() - start,
+                 notDeleted);
+    };
+    end = [&] {
+        unloader.abandon();
+        concluded();
+        return tool.finish();
+    };
+    unloader.copy(files);
+    if (options.remove && directory.allowsDelete(contextId)) {
+        if (!unloader.ending()) unloader.removeVerified(survey);
+    } else if (options.remove) {
+        notDeleted = Failure(ExitStatus::DeleteRefused,
+                             "Nothing was deleted: the settings don't allow files of " +
+                                 utf8Text(session.device().name) + " to be deleted.",
+                             "Look at AllowDelete of its product class: zlkcam settings list");
+    }
+    concluded();
 }
 
 }  // namespace

@@ -1,0 +1,90 @@
+#include "tools/zlkcam/CardSurvey.h"
+
+#include <algorithm>
+#include <memory>
+
+#include "platform/error.h"
+#include "platform/files.h"
+#include "tools/zlkcam/StopFlag.h"
+#include "tools/zlkcam/Text.h"
+
+namespace zlk {
+namespace {
+
+struct EndWalk {
+    void operator()(void* walk) const noexcept { FindClose(walk); }
+};
+
+// As far as the component goes; what lies deeper isn't in its list.
+constexpr std::size_t longestPath = 4096;
+
+std::string tooDeep() {
+    return "Its path is too long";
+}
+
+}  // namespace
+
+CardSurvey::CardSurvey(const std::u16string& root) {
+    if (root.empty()) return;
+    std::u16string top = root;
+    while (top.ends_with(u'\\')) top.pop_back();
+    walk(top);
+    if (StopFlag::raised()) throw stoppedEarly();
+}
+
+void CardSurvey::walk(const std::u16string& folder) {
+    if (folder.size() > longestPath) return unread_.push_back({folder, tooDeep()});
+    std::vector<std::u16string> below;
+    WIN32_FIND_DATAW entry{};
+    const std::unique_ptr<void, EndWalk> walked(
+        [&]() -> void* {
+            const HANDLE found = FindFirstFileW((folder + u"\\*.*").c_str(), &entry);
+            return found == INVALID_HANDLE_VALUE ? nullptr : found;
+        }());
+    for (bool more = walked != nullptr; more; more = FindNextFileW(walked.get(), &entry)) {
+        if (StopFlag::raised()) return;
+        const std::u16string_view name = entry.cFileName;
+        if (entry.dwFileAttributes & FILE_ATTRIBUTE_DIRECTORY) {
+            if (name != u"." && name != u"..") below.push_back((folder + u'\\').append(name));
+        } else if (entry.dwFileAttributes & FILE_ATTRIBUTE_HIDDEN) {
+            ++hiddenFiles_;
+        }
+    }
+    const DWORD error = GetLastError();
+    if (error != ERROR_NO_MORE_FILES && error != ERROR_FILE_NOT_FOUND)
+        unread_.push_back({folder, reasonText(error)});
+    for (const std::u16string& each : below) walk(each);
+}
+
+bool CardSurvey::isUncertain(std::u16string_view path) const {
+    return std::ranges::any_of(unread_, [&](const UnreadFolder& folder) {
+        return path.size() > folder.path.size() && path.starts_with(folder.path) &&
+               path[folder.path.size()] == u'\\';
+    });
+}
+
+std::optional<Failure> CardSurvey::tell(Tool& tool) const {
+    for (const UnreadFolder& folder : unread_)
+        tool.warn(utf8Text(folder.path) + " can't be read: " + folder.reason +
+                  ". Whatever lies there is on the card only.");
+    if (hiddenFiles_)
+        tool.say(std::to_string(hiddenFiles_) +
+                 (hiddenFiles_ == 1 ? " hidden file stays" : " hidden files stay") +
+                 " on the card.");
+    tool.answer.member("hiddenFiles", hiddenFiles_).key("unread").beginArray();
+    for (const UnreadFolder& folder : unread_)
+        tool.answer.beginObject()
+            .member("folder", folder.path)
+            .member("reason", folder.reason)
+            .endObject();
+    tool.answer.endArray();
+    if (unread_.empty()) return std::nullopt;
+    const std::string others =
+        unread_.size() == 1 ? "" : " and " + std::to_string(unread_.size() - 1) + " more";
+    return Failure(ExitStatus::ReadFailed,
+                   "The card couldn't be read whole: " + utf8Text(unread_.front().path) + others +
+                       ".",
+                   "Look at what lies there before you erase the card.");
+}
+
+}  // namespace zlk
