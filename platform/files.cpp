@@ -19,6 +19,7 @@
 #include "platform/internal/MachineRoot.h"
 #include "platform/internal/PathTarget.h"
 #include "platform/internal/PosixError.h"
+#include "platform/internal/SinkHandle.h"
 #include "platform/internal/VolumeHandle.h"
 #include "platform/internal/WithoutExceptions.h"
 #include "platform/text.h"
@@ -147,6 +148,7 @@ HANDLE openFile(PathTarget& target, DWORD access, DWORD share, DWORD disposition
 
 HANDLE openPath(const WCHAR* path, DWORD access, DWORD share, DWORD disposition, DWORD flags) {
     const DeviceName name = parseDeviceName(path ? path : u"");
+    if (SinkHandle::isNamed(path ? path : u"")) return handleOf(SinkHandle::open(path, access));
     if (name.form == DeviceName::Form::Volume) return handleOf(VolumeHandle::open(name.letter));
     if (name.form == DeviceName::Form::Device) return handleOf(CameraHandle::open(path + 4));
     auto target = PathTarget::find(path);
@@ -358,7 +360,7 @@ BOOL WriteFile(HANDLE file, const void* buffer, DWORD size, DWORD* written, void
 }
 
 BOOL GetFileSizeEx(HANDLE file, LARGE_INTEGER* size) noexcept {
-    const auto handle = findHandleOf<FileHandle>(file);
+    const auto handle = findHandle(file);
     return handle && (size ? handle->size(size->QuadPart) : refuse(ERROR_INVALID_PARAMETER));
 }
 

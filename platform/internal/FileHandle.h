@@ -23,7 +23,7 @@ class FileHandle final : public Handle {
     bool write(const void* buffer, DWORD size, DWORD& done) override;
     /// What can't be flushed (/dev/null) has nothing left to write.
     bool flush() override;
-    bool size(std::int64_t& bytes);
+    bool size(std::int64_t& bytes) override;
     int descriptor() const noexcept { return file_.get(); }
     bool setLastWrite(const FILETIME& time);
 

@@ -58,6 +58,10 @@ bool Handle::flush() {
     return refuse();
 }
 
+bool Handle::size(std::int64_t&) {
+    return refuse();
+}
+
 HANDLE addHandle(std::shared_ptr<Handle> object) noexcept {
     try {
         HandleTable& handles = table();

@@ -3,6 +3,7 @@
 // handle up, which keeps the object alive until the call is over even if another thread closes
 // the handle meanwhile.
 
+#include <cstdint>
 #include <memory>
 
 #include "platform/error.h"
@@ -21,6 +22,7 @@ class Handle {
     virtual bool control(DWORD code, const void* input, DWORD inputSize, void* output,
                          DWORD outputSize, DWORD& returned);
     virtual bool flush();
+    virtual bool size(std::int64_t& bytes);
     /// Runs when the handle is closed, while other calls may still be in the object.
     virtual void close() noexcept {}
 };

@@ -12,13 +12,14 @@
 
 namespace zlk::test {
 
-/// Waits for the first bytes of a hidden file whose name ends so, and stops the client there.
+/// Waits for so many bytes in a hidden file whose name ends so, and stops the client there. Behind
+/// the last of them it reads the file a second time.
 inline void freezeInside(const RunningZlkCam& client, const std::filesystem::path& folder,
-                         const std::string& end) {
+                         const std::string& end, std::uintmax_t bytes = 1) {
     std::error_code none;
     for (;; std::this_thread::yield())
         for (const auto& entry : std::filesystem::directory_iterator(folder, none))
-            if (entry.path().string().ends_with(end) && entry.file_size(none) > 0 && !none)
+            if (entry.path().string().ends_with(end) && entry.file_size(none) >= bytes && !none)
                 return client.signal(SIGSTOP);
 }
 

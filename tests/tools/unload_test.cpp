@@ -5,6 +5,7 @@
 
 #include <atomic>
 #include <chrono>
+#include <fstream>
 #include <thread>
 
 #include "ZlkCamTr.h"
@@ -283,12 +284,52 @@ TEST_F(Unload, aStopRemovesTheHalfFileAndNamesIt) {
 TEST_F(Unload, aStopInTheSecondReadingLeavesNothing) {
     addHole("B.MOV", 1ull << 30);
     RunningZlkCam client({"unload", "--verify", target});
-    freezeInside(client, target, "-B.MOV.check");
+    freezeInside(client, target, "-B.MOV.part", 1ull << 30);
     client.signal(SIGINT);
     std::this_thread::sleep_for(std::chrono::milliseconds(260));
     client.signal(SIGCONT);
     EXPECT_EQ(client.wait().status, 130);
     EXPECT_TRUE(fs::is_empty(target));
+}
+
+TEST_F(Unload, deletesNothingWhoseCopyReadsBackFromTheDiskWithOtherBytes) {
+    addHole("B.MOV", 300 << 20);
+    RunningZlkCam client({"unload", "--delete", "E:", target});
+    freezeInside(client, target, "-B.MOV.part", 300 << 20);
+    for (const auto& entry : fs::directory_iterator(target)) {
+        std::fstream part(entry.path(), std::ios::in | std::ios::out | std::ios::binary);
+        part.seekp(200 << 20).put('x');
+    }
+    client.signal(SIGCONT);
+    const JsonAnswer result = client.wait();
+    EXPECT_EQ(result.status, 11);
+    EXPECT_THAT(errorOf(result, "B.MOV"), HasSubstr("reads back from the disk"));
+    EXPECT_TRUE(fs::exists(card / "B.MOV"));
+    EXPECT_TRUE(fs::is_empty(target));
+}
+
+TEST_F(Unload, saysWhatItProvedAndWhereItCouldOnlyReadItsMemory) {
+    addFile("A.JPG", bytesOf(3'000'000, 1));
+    addFile("EMPTY.JPG", "");
+    const JsonAnswer plain = json({"unload", "E:", target});
+    EXPECT_THAT(plain["files"].each("proved"), testing::Each("false"));
+    EXPECT_EQ(plain["files"].each("xxh128")[1], "99aa06d3014798d86001c324468d497f");
+    const JsonAnswer there = json({"unload", "--verify=copies", "E:", target});
+    EXPECT_THAT(there["files"].each("outcome"), testing::Each("was there"));
+    EXPECT_THAT(there["files"].each("proved"), testing::Each("true"));
+    EXPECT_THAT(there["files"].each("verified"), testing::Each("false"));
+    EXPECT_EQ(zlkcam({"unload", "--verify=once", "E:", target}).status, 1);
+
+    const fs::path memory = target / "memory";
+    fs::create_directory(memory);
+    if (geteuid() != 0 || mount("tmpfs", memory.c_str(), "tmpfs", 0, "size=8m") != 0)
+        GTEST_SKIP() << "needs a file system in memory";
+    const JsonAnswer result = json({"unload", "--verify", "E:", memory});
+    EXPECT_EQ(umount(memory.c_str()), 0);
+    EXPECT_EQ(result.status, 0) << result.error;
+    EXPECT_THAT(result["files"].each("proved"), testing::Each("true"));
+    EXPECT_THAT(result["files"].each("verified"), testing::Each("true"));
+    EXPECT_THAT(result["files"].each("fromMedium"), testing::Each("false"));
 }
 
 TEST_F(Unload, aFileBeyondWhatTheUserMayWriteFailsAlone) {

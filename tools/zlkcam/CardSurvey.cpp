@@ -36,11 +36,10 @@ void CardSurvey::walk(const std::u16string& folder) {
     if (folder.size() > longestPath) return unread_.push_back({folder, tooDeep()});
     std::vector<std::u16string> below;
     WIN32_FIND_DATAW entry{};
-    const std::unique_ptr<void, EndWalk> walked(
-        [&]() -> void* {
-            const HANDLE found = FindFirstFileW((folder + u"\\*.*").c_str(), &entry);
-            return found == INVALID_HANDLE_VALUE ? nullptr : found;
-        }());
+    const std::unique_ptr<void, EndWalk> walked([&]() -> void* {
+        const HANDLE found = FindFirstFileW((folder + u"\\*.*").c_str(), &entry);
+        return found == INVALID_HANDLE_VALUE ? nullptr : found;
+    }());
     for (bool more = walked != nullptr; more; more = FindNextFileW(walked.get(), &entry)) {
         if (StopFlag::raised()) return;
         const std::u16string_view name = entry.cFileName;
@@ -81,10 +80,10 @@ std::optional<Failure> CardSurvey::tell(Tool& tool) const {
     if (unread_.empty()) return std::nullopt;
     const std::string others =
         unread_.size() == 1 ? "" : " and " + std::to_string(unread_.size() - 1) + " more";
-    return Failure(ExitStatus::ReadFailed,
-                   "The card couldn't be read whole: " + utf8Text(unread_.front().path) + others +
-                       ".",
-                   "Look at what lies there before you erase the card.");
+    return Failure(
+        ExitStatus::ReadFailed,
+        "The card couldn't be read whole: " + utf8Text(unread_.front().path) + others + ".",
+        "Look at what lies there before you erase the card.");
 }
 
 }  // namespace zlk

@@ -3,7 +3,6 @@
 #include <xxhash.h>
 
 #include <bit>
-#include <memory>
 #include <new>
 #include <vector>
 
@@ -11,30 +10,50 @@
 #include "platform/named_objects.h"
 
 namespace zlk {
-namespace {
 
-struct FreeState {
-    void operator()(XXH3_state_t* state) const noexcept { XXH3_freeState(state); }
-};
+void ContentSummer::FreeState::operator()(XXH3_state_s* state) const noexcept {
+    XXH3_freeState(state);
+}
 
-}  // namespace
+ContentSummer::ContentSummer() : state_(XXH3_createState()) {
+    if (!state_) throw std::bad_alloc();
+    XXH3_128bits_reset(state_.get());
+}
+
+void ContentSummer::add(std::span<const std::byte> bytes) {
+    XXH3_128bits_update(state_.get(), bytes.data(), bytes.size());
+    size_ += bytes.size();
+}
+
+ContentSum ContentSummer::sum() const {
+    XXH128_canonical_t sum;
+    XXH128_canonicalFromHash(&sum, XXH3_128bits_digest(state_.get()));
+    return std::bit_cast<ContentSum>(sum);
+}
 
 std::optional<ContentSum> contentSum(const std::u16string& file) {
     const UniqueHandle handle(CreateFileW(file.c_str(), GENERIC_READ,
                                           FILE_SHARE_READ | FILE_SHARE_WRITE, nullptr,
                                           OPEN_EXISTING, FILE_ATTRIBUTE_NORMAL, nullptr));
     if (!handle) return std::nullopt;
-    const std::unique_ptr<XXH3_state_t, FreeState> state(XXH3_createState());
-    if (!state || XXH3_128bits_reset(state.get()) == XXH_ERROR) throw std::bad_alloc();
-    std::vector<BYTE> block(256 * 1024);
+    ContentSummer summer;
+    std::vector<std::byte> block(256 * 1024);
     for (DWORD read = 1; read > 0;) {
         if (!ReadFile(handle.get(), block.data(), static_cast<DWORD>(block.size()), &read, nullptr))
             return std::nullopt;
-        XXH3_128bits_update(state.get(), block.data(), read);
+        summer.add(std::span(block).first(read));
     }
-    XXH128_canonical_t sum;
-    XXH128_canonicalFromHash(&sum, XXH3_128bits_digest(state.get()));
-    return std::bit_cast<ContentSum>(sum);
+    return summer.sum();
+}
+
+std::string sumText(const ContentSum& sum) {
+    constexpr char digits[] = "0123456789abcdef";
+    std::string text;
+    for (const std::byte byte : sum) {
+        text += digits[std::to_integer<unsigned>(byte) >> 4];
+        text += digits[std::to_integer<unsigned>(byte) & 15];
+    }
+    return text;
 }
 
 }  // namespace zlk

@@ -3,14 +3,38 @@
 
 #include <array>
 #include <cstddef>
+#include <memory>
 #include <optional>
+#include <span>
 #include <string>
+
+struct XXH3_state_s;
 
 namespace zlk {
 
 using ContentSum = std::array<std::byte, 16>;
 
+/// A sum in the making.
+class ContentSummer {
+  public:
+    ContentSummer();
+
+    void add(std::span<const std::byte> bytes);
+    std::uint64_t size() const { return size_; }
+    ContentSum sum() const;
+
+  private:
+    struct FreeState {
+        void operator()(XXH3_state_s* state) const noexcept;
+    };
+    std::unique_ptr<XXH3_state_s, FreeState> state_;
+    std::uint64_t size_ = 0;
+};
+
 /// Of a whole file; none with the last error where it can't be read.
 std::optional<ContentSum> contentSum(const std::u16string& file);
+
+/// As `xxhsum -H2` prints it.
+std::string sumText(const ContentSum& sum);
 
 }  // namespace zlk

@@ -303,25 +303,6 @@ std::u16string TargetFolder::findSame(const std::u16string& file, std::uint64_t 
     return {};
 }
 
-DWORD TargetFolder::writeError(const std::u16string& wanted) const {
-    // As much as the components write at once.
-    const std::vector<BYTE> block(64 * 1024);
-    DWORD written = 0;
-    const auto isWritten = [&](const UniqueHandle& file) {
-        return WriteFile(file.get(), block.data(), static_cast<DWORD>(block.size()), &written,
-                         nullptr);
-    };
-    const UniqueHandle itself = open(wanted, FILE_APPEND_DATA);
-    if (itself && !isWritten(itself)) return GetLastError();
-    const std::u16string probe = hiddenName(wanted.substr(0, nameStart(wanted)), u"probe");
-    UniqueHandle file = makeNew(probe);
-    if (!file) return GetLastError();
-    const DWORD error = isWritten(file) ? ERROR_SUCCESS : GetLastError();
-    file.reset();
-    DeleteFileW(probe.c_str());
-    return error;
-}
-
 bool TargetFolder::flushNames() const {
     // Its own name, too, where one may look at the folder above; a drive's root has none.
     flushFolder(path_ + u"/..");

@@ -91,10 +91,6 @@ class TargetFolder {
     /// two cards, or two folders of one, may have pictures of one name, size and time.
     std::u16string findSame(const std::u16string& file, std::uint64_t size, std::int64_t modified);
 
-    /// Why nothing more can be written into `file`, whose content is of no use, or beside it;
-    /// ERROR_SUCCESS if something can.
-    DWORD writeError(const std::u16string& file) const;
-
     /// Waits until the names of what lies in the folder, and in those made below it, are on the
     /// disk; false with the last error.
     bool flushNames() const;

@@ -1,10 +1,13 @@
 #include "tools/zlkcam/Unloader.h"
 
 #include <algorithm>
+#include <cerrno>
+#include <cstring>
 #include <unordered_map>
 
 #include "platform/clock.h"
 #include "platform/files.h"
+#include "tools/zlkcam/MediumReader.h"
 #include "tools/zlkcam/ProgressCallback.h"
 #include "tools/zlkcam/StopFlag.h"
 #include "tools/zlkcam/Text.h"
@@ -131,12 +134,13 @@ void Unloader::copyFile(UnloadedFile& file, ProgressBar& bar) {
     // Two files of one name have one hidden name too.
     if (arrived_ && equalIgnoringCase(arrived_->part.name(), hidden)) awaitName(bar);
     HiddenFile part(hidden);
-    fetch(file, part, {bar, 0, options_.verify ? 50 : 100});
+    CopySink copy(part);
+    fetch(file, copy, {bar, 0, options_.verify ? 50 : 100});
+    file.sum = copy.sum();
     if (SourceState(*file.record) != source)
         throw Failure(ExitStatus::ReadFailed, "It changed while it was copied.");
     if (options_.verify) {
-        verify(file, part, target_.hiddenName(wanted, u"check"), {bar, 50, 50});
-        // Of nothing that a camera says it has, it delivers nothing to compare.
+        verify(file, {bar, 50, 50});
         file.verified = source.size > 0 || isPath(file.record->id);
     }
     awaitName(bar);
@@ -163,19 +167,23 @@ void Unloader::takeName() {
 
 void Unloader::name(UnloadedFile& file, HiddenFile& part, const std::u16string& wanted) const {
     writeThrough(part);
+    if (options_.prove) prove(file, utf8Text(part.path()));
     const TargetFolder::Placed placed = target_.place(part, wanted);
     if (!placed.wasThere) {
         // Not before: a hidden file that looks old is a leftover. Not all disks let everybody set
         // it, and a copy is one without it.
         const FILETIME time = fileTimeFromUnix(file.modified, 0);
         if (file.modified >= 0) SetFileTime(part.handle(), nullptr, nullptr, &time);
-    } else if (file.verified && !flushFile(placed.file)) {
+    } else if (options_.prove) {
         // Somebody else's file counts as this copy now.
-        file.verified = false;
-        file.failure = Failure(ExitStatus::FileUnusable,
-                               "It is there already, as a file that can't be written through to "
-                               "the disk: " +
-                                   reasonText() + ".");
+        file.proved = false;
+        if (!flushFile(placed.file))
+            file.failure = Failure(ExitStatus::FileUnusable,
+                                   "It is there already, as a file that can't be written through "
+                                   "to the disk: " +
+                                       reasonText() + ".");
+        else
+            prove(file, utf8Text(finalPath(placed.file.c_str())));
     }
     file.file = placed.file;
     file.outcome = placed.wasThere ? Outcome::WasThere : Outcome::Copied;
@@ -190,56 +198,73 @@ void Unloader::requireReadable(const FileRecord& record) {
         throw Failure(ExitStatus::ReadFailed, "It can't be opened: " + reasonText() + ".");
 }
 
-void Unloader::fetch(const UnloadedFile& file, const HiddenFile& into, BarShare share) {
+void Unloader::fetch(const UnloadedFile& file, CopySink& into, BarShare share) {
     ProgressCallback callback([share](int percent) {
         if (StopFlag::raised()) return false;
         share.bar.progress(share.start + percent * share.size / 100);
         return true;
     });
-    const Bstr id(file.record->id), path(into.path());
+    const SinkFile name(into);
+    const Bstr id(file.record->id), path(name.path());
     const HRESULT result = session_.call([&](IPhotoDevice& device) {
         return device.SaveFileData(id.get(), path.get(), callback.asArgument());
     });
-    if (result != S_OK) throwFetchFailure(session_.errorCode(), into.name());
+    if (into.error() != ERROR_SUCCESS) throwWriteFailure(into.error());
+    if (result != S_OK) throwFetchFailure(session_.errorCode());
     // A stopped copy is a success to the components; one that had arrived whole is a success.
-    std::uint64_t size = 0;
-    if (into.size(size) && size == file.size) return;
+    if (into.size() == file.size) return;
     if (StopFlag::raised()) throw stopped();
-    throw Failure(ExitStatus::ReadFailed, "Only " + std::to_string(size) + " of " +
+    throw Failure(ExitStatus::ReadFailed, "Only " + std::to_string(into.size()) + " of " +
                                               std::to_string(file.size) + " bytes arrived.");
 }
 
-void Unloader::throwFetchFailure(LONG code, const std::u16string& into) {
-    // The components have one code for a device that can't be read and a disk that can't be
-    // written; the disk can be asked.
-    if (const DWORD error = target_.writeError(into)) {
-        const Failure failure(ExitStatus::FileUnusable,
-                              "It can't be written to the disk: " + reasonText(error) + ".",
-                              "Make room, or choose another folder, and run it again with --new.");
-        // Of others there may be enough room for all.
-        if (error != ERROR_FILE_TOO_LARGE) ending_ = failure;
-        throw Failure(failure);
-    }
+void Unloader::throwWriteFailure(DWORD error) {
+    const Failure failure(ExitStatus::FileUnusable,
+                          "It can't be written to the disk: " + reasonText(error) + ".",
+                          "Make room, or choose another folder, and run it again with --new.");
+    // Of others there may be enough room for all.
+    if (error != ERROR_FILE_TOO_LARGE) ending_ = failure;
+    throw Failure(failure);
+}
+
+void Unloader::throwFetchFailure(LONG code) {
     if (!session_.hasMedia()) code = static_cast<LONG>(ExitStatus::NotConnected);
     throw deviceFailure(code, session_.device(), "Reading it");
 }
 
-void Unloader::verify(const UnloadedFile& file, const HiddenFile& part, const std::u16string& check,
-                      BarShare share) {
-    const HiddenFile second(check);
+void Unloader::verify(const UnloadedFile& file, BarShare share) {
+    // The card's, and not what the system still has of it.
+    if (isPath(file.record->id)) forgetContents(utf8Text(finalPath(file.record->id.c_str())));
+    CopySink second;
     fetch(file, second, share);
-    const std::optional<bool> isSame = sameContent(part.path(), second.path());
-    if (!isSame)
-        throw Failure(ExitStatus::FileUnusable,
-                      "The copy can't be read back from the disk: " + reasonText() + ".");
-    if (!*isSame)
+    if (second.sum() != *file.sum)
         throw Failure(ExitStatus::NotVerified, "Reading it twice gave different bytes.",
                       "Clean the contacts of the card, or try another reader.");
 }
 
+void Unloader::prove(UnloadedFile& file, const std::string& path) {
+    const std::optional<MediumSum> back = sumFromMedium(path);
+    if (!back)
+        throw Failure(ExitStatus::FileUnusable,
+                      std::string("The copy can't be read back from the disk: ") +
+                          std::strerror(errno) + ".");
+    if (back->sum != *file.sum)
+        throw Failure(ExitStatus::NotVerified,
+                      "The copy reads back from the disk with other bytes.",
+                      "The disk may be failing. Choose another one.");
+    file.proved = true;
+    file.fromMedium = back->isFromMedium;
+}
+
+bool Unloader::mayBeDeleted(const UnloadedFile& file) const {
+    // Of nothing that a camera says it has, it delivers nothing to compare.
+    const bool isSure = file.size > 0 || isPath(file.record->id);
+    return file.proved && isSure && (file.verified || !options_.verify);
+}
+
 void Unloader::noteFailure(UnloadedFile& file, const Failure& failure) {
     if (file.outcome != Outcome::TooLarge) file.outcome = Outcome::Failed;
-    file.verified = false;
+    file.verified = file.proved = false;
     file.failure = failure;
     switch (failure.status) {
         case ExitStatus::Stopped:
@@ -255,8 +280,9 @@ void Unloader::noteFailure(UnloadedFile& file, const Failure& failure) {
     }
 }
 
-void Unloader::removeVerified(const CardSurvey& survey) {
-    if (std::ranges::none_of(files_, &UnloadedFile::verified)) return;
+void Unloader::removeProved(const CardSurvey& survey) {
+    if (std::ranges::none_of(files_, [this](const auto& file) { return mayBeDeleted(file); }))
+        return;
     if (StopFlag::raised()) {
         ending_ = stopped();
         return;
@@ -278,7 +304,7 @@ void Unloader::removeVerified(const CardSurvey& survey) {
         return;
     }
     for (UnloadedFile& file : files_) {
-        if (!file.verified || survey.isUncertain(file.record->id)) continue;
+        if (!mayBeDeleted(file) || survey.isUncertain(file.record->id)) continue;
         if (StopFlag::raised()) {
             ending_ = stopped();
             return;

@@ -7,6 +7,8 @@
 #include <vector>
 
 #include "tools/zlkcam/CardSurvey.h"
+#include "tools/zlkcam/ContentSum.h"
+#include "tools/zlkcam/CopySink.h"
 #include "tools/zlkcam/ProgressBar.h"
 #include "tools/zlkcam/Session.h"
 #include "tools/zlkcam/TargetFolder.h"
@@ -15,8 +17,9 @@ namespace zlk {
 
 struct UnloadOptions {
     bool onlyNew = false;  ///< skip what the folder has with this name, size and time
-    bool verify = false;   ///< read each file a second time, and compare every byte
-    bool remove = false;   ///< delete from the device what was verified
+    bool prove = false;    ///< read each copy back from its disk, and compare the sums
+    bool verify = false;   ///< have the device give each file a second time, and compare the sums
+    bool remove = false;   ///< delete from the device what was proved, and verified if asked for
     bool flat = false;     ///< no subfolders
 };
 
@@ -26,10 +29,13 @@ struct UnloadedFile {
 
     const FileRecord* record = nullptr;
     Outcome outcome = Outcome::NotReached;
-    std::uint64_t size = 0;      ///< as the device really has it
-    std::int64_t modified = -1;  ///< seconds since 1970 UTC; -1: it doesn't say
-    std::u16string file;         ///< where it lies, for the first three
-    bool verified = false;
+    std::uint64_t size = 0;         ///< as the device really has it
+    std::int64_t modified = -1;     ///< seconds since 1970 UTC; -1: it doesn't say
+    std::u16string file;            ///< where it lies, for the first three
+    std::optional<ContentSum> sum;  ///< of what the device gave
+    bool proved = false;            ///< the copy was read back and has this sum
+    bool fromMedium = false;        ///< and that from its disk
+    bool verified = false;          ///< the device gave the same twice
     bool deleted = false;
     std::optional<Failure> failure;  ///< of the copy, or of the deletion
 };
@@ -43,9 +49,9 @@ class Unloader {
     /// Goes on after a failed file, unless nothing more can be copied: the device is gone, the
     /// target is full, or the user wants it to stop.
     void copy(const std::vector<FileRecord>& records);
-    /// Deletes from the device what is verified, and safe on the disk, but nothing of folders that
-    /// couldn't be read to their ends, and nothing after a stop.
-    void removeVerified(const CardSurvey& survey);
+    /// Deletes from the device what is proved, and verified if that was asked for, but nothing of
+    /// folders that couldn't be read to their ends, and nothing after a stop.
+    void removeProved(const CardSurvey& survey);
     /// Puts everything in order while a call into the device doesn't come to its end; nothing of
     /// this may be called afterwards but the results.
     void abandon();
@@ -76,10 +82,14 @@ class Unloader {
     };
     /// What one can be told about a file that the device can't open, without its long patience.
     static void requireReadable(const FileRecord& record);
-    void fetch(const UnloadedFile& file, const HiddenFile& into, BarShare share);
-    void verify(const UnloadedFile& file, const HiddenFile& part, const std::u16string& check,
-                BarShare share);
-    [[noreturn]] void throwFetchFailure(LONG code, const std::u16string& into);
+    /// Has the device give a file to `into`.
+    void fetch(const UnloadedFile& file, CopySink& into, BarShare share);
+    void verify(const UnloadedFile& file, BarShare share);
+    /// Reads back what lies at a path of this machine.
+    static void prove(UnloadedFile& file, const std::string& path);
+    [[noreturn]] void throwFetchFailure(LONG code);
+    [[noreturn]] void throwWriteFailure(DWORD error);
+    bool mayBeDeleted(const UnloadedFile& file) const;
     void noteFailure(UnloadedFile& file, const Failure& failure);
 
     Tool& tool_;

@@ -15,7 +15,10 @@ namespace {
 
 using Outcome = UnloadedFile::Outcome;
 
-struct Options : DeviceWords, UnloadOptions {};
+struct Options : DeviceWords, UnloadOptions {
+    std::string verification;  ///< empty: none; else `twice` or `copies`
+};
+constexpr char twice[] = "twice", copies[] = "copies";
 
 const char* outcomeName(Outcome outcome) {
     switch (outcome) {
@@ -57,8 +60,11 @@ void writeFile(JsonWriter& json, const UnloadedFile& file) {
         .member("outcome", outcomeName(file.outcome))
         .member("size", file.outcome == Outcome::NotReached ? file.record->size : file.size)
         .member("file", file.file)
+        .member("proved", file.proved)
+        .member("fromMedium", file.fromMedium)
         .member("verified", file.verified)
         .member("deleted", file.deleted);
+    if (file.sum) json.member("xxh128", sumText(*file.sum));
     if (file.failure) Tool::writeError(json.key("error"), *file.failure);
     json.endObject();
 }
@@ -83,8 +89,7 @@ class Summary {
                   " s (" + sizeText(bytes * 1000 / std::max<DWORD>(milliseconds_, 1)) + "/s).");
         if (const std::size_t there = count(Outcome::WasThere) + count(Outcome::Skipped))
             tool_.say(filesText(there) + " had been there before.");
-        const auto verified = matching([](const UnloadedFile& file) { return file.verified; });
-        if (verified) tool_.say(filesText(verified) + " compared byte by byte.");
+        tellProofs();
         const auto deleted = matching([](const UnloadedFile& file) { return file.deleted; });
         if (deleted) tool_.say(filesText(deleted) + " deleted from the device.");
         const auto failed = matching([](const UnloadedFile& file) { return bool(file.failure); });
@@ -97,6 +102,18 @@ class Summary {
     }
 
   private:
+    void tellProofs() const {
+        const auto proved = matching([](const UnloadedFile& file) { return file.proved; });
+        if (!proved) return;
+        const auto elsewhere =
+            matching([](const UnloadedFile& file) { return file.proved && !file.fromMedium; });
+        const auto verified = matching([](const UnloadedFile& file) { return file.verified; });
+        tool_.say(filesText(proved) + " read back and compared" +
+                  (verified ? ", " + filesText(verified) + " read twice from the device." : "."));
+        if (elsewhere)
+            tool_.say(filesText(elsewhere) +
+                      " not from the medium: the folder is in memory or on another computer.");
+    }
     template <class Predicate>
     std::size_t matching(Predicate predicate) const {
         return static_cast<std::size_t>(std::count_if(files_.begin(), files_.end(), predicate));
@@ -138,7 +155,9 @@ void conclude(Tool& tool, const Unloader& unloader, const CardSurvey& survey,
 
 void runUnload(Tool& tool, const Options& given) {
     Options options = given;
-    options.verify |= options.remove;
+    if (options.remove && options.verification.empty()) options.verification = twice;
+    options.prove = !options.verification.empty();
+    options.verify = options.verification == twice;
     const StopFlag stop;
     std::function<ExitStatus()> end = [&] { return tool.finish(stoppedEarly()); };
     const StopWatch watch([&] { return end(); });
@@ -167,7 +186,7 @@ void runUnload(Tool& tool, const Options& given) {
     };
     unloader.copy(files);
     if (options.remove && directory.allowsDelete(contextId)) {
-        if (!unloader.ending()) unloader.removeVerified(survey);
+        if (!unloader.ending()) unloader.removeProved(survey);
     } else if (options.remove) {
         notDeleted = Failure(ExitStatus::DeleteRefused,
                              "Nothing was deleted: the settings don't allow files of " +
@@ -189,8 +208,11 @@ void addUnloadCommand(CLI::App& app, Tool& tool) {
                 ->option_text("[DEVICE] DEST");
             command.add_flag("--new", options.onlyNew,
                              "skip what the folder has with the same name, size and time");
-            command.add_flag("--verify", options.verify,
-                             "read every file twice, and compare every byte");
+            command
+                .add_flag("--verify{twice}", options.verification,
+                          "read every copy back from its disk, have the device give every file a "
+                          "second time, and compare; --verify=copies: only the copies")
+                ->check(CLI::IsMember({twice, copies}));
             command.add_flag("--delete", options.remove,
                              "verify, then delete from the device what was verified");
             command.add_flag("--flat", options.flat, "no subfolders");
