@@ -28,8 +28,32 @@ install(FILES ${CMAKE_CURRENT_BINARY_DIR}/zlkcamtr.pc
 install(FILES packaging/udev/70-zlkcamtr.rules DESTINATION lib/udev/rules.d)
 install(FILES packaging/bash-completion/zlkcam
         DESTINATION ${CMAKE_INSTALL_DATADIR}/bash-completion/completions)
-install(FILES man/zlkcam.1 man/zlkcamsim.1 DESTINATION ${CMAKE_INSTALL_MANDIR}/man1)
-install(FILES man/zlk-usbscan.8 DESTINATION ${CMAKE_INSTALL_MANDIR}/man8)
+
+# As small as gzip can and without the file's time, which is how a distribution takes its pages.
+function(zlk_install_compressed file destination)
+  get_filename_component(name ${file} NAME)
+  set(original ${PROJECT_SOURCE_DIR}/${file})
+  set(compressed ${CMAKE_CURRENT_BINARY_DIR}/compressed/${name}.gz)
+  file(MAKE_DIRECTORY ${CMAKE_CURRENT_BINARY_DIR}/compressed)
+  add_custom_command(OUTPUT ${compressed} COMMAND gzip -9nc ${original} > ${compressed}
+                     DEPENDS ${original} VERBATIM)
+  add_custom_target(${name}_compressed DEPENDS ${compressed})
+  add_dependencies(product ${name}_compressed)
+  install(FILES ${compressed} DESTINATION ${destination})
+endfunction()
+
+set(documents ${CMAKE_INSTALL_DATAROOTDIR}/doc/zlkcamtr)
+zlk_install_compressed(man/zlkcam.1 ${CMAKE_INSTALL_MANDIR}/man1)
+zlk_install_compressed(man/zlkcamsim.1 ${CMAKE_INSTALL_MANDIR}/man1)
+zlk_install_compressed(man/zlk-usbscan.8 ${CMAKE_INSTALL_MANDIR}/man8)
+file(STRINGS packaging/debian/changelog newest LIMIT_COUNT 1)
+if(NOT newest MATCHES "^zlkcamtr [(]${PROJECT_VERSION}[)] ")
+  message(FATAL_ERROR "packaging/debian/changelog doesn't begin with version ${PROJECT_VERSION}.")
+endif()
+zlk_install_compressed(packaging/debian/changelog ${documents})
+install(FILES packaging/debian/copyright DESTINATION ${documents})
+install(FILES packaging/debian/lintian-overrides
+        DESTINATION ${CMAKE_INSTALL_DATAROOTDIR}/lintian/overrides RENAME zlkcamtr)
 
 # The modules register on a machine of their own, and what they wrote becomes the store of
 # installed classes beside them: every user of the installed tree has the components.
@@ -49,8 +73,20 @@ if(TARGET zlkcam)
 endif()
 
 set(CPACK_PACKAGE_NAME zlkcamtr)
-set(CPACK_PACKAGE_CONTACT "The ZlkCamTr maintainers <maintainers@localhost>")
-set(CPACK_PACKAGE_DESCRIPTION_SUMMARY "Component server for digital cameras and memory cards")
+# The same as in the changelog and the copyright.
+set(CPACK_PACKAGE_CONTACT "The ZlkCamTr maintainers <maintainers@zlkcamtr.example>")
+set(CPACK_PACKAGE_DESCRIPTION_SUMMARY "component server for digital cameras and memory cards")
+set(CPACK_PACKAGE_DESCRIPTION
+"Applications create one of its components by name, list the devices that are
+attached, claim one against every other process, copy its pictures with
+progress, make thumbnails, and delete. It reaches memory cards and discs as
+volumes, and cameras on USB by PTP, sharing one camera between programs.
+
+The command line client zlkcam unloads a card or a camera, and compares every
+byte where it is told to. The virtual camera zlkcamsim is for tests. Headers, a
+CMake package and a pkg-config file are for those who write applications.")
+set(CPACK_DEBIAN_PACKAGE_SECTION graphics)
+set(CPACK_DEBIAN_PACKAGE_CONTROL_EXTRA ${PROJECT_SOURCE_DIR}/packaging/debian/triggers)
 set(CPACK_PACKAGING_INSTALL_PREFIX /usr)
 set(CPACK_STRIP_FILES ON)
 set(CPACK_DEBIAN_FILE_NAME DEB-DEFAULT)
