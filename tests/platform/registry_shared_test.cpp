@@ -484,7 +484,8 @@ TEST(RegistryClasses, OfTheInstalledModulesStandBehindTheUsersOwn) {
     const fs::path lib = newFolder(), classes = lib / "zlkcamtr/classes.db";
     fs::create_directory(lib / "zlkcamtr");
     fs::permissions(lib / "zlkcamtr", fs::perms(0755));
-    fs::copy_file(library.dli_fname, lib / "libzlkplatform.so");
+    const fs::path original = library.dli_fname;
+    fs::copy_file(original, lib / original.filename());
     EXPECT_EQ(saveInstalledClasses(pathText(classes).c_str()), ERROR_SUCCESS);
     EXPECT_EQ(saveInstalledClasses(pathText(classes).c_str()), ERROR_FILE_EXISTS);
     EXPECT_EQ(fs::status(classes).permissions(), fs::perms(0644));
