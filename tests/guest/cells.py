@@ -86,9 +86,10 @@ def unplug(camera):
     seconds = time.monotonic() - pulled
     require_no_torso(camera, into)
     camera.plug()
-    require_recovery(camera, into)
+    first = require_recovery(camera, into)
     assert status == PULLED, f"status {status}: {said}"
     assert seconds <= 1, f"the error came after {seconds:.1f} s"
+    return f"{first:.1f} s"
 
 
 def kill_client(camera):

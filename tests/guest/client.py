@@ -15,6 +15,7 @@ SCRATCH = pathlib.Path("/mnt/scratch")
 BIG = "BIG.MOV"  # long enough on the bus to be interrupted in its midst
 DONE, PULLED, UNSUPPORTED = 0, 9, 8
 FIRST_BYTE_SECONDS = 3
+START_SECONDS = 0.6  # of `zlkcam devices`, at most, in a guest on two processors that are its own
 
 os.environ["ZLK_MACHINE"] = str(SCRATCH / "machine")
 
@@ -137,5 +138,14 @@ def require_recovery(camera, into):
     status, said = rest.finish(90)
     assert status == DONE, f"the next unload ended with {status}: {said}"
     require_same(camera.pictures, into)
-    assert first <= FIRST_BYTE_SECONDS, f"first byte of the next unload after {first:.1f} s"
+    assert first <= FIRST_BYTE_SECONDS * slowness(), \
+        f"first byte of the next unload after {first:.1f} s"
     return first
+
+
+def slowness():
+    """How much longer than on a machine that has nothing else to do our client's start takes now;
+    1 there. Bounds in seconds are of such a machine."""
+    start = time.monotonic()
+    zlkcam("devices")
+    return max(1, (time.monotonic() - start) / START_SECONDS)

@@ -16,7 +16,7 @@ constexpr Row rows[] = {
     {ExitStatus::ReadFailed, "reading from the device failed, or what was asked for isn't there"},
     {ExitStatus::WriteFailed, "writing to the device failed"},
     {ExitStatus::FileUnusable, "a file or folder on this machine can't be used, or is full"},
-    {ExitStatus::TooLarge, "a file of 4 GiB or more was left on the device"},
+    {ExitStatus::TooLarge, "a file of 4 GiB or more was left on the camera"},
     {ExitStatus::NotSupported, "this device can't do that"},
     {ExitStatus::NotConnected, "the device or its card isn't there, or was pulled"},
     {ExitStatus::DeleteRefused, "deleting was refused, by the device or by the settings"},

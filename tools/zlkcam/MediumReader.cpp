@@ -43,10 +43,10 @@ using Block = std::unique_ptr<std::byte[], FreeBlock>;
 
 /// Whether bytes that are read there, and aren't in memory, come from a medium of this machine.
 bool liesOnMedium(int file) {
-    constexpr long elsewhere[] = {TMPFS_MAGIC,       RAMFS_MAGIC,      NFS_SUPER_MAGIC,
-                                  SMB_SUPER_MAGIC,   CIFS_SUPER_MAGIC, SMB2_SUPER_MAGIC,
-                                  V9FS_MAGIC,        AFS_SUPER_MAGIC,  CODA_SUPER_MAGIC,
-                                  CEPH_SUPER_MAGIC,  FUSE_SUPER_MAGIC};
+    constexpr long elsewhere[] = {TMPFS_MAGIC,      RAMFS_MAGIC,      NFS_SUPER_MAGIC,
+                                  SMB_SUPER_MAGIC,  CIFS_SUPER_MAGIC, SMB2_SUPER_MAGIC,
+                                  V9FS_MAGIC,       AFS_SUPER_MAGIC,  CODA_SUPER_MAGIC,
+                                  CEPH_SUPER_MAGIC, FUSE_SUPER_MAGIC};
     struct statfs status {};
     return ::fstatfs(file, &status) == 0 &&
            std::ranges::find(elsewhere, static_cast<long>(status.f_type)) == std::end(elsewhere);
@@ -58,25 +58,24 @@ bool isInMemory(int file, std::uint64_t size) {
     std::vector<unsigned char> resident;
     for (std::uint64_t at = 0; at < size; at += residencyWindow) {
         const auto length = static_cast<std::size_t>(std::min(size - at, residencyWindow));
-        void* const mapped = ::mmap(nullptr, length, PROT_READ, MAP_SHARED, file,
-                                    static_cast<off_t>(at));
+        void* const mapped =
+            ::mmap(nullptr, length, PROT_READ, MAP_SHARED, file, static_cast<off_t>(at));
         if (mapped == MAP_FAILED) return true;
         resident.assign((length + page - 1) / page, 1);
         const bool isKnown = ::mincore(mapped, length, resident.data()) == 0;
         ::munmap(mapped, length);
-        if (!isKnown ||
-            std::ranges::any_of(resident, [](unsigned char each) { return each & 1; }))
+        if (!isKnown || std::ranges::any_of(resident, [](unsigned char each) { return each & 1; }))
             return true;
     }
     return false;
 }
 
 std::optional<MediumSum> sumOf(int file) {
-    const Block block(
-        static_cast<std::byte*>(::operator new(blockSize, blockAlignment)));
+    const Block block(static_cast<std::byte*>(::operator new(blockSize, blockAlignment)));
     ContentSummer summer;
     for (;;) {
-        const ssize_t read = ::pread(file, block.get(), blockSize, static_cast<off_t>(summer.size()));
+        const ssize_t read =
+            ::pread(file, block.get(), blockSize, static_cast<off_t>(summer.size()));
         if (read < 0 && errno == EINTR) continue;
         if (read < 0) return std::nullopt;
         if (read == 0) return MediumSum{summer.sum(), summer.size()};

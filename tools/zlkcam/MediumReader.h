@@ -1,6 +1,6 @@
 #pragma once
-// Reads a file from where it really lies, and not from the system's memory, which still has it as it
-// was written: a disk that errs shows only then.
+// Reads a file from where it really lies, and not from the system's memory, which still has it as
+// it was written: a disk that errs shows only then.
 
 #include <optional>
 #include <string>

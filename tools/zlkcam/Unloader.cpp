@@ -4,6 +4,7 @@
 #include <cerrno>
 #include <cstring>
 #include <unordered_map>
+#include <vector>
 
 #include "platform/clock.h"
 #include "platform/files.h"
@@ -19,10 +20,16 @@ using Outcome = UnloadedFile::Outcome;
 
 // The components' sizes have 32 bits, and a camera says "more than that" with all of them set.
 constexpr std::uint64_t largest = 0xFFFFFFFF;
+constexpr DWORD blockSize = 1 << 20;
 
 /// Ids of files on a volume are paths, which the platform can be asked about.
 bool isPath(std::u16string_view id) {
     return id.starts_with(u"\\\\") || (id.size() > 2 && id[1] == u':' && id[2] == u'\\');
+}
+
+UniqueHandle openToRead(const std::u16string& path) {
+    return UniqueHandle(CreateFileW(path.c_str(), GENERIC_READ, FILE_SHARE_READ, nullptr,
+                                    OPEN_EXISTING, FILE_ATTRIBUTE_READONLY, nullptr));
 }
 
 /// What a file on the device is like now: true size, and time of its last change.
@@ -111,13 +118,13 @@ void Unloader::copyFile(UnloadedFile& file, ProgressBar& bar) {
     const SourceState source(*file.record);
     file.size = source.size;
     file.modified = source.modified;
-    if (source.size > largest || (source.size == largest && !isPath(file.record->id))) {
+    if (source.size == largest && !isPath(file.record->id)) {
         file.outcome = Outcome::TooLarge;
         throw Failure(ExitStatus::TooLarge,
                       "It has 4 GiB or more, of which only a part would arrive.",
                       "Copy it with the file manager.");
     }
-    if (source.size != file.record->size)
+    if ((source.size & largest) != file.record->size)
         throw Failure(ExitStatus::ReadFailed, "It has changed since it was listed.");
 
     const std::u16string wanted = target_.fileFor(pathBelow(root_, *file.record), options_.flat);
@@ -191,8 +198,7 @@ void Unloader::name(UnloadedFile& file, HiddenFile& part, const std::u16string& 
 
 void Unloader::requireReadable(const FileRecord& record) {
     if (!isPath(record.id)) return;
-    const UniqueHandle file(CreateFileW(record.id.c_str(), GENERIC_READ, FILE_SHARE_READ, nullptr,
-                                        OPEN_EXISTING, FILE_ATTRIBUTE_READONLY, nullptr));
+    const UniqueHandle file = openToRead(record.id);
     // Whoever has it open may close it within the device's patience.
     if (!file && GetLastError() != ERROR_SHARING_VIOLATION)
         throw Failure(ExitStatus::ReadFailed, "It can't be opened: " + reasonText() + ".");
@@ -204,18 +210,37 @@ void Unloader::fetch(const UnloadedFile& file, CopySink& into, BarShare share) {
         share.bar.progress(share.start + percent * share.size / 100);
         return true;
     });
-    const SinkFile name(into);
-    const Bstr id(file.record->id), path(name.path());
-    const HRESULT result = session_.call([&](IPhotoDevice& device) {
-        return device.SaveFileData(id.get(), path.get(), callback.asArgument());
-    });
-    if (into.error() != ERROR_SUCCESS) throwWriteFailure(into.error());
-    if (result != S_OK) throwFetchFailure(session_.errorCode());
+    if (file.size > largest)
+        readByPath(file, into, callback);
+    else
+        save(file, into, callback);
     // A stopped copy is a success to the components; one that had arrived whole is a success.
     if (into.size() == file.size) return;
     if (StopFlag::raised()) throw stopped();
     throw Failure(ExitStatus::ReadFailed, "Only " + std::to_string(into.size()) + " of " +
                                               std::to_string(file.size) + " bytes arrived.");
+}
+
+void Unloader::save(const UnloadedFile& file, CopySink& into, ProgressCallback& progress) {
+    const SinkFile name(into);
+    const Bstr id(file.record->id), path(name.path());
+    const HRESULT result = session_.call([&](IPhotoDevice& device) {
+        return device.SaveFileData(id.get(), path.get(), progress.asArgument());
+    });
+    if (into.error() != ERROR_SUCCESS) throwWriteFailure(into.error());
+    if (result != S_OK) throwFetchFailure(session_.errorCode());
+}
+
+void Unloader::readByPath(const UnloadedFile& file, CopySink& into, ProgressCallback& progress) {
+    const UniqueHandle source = openToRead(file.record->id);
+    std::vector<std::byte> block(blockSize);
+    for (DWORD read = 1; source && read > 0;) {
+        if (!ReadFile(source.get(), block.data(), blockSize, &read, nullptr)) break;
+        if (!into.take(std::span(block).first(read))) throwWriteFailure(into.error());
+        const auto percent = static_cast<LONG>(into.size() * 100 / file.size);
+        if (progress.UpdateProgress(percent) != S_OK || read == 0) return;
+    }
+    throwFetchFailure(static_cast<LONG>(ExitStatus::ReadFailed));
 }
 
 void Unloader::throwWriteFailure(DWORD error) {

@@ -10,6 +10,7 @@
 #include "tools/zlkcam/ContentSum.h"
 #include "tools/zlkcam/CopySink.h"
 #include "tools/zlkcam/ProgressBar.h"
+#include "tools/zlkcam/ProgressCallback.h"
 #include "tools/zlkcam/Session.h"
 #include "tools/zlkcam/TargetFolder.h"
 
@@ -84,6 +85,10 @@ class Unloader {
     static void requireReadable(const FileRecord& record);
     /// Has the device give a file to `into`.
     void fetch(const UnloadedFile& file, CopySink& into, BarShare share);
+    void save(const UnloadedFile& file, CopySink& into, ProgressCallback& progress);
+    /// For what has more bytes than a component counts: the device is claimed, and the file lies at
+    /// a path.
+    void readByPath(const UnloadedFile& file, CopySink& into, ProgressCallback& progress);
     void verify(const UnloadedFile& file, BarShare share);
     /// Reads back what lies at a path of this machine.
     static void prove(UnloadedFile& file, const std::string& path);
