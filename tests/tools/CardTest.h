@@ -2,6 +2,7 @@
 // A folder mounted as card E:, and a folder to copy into, on a machine with all components.
 
 #include <gtest/gtest.h>
+#include <unistd.h>
 
 #include <filesystem>
 #include <thread>
@@ -53,6 +54,14 @@ class CardTest : public testing::Test {
             byte = static_cast<char>(state >> 24);
         }
         return bytes;
+    }
+    /// Runs the client with no more rights to files than their modes give.
+    static ProgramResult withoutPrivileges(std::vector<std::string> words) {
+        words.insert(words.begin(), programFolder() / "zlkcam");
+        if (::geteuid() == 0)
+            words.insert(words.begin(),
+                         {"setpriv", "--bounding-set=-dac_override,-dac_read_search"});
+        return runProgram(words);
     }
     /// Files in the target folder that aren't under their own name.
     std::size_t torsos() const {

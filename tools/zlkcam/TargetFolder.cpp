@@ -80,7 +80,10 @@ bool isFolder(const std::u16string& path) {
 }
 
 void makeFolder(const std::u16string& path) {
-    if (CreateDirectoryW(path.c_str(), nullptr) || isFolder(path)) return;
+    if (CreateDirectoryW(path.c_str(), nullptr)) return;
+    const DWORD error = GetLastError();
+    if (isFolder(path)) return;
+    SetLastError(error);  // and not that of looking
     throwUnusable(path, "Making the folder");
 }
 
