@@ -9,6 +9,7 @@
 #include "platform/internal/FileName.h"
 #include "platform/internal/ModuleFile.h"
 #include "platform/internal/ModuleNotes.h"
+#include "platform/internal/TrustedFile.h"
 #include "platform/internal/WithoutExceptions.h"
 
 using namespace zlk::platform;
@@ -22,9 +23,11 @@ link_map* mapOf(HMODULE module) noexcept {
 }
 
 HMODULE load(const WCHAR* path) {
-    const std::string file = findModuleFile(path ? path : u"");
-    if (file.empty() || !trustsModuleFile(file) || !isWholeModule(file)) return nullptr;
-    void* const loaded = ::dlopen(file.c_str(), RTLD_NOW | RTLD_LOCAL);
+    const std::string found = findModuleFile(path ? path : u"");
+    const TrustedFile file = found.empty() ? TrustedFile() : openTrusted(found);
+    if (!file || !isWholeModule(file.path)) return nullptr;
+    // By its path, which the loader gives its name: nobody else can change where that leads.
+    void* const loaded = ::dlopen(file.path.c_str(), RTLD_NOW | RTLD_LOCAL);
     if (!loaded) {
         diagnose("Modules", u"%s", ::dlerror());
         SetLastError(ERROR_MOD_NOT_FOUND);

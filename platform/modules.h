@@ -2,8 +2,9 @@
 // Loaded modules and the resources inside them.
 //
 // A resource is an ELF note of the module, made by the build (cmake/Resources.cmake), and is found
-// without an exported symbol. A module, or a folder of modules, that somebody other than root and
-// the caller may write is refused: whoever writes it runs code in this process.
+// without an exported symbol. A module that somebody other than root and the caller may write, or
+// put another one in the place of, is refused: whoever does that runs code in this process. All
+// folders on the way to it count; a folder as /tmp, sticky, may be above it.
 
 #include "platform/error.h"
 #include "platform/types.h"
@@ -15,8 +16,8 @@ inline constexpr WORD RT_STRING = 6;  ///< blocks of 16 counted UTF-16 texts, id
 /// Loads a module. `path` may be any path of files.h; a bare name is looked for beside this
 /// library's own modules and nowhere else. A name that ends in `.dll` in any case stands for the
 /// file with `.so` in its place, in lower case if the exact one isn't there. Each load counts.
-/// Null with ERROR_MOD_NOT_FOUND (no such file, or one that doesn't load) or ERROR_ACCESS_DENIED
-/// (others may write it).
+/// Null with ERROR_MOD_NOT_FOUND (no such file, or one that doesn't load), ERROR_ACCESS_DENIED
+/// (others may change it; the diagnostics name what) or ERROR_TOO_MANY_OPEN_FILES.
 HMODULE LoadLibraryW(const WCHAR* path) noexcept;
 BOOL FreeLibrary(HMODULE module) noexcept;
 

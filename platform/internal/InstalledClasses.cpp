@@ -1,13 +1,11 @@
 #include "platform/internal/InstalledClasses.h"
 
-#include <sys/stat.h>
-
 #include <cstring>
 #include <vector>
 
-#include "platform/internal/MachineRoot.h"
 #include "platform/internal/ModuleFile.h"
 #include "platform/internal/RegistryTables.h"
+#include "platform/internal/TrustedFile.h"
 
 namespace zlk::platform {
 namespace {
@@ -48,10 +46,7 @@ std::shared_ptr<const RegistryContent> InstalledClasses::find(const RegistryPath
 }
 
 InstalledClasses::Keys InstalledClasses::load() {
-    const std::string folder = path_.substr(0, path_.rfind('/'));
-    struct stat status;
-    if (::stat(folder.c_str(), &status) != 0 || !MachineRoot::instance().trusts(status, folder))
-        throw RegistryFailure{ERROR_ACCESS_DENIED};
+    if (!openTrusted(path_)) throw RegistryFailure{GetLastError()};
     Keys keys;
     if (!checkStoreFile(path_)) return keys;
     RegistryDatabase database(path_, RegistryDatabase::Mode::Immutable);

@@ -1,7 +1,6 @@
 #include "platform/internal/MachineRoot.h"
 
 #include <errno.h>
-#include <pwd.h>
 #include <stdlib.h>
 #include <sys/stat.h>
 #include <unistd.h>
@@ -9,31 +8,20 @@
 #include <algorithm>
 #include <atomic>
 #include <filesystem>
-#include <memory>
 #include <string_view>
 #include <system_error>
-#include <vector>
 
 #include "platform/error.h"
 #include "platform/internal/Diagnose.h"
 #include "platform/internal/EarlierRoot.h"
 #include "platform/internal/PosixError.h"
+#include "platform/internal/UserDatabase.h"
 #include "platform/text.h"
 
 namespace zlk::platform {
 namespace {
 
 constexpr char category[] = "MachineRoot";
-
-/// Not that of the environment, which differs from process to process of one user.
-std::string homeFolder() {
-    std::vector<char> room(16 * 1024);
-    passwd entry;
-    passwd* found = nullptr;
-    if (::getpwuid_r(::geteuid(), &entry, room.data(), room.size(), &found) != 0 || !found)
-        return {};
-    return found->pw_dir;
-}
 
 /// The path on which this process stays, though it may change its folder later.
 std::string absolutePath(const std::string& path) {
@@ -60,8 +48,8 @@ const MachineRoot& MachineRoot::instance() {
     // Said only once the root stands, since a sink may come back for it.
     static std::atomic_flag said;
     if (!said.test() && !said.test_and_set()) {
-        if (!root.news_.empty()) diagnose(category, u"%s", root.news_);
-        if (!root.usable_) diagnose(category, u"%s is not used: %s", root.path_, root.refusal_);
+        if (!root.news_.empty()) diagnose("EarlierRoot", u"%s", root.news_);
+        if (!root.usable_) diagnose(category, u"%s", root.refusal_);
     }
     return root;
 }
@@ -84,14 +72,19 @@ MachineRoot::MachineRoot() {
     if (!error && ::stat(path_.c_str(), &status) != 0) error = errno;
     if (!error && !S_ISDIR(status.st_mode)) error = ENOTDIR;
     if (error) {
-        refusal_ = wideText(std::generic_category().message(error));
+        refuse(wideText(std::generic_category().message(error)));
         return;
     }
     // Only the administrator makes a group's root: elsewhere a writable group is an oversight.
     ofGroup_ = status.st_uid == 0 && (status.st_mode & 02777) == 02770;
     group_ = status.st_gid;
-    refusal_ = objectionTo(status);
-    usable_ = refusal_.empty();
+    const std::u16string objection = objectionTo(status);
+    usable_ = objection.empty();
+    if (!usable_) refuse(objection);
+}
+
+void MachineRoot::refuse(const std::u16string& why) {
+    refusal_ = formatText(u"%s is not used: %s", path_, why);
 }
 
 std::u16string MachineRoot::objectionTo(const struct stat& status) const {

@@ -48,7 +48,8 @@ class MachineRoot {
     bool lookUpOrMake(const std::string& path, struct stat& status) const;
     /// Why this isn't trusted; empty if it is.
     std::u16string objectionTo(const struct stat& status) const;
-    std::u16string refusal_;  // why the root isn't usable
+    void refuse(const std::u16string& why);
+    std::u16string refusal_;  // which root isn't usable, and why
     std::u16string news_;     // of a root of an earlier version
     std::string path_;
     bool usable_ = false;

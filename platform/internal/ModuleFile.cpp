@@ -13,22 +13,34 @@
 #include "platform/error.h"
 #include "platform/internal/Diagnose.h"
 #include "platform/internal/FileName.h"
-#include "platform/internal/MachineRoot.h"
 #include "platform/internal/PathTarget.h"
+#include "platform/internal/PosixError.h"
 #include "platform/text.h"
 
 namespace zlk::platform {
 namespace {
 
-/// The real path of what a path text names, if that is a regular file: anything else could keep the
-/// loader waiting for a writer.
+/// By which names a path text leads to a regular file: anything else could keep the loader waiting
+/// for a writer. Links stand in it as they are. Empty with the last error.
 std::string regularFile(const std::u16string& name) {
     std::optional<PathTarget> target = PathTarget::find(name.c_str());
     const Descriptor file = target ? target->open(O_PATH | O_CLOEXEC) : Descriptor();
+    if (!file) return {};
+    SetLastError(ERROR_FILE_NOT_FOUND);
     struct stat status;
-    if (!file || ::fstat(file.get(), &status) != 0 || !S_ISREG(status.st_mode)) return {};
+    if (::fstat(file.get(), &status) != 0 || !S_ISREG(status.st_mode)) return {};
+    const Descriptor start = target->takeRoot().open(".", O_PATH | O_DIRECTORY);
+    if (!start) setLastErrorFromErrno();
     std::error_code error;
-    return std::filesystem::read_symlink("/proc/self/fd/" + std::to_string(file.get()), error);
+    const std::filesystem::path folder =
+        std::filesystem::read_symlink("/proc/self/fd/" + std::to_string(start.get()), error);
+    if (error) return {};
+    return folder / target->way();
+}
+
+/// A want of descriptors says nothing about the file.
+void setModuleNotFound() noexcept {
+    if (GetLastError() != ERROR_TOO_MANY_OPEN_FILES) SetLastError(ERROR_MOD_NOT_FOUND);
 }
 
 std::u16string lowerCase(std::u16string_view name) {
@@ -64,13 +76,14 @@ std::string findModuleFile(std::u16string_view name) {
         const std::size_t start = wanted.find_last_of(u"/\\") + 1;  // 0 where there is none
         path = regularFile(wanted.substr(0, start) + lowerCase(wanted.substr(start)));
     }
-    if (path.empty()) SetLastError(ERROR_MOD_NOT_FOUND);
+    if (path.empty()) setModuleNotFound();
     return path;
 }
 
 bool isWholeModule(const std::string& path) {
-    SetLastError(ERROR_MOD_NOT_FOUND);
     const Descriptor file(::open(path.c_str(), O_RDONLY | O_CLOEXEC));
+    SetLastError(file ? ERROR_SUCCESS : errorFromErrno(errno));
+    setModuleNotFound();
     struct stat status;
     ElfW(Ehdr) header;
     std::array<ElfW(Phdr), 64> segments;
@@ -90,18 +103,6 @@ bool isWholeModule(const std::string& path) {
         });
     if (!whole) diagnose("Modules", u"%s is cut short", path);
     return whole;
-}
-
-bool trustsModuleFile(const std::string& path) {
-    const std::string folder = std::filesystem::path(path).parent_path();
-    for (const std::string& place : {folder, path}) {
-        struct stat status;
-        if (::stat(place.c_str(), &status) == 0 && MachineRoot::instance().trusts(status, place))
-            continue;
-        SetLastError(ERROR_ACCESS_DENIED);
-        return false;
-    }
-    return true;
 }
 
 }  // namespace zlk::platform

@@ -1,5 +1,5 @@
 #pragma once
-// From the name of a module to the file that is loaded, and whether that file may be.
+// From the name of a module to the file that is loaded.
 
 #include <string>
 #include <string_view>
@@ -10,18 +10,13 @@ namespace zlk::platform {
 /// name.
 std::string modulesFolder();
 
-/// The real path of the module file that `name` stands for (see LoadLibraryW); empty, with
-/// ERROR_MOD_NOT_FOUND, where there is no such file.
+/// The absolute path of the module file that `name` stands for (see LoadLibraryW), which may lead
+/// through links. Empty with ERROR_MOD_NOT_FOUND where there is no such file, or
+/// ERROR_TOO_MANY_OPEN_FILES.
 std::string findModuleFile(std::u16string_view name);
 
-/// Whether the file holds all that its headers say is to be mapped; false with ERROR_MOD_NOT_FOUND.
+/// Whether the file holds all that its headers say is to be mapped; false with the same errors.
 /// The loader doesn't ask, and a module that was copied halfway would end this process.
 bool isWholeModule(const std::string& path);
-
-/// Whether nobody but root and the caller may write the file or put another one in its place;
-/// false with ERROR_ACCESS_DENIED. A group's right to write counts against it, also where the
-/// caller is the group's only member: who else joins it is decided elsewhere and later. Only the
-/// group of a group's root is trusted: it says which modules there are.
-bool trustsModuleFile(const std::string& path);
 
 }  // namespace zlk::platform

@@ -19,6 +19,7 @@
 #include "platform/internal/ModuleFile.h"
 #include "platform/internal/PlatformSettings.h"
 #include "platform/internal/PosixError.h"
+#include "platform/internal/TrustedFile.h"
 #include "platform/text.h"
 #include "platform/usbscan.h"
 #include "platform/usbscan/DevicePlace.h"
@@ -53,7 +54,7 @@ Start::Start() {
 std::string hostProgram() {
     const std::u16string set = platformText(u"DeviceHost");
     const std::string path = set.empty() ? modulesFolder() + "/zlk-usbscan" : utf8Text(set);
-    return trustsModuleFile(path) ? path : std::string();
+    return openTrusted(path).path;
 }
 
 struct Spawn {

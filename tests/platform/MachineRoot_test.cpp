@@ -20,6 +20,7 @@ static char databaseHome[4096] = "/nowhere";
 extern "C" [[gnu::visibility("default")]] int getpwuid_r(uid_t user, passwd* entry, char*, size_t,
                                                          passwd** found) {
     *entry = {};
+    entry->pw_name = const_cast<char*>("root");
     entry->pw_uid = user;
     entry->pw_dir = databaseHome;
     *found = entry;

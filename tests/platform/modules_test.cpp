@@ -2,6 +2,7 @@
 
 #include <gmock/gmock.h>
 #include <sys/stat.h>
+#include <unistd.h>
 
 #include "platform/diagnostics.h"
 #include "platform/text.h"
@@ -134,6 +135,71 @@ TEST(Modules, ThatOthersMayWriteAreRefusedByName) {
     heard.clear();
     EXPECT_FALSE(load(path));
     EXPECT_EQ(heard, "");
+}
+
+/// Loads a module and lets go of it; what the platform said where that was refused.
+std::string refusalOf(const fs::path& path) {
+    heard.clear();
+    addDiagnosticSink(hear);
+    const HMODULE module = load(path);
+    removeDiagnosticSink(hear);
+    if (!module) {
+        EXPECT_EQ(GetLastError(), ERROR_ACCESS_DENIED) << path;
+        return heard;
+    }
+    EXPECT_EQ(heard, "");
+    FreeLibrary(module);
+    return "";
+}
+
+TEST(Modules, InThePlaceOfWhichOthersMayPutAnotherAreRefused) {
+    const fs::path above = newFolder(), path = above / "a/b/copy.so";
+    fs::create_directories(path.parent_path());
+    copyOfModule(path.parent_path());
+    const fs::path elsewhere = newFolder(), link = elsewhere / "link.so",
+                   folderLink = elsewhere / "link" / ".." / "b" / "copy.so";
+    fs::create_symlink(path, link);
+    fs::create_symlink(above / "a/b", elsewhere / "link");
+    const auto expectAll = [&](const testing::Matcher<std::string>& refusal) {
+        EXPECT_THAT(refusalOf(path), refusal);
+        EXPECT_THAT(refusalOf(link), refusal);
+        EXPECT_THAT(refusalOf(folderLink), refusal);
+    };
+    expectAll("");
+    fs::permissions(above, fs::perms(0777));
+    expectAll(HasSubstr(above.string() + " is not trusted: everybody may write it"));
+    fs::permissions(above, fs::perms(01777));
+    expectAll("");
+    fs::permissions(above, fs::perms(0755));
+    // Who may exchange a link may at least choose among what is trusted.
+    fs::permissions(elsewhere, fs::perms(0777));
+    EXPECT_THAT(refusalOf(link), HasSubstr(elsewhere.string() + " is not trusted"));
+    EXPECT_THAT(refusalOf(folderLink), HasSubstr(elsewhere.string() + " is not trusted"));
+    fs::permissions(elsewhere, fs::perms(01777));
+    EXPECT_EQ(refusalOf(link), "");
+}
+
+TEST(Modules, BelowAFolderOfOthersAreRefused) {
+    if (::geteuid() != 0) GTEST_SKIP() << "only root gives folders away";
+    constexpr uid_t somebody = 65534;
+    const fs::path above = newFolder(), between = above / "a", path = between / "b/copy.so",
+                   link = above / "link.so";
+    fs::create_directories(path.parent_path());
+    copyOfModule(path.parent_path());
+    fs::create_symlink(path, link);
+    const auto give = [](const fs::path& place, uid_t user, gid_t group, unsigned mode) {
+        ASSERT_EQ(::lchown(place.c_str(), user, group), 0);
+        if (!fs::is_symlink(place)) fs::permissions(place, fs::perms(mode));
+    };
+    give(above, 0, 4321, 0775);
+    EXPECT_THAT(refusalOf(path), HasSubstr(above.string() + " is not trusted: group 4321"));
+    give(above, 0, 0, 0775);
+    EXPECT_EQ(refusalOf(path), "") << "the user's private group has no other member";
+    give(above, 0, 0, 01777);
+    give(link, somebody, 0, 0);
+    EXPECT_THAT(refusalOf(link), HasSubstr(link.string() + " is not trusted: it belongs to"));
+    give(between, somebody, 0, 0755);
+    EXPECT_THAT(refusalOf(path), HasSubstr(between.string() + " is not trusted: it belongs to"));
 }
 
 TEST(Modules, SayTheirPathWithinTheRoomGiven) {
