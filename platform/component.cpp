@@ -8,19 +8,24 @@ using namespace zlk::platform;
 
 namespace {
 
-/// The class id in the default value of a key; false where there is no such text.
-bool readClassId(const std::u16string& key, GUID& clsid) {
-    std::u16string text;
-    return readClassText(key, text) == 0 && CLSIDFromString(text.c_str(), &clsid) == S_OK;
+/// The text of a key below that of a ProgID.
+HRESULT readBelow(const std::u16string& progId, const WCHAR* key, std::u16string& text) {
+    // A separator would lead to some other key.
+    if (progId.empty() || progId.find(u'\\') != std::u16string::npos) return CO_E_CLASSSTRING;
+    return readClassText(progId + u'\\' + key, CO_E_CLASSSTRING, text);
 }
 
-bool findProgId(const std::u16string& progId, GUID& clsid) {
-    // A separator would lead to some other key.
-    if (progId.empty() || progId.find(u'\\') != std::u16string::npos) return false;
-    if (readClassId(progId + u"\\CLSID", clsid)) return true;
+HRESULT readClassId(const std::u16string& progId, GUID& clsid) {
+    std::u16string text;
+    const HRESULT read = readBelow(progId, u"CLSID", text);
+    return FAILED(read) ? read : CLSIDFromString(text.c_str(), &clsid);
+}
+
+HRESULT findProgId(const std::u16string& progId, GUID& clsid) {
+    if (const HRESULT found = readClassId(progId, clsid); found != CO_E_CLASSSTRING) return found;
     std::u16string current;
-    return readClassText(progId + u"\\CurVer", current) == 0 && !current.empty() &&
-           current.find(u'\\') == std::u16string::npos && readClassId(current + u"\\CLSID", clsid);
+    const HRESULT read = readBelow(progId, u"CurVer", current);
+    return FAILED(read) ? read : readClassId(current, clsid);
 }
 
 }  // namespace
@@ -29,7 +34,7 @@ HRESULT CLSIDFromProgID(const WCHAR* progId, GUID* clsid) noexcept {
     if (!clsid) return E_INVALIDARG;
     *clsid = {};
     try {
-        return findProgId(progId ? progId : u"", *clsid) ? S_OK : CO_E_CLASSSTRING;
+        return findProgId(progId ? progId : u"", *clsid);
     } catch (const std::bad_alloc&) {
         return E_OUTOFMEMORY;
     }

@@ -63,15 +63,16 @@ HRESULT CLSIDFromString(const WCHAR* text, GUID* clsid) noexcept;
 int StringFromGUID2(const GUID& id, WCHAR* buffer, int room) noexcept;
 
 /// The class that a ProgID stands for (HKEY_CLASSES_ROOT\<ProgID>\CLSID, or by way of its CurVer).
-/// CO_E_CLASSSTRING if there is none.
+/// CO_E_CLASSSTRING if there is none, or the HRESULT of a registry that can't be read.
 HRESULT CLSIDFromProgID(const WCHAR* progId, GUID* clsid) noexcept;
 
 /// Makes an object of a registered class in this process. The class's module is loaded once and
 /// its factory kept: where the class is registered anew, a process that has loaded it goes on with
 /// its module until CoFreeUnusedLibraries has let go of it. Results: REGDB_E_CLASSNOTREG (no such
 /// class, or none whose module is named), CO_E_DLLNOTFOUND (the module doesn't load or isn't
-/// trusted), CO_E_ERRORINDLL (it has no DllGetClassObject), E_OUTOFMEMORY, the HRESULT of a
-/// registry that can't be read, and what the class itself answers.
+/// trusted), CO_E_ERRORINDLL (it has no DllGetClassObject), E_OUTOFMEMORY, the HRESULT of
+/// ERROR_TOO_MANY_OPEN_FILES or of a registry that can't be read, and what the class itself
+/// answers.
 HRESULT CoCreateInstance(const GUID& clsid, IUnknown* outer, DWORD context, const GUID& iid,
                          void** object) noexcept;
 

@@ -16,15 +16,23 @@ namespace {
 constexpr DWORD graceTicks = 10'000;
 
 HRESULT modulePathOf(const GUID& clsid, std::u16string& path) {
-    const LSTATUS status = readClassText(u"CLSID\\" + guidText(clsid) + u"\\InprocServer32", path);
-    if (status == static_cast<LSTATUS>(ERROR_FILE_NOT_FOUND)) return REGDB_E_CLASSNOTREG;
-    if (status != 0) return HRESULT_FROM_WIN32(static_cast<DWORD>(status));
-    return path.empty() ? REGDB_E_CLASSNOTREG : S_OK;
+    const HRESULT read = readClassText(u"CLSID\\" + guidText(clsid) + u"\\InprocServer32",
+                                       REGDB_E_CLASSNOTREG, path);
+    return read == S_OK && path.empty() ? REGDB_E_CLASSNOTREG : read;
 }
 
-}  // namespace
+HRESULT resultOfLoading() {
+    switch (const DWORD error = GetLastError()) {
+        case ERROR_NOT_ENOUGH_MEMORY:
+            return E_OUTOFMEMORY;
+        case ERROR_TOO_MANY_OPEN_FILES:
+            return HRESULT_FROM_WIN32(error);
+        default:
+            return CO_E_DLLNOTFOUND;
+    }
+}
 
-LSTATUS readClassText(const std::u16string& key, std::u16string& text) {
+LSTATUS readText(const std::u16string& key, std::u16string& text) {
     constexpr std::size_t usual = 260, longest = 32768;
     constexpr auto none = static_cast<LSTATUS>(ERROR_FILE_NOT_FOUND);
     HKEY opened = nullptr;
@@ -49,6 +57,14 @@ LSTATUS readClassText(const std::u16string& key, std::u16string& text) {
     return status;
 }
 
+}  // namespace
+
+HRESULT readClassText(const std::u16string& key, HRESULT none, std::u16string& text) {
+    const LSTATUS status = readText(key, text);
+    if (status == static_cast<LSTATUS>(ERROR_FILE_NOT_FOUND)) return none;
+    return HRESULT_FROM_WIN32(static_cast<DWORD>(status));
+}
+
 std::u16string guidText(const GUID& id) {
     WCHAR text[40];
     StringFromGUID2(id, text, 40);
@@ -69,8 +85,7 @@ HRESULT LoadedClass::load(const GUID& clsid, std::shared_ptr<LoadedClass>& loade
     std::u16string path;
     if (const HRESULT found = modulePathOf(clsid, path); FAILED(found)) return found;
     const HMODULE module = LoadLibraryW(path.c_str());
-    if (!module)
-        return GetLastError() == ERROR_NOT_ENOUGH_MEMORY ? E_OUTOFMEMORY : CO_E_DLLNOTFOUND;
+    if (!module) return resultOfLoading();
     std::shared_ptr<LoadedClass> made;
     try {
         made = std::make_shared<LoadedClass>(module);

@@ -78,9 +78,10 @@ class ClassTable {
     Classes classes_;
 };
 
-/// The text of a value below HKEY_CLASSES_ROOT, up to its first zero; empty where there is none.
-/// ERROR_FILE_NOT_FOUND also for a value that isn't a text, or is longer than any path.
-LSTATUS readClassText(const std::u16string& key, std::u16string& text);
+/// The default text of a key below HKEY_CLASSES_ROOT, up to its first zero. `none` for a key that
+/// isn't there or has no such text, or one longer than any path; the HRESULT of a registry that
+/// can't be read.
+HRESULT readClassText(const std::u16string& key, HRESULT none, std::u16string& text);
 
 /// The text of a class id with its braces.
 std::u16string guidText(const GUID& id);

@@ -2,6 +2,7 @@
 
 #include <pthread.h>
 
+#include <array>
 #include <chrono>
 #include <mutex>
 #include <thread>
@@ -9,7 +10,9 @@
 #include <utility>
 
 #include "platform/error.h"
+#include "platform/internal/Diagnose.h"
 #include "platform/internal/Immortal.h"
+#include "platform/internal/MachineRoot.h"
 
 namespace zlk::platform {
 
@@ -18,6 +21,16 @@ namespace {
 bool fail(DWORD error) {
     SetLastError(error);
     return false;
+}
+
+/// Its caller may have one answer for this and for a name that is taken.
+void tellWhyNotMade(const std::string& key) {
+    const DWORD error = GetLastError();
+    std::array<WCHAR, 200> reason{};
+    FormatMessageW(FORMAT_MESSAGE_FROM_SYSTEM, nullptr, error, 0, reason.data(), reason.size());
+    diagnose("NamedObjects", u"%s/%s can't be made: %s", MachineRoot::instance().path(), key,
+             reason.data());
+    SetLastError(error);
 }
 
 /// The patience with whoever is inside of a gate: mostly it takes him a moment, and five seconds
@@ -122,6 +135,8 @@ std::shared_ptr<NamedObject> NamedObjectTable::open(const std::shared_ptr<NamedO
     for (GateWait wait; answer == Lock::Contested && wait.goesOn();)
         answer = tryToOpen(fresh, name, mode, found);
     if (answer == Lock::Contested) SetLastError(ERROR_BUSY);
+    if (answer == Lock::Failed && mode == OpenMode::MakeOrOpen && !name.unnamed())
+        tellWhyNotMade(fresh->key_);
     return answer == Lock::Granted ? found : nullptr;
 }
 

@@ -120,6 +120,10 @@ bool RegistryDatabase::opensReadOnly() const noexcept {
     return ::sqlite3_db_readonly(connection_.get(), "main") != 0;
 }
 
+bool RegistryDatabase::isInTransaction() const noexcept {
+    return ::sqlite3_get_autocommit(connection_.get()) == 0;
+}
+
 std::vector<BYTE> RegistryDatabase::image() {
     sqlite3_int64 size = 0;
     const std::unique_ptr<unsigned char, decltype(&::sqlite3_free)> bytes(
@@ -166,8 +170,8 @@ void RegistryDatabase::abandon() noexcept {
 void RegistryDatabase::fail(int code) {
     const DWORD error =
         errorFromSqlite(code, connection_ ? ::sqlite3_system_errno(connection_.get()) : 0);
-    if (error == ERROR_BADDB || error == ERROR_IO_DEVICE)
-        diagnose("Registry", u"%s can't be read: %s", path_, ::sqlite3_errstr(code));
+    if (error == ERROR_BADDB || error == ERROR_IO_DEVICE || error == ERROR_DISK_FULL)
+        diagnose("Registry", u"%s can't be used: %s", path_, ::sqlite3_errstr(code));
     throw RegistryFailure{error};
 }
 
@@ -259,11 +263,12 @@ RegistryTransaction::RegistryTransaction(RegistryDatabase& database, Kind kind)
 }
 
 RegistryTransaction::~RegistryTransaction() {
-    if (!open_) return;
+    // Some failures, as a full disk, undo a transaction by themselves.
+    if (!open_ || !database_.isInTransaction()) return;
     try {
         RegistryQuery(database_, rollbackSql).run();
     } catch (const RegistryFailure&) {
-        // A failure that undid the transaction by itself.
+        // The next use finds out that it can't be used.
     } catch (const std::bad_alloc&) {
     }
 }

@@ -31,6 +31,7 @@ class RegistryDatabase {
 
     bool immutable() const noexcept { return immutable_; }
     bool opensReadOnly() const noexcept;
+    bool isInTransaction() const noexcept;
 
     /// The file that this database would be.
     std::vector<BYTE> image();
