@@ -1,4 +1,9 @@
 #include <gmock/gmock.h>
+#include <sched.h>
+#include <stdlib.h>
+#include <sys/mount.h>
+
+#include <fstream>
 
 #include "tests/support/TestMachine.h"
 #include "tests/support/VirtualCamera.h"
@@ -30,6 +35,98 @@ TEST(Register, makesTheComponentsUsableAndUnregisterTakesThemAway) {
     writeFile(bad, "no module");
     for (const fs::path& path : {fs::path("/missing.so"), bad, moduleFolder() / platform})
         EXPECT_EQ(zlkcam({"register", path}).status, 13) << path;
+}
+
+/// Expects each command to fail so, for a reason of this machine.
+void expectTrouble(int status, const std::string& reason, const std::string& advice) {
+    const std::vector<std::string> commands[] = {
+        {"devices"}, {"mount", newFolder()}, {"settings", "list", "HKCR"}, {"register"}};
+    for (const auto& command : commands) {
+        const JsonAnswer answer = json(command);
+        EXPECT_EQ(answer.status, status) << command[0];
+        EXPECT_THAT(answer["error"]["message"].text, HasSubstr(reason)) << command[0];
+        EXPECT_THAT(answer["error"]["advice"].text, HasSubstr(advice)) << command[0];
+    }
+}
+
+TEST(Machine, thatCannotBeUsedIsNamedWithItsReason) {
+    const fs::path& root = machineRoot();
+    ASSERT_EQ(zlkcam({"register"}).status, 0);
+    fs::permissions(root, fs::perms(0777));
+    expectTrouble(14, root.string() + " is not used: everybody may write it", "chmod go-w");
+    fs::permissions(root, fs::perms(0700));
+    ASSERT_EQ(zlkcam({"devices"}).status, 0);
+
+    const fs::path file = newFolder() / "file";
+    writeFile(file, "precious");
+    ::setenv("ZLK_MACHINE", file.c_str(), 1);
+    expectTrouble(14, file.string() + " is not used: Not a directory", "ZLK_MACHINE");
+    ::setenv("ZLK_MACHINE", root.c_str(), 1);
+    EXPECT_EQ(readFile(file), "precious");
+}
+
+TEST(Machine, withABrokenStoreNamesItAndWhatToDo) {
+    ASSERT_EQ(zlkcam({"register"}).status, 0);
+    const fs::path store = machineRoot() / "registry.db";
+    const std::string whole = readFile(store);
+    std::string otherVersion = whole;
+    otherVersion.at(63) = 2;
+    for (const std::string& bytes :
+         {std::string(10'000, 'x'), whole.substr(0, 5000), std::string(), otherVersion}) {
+        SCOPED_TRACE(bytes.substr(0, 100));
+        writeFile(store, bytes);
+        expectTrouble(14, store.string(), "Move that file away");
+        EXPECT_EQ(readFile(store), bytes);
+    }
+    // What the advice says does help.
+    for (const char* end : {"", "-wal", "-shm"}) fs::remove(store.string() + end);
+    EXPECT_EQ(zlkcam({"register"}).status, 0);
+    EXPECT_EQ(zlkcam({"devices"}).status, 0);
+}
+
+TEST(Machine, onWhichNoMoreFilesCanBeOpenedIsToldSo) {
+    ASSERT_EQ(zlkcam({"register"}).status, 0);
+    const auto devices = [](const char* limit) {
+        return runProgram({"/bin/sh", "-c", "ulimit -n \"$0\" && exec \"$@\"", limit,
+                           programFolder() / "zlkcam", "devices", "--json"});
+    };
+    for (const char* limit : {"5", "8", "12", "20", "30"}) {
+        const ProgramResult result = devices(limit);
+        EXPECT_EQ(result.status, 12) << limit;
+        EXPECT_THAT(result.output, HasSubstr("ulimit -n")) << limit;
+    }
+    EXPECT_EQ(devices("64").status, 0);
+}
+
+// On a disk of the machine's own.
+ZLK_CHILD(usesAFullDisk) {
+    fs::create_directories(machineRoot());
+    if (::unshare(CLONE_NEWNS) != 0 ||
+        ::mount("none", "/", nullptr, MS_REC | MS_PRIVATE, nullptr) ||
+        ::mount("tmpfs", machineRoot().c_str(), "tmpfs", 0, "size=16m,mode=0700") != 0)
+        return 77;
+    EXPECT_EQ(zlkcam({"register"}).status, 0);
+    EXPECT_EQ(zlkcam({"mount", newFolder(), "--letter", "E"}).status, 0);
+    const fs::path filler = machineRoot() / "filler";
+    std::ofstream(filler) << std::string(20 << 20, 'x');
+    for (const char* command : {"locked", "info", "list"}) {
+        const JsonAnswer answer = json({command, "E"});
+        EXPECT_EQ(answer.status, 6) << command;
+        EXPECT_THAT(answer["error"]["message"].text, HasSubstr("The disk is full")) << command;
+    }
+    const JsonAnswer set = json({"settings", "set", "Test", "v", std::string(10'000, 'x')});
+    EXPECT_EQ(set.status, 14);
+    EXPECT_THAT(set["error"]["message"].text, HasSubstr("disk is full"));
+    EXPECT_THAT(set["error"]["advice"].text, HasSubstr("Make room"));
+    fs::remove(filler);
+    EXPECT_EQ(zlkcam({"locked", "E"}).status, 0);
+    return testing::Test::HasFailure();
+}
+
+TEST(Machine, onAFullDiskSaysThatAndNotThatADeviceIsHeld) {
+    const int status = ChildProcess("usesAFullDisk").wait();
+    if (status == 77) GTEST_SKIP() << "only root mounts a disk";
+    EXPECT_EQ(status, 0);
 }
 
 TEST(Settings, areSetReadListedAndDeleted) {

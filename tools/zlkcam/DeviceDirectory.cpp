@@ -3,6 +3,7 @@
 #include <algorithm>
 
 #include "tools/zlkcam/Failure.h"
+#include "tools/zlkcam/MachineTrouble.h"
 #include "tools/zlkcam/Text.h"
 
 namespace zlk {
@@ -32,22 +33,16 @@ bool isDriveName(std::u16string_view word) {
 
 }  // namespace
 
-void throwNotRegistered(const std::u16string& progId, HRESULT result) {
+void throwNotMade(const std::u16string& progId, HRESULT result) {
     const std::string name = utf8Text(progId);
-    switch (result) {
-        case E_OUTOFMEMORY:
-            throw Failure(ExitStatus::NoMemory, "There isn't enough memory.");
-        case CO_E_CLASSSTRING:
-        case REGDB_E_CLASSNOTREG:
-            throw Failure(ExitStatus::NotRegistered, "The component " + name + " isn't registered.",
-                          "Register the components once: zlkcam register");
-        default:
-            throw Failure(ExitStatus::NotRegistered,
-                          "The component " + name +
-                              " can't be used: " + reasonText(static_cast<DWORD>(result)) + ".",
-                          "Its module may have moved, or others may write it. Register again: "
-                          "zlkcam register");
-    }
+    if (result == E_OUTOFMEMORY) throw Failure(ExitStatus::NoMemory, "There isn't enough memory.");
+    if (result == CO_E_CLASSSTRING || result == REGDB_E_CLASSNOTREG)
+        throw Failure(ExitStatus::NotRegistered, "The component " + name + " isn't registered.",
+                      "Register the components once: zlkcam register");
+    const std::string what = "The component " + name + " can't be used";
+    if (const DWORD error = settingsError(result)) throw settingsFailure(what, error);
+    throw moduleFailure(what, static_cast<DWORD>(result),
+                        "Its module may have moved. Register again: zlkcam register");
 }
 
 DeviceDirectory::DeviceDirectory()

@@ -11,7 +11,7 @@
 
 namespace zlk {
 
-/// Makes an object of a class; throws Failure (NotRegistered) where that can't be done.
+/// Makes an object of a class; throws Failure with the reason where that can't be done.
 template <class Interface>
 ComPtr<Interface> createComponent(const std::u16string& progId);
 
@@ -49,14 +49,14 @@ class DeviceDirectory {
     ComPtr<IDeviceUtils> utils_;
 };
 
-/// Throws Failure (NotRegistered) for a class that can't be made.
-[[noreturn]] void throwNotRegistered(const std::u16string& progId, HRESULT result);
+/// Throws Failure for a class that can't be made.
+[[noreturn]] void throwNotMade(const std::u16string& progId, HRESULT result);
 
 template <class Interface>
 ComPtr<Interface> createComponent(const std::u16string& progId) {
     ComPtr<Interface> object;
     const HRESULT result = object.create(progId.c_str());
-    if (FAILED(result)) throwNotRegistered(progId, result);
+    if (FAILED(result)) throwNotMade(progId, result);
     return object;
 }
 

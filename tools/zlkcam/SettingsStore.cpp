@@ -4,6 +4,7 @@
 
 #include "platform/text.h"
 #include "tools/zlkcam/Failure.h"
+#include "tools/zlkcam/MachineTrouble.h"
 #include "tools/zlkcam/Text.h"
 
 namespace zlk {
@@ -21,11 +22,11 @@ const Root roots[] = {{u"HKEY_LOCAL_MACHINE", u"HKLM", HKEY_LOCAL_MACHINE},
 
 void require(LSTATUS result, const std::string& doing, const SettingsPath& path) {
     if (result == ERROR_SUCCESS) return;
-    const bool missing = result == ERROR_FILE_NOT_FOUND;
+    const std::string failed = doing + " " + utf8Text(path.full()) + " failed";
+    if (result != ERROR_FILE_NOT_FOUND) throw settingsFailure(failed, static_cast<DWORD>(result));
     throw Failure(ExitStatus::SettingsUnusable,
-                  doing + " " + utf8Text(path.full()) +
-                      " failed: " + reasonText(static_cast<DWORD>(result)) + ".",
-                  missing ? "zlkcam settings list shows what there is." : "");
+                  failed + ": " + reasonText(ERROR_FILE_NOT_FOUND) + ".",
+                  "zlkcam settings list shows what there is.");
 }
 
 RegistryKey openKey(const SettingsPath& path, DWORD access) {

@@ -3,6 +3,7 @@
 #include <exception>
 #include <new>
 
+#include "tools/zlkcam/MachineTrouble.h"
 #include "tools/zlkcam/commands/Commands.h"
 
 namespace zlk {
@@ -22,6 +23,7 @@ void addCommands(CLI::App& app, Tool& tool) {
     addSettingsCommands(app, tool);
     addRecordCommand(app, tool);
     addTraceCommand(app, tool);
+    app.parse_complete_callback(requireOpenFiles);
     app.footer(exitStatusTable());  // behind the commands, which would all inherit it
     for (CLI::App* command : app.get_subcommands(nullptr)) command->fallthrough();
 }
@@ -42,7 +44,8 @@ ExitStatus run(Tool& tool, int argc, char** argv) {
             ExitStatus::Usage, std::string("The command line can't be understood: ") + error.what(),
             "zlkcam --help, or zlkcam COMMAND --help, tells what there is."));
     } catch (const Failure& failure) {
-        return tool.finish(failure);
+        const bool held = failure.status == ExitStatus::DeviceHeld;
+        return tool.finish(held ? claimFailure().value_or(failure) : failure);
     }
     return tool.finish();
 }
@@ -51,6 +54,7 @@ ExitStatus run(Tool& tool, int argc, char** argv) {
 }  // namespace zlk
 
 int main(int argc, char** argv) {
+    zlk::listenToPlatform();
     zlk::Tool tool;
     zlk::ExitStatus status;
     try {

@@ -4,6 +4,7 @@
 
 #include "platform/text.h"
 #include "tools/zlkcam/CameraRow.h"
+#include "tools/zlkcam/MachineTrouble.h"
 #include "tools/zlkcam/Session.h"
 #include "tools/zlkcam/UsbCamera.h"
 #include "tools/zlkcam/commands/Commands.h"
@@ -164,6 +165,7 @@ void runLocked(Tool& tool, const InfoOptions& options) {
     if (directory.utils().IsDeviceLocked(Bstr(device.contextId).get(), &locked) != S_OK)
         throw Failure(ExitStatus::NotSupported,
                       utf8Text(device.name) + " can't be asked whether it is held.");
+    if (const auto failure = locked ? claimFailure() : std::nullopt) throw *failure;
     tool.say(utf8Text(device.name) + (locked ? " is held by another program." : " is free."));
     tool.answer.beginObject()
         .member("contextId", device.contextId)

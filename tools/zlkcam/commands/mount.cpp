@@ -1,6 +1,7 @@
 // mount, unmount: folders that stand for a card.
 
 #include "platform/volumes.h"
+#include "tools/zlkcam/MachineTrouble.h"
 #include "tools/zlkcam/SettingsStore.h"
 #include "tools/zlkcam/Text.h"
 #include "tools/zlkcam/commands/Commands.h"
@@ -42,8 +43,7 @@ WCHAR letterOf(const std::string& text) {
             throw Failure(ExitStatus::Usage, "The label, vendor or product is too long.",
                           "A label has 32 characters at most.");
         default:
-            throw Failure(ExitStatus::SettingsUnusable,
-                          "The folder can't be mounted: " + reasonText(error) + ".");
+            throw settingsFailure("The folder can't be mounted", error);
     }
 }
 
@@ -112,8 +112,7 @@ void runUnmount(Tool& tool, const MountOptions& options) {
             throw Failure(ExitStatus::Usage,
                           "No folder is mounted as drive " + options.letter + ".",
                           "zlkcam mount lists those that are.");
-        throw Failure(ExitStatus::SettingsUnusable,
-                      "The folder can't be unmounted: " + reasonText(error) + ".");
+        throw settingsFailure("The folder can't be unmounted", error);
     }
     const std::u16string drive{letter, u':'};
     tool.say("Drive " + utf8Text(drive) + " is unmounted.");

@@ -6,6 +6,7 @@
 #include "platform/files.h"
 #include "platform/modules.h"
 #include "platform/registry.h"
+#include "tools/zlkcam/MachineTrouble.h"
 #include "tools/zlkcam/Text.h"
 #include "tools/zlkcam/commands/Commands.h"
 
@@ -20,12 +21,8 @@ class Module {
     explicit Module(const std::u16string& path) : module_(LoadLibraryW(path.c_str())) {
         if (module_) return;
         const DWORD error = GetLastError();
-        throw Failure(ExitStatus::NotRegistered,
-                      "The module " + utf8Text(path) + " doesn't load: " + reasonText(error) + ".",
-                      error == ERROR_ACCESS_DENIED
-                          ? "A module, or a folder of modules, that others may write isn't loaded. "
-                            "Take their right to write away: chmod go-w"
-                          : "Check the path, and that everything it needs is installed.");
+        throw moduleFailure("The module " + utf8Text(path) + " doesn't load", error,
+                            "Check the path.");
     }
     ~Module() { FreeLibrary(module_); }
     Module(const Module&) = delete;
@@ -70,6 +67,13 @@ struct RegisterOptions {
     std::string installed;
 };
 
+[[noreturn]] void throwNotRun(const std::u16string& path, HRESULT result) {
+    const std::string what = utf8Text(path) + " doesn't register";
+    if (const DWORD error = settingsError(result)) throw settingsFailure(what, error);
+    throw Failure(ExitStatus::NotRegistered,
+                  what + ": " + reasonText(static_cast<DWORD>(result)) + ".");
+}
+
 /// Runs an entry point of each module. A module of the folder that hasn't got one is no component
 /// module, and is passed over; one that was named has to have it.
 void runModules(Tool& tool, const std::vector<std::string>& named, const char* entryPoint,
@@ -87,11 +91,7 @@ void runModules(Tool& tool, const std::vector<std::string>& named, const char* e
         if (!run)
             throw Failure(ExitStatus::NotRegistered,
                           utf8Text(path) + " isn't a module of components.");
-        if (const HRESULT result = run(); FAILED(result))
-            throw Failure(ExitStatus::NotRegistered,
-                          utf8Text(path) +
-                              " doesn't register: " + reasonText(static_cast<DWORD>(result)) + ".",
-                          "Check that you may write the settings of this machine.");
+        if (const HRESULT result = run(); FAILED(result)) throwNotRun(path, result);
         tool.say(std::string(done) + " " + utf8Text(path));
         tool.answer.value(path);
         ++count;
