@@ -15,7 +15,9 @@
 #include <filesystem>
 #include <thread>
 
+#include "platform/component.h"
 #include "platform/diagnostics.h"
+#include "platform/modules.h"
 #include "tests/platform/registry_support.h"
 #include "tests/support/ChildProcess.h"
 #include "tests/support/TestMachine.h"
@@ -437,6 +439,7 @@ TEST(RegistryShared, StoreHoldsTenThousandKeys) {
 // A user's machine beside installed classes: its library lies in a tree of its own.
 ZLK_CHILD(usesInstalledClasses) {
     ::setenv("ZLK_MACHINE", child.arguments.at(0).c_str(), 1);
+    const fs::path classes = child.arguments.at(1);
     addDiagnosticSink(keepLine);
     if (!underSanitizer) {  // which looks at memory through descriptors
         rlimit files;
@@ -444,6 +447,10 @@ ZLK_CHILD(usesInstalledClasses) {
         const rlimit none{0, files.rlim_max};
         ::setrlimit(RLIMIT_NOFILE, &none);
         EXPECT_EQ(tryOpen(HKEY_CLASSES_ROOT, u"Some.Thing"), ERROR_TOO_MANY_OPEN_FILES);
+        GUID id;
+        EXPECT_EQ(CLSIDFromProgID(u"Some.Thing", &id),
+                  HRESULT_FROM_WIN32(ERROR_TOO_MANY_OPEN_FILES));
+        EXPECT_EQ(errorOf(LoadLibraryW(pathText(classes).c_str())), ERROR_TOO_MANY_OPEN_FILES);
         ::setrlimit(RLIMIT_NOFILE, &files);
     }
     const RegistryKey server =
@@ -465,10 +472,14 @@ ZLK_CHILD(usesInstalledClasses) {
     EXPECT_EQ(RegDeleteTreeW(HKEY_CLASSES_ROOT, u"CLSID"), ERROR_SUCCESS);
     EXPECT_EQ(text(server.get(), u""), "Some.so");
 
-    const std::string& classes = child.arguments.at(1);
-    fs::permissions(classes, fs::perms(0666));
-    EXPECT_EQ(tryOpen(HKEY_CLASSES_ROOT, u"Some.Thing"), ERROR_ACCESS_DENIED);
-    EXPECT_THAT(said, HasSubstr(classes));
+    const fs::path above = classes.parent_path().parent_path();
+    for (const auto& [place, mode] : {std::pair(classes, 0644), std::pair(above, 0755)}) {
+        fs::permissions(place, fs::perms(0777));
+        fs::last_write_time(classes, fs::file_time_type::clock::now());  // a file to be read anew
+        EXPECT_EQ(tryOpen(HKEY_CLASSES_ROOT, u"Some.Thing"), ERROR_ACCESS_DENIED);
+        EXPECT_THAT(said, HasSubstr(place.string() + " is not trusted"));
+        fs::permissions(place, fs::perms(mode));
+    }
     EXPECT_TRUE(openKey(HKEY_CLASSES_ROOT, u"Another"));
     return testing::UnitTest::GetInstance()->Failed();
 }
