@@ -5,6 +5,7 @@
 
 #include <algorithm>
 #include <array>
+#include <mutex>
 #include <new>
 #include <string_view>
 #include <vector>
@@ -28,24 +29,27 @@ struct Line {
     std::string subject;
     std::string text;
 };
-std::vector<Line> said;  // this program has one thread
+std::mutex saidInUse;
+std::vector<Line> said;
 
 void keep(const char* subject, const WCHAR* line) {
     try {
+        const std::lock_guard lock(saidInUse);
         said.push_back({subject, utf8Text(line)});
     } catch (const std::bad_alloc&) {
         // The failure is then told in the words of its number.
     }
 }
 
-/// The latest of the lines that fit; null where there is none.
+/// The latest of the lines that fit.
 template <class Condition>
-const Line* latest(Condition fits) {
+std::optional<Line> latest(Condition fits) {
+    const std::lock_guard lock(saidInUse);
     const auto found = std::find_if(said.rbegin(), said.rend(), fits);
-    return found == said.rend() ? nullptr : &*found;
+    return found == said.rend() ? std::nullopt : std::optional(*found);
 }
 
-const Line* latestOf(std::string_view subject, std::string_view other) {
+std::optional<Line> latestOf(std::string_view subject, std::string_view other) {
     return latest(
         [&](const Line& line) { return line.subject == subject || line.subject == other; });
 }
@@ -109,14 +113,15 @@ DWORD settingsError(HRESULT result) {
 }
 
 Failure settingsFailure(const std::string& what, DWORD error) {
-    const Line* const line = isExplained(error) ? latestOf("MachineRoot", "Registry") : nullptr;
+    const std::optional<Line> line =
+        isExplained(error) ? latestOf("MachineRoot", "Registry") : std::nullopt;
     const bool scarce = error == ERROR_TOO_MANY_OPEN_FILES || error == ERROR_NOT_ENOUGH_MEMORY;
     return {scarce ? ExitStatus::NoMemory : ExitStatus::SettingsUnusable,
             sentence(what, line ? line->text : reasonText(error)), settingsAdvice(error)};
 }
 
 Failure moduleFailure(const std::string& what, DWORD error, const std::string& advice) {
-    const Line* const line = latestOf("MachineRoot", "Modules");
+    const std::optional<Line> line = latestOf("MachineRoot", "Modules");
     if (!line) return {ExitStatus::NotRegistered, sentence(what, reasonText(error)), advice};
     return {ExitStatus::NotRegistered, sentence(what, line->text),
             line->subject == "Modules" ? "Check that it and all that it needs is installed whole."
@@ -124,7 +129,7 @@ Failure moduleFailure(const std::string& what, DWORD error, const std::string& a
 }
 
 std::optional<Failure> claimFailure() {
-    const Line* const line = latest([](const Line& each) {
+    const std::optional<Line> line = latest([](const Line& each) {
         return each.subject == "NamedObjects" &&
                each.text.find("/ZlkUnloadImageDeviceLock_") != std::string::npos;
     });

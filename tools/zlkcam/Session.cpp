@@ -2,6 +2,7 @@
 
 #include "platform/clock.h"
 #include "platform/text.h"
+#include "tools/zlkcam/MachineTrouble.h"
 #include "tools/zlkcam/ProgressCallback.h"
 #include "tools/zlkcam/UsbCamera.h"
 
@@ -12,8 +13,10 @@ Failure deviceFailure(LONG errorCode, const Device& device, std::string_view doi
     const std::string failed = std::string(doing) + " failed: ";
     switch (static_cast<ExitStatus>(errorCode)) {
         case ExitStatus::DeviceHeld:
-            return {ExitStatus::DeviceHeld, name + " is held by another program.",
-                    "Close that program, or wait until it has finished, and try again."};
+            // To the components a claim that can't be noted down is one that somebody has.
+            return claimFailure().value_or(
+                Failure(ExitStatus::DeviceHeld, name + " is held by another program.",
+                        "Close that program, or wait until it has finished, and try again."));
         case ExitStatus::NotClaimed:
             return {ExitStatus::NotClaimed, failed + "the device was let go meanwhile."};
         case ExitStatus::ReadFailed:

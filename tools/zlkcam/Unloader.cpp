@@ -139,7 +139,7 @@ void Unloader::copyFile(UnloadedFile& file, ProgressBar& bar) {
     target_.makeFoldersOf(wanted);
     const std::u16string hidden = target_.hiddenName(wanted, u"part");
     // Two files of one name have one hidden name too.
-    if (arrived_ && equalIgnoringCase(arrived_->part.name(), hidden)) awaitName(bar);
+    if (arrived_ && equalIgnoringCase(arrived_->hidden, hidden)) awaitName(bar);
     HiddenFile part(hidden);
     CopySink copy(part);
     fetch(file, copy, {bar, 0, options_.verify ? 50 : 100});
@@ -151,7 +151,7 @@ void Unloader::copyFile(UnloadedFile& file, ProgressBar& bar) {
         file.verified = source.size > 0 || isPath(file.record->id);
     }
     awaitName(bar);
-    arrived_.emplace(Arrived{file, std::move(part), {}});
+    arrived_.emplace(Arrived{file, hidden, std::move(part), {}});
     arrived_->named = std::async(std::launch::async,
                                  [this, &file, wanted] { name(file, arrived_->part, wanted); });
 }

@@ -66,6 +66,7 @@ class Unloader {
     /// time, while the next one comes.
     struct Arrived {
         UnloadedFile& file;
+        std::u16string hidden;  // its name, which `part` has until it is moved
         HiddenFile part;
         std::future<void> named;
     };

@@ -44,8 +44,7 @@ ExitStatus run(Tool& tool, int argc, char** argv) {
             ExitStatus::Usage, std::string("The command line can't be understood: ") + error.what(),
             "zlkcam --help, or zlkcam COMMAND --help, tells what there is."));
     } catch (const Failure& failure) {
-        const bool held = failure.status == ExitStatus::DeviceHeld;
-        return tool.finish(held ? claimFailure().value_or(failure) : failure);
+        return tool.finish(failure);
     }
     return tool.finish();
 }
