@@ -28,11 +28,6 @@ constexpr std::int32_t maximumPasses = 600;  // ten minutes: no setting keeps a 
 // Deeper than any path that the system opens; it bounds the recursion on a crafted card.
 constexpr std::size_t longestPath = 4096;
 
-struct EndWalk {
-    void operator()(void* walk) const noexcept { FindClose(walk); }
-};
-using FolderWalk = std::unique_ptr<void, EndWalk>;
-
 /// Empty for a moment that local time can't express.
 std::optional<FileTimestamp> toFileTimestamp(const FILETIME& fileTime) {
     FILETIME local;
@@ -171,9 +166,8 @@ void CMassStorageDev::RecurseFolders(const std::u16string& path, FileInfoList& l
     TraceLine(category, "RecurseFolders %s", path);
     if (path.size() > longestPath) return;
     const auto entry = std::make_unique<WIN32_FIND_DATAW>();  // too large for a deep stack
-    const HANDLE found = FindFirstFileW((path + u"\\*.*").c_str(), entry.get());
-    if (found == INVALID_HANDLE_VALUE) return;  // a folder that can't be read holds nothing
-    const FolderWalk walk(found);
+    const UniqueWalk walk = startWalk(path + u"\\*.*", *entry);
+    if (!walk) return;  // a folder that can't be read holds nothing
     do {
         const std::u16string_view name = entry->cFileName;
         if (name == u"." || name == u"..") continue;
@@ -185,7 +179,7 @@ void CMassStorageDev::RecurseFolders(const std::u16string& path, FileInfoList& l
             addRecord(full, *entry, list);
             reportFile(progress);
         }
-    } while (!cancelled && FindNextFileW(found, entry.get()));
+    } while (!cancelled && FindNextFileW(walk.get(), entry.get()));
     TraceLine(category, "RecurseFolders exit");
 }
 

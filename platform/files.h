@@ -23,6 +23,7 @@
 // folder has vanished), ERROR_IO_DEVICE, ERROR_TOO_MANY_OPEN_FILES, ERROR_NOT_ENOUGH_MEMORY,
 // ERROR_FILE_EXISTS, ERROR_DIR_NOT_EMPTY, ERROR_FILE_TOO_LARGE, ERROR_INVALID_HANDLE.
 
+#include <memory>
 #include <string>
 #include <string_view>
 
@@ -173,3 +174,18 @@ BOOL FindClose(HANDLE find) noexcept;
 int _flushall() noexcept;
 
 #pragma GCC visibility pop
+
+namespace zlk {
+
+struct EndWalk {
+    void operator()(void* walk) const noexcept { FindClose(walk); }
+};
+using UniqueWalk = std::unique_ptr<void, EndWalk>;
+
+/// FindFirstFileW with an owner for the walk; empty with the last error.
+inline UniqueWalk startWalk(const std::u16string& pattern, WIN32_FIND_DATAW& entry) noexcept {
+    const HANDLE walk = FindFirstFileW(pattern.c_str(), &entry);
+    return UniqueWalk(walk == INVALID_HANDLE_VALUE ? nullptr : walk);
+}
+
+}  // namespace zlk

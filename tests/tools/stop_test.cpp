@@ -16,22 +16,21 @@ namespace zlk::test {
 namespace {
 
 using testing::ElementsAre;
-using testing::HasSubstr;
+using namespace std::chrono_literals;
 
-class Stop : public CardTest {
-  protected:
-    /// Lets it come to where it waits, and no further.
-    static JsonAnswer stopped(RunningZlkCam& client) {
-        std::this_thread::sleep_for(std::chrono::milliseconds(700));
-        client.signal(SIGINT);
-        const auto start = std::chrono::steady_clock::now();
-        const JsonAnswer result = client.wait();
-        EXPECT_LT(std::chrono::steady_clock::now() - start, std::chrono::milliseconds(1000));
-        EXPECT_EQ(result.status, 130);
-        EXPECT_EQ(result["error"]["status"].text, "130");
-        return result;
-    }
-};
+class Stop : public CardTest {};
+
+/// Lets it come to where it waits, and no further.
+JsonAnswer stopped(RunningZlkCam& client, std::chrono::milliseconds after) {
+    std::this_thread::sleep_for(after);
+    client.signal(SIGINT);
+    const auto start = std::chrono::steady_clock::now();
+    JsonAnswer result = client.wait();
+    EXPECT_LT(std::chrono::steady_clock::now() - start, std::chrono::milliseconds(1000));
+    EXPECT_EQ(result.status, 130);
+    EXPECT_EQ(result["error"]["status"].text, "130");
+    return result;
+}
 
 TEST_F(Stop, endsTheWaitForACardThatSettles) {
     for (const char* const command : {"unload", "list", "thumbs"}) {
@@ -39,7 +38,7 @@ TEST_F(Stop, endsTheWaitForACardThatSettles) {
         std::vector<std::string> words{command, "E:"};
         if (words[0] != "list") words.push_back(target);
         RunningZlkCam client(words);
-        stopped(client);
+        stopped(client, 700ms);
     }
     addFile("A.JPG", "a");
     EXPECT_EQ(zlkcam({"unload", "E:", target}).status, 0) << "the claim is free again";
@@ -53,7 +52,7 @@ TEST_F(Stop, endsTheWaitForAFileThatSomebodyHasOpen) {
     ASSERT_TRUE(open);
     RunningZlkCam client({"unload", "E:", target});
     while (!std::filesystem::exists(target / "A.JPG")) std::this_thread::yield();
-    const JsonAnswer result = stopped(client);
+    const JsonAnswer result = stopped(client, 700ms);
     EXPECT_THAT(result["files"].each("outcome"), ElementsAre("copied", "failed"));
     EXPECT_EQ(torsos(), 0u);
 }
@@ -67,13 +66,7 @@ TEST(StopOfACamera, endsTheWaitForOneThatIsSilent) {
         SCOPED_TRACE(silence);
         camera.tell(std::string("fault silence phase=command ") + silence);
         RunningZlkCam client({"unload", "--delete", target / silence});
-        std::this_thread::sleep_for(std::chrono::milliseconds(1500));
-        client.signal(SIGINT);
-        const auto start = std::chrono::steady_clock::now();
-        const JsonAnswer result = client.wait();
-        EXPECT_LT(std::chrono::steady_clock::now() - start, std::chrono::milliseconds(1000));
-        EXPECT_EQ(result.status, 130);
-        EXPECT_EQ(result["error"]["status"].text, "130");
+        stopped(client, 1500ms);
         camera.tell("faults clear");
     }
     const ProgramResult after = zlkcam({"unload", "--delete", target});

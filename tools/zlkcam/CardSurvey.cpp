@@ -1,7 +1,6 @@
 #include "tools/zlkcam/CardSurvey.h"
 
 #include <algorithm>
-#include <memory>
 
 #include "platform/error.h"
 #include "platform/files.h"
@@ -11,16 +10,8 @@
 namespace zlk {
 namespace {
 
-struct EndWalk {
-    void operator()(void* walk) const noexcept { FindClose(walk); }
-};
-
 // As far as the component goes; what lies deeper isn't in its list.
 constexpr std::size_t longestPath = 4096;
-
-std::string tooDeep() {
-    return "Its path is too long";
-}
 
 }  // namespace
 
@@ -33,13 +24,12 @@ CardSurvey::CardSurvey(const std::u16string& root) {
 }
 
 void CardSurvey::walk(const std::u16string& folder) {
-    if (folder.size() > longestPath) return unread_.push_back({folder, tooDeep()});
+    if (folder.size() > longestPath) return unread_.push_back({folder, "Its path is too long"});
     std::vector<std::u16string> below;
     WIN32_FIND_DATAW entry{};
-    const std::unique_ptr<void, EndWalk> walked([&]() -> void* {
-        const HANDLE found = FindFirstFileW((folder + u"\\*.*").c_str(), &entry);
-        return found == INVALID_HANDLE_VALUE ? nullptr : found;
-    }());
+    // Open until all below it is walked, as the component has it, which may come to want of
+    // descriptors by that.
+    const UniqueWalk walked = startWalk(folder + u"\\*.*", entry);
     for (bool more = walked != nullptr; more; more = FindNextFileW(walked.get(), &entry)) {
         if (StopFlag::raised()) return;
         const std::u16string_view name = entry.cFileName;

@@ -14,17 +14,10 @@ namespace zlk {
 
 class CardSurvey {
   public:
-    struct UnreadFolder {
-        std::u16string path;
-        std::string reason;
-    };
-
     /// Walks all folders below `root`, the drive or share as which a card is reached; empty for a
     /// device that isn't one, of which there is nothing to find out.
     explicit CardSurvey(const std::u16string& root);
 
-    const std::vector<UnreadFolder>& unread() const { return unread_; }
-    std::size_t hiddenFiles() const { return hiddenFiles_; }
     /// Whether a file lies in a folder that couldn't be read to its end.
     bool isUncertain(std::u16string_view path) const;
 
@@ -33,6 +26,10 @@ class CardSurvey {
     std::optional<Failure> tell(Tool& tool) const;
 
   private:
+    struct UnreadFolder {
+        std::u16string path;
+        std::string reason;
+    };
     void walk(const std::u16string& folder);
 
     std::vector<UnreadFolder> unread_;

@@ -1,7 +1,8 @@
 #pragma once
 // Takes the bytes of one file as the device gives them: into a copy, or only into a sum.
 
-#include <optional>
+#include <cstdint>
+#include <span>
 
 #include "platform/file_sinks.h"
 #include "tools/zlkcam/ContentSum.h"

@@ -70,7 +70,7 @@ bool isInMemory(int file, std::uint64_t size) {
     return false;
 }
 
-std::optional<MediumSum> sumOf(int file) {
+std::optional<ContentSum> sumOf(int file) {
     const Block block(static_cast<std::byte*>(::operator new(blockSize, blockAlignment)));
     ContentSummer summer;
     for (;;) {
@@ -78,7 +78,7 @@ std::optional<MediumSum> sumOf(int file) {
             ::pread(file, block.get(), blockSize, static_cast<off_t>(summer.size()));
         if (read < 0 && errno == EINTR) continue;
         if (read < 0) return std::nullopt;
-        if (read == 0) return MediumSum{summer.sum(), summer.size()};
+        if (read == 0) return summer.sum();
         summer.add(std::span(block.get(), static_cast<std::size_t>(read)));
     }
 }
@@ -90,20 +90,20 @@ std::optional<MediumSum> sumFromMedium(const std::string& path) {
     struct stat status {};
     if (!file || ::fstat(file.get(), &status) != 0) return std::nullopt;
     ::posix_fadvise(file.get(), 0, 0, POSIX_FADV_DONTNEED);
-    const bool isOnMedium = liesOnMedium(file.get());
     const bool isFresh = !isInMemory(file.get(), static_cast<std::uint64_t>(status.st_size));
-    std::optional<MediumSum> sum;
-    if (isFresh) {
-        sum = sumOf(file.get());
-    } else if (const OpenFile direct(path, O_DIRECT); direct) {
+    std::optional<ContentSum> sum;
+    bool isDirect = false;
+    if (!isFresh) {
         // Somebody has it mapped, or its pages are held back; a direct read goes past them.
-        sum = sumOf(direct.get());
+        const OpenFile direct(path, O_DIRECT);
+        if (direct) sum = sumOf(direct.get());
+        isDirect = sum.has_value();
+        // A disk that errs must not be covered by what the system remembers of it.
+        if (!isDirect && errno != EINVAL) return std::nullopt;
     }
-    if (sum)
-        sum->isFromMedium = isOnMedium;
-    else if (!isFresh)
-        sum = sumOf(file.get());
-    return sum;
+    if (!isDirect) sum = sumOf(file.get());
+    if (!sum) return std::nullopt;
+    return MediumSum{*sum, (isFresh || isDirect) && liesOnMedium(file.get())};
 }
 
 void forgetContents(const std::string& path) {

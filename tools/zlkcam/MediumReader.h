@@ -11,7 +11,6 @@ namespace zlk {
 
 struct MediumSum {
     ContentSum sum{};
-    std::uint64_t size = 0;
     /// Of a file in memory, or on another computer, nobody here can say where its bytes came from.
     bool isFromMedium = false;
 };

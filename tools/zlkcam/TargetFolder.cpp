@@ -109,7 +109,7 @@ constexpr std::size_t runSize = 8;
 std::mutex hiddenFilesInUse;
 std::set<std::u16string> hiddenFiles;  // of this process
 
-/// Whether a run gave this name to a file of its own.
+/// Whether a run gave this name to a file of its own; earlier versions had further kinds.
 bool isHiddenName(std::u16string_view name) {
     if (!name.starts_with(hiddenStart)) return false;
     name.remove_prefix(hiddenStart.size());
@@ -122,16 +122,15 @@ void removeLeftovers(const std::u16string& folder) {
     constexpr std::int64_t day = 24 * 3600;
     const std::int64_t now = std::time(nullptr);
     WIN32_FIND_DATAW entry{};
-    const HANDLE walk = FindFirstFileW((folder + u"/*").c_str(), &entry);
-    if (walk == INVALID_HANDLE_VALUE) return;
+    const UniqueWalk walk = startWalk(folder + u"/*", entry);
+    if (!walk) return;
     do {
         if (!isHiddenName(entry.cFileName)) continue;
         const std::u16string file = folder + u'/' + entry.cFileName;
         FileStatus status{};
         if (_wstat64i32(file.c_str(), status) && status.st_mtime + day < now)
             DeleteFileW(file.c_str());
-    } while (FindNextFileW(walk, &entry));
-    FindClose(walk);
+    } while (FindNextFileW(walk.get(), &entry));
 }
 
 /// Whether what a path leads to is `folder` or lies in it, by whatever names; true also where that
@@ -213,9 +212,8 @@ void TargetFolder::makeFoldersOf(const std::u16string& file) {
     while ((end = file.find(u'/', end)) != std::u16string::npos) enter(file.substr(0, end++));
 }
 
-std::u16string TargetFolder::hiddenName(const std::u16string& file,
-                                        std::u16string_view kind) const {
-    return zlk::hiddenName(file, run_, kind);
+std::u16string TargetFolder::hiddenName(const std::u16string& file) const {
+    return zlk::hiddenName(file, run_);
 }
 
 TargetFolder::Namesakes& TargetFolder::namesakesOf(const std::u16string& file) {
@@ -319,11 +317,9 @@ std::u16string newRun() {
     return run;
 }
 
-std::u16string hiddenName(const std::u16string& file, const std::u16string& run,
-                          std::u16string_view kind) {
+std::u16string hiddenName(const std::u16string& file, const std::u16string& run) {
     const std::size_t start = nameStart(file);
-    return file.substr(0, start).append(hiddenStart) + run + u'-' + file.substr(start) + u'.' +
-           std::u16string(kind);
+    return file.substr(0, start).append(hiddenStart) + run + u'-' + file.substr(start) + u".part";
 }
 
 HiddenFile::HiddenFile(std::u16string name) : name_(std::move(name)), file_(makeNew(name_)) {

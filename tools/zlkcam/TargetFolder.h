@@ -72,8 +72,8 @@ class TargetFolder {
     /// (FileUnusable), also where one of them leads to the device.
     void makeFoldersOf(const std::u16string& file);
 
-    /// The hidden name next to `file` for what isn't whole yet; `kind` ends it.
-    std::u16string hiddenName(const std::u16string& file, std::u16string_view kind) const;
+    /// The hidden name next to `file` for what isn't whole yet.
+    std::u16string hiddenName(const std::u16string& file) const;
 
     /// Moves a whole file to its name, to the first of `name`, `name (2)`, `name (3)` that is
     /// free; where one of them has the same bytes already, `part` is removed instead; a link to
@@ -128,9 +128,8 @@ class TargetFolder {
 
 /// Digits that no two runs have in common.
 std::u16string newRun();
-/// The hidden name that a run has next to `file` for what isn't whole yet; `kind` ends it.
-std::u16string hiddenName(const std::u16string& file, const std::u16string& run,
-                          std::u16string_view kind);
+/// The hidden name that a run has next to `file` for what isn't whole yet.
+std::u16string hiddenName(const std::u16string& file, const std::u16string& run);
 
 /// Whether two files have the same bytes; none with the last error where one can't be read.
 std::optional<bool> sameContent(const std::u16string& a, const std::u16string& b);

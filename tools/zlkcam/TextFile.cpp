@@ -56,7 +56,7 @@ std::u16string readTextFile(const std::u16string& path) {
 }
 
 void writeNewFile(const std::u16string& path, std::string_view bytes) {
-    HiddenFile part(hiddenName(path, newRun(), u"part"));
+    HiddenFile part(hiddenName(path, newRun()));
     DWORD written = 0;
     const auto size = static_cast<DWORD>(bytes.size());
     if (!WriteFile(part.handle(), bytes.data(), size, &written, nullptr) ||

@@ -58,6 +58,11 @@ void writeThrough(const HiddenFile& part) {
                       "The copy can't be completed on the disk: " + reasonText() + ".");
 }
 
+/// Of nothing that a camera says it has, it delivers nothing to compare.
+bool isDelivered(const UnloadedFile& file) {
+    return file.size > 0 || isPath(file.record->id);
+}
+
 Failure stopped() {
     return {ExitStatus::Stopped, "Stopped. What was copied before is whole."};
 }
@@ -137,7 +142,7 @@ void Unloader::copyFile(UnloadedFile& file, ProgressBar& bar) {
     }
     requireReadable(*file.record);
     target_.makeFoldersOf(wanted);
-    const std::u16string hidden = target_.hiddenName(wanted, u"part");
+    const std::u16string hidden = target_.hiddenName(wanted);
     // Two files of one name have one hidden name too.
     if (arrived_ && equalIgnoringCase(arrived_->hidden, hidden)) awaitName(bar);
     HiddenFile part(hidden);
@@ -148,7 +153,7 @@ void Unloader::copyFile(UnloadedFile& file, ProgressBar& bar) {
         throw Failure(ExitStatus::ReadFailed, "It changed while it was copied.");
     if (options_.verify) {
         verify(file, {bar, 50, 50});
-        file.verified = source.size > 0 || isPath(file.record->id);
+        file.verified = isDelivered(file);
     }
     awaitName(bar);
     arrived_.emplace(Arrived{file, hidden, std::move(part), {}});
@@ -282,9 +287,7 @@ void Unloader::prove(UnloadedFile& file, const std::string& path) {
 }
 
 bool Unloader::mayBeDeleted(const UnloadedFile& file) const {
-    // Of nothing that a camera says it has, it delivers nothing to compare.
-    const bool isSure = file.size > 0 || isPath(file.record->id);
-    return file.proved && isSure && (file.verified || !options_.verify);
+    return file.proved && isDelivered(file) && (file.verified || !options_.verify);
 }
 
 void Unloader::noteFailure(UnloadedFile& file, const Failure& failure) {

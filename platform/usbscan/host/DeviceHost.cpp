@@ -131,14 +131,14 @@ class DeviceHost::Impl final : UsbDevice::Listener, HostConnection::Owner {
         std::uint32_t id = 0;
         std::uint16_t code = 0;
         bool open = false;
-        bool taken = false;     // the device has its command
-        bool answered = false;  // its response is out
-        bool sending = false;   // a message of the client isn't written to its end
-        std::optional<std::uint64_t> dataToSend{};  // what is left of a data phase towards it
+        bool taken = false;        // the device has its command
+        bool answered = false;     // its response is out
+        bool sending = false;      // a message of the client isn't written to its end
         bool heard = false;        // the device has sent something since its command
         bool dataEnded = false;    // a data phase towards us is read to its end
         bool cleared = false;      // a halt of the pipe that it found
         unsigned zeroPackets = 0;  // with nothing between them
+        std::optional<std::uint64_t> dataToSend{};  // what is left of a data phase towards it
     };
     struct Command {
         HostConnection* from;
@@ -166,8 +166,7 @@ class DeviceHost::Impl final : UsbDevice::Listener, HostConnection::Owner {
             case MessageKind::EndRecord:
                 return recording_.end(from);
             case MessageKind::Cancel:
-                if (transaction_.open && transaction_.owner == &from)
-                    recover("given up", mayBeAnswered());
+                if (transaction_.open && transaction_.owner == &from) recover("given up");
                 return from.send({0, MessageKind::Cancelled, 0, header.turn});
             default:
                 return from.finish();
@@ -204,8 +203,7 @@ class DeviceHost::Impl final : UsbDevice::Listener, HostConnection::Owner {
         const bool owned = transaction_.owner == &connection;
         if (owned) transaction_.owner = nullptr;
         // It may turn out to be gone when it is sent the response.
-        if (owned && transaction_.open && !isComplete())
-            recover("its client is gone", mayBeAnswered());
+        if (owned && transaction_.open && !isComplete()) recover("its client is gone");
         loop_.post(lifetime_.guard([this, &connection] { remove(connection); }));
     }
 
@@ -278,7 +276,7 @@ class DeviceHost::Impl final : UsbDevice::Listener, HostConnection::Owner {
         // a time, behind the port's mutex.
         if (transaction_.open) {
             if (transaction_.owner != commands_.front().from) tellOwner(ERROR_OPERATION_ABORTED);
-            return recover("overtaken by a new command", mayBeAnswered());
+            return recover("overtaken by a new command");
         }
         const Command command = commands_.front();
         commands_.pop_front();
@@ -366,7 +364,7 @@ class DeviceHost::Impl final : UsbDevice::Listener, HostConnection::Owner {
     void failTransaction(DWORD error) {
         if (!transaction_.open) return;
         tellOwner(error);
-        recover("it failed", false);
+        recover("it failed", true);
     }
 
     void tellOwner(DWORD error) {
@@ -408,9 +406,10 @@ class DeviceHost::Impl final : UsbDevice::Listener, HostConnection::Owner {
         *left -= std::min<std::uint64_t>(*left, part.bytes.size());
     }
 
-    void recover(const char* why, bool mayBeAnswered) {
+    /// `inVain`: the device was waited for already, or has broken off.
+    void recover(const char* why, bool inVain = false) {
         transaction_.open = false;
-        answerMayCome_ = mayBeAnswered;
+        answerMayCome_ = !inVain && mayBeAnswered();
         progress_.stop();
         tellAll("Cancelling transaction " + std::to_string(transaction_.id) +
                 " of the device: " + why);

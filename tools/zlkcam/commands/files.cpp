@@ -103,7 +103,7 @@ void runList(Tool& tool, const ListOptions& options) {
 void saveThumbnail(Tool& tool, const PhotoSession& session, TargetFolder& target,
                    const FileRecord& file, const std::u16string& wanted) {
     target.makeFoldersOf(wanted);
-    HiddenFile part(target.hiddenName(wanted, u"part"));
+    HiddenFile part(target.hiddenName(wanted));
     const Bstr id(file.id), path(part.path());
     session.require(session.call([&](IPhotoDevice& device) {
         return device.SaveThumbnail(id.get(), path.get());

@@ -48,8 +48,8 @@ std::vector<std::u16string> installedModules() {
     const std::u16string folder = moduleFolder();
     std::vector<std::u16string> modules;
     WIN32_FIND_DATAW entry{};
-    const HANDLE walk = FindFirstFileW((folder + u"/*").c_str(), &entry);
-    if (walk == INVALID_HANDLE_VALUE)
+    const UniqueWalk walk = startWalk(folder + u"/*", entry);
+    if (!walk)
         throw Failure(
             ExitStatus::NotRegistered,
             "The modules' folder " + utf8Text(folder) + " can't be read: " + reasonText() + ".",
@@ -57,8 +57,7 @@ std::vector<std::u16string> installedModules() {
     do {
         const std::u16string_view name = entry.cFileName;
         if (name.ends_with(u".so")) modules.push_back(folder + u"/" + std::u16string(name));
-    } while (FindNextFileW(walk, &entry));
-    FindClose(walk);
+    } while (FindNextFileW(walk.get(), &entry));
     return modules;
 }
 
