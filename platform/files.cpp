@@ -26,6 +26,7 @@
 #include "platform/usbscan/CameraHandle.h"
 
 using namespace zlk::platform;
+using zlk::Descriptor;
 
 namespace {
 

@@ -6,7 +6,7 @@
 #include <string_view>
 #include <vector>
 
-#include "platform/internal/Descriptor.h"
+#include "platform/descriptor.h"
 #include "platform/types.h"
 
 namespace zlk::platform {

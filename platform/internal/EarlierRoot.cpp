@@ -9,7 +9,7 @@
 #include <filesystem>
 #include <system_error>
 
-#include "platform/internal/Descriptor.h"
+#include "platform/descriptor.h"
 #include "platform/internal/FileLock.h"
 #include "platform/text.h"
 

@@ -11,8 +11,8 @@
 #include <algorithm>
 #include <cstring>
 
+#include "platform/descriptor.h"
 #include "platform/error.h"
-#include "platform/internal/Descriptor.h"
 #include "platform/internal/FileLock.h"
 #include "platform/internal/MachineRoot.h"
 #include "platform/internal/PosixError.h"

@@ -12,7 +12,7 @@
 
 #include <array>
 
-#include "platform/internal/Descriptor.h"
+#include "platform/descriptor.h"
 #include "platform/internal/Diagnose.h"
 #include "platform/internal/MachineRoot.h"
 #include "platform/internal/PosixError.h"

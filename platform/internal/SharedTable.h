@@ -9,7 +9,7 @@
 
 #include <string>
 
-#include "platform/internal/Descriptor.h"
+#include "platform/descriptor.h"
 
 namespace zlk::platform {
 

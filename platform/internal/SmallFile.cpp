@@ -6,7 +6,7 @@
 #include <algorithm>
 #include <memory>
 
-#include "platform/internal/Descriptor.h"
+#include "platform/descriptor.h"
 
 namespace zlk::platform {
 

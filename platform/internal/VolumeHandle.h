@@ -3,7 +3,7 @@
 
 #include <string>
 
-#include "platform/internal/Descriptor.h"
+#include "platform/descriptor.h"
 #include "platform/internal/Handle.h"
 
 namespace zlk::platform {

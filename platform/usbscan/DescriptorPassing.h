@@ -6,7 +6,7 @@
 #include <cstddef>
 #include <cstring>
 
-#include "platform/internal/Descriptor.h"
+#include "platform/descriptor.h"
 
 namespace zlk::usbscan {
 
@@ -24,13 +24,13 @@ inline void attach(msghdr& message, char (&control)[descriptorRoom], int descrip
 }
 
 /// Of a received message with room for one; empty if none came.
-inline platform::Descriptor attachedTo(msghdr& message) {
+inline Descriptor attachedTo(msghdr& message) {
     const cmsghdr* const header = CMSG_FIRSTHDR(&message);
     int descriptor = -1;
     if (header && header->cmsg_type == SCM_RIGHTS &&
         header->cmsg_len == CMSG_LEN(sizeof descriptor))
         std::memcpy(&descriptor, CMSG_DATA(header), sizeof descriptor);
-    return platform::Descriptor(descriptor);
+    return Descriptor(descriptor);
 }
 
 }  // namespace zlk::usbscan

@@ -13,7 +13,7 @@
 #include <string>
 #include <utility>
 
-#include "platform/internal/Descriptor.h"
+#include "platform/descriptor.h"
 #include "platform/internal/FileLock.h"
 
 namespace zlk::usbscan {
@@ -21,25 +21,23 @@ namespace zlk::usbscan {
 class DeviceLock {
   public:
     /// Held as long as the descriptor lives. Empty with errno, EBUSY if another process has it.
-    static platform::Descriptor take(const std::string& folder, const std::string& name) {
-        platform::Descriptor file = open(folder, name, O_CREAT);
+    static Descriptor take(const std::string& folder, const std::string& name) {
+        Descriptor file = open(folder, name, O_CREAT);
         struct flock lock = platform::wholeFile(F_WRLCK);
         if (!file || ::fcntl(file.get(), F_OFD_SETLK, &lock) == 0) return file;
         if (errno == EAGAIN || errno == EACCES) errno = EBUSY;
         return {};
     }
     static bool isTaken(const std::string& folder, const std::string& name) {
-        const platform::Descriptor file = open(folder, name, O_NONBLOCK);
+        const Descriptor file = open(folder, name, O_NONBLOCK);
         struct flock lock = platform::wholeFile(F_WRLCK);
         return file && ::fcntl(file.get(), F_OFD_GETLK, &lock) == 0 && lock.l_type != F_UNLCK;
     }
 
   private:
-    static platform::Descriptor open(const std::string& folder, const std::string& name,
-                                     int flags) {
+    static Descriptor open(const std::string& folder, const std::string& name, int flags) {
         const std::string path = folder + '/' + name + ".lock";
-        return platform::Descriptor(
-            ::open(path.c_str(), O_RDWR | O_CLOEXEC | O_NOFOLLOW | flags, 0600));
+        return Descriptor(::open(path.c_str(), O_RDWR | O_CLOEXEC | O_NOFOLLOW | flags, 0600));
     }
 };
 
@@ -54,26 +52,25 @@ class DeviceAddress {
                       folder_.get(), name.c_str());
     }
     /// Empty with errno, and so is the next.
-    platform::Descriptor connect() const {
-        platform::Descriptor socket(::socket(AF_UNIX, SOCK_STREAM | SOCK_CLOEXEC, 0));
+    Descriptor connect() const {
+        Descriptor socket(::socket(AF_UNIX, SOCK_STREAM | SOCK_CLOEXEC, 0));
         const bool connected = socket && ::connect(socket.get(), address(), sizeof address_) == 0;
-        return connected ? std::move(socket) : platform::Descriptor();
+        return connected ? std::move(socket) : Descriptor();
     }
     /// In the place of whatever was there. Non-blocking.
-    platform::Descriptor listen() const {
+    Descriptor listen() const {
         constexpr int backlog = 64;
-        platform::Descriptor socket(
-            ::socket(AF_UNIX, SOCK_STREAM | SOCK_CLOEXEC | SOCK_NONBLOCK, 0));
+        Descriptor socket(::socket(AF_UNIX, SOCK_STREAM | SOCK_CLOEXEC | SOCK_NONBLOCK, 0));
         ::unlink(address_.sun_path);
         const bool listening = socket && ::bind(socket.get(), address(), sizeof address_) == 0 &&
                                ::listen(socket.get(), backlog) == 0;
-        return listening ? std::move(socket) : platform::Descriptor();
+        return listening ? std::move(socket) : Descriptor();
     }
 
   private:
     const sockaddr* address() const { return reinterpret_cast<const sockaddr*>(&address_); }
 
-    platform::Descriptor folder_;
+    Descriptor folder_;
     sockaddr_un address_{};
 };
 

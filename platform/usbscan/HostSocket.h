@@ -6,7 +6,7 @@
 #include <span>
 #include <vector>
 
-#include "platform/internal/Descriptor.h"
+#include "platform/descriptor.h"
 #include "platform/usbscan/Protocol.h"
 
 namespace zlk::platform {

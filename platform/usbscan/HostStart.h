@@ -1,7 +1,7 @@
 #pragma once
 // Reaching the host of a device: its socket below <root>/devices/, and starting it where none runs.
 
-#include "platform/internal/Descriptor.h"
+#include "platform/descriptor.h"
 #include "platform/usbscan/AttachedDevices.h"
 
 namespace zlk::platform {

@@ -15,8 +15,8 @@
 #include <utility>
 #include <vector>
 
+#include "platform/descriptor.h"
 #include "platform/error.h"
-#include "platform/internal/Descriptor.h"
 #include "platform/usbscan.h"
 #include "platform/usbscan/DevicePlace.h"
 #include "platform/usbscan/Protocol.h"
@@ -28,7 +28,6 @@ namespace zlk::usbscan {
 namespace {
 
 using namespace std::chrono_literals;
-using platform::Descriptor;
 
 /// Does nothing by itself; a second request to cancel is one that it doesn't understand.
 class QuietDevice final : public UsbDevice {

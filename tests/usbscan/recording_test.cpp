@@ -152,7 +152,7 @@ TEST(RecordingFilter, BeginsAnewWithTheCommandAfterAnAnswerThatWasBrokenOff) {
 }
 
 TEST(RecordingFile, SaysWhenADiskIsFullOrTooSlowAndNeverWaitsForIt) {
-    RecordingFile full(platform::Descriptor(::open("/dev/full", O_WRONLY | O_CLOEXEC)));
+    RecordingFile full(Descriptor(::open("/dev/full", O_WRONLY | O_CLOEXEC)));
     EXPECT_TRUE(full.append("bytes"));
     full.finish();
     EXPECT_TRUE(full.waitUntilOver(60s));
@@ -161,10 +161,10 @@ TEST(RecordingFile, SaysWhenADiskIsFullOrTooSlowAndNeverWaitsForIt) {
 
     int pipe[2];
     ASSERT_EQ(::pipe2(pipe, O_CLOEXEC), 0);
-    const platform::Descriptor reading(pipe[0]);
+    const Descriptor reading(pipe[0]);
     std::size_t taken = 0;
     {
-        RecordingFile slow{platform::Descriptor(pipe[1])};
+        RecordingFile slow{Descriptor(pipe[1])};
         while (taken < 1000 && slow.append(std::string(1 << 20, 'x'))) ++taken;
         EXPECT_TRUE(slow.isBehind());
         EXPECT_EQ(slow.error(), ERROR_SEM_TIMEOUT);

@@ -9,7 +9,7 @@
 #include <cstdint>
 #include <string>
 
-#include "platform/internal/Descriptor.h"
+#include "platform/descriptor.h"
 
 namespace zlk::usbscan {
 
@@ -34,8 +34,8 @@ class DeviceEntry {
 
   private:
     std::string path_;
-    platform::Descriptor lock_;  // let go of last: until then nobody else may take the place
-    platform::Descriptor socket_;
+    Descriptor lock_;  // let go of last: until then nobody else may take the place
+    Descriptor socket_;
 };
 
 }  // namespace zlk::usbscan

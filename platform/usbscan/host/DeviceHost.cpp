@@ -14,8 +14,8 @@
 #include <utility>
 #include <vector>
 
+#include "platform/descriptor.h"
 #include "platform/error.h"
-#include "platform/internal/Descriptor.h"
 #include "platform/usbscan/host/ContainerFollower.h"
 #include "platform/usbscan/host/ControlAnswers.h"
 #include "platform/usbscan/host/ControlQueue.h"
@@ -574,9 +574,9 @@ void refuseWaiting(int socket, std::uint32_t error) {
         std::uint32_t error;
     } const refusal{{sizeof error, MessageKind::Refused, 0, 0}, error};
     // Whoever comes once the first has been told may know better than we do, and starts another.
-    std::vector<platform::Descriptor> waiting;
-    while (platform::Descriptor client{acceptFrom(socket)}) waiting.push_back(std::move(client));
-    for (const platform::Descriptor& client : waiting)
+    std::vector<Descriptor> waiting;
+    while (Descriptor client{acceptFrom(socket)}) waiting.push_back(std::move(client));
+    for (const Descriptor& client : waiting)
         // It fits, and whoever has gone meanwhile needs no answer.
         static_cast<void>(::send(client.get(), &refusal, sizeof refusal, MSG_NOSIGNAL));
 }

@@ -36,8 +36,7 @@ bool isData(MessageKind kind) {
 }
 
 /// As recv(); a descriptor that comes along takes the place of the last one.
-ssize_t receiveWithDescriptor(int socket, std::span<std::byte> buffer,
-                              platform::Descriptor& passed) {
+ssize_t receiveWithDescriptor(int socket, std::span<std::byte> buffer, Descriptor& passed) {
     iovec part{buffer.data(), buffer.size()};
     alignas(cmsghdr) char control[descriptorRoom];
     msghdr message{};
@@ -46,7 +45,7 @@ ssize_t receiveWithDescriptor(int socket, std::span<std::byte> buffer,
     message.msg_control = control;
     message.msg_controllen = sizeof control;
     const ssize_t count = ::recvmsg(socket, &message, MSG_DONTWAIT | MSG_CMSG_CLOEXEC);
-    if (platform::Descriptor came = count > 0 ? attachedTo(message) : platform::Descriptor(); came)
+    if (Descriptor came = count > 0 ? attachedTo(message) : Descriptor(); came)
         passed = std::move(came);
     return count;
 }

@@ -9,7 +9,7 @@
 #include <string_view>
 #include <vector>
 
-#include "platform/internal/Descriptor.h"
+#include "platform/descriptor.h"
 #include "platform/usbscan/Protocol.h"
 #include "platform/usbscan/host/DataArea.h"
 #include "platform/usbscan/host/EventLoop.h"
@@ -68,7 +68,7 @@ class HostConnection {
     void finish();
 
     /// The descriptor that came last with a message; empty if none did since.
-    platform::Descriptor takeDescriptor() { return std::move(passed_); }
+    Descriptor takeDescriptor() { return std::move(passed_); }
 
     /// Of the client, as the kernel knows it.
     pid_t process() const noexcept { return process_; }
@@ -109,7 +109,7 @@ class HostConnection {
     bool paused_ = false, lost_ = false, finishing_ = false;
     Lifetime lifetime_;
 
-    platform::Descriptor passed_;
+    Descriptor passed_;
 
     // What was received and isn't handed out yet; `wanted_` bytes are needed to go on.
     std::vector<std::byte> input_;

@@ -60,7 +60,7 @@ void HostRecording::begin(HostConnection& client, std::span<const std::byte> pay
 
 std::uint32_t HostRecording::tryToBegin(HostConnection& client,
                                         std::span<const std::byte> payload) {
-    platform::Descriptor file = client.takeDescriptor();
+    Descriptor file = client.takeDescriptor();
     RecordRequest request{};
     DeviceTexts texts;
     if (!readRequest(payload, request, texts) || !isWritableFile(file.get()))

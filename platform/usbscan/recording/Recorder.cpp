@@ -75,8 +75,8 @@ std::vector<std::byte> stringDescriptor(const std::string& text) {
 
 }  // namespace
 
-Recorder::Recorder(platform::Descriptor file, const RecordingOptions& options,
-                   const UsbFacts& facts, const DeviceTexts& texts)
+Recorder::Recorder(Descriptor file, const RecordingOptions& options, const UsbFacts& facts,
+                   const DeviceTexts& texts)
     : options_(options), facts_(facts), file_(std::move(file)), filter_(options) {
     file_.append(pcapngHead(usbEventLinkType));
     describe(texts);

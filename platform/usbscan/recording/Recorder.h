@@ -20,7 +20,7 @@ class Recorder {
   public:
     /// Begins with what the device is, as if it had just been asked for its descriptors. Throws
     /// std::system_error.
-    Recorder(platform::Descriptor file, const RecordingOptions& options, const UsbFacts& facts,
+    Recorder(Descriptor file, const RecordingOptions& options, const UsbFacts& facts,
              const DeviceTexts& texts);
 
     RecordingFile& file() { return file_; }

@@ -51,7 +51,7 @@ int writeAll(int file, std::string_view bytes) {
 }  // namespace
 
 struct RecordingFile::Queue {
-    platform::Descriptor file;
+    Descriptor file;
     mutable std::mutex lock;
     mutable std::condition_variable changed;
     std::deque<std::string> waiting;
@@ -60,7 +60,7 @@ struct RecordingFile::Queue {
     std::uint32_t error = ERROR_SUCCESS;
 };
 
-RecordingFile::RecordingFile(platform::Descriptor file) : queue_(std::make_shared<Queue>()) {
+RecordingFile::RecordingFile(Descriptor file) : queue_(std::make_shared<Queue>()) {
     queue_->file = std::move(file);
     const WithoutSignals inherited;
     std::thread([queue = queue_] { write(*queue); }).detach();

@@ -7,14 +7,14 @@
 #include <memory>
 #include <string>
 
-#include "platform/internal/Descriptor.h"
+#include "platform/descriptor.h"
 
 namespace zlk::usbscan {
 
 class RecordingFile {
   public:
     /// Throws std::system_error where there can be no thread.
-    explicit RecordingFile(platform::Descriptor file);
+    explicit RecordingFile(Descriptor file);
     /// What was taken is written all the same, as long as the process lives.
     ~RecordingFile() { finish(); }
     RecordingFile(const RecordingFile&) = delete;

@@ -6,7 +6,7 @@
 #include <cerrno>
 #include <utility>
 
-namespace zlk::platform {
+namespace zlk {
 
 class Descriptor {
   public:
@@ -31,4 +31,4 @@ class Descriptor {
     int fd_ = -1;
 };
 
-}  // namespace zlk::platform
+}  // namespace zlk
