@@ -1,6 +1,7 @@
 #pragma once
 // A moment as the clock on the wall shows it.
 
+#include <compare>
 #include <cstdint>
 #include <optional>
 #include <string_view>
@@ -14,7 +15,7 @@ struct LocalTime {
     int month = 0;  ///< 1 to 12
     int day = 0;    ///< 1 to 31
     int hour = 0, minute = 0, second = 0;
-    bool operator==(const LocalTime&) const = default;
+    auto operator<=>(const LocalTime&) const = default;
 };
 
 /// Whether there is such a day, and such a time of day.
@@ -37,5 +38,9 @@ std::int64_t secondsOf(const LocalTime& time);
 /// When a file came to be, as the device's list has it: the earlier of its two times, since a
 /// picture is changed after it was taken. None where the list says nothing plausible.
 std::optional<LocalTime> listedDate(const FileRecord& file);
+
+/// When a file was changed last, as the device's list has it, else when it was made. None where
+/// the list says nothing plausible.
+std::optional<LocalTime> changeDate(const FileRecord& file);
 
 }  // namespace zlk

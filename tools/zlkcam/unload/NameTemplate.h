@@ -40,7 +40,7 @@ class NameTemplate {
 
     void addField(const std::string& field);
     void addText(char byte);
-    void requireName() const;
+    void requireFileName() const;
     static void append(std::string& place, const Piece& piece, const Values& values);
 
     std::vector<Piece> pieces_;

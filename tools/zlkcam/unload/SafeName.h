@@ -18,5 +18,6 @@ std::vector<std::string> safePath(std::u16string_view devicePath);
 
 /// The position of a name's extension, with its dot; the name's end if it has none.
 std::size_t extensionOf(std::string_view name);
+std::size_t extensionOf(std::u16string_view name);
 
 }  // namespace zlk

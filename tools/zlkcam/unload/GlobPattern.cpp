@@ -1,0 +1,140 @@
+#include "tools/zlkcam/unload/GlobPattern.h"
+
+#include <algorithm>
+
+#include "tools/zlkcam/Failure.h"
+#include "tools/zlkcam/Text.h"
+
+namespace zlk {
+namespace {
+
+constexpr char16_t slash = u'/';
+
+char16_t comparable(char16_t unit) {
+    return unit == u'\\' ? slash : upperCase(unit);
+}
+
+char16_t takeFront(std::u16string_view& text) {
+    const char16_t front = text.front();
+    text.remove_prefix(1);
+    return front;
+}
+
+}  // namespace
+
+bool GlobPattern::Token::takes(char16_t unitOfName) const {
+    const bool isAmong = std::ranges::any_of(ranges, [&](const Range& range) {
+        return range.first <= unitOfName && unitOfName <= range.last;
+    });
+    switch (kind) {
+        case Kind::Unit:
+            return unitOfName == unit;
+        case Kind::AnyUnit:
+            return unitOfName != slash;
+        case Kind::OneOf:
+            return isAmong && unitOfName != slash;
+        case Kind::NoneOf:
+            return !isAmong && unitOfName != slash;
+        default:
+            return false;
+    }
+}
+
+bool GlobPattern::Token::repeats(char16_t unitOfName) const {
+    return kind == Kind::DeepRun || (kind == Kind::Run && unitOfName != slash);
+}
+
+GlobPattern::GlobPattern(const std::string& text) {
+    std::u16string pattern = pathArgument(text);
+    std::ranges::transform(pattern, pattern.begin(), comparable);
+    isOfPath_ = pattern.find(slash) != pattern.npos;
+    // A folder stands for all that is in it.
+    if (pattern.ends_with(slash)) pattern += u"**";
+    std::u16string_view rest = pattern;
+    while (rest.starts_with(slash)) rest.remove_prefix(1);
+    if (text.empty())
+        throw Failure(ExitStatus::Usage, "A pattern for files is empty.",
+                      "Give a name in which * stands for anything, as in \"*.JPG\".");
+    while (!rest.empty()) {
+        if (rest.front() == u'*') {
+            addRun(rest);
+        } else if (rest.front() == u'[') {
+            addSet(rest, text);
+        } else {
+            const char16_t unit = takeFront(rest);
+            tokens_.push_back({unit == u'?' ? Token::Kind::AnyUnit : Token::Kind::Unit, unit});
+        }
+    }
+}
+
+void GlobPattern::addRun(std::u16string_view& rest) {
+    const std::size_t stars = std::min(rest.find_first_not_of(u'*'), rest.size());
+    rest.remove_prefix(stars);
+    const bool startsFolder = tokens_.empty() || (tokens_.back().kind == Token::Kind::Unit &&
+                                                  tokens_.back().unit == slash);
+    if (stars > 1 && startsFolder && rest.starts_with(slash))
+        tokens_.push_back({Token::Kind::MaybeFolders});
+    tokens_.push_back({stars > 1 ? Token::Kind::DeepRun : Token::Kind::Run});
+}
+
+void GlobPattern::addSet(std::u16string_view& rest, const std::string& text) {
+    rest.remove_prefix(1);
+    const bool isNegated = rest.starts_with(u'!') || rest.starts_with(u'^');
+    if (isNegated) rest.remove_prefix(1);
+    Token set{isNegated ? Token::Kind::NoneOf : Token::Kind::OneOf};
+    // A bracket that comes first is one of the set.
+    while (!rest.empty() && (rest.front() != u']' || set.ranges.empty())) {
+        const char16_t first = takeFront(rest);
+        const bool isRange = rest.size() > 1 && rest[0] == u'-' && rest[1] != u']';
+        if (isRange) rest.remove_prefix(1);
+        set.ranges.push_back({first, isRange ? takeFront(rest) : first});
+        if (set.ranges.back().last < first)
+            throw Failure(ExitStatus::Usage,
+                          "In the pattern \"" + text + "\" a range in brackets is upside down.",
+                          "Give the lower one first, as in [0-9].");
+    }
+    if (rest.empty())
+        throw Failure(ExitStatus::Usage, "In the pattern \"" + text + "\" a bracket isn't closed.",
+                      "A bracket that is part of a name is written [[].");
+    rest.remove_prefix(1);
+    tokens_.push_back(std::move(set));
+}
+
+bool GlobPattern::matches(std::u16string_view devicePath) const {
+    if (isOfPath_)
+        devicePath.remove_prefix(std::min(devicePath.find_first_not_of(u"/\\"), devicePath.size()));
+    else
+        devicePath.remove_prefix(devicePath.find_last_of(u"/\\") + 1);
+    // All places in the pattern that the text so far may have led to, so that nothing is ever tried
+    // twice.
+    std::vector<bool> reached(tokens_.size() + 1);
+    reached.front() = true;
+    follow(reached);
+    for (const char16_t unit : devicePath) reached = step(reached, comparable(unit));
+    return reached.back();
+}
+
+void GlobPattern::follow(std::vector<bool>& reached) const {
+    for (std::size_t i = 0; i < tokens_.size(); ++i) {
+        if (!reached[i]) continue;
+        const Token::Kind kind = tokens_[i].kind;
+        const bool isMaybe = kind == Token::Kind::MaybeFolders;
+        if (isMaybe || kind == Token::Kind::Run || kind == Token::Kind::DeepRun)
+            reached[i + 1] = true;
+        // Behind it stand the folders' run and its slash.
+        if (isMaybe) reached[i + 3] = true;
+    }
+}
+
+std::vector<bool> GlobPattern::step(const std::vector<bool>& reached, char16_t upper) const {
+    std::vector<bool> next(reached.size());
+    for (std::size_t i = 0; i < tokens_.size(); ++i) {
+        if (!reached[i]) continue;
+        if (tokens_[i].repeats(upper)) next[i] = true;
+        if (tokens_[i].takes(upper)) next[i + 1] = true;
+    }
+    follow(next);
+    return next;
+}
+
+}  // namespace zlk

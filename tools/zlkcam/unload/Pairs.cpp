@@ -1,0 +1,43 @@
+#include "tools/zlkcam/unload/Pairs.h"
+
+#include <algorithm>
+#include <string>
+#include <string_view>
+#include <unordered_map>
+
+#include "platform/text.h"
+#include "tools/zlkcam/unload/SafeName.h"
+
+namespace zlk {
+namespace {
+
+std::u16string_view withoutExtension(std::u16string_view path) {
+    const std::size_t name = path.find_last_of(u"/\\") + 1;
+    return path.substr(0, name + extensionOf(path.substr(name)));
+}
+
+}  // namespace
+
+std::vector<std::vector<std::size_t>> pairsOf(const std::vector<FileRecord>& files) {
+    std::vector<std::u16string> paths;
+    paths.reserve(files.size());
+    for (const FileRecord& file : files) paths.push_back(upperCase(file.cameraPath));
+
+    // The first file of a name goes with the first files of its other extensions, the second one
+    // with the second ones.
+    std::vector<std::vector<std::size_t>> groups;
+    std::unordered_map<std::u16string_view, std::size_t> timesSeen;
+    std::unordered_map<std::u16string_view, std::vector<std::size_t>> groupsOfStem;
+    for (std::size_t i = 0; i < paths.size(); ++i) {
+        const std::size_t occurrence = timesSeen[paths[i]]++;
+        std::vector<std::size_t>& ofStem = groupsOfStem[withoutExtension(paths[i])];
+        if (occurrence == ofStem.size()) {
+            ofStem.push_back(groups.size());
+            groups.emplace_back();
+        }
+        groups[ofStem[occurrence]].push_back(i);
+    }
+    return groups;
+}
+
+}  // namespace zlk
