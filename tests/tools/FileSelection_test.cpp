@@ -55,6 +55,7 @@ TEST(GlobPattern, MatchesNamesAndPathsAsShellsDo) {
         {"DCIM/**.mov", u"DCIM\\a\\b\\1.MOV", true},
         {"DCIM/", u"\\DCIM\\100CAM\\IMG_1.JPG", true},
         {"MISC/", u"\\DCIM\\MISC\\IMG_1.JPG", false},
+        {"/", u"\\DCIM\\100CAM\\IMG_1.JPG", true},
         {"/README.TXT", u"README.TXT", true},
         {"/README.TXT", u"\\DCIM\\README.TXT", false},
         {"\xE9.jpg", u"DCIM\\\xF0E9.jpg", true},  // bytes that aren't UTF-8, on both sides

@@ -2,6 +2,7 @@
 
 #include <gmock/gmock.h>
 
+#include "platform/text.h"
 #include "tools/zlkcam/Failure.h"
 #include "tools/zlkcam/unload/SafeName.h"
 
@@ -26,7 +27,7 @@ TEST(SafeName, IsWholeAndHarmless) {
     EXPECT_EQ(safeName(u"a/b\\c\x1b\x202E.jpg"), "a_b_c__.jpg");
     EXPECT_EQ(safeName(u"\xF0E9\xF041"), "é_");
     EXPECT_EQ(safeName(u"\xD800.jpg"), "\uFFFD.jpg");
-    for (const std::u16string& unit : {u"a", u"é", u"€", u"\xD83D\xDCF7"}) {
+    for (const std::u16string_view unit : {u"a", u"é", u"€", u"\xD83D\xDCF7"}) {
         std::u16string longName = u"x";
         for (int i = 0; i < 300; ++i) longName += unit;
         for (const std::u16string_view extension : {u"", u".JPG", u".a name with a dot in it"}) {

@@ -123,7 +123,7 @@ TEST(PictureDate, IsWhenItWasTakenRatherThanWhenItWasChanged) {
 
 TEST(PictureDate, OfAVideoIsInLocalTime) {
     ::setenv("TZ", "CET-1CEST,M3.5.0,M10.5.0/3", 1);
-    const std::uint64_t moment = 2082844800 + 1793520303;  // 2026-11-01 08:05:03 UTC
+    const std::uint64_t moment = 2082844800u + 1793520303u;  // 2026-11-01 08:05:03 UTC
     EXPECT_EQ(dateIn(movie(0, moment)), expected);
     EXPECT_EQ(dateIn(movie(1, moment)), expected);
     for (const std::uint64_t none :
@@ -138,7 +138,8 @@ TEST(PictureDate, IsNoneOrRightInWhateverIsCutOff) {
     for (const std::string& whole : {picture, tiff("MM\0*"s), movie(1, 0)})
         for (std::size_t size = 0; size <= whole.size(); ++size) {
             const auto date = dateIn(whole.substr(0, size));
-            if (date) EXPECT_THAT(*date, testing::AnyOf(expected, LocalTime{2020, 2, 2, 2, 2, 2}));
+            EXPECT_THAT(date,
+                        testing::AnyOf(std::nullopt, expected, LocalTime{2020, 2, 2, 2, 2, 2}));
         }
     EXPECT_EQ(dateIn("The date is 2026:11:01 09:05:03."), std::nullopt);
 }

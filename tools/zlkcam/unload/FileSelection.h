@@ -13,10 +13,10 @@ namespace zlk {
 
 /// As the command line has them.
 struct SelectionOptions {
-    std::vector<std::string> only;    ///< patterns, of which one must match
-    std::vector<std::string> except;  ///< patterns, of which none may match
-    std::vector<std::string> types;   ///< words, or several of them between commas
-    std::string since;                ///< a local date, or a date and time
+    std::vector<std::string> only{};    ///< patterns, of which one must match
+    std::vector<std::string> except{};  ///< patterns, of which none may match
+    std::vector<std::string> types{};   ///< words, or several of them between commas
+    std::string since{};                ///< a local date, or a date and time
 };
 
 class FileSelection {

@@ -45,16 +45,16 @@ bool GlobPattern::Token::repeats(char16_t unitOfName) const {
 }
 
 GlobPattern::GlobPattern(const std::string& text) {
-    std::u16string pattern = pathArgument(text);
-    std::ranges::transform(pattern, pattern.begin(), comparable);
-    isOfPath_ = pattern.find(slash) != pattern.npos;
-    // A folder stands for all that is in it.
-    if (pattern.ends_with(slash)) pattern += u"**";
-    std::u16string_view rest = pattern;
-    while (rest.starts_with(slash)) rest.remove_prefix(1);
     if (text.empty())
         throw Failure(ExitStatus::Usage, "A pattern for files is empty.",
                       "Give a name in which * stands for anything, as in \"*.JPG\".");
+    const std::size_t start = std::min(text.find_first_not_of("/\\"), text.size());
+    std::u16string pattern = pathArgument(std::string_view(text).substr(start));
+    std::ranges::transform(pattern, pattern.begin(), comparable);
+    isOfPath_ = start > 0 || pattern.find(slash) != pattern.npos;
+    // A folder stands for all that is in it.
+    if (pattern.empty() || pattern.ends_with(slash)) pattern += u"**";
+    std::u16string_view rest = pattern;
     while (!rest.empty()) {
         if (rest.front() == u'*') {
             addRun(rest);

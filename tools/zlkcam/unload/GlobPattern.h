@@ -18,7 +18,7 @@ class GlobPattern {
     explicit GlobPattern(const std::string& text);
 
     /// `devicePath` is below the device's root. A pattern that holds a slash is of the whole path,
-    /// and any other one of the file's name. Takes time in proportion to both lengths at most.
+    /// and any other one of the file's name. Takes no more time than both lengths multiplied.
     bool matches(std::u16string_view devicePath) const;
 
   private:
