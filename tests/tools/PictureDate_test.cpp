@@ -144,6 +144,14 @@ TEST(PictureDate, IsNoneOrRightInWhateverIsCutOff) {
     EXPECT_EQ(dateIn("The date is 2026:11:01 09:05:03."), std::nullopt);
 }
 
+TEST(PictureDate, IsSoughtInABlockThatWasMadeToTakeLong) {
+    // Directories that refer to themselves and to each other, as many as there is room for.
+    std::string block = intel + "\x08\0\0\0\xFF\xFF"s;
+    while (block.size() < pictureHeadSize)
+        block += "\x69\x87\4\0\1\0\0\0\x08\0\0\0"s + "\x25\x88\4\0\1\0\0\0\x0A\0\0\0"s;
+    for (int i = 0; i < 100; ++i) EXPECT_EQ(dateIn(block), std::nullopt);
+}
+
 TEST(PictureDate, IsReadFromWhatALibraryWrote) {
     const std::filesystem::path card = test::newFolder();
     const auto made =

@@ -3,7 +3,6 @@
 #include <algorithm>
 
 #include "tools/zlkcam/Failure.h"
-#include "tools/zlkcam/unload/LocalTime.h"
 
 namespace zlk {
 namespace {
@@ -12,21 +11,18 @@ bool isDigit(char byte) {
     return byte >= '0' && byte <= '9';
 }
 
-/// Seconds since 1970 UTC of `2026-11-01`, with or without `T10:30` or `T10:30:00` behind it.
-std::int64_t momentIn(const std::string& text) {
+/// `2026-11-01`, with or without `T10:30` or `T10:30:00` behind it.
+LocalTime timeArgument(const std::string& text) {
     constexpr std::string_view form = "0000-00-00T00:00:00";
-    std::int64_t seconds = -1;
     if (text.size() == 10 || text.size() == 16 || text.size() == form.size()) {
         const std::string full = text + std::string(form.substr(text.size()));
         std::string digitsAsZero = full;
         std::ranges::replace_if(digitsAsZero, isDigit, '0');
         const std::optional<LocalTime> time = localTimeIn(full);
-        if (time && digitsAsZero == form) seconds = secondsOf(*time);
+        if (time && digitsAsZero == form) return *time;
     }
-    if (seconds < 0)
-        throw Failure(ExitStatus::Usage, "\"" + text + "\" is no date to copy files from.",
-                      "Give a local date, as in 2026-11-01 or 2026-11-01T10:30:00.");
-    return seconds;
+    throw Failure(ExitStatus::Usage, "\"" + text + "\" is no date to copy files from.",
+                  "Give a local date, as in 2026-11-01 or 2026-11-01T10:30:00.");
 }
 
 std::vector<GlobPattern> patternsIn(const std::vector<std::string>& texts) {
@@ -58,7 +54,7 @@ bool anyMatches(const std::vector<GlobPattern>& patterns, const FileRecord& file
 FileSelection::FileSelection(const SelectionOptions& options)
     : only_(patternsIn(options.only)), except_(patternsIn(options.except)) {
     for (const std::string& words : options.types) addTypes(types_, words);
-    if (!options.since.empty()) since_ = momentIn(options.since);
+    if (!options.since.empty()) since_ = timeArgument(options.since);
 }
 
 bool FileSelection::takes(const FileRecord& file) const {
@@ -69,13 +65,13 @@ bool FileSelection::takes(const FileRecord& file) const {
 }
 
 bool FileSelection::takesAll() const {
-    return only_.empty() && except_.empty() && types_.empty() && since_ < 0;
+    return only_.empty() && except_.empty() && types_.empty() && !since_;
 }
 
 bool FileSelection::isLateEnough(const FileRecord& file) const {
-    if (since_ < 0) return true;
+    if (!since_) return true;
     const std::optional<LocalTime> date = changeDate(file);
-    return !date || secondsOf(*date) >= since_;
+    return !date || *date >= *since_;
 }
 
 }  // namespace zlk

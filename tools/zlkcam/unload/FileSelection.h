@@ -1,13 +1,14 @@
 #pragma once
 // Which of a device's files a person wants.
 
-#include <cstdint>
+#include <optional>
 #include <string>
 #include <vector>
 
 #include "tools/zlkcam/Documents.h"
 #include "tools/zlkcam/unload/FileType.h"
 #include "tools/zlkcam/unload/GlobPattern.h"
+#include "tools/zlkcam/unload/LocalTime.h"
 
 namespace zlk {
 
@@ -34,7 +35,7 @@ class FileSelection {
 
     std::vector<GlobPattern> only_, except_;
     std::vector<FileType> types_;
-    std::int64_t since_ = -1;  // seconds since 1970 UTC; -1: of any date
+    std::optional<LocalTime> since_;
 };
 
 }  // namespace zlk

@@ -107,10 +107,13 @@ bool GlobPattern::matches(std::u16string_view devicePath) const {
         devicePath.remove_prefix(devicePath.find_last_of(u"/\\") + 1);
     // All places in the pattern that the text so far may have led to, so that nothing is ever tried
     // twice.
-    std::vector<bool> reached(tokens_.size() + 1);
+    std::vector<bool> reached(tokens_.size() + 1), next(reached);
     reached.front() = true;
     follow(reached);
-    for (const char16_t unit : devicePath) reached = step(reached, comparable(unit));
+    for (const char16_t unit : devicePath) {
+        step(reached, comparable(unit), next);
+        reached.swap(next);
+    }
     return reached.back();
 }
 
@@ -126,15 +129,15 @@ void GlobPattern::follow(std::vector<bool>& reached) const {
     }
 }
 
-std::vector<bool> GlobPattern::step(const std::vector<bool>& reached, char16_t upper) const {
-    std::vector<bool> next(reached.size());
+void GlobPattern::step(const std::vector<bool>& reached, char16_t upper,
+                       std::vector<bool>& next) const {
+    next.assign(next.size(), false);
     for (std::size_t i = 0; i < tokens_.size(); ++i) {
         if (!reached[i]) continue;
         if (tokens_[i].repeats(upper)) next[i] = true;
         if (tokens_[i].takes(upper)) next[i + 1] = true;
     }
     follow(next);
-    return next;
 }
 
 }  // namespace zlk

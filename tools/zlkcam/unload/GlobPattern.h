@@ -38,7 +38,7 @@ class GlobPattern {
     void addRun(std::u16string_view& rest);
     void addSet(std::u16string_view& rest, const std::string& text);
     void follow(std::vector<bool>& reached) const;
-    std::vector<bool> step(const std::vector<bool>& reached, char16_t upper) const;
+    void step(const std::vector<bool>& reached, char16_t upper, std::vector<bool>& next) const;
 
     std::vector<Token> tokens_;
     bool isOfPath_ = false;

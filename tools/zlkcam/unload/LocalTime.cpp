@@ -57,11 +57,6 @@ std::optional<LocalTime> localTimeOf(std::int64_t seconds) {
                      time.hour,        time.minute,    time.second};
 }
 
-std::int64_t secondsOf(const LocalTime& time) {
-    return _mktime64(
-        {time.second, time.minute, time.hour, time.day, time.month - 1, time.year - 1900});
-}
-
 std::optional<LocalTime> listedDate(const FileRecord& file) {
     const std::optional<LocalTime> modified = plausibleTime(file.modified);
     const std::optional<LocalTime> created = plausibleTime(file.created);

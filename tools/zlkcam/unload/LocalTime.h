@@ -32,9 +32,6 @@ std::optional<LocalTime> localTimeIn(std::string_view text);
 /// The time in this machine's time zone; none for a moment that has none.
 std::optional<LocalTime> localTimeOf(std::int64_t seconds);
 
-/// Seconds since 1970 UTC of a time in this machine's time zone; -1 if it has none.
-std::int64_t secondsOf(const LocalTime& time);
-
 /// When a file came to be, as the device's list has it: the earlier of its two times, since a
 /// picture is changed after it was taken. None where the list says nothing plausible.
 std::optional<LocalTime> listedDate(const FileRecord& file);

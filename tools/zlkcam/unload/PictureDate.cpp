@@ -1,10 +1,6 @@
 #include "tools/zlkcam/unload/PictureDate.h"
 
-#include <libexif/exif-data.h>
-
 #include <algorithm>
-#include <memory>
-#include <string>
 #include <string_view>
 
 namespace zlk {
@@ -12,73 +8,91 @@ namespace {
 
 using namespace std::string_view_literals;
 
-constexpr std::string_view exifHeader = "Exif\0\0"sv;
-
-/// RAW files of some makers are TIFF files with a number of their own behind the byte order.
-bool isTiff(std::string_view bytes) {
-    constexpr std::string_view starts[] = {"II*\0"sv, "MM\0*"sv, "IIU\0"sv,
-                                           "IIRO"sv,  "IIRS"sv,  "MMOR"sv};
-    return std::ranges::any_of(starts,
-                               [&](std::string_view start) { return bytes.starts_with(start); });
+/// An unsigned number; 0 where there are too few bytes.
+std::uint64_t numberIn(std::string_view bytes, std::size_t at, std::size_t width,
+                       bool isBigEndian) {
+    if (at > bytes.size() || bytes.size() - at < width) return 0;
+    std::uint64_t number = 0;
+    for (std::size_t i = 0; i < width; ++i)
+        number =
+            number << 8 | static_cast<unsigned char>(bytes[at + (isBigEndian ? i : width - 1 - i)]);
+    return number;
 }
+
+/// The two directories of a TIFF or EXIF block in which dates are, read where they lie: libexif,
+/// which loads all of a block, takes seconds for one that was made to take long.
+class TiffBlock {
+  public:
+    explicit TiffBlock(std::string_view bytes) : bytes_(bytes) {}
+
+    /// RAW files of some makers have a number of their own behind the byte order.
+    static bool isAt(std::string_view bytes) {
+        constexpr std::string_view starts[] = {"II*\0"sv, "MM\0*"sv, "IIU\0"sv,
+                                               "IIRO"sv,  "IIRS"sv,  "MMOR"sv};
+        return std::ranges::any_of(
+            starts, [&](std::string_view start) { return bytes.starts_with(start); });
+    }
+
+    std::optional<LocalTime> taken() const {
+        enum Tag : unsigned {
+            changed = 0x0132,
+            exifDirectory = 0x8769,
+            original = 0x9003,
+            digitized = 0x9004
+        };
+        const std::size_t first = number(4, 4);
+        const std::size_t entry = entryOf(first, exifDirectory);
+        const std::size_t exif = entry == 0 ? 0 : number(entry + 8, 4);
+        for (const unsigned tag : {original, digitized, changed})
+            for (const std::size_t directory : {exif, first})
+                if (const auto time = timeOf(directory, tag)) return time;
+        return std::nullopt;
+    }
+
+  private:
+    std::size_t number(std::size_t at, std::size_t width) const {
+        return numberIn(bytes_, at, width, bytes_.front() == 'M');
+    }
+    /// Where a directory has what is said of a tag; 0 if it says nothing.
+    std::size_t entryOf(std::size_t directory, unsigned tag) const {
+        constexpr std::size_t entrySize = 12;
+        if (directory == 0) return 0;
+        const std::size_t count = number(directory, 2);
+        std::size_t entry = directory + 2;
+        for (std::size_t i = 0; i < count && entry + entrySize <= bytes_.size(); ++i) {
+            if (number(entry, 2) == tag) return entry;
+            entry += entrySize;
+        }
+        return 0;
+    }
+    std::optional<LocalTime> timeOf(std::size_t directory, unsigned tag) const {
+        const std::size_t entry = entryOf(directory, tag);
+        if (entry == 0) return std::nullopt;
+        const std::size_t length = number(entry + 4, 4), at = number(entry + 8, 4);
+        if (at > bytes_.size()) return std::nullopt;
+        const auto time = localTimeIn(bytes_.substr(at, length));
+        return time && isPlausible(*time) ? time : std::nullopt;
+    }
+
+    std::string_view bytes_;
+};
 
 /// What follows the first `marker` that a TIFF block follows; empty if there is none.
 std::string_view tiffBehind(std::string_view head, std::string_view marker) {
     for (std::size_t at = 0; (at = head.find(marker, at)) != head.npos;) {
         at += marker.size();
-        if (isTiff(head.substr(at))) return head.substr(at);
+        if (TiffBlock::isAt(head.substr(at))) return head.substr(at);
     }
     return {};
 }
 
 /// The file's TIFF block: itself, or what JPEG, HEIF and RAW files with other frames hold.
 std::string_view tiffIn(std::string_view head) {
-    if (isTiff(head)) return head;
-    // The box in which a RAW file of the ISO kind has its EXIF directory, as the block's first one.
-    const std::string_view box = tiffBehind(head, "CMT2");
-    return box.empty() ? tiffBehind(head, exifHeader) : box;
-}
-
-class ExifTimes {
-  public:
-    explicit ExifTimes(std::string_view tiff) : data_(exif_data_new()) {
-        if (!data_) throw std::bad_alloc();
-        // A block's first directory may be of tags that belong into another one.
-        exif_data_unset_option(data_.get(), EXIF_DATA_OPTION_IGNORE_UNKNOWN_TAGS);
-        exif_data_unset_option(data_.get(), EXIF_DATA_OPTION_FOLLOW_SPECIFICATION);
-        std::string block = std::string(exifHeader).append(tiff);
-        constexpr std::string_view intel = "*\0"sv, motorola = "\0*"sv;
-        block.replace(exifHeader.size() + 2, 2, tiff.front() == 'I' ? intel : motorola);
-        exif_data_load_data(data_.get(), reinterpret_cast<const unsigned char*>(block.data()),
-                            static_cast<unsigned>(block.size()));
-    }
-
-    std::optional<LocalTime> taken() const {
-        for (const ExifTag tag :
-             {EXIF_TAG_DATE_TIME_ORIGINAL, EXIF_TAG_DATE_TIME_DIGITIZED, EXIF_TAG_DATE_TIME})
-            for (const ExifIfd directory : {EXIF_IFD_EXIF, EXIF_IFD_0})
-                if (const auto time = timeOf(directory, tag)) return time;
-        return std::nullopt;
-    }
-
-  private:
-    std::optional<LocalTime> timeOf(ExifIfd directory, ExifTag tag) const {
-        const ExifEntry* const entry = exif_content_get_entry(data_->ifd[directory], tag);
-        if (!entry || !entry->data) return std::nullopt;
-        const auto time = localTimeIn({reinterpret_cast<const char*>(entry->data), entry->size});
-        return time && isPlausible(*time) ? time : std::nullopt;
-    }
-
-    struct Unref {
-        void operator()(ExifData* data) const { exif_data_unref(data); }
-    };
-    std::unique_ptr<ExifData, Unref> data_;
-};
-
-std::uint64_t bigEndian(std::string_view bytes) {
-    std::uint64_t value = 0;
-    for (const char byte : bytes) value = value << 8 | static_cast<unsigned char>(byte);
-    return value;
+    if (TiffBlock::isAt(head)) return head;
+    const std::string_view exif = tiffBehind(head, "Exif\0\0"sv);
+    const bool isIsoFile = head.size() > 4 && head.substr(4).starts_with("ftyp");
+    // RAW files of that kind have the EXIF directory in a box of its own, as a block's first one.
+    return exif.empty() && isIsoFile ? tiffBehind(head, "CMT2") : exif;
 }
 
 /// When a video was begun, as the header of its movie box has it.
@@ -92,10 +106,9 @@ std::optional<LocalTime> movieTime(std::string_view head) {
     for (const Form& form : forms) {
         const std::size_t at = head.find(form.start);
         if (at == head.npos) continue;
-        const std::size_t timeAt = at + form.start.size() + flagBytes;
-        if (head.size() < timeAt + form.timeBytes) continue;
         constexpr std::uint64_t from1904To1970 = 2082844800;
-        const std::uint64_t since1904 = bigEndian(head.substr(timeAt, form.timeBytes));
+        const std::uint64_t since1904 =
+            numberIn(head, at + form.start.size() + flagBytes, form.timeBytes, true);
         const auto time = localTimeOf(static_cast<std::int64_t>(since1904 - from1904To1970));
         if (time && isPlausible(*time)) return time;
     }
@@ -108,7 +121,7 @@ std::optional<LocalTime> pictureDate(std::span<const std::byte> head) {
     head = head.first(std::min(head.size(), pictureHeadSize));
     const std::string_view bytes(reinterpret_cast<const char*>(head.data()), head.size());
     const std::string_view tiff = tiffIn(bytes);
-    const auto taken = tiff.empty() ? std::nullopt : ExifTimes(tiff).taken();
+    const auto taken = tiff.empty() ? std::nullopt : TiffBlock(tiff).taken();
     return taken ? taken : movieTime(bytes);
 }
 
