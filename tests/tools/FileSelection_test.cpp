@@ -85,10 +85,11 @@ TEST(FileSelection, TakesWhatOneOfThePatternsWantsAndNoneRefuses) {
 
 TEST(FileSelection, TellsTypesByExtension) {
     const std::pair<const char16_t*, const char*> files[] = {
-        {u"a.cr2", "raw"},   {u"A.DNG", "RAW"},     {u"d.jpg\\a.Nef", "raw"}, {u"a.JPEG", "jpeg"},
-        {u"a.HIF", "heif"},  {u"a.mts", "video"},   {u"a.b.MP4", "video"},    {u"a.WAV", "audio"},
-        {u"a.xmp", "other"}, {u"a.jpg x", "other"}, {u"jpg", "other"},        {u".jpg", "other"},
-        {u"a.", "other"},    {u"", "other"}};
+        {u"a.cr2", "raw"},     {u"A.DNG", "RAW"},   {u"d.jpg\\a.Nef", "raw"},
+        {u"a.JPEG", "jpeg"},   {u"a.HIF", "heif"},  {u"a.mts", "video"},
+        {u"a.b.MP4", "video"}, {u"a.WAV", "audio"}, {u"a.xmp", "other"},
+        {u"a.jpg x", "other"}, {u"jpg", "other"},   {u"DCIM\\.jpg", "other"},
+        {u"a.", "other"},      {u"", "other"}};
     const std::vector<std::string> words{"raw", "jpeg", "heif", "video", "audio", "other"};
     for (const auto& [path, type] : files) {
         std::string others;

@@ -152,6 +152,26 @@ TEST(PictureDate, IsSoughtInABlockThatWasMadeToTakeLong) {
     for (int i = 0; i < 100; ++i) EXPECT_EQ(dateIn(block), std::nullopt);
 }
 
+TEST(ListedDate, IsTheEarlierOneThatCanBeTrue) {
+    const std::string early = "11/01/2026 09:05:03", late = "11/02/2026 00:00:00",
+                      unset = "01/01/1980 00:00:00";
+    const auto dates = [](const RecordTime& modified, const RecordTime& created) {
+        FileRecord file;
+        file.modified = modified;
+        file.created = created;
+        return std::pair(listedDate(file), changeDate(file));
+    };
+    const LocalTime changed{2026, 11, 2, 0, 0, 0};
+    EXPECT_EQ(dates({late}, {early}), std::pair(std::optional(expected), std::optional(changed)));
+    EXPECT_EQ(dates({early}, {late}).first, expected);
+    for (const RecordTime& none : {RecordTime{unset}, RecordTime{late, true}, RecordTime{""}}) {
+        EXPECT_EQ(dates({early}, none).first, expected);
+        EXPECT_EQ(dates(none, {early}).first, expected);
+        EXPECT_EQ(dates(none, {early}).second, expected);
+        EXPECT_EQ(dates(none, none).first, std::nullopt);
+    }
+}
+
 TEST(PictureDate, IsReadFromWhatALibraryWrote) {
     const std::filesystem::path card = test::newFolder();
     const auto made =

@@ -35,12 +35,13 @@ constexpr Type types[] = {{FileType::Raw, "raw", raw},       {FileType::Jpeg, "j
 
 }  // namespace
 
-FileType fileTypeOf(std::u16string_view name) {
-    name.remove_prefix(extensionOf(name));
-    if (name.empty()) return FileType::Other;
+FileType fileTypeOf(std::u16string_view devicePath) {
+    std::u16string_view extension = fileNameIn(devicePath);
+    extension.remove_prefix(extensionOf(extension));
+    if (extension.empty()) return FileType::Other;
     const auto isOf = [&](const Type& type) {
-        return std::ranges::any_of(type.extensions, [&](std::u16string_view extension) {
-            return equalIgnoringCase(name.substr(1), extension);
+        return std::ranges::any_of(type.extensions, [&](std::u16string_view known) {
+            return equalIgnoringCase(extension.substr(1), known);
         });
     };
     const auto* const found = std::ranges::find_if(types, isOf);

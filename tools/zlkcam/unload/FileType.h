@@ -1,5 +1,5 @@
 #pragma once
-// What kind of file a name's extension stands for.
+// What kind of file a file's extension stands for.
 
 #include <optional>
 #include <string>
@@ -9,7 +9,7 @@ namespace zlk {
 
 enum class FileType { Raw, Jpeg, Heif, Video, Audio, Other };
 
-FileType fileTypeOf(std::u16string_view name);
+FileType fileTypeOf(std::u16string_view devicePath);
 
 /// The type that a word of the command line names, without case.
 std::optional<FileType> fileTypeNamed(std::string_view word);

@@ -4,6 +4,7 @@
 
 #include "tools/zlkcam/Failure.h"
 #include "tools/zlkcam/Text.h"
+#include "tools/zlkcam/unload/SafeName.h"
 
 namespace zlk {
 namespace {
@@ -104,7 +105,7 @@ bool GlobPattern::matches(std::u16string_view devicePath) const {
     if (isOfPath_)
         devicePath.remove_prefix(std::min(devicePath.find_first_not_of(u"/\\"), devicePath.size()));
     else
-        devicePath.remove_prefix(devicePath.find_last_of(u"/\\") + 1);
+        devicePath = fileNameIn(devicePath);
     // All places in the pattern that the text so far may have led to, so that nothing is ever tried
     // twice.
     std::vector<bool> reached(tokens_.size() + 1), next(reached);

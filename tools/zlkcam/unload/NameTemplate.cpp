@@ -2,7 +2,6 @@
 
 #include <algorithm>
 #include <array>
-#include <cstdio>
 
 #include "tools/zlkcam/Failure.h"
 #include "tools/zlkcam/Text.h"
@@ -54,40 +53,34 @@ std::string padded(unsigned number, std::size_t digits) {
     return std::string(digits > text.size() ? digits - text.size() : 0, '0') + text;
 }
 
-std::string dateText(std::string_view format, const LocalTime& date) {
-    const auto number = [](int value) { return padded(static_cast<unsigned>(value), 2); };
-    std::string text;
-    for (std::size_t i = 0; i < format.size(); ++i) {
-        if (format[i] != '%') {
-            text += format[i];
-            continue;
-        }
-        switch (format[++i]) {
-            case 'Y':
-                text += padded(static_cast<unsigned>(date.year), 4);
-                break;
-            case 'y':
-                text += number(date.year % 100);
-                break;
-            case 'm':
-                text += number(date.month);
-                break;
-            case 'd':
-                text += number(date.day);
-                break;
-            case 'H':
-                text += number(date.hour);
-                break;
-            case 'M':
-                text += number(date.minute);
-                break;
-            case 'S':
-                text += number(date.second);
-                break;
-            default:
-                text += '%';
-        }
+std::string datePart(char letter, const LocalTime& date) {
+    const auto number = [](int value, std::size_t digits = 2) {
+        return padded(static_cast<unsigned>(value), digits);
+    };
+    switch (letter) {
+        case 'Y':
+            return number(date.year, 4);
+        case 'y':
+            return number(date.year % 100);
+        case 'm':
+            return number(date.month);
+        case 'd':
+            return number(date.day);
+        case 'H':
+            return number(date.hour);
+        case 'M':
+            return number(date.minute);
+        case 'S':
+            return number(date.second);
+        default:
+            return "%";
     }
+}
+
+std::string dateText(std::string_view format, const LocalTime& date) {
+    std::string text;
+    for (std::size_t i = 0; i < format.size(); ++i)
+        text += format[i] == '%' ? datePart(format[++i], date) : std::string(1, format[i]);
     return text;
 }
 

@@ -1,6 +1,5 @@
 #include "tools/zlkcam/unload/Pairs.h"
 
-#include <algorithm>
 #include <string>
 #include <string_view>
 #include <unordered_map>
@@ -12,8 +11,8 @@ namespace zlk {
 namespace {
 
 std::u16string_view withoutExtension(std::u16string_view path) {
-    const std::size_t name = path.find_last_of(u"/\\") + 1;
-    return path.substr(0, name + extensionOf(path.substr(name)));
+    const std::u16string_view name = fileNameIn(path);
+    return path.substr(0, path.size() - name.size() + extensionOf(name));
 }
 
 }  // namespace

@@ -65,6 +65,10 @@ std::vector<std::string> safePath(std::u16string_view devicePath) {
     return parts;
 }
 
+std::u16string_view fileNameIn(std::u16string_view devicePath) {
+    return devicePath.substr(devicePath.find_last_of(u"/\\") + 1);
+}
+
 std::size_t extensionOf(std::string_view name) {
     return extensionIn(name);
 }

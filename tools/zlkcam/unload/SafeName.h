@@ -16,6 +16,9 @@ std::string safeName(std::u16string_view name);
 /// file's name; there is always one.
 std::vector<std::string> safePath(std::u16string_view devicePath);
 
+/// What stands behind the last slash, of either kind.
+std::u16string_view fileNameIn(std::u16string_view devicePath);
+
 /// The position of a name's extension, with its dot; the name's end if it has none.
 std::size_t extensionOf(std::string_view name);
 std::size_t extensionOf(std::u16string_view name);
