@@ -15,6 +15,7 @@ struct LocalTime {
     int month = 0;  ///< 1 to 12
     int day = 0;    ///< 1 to 31
     int hour = 0, minute = 0, second = 0;
+    // NOLINTNEXTLINE(modernize-use-nullptr): the compiler's own comparisons have a 0 in them
     auto operator<=>(const LocalTime&) const = default;
 };
 
