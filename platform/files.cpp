@@ -407,8 +407,10 @@ std::u16string finalPath(const WCHAR* path) noexcept {
 
 std::u16string pathOfOpenFile(HANDLE file) noexcept {
     return withoutExceptions(std::u16string(), [&] {
-        const auto handle = findHandleOf<FileHandle>(file);
-        return handle ? formatText(u"/proc/self/fd/%d", handle->descriptor()) : std::u16string();
+        const auto handle = findHandle(file);
+        const int descriptor = handle ? handle->descriptor() : -1;
+        if (handle && descriptor < 0) SetLastError(ERROR_INVALID_HANDLE);
+        return descriptor < 0 ? std::u16string() : formatText(u"/proc/self/fd/%d", descriptor);
     });
 }
 

@@ -139,8 +139,8 @@ bool _wstat64i32(const WCHAR* path, FileStatus& status) noexcept;
 /// failure.
 std::u16string finalPath(const WCHAR* path) noexcept;
 
-/// A path that leads to an open file whatever becomes of its name meanwhile: in this process, and
-/// as long as the handle is open. Empty with the last error.
+/// A path that leads to an open file or folder whatever becomes of its name meanwhile: in this
+/// process, and as long as the handle is open. Empty with the last error.
 std::u16string pathOfOpenFile(HANDLE file) noexcept;
 
 /// ERROR_ALREADY_EXISTS, also for a file of that name.

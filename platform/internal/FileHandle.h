@@ -24,7 +24,7 @@ class FileHandle final : public Handle {
     /// What can't be flushed (/dev/null) has nothing left to write.
     bool flush() override;
     bool size(std::int64_t& bytes) override;
-    int descriptor() const noexcept { return file_.get(); }
+    int descriptor() const noexcept override { return file_.get(); }
     bool setLastWrite(const FILETIME& time);
 
   private:

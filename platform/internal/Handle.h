@@ -23,6 +23,8 @@ class Handle {
                          DWORD outputSize, DWORD& returned);
     virtual bool flush();
     virtual bool size(std::int64_t& bytes);
+    /// Of the file or folder that is open; -1 if it is neither.
+    virtual int descriptor() const noexcept { return -1; }
     /// Runs when the handle is closed, while other calls may still be in the object.
     virtual void close() noexcept {}
 };

@@ -17,6 +17,7 @@ class VolumeHandle final : public Handle {
 
     /// All that is written on the file system. ERROR_NOT_READY where there is no medium.
     bool flush() override;
+    int descriptor() const noexcept override { return folder_.get(); }
     /// IOCTL_STORAGE_QUERY_PROPERTY; ERROR_NOT_SUPPORTED for a folder.
     bool control(DWORD code, const void* input, DWORD inputSize, void* output, DWORD outputSize,
                  DWORD& returned) override;

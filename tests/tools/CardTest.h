@@ -13,15 +13,37 @@
 
 namespace zlk::test {
 
+/// The files in a folder that was unloaded into, without the record of it.
+inline std::vector<std::filesystem::path> copiesIn(const std::filesystem::path& folder) {
+    std::vector<std::filesystem::path> copies;
+    for (const auto& entry : std::filesystem::recursive_directory_iterator(folder))
+        if (entry.is_regular_file() && entry.path().parent_path().filename() != "ascmhl")
+            copies.push_back(entry.path());
+    return copies;
+}
+
+/// What isn't whole yet in a folder that is unloaded into.
+inline std::vector<std::filesystem::path> hiddenCopies(const std::filesystem::path& folder) {
+    std::vector<std::filesystem::path> files;
+    std::error_code none;
+    for (const auto& run : std::filesystem::directory_iterator(folder, none))
+        if (run.path().filename().string().starts_with(".zlkcam-"))
+            for (const auto& file : std::filesystem::directory_iterator(run, none))
+                files.push_back(file.path());
+    return files;
+}
+
 /// Waits for so many bytes in a hidden file whose name ends so, and stops the client there. Behind
 /// the last of them it reads the file a second time.
 inline void freezeInside(const RunningZlkCam& client, const std::filesystem::path& folder,
                          const std::string& end, std::uintmax_t bytes = 1) {
-    std::error_code none;
     for (;; std::this_thread::yield())
-        for (const auto& entry : std::filesystem::directory_iterator(folder, none))
-            if (entry.path().string().ends_with(end) && entry.file_size(none) >= bytes && !none)
+        for (const auto& file : hiddenCopies(folder)) {
+            std::error_code none;
+            if (file.string().ends_with(end) && std::filesystem::file_size(file, none) >= bytes &&
+                !none)
                 return client.signal(SIGSTOP);
+        }
 }
 
 class CardTest : public testing::Test {

@@ -145,7 +145,7 @@ TEST_F(Card, answersEveryQuestionInJson) {
 TEST(Zlkcam, saysWhatIsWrongWithACommandLine) {
     using Words = std::vector<std::string>;
     for (const Words& words :
-         {Words{}, Words{"nonsense"}, Words{"unload"}, Words{"unload", "a", "b", "c"},
+         {Words{}, Words{"nonsense"}, Words{"unload"}, Words{"unload", "--type", "film", "a"},
           Words{"list", "--nonsense"}, Words{"translate", "nonsense", "x"}, Words{"settings"},
           Words{"settings", "set", "k", "n", "x", "--type", "y"},
           Words{"settings", "list", "HKEY_USERS\\x"}, Words{"mount", "/", "--letter", "12"}}) {

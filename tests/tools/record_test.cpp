@@ -36,9 +36,8 @@ class RecordTest : public testing::Test {
     /// The names and bytes of what was copied.
     static std::map<std::string, std::string> filesIn(const fs::path& folder) {
         std::map<std::string, std::string> files;
-        for (const auto& entry : fs::recursive_directory_iterator(folder))
-            if (entry.is_regular_file())
-                files[fs::relative(entry.path(), folder)] = readFile(entry.path());
+        for (const fs::path& copy : copiesIn(folder))
+            files[fs::relative(copy, folder)] = readFile(copy);
         return files;
     }
 

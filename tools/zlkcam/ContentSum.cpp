@@ -4,10 +4,6 @@
 
 #include <bit>
 #include <new>
-#include <vector>
-
-#include "platform/files.h"
-#include "platform/named_objects.h"
 
 namespace zlk {
 
@@ -31,29 +27,19 @@ ContentSum ContentSummer::sum() const {
     return std::bit_cast<ContentSum>(sum);
 }
 
-std::optional<ContentSum> contentSum(const std::u16string& file) {
-    const UniqueHandle handle(CreateFileW(file.c_str(), GENERIC_READ,
-                                          FILE_SHARE_READ | FILE_SHARE_WRITE, nullptr,
-                                          OPEN_EXISTING, FILE_ATTRIBUTE_NORMAL, nullptr));
-    if (!handle) return std::nullopt;
-    ContentSummer summer;
-    std::vector<std::byte> block(256 * 1024);
-    for (DWORD read = 1; read > 0;) {
-        if (!ReadFile(handle.get(), block.data(), static_cast<DWORD>(block.size()), &read, nullptr))
-            return std::nullopt;
-        summer.add(std::span(block).first(read));
-    }
-    return summer.sum();
-}
-
-std::string sumText(const ContentSum& sum) {
+std::string hexText(std::span<const std::byte> bytes) {
     constexpr char digits[] = "0123456789abcdef";
     std::string text;
-    for (const std::byte byte : sum) {
+    text.reserve(2 * bytes.size());
+    for (const std::byte byte : bytes) {
         text += digits[std::to_integer<unsigned>(byte) >> 4];
         text += digits[std::to_integer<unsigned>(byte) & 15];
     }
     return text;
+}
+
+std::string sumText(const ContentSum& sum) {
+    return hexText(sum);
 }
 
 }  // namespace zlk

@@ -32,8 +32,8 @@ class ContentSummer {
     std::uint64_t size_ = 0;
 };
 
-/// Of a whole file; none with the last error where it can't be read.
-std::optional<ContentSum> contentSum(const std::u16string& file);
+/// Two lower case digits a byte.
+std::string hexText(std::span<const std::byte> bytes);
 
 /// As `xxhsum -H2` prints it.
 std::string sumText(const ContentSum& sum);

@@ -1,10 +1,8 @@
 #include "tools/zlkcam/MediumReader.h"
 
 #include <fcntl.h>
-#include <linux/magic.h>
 #include <sys/mman.h>
 #include <sys/stat.h>
-#include <sys/statfs.h>
 #include <unistd.h>
 
 #include <algorithm>
@@ -13,24 +11,12 @@
 #include <span>
 #include <vector>
 
+#include "platform/descriptor.h"
+#include "tools/zlkcam/FileSystem.h"
+#include "tools/zlkcam/StopFlag.h"
+
 namespace zlk {
 namespace {
-
-class OpenFile {
-  public:
-    OpenFile(const std::string& path, int flags)
-        : file_(::open(path.c_str(), O_RDONLY | O_CLOEXEC | flags)) {}
-    ~OpenFile() {
-        if (file_ >= 0) ::close(file_);
-    }
-    OpenFile(const OpenFile&) = delete;
-    OpenFile& operator=(const OpenFile&) = delete;
-    explicit operator bool() const { return file_ >= 0; }
-    int get() const { return file_; }
-
-  private:
-    const int file_;
-};
 
 constexpr std::size_t blockSize = 1 << 20;
 constexpr std::align_val_t blockAlignment{4096};  // what a disk's sectors want of a direct read
@@ -40,17 +26,6 @@ struct FreeBlock {
     void operator()(std::byte* block) const noexcept { ::operator delete(block, blockAlignment); }
 };
 using Block = std::unique_ptr<std::byte[], FreeBlock>;
-
-/// Whether bytes that are read there, and aren't in memory, come from a medium of this machine.
-bool liesOnMedium(int file) {
-    constexpr long elsewhere[] = {TMPFS_MAGIC,      RAMFS_MAGIC,      NFS_SUPER_MAGIC,
-                                  SMB_SUPER_MAGIC,  CIFS_SUPER_MAGIC, SMB2_SUPER_MAGIC,
-                                  V9FS_MAGIC,       AFS_SUPER_MAGIC,  CODA_SUPER_MAGIC,
-                                  CEPH_SUPER_MAGIC, FUSE_SUPER_MAGIC};
-    struct statfs status {};
-    return ::fstatfs(file, &status) == 0 &&
-           std::ranges::find(elsewhere, static_cast<long>(status.f_type)) == std::end(elsewhere);
-}
 
 /// Whether the system has any of the file in memory; true also where it doesn't say.
 bool isInMemory(int file, std::uint64_t size) {
@@ -70,44 +45,56 @@ bool isInMemory(int file, std::uint64_t size) {
     return false;
 }
 
-std::optional<ContentSum> sumOf(int file) {
+struct Sum {
+    Digest digest;
+    std::uint64_t size;
+};
+
+std::optional<Sum> sumOf(int file, DigestKind kind,
+                         const std::function<void(std::uint64_t)>& progress) {
     const Block block(static_cast<std::byte*>(::operator new(blockSize, blockAlignment)));
-    ContentSummer summer;
-    for (;;) {
-        const ssize_t read =
-            ::pread(file, block.get(), blockSize, static_cast<off_t>(summer.size()));
+    Digester digester(kind);
+    for (std::uint64_t size = 0;;) {
+        if (StopFlag::raised()) throw stoppedEarly();
+        const ssize_t read = ::pread(file, block.get(), blockSize, static_cast<off_t>(size));
         if (read < 0 && errno == EINTR) continue;
         if (read < 0) return std::nullopt;
-        if (read == 0) return summer.sum();
-        summer.add(std::span(block.get(), static_cast<std::size_t>(read)));
+        if (read == 0) return Sum{digester.digest(), size};
+        digester.add(std::span(block.get(), static_cast<std::size_t>(read)));
+        size += static_cast<std::uint64_t>(read);
+        if (progress) progress(size);
     }
+}
+
+Descriptor open(const std::string& path, int flags = 0) {
+    return Descriptor(::open(path.c_str(), O_RDONLY | O_CLOEXEC | flags));
 }
 
 }  // namespace
 
-std::optional<MediumSum> sumFromMedium(const std::string& path) {
-    const OpenFile file(path, 0);
+std::optional<MediumDigest> digestFromMedium(int file, DigestKind kind,
+                                             const std::function<void(std::uint64_t)>& progress) {
     struct stat status {};
-    if (!file || ::fstat(file.get(), &status) != 0) return std::nullopt;
-    ::posix_fadvise(file.get(), 0, 0, POSIX_FADV_DONTNEED);
-    const bool isFresh = !isInMemory(file.get(), static_cast<std::uint64_t>(status.st_size));
-    std::optional<ContentSum> sum;
+    if (::fstat(file, &status) != 0) return std::nullopt;
+    ::posix_fadvise(file, 0, 0, POSIX_FADV_DONTNEED);
+    const bool isFresh = !isInMemory(file, static_cast<std::uint64_t>(status.st_size));
+    std::optional<Sum> sum;
     bool isDirect = false;
     if (!isFresh) {
         // Somebody has it mapped, or its pages are held back; a direct read goes past them.
-        const OpenFile direct(path, O_DIRECT);
-        if (direct) sum = sumOf(direct.get());
+        const Descriptor direct = open("/proc/self/fd/" + std::to_string(file), O_DIRECT);
+        if (direct) sum = sumOf(direct.get(), kind, progress);
         isDirect = sum.has_value();
         // A disk that errs must not be covered by what the system remembers of it.
         if (!isDirect && errno != EINVAL) return std::nullopt;
     }
-    if (!isDirect) sum = sumOf(file.get());
+    if (!isDirect) sum = sumOf(file, kind, progress);
     if (!sum) return std::nullopt;
-    return MediumSum{*sum, (isFresh || isDirect) && liesOnMedium(file.get())};
+    return MediumDigest{sum->digest, sum->size, (isFresh || isDirect) && isOnMedium(file)};
 }
 
 void forgetContents(const std::string& path) {
-    const OpenFile file(path, 0);
+    const Descriptor file = open(path);
     if (file) ::posix_fadvise(file.get(), 0, 0, POSIX_FADV_DONTNEED);
 }
 

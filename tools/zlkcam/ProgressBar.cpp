@@ -25,6 +25,20 @@ std::string timeText(std::uint64_t seconds) {
     return text.data();
 }
 
+StepState stateOf(std::uint64_t done, std::uint64_t whole, DWORD elapsed) {
+    StepState state{done};
+    // The first moments say nothing about the rate.
+    if (elapsed < 500 || done == 0) return state;
+    state.rate = std::max<std::uint64_t>(done * 1000 / elapsed, 1);
+    state.secondsLeft = (whole - std::min(done, whole)) / state.rate;
+    return state;
+}
+
+std::string rateText(const StepState& state) {
+    if (state.rate == 0) return {};
+    return "  " + sizeText(state.rate) + "/s  " + timeText(state.secondsLeft) + " left";
+}
+
 }  // namespace
 
 ProgressBar::ProgressBar(Tool& tool, std::size_t files, std::uint64_t bytes)
@@ -60,18 +74,34 @@ void ProgressBar::report(const std::string& line, bool worthKeeping) {
     draw(false);
 }
 
+void ProgressBar::prove(std::uint64_t bytes) {
+    proved_ += bytes;
+    draw(false);
+}
+
+DWORD ProgressBar::elapsed() const {
+    return GetTickCount() - start_;
+}
+
+StepState ProgressBar::copied(DWORD elapsed) const {
+    return stateOf(bytesDone_ + fileSize_ * static_cast<std::uint64_t>(percent_) / 100, bytes_,
+                   elapsed);
+}
+
+StepState ProgressBar::proved(DWORD elapsed) const {
+    return stateOf(proved_, proofs_, elapsed);
+}
+
 std::string ProgressBar::text(DWORD elapsed, std::size_t columns) const {
-    const std::uint64_t done = bytesDone_ + fileSize_ * static_cast<std::uint64_t>(percent_) / 100;
+    const StepState copying = copied(elapsed);
     const std::uint64_t whole = std::max<std::uint64_t>(bytes_, 1);
-    const std::uint64_t part = std::min(done, whole);
-    const std::size_t filled = static_cast<std::size_t>(part * barWidth / whole);
+    const auto filled = static_cast<std::size_t>(std::min(copying.done, whole) * barWidth / whole);
     std::string line = "[" + std::string(filled, '#') + std::string(barWidth - filled, '.') + "] " +
                        std::to_string(filesDone_) + "/" + std::to_string(files_) + " files  " +
-                       sizeText(done) + " of " + sizeText(bytes_);
-    // The first moments say nothing about the rate.
-    if (elapsed >= 500 && done > 0) {
-        const std::uint64_t rate = std::max<std::uint64_t>(done * 1000 / elapsed, 1);
-        line += "  " + sizeText(rate) + "/s  " + timeText((whole - part) / rate) + " left";
+                       sizeText(copying.done) + " of " + sizeText(bytes_) + rateText(copying);
+    if (proofs_ > 0) {
+        const StepState proving = proved(elapsed);
+        line += "  proved " + sizeText(proving.done) + rateText(proving);
     }
     line += "  " + name_;
     // Cut between characters; a name's width is counted as one column each, which may wrap a
@@ -82,7 +112,7 @@ std::string ProgressBar::text(DWORD elapsed, std::size_t columns) const {
 }
 
 void ProgressBar::draw(bool always) {
-    if (tool_.json || !tool_.onTerminal()) return;
+    if (hidden_ || tool_.json || !tool_.onTerminal()) return;
     const DWORD now = GetTickCount();
     if (!always && drawn_ && now - lastDrawn_ < drawEvery) return;
     lastDrawn_ = now;

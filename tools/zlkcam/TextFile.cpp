@@ -5,8 +5,8 @@
 #include "platform/files.h"
 #include "platform/named_objects.h"
 #include "tools/zlkcam/Failure.h"
-#include "tools/zlkcam/TargetFolder.h"
 #include "tools/zlkcam/Text.h"
+#include "tools/zlkcam/unload/RunFolder.h"
 
 namespace zlk {
 namespace {
@@ -56,13 +56,20 @@ std::u16string readTextFile(const std::u16string& path) {
 }
 
 void writeNewFile(const std::u16string& path, std::string_view bytes) {
-    HiddenFile part(hiddenName(path, newRun()));
+    const std::size_t name = path.find_last_of(u"/\\") + 1;
+    const std::u16string hidden =
+        path.substr(0, name) + wideText(newRunName()) + u'-' + path.substr(name) + u".part";
+    const UniqueHandle file(CreateFileW(hidden.c_str(), GENERIC_WRITE, 0, nullptr, CREATE_NEW,
+                                        FILE_ATTRIBUTE_NORMAL, nullptr));
+    if (!file) fail(path, reasonText());
     DWORD written = 0;
     const auto size = static_cast<DWORD>(bytes.size());
-    if (!WriteFile(part.handle(), bytes.data(), size, &written, nullptr) ||
-        !FlushFileBuffers(part.handle()) || !MoveFileW(part.name().c_str(), path.c_str()))
-        fail(path, reasonText());
-    part.letGo();
+    if (WriteFile(file.get(), bytes.data(), size, &written, nullptr) &&
+        FlushFileBuffers(file.get()) && MoveFileW(hidden.c_str(), path.c_str()))
+        return;
+    const std::string reason = reasonText();
+    DeleteFileW(hidden.c_str());
+    fail(path, reason);
 }
 
 }  // namespace zlk

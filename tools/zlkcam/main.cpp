@@ -15,6 +15,7 @@ void addCommands(CLI::App& app, Tool& tool) {
     addDeviceCommands(app, tool);
     addFileCommands(app, tool);
     addUnloadCommand(app, tool);
+    addCheckCommand(app, tool);
     addDocumentCommands(app, tool);
     addCameraCommands(app, tool);
     addAdoptCommand(app, tool);

@@ -14,6 +14,7 @@ void addMountCommands(CLI::App& app, Tool& tool);     // mount, unmount
 void addDeviceCommands(CLI::App& app, Tool& tool);    // devices, info, locked, translate
 void addFileCommands(CLI::App& app, Tool& tool);      // list, thumbs, delete
 void addUnloadCommand(CLI::App& app, Tool& tool);     // unload
+void addCheckCommand(CLI::App& app, Tool& tool);      // check
 void addDocumentCommands(CLI::App& app, Tool& tool);  // order, intent, share, tags, escape
 void addCameraCommands(CLI::App& app, Tool& tool);    // clock, diag
 void addAdoptCommand(CLI::App& app, Tool& tool);      // adopt

@@ -6,10 +6,11 @@
 #include "tools/zlkcam/CardSurvey.h"
 #include "tools/zlkcam/Session.h"
 #include "tools/zlkcam/StopFlag.h"
-#include "tools/zlkcam/TargetFolder.h"
 #include "tools/zlkcam/Text.h"
-#include "tools/zlkcam/Unloader.h"
 #include "tools/zlkcam/commands/Commands.h"
+#include "tools/zlkcam/unload/Destination.h"
+#include "tools/zlkcam/unload/NameTemplate.h"
+#include "tools/zlkcam/unload/SourceFile.h"
 
 namespace zlk {
 namespace {
@@ -100,32 +101,37 @@ void runList(Tool& tool, const ListOptions& options) {
     failures.tell();
 }
 
-void saveThumbnail(Tool& tool, const PhotoSession& session, TargetFolder& target,
-                   const FileRecord& file, const std::u16string& wanted) {
-    target.makeFoldersOf(wanted);
-    HiddenFile part(target.hiddenName(wanted));
-    const Bstr id(file.id), path(part.path());
+void saveThumbnail(Tool& tool, const PhotoSession& session, Destination& target,
+                   const FileRecord& file, const std::string& wanted) {
+    HiddenCopy copy = target.make(wanted);
+    const Bstr id(file.id), path(wideText(copy.path()));
     session.require(session.call([&](IPhotoDevice& device) {
         return device.SaveThumbnail(id.get(), path.get());
     }),
                     "Making the thumbnail");
-    const std::u16string placed = target.place(part, wanted).file;
-    tool.say(utf8Text(file.cameraPath) + " -> " + utf8Text(placed));
+    Placement placement = placementOf(copy, wanted);
+    target.place({&placement, 1});
+    const std::string placed = target.shown(placement.placed);
+    tool.say(utf8Text(file.cameraPath) + " -> " + placed);
     tool.answer.member("file", placed);
 }
 
 void runThumbs(Tool& tool, const ThumbsOptions& options) {
     DeviceWords words = options;
     const StopFlag stop;
+    const Destination* begun = nullptr;
     const StopWatch watch([&] {
-        HiddenFile::removeAll();
+        if (begun) begun->removeCopies();
+        if (begun) begun->finishRunFolders();
         return tool.finish(stoppedEarly());
     });
     const DeviceDirectory directory;
     const PhotoSession session(directory.find(words.takeDevice(1)));
     const std::vector<FileRecord> files = session.files();
     const CardSurvey survey(cardRoot(directory, session));
-    TargetFolder target(pathArgument(words.words.front()));
+    Destination target(pathArgument(words.words.front()));
+    begun = &target;
+    const NameTemplate naming(options.flat ? flatTemplate : defaultTemplate);
     const std::u16string root = directory.lowLevelId(session.device().contextId);
     FileFailures failures(tool);
     tool.answer.beginObject().key("thumbnails").beginArray();
@@ -138,7 +144,7 @@ void runThumbs(Tool& tool, const ThumbsOptions& options) {
         tool.answer.beginObject().member("id", file.id);
         try {
             saveThumbnail(tool, session, target, file,
-                          target.fileFor(pathBelow(root, file), options.flat) + u".thumb.jpg");
+                          naming.apply({.path = pathBelow(root, file)}) + ".thumb.jpg");
         } catch (const Failure& failure) {
             goesOn = failures.noteAndAsk(file, failure, session);
         }

@@ -1,4 +1,4 @@
-// unload: everything off a device, into a folder.
+// unload: everything off a device, into one folder or several.
 
 #include <algorithm>
 #include <functional>
@@ -7,215 +7,205 @@
 #include "tools/zlkcam/CardSurvey.h"
 #include "tools/zlkcam/StopFlag.h"
 #include "tools/zlkcam/Text.h"
-#include "tools/zlkcam/Unloader.h"
 #include "tools/zlkcam/commands/Commands.h"
+#include "tools/zlkcam/unload/UnloadSummary.h"
+#include "tools/zlkcam/unload/Unloader.h"
 
 namespace zlk {
 namespace {
 
-using Outcome = UnloadedFile::Outcome;
-
-struct Options : DeviceWords, UnloadOptions {
+struct Options : DeviceWords, UnloadOptions, SelectionOptions, UnloadProgress::Mode {
     std::string verification;  ///< empty: none; else `twice` or `copies`
+    std::string place;
+    std::string sum = "xxh128";
+    std::string manifest = "mhl";
+    bool flat = false;
+    bool isRehearsal = false;
 };
 constexpr char twice[] = "twice", copies[] = "copies";
+constexpr char xxh128[] = "xxh128", sha256[] = "sha256";
+constexpr char mhl[] = "mhl", sums[] = "sums", none[] = "none";
 
-const char* outcomeName(Outcome outcome) {
-    switch (outcome) {
-        case Outcome::Copied:
-            return "copied";
-        case Outcome::WasThere:
-            return "was there";
-        case Outcome::Skipped:
-            return "skipped";
-        case Outcome::TooLarge:
-            return "too large";
-        case Outcome::Failed:
-            return "failed";
-        case Outcome::NotReached:
-            break;
-    }
-    return "not reached";
+RecordForm recordForm(const Options& options) {
+    if (options.manifest == none) return RecordForm::None;
+    return options.manifest == sums ? RecordForm::Sums : RecordForm::MediaHashList;
 }
 
-/// How grave it is what became of a file: it wasn't copied, wasn't deleted, was too large.
-int gravityOf(const UnloadedFile& file) {
-    if (!file.failure) return 0;
-    if (file.outcome == Outcome::TooLarge) return 1;
-    return file.outcome == Outcome::Failed ? 3 : 2;
-}
-
-/// The gravest of what went wrong: what ended it, then the first of the files to which the worst
-/// happened.
-std::optional<Failure> gravest(const Unloader& unloader) {
-    if (unloader.ending()) return unloader.ending();
-    const auto& files = unloader.files();
-    const auto worst = std::ranges::max_element(files, {}, gravityOf);
-    return worst == files.end() ? std::nullopt : worst->failure;
-}
-
-void writeFile(JsonWriter& json, const UnloadedFile& file) {
-    json.beginObject()
-        .member("id", file.record->id)
-        .member("outcome", outcomeName(file.outcome))
-        .member("size", file.outcome == Outcome::NotReached ? file.record->size : file.size)
-        .member("file", file.file)
-        .member("proved", file.proved)
-        .member("fromMedium", file.fromMedium)
-        .member("verified", file.verified)
-        .member("deleted", file.deleted);
-    if (file.sum) json.member("xxh128", sumText(*file.sum));
-    if (file.failure) Tool::writeError(json.key("error"), *file.failure);
-    json.endObject();
-}
-
-std::string filesText(std::size_t count) {
-    return std::to_string(count) + (count == 1 ? " file" : " files");
-}
-
-class Summary {
-  public:
-    Summary(Tool& tool, const Unloader& unloader, DWORD milliseconds)
-        : tool_(tool), files_(unloader.files()), milliseconds_(milliseconds) {}
-
-    void tell(const std::u16string& folder) const {
-        const std::size_t copied = count(Outcome::Copied);
-        std::uint64_t bytes = 0;
-        for (const UnloadedFile& file : files_)
-            if (file.outcome == Outcome::Copied) bytes += file.size;
-        const DWORD tenths = milliseconds_ / 100;
-        tool_.say(filesText(copied) + " copied to " + utf8Text(folder) + ", " + sizeText(bytes) +
-                  " in " + std::to_string(tenths / 10) + "." + std::to_string(tenths % 10) +
-                  " s (" + sizeText(bytes * 1000 / std::max<DWORD>(milliseconds_, 1)) + "/s).");
-        if (const std::size_t there = count(Outcome::WasThere) + count(Outcome::Skipped))
-            tool_.say(filesText(there) + " had been there before.");
-        tellProofs();
-        const auto deleted = matching([](const UnloadedFile& file) { return file.deleted; });
-        if (deleted) tool_.say(filesText(deleted) + " deleted from the device.");
-        const auto failed = matching([](const UnloadedFile& file) { return bool(file.failure); });
-        if (failed) tool_.say(filesText(failed) + " with errors:");
-        for (const UnloadedFile& file : files_)
-            if (file.failure)
-                tool_.say("  " + utf8Text(file.record->id) + ": " + file.failure->what());
-        if (const std::size_t left = count(Outcome::NotReached))
-            tool_.say(filesText(left) + " not reached; they are on the device only.");
-    }
-
-  private:
-    void tellProofs() const {
-        const auto proved = matching([](const UnloadedFile& file) { return file.proved; });
-        if (!proved) return;
-        const auto elsewhere =
-            matching([](const UnloadedFile& file) { return file.proved && !file.fromMedium; });
-        const auto verified = matching([](const UnloadedFile& file) { return file.verified; });
-        tool_.say(filesText(proved) + " read back and compared" +
-                  (verified ? ", " + filesText(verified) + " read twice from the device." : "."));
-        if (elsewhere)
-            tool_.say(filesText(elsewhere) +
-                      " not from the medium: the folder is in memory or on another computer.");
-    }
-    template <class Predicate>
-    std::size_t matching(Predicate predicate) const {
-        return static_cast<std::size_t>(std::count_if(files_.begin(), files_.end(), predicate));
-    }
-    std::size_t count(Outcome outcome) const {
-        return matching([=](const UnloadedFile& file) { return file.outcome == outcome; });
-    }
-
-    Tool& tool_;
-    const std::vector<UnloadedFile>& files_;
-    DWORD milliseconds_;
-};
-
-/// The answer, from whichever thread the run comes to its end.
-void conclude(Tool& tool, const Unloader& unloader, const CardSurvey& survey,
-              const std::u16string& contextId, const std::u16string& folder, DWORD milliseconds,
-              const std::optional<Failure>& notDeleted) {
-    Summary(tool, unloader, milliseconds).tell(folder);
-    tool.answer.beginObject()
-        .member("contextId", contextId)
-        .member("folder", folder)
-        .member("milliseconds", milliseconds)
-        .key("files")
-        .beginArray();
-    for (const UnloadedFile& file : unloader.files()) writeFile(tool.answer, file);
-    tool.answer.endArray();
-    const std::optional<Failure> unread = survey.tell(tool);
-    std::optional<Failure> failure = gravest(unloader);
-    if (!failure) failure = unread;
-    if (!failure) failure = notDeleted;
-    if (failure) {
-        tool.status = failure->status;
-        tool.warn(std::string("zlkcam: ") + failure->what());
-        if (!failure->advice.empty()) tool.warn(failure->advice);
-        Tool::writeError(tool.answer.key("error"), *failure);
-    }
-    tool.answer.endObject();
-}
-
-void runUnload(Tool& tool, const Options& given) {
-    Options options = given;
+/// Options that follow from others.
+Options completed(Options options) {
     if (options.remove && options.verification.empty()) options.verification = twice;
     options.prove = !options.verification.empty();
     options.verify = options.verification == twice;
+    options.sha256 = options.sum == sha256;
+    if (options.flat && !options.place.empty())
+        throw Failure(ExitStatus::Usage, "--flat and --to both say where files go.",
+                      "Leave one of them out.");
+    if (options.place.empty()) options.place = options.flat ? flatTemplate : defaultTemplate;
+    return options;
+}
+
+bool liesIn(const Destination& inner, const Destination& outer) {
+    if (outer.isMissing()) return inner.path() == outer.path();
+    return std::ranges::find(inner.way(), outer.way().front()) != inner.way().end();
+}
+
+/// Two copies in one place are one.
+void requireApart(const Destination& a, const Destination& b) {
+    if (!liesIn(a, b) && !liesIn(b, a)) return;
+    throw Failure(ExitStatus::Usage,
+                  utf8Text(b.path()) + " is the same folder as " + utf8Text(a.path()) +
+                      ", or one of them lies in the other.",
+                  "Name folders that lie apart, best on different disks.");
+}
+
+bool isOnOneDisk(const Destination& a, const Destination& b) {
+    return !a.isMissing() && !b.isMissing() && a.way().front().device == b.way().front().device;
+}
+
+std::vector<Target> targetsOf(const Options& options, const Device& device,
+                              const std::u16string& root, const std::u16string& card) {
+    const auto destinations = [&](Destination::Making making) {
+        std::vector<Target> targets;
+        for (const std::string& word : options.words) {
+            Target& target = targets.emplace_back();
+            target.destination = std::make_unique<Destination>(pathArgument(word), card, making);
+            for (const Target& other : targets)
+                if (&other != &target) requireApart(*other.destination, *target.destination);
+        }
+        return targets;
+    };
+    // Nothing is made or changed in any of them before all are known to be fit.
+    std::vector<Target> targets = destinations(Destination::Making::Nothing);
+    if (!options.isRehearsal) targets = destinations(Destination::Making::Folder);
+    const Recorder::Options recording{recordForm(options), options.onlyNew, options.sha256,
+                                      options.isRehearsal};
+    for (Target& target : targets)
+        target.recorder =
+            std::make_unique<Recorder>(*target.destination, device.name, root, recording);
+    return targets;
+}
+
+void warnOfTargets(Tool& tool, const std::vector<Target>& targets) {
+    for (const Target& target : targets) {
+        for (const FolderHistory::Trouble& trouble : target.recorder->troubles())
+            tool.warn(target.destination->shown(trouble.file) +
+                      " can't be used: " + trouble.reason);
+        const bool isShared = std::ranges::any_of(targets, [&](const Target& other) {
+            return &other < &target && isOnOneDisk(*other.destination, *target.destination);
+        });
+        if (isShared)
+            tool.warn(target.destination->shown("") +
+                      " is on the same file system as a folder before it: one fault may take "
+                      "both copies.");
+    }
+}
+
+void runUnload(Tool& tool, const Options& given) {
+    Options options = completed(given);
+    const FileSelection selection(options);
+    const NameTemplate place(options.place);
+    const std::u16string wanted =
+        options.words.size() > 1 ? options.takeDeviceByLooks() : std::u16string();
     const StopFlag stop;
     std::function<ExitStatus()> end = [&] { return tool.finish(stoppedEarly()); };
     const StopWatch watch([&] { return end(); });
     const DeviceDirectory directory;
-    const PhotoSession session(directory.find(options.takeDevice(1)));
-    const std::u16string& contextId = session.device().contextId;
-    const std::u16string root = directory.lowLevelId(contextId);
-    const std::u16string card = directory.isCamera(contextId) ? u"" : root;
+    const PhotoSession session(directory.find(wanted));
+    const Device& device = session.device();
+    const std::u16string root = directory.lowLevelId(device.contextId);
+    const std::u16string card = directory.isCamera(device.contextId) ? u"" : root;
     session.requireMedia();  // a card that is away lies nowhere
-    TargetFolder target(pathArgument(options.words.front()), card);
-    if (tool.onTerminal()) tool.say("Reading the list of files...");
+    std::vector<Target> targets = targetsOf(options, device, root, card);
+    warnOfTargets(tool, targets);
+    if (tool.onTerminal() && !options.quiet) tool.say("Reading the list of files...");
     const std::vector<FileRecord> files = session.files();
     const CardSurvey survey(card);
+    UnloadPlan plan(files, selection, {place, root, device.name});
+    for (std::size_t i = 0; i < targets.size(); ++i)
+        plan.compareWith(i, targets.size(), *targets[i].recorder);
+    UnloadSummary summary(tool, device.contextId, plan, targets, survey);
+    if (options.isRehearsal) return summary.tellPlan();
 
-    const DWORD start = GetTickCount();
-    Unloader unloader(tool, session, root, target, options);
-    std::optional<Failure> notDeleted;
-    const auto concluded = [&] {
-        conclude(tool, unloader, survey, contextId, target.path(), GetTickCount() - start,
-                 notDeleted);
-    };
+    Unloader unloader(tool, session, plan, targets, options, options);
     end = [&] {
         unloader.abandon();
-        concluded();
+        unloader.record();
+        summary.tell(unloader, options.quiet);
         return tool.finish();
     };
-    unloader.copy(files);
-    if (options.remove && directory.allowsDelete(contextId)) {
-        if (!unloader.ending()) unloader.removeProved(survey);
-    } else if (options.remove) {
-        notDeleted = Failure(ExitStatus::DeleteRefused,
-                             "Nothing was deleted: the settings don't allow files of " +
-                                 utf8Text(session.device().name) + " to be deleted.",
-                             "Look at AllowDelete of its product class: zlkcam settings list");
-    }
-    concluded();
+    unloader.copy();
+    unloader.record();
+    if (options.remove && directory.allowsDelete(device.contextId))
+        unloader.remove(survey);
+    else if (options.remove)
+        summary.noteNotDeleted({ExitStatus::DeleteRefused,
+                                "Nothing was deleted: the settings don't allow files of " +
+                                    utf8Text(device.name) + " to be deleted.",
+                                "Look at AllowDelete of its product class: zlkcam settings list"});
+    summary.tell(unloader, options.quiet);
+}
+
+void addChoices(CLI::App& command, Options& options) {
+    command.add_option("--only", options.only, "only files that match, as \"*.JPG\"")
+        ->allow_extra_args(false)
+        ->option_text("PATTERN");
+    command.add_option("--except", options.except, "no files that match")
+        ->allow_extra_args(false)
+        ->option_text("PATTERN");
+    command.add_option("--since", options.since, "only files of this date or later")
+        ->option_text("DATE");
+    command.add_option("--type", options.types, "only raw, jpeg, video or audio files, or others")
+        ->allow_extra_args(false)
+        ->option_text("TYPE");
+    command.add_flag("--new", options.onlyNew,
+                     "skip what the folder has, or had, with the same name, size and time");
+}
+
+void addPlaces(CLI::App& command, Options& options) {
+    command
+        .add_option("--to", options.place,
+                    "where files go in the folder, as \"{date:%Y}/{date:%Y-%m-%d}/{name}\"")
+        ->option_text("TEMPLATE");
+    command.add_flag("--flat", options.flat, "no subfolders");
+}
+
+void addProofs(CLI::App& command, Options& options) {
+    command
+        .add_flag("--verify{twice}", options.verification,
+                  "read every copy back from its disk, have the device give every file a second "
+                  "time, and compare; --verify=copies: only the copies")
+        ->check(CLI::IsMember({twice, copies}));
+    command.add_flag("--delete", options.remove,
+                     "verify, then delete from the device what was verified");
+    command.add_option("--sum", options.sum, "xxh128, or sha256 as well")
+        ->check(CLI::IsMember({xxh128, sha256}))
+        ->option_text("SUM");
+    command
+        .add_option("--manifest", options.manifest,
+                    "the record in each folder: mhl (an ASC MHL history), sums (a file for xxhsum "
+                    "or sha256sum), or none")
+        ->check(CLI::IsMember({mhl, sums, none}))
+        ->option_text("FORM");
 }
 
 }  // namespace
 
 void addUnloadCommand(CLI::App& app, Tool& tool) {
     addCommand<Options>(
-        app, "unload", "Copy all files of a device into a folder: [DEVICE] DEST",
+        app, "unload", "Copy the files of a device into folders: [DEVICE] DEST...",
         [](CLI::App& command, Options& options) {
-            command.add_option("dest", options.words, "DEVICE (may be left out), then the folder")
-                ->required()
-                ->expected(1, 2)
-                ->option_text("[DEVICE] DEST");
-            command.add_flag("--new", options.onlyNew,
-                             "skip what the folder has with the same name, size and time");
             command
-                .add_flag("--verify{twice}", options.verification,
-                          "read every copy back from its disk, have the device give every file a "
-                          "second time, and compare; --verify=copies: only the copies")
-                ->check(CLI::IsMember({twice, copies}));
-            command.add_flag("--delete", options.remove,
-                             "verify, then delete from the device what was verified");
-            command.add_flag("--flat", options.flat, "no subfolders");
+                .add_option("dest", options.words,
+                            "DEVICE (may be left out), then one folder or several")
+                ->required()
+                ->option_text("[DEVICE] DEST...");
+            addChoices(command, options);
+            addPlaces(command, options);
+            addProofs(command, options);
+            command.add_flag("--dry-run", options.isRehearsal, "only tell what would be done");
+            command.add_flag("--quiet", options.quiet, "tell only what goes wrong");
+            command.add_flag("--progress", options.events,
+                             "with --json: a line for each event, the answer as the last");
         },
         [&tool](const Options& options) { runUnload(tool, options); });
 }

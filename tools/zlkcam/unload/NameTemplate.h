@@ -11,10 +11,10 @@
 namespace zlk {
 
 struct NameFields {
-    std::u16string path;            ///< the file's, below the device's root
-    std::u16string camera;          ///< the device's name
-    unsigned counter = 1;           ///< of the run's files; those of one shot share it
-    std::optional<LocalTime> date;  ///< none reads as `undated`
+    std::u16string path;              ///< the file's, below the device's root
+    std::u16string camera{};          ///< the device's name
+    unsigned counter = 1;             ///< of the run's files; those of one shot share it
+    std::optional<LocalTime> date{};  ///< none reads as `undated`
 };
 
 class NameTemplate {

@@ -1,0 +1,48 @@
+#include "tools/zlkcam/FileSystem.h"
+
+#include <linux/magic.h>
+#include <sys/statfs.h>
+
+#include <algorithm>
+#include <iterator>
+
+namespace zlk {
+namespace {
+
+constexpr long xfs = 0x58465342;  // the kernel's header leaves this one out
+constexpr long inMemory[] = {TMPFS_MAGIC, RAMFS_MAGIC};
+constexpr long elsewhere[] = {NFS_SUPER_MAGIC,  SMB_SUPER_MAGIC,  CIFS_SUPER_MAGIC,
+                              SMB2_SUPER_MAGIC, V9FS_MAGIC,       AFS_SUPER_MAGIC,
+                              CODA_SUPER_MAGIC, CEPH_SUPER_MAGIC, FUSE_SUPER_MAGIC};
+constexpr long asAWhole[] = {EXT4_SUPER_MAGIC,  xfs,
+                             BTRFS_SUPER_MAGIC, MSDOS_SUPER_MAGIC,
+                             EXFAT_SUPER_MAGIC, F2FS_SUPER_MAGIC};
+
+/// 0, which is none, where it can't be asked.
+long typeOf(int file) {
+    struct statfs status {};
+    return ::fstatfs(file, &status) == 0 ? static_cast<long>(status.f_type) : 0;
+}
+
+template <std::size_t size>
+bool isAmong(long type, const long (&types)[size]) {
+    return std::ranges::find(types, type) != std::end(types);
+}
+
+}  // namespace
+
+bool isOnMedium(int file) {
+    const long type = typeOf(file);
+    return type != 0 && !isAmong(type, inMemory) && !isAmong(type, elsewhere);
+}
+
+bool isOnThisMachine(int file) {
+    const long type = typeOf(file);
+    return type != 0 && !isAmong(type, elsewhere);
+}
+
+bool isFlushedAsAWhole(int file) {
+    return isAmong(typeOf(file), asAWhole);
+}
+
+}  // namespace zlk

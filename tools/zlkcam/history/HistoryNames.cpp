@@ -1,0 +1,87 @@
+#include "tools/zlkcam/history/HistoryNames.h"
+
+#include <algorithm>
+#include <array>
+#include <charconv>
+#include <cstdio>
+#include <filesystem>
+
+#include "platform/text.h"
+#include "tools/zlkcam/history/DateTime.h"
+#include "tools/zlkcam/history/FolderHistory.h"
+#include "tools/zlkcam/history/HashRecord.h"
+
+namespace zlk {
+namespace {
+
+// Bytes of a folder's name, which leave room for all that stands around it.
+constexpr std::size_t longestFolderName = 150;
+
+/// What stands in front of the suffix, and of the number that tells names of one second apart.
+std::string_view stemOf(std::string_view name) {
+    std::string_view stem = name.substr(0, name.rfind('.'));
+    const std::size_t lastDigit = stem.find_last_not_of("0123456789");
+    if (lastDigit != stem.npos && lastDigit + 1 < stem.size() && stem[lastDigit] == '-' &&
+        lastDigit > 0 && stem[lastDigit - 1] == 'Z')
+        stem = stem.substr(0, lastDigit);
+    return stem;
+}
+
+}  // namespace
+
+std::optional<std::uint32_t> generationNumber(std::string_view name) {
+    std::uint32_t number = 0;
+    const auto [end, error] = std::from_chars(name.data(), name.data() + name.size(), number);
+    const bool isNumbered = error == std::errc() && end != name.data() + name.size() &&
+                            *end == '_' && number <= lastGeneration;
+    if (!isNumbered || !name.ends_with(manifestSuffix)) return std::nullopt;
+    return number;
+}
+
+std::optional<DigestKind> sumsFileKind(std::string_view name) {
+    if (name.starts_with('.') || dateInName(name).empty()) return std::nullopt;
+    if (name.ends_with(".xxh128")) return DigestKind::Xxh128;
+    if (name.ends_with(".sha256")) return DigestKind::Sha256;
+    return std::nullopt;
+}
+
+std::string_view dateInName(std::string_view name) {
+    const std::string_view stem = stemOf(name);
+    if (stem.size() <= nameTimeSize || stem[stem.size() - nameTimeSize - 1] != '_') return {};
+    const std::string_view date = stem.substr(stem.size() - nameTimeSize);
+    return isNameTime(date) ? date : std::string_view();
+}
+
+std::string manifestName(std::uint32_t number, const std::string& folderName, std::int64_t made) {
+    std::array<char, 16> digits{};
+    std::snprintf(digits.data(), digits.size(), "%04u", number);
+    return std::string(digits.data()) + '_' + folderName + '_' + nameTimeText(made) +
+           std::string(manifestSuffix);
+}
+
+std::string sumsFileName(const std::string& folderName, std::int64_t made, DigestKind kind,
+                         unsigned attempt) {
+    return folderName + '_' + nameTimeText(made) +
+           (attempt == 1 ? "" : '-' + std::to_string(attempt)) + '.' + digestName(kind);
+}
+
+std::string nameOfFolder(int folder) {
+    std::error_code none;
+    const auto path =
+        std::filesystem::read_symlink("/proc/self/fd/" + std::to_string(folder), none);
+    std::u16string name = wideText(path.filename().string());
+    for (WCHAR& unit : name)
+        if (unit < 0x20 || (unit >= 0x7F && unit < 0xA0) || unit == u'\\' || unit >= 0xFFFD)
+            unit = u'_';
+    if (name.starts_with(u'.')) name.front() = u'_';
+    while (utf8Text(name).size() > longestFolderName) name.pop_back();
+    // A half of a pair would be no text.
+    if (!name.empty() && (name.back() & 0xFC00) == 0xD800) name.pop_back();
+    return name.empty() ? "root" : utf8Text(name);
+}
+
+bool isHistoryName(std::string_view name) {
+    return equalIgnoringCase(wideText(name), wideText(historyFolder)) || sumsFileKind(name);
+}
+
+}  // namespace zlk

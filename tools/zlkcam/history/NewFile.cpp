@@ -1,0 +1,81 @@
+#include "tools/zlkcam/history/NewFile.h"
+
+#include <fcntl.h>
+#include <stdio.h>
+#include <unistd.h>
+
+#include <cerrno>
+#include <cstring>
+
+#include "platform/files.h"
+#include "tools/zlkcam/Failure.h"
+#include "tools/zlkcam/Text.h"
+#include "tools/zlkcam/unload/RunFolder.h"
+
+namespace zlk {
+namespace {
+
+constexpr std::size_t blockSize = 1 << 20;
+
+[[noreturn]] void fail(const std::string& name, const std::string& reason) {
+    throw Failure(ExitStatus::FileUnusable, name + " can't be written: " + reason + ".",
+                  "Make room on that disk, or see to the rights of that folder.");
+}
+
+/// In the form in which the platform takes it.
+std::u16string pathOf(int folder, const std::string& name) {
+    return wideText("/proc/self/fd/" + std::to_string(folder) + '/' + name);
+}
+
+}  // namespace
+
+NewFile::NewFile(int folder, const std::string& name)
+    : folder_(folder),
+      name_(name),
+      hidden_(newRunName() + '-' + name + ".part"),
+      file_(::openat(folder, hidden_.c_str(), O_WRONLY | O_CREAT | O_EXCL | O_CLOEXEC, 0666)) {
+    if (!file_) fail(name_, std::strerror(errno));
+}
+
+NewFile::~NewFile() {
+    if (isHidden_) ::unlinkat(folder_, hidden_.c_str(), 0);
+}
+
+void NewFile::write(std::string_view bytes) {
+    buffer_ += bytes;
+    if (buffer_.size() >= blockSize) writeOut();
+}
+
+void NewFile::writeOut() {
+    for (std::string_view rest = buffer_; !rest.empty();) {
+        const ssize_t written = ::write(file_.get(), rest.data(), rest.size());
+        if (written > 0) rest.remove_prefix(static_cast<std::size_t>(written));
+        if (written < 0 && errno != EINTR) fail(name_, std::strerror(errno));
+    }
+    buffer_.clear();
+}
+
+void NewFile::finish() {
+    writeOut();
+    if (::fsync(file_.get()) != 0) fail(name_, std::strerror(errno));
+}
+
+bool NewFile::takeName(const std::string& name) {
+    isHidden_ = !MoveFileW(pathOf(folder_, hidden_).c_str(), pathOf(folder_, name).c_str());
+    if (isHidden_ && GetLastError() != ERROR_ALREADY_EXISTS) fail(name, reasonText());
+    return !isHidden_;
+}
+
+void NewFile::replace(const std::string& name) {
+    if (::renameat(folder_, hidden_.c_str(), folder_, name.c_str()) != 0)
+        fail(name, std::strerror(errno));
+    isHidden_ = false;
+}
+
+void flushFolder(int folder, const std::string& name) {
+    // Some file systems have nothing to flush there.
+    if (::fsync(folder) != 0 && errno != EINVAL && errno != ENOTSUP && errno != ENOSYS)
+        fail(name, std::strerror(errno));
+}
+
+}  // namespace zlk

@@ -1,0 +1,86 @@
+#include "tools/zlkcam/history/RecordMerge.h"
+
+#include <algorithm>
+#include <iterator>
+#include <unordered_set>
+#include <utility>
+
+#include "tools/zlkcam/history/HistoryFile.h"
+
+namespace zlk {
+namespace {
+
+/// Whether the older record may be about the same bytes, and nothing says otherwise. A file that
+/// was found damaged has no sums of its own: those that it should have are the older ones.
+bool isOfSameFile(const HashRecord& newer, const HashRecord& older) {
+    if (newer.sums.empty()) return true;
+    bool isShared = false;
+    for (const Digest& sum : newer.sums) {
+        const Digest* const other = older.sum(sum.kind);
+        if (other && *other != sum) return false;
+        isShared |= other != nullptr;
+    }
+    return isShared;
+}
+
+void fillIn(HashRecord& newer, const HashRecord& older) {
+    if (!isOfSameFile(newer, older)) return;
+    if (!newer.size) newer.size = older.size;
+    if (!newer.modified) newer.modified = older.modified;
+    if (newer.source.empty() && !older.source.empty()) {
+        newer.source = older.source;
+        newer.run = older.run;
+    }
+    for (const Digest& sum : older.sums)
+        if (!newer.sum(sum.kind)) newer.sums.push_back(sum);
+}
+
+}  // namespace
+
+void RecordMerge::add(RunContent content, std::uint32_t run) {
+    if (records_.size() + content.records.size() > 2 * mostRecords)
+        throw UnusableFile("with it the history tells of too many files");
+    for (HashRecord& record : content.records) record.run = run;
+    carryOver(content);
+    const auto olderSize = static_cast<std::ptrdiff_t>(records_.size());
+    if (records_.empty())
+        records_ = std::move(content.records);
+    else
+        std::ranges::move(content.records, std::back_inserter(records_));
+    const auto newer = records_.begin() + olderSize;
+    std::ranges::stable_sort(newer, records_.end(), {}, &HashRecord::path);
+    std::ranges::inplace_merge(records_, newer, {}, &HashRecord::path);
+    // Of each path the last one is the newest.
+    const auto kept =
+        std::unique(records_.rbegin(), records_.rend(),
+                    [](const HashRecord& a, const HashRecord& b) { return a.path == b.path; });
+    records_.erase(records_.begin(), kept.base());
+}
+
+std::vector<HashRecord> RecordMerge::take() {
+    records_.shrink_to_fit();
+    return std::move(records_);
+}
+
+void RecordMerge::carryOver(RunContent& content) {
+    // Two files may have exchanged their names, so that no record is given up before all have
+    // found theirs.
+    std::unordered_set<const HashRecord*> renamed;
+    std::unordered_set<std::size_t> isRename;
+    for (const RunContent::Rename& rename : content.renames) {
+        isRename.insert(rename.record);
+        const HashRecord* const older = findRecord(records_, rename.previousPath);
+        if (older && renamed.insert(older).second) fillIn(content.records[rename.record], *older);
+    }
+    for (std::size_t i = 0; i < content.records.size(); ++i) {
+        const HashRecord* const older =
+            isRename.contains(i) ? nullptr : findRecord(records_, content.records[i].path);
+        if (older && !renamed.contains(older)) fillIn(content.records[i], *older);
+    }
+    for (const HashRecord* const record : renamed)
+        records_[static_cast<std::size_t>(record - records_.data())].path.clear();
+    if (!renamed.empty())
+        std::erase_if(records_, [](const HashRecord& record) { return record.path.empty(); });
+}
+
+}  // namespace zlk

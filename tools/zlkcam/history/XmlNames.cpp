@@ -1,0 +1,38 @@
+#include "tools/zlkcam/history/XmlNames.h"
+
+namespace zlk {
+
+std::string_view localName(pugi::xml_node node) {
+    const std::string_view name = node.name();
+    return name.substr(name.find(':') + 1);
+}
+
+std::string prefixOf(pugi::xml_node node) {
+    const std::string_view name = node.name();
+    return std::string(name.substr(0, name.find(':') + 1));
+}
+
+std::string_view namespaceOf(pugi::xml_node node, pugi::xml_node around) {
+    std::string declaration = "xmlns";
+    if (std::string prefix = prefixOf(node); !prefix.empty()) {
+        prefix.pop_back();
+        declaration += ':' + prefix;
+    }
+    for (; node; node = node.parent())
+        if (const auto found = node.attribute(declaration.c_str())) return found.value();
+    return around.attribute(declaration.c_str()).value();
+}
+
+pugi::xml_node childNamed(pugi::xml_node node, std::string_view name) {
+    return node.find_child([&](pugi::xml_node child) { return localName(child) == name; });
+}
+
+std::string textOf(pugi::xml_node node) {
+    std::string text;
+    for (const pugi::xml_node child : node)
+        if (child.type() == pugi::node_pcdata || child.type() == pugi::node_cdata)
+            text += child.value();
+    return text;
+}
+
+}  // namespace zlk

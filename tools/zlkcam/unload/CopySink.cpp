@@ -1,0 +1,37 @@
+#include "tools/zlkcam/unload/CopySink.h"
+
+#include <algorithm>
+#include <cerrno>
+
+namespace zlk {
+
+CopySink::CopySink(const Wishes& wishes)
+    : sha256_(wishes.sha256 ? std::make_unique<Digester>(DigestKind::Sha256) : nullptr),
+      headSize_(wishes.head) {}
+
+bool CopySink::take(std::span<const std::byte> bytes) {
+    for (Copy& each : copies_)
+        // What comes after bytes that are missing is of no use.
+        if (each.error == 0 && !each.copy->write(bytes)) each.error = errno;
+    if (isLost()) return false;
+    summer_.add(bytes);
+    if (sha256_) sha256_->add(bytes);
+    const auto kept = bytes.first(std::min(bytes.size(), headSize_ - head_.size()));
+    head_.insert(head_.end(), kept.begin(), kept.end());
+    return true;
+}
+
+std::string CopySink::sha256() const {
+    return sha256_ ? sha256_->digest().text() : std::string();
+}
+
+int CopySink::errorOf(const HiddenCopy& copy) const {
+    return std::ranges::find(copies_, &copy, &Copy::copy)->error;
+}
+
+bool CopySink::isLost() const {
+    return !copies_.empty() &&
+           std::ranges::all_of(copies_, [](const Copy& each) { return each.error != 0; });
+}
+
+}  // namespace zlk

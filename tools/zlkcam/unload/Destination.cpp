@@ -1,0 +1,455 @@
+#include "tools/zlkcam/unload/Destination.h"
+
+#include <fcntl.h>
+#include <sys/stat.h>
+
+#include <algorithm>
+#include <array>
+#include <cerrno>
+#include <climits>
+#include <cstring>
+
+#include "platform/files.h"
+#include "platform/named_objects.h"
+#include "tools/zlkcam/FileSystem.h"
+#include "tools/zlkcam/Text.h"
+#include "tools/zlkcam/history/NewFile.h"
+#include "tools/zlkcam/unload/PosixFailure.h"
+#include "tools/zlkcam/unload/SafeName.h"
+
+namespace zlk {
+namespace {
+
+constexpr unsigned maxCollisions = 1'000'000;
+constexpr std::size_t openFolders = 32;
+constexpr std::size_t blockSize = 256 * 1024;
+
+std::optional<FileIdentity> identityOf(int file) {
+    struct stat status {};
+    if (::fstat(file, &status) != 0) return std::nullopt;
+    return FileIdentity{status.st_dev, status.st_ino};
+}
+
+/// A folder by a path as people and devices have it, which may begin with a drive.
+Descriptor openFolder(const std::u16string& path) {
+    const UniqueHandle handle(CreateFileW(path.c_str(), GENERIC_READ,
+                                          FILE_SHARE_READ | FILE_SHARE_WRITE, nullptr,
+                                          OPEN_EXISTING, FILE_FLAG_BACKUP_SEMANTICS, nullptr));
+    if (!handle) return {};
+    const std::string place = utf8Text(pathOfOpenFile(handle.get()));
+    return Descriptor(::open(place.c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC));
+}
+
+/// What a folder is, and all that it lies in, from the inside out; empty where that can't be found
+/// out.
+std::vector<FileIdentity> wayFrom(int folder) {
+    std::vector<FileIdentity> way;
+    Descriptor here(::openat(folder, ".", O_RDONLY | O_DIRECTORY | O_CLOEXEC));
+    for (;;) {
+        const auto identity = here ? identityOf(here.get()) : std::nullopt;
+        if (!identity) return {};
+        if (!way.empty() && way.back() == *identity) return way;
+        way.push_back(*identity);
+        here = Descriptor(::openat(here.get(), "..", O_PATH | O_DIRECTORY | O_CLOEXEC));
+    }
+}
+
+/// The folder that a path's last component lies in; itself for a root.
+std::u16string pathAbove(const std::u16string& path) {
+    const std::size_t end = path.find_last_of(u"/\\");
+    if (end == path.npos || end + 1 == path.size()) return path;
+    const bool isRoot = end == 0 || path[end - 1] == u':';
+    return path.substr(0, isRoot ? end + 1 : end);
+}
+
+/// What there is of a path.
+std::u16string existingPart(std::u16string path) {
+    FileStatus status{};
+    while (!_wstat64i32(path.c_str(), status)) {
+        std::u16string above = pathAbove(path);
+        if (above == path) break;
+        path = std::move(above);
+    }
+    return path;
+}
+
+[[noreturn]] void throwNotMade(const std::string& folder, const std::string& reason) {
+    throw Failure(ExitStatus::FileUnusable,
+                  "Making the folder " + folder + " failed: " + reason + ".");
+}
+
+/// `name` with ` (number)` in front of its extension; itself for 1.
+std::string numbered(const std::string& file, unsigned number) {
+    if (number == 1) return file;
+    std::string result = file;
+    const std::size_t start = file.rfind('/') + 1;
+    result.insert(start + extensionOf(std::string_view(file).substr(start)),
+                  " (" + std::to_string(number) + ")");
+    return result;
+}
+
+/// The folder that a path leads through, empty for the destination itself.
+std::string folderOf(const std::string& file) {
+    const std::size_t slash = file.rfind('/');
+    return slash == file.npos ? std::string() : file.substr(0, slash);
+}
+
+std::string nameOf(const std::string& file) {
+    return file.substr(file.rfind('/') + 1);
+}
+
+std::optional<ContentSum> sumOf(int file) {
+    ContentSummer summer;
+    std::vector<std::byte> block(blockSize);
+    for (;;) {
+        const ssize_t read =
+            ::pread(file, block.data(), block.size(), static_cast<off_t>(summer.size()));
+        if (read < 0 && errno == EINTR) continue;
+        if (read < 0) return std::nullopt;
+        if (read == 0) return summer.sum();
+        summer.add(std::span(block).first(static_cast<std::size_t>(read)));
+    }
+}
+
+/// As many bytes as there are, up to the block's size; false where they can't be read.
+bool readBlock(int file, off_t at, std::vector<std::byte>& block) {
+    block.resize(blockSize);
+    std::size_t size = 0;
+    while (size < block.size()) {
+        const ssize_t read =
+            ::pread(file, block.data() + size, block.size() - size, at + static_cast<off_t>(size));
+        if (read < 0 && errno == EINTR) continue;
+        if (read < 0) return false;
+        if (read == 0) break;
+        size += static_cast<std::size_t>(read);
+    }
+    block.resize(size);
+    return true;
+}
+
+bool haveSameContent(int a, int b) {
+    std::vector<std::byte> first, second;
+    for (off_t at = 0;; at += static_cast<off_t>(blockSize)) {
+        if (!readBlock(a, at, first) || !readBlock(b, at, second) || first != second) return false;
+        if (first.size() < blockSize) return true;
+    }
+}
+
+}  // namespace
+
+Placement placementOf(HiddenCopy& copy, const std::string& wanted) {
+    struct stat status {};
+    const std::optional<ContentSum> sum = sumOf(copy.file());
+    if (!sum || ::fstat(copy.file(), &status) != 0) throwPosix("Reading " + wanted);
+    return {&copy, wanted, static_cast<std::uint64_t>(status.st_size), *sum};
+}
+
+Destination::Destination(const std::u16string& path, const std::u16string& device, Making making)
+    : path_(absolutePath(path)), hasDevice_(!device.empty()) {
+    if (path.empty())
+        throw Failure(ExitStatus::Usage, "The folder to copy into has no name.",
+                      "The current folder is called \".\".");
+    while (path_.size() > 1 && (path_.ends_with(u'/') || path_.ends_with(u'\\'))) path_.pop_back();
+    // A drive is named by its root, and not by its current folder.
+    if (path_.ends_with(u':')) path_ += u'/';
+    if (hasDevice_) {
+        const Descriptor root = openFolder(device);
+        if (root) device_ = identityOf(root.get());
+    }
+    // Copies would go with the device, and an original be taken for its own. It is asked before
+    // anything is made there, and once more of what was made.
+    const std::string name = utf8Text(path_);
+    const Descriptor above = openFolder(existingPart(path_));
+    if (above) requireElsewhere(above.get(), name);
+    if (above) way_ = wayFrom(above.get());
+    const bool isMade = making == Making::Folder && CreateDirectoryW(path_.c_str(), nullptr);
+    const std::string reason = reasonText();
+    folder_ = openFolder(path_);
+    if (!folder_ && making == Making::Nothing && openFolder(pathAbove(path_))) return;
+    if (!folder_) throwNotMade(name, isMade ? reasonText() : reason);
+    requireElsewhere(folder_.get(), name);
+    way_ = wayFrom(folder_.get());
+}
+
+std::string Destination::shown(std::string_view file) const {
+    std::string text = utf8Text(path_);
+    if (file.empty()) return text;
+    if (!text.ends_with('/')) text += '/';
+    return text.append(file);
+}
+
+bool Destination::liesOnDevice(int folder) const {
+    if (!hasDevice_) return false;
+    const std::vector<FileIdentity> way = wayFrom(folder);
+    return !device_ || way.empty() || std::ranges::find(way, *device_) != way.end();
+}
+
+bool Destination::isOnDevice(int file) const {
+    if (!hasDevice_) return false;
+    std::array<char, PATH_MAX> path{};
+    const std::string link = "/proc/self/fd/" + std::to_string(file);
+    const ssize_t size = ::readlink(link.c_str(), path.data(), path.size() - 1);
+    if (size <= 0) return true;
+    const std::string folder(path.data(), std::string_view(path.data()).rfind('/') + 1);
+    const Descriptor above(::open(folder.c_str(), O_PATH | O_DIRECTORY | O_CLOEXEC));
+    return !above || liesOnDevice(above.get());
+}
+
+void Destination::requireElsewhere(int folder, const std::string& shownFolder) const {
+    if (liesOnDevice(folder))
+        throw Failure(ExitStatus::FileUnusable,
+                      "The folder " + shownFolder + " is on the device itself.",
+                      "Choose a folder on this machine.");
+}
+
+Destination::Folder Destination::open(const Folder& parent, const std::string& name,
+                                      const std::string& folder, bool make) {
+    const int above = parent.descriptor.get();
+    const bool isMade = make && ::mkdirat(above, name.c_str(), 0777) == 0;
+    const int reason = make && !isMade && errno != EEXIST ? errno : 0;
+    Descriptor opened(::openat(above, name.c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC));
+    const auto identity = opened ? identityOf(opened.get()) : std::nullopt;
+    if (!identity && !make && errno == ENOENT) return {};
+    if (!identity) throwNotMade(shown(folder), std::strerror(reason ? reason : errno));
+    requireElsewhere(opened.get(), shown(folder));
+    if (isMade) changed_.insert(folderOf(folder));
+    return {std::move(opened), identity->device};
+}
+
+const Destination::Folder* Destination::enter(const std::string& folder, bool make) {
+    const auto known = folders_.find(folder);
+    if (known != folders_.end()) return &known->second;
+    Folder opened;
+    if (folder.empty()) {
+        opened.descriptor = Descriptor(::fcntl(folder_.get(), F_DUPFD_CLOEXEC, 0));
+        opened.device = way_.front().device;
+        if (!opened.descriptor) throwPosix("Opening the folder " + shown(folder));
+    } else {
+        const Folder* const above = enter(folderOf(folder), make);
+        if (above) opened = open(*above, nameOf(folder), folder, make);
+        if (!opened.descriptor) return nullptr;
+    }
+    return &folders_.emplace(folder, std::move(opened)).first->second;
+}
+
+Destination::Place Destination::placeOf(const std::string& file) {
+    // Descriptors are scarce; what is still needed of these is opened again.
+    if (folders_.size() > openFolders) folders_.clear();
+    return {*enter(folderOf(file), true), nameOf(file)};
+}
+
+RunFolder& Destination::topRunFolder() {
+    const auto known = runFolders_.find(way_.front().device);
+    if (known != runFolders_.end()) return *known->second;
+    auto made = std::make_unique<RunFolder>(folder_.get(), shown(""));
+    return *runFolders_.emplace(way_.front().device, std::move(made)).first->second;
+}
+
+RunFolder& Destination::runFolderFor(const std::string& wanted) {
+    // A folder that is still missing will be made on the file system of the one above it.
+    std::string folder = folderOf(wanted);
+    const Folder* there = enter(folder, false);
+    while (!there) there = enter(folder = folderOf(folder), false);
+    if (there->device == way_.front().device) return topRunFolder();
+    const auto known = runFolders_.find(there->device);
+    if (known != runFolders_.end()) return *known->second;
+    RunFolder::sweep(there->descriptor.get(), [](int) { return true; });
+    auto made = std::make_unique<RunFolder>(there->descriptor.get(), shown(folder));
+    return *runFolders_.emplace(there->device, std::move(made)).first->second;
+}
+
+int Destination::runFolder() {
+    const std::lock_guard lock(inUse_);
+    return topRunFolder().folder();
+}
+
+void Destination::keepRunFolder() {
+    const std::lock_guard lock(inUse_);
+    topRunFolder().keep();
+}
+
+HiddenCopy Destination::make(const std::string& wanted) {
+    const std::lock_guard lock(inUse_);
+    return runFolderFor(wanted).make(nameOf(wanted));
+}
+
+void Destination::flush(std::span<HiddenCopy* const> copies) const {
+    if (copies.empty()) return;
+    const auto flushOne = [&](const HiddenCopy& copy) {
+        if (::fsync(copy.file()) != 0) throwPosix("Writing the copies through to the disk");
+    };
+    // One file more is flushed by itself, since not every file system has the disk empty its own
+    // memory when it is flushed as a whole.
+    const bool isWhole = copies.size() > 1 && isFlushedAsAWhole(copies.front()->file()) &&
+                         ::syncfs(copies.front()->file()) == 0;
+    if (isWhole) return flushOne(*copies.back());
+    for (const HiddenCopy* const copy : copies) flushOne(*copy);
+}
+
+bool Destination::isFree(const std::string& file) {
+    const Place place = placeOf(file);
+    struct stat status {};
+    return ::fstatat(place.folder.descriptor.get(), place.name.c_str(), &status,
+                     AT_SYMLINK_NOFOLLOW) != 0 &&
+           errno == ENOENT;
+}
+
+Descriptor Destination::openPlaced(const std::string& file) {
+    const Place place = placeOf(file);
+    // A pipe would be waited for.
+    Descriptor opened(::openat(place.folder.descriptor.get(), place.name.c_str(),
+                               O_RDONLY | O_NONBLOCK | O_CLOEXEC));
+    struct stat status {};
+    if (!opened || ::fstat(opened.get(), &status) != 0) return {};
+    if (S_ISREG(status.st_mode) && !isOnDevice(opened.get())) return opened;
+    errno = ENOENT;
+    return {};
+}
+
+Descriptor Destination::openFile(const std::string& file) {
+    const std::lock_guard lock(inUse_);
+    if (!enter(folderOf(file), false)) {
+        errno = ENOENT;
+        return {};
+    }
+    return openPlaced(file);
+}
+
+bool Destination::move(Placement& placement, const std::string& file) {
+    const Place place = placeOf(file);
+    const int folder = place.folder.descriptor.get();
+    if (!placement.copy->moveTo(folder, place.name)) {
+        if (errno == EXDEV)
+            throw Failure(ExitStatus::FileUnusable,
+                          shown(file) + " would lie on another disk than " + shown("") + ".",
+                          "Name a folder on that disk as one to copy into.");
+        if (errno != EEXIST) throwPosix("Making " + shown(file));
+        return false;
+    }
+    // Not on all file systems is the private folder private.
+    if (!placement.copy->isAt(folder, place.name))
+        throw Failure(ExitStatus::FileUnusable,
+                      shown(file) + " was exchanged for another file meanwhile.",
+                      "Choose a folder that nobody else may write to.");
+    changed_.insert(folderOf(file));
+    placement.placed = file;
+    return true;
+}
+
+Destination::Namesakes& Destination::namesakesOf(const std::string& file) {
+    const auto [known, isNew] = namesakes_.try_emplace(file);
+    Namesakes& namesakes = known->second;
+    while (isNew && namesakes.next < maxCollisions) {
+        const std::string candidate = numbered(file, namesakes.next);
+        const Place place = placeOf(candidate);
+        struct stat status {};
+        const int folder = place.folder.descriptor.get();
+        if (::fstatat(folder, place.name.c_str(), &status, AT_SYMLINK_NOFOLLOW) != 0) break;
+        if (S_ISLNK(status.st_mode)) ::fstatat(folder, place.name.c_str(), &status, 0);
+        if (S_ISREG(status.st_mode))
+            namesakes.bySize.emplace(static_cast<std::uint64_t>(status.st_size),
+                                     Namesake{candidate, status.st_mtime});
+        ++namesakes.next;
+    }
+    return namesakes;
+}
+
+bool Destination::isCopy(const Placement& placement, const std::string& file) {
+    const Descriptor there = openPlaced(file);
+    return there && haveSameContent(placement.copy->file(), there.get());
+}
+
+Destination::Namesake* Destination::copyAmong(Namesakes& namesakes, const Placement& placement) {
+    const auto [first, last] = namesakes.bySize.equal_range(placement.size);
+    // Of ten thousand pictures of one name and size none is read more than once for this.
+    for (auto each = first; each != last; ++each) {
+        Namesake& namesake = each->second;
+        if (!namesake.sum) {
+            const Descriptor there = openPlaced(namesake.file);
+            if (there) namesake.sum = sumOf(there.get());
+        }
+        if (namesake.sum == placement.sum && isCopy(placement, namesake.file)) return &namesake;
+    }
+    return nullptr;
+}
+
+void Destination::place(std::span<Placement> together) {
+    const std::lock_guard lock(inUse_);
+    // Mostly nothing has the name, and the move itself tells.
+    if (together.size() == 1 && move(together.front(), together.front().wanted)) return;
+    std::vector<Placement*> rest;
+    for (Placement& placement : together) {
+        Namesake* const copy = copyAmong(namesakesOf(placement.wanted), placement);
+        if (!copy) {
+            rest.push_back(&placement);
+            continue;
+        }
+        copy->isCounted = placement.wasThere = true;
+        placement.placed = copy->file;
+    }
+    placeBeside(rest);
+}
+
+void Destination::placeBeside(std::span<Placement* const> together) {
+    unsigned number = 1;
+    for (const Placement* const placement : together)
+        number = std::max(number, namesakesOf(placement->wanted).next);
+    for (std::size_t left = together.size(); left > 0; ++number) {
+        if (number >= maxCollisions) throwPosix("Making " + shown(together[0]->wanted), EEXIST);
+        const auto isTaken = [&](const Placement* placement) {
+            return placement->placed.empty() && !isFree(numbered(placement->wanted, number));
+        };
+        if (together.size() > 1 && std::ranges::any_of(together, isTaken)) continue;
+        for (Placement* const placement : together) {
+            if (!placement->placed.empty()) continue;
+            const std::string file = numbered(placement->wanted, number);
+            Namesakes& namesakes = namesakesOf(placement->wanted);
+            namesakes.next = number + 1;
+            // What has the name by now is somebody else's.
+            if (!move(*placement, file)) continue;
+            namesakes.bySize.emplace(placement->size, Namesake{file, 0, true, placement->sum});
+            --left;
+        }
+    }
+}
+
+std::string Destination::findSame(const std::string& wanted, std::uint64_t size,
+                                  std::int64_t modified) {
+    const std::lock_guard lock(inUse_);
+    if (isMissing() || !enter(folderOf(wanted), false)) return {};
+    if (namesakes_.find(wanted) == namesakes_.end() && isFree(wanted)) return {};
+    const auto [first, last] = namesakesOf(wanted).bySize.equal_range(size);
+    for (auto each = first; each != last; ++each) {
+        Namesake& namesake = each->second;
+        const std::int64_t apart = namesake.modified - modified;
+        if (namesake.isCounted || apart < -2 || apart > 2 || !openPlaced(namesake.file)) continue;
+        namesake.isCounted = true;
+        return namesake.file;
+    }
+    return {};
+}
+
+void Destination::flushNames() {
+    const std::lock_guard lock(inUse_);
+    const std::string doing = "Writing the names of the copies through to the disk";
+    for (const std::string& name : changed_) {
+        const Folder* const folder = enter(name, false);
+        if (!folder) throwPosix(doing);
+        flushFolder(folder->descriptor.get(), shown(name));
+        if (folders_.size() > openFolders) folders_.clear();
+    }
+    // Its own name, too, where one may look at the folder above; a drive's root has none.
+    const Descriptor above(::openat(folder_.get(), "..", O_RDONLY | O_DIRECTORY | O_CLOEXEC));
+    if (above) ::fsync(above.get());
+    changed_.clear();
+}
+
+void Destination::removeCopies() const noexcept {
+    for (const auto& [device, run] : runFolders_) run->removeCopies();
+}
+
+void Destination::finishRunFolders() const noexcept {
+    for (const auto& [device, run] : runFolders_) run->finish();
+}
+
+}  // namespace zlk

@@ -1,0 +1,92 @@
+#include "tools/zlkcam/unload/Journal.h"
+
+#include <fcntl.h>
+#include <sys/stat.h>
+
+#include <algorithm>
+#include <charconv>
+#include <string_view>
+
+#include "tools/zlkcam/history/Digest.h"
+
+namespace zlk {
+namespace {
+
+constexpr char name[] = "journal";
+constexpr char noSum[] = "-";
+// A line of a million files has some 200 bytes.
+constexpr off_t longest = off_t{1} << 30;
+
+template <class Number>
+bool take(std::string_view& line, Number& number) {
+    const auto [end, error] = std::from_chars(line.data(), line.data() + line.size(), number);
+    const auto length = static_cast<std::size_t>(end - line.data());
+    if (error != std::errc() || length >= line.size() || line[length] != '\t') return false;
+    line.remove_prefix(length + 1);
+    return true;
+}
+
+bool take(std::string_view& line, std::string& text) {
+    const std::size_t tab = line.find('\t');
+    if (tab == line.npos) return false;
+    text = line.substr(0, tab);
+    line.remove_prefix(tab + 1);
+    return true;
+}
+
+std::optional<JournalEntry> parse(std::string_view line) {
+    JournalEntry entry;
+    std::string sum;
+    if (!take(line, sum) || !take(line, entry.sha256) || !take(line, entry.size) ||
+        !take(line, entry.modified) || !take(line, entry.file) || line.empty())
+        return std::nullopt;
+    const std::optional<Digest> parsed = Digest::parse(DigestKind::Xxh128, sum);
+    if (!parsed) return std::nullopt;
+    entry.sum = parsed->contentSum();
+    entry.source = line;
+    if (entry.sha256 == noSum) entry.sha256.clear();
+    return entry;
+}
+
+bool isOneField(std::string_view text) {
+    return !text.empty() && text.find_first_of("\t\n") == text.npos;
+}
+
+}  // namespace
+
+Journal::Journal(int runFolder)
+    : file_(::openat(runFolder, name, O_WRONLY | O_CREAT | O_APPEND | O_NOFOLLOW | O_CLOEXEC,
+                     0600)) {}
+
+void Journal::add(const JournalEntry& entry) {
+    if (!file_ || !isOneField(entry.source) || !isOneField(entry.file)) return;
+    const std::string line = sumText(entry.sum) + '\t' +
+                             (entry.sha256.empty() ? noSum : entry.sha256) + '\t' +
+                             std::to_string(entry.size) + '\t' + std::to_string(entry.modified) +
+                             '\t' + entry.file + '\t' + entry.source + '\n';
+    // A line that is cut spoils the one behind it, so that it is the last.
+    if (::write(file_.get(), line.data(), line.size()) != static_cast<ssize_t>(line.size()))
+        file_ = Descriptor();
+}
+
+std::vector<JournalEntry> Journal::read(int runFolder) {
+    std::vector<JournalEntry> entries;
+    const Descriptor file(
+        ::openat(runFolder, name, O_RDONLY | O_NOFOLLOW | O_NONBLOCK | O_CLOEXEC));
+    struct stat status {};
+    if (!file || ::fstat(file.get(), &status) != 0 || !S_ISREG(status.st_mode)) return entries;
+    std::string text(static_cast<std::size_t>(std::min(status.st_size, longest)), '\0');
+    const ssize_t size = ::pread(file.get(), text.data(), text.size(), 0);
+    text.resize(static_cast<std::size_t>(std::max<ssize_t>(size, 0)));
+    for (std::string_view rest = text;;) {
+        const std::size_t end = rest.find('\n');
+        // A power cut leaves zeros, or a part of the last line.
+        std::optional<JournalEntry> entry =
+            end == rest.npos ? std::nullopt : parse(rest.substr(0, end));
+        if (!entry) return entries;
+        entries.push_back(std::move(*entry));
+        rest.remove_prefix(end + 1);
+    }
+}
+
+}  // namespace zlk

@@ -1,0 +1,192 @@
+#include "tools/zlkcam/unload/Recorder.h"
+
+#include <sys/stat.h>
+#include <unistd.h>
+
+#include <algorithm>
+#include <cstdlib>
+#include <unordered_set>
+
+#include "tools/zlkcam/Text.h"
+#include "tools/zlkcam/history/Generation.h"
+#include "tools/zlkcam/unload/SourceFile.h"
+
+namespace zlk {
+namespace {
+
+constexpr std::int64_t clockStep = 2;  // seconds that a card's clock has
+
+/// Names of one picture may differ in case: the file systems of cards don't keep it.
+std::string takenKey(std::string_view path, std::uint64_t size) {
+    std::string key(path.substr(path.find_last_of("/\\") + 1));
+    for (char& byte : key)
+        if (byte >= 'a' && byte <= 'z') byte = static_cast<char>(byte - 'a' + 'A');
+    return key + '/' + std::to_string(size);
+}
+
+bool isSameTime(std::int64_t a, std::int64_t b) {
+    return std::abs(a - b) <= clockStep;
+}
+
+}  // namespace
+
+Recorder::Recorder(Destination& destination, std::u16string device, std::u16string root,
+                   const Options& options)
+    : destination_(destination),
+      device_(std::move(device)),
+      root_(std::move(root)),
+      options_(options) {
+    if (destination_.isMissing()) return;
+    takeOver();
+    if (options_.form != RecordForm::None || options_.onlyNew)
+        history_ = FolderHistory::read(destination_.folder());
+    if (options_.onlyNew) listTaken();
+}
+
+std::string Recorder::sourceOf(const FileRecord& record) const {
+    return utf8Text(pathBelow(root_, record));
+}
+
+void Recorder::takeOver() {
+    RunFolder::sweep(destination_.folder(), [this](int folder) {
+        for (const JournalEntry& entry : Journal::read(folder)) takeOver(entry);
+        return !options_.isRehearsal;
+    });
+}
+
+void Recorder::takeOver(const JournalEntry& entry) {
+    if (!options_.isRehearsal) addToJournal(entry);
+    const auto [first, last] = unfinished_.equal_range(entry.source);
+    // A copy that was proved once more has a second line.
+    const auto known = std::find_if(
+        first, last, [&](const auto& each) { return each.second.entry.file == entry.file; });
+    if (known == last)
+        unfinished_.emplace(entry.source, UnfinishedCopy{entry});
+    else
+        known->second.entry = entry;
+}
+
+void Recorder::listTaken() {
+    for (const HashRecord& record : history_.records())
+        if (record.size && record.modified)
+            taken_.emplace(
+                takenKey(record.source.empty() ? record.path : record.source, *record.size),
+                &record);
+}
+
+bool Recorder::isThere(const std::string& file, std::uint64_t size) {
+    const Descriptor there = destination_.openFile(file);
+    struct stat status {};
+    return there && ::fstat(there.get(), &status) == 0 &&
+           static_cast<std::uint64_t>(status.st_size) == size;
+}
+
+std::optional<KnownCopy> Recorder::find(const FileRecord& record, const std::string& wanted) {
+    const std::string source = sourceOf(record);
+    SourceState state;
+    try {
+        state = SourceState::of(record);
+    } catch (const Failure&) {
+        return std::nullopt;  // that is told when it is to be copied
+    }
+    if (state.modified < 0) return std::nullopt;
+    if (auto known = findUnfinished(source, state)) return known;
+    if (!options_.onlyNew) return std::nullopt;
+    std::string file = destination_.findSame(wanted, state.size, state.modified);
+    if (!file.empty()) {
+        // What was recorded of it stands for this file, too, and for no other one.
+        std::erase_if(taken_, [&](const auto& each) { return each.second->path == file; });
+    } else {
+        file = findTaken(source, state);
+    }
+    if (file.empty()) return std::nullopt;
+    const bool isGone = !isThere(file, state.size);
+    return KnownCopy{std::move(file), isGone};
+}
+
+std::optional<KnownCopy> Recorder::findUnfinished(const std::string& source,
+                                                  const SourceState& state) {
+    const auto [first, last] = unfinished_.equal_range(source);
+    for (auto each = first; each != last; ++each) {
+        UnfinishedCopy& copy = each->second;
+        const JournalEntry& entry = copy.entry;
+        if (copy.isCounted || entry.size != state.size ||
+            !isSameTime(entry.modified, state.modified) || !isThere(entry.file, entry.size))
+            continue;
+        copy.isCounted = true;
+        return KnownCopy{entry.file, false, entry.sum, entry.sha256};
+    }
+    return std::nullopt;
+}
+
+std::string Recorder::findTaken(const std::string& source, const SourceState& state) {
+    const auto [first, last] = taken_.equal_range(takenKey(source, state.size));
+    for (auto each = first; each != last; ++each) {
+        if (!isSameTime(*each->second->modified, state.modified)) continue;
+        std::string file = each->second->path;
+        taken_.erase(each);
+        return file;
+    }
+    return {};
+}
+
+void Recorder::note(const UnloadedFile& file, const std::string& placed) {
+    addToJournal(
+        {sourceOf(*file.record), placed, file.size, file.modified, *file.sum, file.sha256});
+}
+
+void Recorder::addToJournal(const JournalEntry& entry) {
+    try {
+        if (!hasJournal_) journal_ = Journal(destination_.runFolder());
+        hasJournal_ = true;
+        journal_.add(entry);
+    } catch (const Failure&) {
+        return;  // the next run begins anew, which takes longer
+    }
+}
+
+HashRecord Recorder::recordOf(const JournalEntry& entry) const {
+    HashRecord record{.path = entry.file, .size = entry.size, .source = entry.source};
+    if (entry.modified >= 0) record.modified = entry.modified;
+    record.sums.emplace_back(entry.sum);
+    if (const auto sha256 = Digest::parse(DigestKind::Sha256, entry.sha256))
+        record.sums.push_back(*sha256);
+    const HashRecord* const before = history_.find(entry.file);
+    const Digest* const sum = before ? before->sum(DigestKind::Xxh128) : nullptr;
+    if (sum) record.action = *sum == record.sums[0] ? HashAction::Verified : HashAction::Failed;
+    return record;
+}
+
+std::vector<HashRecord> Recorder::records(const std::vector<UnloadedFile>& files,
+                                          std::size_t index) {
+    std::vector<HashRecord> records;
+    std::unordered_set<std::string> recorded;
+    for (const UnloadedFile& file : files) {
+        const CopyResult& copy = file.copies[index];
+        if ((copy.outcome != Outcome::Copied && copy.outcome != Outcome::WasThere) || !file.sum)
+            continue;
+        records.push_back(recordOf(
+            {sourceOf(*file.record), copy.file, file.size, file.modified, *file.sum, file.sha256}));
+        if (!unfinished_.empty()) recorded.insert(copy.file);
+    }
+    for (const auto& [source, copy] : unfinished_)
+        if (!recorded.contains(copy.entry.file) && isThere(copy.entry.file, copy.entry.size))
+            records.push_back(recordOf(copy.entry));
+    return records;
+}
+
+std::string Recorder::write(const std::vector<UnloadedFile>& files, std::size_t index) {
+    if (options_.form == RecordForm::None) return {};
+    const int folder = destination_.folder();
+    try {
+        const Generation generation{.device = utf8Text(device_), .records = records(files, index)};
+        if (options_.form == RecordForm::MediaHashList) return writeGeneration(folder, generation);
+        return writeSums(folder, generation,
+                         options_.sha256 ? DigestKind::Sha256 : DigestKind::Xxh128);
+    } catch (const Failure&) {
+        if (hasJournal_) destination_.keepRunFolder();
+        throw;
+    }
+}
+
+}  // namespace zlk

@@ -1,0 +1,252 @@
+#include "tools/zlkcam/unload/Settler.h"
+
+#include <unistd.h>
+
+#include <algorithm>
+#include <cerrno>
+#include <cstring>
+#include <exception>
+
+namespace zlk {
+namespace {
+
+using Clock = std::chrono::steady_clock;
+
+// So long a file waits for others that could be flushed with it.
+constexpr std::chrono::milliseconds gathering{300};
+
+/// What an error comes to that isn't a Failure.
+Failure failureOf(const std::exception& error) {
+    const auto* const failure = dynamic_cast<const Failure*>(&error);
+    return failure ? *failure
+                   : Failure(ExitStatus::NoMemory, std::string("It can't go on: ") + error.what());
+}
+
+}  // namespace
+
+Settler::Settler(Destination& destination, Recorder& recorder, std::size_t index, bool prove,
+                 const BatchLimits& limits, UnloadProgress& progress)
+    : destination_(destination),
+      recorder_(recorder),
+      index_(index),
+      prove_(prove),
+      limits_(limits),
+      progress_(progress),
+      thread_([this] { run(); }) {}
+
+Settler::~Settler() {
+    {
+        const std::lock_guard lock(inUse_);
+        isEnding_ = true;
+    }
+    changed_.notify_all();
+    thread_.join();
+}
+
+void Settler::begin(unsigned shot) {
+    const std::lock_guard lock(inUse_);
+    openShot_ = shot;
+    changed_.notify_all();
+}
+
+bool Settler::hasRoom() const {
+    const bool isFull = waiting_.size() >= limits_.files || waitingBytes_ >= limits_.bytes;
+    // A shot is settled as a whole, however large it is.
+    return !isFull || waiting_.front().shot == openShot_;
+}
+
+void Settler::hand(Arrival arrival) {
+    std::unique_lock lock(inUse_);
+    changed_.wait(lock, [this] { return hasRoom(); });
+    if (waiting_.empty()) waitingSince_ = Clock::now();
+    waitingBytes_ += arrival.file->size;
+    waiting_.push_back(std::move(arrival));
+    changed_.notify_all();
+}
+
+void Settler::finish() {
+    std::unique_lock lock(inUse_);
+    isFinishing_ = true;
+    changed_.notify_all();
+    changed_.wait(lock, [this] { return waiting_.empty() && !isBusy_; });
+}
+
+void Settler::dropOut(const Failure& failure) {
+    const std::lock_guard lock(inUse_);
+    if (!failure_) failure_ = failure;
+}
+
+std::optional<Failure> Settler::failure() const {
+    const std::lock_guard lock(inUse_);
+    return failure_;
+}
+
+void Settler::abandon() {
+    {
+        const std::lock_guard lock(inUse_);
+        isAbandoned_ = true;
+    }
+    results_.lock();  // for good
+    destination_.removeCopies();
+}
+
+bool Settler::isAbandoned() const {
+    const std::lock_guard lock(inUse_);
+    return isAbandoned_;
+}
+
+bool Settler::isWorthwhile() const {
+    if (waiting_.empty() || (!isFinishing_ && waiting_.front().shot == openShot_)) return false;
+    return isFinishing_ || waiting_.size() >= limits_.files || waitingBytes_ >= limits_.bytes ||
+           Clock::now() - waitingSince_ >= gathering;
+}
+
+Batch Settler::takeComplete() {
+    const auto open = std::ranges::find_if(waiting_, [this](const Arrival& arrival) {
+        return !isFinishing_ && arrival.shot == openShot_;
+    });
+    Batch batch(std::make_move_iterator(waiting_.begin()), std::make_move_iterator(open));
+    waiting_.erase(waiting_.begin(), open);
+    for (const Arrival& arrival : batch) waitingBytes_ -= arrival.file->size;
+    waitingSince_ = Clock::now();
+    return batch;
+}
+
+void Settler::run() {
+    for (std::unique_lock lock(inUse_);;) {
+        // Without a limit of time nobody would tell that the time has come.
+        changed_.wait_for(lock, gathering, [this] { return isEnding_ || isWorthwhile(); });
+        if (isEnding_) return;
+        if (!isWorthwhile()) continue;
+        Batch batch = takeComplete();
+        isBusy_ = true;
+        lock.unlock();
+        changed_.notify_all();
+        settle(batch);
+        batch.clear();
+        lock.lock();
+        isBusy_ = false;
+        changed_.notify_all();
+    }
+}
+
+void Settler::settle(Batch& batch) {
+    if (!isAbandoned()) flush(batch);
+    for (auto first = batch.begin(); first != batch.end();) {
+        const auto last = std::find_if(
+            first, batch.end(), [&](const Arrival& each) { return each.shot != first->shot; });
+        if (!isAbandoned()) settleShot({first, last});
+        for (auto each = first; each != last; ++each) progress_.settled(*each->file);
+        first = last;
+    }
+}
+
+void Settler::flush(Batch& batch) {
+    std::vector<HiddenCopy*> copies;
+    for (Arrival& arrival : batch)
+        if (arrival.copy) copies.push_back(&*arrival.copy);
+    try {
+        destination_.flush(copies);
+    } catch (const std::exception& error) {
+        const Failure failure = failureOf(error);
+        for (Arrival& arrival : batch) fail(arrival, failure);
+        dropOut(failure);
+    }
+}
+
+void Settler::settleShot(std::span<Arrival> shot) {
+    std::vector<Placement> placements;
+    std::vector<Arrival*> arrivals;
+    for (Arrival& arrival : shot) {
+        if (!arrival.copy) {
+            settleThere(arrival, arrival.wanted);
+        } else if (settleCopy(arrival)) {
+            const UnloadedFile& file = *arrival.file;
+            placements.push_back({&*arrival.copy, arrival.wanted, file.size, *file.sum});
+            arrivals.push_back(&arrival);
+        }
+    }
+    if (!arrivals.empty()) place(arrivals, placements);
+}
+
+bool Settler::settleCopy(Arrival& arrival) {
+    if (!prove_) return true;
+    try {
+        noteProof(arrival, prove(arrival.copy->file(), *arrival.file->sum));
+        return true;
+    } catch (const std::exception& error) {
+        fail(arrival, failureOf(error));
+        return false;
+    }
+}
+
+void Settler::settleThere(Arrival& arrival, const std::string& file) {
+    try {
+        if (prove_) {
+            const Descriptor there = destination_.openFile(file);
+            if (!there || ::fsync(there.get()) != 0)
+                throw Failure(ExitStatus::FileUnusable,
+                              std::string("It is there already, as a file that can't be written "
+                                          "through to the disk: ") +
+                                  std::strerror(errno) + ".");
+            noteProof(arrival, prove(there.get(), *arrival.file->sum));
+        }
+        conclude(arrival, Outcome::WasThere, file);
+    } catch (const std::exception& error) {
+        fail(arrival, failureOf(error));
+    }
+}
+
+void Settler::place(std::span<Arrival* const> arrivals, std::span<Placement> placements) {
+    std::optional<Failure> failure;
+    {
+        // A program that ends meanwhile has to know which names there are.
+        const std::lock_guard lock(results_);
+        try {
+            destination_.place(placements);
+        } catch (const std::exception& error) {
+            failure = failureOf(error);
+        }
+        for (std::size_t i = 0; i < arrivals.size(); ++i)
+            if (!placements[i].placed.empty() && !placements[i].wasThere)
+                take(*arrivals[i], Outcome::Copied, placements[i].placed);
+    }
+    for (std::size_t i = 0; i < arrivals.size(); ++i) {
+        // A file that was there before counts as this copy now.
+        if (placements[i].wasThere)
+            settleThere(*arrivals[i], placements[i].placed);
+        else if (placements[i].placed.empty())
+            fail(*arrivals[i], failure.value());
+    }
+}
+
+void Settler::noteProof(Arrival& arrival, const Proof& proof) {
+    const std::lock_guard lock(results_);
+    CopyResult& result = resultOf(arrival);
+    result.proved = true;
+    result.fromMedium = proof.isFromMedium;
+}
+
+void Settler::conclude(Arrival& arrival, Outcome outcome, const std::string& file) {
+    const std::lock_guard lock(results_);
+    take(arrival, outcome, file);
+}
+
+void Settler::take(Arrival& arrival, Outcome outcome, const std::string& file) {
+    CopyResult& result = resultOf(arrival);
+    result.outcome = outcome;
+    result.file = file;
+    recorder_.note(*arrival.file, file);
+}
+
+void Settler::fail(Arrival& arrival, const Failure& failure) {
+    // Nothing is wrong with it: it isn't reached any more.
+    if (failure.status == ExitStatus::Stopped) return;
+    const std::lock_guard lock(results_);
+    CopyResult& result = resultOf(arrival);
+    result.outcome = Outcome::Failed;
+    result.proved = result.fromMedium = false;
+    result.failure = std::make_unique<const Failure>(failure);
+}
+
+}  // namespace zlk

@@ -1,0 +1,39 @@
+#pragma once
+// A file as the device has it now.
+
+#include <cstdint>
+#include <string_view>
+
+#include "platform/named_objects.h"
+#include "tools/zlkcam/Documents.h"
+
+namespace zlk {
+
+/// The components' sizes have 32 bits, and a camera says "more than that" with all of them set.
+inline constexpr std::uint64_t largestSize = 0xFFFFFFFF;
+
+/// Whether a file lies on a volume: its id is a path then, which the platform can be asked about.
+bool isOnVolume(const FileRecord& record);
+
+/// To be read by its path; empty with the last error.
+UniqueHandle openToRead(const FileRecord& record);
+
+/// Of nothing that a camera says it has, it delivers nothing to compare.
+inline bool isDelivered(const FileRecord& record, std::uint64_t size) {
+    return size > 0 || isOnVolume(record);
+}
+
+/// What it is like now: true size, and time of its last change.
+struct SourceState {
+    std::uint64_t size = 0;
+    std::int64_t modified = -1;  ///< seconds since 1970 UTC; -1: it doesn't say
+
+    /// Throws Failure (ReadFailed) for one on a volume that isn't there any more.
+    static SourceState of(const FileRecord& record);
+    bool operator==(const SourceState&) const = default;
+};
+
+/// The path of a file below the device's root, for naming its copy.
+std::u16string pathBelow(std::u16string_view root, const FileRecord& record);
+
+}  // namespace zlk

@@ -1,0 +1,46 @@
+#include "tools/zlkcam/unload/UnloadedFile.h"
+
+#include <algorithm>
+
+namespace zlk {
+
+const char* outcomeName(Outcome outcome) {
+    switch (outcome) {
+        case Outcome::Copied:
+            return "copied";
+        case Outcome::WasThere:
+            return "was there";
+        case Outcome::Skipped:
+            return "skipped";
+        case Outcome::TooLarge:
+            return "too large";
+        case Outcome::Failed:
+            return "failed";
+        case Outcome::NotReached:
+            break;
+    }
+    return "not reached";
+}
+
+Outcome UnloadedFile::outcome() const {
+    if (reading != Outcome::NotReached) return reading;
+    return copies.empty() ? Outcome::NotReached
+                          : std::ranges::max_element(copies, {}, &CopyResult::outcome)->outcome;
+}
+
+bool UnloadedFile::isProved() const {
+    return !copies.empty() && std::ranges::all_of(copies, &CopyResult::proved);
+}
+
+bool UnloadedFile::isFromMedium() const {
+    return isProved() && std::ranges::all_of(copies, &CopyResult::fromMedium);
+}
+
+const Failure* UnloadedFile::trouble() const {
+    if (failure) return failure.get();
+    const auto failed = std::ranges::find_if(
+        copies, [](const CopyResult& copy) { return copy.failure != nullptr; });
+    return failed == copies.end() ? nullptr : failed->failure.get();
+}
+
+}  // namespace zlk

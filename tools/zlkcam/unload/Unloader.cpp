@@ -1,0 +1,102 @@
+#include "tools/zlkcam/unload/Unloader.h"
+
+#include <sys/resource.h>
+
+#include <algorithm>
+
+namespace zlk {
+namespace {
+
+/// How grave it is what became of a file: it wasn't deleted, was too large, wasn't copied.
+int gravityOf(const UnloadedFile& file) {
+    if (!file.trouble()) return 0;
+    if (file.reading == Outcome::TooLarge) return 1;
+    return file.outcome() == Outcome::Failed ? 3 : 2;
+}
+
+/// As many files as may be open: some wait, and as many are being settled.
+BatchLimits limitsFor(std::size_t destinations) {
+    constexpr rlim_t others = 64;
+    BatchLimits limits;
+    rlimit open{};
+    ::getrlimit(RLIMIT_NOFILE, &open);
+    const std::size_t free = open.rlim_cur > others ? open.rlim_cur - others : 0;
+    limits.files = std::clamp<std::size_t>(free / (2 * destinations), 1, limits.files);
+    return limits;
+}
+
+Copier::Settlers settlersOf(std::vector<Target>& targets, bool prove, UnloadProgress& progress) {
+    const BatchLimits limits = limitsFor(targets.size());
+    Copier::Settlers settlers;
+    for (std::size_t i = 0; i < targets.size(); ++i)
+        settlers.push_back(std::make_unique<Settler>(*targets[i].destination, *targets[i].recorder,
+                                                     i, prove, limits, progress));
+    return settlers;
+}
+
+}  // namespace
+
+std::vector<const Destination*> destinationsOf(const std::vector<Target>& targets) {
+    std::vector<const Destination*> destinations;
+    for (const Target& target : targets) destinations.push_back(target.destination.get());
+    return destinations;
+}
+
+Unloader::Unloader(Tool& tool, const PhotoSession& session, const UnloadPlan& plan,
+                   std::vector<Target>& targets, const UnloadOptions& options,
+                   const UnloadProgress::Mode& mode)
+    : session_(session),
+      targets_(targets),
+      options_(options),
+      files_(plan.files().size()),
+      progress_(tool, destinationsOf(targets), {files_.size(), plan.bytes(), options.prove}, mode),
+      settlers_(settlersOf(targets, options.prove, progress_)),
+      copier_(session, plan, settlers_, options, progress_) {
+    for (std::size_t i = 0; i < files_.size(); ++i) {
+        files_[i].record = plan.files()[i].record;
+        files_[i].copies.resize(targets.size());
+    }
+}
+
+void Unloader::copy() {
+    copier_.copy(files_);
+    ending_ = copier_.ending();
+}
+
+void Unloader::abandon() {
+    copier_.abandon();
+    ending_ = copier_.ending();
+}
+
+void Unloader::record() {
+    for (std::size_t i = 0; i < targets_.size(); ++i) {
+        Target& target = targets_[i];
+        target.failure = settlers_[i]->failure();
+        try {
+            target.destination->flushNames();
+            target.manifest = target.recorder->write(files_, i);
+        } catch (const Failure& failure) {
+            // What made a destination drop out makes this fail, too.
+            if (!target.failure) target.failure = failure;
+        }
+        target.destination->finishRunFolders();
+    }
+}
+
+void Unloader::remove(const CardSurvey& survey) {
+    const bool isRecorded = std::ranges::none_of(
+        targets_, [](const Target& target) { return target.failure.has_value(); });
+    if (ending_ || !isRecorded) return;
+    ending_ = Remover(session_, survey, options_).remove(files_);
+}
+
+std::optional<Failure> Unloader::gravest() const {
+    if (ending_) return ending_;
+    for (const Target& target : targets_)
+        if (target.failure) return target.failure;
+    const auto worst = std::ranges::max_element(files_, {}, gravityOf);
+    const Failure* const trouble = worst == files_.end() ? nullptr : worst->trouble();
+    return trouble ? std::optional(*trouble) : std::nullopt;
+}
+
+}  // namespace zlk
