@@ -62,7 +62,7 @@ FileHandle::~FileHandle() {
     // Said outright: a child that was forked meanwhile has the descriptor as well. Where it is the
     // child that closes, the lock is its parent's.
     struct flock none = wholeFile(F_UNLCK);
-    if (opener_ == ::getpid()) ::fcntl(file_.get(), F_OFD_SETLK, &none);
+    if (opener_ != 0 && opener_ == ::getpid()) ::fcntl(file_.get(), F_OFD_SETLK, &none);
 }
 
 bool FileHandle::allows(DWORD right) const {

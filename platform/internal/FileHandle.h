@@ -11,7 +11,8 @@ namespace zlk::platform {
 class FileHandle final : public Handle {
   public:
     /// `access` are the rights that the opener asked for.
-    FileHandle(Descriptor file, DWORD access) noexcept : file_(std::move(file)), access_(access) {}
+    FileHandle(Descriptor file, DWORD access) noexcept
+        : file_(std::move(file)), access_(access), opener_(access ? ::getpid() : 0) {}
     ~FileHandle() override;
 
     /// Makes the sharing mode hold against all openers of ours, by locks far behind the file's
@@ -31,7 +32,7 @@ class FileHandle final : public Handle {
     bool allows(DWORD right) const;
     const Descriptor file_;
     const DWORD access_;
-    const pid_t opener_ = ::getpid();
+    const pid_t opener_;  // 0: one that only asks holds no locks
 };
 
 }  // namespace zlk::platform

@@ -78,18 +78,19 @@ void Copier::abandon() {
 }
 
 void Copier::copyFile(const PlannedFile& planned, UnloadedFile& file) {
-    readState(file);
+    const SourceFile source(*file.record);
+    readState(source, file);
     takeKnown(planned, file);
     Lanes lanes = openLanes(planned, file);
     // What an earlier run has read is deleted only if the device still gives those bytes.
     const bool isCompared = file.sum && (options_.verify || options_.remove);
-    if (!lanes.empty() || isCompared) read(planned, file, lanes);
+    if (!lanes.empty() || isCompared) read(planned, source, file, lanes);
     arrive(planned, file, lanes);
 }
 
-void Copier::readState(UnloadedFile& file) {
+void Copier::readState(const SourceFile& source, UnloadedFile& file) {
     const FileRecord& record = *file.record;
-    const SourceState state = SourceState::of(record);
+    const SourceState state = source.state();
     file.size = state.size;
     file.modified = state.modified;
     if (state.size == largestSize && !isOnVolume(record)) {
@@ -117,10 +118,6 @@ void Copier::takeKnown(const PlannedFile& planned, UnloadedFile& file) {
 
 Copier::Lanes Copier::openLanes(const PlannedFile& planned, UnloadedFile& file) {
     Lanes lanes;
-    const bool isUnreadable = isOnVolume(*file.record) && !openToRead(*file.record);
-    // Whoever has it open may close it within the device's patience.
-    if (isUnreadable && GetLastError() != ERROR_SHARING_VIOLATION)
-        throw Failure(ExitStatus::ReadFailed, "It can't be opened: " + reasonText() + ".");
     for (const auto& settler : settlers_) {
         CopyResult& result = file.copies[settler->index()];
         if (settler->isOut() || result.outcome != Outcome::NotReached) continue;
@@ -134,13 +131,14 @@ Copier::Lanes Copier::openLanes(const PlannedFile& planned, UnloadedFile& file) 
     return lanes;
 }
 
-void Copier::read(const PlannedFile& planned, UnloadedFile& file, Lanes& lanes) {
+void Copier::read(const PlannedFile& planned, const SourceFile& source, UnloadedFile& file,
+                  Lanes& lanes) {
     CopySink sink({options_.sha256, plan_.needsDate() ? pictureHeadSize : 0});
     for (Lane& lane : lanes) sink.addCopy(lane.copy);
     fetch(file, sink, {0, options_.verify ? 50 : 100});
     closeLanes(file, lanes, sink);
     if (sink.isLost()) return;
-    if (SourceState::of(*file.record) != SourceState{file.size, file.modified})
+    if (source.state() != SourceState{file.size, file.modified})
         throw Failure(ExitStatus::ReadFailed, "It changed while it was copied.");
     const bool isSecond = file.sum.has_value();
     if (isSecond && file.sum != sink.sum()) throw readTwice();

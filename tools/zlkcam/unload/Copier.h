@@ -12,6 +12,7 @@
 #include "tools/zlkcam/Session.h"
 #include "tools/zlkcam/unload/CopySink.h"
 #include "tools/zlkcam/unload/Settler.h"
+#include "tools/zlkcam/unload/SourceFile.h"
 #include "tools/zlkcam/unload/UnloadPlan.h"
 #include "tools/zlkcam/unload/UnloadProgress.h"
 #include "tools/zlkcam/unload/UnloadedFile.h"
@@ -50,10 +51,11 @@ class Copier {
     };
 
     void copyFile(const PlannedFile& planned, UnloadedFile& file);
-    void readState(UnloadedFile& file);
+    static void readState(const SourceFile& source, UnloadedFile& file);
     Lanes openLanes(const PlannedFile& planned, UnloadedFile& file);
     /// Reads the file into the lanes; those that failed are gone then.
-    void read(const PlannedFile& planned, UnloadedFile& file, Lanes& lanes);
+    void read(const PlannedFile& planned, const SourceFile& source, UnloadedFile& file,
+              Lanes& lanes);
     void closeLanes(UnloadedFile& file, Lanes& lanes, const CopySink& sink);
     void takeKnown(const PlannedFile& planned, UnloadedFile& file);
     void arrive(const PlannedFile& planned, UnloadedFile& file, Lanes& lanes);

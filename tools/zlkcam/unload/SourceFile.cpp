@@ -1,5 +1,10 @@
 #include "tools/zlkcam/unload/SourceFile.h"
 
+#include <sys/stat.h>
+
+#include <cerrno>
+#include <cstring>
+
 #include "platform/files.h"
 #include "tools/zlkcam/Failure.h"
 #include "tools/zlkcam/Text.h"
@@ -7,14 +12,15 @@
 namespace zlk {
 namespace {
 
-/// False with the last error.
-bool trueSize(const FileRecord& record, std::uint64_t& size) {
-    const UniqueHandle file(CreateFileW(record.id.c_str(), 0, FILE_SHARE_READ | FILE_SHARE_WRITE,
-                                        nullptr, OPEN_EXISTING, FILE_ATTRIBUTE_NORMAL, nullptr));
-    LARGE_INTEGER bytes{};
-    if (!file || !GetFileSizeEx(file.get(), &bytes)) return false;
-    size = static_cast<std::uint64_t>(bytes.QuadPart);
-    return true;
+[[noreturn]] void throwGone(const std::string& reason) {
+    throw Failure(ExitStatus::ReadFailed, "It can't be read any more: " + reason + ".");
+}
+
+/// `path` leads to an open file.
+SourceState stateOf(const std::string& path) {
+    struct stat status {};
+    if (::stat(path.c_str(), &status) != 0) throwGone(std::strerror(errno));
+    return {static_cast<std::uint64_t>(status.st_size), status.st_mtim.tv_sec};
 }
 
 }  // namespace
@@ -30,13 +36,25 @@ UniqueHandle openToRead(const FileRecord& record) {
 }
 
 SourceState SourceState::of(const FileRecord& record) {
-    SourceState state{record.size, record.modified.isNoDate ? -1 : secondsOf(record.modified.text)};
-    if (!isOnVolume(record)) return state;
-    FileStatus status{};
-    if (!trueSize(record, state.size) || !_wstat64i32(record.id.c_str(), status))
-        throw Failure(ExitStatus::ReadFailed, "It can't be read any more: " + reasonText() + ".");
-    state.modified = status.st_mtime;
-    return state;
+    if (!isOnVolume(record))
+        return {record.size, record.modified.isNoDate ? -1 : secondsOf(record.modified.text)};
+    const UniqueHandle file(CreateFileW(record.id.c_str(), 0, FILE_SHARE_READ | FILE_SHARE_WRITE,
+                                        nullptr, OPEN_EXISTING, FILE_ATTRIBUTE_NORMAL, nullptr));
+    if (!file) throwGone(reasonText());
+    return stateOf(utf8Text(pathOfOpenFile(file.get())));
+}
+
+SourceFile::SourceFile(const FileRecord& record) : record_(record) {
+    if (!isOnVolume(record)) return;
+    file_ = openToRead(record);
+    if (file_)
+        path_ = utf8Text(pathOfOpenFile(file_.get()));
+    else if (GetLastError() != ERROR_SHARING_VIOLATION)
+        throw Failure(ExitStatus::ReadFailed, "It can't be opened: " + reasonText() + ".");
+}
+
+SourceState SourceFile::state() const {
+    return path_.empty() ? SourceState::of(record_) : stateOf(path_);
 }
 
 std::u16string pathBelow(std::u16string_view root, const FileRecord& record) {

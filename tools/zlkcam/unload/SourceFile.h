@@ -33,6 +33,23 @@ struct SourceState {
     bool operator==(const SourceState&) const = default;
 };
 
+/// One that is open, if it lies on a volume: its path is walked once, and what becomes of it
+/// meanwhile is seen.
+class SourceFile {
+  public:
+    /// Throws Failure (ReadFailed) where it can't be opened, but for a file that somebody else has
+    /// open, who may close it within the device's patience.
+    explicit SourceFile(const FileRecord& record);
+
+    /// Throws Failure (ReadFailed).
+    SourceState state() const;
+
+  private:
+    const FileRecord& record_;
+    UniqueHandle file_;
+    std::string path_;  // of the open file
+};
+
 /// The path of a file below the device's root, for naming its copy.
 std::u16string pathBelow(std::u16string_view root, const FileRecord& record);
 
