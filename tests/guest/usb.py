@@ -10,6 +10,7 @@ import shutil
 import subprocess
 import sys
 
+import aligned
 import machine
 
 BIN = machine.REPOSITORY / "build" / "release" / "bin"
@@ -73,9 +74,7 @@ def print_table(table):
     lines = [["", *names]]
     lines += [[column, *(cells.get(name, "-") for name in names)]
               for column, cells in table.items()]
-    widths = [max(len(line[i]) for line in lines) for i in range(len(lines[0]))]
-    for line in lines:
-        print("  ".join(text.ljust(width) for text, width in zip(line, widths)).rstrip())
+    aligned.print_lines(lines)
 
 
 def main():
