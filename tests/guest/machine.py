@@ -4,6 +4,7 @@ A program of this machine runs in it at its own path and as root. What it writes
 guest, but for its run's folder, which is /mnt/run there. No KVM, no network, some 5 s to boot.
 """
 
+import contextlib
 import lzma
 import pathlib
 import platform
@@ -124,11 +125,13 @@ def prepare():
 
 
 class Machine:
-    """One guest, off until it runs a command. `folder` is the run's folder."""
+    """One guest, off until it runs a command. `folder` is the run's folder, and `disks` are sockets
+    of network block devices by name, which the guest sees as the disks' serial."""
 
     def __init__(self, controller, memory=2048):
         self.controller = controller
         self.memory = memory
+        self.disks = {}
         self.scratch = tempfile.TemporaryDirectory(dir=STORE)
         self.folder = pathlib.Path(self.scratch.name)
 
@@ -163,10 +166,16 @@ class Machine:
             "-virtfs", f"local,path={self.folder},mount_tag=run,{share}"]
         for device in devices:
             arguments += ["-device", device]
+        for name, path in self.disks.items():
+            arguments += ["-blockdev", f"driver=nbd,node-name={name},server.type=unix,"
+                                       f"server.path={path}",
+                          "-device", f"virtio-blk-pci,drive={name},serial={name}"]
         return [QEMU, *map(str, arguments)]
 
-    def run(self, *command, timeout, modules=""):
-        """The exit status of `command` in the guest; None if it came to no end in time."""
+    @contextlib.contextmanager
+    def running(self, *command, modules=""):
+        """QEMU's process, in which the guest runs `command`."""
+        (self.folder / "status").unlink(missing_ok=True)
         shutil.copy(HERE / "start", self.folder)
         (self.folder / "command").write_text("exec " + shlex.join(map(str, command)) + "\n")
         _, driver = CONTROLLERS[self.controller]
@@ -178,9 +187,15 @@ class Machine:
         with subprocess.Popen(self._arguments(), stdin=subprocess.PIPE,
                               env={"LD_PRELOAD": _make_locale(), "PATH": "/usr/bin:/bin"}) as qemu:
             try:
-                qemu.wait(timeout)
-            except subprocess.TimeoutExpired:
+                yield qemu
+            finally:
                 qemu.kill()
+
+    def run(self, *command, timeout, modules=""):
+        """The exit status of `command` in the guest; None if it came to no end in time."""
+        with self.running(*command, modules=modules) as qemu, \
+                contextlib.suppress(subprocess.TimeoutExpired):
+            qemu.wait(timeout)
         status = self.folder / "status"
         return int(status.read_text()) if status.exists() else None
 
