@@ -53,12 +53,15 @@ class Pair:
 
     def add(self, fate, state):
         self.states += 1
-        self.faults += state["faults"]
-        if state["faults"]:
-            print(f"{' to '.join(self.systems)}, {fate}: {len(state['faults'])} faults: "
-                  f"{'; '.join(state['faults'][:3])}", flush=True)
+        self.note(fate, state["faults"])
         if fate == "kept":
             self.phases[phase(state)] += 1
+
+    def note(self, where, faults):
+        self.faults += faults
+        if faults:
+            print(f"{' to '.join(self.systems)}, {where}: {len(faults)} faults: "
+                  f"{'; '.join(faults[:3])}", flush=True)
 
     def cells(self):
         return [*self.systems, str(self.cuts), *(str(self.phases[each]) for each in PHASES),
@@ -152,7 +155,7 @@ class Trials:
         if ended.exists():
             for pair, (status, said) in zip(group.pairs, json.loads(ended.read_text())):
                 if status != 0:
-                    pair.add("whole run", {"faults": [f"status {status}: {said}"]})
+                    pair.note("without a cut", [f"status {status}: {said}"])
             group.requests = group.requests or power.requests - begin
             group.seconds = group.seconds or time.monotonic() - start
         power.cut()
