@@ -2,6 +2,7 @@
 
 #include <fcntl.h>
 
+#include <cerrno>
 #include <cstring>
 #include <vector>
 
@@ -41,7 +42,11 @@ bool VolumeHandle::flush() {
         SetLastError(ERROR_NOT_READY);
         return false;
     }
-    if (::syncfs(folder_.get()) == 0) return true;
+    // FAT hands its blocks to the disk and says nothing more, so that they may be in the disk's own
+    // memory; flushing one folder empties that. Some file systems have nothing to flush there.
+    if (::syncfs(folder_.get()) == 0 &&
+        (::fsync(folder_.get()) == 0 || errno == EINVAL || errno == ENOTSUP))
+        return true;
     setLastErrorFromErrno();
     return false;
 }

@@ -196,6 +196,9 @@ bool Destination::isOnDevice(int file) const {
 }
 
 void Destination::requireElsewhere(int folder, const std::string& shownFolder) const {
+    if (!hasDevice_) return;
+    if (!device_ || wayFrom(folder).empty())
+        throwPosix("Finding out whether " + shownFolder + " is on the device itself");
     if (liesOnDevice(folder))
         throw Failure(ExitStatus::FileUnusable,
                       "The folder " + shownFolder + " is on the device itself.",
@@ -327,7 +330,9 @@ bool Destination::move(Placement& placement, const std::string& file) {
         return false;
     }
     // Not on all file systems is the private folder private.
-    if (!placement.copy->isAt(folder, place.name))
+    const std::optional<bool> isThere = placement.copy->isAt(folder, place.name);
+    if (!isThere) throwPosix("Looking at " + shown(file));
+    if (!*isThere)
         throw Failure(ExitStatus::FileUnusable,
                       shown(file) + " was exchanged for another file meanwhile.",
                       "Choose a folder that nobody else may write to.");

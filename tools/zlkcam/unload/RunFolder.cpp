@@ -136,11 +136,13 @@ bool HiddenCopy::moveTo(int folder, const std::string& name) {
     return isMoved;
 }
 
-bool HiddenCopy::isAt(int folder, const std::string& name) const {
+std::optional<bool> HiddenCopy::isAt(int folder, const std::string& name) const {
     struct stat own {
     }, there{};
-    return ::fstat(file_.get(), &own) == 0 &&
-           ::fstatat(folder, name.c_str(), &there, AT_SYMLINK_NOFOLLOW) == 0 && isSame(own, there);
+    if (::fstat(file_.get(), &own) != 0) return std::nullopt;
+    if (::fstatat(folder, name.c_str(), &there, AT_SYMLINK_NOFOLLOW) == 0)
+        return isSame(own, there);
+    return errno == ENOENT ? std::optional(false) : std::nullopt;
 }
 
 RunFolder::RunFolder(int parent, const std::string& shown)

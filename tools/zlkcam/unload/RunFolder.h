@@ -8,6 +8,7 @@
 #include <cstddef>
 #include <functional>
 #include <memory>
+#include <optional>
 #include <span>
 #include <string>
 #include <string_view>
@@ -36,8 +37,8 @@ class HiddenCopy {
     bool write(std::span<const std::byte> bytes);
     /// Moves it to a name that nothing has yet; false with errno (EEXIST).
     bool moveTo(int folder, const std::string& name);
-    /// Whether a name leads to it.
-    bool isAt(int folder, const std::string& name) const;
+    /// Whether a name leads to it; none with errno where that can't be found out.
+    std::optional<bool> isAt(int folder, const std::string& name) const;
 
   private:
     friend class RunFolder;
