@@ -93,9 +93,4 @@ std::optional<MediumDigest> digestFromMedium(int file, DigestKind kind,
     return MediumDigest{sum->digest, sum->size, (isFresh || isDirect) && isOnMedium(file)};
 }
 
-void forgetContents(const std::string& path) {
-    const Descriptor file = open(path);
-    if (file) ::posix_fadvise(file.get(), 0, 0, POSIX_FADV_DONTNEED);
-}
-
 }  // namespace zlk

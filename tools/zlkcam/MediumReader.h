@@ -24,7 +24,4 @@ struct MediumDigest {
 std::optional<MediumDigest> digestFromMedium(
     int file, DigestKind kind, const std::function<void(std::uint64_t)>& progress = {});
 
-/// Has the system forget what it knows of a file's contents, as far as it does.
-void forgetContents(const std::string& path);
-
 }  // namespace zlk

@@ -7,7 +7,6 @@
 #include <cstring>
 
 #include "platform/files.h"
-#include "tools/zlkcam/MediumReader.h"
 #include "tools/zlkcam/StopFlag.h"
 #include "tools/zlkcam/Text.h"
 #include "tools/zlkcam/unload/PictureDate.h"
@@ -47,8 +46,13 @@ Failure stoppedUnloading() {
 }
 
 Copier::Copier(const PhotoSession& session, const UnloadPlan& plan, const Settlers& settlers,
-               const UnloadOptions& options, UnloadProgress& progress)
-    : session_(session), plan_(plan), settlers_(settlers), options_(options), progress_(progress) {}
+               const UnloadOptions& options, std::size_t filesAhead, UnloadProgress& progress)
+    : session_(session),
+      plan_(plan),
+      settlers_(settlers),
+      options_(options),
+      filesAhead_(filesAhead),
+      progress_(progress) {}
 
 void Copier::copy(std::vector<UnloadedFile>& files) {
     for (std::size_t i = 0; i < files.size(); ++i) {
@@ -60,7 +64,7 @@ void Copier::copy(std::vector<UnloadedFile>& files) {
         inHand_ = &files[i];
         progress_.start(files[i]);
         try {
-            copyFile(planned, files[i]);
+            copyFile(planned, *takeSource(i), files[i]);
         } catch (const Failure& failure) {
             noteFailure(files[i], failure);
             progress_.arrived(files[i], 0);
@@ -77,8 +81,29 @@ void Copier::abandon() {
     ending_ = stoppedUnloading();
 }
 
-void Copier::copyFile(const PlannedFile& planned, UnloadedFile& file) {
-    const SourceFile source(*file.record);
+std::unique_ptr<SourceFile> Copier::takeSource(std::size_t index) {
+    const auto& files = plan_.files();
+    std::unique_ptr<SourceFile> source;
+    if (!ahead_.empty()) {
+        source = std::move(ahead_.front());
+        ahead_.pop_front();
+    }
+    if (!source) source = std::make_unique<SourceFile>(*files[index].record);
+    while (ahead_.size() < filesAhead_ && index + 1 + ahead_.size() < files.size()) {
+        const PlannedFile& next = files[index + 1 + ahead_.size()];
+        std::unique_ptr<SourceFile>& opened = ahead_.emplace_back();
+        if (!next.known.empty() || !isOnVolume(*next.record)) continue;
+        try {
+            opened = std::make_unique<SourceFile>(*next.record);
+            opened->readAhead();
+        } catch (const Failure&) {
+            continue;  // that is told when it is its turn
+        }
+    }
+    return source;
+}
+
+void Copier::copyFile(const PlannedFile& planned, const SourceFile& source, UnloadedFile& file) {
     readState(source, file);
     takeKnown(planned, file);
     Lanes lanes = openLanes(planned, file);
@@ -146,7 +171,7 @@ void Copier::read(const PlannedFile& planned, const SourceFile& source, Unloaded
     file.sha256 = sink.sha256();
     file.wasRead = true;
     noteDate(planned, sink.head());
-    if (options_.verify && !isSecond) verify(file);
+    if (options_.verify && !isSecond) verify(source, file);
     file.verified = options_.verify && isDelivered(*file.record, file.size);
 }
 
@@ -240,9 +265,9 @@ void Copier::throwFetchFailure(LONG code) const {
     throw deviceFailure(code, session_.device(), "Reading it");
 }
 
-void Copier::verify(UnloadedFile& file) {
+void Copier::verify(const SourceFile& source, UnloadedFile& file) {
     // The card's, and not what the system still has of it.
-    if (isOnVolume(*file.record)) forgetContents(utf8Text(finalPath(file.record->id.c_str())));
+    source.forgetContents();
     CopySink second;
     fetch(file, second, {50, 50});
     if (second.sum() != *file.sum) throw readTwice();

@@ -2,6 +2,7 @@
 // Has the device give each file once, for all destinations together, and hands what has arrived to
 // those who settle it there.
 
+#include <deque>
 #include <memory>
 #include <optional>
 #include <span>
@@ -23,8 +24,10 @@ class Copier {
   public:
     using Settlers = std::vector<std::unique_ptr<Settler>>;
 
+    /// Of a volume so many files are opened ahead, for the system to read them while the ones
+    /// before are written.
     Copier(const PhotoSession& session, const UnloadPlan& plan, const Settlers& settlers,
-           const UnloadOptions& options, UnloadProgress& progress);
+           const UnloadOptions& options, std::size_t filesAhead, UnloadProgress& progress);
 
     /// Copies the plan's files, of which `files` has one each, and waits until they are settled.
     /// Goes on after a failed file, unless nothing more can be copied: the device is gone, no
@@ -50,7 +53,9 @@ class Copier {
         int start, size;
     };
 
-    void copyFile(const PlannedFile& planned, UnloadedFile& file);
+    /// Of the file with this index, and opens those that follow.
+    std::unique_ptr<SourceFile> takeSource(std::size_t index);
+    void copyFile(const PlannedFile& planned, const SourceFile& source, UnloadedFile& file);
     static void readState(const SourceFile& source, UnloadedFile& file);
     Lanes openLanes(const PlannedFile& planned, UnloadedFile& file);
     /// Reads the file into the lanes; those that failed are gone then.
@@ -69,7 +74,7 @@ class Copier {
     /// For what has more bytes than a component counts: the device is claimed, and the file lies at
     /// a path.
     void readByPath(const UnloadedFile& file, CopySink& into, ProgressCallback& progress);
-    void verify(UnloadedFile& file);
+    void verify(const SourceFile& source, UnloadedFile& file);
     [[noreturn]] void throwFetchFailure(LONG code) const;
     void noteFailure(UnloadedFile& file, const Failure& failure);
     std::optional<Failure> endOfDestinations() const;
@@ -78,8 +83,10 @@ class Copier {
     const UnloadPlan& plan_;
     const Settlers& settlers_;
     const UnloadOptions options_;
+    const std::size_t filesAhead_;
     UnloadProgress& progress_;
 
+    std::deque<std::unique_ptr<SourceFile>> ahead_;  // of the next files; null: not opened
     unsigned lastShot_ = 0;
     std::optional<LocalTime> shotDate_;
     UnloadedFile* inHand_ = nullptr;

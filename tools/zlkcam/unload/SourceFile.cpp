@@ -1,5 +1,6 @@
 #include "tools/zlkcam/unload/SourceFile.h"
 
+#include <fcntl.h>
 #include <sys/stat.h>
 
 #include <cerrno>
@@ -16,10 +17,7 @@ namespace {
     throw Failure(ExitStatus::ReadFailed, "It can't be read any more: " + reason + ".");
 }
 
-/// `path` leads to an open file.
-SourceState stateOf(const std::string& path) {
-    struct stat status {};
-    if (::stat(path.c_str(), &status) != 0) throwGone(std::strerror(errno));
+SourceState stateOf(const struct stat& status) {
     return {static_cast<std::uint64_t>(status.st_size), status.st_mtim.tv_sec};
 }
 
@@ -41,20 +39,37 @@ SourceState SourceState::of(const FileRecord& record) {
     const UniqueHandle file(CreateFileW(record.id.c_str(), 0, FILE_SHARE_READ | FILE_SHARE_WRITE,
                                         nullptr, OPEN_EXISTING, FILE_ATTRIBUTE_NORMAL, nullptr));
     if (!file) throwGone(reasonText());
-    return stateOf(utf8Text(pathOfOpenFile(file.get())));
+    struct stat status {};
+    if (::stat(utf8Text(pathOfOpenFile(file.get())).c_str(), &status) != 0)
+        throwGone(std::strerror(errno));
+    return stateOf(status);
 }
 
 SourceFile::SourceFile(const FileRecord& record) : record_(record) {
     if (!isOnVolume(record)) return;
-    file_ = openToRead(record);
-    if (file_)
-        path_ = utf8Text(pathOfOpenFile(file_.get()));
+    handle_ = openToRead(record);
+    if (handle_)
+        file_ = Descriptor(::open(utf8Text(pathOfOpenFile(handle_.get())).c_str(),
+                                  O_RDONLY | O_NONBLOCK | O_CLOEXEC));
     else if (GetLastError() != ERROR_SHARING_VIOLATION)
         throw Failure(ExitStatus::ReadFailed, "It can't be opened: " + reasonText() + ".");
 }
 
 SourceState SourceFile::state() const {
-    return path_.empty() ? SourceState::of(record_) : stateOf(path_);
+    if (!file_) return SourceState::of(record_);
+    struct stat status {};
+    if (::fstat(file_.get(), &status) != 0) throwGone(std::strerror(errno));
+    return stateOf(status);
+}
+
+void SourceFile::readAhead() const {
+    // Of a large file the rest is read ahead as it is read.
+    constexpr off_t most = 4 << 20;
+    if (file_) ::posix_fadvise(file_.get(), 0, most, POSIX_FADV_WILLNEED);
+}
+
+void SourceFile::forgetContents() const {
+    if (file_) ::posix_fadvise(file_.get(), 0, 0, POSIX_FADV_DONTNEED);
 }
 
 std::u16string pathBelow(std::u16string_view root, const FileRecord& record) {

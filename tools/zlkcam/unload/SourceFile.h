@@ -4,6 +4,7 @@
 #include <cstdint>
 #include <string_view>
 
+#include "platform/descriptor.h"
 #include "platform/named_objects.h"
 #include "tools/zlkcam/Documents.h"
 
@@ -43,11 +44,15 @@ class SourceFile {
 
     /// Throws Failure (ReadFailed).
     SourceState state() const;
+    /// Has the system read the first bytes meanwhile, as far as it can.
+    void readAhead() const;
+    /// Has the system forget what it knows of the contents, as far as it does.
+    void forgetContents() const;
 
   private:
     const FileRecord& record_;
-    UniqueHandle file_;
-    std::string path_;  // of the open file
+    UniqueHandle handle_;  // keeps others from writing to it
+    Descriptor file_;      // the same file; none on a camera
 };
 
 /// The path of a file below the device's root, for naming its copy.

@@ -14,15 +14,24 @@ int gravityOf(const UnloadedFile& file) {
     return file.outcome() == Outcome::Failed ? 3 : 2;
 }
 
-/// As many files as may be open: some wait, and as many are being settled.
-BatchLimits limitsFor(std::size_t destinations) {
+/// How many files more may be open at a time.
+std::size_t freeDescriptors() {
     constexpr rlim_t others = 64;
-    BatchLimits limits;
     rlimit open{};
     ::getrlimit(RLIMIT_NOFILE, &open);
-    const std::size_t free = open.rlim_cur > others ? open.rlim_cur - others : 0;
-    limits.files = std::clamp<std::size_t>(free / (2 * destinations), 1, limits.files);
+    return open.rlim_cur > others ? open.rlim_cur - others : 0;
+}
+
+/// Some files wait, and as many are being settled.
+BatchLimits limitsFor(std::size_t destinations) {
+    BatchLimits limits;
+    limits.files = std::clamp<std::size_t>(freeDescriptors() / (2 * destinations), 1, limits.files);
     return limits;
+}
+
+std::size_t filesAhead() {
+    constexpr std::size_t most = 8;
+    return freeDescriptors() < 64 ? 0 : most;
 }
 
 Copier::Settlers settlersOf(std::vector<Target>& targets, bool prove, UnloadProgress& progress) {
@@ -51,7 +60,7 @@ Unloader::Unloader(Tool& tool, const PhotoSession& session, const UnloadPlan& pl
       files_(plan.files().size()),
       progress_(tool, destinationsOf(targets), {files_.size(), plan.bytes(), options.prove}, mode),
       settlers_(settlersOf(targets, options.prove, progress_)),
-      copier_(session, plan, settlers_, options, progress_) {
+      copier_(session, plan, settlers_, options, filesAhead(), progress_) {
     for (std::size_t i = 0; i < files_.size(); ++i) {
         files_[i].record = plan.files()[i].record;
         files_[i].copies.resize(targets.size());
