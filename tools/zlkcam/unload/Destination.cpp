@@ -12,6 +12,7 @@
 #include "platform/files.h"
 #include "platform/named_objects.h"
 #include "tools/zlkcam/FileSystem.h"
+#include "tools/zlkcam/StopFlag.h"
 #include "tools/zlkcam/Text.h"
 #include "tools/zlkcam/history/NewFile.h"
 #include "tools/zlkcam/unload/PosixFailure.h"
@@ -102,6 +103,7 @@ std::optional<ContentSum> sumOf(int file) {
     ContentSummer summer;
     std::vector<std::byte> block(blockSize);
     for (;;) {
+        if (StopFlag::raised()) throw stoppedEarly();
         const ssize_t read =
             ::pread(file, block.data(), block.size(), static_cast<off_t>(summer.size()));
         if (read < 0 && errno == EINTR) continue;
@@ -130,6 +132,7 @@ bool readBlock(int file, off_t at, std::vector<std::byte>& block) {
 bool haveSameContent(int a, int b) {
     std::vector<std::byte> first, second;
     for (off_t at = 0;; at += static_cast<off_t>(blockSize)) {
+        if (StopFlag::raised()) throw stoppedEarly();
         if (!readBlock(a, at, first) || !readBlock(b, at, second) || first != second) return false;
         if (first.size() < blockSize) return true;
     }
@@ -169,6 +172,7 @@ Destination::Destination(const std::u16string& path, const std::u16string& devic
     if (!folder_) throwNotMade(name, isMade ? reasonText() : reason);
     requireElsewhere(folder_.get(), name);
     way_ = wayFrom(folder_.get());
+    if (way_.empty()) throwPosix("Finding out where " + name + " lies");
 }
 
 std::string Destination::shown(std::string_view file) const {
@@ -266,9 +270,9 @@ int Destination::runFolder() {
     return topRunFolder().folder();
 }
 
-void Destination::keepRunFolder() {
+void Destination::keepRunFolder(bool isKept) {
     const std::lock_guard lock(inUse_);
-    topRunFolder().keep();
+    topRunFolder().keep(isKept);
 }
 
 HiddenCopy Destination::make(const std::string& wanted) {

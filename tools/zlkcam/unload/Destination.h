@@ -97,8 +97,8 @@ class Destination {
 
     /// The private folder of this run, where it notes down what it did.
     int runFolder();
-    /// That stays when this goes, for a later run.
-    void keepRunFolder();
+    /// Whether it stays when this goes, for a later run.
+    void keepRunFolder(bool isKept);
     /// Takes away what isn't whole, or all that is this run's and isn't kept: for a program that
     /// ends without leaving the scopes.
     void removeCopies() const noexcept;

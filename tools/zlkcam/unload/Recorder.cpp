@@ -137,7 +137,10 @@ void Recorder::note(const UnloadedFile& file, const std::string& placed) {
 
 void Recorder::addToJournal(const JournalEntry& entry) {
     try {
-        if (!hasJournal_) journal_ = Journal(destination_.runFolder());
+        if (!hasJournal_) {
+            journal_ = Journal(destination_.runFolder());
+            destination_.keepRunFolder(true);
+        }
         hasJournal_ = true;
         journal_.add(entry);
     } catch (const Failure&) {
@@ -176,17 +179,18 @@ std::vector<HashRecord> Recorder::records(const std::vector<UnloadedFile>& files
 }
 
 std::string Recorder::write(const std::vector<UnloadedFile>& files, std::size_t index) {
-    if (options_.form == RecordForm::None) return {};
-    const int folder = destination_.folder();
-    try {
+    std::string manifest;
+    if (options_.form != RecordForm::None) {
+        const int folder = destination_.folder();
         const Generation generation{.device = utf8Text(device_), .records = records(files, index)};
-        if (options_.form == RecordForm::MediaHashList) return writeGeneration(folder, generation);
-        return writeSums(folder, generation,
-                         options_.sha256 ? DigestKind::Sha256 : DigestKind::Xxh128);
-    } catch (const Failure&) {
-        if (hasJournal_) destination_.keepRunFolder();
-        throw;
+        manifest = options_.form == RecordForm::MediaHashList
+                       ? writeGeneration(folder, generation)
+                       : writeSums(folder, generation,
+                                   options_.sha256 ? DigestKind::Sha256 : DigestKind::Xxh128);
     }
+    // Until here the next run would have needed it.
+    if (hasJournal_) destination_.keepRunFolder(false);
+    return manifest;
 }
 
 }  // namespace zlk

@@ -69,8 +69,8 @@ class RunFolder {
     void removeCopies() const noexcept;
     /// Takes it away, with all that lies in it, unless it is kept.
     void finish() const noexcept;
-    /// It stays, for a later run.
-    void keep() { isKept_ = true; }
+    /// Whether it stays when this goes, for a later run.
+    void keep(bool isKept) { isKept_ = isKept; }
 
     /// Hands out the folders of killed runs below `parent`, one by one and locked, and removes each
     /// for which `taken` gives true.
