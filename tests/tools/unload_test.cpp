@@ -197,13 +197,22 @@ TEST_F(Unload, provesAFileThatWasThereAsItProvesItsOwn) {
     EXPECT_FALSE(fs::exists(card / "A.JPG"));
 }
 
+/// Waits until a run has noted down a file that it has copied.
+void waitForJournal(const fs::path& folder) {
+    for (;; std::this_thread::yield())
+        for (const fs::path& file : hiddenCopies(folder)) {
+            std::error_code none;
+            if (file.filename() == "journal" && fs::file_size(file, none) > 0 && !none) return;
+        }
+}
+
 TEST_F(Unload, goesOnWhereAKilledRunStoppedAndLeavesNothingOfIt) {
     addFile("A.JPG", bytesOf(100'000, 1));
     addHole("B.MOV", 300 << 20);
     addFile("C.JPG", "c");
     {
         RunningZlkCam killed({"unload", "E:", target});
-        while (!fs::exists(target / "A.JPG")) std::this_thread::yield();
+        waitForJournal(target);
         killed.signal(SIGKILL);
     }
     EXPECT_GE(torsos(), 1u);
@@ -235,7 +244,7 @@ TEST_F(Unload, deletesNothingThatAKilledRunCopiedAndTheCardHasOtherwiseNow) {
     addHole("B.MOV", 300 << 20);
     {
         RunningZlkCam killed({"unload", "E:", target});
-        while (!fs::exists(target / "A.JPG")) std::this_thread::yield();
+        waitForJournal(target);
         killed.signal(SIGKILL);
     }
     const auto time = fs::last_write_time(picture);

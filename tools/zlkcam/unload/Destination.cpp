@@ -31,18 +31,24 @@ std::optional<FileIdentity> identityOf(int file) {
     return FileIdentity{status.st_dev, status.st_ino};
 }
 
-/// A folder by a path as people and devices have it, which may begin with a drive.
-Descriptor openFolder(const std::u16string& path) {
+/// A folder by a path as people and devices have it, which may begin with a drive. Empty with the
+/// reason.
+Descriptor openFolder(const std::u16string& path, std::string& reason) {
     const UniqueHandle handle(CreateFileW(path.c_str(), GENERIC_READ,
                                           FILE_SHARE_READ | FILE_SHARE_WRITE, nullptr,
                                           OPEN_EXISTING, FILE_FLAG_BACKUP_SEMANTICS, nullptr));
-    if (!handle) return {};
+    if (!handle) {
+        reason = reasonText();
+        return {};
+    }
     const std::string place = utf8Text(pathOfOpenFile(handle.get()));
-    return Descriptor(::open(place.c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC));
+    Descriptor folder(::open(place.c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC));
+    if (!folder) reason = std::strerror(errno);
+    return folder;
 }
 
 /// What a folder is, and all that it lies in, from the inside out; empty where that can't be found
-/// out.
+/// out, with errno.
 std::vector<FileIdentity> wayFrom(int folder) {
     std::vector<FileIdentity> way;
     Descriptor here(::openat(folder, ".", O_RDONLY | O_DIRECTORY | O_CLOEXEC));
@@ -148,31 +154,34 @@ Placement placementOf(HiddenCopy& copy, const std::string& wanted) {
 }
 
 Destination::Destination(const std::u16string& path, const std::u16string& device, Making making)
-    : path_(absolutePath(path)), hasDevice_(!device.empty()) {
+    : path_(absolutePath(path)) {
     if (path.empty())
         throw Failure(ExitStatus::Usage, "The folder to copy into has no name.",
                       "The current folder is called \".\".");
     while (path_.size() > 1 && (path_.ends_with(u'/') || path_.ends_with(u'\\'))) path_.pop_back();
     // A drive is named by its root, and not by its current folder.
     if (path_.ends_with(u':')) path_ += u'/';
-    if (hasDevice_) {
-        const Descriptor root = openFolder(device);
+    std::string reason;
+    if (!device.empty()) {
+        const Descriptor root = openFolder(device, reason);
         if (root) device_ = identityOf(root.get());
+        if (!device_)
+            throw Failure(ExitStatus::NotConnected,
+                          "The device can't be looked at any more: " + reason + ".");
     }
     // Copies would go with the device, and an original be taken for its own. It is asked before
     // anything is made there, and once more of what was made.
     const std::string name = utf8Text(path_);
-    const Descriptor above = openFolder(existingPart(path_));
-    if (above) requireElsewhere(above.get(), name);
-    if (above) way_ = wayFrom(above.get());
-    const bool isMade = making == Making::Folder && CreateDirectoryW(path_.c_str(), nullptr);
-    const std::string reason = reasonText();
-    folder_ = openFolder(path_);
-    if (!folder_ && making == Making::Nothing && openFolder(pathAbove(path_))) return;
-    if (!folder_) throwNotMade(name, isMade ? reasonText() : reason);
-    requireElsewhere(folder_.get(), name);
-    way_ = wayFrom(folder_.get());
-    if (way_.empty()) throwPosix("Finding out where " + name + " lies");
+    const Descriptor above = openFolder(existingPart(path_), reason);
+    if (above) way_ = requireElsewhere(above.get(), name);
+    if (making == Making::Folder && !CreateDirectoryW(path_.c_str(), nullptr) &&
+        GetLastError() != ERROR_ALREADY_EXISTS)
+        throwNotMade(name, reasonText());
+    folder_ = openFolder(path_, reason);
+    std::string ignored;
+    if (!folder_ && making == Making::Nothing && openFolder(pathAbove(path_), ignored)) return;
+    if (!folder_) throwNotMade(name, reason);
+    way_ = requireElsewhere(folder_.get(), name);
 }
 
 std::string Destination::shown(std::string_view file) const {
@@ -182,31 +191,31 @@ std::string Destination::shown(std::string_view file) const {
     return text.append(file);
 }
 
-bool Destination::liesOnDevice(int folder) const {
-    if (!hasDevice_) return false;
-    const std::vector<FileIdentity> way = wayFrom(folder);
-    return !device_ || way.empty() || std::ranges::find(way, *device_) != way.end();
+bool Destination::isDeviceAmong(const std::vector<FileIdentity>& way) const {
+    return device_ && std::ranges::find(way, *device_) != way.end();
 }
 
-bool Destination::isOnDevice(int file) const {
-    if (!hasDevice_) return false;
-    std::array<char, PATH_MAX> path{};
-    const std::string link = "/proc/self/fd/" + std::to_string(file);
-    const ssize_t size = ::readlink(link.c_str(), path.data(), path.size() - 1);
-    if (size <= 0) return true;
-    const std::string folder(path.data(), std::string_view(path.data()).rfind('/') + 1);
-    const Descriptor above(::open(folder.c_str(), O_PATH | O_DIRECTORY | O_CLOEXEC));
-    return !above || liesOnDevice(above.get());
-}
-
-void Destination::requireElsewhere(int folder, const std::string& shownFolder) const {
-    if (!hasDevice_) return;
-    if (!device_ || wayFrom(folder).empty())
-        throwPosix("Finding out whether " + shownFolder + " is on the device itself");
-    if (liesOnDevice(folder))
+std::vector<FileIdentity> Destination::requireElsewhere(int folder,
+                                                        const std::string& shownFolder) const {
+    std::vector<FileIdentity> way = wayFrom(folder);
+    if (way.empty()) throwPosix("Finding out where " + shownFolder + " lies");
+    if (isDeviceAmong(way))
         throw Failure(ExitStatus::FileUnusable,
                       "The folder " + shownFolder + " is on the device itself.",
                       "Choose a folder on this machine.");
+    return way;
+}
+
+std::optional<bool> Destination::isOnDevice(int file) const {
+    if (!device_) return false;
+    std::array<char, PATH_MAX> path{};
+    const std::string link = "/proc/self/fd/" + std::to_string(file);
+    if (::readlink(link.c_str(), path.data(), path.size() - 1) <= 0) return std::nullopt;
+    const std::string folder(path.data(), std::string_view(path.data()).rfind('/') + 1);
+    const Descriptor above(::open(folder.c_str(), O_PATH | O_DIRECTORY | O_CLOEXEC));
+    const std::vector<FileIdentity> way =
+        above ? wayFrom(above.get()) : std::vector<FileIdentity>();
+    return way.empty() ? std::nullopt : std::optional(isDeviceAmong(way));
 }
 
 Destination::Folder Destination::open(const Folder& parent, const std::string& name,
@@ -308,7 +317,9 @@ Descriptor Destination::openPlaced(const std::string& file) {
                                O_RDONLY | O_NONBLOCK | O_CLOEXEC));
     struct stat status {};
     if (!opened || ::fstat(opened.get(), &status) != 0) return {};
-    if (S_ISREG(status.st_mode) && !isOnDevice(opened.get())) return opened;
+    const std::optional<bool> isDevices = isOnDevice(opened.get());
+    if (!isDevices) return {};
+    if (S_ISREG(status.st_mode) && !*isDevices) return opened;
     errno = ENOENT;
     return {};
 }

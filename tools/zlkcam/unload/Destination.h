@@ -134,10 +134,11 @@ class Destination {
     Place placeOf(const std::string& file);
     RunFolder& runFolderFor(const std::string& wanted);
     RunFolder& topRunFolder();
-    bool liesOnDevice(int folder) const;
-    /// Of a file; true also where that can't be found out.
-    bool isOnDevice(int file) const;
-    void requireElsewhere(int folder, const std::string& shownFolder) const;
+    bool isDeviceAmong(const std::vector<FileIdentity>& way) const;
+    /// Of a file; none with errno where that can't be found out.
+    std::optional<bool> isOnDevice(int file) const;
+    /// Gives the folder's way.
+    std::vector<FileIdentity> requireElsewhere(int folder, const std::string& shownFolder) const;
 
     Namesakes& namesakesOf(const std::string& file);
     Namesake* copyAmong(Namesakes& namesakes, const Placement& placement);
@@ -149,7 +150,6 @@ class Destination {
     Descriptor openPlaced(const std::string& file);
 
     std::u16string path_;
-    const bool hasDevice_;
     std::optional<FileIdentity> device_;
     Descriptor folder_;
     std::vector<FileIdentity> way_;  // from the folder up to the root
