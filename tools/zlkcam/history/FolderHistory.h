@@ -52,7 +52,7 @@ class FolderHistory {
 };
 
 /// Whether an entry directly in a folder belongs to its history and is none of its files: the
-/// folder `ascmhl`, or a sums file.
+/// folder `ascmhl`, a sums file, or the report of a run.
 bool isHistoryName(std::string_view name);
 
 }  // namespace zlk

@@ -31,7 +31,6 @@ using namespace std::chrono_literals;
 
 // Others write for some seconds at most.
 constexpr std::chrono::milliseconds patience = 30s, patienceOnceStopped = 500ms, pause = 50ms;
-constexpr unsigned mostInASecond = 1000;
 
 [[noreturn]] void fail(const std::string& what, const std::string& reason,
                        const std::string& advice = {}) {
@@ -163,8 +162,7 @@ std::string writeGeneration(int folder, const Generation& generation) {
 
 std::string writeSums(int folder, const Generation& generation, DigestKind kind) {
     requireRecordable(generation, [](std::string_view) { return true; });
-    const std::string folderName = nameOfFolder(folder);
-    NewFile file(folder, sumsFileName(folderName, generation.made, kind, 1));
+    NewFile file(folder, datedName(nameOfFolder(folder), generation.made, digestName(kind)));
     bool hasLines = false;
     for (const HashRecord& record : generation.records) {
         // A checker would take the sum of a damaged file for the right one.
@@ -176,13 +174,7 @@ std::string writeSums(int folder, const Generation& generation, DigestKind kind)
     }
     if (!hasLines) return {};
     file.finish();
-    for (unsigned attempt = 1; attempt <= mostInASecond; ++attempt) {
-        std::string name = sumsFileName(folderName, generation.made, kind, attempt);
-        if (!file.takeName(name)) continue;
-        flushFolder(folder, ".");
-        return name;
-    }
-    fail("too many sums files are of this second", std::to_string(mostInASecond));
+    return file.takeDatedName(generation.made, digestName(kind));
 }
 
 }  // namespace zlk

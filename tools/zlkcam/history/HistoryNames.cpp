@@ -17,6 +17,11 @@ namespace {
 // Bytes of a folder's name, which leave room for all that stands around it.
 constexpr std::size_t longestFolderName = 150;
 
+bool isReportName(std::string_view name) {
+    return !name.starts_with('.') && !dateInName(name).empty() &&
+           name.substr(name.rfind('.') + 1) == reportSuffix;
+}
+
 /// What stands in front of the suffix, and of the number that tells names of one second apart.
 std::string_view stemOf(std::string_view name) {
     std::string_view stem = name.substr(0, name.rfind('.'));
@@ -59,10 +64,10 @@ std::string manifestName(std::uint32_t number, const std::string& folderName, st
            std::string(manifestSuffix);
 }
 
-std::string sumsFileName(const std::string& folderName, std::int64_t made, DigestKind kind,
-                         unsigned attempt) {
+std::string datedName(const std::string& folderName, std::int64_t made, std::string_view suffix,
+                      unsigned attempt) {
     return folderName + '_' + nameTimeText(made) +
-           (attempt == 1 ? "" : '-' + std::to_string(attempt)) + '.' + digestName(kind);
+           (attempt == 1 ? "" : '-' + std::to_string(attempt)) + '.' + std::string(suffix);
 }
 
 std::string nameOfFolder(int folder) {
@@ -81,7 +86,8 @@ std::string nameOfFolder(int folder) {
 }
 
 bool isHistoryName(std::string_view name) {
-    return equalIgnoringCase(wideText(name), wideText(historyFolder)) || sumsFileKind(name);
+    return equalIgnoringCase(wideText(name), wideText(historyFolder)) || sumsFileKind(name) ||
+           isReportName(name);
 }
 
 }  // namespace zlk

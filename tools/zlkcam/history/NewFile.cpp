@@ -10,12 +10,14 @@
 #include "platform/files.h"
 #include "tools/zlkcam/Failure.h"
 #include "tools/zlkcam/Text.h"
+#include "tools/zlkcam/history/HistoryNames.h"
 #include "tools/zlkcam/unload/RunFolder.h"
 
 namespace zlk {
 namespace {
 
 constexpr std::size_t blockSize = 1 << 20;
+constexpr unsigned mostInASecond = 1000;
 
 [[noreturn]] void fail(const std::string& name, const std::string& reason) {
     throw Failure(ExitStatus::FileUnusable, name + " can't be written: " + reason + ".",
@@ -64,6 +66,17 @@ bool NewFile::takeName(const std::string& name) {
     isHidden_ = !MoveFileW(pathOf(folder_, hidden_).c_str(), pathOf(folder_, name).c_str());
     if (isHidden_ && GetLastError() != ERROR_ALREADY_EXISTS) fail(name, reasonText());
     return !isHidden_;
+}
+
+std::string NewFile::takeDatedName(std::int64_t made, std::string_view suffix) {
+    const std::string folderName = nameOfFolder(folder_);
+    for (unsigned attempt = 1; attempt <= mostInASecond; ++attempt) {
+        std::string name = datedName(folderName, made, suffix, attempt);
+        if (!takeName(name)) continue;
+        flushFolder(folder_, ".");
+        return name;
+    }
+    fail(name_, "too many such files are of this second");
 }
 
 void NewFile::replace(const std::string& name) {

@@ -2,6 +2,7 @@
 // A file that is written under a hidden name of its own, and has its real one when it is whole on
 // the disk. Reached from an open folder throughout. All throw Failure (FileUnusable).
 
+#include <cstdint>
 #include <string>
 #include <string_view>
 
@@ -24,6 +25,9 @@ class NewFile {
 
     /// False if something else has that name.
     bool takeName(const std::string& name);
+    /// Takes the first free one of the names that a file of this moment has in the folder, waits
+    /// until it is on the disk, and gives it.
+    std::string takeDatedName(std::int64_t made, std::string_view suffix);
     /// Takes the name away from whatever has it.
     void replace(const std::string& name);
 
