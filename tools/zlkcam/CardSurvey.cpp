@@ -52,10 +52,13 @@ bool CardSurvey::isUncertain(std::u16string_view path) const {
     });
 }
 
+std::string CardSurvey::UnreadFolder::text() const {
+    return utf8Text(path) + " can't be read: " + reason +
+           ". Whatever lies there is on the card only.";
+}
+
 std::optional<Failure> CardSurvey::tell(Tool& tool) const {
-    for (const UnreadFolder& folder : unread_)
-        tool.warn(utf8Text(folder.path) + " can't be read: " + folder.reason +
-                  ". Whatever lies there is on the card only.");
+    for (const UnreadFolder& folder : unread_) tool.warn(folder.text());
     if (hiddenFiles_)
         tool.say(std::to_string(hiddenFiles_) +
                  (hiddenFiles_ == 1 ? " hidden file stays" : " hidden files stay") +

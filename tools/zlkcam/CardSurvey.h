@@ -14,6 +14,13 @@ namespace zlk {
 
 class CardSurvey {
   public:
+    struct UnreadFolder {
+        std::u16string path;
+        std::string reason;
+
+        /// For people.
+        std::string text() const;
+    };
     /// Walks all folders below `root`, the drive or share as which a card is reached; empty for a
     /// device that isn't one, of which there is nothing to find out.
     explicit CardSurvey(const std::u16string& root);
@@ -25,11 +32,10 @@ class CardSurvey {
     /// command has failed with where folders couldn't be read.
     std::optional<Failure> tell(Tool& tool) const;
 
+    const std::vector<UnreadFolder>& unread() const { return unread_; }
+    std::size_t hiddenFiles() const { return hiddenFiles_; }
+
   private:
-    struct UnreadFolder {
-        std::u16string path;
-        std::string reason;
-    };
     void walk(const std::u16string& folder);
 
     std::vector<UnreadFolder> unread_;

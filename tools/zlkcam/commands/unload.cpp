@@ -8,6 +8,7 @@
 #include "tools/zlkcam/StopFlag.h"
 #include "tools/zlkcam/Text.h"
 #include "tools/zlkcam/commands/Commands.h"
+#include "tools/zlkcam/unload/HtmlReport.h"
 #include "tools/zlkcam/unload/UnloadSummary.h"
 #include "tools/zlkcam/unload/Unloader.h"
 
@@ -20,6 +21,7 @@ struct Options : DeviceWords, UnloadOptions, SelectionOptions, UnloadProgress::M
     std::string sum = "xxh128";
     std::string manifest = "mhl";
     bool flat = false;
+    bool hasReport = false;
     bool isRehearsal = false;
 };
 constexpr char twice[] = "twice", copies[] = "copies";
@@ -127,14 +129,21 @@ void runUnload(Tool& tool, const Options& given) {
     if (options.isRehearsal) return summary.tellPlan();
 
     Unloader unloader(tool, session, plan, targets, options, options);
+    HtmlReport report(session, plan, survey, unloader, targets);
+    const auto record = [&] {
+        unloader.record();
+        if (!options.hasReport) return;
+        if (tool.onTerminal() && !options.quiet) tool.say("Writing the report...");
+        report.write();
+    };
     end = [&] {
         unloader.abandon();
-        unloader.record();
+        record();
         summary.tell(unloader, options.quiet);
         return tool.finish();
     };
     unloader.copy();
-    unloader.record();
+    record();
     if (options.remove && directory.allowsDelete(device.contextId))
         unloader.remove(survey);
     else if (options.remove)
@@ -186,6 +195,9 @@ void addProofs(CLI::App& command, Options& options) {
                     "or sha256sum), or none")
         ->check(CLI::IsMember({mhl, sums, none}))
         ->option_text("FORM");
+    command.add_flag("--report", options.hasReport,
+                     "a page for people in each folder, with thumbnails: what was copied, and how "
+                     "that went");
 }
 
 }  // namespace

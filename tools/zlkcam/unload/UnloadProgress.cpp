@@ -114,7 +114,7 @@ void writeFile(JsonWriter& json, const UnloadedFile& file,
     json.beginObject()
         .member("id", file.record->id)
         .member("outcome", outcomeName(file.outcome()))
-        .member("size", file.outcome() == Outcome::NotReached ? file.record->size : file.size)
+        .member("size", file.knownSize())
         .member("file", shown(0))
         .member("proved", file.isProved())
         .member("fromMedium", file.isFromMedium())

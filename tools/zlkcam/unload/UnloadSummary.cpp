@@ -5,22 +5,10 @@
 
 #include "platform/clock.h"
 #include "tools/zlkcam/Text.h"
+#include "tools/zlkcam/unload/FileCounts.h"
 
 namespace zlk {
 namespace {
-
-std::string filesText(std::size_t count) {
-    return std::to_string(count) + (count == 1 ? " file" : " files");
-}
-
-template <class Predicate>
-std::size_t countOf(const std::vector<UnloadedFile>& files, Predicate predicate) {
-    return static_cast<std::size_t>(std::ranges::count_if(files, predicate));
-}
-
-std::size_t countOf(const std::vector<UnloadedFile>& files, Outcome outcome) {
-    return countOf(files, [=](const UnloadedFile& file) { return file.outcome() == outcome; });
-}
 
 /// Of a long list what there is already is handed out: memory is for the files.
 void handOut(Tool& tool, std::size_t index) {
@@ -114,17 +102,24 @@ void UnloadSummary::sayAll(const Unloader& unloader, DWORD milliseconds) const {
     for (const Target& target : targets_)
         if (!target.manifest.empty())
             tool_.say("Recorded in " + target.destination->shown(target.manifest));
+    for (const Target& target : targets_)
+        if (!target.report.empty())
+            tool_.say("The report is " + target.destination->shown(target.report));
     if (const std::size_t deleted = countOf(files, std::mem_fn(&UnloadedFile::deleted)))
         tool_.say(filesText(deleted) + " deleted from the device.");
     sayTroubles(files);
-    if (const std::size_t left = countOf(files, Outcome::NotReached))
-        tool_.say(filesText(left) + " not reached; they are on the device only.");
+    const std::size_t left = countOf(files, Outcome::NotReached);
+    const std::size_t partly = countOf(files, [](const UnloadedFile& file) {
+        return file.outcome() == Outcome::NotReached && file.isAnywhere();
+    });
+    if (partly) tool_.say(filesText(partly) + " not copied to every folder.");
+    if (left > partly)
+        tool_.say(filesText(left - partly) + " not reached; they are on the device only.");
 }
 
 void UnloadSummary::sayCopied(const Files& files, DWORD milliseconds) const {
-    std::uint64_t bytes = 0;
-    for (const UnloadedFile& file : files)
-        if (file.outcome() == Outcome::Copied) bytes += file.size;
+    const std::uint64_t bytes =
+        bytesOf(files, [](const UnloadedFile& file) { return file.outcome() == Outcome::Copied; });
     std::string places;
     for (const Target& target : targets_)
         places += (places.empty() ? "" : " and ") + target.destination->shown("");
@@ -138,9 +133,7 @@ void UnloadSummary::sayCopied(const Files& files, DWORD milliseconds) const {
 void UnloadSummary::sayProofs(const Files& files) const {
     const std::size_t proved = countOf(files, std::mem_fn(&UnloadedFile::isProved));
     if (!proved) return;
-    std::uint64_t bytes = 0;
-    for (const UnloadedFile& file : files)
-        if (file.isProved()) bytes += file.size;
+    const std::uint64_t bytes = bytesOf(files, &UnloadedFile::isProved);
     const std::size_t verified = countOf(files, std::mem_fn(&UnloadedFile::verified));
     tool_.say(filesText(proved) + ", " + sizeText(bytes) + ", read back and compared" +
               (targets_.size() > 1 ? " everywhere" : "") +
@@ -167,12 +160,14 @@ void UnloadSummary::sayTroubles(const Files& files) const {
 
 void UnloadSummary::writeTargets() const {
     tool_.answer.key("destinations").beginArray();
+    const auto shown = [](const Target& target, const std::string& file) {
+        return file.empty() ? file : target.destination->shown(file);
+    };
     for (const Target& target : targets_) {
         tool_.answer.beginObject()
             .member("folder", target.destination->path())
-            .member("manifest", target.manifest.empty()
-                                    ? std::string()
-                                    : target.destination->shown(target.manifest));
+            .member("manifest", shown(target, target.manifest))
+            .member("report", shown(target, target.report));
         if (target.failure) Tool::writeError(tool_.answer.key("error"), *target.failure);
         tool_.answer.endObject();
     }

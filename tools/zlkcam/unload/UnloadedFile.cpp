@@ -28,6 +28,15 @@ Outcome UnloadedFile::outcome() const {
                           : std::ranges::max_element(copies, {}, &CopyResult::outcome)->outcome;
 }
 
+std::uint64_t UnloadedFile::knownSize() const {
+    return outcome() == Outcome::NotReached ? record->size : size;
+}
+
+bool UnloadedFile::isAnywhere() const {
+    return std::ranges::any_of(
+        copies, [](const CopyResult& copy) { return copy.outcome <= Outcome::Copied; });
+}
+
 bool UnloadedFile::isProved() const {
     return !copies.empty() && std::ranges::all_of(copies, &CopyResult::proved);
 }

@@ -43,6 +43,10 @@ struct UnloadedFile {
 
     /// The gravest of what became of it anywhere.
     Outcome outcome() const;
+    /// As the device has it, or lists it as long as nothing was read.
+    std::uint64_t knownSize() const;
+    /// Whether some destination has it, or had it.
+    bool isAnywhere() const;
     bool isProved() const;
     bool isFromMedium() const;
     /// What went wrong first with it; null if nothing did.

@@ -78,6 +78,7 @@ void Unloader::abandon() {
 }
 
 void Unloader::record() {
+    if (isRecorded_) return;
     for (std::size_t i = 0; i < targets_.size(); ++i) {
         Target& target = targets_[i];
         target.failure = settlers_[i]->failure();
@@ -90,6 +91,7 @@ void Unloader::record() {
         }
         target.destination->finishRunFolders();
     }
+    isRecorded_ = true;
 }
 
 void Unloader::remove(const CardSurvey& survey) {

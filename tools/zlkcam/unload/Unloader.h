@@ -25,7 +25,8 @@ struct Target {
     std::unique_ptr<Destination> destination;
     std::unique_ptr<Recorder> recorder;
     std::string manifest{};            ///< below the folder; empty: none was written
-    std::optional<Failure> failure{};  ///< why it dropped out, or has no manifest
+    std::string report{};              ///< the same of a page for people
+    std::optional<Failure> failure{};  ///< why it dropped out, or has no manifest or report
 };
 
 class Unloader {
@@ -37,7 +38,8 @@ class Unloader {
 
     /// Copies and proves.
     void copy();
-    /// Writes each destination's manifest, of what was copied before a stop, too.
+    /// Writes each destination's manifest, of what was copied before a stop, too, unless that was
+    /// done.
     void record();
     /// Deletes from the device what is proved and recorded everywhere.
     void remove(const CardSurvey& survey);
@@ -60,6 +62,7 @@ class Unloader {
     Copier::Settlers settlers_;
     Copier copier_;
     std::optional<Failure> ending_;
+    bool isRecorded_ = false;
 };
 
 /// Of targets, in their order.

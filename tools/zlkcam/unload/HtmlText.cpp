@@ -1,0 +1,45 @@
+#include "tools/zlkcam/unload/HtmlText.h"
+
+#include <nettle/base64.h>
+
+#include "platform/text.h"
+
+namespace zlk {
+namespace {
+
+bool isForbidden(WCHAR unit) {
+    return unit < 0x20 || (unit >= 0x7F && unit < 0xA0) || unit >= 0xFFFE;
+}
+
+}  // namespace
+
+std::string htmlText(std::string_view text) {
+    std::u16string units = wideText(text);
+    for (WCHAR& unit : units)
+        if (isForbidden(unit)) unit = 0xFFFD;
+    std::string escaped;
+    for (const char byte : utf8Text(units)) {
+        if (byte == '&')
+            escaped += "&amp;";
+        else if (byte == '<')
+            escaped += "&lt;";
+        else if (byte == '>')
+            escaped += "&gt;";
+        else if (byte == '"')
+            escaped += "&quot;";
+        else if (byte == '\'')
+            escaped += "&#39;";
+        else
+            escaped += byte;
+    }
+    return escaped;
+}
+
+std::string jpegAddress(std::string_view jpeg) {
+    std::string digits(BASE64_ENCODE_RAW_LENGTH(jpeg.size()), '\0');
+    base64_encode_raw(digits.data(), jpeg.size(),
+                      reinterpret_cast<const std::uint8_t*>(jpeg.data()));
+    return "data:image/jpeg;base64," + digits;
+}
+
+}  // namespace zlk

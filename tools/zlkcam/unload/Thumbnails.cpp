@@ -1,0 +1,62 @@
+#include "tools/zlkcam/unload/Thumbnails.h"
+
+#include <optional>
+#include <span>
+
+#include "platform/file_sinks.h"
+#include "tools/zlkcam/unload/FileType.h"
+#include "tools/zlkcam/unload/SourceFile.h"
+
+namespace zlk {
+namespace {
+
+// The components' own have some 5 kB; what a camera hands over may have any size.
+constexpr std::size_t largest = 128 << 10;
+// Browsers take long over a page that is larger.
+constexpr std::uint64_t largestSum = 64 << 20;
+constexpr std::string_view jpegStart = "\xFF\xD8\xFF";
+
+class BoundedSink final : public FileSink {
+  public:
+    bool take(std::span<const std::byte> bytes) override {
+        if (bytes.size() > largest - bytes_.size()) return false;
+        bytes_.append(reinterpret_cast<const char*>(bytes.data()), bytes.size());
+        return true;
+    }
+    std::string& bytes() { return bytes_; }
+
+  private:
+    std::string bytes_;
+};
+
+/// Whether the components show the picture itself, and no stand-in for its kind: of a volume they
+/// read JPEG files only, and a camera makes thumbnails of all that it takes.
+bool isShown(const FileRecord& record) {
+    const FileType type = fileTypeOf(record.cameraPath);
+    return type == FileType::Jpeg ||
+           (!isOnVolume(record) && (type == FileType::Raw || type == FileType::Heif));
+}
+
+}  // namespace
+
+std::string Thumbnails::of(const FileRecord& record) {
+    if (isDeviceGone_ || StopFlag::raised() || !isShown(record)) return {};
+    if (bytes_ >= largestSum) isCut_ = true;
+    if (isCut_) return {};
+    BoundedSink sink;
+    const SinkFile name(sink);
+    const Bstr id(record.id), path(name.path());
+    const HRESULT result = session_.call(
+        [&](IPhotoDevice& device) { return device.SaveThumbnail(id.get(), path.get()); });
+    if (result != S_OK) {
+        const Failure failure = deviceFailure(session_.errorCode(), session_.device(), "");
+        isDeviceGone_ = session_.endOf(failure).has_value();
+        return {};
+    }
+    if (!sink.bytes().starts_with(jpegStart)) return {};
+    ++made_;
+    bytes_ += sink.bytes().size();
+    return std::move(sink.bytes());
+}
+
+}  // namespace zlk
