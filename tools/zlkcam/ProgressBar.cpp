@@ -121,6 +121,11 @@ void ProgressBar::draw(bool always) {
     Tool::flush();
 }
 
+void ProgressBar::hide() {
+    wipe();
+    hidden_ = true;
+}
+
 void ProgressBar::wipe() {
     if (drawn_) Tool::write("\r\x1b[K");
     drawn_ = false;

@@ -33,7 +33,7 @@ class ProgressBar {
     void expectProofs(std::uint64_t bytes) { proofs_ = bytes; }
     void prove(std::uint64_t bytes);
     /// Draws nothing from now on; what is reported as worth keeping is still told.
-    void hide() { hidden_ = true; }
+    void hide();
     /// How a file went, now or later; on a terminal only a line worth keeping stays, above the bar.
     void report(const std::string& line, bool worthKeeping = false);
 

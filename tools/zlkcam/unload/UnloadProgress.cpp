@@ -53,6 +53,11 @@ void UnloadProgress::settled(const UnloadedFile& file) {
     tell(file);
 }
 
+void UnloadProgress::end() {
+    const std::lock_guard lock(inUse_);
+    bar_.hide();
+}
+
 void UnloadProgress::tell(const UnloadedFile& file) {
     const Failure* const trouble = file.trouble();
     if (mode_.events) {

@@ -37,6 +37,8 @@ class UnloadProgress {
     void arrived(const UnloadedFile& file, std::size_t destinations);
     /// One of them is done with it.
     void settled(const UnloadedFile& file);
+    /// All are, or nothing more is waited for: what is said now has the line for itself.
+    void end();
 
   private:
     void tell(const UnloadedFile& file);

@@ -69,11 +69,13 @@ Unloader::Unloader(Tool& tool, const PhotoSession& session, const UnloadPlan& pl
 
 void Unloader::copy() {
     copier_.copy(files_);
+    progress_.end();
     ending_ = copier_.ending();
 }
 
 void Unloader::abandon() {
     copier_.abandon();
+    progress_.end();
     ending_ = copier_.ending();
 }
 
