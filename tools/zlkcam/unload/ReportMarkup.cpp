@@ -235,7 +235,7 @@ std::string ReportMarkup::foot(std::optional<std::size_t> thumbnails) const {
     if (thumbnails)
         text += element("p", "",
                         "Only the first " + std::to_string(*thumbnails) +
-                            " pictures are shown: no browser takes more of them well.");
+                            " pictures are shown, so that a browser can open this page.");
     text += element("p", "",
                     "Times of files are in the time zone of the computer. Written by zlkcam before "
                     "anything was deleted from the device.");
