@@ -46,7 +46,7 @@ figure img, .box { display: block; width: 100%; height: 10rem; background: var(-
 figure img { object-fit: contain; }
 .box { display: grid; place-items: center; color: var(--faint); font-size: 1.3rem; letter-spacing: 0.08em; }
 .marks { display: flex; flex-wrap: wrap; gap: 0.3rem; margin: 0.35rem 0; }
-.marks span { padding: 0 0.5rem; border-radius: 1rem; font-size: 0.75rem; background: var(--empty); }
+.marks span { padding: 0 0.4rem; border-radius: 1rem; font-size: 0.68rem; background: var(--empty); }
 .marks .proof { background: var(--good-paper); color: var(--good); }
 .amiss .outcome { background: var(--bad-paper); color: var(--bad); }
 .place, .note, figcaption p:not([class]) { font-size: 0.8rem; }
