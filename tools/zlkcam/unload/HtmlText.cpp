@@ -2,21 +2,25 @@
 
 #include <nettle/base64.h>
 
+#include <algorithm>
+
 #include "platform/text.h"
+#include "tools/zlkcam/unload/SafeName.h"
 
 namespace zlk {
 namespace {
 
-bool isForbidden(WCHAR unit) {
-    return unit < 0x20 || (unit >= 0x7F && unit < 0xA0) || unit >= 0xFFFE;
+constexpr WCHAR replacement = 0xFFFD;
+
+WCHAR shownUnit(WCHAR unit) {
+    return unit >= 0xFFFE ? replacement : harmlessUnit(unit, replacement);
 }
 
 }  // namespace
 
 std::string htmlText(std::string_view text) {
     std::u16string units = wideText(text);
-    for (WCHAR& unit : units)
-        if (isForbidden(unit)) unit = 0xFFFD;
+    std::ranges::transform(units, units.begin(), shownUnit);
     std::string escaped;
     for (const char byte : utf8Text(units)) {
         if (byte == '&')

@@ -7,7 +7,8 @@
 namespace zlk {
 
 /// UTF-8 as text of an element or as an attribute's value, whatever it holds: what is markup
-/// there stands for itself, and U+FFFD for controls and for what is no UTF-8.
+/// there stands for itself, and U+FFFD for what controls how a text is shown and for what is no
+/// UTF-8.
 std::string htmlText(std::string_view text);
 
 /// A picture as the address of itself, so that no other file is needed.

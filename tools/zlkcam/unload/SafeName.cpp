@@ -14,14 +14,7 @@ constexpr std::size_t maxExtensionBytes = 16;
 constexpr WCHAR replacement = u'_';
 
 WCHAR safeUnit(WCHAR unit) {
-    // A byte of a name that isn't UTF-8: most likely of the code page that cameras use.
-    if (unit >= 0xF0A0 && unit <= 0xF0FF) return static_cast<WCHAR>(unit - 0xF000);
-    const bool control = unit < 0x20 || (unit >= 0x7F && unit < 0xA0);
-    const bool masked = unit >= 0xF001 && unit < 0xF0A0;
-    const bool slash = unit == u'/' || unit == u'\\';
-    // Marks that turn the direction of what is read make `gpj.exe` of `exe.jpg`.
-    const bool direction = (unit >= 0x202A && unit <= 0x202E) || (unit >= 0x2066 && unit <= 0x2069);
-    return control || masked || slash || direction ? replacement : unit;
+    return unit == u'/' || unit == u'\\' ? replacement : harmlessUnit(unit, replacement);
 }
 
 template <class Text>
@@ -42,6 +35,16 @@ void shorten(std::string& name) {
 }
 
 }  // namespace
+
+WCHAR harmlessUnit(WCHAR unit, WCHAR instead) {
+    // A byte of a name that isn't UTF-8: most likely of the code page that cameras use.
+    if (unit >= 0xF0A0 && unit <= 0xF0FF) return static_cast<WCHAR>(unit - 0xF000);
+    const bool control = unit < 0x20 || (unit >= 0x7F && unit < 0xA0);
+    const bool masked = unit >= 0xF001 && unit < 0xF0A0;
+    // Marks that turn the direction of what is read make `gpj.exe` of `exe.jpg`.
+    const bool direction = (unit >= 0x202A && unit <= 0x202E) || (unit >= 0x2066 && unit <= 0x2069);
+    return control || masked || direction ? instead : unit;
+}
 
 std::string safeName(std::u16string_view name) {
     std::u16string safe(name.empty() ? std::u16string_view(&replacement, 1) : name);

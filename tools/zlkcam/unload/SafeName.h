@@ -6,7 +6,12 @@
 #include <string_view>
 #include <vector>
 
+#include "platform/types.h"
+
 namespace zlk {
+
+/// A unit of a name as people may see it: `instead` for what controls how a text is shown.
+WCHAR harmlessUnit(WCHAR unit, WCHAR instead);
 
 /// One path component, at most 220 bytes of UTF-8; what is too long is cut in front of its
 /// extension. `_` for an empty one.
