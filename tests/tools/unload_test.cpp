@@ -1,6 +1,4 @@
-#include <fcntl.h>
 #include <gmock/gmock.h>
-#include <sys/file.h>
 #include <sys/mount.h>
 #include <sys/resource.h>
 #include <unistd.h>
@@ -8,7 +6,6 @@
 #include <atomic>
 #include <chrono>
 #include <fstream>
-#include <sstream>
 #include <thread>
 
 #include "ZlkCamTr.h"
@@ -195,163 +192,6 @@ TEST_F(Unload, provesAFileThatWasThereAsItProvesItsOwn) {
     EXPECT_EQ(result.status, 0) << result.error;
     EXPECT_THAT(result["files"].each("proved"), ElementsAre("true"));
     EXPECT_FALSE(fs::exists(card / "A.JPG"));
-}
-
-/// Waits until a run has noted down a file that it has copied.
-void waitForJournal(const fs::path& folder) {
-    for (;; std::this_thread::yield())
-        for (const fs::path& file : hiddenCopies(folder)) {
-            std::error_code none;
-            if (file.filename() == "journal" && fs::file_size(file, none) > 0 && !none) return;
-        }
-}
-
-TEST_F(Unload, goesOnWhereAKilledRunStoppedAndLeavesNothingOfIt) {
-    addFile("A.JPG", bytesOf(100'000, 1));
-    addHole("B.MOV", 300 << 20);
-    addFile("C.JPG", "c");
-    {
-        RunningZlkCam killed({"unload", "E:", target});
-        waitForJournal(target);
-        killed.signal(SIGKILL);
-    }
-    EXPECT_GE(torsos(), 1u);
-    // A run that lives holds its folder locked.
-    const fs::path living = target / ".zlkcam-01234567", foreign = target / ".zlkcam-of-mine";
-    for (const fs::path& folder : {living, foreign}) fs::create_directory(folder);
-    const int lock = ::open(living.c_str(), O_RDONLY | O_CLOEXEC);
-    ASSERT_EQ(::flock(lock, LOCK_EX), 0);
-
-    const auto before = fs::last_write_time(target / "A.JPG");
-    const JsonAnswer result = json({"unload", "--delete", "E:", target});
-    ::close(lock);
-    EXPECT_EQ(result.status, 0) << result.error;
-    EXPECT_THAT(result["files"].each("outcome"), ElementsAre("was there", "copied", "copied"));
-    EXPECT_THAT(result["files"].each("deleted"), testing::Each("true"));
-    EXPECT_EQ(fs::last_write_time(target / "A.JPG"), before);
-    EXPECT_EQ(readFile(target / "A.JPG"), bytesOf(100'000, 1));
-    EXPECT_FALSE(fs::exists(target / "A (2).JPG"));
-    EXPECT_TRUE(fs::remove(living) && fs::remove(foreign));
-    EXPECT_EQ(torsos(), 0u);
-    // The record tells of what both have copied.
-    const std::string manifest = readFile(result["destinations"].each("manifest")[0]);
-    for (const char* const name : {">A.JPG<", ">B.MOV<", ">C.JPG<"})
-        EXPECT_THAT(manifest, HasSubstr(name));
-}
-
-TEST_F(Unload, deletesNothingThatAKilledRunCopiedAndTheCardHasOtherwiseNow) {
-    const fs::path picture = addFile("A.JPG", bytesOf(100'000, 1));
-    addHole("B.MOV", 300 << 20);
-    {
-        RunningZlkCam killed({"unload", "E:", target});
-        waitForJournal(target);
-        killed.signal(SIGKILL);
-    }
-    const auto time = fs::last_write_time(picture);
-    writeFile(picture, bytesOf(100'000, 2));
-    fs::last_write_time(picture, time);
-    fs::remove(card / "B.MOV");
-    const JsonAnswer result = json({"unload", "--delete", "E:", target});
-    EXPECT_EQ(result.status, 11) << result.error;
-    EXPECT_EQ(readFile(picture), bytesOf(100'000, 2));
-    // It is another picture, as the next run finds.
-    EXPECT_EQ(json({"unload", "--delete", "E:", target}).status, 0);
-    EXPECT_EQ(readFile(target / "A (2).JPG"), bytesOf(100'000, 2));
-}
-
-TEST_F(Unload, readsEachFileOnceForAllFoldersAndGoesOnWithoutOneThatFails) {
-    if (geteuid() != 0) GTEST_SKIP() << "needs the right to mount";
-    const fs::path small = target / "small", other = target / "other", third = target / "third";
-    fs::create_directory(small);
-    ASSERT_EQ(mount("tmpfs", small.c_str(), "tmpfs", 0, "size=1m"), 0);
-    for (int i = 0; i < 4; ++i)
-        addFile("DCIM/" + std::to_string(i) + ".JPG", bytesOf(400'000, static_cast<unsigned>(i)));
-    const JsonAnswer result = json({"unload", "--delete", "E:", other, small, third});
-    EXPECT_EQ(result.status, 6) << result.error;
-    EXPECT_THAT(result.error, HasSubstr(small.string()));
-    for (int i = 0; i < 4; ++i) {
-        const std::string name = "DCIM/" + std::to_string(i) + ".JPG";
-        for (const fs::path& folder : {other, third, card})
-            EXPECT_EQ(readFile(folder / name), bytesOf(400'000, static_cast<unsigned>(i)));
-    }
-    EXPECT_THAT(result["files"].each("deleted"), testing::Each("false"));
-    for (const Json& file : result["files"].items)
-        EXPECT_EQ(file["copies"].each("proved")[0], "true");
-    umount2(small.c_str(), MNT_DETACH);
-    EXPECT_EQ(torsos(), 0u);
-
-    const JsonAnswer both = json({"unload", "--delete", "E:", other, third});
-    EXPECT_EQ(both.status, 0) << both.error;
-    EXPECT_THAT(both["files"].each("deleted"), testing::Each("true"));
-}
-
-TEST_F(Unload, refusesFoldersThatAreOneAndMakesNoneOfThem) {
-    addFile("A.JPG", "a");
-    fs::create_directory(target / "there");
-    fs::create_directory_symlink(target / "there", target / "alias");
-    const std::vector<std::pair<fs::path, fs::path>> pairs{{target / "there", target / "alias"},
-                                                           {target / "there/new", target / "there"},
-                                                           {target / "new", target / "new"},
-                                                           {target / "there", target / "there/new"},
-                                                           {target / "new", target / "missing/x"}};
-    for (const auto& [a, b] : pairs) {
-        EXPECT_NE(zlkcam({"unload", "E:", a, b}).status, 0) << a << b;
-        EXPECT_FALSE(fs::exists(target / "new") || fs::exists(target / "there/new")) << a << b;
-    }
-}
-
-TEST_F(Unload, knowsWhatItTookThoughItWasMovedOrRenamed) {
-    addFile("DCIM/A.JPG", bytesOf(1000, 1));
-    addFile("DCIM/B.JPG", bytesOf(1000, 2));
-    ASSERT_EQ(zlkcam({"unload", "E:", target}).status, 0);
-    fs::rename(target / "DCIM/A.JPG", target / "the best one.jpg");
-    const JsonAnswer again = json({"unload", "--new", "E:", target});
-    EXPECT_THAT(again["files"].each("outcome"), testing::Each("skipped"));
-    EXPECT_EQ(copiesIn(target).size(), 2u);
-    // A new picture that took the old one's name, size and time is none that was taken.
-    addFile("OTHER/A.JPG", bytesOf(1000, 3));
-    fs::last_write_time(card / "OTHER/A.JPG", fs::last_write_time(card / "DCIM/A.JPG"));
-    EXPECT_EQ(zlkcam({"unload", "--new", "E:", target}).status, 0);
-    EXPECT_EQ(copiesIn(target).size(), 3u);
-}
-
-TEST_F(Unload, putsFilesWhereTheTemplateSaysAndKeepsAShotTogether) {
-    addFile("DCIM/100CAM/IMG_1.JPG", bytesOf(1000, 1));
-    addFile("DCIM/100CAM/IMG_1.CR2", bytesOf(2000, 2));
-    addFile("DCIM/100CAM/CLIP.MOV", bytesOf(3000, 3));
-    fs::create_directories(target / "100CAM");
-    writeFile(target / "100CAM/IMG_1.CR2", "another one");
-    const JsonAnswer plan = json({"unload", "--dry-run", "--to", "{folder}/{name}", "E:", target});
-    EXPECT_EQ(plan.status, 0) << plan.error;
-    EXPECT_THAT(plan["plan"].items, testing::SizeIs(3));
-    EXPECT_EQ(copiesIn(target).size(), 1u);
-    EXPECT_EQ(torsos(), 0u);
-
-    ASSERT_EQ(
-        zlkcam({"unload", "--type", "raw,jpeg", "--to", "{folder}/{name}", "E:", target}).status,
-        0);
-    EXPECT_EQ(readFile(target / "100CAM/IMG_1 (2).JPG"), bytesOf(1000, 1));
-    EXPECT_EQ(readFile(target / "100CAM/IMG_1 (2).CR2"), bytesOf(2000, 2));
-    EXPECT_EQ(copiesIn(target).size(), 3u);
-    for (const char* const place : {"../{name}", "/{name}", "{nonsense}", ""})
-        EXPECT_EQ(zlkcam({"unload", "--to", place, "E:", target}).status, *place ? 1 : 0) << place;
-}
-
-TEST_F(Unload, streamsAnObjectForEachEventAndEndsWithTheAnswer) {
-    addFile("A.JPG", bytesOf(1000, 1));
-    addFile("B.JPG", bytesOf(1000, 2));
-    const ProgramResult result =
-        zlkcam({"--json", "unload", "--progress", "--verify=copies", "E:", target});
-    EXPECT_EQ(result.status, 0) << result.error;
-    std::istringstream lines(result.output);
-    std::vector<Json> events;
-    for (std::string line; std::getline(lines, line);) events.push_back(Json::parse(line));
-    ASSERT_GE(events.size(), 4u);
-    EXPECT_EQ(events.front()["event"].text, "start");
-    EXPECT_EQ(
-        std::ranges::count_if(events, [](const Json& e) { return e["event"].text == "file"; }), 2);
-    EXPECT_THAT(events.back()["files"].each("proved"), testing::Each("true"));
-    EXPECT_EQ(zlkcam({"unload", "--quiet", "E:", target}).output, "");
 }
 
 TEST_F(Unload, namesFoldersThatCannotBeReadAndWhatIsHidden) {
