@@ -8,8 +8,8 @@
 #include <string>
 #include <vector>
 
-#include "tests/support/TestMachine.h"
 #include "platform/descriptor.h"
+#include "tests/support/TestMachine.h"
 #include "tools/zlkcam/history/FolderHistory.h"
 #include "tools/zlkcam/history/Generation.h"
 

@@ -13,7 +13,6 @@
 namespace zlk::usbscan {
 namespace {
 
-
 [[noreturn]] void fail(const char* what) {
     throw std::system_error(errno, std::generic_category(), what);
 }

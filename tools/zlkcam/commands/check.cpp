@@ -9,8 +9,8 @@
 #include <optional>
 
 #include "platform/clock.h"
-#include "platform/files.h"
 #include "platform/descriptor.h"
+#include "platform/files.h"
 #include "tools/zlkcam/StopFlag.h"
 #include "tools/zlkcam/Text.h"
 #include "tools/zlkcam/commands/Commands.h"

@@ -12,8 +12,8 @@
 #include <unordered_map>
 #include <unordered_set>
 
-#include "platform/text.h"
 #include "platform/descriptor.h"
+#include "platform/text.h"
 #include "tools/zlkcam/StopFlag.h"
 #include "tools/zlkcam/history/HistoryFile.h"
 
