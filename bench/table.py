@@ -16,6 +16,7 @@ import tempfile
 import time
 
 import guest
+import unloading
 
 BIN = pathlib.Path(sys.argv[1]).resolve()
 CARD = "#Zephyr-Lanthorn#RemovableDrive#E"
@@ -295,7 +296,7 @@ def main():
         copying(scratch)
         camera(scratch)
         cameras_through_components(scratch)
-    for figure in guest.rows():
+    for figure in (*unloading.rows(BIN), *guest.rows()):
         row(*figure)
     widths = [max(len(line[i]) for line in rows) for i in range(4)]
     for line in [("what", "measured", "limit", "met"), *rows]:

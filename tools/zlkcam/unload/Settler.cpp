@@ -45,8 +45,8 @@ Settler::~Settler() {
 
 void Settler::begin(unsigned shot) {
     const std::lock_guard lock(inUse_);
+    // The thread looks by itself from time to time; to be woken for each file costs more.
     openShot_ = shot;
-    changed_.notify_all();
 }
 
 bool Settler::hasRoom() const {
@@ -61,7 +61,7 @@ void Settler::hand(Arrival arrival) {
     if (waiting_.empty()) waitingSince_ = Clock::now();
     waitingBytes_ += arrival.file->size;
     waiting_.push_back(std::move(arrival));
-    changed_.notify_all();
+    if (isWorthwhile()) changed_.notify_all();
 }
 
 void Settler::finish() {
