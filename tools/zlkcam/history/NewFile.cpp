@@ -65,6 +65,8 @@ void NewFile::finish() {
 bool NewFile::takeName(const std::string& name) {
     isHidden_ = !MoveFileW(pathOf(folder_, hidden_).c_str(), pathOf(folder_, name).c_str());
     if (isHidden_ && GetLastError() != ERROR_ALREADY_EXISTS) fail(name, reasonText());
+    // On FAT it has no contents under its new name before it is flushed once more.
+    if (!isHidden_ && ::fsync(file_.get()) != 0) fail(name, std::strerror(errno));
     return !isHidden_;
 }
 
@@ -83,6 +85,7 @@ void NewFile::replace(const std::string& name) {
     if (::renameat(folder_, hidden_.c_str(), folder_, name.c_str()) != 0)
         fail(name, std::strerror(errno));
     isHidden_ = false;
+    if (::fsync(file_.get()) != 0) fail(name, std::strerror(errno));
 }
 
 void flushFolder(int folder, const std::string& name) {

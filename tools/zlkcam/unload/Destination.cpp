@@ -452,6 +452,10 @@ std::string Destination::findSame(const std::string& wanted, std::uint64_t size,
 void Destination::flushNames() {
     const std::lock_guard lock(inUse_);
     const std::string doing = "Writing the names of the copies through to the disk";
+    // On FAT a file that was renamed has no contents under its new name until it is flushed itself,
+    // and not its folder alone. Not all file systems have a call for all of their files.
+    for (const auto& [device, run] : runFolders_)
+        if (::syncfs(run->folder()) != 0 && errno != ENOSYS) throwPosix(doing);
     for (const std::string& name : changed_) {
         const Folder* const folder = enter(name, false);
         if (!folder) throwPosix(doing);
