@@ -45,4 +45,8 @@ bool isFlushedAsAWhole(int file) {
     return isAmong(typeOf(file), asAWhole);
 }
 
+bool losesContentsByMoving(int file) {
+    return typeOf(file) == MSDOS_SUPER_MAGIC;
+}
+
 }  // namespace zlk

@@ -14,4 +14,8 @@ bool isOnThisMachine(int file);
 /// Others have no such call of their own, and say that it went well.
 bool isFlushedAsAWhole(int file);
 
+/// Whether a file that is moved has no contents under its new name until it is flushed once more:
+/// on FAT the new entry has neither size nor clusters before.
+bool losesContentsByMoving(int file);
+
 }  // namespace zlk

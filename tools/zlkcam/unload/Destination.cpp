@@ -449,11 +449,17 @@ std::string Destination::findSame(const std::string& wanted, std::uint64_t size,
     return {};
 }
 
+void Destination::flushMoved() {
+    const std::lock_guard lock(inUse_);
+    for (const auto& [device, run] : runFolders_)
+        if (losesContentsByMoving(run->folder())) ::syncfs(run->folder());
+}
+
 void Destination::flushNames() {
     const std::lock_guard lock(inUse_);
     const std::string doing = "Writing the names of the copies through to the disk";
-    // On FAT a file that was renamed has no contents under its new name until it is flushed itself,
-    // and not its folder alone. Not all file systems have a call for all of their files.
+    // A folder alone isn't enough everywhere: see losesContentsByMoving. Not all file systems have
+    // a call for all of their files.
     for (const auto& [device, run] : runFolders_)
         if (::syncfs(run->folder()) != 0 && errno != ENOSYS) throwPosix(doing);
     for (const std::string& name : changed_) {

@@ -82,6 +82,10 @@ class Destination {
     /// be placed.
     void place(std::span<Placement> together);
 
+    /// Shortens the time in which a power cut would leave moved files without contents, where the
+    /// file system has such a time. A failure shows when all names are flushed.
+    void flushMoved();
+
     /// The file among `name`, `name (2)`... with this size and modification time, to the two
     /// seconds that a card's clock has; empty if there is none. A link to the device is none, nor
     /// is one that was found before: each stands for one file of the device only, since two cards,

@@ -139,6 +139,7 @@ void Settler::settle(Batch& batch) {
         for (auto each = first; each != last; ++each) progress_.settled(*each->file);
         first = last;
     }
+    destination_.flushMoved();
 }
 
 void Settler::flush(Batch& batch) {
