@@ -62,10 +62,20 @@ def files_below(folder):
     return found
 
 
+def is_hidden(path):
+    """What isn't whole lies in a hidden folder of its run."""
+    return any(part.startswith(".") for part in path.parts)
+
+
+def is_record(path):
+    """Of what was copied, and no copy itself."""
+    return path.parent.name == "ascmhl" or path.name == "journal"
+
+
 def contents(folder):
     """What a camera or a copy has, name by name; a camera shows all of its files in one folder."""
     return {path.name: path.read_bytes() for path in files_below(folder)
-            if not path.name.startswith(".")}
+            if not is_hidden(path.relative_to(folder)) and not is_record(path)}
 
 
 def require_same(pictures, copies):
@@ -83,7 +93,7 @@ def require_whole(wanted, got):
 
 def require_no_torso(camera, into):
     require_whole(contents(camera.pictures), contents(into))
-    hidden = [path.name for path in files_below(into) if path.name.startswith(".")]
+    hidden = [path for path in files_below(into) if is_hidden(path.relative_to(into))]
     assert not hidden, f"left behind: {hidden}"
 
 
@@ -100,7 +110,7 @@ class Unload:
 
     def reach_data_phase(self, camera):
         """Waits until the bytes of the big file come, and not yet all of them."""
-        wait_until(lambda: self.ended() or any(BIG in path.name and path.name.startswith(".")
+        wait_until(lambda: self.ended() or any(path.name.endswith(f"{BIG}.part")
                                                for path in files_below(self.into)
                                                if path not in self.before), 60, "big file")
         reached = camera.urbs()
@@ -115,7 +125,7 @@ class Unload:
         where it ends without any."""
         def came():
             return any(size for path, size in files_below(self.into).items()
-                       if self.before.get(path) != size)
+                       if self.before.get(path) != size and not is_record(path))
         came_first = wait_until(lambda: "a byte" if came() else self.ended() and "the end", 60,
                                 "first byte", poll=0.02)
         return time.monotonic() - self.start if came_first == "a byte" else 0
