@@ -6,8 +6,7 @@ namespace zlk {
 
 UnloadProgress::UnloadProgress(Tool& tool, std::vector<const Destination*> destinations,
                                const Extent& extent, const Mode& mode)
-    : tool_(tool),
-      destinations_(std::move(destinations)),
+    : destinations_(std::move(destinations)),
       extent_(extent),
       mode_(mode),
       bar_(tool, extent.files, extent.bytes) {

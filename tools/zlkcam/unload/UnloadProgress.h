@@ -48,7 +48,6 @@ class UnloadProgress {
     static void tellEvent(JsonWriter& event);
 
     std::mutex inUse_;
-    Tool& tool_;
     const std::vector<const Destination*> destinations_;
     const Extent extent_;
     const Mode mode_;

@@ -41,7 +41,9 @@ void UnloadSummary::tellPlan() const {
             const KnownCopy* const known = file.knownAt(i);
             const std::string to =
                 targets_[i].destination->shown(known ? std::string_view(known->file) : place);
-            tool_.say(from + (known ? " is there: " : " -> ") + to);
+            std::string line = from;
+            line += known ? " is there: " : " -> ";
+            tool_.say(line += to);
             tool_.answer.beginObject()
                 .member("known", known != nullptr)
                 .member("file", to)

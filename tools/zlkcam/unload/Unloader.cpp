@@ -37,6 +37,7 @@ std::size_t filesAhead() {
 Copier::Settlers settlersOf(std::vector<Target>& targets, bool prove, UnloadProgress& progress) {
     const BatchLimits limits = limitsFor(targets.size());
     Copier::Settlers settlers;
+    settlers.reserve(targets.size());
     for (std::size_t i = 0; i < targets.size(); ++i)
         settlers.push_back(std::make_unique<Settler>(*targets[i].destination, *targets[i].recorder,
                                                      i, prove, limits, progress));
@@ -47,6 +48,7 @@ Copier::Settlers settlersOf(std::vector<Target>& targets, bool prove, UnloadProg
 
 std::vector<const Destination*> destinationsOf(const std::vector<Target>& targets) {
     std::vector<const Destination*> destinations;
+    destinations.reserve(targets.size());
     for (const Target& target : targets) destinations.push_back(target.destination.get());
     return destinations;
 }
