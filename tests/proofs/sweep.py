@@ -139,6 +139,13 @@ def judge(bench, run, fault):
             yield f"status {run.returncode}, {silent}"
 
 
+def judge_unflushed(bench):
+    """What is wrong after a run in which nothing could be flushed."""
+    named = bench.book.copied(bench.copies)
+    if named > sum(data in MINE.values() for data in PICTURES.values()):
+        yield f"{named} copies have names, and none is on the disk"
+
+
 def judge_next(bench):
     """What is wrong after the run that has no fault any more."""
     run = bench.zlkcam(*DELETING, bench.copies)
@@ -169,6 +176,8 @@ class Outcome:
             return
         self.status = run.returncode
         wrong = list(judge(bench, run, name))
+        if kind == "sync" and lasting and nth == 1:
+            wrong += judge_unflushed(bench)
         self.is_left = bool(ledger.left_behind(bench.copies))
         wrong += judge_next(bench)
         self.wrong = [line.replace(str(bench.copies), "DEST") for line in wrong]

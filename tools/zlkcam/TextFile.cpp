@@ -5,8 +5,8 @@
 #include "platform/files.h"
 #include "platform/named_objects.h"
 #include "tools/zlkcam/Failure.h"
+#include "tools/zlkcam/RunName.h"
 #include "tools/zlkcam/Text.h"
-#include "tools/zlkcam/unload/RunFolder.h"
 
 namespace zlk {
 namespace {

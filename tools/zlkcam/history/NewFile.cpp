@@ -9,9 +9,9 @@
 
 #include "platform/files.h"
 #include "tools/zlkcam/Failure.h"
+#include "tools/zlkcam/RunName.h"
 #include "tools/zlkcam/Text.h"
 #include "tools/zlkcam/history/HistoryNames.h"
-#include "tools/zlkcam/unload/RunFolder.h"
 
 namespace zlk {
 namespace {

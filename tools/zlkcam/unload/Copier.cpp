@@ -34,11 +34,6 @@ Failure readTwice() {
             "Clean the contacts of the card, or try another reader."};
 }
 
-void fail(CopyResult& result, const Failure& failure) {
-    result.outcome = Outcome::Failed;
-    result.failure = std::make_unique<const Failure>(failure);
-}
-
 }  // namespace
 
 Failure stoppedUnloading() {
@@ -150,7 +145,7 @@ Copier::Lanes Copier::openLanes(const PlannedFile& planned, UnloadedFile& file) 
             lanes.push_back(
                 {settler.get(), settler->destination().make(plan_.placeOf(planned, std::nullopt))});
         } catch (const Failure& failure) {
-            fail(result, failure);
+            result.fail(failure);
         }
     }
     return lanes;
@@ -183,7 +178,7 @@ void Copier::closeLanes(UnloadedFile& file, Lanes& lanes, const CopySink& sink) 
             return false;
         }
         const Failure failure = writeFailure(lane.settler->destination(), error);
-        fail(file.copies[lane.settler->index()], failure);
+        file.copies[lane.settler->index()].fail(failure);
         // Of others there may be enough room for all.
         if (error != EFBIG) lane.settler->dropOut(failure);
         return true;

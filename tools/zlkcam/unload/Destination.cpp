@@ -17,6 +17,7 @@
 #include "tools/zlkcam/history/NewFile.h"
 #include "tools/zlkcam/unload/PosixFailure.h"
 #include "tools/zlkcam/unload/SafeName.h"
+#include "tools/zlkcam/unload/SourceFile.h"
 
 namespace zlk {
 namespace {
@@ -105,20 +106,6 @@ std::string nameOf(const std::string& file) {
     return file.substr(file.rfind('/') + 1);
 }
 
-std::optional<ContentSum> sumOf(int file) {
-    ContentSummer summer;
-    std::vector<std::byte> block(blockSize);
-    for (;;) {
-        if (StopFlag::raised()) throw stoppedEarly();
-        const ssize_t read =
-            ::pread(file, block.data(), block.size(), static_cast<off_t>(summer.size()));
-        if (read < 0 && errno == EINTR) continue;
-        if (read < 0) return std::nullopt;
-        if (read == 0) return summer.sum();
-        summer.add(std::span(block).first(static_cast<std::size_t>(read)));
-    }
-}
-
 /// As many bytes as there are, up to the block's size; false where they can't be read.
 bool readBlock(int file, off_t at, std::vector<std::byte>& block) {
     block.resize(blockSize);
@@ -133,6 +120,16 @@ bool readBlock(int file, off_t at, std::vector<std::byte>& block) {
     }
     block.resize(size);
     return true;
+}
+
+std::optional<ContentSum> sumOf(int file) {
+    ContentSummer summer;
+    for (std::vector<std::byte> block;;) {
+        if (StopFlag::raised()) throw stoppedEarly();
+        if (!readBlock(file, static_cast<off_t>(summer.size()), block)) return std::nullopt;
+        summer.add(block);
+        if (block.size() < blockSize) return summer.sum();
+    }
 }
 
 bool haveSameContent(int a, int b) {
@@ -441,8 +438,9 @@ std::string Destination::findSame(const std::string& wanted, std::uint64_t size,
     const auto [first, last] = namesakesOf(wanted).bySize.equal_range(size);
     for (auto each = first; each != last; ++each) {
         Namesake& namesake = each->second;
-        const std::int64_t apart = namesake.modified - modified;
-        if (namesake.isCounted || apart < -2 || apart > 2 || !openPlaced(namesake.file)) continue;
+        if (namesake.isCounted || !isSameTime(namesake.modified, modified) ||
+            !openPlaced(namesake.file))
+            continue;
         namesake.isCounted = true;
         return namesake.file;
     }

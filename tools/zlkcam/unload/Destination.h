@@ -34,8 +34,7 @@ struct FileIdentity {
     bool operator==(const FileIdentity&) const = default;
 };
 
-/// The copies of one picture that keep their names together, as RAW and JPEG: a number behind the
-/// name of one is behind that of the others too.
+/// A whole file that is to get its name.
 struct Placement {
     HiddenCopy* copy;
     std::string wanted;  ///< path below the destination
@@ -76,10 +75,10 @@ class Destination {
     /// Waits until the bytes of all these files are on the disk. Throws Failure (FileUnusable).
     void flush(std::span<HiddenCopy* const> copies) const;
 
-    /// Moves whole files to their names, all to the first of `name`, `name (2)`, `name (3)` that
-    /// is free for each of them. Where one of these has the same bytes already, it counts as the
-    /// copy; a link to the device doesn't count. Throws Failure (FileUnusable) after which some may
-    /// be placed.
+    /// Moves files of one shot, as RAW and JPEG, to their names, all to the first of `name`,
+    /// `name (2)`, `name (3)` that is free for each of them. Where one of these has the same bytes
+    /// already, it counts as the copy; a link to the device doesn't count. Throws Failure
+    /// (FileUnusable) after which some may be placed.
     void place(std::span<Placement> together);
 
     /// Shortens the time in which a power cut would leave moved files without contents, where the

@@ -23,8 +23,6 @@ struct JournalEntry {
 
 class Journal {
   public:
-    /// None yet: nothing is noted.
-    Journal() = default;
     /// Begins one in a run's folder. Without one, where the disk is full, a killed run begins anew,
     /// which loses time and nothing else: so no error is told.
     explicit Journal(int runFolder);

@@ -4,17 +4,12 @@
 #include <unistd.h>
 
 #include <algorithm>
-#include <cstdlib>
-#include <unordered_set>
 
 #include "tools/zlkcam/Text.h"
 #include "tools/zlkcam/history/Generation.h"
-#include "tools/zlkcam/unload/SourceFile.h"
 
 namespace zlk {
 namespace {
-
-constexpr std::int64_t clockStep = 2;  // seconds that a card's clock has
 
 /// Names of one picture may differ in case: the file systems of cards don't keep it.
 std::string takenKey(std::string_view path, std::uint64_t size) {
@@ -22,10 +17,6 @@ std::string takenKey(std::string_view path, std::uint64_t size) {
     for (char& byte : key)
         if (byte >= 'a' && byte <= 'z') byte = static_cast<char>(byte - 'a' + 'A');
     return key + '/' + std::to_string(size);
-}
-
-bool isSameTime(std::int64_t a, std::int64_t b) {
-    return std::abs(a - b) <= clockStep;
 }
 
 }  // namespace
@@ -95,7 +86,7 @@ std::optional<KnownCopy> Recorder::find(const FileRecord& record, const std::str
     std::string file = destination_.findSame(wanted, state.size, state.modified);
     if (!file.empty()) {
         // What was recorded of it stands for this file, too, and for no other one.
-        std::erase_if(taken_, [&](const auto& each) { return each.second->path == file; });
+        counted_.insert(file);
     } else {
         file = findTaken(source, state);
     }
@@ -122,10 +113,9 @@ std::optional<KnownCopy> Recorder::findUnfinished(const std::string& source,
 std::string Recorder::findTaken(const std::string& source, const SourceState& state) {
     const auto [first, last] = taken_.equal_range(takenKey(source, state.size));
     for (auto each = first; each != last; ++each) {
-        if (!isSameTime(*each->second->modified, state.modified)) continue;
-        std::string file = each->second->path;
-        taken_.erase(each);
-        return file;
+        const HashRecord& record = *each->second;
+        if (isSameTime(*record.modified, state.modified) && counted_.insert(record.path).second)
+            return record.path;
     }
     return {};
 }
@@ -137,12 +127,11 @@ void Recorder::note(const UnloadedFile& file, const std::string& placed) {
 
 void Recorder::addToJournal(const JournalEntry& entry) {
     try {
-        if (!hasJournal_) {
-            journal_ = Journal(destination_.runFolder());
+        if (!journal_) {
+            journal_.emplace(destination_.runFolder());
             destination_.keepRunFolder(true);
         }
-        hasJournal_ = true;
-        journal_.add(entry);
+        journal_->add(entry);
     } catch (const Failure&) {
         return;  // the next run begins anew, which takes longer
     }
@@ -189,7 +178,7 @@ std::string Recorder::write(const std::vector<UnloadedFile>& files, std::size_t 
                                    options_.sha256 ? DigestKind::Sha256 : DigestKind::Xxh128);
     }
     // Until here the next run would have needed it.
-    if (hasJournal_) destination_.keepRunFolder(false);
+    if (journal_) destination_.keepRunFolder(false);
     return manifest;
 }
 

@@ -7,6 +7,7 @@
 #include <optional>
 #include <string>
 #include <unordered_map>
+#include <unordered_set>
 #include <vector>
 
 #include "tools/zlkcam/history/FolderHistory.h"
@@ -86,8 +87,8 @@ class Recorder {
     FolderHistory history_;
     Unfinished unfinished_;
     Taken taken_;
-    Journal journal_;
-    bool hasJournal_ = false;
+    std::unordered_set<std::string> counted_;  // copies that stand for a file of the device
+    std::optional<Journal> journal_;
 };
 
 }  // namespace zlk

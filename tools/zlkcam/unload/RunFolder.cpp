@@ -9,25 +9,18 @@
 #include <cerrno>
 #include <cstdio>
 #include <ctime>
-#include <random>
 #include <vector>
 
 #include "platform/files.h"
 #include "platform/text.h"
 #include "tools/zlkcam/FileSystem.h"
+#include "tools/zlkcam/RunName.h"
 #include "tools/zlkcam/unload/PosixFailure.h"
 
 namespace zlk {
 namespace {
 
-constexpr std::string_view start = ".zlkcam-", digits = "0123456789abcdef";
 constexpr std::string_view copyEnding = ".part";
-constexpr std::size_t runSize = 8;
-
-bool isRunFolder(std::string_view name) {
-    return name.starts_with(start) && name.size() == start.size() + runSize &&
-           name.find_first_not_of(digits, start.size()) == name.npos;
-}
 
 std::vector<std::string> namesIn(int folder) {
     std::vector<std::string> names;
@@ -84,13 +77,6 @@ bool moveByLooking(int from, const std::string& name, int to, const std::string&
 }
 
 }  // namespace
-
-std::string newRunName() {
-    std::string name(start);
-    for (std::random_device random; name.size() < start.size() + runSize;)
-        name += digits[random() % digits.size()];
-    return name;
-}
 
 HiddenCopy::HiddenCopy(const RunFolder& home, std::string name, Descriptor file)
     : home_(&home), name_(std::move(name)), file_(std::move(file)) {}
@@ -195,7 +181,7 @@ HiddenCopy RunFolder::make(std::string_view name) {
 
 void RunFolder::sweep(int parent, const std::function<bool(int folder)>& taken) {
     for (const std::string& name : namesIn(parent)) {
-        if (!isRunFolder(name)) continue;
+        if (!isRunName(name)) continue;
         const Descriptor folder = openBelow(parent, name);
         if (!folder || !isLeftover(folder.get()) || !taken(folder.get())) continue;
         removeFrom(folder.get(), "");

@@ -19,9 +19,6 @@ namespace zlk {
 
 class RunFolder;
 
-/// `.zlkcam-` and digits that no two runs have in common.
-std::string newRunName();
-
 /// A file that isn't whole yet, open for reading and writing. It goes with its owner, unless it
 /// has got its own name.
 class HiddenCopy {
@@ -42,9 +39,6 @@ class HiddenCopy {
 
   private:
     friend class RunFolder;
-
-    /// `.zlkcam-` and digits that no two runs have in common.
-    std::string newRunName();
     HiddenCopy(const RunFolder& home, std::string name, Descriptor file);
 
     const RunFolder* home_;

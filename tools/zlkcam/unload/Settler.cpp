@@ -114,7 +114,7 @@ Batch Settler::takeComplete() {
 
 void Settler::run() {
     for (std::unique_lock lock(inUse_);;) {
-        // Without a limit of time nobody would tell that the time has come.
+        // Nobody wakes it when the time of gathering is over.
         changed_.wait_for(lock, gathering, [this] { return isEnding_ || isWorthwhile(); });
         if (isEnding_) return;
         if (!isWorthwhile()) continue;
@@ -131,27 +131,30 @@ void Settler::run() {
 }
 
 void Settler::settle(Batch& batch) {
-    if (!isAbandoned()) flush(batch);
+    // What isn't on the disk gets no name.
+    const bool isFlushed = !isAbandoned() && flush(batch);
     for (auto first = batch.begin(); first != batch.end();) {
         const auto last = std::find_if(
             first, batch.end(), [&](const Arrival& each) { return each.shot != first->shot; });
-        if (!isAbandoned()) settleShot({first, last});
+        if (isFlushed && !isAbandoned()) settleShot({first, last});
         for (auto each = first; each != last; ++each) progress_.settled(*each->file);
         first = last;
     }
     destination_.flushMoved();
 }
 
-void Settler::flush(Batch& batch) {
+bool Settler::flush(Batch& batch) {
     std::vector<HiddenCopy*> copies;
     for (Arrival& arrival : batch)
         if (arrival.copy) copies.push_back(&*arrival.copy);
     try {
         destination_.flush(copies);
+        return true;
     } catch (const std::exception& error) {
         const Failure failure = failureOf(error);
         for (Arrival& arrival : batch) fail(arrival, failure);
         dropOut(failure);
+        return false;
     }
 }
 
@@ -244,10 +247,7 @@ void Settler::fail(Arrival& arrival, const Failure& failure) {
     // Nothing is wrong with it: it isn't reached any more.
     if (failure.status == ExitStatus::Stopped) return;
     const std::lock_guard lock(results_);
-    CopyResult& result = resultOf(arrival);
-    result.outcome = Outcome::Failed;
-    result.proved = result.fromMedium = false;
-    result.failure = std::make_unique<const Failure>(failure);
+    resultOf(arrival).fail(failure);
 }
 
 }  // namespace zlk

@@ -69,7 +69,8 @@ class Settler {
     bool isWorthwhile() const;
     Batch takeComplete();
     void settle(Batch& batch);
-    void flush(Batch& batch);
+    /// False if it failed, for all of them.
+    bool flush(Batch& batch);
     void settleShot(std::span<Arrival> shot);
     bool settleCopy(Arrival& arrival);
     /// For one whose copy is a file that was there before.

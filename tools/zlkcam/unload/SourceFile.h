@@ -34,6 +34,11 @@ struct SourceState {
     bool operator==(const SourceState&) const = default;
 };
 
+/// Whether two times, in seconds, can be of one file: a card's clock has steps of two.
+inline bool isSameTime(std::int64_t a, std::int64_t b) {
+    return a - b <= 2 && b - a <= 2;
+}
+
 /// One that is open, if it lies on a volume: its path is walked once, and what becomes of it
 /// meanwhile is seen.
 class SourceFile {

@@ -22,6 +22,12 @@ const char* outcomeName(Outcome outcome) {
     return "not reached";
 }
 
+void CopyResult::fail(const Failure& reason) {
+    outcome = Outcome::Failed;
+    proved = fromMedium = false;
+    failure = std::make_unique<const Failure>(reason);
+}
+
 Outcome UnloadedFile::outcome() const {
     if (reading != Outcome::NotReached) return reading;
     return copies.empty() ? Outcome::NotReached

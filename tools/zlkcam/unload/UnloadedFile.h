@@ -26,6 +26,9 @@ struct CopyResult {
     bool isGone = false;      ///< an earlier run's copy isn't there any more
     std::string file{};       ///< where it lies below the destination, for the first three
     std::unique_ptr<const Failure> failure{};
+
+    /// Nothing that was found out before counts any more.
+    void fail(const Failure& reason);
 };
 
 struct UnloadedFile {
