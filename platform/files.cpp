@@ -405,13 +405,11 @@ std::u16string finalPath(const WCHAR* path) noexcept {
     return withoutExceptions(std::u16string(), [&] { return pathWithoutLinks(path); });
 }
 
-std::u16string pathOfOpenFile(HANDLE file) noexcept {
-    return withoutExceptions(std::u16string(), [&] {
-        const auto handle = findHandle(file);
-        const int descriptor = handle ? handle->descriptor() : -1;
-        if (handle && descriptor < 0) SetLastError(ERROR_INVALID_HANDLE);
-        return descriptor < 0 ? std::u16string() : formatText(u"/proc/self/fd/%d", descriptor);
-    });
+int descriptorOfOpenFile(HANDLE file) noexcept {
+    const auto handle = findHandle(file);
+    const int descriptor = handle ? handle->descriptor() : -1;
+    if (handle && descriptor < 0) SetLastError(ERROR_INVALID_HANDLE);
+    return descriptor;
 }
 
 BOOL CreateDirectoryW(const WCHAR* path, const SECURITY_ATTRIBUTES*) noexcept {

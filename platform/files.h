@@ -139,9 +139,9 @@ bool _wstat64i32(const WCHAR* path, FileStatus& status) noexcept;
 /// failure.
 std::u16string finalPath(const WCHAR* path) noexcept;
 
-/// A path that leads to an open file or folder whatever becomes of its name meanwhile: in this
-/// process, and as long as the handle is open. Empty with the last error.
-std::u16string pathOfOpenFile(HANDLE file) noexcept;
+/// The descriptor beneath an open file or folder, for what no call here does. It stays the
+/// handle's, and goes with it. -1 with the last error.
+int descriptorOfOpenFile(HANDLE file) noexcept;
 
 /// ERROR_ALREADY_EXISTS, also for a file of that name.
 BOOL CreateDirectoryW(const WCHAR* path, const SECURITY_ATTRIBUTES* security) noexcept;

@@ -23,20 +23,34 @@ timespec timeOf(const FILETIME& time) noexcept {
 }
 
 // What an opener does and what it denies to others meanwhile: for each a byte that may be locked.
-constexpr unsigned reads = 1, writes = 2, deniesReading = 4, deniesWriting = 8;
-constexpr unsigned uses[] = {reads, writes, deniesReading, deniesWriting};
+// Those that readers lock, and those that readers ask for, are neighbours, and so one lock.
+constexpr unsigned reads = 1, deniesWriting = 2, writes = 4, deniesReading = 8;
+constexpr unsigned useCount = 4;
 
-/// Locks the byte of one use (F_OFD_SETLK), or asks whether that could be done (F_OFD_GETLK); true
-/// if somebody else's lock is in the way.
-bool isTaken(int file, int command, short type, unsigned use) noexcept {
+/// Locks the bytes of some neighbouring uses (F_OFD_SETLK), or asks whether that could be done
+/// (F_OFD_GETLK); true if somebody else's lock is in the way.
+bool isTaken(int file, int command, short type, unsigned first, unsigned count) noexcept {
     struct flock lock {};
     lock.l_type = type;
     lock.l_whence = SEEK_SET;
-    lock.l_start = sharingBytes + use;
-    lock.l_len = 1;
+    lock.l_start = sharingBytes + first;
+    lock.l_len = count;
     const bool done = ::fcntl(file, command, &lock) == 0;
     if (command == F_OFD_GETLK) return done && lock.l_type != F_UNLCK;
     return !done && (errno == EAGAIN || errno == EACCES);
+}
+
+/// isTaken for all uses in a set, neighbours of one type together; stops at the first refusal.
+template <class TypeOf>
+bool isAnyTaken(int file, int command, unsigned uses, TypeOf typeOf) noexcept {
+    for (unsigned first = 0, end; first < useCount; first = end) {
+        end = first + 1;
+        if (!(uses >> first & 1)) continue;
+        const short type = typeOf(1u << first);
+        while (end < useCount && uses >> end & 1 && typeOf(1u << end) == type) ++end;
+        if (isTaken(file, command, type, first, end - first)) return true;
+    }
+    return false;
 }
 
 /// Calls `step` with what is left until all is done, it delivers nothing, or it fails.
@@ -62,7 +76,8 @@ FileHandle::~FileHandle() {
     // Said outright: a child that was forked meanwhile has the descriptor as well. Where it is the
     // child that closes, the lock is its parent's.
     struct flock none = wholeFile(F_UNLCK);
-    if (opener_ != 0 && opener_ == ::getpid()) ::fcntl(file_.get(), F_OFD_SETLK, &none);
+    // Who only asks holds none.
+    if (access_ != 0 && !opener_.crossed()) ::fcntl(file_.get(), F_OFD_SETLK, &none);
 }
 
 bool FileHandle::allows(DWORD right) const {
@@ -80,17 +95,16 @@ bool FileHandle::claim(DWORD share) {
                           (sharesWriting ? 0u : deniesWriting);
     const unsigned notOthers = (toRead ? deniesReading : 0u) | (toWrite ? deniesWriting : 0u) |
                                (sharesReading ? 0u : reads) | (sharesWriting ? 0u : writes);
-    bool refused = false;
     // First all of ours is locked, and then the others are asked for: if two openers that exclude
     // each other come at the same moment, both may be refused, but never are both granted. What
     // nobody else may do either is locked exclusively, so that one of two writers that share
     // nothing is granted. Such a lock takes the right to write.
-    for (const unsigned use : uses) {
-        const short type = toWrite && (notOthers & use) ? F_WRLCK : F_RDLCK;
-        if (mine & use) refused = refused || isTaken(file_.get(), F_OFD_SETLK, type, use);
-    }
-    for (const unsigned use : uses)
-        if (notOthers & use) refused = refused || isTaken(file_.get(), F_OFD_GETLK, F_WRLCK, use);
+    const auto myType = [&](unsigned use) -> short {
+        return toWrite && (notOthers & use) ? F_WRLCK : F_RDLCK;
+    };
+    const bool refused =
+        isAnyTaken(file_.get(), F_OFD_SETLK, mine, myType) ||
+        isAnyTaken(file_.get(), F_OFD_GETLK, notOthers, [](unsigned) { return F_WRLCK; });
     if (refused) SetLastError(ERROR_SHARING_VIOLATION);
     return !refused;
 }

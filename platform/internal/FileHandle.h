@@ -4,6 +4,7 @@
 #include <cstdint>
 
 #include "platform/descriptor.h"
+#include "platform/internal/ForkMark.h"
 #include "platform/internal/Handle.h"
 
 namespace zlk::platform {
@@ -11,8 +12,7 @@ namespace zlk::platform {
 class FileHandle final : public Handle {
   public:
     /// `access` are the rights that the opener asked for.
-    FileHandle(Descriptor file, DWORD access) noexcept
-        : file_(std::move(file)), access_(access), opener_(access ? ::getpid() : 0) {}
+    FileHandle(Descriptor file, DWORD access) noexcept : file_(std::move(file)), access_(access) {}
     ~FileHandle() override;
 
     /// Makes the sharing mode hold against all openers of ours, by locks far behind the file's
@@ -32,7 +32,7 @@ class FileHandle final : public Handle {
     bool allows(DWORD right) const;
     const Descriptor file_;
     const DWORD access_;
-    const pid_t opener_;  // 0: one that only asks holds no locks
+    const ForkMark opener_;
 };
 
 }  // namespace zlk::platform

@@ -153,7 +153,7 @@ Copier::Lanes Copier::openLanes(const PlannedFile& planned, UnloadedFile& file) 
 
 void Copier::read(const PlannedFile& planned, const SourceFile& source, UnloadedFile& file,
                   Lanes& lanes) {
-    CopySink sink({options_.sha256, plan_.needsDate() ? pictureHeadSize : 0});
+    CopySink sink(block_, {options_.sha256, plan_.needsDate() ? pictureHeadSize : 0});
     for (Lane& lane : lanes) sink.addCopy(lane.copy);
     fetch(file, sink, {0, options_.verify ? 50 : 100});
     closeLanes(file, lanes, sink);
@@ -227,6 +227,7 @@ void Copier::fetch(const UnloadedFile& file, CopySink& into, Share share) {
         readByPath(file, into, callback);
     else
         save(file, into, callback);
+    into.finish();
     // A stopped copy is a success to the components; one that had arrived whole is a success.
     if (into.size() == file.size || into.isLost()) return;
     if (StopFlag::raised()) throw stoppedUnloading();
@@ -263,7 +264,7 @@ void Copier::throwFetchFailure(LONG code) const {
 void Copier::verify(const SourceFile& source, UnloadedFile& file) {
     // The card's, and not what the system still has of it.
     source.forgetContents();
-    CopySink second;
+    CopySink second(block_);
     fetch(file, second, {50, 50});
     if (second.sum() != *file.sum) throw readTwice();
 }

@@ -86,6 +86,7 @@ class Copier {
     const std::size_t filesAhead_;
     UnloadProgress& progress_;
 
+    std::vector<std::byte> block_;                   // of the file in hand
     std::deque<std::unique_ptr<SourceFile>> ahead_;  // of the next files; null: not opened
     unsigned lastShot_ = 0;
     std::optional<LocalTime> shotDate_;

@@ -4,12 +4,36 @@
 #include <cerrno>
 
 namespace zlk {
+namespace {
 
-CopySink::CopySink(const Wishes& wishes)
-    : sha256_(wishes.sha256 ? std::make_unique<Digester>(DigestKind::Sha256) : nullptr),
-      headSize_(wishes.head) {}
+constexpr std::size_t gathered = 256 * 1024;
+
+}  // namespace
+
+CopySink::CopySink(std::vector<std::byte>& block, const Wishes& wishes)
+    : block_(block),
+      sha256_(wishes.sha256 ? std::make_unique<Digester>(DigestKind::Sha256) : nullptr),
+      headSize_(wishes.head) {
+    block_.clear();  // of a file that came to no end
+}
 
 bool CopySink::take(std::span<const std::byte> bytes) {
+    if (block_.size() + bytes.size() > gathered) {
+        const bool isPassedOn = passOn(block_);
+        block_.clear();
+        if (!isPassedOn) return false;
+    }
+    if (bytes.size() > gathered) return passOn(bytes);
+    block_.insert(block_.end(), bytes.begin(), bytes.end());
+    return true;
+}
+
+void CopySink::finish() {
+    passOn(block_);
+    block_.clear();
+}
+
+bool CopySink::passOn(std::span<const std::byte> bytes) {
     for (Copy& each : copies_)
         // What comes after bytes that are missing is of no use.
         if (each.error == 0 && !each.copy->write(bytes)) each.error = errno;

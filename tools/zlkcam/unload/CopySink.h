@@ -19,13 +19,17 @@ class CopySink final : public FileSink {
         bool sha256 = false;
         std::size_t head = 0;  ///< so many of the first bytes are kept
     };
-    CopySink() : CopySink(Wishes()) {}
-    explicit CopySink(const Wishes& wishes);
+    /// The components give small pieces, which are gathered in `block` and passed on together. It
+    /// stays the caller's, who uses it for one file after the other.
+    explicit CopySink(std::vector<std::byte>& block) : CopySink(block, Wishes()) {}
+    CopySink(std::vector<std::byte>& block, const Wishes& wishes);
     /// Before the first bytes; it stays the caller's.
     void addCopy(HiddenCopy& copy) { copies_.push_back({&copy}); }
 
     /// Goes on as long as one of the copies can be written, if there are any.
     bool take(std::span<const std::byte> bytes) override;
+    /// After the last bytes. What stands below is complete only then.
+    void finish();
 
     std::uint64_t size() const { return summer_.size(); }
     ContentSum sum() const { return summer_.sum(); }
@@ -42,6 +46,9 @@ class CopySink final : public FileSink {
         HiddenCopy* copy;
         int error = 0;
     };
+    bool passOn(std::span<const std::byte> bytes);
+
+    std::vector<std::byte>& block_;
     std::vector<Copy> copies_;
     ContentSummer summer_;
     std::unique_ptr<Digester> sha256_;

@@ -42,8 +42,8 @@ Descriptor openFolder(const std::u16string& path, std::string& reason) {
         reason = reasonText();
         return {};
     }
-    const std::string place = utf8Text(pathOfOpenFile(handle.get()));
-    Descriptor folder(::open(place.c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC));
+    Descriptor folder(
+        ::openat(descriptorOfOpenFile(handle.get()), ".", O_RDONLY | O_DIRECTORY | O_CLOEXEC));
     if (!folder) reason = std::strerror(errno);
     return folder;
 }

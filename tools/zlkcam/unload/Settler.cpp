@@ -13,7 +13,7 @@ namespace {
 using Clock = std::chrono::steady_clock;
 
 // So long a file waits for others that could be flushed with it.
-constexpr std::chrono::milliseconds gathering{300};
+constexpr std::chrono::milliseconds gathering{1000};
 
 /// What an error comes to that isn't a Failure.
 Failure failureOf(const std::exception& error) {

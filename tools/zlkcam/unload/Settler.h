@@ -33,7 +33,7 @@ using Batch = std::vector<Arrival>;
 
 /// What may wait to be settled. Files are open until then.
 struct BatchLimits {
-    std::uint64_t bytes = 64 << 20;
+    std::uint64_t bytes = 256 << 20;
     std::size_t files = 250;
 };
 

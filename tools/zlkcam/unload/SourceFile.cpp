@@ -40,8 +40,7 @@ SourceState SourceState::of(const FileRecord& record) {
                                         nullptr, OPEN_EXISTING, FILE_ATTRIBUTE_NORMAL, nullptr));
     if (!file) throwGone(reasonText());
     struct stat status {};
-    if (::stat(utf8Text(pathOfOpenFile(file.get())).c_str(), &status) != 0)
-        throwGone(std::strerror(errno));
+    if (::fstat(descriptorOfOpenFile(file.get()), &status) != 0) throwGone(std::strerror(errno));
     return stateOf(status);
 }
 
@@ -49,27 +48,26 @@ SourceFile::SourceFile(const FileRecord& record) : record_(record) {
     if (!isOnVolume(record)) return;
     handle_ = openToRead(record);
     if (handle_)
-        file_ = Descriptor(::open(utf8Text(pathOfOpenFile(handle_.get())).c_str(),
-                                  O_RDONLY | O_NONBLOCK | O_CLOEXEC));
+        file_ = descriptorOfOpenFile(handle_.get());
     else if (GetLastError() != ERROR_SHARING_VIOLATION)
         throw Failure(ExitStatus::ReadFailed, "It can't be opened: " + reasonText() + ".");
 }
 
 SourceState SourceFile::state() const {
-    if (!file_) return SourceState::of(record_);
+    if (file_ < 0) return SourceState::of(record_);
     struct stat status {};
-    if (::fstat(file_.get(), &status) != 0) throwGone(std::strerror(errno));
+    if (::fstat(file_, &status) != 0) throwGone(std::strerror(errno));
     return stateOf(status);
 }
 
 void SourceFile::readAhead() const {
     // Of a large file the rest is read ahead as it is read.
-    constexpr off_t most = 4 << 20;
-    if (file_) ::posix_fadvise(file_.get(), 0, most, POSIX_FADV_WILLNEED);
+    constexpr off_t most = 16 << 20;
+    if (file_ >= 0) ::posix_fadvise(file_, 0, most, POSIX_FADV_WILLNEED);
 }
 
 void SourceFile::forgetContents() const {
-    if (file_) ::posix_fadvise(file_.get(), 0, 0, POSIX_FADV_DONTNEED);
+    if (file_ >= 0) ::posix_fadvise(file_, 0, 0, POSIX_FADV_DONTNEED);
 }
 
 std::u16string pathBelow(std::u16string_view root, const FileRecord& record) {

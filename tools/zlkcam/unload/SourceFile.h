@@ -4,7 +4,6 @@
 #include <cstdint>
 #include <string_view>
 
-#include "platform/descriptor.h"
 #include "platform/named_objects.h"
 #include "tools/zlkcam/Documents.h"
 
@@ -57,7 +56,7 @@ class SourceFile {
   private:
     const FileRecord& record_;
     UniqueHandle handle_;  // keeps others from writing to it
-    Descriptor file_;      // the same file; none on a camera
+    int file_ = -1;        // the handle's; -1 on a camera
 };
 
 /// The path of a file below the device's root, for naming its copy.
