@@ -1,6 +1,8 @@
 #include "siblings/xml_document/XmlDocument.h"
 
 #include <charconv>
+#include <new>
+#include <optional>
 #include <string>
 
 #include "platform/text.h"
@@ -38,20 +40,40 @@ std::string textOf(pugi::xml_node element) {
     return text;
 }
 
-/// Parses `text`, one element, and appends it to `parent`; on failure `parent` is as before.
-HRESULT appendParsed(pugi::xml_node parent, BSTR text, std::size_t maxDepth) {
+/// The one element that a text is, in UTF-8; none if it isn't well formed.
+std::optional<std::string> elementIn(BSTR text, std::size_t maxDepth) {
     const std::u16string_view wide = view(text);
-    if (wide.size() > maxXmlUnits || !isXmlText(wide)) return E_FAIL;
+    if (wide.size() > maxXmlUnits || !isXmlText(wide)) return std::nullopt;
     const std::string utf8 = utf8Text(wide);
     const auto root = rootOfDocument(utf8, maxDepth);
-    if (!root) return E_FAIL;
+    return root ? std::optional<std::string>(*root) : std::nullopt;
+}
 
+/// Parses an element and appends it to `parent`; on failure `parent` is as before.
+HRESULT append(pugi::xml_node parent, std::string_view markup) {
     const pugi::xml_node before = parent.last_child();
     const pugi::xml_parse_result parsed =
-        parent.append_buffer(root->data(), root->size(), parseFlags, pugi::encoding_utf8);
+        parent.append_buffer(markup.data(), markup.size(), parseFlags, pugi::encoding_utf8);
     if (parsed) return S_OK;
     while (parent.last_child() != before) parent.remove_child(parent.last_child());
     return parsed.status == pugi::status_out_of_memory ? E_OUTOFMEMORY : E_FAIL;
+}
+
+/// Appends `element` as one node; false where there is no memory.
+bool appendFolded(pugi::xml_node parent, pugi::xml_node element) {
+    pugi::xml_node folded = parent.append_child(foldedElement);
+    if (folded.set_name(element.name()) && folded.set_value(markupOf(element).c_str())) return true;
+    parent.remove_child(folded);
+    return false;
+}
+
+/// Makes the element of it again, in its place.
+pugi::xml_node unfold(pugi::xml_node folded) {
+    pugi::xml_node parent = folded.parent();
+    if (FAILED(append(parent, folded.value()))) throw std::bad_alloc();
+    const pugi::xml_node element = parent.insert_move_before(parent.last_child(), folded);
+    parent.remove_child(folded);
+    return element;
 }
 
 /// One step of a path, `name` or `name[number]`.
@@ -78,6 +100,7 @@ pugi::xml_node XmlDocument::child(pugi::xml_node parent, std::string_view name, 
         left -= last_.index;
     }
     while (node && (name != node.name() || left-- > 0)) node = node.next_sibling();
+    if (node.type() == foldedElement) node = unfold(node);
     if (node && index > 0) last_ = {node, index};
     return node;
 }
@@ -110,8 +133,9 @@ XmlDocument::Place XmlDocument::findElement(BSTR path) {
 
 HRESULT XmlDocument::Load(BSTR text) noexcept {
     return guarded([&] {
+        const auto markup = elementIn(text, maxXmlDepth);
         pugi::xml_document loaded;
-        const HRESULT result = appendParsed(loaded, text, maxXmlDepth);
+        const HRESULT result = markup ? append(loaded, *markup) : E_FAIL;
         if (FAILED(result)) return result;
         last_ = {};
         tree_ = std::move(loaded);
@@ -179,7 +203,14 @@ HRESULT XmlDocument::AddFragment(BSTR path, BSTR xml) noexcept {
         const Place place = find(path);
         if (FAILED(place.result)) return place.result;
         if (place.depth == 0 && place.node.first_child()) return E_FAIL;
-        return appendParsed(place.node, xml, maxXmlDepth - place.depth);
+        const auto markup = elementIn(xml, maxXmlDepth - place.depth);
+        pugi::xml_document fragment;
+        const HRESULT result = markup ? append(fragment, *markup) : E_FAIL;
+        if (FAILED(result)) return result;
+        const pugi::xml_node element = fragment.first_child();
+        const bool isInList = std::string_view(place.node.last_child().name()) == element.name();
+        if (!isInList) return append(place.node, *markup);
+        return appendFolded(place.node, element) ? S_OK : E_OUTOFMEMORY;
     });
 }
 

@@ -48,6 +48,9 @@ class XmlDocument : public IXmlDoc {
     Place findElement(BSTR path);
     pugi::xml_node child(pugi::xml_node parent, std::string_view name, std::size_t index);
 
+    // A long list is built of fragments, one after the other, and then given out as it is. So all
+    // but its first element are folded, which takes a quarter of a tree's memory, until somebody
+    // looks into them.
     pugi::xml_document tree_;
 
     // The last numbered step that was found: a reader asks for number after number of a list, and

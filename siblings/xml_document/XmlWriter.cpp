@@ -2,6 +2,7 @@
 
 #include <array>
 #include <string_view>
+#include <utility>
 
 namespace zlk {
 namespace {
@@ -104,7 +105,7 @@ void writeText(Sink& sink, std::string_view text, const Specials& specials) {
 bool isEmpty(pugi::xml_node element) {
     if (*element.value()) return false;
     for (pugi::xml_node node = element.first_child(); node; node = node.next_sibling()) {
-        if (node.type() == pugi::node_element || *node.value()) return false;
+        if (node.type() == pugi::node_element || *node.value()) return false;  // or folded
     }
     return true;
 }
@@ -132,6 +133,8 @@ void writeElement(Sink& sink, pugi::xml_node element) {
     for (pugi::xml_node node = element.first_child(); node; node = node.next_sibling()) {
         if (node.type() == pugi::node_element) {
             writeElement(sink, node);
+        } else if (node.type() == foldedElement) {
+            sink.add(node.value());
         } else {
             writeText(sink, node.value(), inText);
         }
@@ -141,7 +144,19 @@ void writeElement(Sink& sink, pugi::xml_node element) {
     sink.add(">");
 }
 
+class Utf8Writer {
+  public:
+    void add(std::string_view utf8) { text.append(utf8); }
+    std::string text;
+};
+
 }  // namespace
+
+std::string markupOf(pugi::xml_node element) {
+    Utf8Writer writer;
+    writeElement(writer, element);
+    return std::move(writer.text);
+}
 
 Bstr writeXml(pugi::xml_node element) {
     UnitCounter counter;

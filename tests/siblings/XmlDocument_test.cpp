@@ -77,6 +77,31 @@ TEST_F(XmlDocumentTest, BuildsAListRecordByRecord) {
     EXPECT_EQ(list.value(u"fileInfo/file[2]/id"), std::nullopt);
 }
 
+TEST_F(XmlDocumentTest, IsTheSameWhetherItsListIsLookedIntoOrNot) {
+    const char16_t* const fragments[] = {
+        u"<f n='1 &quot;&#9;'>a &lt;<![CDATA[ & ]]>b<g>\xE9</g>tail</f>", u"<f/>",
+        u"<f>\xD83D\xDCF7 ?&gt; &#13;</f>", u"<other> </other>", u"<f n='last'><g/></f>"};
+    ASSERT_EQ(document.add(u"/", u"<d>text</d>"), S_OK);
+    for (int round = 0; round < 3; ++round) {
+        for (const char16_t* fragment : fragments) ASSERT_EQ(document.add(u"d", fragment), S_OK);
+        const int first = 4 * round;
+        const std::string before = document.xml();
+        EXPECT_EQ(document.value(formatText(u"d/f[%d]/g", first)), u"\xE9");
+        EXPECT_EQ(document.value(formatText(u"d/f[%d]", first)), u"a < & btail");
+        EXPECT_EQ(document.attribute(formatText(u"d/f[%d]", first), u"n"), u"1 \"\t");
+        EXPECT_EQ(document.value(formatText(u"d/f[%d]", first + 2)), u"\xD83D\xDCF7 ?> \r");
+        EXPECT_EQ(document.value(formatText(u"d/other[%d]", round)), u" ");
+        EXPECT_EQ(document.value(u"d"), u"text");
+        EXPECT_EQ(document.xml(), before);
+        ASSERT_EQ(document.set(formatText(u"d/f[%d]", first + 1), u"new"), S_OK);
+        EXPECT_EQ(document.value(formatText(u"d/f[%d]", first + 1)), u"new");
+    }
+    EXPECT_EQ(document.value(u"d/f[12]"), std::nullopt);
+    Document again;
+    ASSERT_EQ(again.load(wideText(document.xml())), S_OK);
+    EXPECT_EQ(again.xml(), document.xml());
+}
+
 TEST_F(XmlDocumentTest, GivesBackEveryTextThatItTook) {
     for (const std::u16string& text :
          {u""s, u"&amp; &#65; <b> ]]> \"'"s, u"\r"s, u"a\r\nb\rc\nd"s, u"  kept  "s, u" "s,

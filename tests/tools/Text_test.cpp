@@ -25,15 +25,15 @@ TEST(HarmlessText, cannotSteerATerminal) {
 
 TEST(FileInfo, isReadAsItIsAndATimeThatSaysNothingIsNone) {
     const auto files = parseFileInfo(
-        u"<fileInfo><file><id>E:\\a&amp;b &lt; .JPG</id><camerapath>\\a</camerapath>"
-        u"<size>4294967295</size><modified>07/04/2005 "
-        u"13:05:09</modified></file><file/></fileInfo>");
+        Bstr(u"<fileInfo><file><id>E:\\a&amp;b &lt; .JPG</id><camerapath>\\a</camerapath>"
+             u"<size>4294967295</size><modified>07/04/2005 "
+             u"13:05:09</modified></file><file/></fileInfo>"));
     ASSERT_EQ(files.size(), 2u);
     EXPECT_EQ(files[0].id, u"E:\\a&b < .JPG");
     EXPECT_EQ(files[0].size, 4294967295u);
     EXPECT_EQ(files[1].id, u"");
-    EXPECT_THROW(parseFileInfo(u""), Failure);
-    EXPECT_THROW(parseFileInfo(u"<fileInfo><file></fileInfo>"), Failure);
+    EXPECT_THROW(parseFileInfo(Bstr(u"")), Failure);
+    EXPECT_THROW(parseFileInfo(Bstr(u"<fileInfo><file></fileInfo>")), Failure);
     EXPECT_THROW(parseDevices(u"<fileInfo/>"), Failure);
     EXPECT_GT(secondsOf("07/04/2005 13:05:09"), 1100000000);
     for (const char* text : {"", "0/0/0", "00/00/0000 -1:-1:-1", "yesterday"})

@@ -17,9 +17,11 @@ constexpr char fromComponents[] =
 /// The root element of a document; `text` is parsed in place and must outlive it.
 pugi::xml_node load(pugi::xml_document& document, std::string& text, const char* root,
                     const char* advice = fromComponents) {
-    // Line ends and blanks in a text are part of a name.
+    // Line ends and blanks in a text are part of a name. An element that begins with text holds it
+    // itself, which saves a third of a long list's memory.
     constexpr unsigned flags =
-        (pugi::parse_default | pugi::parse_ws_pcdata_single) & ~pugi::parse_eol;
+        (pugi::parse_default | pugi::parse_ws_pcdata_single | pugi::parse_embed_pcdata) &
+        ~pugi::parse_eol;
     const auto result =
         document.load_buffer_inplace(text.data(), text.size(), flags, pugi::encoding_utf8);
     const pugi::xml_node element = document.child(root);
@@ -65,8 +67,9 @@ std::vector<Device> parseDevices(std::u16string_view xml) {
     return devices;
 }
 
-std::vector<FileRecord> parseFileInfo(std::u16string_view xml) {
-    std::string text = utf8Text(xml);
+std::vector<FileRecord> parseFileInfo(Bstr xml) {
+    std::string text = utf8Text(xml.view());
+    xml = Bstr();
     pugi::xml_document document;
     std::vector<FileRecord> records;
     for (const pugi::xml_node element : load(document, text, "fileInfo").children("file"))

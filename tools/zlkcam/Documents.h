@@ -6,6 +6,8 @@
 #include <string_view>
 #include <vector>
 
+#include "platform/component.h"
+
 namespace zlk {
 
 struct Device {
@@ -53,7 +55,8 @@ struct Diagnostics {
 
 /// All throw Failure (BadDocument) for what isn't such a document.
 std::vector<Device> parseDevices(std::u16string_view xml);
-std::vector<FileRecord> parseFileInfo(std::u16string_view xml);
+/// Takes the document, since a long one shouldn't lie in memory beside what is made of it.
+std::vector<FileRecord> parseFileInfo(Bstr xml);
 Diagnostics parseDiagnostics(std::u16string_view xml);
 /// Seconds since 1970 UTC.
 std::int64_t parseTime(std::u16string_view xml);

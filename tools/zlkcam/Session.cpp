@@ -109,7 +109,7 @@ std::vector<FileRecord> PhotoSession::files() const {
     if (StopFlag::raised()) throw stoppedEarly();
     // A card that is pulled while it settles, or is walked, lists as if that were all it has.
     requireMedia();
-    std::vector<FileRecord> files = parseFileInfo(document.view());
+    std::vector<FileRecord> files = parseFileInfo(std::move(document));
     markMissingDates(files, start, _time64());
     return files;
 }
