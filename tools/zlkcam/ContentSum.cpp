@@ -2,6 +2,11 @@
 
 #include <xxhash.h>
 
+// The same calls by what the processor can do, and not by what every such processor can.
+#if defined(__x86_64__) && __has_include(<xxh_x86dispatch.h>)
+#include <xxh_x86dispatch.h>
+#endif
+
 #include <bit>
 #include <new>
 
