@@ -59,12 +59,20 @@ HRESULT append(pugi::xml_node parent, std::string_view markup) {
     return parsed.status == pugi::status_out_of_memory ? E_OUTOFMEMORY : E_FAIL;
 }
 
-/// Appends `element` as one node; false where there is no memory.
-bool appendFolded(pugi::xml_node parent, pugi::xml_node element) {
+std::string_view nameOf(std::string_view markup) {
+    return markup.substr(1, markup.find_first_of(" \t\r\n/>") - 1);
+}
+
+/// The same as one node.
+HRESULT appendFolded(pugi::xml_node parent, std::string_view markup) {
+    pugi::xml_document document;
+    const HRESULT result = append(document, markup);
+    if (FAILED(result)) return result;
+    const pugi::xml_node element = document.first_child();
     pugi::xml_node folded = parent.append_child(foldedElement);
-    if (folded.set_name(element.name()) && folded.set_value(markupOf(element).c_str())) return true;
+    if (folded.set_name(element.name()) && folded.set_value(markupOf(element).c_str())) return S_OK;
     parent.remove_child(folded);
-    return false;
+    return E_OUTOFMEMORY;
 }
 
 /// Makes the element of it again, in its place.
@@ -204,13 +212,9 @@ HRESULT XmlDocument::AddFragment(BSTR path, BSTR xml) noexcept {
         if (FAILED(place.result)) return place.result;
         if (place.depth == 0 && place.node.first_child()) return E_FAIL;
         const auto markup = elementIn(xml, maxXmlDepth - place.depth);
-        pugi::xml_document fragment;
-        const HRESULT result = markup ? append(fragment, *markup) : E_FAIL;
-        if (FAILED(result)) return result;
-        const pugi::xml_node element = fragment.first_child();
-        const bool isInList = std::string_view(place.node.last_child().name()) == element.name();
-        if (!isInList) return append(place.node, *markup);
-        return appendFolded(place.node, element) ? S_OK : E_OUTOFMEMORY;
+        if (!markup) return E_FAIL;
+        const bool isInList = place.node.last_child().name() == nameOf(*markup);
+        return isInList ? appendFolded(place.node, *markup) : append(place.node, *markup);
     });
 }
 
