@@ -56,6 +56,7 @@ struct Library {
     std::uint16_t majorVersion = 0, minorVersion = 0;
     std::uint32_t locale = 0;
     std::string helpString;
+    std::string import;  ///< the library that it builds on
     std::vector<std::string> comment;
     std::vector<Coclass> coclasses;
 };

@@ -230,9 +230,9 @@ class Parser {
         expect("{");
         while (!accept("}")) {
             if (accept("importlib")) {
-                // The base interfaces are built in: what it names is taken and not looked for.
+                // The base interfaces are built in: it is named and not looked for.
                 expect("(");
-                take(Token::Kind::Text, "a text");
+                made.import = take(Token::Kind::Text, "a text");
                 expect(")");
                 expect(";");
             } else {

@@ -1,5 +1,5 @@
-// zlk-idl: makes the C++ header of an interface definition file. Runs in the build, and stands on
-// the standard library alone so that nothing has to be built before it.
+// zlk-idl: makes the C++ header and the type library of an interface definition file. Runs in the
+// build, and stands on the standard library alone so that nothing has to be built before it.
 
 #include <cstdio>
 #include <exception>
@@ -10,6 +10,7 @@
 
 #include "HeaderWriter.h"
 #include "IdlParser.h"
+#include "TypeLibraryWriter.h"
 
 namespace {
 
@@ -30,14 +31,15 @@ void writeAll(const std::filesystem::path& path, const std::string& text) {
 }  // namespace
 
 int main(int argc, char** argv) {
-    if (argc != 3) {
-        std::fputs("usage: zlk-idl FILE.idl HEADER.h\n", stderr);
+    if (argc != 4) {
+        std::fputs("usage: zlk-idl FILE.idl HEADER.h LIBRARY.tlb\n", stderr);
         return 2;
     }
     const std::filesystem::path source = argv[1];
     try {
         const zlk::idl::File file = zlk::idl::parse(readAll(source));
         writeAll(argv[2], zlk::idl::writeHeader(file, source.filename().string()));
+        writeAll(argv[3], zlk::idl::writeTypeLibrary(file));
         return 0;
     } catch (const zlk::idl::ParseError& error) {
         std::fprintf(stderr, "%s:%d: %s\n", argv[1], error.line(), error.what());

@@ -21,7 +21,7 @@ const std::string dual =
 ProgramResult generate(const std::string& text, const std::filesystem::path& header) {
     const auto source = header.parent_path() / "Test.idl";
     writeFile(source, text);
-    return runProgram({programFolder() / "zlk-idl", source, header});
+    return runProgram({programFolder() / "zlk-idl", source, header, header.string() + ".tlb"});
 }
 
 TEST(InterfaceHeader, HasTheMethodsInOrderWithTheirComments) {
@@ -79,7 +79,10 @@ TEST(InterfaceHeader, IsRefusedWithLineAndReason) {
         EXPECT_THAT(run.error, HasSubstr(std::string("Test.idl:") + error)) << text;
         EXPECT_FALSE(exists(header)) << text;
     }
-    EXPECT_EQ(runProgram({programFolder() / "zlk-idl", "/no/such.idl", "/no/such.h"}).status, 1);
+    EXPECT_EQ(
+        runProgram({programFolder() / "zlk-idl", "/no/such.idl", "/no/such.h", "/no/such.tlb"})
+            .status,
+        1);
 }
 
 }  // namespace

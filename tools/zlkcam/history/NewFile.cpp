@@ -52,6 +52,7 @@ void NewFile::writeOut() {
     for (std::string_view rest = buffer_; !rest.empty();) {
         const ssize_t written = ::write(file_.get(), rest.data(), rest.size());
         if (written > 0) rest.remove_prefix(static_cast<std::size_t>(written));
+        if (written == 0) fail(name_, "the disk takes nothing and says nothing");
         if (written < 0 && errno != EINTR) fail(name_, std::strerror(errno));
     }
     buffer_.clear();

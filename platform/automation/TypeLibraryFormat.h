@@ -1,0 +1,36 @@
+#pragma once
+// A type library as it lies in a module: flat records, one table after the other, and the texts
+// behind them. All numbers are little-endian, whatever the machine.
+//
+//     header       see below
+//     types        typeCount records of typeSize bytes
+//     functions    functionCount records of functionSize bytes
+//     parameters   parameterCount records of parameterSize bytes
+//     texts        textSize bytes, ASCII; a text is named by where it begins, and ends with a zero
+//
+//     header       0 magic   8 id (16)   24 major (2), minor (2)   28 locale (4)   32 name (4)
+//                 36 help (4)   40 imported library (4)   44 typeCount (4)   48 functionCount (4)
+//                 52 parameterCount (4)   56 textSize (4)
+//     type         0 id (16)   16 kind (4)   20 name (4)   24 help (4)   28 number of functions, or
+//                  of a class the place of its default interface among the types (4)
+//     function     0 name (4)   4 help (4)   8 member id (4)   12 kind (4)
+//                 16 number of parameters (4)
+//     parameter    0 name (4)   4 VARTYPE, with VT_BYREF for a pointer (2)   6 flags (2)
+//
+// Ids are in the byte order of a GUID in memory. The functions stand in the order of the types, and
+// among those of a type in the order of its virtual table; the parameters in that of the functions.
+
+#include <cstddef>
+#include <cstdint>
+#include <string_view>
+
+namespace zlk::typelib {
+
+inline constexpr std::string_view magic{"ZLKTLB1\0", 8};
+inline constexpr std::size_t headerSize = 60, typeSize = 32, functionSize = 20, parameterSize = 8;
+
+enum class TypeKind : std::uint32_t { Interface = 1, DualInterface = 2, Class = 3 };
+enum class FunctionKind : std::uint32_t { Method = 1, PropGet = 2, PropPut = 4 };  // as INVOKEKIND
+inline constexpr std::uint16_t in = 1, out = 2, retval = 8;                        // as PARAMFLAG
+
+}  // namespace zlk::typelib

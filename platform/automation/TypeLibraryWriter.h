@@ -1,0 +1,14 @@
+#pragma once
+// Makes the type library of a definition file.
+
+#include <string>
+
+#include "IdlModel.h"
+
+namespace zlk::idl {
+
+/// Its bytes, in the form of TypeLibraryFormat.h. Throws std::runtime_error for more than it can
+/// hold.
+std::string writeTypeLibrary(const File& file);
+
+}  // namespace zlk::idl
