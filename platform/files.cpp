@@ -154,9 +154,12 @@ HANDLE openPath(const WCHAR* path, DWORD access, DWORD share, DWORD disposition,
     if (name.form == DeviceName::Form::Device) return handleOf(CameraHandle::open(path + 4));
     auto target = PathTarget::find(path);
     if (!target) return INVALID_HANDLE_VALUE;
-    if (flags & FILE_FLAG_BACKUP_SEMANTICS)
+    if (flags & FILE_FLAG_BACKUP_SEMANTICS) {
         if (Descriptor folder = target->open(O_RDONLY | O_DIRECTORY))
             return handleOf(std::make_shared<VolumeHandle>(std::move(folder)));
+        const bool mayBeFile = errno == ENOTDIR || errno == ENOENT;
+        if (!mayBeFile) return INVALID_HANDLE_VALUE;
+    }
     return openFile(*target, access, share, disposition);
 }
 
@@ -258,7 +261,6 @@ bool moveFile(const WCHAR* from, const WCHAR* to) {
     const auto goalTarget = PathTarget::find(to);
     const auto goal = goalTarget ? goalTarget->entry() : std::nullopt;
     if (!goal) return false;
-    if (goal->exists && source->exists) return refuse(ERROR_ALREADY_EXISTS);
     if (::renameat2(source->folder.get(), source->name.c_str(), goal->folder.get(),
                     goal->name.c_str(), RENAME_NOREPLACE) == 0)
         return true;

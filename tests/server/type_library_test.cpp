@@ -19,7 +19,8 @@ using platform::TypeLibrary;
 using platform::TypeMember;
 using platform::TypeParameter;
 
-constexpr char table[] = R"table(ZlkCamTrLib 1.0 0x409 "ZlkCamTr 1.0 Type Library" A1B0C000 on stdole2.tlb
+constexpr char table[] =
+    R"table(ZlkCamTrLib 1.0 0x409 "ZlkCamTr 1.0 Type Library" A1B0C000 on stdole2.tlb
 IProgressCallback custom A1B0C008 "IProgressCallback Interface"
   0x60010000 method UpdateProgress([in] long percent) "method UpdateProgress"
 IPhotoDevice dual A1B0C002 "IPhotoDevice Interface"
@@ -86,7 +87,8 @@ TaggerDevice class A1B0C005 "TagDevice Class" of ITagDevice
 )table";
 
 std::span<const std::byte> bytesInModule() {
-    const HMODULE module = LoadLibraryW(wideText((moduleFolder() / "ZlkCamTr.so").string()).c_str());
+    const HMODULE module =
+        LoadLibraryW(wideText((moduleFolder() / "ZlkCamTr.so").string()).c_str());
     const HRSRC found = module ? FindResourceW(module, 1, u"TYPELIB") : nullptr;
     if (!found) return {};
     return {static_cast<const std::byte*>(LoadResource(module, found)),

@@ -5,6 +5,7 @@
 
 #include <cerrno>
 #include <charconv>
+#include <cstring>
 #include <sstream>
 #include <utility>
 
@@ -53,7 +54,10 @@ ChainFile::ChainFile() = default;
 ChainFile ChainFile::read(int folder) {
     ChainFile chain;
     struct stat status {};
-    if (::fstatat(folder, chainName, &status, AT_SYMLINK_NOFOLLOW) != 0 && errno == ENOENT) {
+    const bool isThere = ::fstatat(folder, chainName, &status, AT_SYMLINK_NOFOLLOW) == 0;
+    if (!isThere && errno != ENOENT)
+        throw UnusableFile(std::string("it can't be looked at (") + std::strerror(errno) + ")");
+    if (!isThere) {
         pugi::xml_node declaration = chain.document_.append_child(pugi::node_declaration);
         declaration.append_attribute("version") = "1.0";
         declaration.append_attribute("encoding") = "UTF-8";
