@@ -138,6 +138,7 @@ TEST_P(PtpRoad, BringsNoByteThatTheCameraDidNotSend) {
 TEST_P(PtpRoad, CopiesWhateverTheFramingAndTheLastPacket) {
     ASSERT_TRUE(device.CheckConnection());
     constexpr std::uint32_t head = 12, packet = 512, large = (20 << 20) + 10 * packet;
+    const std::string longest = randomText(large + 1);
     for (const char* const framing :
          {"", "split-header", "no-zero-packet", "glue", "extra-zero-packet", "zero-packet-first"}) {
         for (const std::uint32_t size : {40 * packet, 40 * packet - head, large, large - head}) {
@@ -150,7 +151,8 @@ TEST_P(PtpRoad, CopiesWhateverTheFramingAndTheLastPacket) {
                                     " phase=data count=999 op=" + operation);
                 const auto [code, bytes] = copy(device, picture);
                 EXPECT_EQ(code, DeviceCode::Success) << framing << ", " << one;
-                EXPECT_TRUE(bytes == randomText(one)) << framing << ", " << one;
+                EXPECT_TRUE(bytes == std::string_view(longest).substr(0, one))
+                    << framing << ", " << one;
                 camera.tell("faults clear");
                 camera.tell("remove " + std::to_string(picture));
             }
