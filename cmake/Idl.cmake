@@ -1,5 +1,6 @@
-# Makes <build>/generated/<name>.h and <name>.tlb of an interface definition file <name>.idl. Whoever links the
-# interface target finds the header and is compiled after it has been made.
+# Makes <build>/generated/<name>.h, and the type library <name>.tlb, of an interface definition file
+# <name>.idl. Whoever links the interface target finds the header and is compiled after both have
+# been made.
 function(zlk_generate_interfaces target idl)
   get_filename_component(name ${idl} NAME_WE)
   set(header ${CMAKE_BINARY_DIR}/generated/${name}.h)

@@ -16,8 +16,8 @@ constexpr DWORD reportInterval = 250;  // milliseconds
 /// volume an id is the path, and a path may lead there by other names; a camera's ids are numbers.
 bool isOwnTarget(const std::u16string& id, const std::u16string& fileName) {
     FileStatus picture, target;
-    const bool mayBe = id.find_first_of(u"\\/") != id.npos && _wstat64i32(fileName.c_str(), target);
-    if (!mayBe) return false;
+    // Most targets don't exist yet, and so are nobody's.
+    if (id.find_first_of(u"\\/") == id.npos || !_wstat64i32(fileName.c_str(), target)) return false;
     // Both are looked at while the picture is open, since a file's number holds only so long.
     const UniqueHandle source(CreateFileW(id.c_str(), 0, 0, nullptr, OPEN_EXISTING, 0, nullptr));
     return _wstat64i32(id.c_str(), picture) && _wstat64i32(fileName.c_str(), target) &&

@@ -157,6 +157,7 @@ HANDLE openPath(const WCHAR* path, DWORD access, DWORD share, DWORD disposition,
     if (flags & FILE_FLAG_BACKUP_SEMANTICS) {
         if (Descriptor folder = target->open(O_RDONLY | O_DIRECTORY))
             return handleOf(std::make_shared<VolumeHandle>(std::move(folder)));
+        // Another reason than that it is no folder would be lost by trying it as a file.
         const bool mayBeFile = errno == ENOTDIR || errno == ENOENT;
         if (!mayBeFile) return INVALID_HANDLE_VALUE;
     }

@@ -6,7 +6,8 @@
 //     types        typeCount records of typeSize bytes
 //     functions    functionCount records of functionSize bytes
 //     parameters   parameterCount records of parameterSize bytes
-//     texts        textSize bytes, ASCII; a text is named by where it begins, and ends with a zero
+//     texts        textSize bytes, printable ASCII; a text is named by where it begins, and ends
+//                  with a zero
 //
 //     header       0 magic   8 id (16)   24 major (2), minor (2)   28 locale (4)   32 name (4)
 //                 36 help (4)   40 imported library (4)   44 typeCount (4)   48 functionCount (4)
@@ -27,10 +28,22 @@
 namespace zlk::typelib {
 
 inline constexpr std::string_view magic{"ZLKTLB1\0", 8};
-inline constexpr std::size_t headerSize = 60, typeSize = 32, functionSize = 20, parameterSize = 8;
+inline constexpr std::size_t typeSize = 32, functionSize = 20, parameterSize = 8;
+inline constexpr std::size_t longestText = 255;
 
 enum class TypeKind : std::uint32_t { Interface = 1, DualInterface = 2, Class = 3 };
 enum class FunctionKind : std::uint32_t { Method = 1, PropGet = 2, PropPut = 4 };  // as INVOKEKIND
 inline constexpr std::uint16_t in = 1, out = 2, retval = 8;                        // as PARAMFLAG
+
+/// The VARTYPEs that a definition file can say.
+enum class ValueType : std::uint16_t {
+    Short = 2,
+    Long = 3,
+    Bstr = 8,
+    Variant = 12,
+    Byte = 17,
+    ULong = 19,
+};
+inline constexpr std::uint16_t byReference = 0x4000;  // VT_BYREF
 
 }  // namespace zlk::typelib

@@ -1,5 +1,6 @@
 #include "TypeLibraryWriter.h"
 
+#include <algorithm>
 #include <stdexcept>
 #include <unordered_map>
 
@@ -8,29 +9,14 @@
 namespace zlk::idl {
 namespace {
 
-/// Numbers of automation's types.
-enum : std::uint16_t { vtI2 = 2, vtI4 = 3, vtBstr = 8, vtVariant = 12, vtUi1 = 17, vtUi4 = 19 };
-constexpr std::uint16_t byReference = 0x4000;
-
 /// Of members of interfaces that have no dispatch ids: the first one's, which others follow.
 constexpr std::uint32_t firstMemberId = 0x60010000;
 
-std::uint16_t typeNumber(Type type) {
-    switch (type) {
-        case Type::Bstr:
-            return vtBstr;
-        case Type::Long:
-            return vtI4;
-        case Type::Short:
-            return vtI2;
-        case Type::ULong:
-            return vtUi4;
-        case Type::Byte:
-            return vtUi1;
-        case Type::Variant:
-            return vtVariant;
-    }
-    throw std::runtime_error("a type without a number");
+typelib::ValueType valueType(Type type) {
+    using enum typelib::ValueType;
+    // In the order of Type.
+    constexpr typelib::ValueType types[] = {Bstr, Long, Short, ULong, Byte, Variant};
+    return types[static_cast<std::size_t>(type)];
 }
 
 class Bytes {
@@ -43,6 +29,9 @@ class Bytes {
     void put(const Guid& id) {
         for (const int place : {3, 2, 1, 0, 5, 4, 7, 6, 8, 9, 10, 11, 12, 13, 14, 15})
             text += static_cast<char>(id[place]);
+    }
+    std::uint32_t count(std::size_t recordSize) const {
+        return static_cast<std::uint32_t>(text.size() / recordSize);
     }
     std::string text;
 };
@@ -59,12 +48,14 @@ class TypeLibraryWriter {
     void add(const Coclass& coclass);
 
     Bytes types_, functions_, parameters_;
-    std::uint32_t functionCount_ = 0, parameterCount_ = 0;
     std::string texts_;
     std::unordered_map<std::string, std::uint32_t> textPlaces_;
 };
 
 std::uint32_t TypeLibraryWriter::textAt(const std::string& text) {
+    const bool isShown = std::ranges::all_of(text, [](char c) { return c >= ' ' && c <= '~'; });
+    if (!isShown || text.size() > typelib::longestText)
+        throw std::runtime_error("too long for a type library, or not in ASCII: " + text);
     const auto [known, isNew] =
         textPlaces_.try_emplace(text, static_cast<std::uint32_t>(texts_.size()));
     if (isNew) texts_.append(text).push_back('\0');
@@ -73,11 +64,12 @@ std::uint32_t TypeLibraryWriter::textAt(const std::string& text) {
 
 void TypeLibraryWriter::add(const Parameter& parameter) {
     parameters_.put(textAt(parameter.name));
-    parameters_.put(typeNumber(parameter.type) | (parameter.pointer ? byReference : 0u), 2);
+    parameters_.put(static_cast<std::uint32_t>(valueType(parameter.type)) |
+                        (parameter.pointer ? typelib::byReference : 0u),
+                    2);
     parameters_.put((parameter.in ? typelib::in : 0u) | (parameter.out ? typelib::out : 0u) |
                         (parameter.retval ? typelib::retval : 0u),
                     2);
-    ++parameterCount_;
 }
 
 void TypeLibraryWriter::add(const Method& method, std::uint32_t memberId) {
@@ -90,7 +82,6 @@ void TypeLibraryWriter::add(const Method& method, std::uint32_t memberId) {
     functions_.put(memberId);
     functions_.put(static_cast<std::uint32_t>(kind));
     functions_.put(static_cast<std::uint32_t>(method.parameters.size()));
-    ++functionCount_;
     for (const Parameter& parameter : method.parameters) add(parameter);
 }
 
@@ -130,9 +121,9 @@ std::string TypeLibraryWriter::write(const File& file) {
     header.put(textAt(file.library.name));
     header.put(textAt(file.library.helpString));
     header.put(textAt(file.library.import));
-    header.put(static_cast<std::uint32_t>(file.interfaces.size() + file.library.coclasses.size()));
-    header.put(functionCount_);
-    header.put(parameterCount_);
+    header.put(types_.count(typelib::typeSize));
+    header.put(functions_.count(typelib::functionSize));
+    header.put(parameters_.count(typelib::parameterSize));
     header.put(static_cast<std::uint32_t>(texts_.size()));
     return header.text + types_.text + functions_.text + parameters_.text + texts_;
 }

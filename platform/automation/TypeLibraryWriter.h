@@ -7,8 +7,8 @@
 
 namespace zlk::idl {
 
-/// Its bytes, in the form of TypeLibraryFormat.h. Throws std::runtime_error for more than it can
-/// hold.
+/// Its bytes, in the form of TypeLibraryFormat.h. Throws std::runtime_error for a text that it
+/// can't hold.
 std::string writeTypeLibrary(const File& file);
 
 }  // namespace zlk::idl

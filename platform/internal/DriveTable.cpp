@@ -18,9 +18,8 @@ namespace {
 /// The path that a text means: one that exists, if either reading of its units does.
 std::string machinePath(const std::u16string& text) {
     auto literal = literalName(text);
-    const bool hasOtherReading = !literal || hasByteUnits(text);
-    if (hasOtherReading && (!literal || ::access(literal->c_str(), F_OK) != 0))
-        if (auto bytes = byteName(text)) return *bytes;
+    if (literal && (!hasByteUnits(text) || ::access(literal->c_str(), F_OK) == 0)) return *literal;
+    if (auto bytes = byteName(text)) return *bytes;
     return literal.value_or(std::string());
 }
 

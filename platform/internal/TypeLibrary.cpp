@@ -1,18 +1,28 @@
 #include "platform/internal/TypeLibrary.h"
 
 #include <algorithm>
-#include <array>
 #include <cstring>
 #include <string_view>
 
 namespace zlk::platform {
 namespace {
 
-constexpr WORD byReference = 0x4000;
-// Together they bound what a small file can make of itself by naming one text many times.
-constexpr std::size_t longestText = 255, largestLibrary = 1 << 20;
-/// VT_I2, VT_I4, VT_BSTR, VT_VARIANT, VT_UI1, VT_UI4: what a definition file can say.
-constexpr std::array<WORD, 6> knownTypes{2, 3, 8, 12, 17, 19};
+// With the longest text it bounds what a small file can make of itself by naming one text often.
+constexpr std::size_t largestLibrary = 1 << 20;
+
+bool isKnown(typelib::ValueType type) {
+    switch (type) {
+        using enum typelib::ValueType;
+        case Short:
+        case Long:
+        case Bstr:
+        case Variant:
+        case Byte:
+        case ULong:
+            return true;
+    }
+    return false;
+}
 
 struct Malformed {};
 
@@ -54,7 +64,7 @@ class Cursor {
 
 class Reader {
   public:
-    explicit Reader(std::span<const std::byte> bytes) : bytes_(bytes.size()), header_(bytes) {}
+    explicit Reader(std::span<const std::byte> bytes) : header_(bytes) {}
     TypeLibrary read();
 
   private:
@@ -64,7 +74,6 @@ class Reader {
     TypeMember member();
     TypeEntry type();
 
-    const std::size_t bytes_;
     Cursor header_, types_{{}}, functions_{{}}, parameters_{{}};
     std::string_view texts_;
 };
@@ -72,7 +81,7 @@ class Reader {
 std::u16string Reader::text(std::uint32_t at) const {
     require(at < texts_.size());
     const std::size_t end = texts_.find('\0', at);
-    require(end != texts_.npos && end - at <= longestText);
+    require(end != texts_.npos && end - at <= typelib::longestText);
     const std::string_view ascii = texts_.substr(at, end - at);
     require(std::ranges::all_of(ascii, [](char c) { return c >= ' ' && c <= '~'; }));
     return {ascii.begin(), ascii.end()};
@@ -88,10 +97,10 @@ TypeParameter Reader::parameter() {
     TypeParameter parameter;
     parameter.name = name(parameters_.number());
     const WORD type = parameters_.word();
-    parameter.type = type & ~byReference;
-    parameter.isPointer = type & byReference;
+    parameter.type = static_cast<typelib::ValueType>(type & ~typelib::byReference);
+    parameter.isPointer = type & typelib::byReference;
     parameter.flags = parameters_.word();
-    require(std::ranges::find(knownTypes, parameter.type) != knownTypes.end());
+    require(isKnown(parameter.type));
     require((parameter.flags & ~(typelib::in | typelib::out | typelib::retval)) == 0);
     // Where a call writes its result it needs a place.
     require(parameter.isPointer || !(parameter.flags & (typelib::out | typelib::retval)));
@@ -133,7 +142,6 @@ TypeEntry Reader::type() {
 }
 
 TypeLibrary Reader::read() {
-    require(bytes_ <= largestLibrary);
     const auto magic = header_.take(typelib::magic.size());
     require(std::memcmp(magic.data(), typelib::magic.data(), magic.size()) == 0);
     TypeLibrary library;
@@ -168,6 +176,7 @@ TypeLibrary Reader::read() {
 }  // namespace
 
 std::optional<TypeLibrary> readTypeLibrary(std::span<const std::byte> bytes) try {
+    require(bytes.size() <= largestLibrary);
     return Reader(bytes).read();
 } catch (const Malformed&) {
     return std::nullopt;

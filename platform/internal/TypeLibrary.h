@@ -15,7 +15,7 @@ namespace zlk::platform {
 
 struct TypeParameter {
     std::u16string name;
-    WORD type;       ///< a VARTYPE, without VT_BYREF
+    typelib::ValueType type;
     bool isPointer;  ///< to one of that type
     WORD flags;      ///< typelib::in, out, retval
 };

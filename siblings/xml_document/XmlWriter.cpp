@@ -105,7 +105,8 @@ void writeText(Sink& sink, std::string_view text, const Specials& specials) {
 bool isEmpty(pugi::xml_node element) {
     if (*element.value()) return false;
     for (pugi::xml_node node = element.first_child(); node; node = node.next_sibling()) {
-        if (node.type() == pugi::node_element || *node.value()) return false;  // or folded
+        // A folded element has a value, too.
+        if (node.type() == pugi::node_element || *node.value()) return false;
     }
     return true;
 }

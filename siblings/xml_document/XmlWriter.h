@@ -13,7 +13,7 @@ namespace zlk {
 /// reference. Made in one piece of the right size; empty where there is no memory.
 Bstr writeXml(pugi::xml_node element);
 
-/// The same as it stands between others, in UTF-8.
+/// The same text in UTF-8.
 std::string markupOf(pugi::xml_node element);
 
 /// A folded element: its name, and instead of a tree the markup of it. Instructions aren't kept in

@@ -105,13 +105,14 @@ std::string shown(const GUID& id) {
 }
 
 std::string shown(const TypeParameter& parameter) {
-    static const std::map<WORD, std::string> names{{2, "short"},    {3, "long"},  {8, "BSTR"},
-                                                   {12, "VARIANT"}, {17, "BYTE"}, {19, "ULONG"}};
+    // By what automation calls VT_I2, VT_I4, VT_BSTR, VT_VARIANT, VT_UI1 and VT_UI4.
+    static const std::map<int, std::string> names{{2, "short"},    {3, "long"},  {8, "BSTR"},
+                                                  {12, "VARIANT"}, {17, "BYTE"}, {19, "ULONG"}};
     const bool isIn = parameter.flags & typelib::in, isOut = parameter.flags & typelib::out;
     std::string text = isIn ? isOut ? "[in, out" : "[in" : "[out";
     if (parameter.flags & typelib::retval) text += ", retval";
-    return text + "] " + names.at(parameter.type) + (parameter.isPointer ? "* " : " ") +
-           utf8Text(parameter.name);
+    return text + "] " + names.at(static_cast<int>(parameter.type)) +
+           (parameter.isPointer ? "* " : " ") + utf8Text(parameter.name);
 }
 
 std::string shown(const TypeMember& member) {

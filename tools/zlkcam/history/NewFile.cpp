@@ -6,11 +6,13 @@
 
 #include <cerrno>
 #include <cstring>
+#include <span>
 
 #include "platform/files.h"
 #include "tools/zlkcam/Failure.h"
 #include "tools/zlkcam/RunName.h"
 #include "tools/zlkcam/Text.h"
+#include "tools/zlkcam/WholeWrite.h"
 #include "tools/zlkcam/history/HistoryNames.h"
 
 namespace zlk {
@@ -49,12 +51,8 @@ void NewFile::write(std::string_view bytes) {
 }
 
 void NewFile::writeOut() {
-    for (std::string_view rest = buffer_; !rest.empty();) {
-        const ssize_t written = ::write(file_.get(), rest.data(), rest.size());
-        if (written > 0) rest.remove_prefix(static_cast<std::size_t>(written));
-        if (written == 0) fail(name_, "the disk takes nothing and says nothing");
-        if (written < 0 && errno != EINTR) fail(name_, std::strerror(errno));
-    }
+    if (!writeWhole(file_.get(), std::as_bytes(std::span(buffer_))))
+        fail(name_, std::strerror(errno));
     buffer_.clear();
 }
 

@@ -3,10 +3,12 @@
 #include <algorithm>
 #include <cerrno>
 
+#include "tools/zlkcam/WholeWrite.h"
+
 namespace zlk {
 namespace {
 
-constexpr std::size_t gathered = 256 * 1024;
+constexpr std::size_t blockSize = 256 * 1024;
 
 }  // namespace
 
@@ -18,12 +20,12 @@ CopySink::CopySink(std::vector<std::byte>& block, const Wishes& wishes)
 }
 
 bool CopySink::take(std::span<const std::byte> bytes) {
-    if (block_.size() + bytes.size() > gathered) {
+    if (block_.size() + bytes.size() > blockSize) {
         const bool isPassedOn = passOn(block_);
         block_.clear();
         if (!isPassedOn) return false;
     }
-    if (bytes.size() > gathered) return passOn(bytes);
+    if (bytes.size() > blockSize) return passOn(bytes);
     block_.insert(block_.end(), bytes.begin(), bytes.end());
     return true;
 }
@@ -36,7 +38,7 @@ void CopySink::finish() {
 bool CopySink::passOn(std::span<const std::byte> bytes) {
     for (Copy& each : copies_)
         // What comes after bytes that are missing is of no use.
-        if (each.error == 0 && !each.copy->write(bytes)) each.error = errno;
+        if (each.error == 0 && !writeWhole(each.copy->file(), bytes)) each.error = errno;
     if (isLost()) return false;
     summer_.add(bytes);
     if (sha256_) sha256_->add(bytes);

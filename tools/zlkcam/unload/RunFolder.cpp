@@ -99,20 +99,6 @@ std::string HiddenCopy::path() const {
     return "/proc/self/fd/" + std::to_string(file_.get());
 }
 
-bool HiddenCopy::write(std::span<const std::byte> bytes) {
-    while (!bytes.empty()) {
-        const ssize_t written = ::write(file_.get(), bytes.data(), bytes.size());
-        if (written < 0 && errno == EINTR) continue;
-        if (written < 0) return false;
-        if (written == 0) {
-            errno = ENOSPC;
-            return false;
-        }
-        bytes = bytes.subspan(static_cast<std::size_t>(written));
-    }
-    return true;
-}
-
 bool HiddenCopy::moveTo(int folder, const std::string& name) {
     bool isMoved =
         ::renameat2(home_->folder(), name_.c_str(), folder, name.c_str(), RENAME_NOREPLACE) == 0;

@@ -9,7 +9,6 @@
 #include <functional>
 #include <memory>
 #include <optional>
-#include <span>
 #include <string>
 #include <string_view>
 
@@ -30,8 +29,6 @@ class HiddenCopy {
     int file() const { return file_.get(); }
     /// To open it by, also for a component, as long as this lives.
     std::string path() const;
-    /// False with errno, and then with fewer bytes in the file.
-    bool write(std::span<const std::byte> bytes);
     /// Moves it to a name that nothing has yet; false with errno (EEXIST).
     bool moveTo(int folder, const std::string& name);
     /// Whether a name leads to it; none with errno where that can't be found out.
