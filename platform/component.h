@@ -3,7 +3,8 @@
 //
 // Reference rules are those of every component model of this shape: an out interface or text
 // belongs to the caller; an in one is borrowed. `BSTR` is a counted UTF-16 text that may hold
-// zeros; null is the empty text.
+// zeros; null is the empty text. The functions have C linkage, since other languages call them by
+// name.
 
 #include <string_view>
 
@@ -48,6 +49,7 @@ inline constexpr DWORD CLSCTX_INPROC_SERVER = 1;
 inline constexpr DWORD CLSCTX_ALL = 7;  ///< what callers pass; only servers in the process exist
 
 #pragma GCC visibility push(default)
+extern "C" {
 
 /// A new text; null where there is no memory, or for a null `text`.
 BSTR SysAllocString(const WCHAR* text) noexcept;
@@ -81,6 +83,7 @@ HRESULT CoCreateInstance(const GUID& clsid, IUnknown* outer, DWORD context, cons
 /// another one has found it idle, so that no thread is still on its way out of it.
 void CoFreeUnusedLibraries() noexcept;
 
+}  // extern "C"
 #pragma GCC visibility pop
 
 namespace zlk {

@@ -73,6 +73,7 @@ constexpr HRESULT HRESULT_FROM_WIN32(DWORD error) {
 }
 
 #pragma GCC visibility push(default)
+extern "C" {
 
 /// The reason of this thread's last failed call. Each header says which calls set it; where a
 /// success sets it too (as "it existed already"), the header says so.
@@ -90,4 +91,5 @@ inline constexpr DWORD FORMAT_MESSAGE_FROM_SYSTEM = 0x1000;
 DWORD FormatMessageW(DWORD flags, const void* source, DWORD messageId, DWORD languageId,
                      WCHAR* buffer, DWORD size, void* arguments = nullptr) noexcept;
 
+}  // extern "C"
 #pragma GCC visibility pop
