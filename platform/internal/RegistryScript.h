@@ -40,4 +40,8 @@ struct ScriptError : std::runtime_error {
 std::vector<ScriptRoot> parseRegistryScript(std::u16string_view text,
                                             std::span<const RegistrarWord> words);
 
+/// Writes what a script names, or takes it away (see registrar.h). Registering stops at the first
+/// failure; unregistering goes on, and returns it.
+LSTATUS runScript(const std::vector<ScriptRoot>& script, bool installing);
+
 }  // namespace zlk::platform
