@@ -2,6 +2,7 @@
 
 #include "camera_devices/FileInfoList.h"
 #include "device_objects/Escape.h"
+#include "device_objects/ProgressArgument.h"
 #include "foundation/TraceLine.h"
 #include "platform/clock.h"
 #include "platform/files.h"
@@ -11,6 +12,13 @@ namespace {
 
 constexpr char category[] = "CUnloadableCamera";
 constexpr DWORD reportInterval = 250;  // milliseconds
+
+/// How many arguments a transfer takes, of which the last one is the progress; 0 for a member that
+/// is no transfer.
+UINT argumentsOfTransfer(DISPID id) {
+    constexpr DISPID getFileInfo = 3, saveFileData = 4;
+    return id == getFileInfo ? 1 : id == saveFileData ? 3 : 0;
+}
 
 /// Whether a picture would be written over itself, which would empty it before it is read. On a
 /// volume an id is the path, and a path may lead there by other names; a camera's ids are numbers.
@@ -50,6 +58,24 @@ class CUnloadableCamera::CallbackScope {
 
 CUnloadableCamera::~CUnloadableCamera() {
     CUnloadableCamera::UnlockDevice();
+}
+
+HRESULT CUnloadableCamera::Invoke(DISPID id, const GUID& reserved, DWORD localeId, WORD flags,
+                                  DISPPARAMS* parameters, VARIANT* result, EXCEPINFO* exception,
+                                  UINT* argumentError) noexcept {
+    ProgressArgument progress;
+    const UINT count = argumentsOfTransfer(id);
+    if (count > 0 && parameters) {
+        try {
+            const HRESULT taken = progress.take(*parameters, count, argumentError);
+            if (FAILED(taken)) return taken;
+        } catch (const std::bad_alloc&) {
+            return E_OUTOFMEMORY;
+        }
+        parameters = progress.arguments();
+    }
+    return DispatchImpl::Invoke(id, reserved, localeId, flags, parameters, result, exception,
+                                argumentError);
 }
 
 HRESULT CUnloadableCamera::LockDevice(BSTR cueId) noexcept {

@@ -15,6 +15,11 @@ class CUnloadableCamera : public ObjectProgressInterface,
   public:
     using Interfaces = InterfaceList<IPhotoDevice, IDispatch>;
 
+    /// As every object's, but for the progress of a transfer (see ProgressArgument).
+    HRESULT Invoke(DISPID id, const GUID& reserved, DWORD localeId, WORD flags,
+                   DISPPARAMS* parameters, VARIANT* result, EXCEPINFO* exception,
+                   UINT* argumentError) noexcept override;
+
     HRESULT LockDevice(BSTR cueId) noexcept override;
     HRESULT UnlockDevice() noexcept override;
     HRESULT GetFileInfo(VARIANT* Progress, BSTR* pVal) noexcept override;

@@ -1,6 +1,6 @@
 // Type libraries beside modules.
 
-#include "platform/internal/TypeLibrary.h"
+#include "platform/internal/automation/TypeLibrary.h"
 
 #include "fuzz/Input.h"
 

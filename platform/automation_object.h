@@ -8,14 +8,43 @@
 //         ...
 //     };
 
+#include <atomic>
 #include <type_traits>
 
 #include "platform/automation.h"
+#include "platform/type_library.h"
 
 namespace zlk {
 
-/// The place of calls by name: until type libraries are read, an object has no type information
-/// and says so. Calls through the virtual table need none.
+#pragma GCC visibility push(default)
+
+/// The IDispatch methods of all objects with one interface, served from the type library of the
+/// module that this lies in. The library is read by the first call that needs it, and kept as long
+/// as the module is loaded.
+class DispatchTable {
+  public:
+    constexpr explicit DispatchTable(const GUID& iid) noexcept : iid_(iid) {}
+    ~DispatchTable();
+    DispatchTable(const DispatchTable&) = delete;
+    DispatchTable& operator=(const DispatchTable&) = delete;
+
+    HRESULT getTypeInfo(UINT index, DWORD localeId, ITypeInfo** info) noexcept;
+    HRESULT getIdsOfNames(const GUID& reserved, WCHAR** names, UINT count, DWORD localeId,
+                          DISPID* ids) noexcept;
+    /// `object` points to the interface of that id.
+    HRESULT invoke(void* object, DISPID id, const GUID& reserved, DWORD localeId, WORD flags,
+                   DISPPARAMS* parameters, VARIANT* result, EXCEPINFO* exception,
+                   UINT* argumentError) noexcept;
+
+  private:
+    HRESULT find(DWORD localeId, ITypeInfo*& info) noexcept;
+
+    const GUID& iid_;
+    std::atomic<ITypeInfo*> info_ = nullptr;
+};
+
+#pragma GCC visibility pop
+
 template <class Interface>
 class DispatchImpl : public Interface {
     static_assert(std::is_base_of_v<IDispatch, Interface>);
@@ -23,24 +52,29 @@ class DispatchImpl : public Interface {
   public:
     HRESULT GetTypeInfoCount(UINT* count) noexcept override {
         if (!count) return E_POINTER;
-        *count = 0;
+        *count = 1;
         return S_OK;
     }
-    HRESULT GetTypeInfo(UINT, DWORD, ITypeInfo** info) noexcept override {
-        if (!info) return E_POINTER;
-        *info = nullptr;
-        return E_NOTIMPL;
+    HRESULT GetTypeInfo(UINT index, DWORD localeId, ITypeInfo** info) noexcept override {
+        return table.getTypeInfo(index, localeId, info);
     }
-    HRESULT GetIDsOfNames(const GUID&, WCHAR**, UINT, DWORD, LONG*) noexcept override {
-        return E_NOTIMPL;
+    HRESULT GetIDsOfNames(const GUID& reserved, WCHAR** names, UINT count, DWORD localeId,
+                          DISPID* ids) noexcept override {
+        return table.getIdsOfNames(reserved, names, count, localeId, ids);
     }
-    HRESULT Invoke(LONG, const GUID&, DWORD, WORD, DISPPARAMS*, VARIANT*, EXCEPINFO*,
-                   UINT*) noexcept override {
-        return E_NOTIMPL;
+    HRESULT Invoke(DISPID id, const GUID& reserved, DWORD localeId, WORD flags,
+                   DISPPARAMS* parameters, VARIANT* result, EXCEPINFO* exception,
+                   UINT* argumentError) noexcept override {
+        Interface* const object = this;
+        return table.invoke(object, id, reserved, localeId, flags, parameters, result, exception,
+                            argumentError);
     }
 
   protected:
     ~DispatchImpl() = default;
+
+  private:
+    static inline DispatchTable table{iidOf<Interface>};
 };
 
 }  // namespace zlk

@@ -3,6 +3,9 @@
 #include <new>
 #include <string>
 
+#include "platform/internal/automation/TypeLibraryFile.h"
+#include "platform/internal/automation/TypeLibraryKeys.h"
+#include "platform/internal/automation/TypeLibraryObject.h"
 #include "platform/registrar.h"
 
 namespace zlk {
@@ -25,16 +28,33 @@ HRESULT runScripts(HMODULE module, std::span<const ComponentClass> classes, bool
         // What is left of an incomplete module is still taken away.
         if (install && FAILED(result)) break;
     }
-    // A type library would be registered here, from `path`: automation isn't served yet.
     return result;
+}
+
+HRESULT runTypeLibrary(HMODULE module, bool install) {
+    platform::FoundTypeLibrary found;
+    if (const HRESULT loaded = platform::loadOwnTypeLibrary(module, found); FAILED(loaded))
+        return loaded;
+    const platform::TypeLibrary& library = *found.library;
+    if (!install)
+        return UnRegisterTypeLib(library.id, library.majorVersion, library.minorVersion,
+                                 library.locale, platform::ownSystem);
+    ComPtr<ITypeLib> object;
+    *object.out() = new platform::TypeLibraryObject(found.library);
+    return RegisterTypeLib(object.get(), found.path.c_str(), nullptr);
 }
 
 }  // namespace
 
 HRESULT registerComponents(HMODULE module, std::span<const ComponentClass> classes,
-                           bool install) noexcept {
+                           ModuleTypeLibrary typeLibrary, bool install) noexcept {
     try {
-        return runScripts(module, classes, install);
+        HRESULT result = runScripts(module, classes, install);
+        if (typeLibrary == ModuleTypeLibrary::Registered && (SUCCEEDED(result) || !install)) {
+            const HRESULT ran = runTypeLibrary(module, install);
+            if (SUCCEEDED(result)) result = ran;
+        }
+        return result;
     } catch (const std::bad_alloc&) {
         return E_OUTOFMEMORY;
     }

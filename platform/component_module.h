@@ -31,18 +31,24 @@ HRESULT DllCanUnloadNow() noexcept;
 /// The factory of a class of the module. CLASS_E_CLASSNOTAVAILABLE for any other, E_POINTER for a
 /// null `object`; *object is null on failure.
 HRESULT DllGetClassObject(const GUID& clsid, const GUID& iid, void** object) noexcept;
-/// Runs each class's registry script; stops at the first failure and returns it.
+/// Runs each class's registry script, then registers the module's type library if it has one;
+/// stops at the first failure and returns it.
 HRESULT DllRegisterServer() noexcept;
-/// Takes away what the scripts wrote, all of them; returns the first failure.
+/// Takes away what the scripts wrote, all of them, and the type library's entries; returns the
+/// first failure.
 HRESULT DllUnregisterServer() noexcept;
 }
 
 namespace zlk {
 
+/// Whether a module's classes can be called by name: its type library, the TYPELIB resource or the
+/// file beside it that has `.tlb` for its extension, is then registered with them.
+enum class ModuleTypeLibrary { None, Registered };
+
 /// Runs the REGISTRY resources of the module's classes. %MODULE% is the module's full path,
 /// %APPID% the empty text.
 HRESULT registerComponents(HMODULE module, std::span<const ComponentClass> classes,
-                           bool install) noexcept;
+                           ModuleTypeLibrary typeLibrary, bool install) noexcept;
 
 }  // namespace zlk
 
@@ -54,8 +60,10 @@ namespace zlk {
 template <std::size_t count>
 class ComponentModule {
   public:
-    constexpr explicit ComponentModule(const ComponentClass (&classes)[count]) noexcept
-        : ComponentModule(classes, std::make_index_sequence<count>()) {}
+    constexpr explicit ComponentModule(
+        const ComponentClass (&classes)[count],
+        ModuleTypeLibrary typeLibrary = ModuleTypeLibrary::None) noexcept
+        : ComponentModule(classes, typeLibrary, std::make_index_sequence<count>()) {}
 
     HRESULT canUnloadNow() const noexcept {
         return moduleLockCount.load(std::memory_order_acquire) == 0 ? S_OK : S_FALSE;
@@ -68,28 +76,32 @@ class ComponentModule {
         return CLASS_E_CLASSNOTAVAILABLE;
     }
     HRESULT registerServer() const noexcept {
-        return registerComponents(moduleFromAddress(this), classes_, true);
+        return registerComponents(moduleFromAddress(this), classes_, typeLibrary_, true);
     }
     HRESULT unregisterServer() const noexcept {
-        return registerComponents(moduleFromAddress(this), classes_, false);
+        return registerComponents(moduleFromAddress(this), classes_, typeLibrary_, false);
     }
 
   private:
     template <std::size_t... index>
-    constexpr ComponentModule(const ComponentClass (&classes)[count],
+    constexpr ComponentModule(const ComponentClass (&classes)[count], ModuleTypeLibrary typeLibrary,
                               std::index_sequence<index...>) noexcept
-        : classes_(classes), factories_{ClassFactory(classes[index])...} {}
+        : classes_(classes),
+          typeLibrary_(typeLibrary),
+          factories_{ClassFactory(classes[index])...} {}
 
     std::span<const ComponentClass> classes_;
+    ModuleTypeLibrary typeLibrary_;
     std::array<ClassFactory, count> factories_;
 };
 
 }  // namespace zlk
 
 /// The table of a module's classes and its four entry points, which each module has to define for
-/// itself: `classes` is a constexpr array of zlk::ComponentClass.
-#define ZLK_COMPONENT_MODULE(classes)                                                       \
-    static constinit zlk::ComponentModule componentModule(classes);                         \
+/// itself. The arguments are those of a zlk::ComponentModule: a constexpr array of
+/// zlk::ComponentClass, and zlk::ModuleTypeLibrary::Registered where there is such a library.
+#define ZLK_COMPONENT_MODULE(...)                                                           \
+    static constinit zlk::ComponentModule componentModule(__VA_ARGS__);                     \
     HRESULT DllCanUnloadNow() noexcept {                                                    \
         return componentModule.canUnloadNow();                                              \
     }                                                                                       \

@@ -4,6 +4,7 @@
 #include <iterator>
 
 #include "platform/text.h"
+#include "platform/type_library.h"
 
 namespace {
 
@@ -69,6 +70,25 @@ constexpr ErrorText errorTexts[] = {
     {static_cast<DWORD>(CO_E_CLASSSTRING), u"The class name is not valid."},
     {static_cast<DWORD>(CO_E_DLLNOTFOUND), u"The module of the class was not found."},
     {static_cast<DWORD>(CO_E_ERRORINDLL), u"The module of the class can't be used."},
+    {static_cast<DWORD>(DISP_E_UNKNOWNINTERFACE), u"The interface is not known."},
+    {static_cast<DWORD>(DISP_E_MEMBERNOTFOUND), u"The object has no such member."},
+    {static_cast<DWORD>(DISP_E_PARAMNOTFOUND), u"The member has no such parameter."},
+    {static_cast<DWORD>(DISP_E_TYPEMISMATCH), u"An argument has the wrong type."},
+    {static_cast<DWORD>(DISP_E_UNKNOWNNAME), u"The object has no member of this name."},
+    {static_cast<DWORD>(DISP_E_BADVARTYPE), u"The type of a value is not known."},
+    {static_cast<DWORD>(DISP_E_EXCEPTION), u"The member failed."},
+    {static_cast<DWORD>(DISP_E_OVERFLOW), u"A number is out of the range of its type."},
+    {static_cast<DWORD>(DISP_E_BADINDEX), u"The index is not valid."},
+    {static_cast<DWORD>(DISP_E_UNKNOWNLCID), u"The locale is not known."},
+    {static_cast<DWORD>(DISP_E_BADPARAMCOUNT), u"The number of arguments is wrong."},
+    {static_cast<DWORD>(DISP_E_PARAMNOTOPTIONAL), u"An argument is missing."},
+    {static_cast<DWORD>(TYPE_E_INVDATAREAD), u"The type library is damaged."},
+    {static_cast<DWORD>(TYPE_E_REGISTRYACCESS), u"The settings of the type library can't be used."},
+    {static_cast<DWORD>(TYPE_E_LIBNOTREGISTERED), u"The type library is not registered."},
+    {static_cast<DWORD>(TYPE_E_WRONGTYPEKIND), u"The type is of another kind."},
+    {static_cast<DWORD>(TYPE_E_ELEMENTNOTFOUND), u"The type library has no such element."},
+    {static_cast<DWORD>(TYPE_E_BADMODULEKIND), u"The type is no module of functions."},
+    {static_cast<DWORD>(TYPE_E_CANTLOADLIBRARY), u"The type library was not found."},
 };
 
 const char16_t* textOf(DWORD number) noexcept {

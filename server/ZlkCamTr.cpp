@@ -23,4 +23,4 @@ constexpr zlk::ComponentClass classes[] = {
 
 }  // namespace
 
-ZLK_COMPONENT_MODULE(classes)
+ZLK_COMPONENT_MODULE(classes, zlk::ModuleTypeLibrary::Registered)

@@ -8,6 +8,7 @@
 #include <utility>
 
 #include "IdlScanner.h"
+#include "TypeLibraryFormat.h"
 
 namespace zlk::idl {
 namespace {
@@ -169,6 +170,8 @@ class Parser {
             while (accept(","));
             expect(")");
         }
+        if (made.parameters.size() > typelib::mostParameters)
+            scanner_.fail("more parameters than a type library has");
         check(made, owner);
         expect(";");
         return made;

@@ -30,6 +30,7 @@ namespace zlk::typelib {
 inline constexpr std::string_view magic{"ZLKTLB1\0", 8};
 inline constexpr std::size_t typeSize = 32, functionSize = 20, parameterSize = 8;
 inline constexpr std::size_t longestText = 255;
+inline constexpr std::size_t mostParameters = 32;  // of one function
 
 enum class TypeKind : std::uint32_t { Interface = 1, DualInterface = 2, Class = 3 };
 enum class FunctionKind : std::uint32_t { Method = 1, PropGet = 2, PropPut = 4 };  // as INVOKEKIND

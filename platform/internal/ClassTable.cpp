@@ -21,17 +21,6 @@ HRESULT modulePathOf(const GUID& clsid, std::u16string& path) {
     return read == S_OK && path.empty() ? REGDB_E_CLASSNOTREG : read;
 }
 
-HRESULT resultOfLoading() {
-    switch (const DWORD error = GetLastError()) {
-        case ERROR_NOT_ENOUGH_MEMORY:
-            return E_OUTOFMEMORY;
-        case ERROR_TOO_MANY_OPEN_FILES:
-            return HRESULT_FROM_WIN32(error);
-        default:
-            return CO_E_DLLNOTFOUND;
-    }
-}
-
 LSTATUS readText(const std::u16string& key, std::u16string& text) {
     constexpr std::size_t usual = 260, longest = 32768;
     constexpr auto none = static_cast<LSTATUS>(ERROR_FILE_NOT_FOUND);
@@ -59,6 +48,17 @@ LSTATUS readText(const std::u16string& key, std::u16string& text) {
 
 }  // namespace
 
+HRESULT resultOfLoading(HRESULT notLoaded) noexcept {
+    switch (const DWORD error = GetLastError()) {
+        case ERROR_NOT_ENOUGH_MEMORY:
+            return E_OUTOFMEMORY;
+        case ERROR_TOO_MANY_OPEN_FILES:
+            return HRESULT_FROM_WIN32(error);
+        default:
+            return notLoaded;
+    }
+}
+
 HRESULT readClassText(const std::u16string& key, HRESULT none, std::u16string& text) {
     const LSTATUS status = readText(key, text);
     if (status == static_cast<LSTATUS>(ERROR_FILE_NOT_FOUND)) return none;
@@ -85,7 +85,7 @@ HRESULT LoadedClass::load(const GUID& clsid, std::shared_ptr<LoadedClass>& loade
     std::u16string path;
     if (const HRESULT found = modulePathOf(clsid, path); FAILED(found)) return found;
     const HMODULE module = LoadLibraryW(path.c_str());
-    if (!module) return resultOfLoading();
+    if (!module) return resultOfLoading(CO_E_DLLNOTFOUND);
     std::shared_ptr<LoadedClass> made;
     try {
         made = std::make_shared<LoadedClass>(module);

@@ -83,6 +83,10 @@ class ClassTable {
 /// can't be read.
 HRESULT readClassText(const std::u16string& key, HRESULT none, std::u16string& text);
 
+/// What LoadLibraryW's last error makes of a call: `notLoaded` but for a want of memory or of
+/// descriptors.
+HRESULT resultOfLoading(HRESULT notLoaded) noexcept;
+
 /// The text of a class id with its braces.
 std::u16string guidText(const GUID& id);
 

@@ -13,6 +13,11 @@ namespace {
 // A tree of classes has some hundred keys. Beyond this, a broken store leads in circles.
 constexpr std::size_t maxKeys = 100'000;
 
+/// Whether a key's own text is where a module is: of a class, or of a type library.
+bool namesFile(std::u16string_view key) {
+    return key == u"INPROCSERVER32" || key == u"WIN64" || key == u"WIN32";
+}
+
 /// A module's path becomes its bare name: modules are found beside the store.
 void makeBare(std::vector<BYTE>& text) {
     std::u16string path(text.size() / 2, u'\0');
@@ -76,7 +81,7 @@ void InstalledClasses::save(RegistryStore& store, const std::string& path) {
     std::size_t keys = 0;
     struct Pair {
         std::int64_t from, to;
-        bool server;
+        bool namesFile;
     };
     std::vector<Pair> waiting{{classesRootId, classesRootId, false}};
     store.read([&] {
@@ -93,13 +98,12 @@ void InstalledClasses::save(RegistryStore& store, const std::string& path) {
                     data = *value.data;
                 else
                     store.value(key.from, value.name.folded, type, data);
-                if (key.server && value.name.name.empty() && type == REG_SZ) makeBare(data);
+                if (key.namesFile && value.name.name.empty() && type == REG_SZ) makeBare(data);
                 writeValue(target, key.to, value.name, type, data);
             }
             for (const RegistryName& name : *store.subKeys(key.from))
                 waiting.push_back({store.child(key.from, name.folded),
-                                   makeChild(target, key.to, name),
-                                   name.folded == u"INPROCSERVER32"});
+                                   makeChild(target, key.to, name), namesFile(name.folded)});
         }
     });
     createWholeFile(path, target.image(), 0644);

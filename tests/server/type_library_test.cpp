@@ -3,27 +3,27 @@
 
 #include <gtest/gtest.h>
 
+#include <iostream>
 #include <map>
 #include <sstream>
+#include <tuple>
 
-#include "platform/internal/TypeLibrary.h"
+#include "ZlkCamTr.h"
 #include "platform/modules.h"
 #include "platform/text.h"
+#include "platform/type_library.h"
 #include "tests/support/TestMachine.h"
 
 namespace zlk::test {
 namespace {
 
-using platform::TypeEntry;
-using platform::TypeLibrary;
-using platform::TypeMember;
-using platform::TypeParameter;
+const GUID libraryId{0xA1B0C000, 0x7E11, 0x4A00, {0x9C, 0x00, 0, 0, 0, 0, 0, 0xA0}};
 
 constexpr char table[] =
-    R"table(ZlkCamTrLib 1.0 0x409 "ZlkCamTr 1.0 Type Library" A1B0C000 on stdole2.tlb
-IProgressCallback custom A1B0C008 "IProgressCallback Interface"
+    R"table(ZlkCamTrLib 1.0 0x409 "ZlkCamTr 1.0 Type Library" A1B0C000
+IProgressCallback custom A1B0C008 "IProgressCallback Interface" on IUnknown
   0x60010000 method UpdateProgress([in] long percent) "method UpdateProgress"
-IPhotoDevice dual A1B0C002 "IPhotoDevice Interface"
+IPhotoDevice dual A1B0C002 "IPhotoDevice Interface" on IDispatch
   1 method LockDevice([in] BSTR cueId) "method LockDevice"
   2 method UnlockDevice() "method UnlockDevice"
   3 method GetFileInfo([in] VARIANT* Progress, [out, retval] BSTR* pVal) "method GetFileInfo"
@@ -42,7 +42,7 @@ IPhotoDevice dual A1B0C002 "IPhotoDevice Interface"
   13 get SupportedDialogs([out, retval] ULONG* pVal) "property SupportedDialogs"
   14 method ShowDialog([in] ULONG dialogNum, [out, retval] ULONG* pVal) "method ShowDialog(ULONG dialogNum,[out,retval] ULONG* pVal)"
   15 method SaveThumbnail([in] BSTR id, [in] BSTR fileName) "method SaveThumbnail"
-ISwiftPostDevice dual A1B0C004 "ISwiftPostDevice Interface"
+ISwiftPostDevice dual A1B0C004 "ISwiftPostDevice Interface" on IDispatch
   1 method LockDevice([in] BSTR cueId) "method LockDevice"
   2 method UnlockDevice() "method UnlockDevice"
   3 get DeviceId([out, retval] BSTR* pVal) "property DeviceId"
@@ -51,18 +51,18 @@ ISwiftPostDevice dual A1B0C004 "ISwiftPostDevice Interface"
   6 get ShareMenu([out, retval] BSTR* pVal) "property ShareMenu"
   6 put ShareMenu([in] BSTR val) "property ShareMenu"
   7 get ErrorCode([out, retval] long* pVal) "property ErrorCode"
-ITagDevice dual A1B0C006 "ITagDevice Interface"
+ITagDevice dual A1B0C006 "ITagDevice Interface" on IDispatch
   1 method LockDevice([in] BSTR cueId) "method LockDevice"
   2 method UnlockDevice() "method UnlockDevice"
   3 get DeviceId([out, retval] BSTR* pVal) "property DeviceId"
   6 get TagList([out, retval] BSTR* pVal) "property TagList"
   6 put TagList([in] BSTR val) "property TagList"
   7 get ErrorCode([out, retval] long* pVal) "property ErrorCode"
-IDeviceList dual A1B0C00A "IDeviceList Interface"
+IDeviceList dual A1B0C00A "IDeviceList Interface" on IDispatch
   1 get UnloadDevices([out, retval] BSTR* pVal) "property UnloadDevices"
   2 get SwiftPostDevices([out, retval] BSTR* pVal) "property SwiftPostDevices"
   3 get TagDevices([out, retval] BSTR* pVal) "property TagDevices"
-IDeviceUtils dual A1B0C00C "IDeviceUtils Interface"
+IDeviceUtils dual A1B0C00C "IDeviceUtils Interface" on IDispatch
   2 method DriveLetterToContextId([in] BSTR driveLetter, [out] BSTR* ContextId) "method DriveLetterToContextId"
   3 method ContextIdToLowLevelId([in] BSTR ContextId, [out] BSTR* LowLevelId) "method ContextIdToLowLevelId"
   4 method ContextIdToUnloadInterface([in] BSTR ContextId, [out] BSTR* UnloadInterface) "method ContextIdToUnloadInterface"
@@ -86,13 +86,8 @@ ProgressCallback class A1B0C007 "ProgressCallback Class" of IProgressCallback
 TaggerDevice class A1B0C005 "TagDevice Class" of ITagDevice
 )table";
 
-std::span<const std::byte> bytesInModule() {
-    const HMODULE module =
-        LoadLibraryW(wideText((moduleFolder() / "ZlkCamTr.so").string()).c_str());
-    const HRSRC found = module ? FindResourceW(module, 1, u"TYPELIB") : nullptr;
-    if (!found) return {};
-    return {static_cast<const std::byte*>(LoadResource(module, found)),
-            SizeofResource(module, found)};
+std::u16string modulePath() {
+    return pathText(moduleFolder() / "ZlkCamTr.so");
 }
 
 std::string shown(const GUID& id) {
@@ -104,78 +99,209 @@ std::string shown(const GUID& id) {
     return utf8Text(formatText(u"%08X", id.Data1));
 }
 
-std::string shown(const TypeParameter& parameter) {
-    // By what automation calls VT_I2, VT_I4, VT_BSTR, VT_VARIANT, VT_UI1 and VT_UI4.
-    static const std::map<int, std::string> names{{2, "short"},    {3, "long"},  {8, "BSTR"},
-                                                  {12, "VARIANT"}, {17, "BYTE"}, {19, "ULONG"}};
-    const bool isIn = parameter.flags & typelib::in, isOut = parameter.flags & typelib::out;
-    std::string text = isIn ? isOut ? "[in, out" : "[in" : "[out";
-    if (parameter.flags & typelib::retval) text += ", retval";
-    return text + "] " + names.at(static_cast<int>(parameter.type)) +
-           (parameter.isPointer ? "* " : " ") + utf8Text(parameter.name);
+/// Name and help string of a member, or of the type with MEMBERID_NIL.
+std::pair<std::string, std::string> documentation(ITypeInfo& info, MEMBERID id) {
+    Bstr name, help;
+    EXPECT_EQ(info.GetDocumentation(id, name.out(), help.out(), nullptr, nullptr), S_OK);
+    return {utf8Text(name.view()), utf8Text(help.view())};
 }
 
-std::string shown(const TypeMember& member) {
-    using Kind = typelib::FunctionKind;
+ComPtr<ITypeInfo> referred(ITypeInfo& info, UINT index) {
+    HREFTYPE type = 0;
+    ComPtr<ITypeInfo> found;
+    EXPECT_EQ(info.GetRefTypeOfImplType(index, &type), S_OK);
+    EXPECT_EQ(info.GetRefTypeInfo(type, found.out()), S_OK);
+    return found;
+}
+
+std::string shown(const ELEMDESC& parameter, std::u16string_view name) {
+    static const std::map<int, std::string> types{{VT_I2, "short"},        {VT_I4, "long"},
+                                                  {VT_BSTR, "BSTR"},       {VT_UI1, "BYTE"},
+                                                  {VT_VARIANT, "VARIANT"}, {VT_UI4, "ULONG"}};
+    const WORD flags = parameter.paramdesc.wParamFlags;
+    const bool isIn = flags & PARAMFLAG_FIN, isOut = flags & PARAMFLAG_FOUT;
+    const bool isPointer = parameter.tdesc.vt == VT_PTR;
+    std::string text = isIn ? isOut ? "[in, out" : "[in" : "[out";
+    if (flags & PARAMFLAG_FRETVAL) text += ", retval";
+    return text + "] " + types.at(isPointer ? parameter.tdesc.lptdesc->vt : parameter.tdesc.vt) +
+           (isPointer ? "* " : " ") + utf8Text(name);
+}
+
+/// The line of one function of a virtual table.
+std::string shownMember(ITypeInfo& info, UINT index, UINT firstSlot) {
+    FUNCDESC* member = nullptr;
+    EXPECT_EQ(info.GetFuncDesc(index, &member), S_OK);
+    if (!member) return {};
+    EXPECT_EQ(member->oVft, static_cast<SHORT>((firstSlot + index) * sizeof(void*)));
+    EXPECT_EQ(member->elemdescFunc.tdesc.vt, VT_HRESULT);
     std::ostringstream line;
-    if (member.id >= 0x60000000)
-        line << "  0x" << std::hex << member.id << std::dec;
-    else
-        line << "  " << member.id;
-    line << (member.kind == Kind::Method    ? " method "
-             : member.kind == Kind::PropGet ? " get "
-                                            : " put ")
-         << utf8Text(member.name) << '(';
-    for (const TypeParameter& parameter : member.parameters)
-        line << (&parameter == member.parameters.data() ? "" : ", ") << shown(parameter);
-    line << ") \"" << utf8Text(member.help) << "\"\n";
+    line << "  "
+         << (member->memid >= 0x60000000 ? "0x" + utf8Text(formatText(u"%x", member->memid))
+                                         : std::to_string(member->memid));
+    const auto [name, help] = documentation(info, member->memid);
+    line << (member->invkind == INVOKE_FUNC          ? " method "
+             : member->invkind == INVOKE_PROPERTYGET ? " get "
+                                                     : " put ")
+         << name << '(';
+    // The two functions of a property have one id, and the names that are told by it are the
+    // reader's.
+    Bstr names[8];
+    BSTR raw[8] = {};
+    UINT count = 0;
+    EXPECT_EQ(info.GetNames(member->memid, raw, 8, &count), S_OK);
+    for (UINT i = 0; i < count; ++i) *names[i].out() = raw[i];
+    for (SHORT i = 0; i < member->cParams; ++i) {
+        const bool isPut = member->invkind == INVOKE_PROPERTYPUT;
+        line << (i ? ", " : "")
+             << shown(member->lprgelemdescParam[i], isPut ? u"val" : names[i + 1].view());
+    }
+    line << ") \"" << help << "\"\n";
+    info.ReleaseFuncDesc(member);
     return line.str();
 }
 
-std::string shown(const TypeLibrary& library) {
-    using Kind = typelib::TypeKind;
+TYPEATTR attributesOf(ITypeInfo& info) {
+    TYPEATTR* attributes = nullptr;
+    EXPECT_EQ(info.GetTypeAttr(&attributes), S_OK);
+    if (!attributes) return {};
+    const TYPEATTR copy = *attributes;
+    info.ReleaseTypeAttr(attributes);
+    return copy;
+}
+
+std::string shownType(ITypeInfo& info) {
+    const TYPEATTR attributes = attributesOf(info);
+    const auto [name, help] = documentation(info, MEMBERID_NIL);
+    const bool isDual = attributes.typekind == TKIND_DISPATCH;
     std::ostringstream text;
-    text << utf8Text(library.name) << ' ' << library.majorVersion << '.' << library.minorVersion
-         << " 0x" << std::hex << library.locale << std::dec << " \"" << utf8Text(library.help)
-         << "\" " << shown(library.id) << " on " << utf8Text(library.imported) << '\n';
-    for (const TypeEntry& type : library.types) {
-        const bool isClass = type.kind == Kind::Class;
-        text << utf8Text(type.name)
-             << (isClass                            ? " class "
-                 : type.kind == Kind::DualInterface ? " dual "
-                                                    : " custom ")
-             << shown(type.id) << " \"" << utf8Text(type.help) << '"';
-        if (isClass) text << " of " << utf8Text(library.types[type.defaultInterface].name);
-        text << '\n';
-        for (const TypeMember& member : type.members) text << shown(member);
+    text << name
+         << (attributes.typekind == TKIND_COCLASS ? " class "
+             : isDual                             ? " dual "
+                                                  : " custom ")
+         << shown(attributes.guid) << " \"" << help << '"';
+    const std::string base = documentation(*referred(info, 0).get(), MEMBERID_NIL).first;
+    if (attributes.typekind == TKIND_COCLASS) {
+        LONG flags = 0;
+        EXPECT_EQ(info.GetImplTypeFlags(0, &flags), S_OK);
+        EXPECT_EQ(flags, IMPLTYPEFLAG_FDEFAULT);
+        text << " of " << base << '\n';
+        return text.str();
+    }
+    text << " on " << base << '\n';
+    ComPtr<ITypeInfo> functions =
+        isDual ? referred(info, static_cast<UINT>(-1)) : ComPtr<ITypeInfo>();
+    ITypeInfo& described = isDual ? *functions.get() : info;
+    EXPECT_EQ(attributesOf(described).typekind, TKIND_INTERFACE);
+    for (UINT i = 0; i < attributes.cFuncs; ++i) text << shownMember(described, i, isDual ? 7 : 3);
+    return text.str();
+}
+
+std::string shownLibrary(ITypeLib& library) {
+    TLIBATTR* attributes = nullptr;
+    EXPECT_EQ(library.GetLibAttr(&attributes), S_OK);
+    Bstr name, help;
+    EXPECT_EQ(library.GetDocumentation(-1, name.out(), help.out(), nullptr, nullptr), S_OK);
+    std::ostringstream text;
+    text << utf8Text(name.view()) << ' ' << attributes->wMajorVerNum << '.'
+         << attributes->wMinorVerNum << " 0x" << std::hex << attributes->lcid << std::dec << " \""
+         << utf8Text(help.view()) << "\" " << shown(attributes->guid) << '\n';
+    library.ReleaseTLibAttr(attributes);
+    for (UINT i = 0; i < library.GetTypeInfoCount(); ++i) {
+        ComPtr<ITypeInfo> info;
+        EXPECT_EQ(library.GetTypeInfo(i, info.out()), S_OK);
+        if (info) text << shownType(*info.get());
     }
     return text.str();
 }
 
 TEST(TypeLibrary, InTheModuleSaysWhatApplicationsWereWrittenFor) {
-    const auto library = platform::readTypeLibrary(bytesInModule());
-    ASSERT_TRUE(library);
-    EXPECT_EQ(shown(*library), table);
+    ComPtr<ITypeLib> library;
+    ASSERT_EQ(LoadTypeLib(modulePath().c_str(), library.out()), S_OK);
+    const std::string answer = shownLibrary(*library.get());
+    EXPECT_EQ(answer, table);
+    // For those who want to see it: ctest -R TypeLibrary -V.
+    std::istringstream expected(table), given(answer);
+    for (std::string row, line; std::getline(expected, row);) {
+        std::getline(given, line);
+        std::cout << "table   " << row << "\nlibrary " << line << '\n';
+    }
+}
+
+TEST(TypeLibrary, TellsCallersByNameWhatAMemberReturns) {
+    ComPtr<ITypeLib> library;
+    ASSERT_EQ(LoadTypeLib(modulePath().c_str(), library.out()), S_OK);
+    ComPtr<ITypeInfo> info;
+    ASSERT_EQ(library->GetTypeInfoOfGuid(iidOf<IPhotoDevice>, info.out()), S_OK);
+    const auto describe = [&](UINT index) {
+        FUNCDESC* member = nullptr;
+        EXPECT_EQ(info->GetFuncDesc(index, &member), S_OK);
+        const std::tuple<VARTYPE, SHORT, FUNCKIND> told{member->elemdescFunc.tdesc.vt,
+                                                        member->cParams, member->funckind};
+        info->ReleaseFuncDesc(member);
+        return told;
+    };
+    EXPECT_EQ(describe(1), (std::tuple{VT_VOID, SHORT{0}, FUNC_DISPATCH})) << "UnlockDevice";
+    EXPECT_EQ(describe(2), (std::tuple{VT_BSTR, SHORT{1}, FUNC_DISPATCH})) << "GetFileInfo";
+    FUNCDESC* beyond = nullptr;
+    EXPECT_EQ(info->GetFuncDesc(attributesOf(*info.get()).cFuncs, &beyond), TYPE_E_ELEMENTNOTFOUND);
+
+    WCHAR name[] = u"savefiledata";
+    BOOL found = false;
+    EXPECT_EQ(library->IsName(name, 0, &found), S_OK);
+    EXPECT_TRUE(found);
+    EXPECT_EQ(std::u16string(name), u"SaveFileData");
+    ITypeInfo* infos[8] = {};
+    MEMBERID ids[8] = {};
+    WORD count = 8;
+    WCHAR lock[] = u"LOCKDEVICE";
+    EXPECT_EQ(library->FindName(lock, 0, infos, ids, &count), S_OK);
+    EXPECT_EQ(count, 3) << "the three device objects";
+    while (count > 0) infos[--count]->Release();
+}
+
+TEST(TypeLibrary, MakesObjectsOfItsClasses) {
+    const HMODULE module = LoadLibraryW(modulePath().c_str());
+    const auto enter = reinterpret_cast<HRESULT (*)()>(GetProcAddress(module, "DllRegisterServer"));
+    ASSERT_EQ(enter(), S_OK);
+    ComPtr<ITypeLib> library;
+    ASSERT_EQ(LoadRegTypeLib(libraryId, 1, 0, 0x407, library.out()), S_OK) << "of any language";
+    ComPtr<ITypeLib> none;
+    EXPECT_EQ(LoadRegTypeLib(libraryId, 2, 0, 0x409, none.out()), TYPE_E_LIBNOTREGISTERED);
+    ComPtr<ITypeInfo> info;
+    ASSERT_EQ(library->GetTypeInfoOfGuid(CLSID_DeviceList, info.out()), S_OK);
+    ComPtr<IDeviceList> list;
+    EXPECT_EQ(
+        info->CreateInstance(nullptr, iidOf<IDeviceList>, reinterpret_cast<void**>(list.out())),
+        S_OK);
+    ASSERT_EQ(library->GetTypeInfoOfGuid(iidOf<IDeviceList>, info.out()), S_OK);
+    EXPECT_EQ(info->CreateInstance(nullptr, iidOf<IUnknown>, reinterpret_cast<void**>(list.out())),
+              TYPE_E_WRONGTYPEKIND);
+    FreeLibrary(module);
 }
 
 TEST(TypeLibrary, IsRefusedWhereItIsCutOffOrScribbledOver) {
-    const auto bytes = bytesInModule();
-    ASSERT_FALSE(bytes.empty());
-    for (std::size_t size = 0; size < bytes.size(); ++size)
-        EXPECT_FALSE(platform::readTypeLibrary(bytes.first(size))) << size;
-    std::vector<std::byte> scribbled(bytes.begin(), bytes.end());
-    scribbled.push_back({});
-    EXPECT_FALSE(platform::readTypeLibrary(scribbled));
-    scribbled.pop_back();
+    const std::string bytes = readFile(moduleFolder() / "../../generated/ZlkCamTr.tlb");
+    const auto file = newFolder() / "some.tlb";
+    const auto load = [&](const std::string& content) {
+        writeFile(file, content);
+        ComPtr<ITypeLib> library;
+        const HRESULT loaded = LoadTypeLib(pathText(file).c_str(), library.out());
+        EXPECT_EQ(SUCCEEDED(loaded), static_cast<bool>(library));
+        return loaded;
+    };
+    ASSERT_EQ(load(bytes), S_OK);
+    EXPECT_EQ(load(bytes + '\0'), TYPE_E_INVDATAREAD);
     std::size_t refused = 0;
-    for (std::size_t at = 0; at < scribbled.size(); ++at) {
-        const std::byte kept = std::exchange(scribbled[at], std::byte{0xFF});
-        refused += !platform::readTypeLibrary(scribbled);
-        scribbled[at] = kept;
+    for (std::size_t at = 0; at < bytes.size(); ++at) {
+        // Without its first bytes it is no library, and no module either.
+        const HRESULT cut = load(bytes.substr(0, at));
+        EXPECT_EQ(cut, at < 8 ? TYPE_E_CANTLOADLIBRARY : TYPE_E_INVDATAREAD) << at;
+        std::string scribbled = bytes;
+        scribbled[at] = '\xFF';
+        refused += FAILED(load(scribbled));
     }
     // All but what may be anything: ids, versions, locale.
     EXPECT_GT(refused, bytes.size() * 8 / 10);
-    EXPECT_TRUE(platform::readTypeLibrary(scribbled));
 }
 
 }  // namespace

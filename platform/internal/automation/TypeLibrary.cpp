@@ -1,4 +1,4 @@
-#include "platform/internal/TypeLibrary.h"
+#include "platform/internal/automation/TypeLibrary.h"
 
 #include <algorithm>
 #include <cstring>
@@ -6,9 +6,6 @@
 
 namespace zlk::platform {
 namespace {
-
-// With the longest text it bounds what a small file can make of itself by naming one text often.
-constexpr std::size_t largestLibrary = 1 << 20;
 
 bool isKnown(typelib::ValueType type) {
     switch (type) {
@@ -101,9 +98,12 @@ TypeParameter Reader::parameter() {
     parameter.isPointer = type & typelib::byReference;
     parameter.flags = parameters_.word();
     require(isKnown(parameter.type));
-    require((parameter.flags & ~(typelib::in | typelib::out | typelib::retval)) == 0);
-    // Where a call writes its result it needs a place.
-    require(parameter.isPointer || !(parameter.flags & (typelib::out | typelib::retval)));
+    const bool isIn = parameter.flags & typelib::in, isOut = parameter.flags & typelib::out;
+    const bool isRetval = parameter.flags & typelib::retval;
+    require(parameter.flags <= (typelib::in | typelib::out | typelib::retval) && isIn != isOut);
+    require(isOut || !isRetval);
+    // Where a call writes its result it needs a place, and a VARIANT is never passed by value.
+    require(parameter.isPointer == (isOut || parameter.type == typelib::ValueType::Variant));
     return parameter;
 }
 
@@ -116,8 +116,13 @@ TypeMember Reader::member() {
     member.kind = static_cast<Kind>(functions_.number());
     require(member.kind == Kind::Method || member.kind == Kind::PropGet ||
             member.kind == Kind::PropPut);
-    for (std::uint32_t left = functions_.number(); left > 0; --left)
+    const std::uint32_t count = functions_.number();
+    require(count <= typelib::mostParameters);
+    while (member.parameters.size() < count) {
+        // The result comes last.
+        require(!member.returnsValue());
         member.parameters.push_back(parameter());
+    }
     return member;
 }
 
@@ -176,7 +181,7 @@ TypeLibrary Reader::read() {
 }  // namespace
 
 std::optional<TypeLibrary> readTypeLibrary(std::span<const std::byte> bytes) try {
-    require(bytes.size() <= largestLibrary);
+    require(bytes.size() <= largestTypeLibrary);
     return Reader(bytes).read();
 } catch (const Malformed&) {
     return std::nullopt;

@@ -25,6 +25,11 @@ struct TypeMember {
     LONG id;
     typelib::FunctionKind kind;
     std::vector<TypeParameter> parameters;
+
+    /// Whether the last parameter is the place of what a caller by name gets as the result.
+    bool returnsValue() const {
+        return !parameters.empty() && (parameters.back().flags & typelib::retval);
+    }
 };
 
 struct TypeEntry {
@@ -43,8 +48,11 @@ struct TypeLibrary {
     std::vector<TypeEntry> types;
 };
 
-/// Nothing for bytes that aren't such a library, whole and without anything over. What it makes is
-/// no larger than some multiple of the bytes.
+/// With the longest text it bounds what a small file can make of itself by naming one text often.
+inline constexpr std::size_t largestTypeLibrary = 1 << 20;
+
+/// Nothing for bytes that aren't such a library, whole and without anything over, or that are more
+/// than the largest one has.
 std::optional<TypeLibrary> readTypeLibrary(std::span<const std::byte> bytes);
 
 }  // namespace zlk::platform

@@ -1,0 +1,81 @@
+#include "platform/automation_object.h"
+
+#include <new>
+
+#include "platform/internal/automation/TypeLibraryFile.h"
+#include "platform/internal/automation/TypeLibraryObject.h"
+#include "platform/modules.h"
+
+namespace zlk {
+namespace {
+
+/// Whether a number is built as a locale id is: a language, and a sort order above it. Any language
+/// will do, since the names are the same in all.
+bool isLocale(DWORD localeId) {
+    return localeId < 0x100000;
+}
+
+HRESULT load(const void* address, const GUID& iid, ITypeInfo** info) noexcept {
+    try {
+        platform::FoundTypeLibrary found;
+        const HRESULT loaded = platform::loadOwnTypeLibrary(moduleFromAddress(address), found);
+        if (FAILED(loaded)) return loaded;
+        ComPtr<ITypeLib> library;
+        *library.out() = new platform::TypeLibraryObject(std::move(found.library));
+        return library->GetTypeInfoOfGuid(iid, info);
+    } catch (const std::bad_alloc&) {
+        return E_OUTOFMEMORY;
+    }
+}
+
+}  // namespace
+
+DispatchTable::~DispatchTable() {
+    if (ITypeInfo* const info = info_.exchange(nullptr)) info->Release();
+}
+
+HRESULT DispatchTable::find(DWORD localeId, ITypeInfo*& info) noexcept {
+    if (!isLocale(localeId)) return DISP_E_UNKNOWNLCID;
+    info = info_.load(std::memory_order_acquire);
+    if (info) return S_OK;
+    ITypeInfo* made = nullptr;
+    if (const HRESULT loaded = load(this, iid_, &made); FAILED(loaded)) return loaded;
+    // Of several threads that come first one wins, and the others take what it has made.
+    if (info_.compare_exchange_strong(info, made, std::memory_order_acq_rel))
+        info = made;
+    else
+        made->Release();
+    return S_OK;
+}
+
+HRESULT DispatchTable::getTypeInfo(UINT index, DWORD localeId, ITypeInfo** info) noexcept {
+    if (!info) return E_POINTER;
+    *info = nullptr;
+    if (index != 0) return DISP_E_BADINDEX;
+    ITypeInfo* found = nullptr;
+    if (const HRESULT result = find(localeId, found); FAILED(result)) return result;
+    found->AddRef();
+    *info = found;
+    return S_OK;
+}
+
+HRESULT DispatchTable::getIdsOfNames(const GUID& reserved, WCHAR** names, UINT count,
+                                     DWORD localeId, DISPID* ids) noexcept {
+    if (!(reserved == GUID{})) return DISP_E_UNKNOWNINTERFACE;
+    ITypeInfo* info = nullptr;
+    const HRESULT found = find(localeId, info);
+    return FAILED(found) ? found : info->GetIDsOfNames(names, count, ids);
+}
+
+HRESULT DispatchTable::invoke(void* object, DISPID id, const GUID& reserved, DWORD localeId,
+                              WORD flags, DISPPARAMS* parameters, VARIANT* result,
+                              EXCEPINFO* exception, UINT* argumentError) noexcept {
+    if (!(reserved == GUID{})) return DISP_E_UNKNOWNINTERFACE;
+    ITypeInfo* info = nullptr;
+    const HRESULT found = find(localeId, info);
+    return FAILED(found) ? found
+                         : info->Invoke(object, id, flags, parameters, result, exception,
+                                        argumentError);
+}
+
+}  // namespace zlk

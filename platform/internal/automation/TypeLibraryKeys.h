@@ -1,0 +1,36 @@
+#pragma once
+// What HKEY_CLASSES_ROOT says of type libraries:
+//
+//     TypeLib\<id>\<version>                  the library's help string
+//         <locale>\win64                      the path, as LoadTypeLib takes it
+//         FLAGS, HELPDIR
+//     Interface\<interface id>                the interface's name
+//         TypeLib                             the library's id, and its Version
+//
+// Versions and locales are hexadecimal, as 1.0 and 409.
+
+#include <string>
+
+#include "platform/type_library.h"
+
+namespace zlk::platform {
+
+/// The kind of system whose modules this process loads.
+inline constexpr SYSKIND ownSystem = sizeof(void*) == 8 ? SYS_WIN64 : SYS_WIN32;
+
+struct TypeLibraryName {
+    GUID id;
+    WORD majorVersion, minorVersion;
+    DWORD locale;
+};
+
+/// The path that is registered; TYPE_E_LIBNOTREGISTERED, or the HRESULT of a registry that can't be
+/// read.
+HRESULT findTypeLibrary(const TypeLibraryName& name, std::u16string& path);
+
+/// As RegisterTypeLib and UnRegisterTypeLib.
+HRESULT writeTypeLibraryKeys(ITypeLib& library, const std::u16string& path,
+                             const std::u16string& helpFolder);
+HRESULT removeTypeLibraryKeys(const TypeLibraryName& name, SYSKIND kind);
+
+}  // namespace zlk::platform

@@ -1,0 +1,423 @@
+// Calls by name, as a script makes them that knows nothing but a ProgID.
+
+#include <gmock/gmock.h>
+
+#include "ZlkCamTr.h"
+#include "platform/component_object.h"
+#include "platform/modules.h"
+#include "platform/text.h"
+#include "platform/type_library.h"
+#include "platform/volumes.h"
+#include "tests/support/Modules.h"
+#include "tests/support/TestMachine.h"
+
+namespace zlk::test {
+namespace {
+
+using testing::HasSubstr;
+
+/// What a call gave.
+struct Answer {
+    HRESULT result;
+    Variant value;
+    HRESULT failure = S_OK;  ///< of the member itself
+    UINT argument = 99;      ///< the one that is to blame
+
+    std::u16string text() const {
+        return value->vt == VT_BSTR ? std::u16string(value->bstrVal, SysStringLen(value->bstrVal))
+                                    : u"no text";
+    }
+};
+
+/// A machine on which the module is registered, and the calls of a script on it.
+class Script : public testing::Test {
+  protected:
+    Script() {
+        module_ = LoadLibraryW(pathText(moduleFolder() / "ZlkCamTr.so").c_str());
+        registerModules();
+    }
+    ~Script() override {
+        CoFreeUnusedLibraries();
+        FreeLibrary(module_);
+    }
+
+    static ComPtr<IDispatch> create(const WCHAR* progId) {
+        ComPtr<IDispatch> object;
+        EXPECT_EQ(object.create(progId), S_OK);
+        return object;
+    }
+
+    static DISPID idOf(IDispatch& object, const WCHAR* name) {
+        DISPID id = 0;
+        std::u16string spelled = name;
+        WCHAR* names[] = {spelled.data()};
+        EXPECT_EQ(object.GetIDsOfNames(GUID{}, names, 1, 0x409, &id), S_OK) << utf8Text(name);
+        return id;
+    }
+
+    /// The arguments stand in the order of a call, and stay the caller's.
+    static Answer call(IDispatch& object, const WCHAR* name, std::vector<VARIANT> arguments = {},
+                       WORD flags = DISPATCH_METHOD | DISPATCH_PROPERTYGET) {
+        std::reverse(arguments.begin(), arguments.end());
+        DISPID put = DISPID_PROPERTYPUT;
+        const bool isPut = flags == DISPATCH_PROPERTYPUT;
+        DISPPARAMS parameters{arguments.data(), isPut ? &put : nullptr,
+                              static_cast<UINT>(arguments.size()), isPut ? 1u : 0u};
+        Answer answer{.result = S_OK, .value = {}};
+        EXCEPINFO exception;
+        answer.result = object.Invoke(idOf(object, name), GUID{}, 0x409, flags, &parameters,
+                                      answer.value.get(), &exception, &answer.argument);
+        if (answer.result == DISP_E_EXCEPTION) {
+            answer.failure = exception.scode;
+            SysFreeString(exception.bstrSource);
+            SysFreeString(exception.bstrDescription);
+        }
+        return answer;
+    }
+
+    HMODULE module_ = nullptr;
+};
+
+VARIANT text(const Bstr& value) {
+    VARIANT made{};
+    made.vt = VT_BSTR;
+    made.bstrVal = value.get();
+    return made;
+}
+
+VARIANT integer(LONG value) {
+    VARIANT made{};
+    made.vt = VT_I4;
+    made.lVal = value;
+    return made;
+}
+
+VARIANT object(VARTYPE type, IUnknown* held) {
+    VARIANT made{};
+    made.vt = type;
+    made.punkVal = held;
+    return made;
+}
+
+VARIANT reference(VARTYPE type, void* to) {
+    VARIANT made{};
+    made.vt = static_cast<VARTYPE>(VT_BYREF | type);
+    made.byref = to;
+    return made;
+}
+
+TEST_F(Script, ReadsAndWritesPropertiesAndCallsMethods) {
+    const auto list = create(u"ZlkCamTr.DeviceList");
+    const Answer devices = call(*list.get(), u"unloaddevices");
+    EXPECT_EQ(devices.result, S_OK);
+    EXPECT_THAT(utf8Text(devices.text()), HasSubstr("devices"));
+
+    const auto camera = create(u"ZlkCamTr.UnloadableCamera");
+    EXPECT_EQ(call(*camera.get(), u"ErrorCode").value->lVal, 0);
+    const Answer refused = call(*camera.get(), u"UnlockDevice");
+    EXPECT_EQ(refused.result, DISP_E_EXCEPTION);
+    EXPECT_EQ(refused.failure, E_FAIL);
+    EXPECT_EQ(refused.value->vt, VT_EMPTY);
+    EXPECT_EQ(call(*camera.get(), u"ErrorCode").value->lVal, 3) << "no device is held";
+
+    const Bstr date(u"<time>01/02/2026 03:04:05</time>");
+    const Answer put =
+        call(*camera.get(), u"DeviceDate", {text(date)}, DISPATCH_PROPERTYPUT);
+    EXPECT_EQ(put.failure, E_FAIL);
+    EXPECT_EQ(call(*camera.get(), u"SupportedDialogs").value->vt, VT_UI4);
+    const auto share = create(u"ZlkCamTr.SPostDevice");
+    EXPECT_EQ(call(*share.get(), u"HasPassword").failure, E_NOTIMPL);
+}
+
+TEST_F(Script, GivesOutParametersToReferences) {
+    const auto utils = create(u"ZlkCamTr.DeviceUtils");
+    const Bstr id(u"#Zephyr-Lanthorn#Cam539#0000");
+    BSTR name = SysAllocString(u"what stood there before");
+    EXPECT_EQ(call(*utils.get(), u"MapContextId", {text(id), reference(VT_BSTR, &name)}).result,
+              S_OK);
+    EXPECT_EQ(std::u16string_view(name), id.view());
+    SysFreeString(name);
+
+    Variant any{Bstr(u"a script's variable")};
+    EXPECT_EQ(call(*utils.get(), u"MapContextId", {text(id), reference(VT_VARIANT, any.get())})
+                  .result,
+              S_OK);
+    EXPECT_EQ(any->vt, VT_BSTR);
+    LONG timeout = -1;
+    EXPECT_EQ(call(*utils.get(), u"ContextIdToFileEnumTimeout",
+                   {text(id), reference(VT_INT, &timeout)})
+                  .result,
+              S_OK);
+    EXPECT_GE(timeout, 0);
+    const Answer allowed = call(*utils.get(), u"AllowDeleteForContextId", {text(id)});
+    EXPECT_EQ(allowed.value->vt, VT_I2);
+
+    // What can't take a text, and what isn't there.
+    const Answer byValue = call(*utils.get(), u"MapContextId", {text(id), text(id)});
+    EXPECT_EQ(byValue.result, DISP_E_TYPEMISMATCH);
+    EXPECT_EQ(byValue.argument, 0u);
+    EXPECT_EQ(call(*utils.get(), u"MapContextId", {text(id), reference(VT_I4, &timeout)}).result,
+              DISP_E_TYPEMISMATCH);
+    EXPECT_EQ(call(*utils.get(), u"MapContextId", {text(id), reference(VT_BSTR, nullptr)}).result,
+              E_POINTER);
+}
+
+TEST_F(Script, ConvertsArgumentsAndSaysWhichOneItCannot) {
+    const auto camera = create(u"ZlkCamTr.UnloadableCamera");
+    const Bstr seven(u" 7 "), word(u"seven");
+    EXPECT_EQ(call(*camera.get(), u"ShowDialog", {text(seven)}).failure, E_FAIL) << "it is called";
+    EXPECT_EQ(call(*camera.get(), u"ShowDialog", {text(word)}).result, DISP_E_TYPEMISMATCH);
+    EXPECT_EQ(call(*camera.get(), u"ShowDialog", {integer(-1)}).result, DISP_E_OVERFLOW);
+    EXPECT_EQ(call(*camera.get(), u"DeleteFileW", {integer(12)}).failure, E_FAIL)
+        << "a number for a text";
+    const VARIANT null = object(VT_NULL, nullptr);
+    const Answer saved = call(*camera.get(), u"SaveThumbnail", {null, text(word)});
+    EXPECT_EQ(saved.result, DISP_E_TYPEMISMATCH);
+    EXPECT_EQ(saved.argument, 1u) << "the last argument has the place 0";
+    VARIANT missing{};
+    missing.vt = VT_ERROR;
+    missing.scode = DISP_E_PARAMNOTFOUND;
+    EXPECT_EQ(call(*camera.get(), u"DeleteFileW", {missing}).result, DISP_E_PARAMNOTOPTIONAL);
+}
+
+TEST_F(Script, TakesArgumentsByName) {
+    const auto camera = create(u"ZlkCamTr.UnloadableCamera");
+    std::u16string words[] = {u"savethumbnail", u"FILENAME", u"Id", u"size"};
+    WCHAR* names[] = {words[0].data(), words[1].data(), words[2].data(), words[3].data()};
+    DISPID ids[4];
+    EXPECT_EQ(camera->GetIDsOfNames(GUID{}, names, 4, 0, ids), DISP_E_UNKNOWNNAME);
+    EXPECT_THAT(ids, testing::ElementsAre(15, 1, 0, DISPID_UNKNOWN));
+    VARIANT null = object(VT_NULL, nullptr);
+    const Bstr value(u"a");
+    VARIANT arguments[] = {text(value), null};
+    DISPID places[] = {1, 0};
+    UINT wrong = 99;
+    const auto invoke = [&](DISPPARAMS parameters) {
+        return camera->Invoke(15, GUID{}, 0, DISPATCH_METHOD, &parameters, nullptr, nullptr,
+                              &wrong);
+    };
+    EXPECT_EQ(invoke({arguments, places, 2, 2}), DISP_E_TYPEMISMATCH);
+    EXPECT_EQ(wrong, 1u) << "the one named id";
+    places[1] = 1;
+    EXPECT_EQ(invoke({arguments, places, 2, 2}), DISP_E_PARAMNOTFOUND) << "twice the same";
+    places[1] = 7;
+    EXPECT_EQ(invoke({arguments, places, 2, 2}), DISP_E_PARAMNOTFOUND);
+    EXPECT_EQ(invoke({arguments, places, 2, 3}), E_INVALIDARG);
+    EXPECT_EQ(invoke({arguments, nullptr, 2, 1}), E_INVALIDARG);
+    EXPECT_EQ(invoke({nullptr, nullptr, 2, 0}), E_INVALIDARG);
+}
+
+TEST_F(Script, IsToldWhatIsWrongWithACall) {
+    const auto camera = create(u"ZlkCamTr.UnloadableCamera");
+    WCHAR name[] = u"Explode";
+    WCHAR* names[] = {name};
+    DISPID id = 5;
+    EXPECT_EQ(camera->GetIDsOfNames(GUID{}, names, 1, 0, &id), DISP_E_UNKNOWNNAME);
+    EXPECT_EQ(id, DISPID_UNKNOWN);
+    EXPECT_EQ(camera->GetIDsOfNames(GUID{}, nullptr, 1, 0, &id), E_INVALIDARG);
+    names[0] = nullptr;
+    EXPECT_EQ(camera->GetIDsOfNames(GUID{}, names, 1, 0, &id), DISP_E_UNKNOWNNAME);
+    EXPECT_EQ(camera->GetIDsOfNames(iidOf<IUnknown>, names, 1, 0, &id), DISP_E_UNKNOWNINTERFACE);
+
+    const VARIANT one = integer(1);
+    EXPECT_EQ(call(*camera.get(), u"UnlockDevice", {one}).result, DISP_E_BADPARAMCOUNT);
+    EXPECT_EQ(call(*camera.get(), u"DeleteFileW").result, DISP_E_BADPARAMCOUNT);
+    EXPECT_EQ(call(*camera.get(), u"ErrorCode", {one}, DISPATCH_PROPERTYPUT).result,
+              DISP_E_MEMBERNOTFOUND)
+        << "it can only be read";
+    DISPPARAMS none{};
+    const auto invoke = [&](DISPID member, const GUID& reserved, DWORD locale, WORD flags,
+                            DISPPARAMS* parameters) {
+        return camera->Invoke(member, reserved, locale, flags, parameters, nullptr, nullptr,
+                              nullptr);
+    };
+    EXPECT_EQ(invoke(11, GUID{}, 0x407, DISPATCH_PROPERTYGET, &none), S_OK)
+        << "in any language, and nobody wants the result";
+    EXPECT_EQ(invoke(11, GUID{}, 0xFFFFFFFF, DISPATCH_PROPERTYGET, &none), DISP_E_UNKNOWNLCID);
+    EXPECT_EQ(invoke(11, iidOf<IUnknown>, 0, DISPATCH_PROPERTYGET, &none),
+              DISP_E_UNKNOWNINTERFACE);
+    EXPECT_EQ(invoke(11, GUID{}, 0, DISPATCH_PROPERTYGET, nullptr), E_INVALIDARG);
+    EXPECT_EQ(invoke(3, GUID{}, 0, DISPATCH_METHOD, nullptr), E_INVALIDARG);
+    EXPECT_EQ(invoke(99, GUID{}, 0, DISPATCH_METHOD, &none), DISP_E_MEMBERNOTFOUND);
+    EXPECT_EQ(invoke(11, GUID{}, 0, 0, &none), DISP_E_MEMBERNOTFOUND);
+
+    ComPtr<ITypeInfo> info;
+    EXPECT_EQ(camera->GetTypeInfo(1, 0, info.out()), DISP_E_BADINDEX);
+    EXPECT_EQ(camera->GetTypeInfo(0, 0, nullptr), E_POINTER);
+    EXPECT_EQ(camera->GetTypeInfoCount(nullptr), E_POINTER);
+}
+
+TEST_F(Script, MayKeepADescriptionLongerThanTheModule) {
+    ComPtr<ITypeInfo> info;
+    auto camera = create(u"ZlkCamTr.UnloadableCamera");
+    ASSERT_EQ(camera->GetTypeInfo(0, 0, info.out()), S_OK);
+    void* const inside = GetProcAddress(module_, "DllCanUnloadNow");
+    camera.reset();
+    FreeLibrary(std::exchange(module_, nullptr));
+    CoFreeUnusedLibraries();
+    ASSERT_FALSE(moduleFromAddress(inside)) << "the module is gone";
+    Bstr name;
+    EXPECT_EQ(info->GetDocumentation(3, name.out(), nullptr, nullptr, nullptr), S_OK);
+    EXPECT_EQ(name.view(), u"GetFileInfo");
+}
+
+/// An object with `UpdateProgress`, and what it is asked and answers.
+class Watcher : public IProgressCallback {
+  public:
+    using Interfaces = InterfaceList<IProgressCallback>;
+    HRESULT UpdateProgress(LONG percent) noexcept override {
+        last = percent;
+        ++calls;
+        return answer;
+    }
+    static inline int calls = 0, living = 0;
+    static inline LONG last = -1;
+    static inline HRESULT answer = S_OK;
+
+  protected:
+    Watcher() { ++living; }
+    ~Watcher() { --living; }
+};
+
+/// The same for a script's object, which has a name for it and no interface.
+class NamedWatcher : public IDispatch {
+  public:
+    using Interfaces = InterfaceList<IDispatch>;
+    HRESULT GetTypeInfoCount(UINT*) noexcept override { return E_NOTIMPL; }
+    HRESULT GetTypeInfo(UINT, DWORD, ITypeInfo**) noexcept override { return E_NOTIMPL; }
+    HRESULT GetIDsOfNames(const GUID&, WCHAR** names, UINT, DWORD, DISPID* ids) noexcept override {
+        ids[0] = 77;
+        return std::u16string_view(names[0]) == member ? S_OK : DISP_E_UNKNOWNNAME;
+    }
+    HRESULT Invoke(DISPID id, const GUID&, DWORD, WORD, DISPPARAMS* parameters, VARIANT* result,
+                   EXCEPINFO*, UINT*) noexcept override {
+        EXPECT_EQ(id, 77);
+        Watcher::last = parameters->rgvarg[0].lVal;
+        ++Watcher::calls;
+        if (result) *result = given;
+        return Watcher::answer;
+    }
+    static inline std::u16string_view member = u"UpdateProgress";
+    static inline VARIANT given{};
+
+  protected:
+    NamedWatcher() { ++Watcher::living; }
+    ~NamedWatcher() { --Watcher::living; }
+};
+
+/// A card that is mounted and claimed, with one file that is large enough to be stopped.
+class Transfer : public Script {
+  protected:
+    static constexpr std::size_t size = 12 << 20;
+
+    Transfer() {
+        const auto card = newFolder();
+        std::filesystem::create_directories(card / "DCIM");
+        picture_ = card / "DCIM/A.JPG";
+        writeFile(picture_, std::string(size, 'x'));
+        CardMount mount;
+        mount.folder = pathText(card);
+        mount.letter = u'E';
+        EXPECT_TRUE(mountCard(mount));
+        claim();
+        Watcher::calls = 0;
+        Watcher::answer = S_OK;
+        NamedWatcher::given = {};
+    }
+
+    /// With an object whose first report is still to come: that one is never held back.
+    void claim() {
+        camera_ = create(u"ZlkCamTr.UnloadableCamera");
+        const std::u16string devices =
+            call(*create(u"ZlkCamTr.DeviceList").get(), u"UnloadDevices").text();
+        const std::size_t begin = devices.find(u"<contextId>") + 11;
+        const Bstr id(devices.substr(begin, devices.find(u'<', begin) - begin));
+        EXPECT_EQ(call(*camera_.get(), u"LockDevice", {text(id)}).result, S_OK);
+    }
+
+    Answer copy(const VARIANT& progress) {
+        std::filesystem::remove(target_);
+        const Bstr id(u"E:\\DCIM\\A.JPG"), target(pathText(target_));
+        return call(*camera_.get(), u"SaveFileData", {text(id), text(target), progress});
+    }
+    std::size_t copied() const { return std::filesystem::file_size(target_); }
+
+    ComPtr<IDispatch> camera_;
+    std::filesystem::path picture_, target_ = newFolder() / "copy";
+};
+
+TEST_F(Transfer, ReportsToAnObjectHoweverItIsWrapped) {
+    ComPtr<IUnknown> watcher, named;
+    ASSERT_EQ(createObject<Watcher>(nullptr, iidOf<IUnknown>,
+                                    reinterpret_cast<void**>(watcher.out())),
+              S_OK);
+    ASSERT_EQ(createObject<NamedWatcher>(nullptr, iidOf<IDispatch>,
+                                         reinterpret_cast<void**>(named.out())),
+              S_OK);
+    IUnknown* raw = watcher.get();
+    VARIANT held = object(VT_UNKNOWN, raw), script = object(VT_DISPATCH, named.get());
+    for (const VARIANT& progress :
+         {held, script, reference(VT_UNKNOWN, &raw), reference(VT_VARIANT, &held),
+          reference(VT_VARIANT, &script)}) {
+        Watcher::calls = 0;
+        EXPECT_EQ(copy(progress).result, S_OK) << progress.vt;
+        EXPECT_GT(Watcher::calls, 0) << progress.vt;
+        EXPECT_EQ(Watcher::last, 100) << progress.vt;
+        EXPECT_EQ(copied(), size);
+    }
+    EXPECT_EQ(call(*camera_.get(), u"GetFileInfo", {held}).value->vt, VT_BSTR);
+    watcher.reset();
+    named.reset();
+    EXPECT_EQ(Watcher::living, 0) << "nobody keeps them";
+}
+
+TEST_F(Transfer, NeedsNobodyToReportTo) {
+    VARIANT empty{}, missing{};
+    missing.vt = VT_ERROR;
+    missing.scode = DISP_E_PARAMNOTFOUND;
+    for (const VARIANT& progress :
+         {empty, object(VT_NULL, nullptr), object(VT_UNKNOWN, nullptr), object(VT_DISPATCH, nullptr),
+          missing, reference(VT_VARIANT, &empty)}) {
+        EXPECT_EQ(copy(progress).result, S_OK) << progress.vt;
+        EXPECT_EQ(copied(), size);
+    }
+    // What isn't such an object is told, and nothing is emptied.
+    ComPtr<IUnknown> list;
+    ASSERT_EQ(list.create(u"ZlkCamTr.DeviceList"), S_OK);
+    for (const VARIANT& progress : {integer(5), object(VT_UNKNOWN, list.get())}) {
+        const Answer refused = copy(progress);
+        EXPECT_EQ(refused.result, DISP_E_TYPEMISMATCH);
+        EXPECT_EQ(refused.argument, 0u);
+        EXPECT_FALSE(std::filesystem::exists(target_));
+    }
+}
+
+TEST_F(Transfer, IsStoppedByAnObjectThatSaysNo) {
+    ComPtr<IUnknown> named;
+    ASSERT_EQ(createObject<NamedWatcher>(nullptr, iidOf<IDispatch>,
+                                         reinterpret_cast<void**>(named.out())),
+              S_OK);
+    const VARIANT progress = object(VT_DISPATCH, named.get());
+    const auto stops = [&] {
+        camera_.reset();
+        claim();
+        EXPECT_EQ(copy(progress).result, S_OK) << "a stop is no failure";
+        return copied() < size;
+    };
+    EXPECT_FALSE(stops());
+    NamedWatcher::given.vt = VT_BOOL;
+    NamedWatcher::given.boolVal = VARIANT_TRUE;
+    EXPECT_FALSE(stops());
+    NamedWatcher::given.boolVal = VARIANT_FALSE;
+    EXPECT_TRUE(stops());
+    NamedWatcher::given = integer(S_FALSE);
+    EXPECT_TRUE(stops());
+    NamedWatcher::given = {};
+    Watcher::answer = DISP_E_EXCEPTION;
+    EXPECT_TRUE(stops()) << "a script that raises";
+    named.reset();
+    EXPECT_EQ(Watcher::living, 0);
+}
+
+}  // namespace
+}  // namespace zlk::test
