@@ -64,6 +64,38 @@ void LockAndUnlock(benchmark::State& state) {
 }
 BENCHMARK(LockAndUnlock)->Unit(benchmark::kMicrosecond);
 
+void ReadErrorCode(benchmark::State& state) {
+    ComPtr<IPhotoDevice> device;
+    if (FAILED(device.create(u"ZlkCamTr.UnloadableCamera"))) {
+        state.SkipWithError("not registered");
+        return;
+    }
+    for (auto _ : state) {
+        LONG code = 0;
+        device->get_ErrorCode(&code);
+        benchmark::DoNotOptimize(code);
+    }
+}
+BENCHMARK(ReadErrorCode);
+
+void InvokeErrorCode(benchmark::State& state) {
+    constexpr DISPID errorCode = 11;
+    ComPtr<IDispatch> device;
+    if (FAILED(device.create(u"ZlkCamTr.UnloadableCamera"))) {
+        state.SkipWithError("not registered");
+        return;
+    }
+    DISPPARAMS none{};
+    for (auto _ : state) {
+        VARIANT code;
+        if (FAILED(device->Invoke(errorCode, GUID{}, 0, DISPATCH_PROPERTYGET, &none, &code, nullptr,
+                                  nullptr)))
+            state.SkipWithError("not called");
+        benchmark::DoNotOptimize(code);
+    }
+}
+BENCHMARK(InvokeErrorCode);
+
 constexpr char16_t baseKey[] = u"Software\\Zephyr-Lanthorn\\PictureSuite";
 
 void writeRows(int count) {

@@ -60,6 +60,8 @@ def calls():
     row("CoCreateInstance over new of the object", f"{create:.0f} ns", "1000 ns", create <= 1000)
     pair = fastest["LockAndUnlock"] / 1e3
     row("LockDevice and UnlockDevice", f"{pair:.1f} us", "30 us", pair <= 30)
+    invoke = fastest["InvokeErrorCode"] - fastest["ReadErrorCode"]
+    row("Invoke of ErrorCode over the direct call", f"{invoke:.0f} ns", "1000 ns", invoke <= 1000)
     table = fastest["SupportedCameraList100Rows"] / 1e6
     row("CSupportedCameraList, 100 rows", f"{table:.2f} ms", "3 ms", table <= 3)
     document = fastest["FileInfoDocument/10000"] / 1e6

@@ -3,6 +3,7 @@
 #include "platform/text.h"
 
 #include "fuzz/Input.h"
+#include "platform/automation.h"
 
 using namespace zlk::fuzz;
 
@@ -24,6 +25,18 @@ void convert(Input& input) {
     }
     const std::u16string lenient = wideText(narrow);
     require(wideText(utf8Text(lenient)) == lenient);
+}
+
+/// What a caller by name passes as text: a number that comes of it is one that reads the same.
+void change(Input& input) {
+    const zlk::Variant text{zlk::Bstr(input.wide(60))};
+    constexpr VARTYPE types[] = {VT_I1, VT_UI1, VT_I2, VT_UI2, VT_I4, VT_UI4, VT_I8, VT_UI8};
+    const VARTYPE type = types[input.byte() % std::size(types)];
+    zlk::Variant number, again, back;
+    if (FAILED(VariantChangeType(number.get(), text.get(), 0, type))) return;
+    require(SUCCEEDED(VariantChangeType(back.get(), number.get(), 0, VT_BSTR)));
+    require(SUCCEEDED(VariantChangeType(again.get(), back.get(), 0, type)));
+    require(again->llVal == number->llVal);
 }
 
 void format(Input& input) {
@@ -54,5 +67,6 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
     const std::u16string text = input.wide(50);
     require(equalIgnoringCase(text, upperCase(text)));
     _wtoi(text.c_str());
+    change(input);
     return 0;
 }

@@ -1,21 +1,68 @@
-// Type libraries beside modules.
-
-#include "platform/internal/automation/TypeLibrary.h"
+// Type libraries beside modules, and what an application makes of them.
 
 #include "fuzz/Input.h"
+#include "platform/internal/automation/TypeLibrary.h"
+#include "platform/internal/automation/TypeLibraryObject.h"
 
 using namespace zlk;
 
+namespace {
+
+void readMember(ITypeInfo& info, UINT index) {
+    FUNCDESC* member = nullptr;
+    fuzz::require(info.GetFuncDesc(index, &member) == S_OK);
+    // No parameter is described that a caller couldn't read, and none beyond the largest number.
+    fuzz::require(member->cParams >= 0 && member->cParams <= SHORT{typelib::mostParameters});
+    for (SHORT i = 0; i < member->cParams; ++i) {
+        const TYPEDESC& type = member->lprgelemdescParam[i].tdesc;
+        fuzz::require((type.vt == VT_PTR ? type.lptdesc->vt : type.vt) != VT_PTR);
+    }
+    BSTR names[typelib::mostParameters + 1] = {};
+    UINT count = 0;
+    if (SUCCEEDED(info.GetNames(member->memid, names, std::size(names), &count)))
+        while (count > 0) SysFreeString(names[--count]);
+    info.ReleaseFuncDesc(member);
+}
+
+/// Calls every id with wrong arguments: none of them may reach the object, which is no such one.
+void callWrongly(ITypeInfo& info, MEMBERID id) {
+    VARIANT arguments[typelib::mostParameters + 1] = {};
+    for (VARIANT& argument : arguments) argument.vt = VT_NULL;
+    DISPPARAMS parameters{arguments, nullptr, std::size(arguments), 0};
+    void* instance = &parameters;
+    VARIANT result;
+    fuzz::require(FAILED(info.Invoke(instance, id, DISPATCH_METHOD | DISPATCH_PROPERTYGET,
+                                     &parameters, &result, nullptr, nullptr)));
+}
+
+void readType(ITypeInfo& info) {
+    TYPEATTR* attributes = nullptr;
+    fuzz::require(info.GetTypeAttr(&attributes) == S_OK);
+    const UINT count = attributes->cFuncs;
+    info.ReleaseTypeAttr(attributes);
+    for (UINT i = 0; i < count; ++i) readMember(info, i);
+    for (MEMBERID id = -2; id < 20; ++id) callWrongly(info, id);
+    for (const UINT index : {0u, 1u, 0xFFFFFFFFu}) {
+        HREFTYPE type = 0;
+        ComPtr<ITypeInfo> other;
+        if (SUCCEEDED(info.GetRefTypeOfImplType(index, &type)))
+            fuzz::require(info.GetRefTypeInfo(type, other.out()) == S_OK);
+    }
+}
+
+}  // namespace
+
 extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
-    const auto library = platform::readTypeLibrary(std::as_bytes(std::span(data, size)));
-    if (!library) return 0;
-    fuzz::require(!library->name.empty());
-    for (const platform::TypeEntry& type : library->types) {
-        fuzz::require(type.kind != typelib::TypeKind::Class ||
-                      type.defaultInterface < library->types.size());
-        for (const platform::TypeMember& member : type.members)
-            for (const platform::TypeParameter& parameter : member.parameters)
-                fuzz::require(parameter.isPointer || !(parameter.flags & typelib::out));
+    auto read = platform::readTypeLibrary(std::as_bytes(std::span(data, size)));
+    if (!read) return 0;
+    fuzz::require(!read->name.empty());
+    ComPtr<ITypeLib> library;
+    *library.out() = new platform::TypeLibraryObject(
+        std::make_shared<const platform::TypeLibrary>(*std::move(read)));
+    for (UINT i = 0; i < library->GetTypeInfoCount(); ++i) {
+        ComPtr<ITypeInfo> info;
+        fuzz::require(library->GetTypeInfo(i, info.out()) == S_OK);
+        readType(*info.get());
     }
     return 0;
 }

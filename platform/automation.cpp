@@ -12,13 +12,17 @@ HRESULT VariantClear(VARIANT* value) noexcept {
     if (!value) return E_INVALIDARG;
     switch (value->vt) {
         case VT_EMPTY:
-        case VT_NULL: break;
-        case VT_BSTR: SysFreeString(value->bstrVal); break;
+        case VT_NULL:
+            break;
+        case VT_BSTR:
+            SysFreeString(value->bstrVal);
+            break;
         case VT_UNKNOWN:
         case VT_DISPATCH:
             if (value->punkVal) value->punkVal->Release();
             break;
-        case VT_VARIANT: return DISP_E_BADVARTYPE;
+        case VT_VARIANT:
+            return DISP_E_BADVARTYPE;
         default:
             if (sizeOfType(static_cast<VARTYPE>(value->vt & ~VT_BYREF)) == 0)
                 return DISP_E_BADVARTYPE;

@@ -73,9 +73,9 @@ HRESULT DispatchTable::invoke(void* object, DISPID id, const GUID& reserved, DWO
     if (!(reserved == GUID{})) return DISP_E_UNKNOWNINTERFACE;
     ITypeInfo* info = nullptr;
     const HRESULT found = find(localeId, info);
-    return FAILED(found) ? found
-                         : info->Invoke(object, id, flags, parameters, result, exception,
-                                        argumentError);
+    return FAILED(found)
+               ? found
+               : info->Invoke(object, id, flags, parameters, result, exception, argumentError);
 }
 
 }  // namespace zlk

@@ -121,8 +121,7 @@ TEST_F(Script, ReadsAndWritesPropertiesAndCallsMethods) {
     EXPECT_EQ(call(*camera.get(), u"ErrorCode").value->lVal, 3) << "no device is held";
 
     const Bstr date(u"<time>01/02/2026 03:04:05</time>");
-    const Answer put =
-        call(*camera.get(), u"DeviceDate", {text(date)}, DISPATCH_PROPERTYPUT);
+    const Answer put = call(*camera.get(), u"DeviceDate", {text(date)}, DISPATCH_PROPERTYPUT);
     EXPECT_EQ(put.failure, E_FAIL);
     EXPECT_EQ(call(*camera.get(), u"SupportedDialogs").value->vt, VT_UI4);
     const auto share = create(u"ZlkCamTr.SPostDevice");
@@ -139,15 +138,15 @@ TEST_F(Script, GivesOutParametersToReferences) {
     SysFreeString(name);
 
     Variant any{Bstr(u"a script's variable")};
-    EXPECT_EQ(call(*utils.get(), u"MapContextId", {text(id), reference(VT_VARIANT, any.get())})
-                  .result,
-              S_OK);
+    EXPECT_EQ(
+        call(*utils.get(), u"MapContextId", {text(id), reference(VT_VARIANT, any.get())}).result,
+        S_OK);
     EXPECT_EQ(any->vt, VT_BSTR);
     LONG timeout = -1;
-    EXPECT_EQ(call(*utils.get(), u"ContextIdToFileEnumTimeout",
-                   {text(id), reference(VT_INT, &timeout)})
-                  .result,
-              S_OK);
+    EXPECT_EQ(
+        call(*utils.get(), u"ContextIdToFileEnumTimeout", {text(id), reference(VT_INT, &timeout)})
+            .result,
+        S_OK);
     EXPECT_GE(timeout, 0);
     const Answer allowed = call(*utils.get(), u"AllowDeleteForContextId", {text(id)});
     EXPECT_EQ(allowed.value->vt, VT_I2);
@@ -234,8 +233,7 @@ TEST_F(Script, IsToldWhatIsWrongWithACall) {
     EXPECT_EQ(invoke(11, GUID{}, 0x407, DISPATCH_PROPERTYGET, &none), S_OK)
         << "in any language, and nobody wants the result";
     EXPECT_EQ(invoke(11, GUID{}, 0xFFFFFFFF, DISPATCH_PROPERTYGET, &none), DISP_E_UNKNOWNLCID);
-    EXPECT_EQ(invoke(11, iidOf<IUnknown>, 0, DISPATCH_PROPERTYGET, &none),
-              DISP_E_UNKNOWNINTERFACE);
+    EXPECT_EQ(invoke(11, iidOf<IUnknown>, 0, DISPATCH_PROPERTYGET, &none), DISP_E_UNKNOWNINTERFACE);
     EXPECT_EQ(invoke(11, GUID{}, 0, DISPATCH_PROPERTYGET, nullptr), E_INVALIDARG);
     EXPECT_EQ(invoke(3, GUID{}, 0, DISPATCH_METHOD, nullptr), E_INVALIDARG);
     EXPECT_EQ(invoke(99, GUID{}, 0, DISPATCH_METHOD, &none), DISP_E_MEMBERNOTFOUND);
@@ -348,17 +346,16 @@ class Transfer : public Script {
 
 TEST_F(Transfer, ReportsToAnObjectHoweverItIsWrapped) {
     ComPtr<IUnknown> watcher, named;
-    ASSERT_EQ(createObject<Watcher>(nullptr, iidOf<IUnknown>,
-                                    reinterpret_cast<void**>(watcher.out())),
-              S_OK);
+    ASSERT_EQ(
+        createObject<Watcher>(nullptr, iidOf<IUnknown>, reinterpret_cast<void**>(watcher.out())),
+        S_OK);
     ASSERT_EQ(createObject<NamedWatcher>(nullptr, iidOf<IDispatch>,
                                          reinterpret_cast<void**>(named.out())),
               S_OK);
     IUnknown* raw = watcher.get();
     VARIANT held = object(VT_UNKNOWN, raw), script = object(VT_DISPATCH, named.get());
-    for (const VARIANT& progress :
-         {held, script, reference(VT_UNKNOWN, &raw), reference(VT_VARIANT, &held),
-          reference(VT_VARIANT, &script)}) {
+    for (const VARIANT& progress : {held, script, reference(VT_UNKNOWN, &raw),
+                                    reference(VT_VARIANT, &held), reference(VT_VARIANT, &script)}) {
         Watcher::calls = 0;
         EXPECT_EQ(copy(progress).result, S_OK) << progress.vt;
         EXPECT_GT(Watcher::calls, 0) << progress.vt;
@@ -376,8 +373,8 @@ TEST_F(Transfer, NeedsNobodyToReportTo) {
     missing.vt = VT_ERROR;
     missing.scode = DISP_E_PARAMNOTFOUND;
     for (const VARIANT& progress :
-         {empty, object(VT_NULL, nullptr), object(VT_UNKNOWN, nullptr), object(VT_DISPATCH, nullptr),
-          missing, reference(VT_VARIANT, &empty)}) {
+         {empty, object(VT_NULL, nullptr), object(VT_UNKNOWN, nullptr),
+          object(VT_DISPATCH, nullptr), missing, reference(VT_VARIANT, &empty)}) {
         EXPECT_EQ(copy(progress).result, S_OK) << progress.vt;
         EXPECT_EQ(copied(), size);
     }

@@ -291,17 +291,20 @@ TEST(TypeLibrary, IsRefusedWhereItIsCutOffOrScribbledOver) {
     };
     ASSERT_EQ(load(bytes), S_OK);
     EXPECT_EQ(load(bytes + '\0'), TYPE_E_INVDATAREAD);
-    std::size_t refused = 0;
-    for (std::size_t at = 0; at < bytes.size(); ++at) {
+    // The fuzzer does it at each byte; here a step goes through all kinds of records.
+    constexpr std::size_t step = 19;
+    std::size_t tried = 0, refused = 0;
+    for (std::size_t at = 0; at < bytes.size(); at += step) {
         // Without its first bytes it is no library, and no module either.
         const HRESULT cut = load(bytes.substr(0, at));
         EXPECT_EQ(cut, at < 8 ? TYPE_E_CANTLOADLIBRARY : TYPE_E_INVDATAREAD) << at;
         std::string scribbled = bytes;
         scribbled[at] = '\xFF';
         refused += FAILED(load(scribbled));
+        ++tried;
     }
     // All but what may be anything: ids, versions, locale.
-    EXPECT_GT(refused, bytes.size() * 8 / 10);
+    EXPECT_GT(refused, tried * 8 / 10);
 }
 
 }  // namespace

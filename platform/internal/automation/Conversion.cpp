@@ -53,22 +53,46 @@ HRESULT parseNumber(std::u16string_view text, Number& number) {
 
 HRESULT readNumber(const VARIANT& value, Number& number) {
     switch (value.vt) {
-        case VT_EMPTY: number = 0; return S_OK;
-        case VT_I1: number = value.cVal; return S_OK;
-        case VT_UI1: number = value.bVal; return S_OK;
+        case VT_EMPTY:
+            number = 0;
+            return S_OK;
+        case VT_I1:
+            number = value.cVal;
+            return S_OK;
+        case VT_UI1:
+            number = value.bVal;
+            return S_OK;
         case VT_I2:
-        case VT_BOOL: number = value.iVal; return S_OK;
-        case VT_UI2: number = value.uiVal; return S_OK;
+        case VT_BOOL:
+            number = value.iVal;
+            return S_OK;
+        case VT_UI2:
+            number = value.uiVal;
+            return S_OK;
         case VT_I4:
-        case VT_INT: number = value.lVal; return S_OK;
+        case VT_INT:
+            number = value.lVal;
+            return S_OK;
         case VT_UI4:
-        case VT_UINT: number = value.ulVal; return S_OK;
-        case VT_I8: number = static_cast<Number>(value.llVal); return S_OK;
-        case VT_UI8: number = static_cast<Number>(value.ullVal); return S_OK;
-        case VT_R4: number = value.fltVal; return S_OK;
-        case VT_R8: number = value.dblVal; return S_OK;
-        case VT_BSTR: return parseNumber(textOf(value.bstrVal), number);
-        default: return DISP_E_TYPEMISMATCH;
+        case VT_UINT:
+            number = value.ulVal;
+            return S_OK;
+        case VT_I8:
+            number = static_cast<Number>(value.llVal);
+            return S_OK;
+        case VT_UI8:
+            number = static_cast<Number>(value.ullVal);
+            return S_OK;
+        case VT_R4:
+            number = value.fltVal;
+            return S_OK;
+        case VT_R8:
+            number = value.dblVal;
+            return S_OK;
+        case VT_BSTR:
+            return parseNumber(textOf(value.bstrVal), number);
+        default:
+            return DISP_E_TYPEMISMATCH;
     }
 }
 
@@ -77,8 +101,8 @@ HRESULT storeInteger(Number number, Integer& field) {
     const Number whole = std::nearbyint(number);
     using Limits = std::numeric_limits<Integer>;
     // Written so that what isn't a number fails too.
-    const bool fits = whole >= static_cast<Number>(Limits::min()) &&
-                      whole <= static_cast<Number>(Limits::max());
+    const bool fits =
+        whole >= static_cast<Number>(Limits::min()) && whole <= static_cast<Number>(Limits::max());
     if (!fits) return DISP_E_OVERFLOW;
     field = static_cast<Integer>(whole);
     return S_OK;
@@ -94,20 +118,33 @@ HRESULT storeReal(Number number, Real& field) {
 
 HRESULT storeNumber(Number number, VARIANT& target) {
     switch (target.vt) {
-        case VT_I1: return storeInteger(number, target.cVal);
-        case VT_UI1: return storeInteger(number, target.bVal);
-        case VT_I2: return storeInteger(number, target.iVal);
-        case VT_UI2: return storeInteger(number, target.uiVal);
+        case VT_I1:
+            return storeInteger(number, target.cVal);
+        case VT_UI1:
+            return storeInteger(number, target.bVal);
+        case VT_I2:
+            return storeInteger(number, target.iVal);
+        case VT_UI2:
+            return storeInteger(number, target.uiVal);
         case VT_I4:
-        case VT_INT: return storeInteger(number, target.lVal);
+        case VT_INT:
+            return storeInteger(number, target.lVal);
         case VT_UI4:
-        case VT_UINT: return storeInteger(number, target.ulVal);
-        case VT_I8: return storeInteger(number, target.llVal);
-        case VT_UI8: return storeInteger(number, target.ullVal);
-        case VT_R4: return storeReal(number, target.fltVal);
-        case VT_R8: return storeReal(number, target.dblVal);
-        case VT_BOOL: target.boolVal = number != 0 ? VARIANT_TRUE : VARIANT_FALSE; return S_OK;
-        default: return DISP_E_BADVARTYPE;
+        case VT_UINT:
+            return storeInteger(number, target.ulVal);
+        case VT_I8:
+            return storeInteger(number, target.llVal);
+        case VT_UI8:
+            return storeInteger(number, target.ullVal);
+        case VT_R4:
+            return storeReal(number, target.fltVal);
+        case VT_R8:
+            return storeReal(number, target.dblVal);
+        case VT_BOOL:
+            target.boolVal = number != 0 ? VARIANT_TRUE : VARIANT_FALSE;
+            return S_OK;
+        default:
+            return DISP_E_BADVARTYPE;
     }
 }
 
@@ -115,14 +152,17 @@ HRESULT storeNumber(Number number, VARIANT& target) {
 std::string_view printNumber(const VARIANT& value, std::span<char> room) {
     char* const end = room.data() + room.size();
     const auto print = [&](auto number, auto... how) {
-        return std::string_view(room.data(),
-                                std::to_chars(room.data(), end, number, how...).ptr);
+        return std::string_view(room.data(), std::to_chars(room.data(), end, number, how...).ptr);
     };
     switch (value.vt) {
-        case VT_R4: return print(value.fltVal, std::chars_format::general, 7);
-        case VT_R8: return print(value.dblVal, std::chars_format::general, 15);
-        case VT_UI8: return print(value.ullVal);
-        default: break;
+        case VT_R4:
+            return print(value.fltVal, std::chars_format::general, 7);
+        case VT_R8:
+            return print(value.dblVal, std::chars_format::general, 15);
+        case VT_UI8:
+            return print(value.ullVal);
+        default:
+            break;
     }
     VARIANT whole{};
     whole.vt = VT_I8;
@@ -143,7 +183,8 @@ HRESULT storeText(const VARIANT& value, VARIANT& target) {
         std::copy(digits.begin(), digits.end(), units);
         wide = {units, digits.size()};
     }
-    target.bstrVal = SysAllocStringLen(wide.data() ? wide.data() : u"", static_cast<UINT>(wide.size()));
+    target.bstrVal =
+        SysAllocStringLen(wide.data() ? wide.data() : u"", static_cast<UINT>(wide.size()));
     return target.bstrVal ? S_OK : E_OUTOFMEMORY;
 }
 
@@ -186,24 +227,31 @@ HRESULT store(const VARIANT& value, VARIANT& target) {
 std::size_t sizeOfType(VARTYPE type) noexcept {
     switch (type) {
         case VT_I1:
-        case VT_UI1: return 1;
+        case VT_UI1:
+            return 1;
         case VT_I2:
         case VT_UI2:
-        case VT_BOOL: return 2;
+        case VT_BOOL:
+            return 2;
         case VT_I4:
         case VT_UI4:
         case VT_INT:
         case VT_UINT:
         case VT_R4:
-        case VT_ERROR: return 4;
+        case VT_ERROR:
+            return 4;
         case VT_I8:
         case VT_UI8:
-        case VT_R8: return 8;
+        case VT_R8:
+            return 8;
         case VT_BSTR:
         case VT_UNKNOWN:
-        case VT_DISPATCH: return sizeof(void*);
-        case VT_VARIANT: return sizeof(VARIANT);
-        default: return 0;
+        case VT_DISPATCH:
+            return sizeof(void*);
+        case VT_VARIANT:
+            return sizeof(VARIANT);
+        default:
+            return 0;
     }
 }
 

@@ -36,12 +36,17 @@ ffi_type* foreignType(const TypeParameter& parameter) {
     if (parameter.isPointer) return &ffi_type_pointer;
     switch (parameter.type) {
         using enum typelib::ValueType;
-        case Short: return &ffi_type_sint16;
-        case Long: return &ffi_type_sint32;
-        case Byte: return &ffi_type_uint8;
-        case ULong: return &ffi_type_uint32;
+        case Short:
+            return &ffi_type_sint16;
+        case Long:
+            return &ffi_type_sint32;
+        case Byte:
+            return &ffi_type_uint8;
+        case ULong:
+            return &ffi_type_uint32;
         case Bstr:
-        case Variant: break;
+        case Variant:
+            break;
     }
     return &ffi_type_pointer;
 }
@@ -132,7 +137,8 @@ HRESULT MemberCall::call(void* instance, std::size_t slot) noexcept {
     for (const TypeParameter& parameter : member_.parameters) {
         Place& place = places_[count - 1];
         types[count] = foreignType(parameter);
-        values[count] = parameter.isPointer ? static_cast<void*>(&place.pointer) : &place.value.room;
+        values[count] =
+            parameter.isPointer ? static_cast<void*>(&place.pointer) : &place.value.room;
         ++count;
     }
     ffi_cif interface;

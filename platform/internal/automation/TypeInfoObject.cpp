@@ -217,8 +217,8 @@ HRESULT TypeInfoObject::GetRefTypeInfo(HREFTYPE type, ITypeInfo** info) noexcept
     const HREFTYPE kind = type - static_cast<HREFTYPE>(index);
     if (kind == otherSide && index == index_) {
         const bool byTable = side_ == TypeSide::Dispatch;
-        return giveTypeInfo(library_, index,
-                            byTable ? TypeSide::VirtualTable : TypeSide::Dispatch, info);
+        return giveTypeInfo(library_, index, byTable ? TypeSide::VirtualTable : TypeSide::Dispatch,
+                            info);
     }
     try {
         const auto& library = kind == baseType ? baseTypes() : library_;

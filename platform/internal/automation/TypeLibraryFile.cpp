@@ -2,19 +2,16 @@
 
 #include <charconv>
 
-#include "platform/files.h"
 #include "platform/internal/ClassTable.h"
-#include "platform/internal/FileName.h"
 #include "platform/internal/ModuleFile.h"
+#include "platform/internal/SmallFile.h"
+#include "platform/internal/TrustedFile.h"
 #include "platform/modules.h"
-#include "platform/named_objects.h"
 #include "platform/text.h"
 #include "platform/type_library.h"
 
 namespace zlk::platform {
 namespace {
-
-using typelib::magic;
 
 constexpr WORD usualResource = 1;
 
@@ -43,30 +40,21 @@ HRESULT readModule(const std::u16string& path, WORD number, FoundTypeLibrary& fo
     return readResource(module, number, found);
 }
 
-/// TYPE_E_CANTLOADLIBRARY for a file that doesn't begin as a library does.
+/// TYPE_E_CANTLOADLIBRARY for a file that doesn't begin as a library does. A library is trusted as
+/// a module is: it says where calls jump to in an object's virtual table.
 HRESULT readFile(const std::u16string& path, FoundTypeLibrary& found) {
-    const UniqueHandle file(CreateFileW(path.c_str(), GENERIC_READ, FILE_SHARE_READ, nullptr,
-                                        OPEN_EXISTING, FILE_ATTRIBUTE_NORMAL, nullptr));
+    const std::string name = findModuleFile(path);
+    const TrustedFile file = name.empty() ? TrustedFile() : openTrusted(name);
     if (!file) return resultOfLoading(TYPE_E_CANTLOADLIBRARY);
-    // One byte more than the largest that is read, which is refused.
-    std::vector<std::byte> bytes(magic.size());
-    const auto read = [&](std::size_t from) {
-        DWORD count = 0;
-        const auto room = static_cast<DWORD>(bytes.size() - from);
-        if (!ReadFile(file.get(), bytes.data() + from, room, &count, nullptr)) count = 0;
-        bytes.resize(from + count);
-    };
-    read(0);
-    if (bytes.size() < magic.size() || std::memcmp(bytes.data(), magic.data(), magic.size()) != 0)
+    if (readSmallFile(file.path, typelib::magic.size()) != typelib::magic)
         return TYPE_E_CANTLOADLIBRARY;
-    bytes.resize(largestTypeLibrary + 1);
-    read(magic.size());
-    return parse(bytes, found);
+    // One byte more than the largest has, which is refused.
+    const std::string bytes = readSmallFile(file.path, largestTypeLibrary + 1);
+    return parse(std::as_bytes(std::span(bytes)), found);
 }
 
 HRESULT readEither(const std::u16string& path, WORD number, FoundTypeLibrary& found) {
-    const HRESULT read =
-        number == usualResource ? readFile(path, found) : TYPE_E_CANTLOADLIBRARY;
+    const HRESULT read = number == usualResource ? readFile(path, found) : TYPE_E_CANTLOADLIBRARY;
     return read == TYPE_E_CANTLOADLIBRARY ? readModule(path, number, found) : read;
 }
 
@@ -83,14 +71,11 @@ WORD numberAtEnd(const std::u16string& path, std::size_t backslash) {
 
 HRESULT loadTypeLibrary(const std::u16string& path, FoundTypeLibrary& found) {
     found.path = path;
-    // So do the installed classes name what lies beside their store.
-    const bool isBare = path.find_first_of(u"/\\") == path.npos;
-    const std::u16string whole = isBare ? nameText(modulesFolder()) + u'/' + path : path;
-    const HRESULT read = readEither(whole, usualResource, found);
-    const std::size_t backslash = whole.rfind(u'\\');
-    if (read != TYPE_E_CANTLOADLIBRARY || backslash == whole.npos) return read;
-    const WORD number = numberAtEnd(whole, backslash);
-    return number == 0 ? read : readEither(whole.substr(0, backslash), number, found);
+    const HRESULT read = readEither(path, usualResource, found);
+    const std::size_t backslash = path.rfind(u'\\');
+    if (read != TYPE_E_CANTLOADLIBRARY || backslash == path.npos) return read;
+    const WORD number = numberAtEnd(path, backslash);
+    return number == 0 ? read : readEither(path.substr(0, backslash), number, found);
 }
 
 HRESULT loadOwnTypeLibrary(HMODULE module, FoundTypeLibrary& found) {

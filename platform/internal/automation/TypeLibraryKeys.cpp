@@ -46,12 +46,11 @@ struct LibraryKeys {
 std::vector<ScriptRoot> LibraryKeys::script() const {
     const std::u16string id = guidText(name.id);
     const std::u16string version = versionText(name.majorVersion, name.minorVersion);
-    std::vector<ScriptKey> below{key(formatText(u"%x", name.locale), {},
-                                     {key(systemText(system), {text(u"", path)})}),
-                                 key(u"FLAGS", {text(u"", u"0")}),
-                                 key(u"HELPDIR", {text(u"", helpFolder)})};
-    ScriptKey libraries = key(
-        u"TypeLib", {}, {key(id, {}, {key(version, {text(u"", help)}, std::move(below))})});
+    std::vector<ScriptKey> below{
+        key(formatText(u"%x", name.locale), {}, {key(systemText(system), {text(u"", path)})}),
+        key(u"FLAGS", {text(u"", u"0")}), key(u"HELPDIR", {text(u"", helpFolder)})};
+    ScriptKey libraries =
+        key(u"TypeLib", {}, {key(id, {}, {key(version, {text(u"", help)}, std::move(below))})});
     ScriptKey interfaceKeys = key(u"Interface", {});
     for (const DescribedInterface& each : interfaces) {
         interfaceKeys.keys.push_back(
@@ -113,8 +112,8 @@ HRESULT addInterface(ITypeLib& library, UINT index, LibraryKeys& keys) {
     TYPEATTR* attributes = nullptr;
     Bstr name;
     if (const HRESULT got = library.GetTypeInfo(index, info.out()); FAILED(got)) return got;
-    if (const HRESULT got = info->GetDocumentation(MEMBERID_NIL, name.out(), nullptr, nullptr,
-                                                   nullptr);
+    if (const HRESULT got =
+            info->GetDocumentation(MEMBERID_NIL, name.out(), nullptr, nullptr, nullptr);
         FAILED(got))
         return got;
     if (const HRESULT got = info->GetTypeAttr(&attributes); FAILED(got)) return got;
