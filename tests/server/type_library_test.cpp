@@ -9,7 +9,7 @@
 #include <tuple>
 
 #include "ZlkCamTr.h"
-#include "platform/modules.h"
+#include "platform/component_module.h"
 #include "platform/text.h"
 #include "platform/type_library.h"
 #include "tests/support/TestMachine.h"
@@ -305,6 +305,84 @@ TEST(TypeLibrary, IsRefusedWhereItIsCutOffOrScribbledOver) {
     }
     // All but what may be anything: ids, versions, locale.
     EXPECT_GT(refused, tried * 8 / 10);
+}
+
+/// A copy of the module in which each occurrence of some bytes is another one, loaded.
+class ChangedModule {
+  public:
+    ChangedModule(const std::string& from, const std::string& to) {
+        std::string bytes = readFile(moduleFolder() / "ZlkCamTr.so");
+        std::size_t at = bytes.find(from);
+        EXPECT_NE(at, bytes.npos);
+        for (; at != bytes.npos; at = bytes.find(from, at)) bytes.replace(at, to.size(), to);
+        writeFile(path, bytes);
+        module_ = LoadLibraryW(pathText(path).c_str());
+        EXPECT_TRUE(module_) << GetLastError();
+    }
+    ~ChangedModule() { FreeLibrary(module_); }
+    ChangedModule(const ChangedModule&) = delete;
+    ChangedModule& operator=(const ChangedModule&) = delete;
+
+    HRESULT call(const char* name) {
+        return reinterpret_cast<HRESULT (*)()>(GetProcAddress(module_, name))();
+    }
+    ComPtr<IPhotoDevice> make() {
+        ComPtr<IClassFactory> factory;
+        ComPtr<IPhotoDevice> object;
+        const auto enter = reinterpret_cast<decltype(&DllGetClassObject)>(
+            GetProcAddress(module_, "DllGetClassObject"));
+        enter(CLSID_UnloadableCamera, iidOf<IClassFactory>,
+              reinterpret_cast<void**>(factory.out()));
+        factory->CreateInstance(nullptr, iidOf<IPhotoDevice>,
+                                reinterpret_cast<void**>(object.out()));
+        return object;
+    }
+
+    const std::filesystem::path path = newFolder() / "Changed.so";
+
+  private:
+    HMODULE module_ = nullptr;
+};
+
+/// The error code of an object, asked for by name.
+HRESULT readErrorCode(IDispatch& object) {
+    constexpr DISPID errorCode = 11;
+    DISPPARAMS none{};
+    Variant code;
+    return object.Invoke(errorCode, GUID{}, 0, DISPATCH_PROPERTYGET, &none, code.get(), nullptr,
+                         nullptr);
+}
+
+TEST(TypeLibrary, MayLieBesideAModuleThatHasNone) {
+    ChangedModule changed("TYPELIB", "TYPELIX");
+    EXPECT_EQ(changed.call("DllRegisterServer"), TYPE_E_CANTLOADLIBRARY);
+    EXPECT_EQ(readErrorCode(*changed.make().get()), TYPE_E_CANTLOADLIBRARY);
+
+    auto beside = changed.path;
+    beside.replace_extension(".tlb");
+    std::filesystem::copy_file(moduleFolder() / "../../generated/ZlkCamTr.tlb", beside);
+    EXPECT_EQ(changed.call("DllRegisterServer"), S_OK);
+    EXPECT_EQ(readErrorCode(*changed.make().get()), S_OK);
+    ComPtr<ITypeLib> library;
+    EXPECT_EQ(LoadRegTypeLib(libraryId, 1, 0, 0x409, library.out()), S_OK);
+    std::filesystem::permissions(beside, std::filesystem::perms(0666));
+    EXPECT_EQ(LoadRegTypeLib(libraryId, 1, 0, 0x409, library.out()), TYPE_E_CANTLOADLIBRARY)
+        << "others may write it";
+}
+
+TEST(TypeLibrary, ThatIsDamagedTakesNothingButItself) {
+    ChangedModule changed("ZLKTLB1", "ZLKTLB7");
+    EXPECT_EQ(changed.call("DllRegisterServer"), TYPE_E_INVDATAREAD);
+    const auto object = changed.make();
+    EXPECT_EQ(readErrorCode(*object.get()), TYPE_E_INVDATAREAD);
+    ComPtr<ITypeInfo> info;
+    EXPECT_EQ(object->GetTypeInfo(0, 0, info.out()), TYPE_E_INVDATAREAD);
+    LONG code = -1;
+    EXPECT_EQ(object->get_ErrorCode(&code), S_OK);
+    EXPECT_EQ(code, 0);
+    EXPECT_EQ(changed.call("DllUnregisterServer"), TYPE_E_INVDATAREAD);
+    GUID gone;
+    EXPECT_EQ(CLSIDFromProgID(u"ZlkCamTr.DeviceList", &gone), CO_E_CLASSSTRING);
 }
 
 }  // namespace
