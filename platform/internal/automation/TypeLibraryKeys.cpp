@@ -132,12 +132,14 @@ HRESULT resultOf(LSTATUS status) {
 }  // namespace
 
 HRESULT findTypeLibrary(const TypeLibraryName& name, std::u16string& path) {
-    const std::u16string version = u"TypeLib\\" + guidText(name.id) + u'\\' +
-                                   versionText(name.majorVersion, name.minorVersion);
+    const std::u16string version =
+        formatText(u"TypeLib\\%s\\%s", guidText(name.id),
+                   versionText(name.majorVersion, name.minorVersion));
     std::vector<std::u16string> locales = namesBelow(version);
     locales.insert(locales.begin(), formatText(u"%x", name.locale));
     for (const std::u16string& locale : locales) {
-        const std::u16string key = version + u'\\' + locale + u'\\' + systemText(ownSystem);
+        const std::u16string key =
+            formatText(u"%s\\%s\\%s", version, locale, systemText(ownSystem));
         const HRESULT read = readClassText(key, TYPE_E_LIBNOTREGISTERED, path);
         if (read != TYPE_E_LIBNOTREGISTERED) return read;
     }
