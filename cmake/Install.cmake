@@ -84,15 +84,17 @@ volumes, and cameras on USB by PTP, sharing one camera between programs.
 
 The command line client zlkcam unloads a card or a camera, and compares every
 byte where it is told to. The virtual camera zlkcamsim is for tests. Headers, a
-CMake package and a pkg-config file are for those who write applications.")
+CMake package and a pkg-config file are for those who write applications, and
+the Python package zlkcamtr for those who write scripts.")
 set(CPACK_DEBIAN_PACKAGE_SECTION graphics)
-set(CPACK_DEBIAN_PACKAGE_CONTROL_EXTRA ${PROJECT_SOURCE_DIR}/packaging/debian/triggers)
+set(CPACK_DEBIAN_PACKAGE_CONTROL_EXTRA ${PROJECT_SOURCE_DIR}/packaging/debian/triggers
+                                       ${PROJECT_SOURCE_DIR}/packaging/debian/prerm)
 set(CPACK_PACKAGING_INSTALL_PREFIX /usr)
 set(CPACK_STRIP_FILES ON)
 set(CPACK_DEBIAN_FILE_NAME DEB-DEFAULT)
 set(CPACK_DEBIAN_PACKAGE_SHLIBDEPS ON)
-# Loaded by name, where SHLIBDEPS doesn't see it.
-set(CPACK_DEBIAN_PACKAGE_DEPENDS libpcap0.8)
+# libpcap is loaded by name, where SHLIBDEPS doesn't see it.
+set(CPACK_DEBIAN_PACKAGE_DEPENDS "libpcap0.8, python3:any (>= 3.10)")
 set(CPACK_DEBIAN_PACKAGE_SHLIBDEPS_PRIVATE_DIRS ${CMAKE_LIBRARY_OUTPUT_DIRECTORY})
 # What a package of an application depends on.
 set(CPACK_DEBIAN_PACKAGE_GENERATE_SHLIBS ON)

@@ -12,6 +12,7 @@ What members an object has it says itself: dir(camera) lists them, and help(came
 is called. All that fails in a component raises `ComError`.
 
 An object belongs to the thread that made it. Other threads may run while one of its members does.
+Wait for a thread that copies before the interpreter ends: as a daemon it may abort the process.
 """
 
 from collections.abc import Iterator

@@ -93,11 +93,11 @@ def take_bstr(address: int | None) -> str:
 
 
 def description(hresult: int) -> str:
-    """The words for a result."""
+    """The words for a result, without the point at their end."""
     buffer = (c_uint16 * 512)()
     length = _FormatMessageW(_MESSAGE_OF_SYSTEM, None, hresult & 0xFFFFFFFF, 0, buffer, len(buffer),
                              None)
-    return _text(ctypes.addressof(buffer), length)
+    return _text(ctypes.addressof(buffer), length).rstrip(".")
 
 
 def method(place: int, *arguments: Any, result: Any = HRESULT) -> Callable[..., Any]:

@@ -1,8 +1,9 @@
 """Objects that are called by name."""
 
+import inspect
 import threading
 from collections.abc import Callable, Sequence
-from contextlib import ExitStack
+from contextlib import nullcontext
 from ctypes import POINTER, Structure, byref, c_int32, c_uint16, c_uint32, c_void_p
 from typing import Any, ClassVar
 
@@ -67,7 +68,7 @@ class Dispatch:
             raise AttributeError(f"{type(self).__name__} has no member {name}", name=name,
                                  obj=self) from None
 
-    def counted(self) -> tuple[int, int]:
+    def _counted(self) -> tuple[int, int]:
         _abi.AddRef(self._object.address)
         return _variant.VT_DISPATCH, self._object.address
 
@@ -80,9 +81,8 @@ class Dispatch:
         values = [ProgressCallback(value, interruption)
                   if parameter.is_variant and callable(value) else value
                   for parameter, value in zip(taken, values, strict=True)]
-        with ExitStack() as stack:
-            if any(isinstance(value, ProgressCallback) for value in values):
-                stack.enter_context(interruption.around_call())
+        calls_back = any(isinstance(value, ProgressCallback) for value in values)
+        with interruption.around_call() if calls_back else nullcontext():
             return self._call(function, values)
 
     def _call(self, function: Function, values: Sequence[Any]) -> Any:
@@ -126,7 +126,8 @@ class Dispatch:
                             description or _abi.description(exception.scode),
                             self._error_code(function))
         description = _abi.description(outcome)
-        if outcome in (_DISP_E_TYPEMISMATCH, _DISP_E_OVERFLOW):
+        names_argument = outcome in (_DISP_E_TYPEMISMATCH, _DISP_E_OVERFLOW)
+        if names_argument and wrong < len(function.parameters):
             description += f" (argument {function.parameters[-1 - wrong].name})"
         return ComError(outcome, function.name, description)
 
@@ -138,6 +139,9 @@ class Dispatch:
         except ComError:
             return None
         return code if isinstance(code, int) else None
+
+
+_SELF = inspect.Parameter("self", inspect.Parameter.POSITIONAL_ONLY)
 
 
 def _method(function: Function) -> Callable[..., Any]:
@@ -155,6 +159,8 @@ def _method(function: Function) -> Callable[..., Any]:
 
     call.__name__ = call.__qualname__ = function.name
     call.__doc__ = function.doc
+    shown = signature.replace(parameters=[_SELF, *signature.parameters.values()])
+    setattr(call, "__signature__", shown)
     return call
 
 

@@ -1,7 +1,5 @@
 """What a failing call raises."""
 
-from typing import NoReturn
-
 from . import _abi
 
 
@@ -29,11 +27,7 @@ class ComError(Exception):
         return f"{self.member}: {self.description} (0x{self.hresult:08X}{code})"
 
 
-def fail(hresult: int, member: str) -> NoReturn:
-    raise ComError(hresult, member, _abi.description(hresult))
-
-
 def check(hresult: int, member: str) -> None:
     """Raises a ComError for a result that is a failure."""
     if hresult < 0:
-        fail(hresult, member)
+        raise ComError(hresult, member, _abi.description(hresult))

@@ -39,7 +39,7 @@ class ProgressCallback:
         self._count = 0
         self._object = _Object(ctypes.pointer(_table))
 
-    def counted(self) -> tuple[int, int]:
+    def _counted(self) -> tuple[int, int]:
         address = ctypes.addressof(self._object)
         living[address] = self
         self.add(1)

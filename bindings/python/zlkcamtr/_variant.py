@@ -65,7 +65,7 @@ _INTEGERS = ((VT_I4, range(-2**31, 2**31)), (VT_UI4, range(2**32)), (VT_I8, rang
 class Interface(Protocol):
     """What stands for an object of a component."""
 
-    def counted(self) -> tuple[int, int]:
+    def _counted(self) -> tuple[int, int]:
         """The type of the value (VT_DISPATCH or VT_UNKNOWN), and the address of the object, counted
         once more."""
 
@@ -102,7 +102,7 @@ def store(target: VARIANT, value: Any) -> None:
         target.dblVal = value
         target.vt = VT_R8
     elif isinstance(value, Interface):
-        target.vt, target.address = value.counted()
+        target.vt, target.address = value._counted()
     else:
         raise TypeError(f"a component takes no {type(value).__name__}")
 
