@@ -108,13 +108,23 @@ class TransfersTest(unittest.TestCase):
 
     def test_ctrl_c_while_the_component_is_running(self):
         # It comes when Python isn't, so that Python sees it on its way into the next callback.
-        running = threading.Event()
-        killer = threading.Thread(
-            target=lambda: running.wait() and os.kill(os.getpid(), signal.SIGINT))
+        running, killed = threading.Event(), threading.Event()
+
+        def kill():
+            running.wait()
+            os.kill(os.getpid(), signal.SIGINT)
+            killed.set()
+
+        def progress(percent):
+            if running.is_set():
+                killed.wait()
+            running.set()
+
+        killer = threading.Thread(target=kill)
         killer.start()
         handler = signal.getsignal(signal.SIGINT)
         with self.assertRaises(KeyboardInterrupt):
-            self.save(lambda percent: running.set())
+            self.save(progress)
         killer.join()
         self.assertIs(signal.getsignal(signal.SIGINT), handler)
 

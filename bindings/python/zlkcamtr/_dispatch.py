@@ -118,7 +118,7 @@ class Dispatch:
 
     def _error(self, function: Function, outcome: int, exception: EXCEPINFO,
                wrong: int) -> ComError:
-        description = _abi.take_bstr(exception.bstrDescription)
+        description = _abi.take_bstr(exception.bstrDescription).rstrip(".")
         _abi.SysFreeString(exception.bstrSource)
         _abi.SysFreeString(exception.bstrHelpFile)
         if outcome == _DISP_E_EXCEPTION:

@@ -14,6 +14,8 @@ class ComError(Exception):
                  member wasn't run at all.
     """
 
+    __module__ = __package__  # where applications know it from
+
     def __init__(self, hresult: int, member: str, description: str,
                  ErrorCode: int | None = None) -> None:
         super().__init__(hresult, member, description, ErrorCode)
@@ -24,7 +26,9 @@ class ComError(Exception):
 
     def __str__(self) -> str:
         code = "" if self.ErrorCode is None else f", ErrorCode {self.ErrorCode}"
-        return f"{self.member}: {self.description} (0x{self.hresult:08X}{code})"
+        # The text that a component gives has it mostly.
+        member = "" if self.member in self.description else f"{self.member}: "
+        return f"{member}{self.description} (0x{self.hresult:08X}{code})"
 
 
 def check(hresult: int, member: str) -> None:
