@@ -91,8 +91,8 @@ def main():
     if sys.argv[2] == "source":
         print(cpp_source(page, text), end="")
         return 0
-    programs = pathlib.Path(sys.argv[3])
-    found = [*faults(page, text, "cpp", programs, [sys.argv[4]]),
+    programs, compiled = (pathlib.Path(word).resolve() for word in sys.argv[3:5])
+    found = [*faults(page, text, "cpp", programs, [compiled]),
              *faults(page, text, "python", programs, [sys.executable, "-c", RUN_PYTHON, page])]
     print(*found, sep="\n")
     return 1 if found else 0
