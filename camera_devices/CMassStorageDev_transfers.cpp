@@ -3,6 +3,7 @@
 
 #include "camera_devices/CMassStorageDev.h"
 #include "camera_devices/DeviceOperation.h"
+#include "camera_devices/PcFile.h"
 #include "foundation/TraceLine.h"
 #include "platform/clock.h"
 #include "platform/files.h"
@@ -82,21 +83,16 @@ void traceThumbnailFailure(std::int32_t result, std::int32_t extendedError) {
 }
 
 DeviceCode saveThumbnail(std::span<const BYTE> picture, const std::u16string& fileName) {
-    const UniqueHandle file(CreateFileW(fileName.c_str(), GENERIC_READ | GENERIC_WRITE,
-                                        FILE_SHARE_READ | FILE_SHARE_WRITE, nullptr, CREATE_ALWAYS,
-                                        FILE_ATTRIBUTE_NORMAL, nullptr));
+    const UniqueHandle file = createPcFile(fileName);
     if (!file) {
         TraceLine(category, "GetThumbnail Error - Could not create file handle for %s", fileName);
         return DeviceCode::PcFileUnusable;
     }
-    DWORD written = 0;
-    if (!WriteFile(file.get(), picture.data(), static_cast<DWORD>(picture.size()), &written,
-                   nullptr)) {
+    const DeviceCode code = writePcFile(file.get(), picture);
+    if (code != DeviceCode::Success)
         TraceLine(category, "GetThumbnail Error - err code %d writing buffer to %s", GetLastError(),
                   fileName);
-        return DeviceCode::PcFileUnusable;
-    }
-    return DeviceCode::Success;
+    return code;
 }
 
 }  // namespace
@@ -160,7 +156,6 @@ DeviceCode CMassStorageDev::GetThumbnail(std::u16string id, std::u16string fileN
         }
         if (picture.empty() || picture.size() > largestThumbnail) return DeviceCode::ReadFailed;
         TraceLine(category, "GetThumbnail - OK, going to save the file now");
-        if (fileName.find(u'\0') != fileName.npos) return DeviceCode::PcFileUnusable;
         const DeviceCode code = saveThumbnail(picture, fileName);
         if (code == DeviceCode::Success) TraceLine(category, "GetThumbnail - done");
         return code;

@@ -4,8 +4,8 @@
 #include "camera_devices/OtherMakersDriver.h"
 #include "directory/CDeviceUtilFunctions.h"
 #include "directory/CSupportedCameraList.h"
-#include "foundation/SystemVersion.h"
 #include "foundation/TraceLine.h"
+#include "platform/system.h"
 #include "ptp/ZlPTPdrv.h"
 
 namespace zlk {

@@ -1,9 +1,9 @@
 #include "camera_devices/VolumeUtils.h"
 
-#include "foundation/SystemVersion.h"
 #include "foundation/TraceLine.h"
 #include "platform/files.h"
 #include "platform/named_objects.h"
+#include "platform/system.h"
 
 namespace zlk {
 namespace {

@@ -18,6 +18,7 @@ file(GLOB platform_headers CONFIGURE_DEPENDS platform/*.h)
 file(GLOB interface_headers CONFIGURE_DEPENDS interfaces/*.h)
 install(FILES ${platform_headers} DESTINATION ${headers}/platform)
 install(FILES ${interface_headers} DESTINATION ${headers}/interfaces)
+install(FILES usbscan/usbscan.h DESTINATION ${headers}/usbscan)
 install(FILES ${CMAKE_BINARY_DIR}/generated/ZlkCamTr.h DESTINATION ${headers})
 
 file(RELATIVE_PATH up ${CMAKE_INSTALL_FULL_LIBDIR}/pkgconfig ${CMAKE_INSTALL_PREFIX})

@@ -3,8 +3,8 @@
 #include "camera_devices/CMassStorageDev.h"
 #include "camera_devices/CPTPCameraDev.h"
 #include "directory/CDeviceUtilFunctions.h"
-#include "foundation/SystemVersion.h"
 #include "foundation/TraceLine.h"
+#include "platform/system.h"
 #include "platform/text.h"
 
 namespace zlk {

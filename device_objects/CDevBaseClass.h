@@ -7,7 +7,7 @@
 
 #include "camera_devices/CImageDev.h"
 #include "camera_devices/DeviceOperation.h"
-#include "foundation/Guarded.h"
+#include "foundation/ComponentText.h"
 #include "platform/named_objects.h"
 
 namespace zlk {

@@ -4,7 +4,7 @@
 #include "directory/CDeviceUtilFunctions.h"
 #include "directory/Delegate.h"
 #include "directory/DeviceInfoList.h"
-#include "foundation/Guarded.h"
+#include "foundation/ComponentText.h"
 #include "foundation/TraceLine.h"
 #include "platform/volumes.h"
 

@@ -1,8 +1,8 @@
 #include "directory/CDeviceUtilFunctions.h"
 
 #include "directory/CContextMgrInfo.h"
-#include "foundation/NeverDestroyed.h"
 #include "foundation/TraceLine.h"
+#include "platform/immortal.h"
 
 namespace zlk {
 namespace {
@@ -18,8 +18,8 @@ struct SharedCameraList {
 }  // namespace
 
 const CSupportedCameraList& CDeviceUtilFunctions::GetCameraList() {
-    static const NeverDestroyed<SharedCameraList> shared;
-    return shared.value.list;
+    static Immortal<SharedCameraList> shared;
+    return shared->list;
 }
 
 std::u16string CDeviceUtilFunctions::ContextIdToLowLevelId(const std::u16string& id) {

@@ -7,7 +7,7 @@
 
 #include "directory/CContextMgrInfo.h"
 #include "directory/CDeviceUtilFunctions.h"
-#include "foundation/Guarded.h"
+#include "foundation/ComponentText.h"
 #include "foundation/Paths.h"
 #include "foundation/TraceLine.h"
 #include "interfaces/IDriveMapper.h"

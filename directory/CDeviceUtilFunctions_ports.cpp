@@ -4,8 +4,8 @@
 #include "directory/CDirectorInfo.h"
 #include "foundation/Paths.h"
 #include "foundation/Registry.h"
-#include "foundation/SystemVersion.h"
 #include "foundation/TraceLine.h"
+#include "platform/system.h"
 #include "platform/text.h"
 #include "ptp/ZlPTPdrv.h"
 

@@ -2,7 +2,7 @@
 
 #include "directory/CContextMgrInfo.h"
 #include "directory/Delegate.h"
-#include "foundation/Guarded.h"
+#include "foundation/ComponentText.h"
 #include "foundation/TraceLine.h"
 
 namespace zlk {

@@ -1,6 +1,6 @@
 #include "foundation/Xml.h"
 
-#include "foundation/Guarded.h"
+#include "foundation/ComponentText.h"
 
 namespace zlk {
 

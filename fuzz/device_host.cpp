@@ -8,8 +8,8 @@
 #include <utility>
 
 #include "fuzz/Input.h"
-#include "platform/usbscan/Protocol.h"
-#include "platform/usbscan/host/DeviceHost.h"
+#include "usbscan/Protocol.h"
+#include "usbscan/host/DeviceHost.h"
 
 using namespace zlk::usbscan;
 using zlk::fuzz::Input;

@@ -12,9 +12,9 @@
 #include "platform/device_io.h"
 #include "platform/files.h"
 #include "platform/named_objects.h"
-#include "platform/usbscan.h"
-#include "platform/usbscan/Protocol.h"
-#include "platform/usbscan/host/DeviceEntry.h"
+#include "usbscan/Protocol.h"
+#include "usbscan/host/DeviceEntry.h"
+#include "usbscan/usbscan.h"
 
 using namespace zlk::usbscan;
 using zlk::fuzz::Input;

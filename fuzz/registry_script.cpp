@@ -1,6 +1,6 @@
 // Scripts of modules.
 
-#include "platform/internal/RegistryScript.h"
+#include "platform/components/RegistryScript.h"
 
 #include "fuzz/Input.h"
 #include "platform/text.h"

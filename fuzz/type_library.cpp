@@ -1,8 +1,8 @@
 // Type libraries beside modules, and what an application makes of them.
 
 #include "fuzz/Input.h"
-#include "platform/internal/automation/TypeLibrary.h"
-#include "platform/internal/automation/TypeLibraryObject.h"
+#include "platform/automation/TypeLibrary.h"
+#include "platform/automation/TypeLibraryObject.h"
 
 using namespace zlk;
 

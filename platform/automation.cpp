@@ -1,6 +1,6 @@
 #include "platform/automation.h"
 
-#include "platform/internal/automation/Conversion.h"
+#include "platform/automation/Conversion.h"
 
 using namespace zlk::platform;
 

@@ -99,19 +99,6 @@ inline constexpr WORD DISPATCH_PROPERTYGET = 2;
 inline constexpr WORD DISPATCH_PROPERTYPUT = 4;
 inline constexpr WORD DISPATCH_PROPERTYPUTREF = 8;  ///< no member here is put by reference
 
-inline constexpr HRESULT DISP_E_UNKNOWNINTERFACE = static_cast<HRESULT>(0x80020001);
-inline constexpr HRESULT DISP_E_MEMBERNOTFOUND = static_cast<HRESULT>(0x80020003);
-inline constexpr HRESULT DISP_E_PARAMNOTFOUND = static_cast<HRESULT>(0x80020004);
-inline constexpr HRESULT DISP_E_TYPEMISMATCH = static_cast<HRESULT>(0x80020005);
-inline constexpr HRESULT DISP_E_UNKNOWNNAME = static_cast<HRESULT>(0x80020006);
-inline constexpr HRESULT DISP_E_BADVARTYPE = static_cast<HRESULT>(0x80020008);
-inline constexpr HRESULT DISP_E_EXCEPTION = static_cast<HRESULT>(0x80020009);
-inline constexpr HRESULT DISP_E_OVERFLOW = static_cast<HRESULT>(0x8002000A);
-inline constexpr HRESULT DISP_E_BADINDEX = static_cast<HRESULT>(0x8002000B);
-inline constexpr HRESULT DISP_E_UNKNOWNLCID = static_cast<HRESULT>(0x8002000C);
-inline constexpr HRESULT DISP_E_BADPARAMCOUNT = static_cast<HRESULT>(0x8002000E);
-inline constexpr HRESULT DISP_E_PARAMNOTOPTIONAL = static_cast<HRESULT>(0x8002000F);
-
 /// An object that is called by name. It answers on the thread that made it, as its other
 /// interfaces do. `localeId` may be any that could be one: names are the same in all languages.
 struct IDispatch : IUnknown {

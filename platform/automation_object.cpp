@@ -2,8 +2,8 @@
 
 #include <new>
 
-#include "platform/internal/automation/TypeLibraryFile.h"
-#include "platform/internal/automation/TypeLibraryObject.h"
+#include "platform/automation/TypeLibraryFile.h"
+#include "platform/automation/TypeLibraryObject.h"
 #include "platform/modules.h"
 
 namespace zlk {

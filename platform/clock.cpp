@@ -7,21 +7,18 @@
 #include <ctime>
 #include <limits>
 
+#include "platform/base/FileTimes.h"
 #include "platform/error.h"
+
+using namespace zlk::platform;
 
 namespace {
 
-constexpr std::uint64_t ticksPerSecond = 10'000'000;
 constexpr std::int64_t secondsPerDay = 86'400;
-constexpr std::int64_t secondsFrom1601To1970 = 11'644'473'600;
 // The end of the year 3000, UTC, where the callers' C library ends.
 constexpr std::int64_t lastSecond = 32'535'215'999;
 
 constinit TestClock testClock;
-
-std::uint64_t ticksOf(const FILETIME& time) {
-    return std::uint64_t{time.dwHighDateTime} << 32 | time.dwLowDateTime;
-}
 
 FILETIME fileTimeOf(std::uint64_t ticks) {
     return {static_cast<DWORD>(ticks), static_cast<DWORD>(ticks >> 32)};

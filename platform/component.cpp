@@ -2,7 +2,7 @@
 
 #include <new>
 
-#include "platform/internal/ClassTable.h"
+#include "platform/components/ClassTable.h"
 
 using namespace zlk::platform;
 

@@ -3,9 +3,9 @@
 #include <new>
 #include <string>
 
-#include "platform/internal/automation/TypeLibraryFile.h"
-#include "platform/internal/automation/TypeLibraryKeys.h"
-#include "platform/internal/automation/TypeLibraryObject.h"
+#include "platform/automation/TypeLibraryFile.h"
+#include "platform/automation/TypeLibraryKeys.h"
+#include "platform/automation/TypeLibraryObject.h"
 #include "platform/registrar.h"
 
 namespace zlk {

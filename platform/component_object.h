@@ -21,6 +21,7 @@
 #include <atomic>
 #include <new>
 #include <type_traits>
+#include <utility>
 
 #include "platform/component.h"
 
@@ -139,13 +140,26 @@ class AggregatedObject final : private ModuleLock, public IUnknown {
     Part part_;
 };
 
+/// Runs the body of a component method, which returns an HRESULT: std::bad_alloc becomes
+/// E_OUTOFMEMORY, any other exception E_FAIL.
+template <class Body>
+HRESULT guarded(Body&& body) noexcept {
+    try {
+        return std::forward<Body>(body)();
+    } catch (const std::bad_alloc&) {
+        return E_OUTOFMEMORY;
+    } catch (...) {
+        return E_FAIL;
+    }
+}
+
 /// Makes an object of T as IClassFactory::CreateInstance does.
 template <class T>
 HRESULT createObject(IUnknown* outer, const GUID& iid, void** object) noexcept {
     if (!object) return E_POINTER;
     *object = nullptr;
     if (outer && !(iid == iidOf<IUnknown>)) return CLASS_E_NOAGGREGATION;
-    try {
+    return guarded([&]() -> HRESULT {
         if (outer) {
             *object = static_cast<IUnknown*>(new AggregatedObject<T>(outer));
             return S_OK;
@@ -154,11 +168,7 @@ HRESULT createObject(IUnknown* outer, const GUID& iid, void** object) noexcept {
         const HRESULT result = made->QueryInterface(iid, object);
         made->Release();
         return result;
-    } catch (const std::bad_alloc&) {
-        return E_OUTOFMEMORY;
-    } catch (...) {
-        return E_FAIL;
-    }
+    });
 }
 
 /// One class of a module's table.

@@ -1,7 +1,7 @@
 #include "platform/device_io.h"
 
-#include "platform/internal/Handle.h"
-#include "platform/internal/WithoutExceptions.h"
+#include "platform/base/Handle.h"
+#include "platform/base/WithoutExceptions.h"
 
 using namespace zlk::platform;
 

@@ -4,7 +4,6 @@
 #include <iterator>
 
 #include "platform/text.h"
-#include "platform/type_library.h"
 
 namespace {
 

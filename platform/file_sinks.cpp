@@ -4,8 +4,8 @@
 #include <mutex>
 
 #include "platform/files.h"
-#include "platform/internal/Immortal.h"
-#include "platform/internal/SinkHandle.h"
+#include "platform/files/SinkHandle.h"
+#include "platform/immortal.h"
 #include "platform/text.h"
 
 namespace zlk::platform {

@@ -12,18 +12,18 @@
 #include <cstring>
 #include <memory>
 
-#include "platform/internal/FileAttributes.h"
-#include "platform/internal/FileHandle.h"
-#include "platform/internal/FileName.h"
-#include "platform/internal/FolderWalk.h"
-#include "platform/internal/MachineRoot.h"
-#include "platform/internal/PathTarget.h"
-#include "platform/internal/PosixError.h"
-#include "platform/internal/SinkHandle.h"
-#include "platform/internal/VolumeHandle.h"
-#include "platform/internal/WithoutExceptions.h"
+#include "platform/base/FileName.h"
+#include "platform/base/MachineRoot.h"
+#include "platform/base/PosixError.h"
+#include "platform/base/WithoutExceptions.h"
+#include "platform/files/DeviceOpening.h"
+#include "platform/files/FileAttributes.h"
+#include "platform/files/FileHandle.h"
+#include "platform/files/FolderWalk.h"
+#include "platform/files/PathTarget.h"
+#include "platform/files/SinkHandle.h"
+#include "platform/files/VolumeHandle.h"
 #include "platform/text.h"
-#include "platform/usbscan/CameraHandle.h"
 
 using namespace zlk::platform;
 using zlk::Descriptor;
@@ -151,7 +151,7 @@ HANDLE openPath(const WCHAR* path, DWORD access, DWORD share, DWORD disposition,
     const DeviceName name = parseDeviceName(path ? path : u"");
     if (SinkHandle::isNamed(path ? path : u"")) return handleOf(SinkHandle::open(path, access));
     if (name.form == DeviceName::Form::Volume) return handleOf(VolumeHandle::open(name.letter));
-    if (name.form == DeviceName::Form::Device) return handleOf(CameraHandle::open(path + 4));
+    if (name.form == DeviceName::Form::Device) return handleOf(openDevice(path + 4));
     auto target = PathTarget::find(path);
     if (!target) return INVALID_HANDLE_VALUE;
     if (flags & FILE_FLAG_BACKUP_SEMANTICS) {

@@ -5,12 +5,12 @@
 
 #include <string>
 
-#include "platform/internal/Diagnose.h"
-#include "platform/internal/FileName.h"
-#include "platform/internal/ModuleFile.h"
-#include "platform/internal/ModuleNotes.h"
-#include "platform/internal/TrustedFile.h"
-#include "platform/internal/WithoutExceptions.h"
+#include "platform/base/Diagnose.h"
+#include "platform/base/FileName.h"
+#include "platform/base/TrustedFile.h"
+#include "platform/base/WithoutExceptions.h"
+#include "platform/components/ModuleFile.h"
+#include "platform/components/ModuleNotes.h"
 
 using namespace zlk::platform;
 

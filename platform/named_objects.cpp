@@ -4,12 +4,11 @@
 #include <new>
 #include <utility>
 
-#include "platform/internal/Handle.h"
-#include "platform/internal/NamedMutex.h"
-#include "platform/internal/NamedSection.h"
+#include "platform/base/Handle.h"
+#include "platform/objects/DeviceSection.h"
+#include "platform/objects/NamedMutex.h"
+#include "platform/objects/NamedSection.h"
 #include "platform/text.h"
-#include "platform/usbscan.h"
-#include "platform/usbscan/DevicePathTable.h"
 
 namespace {
 
@@ -65,7 +64,7 @@ HANDLE OpenFileMappingW(DWORD, BOOL, const WCHAR* name) noexcept {
         return nullptr;
     }
     return withoutExceptions([&] {
-        if (equalIgnoringCase(name, devicePathTableName)) refreshDevicePathTable();
+        refreshDeviceSection(name);
         return openHandle(std::make_shared<NamedSection>(0), name, OpenMode::OpenOnly);
     });
 }
@@ -145,4 +144,8 @@ DWORD WaitForSingleObject(HANDLE handle, DWORD milliseconds) noexcept {
 BOOL ReleaseMutex(HANDLE handle) noexcept {
     const auto mutex = findHandleOf<MutexHandle>(handle);
     return mutex && mutex->object->release();
+}
+
+BOOL CloseHandle(HANDLE handle) noexcept {
+    return closeHandle(handle);
 }

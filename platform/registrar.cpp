@@ -2,9 +2,11 @@
 
 #include <string>
 
-#include "platform/internal/Diagnose.h"
-#include "platform/internal/RegistryScript.h"
-#include "platform/internal/WithoutExceptions.h"
+#include "platform/base/Diagnose.h"
+#include "platform/base/WithoutExceptions.h"
+#include "platform/components/RegistryScript.h"
+#include "platform/files/PathTarget.h"
+#include "platform/settings/RegistryKeys.h"
 #include "platform/text.h"
 
 namespace zlk {
@@ -47,3 +49,20 @@ HRESULT runRegistryScript(HMODULE module, WORD resource, bool install,
 }
 
 }  // namespace zlk
+
+LSTATUS saveInstalledClasses(const WCHAR* path) noexcept {
+    if (!path || !*path) return ERROR_INVALID_PARAMETER;
+    std::optional<zlk::platform::PathTarget::Entry> entry;
+    // Outside of the store's lock: a drive's folder is a setting.
+    const bool found = zlk::platform::withoutExceptions(false, [&] {
+        std::optional target = zlk::platform::PathTarget::find(path);
+        if (target) entry = target->entry();
+        return entry.has_value();
+    });
+    if (!found) return static_cast<LSTATUS>(GetLastError());
+    using zlk::platform::RegistryKeys;
+    return RegistryKeys::run([&](RegistryKeys& keys) {
+        keys.saveClasses("/proc/self/fd/" + std::to_string(entry->folder.get()) + '/' +
+                         entry->name);
+    });
+}

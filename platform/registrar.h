@@ -46,6 +46,12 @@ struct RegistrarWord {
 HRESULT runRegistryScript(HMODULE module, WORD resource, bool install,
                           std::span<const RegistrarWord> words) noexcept;
 
-#pragma GCC visibility pop
-
 }  // namespace zlk
+
+/// Writes all of HKEY_CLASSES_ROOT's own classes as a store of installed classes to the new file
+/// `path` (ERROR_FILE_EXISTS otherwise), which goes beside the modules. A server path that names a
+/// file becomes the bare file name, since installed modules are found beside that store wherever
+/// the tree is moved.
+LSTATUS saveInstalledClasses(const WCHAR* path) noexcept;
+
+#pragma GCC visibility pop

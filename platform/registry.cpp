@@ -4,13 +4,11 @@
 #include <optional>
 #include <string>
 
-#include "platform/internal/PathTarget.h"
-#include "platform/internal/RegistryKeys.h"
-#include "platform/internal/WithoutExceptions.h"
+#include "platform/base/WithoutExceptions.h"
+#include "platform/settings/RegistryKeys.h"
 
 using zlk::platform::maxRegistryData;
 using zlk::platform::maxRegistryValueName;
-using zlk::platform::PathTarget;
 using zlk::platform::RegistryFailure;
 using zlk::platform::RegistryKeys;
 using zlk::platform::RegistryName;
@@ -169,20 +167,4 @@ LSTATUS RegQueryInfoKeyW(HKEY key, WCHAR* className, DWORD* classLength, DWORD* 
 
 LSTATUS RegCloseKey(HKEY key) noexcept {
     return RegistryKeys::run([&](RegistryKeys& keys) { keys.close(key); });
-}
-
-LSTATUS saveInstalledClasses(const WCHAR* path) noexcept {
-    if (!path || !*path) return ERROR_INVALID_PARAMETER;
-    std::optional<PathTarget::Entry> entry;
-    // Outside of the store's lock: a drive's folder is a setting.
-    const bool found = zlk::platform::withoutExceptions(false, [&] {
-        std::optional<PathTarget> target = PathTarget::find(path);
-        if (target) entry = target->entry();
-        return entry.has_value();
-    });
-    if (!found) return static_cast<LSTATUS>(GetLastError());
-    return RegistryKeys::run([&](RegistryKeys& keys) {
-        keys.saveClasses("/proc/self/fd/" + std::to_string(entry->folder.get()) + '/' +
-                         entry->name);
-    });
 }

@@ -97,12 +97,6 @@ LSTATUS RegQueryInfoKeyW(HKEY key, WCHAR* className, DWORD* classLength, DWORD* 
 /// Closing a root handle does nothing and succeeds.
 LSTATUS RegCloseKey(HKEY key) noexcept;
 
-/// Writes all of HKEY_CLASSES_ROOT's own classes as a store of installed classes to the new file
-/// `path` (ERROR_FILE_EXISTS otherwise), which goes beside the modules. A server path that names a
-/// file becomes the bare file name, since installed modules are found beside that store wherever
-/// the tree is moved.
-LSTATUS saveInstalledClasses(const WCHAR* path) noexcept;
-
 #pragma GCC visibility pop
 
 namespace zlk {

@@ -9,26 +9,10 @@
 #include <string>
 
 #include "platform/error.h"
-#include "platform/internal/PlatformSettings.h"
+#include "platform/settings/PlatformSettings.h"
 #include "platform/text.h"
 
 namespace {
-
-template <class Info>
-BOOL versionInfo(Info* info) {
-    if (!info || info->dwOSVersionInfoSize != sizeof(Info)) {
-        SetLastError(ERROR_INSUFFICIENT_BUFFER);
-        return 0;
-    }
-    const bool six = zlk::platform::platformText(u"SystemVersion") == u"6.0";
-    *info = {};
-    info->dwOSVersionInfoSize = sizeof(Info);
-    info->dwMajorVersion = six ? 6 : 5;
-    info->dwMinorVersion = six ? 0 : 1;
-    info->dwBuildNumber = six ? 6000 : 2600;
-    info->dwPlatformId = VER_PLATFORM_WIN32_NT;
-    return 1;
-}
 
 void appendOnOneLine(std::string& line, const WCHAR* text) {
     for (const char c : utf8Text(text ? text : u""))
@@ -62,11 +46,18 @@ class WithoutPipeSignal {
 }  // namespace
 
 BOOL GetVersionExW(OSVERSIONINFOW* info) noexcept {
-    return versionInfo(info);
-}
-
-BOOL GetVersionExA(OSVERSIONINFOA* info) noexcept {
-    return versionInfo(info);
+    if (!info || info->dwOSVersionInfoSize != sizeof *info) {
+        SetLastError(ERROR_INSUFFICIENT_BUFFER);
+        return 0;
+    }
+    const bool six = zlk::platform::platformText(u"SystemVersion") == u"6.0";
+    *info = {};
+    info->dwOSVersionInfoSize = sizeof *info;
+    info->dwMajorVersion = six ? 6 : 5;
+    info->dwMinorVersion = six ? 0 : 1;
+    info->dwBuildNumber = six ? 6000 : 2600;
+    info->dwPlatformId = VER_PLATFORM_WIN32_NT;
+    return 1;
 }
 
 int MulDiv(int number, int numerator, int denominator) noexcept {

@@ -13,16 +13,7 @@ struct OSVERSIONINFOW {
     DWORD dwPlatformId;
     WCHAR szCSDVersion[128];
 };
-struct OSVERSIONINFOA {
-    DWORD dwOSVersionInfoSize;
-    DWORD dwMajorVersion;
-    DWORD dwMinorVersion;
-    DWORD dwBuildNumber;
-    DWORD dwPlatformId;
-    char szCSDVersion[128];
-};
 static_assert(sizeof(OSVERSIONINFOW) == 276);
-static_assert(sizeof(OSVERSIONINFOA) == 148);
 
 #pragma GCC visibility push(default)
 
@@ -30,7 +21,6 @@ static_assert(sizeof(OSVERSIONINFOA) == 148);
 /// (below HKEY_LOCAL_MACHINE) is the text "6.0": the version chooses how cameras are driven. 0
 /// with ERROR_INSUFFICIENT_BUFFER where the size field is wrong.
 BOOL GetVersionExW(OSVERSIONINFOW* info) noexcept;
-BOOL GetVersionExA(OSVERSIONINFOA* info) noexcept;
 
 /// number * numerator / denominator, computed in 64 bits and rounded to the nearest whole number,
 /// halves away from zero. -1 for a denominator of 0 or a result beyond 32 bits.
@@ -44,3 +34,20 @@ inline constexpr int IDOK = 1;
 int MessageBoxW(void* owner, const WCHAR* text, const WCHAR* caption, UINT type) noexcept;
 
 #pragma GCC visibility pop
+
+namespace zlk {
+
+/// Whether this is a system of the NT family, of at least this major version. Asked anew each time.
+inline bool isNtFamily(unsigned leastMajorVersion = 0) noexcept {
+    OSVERSIONINFOW info{};
+    info.dwOSVersionInfoSize = sizeof info;
+    return GetVersionExW(&info) && info.dwPlatformId == VER_PLATFORM_WIN32_NT &&
+           info.dwMajorVersion >= leastMajorVersion;
+}
+
+/// Vista or later: cameras are reached by device paths, and the rights on named objects differ.
+inline bool isVistaOrLater() noexcept {
+    return isNtFamily(6);
+}
+
+}  // namespace zlk

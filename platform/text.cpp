@@ -3,8 +3,8 @@
 #include <cstring>
 #include <limits>
 
+#include "platform/base/Utf8.h"
 #include "platform/error.h"
-#include "platform/internal/Utf8.h"
 
 namespace {
 

@@ -3,7 +3,7 @@
 #include <cstring>
 #include <iterator>
 
-#include "platform/internal/Utf8.h"
+#include "platform/base/Utf8.h"
 #include "platform/text.h"
 
 namespace {

@@ -1,24 +1,14 @@
 #include "platform/type_library.h"
 
-#include <new>
-
-#include "platform/internal/automation/TypeLibraryFile.h"
-#include "platform/internal/automation/TypeLibraryKeys.h"
-#include "platform/internal/automation/TypeLibraryObject.h"
+#include "platform/automation/TypeLibraryFile.h"
+#include "platform/automation/TypeLibraryKeys.h"
+#include "platform/automation/TypeLibraryObject.h"
+#include "platform/component_object.h"
 
 using namespace zlk::platform;
+using zlk::guarded;
 
 namespace {
-
-/// The body's result; running out of memory is all that it throws.
-template <class Body>
-HRESULT guarded(Body&& body) noexcept {
-    try {
-        return body();
-    } catch (const std::bad_alloc&) {
-        return E_OUTOFMEMORY;
-    }
-}
 
 HRESULT load(const std::u16string& path, ITypeLib** library) {
     FoundTypeLibrary found;

@@ -13,14 +13,6 @@ using HREFTYPE = DWORD;  ///< names one type for another one's GetRefTypeInfo
 
 inline constexpr MEMBERID MEMBERID_NIL = -1;  ///< the type or library itself, in GetDocumentation
 
-inline constexpr HRESULT TYPE_E_INVDATAREAD = static_cast<HRESULT>(0x80028018);
-inline constexpr HRESULT TYPE_E_REGISTRYACCESS = static_cast<HRESULT>(0x8002801C);
-inline constexpr HRESULT TYPE_E_LIBNOTREGISTERED = static_cast<HRESULT>(0x8002801D);
-inline constexpr HRESULT TYPE_E_WRONGTYPEKIND = static_cast<HRESULT>(0x8002802A);
-inline constexpr HRESULT TYPE_E_ELEMENTNOTFOUND = static_cast<HRESULT>(0x8002802B);
-inline constexpr HRESULT TYPE_E_BADMODULEKIND = static_cast<HRESULT>(0x800288BD);
-inline constexpr HRESULT TYPE_E_CANTLOADLIBRARY = static_cast<HRESULT>(0x80029C4A);
-
 enum TYPEKIND : std::int32_t {
     TKIND_INTERFACE = 3,  ///< a virtual table
     TKIND_DISPATCH = 4,   ///< members by dispatch id; with TYPEFLAG_FDUAL a virtual table too

@@ -1,5 +1,5 @@
 #pragma once
-// Drives: which there are, what they are, and folders mounted as cards.
+// Drives: which there are, and what they are.
 //
 // A drive letter stands for a mount point of removable media or a disc, for a reader that has no
 // medium, or for a folder that a user mounted as a card; `Z:` is the machine's own root. A letter
@@ -45,17 +45,5 @@ struct CardMount {
     std::u16string product;
     bool cdrom = false;
 };
-
-/// Mounts a folder, for all processes of the machine and until it is unmounted; `mount.letter`
-/// receives the letter given. Last errors: ERROR_DIRECTORY (no such folder),
-/// ERROR_ALREADY_EXISTS (the letter is taken), ERROR_INVALID_DRIVE (no such letter, or none
-/// free), ERROR_INVALID_PARAMETER (a text too long), and those of the settings store.
-BOOL mountCard(CardMount& mount) noexcept;
-
-/// ERROR_INVALID_DRIVE if no folder is mounted there.
-BOOL unmountCard(WCHAR letter) noexcept;
-
-/// The folders mounted now, by letter, also those that have vanished.
-std::vector<CardMount> mountedCards();
 
 #pragma GCC visibility pop

@@ -6,8 +6,8 @@
 #include <cstdint>
 #include <string_view>
 
-#include "platform/usbscan.h"
 #include "transport/SharedSection.h"
+#include "usbscan/usbscan.h"
 
 namespace zlk {
 

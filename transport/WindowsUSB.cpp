@@ -8,7 +8,7 @@
 #include "platform/device_io.h"
 #include "platform/files.h"
 #include "platform/text.h"
-#include "platform/usbscan.h"
+#include "usbscan/usbscan.h"
 
 namespace zlk {
 namespace {

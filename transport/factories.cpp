@@ -7,24 +7,14 @@
 #include "transport/WindowsUSB.h"
 
 namespace zlk {
-namespace {
-
-bool hasYoungerFamily() {
-    OSVERSIONINFOA version{};
-    version.dwOSVersionInfoSize = sizeof version;
-    return GetVersionExA(&version) && version.dwPlatformId == VER_PLATFORM_WIN32_NT &&
-           version.dwMajorVersion >= 6;
-}
-
-}  // namespace
 
 std::unique_ptr<TransportInterface> createTransport() {
-    if (hasYoungerFamily()) return std::make_unique<CVistaUSBTransport>();
+    if (isVistaOrLater()) return std::make_unique<CVistaUSBTransport>();
     return std::make_unique<WindowsUSB>();
 }
 
 std::unique_ptr<PTPSyncInterface> createPortArbiter() {
-    if (hasYoungerFamily()) return std::make_unique<PtpSyncVista>();
+    if (isVistaOrLater()) return std::make_unique<PtpSyncVista>();
     return std::make_unique<PtpSyncController>();
 }
 

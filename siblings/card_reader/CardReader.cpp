@@ -1,6 +1,5 @@
 #include "siblings/card_reader/CardReader.h"
 
-#include "siblings/common/Guarded.h"
 #include "siblings/common/MountPlace.h"
 
 namespace zlk {

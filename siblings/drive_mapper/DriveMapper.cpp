@@ -1,6 +1,5 @@
 #include "siblings/drive_mapper/DriveMapper.h"
 
-#include "siblings/common/Guarded.h"
 #include "siblings/common/MountPlace.h"
 
 namespace zlk {

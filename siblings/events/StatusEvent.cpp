@@ -8,7 +8,6 @@
 #include "platform/registry.h"
 #include "platform/system_log.h"
 #include "platform/text.h"
-#include "siblings/common/Guarded.h"
 #include "siblings/events/EventLine.h"
 
 namespace zlk {

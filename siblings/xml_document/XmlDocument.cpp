@@ -6,7 +6,6 @@
 #include <string>
 
 #include "platform/text.h"
-#include "siblings/common/Guarded.h"
 #include "siblings/xml_document/WellFormed.h"
 #include "siblings/xml_document/XmlWriter.h"
 

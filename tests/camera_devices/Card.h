@@ -10,11 +10,11 @@
 #include "camera_devices/CMassStorageDev.h"
 #include "foundation/Registry.h"
 #include "foundation/Xml.h"
+#include "platform/card_mounts.h"
 #include "platform/clock.h"
 #include "platform/files.h"
 #include "platform/named_objects.h"
 #include "platform/text.h"
-#include "platform/volumes.h"
 #include "tests/support/Modules.h"
 
 namespace zlk::test {

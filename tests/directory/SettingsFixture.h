@@ -7,7 +7,7 @@
 
 #include "directory/SettingsTree.h"
 #include "foundation/Registry.h"
-#include "platform/volumes.h"
+#include "platform/card_mounts.h"
 #include "tests/directory/fakes/Fakes.h"
 #include "tests/support/TestMachine.h"
 

@@ -7,9 +7,9 @@
 #include <string>
 #include <vector>
 
+#include "platform/card_mounts.h"
 #include "platform/files.h"
 #include "platform/named_objects.h"
-#include "platform/volumes.h"
 #include "tests/support/TestMachine.h"
 
 namespace zlk::test {

@@ -18,6 +18,7 @@
 #include "platform/component.h"
 #include "platform/diagnostics.h"
 #include "platform/modules.h"
+#include "platform/registrar.h"
 #include "tests/platform/registry_support.h"
 #include "tests/support/ChildProcess.h"
 #include "tests/support/TestMachine.h"

@@ -1,4 +1,4 @@
-#include "platform/volumes.h"
+#include "platform/card_mounts.h"
 
 #include <gmock/gmock.h>
 
@@ -6,8 +6,8 @@
 #include <vector>
 
 #include "platform/device_io.h"
+#include "platform/drives/SystemVolumes.h"
 #include "platform/files.h"
-#include "platform/internal/SystemVolumes.h"
 #include "platform/named_objects.h"
 #include "tests/platform/registry_support.h"
 #include "tests/support/ChildProcess.h"

@@ -1,32 +1,64 @@
 #!/usr/bin/env python3
 """The rules of the house that a compiler doesn't keep.
 
-Includes run downward only; no wchar_t; the operating system stays behind platform/; no file
-beyond 600 lines and no function beyond 80. Prints each offence as file:line and exits with 1.
+Includes run downward only, from floor to floor and from room to room in the platform; no wchar_t;
+the operating system stays behind platform/; no file beyond 600 lines and no function beyond 80.
+Prints each offence as file:line and exits with 1.
+
+    house_rules.py           checks the tree
+    house_rules.py --graph   draws who includes whom, by floor and by room
 """
 
+import collections
 import pathlib
 import re
 import sys
 
 ROOT = pathlib.Path(__file__).resolve().parents[2]
 
-# What each floor may include, besides itself; every floor may include platform and interfaces.
+# From the bottom up. What each floor may include, besides itself and COMMON.
 BELOW = {
     "platform": set(),
-    "interfaces": {"platform"},
+    "usbscan": set(),
+    "interfaces": set(),
     "foundation": set(),
     "ptp": {"foundation"},
-    "transport": {"ptp", "foundation"},
+    "transport": {"ptp", "foundation", "usbscan"},
     "directory": {"ptp", "foundation"},
     "camera_devices": {"ptp", "directory", "foundation"},
     "device_objects": {"camera_devices", "directory", "foundation"},
     "server": {"device_objects", "directory"},
     "siblings": set(),
-    "tools": set(),
+    "tools": {"usbscan"},
     "examples": set(),
 }
 COMMON = {"platform", "interfaces"}
+
+# The rooms of the platform from the bottom up, and the public headers above each. A room may
+# include those below it, and their headers; a public header belongs to its room.
+ROOMS = {
+    "base": "types error text clock descriptor fork diagnostics immortal system_log",
+    "objects": "named_objects",
+    "settings": "registry system",
+    "drives": "volumes",
+    "files": "files file_sinks device_io card_mounts",
+    "components": "component component_object modules registrar",
+    "automation": "automation type_library automation_object component_module",
+}
+ROOM_OF_HEADER = {header: room for room, headers in ROOMS.items() for header in headers.split()}
+
+# What of the driver others may see: its public header, and programs that play a device or read a
+# recording the parts that they are made of.
+DRIVER_PARTS = {
+    "transport": ("usbscan/usbscan.h",),
+    "tools/zlkcam": ("usbscan/usbscan.h", "usbscan/recording/"),
+    "tools/zlkcamsim": ("usbscan/usbscan.h", "usbscan/Protocol.h", "usbscan/host/",
+                        "usbscan/recording/"),
+    "tools/recording": ("usbscan/recording/",),
+}
+
+# Programs of this machine, and what is linked into the platform's library.
+SYSTEM_CALLERS = {"platform", "usbscan", "tools"}
 
 # Longer than the limits, and why.
 LONG_FILES = {}
@@ -37,8 +69,7 @@ MAX_FUNCTION = 80
 
 SYSTEM_HEADER = re.compile(r'#include <(sys/|unistd|fcntl|dirent|dlfcn|pthread|poll|signal|spawn|'
                            r'sqlite3|libusb|ffi|linux/|link\.h|elf\.h|syslog|mntent)')
-INTERNAL = re.compile(r'#include "platform/internal/')
-INCLUDE = re.compile(r'#include "([a-z_]+)/')
+INCLUDE = re.compile(r'#include "(([a-z_]+)/[^"]*)"')
 
 
 def sources():
@@ -48,19 +79,62 @@ def sources():
                 yield path.relative_to(ROOT)
 
 
+def room_of(path):
+    """The room of a file of the platform; None for one that is in no room."""
+    parts = pathlib.PurePath(path).parts
+    if len(parts) > 2:
+        return parts[1] if parts[1] in ROOMS else None
+    return ROOM_OF_HEADER.get(pathlib.PurePath(path).stem)
+
+
+def is_inside(path):
+    """Whether a file of the platform is not for the floors above."""
+    return len(pathlib.PurePath(path).parts) > 2
+
+
+def check_rooms(path, included):
+    own, other = room_of(path), room_of(included)
+    # What stands above the rooms, with no header of that name, may use them all.
+    if own is None or other is None:
+        return
+    order = list(ROOMS)
+    if order.index(other) > order.index(own):
+        yield f"the platform's room {own} must not include {other}"
+
+
+def check_driver(path, included):
+    room = "/".join(path.parts[:2]) if path.parts[0] == "tools" else path.parts[0]
+    if not included.startswith(DRIVER_PARTS.get(room, ())):
+        yield f"{included} is the driver's own"
+
+
+def check_include(path, included):
+    floor, other = path.parts[0], included.split("/")[0]
+    if other != floor and other in BELOW:
+        common = COMMON if floor not in COMMON else {"platform"} - {floor}
+        if other not in BELOW[floor] | common:
+            yield f"{floor} must not include {other}"
+        elif other == "usbscan":
+            yield from check_driver(path, included)
+    if other == "platform" and is_inside(included):
+        if floor == "platform":
+            yield from check_rooms(path, included)
+        elif floor != "usbscan":
+            yield f"{included} is the platform's own"
+    elif floor == other == "platform":
+        yield from check_rooms(path, included)
+
+
 def check_includes(path, lines):
     floor = path.parts[0]
     if floor not in BELOW:
         return
-    allowed = BELOW[floor] | {floor} | (COMMON if floor != "platform" else set())
     for number, line in enumerate(lines, 1):
-        found = INCLUDE.match(line)
-        if found and found[1] in BELOW and found[1] not in allowed:
-            yield number, f"{floor} must not include {found[1]}"
-        if floor not in ("platform", "tools") and SYSTEM_HEADER.match(line):
+        if found := INCLUDE.match(line):
+            for reason in check_include(path, found[1]):
+                yield number, reason
+        if floor not in SYSTEM_CALLERS and SYSTEM_HEADER.match(line):
             yield number, "the operating system is behind platform/"
-        if floor != "platform" and INTERNAL.match(line):
-            yield number, "platform/internal/ is the platform's own"
 
 
 def check_words(path, lines):
@@ -87,17 +161,46 @@ def check_lengths(path, lines):
             start = None
 
 
-def main():
+def lines_of(path):
+    return (ROOT / path).read_text(encoding="utf-8").splitlines()
+
+
+def check():
     offences = 0
     for path in sources():
-        lines = (ROOT / path).read_text(encoding="utf-8").splitlines()
-        for check in (check_includes, check_words, check_lengths):
-            for number, reason in check(path, lines):
+        lines = lines_of(path)
+        for rule in (check_includes, check_words, check_lengths):
+            for number, reason in rule(path, lines):
                 print(f"{path}:{number}: {reason}")
                 offences += 1
     print(f"{offences} offences")
     return 1 if offences else 0
 
 
+def draw(title, order, count):
+    """Each from the top down, with what it includes below itself and how often."""
+    print(title)
+    for name in reversed(order):
+        below = sorted(((other, number) for (user, other), number in count.items()
+                        if user == name and other != name), key=lambda pair: order.index(pair[0]))
+        print(f"  {name:15}" + ", ".join(f"{other} {number}" for other, number in reversed(below)))
+
+
+def graph():
+    floors, rooms = collections.Counter(), collections.Counter()
+    for path in sources():
+        if path.parts[0] not in BELOW:
+            continue
+        for found in filter(None, map(INCLUDE.match, lines_of(path))):
+            if found[2] in BELOW:
+                floors[path.parts[0], found[2]] += 1
+            users = room_of(path) if path.parts[0] == found[2] == "platform" else None
+            if users and room_of(found[1]):
+                rooms[users, room_of(found[1])] += 1
+    draw("Floors, and what each includes (lines of #include):", list(BELOW), floors)
+    draw("\nRooms of the platform:", list(ROOMS), rooms)
+    return 0
+
+
 if __name__ == "__main__":
-    sys.exit(main())
+    sys.exit(graph() if sys.argv[1:] == ["--graph"] else check())

@@ -3,11 +3,11 @@
 #include <gmock/gmock.h>
 
 #include "ZlkCamTr.h"
+#include "platform/card_mounts.h"
 #include "platform/component_object.h"
 #include "platform/modules.h"
 #include "platform/text.h"
 #include "platform/type_library.h"
-#include "platform/volumes.h"
 #include "tests/support/Modules.h"
 #include "tests/support/TestMachine.h"
 

@@ -4,7 +4,7 @@
 
 #include "interfaces/ICardReader.h"
 #include "interfaces/IDriveMapper.h"
-#include "platform/volumes.h"
+#include "platform/card_mounts.h"
 #include "tests/platform/registry_support.h"
 #include "tests/support/Modules.h"
 #include "tests/support/TestMachine.h"

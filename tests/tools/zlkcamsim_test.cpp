@@ -9,13 +9,13 @@
 
 #include "platform/files.h"
 #include "platform/named_objects.h"
-#include "platform/usbscan/Protocol.h"
 #include "tests/support/TestMachine.h"
 #include "tests/support/VirtualCamera.h"
 #include "tools/zlkcamsim/ControlCommands.h"
 #include "tools/zlkcamsim/NumberText.h"
 #include "tools/zlkcamsim/SimulatedDevice.h"
 #include "tools/zlkcamsim/VirtualCamera.h"
+#include "usbscan/Protocol.h"
 
 namespace zlk::camsim {
 namespace {

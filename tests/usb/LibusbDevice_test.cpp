@@ -1,15 +1,15 @@
 // What a host sees of a device through the real libusb, below which stands an emulated usbfs.
 
-#include "platform/usbscan/program/LibusbDevice.h"
+#include "usbscan/program/LibusbDevice.h"
 
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
-#include "platform/usbscan/Protocol.h"
 #include "tests/support/ChildProcess.h"
 #include "tests/usb/SteppedLoop.h"
 #include "tests/usb/emulator/EmulatedUsb.h"
 #include "tests/usb/emulator/ScriptedFunction.h"
+#include "usbscan/Protocol.h"
 
 namespace zlk::test {
 namespace {

@@ -4,7 +4,7 @@
 #include <chrono>
 #include <functional>
 
-#include "platform/usbscan/host/EventLoop.h"
+#include "usbscan/host/EventLoop.h"
 
 namespace zlk::test {
 

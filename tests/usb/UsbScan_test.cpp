@@ -16,14 +16,14 @@
 #include <optional>
 #include <thread>
 
-#include "platform/usbscan/Protocol.h"
-#include "platform/usbscan/program/Confinement.h"
-#include "platform/usbscan/program/LibusbDevice.h"
 #include "tests/support/ChildProcess.h"
 #include "tests/support/TestMachine.h"
 #include "tests/usb/SteppedLoop.h"
 #include "tests/usb/emulator/EmulatedUsb.h"
 #include "tests/usb/emulator/ScriptedFunction.h"
+#include "usbscan/Protocol.h"
+#include "usbscan/program/Confinement.h"
+#include "usbscan/program/LibusbDevice.h"
 
 namespace zlk::test {
 namespace {

@@ -10,9 +10,9 @@
 
 #include "platform/files.h"
 #include "platform/named_objects.h"
-#include "platform/usbscan.h"
-#include "platform/usbscan/program/LibusbDevice.h"
 #include "tests/usbscan/Camera.h"
+#include "usbscan/program/LibusbDevice.h"
+#include "usbscan/usbscan.h"
 
 namespace zlk::test {
 namespace {

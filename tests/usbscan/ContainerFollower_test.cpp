@@ -1,4 +1,4 @@
-#include "platform/usbscan/host/ContainerFollower.h"
+#include "usbscan/host/ContainerFollower.h"
 
 #include <gtest/gtest.h>
 

@@ -17,12 +17,12 @@
 
 #include "platform/descriptor.h"
 #include "platform/error.h"
-#include "platform/usbscan.h"
-#include "platform/usbscan/DevicePlace.h"
-#include "platform/usbscan/Protocol.h"
-#include "platform/usbscan/host/DeviceHost.h"
 #include "tests/support/TestMachine.h"
 #include "tests/usb/SteppedLoop.h"
+#include "usbscan/DevicePlace.h"
+#include "usbscan/Protocol.h"
+#include "usbscan/host/DeviceHost.h"
+#include "usbscan/usbscan.h"
 
 namespace zlk::usbscan {
 namespace {

@@ -8,9 +8,9 @@
 #include "platform/files.h"
 #include "platform/named_objects.h"
 #include "platform/registry.h"
-#include "platform/usbscan.h"
-#include "platform/usbscan/host/DeviceEntry.h"
 #include "tests/support/ChildProcess.h"
+#include "usbscan/host/DeviceEntry.h"
+#include "usbscan/usbscan.h"
 
 namespace zlk::usbscan {
 namespace {

@@ -7,9 +7,9 @@
 #include <vector>
 
 #include "platform/error.h"
-#include "platform/usbscan/recording/ContainerText.h"
-#include "platform/usbscan/recording/RecordingFile.h"
-#include "platform/usbscan/recording/RecordingFilter.h"
+#include "usbscan/recording/ContainerText.h"
+#include "usbscan/recording/RecordingFile.h"
+#include "usbscan/recording/RecordingFilter.h"
 
 namespace zlk::usbscan {
 namespace {

@@ -9,7 +9,7 @@
 #include <stdexcept>
 #include <string>
 
-#include "platform/usbscan/recording/UsbEvent.h"
+#include "usbscan/recording/UsbEvent.h"
 
 struct pcap;
 

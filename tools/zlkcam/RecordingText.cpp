@@ -3,7 +3,7 @@
 #include <algorithm>
 #include <cstdio>
 
-#include "platform/usbscan/recording/ContainerText.h"
+#include "usbscan/recording/ContainerText.h"
 
 namespace zlk {
 

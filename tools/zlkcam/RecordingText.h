@@ -7,7 +7,7 @@
 #include <optional>
 #include <string>
 
-#include "platform/usbscan/recording/UsbEvent.h"
+#include "usbscan/recording/UsbEvent.h"
 
 namespace zlk {
 

@@ -4,10 +4,10 @@
 #include <string>
 #include <vector>
 
-#include "platform/usbscan.h"
 #include "tools/zlkcam/DeviceDirectory.h"
 #include "tools/zlkcam/Documents.h"
 #include "tools/zlkcam/Failure.h"
+#include "usbscan/usbscan.h"
 
 namespace zlk {
 

@@ -5,9 +5,9 @@
 #include <deque>
 #include <functional>
 
-#include "platform/usbscan/host/EventLoop.h"
 #include "tools/zlkcamsim/Container.h"
 #include "tools/zlkcamsim/UsbFunction.h"
+#include "usbscan/host/EventLoop.h"
 
 namespace zlk::camsim {
 

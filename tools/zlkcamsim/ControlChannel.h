@@ -6,7 +6,7 @@
 #include <memory>
 #include <string>
 
-#include "platform/usbscan/host/EventLoop.h"
+#include "usbscan/host/EventLoop.h"
 
 namespace zlk::camsim {
 

@@ -1,7 +1,7 @@
 #include "tools/zlkcamsim/Plug.h"
 
-#include "platform/usbscan.h"
 #include "tools/zlkcamsim/SimulatedDevice.h"
+#include "usbscan/usbscan.h"
 
 namespace zlk::camsim {
 

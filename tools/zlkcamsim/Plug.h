@@ -4,9 +4,9 @@
 #include <memory>
 #include <string>
 
-#include "platform/usbscan/host/DeviceEntry.h"
-#include "platform/usbscan/host/DeviceHost.h"
 #include "tools/zlkcamsim/VirtualCamera.h"
+#include "usbscan/host/DeviceEntry.h"
+#include "usbscan/host/DeviceHost.h"
 
 namespace zlk::camsim {
 

@@ -3,8 +3,8 @@
 #include <algorithm>
 #include <array>
 
-#include "platform/usbscan/recording/ContainerText.h"
 #include "tools/zlkcamsim/Responder.h"
+#include "usbscan/recording/ContainerText.h"
 
 namespace zlk::camsim {
 namespace {

@@ -3,8 +3,8 @@
 #include <algorithm>
 #include <utility>
 
-#include "platform/usbscan/Protocol.h"
 #include "tools/zlkcamsim/Descriptors.h"
+#include "usbscan/Protocol.h"
 
 namespace zlk::camsim {
 namespace {

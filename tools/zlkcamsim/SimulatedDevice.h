@@ -6,9 +6,9 @@
 #include <utility>
 #include <vector>
 
-#include "platform/usbscan/host/EventLoop.h"
-#include "platform/usbscan/host/UsbDevice.h"
 #include "tools/zlkcamsim/UsbFunction.h"
+#include "usbscan/host/EventLoop.h"
+#include "usbscan/host/UsbDevice.h"
 
 namespace zlk::camsim {
 

@@ -1,7 +1,7 @@
 #include "tests/directory/fakes/Fakes.h"
 
 #include "ZlkCamTr.h"
-#include "foundation/Guarded.h"
+#include "foundation/ComponentText.h"
 #include "foundation/Registry.h"
 #include "interfaces/IDriveMapper.h"
 #include "platform/automation_object.h"

@@ -7,9 +7,9 @@
 #include <string>
 #include <vector>
 
-#include "platform/usbscan/host/EventLoop.h"
 #include "tests/usb/emulator/UsbfsNode.h"
 #include "tools/zlkcamsim/UsbFunction.h"
+#include "usbscan/host/EventLoop.h"
 
 namespace zlk::test {
 

@@ -8,8 +8,8 @@
 #include <mutex>
 #include <string>
 
-#include "platform/usbscan/host/EventLoop.h"
 #include "tests/usb/emulator/UrbQueues.h"
+#include "usbscan/host/EventLoop.h"
 
 namespace zlk::test {
 

@@ -1,6 +1,6 @@
 // mount, unmount: folders that stand for a card.
 
-#include "platform/volumes.h"
+#include "platform/card_mounts.h"
 #include "tools/zlkcam/MachineTrouble.h"
 #include "tools/zlkcam/SettingsStore.h"
 #include "tools/zlkcam/Text.h"

@@ -5,7 +5,7 @@
 
 #include "platform/files.h"
 #include "platform/modules.h"
-#include "platform/registry.h"
+#include "platform/registrar.h"
 #include "tools/zlkcam/MachineTrouble.h"
 #include "tools/zlkcam/Text.h"
 #include "tools/zlkcam/commands/Commands.h"

@@ -1,0 +1,101 @@
+#include "platform/base/Handle.h"
+
+#include <pthread.h>
+
+#include <mutex>
+#include <new>
+#include <unordered_map>
+#include <utility>
+
+#include "platform/immortal.h"
+
+namespace zlk::platform {
+namespace {
+
+// Handle values are never used twice, so that a stale one can't reach somebody else's object.
+static_assert(sizeof(HANDLE) == 8, "the values of a process would run out");
+
+struct HandleTable {
+    HandleTable();
+
+    std::mutex lock;
+    std::unordered_map<HANDLE, std::shared_ptr<Handle>> objects;
+    std::uintptr_t last = 0;
+};
+
+HandleTable& table() {
+    static Immortal<HandleTable> instance;
+    return *instance;
+}
+
+// A child that is forked by another thread than the one that holds the lock would never get it.
+HandleTable::HandleTable() {
+    pthread_atfork([] { table().lock.lock(); }, [] { table().lock.unlock(); },
+                   [] { table().lock.unlock(); });
+}
+
+bool refuse() {
+    SetLastError(ERROR_INVALID_HANDLE);
+    return false;
+}
+
+}  // namespace
+
+bool Handle::read(void*, DWORD, DWORD&) {
+    return refuse();
+}
+
+bool Handle::write(const void*, DWORD, DWORD&) {
+    return refuse();
+}
+
+bool Handle::control(DWORD, const void*, DWORD, void*, DWORD, DWORD&) {
+    return refuse();
+}
+
+bool Handle::flush() {
+    return refuse();
+}
+
+bool Handle::size(std::int64_t&) {
+    return refuse();
+}
+
+HANDLE addHandle(std::shared_ptr<Handle> object) noexcept {
+    try {
+        HandleTable& handles = table();
+        const std::lock_guard guard(handles.lock);
+        const auto handle = reinterpret_cast<HANDLE>(handles.last + 4);
+        handles.objects.emplace(handle, std::move(object));
+        handles.last += 4;
+        return handle;
+    } catch (const std::bad_alloc&) {
+        SetLastError(ERROR_NOT_ENOUGH_MEMORY);
+        return nullptr;
+    }
+}
+
+std::shared_ptr<Handle> findHandle(HANDLE handle) noexcept {
+    HandleTable& handles = table();
+    const std::lock_guard guard(handles.lock);
+    const auto found = handles.objects.find(handle);
+    if (found != handles.objects.end()) return found->second;
+    SetLastError(ERROR_INVALID_HANDLE);
+    return nullptr;
+}
+
+bool closeHandle(HANDLE handle) noexcept {
+    std::shared_ptr<Handle> object;
+    {
+        HandleTable& handles = table();
+        const std::lock_guard guard(handles.lock);
+        const auto found = handles.objects.find(handle);
+        if (found == handles.objects.end()) return refuse();
+        object = std::move(found->second);
+        handles.objects.erase(found);
+    }
+    object->close();
+    return true;
+}
+
+}  // namespace zlk::platform

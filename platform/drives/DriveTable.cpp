@@ -1,0 +1,148 @@
+#include "platform/drives/DriveTable.h"
+
+#include <fcntl.h>
+#include <unistd.h>
+
+#include <algorithm>
+
+#include "platform/base/FileName.h"
+#include "platform/base/PosixError.h"
+#include "platform/drives/CardMountStore.h"
+#include "platform/drives/DriveLetters.h"
+#include "platform/drives/SystemVolumes.h"
+#include "platform/text.h"
+
+namespace zlk::platform {
+namespace {
+
+/// The path that a text means: one that exists, if either reading of its units does.
+std::string machinePath(const std::u16string& text) {
+    auto literal = literalName(text);
+    if (literal && (!hasByteUnits(text) || ::access(literal->c_str(), F_OK) == 0)) return *literal;
+    if (auto bytes = byteName(text)) return *bytes;
+    return literal.value_or(std::string());
+}
+
+std::u16string lastName(std::string_view folder) {
+    while (folder.ends_with('/')) folder.remove_suffix(1);
+    return nameText(folder.substr(folder.rfind('/') + 1));
+}
+
+Drive driveOf(const CardMount& mount) {
+    Drive drive{.letter = mount.letter,
+                .type = mount.cdrom ? DRIVE_CDROM : DRIVE_REMOVABLE,
+                .folder = machinePath(mount.folder),
+                .label = mount.label,
+                .vendor = utf8Text(mount.vendor),
+                .product = utf8Text(mount.product)};
+    if (drive.label.empty()) drive.label = lastName(drive.folder);
+    return drive;
+}
+
+Drive driveOf(const LetteredVolume& lettered) {
+    const SystemVolume& volume = lettered.volume;
+    const std::string label = volume.folder.empty() ? "" : volumeLabel(volume.device);
+    return {.letter = lettered.letter,
+            .type = volume.disc ? DRIVE_CDROM : DRIVE_REMOVABLE,
+            .folder = volume.folder,
+            .label = label.empty() ? lastName(volume.folder) : nameText(label),
+            .vendor = volume.vendor,
+            .product = volume.product};
+}
+
+Drive machineDrive() {
+    return {.letter = machineLetter,
+            .type = DRIVE_FIXED,
+            .folder = "/",
+            .label = {},
+            .vendor = {},
+            .product = {}};
+}
+
+Descriptor openFolder(const std::string& folder) {
+    return Descriptor(::open(folder.c_str(), O_PATH | O_DIRECTORY | O_CLOEXEC));
+}
+
+/// How many names of `path` a mount takes; 0 if the path doesn't lead there.
+std::size_t matchOf(const NetworkMount& mount, const std::vector<std::u16string_view>& path,
+                    bool anyCase) {
+    if (mount.source.size() > path.size()) return 0;
+    const bool same =
+        std::equal(mount.source.begin(), mount.source.end(), path.begin(),
+                   [anyCase](const std::string& name, std::u16string_view text) {
+                       const std::u16string other = nameText(name);
+                       return anyCase ? equalIgnoringCase(other, text) : other == text;
+                   });
+    return same ? mount.source.size() : 0;
+}
+
+}  // namespace
+
+std::vector<Drive> listDrives() {
+    std::vector<Drive> drives;
+    std::u16string taken;
+    for (const CardMount& mount : readCardMounts()) {
+        drives.push_back(driveOf(mount));
+        taken += mount.letter;
+    }
+    const std::size_t mounted = drives.size();
+    for (const LetteredVolume& lettered : letteredVolumes(taken)) {
+        const auto end = drives.begin() + static_cast<std::ptrdiff_t>(mounted);
+        const bool known = std::any_of(drives.begin(), end, [&](const Drive& drive) {
+            return drive.folder == lettered.volume.folder;
+        });
+        if (!known) drives.push_back(driveOf(lettered));
+    }
+    std::sort(drives.begin(), drives.end(),
+              [](const Drive& a, const Drive& b) { return a.letter < b.letter; });
+    drives.push_back(machineDrive());
+    return drives;
+}
+
+std::optional<Drive> findDrive(WCHAR letter) {
+    letter = upperCase(letter);
+    if (letter == machineLetter) return machineDrive();
+    if (letter < firstLetter || letter > lastLetter) return std::nullopt;
+    if (const auto mount = readCardMount(letter)) return driveOf(*mount);
+    for (Drive& drive : listDrives())
+        if (drive.letter == letter) return std::move(drive);
+    return std::nullopt;
+}
+
+Descriptor openDriveFolder(WCHAR letter) {
+    const auto drive = findDrive(letter);
+    if (!drive) {
+        SetLastError(ERROR_PATH_NOT_FOUND);
+        return {};
+    }
+    Descriptor folder = drive->folder.empty() ? Descriptor() : openFolder(drive->folder);
+    if (!folder)
+        SetLastError(!drive->folder.empty() && errno == EACCES ? ERROR_ACCESS_DENIED
+                                                               : ERROR_NOT_READY);
+    return folder;
+}
+
+Descriptor openShareFolder(std::vector<std::u16string_view>& path) {
+    const std::vector<NetworkMount> mounts = networkMounts();
+    std::size_t length = 0;
+    const NetworkMount* best = nullptr;
+    for (const bool anyCase : {false, true}) {
+        for (const NetworkMount& mount : mounts) {
+            const std::size_t match = matchOf(mount, path, anyCase);
+            if (match > length) {
+                length = match;
+                best = &mount;
+            }
+        }
+    }
+    Descriptor folder = best ? openFolder(best->folder) : Descriptor();
+    if (!best) {
+        SetLastError(ERROR_PATH_NOT_FOUND);
+    } else if (!folder) {
+        setLastErrorFromErrno();
+    }
+    path.erase(path.begin(), path.begin() + static_cast<std::ptrdiff_t>(length));
+    return folder;
+}
+
+}  // namespace zlk::platform

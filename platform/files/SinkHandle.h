@@ -1,0 +1,32 @@
+#pragma once
+// An open file that hands on what is written to it.
+
+#include <memory>
+#include <string_view>
+
+#include "platform/base/Handle.h"
+#include "platform/file_sinks.h"
+
+namespace zlk::platform {
+
+class SinkHandle final : public Handle {
+  public:
+    /// Whether a path has the form of a sink's name.
+    static bool isNamed(std::u16string_view path) noexcept;
+    /// Null with the last error: ERROR_FILE_NOT_FOUND for a sink that is gone, ERROR_ACCESS_DENIED
+    /// for one that isn't opened to be written.
+    static std::shared_ptr<SinkHandle> open(std::u16string_view path, DWORD access);
+
+    struct Entry;
+    explicit SinkHandle(std::shared_ptr<Entry> entry) noexcept : entry_(std::move(entry)) {}
+
+    bool write(const void* buffer, DWORD size, DWORD& done) override;
+    bool flush() override { return true; }
+    bool size(std::int64_t& bytes) override;
+
+  private:
+    const std::shared_ptr<Entry> entry_;
+    std::int64_t written_ = 0;
+};
+
+}  // namespace zlk::platform

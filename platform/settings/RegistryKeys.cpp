@@ -1,0 +1,296 @@
+#include "platform/settings/RegistryKeys.h"
+
+#include <pthread.h>
+
+#include <algorithm>
+
+#include "platform/base/MachineRoot.h"
+#include "platform/immortal.h"
+#include "platform/settings/RegistryTables.h"
+
+namespace zlk::platform {
+namespace {
+
+constexpr DWORD writeAccess = KEY_SET_VALUE | KEY_CREATE_SUB_KEY;
+
+/// The components of a subkey text behind those of its parent. `error` is for a text that names no
+/// possible key.
+RegistryPath pathBelow(const RegistryPath& parent, const WCHAR* subKey, DWORD error) {
+    RegistryPath path = parent;
+    std::u16string_view rest = subKey ? subKey : u"";
+    while (!rest.empty()) {
+        const std::size_t end = rest.find(u'\\');
+        const std::u16string_view component = rest.substr(0, end);
+        if (component.empty() || component.size() > maxRegistryKeyName ||
+            path.size() == maxRegistryLevels || end + 1 == rest.size())
+            throw RegistryFailure{error};
+        path.push_back(RegistryName::of(component));
+        rest.remove_prefix(end == rest.npos ? rest.size() : end + 1);
+    }
+    return path;
+}
+
+const RegistryValue* findValue(const RegistryValues& values, const std::u16string& folded) {
+    const auto found = std::find_if(values.begin(), values.end(), [&](const RegistryValue& value) {
+        return value.name.folded == folded;
+    });
+    return found == values.end() ? nullptr : &*found;
+}
+
+/// Whether writing this would change nothing. Written anew, a value stands behind all others.
+bool standsAlready(const RegistryValues& values, const RegistryName& name, DWORD type,
+                   std::span<const BYTE> data, bool anew) {
+    const RegistryValue* const held = findValue(values, name.folded);
+    if (!held || held->type != type || !held->data || !std::ranges::equal(*held->data, data))
+        return false;
+    return !anew || (held == &values.back() && held->name.name == name.name);
+}
+
+std::int64_t rootIdOf(const RegistryKeys::OpenKey& key) {
+    return key.root == HKEY_CLASSES_ROOT ? classesRootId : localMachineId;
+}
+
+std::int64_t makePath(RegistryDatabase& database, std::int64_t key,
+                      std::span<const RegistryName> path) {
+    for (const RegistryName& name : path) key = makeChild(database, key, name);
+    return key;
+}
+
+/// A key of the backdrop is made in the store once something is written below it.
+std::int64_t ownOrMade(RegistryDatabase& database, const RegistryKeys::OpenKey& key) {
+    return key.own ? key.own : makePath(database, rootIdOf(key), key.path);
+}
+
+}  // namespace
+
+const RegistryValues& RegistryKeys::View::values() {
+    static const RegistryValues none;
+    const RegistryValues* own = store_.values(key_.own);
+    if (!own) own = &none;
+    if (!behind_) return *own;
+    if (!joinedValues_) {
+        joinedValues_ = *own;
+        for (const RegistryValue& value : behind_->values)
+            if (!findValue(*own, value.name.folded)) joinedValues_->push_back(value);
+    }
+    return *joinedValues_;
+}
+
+const RegistryNames& RegistryKeys::View::subKeys() {
+    static const RegistryNames none;
+    const RegistryNames* own = store_.subKeys(key_.own);
+    if (!own) own = &none;
+    if (!behind_) return *own;
+    if (!joinedNames_) {
+        const auto before = [](const RegistryName& a, const RegistryName& b) {
+            return a.folded < b.folded;
+        };
+        // Of two equal names a union keeps the first list's.
+        std::set_union(own->begin(), own->end(), behind_->subKeys.begin(), behind_->subKeys.end(),
+                       std::back_inserter(joinedNames_.emplace()), before);
+    }
+    return *joinedNames_;
+}
+
+const RegistryValue* RegistryKeys::View::value(const std::u16string& folded) {
+    const RegistryValues* own = store_.values(key_.own);
+    const RegistryValue* found = own ? findValue(*own, folded) : nullptr;
+    if (!found) return behind_ ? findValue(behind_->values, folded) : nullptr;
+    if (found->data) return found;
+    // Type and data come from one read: the value may have changed since it was listed.
+    large_ = *found;
+    if (!store_.value(key_.own, folded, large_->type, large_->data.emplace())) return nullptr;
+    large_->size = static_cast<DWORD>(large_->data->size());
+    return &*large_;
+}
+
+RegistryKeys& RegistryKeys::instance() {
+    static Immortal<RegistryKeys> keys;
+    // At the end of the process the log is written back, so that the file alone is the store.
+    struct Closer {
+        ~Closer() {
+            const std::unique_lock guard(keys->lock_, std::try_to_lock);
+            if (guard) keys->store_.release(false);
+        }
+    };
+    static const Closer closer;
+    return *keys;
+}
+
+RegistryKeys::RegistryKeys()
+    : store_(MachineRoot::instance().path() + "/registry.db", MachineRoot::instance().fileMode()),
+      classesRoot_{HKEY_CLASSES_ROOT, {}, KEY_ALL_ACCESS, classesRootId, 0},
+      localMachine_{HKEY_LOCAL_MACHINE, {}, KEY_ALL_ACCESS, localMachineId, 0} {
+    pthread_atfork(
+        [] {
+            instance().lock_.lock();
+            instance().store_.release(true);
+        },
+        [] { instance().lock_.unlock(); }, [] { instance().lock_.unlock(); });
+}
+
+RegistryKeys::OpenKey& RegistryKeys::find(HKEY key) {
+    if (key == HKEY_CLASSES_ROOT || key == HKEY_LOCAL_MACHINE) {
+        if (!MachineRoot::instance().usable()) throw RegistryFailure{ERROR_ACCESS_DENIED};
+        return key == HKEY_CLASSES_ROOT ? classesRoot_ : localMachine_;
+    }
+    const auto found = keys_.find(reinterpret_cast<std::uintptr_t>(key));
+    if (found == keys_.end()) throw RegistryFailure{ERROR_INVALID_HANDLE};
+    return found->second;
+}
+
+RegistryKeys::OpenKey& RegistryKeys::findForWriting(HKEY handle) {
+    OpenKey& key = find(handle);
+    if (!(key.access & KEY_SET_VALUE)) throw RegistryFailure{ERROR_ACCESS_DENIED};
+    return key;
+}
+
+std::shared_ptr<const RegistryContent> RegistryKeys::behind(HKEY root, const RegistryPath& path) {
+    return root == HKEY_CLASSES_ROOT ? classes_.find(path) : devices_->find(path);
+}
+
+RegistryKeys::View RegistryKeys::locate(OpenKey& key, bool lookForFile) {
+    store_.refresh(lookForFile);
+    const bool isRoot = key.path.empty();
+    if (!isRoot && key.own && (key.generation != store_.generation() || !store_.values(key.own)))
+        key.own = 0;
+    std::shared_ptr<const RegistryContent> content;
+    try {
+        content = behind(key.root, key.path);
+    } catch (const RegistryFailure&) {
+        // A broken backdrop, which has said so, doesn't take the user's own keys away.
+        if (!key.own) throw;
+    }
+    // The store may have got this key since it was opened.
+    if (content && !key.own) {
+        key.own = descend(rootIdOf(key), key.path);
+        key.generation = store_.generation();
+    }
+    if (!content && !key.own) throw RegistryFailure{ERROR_KEY_DELETED};
+    return {store_, key, std::move(content)};
+}
+
+std::int64_t RegistryKeys::descend(std::int64_t key, std::span<const RegistryName> path) {
+    for (const RegistryName& name : path)
+        if (key) key = store_.child(key, name.folded);
+    return key;
+}
+
+HKEY RegistryKeys::add(HKEY root, RegistryPath path, DWORD access, std::int64_t own) {
+    last_ += 4;
+    keys_.emplace(last_, OpenKey{root, std::move(path), access, own, store_.generation()});
+    return reinterpret_cast<HKEY>(last_);
+}
+
+bool RegistryKeys::isBehind(const OpenKey& parent, const View& seen, const RegistryPath& path) {
+    if (!seen.behind_ || path.size() != parent.path.size() + 1)
+        return behind(parent.root, path) != nullptr;
+    // What stands behind the parent has just been asked for, and names its subkeys.
+    return std::ranges::any_of(seen.behind_->subKeys, [&](const RegistryName& name) {
+        return name.folded == path.back().folded;
+    });
+}
+
+HKEY RegistryKeys::openExisting(OpenKey& parent, const View& seen, const RegistryPath& path,
+                                DWORD access) {
+    std::int64_t own = 0;
+    store_.read([&] {
+        own = descend(parent.own, std::span(path).subspan(parent.path.size()));
+        // Whoever opens a key reads its values next.
+        store_.values(own);
+    });
+    if (!own && !path.empty() && !isBehind(parent, seen, path)) return nullptr;
+    if ((access & writeAccess) && !store_.writable()) throw RegistryFailure{ERROR_ACCESS_DENIED};
+    return add(parent.root, path, access, own);
+}
+
+HKEY RegistryKeys::open(HKEY parentKey, const WCHAR* subKey, DWORD access) {
+    OpenKey& parent = find(parentKey);
+    const RegistryPath path = pathBelow(parent.path, subKey, ERROR_FILE_NOT_FOUND);
+    const View seen = locate(parent, true);
+    const HKEY key = openExisting(parent, seen, path, access);
+    if (!key) throw RegistryFailure{ERROR_FILE_NOT_FOUND};
+    return key;
+}
+
+HKEY RegistryKeys::create(HKEY parentKey, const WCHAR* subKey, DWORD access, bool& made) {
+    OpenKey& parent = find(parentKey);
+    const RegistryPath path = pathBelow(parent.path, subKey, ERROR_INVALID_PARAMETER);
+    const View seen = locate(parent, true);
+    made = false;
+    if (const HKEY key = openExisting(parent, seen, path, access)) return key;
+    const auto below = std::span(path).subspan(parent.path.size());
+    std::int64_t own = 0;
+    store_.write([&](RegistryDatabase& database) {
+        made = !descend(parent.own, below);
+        own = makePath(database, ownOrMade(database, parent), below);
+    });
+    return add(parent.root, path, access, own);
+}
+
+void RegistryKeys::close(HKEY key) {
+    if (key == HKEY_CLASSES_ROOT || key == HKEY_LOCAL_MACHINE) return;
+    if (!keys_.erase(reinterpret_cast<std::uintptr_t>(key)))
+        throw RegistryFailure{ERROR_INVALID_HANDLE};
+}
+
+RegistryKeys::View RegistryKeys::view(HKEY key) {
+    return locate(find(key), false);
+}
+
+void RegistryKeys::setValue(HKEY handle, const RegistryName& name, DWORD type,
+                            std::span<const BYTE> data, bool anew) {
+    OpenKey& key = findForWriting(handle);
+    locate(key, true);
+    // Whoever lists the cameras enters each of them, as it nearly always stands there already; and
+    // a write waits for the disk several times.
+    const RegistryValues* const values = store_.values(key.own);
+    if (values && standsAlready(*values, name, type, data, anew)) return;
+    std::int64_t own = 0;
+    store_.write([&](RegistryDatabase& database) {
+        own = ownOrMade(database, key);
+        if (anew) platform::deleteValue(database, own, name.folded);
+        writeValue(database, own, name, type, data);
+    });
+    key.own = own;
+    key.generation = store_.generation();
+}
+
+void RegistryKeys::deleteValue(HKEY handle, const RegistryName& name) {
+    OpenKey& key = findForWriting(handle);
+    const View view = locate(key, true);
+    bool gone = false;
+    const RegistryValues* own = store_.values(key.own);
+    if (own && findValue(*own, name.folded))
+        store_.write([&](RegistryDatabase& database) {
+            gone = platform::deleteValue(database, key.own, name.folded);
+        });
+    if (gone) return;
+    const bool installed = view.behind_ && findValue(view.behind_->values, name.folded);
+    throw RegistryFailure{installed ? ERROR_ACCESS_DENIED : ERROR_FILE_NOT_FOUND};
+}
+
+void RegistryKeys::deleteTree(HKEY handle, const WCHAR* subKey) {
+    OpenKey& parent = findForWriting(handle);
+    const RegistryPath path = pathBelow(parent.path, subKey, ERROR_FILE_NOT_FOUND);
+    if (path.size() == parent.path.size()) throw RegistryFailure{ERROR_INVALID_PARAMETER};
+    locate(parent, true);
+    const auto below = std::span(path).subspan(parent.path.size());
+    bool gone = false;
+    if (descend(parent.own, below))
+        store_.write([&](RegistryDatabase& database) {
+            const std::int64_t own = descend(parent.own, below);
+            if (own) deleteKey(database, own);
+            gone = own != 0;
+        });
+    if (gone) return;
+    throw RegistryFailure{behind(parent.root, path) ? ERROR_ACCESS_DENIED : ERROR_FILE_NOT_FOUND};
+}
+
+void RegistryKeys::saveClasses(const std::string& path) {
+    find(HKEY_CLASSES_ROOT);
+    store_.refresh(true);
+    InstalledClasses::save(store_, path);
+}
+
+}  // namespace zlk::platform

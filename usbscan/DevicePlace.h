@@ -1,0 +1,77 @@
+#pragma once
+// Where whoever serves a device is found, in the folder of devices: <name>.lock, which he holds,
+// and <name>.sock, on which he listens. Nothing but a header, since hosts don't link the platform
+// library.
+
+#include <fcntl.h>
+#include <sys/socket.h>
+#include <sys/un.h>
+#include <unistd.h>
+
+#include <cerrno>
+#include <cstdio>
+#include <string>
+#include <utility>
+
+#include "platform/base/FileLock.h"
+#include "platform/descriptor.h"
+
+namespace zlk::usbscan {
+
+class DeviceLock {
+  public:
+    /// Held as long as the descriptor lives. Empty with errno, EBUSY if another process has it.
+    static Descriptor take(const std::string& folder, const std::string& name) {
+        Descriptor file = open(folder, name, O_CREAT);
+        struct flock lock = platform::wholeFile(F_WRLCK);
+        if (!file || ::fcntl(file.get(), F_OFD_SETLK, &lock) == 0) return file;
+        if (errno == EAGAIN || errno == EACCES) errno = EBUSY;
+        return {};
+    }
+    static bool isTaken(const std::string& folder, const std::string& name) {
+        const Descriptor file = open(folder, name, O_NONBLOCK);
+        struct flock lock = platform::wholeFile(F_WRLCK);
+        return file && ::fcntl(file.get(), F_OFD_GETLK, &lock) == 0 && lock.l_type != F_UNLCK;
+    }
+
+  private:
+    static Descriptor open(const std::string& folder, const std::string& name, int flags) {
+        const std::string path = folder + '/' + name + ".lock";
+        return Descriptor(::open(path.c_str(), O_RDWR | O_CLOEXEC | O_NOFOLLOW | flags, 0600));
+    }
+};
+
+/// An address holds some hundred characters and a folder's path may be longer, so the socket is
+/// named through the open folder.
+class DeviceAddress {
+  public:
+    DeviceAddress(const std::string& folder, const std::string& name)
+        : folder_(::open(folder.c_str(), O_PATH | O_DIRECTORY | O_CLOEXEC)) {
+        address_.sun_family = AF_UNIX;
+        std::snprintf(address_.sun_path, sizeof address_.sun_path, "/proc/self/fd/%d/%s.sock",
+                      folder_.get(), name.c_str());
+    }
+    /// Empty with errno, and so is the next.
+    Descriptor connect() const {
+        Descriptor socket(::socket(AF_UNIX, SOCK_STREAM | SOCK_CLOEXEC, 0));
+        const bool connected = socket && ::connect(socket.get(), address(), sizeof address_) == 0;
+        return connected ? std::move(socket) : Descriptor();
+    }
+    /// In the place of whatever was there. Non-blocking.
+    Descriptor listen() const {
+        constexpr int backlog = 64;
+        Descriptor socket(::socket(AF_UNIX, SOCK_STREAM | SOCK_CLOEXEC | SOCK_NONBLOCK, 0));
+        ::unlink(address_.sun_path);
+        const bool listening = socket && ::bind(socket.get(), address(), sizeof address_) == 0 &&
+                               ::listen(socket.get(), backlog) == 0;
+        return listening ? std::move(socket) : Descriptor();
+    }
+
+  private:
+    const sockaddr* address() const { return reinterpret_cast<const sockaddr*>(&address_); }
+
+    Descriptor folder_;
+    sockaddr_un address_{};
+};
+
+}  // namespace zlk::usbscan

@@ -1,0 +1,452 @@
+#include "usbscan/client/CameraHandle.h"
+
+#include <algorithm>
+#include <chrono>
+#include <cstring>
+#include <ctime>
+#include <utility>
+
+#include "platform/base/Diagnose.h"
+#include "platform/files.h"
+#include "platform/named_objects.h"
+#include "platform/settings/PlatformSettings.h"
+#include "platform/text.h"
+#include "usbscan/client/AttachedDevices.h"
+#include "usbscan/client/DeviceHolder.h"
+#include "usbscan/client/HostStart.h"
+#include "usbscan/usbscan.h"
+
+namespace zlk::platform {
+namespace {
+
+using usbscan::MessageHeader;
+using usbscan::MessageKind;
+using namespace std::chrono_literals;
+
+constexpr char category[] = "Usbscan";
+
+constexpr DWORD usualTransferTimeout = 20'000, usualEventTimeout = 5'000;  // ms
+constexpr DWORD shortestTimeout = 10, longestTimeout = 3'600'000;
+// The host keeps its own time and recovers the device; only one that doesn't run takes longer.
+constexpr auto hostPatience = 30s;
+
+// Whoever reads less than a container's head looks for a packet of no bytes.
+constexpr DWORD containerHead = 12;
+constexpr auto zeroPacketPatience = 100ms;
+constexpr auto lately = 100ms;
+
+bool refuse(DWORD error) {
+    SetLastError(error);
+    return false;
+}
+
+DWORD timeoutSetting(const WCHAR* name, DWORD usual) {
+    return std::clamp(platformNumber(name, usual), shortestTimeout, longestTimeout);
+}
+
+bool beginsWithCommand(const void* buffer, DWORD size) {
+    const auto* bytes = static_cast<const unsigned char*>(buffer);
+    return size >= containerHead && bytes[4] == 1 && bytes[5] == 0;
+}
+
+bool hasLegalSize(const MessageHeader& header) {
+    return header.length <= (header.kind == MessageKind::Data ? usbscan::maxDataMessage
+                                                              : usbscan::maxControlMessage);
+}
+
+void tellHolder(const AttachedDevice& device) {
+    const DeviceHolder holder = findHolderOf(device);
+    if (holder.pid != 0)
+        diagnose(category, u"%s is held by %s (process %u)", device.node, holder.program,
+                 holder.pid);
+    else
+        diagnose(category, u"%s is held by another program", device.node);
+}
+
+}  // namespace
+
+std::shared_ptr<CameraHandle> CameraHandle::open(std::u16string_view name) {
+    const auto device = attachedDevice(name);
+    if (!device) {
+        SetLastError(ERROR_FILE_NOT_FOUND);
+        return nullptr;
+    }
+    const usbscan::OpenRequest request{usbscan::protocolVersion,
+                                       timeoutSetting(u"TransferTimeout", usualTransferTimeout),
+                                       timeoutSetting(u"EventTimeout", usualEventTimeout)};
+    const std::chrono::milliseconds longest(
+        std::max(request.transferTimeout, request.eventTimeout));
+    constexpr int tries = 10;
+    for (int i = 0; i < tries; ++i) {
+        Descriptor socket = connectToHost(*device);
+        if (!socket) return nullptr;
+        auto handle = std::make_shared<CameraHandle>(std::move(socket), longest + hostPatience);
+        const Opening opening = handle->shakeHands(request);
+        if (opening == Opening::Done) {
+            handle->recordIfSet(*device);
+            return handle;
+        }
+        if (opening == Opening::Failed) {
+            if (GetLastError() == ERROR_SHARING_VIOLATION) tellHolder(*device);
+            return nullptr;
+        }
+        constexpr timespec pause{0, 10'000'000};
+        ::nanosleep(&pause, nullptr);
+    }
+    SetLastError(ERROR_DEVICE_NOT_CONNECTED);
+    return nullptr;
+}
+
+CameraHandle::Opening CameraHandle::shakeHands(const usbscan::OpenRequest& request) {
+    // Refused already, perhaps; its answer tells.
+    socket_.send({0, MessageKind::Open, 0, 0}, std::as_bytes(std::span(&request, 1)));
+    for (MessageHeader header; socket_.receiveHeader(header) == HostSocket::Result::Ok;) {
+        DWORD error = 0;
+        if (header.kind == MessageKind::Opened && header.length == 0) {
+            isRecorded_ = header.flags & usbscan::isRecorded;
+            return Opening::Done;
+        }
+        if (header.kind == MessageKind::Refused && header.length == sizeof error) {
+            if (!receive(std::as_writable_bytes(std::span(&error, 1)))) break;
+            SetLastError(error);
+            return Opening::Failed;
+        }
+        if (!hasLegalSize(header) || !skipRest()) break;
+    }
+    return Opening::Again;
+}
+
+void CameraHandle::close() noexcept {
+    // In a forked child the connection is still its parent's.
+    if (!fork_.crossed()) socket_.shutDown();
+}
+
+bool CameraHandle::isUsable() {
+    if (fork_.crossed()) return refuse(ERROR_INVALID_HANDLE);
+    return dead_ == ERROR_SUCCESS || refuse(dead_);
+}
+
+bool CameraHandle::send(MessageKind kind, std::span<const std::byte> first,
+                        std::span<const std::byte> second, int descriptor) {
+    bool sent;
+    {
+        const std::lock_guard lock(sending_);
+        const bool command = kind == MessageKind::Write &&
+                             beginsWithCommand(first.data(), static_cast<DWORD>(first.size()));
+        if (command) {
+            ++turn_;
+            over_ = false;
+        }
+        sent = socket_.send({0, kind, 0, turn_}, first, second, descriptor);
+    }
+    if (sent) return true;
+    // The host's last words tell why.
+    const std::lock_guard lock(receiving_);
+    for (MessageHeader header; nextMessage(header);)
+        if (!skipRest()) break;
+    return false;
+}
+
+bool CameraHandle::checked(HostSocket::Result result) {
+    if (result == HostSocket::Result::Ok) return true;
+    // What comes now can't be told apart any more.
+    dead_ = result == HostSocket::Result::TimedOut ? ERROR_SEM_TIMEOUT : ERROR_DEVICE_NOT_CONNECTED;
+    return refuse(dead_);
+}
+
+bool CameraHandle::receive(std::span<std::byte> buffer) {
+    return checked(socket_.receive(buffer));
+}
+
+bool CameraHandle::skipRest() {
+    return checked(socket_.skipRest());
+}
+
+bool CameraHandle::fail(const MessageHeader& header) {
+    DWORD error = 0;
+    if (header.length != sizeof error) return checked(HostSocket::Result::Closed);
+    if (!receive(std::as_writable_bytes(std::span(&error, 1)))) return false;
+    if (header.flags & usbscan::handleIsDead) dead_ = error;
+    over_ = true;
+    return refuse(error);
+}
+
+bool CameraHandle::nextMessage(MessageHeader& header) {
+    for (;;) {
+        if (!checked(socket_.receiveHeader(header))) return false;
+        if (!hasLegalSize(header)) return checked(HostSocket::Result::Closed);
+        const bool ofThisTurn = header.turn == turn_;
+        switch (header.kind) {
+            case MessageKind::Note: {
+                std::string line(header.length, 0);
+                if (!receive(std::as_writable_bytes(std::span(line)))) return false;
+                diagnose(category, u"%s", line);
+                continue;
+            }
+            case MessageKind::Failed:
+                if ((header.flags & usbscan::handleIsDead) || (ofThisTurn && !over_))
+                    return fail(header);
+                break;
+            case MessageKind::Cancelled:
+                if (ofThisTurn && over_) return true;
+                break;
+            case MessageKind::Data:
+            case MessageKind::ZeroPacket:
+                if (ofThisTurn) return true;
+                break;
+            default:
+                return true;
+        }
+        if (!skipRest()) return false;
+    }
+}
+
+void CameraHandle::beginTurn() {
+    readTurn_ = turn_;
+    inData_ = zeroDue_ = zeroGiven_ = answered_ = false;
+    complete_ = true;  // as that before it was
+}
+
+bool CameraHandle::givesMissingZeroPacket(DWORD size) {
+    if (!zeroDue_ || size >= containerHead || socket_.hasInput(zeroPacketPatience)) return false;
+    zeroDue_ = false;
+    zeroGiven_ = true;
+    diagnose(category, u"A zero-length packet was due and didn't come");
+    return true;
+}
+
+bool CameraHandle::read(void* buffer, DWORD size, DWORD& done) {
+    const std::lock_guard lock(receiving_);
+    done = 0;
+    if (!isUsable()) return false;
+    if (readTurn_ != turn_) {
+        if (inData_ && !skipRest()) return false;
+        beginTurn();
+    }
+    if (over_) return refuse(ERROR_OPERATION_ABORTED);
+    if (size == 0 || givesMissingZeroPacket(size)) return true;
+    // Whoever goes on reading behind the response took something else for it, and would wait for
+    // what never comes.
+    if (answered_ && !(zeroDue_ && size < containerHead)) return refuse(ERROR_SEM_TIMEOUT);
+    while (!inData_) {
+        if (!nextMessage(data_)) return false;
+        if (data_.kind == MessageKind::Cancelled) return refuse(ERROR_OPERATION_ABORTED);
+        const bool due = std::exchange(zeroDue_, false);
+        if (data_.kind == MessageKind::ZeroPacket) {
+            // One that was taken for read comes too late. And between containers, a reader who
+            // wants the next one doesn't look for the end of the last: a device that sends heads in
+            // packets of their own ends payloads with it whose containers don't fill their packets.
+            const bool unwanted = complete_ && size >= containerHead;
+            if (!std::exchange(zeroGiven_, false) && !unwanted) return true;
+        } else if (data_.kind != MessageKind::Data) {
+            if (!skipRest()) return false;
+            zeroDue_ = due;
+        } else {
+            inData_ = data_.length > 0;
+            zeroGiven_ = false;
+            // Whatever is shorter than a container is what came in the packet's place.
+            if (due && size < containerHead && data_.length >= containerHead) {
+                diagnose(category, u"A zero-length packet was due and was left out");
+                return true;
+            }
+        }
+    }
+    const DWORD count = std::min<DWORD>(size, socket_.left());
+    if (!receive({static_cast<std::byte*>(buffer), count})) return false;
+    done = count;
+    if (socket_.left() == 0) {
+        inData_ = false;
+        zeroDue_ = data_.flags & usbscan::zeroPacketDue;
+        complete_ = data_.flags & usbscan::containerEnds;
+        answered_ = data_.flags & usbscan::answerEnds;
+        if (answered_) heardAt_ = std::chrono::steady_clock::now();
+    }
+    return true;
+}
+
+bool CameraHandle::write(const void* buffer, DWORD size, DWORD& done) {
+    if (!isUsable()) return false;
+    if (size > 0 && !send(MessageKind::Write, {static_cast<const std::byte*>(buffer), size}))
+        return false;
+    done = size;
+    return true;
+}
+
+bool CameraHandle::awaitAnswer(MessageKind kind, std::span<std::byte> output, DWORD& returned) {
+    if (inData_ && !skipRest()) return false;
+    inData_ = false;
+    for (MessageHeader header; nextMessage(header);) {
+        if (header.kind == kind) {
+            returned = std::min(header.length, static_cast<DWORD>(output.size()));
+            return receive(output.first(returned)) && skipRest();
+        }
+        // A question is answered all the same.
+        if (header.kind == MessageKind::Cancelled && kind == MessageKind::Event)
+            return refuse(ERROR_OPERATION_ABORTED);
+        if (!skipRest()) return false;
+    }
+    return false;
+}
+
+bool CameraHandle::ask(DWORD code, std::span<const std::byte> input, std::span<std::byte> output,
+                       DWORD& returned) {
+    const std::lock_guard one(asking_);
+    const usbscan::ControlRequest request{code, static_cast<std::uint32_t>(output.size()),
+                                          ++question_};
+    if (!send(MessageKind::Control, std::as_bytes(std::span(&request, 1)), input)) return false;
+    const std::lock_guard lock(receiving_);
+    usbscan::ControlAnswer head{};
+    std::byte answer[sizeof head + 255];
+    DWORD size = 0;
+    // One that was asked before may have been left without its answer.
+    do {
+        if (!awaitAnswer(MessageKind::ControlDone, answer, size)) return false;
+        if (size < sizeof head) return checked(HostSocket::Result::Closed);
+        std::memcpy(&head, answer, sizeof head);
+    } while (head.question != request.question);
+    if (head.error != ERROR_SUCCESS) return refuse(head.error);
+    if (size - sizeof head > output.size()) return refuse(ERROR_INSUFFICIENT_BUFFER);
+    returned = static_cast<DWORD>(size - sizeof head);
+    std::copy_n(answer + sizeof head, returned, output.begin());
+    return true;
+}
+
+/// Whether the last transaction's response was read a moment ago, and nothing has come since.
+bool CameraHandle::wasHeardLately() {
+    return answered_ && readTurn_ == turn_ &&
+           std::chrono::steady_clock::now() - heardAt_ < lately && !socket_.hasInput(0ms);
+}
+
+/// Who asks for the device's descriptor wants to know whether it still answers. One that has sent
+/// something so lately needs not be asked: between two pictures that costs as much as a small
+/// transaction.
+bool CameraHandle::askDescriptor(const USBSCAN_GET_DESCRIPTOR& wanted, std::span<std::byte> output,
+                                 DWORD& returned) {
+    const bool ofDevice = wanted.DescriptorType == 1 && wanted.Index == 0;
+    {
+        const std::lock_guard lock(receiving_);
+        if (ofDevice && descriptor_.bLength == sizeof descriptor_ && wasHeardLately()) {
+            returned = std::min<DWORD>(sizeof descriptor_, static_cast<DWORD>(output.size()));
+            std::memcpy(output.data(), &descriptor_, returned);
+            return true;
+        }
+    }
+    if (!ask(IOCTL_GET_USB_DESCRIPTOR, std::as_bytes(std::span(&wanted, 1)), output, returned))
+        return false;
+    const std::lock_guard lock(receiving_);
+    if (ofDevice && returned == sizeof descriptor_)
+        std::memcpy(&descriptor_, output.data(), sizeof descriptor_);
+    return true;
+}
+
+bool CameraHandle::askRecorder(MessageKind kind, std::span<const std::byte> first,
+                               std::span<const std::byte> second, int descriptor) {
+    const std::lock_guard one(asking_);
+    if (!isUsable() || !send(kind, first, second, descriptor)) return false;
+    const std::lock_guard lock(receiving_);
+    DWORD error = 0, size = 0;
+    if (!awaitAnswer(MessageKind::Recorded, std::as_writable_bytes(std::span(&error, 1)), size))
+        return false;
+    if (size != sizeof error) return checked(HostSocket::Result::Closed);
+    return error == ERROR_SUCCESS || refuse(error);
+}
+
+bool CameraHandle::record(const AttachedDevice& device, const FileHandle& file,
+                          std::uint32_t flags) {
+    // A device's texts are 126 units at most, and what a file in devices/ says may be longer.
+    constexpr std::size_t longest = 3 * 126;
+    usbscan::RecordRequest request{};
+    request.flags = flags;
+    std::string texts;
+    const std::pair<const std::string*, std::uint16_t*> fields[]{
+        {&device.manufacturer, &request.manufacturer},
+        {&device.product, &request.product},
+        {&device.serial, &request.serial}};
+    for (const auto& [text, size] : fields) {
+        *size = static_cast<std::uint16_t>(std::min(text->size(), longest));
+        texts.append(*text, 0, *size);
+    }
+    return askRecorder(MessageKind::Record, std::as_bytes(std::span(&request, 1)),
+                       std::as_bytes(std::span(texts)), file.descriptor());
+}
+
+bool CameraHandle::endRecording() {
+    return askRecorder(MessageKind::EndRecord);
+}
+
+/// Whatever becomes of it, the camera is open.
+void CameraHandle::recordIfSet(const AttachedDevice& device) {
+    const std::u16string folder = platformText(u"Record");
+    if (folder.empty() || isRecorded_) return;
+    const std::time_t now = std::time(nullptr);
+    std::tm local{};
+    ::localtime_r(&now, &local);
+    char time[32];
+    std::strftime(time, sizeof time, "%Y%m%d-%H%M%S", &local);
+    // Two that begin in one second have different names, and one of them is refused.
+    const std::u16string path = formatText(u"%s/%04x-%04x-%s-%d.pcapng", folder, device.vid,
+                                           device.pid, std::string(time), ::getpid());
+    const UniqueHandle file(CreateFileW(path.c_str(), GENERIC_READ | GENERIC_WRITE, FILE_SHARE_READ,
+                                        nullptr, CREATE_NEW, FILE_ATTRIBUTE_NORMAL, nullptr));
+    const auto opened = file ? findHandleOf<FileHandle>(file.get()) : nullptr;
+    std::uint32_t flags = usbscan::recordToTheEnd;
+    if (platformNumber(u"RecordPayloads", 0)) flags |= usbscan::recordPayloads;
+    if (platformNumber(u"RecordAnonymously", 0)) flags |= usbscan::recordAnonymously;
+    if (opened && record(device, *opened, flags)) return;
+    diagnose(category, u"Can't record into %s, error %d", path, GetLastError());
+    if (opened) DeleteFileW(path.c_str());
+}
+
+bool CameraHandle::askPacketSize(std::span<std::byte> output, DWORD& returned) {
+    USBSCAN_PIPE_CONFIGURATION pipes{};
+    DWORD size = 0;
+    if (!ask(IOCTL_GET_PIPE_CONFIGURATION, {}, std::as_writable_bytes(std::span(&pipes, 1)), size))
+        return false;
+    const DWORD packetSize = pipes.PipeInfo[0].MaximumPacketSize;
+    if (output.size() < sizeof packetSize) return refuse(ERROR_INSUFFICIENT_BUFFER);
+    std::memcpy(output.data(), &packetSize, sizeof packetSize);
+    returned = sizeof packetSize;
+    return true;
+}
+
+void CameraHandle::cancel() {
+    over_ = true;
+    const std::lock_guard lock(sending_);
+    // Whoever waits on this handle hears it from the host; there is no answer to wait for here.
+    socket_.send({0, MessageKind::Cancel, 0, turn_}, {});
+}
+
+bool CameraHandle::control(DWORD code, const void* input, DWORD inputSize, void* output,
+                           DWORD outputSize, DWORD& returned) {
+    if (!isUsable()) return false;
+    const std::span in(static_cast<const std::byte*>(input), inputSize);
+    const std::span out(static_cast<std::byte*>(output), outputSize);
+    if (in.size() > usbscan::maxControlMessage - sizeof(usbscan::ControlRequest))
+        return refuse(ERROR_INVALID_PARAMETER);
+    switch (code) {
+        case IOCTL_CANCEL_IO:
+            cancel();
+            return true;
+        case IOCTL_WAIT_ON_DEVICE_EVENT: {
+            if (!send(MessageKind::WaitEvent)) return false;
+            const std::lock_guard lock(receiving_);
+            return awaitAnswer(MessageKind::Event, out, returned);
+        }
+        case IOCTL_GET_USB_DESCRIPTOR: {
+            USBSCAN_GET_DESCRIPTOR wanted;
+            if (in.size() != sizeof wanted) return refuse(ERROR_INVALID_PARAMETER);
+            std::memcpy(&wanted, in.data(), sizeof wanted);
+            return askDescriptor(wanted, out, returned);
+        }
+        case IOCTL_GET_PIPE_CONFIGURATION:
+            return ask(code, {}, out, returned);
+        case ZL_IOCTL_GET_DEVICE_DESCRIPTOR:
+            return askDescriptor({1, 0, 0}, out, returned);
+        case ZL_IOCTL_GET_MAX_PACKET_SIZE:
+            return askPacketSize(out, returned);
+        default:
+            return refuse(ERROR_NOT_SUPPORTED);
+    }
+}
+
+}  // namespace zlk::platform

@@ -1,0 +1,26 @@
+// Where the platform's library meets its driver of still-image devices.
+
+#include "platform/files/DeviceOpening.h"
+#include "platform/objects/DeviceSection.h"
+#include "platform/settings/DeviceKeys.h"
+
+#include "platform/text.h"
+#include "usbscan/client/CameraHandle.h"
+#include "usbscan/client/DeviceClassKeys.h"
+#include "usbscan/client/DevicePathTable.h"
+
+namespace zlk::platform {
+
+std::shared_ptr<Handle> openDevice(std::u16string_view name) {
+    return CameraHandle::open(name);
+}
+
+std::unique_ptr<RegistryBackdrop> makeDeviceKeys() {
+    return std::make_unique<DeviceClassKeys>();
+}
+
+void refreshDeviceSection(std::u16string_view name) {
+    if (equalIgnoringCase(name, devicePathTableName)) refreshDevicePathTable();
+}
+
+}  // namespace zlk::platform

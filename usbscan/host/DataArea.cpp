@@ -1,0 +1,43 @@
+#include "usbscan/host/DataArea.h"
+
+#include <fcntl.h>
+#include <sys/mman.h>
+#include <unistd.h>
+
+#include <algorithm>
+
+namespace zlk::usbscan {
+
+DataArea::~DataArea() {
+    if (bytes_) ::munmap(bytes_, areaSize);
+    if (descriptor_ >= 0) ::close(descriptor_);
+}
+
+bool DataArea::make() {
+    descriptor_ = ::memfd_create("zlk-usbscan", MFD_CLOEXEC | MFD_ALLOW_SEALING);
+    // Sealed, so that neither end can take the ground from under the other.
+    if (descriptor_ < 0 || ::ftruncate(descriptor_, areaSize) != 0 ||
+        ::fcntl(descriptor_, F_ADD_SEALS, F_SEAL_SHRINK | F_SEAL_GROW | F_SEAL_SEAL) != 0)
+        return false;
+    void* const mapped =
+        ::mmap(nullptr, areaSize, PROT_READ | PROT_WRITE, MAP_SHARED, descriptor_, 0);
+    if (mapped != MAP_FAILED) bytes_ = static_cast<std::byte*>(mapped);
+    return exists();
+}
+
+std::optional<std::uint32_t> DataArea::put(std::span<const std::byte> bytes) {
+    const auto slot = std::find(taken_.begin(), taken_.end(), false);
+    if (!exists() || slot == taken_.end() || bytes.size() > areaSlotSize) return std::nullopt;
+    *slot = true;
+    const auto number = static_cast<std::uint32_t>(slot - taken_.begin());
+    std::copy(bytes.begin(), bytes.end(), bytes_ + std::size_t{number} * areaSlotSize);
+    return number;
+}
+
+bool DataArea::free(std::uint32_t slot) {
+    if (slot >= taken_.size() || !taken_[slot]) return false;
+    taken_[slot] = false;
+    return true;
+}
+
+}  // namespace zlk::usbscan

@@ -1,0 +1,183 @@
+#include "usbscan/program/BulkReader.h"
+
+#include <algorithm>
+#include <utility>
+
+#include "usbscan/Protocol.h"
+
+namespace zlk::usbscan {
+namespace {
+
+constexpr std::size_t transfers = areaSlots;
+constexpr std::size_t largestBuffer = areaSlotSize;
+constexpr std::size_t smallestBuffer = 8 * 1024;
+
+std::size_t wholePackets(std::size_t size, const UsbEndpoint& endpoint) {
+    return size - size % endpoint.maximumPacketSize;
+}
+
+/// So many packets that `size` bytes fit in.
+std::size_t roomFor(std::size_t size, const UsbEndpoint& endpoint) {
+    return wholePackets(size + endpoint.maximumPacketSize - 1, endpoint);
+}
+
+}  // namespace
+
+struct BulkReader::Slot {
+    explicit Slot(LibusbContext& context) : transfer(context) {}
+    bool free() const { return !transfer.busy() && lease.expired(); }
+
+    LibusbTransfer transfer;
+    std::size_t asked = 0;  // bytes, of a transfer that is busy
+    bool forNext = false;   // it isn't for what is due
+    std::shared_ptr<Buffer> buffer;
+    std::weak_ptr<const void> lease;
+};
+
+/// Keeps the bytes of a piece where they are, also behind the reader's end.
+struct BulkReader::Lease {
+    Lease(std::shared_ptr<const Buffer> lent, std::weak_ptr<BulkReader*> lender)
+        : buffer(std::move(lent)), reader(std::move(lender)) {}
+    Lease(const Lease&) = delete;
+    Lease& operator=(const Lease&) = delete;
+    ~Lease() {
+        if (const auto lender = reader.lock()) (*lender)->submitFree();
+    }
+
+    std::shared_ptr<const Buffer> buffer;
+    std::weak_ptr<BulkReader*> reader;
+};
+
+BulkReader::BulkReader(LibusbContext& context, libusb_device_handle* handle,
+                       const UsbEndpoint& endpoint)
+    : context_(context),
+      handle_(handle),
+      endpoint_(endpoint),
+      bufferSize_(wholePackets(largestBuffer, endpoint)),
+      mostInFlight_(transfers) {
+    for (std::size_t i = 0; i < transfers; ++i) slots_.push_back(std::make_unique<Slot>(context));
+}
+
+BulkReader::~BulkReader() = default;
+
+void BulkReader::read(std::uint64_t due, bool andNext) {
+    if (failure_) return;
+    std::uint64_t asked = 0;
+    asksNext_ = andNext;
+    for (const auto& slot : slots_) {
+        if (!slot->transfer.busy()) continue;
+        // One that was taken back brings what had come by then, and no more.
+        const std::size_t brings = slot->transfer.inFlight()
+                                       ? slot->asked
+                                       : static_cast<std::size_t>(slot->transfer->actual_length);
+        if (andNext && slot->forNext && brings > 0)
+            asksNext_ = false;
+        else
+            asked += brings;
+    }
+    toAsk_ = due > asked ? due - asked : 0;
+    submitFree();
+}
+
+bool BulkReader::stop() {
+    const bool wasInFlight = inFlight();
+    failure_.reset();
+    cancel();
+    context_.workUntil([this] { return !inFlight(); }, patienceWithCancelling);
+    return wasInFlight;
+}
+
+void BulkReader::cancel() noexcept {
+    toAsk_ = 0;
+    asksNext_ = false;
+    for (const auto& slot : slots_) slot->transfer.cancel();
+}
+
+std::size_t BulkReader::countInFlight() const noexcept {
+    return std::count_if(slots_.begin(), slots_.end(),
+                         [](const auto& slot) { return slot->transfer.inFlight(); });
+}
+
+void BulkReader::submitFree() {
+    for (const auto& slot : slots_) {
+        const auto next = [&] {
+            return roomFor(static_cast<std::size_t>(std::min<std::uint64_t>(toAsk_, bufferSize_)),
+                           endpoint_);
+        };
+        if ((toAsk_ == 0 && !asksNext_) || countInFlight() >= mostInFlight_) return;
+        while (toAsk_ > 0 && slot->free() && !submit(*slot, next(), false)) {
+        }
+        if (toAsk_ == 0 && asksNext_ && slot->free()) {
+            asksNext_ = false;
+            submit(*slot, endpoint_.maximumPacketSize, true);
+        }
+    }
+}
+
+/// False: the kernel had no memory for a buffer of this size, and there is a smaller one to try.
+bool BulkReader::submit(Slot& slot, std::size_t size, bool forNext) {
+    if (!slot.buffer || slot.buffer->size() != bufferSize_)
+        slot.buffer = std::make_shared<Buffer>(bufferSize_);
+    slot.asked = size;
+    slot.forNext = forNext;
+    libusb_fill_bulk_transfer(&*slot.transfer, handle_, endpoint_.address,
+                              reinterpret_cast<unsigned char*>(slot.buffer->data()),
+                              static_cast<int>(size), nullptr, nullptr, 0);
+    const int error =
+        slot.transfer.submit([this, &slot](UsbStatus status) { ended(slot, status); });
+    if (!error) {
+        if (!forNext) toAsk_ -= std::min<std::uint64_t>(toAsk_, size);
+        return true;
+    }
+    if (error != LIBUSB_ERROR_NO_MEM && error != LIBUSB_ERROR_IO) {
+        fail(statusOfError(error));
+    } else if (const std::size_t others = countInFlight()) {
+        mostInFlight_ = others;
+    } else if (const auto half = wholePackets(bufferSize_ / 2, endpoint_); half >= smallestBuffer) {
+        bufferSize_ = half;
+        return false;
+    } else {
+        fail(UsbStatus::Failed);
+    }
+    return true;
+}
+
+void BulkReader::ended(Slot& slot, UsbStatus status) {
+    const auto length = static_cast<std::size_t>(slot.transfer->actual_length);
+    const bool endsTransfer = status == UsbStatus::Done && length < slot.asked;
+    // After a failure bytes are missing in front of these.
+    if (!failure_ && (length || endsTransfer)) deliver(slot, endsTransfer);
+    if (status == UsbStatus::Done || status == UsbStatus::Cancelled)
+        submitFree();
+    else if (!failure_)
+        fail(status);
+    tellFailure();
+}
+
+void BulkReader::deliver(Slot& slot, bool endsTransfer) {
+    if (!listener_) return;
+    const auto lease = std::make_shared<const Lease>(slot.buffer, self_);
+    slot.lease = lease;
+    listener_->arrived(
+        {std::span(*slot.buffer).first(static_cast<std::size_t>(slot.transfer->actual_length)),
+         endsTransfer, lease});
+}
+
+void BulkReader::fail(UsbStatus why) {
+    cancel();
+    failure_ = why;
+    context_.post([this] { tellFailure(); });
+}
+
+bool BulkReader::isBusy() const noexcept {
+    return std::any_of(slots_.begin(), slots_.end(),
+                       [](const auto& slot) { return slot->transfer.busy(); });
+}
+
+void BulkReader::tellFailure() {
+    if (!failure_ || isBusy()) return;
+    const UsbStatus why = *std::exchange(failure_, std::nullopt);
+    if (listener_) listener_->readingStopped(why);
+}
+
+}  // namespace zlk::usbscan
