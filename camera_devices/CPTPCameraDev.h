@@ -56,8 +56,9 @@ class CPTPCameraDev : public CImageDev {
     DeviceCode PutDpofFile(std::u16string text) override;
     DeviceCode GetIntentFile(std::u16string& text) override;
     DeviceCode PutIntentFile(std::u16string text) override;
-    /// The others are looked for each time. A camera of the table that doesn't take the share menu
-    /// gives NotSupported for menu, tag list and clock, and empty texts for the two below.
+    /// The share menu, the tag list and the clock are looked for on the camera by each call. A
+    /// camera of the table that doesn't take the share menu gives NotSupported for menu, tag list
+    /// and clock, and empty texts for the two below.
     ///
     /// A menu or tag list is sent with blanks behind it; where that has more than 204,800 bytes in
     /// UTF-8 it is WriteFailed and nothing is sent.

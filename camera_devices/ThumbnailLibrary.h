@@ -17,7 +17,7 @@ class ThumbnailLibrary {
     ThumbnailLibrary(const ThumbnailLibrary&) = delete;
     ThumbnailLibrary& operator=(const ThumbnailLibrary&) = delete;
 
-    /// There, if not of much use without its entry point.
+    /// Whether the library is loaded; without its entry point it is of no use.
     bool loaded() const noexcept { return thumbnailLibrary != nullptr; }
     bool usable() const noexcept { return generateThumbnail != nullptr; }
 

@@ -28,7 +28,7 @@ HRESULT CDevBaseClass::LockDevice(BSTR cueId) noexcept {
     TraceLine(category, "LockDevice (%s)", viewOf(cueId));
     return setResult(operationCode(DeviceCode::Held, [&] {
         if (!locked) {
-            // An Escape asks a device without a claim, and what it set there holds on.
+            // imageDev may belong to another id: Escape() makes a device without a claim.
             std::u16string id = textOf(cueId);
             if (id != deviceId) imageDev.reset();
             deviceId = std::move(id);

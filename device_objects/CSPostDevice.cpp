@@ -1,7 +1,7 @@
 #include "device_objects/CSPostDevice.h"
 
-#include "foundation/StatusEvent.h"
 #include "foundation/TraceLine.h"
+#include "foundation/reportStatusEvent.h"
 
 namespace zlk {
 namespace {

@@ -40,7 +40,8 @@ class CUnloadableCamera : public ObjectProgressInterface,
     HRESULT SaveThumbnail(BSTR id, BSTR fileName) noexcept override;
 
     /// Passes a report on to the application: at most one in 250 ms, but the first of the
-    /// object's life and all outside of 1 to 99 percent. A report that isn't passed on goes on.
+    /// object's life and all outside of 1 to 99 percent. A report that is held back
+    /// returns true: the transfer goes on.
     bool reportProgress(std::int32_t percent) noexcept override;
 
   protected:

@@ -3,8 +3,8 @@
 #include "directory/CContextMgrInfo.h"
 #include "directory/CDeviceUtilFunctions.h"
 #include "foundation/Registry.h"
-#include "foundation/StatusEvent.h"
 #include "foundation/Xml.h"
+#include "foundation/reportStatusEvent.h"
 #include "platform/text.h"
 
 namespace zlk {

@@ -1,6 +1,6 @@
 // Settings in their text form: what is read, and written again, reads back the same.
 
-#include "tools/zlkcam/SettingsText.h"
+#include "tools/zlkcam/RegFile.h"
 
 #include "fuzz/Input.h"
 #include "tools/zlkcam/Failure.h"

@@ -10,7 +10,7 @@
 #include "platform/base/TrustedFile.h"
 #include "platform/base/WithoutExceptions.h"
 #include "platform/components/ModuleFile.h"
-#include "platform/components/ModuleNotes.h"
+#include "platform/components/ModuleResources.h"
 
 using namespace zlk::platform;
 

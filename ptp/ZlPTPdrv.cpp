@@ -11,7 +11,7 @@
 namespace zlk {
 namespace {
 
-constexpr char low[] = "ZlPTPdrv_Low";
+constexpr char lowCategory[] = "ZlPTPdrv_Low";
 
 constexpr std::uint16_t eventStreamSize = 200;
 
@@ -137,8 +137,8 @@ void ZlPTPdrv::checkTransport() const {
 
 void ZlPTPdrv::sendCommand(std::uint32_t code, std::uint16_t paramCount,
                            const std::uint32_t* parameters) {
-    TraceLine(low, "sendCommand operation(0x%x)", code);
-    TraceLine(low, "sendCommand transactionID(%d)", transactionID);
+    TraceLine(lowCategory, "sendCommand operation(0x%x)", code);
+    TraceLine(lowCategory, "sendCommand transactionID(%d)", transactionID);
     dataStream.setCursor(4);
     dataStream.writeU16(static_cast<std::uint16_t>(ContainerType::Command));
     dataStream.writeU16(static_cast<std::uint16_t>(code));
@@ -150,7 +150,7 @@ void ZlPTPdrv::sendCommand(std::uint32_t code, std::uint16_t paramCount,
     dataStream.setCursor(0);
     dataStream.writeU32(length);
     transport->write(dataStream.data(), length);
-    TraceLine(low, "sendCommand length(%d)", length);
+    TraceLine(lowCategory, "sendCommand length(%d)", length);
 }
 
 void ZlPTPdrv::sendData(std::uint32_t code, const void* data, std::uint32_t size) {
@@ -163,7 +163,7 @@ void ZlPTPdrv::sendData(std::uint32_t code, const void* data, std::uint32_t size
     dataStream.writeU32(transactionID - 1);  // of the command just sent
     if (size > 0) std::memcpy(dataStream.place(containerHeaderSize, size), data, size);
     transport->write(dataStream.data(), total);
-    TraceLine(low, "sendData length(%d)", total);
+    TraceLine(lowCategory, "sendData length(%d)", total);
 }
 
 /// Never more than was asked for, whatever the transport says.
@@ -177,18 +177,18 @@ std::uint32_t ZlPTPdrv::readSome(std::uint32_t at, std::uint32_t length) {
 
 ContainerBlock ZlPTPdrv::readResponce(std::uint16_t expectedCode,
                                       ObjectProgressInterface* progress) {
-    TraceLine(low, "readResponce------------------");
+    TraceLine(lowCategory, "readResponce------------------");
     dataStream.clear();
     std::uint32_t total = readSome(0, firstRead);
     const ContainerBlock block(dataStream);
-    TraceLine(low, "readResponce bytesRead(%d)", total);
-    TraceLine(low, "readResponce CB.length(%d)", block.length);
-    TraceLine(low, "readResponce CB.code  (0x%x)", block.code);
-    TraceLine(low, "readResponce CB.type  (%d)", block.type);
-    TraceLine(low, "readResponce CB.id    (%d)", block.id);
-    TraceLine(low, "readResponce CB.param1(0x%x)", block.param1);
-    TraceLine(low, "readResponce CB.param2(0x%x)", block.param2);
-    TraceLine(low, "readResponce CB.param3(0x%x)", block.param3);
+    TraceLine(lowCategory, "readResponce bytesRead(%d)", total);
+    TraceLine(lowCategory, "readResponce CB.length(%d)", block.length);
+    TraceLine(lowCategory, "readResponce CB.code  (0x%x)", block.code);
+    TraceLine(lowCategory, "readResponce CB.type  (%d)", block.type);
+    TraceLine(lowCategory, "readResponce CB.id    (%d)", block.id);
+    TraceLine(lowCategory, "readResponce CB.param1(0x%x)", block.param1);
+    TraceLine(lowCategory, "readResponce CB.param2(0x%x)", block.param2);
+    TraceLine(lowCategory, "readResponce CB.param3(0x%x)", block.param3);
     lastResponseCode = block.code;
     lastResponseId = block.id;
     if (total < containerHeaderSize) throw PTP_INCOMPLETE_TRANSFER;
@@ -201,7 +201,7 @@ ContainerBlock ZlPTPdrv::readResponce(std::uint16_t expectedCode,
         total += readSome(total, std::min(block.length - total, furtherRead));
         if (progress) progress->reportProgress(percentOf(total, block.length));
     }
-    TraceLine(low, "readResponce length(%d)", total);
+    TraceLine(lowCategory, "readResponce length(%d)", total);
     expectNullPacket(total);
     // Once more: a header may have come in a packet of its own, in front of its parameters.
     const ContainerBlock whole(dataStream);
@@ -212,11 +212,11 @@ ContainerBlock ZlPTPdrv::readResponce(std::uint16_t expectedCode,
 /// A transfer that fills its last packet is ended by a packet of no bytes.
 void ZlPTPdrv::expectNullPacket(std::uint32_t received) {
     if (maxPacketSize == 0 || received % maxPacketSize != 0) return;
-    TraceLine(low, "readResponce - looking for NULL packet");
+    TraceLine(lowCategory, "readResponce - looking for NULL packet");
     std::uint8_t scratch[10];
     std::uint32_t count = 0;
     transport->read(scratch, sizeof scratch, &count);
-    TraceLine(low, "readResponce - got %d bytes", count);
+    TraceLine(lowCategory, "readResponce - got %d bytes", count);
     if (count != 0) throw PTP_TRANSPORT_ERROR;
 }
 

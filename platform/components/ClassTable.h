@@ -45,13 +45,14 @@ class LoadedClass {
 
   private:
     HMODULE module_;
-    // Found beforehand: the loader's own lock may be held by who waits for the table's.
+    // Looked up when the module is loaded: a thread that holds the loader's own lock may be waiting
+    // for the table's.
     HRESULT (*canUnloadNow_)() noexcept;
     ComPtr<IClassFactory> factory_;
     std::atomic<std::thread::id> user_;
-    std::atomic<bool> usedByOthers_ = false;  ///< than user_
-    std::atomic<bool> used_ = false;          ///< since mayUnload last looked
-    bool idle_ = false;                       ///< when it did
+    std::atomic<bool> usedByOthers_ = false;  ///< a thread other than user_ made an object
+    std::atomic<bool> used_ = false;          ///< an object was made since the last mayUnload()
+    bool idle_ = false;                       ///< the module was idle at the last mayUnload()
     DWORD idleSince_ = 0;
 };
 

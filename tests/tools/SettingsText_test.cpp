@@ -1,4 +1,4 @@
-#include "tools/zlkcam/SettingsText.h"
+#include "tools/zlkcam/RegFile.h"
 
 #include <gtest/gtest.h>
 
@@ -24,7 +24,7 @@ SettingsValue value(std::u16string name, DWORD type, std::vector<BYTE> data) {
     return {std::move(name), type, std::move(data), false};
 }
 
-TEST(SettingsText, whatIsWrittenReadsBackTheSame) {
+TEST(RegFile, whatIsWrittenReadsBackTheSame) {
     SettingsKey key{u"HKEY_LOCAL_MACHINE\\Soft]ware\\[odd \"key\" é", false, {}, 0};
     key.values = {
         value(u"", REG_SZ, textData(u"the default one")),
@@ -58,7 +58,7 @@ TEST(SettingsText, whatIsWrittenReadsBackTheSame) {
     }
 }
 
-TEST(SettingsText, aNameThatALineCannotHoldIsLeftOutAndNamed) {
+TEST(RegFile, aNameThatALineCannotHoldIsLeftOutAndNamed) {
     SettingsKey good{u"HKEY_LOCAL_MACHINE\\a", false, {value(u"x\ny", REG_SZ, textData(u"1"))}, 0};
     SettingsKey bad{u"HKEY_LOCAL_MACHINE\\a\nb", false, {}, 0};
     std::vector<std::string> leftOut;
@@ -68,7 +68,7 @@ TEST(SettingsText, aNameThatALineCannotHoldIsLeftOutAndNamed) {
     EXPECT_TRUE(read[0].values.empty());
 }
 
-TEST(SettingsText, readsWhatOtherProgramsWrite) {
+TEST(RegFile, readsWhatOtherProgramsWrite) {
     const std::string text = header +
                              "\r\n; a comment\r\n[-HKEY_LOCAL_MACHINE\\gone]\r\n"
                              "  [HKEY_LOCAL_MACHINE\\a]\r\n@=\"d\"\r\n\"gone\"=-\r\n"
@@ -88,7 +88,7 @@ TEST(SettingsText, readsWhatOtherProgramsWrite) {
     }
 }
 
-TEST(SettingsText, aDamagedFileIsRefusedWithItsLine) {
+TEST(RegFile, aDamagedFileIsRefusedWithItsLine) {
     const auto refuses = [](const std::string& text, int line) {
         SCOPED_TRACE(text);
         try {

@@ -19,7 +19,7 @@
 #include "platform/error.h"
 #include "tests/support/TestMachine.h"
 #include "tests/usb/SteppedLoop.h"
-#include "usbscan/DevicePlace.h"
+#include "usbscan/HostEndpoint.h"
 #include "usbscan/Protocol.h"
 #include "usbscan/host/DeviceHost.h"
 #include "usbscan/usbscan.h"

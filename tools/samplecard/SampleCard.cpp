@@ -11,7 +11,7 @@
 #include <string>
 #include <vector>
 
-#include "tools/samplecard/ExifBlock.h"
+#include "tools/samplecard/ExifWriter.h"
 #include "tools/samplecard/JpegFile.h"
 #include "tools/samplecard/Scene.h"
 

@@ -7,7 +7,7 @@
 #include <string_view>
 #include <vector>
 
-#include "tools/zlkcam/SettingsText.h"
+#include "tools/zlkcam/RegFile.h"
 #include "tools/zlkcam/UsbCamera.h"
 
 namespace zlk {

@@ -6,7 +6,7 @@
 #include <string_view>
 #include <vector>
 
-#include "tools/zlkcam/SettingsText.h"
+#include "tools/zlkcam/RegFile.h"
 
 namespace zlk {
 

@@ -14,7 +14,7 @@ CameraTrouble heldBy(const AttachedCamera& camera) {
     const std::string message = program + " (process " + process + ") has it.";
     if (!program.starts_with("gvfs"))
         return {"held", message, "Close that program, or end it: kill " + process};
-    // A file manager's opens each camera that comes, and is started again when it was ended.
+    // A file manager's helper opens each camera that is attached, and is started anew when it ends.
     const std::string scheme = program == "gvfsd-mtp" ? "mtp" : "gphoto2";
     return {"held", message,
             "Eject the camera in the file manager (gio mount -s " + scheme +

@@ -12,7 +12,7 @@
 #include "platform/immortal.h"
 #include "platform/objects/SharedTable.h"
 #include "platform/text.h"
-#include "usbscan/DevicePlace.h"
+#include "usbscan/HostEndpoint.h"
 #include "usbscan/usbscan.h"
 
 namespace zlk::platform {

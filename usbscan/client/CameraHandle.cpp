@@ -100,7 +100,7 @@ std::shared_ptr<CameraHandle> CameraHandle::open(std::u16string_view name) {
 CameraHandle::Opening CameraHandle::shakeHands(const usbscan::OpenRequest& request) {
     // Refused already, perhaps; its answer tells.
     socket_.send({0, MessageKind::Open, 0, 0}, std::as_bytes(std::span(&request, 1)));
-    for (MessageHeader header; socket_.receiveHeader(header) == HostSocket::Result::Ok;) {
+    for (MessageHeader header; socket_.receiveHeader(header) == HostLink::Result::Ok;) {
         DWORD error = 0;
         if (header.kind == MessageKind::Opened && header.length == 0) {
             isRecorded_ = header.flags & usbscan::isRecorded;
@@ -123,7 +123,7 @@ void CameraHandle::close() noexcept {
 
 bool CameraHandle::isUsable() {
     if (fork_.crossed()) return refuse(ERROR_INVALID_HANDLE);
-    return dead_ == ERROR_SUCCESS || refuse(dead_);
+    return handleError_ == ERROR_SUCCESS || refuse(handleError_);
 }
 
 bool CameraHandle::send(MessageKind kind, std::span<const std::byte> first,
@@ -135,7 +135,7 @@ bool CameraHandle::send(MessageKind kind, std::span<const std::byte> first,
                              beginsWithCommand(first.data(), static_cast<DWORD>(first.size()));
         if (command) {
             ++turn_;
-            over_ = false;
+            turnEnded_ = false;
         }
         sent = socket_.send({0, kind, 0, turn_}, first, second, descriptor);
     }
@@ -147,11 +147,12 @@ bool CameraHandle::send(MessageKind kind, std::span<const std::byte> first,
     return false;
 }
 
-bool CameraHandle::checked(HostSocket::Result result) {
-    if (result == HostSocket::Result::Ok) return true;
+bool CameraHandle::checked(HostLink::Result result) {
+    if (result == HostLink::Result::Ok) return true;
     // What comes now can't be told apart any more.
-    dead_ = result == HostSocket::Result::TimedOut ? ERROR_SEM_TIMEOUT : ERROR_DEVICE_NOT_CONNECTED;
-    return refuse(dead_);
+    handleError_ =
+        result == HostLink::Result::TimedOut ? ERROR_SEM_TIMEOUT : ERROR_DEVICE_NOT_CONNECTED;
+    return refuse(handleError_);
 }
 
 bool CameraHandle::receive(std::span<std::byte> buffer) {
@@ -164,17 +165,17 @@ bool CameraHandle::skipRest() {
 
 bool CameraHandle::fail(const MessageHeader& header) {
     DWORD error = 0;
-    if (header.length != sizeof error) return checked(HostSocket::Result::Closed);
+    if (header.length != sizeof error) return checked(HostLink::Result::Closed);
     if (!receive(std::as_writable_bytes(std::span(&error, 1)))) return false;
-    if (header.flags & usbscan::handleIsDead) dead_ = error;
-    over_ = true;
+    if (header.flags & usbscan::handleIsDead) handleError_ = error;
+    turnEnded_ = true;
     return refuse(error);
 }
 
 bool CameraHandle::nextMessage(MessageHeader& header) {
     for (;;) {
         if (!checked(socket_.receiveHeader(header))) return false;
-        if (!hasLegalSize(header)) return checked(HostSocket::Result::Closed);
+        if (!hasLegalSize(header)) return checked(HostLink::Result::Closed);
         const bool ofThisTurn = header.turn == turn_;
         switch (header.kind) {
             case MessageKind::Note: {
@@ -184,11 +185,11 @@ bool CameraHandle::nextMessage(MessageHeader& header) {
                 continue;
             }
             case MessageKind::Failed:
-                if ((header.flags & usbscan::handleIsDead) || (ofThisTurn && !over_))
+                if ((header.flags & usbscan::handleIsDead) || (ofThisTurn && !turnEnded_))
                     return fail(header);
                 break;
             case MessageKind::Cancelled:
-                if (ofThisTurn && over_) return true;
+                if (ofThisTurn && turnEnded_) return true;
                 break;
             case MessageKind::Data:
             case MessageKind::ZeroPacket:
@@ -223,7 +224,7 @@ bool CameraHandle::read(void* buffer, DWORD size, DWORD& done) {
         if (inData_ && !skipRest()) return false;
         beginTurn();
     }
-    if (over_) return refuse(ERROR_OPERATION_ABORTED);
+    if (turnEnded_) return refuse(ERROR_OPERATION_ABORTED);
     if (size == 0 || givesMissingZeroPacket(size)) return true;
     // Whoever goes on reading behind the response took something else for it, and would wait for
     // what never comes.
@@ -301,7 +302,7 @@ bool CameraHandle::ask(DWORD code, std::span<const std::byte> input, std::span<s
     // One that was asked before may have been left without its answer.
     do {
         if (!awaitAnswer(MessageKind::ControlDone, answer, size)) return false;
-        if (size < sizeof head) return checked(HostSocket::Result::Closed);
+        if (size < sizeof head) return checked(HostLink::Result::Closed);
         std::memcpy(&head, answer, sizeof head);
     } while (head.question != request.question);
     if (head.error != ERROR_SUCCESS) return refuse(head.error);
@@ -347,7 +348,7 @@ bool CameraHandle::askRecorder(MessageKind kind, std::span<const std::byte> firs
     DWORD error = 0, size = 0;
     if (!awaitAnswer(MessageKind::Recorded, std::as_writable_bytes(std::span(&error, 1)), size))
         return false;
-    if (size != sizeof error) return checked(HostSocket::Result::Closed);
+    if (size != sizeof error) return checked(HostLink::Result::Closed);
     return error == ERROR_SUCCESS || refuse(error);
 }
 
@@ -410,7 +411,7 @@ bool CameraHandle::askPacketSize(std::span<std::byte> output, DWORD& returned) {
 }
 
 void CameraHandle::cancel() {
-    over_ = true;
+    turnEnded_ = true;
     const std::lock_guard lock(sending_);
     // Whoever waits on this handle hears it from the host; there is no answer to wait for here.
     socket_.send({0, MessageKind::Cancel, 0, turn_}, {});

@@ -15,7 +15,7 @@
 #include "platform/base/Handle.h"
 #include "platform/files/FileHandle.h"
 #include "usbscan/client/AttachedDevices.h"
-#include "usbscan/client/HostSocket.h"
+#include "usbscan/client/HostLink.h"
 #include "usbscan/usbscan.h"
 
 namespace zlk::platform {
@@ -54,12 +54,12 @@ class CameraHandle final : public Handle {
     void cancel();
 
     // Under `receiving_`; false with the last error.
-    /// The next message but notes, what is left of earlier turns, and what tells once more that
-    /// this one is over.
+    /// Receives the next message of the current turn. Notes are traced and skipped; leftovers of
+    /// earlier turns, and further failures of a turn that has already failed, are skipped.
     bool nextMessage(usbscan::MessageHeader& header);
     bool receive(std::span<std::byte> buffer);
     bool skipRest();
-    bool checked(HostSocket::Result result);
+    bool checked(HostLink::Result result);
     bool fail(const usbscan::MessageHeader& header);
     void beginTurn();
     /// Whether a packet of no bytes, which is due, has to be taken for read.
@@ -76,25 +76,26 @@ class CameraHandle final : public Handle {
     bool wasHeardLately();
     bool askPacketSize(std::span<std::byte> output, DWORD& returned);
 
-    HostSocket socket_;
+    HostLink socket_;
     bool isRecorded_ = false;  // was, when this handle was opened
     ForkMark fork_;
-    std::atomic<DWORD> dead_ = ERROR_SUCCESS;  // why every use fails from now on
-    std::atomic<std::uint16_t> turn_ = 0;      // counts commands
-    std::atomic<bool> over_ = true;            // the turn has nothing more to read
+    std::atomic<DWORD> handleError_ = ERROR_SUCCESS;  // why every use fails from now on
+    std::atomic<std::uint16_t> turn_ = 0;             // counts commands
+    std::atomic<bool> turnEnded_ = true;              // the turn has nothing more to read
 
     std::mutex asking_;  // one question at a time
     std::uint32_t question_ = 0;
 
     std::mutex sending_;
     std::mutex receiving_;
-    std::uint16_t readTurn_ = 0;  // the one that the following are of
+    std::uint16_t readTurn_ = 0;  // the turn that the fields below describe
     usbscan::MessageHeader data_{};
-    bool inData_ = false;                              // `data_` is received in parts
-    bool zeroDue_ = false;                             // a packet of no bytes is
-    bool complete_ = false;                            // the container that was read last is
-    bool answered_ = false;                            // the response is read
-    bool zeroGiven_ = false;                           // one was taken for read that hadn't come
+    bool inData_ = false;    // `data_` is received in parts
+    bool zeroDue_ = false;   // a zero-length packet should come next
+    bool complete_ = false;  // the last container has been read to its end
+    bool answered_ = false;  // the response of the turn has been read
+    bool zeroGiven_ =
+        false;  // a read has given 0 bytes for a zero-length packet that has not arrived
     std::chrono::steady_clock::time_point heardAt_{};  // when the response was read
     USB_DEVICE_DESCRIPTOR descriptor_{};               // of the device, once it has told it whole
 };

@@ -21,7 +21,7 @@
 #include "platform/immortal.h"
 #include "platform/settings/PlatformSettings.h"
 #include "platform/text.h"
-#include "usbscan/DevicePlace.h"
+#include "usbscan/HostEndpoint.h"
 #include "usbscan/usbscan.h"
 
 namespace zlk::platform {

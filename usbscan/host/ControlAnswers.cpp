@@ -38,7 +38,7 @@ UsbRequest descriptorRequest(std::span<const std::byte> wanted, std::uint32_t si
             .inLength = static_cast<std::uint16_t>(size)};
 }
 
-void send(HostConnection& client, const ControlAnswer& head,
+void send(ClientConnection& client, const ControlAnswer& head,
           std::span<const std::byte> output = {}) {
     std::vector<std::byte> answer(sizeof head + output.size());
     std::memcpy(answer.data(), &head, sizeof head);
@@ -65,7 +65,7 @@ DWORD lastErrorOf(UsbStatus status) {
     return ERROR_GEN_FAILURE;
 }
 
-bool ControlAnswers::answer(HostConnection& client, std::span<const std::byte> payload) {
+bool ControlAnswers::answer(ClientConnection& client, std::span<const std::byte> payload) {
     ControlRequest request{};
     if (payload.size() < sizeof request) return false;
     std::memcpy(&request, payload.data(), sizeof request);
@@ -87,7 +87,7 @@ bool ControlAnswers::answer(HostConnection& client, std::span<const std::byte> p
     return true;
 }
 
-void ControlAnswers::remove(HostConnection& client) {
+void ControlAnswers::remove(ClientConnection& client) {
     if (waiting_.empty()) return;
     // The first one's answer is still to come.
     if (waiting_.front().client == &client) waiting_.front().client = nullptr;

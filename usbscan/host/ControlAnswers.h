@@ -4,8 +4,8 @@
 #include <deque>
 #include <functional>
 
+#include "usbscan/host/ClientConnection.h"
 #include "usbscan/host/ControlQueue.h"
-#include "usbscan/host/HostConnection.h"
 
 namespace zlk::usbscan {
 
@@ -19,13 +19,13 @@ class ControlAnswers {
         : device_(device), controls_(controls), gone_(std::move(gone)) {}
 
     /// The payload of a Control message; false if it is none, or too many are unanswered.
-    bool answer(HostConnection& client, std::span<const std::byte> payload);
+    bool answer(ClientConnection& client, std::span<const std::byte> payload);
     /// It wants no answer any more.
-    void remove(HostConnection& client);
+    void remove(ClientConnection& client);
 
   private:
     struct Waiting {
-        HostConnection* client;  // null: gone
+        ClientConnection* client;  // null: gone
         std::uint32_t question;
         UsbRequest request;
     };

@@ -8,7 +8,7 @@
 #include <cstdio>
 #include <system_error>
 
-#include "usbscan/DevicePlace.h"
+#include "usbscan/HostEndpoint.h"
 
 namespace zlk::usbscan {
 namespace {

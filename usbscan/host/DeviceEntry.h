@@ -3,8 +3,8 @@
 // listening socket beside it, for as long as its process lives and keeps it.
 //
 //     <name>.device   what it is: lines of `key value` (vid, pid, manufacturer, product, serial)
-//     <name>.lock     held by whoever serves it
-//     <name>.sock     where
+//     <name>.lock     held by the process that serves it
+//     <name>.sock     the socket at which that process listens
 
 #include <cstdint>
 #include <string>

@@ -16,11 +16,11 @@
 
 #include "platform/descriptor.h"
 #include "platform/error.h"
+#include "usbscan/host/ClientConnection.h"
 #include "usbscan/host/ContainerFollower.h"
 #include "usbscan/host/ControlAnswers.h"
 #include "usbscan/host/ControlQueue.h"
 #include "usbscan/host/EventWaiters.h"
-#include "usbscan/host/HostConnection.h"
 #include "usbscan/host/HostRecording.h"
 #include "usbscan/host/Recovery.h"
 
@@ -61,7 +61,7 @@ int acceptFrom(int listening) {
 
 }  // namespace
 
-class DeviceHost::Impl final : UsbDevice::Listener, HostConnection::Owner {
+class DeviceHost::Impl final : UsbDevice::Listener, ClientConnection::Owner {
   public:
     Impl(EventLoop& loop, std::unique_ptr<UsbDevice> device, std::chrono::milliseconds idleTime,
          std::function<void()> ended)
@@ -103,8 +103,8 @@ class DeviceHost::Impl final : UsbDevice::Listener, HostConnection::Owner {
     }
 
     void serve(int client) {
-        auto connection = std::make_unique<HostConnection>(
-            loop_, client, static_cast<HostConnection::Owner&>(*this));
+        auto connection = std::make_unique<ClientConnection>(
+            loop_, client, static_cast<ClientConnection::Owner&>(*this));
         clients_.emplace(connection.get(), std::move(connection));
         watchIdleness();
     }
@@ -118,15 +118,16 @@ class DeviceHost::Impl final : UsbDevice::Listener, HostConnection::Owner {
         if (listening_ >= 0) loop_.forget(listening_);
         listening_ = -1;
         device_->setListener(nullptr);
-        for (HostConnection* client : allClients()) killHandle(*client, ERROR_DEVICE_NOT_CONNECTED);
+        for (ClientConnection* client : allClients())
+            killHandle(*client, ERROR_DEVICE_NOT_CONNECTED);
         recording_.deviceGone();
-        for (HostConnection* client : allClients()) client->finish();
+        for (ClientConnection* client : allClients()) client->finish();
         loop_.post(ended_);
     }
 
   private:
     struct Transaction {
-        HostConnection* owner = nullptr;
+        ClientConnection* owner = nullptr;
         std::uint16_t turn = 0;
         std::uint32_t id = 0;
         std::uint16_t code = 0;
@@ -141,13 +142,13 @@ class DeviceHost::Impl final : UsbDevice::Listener, HostConnection::Owner {
         std::optional<std::uint64_t> dataToSend{};  // what is left of a data phase towards it
     };
     struct Command {
-        HostConnection* from;
+        ClientConnection* from;
         WritePart part;
     };
 
     // From the clients
 
-    void received(HostConnection& from, const MessageHeader& header,
+    void received(ClientConnection& from, const MessageHeader& header,
                   std::span<const std::byte> payload) override {
         if (!from.opened.version) {
             if (header.kind == MessageKind::Open && payload.size() == sizeof from.opened)
@@ -173,7 +174,7 @@ class DeviceHost::Impl final : UsbDevice::Listener, HostConnection::Owner {
         }
     }
 
-    void receivedPart(HostConnection& from, const WritePart& part) override {
+    void receivedPart(ClientConnection& from, const WritePart& part) override {
         const bool whole = part.first && part.last && part.bytes.size() >= containerHeaderSize;
         if (from.dead || !from.opened.version) {
             killHandle(from, ERROR_INVALID_HANDLE);
@@ -194,7 +195,7 @@ class DeviceHost::Impl final : UsbDevice::Listener, HostConnection::Owner {
         }
     }
 
-    void lost(HostConnection& connection) override {
+    void lost(ClientConnection& connection) override {
         events_.remove(connection);
         answers_.remove(connection);
         recording_.remove(connection);
@@ -207,7 +208,7 @@ class DeviceHost::Impl final : UsbDevice::Listener, HostConnection::Owner {
         loop_.post(lifetime_.guard([this, &connection] { remove(connection); }));
     }
 
-    void remove(HostConnection& connection) {
+    void remove(ClientConnection& connection) {
         // Its bytes may still be on their way to the device.
         if (writer_ == &connection) {
             writerLeft_ = true;
@@ -217,7 +218,7 @@ class DeviceHost::Impl final : UsbDevice::Listener, HostConnection::Owner {
         watchIdleness();
     }
 
-    void open(HostConnection& client) {
+    void open(ClientConnection& client) {
         if (mute_.contains(client.process())) {
             client.sendError(MessageKind::Refused, ERROR_SEM_TIMEOUT);
             return client.finish();
@@ -234,21 +235,21 @@ class DeviceHost::Impl final : UsbDevice::Listener, HostConnection::Owner {
     void countAsMute(pid_t process) {
         if (mute_.size() >= maxMute) mute_.clear();
         mute_.insert(process);
-        for (HostConnection* client : allClients())
+        for (ClientConnection* client : allClients())
             if (client->process() == process) killHandle(*client, ERROR_SEM_TIMEOUT);
     }
 
-    std::vector<HostConnection*> allClients() const {
-        std::vector<HostConnection*> all;
+    std::vector<ClientConnection*> allClients() const {
+        std::vector<ClientConnection*> all;
         for (const auto& [client, owned] : clients_) all.push_back(client);
         return all;
     }
 
     void tellAll(std::string_view line) {
-        for (HostConnection* client : allClients()) client->note(line);
+        for (ClientConnection* client : allClients()) client->note(line);
     }
 
-    void killHandle(HostConnection& client, DWORD error) {
+    void killHandle(ClientConnection& client, DWORD error) {
         client.dead = true;
         client.dropData();
         const auto isIts = [&](const Command& command) { return command.from == &client; };
@@ -306,7 +307,7 @@ class DeviceHost::Impl final : UsbDevice::Listener, HostConnection::Owner {
         device_->read(follower_.due(), andResponse);
     }
 
-    void write(HostConnection& from, const WritePart& part) {
+    void write(ClientConnection& from, const WritePart& part) {
         transaction_.sending = !part.last;
         writer_ = &from;
         writingSince_ = EventLoop::Clock::now();
@@ -315,7 +316,7 @@ class DeviceHost::Impl final : UsbDevice::Listener, HostConnection::Owner {
     }
 
     void written(UsbStatus status) {
-        HostConnection* const writer = std::exchange(writer_, nullptr);
+        ClientConnection* const writer = std::exchange(writer_, nullptr);
         if (status == UsbStatus::Gone) return deviceGone();
         if (std::exchange(writerLeft_, false)) {
             remove(*writer);
@@ -340,7 +341,7 @@ class DeviceHost::Impl final : UsbDevice::Listener, HostConnection::Owner {
     }
 
     void watchProgress() {
-        const HostConnection* owner = transaction_.owner;
+        const ClientConnection* owner = transaction_.owner;
         const std::chrono::milliseconds limit(owner ? owner->opened.transferTimeout : 0);
         progress_.start(limit, [this] {
             // A client that was stopped, or shows a dialog, is not the camera's fault.
@@ -370,7 +371,7 @@ class DeviceHost::Impl final : UsbDevice::Listener, HostConnection::Owner {
     void tellOwner(DWORD error) {
         // Closed first: an owner who turns out to be gone needs no recovery of his own.
         transaction_.open = false;
-        HostConnection* const owner = transaction_.owner;
+        ClientConnection* const owner = transaction_.owner;
         if (!owner) return;
         owner->dropData();
         owner->sendError(MessageKind::Failed, error, transaction_.turn);
@@ -443,7 +444,7 @@ class DeviceHost::Impl final : UsbDevice::Listener, HostConnection::Owner {
     /// Those who believe in the session that the reset has ended must not go on in another one.
     /// One that has sent nothing yet has none.
     void loseSession() {
-        for (HostConnection* client : allClients()) {
+        for (ClientConnection* client : allClients()) {
             if (!client->hasCommanded) continue;
             client->note("The device was reset, and its session is over");
             killHandle(*client, ERROR_INVALID_HANDLE);
@@ -476,7 +477,7 @@ class DeviceHost::Impl final : UsbDevice::Listener, HostConnection::Owner {
         lateZeroPacket_.stop();
         if (transaction_.open && ++transaction_.zeroPackets > maxZeroPacketsInARow)
             return failTransaction(ERROR_GEN_FAILURE);
-        if (HostConnection* owner = transaction_.owner; owner && (transaction_.open || owed))
+        if (ClientConnection* owner = transaction_.owner; owner && (transaction_.open || owed))
             owner->send({0, MessageKind::ZeroPacket, 0, transaction_.turn});
     }
 
@@ -496,7 +497,8 @@ class DeviceHost::Impl final : UsbDevice::Listener, HostConnection::Owner {
         // The end of the data is of no use to anybody who hasn't got the response.
         transaction_.owner->send(
             {0, MessageKind::Data, static_cast<std::uint8_t>(flags), transaction_.turn}, cut.bytes,
-            keeper, cut.endsData ? HostConnection::When::WithTheNext : HostConnection::When::Now);
+            keeper,
+            cut.endsData ? ClientConnection::When::WithTheNext : ClientConnection::When::Now);
     }
 
     void readingStopped(UsbStatus why) override {
@@ -521,9 +523,9 @@ class DeviceHost::Impl final : UsbDevice::Listener, HostConnection::Owner {
     int listening_ = -1;
     bool gone_ = false;
 
-    std::map<HostConnection*, std::unique_ptr<HostConnection>> clients_;
-    std::deque<Command> commands_;      // that wait for a recovery
-    HostConnection* writer_ = nullptr;  // whose bytes are on their way to the device
+    std::map<ClientConnection*, std::unique_ptr<ClientConnection>> clients_;
+    std::deque<Command> commands_;        // that wait for a recovery
+    ClientConnection* writer_ = nullptr;  // whose bytes are on their way to the device
     EventLoop::Clock::time_point writingSince_{};
     bool writerLeft_ = false;
     Transaction transaction_;  // the last one; its owner and turn stay, for a late zero packet

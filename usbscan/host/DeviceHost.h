@@ -32,8 +32,8 @@ class DeviceHost {
     std::unique_ptr<Impl> impl_;
 };
 
-/// Refuses the clients that wait at this listening, non-blocking socket, with this last error, and
-/// nobody who comes once one of them has heard it.
+/// Refuses, with this last error, exactly the clients that are queued at this listening,
+/// non-blocking socket when it is called. One that connects later is left to the next host.
 void refuseWaiting(int socket, std::uint32_t error);
 
 }  // namespace zlk::usbscan

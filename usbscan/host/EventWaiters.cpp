@@ -22,7 +22,7 @@ bool isWhole(std::span<const std::byte> event) {
 
 }  // namespace
 
-void EventWaiters::add(HostConnection& waiter) {
+void EventWaiters::add(ClientConnection& waiter) {
     if (waiters_.contains(&waiter)) return;
     if (!unheard_.empty()) {
         answer(waiter, unheard_.front());
@@ -37,11 +37,11 @@ void EventWaiters::add(HostConnection& waiter) {
     read();
 }
 
-void EventWaiters::remove(HostConnection& waiter) {
+void EventWaiters::remove(ClientConnection& waiter) {
     if (waiters_.erase(&waiter) && waiters_.empty() && reading_) device_.cancelInterrupt();
 }
 
-void EventWaiters::answer(HostConnection& waiter, std::span<const std::byte> event) {
+void EventWaiters::answer(ClientConnection& waiter, std::span<const std::byte> event) {
     waiter.send({0, MessageKind::Event, 0, 0}, event);
 }
 

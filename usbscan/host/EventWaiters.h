@@ -6,8 +6,8 @@
 #include <map>
 #include <vector>
 
+#include "usbscan/host/ClientConnection.h"
 #include "usbscan/host/EventLoop.h"
-#include "usbscan/host/HostConnection.h"
 #include "usbscan/host/UsbDevice.h"
 
 namespace zlk::usbscan {
@@ -18,21 +18,21 @@ class EventWaiters {
         : loop_(loop), device_(device), patience_(loop) {}
 
     /// The connection gets an Event message: the next event, or nothing once its time is up.
-    void add(HostConnection& waiter);
-    void remove(HostConnection& waiter);
+    void add(ClientConnection& waiter);
+    void remove(ClientConnection& waiter);
 
   private:
     void read();
     void came(UsbStatus status, std::span<const std::byte> bytes);
     void deliver();
-    static void answer(HostConnection& waiter, std::span<const std::byte> event);
+    static void answer(ClientConnection& waiter, std::span<const std::byte> event);
 
     EventLoop& loop_;
     UsbDevice& device_;
-    std::map<HostConnection*, Timer> waiters_;
+    std::map<ClientConnection*, Timer> waiters_;
     bool reading_ = false;
     std::vector<std::byte> event_;  // as far as it has come
-    // That came when the last waiter had just gone.
+    // Events that arrived after the last waiter had left; the next waiter gets them first.
     std::deque<std::vector<std::byte>> unheard_;
     Timer patience_;
 };

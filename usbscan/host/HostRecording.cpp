@@ -54,11 +54,11 @@ HostRecording::~HostRecording() {
     }
 }
 
-void HostRecording::begin(HostConnection& client, std::span<const std::byte> payload) {
+void HostRecording::begin(ClientConnection& client, std::span<const std::byte> payload) {
     client.sendError(MessageKind::Recorded, tryToBegin(client, payload));
 }
 
-std::uint32_t HostRecording::tryToBegin(HostConnection& client,
+std::uint32_t HostRecording::tryToBegin(ClientConnection& client,
                                         std::span<const std::byte> payload) {
     Descriptor file = client.takeDescriptor();
     RecordRequest request{};
@@ -104,14 +104,14 @@ void HostRecording::watch() {
     tell_("The recording of the device has ended early: " + std::string(reasonOf(error)));
 }
 
-void HostRecording::end(HostConnection& client) {
+void HostRecording::end(ClientConnection& client) {
     if (owner_ != &client || isAsked_)
         return client.sendError(MessageKind::Recorded, ERROR_INVALID_PARAMETER);
     isAsked_ = true;
     finishWhenQuiet();
 }
 
-void HostRecording::remove(const HostConnection& client) {
+void HostRecording::remove(const ClientConnection& client) {
     if (owner_ != &client) return;
     owner_ = nullptr;
     if (!isAsked_) finishWhenQuiet();
@@ -131,7 +131,7 @@ void HostRecording::answerWhenOver() {
         return pause_.start(betweenLooks, [this] { answerWhenOver(); });
     const std::uint32_t error = finished_->file().error();
     finished_.reset();
-    if (HostConnection* const client = std::exchange(owner_, nullptr); client && isAsked_)
+    if (ClientConnection* const client = std::exchange(owner_, nullptr); client && isAsked_)
         client->sendError(MessageKind::Recorded, error);
 }
 

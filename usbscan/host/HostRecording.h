@@ -4,8 +4,8 @@
 #include <functional>
 #include <string_view>
 
+#include "usbscan/host/ClientConnection.h"
 #include "usbscan/host/EventLoop.h"
-#include "usbscan/host/HostConnection.h"
 #include "usbscan/host/RecordingDevice.h"
 
 namespace zlk::usbscan {
@@ -26,16 +26,16 @@ class HostRecording {
 
     bool isRunning() const { return recorder_ && recorder_->file().error() == 0; }
     /// The payload of a Record message; the file has come with it. It is answered.
-    void begin(HostConnection& client, std::span<const std::byte> payload);
+    void begin(ClientConnection& client, std::span<const std::byte> payload);
     /// Answered once everything is written.
-    void end(HostConnection& client);
+    void end(ClientConnection& client);
     /// It wants no answer any more.
-    void remove(const HostConnection& client);
+    void remove(const ClientConnection& client);
     /// Waits a moment for the last bytes, and answers.
     void deviceGone();
 
   private:
-    std::uint32_t tryToBegin(HostConnection& client, std::span<const std::byte> payload);
+    std::uint32_t tryToBegin(ClientConnection& client, std::span<const std::byte> payload);
     void finish();
     void finishWhenQuiet();
     void answerWhenOver();
@@ -46,7 +46,7 @@ class HostRecording {
     const std::function<bool()> isBusy_;
     std::shared_ptr<Recorder> recorder_;
     std::shared_ptr<Recorder> finished_;  // until all of it is written
-    HostConnection* owner_ = nullptr;     // null: nobody waits for its end
+    ClientConnection* owner_ = nullptr;   // null: nobody waits for its end
     bool isAsked_ = false;                // it has asked for the end
     Timer pause_, watch_;
 };

@@ -125,7 +125,8 @@ void show(Tool& tool, const Diagnostics& diagnostics) {
     tool.answer.endArray();
 }
 
-/// Whether the components find in it what they report of nothing without, and don't say so.
+/// Whether the document names model, firmware and serial number. Without all three the components
+/// log nothing and still succeed.
 bool canBeReported(std::u16string_view xml) {
     ComPtr<IXmlDoc> document;
     document.create(CLSID_XmlDoc);

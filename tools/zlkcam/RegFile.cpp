@@ -1,4 +1,4 @@
-#include "tools/zlkcam/SettingsText.h"
+#include "tools/zlkcam/RegFile.h"
 
 #include <algorithm>
 #include <array>

@@ -1,4 +1,4 @@
-#include "platform/components/ModuleNotes.h"
+#include "platform/components/ModuleResources.h"
 
 #include <algorithm>
 #include <cstring>

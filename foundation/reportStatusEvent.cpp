@@ -1,4 +1,4 @@
-#include "foundation/StatusEvent.h"
+#include "foundation/reportStatusEvent.h"
 
 #include "interfaces/IStatusEvent.h"
 

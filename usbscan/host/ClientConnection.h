@@ -25,29 +25,29 @@ struct WritePart {
 /// What a part has at most; a multiple of every packet size.
 inline constexpr std::uint32_t maxWritePart = 256 * 1024;
 
-class HostConnection {
+class ClientConnection {
   public:
     class Owner {
       public:
         /// A whole message of any kind but Write.
-        virtual void received(HostConnection& from, const MessageHeader& header,
+        virtual void received(ClientConnection& from, const MessageHeader& header,
                               std::span<const std::byte> payload) = 0;
         /// The bytes of a Write, in order; a short one comes whole. They stay until resume(), and
         /// nothing further is read until then.
-        virtual void receivedPart(HostConnection& from, const WritePart& part) = 0;
+        virtual void receivedPart(ClientConnection& from, const WritePart& part) = 0;
         /// The client is gone, or broke the protocol. The owner removes the connection later,
         /// from the loop.
-        virtual void lost(HostConnection& connection) = 0;
+        virtual void lost(ClientConnection& connection) = 0;
 
       protected:
         ~Owner() = default;
     };
 
     /// Takes over the socket.
-    HostConnection(EventLoop& loop, int socket, Owner& owner);
-    ~HostConnection();
-    HostConnection(const HostConnection&) = delete;
-    HostConnection& operator=(const HostConnection&) = delete;
+    ClientConnection(EventLoop& loop, int socket, Owner& owner);
+    ~ClientConnection();
+    ClientConnection(const ClientConnection&) = delete;
+    ClientConnection& operator=(const ClientConnection&) = delete;
 
     /// Reads on behind a part.
     void resume();

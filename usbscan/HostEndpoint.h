@@ -1,7 +1,7 @@
 #pragma once
-// Where whoever serves a device is found, in the folder of devices: <name>.lock, which he holds,
-// and <name>.sock, on which he listens. Nothing but a header, since hosts don't link the platform
-// library.
+// Where the process that serves a device is found, in the folder of devices: <name>.lock, which it
+// holds, and <name>.sock, on which it listens. Nothing but a header, since hosts don't link the
+// platform library.
 
 #include <fcntl.h>
 #include <sys/socket.h>

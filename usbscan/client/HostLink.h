@@ -11,22 +11,22 @@
 
 namespace zlk::platform {
 
-class HostSocket {
+class HostLink {
   public:
     enum class Result { Ok, TimedOut, Closed };
 
     /// `patience`: no single wait lasts longer.
-    HostSocket(Descriptor socket, std::chrono::milliseconds patience);
-    ~HostSocket();
-    HostSocket(const HostSocket&) = delete;
-    HostSocket& operator=(const HostSocket&) = delete;
+    HostLink(Descriptor socket, std::chrono::milliseconds patience);
+    ~HostLink();
+    HostLink(const HostLink&) = delete;
+    HostLink& operator=(const HostLink&) = delete;
 
     /// Whole messages, from any thread; a descriptor may go with one, and stays its caller's. What
     /// was read out of the shared memory meanwhile is given back with them.
     bool send(usbscan::MessageHeader header, std::span<const std::byte> first,
               std::span<const std::byte> second = {}, int descriptor = -1);
 
-    // For one thread at a time, which may be another one.
+    // One thread at a time may call what follows, not always the same one.
 
     /// Whether something of a message is there, or comes within this time.
     bool hasInput(std::chrono::milliseconds time);

@@ -1,4 +1,4 @@
-#include "tools/samplecard/ExifBlock.h"
+#include "tools/samplecard/ExifWriter.h"
 
 #include <libexif/exif-data.h>
 

@@ -1,4 +1,4 @@
-#include "usbscan/client/HostSocket.h"
+#include "usbscan/client/HostLink.h"
 
 #include <fcntl.h>
 #include <poll.h>
@@ -25,19 +25,19 @@ timeval timevalOf(std::chrono::milliseconds time) {
 
 }  // namespace
 
-HostSocket::HostSocket(Descriptor socket, std::chrono::milliseconds patience)
+HostLink::HostLink(Descriptor socket, std::chrono::milliseconds patience)
     : socket_(std::move(socket)), ahead_(aheadSize) {
     const timeval limit = timevalOf(patience);
     ::setsockopt(socket_.get(), SOL_SOCKET, SO_RCVTIMEO, &limit, sizeof limit);
     ::setsockopt(socket_.get(), SOL_SOCKET, SO_SNDTIMEO, &limit, sizeof limit);
 }
 
-HostSocket::~HostSocket() {
+HostLink::~HostLink() {
     if (area_) ::munmap(const_cast<std::byte*>(area_), usbscan::areaSize);
 }
 
-bool HostSocket::send(usbscan::MessageHeader header, std::span<const std::byte> first,
-                      std::span<const std::byte> second, int descriptor) {
+bool HostLink::send(usbscan::MessageHeader header, std::span<const std::byte> first,
+                    std::span<const std::byte> second, int descriptor) {
     const std::lock_guard lock(sending_);
     header.length = static_cast<std::uint32_t>(first.size() + second.size());
     const std::vector<std::byte> slotsFree = std::exchange(slotsFree_, {});
@@ -69,7 +69,7 @@ bool HostSocket::send(usbscan::MessageHeader header, std::span<const std::byte> 
     return true;
 }
 
-bool HostSocket::hasInput(std::chrono::milliseconds time) {
+bool HostLink::hasInput(std::chrono::milliseconds time) {
     if (end_ > begin_) return true;
     pollfd wait{socket_.get(), POLLIN, 0};
     int happened;
@@ -79,7 +79,7 @@ bool HostSocket::hasInput(std::chrono::milliseconds time) {
 }
 
 /// Reads into the buffer, and what comes behind it ahead.
-HostSocket::Result HostSocket::receiveSome(std::span<std::byte> buffer, std::size_t& done) {
+HostLink::Result HostLink::receiveSome(std::span<std::byte> buffer, std::size_t& done) {
     iovec parts[] = {{buffer.data(), buffer.size()}, {ahead_.data() + end_, ahead_.size() - end_}};
     // Behind a message that goes on there is only more of it, for the reader's next buffer.
     const bool readsAhead = buffer.size() == left_;
@@ -100,7 +100,7 @@ HostSocket::Result HostSocket::receiveSome(std::span<std::byte> buffer, std::siz
     return Result::Ok;
 }
 
-HostSocket::Result HostSocket::receiveHeader(usbscan::MessageHeader& header) {
+HostLink::Result HostLink::receiveHeader(usbscan::MessageHeader& header) {
     while (end_ - begin_ < sizeof header) {
         if (begin_ > 0) {
             std::copy(ahead_.begin() + static_cast<std::ptrdiff_t>(begin_),
@@ -121,7 +121,7 @@ HostSocket::Result HostSocket::receiveHeader(usbscan::MessageHeader& header) {
     return !inArea || enterArea(header) ? Result::Ok : Result::Closed;
 }
 
-bool HostSocket::mapArea() {
+bool HostLink::mapArea() {
     const Descriptor memory = std::move(passed_);
     constexpr int fixedSize = F_SEAL_SHRINK | F_SEAL_GROW;
     struct stat status;
@@ -136,7 +136,7 @@ bool HostSocket::mapArea() {
     return true;
 }
 
-bool HostSocket::enterArea(usbscan::MessageHeader& header) {
+bool HostLink::enterArea(usbscan::MessageHeader& header) {
     usbscan::AreaPiece piece;
     if (!area_ || left_ != sizeof piece ||
         receiveBytes(std::as_writable_bytes(std::span(&piece, 1))) != Result::Ok ||
@@ -150,7 +150,7 @@ bool HostSocket::enterArea(usbscan::MessageHeader& header) {
     return true;
 }
 
-void HostSocket::leaveArea() {
+void HostLink::leaveArea() {
     inArea_ = nullptr;
     // Each message wakes the host, which needs no slot before most of them are taken. A host that
     // is gone needs no answer.
@@ -170,7 +170,7 @@ void HostSocket::leaveArea() {
     send(message.header, std::as_bytes(std::span(&slot_, 1)));
 }
 
-HostSocket::Result HostSocket::receive(std::span<std::byte> buffer) {
+HostLink::Result HostLink::receive(std::span<std::byte> buffer) {
     if (!inArea_) return receiveBytes(buffer);
     std::copy_n(inArea_, buffer.size(), buffer.begin());
     inArea_ += buffer.size();
@@ -179,7 +179,7 @@ HostSocket::Result HostSocket::receive(std::span<std::byte> buffer) {
     return Result::Ok;
 }
 
-HostSocket::Result HostSocket::receiveBytes(std::span<std::byte> buffer) {
+HostLink::Result HostLink::receiveBytes(std::span<std::byte> buffer) {
     while (!buffer.empty()) {
         std::size_t done = std::min(end_ - begin_, buffer.size());
         if (done > 0) {
@@ -196,7 +196,7 @@ HostSocket::Result HostSocket::receiveBytes(std::span<std::byte> buffer) {
     return Result::Ok;
 }
 
-HostSocket::Result HostSocket::skipRest() {
+HostLink::Result HostLink::skipRest() {
     std::byte unwanted[4096];
     while (left_ > 0) {
         const std::size_t size = std::min<std::size_t>(left_, sizeof unwanted);
@@ -205,7 +205,7 @@ HostSocket::Result HostSocket::skipRest() {
     return Result::Ok;
 }
 
-void HostSocket::shutDown() noexcept {
+void HostLink::shutDown() noexcept {
     ::shutdown(socket_.get(), SHUT_RDWR);
 }
 

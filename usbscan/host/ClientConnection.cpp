@@ -1,4 +1,4 @@
-#include "usbscan/host/HostConnection.h"
+#include "usbscan/host/ClientConnection.h"
 
 #include <sys/socket.h>
 #include <sys/uio.h>
@@ -16,15 +16,15 @@ namespace zlk::usbscan {
 namespace {
 
 constexpr std::size_t usualInput = 4096;
-// A client that asks and asks and reads no answer is no longer listened to.
+// A client that keeps asking and reads no answer is no longer listened to.
 constexpr std::size_t maxQueuedAnswers = 256;
-// Notes alone never come to that, since nobody asked for them.
+// Notes alone never fill the queue that far, since nobody asked for them.
 constexpr std::size_t maxQueuedBeforeNote = 128;
-// Then others have their turn.
-constexpr int mostPerTurn = 64;
+// Messages handled for one client before the event loop serves the others.
+constexpr int maxMessagesPerTurn = 64;
 
-// Less is through the socket sooner.
-constexpr std::size_t leastForArea = 16 * 1024;
+// Below this a copy through the socket is faster than a slot of shared memory.
+constexpr std::size_t minBytesForSharedMemory = 16 * 1024;
 
 bool isFromClient(MessageKind kind) {
     return kind >= MessageKind::Open && kind <= MessageKind::EndRecord;
@@ -62,33 +62,33 @@ std::shared_ptr<std::vector<std::byte>> copyOf(std::span<const std::byte> bytes)
 
 }  // namespace
 
-HostConnection::HostConnection(EventLoop& loop, int socket, Owner& owner)
+ClientConnection::ClientConnection(EventLoop& loop, int socket, Owner& owner)
     : loop_(loop), socket_(socket), process_(processAt(socket)), owner_(owner), input_(usualInput) {
     loop_.watch(socket_, POLLIN, [this](short events) { happened(events); });
 }
 
-HostConnection::~HostConnection() {
+ClientConnection::~ClientConnection() {
     loop_.forget(socket_);
     ::close(socket_);
 }
 
-bool HostConnection::listens() const noexcept {
+bool ClientConnection::listens() const noexcept {
     return !lost_ && !paused_ && queuedAnswers_ < maxQueuedAnswers;
 }
 
-void HostConnection::expectEvents() {
+void ClientConnection::expectEvents() {
     const bool sends = !output_.empty() && !awaitsSlot_ && !awaitsNext_;
     loop_.expect(socket_, static_cast<short>((listens() ? POLLIN : 0) | (sends ? POLLOUT : 0)));
 }
 
-void HostConnection::lose() {
+void ClientConnection::lose() {
     if (lost_) return;
     lost_ = true;
     loop_.forget(socket_);
     owner_.lost(*this);
 }
 
-void HostConnection::happened(short events) {
+void ClientConnection::happened(short events) {
     if (events & POLLOUT) flush();
     // Whoever has closed waits for no answer, and what he had still to say is of no use.
     if (events & (POLLERR | POLLHUP)) lose();
@@ -96,23 +96,23 @@ void HostConnection::happened(short events) {
     if (!lost_) expectEvents();
 }
 
-void HostConnection::resume() {
+void ClientConnection::resume() {
     if (!paused_) return;
     paused_ = false;
     expectEvents();
     if (end_ > begin_) readOnLater();
 }
 
-void HostConnection::readOnLater() {
+void ClientConnection::readOnLater() {
     loop_.post(lifetime_.guard([this] {
         readOn();
         if (!lost_) expectEvents();
     }));
 }
 
-void HostConnection::readOn() {
+void ClientConnection::readOn() {
     for (int taken = 0; listens();) {
-        if (taken == mostPerTurn) return readOnLater();
+        if (taken == maxMessagesPerTurn) return readOnLater();
         if (writeLeft_ > 0 ? takePart() : takeMessage())
             ++taken;
         else if (lost_ || !receive())
@@ -120,7 +120,7 @@ void HostConnection::readOn() {
     }
 }
 
-bool HostConnection::receive() {
+bool ClientConnection::receive() {
     if (begin_ == end_) begin_ = end_ = 0;
     if (input_.size() - begin_ < wanted_) {
         std::copy(input_.begin() + static_cast<std::ptrdiff_t>(begin_),
@@ -138,7 +138,7 @@ bool HostConnection::receive() {
     return false;
 }
 
-bool HostConnection::takeMessage() {
+bool ClientConnection::takeMessage() {
     wanted_ = sizeof(MessageHeader);
     if (end_ - begin_ < wanted_) return false;
     MessageHeader header;
@@ -173,7 +173,7 @@ bool HostConnection::takeMessage() {
     return true;
 }
 
-bool HostConnection::takePart() {
+bool ClientConnection::takePart() {
     wanted_ = std::min(writeLeft_, maxWritePart);
     if (end_ - begin_ < wanted_) return false;
     WritePart part{write_.turn,
@@ -187,11 +187,11 @@ bool HostConnection::takePart() {
     return true;
 }
 
-void HostConnection::send(MessageHeader header, std::span<const std::byte> bytes,
-                          std::shared_ptr<const void> keeper, When when) {
+void ClientConnection::send(MessageHeader header, std::span<const std::byte> bytes,
+                            std::shared_ptr<const void> keeper, When when) {
     if (lost_) return;
     Outgoing outgoing{header, bytes, std::move(keeper)};
-    const bool large = header.kind == MessageKind::Data && bytes.size() >= leastForArea;
+    const bool large = header.kind == MessageKind::Data && bytes.size() >= minBytesForSharedMemory;
     if (large && !area_.exists() && area_.make())
         queue({{0, MessageKind::Area, 0, 0}, {}, nullptr, area_.descriptor()});
     outgoing.wantsArea = large && area_.exists() && bytes.size() <= areaSlotSize;
@@ -203,7 +203,7 @@ void HostConnection::send(MessageHeader header, std::span<const std::byte> bytes
     queue(std::move(outgoing), when);
 }
 
-bool HostConnection::moveToArea(Outgoing& outgoing) {
+bool ClientConnection::moveToArea(Outgoing& outgoing) {
     if (!outgoing.wantsArea) return true;
     const auto slot = area_.put(outgoing.bytes);
     if (!slot) return false;
@@ -217,7 +217,7 @@ bool HostConnection::moveToArea(Outgoing& outgoing) {
     return true;
 }
 
-void HostConnection::queue(Outgoing outgoing, When when) {
+void ClientConnection::queue(Outgoing outgoing, When when) {
     outgoing.header.length = static_cast<std::uint32_t>(outgoing.bytes.size());
     if (!isData(outgoing.header.kind)) ++queuedAnswers_;
     const bool idle = output_.empty() || awaitsNext_;
@@ -227,18 +227,18 @@ void HostConnection::queue(Outgoing outgoing, When when) {
     if (!lost_) expectEvents();
 }
 
-void HostConnection::sendError(MessageKind kind, std::uint32_t error, std::uint16_t turn,
-                               std::uint8_t flags) {
+void ClientConnection::sendError(MessageKind kind, std::uint32_t error, std::uint16_t turn,
+                                 std::uint8_t flags) {
     send({0, kind, flags, turn}, std::as_bytes(std::span(&error, 1)));
 }
 
-void HostConnection::note(std::string_view line) {
+void ClientConnection::note(std::string_view line) {
     if (queuedAnswers_ >= maxQueuedBeforeNote) return;
     line = line.substr(0, maxControlMessage);
     send({0, MessageKind::Note, 0, 0}, std::as_bytes(std::span(line)));
 }
 
-void HostConnection::dropData() {
+void ClientConnection::dropData() {
     if (output_.empty()) return;
     auto first = output_.begin();
     if (sent_ > 0) {
@@ -263,13 +263,13 @@ void HostConnection::dropData() {
     if (!lost_) expectEvents();
 }
 
-void HostConnection::finish() {
+void ClientConnection::finish() {
     finishing_ = true;
     dropData();
     if (output_.empty()) lose();
 }
 
-void HostConnection::flush() {
+void ClientConnection::flush() {
     while (!output_.empty()) {
         std::array<iovec, 8> parts{};
         std::size_t count = 0, skip = sent_;
