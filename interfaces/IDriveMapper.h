@@ -1,12 +1,14 @@
 #pragma once
-// The drive mapper: from a context id to the drive on which its device is mounted.
+// The drive mapper component: it finds the drive on which the device of a context id is mounted. An
+// object is for one thread, and is made by the ProgID or the class id below.
 
 #include "platform/component.h"
 
 struct IDriveMapper : IUnknown {
-    /// Chooses the device; any text is taken.
+    /// Chooses the device; any text is accepted and copied.
     virtual HRESULT put_ContextId(BSTR contextId) noexcept = 0;
-    /// `E:\`, a network path, or the empty text where the device is on no drive now.
+    /// Gives the place of the device now: `E:\`, a network path, or the empty text where it is on
+    /// no drive. The caller frees the text.
     virtual HRESULT get_DrivePrefix(BSTR* prefix) noexcept = 0;
 
   protected:

@@ -1,10 +1,13 @@
 #pragma once
-// The event component: takes numbered status events of the system.
+// The event component: it records numbered status events of the system, in the system's log and in
+// a file that the settings may name. An object is for one thread.
 
 #include "platform/automation.h"
 
 struct IStatusEvent : IDispatch {
-    /// Records one event. `level` 1 is informative; `text` may be empty.
+    /// Records one event. `level` 1 is informative, any other asks for attention; `text` is
+    /// borrowed and may be empty. Fails with the HRESULT of a last error where the file can't be
+    /// written; a missing system log is no failure.
     virtual HRESULT Report(LONG eventId, LONG level, BSTR text) noexcept = 0;
 
   protected:

@@ -1,9 +1,14 @@
 #pragma once
-// The XML document component: one tree of elements with text and attributes.
+// The XML document component: one tree of elements with text and attributes, which callers build
+// and read by paths. An object is for one thread.
 //
-// A path names elements from the root on, `devices/device[1]/name`, numbers counting from 0 among
-// elements of one name; `/` is the place above the root. All texts are BSTRs: one that comes in
-// is borrowed, one that goes out is the caller's. 0 is success, anything else failure.
+// A path names the elements from the root down, as in `devices/device[1]/name`; a number counts
+// from 0 among the elements of one name. `/` is the place above the root. All texts are BSTRs:
+// those passed in are borrowed, those given out belong to the caller. 0 is success, anything else
+// failure.
+//
+// The places named Reserved keep the others at their positions in the virtual table; calling one
+// returns E_NOTIMPL.
 
 #include "platform/component.h"
 
@@ -13,15 +18,17 @@ struct IXmlDoc : IUnknown {
     virtual HRESULT Reserved3() noexcept = 0;
     virtual HRESULT Reserved4() noexcept = 0;
     virtual HRESULT Reserved5() noexcept = 0;
-    /// Replaces the document; one that isn't well formed fails and leaves the old one.
+    /// Parses `text` and replaces the document by it; if it isn't well formed, the call fails and
+    /// the old document stays.
     virtual HRESULT Load(BSTR text) noexcept = 0;
     virtual HRESULT Reserved7() noexcept = 0;
     /// The whole document, without a declaration and without white space of its own.
     virtual HRESULT GetXml(BSTR* text) noexcept = 0;
-    /// The text of an element; empty for one without text, a failure only for a missing one.
+    /// The text of an element; empty for an element without text. Fails only for a missing element.
     virtual HRESULT GetValue(BSTR path, BSTR* value) noexcept = 0;
     /// Sets the text of an existing element, escaped as needed.
     virtual HRESULT SetValue(BSTR path, BSTR value) noexcept = 0;
+    /// The value of an attribute of an element; fails if either is missing.
     virtual HRESULT GetAttribute(BSTR path, BSTR name, BSTR* value) noexcept = 0;
     virtual HRESULT Reserved12() noexcept = 0;
     /// Parses `xml` and adds it as the last child of the element at `path`; at `/`, as the root.

@@ -1,17 +1,19 @@
 #pragma once
-// The one entry point of the thumbnail library, found by name in its module.
+// The thumbnail library's only entry point, which callers look up by name after loading the module.
 
 #include "platform/types.h"
 
 inline constexpr WCHAR thumbnailLibraryName[] = u"zlkthbg2.DLL";
 inline constexpr char thumbnailEntryPoint[] = "ZLGenerateThumbnailCompressedBufferInForeGround";
 
-/// Makes a JPEG of at most `width` x `height` from the picture at `path` (a buffer of 260 units,
-/// terminated), or gives the stock picture for what it can't read. `flags` is 0. *buffer stays in
-/// the library's keeping until the next call on the same thread. *second is not used.
-/// 0 on success; 4: unknown error, 6: no picture library; *extendedError says more.
+/// Makes a JPEG of at most `width` x `height` pixels (each 1 to 1024; more counts as 1024) from the
+/// picture at `path` (a buffer of 260 units, terminated), or from a stock picture where that one
+/// can't be decoded. May be called on any thread. `flags` is 0. *buffer and *size, in bytes, stay
+/// the library's and are valid until the next call on the same thread; *second is always 0. Returns
+/// 0 on success, else one of the numbers below; *extendedError is then a last error that says more,
+/// or 0.
 using ThumbnailEntryPoint = std::int32_t (*)(WCHAR* path, std::int32_t width, std::int32_t height,
                                              std::int32_t flags, BYTE** buffer, DWORD* size,
                                              std::int32_t* second, std::int32_t* extendedError);
-inline constexpr std::int32_t thumbnailErrorUnknown = 4;
-inline constexpr std::int32_t thumbnailErrorImlFailed = 6;
+inline constexpr std::int32_t thumbnailErrorUnknown = 4;    ///< a bad argument or unreadable file
+inline constexpr std::int32_t thumbnailErrorImlFailed = 6;  ///< the picture couldn't be encoded

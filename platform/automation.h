@@ -1,16 +1,18 @@
 #pragma once
-// The automation side of the component model: values that carry their type, and calls by name.
-// It is how scripts and other languages reach a component of which they know a ProgID and nothing
-// else. What an object's members are is told by its type library (type_library.h).
+// The automation side of the component model: values that carry their type, and calls of members by
+// name. Scripts and other languages use it to reach a component of which they know only a ProgID.
+// The members of an object are described by its type library (type_library.h).
 //
-// The layouts are fixed: other languages write them out for themselves.
+// The layouts are fixed, because other languages declare these structures for themselves. The
+// functions on VARIANTs may be called on any thread, each value by one thread at a time.
 
 #include "platform/component.h"
 
-/// The type of a value; with VT_BYREF it is a pointer to one, which the caller owns.
+/// The type of a value. With VT_BYREF the value is a pointer to one of that type, which the caller
+/// owns.
 using VARTYPE = WORD;
 inline constexpr VARTYPE VT_EMPTY = 0;  ///< no value; converts to 0 and to the empty text
-inline constexpr VARTYPE VT_NULL = 1;   ///< known to be none; converts to nothing
+inline constexpr VARTYPE VT_NULL = 1;   ///< known to have no value; converts to nothing else
 inline constexpr VARTYPE VT_I2 = 2;
 inline constexpr VARTYPE VT_I4 = 3;
 inline constexpr VARTYPE VT_R4 = 4;
@@ -31,6 +33,7 @@ inline constexpr VARTYPE VT_INT = 22;
 inline constexpr VARTYPE VT_UINT = 23;
 inline constexpr VARTYPE VT_BYREF = 0x4000;
 
+/// A truth value. True has all bits set; any value but 0 is taken for true.
 using VARIANT_BOOL = SHORT;
 inline constexpr VARIANT_BOOL VARIANT_TRUE = -1;
 inline constexpr VARIANT_BOOL VARIANT_FALSE = 0;
@@ -38,8 +41,9 @@ inline constexpr VARIANT_BOOL VARIANT_FALSE = 0;
 struct IDispatch;
 struct ITypeInfo;
 
-/// A value with its type. Whoever holds one owns the text or the object in it, and lets go of it
-/// by VariantClear.
+/// A value with its type, which selects the member of the union. The holder of a VARIANT owns the
+/// text or the reference in it and gives it up by VariantClear; what a VT_BYREF value points to
+/// stays its owner's.
 struct VARIANT {
     VARTYPE vt;
     WORD wReserved1, wReserved2, wReserved3;
@@ -63,17 +67,18 @@ struct VARIANT {
         BSTR* pbstrVal;
         IUnknown** ppunkVal;
         VARIANT* pvarVal;
-        void* room[2];  ///< what the largest of the types that others know takes
+        void* room[2];  ///< as much room as the largest type known elsewhere takes
     };
 };
 static_assert(sizeof(VARIANT) == 8 + 2 * sizeof(void*));
 
 using DISPID = LONG;
-inline constexpr DISPID DISPID_UNKNOWN = -1;      ///< in place of the id of an unknown name
+inline constexpr DISPID DISPID_UNKNOWN = -1;      ///< stands for the id of an unknown name
 inline constexpr DISPID DISPID_PROPERTYPUT = -3;  ///< names the new value of a property
 
-/// The arguments of a call, which stay the caller's: the last one first. The first `cNamedArgs`
-/// of them go to the parameters that `rgdispidNamedArgs` names, by place from 0.
+/// The arguments of a call, borrowed and in reverse order: the last one stands first. The first
+/// `cNamedArgs` of them are named: each goes to the parameter whose place, counted from 0, stands
+/// at the same index of `rgdispidNamedArgs`.
 struct DISPPARAMS {
     VARIANT* rgvarg;
     DISPID* rgdispidNamedArgs;
@@ -81,7 +86,7 @@ struct DISPPARAMS {
     UINT cNamedArgs;
 };
 
-/// Why a call failed. The texts belong to the caller.
+/// Describes why a member failed. The caller owns the texts.
 struct EXCEPINFO {
     WORD wCode;
     WORD wReserved;
@@ -90,40 +95,43 @@ struct EXCEPINFO {
     BSTR bstrHelpFile;
     DWORD dwHelpContext;
     void* pvReserved;
-    HRESULT (*pfnDeferredFillIn)(EXCEPINFO* exception);  ///< null: all is filled in
-    HRESULT scode;                                       ///< what the member itself gave
+    HRESULT (*pfnDeferredFillIn)(EXCEPINFO* exception);  ///< null: all fields are filled in
+    HRESULT scode;                                       ///< the result that the member returned
 };
 
+// What a member is called as: flags of Invoke, any of which may fit.
 inline constexpr WORD DISPATCH_METHOD = 1;
 inline constexpr WORD DISPATCH_PROPERTYGET = 2;
 inline constexpr WORD DISPATCH_PROPERTYPUT = 4;
 inline constexpr WORD DISPATCH_PROPERTYPUTREF = 8;  ///< no member here is put by reference
 
-/// An object that is called by name. It answers on the thread that made it, as its other
-/// interfaces do. `localeId` may be any that could be one: names are the same in all languages.
+/// An object whose members can be called by name, on the thread that made it. Names are the same in
+/// all languages, so `localeId` may be any well-formed locale id (DISP_E_UNKNOWNLCID otherwise).
 struct IDispatch : IUnknown {
-    /// 1: there is a type library behind the object.
+    /// The number of type descriptions, which is 1: every object here has one.
     virtual HRESULT GetTypeInfoCount(UINT* count) noexcept = 0;
-    /// What the object's members are; the caller releases it. DISP_E_BADINDEX unless `index` is 0,
-    /// or what LoadTypeLib answers.
+    /// Gives the description of the object's members; the caller releases it. DISP_E_BADINDEX
+    /// unless `index` is 0, or the results of LoadTypeLib.
     virtual HRESULT GetTypeInfo(UINT index, DWORD localeId, ITypeInfo** info) noexcept = 0;
-    /// The dispatch id of the member names[0], and the places of its parameters of the other
-    /// names; case doesn't matter. DISP_E_UNKNOWNNAME where one isn't known, whose id is then
-    /// DISPID_UNKNOWN; the others are filled in all the same. `reserved` is all zeros
-    /// (DISP_E_UNKNOWNINTERFACE).
+    /// Gives the dispatch id of the member names[0] and, for the other names, the places of its
+    /// parameters of these names; case doesn't matter. DISP_E_UNKNOWNNAME where a name isn't known:
+    /// its id is then DISPID_UNKNOWN, and the others are filled in all the same. `reserved` is all
+    /// zeros (DISP_E_UNKNOWNINTERFACE otherwise).
     virtual HRESULT GetIDsOfNames(const GUID& reserved, WCHAR** names, UINT count, DWORD localeId,
                                   DISPID* dispatchIds) noexcept = 0;
-    /// Calls a member. `flags` says as what (DISPATCH_...; a method and a property's reader may
-    /// both be allowed). Arguments convert between numbers and text where the value allows it, and
-    /// may be references; an out parameter takes a reference to its type or to a VARIANT. The new
-    /// value of a property is the one argument, named DISPID_PROPERTYPUT. `result` (null: not
-    /// wanted) takes what the member returns, which the caller clears; VT_EMPTY on failure.
+    /// Calls a member. `flags` is what to call it as (DISPATCH_...; a method and a property's
+    /// reader may both be allowed). Arguments are converted between numbers and text where the
+    /// value allows it, and may be references; an out parameter takes a reference to its type or to
+    /// a VARIANT. To set a property, the new value is the only argument and is named
+    /// DISPID_PROPERTYPUT. `result` (null: not wanted) receives what the member returns, which the
+    /// caller clears; it is VT_EMPTY on failure.
     ///
-    /// DISP_E_EXCEPTION where the member itself failed: exception->scode (null: not wanted) is its
-    /// result. Otherwise the member wasn't called: DISP_E_MEMBERNOTFOUND, DISP_E_BADPARAMCOUNT,
-    /// E_INVALIDARG, DISP_E_UNKNOWNLCID, E_OUTOFMEMORY; or with the place of the argument among
-    /// rgvarg in *argumentError: DISP_E_TYPEMISMATCH, DISP_E_OVERFLOW, DISP_E_PARAMNOTFOUND (no
-    /// parameter of that name), DISP_E_PARAMNOTOPTIONAL (left out), E_POINTER (a null reference).
+    /// DISP_E_EXCEPTION where the member itself failed: exception->scode (`exception` null: not
+    /// wanted) is its result. After any other failure the member wasn't called:
+    /// DISP_E_MEMBERNOTFOUND, DISP_E_BADPARAMCOUNT, E_INVALIDARG, DISP_E_UNKNOWNLCID,
+    /// E_OUTOFMEMORY; or, with the index in rgvarg of the argument at fault in *argumentError,
+    /// DISP_E_TYPEMISMATCH, DISP_E_OVERFLOW, DISP_E_PARAMNOTFOUND (no parameter of that name),
+    /// DISP_E_PARAMNOTOPTIONAL (left out), E_POINTER (a null reference).
     virtual HRESULT Invoke(DISPID dispatchId, const GUID& reserved, DWORD localeId, WORD flags,
                            DISPPARAMS* parameters, VARIANT* result, EXCEPINFO* exception,
                            UINT* argumentError) noexcept = 0;
@@ -137,19 +145,19 @@ inline constexpr GUID iidOf<IDispatch>{0x00020400, 0, 0, {0xC0, 0, 0, 0, 0, 0, 0
 #pragma GCC visibility push(default)
 extern "C" {
 
-/// Makes an empty value of raw memory; nothing is let go of.
+/// Makes raw memory an empty value; whatever the memory held isn't freed.
 void VariantInit(VARIANT* value) noexcept;
-/// Lets go of what the value holds, and empties it. DISP_E_BADVARTYPE for a type that isn't known,
-/// which stays as it is.
+/// Frees the text or releases the object that the value holds, and makes it empty.
+/// DISP_E_BADVARTYPE for an unknown type; the value then stays as it is.
 HRESULT VariantClear(VARIANT* value) noexcept;
-/// Makes `target`, which is cleared before, hold the same; a reference stays one. E_OUTOFMEMORY,
-/// DISP_E_BADVARTYPE.
+/// Clears `target` and makes it a copy of `source`, with a text or reference of its own; a VT_BYREF
+/// value stays a pointer to the same place. E_OUTOFMEMORY, DISP_E_BADVARTYPE.
 HRESULT VariantCopy(VARIANT* target, const VARIANT* source) noexcept;
-/// Makes `target`, which is cleared before and may be `source`, hold the value as another type:
-/// numbers, texts (with a decimal point, whatever the locale; VT_BOOL is -1 or 0), VT_BOOL, and
-/// objects among each other. References are followed. Fractions are rounded to the nearest whole
-/// number, halves to the even one. `flags` is 0. On failure `target` is unchanged:
-/// DISP_E_TYPEMISMATCH, DISP_E_OVERFLOW, DISP_E_BADVARTYPE (no value can be of that type),
+/// Clears `target`, which may be `source`, and stores the value there as another type. It converts
+/// between numbers, texts (with a decimal point in every locale; VT_BOOL is -1 or 0) and VT_BOOL,
+/// and between the two kinds of objects. VT_BYREF values are followed. Fractions are rounded to the
+/// nearest whole number, halves to the even one. `flags` is 0. On failure `target` is unchanged:
+/// DISP_E_TYPEMISMATCH, DISP_E_OVERFLOW, DISP_E_BADVARTYPE (no value can have that type),
 /// E_POINTER, E_OUTOFMEMORY.
 HRESULT VariantChangeType(VARIANT* target, const VARIANT* source, WORD flags,
                           VARTYPE type) noexcept;
@@ -159,7 +167,7 @@ HRESULT VariantChangeType(VARIANT* target, const VARIANT* source, WORD flags,
 
 namespace zlk {
 
-/// A VARIANT with an owner.
+/// Owns a VARIANT and clears it in its destructor.
 class Variant {
   public:
     Variant() noexcept { VariantInit(&value_); }
@@ -184,11 +192,12 @@ class Variant {
     const VARIANT* get() const noexcept { return &value_; }
     VARIANT* operator->() noexcept { return &value_; }
     const VARIANT* operator->() const noexcept { return &value_; }
-    /// For calls that hand out a value; drops the one held before.
+    /// For calls that hand out a value; clears the one held before.
     VARIANT* out() noexcept {
         VariantClear(&value_);
         return &value_;
     }
+    /// Gives up ownership: the caller clears the value that is returned.
     VARIANT detach() noexcept {
         const VARIANT value = value_;
         VariantInit(&value_);

@@ -1,6 +1,6 @@
 #pragma once
-// What a class with a dual interface derives from: the interface with its four IDispatch methods
-// implemented, so that only the interface's own are left.
+// A base for classes with a dual interface: it implements the interface's four IDispatch methods,
+// so that the class has to implement only the interface's own.
 //
 //     class CDeviceList : public DispatchImpl<IDeviceList> {
 //       public:
@@ -18,9 +18,10 @@ namespace zlk {
 
 #pragma GCC visibility push(default)
 
-/// The IDispatch methods of all objects with one interface, served from the type library of the
-/// module that this lies in. The library is read by the first call that needs it, and kept as long
-/// as the module is loaded.
+/// The bodies of the IDispatch methods for all objects with one interface, served from the type
+/// library of the module that this object lies in. The library is read by the first call that needs
+/// it, on whichever thread, and kept until the module is unloaded. Results and arguments are those
+/// of IDispatch.
 class DispatchTable {
   public:
     constexpr explicit DispatchTable(const GUID& iid) noexcept : iid_(iid) {}
@@ -31,20 +32,22 @@ class DispatchTable {
     HRESULT getTypeInfo(UINT index, DWORD localeId, ITypeInfo** info) noexcept;
     HRESULT getIdsOfNames(const GUID& reserved, WCHAR** names, UINT count, DWORD localeId,
                           DISPID* ids) noexcept;
-    /// `object` points to the interface of that id.
+    /// `object` points to the interface that this table was made for.
     HRESULT invoke(void* object, DISPID id, const GUID& reserved, DWORD localeId, WORD flags,
                    DISPPARAMS* parameters, VARIANT* result, EXCEPINFO* exception,
                    UINT* argumentError) noexcept;
 
   private:
+    /// Gives the description, borrowed from this table, and loads it at first.
     HRESULT find(DWORD localeId, ITypeInfo*& info) noexcept;
 
     const GUID& iid_;
-    std::atomic<ITypeInfo*> info_ = nullptr;
+    std::atomic<ITypeInfo*> info_ = nullptr;  // owned; null until the first call that needs it
 };
 
 #pragma GCC visibility pop
 
+/// Derives from a dual interface and forwards its IDispatch methods to the table of the interface.
 template <class Interface>
 class DispatchImpl : public Interface {
     static_assert(std::is_base_of_v<IDispatch, Interface>);

@@ -1,5 +1,7 @@
 #pragma once
-// Folders that stand for memory cards: to mount one, and to take it away again.
+// Folders that stand for memory cards: how to mount one and how to take it away again. The calls
+// are thread-safe, and a lock keeps processes that change mounts at the same time from giving one
+// letter twice.
 
 #include <vector>
 
@@ -7,16 +9,19 @@
 
 #pragma GCC visibility push(default)
 
-/// Mounts a folder, for all processes of the machine and until it is unmounted; `mount.letter`
-/// receives the letter given. Last errors: ERROR_DIRECTORY (no such folder),
-/// ERROR_ALREADY_EXISTS (the letter is taken), ERROR_INVALID_DRIVE (no such letter, or none
-/// free), ERROR_INVALID_PARAMETER (a text too long), and those of the settings store.
+/// Mounts `mount.folder` for all processes of the machine, until it is unmounted; `mount.letter`
+/// receives the letter given. Last errors: ERROR_DIRECTORY (no such folder), ERROR_ALREADY_EXISTS
+/// (the letter is taken), ERROR_INVALID_DRIVE (no such letter, or none free),
+/// ERROR_INVALID_PARAMETER (a text too long), ERROR_BUSY (another process held the lock for some
+/// seconds), and those of the settings store.
 BOOL mountCard(CardMount& mount) noexcept;
 
-/// ERROR_INVALID_DRIVE if no folder is mounted there.
+/// Takes a mounted folder away; what lies in it isn't touched. ERROR_INVALID_DRIVE if no folder is
+/// mounted under that letter.
 BOOL unmountCard(WCHAR letter) noexcept;
 
-/// The folders mounted now, by letter, also those that have vanished.
+/// The folders mounted now, in the order of their letters, including those that have vanished from
+/// the disk.
 std::vector<CardMount> mountedCards();
 
 #pragma GCC visibility pop

@@ -1,12 +1,13 @@
 #pragma once
-// Ticks, waiting, and the conversions of file times.
+// The clock as callers of the platform see it: ticks, waiting, and conversions between file times,
+// seconds since 1970 and local time. Every call may come from any thread, except setTestClock.
 
 #include <cstdint>
 
 #include "platform/types.h"
 
-/// Broken-down time as the C library has it, under its own name so that no header of ours
-/// depends on <ctime>.
+/// A broken-down time with the field values of the C library's `tm`, under a name of its own so
+/// that no header of ours depends on <ctime>.
 struct BrokenDownTime {
     int second, minute, hour;
     int day;    ///< 1 to 31
@@ -18,41 +19,46 @@ struct BrokenDownTime {
 
 /// Milliseconds since the machine started, modulo 2^32, the same in every process.
 DWORD GetTickCount() noexcept;
+/// Waits at least that long, INFINITE for ever; signals don't shorten it. 0 gives up the rest of
+/// this thread's time slice.
 void Sleep(DWORD milliseconds) noexcept;
 
-/// Puts a clock of the test's own behind GetTickCount and Sleep in this process, so that no test
-/// waits; null for either keeps the real one. Not thread-safe: set it before the call under test.
+/// Replaces the clock behind GetTickCount and Sleep in this process, so that no test has to wait;
+/// null for either function keeps the real one. Not thread-safe: a test sets it before the call
+/// that it tests.
 struct TestClock {
     DWORD (*tickCount)() = nullptr;
     void (*sleep)(DWORD milliseconds) = nullptr;
 };
 void setTestClock(const TestClock& clock) noexcept;
 
+/// The current time in UTC, by the machine's real-time clock.
 void GetSystemTimeAsFileTime(FILETIME* now) noexcept;
 
-/// Between file times and seconds since 1970-01-01 00:00 UTC with nanoseconds; a moment outside
-/// of what a FILETIME holds gives 0.
+/// The file time of a moment given in seconds since 1970-01-01 00:00 UTC and nanoseconds; 0 for a
+/// moment that a FILETIME can't hold.
 FILETIME fileTimeFromUnix(std::int64_t seconds, std::uint32_t nanoseconds) noexcept;
 
-/// Local wall-clock time as a file time. Differs from Windows: the offset is the one in force at
-/// that moment and not today's, so that a picture taken in July doesn't move by an hour in
-/// December. 0 with ERROR_INVALID_PARAMETER where the result can't be expressed.
+/// Gives local wall-clock time as a file time. This differs from Windows: the offset is the one in
+/// force at that moment and not today's, so that a picture taken in July doesn't move by an hour in
+/// December. Returns 0 with ERROR_INVALID_PARAMETER where the result can't be expressed.
 BOOL FileTimeToLocalFileTime(const FILETIME* time, FILETIME* local) noexcept;
 
-/// 0 with ERROR_INVALID_PARAMETER for a time with the top bit set.
+/// Splits a file time into its parts without changing its zone. Returns 0 with
+/// ERROR_INVALID_PARAMETER for a time with the top bit set.
 BOOL FileTimeToSystemTime(const FILETIME* time, SYSTEMTIME* parts) noexcept;
 
-/// Seconds since 1970 UTC of a local time; fields out of their range run over into the next larger
-/// one. Of an hour that comes twice, when the clocks are put back, it is the second; one that is
-/// left out counts on from before the change. -1 for a moment before 1970 or beyond the
-/// year 3000.
+/// Gives the seconds since 1970 UTC of a local time; a field out of its range carries over into the
+/// next larger one. When the clocks are put back, one hour comes twice, and a time in it means its
+/// second run; a time in the hour that is skipped when they are put forward counts on from before
+/// the change. Returns -1 for a moment before 1970 or after the year 3000.
 std::int64_t _mktime64(const BrokenDownTime& local) noexcept;
 
-/// Seconds since 1970 UTC.
+/// The current time in seconds since 1970 UTC.
 std::int64_t _time64() noexcept;
 
-/// The local time of a moment; false for one before 1970 or beyond the year 3000, with `local`
-/// all -1.
+/// Gives the local time of a moment in seconds since 1970 UTC. Returns false, with every field of
+/// `local` at -1, for a moment before 1970 or after the year 3000.
 bool _localtime64_s(BrokenDownTime& local, std::int64_t seconds) noexcept;
 
 #pragma GCC visibility pop

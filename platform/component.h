@@ -1,18 +1,19 @@
 #pragma once
-// The component model: objects behind interfaces, made by class id or ProgID.
+// The component model: objects that are reached through interfaces, and made by class id or ProgID.
+// The functions may be called on any thread; an object is used on the thread that made it. They
+// have C linkage, since other languages call them by name.
 //
-// Reference rules are those of every component model of this shape: an out interface or text
-// belongs to the caller; an in one is borrowed. `BSTR` is a counted UTF-16 text that may hold
-// zeros; null is the empty text. The functions have C linkage, since other languages call them by
-// name.
+// Ownership is as in every component model of this shape: an interface or text that a call hands
+// out belongs to the caller, one that is handed in is borrowed. `BSTR` is a counted UTF-16 text
+// that may hold zeros; null is the empty text.
 
 #include <string_view>
 
 #include "platform/error.h"
 #include "platform/types.h"
 
-/// Points at the first unit; the byte count stands in the four bytes in front of it, a terminator
-/// that isn't counted behind the last unit.
+/// Points to the first unit. The four bytes before it hold the byte count, and after the last unit
+/// follows a terminator that isn't counted.
 using BSTR = WCHAR*;
 
 /// The interface id of an interface type, as in `iidOf<IUnknown>`; each interface header
@@ -20,10 +21,12 @@ using BSTR = WCHAR*;
 template <class Interface>
 extern const GUID iidOf;
 
+/// The base of all interfaces: access to an object's other interfaces, and its reference count.
 struct IUnknown {
-    /// Gives the object as another interface, counted. E_NOINTERFACE, with *object null, if it
-    /// has none such; E_POINTER for a null `object`.
+    /// Gives the object as another interface, with a reference of its own. E_NOINTERFACE, with
+    /// *object null, if it has none such; E_POINTER for a null `object`.
     virtual HRESULT QueryInterface(const GUID& iid, void** object) noexcept = 0;
+    /// Add and drop a reference; the object ends with its last one. The results are for tests only.
     virtual ULONG AddRef() noexcept = 0;
     virtual ULONG Release() noexcept = 0;
 
@@ -33,10 +36,13 @@ struct IUnknown {
 template <>
 inline constexpr GUID iidOf<IUnknown>{0, 0, 0, {0xC0, 0, 0, 0, 0, 0, 0, 0x46}};
 
+/// Makes the objects of one class.
 struct IClassFactory : IUnknown {
-    /// Makes an object. With an `outer`, whose part it becomes, `iid` must be IUnknown's, or the
-    /// result is CLASS_E_NOAGGREGATION; the outer object then owns the inner one's IUnknown.
+    /// Makes an object, whose reference belongs to the caller. With an `outer` object, the new one
+    /// becomes a part of it: `iid` must then be IUnknown's (CLASS_E_NOAGGREGATION otherwise), and
+    /// the outer object owns the part by that IUnknown.
     virtual HRESULT CreateInstance(IUnknown* outer, const GUID& iid, void** object) noexcept = 0;
+    /// Keeps the class's module loaded until the lock is taken back, which takes a call for each.
     virtual HRESULT LockServer(BOOL lock) noexcept = 0;
 
   protected:
@@ -51,36 +57,41 @@ inline constexpr DWORD CLSCTX_ALL = 7;  ///< what callers pass; only servers in 
 #pragma GCC visibility push(default)
 extern "C" {
 
-/// A new text; null where there is no memory, or for a null `text`.
+/// Makes a new text, which the caller frees; null where there is no memory, or for a null `text`.
 BSTR SysAllocString(const WCHAR* text) noexcept;
-/// `text` null: `length` units of zeros.
+/// The same with a length in units; with `text` null the units are zeros.
 BSTR SysAllocStringLen(const WCHAR* text, UINT length) noexcept;
+/// Frees a text; null is allowed.
 void SysFreeString(BSTR text) noexcept;
-/// Units, without the terminator; 0 for null.
+/// The length in units, without the terminator; 0 for null.
 UINT SysStringLen(BSTR text) noexcept;
 
-/// A class id in the form {8-4-4-4-12}. CO_E_CLASSSTRING otherwise; *clsid is then all zeros.
+/// Reads a class id in the form {8-4-4-4-12}. CO_E_CLASSSTRING for any other text; *clsid is then
+/// all zeros.
 HRESULT CLSIDFromString(const WCHAR* text, GUID* clsid) noexcept;
-/// The text of an id with its terminator; the units written, 39, or 0 with less room.
+/// Writes an id as text in that form, with a terminator. `room` is in units. Returns the units
+/// written, which are 39, or 0 where there is less room.
 int StringFromGUID2(const GUID& id, WCHAR* buffer, int room) noexcept;
 
-/// The class that a ProgID stands for (HKEY_CLASSES_ROOT\<ProgID>\CLSID, or by way of its CurVer).
-/// CO_E_CLASSSTRING if there is none, or the HRESULT of a registry that can't be read.
+/// Finds the class that a ProgID stands for (HKEY_CLASSES_ROOT\<ProgID>\CLSID, or that of the
+/// ProgID in its CurVer). CO_E_CLASSSTRING if there is none, or the HRESULT of a registry that
+/// can't be read.
 HRESULT CLSIDFromProgID(const WCHAR* progId, GUID* clsid) noexcept;
 
-/// Makes an object of a registered class in this process. The class's module is loaded once and
-/// its factory kept: where the class is registered anew, a process that has loaded it goes on with
-/// its module until CoFreeUnusedLibraries has let go of it. Results: REGDB_E_CLASSNOTREG (no such
-/// class, or none whose module is named), CO_E_DLLNOTFOUND (the module doesn't load or isn't
-/// trusted), CO_E_ERRORINDLL (it has no DllGetClassObject), E_OUTOFMEMORY, the HRESULT of
-/// ERROR_TOO_MANY_OPEN_FILES or of a registry that can't be read, and what the class itself
-/// answers.
+/// Makes an object of a registered class in this process; the caller owns the reference in *object,
+/// which is null on failure. The class's module is loaded once and its factory kept, so that a
+/// class that is registered anew is still served by the old module, until CoFreeUnusedLibraries has
+/// unloaded that. Results: REGDB_E_CLASSNOTREG (no such class, or one without a module),
+/// CO_E_DLLNOTFOUND (the module doesn't load or isn't trusted), CO_E_ERRORINDLL (it has no
+/// DllGetClassObject), E_OUTOFMEMORY, the HRESULT of ERROR_TOO_MANY_OPEN_FILES or of a registry
+/// that can't be read, and whatever the class itself returns.
 HRESULT CoCreateInstance(const GUID& clsid, IUnknown* outer, DWORD context, const GUID& iid,
                          void** object) noexcept;
 
-/// Unloads each component module that says it can go (DllCanUnloadNow). One that other threads
-/// than the caller's have made objects of goes by the first call that comes ten seconds after
-/// another one has found it idle, so that no thread is still on its way out of it.
+/// Unloads each component module whose DllCanUnloadNow says that it has no objects. A module of
+/// which threads other than the caller's have made objects is unloaded only by a later call, ten
+/// seconds or more after one that found it idle: another thread may have dropped its last reference
+/// and still be on its way out of the module's code.
 void CoFreeUnusedLibraries() noexcept;
 
 }  // extern "C"
@@ -88,7 +99,7 @@ void CoFreeUnusedLibraries() noexcept;
 
 namespace zlk {
 
-/// A counted reference with an owner.
+/// Owns one reference to an object. Copying adds a reference.
 template <class Interface>
 class ComPtr {
   public:
@@ -108,11 +119,12 @@ class ComPtr {
     Interface* get() const noexcept { return pointer_; }
     Interface* operator->() const noexcept { return pointer_; }
     explicit operator bool() const noexcept { return pointer_ != nullptr; }
-    /// For calls that hand out a counted reference; drops the one held before.
+    /// For calls that hand out a reference; drops the one held before.
     Interface** out() noexcept {
         reset();
         return &pointer_;
     }
+    /// Gives up ownership: the caller releases the reference that is returned.
     Interface* detach() noexcept {
         Interface* pointer = pointer_;
         pointer_ = nullptr;
@@ -138,11 +150,11 @@ class ComPtr {
     Interface* pointer_ = nullptr;
 };
 
-/// A BSTR with an owner.
+/// Owns a BSTR and frees it in its destructor.
 class Bstr {
   public:
     Bstr() = default;
-    /// Null where there is no memory; calls then see the empty text.
+    /// Copies `text`. Holds null where there is no memory; calls then see the empty text.
     explicit Bstr(std::u16string_view text) noexcept
         : text_(
               SysAllocStringLen(text.data() ? text.data() : u"", static_cast<UINT>(text.size()))) {}
@@ -158,10 +170,12 @@ class Bstr {
 
     BSTR get() const noexcept { return text_; }
     std::u16string_view view() const noexcept { return {text_ ? text_ : u"", SysStringLen(text_)}; }
+    /// For calls that hand out a text; frees the one held before.
     BSTR* out() noexcept {
         SysFreeString(detach());
         return &text_;
     }
+    /// Gives up ownership: the caller frees the text that is returned.
     BSTR detach() noexcept {
         BSTR text = text_;
         text_ = nullptr;

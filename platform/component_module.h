@@ -1,6 +1,7 @@
 #pragma once
-// The four entry points of a component module, and their bodies. A module's source is its table
-// and a line for each of them:
+// The four entry points that every component module exports, and their bodies. A module's source
+// consists of the table of its classes and a line for each entry point (or ZLK_COMPONENT_MODULE
+// below):
 //
 //     namespace {
 //     constexpr zlk::ComponentClass classes[] = {
@@ -26,27 +27,30 @@
 #pragma GCC visibility push(default)
 
 extern "C" {
-/// S_OK if the module may be unloaded now, S_FALSE while objects or locks of it live.
+/// S_OK if the module may be unloaded now, S_FALSE while objects or locks of it live. Takes no
+/// lock, since it is called while the table of loaded classes is locked.
 HRESULT DllCanUnloadNow() noexcept;
-/// The factory of a class of the module. CLASS_E_CLASSNOTAVAILABLE for any other, E_POINTER for a
-/// null `object`; *object is null on failure.
+/// Gives the factory of one of the module's classes. CLASS_E_CLASSNOTAVAILABLE for any other class,
+/// E_POINTER for a null `object`; *object is null on failure. Any thread may call it.
 HRESULT DllGetClassObject(const GUID& clsid, const GUID& iid, void** object) noexcept;
 /// Runs each class's registry script, then registers the module's type library if it has one;
 /// stops at the first failure and returns it.
 HRESULT DllRegisterServer() noexcept;
-/// Takes away what the scripts wrote, all of them, and the type library's entries; returns the
-/// first failure.
+/// Takes away what the scripts of all classes wrote, and the type library's entries; goes on after
+/// a failure, and returns the first one.
 HRESULT DllUnregisterServer() noexcept;
 }
 
 namespace zlk {
 
-/// Whether a module's classes can be called by name: its type library, the TYPELIB resource or the
-/// file beside it that has `.tlb` for its extension, is then registered with them.
+/// Whether a module's classes can be called by name. If so, its type library (the TYPELIB resource,
+/// or the file beside the module with the extension `.tlb`) is registered together with the
+/// classes.
 enum class ModuleTypeLibrary { None, Registered };
 
-/// Runs the REGISTRY resources of the module's classes. %MODULE% is the module's full path,
-/// %APPID% the empty text.
+/// Runs the REGISTRY resources of the module's classes, to register them or, with `install` false,
+/// to take the registration back. In the scripts %MODULE% is the module's full path and %APPID% the
+/// empty text.
 HRESULT registerComponents(HMODULE module, std::span<const ComponentClass> classes,
                            ModuleTypeLibrary typeLibrary, bool install) noexcept;
 
@@ -56,7 +60,8 @@ HRESULT registerComponents(HMODULE module, std::span<const ComponentClass> class
 
 namespace zlk {
 
-/// The factories of a module's classes, made before its first code runs.
+/// The factories of a module's classes. It is constant-initialized, so that the entry points work
+/// before any constructor of the module has run.
 template <std::size_t count>
 class ComponentModule {
   public:
@@ -97,9 +102,10 @@ class ComponentModule {
 
 }  // namespace zlk
 
-/// The table of a module's classes and its four entry points, which each module has to define for
-/// itself. The arguments are those of a zlk::ComponentModule: a constexpr array of
-/// zlk::ComponentClass, and zlk::ModuleTypeLibrary::Registered where there is such a library.
+/// Defines the table of a module's classes and the four entry points, which each module must define
+/// for itself so that they are exported from it. The arguments are those of a zlk::ComponentModule:
+/// a constexpr array of zlk::ComponentClass and, if the module has a type library,
+/// zlk::ModuleTypeLibrary::Registered.
 #define ZLK_COMPONENT_MODULE(...)                                                           \
     static constinit zlk::ComponentModule componentModule(__VA_ARGS__);                     \
     HRESULT DllCanUnloadNow() noexcept {                                                    \

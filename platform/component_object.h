@@ -1,10 +1,10 @@
 #pragma once
-// What a module needs to offer component classes: one template for reference counts,
-// QueryInterface and aggregation, and one for class factories. The module's entry points are in
+// What a module needs to implement component classes: templates for reference counts,
+// QueryInterface, aggregation and class factories. The module's entry points are in
 // component_module.h.
 //
-// A class T derives from its interfaces, implements their methods but the three of IUnknown, and
-// lists the interfaces that it answers for:
+// A class T derives from its interfaces, implements all their methods except the three of IUnknown,
+// and lists the interfaces that QueryInterface finds:
 //
 //     class Thing : public IThing, public IOther {
 //       public:
@@ -15,8 +15,9 @@
 //     };
 //
 // The destructor is protected or virtual. T has no IUnknown of its own while its constructor and
-// its destructor run, so neither may lend the object out. Counts are plain numbers: an object is
-// used on the thread that made it. The module's count of living objects is atomic.
+// its destructor run, so neither may hand a reference to the object out. Reference counts aren't
+// atomic, because an object is used only on the thread that made it. The module's count of living
+// objects is atomic.
 
 #include <atomic>
 #include <new>
@@ -27,10 +28,12 @@
 
 namespace zlk {
 
-/// The living objects and locks of the module that this header is compiled into: with hidden
-/// visibility, each module has its own.
+/// The number of living objects and locks of the module that this header is compiled into: with
+/// hidden visibility, each module has a count of its own.
 inline std::atomic<LONG> moduleLockCount{0};
 
+/// Keeps the module loaded while it lives. The decrement releases, so that a thread that reads 0
+/// and unloads the module sees everything that the object's destructor did.
 struct ModuleLock {
     ModuleLock() noexcept { moduleLockCount.fetch_add(1, std::memory_order_relaxed); }
     ~ModuleLock() { moduleLockCount.fetch_sub(1, std::memory_order_release); }
@@ -38,11 +41,11 @@ struct ModuleLock {
     ModuleLock& operator=(const ModuleLock&) = delete;
 };
 
-/// The interfaces of a class, IUnknown left out. The first one is the object's identity; each
-/// other one is a base of it or of T.
+/// The interfaces of a class, IUnknown left out. The pointer to the first one is the object's
+/// identity; each other one is a base of the first or of T.
 template <class First, class... Others>
 struct InterfaceList {
-    /// The IUnknown that stands for the object whichever interface it is asked through.
+    /// The IUnknown that QueryInterface gives, whichever of the object's interfaces was asked.
     template <class T>
     static IUnknown* identity(T* object) noexcept {
         return static_cast<First*>(object);
@@ -60,7 +63,8 @@ struct InterfaceList {
     template <class Interface, class T>
     static bool match(T* object, const GUID& iid, void*& found) noexcept {
         if (!(iid == iidOf<Interface>)) return false;
-        // By way of the identity: several interfaces of T may have the same base.
+        // The cast goes through the first interface, because several interfaces of T may share a
+        // base, and a direct cast would then be ambiguous.
         if constexpr (std::is_base_of_v<Interface, First>) {
             found = static_cast<Interface*>(static_cast<First*>(object));
         } else {
@@ -70,8 +74,8 @@ struct InterfaceList {
     }
 };
 
-/// An object of its own. The lock is the first base, so that the module stays until T's destructor
-/// is through.
+/// An object of class T that is not part of another one. The lock is the first base, so that the
+/// module stays loaded until T's destructor has finished.
 template <class T>
 class PlainObject final : private ModuleLock, public T {
   public:
@@ -95,8 +99,9 @@ class PlainObject final : private ModuleLock, public T {
     ULONG count_ = 1;
 };
 
-/// An object that is a part of another one: its interfaces count and answer as that one does, and
-/// this IUnknown is the owner's private access to it.
+/// An object of class T that is part of an outer one. The interfaces of the part forward reference
+/// counts and QueryInterface to the outer object, so that both look like one object; this separate
+/// IUnknown is how the outer object reaches and ends the part.
 template <class T>
 class AggregatedObject final : private ModuleLock, public IUnknown {
   public:
@@ -112,7 +117,7 @@ class AggregatedObject final : private ModuleLock, public IUnknown {
         }
         *object = T::Interfaces::find(static_cast<T*>(&part_), iid);
         if (!*object) return E_NOINTERFACE;
-        part_.AddRef();  // the outer object's count: that is the one the new reference is on
+        part_.AddRef();  // counts on the outer object, whose reference the caller gets
         return S_OK;
     }
     ULONG AddRef() noexcept override { return ++count_; }
@@ -123,6 +128,7 @@ class AggregatedObject final : private ModuleLock, public IUnknown {
     }
 
   private:
+    /// T with the three methods of IUnknown forwarded to the outer object.
     class Part final : public T {
       public:
         explicit Part(IUnknown* outer) : outer_(outer) {}
@@ -133,15 +139,15 @@ class AggregatedObject final : private ModuleLock, public IUnknown {
         ULONG Release() noexcept override { return outer_->Release(); }
 
       private:
-        IUnknown* outer_;  // borrowed: the outer object lives longer
+        IUnknown* outer_;  // borrowed: the outer object outlives its part
     };
 
-    ULONG count_ = 1;
+    ULONG count_ = 1;  // references that the outer object holds
     Part part_;
 };
 
-/// Runs the body of a component method, which returns an HRESULT: std::bad_alloc becomes
-/// E_OUTOFMEMORY, any other exception E_FAIL.
+/// Runs the body of a component method, which returns an HRESULT, and keeps exceptions inside the
+/// module: std::bad_alloc becomes E_OUTOFMEMORY, any other exception E_FAIL.
 template <class Body>
 HRESULT guarded(Body&& body) noexcept {
     try {
@@ -153,7 +159,8 @@ HRESULT guarded(Body&& body) noexcept {
     }
 }
 
-/// Makes an object of T as IClassFactory::CreateInstance does.
+/// Makes an object of T as IClassFactory::CreateInstance does; the function that ComponentClass
+/// takes.
 template <class T>
 HRESULT createObject(IUnknown* outer, const GUID& iid, void** object) noexcept {
     if (!object) return E_POINTER;
@@ -164,6 +171,8 @@ HRESULT createObject(IUnknown* outer, const GUID& iid, void** object) noexcept {
             *object = static_cast<IUnknown*>(new AggregatedObject<T>(outer));
             return S_OK;
         }
+        // QueryInterface adds the caller's reference; Release drops the one that the constructor
+        // set, and ends the object if it lacks that interface.
         auto* made = new PlainObject<T>;
         const HRESULT result = made->QueryInterface(iid, object);
         made->Release();
@@ -175,11 +184,11 @@ HRESULT createObject(IUnknown* outer, const GUID& iid, void** object) noexcept {
 struct ComponentClass {
     const GUID& clsid;
     HRESULT (*create)(IUnknown* outer, const GUID& iid, void** object) noexcept;
-    WORD registryScript;  ///< number of its REGISTRY resource
+    WORD registryScript;  ///< number of the REGISTRY resource that registers it
 };
 
-/// The factory of one class. It lives as long as the module and is no lock of it, so counting its
-/// references would change nothing.
+/// The factory of one class. It is static data of the module, so its references aren't counted;
+/// only LockServer keeps the module loaded.
 class ClassFactory final : public IClassFactory {
   public:
     constexpr explicit ClassFactory(const ComponentClass& component) noexcept

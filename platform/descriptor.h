@@ -1,5 +1,6 @@
 #pragma once
-// A file descriptor with an owner. Closing keeps errno, so that a failing caller can report it.
+// A file descriptor that is closed with its owner. Closing keeps errno, so that a function that
+// fails can still report why after its descriptors are gone. Not thread-safe.
 
 #include <unistd.h>
 
@@ -8,6 +9,7 @@
 
 namespace zlk {
 
+/// Owns one descriptor, or none (-1). It can be moved and not copied.
 class Descriptor {
   public:
     Descriptor() = default;
@@ -25,6 +27,7 @@ class Descriptor {
 
     int get() const noexcept { return fd_; }
     explicit operator bool() const noexcept { return fd_ >= 0; }
+    /// Gives up ownership: the caller closes the descriptor that is returned.
     int release() noexcept { return std::exchange(fd_, -1); }
 
   private:

@@ -1,11 +1,14 @@
 #pragma once
-// Control codes of storage devices, and their records.
+// Control codes that callers send to open devices, and the records that storage devices answer
+// with.
 
 #include "platform/error.h"
 #include "platform/types.h"
 
+// Asks a storage device who made it: STORAGE_PROPERTY_QUERY in, STORAGE_DEVICE_DESCRIPTOR out.
 inline constexpr DWORD IOCTL_STORAGE_QUERY_PROPERTY = 0x2D1400;
 
+/// The question; only the two values named here are answered.
 struct STORAGE_PROPERTY_QUERY {
     DWORD PropertyId;  ///< 0: StorageDeviceProperty
     DWORD QueryType;   ///< 0: PropertyStandardQuery
@@ -13,8 +16,8 @@ struct STORAGE_PROPERTY_QUERY {
 };
 static_assert(sizeof(STORAGE_PROPERTY_QUERY) == 12);
 
-/// The answer; the texts are 8-bit with a terminator, at the offsets from the record's start. An
-/// offset of 0 means that the device has no such text.
+/// The answer. The texts follow the record: 8-bit, with a terminator, at these offsets in bytes
+/// from the record's start. An offset of 0 means that the device has no such text.
 struct STORAGE_DEVICE_DESCRIPTOR {
     DWORD Version;
     DWORD Size;  ///< of the whole record with its texts
@@ -33,10 +36,12 @@ static_assert(sizeof(STORAGE_DEVICE_DESCRIPTOR) == 36);
 
 #pragma GCC visibility push(default)
 
-/// Sends a control code to an open device. A volume answers IOCTL_STORAGE_QUERY_PROPERTY, with
-/// the vendor and product of its storage device. *returned (required) receives the bytes written.
-/// Last errors: ERROR_NOT_SUPPORTED (a code that the device doesn't know), ERROR_INVALID_PARAMETER
-/// (an input of the wrong size), ERROR_INSUFFICIENT_BUFFER, ERROR_INVALID_HANDLE, ERROR_NOT_READY.
+/// Sends a control code to an open device, on any thread. A volume answers
+/// IOCTL_STORAGE_QUERY_PROPERTY with the vendor and product of its storage device; the codes of a
+/// camera's pipes are documented by its driver. Sizes are in bytes; *returned (required) receives
+/// the bytes written to `output`; `overlapped` is ignored. Last errors: ERROR_NOT_SUPPORTED (a code
+/// that the device doesn't know), ERROR_INVALID_PARAMETER (an input of the wrong size),
+/// ERROR_INSUFFICIENT_BUFFER, ERROR_INVALID_HANDLE, ERROR_NOT_READY.
 BOOL DeviceIoControl(HANDLE device, DWORD code, const void* input, DWORD inputSize, void* output,
                      DWORD outputSize, DWORD* returned, void* overlapped) noexcept;
 

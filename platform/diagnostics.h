@@ -1,17 +1,21 @@
 #pragma once
-// What the platform has to say without a failing call of its own: why a store, a folder or a
-// module was refused, which file a lock stands for. The layers above decide where it goes.
+// Lines that explain what the platform did without a failing call that would report it: why a
+// store, a folder or a module was refused, or which file a lock stands for. The layers above
+// register sinks, which decide where the lines go.
 
 #include "platform/types.h"
 
 #pragma GCC visibility push(default)
 
-/// Receives one line; `category` is the subject ("Registry", "Modules", ...). Called on the
-/// thread that found out, possibly with a lock of the platform held: it must not call back.
+/// Receives one line; `category` is the subject ("Registry", "Modules", ...), and both texts are
+/// borrowed for the call. It runs on the thread that caused the line, possibly while that thread
+/// holds a lock of the platform, and may run on several threads at once. It must not call the
+/// platform.
 using DiagnosticSink = void (*)(const char* category, const WCHAR* line);
 
-/// Up to eight sinks in a process; adding one twice or removing an unknown one changes nothing.
-/// A module removes its sink before it is unloaded.
+/// Registers and removes a sink, from any thread. A process has at most eight; a ninth is ignored,
+/// and so are adding one twice and removing an unknown one. Removing waits until no thread runs the
+/// sink any more, so that a module may be unloaded right after it removed its own.
 void addDiagnosticSink(DiagnosticSink sink) noexcept;
 void removeDiagnosticSink(DiagnosticSink sink) noexcept;
 

@@ -1,8 +1,11 @@
 #pragma once
-// Last errors and HRESULT values.
+// The numbers by which calls of the platform fail: last errors, which each thread keeps, and
+// HRESULTs, which component methods return; and the texts of both.
 
 #include "platform/types.h"
 
+// The last errors. Their values are fixed: they travel inside HRESULTs to scripts and to programs
+// in other languages, which compare them as plain numbers.
 inline constexpr DWORD ERROR_SUCCESS = 0;
 inline constexpr DWORD ERROR_FILE_NOT_FOUND = 2;
 inline constexpr DWORD ERROR_PATH_NOT_FOUND = 3;
@@ -44,8 +47,10 @@ inline constexpr DWORD ERROR_NO_UNICODE_TRANSLATION = 1113;
 inline constexpr DWORD ERROR_DEVICE_NOT_CONNECTED = 1167;
 inline constexpr DWORD ERROR_RESOURCE_NOT_FOUND = 1812;
 
+// The HRESULTs. Those named DISP_E_ come from calls by name, those named TYPE_E_ from type
+// libraries, and those named CO_E_, CLASS_E_ and REGDB_E_ from making objects.
 inline constexpr HRESULT S_OK = 0;
-inline constexpr HRESULT S_FALSE = 1;
+inline constexpr HRESULT S_FALSE = 1;  ///< a success, with "no" for an answer
 inline constexpr HRESULT E_NOTIMPL = static_cast<HRESULT>(0x80004001);
 inline constexpr HRESULT E_NOINTERFACE = static_cast<HRESULT>(0x80004002);
 inline constexpr HRESULT E_POINTER = static_cast<HRESULT>(0x80004003);
@@ -80,13 +85,15 @@ inline constexpr HRESULT CO_E_CLASSSTRING = static_cast<HRESULT>(0x800401F3);
 inline constexpr HRESULT CO_E_DLLNOTFOUND = static_cast<HRESULT>(0x800401F8);
 inline constexpr HRESULT CO_E_ERRORINDLL = static_cast<HRESULT>(0x800401F9);
 
+/// Whether an HRESULT stands for success; S_FALSE is one.
 constexpr bool SUCCEEDED(HRESULT hr) {
     return hr >= 0;
 }
 constexpr bool FAILED(HRESULT hr) {
     return hr < 0;
 }
-/// The HRESULT that stands for a last error; ERROR_SUCCESS gives S_OK.
+/// The HRESULT that stands for a last error; ERROR_SUCCESS gives S_OK. The number's low 16 bits are
+/// kept.
 constexpr HRESULT HRESULT_FROM_WIN32(DWORD error) {
     return error == 0 ? S_OK : static_cast<HRESULT>((error & 0xFFFF) | 0x80070000);
 }
@@ -94,19 +101,21 @@ constexpr HRESULT HRESULT_FROM_WIN32(DWORD error) {
 #pragma GCC visibility push(default)
 extern "C" {
 
-/// The reason of this thread's last failed call. Each header says which calls set it; where a
-/// success sets it too (as "it existed already"), the header says so.
+/// Returns the reason why this thread's last failing call failed. Each header documents which of
+/// its calls set it; a call that sets it on success too (for example to ERROR_ALREADY_EXISTS) says
+/// so there.
 DWORD GetLastError() noexcept;
+/// Sets this thread's last error; no other thread sees it.
 void SetLastError(DWORD error) noexcept;
 
 inline constexpr DWORD FORMAT_MESSAGE_IGNORE_INSERTS = 0x200;
 inline constexpr DWORD FORMAT_MESSAGE_FROM_SYSTEM = 0x1000;
 
-/// The English text of a last error or HRESULT, without a line end, cut to `size` units with its
-/// terminator. `flags` must hold FORMAT_MESSAGE_FROM_SYSTEM; `source` and `languageId` are
-/// ignored. Returns the units written without the terminator; 0 with ERROR_INVALID_PARAMETER if
-/// there is no room or no such flag. A number without a text of its own gives "Error <number>", an
-/// HRESULT in hexadecimal.
+/// Writes the English text of a last error or HRESULT to `buffer`, without a line end, cut to
+/// `size` units including its terminator. `flags` must hold FORMAT_MESSAGE_FROM_SYSTEM; `source`,
+/// `languageId` and `arguments` are ignored. Returns the units written without the terminator; 0
+/// with ERROR_INVALID_PARAMETER if there is no room or that flag is missing. A number without a
+/// text of its own gives "Error <number>", an HRESULT in hexadecimal.
 DWORD FormatMessageW(DWORD flags, const void* source, DWORD messageId, DWORD languageId,
                      WCHAR* buffer, DWORD size, void* arguments = nullptr) noexcept;
 

@@ -1,6 +1,7 @@
 #pragma once
-// Files that are none. What is written to such a name is handed on as it comes, so that bytes which
-// a component saves to a path reach several files and a sum in one go, with no file in between.
+// File sinks: paths that look like files to a component, and hand on what is written to them as it
+// comes. A client uses one to make several copies and a checksum of a picture in one go, with no
+// temporary file in between, from a component that can only save to a path.
 
 #include <cstddef>
 #include <span>
@@ -8,17 +9,19 @@
 
 #pragma GCC visibility push(default)
 
+/// Receives what is written to a sink's path; implemented by the caller.
 class FileSink {
   public:
     virtual ~FileSink() = default;
-    /// Takes the next bytes, from whichever thread writes them, one call at a time. False fails
-    /// that write with ERROR_DISK_FULL. What it throws counts as false.
+    /// Takes the next bytes, on whichever thread writes them, one call at a time; `bytes` is
+    /// borrowed. If it returns false or throws, that write fails with ERROR_DISK_FULL.
     virtual bool take(std::span<const std::byte> bytes) = 0;
 };
 
-/// A path that CreateFileW opens for writing, in this process and while this lives; GetFileSizeEx
-/// gives what was written to that handle. A handle that outlives this fails with
-/// ERROR_INVALID_HANDLE. `sink` stays the caller's and has to outlive this.
+/// Makes a path that CreateFileW opens for writing, in this process and for the life of this
+/// object; GetFileSizeEx gives the bytes written to that handle. Writes to a handle that outlives
+/// this object fail with ERROR_INVALID_HANDLE. `sink` stays the caller's and must outlive this
+/// object. Making and ending one is thread-safe; ending waits for a write that is under way.
 class SinkFile {
   public:
     explicit SinkFile(FileSink& sink);

@@ -1,26 +1,28 @@
 #pragma once
-// Files and folders by the path texts of applications.
+// Files and folders, by the path texts that applications use. Every call may come from any thread,
+// but one walk (FindFirstFileW) is for one thread at a time. A handle is closed with CloseHandle,
+// the handle of a walk with FindClose.
 //
 // A path is one of: `X:\...`, below that drive's mount point (a drive letter, see volumes.h);
 // `Z:\...`, below this machine's own root; `\\server\share\...`, below the mount of that share;
 // `\\.\X:`, the volume itself; `/...` or `\...`, a path of this machine as it stands; anything
-// else, from the process's current folder. Components split at `\` and `/`. Below a drive or a
-// share a name is found with its exact spelling first, then without case, and `..` ends at its
-// root; a path of this machine or from the current folder is taken to the letter.
+// else, from the process's current folder. Components are separated by `\` and `/`. Below a drive
+// or a share a name is looked up with its exact spelling first and then without case, and `..`
+// stops at the drive's root; a path of this machine or from the current folder is taken literally.
 //
 // Below a drive or a share, but not below `Z:`, a link is followed only if its target is relative
-// and lies there too; any other is ERROR_ACCESS_DENIED, and so is a device.
+// and lies below the same root; any other link is ERROR_ACCESS_DENIED, and so is a device.
 //
-// What a file name may hold and texts may not (bytes that aren't UTF-8, control characters, a
-// backslash, U+FFFE and U+FFFF) shows as units from the private area, one a byte, U+F000 + byte,
-// and leads back to those bytes; a file whose name really has such a unit is found first, and a
-// walk leaves out the other one of two files whose names read the same.
+// Some file names can't be written as text (bytes that aren't UTF-8, control characters, a
+// backslash, U+FFFE and U+FFFF). Each such byte shows as the unit U+F000 + byte from the private
+// area, and a path with that unit leads back to the byte. If a file's name really contains such a
+// unit, that file is found first, and a walk lists only one of two files whose names read the same.
 //
-// Last errors of all calls: ERROR_FILE_NOT_FOUND, ERROR_PATH_NOT_FOUND (a folder above is
-// missing), ERROR_ACCESS_DENIED (no right, a folder where a file is meant, or a socket or pipe),
+// Last errors of all calls: ERROR_FILE_NOT_FOUND, ERROR_PATH_NOT_FOUND (a folder above is missing),
+// ERROR_ACCESS_DENIED (no right, a folder where a file is meant, or a socket or pipe),
 // ERROR_SHARING_VIOLATION, ERROR_INVALID_NAME, ERROR_FILENAME_EXCED_RANGE, ERROR_WRITE_PROTECT (a
-// read-only file system), ERROR_DISK_FULL, ERROR_NOT_READY (a drive without media or whose
-// folder has vanished), ERROR_IO_DEVICE, ERROR_TOO_MANY_OPEN_FILES, ERROR_NOT_ENOUGH_MEMORY,
+// read-only file system), ERROR_DISK_FULL, ERROR_NOT_READY (a drive without media or whose folder
+// has vanished), ERROR_IO_DEVICE, ERROR_TOO_MANY_OPEN_FILES, ERROR_NOT_ENOUGH_MEMORY,
 // ERROR_FILE_EXISTS, ERROR_DIR_NOT_EMPTY, ERROR_FILE_TOO_LARGE, ERROR_INVALID_HANDLE.
 
 #include <memory>
@@ -32,7 +34,7 @@
 
 inline constexpr DWORD GENERIC_READ = 0x80000000;
 inline constexpr DWORD GENERIC_WRITE = 0x40000000;
-inline constexpr DWORD FILE_APPEND_DATA = 4;  ///< each write goes whole behind what is there then
+inline constexpr DWORD FILE_APPEND_DATA = 4;  ///< each write goes whole to the end of the file
 inline constexpr DWORD FILE_SHARE_READ = 1;
 inline constexpr DWORD FILE_SHARE_WRITE = 2;
 inline constexpr DWORD CREATE_NEW = 1;
@@ -43,10 +45,10 @@ inline constexpr DWORD FILE_ATTRIBUTE_HIDDEN = 0x02;
 inline constexpr DWORD FILE_ATTRIBUTE_SYSTEM = 0x04;
 inline constexpr DWORD FILE_ATTRIBUTE_DIRECTORY = 0x10;
 inline constexpr DWORD FILE_ATTRIBUTE_NORMAL = 0x80;
-inline constexpr DWORD FILE_FLAG_BACKUP_SEMANTICS = 0x02000000;
+inline constexpr DWORD FILE_FLAG_BACKUP_SEMANTICS = 0x02000000;  ///< allows a folder to be opened
 inline constexpr DWORD INVALID_FILE_ATTRIBUTES = 0xFFFFFFFF;
 
-/// What a folder walk gives of one entry.
+/// What a folder walk reports of one entry. The size is 0 for a folder.
 struct WIN32_FIND_DATAW {
     DWORD dwFileAttributes;
     FILETIME ftCreationTime;  ///< the last write where the file system keeps none
@@ -64,17 +66,17 @@ static_assert(sizeof(WIN32_FIND_DATAW) == 592);
 // The C library has a macro of this member's name.
 #pragma push_macro("st_mtime")
 #undef st_mtime
-/// What _wstat64i32 gives of a path, as far as anybody here asks.
+/// What _wstat64i32 reports of a path: the fields that callers of the platform use.
 struct FileStatus {
     std::uint16_t st_mode;  ///< 0x4000 for a folder, 0x8000 for a file
     std::int32_t st_size;   ///< the low 32 bits
     std::int64_t st_mtime;  ///< seconds since 1970 UTC
     std::uint64_t st_dev;   ///< the file system
-    std::uint64_t st_ino;   ///< the number there, which may change while nobody has it open
+    std::uint64_t st_ino;   ///< its number there; may change while nobody has the file open
 };
 #pragma pop_macro("st_mtime")
 
-/// The parts of a path, as _wsplitpath gives them: all four behind each other are the path.
+/// The parts of a path, as _wsplitpath gives them: joined in this order, all four are the path.
 struct PathParts {
     std::u16string_view drive;      ///< `E:` or empty
     std::u16string_view directory;  ///< up to and with the last slash
@@ -84,93 +86,112 @@ struct PathParts {
 
 #pragma GCC visibility push(default)
 
+/// Splits a path text without looking at the disk. The parts are views into `path`.
 PathParts splitPath(std::u16string_view path) noexcept;
 
-/// Opens or makes a file, or opens a volume (`\\.\X:`) for device_io.h and flushing, or a folder
-/// with FILE_FLAG_BACKUP_SEMANTICS for flushing.
-/// access: GENERIC_READ and GENERIC_WRITE, FILE_APPEND_DATA, or 0 (ask only, which takes part in
-/// no sharing). share: what others may do meanwhile. To read or write what another opener of ours,
-/// in any process, doesn't share, or not to share what it does, is ERROR_SHARING_VIOLATION, and the
-/// file stays as it is. disposition: CREATE_NEW, CREATE_ALWAYS (empties an existing file; its mode
-/// stays; last error ERROR_ALREADY_EXISTS on success then), OPEN_EXISTING. A new file is made with
-/// the process's umask. An existing read-only file isn't opened for writing: ERROR_ACCESS_DENIED.
-/// Other attributes and flags than the one named are ignored. A target on a full disk is opened and
-/// fails at its first write. INVALID_HANDLE_VALUE on failure.
+/// Opens or makes a file, opens a volume (`\\.\X:`) for device_io.h and flushing, or opens a folder
+/// with FILE_FLAG_BACKUP_SEMANTICS for flushing. The caller owns the handle; INVALID_HANDLE_VALUE
+/// on failure.
+///
+/// `access` is made of GENERIC_READ and GENERIC_WRITE, or is FILE_APPEND_DATA, or 0 (ask only,
+/// which takes part in no sharing). `share` is what others may do meanwhile: if this opener wants
+/// to read or write what another one, in any process of ours, doesn't share, or doesn't want to
+/// share what the other one does, the result is ERROR_SHARING_VIOLATION and the file stays as it
+/// is.
+///
+/// `disposition` is CREATE_NEW, CREATE_ALWAYS (empties an existing file and keeps its mode; the
+/// last error is then ERROR_ALREADY_EXISTS on success) or OPEN_EXISTING. A new file gets its mode
+/// from the process's umask. An existing read-only file isn't opened for writing:
+/// ERROR_ACCESS_DENIED. `security` and `templateFile` are ignored, and so are attributes and flags
+/// other than the one named. On a full disk opening succeeds and the first write fails.
 HANDLE CreateFileW(const WCHAR* path, DWORD access, DWORD share,
                    const SECURITY_ATTRIBUTES* security, DWORD disposition, DWORD flagsAndAttributes,
                    HANDLE templateFile) noexcept;
 
-/// The same by a path in UTF-8.
+/// The same for a path in UTF-8.
 HANDLE CreateFileA(const char* path, DWORD access, DWORD share, const SECURITY_ATTRIBUTES* security,
                    DWORD disposition, DWORD flagsAndAttributes, HANDLE templateFile) noexcept;
 
-/// Reads up to `size` bytes at the file's position. Fewer only at the end of the file, where 0
-/// bytes are a success. `overlapped` is null. On failure *read tells what had arrived.
+/// Reads up to `size` bytes at the file's position. It reads fewer only at the end of the file,
+/// where 0 bytes are a success. `overlapped` is null. *read receives the bytes that arrived, on
+/// failure too.
 BOOL ReadFile(HANDLE file, void* buffer, DWORD size, DWORD* read, void* overlapped) noexcept;
 
-/// Writes all `size` bytes or fails; on failure *written tells how many are in the file.
+/// Writes all `size` bytes or fails. *written receives the bytes that are in the file, on failure
+/// too.
 BOOL WriteFile(HANDLE file, const void* buffer, DWORD size, DWORD* written,
                void* overlapped) noexcept;
 
+/// The size in bytes of an open file; for a file sink, the bytes written to this handle.
 BOOL GetFileSizeEx(HANDLE file, LARGE_INTEGER* size) noexcept;
 
-/// The last write (the other two times may be null and are ignored) of an open file.
+/// Sets the time of an open file's last write; null leaves it as it is. The other two times are
+/// ignored. ERROR_ACCESS_DENIED for a handle that may not write.
 BOOL SetFileTime(HANDLE file, const FILETIME* creation, const FILETIME* lastAccess,
                  const FILETIME* lastWrite) noexcept;
 
-/// Waits until the file, or everything on the volume, is on the medium.
+/// Waits until the file, or everything on the volume, is on the medium. ERROR_ACCESS_DENIED for a
+/// file that isn't open for writing.
 BOOL FlushFileBuffers(HANDLE file) noexcept;
 
-/// A file only: a folder is ERROR_ACCESS_DENIED, and so is a read-only file, such as a picture
-/// that was protected in the camera. A link goes, and not what it leads to.
+/// Deletes a file. A folder is ERROR_ACCESS_DENIED, and so is a read-only file, such as a picture
+/// that was protected in the camera. Of a link, the link itself is deleted.
 BOOL DeleteFileW(const WCHAR* path) noexcept;
 
-/// Renames within one file system. An existing target is left alone: ERROR_ALREADY_EXISTS.
+/// Renames a file or folder within one file system. An existing target is left alone:
+/// ERROR_ALREADY_EXISTS.
 BOOL MoveFileW(const WCHAR* from, const WCHAR* to) noexcept;
 
-/// INVALID_FILE_ATTRIBUTES on failure. Hidden is the FAT attribute where the file system has one,
-/// elsewhere a leading dot; read-only is a file that its owner may not write.
+/// The attributes of a file or folder; INVALID_FILE_ATTRIBUTES on failure. Hidden is the FAT
+/// attribute where the file system has one, and elsewhere a leading dot; read-only is a file that
+/// its owner may not write.
 DWORD GetFileAttributesW(const WCHAR* path) noexcept;
 
-/// False on failure.
+/// Reports kind, size, time and identity of what a path leads to, links followed. False on failure,
+/// with the last error.
 bool _wstat64i32(const WCHAR* path, FileStatus& status) noexcept;
 
-/// The path of this machine, `/...`, on which no link lies, to what a path leads to; empty on
-/// failure.
+/// The path of this machine, `/...` and free of links, to what a path leads to; empty on failure.
 std::u16string finalPath(const WCHAR* path) noexcept;
 
-/// The descriptor beneath an open file or folder, for what no call here does. It stays the
-/// handle's, and goes with it. -1 with the last error.
+/// The descriptor of an open file or folder, for what no call here does. The handle still owns it:
+/// it must not be closed, and is valid until the handle is closed. -1 with the last error.
 int descriptorOfOpenFile(HANDLE file) noexcept;
 
-/// ERROR_ALREADY_EXISTS, also for a file of that name.
+/// Makes a folder, whose parent must exist, with a mode from the process's umask.
+/// ERROR_ALREADY_EXISTS also for a file of that name. `security` is ignored.
 BOOL CreateDirectoryW(const WCHAR* path, const SECURITY_ATTRIBUTES* security) noexcept;
 
-/// The process's current folder, as a path that the other calls take. The result counts as
-/// Windows has it: units written without the terminator; with too little room the units needed
-/// with it; 0 on failure.
+/// The process's current folder, as a path that the other calls take. The result is as on Windows:
+/// the units written without the terminator; with too little room, the units needed including it; 0
+/// on failure.
 DWORD GetCurrentDirectoryW(DWORD room, WCHAR* buffer) noexcept;
+/// Changes the current folder of the whole process.
 BOOL SetCurrentDirectoryW(const WCHAR* path) noexcept;
 
-/// The user's own folder `tmp` below the machine root, in its drive form (`Z:\...\tmp\`) with a
-/// trailing backslash, so that it joins like any path; made on the way. Result as for
-/// GetCurrentDirectoryW.
+/// The user's own folder `tmp` below the machine root, which is made if it is missing. It has its
+/// drive form (`Z:\...\tmp\`) with a trailing backslash, so that a name can be appended. Result as
+/// for GetCurrentDirectoryW.
 DWORD GetTempPathW(DWORD room, WCHAR* buffer) noexcept;
 
-/// Starts a walk of a folder; `pattern` is the folder and `*` or `*.*`, both of which mean every
-/// entry. Entries come in the order of their names, case ignored, `.` and `..` first. Files and
-/// folders only: pipes, sockets, devices, and links that lead to a folder, nowhere or off the card
-/// are left out, so that a walk ends and an open never blocks. A walk holds the names of its
-/// folder, of up to 4,000,000 entries. INVALID_HANDLE_VALUE on failure. The handle is closed with
+/// Starts a walk of a folder and gives its first entry; `pattern` is the folder and `*` or `*.*`,
+/// both of which mean every entry. INVALID_HANDLE_VALUE on failure; the caller ends the walk with
 /// FindClose.
+///
+/// Entries come in the order of their names, case ignored, `.` and `..` first. Only files and
+/// folders are listed: pipes, sockets, devices, and links that lead to a folder, nowhere or off the
+/// card are left out, so that a walk of all folders ends and opening an entry never blocks. A walk
+/// holds the names of its folder in memory, at most 4,000,000.
 HANDLE FindFirstFileW(const WCHAR* pattern, WIN32_FIND_DATAW* entry) noexcept;
 
-/// ERROR_NO_MORE_FILES at the end. An entry that has vanished since is left out. Where the folder
-/// or an entry can't be read, what can be is given, and the walk ends with the error of the rest.
+/// Gives the next entry; 0 with ERROR_NO_MORE_FILES at the end. An entry that has vanished since
+/// the walk began is left out. Where the folder or some entries can't be read, the others are
+/// listed all the same, and the walk ends with the error of the first one that failed.
 BOOL FindNextFileW(HANDLE find, WIN32_FIND_DATAW* entry) noexcept;
+/// Ends a walk; ERROR_INVALID_HANDLE for a handle that is none of a walk.
 BOOL FindClose(HANDLE find) noexcept;
 
-/// Files here are written through at once; returns 0, the number of C streams flushed.
+/// Does nothing: writes here go to the kernel at once. Returns 0, the number of C streams flushed.
 int _flushall() noexcept;
 
 #pragma GCC visibility pop

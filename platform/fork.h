@@ -1,10 +1,12 @@
 #pragma once
-// A forked child has the memory of its parent, but neither its threads nor its named objects.
+// A way to repair a module's state in a forked child, which has the memory of its parent, but
+// neither the parent's other threads nor its named objects.
 
 #include <pthread.h>
 
-/// Has `call` made in each child that this process forks, from then on. Inline, so that it ends
-/// with the module that it stands in.
+/// From its construction on, has `call` run in each child that this process forks, on the child's
+/// only thread and before fork() returns there. The constructor is inline, so that the handler is
+/// registered for the module that the object is in, and goes away when that module is unloaded.
 struct InForkedChild {
     explicit InForkedChild(void (*call)()) noexcept { ::pthread_atfork(nullptr, nullptr, call); }
 };

@@ -1,13 +1,14 @@
 #pragma once
-// An object that stays until the process ends, and is destroyed by nobody: threads that outlive
-// `main`, and other people's static destructors and exit handlers, still call in after ours would
-// have run.
+// A static object that stays valid until the process ends and is never destroyed. Threads that
+// outlive `main`, and exit handlers and static destructors of other libraries, still call the
+// platform at a time when a destructor of ours would already have run.
 
 #include <new>
 
 namespace zlk {
 
 template <class T>
+/// Holds a default-constructed T in storage of its own and never runs its destructor.
 class Immortal {
   public:
     Immortal() { ::new (static_cast<void*>(bytes_)) T(); }

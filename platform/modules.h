@@ -1,10 +1,11 @@
 #pragma once
-// Loaded modules and the resources inside them.
+// Loading modules, and the resources inside them. Every call may come from any thread.
 //
-// A resource is an ELF note of the module, made by the build (cmake/Resources.cmake), and is found
-// without an exported symbol. A module that somebody other than root and the caller may write, or
-// put another one in the place of, is refused: whoever does that runs code in this process. All
-// folders on the way to it count; a folder as /tmp, sticky, may be above it.
+// A resource is an ELF note of the module, made by the build (cmake/Resources.cmake); it is found
+// without an exported symbol. Code in a module runs with all the rights of this process, so a
+// module is refused if anybody but root and the caller may write it or put another file in its
+// place. All folders on the path to it count; a sticky folder such as /tmp may be among those above
+// it.
 
 #include "platform/error.h"
 #include "platform/types.h"
@@ -13,29 +14,34 @@ inline constexpr WORD RT_STRING = 6;  ///< blocks of 16 counted UTF-16 texts, id
 
 #pragma GCC visibility push(default)
 
-/// Loads a module. `path` may be any path of files.h; a bare name is looked for beside this
-/// library's own modules and nowhere else. A name that ends in `.dll` in any case stands for the
-/// file with `.so` in its place, in lower case if the exact one isn't there. Each load counts.
-/// Null with ERROR_MOD_NOT_FOUND (no such file, or one that doesn't load), ERROR_ACCESS_DENIED
-/// (others may change it; the diagnostics name what) or ERROR_TOO_MANY_OPEN_FILES.
+/// Loads a module; the caller ends each load with FreeLibrary, and the module is unloaded with the
+/// last one. `path` may be any path of files.h; a bare name is looked up only in the folder of
+/// installed modules beside this library. A name that ends in `.dll` in any case stands for the
+/// file with `.so` instead, in lower case if there is none with this spelling: callers and settings
+/// use the names that modules have on other systems. Null with ERROR_MOD_NOT_FOUND (no such file,
+/// or one that doesn't load), ERROR_ACCESS_DENIED (others may change it; the diagnostics name the
+/// file or folder) or ERROR_TOO_MANY_OPEN_FILES.
 HMODULE LoadLibraryW(const WCHAR* path) noexcept;
+/// Takes one load back; 0 with ERROR_INVALID_HANDLE.
 BOOL FreeLibrary(HMODULE module) noexcept;
 
-/// Null with ERROR_PROC_NOT_FOUND.
+/// The address of a function or object that the module itself exports, valid while the module is
+/// loaded. Null with ERROR_PROC_NOT_FOUND.
 void* GetProcAddress(HMODULE module, const char* name) noexcept;
 
-/// The module that holds `address`, without another count; null with ERROR_MOD_NOT_FOUND.
+/// The module that holds `address`; it isn't counted as a load. Null with ERROR_MOD_NOT_FOUND.
 HMODULE moduleFromAddress(const void* address) noexcept;
 
-/// The module's full path (`/...`). Result: units without the terminator; `room` with
-/// ERROR_INSUFFICIENT_BUFFER if it was cut; 0 on failure.
+/// Writes the module's full path (`/...`); `room` is in units. Returns the units without the
+/// terminator; `room` with ERROR_INSUFFICIENT_BUFFER if the path was cut; 0 on failure.
 DWORD GetModuleFileNameW(HMODULE module, WCHAR* buffer, DWORD room) noexcept;
 
-/// A resource by number and type: a type by name ("REGISTRY", "TYPELIB") or, for string tables,
-/// RT_STRING. Null with ERROR_RESOURCE_NOT_FOUND. The record and its bytes live as long as the
-/// module is loaded.
+/// Finds a resource by number and type: a type has a name ("REGISTRY", "TYPELIB"), or for string
+/// tables the number RT_STRING. Null with ERROR_RESOURCE_NOT_FOUND. The record and its bytes are
+/// part of the module and valid while it is loaded.
 HRSRC FindResourceW(HMODULE module, WORD id, const WCHAR* type) noexcept;
 HRSRC FindResourceW(HMODULE module, WORD id, WORD type) noexcept;
+/// The first byte of a resource, and its size in bytes; null and 0 for a null resource.
 const void* LoadResource(HMODULE module, HRSRC resource) noexcept;
 DWORD SizeofResource(HMODULE module, HRSRC resource) noexcept;
 

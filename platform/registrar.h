@@ -1,6 +1,6 @@
 #pragma once
-// Runs the REGISTRY resources of a module: scripts in the registrar's text form, which say which
-// keys and values stand for a class.
+// Runs the REGISTRY resources of a module: scripts in the registrar's text form, which list the
+// keys and values that register a class. Callable on any thread.
 //
 //     HKCR
 //     {
@@ -14,13 +14,14 @@
 //         NoRemove CLSID { ... }
 //     }
 //
-// Words are kept apart by blanks; a name or text that holds blanks, or is a brace alone, stands in
-// single quotes, and two of them in a text are one. `s` is REG_SZ, `d` REG_DWORD (decimal, or hex
-// behind 0x), `val` is a value. %NAME% is replaced. Roots are HKCR and HKLM, keys may lie 32 deep.
+// Words are separated by blanks. A name or text that contains blanks, or that is a brace alone,
+// stands in single quotes; two quotes in a row inside it mean one. `s` is REG_SZ, `d` is REG_DWORD
+// (decimal, or hexadecimal after 0x), `val` starts a value. %NAME% is replaced by the caller's text
+// for that word. Roots are HKCR and HKLM; keys may lie 32 levels deep.
 //
-// Registering replaces a ForceRemove key as a whole. Unregistering takes away a ForceRemove key
-// as a whole, of any other one the values that the script names, and the key itself if nothing is
-// left in it; a NoRemove key stays, with its default value.
+// Registering replaces a ForceRemove key as a whole. Unregistering deletes a ForceRemove key as a
+// whole; of any other key it deletes the values that the script names, and then the key itself if
+// nothing is left in it. A NoRemove key stays, with its default value.
 
 #include <span>
 #include <string_view>
@@ -38,20 +39,20 @@ struct RegistrarWord {
 
 #pragma GCC visibility push(default)
 
-/// Runs one script; `install` false takes away what it wrote. The script is checked whole before
-/// the first write. E_INVALIDARG for a script that doesn't parse or an unknown word,
-/// HRESULT_FROM_WIN32(ERROR_RESOURCE_NOT_FOUND) for a module without that resource, and the
-/// registry's own error otherwise: registering stops there, unregistering goes on. Unregistering
-/// what isn't there, or is only installed for everybody, succeeds.
+/// Runs one script; with `install` false it takes away what the script wrote. The script is checked
+/// as a whole before the first write. E_INVALIDARG for a script that doesn't parse or has an
+/// unknown word, HRESULT_FROM_WIN32(ERROR_RESOURCE_NOT_FOUND) for a module without that resource,
+/// otherwise the registry's own error. Registering stops at an error; unregistering goes on.
+/// Unregistering succeeds where the keys aren't there, or are only among the installed classes.
 HRESULT runRegistryScript(HMODULE module, WORD resource, bool install,
                           std::span<const RegistrarWord> words) noexcept;
 
 }  // namespace zlk
 
-/// Writes all of HKEY_CLASSES_ROOT's own classes as a store of installed classes to the new file
-/// `path` (ERROR_FILE_EXISTS otherwise), which goes beside the modules. A server path that names a
-/// file becomes the bare file name, since installed modules are found beside that store wherever
-/// the tree is moved.
+/// Writes all classes of the machine's own store as a store of installed classes to the new file
+/// `path` (ERROR_FILE_EXISTS otherwise), which is meant to lie beside the modules. A server path
+/// that names a file is cut to the bare file name, because installed modules are found beside that
+/// store wherever the tree is moved.
 LSTATUS saveInstalledClasses(const WCHAR* path) noexcept;
 
 #pragma GCC visibility pop

@@ -1,17 +1,20 @@
 #pragma once
-// The system's own log.
+// Writes lines to the system's own log (syslog).
 
 #include <string_view>
 
 #include "platform/types.h"
 
+/// How important a line is; the values are those of syslog.
 enum class LogSeverity : BYTE { Notice = 5, Informational = 6 };
 
 #pragma GCC visibility push(default)
 
-/// Writes one line as `identity`, with the process's id. It takes a road of its own: what the
-/// process has set with openlog() stays as it is. Never waits and raises no signal; false where
-/// there is no log or it can't take the line now. `socket` is where it listens.
+/// Writes one line as coming from `identity`, with the process's id. It sends the datagram itself
+/// and doesn't use syslog(), because the application may have settings of its own in openlog(),
+/// which must stay as they are. It never waits and raises no signal; it returns false where there
+/// is no log or the log can't take the line now. `socket` is the path on which the log listens, in
+/// UTF-8. May be called on any thread.
 bool writeSystemLog(LogSeverity severity, std::string_view identity, std::string_view line,
                     const char* socket = "/dev/log") noexcept;
 

@@ -1,7 +1,7 @@
 #pragma once
-// Conversions between UTF-16 and 8-bit text, case, numbers, and formatting. 8-bit text is UTF-8
-// throughout, and UTF-8 is the system's code page. No call looks at, or changes, the process's
-// locale.
+// Text: conversions between UTF-16 and 8-bit text, letter case, numbers, and formatting. 8-bit text
+// is UTF-8 throughout, and UTF-8 is the system's code page. No call reads or changes the process's
+// locale, so that all processes agree on names. Every call may come from any thread.
 
 #include <array>
 #include <cstdint>
@@ -12,6 +12,7 @@
 
 #include "platform/types.h"
 
+// Code pages, and the flags that make a conversion fail where it would otherwise write U+FFFD.
 inline constexpr UINT CP_ACP = 0;  ///< the system's code page, which is UTF-8 here
 inline constexpr UINT CP_UTF8 = 65001;
 inline constexpr DWORD MB_ERR_INVALID_CHARS = 0x8;
@@ -19,43 +20,46 @@ inline constexpr DWORD WC_ERR_INVALID_CHARS = 0x80;
 
 #pragma GCC visibility push(default)
 
-/// Converts `sourceLength` bytes (-1: up to and with the terminating zero) to UTF-16. With
-/// `targetLength` 0 nothing is written and the units needed are the result. What isn't UTF-8
-/// becomes U+FFFD, or fails the call with MB_ERR_INVALID_CHARS. Returns the units written;
-/// 0 on failure with ERROR_INSUFFICIENT_BUFFER, ERROR_NO_UNICODE_TRANSLATION or
+/// Converts `sourceLength` bytes (-1: up to the terminating zero, which is converted too) to
+/// UTF-16. With `targetLength` 0 it writes nothing and returns the number of units that it needs.
+/// Bytes that aren't UTF-8 become U+FFFD, or fail the call with MB_ERR_INVALID_CHARS. Returns the
+/// units written; 0 on failure with ERROR_INSUFFICIENT_BUFFER, ERROR_NO_UNICODE_TRANSLATION or
 /// ERROR_INVALID_PARAMETER.
 int MultiByteToWideChar(UINT codePage, DWORD flags, const char* source, int sourceLength,
                         WCHAR* target, int targetLength) noexcept;
 
-/// The way back, with the same rules; a lone surrogate becomes U+FFFD, or fails the call with
-/// WC_ERR_INVALID_CHARS. The last two arguments must be null.
+/// Converts `sourceLength` units of UTF-16 to UTF-8 by the same rules; a lone surrogate becomes
+/// U+FFFD, or fails the call with WC_ERR_INVALID_CHARS. The last two arguments must be null.
 int WideCharToMultiByte(UINT codePage, DWORD flags, const WCHAR* source, int sourceLength,
                         char* target, int targetLength, const char* defaultChar = nullptr,
                         BOOL* usedDefaultChar = nullptr) noexcept;
 
-/// Whole texts, embedded zeros included; what can't be converted becomes U+FFFD.
+/// Convert a whole text, embedded zeros included; what can't be converted becomes U+FFFD.
 std::u16string wideText(std::string_view utf8);
 std::string utf8Text(std::u16string_view wide);
 
-/// Simple case mapping of one UTF-16 unit (surrogates map to themselves), the same in every
-/// process: names of files, registry keys and identifiers compare by it.
+/// Upper-case form of one UTF-16 unit, by Unicode's simple mapping (surrogates map to themselves).
+/// The result is the same in every process: names of files, registry keys and identifiers are
+/// compared by it.
 WCHAR upperCase(WCHAR unit) noexcept;
+/// The same for each unit of a text, whose length stays.
 std::u16string upperCase(std::u16string_view text);
-/// Below, at or above 0 as `a` sorts before, with or behind `b`, case ignored.
+/// Compares two texts, case ignored. Negative, 0 or positive if `a` sorts before, with or after
+/// `b`.
 int compareIgnoringCase(std::u16string_view a, std::u16string_view b) noexcept;
 bool equalIgnoringCase(std::u16string_view a, std::u16string_view b) noexcept;
 
-/// White space by the system's wide character classification (blank, tab, line ends, and the
-/// Unicode spaces).
+/// Whether a unit is white space: blank, tab, line ends, and the Unicode spaces.
 bool iswspace(WCHAR unit) noexcept;
 
-/// A decimal number: white space, a sign, digits up to the first other character. A text that
-/// holds none gives 0; one beyond 32 bits gives the value modulo 2^32, so that a number above
-/// 0x7FFFFFFF written as unsigned keeps its bits.
+/// Reads a decimal number: white space, a sign, and digits up to the first other character. A text
+/// without a number gives 0. A number beyond 32 bits gives its value modulo 2^32, so that one above
+/// 0x7FFFFFFF that was written as unsigned keeps its bits.
 int _wtoi(const WCHAR* text) noexcept;
 
-/// One argument of a formatting call: it carries its own type, so that a format that asks for
-/// something else prints sense and never reads what isn't there.
+/// One argument of a formatting call. It carries its own type, so that a format that asks for
+/// another type prints something sensible and never reads memory that isn't there. Texts are
+/// borrowed.
 class FormatArgument {
   public:
     template <class Integer, std::enable_if_t<std::is_integral_v<Integer>, int> = 0>
@@ -81,16 +85,16 @@ class FormatArgument {
     std::string_view narrow_;
 };
 
-/// Formats as the wide printf family does: %d %i %u %x %X %c %s %p %%, with flags, width,
-/// precision and the length words h, l, ll, I64 and I32. `%s` takes text of either width; a
-/// number's own type tells how many bits it has, the conversion whether they are signed. An
-/// argument of the other kind, or a missing one, prints as "?". Writes at most `room - 1` units
-/// and a terminator, allocates nothing, and returns the units that the whole text has, which is
-/// `room` or more where it was cut.
+/// Formats as the wide printf family does: %d %i %u %x %X %c %s %p %%, with flags, width, precision
+/// and the length words h, l, ll, I64 and I32. `%s` takes text of either width. For numbers, the
+/// argument's type gives the number of bits and the conversion whether they are signed. An argument
+/// of the wrong kind, or a missing one, prints as "?". Writes at most `room - 1` units and a
+/// terminator, allocates nothing, and returns the number of units of the whole text, which is
+/// `room` or more where the text was cut.
 std::size_t formatWide(WCHAR* buffer, std::size_t room, std::u16string_view format,
                        std::span<const FormatArgument> arguments) noexcept;
 
-/// The same into a string of its own.
+/// The same, with the result in a string.
 std::u16string formatText(std::u16string_view format, std::span<const FormatArgument> arguments);
 
 #pragma GCC visibility pop

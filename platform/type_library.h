@@ -1,18 +1,21 @@
 #pragma once
-// Type libraries: what the interfaces of a module are, for those who don't have its header. The
-// build makes one from the interface definition file (cmake/Idl.cmake), and it lies in the module
+// Type libraries: descriptions of a module's interfaces for callers that don't have its header. The
+// build makes one from the interface definition file (cmake/Idl.cmake) and puts it into the module
 // as a resource of the type TYPELIB.
 //
-// Descriptions are counted objects like any other, but may be used on any thread, and outlive the
-// module that they were read from. The structures are laid out as automation clients know them.
+// Descriptions are reference-counted objects like any other, but may be used on any thread, and
+// stay valid after the module that they were read from is unloaded. The structures have the layout
+// that automation clients expect.
 
 #include "platform/automation.h"
 
 using MEMBERID = DISPID;
-using HREFTYPE = DWORD;  ///< names one type for another one's GetRefTypeInfo
+using HREFTYPE = DWORD;  ///< refers to another type, for GetRefTypeInfo
 
-inline constexpr MEMBERID MEMBERID_NIL = -1;  ///< the type or library itself, in GetDocumentation
+/// The type itself and no member of it; as an index of GetDocumentation, the library itself.
+inline constexpr MEMBERID MEMBERID_NIL = -1;
 
+/// The kind of a type.
 enum TYPEKIND : std::int32_t {
     TKIND_INTERFACE = 3,  ///< a virtual table
     TKIND_DISPATCH = 4,   ///< members by dispatch id; with TYPEFLAG_FDUAL a virtual table too
@@ -23,10 +26,12 @@ enum INVOKEKIND : std::int32_t { INVOKE_FUNC = 1, INVOKE_PROPERTYGET = 2, INVOKE
 enum CALLCONV : std::int32_t { CC_CDECL = 1 };  ///< the machine's own convention for C functions
 enum SYSKIND : std::int32_t { SYS_WIN32 = 1, SYS_WIN64 = 3 };
 
+// Types that only descriptions have, and no VARIANT.
 inline constexpr VARTYPE VT_VOID = 24;
 inline constexpr VARTYPE VT_HRESULT = 25;
 inline constexpr VARTYPE VT_PTR = 26;
 
+// Properties of a type, of a parameter, and of a class's interface.
 inline constexpr WORD TYPEFLAG_FCANCREATE = 0x2;
 inline constexpr WORD TYPEFLAG_FDUAL = 0x40;
 inline constexpr WORD TYPEFLAG_FOLEAUTOMATION = 0x100;
@@ -34,9 +39,10 @@ inline constexpr WORD TYPEFLAG_FDISPATCHABLE = 0x1000;
 inline constexpr WORD PARAMFLAG_FIN = 1, PARAMFLAG_FOUT = 2, PARAMFLAG_FRETVAL = 8;
 inline constexpr LONG IMPLTYPEFLAG_FDEFAULT = 1;
 
+/// The type of a parameter or result.
 struct TYPEDESC {
     union {
-        TYPEDESC* lptdesc;  ///< of VT_PTR: to what
+        TYPEDESC* lptdesc;  ///< with VT_PTR: the type pointed to
         HREFTYPE hreftype;
     };
     VARTYPE vt;
@@ -47,13 +53,14 @@ struct PARAMDESC {
     WORD wParamFlags;
 };
 
+/// A parameter, or the result of a member.
 struct ELEMDESC {
     TYPEDESC tdesc;
     PARAMDESC paramdesc;
 };
 
-/// One member. In a TKIND_DISPATCH what is marked retval stands as the type of the member itself
-/// and not among its parameters.
+/// Describes one member. In a TKIND_DISPATCH a parameter marked retval is left out of the
+/// parameters and described as the member's result.
 struct FUNCDESC {
     MEMBERID memid;
     HRESULT* lprgscode;
@@ -63,12 +70,13 @@ struct FUNCDESC {
     CALLCONV callconv;
     SHORT cParams;
     SHORT cParamsOpt;
-    SHORT oVft;  ///< where it stands in the virtual table, in bytes
+    SHORT oVft;  ///< the member's offset in the virtual table, in bytes
     SHORT cScodes;
     ELEMDESC elemdescFunc;
     WORD wFuncFlags;
 };
 
+/// Describes a type as a whole. Fields that nothing here has are 0 or null.
 struct TYPEATTR {
     GUID guid;
     DWORD lcid;
@@ -78,7 +86,7 @@ struct TYPEATTR {
     WCHAR* lpstrSchema;
     ULONG cbSizeInstance;
     TYPEKIND typekind;
-    WORD cFuncs;  ///< its own, without those of the interface that it is based on
+    WORD cFuncs;  ///< without those of the interface that it is based on
     WORD cVars;
     WORD cImplTypes;
     WORD cbSizeVft;
@@ -93,6 +101,7 @@ struct TYPEATTR {
     } idldescType;
 };
 
+/// Identifies a library: its id, version and locale.
 struct TLIBATTR {
     GUID guid;
     DWORD lcid;
@@ -109,38 +118,48 @@ struct ITypeLib;
 struct ITypeComp;
 struct VARDESC;
 
-/// One type of a library. What a call hands out belongs to the caller: texts and objects as always,
-/// descriptions until the Release call of their name. Null places for texts that aren't wanted are
-/// allowed in GetDocumentation. TYPE_E_ELEMENTNOTFOUND for a place or id that isn't there.
+/// Describes one type of a library. The caller owns what a call hands out: texts and objects as
+/// always, descriptions until the Release call of their name. GetDocumentation takes null for texts
+/// that aren't wanted. Calls return TYPE_E_ELEMENTNOTFOUND for an index or id that the type doesn't
+/// have, and E_INVALIDARG for a null out argument.
 struct ITypeInfo : IUnknown {
+    /// Freed by ReleaseTypeAttr.
     virtual HRESULT GetTypeAttr(TYPEATTR** attributes) noexcept = 0;
     virtual HRESULT GetTypeComp(ITypeComp** binder) noexcept = 0;  ///< E_NOTIMPL
+    /// Describes the member at an index, in the order of the virtual table; freed by
+    /// ReleaseFuncDesc.
     virtual HRESULT GetFuncDesc(UINT index, FUNCDESC** member) noexcept = 0;
-    virtual HRESULT GetVarDesc(UINT index, VARDESC** variable) noexcept = 0;  ///< there are none
-    /// The name of a member, then those of its parameters; `count` is how many were given.
+    virtual HRESULT GetVarDesc(UINT index, VARDESC** variable) noexcept = 0;  ///< finds none
+    /// Gives the name of a member and then those of its parameters, at most `room`; `count`
+    /// receives how many were given.
     virtual HRESULT GetNames(MEMBERID id, BSTR* names, UINT room, UINT* count) noexcept = 0;
-    /// What the type is based on, or a class implements; index 0. For a dual TKIND_DISPATCH the
-    /// index -1 gives the same interface as a TKIND_INTERFACE, and the other way round.
+    /// The type that this interface is based on, or the default interface of a class, at index 0. A
+    /// dual interface has two descriptions: index -1 of its TKIND_DISPATCH leads to the same
+    /// interface as a TKIND_INTERFACE, and index -1 of that leads back.
     virtual HRESULT GetRefTypeOfImplType(UINT index, HREFTYPE* type) noexcept = 0;
     virtual HRESULT GetImplTypeFlags(UINT index, LONG* flags) noexcept = 0;
     /// As IDispatch::GetIDsOfNames.
     virtual HRESULT GetIDsOfNames(WCHAR** names, UINT count, MEMBERID* ids) noexcept = 0;
-    /// As IDispatch::Invoke, on `instance`, which must be the interface that this describes: its
-    /// virtual table is called. A parameter that is a pointer to a VARIANT gets the argument
-    /// itself, or what the argument refers to, unlooked at. TYPE_E_WRONGTYPEKIND for a class.
+    /// As IDispatch::Invoke. `instance` must be a pointer to the interface described here, because
+    /// its virtual table is called; a wrong pointer can't be noticed. An argument for a parameter
+    /// of the type VARIANT* is passed on unconverted: itself, or the VARIANT that it refers to.
+    /// TYPE_E_WRONGTYPEKIND for a class.
     virtual HRESULT Invoke(void* instance, MEMBERID id, WORD flags, DISPPARAMS* parameters,
                            VARIANT* result, EXCEPINFO* exception, UINT* argumentError) noexcept = 0;
+    /// Name and help text of a member, or with MEMBERID_NIL of the type; no type has a help file.
     virtual HRESULT GetDocumentation(MEMBERID id, BSTR* name, BSTR* help, DWORD* helpContext,
                                      BSTR* helpFile) noexcept = 0;
     /// TYPE_E_BADMODULEKIND: no type here is a module of functions.
     virtual HRESULT GetDllEntry(MEMBERID id, INVOKEKIND kind, BSTR* module, BSTR* name,
                                 WORD* ordinal) noexcept = 0;
+    /// The type that an HREFTYPE of this description refers to.
     virtual HRESULT GetRefTypeInfo(HREFTYPE type, ITypeInfo** info) noexcept = 0;
     /// TYPE_E_BADMODULEKIND.
     virtual HRESULT AddressOfMember(MEMBERID id, INVOKEKIND kind, void** address) noexcept = 0;
-    /// Makes an object of a class, as CoCreateInstance. TYPE_E_WRONGTYPEKIND for an interface.
+    /// Makes an object of a class, as CoCreateInstance does. TYPE_E_WRONGTYPEKIND for an interface.
     virtual HRESULT CreateInstance(IUnknown* outer, const GUID& iid, void** object) noexcept = 0;
-    virtual HRESULT GetMops(MEMBERID id, BSTR* text) noexcept = 0;  ///< the empty text
+    virtual HRESULT GetMops(MEMBERID id, BSTR* text) noexcept = 0;  ///< always the empty text
+    /// The library and, if `index` isn't null, this type's place in it.
     virtual HRESULT GetContainingTypeLib(ITypeLib** library, UINT* index) noexcept = 0;
     virtual void ReleaseTypeAttr(TYPEATTR* attributes) noexcept = 0;
     virtual void ReleaseFuncDesc(FUNCDESC* member) noexcept = 0;
@@ -152,22 +171,27 @@ struct ITypeInfo : IUnknown {
 template <>
 inline constexpr GUID iidOf<ITypeInfo>{0x00020401, 0, 0, {0xC0, 0, 0, 0, 0, 0, 0, 0x46}};
 
-/// A library. Dual interfaces come as TKIND_DISPATCH.
+/// Describes a library. Its dual interfaces are given as TKIND_DISPATCH; ownership is as with
+/// ITypeInfo.
 struct ITypeLib : IUnknown {
     virtual UINT GetTypeInfoCount() noexcept = 0;
-    /// TYPE_E_ELEMENTNOTFOUND, as of the next two.
+    /// The type at an index, its kind, or the type with an id; TYPE_E_ELEMENTNOTFOUND if there is
+    /// none.
     virtual HRESULT GetTypeInfo(UINT index, ITypeInfo** info) noexcept = 0;
     virtual HRESULT GetTypeInfoType(UINT index, TYPEKIND* kind) noexcept = 0;
     virtual HRESULT GetTypeInfoOfGuid(const GUID& id, ITypeInfo** info) noexcept = 0;
+    /// Freed by ReleaseTLibAttr.
     virtual HRESULT GetLibAttr(TLIBATTR** attributes) noexcept = 0;
     virtual HRESULT GetTypeComp(ITypeComp** binder) noexcept = 0;  ///< E_NOTIMPL
-    /// Of the library with index -1, else of a type.
+    /// Name and help text of the type at `index`, or of the library with -1.
     virtual HRESULT GetDocumentation(LONG index, BSTR* name, BSTR* help, DWORD* helpContext,
                                      BSTR* helpFile) noexcept = 0;
-    /// Whether a type or member has this name, case ignored; `name` is then spelled as there.
+    /// Whether a type or member has this name, case ignored; `name` then gets the spelling that the
+    /// library has. `hash` is ignored.
     virtual HRESULT IsName(WCHAR* name, ULONG hash, BOOL* found) noexcept = 0;
-    /// The types of this name or with a member of it: `count` says how many are wanted, and then
-    /// how many were given.
+    /// Gives the types that have this name or a member of it, with the member's id (MEMBERID_NIL
+    /// for the type itself). *count is the number wanted and receives the number given. `hash` is
+    /// ignored.
     virtual HRESULT FindName(WCHAR* name, ULONG hash, ITypeInfo** infos, MEMBERID* ids,
                              WORD* count) noexcept = 0;
     virtual void ReleaseTLibAttr(TLIBATTR* attributes) noexcept = 0;
@@ -182,25 +206,26 @@ inline constexpr GUID iidOf<ITypeLib>{0x00020402, 0, 0, {0xC0, 0, 0, 0, 0, 0, 0,
 extern "C" {
 
 /// Reads a library from a module's TYPELIB resource (number 1, or K of "path\K"), or from a file of
-/// its own. The module is loaded for the while; a bare name is looked for beside the installed
-/// modules, both as LoadLibraryW does. TYPE_E_CANTLOADLIBRARY (no such file or resource, or others
-/// may change the module), TYPE_E_INVDATAREAD (cut off or damaged), E_INVALIDARG, E_OUTOFMEMORY,
-/// the HRESULT of ERROR_TOO_MANY_OPEN_FILES.
+/// its own; the caller releases it. A module stays loaded only for this call. A bare name is looked
+/// up among the installed modules, as by LoadLibraryW, and the file must be as trustworthy as a
+/// module. TYPE_E_CANTLOADLIBRARY (no such file or resource, or others may change the file),
+/// TYPE_E_INVDATAREAD (cut off or damaged), E_INVALIDARG, E_OUTOFMEMORY, the HRESULT of
+/// ERROR_TOO_MANY_OPEN_FILES.
 HRESULT LoadTypeLib(const WCHAR* path, ITypeLib** library) noexcept;
 
-/// Reads the library of that id and version that is registered for the locale or, for want of one,
-/// whatever other one there is: only help texts differ. TYPE_E_LIBNOTREGISTERED, or the results of
+/// Reads the library of that id and version that is registered for the locale or, if there is none,
+/// for any other locale: they differ only in help texts. TYPE_E_LIBNOTREGISTERED, or the results of
 /// LoadTypeLib.
 HRESULT LoadRegTypeLib(const GUID& id, WORD majorVersion, WORD minorVersion, DWORD localeId,
                        ITypeLib** library) noexcept;
 
-/// Writes into HKEY_CLASSES_ROOT where the library is (`path`, as LoadTypeLib takes it) and which
-/// interfaces it describes for automation. `helpFolder` may be null. TYPE_E_REGISTRYACCESS,
-/// E_INVALIDARG, E_OUTOFMEMORY.
+/// Registers a library: writes into HKEY_CLASSES_ROOT where it is (`path`, as LoadTypeLib takes it)
+/// and which interfaces it describes for automation. `helpFolder` may be null.
+/// TYPE_E_REGISTRYACCESS, E_INVALIDARG, E_OUTOFMEMORY.
 HRESULT RegisterTypeLib(ITypeLib* library, const WCHAR* path, const WCHAR* helpFolder) noexcept;
 
-/// Takes away what RegisterTypeLib wrote for one locale. What isn't there, or is only installed for
-/// everybody, counts as taken away. TYPE_E_REGISTRYACCESS, E_OUTOFMEMORY.
+/// Takes away what RegisterTypeLib wrote for one locale. It succeeds where there is nothing, or
+/// only what is installed for everybody. TYPE_E_REGISTRYACCESS, E_OUTOFMEMORY.
 HRESULT UnRegisterTypeLib(const GUID& id, WORD majorVersion, WORD minorVersion, DWORD localeId,
                           SYSKIND kind) noexcept;
 

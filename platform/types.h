@@ -1,6 +1,7 @@
 #pragma once
-// The integer, handle and identifier types of the calls in this folder. Widths are those of the
-// binary contract on every machine: what two processes share must not depend on `long`.
+// The integer, handle and identifier types that the calls of this folder take. Their widths are the
+// same on every machine and in every build, because two processes share them in memory, files and
+// registry values: none of them may depend on how wide `long` is.
 
 #include <cstddef>
 #include <cstdint>
@@ -13,39 +14,46 @@ using UINT = std::uint32_t;
 using ULONG = std::uint32_t;
 using SHORT = std::int16_t;
 using LONG = std::int32_t;
-using BOOL = std::int32_t;  ///< 0 is false, anything else true
-using WCHAR = char16_t;     ///< one UTF-16 unit
-using HRESULT = std::int32_t;
+using BOOL = std::int32_t;     ///< 0 is false, anything else true
+using WCHAR = char16_t;        ///< one UTF-16 unit
+using HRESULT = std::int32_t;  ///< negative: failure; 0 and positive: success
 using LSTATUS = std::int32_t;  ///< an ERROR_ value as a result
 
-/// Something the system keeps for this process: a file, a mutex, a section. Only a token: it is
-/// never dereferenced, and a stale one is refused with ERROR_INVALID_HANDLE.
+/// A token for something that the platform keeps for this process: a file, a mutex, a section. It
+/// is never dereferenced, its value is never used a second time, and a stale one is refused with
+/// ERROR_INVALID_HANDLE.
 using HANDLE = void*;
+/// What calls on files return on failure; calls on other objects return null.
 inline const HANDLE INVALID_HANDLE_VALUE = reinterpret_cast<HANDLE>(~std::uintptr_t{0});
 
+/// A loaded module, a resource inside one, and an open key of the settings store. Like HANDLE they
+/// are tokens; callers pass them back and never look inside.
 using HMODULE = struct LoadedModule*;
 using HRSRC = const struct ModuleResource*;
 using HKEY = struct RegistryKeyToken*;
 
+/// A 64-bit size or offset in bytes.
 struct LARGE_INTEGER {
     std::int64_t QuadPart;
 };
 
-/// 100 ns units since 1601-01-01 00:00 UTC, in two halves.
+/// A moment as the number of 100 ns units since 1601-01-01 00:00 UTC, in two halves.
 struct FILETIME {
     DWORD dwLowDateTime;
     DWORD dwHighDateTime;
 };
 
-/// A broken-down time; wDayOfWeek 0 is Sunday.
+/// A broken-down time. Months and days count from 1; wDayOfWeek 0 is Sunday.
 struct SYSTEMTIME {
     WORD wYear, wMonth, wDayOfWeek, wDay, wHour, wMinute, wSecond, wMilliseconds;
 };
 
-/// Callers pass null: the only access lists here are "everybody" and "nobody else", and the
-/// machine root decides between them.
+/// Never defined: callers pass null. The only access rights here are "everybody on this machine
+/// root" and "nobody else", and the permissions of the root decide between them.
 struct SECURITY_ATTRIBUTES;
 
+/// A 128-bit identifier of a class, an interface or a type library, with its numbers in the byte
+/// order of this machine.
 struct GUID {
     std::uint32_t Data1;
     std::uint16_t Data2;
@@ -62,6 +70,6 @@ static_assert(sizeof(FILETIME) == 8);
 static_assert(sizeof(SYSTEMTIME) == 16);
 static_assert(sizeof(LARGE_INTEGER) == 8);
 
-/// A wait or a time-out without limit.
+/// A wait or a time-out without a limit.
 inline constexpr DWORD INFINITE = 0xFFFFFFFF;
 inline constexpr DWORD MAX_PATH = 260;  ///< units of a path buffer, terminator included

@@ -1,9 +1,10 @@
 #pragma once
-// Drives: which there are, and what they are.
+// Drives: which letters there are, and what each stands for. Every call may come from any thread.
 //
-// A drive letter stands for a mount point of removable media or a disc, for a reader that has no
+// A drive letter stands for the mount point of removable media or a disc, for a reader that has no
 // medium, or for a folder that a user mounted as a card; `Z:` is the machine's own root. A letter
-// stays with its volume while it is mounted, in all processes alike; `A` is never given.
+// stays with its volume while that is mounted, and is the same in all processes; `A` is never
+// given.
 
 #include <string>
 #include <vector>
@@ -11,6 +12,7 @@
 #include "platform/error.h"
 #include "platform/types.h"
 
+// The results of GetDriveTypeW.
 inline constexpr UINT DRIVE_NO_ROOT_DIR = 1;
 inline constexpr UINT DRIVE_REMOVABLE = 2;
 inline constexpr UINT DRIVE_FIXED = 3;
@@ -19,31 +21,32 @@ inline constexpr UINT DRIVE_CDROM = 5;
 
 #pragma GCC visibility push(default)
 
-/// The kind of the drive of `root` (`E:\`, any case); DRIVE_NO_ROOT_DIR where there is none.
-/// Removable also for a reader without a card and for a mounted folder that has vanished; a disc
-/// drive stays one without its disc.
+/// The kind of the drive whose root is `root` (`E:\`, any case); DRIVE_NO_ROOT_DIR where there is
+/// none. A reader without a card and a mounted folder that has vanished are DRIVE_REMOVABLE too; a
+/// disc drive stays DRIVE_CDROM without its disc.
 UINT GetDriveTypeW(const WCHAR* root) noexcept;
 
-/// All drive roots (`E:\`) by letter, each with a terminator, and one terminator more. Result as
-/// Windows has it: units without the last terminator; with too little room the units needed with
-/// it; 0 on failure.
+/// Writes all drive roots (`E:\`) in the order of their letters, each with a terminator, and one
+/// more terminator at the end. `room` is in units. The result is as on Windows: the units written
+/// without the last terminator; with too little room, the units needed including it; 0 on failure.
 DWORD GetLogicalDriveStringsW(DWORD room, WCHAR* buffer) noexcept;
 
-/// Label and file system of a drive with a medium. 0 with ERROR_NOT_READY where there is no
-/// medium or the folder has vanished, ERROR_PATH_NOT_FOUND where there is no such drive,
-/// ERROR_INSUFFICIENT_BUFFER where a text doesn't fit. Out arguments may be null.
+/// Reports label and file system of a drive with a medium; rooms are in units, and out arguments
+/// may be null. 0 with ERROR_NOT_READY where there is no medium or the folder has vanished,
+/// ERROR_PATH_NOT_FOUND where there is no such drive, ERROR_INSUFFICIENT_BUFFER where a text
+/// doesn't fit.
 BOOL GetVolumeInformationW(const WCHAR* root, WCHAR* label, DWORD labelRoom, DWORD* serialNumber,
                            DWORD* maximumComponentLength, DWORD* flags, WCHAR* fileSystem,
                            DWORD fileSystemRoom) noexcept;
 
-/// A folder that a user mounts as a card.
+/// A folder that a user mounts as a card (card_mounts.h).
 struct CardMount {
     std::u16string folder;  ///< absolute path of this machine
-    WCHAR letter = 0;       ///< `B` to `Y`; 0: the first free one
+    WCHAR letter = 0;       ///< `B` to `Y`; 0: the first free letter
     std::u16string label;   ///< at most 32 units
     std::u16string vendor;  ///< as the storage device would report it; may be empty
     std::u16string product;
-    bool cdrom = false;
+    bool cdrom = false;  ///< the drive passes for a disc drive
 };
 
 #pragma GCC visibility pop
