@@ -15,7 +15,8 @@ using namespace zlk::platform;
 namespace {
 
 constexpr std::int64_t secondsPerDay = 86'400;
-// The end of the year 3000, UTC, where the callers' C library ends.
+// The last second that callers expect: their C library's time functions end with the year 3000,
+// UTC.
 constexpr std::int64_t lastSecond = 32'535'215'999;
 
 constinit TestClock testClock;
@@ -33,8 +34,9 @@ BOOL refuse() {
     return 0;
 }
 
-/// In the zone of this machine, which a traveller may change under a running process. Asking for
-/// it at each moment, as std::mktime() does, would cost a listing more than its own walk.
+/// Gives the local time of a moment. The machine's time zone may change while a process runs, when
+/// a user travels. std::mktime() would look for a change at each call, which would cost a folder
+/// listing more than reading the folder; once a second is enough.
 bool localParts(std::time_t moment, std::tm& parts) {
     static std::atomic<std::time_t> lastLook{-1};
     timespec now{};
@@ -43,6 +45,7 @@ bool localParts(std::time_t moment, std::tm& parts) {
     return localtime_r(&moment, &parts);
 }
 
+// Local time minus UTC, in seconds, at a moment.
 std::int64_t utcOffset(std::time_t moment) {
     std::tm parts{};
     return localParts(moment, parts) ? parts.tm_gmtoff : 0;
@@ -79,6 +82,7 @@ void Sleep(DWORD milliseconds) noexcept {
         end.tv_nsec -= 1'000'000'000;
         ++end.tv_sec;
     }
+    // With INFINITE the call never returns.
     do {
         while (clock_nanosleep(CLOCK_MONOTONIC, TIMER_ABSTIME, &end, nullptr) == EINTR) {
         }
@@ -107,7 +111,7 @@ BOOL FileTimeToLocalFileTime(const FILETIME* time, FILETIME* local) noexcept {
     const std::time_t moment = unixSeconds(ticks);
     std::tm parts{};
     if (ticks >> 63 || !localParts(moment, parts)) return refuse();
-    // In unsigned arithmetic, where the top bit shows what left the range at either end.
+    // In unsigned arithmetic an overflow at either end of the range sets the top bit.
     const std::uint64_t shifted =
         ticks + static_cast<std::uint64_t>(std::int64_t{parts.tm_gmtoff}) * ticksPerSecond;
     if (shifted >> 63) return refuse();
@@ -140,7 +144,9 @@ std::int64_t _mktime64(const BrokenDownTime& local) noexcept {
     errno = 0;
     const std::int64_t asUtc = timegm(&parts);
     if (errno == EOVERFLOW) return -1;
-    // On either side of the moment, and of a change of the clocks where one is near.
+    // The offsets a day before and a day after the moment, which differ if the clocks change in
+    // between. The later offset is tried first and kept if it is really in force at the moment that
+    // it gives; otherwise the moment is before the change, or in the gap of one.
     const std::int64_t before = utcOffset(asUtc - secondsPerDay);
     const std::int64_t after = utcOffset(asUtc + secondsPerDay);
     std::int64_t moment = asUtc - after;

@@ -14,7 +14,8 @@ struct ErrorText {
     const char16_t* text;
 };
 
-// HRESULT values that stand for a last error have no rows of their own.
+// HRESULTs that stand for a last error have no entries of their own: textOf looks up the last
+// error.
 constexpr ErrorText errorTexts[] = {
     {ERROR_SUCCESS, u"The operation succeeded."},
     {S_FALSE, u"The operation succeeded, with nothing to do."},
@@ -91,6 +92,7 @@ constexpr ErrorText errorTexts[] = {
 };
 
 const char16_t* textOf(DWORD number) noexcept {
+    // 0x8007xxxx is an HRESULT made of a last error.
     const DWORD wanted = (number & 0xFFFF0000) == 0x80070000 ? number & 0xFFFF : number;
     const auto* row = std::find_if(std::begin(errorTexts), std::end(errorTexts),
                                    [&](const ErrorText& text) { return text.number == wanted; });

@@ -14,6 +14,7 @@ namespace {
 
 using namespace zlk::platform;
 
+// Behind a handle stands a named object, which several handles may share.
 template <class Kind>
 struct NamedHandle : Handle {
     explicit NamedHandle(std::shared_ptr<Kind> opened) : object(std::move(opened)) {}
@@ -22,11 +23,12 @@ struct NamedHandle : Handle {
 using MutexHandle = NamedHandle<NamedMutex>;
 using SectionHandle = NamedHandle<NamedSection>;
 
-/// A handle of `fresh`, or of the object that has its name already.
+/// Opens a handle of `fresh`, or of the object that has its name already.
 template <class Kind>
 HANDLE openHandle(const std::shared_ptr<Kind>& fresh, const WCHAR* name, OpenMode mode) {
     auto object = openNamedObject(fresh, name, mode);
     if (!object) return nullptr;
+    // Whether the object was made is in the last error, which addHandle mustn't change on success.
     const DWORD outcome = GetLastError();
     const HANDLE handle = addHandle(
         std::make_shared<NamedHandle<Kind>>(std::static_pointer_cast<Kind>(std::move(object))));

@@ -16,7 +16,8 @@ bool writeSystemLog(LogSeverity severity, std::string_view identity, std::string
     if (path.size() >= sizeof(address.sun_path)) return false;
     path.copy(address.sun_path, path.size());
     try {
-        // The log adds the time itself.
+        // The form of the log's socket: priority, identity, process id and text; the log adds the
+        // time.
         std::string datagram = "<" + std::to_string(LOG_USER | static_cast<int>(severity)) + ">";
         datagram.append(identity).append("[" + std::to_string(getpid()) + "]: ").append(line);
         const int log = ::socket(AF_UNIX, SOCK_DGRAM | SOCK_CLOEXEC | SOCK_NONBLOCK, 0);

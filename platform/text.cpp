@@ -11,6 +11,7 @@ namespace {
 using zlk::platform::replacementCharacter;
 using zlk::platform::takeCharacter;
 
+// Whether eight bytes (eight or four units) have no bit set that ASCII doesn't have.
 template <class Unit>
 bool eightBytesAreAscii(const Unit* units) {
     constexpr std::uint64_t beyondAscii =
@@ -20,8 +21,8 @@ bool eightBytesAreAscii(const Unit* units) {
     return (word & beyondAscii) == 0;
 }
 
-/// How many units at the front are ASCII, counted by words: documents of tens of megabytes are
-/// hardly anything else.
+/// The number of ASCII units at the front of a text. They are counted eight bytes at a time,
+/// because documents of tens of megabytes consist of hardly anything else.
 template <class Text>
 std::size_t asciiRun(Text text) {
     constexpr std::size_t step = 8 / sizeof(typename Text::value_type);
@@ -31,7 +32,8 @@ std::size_t asciiRun(Text text) {
     return run;
 }
 
-/// Converters count what they need, and write it where `out` isn't null.
+/// The converters are run twice: with `out` null they only count the units that they need, and
+/// otherwise they write them there. This one takes the ASCII units off the front of `text`.
 template <class From, class To>
 To* copyAscii(From& text, std::size_t& needed, To* out) {
     const std::size_t run = asciiRun(text);
@@ -44,11 +46,13 @@ To* copyAscii(From& text, std::size_t& needed, To* out) {
     return out;
 }
 
+// UTF-8 to UTF-16; `broken` is set if there is something that isn't UTF-8.
 std::size_t convert(std::string_view text, char16_t* out, bool& broken) {
     std::size_t needed = 0;
     for (;;) {
         out = copyAscii(text, needed, out);
-        // Texts in other scripts come in runs too.
+        // Characters beyond ASCII mostly follow each other, so it isn't worth looking for ASCII
+        // after each.
         while (!text.empty() && static_cast<unsigned char>(text[0]) >= 0x80) {
             const char32_t character = takeCharacter(text, broken);
             const bool pair = character > 0xFFFF;
@@ -61,6 +65,7 @@ std::size_t convert(std::string_view text, char16_t* out, bool& broken) {
     }
 }
 
+// Takes one character, of one unit or a surrogate pair, off the front of `text`.
 char32_t takeCharacter(std::u16string_view& text, bool& broken) {
     const char32_t first = text[0];
     text.remove_prefix(1);
@@ -74,12 +79,14 @@ char32_t takeCharacter(std::u16string_view& text, bool& broken) {
     return replacementCharacter;
 }
 
+// UTF-16 to UTF-8; `broken` is set if there is a lone surrogate.
 std::size_t convert(std::u16string_view text, char* out, bool& broken) {
     std::size_t needed = 0;
     for (;;) {
         out = copyAscii(text, needed, out);
         while (!text.empty() && text[0] >= 0x80) {
             const char32_t character = takeCharacter(text, broken);
+            // The number of bytes after the first one, each of which carries six bits.
             const int more = character < 0x800 ? 1 : character < 0x10000 ? 2 : 3;
             needed += static_cast<std::size_t>(more) + 1;
             if (!out) continue;
@@ -97,6 +104,7 @@ int refuse(DWORD error) {
     return 0;
 }
 
+// The body of both public conversions, whose arguments have the same rules.
 template <class From, class To>
 int convertInto(UINT codePage, bool strict, const From* source, int sourceLength, To* target,
                 int targetLength) {
@@ -107,6 +115,7 @@ int convertInto(UINT codePage, bool strict, const From* source, int sourceLength
                                                 : std::char_traits<From>::length(source) + 1;
     const std::basic_string_view<From> text(source, length);
     bool broken = false;
+    // The first run finds out the size, so that a buffer that is too small stays untouched.
     const std::size_t needed = convert(text, static_cast<To*>(nullptr), broken);
     if (strict && broken) return refuse(ERROR_NO_UNICODE_TRANSLATION);
     if (needed > static_cast<std::size_t>(std::numeric_limits<int>::max()))

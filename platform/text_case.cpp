@@ -1,6 +1,6 @@
-// Case and character classes from tables of our own: the C library's depend on which locale the
-// application chose and which are installed, and two processes that disagree about a key's name
-// would each see another settings store.
+// Upper case and character classes, from tables of our own. Those of the C library depend on the
+// locale that the application chose and on the locales that are installed, and two processes that
+// disagree about the upper case of a key's name would see different settings.
 
 #include <algorithm>
 #include <iterator>
@@ -10,13 +10,13 @@
 namespace {
 
 struct CaseRange {
-    char16_t first, last;  // lower-case units: each, or each second one
+    char16_t first, last;  // lower-case units: every one, or every second one
     std::uint8_t step;
-    std::int32_t distance;  // to the upper-case one
+    std::int32_t distance;  // add it to get the upper-case unit
 };
 
-// The simple upper-case mappings of Unicode beyond ASCII. Those that lead into ASCII (dotless i,
-// long s) are left out, so that no foreign letter passes for a plain one in a name.
+// The simple upper-case mappings of Unicode beyond ASCII, sorted. Those that lead into ASCII
+// (dotless i, long s) are left out, so that no foreign letter is taken for a plain one in a name.
 constexpr CaseRange caseRanges[] = {
     {0x00B5, 0x00B5, 1, 743},    {0x00E0, 0x00F6, 1, -32},   {0x00F8, 0x00FE, 1, -32},
     {0x00FF, 0x00FF, 1, 121},    {0x0101, 0x012F, 2, -1},    {0x0133, 0x0137, 2, -1},
@@ -87,6 +87,7 @@ constexpr CaseRange caseRanges[] = {
 
 WCHAR upperCase(WCHAR unit) noexcept {
     if (unit < 0x80) return unit >= u'a' && unit <= u'z' ? static_cast<WCHAR>(unit - 32) : unit;
+    // The first range that doesn't end before the unit is the only one that may contain it.
     const auto* range =
         std::lower_bound(std::begin(caseRanges), std::end(caseRanges), unit,
                          [](const CaseRange& row, WCHAR value) { return row.last < value; });

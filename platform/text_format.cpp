@@ -8,18 +8,19 @@
 
 namespace {
 
-// A field can be this wide, and a number have so many digits; a format that asks for more gets
-// this. The longest of our own asks for some twenty.
+// The largest width of a field, and the largest number of digits; a format that asks for more gets
+// this many. The formats of our own ask for some twenty at most.
 constexpr int widestField = 512;
 
+// The letters in the order of the bits of Flag.
 constexpr char flagLetters[] = "-+ 0#";
 enum Flag : unsigned { leftFlag = 1, plusFlag = 2, blankFlag = 4, zeroFlag = 8, baseFlag = 16 };
 
 /// One conversion: `%`, flags, width, precision, length words, and the letter.
 struct Conversion {
-    unsigned flags = 0;  // of Flag, by their places in flagLetters
+    unsigned flags = 0;  // bits of Flag
     int width = 0;
-    int precision = -1;  // none
+    int precision = -1;  // -1: none was given
     WCHAR letter = 0;    // 0: the format ended before it
 
     bool has(Flag flag) const { return flags & flag; }
@@ -27,7 +28,7 @@ struct Conversion {
 
 }  // namespace
 
-/// Writes what fits and counts the rest.
+/// Runs through a format once, writes what fits into the buffer, and counts all units.
 class FormatWriter {
   public:
     FormatWriter(WCHAR* buffer, std::size_t room, std::u16string_view format,
@@ -48,6 +49,7 @@ class FormatWriter {
   private:
     using Kind = FormatArgument::Kind;
 
+    // One place always stays free for the terminator.
     void put(WCHAR unit) {
         if (length_ + 1 < room_) buffer_[length_] = unit;
         ++length_;
@@ -76,7 +78,7 @@ class FormatWriter {
         return true;
     }
 
-    /// A number of the format, or of an argument for `*`, bounded both ways.
+    /// A number from the format, or for `*` from an argument, limited to -limit..limit.
     int takeNumber(int limit) {
         if (take(u'*')) {
             const FormatArgument* argument = next();
@@ -101,7 +103,7 @@ class FormatWriter {
         }
     }
 
-    /// An argument knows its own size and width, so the length words say nothing new.
+    /// Length words are skipped, because an argument carries its own size.
     void skipLengthWords() {
         for (;;) {
             if (format_.starts_with(u"I64") || format_.starts_with(u"I32")) {
@@ -116,12 +118,13 @@ class FormatWriter {
         Conversion conversion;
         format_.remove_prefix(1);
         takeFlags(conversion);
+        // A negative width, which only an argument can give, means "flush left".
         conversion.width = takeNumber(widestField);
         if (conversion.width < 0) {
             conversion.flags |= leftFlag;
             conversion.width = -conversion.width;
         }
-        // A text's precision needs no bound but one that can't overflow: it only ever cuts.
+        // The precision of a text only cuts it, so the limit is there only to prevent an overflow.
         if (take(u'.')) conversion.precision = std::max(takeNumber(100'000'000), -1);
         skipLengthWords();
         if (!format_.empty()) {
@@ -149,13 +152,14 @@ class FormatWriter {
                 return putText(conversion, next());
             case u'%':
                 return put(u'%');
+            // An unknown conversion is printed as it was written.
             default:
                 return put(asWritten.substr(0, asWritten.size() - format_.size()));
         }
     }
 
     static std::uint64_t unsignedValue(const FormatArgument& argument) {
-        // Smaller ones have been widened, as C does with an int.
+        // Numbers smaller than an int have been widened to 32 bits, as C does with such arguments.
         return argument.size_ > 4 ? argument.number_ : argument.number_ & 0xFFFFFFFF;
     }
 
@@ -171,6 +175,8 @@ class FormatWriter {
             const WCHAR unit = static_cast<WCHAR>(argument->number_);
             return putField(conversion, 1, [&] { put(unit); });
         }
+        // The value without its sign, computed in unsigned arithmetic: the smallest number has no
+        // positive counterpart.
         const bool isSigned = conversion.letter == u'd' || conversion.letter == u'i';
         const std::int64_t number = isSigned ? signedValue(*argument) : 0;
         const std::uint64_t value = !isSigned    ? unsignedValue(*argument)
@@ -179,6 +185,7 @@ class FormatWriter {
         const int base = isSigned || conversion.letter == u'u' ? 10 : 16;
         const int precision = conversion.letter == u'p' ? 16 : conversion.precision;
 
+        // Digits first: none at all for a zero with precision 0, as printf does.
         char digits[20];
         int count = 0;
         if (precision != 0 || value != 0)
@@ -188,6 +195,7 @@ class FormatWriter {
             std::transform(digits, digits + count, digits,
                            [](char c) { return c < 'a' ? c : static_cast<char>(c - 'a' + 'A'); });
 
+        // Then the sign or the base, which stands before the zeros.
         std::u16string_view sign;
         if (isSigned) {
             sign = number < 0                  ? u"-"
@@ -197,6 +205,7 @@ class FormatWriter {
         } else if (base == 16 && value != 0 && conversion.has(baseFlag)) {
             sign = conversion.letter == u'x' ? u"0x" : u"0X";
         }
+        // Zeros fill up to the precision; only without one does the flag 0 fill up to the width.
         int zeros = std::min(precision, widestField) - count;
         if (precision < 0 && conversion.has(zeroFlag) && !conversion.has(leftFlag))
             zeros = conversion.width - static_cast<int>(sign.size()) - count;
@@ -217,12 +226,14 @@ class FormatWriter {
             const std::u16string_view text = argument->wide_.substr(0, limit);
             return putField(conversion, text.size(), [&] { put(text); });
         }
+        // The field's padding comes before the text, so its units are counted first.
         std::size_t units = 0;
         eachUnit(argument->narrow_, limit, [&](WCHAR) { ++units; });
         putField(conversion, units,
                  [&] { eachUnit(argument->narrow_, limit, [&](WCHAR unit) { put(unit); }); });
     }
 
+    // Calls `visit` for each UTF-16 unit of a text in UTF-8, up to `limit` units.
     template <class Visit>
     static void eachUnit(std::string_view text, std::size_t limit, Visit visit) {
         bool broken = false;
@@ -232,7 +243,7 @@ class FormatWriter {
                 visit(static_cast<WCHAR>(character));
                 --limit;
             } else {
-                if (limit < 2) return;  // half a character is none
+                if (limit < 2) return;  // a surrogate pair is never cut in half
                 visit(static_cast<WCHAR>(0xD7C0 + (character >> 10)));
                 visit(static_cast<WCHAR>(0xDC00 | (character & 0x3FF)));
                 limit -= 2;
@@ -265,7 +276,7 @@ std::size_t formatWide(WCHAR* buffer, std::size_t room, std::u16string_view form
 
 std::u16string formatText(std::u16string_view format, std::span<const FormatArgument> arguments) {
     std::u16string text(formatWide(nullptr, 0, format, arguments), u'\0');
-    // The terminator takes the place of the string's own.
+    // The terminator goes where the string has its own.
     formatWide(text.data(), text.size() + 1, format, arguments);
     return text;
 }

@@ -11,23 +11,27 @@
 
 namespace {
 
-// A line holds the lock shared while the sinks run, so that removing a sink waits until nobody is
-// inside it any more: its module may be unloaded right after.
+// Guards the sinks. diagnoseLine holds it shared while the sinks run, so that removing a sink,
+// which takes it exclusively, waits until no thread is inside that sink: its module may be unloaded
+// right after.
 std::shared_mutex lock;
 std::array<DiagnosticSink, 8> sinks{};
+// Lets callers skip formatting a line that nobody would receive, without taking the lock.
 std::atomic<bool> anySinks = false;
 
-// A sink that itself meets something to say (it writes to a trace that lives on named objects)
-// would come back here; its own line is dropped.
+// Set while this thread runs the sinks. A sink whose own work causes a line (because it writes to a
+// trace that lives on named objects, for example) would otherwise recurse; that line is dropped.
 thread_local bool speaking = false;
 
+// The outermost delay of this thread, which collects its lines; null where there is none.
 thread_local zlk::platform::DiagnosticDelay* delay = nullptr;
 
 }  // namespace
 
 void addDiagnosticSink(DiagnosticSink sink) noexcept {
-    // Who held the lock doesn't exist in a forked child. Nor does a fork wait for it: a sink may
-    // need what the fork has taken by then.
+    // In a forked child the thread that held the lock doesn't exist, so the lock is made anew
+    // there. Taking it before each fork instead would risk a deadlock: a sink that is running may
+    // need a lock that another fork handler has already taken.
     static const InForkedChild handler([] { ::new (&lock) std::shared_mutex; });
     const std::unique_lock guard(lock);
     if (!sink || std::find(sinks.begin(), sinks.end(), sink) != sinks.end()) return;
@@ -55,7 +59,8 @@ void diagnoseLine(const char* category, const std::u16string& line) noexcept {
         try {
             delay->lines_.emplace_back(category, line);
         } catch (const std::bad_alloc&) {
-            // The call that the line would explain fails in its own words anyway.
+            // The line is lost for want of memory; the call that it would explain reports its own
+            // error anyway.
         }
         return;
     }

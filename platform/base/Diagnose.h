@@ -1,5 +1,5 @@
 #pragma once
-// How the platform's own bodies speak to the sinks of diagnostics.h.
+// How the platform's own code sends lines to the sinks of diagnostics.h. Any thread may do so.
 
 #include <string_view>
 #include <utility>
@@ -10,11 +10,13 @@
 
 namespace zlk::platform {
 
+/// Sends a line to all sinks, or keeps it back while a DiagnosticDelay of this thread lives.
 void diagnoseLine(const char* category, const std::u16string& line) noexcept;
 bool hasDiagnosticSinks() noexcept;
 
-/// Keeps back what this thread has to say until the end of its scope: made before a lock is taken,
-/// it lets the lines out once the lock is free again. One within another changes nothing.
+/// Keeps back this thread's lines until the end of its scope. A function makes one before it takes
+/// a lock, and the sinks then run after the lock is free again. A delay inside another one has no
+/// effect.
 class DiagnosticDelay {
   public:
     DiagnosticDelay() noexcept;
@@ -24,10 +26,10 @@ class DiagnosticDelay {
 
   private:
     friend void diagnoseLine(const char* category, const std::u16string& line) noexcept;
-    std::vector<std::pair<const char*, std::u16string>> lines_;
+    std::vector<std::pair<const char*, std::u16string>> lines_;  // category and text, in order
 };
 
-/// Formats as formatText does, and only where somebody listens.
+/// Formats a line as formatText does and sends it. Without sinks it does nothing.
 template <class... Arguments>
 void diagnose(const char* category, std::u16string_view format, const Arguments&... arguments) {
     if (hasDiagnosticSinks()) diagnoseLine(category, formatText(format, arguments...));

@@ -18,13 +18,15 @@ namespace {
 
 namespace fs = std::filesystem;
 
-/// An absolute path of the environment of a program that has no more rights than its caller.
+/// An absolute path from the environment, else empty. In a set-user-id program the variables count
+/// as unset, since its caller, who has fewer rights, chose them.
 std::string pathFromEnvironment(const char* name) {
     const char* path = ::secure_getenv(name);
     return path && *path == '/' ? path : "";
 }
 
-/// Empty if the environment names no place.
+/// Where an earlier version would have put the machine root; empty if the environment names no
+/// place.
 std::string earlierRoot() {
     std::string data = pathFromEnvironment("XDG_DATA_HOME");
     if (data.empty()) {
@@ -35,8 +37,9 @@ std::string earlierRoot() {
     return data + "/zlkcamtr";
 }
 
-/// A process that uses a root has a lock on one of its files: the store, a named object, or the one
-/// beside the socket of a device. A file that can't be asked counts as locked.
+/// Whether some process uses a root. Such a process has a lock on one of the files: the store, a
+/// named object, or the lock beside the socket of a device. A file that can't be opened or asked
+/// counts as locked, because moving a root that is in use would split the machine in two.
 bool isUsed(const std::string& root) {
     std::error_code error;
     for (fs::recursive_directory_iterator entry(root, error), end; entry != end && !error;
@@ -56,18 +59,21 @@ bool isUsed(const std::string& root) {
 std::u16string takeOverEarlierRoot(const std::string& root) {
     const std::string earlier = earlierRoot();
     struct stat folder, store, present;
+    // A root that counts is this user's own folder (or link) with a settings store in it.
     const bool isRoot = !earlier.empty() && ::lstat(earlier.c_str(), &folder) == 0 &&
                         folder.st_uid == ::geteuid() &&
                         ::stat((earlier + "/registry.db").c_str(), &store) == 0;
     if (!isRoot) return {};
     const bool isTaken = ::stat(root.c_str(), &present) == 0;
+    // The environment names the place that is used today: there is nothing to move.
     if (isTaken && present.st_dev == folder.st_dev && present.st_ino == folder.st_ino) return {};
-    // A folder that others may write was never used as one, and a link would lead elsewhere.
+    // A folder that others may write was refused by earlier versions too, so nothing in it is worth
+    // moving; and renaming a link would move the link and not the folder.
     const bool movable = S_ISDIR(folder.st_mode) && !(folder.st_mode & (S_IWGRP | S_IWOTH));
     if (!isTaken && movable && !isUsed(earlier) &&
         ::renameat2(AT_FDCWD, earlier.c_str(), AT_FDCWD, root.c_str(), RENAME_NOREPLACE) == 0)
         return formatText(u"%s was moved to %s", earlier, root);
-    // Another process may have moved it at this moment.
+    // If the folder is gone now, another process has just moved it, and has reported so.
     if (::access(earlier.c_str(), F_OK) != 0) return {};
     return formatText(u"%s is not used any more: set ZLK_MACHINE to it, or move it to %s", earlier,
                       root);

@@ -1,14 +1,16 @@
 #pragma once
-// Earlier versions let XDG_DATA_HOME, and then HOME, name the place of the machine root, so that
-// two processes of one user could be on two machines, and both claim one device.
+// Moves the machine root of an earlier version to today's place. Earlier versions let
+// XDG_DATA_HOME, and then HOME, name that place, so that two processes of one user with different
+// environments shared nothing, and could both claim one device.
 
 #include <string>
 
 namespace zlk::platform {
 
 /// Moves the root that an earlier version made for this process's environment to `root`, if nothing
-/// is there yet and nobody uses it; the folder above must be there. Gives a sentence about it,
-/// also where it stays; empty where there is none of this user's, or nothing in it.
+/// is at `root` yet and no process uses the old one. The folder above `root` must exist. Returns a
+/// sentence for the diagnostics about the move, or about why the old root stays; empty if this user
+/// has no old root, or it has no settings store.
 std::u16string takeOverEarlierRoot(const std::string& root);
 
 }  // namespace zlk::platform

@@ -1,13 +1,14 @@
 #pragma once
-// The locks on whole files by which processes agree (F_OFD_*). Nothing but a header, since hosts of
-// devices don't link the platform library.
+// Locks on whole files, by which processes exclude each other (open file description locks,
+// F_OFD_*). This is a header only, because device hosts use it and don't link the platform library.
 
 #include <fcntl.h>
 #include <unistd.h>
 
 namespace zlk::platform {
 
-/// F_WRLCK, or F_UNLCK to let go.
+/// The request for fcntl() that locks a whole file (F_WRLCK, F_RDLCK) or unlocks it (F_UNLCK); the
+/// length 0 that it has means "to the end".
 inline struct flock wholeFile(short type) {
     struct flock lock {};
     lock.l_type = type;

@@ -8,14 +8,17 @@
 namespace zlk::platform {
 namespace {
 
+// The unit for a byte is this plus the byte, in Unicode's private area.
 constexpr WCHAR unitBase = 0xF000;
 
+// Whether a character, though valid UTF-8, may not stand in the text of a name: control characters,
+// the backslash, which separates components there, and the two characters that XML forbids.
 constexpr bool needsUnit(char32_t character) {
     return character < 0x20 || character == u'\\' || character == 0x7F || character == 0xFFFE ||
            character == 0xFFFF;
 }
 
-/// The byte that a unit stands for; 0 for any other unit.
+/// The byte that a unit stands for; 0 for a unit that appendNameText never writes.
 unsigned char byteOfUnit(WCHAR unit) noexcept {
     if (unit <= unitBase || unit > unitBase + 0xFF) return 0;
     const auto byte = static_cast<unsigned char>(unit & 0xFF);
@@ -26,6 +29,7 @@ void appendCharacter(std::u16string& text, char32_t character) {
     if (character < 0x10000) {
         text += static_cast<WCHAR>(character);
     } else {
+        // A surrogate pair; 0xD7C0 is 0xD800 with the 0x10000 taken off the character.
         text += static_cast<WCHAR>(0xD7C0 + (character >> 10));
         text += static_cast<WCHAR>(0xDC00 + (character & 0x3FF));
     }
@@ -47,11 +51,14 @@ bool hasLoneSurrogate(std::u16string_view text) {
 void appendNameText(std::u16string& text, std::string_view name) {
     while (!name.empty()) {
         const auto byte = static_cast<unsigned char>(name[0]);
+        // Most names are plain ASCII, and decoding them by takeCharacter would cost more.
         if (byte < 0x80 && !needsUnit(byte)) {
             text += static_cast<WCHAR>(byte);
             name.remove_prefix(1);
             continue;
         }
+        // What takeCharacter took off is written as one unit for each byte, if it isn't a character
+        // that may stand in a text.
         const std::string_view before = name;
         bool broken = false;
         const char32_t character = takeCharacter(name, broken);
@@ -88,6 +95,8 @@ std::optional<std::string> byteName(std::u16string_view text) {
             text.remove_prefix(1);
             continue;
         }
+        // The run up to the next byte unit is converted as a whole, because a surrogate pair has
+        // two units.
         const auto end = std::find_if(text.begin(), text.end(), byteOfUnit);
         const auto length = static_cast<std::size_t>(end - text.begin());
         name += utf8Text(text.substr(0, length));

@@ -1,10 +1,11 @@
 #pragma once
-// Between a file's name, which is bytes, and its text.
+// Converts between a file's name, which consists of bytes, and its text.
 //
-// What a name may hold and a text may not (bytes that aren't UTF-8, control characters, the
-// backslash, and the two characters that no XML document may hold) shows as units U+F000 + byte.
-// Such a unit in a text is read in two ways: as the character that it is, which a name may really
-// hold, and as the byte that it stands for. No byte that splits or ends a path has a unit.
+// Whatever a name may contain and a text may not (bytes that aren't UTF-8, control characters, the
+// backslash, and the two characters that no XML document may contain) becomes units U+F000 + byte.
+// Such a unit in a text can be read in two ways: as the character U+F0xx itself, which a name may
+// really contain, and as the byte that it stands for. `/` and the zero byte have no unit, so no
+// text can smuggle a path separator or an end into a name.
 
 #include <optional>
 #include <string>
@@ -21,11 +22,11 @@ std::u16string nameText(std::string_view name);
 /// Whether a text has units that may stand for bytes.
 bool hasByteUnits(std::u16string_view text) noexcept;
 
-/// The name that a text spells, its units taken as characters; none if the text has half a
+/// The name that a text means if its units are read as characters; none if the text has half a
 /// surrogate pair, which no name has.
 std::optional<std::string> literalName(std::u16string_view text);
 
-/// The name with its units taken as bytes.
+/// The name that a text means if its units are read as bytes; none as above.
 std::optional<std::string> byteName(std::u16string_view text);
 
 }  // namespace zlk::platform

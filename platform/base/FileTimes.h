@@ -1,5 +1,5 @@
 #pragma once
-// FILETIME as a number: ticks of 100 ns since 1601.
+// FILETIME as one number: ticks of 100 ns since 1601-01-01 UTC.
 
 #include <cstdint>
 

@@ -1,6 +1,6 @@
 #pragma once
-// Whether this is still the process that set the mark, at the price of reading a word. A fork that
-// goes round the handlers of pthread_atfork is noticed as well.
+// Tells whether this is still the process that set a mark, at the price of reading one word. It
+// also notices a fork that bypasses the handlers of pthread_atfork, such as a direct clone().
 
 #include <sys/mman.h>
 #include <unistd.h>
@@ -10,10 +10,11 @@
 
 namespace zlk::platform {
 
-/// A number that differs from those of the processes that this one was forked from.
+/// A number that differs from that of every process that this one was forked from.
 inline unsigned processGeneration() noexcept {
     using Number = std::atomic<unsigned>;
-    // The kernel gives a child zeros in place of this page. None where it has no such page.
+    // In a forked child the kernel replaces this page by zeros (MADV_WIPEONFORK), which is how the
+    // child notices. Null where the kernel can't do that.
     static Number* const known = []() -> Number* {
         void* const page = ::mmap(nullptr, sizeof(Number), PROT_READ | PROT_WRITE,
                                   MAP_PRIVATE | MAP_ANONYMOUS, -1, 0);
@@ -22,19 +23,23 @@ inline unsigned processGeneration() noexcept {
         ::munmap(page, sizeof(Number));
         return nullptr;
     }();
+    // Without such a page the process id has to do, at the price of a system call.
     if (!known) return static_cast<unsigned>(::getpid());
     unsigned number = *known;
     if (number != 0) return number;
-    // A child has its parent's count, and so goes on from there.
+    // A zero means a new process, which takes the next number. `last` is copied by the fork, so
+    // that the child's count goes on from its parent's. Several threads may do this at once: the
+    // first one's number counts for all.
     static Number last = 0;
     const unsigned next = ++last;
     return known->compare_exchange_strong(number, next) ? next : number;
 }
 
+/// Remembers the process that made it or last called set().
 class ForkMark {
   public:
     void set() noexcept { owner_ = processGeneration(); }
-    bool crossed() const noexcept { return owner_ != processGeneration(); }
+    bool crossed() const noexcept { return owner_ != processGeneration(); }  // in a forked child
 
   private:
     unsigned owner_ = processGeneration();

@@ -12,7 +12,8 @@
 namespace zlk::platform {
 namespace {
 
-// Handle values are never used twice, so that a stale one can't reach somebody else's object.
+// A handle value is never used twice in a process, so that a stale handle can't reach an object
+// that was opened later.
 static_assert(sizeof(HANDLE) == 8, "the values of a process would run out");
 
 struct HandleTable {
@@ -20,7 +21,7 @@ struct HandleTable {
 
     std::mutex lock;
     std::unordered_map<HANDLE, std::shared_ptr<Handle>> objects;
-    std::uintptr_t last = 0;
+    std::uintptr_t last = 0;  // the value given last
 };
 
 HandleTable& table() {
@@ -28,7 +29,8 @@ HandleTable& table() {
     return *instance;
 }
 
-// A child that is forked by another thread than the one that holds the lock would never get it.
+// A fork takes the lock first: in the child only the forking thread exists, and a lock that another
+// thread held at that moment would never be released there.
 HandleTable::HandleTable() {
     pthread_atfork([] { table().lock.lock(); }, [] { table().lock.unlock(); },
                    [] { table().lock.unlock(); });
@@ -65,6 +67,7 @@ HANDLE addHandle(std::shared_ptr<Handle> object) noexcept {
     try {
         HandleTable& handles = table();
         const std::lock_guard guard(handles.lock);
+        // `last` moves only after the entry is in the table, which may throw.
         const auto handle = reinterpret_cast<HANDLE>(handles.last + 4);
         handles.objects.emplace(handle, std::move(object));
         handles.last += 4;
@@ -94,6 +97,7 @@ bool closeHandle(HANDLE handle) noexcept {
         object = std::move(found->second);
         handles.objects.erase(found);
     }
+    // Outside of the lock, since closing may take time and use other handles.
     object->close();
     return true;
 }

@@ -1,7 +1,7 @@
 #pragma once
-// What stands behind a HANDLE: one object a handle, in a table of the process. A call looks its
-// handle up, which keeps the object alive until the call is over even if another thread closes
-// the handle meanwhile.
+// The objects behind HANDLEs: one object for each handle, in a table of the process. A call looks
+// its handle up and thereby keeps the object alive until the call is over, even if another thread
+// closes the handle meanwhile. All functions here may be called on any thread.
 
 #include <cstdint>
 #include <memory>
@@ -11,8 +11,9 @@
 
 namespace zlk::platform {
 
-/// Every operation has the result of the call of its name; the default of each is
-/// ERROR_INVALID_HANDLE, since a handle of that kind has no such operation.
+/// The operations of an object behind a handle, each for the public call that uses it. They return
+/// false with the last error. The default of each fails with ERROR_INVALID_HANDLE, for objects that
+/// have no such operation. Several threads may be in one object at once.
 class Handle {
   public:
     virtual ~Handle() = default;
@@ -23,13 +24,13 @@ class Handle {
                          DWORD outputSize, DWORD& returned);
     virtual bool flush();
     virtual bool size(std::int64_t& bytes);
-    /// Of the file or folder that is open; -1 if it is neither.
+    /// The descriptor of an open file or folder, still owned by the object; -1 for any other kind.
     virtual int descriptor() const noexcept { return -1; }
     /// Runs when the handle is closed, while other calls may still be in the object.
     virtual void close() noexcept {}
 };
 
-/// The new handle of `object`; null with ERROR_NOT_ENOUGH_MEMORY.
+/// Gives `object` a new handle; null with ERROR_NOT_ENOUGH_MEMORY.
 HANDLE addHandle(std::shared_ptr<Handle> object) noexcept;
 
 /// The object behind a handle; null with ERROR_INVALID_HANDLE.
@@ -43,7 +44,8 @@ std::shared_ptr<Kind> findHandleOf(HANDLE handle) noexcept {
     return object;
 }
 
-/// Takes the handle out of the table and closes its object; false with ERROR_INVALID_HANDLE.
+/// Takes the handle out of the table and runs its object's close(); false with
+/// ERROR_INVALID_HANDLE. The object itself ends once no call uses it any more.
 bool closeHandle(HANDLE handle) noexcept;
 
 }  // namespace zlk::platform

@@ -23,7 +23,7 @@ namespace {
 
 constexpr char category[] = "MachineRoot";
 
-/// The path on which this process stays, though it may change its folder later.
+/// The path in absolute form, because the process may change its current folder later.
 std::string absolutePath(const std::string& path) {
     std::error_code error;
     std::filesystem::path absolute = std::filesystem::absolute(path, error).lexically_normal();
@@ -45,7 +45,8 @@ int makeFolders(const std::string& path, mode_t mode) {
 
 const MachineRoot& MachineRoot::instance() {
     static const MachineRoot root;
-    // Said only once the root stands, since a sink may come back for it.
+    // Reported once in a process, and only after the constructor is through: a sink may need the
+    // root itself, and would come back here.
     static std::atomic_flag said;
     if (!said.test() && !said.test_and_set()) {
         if (!root.news_.empty()) diagnose("EarlierRoot", u"%s", root.news_);
@@ -75,7 +76,8 @@ MachineRoot::MachineRoot() {
         refuse(wideText(std::generic_category().message(error)));
         return;
     }
-    // Only the administrator makes a group's root: elsewhere a writable group is an oversight.
+    // A group shares a root only if root owns it and its mode is exactly 2770, as an administrator
+    // sets it up. Any other group-writable folder is taken for an oversight and refused.
     ofGroup_ = status.st_uid == 0 && (status.st_mode & 02777) == 02770;
     group_ = status.st_gid;
     const std::u16string objection = objectionTo(status);
@@ -92,7 +94,8 @@ std::u16string MachineRoot::objectionTo(const struct stat& status) const {
     if (status.st_uid != 0 && status.st_uid != ::geteuid() && !groupOwns)
         return formatText(u"it belongs to user %u", status.st_uid);
     if (status.st_mode & S_IWOTH) return u"everybody may write it";
-    // An access list shows here as well: its mask stands in the place of the group's rights.
+    // This bit also covers access control lists: with one, its mask stands in the place of the
+    // group's rights.
     if ((status.st_mode & S_IWGRP) && !groupOwns)
         return formatText(u"group %u may write it", status.st_gid);
     return {};
@@ -111,6 +114,8 @@ std::string MachineRoot::folder(const char* name) const {
         return {};
     }
     std::string path = path_;
+    // Each component is checked on its own, since any folder that others may write would let them
+    // replace what lies below it.
     for (std::string_view rest = name; !rest.empty();) {
         const std::string_view component = rest.substr(0, rest.find('/'));
         rest.remove_prefix(std::min(component.size() + 1, rest.size()));
@@ -133,10 +138,10 @@ std::string MachineRoot::folder(const char* name) const {
 }
 
 bool MachineRoot::lookUpOrMake(const std::string& path, struct stat& status) const {
-    // Nearly always it is there.
+    // The folder nearly always exists already, so the cheap call comes first.
     if (::lstat(path.c_str(), &status) == 0) return true;
     if (errno != ENOENT) return false;
-    // The caller's file mode mask must not shut a group out of its folder.
+    // mkdir() applies the process's umask, which must not shut the group out of its folder.
     if (::mkdir(path.c_str(), folderMode()) == 0)
         ::chmod(path.c_str(), folderMode());
     else if (errno != EEXIST)

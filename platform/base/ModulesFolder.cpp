@@ -12,7 +12,8 @@ std::string modulesFolder() {
     std::filesystem::path library;
     if (::dladdr(reinterpret_cast<const void*>(&modulesFolder), &self))
         library = std::filesystem::canonical(self.dli_fname, error);
-    // Where this library can't say its place, no module is beside it.
+    // If the path of this library can't be found out, the result is a folder that doesn't exist,
+    // and so no module is found.
     return library.empty() ? "/nonexistent" : library.parent_path() / "zlkcamtr";
 }
 

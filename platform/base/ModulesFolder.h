@@ -1,11 +1,11 @@
 #pragma once
-// Where the installed modules are.
+// The place of the installed modules.
 
 #include <string>
 
 namespace zlk::platform {
 
-/// The folder `zlkcamtr` beside this library, where modules stand that are asked for by a bare
+/// The folder `zlkcamtr` beside this library. It holds the modules that are asked for by a bare
 /// name, and the store of installed classes.
 std::string modulesFolder();
 

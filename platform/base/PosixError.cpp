@@ -18,19 +18,20 @@ DWORD errorFromErrno(int error) noexcept {
         case EMFILE:
         case ENFILE:
             return ERROR_TOO_MANY_OPEN_FILES;
-        // A folder opened as a file is refused as one that may not be read.
+        // A folder that is opened as a file is refused as callers expect it: access is denied.
         case EISDIR:
         case EACCES:
         case EPERM:
             return ERROR_ACCESS_DENIED;
         case EBADF:
             return ERROR_INVALID_HANDLE;
+        // The kernel has no room for another lock, or for anything else.
         case ENOLCK:
         case ENOMEM:
             return ERROR_NOT_ENOUGH_MEMORY;
         case EROFS:
             return ERROR_WRITE_PROTECT;
-        // What a pulled card or a vanished mount leaves behind.
+        // A card that was pulled or a mount that has vanished leaves these behind.
         case ENODEV:
         case ENXIO:
         case ENOTCONN:
@@ -40,6 +41,7 @@ DWORD errorFromErrno(int error) noexcept {
         case EHOSTUNREACH:
         case ENOMEDIUM:
             return ERROR_NOT_READY;
+        // Somebody else uses the file now: a lease, a mount, a program that runs from it.
         case EAGAIN:
         case EBUSY:
         case ETXTBSY:

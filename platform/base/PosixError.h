@@ -1,13 +1,14 @@
 #pragma once
-// From errno to last errors: the one table of it.
+// Translates errno to last errors; the only table that does so.
 
 #include "platform/types.h"
 
 namespace zlk::platform {
 
+/// The last error for a value of errno; ERROR_GEN_FAILURE for one that the table doesn't have.
 DWORD errorFromErrno(int error) noexcept;
 
-/// Sets the last error that stands for errno.
+/// Sets the last error to the translation of errno.
 void setLastErrorFromErrno() noexcept;
 
 }  // namespace zlk::platform

@@ -10,7 +10,8 @@ namespace {
 using State = std::array<std::uint32_t, 8>;
 constexpr std::size_t blockSize = 64;
 
-// The fraction bits of the cube roots of the first 64 primes, and of the square roots of eight.
+// The first 32 fraction bits of the cube roots of the first 64 primes, and of the square roots of
+// the first eight.
 constexpr std::uint32_t roundConstants[64] = {
     0x428a2f98, 0x71374491, 0xb5c0fbcf, 0xe9b5dba5, 0x3956c25b, 0x59f111f1, 0x923f82a4, 0xab1c5ed5,
     0xd807aa98, 0x12835b01, 0x243185be, 0x550c7dc3, 0x72be5d74, 0x80deb1fe, 0x9bdc06a7, 0xc19bf174,
@@ -23,7 +24,9 @@ constexpr std::uint32_t roundConstants[64] = {
 constexpr State startState = {0x6a09e667, 0xbb67ae85, 0x3c6ef372, 0xa54ff53a,
                               0x510e527f, 0x9b05688c, 0x1f83d9ab, 0x5be0cd19};
 
+// Mixes one block of the message into the state.
 void addBlock(State& state, std::span<const std::uint8_t, blockSize> block) {
+    // The message schedule: the block's 16 big-endian words, extended to one word for each round.
     std::array<std::uint32_t, 64> w;
     for (std::size_t i = 0; i < 16; ++i)
         w[i] = std::uint32_t{block[4 * i]} << 24 | std::uint32_t{block[4 * i + 1]} << 16 |
@@ -33,6 +36,7 @@ void addBlock(State& state, std::span<const std::uint8_t, blockSize> block) {
         w[i] = (std::rotr(near, 17) ^ std::rotr(near, 19) ^ near >> 10) + w[i - 7] +
                (std::rotr(far, 7) ^ std::rotr(far, 18) ^ far >> 3) + w[i - 16];
     }
+    // The 64 rounds, on a copy of the state that is added to it at the end.
     auto [a, b, c, d, e, f, g, h] = state;
     for (std::size_t i = 0; i < 64; ++i) {
         const std::uint32_t first = h + (std::rotr(e, 6) ^ std::rotr(e, 11) ^ std::rotr(e, 25)) +
@@ -52,6 +56,9 @@ std::array<std::uint8_t, 32> sha256(std::string_view bytes) noexcept {
     State state = startState;
     const std::uint64_t bits = std::uint64_t{bytes.size()} * 8;
     std::array<std::uint8_t, blockSize> block;
+    // The message is padded with one bit 1, zeros, and its length in bits in the last eight bytes
+    // of a block. Where the bit still fits into a block and the length doesn't, one more block
+    // follows.
     for (bool padded = false, last = false; !last;
          bytes.remove_prefix(std::min(bytes.size(), blockSize))) {
         block.fill(0);

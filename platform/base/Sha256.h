@@ -1,5 +1,6 @@
 #pragma once
-// SHA-256 (FIPS 180-4), for names: nobody can choose two texts with one digest.
+// SHA-256 (FIPS 180-4), for shortened names of files: nobody can construct two texts with one
+// digest.
 
 #include <array>
 #include <cstdint>

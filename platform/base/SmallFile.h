@@ -1,18 +1,21 @@
 #pragma once
-// Files that are read whole, and their folders: what the kernel tells, and tables of ours.
+// Reads small files as a whole, and lists folders: files that the kernel provides, and our own
+// tables. Failures aren't reported: callers treat what can't be read as missing.
 
 #include <string>
 #include <vector>
 
 namespace zlk::platform {
 
-/// At most `limit` bytes of it; what can't be read is empty. Follows no end of a pipe.
+/// The first `limit` bytes of a file; empty if it can't be read. It never blocks, even if there is
+/// a pipe in the place of the file.
 std::string readSmallFile(const std::string& path, std::size_t limit);
 
-/// A one-line file of the kernel's, without the blanks that fixed-width fields are filled with.
+/// The line of a one-line file of the kernel's (up to 256 bytes), without the blanks that pad
+/// fields of fixed width.
 std::string readAttribute(const std::string& path);
 
-/// What is in a folder, sorted; nothing if it can't be read.
+/// The names in a folder, sorted, without `.` and `..`; none if it can't be read.
 std::vector<std::string> namesIn(const std::string& folder);
 
 }  // namespace zlk::platform

@@ -23,16 +23,18 @@ namespace {
 
 namespace fs = std::filesystem;
 
+// As many symbolic links on one path as the kernel itself follows.
 constexpr int mostLinks = 40;
 
-/// What can't be asked counts as one.
+/// Whether a folder has a POSIX access control list. A folder that can't be asked counts as having
+/// one, since a list may give rights that the mode doesn't show.
 bool hasAccessList(const Descriptor& folder) {
     const std::string path = "/proc/self/fd/" + std::to_string(folder.get());
     return ::getxattr(path.c_str(), "system.posix_acl_access", nullptr, 0) >= 0 ||
            (errno != ENODATA && errno != EOPNOTSUPP);
 }
 
-/// The text of a link that is open; none with errno.
+/// The target of a symbolic link that is open with O_PATH; none with errno.
 std::optional<fs::path> linkText(const Descriptor& link) {
     char text[PATH_MAX];
     const ssize_t size = ::readlinkat(link.get(), "", text, sizeof text);
@@ -40,20 +42,22 @@ std::optional<fs::path> linkText(const Descriptor& link) {
     return std::string(text, static_cast<std::size_t>(size));
 }
 
+// Follows one path, component by component, through open descriptors.
 class Walk {
   public:
-    /// Empty with the last error.
+    /// Returns the file at the end of the path; empty with the last error.
     TrustedFile follow(const std::string& path);
 
   private:
-    /// Puts the names of a path before those that are ahead. False with errno.
+    /// Adds the names of a path, or of a link's target, before those that are still ahead. An
+    /// absolute path sends the walk back to `/`. False with errno.
     bool takeUp(const fs::path& path);
-    /// Looks at the folder in which the walk stands, and from which `entry` is reached.
+    /// Whether nobody else can replace `entry` in the folder in which the walk stands.
     bool isKept(const struct stat& entry, const fs::path& place) const;
 
-    Descriptor folder_;
-    fs::path place_;               // of that folder
-    std::vector<fs::path> ahead_;  // the next name last
+    Descriptor folder_;            // where the walk stands
+    fs::path place_;               // path of folder_
+    std::vector<fs::path> ahead_;  // names still to follow, in reverse order
 };
 
 TrustedFile Walk::follow(const std::string& path) {
@@ -66,6 +70,8 @@ TrustedFile Walk::follow(const std::string& path) {
     for (int links = 0; !ahead_.empty();) {
         const fs::path name = std::move(ahead_.back());
         ahead_.pop_back();
+        // O_PATH opens the entry itself, so that what is checked is also what the walk goes on
+        // from: a rename in between can't exchange it.
         Descriptor entry(::openat(folder_.get(), name.c_str(), O_PATH | O_NOFOLLOW | O_CLOEXEC));
         struct stat status;
         if (!entry || ::fstat(entry.get(), &status) != 0) return fail(errorFromErrno(errno));
@@ -105,9 +111,11 @@ bool Walk::isKept(const struct stat& entry, const fs::path& place) const {
     const MachineRoot& root = MachineRoot::instance();
     struct stat folder;
     if (::fstat(folder_.get(), &folder) != 0) return false;
+    // Folders on the way may be more open than the folder with the file itself.
     const bool isAbove = !S_ISREG(entry.st_mode);
     if (isAbove && (folder.st_mode & S_ISVTX)) {
-        // Who may write the folder can exchange nothing in it but what is his own.
+        // In a sticky folder such as /tmp a user can rename or delete only his own entries. So the
+        // write permissions don't matter, but the entry itself must belong to root or the caller.
         folder.st_mode &= ~mode_t{S_IWGRP | S_IWOTH};
         struct stat owner = entry;
         owner.st_mode &= S_IFMT;

@@ -1,10 +1,10 @@
 #pragma once
-// A file of code, and every folder on the way to it.
+// Opens a file that contains code only if nobody else can replace it.
 //
-// Who may rename any folder above a file can put another file in its place, between the look at it
-// and its loading too. So each folder is looked at from the root of the machine on, through the
-// descriptor by which the next one is opened. Where none of them can be changed by others, the path
-// stays that of this file.
+// Anyone who may rename any folder above a file can put another file in its place, even between the
+// check and the loading. So the path is walked from `/` on, each folder is checked, and the next
+// one is opened through its descriptor. If others can change none of these folders, the path keeps
+// leading to the file that was checked.
 
 #include <string>
 
@@ -13,18 +13,19 @@
 namespace zlk::platform {
 
 struct TrustedFile {
-    Descriptor file;   ///< to look at it only (O_PATH)
-    std::string path;  ///< without links
+    Descriptor file;   ///< opened with O_PATH: not for reading
+    std::string path;  ///< absolute, without symbolic links
     explicit operator bool() const noexcept { return bool(file); }
 };
 
-/// Follows an absolute path to a regular file, and the links on it. Nobody but root and the caller
-/// may write the file, its folder, or a folder above or with a link; a folder above may be one that
-/// all may write if it is sticky (as /tmp) and what the path leads to in it is root's or the
-/// caller's. A group's right to write the file and its folder counts against them, also where the
-/// caller is the group's only member: who else joins it is decided elsewhere and later. The folders
-/// above may be writable by his private group, since home folders often are. Only the group of a
-/// group's root is trusted with all: it says which modules there are.
+/// Follows an absolute path, and the symbolic links on it, to a regular file. Only root and the
+/// caller may be able to write the file, its folder, and each folder above it or above a link.
+/// There are two exceptions for folders above: one that everybody may write is accepted if it is
+/// sticky (as /tmp) and the path's next entry in it belongs to root or the caller; and one that the
+/// caller's private group may write is accepted, since home folders often are. For the file and its
+/// own folder the private group is no exception: who joins that group later is decided by others.
+/// With a group's machine root, that group is trusted everywhere, because it chooses the modules
+/// anyway.
 ///
 /// Empty with ERROR_ACCESS_DENIED, and the first folder at fault in the diagnostics; or with the
 /// error of what can't be opened.

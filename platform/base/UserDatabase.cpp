@@ -11,10 +11,11 @@
 namespace zlk::platform {
 namespace {
 
-/// The texts of an entry.
+/// Memory for the texts that an entry of the database points to.
 using Room = std::vector<char>;
 constexpr std::size_t roomSize = 16 * 1024;
 
+// The entry of this process's effective user; its texts lie in `room`.
 std::optional<passwd> thisUser(Room& room) {
     passwd entry;
     passwd* found = nullptr;

@@ -1,5 +1,6 @@
 #pragma once
-// What the user database knows of the user of this process. The environment has no say in it.
+// What the user database says about the user of this process. Environment variables are ignored:
+// they could make two processes of one user disagree.
 
 #include <sys/types.h>
 
@@ -7,11 +8,11 @@
 
 namespace zlk::platform {
 
-/// Empty for a user that it doesn't know.
+/// The user's home folder; empty for a user that the database doesn't have.
 std::string homeFolder();
 
-/// Whether a group is this user's alone: his own by the user database, called as he is, and without
-/// another member. Where each user has such a group, what he makes may be writable by it.
+/// Whether a group is this user's private group: his primary group, with his name, and without
+/// another member. Many systems give each user such a group and make home folders writable by it.
 bool isPrivateGroup(gid_t group);
 
 }  // namespace zlk::platform

@@ -1,5 +1,5 @@
 #pragma once
-// One character at a time out of UTF-8 that may be anything.
+// Decodes UTF-8 that may be damaged, one character at a time.
 
 #include <string_view>
 
@@ -7,14 +7,16 @@ namespace zlk::platform {
 
 inline constexpr char32_t replacementCharacter = 0xFFFD;
 
-/// Takes the next character off a text that isn't empty. What isn't UTF-8 (overlong forms,
-/// surrogates, values beyond U+10FFFF, sequences cut short) gives replacementCharacter, once for
-/// each longest piece that could have begun a character, and sets `broken`.
+/// Removes the next character from a text that isn't empty, and returns it. Bytes that aren't UTF-8
+/// (overlong forms, surrogates, values beyond U+10FFFF, sequences cut short) give
+/// replacementCharacter and set `broken`; the bytes removed are then the longest piece that could
+/// have begun a character, and at least one.
 inline char32_t takeCharacter(std::string_view& text, bool& broken) noexcept {
     const auto byteAt = [&](std::size_t i) { return static_cast<unsigned char>(text[i]); };
     const unsigned char lead = byteAt(0);
     std::size_t length = 1;
-    // The range of the second byte is what keeps out overlong forms, surrogates and the rest.
+    // The limits for the second byte exclude overlong forms, surrogates and values beyond U+10FFFF;
+    // all later bytes have the full range.
     unsigned char low = 0x80, high = 0xBF;
     char32_t character = lead;
     if (lead >= 0xC2 && lead <= 0xDF) {

@@ -1,5 +1,5 @@
 #pragma once
-// The edge of a platform call: what its body throws becomes a last error.
+// Keeps exceptions inside a platform call: what the body throws becomes a last error.
 
 #include <exception>
 
@@ -7,8 +7,9 @@
 
 namespace zlk::platform {
 
-/// The body's result; `onFailure` with ERROR_NOT_ENOUGH_MEMORY where it throws, since running out
-/// of memory is all that the library makes us throw.
+/// Returns the body's result, or `onFailure` with ERROR_NOT_ENOUGH_MEMORY if the body throws. That
+/// is the right error for any exception, because the standard library as we use it throws only for
+/// want of memory.
 template <class Result, class Body>
 Result withoutExceptions(Result onFailure, Body&& body) noexcept {
     try {

@@ -1,12 +1,13 @@
 #pragma once
-// What a driver adds to the named sections: it is linked into the same library, and defines this
-// function.
+// What a camera driver adds to the named sections: it is linked into the same library and defines
+// this function, so that the platform needs no knowledge of drivers.
 
 #include <string_view>
 
 namespace zlk::platform {
 
-/// Called before a named section is opened: one that lists devices is brought up to date.
+/// Called before an existing named section is opened, on the opening thread. If `name` is that of a
+/// section that lists attached devices, the driver brings it up to date first.
 void refreshDeviceSection(std::u16string_view name);
 
 }  // namespace zlk::platform

@@ -13,6 +13,7 @@ NamedMutex::NamedMutex(bool initialOwner) noexcept
 }
 
 bool NamedMutex::make() {
+    // A new mutex's turn is free, so this fails only for want of memory.
     if (initialOwner_ && (!watchEndOfThread() || !takeTurn(false))) return false;
     if (initialOwner_) becomeOwner();
     return file_.layOut(NamedObjectFile::Kind::Mutex, initialOwner_, 0) && file_.mapMark();
@@ -29,11 +30,14 @@ DWORD NamedMutex::wait(bool withoutLimit) noexcept {
         SetLastError(ERROR_INVALID_HANDLE);
         return WAIT_FAILED;
     }
+    // Only this thread can set or clear its own id here, so the comparison needs no lock.
     if (owner_ == thisThread()) {
         ++count_;
         return WAIT_OBJECT_0;
     }
     if (!watchEndOfThread()) return WAIT_FAILED;
+    // First the turn within the process, then the lock among the processes. If the second fails,
+    // the turn goes back to the other threads.
     if (!takeTurn(withoutLimit)) return WAIT_TIMEOUT;
     const Lock answer = file_.takeOwnership(withoutLimit);
     if (answer != Lock::Granted) {
@@ -41,6 +45,7 @@ DWORD NamedMutex::wait(bool withoutLimit) noexcept {
         return answer == Lock::Contested ? WAIT_TIMEOUT : WAIT_FAILED;
     }
     becomeOwner();
+    // An owner clears the mark before it unlocks the byte. If it is still set, the last owner died.
     return file_.mark().exchange(1) ? WAIT_ABANDONED : WAIT_OBJECT_0;
 }
 
@@ -50,6 +55,7 @@ bool NamedMutex::release() noexcept {
         return false;
     }
     if (--count_ > 0) return true;
+    // Before the byte is unlocked, or the next owner could find the mark and take us for dead.
     file_.mark() = 0;
     letGo();
     return true;

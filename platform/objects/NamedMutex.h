@@ -1,6 +1,7 @@
 #pragma once
-// A mutex: first a turn among the threads of this process, then the ownership byte of its file
-// among the processes.
+// A named mutex. A thread first waits for its turn among the threads of this process, and then
+// locks the ownership byte of the mutex's file against other processes: a lock on an open file
+// description can't tell the threads of one process apart.
 
 #include <semaphore.h>
 
@@ -10,10 +11,11 @@ namespace zlk::platform {
 
 class NamedMutex final : public NamedObject {
   public:
+    /// With `initialOwner` the calling thread owns it, if the object is made by this opening.
     explicit NamedMutex(bool initialOwner) noexcept;
     ~NamedMutex() override { sem_destroy(&turn_); }
 
-    /// The results of WaitForSingleObject.
+    /// Results as of WaitForSingleObject and ReleaseMutex. May be called on any thread.
     DWORD wait(bool withoutLimit) noexcept;
     bool release() noexcept;
 
@@ -22,13 +24,17 @@ class NamedMutex final : public NamedObject {
     bool join() override;
     void abandon() noexcept override { letGo(); }
 
+    /// The turn among this process's threads; false if it is taken and `wait` is false.
     bool takeTurn(bool wait) noexcept;
     void becomeOwner() noexcept;
+    /// Gives up ownership, on behalf of whichever thread has it.
     void letGo() noexcept;
 
-    // A semaphore and not a std::mutex: the owner's last handle may go in another thread.
+    // 1 while no thread of this process has the turn. It is a semaphore because a std::mutex must
+    // be unlocked by the thread that locked it, and the owner's last handle may be closed by
+    // another thread.
     sem_t turn_;
-    unsigned count_ = 0;  // the owner's
+    unsigned count_ = 0;  // how often owner_ has acquired it; used by that thread only
     const bool initialOwner_;
 };
 

@@ -23,7 +23,8 @@ bool fail(DWORD error) {
     return false;
 }
 
-/// Its caller may have one answer for this and for a name that is taken.
+/// Reports to the diagnostics why an object couldn't be made. Its caller may treat every failure as
+/// a name that is taken, and the reason would be lost.
 void tellWhyNotMade(const std::string& key) {
     const DWORD error = GetLastError();
     std::array<WCHAR, 200> reason{};
@@ -33,11 +34,11 @@ void tellWhyNotMade(const std::string& key) {
     SetLastError(error);
 }
 
-/// The patience with whoever is inside of a gate: mostly it takes him a moment, and five seconds
-/// only if he is stopped.
+/// Limits the wait for another process that is inside of the gate. Normally that takes a moment;
+/// only a process that was stopped in there makes us wait the full five seconds.
 class GateWait {
   public:
-    /// Lets others run; false once the time is over.
+    /// Lets other threads run for a while; false once the time is over.
     bool goesOn() {
         using namespace std::chrono_literals;
         constexpr int yields = 100;
@@ -58,7 +59,7 @@ class GateWait {
 
 }  // namespace
 
-/// The named objects of this process.
+/// The named objects of this process, all guarded by one lock.
 class NamedObjectTable {
   public:
     static NamedObjectTable& instance() {
@@ -67,8 +68,11 @@ class NamedObjectTable {
     }
 
     NamedObjectTable() {
+        // A fork waits until no thread is in the table, so that the child can repair it.
         pthread_atfork([] { instance().lock_.lock(); }, [] { instance().lock_.unlock(); },
                        [] { instance().afterFork(); });
+        // The key's destructor runs at the end of each thread that has set the key
+        // (watchEndOfThread).
         hasKey_ =
             pthread_key_create(&key_, [](void* thread) { instance().endThread(thread); }) == 0;
     }
@@ -85,23 +89,26 @@ class NamedObjectTable {
   private:
     using Lock = NamedObjectFile::Lock;
 
+    // Private functions are called with lock_ held.
     std::shared_ptr<NamedObject> find(const std::string& key) const;
-    /// Contested: somebody is inside of the gate, and it may be tried again. With Failed the last
-    /// error is set, and `found` may be one that has the name and is no use.
+    /// Makes one attempt to open an object. Contested means that another process is inside of the
+    /// gate, and that another attempt may succeed. With Failed the last error is set, and `found`
+    /// may hold an object of the wrong kind, which must not be used.
     Lock tryToOpen(const std::shared_ptr<NamedObject>& fresh, const NamedObjectName& name,
                    OpenMode mode, std::shared_ptr<NamedObject>& found);
     static Lock openFile(NamedObject& object, const NamedObjectName& name, OpenMode mode);
     static bool make(NamedObject& object);
-    /// Lets go of a file that may be wanted again soon.
+    /// Takes an object's file and unlocks it. The file of a mutex stays open in resting_, since it
+    /// may be wanted again soon.
     void rest(const std::string& key, NamedObject& object) noexcept;
     void endThread(const void* thread) noexcept;
     void afterFork() noexcept;
 
     std::mutex lock_;
-    // Open, and without a lock: a mutex that is opened for each of its holds is mostly another
-    // time the same. By key.
+    // Open files of mutexes that nobody holds, without locks, by key. Callers that open a mutex for
+    // each critical section mostly open the same one again, and then save the system calls.
     std::unordered_map<std::string, NamedObjectFile> resting_;
-    // By key; those without a name share the empty one.
+    // The open objects by key; those without a name all have the empty key.
     std::unordered_multimap<std::string, NamedObject*> objects_;
     pthread_key_t key_{};
     bool hasKey_ = false;
@@ -115,7 +122,8 @@ std::shared_ptr<NamedObject> NamedObjectTable::find(const std::string& key) cons
     const auto [first, last] = objects_.equal_range(key);
     for (auto entry = first; entry != last; ++entry) {
         if (entry->second->lost_) continue;
-        // Null for one that another thread is about to remove.
+        // The pointer is null for an object whose last user has just gone and whose destructor
+        // waits for our lock.
         if (auto object = entry->second->weak_from_this().lock()) return object;
     }
     return nullptr;
@@ -129,7 +137,8 @@ std::shared_ptr<NamedObject> NamedObjectTable::open(const std::shared_ptr<NamedO
         return nullptr;
     }
     fresh->key_ = name.unnamed() ? "" : name.folder + '/' + name.file;
-    // Let go of behind the table's lock, which its destructor takes.
+    // Declared outside of tryToOpen, which locks the table: ending a found object of the wrong kind
+    // takes the same lock.
     std::shared_ptr<NamedObject> found;
     Lock answer = tryToOpen(fresh, name, mode, found);
     for (GateWait wait; answer == Lock::Contested && wait.goesOn();)
@@ -151,8 +160,11 @@ NamedObjectFile::Lock NamedObjectTable::tryToOpen(const std::shared_ptr<NamedObj
         SetLastError(sameKind ? ERROR_ALREADY_EXISTS : ERROR_INVALID_HANDLE);
         return sameKind ? Lock::Granted : Lock::Failed;
     }
+    // Entered before the file is opened: this may throw, and then nothing has to be undone.
     const auto entry = objects_.emplace(key, fresh.get());
     if (auto rested = resting_.extract(key); rested && rested.mapped().isInPlace())
+        // A rested file is used only if it is still in its place, since somebody may have deleted
+        // the folder.
         fresh->file_ = std::move(rested.mapped());
     const Lock answer = openFile(*fresh, name, mode);
     if (answer == Lock::Granted) {
@@ -173,7 +185,7 @@ void NamedObjectTable::rest(const std::string& key, NamedObject& object) noexcep
     try {
         resting_.emplace(key, std::move(file));
     } catch (const std::bad_alloc&) {
-        // It is opened again, then.
+        // Nothing is lost: the file is opened anew when it is wanted.
     }
 }
 
@@ -184,8 +196,10 @@ NamedObjectFile::Lock NamedObjectTable::openFile(NamedObject& object, const Name
     if (name.unnamed()) return outcome(file.openUnnamed() && make(object));
     const bool mayMake = mode == OpenMode::MakeOrOpen;
     if (!file.isOpen() && !file.open(name, mayMake)) return Lock::Failed;
-    // Whoever comes first needs no gate before him; whoever only looks for an object mostly finds
-    // none, and has stood in nobody's way.
+    // The first round goes without the gate: an opener that finds nobody takes all bytes at once,
+    // and one that only looks for an object mostly finds none and has blocked no other process.
+    // Contested there may mean an object that is half made, so the second round repeats the
+    // question inside of the gate, where it can't be.
     for (const bool insideGate : {false, true}) {
         const Lock gate = insideGate ? file.tryGate() : Lock::Granted;
         if (gate != Lock::Granted) return gate;
@@ -194,6 +208,8 @@ NamedObjectFile::Lock NamedObjectTable::openFile(NamedObject& object, const Name
         if (answer == Lock::Granted)
             return outcome(mayMake ? make(object) : fail(ERROR_FILE_NOT_FOUND));
     }
+    // The object exists. If its last holder goes at this moment, it is taken over as it is: nobody
+    // can lay it out anew while we hold the gate.
     if (!object.join() || !file.settle(false)) return Lock::Failed;
     SetLastError(ERROR_ALREADY_EXISTS);
     return Lock::Granted;
@@ -217,6 +233,8 @@ void NamedObjectTable::remove(NamedObject& object) noexcept {
 }
 
 void NamedObjectTable::endThread(const void* thread) noexcept {
+    // One mutex after the other, because abandoning one, and ending it with the last pointer,
+    // happens without the lock.
     std::shared_ptr<NamedObject> owned;
     do {
         owned.reset();
@@ -230,6 +248,7 @@ void NamedObjectTable::endThread(const void* thread) noexcept {
 }
 
 void NamedObjectTable::afterFork() noexcept {
+    // Descriptors are closed and not unlocked: the locks belong to the parent as well.
     for (const auto& [key, object] : objects_) {
         object->lost_ = true;
         object->owner_ = nullptr;

@@ -1,30 +1,33 @@
 #pragma once
-// What sections and mutexes have in common: a name that several processes know, and a life as
-// long as the longest of their holds.
+// What sections and mutexes have in common: a name that several processes know, and a life that
+// lasts as long as any process holds the object.
 //
-// It rests on open file description locks alone (NamedObjectFile): no process ids, no clean-up,
-// no daemon, no lock that all names share. Within a process each name has one object, which has
-// one description; handles and views count its users.
+// It is built on open file description locks alone (NamedObjectFile): there are no process ids, no
+// clean-up, no daemon, and no lock that all names share. Within a process each name has one object
+// with one file description; its users are the handles and views.
 //
-// Opening: under the table's lock, all lock bytes of the file are tried exclusively. Granted means
-// made here: the content is laid out anew, then existence becomes shared and the gate free.
-// Refused means that somebody has the object, or is about to: inside of the gate it is one or the
-// other, and is made here or shared. Opening without making only asks, and again in the gate.
+// Opening to make: with the table's lock held, all lock bytes of the file are tried exclusively. If
+// that is granted, nobody has the object, and it is made here: the content is laid out anew, then
+// the existence byte is shared and the gate freed. If it is refused, somebody has the object or is
+// just about to make or join it. The gate is then taken and the question repeated: no other process
+// can be half way any more, so the object is either made here or joined. Opening without making
+// only asks for the existence byte, and asks again inside of the gate.
 //
-// Lock order: the table's lock, then the gate. Nobody waits with either: a gate that is taken is
-// tried again from the start, and waiting for a mutex holds only its turn in this process.
+// Lock order: the table's lock, then the gate. No thread waits while it holds either: a gate that
+// is taken is tried again from the start, and a thread that waits for a mutex holds only its turn
+// in this process.
 //
-// A process that dies lets go of everything; one that dies inside of the gate leaves a name that
-// the next one in finds free. A thread that ends abandons its mutexes. A forked child is another
-// process with copies of our descriptors: it closes them at once, so that the objects end with
-// their holders, and unlocks nothing, since the locks are its parent's too. Its handles fail with
-// ERROR_INVALID_HANDLE, its views become private zeros.
+// The kernel releases all locks of a process that dies; if it dies inside of the gate, the next
+// process finds the name free. The mutexes of a thread that ends count as abandoned. A forked child
+// is another process with copies of our descriptors: it closes them at once, so that the objects
+// end with their holders, and unlocks nothing, since the locks are its parent's too. Its handles
+// fail with ERROR_INVALID_HANDLE, and its views become private zeros.
 //
-// What can't be defended: a peer with the right to write our files that truncates one while we
-// touch its view (we die of SIGBUS, as with any shared file), or that takes the locks by other
-// rules than these; a child made by a bare clone() that runs no fork handlers and executes
-// nothing, which keeps our objects alive; a network file system without such locks. A peer that
-// is stopped inside of the gate costs the others ERROR_BUSY for this name until it goes on.
+// Some cases can't be defended against: a process with the right to write our files that truncates
+// one while we touch its view (SIGBUS ends us, as with any shared file), or that takes these locks
+// by other rules; a child of a bare clone() that runs no fork handlers and executes no program,
+// which keeps our objects alive; a network file system without such locks. A process that is
+// stopped inside of the gate costs the others ERROR_BUSY for this name until it goes on.
 
 #include <atomic>
 #include <memory>
@@ -34,50 +37,52 @@
 
 namespace zlk::platform {
 
+/// One object that this process has open. The last shared_ptr to it ends the process's hold.
 class NamedObject : public std::enable_shared_from_this<NamedObject> {
   public:
     NamedObject(const NamedObject&) = delete;
     NamedObject& operator=(const NamedObject&) = delete;
     virtual ~NamedObject();
 
-    /// This process was forked from the one that opened it.
+    /// Whether this process was forked from the one that opened the object.
     bool lost() const noexcept { return lost_; }
 
   protected:
     explicit NamedObject(NamedObjectFile::Kind kind) noexcept : kind_(kind) {}
 
-    /// Gives the file its content, and a mutex its first owner, while nobody else can have the
-    /// object. False with the last error.
+    /// Gives the file its content, and a mutex its first owner, at a moment when nobody else can
+    /// have the object. False with the last error.
     virtual bool make() = 0;
-    /// Takes over what the file says.
+    /// Reads the content of an object that exists already. False with the last error.
     virtual bool join() = 0;
-    /// Lets go of a mutex in the name of its owner, a thread that ends.
+    /// Gives up a mutex on behalf of its owner, a thread that is ending.
     virtual void abandon() noexcept {}
 
     NamedObjectFile file_;
-    /// The thread that owns it, by an address of its own; only mutexes have one.
+    /// The thread that owns the object, as thisThread() gives it; only mutexes have an owner.
     std::atomic<const void*> owner_{nullptr};
 
   private:
     friend class NamedObjectTable;
 
     const NamedObjectFile::Kind kind_;
-    std::string key_;  // folder and file
+    std::string key_;  // folder and file, the key in the table; empty without a name
+    // Set in a forked child.
     std::atomic<bool> lost_{false};
 };
 
 enum class OpenMode { MakeOrOpen, OpenOnly };
 
-/// The object of that name in this process: `fresh`, opened now, unless there is one already. The
-/// last error is ERROR_SUCCESS if it was made, else ERROR_ALREADY_EXISTS. Null with the last
-/// error.
+/// Opens the object of that name: returns the one that this process has already, or `fresh`, which
+/// is opened now. The last error is ERROR_SUCCESS if the object was made and ERROR_ALREADY_EXISTS
+/// if it was there. Null, with the last error, on failure. Callable on any thread.
 std::shared_ptr<NamedObject> openNamedObject(const std::shared_ptr<NamedObject>& fresh,
                                              const WCHAR* name, OpenMode mode);
 
-/// This thread, by an address that no other living thread has.
+/// Identifies this thread, by an address that no other living thread has.
 const void* thisThread() noexcept;
 
-/// Sees to it that the mutexes which this thread owns are abandoned when it ends; false with the
+/// Makes sure that the mutexes which this thread owns are abandoned when it ends; false with the
 /// last error.
 bool watchEndOfThread() noexcept;
 

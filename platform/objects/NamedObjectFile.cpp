@@ -24,6 +24,7 @@ constexpr std::int64_t existenceByte = 0;
 constexpr std::int64_t ownershipByte = 1;
 constexpr std::int64_t gateByte = 2;
 
+// The first bytes of a file, as the header documents them.
 struct Header {
     char locks[4];
     char kind;
@@ -43,8 +44,9 @@ bool failWithErrno() {
     return false;
 }
 
-/// Where a file system writes each change to a new place, a full disk would end a process that
-/// touches a view. Elsewhere this fails and isn't needed.
+/// Switches copy-on-write off for a file. A file system that writes each change to a new place may
+/// find the disk full when a process touches a view, and SIGBUS would end that process. On other
+/// file systems the call fails and isn't needed.
 void writeInPlace(int fd) {
     int flags = 0;
     if (::ioctl(fd, FS_IOC_GETFLAGS, &flags) != 0) return;
@@ -52,11 +54,12 @@ void writeInPlace(int fd) {
     ::ioctl(fd, FS_IOC_SETFLAGS, &flags);
 }
 
-/// The descriptor, or -1 with the last error.
+/// Opens a file, or makes it; -1 with the last error.
 int openOrMake(const MachineRoot& root, const NamedObjectName& name, const std::string& path,
                bool mayMake) {
     constexpr int flags = O_RDWR | O_NOFOLLOW | O_CLOEXEC | O_NOCTTY | O_NONBLOCK;
-    // Ours are never unlinked, so that the second round finds what made the first one fail.
+    // Files of named objects are never unlinked. So if another process makes the file between the
+    // two calls, the second round finds it.
     for (int round = 0; round < 10; ++round) {
         int fd = ::open(path.c_str(), flags);
         if (fd >= 0) return fd;
@@ -70,7 +73,8 @@ int openOrMake(const MachineRoot& root, const NamedObjectName& name, const std::
         }
         if (errno != EEXIST) break;
     }
-    // A link in the place of the file is nobody's mistake.
+    // A symbolic link in the place of the file isn't there by mistake, so it is refused like a file
+    // that others may write.
     SetLastError(errno == ELOOP ? ERROR_ACCESS_DENIED : errorFromErrno(errno));
     return -1;
 }
@@ -86,7 +90,8 @@ bool NamedObjectFile::open(const NamedObjectName& name, bool mayMake) {
     struct stat status;
     if (::fstat(file.get(), &status) != 0) return failWithErrno();
     if (!S_ISREG(status.st_mode) || !root.trusts(status, path)) return fail(ERROR_ACCESS_DENIED);
-    // The file mode mask of its maker, who may have been killed right then, shuts no group out.
+    // The umask of its maker must not shut the group out, and the maker may have been killed before
+    // it could correct the mode.
     const bool own = root.ofGroup() && status.st_uid == ::geteuid();
     if (own && (status.st_mode & 0777) != root.fileMode()) ::fchmod(file.get(), root.fileMode());
     fd_ = file.release();
@@ -131,6 +136,7 @@ NamedObjectFile::Lock NamedObjectFile::lock(int command, short type, std::int64_
     request.l_whence = SEEK_SET;
     request.l_start = first;
     request.l_len = last - first + 1;
+    // Even a failing request counts, so that nothing is left locked.
     if (command != F_OFD_GETLK) locked_ = true;
     int result;
     do {
@@ -158,7 +164,8 @@ NamedObjectFile::Lock NamedObjectFile::askExistence() noexcept {
 
 bool NamedObjectFile::settle(bool owned) noexcept {
     const Lock shared = lock(F_OFD_SETLK, F_RDLCK, existenceByte, existenceByte);
-    // By a stranger: ours take it exclusively inside of the gate only.
+    // Only a foreign program can have the byte now: ours lock it exclusively only inside of the
+    // gate, which we hold.
     if (shared == Lock::Contested) return fail(ERROR_ACCESS_DENIED);
     return shared == Lock::Granted &&
            lock(F_OFD_SETLK, F_UNLCK, owned ? gateByte : ownershipByte, gateByte) == Lock::Granted;
@@ -172,8 +179,9 @@ void NamedObjectFile::watchOwner() noexcept {
 }
 
 NamedObjectFile::Lock NamedObjectFile::takeOwnership(bool wait) noexcept {
-    // An owner is soon done, and sleeping costs more than some tries. Before each the mark is
-    // watched: a try that fails, as any call of the kernel, costs more than most owners need.
+    // Owners mostly hold a mutex for a moment, and sleeping in the kernel costs more than some
+    // tries. The mark in shared memory is watched before each try, because even a failing system
+    // call takes longer than most owners need.
     constexpr int triesBeforeSleep = 20;
     for (int i = 0; i < (wait ? triesBeforeSleep : 1); ++i) {
         if (wait) watchOwner();
@@ -203,7 +211,7 @@ std::atomic<char>& NamedObjectFile::mark() noexcept {
 bool NamedObjectFile::layOut(Kind kind, bool owned, std::uint64_t sectionSize) noexcept {
     if (kind == Kind::Section && !reserve(sectionSize)) return false;
     const Header header{{}, static_cast<char>(kind), owned, {}, sectionSize};
-    // One that was made here before mostly stands as it was.
+    // The file of a mutex that this process made before mostly has this content already.
     if (header_ && std::memcmp(header_, static_cast<const void*>(&header), sizeof header) == 0)
         return true;
     const ssize_t written = ::pwrite(fd_, &header, sizeof header, 0);
@@ -215,6 +223,8 @@ bool NamedObjectFile::reserve(std::uint64_t sectionSize) noexcept {
     if (::fstat(fd_, &status) != 0) return failWithErrno();
     const auto size = static_cast<std::int64_t>(sectionSize);
     const std::int64_t end = dataOffset + size;
+    // Old content becomes zeros by cutting a hole; a file system that can't do that gets them
+    // written.
     if (status.st_size > dataOffset && ::fallocate(fd_, FALLOC_FL_PUNCH_HOLE | FALLOC_FL_KEEP_SIZE,
                                                    dataOffset, status.st_size - dataOffset) != 0) {
         if (errno != EOPNOTSUPP) return failWithErrno();
@@ -227,7 +237,8 @@ bool NamedObjectFile::reserve(std::uint64_t sectionSize) noexcept {
             at += n;
         }
     }
-    // Memory that the disk has no room for would be found out by a signal at its first use.
+    // The space is reserved now: a full disk would otherwise show as SIGBUS at the first use of a
+    // page. A file system without this call gets at least the file's length.
     if (::fallocate(fd_, 0, dataOffset, size) == 0) return true;
     if (errno != EOPNOTSUPP) return failWithErrno();
     return status.st_size >= end || ::ftruncate(fd_, end) == 0 || failWithErrno();

@@ -2,21 +2,21 @@
 // The file behind a named object, and the locks on it.
 //
 //     byte 0      lock only: existence. Shared by each process that holds the object; exclusive
-//                 while one makes it.
+//                 while a process makes it.
 //     byte 1      lock only: ownership of a mutex
-//     byte 2      lock only: the gate. Held while a process finds out whether the object exists
-//                 and makes it or joins it, so that nobody sees one that is half made, also when
-//                 its maker dies on the way.
+//     byte 2      lock only: the gate. A process holds it while it finds out whether the object
+//                 exists and makes it or joins it, so that no other one sees an object that is
+//                 half made, even if its maker dies on the way.
 //     byte 4      the kind, 'M' or 'S'
-//     byte 5      1 while a mutex is owned: whoever locks byte 1 and finds it 1 has an owner
-//                 before him that died
-//     8 to 15     a section's size
+//     byte 5      the mark, 1 while a mutex is owned: a process that locks byte 1 and finds the
+//                 mark set knows that the owner before it died
+//     8 to 15     a section's size in bytes
 //     64 KiB on   a section's bytes
 //
-// The locks belong to the open file description, so that the kernel lets go of them when its last
-// descriptor and mapping go, however a process ends. What the bytes hold counts only while
-// somebody has byte 0. The file is never unlinked and never truncated: a mapping of it somewhere
-// must not lose its ground.
+// The locks belong to the open file description, so the kernel releases them when its last
+// descriptor and mapping are gone, however a process ends. The content is valid only while some
+// process has byte 0 locked. The file is never unlinked or truncated, because that would pull the
+// memory from under a mapping in another process.
 
 #include <atomic>
 #include <cstddef>
@@ -29,10 +29,13 @@
 
 namespace zlk::platform {
 
-/// One open file description. Where an operation says false or Failed, the last error is set.
+/// One open file description. Operations that return false or Failed have set the last error. Not
+/// thread-safe: an object is opened under the table's lock, and takeOwnership and leaveOwnership
+/// are called by the thread that has the mutex's turn.
 class NamedObjectFile {
   public:
     enum class Kind : char { Mutex = 'M', Section = 'S' };
+    /// Contested: another open file description has a lock that excludes this one.
     enum class Lock { Granted, Contested, Failed };
     static constexpr std::int64_t dataOffset = 64 * 1024;  // a multiple of every page size
 
@@ -45,49 +48,57 @@ class NamedObjectFile {
     bool isOpen() const noexcept { return fd_ >= 0; }
     /// Whether an open file is still the one that others find by its name.
     bool isInPlace() const noexcept;
-    /// ERROR_FILE_NOT_FOUND if there is none and `mayMake` is false.
+    /// Opens the file of a name, and makes it if `mayMake`; ERROR_FILE_NOT_FOUND if there is none.
     bool open(const NamedObjectName& name, bool mayMake);
+    /// Opens a file in memory that no other process can reach.
     bool openUnnamed();
-    /// Lets go of all locks. Said outright before closing, since a child that somebody is just
-    /// about to start may have our descriptors for a moment longer.
+    /// Unlocks everything. Closing alone isn't enough: a child process that another thread is just
+    /// starting may have copies of our descriptors, and with them the locks, for a moment longer.
     void unlockAll() noexcept;
-    /// Closes and leaves the locks to whoever else has the description.
+    /// Closes the file. The locks stay with other holders of the description, such as the parent of
+    /// a forked child.
     void close() noexcept;
 
-    /// Takes existence, ownership and, unless this process is inside of it, the gate, all or none.
-    /// Granted: nobody has the object, and nobody can before settle().
+    /// Locks existence, ownership and, unless this process is inside of the gate already, the gate:
+    /// all of them or none. Granted means that nobody has the object, and that nobody can get it
+    /// before settle().
     Lock takeToMake(bool insideGate) noexcept;
+    /// Locks the gate without waiting.
     Lock tryGate() noexcept;
-    /// Asks for existence and takes nothing.
+    /// Asks whether any process has the object (Contested) and locks nothing.
     Lock askExistence() noexcept;
-    /// Shares existence and leaves the gate; what was made stays owned if `owned`.
+    /// Shares existence and unlocks the gate, and ownership too unless `owned`.
     bool settle(bool owned) noexcept;
 
-    /// Contested only without `wait`.
+    /// Locks the ownership byte, waiting for other processes if `wait`; Contested only without it.
     Lock takeOwnership(bool wait) noexcept;
     void leaveOwnership() noexcept;
-    /// Once the content stands. A mapping has the locks as a descriptor has them: it is made where
-    /// no fork can come in between, and ended with the file.
+    /// Maps the mark, once the content is laid out. A mapping holds the description, and so the
+    /// locks, like a descriptor. So it is made while the table's lock keeps a fork away, and ended
+    /// with the file.
     bool mapMark() noexcept;
-    /// Of a file that has it mapped.
+    /// The mark; after mapMark().
     std::atomic<char>& mark() noexcept;
 
-    /// Makes the content anew: the header, the mark as told, and a section's zeros.
+    /// Writes the content anew: the header with kind and size, the mark (set if `owned`), and a
+    /// section's zeros.
     bool layOut(Kind kind, bool owned, std::uint64_t sectionSize) noexcept;
-    /// False with ERROR_INVALID_HANDLE if it isn't of that kind.
+    /// Reads the header; false with ERROR_INVALID_HANDLE if the object is of another kind.
     bool readHeader(Kind kind, std::uint64_t& sectionSize) noexcept;
-    /// The bytes that are really there for a section's content.
+    /// The bytes that the file really has for a section's content, whatever its header says.
     std::uint64_t dataSize() const noexcept;
 
   private:
+    /// One fcntl() for a range of bytes, `first` to `last` inclusive.
     Lock lock(int command, short type, std::int64_t first, std::int64_t last) noexcept;
-    /// Returns once the mark is gone, or soon after.
+    /// Spins until the mark is cleared, but only for some microseconds.
     void watchOwner() noexcept;
+    /// Gives a section zeros, and disk space for all of them.
     bool reserve(std::uint64_t sectionSize) noexcept;
 
     int fd_ = -1;
-    void* header_ = nullptr;  // mapped, for the mark
-    bool locked_ = false;     // perhaps
+    void* header_ = nullptr;  // the mapped Header, for the mark; null until mapMark()
+    bool locked_ = false;     // a lock may be held; spares a system call where none is
 };
 
 }  // namespace zlk::platform

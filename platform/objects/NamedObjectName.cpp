@@ -11,15 +11,16 @@ namespace zlk::platform {
 namespace {
 
 constexpr std::size_t longestName = 260;    // units
-constexpr std::size_t longestFile = 200;    // bytes, well below what any file system takes
-constexpr std::size_t keptOfLongOne = 160;  // for whoever looks into the folder
+constexpr std::size_t longestFile = 200;    // bytes; all file systems take this many
+constexpr std::size_t keptOfLongOne = 160;  // bytes kept readable for people who look
 
 bool isPlain(WCHAR unit) {
     return (unit >= u'a' && unit <= u'z') || (unit >= u'A' && unit <= u'Z') ||
            (unit >= u'0' && unit <= u'9') || unit == u'-' || unit == u'_';
 }
 
-/// Unit by unit, so that no two names share a text, whatever they are made of.
+/// Encodes a name as ASCII, one unit after the other, so that different names have different texts
+/// even if they aren't valid UTF-16.
 std::string encode(std::u16string_view name) {
     std::string text;
     for (const WCHAR unit : name) {
@@ -35,7 +36,8 @@ std::string encode(std::u16string_view name) {
     return text;
 }
 
-/// `+` stands in no encoded name, so that a shortened one meets no other.
+/// Shortens an encoded name that is too long for a file: its beginning, `+`, and half of its
+/// SHA-256. No encoded name contains `+`, so a short name can't collide with a shortened one.
 std::string shorten(const std::string& text) {
     std::string file = text.substr(0, keptOfLongOne) + '+';
     const auto digest = sha256(text);

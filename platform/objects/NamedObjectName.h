@@ -1,5 +1,5 @@
 #pragma once
-// From the name of a named object to the file that stands for it.
+// Translates the name of a named object to the file that stands for it.
 
 #include <string>
 
@@ -14,8 +14,8 @@ struct NamedObjectName {
     bool unnamed() const noexcept { return file.empty(); }
 };
 
-/// Takes a name apart (null or empty: an object without one); false for one that is refused.
-/// Names differ exactly if their files do.
+/// Parses a name (null or empty: an object without a name); false for a name that isn't allowed.
+/// Two names have the same file only if they are equal.
 bool parseObjectName(const WCHAR* text, NamedObjectName& name);
 
 }  // namespace zlk::platform

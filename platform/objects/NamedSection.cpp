@@ -15,9 +15,10 @@
 namespace zlk::platform {
 namespace {
 
-constexpr std::uint64_t largestSection = 1024 * 1024 * 1024;
-constexpr std::uint64_t offsetUnit = 64 * 1024;
+constexpr std::uint64_t largestSection = 1024 * 1024 * 1024;  // bytes
+constexpr std::uint64_t offsetUnit = 64 * 1024;               // a view begins at a multiple of this
 
+// A mapped part of a file, which is unmapped with its owner.
 class Mapping {
   public:
     Mapping(int fd, bool writable, std::uint64_t offset, std::size_t bytes) noexcept
@@ -36,7 +37,7 @@ class Mapping {
         if (base_ != MAP_FAILED) ::munmap(base_, bytes_);
         base_ = MAP_FAILED;
     }
-    /// Memory of this process's own in the same place.
+    /// Replaces the mapping by zeros that are private to this process, at the same address.
     void detach() noexcept {
         [[maybe_unused]] void* const same =
             ::mmap(base_, bytes_, protection_, MAP_PRIVATE | MAP_ANONYMOUS | MAP_FIXED, -1, 0);
@@ -49,11 +50,12 @@ class Mapping {
 };
 
 struct View {
-    std::shared_ptr<NamedSection> section;  // which exists as long as it is seen
-    std::uint64_t offset;
+    std::shared_ptr<NamedSection> section;  // a view keeps its section in existence
+    std::uint64_t offset;                   // in the section, in bytes
     Mapping mapping;
 };
 
+// All views of this process by their addresses, guarded by `lock`.
 struct Views {
     Views();
     std::mutex lock;
@@ -68,7 +70,8 @@ Views& views() {
 Views::Views() {
     pthread_atfork([] { views().lock.lock(); }, [] { views().lock.unlock(); },
                    [] {
-                       // A mapping holds its file's description, and with it the object.
+                       // In the child: a mapping would keep the file's description open, and the
+                       // parent's object in existence. Pointers into it stay usable.
                        for (auto& [base, view] : views().all) view.mapping.detach();
                        views().lock.unlock();
                    });
@@ -96,7 +99,7 @@ void* NamedSection::map(bool writable, std::uint64_t offset, std::uint64_t bytes
         SetLastError(ERROR_INVALID_HANDLE);
         return nullptr;
     }
-    // What the file has can be less than it once said.
+    // The file may be shorter than its header says, if another process truncated it.
     const std::uint64_t there = std::min(size_, file_.dataSize());
     if (offset % offsetUnit != 0 || offset >= there || bytes > there - offset) {
         SetLastError(ERROR_INVALID_PARAMETER);
@@ -119,7 +122,8 @@ void* NamedSection::map(bool writable, std::uint64_t offset, std::uint64_t bytes
 }
 
 bool NamedSection::unmap(const void* view) noexcept {
-    // Let go of behind the lock.
+    // Destroyed after the lock is released: ending the view may end the section, which takes the
+    // lock of the named objects.
     decltype(Views::all)::node_type node;
     Views& open = views();
     const std::lock_guard guard(open.lock);

@@ -1,5 +1,6 @@
 #pragma once
-// A section of shared memory, and the views of sections that this process has.
+// A named section of shared memory, and the table of the views that this process has of all
+// sections.
 
 #include "platform/objects/NamedObject.h"
 
@@ -7,20 +8,23 @@ namespace zlk::platform {
 
 class NamedSection final : public NamedObject {
   public:
-    /// `size` is what it gets if it is made here.
+    /// `size` in bytes is what the section gets if it is made here.
     explicit NamedSection(std::uint64_t size) noexcept
         : NamedObject(NamedObjectFile::Kind::Section), size_(size) {}
 
-    /// As MapViewOfFile; `bytes` 0 is to the end.
+    /// Maps a view, as MapViewOfFile does; `bytes` 0 maps to the section's end. Null with the last
+    /// error.
     void* map(bool writable, std::uint64_t offset, std::uint64_t bytes);
+    /// Ends a view; false if there is none at that address.
     static bool unmap(const void* view) noexcept;
+    /// The bytes that the file still has for a view; 0 if there is no view at that address.
     static std::size_t viewSize(const void* view) noexcept;
 
   private:
     bool make() override;
     bool join() override;
 
-    std::uint64_t size_;
+    std::uint64_t size_;  // bytes, from the header once the section is opened
 };
 
 }  // namespace zlk::platform

@@ -15,12 +15,13 @@
 namespace zlk::platform {
 namespace {
 
-constexpr std::size_t maxTable = 64 * 1024;
+constexpr std::size_t maxTable = 64 * 1024;  // bytes; a longer file is no table of ours
 
 Descriptor openFile(const std::string& path, int flags) {
     const mode_t mode = MachineRoot::instance().fileMode();
     Descriptor file(::open(path.c_str(), flags | O_CLOEXEC | O_NOFOLLOW | O_NONBLOCK, mode));
-    // The caller's file mode mask must not shut a group out; what another user made has it right.
+    // open() applies the process's umask, which must not shut a group out. It fails for a file of
+    // another user, whose mode was set by its maker.
     if (file && (flags & O_CREAT)) ::fchmod(file.get(), mode);
     return file;
 }
@@ -44,6 +45,7 @@ std::string SharedTable::read() const {
 }
 
 bool SharedTable::replace(const std::string& content) const {
+    // The lock makes this process the only writer, so the name of the new file can be a fixed one.
     const std::string fresh = path_ + ".new";
     const Descriptor file = openFile(fresh, O_WRONLY | O_CREAT | O_TRUNC);
     const bool written = file &&
@@ -62,7 +64,7 @@ SharedTable::Lock::Lock(const SharedTable& table) {
         return;
     }
     struct flock lock = wholeFile(F_WRLCK);
-    // Nobody holds it longer than a moment, but a process may be stopped in that moment.
+    // A process holds the lock for a moment, unless it is stopped in that moment.
     constexpr int tries = 200;
     for (int i = 0; i < tries; ++i) {
         const bool contested =
@@ -78,7 +80,8 @@ SharedTable::Lock::Lock(const SharedTable& table) {
 }
 
 SharedTable::Lock::~Lock() {
-    // Said outright: a child that was forked meanwhile has the descriptor as well.
+    // Unlocked before closing: a child that was forked meanwhile has the descriptor, and the lock,
+    // too.
     struct flock none = wholeFile(F_UNLCK);
     if (file_) ::fcntl(file_.get(), F_OFD_SETLK, &none);
 }

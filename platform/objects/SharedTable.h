@@ -1,11 +1,12 @@
 #pragma once
-// Small tables below <root>/run/ on which the processes of a machine agree: which letter stands
-// for which volume, which port number for which device.
+// Small tables below <root>/run/ on which the processes of a machine agree: which drive letter
+// stands for which volume, which port number for which device.
 //
-// A table is read without a lock and replaced by renaming a new one onto it, under a lock on
-// <table>.lock that is held for no more than that; so a process that dies in the middle leaves the
-// old table or the new one. Whoever decides what to write looks at the world anew under the lock:
-// by an older view he would take away what somebody else has just been given.
+// A table is read without a lock, and replaced by renaming a new file onto it. A lock on
+// <table>.lock is held only while the new content is worked out and written; so a process that dies
+// in the middle leaves the old table or the new one. A writer must look at the devices and at the
+// table again under the lock: from an older view it would take away what another process has just
+// given out.
 
 #include <string>
 
@@ -15,21 +16,23 @@ namespace zlk::platform {
 
 class SharedTable {
   public:
-    /// Of that name in <root>/run/.
+    /// The table with that name in <root>/run/; nothing is opened yet.
     explicit SharedTable(const char* name);
 
-    /// Empty if there is none yet. Never waits.
+    /// The content; empty if there is no table yet. Never waits.
     std::string read() const;
-    /// False if it can't be written, which the diagnostics tell.
+    /// Replaces the content; the caller holds a Lock. False, and a line to the diagnostics, if it
+    /// can't be written.
     bool replace(const std::string& content) const;
 
+    /// Keeps other writers away, in this process too, while it lives.
     class Lock {
       public:
         explicit Lock(const SharedTable& table);
         ~Lock();
         Lock(const Lock&) = delete;
         Lock& operator=(const Lock&) = delete;
-        /// False, with the last error, where it can't be had within some seconds.
+        /// False, with the last error, if the lock couldn't be had within two seconds.
         bool held() const noexcept { return static_cast<bool>(file_); }
 
       private:
@@ -37,7 +40,7 @@ class SharedTable {
     };
 
   private:
-    std::string path_;  // empty, with the last error, where there can be none
+    std::string path_;  // empty where there can be no table
 };
 
 }  // namespace zlk::platform
