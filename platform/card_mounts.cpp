@@ -12,13 +12,14 @@ using namespace zlk::platform;
 
 namespace {
 
-constexpr std::size_t maxLabel = 32, maxDeviceText = 64;
+constexpr std::size_t maxLabel = 32, maxDeviceText = 64;  // units
 
 bool refuse(LSTATUS error) {
     SetLastError(static_cast<DWORD>(error));
     return false;
 }
 
+// Whether a text fits and holds no zero, at which readers of the setting would cut it.
 bool hasText(const std::u16string& text, std::size_t limit) {
     return text.size() <= limit && text.find(u'\0') == text.npos;
 }
@@ -29,12 +30,14 @@ bool isFolder(const std::u16string& path) {
 }
 
 bool mountUnderLock(CardMount& mount, const LetterLock& lock) {
+    // Letters of mounted folders and of volumes: under the lock neither can change.
     std::u16string taken = mountedLetters();
     for (const LetteredVolume& lettered : letteredVolumes(taken, &lock)) taken += lettered.letter;
     if (mount.letter && taken.find(mount.letter) != taken.npos) return refuse(ERROR_ALREADY_EXISTS);
     WCHAR letter = mount.letter ? mount.letter : firstLetter;
     while (taken.find(letter) != taken.npos) ++letter;
     if (letter > lastLetter) return refuse(ERROR_INVALID_DRIVE);
+    // The caller's structure changes only on success.
     CardMount given = mount;
     given.letter = letter;
     if (const LSTATUS error = writeCardMount(given)) return refuse(error);
@@ -48,6 +51,7 @@ bool mountFolder(CardMount& mount) {
         if (mount.letter < firstLetter || mount.letter > lastLetter)
             return refuse(ERROR_INVALID_DRIVE);
     }
+    // units
     constexpr std::size_t maxFolder = 4096;
     if (!hasText(mount.label, maxLabel) || !hasText(mount.vendor, maxDeviceText) ||
         !hasText(mount.product, maxDeviceText) || !hasText(mount.folder, maxFolder))

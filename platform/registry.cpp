@@ -22,6 +22,8 @@ void require(bool condition) {
     if (!condition) throw RegistryFailure{ERROR_INVALID_PARAMETER};
 }
 
+// No value has a name beyond the limit: writers get "invalid parameter" for it, and readers "not
+// found".
 RegistryName valueName(const WCHAR* name, DWORD errorIfTooLong) {
     const std::u16string_view text = name ? name : u"";
     if (text.size() > maxRegistryValueName) throw RegistryFailure{errorIfTooLong};
@@ -36,7 +38,7 @@ LSTATUS setValue(HKEY key, const WCHAR* name, DWORD reserved, DWORD type, const 
     });
 }
 
-/// Hands a value's type, size and data to a caller, who may want none of them.
+/// Gives a value's type, size and data to a caller, who may want only some of them.
 void giveValue(const RegistryValue& value, DWORD* type, BYTE* data, DWORD* size) {
     if (type) *type = value.type;
     const DWORD room = size ? *size : 0;
@@ -46,6 +48,7 @@ void giveValue(const RegistryValue& value, DWORD* type, BYTE* data, DWORD* size)
     std::copy(value.data->begin(), value.data->end(), data);
 }
 
+// Copies a name with its terminator; *length holds the room and receives the length without it.
 void giveName(const std::u16string& name, WCHAR* buffer, DWORD* length) {
     if (name.size() >= *length) throw RegistryFailure{ERROR_MORE_DATA};
     std::copy(name.begin(), name.end(), buffer);
@@ -133,6 +136,8 @@ LSTATUS RegEnumValueW(HKEY key, DWORD index, WCHAR* name, DWORD* length, DWORD* 
         const RegistryValues& values = view.values();
         if (index >= values.size()) throw RegistryFailure{ERROR_NO_MORE_ITEMS};
         const RegistryValue* value = &values[index];
+        // The list lacks the data of large values. If the value has been deleted meanwhile, the
+        // caller's enumeration ends.
         if (data) value = view.value(value->name.folded);
         if (!value) throw RegistryFailure{ERROR_NO_MORE_ITEMS};
         giveName(value->name.name, name, length);

@@ -14,12 +14,15 @@
 
 namespace {
 
+// Control characters become blanks, so that a text can't end the line or drive a terminal.
 void appendOnOneLine(std::string& line, const WCHAR* text) {
     for (const char c : utf8Text(text ? text : u""))
         line += static_cast<unsigned char>(c) < ' ' || c == '\x7F' ? ' ' : c;
 }
 
-/// Lets a write to a pipe that nobody reads fail, and nothing worse, in the scope of one.
+/// Makes a write to a pipe without a reader fail with EPIPE while it lives, where SIGPIPE would end
+/// the process. It blocks the signal for this thread only, and takes one that came up meanwhile off
+/// the thread; a SIGPIPE that was pending before stays pending.
 class WithoutPipeSignal {
   public:
     WithoutPipeSignal() noexcept {
@@ -64,6 +67,7 @@ int MulDiv(int number, int numerator, int denominator) noexcept {
     if (denominator == 0) return -1;
     const std::int64_t product = std::int64_t{number} * numerator;
     const std::int64_t divisor = denominator;
+    // Adding half of the divisor, away from zero, turns the division's truncation into rounding.
     const std::int64_t half = (divisor < 0 ? -divisor : divisor) / 2;
     const std::int64_t result = (product < 0 ? product - half : product + half) / divisor;
     if (result < std::numeric_limits<int>::min() || result > std::numeric_limits<int>::max())
@@ -79,11 +83,12 @@ int MessageBoxW(void*, const WCHAR* text, const WCHAR* caption, UINT) noexcept {
         appendOnOneLine(line, text);
         line += '\n';
         const WithoutPipeSignal scope;
-        // One write, so that lines of several processes don't mix.
+        // One write for the whole line, so that lines of several processes don't mix.
         while (write(STDERR_FILENO, line.data(), line.size()) < 0 && errno == EINTR) {
         }
     } catch (const std::bad_alloc&) {
-        // A message that can't be shown is answered all the same.
+        // A message that can't be shown is still answered with IDOK, since callers can't do
+        // anything else.
     }
     return IDOK;
 }

@@ -25,6 +25,7 @@ WCHAR letterOfRoot(const WCHAR* root) {
     return text.size() >= 2 && text[1] == u':' && (text.size() == 2 || slash) ? text[0] : u'\0';
 }
 
+// The names that callers know; all other file systems have one in common.
 std::u16string_view fileSystemName(const struct statfs& system) {
     switch (system.f_type) {
         case MSDOS_SUPER_MAGIC:
@@ -40,7 +41,8 @@ std::u16string_view fileSystemName(const struct statfs& system) {
     }
 }
 
-/// False where there is no room; a null buffer wants no text.
+/// Copies a text with its terminator; false where there is no room. A null buffer means that the
+/// text isn't wanted.
 bool give(std::u16string_view text, WCHAR* buffer, DWORD room) {
     if (!buffer) return true;
     if (text.size() >= room) return false;
@@ -87,6 +89,7 @@ BOOL GetVolumeInformationW(const WCHAR* root, WCHAR* label, DWORD labelRoom, DWO
         if (!give(drive->label, label, labelRoom) ||
             !give(fileSystemName(system), fileSystem, fileSystemRoom))
             return refuse(ERROR_INSUFFICIENT_BUFFER);
+        // The file system's id takes the place of the serial number, which Linux doesn't report.
         if (serialNumber) std::memcpy(serialNumber, &system.f_fsid, sizeof *serialNumber);
         if (maximumComponentLength) *maximumComponentLength = 255;
         if (flags) *flags = 0;

@@ -10,23 +10,25 @@ namespace zlk::platform {
 namespace {
 
 constexpr WCHAR mountsKey[] = u"Software\\Zephyr-Lanthorn\\Platform\\Mounts";
-constexpr DWORD maxTextBytes = 64 * 1024;
+constexpr DWORD maxTextBytes = 64 * 1024;  // a longer text is none of ours
 
 std::u16string keyOf(WCHAR letter) {
     return std::u16string(mountsKey) + u'\\' + letter;
 }
 
-/// Empty where there is no such text.
+/// A text of a key; empty if there is none.
 std::u16string readText(const RegistryKey& key, const WCHAR* name) {
     DWORD type = 0, size = 0;
     std::u16string text;
     LSTATUS result = RegQueryValueExW(key.get(), name, nullptr, &type, nullptr, &size);
+    // The size is asked for first. A writer may replace the text by a longer one before it is read;
+    // then the loop reads again, with the new size.
     while (result == ERROR_SUCCESS && type == REG_SZ && size <= maxTextBytes) {
         text.resize(size / sizeof(WCHAR));
         size = static_cast<DWORD>(text.size() * sizeof(WCHAR));
         result = RegQueryValueExW(key.get(), name, nullptr, &type,
                                   reinterpret_cast<BYTE*>(text.data()), &size);
-        if (result == ERROR_MORE_DATA) {  // somebody has just written a longer one
+        if (result == ERROR_MORE_DATA) {  // a longer one was written meanwhile
             result = ERROR_SUCCESS;
             continue;
         }
@@ -62,6 +64,7 @@ std::optional<CardMount> readCardMount(WCHAR letter) {
                          &size) == ERROR_SUCCESS &&
         type == REG_DWORD)
         mount.cdrom = disc != 0;
+    // Without its folder the mount is half written or half removed.
     if (!mount.folder.starts_with(u'/')) return std::nullopt;
     return mount;
 }
@@ -75,6 +78,7 @@ std::vector<CardMount> readCardMounts() {
         const LSTATUS result =
             RegEnumKeyExW(key.get(), index, name, &length, nullptr, nullptr, nullptr, nullptr);
         if (result != ERROR_SUCCESS) break;
+        // Keys that no letter names can't be mounts.
         const WCHAR letter = upperCase(name[0]);
         if (length != 1 || letter < firstLetter || letter > lastLetter) continue;
         if (auto mount = readCardMount(letter)) mounts.push_back(std::move(*mount));
@@ -101,7 +105,7 @@ LSTATUS writeCardMount(const CardMount& mount) {
     if (result == ERROR_SUCCESS)
         result = RegSetValueExW(key.get(), u"CdRom", 0, REG_DWORD,
                                 reinterpret_cast<const BYTE*>(&disc), sizeof disc);
-    // Last, since it makes the mount.
+    // The folder is written last: only with it does the mount count.
     if (result == ERROR_SUCCESS) result = writeText(key, u"Folder", mount.folder);
     return result;
 }

@@ -1,8 +1,8 @@
 #pragma once
-// The folders that users mount as cards, in the settings store: a key a letter below
-// HKEY_LOCAL_MACHINE `Software\Zephyr-Lanthorn\Platform\Mounts`, with the texts Folder, Label,
-// Vendor and Product and the number CdRom. A key without a folder, which a killed writer may
-// leave, counts as none.
+// The folders that users mount as cards, as they are kept in the settings store: one key for each
+// letter below HKEY_LOCAL_MACHINE `Software\Zephyr-Lanthorn\Platform\Mounts`, with the texts
+// Folder, Label, Vendor and Product and the number CdRom. A key without a folder, which a killed
+// writer may leave, counts as no mount. Writers hold the LetterLock.
 
 #include <optional>
 #include <vector>
@@ -11,13 +11,14 @@
 
 namespace zlk::platform {
 
+/// The mount under a letter; none if there is no such mount, or the store can't be read.
 std::optional<CardMount> readCardMount(WCHAR letter);
 
-/// By letter.
+/// All mounts, or only their letters, in the order of the letters.
 std::vector<CardMount> readCardMounts();
 std::u16string mountedLetters();
 
-/// An ERROR_ value of the store.
+/// Write or remove a mount. The result is an ERROR_ value of the store.
 LSTATUS writeCardMount(const CardMount& mount);
 LSTATUS removeCardMount(WCHAR letter);
 

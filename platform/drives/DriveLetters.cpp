@@ -11,6 +11,7 @@ namespace {
 
 constexpr char tableName[] = "drive-letters";
 
+/// A line of the table: a letter and the volume that it was given to.
 struct Given {
     WCHAR letter;
     std::string disk, device;
@@ -19,6 +20,7 @@ struct Given {
 using Table = std::vector<Given>;
 
 Table readTable(const SharedTable& shared) {
+    // Reading stops at a line that isn't in this form.
     std::istringstream lines(shared.read());
     Table table;
     char letter = 0;
@@ -36,6 +38,7 @@ bool writeTable(const SharedTable& shared, const Table& table) {
     return shared.replace(lines);
 }
 
+// The line of a volume; null if it has none.
 const Given* find(const Table& table, const SystemVolume& volume) {
     const auto found = std::find_if(table.begin(), table.end(), [&](const Given& given) {
         return given.device == volume.device && given.disk == volume.disk;
@@ -49,17 +52,20 @@ bool isTaken(const Table& table, const std::u16string& taken, WCHAR letter) {
                        [&](const Given& given) { return given.letter == letter; });
 }
 
-/// The table with a letter for each volume, as far as there are any, and none for others.
+/// The table after a change: a letter for each volume, as far as there are enough letters, and no
+/// lines for volumes that are gone.
 Table completed(const Table& old, const std::vector<SystemVolume>& volumes,
                 const std::u16string& taken) {
     Table table;
+    // Volumes that have a letter keep it, so these go first.
     for (const SystemVolume& volume : volumes) {
         const Given* given = find(old, volume);
         if (given && !isTaken(table, taken, given->letter)) table.push_back(*given);
     }
     for (const SystemVolume& volume : volumes) {
         if (find(table, volume)) continue;
-        // A card takes over the letter of its empty reader, and leaves it when it is taken out.
+        // A card that is inserted takes over the letter of its empty reader, and leaves it to the
+        // reader when it is removed. Any other volume gets the first free letter.
         WCHAR letter = 0;
         for (const Given& given : old)
             if (!letter && given.disk == volume.disk && !isTaken(table, taken, given.letter))
@@ -71,6 +77,8 @@ Table completed(const Table& old, const std::vector<SystemVolume>& volumes,
     return table;
 }
 
+// Whether every volume has a letter that no mounted folder has taken: the usual case, which needs
+// no lock.
 bool fits(const Table& table, const std::vector<SystemVolume>& volumes,
           const std::u16string& taken) {
     return std::all_of(volumes.begin(), volumes.end(), [&](const SystemVolume& volume) {
@@ -90,6 +98,8 @@ std::vector<LetteredVolume> letteredVolumes(std::u16string taken, const LetterLo
     if (!fits(table, volumes, taken)) {
         std::optional<LetterLock> own;
         if (!held) held = &own.emplace();
+        // Everything is read again under the lock, because the first look may be older than another
+        // process's change.
         if (held->held()) {
             taken = mountedLetters();
             volumes = systemVolumes();
@@ -98,6 +108,7 @@ std::vector<LetteredVolume> letteredVolumes(std::u16string taken, const LetterLo
             if (fresh != table && writeTable(shared, fresh)) table = std::move(fresh);
         }
     }
+    // Where the lock or the table couldn't be had, volumes without a letter are left out.
     std::vector<LetteredVolume> lettered;
     for (SystemVolume& volume : volumes) {
         const Given* given = find(table, volume);

@@ -1,7 +1,7 @@
 #pragma once
-// Which letter stands for which volume, agreed between the processes of a machine.
+// Which drive letter stands for which volume; all processes of a machine agree on it.
 //
-// The table (SharedTable) has a line a volume: letter, disk, device.
+// They share a table (SharedTable) with one line for each volume: letter, disk, device.
 
 #include <string>
 #include <vector>
@@ -12,6 +12,7 @@
 
 namespace zlk::platform {
 
+// The letters that volumes and mounted folders may have.
 inline constexpr WCHAR firstLetter = u'B', lastLetter = u'Y';
 
 struct LetteredVolume {
@@ -19,15 +20,16 @@ struct LetteredVolume {
     SystemVolume volume;
 };
 
-/// The lock under which letters change.
+/// The lock under which letters are given and taken away; see SharedTable::Lock.
 class LetterLock : public SharedTable::Lock {
   public:
     LetterLock();
 };
 
-/// The system's volumes with their letters, none of them one of `taken`, the letters of mounted
-/// folders; those that have none yet are given one, by a fresh look at all, and keep it. A volume
-/// for which there is no letter is left out. `held`: the lock, where the caller has it already.
+/// The system's volumes with their letters. A volume that has none yet gets one and keeps it; that
+/// is decided under the lock, by a fresh look at all volumes. `taken` are the letters of mounted
+/// folders, which no volume gets. A volume is left out if there is no letter for it. `held` is the
+/// lock, if the caller has it already: taking it again would wait for the caller itself.
 std::vector<LetteredVolume> letteredVolumes(std::u16string taken, const LetterLock* held = nullptr);
 
 }  // namespace zlk::platform

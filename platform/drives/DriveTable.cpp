@@ -15,7 +15,8 @@
 namespace zlk::platform {
 namespace {
 
-/// The path that a text means: one that exists, if either reading of its units does.
+/// The path of this machine that a text means. If the text has units that may stand for bytes, the
+/// reading that leads to something wins (see FileName.h).
 std::string machinePath(const std::u16string& text) {
     auto literal = literalName(text);
     if (literal && (!hasByteUnits(text) || ::access(literal->c_str(), F_OK) == 0)) return *literal;
@@ -23,6 +24,7 @@ std::string machinePath(const std::u16string& text) {
     return literal.value_or(std::string());
 }
 
+// The last name of a path, which serves as the label of a medium without one.
 std::u16string lastName(std::string_view folder) {
     while (folder.ends_with('/')) folder.remove_suffix(1);
     return nameText(folder.substr(folder.rfind('/') + 1));
@@ -63,7 +65,7 @@ Descriptor openFolder(const std::string& folder) {
     return Descriptor(::open(folder.c_str(), O_PATH | O_DIRECTORY | O_CLOEXEC));
 }
 
-/// How many names of `path` a mount takes; 0 if the path doesn't lead there.
+/// How many names at the front of `path` are those of a mount's source; 0 if they aren't.
 std::size_t matchOf(const NetworkMount& mount, const std::vector<std::u16string_view>& path,
                     bool anyCase) {
     if (mount.source.size() > path.size()) return 0;
@@ -103,6 +105,7 @@ std::optional<Drive> findDrive(WCHAR letter) {
     letter = upperCase(letter);
     if (letter == machineLetter) return machineDrive();
     if (letter < firstLetter || letter > lastLetter) return std::nullopt;
+    // A mounted folder is found without looking at all volumes.
     if (const auto mount = readCardMount(letter)) return driveOf(*mount);
     for (Drive& drive : listDrives())
         if (drive.letter == letter) return std::move(drive);
@@ -126,6 +129,7 @@ Descriptor openShareFolder(std::vector<std::u16string_view>& path) {
     const std::vector<NetworkMount> mounts = networkMounts();
     std::size_t length = 0;
     const NetworkMount* best = nullptr;
+    // Names with the exact case are preferred among shares of the same length.
     for (const bool anyCase : {false, true}) {
         for (const NetworkMount& mount : mounts) {
             const std::size_t match = matchOf(mount, path, anyCase);

@@ -1,5 +1,6 @@
 #pragma once
-// All drives of the machine: those that users mounted, those that the kernel tells of, and `Z:`.
+// All drives of the machine: folders that users mounted, volumes that the kernel reports, and `Z:`.
+// All functions may be called on any thread.
 
 #include <optional>
 #include <string>
@@ -13,25 +14,27 @@ namespace zlk::platform {
 
 inline constexpr WCHAR machineLetter = u'Z';
 
+/// A drive as it is at the moment.
 struct Drive {
     WCHAR letter = 0;
     UINT type = 0;       ///< DRIVE_REMOVABLE, DRIVE_CDROM or DRIVE_FIXED
-    std::string folder;  ///< empty: no medium. It may have vanished.
+    std::string folder;  ///< empty: no medium. The folder may have vanished.
     std::u16string label;
-    std::string vendor, product;
+    std::string vendor, product;  ///< of the storage device, in UTF-8
 };
 
-/// By letter. A folder that a user mounted isn't listed a second time for the medium that is
-/// mounted on it.
+/// All drives in the order of their letters. A folder that a user mounted is listed only under the
+/// user's letter, even if a medium is mounted on it.
 std::vector<Drive> listDrives();
 std::optional<Drive> findDrive(WCHAR letter);
 
-/// The drive's folder; empty with ERROR_PATH_NOT_FOUND (no such drive), ERROR_NOT_READY (no
-/// medium, or the folder has vanished) or ERROR_ACCESS_DENIED.
+/// Opens the drive's folder (O_PATH); empty with ERROR_PATH_NOT_FOUND (no such drive),
+/// ERROR_NOT_READY (no medium, or the folder has vanished) or ERROR_ACCESS_DENIED.
 Descriptor openDriveFolder(WCHAR letter);
 
-/// The folder of the mounted share that a path begins with, whose names are taken off it; the
-/// longest that fits. Empty with ERROR_PATH_NOT_FOUND and the errors of opening it.
+/// Opens the folder of the mounted network share with which a path begins, and takes the share's
+/// names off the path. Of several shares that fit it is the one with the longest name. Empty with
+/// ERROR_PATH_NOT_FOUND or the error of opening it.
 Descriptor openShareFolder(std::vector<std::u16string_view>& path);
 
 }  // namespace zlk::platform

@@ -19,14 +19,15 @@ namespace {
 
 namespace fs = std::filesystem;
 
-constexpr std::size_t maxMountInfo = 16 * 1024 * 1024;
+constexpr std::size_t maxMountInfo = 16 * 1024 * 1024;  // bytes
 
 SystemRoots& roots() {
     static Immortal<SystemRoots> instance;
     return *instance;
 }
 
-/// Undoes `front` + digits of a byte: mount tables write \040, links by label \x20.
+/// Undoes escapes made of `front` and the digits of a byte in some base: mount tables write a blank
+/// as \040, and links by label as \x20.
 std::string unescaped(std::string_view text, std::string_view front, int base, std::size_t digits) {
     std::string result;
     while (!text.empty()) {
@@ -53,6 +54,8 @@ std::vector<Mount> readMounts() {
     std::istringstream lines(readSmallFile(roots().mountInfo, maxMountInfo));
     for (std::string line; std::getline(lines, line);) {
         std::istringstream words(line);
+        // A line is: id, parent, device, root, folder, options, any number of fields up to "-",
+        // file system, source.
         std::string skipped, folder, source;
         Mount mount;
         words >> skipped >> skipped >> mount.device >> skipped >> folder >> skipped;
@@ -67,9 +70,9 @@ std::vector<Mount> readMounts() {
 }
 
 struct Disk {
-    SystemVolume reader;  // as it is without a medium
+    SystemVolume reader;  // how it is listed without a medium
     bool removable = false;
-    std::map<std::string, std::string> devices;  // names of it and its partitions by major:minor
+    std::map<std::string, std::string> devices;  // names by major:minor, with the partitions'
 };
 
 bool exists(const std::string& path) {
@@ -77,20 +80,21 @@ bool exists(const std::string& path) {
 }
 
 std::vector<Disk> readDisks() {
-    constexpr std::string_view scsiDisc = "5";
+    constexpr std::string_view scsiDisc = "5";  // the SCSI type of CD and DVD drives
     std::vector<Disk> disks;
     for (const std::string& name : namesIn(roots().sysBlock)) {
         const std::string folder = roots().sysBlock + '/' + name + '/', device = folder + "device/";
-        if (!exists(device)) continue;  // loops, memory disks and their like
+        if (!exists(device)) continue;  // loop devices, memory disks and the like
         Disk disk;
         disk.reader.disk = disk.reader.device = name;
         disk.reader.vendor = readAttribute(device + "vendor");
         disk.reader.product = readAttribute(device + "model");
+        // Cards in an SD host controller have a name and no model.
         if (disk.reader.product.empty()) disk.reader.product = readAttribute(device + "name");
         disk.reader.disc = readAttribute(device + "type") == scsiDisc;
         disk.removable = readAttribute(folder + "removable") == "1";
         disk.devices[readAttribute(folder + "dev")] = name;
-        // A partition is named after its disk.
+        // The folders of partitions begin with the disk's name; other folders are something else.
         for (const std::string& part : namesIn(folder))
             if (part.starts_with(name) && exists(folder + part + "/partition"))
                 disk.devices[readAttribute(folder + part + "/dev")] = part;
@@ -99,6 +103,7 @@ std::vector<Disk> readDisks() {
     return disks;
 }
 
+// Whether a path is `top` or lies below it.
 bool isBelow(std::string_view folder, std::string_view top) {
     return folder.starts_with(top) && (folder.size() == top.size() || folder[top.size()] == '/');
 }
@@ -120,13 +125,14 @@ std::vector<SystemVolume> systemVolumes() {
             return mount.folder == "/" && carries(mount);
         });
         bool mounted = false;
-        std::set<std::string> seen;  // a medium that is mounted twice is one card
+        std::set<std::string> seen;  // a medium that is mounted twice is listed once
         for (const Mount& mount : mounts) {
             if (!carries(mount)) continue;
             mounted = true;
             const bool media =
                 isBelow(mount.folder, "/media") || isBelow(mount.folder, "/run/media");
-            // A live system mounts the stick that it runs from below /run.
+            // A live system mounts the stick that it was started from below /run, and that stick is
+            // no card.
             const bool system =
                 ofSystem || isBelow(mount.folder, "/run") || isBelow(mount.folder, "/boot");
             if (!media && (system || !disk.removable)) continue;
@@ -154,7 +160,8 @@ std::vector<NetworkMount> networkMounts() {
     std::vector<NetworkMount> found;
     for (Mount& mount : readMounts()) {
         if (!kinds.contains(mount.fileSystem)) continue;
-        // `//server/share`, or `server:/share`; an address in brackets has colons of its own.
+        // SMB writes `//server/share`, NFS `server:/share`, so that the colon has to go. It is the
+        // one before the slash, since an address in brackets contains colons of its own.
         std::string& source = mount.source;
         const std::size_t colon = source.find(":/");
         if (colon != std::string::npos) source.erase(colon, 1);

@@ -1,12 +1,14 @@
 #pragma once
-// Removable media, discs, readers and network mounts, as the kernel tells of them.
+// Removable media, discs, card readers and network mounts, as the kernel reports them. All
+// functions may be called on any thread, except setSystemRoots.
 
 #include <string>
 #include <vector>
 
 namespace zlk::platform {
 
-/// Where the kernel tells it; tests put trees of their own here, before any other call.
+/// The places where the kernel reports them. Tests replace these by trees of their own, before any
+/// other call.
 struct SystemRoots {
     std::string mountInfo = "/proc/self/mountinfo";
     std::string sysBlock = "/sys/block";
@@ -16,26 +18,29 @@ struct SystemRoots {
 void setSystemRoots(const SystemRoots& roots);
 #pragma GCC visibility pop
 
-/// A medium that is mounted, or a reader without one.
+/// A medium that is mounted, or a reader without a mounted one.
 struct SystemVolume {
-    std::string disk;    ///< the reader's device name, as in `sdb`
-    std::string device;  ///< that of what is mounted, as in `sdb1`; the disk's for a reader
+    std::string disk;    ///< the reader's device name, such as `sdb`
+    std::string device;  ///< that of the mounted medium, such as `sdb1`, else the disk's
     std::string folder;  ///< where it is mounted; empty for a reader without a mounted medium
     std::string vendor, product;
-    bool disc = false;
+    bool disc = false;  ///< whether the drive is one for discs (CD, DVD)
 };
 
-/// By device name. A medium below /media or /run/media counts on any disk, elsewhere only one on a
-/// disk that can be removed; and never one on the disk that this system runs from.
+/// All volumes in the order of their device names. A medium that is mounted below /media or
+/// /run/media counts on any disk; elsewhere it counts only on a removable disk that isn't the one
+/// that this system runs from.
 std::vector<SystemVolume> systemVolumes();
 
-/// The label on a medium; empty if it has none.
+/// The label of the medium on a device (`sdb1`), in its own bytes; empty if it has none.
 std::string volumeLabel(const std::string& device);
 
+/// A network share that is mounted.
 struct NetworkMount {
     std::vector<std::string> source;  ///< server, share, and what lies below it, if anything
     std::string folder;
 };
+/// All shares (SMB, NFS) that are mounted now, in the order of the kernel's table.
 std::vector<NetworkMount> networkMounts();
 
 }  // namespace zlk::platform

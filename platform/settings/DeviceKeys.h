@@ -1,6 +1,6 @@
 #pragma once
-// What a driver adds to the settings: it is linked into the same library, and defines this
-// function.
+// What a camera driver adds to the settings: it is linked into the same library and defines this
+// function, so that the platform needs no knowledge of drivers.
 
 #include <memory>
 
@@ -8,7 +8,8 @@
 
 namespace zlk::platform {
 
-/// The keys of HKEY_LOCAL_MACHINE that tell which devices are attached, answered anew each time.
+/// Makes the read-only keys of HKEY_LOCAL_MACHINE that list the attached devices. Their content is
+/// determined anew at each access.
 std::unique_ptr<RegistryBackdrop> makeDeviceKeys();
 
 }  // namespace zlk::platform

@@ -10,15 +10,17 @@
 namespace zlk::platform {
 namespace {
 
-// A tree of classes has some hundred keys. Beyond this, a broken store leads in circles.
+// A tree of classes has some hundred keys. More than this means a damaged store whose keys lead in
+// circles.
 constexpr std::size_t maxKeys = 100'000;
 
-/// Whether a key's own text is where a module is: of a class, or of a type library.
+/// Whether the default value of such a key is the path of a module, of a class or of a type
+/// library.
 bool namesFile(std::u16string_view key) {
     return key == u"INPROCSERVER32" || key == u"WIN64" || key == u"WIN32";
 }
 
-/// A module's path becomes its bare name: modules are found beside the store.
+/// Cuts a module's path to its bare name, because installed modules are found beside the store.
 void makeBare(std::vector<BYTE>& text) {
     std::u16string path(text.size() / 2, u'\0');
     std::memcpy(path.data(), text.data(), path.size() * 2);
@@ -31,13 +33,15 @@ void makeBare(std::vector<BYTE>& text) {
 InstalledClasses::InstalledClasses() : path_(modulesFolder() + "/classes.db") {}
 
 std::shared_ptr<const RegistryContent> InstalledClasses::find(const RegistryPath& path) {
+    // One statx() a call tells whether the file is still the one that was read.
     const FileStamp now = path_.empty() ? FileStamp{} : FileStamp::of(path_);
     if (now != stamp_) {
         failure_ = ERROR_SUCCESS;
         try {
             keys_ = now.exists() ? load() : Keys();
         } catch (const RegistryFailure& failure) {
-            // The file's own faults last as long as it does, a want of descriptors passes.
+            // A fault of the file itself is remembered until the file is replaced. Other failures,
+            // such as a want of descriptors, may pass, so the next call tries again.
             if (failure.code != ERROR_ACCESS_DENIED && failure.code != ERROR_BADDB) throw;
             failure_ = failure.code;
         }
@@ -57,6 +61,7 @@ InstalledClasses::Keys InstalledClasses::load() {
     RegistryDatabase database(path_, RegistryDatabase::Mode::Immutable);
     checkTables(database, path_);
 
+    // The tree is walked with a list of keys still to be read, and without recursion.
     std::vector<std::pair<std::int64_t, std::u16string>> waiting{{classesRootId, u""}};
     while (!waiting.empty()) {
         const auto [key, path] = std::move(waiting.back());
@@ -79,11 +84,13 @@ void InstalledClasses::save(RegistryStore& store, const std::string& path) {
     RegistryDatabase target;
     createTables(target);
     std::size_t keys = 0;
+    // A key in the store, its copy in the target, and whether its default value is a module's path.
     struct Pair {
         std::int64_t from, to;
         bool namesFile;
     };
     std::vector<Pair> waiting{{classesRootId, classesRootId, false}};
+    // One transaction, so that what is copied is one state of the store.
     store.read([&] {
         while (!waiting.empty()) {
             const Pair key = waiting.back();

@@ -1,7 +1,8 @@
 #pragma once
-// The classes of the installed modules: `zlkcamtr/classes.db` beside this library, written when
-// the tree is installed and by nobody afterwards. It is read whole, and again once it is another
-// file; nothing of it stays open.
+// The classes of the installed modules: read-only keys from the file `zlkcamtr/classes.db` beside
+// this library. The file is written when the tree is installed and by nobody afterwards. It is read
+// as a whole, and again when it has been replaced; it doesn't stay open. Used under the lock of
+// RegistryKeys.
 
 #include <map>
 #include <string>
@@ -15,20 +16,23 @@ namespace zlk::platform {
 class InstalledClasses : public RegistryBackdrop {
   public:
     InstalledClasses();
-    /// Throws ERROR_ACCESS_DENIED and ERROR_BADDB for a store that can't be trusted or read.
+    /// As RegistryBackdrop::find. Throws ERROR_ACCESS_DENIED for a file that isn't trusted,
+    /// ERROR_BADDB for one that isn't a store.
     std::shared_ptr<const RegistryContent> find(const RegistryPath& path) override;
 
-    /// Writes the classes of `store` as such a file. Throws RegistryFailure.
+    /// Writes the classes of `store` to the new file `path` in the form of classes.db. Throws
+    /// RegistryFailure.
     static void save(RegistryStore& store, const std::string& path);
 
   private:
     using Keys =
         std::map<std::u16string, std::shared_ptr<const RegistryContent>>;  // by folded path
 
+    /// Reads the whole file.
     Keys load();
-    std::string path_;  // empty where this library's own place isn't known
-    FileStamp stamp_;
-    DWORD failure_ = ERROR_SUCCESS;
+    std::string path_;               // of classes.db
+    FileStamp stamp_;                // of the file that keys_ or failure_ is from
+    DWORD failure_ = ERROR_SUCCESS;  // why that file can't be used
     Keys keys_;
 };
 

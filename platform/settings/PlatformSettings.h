@@ -1,5 +1,6 @@
 #pragma once
-// The platform's own settings: HKEY_LOCAL_MACHINE\Software\Zephyr-Lanthorn\Platform.
+// Reads the platform's own settings, the values of
+// HKEY_LOCAL_MACHINE\Software\Zephyr-Lanthorn\Platform. Each call reads anew, on any thread.
 
 #include <string>
 
@@ -7,9 +8,9 @@
 
 namespace zlk::platform {
 
-/// A text; empty where it isn't set, or set to something else or to more than 1,000 units.
+/// A text; empty where it isn't set, isn't a text, or has more than 1,000 units.
 std::u16string platformText(const WCHAR* name);
-/// A number; `otherwise` where it isn't set.
+/// A number; `otherwise` where it isn't set or isn't a number.
 DWORD platformNumber(const WCHAR* name, DWORD otherwise);
 
 }  // namespace zlk::platform

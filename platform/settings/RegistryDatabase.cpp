@@ -21,6 +21,7 @@ constexpr char rollbackSql[] = "ROLLBACK";
 
 constexpr int busyTimeout = 5000;  // ms
 
+// The form of a path that makes SQLite open a file without locks, a log or looking for changes.
 std::string immutableUri(const std::string& path) {
     std::string uri = "file:";
     for (const char c : path) {
@@ -34,6 +35,7 @@ std::string immutableUri(const std::string& path) {
     return uri + "?immutable=1";
 }
 
+// `code` is an extended result code, `systemError` the errno of the failing system call.
 DWORD errorFromSqlite(int code, int systemError) {
     switch (code & 0xFF) {
         case SQLITE_BUSY:
@@ -67,6 +69,7 @@ DWORD errorFromSqlite(int code, int systemError) {
     }
 }
 
+// Receives the answer to "PRAGMA journal_mode".
 int noteLog(void* sharesLog, int, char** columns, char**) {
     *static_cast<bool*>(sharesLog) = columns[0] && std::string_view(columns[0]) == "wal";
     return 0;
@@ -86,19 +89,25 @@ RegistryDatabase::RegistryDatabase(const std::string& path, Mode mode)
     : path_{path}, immutable_{mode == Mode::Immutable} {
     const std::string name = immutable_ ? immutableUri(path) : path;
     const int access = immutable_ ? SQLITE_OPEN_READONLY | SQLITE_OPEN_URI : SQLITE_OPEN_READWRITE;
+    // The caller's lock makes SQLite's own mutexes needless. The private cache holds whatever the
+    // application has chosen for its own connections. Extended codes tell errorFromSqlite more.
     constexpr int manners = SQLITE_OPEN_NOMUTEX | SQLITE_OPEN_PRIVATECACHE | SQLITE_OPEN_EXRESCODE;
     sqlite3* connection = nullptr;
     const int code = ::sqlite3_open_v2(name.c_str(), &connection, access | manners, nullptr);
     connection_.reset(connection);
     if (code != SQLITE_OK) fail(code);
     ::sqlite3_busy_timeout(connection, busyTimeout);
-    // Without its log a store can't be read by those who may not make one: the last user leaves it.
+    // The log file stays when its last user closes the store: a reader without the right to make
+    // files can't open a store whose log is missing.
     int keepLog = 1;
     ::sqlite3_file_control(connection, "main", SQLITE_FCNTL_PERSIST_WAL, &keepLog);
+    // SQL in the file itself isn't trusted. NORMAL keeps a commit when the process dies, and waits
+    // less for the disk.
     execute("PRAGMA trusted_schema = OFF; PRAGMA foreign_keys = ON; PRAGMA synchronous = NORMAL");
     if (!immutable_ && !opensReadOnly()) {
-        // A store that was moved to another kind of file system is converted. While others have it
-        // open that fails, and it works on as it is.
+        // A store that was moved to another kind of file system gets the kind of log that works
+        // there. The conversion fails while others have the store open, and then the store is used
+        // as it is.
         const char* convert =
             sharesMemory(path) ? "PRAGMA journal_mode = WAL" : "PRAGMA journal_mode = DELETE";
         ::sqlite3_exec(connection, convert, nullptr, nullptr, nullptr);
@@ -133,9 +142,10 @@ std::vector<BYTE> RegistryDatabase::image() {
 }
 
 std::optional<RegistryDatabase::ChangeMark> RegistryDatabase::changeMark() noexcept {
-    // The head of the log's index: the number of the last commit, its place in the log and its
-    // checksum. Readers of the log compare these very bytes to learn whether anything is new.
-    if (!sharesLog_) return {};  // asking would make one
+    // The first 48 bytes of the index of the write-ahead log contain the number of the last commit,
+    // its place in the log and its checksum. SQLite's readers compare these very bytes to learn
+    // whether anything is new.
+    if (!sharesLog_) return {};  // mapping the index would create it
     sqlite3_file* file = nullptr;
     ::sqlite3_file_control(connection_.get(), "main", SQLITE_FCNTL_FILE_POINTER, &file);
     if (!file || !file->pMethods || file->pMethods->iVersion < 2) return {};
@@ -143,6 +153,7 @@ std::optional<RegistryDatabase::ChangeMark> RegistryDatabase::changeMark() noexc
     void volatile* region = nullptr;
     const int code = file->pMethods->xShmMap(file, 0, regionSize, 0, &region);
     if ((code != SQLITE_OK && code != SQLITE_READONLY) || !region) return {};
+    // Keeps the reads below from being moved ahead of the mapping.
     std::atomic_thread_fence(std::memory_order_acquire);
     ChangeMark mark;
     const auto* source = static_cast<const volatile BYTE*>(region);
@@ -163,6 +174,7 @@ void RegistryDatabase::closeQuickly() noexcept {
 }
 
 void RegistryDatabase::abandon() noexcept {
+    // Leaked on purpose: finalizing or closing would touch the parent's files and locks.
     for (auto& [sql, prepared] : statements_) static_cast<void>(prepared.release());
     static_cast<void>(connection_.release());
 }
@@ -210,7 +222,7 @@ RegistryQuery& RegistryQuery::bind(std::int64_t number) {
 }
 
 RegistryQuery& RegistryQuery::bind(std::span<const BYTE> bytes) {
-    // An empty blob needs an address, or it would be NULL.
+    // SQLite takes a null address for NULL, which isn't the same as an empty blob.
     const void* data = bytes.empty() ? static_cast<const void*>("") : bytes.data();
     ::sqlite3_bind_blob64(statement_, ++bound_, data, bytes.size(), SQLITE_STATIC);
     return *this;
@@ -263,12 +275,12 @@ RegistryTransaction::RegistryTransaction(RegistryDatabase& database, Kind kind)
 }
 
 RegistryTransaction::~RegistryTransaction() {
-    // Some failures, as a full disk, undo a transaction by themselves.
+    // Some failures, such as a full disk, have undone the transaction already.
     if (!open_ || !database_.isInTransaction()) return;
     try {
         RegistryQuery(database_, rollbackSql).run();
     } catch (const RegistryFailure&) {
-        // The next use finds out that it can't be used.
+        // The store can't be used; the next call will find that out and report it.
     } catch (const std::bad_alloc&) {
     }
 }

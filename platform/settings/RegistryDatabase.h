@@ -1,6 +1,6 @@
 #pragma once
-// A SQLite connection, and queries on it that can't be misread: a column of another type than the
-// one asked for is a broken store, whoever wrote it.
+// A SQLite connection for the settings store, and queries on it. They treat a column of another
+// type than the one asked for as a damaged store, whoever wrote it. One thread at a time.
 
 #include <array>
 #include <deque>
@@ -17,6 +17,7 @@ struct sqlite3_stmt;
 
 namespace zlk::platform {
 
+/// A connection to a store, with its prepared statements.
 class RegistryDatabase {
   public:
     enum class Mode {
@@ -24,36 +25,39 @@ class RegistryDatabase {
         Immutable,  ///< nobody writes it while it is open
     };
 
-    /// Opens a store that is there. Throws RegistryFailure.
+    /// Opens an existing store. Throws RegistryFailure.
     RegistryDatabase(const std::string& path, Mode mode);
-    /// A new one in memory, without tables.
+    /// Makes a new store in memory, without tables.
     RegistryDatabase();
 
     bool immutable() const noexcept { return immutable_; }
+    /// Whether SQLite could open the file for reading only.
     bool opensReadOnly() const noexcept;
     bool isInTransaction() const noexcept;
 
-    /// The file that this database would be.
+    /// The content of the file that this database would be stored as.
     std::vector<BYTE> image();
 
-    /// Bytes in memory shared with the writers that differ after every commit of anybody; nothing
-    /// where there is no such memory (a store without a write-ahead log, or one whose log can't be
-    /// shared).
+    /// Bytes in memory shared with all writers, which differ after every commit by any of them.
+    /// Reading them costs no system call. None where there is no such memory: for a store without a
+    /// write-ahead log, or one whose log can't be shared.
     using ChangeMark = std::array<BYTE, 48>;
     std::optional<ChangeMark> changeMark() noexcept;
-    /// A number that differs after a commit of another connection. Some microseconds.
+    /// A number that differs after a commit by another connection. Takes some microseconds.
     std::int64_t dataVersion();
 
-    /// Closes it and leaves the write-ahead log to whoever comes next.
+    /// Closes the connection without writing the write-ahead log back, which the next user will do.
     void closeQuickly() noexcept;
-    /// Gives the connection up without a touch: it belongs to the process that forked this one.
+    /// Drops the connection without closing it. In a forked child it belongs to the parent, whose
+    /// locks closing would release.
     void abandon() noexcept;
 
-    /// Runs statements without results.
+    /// Runs statements that have no results. Throws RegistryFailure.
     void execute(const char* sql);
-    /// Throws the RegistryFailure that stands for a code of SQLite.
+    /// Throws the RegistryFailure that stands for a result code of SQLite, after a line to the
+    /// diagnostics if the store is damaged or the disk is at fault.
     [[noreturn]] void fail(int code);
-    /// The same for what can be read and makes no sense.
+    /// The same for content that can be read and makes no sense.
     [[noreturn]] void failAsBroken();
 
   private:
@@ -62,16 +66,19 @@ class RegistryDatabase {
         void operator()(sqlite3* connection) const noexcept;
         void operator()(sqlite3_stmt* statement) const noexcept;
     };
+    /// The prepared form of a statement, made at its first use.
     sqlite3_stmt* statement(const char* sql);
 
     std::string path_;
     bool immutable_ = false;
-    bool sharesLog_ = false;  // for as long as it is open: no other process can take it away
+    bool sharesLog_ = false;  // whether changeMark() works; can't change while it is open
     std::unique_ptr<sqlite3, Close> connection_;
     std::map<const char*, std::unique_ptr<sqlite3_stmt, Close>> statements_;  // by text address
 };
 
-/// One run of a statement. `sql` must live as long as the connection: it is prepared once.
+/// One run of a statement, from its binding to its last row. `sql` must live as long as the
+/// connection, because its address is the key of the prepared statement. Only one run of a
+/// statement may exist at a time.
 class RegistryQuery {
   public:
     RegistryQuery(RegistryDatabase& database, const char* sql);
@@ -79,17 +86,21 @@ class RegistryQuery {
     RegistryQuery(const RegistryQuery&) = delete;
     RegistryQuery& operator=(const RegistryQuery&) = delete;
 
+    /// Binds the next parameter, counted from the left.
     RegistryQuery& bind(std::int64_t number);
-    /// The bytes must live as long as the query.
+    /// The bytes are borrowed and must live as long as the query.
     RegistryQuery& bind(std::span<const BYTE> bytes);
+    /// Binds a name in its stored form (RegistryTables.h); the query keeps a copy.
     RegistryQuery& bindName(std::u16string_view name);
 
-    /// Whether there is another row. Throws RegistryFailure.
+    /// Goes to the next row; false if there is none. Throws RegistryFailure.
     bool next();
     void run() {
         while (next()) {
         }
     }
+    /// Columns of the current row, counted from 0. All but isNull throw ERROR_BADDB for a column of
+    /// another type. Bytes are valid until the next row.
     bool isNull(int column);
     std::int64_t number(int column);
     std::span<const BYTE> bytes(int column);
@@ -98,11 +109,12 @@ class RegistryQuery {
   private:
     RegistryDatabase& database_;
     sqlite3_stmt* statement_;
-    int bound_ = 0;
-    std::deque<std::vector<BYTE>> names_;
+    int bound_ = 0;                        // parameters bound so far
+    std::deque<std::vector<BYTE>> names_;  // bound names, which must live as long as the query
 };
 
-/// A transaction that is undone unless it is committed.
+/// A transaction that its destructor undoes unless it has been committed. A Write takes the store's
+/// write lock at once and waits for it up to five seconds.
 class RegistryTransaction {
   public:
     enum class Kind { Read, Write };

@@ -22,10 +22,12 @@ namespace zlk::platform {
 namespace {
 
 constexpr char category[] = "Registry";
+// The files that SQLite keeps beside a store: the write-ahead log, its index, and the rollback log.
 constexpr const char* logSuffixes[] = {"-wal", "-shm", "-journal"};
 
 [[noreturn]] void failFromErrno(int error) {
     const DWORD code = errorFromErrno(error);
+    // The store's calls have one code for all the reasons why a store can't be written.
     throw RegistryFailure{code == ERROR_WRITE_PROTECT ? ERROR_ACCESS_DENIED : code};
 }
 
@@ -38,7 +40,7 @@ std::string folderOf(const std::string& path) {
     return slash == std::string::npos ? "." : path.substr(0, slash + 1);
 }
 
-/// One of the files that make up a store; false if there is none.
+/// Checks one of the files that make up a store; false if there is none.
 bool checkFile(const std::string& path, struct stat& status) {
     if (::lstat(path.c_str(), &status) != 0) {
         if (errno == ENOENT) return false;
@@ -52,7 +54,7 @@ bool checkFile(const std::string& path, struct stat& status) {
     return true;
 }
 
-/// Held by whoever makes a store in a folder; the end of a process lets go of it.
+/// The lock on a folder under which a process makes a store there; it ends with the process.
 class CreationLock {
   public:
     explicit CreationLock(const std::string& folder)
@@ -71,6 +73,7 @@ class CreationLock {
     Descriptor folder_;
 };
 
+// Writes all bytes and waits until they are on disk. Throws RegistryFailure.
 void writeWhole(int fd, std::span<const BYTE> bytes, mode_t mode) {
     while (!bytes.empty()) {
         const ssize_t done = ::write(fd, bytes.data(), bytes.size());
@@ -111,6 +114,7 @@ bool mayWriteStore(const std::string& path) noexcept {
         return ::faccessat(AT_FDCWD, file.c_str(), W_OK, AT_EACCESS) == 0;
     };
     try {
+        // To write the store one must be able to write its log and index too, or to make them.
         for (const char* suffix : {"", "-wal", "-shm"}) {
             if (writable(path + suffix)) continue;
             if (errno != ENOENT || !writable(folderOf(path))) return false;
@@ -122,8 +126,8 @@ bool mayWriteStore(const std::string& path) noexcept {
 }
 
 bool sharesMemory(const std::string& path) noexcept {
-    // NFS, SMB (three generations), AFS, Coda, Ceph, 9P, Lustre, GPFS, VirtualBox folders, and
-    // whatever stands behind FUSE.
+    // The magic numbers of NFS, SMB (three generations), AFS, Coda, Ceph, 9P, Lustre, GPFS,
+    // VirtualBox folders, and FUSE, which may stand for anything.
     constexpr std::uint32_t remote[] = {0x6969,     0x517B,     0xFF534D42, 0xFE534D42,
                                         0x5346414F, 0x73757245, 0x00C36400, 0x01021997,
                                         0x0BD00BD0, 0x47504653, 0x786F4256, 0x65735546};
@@ -136,6 +140,8 @@ bool sharesMemory(const std::string& path) noexcept {
 
 void createWholeFile(const std::string& path, std::span<const BYTE> bytes, mode_t mode) {
     const std::string folder = folderOf(path);
+    // A file without a name gets its content first, and then a name in one step that fails if the
+    // name is taken. A process that is killed before leaves nothing behind.
     const Descriptor unnamed(::open(folder.c_str(), O_TMPFILE | O_RDWR | O_CLOEXEC, 0600));
     if (unnamed) {
         writeWhole(unnamed.get(), bytes, mode);
@@ -146,7 +152,7 @@ void createWholeFile(const std::string& path, std::span<const BYTE> bytes, mode_
     } else if (errno != EOPNOTSUPP && errno != EISDIR && errno != EINVAL) {
         failFromErrno(errno);
     }
-    // File systems without nameless files.
+    // Other file systems get a file with a temporary name, which is renamed.
     std::string temporary = path + ".XXXXXX";
     const Descriptor named(::mkostemp(temporary.data(), O_CLOEXEC));
     if (!named) failFromErrno(errno);
@@ -156,7 +162,7 @@ void createWholeFile(const std::string& path, std::span<const BYTE> bytes, mode_
         if (::renameat2(AT_FDCWD, temporary.c_str(), AT_FDCWD, path.c_str(), RENAME_NOREPLACE) == 0)
             return;
         error = errno;
-        // Nor with a rename that replaces nothing.
+        // Where the file system has no rename that replaces nothing, a hard link does the same.
         if (error == EINVAL) error = ::link(temporary.c_str(), path.c_str()) == 0 ? 0 : errno;
     } catch (const RegistryFailure&) {
         ::unlink(temporary.c_str());
@@ -170,14 +176,17 @@ void createStoreFile(const std::string& path, mode_t mode) {
     RegistryDatabase empty;
     createTables(empty);
     std::vector<BYTE> image = empty.image();
-    // Bytes 18 and 19 tell how the file is written and read: 2 is with a write-ahead log. Set here,
-    // no process ever has to convert a store that others are opening.
+    // Bytes 18 and 19 of a store are the versions for writing and reading; 2 means a write-ahead
+    // log. If they are set here, no process ever has to convert a store that others are just
+    // opening.
     if (sharesMemory(folderOf(path))) image.at(18) = image.at(19) = 2;
 
+    // The expensive part is done. From here on only one process at a time makes a store here.
     const CreationLock lock(folderOf(path));
     if (FileStamp::of(path).exists()) return;
-    // What a lost store left: its log would be taken for the new one's. One that holds anything
-    // may be the only copy of somebody's settings.
+    // The logs of a store that was deleted would be taken for the new one's, so they are removed
+    // first. But one that holds changes may be the only copy of somebody's settings, and then
+    // nothing is made.
     for (const char* suffix : logSuffixes) {
         const FileStamp left = FileStamp::of(path + suffix);
         const bool scratch = std::string_view(suffix) == "-shm";
@@ -192,6 +201,7 @@ void createStoreFile(const std::string& path, mode_t mode) {
     try {
         createWholeFile(path, image, mode);
     } catch (const RegistryFailure& failure) {
+        // Somebody has put a store there without taking the lock. It is used as it is.
         if (failure.code != ERROR_FILE_EXISTS) throw;
     }
 }

@@ -13,8 +13,7 @@ namespace {
 
 constexpr DWORD writeAccess = KEY_SET_VALUE | KEY_CREATE_SUB_KEY;
 
-/// The components of a subkey text behind those of its parent. `error` is for a text that names no
-/// possible key.
+/// The path of `subKey` below `parent`. Throws `error` for a text that can't name a key.
 RegistryPath pathBelow(const RegistryPath& parent, const WCHAR* subKey, DWORD error) {
     RegistryPath path = parent;
     std::u16string_view rest = subKey ? subKey : u"";
@@ -37,7 +36,8 @@ const RegistryValue* findValue(const RegistryValues& values, const std::u16strin
     return found == values.end() ? nullptr : &*found;
 }
 
-/// Whether writing this would change nothing. Written anew, a value stands behind all others.
+/// Whether a value already has this content, so that writing it would change nothing. To be stored
+/// anew it must also be the last one, with this spelling.
 bool standsAlready(const RegistryValues& values, const RegistryName& name, DWORD type,
                    std::span<const BYTE> data, bool anew) {
     const RegistryValue* const held = findValue(values, name.folded);
@@ -56,7 +56,8 @@ std::int64_t makePath(RegistryDatabase& database, std::int64_t key,
     return key;
 }
 
-/// A key of the backdrop is made in the store once something is written below it.
+/// The number of a key in the store. A key that only the backdrop has is made there, once something
+/// is written below it.
 std::int64_t ownOrMade(RegistryDatabase& database, const RegistryKeys::OpenKey& key) {
     return key.own ? key.own : makePath(database, rootIdOf(key), key.path);
 }
@@ -85,7 +86,7 @@ const RegistryNames& RegistryKeys::View::subKeys() {
         const auto before = [](const RegistryName& a, const RegistryName& b) {
             return a.folded < b.folded;
         };
-        // Of two equal names a union keeps the first list's.
+        // A union takes the first list's entry of two equal ones: the store's spelling wins.
         std::set_union(own->begin(), own->end(), behind_->subKeys.begin(), behind_->subKeys.end(),
                        std::back_inserter(joinedNames_.emplace()), before);
     }
@@ -97,7 +98,8 @@ const RegistryValue* RegistryKeys::View::value(const std::u16string& folded) {
     const RegistryValue* found = own ? findValue(*own, folded) : nullptr;
     if (!found) return behind_ ? findValue(behind_->values, folded) : nullptr;
     if (found->data) return found;
-    // Type and data come from one read: the value may have changed since it was listed.
+    // A large value is read now. Type and data come from the same read, because the value may have
+    // changed since it was listed.
     large_ = *found;
     if (!store_.value(key_.own, folded, large_->type, large_->data.emplace())) return nullptr;
     large_->size = static_cast<DWORD>(large_->data->size());
@@ -106,7 +108,8 @@ const RegistryValue* RegistryKeys::View::value(const std::u16string& folded) {
 
 RegistryKeys& RegistryKeys::instance() {
     static Immortal<RegistryKeys> keys;
-    // At the end of the process the log is written back, so that the file alone is the store.
+    // At the end of the process the connection is closed properly, which writes the log back into
+    // the file. If a thread is still using the keys, that is left to the next process.
     struct Closer {
         ~Closer() {
             const std::unique_lock guard(keys->lock_, std::try_to_lock);
@@ -121,6 +124,7 @@ RegistryKeys::RegistryKeys()
     : store_(MachineRoot::instance().path() + "/registry.db", MachineRoot::instance().fileMode()),
       classesRoot_{HKEY_CLASSES_ROOT, {}, KEY_ALL_ACCESS, classesRootId, 0},
       localMachine_{HKEY_LOCAL_MACHINE, {}, KEY_ALL_ACCESS, localMachineId, 0} {
+    // See RegistryKeys.h for why the connection is closed before a fork.
     pthread_atfork(
         [] {
             instance().lock_.lock();
@@ -151,6 +155,7 @@ std::shared_ptr<const RegistryContent> RegistryKeys::behind(HKEY root, const Reg
 
 RegistryKeys::View RegistryKeys::locate(OpenKey& key, bool lookForFile) {
     store_.refresh(lookForFile);
+    // A number of an earlier file, or of a key that is gone, means nothing any more.
     const bool isRoot = key.path.empty();
     if (!isRoot && key.own && (key.generation != store_.generation() || !store_.values(key.own)))
         key.own = 0;
@@ -158,10 +163,11 @@ RegistryKeys::View RegistryKeys::locate(OpenKey& key, bool lookForFile) {
     try {
         content = behind(key.root, key.path);
     } catch (const RegistryFailure&) {
-        // A broken backdrop, which has said so, doesn't take the user's own keys away.
+        // A backdrop that can't be read has told the diagnostics so. It must not hide keys that the
+        // store itself has.
         if (!key.own) throw;
     }
-    // The store may have got this key since it was opened.
+    // A key of the backdrop may have been made in the store since it was opened.
     if (content && !key.own) {
         key.own = descend(rootIdOf(key), key.path);
         key.generation = store_.generation();
@@ -185,7 +191,7 @@ HKEY RegistryKeys::add(HKEY root, RegistryPath path, DWORD access, std::int64_t 
 bool RegistryKeys::isBehind(const OpenKey& parent, const View& seen, const RegistryPath& path) {
     if (!seen.behind_ || path.size() != parent.path.size() + 1)
         return behind(parent.root, path) != nullptr;
-    // What stands behind the parent has just been asked for, and names its subkeys.
+    // The backdrop's content of the parent, which was just read, lists its subkeys.
     return std::ranges::any_of(seen.behind_->subKeys, [&](const RegistryName& name) {
         return name.folded == path.back().folded;
     });
@@ -194,12 +200,15 @@ bool RegistryKeys::isBehind(const OpenKey& parent, const View& seen, const Regis
 HKEY RegistryKeys::openExisting(OpenKey& parent, const View& seen, const RegistryPath& path,
                                 DWORD access) {
     std::int64_t own = 0;
+    // One transaction for the whole path: it is faster, and sees one state of the store.
     store_.read([&] {
         own = descend(parent.own, std::span(path).subspan(parent.path.size()));
-        // Whoever opens a key reads its values next.
+        // A caller that opens a key reads its values next, so they are read in the same
+        // transaction.
         store_.values(own);
     });
     if (!own && !path.empty() && !isBehind(parent, seen, path)) return nullptr;
+    // Refused now and not at the first write, as callers expect of rights.
     if ((access & writeAccess) && !store_.writable()) throw RegistryFailure{ERROR_ACCESS_DENIED};
     return add(parent.root, path, access, own);
 }
@@ -222,6 +231,7 @@ HKEY RegistryKeys::create(HKEY parentKey, const WCHAR* subKey, DWORD access, boo
     const auto below = std::span(path).subspan(parent.path.size());
     std::int64_t own = 0;
     store_.write([&](RegistryDatabase& database) {
+        // Under the write lock, so that of two processes only one reports the key as made.
         made = !descend(parent.own, below);
         own = makePath(database, ownOrMade(database, parent), below);
     });
@@ -242,8 +252,8 @@ void RegistryKeys::setValue(HKEY handle, const RegistryName& name, DWORD type,
                             std::span<const BYTE> data, bool anew) {
     OpenKey& key = findForWriting(handle);
     locate(key, true);
-    // Whoever lists the cameras enters each of them, as it nearly always stands there already; and
-    // a write waits for the disk several times.
+    // A listing of cameras stores a value for each of them that nearly always is there already.
+    // Comparing first saves a write, which waits for the disk.
     const RegistryValues* const values = store_.values(key.own);
     if (values && standsAlready(*values, name, type, data, anew)) return;
     std::int64_t own = 0;

@@ -1,10 +1,11 @@
 #pragma once
-// The open keys of this process, and what stands in them: the store's own keys joined with the
-// backdrop of their root, if it has one.
+// The open keys of this process and their content: the store's own keys, joined with those of the
+// backdrop that stands behind their root (installed classes, attached devices).
 //
-// One lock guards everything, the store included. Below it lie only SQLite's own locks; the
-// diagnostics wait until it is free. A fork waits for it and closes the connection first: parent
-// and child with one connection would take each other's locks away.
+// One lock guards everything, the store included. While it is held, SQLite takes locks of its own,
+// and the driver takes those of its list of devices; lines for the diagnostics wait until the lock
+// is free. A fork takes the lock and closes the connection first: if parent and child had one
+// connection, closing it in one of them would release the other's file locks.
 
 #include <memory>
 #include <mutex>
@@ -22,17 +23,19 @@ namespace zlk::platform {
 
 class RegistryKeys {
   public:
+    /// What stands behind an HKEY.
     struct OpenKey {
         HKEY root;
-        RegistryPath path;  // empty for the root itself
-        DWORD access;
-        std::int64_t own;  // in the store; 0 for a key that only the backdrop has
-        std::uint64_t generation;
+        RegistryPath path;         // empty for the root itself
+        DWORD access;              // KEY_ rights; only those to write count
+        std::int64_t own;          // number in the store; 0 for a key that only the backdrop has
+        std::uint64_t generation;  // of the store for which `own` is valid
     };
 
-    /// What an open key holds, for the length of one call.
+    /// The content of an open key, for the length of one call and under the lock.
     class View {
       public:
+        /// All values, or all subkeys: the store's own joined with the backdrop's.
         const RegistryValues& values();
         const RegistryNames& subKeys();
         /// The value with its data; null if there is none.
@@ -44,10 +47,10 @@ class RegistryKeys {
             : store_(store), key_(key), behind_(std::move(behind)) {}
         RegistryStore& store_;
         OpenKey& key_;
-        std::shared_ptr<const RegistryContent> behind_;
+        std::shared_ptr<const RegistryContent> behind_;  // the backdrop's part; null: none
         std::optional<RegistryValues> joinedValues_;
         std::optional<RegistryNames> joinedNames_;
-        std::optional<RegistryValue> large_;
+        std::optional<RegistryValue> large_;  // a value that isn't kept at hand, read for value()
     };
 
     /// Runs the body of a call under the lock; what it throws becomes the call's result.
@@ -70,12 +73,12 @@ class RegistryKeys {
 
     RegistryKeys();
 
-    // All throw RegistryFailure.
+    /// The bodies of the public calls, under the lock. All throw RegistryFailure.
     HKEY open(HKEY parent, const WCHAR* subKey, DWORD access);
     HKEY create(HKEY parent, const WCHAR* subKey, DWORD access, bool& made);
     void close(HKEY key);
     View view(HKEY key);
-    /// `anew`: as one that wasn't there before.
+    /// With `anew` the value is stored as a new one, which enumerates last.
     void setValue(HKEY key, const RegistryName& name, DWORD type, std::span<const BYTE> data,
                   bool anew);
     void deleteValue(HKEY key, const RegistryName& name);
@@ -84,17 +87,22 @@ class RegistryKeys {
 
   private:
     static RegistryKeys& instance();
+    /// The open key of a handle; throws ERROR_INVALID_HANDLE.
     OpenKey& find(HKEY key);
+    /// The same for a handle that may write; throws ERROR_ACCESS_DENIED.
     OpenKey& findForWriting(HKEY key);
-    /// What stands behind the store at this path; null if nothing does.
+    /// The backdrop's content of the key at `path`; null if it has no such key.
     std::shared_ptr<const RegistryContent> behind(HKEY root, const RegistryPath& path);
-    /// Looks anew at the store and makes sure that the key is still there.
+    /// Brings the store up to date and looks the key up in it again, since another process may have
+    /// made or deleted it. Throws ERROR_KEY_DELETED. `lookForFile`: as in RegistryStore::refresh.
     View locate(OpenKey& key, bool lookForFile);
+    /// Follows a path in the store from a key's number; 0 if a key on it is missing.
     std::int64_t descend(std::int64_t key, std::span<const RegistryName> path);
     HKEY add(HKEY root, RegistryPath path, DWORD access, std::int64_t own);
-    /// Whether the backdrop has this key, by what is seen of the parent where that tells it.
+    /// Whether the backdrop has the key at `path`. If it is a child of `parent`, what was just seen
+    /// of the parent answers that without another look.
     bool isBehind(const OpenKey& parent, const View& seen, const RegistryPath& path);
-    /// Null if there is no such key.
+    /// Opens a key that the store or the backdrop has; null if neither does.
     HKEY openExisting(OpenKey& parent, const View& seen, const RegistryPath& path, DWORD access);
 
     std::mutex lock_;
@@ -103,7 +111,8 @@ class RegistryKeys {
     std::unique_ptr<RegistryBackdrop> devices_ = makeDeviceKeys();
     OpenKey classesRoot_, localMachine_;
     std::unordered_map<std::uintptr_t, OpenKey> keys_;
-    // Above the roots, and never used twice.
+    // The key handle given last. The numbers lie above those of the roots, and are never used
+    // twice.
     std::uintptr_t last_ = 0x1'0000'0000;
 };
 

@@ -8,12 +8,14 @@
 namespace zlk::platform {
 namespace {
 
-// Beyond this the kept answers are dropped: a walk through a large store needs none twice.
+// The cache is emptied beyond this many keys: a walk through a large store needs none of them
+// twice.
 constexpr std::size_t maxKnown = 4096;
 
 }  // namespace
 
 void RegistryStore::refresh(bool lookForFile) {
+    // In a child whose fork bypassed the handlers the connection belongs to the parent.
     if (fork_.crossed()) {
         if (database_) database_->abandon();
         database_.reset();
@@ -21,6 +23,8 @@ void RegistryStore::refresh(bool lookForFile) {
     }
     if (database_ && (lookForFile || database_->immutable())) {
         const FileStamp now = FileStamp::of(path_);
+        // A connection that was opened as immutable doesn't notice writers; a log or a changed file
+        // shows that there is one now.
         const bool written = database_->immutable() && (now != file_ || hasLog());
         if (!now.sameFileAs(file_) || written) release(true);
     }
@@ -28,6 +32,7 @@ void RegistryStore::refresh(bool lookForFile) {
         open();
         return;
     }
+    // The cheap comparison first: equal marks mean that nobody has committed.
     const auto mark = database_->changeMark();
     if (mark && mark == mark_) return;
     const std::int64_t version = database_->dataVersion();
@@ -62,14 +67,15 @@ std::unique_ptr<RegistryDatabase> RegistryStore::connect() const {
     for (int waited = 0;; ++waited) {
         const bool last = waited == patience;
         try {
-            // Looked for first: what can't be opened is told as a store that can't be read.
+            // This is checked before opening, because SQLite would report a store without an index
+            // as one that can't be read, and the diagnostics would say so.
             if (last || !logIsHalfMade()) return connectAs(RegistryDatabase::Mode::Shared);
         } catch (const RegistryFailure& failure) {
             if (failure.code == ERROR_BADDB || mayWriteStore(path_)) throw;
-            // Without its log a store can't be shared with a reader who may not make one. Then
-            // nobody is writing it either.
+            // A reader that may not make files can't share a store that has no log. But without a
+            // log nobody is writing the store, so it may be opened as immutable.
             if (!hasLog()) return connectAs(RegistryDatabase::Mode::Immutable);
-            // The log may be new, of a writer who was just coming.
+            // The log may belong to a writer that was just coming, and be complete in a moment.
             if (last || !mayReadStore(path_)) throw;
         }
         std::this_thread::sleep_for(std::chrono::milliseconds(1));
@@ -109,6 +115,7 @@ std::int64_t RegistryStore::child(std::int64_t parent, const std::u16string& fol
     const std::int64_t key = findChild(*database_, parent, folded);
     if (children_.size() >= maxKnown) children_.clear();
     children_.emplace(std::pair(parent, folded), key);
+    // A child that was found exists, so known() needn't ask for it.
     if (key && known_.size() < maxKnown) known_.try_emplace(key);
     return key;
 }
@@ -156,10 +163,13 @@ void RegistryStore::write(const std::function<void(RegistryDatabase&)>& body) {
     if (!database_ || database_->immutable()) throw RegistryFailure{ERROR_ACCESS_DENIED};
     try {
         RegistryTransaction transaction(*database_, RegistryTransaction::Kind::Write);
+        // The body may read through the cache, and must see the store as it is under the write
+        // lock.
         forget();
         body(*database_);
         transaction.commit();
     } catch (...) {
+        // What the body read may have been undone.
         forget();
         throw;
     }

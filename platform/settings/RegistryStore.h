@@ -1,13 +1,15 @@
 #pragma once
-// The machine's own settings: keys by number, values, and what of them is known to hold still.
+// The machine's own settings store: keys by number, their values, and a cache of what was read.
 //
-// The connection is opened at the first use that finds a file and made anew when the file has been
-// replaced. What was read is kept until somebody commits: each use first compares the change mark
-// that was read before anything was kept (or, without one, the connection's data version).
-// Whatever is read between two equal marks is of one state, so the kept answers fit together.
+// The connection is opened at the first use that finds a file, and opened anew when the file has
+// been replaced. The cache is valid until anybody commits. To notice that, each use compares the
+// change mark with the one that was read before anything was cached (or, without a mark, the data
+// version of the connection). Whatever is read between two equal marks belongs to one state of the
+// store, so cached answers always fit together.
 //
-// Not for several threads at once. A connection never crosses a fork: `release` goes before it.
-// A process that dies leaves its last commit; what it was writing is undone by the next opener.
+// Not thread-safe: RegistryKeys has the lock. A connection must not cross a fork, so `release` is
+// called before one. If a process dies, its last commit stays, and the next process that opens the
+// store undoes what it was just writing.
 
 #include <sys/types.h>
 
@@ -28,45 +30,53 @@ namespace zlk::platform {
 
 class RegistryStore {
   public:
-    /// Opens nothing yet.
+    /// The store at `path`, which is opened at its first use; `fileMode` is for a new file.
     RegistryStore(std::string path, mode_t fileMode) : path_(std::move(path)), mode_(fileMode) {}
 
-    /// Before each call's first look at the store. `lookForFile`: also whether the file is
-    /// (still) there, which an open connection doesn't tell. Throws RegistryFailure, as all below.
+    /// Brings the connection and the cache up to date; must precede each call's first read. With
+    /// `lookForFile` it also checks whether the file is still there and the same, which an open
+    /// connection doesn't notice. Throws RegistryFailure, as all functions below.
     void refresh(bool lookForFile);
-    /// Differs once all key numbers have become meaningless, since the file is another one.
+    /// Changes when the file is replaced by another one, whose key numbers are different.
     std::uint64_t generation() const noexcept { return generation_; }
+    /// Whether the caller may write the store, or make it.
     bool writable();
 
-    /// The key below `parent`; 0 if there is none.
+    /// The number of the key `folded` below `parent`; 0 if there is none.
     std::int64_t child(std::int64_t parent, const std::u16string& folded);
-    /// Null if there is no such key. Good until the next refresh or write.
+    /// The values or subkeys of a key; null if there is no such key. Valid until the next refresh
+    /// or write.
     const RegistryValues* values(std::int64_t key);
     const RegistryNames* subKeys(std::int64_t key);
-    /// A value as it is now, however large; false if there is none.
+    /// Reads a value from the store, of any size and past the cache; false if there is none.
     bool value(std::int64_t key, const std::u16string& folded, DWORD& type,
                std::vector<BYTE>& data);
 
-    /// Runs several reads on one state.
+    /// Runs several reads in one transaction, and so on one state of the store.
     void read(const std::function<void()>& body);
-    /// Runs a change that happens whole or not at all; `body` works on the tables. Makes the store
-    /// if there is none.
+    /// Runs a change in one transaction: it happens as a whole or not at all. `body` works on the
+    /// tables and may throw. Makes the store if there is none.
     void write(const std::function<void(RegistryDatabase&)>& body);
 
-    /// Closes the connection; the next use opens another. `quickly`: without tidying the log.
+    /// Closes the connection; the next use opens another. With `quickly` the log isn't written
+    /// back.
     void release(bool quickly) noexcept;
 
   private:
+    /// What the cache has of one key.
     struct Known {
         std::optional<RegistryValues> values;
         std::optional<RegistryNames> subKeys;
     };
     void open();
-    /// What somebody writes is in there, and not in the store's own file, for some time.
+    /// Whether the store has a write-ahead log. Then the store's file alone may lack the last
+    /// commits.
     bool hasLog() const;
-    /// A writer is making it, and this reader may not help: it has no index yet.
+    /// Whether a writer is just making the log: it has no index yet, and this process may not make
+    /// one.
     bool logIsHalfMade() const;
-    /// As the caller may use the store. A reader waits for the log that a writer is making.
+    /// Opens a connection with the rights that the caller has. A reader waits up to 100 ms for a
+    /// log that a writer is making.
     std::unique_ptr<RegistryDatabase> connect() const;
     std::unique_ptr<RegistryDatabase> connectAs(RegistryDatabase::Mode mode) const;
     void forget() noexcept;
@@ -75,15 +85,16 @@ class RegistryStore {
     const std::string path_;
     const mode_t mode_;
     std::unique_ptr<RegistryDatabase> database_;
-    FileStamp file_;
-    ForkMark fork_;
+    FileStamp file_;  // of the file that is open, or was last looked for
+    ForkMark fork_;   // the process that opened database_
     std::uint64_t generation_ = 0;
-    std::optional<bool> writable_;
+    std::optional<bool> writable_;  // none: not asked yet
 
+    // The state that the cache is of.
     std::optional<RegistryDatabase::ChangeMark> mark_;
     std::int64_t version_ = 0;
     std::unordered_map<std::int64_t, Known> known_;  // only keys that exist
-    std::map<std::pair<std::int64_t, std::u16string>, std::int64_t> children_;
+    std::map<std::pair<std::int64_t, std::u16string>, std::int64_t> children_;  // 0: none
 };
 
 }  // namespace zlk::platform

@@ -7,8 +7,8 @@
 namespace zlk::platform {
 namespace {
 
-// application_id is "ZLKR"; user_version counts the forms of the tables. A table of names that
-// folded otherwise than upperCase does today would be another form.
+// application_id is "ZLKR", and user_version counts the versions of these tables. A change of
+// upperCase would need a new version, because `folded` stores its results.
 constexpr char schema[] = R"(
     PRAGMA application_id = 0x5A4C4B52;
     PRAGMA user_version = 1;
@@ -37,7 +37,7 @@ constexpr char formVersionSql[] = "PRAGMA user_version";
 constexpr char keyExistsSql[] = "SELECT 1 FROM key WHERE id = ?";
 constexpr char findChildSql[] = "SELECT id FROM key WHERE parent = ? AND folded = ?";
 constexpr char subKeysSql[] = "SELECT name, folded FROM key WHERE parent = ? ORDER BY folded";
-// The limit on data is dataAtHand.
+// The limit for data in this query is dataAtHand.
 constexpr char valuesSql[] =
     "SELECT name, folded, type, length(data), CASE WHEN length(data) <= 4096 THEN data END "
     "FROM value WHERE key = ? ORDER BY place";
@@ -45,11 +45,12 @@ static_assert(dataAtHand == 4096);
 constexpr char valueSql[] = "SELECT type, data FROM value WHERE key = ? AND folded = ?";
 constexpr char makeChildSql[] =
     "INSERT INTO key(parent, folded, name) VALUES (?, ?, ?) ON CONFLICT DO NOTHING";
-// A value that is overwritten keeps its place and its spelling.
+// A value that is overwritten keeps its place and the spelling of its name.
 constexpr char writeValueSql[] =
     "INSERT INTO value(key, folded, name, type, data, place) VALUES (?1, ?2, ?3, ?4, ?5, "
     "(SELECT coalesce(max(place), 0) + 1 FROM value WHERE key = ?1)) "
     "ON CONFLICT(key, folded) DO UPDATE SET type = excluded.type, data = excluded.data";
+// RETURNING tells whether there was a value.
 constexpr char deleteValueSql[] = "DELETE FROM value WHERE key = ? AND folded = ? RETURNING 1";
 constexpr char deleteKeySql[] = "DELETE FROM key WHERE id = ?";
 

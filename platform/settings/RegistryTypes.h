@@ -1,5 +1,5 @@
 #pragma once
-// What the parts of the settings store hand to each other.
+// The types that the files of the settings store hand to each other.
 
 #include <memory>
 #include <optional>
@@ -12,7 +12,7 @@
 
 namespace zlk::platform {
 
-/// Thrown inside the store and turned into the result of the call at its entry.
+/// Thrown inside the settings store; the public call at its entry returns `code` as its result.
 struct RegistryFailure {
     DWORD code;
 };
@@ -22,40 +22,41 @@ inline constexpr std::size_t maxRegistryValueName = 16383;  // units
 inline constexpr std::size_t maxRegistryLevels = 512;
 inline constexpr std::size_t maxRegistryData = 1024 * 1024;  // bytes
 
-/// A name in its spelling and in the form by which names compare.
+/// The name of a key or value, as it is spelled and as it is compared.
 struct RegistryName {
     std::u16string name;
-    std::u16string folded;
+    std::u16string folded;  // in upper case
 
     static RegistryName of(std::u16string_view text) {
         return {std::u16string(text), upperCase(text)};
     }
 };
 
-/// The way from a root to a key.
+/// The names from a root down to a key; empty for the root.
 using RegistryPath = std::vector<RegistryName>;
 
 struct RegistryValue {
     RegistryName name;
     DWORD type;
-    DWORD size;
-    std::optional<std::vector<BYTE>> data;  ///< nothing: too large to be kept at hand
+    DWORD size;                             // bytes
+    std::optional<std::vector<BYTE>> data;  ///< none: too large to be kept with the others
 };
 
 using RegistryValues = std::vector<RegistryValue>;  ///< in the order of their making
 using RegistryNames = std::vector<RegistryName>;    ///< sorted by `folded`
 
+/// What a backdrop has of one key.
 struct RegistryContent {
     RegistryValues values;  ///< each with its data
     RegistryNames subKeys;
 };
 
-/// Keys that stand read-only behind the store's own ones at one root, wherever they come from.
-/// What the store has at the same path wins; enumerations join both.
+/// Read-only keys that are joined with the store's own ones below one root, wherever they come
+/// from. What the store has at the same path wins; enumerations show both.
 class RegistryBackdrop {
   public:
     virtual ~RegistryBackdrop() = default;
-    /// What the key has right now; null if there is no such key. Throws RegistryFailure.
+    /// The content of a key right now; null if there is no such key. Throws RegistryFailure.
     virtual std::shared_ptr<const RegistryContent> find(const RegistryPath& path) = 0;
 };
 
