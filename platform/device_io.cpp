@@ -11,6 +11,7 @@ BOOL DeviceIoControl(HANDLE device, DWORD code, const void* input, DWORD inputSi
         SetLastError(ERROR_INVALID_PARAMETER);
         return 0;
     }
+    // Set before the handle is looked up, so that it is 0 after every failure.
     *returned = 0;
     const auto handle = findHandle(device);
     return handle && withoutExceptions(false, [&] {

@@ -10,16 +10,18 @@
 
 namespace zlk::platform {
 
-/// What the handles of a sink have in common with its name.
+/// What the handles of a sink share with its name.
 struct SinkHandle::Entry {
+    // Held while the sink runs.
     std::mutex inUse;
-    FileSink* sink = nullptr;  // none once its SinkFile is gone
+    FileSink* sink = nullptr;  // borrowed; null once its SinkFile is gone
 };
 
 namespace {
 
 constexpr std::u16string_view prefix = u"\\\\.\\zlk-sink-";
 
+// The sinks of this process by their paths.
 class SinkTable {
   public:
     std::u16string add(FileSink& sink) {
@@ -38,7 +40,8 @@ class SinkTable {
     void remove(const std::u16string& path) {
         const auto entry = find(path);
         {
-            // Whoever is writing comes to his end first.
+            // Waits for a write that is under way. From then on handles that are still open find no
+            // sink.
             const std::lock_guard lock(entry->inUse);
             entry->sink = nullptr;
         }
@@ -47,8 +50,8 @@ class SinkTable {
     }
 
   private:
-    std::mutex inUse_;
-    int last_ = 0;
+    std::mutex inUse_;  // guards the members below; never held while a sink runs
+    int last_ = 0;      // number of the path given last
     std::map<std::u16string, std::shared_ptr<SinkHandle::Entry>, std::less<>> entries_;
 };
 

@@ -40,31 +40,34 @@ bool refuseFromErrno() {
     return false;
 }
 
+// A file that was opened or made; empty with the last error.
 struct OpenedFile {
     Descriptor file;
     bool existed = true;
 };
 
-/// Never waits: for the other end of a pipe, a lease, a terminal.
+/// Opens a file that exists. O_NONBLOCK and O_NOCTTY keep the call from waiting for the other end
+/// of a pipe or for a lease, and from adopting a terminal.
 OpenedFile openExisting(PathTarget& target, DWORD access) {
     constexpr int always = O_NONBLOCK | O_NOCTTY;
     if (access == 0) return {target.open(O_PATH)};
     if (!(access & GENERIC_WRITE)) return {target.open(O_RDONLY | always)};
-    // A shared lock needs the right to read, so that a writer takes it along where it can.
+    // FileHandle's shared locks need a descriptor that can read, so a writer opens for both where
+    // it may.
     OpenedFile opened{target.open(O_RDWR | always)};
     if (!opened.file && GetLastError() == ERROR_ACCESS_DENIED && access == GENERIC_WRITE)
         opened.file = target.open(O_WRONLY | always);
     return opened;
 }
 
-/// Fails with ERROR_FILE_EXISTS where the entry exists.
+/// Makes a file. Fails with ERROR_FILE_EXISTS if the entry exists.
 OpenedFile makeFile(const PathTarget::Entry& entry) {
     if (entry.exists) {
         SetLastError(ERROR_FILE_EXISTS);
         return {};
     }
     constexpr int flags = O_RDWR | O_CREAT | O_EXCL | O_CLOEXEC;
-    constexpr mode_t everybody = 0666;  // but for the process's mask
+    constexpr mode_t everybody = 0666;  // less the process's umask
     OpenedFile made{Descriptor(::openat(entry.folder.get(), entry.name.c_str(), flags, everybody)),
                     false};
     if (!made.file) setLastErrorFromErrno();
@@ -72,7 +75,7 @@ OpenedFile makeFile(const PathTarget::Entry& entry) {
 }
 
 OpenedFile openOrMake(PathTarget& target, DWORD access) {
-    // Somebody may make or delete it between the two steps, though not for ever.
+    // Another process may make or delete the file between the two steps, but hardly four times.
     OpenedFile opened;
     for (int rounds = 0; rounds < 4 && !opened.file; ++rounds) {
         const auto entry = target.entry();
@@ -100,12 +103,13 @@ OpenedFile openWith(DWORD disposition, PathTarget& target, DWORD access) {
     }
 }
 
-/// Whether callers may have this under a handle: files; and devices such as /dev/null, but not
-/// those that somebody has put on a card.
+/// Whether callers may have a handle of this kind of file: regular files, and devices such as
+/// /dev/null, but no devices on a card, where somebody may have put them to do harm.
 bool mayBeOpened(const struct stat& status, bool fenced) {
     return S_ISREG(status.st_mode) || (S_ISCHR(status.st_mode) && !fenced);
 }
 
+// A handle as CreateFileW returns it.
 HANDLE handleOf(std::shared_ptr<Handle> object) {
     const HANDLE handle = object ? addHandle(std::move(object)) : nullptr;
     return handle ? handle : INVALID_HANDLE_VALUE;
@@ -116,6 +120,7 @@ HANDLE openFile(PathTarget& target, DWORD access, DWORD share, DWORD disposition
     if (appends) access |= GENERIC_WRITE;
     OpenedFile opened = openWith(disposition, target, access);
     if (!opened.file) return INVALID_HANDLE_VALUE;
+    // What was opened is checked through its descriptor, since the path may lead elsewhere by now.
     struct stat status;
     const int fd = opened.file.get();
     if (::fstat(fd, &status) != 0) {
@@ -128,14 +133,15 @@ HANDLE openFile(PathTarget& target, DWORD access, DWORD share, DWORD disposition
         SetLastError(ERROR_ACCESS_DENIED);
         return INVALID_HANDLE_VALUE;
     }
-    // Each write then finds the end and writes there in one step.
+    // With O_APPEND each write finds the file's end and writes there in one step.
     if (appends && ::fcntl(fd, F_SETFL, O_APPEND) != 0) {
         setLastErrorFromErrno();
         return INVALID_HANDLE_VALUE;
     }
     auto file = std::make_shared<FileHandle>(std::move(opened.file), access);
     if (!file->claim(share)) return INVALID_HANDLE_VALUE;
-    // Only now: whoever shares nothing must not find his file emptied.
+    // The file is emptied only after the sharing modes allow it: somebody who shares nothing must
+    // not find his file emptied.
     const bool emptied = disposition == CREATE_ALWAYS && opened.existed;
     if (emptied && S_ISREG(status.st_mode) && ::ftruncate(fd, 0) != 0) {
         setLastErrorFromErrno();
@@ -149,6 +155,7 @@ HANDLE openFile(PathTarget& target, DWORD access, DWORD share, DWORD disposition
 
 HANDLE openPath(const WCHAR* path, DWORD access, DWORD share, DWORD disposition, DWORD flags) {
     const DeviceName name = parseDeviceName(path ? path : u"");
+    // Sinks come before devices, since their names begin with `\\.\` too.
     if (SinkHandle::isNamed(path ? path : u"")) return handleOf(SinkHandle::open(path, access));
     if (name.form == DeviceName::Form::Volume) return handleOf(VolumeHandle::open(name.letter));
     if (name.form == DeviceName::Form::Device) return handleOf(openDevice(path + 4));
@@ -157,15 +164,16 @@ HANDLE openPath(const WCHAR* path, DWORD access, DWORD share, DWORD disposition,
     if (flags & FILE_FLAG_BACKUP_SEMANTICS) {
         if (Descriptor folder = target->open(O_RDONLY | O_DIRECTORY))
             return handleOf(std::make_shared<VolumeHandle>(std::move(folder)));
-        // Another reason than that it is no folder would be lost by trying it as a file.
+        // Only a path that is no folder is tried as a file; the reason for any other failure would
+        // be lost by that.
         const bool mayBeFile = errno == ENOTDIR || errno == ENOENT;
         if (!mayBeFile) return INVALID_HANDLE_VALUE;
     }
     return openFile(*target, access, share, disposition);
 }
 
-/// Opens what a path leads to, links followed, to ask about it; a folder or file only. Empty with
-/// the last error.
+/// Opens what a path leads to, links followed, only to ask about it. Anything but a file or folder
+/// is refused. Empty with the last error.
 Descriptor openToAsk(PathTarget& target, struct statx& status) {
     Descriptor opened = target.open(O_PATH);
     if (!opened) return {};
@@ -189,6 +197,7 @@ DWORD attributesOfPath(const WCHAR* path) {
     if (keepsFatAttributes(asked.get()))
         if (const Descriptor file = target->open(O_RDONLY | O_NONBLOCK))
             fat = fatAttributes(file.get());
+    // The name as it is spelled on disk, whose leading dot may mean "hidden".
     const std::string& way = target->way();
     return attributesOf(status, way.c_str() + way.rfind('/') + 1, fat);
 }
@@ -206,8 +215,9 @@ bool deleteFile(const WCHAR* path) {
     return ::unlinkat(entry->folder.get(), entry->name.c_str(), 0) == 0 || refuseFromErrno();
 }
 
-/// A folder's new name, where the file system can't promise to leave an existing target alone: what
-/// is replaced was made here for it.
+/// Renames a folder on a file system that can't promise to leave an existing target alone. An empty
+/// folder is made as the target first; that fails if the name is taken, and the rename then
+/// replaces only what was made here. False with errno.
 bool renameFolderOntoOwn(const PathTarget::Entry& from, const PathTarget::Entry& to) {
     if (::mkdirat(to.folder.get(), to.name.c_str(), S_IRWXU) != 0) return false;
     if (::renameat(from.folder.get(), from.name.c_str(), to.folder.get(), to.name.c_str()) == 0)
@@ -218,12 +228,12 @@ bool renameFolderOntoOwn(const PathTarget::Entry& from, const PathTarget::Entry&
     return false;
 }
 
-/// A file's, by a second name for it. Whoever is killed between the two steps leaves both, each of
-/// the whole file.
+/// Renames a file by giving it a second name, which fails if that is taken, and then removing the
+/// first one. A kill between the two steps leaves two names of the whole file.
 bool renameByLink(const PathTarget::Entry& from, const PathTarget::Entry& to) {
     if (::linkat(from.folder.get(), from.name.c_str(), to.folder.get(), to.name.c_str(), 0) != 0)
         return false;
-    // Whoever took the first name away has left the other as the last.
+    // If somebody else has removed the first name meanwhile, the second one is the only one left.
     if (::unlinkat(from.folder.get(), from.name.c_str(), 0) == 0 || errno == ENOENT) return true;
     const int error = errno;
     ::unlinkat(to.folder.get(), to.name.c_str(), 0);
@@ -231,9 +241,10 @@ bool renameByLink(const PathTarget::Entry& from, const PathTarget::Entry& to) {
     return false;
 }
 
-/// A file's, where there are no links either. Something made to be replaced would be left by a kill
-/// as an empty file, under a name that others take for a picture's. So it is looked whether the
-/// name is free; movers of ours wait for each other meanwhile.
+/// Renames a file on a file system without hard links, such as FAT. Making an empty target first,
+/// as for folders, could leave an empty file under a picture's name after a kill. So this only
+/// looks whether the name is free, and a lock on the folder makes other movers of ours wait between
+/// the look and the rename.
 bool renameIfFree(const PathTarget::Entry& from, const PathTarget::Entry& to) {
     const Descriptor turn(::openat(to.folder.get(), ".", O_RDONLY | O_DIRECTORY | O_CLOEXEC));
     if (turn) ::flock(turn.get(), LOCK_EX);
@@ -244,6 +255,8 @@ bool renameIfFree(const PathTarget::Entry& from, const PathTarget::Entry& to) {
     return ::renameat(from.folder.get(), from.name.c_str(), to.folder.get(), to.name.c_str()) == 0;
 }
 
+// Renames on a file system without RENAME_NOREPLACE. False with errno, which is EEXIST for a target
+// that exists.
 bool renameWithoutPromise(const PathTarget::Entry& from, const PathTarget::Entry& to) {
     struct stat status;
     if (::fstatat(from.folder.get(), from.name.c_str(), &status, AT_SYMLINK_NOFOLLOW) != 0)
@@ -288,12 +301,13 @@ bool makeFolder(const WCHAR* path) {
     if (target->isRoot()) return refuse(ERROR_ALREADY_EXISTS);
     const auto entry = target->entry();
     if (!entry) return false;
-    constexpr mode_t everybody = 0777;  // but for the process's mask
+    constexpr mode_t everybody = 0777;  // less the process's umask
     if (!entry->exists && ::mkdirat(entry->folder.get(), entry->name.c_str(), everybody) == 0)
         return true;
     return entry->exists || errno == EEXIST ? refuse(ERROR_ALREADY_EXISTS) : refuseFromErrno();
 }
 
+// Copies a text with its terminator, or returns the room that it needs.
 DWORD giveText(const std::u16string& text, DWORD room, WCHAR* buffer) {
     const auto length = static_cast<DWORD>(text.size());
     if (!buffer || room <= length) return length + 1;
@@ -348,6 +362,7 @@ HANDLE CreateFileA(const char* path, DWORD access, DWORD share, const SECURITY_A
 BOOL ReadFile(HANDLE file, void* buffer, DWORD size, DWORD* read, void*) noexcept {
     DWORD done = 0;
     const auto handle = findHandle(file);
+    // `done` is reported after a failure as well, and is 0 for a bad handle.
     const bool success =
         handle && withoutExceptions(false, [&] { return handle->read(buffer, size, done); });
     if (read) *read = done;
@@ -396,6 +411,7 @@ bool _wstat64i32(const WCHAR* path, FileStatus& result) noexcept {
         auto target = PathTarget::find(path);
         struct statx status;
         if (!target || !openToAsk(*target, status)) return false;
+        // The bits of the kind, as callers' C library has them.
         const std::uint16_t mode = isFolder(status) ? 0x4000 : 0x8000;
         const auto device = std::uint64_t{status.stx_dev_major} << 32 | status.stx_dev_minor;
         result = {mode, static_cast<std::int32_t>(status.stx_size), status.stx_mtime.tv_sec, device,
@@ -448,6 +464,7 @@ BOOL FindNextFileW(HANDLE find, WIN32_FIND_DATAW* entry) noexcept {
 }
 
 BOOL FindClose(HANDLE find) noexcept {
+    // A handle of another kind stays open.
     return findHandleOf<FolderWalk>(find) && closeHandle(find);
 }
 

@@ -18,11 +18,12 @@ bool beginsWithDrive(std::u16string_view path) {
     return path.size() >= 2 && path[1] == u':' && isDriveLetter(path[0]);
 }
 
-/// Takes the form's front off the path.
+/// Returns the form of a path, and removes the characters before the name of a device.
 Form takeForm(std::u16string_view& path) {
     if (path.starts_with(u"\\\\.\\") || path.starts_with(u"\\\\?\\")) {
         const bool dot = path[2] == u'.';
         path.remove_prefix(4);
+        // A volume has nothing but slashes after its colon; anything else is the name of a device.
         const bool volume = dot && beginsWithDrive(path) &&
                             path.find_first_not_of(slashes, 2) == std::u16string_view::npos;
         return volume ? Form::Volume : Form::Device;
@@ -42,6 +43,7 @@ DeviceName parseDeviceName(std::u16string_view path) {
         path.remove_prefix(2);
     }
     const bool ownRoot = name.form == Form::Drive || name.form == Form::Share;
+    // `..` doesn't remove the names of server and share.
     const std::size_t rootComponents = name.form == Form::Share ? 2 : 0;
     while (!path.empty()) {
         const std::u16string_view component = path.substr(0, path.find_first_of(slashes));

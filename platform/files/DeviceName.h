@@ -1,12 +1,12 @@
 #pragma once
-// The forms of path text, told apart in one place.
+// Parses path texts. Here alone the forms of a path are told apart:
 //
 //     \\.\E:              Volume    the volume itself
 //     \\.\..., \\?\...    Device    a device by its name
 //     \\server\share\...  Share     below the mount of that share
 //     E:\...  E:          Drive     below that drive's folder
-//     /...  \...          Machine   a path of this machine, to the letter
-//     anything else       Current   from the process's current folder, to the letter
+//     /...  \...          Machine   a path of this machine, taken literally
+//     anything else       Current   from the process's current folder, taken literally
 
 #include <string_view>
 #include <vector>
@@ -19,13 +19,13 @@ struct DeviceName {
     enum class Form { Volume, Device, Share, Drive, Machine, Current };
     Form form;
     WCHAR letter = 0;  ///< of a Volume or Drive, upper case
-    /// What lies below the root; those of a Share begin with server and share. Empty ones and `.`
-    /// are left out. Below a drive or share `..` is resolved in the text and ends at the root;
-    /// elsewhere it is the file system's.
+    /// The names below the root; those of a Share begin with server and share. Empty names and `.`
+    /// are left out. Below a drive or share `..` is resolved here and stops at the root; elsewhere
+    /// it is left to the file system, where a link may come before it.
     std::vector<std::u16string_view> components;
 };
 
-/// The views are into `path`.
+/// Parses a path without looking at the disk. The components are views into `path`.
 DeviceName parseDeviceName(std::u16string_view path);
 
 }  // namespace zlk::platform

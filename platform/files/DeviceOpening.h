@@ -1,5 +1,6 @@
 #pragma once
-// A driver's door: it is linked into the same library, and defines this function.
+// What a camera driver adds to opening files: it is linked into the same library and defines this
+// function, so that the platform needs no knowledge of drivers.
 
 #include <memory>
 #include <string_view>
@@ -8,8 +9,8 @@
 
 namespace zlk::platform {
 
-/// Opens the device with that name, which stood behind `\\.\` or `\\?\`. Null with the last error:
-/// ERROR_FILE_NOT_FOUND for a name of no device.
+/// Opens the device whose name stood after `\\.\` or `\\?\`, on the thread that calls CreateFileW.
+/// Null with the last error; ERROR_FILE_NOT_FOUND for a name of no device.
 std::shared_ptr<Handle> openDevice(std::u16string_view name);
 
 }  // namespace zlk::platform

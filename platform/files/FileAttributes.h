@@ -1,5 +1,5 @@
 #pragma once
-// What the system tells of a file, in the terms of files.h.
+// What the kernel reports of a file, translated to the terms of files.h.
 
 #include <sys/stat.h>
 
@@ -9,8 +9,9 @@
 
 namespace zlk::platform {
 
-/// Asks for type, mode, number, size and times, and no more: some file systems pay for each. `name`
-/// empty: `folder` itself. A link stands for itself. False with errno.
+/// Asks for type, mode, inode number, size and times, and for nothing more, since some file systems
+/// take time for each field. With an empty `name` it asks about `folder` itself. Of a symbolic link
+/// it reports the link. False with errno.
 bool statEntry(int folder, const char* name, struct statx& status) noexcept;
 
 inline bool isFolder(const struct statx& status) noexcept {
@@ -19,23 +20,24 @@ inline bool isFolder(const struct statx& status) noexcept {
 inline bool isFile(const struct statx& status) noexcept {
     return S_ISREG(status.stx_mode);
 }
-/// Read-only is a file that its owner may not write: on a card, one protected in the camera.
+/// Whether a file is read-only: its owner may not write it. On a card that is a picture which was
+/// protected in the camera.
 inline bool isReadOnlyMode(unsigned mode) noexcept {
     return S_ISREG(mode) && !(mode & S_IWUSR);
 }
 
-/// Whether the file system of an open folder keeps hidden and system attributes.
+/// Whether the file system of an open folder keeps hidden and system attributes (FAT, exFAT).
 bool keepsFatAttributes(int folder) noexcept;
 
-/// The attributes of a file or folder. `fat`: those that its file system keeps, by fatAttributes;
-/// without them a name with a leading dot is hidden.
+/// The attributes of a file or folder. `fat` are the attributes that its file system keeps
+/// (fatAttributes); without them a name with a leading dot counts as hidden.
 DWORD attributesOf(const struct statx& status, const char* name,
                    std::optional<DWORD> fat = std::nullopt) noexcept;
 
 /// The FAT attributes of an open file or folder; none where they can't be read.
 std::optional<DWORD> fatAttributes(int file) noexcept;
 
-/// All of a walk's entry but attributes and names.
+/// Fills in a walk's entry except its attributes and names.
 void setSizeAndTimes(WIN32_FIND_DATAW& entry, const struct statx& status) noexcept;
 
 }  // namespace zlk::platform

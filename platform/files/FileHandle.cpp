@@ -13,7 +13,7 @@
 namespace zlk::platform {
 namespace {
 
-constexpr off_t sharingBytes = off_t{1} << 62;  // far behind any file's end
+constexpr off_t sharingBytes = off_t{1} << 62;  // beyond the end of any file
 
 timespec timeOf(const FILETIME& time) noexcept {
     const auto ticks = static_cast<std::int64_t>(ticksOf(time));
@@ -21,13 +21,15 @@ timespec timeOf(const FILETIME& time) noexcept {
     return {ticks / perSecond - secondsFrom1601To1970, ticks % perSecond * 100};
 }
 
-// What an opener does and what it denies to others meanwhile: for each a byte that may be locked.
-// Those that readers lock, and those that readers ask for, are neighbours, and so one lock.
+// What an opener does, and what it denies to others meanwhile. Each of these uses has a byte that
+// openers lock. The two bytes that a reader locks are neighbours, and so are the two that it asks
+// for, so that each takes one system call.
 constexpr unsigned reads = 1, deniesWriting = 2, writes = 4, deniesReading = 8;
 constexpr unsigned useCount = 4;
 
-/// Locks the bytes of some neighbouring uses (F_OFD_SETLK), or asks whether that could be done
-/// (F_OFD_GETLK); true if somebody else's lock is in the way.
+/// Locks the bytes of `count` neighbouring uses (F_OFD_SETLK), or asks whether that could be done
+/// (F_OFD_GETLK). True if the lock of another opener is in the way. Any other failure counts as
+/// granted: the file system has no such locks.
 bool isTaken(int file, int command, short type, unsigned first, unsigned count) noexcept {
     struct flock lock {};
     lock.l_type = type;
@@ -39,7 +41,8 @@ bool isTaken(int file, int command, short type, unsigned first, unsigned count) 
     return !done && (errno == EAGAIN || errno == EACCES);
 }
 
-/// isTaken for all uses in a set, neighbours of one type together; stops at the first refusal.
+/// Applies isTaken to all uses in a set, joining neighbours with one type of lock; stops at the
+/// first refusal.
 template <class TypeOf>
 bool isAnyTaken(int file, int command, unsigned uses, TypeOf typeOf) noexcept {
     for (unsigned first = 0, end; first < useCount; first = end) {
@@ -52,7 +55,8 @@ bool isAnyTaken(int file, int command, unsigned uses, TypeOf typeOf) noexcept {
     return false;
 }
 
-/// Calls `step` with what is left until all is done, it delivers nothing, or it fails.
+/// Calls `step` with the bytes that are left, until all are done, `step` moves none, or it fails.
+/// `done` counts the bytes moved. False with the last error.
 template <class Byte, class Step>
 bool transfer(Byte* bytes, DWORD size, DWORD& done, Step step) {
     done = 0;
@@ -72,10 +76,10 @@ bool transfer(Byte* bytes, DWORD size, DWORD& done, Step step) {
 }  // namespace
 
 FileHandle::~FileHandle() {
-    // Said outright: a child that was forked meanwhile has the descriptor as well. Where it is the
-    // child that closes, the lock is its parent's.
+    // Unlocked before closing: a child that was forked meanwhile has the descriptor, and the locks,
+    // too. If it is the child that closes, it unlocks nothing, since the locks are its parent's.
     struct flock none = wholeFile(F_UNLCK);
-    // Who only asks holds none.
+    // A handle that only asks has locked nothing.
     if (access_ != 0 && !opener_.crossed()) ::fcntl(file_.get(), F_OFD_SETLK, &none);
 }
 
@@ -92,12 +96,15 @@ bool FileHandle::claim(DWORD share) {
     const unsigned mine = (toRead ? reads : 0u) | (toWrite ? writes : 0u) |
                           (sharesReading ? 0u : deniesReading) |
                           (sharesWriting ? 0u : deniesWriting);
+    // The uses that exclude this opener if another opener has them.
     const unsigned notOthers = (toRead ? deniesReading : 0u) | (toWrite ? deniesWriting : 0u) |
                                (sharesReading ? 0u : reads) | (sharesWriting ? 0u : writes);
-    // First all of ours is locked, and then the others are asked for: if two openers that exclude
-    // each other come at the same moment, both may be refused, but never are both granted. What
-    // nobody else may do either is locked exclusively, so that one of two writers that share
-    // nothing is granted. Such a lock takes the right to write.
+    // The own uses are locked first, and then the others' are asked for. If two openers that
+    // exclude each other come at the same moment, both may be refused, but never are both granted.
+    //
+    // A use that nobody else may have at the same time is locked exclusively, so that of two
+    // writers that share nothing one is granted. All other uses are locked shared. An exclusive
+    // lock needs a descriptor that can write.
     const auto myType = [&](unsigned use) -> short {
         return toWrite && (notOthers & use) ? F_WRLCK : F_RDLCK;
     };
@@ -124,7 +131,7 @@ bool FileHandle::write(const void* buffer, DWORD size, DWORD& done) {
                   }))
         return false;
     if (done == size) return true;
-    SetLastError(ERROR_DISK_FULL);  // nothing taken, nothing said: there is no room
+    SetLastError(ERROR_DISK_FULL);  // the kernel took nothing and reported no error
     return false;
 }
 

@@ -1,5 +1,5 @@
 #pragma once
-// An open file.
+// A handle of an open file, and the sharing modes that its opener has set against others.
 
 #include <cstdint>
 
@@ -11,28 +11,29 @@ namespace zlk::platform {
 
 class FileHandle final : public Handle {
   public:
-    /// `access` are the rights that the opener asked for.
+    /// `access` are the rights that the opener asked for (GENERIC_...); 0 only asks.
     FileHandle(Descriptor file, DWORD access) noexcept : file_(std::move(file)), access_(access) {}
     ~FileHandle() override;
 
-    /// Makes the sharing mode hold against all openers of ours, by locks far behind the file's
-    /// end. A file system without such locks counts as granted. False with
-    /// ERROR_SHARING_VIOLATION.
+    /// Puts the sharing mode into force against all openers of ours, in any process, by locking
+    /// bytes far beyond the file's end. On a file system without such locks it succeeds without
+    /// effect. False with ERROR_SHARING_VIOLATION.
     bool claim(DWORD share);
 
     bool read(void* buffer, DWORD size, DWORD& done) override;
     bool write(const void* buffer, DWORD size, DWORD& done) override;
-    /// What can't be flushed (/dev/null) has nothing left to write.
+    /// Succeeds for what can't be flushed, such as /dev/null: nothing is left to write there.
     bool flush() override;
     bool size(std::int64_t& bytes) override;
     int descriptor() const noexcept override { return file_.get(); }
     bool setLastWrite(const FILETIME& time);
 
   private:
+    /// False with ERROR_ACCESS_DENIED if the opener didn't ask for this right.
     bool allows(DWORD right) const;
     const Descriptor file_;
     const DWORD access_;
-    const ForkMark opener_;
+    const ForkMark opener_;  // the process that opened it, whose locks they are
 };
 
 }  // namespace zlk::platform

@@ -19,10 +19,12 @@ namespace {
 
 constexpr char category[] = "Files";
 
-// No card has a folder of so many; a file system whose chain of entries runs in a ring has more.
+// No card has a folder with so many entries. On a damaged file system whose chain of entries runs
+// in a circle, reading would never end without a limit.
 constexpr std::size_t maxNames = 4'000'000;
-constexpr std::size_t maxUnits = 255;
+constexpr std::size_t maxUnits = 255;  // of a name, in units
 
+// The kinds that a listing may show; a link or an unknown entry is looked at when its turn comes.
 bool mayBeListed(unsigned char type) noexcept {
     return type == DT_REG || type == DT_DIR || type == DT_LNK || type == DT_UNKNOWN;
 }
@@ -63,6 +65,7 @@ void FolderWalk::note(DWORD error) noexcept {
 }
 
 void FolderWalk::readNames() {
+    // closedir() closes its descriptor, and folder_ is still needed.
     const int fd = ::fcntl(folder_.get(), F_DUPFD_CLOEXEC, 0);
     const std::unique_ptr<DIR, int (*)(DIR*)> listing(fd < 0 ? nullptr : ::fdopendir(fd),
                                                       ::closedir);
@@ -86,10 +89,11 @@ void FolderWalk::readNames() {
         bytes_.append(name.data(), name.size() + 1);
         if (names_.size() == maxNames) return note(ERROR_NOT_ENOUGH_MEMORY);
     }
-    if (errno) note(errorFromErrno(errno));  // what was read before counts
+    if (errno) note(errorFromErrno(errno));  // what was read before is still listed
 }
 
 void FolderWalk::sortNames() {
+    // Upper-case forms are computed once and not at each comparison.
     std::u16string keys(texts_.size(), 0);
     std::transform(texts_.begin(), texts_.end(), keys.begin(),
                    [](WCHAR unit) { return upperCase(unit); });
@@ -98,13 +102,15 @@ void FolderWalk::sortNames() {
         const int order =
             allKeys.substr(a.text, a.textLength).compare(allKeys.substr(b.text, b.textLength));
         if (order) return order < 0;
+        // Names that differ only in case, or not even in their texts, still need a fixed order.
         const int spelling = textOf(a).compare(textOf(b));
         return spelling ? spelling < 0 : std::strcmp(bytesOf(a), bytesOf(b)) < 0;
     });
 }
 
-// Two names can have one text: one has a byte where the other has that byte's unit. Only what a
-// look-up of the text finds is listed, so that nobody deletes the one after copying the other.
+// Two names can have the same text: one has a byte where the other has the unit that stands for
+// that byte. Only the name that a look-up of the text finds is listed, so that nobody copies one
+// file and then deletes the other.
 void FolderWalk::leaveOutTwins() {
     std::vector<Name> kept;
     kept.reserve(names_.size());
@@ -118,7 +124,7 @@ void FolderWalk::leaveOutTwins() {
     names_ = std::move(kept);
 }
 
-/// As findName() chooses.
+/// The name that findName() would choose of several with the same text.
 const FolderWalk::Name& FolderWalk::foundFirst(std::span<const Name> twins) const {
     const std::u16string_view text = textOf(twins[0]);
     for (const auto& reading : {literalName(text), byteName(text)})
@@ -128,6 +134,8 @@ const FolderWalk::Name& FolderWalk::foundFirst(std::span<const Name> twins) cons
 }
 
 bool FolderWalk::next(WIN32_FIND_DATAW& entry) {
+    // `..` gets the folder's own times as well, since the folder above a card's root isn't on the
+    // card.
     if (dots_ < 2) {
         ++dots_;
         struct statx status;
@@ -153,17 +161,21 @@ bool FolderWalk::describe(const Name& name, WIN32_FIND_DATAW& entry) {
     bool known = statEntry(folder_.get(), bytes, status);
     Descriptor linked;
     if (known && S_ISLNK(status.stx_mode)) {
+        // A link is listed as the file that it leads to, and only if that is a regular file within
+        // the root. Links to folders could make a walk of all folders endless.
         linked = root_.open(way_ + '/' + bytes, O_PATH);
         known = linked && statEntry(linked.get(), "", status) && isFile(status);
         if (!known) return false;
     }
     if (!known) {
-        // One damaged entry must not hide the others; but the end of the walk tells of it.
+        // A damaged entry must not hide the others, but its error is reported at the end of the
+        // walk. An entry that has just been deleted is no error.
         if (errno != ENOENT && errno != ESTALE) note(errorFromErrno(errno));
         return false;
     }
     if (!isFile(status) && !isFolder(status)) return false;
 
+    // FAT attributes can be read only through an open file.
     std::optional<DWORD> fat;
     if (fat_) {
         const Descriptor file(

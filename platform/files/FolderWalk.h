@@ -1,6 +1,6 @@
 #pragma once
-// A walk of one folder. The names are read and sorted when it starts, and each entry is asked for
-// its size and times when it is its turn.
+// A walk through one folder. The names are read and sorted when it starts; each entry's size and
+// times are asked for when its turn comes. One thread at a time may use a walk.
 
 #include <span>
 #include <string>
@@ -14,26 +14,31 @@ namespace zlk::platform {
 
 class FolderWalk final : public Handle {
   public:
-    /// Starts at the folder of `pattern`; null with the last error.
+    /// Starts a walk through the folder of `pattern` (see FindFirstFileW); null with the last
+    /// error.
     static std::shared_ptr<FolderWalk> start(const WCHAR* pattern);
 
-    /// The next entry; false with the last error.
+    /// Gives the next entry; false with the last error, which is ERROR_NO_MORE_FILES at the end.
     bool next(WIN32_FIND_DATAW& entry);
 
-    /// `way`: from the root to the folder.
+    /// `way` is the path from `root` to `folder`; links in the folder are resolved from `root`.
     FolderWalk(PathRoot root, std::string way, Descriptor folder);
 
   private:
-    /// Where an entry's name and text stand in the two stores: a name costs no memory of its own.
+    /// Where an entry's name and text lie in the two strings that hold all of them. A folder may
+    /// have millions of entries, and strings of their own would need far more memory.
     struct Name {
         std::uint32_t name, text;
         std::uint16_t textLength;
     };
     void readNames();
     void sortNames();
+    /// Keeps one of several names that have the same text.
     void leaveOutTwins();
     const Name& foundFirst(std::span<const Name> twins) const;
+    /// Remembers the first error, with which the walk ends.
     void note(DWORD error) noexcept;
+    /// Fills in an entry; false for one that is left out.
     bool describe(const Name& name, WIN32_FIND_DATAW& entry);
     const char* bytesOf(const Name& name) const noexcept { return bytes_.c_str() + name.name; }
     std::u16string_view textOf(const Name& name) const noexcept {
@@ -41,15 +46,15 @@ class FolderWalk final : public Handle {
     }
 
     const PathRoot root_;
-    const std::string way_;
+    const std::string way_;  // from root_ to folder_
     const Descriptor folder_;
-    const bool fat_;
-    std::string bytes_;  ///< the names, each with a terminator
-    std::u16string texts_;
-    std::vector<Name> names_;
+    const bool fat_;           // the file system keeps FAT attributes
+    std::string bytes_;        ///< the names, each with a terminator
+    std::u16string texts_;     ///< the texts of the names, one after the other
+    std::vector<Name> names_;  ///< sorted by text, case ignored
     std::size_t position_ = 0;
-    unsigned dots_ = 0;  ///< of `.` and `..`, those that have been given
-    DWORD error_ = ERROR_NO_MORE_FILES;
+    unsigned dots_ = 0;                  ///< how many of `.` and `..` have been given
+    DWORD error_ = ERROR_NO_MORE_FILES;  ///< the error with which the walk ends
 };
 
 }  // namespace zlk::platform

@@ -9,12 +9,14 @@ namespace {
 
 constexpr int folderFlags = O_PATH | O_DIRECTORY | O_CLOEXEC;
 
+// Opens a path within the fence of `base`; -1 with errno.
 int openBeneath(int base, const char* way, int flags) noexcept {
     open_how how{};
     how.flags = static_cast<unsigned>(flags);
     how.resolve = RESOLVE_BENEATH | RESOLVE_NO_MAGICLINKS;
     int fd;
-    // A rename anywhere on the machine may spoil one try.
+    // The call fails with EAGAIN if any folder on the machine is renamed at that moment, because
+    // the kernel can't be sure that the path stayed inside.
     for (int tries = 0; tries < 100; ++tries) {
         fd = static_cast<int>(::syscall(SYS_openat2, base, way, &how, sizeof how));
         if (fd >= 0 || (errno != EAGAIN && errno != EINTR)) break;
@@ -22,7 +24,8 @@ int openBeneath(int base, const char* way, int flags) noexcept {
     return fd;
 }
 
-/// Asked once: old kernels don't know the call, and some containers forbid it.
+/// Whether the kernel offers openat2; asked once. Old kernels don't have the call, and some
+/// containers forbid it.
 bool kernelFences() noexcept {
     static const bool known = [] {
         const Descriptor probe(openBeneath(AT_FDCWD, ".", folderFlags));
@@ -31,7 +34,7 @@ bool kernelFences() noexcept {
     return known;
 }
 
-/// The same without the kernel's fence: name by name, no link followed.
+/// The substitute: opens the path name by name and follows no link.
 int openWithoutLinks(int base, const std::string& way, int flags) noexcept {
     Descriptor folder;
     int from = base;

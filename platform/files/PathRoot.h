@@ -1,11 +1,11 @@
 #pragma once
-// The folder that a path starts from, and the fence around it.
+// The folder from which a path starts, and the fence around it.
 //
-// A card is somebody else's, and what lies on it must not lead out of it. So below a drive or a
-// share the kernel resolves names inside the fence (openat2): a link with a relative target is
-// followed while it stays inside; one that leaves, or names an absolute path, fails with EXDEV. A
-// kernel without that call follows no link there at all. `Z:`, `/...` and paths from the current
-// folder are the user's own and have no fence.
+// A card comes from somebody else, and nothing on it may lead out of it. So below a drive or a
+// share the kernel resolves names within the fence (openat2): a link with a relative target is
+// followed while it stays inside; a link that leaves, or that names an absolute path, fails with
+// EXDEV. On a kernel without that call no link is followed there at all. `Z:`, `/...` and paths
+// from the current folder are the user's own and have no fence.
 
 #include <string>
 
@@ -17,6 +17,7 @@ class PathRoot {
   public:
     /// The process's current folder, without a fence.
     PathRoot() = default;
+    // An open folder, with or without a fence.
     PathRoot(Descriptor folder, bool fenced) noexcept
         : folder_(std::move(folder)), fenced_(fenced) {}
     /// The machine's own root, without a fence.
@@ -28,11 +29,12 @@ class PathRoot {
 
     bool isFenced() const noexcept { return fenced_; }
 
-    /// Opens what lies at `way`, a relative path, with flags of open(2) but O_CREAT, and closed on
-    /// exec. Empty with errno.
+    /// Opens what lies at the relative path `way`, with flags of open(2) except O_CREAT; O_CLOEXEC
+    /// is added. Empty with errno. Any thread may call it.
     Descriptor open(const std::string& way, int flags) const;
 
   private:
+    // Empty for the current folder, and for the machine's root.
     Descriptor folder_;
     bool fenced_ = false, ofMachine_ = false;
 };

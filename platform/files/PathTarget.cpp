@@ -17,11 +17,11 @@
 namespace zlk::platform {
 namespace {
 
-constexpr std::size_t maxPathUnits = 32767;
+constexpr std::size_t maxPathUnits = 32767;  // as many as callers' paths may have
 constexpr int folderFlags = O_PATH | O_DIRECTORY | O_CLOEXEC;
 
 DWORD errorOfOpen(int error) noexcept {
-    // Out of a card's fence; and a socket, or a pipe that nobody reads.
+    // EXDEV is a path that leads out of a card's fence, ENXIO a socket or a pipe without a reader.
     return error == EXDEV || error == ENXIO ? ERROR_ACCESS_DENIED : errorFromErrno(error);
 }
 
@@ -29,23 +29,26 @@ void setErrorOfOpen() noexcept {
     SetLastError(errorOfOpen(errno));
 }
 
-/// A folder above what was asked for.
+/// For a failure at a folder above: a folder that is missing is another error than a missing file.
 void setErrorOfFolder() noexcept {
     const DWORD error = errorOfOpen(errno);
     SetLastError(error == ERROR_FILE_NOT_FOUND ? ERROR_PATH_NOT_FOUND : error);
 }
 
-/// A miss that another spelling may mend: names of units are longer than those of their bytes.
+/// Whether another spelling may succeed. The name may be too long only because its units take more
+/// bytes than those that they stand for.
 bool isMiss(int error) noexcept {
     return error == ENOENT || error == ENAMETOOLONG;
 }
 
-/// What can't be looked at is there: the call that it is wanted for will tell.
+/// Whether a name exists. A name that can't be looked at counts as existing, so that the call that
+/// follows reports the reason.
 bool existsIn(int folder, const std::string& name) noexcept {
     struct stat status;
     return ::fstatat(folder, name.c_str(), &status, AT_SYMLINK_NOFOLLOW) == 0 || !isMiss(errno);
 }
 
+// The path as it is spelled; none if it can't be a name.
 std::optional<std::string> literalWay(std::span<const std::u16string_view> components) {
     std::string way;
     for (const std::u16string_view component : components) {
@@ -71,17 +74,19 @@ bool findName(int folder, std::u16string_view text, bool anyCase,
     name.reset();
     if (!anyCase && !units) return true;
 
+    // Neither reading of the text exists, so the folder is read for names with the same text.
     Descriptor file(::openat(folder, ".", O_RDONLY | O_DIRECTORY | O_CLOEXEC));
     const std::unique_ptr<DIR, int (*)(DIR*)> listing(file ? ::fdopendir(file.get()) : nullptr,
                                                       ::closedir);
     if (!listing) {
-        // Whoever may not list a folder may still know its names.
+        // A caller that may not list a folder may still use names in it that it knows exactly.
         if (errno == EACCES) return true;
         setErrorOfFolder();
         return false;
     }
     file.release();
-    // The first in order, so that every process finds the same one of several.
+    // Of several names that fit, the first in byte order is taken, so that every process finds the
+    // same one. A name with the same text precedes one that differs in case.
     std::optional<std::string> exact, folded;
     const auto prefer = [](std::optional<std::string>& found, const char* candidate) {
         if (!found || candidate < *found) found = candidate;
@@ -91,7 +96,8 @@ bool findName(int folder, std::u16string_view text, bool anyCase,
         other.clear();
         appendNameText(other, entry->d_name);
         if (other == text) {
-            // Units both as characters and as bytes in one name: only its text finds it.
+            // A name may contain units as characters and bytes that show as units. Only a
+            // comparison of texts finds it.
             prefer(exact, entry->d_name);
         } else if (anyCase && equalIgnoringCase(other, text)) {
             prefer(folded, entry->d_name);
@@ -180,7 +186,8 @@ std::optional<PathTarget::Entry> PathTarget::entry() const {
 
 std::optional<PathTarget::Spelling> PathTarget::spell() const {
     Spelling spelling{".", {}};
-    // The folders above are tried as they are spelled, in one call.
+    // The folders above are mostly spelled as they exist, and then one call opens them all.
+    // Otherwise every name is looked up, from the root on.
     std::size_t i = components_.empty() ? 0 : components_.size() - 1;
     auto above = literalWay(std::span(components_).first(i));
     Descriptor folder = above ? root_.open(*above, folderFlags) : Descriptor();
@@ -199,6 +206,7 @@ std::optional<PathTarget::Spelling> PathTarget::spell() const {
         std::optional<std::string> name;
         if (!findName(entry.folder.get(), components_[i], anyCase_, name)) return std::nullopt;
         entry.exists = name.has_value();
+        // A name that doesn't exist may be about to be made, with its units as bytes.
         if (!name) name = byteName(components_[i]);
         if (!name) {
             SetLastError(ERROR_INVALID_NAME);

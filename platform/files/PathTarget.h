@@ -1,9 +1,9 @@
 #pragma once
-// Where a path text leads.
+// Finds the file that a path text leads to.
 //
-// A path is tried as it is spelled, in one call. Only a miss goes down name by name: as spelled,
-// with its units as bytes, then by reading the folder for the same text, case ignored where the
-// form of the path says so.
+// A path is first tried as it is spelled, in one system call. Only if that finds nothing is it
+// resolved name by name: first as spelled, then with its units read as bytes, then by reading the
+// folder for a name with the same text, case ignored where the form of the path allows that.
 
 #include <optional>
 #include <string>
@@ -14,35 +14,38 @@
 
 namespace zlk::platform {
 
+/// A parsed path and the folder that it starts from. For one thread, and short-lived.
 class PathTarget {
   public:
-    /// Finds the folder that the path starts from; none with the last error. The text must outlive
-    /// the object.
+    /// Parses a path and opens the folder that it starts from; none with the last error. The text
+    /// is borrowed and must outlive the object.
     static std::optional<PathTarget> find(const WCHAR* path);
     static std::optional<PathTarget> find(const DeviceName& name);
 
-    /// Whether the drive, share or folder that it starts from is meant itself.
+    /// Whether the path names the drive, share or folder itself from which it starts.
     bool isRoot() const noexcept { return components_.empty(); }
     bool isFenced() const noexcept { return root_.isFenced(); }
 
-    /// Opens what the path names, with flags of open(2) but O_CREAT. Empty with the last error;
-    /// what leads over the fence is ERROR_ACCESS_DENIED.
+    /// Opens what the path names, with flags of open(2) except O_CREAT. Empty with the last error;
+    /// ERROR_ACCESS_DENIED if it leads over the fence.
     Descriptor open(int flags);
-    /// From the root to what open() has opened, as the names are spelled there; `.` for the root.
+    /// The path from the root to what open() has opened, in the spelling that exists; `.` for the
+    /// root.
     const std::string& way() const noexcept { return way_; }
+    /// Gives the root away; the object can't open anything afterwards.
     PathRoot takeRoot() noexcept { return std::move(root_); }
 
-    /// An entry of a folder, whether it exists or may be made; a link stands for itself.
+    /// An entry of a folder, which exists or may be made. A link stands for itself.
     struct Entry {
         Descriptor folder;
         std::string name;
         bool exists = false;
     };
-    /// The entry that the path names; none with the last error.
+    /// Finds the entry that the path names; none with the last error.
     std::optional<Entry> entry() const;
 
   private:
-    /// A path from the root in the spelling of the names that exist, and its last entry.
+    /// A path from the root, with the spelling of names that exist, and its last entry.
     struct Spelling {
         std::string way;
         Entry entry;
@@ -52,13 +55,14 @@ class PathTarget {
     std::optional<Spelling> spell() const;
 
     PathRoot root_;
+    // Views into the caller's text.
     std::vector<std::u16string_view> components_;
     bool anyCase_;
     std::string way_ = ".";
 };
 
-/// The name in a folder that a text leads to; none if there is none. False with the last error
-/// where that can't be found out.
+/// Finds the name in a folder that a text leads to; none if there is none. False with the last
+/// error if that can't be found out.
 bool findName(int folder, std::u16string_view text, bool anyCase, std::optional<std::string>& name);
 
 }  // namespace zlk::platform

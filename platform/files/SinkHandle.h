@@ -1,5 +1,5 @@
 #pragma once
-// An open file that hands on what is written to it.
+// A handle of a file sink (file_sinks.h): it hands on what is written to it.
 
 #include <memory>
 #include <string_view>
@@ -13,10 +13,11 @@ class SinkHandle final : public Handle {
   public:
     /// Whether a path has the form of a sink's name.
     static bool isNamed(std::u16string_view path) noexcept;
-    /// Null with the last error: ERROR_FILE_NOT_FOUND for a sink that is gone, ERROR_ACCESS_DENIED
-    /// for one that isn't opened to be written.
+    /// Opens the sink with that name. Null with the last error: ERROR_FILE_NOT_FOUND for a sink
+    /// that is gone, ERROR_ACCESS_DENIED if it isn't opened for writing.
     static std::shared_ptr<SinkHandle> open(std::u16string_view path, DWORD access);
 
+    /// What the handles of one sink share; defined in file_sinks.cpp.
     struct Entry;
     explicit SinkHandle(std::shared_ptr<Entry> entry) noexcept : entry_(std::move(entry)) {}
 
@@ -26,7 +27,7 @@ class SinkHandle final : public Handle {
 
   private:
     const std::shared_ptr<Entry> entry_;
-    std::int64_t written_ = 0;
+    std::int64_t written_ = 0;  // bytes by this handle; guarded by the entry's lock
 };
 
 }  // namespace zlk::platform

@@ -14,8 +14,8 @@
 namespace zlk::platform {
 namespace {
 
-constexpr BYTE scsiDisk = 0, scsiDisc = 5;
-constexpr DWORD busUsb = 7;
+constexpr BYTE scsiDisk = 0, scsiDisc = 5;  // device types
+constexpr DWORD busUsb = 7;                 // reported for all drives
 
 }  // namespace
 
@@ -42,8 +42,9 @@ bool VolumeHandle::flush() {
         SetLastError(ERROR_NOT_READY);
         return false;
     }
-    // FAT hands its blocks to the disk and says nothing more, so that they may be in the disk's own
-    // memory; flushing one folder empties that. Some file systems have nothing to flush there.
+    // syncfs() on FAT hands all blocks to the disk and doesn't wait until they have left the disk's
+    // own cache. An fsync() of any folder makes the disk empty that cache. Some file systems have
+    // nothing to flush for a folder, which is no failure.
     if (::syncfs(folder_.get()) == 0 &&
         (::fsync(folder_.get()) == 0 || errno == EINVAL || errno == ENOTSUP))
         return true;
@@ -69,6 +70,7 @@ bool VolumeHandle::control(DWORD code, const void* input, DWORD inputSize, void*
         return false;
     }
 
+    // The record is built before the room is checked, because its texts determine its size.
     std::vector<char> record(sizeof(STORAGE_DEVICE_DESCRIPTOR));
     const auto append = [&record](const std::string& text) {
         if (text.empty()) return DWORD{0};

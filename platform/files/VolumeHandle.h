@@ -1,5 +1,5 @@
 #pragma once
-// An open volume, or an open folder that stands for the file system that it is on.
+// A handle of a volume, or of a folder that stands for the file system that it is on.
 
 #include <string>
 
@@ -10,15 +10,16 @@ namespace zlk::platform {
 
 class VolumeHandle final : public Handle {
   public:
+    /// A handle of a folder, which answers no control codes.
     explicit VolumeHandle(Descriptor folder) noexcept : folder_(std::move(folder)) {}
 
-    /// The volume of a drive, also of one without a medium; null with the last error.
+    /// Opens the volume of a drive, even if that has no medium; null with the last error.
     static std::shared_ptr<VolumeHandle> open(WCHAR letter);
 
-    /// All that is written on the file system. ERROR_NOT_READY where there is no medium.
+    /// Flushes everything on the file system to the medium. ERROR_NOT_READY if there is no medium.
     bool flush() override;
     int descriptor() const noexcept override { return folder_.get(); }
-    /// IOCTL_STORAGE_QUERY_PROPERTY; ERROR_NOT_SUPPORTED for a folder.
+    /// Answers IOCTL_STORAGE_QUERY_PROPERTY; ERROR_NOT_SUPPORTED for a folder.
     bool control(DWORD code, const void* input, DWORD inputSize, void* output, DWORD outputSize,
                  DWORD& returned) override;
 
