@@ -33,6 +33,7 @@ HRESULT VariantClear(VARIANT* value) noexcept {
 
 HRESULT VariantCopy(VARIANT* target, const VARIANT* source) noexcept {
     if (!target || !source) return E_INVALIDARG;
+    // The copy is made before the target is cleared, because both may be the same value.
     VARIANT copy = *source;
     if (source->vt == VT_BSTR && source->bstrVal) {
         copy.bstrVal = SysAllocStringLen(source->bstrVal, SysStringLen(source->bstrVal));
@@ -51,6 +52,8 @@ HRESULT VariantCopy(VARIANT* target, const VARIANT* source) noexcept {
 HRESULT VariantChangeType(VARIANT* target, const VARIANT* source, WORD flags,
                           VARTYPE type) noexcept {
     if (!target || !source || flags != 0) return E_INVALIDARG;
+    // Converted into a place of its own, so that `target` stays unchanged on failure and may be
+    // `source`.
     VARIANT changed;
     if (const HRESULT result = convert(*source, type, changed); FAILED(result)) return result;
     VariantClear(target);

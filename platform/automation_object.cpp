@@ -9,12 +9,13 @@
 namespace zlk {
 namespace {
 
-/// Whether a number is built as a locale id is: a language, and a sort order above it. Any language
-/// will do, since the names are the same in all.
+/// Whether a number has the form of a locale id: a language in the low 16 bits, and a sort order
+/// above. Any language will do, since names are the same in all.
 bool isLocale(DWORD localeId) {
     return localeId < 0x100000;
 }
 
+// Describes an interface by the library of the module that contains `address`.
 HRESULT load(const void* address, const GUID& iid, ITypeInfo** info) noexcept {
     try {
         platform::FoundTypeLibrary found;
@@ -40,7 +41,8 @@ HRESULT DispatchTable::find(DWORD localeId, ITypeInfo*& info) noexcept {
     if (info) return S_OK;
     ITypeInfo* made = nullptr;
     if (const HRESULT loaded = load(this, iid_, &made); FAILED(loaded)) return loaded;
-    // Of several threads that come first one wins, and the others take what it has made.
+    // If several threads come at once, the first one's description is kept, and the others use
+    // that.
     if (info_.compare_exchange_strong(info, made, std::memory_order_acq_rel))
         info = made;
     else

@@ -8,9 +8,9 @@ using namespace zlk::platform;
 
 namespace {
 
-/// The text of a key below that of a ProgID.
+/// The default value of a subkey of a ProgID.
 HRESULT readBelow(const std::u16string& progId, const WCHAR* key, std::u16string& text) {
-    // A separator would lead to some other key.
+    // A backslash in the ProgID would lead to another key.
     if (progId.empty() || progId.find(u'\\') != std::u16string::npos) return CO_E_CLASSSTRING;
     return readClassText(progId + u'\\' + key, CO_E_CLASSSTRING, text);
 }
@@ -21,6 +21,7 @@ HRESULT readClassId(const std::u16string& progId, GUID& clsid) {
     return FAILED(read) ? read : CLSIDFromString(text.c_str(), &clsid);
 }
 
+// A ProgID without a version may name the current version's ProgID, which has the class id.
 HRESULT findProgId(const std::u16string& progId, GUID& clsid) {
     if (const HRESULT found = readClassId(progId, clsid); found != CO_E_CLASSSTRING) return found;
     std::u16string current;
@@ -46,6 +47,7 @@ HRESULT CoCreateInstance(const GUID& clsid, IUnknown* outer, DWORD context, cons
     *object = nullptr;
     if (!(context & CLSCTX_INPROC_SERVER)) return REGDB_E_CLASSNOTREG;
     try {
+        // Keeps the class loaded until the object is counted in its module.
         std::shared_ptr<LoadedClass> loaded;
         if (const HRESULT found = ClassTable::instance().find(clsid, loaded); FAILED(found))
             return found;

@@ -14,6 +14,7 @@ namespace {
 /// Longer than any path of this machine, in units.
 constexpr DWORD pathRoom = 32768;
 
+// Registers the classes up to the first failure, or unregisters all and returns the first failure.
 HRESULT runScripts(HMODULE module, std::span<const ComponentClass> classes, bool install) {
     std::u16string path(pathRoom, u'\0');
     const DWORD length = GetModuleFileNameW(module, path.data(), pathRoom);
@@ -25,7 +26,7 @@ HRESULT runScripts(HMODULE module, std::span<const ComponentClass> classes, bool
     for (const ComponentClass& component : classes) {
         const HRESULT ran = runRegistryScript(module, component.registryScript, install, words);
         if (SUCCEEDED(result)) result = ran;
-        // What is left of an incomplete module is still taken away.
+        // Unregistering goes on, so that as much as possible of an incomplete module is taken away.
         if (install && FAILED(result)) break;
     }
     return result;

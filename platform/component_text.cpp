@@ -11,8 +11,8 @@
 
 namespace {
 
-/// What stands in front of a text. Its last four bytes are the count that callers may read; the
-/// rest keeps the text itself at an address that suits any type.
+/// What stands in memory before a text. Its last four bytes are the count that callers may read;
+/// the rest keeps the text at an address that suits any type.
 struct TextHead {
     std::uint32_t unused[3];
     std::uint32_t bytes;
@@ -27,7 +27,7 @@ BSTR allocate(const WCHAR* text, std::size_t length) {
     const std::size_t bytes = length * sizeof(WCHAR);
     if (bytes > UINT32_MAX - 1) return nullptr;
     const std::size_t size = sizeof(TextHead) + bytes + sizeof(WCHAR);
-    // A text that isn't given is of zeros.
+    // Without a source the text consists of zeros.
     auto* head = static_cast<TextHead*>(text ? std::malloc(size) : std::calloc(1, size));
     if (!head) return nullptr;
     head->bytes = static_cast<std::uint32_t>(bytes);
@@ -67,6 +67,7 @@ UINT SysStringLen(BSTR text) noexcept {
 HRESULT CLSIDFromString(const WCHAR* text, GUID* clsid) noexcept {
     if (!clsid) return E_INVALIDARG;
     *clsid = {};
+    // The text is compared with the form unit by unit, and its digits are collected in pairs.
     std::uint32_t bytes[16] = {};
     std::size_t digits = 0;
     for (const WCHAR expected : guidForm) {

@@ -16,17 +16,20 @@ using namespace zlk::platform;
 
 namespace {
 
-// The loader's handle of an object is its entry in the link map; so an address leads to its
-// module without a count of its own, and there is no table here that could disagree.
+// The dynamic loader's handle of a module is a pointer to its entry in the link map. So an address
+// leads to its module without a load of its own, and no table of ours could disagree with the
+// loader's.
 link_map* mapOf(HMODULE module) noexcept {
     return reinterpret_cast<link_map*>(module);
 }
 
 HMODULE load(const WCHAR* path) {
     const std::string found = findModuleFile(path ? path : u"");
+    // The check goes by the open file; isWholeModule and the loader then use the path without
+    // links, which nobody else can redirect.
     const TrustedFile file = found.empty() ? TrustedFile() : openTrusted(found);
     if (!file || !isWholeModule(file.path)) return nullptr;
-    // By its path, which the loader gives its name: nobody else can change where that leads.
+    // Loaded by its path, so that the loader knows the module by that name.
     void* const loaded = ::dlopen(file.path.c_str(), RTLD_NOW | RTLD_LOCAL);
     if (!loaded) {
         diagnose("Modules", u"%s", ::dlerror());
@@ -54,7 +57,8 @@ BOOL FreeLibrary(HMODULE module) noexcept {
 }
 
 void* GetProcAddress(HMODULE module, const char* name) noexcept {
-    // A name that a module merely refers to is found in the libraries below it: not its own.
+    // dlsym() also finds names in the libraries that the module depends on; those don't count as
+    // exported by the module itself.
     void* const address = module && name ? ::dlsym(module, name) : nullptr;
     if (address && moduleFromAddress(address) == module) return address;
     SetLastError(ERROR_PROC_NOT_FOUND);
@@ -87,7 +91,7 @@ DWORD GetModuleFileNameW(HMODULE module, WCHAR* buffer, DWORD room) noexcept {
 }
 
 HRSRC FindResourceW(HMODULE module, WORD id, const WCHAR* type) noexcept {
-    // Types are short ASCII names; one that isn't is the name of none.
+    // Types have short ASCII names; any other name can't be that of a resource.
     char name[16] = {};
     std::size_t length = 0;
     for (; type && type[length]; ++length) {

@@ -12,7 +12,7 @@
 namespace zlk {
 namespace {
 
-/// The script's text, from UTF-8; false for bytes that aren't.
+/// Reads the script's text from UTF-8; false if it isn't UTF-8.
 bool scriptText(HMODULE module, HRSRC resource, std::u16string& text) {
     const auto size = static_cast<int>(SizeofResource(module, resource));
     const auto* bytes = static_cast<const char*>(LoadResource(module, resource));
@@ -53,7 +53,8 @@ HRESULT runRegistryScript(HMODULE module, WORD resource, bool install,
 LSTATUS saveInstalledClasses(const WCHAR* path) noexcept {
     if (!path || !*path) return ERROR_INVALID_PARAMETER;
     std::optional<zlk::platform::PathTarget::Entry> entry;
-    // Outside of the store's lock: a drive's folder is a setting.
+    // The path is resolved before the store is locked, because the folder of a drive is itself a
+    // setting.
     const bool found = zlk::platform::withoutExceptions(false, [&] {
         std::optional target = zlk::platform::PathTarget::find(path);
         if (target) entry = target->entry();
@@ -62,6 +63,7 @@ LSTATUS saveInstalledClasses(const WCHAR* path) noexcept {
     if (!found) return static_cast<LSTATUS>(GetLastError());
     using zlk::platform::RegistryKeys;
     return RegistryKeys::run([&](RegistryKeys& keys) {
+        // Through the open folder, so that the file is made where the path was found to lead.
         keys.saveClasses("/proc/self/fd/" + std::to_string(entry->folder.get()) + '/' +
                          entry->name);
     });

@@ -121,7 +121,7 @@ struct VARDESC;
 /// Describes one type of a library. The caller owns what a call hands out: texts and objects as
 /// always, descriptions until the Release call of their name. GetDocumentation takes null for texts
 /// that aren't wanted. Calls return TYPE_E_ELEMENTNOTFOUND for an index or id that the type doesn't
-/// have, and E_INVALIDARG for a null out argument.
+/// have, and E_INVALIDARG for a null out argument (CreateInstance: E_POINTER).
 struct ITypeInfo : IUnknown {
     /// Freed by ReleaseTypeAttr.
     virtual HRESULT GetTypeAttr(TYPEATTR** attributes) noexcept = 0;

@@ -13,7 +13,8 @@
 namespace zlk::platform {
 namespace {
 
-/// Whatever the numeric type: it holds each 64-bit integer and each double exactly.
+/// One type for all numbers on their way: it can hold every 64-bit integer and every double
+/// exactly.
 using Number = long double;
 static_assert(std::numeric_limits<Number>::digits >= 64);
 
@@ -32,13 +33,14 @@ std::u16string_view trimmed(std::u16string_view text) {
 }
 
 HRESULT parseNumber(std::u16string_view text, Number& number) {
-    // Longer than any number that has to be told from its neighbours.
+    // Room for more digits than it takes to tell any number from its neighbours.
     char digits[128];
     text = trimmed(text);
     if (text.starts_with(u'+') && !text.starts_with(u"+-")) text.remove_prefix(1);
     if (text.empty() || text.size() > sizeof digits) return DISP_E_TYPEMISMATCH;
     for (std::size_t i = 0; i < text.size(); ++i) {
-        // Letters but the exponent's would be the words for infinity and for no number.
+        // from_chars would also accept the words for infinity and "not a number"; without letters
+        // but the exponent's it can't.
         const WCHAR unit = text[i];
         const bool fits = (unit >= u'0' && unit <= u'9') || unit == u'.' || unit == u'-' ||
                           unit == u'+' || unit == u'e' || unit == u'E';
@@ -51,6 +53,7 @@ HRESULT parseNumber(std::u16string_view text, Number& number) {
     return error == std::errc() && parsed == end ? S_OK : DISP_E_TYPEMISMATCH;
 }
 
+// The number in a value that isn't VT_BYREF; DISP_E_TYPEMISMATCH for a value that has none.
 HRESULT readNumber(const VARIANT& value, Number& number) {
     switch (value.vt) {
         case VT_EMPTY:
@@ -98,9 +101,10 @@ HRESULT readNumber(const VARIANT& value, Number& number) {
 
 template <class Integer>
 HRESULT storeInteger(Number number, Integer& field) {
+    // Rounds halves to the even number.
     const Number whole = std::nearbyint(number);
     using Limits = std::numeric_limits<Integer>;
-    // Written so that what isn't a number fails too.
+    // Both comparisons are false for "not a number", which so counts as an overflow.
     const bool fits =
         whole >= static_cast<Number>(Limits::min()) && whole <= static_cast<Number>(Limits::max());
     if (!fits) return DISP_E_OVERFLOW;
@@ -148,7 +152,8 @@ HRESULT storeNumber(Number number, VARIANT& target) {
     }
 }
 
-/// The digits that are the value's own: a double has 15, a float 7.
+/// Writes a number as text, with the digits that its type really carries: 15 for a double and 7 for
+/// a float. More digits would show rounding errors.
 std::string_view printNumber(const VARIANT& value, std::span<char> room) {
     char* const end = room.data() + room.size();
     const auto print = [&](auto number, auto... how) {
@@ -164,6 +169,7 @@ std::string_view printNumber(const VARIANT& value, std::span<char> room) {
         default:
             break;
     }
+    // All other types fit into 64 bits with a sign.
     VARIANT whole{};
     whole.vt = VT_I8;
     Number number = 0;
@@ -198,7 +204,7 @@ HRESULT storeObject(const VARIANT& value, VARIANT& target) {
     return SUCCEEDED(asked) ? S_OK : DISP_E_TYPEMISMATCH;
 }
 
-/// What a script prints for a truth value, besides the numbers.
+/// Whether a value is one of the words that scripts print for truth values.
 bool isTruthWord(const VARIANT& value, VARIANT_BOOL& truth) {
     if (value.vt != VT_BSTR) return false;
     const std::u16string_view text = trimmed(textOf(value.bstrVal));
@@ -211,7 +217,7 @@ bool isTruthWord(const VARIANT& value, VARIANT_BOOL& truth) {
     return true;
 }
 
-/// `value` is no reference, and `target` has its type.
+/// Converts `value`, which isn't VT_BYREF, to the type that `target` has already.
 HRESULT store(const VARIANT& value, VARIANT& target) {
     if (isObject(target.vt)) return storeObject(value, target);
     if (target.vt == VT_BSTR) return storeText(value, target);
@@ -267,8 +273,8 @@ HRESULT dereference(const VARIANT& source, VARIANT& value) noexcept {
         std::memcpy(&value.room, source.byref, size);
         return S_OK;
     }
-    // What a VARIANT refers to may be a reference in turn, but not one to a VARIANT: that could go
-    // round in a circle.
+    // The VARIANT that is pointed to may be VT_BYREF in turn, but not to another VARIANT, because
+    // such a chain could run in a circle.
     const VARIANT& inner = *source.pvarVal;
     return inner.vt == (VT_BYREF | VT_VARIANT) ? DISP_E_BADVARTYPE : dereference(inner, value);
 }

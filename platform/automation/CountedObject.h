@@ -1,5 +1,6 @@
 #pragma once
-// The three methods of IUnknown for objects of this library itself, which any thread may use.
+// A base for the platform's own reference-counted objects: the three methods of IUnknown with an
+// atomic count, so that any thread may use such an object.
 
 #include <atomic>
 
@@ -7,6 +8,8 @@
 
 namespace zlk::platform {
 
+/// Implements IUnknown for a class with one interface. The object starts with one reference, its
+/// maker's, and deletes itself with the last one.
 template <class Interface>
 class CountedObject : public Interface {
   public:
@@ -20,6 +23,8 @@ class CountedObject : public Interface {
     }
     ULONG AddRef() noexcept override { return count_.fetch_add(1, std::memory_order_relaxed) + 1; }
     ULONG Release() noexcept override {
+        // Acquire and release: the thread that deletes the object must see what the others did to
+        // it.
         const ULONG left = count_.fetch_sub(1, std::memory_order_acq_rel) - 1;
         if (left == 0) delete this;
         return left;

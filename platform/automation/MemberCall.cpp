@@ -9,6 +9,7 @@
 namespace zlk::platform {
 namespace {
 
+// No parameter has this place.
 constexpr std::size_t nowhere = typelib::mostParameters;
 
 VARTYPE typeOf(const TypeParameter& parameter) {
@@ -19,13 +20,14 @@ bool isOut(const TypeParameter& parameter) {
     return parameter.flags & typelib::out;
 }
 
+// Callers pass this value for an optional argument that they leave out.
 bool isLeftOut(const VARIANT& argument) {
     return argument.vt == VT_ERROR && argument.scode == DISP_E_PARAMNOTFOUND;
 }
 
-/// Whether the function may write a value of `type` to where the argument refers to.
+/// Whether an argument points to a place where the function may write a value of `type`.
 bool refersTo(const VARIANT& argument, VARTYPE type) {
-    // The two names of a 32-bit number.
+    // VT_INT and VT_I4 are two names of one type, and so are VT_UINT and VT_UI4.
     VARTYPE known = argument.vt & ~VT_BYREF;
     if (known == VT_INT) known = VT_I4;
     if (known == VT_UINT) known = VT_UI4;
@@ -79,7 +81,8 @@ HRESULT MemberCall::assign(UINT& argumentError) noexcept {
         (named > 0 && !arguments_.rgdispidNamedArgs))
         return E_INVALIDARG;
     for (UINT i = 0; i < count; ++i) {
-        // The last argument comes first.
+        // Arguments come in reverse order; the named ones, which come first, go where their names
+        // say.
         const std::size_t place =
             i < named ? placeOfNamed(arguments_.rgdispidNamedArgs[i]) : count - 1 - i;
         if (place == nowhere || places_[place].argument) {
@@ -93,6 +96,8 @@ HRESULT MemberCall::assign(UINT& argumentError) noexcept {
 
 HRESULT MemberCall::fill(const TypeParameter& parameter, Place& place) noexcept {
     const VARTYPE type = typeOf(parameter);
+    // The function writes into our own place, so that the caller's reference stays as it was if the
+    // call fails (handOut).
     if (isOut(parameter)) {
         if (place.argument && !refersTo(*place.argument, type)) return DISP_E_TYPEMISMATCH;
         if (place.argument && !place.argument->byref) return E_POINTER;
@@ -102,6 +107,7 @@ HRESULT MemberCall::fill(const TypeParameter& parameter, Place& place) noexcept 
         place.owned = true;
         return S_OK;
     }
+    // A VARIANT* gets the caller's VARIANT itself, or the one that it refers to, unconverted.
     VARIANT& argument = *place.argument;
     if (type == VT_VARIANT) {
         const bool isReference = argument.vt == (VT_BYREF | VT_VARIANT);
@@ -109,6 +115,7 @@ HRESULT MemberCall::fill(const TypeParameter& parameter, Place& place) noexcept 
         return S_OK;
     }
     if (isLeftOut(argument)) return DISP_E_PARAMNOTOPTIONAL;
+    // Borrowed from the caller: no copy needed.
     if (argument.vt == type) {
         place.value = argument;
         return S_OK;
@@ -131,6 +138,7 @@ HRESULT MemberCall::bind(UINT& argumentError) noexcept {
 HRESULT MemberCall::call(void* instance, std::size_t slot) noexcept {
     std::array<ffi_type*, typelib::mostParameters + 1> types;
     std::array<void*, typelib::mostParameters + 1> values;
+    // The first argument of a C++ member function is the object.
     types[0] = &ffi_type_pointer;
     values[0] = &instance;
     unsigned count = 1;
@@ -146,7 +154,7 @@ HRESULT MemberCall::call(void* instance, std::size_t slot) noexcept {
         return E_UNEXPECTED;
     using Function = void (*)();
     const auto* const table = *static_cast<Function* const*>(instance);
-    // The library widens a small result to a whole register.
+    // libffi widens a small result to a whole register.
     ffi_sarg result = 0;
     ffi_call(&interface, table[slot], &result, values.data());
     return static_cast<HRESULT>(result);
@@ -156,6 +164,7 @@ void MemberCall::handOut(VARIANT* result) noexcept {
     for (std::size_t i = 0; i < member_.parameters.size(); ++i) {
         Place& place = places_[i];
         if (!isOut(member_.parameters[i])) continue;
+        // The result comes after all parameters that callers pass.
         if (i == wanted_) {
             if (!result) continue;
             *result = place.value;
@@ -163,6 +172,7 @@ void MemberCall::handOut(VARIANT* result) noexcept {
             VariantClear(place.argument->pvarVal);
             *place.argument->pvarVal = place.value;
         } else {
+            // An out reference to a text may hold one, which the new text replaces.
             if (place.value.vt == VT_BSTR) SysFreeString(*place.argument->pbstrVal);
             std::memcpy(place.argument->byref, &place.value.room, sizeOfType(place.value.vt));
         }

@@ -1,5 +1,6 @@
 #pragma once
-// One call of a member by name: from the arguments of an automation call to those of a C++ one.
+// One call of a member by name: turns the arguments of an automation call into those of a C++ call,
+// by the member's description, and makes that call by libffi.
 
 #include <array>
 
@@ -8,40 +9,45 @@
 
 namespace zlk::platform {
 
+/// Used on one thread: bind(), then call(), then handOut() if that succeeded.
 class MemberCall {
   public:
-    /// Both are borrowed for the life of the call.
+    /// Both arguments are borrowed for the life of the object.
     MemberCall(const TypeMember& member, const DISPPARAMS& arguments) noexcept;
     ~MemberCall();
     MemberCall(const MemberCall&) = delete;
     MemberCall& operator=(const MemberCall&) = delete;
 
-    /// Gives each parameter its argument, converted. Failures as of IDispatch::Invoke, with the
-    /// place of the argument that is to blame.
+    /// Gives each parameter its argument, converted if need be. Failures as of IDispatch::Invoke,
+    /// with the index in rgvarg of the argument at fault.
     HRESULT bind(UINT& argumentError) noexcept;
-    /// Calls the function in that slot of the virtual table, after bind; gives its result.
+    /// Calls the function in a slot of the virtual table of `instance`, after bind(), and returns
+    /// its result.
     HRESULT call(void* instance, std::size_t slot) noexcept;
-    /// After a call that succeeded: what it gave goes to the caller's references, and to `result`,
-    /// which is empty and may be null.
+    /// After a call that succeeded: moves what the function returned into the caller's references,
+    /// and into `result`, which must be empty and may be null.
     void handOut(VARIANT* result) noexcept;
 
   private:
     /// What one parameter of the function gets.
     struct Place {
         VARIANT* argument;  // the caller's; null for the result
-        VARIANT value;      // what is passed, or what the function writes to
+        VARIANT value;      // what is passed, or what the function writes into
         void* pointer;      // what is passed where the parameter is a pointer
-        bool owned;         // the value is ours to clear
+        bool owned;         // `value` is ours to clear
     };
 
+    /// Finds the argument of each parameter.
     HRESULT assign(UINT& argumentError) noexcept;
+    /// The parameter that a named argument is for; `nowhere` if there is none.
     std::size_t placeOfNamed(DISPID name) const noexcept;
+    /// Prepares what is passed for one parameter.
     HRESULT fill(const TypeParameter& parameter, Place& place) noexcept;
 
     const TypeMember& member_;
     const DISPPARAMS& arguments_;
-    std::size_t wanted_;  // arguments: all parameters but the result
-    std::array<Place, typelib::mostParameters> places_;
+    std::size_t wanted_;  // number of arguments: all parameters but the result
+    std::array<Place, typelib::mostParameters> places_;  // one for each parameter
 };
 
 }  // namespace zlk::platform

@@ -16,7 +16,7 @@ MemberDescription::MemberDescription(const TypeMember& member, std::size_t slot,
         const auto type = static_cast<VARTYPE>(parameter.type);
         if (byDispatch && (parameter.flags & typelib::retval)) {
             elemdescFunc.tdesc.vt = type;
-            break;  // it is the last one
+            break;  // a retval parameter is always the last one
         }
         const auto place = static_cast<std::size_t>(cParams++);
         pointees_[place].vt = type;

@@ -1,5 +1,5 @@
 #pragma once
-// A member of a type library in the form of a FUNCDESC.
+// Builds the FUNCDESC of a type library's member.
 
 #include <array>
 
@@ -8,8 +8,9 @@
 
 namespace zlk::platform {
 
-/// The description and what it points to. `slot` is the member's place in the virtual table;
-/// `byDispatch` gives it the form that it has in a TKIND_DISPATCH.
+/// A FUNCDESC together with the arrays that it points to. `slot` is the member's place in the
+/// virtual table; with `byDispatch` it gets the form that it has in a TKIND_DISPATCH, where a
+/// retval parameter is described as the result.
 class MemberDescription : public FUNCDESC {
   public:
     MemberDescription(const TypeMember& member, std::size_t slot, bool byDispatch) noexcept;
@@ -17,6 +18,7 @@ class MemberDescription : public FUNCDESC {
     MemberDescription& operator=(const MemberDescription&) = delete;
 
   private:
+    // What the FUNCDESC's pointers lead to.
     std::array<ELEMDESC, typelib::mostParameters> parameters_{};
     std::array<TYPEDESC, typelib::mostParameters> pointees_{};
 };

@@ -16,17 +16,19 @@ namespace {
 
 using typelib::TypeKind;
 
-// An HREFTYPE is a place among the types of the same library, or one of these two.
-constexpr HREFTYPE otherSide = 0x10000;  // of a dual interface, by its place
-constexpr HREFTYPE baseType = 0x20000;   // by its place among the base types
+// An HREFTYPE is the place of a type in the same library, alone or with one of these two bits.
+constexpr HREFTYPE otherSide = 0x10000;  // the other side of that dual interface
+constexpr HREFTYPE baseType = 0x20000;   // the place is one among the base types
 
-/// What interfaces are based on, and where their own members begin in the virtual table. The
-/// members of these two are not described: nobody calls them by name.
+/// The base interfaces, and the slots of the virtual table where the members of interfaces based on
+/// them begin. Their own members aren't described, since nobody calls those by name.
 enum Base : HREFTYPE { Unknown, Dispatch };
 constexpr std::size_t slotsOf[] = {3, 7};
 
+// The id under which automation clients know the library of the base interfaces.
 const GUID baseLibraryId{0x00020430, 0, 0, {0xC0, 0, 0, 0, 0, 0, 0, 0x46}};
 
+// A library of the two base interfaces, made at its first use.
 struct BaseTypes {
     std::shared_ptr<const TypeLibrary> library = std::make_shared<const TypeLibrary>(
         TypeLibrary{.id = baseLibraryId,
@@ -65,7 +67,7 @@ HRESULT giveTypeInfo(std::shared_ptr<const TypeLibrary> library, std::size_t ind
     return *info ? S_OK : E_OUTOFMEMORY;
 }
 
-/// The place of a parameter among those that a caller by name gives arguments for.
+/// The place of a parameter among those that a caller by name passes arguments for.
 MEMBERID placeOf(std::u16string_view name, const TypeMember& member) {
     const auto found = std::ranges::find_if(member.parameters, [&](const TypeParameter& each) {
         return !(each.flags & typelib::retval) && equalIgnoringCase(each.name, name);
@@ -129,6 +131,7 @@ HRESULT TypeInfoObject::GetTypeAttr(TYPEATTR** attributes) noexcept {
         made->wTypeFlags = TYPEFLAG_FCANCREATE;
         return S_OK;
     }
+    // For a caller an interface is a pointer.
     made->cbSizeInstance = made->cbAlignment = sizeof(void*);
     made->cbSizeVft = static_cast<WORD>((firstSlot() + type_.members.size()) * sizeof(void*));
     if (type_.kind == TypeKind::DualInterface) {
@@ -174,6 +177,7 @@ HRESULT TypeInfoObject::GetNames(MEMBERID id, BSTR* names, UINT room, UINT* coun
     *count = 0;
     const TypeMember* const member = find(id, static_cast<WORD>(~0));
     if (!member) return TYPE_E_ELEMENTNOTFOUND;
+    // S_FALSE means that there is no room for more names, which is a success.
     const auto give = [&](std::u16string_view name) {
         if (*count >= room) return S_FALSE;
         const HRESULT given = giveText(name, &names[*count]);
@@ -186,6 +190,7 @@ HRESULT TypeInfoObject::GetNames(MEMBERID id, BSTR* names, UINT room, UINT* coun
         if (!isDispatch() || !(parameter.flags & typelib::retval)) given = give(parameter.name);
     }
     if (SUCCEEDED(given)) return S_OK;
+    // After a failure the caller gets nothing.
     while (*count > 0) SysFreeString(std::exchange(names[--*count], nullptr));
     return given;
 }
@@ -239,7 +244,7 @@ HRESULT TypeInfoObject::GetIDsOfNames(WCHAR** names, UINT count, MEMBERID* ids) 
     for (const TypeMember& member : type_.members) {
         if (!isMember(member)) continue;
         ids[0] = member.id;
-        // The reader and the writer of a property have parameters of their own.
+        // The reader and the writer of a property share a name and have different parameters.
         for (UINT i = 1; i < count; ++i)
             if (ids[i] == DISPID_UNKNOWN && names[i]) ids[i] = placeOf(names[i], member);
     }
@@ -262,6 +267,7 @@ HRESULT TypeInfoObject::Invoke(void* instance, MEMBERID id, WORD flags, DISPPARA
         if (argumentError) *argumentError = wrong;
         return bound;
     }
+    // The members of a type stand in the order of its virtual table.
     const auto slot = firstSlot() + static_cast<std::size_t>(member - type_.members.data());
     const HRESULT called = call.call(instance, slot);
     if (FAILED(called)) {
@@ -275,7 +281,7 @@ HRESULT TypeInfoObject::Invoke(void* instance, MEMBERID id, WORD flags, DISPPARA
 void TypeInfoObject::explain(const TypeMember& member, HRESULT failure,
                              EXCEPINFO* exception) const noexcept {
     if (!exception) return;
-    // What there is no memory for stays away: the number is what counts.
+    // Texts for which there is no memory are left out: the caller mostly needs the number.
     std::array<WCHAR, 256> text;
     const DWORD length =
         FormatMessageW(FORMAT_MESSAGE_FROM_SYSTEM, nullptr, static_cast<DWORD>(failure), 0,

@@ -1,5 +1,5 @@
 #pragma once
-// The description of one type, as applications hold it.
+// The ITypeInfo of one type of a library.
 
 #include <memory>
 
@@ -9,12 +9,13 @@
 
 namespace zlk::platform {
 
-/// As which of its two sides a dual interface is described.
+/// A dual interface has two descriptions: by dispatch ids, and as a virtual table.
 enum class TypeSide { Dispatch, VirtualTable };
 
 class TypeInfoObject final : public CountedObject<ITypeInfo> {
   public:
-    /// A type by its place in the library. Other types than dual interfaces have one side only.
+    /// Describes the type at `index` of a library, which is kept alive. `side` matters for dual
+    /// interfaces only.
     TypeInfoObject(std::shared_ptr<const TypeLibrary> library, std::size_t index,
                    TypeSide side) noexcept;
 
@@ -42,21 +43,25 @@ class TypeInfoObject final : public CountedObject<ITypeInfo> {
     void ReleaseVarDesc(VARDESC* variable) noexcept override;
 
   private:
+    /// Whether this is the dispatch side of a dual interface.
     bool isDispatch() const noexcept;
+    /// The slot of the first own member in the virtual table.
     std::size_t firstSlot() const noexcept;
+    /// The member with an id and one of `kinds` (INVOKEKIND bits); null if there is none.
     const TypeMember* find(MEMBERID id, WORD kinds) const noexcept;
+    /// Fills in `exception`, which may be null, for a member that failed.
     void explain(const TypeMember& member, HRESULT failure, EXCEPINFO* exception) const noexcept;
 
     std::shared_ptr<const TypeLibrary> library_;
-    std::size_t index_;
-    const TypeEntry& type_;  // of library_
+    std::size_t index_;      // place in the library
+    const TypeEntry& type_;  // part of *library_
     TypeSide side_;
 };
 
-/// What a type of that place is from outside.
+/// The kind that a type has for callers.
 TYPEKIND kindOf(const TypeEntry& type) noexcept;
 
-/// Texts for those of the places that aren't null.
+/// Gives name and help text, for those of the four out arguments that aren't null. E_OUTOFMEMORY.
 HRESULT giveDocumentation(std::u16string_view ownName, std::u16string_view ownHelp, BSTR* name,
                           BSTR* help, DWORD* helpContext, BSTR* helpFile) noexcept;
 

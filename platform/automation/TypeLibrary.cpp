@@ -21,12 +21,14 @@ bool isKnown(typelib::ValueType type) {
     return false;
 }
 
+// Thrown for bytes that aren't a library; never leaves this file.
 struct Malformed {};
 
 void require(bool condition) {
     if (!condition) throw Malformed();
 }
 
+// Reads a table from its front and never beyond its end.
 class Cursor {
   public:
     explicit Cursor(std::span<const std::byte> bytes) : rest_(bytes) {}
@@ -59,12 +61,15 @@ class Cursor {
     std::span<const std::byte> rest_;
 };
 
+// Reads a library. Each table has a cursor, because the records of one table say how many of the
+// next one belong to them.
 class Reader {
   public:
     explicit Reader(std::span<const std::byte> bytes) : header_(bytes) {}
     TypeLibrary read();
 
   private:
+    // The text that begins at an offset of the texts; name() doesn't allow an empty one.
     std::u16string text(std::uint32_t at) const;
     std::u16string name(std::uint32_t at) const;
     TypeParameter parameter();
@@ -102,7 +107,8 @@ TypeParameter Reader::parameter() {
     const bool isRetval = parameter.flags & typelib::retval;
     require(parameter.flags <= (typelib::in | typelib::out | typelib::retval) && isIn != isOut);
     require(isOut || !isRetval);
-    // Where a call writes its result it needs a place, and a VARIANT is never passed by value.
+    // An out parameter is a pointer to where the function writes, and a VARIANT is never passed by
+    // value. MemberCall relies on this.
     require(parameter.isPointer == (isOut || parameter.type == typelib::ValueType::Variant));
     return parameter;
 }
@@ -119,7 +125,7 @@ TypeMember Reader::member() {
     const std::uint32_t count = functions_.number();
     require(count <= typelib::mostParameters);
     while (member.parameters.size() < count) {
-        // The result comes last.
+        // Nothing may follow the result.
         require(!member.returnsValue());
         member.parameters.push_back(parameter());
     }
@@ -158,6 +164,8 @@ TypeLibrary Reader::read() {
                         importedAt = header_.number();
     const std::uint64_t typeCount = header_.number(), functionCount = header_.number(),
                         parameterCount = header_.number(), textSize = header_.number();
+    // take() checks each size against what is left, and no product of these 32-bit counts overflows
+    // 64 bits.
     types_ = Cursor(header_.take(typeCount * typelib::typeSize));
     functions_ = Cursor(header_.take(functionCount * typelib::functionSize));
     parameters_ = Cursor(header_.take(parameterCount * typelib::parameterSize));
@@ -169,6 +177,7 @@ TypeLibrary Reader::read() {
     library.help = text(helpAt);
     library.imported = text(importedAt);
     while (!types_.isAtEnd()) library.types.push_back(type());
+    // Every record belongs to some type, and a class to an interface of this library.
     require(functions_.isAtEnd() && parameters_.isAtEnd());
     for (const TypeEntry& each : library.types) {
         const bool isClass = each.kind == typelib::TypeKind::Class;

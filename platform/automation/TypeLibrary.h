@@ -1,6 +1,7 @@
 #pragma once
-// What a type library says: its types, with their members and the members' parameters. It is read
-// as a stranger's: whoever put it beside a module may have cut it off or scribbled over it.
+// A type library in memory: its types, with their members and the members' parameters; and the
+// reader of its file. The reader trusts nothing: whoever put the file beside a module may have cut
+// it off or overwritten it.
 
 #include <cstddef>
 #include <optional>
@@ -16,30 +17,33 @@ namespace zlk::platform {
 struct TypeParameter {
     std::u16string name;
     typelib::ValueType type;
-    bool isPointer;  ///< to one of that type
+    bool isPointer;  ///< to a value of that type
     WORD flags;      ///< typelib::in, out, retval
 };
 
+/// A method of an interface, or the reader or writer of a property.
 struct TypeMember {
     std::u16string name, help;
     LONG id;
     typelib::FunctionKind kind;
     std::vector<TypeParameter> parameters;
 
-    /// Whether the last parameter is the place of what a caller by name gets as the result.
+    /// Whether the last parameter receives what a caller by name gets as the result.
     bool returnsValue() const {
         return !parameters.empty() && (parameters.back().flags & typelib::retval);
     }
 };
 
+/// An interface or a class.
 struct TypeEntry {
     GUID id;
     typelib::TypeKind kind;
     std::u16string name, help;
     std::vector<TypeMember> members;   ///< of an interface, in the order of its virtual table
-    std::size_t defaultInterface = 0;  ///< of a class, by place among the types
+    std::size_t defaultInterface = 0;  ///< of a class: place in TypeLibrary::types
 };
 
+/// All of a library; `imported` is the name of the library that it is built on.
 struct TypeLibrary {
     GUID id;
     WORD majorVersion, minorVersion;
@@ -48,11 +52,12 @@ struct TypeLibrary {
     std::vector<TypeEntry> types;
 };
 
-/// With the longest text it bounds what a small file can make of itself by naming one text often.
+/// The largest file in bytes. Together with the longest text this limits the memory that a small
+/// file can use up by naming one text very often.
 inline constexpr std::size_t largestTypeLibrary = 1 << 20;
 
-/// Nothing for bytes that aren't such a library, whole and without anything over, or that are more
-/// than the largest one has.
+/// Reads a library from the bytes of its file. None if they aren't exactly one whole library, or
+/// are more than the largest file has.
 std::optional<TypeLibrary> readTypeLibrary(std::span<const std::byte> bytes);
 
 }  // namespace zlk::platform

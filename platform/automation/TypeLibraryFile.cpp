@@ -13,6 +13,7 @@
 namespace zlk::platform {
 namespace {
 
+// The number of the resource if the path names none.
 constexpr WORD usualResource = 1;
 
 HRESULT parse(std::span<const std::byte> bytes, FoundTypeLibrary& found) {
@@ -30,6 +31,7 @@ HRESULT readResource(HMODULE module, WORD number, FoundTypeLibrary& found) {
 }
 
 HRESULT readModule(const std::u16string& path, WORD number, FoundTypeLibrary& found) {
+    // The library is copied out of the module, which needn't stay loaded.
     struct Unload {
         HMODULE module;
         ~Unload() { FreeLibrary(module); }
@@ -40,25 +42,27 @@ HRESULT readModule(const std::u16string& path, WORD number, FoundTypeLibrary& fo
     return readResource(module, number, found);
 }
 
-/// TYPE_E_CANTLOADLIBRARY for a file that doesn't begin as a library does. A library is trusted as
-/// a module is: it says where calls jump to in an object's virtual table.
+/// Reads a library from a file of its own. TYPE_E_CANTLOADLIBRARY for a file that doesn't begin as
+/// a library does. The file must be as trustworthy as a module, because it decides where calls jump
+/// to in an object's virtual table.
 HRESULT readFile(const std::u16string& path, FoundTypeLibrary& found) {
     const std::string name = findModuleFile(path);
     const TrustedFile file = name.empty() ? TrustedFile() : openTrusted(name);
     if (!file) return resultOfLoading(TYPE_E_CANTLOADLIBRARY);
     if (readSmallFile(file.path, typelib::magic.size()) != typelib::magic)
         return TYPE_E_CANTLOADLIBRARY;
-    // One byte more than the largest has, which is refused.
+    // One byte more than the largest file may have, so that a larger one is noticed and refused.
     const std::string bytes = readSmallFile(file.path, largestTypeLibrary + 1);
     return parse(std::as_bytes(std::span(bytes)), found);
 }
 
+// A path may lead to a library or to a module with one; only a module has numbered resources.
 HRESULT readEither(const std::u16string& path, WORD number, FoundTypeLibrary& found) {
     const HRESULT read = number == usualResource ? readFile(path, found) : TYPE_E_CANTLOADLIBRARY;
     return read == TYPE_E_CANTLOADLIBRARY ? readModule(path, number, found) : read;
 }
 
-/// The number of a resource behind the last backslash; 0 if there is none.
+/// The number after the last backslash; 0 if there is none.
 WORD numberAtEnd(const std::u16string& path, std::size_t backslash) {
     const std::string digits = utf8Text(path.substr(backslash + 1));
     const char* const end = digits.data() + digits.size();
@@ -72,6 +76,7 @@ WORD numberAtEnd(const std::u16string& path, std::size_t backslash) {
 HRESULT loadTypeLibrary(const std::u16string& path, FoundTypeLibrary& found) {
     found.path = path;
     const HRESULT read = readEither(path, usualResource, found);
+    // The whole path is tried first, because the last component of a real path may be a number too.
     const std::size_t backslash = path.rfind(u'\\');
     if (read != TYPE_E_CANTLOADLIBRARY || backslash == path.npos) return read;
     const WORD number = numberAtEnd(path, backslash);

@@ -1,5 +1,5 @@
 #pragma once
-// Where type libraries lie: in a module, or in a file of their own.
+// Finds type libraries, in a module or in a file of their own, and reads them.
 
 #include <memory>
 #include <string>
@@ -15,11 +15,11 @@ struct FoundTypeLibrary {
     std::u16string path;
 };
 
-/// Results as of LoadTypeLib.
+/// The body of LoadTypeLib. Results as of that.
 HRESULT loadTypeLibrary(const std::u16string& path, FoundTypeLibrary& found);
 
-/// The library of a loaded module: its TYPELIB resource, or without one the file beside it that
-/// has `.tlb` for the module's extension.
+/// Reads the library of a loaded module: its TYPELIB resource or, if there is none, the file beside
+/// the module with the extension `.tlb`.
 HRESULT loadOwnTypeLibrary(HMODULE module, FoundTypeLibrary& found);
 
 }  // namespace zlk::platform

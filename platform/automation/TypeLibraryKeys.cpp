@@ -29,11 +29,13 @@ ScriptKey key(std::u16string name, std::vector<ScriptValue> values,
     return {.name = std::move(name), .values = std::move(values), .keys = std::move(keys)};
 }
 
+// An interface that the library describes; both are texts as they are written.
 struct DescribedInterface {
     std::u16string id, name;
 };
 
-/// The keys and values of a library. To take them away, only their names count.
+/// The keys and values of a library, which are written and removed as a registrar's script. For
+/// removing, only the names of keys and values matter.
 struct LibraryKeys {
     TypeLibraryName name;
     SYSKIND system;
@@ -61,7 +63,7 @@ std::vector<ScriptRoot> LibraryKeys::script() const {
     return {{HKEY_CLASSES_ROOT, {std::move(libraries), std::move(interfaceKeys)}}};
 }
 
-/// The names of the keys below one of HKEY_CLASSES_ROOT; none where there is no such key.
+/// The names of the subkeys of a key of HKEY_CLASSES_ROOT; none if there is no such key.
 std::vector<std::u16string> namesBelow(const std::u16string& path) {
     std::vector<std::u16string> names;
     HKEY opened = nullptr;
@@ -76,7 +78,7 @@ std::vector<std::u16string> namesBelow(const std::u16string& path) {
     }
 }
 
-/// Whether an interface is said to be described by that very library.
+/// Whether the registered description of an interface is in this very library and version.
 bool isOf(const std::u16string& interfaceId, const TypeLibraryName& library) {
     const std::u16string described = u"Interface\\" + interfaceId + u"\\TypeLib";
     HKEY opened = nullptr;
@@ -117,6 +119,7 @@ HRESULT addInterface(ITypeLib& library, UINT index, LibraryKeys& keys) {
         FAILED(got))
         return got;
     if (const HRESULT got = info->GetTypeAttr(&attributes); FAILED(got)) return got;
+    // Copied, since the attributes are freed before they are used.
     const GUID id = attributes->guid;
     info->ReleaseTypeAttr(attributes);
     keys.interfaces.push_back({guidText(id), std::u16string(name.view())});
@@ -134,6 +137,7 @@ HRESULT resultOf(LSTATUS status) {
 HRESULT findTypeLibrary(const TypeLibraryName& name, std::u16string& path) {
     const std::u16string version = formatText(u"TypeLib\\%s\\%s", guidText(name.id),
                                               versionText(name.majorVersion, name.minorVersion));
+    // The wanted locale first, then all that are registered.
     std::vector<std::u16string> locales = namesBelow(version);
     locales.insert(locales.begin(), formatText(u"%x", name.locale));
     for (const std::u16string& locale : locales) {
@@ -164,7 +168,7 @@ HRESULT removeTypeLibraryKeys(const TypeLibraryName& name, SYSKIND kind) {
     LibraryKeys keys{};
     keys.name = name;
     keys.system = kind;
-    // The library itself may be gone already.
+    // The library's file may be gone already, so its interfaces are found by their keys.
     for (const std::u16string& id : namesBelow(u"Interface"))
         if (isOf(id, name)) keys.interfaces.push_back({id, {}});
     return resultOf(runScript(keys.script(), false));

@@ -1,5 +1,5 @@
 #pragma once
-// What HKEY_CLASSES_ROOT says of type libraries:
+// The keys of HKEY_CLASSES_ROOT by which type libraries are registered:
 //
 //     TypeLib\<id>\<version>                  the library's help string
 //         <locale>\win64                      the path, as LoadTypeLib takes it
@@ -7,7 +7,7 @@
 //     Interface\<interface id>                the interface's name
 //         TypeLib                             the library's id, and its Version
 //
-// Versions and locales are hexadecimal, as 1.0 and 409.
+// Versions and locales are hexadecimal, such as 1.0 and 409.
 
 #include <string>
 
@@ -18,17 +18,18 @@ namespace zlk::platform {
 /// The kind of system whose modules this process loads.
 inline constexpr SYSKIND ownSystem = sizeof(void*) == 8 ? SYS_WIN64 : SYS_WIN32;
 
+/// What a library is registered under.
 struct TypeLibraryName {
     GUID id;
     WORD majorVersion, minorVersion;
     DWORD locale;
 };
 
-/// The path that is registered; TYPE_E_LIBNOTREGISTERED, or the HRESULT of a registry that can't be
-/// read.
+/// Finds the path of a registered library. TYPE_E_LIBNOTREGISTERED, or the HRESULT of a registry
+/// that can't be read.
 HRESULT findTypeLibrary(const TypeLibraryName& name, std::u16string& path);
 
-/// As RegisterTypeLib and UnRegisterTypeLib.
+/// The bodies of RegisterTypeLib and UnRegisterTypeLib.
 HRESULT writeTypeLibraryKeys(ITypeLib& library, const std::u16string& path,
                              const std::u16string& helpFolder);
 HRESULT removeTypeLibraryKeys(const TypeLibraryName& name, SYSKIND kind);

@@ -12,7 +12,7 @@
 namespace zlk::platform {
 namespace {
 
-/// A name as the library spells it, and what it is one of.
+/// A name in the library's spelling, and the id of its member (MEMBERID_NIL for a type).
 struct KnownName {
     const std::u16string& spelling;
     MEMBERID id;
@@ -91,7 +91,7 @@ HRESULT TypeLibraryObject::IsName(WCHAR* name, ULONG, BOOL* found) noexcept {
     for (const TypeEntry& type : library_->types) {
         const auto known = findIn(type, name);
         if (!known) continue;
-        // As long as the one that was given: only the case of its letters differs.
+        // The spelling has the length of the caller's name: only the case of letters differs.
         known->spelling.copy(name, known->spelling.size());
         *found = true;
         break;

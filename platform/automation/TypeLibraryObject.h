@@ -1,5 +1,5 @@
 #pragma once
-// A type library, as applications hold it.
+// The ITypeLib of a library.
 
 #include <memory>
 
@@ -9,6 +9,7 @@
 
 namespace zlk::platform {
 
+/// Several objects may share one library, which is never changed.
 class TypeLibraryObject final : public CountedObject<ITypeLib> {
   public:
     explicit TypeLibraryObject(std::shared_ptr<const TypeLibrary> library) noexcept;

@@ -13,7 +13,7 @@
 namespace zlk::platform {
 namespace {
 
-constexpr DWORD graceTicks = 10'000;
+constexpr DWORD graceTicks = 10'000;  // ms
 
 HRESULT modulePathOf(const GUID& clsid, std::u16string& path) {
     const HRESULT read = readClassText(u"CLSID\\" + guidText(clsid) + u"\\InprocServer32",
@@ -22,6 +22,7 @@ HRESULT modulePathOf(const GUID& clsid, std::u16string& path) {
 }
 
 LSTATUS readText(const std::u16string& key, std::u16string& text) {
+    // Units. Nearly all paths fit into the first room, and then one read is enough.
     constexpr std::size_t usual = 260, longest = 32768;
     constexpr auto none = static_cast<LSTATUS>(ERROR_FILE_NOT_FOUND);
     HKEY opened = nullptr;
@@ -100,7 +101,7 @@ HRESULT LoadedClass::load(const GUID& clsid, std::shared_ptr<LoadedClass>& loade
     const HRESULT got =
         getClassObject(clsid, iidOf<IClassFactory>, reinterpret_cast<void**>(made->factory_.out()));
     if (FAILED(got)) {
-        made->factory_.detach();  // what a failed call left there is nobody's
+        made->factory_.detach();  // a failing call may leave anything there
         return got;
     }
     if (!made->factory_) return CO_E_ERRORINDLL;
@@ -110,6 +111,7 @@ HRESULT LoadedClass::load(const GUID& clsid, std::shared_ptr<LoadedClass>& loade
 
 void LoadedClass::noteUse() noexcept {
     const std::thread::id me = std::this_thread::get_id();
+    // Read first, because the exchange is needed only when another thread comes.
     if (user_.load(std::memory_order_relaxed) != me && user_.exchange(me) != std::thread::id())
         usedByOthers_ = true;
     used_.store(true, std::memory_order_relaxed);
@@ -118,6 +120,7 @@ void LoadedClass::noteUse() noexcept {
 bool LoadedClass::mayUnload() noexcept {
     const bool idle = canUnloadNow_ && canUnloadNow_() == S_OK;
     if (idle && user_ == std::this_thread::get_id() && !usedByOthers_) return true;
+    // Idle now, at the last call, and unused between the two: only then does the time count.
     const bool used = used_.exchange(false);
     const bool stillIdle = idle && idle_ && !used;
     idle_ = idle;
@@ -130,10 +133,12 @@ ClassTable& ClassTable::instance() {
     return *table;
 }
 
-// A child that is forked by another thread than the one that holds the lock would never get it.
+// A fork waits for the lock: in the child only the forking thread exists, and a lock that another
+// one held at that moment would never be released there.
 ClassTable::ClassTable() {
     pthread_atfork([] { instance().mutex_.lock(); }, [] { instance().mutex_.unlock(); },
-                   // By its number the child's thread isn't the one that took it: made anew.
+                   // The child's thread has another id than the one that took the lock, so it can't
+                   // unlock it; the lock is made anew.
                    [] { ::new (&instance().mutex_) std::shared_mutex; });
 }
 
@@ -148,8 +153,8 @@ HRESULT ClassTable::find(const GUID& clsid, std::shared_ptr<LoadedClass>& loaded
     }
     std::shared_ptr<LoadedClass> made;
     if (const HRESULT result = LoadedClass::load(clsid, made); FAILED(result)) return result;
-    // Two threads may have loaded it: the first one's entry counts. The other one has made no
-    // object, and goes with `made`, behind the lock.
+    // Two threads may have loaded the class at once. The first one's entry stays; the other one's
+    // has made no object yet, and ends with `made`, after the lock is released.
     const std::unique_lock lock(mutex_);
     loaded = classes_.try_emplace(clsid, made).first->second;
     loaded->noteUse();
@@ -157,13 +162,14 @@ HRESULT ClassTable::find(const GUID& clsid, std::shared_ptr<LoadedClass>& loaded
 }
 
 void ClassTable::freeUnused() noexcept {
-    Classes dropped;  // ends behind the lock, since modules run code when they are unloaded
+    Classes dropped;  // ends after the lock: unloading runs code of modules
     const std::unique_lock lock(mutex_);
     for (auto next = classes_.begin(); next != classes_.end();) {
         const auto entry = next++;
         if (entry->second.use_count() != 1) continue;
-        // The call that let go of the entry last has made its object. Letting go of a copy comes
-        // behind that, so what it did to the module's count is seen.
+        // A use count of 1 means that every call that used the entry has made its object and
+        // dropped its reference. Copying and dropping a reference here orders us after those calls,
+        // so that what they did to the module's count is visible.
         std::shared_ptr(entry->second).reset();
         if (entry->second->mayUnload()) dropped.insert(classes_.extract(entry));
     }

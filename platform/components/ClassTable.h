@@ -1,18 +1,20 @@
 #pragma once
 // The component classes that this process has loaded.
 //
-// A class that is in the table costs a look-up under a shared lock. No lock is held while the
-// registry is read or code of a module runs, so that a module may make objects of other classes,
-// or of its own, from wherever it is called: its factory, a constructor, its own loading. The one
-// exception is DllCanUnloadNow, which answers from a count: as long as the table is locked nobody
-// can begin to make an object, so the answer still holds when the entry is taken out.
+// Finding a class that is in the table costs a look-up under a shared lock. No lock is held while
+// the registry is read or while a module's code runs, so that a module may make objects of other
+// classes, or of its own, from anywhere: its factory, a constructor, its static initialization. The
+// one exception is DllCanUnloadNow, which only reads a count: as long as the table is locked nobody
+// can begin to make an object, so its answer still holds when the entry is removed.
 //
-// An entry keeps its module loaded, once for each class, and is shared between the table and the
-// calls that are making an object from it: such a call's object isn't in the module's count yet,
-// so an entry that is in use stays. On the other end of an object's life its last Release leaves
-// the module some instructions after the count has dropped. Objects belong to the thread that made
-// them, so that is no matter to a caller who made them all. Where other threads did, a module goes
-// only after it has been found idle, unused in between, for ten seconds.
+// An entry keeps its module loaded, with a load of its own for each class. It is shared by the
+// table and the calls that are just making an object with it: that object isn't in the module's
+// count yet, so an entry that is in use stays.
+//
+// At the end of an object's life, its last Release runs some instructions of the module after the
+// count has dropped. That doesn't matter to a caller of CoFreeUnusedLibraries that made all objects
+// itself, because objects are used on the thread that made them. If other threads made objects, the
+// module is unloaded only after it was found idle, and unused since, for ten seconds.
 
 #include <atomic>
 #include <map>
@@ -28,9 +30,10 @@ namespace zlk::platform {
 /// A class's factory and the module that it is in.
 class LoadedClass {
   public:
-    /// Results as of CoCreateInstance.
+    /// Loads the module of a class and gets its factory. Results as of CoCreateInstance.
     static HRESULT load(const GUID& clsid, std::shared_ptr<LoadedClass>& loaded);
 
+    /// Takes over one load of the module.
     explicit LoadedClass(HMODULE module) noexcept;
     ~LoadedClass();
     LoadedClass(const LoadedClass&) = delete;
@@ -38,22 +41,23 @@ class LoadedClass {
 
     IClassFactory& factory() const noexcept { return *factory_.get(); }
 
-    /// Before the calling thread makes an object, with the table locked, shared or not.
+    /// Notes that the calling thread makes an object. Called with the table locked, shared or not.
     void noteUse() noexcept;
-    /// Whether the module may be unloaded now, as far as this class goes; with the table locked.
+    /// Whether the module may be unloaded now, as far as this class is concerned. Called with the
+    /// table locked exclusively.
     bool mayUnload() noexcept;
 
   private:
     HMODULE module_;
-    // Looked up when the module is loaded: a thread that holds the loader's own lock may be waiting
-    // for the table's.
+    // The module's function, looked up when it was loaded: looking up takes the dynamic loader's
+    // lock, and a thread that holds that lock may be waiting for the table's.
     HRESULT (*canUnloadNow_)() noexcept;
     ComPtr<IClassFactory> factory_;
-    std::atomic<std::thread::id> user_;
+    std::atomic<std::thread::id> user_;       ///< the thread that made an object last
     std::atomic<bool> usedByOthers_ = false;  ///< a thread other than user_ made an object
     std::atomic<bool> used_ = false;          ///< an object was made since the last mayUnload()
     bool idle_ = false;                       ///< the module was idle at the last mayUnload()
-    DWORD idleSince_ = 0;
+    DWORD idleSince_ = 0;                     ///< tick count; valid while idle_
 };
 
 class ClassTable {
@@ -62,8 +66,10 @@ class ClassTable {
     static ClassTable& instance();
     ClassTable();
 
-    /// The class, loaded if it isn't yet. Results as of CoCreateInstance.
+    /// Gives the class, which is loaded if it isn't in the table yet. Results as of
+    /// CoCreateInstance.
     HRESULT find(const GUID& clsid, std::shared_ptr<LoadedClass>& loaded);
+    /// The body of CoFreeUnusedLibraries.
     void freeUnused() noexcept;
 
   private:
@@ -72,20 +78,20 @@ class ClassTable {
             return std::memcmp(&a, &b, sizeof(GUID)) < 0;
         }
     };
-    // A tree: taking an entry out of it needs no memory.
+    // A tree, because moving an entry from one to another allocates no memory and can't fail.
     using Classes = std::map<GUID, std::shared_ptr<LoadedClass>, Order>;
 
     std::shared_mutex mutex_;
     Classes classes_;
 };
 
-/// The default text of a key below HKEY_CLASSES_ROOT, up to its first zero. `none` for a key that
-/// isn't there or has no such text, or one longer than any path; the HRESULT of a registry that
-/// can't be read.
+/// Reads the default value of a key below HKEY_CLASSES_ROOT, up to its first zero. Returns `none`
+/// for a key that isn't there, that has no such text, or whose text is longer than any path; the
+/// HRESULT of a registry that can't be read.
 HRESULT readClassText(const std::u16string& key, HRESULT none, std::u16string& text);
 
-/// What LoadLibraryW's last error makes of a call: `notLoaded` but for a want of memory or of
-/// descriptors.
+/// The result of a call for which LoadLibraryW has just failed: `notLoaded`, but for a want of
+/// memory or descriptors the HRESULT of that.
 HRESULT resultOfLoading(HRESULT notLoaded) noexcept;
 
 /// The text of a class id with its braces.

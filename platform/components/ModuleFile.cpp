@@ -20,8 +20,9 @@
 namespace zlk::platform {
 namespace {
 
-/// By which names a path text leads to a regular file: anything else could keep the loader waiting
-/// for a writer. Links stand in it as they are. Empty with the last error.
+/// The path of this machine to the regular file that a path text means, with symbolic links as they
+/// are. Anything but a regular file is refused, because the loader could wait for a writer there.
+/// Empty with the last error.
 std::string regularFile(const std::u16string& name) {
     std::optional<PathTarget> target = PathTarget::find(name.c_str());
     const Descriptor file = target ? target->open(O_PATH | O_CLOEXEC) : Descriptor();
@@ -38,11 +39,13 @@ std::string regularFile(const std::u16string& name) {
     return folder / target->way();
 }
 
-/// A want of descriptors says nothing about the file.
+/// Any failure means that the module wasn't found, except a want of descriptors, which says nothing
+/// about the file.
 void setModuleNotFound() noexcept {
     if (GetLastError() != ERROR_TOO_MANY_OPEN_FILES) SetLastError(ERROR_MOD_NOT_FOUND);
 }
 
+// ASCII is enough: this is for names of modules of ours.
 std::u16string lowerCase(std::u16string_view name) {
     std::u16string lower(name);
     for (char16_t& unit : lower)
@@ -53,6 +56,7 @@ std::u16string lowerCase(std::u16string_view name) {
 }  // namespace
 
 std::string findModuleFile(std::u16string_view name) {
+    // The extension that callers use, where files here have `.so`.
     constexpr std::u16string_view foreign = u".dll";
     std::u16string wanted(name);
     if (name.find_first_of(u"/\\:") == std::u16string_view::npos)
@@ -76,12 +80,14 @@ bool isWholeModule(const std::string& path) {
     setModuleNotFound();
     struct stat status;
     ElfW(Ehdr) header;
+    // More segments than any module has; a larger table is refused.
     std::array<ElfW(Phdr), 64> segments;
     if (::fstat(file.get(), &status) != 0 ||
         ::pread(file.get(), &header, sizeof header, 0) != sizeof header ||
         std::memcmp(header.e_ident, ELFMAG, SELFMAG) != 0 ||
         header.e_phentsize != sizeof segments[0] || header.e_phnum > segments.size())
         return false;
+    // The program headers say which parts of the file are mapped.
     const std::size_t bytes = header.e_phnum * sizeof segments[0];
     if (::pread(file.get(), segments.data(), bytes, static_cast<off_t>(header.e_phoff)) !=
         static_cast<ssize_t>(bytes))

@@ -1,18 +1,19 @@
 #pragma once
-// From the name of a module to the file that is loaded.
+// Finds the file of a module by the name that callers use.
 
 #include <string>
 #include <string_view>
 
 namespace zlk::platform {
 
-/// The absolute path of the module file that `name` stands for (see LoadLibraryW), which may lead
-/// through links. Empty with ERROR_MOD_NOT_FOUND where there is no such file, or
+/// The absolute path of the module file that `name` stands for (see LoadLibraryW); symbolic links
+/// in it aren't resolved. Empty with ERROR_MOD_NOT_FOUND if there is no such file, or with
 /// ERROR_TOO_MANY_OPEN_FILES.
 std::string findModuleFile(std::u16string_view name);
 
-/// Whether the file holds all that its headers say is to be mapped; false with the same errors.
-/// The loader doesn't ask, and a module that was copied halfway would end this process.
+/// Whether a file has all the bytes that its ELF headers want mapped; false with the same errors.
+/// The dynamic loader doesn't check that, and SIGBUS would end this process when it touches a page
+/// of a module that was copied only in part.
 bool isWholeModule(const std::string& path);
 
 }  // namespace zlk::platform

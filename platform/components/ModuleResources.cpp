@@ -6,11 +6,11 @@
 namespace zlk::platform {
 namespace {
 
-constexpr char ownerName[] = "ZlkCamTr";  // counted with its terminator
-constexpr std::size_t ownerRoom = 12;     // filled up to whole words
+constexpr char ownerName[] = "ZlkCamTr";  // its size counts the terminator
+constexpr std::size_t ownerRoom = 12;     // the name is padded to whole words of 4 bytes
 constexpr DWORD noteType = 1;
 
-/// What a description begins with.
+/// The head of a description, as cmake/Resources.cmake lays it out.
 struct ResourceHead {
     WORD id;
     WORD type;
@@ -29,7 +29,8 @@ bool matches(const std::byte* note, const ElfW(Nhdr) & header, const ResourceKey
     return head.id == key.id && head.type == key.type && typeName == key.typeName;
 }
 
-/// `alignment` is that of the segment: 4, or 8 for the notes of the tool chain.
+/// Searches the notes of one segment. `alignment` is the segment's: 4, or 8 for notes of the tool
+/// chain.
 HRSRC findInNotes(std::span<const std::byte> notes, std::size_t alignment, const ResourceKey& key) {
     const auto padded = [alignment](std::size_t size) {
         return (size + alignment - 1) / alignment * alignment;
@@ -37,7 +38,7 @@ HRSRC findInNotes(std::span<const std::byte> notes, std::size_t alignment, const
     ElfW(Nhdr) header;
     while (notes.size() >= sizeof header) {
         std::memcpy(&header, notes.data(), sizeof header);
-        // Sums of 32-bit numbers in 64 bits: none of them wraps.
+        // These sums of 32-bit numbers are computed in 64 bits, so that none of them wraps.
         const std::size_t description = padded(sizeof header + header.n_namesz);
         const std::size_t end = description + header.n_descsz;
         if (end > notes.size()) return nullptr;
@@ -48,7 +49,7 @@ HRSRC findInNotes(std::span<const std::byte> notes, std::size_t alignment, const
     return nullptr;
 }
 
-/// Whether the bytes of a segment are those of a readable part of the module's file.
+/// Whether a segment lies within a readable part of the module that is mapped from its file.
 bool isMapped(const dl_phdr_info& module, const ElfW(Phdr) & wanted) {
     return std::any_of(
         module.dlpi_phdr, module.dlpi_phdr + module.dlpi_phnum, [&](const ElfW(Phdr) & segment) {
@@ -58,12 +59,14 @@ bool isMapped(const dl_phdr_info& module, const ElfW(Phdr) & wanted) {
         });
 }
 
+// What searchObject looks for, and its result.
 struct Search {
     const link_map& module;
     const ResourceKey& key;
     HRSRC found;
 };
 
+// Called for each loaded object; 1 ends the search.
 int searchObject(dl_phdr_info* object, std::size_t, void* context) {
     auto& search = *static_cast<Search*>(context);
     if (object->dlpi_addr != search.module.l_addr ||

@@ -1,5 +1,5 @@
 #pragma once
-// The resources of a loaded module, which are ELF notes (cmake/Resources.cmake draws them).
+// Finds the resources of a loaded module, which are ELF notes (cmake/Resources.cmake makes them).
 
 #include <link.h>
 
@@ -8,25 +8,25 @@
 
 #include "platform/types.h"
 
-/// A note where it is mapped: this header, the owner's name, the description.
+/// A note in the module's memory: this header, then the owner's name and the description.
 struct ModuleResource {
     ElfW(Nhdr) note;
 };
 
 namespace zlk::platform {
 
-/// What a resource is found by; the type is a number, or a name with `type` 0.
+/// What a resource is found by. Its type is a number, or a name with `type` 0.
 struct ResourceKey {
     WORD id;
     WORD type;
     std::string_view typeName;
 };
 
-/// Null if the module has none such. Notes that don't lie whole in what the module has mapped end
-/// the search: nothing behind them can be trusted to be a note.
+/// Finds a resource; null if the module has none. A note that doesn't lie whole within mapped
+/// memory ends the search, because what follows it can't be trusted to be a note.
 HRSRC findResourceNote(const link_map& module, const ResourceKey& key) noexcept;
 
-/// The resource's own bytes.
+/// The resource's content: the note's description after its head.
 std::span<const std::byte> resourceBytes(const ModuleResource& resource) noexcept;
 
 }  // namespace zlk::platform

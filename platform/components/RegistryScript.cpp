@@ -13,7 +13,7 @@ constexpr int maxDepth = 32;
 constexpr std::size_t maxName = 255;  // units, as many as a key or value may have
 
 struct Token {
-    enum class Kind { Word, Text, End };  // a Text stood in quotes and is never a word of ours
+    enum class Kind { Word, Text, End };  // a Text stood in quotes and is never a keyword
     Kind kind = Kind::End;
     std::u16string text;
 };
@@ -22,6 +22,7 @@ bool isBlank(char16_t unit) {
     return unit == u' ' || unit == u'\t' || unit == u'\r' || unit == u'\n';
 }
 
+// A recursive-descent parser that looks one token ahead.
 class ScriptParser {
   public:
     ScriptParser(std::u16string_view text, std::span<const RegistrarWord> words)
@@ -54,7 +55,8 @@ class ScriptParser {
 
     char16_t ahead() const { return at_ < text_.size() ? text_[at_] : u'\0'; }
 
-    /// Words are kept apart by blanks: a brace that is part of one doesn't open a block.
+    /// Reads the next token. Words are separated by blanks alone: a brace inside a word doesn't
+    /// open a block.
     void advance() {
         for (; at_ < text_.size() && isBlank(text_[at_]); ++at_)
             if (text_[at_] == u'\n') ++line_;
@@ -69,6 +71,7 @@ class ScriptParser {
         while (at_ < text_.size() && !isBlank(text_[at_])) next_.text += text_[at_++];
     }
 
+    // Reads a text in quotes; two quotes in a row mean one.
     void quoted() {
         next_.kind = Token::Kind::Text;
         for (++at_; at_ < text_.size(); ++at_) {
@@ -85,14 +88,15 @@ class ScriptParser {
         fail("a text that doesn't end");
     }
 
+    // Takes the next token if it is this keyword.
     bool accept(std::u16string_view word) {
         if (next_.kind != Token::Kind::Word || !equalIgnoringCase(next_.text, word)) return false;
         advance();
         return true;
     }
 
-    /// A name or text, its words replaced. That happens behind the cutting into tokens, so what a
-    /// path holds can't end it.
+    /// Takes a name or text and replaces its words. Because that happens after the script was cut
+    /// into tokens, a quote or blank in a path can't end the text.
     std::u16string text() {
         if (next_.kind == Token::Kind::End) fail("the script breaks off");
         std::u16string result;
@@ -117,6 +121,7 @@ class ScriptParser {
     }
 
     std::u16string name() {
+        // A sign in the place of a name is a mistake, unless it stands in quotes.
         for (const std::u16string_view sign : {u"{", u"}", u"="})
             if (next_.kind == Token::Kind::Word && next_.text == sign) fail("a name expected");
         std::u16string made = text();
@@ -174,6 +179,7 @@ class ScriptParser {
         return made;
     }
 
+    // Reads a decimal number, or a hexadecimal one after 0x, of up to 32 bits.
     DWORD number(std::u16string_view digits) const {
         const bool hex = digits.starts_with(u"0x");
         if (hex) digits.remove_prefix(2);
@@ -191,10 +197,10 @@ class ScriptParser {
 
     std::u16string_view text_;
     std::span<const RegistrarWord> words_;
-    std::size_t at_ = 0;
-    int line_ = 1;
-    Token next_;
-    int nextLine_ = 1;
+    std::size_t at_ = 0;  // in text_, after the token ahead
+    int line_ = 1;        // of at_
+    Token next_;          // the token ahead
+    int nextLine_ = 1;    // of the token ahead, for messages
 };
 
 }  // namespace

@@ -1,5 +1,5 @@
 #pragma once
-// A registrar's script (see registrar.h) as it is after its words have been replaced.
+// A registrar's script (see registrar.h) in parsed form, with its words replaced.
 
 #include <span>
 #include <stdexcept>
@@ -17,6 +17,7 @@ struct ScriptValue {
     std::vector<BYTE> data;
 };
 
+/// A key with what the script says about its values and subkeys.
 struct ScriptKey {
     std::u16string name;  ///< one component
     bool forceRemove = false;
@@ -30,18 +31,19 @@ struct ScriptRoot {
     std::vector<ScriptKey> keys;
 };
 
-/// Why a script was refused, and where.
+/// The reason why a script was refused; `line` counts from 1.
 struct ScriptError : std::runtime_error {
     ScriptError(int where, const char* reason) : std::runtime_error(reason), line(where) {}
     int line;
 };
 
-/// Throws ScriptError.
+/// Parses a whole script. Throws ScriptError.
 std::vector<ScriptRoot> parseRegistryScript(std::u16string_view text,
                                             std::span<const RegistrarWord> words);
 
-/// Writes what a script names, or takes it away (see registrar.h). Registering stops at the first
-/// failure; unregistering goes on, and returns it.
+/// Writes the keys and values of a script, or with `installing` false takes them away (see
+/// registrar.h). Registering stops at the first failure; unregistering goes on, and returns that
+/// failure at the end.
 LSTATUS runScript(const std::vector<ScriptRoot>& script, bool installing);
 
 }  // namespace zlk::platform

@@ -6,7 +6,8 @@ namespace {
 LSTATUS install(HKEY parent, const ScriptKey& key) {
     if (key.forceRemove) {
         const LSTATUS removed = RegDeleteTreeW(parent, key.name.c_str());
-        // Without a key of one's own there may be an installed one: it is covered, not replaced.
+        // If the store has no key of its own, there may be an installed one, which can't be
+        // deleted; the new key then hides it.
         if (removed != 0 && removed != static_cast<LSTATUS>(ERROR_FILE_NOT_FOUND) &&
             removed != static_cast<LSTATUS>(ERROR_ACCESS_DENIED))
             return removed;
@@ -27,7 +28,8 @@ LSTATUS install(HKEY parent, const ScriptKey& key) {
     return 0;
 }
 
-/// What isn't there, or only in the store of installed classes, wasn't written by a script here.
+/// Whether a deletion succeeded or had nothing to do: what isn't there, or only among the installed
+/// classes, wasn't written by this script.
 bool isGone(LSTATUS status) {
     return status == 0 || status == static_cast<LSTATUS>(ERROR_FILE_NOT_FOUND) ||
            status == static_cast<LSTATUS>(ERROR_ACCESS_DENIED);
@@ -53,7 +55,7 @@ LSTATUS uninstall(HKEY parent, const ScriptKey& key) {
     DWORD subKeys = 0, values = 0;
     keep(RegQueryInfoKeyW(opened, nullptr, nullptr, nullptr, &subKeys, nullptr, nullptr, &values,
                           nullptr, nullptr, nullptr, nullptr));
-    // What somebody else has put there keeps its key.
+    // A key in which somebody else has put something stays.
     if (failure == 0 && !key.noRemove && subKeys + values == 0)
         keep(RegDeleteTreeW(parent, key.name.c_str()));
     return failure;
@@ -64,7 +66,8 @@ LSTATUS uninstall(HKEY parent, const ScriptKey& key) {
 LSTATUS runScript(const std::vector<ScriptRoot>& script, bool installing) {
     LSTATUS failure = 0;
     for (const ScriptRoot& root : script) {
-        // Tells a store that can't be written from keys in it that can't.
+        // This fails for a store that can't be written. Failures below are then about single keys,
+        // and "access denied" means an installed one.
         HKEY opened = nullptr;
         if (const LSTATUS status = RegOpenKeyExW(root.key, nullptr, 0, KEY_ALL_ACCESS, &opened))
             return status;

@@ -1,5 +1,5 @@
 #pragma once
-// Makes the C++ header of the interfaces and ids of a definition file.
+// Writes the C++ header with the interfaces and ids of a definition file.
 
 #include <string>
 
@@ -7,7 +7,7 @@
 
 namespace zlk::idl {
 
-/// `source` is the name of the definition file, for the header's first lines.
+/// The header's text. `source` is the name of the definition file, which the header mentions.
 std::string writeHeader(const File& file, const std::string& source);
 
 }  // namespace zlk::idl

@@ -1,6 +1,6 @@
 #pragma once
-// What an interface definition file says, apart from how it is written and from what is made of
-// it: the header of the interfaces, the type library.
+// The content of an interface definition file, independent of how it is written and of what is made
+// of it: the C++ header and the type library.
 
 #include <array>
 #include <cstdint>
@@ -10,7 +10,7 @@
 
 namespace zlk::idl {
 
-/// The sixteen digits pairs of an id, in the order of its text.
+/// The sixteen bytes of an id, in the order of the digits in its text.
 using Guid = std::array<std::uint8_t, 16>;
 
 enum class Type : std::uint8_t { Bstr, Long, Short, ULong, Byte, Variant };
@@ -27,9 +27,9 @@ enum class MethodKind : std::uint8_t { Method, PropGet, PropPut };
 struct Method {
     std::string name;
     MethodKind kind = MethodKind::Method;
-    std::optional<std::int32_t> dispatchId;  ///< each method of a dual interface has one
+    std::optional<std::int32_t> dispatchId;  ///< set exactly in dual interfaces
     std::string helpString;
-    std::vector<std::string> comment;  ///< the lines in front of it, without their slashes
+    std::vector<std::string> comment;  ///< the `///` lines before it, without slashes
     std::vector<Parameter> parameters;
 };
 
@@ -47,7 +47,7 @@ struct Coclass {
     Guid id{};
     std::string helpString;
     std::vector<std::string> comment;
-    std::size_t interface = 0;  ///< its default interface, by place in the file
+    std::size_t interface = 0;  ///< its default interface, by place in File::interfaces
 };
 
 struct Library {
@@ -56,7 +56,7 @@ struct Library {
     std::uint16_t majorVersion = 0, minorVersion = 0;
     std::uint32_t locale = 0;
     std::string helpString;
-    std::string import;  ///< the library that it builds on
+    std::string import;  ///< the name of the library that it is built on
     std::vector<std::string> comment;
     std::vector<Coclass> coclasses;
 };

@@ -13,7 +13,7 @@
 namespace zlk::idl {
 namespace {
 
-/// The bracketed attributes in front of something, as far as this grammar has any.
+/// The attributes in brackets before something, as far as this grammar has any.
 struct Attributes {
     std::set<std::string> flags;
     std::optional<Guid> uuid;
@@ -30,6 +30,7 @@ constexpr std::pair<std::string_view, Type> typeNames[] = {
     {"ULONG", Type::ULong}, {"BYTE", Type::Byte}, {"VARIANT", Type::Variant},
 };
 
+// A recursive-descent parser that looks one word ahead.
 class Parser {
   public:
     explicit Parser(std::string_view text) : scanner_(text) {}
@@ -37,7 +38,8 @@ class Parser {
     File file() {
         while (scanner_.peek().kind != Token::Kind::End) {
             auto comment = scanner_.takeComment();
-            // An id may stand once in a file, whatever it is the id of.
+            // Interface and library share this list, because what follows the attributes isn't
+            // known yet; each refuses the other's attributes itself.
             const Attributes attributes =
                 attributeList({"object", "dual", "uuid", "helpstring", "version", "lcid"});
             if (accept("interface")) {
@@ -55,7 +57,7 @@ class Parser {
 
   private:
     bool accept(std::string_view word) {
-        // A quoted text is never a word of the grammar.
+        // A quoted text is never a keyword or sign.
         if (scanner_.peek().kind == Token::Kind::Text || scanner_.peek().text != word) return false;
         scanner_.take();
         return true;
@@ -178,6 +180,7 @@ class Parser {
     }
 
     Parameter parameter(const Method& owner) {
+        // The rules for parameters here are those that the reader of type libraries checks again.
         const Attributes attributes = attributeList({"in", "out", "retval"});
         Parameter made;
         made.in = attributes.has("in");
@@ -201,7 +204,8 @@ class Parser {
         return made;
     }
 
-    /// A property is a reader, a writer or one of each, all under one id; nothing else shares.
+    /// Checks a method against those before it. A property consists of a reader, a writer or one of
+    /// each, both with one name and id; no other methods may share a name or id.
     void check(const Method& added, const Interface& owner) {
         if (added.dispatchId.has_value() != owner.dual)
             scanner_.fail("a method has an id in a dual interface, and only there");
@@ -233,7 +237,8 @@ class Parser {
         expect("{");
         while (!accept("}")) {
             if (accept("importlib")) {
-                // The base interfaces are built in: it is named and not looked for.
+                // The base interfaces are built in, so the imported library is only named and never
+                // looked for.
                 expect("(");
                 made.import = take(Token::Kind::Text, "a text");
                 expect(")");
@@ -272,6 +277,7 @@ class Parser {
 
     Scanner scanner_;
     File file_;
+    // Ids and names that the file has used, each of which may be used once.
     std::set<Guid> ids_;
     std::set<std::string> names_;
 };

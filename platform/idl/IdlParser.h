@@ -1,6 +1,7 @@
 #pragma once
-// Reads interface definition files. The grammar is closed: interfaces over IUnknown or IDispatch
-// with their methods, then one library of coclasses; no expressions, no types of one's own.
+// Parses interface definition files. The grammar is a small subset: interfaces based on IUnknown or
+// IDispatch with their methods, then one library of coclasses; no expressions, and no types that a
+// file defines itself.
 
 #include <stdexcept>
 #include <string>
@@ -10,7 +11,7 @@
 
 namespace zlk::idl {
 
-/// Why a file was refused, and where.
+/// The reason why a file was refused, and the line, counted from 1.
 class ParseError : public std::runtime_error {
   public:
     ParseError(int line, const std::string& reason) : std::runtime_error(reason), line_(line) {}
@@ -20,7 +21,7 @@ class ParseError : public std::runtime_error {
     int line_;
 };
 
-/// Throws ParseError.
+/// Parses a whole file. Throws ParseError.
 File parse(std::string_view text);
 
 }  // namespace zlk::idl

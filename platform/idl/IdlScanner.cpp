@@ -8,7 +8,7 @@
 namespace zlk::idl {
 namespace {
 
-// The classification of <cctype> depends on the locale; these files don't.
+// The functions of <cctype> depend on the locale; definition files don't.
 bool isDigit(char c) {
     return c >= '0' && c <= '9';
 }
@@ -93,6 +93,7 @@ void Scanner::skipBlank() {
         } else if (rest.starts_with("//")) {
             std::string_view line = rest.substr(0, rest.find('\n'));
             at_ += line.size();
+            // Only these lines are documentation, which goes into the header.
             if (!line.starts_with("///")) continue;
             line.remove_prefix(line.starts_with("/// ") ? 4 : 3);
             if (line.ends_with('\r')) line.remove_suffix(1);

@@ -1,5 +1,5 @@
 #pragma once
-// Cuts an interface definition file into words.
+// Cuts an interface definition file into words, and collects its comments.
 
 #include <string>
 #include <string_view>
@@ -15,7 +15,8 @@ struct Token {
     std::string text;  ///< of a Text without its quotes
 };
 
-/// A word ahead of what has been taken; ids are no words and are read where one is due.
+/// Looks one word ahead. An id isn't a word, since it may begin like a number or a name; the parser
+/// asks for one where it must stand.
 class Scanner {
   public:
     explicit Scanner(std::string_view text);
@@ -24,12 +25,13 @@ class Scanner {
     Token take();
     /// The line on which the word ahead begins.
     int line() const noexcept { return nextLine_; }
-    /// The `///` lines since the last call.
+    /// The `///` lines since the last call, without their slashes.
     std::vector<std::string> takeComment();
 
     /// Reads `(8-4-4-4-12)`, whose `(` is the word ahead.
     Guid takeBracketedGuid();
 
+    // Throws ParseError for the line of the word ahead.
     [[noreturn]] void fail(const std::string& reason) const;
 
   private:
@@ -39,7 +41,7 @@ class Scanner {
     Token scanText();
 
     std::string_view text_;
-    std::size_t at_ = 0;
+    std::size_t at_ = 0;  // in text_, after the word ahead
     int line_ = 1;
     Token next_;
     int nextLine_ = 1;

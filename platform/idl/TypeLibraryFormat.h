@@ -1,12 +1,12 @@
 #pragma once
-// A type library as it lies in a module: flat records, one table after the other, and the texts
-// behind them. All numbers are little-endian, whatever the machine.
+// The file format of a type library: flat records, one table after the other, followed by the
+// texts. All numbers are little-endian on every machine.
 //
 //     header       see below
 //     types        typeCount records of typeSize bytes
 //     functions    functionCount records of functionSize bytes
 //     parameters   parameterCount records of parameterSize bytes
-//     texts        textSize bytes, printable ASCII; a text is named by where it begins, and ends
+//     texts        textSize bytes, printable ASCII; records name a text by its offset, and it ends
 //                  with a zero
 //
 //     header       0 magic   8 id (16)   24 major (2), minor (2)   28 locale (4)   32 name (4)
@@ -18,8 +18,9 @@
 //                 16 number of parameters (4)
 //     parameter    0 name (4)   4 VARTYPE, with VT_BYREF for a pointer (2)   6 flags (2)
 //
-// Ids are in the byte order of a GUID in memory. The functions stand in the order of the types, and
-// among those of a type in the order of its virtual table; the parameters in that of the functions.
+// Ids have the byte order of a GUID in memory. The functions follow each other in the order of the
+// types, and within a type in the order of its virtual table; the parameters follow in the order of
+// the functions.
 
 #include <cstddef>
 #include <cstdint>
@@ -29,14 +30,14 @@ namespace zlk::typelib {
 
 inline constexpr std::string_view magic{"ZLKTLB1\0", 8};
 inline constexpr std::size_t typeSize = 32, functionSize = 20, parameterSize = 8;
-inline constexpr std::size_t longestText = 255;
+inline constexpr std::size_t longestText = 255;    // bytes, without the zero
 inline constexpr std::size_t mostParameters = 32;  // of one function
 
 enum class TypeKind : std::uint32_t { Interface = 1, DualInterface = 2, Class = 3 };
 enum class FunctionKind : std::uint32_t { Method = 1, PropGet = 2, PropPut = 4 };  // as INVOKEKIND
 inline constexpr std::uint16_t in = 1, out = 2, retval = 8;                        // as PARAMFLAG
 
-/// The VARTYPEs that a definition file can say.
+/// The VARTYPEs that a definition file can use.
 enum class ValueType : std::uint16_t {
     Short = 2,
     Long = 3,

@@ -9,12 +9,13 @@
 namespace zlk::idl {
 namespace {
 
-/// Of members of interfaces that have no dispatch ids: the first one's, which others follow.
+/// The id of the first member of an interface whose members have no dispatch ids; the others count
+/// on from it.
 constexpr std::uint32_t firstMemberId = 0x60010000;
 
 typelib::ValueType valueType(Type type) {
     using enum typelib::ValueType;
-    // In the order of Type.
+    // In the order of the enumerators of Type.
     constexpr typelib::ValueType types[] = {Bstr, Long, Short, ULong, Byte, Variant};
     return types[static_cast<std::size_t>(type)];
 }
@@ -24,8 +25,8 @@ class Bytes {
     void put(std::uint32_t number, std::size_t size = 4) {
         for (std::size_t i = 0; i < size; ++i) text += static_cast<char>(number >> 8 * i & 0xFF);
     }
-    /// The file has the digits in the order of the text; in memory the first three parts of an id
-    /// are numbers.
+    /// A Guid has its bytes in the order of the text; in memory the first three parts of a GUID are
+    /// little-endian numbers.
     void put(const Guid& id) {
         for (const int place : {3, 2, 1, 0, 5, 4, 7, 6, 8, 9, 10, 11, 12, 13, 14, 15})
             text += static_cast<char>(id[place]);
@@ -41,6 +42,7 @@ class TypeLibraryWriter {
     std::string write(const File& file);
 
   private:
+    // The offset of a text, which is stored once however often it is used.
     std::uint32_t textAt(const std::string& text);
     void add(const Interface& interface);
     void add(const Method& method, std::uint32_t memberId);
@@ -109,7 +111,7 @@ void TypeLibraryWriter::add(const Coclass& coclass) {
 }
 
 std::string TypeLibraryWriter::write(const File& file) {
-    // Classes name their interfaces by place, so these come first.
+    // Interfaces come first, because classes name them by their place.
     for (const Interface& interface : file.interfaces) add(interface);
     for (const Coclass& coclass : file.library.coclasses) add(coclass);
     Bytes header;

@@ -1,5 +1,5 @@
 #pragma once
-// Makes the type library of a definition file.
+// Writes the type library of a definition file.
 
 #include <string>
 
@@ -7,8 +7,8 @@
 
 namespace zlk::idl {
 
-/// Its bytes, in the form of TypeLibraryFormat.h. Throws std::runtime_error for a text that it
-/// can't hold.
+/// The bytes of the library, in the format of TypeLibraryFormat.h. Throws std::runtime_error for a
+/// text that the format can't hold.
 std::string writeTypeLibrary(const File& file);
 
 }  // namespace zlk::idl

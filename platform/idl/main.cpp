@@ -1,5 +1,5 @@
-// zlk-idl: makes the C++ header and the type library of an interface definition file. Runs in the
-// build, and stands on the standard library alone so that nothing has to be built before it.
+// zlk-idl: makes the C++ header and the type library of an interface definition file. It runs in
+// the build, and uses only the standard library so that nothing has to be built before it.
 
 #include <cstdio>
 #include <exception>
