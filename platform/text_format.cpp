@@ -1,7 +1,6 @@
 #include <algorithm>
-#include <charconv>
+#include <cstdio>
 #include <cstring>
-#include <iterator>
 
 #include "platform/base/Utf8.h"
 #include "platform/text.h"
@@ -175,46 +174,24 @@ class FormatWriter {
             const WCHAR unit = static_cast<WCHAR>(argument->number_);
             return putField(conversion, 1, [&] { put(unit); });
         }
-        // The value without its sign, computed in unsigned arithmetic: the smallest number has no
-        // positive counterpart.
+        const bool isAddress = conversion.letter == u'p';
         const bool isSigned = conversion.letter == u'd' || conversion.letter == u'i';
-        const std::int64_t number = isSigned ? signedValue(*argument) : 0;
-        const std::uint64_t value = !isSigned    ? unsignedValue(*argument)
-                                    : number < 0 ? 0 - static_cast<std::uint64_t>(number)
-                                                 : static_cast<std::uint64_t>(number);
-        const int base = isSigned || conversion.letter == u'u' ? 10 : 16;
-        const int precision = conversion.letter == u'p' ? 16 : conversion.precision;
-
-        // Digits first: none at all for a zero with precision 0, as printf does.
-        char digits[20];
-        int count = 0;
-        if (precision != 0 || value != 0)
-            count =
-                static_cast<int>(std::to_chars(digits, std::end(digits), value, base).ptr - digits);
-        if (conversion.letter != u'x')
-            std::transform(digits, digits + count, digits,
-                           [](char c) { return c < 'a' ? c : static_cast<char>(c - 'a' + 'A'); });
-
-        // Then the sign or the base, which stands before the zeros.
-        std::u16string_view sign;
-        if (isSigned) {
-            sign = number < 0                  ? u"-"
-                   : conversion.has(plusFlag)  ? u"+"
-                   : conversion.has(blankFlag) ? u" "
-                                               : u"";
-        } else if (base == 16 && value != 0 && conversion.has(baseFlag)) {
-            sign = conversion.letter == u'x' ? u"0x" : u"0X";
-        }
-        // Zeros fill up to the precision; only without one does the flag 0 fill up to the width.
-        int zeros = std::min(precision, widestField) - count;
-        if (precision < 0 && conversion.has(zeroFlag) && !conversion.has(leftFlag))
-            zeros = conversion.width - static_cast<int>(sign.size()) - count;
-        zeros = std::max(zeros, 0);
-        putField(conversion, sign.size() + static_cast<std::size_t>(zeros + count), [&] {
-            put(sign);
-            for (int i = 0; i < zeros; ++i) put(u'0');
-            for (int i = 0; i < count; ++i) put(static_cast<WCHAR>(digits[i]));
-        });
+        const auto value =
+            isSigned ? signedValue(*argument) : static_cast<std::int64_t>(unsignedValue(*argument));
+        // The digits of an integer are the same in each locale of the process, so the C library
+        // can print it. Both of the numbers in front are bounded, and so is what it writes.
+        char pattern[sizeof flagLetters + sizeof "%*.*jd"] = "%";
+        char* end = pattern + 1;
+        for (std::size_t i = 0; flagLetters[i]; ++i)
+            if (conversion.flags & 1u << i) *end++ = flagLetters[i];
+        for (const char unit : {'*', '.', '*', 'j'}) *end++ = unit;
+        *end = isAddress ? 'X' : static_cast<char>(conversion.letter);
+        char text[2 * widestField];
+        const int precision = isAddress ? 16 : std::min(conversion.precision, widestField);
+        const int length =
+            std::snprintf(text, sizeof text, pattern, conversion.width, precision, value);
+        for (const char unit : std::string_view(text, static_cast<std::size_t>(length)))
+            put(static_cast<WCHAR>(unit));
     }
 
     void putText(const Conversion& conversion, const FormatArgument* argument) {
