@@ -55,6 +55,7 @@ DRIVER_PARTS = {
     "tools/zlkcamsim": ("usbscan/usbscan.h", "usbscan/Protocol.h", "usbscan/host/",
                         "usbscan/recording/"),
     "tools/recording": ("usbscan/recording/",),
+    "tools/emulated_usb": ("usbscan/host/",),
 }
 
 # Programs of this machine, and what is linked into the platform's library.

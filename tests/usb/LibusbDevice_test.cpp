@@ -6,9 +6,9 @@
 #include <gtest/gtest.h>
 
 #include "tests/support/ChildProcess.h"
+#include "tests/usb/ScriptedFunction.h"
 #include "tests/usb/SteppedLoop.h"
-#include "tests/usb/emulator/EmulatedUsb.h"
-#include "tests/usb/emulator/ScriptedFunction.h"
+#include "tools/emulated_usb/EmulatedUsb.h"
 #include "usbscan/Protocol.h"
 
 namespace zlk::test {
@@ -47,7 +47,7 @@ class Inbox final : public usbscan::UsbDevice::Listener {
 
 class Bench {
   public:
-    explicit Bench(std::uint16_t packetSize = 512, const UsbfsFeatures& features = {})
+    explicit Bench(std::uint16_t packetSize = 512, const emulated::UsbfsFeatures& features = {})
         : function(packetSize), usb(loop, function, features) {}
 
     std::unique_ptr<LibusbDevice> open() {
@@ -67,7 +67,7 @@ class Bench {
 
     SteppedLoop loop;
     ScriptedFunction function;
-    EmulatedUsb usb;
+    emulated::EmulatedUsb usb;
     Inbox inbox;
     bool unplugged = false;
 };
@@ -424,7 +424,7 @@ TEST(LibusbDevice, OpensStillImageDevicesOnly) {
     SteppedLoop loop;
     ScriptedFunction function(512);
     function.setInterfaceClass(8);
-    const EmulatedUsb usb(loop, function);
+    const emulated::EmulatedUsb usb(loop, function);
     EXPECT_EQ(errorOfOpening(loop, {1, 2}), LIBUSB_ERROR_NOT_FOUND);
     EXPECT_EQ(errorOfOpening(loop, {1, 77}), LIBUSB_ERROR_NO_DEVICE);
 }

@@ -18,9 +18,9 @@
 
 #include "tests/support/ChildProcess.h"
 #include "tests/support/TestMachine.h"
+#include "tests/usb/ScriptedFunction.h"
 #include "tests/usb/SteppedLoop.h"
-#include "tests/usb/emulator/EmulatedUsb.h"
-#include "tests/usb/emulator/ScriptedFunction.h"
+#include "tools/emulated_usb/EmulatedUsb.h"
 #include "usbscan/Protocol.h"
 #include "usbscan/program/Confinement.h"
 #include "usbscan/program/LibusbDevice.h"
@@ -157,7 +157,7 @@ class UsbScan : public testing::Test {
   protected:
     SteppedLoop loop;
     ScriptedFunction function{512};
-    EmulatedUsb usb{loop, function};
+    emulated::EmulatedUsb usb{loop, function};
 };
 
 /// A container of this type, without parameters.

@@ -8,7 +8,7 @@
 #include <exception>
 #include <iostream>
 
-#include "tests/usb/emulator/EmulatedUsb.h"
+#include "tools/emulated_usb/EmulatedUsb.h"
 #include "tools/zlkcamsim/ControlChannel.h"
 #include "tools/zlkcamsim/ControlCommands.h"
 #include "tools/zlkcamsim/VirtualCamera.h"
@@ -17,7 +17,7 @@ int main(int argc, char** argv) try {
     zlk::usbscan::EventLoop loop;
     zlk::camsim::VirtualCamera camera(loop, {}, 512);
     for (int i = 1; i < argc; ++i) camera.store().addStorage(argv[i]);
-    zlk::test::EmulatedUsb usb(loop, camera);
+    zlk::emulated::EmulatedUsb usb(loop, camera);
     camera.setPulled([&] { usb.unplug(); });
     const auto stop = [&] { loop.stop(); };
     zlk::camsim::ControlCommands commands(

@@ -1,11 +1,11 @@
-#include "tests/usb/emulator/UrbQueues.h"
+#include "tools/emulated_usb/UrbQueues.h"
 
 #include <algorithm>
 #include <cerrno>
 #include <cstring>
 #include <utility>
 
-namespace zlk::test {
+namespace zlk::emulated {
 namespace {
 
 using camsim::PipeAnswer;
@@ -177,4 +177,4 @@ bool UrbQueues::endFirst(Pipe& pipe, int status) {
     return true;
 }
 
-}  // namespace zlk::test
+}  // namespace zlk::emulated

@@ -1,4 +1,4 @@
-#include "tests/usb/emulator/ScriptedFunction.h"
+#include "tests/usb/ScriptedFunction.h"
 
 #include <algorithm>
 #include <utility>

@@ -1,4 +1,4 @@
-#include "tests/usb/emulator/UsbfsNode.h"
+#include "tools/emulated_usb/UsbfsNode.h"
 
 #include <fcntl.h>
 #include <sys/eventfd.h>
@@ -17,7 +17,7 @@ extern "C" [[gnu::visibility("default")]] const char* __tsan_default_suppression
 }
 #endif
 
-namespace zlk::test {
+namespace zlk::emulated {
 namespace {
 
 [[noreturn]] void fail(const char* what) {
@@ -209,4 +209,4 @@ int UsbfsNode::reap(Client client) {
     return slot && umockdev_ioctl_data_set_ptr(slot.get(), 0, urb->request()) ? 0 : EFAULT;
 }
 
-}  // namespace zlk::test
+}  // namespace zlk::emulated

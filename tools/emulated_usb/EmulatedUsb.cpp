@@ -1,4 +1,4 @@
-#include "tests/usb/emulator/EmulatedUsb.h"
+#include "tools/emulated_usb/EmulatedUsb.h"
 
 #include <chrono>
 #include <cstdio>
@@ -7,7 +7,7 @@
 
 #include "platform/text.h"
 
-namespace zlk::test {
+namespace zlk::emulated {
 namespace {
 
 namespace fs = std::filesystem;
@@ -166,4 +166,4 @@ void EmulatedUsb::unplug() {
     countEvent();
 }
 
-}  // namespace zlk::test
+}  // namespace zlk::emulated

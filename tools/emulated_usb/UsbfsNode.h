@@ -8,10 +8,10 @@
 #include <mutex>
 #include <string>
 
-#include "tests/usb/emulator/UrbQueues.h"
+#include "tools/emulated_usb/UrbQueues.h"
 #include "usbscan/host/EventLoop.h"
 
-namespace zlk::test {
+namespace zlk::emulated {
 
 struct UsbfsFeatures {
     /// Of USBDEVFS_GET_CAPABILITIES. With 0x1f a transfer is one request, with the 0x02 of an old
@@ -64,4 +64,4 @@ class UsbfsNode {
     bool fifoIsFull_ = false, unplugged_ = false;
 };
 
-}  // namespace zlk::test
+}  // namespace zlk::emulated

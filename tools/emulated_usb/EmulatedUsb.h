@@ -7,11 +7,11 @@
 #include <string>
 #include <vector>
 
-#include "tests/usb/emulator/UsbfsNode.h"
+#include "tools/emulated_usb/UsbfsNode.h"
 #include "tools/zlkcamsim/UsbFunction.h"
 #include "usbscan/host/EventLoop.h"
 
-namespace zlk::test {
+namespace zlk::emulated {
 
 class EmulatedUsb {
   public:
@@ -53,4 +53,4 @@ class EmulatedUsb {
     std::vector<std::unique_ptr<UsbfsNode>> nodes_;
 };
 
-}  // namespace zlk::test
+}  // namespace zlk::emulated

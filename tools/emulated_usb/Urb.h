@@ -10,7 +10,7 @@
 #include <span>
 #include <vector>
 
-namespace zlk::test {
+namespace zlk::emulated {
 
 /// A reference of a GObject.
 template <class T>
@@ -61,4 +61,4 @@ class Urb {
     ClientMemory request_, buffer_;
 };
 
-}  // namespace zlk::test
+}  // namespace zlk::emulated

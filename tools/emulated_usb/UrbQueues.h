@@ -7,10 +7,10 @@
 #include <map>
 #include <memory>
 
-#include "tests/usb/emulator/Urb.h"
+#include "tools/emulated_usb/Urb.h"
 #include "tools/zlkcamsim/UsbFunction.h"
 
-namespace zlk::test {
+namespace zlk::emulated {
 
 class UrbQueues {
   public:
@@ -58,4 +58,4 @@ class UrbQueues {
     UrbList ended_;
 };
 
-}  // namespace zlk::test
+}  // namespace zlk::emulated
