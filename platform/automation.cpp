@@ -4,35 +4,34 @@
 
 using namespace zlk::platform;
 
+namespace {
+
+/// Whether a VARIANT can hold this type, which it can't another VARIANT but by reference.
+bool isHeld(VARTYPE type) {
+    const bool hasNoValue = type == VT_EMPTY || type == VT_NULL;
+    const auto referred = static_cast<VARTYPE>(type & ~VT_BYREF);
+    return hasNoValue || (type != VT_VARIANT && sizeOfType(referred) != 0);
+}
+
+}  // namespace
+
 void VariantInit(VARIANT* value) noexcept {
     *value = {};
 }
 
 HRESULT VariantClear(VARIANT* value) noexcept {
     if (!value) return E_INVALIDARG;
-    switch (value->vt) {
-        case VT_EMPTY:
-        case VT_NULL:
-            break;
-        case VT_BSTR:
-            SysFreeString(value->bstrVal);
-            break;
-        case VT_UNKNOWN:
-        case VT_DISPATCH:
-            if (value->punkVal) value->punkVal->Release();
-            break;
-        case VT_VARIANT:
-            return DISP_E_BADVARTYPE;
-        default:
-            if (sizeOfType(static_cast<VARTYPE>(value->vt & ~VT_BYREF)) == 0)
-                return DISP_E_BADVARTYPE;
-    }
+    if (!isHeld(value->vt)) return DISP_E_BADVARTYPE;
+    if (value->vt == VT_BSTR) SysFreeString(value->bstrVal);
+    const bool isObject = value->vt == VT_UNKNOWN || value->vt == VT_DISPATCH;
+    if (isObject && value->punkVal) value->punkVal->Release();
     VariantInit(value);
     return S_OK;
 }
 
 HRESULT VariantCopy(VARIANT* target, const VARIANT* source) noexcept {
     if (!target || !source) return E_INVALIDARG;
+    if (!isHeld(source->vt)) return DISP_E_BADVARTYPE;
     // The copy is made before the target is cleared, because both may be the same value.
     VARIANT copy = *source;
     if (source->vt == VT_BSTR && source->bstrVal) {

@@ -1,6 +1,7 @@
 #include "platform/clock.h"
 
 #include <sched.h>
+#include <unistd.h>
 
 #include <atomic>
 #include <cerrno>
@@ -74,6 +75,7 @@ void Sleep(DWORD milliseconds) noexcept {
         sched_yield();
         return;
     }
+    while (milliseconds == INFINITE) ::pause();
     timespec end{};
     clock_gettime(CLOCK_MONOTONIC, &end);
     end.tv_sec += milliseconds / 1000;
@@ -82,11 +84,8 @@ void Sleep(DWORD milliseconds) noexcept {
         end.tv_nsec -= 1'000'000'000;
         ++end.tv_sec;
     }
-    // With INFINITE the call never returns.
-    do {
-        while (clock_nanosleep(CLOCK_MONOTONIC, TIMER_ABSTIME, &end, nullptr) == EINTR) {
-        }
-    } while (milliseconds == INFINITE);
+    while (clock_nanosleep(CLOCK_MONOTONIC, TIMER_ABSTIME, &end, nullptr) == EINTR) {
+    }
 }
 
 void GetSystemTimeAsFileTime(FILETIME* now) noexcept {

@@ -121,6 +121,9 @@ TEST(Variant, KeepsTheTargetOfAChangeThatFails) {
     EXPECT_EQ(std::u16string_view(target->bstrVal), u"kept");
     EXPECT_EQ(VariantCopy(target.get(), target.get()), S_OK) << "onto itself";
     EXPECT_EQ(std::u16string_view(target->bstrVal), u"kept");
+    const VARIANT unknown = number(0x1FF, 1);
+    EXPECT_EQ(VariantCopy(target.get(), &unknown), DISP_E_BADVARTYPE);
+    EXPECT_EQ(std::u16string_view(target->bstrVal), u"kept");
     target->vt = 0x1FF;
     EXPECT_EQ(VariantClear(target.get()), DISP_E_BADVARTYPE);
     target->vt = VT_BSTR;
