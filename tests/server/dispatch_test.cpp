@@ -36,10 +36,9 @@ class Script : public testing::Test {
         module_ = LoadLibraryW(pathText(moduleFolder() / "ZlkCamTr.so").c_str());
         registerModules();
     }
-    ~Script() override {
-        CoFreeUnusedLibraries();
-        FreeLibrary(module_);
-    }
+    // The classes that were used keep their module loaded, and with it the table of cameras, which
+    // is made for the life of the process.
+    ~Script() override { FreeLibrary(module_); }
 
     static ComPtr<IDispatch> create(const WCHAR* progId) {
         ComPtr<IDispatch> object;

@@ -1,0 +1,18 @@
+#pragma once
+// Opens what a path or device name leads to, as CreateFileW does.
+
+#include <memory>
+
+#include "platform/base/Handle.h"
+
+namespace zlk::platform {
+
+/// The handle of an object, as file calls return it: INVALID_HANDLE_VALUE for null or where there is
+/// no memory, with the last error that is set.
+HANDLE handleOf(std::shared_ptr<Handle> object);
+
+/// The arguments and the last errors are those of CreateFileW; INVALID_HANDLE_VALUE on failure.
+/// Throws std::bad_alloc.
+HANDLE openPath(const WCHAR* path, DWORD access, DWORD share, DWORD disposition, DWORD flags);
+
+}  // namespace zlk::platform
