@@ -1,5 +1,5 @@
 #pragma once
-// A descriptor that goes along with bytes on a Unix socket.
+// Sends and receives a file descriptor together with bytes on a Unix socket (SCM_RIGHTS).
 
 #include <sys/socket.h>
 
@@ -10,9 +10,11 @@
 
 namespace zlk::usbscan {
 
+/// Size of the control buffer that a message with one descriptor needs.
 inline constexpr std::size_t descriptorRoom = CMSG_SPACE(sizeof(int));
 
-/// `control` lasts as long as the message.
+/// Makes sendmsg() pass the descriptor with the message's first byte. `control` has to live as long
+/// as the message. The descriptor stays its caller's; the receiver gets a duplicate.
 inline void attach(msghdr& message, char (&control)[descriptorRoom], int descriptor) {
     message.msg_control = control;
     message.msg_controllen = descriptorRoom;
@@ -23,7 +25,8 @@ inline void attach(msghdr& message, char (&control)[descriptorRoom], int descrip
     std::memcpy(CMSG_DATA(header), &descriptor, sizeof descriptor);
 }
 
-/// Of a received message with room for one; empty if none came.
+/// The descriptor that came with a received message, owned by the caller; empty if none came. The
+/// message needs a control buffer of descriptorRoom bytes.
 inline Descriptor attachedTo(msghdr& message) {
     const cmsghdr* const header = CMSG_FIRSTHDR(&message);
     int descriptor = -1;

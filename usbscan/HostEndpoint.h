@@ -1,7 +1,7 @@
 #pragma once
-// Where the process that serves a device is found, in the folder of devices: <name>.lock, which it
-// holds, and <name>.sock, on which it listens. Nothing but a header, since hosts don't link the
-// platform library.
+// Where clients find the host of a device, that is, the process that serves it: in the folder of
+// devices, <name>.lock is locked by the host, and <name>.sock is the socket on which it listens.
+// Everything here is inline, since hosts don't link the platform library.
 
 #include <fcntl.h>
 #include <sys/socket.h>
@@ -18,9 +18,12 @@
 
 namespace zlk::usbscan {
 
+/// The lock that makes a process the only host of a device. It is an open file description lock, so
+/// it is inherited with the descriptor, and the kernel releases it when the host dies.
 class DeviceLock {
   public:
-    /// Held as long as the descriptor lives. Empty with errno, EBUSY if another process has it.
+    /// Takes the lock, which is held until the last duplicate of the descriptor is closed. Empty
+    /// with errno; EBUSY if another process has it.
     static Descriptor take(const std::string& folder, const std::string& name) {
         Descriptor file = open(folder, name, O_CREAT);
         struct flock lock = platform::wholeFile(F_WRLCK);
@@ -28,6 +31,7 @@ class DeviceLock {
         if (errno == EAGAIN || errno == EACCES) errno = EBUSY;
         return {};
     }
+    /// Whether some process holds the lock. Doesn't take it, not even for a moment.
     static bool isTaken(const std::string& folder, const std::string& name) {
         const Descriptor file = open(folder, name, O_NONBLOCK);
         struct flock lock = platform::wholeFile(F_WRLCK);
@@ -41,8 +45,8 @@ class DeviceLock {
     }
 };
 
-/// An address holds some hundred characters and a folder's path may be longer, so the socket is
-/// named through the open folder.
+/// The address of a host's socket. A Unix address holds about a hundred characters and the folder's
+/// path may be longer, so the socket is named through a descriptor of the folder.
 class DeviceAddress {
   public:
     DeviceAddress(const std::string& folder, const std::string& name)
@@ -51,13 +55,14 @@ class DeviceAddress {
         std::snprintf(address_.sun_path, sizeof address_.sun_path, "/proc/self/fd/%d/%s.sock",
                       folder_.get(), name.c_str());
     }
-    /// Empty with errno, and so is the next.
+    /// A blocking connection. Empty with errno.
     Descriptor connect() const {
         Descriptor socket(::socket(AF_UNIX, SOCK_STREAM | SOCK_CLOEXEC, 0));
         const bool connected = socket && ::connect(socket.get(), address(), sizeof address_) == 0;
         return connected ? std::move(socket) : Descriptor();
     }
-    /// In the place of whatever was there. Non-blocking.
+    /// A non-blocking listening socket, which replaces a socket file that an earlier host left.
+    /// Only the holder of the device's lock may call this. Empty with errno.
     Descriptor listen() const {
         constexpr int backlog = 64;
         Descriptor socket(::socket(AF_UNIX, SOCK_STREAM | SOCK_CLOEXEC | SOCK_NONBLOCK, 0));

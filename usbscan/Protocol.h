@@ -1,12 +1,12 @@
 #pragma once
-// What a device host and its clients say to each other, on a Unix stream socket below
-// <root>/devices/. A connection is a handle of the device.
+// The messages between a device host and its clients, on a Unix stream socket below
+// <root>/devices/. A client has one connection for each handle that it opens.
 //
 //     client                    host
 //     Open          ->
 //                   <-          Opened, or Refused and the end
 //     Write         ->                                          (not acknowledged)
-//                   <-          Data, ZeroPacket, Failed        (pushed, behind a command)
+//                   <-          Data, ZeroPacket, Failed        (pushed after a command)
 //                   <-          Area, once; then also DataInArea
 //     SlotFree      ->
 //     Control       ->
@@ -20,29 +20,31 @@
 //                   <-          Recorded                        (to each of the two)
 //                   <-          Note                            (at any time)
 //
-// A host that is about to end closes a connection before its first byte: the client begins again.
+// A host that is about to end closes a new connection without sending a byte; the client then
+// connects again.
 //
-// A message is a MessageHeader and `length` bytes of what stands beside its kind below. Both ends
-// come out of one build and run on one machine, so numbers stand in its own order; Open carries a
-// version all the same, for a host that outlives an update. Whoever receives something else than
-// this page says ends the connection.
+// A message is a MessageHeader, followed by `length` bytes of what stands beside its kind below.
+// Both ends come out of one build and run on one machine, so numbers have the machine's byte order.
+// Open carries a version all the same, since a host may outlive an update of its clients. An end
+// that receives anything else than this page allows closes the connection.
 //
-// A turn is what belongs to one command: the client counts it up with each Write that is a PTP
-// command container, and skips what still comes of an earlier one. The bytes of one Data never go
-// beyond one container or one transfer.
+// A turn is everything that belongs to one PTP command. The client increments its turn number with
+// each Write that is a command container, and skips messages that still arrive for an earlier turn.
+// The bytes of one Data belong to one container and to one USB transfer.
 
 #include <cstddef>
 #include <cstdint>
 
 namespace zlk::usbscan {
 
+/// Grows with every change to the messages. A host closes a connection of another version.
 inline constexpr std::uint32_t protocolVersion = 4;
 
 enum class MessageKind : std::uint8_t {
     // from the client
     Open = 1,       ///< OpenRequest
     Write = 2,      ///< the bytes of one transfer
-    Control = 3,    ///< ControlRequest and its input
+    Control = 3,    ///< ControlRequest, and the input of the request
     WaitEvent = 4,  ///< nothing
     Cancel = 5,     ///< nothing: gives up the transaction that is open on this handle
     SlotFree = 6,   ///< a u32, the slot that has been read
@@ -58,31 +60,32 @@ enum class MessageKind : std::uint8_t {
     Event = 71,        ///< the event's bytes; none when the time is up
     Cancelled = 72,    ///< nothing
     Note = 73,         ///< a line for the trace, UTF-8
-    Area = 74,         ///< nothing; with it comes a descriptor of areaSize bytes, sealed
-    DataInArea = 75,   ///< AreaPiece: a Data whose bytes are there
-    Recorded = 76,     ///< a u32, the last error: it has begun, or everything is written
+    Area = 74,         ///< nothing; with it comes a sealed descriptor of areaSize bytes of memory
+    DataInArea = 75,   ///< AreaPiece: a Data whose bytes lie in the shared area
+    Recorded = 76,     ///< a u32, the last error: the recording has begun, or is wholly written
 };
 
 struct MessageHeader {
-    std::uint32_t length;  ///< of what follows
+    std::uint32_t length;  ///< bytes that follow this header
     MessageKind kind;
     std::uint8_t flags;
     std::uint16_t turn;  ///< of Write, Cancel, Data, ZeroPacket, Failed and Cancelled
 };
 static_assert(sizeof(MessageHeader) == 8);
 
-/// Flag of Data: its container is complete and its last packet was full, so that a packet of no
-/// bytes is due.
+/// Flag of Data: its container is complete and filled its last packet, so the device should end the
+/// transfer with a zero-length packet.
 inline constexpr std::uint8_t zeroPacketDue = 1;
-/// Flag of Data: the transaction's response ends here, and only a packet of no bytes may follow.
+/// Flag of Data: the transaction's response ends here. At most a zero-length packet may follow.
 inline constexpr std::uint8_t answerEnds = 4;
 /// Flag of Data: its container is complete.
 inline constexpr std::uint8_t containerEnds = 8;
 /// Flag of Opened: a recording of the device is under way.
 inline constexpr std::uint8_t isRecorded = 16;
-/// Flag of Failed: so is every later use of this handle.
+/// Flag of Failed: this handle fails from now on with the same error, whatever it is used for.
 inline constexpr std::uint8_t handleIsDead = 2;
 
+/// The first message on a connection. The time-outs are this client's own.
 struct OpenRequest {
     std::uint32_t version;
     std::uint32_t transferTimeout;  ///< ms without progress until a transfer fails
@@ -100,25 +103,27 @@ struct ControlAnswer {
     std::uint32_t error;  ///< the last error, or 0
 };
 
-/// A recording goes on until EndRecord, or until its connection or the device is gone. There is one
-/// at a time: another is refused with ERROR_BUSY.
+/// A recording goes on until EndRecord, or until its connection or the device is gone. A device has
+/// one recording at a time; a second request is refused with ERROR_BUSY.
 struct RecordRequest {
     std::uint32_t flags;
-    /// Bytes of the device's texts, UTF-8, which follow one another.
+    /// Lengths in bytes of the device's texts, UTF-8, which follow the request one after another.
     std::uint16_t manufacturer, product, serial, unused;
 };
-/// Flags of RecordRequest: contents of files too; nothing that belongs to the owner; until the host
-/// ends, whatever becomes of the connection.
+/// Flags of RecordRequest. recordPayloads: the contents of files are recorded too.
+/// recordAnonymously: whatever identifies the owner is left out. recordToTheEnd: the recording goes
+/// on until the host ends, even after the connection is closed.
 inline constexpr std::uint32_t recordPayloads = 1, recordAnonymously = 2, recordToTheEnd = 4;
 
-/// Slots of the area: what a host may be ahead of a client in it. Into one goes what the device
-/// sends in one transfer, which has room for a piece of 256 KiB and its head.
+/// The shared area has this many slots, so a host may be that far ahead of a client. A slot holds
+/// what the device sends in one transfer: a piece of 256 KiB and its container's head fit.
 inline constexpr std::uint32_t areaSlots = 4, areaSlotSize = 272 * 1024;
 inline constexpr std::uint32_t areaSize = areaSlots * areaSlotSize;
 
+/// Where the bytes of a DataInArea lie. The client owns the slot until it sends SlotFree.
 struct AreaPiece {
-    std::uint32_t slot;
-    std::uint32_t length;
+    std::uint32_t slot;    ///< below areaSlots
+    std::uint32_t length;  ///< from 1 to areaSlotSize
 };
 
 /// Largest `length` of anything but Write and Data.

@@ -1,6 +1,12 @@
 #pragma once
-// Control codes of still-image devices, and their records. A camera that the first driver family
-// drives is opened as `\\.\Usbscan<n>`, one of the second by its device path behind `\\?\`.
+// The interface of the driver of still-image devices (PTP cameras on USB): its control codes and
+// their records, which devices are attached, and the recording of what goes over a camera's pipes.
+//
+// A camera is opened with CreateFileW under one of two names, by which of the two driver families
+// the system is set to use: `\\.\Usbscan<n>` for the first, and for the second `\\?\` and a device
+// path. ReadFile and WriteFile on that handle are bulk transfers; DeviceIoControl takes the codes
+// below. Every call may be made from any thread. CreateFileW fails with ERROR_FILE_NOT_FOUND,
+// ERROR_ACCESS_DENIED or ERROR_SHARING_VIOLATION (another program has claimed the camera).
 
 #include <memory>
 #include <string>
@@ -8,6 +14,10 @@
 
 #include "platform/types.h"
 
+/// IOCTL_CANCEL_IO gives up the open transaction and returns at once; whichever pipes its input
+/// names, the whole transaction is given up. IOCTL_WAIT_ON_DEVICE_EVENT blocks until the next
+/// event, or for at most the time that the setting `EventTimeout` (ms) allows, and then returns no
+/// bytes. IOCTL_GET_PIPE_CONFIGURATION returns a USBSCAN_PIPE_CONFIGURATION.
 inline constexpr DWORD IOCTL_CANCEL_IO = 0x80002004;             ///< in: DWORD, which pipes
 inline constexpr DWORD IOCTL_WAIT_ON_DEVICE_EVENT = 0x80002008;  ///< out: an event's bytes
 inline constexpr DWORD IOCTL_GET_USB_DESCRIPTOR = 0x80002020;    ///< in: USBSCAN_GET_DESCRIPTOR
@@ -16,26 +26,31 @@ inline constexpr DWORD IOCTL_GET_PIPE_CONFIGURATION = 0x80002028;
 inline constexpr DWORD USBSCAN_ALL_PIPES = 3;  ///< for IOCTL_CANCEL_IO
 inline constexpr DWORD USBSCAN_PIPE_BULK = 2;
 
+/// One endpoint of the camera. MaximumPacketSize is in bytes, Interval as in the endpoint's
+/// descriptor.
 struct USBSCAN_PIPE_INFORMATION {
     std::uint16_t MaximumPacketSize;
     BYTE EndpointAddress;
     BYTE Interval;
-    DWORD PipeType;
+    DWORD PipeType;  ///< USBSCAN_PIPE_BULK, or 3 for the interrupt pipe
 };
+/// Bulk-in comes first, then bulk-out, then the interrupt pipe if the camera has one.
 struct USBSCAN_PIPE_CONFIGURATION {
     DWORD NumberOfPipes;
     USBSCAN_PIPE_INFORMATION PipeInfo[8];
 };
 static_assert(sizeof(USBSCAN_PIPE_CONFIGURATION) == 68);
 
+/// Input of IOCTL_GET_USB_DESCRIPTOR: the fields of a standard GET_DESCRIPTOR request. At most 255
+/// bytes of the descriptor are returned.
 struct USBSCAN_GET_DESCRIPTOR {
-    BYTE DescriptorType;  ///< 1: the device's
+    BYTE DescriptorType;  ///< 1: the device descriptor
     BYTE Index;
     std::uint16_t LanguageId;
 };
 static_assert(sizeof(USBSCAN_GET_DESCRIPTOR) == 4);
 
-/// A device descriptor of the USB standard, little-endian.
+/// The device descriptor of the USB standard, little-endian.
 struct USB_DEVICE_DESCRIPTOR {
     BYTE bLength;
     BYTE bDescriptorType;
@@ -54,20 +69,21 @@ struct USB_DEVICE_DESCRIPTOR {
 };
 static_assert(sizeof(USB_DEVICE_DESCRIPTOR) == 18);
 
-/// Of the second family: nothing in; a device descriptor, and a DWORD, out.
+/// Control codes of the second family. They take no input. The first returns a
+/// USB_DEVICE_DESCRIPTOR, the second a DWORD: the bytes in a packet of the bulk-in pipe.
 inline constexpr DWORD ZL_IOCTL_GET_DEVICE_DESCRIPTOR = 0xF1006000;
 inline constexpr DWORD ZL_IOCTL_GET_MAX_PACKET_SIZE = 0xF100A004;
 
-/// The table of the second family's cameras: a section of that name, a count in its first byte and
-/// the entries packed behind it. Whoever opens it finds the attached cameras in it. Entries keep
-/// their places and transaction ids while any process has it; one of an unplugged camera has ids
-/// of 0.
+/// The table of the second family's cameras: a named section that holds a count in its first byte
+/// and then the packed entries. The attached cameras are entered while a process opens the section.
+/// An entry keeps its place and its transaction id while any process has the section open; the
+/// entry of an unplugged camera has 0 as vid and pid.
 inline constexpr WCHAR devicePathTableName[] = u"Global\\ZlPtpWPDHandlesToCameras";
 inline constexpr DWORD devicePathTableSize = 4096;
 struct DevicePathEntry {
-    std::uint32_t state;  ///< 1 in a new entry
-    char port[120];       ///< the device path without `\\?\`, zero-terminated
-    std::uint32_t transactionID;
+    std::uint32_t state;          ///< 1 in a new entry
+    char port[120];               ///< the device path without `\\?\`, zero-terminated
+    std::uint32_t transactionID;  ///< of the next command; the transport counts it
     std::uint32_t vid;
     std::uint32_t pid;
     std::uint8_t unused[120];
@@ -76,40 +92,45 @@ static_assert(sizeof(DevicePathEntry) == 256);
 
 #pragma GCC visibility push(default)
 
-/// A still-image device that is attached, whether or not anything here knows its model.
+/// An attached still-image device, of any model.
 struct AttachedCamera {
-    std::u16string port;        ///< opens it on the first family: `\\.\Usbscan<n>`
-    std::u16string devicePath;  ///< on the second, behind `\\?\`
+    std::u16string port;        ///< the name that opens it on the first family: `\\.\Usbscan<n>`
+    std::u16string devicePath;  ///< opens it on the second family, after `\\?\`
     std::uint16_t vid;
     std::uint16_t pid;
     std::u16string manufacturer, product, serial;  ///< as the device says; may be empty
-    /// A program outside of this system that has it open, as far as this user may look; 0 if none
-    /// is seen. While it has, opening fails with ERROR_SHARING_VIOLATION.
+    /// Id of a foreign program that has the device node open; 0 if none was found, which may only
+    /// mean that this user can't look into that program. While it has the node open, opening the
+    /// camera may fail with ERROR_SHARING_VIOLATION.
     DWORD holderProcess;
-    std::u16string holderProgram;
-    bool accessible;  ///< false: this user may not read and write its device node
+    std::u16string holderProgram;  ///< its name; empty if none was found
+    bool accessible;               ///< false: this user may not read and write its device node
 };
 
-/// By port. Throws std::bad_alloc.
+/// The attached cameras, sorted by port. From any thread. Throws std::bad_alloc.
 std::vector<AttachedCamera> attachedCameras();
 
-/// What goes over a camera's pipes, as a file in the form pcapng: the camera's host writes it,
-/// until it is told to end or this object goes. docs/protocol.md tells what stands in it.
+/// A recording of what goes over a camera's pipes, in the file format pcapng. The camera's host
+/// writes it until end() is called or this object is destroyed. docs/protocol.md describes its
+/// contents.
 class CameraRecording {
   public:
     static constexpr DWORD withPayloads = 1;  ///< the contents of files too
     static constexpr DWORD anonymous = 2;     ///< without serial number, names and owner's texts
 
-    /// `port` as in AttachedCamera, of either family; `file` an empty one that is open for writing,
-    /// which may be closed then. Null with the last error: one of opening the camera, or ERROR_BUSY
-    /// where it is recorded already.
+    /// `port` is a name of either family from AttachedCamera, with its front. `file` is an empty
+    /// regular file, open for writing; the host gets a duplicate, so the caller may close its
+    /// handle. `options` are the flags above. Null with the last error: one of those of opening the
+    /// camera, or ERROR_BUSY if the camera is being recorded already.
     static std::unique_ptr<CameraRecording> begin(const std::u16string& port, HANDLE file,
                                                   DWORD options);
+    /// Ends the recording without waiting for its last bytes.
     ~CameraRecording();
 
-    /// Returns when all is written. False with the last error where something isn't:
-    /// ERROR_DISK_FULL, ERROR_SEM_TIMEOUT (the disk was too slow), ERROR_IO_DEVICE, or
-    /// ERROR_DEVICE_NOT_CONNECTED (the camera is gone; what it did until then is there).
+    /// Ends the recording and blocks until all of it is written. False with the last error if part
+    /// of it is missing: ERROR_DISK_FULL, ERROR_SEM_TIMEOUT (the disk was too slow),
+    /// ERROR_IO_DEVICE, or ERROR_DEVICE_NOT_CONNECTED (the camera is gone; what it did until then
+    /// is in the file).
     bool end();
 
   private:
@@ -118,8 +139,8 @@ class CameraRecording {
     std::unique_ptr<Impl> impl_;
 };
 
-/// The folder in which processes that serve a device are found, made if missing; empty with the
-/// last error.
+/// The folder in which the processes that serve devices leave their sockets and locks. It is made
+/// if it is missing. Empty with the last error.
 std::string deviceFolder();
 
 #pragma GCC visibility pop

@@ -19,8 +19,10 @@ namespace zlk::platform {
 namespace {
 
 constexpr char busFolder[] = "/sys/bus/usb/devices/";
+// The kernel increments this number with each event, such as a device's coming or going.
 constexpr char eventCount[] = "/sys/kernel/uevent_seqnum";
 constexpr std::string_view stillImage = "6/1/1";  // class, subclass and protocol
+// Bytes; a file that claims more is cut off.
 constexpr std::size_t maxEntry = 4096;
 constexpr char tableName[] = "port-numbers";
 
@@ -31,7 +33,7 @@ Number numberOf(std::string_view text, int base) {
     return number;
 }
 
-/// What the kernel tells of a device or an interface: a line NAME=value each.
+/// The kernel's properties of a device or an interface, a line NAME=value each.
 std::string readProperties(const std::string& folder) {
     return readSmallFile(folder + "/uevent", maxEntry);
 }
@@ -46,6 +48,7 @@ std::string_view property(std::string_view lines, std::string_view name) {
     return {};
 }
 
+/// Reads sysfs. A folder named `1-2:1.0` is interface 0 of configuration 1 of the device in `1-2`.
 std::vector<AttachedDevice> readBus() {
     std::vector<AttachedDevice> devices;
     std::set<std::string> seen;
@@ -55,6 +58,7 @@ std::vector<AttachedDevice> readBus() {
         const std::string interface = readProperties(busFolder + name);
         if (property(interface, "INTERFACE") != stillImage) continue;
         const std::string folder = busFolder + name.substr(0, colon);
+        // A device may have several still-image interfaces, and is listed once.
         if (!seen.insert(folder).second) continue;
         const std::string properties = readProperties(folder);
         const auto bus = numberOf<unsigned>(property(properties, "BUSNUM"), 10);
@@ -66,7 +70,7 @@ std::vector<AttachedDevice> readBus() {
         device.node = std::string("/dev/bus/usb/") + place;
         place[3] = '-';
         device.name = std::string("usb-") + place;
-        // As in 5af1/7c36/100, with the device's own version behind its ids.
+        // The text is vid/pid/version in hexadecimal digits, as in 5af1/7c36/100.
         const std::string_view ids = property(properties, "PRODUCT");
         device.vid = numberOf<std::uint16_t>(ids, 16);
         device.pid = numberOf<std::uint16_t>(ids.substr(ids.find('/') + 1), 16);
@@ -78,21 +82,24 @@ std::vector<AttachedDevice> readBus() {
     return devices;
 }
 
-/// The bus as it was at one of the kernel's events.
+/// The devices on the bus, cached for as long as the kernel's count of events stays the same.
 struct KnownBus {
     std::mutex lock;
-    std::string event;
+    std::string event;  // the kernel's count when `devices` was read
     std::vector<AttachedDevice> devices;
 };
 
-/// One question asks many times, and the kernel's count of events, one of which follows whatever
-/// comes or goes, is read in a fraction of the time that the bus takes.
+/// A single question to the directory leads here many times. Reading the kernel's count of events
+/// takes a fraction of the time that reading the bus takes, and every arrival and departure is
+/// followed by an event.
 std::vector<AttachedDevice> devicesOnTheBus() {
     static Immortal<KnownBus> known;
-    // Whoever finds it taken reads for himself: in a forked child it may be taken for ever.
+    // A thread that finds the lock taken reads the bus itself and doesn't wait: in a child that was
+    // forked while another thread held it, the lock stays taken for ever.
     const std::unique_lock guard(known->lock, std::try_to_lock);
     if (!guard) return readBus();
-    // Before the bus, which may change while it is read.
+    // The count is read before the bus: if the bus changes in between, the cache is only out of
+    // date once too often.
     std::string event = readAttribute(eventCount);
     if (event.empty() || event != known->event) {
         known->devices = readBus();
@@ -101,6 +108,8 @@ std::vector<AttachedDevice> devicesOnTheBus() {
     return known->devices;
 }
 
+/// Adds the devices that processes serve without a bus, such as virtual cameras. An entry whose
+/// lock nobody holds was left by a process that was killed.
 void addServedDevices(std::vector<AttachedDevice>& devices) {
     constexpr std::string_view ending = ".device";
     const std::string folder = deviceFolder();
@@ -130,8 +139,10 @@ std::vector<AttachedDevice> devicesWithoutPorts() {
     return devices;
 }
 
+/// Port numbers by device name.
 using PortTable = std::map<std::string, unsigned>;
 
+/// The table that processes share. Lines with a number out of range or a number twice are ignored.
 PortTable readTable(const SharedTable& shared) {
     PortTable table;
     std::istringstream lines(shared.read());
@@ -148,7 +159,8 @@ bool isComplete(const PortTable& table, const std::vector<AttachedDevice>& devic
                        [&](const AttachedDevice& device) { return table.contains(device.name); });
 }
 
-/// Those of the attached devices stay; the others' become free.
+/// Gives each attached device its old number, or else the lowest free one. Numbers of devices that
+/// are gone become free.
 PortTable completed(const PortTable& old, const std::vector<AttachedDevice>& devices) {
     PortTable table;
     std::set<unsigned> given;
@@ -165,6 +177,9 @@ PortTable completed(const PortTable& old, const std::vector<AttachedDevice>& dev
     return table;
 }
 
+/// The port numbers of these devices. Usually the shared table has them all and can be read without
+/// its lock. If it hasn't, the table is rewritten under the lock, and `devices` is read anew: by an
+/// older list, a device that another process has just entered would lose its number.
 PortTable agreedPorts(std::vector<AttachedDevice>& devices) {
     const SharedTable shared(tableName);
     PortTable table = readTable(shared);
@@ -184,7 +199,8 @@ std::vector<AttachedDevice> attachedDevices() {
     std::vector<AttachedDevice> devices = devicesWithoutPorts();
     if (devices.empty()) return devices;
     const PortTable ports = agreedPorts(devices);
-    // Without a number it can't be opened, and the next one who asks may get one for it.
+    // A device without a number can't be opened. It is left out, and may get a number at the next
+    // call.
     std::erase_if(devices,
                   [&](const AttachedDevice& device) { return !ports.contains(device.name); });
     for (AttachedDevice& device : devices) device.port = ports.at(device.name);

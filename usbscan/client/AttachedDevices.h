@@ -1,10 +1,11 @@
 #pragma once
-// The still-image devices that are attached: those on the bus, as the kernel tells of them, and
-// those that a process serves (host/DeviceEntry.h). Each has a port number, agreed between the
-// processes of the machine, which it keeps while it is attached.
+// Lists the still-image devices that are attached: those on the USB bus, as the kernel reports
+// them, and those that a process of ours serves (host/DeviceEntry.h). Each has a port number, on
+// which the processes of the machine agree and which it keeps while it is attached.
 //
-// Numbers have four digits, so that none is the beginning of another: port texts are compared by
-// their beginnings. The lowest free one is given, since a table of ports has few places.
+// Numbers have four digits, so that none is a prefix of another: callers compare port names by
+// their beginnings. A new device gets the lowest free number, since a table of ports has few
+// places.
 
 #include <cstdint>
 #include <optional>
@@ -18,22 +19,26 @@ namespace zlk::platform {
 
 inline constexpr unsigned firstPort = 1000, lastPort = 9999;
 
+/// A snapshot of one device; it may be unplugged at any time.
 struct AttachedDevice {
     std::string name;  ///< of its files in <root>/devices/; `usb-BBB-DDD` for one on the bus
     std::string node;  ///< its device node; empty for one that a process serves
     std::uint16_t vid = 0, pid = 0;
-    std::string manufacturer, product, serial;  ///< as the device says: hostile
+    std::string manufacturer, product, serial;  ///< the device's own strings: untrusted
     unsigned port = 0;
 };
 
-/// Where devices on the bus are found: /sys/bus/usb/devices.
+/// All devices, sorted by port. Devices on the bus are found below /sys/bus/usb/devices. From any
+/// thread.
 std::vector<AttachedDevice> attachedDevices();
 
-/// The text that opens a device, on the first family and on the second.
+/// The name that opens a device on the first driver family, front included; and on the second
+/// family, without the front `\\?\`.
 std::u16string scannerPortText(const AttachedDevice& device);
 std::string portableDevicePath(const AttachedDevice& device);
-/// The device that such a text opens, in any case and without the front `\\.\` or `\\?\`. One
-/// that had the same port earlier has another path.
+/// The device that such a name opens, compared without case and given without its front (`\\.\` or
+/// `\\?\`). A device path holds vid and pid as well, so the path of a device that had the same port
+/// earlier doesn't match, unless it was of the same model.
 std::optional<AttachedDevice> attachedDevice(std::u16string_view name);
 
 }  // namespace zlk::platform

@@ -27,12 +27,16 @@ constexpr char category[] = "Usbscan";
 
 constexpr DWORD usualTransferTimeout = 20'000, usualEventTimeout = 5'000;  // ms
 constexpr DWORD shortestTimeout = 10, longestTimeout = 3'600'000;
-// The host keeps its own time and recovers the device; only one that doesn't run takes longer.
+// The host measures the time-outs and recovers the device, which may take some seconds more. Only a
+// host that hangs makes a client wait this much longer.
 constexpr auto hostPatience = 30s;
 
-// Whoever reads less than a container's head looks for a packet of no bytes.
+// A read for less than a container's head can't be for a container, so its caller is looking for
+// the zero-length packet that ends a transfer.
 constexpr DWORD containerHead = 12;
+// Many devices leave that packet out. One that sends it does so at once.
 constexpr auto zeroPacketPatience = 100ms;
+// A device that was heard this recently isn't asked whether it still answers.
 constexpr auto lately = 100ms;
 
 bool refuse(DWORD error) {
@@ -54,6 +58,7 @@ bool hasLegalSize(const MessageHeader& header) {
                                                               : usbscan::maxControlMessage);
 }
 
+/// Traces which program has claimed the device.
 void tellHolder(const AttachedDevice& device) {
     const DeviceHolder holder = findHolderOf(device);
     if (holder.pid != 0)
@@ -76,6 +81,8 @@ std::shared_ptr<CameraHandle> CameraHandle::open(std::u16string_view name) {
                                        timeoutSetting(u"EventTimeout", usualEventTimeout)};
     const std::chrono::milliseconds longest(
         std::max(request.transferTimeout, request.eventTimeout));
+    // A host that is about to end may still accept the connection and close it. Its successor can
+    // be reached a moment later.
     constexpr int tries = 10;
     for (int i = 0; i < tries; ++i) {
         Descriptor socket = connectToHost(*device);
@@ -98,7 +105,8 @@ std::shared_ptr<CameraHandle> CameraHandle::open(std::u16string_view name) {
 }
 
 CameraHandle::Opening CameraHandle::shakeHands(const usbscan::OpenRequest& request) {
-    // Refused already, perhaps; its answer tells.
+    // A failed send is no reason to give up: a host that refused already has closed its end, and
+    // the reason for it can still be read.
     socket_.send({0, MessageKind::Open, 0, 0}, std::as_bytes(std::span(&request, 1)));
     for (MessageHeader header; socket_.receiveHeader(header) == HostLink::Result::Ok;) {
         DWORD error = 0;
@@ -117,12 +125,14 @@ CameraHandle::Opening CameraHandle::shakeHands(const usbscan::OpenRequest& reque
 }
 
 void CameraHandle::close() noexcept {
-    // In a forked child the connection is still its parent's.
+    // A forked child shares the connection with its parent, who still needs it.
     if (!fork_.crossed()) socket_.shutDown();
 }
 
 bool CameraHandle::isUsable() {
     if (fork_.crossed()) return refuse(ERROR_INVALID_HANDLE);
+    // After a failure in the middle of a message nobody knows where the next one begins, so the
+    // handle is dead for good.
     return handleError_ == ERROR_SUCCESS || refuse(handleError_);
 }
 
@@ -140,7 +150,8 @@ bool CameraHandle::send(MessageKind kind, std::span<const std::byte> first,
         sent = socket_.send({0, kind, 0, turn_}, first, second, descriptor);
     }
     if (sent) return true;
-    // The host's last words tell why.
+    // A host that ends the connection says why in its last messages. nextMessage() makes that
+    // reason the last error.
     const std::lock_guard lock(receiving_);
     for (MessageHeader header; nextMessage(header);)
         if (!skipRest()) break;
@@ -205,7 +216,7 @@ bool CameraHandle::nextMessage(MessageHeader& header) {
 void CameraHandle::beginTurn() {
     readTurn_ = turn_;
     inData_ = zeroDue_ = zeroGiven_ = answered_ = false;
-    complete_ = true;  // as that before it was
+    complete_ = true;  // no container is under way
 }
 
 bool CameraHandle::givesMissingZeroPacket(DWORD size) {
@@ -226,17 +237,18 @@ bool CameraHandle::read(void* buffer, DWORD size, DWORD& done) {
     }
     if (turnEnded_) return refuse(ERROR_OPERATION_ABORTED);
     if (size == 0 || givesMissingZeroPacket(size)) return true;
-    // Whoever goes on reading behind the response took something else for it, and would wait for
-    // what never comes.
+    // A caller who reads on after the response has taken something else for the response, and would
+    // wait for bytes that never come.
     if (answered_ && !(zeroDue_ && size < containerHead)) return refuse(ERROR_SEM_TIMEOUT);
     while (!inData_) {
         if (!nextMessage(data_)) return false;
         if (data_.kind == MessageKind::Cancelled) return refuse(ERROR_OPERATION_ABORTED);
         const bool due = std::exchange(zeroDue_, false);
         if (data_.kind == MessageKind::ZeroPacket) {
-            // One that was taken for read comes too late. And between containers, a reader who
-            // wants the next one doesn't look for the end of the last: a device that sends heads in
-            // packets of their own ends payloads with it whose containers don't fill their packets.
+            // A packet for which a read has already returned 0 bytes comes too late. And between
+            // containers, a caller who wants the next container isn't looking for the end of the
+            // last: a device that sends heads in packets of their own ends payloads with a
+            // zero-length packet even where their containers don't fill their packets.
             const bool unwanted = complete_ && size >= containerHead;
             if (!std::exchange(zeroGiven_, false) && !unwanted) return true;
         } else if (data_.kind != MessageKind::Data) {
@@ -245,7 +257,9 @@ bool CameraHandle::read(void* buffer, DWORD size, DWORD& done) {
         } else {
             inData_ = data_.length > 0;
             zeroGiven_ = false;
-            // Whatever is shorter than a container is what came in the packet's place.
+            // The device left the packet out and sent the response instead. The caller gets 0 bytes
+            // now and the response with its next read. Fewer bytes than a container has can't be a
+            // response, so they are handed out.
             if (due && size < containerHead && data_.length >= containerHead) {
                 diagnose(category, u"A zero-length packet was due and was left out");
                 return true;
@@ -281,7 +295,8 @@ bool CameraHandle::awaitAnswer(MessageKind kind, std::span<std::byte> output, DW
             returned = std::min(header.length, static_cast<DWORD>(output.size()));
             return receive(output.first(returned)) && skipRest();
         }
-        // A question is answered all the same.
+        // A cancelled transaction ends a wait for an event, but a control request is answered all
+        // the same.
         if (header.kind == MessageKind::Cancelled && kind == MessageKind::Event)
             return refuse(ERROR_OPERATION_ABORTED);
         if (!skipRest()) return false;
@@ -299,7 +314,8 @@ bool CameraHandle::ask(DWORD code, std::span<const std::byte> input, std::span<s
     usbscan::ControlAnswer head{};
     std::byte answer[sizeof head + 255];
     DWORD size = 0;
-    // One that was asked before may have been left without its answer.
+    // The answer to an earlier question may still be under way, if its asker failed before reading
+    // it.
     do {
         if (!awaitAnswer(MessageKind::ControlDone, answer, size)) return false;
         if (size < sizeof head) return checked(HostLink::Result::Closed);
@@ -312,15 +328,14 @@ bool CameraHandle::ask(DWORD code, std::span<const std::byte> input, std::span<s
     return true;
 }
 
-/// Whether the last transaction's response was read a moment ago, and nothing has come since.
 bool CameraHandle::wasHeardLately() {
     return answered_ && readTurn_ == turn_ &&
            std::chrono::steady_clock::now() - heardAt_ < lately && !socket_.hasInput(0ms);
 }
 
-/// Who asks for the device's descriptor wants to know whether it still answers. One that has sent
-/// something so lately needs not be asked: between two pictures that costs as much as a small
-/// transaction.
+/// Callers ask for the device descriptor to find out whether the device still answers. A device
+/// that was heard within `lately` isn't asked: between two pictures, a control request costs as
+/// much time as a small transaction.
 bool CameraHandle::askDescriptor(const USBSCAN_GET_DESCRIPTOR& wanted, std::span<std::byte> output,
                                  DWORD& returned) {
     const bool ofDevice = wanted.DescriptorType == 1 && wanted.Index == 0;
@@ -354,7 +369,8 @@ bool CameraHandle::askRecorder(MessageKind kind, std::span<const std::byte> firs
 
 bool CameraHandle::record(const AttachedDevice& device, const FileHandle& file,
                           std::uint32_t flags) {
-    // A device's texts are 126 units at most, and what a file in devices/ says may be longer.
+    // A device's own string has at most 126 UTF-16 units, each up to 3 bytes in UTF-8. The text of
+    // a file in devices/ may be longer, and is cut off.
     constexpr std::size_t longest = 3 * 126;
     usbscan::RecordRequest request{};
     request.flags = flags;
@@ -375,7 +391,7 @@ bool CameraHandle::endRecording() {
     return askRecorder(MessageKind::EndRecord);
 }
 
-/// Whatever becomes of it, the camera is open.
+/// A recording that fails is traced; the camera is open all the same.
 void CameraHandle::recordIfSet(const AttachedDevice& device) {
     const std::u16string folder = platformText(u"Record");
     if (folder.empty() || isRecorded_) return;
@@ -384,7 +400,8 @@ void CameraHandle::recordIfSet(const AttachedDevice& device) {
     ::localtime_r(&now, &local);
     char time[32];
     std::strftime(time, sizeof time, "%Y%m%d-%H%M%S", &local);
-    // Two that begin in one second have different names, and one of them is refused.
+    // The process id keeps apart the names of two programs that open the camera within one second;
+    // the host then refuses one of the recordings.
     const std::u16string path = formatText(u"%s/%04x-%04x-%s-%d.pcapng", folder, device.vid,
                                            device.pid, std::string(time), ::getpid());
     const UniqueHandle file(CreateFileW(path.c_str(), GENERIC_READ | GENERIC_WRITE, FILE_SHARE_READ,
@@ -413,7 +430,8 @@ bool CameraHandle::askPacketSize(std::span<std::byte> output, DWORD& returned) {
 void CameraHandle::cancel() {
     turnEnded_ = true;
     const std::lock_guard lock(sending_);
-    // Whoever waits on this handle hears it from the host; there is no answer to wait for here.
+    // Nobody waits here for the host's Cancelled: it ends the read of the thread that has one under
+    // way.
     socket_.send({0, MessageKind::Cancel, 0, turn_}, {});
 }
 

@@ -1,9 +1,11 @@
 #pragma once
-// What stands behind a handle of a still-image device: a connection to its host.
+// The object that a handle of a still-image device stands for: a connection to the device's host.
 //
-// Writes are not acknowledged; what became of them is told by the next read or control. Once a
-// transaction has failed, further reads of it fail with ERROR_OPERATION_ABORTED until the next
-// command. A control request gives up what is still to be read.
+// Writes are not acknowledged; a failed write is reported by the next read or control request. Once
+// a transaction has failed, further reads of it fail with ERROR_OPERATION_ABORTED until the next
+// command. A control request discards everything that arrives before its answer and isn't read yet.
+//
+// Any thread may call any function. Lock order: `asking_`, then either `sending_` or `receiving_`.
 
 #include <atomic>
 #include <chrono>
@@ -22,71 +24,93 @@ namespace zlk::platform {
 
 class CameraHandle final : public Handle {
   public:
-    /// `name` as behind `\\.\` or `\\?\`. Null with the last error: ERROR_FILE_NOT_FOUND for a
-    /// device that isn't attached, ERROR_SHARING_VIOLATION for one that another program has (the
-    /// trace tells which), ERROR_ACCESS_DENIED.
+    /// `name` comes without its front `\\.\` or `\\?\`. Starts the device's host if none runs. Null
+    /// with the last error: ERROR_FILE_NOT_FOUND for a device that isn't attached,
+    /// ERROR_SHARING_VIOLATION for one that another program has claimed (the trace names that
+    /// program), ERROR_ACCESS_DENIED.
     static std::shared_ptr<CameraHandle> open(std::u16string_view name);
 
+    /// Public for std::make_shared; the connection has yet to be opened by a handshake. `patience`
+    /// limits each single wait for the host.
     CameraHandle(Descriptor socket, std::chrono::milliseconds patience)
         : socket_(std::move(socket), patience) {}
 
-    /// Has the host write what goes over the device's pipes into the file, from here on; `flags`
-    /// as those of usbscan::RecordRequest. False with the last error.
+    /// Has the host record what goes over the device's pipes into the file, from now on. `flags`
+    /// are those of usbscan::RecordRequest. The file stays the caller's. False with the last error.
     bool record(const AttachedDevice& device, const FileHandle& file, std::uint32_t flags);
-    /// Until all of it is written. False with the last error, where some of it isn't.
+    /// Ends the recording, and blocks until all of it is written. False with the last error if part
+    /// of it is missing.
     bool endRecording();
 
+    /// One read of the bulk-in pipe: blocks until bytes of one container arrive, and never returns
+    /// bytes of two. True with `done` 0 for a zero-length packet.
     bool read(void* buffer, DWORD size, DWORD& done) override;
+    /// One transfer to the bulk-out pipe. A buffer that begins with a PTP command container opens a
+    /// new turn. Returns before the device has taken the bytes.
     bool write(const void* buffer, DWORD size, DWORD& done) override;
     bool control(DWORD code, const void* input, DWORD inputSize, void* output, DWORD outputSize,
                  DWORD& returned) override;
-    /// Ends what other threads wait for.
+    /// Shuts the connection down, which ends the waits of other threads.
     void close() noexcept override;
 
   private:
     enum class Opening { Done, Again, Failed };
+    /// Opens the connection. Again: the host ended meanwhile, and connecting anew may help. Failed:
+    /// the host refused, with the last error.
     Opening shakeHands(const usbscan::OpenRequest& request);
+    /// Begins a recording where the settings ask for one of every camera.
     void recordIfSet(const AttachedDevice& device);
 
+    /// False with the last error in a forked child, or once the handle is dead.
     bool isUsable();
     bool send(usbscan::MessageKind kind, std::span<const std::byte> first = {},
               std::span<const std::byte> second = {}, int descriptor = -1);
+    /// Gives up the open transaction, without waiting for the host.
     void cancel();
 
-    // Under `receiving_`; false with the last error.
-    /// Receives the next message of the current turn. Notes are traced and skipped; leftovers of
-    /// earlier turns, and further failures of a turn that has already failed, are skipped.
+    /// Receives the next message of the current turn. Notes are traced and skipped. Leftovers of
+    /// earlier turns are skipped, and so are further failures of a turn that has already failed.
     bool nextMessage(usbscan::MessageHeader& header);
     bool receive(std::span<std::byte> buffer);
     bool skipRest();
+    /// Turns a failure of the link into the handle's permanent error.
     bool checked(HostLink::Result result);
+    /// Takes the error out of a Failed message, and fails with it.
     bool fail(const usbscan::MessageHeader& header);
+    /// Resets the state of reading for the turn of the last command.
     void beginTurn();
-    /// Whether a packet of no bytes, which is due, has to be taken for read.
+    /// Whether a read of this size should return 0 bytes because a zero-length packet is due and
+    /// the device seems to have left it out.
     bool givesMissingZeroPacket(DWORD size);
-    /// The payload of the next message of this kind, as much of it as there is room for.
+    /// Waits for the next message of this kind and copies as much of its payload as fits.
     bool awaitAnswer(usbscan::MessageKind kind, std::span<std::byte> output, DWORD& returned);
-    /// Sends the message, and receives its Recorded.
+    /// Sends the message, and waits for the Recorded that answers it.
     bool askRecorder(usbscan::MessageKind kind, std::span<const std::byte> first = {},
                      std::span<const std::byte> second = {}, int descriptor = -1);
+    /// Sends a Control message and waits for its answer. Takes the locks itself, as the next two
+    /// do.
     bool ask(DWORD code, std::span<const std::byte> input, std::span<std::byte> output,
              DWORD& returned);
     bool askDescriptor(const USBSCAN_GET_DESCRIPTOR& wanted, std::span<std::byte> output,
                        DWORD& returned);
+    /// Whether the response of the last transaction was read a moment ago, and nothing has come
+    /// since. Under `receiving_`.
     bool wasHeardLately();
     bool askPacketSize(std::span<std::byte> output, DWORD& returned);
 
     HostLink socket_;
-    bool isRecorded_ = false;  // was, when this handle was opened
-    ForkMark fork_;
-    std::atomic<DWORD> handleError_ = ERROR_SUCCESS;  // why every use fails from now on
-    std::atomic<std::uint16_t> turn_ = 0;             // counts commands
+    bool isRecorded_ = false;  // whether a recording was under way when this handle was opened
+    ForkMark fork_;            // the connection belongs to the process that opened it
+    std::atomic<DWORD> handleError_ = ERROR_SUCCESS;  // if set, every use fails with it
+    std::atomic<std::uint16_t> turn_ = 0;             // counts commands; changed under `sending_`
     std::atomic<bool> turnEnded_ = true;              // the turn has nothing more to read
 
-    std::mutex asking_;  // one question at a time
-    std::uint32_t question_ = 0;
+    std::mutex asking_;           // one question at a time
+    std::uint32_t question_ = 0;  // number of the last one; under `asking_`
 
+    // Keeps a turn's number and its command together. Not held while anything is received.
     std::mutex sending_;
+    // Guards everything below: one thread at a time reads messages.
     std::mutex receiving_;
     std::uint16_t readTurn_ = 0;  // the turn that the fields below describe
     usbscan::MessageHeader data_{};
@@ -97,7 +121,7 @@ class CameraHandle final : public Handle {
     bool zeroGiven_ =
         false;  // a read has given 0 bytes for a zero-length packet that has not arrived
     std::chrono::steady_clock::time_point heardAt_{};  // when the response was read
-    USB_DEVICE_DESCRIPTOR descriptor_{};               // of the device, once it has told it whole
+    USB_DEVICE_DESCRIPTOR descriptor_{};  // the device's, cached; bLength is 0 until then
 };
 
 }  // namespace zlk::platform

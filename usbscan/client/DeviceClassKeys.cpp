@@ -9,14 +9,17 @@
 namespace zlk::platform {
 namespace {
 
+// In upper case, since paths are compared in their folded form.
 constexpr std::array<std::u16string_view, 4> classFolder = {u"SYSTEM", u"CURRENTCONTROLSET",
                                                             u"CONTROL", u"CLASS"};
+// Classes of the first driver family and of the second.
 constexpr std::u16string_view imageClass = u"{6BDD1FC6-810F-11D0-BEC7-08002BE2092F}";
 constexpr std::u16string_view portableClass = u"{EEC5AD98-8080-425F-922A-DABF3DE3F69A}";
 
-// The driver is ours, whoever made the camera.
+// Callers take a device only from this provider. The driver is ours, whoever made the camera.
 constexpr std::u16string_view provider = u"Zephyr-Lanthorn";
 
+/// A REG_SZ value; its data includes the terminating zero.
 RegistryValue textValue(std::u16string_view name, std::u16string_view text) {
     std::vector<BYTE> data((text.size() + 1) * sizeof(WCHAR));
     std::copy_n(reinterpret_cast<const BYTE*>(text.data()), text.size() * sizeof(WCHAR),

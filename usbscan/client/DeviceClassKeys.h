@@ -1,6 +1,6 @@
 #pragma once
-// The two device class keys, answered live: below each a subkey for every still-image device that
-// is attached, named by its port number.
+// The settings tree's two device class keys, whose content is computed at each access: below each
+// stands a subkey for every still-image device that is attached, named by its port number.
 
 #include "platform/settings/RegistryTypes.h"
 
@@ -8,6 +8,7 @@ namespace zlk::platform {
 
 class DeviceClassKeys : public RegistryBackdrop {
   public:
+    /// The content of a class key or of a device's key below it; null for any other path.
     std::shared_ptr<const RegistryContent> find(const RegistryPath& path) override;
 };
 

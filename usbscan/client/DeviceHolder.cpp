@@ -17,7 +17,8 @@ bool hasOpen(const std::string& process, const std::string& node) {
     for (const std::string& descriptor : namesIn(folder)) {
         char target[512];
         const ssize_t size = ::readlink((folder + descriptor).c_str(), target, sizeof target);
-        // Another process may see the devices below a root of its own.
+        // The end is compared and not the whole path, since a process in a container may see /dev
+        // below a root of its own.
         if (size > 0 && std::string_view(target, static_cast<std::size_t>(size)).ends_with(node))
             return true;
     }

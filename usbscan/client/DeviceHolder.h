@@ -1,6 +1,6 @@
 #pragma once
-// Which process has a device's node open, as far as this user may look: on a desktop it is often
-// a file manager's volume monitor.
+// Finds out which foreign program has a device's node open, as far as this user may look. On a
+// desktop it is often a file manager's volume monitor.
 
 #include <sys/types.h>
 
@@ -15,7 +15,7 @@ struct DeviceHolder {
     std::string program;
 };
 
-/// Hosts of ours aren't meant, and not found.
+/// Looks through /proc. Hosts of our own don't count, and are skipped.
 DeviceHolder findHolderOf(const AttachedDevice& device);
 
 }  // namespace zlk::platform

@@ -18,12 +18,12 @@ namespace {
 
 constexpr std::size_t capacity = (devicePathTableSize - 1) / sizeof(DevicePathEntry);
 
-/// Null if it can't be had. Never unmapped: the transaction ids in it would be lost between two
-/// connections. Behind the table's lock.
+/// The mapped table; null if it can't be mapped. It is never unmapped, or the transaction ids in it
+/// would be lost between two connections of a process. The table's lock must be held.
 std::uint8_t* keptView() {
     static ForkMark ours;
     static std::uint8_t* view = nullptr;
-    // A forked child finds zeros there, and opens the table for itself.
+    // In a forked child the memory at this address holds zeros, so the child maps the table itself.
     if (ours.crossed()) view = nullptr;
     ours.set();
     if (!view) {
@@ -40,7 +40,8 @@ bool isPortOf(const DevicePathEntry& entry, const AttachedDevice& device) {
     return std::strncmp(entry.port, portableDevicePath(device).c_str(), sizeof entry.port) == 0;
 }
 
-/// Peers read at any time: what stays right is never written otherwise.
+/// Peers read the table at any time and without a lock, so an entry that is still right keeps its
+/// bytes throughout.
 void setIds(DevicePathEntry& entry, std::uint16_t vid, std::uint16_t pid) {
     entry.vid = vid;
     entry.pid = pid;
@@ -51,12 +52,14 @@ void setIds(DevicePathEntry& entry, std::uint16_t vid, std::uint16_t pid) {
 void refreshDevicePathTable() {
     if (!isVistaOrLater()) return;
     const SharedTable::Lock lock(SharedTable("device-paths"));
-    // Under the lock: by an older view a camera that somebody has just entered would go again.
+    // The devices are listed under the lock: by an older list, the entry of a camera that another
+    // process has just added would be cleared again.
     const std::vector<AttachedDevice> devices = attachedDevices();
     std::uint8_t* const table = lock.held() ? keptView() : nullptr;
     if (!table) return;
     std::size_t count = std::min<std::size_t>(table[0], capacity);
     const std::span entries(reinterpret_cast<DevicePathEntry*>(table + 1), capacity);
+    // An unplugged camera's entry stays, with ids of 0: entries must not move while peers use them.
     for (DevicePathEntry& entry : entries.first(count))
         if (std::none_of(devices.begin(), devices.end(),
                          [&](const AttachedDevice& device) { return isPortOf(entry, device); }))
@@ -79,6 +82,7 @@ void refreshDevicePathTable() {
             diagnose("Usbscan", u"There is no place for %s in the table of cameras", device.name);
         }
     }
+    // The count is stored last, so that a reader sees a new entry only once it is complete.
     table[0] = static_cast<std::uint8_t>(count);
 }
 

@@ -17,6 +17,7 @@
 namespace zlk::platform {
 namespace {
 
+// Room for the largest message that isn't Data.
 constexpr std::size_t aheadSize = 4096;
 
 timeval timevalOf(std::chrono::milliseconds time) {
@@ -56,8 +57,9 @@ bool HostLink::send(usbscan::MessageHeader header, std::span<const std::byte> fi
         if (sent < 0 && errno == EINTR) continue;
         if (sent < 0) return false;
         left -= static_cast<std::size_t>(sent);
-        message.msg_control = nullptr;  // it has gone with the first byte
+        message.msg_control = nullptr;  // the descriptor has gone with the first byte
         message.msg_controllen = 0;
+        // The kernel took a part of the message; the rest goes with the next call.
         std::size_t skip = static_cast<std::size_t>(sent);
         for (iovec& part : parts) {
             const std::size_t skipped = std::min(skip, part.iov_len);
@@ -78,10 +80,11 @@ bool HostLink::hasInput(std::chrono::milliseconds time) {
     return happened > 0;
 }
 
-/// Reads into the buffer, and what comes behind it ahead.
+/// Receives into the buffer, and what comes after it into `ahead_`, with a single system call.
 HostLink::Result HostLink::receiveSome(std::span<std::byte> buffer, std::size_t& done) {
     iovec parts[] = {{buffer.data(), buffer.size()}, {ahead_.data() + end_, ahead_.size() - end_}};
-    // Behind a message that goes on there is only more of it, for the reader's next buffer.
+    // If the buffer doesn't end the message, only more of that message would follow. It is better
+    // left for the reader's next buffer than copied twice.
     const bool readsAhead = buffer.size() == left_;
     alignas(cmsghdr) char control[usbscan::descriptorRoom];
     msghdr message{};
@@ -115,6 +118,7 @@ HostLink::Result HostLink::receiveHeader(usbscan::MessageHeader& header) {
     std::memcpy(&header, ahead_.data() + begin_, sizeof header);
     begin_ += sizeof header;
     left_ = header.length;
+    // An Area is of no interest to the caller, who gets the message after it.
     if (header.kind == usbscan::MessageKind::Area)
         return left_ == 0 && mapArea() ? receiveHeader(header) : Result::Closed;
     const bool inArea = header.kind == usbscan::MessageKind::DataInArea;
@@ -125,7 +129,8 @@ bool HostLink::mapArea() {
     const Descriptor memory = std::move(passed_);
     constexpr int fixedSize = F_SEAL_SHRINK | F_SEAL_GROW;
     struct stat status;
-    // Memory that its maker could take away again would end this process.
+    // The size has to be sealed: if the host could truncate the memory, reading it would kill this
+    // process with SIGBUS.
     if (!memory || area_ || ::fstat(memory.get(), &status) != 0 ||
         status.st_size != usbscan::areaSize ||
         (::fcntl(memory.get(), F_GET_SEALS) & fixedSize) != fixedSize)
@@ -152,8 +157,9 @@ bool HostLink::enterArea(usbscan::MessageHeader& header) {
 
 void HostLink::leaveArea() {
     inArea_ = nullptr;
-    // Each message wakes the host, which needs no slot before most of them are taken. A host that
-    // is gone needs no answer.
+    // Each message wakes the host, which needs no slot before most of them are taken. So up to this
+    // many wait to go with another message. If the one sent here fails, the host is gone and needs
+    // none.
     constexpr std::size_t most = usbscan::areaSlots / 2 - 1;
     const struct {
         usbscan::MessageHeader header;

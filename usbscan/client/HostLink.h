@@ -1,5 +1,6 @@
 #pragma once
-// A client's end of Protocol.h: messages out and in, without anything that a message means.
+// A client's end of a connection to a host: sends and receives the messages of Protocol.h, without
+// knowing what they mean.
 
 #include <chrono>
 #include <mutex>
@@ -13,56 +14,62 @@ namespace zlk::platform {
 
 class HostLink {
   public:
+    /// Closed: the host has ended the connection, or broke the protocol.
     enum class Result { Ok, TimedOut, Closed };
 
-    /// `patience`: no single wait lasts longer.
+    /// `patience` limits every single wait, for sending as well as for receiving.
     HostLink(Descriptor socket, std::chrono::milliseconds patience);
     ~HostLink();
     HostLink(const HostLink&) = delete;
     HostLink& operator=(const HostLink&) = delete;
 
-    /// Whole messages, from any thread; a descriptor may go with one, and stays its caller's. What
-    /// was read out of the shared memory meanwhile is given back with them.
+    /// Sends one whole message; may be called from any thread. Its length is filled in. A
+    /// descriptor may go with it and stays the caller's. Slots of the shared area that have been
+    /// read since are given back with the same system call. False if the connection has ended.
     bool send(usbscan::MessageHeader header, std::span<const std::byte> first,
               std::span<const std::byte> second = {}, int descriptor = -1);
 
-    // One thread at a time may call what follows, not always the same one.
+    // The following are for one thread at a time, though not always the same one.
 
-    /// Whether something of a message is there, or comes within this time.
+    /// Whether part of a message is there, or arrives within this time.
     bool hasInput(std::chrono::milliseconds time);
-    /// The header of the next message; its payload must be received to its end before. Where the
-    /// bytes of a Data come from is not told.
+    /// Receives the header of the next message; the payload of the one before must have been
+    /// received to its end. A DataInArea is turned into a Data, so callers don't see where its
+    /// bytes lie.
     Result receiveHeader(usbscan::MessageHeader& header);
-    /// What the message under way still has.
+    /// Bytes of the current message's payload that are still to be received.
     std::uint32_t left() const noexcept { return left_; }
-    /// Fills all of the buffer; at most left() bytes.
+    /// Fills all of the buffer, which must not be larger than left().
     Result receive(std::span<std::byte> buffer);
+    /// Receives the rest of the current payload and drops it.
     Result skipRest();
 
-    /// Ends every wait, now and later; from any thread.
+    /// Ends every wait, now and later. May be called from any thread.
     void shutDown() noexcept;
 
   private:
     Result receiveSome(std::span<std::byte> buffer, std::size_t& done);
     Result receiveBytes(std::span<std::byte> buffer);
-    /// Takes over the memory that the host shares.
+    /// Maps the memory whose descriptor came with an Area message.
     bool mapArea();
-    /// Turns to the area for the bytes of the message under way.
+    /// Has receive() take the current message's bytes from the shared area.
     bool enterArea(usbscan::MessageHeader& header);
+    /// Gives the slot that has been read back to the host.
     void leaveArea();
 
     Descriptor socket_;
-    std::mutex sending_;
-    std::vector<std::byte> slotsFree_;  // messages that wait to go with another
+    std::mutex sending_;                // guards `slotsFree_`, and keeps messages whole
+    std::vector<std::byte> slotsFree_;  // SlotFree messages that will go with the next one
     std::uint32_t left_ = 0;
-    // What came behind a message that was received into its reader's own buffer.
+    // Bytes from `begin_` to `end_` have been received ahead of the reader, together with the end
+    // of the message before them.
     std::vector<std::byte> ahead_;
     std::size_t begin_ = 0, end_ = 0;
 
-    Descriptor passed_;  // came with a message
-    const std::byte* area_ = nullptr;
-    const std::byte* inArea_ = nullptr;  // where the message under way goes on, if it is there
-    std::uint32_t slot_ = 0;
+    Descriptor passed_;                  // the last that came with a message
+    const std::byte* area_ = nullptr;    // the mapped area; null until the host has sent it
+    const std::byte* inArea_ = nullptr;  // next byte of the current message; null if it isn't there
+    std::uint32_t slot_ = 0;             // the slot of `inArea_`
 };
 
 }  // namespace zlk::platform

@@ -32,9 +32,10 @@ using usbscan::DeviceLock;
 
 constexpr char category[] = "Usbscan";
 
-/// Held while this process has what is its host's: a child that was forked then would keep the
-/// device locked, and its socket listening, when that host has ended. No lock that a fork waits for
-/// is taken below it.
+/// The lock is held while this process has open descriptors that are meant for the new host. A
+/// child forked in that time would inherit them, and keep the device locked and its socket
+/// listening after the host has ended; so fork() waits for the lock. No lock that another fork
+/// handler takes may be taken while this one is held.
 struct Start {
     Start();
     std::mutex lock;
@@ -50,13 +51,14 @@ Start::Start() {
                    [] { start().lock.unlock(); });
 }
 
-/// The program; empty if nobody should run it.
+/// Path of the host program; empty if it could have been replaced by somebody else's.
 std::string hostProgram() {
     const std::u16string set = platformText(u"DeviceHost");
     const std::string path = set.empty() ? modulesFolder() + "/zlk-usbscan" : utf8Text(set);
     return openTrusted(path).path;
 }
 
+/// What spawnAndLeave() needs, and its result: 0 or an errno.
 struct Spawn {
     const char* program;
     const char* node;
@@ -65,12 +67,13 @@ struct Spawn {
     int result;
 };
 
-/// Runs in a process between ours and the host, in our memory, while our thread is stopped.
+/// Runs in an intermediate process, which shares our memory while our thread is suspended.
 int spawnAndLeave(void* argument) {
     auto& spawn = *static_cast<Spawn*>(argument);
     ::umask(077);
     char* const arguments[] = {const_cast<char*>(spawn.program), const_cast<char*>(spawn.node),
                                nullptr};
+    // The environment of the application doesn't reach the host, which serves other programs too.
     char path[] = "PATH=/usr/bin:/bin";
     char* const environment[] = {path, nullptr};
     pid_t host;
@@ -79,8 +82,9 @@ int spawnAndLeave(void* argument) {
     return 0;
 }
 
-/// We are in somebody else's program. The host is not its child, so that its signals and waits
-/// hear nothing of it: the process between has no exit signal and is waited for as a clone.
+/// Starts the host so that it isn't a child of the application, whose SIGCHLD handlers and waits
+/// must not notice it. The intermediate process is a clone without an exit signal, for which only a
+/// wait with __WCLONE waits; the host becomes an orphan when that process ends.
 int runDetached(Spawn& spawn) {
     std::vector<char> stack(64 * 1024);
     const pid_t between =
@@ -91,10 +95,12 @@ int runDetached(Spawn& spawn) {
     return spawn.result;
 }
 
-/// 0 or an errno.
+/// Starts the host for this device node with its listening socket as descriptor 3 and its lock as
+/// descriptor 4. Returns 0 or an errno.
 int spawnHost(const std::string& program, const std::string& node, const Descriptor& socket,
               const Descriptor& lock) {
-    // Above all that the host gets, or one would be overwritten by the other.
+    // Both are first duplicated to numbers above those that the host gets: if the lock were
+    // descriptor 3, the socket would overwrite it.
     constexpr int aside = 10;
     const Descriptor highSocket(::fcntl(socket.get(), F_DUPFD_CLOEXEC, aside));
     const Descriptor highLock(::fcntl(lock.get(), F_DUPFD_CLOEXEC, aside));
@@ -107,7 +113,9 @@ int spawnHost(const std::string& program, const std::string& node, const Descrip
     ::posix_spawn_file_actions_adddup2(&spawn.actions, highSocket.get(), 3);
     ::posix_spawn_file_actions_adddup2(&spawn.actions, highLock.get(), 4);
     ::posix_spawn_file_actions_addclosefrom_np(&spawn.actions, 5);
+    // The host must not keep the application's folder busy, such as one on a card.
     ::posix_spawn_file_actions_addchdir_np(&spawn.actions, "/");
+    // Blocked and ignored signals would be inherited from the application.
     sigset_t none, all;
     ::sigemptyset(&none);
     ::sigfillset(&all);
@@ -121,8 +129,8 @@ int spawnHost(const std::string& program, const std::string& node, const Descrip
     return error;
 }
 
-/// A connection to a host that is started here. Empty with ERROR_BUSY if another process has the
-/// lock: a host that ends, or one that is just being started.
+/// Starts the host and connects to it. Empty with ERROR_BUSY if another process has the lock: a
+/// host that is ending, or one that is just being started.
 Descriptor startHost(const std::string& folder, const AttachedDevice& device,
                      const DeviceAddress& address) {
     const std::string program = hostProgram();
@@ -135,7 +143,7 @@ Descriptor startHost(const std::string& folder, const AttachedDevice& device,
             diagnose(category, u"Can't lock %s, error %d", device.name, GetLastError());
         return {};
     }
-    // It listens before the host runs, so that whoever comes now finds it.
+    // The socket listens before the host runs, so that clients can connect from now on.
     const Descriptor socket = address.listen();
     Descriptor connected = socket ? address.connect() : Descriptor();
     const int error = connected ? spawnHost(program, device.node, socket, lock) : errno;
@@ -151,10 +159,11 @@ Descriptor connectToHost(const AttachedDevice& device) {
     const std::string folder = deviceFolder();
     if (folder.empty()) return {};
     const DeviceAddress address(folder, device.name);
-    // A host that ends holds its lock for some moments more.
+    // A host that is ending holds its lock for some moments more; the tries take five seconds.
     constexpr int tries = 500;
     for (int i = 0; i < tries; ++i) {
         if (Descriptor socket = address.connect()) return socket;
+        // A device that isn't on the bus is served by a process that isn't ours to start.
         if (device.node.empty()) break;
         if (Descriptor socket = startHost(folder, device, address)) return socket;
         if (GetLastError() != ERROR_BUSY) return {};

@@ -1,14 +1,15 @@
 #pragma once
-// Reaching the host of a device: its socket below <root>/devices/, and starting it where none runs.
+// Connects to the host of a device, and starts the host where none runs.
 
 #include "platform/descriptor.h"
 #include "usbscan/client/AttachedDevices.h"
 
 namespace zlk::platform {
 
-/// A connection to whoever serves the device, closed on exec; one that a host is just about to
-/// end may be closed by it before its first byte. Starts the host of a device on the bus where
-/// none listens. Empty with the last error; ERROR_FILE_NOT_FOUND if the device is gone.
+/// A connection to the process that serves the device, closed on exec. For a device on the bus, the
+/// host is started if none listens; this may block for some seconds while an earlier host ends. A
+/// host that was just about to end may close the connection before its first byte. Empty with the
+/// last error; ERROR_FILE_NOT_FOUND if the device is gone. From any thread.
 Descriptor connectToHost(const AttachedDevice& device);
 
 }  // namespace zlk::platform

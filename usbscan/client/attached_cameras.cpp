@@ -12,7 +12,8 @@ using namespace zlk::platform;
 
 namespace {
 
-/// A node that has just gone, with its device, is nobody's fault.
+/// Whether this user may open the node. A node that is missing has just been unplugged, which is no
+/// lack of permission.
 bool mayUse(const std::string& node) {
     return node.empty() || ::access(node.c_str(), R_OK | W_OK) == 0 || errno != EACCES;
 }
@@ -23,7 +24,8 @@ std::vector<AttachedCamera> attachedCameras() {
     std::vector<AttachedCamera> cameras;
     for (const AttachedDevice& device : attachedDevices()) {
         const DeviceHolder holder = findHolderOf(device);
-        // A device's own texts come through like a card's file names: whole, and harmless in XML.
+        // A device's own texts are treated like a card's file names: kept whole, but made harmless
+        // in XML.
         cameras.push_back(
             {scannerPortText(device), wideText(portableDevicePath(device)), device.vid, device.pid,
              nameText(device.manufacturer), nameText(device.product), nameText(device.serial),

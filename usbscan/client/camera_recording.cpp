@@ -8,6 +8,7 @@ using namespace zlk::platform;
 static_assert(CameraRecording::withPayloads == zlk::usbscan::recordPayloads &&
               CameraRecording::anonymous == zlk::usbscan::recordAnonymously);
 
+/// A recording has a connection of its own, and ends with it.
 struct CameraRecording::Impl {
     std::shared_ptr<CameraHandle> camera;
 };

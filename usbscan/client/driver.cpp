@@ -1,4 +1,5 @@
-// Where the platform's library meets its driver of still-image devices.
+// The three functions by which the platform's library reaches a driver, defined for still-image
+// devices. The platform declares them without knowing the driver.
 
 #include "platform/files/DeviceOpening.h"
 #include "platform/objects/DeviceSection.h"

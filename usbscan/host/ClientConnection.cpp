@@ -15,10 +15,12 @@
 namespace zlk::usbscan {
 namespace {
 
+// Bytes; the buffer grows when a client sends its first large part.
 constexpr std::size_t usualInput = 4096;
-// A client that keeps asking and reads no answer is no longer listened to.
+// A client that goes on asking and reads no answer isn't read from any more, so that it can't fill
+// the host's memory.
 constexpr std::size_t maxQueuedAnswers = 256;
-// Notes alone never fill the queue that far, since nobody asked for them.
+// Notes, which no client asks for, must not bring a client to that limit.
 constexpr std::size_t maxQueuedBeforeNote = 128;
 // Messages handled for one client before the event loop serves the others.
 constexpr int maxMessagesPerTurn = 64;
@@ -35,7 +37,7 @@ bool isData(MessageKind kind) {
            kind == MessageKind::ZeroPacket;
 }
 
-/// As recv(); a descriptor that comes along takes the place of the last one.
+/// Like recv(). A descriptor that comes along replaces the one in `passed`.
 ssize_t receiveWithDescriptor(int socket, std::span<std::byte> buffer, Descriptor& passed) {
     iovec part{buffer.data(), buffer.size()};
     alignas(cmsghdr) char control[descriptorRoom];
@@ -50,6 +52,7 @@ ssize_t receiveWithDescriptor(int socket, std::span<std::byte> buffer, Descripto
     return count;
 }
 
+/// Process id of the peer when it connected; 0 if it isn't known.
 pid_t processAt(int socket) {
     ucred peer{};
     socklen_t size = sizeof peer;
@@ -90,7 +93,8 @@ void ClientConnection::lose() {
 
 void ClientConnection::happened(short events) {
     if (events & POLLOUT) flush();
-    // Whoever has closed waits for no answer, and what he had still to say is of no use.
+    // A client that has closed its end waits for no answer, and what it had still to say doesn't
+    // matter any more.
     if (events & (POLLERR | POLLHUP)) lose();
     if (!lost_ && (events & POLLIN)) readOn();
     if (!lost_) expectEvents();
@@ -122,6 +126,7 @@ void ClientConnection::readOn() {
 
 bool ClientConnection::receive() {
     if (begin_ == end_) begin_ = end_ = 0;
+    // What is wanted has to fit behind `begin_`; the rest of the buffer is used for reading ahead.
     if (input_.size() - begin_ < wanted_) {
         std::copy(input_.begin() + static_cast<std::ptrdiff_t>(begin_),
                   input_.begin() + static_cast<std::ptrdiff_t>(end_), input_.begin());
@@ -149,6 +154,7 @@ bool ClientConnection::takeMessage() {
         lose();
         return false;
     }
+    // The bytes of a Write are handed out in parts, without waiting for all of them.
     if (isWrite) {
         begin_ += sizeof header;
         write_ = header;
@@ -163,6 +169,8 @@ bool ClientConnection::takeMessage() {
         owner_.received(*this, header, payload);
         return true;
     }
+    // SlotFree is the connection's own business. A payload of another size leaves a number that no
+    // slot has, and so ends the connection.
     std::uint32_t slot = areaSlots;
     if (payload.size() == sizeof slot) std::memcpy(&slot, payload.data(), sizeof slot);
     if (!area_.free(slot)) {
@@ -192,6 +200,8 @@ void ClientConnection::send(MessageHeader header, std::span<const std::byte> byt
     if (lost_) return;
     Outgoing outgoing{header, bytes, std::move(keeper)};
     const bool large = header.kind == MessageKind::Data && bytes.size() >= minBytesForSharedMemory;
+    // The area is made for the first large piece. Where there is no memory for it, pieces go
+    // through the socket.
     if (large && !area_.exists() && area_.make())
         queue({{0, MessageKind::Area, 0, 0}, {}, nullptr, area_.descriptor()});
     outgoing.wantsArea = large && area_.exists() && bytes.size() <= areaSlotSize;
@@ -220,6 +230,8 @@ bool ClientConnection::moveToArea(Outgoing& outgoing) {
 void ClientConnection::queue(Outgoing outgoing, When when) {
     outgoing.header.length = static_cast<std::uint32_t>(outgoing.bytes.size());
     if (!isData(outgoing.header.kind)) ++queuedAnswers_;
+    // If other messages wait already, the socket or the area is full, and an event will lead to
+    // flush().
     const bool idle = output_.empty() || awaitsNext_;
     output_.push_back(std::move(outgoing));
     awaitsNext_ = idle && when == When::WithTheNext;
@@ -242,7 +254,8 @@ void ClientConnection::dropData() {
     if (output_.empty()) return;
     auto first = output_.begin();
     if (sent_ > 0) {
-        // Half of it is on its way, and the rest must follow; its buffer is needed elsewhere.
+        // Part of this message has been sent, so the rest must follow. It is copied, since the
+        // device needs the buffer.
         if (isData(first->header.kind)) {
             const auto copy = copyOf(first->bytes);
             first->bytes = *copy;
@@ -252,6 +265,7 @@ void ClientConnection::dropData() {
     }
     const auto dropped = std::stable_partition(
         first, output_.end(), [](const Outgoing& out) { return !isData(out.header.kind); });
+    // The client won't free the slots of messages that it never gets.
     for (auto out = dropped; out != output_.end(); ++out)
         if (out->header.kind == MessageKind::DataInArea) {
             AreaPiece piece;
@@ -271,6 +285,8 @@ void ClientConnection::finish() {
 
 void ClientConnection::flush() {
     while (!output_.empty()) {
+        // As many messages as possible go with one call. The first `skip` bytes were sent by an
+        // earlier one.
         std::array<iovec, 8> parts{};
         std::size_t count = 0, skip = sent_;
         const auto add = [&](const void* bytes, std::size_t size) {
@@ -283,7 +299,8 @@ void ClientConnection::flush() {
         alignas(cmsghdr) char control[descriptorRoom] = {};
         msghdr message{};
         for (Outgoing& out : output_) {
-            // A descriptor goes with the first byte, so its message begins a call.
+            // The kernel passes a descriptor with the first byte of a call, so a message with a
+            // descriptor has to come first in its call.
             const bool begins = &out == &output_.front();
             if (count + 2 > parts.size() || (out.descriptor >= 0 && !begins) || !moveToArea(out))
                 break;
@@ -291,6 +308,8 @@ void ClientConnection::flush() {
             add(&out.header, sizeof out.header);
             add(out.bytes.data(), out.bytes.size());
         }
+        // Nothing can be sent: the first message needs a slot. The client's SlotFree leads back
+        // here.
         awaitsSlot_ = count == 0;
         if (awaitsSlot_) return;
         message.msg_iov = parts.data();
@@ -304,7 +323,8 @@ void ClientConnection::flush() {
             const std::size_t size = sizeof(MessageHeader) + output_.front().bytes.size();
             if (sent_ < size) break;
             sent_ -= size;
-            // What was left unheard may have been received already, so that no event tells of it.
+            // The limit no longer holds, so reading goes on. Messages that were received before it
+            // was reached are in the buffer already, and no event of the socket would lead to them.
             if (!isData(output_.front().header.kind) && queuedAnswers_-- == maxQueuedAnswers)
                 readOnLater();
             output_.pop_front();

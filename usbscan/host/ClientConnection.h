@@ -1,5 +1,6 @@
 #pragma once
-// A client's connection at the host's end: messages in, messages out, neither of them blocking.
+// The host's end of a client's connection: takes messages apart, queues those to the client, and
+// never blocks. For the thread of the event loop only.
 
 #include <sys/types.h>
 
@@ -16,113 +17,129 @@
 
 namespace zlk::usbscan {
 
-/// A part of a Write message.
+/// A piece of a Write message, handed out before the rest has arrived.
 struct WritePart {
     std::uint16_t turn;
-    std::span<const std::byte> bytes;
+    std::span<const std::byte> bytes;  ///< in the connection's buffer
     bool first, last;
 };
-/// What a part has at most; a multiple of every packet size.
+/// Largest size of a part in bytes. It is a multiple of every packet size, so that the device sees
+/// no short packet between two parts.
 inline constexpr std::uint32_t maxWritePart = 256 * 1024;
 
 class ClientConnection {
   public:
+    /// Receives what the client sends. No call blocks.
     class Owner {
       public:
         /// A whole message of any kind but Write.
         virtual void received(ClientConnection& from, const MessageHeader& header,
                               std::span<const std::byte> payload) = 0;
-        /// The bytes of a Write, in order; a short one comes whole. They stay until resume(), and
-        /// nothing further is read until then.
+        /// The next bytes of a Write, in order; a Write of at most maxWritePart bytes comes whole.
+        /// The bytes stay valid until resume(), and nothing further is read until then.
         virtual void receivedPart(ClientConnection& from, const WritePart& part) = 0;
-        /// The client is gone, or broke the protocol. The owner removes the connection later,
-        /// from the loop.
+        /// The client is gone, or broke the protocol; called once. The owner destroys the
+        /// connection later, from the event loop, since its functions are still on the stack.
         virtual void lost(ClientConnection& connection) = 0;
 
       protected:
         ~Owner() = default;
     };
 
-    /// Takes over the socket.
+    /// Takes ownership of the socket, which must be non-blocking.
     ClientConnection(EventLoop& loop, int socket, Owner& owner);
     ~ClientConnection();
     ClientConnection(const ClientConnection&) = delete;
     ClientConnection& operator=(const ClientConnection&) = delete;
 
-    /// Reads on behind a part.
+    /// Goes on reading after a part, whose bytes the owner no longer needs.
     void resume();
 
+    /// WithTheNext: the message waits for the next one, since alone it isn't worth waking the
+    /// client.
     enum class When { Now, WithTheNext };
-    /// Queues a message; `bytes` are copied where there is no keeper. WithTheNext: it isn't worth
-    /// a client's waking up.
+    /// Queues a message. `bytes` stay valid while `keeper` is held; without a keeper they are
+    /// copied.
     void send(MessageHeader header, std::span<const std::byte> bytes = {},
               std::shared_ptr<const void> keeper = {}, When when = When::Now);
+    /// Queues a message whose payload is one last error.
     void sendError(MessageKind kind, std::uint32_t error, std::uint16_t turn = 0,
                    std::uint8_t flags = 0);
+    /// Queues a line for the client's trace; drops it if many answers are waiting.
     void note(std::string_view line);
-    /// Drops what was pushed and isn't sent: nobody will read it, and its buffers are needed.
+    /// Drops the data that is queued and not sent: nobody will read it, and the device needs its
+    /// buffers.
     void dropData();
-    /// Whether the client hasn't taken yet what is queued for it.
+    /// Whether the client has yet to take what is queued for it.
     bool isBehind() const noexcept { return !output_.empty() && !awaitsNext_; }
-    /// Ends the connection once everything queued is sent, or at once if that would wait.
+    /// Ends the connection: at once if sending what is queued would block, or else after it is
+    /// sent.
     void finish();
 
-    /// The descriptor that came last with a message; empty if none did since.
+    /// The descriptor that came with the latest message that had one; empty if it was taken
+    /// already.
     Descriptor takeDescriptor() { return std::move(passed_); }
 
-    /// Of the client, as the kernel knows it.
+    /// The client's process id, from the kernel.
     pid_t process() const noexcept { return process_; }
 
-    // What the host keeps of each client.
-    OpenRequest opened{};       ///< version 0: not yet
-    bool dead = false;          ///< its session is over
-    bool hasCommanded = false;  ///< the device has got a command of its
+    // The host's own notes on this client.
+    OpenRequest opened{};       ///< version 0: the handshake is still to come
+    bool dead = false;          ///< every use of this handle fails
+    bool hasCommanded = false;  ///< it has sent a command, so it relies on the session
 
   private:
     struct Outgoing {
         MessageHeader header;
         std::span<const std::byte> bytes;
         std::shared_ptr<const void> keeper;
-        int descriptor = -1;     // that goes with it
-        bool wantsArea = false;  // a large piece of data, not there yet
+        int descriptor = -1;     // to be passed with the message; borrowed
+        bool wantsArea = false;  // large data, to be moved into a slot before it is sent
     };
     void queue(Outgoing outgoing, When when = When::Now);
-    /// Puts what wants it into the area; false if it has to wait for a slot.
+    /// Copies the message's data into a free slot if it wants one; false if none is free.
     bool moveToArea(Outgoing& outgoing);
     void happened(short events);
     bool listens() const noexcept;
+    /// Handles messages until there are none, or until the others have to be served.
     void readOn();
-    /// From the loop: not from inside of anybody's call, and behind what else waits there.
+    /// Posts readOn() to the loop, which serves the others first. The owner isn't called from
+    /// inside of its own call.
     void readOnLater();
-    /// False if something is missing for it, which `wanted_` then tells.
+    /// Handles the next message, or the next part of a Write. False if bytes are missing, in which
+    /// case `wanted_` is how many are needed.
     bool takeMessage();
     bool takePart();
     bool receive();
     void lose();
     void flush();
+    /// Tells the loop which events matter now: reading stops while paused, writing while nothing
+    /// waits.
     void expectEvents();
 
     EventLoop& loop_;
     const int socket_;
     const pid_t process_;
     Owner& owner_;
+    // Paused: the owner still uses a part. Finishing: the connection ends once all is sent.
     bool paused_ = false, lost_ = false, finishing_ = false;
     Lifetime lifetime_;
 
     Descriptor passed_;
 
-    // What was received and isn't handed out yet; `wanted_` bytes are needed to go on.
+    // Bytes from `begin_` to `end_` have been received and not been handled; `wanted_` bytes are
+    // needed before anything can be handled.
     std::vector<std::byte> input_;
     std::size_t begin_ = 0, end_ = 0, wanted_ = sizeof(MessageHeader);
-    MessageHeader write_{};        // a Write that is under way,
-    std::uint32_t writeLeft_ = 0;  // what of it isn't handed out
+    MessageHeader write_{};        // the Write under way
+    std::uint32_t writeLeft_ = 0;  // bytes of it that haven't been handed out; 0: none is under way
 
     DataArea area_;
     std::deque<Outgoing> output_;
-    std::size_t queuedAnswers_ = 0;  // of them: what isn't data
-    std::size_t sent_ = 0;           // of the first message, header included
-    bool awaitsSlot_ = false;
-    bool awaitsNext_ = false;  // all that is queued goes with the next message
+    std::size_t queuedAnswers_ = 0;  // messages in `output_` that aren't data
+    std::size_t sent_ = 0;           // bytes of the first message that are sent, header included
+    bool awaitsSlot_ = false;        // the first message waits for a free slot of the area
+    bool awaitsNext_ = false;        // all that is queued goes with the next message
 };
 
 }  // namespace zlk::usbscan

@@ -6,9 +6,12 @@
 namespace zlk::usbscan {
 namespace {
 
+// The container has no usable length, so only a short packet can end it.
 constexpr std::uint64_t toTheTransfersEnd = std::numeric_limits<std::uint64_t>::max();
+// Stands for a length that the device doesn't know, or that 32 bits can't hold.
 constexpr std::uint32_t unknownLength = 0xFFFFFFFF;
 
+/// A little-endian number of `width` bytes.
 std::uint32_t number(std::span<const std::byte> bytes, std::size_t at, std::size_t width) {
     std::uint32_t value = 0;
     for (std::size_t i = width; i-- > 0;)
@@ -52,8 +55,9 @@ void ContainerFollower::forgetContainer() noexcept {
     container_ = missing_ = 0;
 }
 
-/// A response with another id is left over from an earlier transaction. But a camera that refuses
-/// to open its open session answers with the id that the session has come to.
+/// An OK with another transaction's id is left over from an earlier transaction. Failures count
+/// whatever their id: a camera that refuses to open a session twice answers with the id that the
+/// open session has reached.
 bool ContainerFollower::isAnswer() const noexcept {
     constexpr std::uint32_t ok = 0x2001;
     return headIsWhole() && containerType(head_) == ContainerType::Response &&
@@ -102,10 +106,12 @@ void ContainerFollower::append(ContainerCut cut, std::vector<ContainerCut>& cuts
     cuts.push_back(cut);
 }
 
-/// A head that begins at the end of a piece waits for the rest of it: a reader who gets a part of
-/// one takes it for a broken container.
+/// A header that is cut in two by the end of a piece is held back until it is complete: readers
+/// take a part of a header for a broken container.
 void ContainerFollower::follow(std::span<const std::byte> bytes, bool endsTransfer,
                                std::vector<ContainerCut>& cuts) {
+    // First the held header is completed. At the end of a transfer it can't be, and is handed out
+    // as is.
     if (isHeld_) {
         const std::size_t more = std::min(containerHeaderSize - headSize_, bytes.size());
         takeHead(bytes.first(more));
@@ -115,6 +121,7 @@ void ContainerFollower::follow(std::span<const std::byte> bytes, bool endsTransf
         held_ = head_;
         append({.bytes = std::span(held_).first(headSize_), .isHeld = true}, cuts);
     }
+    // Several containers may have come glued together.
     while (!bytes.empty()) {
         const std::size_t taken = take(bytes);
         isHeld_ = !headIsWhole() && !endsTransfer;
@@ -123,9 +130,11 @@ void ContainerFollower::follow(std::span<const std::byte> bytes, bool endsTransf
         bytes = bytes.subspan(taken);
     }
     if (!endsTransfer) return;
+    // A transfer that ends after a full packet, or without any, was ended by a zero-length packet.
     if (transfer_ % packetSize_ == 0) cuts.push_back({});
     transfer_ = 0;
-    // A container goes on after a short packet, unless only that could end it.
+    // A container goes on after a short packet, since some devices send the header in a packet of
+    // its own. Only one without a usable length ends here.
     if (headIsWhole() && missing_ == toTheTransfersEnd) cuts.back().endsResponse = isAnswer();
     if (!headIsWhole() || missing_ == toTheTransfersEnd) forgetContainer();
 }

@@ -1,6 +1,7 @@
 #pragma once
-// Where one PTP container ends and the next begins (USB still image class, bulk containers). A
-// container's length splits what came; it bounds nothing and allocates nothing.
+// Finds out where one PTP container ends and the next begins in what a device sends (USB still
+// image class, bulk containers). A container's length is only used to split what came: a wrong one
+// neither makes this read out of bounds nor allocate memory.
 
 #include <array>
 #include <cstddef>
@@ -13,63 +14,69 @@ namespace zlk::usbscan {
 inline constexpr std::size_t containerHeaderSize = 12;
 enum class ContainerType : std::uint16_t { Command = 1, Data = 2, Response = 3 };
 
-/// A container's head; the bytes must be there.
+/// Fields of a container's header, of which `container` must hold all 12 bytes.
 std::uint32_t containerLength(std::span<const std::byte> container);
 ContainerType containerType(std::span<const std::byte> container);
 std::uint16_t containerCode(std::span<const std::byte> container);
 std::uint32_t containerTransaction(std::span<const std::byte> container);
-/// Any bytes: whether they are a response from its first byte to its last.
+/// Whether the bytes are exactly one response. They may be of any number.
 bool isWholeResponse(std::span<const std::byte> bytes);
 
-/// A part of what came: bytes of one container and one transfer.
+/// A part of what came, which belongs to one container and one transfer.
 struct ContainerCut {
     std::span<const std::byte> bytes;  ///< none for a zero-length packet
-    /// They came with the piece before, in part, and stay where they are until the next call.
+    /// The bytes are a header that began in an earlier piece. They are in the follower's own memory
+    /// and valid until its next call.
     bool isHeld = false;
-    /// The container is whole and fills its packets: its reader looks for a packet of no bytes
-    /// behind it.
+    /// The container is complete and fills its packets, so its reader looks for a zero-length
+    /// packet.
     bool zeroPacketDue = false;
-    std::uint64_t container = 0;  ///< bytes of the container so far, these included
-    bool endsContainer = false;   ///< it is whole
-    bool endsData = false;        ///< and it is a data phase, after which a response comes
-    bool endsResponse = false;    ///< and it answers the transaction
+    std::uint64_t container = 0;  ///< size of the container so far, this cut included
+    bool endsContainer = false;   ///< the container is complete
+    bool endsData = false;        ///< the container is a complete data phase; a response follows
+    bool endsResponse = false;    ///< the container is the complete response to the transaction
 };
 
 class ContainerFollower {
   public:
+    /// `packetSize`: bytes in a packet of the bulk-in pipe.
     explicit ContainerFollower(std::uint16_t packetSize) noexcept : packetSize_(packetSize) {}
 
-    /// Begins anew, with a container and with a transfer, in the answer to this transaction.
-    /// `first`: the bytes that are due until the answer's head is known.
+    /// Begins anew with the answer to this transaction. `first` is how many bytes are due until the
+    /// answer's header is known.
     void reset(std::uint32_t transaction, std::uint64_t first = dueOfUnknown) noexcept;
-    /// Appends the cuts of the next bytes of a transfer.
+    /// Splits the next bytes of a transfer, and appends the cuts. `endsTransfer`: a short or
+    /// zero-length packet came after the bytes.
     void follow(std::span<const std::byte> bytes, bool endsTransfer,
                 std::vector<ContainerCut>& cuts);
-    /// How many bytes may be asked for without going beyond the container that is under way. Of
-    /// one that has yet to begin, or whose end only a short packet shows, a buffer full.
+    /// How many bytes may be asked for without reading beyond the container under way. If it has
+    /// yet to begin, or if only a short packet shows its end, this is a buffer's size.
     std::uint64_t due() const noexcept;
 
-    /// A response and a small data phase fit.
+    /// Bytes; a small data phase and a response fit.
     static constexpr std::uint64_t dueOfUnknown = 16 * 1024;
 
   private:
+    /// Appends bytes to the header, and computes `missing_` once it is complete.
     void takeHead(std::span<const std::byte> bytes) noexcept;
+    /// Completes the cut with the state of its container.
     void append(ContainerCut cut, std::vector<ContainerCut>& cuts);
-    /// How many of the bytes belong to the container that is under way.
+    /// Counts how many of the bytes belong to the container under way.
     std::size_t take(std::span<const std::byte> bytes) noexcept;
     bool headIsWhole() const noexcept { return headSize_ == containerHeaderSize; }
+    /// Whether the container under way is the response to the transaction.
     bool isAnswer() const noexcept;
     void forgetContainer() noexcept;
 
     const std::uint16_t packetSize_;
     std::uint32_t transaction_ = 0;
-    std::uint64_t first_ = dueOfUnknown;
+    std::uint64_t first_ = dueOfUnknown;  // bytes due while no header is known
     std::array<std::byte, containerHeaderSize> head_{};
-    std::size_t headSize_ = 0;
-    bool isHeld_ = false;  // what there is of the head hasn't been given out
-    std::array<std::byte, containerHeaderSize> held_{};
-    std::uint64_t container_ = 0;  // bytes of the one under way
-    std::uint64_t missing_ = 0;   // behind the head; of a length that can't be, all of the transfer
+    std::size_t headSize_ = 0;  // bytes of the header that have come
+    bool isHeld_ = false;       // the header is incomplete, and its bytes aren't handed out yet
+    std::array<std::byte, containerHeaderSize> held_{};  // copy of a header for a cut
+    std::uint64_t container_ = 0;                        // bytes of the container under way
+    std::uint64_t missing_ = 0;   // bytes to come; of a wrong length, all of the transfer
     std::uint64_t transfer_ = 0;  // bytes of the transfer under way
 };
 

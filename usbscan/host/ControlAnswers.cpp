@@ -12,9 +12,10 @@ namespace {
 
 constexpr std::uint8_t deviceToHost = 0x80, getDescriptor = 6;
 constexpr std::uint32_t interruptPipe = 3;
-constexpr std::uint32_t largestDescriptor = 255;
-constexpr std::ptrdiff_t maxWaiting = 64;  // of one client
+constexpr std::uint32_t largestDescriptor = 255;  // bytes
+constexpr std::ptrdiff_t maxWaiting = 64;         // of one client
 
+/// Clients rely on the order: bulk-in comes first.
 USBSCAN_PIPE_CONFIGURATION pipesOf(const UsbFacts& facts) {
     USBSCAN_PIPE_CONFIGURATION pipes{};
     const auto add = [&](const UsbEndpoint& endpoint, DWORD type) {
@@ -89,7 +90,7 @@ bool ControlAnswers::answer(ClientConnection& client, std::span<const std::byte>
 
 void ControlAnswers::remove(ClientConnection& client) {
     if (waiting_.empty()) return;
-    // The first one's answer is still to come.
+    // The device is still answering the first question, so its place in the queue must stay.
     if (waiting_.front().client == &client) waiting_.front().client = nullptr;
     std::erase_if(waiting_, [&](const Waiting& waiting) { return waiting.client == &client; });
 }

@@ -1,5 +1,5 @@
 #pragma once
-// Answers the Control messages of clients: what the device's descriptors say.
+// Answers the Control messages of clients, which ask for the device's descriptors and pipes.
 
 #include <deque>
 #include <functional>
@@ -9,32 +9,35 @@
 
 namespace zlk::usbscan {
 
-/// The platform's last error for how a request or transfer ended.
+/// The platform's last error that stands for this end of a request or transfer.
 std::uint32_t lastErrorOf(UsbStatus status);
 
 class ControlAnswers {
   public:
-    /// `gone` is called where the device turns out to be.
+    /// `gone` is called if a request shows that the device has been unplugged.
     ControlAnswers(UsbDevice& device, ControlQueue& controls, std::function<void()> gone)
         : device_(device), controls_(controls), gone_(std::move(gone)) {}
 
-    /// The payload of a Control message; false if it is none, or too many are unanswered.
+    /// Answers a Control message with this payload, at once or later. False if the payload is
+    /// malformed, or if too many questions of this client are unanswered: the client should be
+    /// dropped then.
     bool answer(ClientConnection& client, std::span<const std::byte> payload);
-    /// It wants no answer any more.
+    /// Forgets the questions of a client that is about to be destroyed.
     void remove(ClientConnection& client);
 
   private:
     struct Waiting {
-        ClientConnection* client;  // null: gone
+        ClientConnection* client;  // null: gone; the answer is dropped
         std::uint32_t question;
         UsbRequest request;
     };
+    /// Sends the first question to the device.
     void ask();
 
     UsbDevice& device_;
     ControlQueue& controls_;
     const std::function<void()> gone_;
-    std::deque<Waiting> waiting_;  // the first one is asked; so a recovery waits for one at most
+    std::deque<Waiting> waiting_;  // only the first is with the device, so a recovery waits for one
 };
 
 }  // namespace zlk::usbscan

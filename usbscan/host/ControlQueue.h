@@ -1,6 +1,6 @@
 #pragma once
-// Control requests, one after the other: the device takes one at a time, and clients as well as a
-// recovery have some.
+// Sends control requests to the device one after the other, since the device takes one at a time
+// and both clients and a recovery have requests.
 
 #include <deque>
 #include <vector>
@@ -13,7 +13,7 @@ class ControlQueue {
   public:
     explicit ControlQueue(UsbDevice& device) noexcept : device_(device) {}
 
-    /// `request.out` is copied.
+    /// Queues the request. `request.out` is copied. `done` is called from the event loop.
     void add(const UsbRequest& request, UsbDevice::DoneWithBytes done);
 
   private:

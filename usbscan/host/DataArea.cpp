@@ -15,7 +15,8 @@ DataArea::~DataArea() {
 
 bool DataArea::make() {
     descriptor_ = ::memfd_create("zlk-usbscan", MFD_CLOEXEC | MFD_ALLOW_SEALING);
-    // Sealed, so that neither end can take the ground from under the other.
+    // The size is sealed, so that neither end can truncate the memory while the other uses it,
+    // which would kill it with SIGBUS.
     if (descriptor_ < 0 || ::ftruncate(descriptor_, areaSize) != 0 ||
         ::fcntl(descriptor_, F_ADD_SEALS, F_SEAL_SHRINK | F_SEAL_GROW | F_SEAL_SEAL) != 0)
         return false;

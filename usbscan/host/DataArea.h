@@ -1,6 +1,6 @@
 #pragma once
-// Memory that a host shares with one client, for large pieces of data: the host copies one in, the
-// client out, and the kernel neither.
+// Memory that a host shares with one client for large pieces of data: the host copies a piece in
+// and the client copies it out, without the kernel copying it through the socket.
 
 #include <array>
 #include <cstddef>
@@ -18,15 +18,17 @@ class DataArea {
     DataArea(const DataArea&) = delete;
     DataArea& operator=(const DataArea&) = delete;
 
-    /// False where there is no memory for it.
+    /// Makes and maps the memory. False if there is none.
     bool make();
     bool exists() const noexcept { return bytes_ != nullptr; }
-    /// To be sent to the client. Its size is fixed for good.
+    /// The descriptor to be sent to the client, which stays the area's. The memory's size is
+    /// sealed.
     int descriptor() const noexcept { return descriptor_; }
 
-    /// A slot for these bytes, and the bytes in it; none if all are taken or it is too small.
+    /// Copies the bytes into a free slot and returns its number; none if no slot is free, or if the
+    /// bytes don't fit.
     std::optional<std::uint32_t> put(std::span<const std::byte> bytes);
-    /// The client has read it. False if there was nothing in it.
+    /// The client has read the slot. False if the slot wasn't taken.
     bool free(std::uint32_t slot);
 
   private:

@@ -17,13 +17,15 @@ namespace {
     throw std::system_error(errno, std::generic_category(), what);
 }
 
+/// A control character could end a line of the file early.
 std::string oneLine(std::string text) {
     std::replace_if(
         text.begin(), text.end(), [](unsigned char c) { return c < 0x20 || c == 0x7F; }, ' ');
     return text;
 }
 
-/// Whole or not at all: others read it as soon as the lock is held.
+/// Writes the file under another name first, since others read it as soon as the lock is held and
+/// must never see half of it.
 void write(const std::string& path, const DeviceDescription& description) {
     char ids[32];
     std::snprintf(ids, sizeof ids, "vid %04x\npid %04x\n", description.vid, description.pid);
@@ -51,7 +53,8 @@ DeviceEntry::DeviceEntry(const std::string& folder, const std::string& name,
 }
 
 DeviceEntry::~DeviceEntry() {
-    // The lock's file stays: whoever waits for it must not hold one that nobody finds any more.
+    // The lock file stays. If it were removed, a process that has just opened it could lock a file
+    // that nobody else finds, and two processes would serve one name.
     ::unlink((path_ + ".device").c_str());
     ::unlink((path_ + ".sock").c_str());
 }

@@ -28,20 +28,22 @@ namespace zlk::usbscan {
 namespace {
 
 constexpr std::uint64_t unknownLength = ~std::uint64_t{};
+// Then the device counts as gone.
 constexpr unsigned maxRecoveriesInARow = 3;
 constexpr std::size_t maxMute = 64;
 constexpr std::chrono::milliseconds acceptPause{100};
-// A transfer that fills its packets may have one behind it, and some devices send one too many;
-// whoever goes on is out of step, and nothing else bounds what he fills a client's queue with.
+// A transfer that fills its packets may be followed by a zero-length packet, and some devices send
+// one too many. A device that goes on is out of step, and nothing else would limit a client's
+// queue.
 constexpr unsigned maxZeroPacketsInARow = 8;
-// An answer to what the device had taken already when its pipe was cleared.
+// How long the answer may take to a command that the device had taken before its pipe was cleared.
 constexpr std::chrono::milliseconds patienceAfterHalt{1000};
-// A device that is well takes a command in less.
+// A device in good order takes a command in less time.
 constexpr std::chrono::milliseconds promptly{100};
-// How long a packet of no bytes may take that is due after a response.
+// How long a zero-length packet may take that is due after a response.
 constexpr std::chrono::milliseconds zeroPacketPatience{100};
 
-/// Only the user himself, and root, may talk to his devices.
+/// Only the user who started the host, and root, may use the device.
 bool mayConnect(int socket) {
     ucred peer{};
     socklen_t size = sizeof peer;
@@ -49,7 +51,7 @@ bool mayConnect(int socket) {
            (peer.uid == ::geteuid() || peer.uid == 0);
 }
 
-/// -1 with errno; EAGAIN if nobody waits.
+/// The next connection. -1 with errno; EAGAIN if none waits.
 int acceptFrom(int listening) {
     for (;;) {
         const int socket = ::accept4(listening, nullptr, nullptr, SOCK_CLOEXEC | SOCK_NONBLOCK);
@@ -87,7 +89,7 @@ class DeviceHost::Impl final : UsbDevice::Listener, ClientConnection::Owner {
 
     ~Impl() {
         if (listening_ >= 0) loop_.forget(listening_);
-        // Before the connections, whose bytes may be on their way.
+        // The device goes before the connections, whose bytes may be in a transfer.
         device_.reset();
     }
 
@@ -95,7 +97,7 @@ class DeviceHost::Impl final : UsbDevice::Listener, ClientConnection::Owner {
         listening_ = socket;
         loop_.watch(socket, POLLIN, [this](short) {
             for (int client; (client = acceptFrom(listening_)) >= 0;) serve(client);
-            // No descriptor is left for whoever waits, who would wake us without end.
+            // No file descriptor is left. The waiting client would wake the loop again and again.
             if (errno == EAGAIN) return;
             loop_.expect(listening_, 0);
             listenAgain_.start(acceptPause, [this] { loop_.expect(listening_, POLLIN); });
@@ -109,6 +111,8 @@ class DeviceHost::Impl final : UsbDevice::Listener, ClientConnection::Owner {
         watchIdleness();
     }
 
+    /// The order matters: every client gets its error first, and a recording is completed while its
+    /// client can still be answered.
     void deviceGone() {
         if (gone_) return;
         gone_ = true;
@@ -128,18 +132,18 @@ class DeviceHost::Impl final : UsbDevice::Listener, ClientConnection::Owner {
   private:
     struct Transaction {
         ClientConnection* owner = nullptr;
-        std::uint16_t turn = 0;
+        std::uint16_t turn = 0;  // the owner's number for it
         std::uint32_t id = 0;
         std::uint16_t code = 0;
         bool open = false;
-        bool taken = false;        // the device has its command
-        bool answered = false;     // its response is out
-        bool sending = false;      // a message of the client isn't written to its end
-        bool heard = false;        // the device has sent something since its command
-        bool dataEnded = false;    // a data phase towards us is read to its end
-        bool cleared = false;      // a halt of the pipe that it found
-        unsigned zeroPackets = 0;  // with nothing between them
-        std::optional<std::uint64_t> dataToSend{};  // what is left of a data phase towards it
+        bool taken = false;        // the device has taken the last write
+        bool answered = false;     // the response is queued for the owner
+        bool sending = false;      // a Write of the owner isn't at its end
+        bool heard = false;        // the device has sent something since the command
+        bool dataEnded = false;    // a data phase from the device is complete
+        bool cleared = false;      // the pipe was found halted, and was cleared
+        unsigned zeroPackets = 0;  // that came with nothing between them
+        std::optional<std::uint64_t> dataToSend{};  // bytes left of a data phase to the device
     };
     struct Command {
         ClientConnection* from;
@@ -184,12 +188,12 @@ class DeviceHost::Impl final : UsbDevice::Listener, ClientConnection::Owner {
             nextCommand();
         } else if (transaction_.open && transaction_.owner == &from &&
                    transaction_.turn == part.turn) {
-            // Some devices lose a read that waits while they are sent data.
+            // Some devices lose a read that is pending while data is sent to them.
             device_->stopReading();
             noteDataToSend(part);
             write(from, part);
         } else {
-            // Its transaction has failed meanwhile, or there never was one.
+            // The transaction of these bytes has failed meanwhile, or there never was one.
             if (part.last) from.sendError(MessageKind::Failed, ERROR_OPERATION_ABORTED, part.turn);
             from.resume();
         }
@@ -203,13 +207,13 @@ class DeviceHost::Impl final : UsbDevice::Listener, ClientConnection::Owner {
                       [&](const Command& command) { return command.from == &connection; });
         const bool owned = transaction_.owner == &connection;
         if (owned) transaction_.owner = nullptr;
-        // It may turn out to be gone when it is sent the response.
+        // The client may be found gone while it is sent the response; then nothing needs recovery.
         if (owned && transaction_.open && !isComplete()) recover("its client is gone");
         loop_.post(lifetime_.guard([this, &connection] { remove(connection); }));
     }
 
     void remove(ClientConnection& connection) {
-        // Its bytes may still be on their way to the device.
+        // Its bytes may still be in a transfer, so it is destroyed when the write has ended.
         if (writer_ == &connection) {
             writerLeft_ = true;
             return device_->cancelWrite();
@@ -229,9 +233,9 @@ class DeviceHost::Impl final : UsbDevice::Listener, ClientConnection::Owner {
         recovery_.settle([this](Recovery::Outcome outcome) { recovered(outcome); });
     }
 
-    /// A device that has answered nothing, and doesn't cancel either, costs a process one time-out
-    /// and not one for each of its questions. Another process may try, and so may this one once
-    /// the device has been heard.
+    /// A device that answers nothing, and can't be cancelled either, costs a process one time-out
+    /// and not one for each of its commands. Other processes may try, and this one may again once
+    /// the device has sent something.
     void countAsMute(pid_t process) {
         if (mute_.size() >= maxMute) mute_.clear();
         mute_.insert(process);
@@ -273,8 +277,8 @@ class DeviceHost::Impl final : UsbDevice::Listener, ClientConnection::Owner {
 
     void nextCommand() {
         if (gone_ || recovering() || commands_.empty()) return;
-        // Whoever has the one that is open is no longer waiting for its end: commands come one at
-        // a time, behind the port's mutex.
+        // Clients take turns by the port's mutex, so a new command shows that the owner of the open
+        // transaction doesn't wait for its end any more.
         if (transaction_.open) {
             if (transaction_.owner != commands_.front().from) tellOwner(ERROR_OPERATION_ABORTED);
             return recover("overtaken by a new command");
@@ -296,13 +300,13 @@ class DeviceHost::Impl final : UsbDevice::Listener, ClientConnection::Owner {
         write(*command.from, command.part);
     }
 
-    /// As far as is due and not a byte further: nothing may wait at the device's pipe once the
-    /// transaction is over, nor before its command is written. Host controllers, and devices, get
-    /// out of step over reads that have to be taken back.
+    /// Asks for the bytes that are due and no more: no read may be pending once the transaction is
+    /// over, nor before its command is written. Host controllers and devices get out of step over
+    /// reads that have to be taken back.
     void readOn() {
         const bool wanted = transaction_.open && !transaction_.answered;
         if (!wanted || transaction_.sending || writer_) return;
-        // The response is at hand with the data's end, which saves waiting for it by itself.
+        // The response then arrives with the end of the data, without a transfer of its own.
         const bool andResponse = bringsData_[transaction_.code] && !transaction_.dataEnded;
         device_->read(follower_.due(), andResponse);
     }
@@ -324,10 +328,11 @@ class DeviceHost::Impl final : UsbDevice::Listener, ClientConnection::Owner {
             writer->resume();
         }
         const bool wasTaken = std::exchange(transaction_.taken, status == UsbStatus::Done);
+        // A recovery was asked for while this write was under way, and had to wait for its end.
         if (recoverAfterWrite_) {
             answerMayCome_ = answerMayCome_ && status == UsbStatus::Done;
-            // A command is one packet. A device that hasn't taken it yet has nothing to end, unless
-            // it doesn't take anything any more.
+            // A command is one packet. A device that hasn't taken it has nothing to end, unless it
+            // no longer takes anything.
             const bool justBegun = EventLoop::Clock::now() - writingSince_ < promptly;
             if (status != UsbStatus::Cancelled || wasTaken || !justBegun) return startRecovery();
             recoverAfterWrite_ = false;
@@ -344,7 +349,7 @@ class DeviceHost::Impl final : UsbDevice::Listener, ClientConnection::Owner {
         const ClientConnection* owner = transaction_.owner;
         const std::chrono::milliseconds limit(owner ? owner->opened.transferTimeout : 0);
         progress_.start(limit, [this] {
-            // A client that was stopped, or shows a dialog, is not the camera's fault.
+            // A client that is suspended, or shows a dialog, is not the camera's fault.
             if (awaitsClient())
                 watchProgress();
             else
@@ -386,6 +391,9 @@ class DeviceHost::Impl final : UsbDevice::Listener, ClientConnection::Owner {
         recoveriesInARow_ = 0;
         const bool isLeft = device_->stopReading();
         bringsData_[transaction_.code] = transaction_.dataEnded && !isLeft;
+        // The response filled its packets. Its zero-length packet is read now, or would stand
+        // before the next answer; many devices leave it out, so the read is taken back after a
+        // while.
         if (zeroPacketOwed_) {
             device_->read(1, false);
             lateZeroPacket_.start(zeroPacketPatience, [this] { device_->stopReading(); });
@@ -393,7 +401,7 @@ class DeviceHost::Impl final : UsbDevice::Listener, ClientConnection::Owner {
         nextCommand();
     }
 
-    /// Whether the device owes us something, and not we it.
+    /// Whether the device has all that it needs for a response, and still owes it.
     bool mayBeAnswered() const {
         const std::uint64_t unsent =
             transaction_.dataToSend.value_or(takesData_[transaction_.code] ? 1 : 0);
@@ -407,7 +415,7 @@ class DeviceHost::Impl final : UsbDevice::Listener, ClientConnection::Owner {
         *left -= std::min<std::uint64_t>(*left, part.bytes.size());
     }
 
-    /// `inVain`: the device was waited for already, or has broken off.
+    /// `inVain`: the device has been waited for already, or has broken off.
     void recover(const char* why, bool inVain = false) {
         transaction_.open = false;
         answerMayCome_ = !inVain && mayBeAnswered();
@@ -441,8 +449,8 @@ class DeviceHost::Impl final : UsbDevice::Listener, ClientConnection::Owner {
         nextCommand();
     }
 
-    /// Those who believe in the session that the reset has ended must not go on in another one.
-    /// One that has sent nothing yet has none.
+    /// Clients that rely on the session that the reset has ended must not go on in another session.
+    /// A client that has sent no command has none.
     void loseSession() {
         for (ClientConnection* client : allClients()) {
             if (!client->hasCommanded) continue;
@@ -488,13 +496,13 @@ class DeviceHost::Impl final : UsbDevice::Listener, ClientConnection::Owner {
         const int flags = (cut.zeroPacketDue ? zeroPacketDue : 0) |
                           (cut.endsContainer ? containerEnds : 0) |
                           (cut.endsResponse ? answerEnds : 0);
-        // Most operations bring little data, or much, each time.
+        // Most operations bring little data each time, or much each time.
         if (cut.endsData) {
             bringsMuch_[transaction_.code] = cut.container > ContainerFollower::dueOfUnknown;
             transaction_.dataEnded = true;
         }
         if (cut.endsResponse) transaction_.answered = true;
-        // The end of the data is of no use to anybody who hasn't got the response.
+        // A client can't do anything with the end of the data before it has the response.
         transaction_.owner->send(
             {0, MessageKind::Data, static_cast<std::uint8_t>(flags), transaction_.turn}, cut.bytes,
             keeper,
@@ -504,13 +512,13 @@ class DeviceHost::Impl final : UsbDevice::Listener, ClientConnection::Owner {
     void readingStopped(UsbStatus why) override {
         if (why == UsbStatus::Gone) return deviceGone();
         if (recovering()) return recovery_.stalled();
-        // Reading goes on with the recovery, or else with the next command.
+        // The recovery goes on reading, or else the next command.
         device_->clearHalt(device_->facts().bulkIn.address);
         const bool maybeOlder = why == UsbStatus::Stalled && transaction_.open &&
                                 !transaction_.heard && !transaction_.cleared;
         if (!maybeOlder) return failTransaction(lastErrorOf(why));
-        // The pipe may be halted since the transaction before, in which nothing was left to read.
-        // Then the answer to this one follows.
+        // The pipe may have been halted since the transaction before, which left nothing to read.
+        // Then the answer to this one still comes.
         transaction_.cleared = true;
         progress_.start(patienceAfterHalt, [this] { failTransaction(ERROR_GEN_FAILURE); });
         readOn();
@@ -524,29 +532,29 @@ class DeviceHost::Impl final : UsbDevice::Listener, ClientConnection::Owner {
     bool gone_ = false;
 
     std::map<ClientConnection*, std::unique_ptr<ClientConnection>> clients_;
-    std::deque<Command> commands_;        // that wait for a recovery
-    ClientConnection* writer_ = nullptr;  // whose bytes are on their way to the device
+    std::deque<Command> commands_;        // waiting for a recovery to end
+    ClientConnection* writer_ = nullptr;  // whose bytes are in a transfer to the device
     EventLoop::Clock::time_point writingSince_{};
-    bool writerLeft_ = false;
-    Transaction transaction_;  // the last one; its owner and turn stay, for a late zero packet
-    bool zeroPacketOwed_ = false;
+    bool writerLeft_ = false;  // it is to be destroyed when the write has ended
+    Transaction transaction_;  // the last one; owner and turn stay, for a late zero-length packet
+    bool zeroPacketOwed_ = false;  // the last container filled its packets
     std::vector<ContainerCut> cuts_;
     ContainerFollower follower_;
-    // By operation, as it was the last time.
-    std::bitset<65536> bringsMuch_;  // more data than is due before their length is known
-    std::bitset<65536> takesData_;   // it was sent some
-    std::bitset<65536> bringsData_;  // data and a response, and nothing was left to be taken back
+    // What each operation did the last time, by its code.
+    std::bitset<65536> bringsMuch_;  // more data than is asked for before the length is known
+    std::bitset<65536> takesData_;   // data was sent to the device
+    std::bitset<65536> bringsData_;  // data and a response came, and no read had to be taken back
 
     ControlQueue controls_;
     ControlAnswers answers_;
     Recovery recovery_;
-    bool recoverAfterWrite_ = false;
-    bool answerMayCome_ = false;  // to the transaction that is to be ended
+    bool recoverAfterWrite_ = false;  // a recovery waits for the end of the write
+    bool answerMayCome_ = false;      // to the transaction that is being recovered from
     unsigned recoveriesInARow_ = 0;
     EventWaiters events_;
     HostRecording recording_;
-    bool settled_ = false;  // the first client's coming has begun it
-    pid_t unheard_ = 0;     // the process that has waited in vain, until the recovery's end
+    bool settled_ = false;  // the first client has begun the recovery at the start
+    pid_t unheard_ = 0;     // the process that waited in vain; 0 once the recovery is over
     std::set<pid_t> mute_;  // processes for which the device has answered nothing
     Timer idle_, listenAgain_, progress_, lateZeroPacket_;
     Lifetime lifetime_;
@@ -575,11 +583,12 @@ void refuseWaiting(int socket, std::uint32_t error) {
         MessageHeader header;
         std::uint32_t error;
     } const refusal{{sizeof error, MessageKind::Refused, 0, 0}, error};
-    // Whoever comes once the first has been told may know better than we do, and starts another.
+    // All are accepted before the first is refused: a client that connects after that may reach a
+    // new host, which may have more success.
     std::vector<Descriptor> waiting;
     while (Descriptor client{acceptFrom(socket)}) waiting.push_back(std::move(client));
     for (const Descriptor& client : waiting)
-        // It fits, and whoever has gone meanwhile needs no answer.
+        // The message fits into the socket's buffer, and a client that is gone needs no answer.
         static_cast<void>(::send(client.get(), &refusal, sizeof refusal, MSG_NOSIGNAL));
 }
 

@@ -1,6 +1,7 @@
 #pragma once
-// One device shared by many connections: it follows the containers, keeps transactions whole,
-// brings the device back after a client that died or gave up, and speaks Protocol.h.
+// Shares one device between many client connections: follows the PTP containers, keeps transactions
+// of different clients apart, and recovers the device after a client that died or gave up.
+// Protocol.h has the messages. For the thread of the event loop only.
 
 #include <chrono>
 #include <functional>
@@ -13,18 +14,20 @@ namespace zlk::usbscan {
 
 class DeviceHost {
   public:
-    /// `ended` is called once, when the host has nobody to serve any more: `idleTime` after its
-    /// last client went (or after the start, if none came), or when the device is gone and
-    /// everybody has been told. 0 as `idleTime`: only then.
+    /// `loop` must outlive the host. `ended` is called once, from the loop, when nobody is left to
+    /// be served: `idleTime` after the last client went (or after the start, if none came), or when
+    /// the device is gone and all clients have been told. With an `idleTime` of 0 only the latter
+    /// ends the host.
     DeviceHost(EventLoop& loop, std::unique_ptr<UsbDevice> device,
                std::chrono::milliseconds idleTime, std::function<void()> ended);
     ~DeviceHost();
 
-    /// Serves whoever connects to this listening, non-blocking socket, which stays its caller's.
+    /// Serves all clients that connect to this listening, non-blocking socket, which stays its
+    /// caller's.
     void listenOn(int socket);
-    /// Takes over the socket of a client.
+    /// Serves one client, and takes ownership of its non-blocking socket.
     void serve(int client);
-    /// The device has been unplugged: everybody is told at once.
+    /// To be called when the device has been unplugged: every client is told at once.
     void deviceGone();
 
   private:

@@ -43,7 +43,8 @@ void EventLoop::cancel(TimerId timer) {
 }
 
 void EventLoop::runTasks() {
-    // Then the descriptors have their turn, so that nobody starves.
+    // Tasks may post tasks. After some rounds the descriptors get their turn, so that none is
+    // starved.
     constexpr int mostRounds = 8;
     for (int round = 0; round < mostRounds && running_ && !tasks_.empty(); ++round) {
         std::deque<Task> tasks;
@@ -84,16 +85,18 @@ void EventLoop::run() {
             if (errno == EINTR) continue;
             throw std::system_error(errno, std::generic_category(), "poll");
         }
+        // A copy, since the functions may watch and forget descriptors.
         const std::vector<pollfd> happened = polled_;
         for (const pollfd& entry : happened) {
             if (!entry.revents || !running_) continue;
-            // An earlier one may have forgotten it.
+            // A function that was called before may have forgotten this descriptor.
             const auto found = watches_.find(entry.fd);
             if (found == watches_.end()) continue;
             const std::shared_ptr<Ready> ready = found->second.ready;
             (*ready)(entry.revents);
         }
-        // Last, so that what has come keeps a deadline from passing, however late we woke up.
+        // Timers run last. What has just come stops its deadline, even if this process woke up too
+        // late.
         runTimers();
     }
 }

@@ -1,5 +1,6 @@
 #pragma once
-// One thread that waits for descriptors and deadlines and calls whoever asked for them.
+// An event loop: waits for descriptors and deadlines, and calls the functions that were registered
+// for them.
 
 #include <poll.h>
 
@@ -14,8 +15,8 @@
 
 namespace zlk::usbscan {
 
-/// Not for several threads. Everything is called from run(), never from inside the call that
-/// asked for it.
+/// For a single thread. All functions are called from run(), never from inside the call that
+/// registered them.
 class EventLoop {
   public:
     using Clock = std::chrono::steady_clock;
@@ -26,11 +27,13 @@ class EventLoop {
     EventLoop(const EventLoop&) = delete;
     EventLoop& operator=(const EventLoop&) = delete;
 
-    /// Calls `ready` whenever one of `events` (POLLIN, POLLOUT; errors always) has happened on the
-    /// descriptor, which stays its caller's. Watching it once more replaces what was asked.
+    /// Calls `ready` whenever one of `events` has happened on the descriptor, which stays its
+    /// caller's: POLLIN or POLLOUT; errors always count. Watching a descriptor again replaces its
+    /// events and function.
     void watch(int fd, short events, Ready ready);
-    /// Changes the events alone; of an fd that isn't watched nothing.
+    /// Changes the events alone. Does nothing for a descriptor that isn't watched.
     void expect(int fd, short events);
+    /// Stops watching. A descriptor must be forgotten before it is closed.
     void forget(int fd);
 
     /// Calls `task` once, before the next wait; tasks run in the order of their posting.
@@ -38,18 +41,19 @@ class EventLoop {
 
     /// Number of a deadline; 0 is none.
     using TimerId = std::uint64_t;
+    /// Calls `task` once, when the delay is over.
     TimerId after(std::chrono::milliseconds delay, Task task);
-    /// Harmless for one that has been called, or 0.
+    /// Does nothing if the deadline has passed already, or for 0.
     void cancel(TimerId timer);
 
-    /// Until stop(); may be run again behind it.
+    /// Runs until stop(), and may be called again afterwards.
     void run();
     void stop() noexcept { running_ = false; }
 
   private:
     struct Watch {
         short events;
-        std::shared_ptr<Ready> ready;
+        std::shared_ptr<Ready> ready;  // shared, so that a function may forget its own watch
     };
     void runTasks();
     void runTimers();
@@ -57,16 +61,18 @@ class EventLoop {
 
     bool running_ = true;
     std::map<int, Watch> watches_;
-    std::vector<pollfd> polled_;
+    std::vector<pollfd> polled_;  // what poll() gets, built from `watches_`
     bool polledIsOld_ = true;
     std::deque<Task> tasks_;
+    // The id makes deadlines at the same time different.
     using Deadline = std::pair<Clock::time_point, TimerId>;
     std::map<Deadline, Task> timers_;
-    std::map<TimerId, Clock::time_point> deadlines_;
+    std::map<TimerId, Clock::time_point> deadlines_;  // when each timer is due
     TimerId lastTimer_ = 0;
 };
 
-/// Lets what was posted by an object do nothing once the object is gone.
+/// A member of an object that posts tasks: tasks that it has guarded do nothing once the object is
+/// destroyed.
 class Lifetime {
   public:
     Lifetime() = default;
@@ -84,7 +90,7 @@ class Lifetime {
     const std::shared_ptr<const void> token_ = std::make_shared<char>();
 };
 
-/// A deadline that goes with its owner.
+/// A deadline that is cancelled when the timer is destroyed.
 class Timer {
   public:
     explicit Timer(EventLoop& loop) noexcept : loop_(loop) {}
@@ -92,7 +98,7 @@ class Timer {
     Timer(const Timer&) = delete;
     Timer& operator=(const Timer&) = delete;
 
-    /// Starts anew if it was running.
+    /// Starts anew if the timer was running.
     void start(std::chrono::milliseconds delay, EventLoop::Task task) {
         stop();
         id_ = loop_.after(delay, [this, task = std::move(task)] {

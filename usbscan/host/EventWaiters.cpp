@@ -8,11 +8,14 @@ namespace {
 
 using namespace std::chrono_literals;
 
+// Events kept for later waiters; the oldest is dropped.
 constexpr std::size_t maxUnheard = 16;
+// Bytes; a larger length isn't believed, and what has come counts as the event.
 constexpr std::uint32_t maxEvent = 200;
-// How long the rest of an event may take that comes in several packets.
+// How long the other packets of an event may take.
 constexpr auto patience = 100ms;
 
+/// Whether the event has as many bytes as its length field says.
 bool isWhole(std::span<const std::byte> event) {
     std::uint32_t length = 0;
     if (event.size() < sizeof length) return true;
@@ -46,7 +49,7 @@ void EventWaiters::answer(ClientConnection& waiter, std::span<const std::byte> e
 }
 
 void EventWaiters::read() {
-    // A device without that pipe has no events; its waiters' time runs out.
+    // A device without an interrupt pipe has no events, and the time of its waiters runs out.
     if (reading_ || device_.facts().interruptIn.address == 0) return;
     reading_ = true;
     device_.waitForInterrupt([this](UsbStatus status, std::span<const std::byte> bytes) {
@@ -67,6 +70,8 @@ void EventWaiters::came(UsbStatus status, std::span<const std::byte> bytes) {
     } else if (status == UsbStatus::Stalled) {
         device_.clearHalt(device_.facts().interruptIn.address);
     }
+    // After an error or a stall the pipe isn't read again until a client asks anew, or the host
+    // would run in circles.
     const bool goesOn = status == UsbStatus::Done || status == UsbStatus::Cancelled;
     if (!waiters_.empty() && goesOn) read();
 }
@@ -78,7 +83,8 @@ void EventWaiters::deliver() {
         if (unheard_.size() == maxUnheard) unheard_.pop_front();
         unheard_.push_back(event);
     }
-    // Whoever is gone is found out by answering, and removed from inside of it.
+    // The waiters are moved out of the map first: answering one may show that its client is gone,
+    // which calls remove().
     const auto waiters = std::exchange(waiters_, {});
     for (const auto& [waiter, timer] : waiters) answer(*waiter, event);
     if (reading_) device_.cancelInterrupt();

@@ -1,6 +1,6 @@
 #pragma once
-// Who waits for an event of the device. The interrupt pipe is read only while somebody does, so
-// that events stay in the device until then; each goes to all who wait.
+// The clients that wait for an event of the device. The interrupt pipe is read only while a client
+// waits, so until then events stay in the device. An event goes to all clients that wait.
 
 #include <deque>
 #include <map>
@@ -17,24 +17,29 @@ class EventWaiters {
     EventWaiters(EventLoop& loop, UsbDevice& device) noexcept
         : loop_(loop), device_(device), patience_(loop) {}
 
-    /// The connection gets an Event message: the next event, or nothing once its time is up.
+    /// Answers the client with an Event message: the next event, or no bytes once the client's time
+    /// is up. A client that waits already isn't added twice.
     void add(ClientConnection& waiter);
+    /// Forgets a client, which gets no answer.
     void remove(ClientConnection& waiter);
 
   private:
+    /// Starts an interrupt transfer if none is under way.
     void read();
+    /// Takes what an interrupt transfer brought, which may be only a part of an event.
     void came(UsbStatus status, std::span<const std::byte> bytes);
+    /// Hands the event to all who wait.
     void deliver();
     static void answer(ClientConnection& waiter, std::span<const std::byte> event);
 
     EventLoop& loop_;
     UsbDevice& device_;
-    std::map<ClientConnection*, Timer> waiters_;
-    bool reading_ = false;
-    std::vector<std::byte> event_;  // as far as it has come
+    std::map<ClientConnection*, Timer> waiters_;  // with the time that each has left
+    bool reading_ = false;                        // an interrupt transfer is in flight
+    std::vector<std::byte> event_;                // the part of an event that has come
     // Events that arrived after the last waiter had left; the next waiter gets them first.
     std::deque<std::vector<std::byte>> unheard_;
-    Timer patience_;
+    Timer patience_;  // runs while an event is incomplete
 };
 
 }  // namespace zlk::usbscan

@@ -14,7 +14,7 @@ namespace {
 
 constexpr std::chrono::milliseconds betweenLooks{5}, betweenWatches{500}, patienceAtTheEnd{1000};
 
-/// What can be written without an end to wait for.
+/// Only a regular file is accepted: writing to a pipe or a device could block for ever.
 bool isWritableFile(int file) {
     struct stat status;
     const int flags = ::fcntl(file, F_GETFL);
@@ -22,7 +22,7 @@ bool isWritableFile(int file) {
            (flags & O_ACCMODE) != O_RDONLY;
 }
 
-/// False if the payload is no such message.
+/// Takes a Record message's payload apart. False if it is malformed.
 bool readRequest(std::span<const std::byte> payload, RecordRequest& request, DeviceTexts& texts) {
     if (payload.size() < sizeof request) return false;
     std::memcpy(&request, payload.data(), sizeof request);
@@ -65,9 +65,9 @@ std::uint32_t HostRecording::tryToBegin(ClientConnection& client,
     DeviceTexts texts;
     if (!readRequest(payload, request, texts) || !isWritableFile(file.get()))
         return ERROR_INVALID_PARAMETER;
-    // One that has failed, and of which nobody wants to hear that, is in nobody's way.
+    // A recording that has failed, and whose end nobody waits for, may be replaced.
     if (finished_ || isRunning() || owner_) return ERROR_BUSY;
-    // Contents name their owner too.
+    // Contents of files would name their owner, so an anonymous recording never has them.
     const bool isAnonymous = request.flags & recordAnonymously;
     const RecordingOptions options{.payloads = (request.flags & recordPayloads) && !isAnonymous,
                                    .anonymous = isAnonymous};

@@ -1,5 +1,5 @@
 #pragma once
-// The recording that a client has asked for.
+// Begins and ends the recording of the device on behalf of the client that asked for it.
 
 #include <functional>
 #include <string_view>
@@ -12,8 +12,8 @@ namespace zlk::usbscan {
 
 class HostRecording {
   public:
-    /// `tell` hands a line to everybody who listens. `isBusy`: the host is still setting right what
-    /// went wrong, which belongs into the recording.
+    /// `tell` sends a line to the traces of all clients. `isBusy` returns whether the host is still
+    /// recovering the device; a recording goes on until then, since the recovery belongs into it.
     HostRecording(EventLoop& loop, RecordingDevice& device,
                   std::function<void(std::string_view)> tell, std::function<bool()> isBusy)
         : device_(device),
@@ -21,33 +21,36 @@ class HostRecording {
           isBusy_(std::move(isBusy)),
           pause_(loop),
           watch_(loop) {}
-    /// Waits a moment for what isn't written yet.
+    /// Blocks for up to a second until the rest is written.
     ~HostRecording();
 
     bool isRunning() const { return recorder_ && recorder_->file().error() == 0; }
-    /// The payload of a Record message; the file has come with it. It is answered.
+    /// Handles a Record message with this payload, whose file came with it, and answers it.
     void begin(ClientConnection& client, std::span<const std::byte> payload);
-    /// Answered once everything is written.
+    /// Handles EndRecord. It is answered once everything is written.
     void end(ClientConnection& client);
-    /// It wants no answer any more.
+    /// Forgets a client that is gone. Its recording ends, unless it goes on to the host's end.
     void remove(const ClientConnection& client);
-    /// Waits a moment for the last bytes, and answers.
+    /// Ends the recording, blocks for up to a second until the rest is written, and answers.
     void deviceGone();
 
   private:
+    /// Returns the last error, or 0.
     std::uint32_t tryToBegin(ClientConnection& client, std::span<const std::byte> payload);
+    /// Stops recording. The rest is written in the background.
     void finish();
     void finishWhenQuiet();
     void answerWhenOver();
+    /// Looks from time to time whether writing has failed.
     void watch();
 
     RecordingDevice& device_;
     const std::function<void(std::string_view)> tell_;
     const std::function<bool()> isBusy_;
-    std::shared_ptr<Recorder> recorder_;
-    std::shared_ptr<Recorder> finished_;  // until all of it is written
-    ClientConnection* owner_ = nullptr;   // null: nobody waits for its end
-    bool isAsked_ = false;                // it has asked for the end
+    std::shared_ptr<Recorder> recorder_;  // the current one; it may have failed
+    std::shared_ptr<Recorder> finished_;  // an ended one, until all of it is written
+    ClientConnection* owner_ = nullptr;   // null: nobody waits for the end
+    bool isAsked_ = false;                // the owner has asked for the end
     Timer pause_, watch_;
 };
 

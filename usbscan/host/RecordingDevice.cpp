@@ -8,7 +8,7 @@ RecordingDevice::RecordingDevice(std::unique_ptr<UsbDevice> device) : device_(st
     device_->setListener(this);
 }
 
-/// Tells the recorder too, if it is there still.
+/// A transfer may end after its recording, so the recorder isn't kept alive for it.
 UsbDevice::DoneWithBytes RecordingDevice::recorded(const Recorder::Transfer& transfer,
                                                    DoneWithBytes done) const {
     return [transfer, recorder = std::weak_ptr(recorder_), done = std::move(done)](

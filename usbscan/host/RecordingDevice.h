@@ -1,5 +1,5 @@
 #pragma once
-// A device whose transfers are recorded, while somebody wants it.
+// Wraps a device and records its transfers while a recorder is set.
 
 #include <memory>
 
@@ -10,9 +10,10 @@ namespace zlk::usbscan {
 
 class RecordingDevice final : public UsbDevice, private UsbDevice::Listener {
   public:
+    /// Takes over the device, and becomes its listener.
     explicit RecordingDevice(std::unique_ptr<UsbDevice> device);
 
-    /// From now on; null: no more.
+    /// Transfers that begin from now on are recorded; null ends that.
     void setRecorder(std::shared_ptr<Recorder> recorder) { recorder_ = std::move(recorder); }
 
     const UsbFacts& facts() const override { return device_->facts(); }
@@ -30,11 +31,12 @@ class RecordingDevice final : public UsbDevice, private UsbDevice::Listener {
   private:
     void arrived(UsbPiece piece) override;
     void readingStopped(UsbStatus why) override;
+    /// `done`, preceded by a note to the recorder.
     DoneWithBytes recorded(const Recorder::Transfer& transfer, DoneWithBytes done) const;
 
     std::shared_ptr<Recorder> recorder_;
-    UsbDevice::Listener* listener_ = nullptr;
-    std::unique_ptr<UsbDevice> device_;  // first to go: until then it may report
+    UsbDevice::Listener* listener_ = nullptr;  // borrowed; gets what the device reports
+    std::unique_ptr<UsbDevice> device_;        // destroyed first, since it may report until then
 };
 
 }  // namespace zlk::usbscan

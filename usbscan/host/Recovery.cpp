@@ -11,26 +11,28 @@ namespace {
 
 using namespace std::chrono_literals;
 
-// Requests of the still image class, and what it says in them.
+// Requests of the still image class, and the codes in their data.
 constexpr std::uint8_t toInterface = 0x21, fromInterface = 0xA1;
 constexpr std::uint8_t cancelRequest = 0x64, deviceResetRequest = 0x66, statusRequest = 0x67;
 constexpr std::uint16_t cancellationCode = 0x4001;
 constexpr std::uint16_t ready = 0x2001;
 
+// Between two questions for the status of a device that is busy.
 constexpr auto statusPause = 20ms;
-// A device that has answered, and then been quiet for so long, has said it all.
+// A device that has answered and been quiet for this long sends nothing more.
 constexpr auto silenceAfterAnswer = 50ms;
-// A device that looks for its picture on a slow card is quiet before its answer and in its midst,
-// and so is one that has to share its processor.
+// Before the response a device may be quiet for longer, even in the middle of a picture: it may be
+// looking for the picture on a slow card, or be busy with something else.
 constexpr auto silenceBeforeAnswer = 1500ms;
-// Devices that don't know a request should refuse it, and some are silent.
+// A device that doesn't know a request should stall it, but some don't react at all.
 constexpr auto answerLimit = 1s;
 constexpr auto stageLimit = 3s;
-// What is left of a picture is read faster than this; a device that still sends is reset.
+// The rest of a picture takes less time than this. A device that still sends afterwards is told to
+// stop.
 constexpr auto peaceLimit = 2s;
 constexpr unsigned maxStalls = 8;
-// At full speed this comes in less than the time that counts as quiet; a read is only told of once
-// it has ended.
+// Bytes. A read is reported only when it has ended, so it must not take longer than the time that
+// counts as quiet; at full speed (12 Mbit/s) this much doesn't.
 constexpr std::uint64_t drainedAtOnce = 16 * 1024;
 
 }  // namespace
@@ -51,7 +53,7 @@ void Recovery::settle(Done done) {
     transaction_.reset();
     stalls_ = 0;
     quiet_ = busy_ = false;
-    answered_ = true;  // of a device that is ready, unless it sends something
+    answered_ = true;  // a device that is ready owes no answer, unless it sends something
     enter(Stage::Settle, answerLimit);
     askStatus();
 }
@@ -119,7 +121,7 @@ void Recovery::tryPortReset() {
 void Recovery::nextStage() {
     switch (stage_) {
         case Stage::Settle:
-            // A device that doesn't tell its state may still have something to say.
+            // A device that doesn't report its state may still be sending something.
             return tryPeace();
         case Stage::Peace:
             return tryCancel();
@@ -132,6 +134,9 @@ void Recovery::nextStage() {
     }
 }
 
+/// A device that says that it is busy understands requests, so it may reset itself. A quiet one is
+/// left alone the first time: it may be in order, and a port reset would end the session of all
+/// clients.
 void Recovery::cancelFailed() {
     if (busy_) return tryDeviceReset();
     if (quiet_ && !(transaction_ && transaction_->again)) return finish(Outcome::LeftInPeace);
@@ -157,7 +162,7 @@ void Recovery::statusCame(UsbStatus status, std::span<const std::byte> bytes) {
     if (stage_ == Stage::Settle) return busy_ ? tryCancel() : tryPeace();
     if (!answers) return nextStage();
     if (!busy_) return drain();
-    // After the code stand the endpoints that it has halted, a number of 32 bits each.
+    // After the code come the addresses of the endpoints that the device has halted, 32 bits each.
     for (std::size_t at = 4; at + 4 <= bytes.size(); at += 4)
         device_.clearHalt(std::to_integer<std::uint8_t>(bytes[at]));
     device_.read(drainedAtOnce);
@@ -173,8 +178,8 @@ void Recovery::drain() {
         quiet_ = true;
         if (stage_ == Stage::DeviceReset || stage_ == Stage::PortReset)
             return finish(Outcome::SessionLost);
-        // What an earlier host has asked for can't be cancelled by its number. The next command
-        // shows whether it was at its end.
+        // An earlier host's transaction can't be cancelled, since its id is unknown. The next
+        // command will show whether the device is ready.
         if (stage_ == Stage::Peace && !answered_ && transaction_) return nextStage();
         finish(Outcome::SessionAlive);
     });
@@ -185,7 +190,8 @@ void Recovery::arrived(std::span<const std::byte> piece, bool answers) {
     if (transaction_)
         answered_ = answered_ || answers;
     else if (!piece.empty())
-        // It may begin in the midst of a picture, so there is no telling where containers end.
+        // What an earlier host left may begin in the middle of a picture, so only a piece that is
+        // exactly a response counts.
         answered_ = isWholeResponse(piece);
     if (!draining_) return device_.read(drainedAtOnce);
     drain();

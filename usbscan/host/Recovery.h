@@ -1,16 +1,19 @@
 #pragma once
-// Brings a device back to where it takes a new command, after a transaction that nobody ends (USB
-// still image class, requests 0x64, 0x66 and 0x67).
+// Brings a device back to a state in which it takes a new command, after a transaction that was
+// given up or has failed (USB still image class, requests 0x64, 0x66 and 0x67). The stages go from
+// the mildest to the harshest:
 //
-//     Peace         what the device still sends is read, until it has answered. There are
-//                   responders that leave the bus when they are asked to cancel or to reset
-//                   themselves, and are back only when they are plugged in anew
-//     Cancel        for one that doesn't answer, or goes on sending
-//     DeviceReset   for one that has cancelled and says that it is busy all the same
-//     PortReset     for one that doesn't cancel and goes on sending, or was quiet without an
-//                   answer once before
+//     Peace         reads and drops what the device still sends, until it has answered. It comes
+//                   first because some responders leave the bus when they are asked to cancel or
+//                   to reset themselves, and come back only when they are plugged in anew
+//     Cancel        for a device that doesn't answer, or goes on sending
+//     DeviceReset   for a device that has cancelled and reports that it is busy all the same
+//     PortReset     for a device that doesn't cancel and goes on sending, or that was left in
+//                   peace without an answer once before
 //
-// Up to Cancel the session of all others lives on.
+// Up to Cancel, the session that all clients share survives.
+//
+// For the thread of the event loop only.
 
 #include <functional>
 #include <optional>
@@ -25,8 +28,8 @@ class Recovery {
   public:
     enum class Outcome {
         SessionAlive,  ///< the device has answered, or says itself that it is ready
-        LeftInPeace,   ///< the device is quiet, and nobody knows more
-        SessionLost,
+        LeftInPeace,   ///< the device is quiet; whether it is ready is unknown
+        SessionLost,   ///< the device was reset, and works
         DeviceGone
     };
     using Done = std::function<void(Outcome)>;
@@ -34,37 +37,42 @@ class Recovery {
     Recovery(EventLoop& loop, UsbDevice& device, ControlQueue& controls);
 
     bool running() const noexcept { return static_cast<bool>(done_); }
+    /// What a recovery has to know of the transaction that it ends.
     struct Transaction {
         std::uint32_t id = 0;
-        /// The device has all that it needs for an answer, and was not yet waited for in vain.
+        /// The device has all that it needs for a response, and hasn't been waited for in vain.
         bool mayBeAnswered = false;
-        /// The device has done nothing right since the last recovery.
+        /// No transaction has succeeded since the last recovery.
         bool again = false;
     };
-    /// Ends that transaction. What the device sends meanwhile is dropped; its listener tells
-    /// arrived() and stalled() of it.
+    /// Ends the transaction. What the device sends meanwhile is dropped; the device's listener must
+    /// hand it to arrived() and stalled(). `done` is called once, from the loop.
     void start(const Transaction& transaction, Done done);
-    /// At the beginning: ends what an earlier host may have left open, if the device says that
-    /// there is something, or still sends it.
+    /// For a host that starts: ends what an earlier host may have left open, if the device reports
+    /// that it is busy or still sends something.
     void settle(Done done);
-    /// `answers`: the transaction's response has ended with this piece.
+    /// `answers`: the response to the transaction ends with this piece.
     void arrived(std::span<const std::byte> piece, bool answers);
+    /// The bulk-in pipe was found halted.
     void stalled();
     /// The device has been unplugged.
     void gone() { finish(Outcome::DeviceGone); }
 
   private:
     enum class Stage { Settle, Peace, Cancel, DeviceReset, PortReset };
+    /// Begins a stage. If it isn't over within the limit, the next one follows.
     void enter(Stage stage, std::chrono::milliseconds limit);
     void tryPeace();
     void tryCancel();
     void tryDeviceReset();
     void tryPortReset();
+    /// Goes on after a stage that didn't help.
     void nextStage();
     void cancelFailed();
+    /// Asks the device whether it is ready (request 0x67).
     void askStatus();
     void statusCame(UsbStatus status, std::span<const std::byte> bytes);
-    /// Waits until the device has nothing more to say.
+    /// Reads until the device has been quiet for a while, and then ends the stage.
     void drain();
     void clearPipes();
     void finish(Outcome outcome);
@@ -73,15 +81,16 @@ class Recovery {
 
     UsbDevice& device_;
     ControlQueue& controls_;
-    Done done_;
+    Done done_;  // set while a recovery is running
     Stage stage_ = Stage::Cancel;
-    unsigned epoch_ = 0;  // counts stages
-    unsigned stalls_ = 0;
-    bool draining_ = false;
-    std::optional<Transaction> transaction_;  // none: an earlier host's, of which nothing is known
-    bool quiet_ = false;                      // nothing more has come
-    bool answered_ = false;                   // by a response, or there was nothing to be answered
-    bool busy_ = false;                       // as the device says after it was cancelled
+    unsigned epoch_ = 0;                      // counts stages, so that callbacks know theirs
+    unsigned stalls_ = 0;                     // halts that were cleared in this recovery
+    bool draining_ = false;                   // reading until the device is quiet
+    std::optional<Transaction> transaction_;  // none: an earlier host's, which is unknown
+    bool quiet_ = false;                      // the device has stopped sending
+    bool answered_ = false;                   // a response has come, or none was owed
+    bool busy_ = false;                       // what the device reports since it was cancelled
+    // The device's silence, or the time between two questions; and the limit of the stage.
     Timer pause_, limit_;
 };
 

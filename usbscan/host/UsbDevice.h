@@ -1,6 +1,7 @@
 #pragma once
-// A still-image device (USB class 6, subclass 1, protocol 1) as its host drives it: two bulk pipes,
-// an interrupt pipe, control requests. Behind it stands libusb, or a virtual camera.
+// The interface of a still-image device (USB class 6, subclass 1, protocol 1) as its host uses it:
+// two bulk pipes, an interrupt pipe and control requests. It is implemented with libusb, and by the
+// virtual camera.
 
 #include <array>
 #include <chrono>
@@ -16,52 +17,56 @@ namespace zlk::usbscan {
 enum class UsbStatus {
     Done,
     Stalled,    ///< the pipe is halted until it is cleared
-    Cancelled,  ///< by the host itself
-    TimedOut,   ///< of control requests only
+    Cancelled,  ///< taken back by the host itself
+    TimedOut,   ///< only of control requests
     Failed,     ///< an error on the wire; the device is still there
     Gone        ///< unplugged
 };
 
+/// An endpoint's descriptor, without transaction flags.
 struct UsbEndpoint {
-    std::uint8_t address = 0;  ///< 0: there is none
-    std::uint16_t maximumPacketSize = 0;
+    std::uint8_t address = 0;             ///< 0: there is none
+    std::uint16_t maximumPacketSize = 0;  ///< bytes
     std::uint8_t interval = 0;
 };
 
+/// What stays the same while the device is plugged in.
 struct UsbFacts {
     std::array<std::byte, 18> deviceDescriptor{};  ///< as the device gives it
-    std::vector<std::byte> configuration{};  ///< the active one with all that it has; may be empty
+    std::vector<std::byte> configuration{};  ///< all descriptors of the active one; may be empty
     std::uint8_t interfaceNumber = 0;
     UsbEndpoint bulkIn, bulkOut, interruptIn;
 };
 
-/// Bytes of a bulk-in transfer, in order. They stay where they are while `keeper` is held, and
-/// while it is, the device may have one buffer less to read into.
+/// Bytes that a bulk-in transfer brought; pieces come in order. The bytes stay valid while `keeper`
+/// is held. Until it is released, the device may have one buffer less to read into.
 struct UsbPiece {
     std::span<const std::byte> bytes;
-    /// A short packet, or one of no bytes, came behind them. So a piece of no bytes, or one that
-    /// ends although its last packet is full, shows a zero-length packet.
+    /// The bytes were followed by a short packet or a zero-length packet. If there are no bytes, or
+    /// if they fill their last packet, it was a zero-length packet.
     bool endsTransfer = false;
     std::shared_ptr<const void> keeper;
 };
 
-/// A control request to the interface or the device; the direction is that of `requestType`.
+/// A control request. `requestType` has its direction and its recipient.
 struct UsbRequest {
     std::uint8_t requestType = 0, request = 0;
     std::uint16_t value = 0, index = 0;
     std::span<const std::byte> out = {};  ///< copied before control() returns
     std::uint16_t inLength = 0;
-    std::chrono::milliseconds patience{5000};  ///< then it ends as TimedOut
+    std::chrono::milliseconds patience{5000};  ///< after this time it ends as TimedOut
 };
 
-/// Not for several threads. Whatever is reported comes from the event loop, never from inside the
-/// call that asked for it; after destruction nothing is reported.
+/// For a single thread. Callbacks are called from the event loop, never from inside the call that
+/// asked for them, and not after the device is destroyed.
 class UsbDevice {
   public:
+    /// Receives what comes from the bulk-in pipe.
     class Listener {
       public:
         virtual void arrived(UsbPiece piece) = 0;
-        /// Reading has stopped: Stalled, Failed or Gone. What arrived before has been reported.
+        /// Reading has ended as Stalled, Failed or Gone. What arrived before that has been
+        /// reported.
         virtual void readingStopped(UsbStatus why) = 0;
 
       protected:
@@ -73,37 +78,39 @@ class UsbDevice {
     virtual ~UsbDevice() = default;
 
     virtual const UsbFacts& facts() const = 0;
+    /// The listener is borrowed; null for none.
     virtual void setListener(Listener* listener) = 0;
 
     /// Asks the device for `due` bytes beyond those that it has reported, in whole packets, and for
-    /// no more: transfers for as many are in flight afterwards, or follow as buffers become free.
-    /// What is asked for already counts; a shorter transfer than asked for is not made up for
-    /// without another call. Nothing is asked for unless this is called.
+    /// no more: afterwards transfers for this many bytes are in flight, or follow as buffers become
+    /// free. What was asked for earlier counts. If a transfer brings less than was asked for,
+    /// another call has to ask for the rest. Nothing is read without a call.
     ///
-    /// `andNext`: one transfer of a packet more may be in flight at their end, into which comes
-    /// what the device sends next. It counts as asked for once this is called without it.
+    /// `andNext`: one more transfer, of one packet, may be in flight after these, for what the
+    /// device sends next. It counts as asked for at the next call without `andNext`.
     virtual void read(std::uint64_t due, bool andNext = false) = 0;
-    /// Takes back what is asked for; whether anything was in flight. None of it is any more when
-    /// this returns, which may take a moment. Pieces that had arrived, or a failure that had, may
-    /// still be reported.
+    /// Takes back what has been asked for, and returns whether anything was in flight. Blocks for a
+    /// moment, until nothing is in flight any more. Pieces that had arrived before, or a failure,
+    /// may still be reported.
     virtual bool stopReading() = 0;
 
-    /// One transfer, one at a time; the bytes stay the caller's until `done`. `zeroPacket`: a
-    /// packet of no bytes ends it, if its last packet is full.
+    /// Sends the bytes as one transfer, which stay the caller's and valid until `done`; only one
+    /// write may be under way. `zeroPacket`: if the last packet is full, a zero-length packet
+    /// follows.
     virtual void write(std::span<const std::byte> bytes, bool zeroPacket, Done done) = 0;
-    /// The write then ends as Cancelled, if it hasn't ended yet.
+    /// Ends the write under way as Cancelled, unless it has ended already.
     virtual void cancelWrite() = 0;
 
-    /// One at a time; the bytes are good during the call.
+    /// Only one request may be under way. The bytes given to `done` are valid during that call.
     virtual void control(const UsbRequest& request, DoneWithBytes done) = 0;
 
-    /// One interrupt transfer of at most 64 bytes, without a limit of time; one at a time.
+    /// Starts an interrupt transfer of at most 64 bytes, without a time limit; one at a time.
     virtual void waitForInterrupt(DoneWithBytes done) = 0;
     virtual void cancelInterrupt() = 0;
 
-    /// Both block for a moment, and take back first what is in flight, on that pipe or on all of
-    /// them: host controllers refuse to clear a pipe that is in use. False if the device refused,
-    /// or is gone.
+    /// Clears the halt of a pipe; resets the port. Both block for a moment, and first take back
+    /// what is in flight on that pipe, or on all pipes, since host controllers refuse to clear a
+    /// pipe that is in use. False if the device has refused, or is gone.
     virtual bool clearHalt(std::uint8_t endpoint) = 0;
     virtual bool reset() = 0;
 };

@@ -8,15 +8,19 @@
 namespace zlk::usbscan {
 namespace {
 
+// A piece fits into a slot of the area that is shared with a client.
 constexpr std::size_t transfers = areaSlots;
 constexpr std::size_t largestBuffer = areaSlotSize;
+// Where the kernel has no memory even for buffers of this size, reading fails.
 constexpr std::size_t smallestBuffer = 8 * 1024;
 
+/// The largest number of bytes up to `size` that is a multiple of the packet size.
 std::size_t wholePackets(std::size_t size, const UsbEndpoint& endpoint) {
     return size - size % endpoint.maximumPacketSize;
 }
 
-/// So many packets that `size` bytes fit in.
+/// `size` rounded up to whole packets. A transfer that isn't a multiple of the packet size would
+/// fail if the device sent a full packet.
 std::size_t roomFor(std::size_t size, const UsbEndpoint& endpoint) {
     return wholePackets(size + endpoint.maximumPacketSize - 1, endpoint);
 }
@@ -28,13 +32,14 @@ struct BulkReader::Slot {
     bool free() const { return !transfer.busy() && lease.expired(); }
 
     LibusbTransfer transfer;
-    std::size_t asked = 0;  // bytes, of a transfer that is busy
-    bool forNext = false;   // it isn't for what is due
+    std::size_t asked = 0;  // bytes that the busy transfer was submitted for
+    bool forNext = false;   // the transfer is for what comes after what is due
     std::shared_ptr<Buffer> buffer;
-    std::weak_ptr<const void> lease;
+    std::weak_ptr<const void> lease;  // not expired: the buffer is lent
 };
 
-/// Keeps the bytes of a piece where they are, also behind the reader's end.
+/// Keeps the bytes of a piece valid, even after the reader is destroyed. When it goes, the reader
+/// may use the buffer again.
 struct BulkReader::Lease {
     Lease(std::shared_ptr<const Buffer> lent, std::weak_ptr<BulkReader*> lender)
         : buffer(std::move(lent)), reader(std::move(lender)) {}
@@ -66,7 +71,7 @@ void BulkReader::read(std::uint64_t due, bool andNext) {
     asksNext_ = andNext;
     for (const auto& slot : slots_) {
         if (!slot->transfer.busy()) continue;
-        // One that was taken back brings what had come by then, and no more.
+        // A transfer that was taken back brings what had come by then, and no more.
         const std::size_t brings = slot->transfer.inFlight()
                                        ? slot->asked
                                        : static_cast<std::size_t>(slot->transfer->actual_length);
@@ -105,6 +110,7 @@ void BulkReader::submitFree() {
                            endpoint_);
         };
         if ((toAsk_ == 0 && !asksNext_) || countInFlight() >= mostInFlight_) return;
+        // The size is computed anew for each try, since a failed one may halve the buffers.
         while (toAsk_ > 0 && slot->free() && !submit(*slot, next(), false)) {
         }
         if (toAsk_ == 0 && asksNext_ && slot->free()) {
@@ -114,7 +120,8 @@ void BulkReader::submitFree() {
     }
 }
 
-/// False: the kernel had no memory for a buffer of this size, and there is a smaller one to try.
+/// Returns false if the kernel had no memory for a buffer of this size, but a smaller size can be
+/// tried.
 bool BulkReader::submit(Slot& slot, std::size_t size, bool forNext) {
     if (!slot.buffer || slot.buffer->size() != bufferSize_)
         slot.buffer = std::make_shared<Buffer>(bufferSize_);
@@ -129,6 +136,8 @@ bool BulkReader::submit(Slot& slot, std::size_t size, bool forNext) {
         if (!forNext) toAsk_ -= std::min<std::uint64_t>(toAsk_, size);
         return true;
     }
+    // The kernel reports a lack of memory in different ways. With other transfers in flight, fewer
+    // of them have to do; without, smaller ones.
     if (error != LIBUSB_ERROR_NO_MEM && error != LIBUSB_ERROR_IO) {
         fail(statusOfError(error));
     } else if (const std::size_t others = countInFlight()) {
@@ -145,7 +154,7 @@ bool BulkReader::submit(Slot& slot, std::size_t size, bool forNext) {
 void BulkReader::ended(Slot& slot, UsbStatus status) {
     const auto length = static_cast<std::size_t>(slot.transfer->actual_length);
     const bool endsTransfer = status == UsbStatus::Done && length < slot.asked;
-    // After a failure bytes are missing in front of these.
+    // After a failure, bytes are missing before these.
     if (!failure_ && (length || endsTransfer)) deliver(slot, endsTransfer);
     if (status == UsbStatus::Done || status == UsbStatus::Cancelled)
         submitFree();

@@ -1,7 +1,7 @@
 #pragma once
-// Reads as many bytes of a bulk-in pipe as are due, with several large transfers at once. A buffer
-// is lent with the piece that lies in it and is used again when that is let go of; so reading
-// pauses by itself while all of them are lent.
+// Reads the bytes that are due from a bulk-in pipe, with several large transfers in flight. The
+// buffer of a piece is lent to the piece's receiver and is used again once the receiver has
+// released it, so reading pauses by itself while all buffers are lent.
 
 #include <libusb.h>
 
@@ -17,31 +17,37 @@ namespace zlk::usbscan {
 
 class BulkReader {
   public:
-    /// `handle` stays the caller's; the packet size isn't 0.
+    /// `handle` is borrowed and must outlive the reader's transfers. The packet size must not be 0.
     BulkReader(LibusbContext& context, libusb_device_handle* handle, const UsbEndpoint& endpoint);
     ~BulkReader();
     BulkReader(const BulkReader&) = delete;
     BulkReader& operator=(const BulkReader&) = delete;
 
     void setListener(UsbDevice::Listener* listener) noexcept { listener_ = listener; }
-    /// As read() and stopReading() of UsbDevice.
+    /// These are read() and stopReading() of UsbDevice.
     void read(std::uint64_t due, bool andNext);
     bool stop();
     bool inFlight() const noexcept { return countInFlight() != 0; }
 
   private:
     using Buffer = std::vector<std::byte>;
+    // /// A transfer with its buffer; and the share in a buffer that is lent.
     struct Slot;
     struct Lease;
 
+    /// Starts transfers for what is to be asked, as far as slots are free.
     void submitFree();
     bool submit(Slot& slot, std::size_t size, bool forNext);
     void cancel() noexcept;
+    /// Takes a transfer's result, from the loop.
     void ended(Slot& slot, UsbStatus status);
     void deliver(Slot& slot, bool endsTransfer);
+    /// Takes all transfers back; the failure is reported when they have ended.
     void fail(UsbStatus why);
     void tellFailure();
+    /// Transfers that the kernel has.
     std::size_t countInFlight() const noexcept;
+    /// Whether a transfer is in flight, or its end isn't reported yet.
     bool isBusy() const noexcept;
 
     LibusbContext& context_;
@@ -50,10 +56,10 @@ class BulkReader {
     UsbDevice::Listener* listener_ = nullptr;
     std::vector<std::unique_ptr<Slot>> slots_;
     std::size_t bufferSize_;            ///< a multiple of the packet size
-    std::size_t mostInFlight_;          ///< as the kernel's memory allows
+    std::size_t mostInFlight_;          ///< transfers for which the kernel has had memory
     std::uint64_t toAsk_ = 0;           ///< bytes that are due and in no transfer yet
-    bool asksNext_ = false;             ///< and a transfer for what comes next isn't either
-    std::optional<UsbStatus> failure_;  ///< told when nothing is in flight any more
+    bool asksNext_ = false;             ///< a transfer for what comes next is to be started too
+    std::optional<UsbStatus> failure_;  ///< reported when nothing is in flight any more
     std::shared_ptr<BulkReader*> self_ = std::make_shared<BulkReader*>(this);  ///< for the leases
 };
 

@@ -5,8 +5,9 @@
 namespace zlk::usbscan {
 namespace {
 
-constexpr int audioEndpointSize = 9;
+constexpr int audioEndpointSize = 9;  // bytes; only audio endpoints have two fields more
 
+/// Collects little-endian numbers and bytes.
 class Writer {
   public:
     Writer& number(unsigned value, unsigned width) {

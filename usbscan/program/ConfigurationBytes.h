@@ -1,4 +1,5 @@
 #pragma once
+// Puts the descriptors of a USB configuration together again, for the head of a recording.
 
 #include <libusb.h>
 
@@ -7,7 +8,7 @@
 
 namespace zlk::usbscan {
 
-/// A configuration's descriptors as the device gave them, which libusb takes apart.
+/// The configuration's descriptors as the device sent them: libusb only has them taken apart.
 std::vector<std::byte> configurationBytes(const libusb_config_descriptor& configuration);
 
 }  // namespace zlk::usbscan

@@ -1,11 +1,13 @@
 #pragma once
+// Reduces what this process may do, for the case that a hostile device takes it over.
 
 namespace zlk::usbscan {
 
-/// Takes from this process, once it has its device, what a host never does: starting programs,
-/// tracing, mounting, loading code into the kernel, growing beyond 64 MiB, leaving a core. Holds
-/// for all its threads and can't be undone. What the system doesn't let us give up, we keep. Does
-/// nothing in a build with sanitizers, which do some of these things themselves.
+/// Gives up what a host never does once it has opened its device: starting programs, tracing,
+/// mounting, loading code into the kernel, growing beyond 64 MiB, leaving a core dump. This holds
+/// for all threads and can't be undone. Where the system doesn't support one of these measures, the
+/// process goes on without it. Does nothing in a build with sanitizers, which need some of these
+/// rights.
 void confine();
 
 }  // namespace zlk::usbscan

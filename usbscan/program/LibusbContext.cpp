@@ -23,6 +23,8 @@ int checked(const char* what, int result) {
 
 LibusbContext::LibusbContext(EventLoop& loop) : loop_(loop), timeouts_(loop) {
     checked("libusb", libusb_init(&context_));
+    // The notifiers come first, so that no descriptor is missed; those that exist are added after
+    // it.
     libusb_set_pollfd_notifiers(
         context_,
         [](int fd, short events, void* self) {
@@ -35,7 +37,7 @@ LibusbContext::LibusbContext(EventLoop& loop) : loop_(loop), timeouts_(loop) {
 }
 
 LibusbContext::~LibusbContext() {
-    // Takes its descriptors out of the loop through the notifier.
+    // This also calls the notifier that takes the descriptors out of the loop.
     libusb_exit(context_);
 }
 
@@ -67,7 +69,7 @@ void LibusbContext::post(EventLoop::Task task) {
 
 void LibusbContext::timeoutsChanged() {
     timeval time{};
-    // There is none where libusb has a descriptor for its timeouts.
+    // Usually libusb has a descriptor for its time-outs, and reports none here.
     if (libusb_get_next_timeout(context_, &time) == 1)
         timeouts_.start(std::chrono::milliseconds(time.tv_sec * 1000 + time.tv_usec / 1000 + 1),
                         [this] { work({}); });

@@ -1,6 +1,6 @@
 #pragma once
-// libusb inside of an event loop: its descriptors are watched there, and what it has to do is done
-// whenever they are ready.
+// Runs libusb inside of an event loop: the loop watches libusb's descriptors and time-outs, and
+// calls libusb when there is something to do.
 
 #include <libusb.h>
 
@@ -13,7 +13,7 @@
 
 namespace zlk::usbscan {
 
-/// A call of libusb that failed.
+/// Thrown for a call of libusb that failed.
 class LibusbError : public std::runtime_error {
   public:
     LibusbError(const char* what, int code);
@@ -23,15 +23,15 @@ class LibusbError : public std::runtime_error {
     int code_;
 };
 
-/// How long the kernel may take to give back a transfer that was cancelled.
+/// How long the kernel may take to return a transfer that was cancelled.
 inline constexpr std::chrono::milliseconds patienceWithCancelling{2000};
 
-/// Throws a LibusbError if `result` is one; else gives it back.
+/// Throws LibusbError if `result` is an error; returns it otherwise.
 int checked(const char* what, int result);
 
 class LibusbContext {
   public:
-    /// Throws LibusbError.
+    /// `loop` must outlive the context. Throws LibusbError.
     explicit LibusbContext(EventLoop& loop);
     ~LibusbContext();
     LibusbContext(const LibusbContext&) = delete;
@@ -41,9 +41,10 @@ class LibusbContext {
 
     /// Calls `task` from the loop, unless the context is gone by then.
     void post(EventLoop::Task task);
-    /// To be called behind the submission of a transfer with a timeout.
+    /// To be called after a transfer with a time-out has been submitted.
     void timeoutsChanged();
-    /// Blocks and works until `done`, or until the time is up: false then.
+    /// Blocks and handles libusb's events until `done` returns true. False if it doesn't within
+    /// this time. The event loop doesn't run meanwhile.
     bool workUntil(const std::function<bool()>& done, std::chrono::milliseconds atMost);
 
   private:
@@ -51,9 +52,9 @@ class LibusbContext {
     void work(std::chrono::milliseconds atMost);
 
     EventLoop& loop_;
-    Timer timeouts_;
+    Timer timeouts_;  // for kernels where libusb has no descriptor for its time-outs
     libusb_context* context_ = nullptr;
-    std::shared_ptr<const bool> alive_ = std::make_shared<bool>(true);
+    std::shared_ptr<const bool> alive_ = std::make_shared<bool>(true);  // expires with this object
 };
 
 }  // namespace zlk::usbscan

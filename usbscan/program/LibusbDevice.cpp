@@ -10,14 +10,14 @@
 namespace zlk::usbscan {
 namespace {
 
-/// As much as the kernel takes at once without asking for much memory.
+/// Bytes. The kernel needs one piece of memory for a transfer, and larger ones are hard to get.
 constexpr std::size_t writeAtOnce = 128 * 1024;
 
 unsigned char* mutableBytes(const std::byte* bytes) {
     return reinterpret_cast<unsigned char*>(const_cast<std::byte*>(bytes));
 }
 
-/// The device at `address`, referenced.
+/// The device at this address, with a reference of its own. Throws LibusbError.
 std::unique_ptr<libusb_device, decltype(&libusb_unref_device)> find(libusb_context* context,
                                                                     UsbAddress address) {
     libusb_device** list = nullptr;
@@ -33,6 +33,7 @@ std::unique_ptr<libusb_device, decltype(&libusb_unref_device)> find(libusb_conte
     return {device, &libusb_unref_device};
 }
 
+/// As the device sent it: libusb has its numbers in the machine's byte order.
 std::array<std::byte, 18> deviceDescriptor(libusb_device* device) {
     libusb_device_descriptor descriptor{};
     libusb_get_device_descriptor(device, &descriptor);
@@ -45,7 +46,7 @@ std::array<std::byte, 18> deviceDescriptor(libusb_device* device) {
     return bytes;
 }
 
-/// Takes the interface's numbers over if it is one of a still-image device, with both bulk pipes.
+/// If this is a still-image interface with both bulk pipes, fills in its numbers and returns true.
 bool readInterface(const libusb_interface_descriptor& interface, UsbFacts& facts) {
     if (interface.bInterfaceClass != LIBUSB_CLASS_IMAGE || interface.bInterfaceSubClass != 1 ||
         interface.bInterfaceProtocol != 1)
@@ -132,7 +133,7 @@ void LibusbDevice::watchForUnplugging() {
             self.context_.post([&self] { self.unplugged_(); });
         return 0;
     };
-    // Without it the next transfer tells.
+    // A failure here does no harm: the next transfer will then show that the device is gone.
     libusb_hotplug_register_callback(context_.get(), LIBUSB_HOTPLUG_EVENT_DEVICE_LEFT, 0,
                                      LIBUSB_HOTPLUG_MATCH_ANY, LIBUSB_HOTPLUG_MATCH_ANY,
                                      LIBUSB_HOTPLUG_MATCH_ANY, left, this, nullptr);
@@ -151,7 +152,7 @@ void LibusbDevice::write(std::span<const std::byte> bytes, bool zeroPacket, Done
     writeNext();
 }
 
-// The packet of no bytes goes as a transfer of its own: old kernels can't append one.
+// The zero-length packet is a transfer of its own, since old kernels can't append one.
 void LibusbDevice::writeNext() {
     const std::size_t most = writeAtOnce - writeAtOnce % facts_.bulkOut.maximumPacketSize;
     const auto bytes = writing_.rest.first(std::min(writing_.rest.size(), most));
@@ -161,7 +162,8 @@ void LibusbDevice::writeNext() {
     submit(write_, [this, size = bytes.size()](UsbStatus status) {
         const bool allWent = static_cast<std::size_t>(write_->actual_length) == size;
         if (status == UsbStatus::Done && !allWent) status = UsbStatus::Failed;
-        // It was too late to take it back. A packet of no bytes tells nothing of itself.
+        // The transfer was complete before it could be cancelled. For a zero-length packet this
+        // can't be known, as its actual length is 0 either way.
         if (status == UsbStatus::Cancelled && allWent && size > 0) status = UsbStatus::Done;
         writing_.rest = writing_.rest.subspan(size);
         const bool more = !writing_.rest.empty() || std::exchange(writing_.zeroPacket, false);
@@ -212,7 +214,7 @@ bool LibusbDevice::clearHalt(std::uint8_t endpoint) {
     return libusb_clear_halt(handle_.get(), endpoint) == 0;
 }
 
-// What is in flight across a reset would end as if the device had sent nothing.
+// Transfers in flight during a reset would end as if the device had sent nothing.
 bool LibusbDevice::reset() {
     takeBackAll();
     return libusb_reset_device(handle_.get()) == 0;

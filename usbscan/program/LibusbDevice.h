@@ -1,5 +1,6 @@
 #pragma once
-// A still-image device behind libusb, whose asynchronous calls run in the host's event loop.
+// A still-image device that is driven through libusb's asynchronous calls, in the host's event
+// loop.
 
 #include <libusb.h>
 
@@ -16,21 +17,21 @@
 
 namespace zlk::usbscan {
 
-/// Where a device is while it is plugged in.
+/// A device's place on the bus, which it keeps until it is unplugged.
 struct UsbAddress {
     std::uint8_t bus = 0, device = 0;
 
-    /// Of a node /dev/bus/usb/BBB/DDD, each of three digits; none of anything else.
+    /// From a path /dev/bus/usb/BBB/DDD with three digits each; none from anything else.
     static std::optional<UsbAddress> ofNode(std::string_view path);
 };
 
-/// Pieces of what was read must not be let go from another thread.
+/// The keepers of pieces must be released in the loop's thread.
 class LibusbDevice final : public UsbDevice {
   public:
-    /// Opens the device and claims its still-image interface, from no kernel driver either.
-    /// `unplugged` is called from the loop. Throws LibusbError: LIBUSB_ERROR_BUSY if somebody else
-    /// has claimed it, LIBUSB_ERROR_NO_DEVICE, LIBUSB_ERROR_ACCESS; LIBUSB_ERROR_NOT_FOUND if
-    /// it has no such interface.
+    /// Opens the device and claims its still-image interface; a kernel driver that has it isn't
+    /// detached. `unplugged` is called from the loop. Throws LibusbError: LIBUSB_ERROR_BUSY if the
+    /// interface is claimed already, LIBUSB_ERROR_NO_DEVICE, LIBUSB_ERROR_ACCESS, or
+    /// LIBUSB_ERROR_NOT_FOUND if the device has no such interface.
     LibusbDevice(EventLoop& loop, UsbAddress address, std::function<void()> unplugged);
     ~LibusbDevice() override;
 
@@ -51,15 +52,16 @@ class LibusbDevice final : public UsbDevice {
     void readFacts();
     void watchForUnplugging();
     void writeNext();
+    /// Submits the transfer; an error is reported from the loop as well.
     void submit(LibusbTransfer& transfer, LibusbTransfer::Ended ended);
-    /// Takes back what is in flight on a pipe, or on all of them, and waits until it has ended.
+    /// Cancels what is in flight on a pipe, or on all pipes, and waits until it has ended.
     void takeBack(std::uint8_t endpoint);
     void takeBackAll();
 
-    /// What of a write is still to be sent.
+    /// The write under way.
     struct Write {
-        std::span<const std::byte> rest;
-        bool zeroPacket = false;
+        std::span<const std::byte> rest;  ///< not sent yet
+        bool zeroPacket = false;          ///< a zero-length packet is still to follow
         bool cancelled = false;
         Done done;
     };
@@ -68,11 +70,12 @@ class LibusbDevice final : public UsbDevice {
     std::function<void()> unplugged_;
     LibusbTransfer write_, control_, interrupt_;
     Write writing_;
-    std::vector<std::byte> controlBytes_;
+    std::vector<std::byte> controlBytes_;  // setup packet and data of the request under way
     std::array<std::byte, 64> interruptBytes_{};
     UsbFacts facts_;
     std::unique_ptr<BulkReader> reader_;
-    /// Closed before the transfers are freed, so that none of them can be in flight then.
+    /// Declared last, so that it is closed before the transfers are freed: closing ends those in
+    /// flight.
     std::unique_ptr<libusb_device_handle, decltype(&libusb_close)> handle_{nullptr, &libusb_close};
 };
 

@@ -54,7 +54,8 @@ void LibusbTransfer::cancel() noexcept {
     if (inFlight_) libusb_cancel_transfer(transfer_);
 }
 
-// Some calls work for libusb themselves and must not report from inside.
+// The result is reported from the loop, because libusb's events are also handled inside of calls
+// that block, such as stopReading().
 void LibusbTransfer::landed() {
     inFlight_ = false;
     context_.post([this] { std::exchange(ended_, nullptr)(statusOf(transfer_->status)); });

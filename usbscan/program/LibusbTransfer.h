@@ -1,5 +1,5 @@
 #pragma once
-// One transfer of libusb, used again and again.
+// A libusb transfer that is used again and again.
 
 #include <libusb.h>
 
@@ -10,7 +10,7 @@
 
 namespace zlk::usbscan {
 
-/// How a call that failed with this libusb_error ends what was asked for.
+/// The status of a transfer whose submission failed with this libusb_error.
 UsbStatus statusOfError(int error);
 
 class LibusbTransfer {
@@ -18,25 +18,28 @@ class LibusbTransfer {
     using Ended = std::function<void(UsbStatus)>;
 
     explicit LibusbTransfer(LibusbContext& context);
-    /// It must not be in flight, or its device handle be closed.
+    /// The transfer must not be in flight, unless its device handle has been closed.
     ~LibusbTransfer();
     LibusbTransfer(const LibusbTransfer&) = delete;
     LibusbTransfer& operator=(const LibusbTransfer&) = delete;
 
-    /// To be filled in before submit(), but for its callback; has the actual length afterwards.
+    /// The caller fills it in before submit(), except for the callback. It has the actual length
+    /// afterwards.
     libusb_transfer& operator*() const noexcept { return *transfer_; }
     libusb_transfer* operator->() const noexcept { return transfer_; }
 
-    /// 0, and `ended` will be called from the loop; or a libusb_error, and it won't.
+    /// Returns 0, in which case `ended` will be called from the loop, or a libusb_error.
     int submit(Ended ended);
-    /// Ends it as Cancelled, if it hasn't ended yet.
+    /// Makes the transfer end as Cancelled, unless it has ended already.
     void cancel() noexcept;
 
+    /// Whether the kernel has the transfer.
     bool inFlight() const noexcept { return inFlight_; }
-    /// In flight, or ended and that not reported yet.
+    /// Whether the transfer is in flight, or has ended and that hasn't been reported.
     bool busy() const noexcept { return ended_ != nullptr; }
 
   private:
+    /// Called by libusb when the transfer has ended.
     void landed();
 
     LibusbContext& context_;

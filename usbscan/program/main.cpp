@@ -1,8 +1,8 @@
-// Owns one camera on USB for everybody who uses it, and ends after the last of them. Started by the
-// first one, with
+// zlk-usbscan: owns one camera on USB on behalf of all programs that use it, and ends some time
+// after its last client. The first client starts it, with
 //
-//     descriptor 3   a listening Unix socket, on which that one waits already
-//     descriptor 4   the lock that says who serves this camera, held as long as we live
+//     descriptor 3   a listening Unix socket, at which that client is waiting already
+//     descriptor 4   the lock that makes this process the camera's host, held until it ends
 
 #include <fcntl.h>
 #include <sys/socket.h>
@@ -24,7 +24,7 @@ using namespace std::chrono_literals;
 
 constexpr int listener = 3, lock = 4;
 constexpr auto idleTime = 5s;
-/// For a program that is about to let go of the camera.
+/// A program that has claimed the camera may be about to release it.
 constexpr auto patienceWithHolder = 3s;
 constexpr auto betweenAttempts = 100ms;
 
@@ -42,6 +42,7 @@ DWORD lastErrorOf(int libusbError) {
     }
 }
 
+/// Checks the two descriptors, and keeps them from being inherited.
 bool takeDescriptors() {
     int listening = 0;
     socklen_t size = sizeof listening;
@@ -51,6 +52,7 @@ bool takeDescriptors() {
            ::fcntl(listener, F_SETFD, FD_CLOEXEC) == 0 && ::fcntl(lock, F_SETFD, FD_CLOEXEC) == 0;
 }
 
+/// Retries while another program has claimed the camera. Throws LibusbError.
 std::unique_ptr<UsbDevice> openDevice(EventLoop& loop, UsbAddress address,
                                       const std::function<void()>& unplugged) {
     const auto end = EventLoop::Clock::now() + patienceWithHolder;
@@ -67,6 +69,8 @@ std::unique_ptr<UsbDevice> openDevice(EventLoop& loop, UsbAddress address,
 void serve(EventLoop& loop, UsbAddress address) {
     std::unique_ptr<DeviceHost> host;
     auto device = openDevice(loop, address, [&] { host->deviceGone(); });
+    // Rights are given up as soon as the device is open, before anything that it sends is looked
+    // at.
     confine();
     host = std::make_unique<DeviceHost>(loop, std::move(device), idleTime, [&] { loop.stop(); });
     host->listenOn(listener);
@@ -78,7 +82,8 @@ void run(UsbAddress address) {
     try {
         serve(loop, address);
     } catch (const LibusbError& error) {
-        // Whoever comes later starts a host of his own, and may have better luck.
+        // The clients that wait are told why. A client that connects later starts a new host, which
+        // may have more success.
         refuseWaiting(listener, lastErrorOf(error.code()));
     }
 }

@@ -7,6 +7,7 @@ namespace {
 
 using Step = Blackout::Step;
 
+// Operations of ISO 15740 that carry datasets with texts of the owner, and those datasets' fields.
 constexpr std::uint16_t getDeviceInfo = 0x1001, getStorageInfo = 0x1005, getObjectInfo = 0x1008,
                         sendObjectInfo = 0x100C;
 constexpr std::array deviceInfo{Step::Skip8, Step::Text,  Step::Skip2, Step::Array,
@@ -15,7 +16,7 @@ constexpr std::array deviceInfo{Step::Skip8, Step::Text,  Step::Skip2, Step::Arr
 constexpr std::array storageInfo{Step::Skip26, Step::Text, Step::Name};
 constexpr std::array objectInfo{Step::Skip52, Step::Name, Step::Text, Step::Text, Step::Secret};
 
-/// A dot and as many letters are a name's ending.
+/// A dot and fewer letters than this at the end of a name are its ending.
 constexpr std::size_t longestEnding = 5;
 
 }  // namespace
@@ -63,7 +64,7 @@ void Blackout::passByte(std::byte& byte) {
     if (!begun_) begin(step);
     if (countBytes_ > 0) {
         count_ |= std::to_integer<std::uint32_t>(byte) << (8 * countAt_++);
-        // Elements of arrays, and units of texts, have two bytes.
+        // Elements of these arrays, and units of texts, have two bytes.
         if (--countBytes_ == 0) size_ = left_ = std::uint64_t{count_} * 2;
     } else {
         const bool isHidden = step == Step::Secret || step == Step::Name;
@@ -75,7 +76,7 @@ void Blackout::passByte(std::byte& byte) {
     begun_ = false;
 }
 
-/// The terminating zero isn't one.
+/// Replaces one byte of a letter. The terminating zero isn't passed here.
 void Blackout::passLetter(std::byte& byte, std::size_t at) {
     if (at % 2 == 1) {
         if (!inEnding_) byte = std::byte{0};
@@ -85,7 +86,8 @@ void Blackout::passLetter(std::byte& byte, std::size_t at) {
     if (steps_.front() == Step::Name && byte == std::byte{'.'} && behind < longestEnding)
         inEnding_ = true;
     if (inEnding_) return;
-    // The handle's digits, the lowest first: so that two files keep two names.
+    // A name gets the digits of the object's handle, the lowest first, so that different files keep
+    // different names.
     constexpr std::size_t digits = 8;
     const std::uint32_t digit = letter < digits ? parameter_ >> (4 * letter) & 15 : 0;
     const bool counts = steps_.front() == Step::Name && letter < digits;

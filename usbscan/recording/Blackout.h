@@ -1,7 +1,7 @@
 #pragma once
-// Takes out of a camera's datasets what belongs to its owner, while they go by in pieces of any
-// size: the camera's serial number, the names of cards, files and folders, and keywords. No length
-// changes.
+// Blacks out what belongs to a camera's owner in the camera's datasets, while they pass in pieces
+// of any size: the camera's serial number, the names of cards, files and folders, and keywords. The
+// lengths of texts stay the same, so that the datasets can still be read.
 
 #include <cstddef>
 #include <cstdint>
@@ -11,14 +11,18 @@ namespace zlk::usbscan {
 
 class Blackout {
   public:
-    /// Nothing is taken out.
+    /// Changes nothing.
     Blackout() = default;
-    /// Of the dataset that this operation carries; `parameter`: its first, which tells files apart.
+    /// For the dataset that this operation carries; other operations' data isn't changed.
+    /// `parameter` is the operation's first one: an object's handle, from which a file's new name
+    /// is made.
     Blackout(std::uint16_t operation, std::uint32_t parameter);
 
-    /// The next bytes of the dataset, changed where they are.
+    /// Blacks out the next bytes of the dataset, in place.
     void pass(std::span<std::byte> bytes);
 
+    /// How a dataset's fields are passed over: a number of bytes, an array of 16-bit numbers, a
+    /// text that is kept, a text that is hidden, and the name of a file or a card.
     enum class Step : std::uint8_t { Skip2, Skip8, Skip26, Skip52, Array, Text, Secret, Name };
 
   private:
@@ -26,14 +30,14 @@ class Blackout {
     void passLetter(std::byte& byte, std::size_t at);
     void begin(Step step);
 
-    std::span<const Step> steps_;  // that aren't over
+    std::span<const Step> steps_;  // those that aren't over
     std::uint32_t parameter_ = 0;
-    bool begun_ = false;                 // the first of them has
-    unsigned countBytes_ = 0;            // still to come, of a count in front of it
-    std::uint32_t count_ = 0;            // as far as it came
-    unsigned countAt_ = 0;               // its next byte
-    std::uint64_t size_ = 0, left_ = 0;  // of the step, in bytes
-    bool inEnding_ = false;              // of a file's name: `.JPG` stays
+    bool begun_ = false;       // the first of them has begun
+    unsigned countBytes_ = 0;  // bytes still to come of the count before an array or a text
+    std::uint32_t count_ = 0;  // the part of that count that has come
+    unsigned countAt_ = 0;     // index of its next byte
+    std::uint64_t size_ = 0, left_ = 0;  // of the field, in bytes
+    bool inEnding_ = false;              // in a file name's ending, such as `.JPG`, which is kept
 };
 
 }  // namespace zlk::usbscan

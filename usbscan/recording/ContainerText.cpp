@@ -8,6 +8,7 @@ namespace zlk::usbscan {
 namespace {
 
 constexpr std::size_t headSize = 12, mostParameters = 5;
+// Names by code: operations begin at 0x1000, responses at 0x2000, events at 0x4000.
 constexpr std::array<std::string_view, 0x1D> operations{"",
                                                         "GetDeviceInfo",
                                                         "OpenSession",

@@ -1,5 +1,6 @@
 #pragma once
-// What PTP containers (ISO 15740) and the still image class's requests say, in words.
+// Describes PTP containers (ISO 15740) and the still image class's requests in words, for the
+// comments in a recording.
 
 #include <array>
 #include <cstddef>
@@ -9,14 +10,16 @@
 
 namespace zlk::usbscan {
 
-/// `GetObjectInfo (0x1008), transaction 3: 0x00000005`, of a container's beginning; `2 bytes` and
-/// the like of what is none.
+/// For the beginning of a container, such as `GetObjectInfo (0x1008), transaction 3: 0x00000005`;
+/// for bytes that can't be a container, only their number, such as `2 bytes`.
 std::string containerText(std::span<const std::byte> beginning);
 
-/// `Cancel transaction 3`, of a class request and what was sent or came with it; empty for others.
+/// For a class request and the data that was sent or received with it, such as `Cancel transaction
+/// 3`; empty for other requests.
 std::string classRequestText(std::span<const std::byte, 8> setup, std::span<const std::byte> data);
 
-/// `GetObjectInfo (0x1008)`, `OK (0x2001)`, `0x9700`.
+/// For the code of an operation, a response or an event: `GetObjectInfo (0x1008)`, `OK (0x2001)`;
+/// the number alone, `0x9700`, for an unknown one.
 std::string codeText(std::uint16_t code);
 
 }  // namespace zlk::usbscan

@@ -1,6 +1,6 @@
 #pragma once
-// Blocks of a pcapng file (https://www.ietf.org/archive/id/draft-ietf-opsawg-pcapng-02.html) with
-// one interface. Concatenated they are the file.
+// Writes blocks of a pcapng file with one interface. The file is the blocks one after another. The
+// format: https://www.ietf.org/archive/id/draft-ietf-opsawg-pcapng-02.html
 
 #include <cstdint>
 #include <string>
@@ -8,11 +8,11 @@
 
 namespace zlk::usbscan {
 
-/// What such a file begins with: a section and its interface, whose packets have this link type.
+/// The beginning of a file: a section, and an interface whose packets have this link type.
 std::string pcapngHead(std::uint16_t linkType);
 
-/// A packet at this time (microseconds since 1970). `length`: of the whole of it, also where less
-/// is there. The comment is shown beside it; may be empty.
+/// A packet at this time, in microseconds since 1970. `length` is the packet's full length, of
+/// which `packet` may hold less. The comment is shown beside the packet, and may be empty.
 std::string pcapngPacket(std::int64_t time, std::string_view packet, std::uint32_t length,
                          std::string_view comment);
 

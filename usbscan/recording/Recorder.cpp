@@ -20,12 +20,13 @@ constexpr std::uint8_t deviceType = 1, configurationType = 2, stringType = 3;
 constexpr std::uint16_t english = 0x0409;
 constexpr std::uint32_t interruptSize = 64;
 
+/// Microseconds since 1970.
 std::int64_t now() {
     using namespace std::chrono;
     return duration_cast<microseconds>(system_clock::now().time_since_epoch()).count();
 }
 
-/// As the kernel tells it.
+/// The status with which the kernel would complete such a transfer.
 std::int32_t errnoOf(UsbStatus status) {
     switch (status) {
         case UsbStatus::Done:
@@ -44,6 +45,7 @@ std::int32_t errnoOf(UsbStatus status) {
     return -EPROTO;
 }
 
+/// The setup packet of a control request, little-endian.
 std::array<std::byte, 8> setupOf(const UsbRequest& request, std::size_t length) {
     std::array<std::byte, 8> setup{std::byte{request.requestType}, std::byte{request.request}};
     std::size_t at = 2;
@@ -55,7 +57,8 @@ std::array<std::byte, 8> setupOf(const UsbRequest& request, std::size_t length) 
     return setup;
 }
 
-/// Of UTF-8, as far as a descriptor's length goes; what is no letter of the BMP becomes `?`.
+/// A string descriptor made from UTF-8, up to the length that a descriptor can have. What isn't in
+/// the Basic Multilingual Plane, or isn't UTF-8, becomes `?`.
 std::vector<std::byte> stringDescriptor(const std::string& text) {
     constexpr std::size_t mostUnits = 126;
     std::vector<std::byte> bytes{std::byte{0}, std::byte{stringType}};
@@ -69,6 +72,7 @@ std::vector<std::byte> stringDescriptor(const std::string& text) {
         bytes.push_back(static_cast<std::byte>(unit));
         bytes.push_back(static_cast<std::byte>(unit >> 8));
     }
+    // The first byte is the descriptor's length.
     bytes.front() = static_cast<std::byte>(bytes.size());
     return bytes;
 }
@@ -82,6 +86,7 @@ Recorder::Recorder(Descriptor file, const RecordingOptions& options, const UsbFa
     describe(texts);
 }
 
+/// Records the descriptors as answers to requests, which is where readers look for them.
 void Recorder::describe(const DeviceTexts& texts) {
     descriptor(deviceType << 8, 0, facts_.deviceDescriptor);
     if (!facts_.configuration.empty()) descriptor(configurationType << 8, 0, facts_.configuration);
@@ -127,6 +132,8 @@ void Recorder::add(UsbEvent event, std::span<const std::byte> bytes, const std::
     event.data = bytes;
     std::string packet;
     appendEvent(packet, event);
+    // A submission to the device and a completion from it have the transfer's bytes; usbmon's
+    // packets without bytes count as whole.
     const bool carries = (event.kind == Kind::Submission) != event.isToHost();
     const auto whole =
         static_cast<std::uint32_t>(packet.size() - bytes.size()) + (carries ? event.length : 0);
@@ -146,6 +153,7 @@ Recorder::Transfer Recorder::writeBegins(std::span<const std::byte> bytes, bool 
 }
 
 Recorder::Transfer Recorder::controlBegins(const UsbRequest& request) {
+    // Class requests cancel a transaction or reset the device, so containers end in their middle.
     if (request.requestType == toInterface) filter_.breakOff();
     const bool isIn = request.requestType & toHost;
     const std::size_t length = isIn ? request.inLength : request.out.size();
@@ -170,6 +178,7 @@ void Recorder::ended(const Transfer& transfer, UsbStatus status, std::span<const
         event.kind = Kind::Completion;
         event.setup.reset();
         event.status = errnoOf(status);
+        // What was sent of a failed write isn't known, and is recorded as nothing.
         if (event.isToHost())
             event.length = static_cast<std::uint32_t>(bytes.size());
         else if (status != UsbStatus::Done)
@@ -185,7 +194,8 @@ void Recorder::arrived(const UsbPiece& piece) {
         addRead(part, piece.endsTransfer && &part == &parts.back());
 }
 
-/// A transfer that ended was asked for more than it brought, and one that goes on was filled.
+/// Records a read together with its submission, whose real size isn't known here. A transfer that
+/// ended is shown as asked for more than it brought, and one that goes on as filled.
 void Recorder::addRead(const RecordingFilter::Part& part, bool endsTransfer) {
     const std::uint32_t packet = facts_.bulkIn.maximumPacketSize;
     const auto length = static_cast<std::uint32_t>(part.length);
@@ -198,6 +208,7 @@ void Recorder::addRead(const RecordingFilter::Part& part, bool endsTransfer) {
     add(event, part.kept, part.beginsContainer ? containerText(part.kept) : std::string());
 }
 
+/// A failed read is recorded as a transfer of its own, of one packet.
 void Recorder::readingStopped(UsbStatus why) {
     const UsbEvent event =
         begin(Pipe::Bulk, facts_.bulkIn.address, facts_.bulkIn.maximumPacketSize);
@@ -205,6 +216,7 @@ void Recorder::readingStopped(UsbStatus why) {
     ended({{event}}, why);
 }
 
+/// Clearing a halt is a standard request, which the kernel sends by itself.
 void Recorder::haltCleared(std::uint8_t endpoint, bool done) {
     const UsbRequest request{
         .requestType = toEndpoint, .request = clearFeature, .value = 0, .index = endpoint};

@@ -1,5 +1,5 @@
 #pragma once
-// Turns what a still-image device and its host do into a recording.
+// Turns the transfers between a device and its host into the packets of a recording.
 
 #include <memory>
 #include <string>
@@ -11,29 +11,31 @@
 
 namespace zlk::usbscan {
 
-/// Texts of a device, UTF-8.
+/// The device's strings, UTF-8.
 struct DeviceTexts {
     std::string manufacturer, product, serial;
 };
 
+/// All calls but those to file() are for the host's thread; none of them blocks.
 class Recorder {
   public:
-    /// Begins with what the device is, as if it had just been asked for its descriptors. Throws
-    /// std::system_error.
+    /// Begins the recording with the device's descriptors, as if the host had just asked for them.
+    /// Takes ownership of the file. Throws std::system_error if the writing thread can't be
+    /// started.
     Recorder(Descriptor file, const RecordingOptions& options, const UsbFacts& facts,
              const DeviceTexts& texts);
 
     RecordingFile& file() { return file_; }
     const RecordingFile& file() const { return file_; }
 
-    /// A transfer that has begun, for what tells its end.
+    /// Identifies a transfer that has begun, for the report of its end.
     struct Transfer {
-        std::vector<UsbEvent> submissions;  ///< of its parts
+        std::vector<UsbEvent> submissions;  ///< of the parts that it is recorded as
     };
     Transfer writeBegins(std::span<const std::byte> bytes, bool endsTransfer);
     Transfer controlBegins(const UsbRequest& request);
     Transfer interruptBegins();
-    /// `bytes`: that came.
+    /// `bytes` are those that the device has sent.
     void ended(const Transfer& transfer, UsbStatus status, std::span<const std::byte> bytes = {});
 
     void arrived(const UsbPiece& piece);
@@ -43,8 +45,9 @@ class Recorder {
   private:
     void describe(const DeviceTexts& texts);
     void descriptor(std::uint16_t value, std::uint16_t language, std::span<const std::byte> bytes);
+    /// An event with a new transfer's number and the present time.
     UsbEvent begin(UsbEvent::Pipe pipe, std::uint8_t endpoint, std::uint32_t length);
-    /// `event` with these bytes, which may be fewer than it says.
+    /// Records the event. It may have fewer bytes than its length says: the others are left out.
     void add(UsbEvent event, std::span<const std::byte> bytes, const std::string& comment);
     void addRead(const RecordingFilter::Part& part, bool endsTransfer);
 
@@ -52,7 +55,7 @@ class Recorder {
     const UsbFacts facts_;
     RecordingFile file_;
     RecordingFilter filter_;
-    std::uint64_t lastTransfer_ = 0;
+    std::uint64_t lastTransfer_ = 0;  // number of the last transfer; its packets carry it
 };
 
 }  // namespace zlk::usbscan

@@ -14,10 +14,13 @@
 namespace zlk::usbscan {
 namespace {
 
-// What a disk may be behind: a picture that is copied in one piece, and what goes on meanwhile.
+// Bytes in memory: a large picture that arrives faster than the disk writes it, and what follows
+// meanwhile. Above muchQueued the contents of files are left out.
 constexpr std::size_t mostQueued = 32 << 20, muchQueued = mostQueued / 4 * 3;
 
-/// What may come to a writer (SIGXFSZ) comes as an error, and everything else to other threads.
+/// Blocks all signals while the thread is started, which inherits that: other threads handle the
+/// process's signals, and exceeding a limit of the file's size becomes an error of write() instead
+/// of SIGXFSZ.
 class WithoutSignals {
   public:
     WithoutSignals() {
@@ -50,13 +53,14 @@ int writeAll(int file, std::string_view bytes) {
 
 }  // namespace
 
+/// What the thread and its callers share; everything but `file` is guarded by `lock`.
 struct RecordingFile::Queue {
     Descriptor file;
     mutable std::mutex lock;
     mutable std::condition_variable changed;
     std::deque<std::string> waiting;
-    std::size_t size = 0;  // of what waits, and of what is being written
-    bool ending = false, over = false;
+    std::size_t size = 0;               // bytes that wait or are being written
+    bool ending = false, over = false;  // no more will come; the thread has ended
     std::uint32_t error = ERROR_SUCCESS;
 };
 
@@ -73,6 +77,7 @@ void RecordingFile::write(Queue& queue) {
         if (queue.waiting.empty() || queue.error != ERROR_SUCCESS) break;
         const std::string bytes = std::move(queue.waiting.front());
         queue.waiting.pop_front();
+        // The lock isn't held during the write, which may take any time.
         lock.unlock();
         const int error = writeAll(queue.file.get(), bytes);
         lock.lock();
@@ -87,6 +92,7 @@ void RecordingFile::write(Queue& queue) {
 bool RecordingFile::append(std::string bytes) {
     const std::lock_guard lock(queue_->lock);
     if (queue_->ending || queue_->error != ERROR_SUCCESS) return false;
+    // The recording ends: with a gap in it, its reader couldn't tell where containers begin.
     if (queue_->size + bytes.size() > mostQueued) {
         queue_->error = ERROR_SEM_TIMEOUT;
         queue_->changed.notify_all();

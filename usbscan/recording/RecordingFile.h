@@ -1,5 +1,5 @@
 #pragma once
-// A file that a thread of its own writes: a disk that is slow or full never keeps up those who
+// A file that a thread of its own writes, so that a slow or full disk never delays the threads that
 // have something to write.
 
 #include <chrono>
@@ -11,35 +11,38 @@
 
 namespace zlk::usbscan {
 
+/// May be used by several threads.
 class RecordingFile {
   public:
-    /// Throws std::system_error where there can be no thread.
+    /// Takes ownership of the file, and starts the thread. Throws std::system_error if it can't be
+    /// started.
     explicit RecordingFile(Descriptor file);
-    /// What was taken is written all the same, as long as the process lives.
+    /// Doesn't wait: what was appended is still written, as long as the process lives.
     ~RecordingFile() { finish(); }
     RecordingFile(const RecordingFile&) = delete;
     RecordingFile& operator=(const RecordingFile&) = delete;
 
-    /// Takes the bytes, which are written later. False: writing is over, with error().
+    /// Queues the bytes to be written. False if writing is over; error() has the reason.
     bool append(std::string bytes);
-    /// Much waits to be written: what can be spared should be.
+    /// Whether so much waits to be written that callers should leave out what they can.
     bool isBehind() const;
 
-    /// Nothing more will come.
+    /// Ends the file once all that was appended is written.
     void finish();
-    /// Everything is written, or never will be.
+    /// Whether everything is written, or never will be.
     bool isOver() const;
-    /// False if the time is up before.
+    /// Blocks until isOver(). False if it isn't within this time.
     bool waitUntilOver(std::chrono::milliseconds atMost) const;
-    /// Why something isn't written: ERROR_DISK_FULL, ERROR_SEM_TIMEOUT (the disk is too slow),
-    /// ERROR_IO_DEVICE; or 0.
+    /// Why part of the file isn't written: ERROR_DISK_FULL, ERROR_SEM_TIMEOUT (the disk is too
+    /// slow), ERROR_IO_DEVICE; or 0.
     std::uint32_t error() const;
 
   private:
     struct Queue;
+    /// What the thread runs.
     static void write(Queue& queue);
 
-    std::shared_ptr<Queue> queue_;  // the thread's too, who may be stuck in a disk
+    std::shared_ptr<Queue> queue_;  // shared with the thread, which may be stuck in a write
 };
 
 }  // namespace zlk::usbscan

@@ -1,6 +1,6 @@
 #pragma once
-// What of a camera's transfers may stand in a recording: all that it says about itself and its
-// files, and of the files' contents nothing but their lengths, unless they are asked for.
+// Decides what of a camera's transfers goes into a recording: all that the camera says about itself
+// and its files, but of the files' contents only their lengths, unless they were asked for.
 
 #include <array>
 #include <cstddef>
@@ -13,48 +13,53 @@
 namespace zlk::usbscan {
 
 struct RecordingOptions {
-    bool payloads = false;   ///< contents too
-    bool anonymous = false;  ///< without serial number, names and owner's texts
+    bool payloads = false;   ///< the contents of files are recorded too
+    bool anonymous = false;  ///< serial number, names and the owner's texts are hidden
 };
 
 class RecordingFilter {
   public:
     enum class Direction { ToDevice, ToHost };
 
-    /// A part of a transfer that belongs to one container, of 128 KiB at most.
+    /// A part of a transfer, of one container and at most 128 KiB.
     struct Part {
-        std::vector<std::byte> kept;  ///< its beginning
-        std::size_t length = 0;       ///< with what is left out
+        std::vector<std::byte> kept;  ///< the beginning of its bytes, possibly blacked out
+        std::size_t length = 0;       ///< bytes, including those that are left out
         bool beginsContainer = false;
     };
 
     explicit RecordingFilter(const RecordingOptions& options) : options_(options) {}
 
-    /// The next bytes of a transfer, all of them in parts. `isLight`: contents are left out even
-    /// if they were asked for.
+    /// Splits the next bytes of a transfer. `isLight`: the contents of files are left out even if
+    /// they were asked for, since the disk is behind.
     std::vector<Part> split(Direction direction, std::span<const std::byte> bytes,
                             bool endsTransfer, bool isLight);
-    /// A transaction was cancelled: neither direction goes on with what it had begun.
+    /// To be called when a transaction is cancelled: no container under way will be completed.
     void breakOff() { toDevice_ = toHost_ = {}; }
 
   private:
     static constexpr std::size_t headSize = 12;
+    /// The container under way in one direction.
     struct Stream {
         std::array<std::byte, headSize> head{};
-        std::size_t headLength = 0;  // as far as it came
-        std::uint64_t left = 0;      // behind the head
-        bool isContent = true;       // else a message, or what the camera says about itself
-        Blackout blackout;
+        std::size_t headLength = 0;  // bytes of the head that have come
+        std::uint64_t left = 0;      // bytes to come after the head
+        bool isContent = true;       // false: a message, or what the camera says about itself
+        Blackout blackout;           // hides what has to be hidden in the payload
     };
+    /// Takes those of the bytes that belong to an incomplete head, and returns how many they are.
     std::size_t takeHead(Stream& stream, std::span<const std::byte> bytes);
+    /// Decides from the container's head whether its payload is content.
     void judge(Stream& stream);
+    /// Whether an operation's data is about the camera or its files, and not the content of a file.
     bool describes(std::uint16_t operation, std::uint32_t parameter) const;
+    /// Remembers the operation, by which the data that follows is judged.
     void noteCommand(std::span<const std::byte> container);
 
     const RecordingOptions options_;
     Stream toDevice_, toHost_;
-    std::uint16_t operation_ = 0;  // of the last command,
-    std::uint32_t parameter_ = 0;  // and its first parameter
+    std::uint16_t operation_ = 0;  // of the last command
+    std::uint32_t parameter_ = 0;  // that command's first parameter
 };
 
 }  // namespace zlk::usbscan

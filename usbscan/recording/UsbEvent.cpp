@@ -7,7 +7,8 @@ namespace {
 
 constexpr std::int64_t microsecondsInASecond = 1'000'000;
 
-/// In the byte order of the machine that recorded it; a reader of the file swaps its numbers.
+/// The format's layout. Numbers have the byte order of the machine that recorded them, which the
+/// file's head tells its readers.
 struct Header {
     std::uint64_t transfer;
     std::uint8_t kind, pipe, endpoint, device;
@@ -59,7 +60,7 @@ std::optional<UsbEvent> readEvent(std::span<const std::byte> recorded) {
     const bool isKnown = kind == UsbEvent::Kind::Submission || kind == UsbEvent::Kind::Completion ||
                          kind == UsbEvent::Kind::Failure;
     const auto pipe = static_cast<UsbEvent::Pipe>(header.pipe);
-    // Isochronous ones have more in front of their data, and no still camera sends any.
+    // Isochronous events have more before their data, and still cameras don't send any.
     if (!isKnown || pipe > UsbEvent::Pipe::Bulk || pipe == UsbEvent::Pipe::Isochronous ||
         header.dataLength > data.size() || header.dataLength > header.length)
         return std::nullopt;
@@ -74,6 +75,7 @@ std::optional<UsbEvent> readEvent(std::span<const std::byte> recorded) {
                    .length = header.length,
                    .setup = std::nullopt,
                    .data = data.first(header.dataLength)};
+    // A larger number would overflow as microseconds; the event then keeps the time 0.
     constexpr std::int64_t mostSeconds = std::int64_t{1} << 40;
     if (header.seconds >= 0 && header.seconds < mostSeconds)
         event.time = header.seconds * microsecondsInASecond + header.microseconds;
