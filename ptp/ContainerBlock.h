@@ -1,31 +1,34 @@
 #pragma once
+// The header of a PTP container (USB still image class, ISO 15740).
+
 #include <cstdint>
 
 #include "ptp/PtpDataStream.h"
 
 namespace zlk {
 
-/// The types of a USB still image container.
+/// Values of the field `type`.
 enum class ContainerType : std::uint16_t { Command = 1, Data = 2, Response = 3, Event = 4 };
 
-inline constexpr std::uint32_t containerHeaderSize = 12;
+inline constexpr std::uint32_t containerHeaderSize = 12;  // bytes
 
-/// The head of a container, little-endian on the wire: length, type, code, transaction id, and
-/// the parameters of a response.
+/// A decoded header, and the parameters if it is a response. On the wire all fields are
+/// little-endian.
 class ContainerBlock {
   public:
     ContainerBlock() = default;
-    /// Decodes from the start of the stream and leaves the cursor behind what it read: at the
-    /// payload of a data container. The fourth and fifth parameter aren't decoded.
+    /// Decodes from the start of the stream, and leaves the cursor after what it read, which is the
+    /// payload of a data container. The fourth and fifth parameter aren't decoded. Throws
+    /// PTP_GENERAL_ERROR if the stream is too short.
     explicit ContainerBlock(PtpDataStream& stream);
     virtual ~ContainerBlock() = default;
 
     bool is(ContainerType wanted) const { return type == static_cast<std::uint16_t>(wanted); }
 
-    std::uint32_t length = 0;  ///< of the whole container
+    std::uint32_t length = 0;  ///< bytes of the whole container, header included
     std::uint16_t type = 0;
-    std::uint16_t code = 0;
-    std::uint32_t id = 0;
+    std::uint16_t code = 0;  ///< an operation, or a response code
+    std::uint32_t id = 0;    ///< of the transaction
     std::uint32_t param1 = 0, param2 = 0, param3 = 0, param4 = 0, param5 = 0;
 };
 

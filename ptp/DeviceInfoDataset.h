@@ -1,4 +1,6 @@
 #pragma once
+// The dataset in which a device describes itself.
+
 #include <cstdint>
 #include <vector>
 
@@ -7,11 +9,11 @@
 namespace zlk {
 
 /// What a device is and can do (ISO 15740, DeviceInfo). A text that the device leaves empty keeps
-/// its default.
+/// its default value here.
 class DeviceInfoDataset {
   public:
     DeviceInfoDataset() = default;
-    /// Parses at the cursor.
+    /// Parses the dataset at the stream's cursor. Throws PTP_GENERAL_ERROR if it is cut short.
     explicit DeviceInfoDataset(PtpDataStream& stream);
     DeviceInfoDataset(const DeviceInfoDataset&) = default;
     virtual ~DeviceInfoDataset() = default;

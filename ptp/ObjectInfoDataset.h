@@ -1,20 +1,24 @@
 #pragma once
+// The dataset in which a device describes one of its files or folders.
+
 #include <cstdint>
 
 #include "ptp/PtpDataStream.h"
 
 namespace zlk {
 
-/// One object of a device (ISO 15740, ObjectInfo); sizes in bytes.
+/// One object of a device (ISO 15740, ObjectInfo). Sizes are in bytes, dates in the standard's form
+/// YYYYMMDDThhmmss.
 class ObjectInfoDataset {
   public:
     ObjectInfoDataset() = default;
-    /// Parses at the cursor.
+    /// Parses the dataset at the stream's cursor. Throws PTP_GENERAL_ERROR if it is cut short,
+    /// except for texts at its end, which are then empty.
     explicit ObjectInfoDataset(PtpDataStream& stream);
     ObjectInfoDataset(const ObjectInfoDataset&) = default;
     virtual ~ObjectInfoDataset() = default;
 
-    /// At the cursor, as a device takes it.
+    /// Writes the dataset at the stream's cursor, as a device takes it.
     void write(PtpDataStream& stream) const;
 
     std::uint32_t StorageID = 0;
@@ -28,7 +32,7 @@ class ObjectInfoDataset {
     std::uint32_t ImagePixWidth = 0;
     std::uint32_t ImagePixHeight = 0;
     std::uint32_t ImageBitDepth = 0;
-    std::uint32_t ParentObject = 0;
+    std::uint32_t ParentObject = 0;  ///< handle of the folder; 0 for the root
     std::uint16_t AssociationType = 0;
     std::uint32_t AssociationDesc = 0;
     std::uint32_t SequenceNumber = 0;

@@ -1,18 +1,18 @@
 #pragma once
-// Every failure of the PTP stack.
+// The error type of the PTP stack and of its transports.
 
 #include <cstdint>
 
 namespace zlk {
 
-/// Thrown by value; the value is the whole of the error. A response code that a camera sends
-/// (ISO 15740, 0x2xxx) is thrown unchanged, so the set of values is open.
+/// Thrown by value; there is nothing more to an error than its value. A response code from a camera
+/// (ISO 15740, 0x2xxx) is thrown unchanged, so values without a name occur too.
 enum PTPCommErrors : std::uint32_t {
     PTP_NO_CONNECTION = 1,    ///< there is no transport, or the device can't be opened
-    PTP_OUT_OF_MEMORY = 2,    ///< a buffer can't be had, or a container claims too much
+    PTP_OUT_OF_MEMORY = 2,    ///< no memory for a buffer, or a container claims too much
     PTP_TRANSPORT_ERROR = 3,  ///< a read, write or control of the transport failed
-    PTP_NO_RESPONSE = 4,      ///< a read inside of a container gave nothing
-    PTP_INVALID_HANDLE = 8,   ///< the device's handle is no longer one
+    PTP_NO_RESPONSE = 4,      ///< a read in the middle of a container returned nothing
+    PTP_INVALID_HANDLE = 8,   ///< the handle is dead; the device has to be opened again
     PTP_GENERAL_ERROR = 0x2002,
     PTP_SESSION_NOT_OPEN = 0x2003,
     PTP_INVALID_TRANSACTION_ID = 0x2004,
@@ -28,6 +28,7 @@ enum PTPCommErrors : std::uint32_t {
     PTP_TRANSACTION_CANCELLED = 0x201F,
 };
 
+/// The response code for success.
 inline constexpr std::uint16_t ptpOk = 0x2001;
 
 }  // namespace zlk

@@ -30,7 +30,7 @@ PropertyDataset::PropertyDataset(PtpDataStream& stream) {
         for (std::uint16_t i = 0; i < NumberOfValues; ++i) {
             PropertyValue value;
             value.read(stream, DataType);
-            EnumValues.push_back(value);  // as a copy, which spreads it
+            EnumValues.push_back(value);  // the copy can be read at any width
         }
     }
 }

@@ -1,4 +1,6 @@
 #pragma once
+// The dataset in which a device describes one of its properties.
+
 #include <cstdint>
 #include <vector>
 
@@ -6,19 +8,19 @@
 
 namespace zlk {
 
-/// A device property and what it can be set to (ISO 15740, DevicePropDesc). Of a data type that
-/// the stack doesn't understand, only the first three fields are parsed.
+/// A device property and the values that it can have (ISO 15740, DevicePropDesc). If the data type
+/// is one that PropertyValue doesn't support, only the first three fields are parsed.
 class PropertyDataset {
   public:
     PropertyDataset() = default;
-    /// Parses at the cursor.
+    /// Parses the dataset at the stream's cursor. Throws PTP_GENERAL_ERROR if it is cut short.
     explicit PropertyDataset(PtpDataStream& stream);
     PropertyDataset(const PropertyDataset&) = default;
     virtual ~PropertyDataset() = default;
 
     std::uint16_t DevicePropertyCode = 0;
-    std::uint16_t DataType = 0;
-    std::uint8_t GetSet = 0;
+    std::uint16_t DataType = 0;  ///< one of dataType, or another
+    std::uint8_t GetSet = 0;     ///< 1: the property can be set
     PropertyValue FactoryDefaultValue;
     PropertyValue CurrentValue;
     std::uint8_t FormFlag = 0;  ///< 1: a range; 2: an enumeration

@@ -1,17 +1,19 @@
 #pragma once
+// The value of a device property.
+
 #include <cstdint>
 
 #include "ptp/PtpDataStream.h"
 
 namespace zlk {
 
-/// The data types of properties that the stack understands; of any other nothing is read or sent.
+/// Data types that this stack supports. Values of other types are neither read nor sent.
 namespace dataType {
 inline constexpr std::uint16_t uint8 = 2, uint16 = 4, uint32 = 6, string = 0xFFFF;
 }
 
-/// A value of a device property. A copy can be read at any width: it spreads the widest number
-/// that isn't 0 over the other two.
+/// The number is in the field that has its type's width. Copying spreads the widest field that
+/// isn't 0 over the other two, so that a copy can be read at any width.
 class PropertyValue {
   public:
     PropertyValue() = default;
@@ -19,9 +21,9 @@ class PropertyValue {
     PropertyValue& operator=(const PropertyValue& other);
     virtual ~PropertyValue() = default;
 
-    /// Reads one value of that type at the cursor into its field.
+    /// Reads one value of this type at the cursor into its field.
     void read(PtpDataStream& stream, std::uint16_t type);
-    /// Writes it at the cursor; nothing for a type that isn't understood.
+    /// Writes the field of this type at the cursor; nothing for a type that isn't supported.
     void write(PtpDataStream& stream, std::uint16_t type) const;
 
     std::uint32_t value8 = 0;

@@ -1,5 +1,5 @@
 #pragma once
-// The bytes of containers and datasets, as they are built and taken apart.
+// The bytes of containers and datasets, while they are built or taken apart.
 
 #include <cstdint>
 #include <cstdlib>
@@ -14,55 +14,59 @@ namespace zlk {
 
 /// A block of bytes with one cursor for reading and writing; all values are little-endian.
 ///
-/// What a camera sends is never trusted: a read behind the block, or behind the end of what was
-/// received, raises PTP_GENERAL_ERROR; a count of elements allocates no more than there are of
-/// them; a text without a terminator ends at its count. A write that the growth below doesn't make
-/// room for raises the same.
+/// What a camera sends is never trusted. A read beyond the block, or beyond the end of what was
+/// received, throws PTP_GENERAL_ERROR. A count of elements doesn't allocate memory before the
+/// elements are read. A text without a terminator ends at its count. A write throws
+/// PTP_GENERAL_ERROR if the block is too small and doesn't grow enough.
+///
+/// A stream is for one thread.
 class PtpDataStream {
   public:
     PtpDataStream() = default;
-    /// If the memory can't be had, the size stays 0 and nothing is raised.
+    /// A block of `size` zeros. If there is no memory, the size stays 0 and nothing is thrown.
     explicit PtpDataStream(std::uint16_t size);
     PtpDataStream(const PtpDataStream&) = delete;
     PtpDataStream& operator=(const PtpDataStream&) = delete;
     virtual ~PtpDataStream() = default;
 
-    /// Fills the whole block with zeros; the cursor stays, and reads go to the end of the block.
-    /// Costs what has been written since.
+    /// Fills the block with zeros, and lets reads go to its end; the cursor stays. Only bytes that
+    /// have been written since the last time are touched.
     void clear();
-    /// Reads go no further than this. A text that would begin there is empty: cameras leave the
-    /// last ones of a dataset out.
+    /// Lets reads go no further than this. A text that would begin exactly there reads as empty,
+    /// since cameras leave out the last texts of a dataset.
     void endReadsAt(std::uint32_t end) { end_ = end; }
     const std::uint8_t* data() const { return buffer_.get(); }
-    /// A place for somebody else to write to; PTP_GENERAL_ERROR if it isn't inside the block.
+    /// A place in the block that the caller may write to directly. Throws PTP_GENERAL_ERROR if it
+    /// isn't inside the block. Valid until the block grows.
     std::uint8_t* place(std::uint32_t at, std::uint32_t length);
     std::uint32_t size() const { return size_; }
     std::uint32_t cursor() const { return cursor_; }
-    /// Anywhere, behind the block too.
+    /// Any position is allowed, even one beyond the block.
     void setCursor(std::uint32_t position) { cursor_ = position; }
-    /// Keeps the bytes that fit, and the cursor; new ones are zeros. PTP_OUT_OF_MEMORY, with the
-    /// block as before.
+    /// Keeps the bytes that fit, and the cursor; new bytes are zeros. Throws PTP_OUT_OF_MEMORY, in
+    /// which case the block is unchanged.
     void resize(std::uint32_t size);
-    /// Grows to that size, for bytes that are about to be received: the new ones hold anything
-    /// until then, since writing a large block twice costs as much as receiving it.
+    /// Grows to this size, for bytes that are about to be received. The new bytes are undefined
+    /// until then: writing a large block twice would cost as much time as receiving it.
     void makeRoom(std::uint32_t size);
 
     std::uint8_t readByte() { return static_cast<std::uint8_t>(read(1)); }
     std::uint16_t readU16() { return static_cast<std::uint16_t>(read(2)); }
     std::uint32_t readU32() { return static_cast<std::uint32_t>(read(4)); }
     std::uint64_t readU64() { return read(8); }
-    /// A PTP string: a count of units in a byte, and the units. It ends at the first zero.
+    /// Reads a PTP string: a count of UTF-16 units in one byte, and the units. The text ends at the
+    /// first zero.
     wString readString();
-    /// A PTP array: a count in 32 bits, and the elements, appended to `target`. An element of
-    /// value 0 is left out.
+    /// Reads a PTP array, a count in 32 bits and the elements, and appends it to `target`. Elements
+    /// of value 0 are left out.
     void readU16Array(std::vector<std::uint16_t>& target);
     void readU32Array(std::vector<std::uint32_t>& target);
 
-    /// Doesn't make the block grow.
+    /// Unlike the other writes, this one never makes the block grow.
     void writeByte(std::uint8_t value) { write(value, 1); }
     void writeU16(std::uint16_t value) { write(value, 2); }
     void writeU32(std::uint32_t value) { write(value, 4); }
-    /// PTP_GENERAL_ERROR above 254 units, which the count can't express.
+    /// Throws PTP_GENERAL_ERROR for more than 254 units, which the count can't express.
     void writeString(const wString& string);
 
   private:
@@ -72,22 +76,25 @@ class PtpDataStream {
     static constexpr std::uint32_t noEnd = 0xFFFFFFFF;
     using Block = std::unique_ptr<std::uint8_t[], Free>;
 
+    /// Zeros; null if there is no memory.
     static Block allocate(std::uint32_t size);
+    /// Moves to another block, which must hold `size` bytes.
     void replace(Block block, std::uint32_t size);
-    /// Whether that much lies between the cursor and `end`.
+    /// Whether so many bytes lie between the cursor and `end`.
     bool hasRoom(std::uint32_t width, std::uint32_t end) const {
         return cursor_ < end && end - cursor_ >= width;
     }
     std::uint64_t read(std::uint32_t width);
     void write(std::uint32_t value, std::uint32_t width);
-    /// One step, and not always enough: the blocks are sized for what is written into them.
+    /// Grows by half if the write wouldn't fit. This isn't always enough; blocks are given a size
+    /// that fits what is written into them.
     void growFor(std::uint32_t width);
 
     Block buffer_;
     std::uint32_t cursor_ = 0;
     std::uint32_t size_ = 0;
-    std::uint32_t written_ = 0;  // zeros behind
-    std::uint32_t end_ = noEnd;
+    std::uint32_t written_ = 0;  // all bytes from here on are zeros
+    std::uint32_t end_ = noEnd;  // reads end here
 };
 
 }  // namespace zlk

@@ -13,9 +13,9 @@ constexpr char category[] = "CVistaUSBTransport";
 
 }  // namespace
 
-/// A record that comes back shorter than asked for is none.
 void CVistaUSBTransport::ask(DWORD code, void* answer, DWORD size) const {
     DWORD returned = 0;
+    // An answer that is shorter than its record would leave fields undefined.
     if (!DeviceIoControl(handle.get(), code, nullptr, 0, answer, size, &returned, nullptr) ||
         returned != size)
         throw PTP_TRANSPORT_ERROR;

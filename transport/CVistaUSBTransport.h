@@ -1,15 +1,17 @@
 #pragma once
+// The transport to a camera of the second, younger driver family.
+
 #include "platform/named_objects.h"
 #include "ptp/TransportInterface.h"
 
 namespace zlk {
 
-/// A camera of the younger driver family, by its device path without the prefix `\\?\`. What the
-/// device tells about itself is read once, at opening.
+/// The port is a device path without the prefix `\\?\`. The device's ids and packet size are read
+/// once, at opening.
 ///
-/// Differs from WindowsUSB where a caller may notice: without a port it stays closed and raises
-/// nothing; while it is closed, reads and writes do nothing, so that a count stays 0; it delivers
-/// no events.
+/// It differs from WindowsUSB where a caller may notice: without a port it stays closed and throws
+/// nothing; while it is closed, reads and writes do nothing and leave the count of bytes as it was;
+/// it delivers no events.
 class CVistaUSBTransport : public TransportInterface {
   public:
     CVistaUSBTransport() = default;
@@ -22,13 +24,15 @@ class CVistaUSBTransport : public TransportInterface {
     void write(const void* buffer, std::uint32_t length) override;
     void read(void* buffer, std::uint32_t length, std::uint32_t* bytesRead) override;
     void readInterrupt(void* buffer, std::uint32_t length) override;
-    /// 0 before openConnection().
+    /// In bytes; 0 before openConnection().
     std::uint32_t getMaxPacketSize() override;
     void getVidPid(std::uint32_t* vidOut, std::uint32_t* pidOut) override;
 
   private:
+    /// Sends a control code, whose answer must have exactly this size. Throws PTP_TRANSPORT_ERROR.
     void ask(DWORD code, void* answer, DWORD size) const;
 
+    // As the device reported when it was opened.
     UniqueHandle handle;
     std::uint32_t maxPacketSize = 0;
     std::uint32_t vid = 0;

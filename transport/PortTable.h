@@ -1,5 +1,6 @@
 #pragma once
-// The port tables that all processes share, as their bytes lie in a named section.
+// The tables of ports that all processes share in named sections. A table says which cameras are in
+// use, and has each camera's count of transactions.
 
 #include <algorithm>
 #include <cstddef>
@@ -11,12 +12,13 @@
 
 namespace zlk {
 
-/// An entry of the table that this system makes.
+/// An entry of the first driver family's table, which our own processes make. The layout is fixed,
+/// since processes of different versions share it.
 struct CameraPortEntry {
-    char port[20];        ///< zero-terminated
-    char mutexName[128];  ///< zero-terminated
-    std::uint32_t transactionID;
-    std::uint16_t refCount;
+    char port[20];                ///< zero-terminated
+    char mutexName[128];          ///< zero-terminated
+    std::uint32_t transactionID;  ///< id of the next command
+    std::uint16_t refCount;       ///< arbiters of all processes that have this port set
     std::uint8_t unused[2];
 } __attribute__((packed));
 static_assert(sizeof(CameraPortEntry) == 156);
@@ -24,9 +26,12 @@ static_assert(sizeof(CameraPortEntry) == 156);
 /// A count in one byte, and the entries, packed behind it. Any process can scribble over it, so
 /// the count is believed only as far as the section reaches.
 template <class Entry>
+/// A count in one byte, followed by the packed entries. Every process can write into the section,
+/// so the count is believed only as far as the section reaches. An object of this class is a view
+/// of the mapped section and must not outlive it; it does no locking.
 class PortTable {
   public:
-    /// Of the mapped bytes at most what the table has by its format.
+    /// `most`: bytes of the table in its format. If the mapped section is shorter, so is the table.
     PortTable(const SharedSection& section, std::size_t most) noexcept
         : bytes_(static_cast<std::uint8_t*>(section.view())) {
         const std::size_t real = std::min(most, section.size());
@@ -42,8 +47,9 @@ class PortTable {
     Entry* begin() const noexcept { return reinterpret_cast<Entry*>(bytes_ + 1); }
     Entry* end() const noexcept { return begin() + count(); }
 
-    /// The first entry whose port begins with `port`, in any case; null if there is none. That
-    /// `\\.\Usbscan1` finds `\\.\Usbscan10` is what peers do too, and all have to agree.
+    /// The first entry whose port begins with `port`, compared without case; null if there is none.
+    /// That a port also finds longer names that begin with it is how all processes compare ports,
+    /// and they have to agree on one entry.
     Entry* find(std::string_view port) const noexcept {
         for (Entry& entry : *this)
             if (port.size() <= sizeof entry.port &&
@@ -55,6 +61,7 @@ class PortTable {
 
     /// Those behind it move down, one by one.
     template <class Moved>
+    /// Removes an entry: those after it move down one by one, and `moved` is called for each.
     void remove(Entry* entry, Moved moved) {
         const std::size_t before = count();
         for (Entry* const last = begin() + before - 1; entry < last; ++entry) {
@@ -63,8 +70,9 @@ class PortTable {
         }
         if (before > 0) setCount(before - 1);
     }
-    /// Goes on with a removal in whose middle somebody died: an entry stands at its new place,
-    /// perhaps not whole, and still at its old one behind that.
+    /// Completes a removal in whose middle a process died. At that point one entry stands at its
+    /// new place, perhaps incompletely, and also at its old place after that; so two neighbours
+    /// have one port.
     void resumeRemoval() {
         for (Entry* entry = begin(); entry + 1 < end(); ++entry)
             if (std::equal(std::begin(entry->port), std::end(entry->port), entry[1].port))

@@ -16,20 +16,22 @@ constexpr char category[] = "PtpSyncController";
 constexpr char tableName[] = "Global\\ZlPtpHandlesToCameras";
 constexpr char tableMutexName[] = "Global\\ZlPtpTableMutex";
 constexpr char portMutexPrefix[] = "Global\\ZlPtpDrvMutex";
+// Bytes.
 constexpr DWORD tableSize = 1024;
 constexpr std::size_t longestPort = sizeof(CameraPortEntry::port) - 1;
 
-/// The first arbiter of a process leaves a handle and a view of the table open to the end of the
-/// process: between connections the counters live on there.
+/// The first arbiter of a process leaves the table mapped until the process ends, so that the
+/// counts of transactions survive between connections.
 std::atomic<bool> sharedMemoryInitialised{false};
 
+/// A port's mutex is named by the last four characters of the port, its number.
 std::string mutexNameOf(const std::string& port) {
     return portMutexPrefix + port.substr(port.size() > 4 ? port.size() - 4 : 0);
 }
 
 }  // namespace
 
-/// A hold of the table.
+/// Holds the table's mutex while it exists.
 class PtpSyncController::TableHold {
   public:
     explicit TableHold(UniqueHandle& mutex) : mutex_(mutex) {
@@ -42,7 +44,7 @@ class PtpSyncController::TableHold {
     TableHold(const TableHold&) = delete;
     TableHold& operator=(const TableHold&) = delete;
 
-    /// Somebody died in the middle of a change.
+    /// Whether the mutex's last holder died, perhaps in the middle of a change.
     bool abandoned() const noexcept { return abandoned_; }
 
   private:
@@ -53,6 +55,7 @@ class PtpSyncController::TableHold {
 PtpSyncController::PtpSyncController() {
     if (sharedMemoryInitialised) return;
     TraceLine(category, "Initializing Shared Memory");
+    // Setting any port makes the table.
     setPort(u"zero");
     section.keep();
     sharedMemoryInitialised = true;
@@ -69,8 +72,8 @@ void PtpSyncController::cleanupMappedFile() {
     section.close();
 }
 
-/// Of a mutex that is still held, too. Its handle stays until the next one's: to open a mutex that
-/// this process has open costs much less than to find one among all processes.
+/// The handle of the released mutex is kept until the next one is released: opening a mutex that
+/// this process has open costs much less than finding one among those of all processes.
 void PtpSyncController::letGo() {
     if (!mutex) return;
     ReleaseMutex(mutex.get());
@@ -83,7 +86,8 @@ void PtpSyncController::makeOrOpenTable() {
         return;
     }
     TraceLine(category, "setPort - openFileMapping creating map");
-    // A peer without our mutex may have made it, and written into it, a moment ago.
+    // The section is new only if no other process has made it since the attempt to open it; one
+    // that isn't ours may do that without the table's mutex.
     if (section.make(tableName, tableSize)) Table(section, tableSize).setCount(0);
 }
 
@@ -123,6 +127,8 @@ void PtpSyncController::setPort(const WCHAR* wide) {
     port.copy(fresh.port, longestPort);
     mutexNameOf(port).copy(fresh.mutexName, sizeof fresh.mutexName - 1);
     fresh.refCount = 1;
+    // The count is stored after the entry is complete, so a process that dies here leaves a valid
+    // table.
     entries.begin()[count] = fresh;
     entries.setCount(count + 1);
 }
@@ -130,19 +136,21 @@ void PtpSyncController::setPort(const WCHAR* wide) {
 std::uint32_t PtpSyncController::getMutex(const WCHAR* wide) {
     const std::string port = portText(wide, longestPort);
     if (!section.open(tableName)) return 0;
+    // The table's mutex isn't held while this thread waits for the port's, which may take long.
     const CameraPortEntry entry = copyOf(port);
     const std::string name(entry.mutexName, strnlen(entry.mutexName, sizeof entry.mutexName));
     letGo();
     mutex = UniqueHandle(OpenMutexA(SYNCHRONIZE, 1, name.c_str()));
     if (!mutex) mutex = UniqueHandle(CreateMutexA(nullptr, 0, name.c_str()));
-    // One that a process left behind when it died counts as acquired.
+    // WAIT_ABANDONED counts as acquired: the holder died, and the turn passes on.
     if (!mutex || WaitForSingleObject(mutex.get(), INFINITE) == WAIT_FAILED) {
         TraceLine(category, "getMutex - ERROR (mutex is NULL) err(%d)", GetLastError());
         mutex.reset();
         throw PTP_GENERAL_ERROR;
     }
     try {
-        // Its holder before us stored the id that we go on from while we waited.
+        // The entry is read anew, since the previous holder has stored the next id while this
+        // thread waited.
         return copyOf(port).transactionID;
     } catch (PTPCommErrors) {
         // Who never had it doesn't release it.
@@ -158,6 +166,7 @@ void PtpSyncController::releaseMutex(const WCHAR* wide, std::uint32_t transactio
         const TableHold hold(tableMutex);
         entryOf(port, hold).transactionID = transactionId;
     }
+    // A caller whose getMutex() failed doesn't call releaseMutex().
     letGo();
 }
 

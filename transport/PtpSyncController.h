@@ -1,4 +1,6 @@
 #pragma once
+// The arbiter of ports for the first driver family.
+
 #include <string>
 
 #include "platform/named_objects.h"
@@ -8,18 +10,21 @@
 
 namespace zlk {
 
-/// Arbitrates by a table that the processes of this system make for themselves, the section
-/// `Global\ZlPtpHandlesToCameras` of 1024 bytes: entry zero and five cameras. It lives as long as
-/// any process that ever had an arbiter.
+/// Arbitrates by a table that the processes of this system make for themselves: the section
+/// `Global\ZlPtpHandlesToCameras` of 1024 bytes, with an entry named `zero` and room for five
+/// cameras. It exists as long as any process that has ever had an arbiter.
 ///
-/// A camera's entry changes hands under the camera's own mutex. The table itself, its count and
-/// its entries' places, is read and changed under `Global\ZlPtpTableMutex`: without that, processes
-/// that start together lose each other's entries, and one that looks for its entry while another
-/// moves it finds none, or another camera's. Order: the port's mutex, then the table's, which
-/// nobody holds for longer than a look through the table.
+/// A camera's turn passes from process to process with the camera's own mutex. The table itself,
+/// that is, its count and the places of its entries, is read and changed under
+/// `Global\ZlPtpTableMutex`. Otherwise processes that start together would lose each other's
+/// entries, and a process that looks for its entry while another moves it would find none, or
+/// another camera's. Lock order: the port's mutex first, then the table's, which nobody holds for
+/// longer than a look through the table.
 ///
-/// Refused with PTP_GENERAL_ERROR: a port of more than 19 bytes; one camera more than the table
-/// has room for, which leaves the table as it was; a port whose mutex can't be had.
+/// PTP_GENERAL_ERROR is thrown for a port of more than 19 bytes; for a camera that the table has no
+/// room for, which leaves the table as it was; and for a port whose mutex can't be opened.
+///
+/// An arbiter is for one thread, since mutexes belong to threads.
 class PtpSyncController : public PTPSyncInterface {
   public:
     PtpSyncController();
@@ -31,7 +36,7 @@ class PtpSyncController : public PTPSyncInterface {
     void releaseMutex(const WCHAR* port, std::uint32_t transactionId) override;
     void setPort(const WCHAR* port) override;
     void removePort(const WCHAR* port) override;
-    /// Empty: this table has no ids.
+    /// Always empty, since this table has no USB ids.
     wString findPortbyVidPid(std::uint32_t, std::uint32_t) override { return {}; }
     void updatePortInfo(const WCHAR*, std::uint32_t, std::uint32_t) override {}
 
@@ -39,17 +44,23 @@ class PtpSyncController : public PTPSyncInterface {
     using Table = PortTable<CameraPortEntry>;
 
     class TableHold;
+    /// The table, to be used only while it is held. Repairs it first if its last holder died.
     Table table(const TableHold& hold) const;
+    /// Opens the section, or makes it with an empty table.
     void makeOrOpenTable();
+    /// Closes the section.
     void cleanupMappedFile();
+    /// Releases the port's mutex, if it is held.
     void letGo();
+    /// The port's entry in the table. Throws PTP_GENERAL_ERROR if there is none.
     CameraPortEntry& entryOf(const std::string& port, const TableHold& hold) const;
+    /// A copy of the port's entry, read under the table's mutex.
     CameraPortEntry copyOf(const std::string& port);
 
-    UniqueHandle mutex;        // of the port that is held
-    UniqueHandle formerMutex;  // of the port that was held before
+    UniqueHandle mutex;        // of the port whose turn this arbiter has; empty otherwise
+    UniqueHandle formerMutex;  // of the port that it had before; not held, only kept open
     UniqueHandle tableMutex;
-    SharedSection section;  // the table
+    SharedSection section;  // the table; closed until a call needs it
 };
 
 }  // namespace zlk

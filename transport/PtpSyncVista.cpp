@@ -22,7 +22,8 @@ constexpr std::size_t longestPort = 199;
 PtpSyncVista::~PtpSyncVista() {
     TraceLine(category, "~PtpSyncVista");
     letGo();
-    // One view keeps the table in being; one of each object would fill the process with them.
+    // One view per process is enough to keep the section in existence; one for each arbiter would
+    // use up the address space.
     static std::atomic_flag kept;
     if (section.view() && !kept.test_and_set()) section.keep();
 }
@@ -75,7 +76,8 @@ std::uint32_t PtpSyncVista::getMutex(const WCHAR* wide) {
         TraceLine(category, "getMutex - Creating Mutex");
         mutex = UniqueHandle(CreateMutexA(nullptr, 0, name.c_str()));
         if (mutex) {
-            // This other handle is never closed: what a process made exists to its end.
+            // This second handle is never closed, so a mutex that this process has made exists
+            // until it ends.
             (void)OpenMutexA(MUTEX_ALL_ACCESS, 1, name.c_str());
         } else {
             TraceLine(category, "CreateMutex - ERROR (mutex is NULL) err(%d)", GetLastError());
@@ -87,6 +89,8 @@ std::uint32_t PtpSyncVista::getMutex(const WCHAR* wide) {
     }
     TraceLine(category, "getMutex - Wait for Mutex...");
     const DWORD result = WaitForSingleObject(mutex.get(), INFINITE);
+    // Any other result but WAIT_FAILED means that the last holder died; the turn is ours all the
+    // same.
     if (result == WAIT_OBJECT_0) {
         TraceLine(category, "getMutex - Got it");
     } else {

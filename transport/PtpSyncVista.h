@@ -1,4 +1,6 @@
 #pragma once
+// The arbiter of ports for the second driver family.
+
 #include <string>
 
 #include "platform/named_objects.h"
@@ -8,35 +10,38 @@
 
 namespace zlk {
 
-/// Arbitrates by the table that the owner of the younger driver family makes and fills, the
-/// section `Global\ZlPtpWPDHandlesToCameras`. Of it only an entry's transaction id is written, with
-/// the port's mutex held; entries stay in place. Without the table, or for a port that it doesn't
-/// list, PTP_GENERAL_ERROR.
+/// Arbitrates by the table that the driver of the second family makes and fills: the section
+/// `Global\ZlPtpWPDHandlesToCameras`. This class only writes the transaction id of an entry, while
+/// it holds the port's mutex; entries never move. PTP_GENERAL_ERROR is thrown if there is no table,
+/// or for a port that it doesn't list. An arbiter is for one thread.
 class PtpSyncVista : public PTPSyncInterface {
   public:
     PtpSyncVista() = default;
-    /// Leaves the table mapped, and the mutexes that were made, to the end of the process.
+    /// The table stays mapped, and mutexes that were made stay open, until the process ends.
     ~PtpSyncVista() override;
     PtpSyncVista(const PtpSyncVista&) = delete;
     PtpSyncVista& operator=(const PtpSyncVista&) = delete;
 
     std::uint32_t getMutex(const WCHAR* port) override;
     void releaseMutex(const WCHAR* port, std::uint32_t transactionId) override;
-    /// Changes nothing, and raises nothing where there is no table.
+    /// Changes nothing: the driver enters the ports. Throws nothing if there is no table.
     void setPort(const WCHAR* port) override;
     void removePort(const WCHAR*) override {}
     wString findPortbyVidPid(std::uint32_t vid, std::uint32_t pid) override;
-    /// The ids come from the table's owner.
+    /// Does nothing, since the driver enters the ids.
     void updatePortInfo(const WCHAR*, std::uint32_t, std::uint32_t) override {}
 
   private:
     using Table = PortTable<DevicePathEntry>;
 
+    /// The table of the open section.
     Table table() const noexcept;
+    /// The port's entry in the table. Throws PTP_GENERAL_ERROR if there is none.
     DevicePathEntry& entryOf(const std::string& port);
+    /// Releases the port's mutex, if it is held.
     void letGo();
 
-    UniqueHandle mutex;
+    UniqueHandle mutex;     // of the port whose turn this arbiter has; empty otherwise
     SharedSection section;  // the table
 };
 

@@ -1,4 +1,6 @@
 #pragma once
+// Opens and maps the named sections in which processes share the tables of ports.
+
 #include <memory>
 
 #include "platform/named_objects.h"
@@ -6,14 +8,16 @@
 
 namespace zlk {
 
-/// A named section, opened and mapped whole.
+/// A named section that is mapped as a whole. Not thread-safe.
 class SharedSection {
   public:
-    /// False if there is none, PTP_GENERAL_ERROR if it can't be mapped. An open one stays.
+    /// Opens and maps the section unless it is open already. False if no such section exists.
+    /// Throws PTP_GENERAL_ERROR if it can't be mapped.
     bool open(const char* name) {
         return view_ || map(OpenFileMappingA(FILE_MAP_ALL_ACCESS, 0, name));
     }
-    /// Opens it or makes it, of zeros; whether it was made here.
+    /// Opens the section, or makes it with `size` bytes of zeros; true if it was made here. Throws
+    /// PTP_GENERAL_ERROR.
     bool make(const char* name, DWORD size) {
         const HANDLE made =
             CreateFileMappingA(INVALID_HANDLE_VALUE, nullptr, PAGE_READWRITE, 0, size, name);
@@ -25,13 +29,13 @@ class SharedSection {
         view_.reset();
         mapping_.reset();
     }
-    /// Leaves it open to the end of the process.
+    /// Leaves the section mapped until the process ends. This object is closed afterwards.
     void keep() noexcept {
         (void)view_.release();
         (void)mapping_.release();
     }
     void* view() const noexcept { return view_.get(); }
-    /// Bytes that were there when it was mapped: a peer's section may be shorter than ours.
+    /// Bytes that are mapped. A section that another process has made may be shorter than expected.
     std::size_t size() const noexcept { return size_; }
 
   private:
@@ -39,6 +43,7 @@ class SharedSection {
         void operator()(void* view) const noexcept { UnmapViewOfFile(view); }
     };
 
+    /// Takes ownership of the mapping. False for a null one.
     bool map(HANDLE mapping) {
         mapping_ = UniqueHandle(mapping);
         if (!mapping_) return false;

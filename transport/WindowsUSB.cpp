@@ -15,6 +15,7 @@ namespace {
 
 constexpr DWORD systemFile = 4;  // an attribute that the driver's own clients pass
 
+/// A dead handle is reported as such, since opening the camera again helps then.
 void raiseTransferError() {
     throw GetLastError() == ERROR_INVALID_HANDLE ? PTP_INVALID_HANDLE : PTP_TRANSPORT_ERROR;
 }
@@ -32,13 +33,15 @@ UniqueHandle WindowsUSB::open() const {
 void WindowsUSB::openConnection(const WCHAR* port) {
     const std::string path = utf8Text(port);
     if (path.size() > 1) {
-        // Cut short, it would be another port's.
+        // Cut to fit, the path could be another port's.
         if (path.size() >= sizeof devicePath) throw PTP_NO_CONNECTION;
         std::memcpy(devicePath, path.c_str(), path.size() + 1);
     }
     dataHandle = open();
     interruptHandle = open();
 
+    // The packet size is that of the first bulk pipe. A device that doesn't report it can still be
+    // used.
     USBSCAN_PIPE_CONFIGURATION pipes{};
     DWORD returned = 0;
     if (!DeviceIoControl(dataHandle.get(), IOCTL_GET_PIPE_CONFIGURATION, nullptr, 0, &pipes,
@@ -53,6 +56,8 @@ void WindowsUSB::openConnection(const WCHAR* port) {
 }
 
 void WindowsUSB::closeConnection() {
+    // A transaction that is still open is given up, so that the camera takes another program's
+    // command.
     if (dataHandle) {
         DWORD pipes = USBSCAN_ALL_PIPES;
         DWORD returned = 0;
@@ -77,7 +82,7 @@ void WindowsUSB::read(void* buffer, std::uint32_t length, std::uint32_t* bytesRe
 }
 
 void WindowsUSB::readInterrupt(void* buffer, std::uint32_t length) {
-    DWORD returned = 0;  // whoever reads takes the length from the event
+    DWORD returned = 0;  // not used: the event's own length field tells its reader
     if (!interruptHandle || !DeviceIoControl(interruptHandle.get(), IOCTL_WAIT_ON_DEVICE_EVENT,
                                              nullptr, 0, buffer, length, &returned, nullptr))
         throw PTP_TRANSPORT_ERROR;

@@ -1,11 +1,14 @@
 #pragma once
+// The transport to a camera of the first driver family.
+
 #include "platform/named_objects.h"
 #include "ptp/TransportInterface.h"
 
 namespace zlk {
 
-/// A camera as a file of the still-image driver, `\\.\Usbscan<n>`, with one handle for the bulk
-/// pipes and one for the interrupt pipe. Every call goes to the device, getVidPid() too.
+/// The camera is a file of the still-image driver, `\\.\Usbscan<n>`. One handle serves the bulk
+/// pipes and another the interrupt pipe, so that a wait for events doesn't block transfers. Every
+/// call goes to the device, even getVidPid().
 class WindowsUSB : public TransportInterface {
   public:
     WindowsUSB() = default;
@@ -13,8 +16,8 @@ class WindowsUSB : public TransportInterface {
     WindowsUSB(const WindowsUSB&) = delete;
     WindowsUSB& operator=(const WindowsUSB&) = delete;
 
-    /// A port of one character or none opens the last one again. PTP_NO_CONNECTION also for a port
-    /// of more than 19 bytes.
+    /// A port of at most one character opens the last port again. PTP_NO_CONNECTION is also thrown
+    /// for a port of more than 19 bytes.
     void openConnection(const WCHAR* port) override;
     void closeConnection() override;
     void write(const void* buffer, std::uint32_t length) override;
@@ -24,12 +27,13 @@ class WindowsUSB : public TransportInterface {
     void getVidPid(std::uint32_t* vid, std::uint32_t* pid) override;
 
   private:
+    /// A new handle of the device. Throws PTP_NO_CONNECTION.
     UniqueHandle open() const;
 
     UniqueHandle dataHandle;
     UniqueHandle interruptHandle;
-    char devicePath[20] = {};
-    std::uint32_t maxPacketSize = 64;
+    char devicePath[20] = {};          // the last port, UTF-8
+    std::uint32_t maxPacketSize = 64;  // bytes; 64 if the device doesn't report its pipes
 };
 
 }  // namespace zlk

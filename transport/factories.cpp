@@ -1,4 +1,4 @@
-// Which driver family this system has.
+// Makes the transport and the arbiter for the driver family that this system is set to use.
 
 #include "platform/system.h"
 #include "transport/CVistaUSBTransport.h"
