@@ -14,11 +14,11 @@ namespace {
 
 constexpr std::size_t longestFormat = 1000;
 constexpr std::size_t longestMessage = 90000;
-/// What the room test adds to a message's length: the head, the category, the terminators.
+/// Bytes that the test for room adds to a message's length, for head, category and terminators.
 constexpr std::size_t recordAllowance = 200;
 constexpr std::size_t headSize = 8;
 
-/// The last error belongs to the code that is being traced.
+/// Restores the last error, which belongs to the code that is being traced.
 class LastErrorKeeper {
   public:
     LastErrorKeeper() : error_(GetLastError()) {}
@@ -30,7 +30,7 @@ class LastErrorKeeper {
     const DWORD error_;
 };
 
-// Where the log of the process stands. Nobody ends it: threads may outlive `main`.
+// The memory of the process's log. It is never destroyed, since threads may outlive main().
 alignas(CLog) std::byte place[sizeof(CLog)];
 std::once_flag placed;
 
@@ -39,8 +39,8 @@ std::once_flag placed;
 CLog* CLog::makeProcessLog() noexcept {
     const LastErrorKeeper keeper;
     static const DiagnosticQueue::Listener listener;
-    // A child has nothing of its parent's objects, and whoever held the locks doesn't exist there:
-    // it makes a log of its own in the place of that one.
+    // In a forked child nothing of the parent's platform objects works, and the threads that may
+    // have held its locks don't exist. So the child makes a new log in the place of the old one.
     static const InForkedChild handler([] {
         processLog = nullptr;
         ::new (&placed) std::once_flag;
@@ -61,6 +61,8 @@ CLog::~CLog() {
 void CLog::writeLine(const char* category, const char* format,
                      std::span<const FormatArgument> arguments) noexcept {
     const LastErrorKeeper keeper;
+    // Lines of the platform that wait are stored first. Their number is taken once, since storing
+    // them may add new ones.
     DiagnosticQueue::Line line;
     for (std::size_t waiting = DiagnosticQueue::waiting();
          waiting > 0 && DiagnosticQueue::take(line); --waiting) {
@@ -85,7 +87,7 @@ bool CLog::openControlMemory() noexcept {
     if (controlMapping) {
         controlView.reset(MapViewOfFile(controlMapping.get(), FILE_MAP_WRITE, 0, 0, 0));
     }
-    // A peer's section of that name may be shorter than the block.
+    // Another process may have made a shorter section under this name.
     if (viewSize(controlView.get()) < sizeof(LogControl)) {
         closeControlMemory();
         return false;
@@ -140,7 +142,8 @@ void CLog::formatAndStore(const char* category, const char* format,
     if (!mutex) mutex.reset(CreateMutexW(nullptr, false, logMutexName));
     if (!mutex) return;
 
-    // Formatting needs nothing of the other processes, so they don't wait for it.
+    // The line is formatted before the named mutex is taken, so that other processes don't wait for
+    // that.
     WCHAR wideFormat[longestFormat];
     const int formatUnits =
         MultiByteToWideChar(CP_ACP, 0, format, static_cast<int>(strnlen(format, longestFormat)),
@@ -152,10 +155,10 @@ void CLog::formatAndStore(const char* category, const char* format,
     storeRecord(category, {scratch.message, units});
 }
 
-/// Where a text can't be converted, its record goes without a message.
+/// If the text can't be converted, the record has an empty message.
 void CLog::storeRecord(const char* category, std::u16string_view message) noexcept {
     const std::size_t categorySize = std::strlen(category) + 1;
-    // A zero in a traced text would end the record's message before its time.
+    // A zero in the text would end the message too early.
     const std::u16string_view text = message.substr(0, message.find(u'\0'));
     const auto textSize = static_cast<std::size_t>(WideCharToMultiByte(
         CP_ACP, WC_ERR_INVALID_CHARS, text.data(), static_cast<int>(text.size()), scratch.bytes,
@@ -163,9 +166,11 @@ void CLog::storeRecord(const char* category, std::u16string_view message) noexce
     const std::size_t recordSize = headSize + categorySize + textSize + 2;
 
     if (WaitForSingleObject(mutex.get(), INFINITE) == WAIT_FAILED) return;
+    // Sizes and offsets come from memory that any process can write, so they are limited first.
     const std::size_t size = std::min<std::size_t>(control->bufferSize, bufferRoom);
     std::size_t offset = control->writeOffset;
     if (recordSize <= size) {
+        // A record that might not fit starts again at offset 0.
         if (offset > size ||
             size - offset < std::max(recordSize, message.size() + recordAllowance)) {
             if (offset < size) std::memset(buffer + offset, 0, size - offset);

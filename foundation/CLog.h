@@ -1,21 +1,22 @@
 #pragma once
 // The trace log of this process.
 //
-// Lines go to a section of shared memory that a viewer owns; the system keeps no file. Three
-// named objects of the session carry it:
+// Lines go to a section of shared memory that belongs to a viewer program; no file is written.
+// Three named objects of the session carry the log:
 //
-//   ZLGlimmerBoxLogCtrlMemory   16 bytes: is the log on, where does the next record start. Made by
-//                               whoever comes first, held to the end of each process.
-//   ZLGlimmerBoxLogBuffer       the records. Made by the viewer alone, opened while the log is on.
-//   ZLGlimmerBoxLogMutex        one line is stored at a time.
+//   ZLGlimmerBoxLogCtrlMemory   16 bytes: whether the log is on, and where the next record starts.
+//                               Made by the first process that needs it, held open by all.
+//   ZLGlimmerBoxLogBuffer       the records. Made only by the viewer, and opened while the log is
+//   on. ZLGlimmerBoxLogMutex        lets one line at a time be stored.
 //
-// A viewer makes the buffer, sets `bufferSize`, and then sets `enabled` to 1. One record:
+// A viewer makes the buffer, sets `bufferSize`, and then sets `enabled` to 1. A record is:
 //
 //   FF FF | u32 milliseconds since startTick | 3F | 00 | category 00 | message 00 | one byte's gap
 //
-// Records follow each other; one that doesn't fit behind the last starts again at offset 0, and
-// the tail is wiped. Nothing protects what the viewer hasn't read yet. A peer can write anything
-// into the control block: no offset or size from it is used beyond what the mapping really has.
+// Records follow each other. One that doesn't fit after the last record is stored at offset 0, and
+// the tail of the buffer is wiped; what the viewer hasn't read yet is overwritten. Any process can
+// write anything into the control block, so no offset or size from it is used beyond the bytes that
+// are mapped.
 
 #include <atomic>
 #include <cstdint>
@@ -32,23 +33,23 @@ inline constexpr WCHAR logControlName[] = u"ZLGlimmerBoxLogCtrlMemory";
 inline constexpr WCHAR logBufferName[] = u"ZLGlimmerBoxLogBuffer";
 inline constexpr WCHAR logMutexName[] = u"ZLGlimmerBoxLogMutex";
 
-/// The control memory, little-endian.
+/// The control memory, which all processes share; little-endian.
 struct LogControl {
     std::atomic<std::uint8_t> enabled;  ///< 1: on. Only a viewer sets it.
     std::uint8_t reserved[3];
-    std::atomic<std::uint32_t> writeOffset;  ///< where the next record starts
-    std::atomic<std::uint32_t> bufferSize;   ///< set by the viewer, 0 before that
-    std::atomic<std::uint32_t> startTick;    ///< records count their time from this tick
+    std::atomic<std::uint32_t> writeOffset;  ///< offset of the next record in the buffer
+    std::atomic<std::uint32_t> bufferSize;   ///< bytes; set by the viewer, 0 before that
+    std::atomic<std::uint32_t> startTick;    ///< GetTickCount() from which records count their time
 };
 static_assert(sizeof(LogControl) == 16 && std::atomic<std::uint8_t>::is_always_lock_free &&
               std::atomic<std::uint32_t>::is_always_lock_free);
 
-/// What writes to the log. Any thread may call it at any time. No operation reports a failure:
+/// Writes to the log. Any thread may call any function at any time. No function reports a failure:
 /// what can't be stored is lost.
 class CLog {
   public:
-    /// The log of this process, made at the first call and never ended; a forked child makes its
-    /// own.
+    /// The log of this process, made by the first call and never destroyed. A forked child makes
+    /// its own.
     static CLog* process() noexcept {
         CLog* log = processLog.load(std::memory_order_acquire);
         return log ? log : makeProcessLog();
@@ -59,26 +60,30 @@ class CLog {
     CLog(const CLog&) = delete;
     CLog& operator=(const CLog&) = delete;
 
-    /// The test that every trace line begins with.
+    /// Whether a viewer has the log on. Every trace line begins with this test, so it costs one
+    /// load.
     bool isOn() const noexcept {
         return control && control->enabled.load(std::memory_order_relaxed) == 1;
     }
 
-    /// Formats and stores one line. `format` counts up to 1,000 units; a message of more than
-    /// 90,000 units is dropped.
+    /// Formats and stores one line. At most 1,000 units of `format` count; a message of more than
+    /// 90,000 units is dropped. The arguments are borrowed.
     virtual void writeLine(const char* category, const char* format,
                            std::span<const FormatArgument> arguments) noexcept;
     virtual bool isEnabled() const noexcept;
-    /// There are no filters by category.
+    /// The same for every category, since there are no filters.
     virtual bool isEnabled(const char* category) const noexcept;
     virtual void reserved1() noexcept {}
     virtual void reserved2() noexcept {}
 
   protected:
+    /// Opens the shared objects, and closes them. False on failure.
     virtual bool openControlMemory() noexcept;
     virtual void closeControlMemory() noexcept;
     virtual bool openLogBuffer() noexcept;
     virtual void closeLogBuffer() noexcept;
+    /// Stores a line if the log is on; otherwise closes the buffer, which a viewer may then
+    /// replace.
     virtual void formatAndStore(const char* category, const char* format,
                                 std::span<const FormatArgument> arguments) noexcept;
 
@@ -89,27 +94,28 @@ class CLog {
     using View = std::unique_ptr<void, Unmap>;
 
     static CLog* makeProcessLog() noexcept;
+    /// Writes one record into the buffer. `storing` must be held.
     void storeRecord(const char* category, std::u16string_view message) noexcept;
 
     static constinit inline std::atomic<CLog*> processLog{nullptr};
 
-    LogControl* control = nullptr;
+    LogControl* control = nullptr;  // in `controlView`; null: there is no log
     UniqueHandle controlMapping;
     View controlView;
     UniqueHandle bufferMapping;
     View bufferView;
-    std::uint8_t* buffer = nullptr;
+    std::uint8_t* buffer = nullptr;  // in `bufferView`; null: not open. Guarded by `storing`
     UniqueHandle mutex;
     std::uint8_t recordFlags = 0;
     std::uint8_t recordKind = 0x3F;
 
-    // Threads of this process take this first and the named mutex second.
+    // Lock order: threads of this process take this lock first, and the named mutex second.
     std::mutex storing;
-    std::size_t bufferRoom = 0;  // bytes that the view really has
+    std::size_t bufferRoom = 0;  // bytes that are really mapped
     struct {
         WCHAR message[100000];
-        char bytes[3 * 90000];  // a unit takes three bytes at most
-    } scratch;                  // guarded by `storing`; too much for the stacks of our callers
+        char bytes[3 * 90000];  // a unit takes at most three bytes
+    } scratch;                  // guarded by `storing`; too large for the stacks of our callers
 };
 
 }  // namespace zlk

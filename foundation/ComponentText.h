@@ -1,5 +1,6 @@
 #pragma once
-// What component methods do with texts at their boundary: take borrowed ones, hand out new ones.
+// Converts texts at the boundary of component methods, which take borrowed BSTRs and hand out new
+// ones.
 
 #include <new>
 #include <string>
@@ -10,20 +11,21 @@
 
 namespace zlk {
 
-/// A copy of a borrowed text; null is the empty one.
+/// A copy of a borrowed text. Null counts as the empty text.
 inline std::u16string textOf(BSTR text) {
     return text ? std::u16string(text, SysStringLen(text)) : std::u16string();
 }
 
-/// A new BSTR; throws std::bad_alloc rather than giving the empty text.
+/// A new BSTR. Throws std::bad_alloc if there is no memory, instead of giving an empty text.
 inline Bstr makeBstr(std::u16string_view text) {
     Bstr made(text);
     if (!made.get()) throw std::bad_alloc();
     return made;
 }
 
-/// The body of a method whose one result is a text: what `makeText` returns goes out to `*result`,
-/// which is null on failure. E_POINTER for a null `result`.
+/// The body of a method whose only result is a text. What `makeText` returns goes to `*result`, as
+/// a BSTR that the caller owns; it is null on failure. Exceptions become E_FAIL or another failure,
+/// as in guarded(). E_POINTER for a null `result`.
 template <class MakeText>
 HRESULT guardedText(BSTR* result, MakeText&& makeText) noexcept {
     if (!result) return E_POINTER;

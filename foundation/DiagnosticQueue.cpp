@@ -33,7 +33,7 @@ void add(const char* category, const WCHAR* text) {
     ++count;
 }
 
-/// In a forked child: the lines are its parent's, and so is whoever held the lock.
+/// For a forked child: the lines are its parent's, and a thread that held the lock doesn't exist.
 void beginAnew() {
     ::new (&queueLock) std::mutex;
     first = 0;

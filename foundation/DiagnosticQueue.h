@@ -1,9 +1,10 @@
 #pragma once
-// What the platform has to say, on its way into the trace.
+// Brings the platform's diagnostic lines into the trace.
 //
-// The platform speaks with locks of its own held, and storing a trace line calls back into it
-// (mutexes, sections). So a word of it only goes into this queue, under a lock that nobody holds
-// across another call, and the next trace line that is stored takes it along.
+// The platform reports while it holds locks of its own, and storing a trace line calls back into
+// the platform (mutexes, sections), which could deadlock. So a diagnostic line only goes into this
+// queue, under a lock that is never held across another call, and is stored together with the next
+// trace line.
 
 #include <cstddef>
 #include <string_view>
@@ -12,15 +13,16 @@
 
 namespace zlk::DiagnosticQueue {
 
+/// A diagnostic line, cut off where it is too long.
 struct Line {
     char category[32];
     WCHAR units[512];
-    std::size_t length;
+    std::size_t length;  // of `units` that are used
 
     std::u16string_view text() const noexcept { return {units, length}; }
 };
 
-/// Listens to the platform while it lives.
+/// Receives the platform's diagnostics while it exists.
 struct Listener {
     Listener() noexcept;
     ~Listener();
@@ -28,7 +30,8 @@ struct Listener {
     Listener& operator=(const Listener&) = delete;
 };
 
-/// Lines that wait. At most 16: later ones are lost, as the first ones tell the cause.
+/// The number of waiting lines. It is at most 16: later lines are dropped, since the first ones
+/// show the cause. From any thread, like take().
 std::size_t waiting() noexcept;
 
 /// Takes the oldest line; false if there is none.

@@ -12,7 +12,8 @@ bool isSlash(WCHAR unit) {
     return unit == u'\\' || unit == u'/';
 }
 
-/// The part of a path that no folder has to be made for: `X:\`, `\\server\share`, leading slashes.
+/// Length of the part of a path for which no folder has to be made: `X:\`, `\\server\share`,
+/// leading slashes.
 std::size_t rootLength(const std::u16string& path) {
     std::size_t at = 0;
     if (path.size() > 1 && path[1] == u':') at = 2;
@@ -29,7 +30,7 @@ void trimEnd(std::u16string& text) {
     while (!text.empty() && iswspace(text.back())) text.pop_back();
 }
 
-/// Without white space and slashes at its end, but for the slash that a root ends with.
+/// The path without white space and slashes at its end, except for the slash of a root.
 std::u16string withoutEnd(std::u16string path) {
     trimEnd(path);
     const std::size_t root = rootLength(path);
@@ -53,7 +54,8 @@ bool makeDirectoryTree(std::u16string path) {
     for (std::size_t end = rootLength(path); end < path.size();) {
         while (end < path.size() && !isSlash(path[end])) ++end;
         const std::u16string folder = path.substr(0, end);
-        // Another process may make it at the same time.
+        // Another process may make the folder at the same time, so a failure counts only if it is
+        // missing.
         if (!directoryExists(folder) && !CreateDirectoryW(folder.c_str(), nullptr) &&
             !directoryExists(folder))
             return false;
@@ -96,7 +98,7 @@ std::u16string GetTempDir() {
     const bool found = length > 0 && length < MAX_PATH;
     std::u16string path(system, found ? length : 0);
     path += u"ZL GlimmerBox\\Temporary File Cache";
-    if (found) makeDirectoryTree(path);  // else it would come to stand in the current folder
+    if (found) makeDirectoryTree(path);  // a relative path would be made in the current folder
     return path;
 }
 

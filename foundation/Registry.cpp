@@ -10,7 +10,7 @@ constexpr std::size_t longestName = 300;
 constexpr std::size_t stringRoom = 150;  // units of a value that is read, terminator included
 constexpr std::size_t longestWritten = 499;
 
-/// A zero would end the name before its time, and so name something else.
+/// The platform would end a name at its first zero, and so find another value.
 bool isName(const std::u16string& name) {
     return name.find(u'\0') == std::u16string::npos;
 }
@@ -95,7 +95,7 @@ bool regReadString(HKEY key, const std::u16string& name, std::u16string& value) 
         RegQueryValueExW(key, name.c_str(), nullptr, &type, reinterpret_cast<BYTE*>(text), &size) ||
         type != REG_SZ)
         return false;
-    // Others may have stored it with no terminator, or with several.
+    // Other programs may have stored the text without a terminator, or with several.
     const std::u16string_view units(text, size / sizeof(WCHAR));
     const std::u16string_view found = units.substr(0, units.find(u'\0'));
     if (found.size() == stringRoom) return false;

@@ -1,8 +1,10 @@
 #pragma once
-// The settings store in the way the system asks for things: what can't be read isn't there.
+// Reads and writes the settings tree with failures reduced to what callers care about: what can't
+// be read counts as missing.
 //
-// Every function takes a null key and then does nothing. A name with an embedded zero names
-// nothing.
+// Keys are borrowed, except for those in a RegistryKey. All functions accept a null key, and then
+// do nothing and report a failure. A name with an embedded zero names nothing. Any thread may call
+// them.
 
 #include <cstdint>
 #include <string>
@@ -11,28 +13,29 @@
 
 namespace zlk {
 
-/// Empty if there is no such key or it can't be opened.
+/// Opens a key below `parent`. Empty if there is no such key, or if it can't be opened.
 RegistryKey regOpenKey(HKEY parent, const std::u16string& name, DWORD access);
-/// Opens the key or makes it with all that is missing above it; empty on failure.
+/// Opens the key, or makes it together with all missing keys above it. Empty on failure.
 RegistryKey regCreateKey(HKEY parent, const std::u16string& name, DWORD access);
 
+/// 0 on failure.
 std::uint32_t regCountSubKeys(HKEY key);
 std::uint32_t regCountValues(HKEY key);
 
-/// The name at `index`; empty if there is none or it has more than 300 units.
+/// The name at `index`. Empty if there is none, or if it has more than 300 units.
 std::u16string regEnumKeyName(HKEY key, std::uint32_t index);
 std::u16string regEnumValueName(HKEY key, std::uint32_t index);
 
-/// False, with `value` as it was, if the value is missing or isn't a REG_DWORD.
+/// False if the value is missing or isn't a REG_DWORD; `value` is unchanged then.
 bool regReadDword(HKEY key, const std::u16string& name, std::uint32_t& value);
 
-/// Empties `value` first. False if the value is missing, isn't a REG_SZ or has more than 149
-/// units.
+/// False if the value is missing, isn't a REG_SZ or has more than 149 units; `value` is empty then.
 bool regReadString(HKEY key, const std::u16string& name, std::u16string& value);
 
-/// False if it can't be written or `value` has more than 499 units.
+/// False if the value can't be written, or if it has more than 499 units.
 bool regWriteString(HKEY key, const std::u16string& name, const std::u16string& value);
-/// The same as a value that is made only now: it enumerates last, its name in this spelling.
+/// The same, but as if the value were new: it comes last in enumerations, and its name is spelled
+/// as here.
 bool regWriteStringAnew(HKEY key, const std::u16string& name, const std::u16string& value);
 
 }  // namespace zlk

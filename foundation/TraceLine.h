@@ -1,5 +1,5 @@
 #pragma once
-// The one trace call of all floors.
+// The trace call of all floors.
 //
 // Lines go to a buffer in shared memory that a viewer process owns (see CLog.h). While no viewer
 // has the log on, a line costs the test of one byte.
@@ -12,9 +12,10 @@
 
 namespace zlk {
 
-/// Writes one line while the log is on. `category` is the class's name; `format` has the
-/// conventions of the wide printf family (`%s` takes a wide string), and its arguments carry
-/// their own types. Returns nothing and never fails towards its caller.
+/// Writes one line if the log is on. `category` is the name of the calling class. `format` follows
+/// the conventions of the wide printf family (`%s` takes a wide string), but the arguments carry
+/// their own types, so a wrong one can't read foreign memory. From any thread; never throws, never
+/// fails.
 template <class... Arguments>
 inline void TraceLine(const char* category, const char* format, const Arguments&... arguments) {
     CLog* log = CLog::process();

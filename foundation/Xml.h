@@ -1,4 +1,6 @@
 #pragma once
+// XML documents, through the XML component.
+
 #include <string>
 #include <string_view>
 
@@ -6,37 +8,37 @@
 
 namespace zlk {
 
-/// One document of the XML component (see IXmlDoc.h for its paths), which lives as long as this.
-/// Where the component can't be created, every operation fails and the document reads as empty.
+/// One document of the XML component; IXmlDoc.h describes the paths. Where the component can't be
+/// created, every operation fails and the document reads as empty. Functions that take texts throw
+/// std::bad_alloc. Not thread-safe.
 class XmlDocument {
   public:
     XmlDocument() noexcept { document_.create(CLSID_XmlDoc); }
 
-    /// Replaces the document by the parsed text; false if it isn't well formed.
+    /// Replaces the document with the parsed text. False if the text isn't well-formed.
     bool load(std::u16string_view text);
-    /// The whole document; empty on failure.
+    /// The whole document as text; empty on failure.
     std::u16string xml() const;
 
-    /// The text of an element; false if there is no such element. `text` is empty then.
+    /// The text of an element. False if there is no such element; `text` is empty then.
     bool value(std::u16string_view path, std::u16string& text) const;
     bool setValue(std::u16string_view path, std::u16string_view text);
     bool attribute(std::u16string_view path, std::u16string_view name, std::u16string& text) const;
 
-    /// Adds a parsed fragment as the last child of the element at `path`, at `/` as the root.
+    /// Parses a fragment and adds it as the last child of the element at `path`; `/` adds the root.
     bool addFragment(std::u16string_view path, std::u16string_view xml);
 
-    /// Adds the element `name`, which is the first of its name there, with its text. The text is
-    /// set and never parsed, and what no document may hold is replaced in it (see legalXmlText):
-    /// a device's own texts can't keep a record out of a list.
+    /// Adds an element with a text. It has to be the first of its name in `parent`. The text is set
+    /// and never parsed, and characters that no document may hold are replaced (see legalXmlText),
+    /// so that a device's own texts can't keep its record out of a list.
     bool addElement(std::u16string_view parent, std::u16string_view name, std::u16string_view text);
 
   private:
     ComPtr<IXmlDoc> document_;
 };
 
-/// The text with another unit in the place of each that no XML document may hold: U+F000 and the
-/// code for a control character, as in the names of a card's files; U+FFFD for half a surrogate
-/// pair and for U+FFFE and U+FFFF.
+/// Replaces the units that no XML document may hold. A control character becomes U+F000 plus its
+/// code, as in the names of a card's files; half a surrogate pair, U+FFFE and U+FFFF become U+FFFD.
 std::u16string legalXmlText(std::u16string_view text);
 
 }  // namespace zlk

@@ -1,5 +1,5 @@
 #pragma once
-// A PTP initiator (ISO 15740) as the floors above see it.
+// The interface of a PTP initiator (ISO 15740), by which the floors above use a camera.
 
 #include <cstdint>
 #include <vector>
@@ -14,39 +14,49 @@
 
 namespace zlk {
 
-/// One operation for each of the standard's, named and numbered as there. A failure is a thrown
-/// PTPCommErrors, and the port is free again by then. A storage or handle of 0 raises
-/// PTP_INVALID_STORAGE_ID or PTP_INVALID_OBJECT_HANDLE and sends nothing, where the operation is
-/// about one storage or object. A device that leaves the data out and answers OK has not failed:
-/// the result is what it is by default, and memory that was to be filled isn't touched.
+/// The operations have the names and numbers of the standard. A failure is a thrown PTPCommErrors,
+/// and the port has been released by then.
+///
+/// Where an operation is about one storage or one object, an id of 0 throws PTP_INVALID_STORAGE_ID
+/// or PTP_INVALID_OBJECT_HANDLE and nothing is sent. A device that sends no data and answers OK has
+/// not failed: the result has its default value, and memory that was to be filled isn't touched.
+///
+/// One thread at a time may use an object. Every operation blocks, also while other programs have
+/// their turn on the port. Memory that is handed in stays the caller's.
 class PtpInterface {
   public:
     virtual ~PtpInterface() = default;
 
     virtual DeviceInfoDataset getDeviceInfo() = 0;
-    /// PTP_SESSION_ALREADY_OPEN and PTP_INVALID_TRANSACTION_ID mean that a session is open, shared
-    /// with another process or left over; the caller can go on.
+    /// PTP_SESSION_ALREADY_OPEN and PTP_INVALID_TRANSACTION_ID mean that a session is open already,
+    /// shared with another process or left over. The caller can go on.
     virtual void openSession() = 0;
+    /// Ends the session for all programs that use the camera.
     virtual void closeSession() = 0;
     virtual std::vector<std::uint32_t> getStorageIDs() = 0;
     virtual StorageInfoDataset getStorageInfo(std::uint32_t storage) = 0;
+    /// `storage` 0xFFFFFFFF means all storages; `format` 0 any format; `parent` 0 any folder, and
+    /// 0xFFFFFFFF the root.
     virtual std::vector<std::uint32_t> getObjectHandles(std::uint32_t storage, std::uint32_t format,
                                                         std::uint32_t parent) = 0;
     virtual ObjectInfoDataset getObjectInfo(std::uint32_t handle) = 0;
+    /// The parameters are those of getObjectHandles().
     virtual std::uint32_t getNumberObjects(std::uint32_t storage, std::uint32_t format,
                                            std::uint32_t parent) = 0;
-    /// Fills `size` bytes of `target`, which the caller knows from the object's info. Where fewer
-    /// arrived, those are in `target` and PTP_INCOMPLETE_TRANSFER is raised; more are left out.
+    /// Fills `size` bytes of `target`; the caller knows the size from the object's info. If fewer
+    /// bytes arrive, they are in `target` and PTP_INCOMPLETE_TRANSFER is thrown. Further bytes are
+    /// dropped.
     virtual void getThumb(std::uint32_t handle, void* target, std::uint32_t size) = 0;
-    /// As getThumb(). `progress` may be null; it can't stop the transfer.
+    /// Like getThumb(). `progress` may be null; its answer can't stop the transfer.
     virtual void getObject(std::uint32_t handle, void* target, std::uint32_t size,
                            ObjectProgressInterface* progress) = 0;
     virtual void deleteObject(std::uint32_t handle, std::uint32_t format) = 0;
-    /// PTP_GENERAL_ERROR, with nothing sent, for a text above 254 units.
+    /// Announces an object. Throws PTP_GENERAL_ERROR, with nothing sent, for a text above 254
+    /// units.
     virtual void sendObjectInfo(ObjectInfoDataset info, std::uint32_t storage,
                                 std::uint32_t parent) = 0;
-    /// Belongs directly behind its sendObjectInfo(); nothing keeps other processes from coming in
-    /// between.
+    /// Sends the bytes of the object that was announced last. Nothing keeps another process from
+    /// using the camera between the two calls.
     virtual void sendObject(const void* data, std::uint32_t size) = 0;
     virtual void initiateCapture(std::uint32_t storage, std::uint32_t format) = 0;
     virtual void formatStore(std::uint32_t storage, std::uint32_t format) = 0;
@@ -55,34 +65,35 @@ class PtpInterface {
     virtual void setObjectProtection(std::uint32_t handle, std::uint32_t status) = 0;
     virtual void powerDown() = 0;
     virtual PropertyDataset getDevicePropDesc(std::uint32_t code) = 0;
-    /// `type` is one of namespace dataType; of any other the value is all zero.
+    /// `type` is one of namespace dataType. For any other type the value is all zero.
     virtual PropertyValue getDevicePropValue(std::uint32_t code, std::uint16_t type) = 0;
-    /// A `type` of 0 is looked up by the property's code. Of a type that isn't understood only the
-    /// command is sent.
+    /// A `type` of 0 stands for the standard type of that property. For a type that isn't supported
+    /// only the command is sent, without data.
     virtual void setDevicePropValue(std::uint32_t code, PropertyValue value,
                                     std::uint16_t type) = 0;
     virtual void resetDevicePropValue(std::uint32_t code) = 0;
     virtual void terminateOpenCapture(std::uint32_t id) = 0;
     virtual void moveObject(std::uint32_t handle, std::uint32_t storage, std::uint32_t parent) = 0;
-    /// The new handle.
+    /// Returns the handle of the copy.
     virtual std::uint32_t copyObject(std::uint32_t handle, std::uint32_t storage,
                                      std::uint32_t parent) = 0;
-    /// At most `maxBytes` bytes into `target`; how many. Fewer are a device's right. More are read
-    /// to their end, left out, and raise PTP_INCOMPLETE_TRANSFER.
+    /// Copies at most `maxBytes` bytes from `offset` on into `target`, and returns how many. A
+    /// device may send fewer. If it sends more, they are received and dropped, and
+    /// PTP_INCOMPLETE_TRANSFER is thrown.
     virtual std::uint32_t getPartialObject(std::uint32_t handle, std::uint32_t offset,
                                            std::uint32_t maxBytes, void* target) = 0;
     virtual void initiateOpenCapture(std::uint32_t storage, std::uint32_t format) = 0;
-    /// Waits for an event, and takes no turn on the port. All zero where the transport delivers
-    /// none.
+    /// Waits for an event, without taking a turn on the port, so others may use the camera
+    /// meanwhile. All zero if none came in the driver's time, or if the transport has no events.
     virtual PtpEvent getEvent() = 0;
 
-    /// What the caller takes the device to be; no traffic.
+    /// Sets the ids that checkConnection() compares with. Nothing is sent.
     virtual void setDeviceId(std::uint32_t vid, std::uint32_t pid) = 0;
-    /// The ids of the device that is there now; whether it is of the vendor that it should be.
+    /// Asks for the ids of the device that is there now. True if its vendor is the expected one.
     virtual bool checkConnection(std::uint32_t* vid, std::uint32_t* pid) = 0;
 
-    /// How many bytes of data the last operation that has some from the device brought; 0 as well
-    /// where it brought none, which is no failure of its own.
+    /// Bytes of data that the last operation with data from the device brought; 0 if it brought
+    /// none, which by itself is no failure.
     virtual std::uint32_t receivedData() const = 0;
 };
 

@@ -1,16 +1,19 @@
 #pragma once
+// The dataset in which a device describes one of its storages.
+
 #include <cstdint>
 
 #include "ptp/PtpDataStream.h"
 
 namespace zlk {
 
-/// One storage of a device (ISO 15740, StorageInfo). Sizes are in bytes; callers know their
-/// defaults, which have 32 bits set in all fields, as "not told".
+/// One storage of a device (ISO 15740, StorageInfo). Sizes are in bytes. The defaults, 0xFFFFFFFF
+/// in fields of any width, tell callers that the device hasn't reported a value.
 class StorageInfoDataset {
   public:
     StorageInfoDataset() = default;
-    /// Parses at the cursor.
+    /// Parses the dataset at the stream's cursor. Throws PTP_GENERAL_ERROR if it is cut short,
+    /// except for texts at its end.
     explicit StorageInfoDataset(PtpDataStream& stream);
     StorageInfoDataset(const StorageInfoDataset&) = default;
     virtual ~StorageInfoDataset() = default;

@@ -1,5 +1,5 @@
 #pragma once
-// What the engine sees of the wire.
+// The interface through which the PTP engine reaches a camera's pipes.
 
 #include <cstdint>
 #include <memory>
@@ -9,33 +9,35 @@
 
 namespace zlk {
 
-/// One camera's pipes: two bulk streams and an interrupt pipe. Calls block, in the limits of the
-/// driver; a failure is a thrown PTPCommErrors, and nothing is tried again.
+/// One camera: two bulk pipes and an interrupt pipe. Calls block, for as long as the driver's
+/// time-outs allow. A failure is a thrown PTPCommErrors, usually PTP_TRANSPORT_ERROR; nothing is
+/// retried. For one thread, except that readInterrupt() may wait in another.
 class TransportInterface {
   public:
     virtual ~TransportInterface() = default;
 
-    /// PTP_NO_CONNECTION if the device can't be opened. An object can be opened once more after
+    /// Throws PTP_NO_CONNECTION if the device can't be opened. An object may be opened again after
     /// closeConnection().
     virtual void openConnection(const WCHAR* port) = 0;
-    /// Closing twice is harmless.
+    /// Does nothing if the connection is closed already.
     virtual void closeConnection() = 0;
 
-    /// One transfer of all bytes.
+    /// Sends all bytes in one transfer.
     virtual void write(const void* buffer, std::uint32_t length) = 0;
-    /// One transfer of at most `length` bytes. `*bytesRead`, 0 before the call, becomes the count;
-    /// 0 is also what a packet of no bytes gives.
+    /// Receives one transfer of at most `length` bytes. `*bytesRead`, which the caller sets to 0
+    /// before, becomes their number; 0 also stands for a zero-length packet.
     virtual void read(void* buffer, std::uint32_t length, std::uint32_t* bytesRead) = 0;
-    /// Waits for an event. A transport without events, or whose driver gave up waiting, leaves
-    /// the buffer as it is.
+    /// Waits for an event. If the driver gives up waiting, or the transport has no events, the
+    /// buffer is left as it is.
     virtual void readInterrupt(void* buffer, std::uint32_t length) = 0;
 
-    /// Of a bulk pipe, in bytes; 0 if the transport doesn't know it.
+    /// Packet size of a bulk pipe in bytes; 0 if it isn't known.
     virtual std::uint32_t getMaxPacketSize() = 0;
+    /// USB ids of the camera.
     virtual void getVidPid(std::uint32_t* vid, std::uint32_t* pid) = 0;
 };
 
-/// The transport of this system. Never null.
+/// A closed transport for the driver family of this system. Never null. Defined in transport/.
 std::unique_ptr<TransportInterface> createTransport();
 
 }  // namespace zlk

@@ -1,4 +1,4 @@
-// The engine: construction, the frame of an operation, the three phases of a transaction.
+// The engine: construction, and the three phases of a transaction.
 
 #include "ptp/ZlPTPdrv.h"
 
@@ -15,14 +15,16 @@ constexpr char lowCategory[] = "ZlPTPdrv_Low";
 
 constexpr std::uint16_t eventStreamSize = 200;
 
-// A response with all of its parameters is not longer, and of data it is the head.
+// Bytes. A response with all of its parameters isn't longer. Of a data container this reads the
+// header, which says how much more there is.
 constexpr std::uint32_t firstRead = 36;
 constexpr std::uint32_t furtherRead = dataStreamSize;
 
-// Objects above 20 MiB are asked for in pieces; whoever claims this much is broken.
+// Bytes. Objects above 20 MiB are usually asked for in pieces, so a camera that claims more than
+// this is broken.
 constexpr std::uint32_t largestContainer = 256u << 20;
 
-// This camera refuses to open an open session and counts the refused command.
+// This model refuses to open a session that is open, but counts the refused command.
 constexpr std::uint32_t countingVid = 0x5AF1;
 constexpr std::uint32_t countingPid = 0x7C35;
 
@@ -37,7 +39,7 @@ void ZlPTPdrv::connect(Connecting connecting) {
     } catch (PTPCommErrors error) {
         TraceLine(category, "ZlPTPdrv constructor exception(%x)",
                   static_cast<std::uint32_t>(error));
-        // A mutex that was taken is let go by the arbiter's destructor.
+        // If the port's mutex was taken, the arbiter's destructor releases it.
         transport.reset();
         vid = pid = 0;
     }
@@ -45,8 +47,8 @@ void ZlPTPdrv::connect(Connecting connecting) {
 
 void ZlPTPdrv::open(std::unique_ptr<PTPSyncInterface> arbiter) {
     arbiter->setPort(port.c_str());
-    // Not before: the destructor takes out of the table what was entered, and an empty port would
-    // be found in its first entry.
+    // `sync` is set only after setPort() has succeeded: the destructor removes the port of `sync`
+    // from the table, and an empty port would match the first entry there.
     sync = std::move(arbiter);
     transactionID = sync->getMutex(port.c_str());
     transport = createTransport();
@@ -98,6 +100,7 @@ bool ZlPTPdrv::checkConnection(std::uint32_t* foundVid, std::uint32_t* foundPid)
     *foundVid = *foundPid = 0;
     checkTransport();
     std::uint32_t v = vid, p = pid;
+    // Inside of a progress report the port is held already, and the camera is in a transaction.
     if (!busy) hold("checkConnection", [&] { transport->getVidPid(&v, &p); });
     TraceLine(category, "checkConnection vid(0x%04x) pid(0x%04x)", v, p);
     *foundVid = v;
@@ -115,7 +118,7 @@ void ZlPTPdrv::openSession() {
         "openSession",
         [&] {
             saved = transactionID;
-            transactionID = 0;  // a session begins to count anew
+            transactionID = 0;  // a session counts from 0
             sendCommand(0x1002, 1, params);
             responseBlock = readResponce(0x1002, nullptr);
             transactionID = 1;
@@ -125,7 +128,7 @@ void ZlPTPdrv::openSession() {
 }
 
 std::uint32_t ZlPTPdrv::recoverTransactionID(std::uint32_t saved) const {
-    // A camera that has kept its session tells where its count stands.
+    // A camera that has kept its session reports in the refusal how far its count has come.
     if (saved == 0 && lastResponseCode == PTP_SESSION_ALREADY_OPEN && lastResponseId != 0)
         return lastResponseId + 1;
     return vid == countingVid && pid == countingPid ? saved + 1 : saved;
@@ -139,11 +142,12 @@ void ZlPTPdrv::sendCommand(std::uint32_t code, std::uint16_t paramCount,
                            const std::uint32_t* parameters) {
     TraceLine(lowCategory, "sendCommand operation(0x%x)", code);
     TraceLine(lowCategory, "sendCommand transactionID(%d)", transactionID);
+    // The length is written last, when it is known.
     dataStream.setCursor(4);
     dataStream.writeU16(static_cast<std::uint16_t>(ContainerType::Command));
     dataStream.writeU16(static_cast<std::uint16_t>(code));
     dataStream.writeU32(transactionID++);
-    // Cameras count the parameters, and take trailing zeros for parameters.
+    // Cameras count the parameters, and take missing ones for 0.
     while (!sendsAllParameters && paramCount > 0 && parameters[paramCount - 1] == 0) --paramCount;
     for (std::uint16_t i = 0; i < paramCount; ++i) dataStream.writeU32(parameters[i]);
     const std::uint32_t length = dataStream.cursor();
@@ -160,13 +164,13 @@ void ZlPTPdrv::sendData(std::uint32_t code, const void* data, std::uint32_t size
     dataStream.writeU32(total);
     dataStream.writeU16(static_cast<std::uint16_t>(ContainerType::Data));
     dataStream.writeU16(static_cast<std::uint16_t>(code));
-    dataStream.writeU32(transactionID - 1);  // of the command just sent
+    dataStream.writeU32(transactionID - 1);  // that of the command just sent
     if (size > 0) std::memcpy(dataStream.place(containerHeaderSize, size), data, size);
     transport->write(dataStream.data(), total);
     TraceLine(lowCategory, "sendData length(%d)", total);
 }
 
-/// Never more than was asked for, whatever the transport says.
+/// A transport that claims to have read more than was asked for isn't believed.
 std::uint32_t ZlPTPdrv::readSome(std::uint32_t at, std::uint32_t length) {
     std::uint32_t count = 0;
     transport->read(dataStream.place(at, length), length, &count);
@@ -179,6 +183,8 @@ ContainerBlock ZlPTPdrv::readResponce(std::uint16_t expectedCode,
                                       ObjectProgressInterface* progress) {
     TraceLine(lowCategory, "readResponce------------------");
     dataStream.clear();
+    // First phase: whatever comes is read up to the length of a response, and its header is
+    // decoded.
     std::uint32_t total = readSome(0, firstRead);
     const ContainerBlock block(dataStream);
     TraceLine(lowCategory, "readResponce bytesRead(%d)", total);
@@ -189,13 +195,17 @@ ContainerBlock ZlPTPdrv::readResponce(std::uint16_t expectedCode,
     TraceLine(lowCategory, "readResponce CB.param1(0x%x)", block.param1);
     TraceLine(lowCategory, "readResponce CB.param2(0x%x)", block.param2);
     TraceLine(lowCategory, "readResponce CB.param3(0x%x)", block.param3);
+    // openSession() needs these even if the container is refused below.
     lastResponseCode = block.code;
     lastResponseId = block.id;
     if (total < containerHeaderSize) throw PTP_INCOMPLETE_TRANSFER;
+    // A refusal becomes an exception. So does data of another operation, which shows that the two
+    // sides are out of step.
     const bool refused = block.is(ContainerType::Response) && block.code != ptpOk;
     const bool stranger = block.is(ContainerType::Data) && block.code != expectedCode;
     if (refused || stranger) throw static_cast<PTPCommErrors>(block.code);
     if (block.length > largestContainer) throw PTP_OUT_OF_MEMORY;
+    // Second phase: the rest of a data container.
     dataStream.makeRoom(block.length);
     while (block.length > total) {
         total += readSome(total, std::min(block.length - total, furtherRead));
@@ -203,13 +213,14 @@ ContainerBlock ZlPTPdrv::readResponce(std::uint16_t expectedCode,
     }
     TraceLine(lowCategory, "readResponce length(%d)", total);
     expectNullPacket(total);
-    // Once more: a header may have come in a packet of its own, in front of its parameters.
+    // The header is decoded again, since its parameters may have been missing the first time: a
+    // header may come in a packet of its own.
     const ContainerBlock whole(dataStream);
     dataStream.endReadsAt(std::min(total, whole.length));
     return whole;
 }
 
-/// A transfer that fills its last packet is ended by a packet of no bytes.
+/// A transfer that fills its last packet is ended by a zero-length packet.
 void ZlPTPdrv::expectNullPacket(std::uint32_t received) {
     if (maxPacketSize == 0 || received % maxPacketSize != 0) return;
     TraceLine(lowCategory, "readResponce - looking for NULL packet");

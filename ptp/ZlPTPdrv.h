@@ -1,11 +1,10 @@
 #pragma once
 // The PTP initiator over USB.
 //
-// A transaction is a command, data in one direction or none, and a response. It runs inside a hold
-// of the port's mutex, which all processes share, and takes its id from the port's counter, which
-// they share too: they go on counting from each other's last id, in one session of the camera.
-// Nothing here tries again, waits or resets a pipe: a failure goes to the caller at once, and the
-// port is released on every way out.
+// A transaction is a command, data in one direction or none, and a response. It runs while the
+// port's mutex is held, and takes its id from the port's counter; all processes share both. So they
+// continue each other's count, in one session of the camera. Nothing is retried here, and no pipe
+// is reset: a failure goes to the caller at once, and the port is released in every case.
 
 #include <memory>
 
@@ -16,19 +15,21 @@
 
 namespace zlk {
 
-/// One connection to one port, used from one thread at a time. There is no reconnecting: build
-/// another. While it reports progress it is there, by checkConnection(), and any other operation
-/// is PTP_GENERAL_ERROR.
+/// One connection to one port, for one thread at a time. A broken connection can't be repaired: its
+/// user makes a new object. While a progress report is running, checkConnection() may be called and
+/// answers from memory; any other operation throws PTP_GENERAL_ERROR.
 ///
-/// A camera is not believed: a container above 256 MiB is PTP_OUT_OF_MEMORY, a read of no bytes
-/// inside of one PTP_NO_RESPONSE, and no byte is handed out that wasn't received.
+/// What a camera sends isn't trusted. A container above 256 MiB throws PTP_OUT_OF_MEMORY, a read of
+/// no bytes in the middle of a container throws PTP_NO_RESPONSE, and no byte is handed out that
+/// wasn't received.
 class ZlPTPdrv : public PtpInterface {
   public:
-    /// A connection that fails raises nothing; the first operation then raises PTP_NO_CONNECTION.
+    /// Opens the port. If that fails nothing is thrown; every operation then throws
+    /// PTP_NO_CONNECTION.
     explicit ZlPTPdrv(const wString& port);
-    /// Looks for the port by the ids, where the system's arbiter can do that.
+    /// Finds the port by the camera's USB ids, on systems whose arbiter knows them.
     ZlPTPdrv(std::uint32_t vid, std::uint32_t pid);
-    /// Leaves the session open: it belongs to all processes.
+    /// Leaves the session open, since it belongs to all processes.
     ~ZlPTPdrv() override;
     ZlPTPdrv(const ZlPTPdrv&) = delete;
     ZlPTPdrv& operator=(const ZlPTPdrv&) = delete;
@@ -74,43 +75,51 @@ class ZlPTPdrv : public PtpInterface {
     bool checkConnection(std::uint32_t* foundVid, std::uint32_t* foundPid) override;
     std::uint32_t receivedData() const override;
 
-    /// Of a device that another camera is plugged into: the USB ids of that camera.
+    /// Our own operations, for a dock: the USB ids of the camera that is plugged into it. `first`
+    /// and `second` are the response's parameters.
     void ZLconnectedCameraId(std::uint32_t* first, std::uint32_t* second);
     void ZLpressSaveButton(std::uint32_t* first, std::uint32_t* second);
     void ZLconnectedCameraId2(std::uint32_t* first, std::uint32_t* second);
 
   protected:
-    /// Whether a camera that has refused a command, whose trailing zeros were left out, may have
-    /// missed them. It is then sent once more with all of its parameters, as all later ones are.
-    /// The maker's own models never miss any.
+    /// Trailing parameters of 0 are left out of a command. Returns whether a camera that has
+    /// refused such a command may have missed them. The command is then repeated with all of its
+    /// parameters, and all later ones have theirs. The maker's own models never miss any.
     virtual bool mayMissParameters(PTPCommErrors refusal) const;
 
   private:
-    struct Operation;  // its name, code, and what it asks of its first parameter
+    struct Operation;  // an operation's name and code, and the tests before it
 
     /// Runs `connecting`; what it raises is traced, and leaves the object without a transport.
     template <class Connecting>
+    /// Runs `connecting`. An exception is traced, and leaves the object without a transport.
     void connect(Connecting connecting);
+    /// Takes a turn on the port, and opens it. The caller releases the port.
     void open(std::unique_ptr<PTPSyncInterface> arbiter);
 
-    /// Tests for a transport and of the first parameter, outside of the port's mutex.
+    /// Throws if there is no transport, or if an id is 0 that mustn't be. Outside of the port's
+    /// mutex.
     void begin(const Operation& operation);
     /// Runs `body` inside a hold of the port; `recover` tells the id that a failure stores.
     template <class Body, class Recover>
+    /// Runs `body` while the port is held. If it throws, the id that `recover` returns becomes the
+    /// next command's.
     void hold(const char* name, Body body, Recover recover);
     template <class Body>
     void hold(const char* name, Body body);
     /// hold(), and once more if the camera may have missed parameters.
     template <class Body>
+    /// hold(), repeated once if the camera may have missed parameters.
     void attempt(const Operation& operation, std::uint16_t paramCount, Body body);
     /// A whole operation without data.
     void perform(const Operation& operation, std::uint16_t paramCount);
-    /// One that has begun, without data or with data to the device.
+    /// An operation after begin(), without data or with data to the device.
     void transact(const Operation& operation, std::uint16_t paramCount);
     void transact(const Operation& operation, std::uint16_t paramCount, const void* data,
                   std::uint32_t size);
     /// With data from the device, which `parse` takes from the stream, if any came.
     template <class Parse>
+    /// A whole operation with data from the device; if any comes, `parse` takes it from the stream.
     void performReceiving(const Operation& operation, std::uint16_t paramCount, Parse parse,
                           ObjectProgressInterface* progress = nullptr);
     template <class Dataset>
@@ -118,34 +127,40 @@ class ZlPTPdrv : public PtpInterface {
     std::vector<std::uint32_t> receiveList(const Operation& operation, std::uint16_t paramCount);
     void receiveObject(const Operation& operation, void* target, std::uint32_t size,
                        ObjectProgressInterface* progress);
+    /// Bytes of the payload in the stream.
     std::uint32_t payloadSize() const;
     void askForCamera(const Operation& operation, std::uint32_t* first, std::uint32_t* second);
     void setParams(std::uint32_t first, std::uint32_t second = 0, std::uint32_t third = 0);
 
     void checkTransport() const;
+    /// The phases of a transaction: command, data to the device, and data from the device or a
+    /// response, whichever comes.
     void sendCommand(std::uint32_t code, std::uint16_t paramCount, const std::uint32_t* parameters);
     void sendData(std::uint32_t code, const void* data, std::uint32_t size);
     ContainerBlock readResponce(std::uint16_t expectedCode, ObjectProgressInterface* progress);
+    /// One read into the stream; returns the number of bytes, at least 1.
     std::uint32_t readSome(std::uint32_t at, std::uint32_t length);
+    /// Reads the zero-length packet that follows a container of that size, if one has to.
     void expectNullPacket(std::uint32_t received);
+    /// The next command's id after a failed openSession(), before which it was `saved`.
     std::uint32_t recoverTransactionID(std::uint32_t saved) const;
 
     std::unique_ptr<TransportInterface> transport;  // null: not connected
     std::unique_ptr<PTPSyncInterface> sync;
-    ContainerBlock responseBlock;     // the last response of an operation
-    ContainerBlock dataBlock;         // the first container of an operation that can have data
+    ContainerBlock responseBlock;  // the response of the last operation
+    ContainerBlock dataBlock;  // the first container of the last operation that can receive data
     std::uint32_t transactionID = 0;  // of the next command, while the port is held
-    PtpDataStream dataStream;
+    PtpDataStream dataStream;         // the container that is being sent or received
     PtpDataStream eventStream;
-    std::uint32_t params[3] = {};
+    std::uint32_t params[3] = {};  // of the operation under way
     wString port;
-    std::uint32_t vid = 0;
+    std::uint32_t vid = 0;  // of the camera that is expected, as is `pid`
     std::uint32_t pid = 0;
-    std::uint32_t lastResponseCode = 0;  // of the last container, before any test on it
+    std::uint32_t lastResponseCode = 0;  // of the last container received, before it is tested
     std::uint32_t lastResponseId = 0;
-    std::uint32_t maxPacketSize = 64;  // until the transport has told its own
-    bool busy = false;                 // in a transaction
-    bool sendsAllParameters = false;   // trailing zeros too
+    std::uint32_t maxPacketSize = 64;  // bytes; the transport's value once it is open
+    bool busy = false;                 // a transaction is under way
+    bool sendsAllParameters = false;   // commands keep their trailing zeros
 };
 
 }  // namespace zlk

@@ -1,5 +1,5 @@
 #pragma once
-// The frame around each operation, for the files of ZlPTPdrv alone.
+// The frame of every operation, a turn on the port. Only for the source files of ZlPTPdrv.
 
 #include "foundation/TraceLine.h"
 #include "ptp/ZlPTPdrv.h"
@@ -7,13 +7,14 @@
 namespace zlk {
 
 inline constexpr char category[] = "ZlPTPdrv";
-inline constexpr std::uint16_t dataStreamSize = 32768;
+inline constexpr std::uint16_t dataStreamSize = 32768;  // bytes; large enough for any dataset
 
-/// The port is free again on every way out. Where it was never had, its counter is not ours to
-/// store.
+/// The port is released in every case. If getMutex() failed, the port was never held, and its
+/// counter must not be overwritten.
 template <class Body, class Recover>
 void ZlPTPdrv::hold(const char* name, Body body, Recover recover) {
-    // Who comes out of a progress report would take the stream from under the transfer.
+    // A progress report that starts another operation would overwrite the stream of the transfer
+    // that reports.
     if (busy) throw PTP_GENERAL_ERROR;
     const struct Busy {
         bool& flag;

@@ -1,4 +1,4 @@
-// The operations of ISO 15740, and the three of our own.
+// The operations of ISO 15740, and three of our own.
 
 #include <algorithm>
 #include <cstring>
@@ -10,12 +10,12 @@
 namespace zlk {
 namespace {
 
-enum class First { Anything, Storage, Handle };  // a storage or a handle must not be 0
-enum class Exit { Silent, Traced };
+enum class First { Anything, Storage, Handle };  // which id must not be 0
+enum class Exit { Silent, Traced };              // whether the trace also has the operation's end
 
 }  // namespace
 
-/// How an operation goes, besides its parameters.
+/// What is specific to an operation, besides its parameters.
 struct ZlPTPdrv::Operation {
     const char* name;
     std::uint16_t code;
@@ -25,6 +25,7 @@ struct ZlPTPdrv::Operation {
 
 namespace {
 
+// Bytes; a dataset with four usual texts fits, and the stream can grow.
 constexpr std::uint16_t objectInfoRoom = 1024;
 constexpr std::uint16_t propertyTextRoom = 256;
 
@@ -92,8 +93,9 @@ void ZlPTPdrv::attempt(const Operation& operation, std::uint16_t paramCount, Bod
         hold(operation.name, body);
     } catch (PTPCommErrors refusal) {
         if (!leavesOut || !mayMissParameters(refusal)) throw;
-        // From now on, also where this command is refused again: there are responders that take
-        // what is left out from the command before, and answer another question without a word.
+        // This holds from now on, even if the command is refused again. Some responders take
+        // missing parameters from the command before, and so would answer another question without
+        // an error.
         sendsAllParameters = true;
         hold(operation.name, body);
     }
@@ -116,7 +118,8 @@ void ZlPTPdrv::transact(const Operation& operation, std::uint16_t paramCount, co
                         std::uint32_t size) {
     if (size > 0xFFFFFFFF - containerHeaderSize) throw PTP_OUT_OF_MEMORY;
     attempt(operation, paramCount, [&] {
-        // Before the command: a camera that has got that waits for the data.
+        // The memory is made before the command is sent: a camera that has got the command waits
+        // for the data, and would wait in vain.
         if (dataStream.size() < size + containerHeaderSize)
             dataStream.resize(size + containerHeaderSize);
         sendCommand(operation.code, paramCount, params);
@@ -134,7 +137,8 @@ void ZlPTPdrv::performReceiving(const Operation& operation, std::uint16_t paramC
         sendCommand(operation.code, paramCount, params);
         dataBlock = readResponce(operation.code, progress);
         if (!dataBlock.is(ContainerType::Data)) return;
-        // The response has to leave the pipe before anybody hears that the data were no good.
+        // A response follows even if the data is unusable. It must be read before the error is
+        // reported, or it would stand in the pipe before the next answer.
         PTPCommErrors broken{};
         try {
             parse();
@@ -153,13 +157,13 @@ std::uint32_t ZlPTPdrv::receivedData() const {
     return dataBlock.is(ContainerType::Data) ? payloadSize() : 0;
 }
 
-/// Of the data container that was read whole.
 std::uint32_t ZlPTPdrv::payloadSize() const {
     return dataBlock.length > containerHeaderSize ? dataBlock.length - containerHeaderSize : 0;
 }
 
 template <class Dataset>
 Dataset ZlPTPdrv::receiveDataset(const Operation& operation, std::uint16_t paramCount) {
+    // Without data the result is a dataset with its default values.
     std::optional<Dataset> dataset(std::in_place);
     performReceiving(operation, paramCount, [&] { dataset.emplace(dataStream); });
     return *dataset;
@@ -179,7 +183,8 @@ void ZlPTPdrv::receiveObject(const Operation& operation, void* target, std::uint
         [&] {
             const std::uint32_t count = std::min(payloadSize(), size);
             if (count > 0) std::memcpy(target, dataStream.data() + dataStream.cursor(), count);
-            // Before the response, for which all of the stream is cleared.
+            // The large block is given back before the response is read, which would clear all of
+            // it.
             dataStream.resize(dataStreamSize);
             if (count < size) throw PTP_INCOMPLETE_TRANSFER;
         },
@@ -301,6 +306,7 @@ void ZlPTPdrv::setDevicePropValue(std::uint32_t code, PropertyValue value, std::
     if (type == 0) type = typeOfProperty(code);
     PtpDataStream stream(propertyTextRoom);
     value.write(stream, type);
+    // A type that isn't supported has written nothing.
     if (stream.cursor() == 0) return transact(operation, 1);
     transact(operation, 1, stream.data(), stream.cursor());
 }
@@ -345,21 +351,24 @@ void ZlPTPdrv::initiateOpenCapture(std::uint32_t storage, std::uint32_t format) 
 }
 
 PtpEvent ZlPTPdrv::getEvent() {
+    // An event's length in bytes: the header's first fields, and the largest that is defined.
     constexpr std::uint32_t shortest = 8;
     constexpr std::uint32_t longest = 20;
+    // Containers of an impossible length are skipped, but a device that sends nothing else isn't
+    // listened to for ever.
     constexpr int mostBroken = 4;
     checkTransport();
     for (int i = 0; i < mostBroken; ++i) {
         eventStream.clear();
         transport->readInterrupt(eventStream.place(0, eventStream.size()), eventStream.size());
         const PtpEvent event(eventStream);
-        if (event.length == 0) return {};  // none was delivered
+        if (event.length == 0) return {};  // none has come
         if (event.length >= shortest && event.length <= longest) return event;
     }
     return {};
 }
 
-/// The answer stands in the response alone.
+/// These operations have no data; the answer is in the response's parameters.
 void ZlPTPdrv::askForCamera(const Operation& operation, std::uint32_t* first,
                             std::uint32_t* second) {
     perform(operation, 0);

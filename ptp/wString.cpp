@@ -11,9 +11,10 @@
 namespace zlk {
 namespace {
 
+// Units.
 constexpr std::size_t ordinaryCapacity = 256;
 
-/// Room for most texts to grow in.
+/// Leaves room in which most texts can grow.
 std::size_t capacityFor(std::size_t length) {
     return length + 1 > ordinaryCapacity ? length + ordinaryCapacity : ordinaryCapacity;
 }
@@ -44,7 +45,6 @@ wString::wString(const wString& other) {
     if (other.text) take(other.view(), other.capacity);
 }
 
-/// Without text if the memory can't be had.
 void wString::take(std::u16string_view wide, std::size_t room) {
     text.reset();
     capacity = length = 0;
@@ -69,7 +69,7 @@ void wString::append(const wString& source) {
         wString joined;
         joined.take(view(), room);
         if (!joined.text) return;
-        const std::uint32_t added = source.length;  // the source may be this very text
+        const std::uint32_t added = source.length;  // saved, since `source` may be this object
         std::ranges::copy(source.view(), joined.text.get() + length);
         joined.length += added;
         text = std::move(joined.text);

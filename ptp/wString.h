@@ -1,5 +1,5 @@
 #pragma once
-// The text class of the PTP stack.
+// The text class of the PTP stack and of the floors that use it.
 
 #include <cstdint>
 #include <memory>
@@ -9,43 +9,44 @@
 
 namespace zlk {
 
-/// A text of UTF-16 code units, which are counted and not interpreted. Raises nothing: where
-/// memory can't be had, it is left without text.
+/// A text of UTF-16 code units, which are counted and not interpreted. Nothing is thrown: where
+/// there is no memory, the text is empty or stays as it was. Not thread-safe, not even narrow().
 class wString {
   public:
     wString() = default;
-    /// Null or "" gives an empty text.
+    /// Copies a zero-terminated text. Null gives an empty text.
     explicit wString(const WCHAR* wide);
-    /// UTF-8; null or "" gives an empty text.
+    /// Copies a zero-terminated text in UTF-8. Null, or what isn't UTF-8, gives an empty text.
     explicit wString(const char* utf8);
     explicit wString(std::u16string_view wide);
     wString(const wString& other);
     wString(wString&& other) noexcept = default;
     virtual ~wString() = default;
-    // An assignment that can't empty its target has to say so by its name.
+    // There is no assignment operator, since assign() doesn't do what one does.
     wString& operator=(const wString&) = delete;
 
-    /// Takes over the other's text. An empty one changes nothing: that is how a dataset's defaults
-    /// survive what a camera leaves empty.
+    /// Copies the other's text. An empty one changes nothing, so that a dataset's defaults survive
+    /// where a camera leaves a text empty.
     void assign(const wString& source);
     void append(const wString& source);
     void append(const WCHAR* wide);
 
     /// The unit at `index`; 0 at or beyond `capacity`.
     std::uint16_t charAt(std::uint32_t index) const;
-    /// UTF-8; lives until the next call, or as long as this.
+    /// The text in UTF-8, valid until the next call or as long as this object.
     const char* narrow() const;
 
     std::u16string_view view() const { return {text ? text.get() : u"", length}; }
     /// Terminated by a zero; never null.
     const WCHAR* c_str() const { return text && length ? text.get() : u""; }
 
-    std::unique_ptr<char[]> mutable narrowText;  ///< what narrow() gave out
-    std::unique_ptr<WCHAR[]> text;               ///< `capacity` units; terminated if not empty
-    std::uint32_t capacity = 0;
-    std::uint32_t length = 0;  ///< without the terminator
+    std::unique_ptr<char[]> mutable narrowText;  ///< the result of the last narrow()
+    std::unique_ptr<WCHAR[]> text;               ///< `capacity` units; zero-terminated if not empty
+    std::uint32_t capacity = 0;                  ///< units of `text`, with room for the terminator
+    std::uint32_t length = 0;                    ///< without the terminator
 
   private:
+    /// Replaces the text, in `room` units of new memory. Empty if there is no memory.
     void take(std::u16string_view wide, std::size_t room);
 };
 
