@@ -1,5 +1,5 @@
 #pragma once
-// The abstract device: what the device objects ask of a camera or a card.
+// The interface of a camera or a card, as the device objects use it.
 
 #include <cstdint>
 #include <string>
@@ -11,21 +11,21 @@ namespace zlk {
 
 class FileInfoList;
 
-/// Outcomes of device operations, as applications read them from ErrorCode.
+/// Results of device operations. Applications read these numbers from ErrorCode.
 enum class DeviceCode : std::int32_t {
     Success = 0,
-    Held = 2,            ///< somebody else holds the device
-    NotLocked = 3,       ///< this object holds no device
-    ReadFailed = 4,      ///< reading from the device failed, or a file of it is absent
+    Held = 2,            ///< another object, of this process or another, holds the device
+    NotLocked = 3,       ///< this object doesn't hold a device
+    ReadFailed = 4,      ///< reading from the device failed, or the file isn't there
     WriteFailed = 5,     ///< writing to the device failed
     PcFileUnusable = 6,  ///< the file on this machine can't be made or written
     NotSupported = 8,
     NotConnected = 9,
     DeleteRefused = 10,
-    OutOfMemory = 12,  ///< also: no thumbnail library
+    OutOfMemory = 12,  ///< also: there is no thumbnail library
 };
 
-/// The camera messages, which go to the camera as these numbers.
+/// Tells a camera where a dialogue stands. Cameras know the messages by these numbers.
 enum class CameraMessage : std::int32_t {
     UnloadStart = 1,
     UnloadDone = 2,
@@ -40,28 +40,31 @@ enum class CameraMessage : std::int32_t {
     TagCancel = 203,
 };
 
-/// One device. Operations are called right after CheckConnection gave true, from one thread; the
-/// device may vanish at any moment, which an operation reports as NotConnected or ReadFailed. An
-/// out text is emptied first and stays empty on failure. No exception leaves an operation.
+/// One device, for one thread at a time. An operation may only be called after CheckConnection()
+/// has returned true. The device may vanish at any moment, which an operation reports as
+/// NotConnected or ReadFailed. Text results are cleared first and stay empty on failure. No
+/// exception leaves an operation.
 class CImageDev {
   public:
     virtual ~CImageDev() = default;
 
-    /// Whether the device can be used now.
+    /// Whether the device can be used now. May connect to it.
     virtual bool CheckConnection() = 0;
 
-    /// Adds a record for each file; `progress` may be null.
+    /// Adds a record to `list` for each file. `progress` may be null.
     virtual DeviceCode GetFileInfo(FileInfoList& list, ObjectProgressInterface* progress) = 0;
     virtual DeviceCode DeleteFile(std::u16string id) = 0;
 
-    /// Copies the whole file to `target`, an open file written at its position; `progress` may be
-    /// null. A stop is a success with what was written so far.
+    /// Copies the file's contents to `target`, an open file that stays the caller's, at its current
+    /// position. `progress` may be null. If it stops the copying, the result is Success, with the
+    /// bytes written so far.
     virtual DeviceCode GetFile(std::u16string id, ObjectProgressInterface* progress,
                                HANDLE target) = 0;
-    /// Writes a thumbnail to the new file `fileName`.
+    /// Writes a thumbnail of the file into a new file at the path `fileName`.
     virtual DeviceCode GetThumbnail(std::u16string id, std::u16string fileName) = 0;
 
-    /// The documents that go with the pictures; putting the empty text deletes one.
+    /// The documents that belong to the pictures: print order, intent and share menu. Putting an
+    /// empty text deletes the document.
     virtual DeviceCode GetDpofFile(std::u16string& text) = 0;
     virtual DeviceCode PutDpofFile(std::u16string text) = 0;
     virtual DeviceCode GetIntentFile(std::u16string& text) = 0;
@@ -69,25 +72,27 @@ class CImageDev {
     virtual DeviceCode GetShareMenu(std::u16string& text) = 0;
     virtual DeviceCode PutShareMenu(std::u16string text) = 0;
 
-    /// The device's clock as a `time` document.
+    /// The device's clock, as a document with the element `time`.
     virtual DeviceCode GetDeviceTime(std::u16string& text) = 0;
     virtual DeviceCode PutDeviceTime(std::u16string text) = 0;
 
+    /// Documents in which the device describes itself.
     virtual DeviceCode GetDeviceID(std::u16string& text) = 0;
     virtual DeviceCode GetCameraDiagnostic(std::u16string& text) = 0;
 
-    /// Tells the camera where a dialogue stands; true if it was delivered.
+    /// Sends a message to the camera. True if it was delivered.
     virtual bool SendSpecialMsg(CameraMessage message) = 0;
-    /// Whether the device asks for the share menu to be set up.
+    /// Whether the device requests a new share menu.
     virtual bool CheckForRequestConfigFile() = 0;
-    /// False if the device kind can't answer; `inserted` is then left alone.
+    /// False if this kind of device can't tell; `inserted` is unchanged then.
     virtual bool IsCardInserted(bool& inserted) = 0;
-    /// Turns the descent into subfolders on or off; false if the device kind has no such switch.
+    /// Whether listings go into subfolders. False if this kind of device has no such switch.
     virtual bool SetRecursion(bool enabled) = 0;
 
+    /// The tag list, a document like the share menu.
     virtual DeviceCode GetTagMenu(std::u16string& text) = 0;
     virtual DeviceCode PutTagMenu(std::u16string text) = 0;
-    /// Whether the device asks for the tag list to be set up.
+    /// Whether the device requests a new tag list.
     virtual bool CheckForRequestTagSetupFile() = 0;
 };
 

@@ -20,21 +20,22 @@ namespace {
 
 constexpr char category[] = "CMassStorageDev";
 
-// A second before each pass: a card that has just been put in needs a moment to settle.
+// Milliseconds before each pass: a card that has just been inserted needs a moment until its files
+// are there.
 constexpr DWORD settlingTime = 1000;
 constexpr std::int32_t defaultPasses = 10;
-constexpr std::int32_t maximumPasses = 600;  // ten minutes: no setting keeps a caller for hours
+constexpr std::int32_t maximumPasses = 600;  // ten minutes at most, whatever the setting
 
-// Deeper than any path that the system opens; it bounds the recursion on a crafted card.
+// Units. No deeper path could be opened, and the limit bounds the recursion on a malicious card.
 constexpr std::size_t longestPath = 4096;
 
-/// Empty for a moment that local time can't express.
+/// None for a time that can't be expressed in local time.
 std::optional<FileTimestamp> toFileTimestamp(const FILETIME& fileTime) {
     FILETIME local;
     SYSTEMTIME parts;
     if (!FileTimeToLocalFileTime(&fileTime, &local) || !FileTimeToSystemTime(&local, &parts))
         return std::nullopt;
-    if (parts.wYear < 1900) return FileTimestamp(0);  // a time that was never set
+    if (parts.wYear < 1900) return FileTimestamp(0);  // the time was never set
     const BrokenDownTime moment{parts.wSecond, parts.wMinute,    parts.wHour,
                                 parts.wDay,    parts.wMonth - 1, parts.wYear - 1900};
     const std::int64_t seconds = _mktime64(moment);
@@ -153,7 +154,7 @@ DeviceCode CMassStorageDev::GetFileInfo(FileInfoList& list, ObjectProgressInterf
             cancelled = false;
             Sleep(settlingTime);
             RecurseFolders(rootPath, list, progress);
-            // A stop ends the passes too: only the report of a file can ask for one.
+            // A stop ends the passes too, since only the report of a file can ask for one.
             if (fileCount != 0 || pass >= enumTimeout) break;
         }
         if (progress) progress->reportProgress(100);
@@ -167,7 +168,7 @@ void CMassStorageDev::RecurseFolders(const std::u16string& path, FileInfoList& l
     if (path.size() > longestPath) return;
     const auto entry = std::make_unique<WIN32_FIND_DATAW>();  // too large for a deep stack
     const UniqueWalk walk = startWalk(path + u"\\*.*", *entry);
-    if (!walk) return;  // a folder that can't be read holds nothing
+    if (!walk) return;  // a folder that can't be read counts as empty
     do {
         const std::u16string_view name = entry->cFileName;
         if (name == u"." || name == u"..") continue;
@@ -195,7 +196,7 @@ void CMassStorageDev::addRecord(const std::u16string& path, const WIN32_FIND_DAT
 }
 
 void CMassStorageDev::reportFile(ObjectProgressInterface* progress) {
-    // The walk can't know the total, so each file counts as one percent, up to 99.
+    // The total isn't known during the walk, so each file counts as one percent, up to 99.
     const std::int32_t percent = std::min(fileCount, 99);
     if (fileCount < 100) ++fileCount;
     if (progress && !progress->reportProgress(percent)) cancelled = true;

@@ -1,4 +1,5 @@
 #pragma once
+// A camera or memory card that the system shows as a volume.
 
 #include <optional>
 #include <string>
@@ -15,56 +16,58 @@ struct WIN32_FIND_DATAW;
 
 namespace zlk {
 
-/// A camera or memory card that shows up as a volume: a drive, or a network path. To it a camera
-/// is a tree of folders with a folder MISC for the documents.
+/// The device is a drive or a network path: a tree of folders, with a folder MISC for documents.
 ///
-/// A file id is the full path of a file below the device's root. An id that leads anywhere else
-/// is refused: applications delete by these ids.
+/// A file id is the full path of a file below the device's root. Ids that lead anywhere else are
+/// refused, since applications delete files by these ids.
 class CMassStorageDev final : public CImageDev {
   public:
-    /// `lowLevelId` is a drive root or a network path, in upper case. A device that isn't there
-    /// shows in CheckConnection.
+    /// `lowLevelId` is a drive root or a network path, in upper case. Nothing is checked yet; a
+    /// missing device is noticed by CheckConnection().
     CMassStorageDev(std::u16string lowLevelId, std::u16string contextId);
-    /// Returns when what was written is on the card. Network paths aren't flushed.
+    /// Flushes the drive if anything was written, and blocks until it is on the card. Network paths
+    /// aren't flushed.
     ~CMassStorageDev() override;
     CMassStorageDev(const CMassStorageDev&) = delete;
     CMassStorageDev& operator=(const CMassStorageDev&) = delete;
 
-    /// A drive without a card passes; see IsCardInserted.
+    /// Whether there is such a drive. One without a card counts; see IsCardInserted().
     bool CheckConnection() override;
 
-    /// A volume without a file is walked again each second, up to the time-out of its product
-    /// class. What can't be read is left out; sizes have 32 bits.
+    /// If no file is found, walks the volume again every second, for the number of seconds that the
+    /// settings of its product class have. What can't be read is left out. Sizes have 32 bits.
     DeviceCode GetFileInfo(FileInfoList& list, ObjectProgressInterface* progress) override;
     DeviceCode DeleteFile(std::u16string id) override;
-    /// Waits up to 20 seconds for a file that can't be opened. A file that shrinks meanwhile is
-    /// ReadFailed, one that grows is copied to the size that it had.
+    /// Waits for up to 20 seconds if the file can't be opened. A file that shrinks while it is
+    /// copied gives ReadFailed; one that grows is copied in its former size.
     DeviceCode GetFile(std::u16string id, ObjectProgressInterface* progress,
                        HANDLE target) override;
     DeviceCode GetThumbnail(std::u16string id, std::u16string fileName) override;
 
-    /// Documents: a file of more than 16 MiB reads as OutOfMemory.
+    /// Reading a document of more than 16 MiB gives OutOfMemory.
     DeviceCode GetDpofFile(std::u16string& text) override;
     DeviceCode PutDpofFile(std::u16string text) override;
     DeviceCode GetIntentFile(std::u16string& text) override;
     DeviceCode PutIntentFile(std::u16string text) override;
-    /// A menu or tag list of 204,800 bytes or more is WriteFailed, and the old one stays.
+    /// Writing a menu or tag list of 204,800 bytes or more gives WriteFailed, and the old one
+    /// stays.
     DeviceCode GetShareMenu(std::u16string& text) override;
     DeviceCode PutShareMenu(std::u16string text) override;
     DeviceCode GetTagMenu(std::u16string& text) override;
     DeviceCode PutTagMenu(std::u16string text) override;
     DeviceCode GetDeviceID(std::u16string& text) override;
-    /// NotSupported for a camera that isn't in the camera table.
+    /// NotSupported for a device that isn't in the camera table.
     DeviceCode GetCameraDiagnostic(std::u16string& text) override;
     bool CheckForRequestConfigFile() override;
     bool CheckForRequestTagSetupFile() override;
 
-    /// NotSupported: a volume has no clock.
+    /// NotSupported, since a volume has no clock.
     DeviceCode GetDeviceTime(std::u16string& text) override;
     DeviceCode PutDeviceTime(std::u16string text) override;
 
-    /// True where a message file was attempted: the camera takes the share menu, is connected,
-    /// and knows the message (UnloadError and ConfigError are none of a volume's).
+    /// True if the message file was written, or the attempt made. That takes a camera that supports
+    /// the share menu and is connected, and a message other than UnloadError and ConfigError, which
+    /// aren't used on volumes.
     bool SendSpecialMsg(CameraMessage message) override;
     bool IsCardInserted(bool& inserted) override;
     bool SetRecursion(bool enabled) override;
@@ -72,18 +75,22 @@ class CMassStorageDev final : public CImageDev {
   private:
     // Connection and listing
     bool CheckConnectionUNC();
+    /// Asks the card reader component.
     bool AIO_IsCardInserted();
+    /// Lists the files in a folder and the folders below it.
     void RecurseFolders(const std::u16string& path, FileInfoList& list,
                         ObjectProgressInterface* progress);
     void addRecord(const std::u16string& path, const WIN32_FIND_DATAW& entry, FileInfoList& list);
+    /// Reports progress; sets `cancelled` if it asks for a stop.
     void reportFile(ObjectProgressInterface* progress);
 
-    // Transfers
+    /// Whether the id is a path below the device's root, without any `..`.
     bool isOwnFile(std::u16string_view id) const;
 
-    // Documents
+    /// Writes a document's text in one of the two encodings.
     using Writer = DeviceCode (CMassStorageDev::*)(const std::u16string& path,
                                                    const std::u16string& text);
+    /// The path of a document in the folder MISC.
     std::u16string specialFilePath(const WCHAR* name) const;
     DeviceCode readDocument(const WCHAR* name, UINT codePage, std::u16string& text) const;
     DeviceCode putDocument(const WCHAR* name, const std::u16string& text, Writer writer);
@@ -94,17 +101,17 @@ class CMassStorageDev final : public CImageDev {
 
     std::u16string driveRoot;  // `E:\`; empty for a network path
     std::u16string uncPath;    // empty for a drive
-    std::u16string rootPath;   // of the walk, without a trailing backslash
+    std::u16string rootPath;   // where the walk begins; without a trailing backslash
     std::u16string contextId;
-    bool wroteToVolume = false;  // since the last flush, or tried to
-    std::int32_t fileCount = 0;  // reported in this pass, up to 100
+    bool wroteToVolume = false;  // something was written, or tried to be, since the last flush
+    std::int32_t fileCount = 0;  // files reported in this pass, counted up to 100
     CCamInfo camInfo;
     std::u16string checkMediaMethod;
-    std::int32_t enumTimeout = 0;  // further passes over a volume without files
-    bool cancelled = false;
-    bool recurse = true;
-    ComPtr<ICardReader> aioDevice;               // made when it is first asked, kept
-    std::optional<ThumbnailLibrary> thumbnails;  // once the rest stands
+    std::int32_t enumTimeout = 0;   // further passes over a volume without files, a second each
+    bool cancelled = false;         // a progress report has asked for a stop
+    bool recurse = true;            // whether listings go into subfolders
+    ComPtr<ICardReader> aioDevice;  // made when it is first needed
+    std::optional<ThumbnailLibrary> thumbnails;  // set once the constructor has done the rest
 };
 
 }  // namespace zlk

@@ -1,4 +1,4 @@
-// The documents in the folder MISC, and the message file.
+// The documents in the folder MISC of a volume, and the message file.
 
 #include <algorithm>
 #include <array>
@@ -19,10 +19,11 @@ namespace {
 
 constexpr char category[] = "CMassStorageDev";
 
-constexpr std::int64_t largestDocument = 16 << 20;  // to be read
-constexpr int menuLimit = 204'800;                  // bytes of a menu to be written, with its zero
+constexpr std::int64_t largestDocument = 16 << 20;  // bytes, when read
+constexpr int menuLimit = 204'800;  // bytes of a menu when written, with its terminating zero
 
-// The message file: two blocks that are the same in each, and between them the message.
+// The message file has two blocks, which are the same in each file of a machine, and between them
+// the number of the message. Offsets are in bytes:
 //
 //     0 first block (64) | 64 zeros | 100 message number (1) | 101 zeros | 113 second block (64)
 //     | 177 zeros (23)
@@ -30,7 +31,7 @@ constexpr DWORD messageFileSize = 200;
 constexpr std::size_t firstBlockAt = 0, messageAt = 100, secondBlockAt = 113;
 using MessageBlock = std::array<BYTE, 64>;
 
-/// The block that the settings of this machine give, or zeros.
+/// A block from this machine's settings; zeros if they have none.
 MessageBlock messageBlock(const WCHAR* name) {
     HKEY opened = nullptr;
     RegOpenKeyExW(HKEY_LOCAL_MACHINE, u"Software\\Zephyr-Lanthorn\\Platform", 0, KEY_READ, &opened);
@@ -49,6 +50,7 @@ UniqueHandle createFile(const std::u16string& path) {
                                     FILE_ATTRIBUTE_NORMAL, nullptr));
 }
 
+/// Replaces the file.
 DeviceCode writeFile(const std::u16string& path, std::string_view bytes) {
     const UniqueHandle file = createFile(path);
     DWORD written = 0;
@@ -57,7 +59,7 @@ DeviceCode writeFile(const std::u16string& path, std::string_view bytes) {
     return done ? DeviceCode::Success : DeviceCode::WriteFailed;
 }
 
-/// All bytes of a document.
+/// Reads a whole document.
 DeviceCode readFile(const std::u16string& path, std::string& bytes) {
     const UniqueHandle file(CreateFileW(path.c_str(), GENERIC_READ, FILE_SHARE_READ, nullptr,
                                         OPEN_EXISTING, FILE_ATTRIBUTE_READONLY, nullptr));
@@ -84,7 +86,8 @@ DeviceCode CMassStorageDev::readDocument(const WCHAR* name, UINT codePage,
         std::string bytes;
         const DeviceCode code = readFile(specialFilePath(name), bytes);
         if (code != DeviceCode::Success) return code;
-        // The text ends at the first zero; there is always the one behind the bytes.
+        // The text ends at the first zero, at the latest at the one that c_str() has after the
+        // bytes.
         std::u16string wide(bytes.size() + 1, u'\0');
         const int length = MultiByteToWideChar(codePage, 0, bytes.c_str(), -1, wide.data(),
                                                static_cast<int>(wide.size()));
@@ -106,14 +109,14 @@ DeviceCode CMassStorageDev::putDocument(const WCHAR* name, const std::u16string&
 DeviceCode CMassStorageDev::writeNarrowFile(const std::u16string& path,
                                             const std::u16string& text) {
     wroteToVolume = true;
-    return writeFile(path, utf8Text(text));  // UTF-8 is the system's code page
+    return writeFile(path, utf8Text(text));  // the system's code page is UTF-8
 }
 
 DeviceCode CMassStorageDev::writeUtf8File(const std::u16string& path, const std::u16string& text) {
     std::string bytes(menuLimit, '\0');
-    // The length -1 takes the terminating zero along: cameras expect it in the file.
+    // The length -1 includes the terminating zero, which cameras expect in the file.
     const int length = WideCharToMultiByte(CP_UTF8, 0, text.c_str(), -1, bytes.data(), menuLimit);
-    if (length < 1) return DeviceCode::WriteFailed;  // over the limit: the old file stays
+    if (length < 1) return DeviceCode::WriteFailed;  // too long; the old file stays
     wroteToVolume = true;
     return writeFile(path, std::string_view(bytes).substr(0, static_cast<std::size_t>(length)));
 }
@@ -197,6 +200,8 @@ bool CMassStorageDev::SendSpecialMsg(CameraMessage message) {
         std::ranges::copy(messageBlock(u"MessageBlock1"), file.begin() + firstBlockAt);
         file[messageAt] = static_cast<BYTE>(message);
         std::ranges::copy(messageBlock(u"MessageBlock2"), file.begin() + secondBlockAt);
+        // The attempt counts, whether or not the file can be written. It is flushed at once, so
+        // that the camera finds it now.
         WriteBufToFile(file.data(), messageFileSize, specialFilePath(specialFiles::message));
         if (!driveRoot.empty()) FlushDrive(driveRoot[0]);
         wroteToVolume = false;

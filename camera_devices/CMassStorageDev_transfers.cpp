@@ -1,3 +1,5 @@
+// Copying files from a volume, deleting them, and their thumbnails.
+
 #include <algorithm>
 #include <memory>
 
@@ -15,13 +17,14 @@ namespace {
 
 constexpr char category[] = "CMassStorageDev";
 
-constexpr DWORD blockSize = 65'536;  // also how soon a stop takes effect
+constexpr DWORD blockSize = 65'536;  // bytes; a stop takes effect after at most one block
 
-// A camera that is still writing a picture holds it for a while.
+// A camera that is still writing a picture keeps it locked for a while. Pauses are in milliseconds.
 constexpr int openAttempts = 200;
 constexpr DWORD openPause = 100;
 
-// More than any thumbnail of 160 by 160; a library that claims more isn't believed.
+// Bytes. No thumbnail of 160 by 160 pixels has as many, so a library that claims more isn't
+// believed.
 constexpr std::size_t largestThumbnail = 16 << 20;
 
 void traceError(const char* format, DWORD error) {
@@ -31,7 +34,8 @@ void traceError(const char* format, DWORD error) {
     TraceLine(category, format, static_cast<const WCHAR*>(message));
 }
 
-/// Opens a file of the card for reading, with patience; empty, and traced, where it never can.
+/// Opens a file of the card for reading, with several attempts. If all fail, the last error is
+/// traced and the result is empty.
 UniqueHandle openSource(const std::u16string& path) {
     for (int attempt = 1;; ++attempt) {
         UniqueHandle file(CreateFileW(path.c_str(), GENERIC_READ, FILE_SHARE_READ, nullptr,
@@ -45,19 +49,20 @@ UniqueHandle openSource(const std::u16string& path) {
     }
 }
 
-/// Copies the first `total` bytes, or fewer where a stop is asked for.
+/// Copies the first `total` bytes, or fewer if progress reports ask for a stop.
 DeviceCode copyBytes(HANDLE source, HANDLE target, DWORD total, ObjectProgressInterface* progress) {
     const auto buffer = std::make_unique_for_overwrite<BYTE[]>(blockSize);
     bool stopped = false;
     for (DWORD done = 0; done < total && !stopped;) {
         const DWORD wanted = std::min(total - done, blockSize);
         DWORD got = 0;
-        // Fewer bytes than the size said: the file shrank, or the card went.
+        // Fewer bytes than the file's size mean that the file has shrunk or the card is gone.
         if (!ReadFile(source, buffer.get(), wanted, &got, nullptr) || got != wanted) {
             traceError("GetFile - ReadFile failed - %s", GetLastError());
             return DeviceCode::ReadFailed;
         }
         done += wanted;
+        // The block that was read is still written if the report asks for a stop.
         stopped = progress && !progress->reportProgress(percentOf(done, total));
         DWORD written = 0;
         if (!WriteFile(target, buffer.get(), wanted, &written, nullptr)) {
@@ -82,6 +87,7 @@ void traceThumbnailFailure(std::int32_t result, std::int32_t extendedError) {
     }
 }
 
+/// Writes the thumbnail into a new file.
 DeviceCode saveThumbnail(std::span<const BYTE> picture, const std::u16string& fileName) {
     const UniqueHandle file = createPcFile(fileName);
     if (!file) {
@@ -101,7 +107,7 @@ bool CMassStorageDev::isOwnFile(std::u16string_view id) const {
     const std::size_t root = rootPath.size();
     if (root == 0 || id.size() <= root + 1 || id[root] != u'\\') return false;
     if (!equalIgnoringCase(id.substr(0, root), rootPath)) return false;
-    // For the system a path ends at its first zero, which would make this another file.
+    // The platform ends a path at its first zero, which would make this the path of another file.
     if (id.find(u'\0') != id.npos) return false;
     for (std::u16string_view rest = id.substr(root + 1);;) {
         const std::size_t slash = rest.find_first_of(u"\\/");
@@ -129,7 +135,7 @@ DeviceCode CMassStorageDev::GetFile(std::u16string id, ObjectProgressInterface* 
             traceError("GetFile - GetFileSizeEx failed - %s", GetLastError());
             return DeviceCode::ReadFailed;
         }
-        // Sizes have 32 bits in this contract, here as in the list.
+        // Applications know sizes of 32 bits only, here as in the list.
         const auto total = static_cast<DWORD>(size.QuadPart);
         const DeviceCode code = copyBytes(source.get(), target, total, progress);
         if (code == DeviceCode::Success) TraceLine(category, "GetFile - Done");

@@ -13,7 +13,7 @@ namespace {
 
 constexpr char category[] = "CPTPCameraDev";
 
-/// A session that another process or an earlier object left open is as good as a new one.
+/// A session that another process or an earlier object has left open is as good as a new one.
 bool meansOpenSession(PTPCommErrors error) {
     return error == PTP_INVALID_TRANSACTION_ID || error == PTP_SESSION_ALREADY_OPEN;
 }
@@ -60,7 +60,7 @@ bool CPTPCameraDev::InstantiateConnection(const std::u16string& port) {
     const std::int32_t number = GetPortNumberFromString(port);
     TraceLine(category, "InstantiateConnection port(%d)", number);
     if (!camInfo.isPtp()) return false;
-    // The older driver family names its devices by number, the younger one by their own paths.
+    // The first driver family names its devices by number, the second by device paths.
     const std::u16string path = isVistaOrLater() ? port : formatText(u"\\\\.\\Usbscan%d", number);
     TraceLine(category, "Connect - constructing new ZlPTPdrv");
     try {

@@ -1,4 +1,5 @@
 #pragma once
+// A camera on USB that is used through PTP.
 
 #include <memory>
 #include <string>
@@ -12,56 +13,59 @@
 
 namespace zlk {
 
-/// A camera on USB that speaks PTP. To it a camera is a flat list of objects, among them the
-/// documents, which are known by their names.
+/// The camera is a flat list of objects. The documents are among them, and are recognised by their
+/// names.
 ///
-/// A file id is the object's handle as a signed decimal number. Nothing keeps it to the object: a
-/// handle that the camera has given to another one leads to that.
+/// A file id is the object's handle as a signed decimal number. A camera may give the handle of a
+/// deleted object to a new one, to which the id then leads.
 ///
-/// A camera that vanishes shows in CheckConnection, for good: the object stays bound to the port
-/// that it found first. Whoever holds it drops it then, and makes a new one.
+/// Once the camera has vanished, CheckConnection() returns false for good: the object stays bound
+/// to the port that it found first. Its owner should then destroy it and make a new one.
 class CPTPCameraDev : public CImageDev {
   public:
-    /// `lowLevelId` holds `VID_xxxx` and `&PID_xxxx` in any case; `contextId` leads to the port.
-    /// Nothing is looked for yet.
+    /// `lowLevelId` contains `VID_xxxx` and `&PID_xxxx` in any case; the port is looked up by
+    /// `contextId`. Nothing is looked up yet.
     CPTPCameraDev(const std::u16string& lowLevelId, std::u16string contextId);
-    /// Leaves the session open: whoever comes next goes on in it.
+    /// Leaves the session open, since the next user goes on in it.
     ~CPTPCameraDev() override;
     CPTPCameraDev(const CPTPCameraDev&) = delete;
     CPTPCameraDev& operator=(const CPTPCameraDev&) = delete;
 
-    /// Connects at the first time that the camera is there. Only cameras of the table with the
-    /// protocol PTP are.
+    /// Connects as soon as the camera is there. Only cameras that are in the table, with the
+    /// protocol PTP, are accepted.
     bool CheckConnection() override;
 
-    /// Needs a CheckConnection before. Any failure of the camera and a stop are ReadFailed, with
-    /// the records so far in the list. Folders aren't listed. An object that a camera of another
-    /// maker lists and refuses to describe is there as `DCIM\object <handle>.refused`, of 0 bytes.
+    /// Requires an earlier CheckConnection(). Any failure of the camera, and a stop, give
+    /// ReadFailed; the list has the records so far. Folders aren't listed. If a camera of another
+    /// maker refuses to describe an object, that object is listed as `DCIM\object
+    /// <handle>.refused`, with 0 bytes.
     DeviceCode GetFileInfo(FileInfoList& list, ObjectProgressInterface* progress) override;
     DeviceCode DeleteFile(std::u16string id) override;
-    /// Up to 20 MiB in one piece, which can't be stopped, above that in chunks. Copies as many
-    /// bytes as the object's info says. Fewer from the camera, or more, are ReadFailed; a file on
-    /// this machine that doesn't take them is PcFileUnusable. From a camera of another maker that
-    /// gives no pieces, up to 255 MiB come in one; more is NotSupported.
+    /// A file of up to 20 MiB is copied in one piece and can't be stopped, a larger one in chunks.
+    /// As many bytes are copied as the object's info says; if the camera sends another number, the
+    /// result is ReadFailed. PcFileUnusable: the file on this machine couldn't be written. If a
+    /// camera of another maker doesn't support partial reads, up to 255 MiB are copied in one
+    /// piece; more is NotSupported.
     DeviceCode GetFile(std::u16string id, ObjectProgressInterface* progress,
                        HANDLE target) override;
-    /// The stock picture where the camera has no thumbnail or doesn't deliver it whole. One of
-    /// more than 16 MiB is OutOfMemory. A file that can't be made or written is PcFileUnusable.
+    /// Writes the stock picture if the camera has no thumbnail or doesn't send all of it.
+    /// OutOfMemory for a thumbnail of more than 16 MiB; PcFileUnusable if the file can't be
+    /// written.
     DeviceCode GetThumbnail(std::u16string id, std::u16string fileName) override;
 
-    /// Documents: a file that the camera hasn't got reads as the empty text, one of more than
-    /// 16 MiB as OutOfMemory. The print order and the intent are those that the last GetFileInfo
-    /// saw; they can only be deleted, any other text is NotSupported.
+    /// A document that the camera doesn't have reads as an empty text; one of more than 16 MiB
+    /// gives OutOfMemory. The print order and the intent are those that the last GetFileInfo()
+    /// found. They can only be deleted; putting any other text gives NotSupported.
     DeviceCode GetDpofFile(std::u16string& text) override;
     DeviceCode PutDpofFile(std::u16string text) override;
     DeviceCode GetIntentFile(std::u16string& text) override;
     DeviceCode PutIntentFile(std::u16string text) override;
-    /// The share menu, the tag list and the clock are looked for on the camera by each call. A
-    /// camera of the table that doesn't take the share menu gives NotSupported for menu, tag list
-    /// and clock, and empty texts for the two below.
+    /// The share menu, the tag list and the clock are looked for on the camera by each call. If the
+    /// table says that the camera doesn't support the share menu, these three give NotSupported,
+    /// and the two documents below are empty.
     ///
-    /// A menu or tag list is sent with blanks behind it; where that has more than 204,800 bytes in
-    /// UTF-8 it is WriteFailed and nothing is sent.
+    /// A menu or tag list is sent with blanks after it. If that makes more than 204,800 bytes in
+    /// UTF-8, the result is WriteFailed and nothing is sent.
     DeviceCode GetShareMenu(std::u16string& text) override;
     DeviceCode PutShareMenu(std::u16string text) override;
     DeviceCode GetTagMenu(std::u16string& text) override;
@@ -71,39 +75,42 @@ class CPTPCameraDev : public CImageDev {
     bool CheckForRequestConfigFile() override;
     bool CheckForRequestTagSetupFile() override;
 
-    /// A time that the camera tells in a way that can't be read is this machine's.
+    /// If the camera's time can't be read, the result is this machine's.
     DeviceCode GetDeviceTime(std::u16string& text) override;
     DeviceCode PutDeviceTime(std::u16string text) override;
 
-    /// UnloadDone and ConfigDone end the session; this object doesn't open another.
+    /// UnloadDone and ConfigDone close the session, and this object doesn't open another one.
     bool SendSpecialMsg(CameraMessage message) override;
-    /// Neither question has an answer on this kind of device.
+    /// Both return false: this kind of device supports neither.
     bool IsCardInserted(bool& inserted) override;
     bool SetRecursion(bool enabled) override;
 
   protected:
-    // What tests put something else in the place of.
+    // Replaced in tests.
     virtual std::u16string findCameraPortinRegistry();
     virtual std::unique_ptr<PtpInterface> createDriver(const std::u16string& path);
 
   private:
     using HandleField = std::uint32_t CPTPCameraDev::*;
 
-    // Connection
+    /// Finds the camera's port, connects and opens a session. False, with nothing connected, on
+    /// failure.
     bool FindAndOpenPort();
     bool InstantiateConnection(const std::u16string& port);
     bool OpenCameraSession();
+    /// Whether the camera that is connected still answers. Doesn't connect.
     bool VerifyConnection();
     static std::int32_t GetPortNumberFromString(const std::u16string& port);
-    /// The table knows that this camera takes neither menus nor messages; one that it doesn't know
-    /// is simply tried.
+    /// Whether the table says that this camera supports neither menus nor messages. With a camera
+    /// that isn't in the table they are simply tried.
     bool shareBlocked() const { return camInfo.valid && !camInfo.SwiftPostSupport; }
 
-    // Enumeration
+    /// The walk for the list of files; it also notes the handles of print order and intent.
     bool GetFilesAndDirs(FileInfoList& list, ObjectProgressInterface* progress);
     void listStorage(std::uint32_t storage, FileInfoList& list, ObjectProgressInterface* progress);
     void listObject(std::uint32_t handle, const ObjectInfoDataset& info, FileInfoList& list);
     void listRefused(std::uint32_t handle, PTPCommErrors why, FileInfoList& list);
+    /// The walk for the other documents: notes their handles. False if the camera fails.
     bool EnumXMLFiles();
     void LookForShareMenuFiles(std::uint32_t handle, const ObjectInfoDataset& info);
     static std::uint32_t handleFromId(const std::u16string& id);
@@ -114,26 +121,30 @@ class CPTPCameraDev : public CImageDev {
                             HANDLE target);
     DeviceCode copyInOnePiece(std::uint32_t handle, std::uint32_t size,
                               ObjectProgressInterface* progress, HANDLE target);
+    /// Whether the camera doesn't support partial reads. `piece` gets the first chunk.
     bool refusesPieces(std::uint32_t handle, BYTE* piece);
     bool fetchThumbnail(std::uint32_t handle, BYTE* buffer, std::uint32_t size);
     DeviceCode DeleteFile(std::uint32_t handle);
 
     // Documents
-    struct Menu;  // how one of the two goes to the camera
+    struct Menu;  // how a menu or a tag list is sent
+    /// Finds and reads one of the documents of EnumXMLFiles(). `blocked` is the result for a camera
+    /// that doesn't support them.
     DeviceCode readXmlFile(DeviceCode blocked, HandleField handle, const char* reader,
                            std::u16string& text);
+    /// Reads the object as a text; an empty text for handle 0.
     DeviceCode readDocument(const char* reader, std::uint32_t handle, std::u16string& text);
     DeviceCode deleteDocument(std::uint32_t handle, const std::u16string& text);
     DeviceCode sendMenu(const Menu& menu, std::u16string text);
     bool requestFileExists(HandleField handle);
 
     std::unique_ptr<PtpInterface> ptp;  // null: not connected
-    // The largest that GetFile copied in one piece, kept for the next: to get as many pages of
-    // memory from the kernel each time costs as much as the copying.
+    // The buffer of copyInOnePiece(), kept for the next file: getting so many pages from the kernel
+    // again costs as much time as the copying.
     std::vector<BYTE> picture;
 
-    // Handles of the documents that the last walk saw, 0 for none: of GetFilesAndDirs() the first
-    // two, of EnumXMLFiles() the others.
+    // Handles of the documents, 0 for those that aren't there. The first two are from the last
+    // GetFilesAndDirs(), the others from the last EnumXMLFiles().
     std::uint32_t dpofHandle = 0;
     std::uint32_t intentHandle = 0;
     std::uint32_t deviceIdHandle = 0;
@@ -142,8 +153,9 @@ class CPTPCameraDev : public CImageDev {
     std::uint32_t shareOldHandle = 0;
     std::uint32_t tagRequestHandle = 0;
     std::uint32_t tagOldHandle = 0;
-    std::uint32_t menuFolderHandle = 0;  // where new menus go; 0: the camera decides
+    std::uint32_t menuFolderHandle = 0;  // where new menus belong; 0: the camera decides
 
+    // USB ids of the camera; 0 if there is none, or if connecting failed.
     std::uint16_t vid = 0;
     std::uint16_t pid = 0;
     CCamInfo camInfo;

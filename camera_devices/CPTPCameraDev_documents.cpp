@@ -1,4 +1,4 @@
-// The documents on a camera, its clock, and the messages to it.
+// The documents on a PTP camera, its clock, and the messages to it.
 
 #include "camera_devices/CPTPCameraDev.h"
 #include "camera_devices/DeviceOperation.h"
@@ -11,14 +11,15 @@ namespace {
 
 constexpr char category[] = "CPTPCameraDev";
 
-constexpr std::uint32_t largestDocument = 16 << 20;  // to be read
+constexpr std::uint32_t largestDocument = 16 << 20;  // bytes, when read
 constexpr std::size_t menuLimit = 0x32000;           // bytes of a menu to be sent
 constexpr std::uint32_t dateTimeProperty = 0x5011;
 
-// By what a document is read, which is the name in the trace: UTF-8 is the system's code page too.
+// How a document is read, which is only a name in the trace: the system's code page is UTF-8 too.
 constexpr char narrowReader[] = "GetFileToString";
 constexpr char utf8Reader[] = "GetUTF8FileToString";
 
+/// The dataset that announces an object before it is sent.
 ObjectInfoDataset announcement(const WCHAR* fileName, std::uint32_t size, std::uint32_t folder) {
     ObjectInfoDataset info;
     info.ObjectFormat = specialFiles::scriptFormat;
@@ -38,20 +39,19 @@ DeviceCode CPTPCameraDev::readDocument(const char* reader, std::uint32_t handle,
         if (!VerifyConnection()) return DeviceCode::NotConnected;
         if (handle == 0) return DeviceCode::Success;
         const std::uint32_t size = ptp->getObjectInfo(handle).ObjectCompressedSize;
-        // Without its description nobody knows that it is empty.
+        // A camera that sends no description hasn't said that the document is empty.
         if (ptp->receivedData() == 0) return DeviceCode::ReadFailed;
         if (size == 0) return DeviceCode::Success;
         if (size > largestDocument) return DeviceCode::OutOfMemory;
         std::string bytes(size, '\0');
         ptp->getObject(handle, bytes.data(), size, nullptr);
         if (ptp->receivedData() != size) return DeviceCode::ReadFailed;
-        text = wideText(bytes.c_str());  // which ends at the first zero
+        text = wideText(bytes.c_str());  // the text ends at its first zero
         TraceLine(category, "%s (%d) Exit", reader, handle);
         return DeviceCode::Success;
     });
 }
 
-/// Reads one of the documents that EnumXMLFiles() finds.
 DeviceCode CPTPCameraDev::readXmlFile(DeviceCode blocked, HandleField handle, const char* reader,
                                       std::u16string& text) {
     text.clear();
@@ -117,7 +117,7 @@ DeviceCode CPTPCameraDev::deleteDocument(std::uint32_t handle, const std::u16str
 struct CPTPCameraDev::Menu {
     const char* operation;
     const WCHAR* fileName;
-    std::size_t blanks;  // behind it, at least
+    std::size_t blanks;  // that are sent after the text, at least
 };
 
 DeviceCode CPTPCameraDev::PutShareMenu(std::u16string text) {
@@ -135,8 +135,8 @@ DeviceCode CPTPCameraDev::sendMenu(const Menu& menu, std::u16string text) {
         if (shareBlocked()) return DeviceCode::NotSupported;
         if (!VerifyConnection()) return DeviceCode::NotConnected;
         if (!EnumXMLFiles()) return DeviceCode::ReadFailed;
-        // Cameras lose the end of a share menu, and the last character of any menu whose length is
-        // even: the blanks are there to be lost.
+        // Cameras lose the end of a share menu, and the last character of any menu with an even
+        // number of them. The blanks are there to be lost instead.
         text.append(menu.blanks, u' ');
         if (text.size() % 2 == 0) text += u' ';
         const std::string bytes = utf8Text(text);
@@ -209,7 +209,8 @@ bool CPTPCameraDev::SendSpecialMsg(CameraMessage message) {
         TraceLine(category, "SendSpecialMsg (%d)", static_cast<std::int32_t>(message));
         if (shareBlocked() || !VerifyConnection()) return false;
         TraceLine(category, "SendSpecialMsg - Sending");
-        // The message is the size of an object that never comes: cameras read it from there.
+        // The message is the size of an object that is announced and never sent, from which cameras
+        // read it.
         ObjectInfoDataset info =
             announcement(specialFiles::message, static_cast<std::uint32_t>(message), 0);
         info.ProtectionStatus = 1;

@@ -18,9 +18,11 @@ namespace {
 
 constexpr char category[] = "CPTPCameraDev";
 
+// As a storage id it stands for all storages (ISO 15740).
 constexpr std::uint32_t allStorages = 0xFFFFFFFF;
 
-/// A date `YYYYMMDDThhmmss`; empty for anything else, or a moment that time values can't hold.
+/// Reads a date `YYYYMMDDThhmmss`. None for any other text, or for a time that time values can't
+/// hold.
 std::optional<FileTimestamp> readPtpDate(std::u16string_view text) {
     const auto field = [&](std::size_t place, std::size_t count) -> std::uint16_t {
         if (place >= text.size()) return 0;
@@ -29,7 +31,7 @@ std::optional<FileTimestamp> readPtpDate(std::u16string_view text) {
     const std::uint16_t year = field(0, 4), month = field(4, 2), hour = field(9, 2),
                         minute = field(11, 2), second = field(13, 2);
     std::uint16_t day = field(6, 2);
-    // East of Greenwich this day begins before the time values do.
+    // East of Greenwich this day begins before second 0 of the time values.
     if (year == 1970 && month == 1 && day == 1) day = 2;
     const bool valid = year >= 1970 && year <= 2037 && month >= 1 && month <= 12 && day >= 1 &&
                        day <= 31 && hour <= 23 && minute <= 59 && second <= 59;
@@ -49,7 +51,8 @@ FileTimestamp CPTPCameraDev::ptpDateToTime(std::u16string_view text) {
 
 DeviceCode CPTPCameraDev::GetFileInfo(FileInfoList& list, ObjectProgressInterface* progress) {
     return operationCode(DeviceCode::ReadFailed, [&] {
-        // In this order: a listing never opens a connection by itself.
+        // The order matters: without a connection the first test fails, so a listing never opens
+        // one.
         if (!VerifyConnection() || !CheckConnection()) return DeviceCode::NotConnected;
         return GetFilesAndDirs(list, progress) ? DeviceCode::Success : DeviceCode::ReadFailed;
     });
@@ -72,7 +75,7 @@ bool CPTPCameraDev::GetFilesAndDirs(FileInfoList& list, ObjectProgressInterface*
 
 void CPTPCameraDev::listStorage(std::uint32_t storage, FileInfoList& list,
                                 ObjectProgressInterface* progress) {
-    // Some cameras refuse to list a storage on which there is nothing.
+    // Some cameras refuse to list an empty storage.
     if (ptp->getNumberObjects(storage, 0, 0) == 0) return;
     ObjectWalk walk(*ptp, storage, 0, camInfo.isOtherMakers());
     TraceLine(category, "GetFilesAndDirs - handles (%d)", walk.total());
@@ -85,16 +88,18 @@ void CPTPCameraDev::listStorage(std::uint32_t storage, FileInfoList& list,
             walk.described(*handle, info);
             listObject(*handle, info, list);
         } catch (PTPCommErrors failure) {
+            // The maker's own models never refuse an object, so with them a refusal is a failure.
             if (!camInfo.isOtherMakers() || !isOfOneObject(failure)) throw;
             listRefused(*handle, failure, list);
         }
-        // It may turn out that there is more to do, and progress doesn't go back.
+        // The walk may find that there is more to do, but progress must not go back.
         percent = std::max(percent, MulDiv(done, 100, static_cast<std::int32_t>(walk.total())));
         if (progress && !progress->reportProgress(percent)) throw PTP_TRANSACTION_CANCELLED;
     }
 }
 
-/// It is there, and so it has a record: copying it fails as its description did, and names it.
+/// The object exists, so it gets a record. Copying it fails just as its description did, and so the
+/// user learns its name.
 void CPTPCameraDev::listRefused(std::uint32_t handle, PTPCommErrors why, FileInfoList& list) {
     TraceLine(category, "GetFilesAndDirs - object %d is refused (0x%x)", handle,
               static_cast<std::uint32_t>(why));
@@ -106,7 +111,7 @@ void CPTPCameraDev::listRefused(std::uint32_t handle, PTPCommErrors why, FileInf
 void CPTPCameraDev::listObject(std::uint32_t handle, const ObjectInfoDataset& info,
                                FileInfoList& list) {
     const std::u16string name(info.Filename.view());
-    // Applications show one folder, whatever the camera's own are.
+    // Applications show a single folder, whatever folders the camera has.
     if (info.ObjectFormat != folderFormat)
         list.addFile(formatText(u"%d", handle), u"DCIM\\" + name, u"", info.ObjectCompressedSize,
                      ptpDateToTime(info.ModificationDate.view()),
@@ -137,6 +142,7 @@ bool CPTPCameraDev::EnumXMLFiles() {
 }
 
 void CPTPCameraDev::LookForShareMenuFiles(std::uint32_t handle, const ObjectInfoDataset& info) {
+    /// One of the documents, and the member that gets its handle.
     struct Kind {
         const WCHAR* name;
         HandleField handle;
@@ -154,7 +160,7 @@ void CPTPCameraDev::LookForShareMenuFiles(std::uint32_t handle, const ObjectInfo
     for (const Kind& kind : kinds) {
         if (!equalIgnoringCase(info.Filename.view(), kind.name)) continue;
         this->*kind.handle = handle;
-        // A new menu belongs beside the one that the camera holds.
+        // A new menu belongs into the folder of the one that the camera has.
         if (kind.isMenu) menuFolderHandle = info.ParentObject;
         TraceLine(category, "LookForShareMenuFiles - Found %s file", kind.traced);
         return;

@@ -1,3 +1,5 @@
+// Copying files from a PTP camera, deleting them, and their thumbnails.
+
 #include <algorithm>
 
 #include "camera_devices/CPTPCameraDev.h"
@@ -11,9 +13,9 @@ namespace {
 
 constexpr char category[] = "CPTPCameraDev";
 
-constexpr std::uint32_t largestPiece = 20 << 20;   // an object above is copied in chunks
-constexpr std::uint32_t chunkSize = 0x40000;       // also how soon a stop takes effect
-constexpr std::uint32_t largestWhole = 255 << 20;  // of a camera that gives no chunks
+constexpr std::uint32_t largestPiece = 20 << 20;   // bytes; a larger object is copied in chunks
+constexpr std::uint32_t chunkSize = 0x40000;       // bytes; a stop takes effect after one chunk
+constexpr std::uint32_t largestWhole = 255 << 20;  // bytes, from a camera without partial reads
 constexpr std::uint32_t largestThumbnail = 16 << 20;
 
 }  // namespace
@@ -25,7 +27,7 @@ DeviceCode CPTPCameraDev::GetFile(std::u16string id, ObjectProgressInterface* pr
         TraceLine(category, "GetFile (%d)", handle);
         if (!VerifyConnection()) return DeviceCode::NotConnected;
         const std::uint32_t size = ptp->getObjectInfo(handle).ObjectCompressedSize;
-        // Without its description nobody knows that it is empty.
+        // A camera that sends no description hasn't said that the file is empty.
         if (ptp->receivedData() == 0) return DeviceCode::ReadFailed;
         if (size == 0) return DeviceCode::Success;
         if (size > largestPiece) return GetLargeFile(id, progress, target);
@@ -41,12 +43,12 @@ DeviceCode CPTPCameraDev::copyInOnePiece(std::uint32_t handle, std::uint32_t siz
     TraceLine(category, "GetPhotoData (%d) StartTransfer", handle);
     ptp->getObject(handle, picture.data(), size, progress);
     TraceLine(category, "GetPhotoData (%d) EndTransfer", handle);
-    // Of a picture that isn't what its description says, nobody knows whether it is whole.
+    // If the picture isn't as large as its description says, it may be incomplete.
     if (ptp->receivedData() != size) return DeviceCode::ReadFailed;
     return writePcFile(target, {picture.data(), size});
 }
 
-/// Whether a camera of another maker, which need not know the operation, gives no pieces.
+/// Only a camera of another maker may lack the operation.
 bool CPTPCameraDev::refusesPieces(std::uint32_t handle, BYTE* piece) {
     try {
         ptp->getPartialObject(handle, 0, chunkSize, piece);
@@ -66,18 +68,18 @@ DeviceCode CPTPCameraDev::GetLargeFile(const std::u16string& id, ObjectProgressI
     if (ptp->receivedData() == 0) return DeviceCode::ReadFailed;
     if (size == 0) return DeviceCode::Success;
     const auto buffer = std::make_unique_for_overwrite<BYTE[]>(chunkSize);
-    // The first piece is asked for twice, since not all cameras give a good answer at once to the
-    // first partial read of an object.
+    // The first chunk is read twice, since the first partial read of an object is answered wrongly
+    // by some cameras.
     if (refusesPieces(handle, buffer.get())) {
         if (size > largestWhole) return DeviceCode::NotSupported;
         const DeviceCode code = copyInOnePiece(handle, size, progress, target);
-        picture = {};  // so much isn't kept for the next
+        picture = {};  // too much memory to be kept for the next file
         return code;
     }
     bool stopped = false;
     for (std::uint32_t done = 0; done < size && !stopped;) {
         const std::uint32_t due = std::min(size - done, chunkSize);
-        // Always for a whole chunk: cameras cut the last one by themselves.
+        // A whole chunk is requested each time: cameras shorten the last one by themselves.
         if (ptp->getPartialObject(handle, done, chunkSize, buffer.get()) != due)
             return DeviceCode::ReadFailed;
         done += due;
@@ -115,7 +117,7 @@ DeviceCode CPTPCameraDev::GetThumbnail(std::u16string id, std::u16string fileNam
     });
 }
 
-/// Whether all of it is in `buffer`.
+/// Returns whether `buffer` has all of the thumbnail.
 bool CPTPCameraDev::fetchThumbnail(std::uint32_t handle, BYTE* buffer, std::uint32_t size) {
     try {
         TraceLine(category, "GetThumbnail (%d) StartTransfer", handle);
@@ -136,8 +138,9 @@ DeviceCode CPTPCameraDev::DeleteFile(std::uint32_t handle) {
         TraceLine(category, "DeleteFile (%d)", handle);
         if (!VerifyConnection()) return DeviceCode::NotConnected;
         ptp->deleteObject(handle, 0);
-        // This model is done with a deletion only when it has told of it, and is not to be asked
-        // anything before. One that stays silent is given up by the driver, and has deleted too.
+        // This model has completed a deletion only when it has sent an event, and must not be asked
+        // anything before that. If no event comes, the driver gives up waiting; the file is deleted
+        // all the same.
         if (camInfo.Model == u"476") ptp->getEvent();
         return DeviceCode::Success;
     });

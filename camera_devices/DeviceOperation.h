@@ -1,5 +1,5 @@
 #pragma once
-// No exception leaves an operation of CImageDev: what its body throws becomes its result.
+// Turns exceptions into results, since no exception may leave an operation of CImageDev.
 
 #include <new>
 #include <utility>
@@ -8,7 +8,8 @@
 
 namespace zlk {
 
-/// The code of `body`; OutOfMemory or, for any other exception, `otherwise` where it throws.
+/// Returns what `body` returns. If it throws std::bad_alloc the result is OutOfMemory, and
+/// `otherwise` for any other exception.
 template <class Body>
 DeviceCode operationCode(DeviceCode otherwise, Body&& body) noexcept {
     try {
@@ -20,7 +21,7 @@ DeviceCode operationCode(DeviceCode otherwise, Body&& body) noexcept {
     }
 }
 
-/// The answer of `body`; false where it throws.
+/// Returns what `body` returns, or false if it throws.
 template <class Body>
 bool operationAnswer(Body&& body) noexcept {
     try {

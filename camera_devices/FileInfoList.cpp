@@ -12,7 +12,7 @@ void FileInfoList::addFile(const std::u16string& id, const std::u16string& camer
                            const std::u16string& pcpath, std::uint64_t size, FileTimestamp modified,
                            FileTimestamp created, const std::u16string& status,
                            const std::u16string& albums) {
-    // Built apart, so that a record that fails half way never reaches the list.
+    // The record is built separately, so that one that fails half way never reaches the list.
     const std::u16string record =
         buildFileRecordXml(id, camerapath, pcpath, size, modified, created, status, albums);
     if (!record.empty()) document.addFragment(u"fileInfo", record);

@@ -1,4 +1,5 @@
 #pragma once
+// Builds the `fileInfo` document, the list of a device's files.
 
 #include <cstdint>
 #include <string>
@@ -8,27 +9,26 @@
 
 namespace zlk {
 
-/// The file list of one device, a `fileInfo` document: a `file` element for each record, with the
-/// children id, albums, camerapath, pcpath, size, modified, created and status. Where the XML
-/// component can't be made the list stays empty.
+/// Holds a `file` element for each record, with the children id, albums, camerapath, pcpath, size,
+/// modified, created and status. Without an XML component the document is empty.
 class FileInfoList {
   public:
     FileInfoList();
 
-    /// Adds a record behind those that are there. `albums` is an XML fragment, the other texts
-    /// are taken as they are. A record that can't be built is left out.
+    /// Adds a record after those that are there. `size` is in bytes. `albums` is an XML fragment;
+    /// the other texts are taken literally. A record that can't be built is left out.
     void addFile(const std::u16string& id, const std::u16string& camerapath,
                  const std::u16string& pcpath, std::uint64_t size, FileTimestamp modified,
                  FileTimestamp created, const std::u16string& status, const std::u16string& albums);
 
-    /// The document; empty on failure.
+    /// The document as text; empty on failure.
     std::u16string getXml() const;
 
   private:
     XmlDocument document;
 };
 
-/// One `file` element as a document of its own; empty where any step of it fails.
+/// One `file` element as a document of its own; empty if any step fails.
 std::u16string buildFileRecordXml(const std::u16string& id, const std::u16string& camerapath,
                                   const std::u16string& pcpath, std::uint64_t size,
                                   FileTimestamp modified, FileTimestamp created,

@@ -1,5 +1,5 @@
 #pragma once
-// The objects of a storage, one after the other, those in folders too.
+// Visits all objects of a storage one after another, including those in folders.
 
 #include <cstdint>
 #include <optional>
@@ -10,27 +10,30 @@
 
 namespace zlk {
 
-/// A camera lists the objects of all folders at once. Some list a single folder's only:
-/// `asksFolders` has each folder that is nobody's parent asked for what it holds, once the list is
-/// at its end. A handle that comes again, and a folder inside of itself, are left out then.
+/// Most cameras list the objects of all folders at once, but some list those of a single folder
+/// only. With `asksFolders`, once the list is exhausted, each folder that isn't the parent of a
+/// listed object is asked for its contents. Handles that come twice, such as a folder inside of
+/// itself, are skipped then.
 class ObjectWalk {
   public:
-    /// Asks for the list; PTPCommErrors. `ptp` stays the caller's.
+    /// Asks the camera for the list; may throw PTPCommErrors. `ptp` is borrowed.
     ObjectWalk(PtpInterface& ptp, std::uint32_t storage, std::uint32_t parent, bool asksFolders);
 
-    /// The next handle; none at the end. May ask the camera: PTPCommErrors, among them
-    /// PTP_OUT_OF_MEMORY for a camera that has more objects than any card holds.
+    /// The next handle; none at the end. May ask the camera, and so throw PTPCommErrors, among them
+    /// PTP_OUT_OF_MEMORY if the camera lists more objects than any card holds.
     std::optional<std::uint32_t> next();
-    /// What the camera says of a handle that next() gave.
+    /// To be called with the camera's description of a handle that next() has returned.
     void described(std::uint32_t handle, const ObjectInfoDataset& info);
 
+    /// How many handles next() has returned.
     std::size_t given() const { return position; }
-    /// As far as is known now; a folder that is to be asked yet counts as one more.
+    /// The number of handles as far as it is known; a folder that has yet to be asked counts as
+    /// one.
     std::size_t total() const { return handles.size() + folders.size() - askedFolders; }
 
   private:
     void add(const std::vector<std::uint32_t>& more);
-    /// False when there is none left to be asked.
+    /// Appends the contents of the next folder that has to be asked. False if there is none.
     bool askNextFolder();
 
     PtpInterface& ptp;
@@ -38,12 +41,13 @@ class ObjectWalk {
     const bool asksFolders;
     std::vector<std::uint32_t> handles;
     std::size_t position = 0;
-    std::vector<std::uint32_t> folders;  // as they were found
-    std::size_t askedFolders = 0;
+    std::vector<std::uint32_t> folders;  // in the order in which they were found
+    std::size_t askedFolders = 0;        // how many of them are done
+    // Handles that were listed, and those that were named as a parent. Empty without `asksFolders`.
     std::unordered_set<std::uint32_t> seen, parents;
 };
 
-/// The format of folders (ISO 15740, Association).
+/// The object format of folders (ISO 15740, Association).
 inline constexpr std::uint16_t folderFormat = 0x3001;
 
 }  // namespace zlk

@@ -5,7 +5,8 @@
 namespace zlk {
 namespace {
 
-/// How cameras refuse a filter that they don't have, or a command with too few parameters.
+/// Whether this is one of the ways in which cameras refuse a filter that they don't support, or a
+/// command with too few parameters.
 bool refusesParameters(PTPCommErrors refusal) {
     return refusal == PTP_FORMAT_FILTER_NOT_SUPPORTED || refusal == PTP_PARAMETER_NOT_SUPPORTED ||
            refusal == PTP_OPERATION_NOT_SUPPORTED || refusal == PTP_INVALID_PARAMETER;
@@ -44,7 +45,7 @@ std::vector<std::uint32_t> OtherMakersDriver::sentHandles(std::uint32_t storage,
                                                           std::uint32_t format,
                                                           std::uint32_t parent) {
     std::vector<std::uint32_t> handles = ZlPTPdrv::getObjectHandles(storage, format, parent);
-    // A list of none has its number at least.
+    // Even an empty list has a number of elements.
     if (receivedData() == 0) throw PTP_NO_RESPONSE;
     return handles;
 }
@@ -73,6 +74,8 @@ bool OtherMakersDriver::mayMissParameters(PTPCommErrors refusal) const {
 bool isOfOneObject(PTPCommErrors failure) {
     constexpr std::uint32_t firstResponse = 0x2000;
     switch (failure) {
+        // These concern the session or the storage. Other response codes concern the object, and
+        // codes below 0x2000 the connection.
         case PTP_SESSION_NOT_OPEN:
         case PTP_INVALID_TRANSACTION_ID:
         case PTP_STORE_NOT_AVAILABLE:

@@ -1,15 +1,15 @@
 #pragma once
-// What may differ with cameras of other makers. Each of it is tried only where a camera has refused
-// the plain way, and holds for the connection:
+// The initiator for cameras of other makers, whose deviations it works around. Each work-around is
+// tried only after a camera has refused the plain way, and then holds for the connection:
 //
-//     parameters     commands with their trailing zeros, which our own models don't want
-//     counting       the list of handles, where GetNumObjects isn't supported
-//     formats        the descriptions, where a list can't be asked for by format
-//     folders        each folder asked for what it holds, where a list shows the root alone
+//     parameters     commands are sent with their trailing zeros, which our own models don't want
+//     counting       the list of handles is counted, where GetNumObjects isn't supported
+//     formats        the descriptions are compared, where a list can't be asked for by format
+//     folders        each folder is asked for its contents, where a list has only the root's
 //                    (ObjectWalk)
-//     pieces         an object above 20 MiB whole, where GetPartialObject isn't supported
+//     pieces         an object above 20 MiB is read whole, where GetPartialObject isn't supported
 //                    (CPTPCameraDev::refusesPieces)
-//     one object     refused, and the others go on (isOfOneObject)
+//     one object     is refused, and the others are listed all the same (isOfOneObject)
 
 #include <vector>
 
@@ -30,18 +30,19 @@ class OtherMakersDriver : public ZlPTPdrv {
     bool mayMissParameters(PTPCommErrors refusal) const override;
 
   private:
-    /// As the camera lists them, and never an empty list that it hasn't sent: to the engine an
-    /// answer without data is an empty list.
+    /// The handles as the camera lists them. If it sends no list at all, this throws; the base
+    /// class would return an empty list.
     std::vector<std::uint32_t> sentHandles(std::uint32_t storage, std::uint32_t format,
                                            std::uint32_t parent);
+    /// Lists all objects, and selects those of this format by their descriptions.
     std::vector<std::uint32_t> filteredByInfo(std::uint32_t storage, std::uint32_t format,
                                               std::uint32_t parent);
 
-    bool countsHandles = false;
-    bool filtersItself = false;
+    bool countsHandles = false;  // GetNumObjects isn't supported
+    bool filtersItself = false;  // lists by format aren't supported
 };
 
-/// Whether a failure says something of one object alone, so that the others are worth asking for.
+/// Whether a failure concerns a single object, so that it makes sense to ask for the others.
 bool isOfOneObject(PTPCommErrors failure);
 
 }  // namespace zlk

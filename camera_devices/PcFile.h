@@ -1,5 +1,5 @@
 #pragma once
-// The files on this machine that a transfer makes or fills.
+// Files on this machine that are made and written by transfers.
 
 #include <span>
 #include <string>
@@ -9,11 +9,11 @@
 
 namespace zlk {
 
-/// Makes the file, or empties one that is there; others may use it meanwhile. Empty where it can't
-/// be made, as where the path has a zero inside: to the system it would end there.
+/// Makes the file, or empties an existing one; other programs may open it meanwhile. Empty if it
+/// can't be made. A path with a zero in it is refused, since the platform would end it there.
 UniqueHandle createPcFile(const std::u16string& path);
 
-/// PcFileUnusable unless all bytes went into the file.
+/// Writes all bytes at the file's position. PcFileUnusable if that fails.
 DeviceCode writePcFile(HANDLE file, std::span<const BYTE> bytes);
 
 }  // namespace zlk

@@ -1,5 +1,5 @@
 #pragma once
-// The small files by which a camera and this system talk to each other. On a volume they lie in
+// Names of the small files by which a camera and this system communicate. On a volume they are in
 // the folder MISC below the root; on a PTP camera they are found by their names.
 
 #include "platform/types.h"
@@ -7,16 +7,16 @@
 namespace zlk::specialFiles {
 
 inline constexpr WCHAR folder[] = u"MISC";             ///< on volumes only
-inline constexpr std::uint16_t scriptFormat = 0x3002;  ///< on PTP cameras, of those in XML
+inline constexpr std::uint16_t scriptFormat = 0x3002;  ///< the object format of the XML files
 
-inline constexpr WCHAR printOrder[] = u"AUTPRINT.MRK";    ///< DPOF; the camera's, we may delete it
-inline constexpr WCHAR intent[] = u"INTENT.XML";          ///< the camera's, deleted when consumed
-inline constexpr WCHAR shareRequest[] = u"CNFSHARE.XML";  ///< its presence asks for a share menu
-inline constexpr WCHAR shareOld[] = u"SHAREOLD.XML";      ///< the share menu that the camera holds
-inline constexpr WCHAR shareNew[] = u"SHARENEW.XML";      ///< the one that we send
-inline constexpr WCHAR tagRequest[] = u"CNFTAG.XML";      ///< its presence asks for a tag list
-inline constexpr WCHAR tagOld[] = u"TAGOLD.XML";          ///< the tag list that the camera holds
-inline constexpr WCHAR tagNew[] = u"TAGNEW.XML";          ///< the one that we send
+inline constexpr WCHAR printOrder[] = u"AUTPRINT.MRK";    ///< DPOF, from the camera; may be deleted
+inline constexpr WCHAR intent[] = u"INTENT.XML";          ///< from the camera; deleted when done
+inline constexpr WCHAR shareRequest[] = u"CNFSHARE.XML";  ///< exists if a share menu is requested
+inline constexpr WCHAR shareOld[] = u"SHAREOLD.XML";      ///< the share menu that the camera has
+inline constexpr WCHAR shareNew[] = u"SHARENEW.XML";      ///< the share menu that we send
+inline constexpr WCHAR tagRequest[] = u"CNFTAG.XML";      ///< exists if a tag list is requested
+inline constexpr WCHAR tagOld[] = u"TAGOLD.XML";          ///< the tag list that the camera has
+inline constexpr WCHAR tagNew[] = u"TAGNEW.XML";          ///< the tag list that we send
 inline constexpr WCHAR deviceId[] = u"DEVICEID.XML";
 inline constexpr WCHAR diagnostics[] = u"DIAGNOSTICS.XML";
 inline constexpr WCHAR message[] = u"CAMCODE.XML";  ///< a camera message that we send

@@ -11,13 +11,16 @@ namespace {
 
 constexpr char category[] = "CImageDev";
 
-// Of a longer name the end, which tells the kind: the library takes paths of up to 259 units.
+// Units. Of a longer name the end is kept, which shows the file's kind: the library takes paths of
+// up to 259 units.
 constexpr std::size_t longestName = 64;
 
+/// The path of a temporary file whose name has the same ending.
 std::u16string emptyFilePath(const std::u16string& name) {
     std::u16string last = fileNamePart(name);
     if (last.size() > longestName) last.erase(0, last.size() - longestName);
-    if (!last.empty() && (last.front() & 0xFC00) == 0xDC00) last.erase(0, 1);  // half a pair
+    // The cut may have gone through a surrogate pair.
+    if (!last.empty() && (last.front() & 0xFC00) == 0xDC00) last.erase(0, 1);
     if (last.find_first_not_of(u' ') == last.npos || last == u"." || last == u"..")
         last = u"unnamed";
     return joinPath(GetTempDir(), last);
@@ -25,7 +28,7 @@ std::u16string emptyFilePath(const std::u16string& name) {
 
 }  // namespace
 
-// The library gives a stock picture for a file that it can't read, so it is shown an empty one.
+/// The library returns a stock picture for a file that it can't read, so it gets an empty file.
 DeviceCode GetStockThumbnail(const std::u16string& name, const std::u16string& fileName) {
     TraceLine(category, "GetStockThumbnail(%s,%s)", name, fileName);
     ThumbnailLibrary library;

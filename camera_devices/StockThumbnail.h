@@ -1,13 +1,15 @@
 #pragma once
+// Thumbnails for files that have none of their own.
+
 #include <string>
 
 #include "camera_devices/CImageDev.h"
 
 namespace zlk {
 
-/// Makes `fileName` with the picture that stands for a file of the kind of `name`, of which only
-/// the last part counts. ReadFailed without a thumbnail library or a picture from it,
-/// PcFileUnusable where a file can't be made or written.
+/// Writes the stock picture for a file of this name's kind into the new file `fileName`. Only the
+/// last part of `name` counts. ReadFailed if there is no thumbnail library or it gives no picture;
+/// PcFileUnusable if a file can't be made or written.
 DeviceCode GetStockThumbnail(const std::u16string& name, const std::u16string& fileName);
 
 }  // namespace zlk

@@ -7,8 +7,8 @@
 namespace zlk {
 namespace {
 
-constexpr char category[] = "CMassStorageDev";  // whose part it was first
-constexpr std::int32_t thumbnailSide = 160;
+constexpr char category[] = "CMassStorageDev";  // viewers of the trace know these lines by it
+constexpr std::int32_t thumbnailSide = 160;     // pixels
 
 }  // namespace
 

@@ -1,4 +1,5 @@
 #pragma once
+// Loads and calls the thumbnail library, which is a module of its own.
 
 #include <span>
 #include <string>
@@ -8,8 +9,8 @@
 
 namespace zlk {
 
-/// The thumbnail library, loaded for the life of this object. A machine without it gives an
-/// object that isn't usable.
+/// The library, loaded as long as this object exists. If the machine doesn't have it, the object
+/// isn't usable. For one thread.
 class ThumbnailLibrary {
   public:
     ThumbnailLibrary() noexcept;
@@ -17,13 +18,14 @@ class ThumbnailLibrary {
     ThumbnailLibrary(const ThumbnailLibrary&) = delete;
     ThumbnailLibrary& operator=(const ThumbnailLibrary&) = delete;
 
-    /// Whether the library is loaded; without its entry point it is of no use.
+    /// Whether the library is loaded; and whether it has its entry point, without which it is
+    /// useless.
     bool loaded() const noexcept { return thumbnailLibrary != nullptr; }
     bool usable() const noexcept { return generateThumbnail != nullptr; }
 
-    /// The library's result, 0 for success, with the thumbnail of the picture at `path` in
-    /// `picture`, which stays the library's and holds until the next call. `path` has at most
-    /// 259 units, the library must be usable.
+    /// Makes a thumbnail of the picture at `path`, which has at most 259 units. Returns the
+    /// library's result, 0 for success. `picture` then points to the library's memory, which is
+    /// valid until the next call. The library must be usable.
     std::int32_t generate(const std::u16string& path, std::span<const BYTE>& picture,
                           std::int32_t& extendedError);
 

@@ -10,8 +10,10 @@ namespace {
 
 constexpr char category[] = "VolumeUtils";
 
+/// A handle of the volume that can be flushed.
 HANDLE openVolume(WCHAR letter) noexcept {
     constexpr DWORD share = FILE_SHARE_READ | FILE_SHARE_WRITE;
+    // Other systems can't open a volume by its device name, only by its root folder.
     if (isNtFamily()) {
         const WCHAR volume[]{u'\\', u'\\', u'.', u'\\', letter, u':', 0};
         return CreateFileW(volume, GENERIC_WRITE, share, nullptr, OPEN_EXISTING,

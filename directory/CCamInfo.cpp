@@ -13,6 +13,7 @@ bool CCamInfo::isCamera() const {
 }
 
 bool CCamInfo::isPassThru() const {
+    // Two types begin like this; CDeviceUtilFunctions tells them apart.
     constexpr std::u16string_view front = u"PASSTHRU";
     return equalIgnoringCase(std::u16string_view(DevType).substr(0, front.size()), front);
 }

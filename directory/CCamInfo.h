@@ -1,36 +1,41 @@
 #pragma once
+// A row of the table of supported cameras.
+
 #include <string>
 
 namespace zlk {
 
-/// One row of the supported camera table: a kind of camera, and how it is told from others.
+/// Describes a kind of camera, and how it is recognised on USB and as a volume.
 class CCamInfo {
   public:
     virtual ~CCamInfo() = default;
 
     std::u16string MSDC_vendID;      ///< vendor that its volume reports, upper case
     std::u16string MSDC_prodID;      ///< product that its volume reports, upper case
-    std::u16string MSDC_prodID_alt;  ///< a second product of the same row
-    std::u16string Cam_protocol;     ///< of its USB interface, upper case: "PTP"
-    std::u16string Cam_pnpID;        ///< `VID_xxxx&PID_xxxx`, upper case
-    bool AbilityToConsumeIntent = true;
-    bool SwiftPostSupport = false;  ///< takes the share menu
-    bool builtIn = false;           ///< no row of the settings
-    bool valid = false;             ///< passed validation; a look-up that found nothing gives false
+    std::u16string MSDC_prodID_alt;  ///< another product that belongs to the same row
+    std::u16string Cam_protocol;  ///< of its USB interface, upper case: "PTP"  ///< protocol of its
+                                  ///< USB interface, upper case: "PTP"
+    std::u16string Cam_pnpID;     ///< `VID_xxxx&PID_xxxx`, upper case
+    bool AbilityToConsumeIntent = true;  ///< print order and intent may be deleted on the camera
+    bool SwiftPostSupport = false;       ///< supports the share menu
+    bool builtIn = false;                ///< the row isn't from the settings
+    bool valid = false;                  ///< false in the result of a search that found nothing
     bool PreCueCamera = false;
     bool Monitor = true;
     std::u16string FriendlyName;
-    std::u16string contextId;  ///< always with the serial 0000
-    std::u16string DevType = u"Camera";
+    std::u16string contextId;            ///< id of the kind, always with the serial number 0000
+    std::u16string DevType = u"Camera";  ///< CAMERA, PASSTHRU or PASSTHRU2
     std::u16string Model;
     std::u16string
         PassThruProductClass;  ///< class of the ids that stand for this pass-through device
 
     bool isPtp() const;
     bool isCamera() const;
-    /// Nobody knows how it differs from the maker's own models.
+    /// Whether this is another maker's model, whose deviations from the maker's own models are
+    /// unknown.
     bool isOtherMakers() const { return !builtIn && !SwiftPostSupport; }
-    bool isPassThru() const;  ///< "PASSTHRU" and "PASSTHRU2"
+    bool isPassThru() const;  ///< "PASSTHRU" and "PASSTHRU2"  ///< whether another camera is
+                              ///< plugged into this device
 };
 
 }  // namespace zlk

@@ -19,17 +19,18 @@ std::u16string textValue(const RegistryKey& key, const WCHAR* name) {
     return value;
 }
 
-/// The class's settings for unloading. `Unload` holds those of older programs: it counts as a
-/// whole, and only where `Import` doesn't know the class.
+/// The settings of a product class for unloading. Older programs write them to `Unload`, which only
+/// counts as a whole, and only if `Import` has no key for the class.
 RegistryKey openUnloadSettings(const std::u16string& productClass) {
     RegistryKey key = openSettings({u"Import", productClasses, productClass});
     return key ? std::move(key) : openSettings({u"Unload", productClasses, productClass});
 }
 
-/// The names of a key's values. While they are read one by one, another process may move one to the
-/// end: then that one is met twice, and one behind its old place is passed over.
+/// The names of a key's values. They are read one by one, and meanwhile another process may move a
+/// value to the end. Then that value is met twice and another one is skipped, so the round is
+/// repeated.
 std::vector<std::u16string> valueNames(HKEY key) {
-    constexpr int patience = 100;  // a round takes a small part of the time of a write
+    constexpr int patience = 100;  // rounds; one takes a small part of the time of a write
     std::vector<std::u16string> names;
     for (int round = 0; round < patience; ++round) {
         names.clear();
@@ -118,7 +119,7 @@ std::u16string CContextMgrInfo::GetStorageId(const std::u16string& id) const {
 std::u16string CContextMgrInfo::GetFriendlyName(const std::u16string& id) const {
     std::u16string manufacturer, productClass, serial;
     SplitContextId(id, manufacturer, productClass, serial);
-    // Stored as "0," and the name.
+    // The value is "0," followed by the name.
     std::u16string name = textValue(
         openSettings({productClass, u"DeviceInstances", serial, u"Strings"}), u"FriendlyName");
     name.erase(0, name.find_first_not_of(u'0'));
@@ -132,6 +133,7 @@ std::vector<std::u16string> CContextMgrInfo::GetInstalledProductClasses() const 
     for (std::u16string& name : valueNames(key.get())) {
         std::u16string mark;
         if (!regReadString(key.get(), name, mark)) continue;
+        // The mark is "*Installed*", and counts without the asterisks too.
         mark.erase(0, mark.find_first_not_of(u'*'));
         mark.erase(mark.find_last_not_of(u'*') + 1);
         if (equalIgnoringCase(mark, u"Installed")) installed.push_back(std::move(name));

@@ -1,4 +1,6 @@
 #pragma once
+// Reads what the settings tree says about kinds of devices and about their instances.
+
 #include <cstdint>
 #include <string>
 #include <vector>
@@ -7,43 +9,52 @@
 
 namespace zlk {
 
-/// Reads the settings of a kind of device. Nothing is kept: each call sees the tree as it is now.
-/// What can't be read, for whatever reason, has its default: a device without settings has no
-/// ProgID of its own, no media check, no extra passes, and may be deleted from.
+/// Nothing is cached: each call reads the tree as it is now. What can't be read, for whatever
+/// reason, has its default: a device without settings has no ProgID of its own and no media check,
+/// is walked the usual number of times, and its files may be deleted.
+///
+/// `id` is a context id (see ContextId.h). Any thread may call any function; they throw
+/// std::bad_alloc.
 class CContextMgrInfo {
   public:
-    /// See splitIdentifier in ContextId.h.
+    /// Traces and splits the id; see splitIdentifier() in ContextId.h.
     bool SplitContextId(const std::u16string& id, std::u16string& manufacturer,
                         std::u16string& productClass, std::u16string& serial) const;
 
-    /// ProgIDs of a product class; empty if there is none.
+    /// ProgIDs that the settings have for a product class: for unloading, for
+    /// ContextIdToTSBInterface, for the share menu and for tags. Empty if they have none.
     std::u16string GetUnloadProgId(const std::u16string& id) const;
     std::u16string GetTSBProgId(const std::u16string& id) const;
     std::u16string GetSwiftPostProgId(const std::u16string& id) const;
     std::u16string GetTagProgId(const std::u16string& id) const;
 
-    /// ProgIDs of other implementations of IDeviceList and IDeviceUtils; empty if there is none.
+    /// ProgIDs of classes that answer instead of our IDeviceList and IDeviceUtils. Empty if there
+    /// are none.
     std::u16string GetDevListProgId() const;
     std::u16string GetDevUtilsProgId() const;
 
-    /// Upper case; empty if there is none.
+    /// How a medium is detected, in upper case: `AIO`, or empty for the usual way.
     std::u16string GetCheckMediaMethod(const std::u16string& id) const;
+    /// Seconds to wait for files on a card that shows none; 0 for the default.
     std::uint32_t GetFileEnumTimeout(const std::u16string& id) const;
-    /// False only where the settings say "FALSE".
+    /// Whether files may be deleted; false only if the settings say "FALSE".
     bool GetAllowDelete(const std::u16string& id) const;
 
-    /// Where the storage of an instance is: a device instance or a network path.
+    /// Where the storage of an instance is: a drive letter, the strings of its storage device, or a
+    /// network path.
     std::u16string GetStorageId(const std::u16string& id) const;
-    /// The registered name of an instance.
+    /// The registered name of an instance; empty if it has none.
     std::u16string GetFriendlyName(const std::u16string& id) const;
 
-    /// In the order of the tree. A class counts as installed by its mark alone.
+    /// Product classes that are marked as installed, and the instances of a class, in the order of
+    /// the tree.
     std::vector<std::u16string> GetInstalledProductClasses() const;
     std::vector<std::u16string> GetDeviceInstances(const std::u16string& productClass) const;
     /// The context ids of all instances of all installed product classes.
     std::vector<std::u16string> GetInstalledContextIds() const;
 
   private:
+    /// A ProgID of the id's product class, from this section of the tree.
     std::u16string classProgId(const std::u16string& id, const WCHAR* section,
                                const WCHAR* value) const;
     std::u16string productClassOf(const std::u16string& id) const;

@@ -25,6 +25,8 @@ HRESULT CDeviceList::get_UnloadDevices(BSTR* pVal) noexcept {
     return guardedText(pVal, [] {
         DeviceInfoList list;
         CDeviceUtilFunctions utils;
+        // Cameras that have just been plugged in are registered first, and then listed like all
+        // others.
         utils.AddCamerasToContextManager();
         for (const std::u16string& id : CContextMgrInfo().GetInstalledContextIds()) {
             const std::u16string progId = utils.ContextIdToUnloadInterface(id);
@@ -43,7 +45,7 @@ HRESULT CDeviceList::get_SwiftPostDevices(BSTR* pVal) noexcept {
     return guardedText(pVal, [] {
         DeviceInfoList list;
         const CContextMgrInfo settings;
-        // A table of this moment: the shared one doesn't see rows that have come since.
+        // The table is built anew, since the shared one doesn't see rows that were added later.
         const CSupportedCameraList cameras;
         for (const std::u16string& id : settings.GetInstalledContextIds()) {
             std::u16string progId = settings.GetSwiftPostProgId(id);
@@ -80,8 +82,11 @@ void CDeviceList::addDrives(DeviceInfoList& list) {
         const UINT type = GetDriveTypeW(root.c_str());
         if (type != DRIVE_REMOVABLE && type != DRIVE_CDROM) continue;
         const WCHAR letter = upperCase(root[0]);
+        // By convention A is a floppy drive.
         if (letter == u'A') continue;
+        // A drive that belongs to a registered device is listed under that device's id.
         if (type == DRIVE_REMOVABLE && !utils.DriveToContextId(root).empty()) continue;
+        // A drive without a medium has no volume information.
         WCHAR label[200], fileSystem[200];
         if (!GetVolumeInformationW(root.c_str(), label, std::size(label), nullptr, nullptr, nullptr,
                                    fileSystem, std::size(fileSystem)))

@@ -1,4 +1,6 @@
 #pragma once
+// The component that lists the devices.
+
 #include <string>
 
 #include "ZlkCamTr.h"
@@ -9,7 +11,8 @@ namespace zlk {
 
 class DeviceInfoList;
 
-/// Which devices there are (see the interface). Each list is made anew on each call.
+/// Implements IDeviceList (server/ZlkCamTr.idl). Each call makes its list anew. Where the settings
+/// name another class for this, that class answers.
 class CDeviceList : public DispatchImpl<IDeviceList> {
   public:
     using Interfaces = InterfaceList<IDeviceList, IDispatch>;
@@ -24,10 +27,10 @@ class CDeviceList : public DispatchImpl<IDeviceList> {
     ~CDeviceList() = default;
 
   private:
-    /// Removable drives and discs with a medium that no registered device stands for.
+    /// Adds drives that hold a removable medium or a disc and belong to no registered device.
     static void addDrives(DeviceInfoList& list);
 
-    ComPtr<IDeviceList> delegateList;
+    ComPtr<IDeviceList> delegateList;  // the class that answers instead; usually empty
 };
 
 }  // namespace zlk

@@ -9,7 +9,7 @@ namespace {
 
 constexpr char category[] = "CDeviceUtilFunctions";
 
-/// Builds the table; the line comes first, since building it takes its time.
+/// Traces that the table is about to be built, which takes some time, and builds it.
 struct SharedCameraList {
     SharedCameraList() { TraceLine(category, "Creating new Camera List"); }
     CSupportedCameraList list;
@@ -24,6 +24,8 @@ const CSupportedCameraList& CDeviceUtilFunctions::GetCameraList() {
 
 std::u16string CDeviceUtilFunctions::ContextIdToLowLevelId(const std::u16string& id) {
     TraceLine(category, "ContextIdToLowLevelId (%s)", id);
+    // From the surest way to the most expensive one: an id that names its drive, a camera on USB, a
+    // volume with a known camera's strings, and at last the drive mapper.
     std::u16string root = PseudoDriveRoot(id);
     if (!root.empty()) return root;
     if (!ContextIdToCameraPort(id).empty()) {

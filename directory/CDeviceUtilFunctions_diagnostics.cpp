@@ -1,3 +1,5 @@
+// Takes a camera's diagnostics document apart into events.
+
 #include <array>
 
 #include "directory/CContextMgrInfo.h"
@@ -12,10 +14,11 @@ namespace {
 
 constexpr std::int32_t informative = 1;
 
-// Numbers of the events, which whoever counts cameras knows them by.
+// Numbers of the events, by which programs that evaluate them recognise them.
 constexpr std::int32_t temperatureEvent = 1000, languageEvent = 1001, shotsEvent = 1002,
                        failureEvent = 1009;
 
+/// An element of the document that becomes an event of its own.
 struct Counter {
     std::int32_t eventId;
     std::u16string_view element;
@@ -71,6 +74,7 @@ void CDeviceUtilFunctions::logDiagnostics(const std::u16string& contextId,
     for (const Counter& counter : counters)
         if (document.value(counter.element, value))
             reportDiagnostic(counter.eventId, prefix, std::u16string(counter.detail), value);
+    // The failures are numbered without a gap.
     for (int i = 0;; ++i) {
         const std::u16string path = formatText(u"diagnostic/failure[%d]", i);
         if (!document.value(path, value)) return;

@@ -1,4 +1,4 @@
-// Drives: which device a volume is, and where a device is mounted.
+// Drives: which device a volume belongs to, and where a device is mounted.
 
 #include <algorithm>
 #include <cstring>
@@ -20,21 +20,21 @@ namespace zlk {
 namespace {
 
 constexpr char category[] = "CDeviceUtilFunctions";
-constexpr DWORD descriptorRoom = 1000;
+constexpr DWORD descriptorRoom = 1000;  // bytes
 
 std::u16string driveRoot(WCHAR letter) {
     return std::u16string{letter, u':', u'\\'};
 }
 
-/// In a pseudo drive id, `%%` stands for each backslash of a path.
+/// Turns a pseudo drive id's last part into a path: each `%%` stands for a backslash.
 std::u16string pathOf(std::u16string serial) {
     for (std::size_t at = 0; (at = serial.find(u"%%", at)) != std::u16string::npos; ++at)
         serial.replace(at, 2, u"\\");
     return serial;
 }
 
-/// The text at `offset` of the `size` bytes that a device answered, without white space around
-/// it, in upper case. Only what lies within the answer is read.
+/// The text at `offset` of a storage device's answer of `size` bytes, trimmed and in upper case. An
+/// offset outside of the answer gives an empty text.
 std::u16string descriptorText(const char* answer, DWORD size, DWORD offset) {
     if (offset < sizeof(STORAGE_DEVICE_DESCRIPTOR) || offset >= size) return {};
     const std::string_view rest(answer + offset, size - offset);
@@ -73,7 +73,7 @@ std::u16string CDeviceUtilFunctions::PseudoDriveRoot(const std::u16string& id) {
 }
 
 std::u16string CDeviceUtilFunctions::RootFromUsbVolume(const std::u16string& id) {
-    if (id.empty()) return {};  // which every volume of no known camera would equal
+    if (id.empty()) return {};  // it would equal the id of every volume that is no known camera
     for (const std::u16string& root : DriveRoots()) {
         if (GetDriveTypeW(root.c_str()) == DRIVE_REMOVABLE &&
             equalIgnoringCase(VolumeToContextId(root), id))
@@ -171,7 +171,8 @@ bool CDeviceUtilFunctions::IsContextIdUnloadable(const std::u16string& id) {
     const std::u16string lowLevelId = ContextIdToLowLevelId(id);
     TraceLine(category, "   LLid(%s)", lowLevelId);
     if (lowLevelId.empty()) return false;
-    // Ids of USB devices begin with VID; further back it is one behind a pass-through device.
+    // The id of a device on USB begins with VID. One that has VID further back stands for a camera
+    // behind a pass-through device.
     const std::size_t vid = lowLevelId.find(u"VID");
     if (vid == std::u16string::npos || vid == 0) return IsDriveUnloadable(lowLevelId);
     return !findCameraPort(VidFromDeviceId(lowLevelId), PidFromDeviceId(lowLevelId), true).empty();
@@ -182,8 +183,9 @@ bool CDeviceUtilFunctions::IsDriveUnloadable(const std::u16string& path) {
     if (path.empty()) return false;
     const bool isNetworkPath = path.compare(0, 2, u"\\\\") == 0;
     const std::u16string root = isNetworkPath ? path : driveRoot(upperCase(path[0]));
-    // The answer for a root that isn't there has the bit too: a reader without a card counts, and
-    // so does a camera, whose id leads to no drive. Only a root that is a file is refused.
+    // INVALID_FILE_ATTRIBUTES has this bit too, so a root that doesn't exist counts as reachable.
+    // So do a reader without a card, and a camera, whose id leads to no drive. Only a root that is
+    // a file is refused.
     return (GetFileAttributesW(root.c_str()) & FILE_ATTRIBUTE_DIRECTORY) != 0;
 }
 

@@ -1,3 +1,5 @@
+// Pass-through devices, such as docks, and the cameras that are plugged into them.
+
 #include <memory>
 #include <optional>
 
@@ -13,18 +15,19 @@ namespace {
 
 constexpr char category[] = "CDeviceUtilFunctions";
 
+/// One of the driver's operations for such devices.
 using Question = void (ZlPTPdrv::*)(std::uint32_t*, std::uint32_t*);
 
-/// Of the second kind: it makes the connection to its camera only when it is told to.
+/// Whether the device is of the second kind, which connects its camera only when it is told to.
 bool connectsOnDemand(const CCamInfo& row) {
     return equalIgnoringCase(row.DevType, u"PASSTHRU2");
 }
 
-/// The device's answer; ids of 0 where it gives none.
+/// Opens the device and asks it; ids of 0 if it doesn't answer.
 void ask(const char* operation, const std::u16string& path, Question question, std::uint32_t& vid,
          std::uint32_t& pid) {
     vid = pid = 0;
-    std::optional<ZlPTPdrv> device;  // which goes behind the trace of its answer
+    std::optional<ZlPTPdrv> device;  // destroyed after its answer is traced
     try {
         device.emplace(wString(path));
         ((*device).*question)(&vid, &pid);
@@ -79,7 +82,8 @@ std::u16string CDeviceUtilFunctions::MapContextId(const std::u16string& id) {
     const std::uint16_t vid = VidFromDeviceId(row.Cam_pnpID);
     const std::uint16_t pid = PidFromDeviceId(row.Cam_pnpID);
     if (!findCameraPort(vid, pid, false).empty()) return id;
-    // Finding it has set the row of the device that it is behind.
+    // If the camera isn't on a port of its own it may be behind a pass-through device. The search
+    // sets `passThruCamInfo` to that device.
     const std::u16string port = findCameraPort(vid, pid, true);
     if (port.empty()) return id;
     std::uint32_t behindVid = 0, behindPid = 0;
@@ -97,12 +101,14 @@ std::u16string CDeviceUtilFunctions::MapPassThruContextId(const std::u16string& 
         findCameraPort(VidFromDeviceId(row.Cam_pnpID), PidFromDeviceId(row.Cam_pnpID), false);
     if (port.empty()) return id;
     TraceLine(category, "MapPassThruContextId2");
-    // Looking for the port has overwritten it.
+    // The search for the port has overwritten it.
     passThruCamInfo = row;
     std::uint32_t vid = 0, pid = 0;
     GetConnectedPassThruDeviceId(port, vid, pid);
     if (vid == 0 && connectsOnDemand(row)) ConnectWithPassThruCamera(port, vid, pid);
     if (vid == 0) return id;
+    // Only a known camera gets an id of its own; it is registered like one that is plugged in
+    // directly.
     const CCamInfo camera = GetCameraList().FindByVidPid(static_cast<std::uint16_t>(vid),
                                                          static_cast<std::uint16_t>(pid));
     if (!camera.valid || camera.isPassThru()) return id;

@@ -1,3 +1,5 @@
+// Ports: on which one a camera is, and the registration of cameras that are attached.
+
 #include <optional>
 
 #include "directory/CDeviceUtilFunctions.h"
@@ -14,13 +16,14 @@ namespace {
 
 constexpr char category[] = "CDeviceUtilFunctions";
 
+// The device class keys of the first driver family and of the second.
 constexpr WCHAR imageClassKey[] =
     u"SYSTEM\\CurrentControlSet\\Control\\Class\\{6bdd1fc6-810f-11d0-bec7-08002be2092f}";
 constexpr WCHAR portableClassKey[] =
     u"SYSTEM\\CurrentControlSet\\Control\\Class\\{EEC5AD98-8080-425f-922A-DABF3DE3F69A}";
 constexpr WCHAR ourProvider[] = u"Zephyr-Lanthorn";
 
-/// The number of four hexadecimal digits behind `key`; 0 without them.
+/// The number that four hexadecimal digits after `key` make; 0 if they aren't there.
 std::uint16_t hexBehind(const std::u16string& text, std::u16string_view key) {
     const std::u16string upper = upperCase(text);
     const std::size_t place = upper.find(key);
@@ -39,13 +42,13 @@ std::uint16_t hexBehind(const std::u16string& text, std::u16string_view key) {
     return digits.size() == 4 ? static_cast<std::uint16_t>(number) : 0;
 }
 
-/// A driver's subkey of a device class key.
+/// A subkey of a device class key: a device, and the driver that serves it.
 class DriverKey {
   public:
     DriverKey(HKEY classKey, const std::u16string& subKey)
         : name(subKey), key_(regOpenKey(classKey, subKey, KEY_READ)) {}
 
-    /// Empty if it has none.
+    /// The port; empty if the key has none.
     std::u16string port() const { return text(u"CreateFileName").value_or(u""); }
     std::optional<std::u16string> deviceId() const { return text(u"MatchingDeviceId"); }
     bool isOurs() const {
@@ -64,7 +67,7 @@ class DriverKey {
     RegistryKey key_;
 };
 
-/// Shows `visit` the drivers of a class, until it says that it has found what it wants.
+/// Calls `visit` with the subkeys of a class, until it returns true.
 template <class Visit>
 void walkDrivers(const WCHAR* classKeyName, Visit visit) {
     const RegistryKey classKey = regOpenKey(HKEY_LOCAL_MACHINE, classKeyName, KEY_READ);
@@ -79,7 +82,8 @@ CCamInfo rowOf(const std::u16string& deviceId) {
         CDeviceUtilFunctions::PidFromDeviceId(deviceId));
 }
 
-/// The port that the shared table of device paths has for these ids.
+/// The port that the shared table of device paths has for these ids. The driver's constructor does
+/// the search.
 std::u16string portByIds(const char* operation, const std::u16string& deviceId) {
     std::u16string port;
     try {
@@ -94,8 +98,8 @@ std::u16string portByIds(const char* operation, const std::u16string& deviceId) 
     return port;
 }
 
-/// Enters the camera of a driver's row; of a pass-through device the one behind it, and never the
-/// device itself.
+/// Registers the camera that a driver's row stands for. For a pass-through device that is the
+/// camera behind it, and never the device itself.
 void enterCamera(CDeviceUtilFunctions& utils, const CCamInfo& row, const std::u16string& port) {
     CCamInfo camera = row;
     if (row.isPassThru() && !row.isCamera()) {
@@ -151,7 +155,7 @@ bool CDeviceUtilFunctions::isFindCameraPortMatch(const std::u16string& devId,
               "passThru(%s)",
               devId, usbPort, tVid, tPid, passThru ? u"T" : u"F");
     passThruCamInfo = CCamInfo();
-    // A driver that doesn't say what it drives may drive this.
+    // A driver whose key names no device is taken for the right one.
     const std::uint16_t vid = devId.empty() ? tVid : VidFromDeviceId(devId);
     const std::uint16_t pid = devId.empty() ? tPid : PidFromDeviceId(devId);
     if (!passThru) return vid == tVid && pid == tPid;
@@ -160,7 +164,7 @@ bool CDeviceUtilFunctions::isFindCameraPortMatch(const std::u16string& devId,
     passThruCamInfo = row;
     std::uint32_t behindVid = 0, behindPid = 0;
     GetPassThruDeviceId(usbPort, behindVid, behindPid, false);
-    // Ids of 0: there is none behind it, or it doesn't answer.
+    // Ids of 0 mean that there is no camera, or that the device doesn't answer.
     return behindVid != 0 && behindVid == tVid && behindPid == tPid;
 }
 
@@ -186,7 +190,7 @@ std::u16string CDeviceUtilFunctions::findCameraPortVista(std::uint16_t vid, std:
     TraceLine(category, "findCameraPortVista");
     std::u16string found;
     walkDrivers(portableClassKey, [&](const DriverKey& driver) {
-        // Whose driver it is doesn't matter here, only that the table knows the camera.
+        // Here it doesn't matter whose driver it is, only that the table has the camera's port.
         const auto deviceId = driver.deviceId();
         if (!deviceId || !rowOf(*deviceId).valid) return false;
         const std::u16string port = portByIds("findCameraPortVista", *deviceId);
@@ -229,7 +233,7 @@ void CDeviceUtilFunctions::AddCamerasToContextManagerVista() {
         if (!deviceId || !driver.isOurs()) return false;
         const CCamInfo row = rowOf(*deviceId);
         if (!row.valid) return false;
-        // Drivers stay in the keys when their devices go; only what has a port is attached.
+        // Keys may stay after their devices are gone; only a device with a port is attached.
         const std::u16string port = portByIds("AddCamerasToContextManagerVista", *deviceId);
         if (!port.empty()) enterCamera(*this, row, port);
         return false;

@@ -10,7 +10,8 @@ namespace {
 
 constexpr char category[] = "IDeviceUtils";
 
-/// A method from a text to a text: `translate` gives the answer, `format` has a place for both.
+/// The body of a method from a text to a text. `translate` computes the answer; `format` is a trace
+/// line with places for both texts.
 template <class Translate>
 HRESULT translated(BSTR text, BSTR* answer, const char* format, Translate translate) noexcept {
     return guardedText(answer, [&] {
@@ -67,7 +68,7 @@ HRESULT CDeviceUtils::CameraVidPidToContextId(BSTR vidPid, BSTR* ContextId) noex
 
 HRESULT CDeviceUtils::LogCameraInfo(BSTR ContextId, BSTR DeviceIdxml) noexcept {
     if (delegateUtils) return delegateUtils->LogCameraInfo(ContextId, DeviceIdxml);
-    // What can't be logged is no failure of the caller's.
+    // Whether diagnostics could be logged is nothing that callers have to handle.
     static_cast<void>(guarded([&] {
         const std::u16string id = textOf(ContextId);
         TraceLine(category, "LogCameraInfo (%s)", id);
@@ -91,6 +92,7 @@ HRESULT CDeviceUtils::IsDeviceLocked(BSTR ContextId, SHORT* locked) noexcept {
         const std::u16string id = textOf(ContextId);
         const ComPtr<IPhotoDevice> device = createDevice(id);
         if (!device) return E_FAIL;
+        // The device is locked for a moment, which succeeds only if no other object holds it.
         const bool held = device->LockDevice(makeBstr(id).get()) != S_OK;
         if (!held && device->UnlockDevice() != S_OK) return E_FAIL;
         *locked = held ? 1 : 0;
@@ -150,7 +152,7 @@ HRESULT CDeviceUtils::AllowDeleteForContextId(BSTR ContextId, SHORT* allowDelete
     });
 }
 
-// Other implementations are older than this question and aren't asked.
+// The class in `delegateUtils` isn't asked: such classes were written before this method existed.
 HRESULT CDeviceUtils::IsDeviceRequestingTagSetup(BSTR ContextId, SHORT* config) noexcept {
     if (!config) return E_POINTER;
     *config = 0;
@@ -178,12 +180,12 @@ ComPtr<IPhotoDevice> CDeviceUtils::createDevice(const std::u16string& id) {
 HRESULT CDeviceUtils::askDevice(const std::u16string& id, std::u16string_view message,
                                 bool& answer) {
     answer = false;
-    // Only a camera with a USB side can ask for anything.
+    // Only a camera that is reached through USB can request anything.
     if (id.empty() || CDeviceUtilFunctions::GetCameraList().FindByContextId(id).Cam_pnpID.empty())
         return S_FALSE;
     const ComPtr<IPhotoDevice> device = createDevice(id);
     if (!device) return E_FAIL;
-    // Held by somebody else, it can still be asked.
+    // The result doesn't matter: a device that another object holds can still be asked.
     device->LockDevice(makeBstr(id).get());
     Bstr text;
     if (device->Escape(makeBstr(message).get(), text.out()) != S_OK) return S_FALSE;

@@ -1,4 +1,6 @@
 #pragma once
+// The component that translates between the names of devices.
+
 #include <string>
 
 #include "ZlkCamTr.h"
@@ -8,7 +10,8 @@
 
 namespace zlk {
 
-/// Translations and questions for applications (see the interface).
+/// Implements IDeviceUtils (server/ZlkCamTr.idl). Where the settings name another class for this,
+/// that class answers.
 class CDeviceUtils : public DispatchImpl<IDeviceUtils> {
   public:
     using Interfaces = InterfaceList<IDeviceUtils, IDispatch>;
@@ -35,14 +38,15 @@ class CDeviceUtils : public DispatchImpl<IDeviceUtils> {
     ~CDeviceUtils() = default;
 
   private:
-    /// An object of the device's class, not yet holding the device; empty without such a class.
+    /// A new object of the class that handles the device, without a lock on it; empty if there is
+    /// no such class.
     ComPtr<IPhotoDevice> createDevice(const std::u16string& id);
-    /// Whether the device answers TRUE to a message. False with S_FALSE: nobody was asked, or
-    /// nobody answered.
+    /// Whether the device answers TRUE to a message. S_FALSE with a false answer means that no
+    /// device was asked or none answered.
     HRESULT askDevice(const std::u16string& id, std::u16string_view message, bool& answer);
 
     CDeviceUtilFunctions utilFunctions;
-    ComPtr<IDeviceUtils> delegateUtils;
+    ComPtr<IDeviceUtils> delegateUtils;  // the class that answers instead; usually empty
 };
 
 }  // namespace zlk

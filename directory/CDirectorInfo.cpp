@@ -38,12 +38,14 @@ bool CDirectorInfo::PutCameraEntry(const std::u16string& settingsId,
         TraceLine("CDirectorInfo", "PutCameraEntry - Failed to create fnameKey");
     }
 
+    // The mark is written last: with it, lists show the class, whose instance must exist by then.
     const RegistryKey installed = createSettings({u"CtxMgr", u"ProductClasses"});
     if (!installed) {
         TraceLine("CDirectorInfo", "PutCameraEntry - Failed to create ctxMgrKey");
         return true;
     }
-    // The class that was seen last stands last, in the spelling in which it was seen.
+    // Lists follow the order of these marks, so the class that was seen last comes last, in the
+    // spelling in which it was seen.
     regWriteStringAnew(installed.get(), productClass, installedMark);
     return true;
 }

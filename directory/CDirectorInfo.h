@@ -1,4 +1,6 @@
 #pragma once
+// Registers cameras in the settings tree once they have been seen.
+
 #include <string>
 
 namespace zlk {
@@ -8,13 +10,14 @@ class CDirectorInfo {
   public:
     virtual ~CDirectorInfo() = default;
 
-    /// See splitIdentifier in ContextId.h; a settings id is the same text as a context id.
+    /// Traces and splits the id, which has the form of a context id; see splitIdentifier() in
+    /// ContextId.h.
     bool SplitSettingsId(const std::u16string& id, std::u16string& manufacturer,
                          std::u16string& productClass, std::u16string& serial) const;
 
-    /// Gives the product class of the id its instance `0000`, with this name, and then marks the
-    /// class as installed. It does what it can: false only if the id names no product class. Two
-    /// processes may do it at once.
+    /// Makes the instance `0000` of the id's product class, with this name, and then marks the
+    /// class as installed. Does as much as it can: false only if the id names no product class.
+    /// Several processes may do this at once.
     bool PutCameraEntry(const std::u16string& settingsId, const std::u16string& friendlyName);
 };
 

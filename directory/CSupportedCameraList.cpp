@@ -12,8 +12,8 @@
 namespace zlk {
 namespace {
 
-/// A name with a place for the model: the marker stands where the model belongs. The resource
-/// module may translate it.
+/// A camera's name in which `marker` is to be replaced by the model. The resource module may have a
+/// translation.
 struct NameTemplate {
     WORD resourceId;
     std::u16string_view marker;
@@ -22,12 +22,12 @@ struct NameTemplate {
 constexpr NameTemplate singleName{2600, u"283", u"ZL Glimmerbox 283 camera"};
 constexpr NameTemplate seriesName{2601, u"539", u"ZL Glimmerbox 539 series camera"};
 
-/// The models that the system knows by itself.
+/// A model that the system knows without settings.
 struct BuiltInRow {
     const WCHAR* model;
     const WCHAR* product;
     const WCHAR* otherProduct;
-    const WCHAR* pnpId;  ///< null for a model with no PTP side
+    const WCHAR* pnpId;  ///< null for a model that doesn't support PTP
     const WCHAR* productClass;
     bool series;
     bool takesIntent;
@@ -53,7 +53,8 @@ bool readBool(HKEY key, const WCHAR* name, bool fallBack) {
     return text.empty() ? fallBack : equalIgnoringCase(trimmed(text), u"TRUE");
 }
 
-/// Normalises a row and tells whether it is complete enough to find a camera by.
+/// Brings a row into its usual form, and returns whether it is complete enough to recognise a
+/// camera.
 bool validate(CCamInfo& row) {
     for (std::u16string CCamInfo::*field :
          {&CCamInfo::MSDC_vendID, &CCamInfo::MSDC_prodID, &CCamInfo::MSDC_prodID_alt,
@@ -65,7 +66,8 @@ bool validate(CCamInfo& row) {
     return row.valid;
 }
 
-/// Drive and folder of an installed program, with the trailing backslash; empty if it isn't there.
+/// Drive and folder of an installed program, with a trailing backslash; empty if it isn't
+/// installed.
 std::u16string appDirectory(const std::u16string& program) {
     const RegistryKey key = regOpenKey(
         HKEY_LOCAL_MACHINE, u"Software\\Microsoft\\Windows\\CurrentVersion\\App Paths\\" + program,
@@ -79,6 +81,7 @@ std::u16string appDirectory(const std::u16string& program) {
     return directory;
 }
 
+/// The module with translated names, which is installed with one of two programs.
 HMODULE loadResourceModule() {
     std::u16string directory = appDirectory(u"ZlkTrayKeeper.exe");
     if (directory.empty()) directory = appDirectory(u"ZlkAlbumDesk.exe");
@@ -86,8 +89,8 @@ HMODULE loadResourceModule() {
     return LoadLibraryW(joinPath(directory, u"ZlkCamRes.dll").c_str());
 }
 
-/// A text of a module's string table; empty if it has none of that number. A block holds sixteen
-/// texts behind each other, each with its length in front.
+/// A text from a module's string table; empty if there is none with this number. A block of the
+/// table holds sixteen texts one after another, each preceded by its length in units.
 std::u16string loadString(HMODULE module, WORD id) {
     const HRSRC block = FindResourceW(module, static_cast<WORD>(id / 16 + 1), RT_STRING);
     if (!block) return {};
@@ -104,7 +107,7 @@ std::u16string loadString(HMODULE module, WORD id) {
     return {};
 }
 
-/// A copy of the first row that `matches`, or one that isn't valid.
+/// A copy of the first row for which `matches` returns true, or a row that isn't valid.
 template <class Matches>
 CCamInfo firstRow(const std::vector<CCamInfo>& rows, Matches matches) {
     const auto found = std::find_if(rows.begin(), rows.end(), matches);
@@ -169,6 +172,7 @@ void CSupportedCameraList::addBuiltIn() {
         row.Model = known.model;
         row.FriendlyName = composeFriendlyName(row.Model, known.series);
         row.contextId = makeContextId(known.productClass, u"0000");
+        // A row of the settings takes the place of a built-in one.
         if (validate(row) && !FindByContextId(row.contextId).valid)
             cameras.push_back(std::move(row));
     }
@@ -206,7 +210,7 @@ CCamInfo CSupportedCameraList::FindByContextId(const std::u16string& contextId) 
 }
 
 CCamInfo CSupportedCameraList::FindByPassThruClass(const std::u16string& productClass) const {
-    if (productClass.empty()) return {};  // else every row that stands for no such device matched
+    if (productClass.empty()) return {};  // it would match all rows without such a class
     return firstRow(cameras, [&](const CCamInfo& row) {
         return equalIgnoringCase(row.PassThruProductClass, productClass);
     });

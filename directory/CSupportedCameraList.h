@@ -1,4 +1,6 @@
 #pragma once
+// The table of supported cameras.
+
 #include <cstdint>
 #include <optional>
 #include <string>
@@ -9,20 +11,23 @@
 
 namespace zlk {
 
-/// Every kind of camera that the system knows: the rows of the settings tree first, then the
-/// built-in ones whose context id no row of the tree has. It stands as it was when it was built.
-/// Each look-up gives a copy of the first row that matches, or one that isn't valid.
+/// All kinds of cameras that the system knows: first the rows of the settings tree, then the
+/// built-in rows whose context id no row of the tree has. The table doesn't change after it is
+/// built, so any thread may use it. Each search returns a copy of the first row that matches, or a
+/// row that isn't valid.
 class CSupportedCameraList {
   public:
+    /// Reads the settings tree. Throws std::bad_alloc.
     CSupportedCameraList();
     virtual ~CSupportedCameraList();
     CSupportedCameraList(const CSupportedCameraList&) = delete;
     CSupportedCameraList& operator=(const CSupportedCameraList&) = delete;
 
     CCamInfo FindByVidPid(std::uint16_t vid, std::uint16_t pid) const;
-    /// Both texts must be non-empty.
+    /// By the vendor and product strings of a volume. An empty text matches nothing.
     CCamInfo FindByMsdcStrings(const std::u16string& vendor, const std::u16string& product) const;
     CCamInfo FindByContextId(const std::u16string& contextId) const;
+    /// By the product class of the ids that stand for a pass-through device.
     CCamInfo FindByPassThruClass(const std::u16string& productClass) const;
 
     const std::vector<CCamInfo>& rows() const { return cameras; }
@@ -30,10 +35,11 @@ class CSupportedCameraList {
   private:
     void loadFromSettings();
     void addBuiltIn();
+    /// A name made from the model, in the language of the resource module.
     std::u16string composeFriendlyName(const std::u16string& model, bool series);
 
     std::vector<CCamInfo> cameras;
-    // Looked for at the first need of a friendly name, and only then: null if there is none.
+    // Loaded when the first friendly name has to be made; null if there is no such module.
     std::optional<HMODULE> resourceModule;
 };
 

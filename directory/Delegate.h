@@ -1,13 +1,15 @@
 #pragma once
+// Lets another class answer in place of one of ours.
+
 #include <string>
 
 #include "platform/component.h"
 
 namespace zlk {
 
-/// Another implementation of an interface, which the settings name by its ProgID and which then
-/// answers in place of ours. Empty where none is named or it can't be created, and where the
-/// ProgID leads back to the class that asks: that would create itself without end.
+/// An object of the class with this ProgID, which the settings name. Empty if the ProgID is empty
+/// or the object can't be created, and also if the ProgID is that of the class that asks
+/// (`asking`), which would create itself endlessly.
 template <class Interface>
 ComPtr<Interface> createDelegate(const std::u16string& progId, const GUID& asking) {
     ComPtr<Interface> delegate;

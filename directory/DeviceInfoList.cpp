@@ -3,8 +3,8 @@
 namespace zlk {
 namespace {
 
-/// A name as a document can hold it: a volume's label may be anything, and a card with a bad one
-/// must be listed all the same.
+/// The name with U+FFFD for each character that a document can't hold. A volume's label may have
+/// any characters, and a card with a strange one must be listed all the same.
 std::u16string showable(std::u16string name) {
     for (std::size_t i = 0; i < name.size(); ++i) {
         const WCHAR unit = name[i];

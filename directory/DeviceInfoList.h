@@ -1,17 +1,19 @@
 #pragma once
+// Builds the `devices` document that lists go out in.
+
 #include <string>
 
 #include "foundation/Xml.h"
 
 namespace zlk {
 
-/// A `devices` document in the making: a `device` element for each entry, in the order of adding,
-/// with `friendlyName`, `contextId` and `progId`. Without an XML component it stays empty.
+/// Holds one `device` element for each entry, in the order of adding, with `friendlyName`,
+/// `contextId` and `progId`. Without an XML component the document is empty.
 class DeviceInfoList {
   public:
     DeviceInfoList();
 
-    /// An entry that can't be built whole is left out.
+    /// Adds an entry. One that can't be built completely is left out.
     void addDevice(const std::u16string& contextId, const std::u16string& friendlyName,
                    const std::u16string& progId);
 

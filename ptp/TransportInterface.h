@@ -11,7 +11,7 @@ namespace zlk {
 
 /// One camera: two bulk pipes and an interrupt pipe. Calls block, for as long as the driver's
 /// time-outs allow. A failure is a thrown PTPCommErrors, usually PTP_TRANSPORT_ERROR; nothing is
-/// retried. For one thread, except that readInterrupt() may wait in another.
+/// retried. For one thread at a time.
 class TransportInterface {
   public:
     virtual ~TransportInterface() = default;

@@ -16,7 +16,7 @@ class wString {
     wString() = default;
     /// Copies a zero-terminated text. Null gives an empty text.
     explicit wString(const WCHAR* wide);
-    /// Copies a zero-terminated text in UTF-8. Null, or what isn't UTF-8, gives an empty text.
+    /// Copies a zero-terminated text in UTF-8. Null or "" gives an empty text.
     explicit wString(const char* utf8);
     explicit wString(std::u16string_view wide);
     wString(const wString& other);

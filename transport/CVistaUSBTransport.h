@@ -32,8 +32,8 @@ class CVistaUSBTransport : public TransportInterface {
     /// Sends a control code, whose answer must have exactly this size. Throws PTP_TRANSPORT_ERROR.
     void ask(DWORD code, void* answer, DWORD size) const;
 
-    // As the device reported when it was opened.
     UniqueHandle handle;
+    // What the device reported when it was opened; the packet size is in bytes.
     std::uint32_t maxPacketSize = 0;
     std::uint32_t vid = 0;
     std::uint32_t pid = 0;

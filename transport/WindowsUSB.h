@@ -6,9 +6,8 @@
 
 namespace zlk {
 
-/// The camera is a file of the still-image driver, `\\.\Usbscan<n>`. One handle serves the bulk
-/// pipes and another the interrupt pipe, so that a wait for events doesn't block transfers. Every
-/// call goes to the device, even getVidPid().
+/// The camera is a file of the still-image driver, `\\.\Usbscan<n>`. One handle is for the bulk
+/// pipes and another for the interrupt pipe. Every call goes to the device, even getVidPid().
 class WindowsUSB : public TransportInterface {
   public:
     WindowsUSB() = default;

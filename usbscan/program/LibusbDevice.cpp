@@ -10,7 +10,7 @@
 namespace zlk::usbscan {
 namespace {
 
-/// Bytes. The kernel needs one piece of memory for a transfer, and larger ones are hard to get.
+/// Bytes; as many as the kernel takes at once without needing much memory for them.
 constexpr std::size_t writeAtOnce = 128 * 1024;
 
 unsigned char* mutableBytes(const std::byte* bytes) {
