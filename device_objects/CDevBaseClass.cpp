@@ -10,9 +10,9 @@
 namespace zlk {
 namespace {
 
-constexpr char category[] = "CUnloadableCamera";  // for all three objects
+constexpr char category[] = "CUnloadableCamera";  // the same for all three classes
 
-/// Whether names of objects can be seen by all sessions of the machine.
+/// Whether named objects can be visible in all sessions of the machine.
 bool hasGlobalNames() {
     return isNtFamily(5);
 }
@@ -28,7 +28,7 @@ HRESULT CDevBaseClass::LockDevice(BSTR cueId) noexcept {
     TraceLine(category, "LockDevice (%s)", viewOf(cueId));
     return setResult(operationCode(DeviceCode::Held, [&] {
         if (!locked) {
-            // imageDev may belong to another id: Escape() makes a device without a claim.
+            // imageDev may belong to another id, since Escape() makes a device without a claim.
             std::u16string id = textOf(cueId);
             if (id != deviceId) imageDev.reset();
             deviceId = std::move(id);
@@ -41,12 +41,13 @@ HRESULT CDevBaseClass::LockDevice(BSTR cueId) noexcept {
 
 bool CDevBaseClass::SetLockMutex(const std::u16string& id) {
     lockMutex.reset();
-    // To the system the name would end there, and claim another device.
+    // The platform would end the name at the zero, and so claim another device.
     if (id.find(u'\0') != id.npos) return false;
     std::u16string mutexName = hasGlobalNames() ? u"Global\\" : u"";
     mutexName.append(u"ZlkUnloadImageDeviceLock_").append(id);
     TraceLine(category, "SetLockMutex mutexName(%s)", mutexName);
     UniqueHandle made(CreateMutexW(nullptr, true, mutexName.c_str()));
+    // A mutex that exists is another object's claim.
     if (!made || GetLastError() == ERROR_ALREADY_EXISTS) return false;
     lockMutex = std::move(made);
     return true;
@@ -96,12 +97,14 @@ void CDevBaseClass::createImageDev() {
 
 void CDevBaseClass::resolveDeviceKind(bool& isMassStorage, std::u16string& lowLevelId) const {
     lowLevelId = upperCase(SettingsIDtoUnloadID(deviceId));
+    // Only devices on USB have VID in their ids.
     isMassStorage = lowLevelId.find(u"VID") == lowLevelId.npos;
 }
 
 std::u16string CDevBaseClass::SettingsIDtoUnloadID(const std::u16string& deviceId) {
     std::u16string lowLevelId;
-    // The empty id is nobody's, not that of a drive about which nothing is known.
+    // The empty id belongs to no device, but the look-up would take it for that of an unknown
+    // drive.
     if (!deviceId.empty()) lowLevelId = CDeviceUtilFunctions().ContextIdToLowLevelId(deviceId);
     TraceLine(category, "SettingsIDtoUnloadID(%s) -> (%s)", deviceId, lowLevelId);
     return lowLevelId;

@@ -1,4 +1,5 @@
 #pragma once
+// The base class of the objects by which applications use one device.
 
 #include <functional>
 #include <memory>
@@ -12,36 +13,35 @@
 
 namespace zlk {
 
-/// What the objects that applications hold for one device have in common: the claim on a context
-/// id, the outcome of the last operation, and the device behind it.
+/// Holds the claim on a context id, the result of the last operation, and the device itself.
 ///
-/// The claim is a mutex of the machine, named after the id, that exists while an object holds it:
-/// nobody waits for it, and it ends with its process, however that dies. Claiming touches no
-/// device. That is made by the first operation that needs it, and dropped by the first that finds
-/// it gone, so that a device that comes back works again under the same claim.
+/// The claim is a named mutex of the machine, called after the id, which exists while an object
+/// holds the claim. Nobody waits for it, and it ends with its process, however that dies. Claiming
+/// doesn't touch the device. The device is made by the first operation that needs it, and dropped
+/// by the first that finds it gone; so a device that comes back works again under the same claim.
 ///
-/// Used by one thread. A progress callback may call back into the object, and even release it.
+/// For one thread. A progress callback may call back into the object, and even release it.
 class CDevBaseClass {
   protected:
     CDevBaseClass() = default;
-    /// Each deriving class unlocks in its own destructor, by its own way of unlocking.
+    /// Each derived class unlocks in its own destructor, since each unlocks in its own way.
     ~CDevBaseClass() = default;
     CDevBaseClass(const CDevBaseClass&) = delete;
     CDevBaseClass& operator=(const CDevBaseClass&) = delete;
 
-    // The bodies of the interface methods of these names.
+    // The bodies of the interface methods with these names.
     HRESULT LockDevice(BSTR cueId) noexcept;
     HRESULT UnlockDevice() noexcept;
     HRESULT get_DeviceId(BSTR* pVal) noexcept;
     HRESULT get_ErrorCode(LONG* pVal) noexcept;
 
-    /// The end of every operation: keeps the code for get_ErrorCode; S_OK or E_FAIL.
+    /// Ends every operation: stores the code for get_ErrorCode(), and returns S_OK or E_FAIL.
     HRESULT setResult(DeviceCode code) noexcept;
 
-    /// Whether the device answers now; makes it where it has to, drops it where it is gone.
+    /// Whether the device answers now. Makes it if necessary, and drops it if it is gone.
     bool isDeviceConnected();
 
-    /// Runs `operation(CImageDev&)`, which gives a code, on a device that is held and connected.
+    /// Runs `operation(CImageDev&)`, which returns a code, if the device is held and connected.
     template <class Operation>
     HRESULT guardedCall(Operation&& operation) noexcept {
         return setResult(operationCode(DeviceCode::ReadFailed, [&] {
@@ -52,8 +52,9 @@ class CDevBaseClass {
         }));
     }
 
-    /// The same for an operation with an out text, `read(CImageDev&, std::u16string&)`. Once it
-    /// was reached, the caller gets a new string, whatever its code; before that none.
+    /// The same for an operation with a text result, `read(CImageDev&, std::u16string&)`. Once
+    /// `read` has run, the caller gets a new string whatever the code is; before that, `*pVal`
+    /// isn't touched.
     template <class Read>
     HRESULT guardedRead(BSTR* pVal, Read&& read) noexcept {
         if (!pVal) return E_POINTER;
@@ -71,7 +72,7 @@ class CDevBaseClass {
             [&](CImageDev& device) { return std::invoke(write, device, textOf(val)); });
     }
 
-    /// A new string for the caller; false, with a null one, where there is no memory.
+    /// A new string, which the caller owns. False, with a null one, if there is no memory.
     static bool handOut(std::u16string_view text, BSTR* pVal) noexcept {
         *pVal = Bstr(text).detach();
         return *pVal != nullptr;
@@ -80,17 +81,21 @@ class CDevBaseClass {
         return text ? std::u16string_view(text, SysStringLen(text)) : std::u16string_view();
     }
 
-    std::u16string deviceId;  // kept when a claim is refused, and after unlocking
+    std::u16string deviceId;  // stays after a refused claim, and after unlocking
     DeviceCode errorCode = DeviceCode::Success;
-    // Shared only with the operation that runs on it, for a callback may unlock in the middle.
+    // Null until it is needed. Shared with the operation that is running on it, since a callback
+    // may unlock in its middle.
     std::shared_ptr<CImageDev> imageDev;
-    UniqueHandle lockMutex;  // set while the claim is held
+    UniqueHandle lockMutex;  // set while this object has the claim
     bool locked = false;
 
   private:
+    /// Makes the mutex that is the claim. False if it exists already.
     bool SetLockMutex(const std::u16string& id);
+    /// Makes the device for `deviceId`. Null if it can't be reached.
     void createImageDev();
     void resolveDeviceKind(bool& isMassStorage, std::u16string& lowLevelId) const;
+    /// How the device can be reached; see ContextIdToLowLevelId().
     static std::u16string SettingsIDtoUnloadID(const std::u16string& deviceId);
 };
 

@@ -1,11 +1,12 @@
 #pragma once
+// A ready-made progress callback.
 
 #include "ZlkCamTr.h"
 #include "platform/component_object.h"
 
 namespace zlk {
 
-/// A progress callback that applications can make by its class: each report is a message box.
+/// Shows a message box at each report. Applications can create it by its class id.
 class CProgressCallback : public IProgressCallback {
   public:
     using Interfaces = InterfaceList<IProgressCallback>;

@@ -8,7 +8,7 @@ namespace {
 
 constexpr char category[] = "CSPostDevice";
 
-// Events of a share dialogue that fails.
+// Numbers of the events that report a failed dialogue.
 constexpr std::int32_t menuNotRead = 6;
 constexpr std::int32_t menuNotWritten = 7;
 

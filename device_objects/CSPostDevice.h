@@ -1,4 +1,5 @@
 #pragma once
+// The component by which an application sets up a camera's share menu.
 
 #include "ZlkCamTr.h"
 #include "device_objects/CDevBaseClass.h"
@@ -7,9 +8,9 @@
 
 namespace zlk {
 
-/// The object by which an application sets up a camera's share menu. The camera is told that the
-/// dialogue starts when the menu is read, and how it ended when the object is unlocked: done if a
-/// menu was written, cancelled if it was only read.
+/// The camera is told about the dialogue: that it has started when the menu is read, and how it
+/// ended when the object is unlocked, which is done if a menu was written, and cancelled if it was
+/// only read.
 class CSPostDevice : public DispatchImpl<ISwiftPostDevice>, public CDevBaseClass {
   public:
     using Interfaces = InterfaceList<ISwiftPostDevice, IDispatch>;
@@ -28,7 +29,7 @@ class CSPostDevice : public DispatchImpl<ISwiftPostDevice>, public CDevBaseClass
     ~CSPostDevice();
 
   private:
-    // Both: the device was reached, whatever came of it.
+    // Both are set once the device was reached, even if it failed.
     bool menuRead = false;
     bool menuWritten = false;
 };

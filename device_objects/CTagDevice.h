@@ -1,4 +1,5 @@
 #pragma once
+// The component by which an application sets up a camera's tag list.
 
 #include "ZlkCamTr.h"
 #include "device_objects/CDevBaseClass.h"
@@ -7,9 +8,9 @@
 
 namespace zlk {
 
-/// The object by which an application sets up a camera's tag list. The camera is told that the
-/// dialogue starts when the list is read, that it is done when one has been written, and that it
-/// was cancelled when the object is unlocked without a write.
+/// The camera is told about the dialogue: that it has started when the list is read, that it is
+/// done when a list has been written, and that it was cancelled when the object is unlocked without
+/// a write.
 class CTagDevice : public DispatchImpl<ITagDevice>, public CDevBaseClass {
   public:
     using Interfaces = InterfaceList<ITagDevice, IDispatch>;
@@ -26,7 +27,7 @@ class CTagDevice : public DispatchImpl<ITagDevice>, public CDevBaseClass {
     ~CTagDevice();
 
   private:
-    // Both: the device was reached, whatever came of it.
+    // Both are set once the device was reached, even if it failed.
     bool tagsRead = false;
     bool tagsWritten = false;
 };

@@ -13,20 +13,22 @@ namespace {
 constexpr char category[] = "CUnloadableCamera";
 constexpr DWORD reportInterval = 250;  // milliseconds
 
-/// How many arguments a transfer takes, of which the last one is the progress; 0 for a member that
-/// is no transfer.
+/// The number of arguments that a transfer takes, the last of which is the progress; 0 for a method
+/// that isn't a transfer. The numbers are those of the interface.
 UINT argumentsOfTransfer(DISPID id) {
     constexpr DISPID getFileInfo = 3, saveFileData = 4;
     return id == getFileInfo ? 1 : id == saveFileData ? 3 : 0;
 }
 
-/// Whether a picture would be written over itself, which would empty it before it is read. On a
-/// volume an id is the path, and a path may lead there by other names; a camera's ids are numbers.
+/// Whether a picture would be copied onto itself, which would empty it before it is read. On a
+/// volume the id is a path, and another path may lead to the same file; the ids of a camera are
+/// numbers.
 bool isOwnTarget(const std::u16string& id, const std::u16string& fileName) {
     FileStatus picture, target;
-    // Most targets don't exist yet, and so are nobody's.
+    // Most targets don't exist yet, so they can't be the picture.
     if (id.find_first_of(u"\\/") == id.npos || !_wstat64i32(fileName.c_str(), target)) return false;
-    // Both are looked at while the picture is open, since a file's number holds only so long.
+    // Both are compared while the picture is open, since a file's inode number may be reused after
+    // that.
     const UniqueHandle source(CreateFileW(id.c_str(), 0, 0, nullptr, OPEN_EXISTING, 0, nullptr));
     return _wstat64i32(id.c_str(), picture) && _wstat64i32(fileName.c_str(), target) &&
            picture.st_dev == target.st_dev && picture.st_ino == target.st_ino;
@@ -34,14 +36,14 @@ bool isOwnTarget(const std::u16string& id, const std::u16string& fileName) {
 
 }  // namespace
 
-/// The application's callback, for the length of one method. The callback may drop the last
-/// reference of the object that it is called from, or start another transfer on it.
+/// Sets the application's callback during one method. The callback may release the last reference
+/// to the object that calls it, or start another transfer on that object.
 class CUnloadableCamera::CallbackScope {
   public:
     CallbackScope(CUnloadableCamera& camera, VARIANT* progress) noexcept
         : camera_(camera), outer_(camera.progressCallback) {
         camera_.AddRef();
-        // The interface declares a VARIANT*; what is passed is the callback itself.
+        // The interface declares a VARIANT*, but what applications pass is the callback itself.
         camera_.progressCallback = reinterpret_cast<IProgressCallback*>(progress);
     }
     ~CallbackScope() {
@@ -100,7 +102,7 @@ HRESULT CUnloadableCamera::GetFileInfo(VARIANT* Progress, BSTR* pVal) noexcept {
     return guardedRead(pVal, [this](CImageDev& device, std::u16string& xml) {
         FileInfoList list;
         const DeviceCode code = device.GetFileInfo(list, this);
-        xml = list.getXml();  // after a failure: what was found up to it
+        xml = list.getXml();  // after a failure, what was found before it
         return code;
     });
 }
@@ -113,13 +115,15 @@ HRESULT CUnloadableCamera::SaveFileData(BSTR id, BSTR fileName, VARIANT* Progres
 
 DeviceCode CUnloadableCamera::saveFile(CImageDev& device, BSTR id, BSTR fileName) {
     const std::u16string_view name = viewOf(fileName);
-    // To the system a name ends at its first zero: another file would be overwritten.
+    // The platform would end the name at its first zero, and so overwrite another file.
     if (name.empty() || name.find(u'\0') != name.npos) return DeviceCode::PcFileUnusable;
     if (isOwnTarget(textOf(id), textOf(fileName))) return DeviceCode::PcFileUnusable;
     const UniqueHandle target(CreateFileW(fileName, GENERIC_READ | GENERIC_WRITE,
                                           FILE_SHARE_READ | FILE_SHARE_WRITE, nullptr,
                                           CREATE_ALWAYS, FILE_ATTRIBUTE_NORMAL, nullptr));
     LARGE_INTEGER size{};
+    // The file must be empty now. If it isn't, it is something that can't be emptied, like a
+    // device.
     if (!target || !GetFileSizeEx(target.get(), &size) || static_cast<DWORD>(size.QuadPart) != 0)
         return DeviceCode::PcFileUnusable;
     return device.GetFile(textOf(id), this, target.get());
@@ -151,7 +155,7 @@ HRESULT CUnloadableCamera::Escape(BSTR inMsg, BSTR* outMsg) noexcept {
     TraceLine(category, "Escape(%s)", viewOf(inMsg));
     if (!outMsg) return E_POINTER;
     EscapeAnswer answer{DeviceCode::NotConnected, {}};
-    // No claim is asked for: a device that somebody else holds can be asked too.
+    // No claim is needed: a device that another object holds can be asked too.
     const DeviceCode code = operationCode(DeviceCode::NotSupported, [&] {
         if (isDeviceConnected()) answer = answerEscape(*imageDev, textOf(inMsg));
         return answer.code;
@@ -163,7 +167,8 @@ HRESULT CUnloadableCamera::get_Dpof(BSTR* pVal) noexcept {
     TraceLine(category, "get_Dpof");
     return guardedRead(pVal, [](CImageDev& device, std::u16string& text) {
         device.GetDpofFile(text);
-        return DeviceCode::Success;  // no print order is no failure, unlike no intent
+        return DeviceCode::Success;  // a missing print order isn't a failure, but a missing intent
+                                     // is
     });
 }
 
@@ -190,7 +195,7 @@ HRESULT CUnloadableCamera::get_IsConnected(LONG* pVal) noexcept {
         if (!locked) return DeviceCode::NotLocked;
         *pVal = isDeviceConnected();
         TraceLine(category, "get_IsConnected (%s)", *pVal ? "TRUE" : "FALSE");
-        return DeviceCode::Success;  // a device that isn't there is an answer
+        return DeviceCode::Success;  // "not connected" is an answer, and not a failure
     }));
 }
 

@@ -1,4 +1,5 @@
 #pragma once
+// The component by which an application unloads the pictures of one device.
 
 #include "ZlkCamTr.h"
 #include "device_objects/CDevBaseClass.h"
@@ -7,15 +8,16 @@
 
 namespace zlk {
 
-/// The object that an application holds to unload the pictures of one device. Its methods are
-/// told in the interface; all but the ones named there give S_OK or E_FAIL with an ErrorCode.
+/// Implements IPhotoDevice; server/ZlkCamTr.idl describes its methods. Except where it says
+/// otherwise, they return S_OK, or E_FAIL with the reason in ErrorCode.
 class CUnloadableCamera : public ObjectProgressInterface,
                           public DispatchImpl<IPhotoDevice>,
                           public CDevBaseClass {
   public:
     using Interfaces = InterfaceList<IPhotoDevice, IDispatch>;
 
-    /// As every object's, but for the progress of a transfer (see ProgressArgument).
+    /// Like that of every object, except that it converts the progress argument of a transfer (see
+    /// ProgressArgument).
     HRESULT Invoke(DISPID id, const GUID& reserved, DWORD localeId, WORD flags,
                    DISPPARAMS* parameters, VARIANT* result, EXCEPINFO* exception,
                    UINT* argumentError) noexcept override;
@@ -39,9 +41,9 @@ class CUnloadableCamera : public ObjectProgressInterface,
     HRESULT ShowDialog(ULONG dialogNum, ULONG* pVal) noexcept override;
     HRESULT SaveThumbnail(BSTR id, BSTR fileName) noexcept override;
 
-    /// Passes a report on to the application: at most one in 250 ms, but the first of the
-    /// object's life and all outside of 1 to 99 percent. A report that is held back
-    /// returns true: the transfer goes on.
+    /// Passes a report on to the application, but not more than one in 250 ms. The first report of
+    /// the object's life, and reports outside of 1 to 99 per cent, always pass. For a report that
+    /// is held back the result is true, so that the transfer goes on.
     bool reportProgress(std::int32_t percent) noexcept override;
 
   protected:
@@ -51,10 +53,11 @@ class CUnloadableCamera : public ObjectProgressInterface,
   private:
     class CallbackScope;
 
+    /// The body of SaveFileData().
     DeviceCode saveFile(CImageDev& device, BSTR id, BSTR fileName);
 
-    IProgressCallback* progressCallback = nullptr;  // borrowed, for the length of one transfer
-    DWORD lastProgressTick = 0;                     // of the last report that went through
+    IProgressCallback* progressCallback = nullptr;  // borrowed, during one transfer
+    DWORD lastProgressTick = 0;  // milliseconds; when the last report was passed on
 };
 
 }  // namespace zlk

@@ -26,7 +26,7 @@ EscapeAnswer isTagSetupRequested(CImageDev& device, std::u16string_view) {
 
 EscapeAnswer getDiagFile(CImageDev& device, std::u16string_view) {
     EscapeAnswer answer{DeviceCode::Success, {}};
-    device.GetCameraDiagnostic(answer.text);  // none is an answer too
+    device.GetCameraDiagnostic(answer.text);  // a missing document is no failure
     return answer;
 }
 

@@ -1,6 +1,6 @@
 #pragma once
-// The text messages of IPhotoDevice::Escape: a keyword, and behind it, for one of them, the name
-// of a camera message. Both ignore case; words behind them are ignored.
+// Parses and answers the text messages of IPhotoDevice::Escape. A message is a keyword; with one of
+// the keywords, the name of a camera message follows. Case is ignored, and so are further words.
 
 #include <string>
 
@@ -8,17 +8,18 @@
 
 namespace zlk {
 
+/// What goes back to the application.
 struct EscapeAnswer {
     DeviceCode code;
     std::u16string text;  ///< "TRUE", "FALSE", a document, or empty
 };
 
-/// Runs one message on a connected device. NotSupported for a message that isn't understood, and
-/// for one that the device kind doesn't know.
+/// Handles one message with a connected device. NotSupported for a message that isn't known, or
+/// that this kind of device doesn't support.
 EscapeAnswer answerEscape(CImageDev& device, std::u16string message);
 
-/// Takes one word off the front of `rest`, which is trimmed on the way. Only a blank ends a word.
-/// Empty, with `rest` as it was, where there is none.
+/// Removes the first word from `rest`, which is trimmed, and returns it. Words are separated by
+/// blanks. If there is none the result is empty, and `rest` is unchanged.
 std::u16string nextWord(std::u16string& rest);
 
 }  // namespace zlk

@@ -7,11 +7,12 @@
 namespace zlk {
 namespace {
 
-/// A script's object as a callback: its member `UpdateProgress` is called by name.
+/// Makes a script's object a callback, by calling its method `UpdateProgress` by name.
 class NamedCallback : public IProgressCallback {
   public:
     using Interfaces = InterfaceList<IProgressCallback>;
 
+    /// Takes a reference to the object. Fails if it has no such method.
     HRESULT bind(IDispatch* object) {
         WCHAR name[] = u"UpdateProgress";
         WCHAR* names[] = {name};
@@ -25,7 +26,7 @@ class NamedCallback : public IProgressCallback {
         DISPPARAMS arguments{argument.get(), nullptr, 1, 0};
         const HRESULT called = object_->Invoke(id_, GUID{}, 0, DISPATCH_METHOD, &arguments,
                                                result.get(), nullptr, nullptr);
-        // A script has no other way to say no than by failing, or by a result of its own.
+        // A script can only refuse by failing, or by a result of its own.
         if (called != S_OK) return FAILED(called) ? called : S_FALSE;
         if (result->vt == VT_BOOL) return result->boolVal ? S_OK : S_FALSE;
         return result->vt == VT_I4 ? result->lVal : S_OK;
@@ -39,13 +40,14 @@ class NamedCallback : public IProgressCallback {
     DISPID id_ = DISPID_UNKNOWN;
 };
 
+/// Whether an argument means that no callback is wanted.
 bool isNone(const VARIANT& value) {
     const bool leftOut = value.vt == VT_ERROR && value.scode == DISP_E_PARAMNOTFOUND;
     return value.vt == VT_EMPTY || value.vt == VT_NULL || leftOut;
 }
 
-/// Where the argument of the last parameter stands among all: named ones come first, and then the
-/// others from the last one to the first. `cArgs` if there is none.
+/// The index of the last parameter's argument. In DISPPARAMS the named arguments come first, and
+/// then the others from the last to the first. `cArgs` if there is none.
 UINT findLast(const DISPPARAMS& arguments) {
     const auto last = static_cast<DISPID>(arguments.cArgs) - 1;
     for (UINT i = 0; i < arguments.cNamedArgs; ++i)
@@ -53,7 +55,7 @@ UINT findLast(const DISPPARAMS& arguments) {
     return arguments.cNamedArgs == 0 ? 0 : arguments.cArgs;
 }
 
-/// Empty for an argument that says that nobody wants to hear.
+/// Makes a callback from the argument; an empty one if none is wanted.
 HRESULT callbackOf(const VARIANT& argument, ComPtr<IProgressCallback>& callback) {
     Variant held;
     VARIANT* const inner = argument.vt == (VT_BYREF | VT_VARIANT) ? argument.pvarVal : nullptr;
@@ -62,6 +64,7 @@ HRESULT callbackOf(const VARIANT& argument, ComPtr<IProgressCallback>& callback)
     const HRESULT converted = VariantChangeType(held.get(), &value, 0, VT_UNKNOWN);
     if (FAILED(converted)) return converted;
     if (!held->punkVal) return S_OK;
+    // The object of a program in C++ may be a callback already. Any other one is called by name.
     if (SUCCEEDED(held->punkVal->QueryInterface(iidOf<IProgressCallback>,
                                                 reinterpret_cast<void**>(callback.out()))))
         return S_OK;
@@ -77,7 +80,7 @@ HRESULT callbackOf(const VARIANT& argument, ComPtr<IProgressCallback>& callback)
 
 HRESULT ProgressArgument::take(const DISPPARAMS& arguments, UINT count, UINT* argumentError) {
     arguments_ = arguments;
-    // What else is wrong with the call is told by the one who makes it.
+    // Other errors in the arguments are left to DispatchImpl, which reports them.
     if (arguments.cArgs != count || !arguments.rgvarg || arguments.cNamedArgs > count ||
         (arguments.cNamedArgs > 0 && !arguments.rgdispidNamedArgs))
         return S_OK;
@@ -89,7 +92,8 @@ HRESULT ProgressArgument::take(const DISPPARAMS& arguments, UINT count, UINT* ar
         return result;
     }
     std::copy_n(arguments.rgvarg, count, values_.begin());
-    // What a reference to a VARIANT refers to reaches the method as it is.
+    // A reference to a VARIANT is passed to the method without a conversion, so this pointer
+    // reaches it.
     values_[found].vt = VT_BYREF | VT_VARIANT;
     values_[found].byref = callback_.get();
     arguments_.rgvarg = values_.data();

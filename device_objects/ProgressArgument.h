@@ -1,9 +1,9 @@
 #pragma once
-// The object that hears of a transfer's progress, where a transfer is asked for by name.
+// Converts the progress argument of a transfer that is called by name.
 //
 // The methods of the device objects take the IProgressCallback itself in the place of the VARIANT
-// that they declare; applications have always passed it so. A caller by name can't: it passes a
-// value with an object in it, which has to be turned into that before the method is called.
+// that they declare, because applications have always passed it so. A caller by name can't do that:
+// it passes a value with an object in it, which is converted before the method is called.
 
 #include <array>
 
@@ -16,12 +16,13 @@ class ProgressArgument {
   public:
     static constexpr UINT mostArguments = 3;
 
-    /// Takes the arguments of a call of a member with `count` parameters (at most mostArguments),
-    /// of which the last one is the progress. They stay the caller's. DISP_E_TYPEMISMATCH for a
-    /// value without such an object, with its place among them.
+    /// Takes the arguments for a method with `count` parameters, at most mostArguments, the last of
+    /// which is the progress. The arguments stay the caller's and must outlive this object. If that
+    /// argument holds no suitable object, the result is DISP_E_TYPEMISMATCH, and `*argumentError`
+    /// is its place.
     HRESULT take(const DISPPARAMS& arguments, UINT count, UINT* argumentError);
 
-    /// The same arguments, with the callback in the form that the methods take.
+    /// The converted arguments, valid as long as this object.
     DISPPARAMS* arguments() noexcept { return &arguments_; }
 
   private:

@@ -1,4 +1,4 @@
-// The module: its six classes and its entry points.
+// The component module of the system: its six classes and its entry points.
 
 #include "ZlkCamTr.h"
 
@@ -12,6 +12,7 @@
 
 namespace {
 
+// The numbers are those of the registration scripts among the module's resources.
 constexpr zlk::ComponentClass classes[] = {
     {CLSID_UnloadableCamera, zlk::createObject<zlk::CUnloadableCamera>, 2001},
     {CLSID_SPostDevice, zlk::createObject<zlk::CSPostDevice>, 2002},

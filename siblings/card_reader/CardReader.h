@@ -1,4 +1,5 @@
 #pragma once
+// The card reader component: tells whether a device has a card in it.
 
 #include <string>
 
@@ -7,11 +8,15 @@
 
 namespace zlk {
 
+/// Implements ICardReader for all devices that are mounted as volumes.
 class CardReader : public ICardReader {
   public:
     using Interfaces = InterfaceList<ICardReader>;
 
+    /// Selects the device.
     HRESULT put_ContextID(BSTR contextId) noexcept override;
+    /// `oid` must be cardStateOid, or the result is E_INVALIDARG. Fails for a device that isn't
+    /// mounted.
     HRESULT get_oidInteger(LONG oid, LONG* value) noexcept override;
 
   protected:

@@ -15,6 +15,7 @@
 namespace zlk {
 namespace {
 
+/// The parts of `#<manufacturer>#<product class>#<serial>`.
 struct ContextId {
     std::u16string_view manufacturer, productClass, serial;
 };
@@ -35,7 +36,7 @@ bool isDriveId(const ContextId& id) {
             equalIgnoringCase(id.productClass, u"CDROMDrive"));
 }
 
-/// A path in a drive's id has two percent signs for each backslash.
+/// A path in a drive's id has `%%` for each backslash.
 std::u16string withBackslashes(std::u16string_view text) {
     std::u16string path;
     while (!text.empty()) {
@@ -46,7 +47,8 @@ std::u16string withBackslashes(std::u16string_view text) {
     return path;
 }
 
-/// Empty for a value that is missing, no text, or longer than any that has a meaning here.
+/// A text from the settings. Empty if the value is missing, isn't a text, or is longer than any
+/// that would be valid here.
 std::u16string readText(HKEY key, const WCHAR* name) {
     std::array<WCHAR, 512> text{};
     DWORD size = sizeof(text) - sizeof(WCHAR);
@@ -59,9 +61,9 @@ std::u16string readText(HKEY key, const WCHAR* name) {
     return text.data();
 }
 
-/// What the settings say of an instance's storage.
+/// The text by which the settings say where an instance's storage is.
 std::u16string storageOf(const ContextId& id) {
-    // Neither part may lead out of the instance's own key.
+    // With a backslash in it, a part would lead to a key outside of the instance's own.
     if (id.productClass.find(u'\\') != std::u16string_view::npos ||
         id.serial.find(u'\\') != std::u16string_view::npos) {
         return {};
@@ -83,6 +85,7 @@ bool isFolder(const std::u16string& path) {
     return attributes != INVALID_FILE_ATTRIBUTES && (attributes & FILE_ATTRIBUTE_DIRECTORY);
 }
 
+/// The root of the drive with this letter; empty if there is no such drive.
 std::u16string existingDrive(WCHAR letter) {
     letter = upperCase(letter);
     if (letter < u'A' || letter > u'Z') return {};
@@ -95,6 +98,7 @@ bool isDriveLetter(std::u16string_view text) {
            (text.size() == 3 && text.substr(1) == u":\\");
 }
 
+/// The roots of all drives that take cards or discs.
 std::vector<std::u16string> cardDrives() {
     std::array<WCHAR, 128> roots{};
     const DWORD length = GetLogicalDriveStringsW(roots.size(), roots.data());
@@ -110,7 +114,7 @@ std::vector<std::u16string> cardDrives() {
     return drives;
 }
 
-/// The text at `offset` of a device's answer, upper case and without blanks around it.
+/// The text at `offset` of a storage device's answer, in upper case and without blanks at its ends.
 std::u16string textAt(std::string_view answer, DWORD offset) {
     if (offset == 0 || offset >= answer.size()) return {};
     std::string_view text = answer.substr(offset);
@@ -121,7 +125,7 @@ std::u16string textAt(std::string_view answer, DWORD offset) {
     return upperCase(wideText(text));
 }
 
-/// Whether `storage`, in upper case, is the name of the storage device of a drive.
+/// Whether `storage`, in upper case, names the storage device that the drive is on.
 bool namesDrive(std::u16string_view storage, const std::u16string& root) {
     const std::u16string volume{u'\\', u'\\', u'.', u'\\', root[0], u':'};
     const UniqueHandle device(CreateFileW(volume.c_str(), 0, FILE_SHARE_READ | FILE_SHARE_WRITE,
@@ -142,15 +146,19 @@ bool namesDrive(std::u16string_view storage, const std::u16string& root) {
     const std::u16string product = textAt(all, descriptor.ProductIdOffset);
     if (product.empty()) return false;
 
+    // The name may be the vendor and the product, or a device instance id with both in it, in which
+    // underscores take the place of blanks.
     if (storage == (vendor.empty() ? product : vendor + u' ' + product)) return true;
     std::u16string inInstanceId = u"&VEN_" + vendor + u"&PROD_" + product;
     std::replace(inInstanceId.begin(), inInstanceId.end(), u' ', u'_');
     const std::size_t found = storage.find(inInstanceId);
     if (found == std::u16string_view::npos) return false;
+    // The product has to end here, or 53 would also match 539.
     const std::u16string_view behind = storage.substr(found + inInstanceId.size());
     return behind.empty() || behind.front() == u'&' || behind.front() == u'\\';
 }
 
+/// The drive on this storage device, preferably one with a card.
 std::u16string driveNamed(const std::u16string& storage) {
     const std::u16string name = upperCase(storage);
     std::u16string found;
@@ -166,7 +174,7 @@ std::u16string driveNamed(const std::u16string& storage) {
 
 std::u16string mountPlace(std::u16string_view contextId) {
     const auto id = split(contextId);
-    // A zero would end the id early for those whom we ask.
+    // The platform would end the text at the zero, and so find another device.
     if (!id || contextId.find(u'\0') != std::u16string_view::npos) return {};
     const std::u16string storage = isDriveId(*id) ? withBackslashes(id->serial) : storageOf(*id);
     if (storage.empty()) return {};

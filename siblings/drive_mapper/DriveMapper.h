@@ -1,4 +1,5 @@
 #pragma once
+// The drive mapper component: tells where a device is mounted.
 
 #include <string>
 
@@ -7,11 +8,14 @@
 
 namespace zlk {
 
+/// Implements IDriveMapper; MountPlace.h has the rules.
 class DriveMapper : public IDriveMapper {
   public:
     using Interfaces = InterfaceList<IDriveMapper>;
 
+    /// Selects the device.
     HRESULT put_ContextId(BSTR contextId) noexcept override;
+    /// The place of the device; an empty text if it isn't mounted.
     HRESULT get_DrivePrefix(BSTR* prefix) noexcept override;
 
   protected:

@@ -5,10 +5,12 @@
 namespace zlk {
 namespace {
 
-// A device's document decides how long a text is; a datagram of the system's log has an end.
+// A device's document determines the length of a text, but a datagram to the system's log is
+// limited.
 constexpr std::size_t maxUnits = 2000;
 
-/// The control characters of both halves, and the two separators that some readers end lines at.
+/// Control characters below 0x20 and from 0x7F to 0x9F, and the two separators at which some
+/// programs break lines.
 bool isControl(WCHAR unit) {
     return unit < 0x20 || (unit >= 0x7F && unit < 0xA0) || unit == 0x2028 || unit == 0x2029;
 }

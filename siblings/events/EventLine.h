@@ -1,5 +1,5 @@
 #pragma once
-// The one line that an event is written as.
+// Formats an event as one line of text.
 
 #include <string>
 #include <string_view>
@@ -8,9 +8,9 @@
 
 namespace zlk {
 
-/// `event 1000, level 1: text` in UTF-8, without a line end. Whatever would end the line or drive
-/// a terminal is written as an escape (`\n`, `\u001B`), a backslash as two; text beyond some KB is
-/// cut, which `...` shows.
+/// `event 1000, level 1: text` in UTF-8, without a line end. Characters that would end the line or
+/// control a terminal are written as escapes (`\n`, `\u001B`), and a backslash as two. A text of
+/// more than some KB is cut off, which `...` shows.
 std::string eventLine(LONG eventId, LONG level, std::u16string_view text);
 
 }  // namespace zlk

@@ -15,7 +15,7 @@ namespace {
 
 constexpr LONG informative = 1;
 
-/// Empty where the settings name none.
+/// The path of the file; empty if the settings name none.
 std::u16string logFile() {
     HKEY opened = nullptr;
     if (RegOpenKeyExW(HKEY_LOCAL_MACHINE, u"Software\\Zephyr-Lanthorn\\Platform", 0, KEY_READ,
@@ -31,6 +31,7 @@ std::u16string logFile() {
     return read == ERROR_SUCCESS && type == REG_SZ ? path.data() : u"";
 }
 
+/// The present time in UTC, as YYYY-MM-DDThh:mm:ssZ.
 std::string timeText() {
     FILETIME now;
     SYSTEMTIME parts;
@@ -40,7 +41,8 @@ std::string timeText() {
                                parts.wDay, parts.wHour, parts.wMinute, parts.wSecond));
 }
 
-/// Several processes append at once: each line goes out in one piece, to wherever the end is then.
+/// Appends one line. Several processes do this at once, so each line is a single write in append
+/// mode, which goes to wherever the end of the file is at that moment.
 HRESULT append(const std::u16string& path, const std::string& line) {
     const auto open = [&path](DWORD disposition) {
         return UniqueHandle(CreateFileW(path.c_str(), FILE_APPEND_DATA,

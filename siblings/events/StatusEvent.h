@@ -1,5 +1,5 @@
 #pragma once
-// The event component: one line for each event in the system's log, and in a file where the
+// The event component: writes each event as one line into the system's log, and into a file if the
 // settings name one.
 
 #include "interfaces/IStatusEvent.h"
@@ -8,10 +8,10 @@
 
 namespace zlk {
 
-/// The file is the text value `EventLog` of the key `Software\Zephyr-Lanthorn\Platform` below
-/// HKEY_LOCAL_MACHINE. It is opened for each event, so that it can be moved away at any time.
-/// Report fails where such a file can't be written; the system's log may be away or full at any
-/// time, and then does without the line.
+/// The file is named by the text value `EventLog` of the key `Software\Zephyr-Lanthorn\Platform`
+/// below HKEY_LOCAL_MACHINE. It is opened for each event, so that it can be moved away at any time.
+/// Report() fails if this file can't be written. The system's log may be missing or full at any
+/// time; the line is then lost there, without a failure.
 class StatusEvent : public DispatchImpl<IStatusEvent> {
   public:
     using Interfaces = InterfaceList<IStatusEvent, IDispatch>;

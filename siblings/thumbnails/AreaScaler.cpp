@@ -16,7 +16,8 @@ AreaScaler::AreaScaler(Size from, Size to)
 
 AreaScaler::Share AreaScaler::share(int position, int from, int to) {
     const std::int64_t start = static_cast<std::int64_t>(position) * to;
-    const std::int64_t room = from - start % from;  // up to the next line, in 1/from
+    // What is left up to the next line of the result, in units of 1/from.
+    const std::int64_t room = from - start % from;
     return {static_cast<int>(start / from),
             room >= to ? 1.0F : static_cast<float>(room) / static_cast<float>(to)};
 }
@@ -31,6 +32,7 @@ void AreaScaler::addRow(const BYTE* rgb) {
             if (column.part < 1.0F) target[c + 3] += value * (1.0F - column.part);
         }
     }
+    // A source row that lies across two rows of the result is divided between them.
     const Share row = share(row_++, from_.height, to_.height);
     addLineTo(row.index, row.part);
     if (row.part < 1.0F) addLineTo(row.index + 1, 1.0F - row.part);
@@ -43,6 +45,7 @@ void AreaScaler::addLineTo(int row, float part) {
 
 Picture AreaScaler::picture() const {
     Picture result(to_);
+    // The sums are divided by the number of source pixels that a pixel of the result covers.
     const float share = static_cast<float>(to_.width) / static_cast<float>(from_.width) *
                         static_cast<float>(to_.height) / static_cast<float>(from_.height);
     std::transform(sums_.begin(), sums_.end(), result.rgb.begin(), [share](float sum) {

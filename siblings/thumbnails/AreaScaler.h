@@ -1,6 +1,6 @@
 #pragma once
-// Makes a picture smaller while its rows go by: each pixel of the result is the mean of the area
-// that it covers. Only the result is kept, however large the source is.
+// Scales a picture down while its rows arrive: each pixel of the result is the mean of the area
+// that it covers. Only the result is kept in memory, however large the source is.
 
 #include <vector>
 
@@ -10,31 +10,32 @@ namespace zlk {
 
 class AreaScaler {
   public:
-    /// `to` must not be larger than `from` in either direction.
+    /// `to` must not be larger than `from` in either direction, and neither may be empty.
     AreaScaler(Size from, Size to);
 
-    /// The next row of the source, `from.width` pixels of three bytes.
+    /// Adds the next row of the source, `from.width` pixels of three bytes each.
     void addRow(const BYTE* rgb);
 
-    /// After the last row.
+    /// The result, once all rows have been added.
     Picture picture() const;
 
   private:
-    /// What one row or column of the source gives to the result: this part to line `index`, and
-    /// the rest to the next one.
+    /// How a row or column of the source is divided: `part` of it belongs to row or column `index`
+    /// of the result, and the rest, up to 1, to the next.
     struct Share {
         int index;
         float part;
     };
     static Share share(int position, int from, int to);
+    /// Adds a part of the current line to a row of the result.
     void addLineTo(int row, float part);
 
     Size from_;
     Size to_;
-    int row_ = 0;
-    std::vector<Share> columns_;
-    std::vector<float> line_;
-    std::vector<float> sums_;
+    int row_ = 0;                 // of the source, the next to be added
+    std::vector<Share> columns_;  // of each column of the source
+    std::vector<float> line_;     // the current row, scaled in width
+    std::vector<float> sums_;     // the rows of the result
 };
 
 }  // namespace zlk

@@ -3,7 +3,8 @@
 namespace zlk {
 namespace {
 
-// Cameras put their EXIF block, of 64 KB at most, first; what others put before it fits as well.
+// Bytes. Cameras put their EXIF block, of at most 64 KB, first. What other programs put before it
+// fits as well.
 constexpr std::size_t headSize = 128 * 1024;
 
 }  // namespace

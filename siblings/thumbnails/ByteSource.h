@@ -1,5 +1,5 @@
 #pragma once
-// Where a picture's bytes come from: read once, from front to back.
+// The sources from which a picture's bytes are read once, from front to back.
 
 #include <algorithm>
 #include <span>
@@ -13,13 +13,13 @@ namespace zlk {
 class ByteSource {
   public:
     virtual ~ByteSource() = default;
-    /// Fills `room` as far as there is something; 0 at the end, and after a failure.
+    /// Reads up to `room.size()` bytes and returns their number; 0 at the end, and after a failure.
     virtual std::size_t read(std::span<BYTE> room) noexcept = 0;
 };
 
 class MemorySource final : public ByteSource {
   public:
-    /// The bytes must stay as long as the source.
+    /// The bytes are borrowed and must outlive the source.
     explicit MemorySource(std::span<const BYTE> bytes) : rest_(bytes) {}
     std::size_t read(std::span<BYTE> room) noexcept override {
         const std::size_t count = std::min(room.size(), rest_.size());
@@ -32,14 +32,15 @@ class MemorySource final : public ByteSource {
     std::span<const BYTE> rest_;
 };
 
-/// A file, whose first bytes can be looked at before it is read.
+/// A file whose first bytes can be looked at before it is read.
 class FileSource final : public ByteSource {
   public:
+    /// Opens the file and reads its first bytes. A failure is in error().
     explicit FileSource(const WCHAR* path);
 
-    /// ERROR_SUCCESS, or why the file couldn't be opened or read.
+    /// ERROR_SUCCESS, or the last error of opening or reading the file.
     DWORD error() const { return error_; }
-    /// Some 100 KB from the front, or the whole file.
+    /// The first 128 KiB, or the whole file if it is smaller. Valid as long as the source.
     std::span<const BYTE> head() const { return head_; }
     std::size_t read(std::span<BYTE> room) noexcept override;
 
@@ -49,7 +50,7 @@ class FileSource final : public ByteSource {
     UniqueHandle file_;
     DWORD error_ = ERROR_SUCCESS;
     std::vector<BYTE> head_;
-    MemorySource headRest_{{}};
+    MemorySource headRest_{{}};  // the part of `head_` that read() hasn't returned yet
 };
 
 }  // namespace zlk

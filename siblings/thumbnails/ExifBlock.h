@@ -1,5 +1,5 @@
 #pragma once
-// What a camera tells about a picture in front of it.
+// The EXIF block of a JPEG file: how the camera was held, and the camera's own thumbnail.
 
 #include <memory>
 #include <span>
@@ -12,12 +12,14 @@ namespace zlk {
 
 class ExifBlock {
   public:
-    /// `head`: the first bytes of a JPEG file. Without a block that can be read, the picture is
-    /// upright and has no thumbnail.
+    /// `head` has the first bytes of a JPEG file and may be destroyed afterwards. Without a
+    /// readable block, the picture counts as upright and has no thumbnail.
     explicit ExifBlock(std::span<const BYTE> head);
 
+    /// As the camera recorded it; upright if it didn't, or if the value is invalid.
     Orientation orientation() const;
-    /// The embedded thumbnail's bytes, whatever they are; they live as long as the block.
+    /// The bytes of the embedded thumbnail, which need not be a picture. Valid as long as this
+    /// object.
     std::span<const BYTE> thumbnail() const;
 
   private:

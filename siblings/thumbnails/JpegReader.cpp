@@ -10,17 +10,18 @@ namespace zlk {
 namespace {
 
 constexpr long maxPixels = 500'000'000;
-// A file that only looks like a picture must not be read to its end; nor must the decoding of one
-// that is real take more than a few seconds.
+// A file that only looks like a picture must not be read to its end, and decoding a real one must
+// not take more than a few seconds.
 constexpr std::size_t maxHeaderBytes = 16 * 1024 * 1024;
 constexpr std::size_t maxPictureBytes = 128 * 1024 * 1024;
-// All coefficients of a progressive picture of 40 million pixels with halved colours.
+// Bytes. All coefficients of a progressive picture with 40 million pixels and halved colours fit.
 constexpr long maxMemory = 128L * 1024 * 1024;
-// An encoder needs some ten scans; each costs a walk of the whole picture, however short it is.
+// An encoder needs about ten scans. Each costs a pass over the whole picture, however short the
+// scan is, so a small file with thousands of them could block a caller.
 constexpr int maxScans = 50;
 
-/// Cyan, magenta, yellow and black in place to red, green and blue. Adobe's files, which is nearly
-/// all of them, have them upside down.
+/// Converts a row from CMYK to RGB, in place. In Adobe's files, which is nearly all of them, the
+/// values are inverted.
 void cmykToRgb(BYTE* row, JDIMENSION width, bool upsideDown) {
     for (const BYTE* from = row; width > 0; --width, from += 4, row += 3) {
         const int black = upsideDown ? from[3] : 255 - from[3];
@@ -51,7 +52,7 @@ void JpegReader::fail(j_common_ptr info) {
 }
 
 void JpegReader::warn(j_common_ptr info, int level) {
-    // Of the things that the library would get over, this one leaves the rest of the picture grey.
+    // The library would go on after this warning, but the rest of the picture would be grey.
     if (level < 0 && info->err->msg_code == JWRN_HIT_MARKER) fail(info);
 }
 
@@ -65,7 +66,7 @@ boolean JpegReader::fill(j_decompress_ptr info) {
         reader.source_.read({reader.buffer_, std::min(reader.inputLeft_, sizeof(reader.buffer_))});
     reader.inputLeft_ -= count;
     if (count == 0) {
-        // Many a good picture lacks its end mark, and the library looks ahead for it.
+        // Many good pictures lack the end mark, for which the library looks ahead. So it gets one.
         reader.buffer_[0] = 0xFF;
         reader.buffer_[1] = JPEG_EOI;
         count = 2;
@@ -111,7 +112,8 @@ bool JpegReader::start(Size size) {
     info_.do_fancy_upsampling = FALSE;
     inputLeft_ = maxPictureBytes;
     info_.scale_denom = 8;
-    // The smallest that the inverse transform makes by itself, and at least the size asked for.
+    // The library scales down by itself while it decodes, which saves time. This finds the smallest
+    // such size that is at least the one asked for.
     for (info_.scale_num = 1; info_.scale_num < 8; info_.scale_num *= 2) {
         jpeg_calc_output_dimensions(&info_);
         if (info_.output_width >= static_cast<JDIMENSION>(size.width) &&

@@ -1,9 +1,9 @@
 #pragma once
-// Decodes a JPEG of any size into a small picture, in little memory.
+// Decodes a JPEG file of any size into a small picture, with little memory.
 //
-// The library reports its errors by a call that must not return, and knows no C++: so that call
-// jumps back into the method that is running, and each method that calls the library is a step
-// without anything to destroy between its jump mark and its end.
+// The library reports an error by calling a function that must not return, and it isn't written for
+// C++ exceptions. So that function jumps back (longjmp) into the method that is running. Each
+// method that calls the library therefore has nothing to destroy between its setjmp and its end.
 
 #include <csetjmp>
 #include <cstdio>
@@ -18,31 +18,34 @@ namespace zlk {
 
 class JpegReader {
   public:
-    /// The source must live as long as the reader.
+    /// The source is borrowed and must outlive the reader.
     explicit JpegReader(ByteSource& source);
     ~JpegReader() { jpeg_destroy_decompress(&info_); }
     JpegReader(const JpegReader&) = delete;
     JpegReader& operator=(const JpegReader&) = delete;
 
-    /// Reads up to the picture's size. Nothing for what is no JPEG, has no colours that we know, or
-    /// is so large that decoding would take unduly long.
+    /// Reads as far as the picture's size. Nothing if this isn't a JPEG, if it has an unknown kind
+    /// of colours, or if it is so large that decoding would take too long.
     std::optional<Size> open();
 
-    /// The picture at `size`, which must not be larger than it is. Nothing if it breaks off, is
-    /// damaged beyond reading, or needs too much memory (a progressive one is kept whole while it
-    /// is read). Once only, after `open`.
+    /// Decodes the picture in `size`, which must not exceed its own. Nothing if the picture is cut
+    /// off or badly damaged, or needs too much memory: a progressive picture is kept in memory as a
+    /// whole. To be called once, after open().
     std::optional<Picture> decode(Size size);
 
   private:
+    /// The reader that a callback of the library belongs to.
     static JpegReader& self(j_common_ptr info) {
         return *static_cast<JpegReader*>(info->client_data);
     }
+    // Callbacks of the library.
     [[noreturn]] static void fail(j_common_ptr info);
     static void warn(j_common_ptr info, int level);
     static void watchScans(j_common_ptr info);
     static boolean fill(j_decompress_ptr info);
     static void skip(j_decompress_ptr info, long count);
 
+    // The steps that call the library; false after an error.
     bool readHeader();
     bool start(Size size);
     bool readRow(BYTE* row);
@@ -52,8 +55,8 @@ class JpegReader {
     jpeg_error_mgr errors_{};
     jpeg_source_mgr input_{};
     jpeg_progress_mgr progress_{};
-    std::jmp_buf failure_{};
-    std::size_t inputLeft_;
+    std::jmp_buf failure_{};  // where the step that is running continues after an error
+    std::size_t inputLeft_;   // bytes that may still be read from the source
     BYTE buffer_[16 * 1024];
 };
 

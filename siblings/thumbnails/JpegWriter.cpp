@@ -9,9 +9,10 @@
 namespace zlk {
 namespace {
 
+// From 0 to 100, as the library counts it.
 constexpr int quality = 85;
 
-/// As JpegReader: the step that calls the library has nothing to destroy.
+/// As in JpegReader, errors of the library jump back into write(), which has nothing to destroy.
 class JpegWriter {
   public:
     JpegWriter() {
@@ -42,7 +43,7 @@ class JpegWriter {
         info_.optimize_coding = TRUE;
         jpeg_start_compress(&info_, TRUE);
         while (info_.next_scanline < info_.image_height) {
-            // The library only reads the row, and hasn't got a const for that.
+            // The library doesn't change the row, but its interface has no const.
             JSAMPROW row =
                 const_cast<BYTE*>(picture.pixel(0, static_cast<int>(info_.next_scanline)));
             jpeg_write_scanlines(&info_, &row, 1);

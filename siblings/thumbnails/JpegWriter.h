@@ -1,4 +1,5 @@
 #pragma once
+// Encodes a picture as a JPEG.
 
 #include <optional>
 #include <vector>
@@ -7,7 +8,7 @@
 
 namespace zlk {
 
-/// The picture as a JPEG; nothing if the library fails.
+/// The bytes of a JPEG file; nothing if the library fails.
 std::optional<std::vector<BYTE>> encodeJpeg(const Picture& picture);
 
 }  // namespace zlk

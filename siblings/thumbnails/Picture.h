@@ -1,5 +1,5 @@
 #pragma once
-// A small picture in memory, and what is done with one.
+// A small picture in memory, and its geometry.
 
 #include <cstddef>
 #include <vector>
@@ -8,15 +8,17 @@
 
 namespace zlk {
 
+/// In pixels.
 struct Size {
     int width = 0;
     int height = 0;
 };
 
-/// The largest size of the shape of `size` inside of `box`, never larger than `size` itself.
+/// The largest size with the proportions of `size` that fits into `box`, but not larger than
+/// `size`.
 Size fitInto(Size size, Size box);
 
-/// Rows from the top, three bytes a pixel: red, green, blue.
+/// Rows from top to bottom, with three bytes for each pixel: red, green, blue.
 struct Picture {
     explicit Picture(Size pictureSize)
         : size(pictureSize),
@@ -31,15 +33,16 @@ struct Picture {
     }
 };
 
-/// Which way a camera was held, as EXIF numbers it: 1 is upright, from 5 on the picture lies on
-/// its side.
+/// How the camera was held, in the numbers of EXIF: 1 is upright; with 5 and above, the picture is
+/// stored on its side.
 using Orientation = int;
 inline constexpr Orientation upright = 1;
 
-/// The size that a picture has once it stands upright, and the way back, which is the same.
+/// The size of a picture after it is turned upright. The same function gives the size before, since
+/// width and height are only swapped.
 Size turnedSize(Size size, Orientation orientation);
 
-/// The picture as it was seen.
+/// The picture, turned upright.
 Picture turned(const Picture& picture, Orientation orientation);
 
 }  // namespace zlk

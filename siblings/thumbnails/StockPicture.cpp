@@ -17,9 +17,10 @@ constexpr Colour dark{88, 97, 112};
 constexpr Colour light{196, 203, 213};
 constexpr Colour accent{226, 165, 62};
 
-// Drawn large and without half tones; making it smaller makes the edges smooth.
+// Pictures are drawn large and with hard edges, which become smooth when they are scaled down.
 constexpr Size canvasSize{640, 480};
 
+/// A picture on which shapes are drawn; coordinates are in pixels from the top left.
 class Canvas {
   public:
     Canvas() : picture_(canvasSize) {}
@@ -37,7 +38,7 @@ class Canvas {
             },
             colour);
     }
-    /// A triangle that stands on `bottom`, `2 * height` wide.
+    /// A triangle that stands on `bottom` and is twice as wide as high.
     void hill(int top, int bottom, int centreX, Colour colour) {
         fill(
             [=](int x, int y) { return y >= top && y < bottom && std::abs(x - centreX) < y - top; },
@@ -103,6 +104,7 @@ void drawFile(Canvas& canvas) {
     for (int y = 130; y < 370; y += 48) canvas.rectangle(250, y, 390, y + 16, light);
 }
 
+/// Which drawing stands for files with an extension.
 struct Kind {
     std::u16string_view extension;
     void (*draw)(Canvas&);

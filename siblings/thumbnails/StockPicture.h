@@ -1,4 +1,5 @@
 #pragma once
+// Drawn pictures for files that can't be shown.
 
 #include <string_view>
 
@@ -6,8 +7,8 @@
 
 namespace zlk {
 
-/// What stands for a file that can't be shown, drawn by the kind that its name's extension (with
-/// its dot) tells: a picture, a film, a sound, or any file. It fits into `box`.
+/// The picture for the kind of file that an extension (with its dot) stands for: a picture, a film,
+/// a sound, or any other file. It fits into `box`.
 Picture stockPicture(std::u16string_view extension, Size box);
 
 }  // namespace zlk

@@ -12,9 +12,9 @@
 namespace zlk {
 namespace {
 
-/// Whether an embedded thumbnail can stand for a picture that would come out at `wanted`: it isn't
-/// much smaller, and has the picture's shape. Some cameras put one of 4:3 with black bars before a
-/// picture of 3:2.
+/// Whether an embedded thumbnail can be used for a picture whose own thumbnail would have the size
+/// `wanted`: it must not be much smaller, and must have the picture's proportions. Some cameras
+/// embed one of 4:3 with black bars in a picture of 3:2.
 bool isGood(Size embedded, Size picture, Size wanted) {
     const double shape = static_cast<double>(embedded.width) * picture.height /
                          (static_cast<double>(embedded.height) * picture.width);
@@ -36,6 +36,7 @@ std::optional<Picture> readPicture(FileSource& file, Size box) {
     if (!size) return std::nullopt;
     const ExifBlock exif(file.head());
     const Orientation orientation = exif.orientation();
+    // The picture is scaled first, in the position in which it is stored, and then turned.
     const Size lyingBox = turnedSize(box, orientation);
     auto picture = embeddedPicture(exif, *size, lyingBox);
     if (!picture) picture = reader.decode(fitInto(*size, lyingBox));
@@ -48,7 +49,8 @@ std::optional<Picture> readPicture(FileSource& file, Size box) {
 Thumbnail makeThumbnail(const WCHAR* path, Size box) {
     FileSource file(path);
     auto picture = file.error() == ERROR_SUCCESS ? readPicture(file, box) : std::nullopt;
-    // A medium that can't be read is not a picture that can't be shown.
+    // A medium that can't be read is an error. Only a picture that can't be shown gets a stock
+    // picture.
     if (file.error() != ERROR_SUCCESS) return {thumbnailErrorUnknown, file.error(), {}};
     if (!picture) picture = stockPicture(splitPath(path).extension, box);
     auto jpeg = encodeJpeg(*picture);

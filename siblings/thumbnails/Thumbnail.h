@@ -1,5 +1,5 @@
 #pragma once
-// From a file to its thumbnail.
+// Makes the thumbnail of a file.
 
 #include <vector>
 
@@ -8,14 +8,16 @@
 
 namespace zlk {
 
+/// The result of makeThumbnail(), for the entry point to hand out.
 struct Thumbnail {
-    std::int32_t result = 0;      ///< as the entry point of the library answers
-    DWORD error = ERROR_SUCCESS;  ///< why the file can't be opened or read
+    std::int32_t result = 0;      ///< what the library's entry point returns; 0 for success
+    DWORD error = ERROR_SUCCESS;  ///< why the file couldn't be opened or read
     std::vector<BYTE> jpeg;
 };
 
-/// Upright and no larger than `box`: the one that the camera put into the file if that shows the
-/// picture at the size of use, else the picture itself, else a stock picture.
+/// A JPEG, upright and no larger than `box`. It is made from the thumbnail that the camera embedded
+/// if that is good enough, else from the picture itself; if the file can't be shown, it is a stock
+/// picture.
 Thumbnail makeThumbnail(const WCHAR* path, Size box);
 
 }  // namespace zlk

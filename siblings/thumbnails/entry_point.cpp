@@ -1,3 +1,5 @@
+// The entry point of the thumbnail library.
+
 #include <algorithm>
 #include <new>
 
@@ -7,11 +9,13 @@
 
 namespace {
 
-// A picture beyond that is no thumbnail; it bounds the memory of the result.
+// Pixels in one direction. Nothing larger is a thumbnail, and this limits the memory of the result.
 constexpr std::int32_t maxLength = 1024;
 
+// The bytes that are handed out, valid until the thread's next call.
 thread_local std::vector<BYTE> lastThumbnail;
 
+/// Checks the arguments, and turns exceptions into results.
 zlk::Thumbnail makeChecked(const WCHAR* path, std::int32_t width, std::int32_t height) {
     const bool terminated = path && std::find(path, path + MAX_PATH, u'\0') != path + MAX_PATH;
     if (!terminated || width < 1 || height < 1) {

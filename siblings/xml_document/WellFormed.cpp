@@ -15,6 +15,7 @@ bool isSpace(char c) {
     return c == ' ' || c == '\t' || c == '\n' || c == '\r';
 }
 
+/// Any byte of a multi-byte character counts as part of a name.
 bool isNameStart(char c) {
     return (c >= 'a' && c <= 'z') || (c >= 'A' && c <= 'Z') || c == '_' || c == ':' ||
            static_cast<unsigned char>(c) >= 0x80;
@@ -24,12 +25,13 @@ bool isNamePart(char c) {
     return isNameStart(c) || (c >= '0' && c <= '9') || c == '-' || c == '.';
 }
 
+/// The characters that the XML standard allows in a document.
 bool isXmlCharacter(unsigned code) {
     return code == '\t' || code == '\n' || code == '\r' || (code >= 0x20 && code < 0xD800) ||
            (code >= 0xE000 && code < 0xFFFE) || (code >= 0x10000 && code < 0x110000);
 }
 
-/// Whether the text between `&` and `;` stands for one character.
+/// Whether the text between `&` and `;` stands for exactly one character.
 bool isReference(std::string_view body) {
     if (!body.starts_with('#')) {
         return std::find(knownEntities.begin(), knownEntities.end(), body) != knownEntities.end();
@@ -43,12 +45,13 @@ bool isReference(std::string_view body) {
     return read.ec == std::errc() && read.ptr == end && isXmlCharacter(code);
 }
 
-/// Every step moves `at_` over what it accepts, and answers false where the text ends too early
-/// or isn't what it has to be.
+/// Each function moves `at_` past what it accepts. It returns false if the text ends too early or
+/// isn't as it has to be.
 class Scanner {
   public:
     Scanner(std::string_view text, std::size_t maxDepth) : text_(text), maxDepth_(maxDepth) {}
 
+    /// The root element, if the whole text is a well-formed document.
     std::optional<std::string_view> root() {
         skip(byteOrderMark);
         if (text_.substr(at_).starts_with("<?xml") && at_ + 5 < text_.size() &&
@@ -70,6 +73,7 @@ class Scanner {
         return true;
     }
 
+    /// Moves past the next occurrence of `word`.
     bool skipBehind(std::string_view word) {
         const std::size_t found = text_.find(word, at_);
         if (found == std::string_view::npos) return false;
@@ -91,7 +95,8 @@ class Scanner {
         return true;
     }
 
-    /// White space, comments and instructions around the root, and the document type before it.
+    /// White space, comments and instructions around the root, and before it also the document
+    /// type.
     bool misc(bool beforeRoot) {
         for (;;) {
             skipSpaces();
@@ -115,8 +120,8 @@ class Scanner {
         return name(target) && target != "xml" && skipBehind("?>");
     }
 
-    /// A name and where its definition lies. One that defines something itself is refused: its
-    /// entities would have to be expanded, or lost.
+    /// A document type with a name and the place of its definition. One with definitions of its own
+    /// is refused, since its entities would have to be expanded or be lost.
     bool documentType() {
         while (at_ < text_.size()) {
             const char c = text_[at_++];
@@ -127,6 +132,7 @@ class Scanner {
         return false;
     }
 
+    /// An element with everything in it. The stack `open_` takes the place of recursion.
     bool element() {
         do {
             if (skip("<!--")) {
@@ -157,6 +163,7 @@ class Scanner {
             }
             if (!apart || !attribute()) return false;
         }
+        // No attribute may occur twice.
         std::sort(attributes_.begin(), attributes_.end());
         return std::adjacent_find(attributes_.begin(), attributes_.end()) == attributes_.end();
     }
@@ -187,7 +194,7 @@ class Scanner {
         return false;
     }
 
-    /// Up to the next tag, which has to come.
+    /// The text up to the next tag, which must follow.
     bool text() {
         const std::size_t begin = at_;
         for (; at_ < text_.size(); ++at_) {
@@ -204,7 +211,7 @@ class Scanner {
         return false;
     }
 
-    /// Behind its `&`.
+    /// The rest of a reference, whose `&` has been read.
     bool reference() {
         const std::size_t begin = at_;
         return skipBehind(";") && isReference(text_.substr(begin, at_ - 1 - begin));
@@ -213,9 +220,9 @@ class Scanner {
     std::string_view text_;
     std::size_t maxDepth_;
     std::size_t at_ = 0;
-    std::size_t nodes_ = 0;
-    std::vector<std::string_view> open_;
-    std::vector<std::string_view> attributes_;
+    std::size_t nodes_ = 0;                     // counted against maxXmlNodes
+    std::vector<std::string_view> open_;        // names of the elements that aren't closed yet
+    std::vector<std::string_view> attributes_;  // names in the tag that is being read
 };
 
 }  // namespace

@@ -12,8 +12,9 @@
 namespace zlk {
 namespace {
 
-// White space alone in an element is its text; beside elements it is somebody's indentation. An
-// element that begins with text holds it itself, which saves a third of a long list's memory.
+// White space that is alone in an element is kept as its text; beside elements it is indentation.
+// An element that begins with text holds the text itself, without a node for it, which saves a
+// third of the memory of a long list.
 constexpr unsigned parseFlags = pugi::parse_cdata | pugi::parse_escapes | pugi::parse_eol |
                                 pugi::parse_wconv_attribute | pugi::parse_ws_pcdata_single |
                                 pugi::parse_embed_pcdata;
@@ -31,6 +32,7 @@ bool isText(pugi::xml_node node) {
     return node.type() == pugi::node_pcdata || node.type() == pugi::node_cdata;
 }
 
+/// An element's own texts, joined.
 std::string textOf(pugi::xml_node element) {
     std::string text = element.value();
     for (const pugi::xml_node& child : element.children()) {
@@ -39,7 +41,7 @@ std::string textOf(pugi::xml_node element) {
     return text;
 }
 
-/// The one element that a text is, in UTF-8; none if it isn't well formed.
+/// The single element that the text consists of, in UTF-8. None if it isn't well-formed.
 std::optional<std::string> elementIn(BSTR text, std::size_t maxDepth) {
     const std::u16string_view wide = view(text);
     if (wide.size() > maxXmlUnits || !isXmlText(wide)) return std::nullopt;
@@ -48,7 +50,7 @@ std::optional<std::string> elementIn(BSTR text, std::size_t maxDepth) {
     return root ? std::optional<std::string>(*root) : std::nullopt;
 }
 
-/// Parses an element and appends it to `parent`; on failure `parent` is as before.
+/// Parses an element and appends it to `parent`, which is unchanged after a failure.
 HRESULT append(pugi::xml_node parent, std::string_view markup) {
     const pugi::xml_node before = parent.last_child();
     const pugi::xml_parse_result parsed =
@@ -58,11 +60,13 @@ HRESULT append(pugi::xml_node parent, std::string_view markup) {
     return parsed.status == pugi::status_out_of_memory ? E_OUTOFMEMORY : E_FAIL;
 }
 
+/// The name of the element that this markup begins with.
 std::string_view nameOf(std::string_view markup) {
     return markup.substr(1, markup.find_first_of(" \t\r\n/>") - 1);
 }
 
-/// The same as one node.
+/// The same, but as one folded node. The element is parsed first, so that its markup is written
+/// like that of all others.
 HRESULT appendFolded(pugi::xml_node parent, std::string_view markup) {
     pugi::xml_document document;
     const HRESULT result = append(document, markup);
@@ -74,7 +78,7 @@ HRESULT appendFolded(pugi::xml_node parent, std::string_view markup) {
     return E_OUTOFMEMORY;
 }
 
-/// Makes the element of it again, in its place.
+/// Replaces a folded node with its element.
 pugi::xml_node unfold(pugi::xml_node folded) {
     pugi::xml_node parent = folded.parent();
     if (FAILED(append(parent, folded.value()))) throw std::bad_alloc();
@@ -83,7 +87,7 @@ pugi::xml_node unfold(pugi::xml_node folded) {
     return element;
 }
 
-/// One step of a path, `name` or `name[number]`.
+/// Splits one step of a path, `name` or `name[number]`. False if it has another form.
 bool splitStep(std::string_view& step, std::size_t& index) {
     index = 0;
     const std::size_t bracket = step.find('[');
@@ -101,6 +105,7 @@ bool splitStep(std::string_view& step, std::size_t& index) {
 pugi::xml_node XmlDocument::child(pugi::xml_node parent, std::string_view name, std::size_t index) {
     pugi::xml_node node = parent.first_child();
     std::size_t left = index;
+    // The search begins at the element that was found last, if that one comes before.
     if (index >= last_.index && last_.node && last_.node.parent() == parent &&
         name == last_.node.name()) {
         node = last_.node;
@@ -125,7 +130,8 @@ XmlDocument::Place XmlDocument::find(BSTR path) {
 
         std::size_t index;
         if (!splitStep(step, index)) return {E_INVALIDARG, {}, 0};
-        // A missing element ends nothing yet: the rest of the path may not be one.
+        // A missing element doesn't end the loop, since the rest of the path may be invalid, which
+        // gives another result.
         place.node = child(place.node, step, index);
         ++place.depth;
     }
@@ -180,7 +186,8 @@ HRESULT XmlDocument::SetValue(BSTR path, BSTR value) noexcept {
         if (!kept && text.empty()) return S_OK;
         const pugi::xml_node before = kept.data();
         if (!kept.set(text.c_str())) return E_OUTOFMEMORY;
-        // An element that held its text itself, and now has none, would give its next one.
+        // A node that held its text itself and has none now would take over the text of the next
+        // node.
         const pugi::xml_node held = before ? before : kept.data();
         for (pugi::xml_node node = place.node.first_child(); node;) {
             const pugi::xml_node old = node;
@@ -212,6 +219,7 @@ HRESULT XmlDocument::AddFragment(BSTR path, BSTR xml) noexcept {
         if (place.depth == 0 && place.node.first_child()) return E_FAIL;
         const auto markup = elementIn(xml, maxXmlDepth - place.depth);
         if (!markup) return E_FAIL;
+        // Elements after the first of the same name are taken for a list, and are folded.
         const bool isInList = place.node.last_child().name() == nameOf(*markup);
         return isInList ? appendFolded(place.node, *markup) : append(place.node, *markup);
     });

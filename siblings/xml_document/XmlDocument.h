@@ -9,10 +9,11 @@
 
 namespace zlk {
 
-/// One document; a new one is empty. Beyond what IXmlDoc says: a path with an empty step or
-/// something else than digits in its brackets is E_INVALIDARG, an element or attribute that isn't
-/// there E_FAIL, and so is a text that doesn't parse or goes beyond the limits of WellFormed.h.
-/// Comments and instructions are not kept, and neither is white space that stands beside elements.
+/// Holds one document; a new one is empty. In addition to what IXmlDoc describes: a path with an
+/// empty step, or with anything but digits in its brackets, gives E_INVALIDARG. A missing element
+/// or attribute gives E_FAIL, and so does a text that can't be parsed or exceeds the limits of
+/// WellFormed.h. Comments, instructions and white space beside elements aren't kept. Not
+/// thread-safe.
 class XmlDocument : public IXmlDoc {
   public:
     using Interfaces = InterfaceList<IXmlDoc>;
@@ -24,11 +25,11 @@ class XmlDocument : public IXmlDoc {
     HRESULT Reserved5() noexcept override { return E_NOTIMPL; }
     HRESULT Load(BSTR text) noexcept override;
     HRESULT Reserved7() noexcept override { return E_NOTIMPL; }
-    /// An empty document gives the empty text.
+    /// The text of an empty document is empty.
     HRESULT GetXml(BSTR* text) noexcept override;
     HRESULT GetValue(BSTR path, BSTR* value) noexcept override;
-    /// E_INVALIDARG for a text with characters that no document can hold; the old one stays. All
-    /// of the element's own texts give way to the new one; elements in it stay.
+    /// The new text replaces all of the element's own texts; elements in it stay. E_INVALIDARG,
+    /// without a change, for a text with characters that no document can hold.
     HRESULT SetValue(BSTR path, BSTR value) noexcept override;
     HRESULT GetAttribute(BSTR path, BSTR name, BSTR* value) noexcept override;
     HRESULT Reserved12() noexcept override { return E_NOTIMPL; }
@@ -38,24 +39,26 @@ class XmlDocument : public IXmlDoc {
     ~XmlDocument() = default;
 
   private:
+    /// Where a path leads.
     struct Place {
         HRESULT result = E_FAIL;
         pugi::xml_node node;
-        std::size_t depth = 0;
+        std::size_t depth = 0;  // steps from the top; 0 is the place above the root
     };
     Place find(BSTR path);
-    /// The same without the place above the root.
+    /// The same, but the place above the root gives E_INVALIDARG.
     Place findElement(BSTR path);
+    /// The element number `index`, from 0, of this name. Unfolds it if necessary.
     pugi::xml_node child(pugi::xml_node parent, std::string_view name, std::size_t index);
 
-    // A long list is built of fragments, one after the other, and then given out as it is. So all
-    // but its first element are folded, which takes a quarter of a tree's memory, until somebody
-    // looks into them.
+    // A long list is built of fragments, one after another, and then handed out as it is. Therefore
+    // all its elements but the first are folded, which takes a quarter of the memory of a tree,
+    // until a path leads into them.
     pugi::xml_document tree_;
 
-    // The last numbered step that was found: a reader asks for number after number of a list, and
-    // starting over each time would make that quadratic. Elements are only ever appended, so it
-    // holds until the next Load.
+    // The numbered step that was found last. A reader asks for one number of a list after another,
+    // and starting at the first each time would take quadratic time. Elements are only ever
+    // appended, so this is valid until the next Load().
     struct {
         pugi::xml_node node;
         std::size_t index = 0;

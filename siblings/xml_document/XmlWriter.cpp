@@ -7,7 +7,7 @@
 namespace zlk {
 namespace {
 
-/// Counts the units of the text, so that it needs no room beyond its own.
+/// Counts the UTF-16 units of the text, so that it can be allocated in its final size.
 class UnitCounter {
   public:
     void add(std::string_view utf8) {
@@ -22,8 +22,8 @@ class UnitCounter {
     std::size_t units_ = 0;
 };
 
-/// Writes into the room that was counted. What is in the tree came out of whole UTF-16, so it
-/// needs no checks on its way back.
+/// Writes into memory of the counted size. The tree was made from valid UTF-16, so nothing is
+/// checked on the way back.
 class UnitFiller {
   public:
     explicit UnitFiller(WCHAR* at) : at_(at) {}
@@ -53,12 +53,13 @@ class UnitFiller {
     WCHAR* at_;
 };
 
-/// The characters that can't stand in a text, or in an attribute, as they are.
+/// Characters that must be escaped, in a text or in an attribute.
 class Specials {
   public:
     explicit constexpr Specials(std::string_view characters) {
         for (const char c : characters) marked_[static_cast<unsigned char>(c)] = true;
     }
+    /// The index of the first of them; the size of the text if there is none.
     std::size_t first(std::string_view text) const {
         std::size_t i = 0;
         while (i < text.size() && !marked_[static_cast<unsigned char>(text[i])]) ++i;
@@ -90,6 +91,7 @@ std::string_view escaped(char c) {
     }
 }
 
+/// Writes a text with its special characters escaped.
 template <class Sink>
 void writeText(Sink& sink, std::string_view text, const Specials& specials) {
     while (!text.empty()) {
@@ -101,17 +103,17 @@ void writeText(Sink& sink, std::string_view text, const Specials& specials) {
     }
 }
 
-/// Setting an empty text may leave a text without characters behind.
+/// Setting an empty text may leave a text node without characters, which doesn't count.
 bool isEmpty(pugi::xml_node element) {
     if (*element.value()) return false;
     for (pugi::xml_node node = element.first_child(); node; node = node.next_sibling()) {
-        // A folded element has a value, too.
+        // A folded element has a value too.
         if (node.type() == pugi::node_element || *node.value()) return false;
     }
     return true;
 }
 
-/// Recurses as deep as the tree, which the gate in front of it bounds.
+/// Recurses as deep as the tree, which WellFormed.h limits.
 template <class Sink>
 void writeElement(Sink& sink, pugi::xml_node element) {
     const std::string_view name = element.name();
@@ -145,6 +147,7 @@ void writeElement(Sink& sink, pugi::xml_node element) {
     sink.add(">");
 }
 
+/// The sink for markup in UTF-8.
 class Utf8Writer {
   public:
     void add(std::string_view utf8) { text.append(utf8); }
@@ -163,7 +166,7 @@ Bstr writeXml(pugi::xml_node element) {
     UnitCounter counter;
     writeElement(counter, element);
     Bstr text;
-    // Byte lengths of a BSTR have 32 bits.
+    // A BSTR has its length in bytes in 32 bits.
     if (counter.units() > 0x7FFFFFF0) return text;
     *text.out() = SysAllocStringLen(nullptr, static_cast<UINT>(counter.units()));
     if (text.get()) {

@@ -1,5 +1,5 @@
 #pragma once
-// From the tree to its text.
+// Writes an element of the tree as text.
 
 #include <pugixml.hpp>
 #include <string>
@@ -8,16 +8,17 @@
 
 namespace zlk {
 
-/// The element with all that is in it: no declaration, no white space but its texts' own, an
-/// element without content as `<name/>`; a line end that a reader would change is written as a
-/// reference. Made in one piece of the right size; empty where there is no memory.
+/// The element with everything in it, without a declaration and without white space between
+/// elements; an empty element as `<name/>`. A line end that a reader would normalise is written as
+/// a character reference. The text is allocated once, in its final size; empty if there is no
+/// memory.
 Bstr writeXml(pugi::xml_node element);
 
 /// The same text in UTF-8.
 std::string markupOf(pugi::xml_node element);
 
-/// A folded element: its name, and instead of a tree the markup of it. Instructions aren't kept in
-/// a document, so no other node has this type.
+/// The type of a folded element, which has its name, and its markup in place of a subtree. A
+/// document keeps no instructions, so no other node has this type.
 inline constexpr pugi::xml_node_type foldedElement = pugi::node_pi;
 
 }  // namespace zlk
