@@ -54,11 +54,13 @@ FileTimestamp currentTime() {
 CMassStorageDev::CMassStorageDev(std::u16string lowLevelId, std::u16string id)
     : rootPath(joinPath(lowLevelId, u"")), contextId(std::move(id)) {
     TraceLine(category, "devPath(%s)", rootPath);
+    // Network paths begin with two backslashes; anything else is a drive.
     if (lowLevelId.starts_with(u"\\\\")) {
         uncPath = rootPath;
     } else if (!lowLevelId.empty()) {
         driveRoot = {upperCase(lowLevelId[0]), u':', u'\\'};
     }
+    // The table is built anew, so it has rows that were added after the shared one was built.
     camInfo = CSupportedCameraList().FindByContextId(contextId);
     CDeviceUtilFunctions settings;
     checkMediaMethod = settings.ContextIdToCheckMediaMethod(contextId);
@@ -76,6 +78,7 @@ bool CMassStorageDev::CheckConnection() {
     if (!uncPath.empty()) return CheckConnectionUNC();
     if (driveRoot.empty()) return false;
     TraceLine(category, "CheckConnection - DriveLetter(%s)", driveRoot);
+    // The drive has to exist; whether it holds a card doesn't matter.
     switch (GetDriveTypeW(driveRoot.c_str())) {
         case DRIVE_REMOVABLE:
         case DRIVE_FIXED:
@@ -106,6 +109,7 @@ bool CMassStorageDev::CheckConnectionUNC() {
 
 bool CMassStorageDev::IsCardInserted(bool& inserted) {
     inserted = operationAnswer([&] {
+        // Some readers can only be asked through their own component.
         if (equalIgnoringCase(checkMediaMethod, u"AIO")) return AIO_IsCardInserted();
         if (!uncPath.empty()) {
             const DWORD attributes = GetFileAttributesW(uncPath.c_str());
@@ -120,6 +124,7 @@ bool CMassStorageDev::IsCardInserted(bool& inserted) {
 
 bool CMassStorageDev::AIO_IsCardInserted() {
     TraceLine(category, "AIO_IsCardInserted");
+    // The component is made when it is first needed, and kept.
     if (!aioDevice) {
         if (FAILED(aioDevice.create(cardReaderProgId))) {
             TraceLine(category, "AIO_IsCardInserted - failed CoCreateInstance");
@@ -188,6 +193,8 @@ void CMassStorageDev::addRecord(const std::u16string& path, const WIN32_FIND_DAT
                                 FileInfoList& list) {
     const auto lastWrite = toFileTimestamp(entry.ftLastWriteTime);
     if (!lastWrite) TraceLine(category, "Using default ModTime");
+    // A file whose times can't be read gets the present time, and one without a creation time the
+    // time of its last change.
     const FileTimestamp modified = lastWrite ? *lastWrite : currentTime();
     const auto creation = toFileTimestamp(entry.ftCreationTime);
     if (!creation) TraceLine(category, "Using default CreateTime");

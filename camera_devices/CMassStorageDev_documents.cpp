@@ -102,6 +102,7 @@ DeviceCode CMassStorageDev::putDocument(const WCHAR* name, const std::u16string&
                                         Writer writer) {
     return operationCode(DeviceCode::WriteFailed, [&] {
         const std::u16string path = specialFilePath(name);
+        // An empty text deletes the document.
         return text.empty() ? DeleteFile(path) : (this->*writer)(path, text);
     });
 }
@@ -113,6 +114,7 @@ DeviceCode CMassStorageDev::writeNarrowFile(const std::u16string& path,
 }
 
 DeviceCode CMassStorageDev::writeUtf8File(const std::u16string& path, const std::u16string& text) {
+    // The conversion fails if the text doesn't fit, which is how the limit is kept.
     std::string bytes(menuLimit, '\0');
     // The length -1 includes the terminating zero, which cameras expect in the file.
     const int length = WideCharToMultiByte(CP_UTF8, 0, text.c_str(), -1, bytes.data(), menuLimit);
@@ -194,6 +196,7 @@ bool CMassStorageDev::SendSpecialMsg(CameraMessage message) {
     return operationAnswer([&] {
         TraceLine(category, "SendSpecialMsg (%d)", static_cast<std::int32_t>(message));
         if (!camInfo.valid || !camInfo.SwiftPostSupport || !CheckConnection()) return false;
+        // Volumes have no message for these two.
         if (message == CameraMessage::UnloadError || message == CameraMessage::ConfigError)
             return false;
         std::array<BYTE, messageFileSize> file{};

@@ -111,6 +111,7 @@ bool CMassStorageDev::isOwnFile(std::u16string_view id) const {
     if (id.find(u'\0') != id.npos) return false;
     for (std::u16string_view rest = id.substr(root + 1);;) {
         const std::size_t slash = rest.find_first_of(u"\\/");
+        // A path with a step upwards could lead out of the device's root.
         if (rest.substr(0, slash) == u"..") return false;
         if (slash == rest.npos) return true;
         rest.remove_prefix(slash + 1);
@@ -150,6 +151,7 @@ DeviceCode CMassStorageDev::GetThumbnail(std::u16string id, std::u16string fileN
             TraceLine(category, "GetThumbnail - image library not initiated");
             return DeviceCode::OutOfMemory;
         }
+        // The thumbnail library takes paths of up to 259 units.
         if (!isOwnFile(id) || id.size() >= MAX_PATH) return DeviceCode::ReadFailed;
         TraceLine(category, "GetThumbnail - call into TNG - start");
         std::span<const BYTE> picture;

@@ -26,6 +26,7 @@ CPTPCameraDev::CPTPCameraDev(const std::u16string& lowLevelId, std::u16string id
     if (lowLevelId.empty()) return;
     vid = CDeviceUtilFunctions::VidFromDeviceId(lowLevelId);
     pid = CDeviceUtilFunctions::PidFromDeviceId(lowLevelId);
+    // The table is built anew, so it has rows that were added after the shared one was built.
     camInfo = CSupportedCameraList().FindByVidPid(vid, pid);
 }
 
@@ -52,6 +53,7 @@ std::u16string CPTPCameraDev::findCameraPortinRegistry() {
 }
 
 std::unique_ptr<PtpInterface> CPTPCameraDev::createDriver(const std::u16string& path) {
+    // The maker's own models get the plain driver, whose commands they are known to accept.
     if (camInfo.isOtherMakers()) return std::make_unique<OtherMakersDriver>(wString(path));
     return std::make_unique<ZlPTPdrv>(wString(path));
 }
@@ -65,6 +67,7 @@ bool CPTPCameraDev::InstantiateConnection(const std::u16string& port) {
     TraceLine(category, "Connect - constructing new ZlPTPdrv");
     try {
         ptp = createDriver(path);
+        // The ids tell the driver which camera to expect at this port.
         ptp->setDeviceId(vid, pid);
     } catch (PTPCommErrors error) {
         if (!meansOpenSession(error)) {

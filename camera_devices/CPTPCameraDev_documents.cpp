@@ -37,6 +37,7 @@ DeviceCode CPTPCameraDev::readDocument(const char* reader, std::uint32_t handle,
     return operationCode(DeviceCode::ReadFailed, [&] {
         TraceLine(category, "%s (%d)", reader, handle);
         if (!VerifyConnection()) return DeviceCode::NotConnected;
+        // The camera doesn't have this document.
         if (handle == 0) return DeviceCode::Success;
         const std::uint32_t size = ptp->getObjectInfo(handle).ObjectCompressedSize;
         // A camera that sends no description hasn't said that the document is empty.
@@ -110,6 +111,8 @@ DeviceCode CPTPCameraDev::PutIntentFile(std::u16string text) {
 
 DeviceCode CPTPCameraDev::deleteDocument(std::uint32_t handle, const std::u16string& text) {
     if (!text.empty()) return DeviceCode::NotSupported;
+    // Nothing is deleted if the document isn't there, or if the table says that this model keeps
+    // it.
     if (handle == 0 || !camInfo.AbilityToConsumeIntent) return DeviceCode::Success;
     return DeleteFile(handle);
 }
@@ -144,6 +147,7 @@ DeviceCode CPTPCameraDev::sendMenu(const Menu& menu, std::u16string text) {
         const auto size = static_cast<std::uint32_t>(bytes.size());
         try {
             TraceLine(category, "%s - sendObjectInfo", menu.operation);
+            // The dataset announces name, size and folder; the contents follow with sendObject().
             ptp->sendObjectInfo(announcement(menu.fileName, size, menuFolderHandle), 0,
                                 menuFolderHandle);
             TraceLine(category, "%s - sendObject", menu.operation);
@@ -192,6 +196,7 @@ DeviceCode CPTPCameraDev::PutDeviceTime(std::u16string text) {
         if (shareBlocked()) return DeviceCode::NotSupported;
         if (!VerifyConnection()) return DeviceCode::NotConnected;
         FileTimestamp time;
+        // The camera takes local time in the standard's form, YYYYMMDDThhmmss.
         time.fromXml(text, u"time");
         BrokenDownTime local;
         if (!_localtime64_s(local, time.seconds())) return DeviceCode::WriteFailed;
@@ -217,6 +222,7 @@ bool CPTPCameraDev::SendSpecialMsg(CameraMessage message) {
         try {
             ptp->sendObjectInfo(info, 0, 0);
             if (message == CameraMessage::UnloadDone || message == CameraMessage::ConfigDone)
+                // These messages end a dialogue, and with it the session.
                 ptp->closeSession();
         } catch (PTPCommErrors) {
             TraceLine(category, "SendSpecialMsg - PTPCommErrors");

@@ -7,7 +7,7 @@
 namespace zlk {
 namespace {
 
-constexpr char category[] = "CMassStorageDev";  // viewers of the trace know these lines by it
+constexpr char category[] = "CMassStorageDev";  // in the trace, these lines are among that class's
 constexpr std::int32_t thumbnailSide = 160;     // pixels
 
 }  // namespace

@@ -29,6 +29,8 @@ HRESULT CSPostDevice::LockDevice(BSTR cueId) noexcept {
 
 HRESULT CSPostDevice::UnlockDevice() noexcept {
     TraceLine(category, "UnlockDevice");
+    // A dialogue begins with the reading of the menu, and ends here, even if the application
+    // releases the object without unlocking it.
     if (menuRead && imageDev)
         imageDev->SendSpecialMsg(menuWritten ? CameraMessage::ConfigDone
                                              : CameraMessage::ConfigCancel);

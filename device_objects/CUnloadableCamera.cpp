@@ -67,6 +67,7 @@ HRESULT CUnloadableCamera::Invoke(DISPID id, const GUID& reserved, DWORD localeI
                                   UINT* argumentError) noexcept {
     ProgressArgument progress;
     const UINT count = argumentsOfTransfer(id);
+    // A transfer's progress argument is converted; all other methods get their arguments unchanged.
     if (count > 0 && parameters) {
         try {
             const HRESULT taken = progress.take(*parameters, count, argumentError);
@@ -118,12 +119,12 @@ DeviceCode CUnloadableCamera::saveFile(CImageDev& device, BSTR id, BSTR fileName
     // The platform would end the name at its first zero, and so overwrite another file.
     if (name.empty() || name.find(u'\0') != name.npos) return DeviceCode::PcFileUnusable;
     if (isOwnTarget(textOf(id), textOf(fileName))) return DeviceCode::PcFileUnusable;
+    // An existing file is emptied here, after all tests.
     const UniqueHandle target(CreateFileW(fileName, GENERIC_READ | GENERIC_WRITE,
                                           FILE_SHARE_READ | FILE_SHARE_WRITE, nullptr,
                                           CREATE_ALWAYS, FILE_ATTRIBUTE_NORMAL, nullptr));
     LARGE_INTEGER size{};
-    // The file must be empty now. If it isn't, it is something that can't be emptied, like a
-    // device.
+    // The file must be empty now.
     if (!target || !GetFileSizeEx(target.get(), &size) || static_cast<DWORD>(size.QuadPart) != 0)
         return DeviceCode::PcFileUnusable;
     return device.GetFile(textOf(id), this, target.get());
@@ -131,6 +132,7 @@ DeviceCode CUnloadableCamera::saveFile(CImageDev& device, BSTR id, BSTR fileName
 
 bool CUnloadableCamera::reportProgress(std::int32_t percent) noexcept {
     const DWORD now = GetTickCount();
+    // The tick count wraps around, but the difference of two ticks stays right.
     const bool recent = now - lastProgressTick < reportInterval && lastProgressTick != 0;
     if (recent && percent >= 1 && percent <= 99) return true;
     lastProgressTick = now;
@@ -167,8 +169,8 @@ HRESULT CUnloadableCamera::get_Dpof(BSTR* pVal) noexcept {
     TraceLine(category, "get_Dpof");
     return guardedRead(pVal, [](CImageDev& device, std::u16string& text) {
         device.GetDpofFile(text);
-        return DeviceCode::Success;  // a missing print order isn't a failure, but a missing intent
-                                     // is
+        // A missing print order isn't a failure, unlike a missing intent.
+        return DeviceCode::Success;
     });
 }
 

@@ -10,12 +10,11 @@ class CCamInfo {
   public:
     virtual ~CCamInfo() = default;
 
-    std::u16string MSDC_vendID;      ///< vendor that its volume reports, upper case
-    std::u16string MSDC_prodID;      ///< product that its volume reports, upper case
-    std::u16string MSDC_prodID_alt;  ///< another product that belongs to the same row
-    std::u16string Cam_protocol;  ///< of its USB interface, upper case: "PTP"  ///< protocol of its
-                                  ///< USB interface, upper case: "PTP"
-    std::u16string Cam_pnpID;     ///< `VID_xxxx&PID_xxxx`, upper case
+    std::u16string MSDC_vendID;          ///< vendor that its volume reports, upper case
+    std::u16string MSDC_prodID;          ///< product that its volume reports, upper case
+    std::u16string MSDC_prodID_alt;      ///< another product that belongs to the same row
+    std::u16string Cam_protocol;         ///< protocol of its USB interface: "PTP", upper case
+    std::u16string Cam_pnpID;            ///< `VID_xxxx&PID_xxxx`, upper case
     bool AbilityToConsumeIntent = true;  ///< print order and intent may be deleted on the camera
     bool SwiftPostSupport = false;       ///< supports the share menu
     bool builtIn = false;                ///< the row isn't from the settings
@@ -34,8 +33,7 @@ class CCamInfo {
     /// Whether this is another maker's model, whose deviations from the maker's own models are
     /// unknown.
     bool isOtherMakers() const { return !builtIn && !SwiftPostSupport; }
-    bool isPassThru() const;  ///< "PASSTHRU" and "PASSTHRU2"  ///< whether another camera is
-                              ///< plugged into this device
+    bool isPassThru() const;  ///< whether a camera can be plugged into this device
 };
 
 }  // namespace zlk

@@ -97,8 +97,8 @@ class CDeviceUtilFunctions {
     // dock doesn't answer.
 
     /// The id to work with. A pass-through device's id is mapped to that of the camera behind it;
-    /// other ids are returned unchanged. If a camera is plugged into such a device, the two are
-    /// connected afterwards.
+    /// other ids are returned unchanged. On return, a camera behind such a device has been
+    /// connected to it.
     std::u16string MapContextId(const std::u16string& id);
     std::u16string MapPassThruContextId(const std::u16string& id);
     CCamInfo PassThruCamInfoFromContextId(const std::u16string& id) const;

@@ -52,6 +52,7 @@ void CDeviceUtilFunctions::logDiagnostics(const std::u16string& contextId,
                                           const std::u16string& xml) {
     XmlDocument document;
     std::u16string firmware, model, serial;
+    // Without these three, nobody could assign the values to a camera.
     if (xml.empty() || !document.load(xml) || !document.value(u"diagnostic/fwversion", firmware) ||
         !document.value(u"diagnostic/model", model) ||
         !document.value(u"diagnostic/serial", serial))
@@ -93,6 +94,7 @@ void CDeviceUtilFunctions::logDiagnostics(const std::u16string& contextId,
 void CDeviceUtilFunctions::recordFirmware(const std::u16string& contextId,
                                           const std::u16string& firmware) {
     if (firmware.empty()) return;
+    // The maker's key is only opened, not made: without an installation, nothing is recorded.
     const RegistryKey maker =
         regOpenKey(HKEY_LOCAL_MACHINE, u"Software\\Zephyr-Lanthorn", KEY_READ);
     std::u16string manufacturer, productClass, serial;

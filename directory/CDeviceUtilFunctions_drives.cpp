@@ -48,6 +48,7 @@ std::vector<std::u16string> CDeviceUtilFunctions::DriveRoots() {
     WCHAR strings[room];
     const DWORD length = GetLogicalDriveStringsW(room, strings);
     std::vector<std::u16string> roots;
+    // The texts follow one another, each with a terminating zero.
     std::u16string_view left(strings, length < room ? length : 0);
     while (!left.empty()) {
         const std::size_t end = std::min(left.find(u'\0'), left.size());
@@ -67,6 +68,7 @@ std::u16string CDeviceUtilFunctions::PseudoDriveRoot(const std::u16string& id) {
     if (!isPseudoDriveId(id)) return {};
     const std::u16string upper = upperCase(id);
     const std::u16string tail = upper.substr(upper.rfind(u'#') + 1);
+    // The last part of the id is a letter, or a path.
     if (tail.size() > 2) return pathOf(tail);
     const bool isLetter = !tail.empty() && tail[0] >= u'A' && tail[0] <= u'Z';
     return isLetter ? driveRoot(tail[0]) : std::u16string();
@@ -98,6 +100,8 @@ bool CDeviceUtilFunctions::VolumeStrings(WCHAR letter, std::u16string& vendor,
                                           nullptr));
     if (!volume) return false;
 
+    // A query of zeros asks for the storage device's descriptor. Its texts follow it at offsets,
+    // which the device determines and which are therefore checked.
     const STORAGE_PROPERTY_QUERY query{};
     alignas(STORAGE_DEVICE_DESCRIPTOR) char answer[descriptorRoom];
     DWORD size = 0;
@@ -133,6 +137,7 @@ std::u16string CDeviceUtilFunctions::ContextIdToDriveLetter(const std::u16string
     }
     std::u16string prefix(answer.view());
     TraceLine(mapperCategory, "ContextIdToDriveLetter Answer(%s)", prefix);
+    // The mapper's answer is a network path or begins with a drive letter.
     if (prefix.empty() || prefix[0] == u'\\') return prefix;
     return driveRoot(prefix[0]);
 }
@@ -140,6 +145,7 @@ std::u16string CDeviceUtilFunctions::ContextIdToDriveLetter(const std::u16string
 std::u16string CDeviceUtilFunctions::DriveToContextId(const std::u16string& drive) {
     std::u16string result = VolumeToContextId(drive);
     if (result.empty() && !drive.empty()) {
+        // No known camera has the volume's strings, but an instance may be mounted on the drive.
         for (std::u16string& id : CContextMgrInfo().GetInstalledContextIds()) {
             const std::u16string root = ContextIdToDriveLetter(id);
             if (!root.empty() && root[0] == drive[0]) result = std::move(id);

@@ -102,6 +102,7 @@ std::u16string portByIds(const char* operation, const std::u16string& deviceId) 
 /// camera behind it, and never the device itself.
 void enterCamera(CDeviceUtilFunctions& utils, const CCamInfo& row, const std::u16string& port) {
     CCamInfo camera = row;
+    // The pass-through device has to be asked what is plugged into it.
     if (row.isPassThru() && !row.isCamera()) {
         utils.passThruCamInfo = row;
         std::uint32_t vid = 0, pid = 0;
@@ -154,6 +155,7 @@ bool CDeviceUtilFunctions::isFindCameraPortMatch(const std::u16string& devId,
               "isFindCameraPortMatch devId(%s) usbPort(%s) tVid(0x%X) tPid(0x%X) "
               "passThru(%s)",
               devId, usbPort, tVid, tPid, passThru ? u"T" : u"F");
+    // Whatever an earlier search has found must not stay if this one fails.
     passThruCamInfo = CCamInfo();
     // A driver whose key names no device is taken for the right one.
     const std::uint16_t vid = devId.empty() ? tVid : VidFromDeviceId(devId);
@@ -177,6 +179,7 @@ std::u16string CDeviceUtilFunctions::findCameraPortWinXP(std::uint16_t vid, std:
         const std::u16string port = driver.port();
         TraceLine(category, "findCameraPortNT - usbPort (%s)", port);
         const auto deviceId = driver.deviceId();
+        // A key without a port has no device; a driver of another provider isn't used.
         if (port.empty() || !deviceId || !driver.isOurs()) return false;
         if (isFindCameraPortMatch(*deviceId, port, vid, pid, passThru)) found = port;
         TraceLine(category, "findCameraPortNT - FoundActiveDriver (%s)", *deviceId);
@@ -207,6 +210,7 @@ std::u16string CDeviceUtilFunctions::ContextIdToCameraPort(const std::u16string&
     if (!row.valid || row.Cam_pnpID.empty()) return {};
     const std::uint16_t vid = VidFromDeviceId(row.Cam_pnpID);
     const std::uint16_t pid = PidFromDeviceId(row.Cam_pnpID);
+    // A camera on a port of its own is preferred to one behind a pass-through device.
     std::u16string port = findCameraPort(vid, pid, false);
     if (port.empty()) port = findCameraPort(vid, pid, true);
     TraceLine(category, "ContextIdToCameraPort (%s)->(%s)", id, port);

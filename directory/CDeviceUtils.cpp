@@ -28,10 +28,13 @@ const WCHAR* trueOrFalse(bool value) {
 
 }  // namespace
 
+// The settings are read once, when the object is made.
 CDeviceUtils::CDeviceUtils()
     : delegateUtils(
           createDelegate<IDeviceUtils>(CContextMgrInfo().GetDevUtilsProgId(), CLSID_DeviceUtils)) {}
 
+// Most methods have the same form: the delegate answers if there is one, and otherwise
+// utilFunctions does.
 HRESULT CDeviceUtils::DriveLetterToContextId(BSTR driveLetter, BSTR* ContextId) noexcept {
     if (delegateUtils) return delegateUtils->DriveLetterToContextId(driveLetter, ContextId);
     return translated(
@@ -132,6 +135,7 @@ HRESULT CDeviceUtils::IsDeviceRequestingConfig(BSTR ContextId, SHORT* config) no
     return guarded([&] {
         const std::u16string id = textOf(ContextId);
         bool asks = false;
+        // If no device was asked, or it didn't answer, there is no request, which isn't a failure.
         const HRESULT result = askDevice(id, u"CAMERA_IsConfigRequested", asks);
         *config = asks ? 1 : 0;
         if (result == S_OK)

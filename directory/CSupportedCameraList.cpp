@@ -47,6 +47,7 @@ constexpr BuiltInRow builtInRows[] = {
     {u"368", u"GLIMMERBOX 368", u"", u"VID_5AF1&PID_7D02", u"Cam368", false, true, true, false},
 };
 
+/// "TRUE" is true and any other text false; a missing one gives `fallBack`.
 bool readBool(HKEY key, const WCHAR* name, bool fallBack) {
     std::u16string text;
     regReadString(key, name, text);
@@ -60,6 +61,8 @@ bool validate(CCamInfo& row) {
          {&CCamInfo::MSDC_vendID, &CCamInfo::MSDC_prodID, &CCamInfo::MSDC_prodID_alt,
           &CCamInfo::Cam_pnpID, &CCamInfo::Cam_protocol, &CCamInfo::DevType, &CCamInfo::Model})
         row.*field = upperCase(row.*field);
+    // A camera is recognised by the strings of its volume or by its pnp id; a pnp id needs a
+    // protocol.
     const bool hasVolumeStrings = !row.MSDC_vendID.empty() && !row.MSDC_prodID.empty();
     row.valid = (hasVolumeStrings || !row.Cam_pnpID.empty()) && !row.DevType.empty() &&
                 !row.FriendlyName.empty() && (row.Cam_pnpID.empty() || !row.Cam_protocol.empty());
@@ -96,6 +99,7 @@ std::u16string loadString(HMODULE module, WORD id) {
     if (!block) return {};
     const auto* units = static_cast<const WCHAR*>(LoadResource(module, block));
     std::size_t left = units ? SizeofResource(module, block) / sizeof(WCHAR) : 0;
+    // Lengths come from the module and are checked against the block's size.
     for (WORD index = id % 16; left > 0; --index) {
         const std::size_t length = *units++;
         --left;
@@ -130,6 +134,7 @@ void CSupportedCameraList::loadFromSettings() {
     const std::uint32_t count = regCountSubKeys(base.get());
     for (std::uint32_t i = 0; i < count; ++i) {
         const std::u16string productClass = regEnumKeyName(base.get(), i);
+        // Only product classes with a key CamInfo are rows of the table.
         const RegistryKey key = regOpenKey(base.get(), productClass + u"\\CamInfo", KEY_READ);
         if (!key) continue;
         CCamInfo row;
@@ -148,6 +153,7 @@ void CSupportedCameraList::loadFromSettings() {
             readBool(key.get(), u"AbilityToConsumeIntent", row.AbilityToConsumeIntent);
         row.Monitor = readBool(key.get(), u"Monitor", row.Monitor);
         row.contextId = makeContextId(productClass, u"0000");
+        // A row without a name gets one made from its model.
         if (row.FriendlyName.empty() && !row.Model.empty())
             row.FriendlyName =
                 composeFriendlyName(row.Model, readBool(key.get(), u"Series", false));

@@ -93,6 +93,7 @@ bool CLog::openControlMemory() noexcept {
         return false;
     }
     control = static_cast<LogControl*>(controlView.get());
+    // The first process to come initialises the block.
     if (made) {
         control->enabled = 0;
         control->writeOffset = 0;
@@ -133,6 +134,7 @@ void CLog::closeLogBuffer() noexcept {
 void CLog::formatAndStore(const char* category, const char* format,
                           std::span<const FormatArgument> arguments) noexcept {
     const std::lock_guard inThisProcess(storing);
+    // While the log is off nothing is held open, so that a viewer can replace the buffer.
     if (!isOn()) {
         closeLogBuffer();
         mutex.reset();
@@ -185,6 +187,7 @@ void CLog::storeRecord(const char* category, std::u16string_view message) noexce
         std::memcpy(record + headSize, category, categorySize);
         std::memcpy(record + headSize + categorySize, scratch.bytes, textSize);
         record[headSize + categorySize + textSize] = 0;
+        // The offset is stored last, when the record is complete.
         control->writeOffset = static_cast<std::uint32_t>(offset + recordSize);
     }
     ReleaseMutex(mutex.get());

@@ -6,8 +6,8 @@
 //
 //   ZLGlimmerBoxLogCtrlMemory   16 bytes: whether the log is on, and where the next record starts.
 //                               Made by the first process that needs it, held open by all.
-//   ZLGlimmerBoxLogBuffer       the records. Made only by the viewer, and opened while the log is
-//   on. ZLGlimmerBoxLogMutex        lets one line at a time be stored.
+//   ZLGlimmerBoxLogBuffer       the records. Made by the viewer, opened while the log is on.
+//   ZLGlimmerBoxLogMutex        lets one line at a time be stored.
 //
 // A viewer makes the buffer, sets `bufferSize`, and then sets `enabled` to 1. A record is:
 //

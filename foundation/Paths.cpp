@@ -51,6 +51,7 @@ bool makeDirectoryTree(std::u16string path) {
     path = withoutEnd(std::move(path));
     if (path.empty()) return false;
     if (directoryExists(path)) return true;
+    // Each round extends the path by one folder and makes it if it is missing.
     for (std::size_t end = rootLength(path); end < path.size();) {
         while (end < path.size() && !isSlash(path[end])) ++end;
         const std::u16string folder = path.substr(0, end);

@@ -15,6 +15,7 @@ bool isName(const std::u16string& name) {
     return name.find(u'\0') == std::u16string::npos;
 }
 
+/// The body of both writing functions, which differ in the platform call.
 bool writeString(decltype(RegSetValueExW)& set, HKEY key, const std::u16string& name,
                  const std::u16string& value) {
     if (!key || !isName(name) || value.size() > longestWritten) return false;
@@ -58,6 +59,7 @@ std::uint32_t regCountValues(HKEY key) {
 }
 
 std::u16string regEnumKeyName(HKEY key, std::uint32_t index) {
+    // A longer name doesn't fit, which is a failure of the call, and so counts as missing.
     WCHAR name[longestName + 1];
     DWORD length = std::size(name);
     if (!key || RegEnumKeyExW(key, index, name, &length, nullptr, nullptr, nullptr, nullptr))

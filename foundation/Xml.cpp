@@ -48,11 +48,13 @@ bool XmlDocument::addElement(std::u16string_view parent, std::u16string_view nam
     std::u16string path;
     if (parent != u"/") path.append(parent).append(u"/");
     path.append(name);
+    // The element is added empty, and its text set afterwards, so that the text is never parsed.
     return addFragment(parent, fragment) && setValue(path, legalXmlText(text));
 }
 
 std::u16string legalXmlText(std::u16string_view text) {
     constexpr WCHAR controlFront = 0xF000, unknown = 0xFFFD;
+    // Whether a unit is one of the 1,024 halves of surrogate pairs that begin at `first`.
     const auto isHalf = [](WCHAR unit, WCHAR first) {
         return unit >= first && unit < first + 0x400;
     };

@@ -16,11 +16,14 @@ PtpDataStream::PtpDataStream(std::uint16_t size) : buffer_(allocate(size)) {
     if (buffer_) size_ = size;
 }
 
+/// Always at least one byte, so that null only means a lack of memory.
 PtpDataStream::Block PtpDataStream::allocate(std::uint32_t size) {
     return Block(static_cast<std::uint8_t*>(std::calloc(std::max(size, 1u), 1)));
 }
 
 void PtpDataStream::clear() {
+    // All bytes from `written_` on are zeros already, so a small container costs little in a large
+    // block.
     if (written_ > 0) std::memset(buffer_.get(), 0, written_);
     written_ = 0;
     end_ = noEnd;
@@ -47,6 +50,7 @@ void PtpDataStream::resize(std::uint32_t size) {
 void PtpDataStream::makeRoom(std::uint32_t size) {
     if (size <= size_) return;
     replace(Block(static_cast<std::uint8_t*>(std::malloc(size))), size);
+    // The new bytes aren't zeros, so they count as written.
     written_ = size;
 }
 
@@ -64,6 +68,7 @@ void PtpDataStream::growFor(std::uint32_t width) {
 }
 
 void PtpDataStream::write(std::uint32_t value, std::uint32_t width) {
+    // A single byte never makes the block grow.
     if (width > 1) growFor(width);
     if (!hasRoom(width, size_)) throw PTP_GENERAL_ERROR;
     std::uint8_t* const bytes = place(cursor_, width);
@@ -73,8 +78,10 @@ void PtpDataStream::write(std::uint32_t value, std::uint32_t width) {
 }
 
 wString PtpDataStream::readString() {
+    // The camera left this text out.
     if (cursor_ == end_) return {};
     const std::uint32_t count = readByte();
+    // A count in one byte can't exceed this array.
     std::array<WCHAR, 255> units;
     for (std::uint32_t i = 0; i < count; ++i) units[i] = readU16();
     const std::u16string_view all(units.data(), count);
@@ -82,6 +89,7 @@ wString PtpDataStream::readString() {
 }
 
 void PtpDataStream::readU16Array(std::vector<std::uint16_t>& target) {
+    // A wrong count ends with the exception of a read beyond the end, before much memory is used.
     for (std::uint32_t count = readU32(); count > 0; --count)
         if (const std::uint16_t element = readU16()) target.push_back(element);
 }
@@ -94,6 +102,7 @@ void PtpDataStream::readU32Array(std::vector<std::uint32_t>& target) {
 void PtpDataStream::writeString(const wString& string) {
     if (string.length == 0) return writeByte(0);
     if (string.length > longestString) throw PTP_GENERAL_ERROR;
+    // The count includes the terminating zero.
     writeByte(static_cast<std::uint8_t>(string.length + 1));
     for (std::uint32_t i = 0; i < string.length; ++i) writeU16(string.charAt(i));
     writeU16(0);

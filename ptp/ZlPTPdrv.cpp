@@ -147,7 +147,7 @@ void ZlPTPdrv::sendCommand(std::uint32_t code, std::uint16_t paramCount,
     dataStream.writeU16(static_cast<std::uint16_t>(ContainerType::Command));
     dataStream.writeU16(static_cast<std::uint16_t>(code));
     dataStream.writeU32(transactionID++);
-    // Cameras count the parameters, and take missing ones for 0.
+    // Trailing zeros are left out, since the maker's cameras would count them as parameters.
     while (!sendsAllParameters && paramCount > 0 && parameters[paramCount - 1] == 0) --paramCount;
     for (std::uint16_t i = 0; i < paramCount; ++i) dataStream.writeU32(parameters[i]);
     const std::uint32_t length = dataStream.cursor();

@@ -90,9 +90,8 @@ class ZlPTPdrv : public PtpInterface {
   private:
     struct Operation;  // an operation's name and code, and the tests before it
 
-    /// Runs `connecting`; what it raises is traced, and leaves the object without a transport.
-    template <class Connecting>
     /// Runs `connecting`. An exception is traced, and leaves the object without a transport.
+    template <class Connecting>
     void connect(Connecting connecting);
     /// Takes a turn on the port, and opens it. The caller releases the port.
     void open(std::unique_ptr<PTPSyncInterface> arbiter);
@@ -100,16 +99,14 @@ class ZlPTPdrv : public PtpInterface {
     /// Throws if there is no transport, or if an id is 0 that mustn't be. Outside of the port's
     /// mutex.
     void begin(const Operation& operation);
-    /// Runs `body` inside a hold of the port; `recover` tells the id that a failure stores.
-    template <class Body, class Recover>
     /// Runs `body` while the port is held. If it throws, the id that `recover` returns becomes the
     /// next command's.
+    template <class Body, class Recover>
     void hold(const char* name, Body body, Recover recover);
     template <class Body>
     void hold(const char* name, Body body);
-    /// hold(), and once more if the camera may have missed parameters.
-    template <class Body>
     /// hold(), repeated once if the camera may have missed parameters.
+    template <class Body>
     void attempt(const Operation& operation, std::uint16_t paramCount, Body body);
     /// A whole operation without data.
     void perform(const Operation& operation, std::uint16_t paramCount);
@@ -117,9 +114,8 @@ class ZlPTPdrv : public PtpInterface {
     void transact(const Operation& operation, std::uint16_t paramCount);
     void transact(const Operation& operation, std::uint16_t paramCount, const void* data,
                   std::uint32_t size);
-    /// With data from the device, which `parse` takes from the stream, if any came.
-    template <class Parse>
     /// A whole operation with data from the device; if any comes, `parse` takes it from the stream.
+    template <class Parse>
     void performReceiving(const Operation& operation, std::uint16_t paramCount, Parse parse,
                           ObjectProgressInterface* progress = nullptr);
     template <class Dataset>

@@ -29,7 +29,8 @@ namespace {
 constexpr std::uint16_t objectInfoRoom = 1024;
 constexpr std::uint16_t propertyTextRoom = 256;
 
-/// The data type of a standard property (ISO 15740, device properties).
+/// The data type of a standard property (ISO 15740, device properties), which setDevicePropValue()
+/// needs because the value doesn't carry its type.
 std::uint16_t typeOfProperty(std::uint32_t code) {
     switch (code) {
         case 0x5001:
@@ -88,6 +89,7 @@ bool ZlPTPdrv::mayMissParameters(PTPCommErrors) const {
 
 template <class Body>
 void ZlPTPdrv::attempt(const Operation& operation, std::uint16_t paramCount, Body body) {
+    // Only a command from which zeros were left out can be missing parameters.
     const bool leavesOut = !sendsAllParameters && paramCount > 0 && params[paramCount - 1] == 0;
     try {
         hold(operation.name, body);
@@ -136,6 +138,7 @@ void ZlPTPdrv::performReceiving(const Operation& operation, std::uint16_t paramC
     attempt(operation, paramCount, [&] {
         sendCommand(operation.code, paramCount, params);
         dataBlock = readResponce(operation.code, progress);
+        // A response in the place of data: the camera has nothing to send, which is no failure.
         if (!dataBlock.is(ContainerType::Data)) return;
         // A response follows even if the data is unusable. It must be read before the error is
         // reported, or it would stand in the pipe before the next answer.
@@ -181,6 +184,7 @@ void ZlPTPdrv::receiveObject(const Operation& operation, void* target, std::uint
     performReceiving(
         operation, 1,
         [&] {
+            // After readResponce() the cursor is at the payload.
             const std::uint32_t count = std::min(payloadSize(), size);
             if (count > 0) std::memcpy(target, dataStream.data() + dataStream.cursor(), count);
             // The large block is given back before the response is read, which would clear all of
@@ -338,6 +342,7 @@ std::uint32_t ZlPTPdrv::getPartialObject(std::uint32_t handle, std::uint32_t off
     setParams(handle, offset, maxBytes);
     std::uint32_t count = 0;
     performReceiving({"getPartialObject", 0x101B}, 3, [&] {
+        // A camera that sends more than was asked for must not write beyond `target`.
         count = std::min(payloadSize(), maxBytes);
         if (count > 0) std::memcpy(target, dataStream.data() + dataStream.cursor(), count);
         if (count < payloadSize()) throw PTP_INCOMPLETE_TRANSFER;

@@ -57,6 +57,7 @@ void wString::take(std::u16string_view wide, std::size_t room) {
 }
 
 void wString::assign(const wString& source) {
+    // An empty source leaves this text as it is.
     if (&source == this || source.capacity == 0 || source.length == 0) return;
     take(source.view(), source.capacity);
 }
@@ -65,6 +66,8 @@ void wString::append(const wString& source) {
     if (source.length == 0) return;
     if (length == 0) return take(source.view(), source.capacity);
     if (capacity <= length + std::size_t{source.length} + 1) {
+        // The new text is complete before the old one is replaced, since `source` may be this
+        // object.
         const std::size_t room = std::size_t{capacity} + source.capacity;
         wString joined;
         joined.take(view(), room);

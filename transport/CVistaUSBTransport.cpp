@@ -37,6 +37,8 @@ void CVistaUSBTransport::openConnection(const WCHAR* port) {
         TraceLine(category, "Error: %s", static_cast<const WCHAR*>(message));
         throw PTP_NO_CONNECTION;
     }
+    // The ids and the packet size don't change while the device is open, so they are read only
+    // here.
     USB_DEVICE_DESCRIPTOR descriptor{};
     ask(ZL_IOCTL_GET_DEVICE_DESCRIPTOR, &descriptor, sizeof descriptor);
     vid = descriptor.idVendor;

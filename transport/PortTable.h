@@ -23,12 +23,10 @@ struct CameraPortEntry {
 } __attribute__((packed));
 static_assert(sizeof(CameraPortEntry) == 156);
 
-/// A count in one byte, and the entries, packed behind it. Any process can scribble over it, so
-/// the count is believed only as far as the section reaches.
-template <class Entry>
 /// A count in one byte, followed by the packed entries. Every process can write into the section,
 /// so the count is believed only as far as the section reaches. An object of this class is a view
 /// of the mapped section and must not outlive it; it does no locking.
+template <class Entry>
 class PortTable {
   public:
     /// `most`: bytes of the table in its format. If the mapped section is shorter, so is the table.
@@ -59,9 +57,8 @@ class PortTable {
         return nullptr;
     }
 
-    /// Those behind it move down, one by one.
-    template <class Moved>
     /// Removes an entry: those after it move down one by one, and `moved` is called for each.
+    template <class Moved>
     void remove(Entry* entry, Moved moved) {
         const std::size_t before = count();
         for (Entry* const last = begin() + before - 1; entry < last; ++entry) {

@@ -153,7 +153,7 @@ std::uint32_t PtpSyncController::getMutex(const WCHAR* wide) {
         // thread waited.
         return copyOf(port).transactionID;
     } catch (PTPCommErrors) {
-        // Who never had it doesn't release it.
+        // A caller whose getMutex() failed doesn't call releaseMutex().
         letGo();
         throw;
     }
@@ -166,7 +166,6 @@ void PtpSyncController::releaseMutex(const WCHAR* wide, std::uint32_t transactio
         const TableHold hold(tableMutex);
         entryOf(port, hold).transactionID = transactionId;
     }
-    // A caller whose getMutex() failed doesn't call releaseMutex().
     letGo();
 }
 

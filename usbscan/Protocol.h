@@ -54,7 +54,7 @@ enum class MessageKind : std::uint8_t {
     Opened = 65,       ///< nothing
     Refused = 66,      ///< a u32, the last error
     Data = 67,         ///< bytes
-    ZeroPacket = 68,   ///< nothing: a transfer was ended by a packet of no bytes
+    ZeroPacket = 68,   ///< nothing: the device sent a zero-length packet
     Failed = 69,       ///< a u32, the last error: the turn is over, or the handle dead
     ControlDone = 70,  ///< ControlAnswer and the output
     Event = 71,        ///< the event's bytes; none when the time is up

@@ -2,11 +2,11 @@
 // The interface of the driver of still-image devices (PTP cameras on USB): its control codes and
 // their records, which devices are attached, and the recording of what goes over a camera's pipes.
 //
-// A camera is opened with CreateFileW under one of two names, by which of the two driver families
-// the system is set to use: `\\.\Usbscan<n>` for the first, and for the second `\\?\` and a device
-// path. ReadFile and WriteFile on that handle are bulk transfers; DeviceIoControl takes the codes
-// below. Every call may be made from any thread. CreateFileW fails with ERROR_FILE_NOT_FOUND,
-// ERROR_ACCESS_DENIED or ERROR_SHARING_VIOLATION (another program has claimed the camera).
+// A camera is opened with CreateFileW under one of two names, one for each of the two driver
+// families: `\\.\Usbscan<n>`, or `\\?\` and a device path. ReadFile and WriteFile on that handle
+// are bulk transfers; DeviceIoControl takes the codes below. Every call may be made from any
+// thread. CreateFileW fails with ERROR_FILE_NOT_FOUND, ERROR_ACCESS_DENIED or
+// ERROR_SHARING_VIOLATION (another program has claimed the camera), among others.
 
 #include <memory>
 #include <string>

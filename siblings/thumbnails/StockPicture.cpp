@@ -9,6 +9,7 @@
 namespace zlk {
 namespace {
 
+/// Red, green and blue.
 using Colour = std::array<BYTE, 3>;
 constexpr Colour paper{236, 238, 241};
 constexpr Colour frame{150, 157, 168};

@@ -54,6 +54,7 @@ class Scanner {
     /// The root element, if the whole text is a well-formed document.
     std::optional<std::string_view> root() {
         skip(byteOrderMark);
+        // The declaration, if there is one, must be at the very beginning.
         if (text_.substr(at_).starts_with("<?xml") && at_ + 5 < text_.size() &&
             isSpace(text_[at_ + 5]) && !skipBehind("?>")) {
             return std::nullopt;
@@ -62,6 +63,7 @@ class Scanner {
         const std::size_t begin = at_;
         if (!element()) return std::nullopt;
         const std::size_t end = at_;
+        // After the root, nothing but comments, instructions and white space may follow.
         if (!misc(false) || at_ != text_.size()) return std::nullopt;
         return text_.substr(begin, end - begin);
     }
@@ -126,6 +128,7 @@ class Scanner {
         while (at_ < text_.size()) {
             const char c = text_[at_++];
             if (c == '>') return true;
+            // A bracket would begin definitions of its own.
             if (c == '[' || c == '<') return false;
             if ((c == '"' || c == '\'') && !skipBehind({&text_[at_ - 1], 1})) return false;
         }
@@ -155,6 +158,7 @@ class Scanner {
         if (open_.size() == maxDepth_ || ++nodes_ > maxXmlNodes || !name(tag)) return false;
         attributes_.clear();
         for (;;) {
+            // White space has to precede each attribute.
             const bool apart = skipSpaces();
             if (skip("/>")) break;
             if (skip(">")) {

@@ -56,6 +56,7 @@ HRESULT append(pugi::xml_node parent, std::string_view markup) {
     const pugi::xml_parse_result parsed =
         parent.append_buffer(markup.data(), markup.size(), parseFlags, pugi::encoding_utf8);
     if (parsed) return S_OK;
+    // The parser may have added nodes before it failed.
     while (parent.last_child() != before) parent.remove_child(parent.last_child());
     return parsed.status == pugi::status_out_of_memory ? E_OUTOFMEMORY : E_FAIL;
 }
@@ -147,6 +148,7 @@ XmlDocument::Place XmlDocument::findElement(BSTR path) {
 HRESULT XmlDocument::Load(BSTR text) noexcept {
     return guarded([&] {
         const auto markup = elementIn(text, maxXmlDepth);
+        // The new tree is complete before the old one is replaced.
         pugi::xml_document loaded;
         const HRESULT result = markup ? append(loaded, *markup) : E_FAIL;
         if (FAILED(result)) return result;
@@ -186,8 +188,8 @@ HRESULT XmlDocument::SetValue(BSTR path, BSTR value) noexcept {
         if (!kept && text.empty()) return S_OK;
         const pugi::xml_node before = kept.data();
         if (!kept.set(text.c_str())) return E_OUTOFMEMORY;
-        // A node that held its text itself and has none now would take over the text of the next
-        // node.
+        // If the element held its text itself and that is empty now, it would return its next text
+        // node here, so the node from before counts.
         const pugi::xml_node held = before ? before : kept.data();
         for (pugi::xml_node node = place.node.first_child(); node;) {
             const pugi::xml_node old = node;
@@ -216,6 +218,7 @@ HRESULT XmlDocument::AddFragment(BSTR path, BSTR xml) noexcept {
     return guarded([&]() -> HRESULT {
         const Place place = find(path);
         if (FAILED(place.result)) return place.result;
+        // A document has a single root.
         if (place.depth == 0 && place.node.first_child()) return E_FAIL;
         const auto markup = elementIn(xml, maxXmlDepth - place.depth);
         if (!markup) return E_FAIL;

@@ -36,6 +36,8 @@ class UnitFiller {
                 *at++ = byte;
                 continue;
             }
+            // A multi-byte character: the first byte tells how many follow, and each has 6 bits of
+            // it.
             const int more = byte >= 0xF0 ? 3 : byte >= 0xE0 ? 2 : 1;
             unsigned code = byte & (0x3F >> more);
             for (int k = 0; k < more; ++k) code = code << 6 | (utf8[++i] & 0x3F);
@@ -163,6 +165,7 @@ std::string markupOf(pugi::xml_node element) {
 }
 
 Bstr writeXml(pugi::xml_node element) {
+    // The element is written twice: first to count, and then into memory of the right size.
     UnitCounter counter;
     writeElement(counter, element);
     Bstr text;

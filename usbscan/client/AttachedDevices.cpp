@@ -98,8 +98,8 @@ std::vector<AttachedDevice> devicesOnTheBus() {
     // forked while another thread held it, the lock stays taken for ever.
     const std::unique_lock guard(known->lock, std::try_to_lock);
     if (!guard) return readBus();
-    // The count is read before the bus: if the bus changes in between, the cache is only out of
-    // date once too often.
+    // The count is read before the bus: if the bus changes in between, the next call finds another
+    // count and reads it again.
     std::string event = readAttribute(eventCount);
     if (event.empty() || event != known->event) {
         known->devices = readBus();
@@ -109,7 +109,7 @@ std::vector<AttachedDevice> devicesOnTheBus() {
 }
 
 /// Adds the devices that processes serve without a bus, such as virtual cameras. An entry whose
-/// lock nobody holds was left by a process that was killed.
+/// lock is free was left by a process that was killed.
 void addServedDevices(std::vector<AttachedDevice>& devices) {
     constexpr std::string_view ending = ".device";
     const std::string folder = deviceFolder();

@@ -131,8 +131,6 @@ void CameraHandle::close() noexcept {
 
 bool CameraHandle::isUsable() {
     if (fork_.crossed()) return refuse(ERROR_INVALID_HANDLE);
-    // After a failure in the middle of a message nobody knows where the next one begins, so the
-    // handle is dead for good.
     return handleError_ == ERROR_SUCCESS || refuse(handleError_);
 }
 
@@ -159,8 +157,9 @@ bool CameraHandle::send(MessageKind kind, std::span<const std::byte> first,
 }
 
 bool CameraHandle::checked(HostLink::Result result) {
+    // After a failure in the middle of a message it isn't known where the next one begins, so the
+    // handle is dead for good.
     if (result == HostLink::Result::Ok) return true;
-    // What comes now can't be told apart any more.
     handleError_ =
         result == HostLink::Result::TimedOut ? ERROR_SEM_TIMEOUT : ERROR_DEVICE_NOT_CONNECTED;
     return refuse(handleError_);

@@ -42,6 +42,8 @@ bool HostLink::send(usbscan::MessageHeader header, std::span<const std::byte> fi
     const std::lock_guard lock(sending_);
     header.length = static_cast<std::uint32_t>(first.size() + second.size());
     const std::vector<std::byte> slotsFree = std::exchange(slotsFree_, {});
+    // Slots that have been read since are given back with this message, which saves a call and
+    // wakes the host once.
     iovec parts[] = {{const_cast<std::byte*>(slotsFree.data()), slotsFree.size()},
                      {&header, sizeof header},
                      {const_cast<std::byte*>(first.data()), first.size()},
@@ -104,7 +106,9 @@ HostLink::Result HostLink::receiveSome(std::span<std::byte> buffer, std::size_t&
 }
 
 HostLink::Result HostLink::receiveHeader(usbscan::MessageHeader& header) {
+    // The header may have arrived in parts, and with it the beginning of the payload.
     while (end_ - begin_ < sizeof header) {
+        // What there is moves to the front, so that the rest has room.
         if (begin_ > 0) {
             std::copy(ahead_.begin() + static_cast<std::ptrdiff_t>(begin_),
                       ahead_.begin() + static_cast<std::ptrdiff_t>(end_), ahead_.begin());
@@ -121,6 +125,7 @@ HostLink::Result HostLink::receiveHeader(usbscan::MessageHeader& header) {
     // An Area is of no interest to the caller, who gets the message after it.
     if (header.kind == usbscan::MessageKind::Area)
         return left_ == 0 && mapArea() ? receiveHeader(header) : Result::Closed;
+    // The bytes of a DataInArea are in shared memory, from where receive() will take them.
     const bool inArea = header.kind == usbscan::MessageKind::DataInArea;
     return !inArea || enterArea(header) ? Result::Ok : Result::Closed;
 }
@@ -143,6 +148,7 @@ bool HostLink::mapArea() {
 
 bool HostLink::enterArea(usbscan::MessageHeader& header) {
     usbscan::AreaPiece piece;
+    // The host's numbers are checked before they become addresses.
     if (!area_ || left_ != sizeof piece ||
         receiveBytes(std::as_writable_bytes(std::span(&piece, 1))) != Result::Ok ||
         piece.slot >= usbscan::areaSlots || piece.length == 0 ||
@@ -187,6 +193,7 @@ HostLink::Result HostLink::receive(std::span<std::byte> buffer) {
 
 HostLink::Result HostLink::receiveBytes(std::span<std::byte> buffer) {
     while (!buffer.empty()) {
+        // Bytes that were received ahead come first.
         std::size_t done = std::min(end_ - begin_, buffer.size());
         if (done > 0) {
             std::copy_n(ahead_.begin() + static_cast<std::ptrdiff_t>(begin_), done, buffer.begin());

@@ -51,7 +51,7 @@ Start::Start() {
                    [] { start().lock.unlock(); });
 }
 
-/// Path of the host program; empty if it could have been replaced by somebody else's.
+/// Path of the host program; empty if another user could have replaced it.
 std::string hostProgram() {
     const std::u16string set = platformText(u"DeviceHost");
     const std::string path = set.empty() ? modulesFolder() + "/zlk-usbscan" : utf8Text(set);
@@ -110,6 +110,7 @@ int spawnHost(const std::string& program, const std::string& node, const Descrip
     ::posix_spawnattr_init(&spawn.attributes);
     for (int standard = 0; standard <= 2; ++standard)
         ::posix_spawn_file_actions_addopen(&spawn.actions, standard, "/dev/null", O_RDWR, 0);
+    // Nothing else of the application's descriptors reaches the host.
     ::posix_spawn_file_actions_adddup2(&spawn.actions, highSocket.get(), 3);
     ::posix_spawn_file_actions_adddup2(&spawn.actions, highLock.get(), 4);
     ::posix_spawn_file_actions_addclosefrom_np(&spawn.actions, 5);

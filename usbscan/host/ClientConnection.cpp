@@ -126,7 +126,7 @@ void ClientConnection::readOn() {
 
 bool ClientConnection::receive() {
     if (begin_ == end_) begin_ = end_ = 0;
-    // What is wanted has to fit behind `begin_`; the rest of the buffer is used for reading ahead.
+    // The wanted bytes have to fit after `begin_`, so those that are there move to the front.
     if (input_.size() - begin_ < wanted_) {
         std::copy(input_.begin() + static_cast<std::ptrdiff_t>(begin_),
                   input_.begin() + static_cast<std::ptrdiff_t>(end_), input_.begin());
@@ -148,6 +148,7 @@ bool ClientConnection::takeMessage() {
     if (end_ - begin_ < wanted_) return false;
     MessageHeader header;
     std::memcpy(&header, input_.data() + begin_, sizeof header);
+    // A client that breaks the protocol is dropped.
     const bool isWrite = header.kind == MessageKind::Write;
     if (!isFromClient(header.kind) || (!isWrite && header.length > maxControlMessage) ||
         (isWrite && header.length == 0)) {
@@ -215,6 +216,7 @@ void ClientConnection::send(MessageHeader header, std::span<const std::byte> byt
 
 bool ClientConnection::moveToArea(Outgoing& outgoing) {
     if (!outgoing.wantsArea) return true;
+    // From here on the message is a DataInArea, whose payload is the place of the bytes.
     const auto slot = area_.put(outgoing.bytes);
     if (!slot) return false;
     const AreaPiece piece{*slot, static_cast<std::uint32_t>(outgoing.bytes.size())};
@@ -285,8 +287,8 @@ void ClientConnection::finish() {
 
 void ClientConnection::flush() {
     while (!output_.empty()) {
-        // As many messages as possible go with one call. The first `skip` bytes were sent by an
-        // earlier one.
+        // One call sends as many messages as possible. An earlier call may have sent the first
+        // `skip` bytes.
         std::array<iovec, 8> parts{};
         std::size_t count = 0, skip = sent_;
         const auto add = [&](const void* bytes, std::size_t size) {
@@ -318,6 +320,8 @@ void ClientConnection::flush() {
         if (sent < 0 && errno == EINTR) continue;
         if (sent < 0 && errno == EAGAIN) return;
         if (sent < 0) return lose();
+        // The kernel may have taken any number of bytes. Messages that are sent completely leave
+        // the queue.
         sent_ += static_cast<std::size_t>(sent);
         while (!output_.empty()) {
             const std::size_t size = sizeof(MessageHeader) + output_.front().bytes.size();

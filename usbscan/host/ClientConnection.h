@@ -72,8 +72,7 @@ class ClientConnection {
     void dropData();
     /// Whether the client has yet to take what is queued for it.
     bool isBehind() const noexcept { return !output_.empty() && !awaitsNext_; }
-    /// Ends the connection: at once if sending what is queued would block, or else after it is
-    /// sent.
+    /// Drops queued data, and ends the connection once everything else is sent.
     void finish();
 
     /// The descriptor that came with the latest message that had one; empty if it was taken

@@ -29,6 +29,7 @@ USBSCAN_PIPE_CONFIGURATION pipesOf(const UsbFacts& facts) {
     return pipes;
 }
 
+/// The standard request GET_DESCRIPTOR for the fields of a USBSCAN_GET_DESCRIPTOR.
 UsbRequest descriptorRequest(std::span<const std::byte> wanted, std::uint32_t size) {
     USBSCAN_GET_DESCRIPTOR descriptor;
     std::memcpy(&descriptor, wanted.data(), sizeof descriptor);
@@ -39,6 +40,7 @@ UsbRequest descriptorRequest(std::span<const std::byte> wanted, std::uint32_t si
             .inLength = static_cast<std::uint16_t>(size)};
 }
 
+/// Sends a ControlDone.
 void send(ClientConnection& client, const ControlAnswer& head,
           std::span<const std::byte> output = {}) {
     std::vector<std::byte> answer(sizeof head + output.size());
@@ -70,6 +72,8 @@ bool ControlAnswers::answer(ClientConnection& client, std::span<const std::byte>
     ControlRequest request{};
     if (payload.size() < sizeof request) return false;
     std::memcpy(&request, payload.data(), sizeof request);
+    // The pipes are known without asking the device. Descriptors are read from it each time, since
+    // callers want to know whether it answers.
     const std::span<const std::byte> input = payload.subspan(sizeof request);
     if (client.dead) {
         send(client, {request.question, ERROR_INVALID_HANDLE});

@@ -54,7 +54,7 @@ DeviceEntry::DeviceEntry(const std::string& folder, const std::string& name,
 
 DeviceEntry::~DeviceEntry() {
     // The lock file stays. If it were removed, a process that has just opened it could lock a file
-    // that nobody else finds, and two processes would serve one name.
+    // that isn't in the folder any more, and two processes would serve one name.
     ::unlink((path_ + ".device").c_str());
     ::unlink((path_ + ".sock").c_str());
 }

@@ -28,7 +28,7 @@ namespace zlk::usbscan {
 namespace {
 
 constexpr std::uint64_t unknownLength = ~std::uint64_t{};
-// Then the device counts as gone.
+// With more, and no transaction between them, the device counts as gone.
 constexpr unsigned maxRecoveriesInARow = 3;
 constexpr std::size_t maxMute = 64;
 constexpr std::chrono::milliseconds acceptPause{100};
@@ -97,7 +97,8 @@ class DeviceHost::Impl final : UsbDevice::Listener, ClientConnection::Owner {
         listening_ = socket;
         loop_.watch(socket, POLLIN, [this](short) {
             for (int client; (client = acceptFrom(listening_)) >= 0;) serve(client);
-            // No file descriptor is left. The waiting client would wake the loop again and again.
+            // Anything but EAGAIN means that no file descriptor is left. The client goes on
+            // waiting, and would wake the loop again and again.
             if (errno == EAGAIN) return;
             loop_.expect(listening_, 0);
             listenAgain_.start(acceptPause, [this] { loop_.expect(listening_, POLLIN); });

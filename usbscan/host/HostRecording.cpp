@@ -12,6 +12,8 @@
 namespace zlk::usbscan {
 namespace {
 
+// How often the recorder is asked whether it is done, and whether it has failed; and how long the
+// host waits for it before it ends.
 constexpr std::chrono::milliseconds betweenLooks{5}, betweenWatches{500}, patienceAtTheEnd{1000};
 
 /// Only a regular file is accepted: writing to a pipe or a device could block for ever.
@@ -91,12 +93,14 @@ void HostRecording::finish() {
     finished_->file().finish();
 }
 
+/// Waits for the end of a recovery, which belongs into the recording, and then answers.
 void HostRecording::finishWhenQuiet() {
     if (isBusy_()) return pause_.start(betweenLooks, [this] { finishWhenQuiet(); });
     finish();
     answerWhenOver();
 }
 
+/// A recording that fails is reported to all clients at once, and not only when its owner asks.
 void HostRecording::watch() {
     const std::uint32_t error = recorder_->file().error();
     if (error == ERROR_SUCCESS) return watch_.start(betweenWatches, [this] { watch(); });
@@ -117,6 +121,7 @@ void HostRecording::remove(const ClientConnection& client) {
     if (!isAsked_) finishWhenQuiet();
 }
 
+/// The host ends after this, so here it does wait for the disk, though not for long.
 void HostRecording::deviceGone() {
     finish();
     if (!finished_) return;
@@ -125,6 +130,7 @@ void HostRecording::deviceGone() {
     answerWhenOver();
 }
 
+/// Answers once everything is written; the host serves its clients meanwhile.
 void HostRecording::answerWhenOver() {
     if (!finished_) return;
     if (!finished_->file().isOver())

@@ -23,7 +23,7 @@ enum class UsbStatus {
     Gone        ///< unplugged
 };
 
-/// An endpoint's descriptor, without transaction flags.
+/// An endpoint of the device's interface; numbers as in its descriptor.
 struct UsbEndpoint {
     std::uint8_t address = 0;             ///< 0: there is none
     std::uint16_t maximumPacketSize = 0;  ///< bytes

@@ -67,6 +67,8 @@ BulkReader::~BulkReader() = default;
 
 void BulkReader::read(std::uint64_t due, bool andNext) {
     if (failure_) return;
+    // What earlier calls have asked for counts; only the rest is new. If what comes next is already
+    // asked for by a transfer of its own, another one isn't needed.
     std::uint64_t asked = 0;
     asksNext_ = andNext;
     for (const auto& slot : slots_) {
@@ -110,7 +112,7 @@ void BulkReader::submitFree() {
                            endpoint_);
         };
         if ((toAsk_ == 0 && !asksNext_) || countInFlight() >= mostInFlight_) return;
-        // The size is computed anew for each try, since a failed one may halve the buffers.
+        // submit() returns false after it has halved the buffers; the next try asks for less.
         while (toAsk_ > 0 && slot->free() && !submit(*slot, next(), false)) {
         }
         if (toAsk_ == 0 && asksNext_ && slot->free()) {
@@ -153,6 +155,8 @@ bool BulkReader::submit(Slot& slot, std::size_t size, bool forNext) {
 
 void BulkReader::ended(Slot& slot, UsbStatus status) {
     const auto length = static_cast<std::size_t>(slot.transfer->actual_length);
+    // libusb doesn't report a zero-length packet, but a transfer that ends without being full was
+    // ended by a short packet or by that.
     const bool endsTransfer = status == UsbStatus::Done && length < slot.asked;
     // After a failure, bytes are missing before these.
     if (!failure_ && (length || endsTransfer)) deliver(slot, endsTransfer);
@@ -183,6 +187,7 @@ bool BulkReader::isBusy() const noexcept {
                        [](const auto& slot) { return slot->transfer.busy(); });
 }
 
+/// A failure is reported last, after all that arrived before it.
 void BulkReader::tellFailure() {
     if (!failure_ || isBusy()) return;
     const UsbStatus why = *std::exchange(failure_, std::nullopt);

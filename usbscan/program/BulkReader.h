@@ -31,7 +31,7 @@ class BulkReader {
 
   private:
     using Buffer = std::vector<std::byte>;
-    // /// A transfer with its buffer; and the share in a buffer that is lent.
+    /// A transfer with its buffer; and the share in a buffer that is lent.
     struct Slot;
     struct Lease;
 

@@ -27,6 +27,7 @@ std::unique_ptr<libusb_device, decltype(&libusb_unref_device)> find(libusb_conte
         return libusb_get_bus_number(device) == address.bus &&
                libusb_get_device_address(device) == address.device;
     });
+    // The reference keeps the device when the list is freed.
     libusb_device* device = found == list + count ? nullptr : libusb_ref_device(*found);
     libusb_free_device_list(list, 1);
     checked("device", device ? 0 : LIBUSB_ERROR_NO_DEVICE);
@@ -55,6 +56,7 @@ bool readInterface(const libusb_interface_descriptor& interface, UsbFacts& facts
     for (const auto& found : std::span(interface.endpoint, interface.bNumEndpoints)) {
         const bool towardsHost = found.bEndpointAddress & LIBUSB_ENDPOINT_IN;
         const auto type = found.bmAttributes & LIBUSB_TRANSFER_TYPE_MASK;
+        // The upper bits of wMaxPacketSize aren't part of the size.
         const UsbEndpoint endpoint{found.bEndpointAddress,
                                    static_cast<std::uint16_t>(found.wMaxPacketSize & 0x7FF),
                                    found.bInterval};
@@ -102,6 +104,7 @@ LibusbDevice::LibusbDevice(EventLoop& loop, UsbAddress address, std::function<vo
 }
 
 LibusbDevice::~LibusbDevice() {
+    // Nothing may be in flight when the members that it uses are destroyed.
     takeBackAll();
     libusb_release_interface(handle_.get(), facts_.interfaceNumber);
 }
@@ -121,6 +124,7 @@ void LibusbDevice::readFacts() {
     const std::unique_ptr<libusb_config_descriptor, decltype(&libusb_free_config_descriptor)>
         configuration(raw, &libusb_free_config_descriptor);
     facts_.configuration = configurationBytes(*raw);
+    // Only an interface's first setting counts, since no other is ever selected.
     for (const auto& interface : std::span(raw->interface, raw->bNumInterfaces))
         if (interface.num_altsetting > 0 && readInterface(interface.altsetting[0], facts_)) return;
     throw LibusbError("still-image interface", LIBUSB_ERROR_NOT_FOUND);
@@ -142,11 +146,13 @@ void LibusbDevice::watchForUnplugging() {
 void LibusbDevice::submit(LibusbTransfer& transfer, LibusbTransfer::Ended ended) {
     if (const int error = transfer.submit(ended); error) {
         transfer->actual_length = 0;
+        // Callers expect every result from the loop, and never from inside of their call.
         context_.post([ended = std::move(ended), error] { ended(statusOfError(error)); });
     }
 }
 
 void LibusbDevice::write(std::span<const std::byte> bytes, bool zeroPacket, Done done) {
+    // Without a full last packet, the short one ends the transfer by itself.
     const bool lastIsFull = !bytes.empty() && bytes.size() % facts_.bulkOut.maximumPacketSize == 0;
     writing_ = {bytes, zeroPacket && lastIsFull, false, std::move(done)};
     writeNext();
@@ -154,6 +160,7 @@ void LibusbDevice::write(std::span<const std::byte> bytes, bool zeroPacket, Done
 
 // The zero-length packet is a transfer of its own, since old kernels can't append one.
 void LibusbDevice::writeNext() {
+    // Only the last transfer may end with a short packet, so all others have whole packets.
     const std::size_t most = writeAtOnce - writeAtOnce % facts_.bulkOut.maximumPacketSize;
     const auto bytes = writing_.rest.first(std::min(writing_.rest.size(), most));
     libusb_fill_bulk_transfer(&*write_, handle_.get(), facts_.bulkOut.address,
@@ -194,6 +201,7 @@ void LibusbDevice::control(const UsbRequest& request, DoneWithBytes done) {
                                  static_cast<unsigned>(request.patience.count()));
     submit(control_, [this, towardsHost, done = std::move(done)](UsbStatus status) {
         const auto came = towardsHost ? static_cast<std::size_t>(control_->actual_length) : 0;
+        // `done` may start the next request, which uses `controlBytes_` again.
         const auto bytes = std::exchange(controlBytes_, {});
         done(status, std::span(bytes).subspan(LIBUSB_CONTROL_SETUP_SIZE, came));
     });

@@ -100,6 +100,7 @@ std::string hex(std::uint32_t value, int digits) {
     return text;
 }
 
+/// The name of a code of the standard; empty for any other.
 std::string_view nameOf(std::uint16_t code) {
     const std::span<const std::string_view> names =
         code >> 12 == 1   ? std::span<const std::string_view>(operations)
@@ -125,6 +126,8 @@ std::string containerText(std::span<const std::byte> beginning) {
     if (type == 2) return "Data of " + text + ", " + std::to_string(length) + " bytes";
     if (type != 1 && type != 3 && type != 4)
         return "A container of type " + std::to_string(type) + ", " + text;
+    // Commands, responses and events have up to five parameters, as many as their length has room
+    // for.
     std::string parameters;
     const std::size_t end = std::min<std::size_t>(std::min<std::size_t>(length, beginning.size()),
                                                   headSize + 4 * mostParameters);
@@ -135,6 +138,7 @@ std::string containerText(std::span<const std::byte> beginning) {
 
 std::string classRequestText(std::span<const std::byte, 8> setup, std::span<const std::byte> data) {
     const std::uint32_t type = number(setup, 0, 1), request = number(setup, 1, 1);
+    // Class requests to the interface: cancel, reset, and get the status.
     if (type == 0x21 && request == 0x64)
         return data.size() < 6 ? "Cancel"
                                : "Cancel transaction " + std::to_string(number(data, 2, 4));

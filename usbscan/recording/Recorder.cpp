@@ -132,8 +132,8 @@ void Recorder::add(UsbEvent event, std::span<const std::byte> bytes, const std::
     event.data = bytes;
     std::string packet;
     appendEvent(packet, event);
-    // A submission to the device and a completion from it have the transfer's bytes; usbmon's
-    // packets without bytes count as whole.
+    // A submission to the device and a completion from it have the transfer's bytes. The other two
+    // kinds of packets are whole without any.
     const bool carries = (event.kind == Kind::Submission) != event.isToHost();
     const auto whole =
         static_cast<std::uint32_t>(packet.size() - bytes.size()) + (carries ? event.length : 0);
