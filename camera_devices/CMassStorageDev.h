@@ -84,9 +84,11 @@ class CMassStorageDev final : public CImageDev {
     /// Reports progress; sets `cancelled` if it asks for a stop.
     void reportFile(ObjectProgressInterface* progress);
 
+    // Transfers
     /// Whether the id is a path below the device's root, without any `..`.
     bool isOwnFile(std::u16string_view id) const;
 
+    // Documents
     /// Writes a document's text in one of the two encodings.
     using Writer = DeviceCode (CMassStorageDev::*)(const std::u16string& path,
                                                    const std::u16string& text);

@@ -93,6 +93,7 @@ class CPTPCameraDev : public CImageDev {
   private:
     using HandleField = std::uint32_t CPTPCameraDev::*;
 
+    // Connection
     /// Finds the camera's port, connects and opens a session. False, with nothing connected, on
     /// failure.
     bool FindAndOpenPort();
@@ -105,6 +106,7 @@ class CPTPCameraDev : public CImageDev {
     /// that isn't in the table they are simply tried.
     bool shareBlocked() const { return camInfo.valid && !camInfo.SwiftPostSupport; }
 
+    // Enumeration
     /// The walk for the list of files; it also notes the handles of print order and intent.
     bool GetFilesAndDirs(FileInfoList& list, ObjectProgressInterface* progress);
     void listStorage(std::uint32_t storage, FileInfoList& list, ObjectProgressInterface* progress);

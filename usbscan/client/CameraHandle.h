@@ -68,6 +68,8 @@ class CameraHandle final : public Handle {
     /// Gives up the open transaction, without waiting for the host.
     void cancel();
 
+    // Down to awaitAnswer(), `receiving_` must be held. False with the last error.
+
     /// Receives the next message of the current turn. Notes are traced and skipped. Leftovers of
     /// earlier turns are skipped, and so are further failures of a turn that has already failed.
     bool nextMessage(usbscan::MessageHeader& header);

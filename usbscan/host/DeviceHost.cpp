@@ -375,7 +375,7 @@ class DeviceHost::Impl final : UsbDevice::Listener, ClientConnection::Owner {
     }
 
     void tellOwner(DWORD error) {
-        // Closed first: an owner who turns out to be gone needs no recovery of his own.
+        // The transaction is closed first: an owner that turns out to be gone needs no recovery.
         transaction_.open = false;
         ClientConnection* const owner = transaction_.owner;
         if (!owner) return;
