@@ -15,11 +15,14 @@
 namespace zlk {
 namespace {
 
+// Bytes of one read of a large file; a component itself reads 64 KiB at a time.
 constexpr DWORD blockSize = 1 << 20;
 
+/// Gives a copy the modification time of its original, and leaves the access time alone.
 void setTime(const HiddenCopy& copy, std::int64_t seconds) {
     const timespec times[] = {{0, UTIME_OMIT}, {static_cast<time_t>(seconds), 0}};
-    // Not all disks let everybody set it, and a copy is one without it.
+    // Some file systems let only root set a time. A copy with the time of today is still a good
+    // copy, so an error is ignored.
     if (seconds >= 0) ::futimens(copy.file(), times);
 }
 
@@ -29,6 +32,7 @@ Failure writeFailure(const Destination& destination, int error) {
             "Make room, or choose another folder, and run it again with --new."};
 }
 
+/// The two readings of --verify gave different sums, so that neither can be trusted.
 Failure readTwice() {
     return {ExitStatus::NotVerified, "Reading it twice gave different bytes.",
             "Clean the contacts of the card, or try another reader."};
@@ -52,12 +56,17 @@ Copier::Copier(const PhotoSession& session, const UnloadPlan& plan, const Settle
 void Copier::copy(std::vector<UnloadedFile>& files) {
     for (std::size_t i = 0; i < files.size(); ++i) {
         const PlannedFile& planned = plan_.files()[i];
+        // The settlers may settle the previous shot only now: until here another file of it could
+        // have followed.
         for (const auto& settler : settlers_) settler->begin(planned.shot);
+        // The stop and the state of the destinations are looked at between files, so that the file
+        // in hand is either whole or not begun.
         if (StopFlag::raised()) ending_ = stoppedUnloading();
         if (!ending_) ending_ = endOfDestinations();
         if (ending_) break;
         inHand_ = &files[i];
         progress_.start(files[i]);
+        // A failed file doesn't end the run; noteFailure decides whether its failure does.
         try {
             copyFile(planned, *takeSource(i), files[i]);
         } catch (const Failure& failure) {
@@ -66,11 +75,14 @@ void Copier::copy(std::vector<UnloadedFile>& files) {
         }
         inHand_ = nullptr;
     }
+    // The settlers still work on what has arrived. Their results, and a destination that they gave
+    // up, are only known after this.
     waitForSettlers();
     if (!ending_) ending_ = endOfDestinations();
 }
 
 void Copier::abandon() {
+    // The settlers go first: from then on no thread changes the results that are reported below.
     for (const auto& settler : settlers_) settler->abandon();
     if (inHand_) noteFailure(*inHand_, stoppedUnloading());
     ending_ = stoppedUnloading();
@@ -83,16 +95,20 @@ std::unique_ptr<SourceFile> Copier::takeSource(std::size_t index) {
         source = std::move(ahead_.front());
         ahead_.pop_front();
     }
+    // A camera's file, a file that couldn't be opened ahead, and the very first one are opened
+    // here.
     if (!source) source = std::make_unique<SourceFile>(*files[index].record);
     while (ahead_.size() < filesAhead_ && index + 1 + ahead_.size() < files.size()) {
         const PlannedFile& next = files[index + 1 + ahead_.size()];
         std::unique_ptr<SourceFile>& opened = ahead_.emplace_back();
+        // Files that a destination has already are mostly not read, and a camera has no files that
+        // the system could read ahead.
         if (!next.known.empty() || !isOnVolume(*next.record)) continue;
         try {
             opened = std::make_unique<SourceFile>(*next.record);
             opened->readAhead();
         } catch (const Failure&) {
-            continue;  // that is told when it is its turn
+            continue;  // the same failure shows, and is reported, in this file's turn
         }
     }
     return source;
@@ -100,9 +116,11 @@ std::unique_ptr<SourceFile> Copier::takeSource(std::size_t index) {
 
 void Copier::copyFile(const PlannedFile& planned, const SourceFile& source, UnloadedFile& file) {
     readState(source, file);
+    // The size and time are taken first, so that a change during the copy is noticed afterwards.
     takeKnown(planned, file);
     Lanes lanes = openLanes(planned, file);
-    // What an earlier run has read is deleted only if the device still gives those bytes.
+    // If an earlier run read this file, its sum is taken over. The file may only be called
+    // verified, or deleted from the device, if the device still gives the same bytes now.
     const bool isCompared = file.sum && (options_.verify || options_.remove);
     if (!lanes.empty() || isCompared) read(planned, source, file, lanes);
     arrive(planned, file, lanes);
@@ -111,6 +129,7 @@ void Copier::copyFile(const PlannedFile& planned, const SourceFile& source, Unlo
 void Copier::readState(const SourceFile& source, UnloadedFile& file) {
     const FileRecord& record = *file.record;
     const SourceState state = source.state();
+    // These come before the check of the size, for the failure's report to have them.
     file.size = state.size;
     file.modified = state.modified;
     if (state.size == largestSize && !isOnVolume(record)) {
@@ -119,6 +138,7 @@ void Copier::readState(const SourceFile& source, UnloadedFile& file) {
                       "It has 4 GiB or more, of which only a part would arrive.",
                       "Copy it with the file manager.");
     }
+    // The list gives 32 bits of a size, so that only these can be compared with the true one.
     if ((state.size & largestSize) != record.size)
         throw Failure(ExitStatus::ReadFailed, "It has changed since it was listed.");
 }
@@ -127,9 +147,13 @@ void Copier::takeKnown(const PlannedFile& planned, UnloadedFile& file) {
     for (std::size_t i = 0; i < settlers_.size(); ++i) {
         const KnownCopy* const known = planned.knownAt(i);
         if (!known) continue;
+        // A sum shows that an earlier, killed run copied the file completely. Without a sum the
+        // copy is known by name, size and time only, and counts as skipped.
         file.copies[i].outcome = known->sum ? Outcome::WasThere : Outcome::Skipped;
         file.copies[i].file = known->file;
         file.copies[i].isGone = known->isGone;
+        // All destinations' copies come from one original; the first sum that is found stands for
+        // it.
         if (!known->sum || file.sum) continue;
         file.sum = known->sum;
         file.sha256 = known->sha256;
@@ -140,8 +164,11 @@ Copier::Lanes Copier::openLanes(const PlannedFile& planned, UnloadedFile& file) 
     Lanes lanes;
     for (const auto& settler : settlers_) {
         CopyResult& result = file.copies[settler->index()];
+        // A destination that dropped out, or that has the file already, gets no lane.
         if (settler->isOut() || result.outcome != Outcome::NotReached) continue;
         try {
+            // The picture's date is unknown until its bytes have been read. For now the name only
+            // decides on which file system the hidden copy has to lie.
             lanes.push_back(
                 {settler.get(), settler->destination().make(plan_.placeOf(planned, std::nullopt))});
         } catch (const Failure& failure) {
@@ -153,13 +180,19 @@ Copier::Lanes Copier::openLanes(const PlannedFile& planned, UnloadedFile& file) 
 
 void Copier::read(const PlannedFile& planned, const SourceFile& source, UnloadedFile& file,
                   Lanes& lanes) {
+    // With --verify the first reading fills half of the file's progress, and the second one the
+    // rest.
     CopySink sink(block_, {options_.sha256, plan_.needsDate() ? pictureHeadSize : 0});
     for (Lane& lane : lanes) sink.addCopy(lane.copy);
     fetch(file, sink, {0, options_.verify ? 50 : 100});
     closeLanes(file, lanes, sink);
+    // With no copy left there is no need for a sum.
     if (sink.isLost()) return;
+    // Another program may have written to the file while it was read; the copy could then have
+    // parts of both versions.
     if (source.state() != SourceState{file.size, file.modified})
         throw Failure(ExitStatus::ReadFailed, "It changed while it was copied.");
+    // A sum from an earlier run makes this the second reading, which must agree with the first one.
     const bool isSecond = file.sum.has_value();
     if (isSecond && file.sum != sink.sum()) throw readTwice();
     file.sum = sink.sum();
@@ -174,12 +207,14 @@ void Copier::closeLanes(UnloadedFile& file, Lanes& lanes, const CopySink& sink) 
     std::erase_if(lanes, [&](const Lane& lane) {
         const int error = sink.errorOf(lane.copy);
         if (error == 0) {
+            // The time is set here, after the last write, because writing sets it, too.
             setTime(lane.copy, file.modified);
             return false;
         }
         const Failure failure = writeFailure(lane.settler->destination(), error);
         file.copies[lane.settler->index()].fail(failure);
-        // Of others there may be enough room for all.
+        // EFBIG concerns this file only: the file system takes no file of that size (FAT: 4 GiB),
+        // but may take the others. Any other error (disk full, medium gone) would hit them, too.
         if (error != EFBIG) lane.settler->dropOut(failure);
         return true;
     });
@@ -187,22 +222,29 @@ void Copier::closeLanes(UnloadedFile& file, Lanes& lanes, const CopySink& sink) 
 
 void Copier::arrive(const PlannedFile& planned, UnloadedFile& file, Lanes& lanes) {
     std::vector<std::pair<std::size_t, Arrival>> arrivals;
+    // The picture's date is known by now, if it has one, so that this is the final name.
     const std::string wanted = plan_.placeOf(planned, dateOf(planned));
     for (Lane& lane : lanes)
         arrivals.emplace_back(lane.settler->index(),
                               Arrival{&file, wanted, planned.shot, std::move(lane.copy)});
+    // Copies of killed runs are proved again if proofs are wished; they carry no HiddenCopy, for
+    // they have their names.
     for (std::size_t i = 0; i < settlers_.size() && options_.prove; ++i) {
         const KnownCopy* const known = planned.knownAt(i);
         if (known && known->sum && !settlers_[i]->isOut())
             arrivals.emplace_back(i, Arrival{&file, known->file, planned.shot, std::nullopt});
     }
+    // The progress has to know how many destinations are to report before the first of them can.
     progress_.arrived(file, arrivals.size());
+    // hand() waits while too many files are in the queue, and a stuck disk must not keep the user
+    // from stopping the run.
     const DeviceCall waiting;
     for (auto& [index, arrival] : arrivals) settlers_[index]->hand(std::move(arrival));
 }
 
 void Copier::noteDate(const PlannedFile& planned, std::span<const std::byte> head) {
-    // A RAW and a JPEG of one shot lie together, even if only one of them tells its date.
+    // A RAW and a JPEG of one shot get the same date, so that a template puts them into the same
+    // folder, even if only one of the two files says when it was taken.
     if (planned.shot == lastShot_ && shotDate_) return;
     lastShot_ = planned.shot;
     shotDate_ = pictureDate(head);
@@ -213,22 +255,26 @@ std::optional<LocalTime> Copier::dateOf(const PlannedFile& planned) const {
 }
 
 void Copier::waitForSettlers() {
+    // A disk may take long to flush; this marks the wait as one that a stop needn't wait for.
     const DeviceCall waiting;
     for (const auto& settler : settlers_) settler->finish();
 }
 
 void Copier::fetch(const UnloadedFile& file, CopySink& into, Share share) {
     ProgressCallback callback([&](int percent) {
+        // Returning false has the component break off its transfer.
         if (StopFlag::raised()) return false;
         progress_.progress(share.start + percent * share.size / 100);
         return true;
     });
+    // The components count bytes in 32 bits; larger files are read by their paths.
     if (file.size > largestSize)
         readByPath(file, into, callback);
     else
         save(file, into, callback);
     into.finish();
-    // A stopped copy is a success to the components; one that had arrived whole is a success.
+    // If the user stops a transfer, the components return success. Only the count of bytes tells
+    // whether the file arrived whole before the stop.
     if (into.size() == file.size || into.isLost()) return;
     if (StopFlag::raised()) throw stoppedUnloading();
     throw Failure(ExitStatus::ReadFailed, "Only " + std::to_string(into.size()) + " of " +
@@ -241,6 +287,8 @@ void Copier::save(const UnloadedFile& file, CopySink& into, ProgressCallback& pr
     const HRESULT result = session_.call([&](IPhotoDevice& device) {
         return device.SaveFileData(id.get(), path.get(), progress.asArgument());
     });
+    // If no copy can be written, the sink refuses the bytes and the component fails for that
+    // reason; the failure is then each destination's and not the device's.
     if (result != S_OK && !into.isLost()) throwFetchFailure(session_.errorCode());
 }
 
@@ -251,18 +299,21 @@ void Copier::readByPath(const UnloadedFile& file, CopySink& into, ProgressCallba
         if (!ReadFile(source.get(), block.data(), blockSize, &read, nullptr)) break;
         if (!into.take(std::span(block).first(read))) return;
         const auto percent = static_cast<LONG>(into.size() * 100 / file.size);
+        // A read of 0 bytes ends a file that became shorter meanwhile; fetch() compares the sizes.
         if (progress.UpdateProgress(percent) != S_OK || read == 0) return;
     }
     throwFetchFailure(static_cast<LONG>(ExitStatus::ReadFailed));
 }
 
 void Copier::throwFetchFailure(LONG code) const {
+    // A missing card makes every call fail in its own way; this names the cause.
     if (!session_.hasMedia()) code = static_cast<LONG>(ExitStatus::NotConnected);
     throw deviceFailure(code, session_.device(), "Reading it");
 }
 
 void Copier::verify(const SourceFile& source, UnloadedFile& file) {
-    // The card's, and not what the system still has of it.
+    // Without this the second reading would come from the system's cache and compare the bytes with
+    // themselves, and not with what the card gives.
     source.forgetContents();
     CopySink second(block_);
     fetch(file, second, {50, 50});
@@ -270,6 +321,7 @@ void Copier::verify(const SourceFile& source, UnloadedFile& file) {
 }
 
 void Copier::noteFailure(UnloadedFile& file, const Failure& failure) {
+    // TooLarge was noted by readState and is the more exact outcome.
     if (file.reading != Outcome::TooLarge) file.reading = Outcome::Failed;
     file.verified = false;
     file.failure = std::make_unique<const Failure>(failure);
@@ -278,6 +330,8 @@ void Copier::noteFailure(UnloadedFile& file, const Failure& failure) {
             ending_ = failure;
             break;
         case ExitStatus::NotConnected:
+        // These three may mean that the device is gone or was let go, which only the session can
+        // tell.
         case ExitStatus::NotClaimed:
         case ExitStatus::ReadFailed:
             ending_ = session_.endOf(failure);

@@ -1,6 +1,6 @@
 #pragma once
-// Has the device give each file once, for all destinations together, and hands what has arrived to
-// those who settle it there.
+// Reads each file of the device once for all destinations together, and hands the copies on to each
+// destination's Settler, which flushes, proves and names them.
 
 #include <deque>
 #include <memory>
@@ -20,63 +20,74 @@
 
 namespace zlk {
 
+/// Used by one thread, the one that holds the device; `abandon` is the exception.
 class Copier {
   public:
     using Settlers = std::vector<std::unique_ptr<Settler>>;
 
-    /// Of a volume so many files are opened ahead, for the system to read them while the ones
-    /// before are written.
+    /// `filesAhead` is how many files of a volume are opened before their turn, so that the system
+    /// reads them from the card while earlier ones are being written. All references stay the
+    /// caller's.
     Copier(const PhotoSession& session, const UnloadPlan& plan, const Settlers& settlers,
            const UnloadOptions& options, std::size_t filesAhead, UnloadProgress& progress);
 
-    /// Copies the plan's files, of which `files` has one each, and waits until they are settled.
-    /// Goes on after a failed file, unless nothing more can be copied: the device is gone, no
+    /// Copies the files of the plan and waits until they are settled. `files` has one entry for
+    /// each file of the plan, in the same order, and receives the results. A file that fails
+    /// doesn't end it; it ends early when nothing more can be copied: the device is gone, no
     /// destination can be used any more, or the user wants it to stop.
     void copy(std::vector<UnloadedFile>& files);
 
-    /// Puts everything in order while a call in `copy` doesn't come to its end; only the results
-    /// may be used afterwards.
+    /// For another thread, while a call of `copy` hangs in the device and never returns: stops the
+    /// settlers and marks the rest as stopped. Only the results may be used afterwards.
     void abandon();
 
-    /// Why the files that weren't reached weren't.
+    /// Why `copy` ended early; the files that it didn't reach have no reason of their own.
     const std::optional<Failure>& ending() const { return ending_; }
 
   private:
-    /// A file on its way to one destination.
+    /// A file on its way to one destination: the hidden copy, which becomes the settler's later.
     struct Lane {
         Settler* settler;
         HiddenCopy copy;
     };
     using Lanes = std::vector<Lane>;
-    /// What share of a file's progress a reading fills: percent of percent, from `start` on.
+    /// The part of a file's progress, in percent, that one reading fills: `size` percent from
+    /// `start` on.
     struct Share {
         int start, size;
     };
 
-    /// Of the file with this index, and opens those that follow.
+    /// Takes the opened file at this index, and opens those that follow up to `filesAhead`.
     std::unique_ptr<SourceFile> takeSource(std::size_t index);
     void copyFile(const PlannedFile& planned, const SourceFile& source, UnloadedFile& file);
+    /// Finds out the file's true size and time; throws Failure if it changed since it was listed.
     static void readState(const SourceFile& source, UnloadedFile& file);
+    /// Makes a hidden copy in each destination that needs the file.
     Lanes openLanes(const PlannedFile& planned, UnloadedFile& file);
-    /// Reads the file into the lanes; those that failed are gone then.
+    /// Reads the file into the lanes, and removes from `lanes` those that couldn't be written.
     void read(const PlannedFile& planned, const SourceFile& source, UnloadedFile& file,
               Lanes& lanes);
     void closeLanes(UnloadedFile& file, Lanes& lanes, const CopySink& sink);
+    /// Takes over the results of copies that the destinations had before this run.
     void takeKnown(const PlannedFile& planned, UnloadedFile& file);
+    /// Hands the copies to the settlers.
     void arrive(const PlannedFile& planned, UnloadedFile& file, Lanes& lanes);
+    /// Remembers the date of the current shot, which the first of its files that has one decides.
     void noteDate(const PlannedFile& planned, std::span<const std::byte> head);
     std::optional<LocalTime> dateOf(const PlannedFile& planned) const;
     void waitForSettlers();
 
-    /// Has the device give a file to `into`.
+    /// Has the device write a file into the sink `into`; throws Failure unless all bytes arrived.
     void fetch(const UnloadedFile& file, CopySink& into, Share share);
     void save(const UnloadedFile& file, CopySink& into, ProgressCallback& progress);
-    /// For what has more bytes than a component counts: the device is claimed, and the file lies at
-    /// a path.
+    /// For files of 4 GiB and more, whose bytes a component can't count. The device is claimed by
+    /// then, and lies at a path of this machine.
     void readByPath(const UnloadedFile& file, CopySink& into, ProgressCallback& progress);
     void verify(const SourceFile& source, UnloadedFile& file);
+    /// Reads the file a second time, and throws Failure if the bytes differ.
     [[noreturn]] void throwFetchFailure(LONG code) const;
     void noteFailure(UnloadedFile& file, const Failure& failure);
+    /// None as long as one destination can be used; else why the first of them can't.
     std::optional<Failure> endOfDestinations() const;
 
     const PhotoSession& session_;
@@ -86,15 +97,19 @@ class Copier {
     const std::size_t filesAhead_;
     UnloadProgress& progress_;
 
-    std::vector<std::byte> block_;                   // of the file in hand
-    std::deque<std::unique_ptr<SourceFile>> ahead_;  // of the next files; null: not opened
+    // Memory of CopySink, reused so that it isn't allocated for each file.
+    std::vector<std::byte> block_;
+    // The next files of the plan, in order; null for one that wasn't opened ahead.
+    std::deque<std::unique_ptr<SourceFile>> ahead_;
+    // The shot of the file in hand, and the date that its files agreed on; shots count from 1.
     unsigned lastShot_ = 0;
     std::optional<LocalTime> shotDate_;
+    // The file that is being read; `abandon` reads it from another thread.
     UnloadedFile* inHand_ = nullptr;
     std::optional<Failure> ending_;
 };
 
-/// What a run ends with that the user has stopped.
+/// The failure of a run that the user has stopped.
 Failure stoppedUnloading();
 
 }  // namespace zlk

@@ -8,6 +8,7 @@
 namespace zlk {
 namespace {
 
+// Components hand over 64 KiB at a time; larger writes mean fewer system calls for each copy.
 constexpr std::size_t blockSize = 256 * 1024;
 
 }  // namespace
@@ -16,15 +17,17 @@ CopySink::CopySink(std::vector<std::byte>& block, const Wishes& wishes)
     : block_(block),
       sha256_(wishes.sha256 ? std::make_unique<Digester>(DigestKind::Sha256) : nullptr),
       headSize_(wishes.head) {
-    block_.clear();  // of a file that came to no end
+    block_.clear();  // a file that failed leaves its rest here
 }
 
 bool CopySink::take(std::span<const std::byte> bytes) {
+    // The gathered bytes go first, so that the order is kept.
     if (block_.size() + bytes.size() > blockSize) {
         const bool isPassedOn = passOn(block_);
         block_.clear();
         if (!isPassedOn) return false;
     }
+    // A piece as large as a block gains nothing by being copied into one.
     if (bytes.size() > blockSize) return passOn(bytes);
     block_.insert(block_.end(), bytes.begin(), bytes.end());
     return true;
@@ -37,9 +40,11 @@ void CopySink::finish() {
 
 bool CopySink::passOn(std::span<const std::byte> bytes) {
     for (Copy& each : copies_)
-        // What comes after bytes that are missing is of no use.
+        // ~A copy that missed some bytes is of no use, so nothing more is written to it. The others
+        // go on.
         if (each.error == 0 && !writeWhole(each.copy->file(), bytes)) each.error = errno;
     if (isLost()) return false;
+    // The sums are made of the same bytes in memory that were written, without another reading.
     summer_.add(bytes);
     if (sha256_) sha256_->add(bytes);
     const auto kept = bytes.first(std::min(bytes.size(), headSize_ - head_.size()));

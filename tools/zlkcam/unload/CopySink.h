@@ -1,5 +1,6 @@
 #pragma once
-// Takes the bytes of one file as the device gives them: into copies, or only into sums.
+// Takes the bytes of one file as the device gives them, writes them to any number of copies, and
+// makes the file's sums on the way. Without copies it only makes the sums.
 
 #include <cstdint>
 #include <memory>
@@ -15,15 +16,16 @@ namespace zlk {
 
 class CopySink final : public FileSink {
   public:
+    /// What is made of the bytes besides the XXH128 sum, which there always is.
     struct Wishes {
         bool sha256 = false;
         std::size_t head = 0;  ///< so many of the first bytes are kept
     };
-    /// The components give small pieces, which are gathered in `block` and passed on together. It
-    /// stays the caller's, who uses it for one file after the other.
+    /// The components give small pieces, which are gathered in `block` and written together. The
+    /// caller owns `block` and uses it for one file after the other.
     explicit CopySink(std::vector<std::byte>& block) : CopySink(block, Wishes()) {}
     CopySink(std::vector<std::byte>& block, const Wishes& wishes);
-    /// Before the first bytes; it stays the caller's.
+    /// To be called before the first bytes. The caller keeps the copy, which has to outlive this.
     void addCopy(HiddenCopy& copy) { copies_.push_back({&copy}); }
 
     /// Goes on as long as one of the copies can be written, if there are any.
@@ -32,19 +34,22 @@ class CopySink final : public FileSink {
     void finish();
 
     std::uint64_t size() const { return summer_.size(); }
+    /// XXH128 of all bytes.
     ContentSum sum() const { return summer_.sum(); }
-    /// As digits; empty if it wasn't wished for. It ends the sum.
+    /// SHA-256 as hexadecimal digits; empty if it wasn't wished for. May be called once.
     std::string sha256() const;
+    /// The first bytes, as many as were wished for.
     std::span<const std::byte> head() const { return head_; }
-    /// Why a copy couldn't be written; 0 if it could.
+    /// The errno with which writing this copy failed; 0 if it didn't.
     int errorOf(const HiddenCopy& copy) const;
-    /// Whether there were copies, and all of them failed. Not every component tells.
+    /// Whether there were copies, and all of them failed. The result of the component's call
+    /// doesn't show it: not every component returns an error when its target refuses bytes.
     bool isLost() const;
 
   private:
     struct Copy {
         HiddenCopy* copy;
-        int error = 0;
+        int error = 0;  // errno of its first failed write
     };
     bool passOn(std::span<const std::byte> bytes);
 

@@ -1,13 +1,13 @@
 #pragma once
-// A folder of this machine that files of a device are copied into.
+// A folder of this machine that files of a device are copied into, and the only place that gives
+// copies their names.
 //
-// A file is written into the private folder of this run, and moved to its own name when it is
-// whole and on the disk; a move never replaces a file. So whatever is interrupted, and however, no
-// half file has a name that anybody would take for a picture, and no file that was there before is
-// touched.
+// A file is written into the private folder of this run, and moved to its own name when it is whole
+// and on the disk. A move never replaces a file. Whatever interrupts a run, nobody can mistake half
+// a file for a picture, and no file that was there before is changed.
 //
-// All below the folder is reached by open descriptors: its path may lead elsewhere meanwhile, and
-// is long to walk.
+// Everything below the folder is reached through open descriptors: another program may make the
+// path lead elsewhere during the run, and resolving a long path for each file costs time.
 
 #include <sys/types.h>
 
@@ -27,14 +27,14 @@
 
 namespace zlk {
 
-/// A file of this machine by what no name can hide.
+/// What identifies a file or folder, by whatever name it was reached: file system and inode.
 struct FileIdentity {
     dev_t device = 0;
     ino_t number = 0;
     bool operator==(const FileIdentity&) const = default;
 };
 
-/// A whole file that is to get its name.
+/// A whole file that is to get its name, and where it went.
 struct Placement {
     HiddenCopy* copy;
     std::string wanted;  ///< path below the destination
@@ -45,69 +45,77 @@ struct Placement {
     bool wasThere = false;  ///< as a file with the same bytes, and `copy` isn't needed any more
 };
 
-/// For a file whose size and sum nobody knows yet. Throws Failure (FileUnusable).
+/// The placement of a file whose size and sum aren't known yet, which it finds out by reading it.
+/// Throws Failure (FileUnusable).
 Placement placementOf(HiddenCopy& copy, const std::string& wanted);
 
-/// What copies files, and what settles them, may call it at the same time.
+/// Thread-safe: the thread that copies makes files while that of a Settler places others.
 class Destination {
   public:
+    /// Whether a missing destination is created, or nothing is changed (in a rehearsal).
     enum class Making { Folder, Nothing };
 
-    /// Makes the folder if only its last component is missing, unless nothing shall be made. Throws
-    /// Failure (FileUnusable), also where it lies on the device, whose root is `device`, by
-    /// whatever names; empty for one that is no folder.
+    /// Creates the folder if only its last component is missing, unless `making` is Nothing.
+    /// `device` is the root of the device that is unloaded, empty for a camera, which is no folder.
+    /// Throws Failure (FileUnusable), also if the folder lies on the device, by whatever links or
+    /// mounts.
     explicit Destination(const std::u16string& path, const std::u16string& device = {},
                          Making making = Making::Folder);
 
-    /// As people know it.
+    /// The path as the user gave it, made absolute.
     const std::u16string& path() const { return path_; }
-    /// The same of a file in it.
+    /// The path of a file of the destination, for messages; of the folder itself if `file` is
+    /// empty.
     std::string shown(std::string_view file) const;
-    /// There is no such folder, and none was to be made: only names are asked of it then.
+    /// Whether the folder doesn't exist and wasn't to be created. Then only the names may be asked
+    /// for.
     bool isMissing() const { return !folder_; }
+    /// The folder's descriptor, which stays this object's; -1 if it is missing.
     int folder() const { return folder_.get(); }
-    /// What the folder is, unless it is missing, and all that it lies in, from the inside out.
+    /// The folder and all folders above it, from the inside out; empty if the folder is missing.
     const std::vector<FileIdentity>& way() const { return way_; }
 
-    /// A file that is going to be placed at `wanted`. Throws Failure (FileUnusable).
+    /// Creates the hidden file that is going to be placed at `wanted`. Throws Failure
+    /// (FileUnusable).
     HiddenCopy make(const std::string& wanted);
 
     /// Waits until the bytes of all these files are on the disk. Throws Failure (FileUnusable).
     void flush(std::span<HiddenCopy* const> copies) const;
 
-    /// Moves files of one shot, as RAW and JPEG, to their names, all to the first of `name`,
-    /// `name (2)`, `name (3)` that is free for each of them. Where one of these has the same bytes
-    /// already, it counts as the copy; a link to the device doesn't count. Throws Failure
-    /// (FileUnusable) after which some may be placed.
+    /// Moves files of one shot, such as RAW and JPEG, to their names. They share the first of
+    /// `name`, `name (2)`, `name (3)` that is free for each of them. If a file of these names has
+    /// the same bytes already, it counts as the copy, unless it is a link to the device. Throws
+    /// Failure (FileUnusable); some of the files may have been placed by then.
     void place(std::span<Placement> together);
 
-    /// Shortens the time in which a power cut would leave moved files without contents, where the
-    /// file system has such a time. A failure shows when all names are flushed.
+    /// Where a power cut would leave moved files without contents (FAT), writes them through once
+    /// more, which shortens that time. Errors are left to flushNames, which would meet them, too.
     void flushMoved();
 
-    /// The file among `name`, `name (2)`... with this size and modification time, to the two
-    /// seconds that a card's clock has; empty if there is none. A link to the device is none, nor
-    /// is one that was found before: each stands for one file of the device only, since two cards,
-    /// or two folders of one, may have pictures of one name, size and time.
+    /// Finds a copy among `name`, `name (2)`... by size and modification time, the latter to within
+    /// the two seconds of a card's clock; empty if there is none. A link to the device doesn't
+    /// count. Each file is returned once only, and so stands for one file of the device, since two
+    /// cards, or two folders of one, may have pictures of the same name, size and time.
     std::string findSame(const std::string& wanted, std::uint64_t size, std::int64_t modified);
 
-    /// A file in it, to be read; none with errno where there isn't one that can be read, or where
-    /// it lies on the device.
+    /// Opens a file of the destination for reading; empty with errno if there is no such file or it
+    /// lies on the device.
     Descriptor openFile(const std::string& file);
 
-    /// Waits until the names of all that was placed are on the disk. Throws Failure (FileUnusable).
+    /// Waits until the names of all placed files are on the disk. Throws Failure (FileUnusable).
     void flushNames();
 
-    /// The private folder of this run, where it notes down what it did.
+    /// Descriptor of this run's private folder, which also holds the run's journal.
     int runFolder();
-    /// Whether it stays when this goes, for a later run.
+    /// Whether that folder stays for a later run when this object is destroyed.
     void keepRunFolder(bool isKept);
-    /// Takes away what isn't whole, or all that is this run's and isn't kept: for a program that
-    /// ends without leaving the scopes.
+    /// For a program that ends without running destructors: the first removes the unfinished
+    /// copies, the second all that belongs to this run and isn't kept.
     void removeCopies() const noexcept;
     void finishRunFolders() const noexcept;
 
   private:
+    /// An open folder at or below the destination, and its file system.
     struct Folder {
         Descriptor descriptor;
         dev_t device = 0;
@@ -115,51 +123,59 @@ class Destination {
     struct Namesake {
         std::string file;
         std::int64_t modified;
-        bool isCounted = false;           // stands for a file of the device
-        std::optional<ContentSum> sum{};  // once it was asked for
+        bool isCounted = false;           // it already stands for a file of the device
+        std::optional<ContentSum> sum{};  // made when first needed
     };
-    /// The files `name`, `name (2)`..., looked at once: there are cameras that call all their
-    /// pictures by one name.
+    /// The files `name`, `name (2)`... of one name. The folder is searched for them once only,
+    /// because some cameras call all their pictures by the same name.
     struct Namesakes {
-        unsigned next = 1;  // the first number that none of them has
+        unsigned next = 1;  // the first number that is free
         std::unordered_multimap<std::uint64_t, Namesake> bySize;
     };
-    /// A path below the destination, taken apart.
+    /// A path below the destination, split into its folder and the name in it.
     struct Place {
         const Folder& folder;
         std::string name;
     };
 
-    /// Opens a folder below, and makes what is missing of it if `make`; null if it is missing.
+    /// Opens a folder below the destination, and all that lead to it. Missing ones are created if
+    /// `make` is set; else the result is null.
     const Folder* enter(const std::string& folder, bool make);
     Folder open(const Folder& parent, const std::string& name, const std::string& folder,
                 bool make);
     Place placeOf(const std::string& file);
+    /// The private folder on the file system on which `wanted` will lie, created on first use.
     RunFolder& runFolderFor(const std::string& wanted);
     RunFolder& topRunFolder();
     bool isDeviceAmong(const std::vector<FileIdentity>& way) const;
-    /// Of a file; none with errno where that can't be found out.
+    /// Whether an open file lies on the device; none with errno if that can't be found out.
     std::optional<bool> isOnDevice(int file) const;
-    /// Gives the folder's way.
+    /// Returns the way of a folder, and throws Failure if the device is in it.
     std::vector<FileIdentity> requireElsewhere(int folder, const std::string& shownFolder) const;
 
     Namesakes& namesakesOf(const std::string& file);
+    /// The namesake with the same bytes, null if there is none.
     Namesake* copyAmong(Namesakes& namesakes, const Placement& placement);
     bool isCopy(const Placement& placement, const std::string& file);
-    /// False with errno.
+    /// False with errno (EEXIST) if the name is taken. Throws Failure for all else.
     bool move(Placement& placement, const std::string& name);
     bool isFree(const std::string& file);
+    /// Places files that need a name of their own, because none of their namesakes has their bytes.
     void placeBeside(std::span<Placement* const> together);
     Descriptor openPlaced(const std::string& file);
 
     std::u16string path_;
+    // The root of the device that is unloaded; none for a camera.
     std::optional<FileIdentity> device_;
     Descriptor folder_;
-    std::vector<FileIdentity> way_;  // from the folder up to the root
-    std::mutex inUse_;               // held for what stands below
+    std::vector<FileIdentity> way_;  // from the folder up to the root; constant once constructed
+    std::mutex inUse_;               // guards all below
+    // Open folders by their paths below the destination, a cache.
     std::unordered_map<std::string, Folder> folders_;
     std::set<std::string> changed_;  // folders with names that may not be on the disk yet
+    // One for each file system at or below the destination, by its number.
     std::unordered_map<dev_t, std::unique_ptr<RunFolder>> runFolders_;
+    // By the wanted path, before any number was added.
     std::unordered_map<std::string, Namesakes> namesakes_;
 };
 

@@ -1,5 +1,5 @@
 #pragma once
-// How many of the files of an unloading came to what, and how to say so.
+// Counts the files of an unloading by what became of them, and puts the counts into words.
 
 #include <algorithm>
 #include <functional>
@@ -23,6 +23,7 @@ inline std::size_t countOf(const std::vector<UnloadedFile>& files, Outcome outco
     return countOf(files, [=](const UnloadedFile& file) { return file.outcome() == outcome; });
 }
 
+/// The bytes of all files for which `predicate` is true.
 template <class Predicate>
 std::uint64_t bytesOf(const std::vector<UnloadedFile>& files, Predicate predicate) {
     std::uint64_t bytes = 0;

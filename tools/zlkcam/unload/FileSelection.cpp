@@ -11,14 +11,16 @@ bool isDigit(char byte) {
     return byte >= '0' && byte <= '9';
 }
 
-/// `2026-11-01`, with or without `T10:30` or `T10:30:00` behind it.
+/// Parses `2026-11-01`, which `T10:30` or `T10:30:00` may follow.
 LocalTime timeArgument(const std::string& text) {
     constexpr std::string_view form = "0000-00-00T00:00:00";
     if (text.size() == 10 || text.size() == 16 || text.size() == form.size()) {
+        // What is left out is taken from the form, so that a date alone means its midnight.
         const std::string full = text + std::string(form.substr(text.size()));
         std::string digitsAsZero = full;
         std::ranges::replace_if(digitsAsZero, isDigit, '0');
         const std::optional<LocalTime> time = localTimeIn(full);
+        // localTimeIn accepts any separators; here they have to be the documented ones.
         if (time && digitsAsZero == form) return *time;
     }
     throw Failure(ExitStatus::Usage, "\"" + text + "\" is no date to copy files from.",
@@ -29,6 +31,7 @@ std::vector<GlobPattern> patternsIn(const std::vector<std::string>& texts) {
     return {texts.begin(), texts.end()};
 }
 
+/// Adds the types of an argument such as `raw,jpeg`.
 void addTypes(std::vector<FileType>& types, std::string_view words) {
     while (true) {
         const std::size_t end = std::min(words.find(','), words.size());

@@ -1,5 +1,6 @@
 #pragma once
-// Which of a device's files a person wants.
+// Decides which of a device's files are unloaded, by the patterns, types and date that the user
+// gave.
 
 #include <optional>
 #include <string>
@@ -12,7 +13,7 @@
 
 namespace zlk {
 
-/// As the command line has them.
+/// The options of the command line, unparsed.
 struct SelectionOptions {
     std::vector<std::string> only{};    ///< patterns, of which one must match
     std::vector<std::string> except{};  ///< patterns, of which none may match
@@ -22,12 +23,13 @@ struct SelectionOptions {
 
 class FileSelection {
   public:
-    /// Throws Failure (Usage) for what can't be understood.
+    /// Throws Failure (Usage) for an option that can't be understood.
     explicit FileSelection(const SelectionOptions& options);
 
-    /// A file without a date isn't left behind because a clock was wrong: it counts as later than
-    /// any date.
+    /// Whether a file is wanted. A file without a date counts as later than any date: a camera
+    /// whose clock was wrong must not cost the user a picture.
     bool takes(const FileRecord& file) const;
+    /// Whether there is no restriction at all.
     bool takesAll() const;
 
   private:

@@ -11,6 +11,7 @@ namespace {
 
 constexpr char16_t slash = u'/';
 
+/// Both slashes become one, and letters upper case, in patterns and in names.
 char16_t comparable(char16_t unit) {
     return unit == u'\\' ? slash : upperCase(unit);
 }
@@ -49,11 +50,13 @@ GlobPattern::GlobPattern(const std::string& text) {
     if (text.empty())
         throw Failure(ExitStatus::Usage, "A pattern for files is empty.",
                       "Give a name in which * stands for anything, as in \"*.JPG\".");
+    // A leading slash only says that the whole path is meant.
     const std::size_t start = std::min(text.find_first_not_of("/\\"), text.size());
     std::u16string pattern = pathArgument(std::string_view(text).substr(start));
     std::ranges::transform(pattern, pattern.begin(), comparable);
+    // Without a slash the pattern is compared with the name alone.
     isOfPath_ = start > 0 || pattern.find(slash) != pattern.npos;
-    // A folder stands for all that is in it.
+    // A pattern that ends in a slash names a folder, and means all files in it, at any depth.
     if (pattern.empty() || pattern.ends_with(slash)) pattern += u"**";
     std::u16string_view rest = pattern;
     while (!rest.empty()) {
@@ -71,6 +74,8 @@ GlobPattern::GlobPattern(const std::string& text) {
 void GlobPattern::addRun(std::u16string_view& rest) {
     const std::size_t stars = std::min(rest.find_first_not_of(u'*'), rest.size());
     rest.remove_prefix(stars);
+    // `**/` at the start of a component may also stand for no folder at all: MaybeFolders lets the
+    // matcher skip the run and the slash that follow it.
     const bool startsFolder = tokens_.empty() || (tokens_.back().kind == Token::Kind::Unit &&
                                                   tokens_.back().unit == slash);
     if (stars > 1 && startsFolder && rest.starts_with(slash))
@@ -83,7 +88,7 @@ void GlobPattern::addSet(std::u16string_view& rest, const std::string& text) {
     const bool isNegated = rest.starts_with(u'!') || rest.starts_with(u'^');
     if (isNegated) rest.remove_prefix(1);
     Token set{isNegated ? Token::Kind::NoneOf : Token::Kind::OneOf};
-    // A bracket that comes first is one of the set.
+    // As in shells, a closing bracket in the first place is an ordinary character of the set.
     while (!rest.empty() && (rest.front() != u']' || set.ranges.empty())) {
         const char16_t first = takeFront(rest);
         const bool isRange = rest.size() > 1 && rest[0] == u'-' && rest[1] != u']';
@@ -106,8 +111,9 @@ bool GlobPattern::matches(std::u16string_view devicePath) const {
         devicePath.remove_prefix(std::min(devicePath.find_first_not_of(u"/\\"), devicePath.size()));
     else
         devicePath = fileNameIn(devicePath);
-    // All places in the pattern that the text so far may have led to, so that nothing is ever tried
-    // twice.
+    // Simulates a nondeterministic automaton: `reached` holds all places in the pattern to which
+    // the text so far may lead. Each pair of place and character is tried only once, so that no
+    // pattern, however many stars it has, takes exponential time.
     std::vector<bool> reached(tokens_.size() + 1), next(reached);
     reached.front() = true;
     follow(reached);
@@ -125,7 +131,8 @@ void GlobPattern::follow(std::vector<bool>& reached) const {
         const bool isMaybe = kind == Token::Kind::MaybeFolders;
         if (isMaybe || kind == Token::Kind::Run || kind == Token::Kind::DeepRun)
             reached[i + 1] = true;
-        // Behind it stand the folders' run and its slash.
+        // MaybeFolders is followed by the DeepRun and by the slash; the third place after it skips
+        // both.
         if (isMaybe) reached[i + 3] = true;
     }
 }
@@ -135,6 +142,7 @@ void GlobPattern::step(const std::vector<bool>& reached, char16_t upper,
     next.assign(next.size(), false);
     for (std::size_t i = 0; i < tokens_.size(); ++i) {
         if (!reached[i]) continue;
+        // A run may take this character and stay where it is.
         if (tokens_[i].repeats(upper)) next[i] = true;
         if (tokens_[i].takes(upper)) next[i + 1] = true;
     }

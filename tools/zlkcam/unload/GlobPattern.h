@@ -1,10 +1,10 @@
 #pragma once
-// Patterns of file names, as shells have them.
+// Patterns of file names with wildcards, as shells have them, for --only and --except.
 //
-// `?` stands for one character, `*` for any number of them, `[a-z]` and `[!a-z]` for one that is
-// among some, or isn't; none of these for a slash. `**` stands for slashes too, and a folder `**`
-// for any number of folders, none among them. Both slashes separate folders, so that a path may be
-// pasted from a listing. Letters match without case.
+// `?` stands for one character, `*` for any number of characters, `[a-z]` for one of a set, and
+// `[!a-z]` for one that isn't in the set; none of these stands for a slash. `**` stands for
+// slashes, too, and a folder called `**` for any number of folders, also for none. Both slashes
+// separate folders, so that a path may be pasted from a listing. Letters match in either case.
 
 #include <string>
 #include <string_view>
@@ -14,30 +14,37 @@ namespace zlk {
 
 class GlobPattern {
   public:
-    /// Throws Failure (Usage) for one that can't be understood.
+    /// Throws Failure (Usage) for a pattern that can't be understood.
     explicit GlobPattern(const std::string& text);
 
-    /// `devicePath` is below the device's root. A pattern that holds a slash is of the whole path,
-    /// and any other one of the file's name. Takes no more time than both lengths multiplied.
+    /// `devicePath` is a path below the device's root. A pattern that holds a slash is compared
+    /// with the whole path, any other one with the file's name. Takes time proportional to the
+    /// product of both lengths at most.
     bool matches(std::u16string_view devicePath) const;
 
   private:
+    // Characters from `first` to `last`, both included.
     struct Range {
         char16_t first, last;
     };
+    // A piece of the pattern. Run is `*`, DeepRun `**`, and MaybeFolders a mark before `**/`.
     struct Token {
         enum class Kind { Unit, AnyUnit, OneOf, NoneOf, Run, DeepRun, MaybeFolders };
         Kind kind;
         char16_t unit = 0;            ///< in upper case
         std::vector<Range> ranges{};  ///< in upper case
 
+        /// Whether it stands for this character and the next token follows.
         bool takes(char16_t upper) const;
+        /// Whether it stands for this character and may stand for more.
         bool repeats(char16_t upper) const;
     };
 
     void addRun(std::u16string_view& rest);
     void addSet(std::u16string_view& rest, const std::string& text);
+    /// Adds the places that are reached without another character.
     void follow(std::vector<bool>& reached) const;
+    /// Computes the places that `next` reaches from `reached` by one more character.
     void step(const std::vector<bool>& reached, char16_t upper, std::vector<bool>& next) const;
 
     std::vector<Token> tokens_;

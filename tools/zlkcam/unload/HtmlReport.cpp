@@ -13,6 +13,8 @@ HtmlReport::HtmlReport(const PhotoSession& session, const UnloadPlan& plan,
       thumbnails_(session) {}
 
 void HtmlReport::write() {
+    // Another thread may have written the start of the page before it got stuck in the device, so
+    // this continues where the pages are.
     if (isWritten_) return;
     if (pages_.empty()) begin();
     writeFiles();
@@ -20,6 +22,7 @@ void HtmlReport::write() {
     finish();
 }
 
+/// Does `work` for one page. A failure gives up this page only; the others go on.
 template <class Work>
 void HtmlReport::onPage(std::size_t index, Work work) {
     try {
@@ -36,6 +39,8 @@ void HtmlReport::begin() {
         onPage(i, [&] {
             const int folder = targets_[i].destination->folder();
             pages_[i] = std::make_unique<NewFile>(
+                // The date in the name is that of the run; takeDatedName adds a number if it is
+                // taken.
                 folder, datedName(nameOfFolder(folder), markup_.begun(), reportSuffix));
         });
     write(markup_.head(GetTickCount() - start_));
@@ -48,12 +53,17 @@ void HtmlReport::write(std::string_view text) {
 
 void HtmlReport::writeFiles() {
     const std::vector<UnloadedFile>& files = unloader_.files();
+    // The files are walked twice: first those that went wrong, then the others. `looks_` counts
+    // both walks, so that another thread can go on in the middle.
     while (looks_ < 2 * files.size()) {
         const UnloadedFile& file = files[looks_ % files.size()];
         const bool isDue = isAmiss(file) == (looks_ < files.size());
-        // What the device couldn't give isn't asked for again.
+        // A file that the device couldn't give is not asked for a thumbnail: that would wait, or
+        // fail, again.
         const bool isShown = isDue && file.reading == Outcome::NotReached && !unloader_.ending();
         const std::string thumbnail = isShown ? thumbnails_.of(*file.record) : std::string();
+        // The count goes up before the file is written: a thread that takes over must not write it
+        // twice.
         ++looks_;
         if (isDue) write(markup_.file(file, thumbnail));
     }

@@ -1,8 +1,8 @@
 #pragma once
-// The report of an unloading for people: one HTML page in each destination, complete in itself,
-// which shows what was copied, what proves it, and first of all what went wrong.
+// The report of an unloading for people: one HTML page in each destination. It needs no other file,
+// and shows what was copied, what proves it, and first of all what went wrong.
 //
-// It is written file by file, whatever their number.
+// It is written file by file, so that memory doesn't grow with their number.
 
 #include <memory>
 #include <string_view>
@@ -16,20 +16,22 @@ namespace zlk {
 
 class HtmlReport {
   public:
-    /// All stay the caller's. The run begins here.
+    /// All references stay the caller's. The time of the run counts from here.
     HtmlReport(const PhotoSession& session, const UnloadPlan& plan, const CardSurvey& survey,
                const Unloader& unloader, std::vector<Target>& targets);
 
-    /// Writes what isn't written yet, and gives each target its page's name, or the failure. Once
-    /// the run has ended early, or a stop is wished, no thumbnails are made. Another thread may
-    /// call it while one waits in here for the device and can't come back.
+    /// Writes the pages and gives each target the name of its page, or the failure. After an early
+    /// end or a stop no thumbnails are made. If the thread in this function hangs in a call of the
+    /// device and can't return, another thread may call it to write the rest.
     void write();
 
   private:
     void begin();
     void writeFiles();
+    /// Writes a piece of text to all pages that are still in order.
     void write(std::string_view text);
     void finish();
+    /// Does `work` for one page, and gives up that page if it fails.
     template <class Work>
     void onPage(std::size_t index, Work work);
 
@@ -37,10 +39,13 @@ class HtmlReport {
     std::vector<Target>& targets_;
     const ReportMarkup markup_;
     Thumbnails thumbnails_;
+    // Milliseconds of the system's tick count.
     const DWORD start_ = GetTickCount();
 
-    std::vector<std::unique_ptr<NewFile>> pages_;  // of each target; null if that one failed
-    std::size_t looks_ = 0;  // at files: those that went wrong are written first
+    // One page for each target; null if writing it failed.
+    std::vector<std::unique_ptr<NewFile>> pages_;
+    // Files that were looked at so far, in both walks of writeFiles.
+    std::size_t looks_ = 0;
     bool isWritten_ = false;
 };
 

@@ -12,6 +12,7 @@ namespace {
 
 constexpr WCHAR replacement = 0xFFFD;
 
+/// U+FFFE and U+FFFF aren't allowed in XML, and the others could change how the page reads.
 WCHAR shownUnit(WCHAR unit) {
     return unit >= 0xFFFE ? replacement : harmlessUnit(unit, replacement);
 }

@@ -1,17 +1,17 @@
 #pragma once
-// What may stand in an HTML page. A page of these is a well-formed XML document, too.
+// Makes arbitrary texts safe to stand in an HTML page that is a well-formed XML document, too.
 
 #include <string>
 #include <string_view>
 
 namespace zlk {
 
-/// UTF-8 as text of an element or as an attribute's value, whatever it holds: what is markup
-/// there stands for itself, and U+FFFD for what controls how a text is shown and for what is no
-/// UTF-8.
+/// Escapes UTF-8 for use as the text of an element or the value of an attribute. Markup characters
+/// become references; control characters, marks that change the direction of a text, and bytes that
+/// aren't UTF-8 become U+FFFD.
 std::string htmlText(std::string_view text);
 
-/// A picture as the address of itself, so that no other file is needed.
+/// A JPEG picture as a `data:` address, so that the page needs no other file.
 std::string jpegAddress(std::string_view jpeg);
 
 }  // namespace zlk

@@ -13,10 +13,12 @@ namespace zlk {
 namespace {
 
 constexpr char name[] = "journal";
+// Stands in a line for a SHA-256 that wasn't made: an empty field couldn't be told from an error.
 constexpr char noSum[] = "-";
-// A line of a million files has some 200 bytes.
+// A journal of a million files, with some 200 bytes a line, is smaller than this.
 constexpr off_t longest = off_t{1} << 30;
 
+/// Takes a number, and the tab after it, from the start of a line; false if there isn't one.
 template <class Number>
 bool take(std::string_view& line, Number& number) {
     const auto [end, error] = std::from_chars(line.data(), line.data() + line.size(), number);
@@ -34,6 +36,8 @@ bool take(std::string_view& line, std::string& text) {
     return true;
 }
 
+/// Fields of a line: XXH128, SHA-256, size, time, copy, source. The source is last and ends the
+/// line.
 std::optional<JournalEntry> parse(std::string_view line) {
     JournalEntry entry;
     std::string sum;
@@ -48,6 +52,7 @@ std::optional<JournalEntry> parse(std::string_view line) {
     return entry;
 }
 
+/// Whether a text can be a field: a tab or line end in it would break the format.
 bool isOneField(std::string_view text) {
     return !text.empty() && text.find_first_of("\t\n") == text.npos;
 }
@@ -64,7 +69,8 @@ void Journal::add(const JournalEntry& entry) {
                              (entry.sha256.empty() ? noSum : entry.sha256) + '\t' +
                              std::to_string(entry.size) + '\t' + std::to_string(entry.modified) +
                              '\t' + entry.file + '\t' + entry.source + '\n';
-    // A line that is cut spoils the one behind it, so that it is the last.
+    // If only a part of a line could be written, the next line would be appended to it and be
+    // spoilt. So the journal ends here, and this broken line is its last.
     if (::write(file_.get(), line.data(), line.size()) != static_cast<ssize_t>(line.size()))
         file_ = Descriptor();
 }
@@ -72,6 +78,7 @@ void Journal::add(const JournalEntry& entry) {
 std::vector<JournalEntry> Journal::read(int runFolder) {
     std::vector<JournalEntry> entries;
     const Descriptor file(
+        // O_NOFOLLOW and the check of the type: the folder may lie where others can write.
         ::openat(runFolder, name, O_RDONLY | O_NOFOLLOW | O_NONBLOCK | O_CLOEXEC));
     struct stat status {};
     if (!file || ::fstat(file.get(), &status) != 0 || !S_ISREG(status.st_mode)) return entries;
@@ -80,7 +87,8 @@ std::vector<JournalEntry> Journal::read(int runFolder) {
     text.resize(static_cast<std::size_t>(std::max<ssize_t>(size, 0)));
     for (std::string_view rest = text;;) {
         const std::size_t end = rest.find('\n');
-        // A power cut leaves zeros, or a part of the last line.
+        // After a power cut the end of the file may hold zeros or half a line. The entries before
+        // it are good.
         std::optional<JournalEntry> entry =
             end == rest.npos ? std::nullopt : parse(rest.substr(0, end));
         if (!entry) return entries;

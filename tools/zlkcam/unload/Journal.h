@@ -1,6 +1,6 @@
 #pragma once
-// What a run has copied so far, a line a file, in its private folder. A run that is killed leaves
-// it for the next one; a run that comes to its end writes a manifest in its place.
+// The journal of a run: a line for each finished copy, in the run's private folder. If the run is
+// killed, the next one continues from it; a run that ends properly writes a manifest instead.
 
 #include <cstdint>
 #include <optional>
@@ -12,24 +12,26 @@
 
 namespace zlk {
 
+/// One finished copy.
 struct JournalEntry {
     std::string source;  ///< path on the device, below its root
     std::string file;    ///< path below the destination
     std::uint64_t size = 0;
     std::int64_t modified = -1;  ///< seconds since 1970 UTC; -1: unknown
     ContentSum sum{};
-    std::string sha256{};  ///< digits; empty: it wasn't made
+    std::string sha256{};  ///< hexadecimal digits; empty: it wasn't made
 };
 
 class Journal {
   public:
-    /// Begins one in a run's folder. Without one, where the disk is full, a killed run begins anew,
-    /// which loses time and nothing else: so no error is told.
+    /// Opens or creates the journal in a run's folder. If that fails, for instance because the disk
+    /// is full, a killed run would have to start anew. That costs time only, so it isn't an error.
     explicit Journal(int runFolder);
 
+    /// Appends a line; silently does nothing once writing has failed.
     void add(const JournalEntry& entry);
 
-    /// Of a killed run's folder: what is whole of its lines.
+    /// Reads the journal of a killed run, up to the first line that is damaged.
     static std::vector<JournalEntry> read(int runFolder);
 
   private:

@@ -1,5 +1,5 @@
 #pragma once
-// A moment as the clock on the wall shows it.
+// A date and time of day without a time zone, as a wall clock shows it, and where to get one from.
 
 #include <compare>
 #include <cstdint>
@@ -10,6 +10,7 @@
 
 namespace zlk {
 
+/// All zero unless set, which `exists` rejects.
 struct LocalTime {
     int year = 0;   ///< 2026
     int month = 0;  ///< 1 to 12
@@ -22,23 +23,23 @@ struct LocalTime {
 /// Whether there is such a day, and such a time of day.
 bool exists(const LocalTime& time);
 
-/// Whether a picture can be of that time. A camera whose clock was never set, or whose file system
-/// has no date for it, says something else.
+/// Whether a picture can have been taken at that time (1990 to 2100). A camera whose clock was
+/// never set, or a file system without a date, gives a time outside of it.
 bool isPlausible(const LocalTime& time);
 
-/// A text as in `2026:11:01 10:30:00`, whatever the separators are, at the start of `text`; none
-/// where there is no such time.
+/// Parses a text such as `2026:11:01 10:30:00`, with any separators, at the start of `text`; none
+/// if there is no such time.
 std::optional<LocalTime> localTimeIn(std::string_view text);
 
-/// The time in this machine's time zone; none for a moment that has none.
+/// Converts seconds since 1970 UTC to this machine's time zone; none if they are out of range.
 std::optional<LocalTime> localTimeOf(std::int64_t seconds);
 
-/// When a file came to be, as the device's list has it: the earlier of its two times, since a
-/// picture is changed after it was taken. None where the list says nothing plausible.
+/// When a file was created, by the device's list: the earlier of its two times, since a picture may
+/// be edited after it was taken. None if the list has nothing plausible.
 std::optional<LocalTime> listedDate(const FileRecord& file);
 
-/// When a file was changed last, as the device's list has it, else when it was made. None where
-/// the list says nothing plausible.
+/// When a file was last changed, by the device's list, else when it was created. None if the list
+/// has nothing plausible.
 std::optional<LocalTime> changeDate(const FileRecord& file);
 
 }  // namespace zlk

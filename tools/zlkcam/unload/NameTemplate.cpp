@@ -12,6 +12,7 @@ namespace {
 
 constexpr std::string_view dateLetters = "YymdHMS%";
 constexpr char defaultDateFormat[] = "%Y-%m-%d";
+// Stands for the date of a file that has none.
 constexpr char undated[] = "undated";
 constexpr std::size_t maxCounterWidth = 9;
 
@@ -22,7 +23,8 @@ constexpr std::size_t maxCounterWidth = 9;
                   "\"{date:%Y}/{date:%Y-%m-%d}/{name}\".");
 }
 
-/// What can be told without looking at the fields.
+/// Rejects what is wrong whatever the fields stand for: a path that leads out of the destination,
+/// hidden names, and a missing file name.
 void requireInside(const std::string& text) {
     if (text.empty()) refuse("it is empty.");
     const bool isDrive = text.size() > 1 && text[1] == ':' && text[0] != '{';
@@ -34,6 +36,7 @@ void requireInside(const std::string& text) {
 }
 
 void requireDateFormat(std::string_view format) {
+    // Steps over two characters each, since `%%` must not be read as the start of another one.
     for (std::size_t at = 0; (at = format.find('%', at)) != format.npos; at += 2)
         if (at + 1 == format.size() || dateLetters.find(format[at + 1]) == dateLetters.npos)
             refuse("a date has %Y, %y, %m, %d, %H, %M, %S and %%, and not " +
@@ -86,9 +89,10 @@ std::string dateText(std::string_view format, const LocalTime& date) {
 
 }  // namespace
 
-/// What the fields of one file read as.
+/// The values of the fields for one file; all but the date are made once.
 struct NameTemplate::Values {
     explicit Values(const NameFields& of) : fields(of), folders(safePath(of.path)) {
+        // safePath always returns at least the file's name.
         name = std::move(folders.back());
         folders.pop_back();
         const std::size_t dot = extensionOf(name);
@@ -118,6 +122,7 @@ NameTemplate::NameTemplate(const std::string& text) {
     std::string_view rest = readable;
     while (!rest.empty()) {
         const bool isBrace = rest.starts_with("{{") || rest.starts_with("}}");
+        // Doubled braces stand for a single one, and are text.
         if (isBrace || (rest.front() != '{' && rest.front() != '}')) {
             addText(rest.front());
             rest.remove_prefix(isBrace ? 2 : 1);
@@ -179,8 +184,12 @@ std::string NameTemplate::apply(const NameFields& fields) const {
     std::string place;
     for (const Piece& piece : pieces_) append(place, piece, values);
     const Piece::Kind last = pieces_.back().kind;
+    // A copy keeps the extension of its original even if the template forgets it, or nothing could
+    // open it any more.
     if (last != Piece::Kind::Name && last != Piece::Kind::Extension) place += values.extension;
 
+    // Fields may have brought in characters that no name may have, and empty folders. Each
+    // component is made safe by itself; slashes of the template and of {path} separate components.
     const std::size_t start = place.rfind('/') + 1;
     std::string safe;
     for (std::size_t at = 0, end = 0; at < start; at = end + 1) {
@@ -206,7 +215,7 @@ void NameTemplate::append(std::string& place, const Piece& piece, const Values& 
             place += values.stem;
             break;
         case Piece::Kind::Extension:
-            // Without one, the dot in front of it would be left over.
+            // If the file has no extension, the template's own dot before {ext} goes, too.
             if (values.extension.empty() && place.ends_with('.')) place.pop_back();
             place += values.extension.substr(values.extension.empty() ? 0 : 1);
             break;

@@ -1,5 +1,6 @@
 #pragma once
-// Where a file goes below the folder that is unloaded into, as a text with fields says.
+// A template for the names of copies: a text with fields, such as `{date:%Y}/{name}`, from which
+// each file gets its place below the destination.
 
 #include <optional>
 #include <string>
@@ -10,31 +11,33 @@
 
 namespace zlk {
 
+/// What is known of a file for its name.
 struct NameFields {
-    std::u16string path;              ///< the file's, below the device's root
-    std::u16string camera{};          ///< the device's name
-    unsigned counter = 1;             ///< of the run's files; those of one shot share it
-    std::optional<LocalTime> date{};  ///< none reads as `undated`
+    std::u16string path;      ///< of the file, below the device's root
+    std::u16string camera{};  ///< the device's name
+    unsigned counter = 1;     ///< of the run's shots, from 1 on; the files of one shot share it
+    std::optional<LocalTime> date{};  ///< when it was taken; none reads as `undated`
 };
 
 class NameTemplate {
   public:
-    /// Throws Failure (Usage) for one that can't be understood, leads out of the folder, or gives
-    /// no file a name.
+    /// Throws Failure (Usage) for a template that can't be understood, leads out of the folder, or
+    /// gives a file no name.
     explicit NameTemplate(const std::string& text);
 
-    /// Whether the files' dates have to be found out.
+    /// Whether it has a date field, so that the pictures' dates have to be found out.
     bool needsDate() const;
 
-    /// The file's place, relative, with `/` between its parts. Each part is safe and at most 220
-    /// bytes; a folder that comes out empty is left out.
+    /// The file's relative path, with `/` as separator. Each component is safe for the file system
+    /// and at most 220 bytes long; a folder that comes out empty is left out.
     std::string apply(const NameFields& fields) const;
 
   private:
+    /// A field, or a text between fields.
     struct Piece {
         enum class Kind { Text, Date, Name, Stem, Extension, Folder, Path, Camera, Counter };
         Kind kind;
-        std::string text;  ///< itself, or what stands behind the colon
+        std::string text;  ///< the text itself, or a field's format after the colon
     };
     struct Values;
 
@@ -46,7 +49,7 @@ class NameTemplate {
     std::vector<Piece> pieces_;
 };
 
-/// The templates that count where none is given.
+/// The templates that are used if the user gives none: with the device's folders, and without.
 inline constexpr char defaultTemplate[] = "{path}/{name}", flatTemplate[] = "{name}";
 
 }  // namespace zlk

@@ -20,16 +20,19 @@ std::u16string_view withoutExtension(std::u16string_view path) {
 std::vector<std::vector<std::size_t>> pairsOf(const std::vector<FileRecord>& files) {
     std::vector<std::u16string> paths;
     paths.reserve(files.size());
+    // Card file systems don't keep the case of names, so names are compared in upper case.
     for (const FileRecord& file : files) paths.push_back(upperCase(file.cameraPath));
 
-    // The first file of a name goes with the first files of its other extensions, the second one
-    // with the second ones.
+    // A camera may list the same name several times. Its first IMG_1.JPG then belongs to its first
+    // IMG_1.CR2, the second to the second, and so on.
     std::vector<std::vector<std::size_t>> groups;
     std::unordered_map<std::u16string_view, std::size_t> timesSeen;
     std::unordered_map<std::u16string_view, std::vector<std::size_t>> groupsOfStem;
     for (std::size_t i = 0; i < paths.size(); ++i) {
         const std::size_t occurrence = timesSeen[paths[i]]++;
         std::vector<std::size_t>& ofStem = groupsOfStem[withoutExtension(paths[i])];
+        // `occurrence` is at most the number of groups so far: an earlier file of this name has
+        // made one.
         if (occurrence == ofStem.size()) {
             ofStem.push_back(groups.size());
             groups.emplace_back();

@@ -1,5 +1,5 @@
 #pragma once
-// Files that belong to one shot: its RAW and its JPEG, and what else has their name.
+// Finds the files that belong to one shot: its RAW, its JPEG, and others of the same name.
 
 #include <cstddef>
 #include <vector>
@@ -8,10 +8,10 @@
 
 namespace zlk {
 
-/// Indices of the records, grouped by folder and name without extension, whatever the case; groups
-/// are in the order of their first records, and have theirs in the order of the list. No two of a
-/// group have one name: where a camera, whose folders the list doesn't show, has `IMG_1.JPG` and
-/// `IMG_1.CR2` twice, these are two groups.
+/// Groups the indices of the records by folder and name without extension, whatever the case.
+/// Groups are in the order of their first records, and indices in the order of the list. No two
+/// files of a group have the same name: a camera, whose folders the list doesn't show, may have
+/// `IMG_1.JPG` and `IMG_1.CR2` twice, and these make two groups.
 std::vector<std::vector<std::size_t>> pairsOf(const std::vector<FileRecord>& files);
 
 }  // namespace zlk

@@ -8,7 +8,7 @@ namespace {
 
 using namespace std::string_view_literals;
 
-/// An unsigned number; 0 where there are too few bytes.
+/// An unsigned number at a position; 0 if there are too few bytes, which callers take for "none".
 std::uint64_t numberIn(std::string_view bytes, std::size_t at, std::size_t width,
                        bool isBigEndian) {
     if (at > bytes.size() || bytes.size() - at < width) return 0;
@@ -19,13 +19,14 @@ std::uint64_t numberIn(std::string_view bytes, std::size_t at, std::size_t width
     return number;
 }
 
-/// The two directories of a TIFF or EXIF block in which dates are, read where they lie: libexif,
-/// which loads all of a block, takes seconds for one that was made to take long.
+/// The two directories of a TIFF or EXIF block that hold dates, read in place. libexif isn't used
+/// here: it loads the whole block, and takes seconds for a block that was crafted to be slow.
 class TiffBlock {
   public:
     explicit TiffBlock(std::string_view bytes) : bytes_(bytes) {}
 
-    /// RAW files of some makers have a number of their own behind the byte order.
+    /// Checks for the start of a TIFF block. RAW files of some makers have letters or numbers of
+    /// their own instead of 42 after the byte order.
     static bool isAt(std::string_view bytes) {
         constexpr std::string_view starts[] = {"II*\0"sv, "MM\0*"sv, "IIU\0"sv,
                                                "IIRO"sv,  "IIRS"sv,  "MMOR"sv};
@@ -40,9 +41,13 @@ class TiffBlock {
             original = 0x9003,
             digitized = 0x9004
         };
+        // Tag 0x8769 of the first directory points to the EXIF directory, which has the better
+        // dates.
         const std::size_t first = number(4, 4);
         const std::size_t entry = entryOf(first, exifDirectory);
         const std::size_t exif = entry == 0 ? 0 : number(entry + 8, 4);
+        // The best date comes first: when the shutter opened, then digitization, and only then the
+        // last change, which an editor may have set.
         for (const unsigned tag : {original, digitized, changed})
             for (const std::size_t directory : {exif, first})
                 if (const auto time = timeOf(directory, tag)) return time;
@@ -53,12 +58,13 @@ class TiffBlock {
     std::size_t number(std::size_t at, std::size_t width) const {
         return numberIn(bytes_, at, width, bytes_.front() == 'M');
     }
-    /// Where a directory has what is said of a tag; 0 if it says nothing.
+    /// The position of a tag's entry in a directory; 0 if the directory doesn't have it.
     std::size_t entryOf(std::size_t directory, unsigned tag) const {
         constexpr std::size_t entrySize = 12;
         if (directory == 0) return 0;
         const std::size_t count = number(directory, 2);
         std::size_t entry = directory + 2;
+        // The count comes from the file, so the end of the block bounds the loop as well.
         for (std::size_t i = 0; i < count && entry + entrySize <= bytes_.size(); ++i) {
             if (number(entry, 2) == tag) return entry;
             entry += entrySize;
@@ -68,6 +74,8 @@ class TiffBlock {
     std::optional<LocalTime> timeOf(std::size_t directory, unsigned tag) const {
         const std::size_t entry = entryOf(directory, tag);
         if (entry == 0) return std::nullopt;
+        // A date has 19 characters and doesn't fit into the entry, which holds its position
+        // instead.
         const std::size_t length = number(entry + 4, 4), at = number(entry + 8, 4);
         if (at > bytes_.size()) return std::nullopt;
         const auto time = localTimeIn(bytes_.substr(at, length));
@@ -77,7 +85,8 @@ class TiffBlock {
     std::string_view bytes_;
 };
 
-/// What follows the first `marker` that a TIFF block follows; empty if there is none.
+/// The TIFF block after the first `marker` that one follows; empty if there is none. The marker may
+/// also occur in picture data, so each occurrence is checked.
 std::string_view tiffBehind(std::string_view head, std::string_view marker) {
     for (std::size_t at = 0; (at = head.find(marker, at)) != head.npos;) {
         at += marker.size();
@@ -86,16 +95,18 @@ std::string_view tiffBehind(std::string_view head, std::string_view marker) {
     return {};
 }
 
-/// The file's TIFF block: itself, or what JPEG, HEIF and RAW files with other frames hold.
+/// The file's TIFF block: the file itself, or the block inside of JPEG, HEIF and RAW containers.
 std::string_view tiffIn(std::string_view head) {
     if (TiffBlock::isAt(head)) return head;
     const std::string_view exif = tiffBehind(head, "Exif\0\0"sv);
     const bool isIsoFile = head.size() > 4 && head.substr(4).starts_with("ftyp");
-    // RAW files of that kind have the EXIF directory in a box of its own, as a block's first one.
+    // RAW files in an ISO container have no `Exif` marker; the box CMT2 holds the EXIF directory as
+    // the first one of a TIFF block.
     return exif.empty() && isIsoFile ? tiffBehind(head, "CMT2") : exif;
 }
 
-/// When a video was begun, as the header of its movie box has it.
+/// When recording of a video began, by the header of its movie box. The box is found by its size,
+/// type and version, which are the same in all files, without walking the tree of boxes.
 std::optional<LocalTime> movieTime(std::string_view head) {
     struct Form {
         std::string_view start;  // size, type and version
@@ -106,6 +117,8 @@ std::optional<LocalTime> movieTime(std::string_view head) {
     for (const Form& form : forms) {
         const std::size_t at = head.find(form.start);
         if (at == head.npos) continue;
+        // QuickTime counts seconds since 1904. A value before 1970 wraps around here; isPlausible
+        // rejects it.
         constexpr std::uint64_t from1904To1970 = 2082844800;
         const std::uint64_t since1904 =
             numberIn(head, at + form.start.size() + flagBytes, form.timeBytes, true);

@@ -1,5 +1,5 @@
 #pragma once
-// When a picture was taken, as its file says.
+// Finds out when a picture or video was taken, from the first bytes of its file.
 
 #include <cstddef>
 #include <optional>
@@ -9,12 +9,12 @@
 
 namespace zlk {
 
-/// Bytes at the start of a file that are enough for all that is looked at.
+/// How many bytes from the start of a file pictureDate looks at, at most.
 inline constexpr std::size_t pictureHeadSize = 256 * 1024;
 
-/// `head`: the first bytes of a file, of any kind and from anybody. The time is the one where the
-/// picture was taken, whatever time zone that is in; a video's, which is in UTC, comes in this
-/// machine's. None where the file doesn't say.
+/// `head` holds the first bytes of a file of any kind, which may be malicious. The result is the
+/// local time at the place where the picture was taken; a video's time, which is stored in UTC, is
+/// converted to this machine's time zone. None if the file doesn't say.
 std::optional<LocalTime> pictureDate(std::span<const std::byte> head);
 
 }  // namespace zlk

@@ -1,5 +1,5 @@
 #pragma once
-// What a failed call of the operating system comes to.
+// Turns the errno of a failed system call into a Failure.
 
 #include <cerrno>
 #include <cstring>
@@ -9,7 +9,7 @@
 
 namespace zlk {
 
-/// `doing` completes "... failed", as in "Making the folder X".
+/// `doing` names what failed: it completes "... failed", as in "Making the folder X".
 [[noreturn]] inline void throwPosix(const std::string& doing, int error = errno) {
     throw Failure(ExitStatus::FileUnusable, doing + " failed: " + std::strerror(error) + ".");
 }

@@ -1,18 +1,18 @@
 #pragma once
-// The proof of a copy: what its disk gives back has the sum of what the device gave.
+// Proves a copy: it is read back from its disk, and must have the sum of what the device gave.
 
 #include "tools/zlkcam/ContentSum.h"
 
 namespace zlk {
 
 struct Proof {
-    /// False where the file is in memory or on another computer: its bytes may have come from
-    /// anywhere.
+    /// False for a file in memory or on another computer, where a cache may have given the bytes,
+    /// so that nothing is known of the medium.
     bool isFromMedium = false;
 };
 
-/// Reads back an open file that was flushed. Throws Failure: FileUnusable where it can't be read,
-/// NotVerified where it has other bytes, and Stopped where a stop is wished.
+/// Reads back an open file, which has to be flushed before, and compares its sum. Throws Failure:
+/// FileUnusable if it can't be read, NotVerified if it has other bytes, Stopped after a stop.
 Proof prove(int file, const ContentSum& sum);
 
 }  // namespace zlk

@@ -11,7 +11,8 @@
 namespace zlk {
 namespace {
 
-/// Names of one picture may differ in case: the file systems of cards don't keep it.
+/// The key under which earlier runs' records are found: name without folder, and size. Letters
+/// become upper case, because the file systems of cards don't keep the case of names.
 std::string takenKey(std::string_view path, std::uint64_t size) {
     std::string key(path.substr(path.find_last_of("/\\") + 1));
     for (char& byte : key)
@@ -27,6 +28,7 @@ Recorder::Recorder(Destination& destination, std::u16string device, std::u16stri
       device_(std::move(device)),
       root_(std::move(root)),
       options_(options) {
+    // A rehearsal may run for a folder that doesn't exist yet; nothing can be known of it.
     if (destination_.isMissing()) return;
     takeOver();
     if (options_.form != RecordForm::None || options_.onlyNew)
@@ -39,6 +41,8 @@ std::string Recorder::sourceOf(const FileRecord& record) const {
 }
 
 void Recorder::takeOver() {
+    // The lines of killed runs are copied into this run's journal before their folders are removed,
+    // so that they survive if this run is killed, too. A rehearsal keeps the folders.
     RunFolder::sweep(destination_.folder(), [this](int folder) {
         for (const JournalEntry& entry : Journal::read(folder)) takeOver(entry);
         return !options_.isRehearsal;
@@ -48,7 +52,7 @@ void Recorder::takeOver() {
 void Recorder::takeOver(const JournalEntry& entry) {
     if (!options_.isRehearsal) addToJournal(entry);
     const auto [first, last] = unfinished_.equal_range(entry.source);
-    // A copy that was proved once more has a second line.
+    // A journal has a second line for a copy that was proved again; the newer one counts.
     const auto known = std::find_if(
         first, last, [&](const auto& each) { return each.second.entry.file == entry.file; });
     if (known == last)
@@ -59,6 +63,7 @@ void Recorder::takeOver(const JournalEntry& entry) {
 
 void Recorder::listTaken() {
     for (const HashRecord& record : history_.records())
+        // Without size and time a record can't be recognised as one of the device's files.
         if (record.size && record.modified)
             taken_.emplace(
                 takenKey(record.source.empty() ? record.path : record.source, *record.size),
@@ -78,19 +83,23 @@ std::optional<KnownCopy> Recorder::find(const FileRecord& record, const std::str
     try {
         state = SourceState::of(record);
     } catch (const Failure&) {
-        return std::nullopt;  // that is told when it is to be copied
+        return std::nullopt;  // the failure is reported when the file is copied
     }
+    // A file without a time could be any file of its name, and is copied again.
     if (state.modified < 0) return std::nullopt;
+    // A killed run's copy is surer than one known by its name: its sum is known.
     if (auto known = findUnfinished(source, state)) return known;
     if (!options_.onlyNew) return std::nullopt;
     std::string file = destination_.findSame(wanted, state.size, state.modified);
     if (!file.empty()) {
-        // What was recorded of it stands for this file, too, and for no other one.
+        // The file may also stand in an earlier manifest. Counting it keeps findTaken from using
+        // that record for a second file of the device.
         counted_.insert(file);
     } else {
         file = findTaken(source, state);
     }
     if (file.empty()) return std::nullopt;
+    // The user may have moved the copy since; with --new it isn't copied again all the same.
     const bool isGone = !isThere(file, state.size);
     return KnownCopy{std::move(file), isGone};
 }
@@ -102,6 +111,7 @@ std::optional<KnownCopy> Recorder::findUnfinished(const std::string& source,
         UnfinishedCopy& copy = each->second;
         const JournalEntry& entry = copy.entry;
         if (copy.isCounted || entry.size != state.size ||
+            // Also checks the size of the copy, as a power cut may have truncated it.
             !isSameTime(entry.modified, state.modified) || !isThere(entry.file, entry.size))
             continue;
         copy.isCounted = true;
@@ -133,7 +143,7 @@ void Recorder::addToJournal(const JournalEntry& entry) {
         }
         journal_->add(entry);
     } catch (const Failure&) {
-        return;  // the next run begins anew, which takes longer
+        return;  // without a journal, a killed run would only lose time
     }
 }
 
@@ -143,6 +153,8 @@ HashRecord Recorder::recordOf(const JournalEntry& entry) const {
     record.sums.emplace_back(entry.sum);
     if (const auto sha256 = Digest::parse(DigestKind::Sha256, entry.sha256))
         record.sums.push_back(*sha256);
+    // An earlier manifest may know the file under this name. The comparison makes this record a
+    // verification of it, successful or not.
     const HashRecord* const before = history_.find(entry.file);
     const Digest* const sum = before ? before->sum(DigestKind::Xxh128) : nullptr;
     if (sum) record.action = *sum == record.sums[0] ? HashAction::Verified : HashAction::Failed;
@@ -161,6 +173,8 @@ std::vector<HashRecord> Recorder::records(const std::vector<UnloadedFile>& files
             {sourceOf(*file.record), copy.file, file.size, file.modified, *file.sum, file.sha256}));
         if (!unfinished_.empty()) recorded.insert(copy.file);
     }
+    // What killed runs have copied and this run didn't meet on the device, because the card is
+    // another one, is recorded now, as its journal is going to be removed.
     for (const auto& [source, copy] : unfinished_)
         if (!recorded.contains(copy.entry.file) && isThere(copy.entry.file, copy.entry.size))
             records.push_back(recordOf(copy.entry));
@@ -177,7 +191,8 @@ std::string Recorder::write(const std::vector<UnloadedFile>& files, std::size_t 
                        : writeSums(folder, generation,
                                    options_.sha256 ? DigestKind::Sha256 : DigestKind::Xxh128);
     }
-    // Until here the next run would have needed it.
+    // The journal is only given up here: if writing the manifest had failed, the next run would
+    // have needed it.
     if (journal_) destination_.keepRunFolder(false);
     return manifest;
 }

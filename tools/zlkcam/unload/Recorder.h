@@ -1,7 +1,7 @@
 #pragma once
-// What a destination knows of the files that were taken from devices: the manifests of earlier
-// runs, what a run that was killed had come to, and what this one does. It writes this run's
-// manifest, and until then a journal, by which the next run goes on where a killed one stopped.
+// What a destination knows of the files that were taken from devices: from the manifests of earlier
+// runs, the journals of killed runs, and this run. It writes this run's manifest at the end. Until
+// then it keeps a journal, from which the next run continues if this one is killed.
 
 #include <cstdint>
 #include <optional>
@@ -18,15 +18,17 @@
 
 namespace zlk {
 
+/// An ASC media hash list, a file of sums for `xxhsum -c` or `sha256sum -c`, or no record.
 enum class RecordForm { MediaHashList, Sums, None };
 
-/// A copy that is there already.
+/// A copy of a file of the device that a destination has already.
 struct KnownCopy {
     std::string file;     ///< below the destination
     bool isGone = false;  ///< it was there: somebody has moved, renamed or deleted it since
-    /// Of a run that didn't come to its end, which read the file from the device and flushed the
-    /// copy. Others are known by name, size and time only.
+    /// Only for a copy of a killed run, which had read the file from the device and flushed the
+    /// copy. Other copies are only known by name, size and time, and have no sum here.
     std::optional<ContentSum> sum{};
+    /// Hexadecimal digits; empty if it wasn't made.
     std::string sha256{};
 };
 
@@ -34,46 +36,49 @@ class Recorder {
   public:
     struct Options {
         RecordForm form = RecordForm::MediaHashList;
-        bool onlyNew = false;      ///< what earlier runs took counts as known
-        bool sha256 = false;       ///< that sum counts, too
+        bool onlyNew = false;      ///< copies of all earlier runs count as known
+        bool sha256 = false;       ///< the record has that sum, too
         bool isRehearsal = false;  ///< nothing is changed in the folder
     };
-    /// Takes over what killed runs have left in the folder. `device` is its name for people, `root`
-    /// how it is reached. Throws Failure (FileUnusable).
+    /// Takes over the journals of killed runs in the folder. `device` is the device's name for
+    /// people, `root` the path of its root. `destination` stays the caller's and outlives this.
+    /// Throws Failure (FileUnusable).
     Recorder(Destination& destination, std::u16string device, std::u16string root,
              const Options& options);
 
-    /// The copy of a file of the device, which would lie at `wanted`; each copy stands for one file
-    /// only.
+    /// Finds the copy of a file of the device, which would otherwise be copied to `wanted`. Each
+    /// copy is returned for one file only. Called before copying begins, by one thread.
     std::optional<KnownCopy> find(const FileRecord& record, const std::string& wanted);
-    /// Whether it may find any.
+    /// False if `find` would return none for any file.
     bool knowsAny() const { return options_.onlyNew || !unfinished_.empty(); }
 
-    /// Notes down in the journal that a copy is whole, on the disk and has its name.
+    /// Adds a copy to the journal that is whole, on the disk, and has its name.
     void note(const UnloadedFile& file, const std::string& placed);
 
-    /// Writes the manifest of all that `files` have come to at destination `index`, and gives its
-    /// path below the folder, empty if there is nothing to record. Throws Failure (FileUnusable);
-    /// the journal stays then.
+    /// Writes the manifest of what `files` have come to at the destination with this index. Returns
+    /// its path below the folder, empty if there is nothing to record. Throws Failure
+    /// (FileUnusable) and keeps the journal then.
     std::string write(const std::vector<UnloadedFile>& files, std::size_t index);
 
-    /// Manifests that can't be used.
+    /// The earlier manifests that couldn't be used.
     const std::vector<FolderHistory::Trouble>& troubles() const { return history_.troubles(); }
 
   private:
     struct UnfinishedCopy {
         JournalEntry entry;
-        bool isCounted = false;  // stands for a file of the device
+        bool isCounted = false;  // it already stands for a file of the device
     };
-    /// Copies of killed runs, by their paths on the device, which aren't unique on a camera.
+    /// Copies of killed runs by the paths of their originals, which aren't unique on a camera.
     using Unfinished = std::unordered_multimap<std::string, UnfinishedCopy>;
-    /// Records of earlier runs, by name and size.
+    /// Records of earlier runs by takenKey; they point into `history_`.
     using Taken = std::unordered_multimap<std::string, const HashRecord*>;
 
+    /// The path of a file below the device's root, as journals and manifests have it.
     std::string sourceOf(const FileRecord& record) const;
     void takeOver();
     void takeOver(const JournalEntry& entry);
     void listTaken();
+    /// Whether the destination has a file of this size there.
     bool isThere(const std::string& file, std::uint64_t size);
     void addToJournal(const JournalEntry& entry);
     std::optional<KnownCopy> findUnfinished(const std::string& source, const SourceState& state);
@@ -87,7 +92,9 @@ class Recorder {
     FolderHistory history_;
     Unfinished unfinished_;
     Taken taken_;
-    std::unordered_set<std::string> counted_;  // copies that stand for a file of the device
+    // Copies in earlier manifests that already stand for a file of the device.
+    std::unordered_set<std::string> counted_;
+    // Begun with the first copy, so that a run that copies nothing leaves no folder behind.
     std::optional<Journal> journal_;
 };
 

@@ -12,6 +12,8 @@ Remover::Remover(const PhotoSession& session, const CardSurvey& survey,
                  const UnloadOptions& options)
     : session_(session), survey_(survey), options_(options) {}
 
+/// Everything has to be certain: all copies proved, the original read in this run and not taken
+/// from a journal, its bytes really delivered, and its folder readable to its end.
 bool Remover::mayBeDeleted(const UnloadedFile& file) const {
     return file.isProved() && file.wasRead && isDelivered(*file.record, file.size) &&
            (file.verified || !options_.verify) && !survey_.isUncertain(file.record->id);
@@ -19,6 +21,8 @@ bool Remover::mayBeDeleted(const UnloadedFile& file) const {
 
 void Remover::requireUnchanged(const UnloadedFile& file, const Listed* listed) const {
     const SourceState now = SourceState::of(*file.record);
+    // The components may answer from the device's current list, so a changed entry shows there even
+    // if size and time are the same.
     bool isSame = now.size == file.size && now.modified == file.modified;
     if (listed) {
         const auto record = listed->find(file.record->id);
@@ -34,7 +38,8 @@ std::optional<Failure> Remover::remove(std::vector<UnloadedFile>& files) const {
         std::ranges::find_if(files, [this](const auto& file) { return mayBeDeleted(file); });
     if (first == files.end()) return std::nullopt;
     if (StopFlag::raised()) return stoppedUnloading();
-    // A camera may have given a handle to another picture.
+    // Ids of a volume are paths. A camera's ids are handles, which it may have reused for other
+    // pictures meanwhile, so its list is read again and compared.
     const bool byHandle = !isOnVolume(*first->record);
     Listed listed;
     try {
@@ -45,6 +50,7 @@ std::optional<Failure> Remover::remove(std::vector<UnloadedFile>& files) const {
     }
     for (auto file = first; file != files.end(); ++file) {
         if (!mayBeDeleted(*file)) continue;
+        // After a stop nothing more is deleted, even if it was planned.
         if (StopFlag::raised()) return stoppedUnloading();
         try {
             requireUnchanged(*file, byHandle ? &listed : nullptr);
@@ -52,6 +58,7 @@ std::optional<Failure> Remover::remove(std::vector<UnloadedFile>& files) const {
             file->deleted = true;
         } catch (const Failure& failure) {
             file->failure = std::make_unique<const Failure>(failure);
+            // A file that can't be deleted doesn't keep the others, unless the device is gone.
             if (auto end = session_.endOf(failure)) return end;
         }
     }

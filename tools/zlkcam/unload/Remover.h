@@ -1,5 +1,5 @@
 #pragma once
-// Deletes from the device what was copied, but nothing of which the least is uncertain.
+// Deletes the copied files from the device, but none about which anything is uncertain.
 
 #include <optional>
 #include <string>
@@ -14,17 +14,21 @@ namespace zlk {
 
 class Remover {
   public:
-    /// `survey` tells folders that couldn't be read to their ends, of which nothing is deleted.
+    /// `survey` knows the folders that couldn't be read to their ends; nothing in them is deleted.
+    /// Both references stay the caller's.
     Remover(const PhotoSession& session, const CardSurvey& survey, const UnloadOptions& options);
 
-    /// Deletes what was proved at every destination and hasn't changed since, and nothing after a
-    /// stop. What ended it, if anything did.
+    /// Deletes the files that are proved at every destination and haven't changed since, and
+    /// nothing after a stop. Sets `deleted` or `failure` of each. Returns what ended it early, if
+    /// anything did.
     std::optional<Failure> remove(std::vector<UnloadedFile>& files) const;
 
   private:
+    /// The camera's list as it is now, by id.
     using Listed = std::unordered_map<std::u16string, FileRecord>;
 
     bool mayBeDeleted(const UnloadedFile& file) const;
+    /// Throws Failure if the file is another one than was copied; `listed` is null for a volume.
     void requireUnchanged(const UnloadedFile& file, const Listed* listed) const;
 
     const PhotoSession& session_;

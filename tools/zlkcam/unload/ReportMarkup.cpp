@@ -18,16 +18,19 @@ namespace {
 
 using Files = std::vector<UnloadedFile>;
 
-/// An element that holds a text of whatever origin; its direction must not turn what is around it.
+/// An element with a text from anywhere. `dir="auto"` keeps a text in a right-to-left script from
+/// turning the text around it.
 std::string element(const std::string& name, const std::string& kind, std::string_view text) {
     return '<' + name + (kind.empty() ? "" : " class=\"" + kind + '"') + " dir=\"auto\">" +
            htmlText(text) + "</" + name + ">\n";
 }
 
+/// One name and value of the list of facts.
 std::string fact(const char* name, std::string_view text) {
     return "<div>" + element("dt", "", name) + element("dd", "", text) + "</div>\n";
 }
 
+/// A section with a heading; nothing if it has no content.
 std::string section(const char* title, const std::string& content) {
     return content.empty() ? ""
                            : "<section>\n" + element("h2", "", title) + content + "</section>\n";
@@ -40,7 +43,7 @@ std::string formatted(const char* format, Numbers... numbers) {
     return text.data();
 }
 
-/// As the clock on the wall showed it; empty for a moment that has no such time.
+/// Local date and time in words; empty for a moment out of range.
 std::string localText(std::int64_t seconds) {
     const std::optional<LocalTime> time = localTimeOf(seconds);
     return time ? formatted("%04d-%02d-%02d %02d:%02d:%02d", time->year, time->month, time->day,
@@ -59,14 +62,14 @@ std::string countText(std::size_t files, std::uint64_t bytes) {
     return filesText(files) + ", " + sizeText(bytes);
 }
 
-/// Its path on the device in the form in which copies have it.
+/// The path on the device, written like the paths of copies, so that the two can be compared.
 std::string devicePath(const FileRecord& record) {
     std::string path = utf8Text(record.cameraPath);
     std::ranges::replace(path, '\\', '/');
     return path.starts_with('/') ? path.substr(1) : path;
 }
 
-/// In the place of a picture: what its name says that it is.
+/// What stands in for a picture that has no thumbnail: the extension of its name.
 std::string boxOf(std::u16string_view name) {
     constexpr std::size_t longest = 6;
     std::u16string_view extension = name.substr(extensionOf(name));
@@ -102,7 +105,8 @@ std::string ReportMarkup::head(DWORD milliseconds) const {
            "<html xmlns=\"http://www.w3.org/1999/xhtml\" lang=\"en\">\n<head>\n"
            "<meta charset=\"utf-8\"/>\n"
            "<meta name=\"viewport\" content=\"width=device-width, initial-scale=1\"/>\n"
-           // A name can't make the page load anything, even if it were taken for markup.
+           // Even if the escaping had a hole, this policy would keep the page from loading anything
+           // or running a script.
            "<meta http-equiv=\"Content-Security-Policy\" content=\"default-src 'none'; img-src "
            "data:; style-src 'unsafe-inline'\"/>\n"
            "<title>" +
@@ -115,6 +119,7 @@ std::string ReportMarkup::head(DWORD milliseconds) const {
 std::string ReportMarkup::verdict() const {
     const Files& files = unloader_.files();
     const std::size_t amiss = countOf(files, isAmiss);
+    // The worst comes first, so that nobody reads "copied" above a failure.
     if (amiss)
         return element("p", "verdict bad",
                        std::to_string(amiss) + " of " + filesText(files.size()) + " not copied" +
@@ -134,6 +139,7 @@ std::string ReportMarkup::facts(DWORD milliseconds) const {
     const Files& files = unloader_.files();
     const auto isCopied = [](const auto& file) { return file.outcome() == Outcome::Copied; };
     const auto always = [](const auto&) { return true; };
+    // Without the zone, which the name of the fact has.
     std::string utc = dateTimeText(begun_).substr(0, 19);
     std::ranges::replace(utc, 'T', ' ');
     std::string text =
@@ -190,12 +196,14 @@ std::string ReportMarkup::destinations() const {
 }
 
 std::string ReportMarkup::placesOf(const UnloadedFile& file) const {
+    // Mostly all copies have the same place below their folders; the set shows it once.
     std::set<std::string> places;
     for (const CopyResult& copy : file.copies)
         if (!copy.file.empty()) places.insert(copy.file);
     std::string text;
     for (const std::string& place : places) text += element("p", "place", place);
     const std::string source = devicePath(*file.record);
+    // The path on the device is only shown if the copies have been renamed.
     if (!places.contains(source)) text += element("p", "place", "on the device: " + source);
     return text;
 }
@@ -206,8 +214,9 @@ std::string ReportMarkup::reasonsOf(const UnloadedFile& file) const {
     for (std::size_t i = 0; i < file.copies.size(); ++i) {
         const CopyResult& copy = file.copies[i];
         const std::string folder = targets_[i].destination->shown("");
-        if (copy.failure)
-            reasons += element("p", "reason", folder + ": " + copy.failure->what());
+        if (copy.failure) reasons += element("p", "reason", folder + ": " + copy.failure->what());
+        // "Not there" is only said if another folder has the file; else the last line says it for
+        // all.
         else if (copy.outcome == Outcome::NotReached && file.isAnywhere())
             reasons += element("p", "reason", folder + ": it isn't there.");
         if (copy.isGone)

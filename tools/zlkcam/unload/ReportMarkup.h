@@ -1,5 +1,5 @@
 #pragma once
-// The pieces of which the page of a report is made.
+// Builds the pieces of HTML from which the page of a report is made; HtmlReport writes them.
 
 #include <cstdint>
 #include <optional>
@@ -14,32 +14,37 @@
 
 namespace zlk {
 
-/// Whether something went wrong with a file, or it wasn't reached.
+/// Whether something went wrong with a file, or the run ended before it.
 bool isAmiss(const UnloadedFile& file);
 
 class ReportMarkup {
   public:
-    /// All stay the caller's. The run begins here.
+    /// All references stay the caller's. The run's time begins here.
     ReportMarkup(const Device& device, const UnloadPlan& plan, const CardSurvey& survey,
                  const Unloader& unloader, const std::vector<Target>& targets)
         : device_(device), plan_(plan), survey_(survey), unloader_(unloader), targets_(targets) {}
 
-    /// Seconds since 1970 UTC.
+    /// When the run began, in seconds since 1970 UTC.
     std::int64_t begun() const { return begun_; }
 
-    /// All that is known when the files are done with, after so long.
+    /// The page up to its pictures: verdict, troubles, facts and folders. `milliseconds` is how
+    /// long the run took.
     std::string head(DWORD milliseconds) const;
-    /// One of them; `thumbnail` is a JPEG picture, or empty.
+    /// The figure of one file; `thumbnail` is a JPEG picture, or empty.
     std::string file(const UnloadedFile& file, const std::string& thumbnail) const;
-    /// With the number of thumbnails where there were too many.
+    /// The end of the page. `thumbnails` is how many are shown, if not all could be.
     std::string foot(std::optional<std::size_t> thumbnails) const;
 
   private:
+    /// The sentence that says whether all went well.
     std::string verdict() const;
+    /// Device, times and counts.
     std::string facts(DWORD milliseconds) const;
     std::string troubles() const;
     std::string destinations() const;
+    /// Where the copies of a file lie.
     std::string placesOf(const UnloadedFile& file) const;
+    /// Why a file is missing somewhere.
     std::string reasonsOf(const UnloadedFile& file) const;
 
     const Device& device_;

@@ -1,5 +1,5 @@
 #pragma once
-// How the page of a report looks: on a screen, on a phone, by day and night, and on paper.
+// The style sheet of a report's page, for screens, phones, light and dark themes, and paper.
 
 namespace zlk {
 

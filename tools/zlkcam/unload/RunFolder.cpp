@@ -22,9 +22,11 @@ namespace {
 
 constexpr std::string_view copyEnding = ".part";
 
+/// The names in a folder; empty if it can't be read. No caller minds: it only means that leftovers
+/// stay for a later run.
 std::vector<std::string> namesIn(int folder) {
     std::vector<std::string> names;
-    // The walk has its own descriptor and its own position.
+    // A descriptor of its own, because readdir moves the position, which a dup would share.
     const int again = ::openat(folder, ".", O_RDONLY | O_DIRECTORY | O_CLOEXEC);
     DIR* const walk = again < 0 ? nullptr : ::fdopendir(again);
     if (!walk) {
@@ -40,15 +42,18 @@ void removeFrom(int folder, std::string_view ending) noexcept try {
     for (const std::string& name : namesIn(folder))
         if (name.ends_with(ending)) ::unlinkat(folder, name.c_str(), 0);
 } catch (const std::bad_alloc&) {
-    return;  // a later run takes it away
+    return;  // the files stay, and a later run removes them
 }
 
+/// O_NOFOLLOW: a link of this name would let somebody have us work in another folder.
 Descriptor openBelow(int parent, const std::string& name) {
     return Descriptor(
         ::openat(parent, name.c_str(), O_RDONLY | O_DIRECTORY | O_NOFOLLOW | O_CLOEXEC));
 }
 
-/// Locks of other computers aren't seen everywhere, so that there only its age tells a leftover.
+/// Whether the run of a folder is dead. A live run holds the lock; this takes it, and `folder`
+/// keeps it until it is closed. Locks of other computers aren't visible on every network file
+/// system, so that there the folder must also be a day old.
 bool isLeftover(int folder) {
     constexpr std::time_t day = 24 * 3600;
     struct stat status {};
@@ -60,8 +65,10 @@ bool isSame(const struct stat& a, const struct stat& b) {
     return a.st_dev == b.st_dev && a.st_ino == b.st_ino;
 }
 
-/// For file systems that don't know the flag by which a move replaces nothing. Two runs wait for
-/// each other; a foreign program that makes the name in between would lose its file.
+/// Moves without replacing, on file systems that don't support RENAME_NOREPLACE. A hard link fails
+/// if the name is taken. Without hard links (FAT) the only way is to look before the move: a lock
+/// makes two runs of ours wait for each other, but a file that a foreign program creates in between
+/// would be lost.
 bool moveByLooking(int from, const std::string& name, int to, const std::string& newName) {
     if (::linkat(from, name.c_str(), to, newName.c_str(), 0) == 0)
         return ::unlinkat(from, name.c_str(), 0) == 0;
@@ -102,6 +109,7 @@ std::string HiddenCopy::path() const {
 bool HiddenCopy::moveTo(int folder, const std::string& name) {
     bool isMoved =
         ::renameat2(home_->folder(), name_.c_str(), folder, name.c_str(), RENAME_NOREPLACE) == 0;
+    // These errors mean that the file system doesn't know the flag, not that the move failed.
     if (!isMoved && (errno == EINVAL || errno == ENOSYS || errno == ENOTSUP))
         isMoved = moveByLooking(home_->folder(), name_, folder, name);
     if (isMoved) name_.clear();
@@ -119,7 +127,8 @@ std::optional<bool> HiddenCopy::isAt(int folder, const std::string& name) const 
 
 RunFolder::RunFolder(int parent, const std::string& shown)
     : parent_(::openat(parent, ".", O_RDONLY | O_DIRECTORY | O_CLOEXEC)), shown_(shown) {
-    // Another run may take it for a leftover before it is locked.
+    // Between creation and locking another run may take the folder for a leftover and remove it.
+    // Three attempts are enough unless something else is wrong.
     for (int attempts = 3; attempts > 0 && parent_; --attempts)
         if (tryToMake(parent_.get())) return;
     throwPosix("Making a folder in " + shown_);
@@ -131,10 +140,12 @@ bool RunFolder::tryToMake(int parent) {
     folder_ = openBelow(parent, name_);
     struct stat own {
     }, there{};
+    // The comparison shows that the name still leads to the folder that was locked.
     if (!folder_ || ::flock(folder_.get(), LOCK_EX | LOCK_NB) != 0 ||
         ::fstat(folder_.get(), &own) != 0 ||
         ::fstatat(parent, name_.c_str(), &there, AT_SYMLINK_NOFOLLOW) != 0 || !isSame(own, there)) {
         const int reason = errno;
+        // The name may be another's by now, but only an empty folder is removed.
         ::unlinkat(parent, name_.c_str(), AT_REMOVEDIR);
         errno = reason;
         return false;
@@ -152,6 +163,7 @@ void RunFolder::finish() const noexcept {
     ::unlinkat(parent_.get(), name_.c_str(), AT_REMOVEDIR);
 }
 
+/// The journal in the folder has another ending and stays.
 void RunFolder::removeCopies() const noexcept {
     removeFrom(folder_.get(), copyEnding);
 }
@@ -167,6 +179,8 @@ HiddenCopy RunFolder::make(std::string_view name) {
 
 void RunFolder::sweep(int parent, const std::function<bool(int folder)>& taken) {
     for (const std::string& name : namesIn(parent)) {
+        // isLeftover leaves the lock held until `folder` is closed, so two runs can't sweep one
+        // folder.
         if (!isRunName(name)) continue;
         const Descriptor folder = openBelow(parent, name);
         if (!folder || !isLeftover(folder.get()) || !taken(folder.get())) continue;

@@ -1,9 +1,9 @@
 #pragma once
 // The private folder of a run, `.zlkcam-<run>`, in which files lie until they are whole.
 //
-// Nobody else may look into it, and all in it is reached by its descriptor, so that nobody can
-// exchange a file that is being written for a link to another one. It is locked while its run
-// lives, which tells the leftovers of killed runs from what is in use.
+// Only its owner may look into it, and everything in it is reached through its descriptor, so that
+// nobody can exchange a file that is being written for a link to another one. It is locked as long
+// as its run lives, which tells the leftovers of killed runs from folders in use.
 
 #include <cstddef>
 #include <functional>
@@ -18,20 +18,22 @@ namespace zlk {
 
 class RunFolder;
 
-/// A file that isn't whole yet, open for reading and writing. It goes with its owner, unless it
-/// has got its own name.
+/// A file that isn't whole yet, open for reading and writing. It is deleted with its owner unless
+/// it was moved to its own name. It refers to its RunFolder, which has to outlive it.
 class HiddenCopy {
   public:
     HiddenCopy(HiddenCopy&& other) noexcept;
     HiddenCopy& operator=(HiddenCopy&& other) noexcept;
     ~HiddenCopy();
 
+    /// The descriptor stays this object's.
     int file() const { return file_.get(); }
-    /// To open it by, also for a component, as long as this lives.
+    /// A path by which others can open it, such as a component; valid as long as this lives.
     std::string path() const;
-    /// Moves it to a name that nothing has yet; false with errno (EEXIST).
+    /// Moves it to a name that isn't taken, in an open folder of the same file system. False with
+    /// errno: EEXIST if the name is taken, EXDEV for another file system.
     bool moveTo(int folder, const std::string& name);
-    /// Whether a name leads to it; none with errno where that can't be found out.
+    /// Whether a name leads to this file; none with errno if that can't be found out.
     std::optional<bool> isAt(int folder, const std::string& name) const;
 
   private:
@@ -39,32 +41,33 @@ class HiddenCopy {
     HiddenCopy(const RunFolder& home, std::string name, Descriptor file);
 
     const RunFolder* home_;
+    // Empty once it was moved, so that the destructor leaves it.
     std::string name_;
     Descriptor file_;
 };
 
 class RunFolder {
   public:
-    /// Makes it in a folder, or throws Failure (FileUnusable). `shown` is that folder's name for
-    /// people.
+    /// Creates and locks the folder in an open folder `parent`, whose name for messages is `shown`.
+    /// Throws Failure (FileUnusable).
     RunFolder(int parent, const std::string& shown);
     ~RunFolder();
     RunFolder(const RunFolder&) = delete;
     RunFolder& operator=(const RunFolder&) = delete;
 
     int folder() const { return folder_.get(); }
-    /// A new file; `name` is there for people who look for the leftovers of a killed run. Throws
-    /// Failure (FileUnusable).
+    /// Creates a file. `name` becomes a part of its hidden name, for people who look at what a
+    /// killed run left. Throws Failure (FileUnusable).
     HiddenCopy make(std::string_view name);
-    /// Takes away the files that aren't whole, as far as it can.
+    /// Deletes the unfinished files, as far as that is possible.
     void removeCopies() const noexcept;
-    /// Takes it away, with all that lies in it, unless it is kept.
+    /// Deletes the folder with all that lies in it, unless it is kept.
     void finish() const noexcept;
-    /// Whether it stays when this goes, for a later run.
+    /// Whether the folder stays for a later run when this object is destroyed.
     void keep(bool isKept) { isKept_ = isKept; }
 
-    /// Hands out the folders of killed runs below `parent`, one by one and locked, and removes each
-    /// for which `taken` gives true.
+    /// Calls `taken` for each folder of a killed run in `parent`, with a descriptor of the locked
+    /// folder, and deletes the folder if `taken` returns true.
     static void sweep(int parent, const std::function<bool(int folder)>& taken);
 
   private:
@@ -75,6 +78,7 @@ class RunFolder {
     std::string name_;
     Descriptor folder_;
     bool isKept_ = false;
+    // Counts the files, to give each a name of its own.
     unsigned made_ = 0;
 };
 

@@ -7,28 +7,32 @@
 namespace zlk {
 namespace {
 
-// What a file system takes, less the longest of our prefixes and suffixes.
+// Linux file systems take 255 bytes; the rest is room for ` (n)`, `.part` and a number in front.
 constexpr std::size_t maxNameBytes = 255 - 35;
+// Longer "extensions" are taken for a part of the name.
 constexpr std::size_t maxExtensionBytes = 16;
 
 constexpr WCHAR replacement = u'_';
 
+/// The slashes separate folders here or on a card, and can't be in a name.
 WCHAR safeUnit(WCHAR unit) {
     return unit == u'/' || unit == u'\\' ? replacement : harmlessUnit(unit, replacement);
 }
 
+/// A dot in the first place hides a file and begins no extension.
 template <class Text>
 std::size_t extensionIn(Text name) {
     const std::size_t dot = name.rfind('.');
     return dot == Text::npos || dot == 0 ? name.size() : dot;
 }
 
-/// Cuts a name, in front of its extension, to what a file system takes.
+/// Cuts a name to the allowed length, before its extension, so that the kind of file stays known.
 void shorten(std::string& name) {
     if (name.size() <= maxNameBytes) return;
     std::size_t dot = extensionOf(name);
     if (name.size() - dot > maxExtensionBytes) dot = name.size();
     std::size_t cut = maxNameBytes - (name.size() - dot);
+    // A character of UTF-8 must not be cut in two; its later bytes have the form 10xxxxxx.
     const auto isInsideOfCharacter = [&] { return (name[cut] & 0xC0) == 0x80; };
     while (isInsideOfCharacter()) --cut;
     name.erase(cut, dot - cut);
@@ -37,11 +41,12 @@ void shorten(std::string& name) {
 }  // namespace
 
 WCHAR harmlessUnit(WCHAR unit, WCHAR instead) {
-    // A byte of a name that isn't UTF-8: most likely of the code page that cameras use.
+    // The platform stores a byte that isn't UTF-8 as a unit from U+F000 on. From 0xA0 on it was
+    // most likely Latin-1, which cameras use.
     if (unit >= 0xF0A0 && unit <= 0xF0FF) return static_cast<WCHAR>(unit - 0xF000);
     const bool control = unit < 0x20 || (unit >= 0x7F && unit < 0xA0);
     const bool masked = unit >= 0xF001 && unit < 0xF0A0;
-    // Marks that turn the direction of what is read make `gpj.exe` of `exe.jpg`.
+    // Direction marks make `exe.jpg` look like `gpj.exe`, and the other way round.
     const bool direction = (unit >= 0x202A && unit <= 0x202E) || (unit >= 0x2066 && unit <= 0x2069);
     return control || masked || direction ? instead : unit;
 }
@@ -49,6 +54,7 @@ WCHAR harmlessUnit(WCHAR unit, WCHAR instead) {
 std::string safeName(std::u16string_view name) {
     std::u16string safe(name.empty() ? std::u16string_view(&replacement, 1) : name);
     std::transform(safe.begin(), safe.end(), safe.begin(), safeUnit);
+    // A name with a dot in front would be hidden.
     if (safe.front() == u'.') safe.front() = replacement;
     std::string text = utf8Text(safe);
     shorten(text);
@@ -63,7 +69,8 @@ std::vector<std::string> safePath(std::u16string_view devicePath) {
         if (end > 0) parts.push_back(safeName(devicePath.substr(0, end)));
         devicePath.remove_prefix(std::min(end + 1, devicePath.size()));
     }
-    // A camera's picture without a name must not take that of its folder.
+    // A path that ends in a slash has a folder but no name. The file gets `_`, and not the folder's
+    // name.
     if (parts.empty() || (parts.size() == 1 && endsInSlash)) parts.push_back(safeName({}));
     return parts;
 }

@@ -12,10 +12,11 @@ namespace {
 
 using Clock = std::chrono::steady_clock;
 
-// So long a file waits for others that could be flushed with it.
+// How long a file waits for others that can be flushed together with it. Longer gains little, and a
+// person sees no progress meanwhile.
 constexpr std::chrono::milliseconds gathering{1000};
 
-/// What an error comes to that isn't a Failure.
+/// Exceptions that aren't a Failure come from the libraries, and mean that memory ran out.
 Failure failureOf(const std::exception& error) {
     const auto* const failure = dynamic_cast<const Failure*>(&error);
     return failure ? *failure
@@ -45,13 +46,15 @@ Settler::~Settler() {
 
 void Settler::begin(unsigned shot) {
     const std::lock_guard lock(inUse_);
-    // The thread looks by itself from time to time; to be woken for each file costs more.
+    // No notification: the thread looks by itself every second, and waking it for each file costs
+    // more than the wait.
     openShot_ = shot;
 }
 
 bool Settler::hasRoom() const {
     const bool isFull = waiting_.size() >= limits_.files || waitingBytes_ >= limits_.bytes;
-    // A shot is settled as a whole, however large it is.
+    // If the queue holds only files of the open shot, they can't be settled before the shot is
+    // complete. So the queue has to take more, however large the shot is.
     return !isFull || waiting_.front().shot == openShot_;
 }
 
@@ -61,12 +64,14 @@ void Settler::hand(Arrival arrival) {
     if (waiting_.empty()) waitingSince_ = Clock::now();
     waitingBytes_ += arrival.file->size;
     waiting_.push_back(std::move(arrival));
+    // A notification for each file would wake the thread for nothing.
     if (isWorthwhile()) changed_.notify_all();
 }
 
 void Settler::finish() {
     std::unique_lock lock(inUse_);
     isFinishing_ = true;
+    // The last shot is complete now, even if nothing follows it.
     changed_.notify_all();
     changed_.wait(lock, [this] { return waiting_.empty() && !isBusy_; });
 }
@@ -86,7 +91,9 @@ void Settler::abandon() {
         const std::lock_guard lock(inUse_);
         isAbandoned_ = true;
     }
-    results_.lock();  // for good
+    // The lock is never released: the program is about to end, and no thread may change the results
+    // that are being reported.
+    results_.lock();
     destination_.removeCopies();
 }
 
@@ -96,12 +103,14 @@ bool Settler::isAbandoned() const {
 }
 
 bool Settler::isWorthwhile() const {
+    // Nothing of a shot is settled before all of it is there, since its files share their names.
     if (waiting_.empty() || (!isFinishing_ && waiting_.front().shot == openShot_)) return false;
     return isFinishing_ || waiting_.size() >= limits_.files || waitingBytes_ >= limits_.bytes ||
            Clock::now() - waitingSince_ >= gathering;
 }
 
 Batch Settler::takeComplete() {
+    // The open shot is always at the end of the queue.
     const auto open = std::ranges::find_if(waiting_, [this](const Arrival& arrival) {
         return !isFinishing_ && arrival.shot == openShot_;
     });
@@ -114,15 +123,20 @@ Batch Settler::takeComplete() {
 
 void Settler::run() {
     for (std::unique_lock lock(inUse_);;) {
-        // Nobody wakes it when the time of gathering is over.
+        // The timeout is needed because nothing notifies the thread when the time of gathering is
+        // over.
         changed_.wait_for(lock, gathering, [this] { return isEnding_ || isWorthwhile(); });
         if (isEnding_) return;
         if (!isWorthwhile()) continue;
+        // The batch is settled without the lock, so that the next files can be handed over
+        // meanwhile.
         Batch batch = takeComplete();
         isBusy_ = true;
         lock.unlock();
+        // There is room in the queue again.
         changed_.notify_all();
         settle(batch);
+        // The hidden copies close here, before `finish` may see that all is done.
         batch.clear();
         lock.lock();
         isBusy_ = false;
@@ -131,7 +145,8 @@ void Settler::run() {
 }
 
 void Settler::settle(Batch& batch) {
-    // What isn't on the disk gets no name.
+    // Only what is on the disk gets a name, so that a power cut can't leave a named file without
+    // contents.
     const bool isFlushed = !isAbandoned() && flush(batch);
     for (auto first = batch.begin(); first != batch.end();) {
         const auto last = std::find_if(
@@ -140,6 +155,7 @@ void Settler::settle(Batch& batch) {
         for (auto each = first; each != last; ++each) progress_.settled(*each->file);
         first = last;
     }
+    // The files of this batch have been moved; on FAT they need another flush.
     destination_.flushMoved();
 }
 
@@ -153,6 +169,8 @@ bool Settler::flush(Batch& batch) {
     } catch (const std::exception& error) {
         const Failure failure = failureOf(error);
         for (Arrival& arrival : batch) fail(arrival, failure);
+        // A flush that fails doesn't say which file is concerned, so that none can be trusted, and
+        // the disk may have failed.
         dropOut(failure);
         return false;
     }
@@ -161,6 +179,7 @@ bool Settler::flush(Batch& batch) {
 void Settler::settleShot(std::span<Arrival> shot) {
     std::vector<Placement> placements;
     std::vector<Arrival*> arrivals;
+    // First each file is proved, and then those that passed are placed together.
     for (Arrival& arrival : shot) {
         if (!arrival.copy) {
             settleThere(arrival, arrival.wanted);
@@ -187,6 +206,7 @@ bool Settler::settleCopy(Arrival& arrival) {
 void Settler::settleThere(Arrival& arrival, const std::string& file) {
     try {
         if (prove_) {
+            // The file wasn't written by this run, so nothing says that it was ever flushed.
             const Descriptor there = destination_.openFile(file);
             if (!there || ::fsync(there.get()) != 0)
                 throw Failure(ExitStatus::FileUnusable,
@@ -204,7 +224,8 @@ void Settler::settleThere(Arrival& arrival, const std::string& file) {
 void Settler::place(std::span<Arrival* const> arrivals, std::span<Placement> placements) {
     std::optional<Failure> failure;
     {
-        // A program that ends meanwhile has to know which names there are.
+        // abandon() takes this lock, too: it waits until the names that were given are in the
+        // results, so that the report doesn't miss a copy.
         const std::lock_guard lock(results_);
         try {
             destination_.place(placements);
@@ -216,7 +237,8 @@ void Settler::place(std::span<Arrival* const> arrivals, std::span<Placement> pla
                 take(*arrivals[i], Outcome::Copied, placements[i].placed);
     }
     for (std::size_t i = 0; i < arrivals.size(); ++i) {
-        // A file that was there before counts as this copy now.
+        // The destination found a file with the same bytes. It counts as the copy, and has to be
+        // proved in place of the hidden copy.
         if (placements[i].wasThere)
             settleThere(*arrivals[i], placements[i].placed);
         else if (placements[i].placed.empty())
@@ -244,7 +266,7 @@ void Settler::take(Arrival& arrival, Outcome outcome, const std::string& file) {
 }
 
 void Settler::fail(Arrival& arrival, const Failure& failure) {
-    // Nothing is wrong with it: it isn't reached any more.
+    // The file isn't at fault, and counts as not reached.
     if (failure.status == ExitStatus::Stopped) return;
     const std::lock_guard lock(results_);
     resultOf(arrival).fail(failure);

@@ -1,8 +1,8 @@
 #pragma once
-// Makes of the files that have arrived at a destination copies that count: they are flushed, read
-// back and compared, and only then get their names. It does so on a thread of its own while the
-// device gives the next files, and for all together that arrive in a while, since a disk is flushed
-// for many files in about the time of one.
+// Turns files that have arrived at a destination into finished copies: it flushes them, reads them
+// back, compares, and only then gives them their names. It works on a thread of its own while the
+// device gives the next files. It takes all files that arrive within a second together, since
+// flushing a disk takes about as long for many files as for one.
 
 #include <chrono>
 #include <condition_variable>
@@ -22,63 +22,74 @@
 
 namespace zlk {
 
-/// A file whose bytes are all there, but under no name yet.
+/// A file whose bytes are all written, but which has no name yet.
 struct Arrival {
     UnloadedFile* file;
     std::string wanted;              ///< path below the destination
-    unsigned shot;                   ///< neighbours with the same one keep their names together
+    unsigned shot;                   ///< files of one shot get names that belong together
     std::optional<HiddenCopy> copy;  ///< none: an earlier run's copy lies at `wanted`
 };
 using Batch = std::vector<Arrival>;
 
-/// What may wait to be settled. Files are open until then.
+/// How much may wait in the queue. Each waiting file is an open descriptor.
 struct BatchLimits {
     std::uint64_t bytes = 256 << 20;
     std::size_t files = 250;
 };
 
+/// One for each destination, used by the thread of the Copier; its own thread writes the files'
+/// results.
 class Settler {
   public:
-    /// `index` is the destination's, in each file's `copies`.
+    /// `index` is the position of the destination's result in each file's `copies`. References stay
+    /// the caller's and outlive this. The thread starts here.
     Settler(Destination& destination, Recorder& recorder, std::size_t index, bool prove,
             const BatchLimits& limits, UnloadProgress& progress);
+    /// Stops the thread; what is still waiting isn't settled.
     ~Settler();
     Settler(const Settler&) = delete;
     Settler& operator=(const Settler&) = delete;
 
     Destination& destination() const { return destination_; }
     std::size_t index() const { return index_; }
-    /// What arrives next belongs to this shot, and those of others are complete.
+    /// Says that the files which arrive next belong to this shot, and that earlier shots are
+    /// complete.
     void begin(unsigned shot);
-    /// Waits while too much is waiting.
+    /// Takes over a file. Blocks while the queue is full.
     void hand(Arrival arrival);
-    /// Waits until all that was handed over is settled.
+    /// Blocks until all that was handed over is settled.
     void finish();
-    /// The destination can't be used any more for what hasn't arrived there yet.
+    /// Gives the destination up for files that haven't arrived there yet. The first failure counts.
     void dropOut(const Failure& failure);
-    /// Why it dropped out.
+    /// Why the destination was given up; none if it wasn't. Thread-safe.
     std::optional<Failure> failure() const;
     bool isOut() const { return failure().has_value(); }
-    /// What hasn't got its name gets none any more. For a program that ends in the midst of it: no
-    /// thread changes the results afterwards.
+    /// For a program that ends in the middle of the work: files without a name get none any more,
+    /// and no thread changes the results after this returns. Can't be undone.
     void abandon();
 
   private:
     void run();
+    /// Whether the queue takes another file. Needs `inUse_`.
     bool hasRoom() const;
+    /// Whether the thread should settle what waits. Needs `inUse_`.
     bool isWorthwhile() const;
+    /// Takes the files of complete shots out of the queue. Needs `inUse_`.
     Batch takeComplete();
     void settle(Batch& batch);
-    /// False if it failed, for all of them.
+    /// Flushes the copies of a batch. False if that failed, which fails all of them.
     bool flush(Batch& batch);
+    /// Proves and places the files of one shot.
     void settleShot(std::span<Arrival> shot);
+    /// Proves a new copy; false if it failed.
     bool settleCopy(Arrival& arrival);
-    /// For one whose copy is a file that was there before.
+    /// Proves a file that was in the destination before, as the copy of `arrival`.
     void settleThere(Arrival& arrival, const std::string& file);
     void place(std::span<Arrival* const> arrivals, std::span<Placement> placements);
     void noteProof(Arrival& arrival, const Proof& proof);
     void conclude(Arrival& arrival, Outcome outcome, const std::string& file);
-    void take(Arrival& arrival, Outcome outcome, const std::string& file);  // in `results_`
+    // Enters a finished copy into the results and the journal. Needs `results_`.
+    void take(Arrival& arrival, Outcome outcome, const std::string& file);
     void fail(Arrival& arrival, const Failure& failure);
     CopyResult& resultOf(const Arrival& arrival) const { return arrival.file->copies[index_]; }
     bool isAbandoned() const;
@@ -90,12 +101,15 @@ class Settler {
     const BatchLimits limits_;
     UnloadProgress& progress_;
 
-    std::mutex results_;        // of this destination, in all files
-    mutable std::mutex inUse_;  // held for what stands below
+    // Guards this destination's results in all files. Never held together with `inUse_`.
+    std::mutex results_;
+    mutable std::mutex inUse_;  // guards all below but the thread
+    // Notified when the queue or one of the flags changes.
     std::condition_variable changed_;
     Batch waiting_;
     std::uint64_t waitingBytes_ = 0;
-    unsigned openShot_ = 0;  // nothing of it is settled yet
+    unsigned openShot_ = 0;  // its files must not be settled yet
+    // When the first file of the queue came.
     std::chrono::steady_clock::time_point waitingSince_;
     bool isFinishing_ = false, isBusy_ = false, isEnding_ = false, isAbandoned_ = false;
     std::optional<Failure> failure_;

@@ -23,6 +23,7 @@ SourceState stateOf(const struct stat& status) {
 
 }  // namespace
 
+/// Ids of volumes are paths with a drive letter or of a network; a camera's ids are handles.
 bool isOnVolume(const FileRecord& record) {
     const std::u16string_view id = record.id;
     return id.starts_with(u"\\\\") || (id.size() > 2 && id[1] == u':' && id[2] == u'\\');
@@ -34,8 +35,10 @@ UniqueHandle openToRead(const FileRecord& record) {
 }
 
 SourceState SourceState::of(const FileRecord& record) {
+    // A camera can't be asked about a file without a transfer; its list has to do.
     if (!isOnVolume(record))
         return {record.size, record.modified.isNoDate ? -1 : secondsOf(record.modified.text)};
+    // Access 0: only the status is wanted, and another program may have the file open.
     const UniqueHandle file(CreateFileW(record.id.c_str(), 0, FILE_SHARE_READ | FILE_SHARE_WRITE,
                                         nullptr, OPEN_EXISTING, FILE_ATTRIBUTE_NORMAL, nullptr));
     if (!file) throwGone(reasonText());
@@ -47,8 +50,9 @@ SourceState SourceState::of(const FileRecord& record) {
 SourceFile::SourceFile(const FileRecord& record) : record_(record) {
     if (!isOnVolume(record)) return;
     handle_ = openToRead(record);
-    if (handle_)
-        file_ = descriptorOfOpenFile(handle_.get());
+    if (handle_) file_ = descriptorOfOpenFile(handle_.get());
+    // Another program has it open for writing. The component waits for it, so it isn't an error
+    // yet.
     else if (GetLastError() != ERROR_SHARING_VIOLATION)
         throw Failure(ExitStatus::ReadFailed, "It can't be opened: " + reasonText() + ".");
 }
@@ -61,7 +65,8 @@ SourceState SourceFile::state() const {
 }
 
 void SourceFile::readAhead() const {
-    // Of a large file the rest is read ahead as it is read.
+    // The system reads ahead by itself once reading has begun, so that the start of a large file is
+    // enough.
     constexpr off_t most = 16 << 20;
     if (file_ >= 0) ::posix_fadvise(file_, 0, most, POSIX_FADV_WILLNEED);
 }
@@ -71,6 +76,7 @@ void SourceFile::forgetContents() const {
 }
 
 std::u16string pathBelow(std::u16string_view root, const FileRecord& record) {
+    // The root may end in a backslash, or not.
     while (root.ends_with(u'\\')) root.remove_suffix(1);
     const std::u16string_view id = record.id;
     const bool below = !root.empty() && id.size() > root.size() && id[root.size()] == u'\\' &&

@@ -1,5 +1,5 @@
 #pragma once
-// A file as the device has it now.
+// A file of the device as it is at this moment, apart from what its list says.
 
 #include <cstdint>
 #include <string_view>
@@ -9,48 +9,54 @@
 
 namespace zlk {
 
-/// The components' sizes have 32 bits, and a camera says "more than that" with all of them set.
+/// The largest size that a component can express, in 32 bits. A camera reports a larger file with
+/// this number, too.
 inline constexpr std::uint64_t largestSize = 0xFFFFFFFF;
 
-/// Whether a file lies on a volume: its id is a path then, which the platform can be asked about.
+/// Whether a file lies on a volume. Its id is a path then, which the platform can open.
 bool isOnVolume(const FileRecord& record);
 
-/// To be read by its path; empty with the last error.
+/// Opens a file of a volume for reading by its path; empty with the last error if that fails.
 UniqueHandle openToRead(const FileRecord& record);
 
-/// Of nothing that a camera says it has, it delivers nothing to compare.
+/// Whether reading the file really gives something to compare. An empty file on a camera could also
+/// be one that it doesn't want to give.
 inline bool isDelivered(const FileRecord& record, std::uint64_t size) {
     return size > 0 || isOnVolume(record);
 }
 
-/// What it is like now: true size, and time of its last change.
+/// The true size of a file, and the time of its last change.
 struct SourceState {
     std::uint64_t size = 0;
-    std::int64_t modified = -1;  ///< seconds since 1970 UTC; -1: it doesn't say
+    std::int64_t modified = -1;  ///< seconds since 1970 UTC; -1: not known
 
-    /// Throws Failure (ReadFailed) for one on a volume that isn't there any more.
+    /// Asks the volume, or takes the list's values for a camera. Throws Failure (ReadFailed) if the
+    /// file isn't on the volume any more.
     static SourceState of(const FileRecord& record);
     bool operator==(const SourceState&) const = default;
 };
 
-/// Whether two times, in seconds, can be of one file: a card's clock has steps of two.
+/// Whether two times in seconds can be of the same file: FAT stores times in steps of two seconds.
 inline bool isSameTime(std::int64_t a, std::int64_t b) {
     return a - b <= 2 && b - a <= 2;
 }
 
-/// One that is open, if it lies on a volume: its path is walked once, and what becomes of it
-/// meanwhile is seen.
+/// A file that is held open if it lies on a volume. Its path is resolved only once, and changes
+/// during the copy are noticed.
 class SourceFile {
   public:
-    /// Throws Failure (ReadFailed) where it can't be opened, but for a file that somebody else has
-    /// open, who may close it within the device's patience.
+    /// Throws Failure (ReadFailed) if the file can't be opened, except when another program has it
+    /// open for writing: it may close it while the component still waits. Keeps a reference to
+    /// `record`.
     explicit SourceFile(const FileRecord& record);
 
-    /// Throws Failure (ReadFailed).
+    /// The file's state now. Throws Failure (ReadFailed).
     SourceState state() const;
-    /// Has the system read the first bytes meanwhile, as far as it can.
+    /// Asks the system to read the first 16 MB into its cache in the background. No effect on a
+    /// camera.
     void readAhead() const;
-    /// Has the system forget what it knows of the contents, as far as it does.
+    /// Asks the system to drop the file from its cache, so that the next reading comes from the
+    /// medium.
     void forgetContents() const;
 
   private:
@@ -59,7 +65,8 @@ class SourceFile {
     int file_ = -1;        // the handle's; -1 on a camera
 };
 
-/// The path of a file below the device's root, for naming its copy.
+/// The path of a file below the device's root, from which the name of its copy is made. The path in
+/// the camera's list if the id isn't below `root`.
 std::u16string pathBelow(std::u16string_view root, const FileRecord& record);
 
 }  // namespace zlk

@@ -10,12 +10,13 @@
 namespace zlk {
 namespace {
 
-// The components' own have some 5 kB; what a camera hands over may have any size.
+// The thumbnails that components make have some 5 kB, but a camera may hand over any size.
 constexpr std::size_t largest = 128 << 10;
-// Browsers take long over a page that is larger.
+// A browser opens a page of this size in reasonable time.
 constexpr std::uint64_t largestSum = 64 << 20;
 constexpr std::string_view jpegStart = "\xFF\xD8\xFF";
 
+/// Collects a thumbnail in memory, up to the largest allowed size.
 class BoundedSink final : public FileSink {
   public:
     bool take(std::span<const std::byte> bytes) override {
@@ -29,8 +30,8 @@ class BoundedSink final : public FileSink {
     std::string bytes_;
 };
 
-/// Whether the components show the picture itself, and no stand-in for its kind: of a volume they
-/// read JPEG files only, and a camera makes thumbnails of all that it takes.
+/// Whether the component gives a picture, and not a symbol for the type of file. On a volume it
+/// reads JPEG files only; a camera has thumbnails of all its pictures.
 bool isShown(const FileRecord& record) {
     const FileType type = fileTypeOf(record.cameraPath);
     return type == FileType::Jpeg ||
@@ -41,6 +42,7 @@ bool isShown(const FileRecord& record) {
 
 std::string Thumbnails::of(const FileRecord& record) {
     if (isDeviceGone_ || StopFlag::raised() || !isShown(record)) return {};
+    // Once the page is full all further pictures are left out, and not only the larger ones.
     if (bytes_ >= largestSum) isCut_ = true;
     if (isCut_) return {};
     BoundedSink sink;
@@ -50,6 +52,7 @@ std::string Thumbnails::of(const FileRecord& record) {
         [&](IPhotoDevice& device) { return device.SaveThumbnail(id.get(), path.get()); });
     if (result != S_OK) {
         const Failure failure = deviceFailure(session_.errorCode(), session_.device(), "");
+        // A device that is gone would make each further picture wait for its timeout.
         isDeviceGone_ = session_.endOf(failure).has_value();
         return {};
     }

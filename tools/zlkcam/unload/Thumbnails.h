@@ -1,5 +1,5 @@
 #pragma once
-// The thumbnails of a device's pictures, as many as a page can show.
+// Gets the thumbnails of a device's pictures, as many as fit into a page.
 
 #include <cstdint>
 #include <string>
@@ -11,20 +11,22 @@ namespace zlk {
 
 class Thumbnails {
   public:
-    /// It stays the caller's.
+    /// The session stays the caller's.
     explicit Thumbnails(const PhotoSession& session) : session_(session) {}
 
-    /// A JPEG picture; empty where there is none, or a stop is wished. Whatever keeps one from
-    /// being made is no failure of the file.
+    /// A JPEG picture, or an empty string if there is none, the page is full, or a stop is wished.
+    /// A missing thumbnail is never an error of the file.
     std::string of(const FileRecord& record);
 
+    /// How many thumbnails were given.
     std::size_t made() const { return made_; }
-    /// Whether some were left out since there are too many.
+    /// Whether thumbnails were left out because the page would have become too large.
     bool isCut() const { return isCut_; }
 
   private:
     const PhotoSession& session_;
     std::size_t made_ = 0;
+    // Size of all thumbnails together.
     std::uint64_t bytes_ = 0;
     bool isCut_ = false;
     bool isDeviceGone_ = false;

@@ -15,6 +15,7 @@ UnloadPlan::UnloadPlan(const std::vector<FileRecord>& records, const FileSelecti
     unsigned shot = 1;
     for (const std::vector<std::size_t>& pair : pairsOf(records)) {
         const std::size_t before = files_.size();
+        // The files of one shot stay together even if only some of them are chosen.
         for (const std::size_t index : pair) {
             const FileRecord& record = records[index];
             if (!selection.takes(record)) continue;
@@ -30,6 +31,8 @@ void UnloadPlan::compareWith(std::size_t destination, std::size_t destinations,
                              Recorder& recorder) {
     if (!recorder.knowsAny()) return;
     for (PlannedFile& file : files_) {
+        // The date isn't read from the files for this, so a picture may be looked for by its listed
+        // date.
         auto known = recorder.find(*file.record, placeOf(file, std::nullopt));
         if (!known) continue;
         file.known.resize(destinations);
@@ -39,6 +42,7 @@ void UnloadPlan::compareWith(std::size_t destination, std::size_t destinations,
 
 std::string UnloadPlan::placeOf(const PlannedFile& file, std::optional<LocalTime> date) const {
     NameFields fields{pathBelow(naming_.root, *file.record), naming_.camera, file.shot, date};
+    // A date in the picture itself is better than the one in the list.
     if (needsDate() && !date) fields.date = listedDate(*file.record);
     return naming_.place.apply(fields);
 }

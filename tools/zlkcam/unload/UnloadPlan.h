@@ -1,6 +1,6 @@
 #pragma once
-// What is going to be done with each file of a device: whether it is copied at all, where to, and
-// which destinations have it already.
+// The plan of an unloading: which files of a device are copied, where to, and which of them a
+// destination has already.
 
 #include <optional>
 #include <string>
@@ -15,10 +15,12 @@ namespace zlk {
 
 struct PlannedFile {
     const FileRecord* record;
-    unsigned shot;  ///< files of one shot have the same number, from 1 on, and stand together
-    /// What each destination has of it; empty if none has anything.
+    unsigned shot;  ///< from 1 on; files of one shot have the same number and are neighbours
+    /// For each destination the copy that it has already. Empty if no destination has one, to save
+    /// memory.
     std::vector<std::optional<KnownCopy>> known{};
 
+    /// The copy that a destination has; null if it has none.
     const KnownCopy* knownAt(std::size_t destination) const;
 };
 
@@ -26,22 +28,25 @@ class UnloadPlan {
   public:
     struct Naming {
         NameTemplate place;
-        std::u16string root;    ///< how the device is reached
-        std::u16string camera;  ///< its name for people
+        std::u16string root;    ///< path of the device's root
+        std::u16string camera;  ///< the device's name for people
     };
-    /// The records stay the caller's and have to outlive this.
+    /// Chooses and orders the files. The records stay the caller's and have to outlive this.
     UnloadPlan(const std::vector<FileRecord>& records, const FileSelection& selection,
                Naming naming);
 
-    /// Finds out what one of so many destinations has already.
+    /// Asks `recorder` which files its destination has already. `destinations` is how many there
+    /// are.
     void compareWith(std::size_t destination, std::size_t destinations, Recorder& recorder);
 
     const std::vector<PlannedFile>& files() const { return files_; }
+    /// The listed sizes of all chosen files together.
     std::uint64_t bytes() const { return bytes_; }
-    /// Files of the device that weren't chosen.
+    /// The number of the device's files that weren't chosen.
     std::size_t leftOut() const { return leftOut_; }
 
-    /// Where a file goes, below each destination. `date` is when it was taken, if its bytes say so.
+    /// The path of a file's copy below each destination. `date` is when the picture was taken, if
+    /// its bytes say so; else the list's date is used.
     std::string placeOf(const PlannedFile& file, std::optional<LocalTime> date) const;
     bool needsDate() const { return naming_.place.needsDate(); }
 

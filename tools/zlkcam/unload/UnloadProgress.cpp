@@ -38,6 +38,7 @@ void UnloadProgress::progress(int percent) {
 void UnloadProgress::arrived(const UnloadedFile& file, std::size_t destinations) {
     const std::lock_guard lock(inUse_);
     bar_.endFile();
+    // No destination takes the file, so its line can be written at once.
     if (destinations == 0) return tell(file);
     settling_[&file] = destinations;
 }
@@ -47,6 +48,7 @@ void UnloadProgress::settled(const UnloadedFile& file) {
     if (extent_.proves) bar_.prove(file.size);
     tellProgress();
     const auto left = settling_.find(&file);
+    // The file's line comes when the last destination is done with it.
     if (--left->second > 0) return;
     settling_.erase(left);
     tell(file);
@@ -65,7 +67,7 @@ void UnloadProgress::tell(const UnloadedFile& file) {
         event.endObject();
         return tellEvent(event);
     }
-    // Of a file that isn't reached nothing is to be told.
+    // A file that wasn't reached has no result; the summary counts it.
     if (!trouble && file.outcome() == Outcome::NotReached) return;
     if (trouble || !mode_.quiet) bar_.report(lineOf(file), trouble != nullptr);
 }
@@ -87,7 +89,7 @@ std::string UnloadProgress::lineOf(const UnloadedFile& file) const {
 }
 
 void UnloadProgress::tellProgress() {
-    constexpr DWORD pause = 250;  // ms between two of them
+    constexpr DWORD pause = 250;  // milliseconds between two events
     const DWORD now = bar_.elapsed();
     if (!mode_.events || now - lastTold_ < pause) return;
     lastTold_ = now;

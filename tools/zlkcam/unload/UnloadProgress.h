@@ -1,6 +1,6 @@
 #pragma once
-// What a person, or a program, hears of an unloading while it goes on: a bar, a line a file, or a
-// JSON object an event.
+// Shows how an unloading goes on: a progress bar and a line for each file for people, or a JSON
+// object for each event for programs.
 
 #include <cstdint>
 #include <mutex>
@@ -15,48 +15,54 @@
 
 namespace zlk {
 
-/// May be called from any thread.
+/// Thread-safe. Called by the thread that reads from the device and by those of the settlers.
 class UnloadProgress {
   public:
+    /// How much there is to do, for the bar and the times that it estimates.
     struct Extent {
         std::size_t files = 0;
         std::uint64_t bytes = 0;
-        bool proves = false;  ///< copies are read back, too
+        bool proves = false;  ///< copies are also read back, which the bar counts as well
     };
     struct Mode {
-        bool quiet = false;   ///< nothing but what goes wrong
+        bool quiet = false;   ///< only failures are shown
         bool events = false;  ///< with JSON: an object a line for each event
     };
     UnloadProgress(Tool& tool, std::vector<const Destination*> destinations, const Extent& extent,
                    const Mode& mode);
 
-    /// The device begins to give a file.
+    /// The device begins to give this file.
     void start(const UnloadedFile& file);
+    /// How much of the file in hand has been read, from 0 to 100.
     void progress(int percent);
-    /// It has given all that it will of it, and so many destinations settle it now.
+    /// The device has given the file as far as it will, and so many destinations are settling it.
     void arrived(const UnloadedFile& file, std::size_t destinations);
-    /// One of them is done with it.
+    /// One of these destinations is done with the file.
     void settled(const UnloadedFile& file);
-    /// All are, or nothing more is waited for: what is said now has the line for itself.
+    /// Hides the bar, before others write to the terminal.
     void end();
 
   private:
+    /// Writes the line or event of a finished file. Needs `inUse_`, as all below.
     void tell(const UnloadedFile& file);
     std::string lineOf(const UnloadedFile& file) const;
     std::string placesOf(const UnloadedFile& file) const;
     void tellProgress();
     static void tellEvent(JsonWriter& event);
 
+    // Guards the bar, and what was shown.
     std::mutex inUse_;
     const std::vector<const Destination*> destinations_;
     const Extent extent_;
     const Mode mode_;
     ProgressBar bar_;
+    // When the last progress event was written, in milliseconds of the bar's clock.
     DWORD lastTold_ = 0;
-    std::unordered_map<const UnloadedFile*, std::size_t> settling_;  // how many are to come
+    // How many destinations still have to report about a file that has arrived.
+    std::unordered_map<const UnloadedFile*, std::size_t> settling_;
 };
 
-/// A file as answers have it.
+/// Adds a file as a JSON object, in the form that events and the answer have it.
 void writeFile(JsonWriter& json, const UnloadedFile& file,
                const std::vector<const Destination*>& destinations);
 

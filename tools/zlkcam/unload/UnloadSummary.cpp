@@ -10,7 +10,8 @@
 namespace zlk {
 namespace {
 
-/// Of a long list what there is already is handed out: memory is for the files.
+/// Prints what there is of a long answer from time to time, as its JSON for 100,000 files would
+/// take much memory.
 void handOut(Tool& tool, std::size_t index) {
     if (tool.json && index % 1000 == 999) Tool::write(tool.answer.take());
 }
@@ -31,6 +32,7 @@ void UnloadSummary::tellPlan() const {
     std::size_t index = 0;
     for (const PlannedFile& file : plan_.files()) {
         const std::string from = utf8Text(file.record->cameraPath);
+        // The date in a picture is only read while copying; the listed one stands in for it here.
         const std::string place = plan_.placeOf(file, std::nullopt);
         tool_.answer.beginObject()
             .member("id", file.record->id)
@@ -71,6 +73,8 @@ void UnloadSummary::tell(const Unloader& unloader, bool quiet) const {
     const DWORD milliseconds = GetTickCount() - start_;
     if (!quiet) sayAll(unloader, milliseconds);
     writeAll(unloader, milliseconds);
+    // Of several failures the gravest decides the exit status: of the copies first, then of the
+    // list, and of the deletion last.
     const std::optional<Failure> unread = survey_.tell(tool_);
     std::optional<Failure> failure = unloader.gravest();
     if (!failure) failure = unread;

@@ -1,5 +1,5 @@
 #pragma once
-// The answer of an unloading, in words and as JSON.
+// Writes the answer of an unloading when it is over, in words and as JSON.
 
 #include <optional>
 #include <string>
@@ -13,16 +13,17 @@ namespace zlk {
 
 class UnloadSummary {
   public:
-    /// All stay the caller's. The time begins here.
+    /// All references stay the caller's. The time that the run took counts from here.
     UnloadSummary(Tool& tool, const std::u16string& contextId, const UnloadPlan& plan,
                   const std::vector<Target>& targets, const CardSurvey& survey);
 
-    /// What would be done with each file.
+    /// For a rehearsal: writes what would be done with each file.
     void tellPlan() const;
 
-    /// Why nothing is deleted that should be.
+    /// Notes why a deletion that was asked for isn't going to happen.
     void noteNotDeleted(const Failure& failure) { notDeleted_ = failure; }
-    /// What was done; it gives the tool its status. From whichever thread the run comes to its end.
+    /// Writes what was done, and sets the exit status of the tool. May be called from any thread,
+    /// but only once.
     void tell(const Unloader& unloader, bool quiet) const;
 
   private:
@@ -34,6 +35,7 @@ class UnloadSummary {
     void sayTroubles(const Files& files) const;
     void writeTargets() const;
     void writeAll(const Unloader& unloader, DWORD milliseconds) const;
+    /// Writes a failure and makes its status that of the tool.
     void fail(const Failure& failure) const;
 
     Tool& tool_;
@@ -41,6 +43,7 @@ class UnloadSummary {
     const UnloadPlan& plan_;
     const std::vector<Target>& targets_;
     const CardSurvey& survey_;
+    // Milliseconds of the system's tick count.
     const DWORD start_;
     std::optional<Failure> notDeleted_;
 };

@@ -30,11 +30,13 @@ void CopyResult::fail(const Failure& reason) {
 
 Outcome UnloadedFile::outcome() const {
     if (reading != Outcome::NotReached) return reading;
+    // The outcomes are declared in the order of their gravity.
     return copies.empty() ? Outcome::NotReached
                           : std::ranges::max_element(copies, {}, &CopyResult::outcome)->outcome;
 }
 
 std::uint64_t UnloadedFile::knownSize() const {
+    // Before a file was reached, only the listed size is known.
     return outcome() == Outcome::NotReached ? record->size : size;
 }
 

@@ -1,5 +1,5 @@
 #pragma once
-// What became of one file of the device, at each destination.
+// What became of one file of the device, in total and at each destination.
 
 #include <cstdint>
 #include <memory>
@@ -13,55 +13,63 @@
 
 namespace zlk {
 
+/// In the order of their gravity: the outcome of a file is the largest of those of its copies. Up
+/// to Copied, the destination has the file.
 enum class Outcome : std::uint8_t { Skipped, WasThere, Copied, NotReached, TooLarge, Failed };
 
-/// As answers have it.
+/// The name of an outcome in JSON answers and reports.
 const char* outcomeName(Outcome outcome);
 
-/// Of one file at one destination. Files are many, and few of them fail.
+/// What became of one file at one destination. The failure is allocated apart, as there are many
+/// files and few of them fail.
 struct CopyResult {
     Outcome outcome = Outcome::NotReached;
     bool proved = false;      ///< it was read back and has the file's sum
-    bool fromMedium = false;  ///< and that from its disk
-    bool isGone = false;      ///< an earlier run's copy isn't there any more
-    std::string file{};       ///< where it lies below the destination, for the first three
+    bool fromMedium = false;  ///< the bytes came from the medium and not from a cache
+    bool isGone = false;      ///< an earlier run copied it, but the copy isn't there any more
+    std::string file{};       ///< path below the destination, for the first three outcomes
     std::unique_ptr<const Failure> failure{};
 
-    /// Nothing that was found out before counts any more.
+    /// Makes it a failed copy, whatever was found out about it before.
     void fail(const Failure& reason);
 };
 
+/// Written by the thread that copies; once the file is handed to the settlers, each of them writes
+/// its own entry of `copies`.
 struct UnloadedFile {
     const FileRecord* record = nullptr;
-    std::uint64_t size = 0;           ///< as the device really has it
-    std::int64_t modified = -1;       ///< seconds since 1970 UTC; -1: it doesn't say
-    std::optional<ContentSum> sum{};  ///< of what the device gave
-    std::string sha256{};             ///< the same as digits, if it was asked for
-    bool wasRead = false;             ///< the sum is of this run, and not of an earlier one
-    bool verified = false;            ///< the device gave these bytes in two readings
+    std::uint64_t size = 0;           ///< its true size on the device
+    std::int64_t modified = -1;       ///< seconds since 1970 UTC; -1: not known
+    std::optional<ContentSum> sum{};  ///< XXH128 of the bytes that the device gave
+    std::string sha256{};             ///< their SHA-256 as digits, if it was asked for
+    bool wasRead = false;   ///< the sum was made in this run, and not taken from a journal
+    bool verified = false;  ///< the device gave the same bytes twice
     bool deleted = false;
     Outcome reading = Outcome::NotReached;     ///< TooLarge or Failed where it couldn't be read
     std::vector<CopyResult> copies{};          ///< one of each destination
     std::unique_ptr<const Failure> failure{};  ///< of reading or of deleting it
 
-    /// The gravest of what became of it anywhere.
+    /// The gravest outcome of reading it and of all its copies.
     Outcome outcome() const;
-    /// As the device has it, or lists it as long as nothing was read.
+    /// Its true size, or the listed one if it wasn't reached.
     std::uint64_t knownSize() const;
-    /// Whether some destination has it, or had it.
+    /// Whether a destination has it, or had it before.
     bool isAnywhere() const;
+    /// Whether every destination's copy was read back and compared.
     bool isProved() const;
+    /// Whether that was done from the medium everywhere.
     bool isFromMedium() const;
-    /// What went wrong first with it; null if nothing did.
+    /// The first failure of the file or of one of its copies; null if there is none.
     const Failure* trouble() const;
 };
 
+/// What the user wants done with each file.
 struct UnloadOptions {
-    bool onlyNew = false;  ///< skip what a destination has, or had, of this name, size and time
+    bool onlyNew = false;  ///< skip files that a destination has, or had, by name, size and time
     bool prove = false;    ///< read each copy back from its disk, and compare the sums
     bool verify = false;   ///< have the device give each file a second time, and compare the sums
-    bool remove = false;   ///< delete from the device what was proved, and verified if asked for
-    bool sha256 = false;   ///< make that sum too
+    bool remove = false;   ///< delete proved (and with `verify`, verified) files from the device
+    bool sha256 = false;   ///< make SHA-256 sums, too
 };
 
 }  // namespace zlk

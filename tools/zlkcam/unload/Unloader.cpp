@@ -7,14 +7,15 @@
 namespace zlk {
 namespace {
 
-/// How grave it is what became of a file: it wasn't deleted, was too large, wasn't copied.
+/// Ranks failures for the exit status: a file that wasn't deleted or lacks a copy, one that was too
+/// large, and one that wasn't copied.
 int gravityOf(const UnloadedFile& file) {
     if (!file.trouble()) return 0;
     if (file.reading == Outcome::TooLarge) return 1;
     return file.outcome() == Outcome::Failed ? 3 : 2;
 }
 
-/// How many files more may be open at a time.
+/// How many more files may be open. Some descriptors are needed for everything else.
 std::size_t freeDescriptors() {
     constexpr rlim_t others = 64;
     rlimit open{};
@@ -22,13 +23,14 @@ std::size_t freeDescriptors() {
     return open.rlim_cur > others ? open.rlim_cur - others : 0;
 }
 
-/// Some files wait, and as many are being settled.
+/// Each destination has files that wait and as many that are being settled, and all are open.
 BatchLimits limitsFor(std::size_t destinations) {
     BatchLimits limits;
     limits.files = std::clamp<std::size_t>(freeDescriptors() / (2 * destinations), 1, limits.files);
     return limits;
 }
 
+/// How many files of the device are opened before their turn; none if descriptors are scarce.
 std::size_t filesAhead() {
     constexpr std::size_t most = 8;
     return freeDescriptors() < 64 ? 0 : most;
@@ -69,6 +71,7 @@ Unloader::Unloader(Tool& tool, const PhotoSession& session, const UnloadPlan& pl
     }
 }
 
+/// The bar has to be gone before the summary is written.
 void Unloader::copy() {
     copier_.copy(files_);
     progress_.end();
@@ -81,6 +84,7 @@ void Unloader::abandon() {
     ending_ = copier_.ending();
 }
 
+/// An abandoned run is recorded by another thread, which may come when this is done.
 void Unloader::record() {
     if (isRecorded_) return;
     for (std::size_t i = 0; i < targets_.size(); ++i) {
@@ -90,15 +94,18 @@ void Unloader::record() {
             target.destination->flushNames();
             target.manifest = target.recorder->write(files_, i);
         } catch (const Failure& failure) {
-            // What made a destination drop out makes this fail, too.
+            // If the destination was given up, recording fails for the same reason, and the first
+            // failure explains it better.
             if (!target.failure) target.failure = failure;
         }
+        // Without a failure the private folders are empty by now; after one they keep the journal.
         target.destination->finishRunFolders();
     }
     isRecorded_ = true;
 }
 
 void Unloader::remove(const CardSurvey& survey) {
+    // Every destination needs its record before the original may go.
     const bool isRecorded = std::ranges::none_of(
         targets_, [](const Target& target) { return target.failure.has_value(); });
     if (ending_ || !isRecorded) return;

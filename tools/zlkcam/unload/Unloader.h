@@ -1,6 +1,6 @@
 #pragma once
-// Unloads a device in steps: what was planned is copied, proved, recorded, and deleted from the
-// device.
+// Carries out an unloading in its steps: copy and prove the planned files, record them, and delete
+// the originals.
 
 #include <memory>
 #include <optional>
@@ -20,37 +20,37 @@
 
 namespace zlk {
 
-/// A folder that is copied into, and what is known and said of it.
+/// A folder that is copied into, with its history and the results of the run.
 struct Target {
     std::unique_ptr<Destination> destination;
     std::unique_ptr<Recorder> recorder;
-    std::string manifest{};            ///< below the folder; empty: none was written
-    std::string report{};              ///< the same of a page for people
-    std::optional<Failure> failure{};  ///< why it dropped out, or has no manifest or report
+    std::string manifest{};            ///< path below the folder; empty: none was written
+    std::string report{};              ///< the same for the report page
+    std::optional<Failure> failure{};  ///< why it was given up, or has no manifest or report
 };
 
 class Unloader {
   public:
-    /// All but the options stay the caller's.
+    /// All references stay the caller's and have to outlive this.
     Unloader(Tool& tool, const PhotoSession& session, const UnloadPlan& plan,
              std::vector<Target>& targets, const UnloadOptions& options,
              const UnloadProgress::Mode& mode);
 
-    /// Copies and proves.
+    /// Copies and proves the files; ends early after a stop or if the device is gone.
     void copy();
-    /// Writes each destination's manifest, of what was copied before a stop, too, unless that was
-    /// done.
+    /// Writes the manifest of each destination, also of what was copied before a stop. A second
+    /// call does nothing.
     void record();
-    /// Deletes from the device what is proved and recorded everywhere.
+    /// Deletes from the device what is proved and recorded everywhere, unless the run ended early.
     void remove(const CardSurvey& survey);
-    /// Puts everything in order while `copy` doesn't come to its end; only `record` and the results
-    /// may be used afterwards.
+    /// For another thread, while `copy` hangs in the device: stops the settlers and marks the rest
+    /// as stopped. Only `record` and the results may be used afterwards.
     void abandon();
 
     const std::vector<UnloadedFile>& files() const { return files_; }
-    /// Why the files that weren't reached weren't, or weren't deleted.
+    /// Why some files weren't reached or weren't deleted; none if the run came to its end.
     const std::optional<Failure>& ending() const { return ending_; }
-    /// The gravest of what went wrong.
+    /// The failure that decides the exit status; none if all went well.
     std::optional<Failure> gravest() const;
 
   private:
@@ -58,6 +58,7 @@ class Unloader {
     std::vector<Target>& targets_;
     const UnloadOptions options_;
     std::vector<UnloadedFile> files_;
+    // Declared in the order of use: the settlers and the copier refer to what is above them.
     UnloadProgress progress_;
     Copier::Settlers settlers_;
     Copier copier_;
@@ -65,7 +66,7 @@ class Unloader {
     bool isRecorded_ = false;
 };
 
-/// Of targets, in their order.
+/// The destinations of targets, in the same order.
 std::vector<const Destination*> destinationsOf(const std::vector<Target>& targets);
 
 }  // namespace zlk
