@@ -16,6 +16,7 @@
 namespace zlk {
 namespace {
 
+// A line has some 200 bytes, so that this is a history of tens of thousands of generations.
 constexpr std::uint64_t largestChain = 16 << 20;
 
 std::string readAll(HistoryFile& file) {
@@ -25,6 +26,7 @@ std::string readAll(HistoryFile& file) {
     return bytes;
 }
 
+/// The first sum of a kind that we know; none if there is no such sum.
 std::optional<Digest> sumOf(pugi::xml_node line) {
     for (const DigestKind kind : digestKinds) {
         const pugi::xml_node sum = childNamed(line, digestName(kind));
@@ -57,6 +59,8 @@ ChainFile ChainFile::read(int folder) {
     const bool isThere = ::fstatat(folder, chainName, &status, AT_SYMLINK_NOFOLLOW) == 0;
     if (!isThere && errno != ENOENT)
         throw UnusableFile(std::string("it can't be looked at (") + std::strerror(errno) + ")");
+    // A new history gets an empty document. Every other reason than ENOENT must not end here, or
+    // the existing chain would be overwritten.
     if (!isThere) {
         pugi::xml_node declaration = chain.document_.append_child(pugi::node_declaration);
         declaration.append_attribute("version") = "1.0";
@@ -71,6 +75,8 @@ ChainFile ChainFile::read(int folder) {
 
 void ChainFile::parse(const std::string& bytes) {
     const auto result =
+        // parse_full keeps comments and the like, so that rewriting the file loses nothing of what
+        // other tools put there. Without parse_doctype no entities can be declared.
         document_.load_buffer(bytes.data(), bytes.size(), pugi::parse_full & ~pugi::parse_doctype);
     if (!result) throw UnusableFile(std::string("it isn't XML (") + result.description() + ")");
     const pugi::xml_node root = document_.document_element();
@@ -92,6 +98,7 @@ const ChainFile::Entry* ChainFile::find(const std::string& manifest) const {
 
 void ChainFile::add(std::uint64_t number, const std::string& manifest, const Digest& c4) {
     pugi::xml_node root = document_.document_element();
+    // Other tools may have bound the namespace to a prefix; new elements have to use the same.
     const std::string prefix = prefixOf(root);
     pugi::xml_node line = root.append_child((prefix + "hashlist").c_str());
     line.append_attribute("sequencenr") = static_cast<unsigned long long>(number);

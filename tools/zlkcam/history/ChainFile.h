@@ -1,5 +1,6 @@
 #pragma once
-// The chain file of a media hash list: which manifests there are, and their sums.
+// The chain file of an ASC media hash list, which lists all manifests and their sums, so that a
+// manifest that was changed or removed is noticed.
 
 #include <pugixml.hpp>
 
@@ -15,21 +16,24 @@ namespace zlk {
 
 class ChainFile {
   public:
+    /// A line: one generation.
     struct Entry {
         std::uint64_t number;
         std::string manifest;
-        std::optional<Digest> sum;  ///< none where it is of a kind that nobody here knows
+        std::optional<Digest> sum;  ///< none if it is of a kind that we don't know
     };
 
-    /// The one in an open folder `ascmhl`; an empty one if there is none. Throws UnusableFile.
+    /// Reads the chain file of an open folder `ascmhl`; empty if the folder has none. Throws
+    /// UnusableFile.
     static ChainFile read(int folder);
 
     const std::vector<Entry>& entries() const { return entries_; }
-    /// Null if it isn't listed.
+    /// Null if the manifest isn't listed.
     const Entry* find(const std::string& manifest) const;
 
+    /// Appends a line with the C4 sum of the manifest's bytes.
     void add(std::uint64_t number, const std::string& manifest, const Digest& c4);
-    /// The whole document; what it held when it was read stands there as it did.
+    /// The whole document. What was read is kept as it was, also elements that we don't know.
     std::string text() const;
 
   private:
@@ -39,6 +43,7 @@ class ChainFile {
 
     pugi::xml_document document_;
     std::vector<Entry> entries_;
+    // Index into `entries_`; for a manifest that is listed twice, the last line counts.
     std::unordered_map<std::string, std::size_t> byManifest_;
 };
 

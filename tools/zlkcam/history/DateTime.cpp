@@ -23,6 +23,7 @@ int number(std::string_view digits) {
     return value;
 }
 
+/// Fills year, month, day, hours, minutes and seconds, in UTC, into a format of printf.
 std::string formatted(const char* format, std::int64_t moment) {
     const sys_seconds time{seconds(moment)};
     const auto day = floor<days>(time);
@@ -37,7 +38,7 @@ std::string formatted(const char* format, std::int64_t moment) {
     return text.data();
 }
 
-// The years 1000 and 10000.
+// The years 1000 and 10000: other years would need fewer or more digits than readers expect.
 constexpr std::int64_t firstMoment =
     sys_seconds(sys_days(year(1000) / 1 / 1)).time_since_epoch() / 1s;
 constexpr std::int64_t endOfMoments =
@@ -47,7 +48,7 @@ bool hasFourDigits(std::int64_t moment) {
     return moment >= firstMoment && moment < endOfMoments;
 }
 
-/// Minutes by which a zone's clocks are ahead of UTC.
+/// Minutes by which a time zone is ahead of UTC; none if the text isn't a zone.
 std::optional<int> parseZone(std::string_view text) {
     if (text == "Z") return 0;
     if (!hasForm(text, "+00:00") && !hasForm(text, "-00:00")) return std::nullopt;
@@ -77,8 +78,11 @@ std::optional<std::int64_t> parseDateTime(std::string_view text) {
         return static_cast<unsigned>(number(text.substr(at, 2)));
     };
     const year_month_day date(year(number(text.substr(0, 4))), month(field(5)), day(field(8)));
+    // Hour 24 is midnight at the end of a day, and second 60 a leap second; both are legal, and the
+    // addition below carries them over.
     if (!date.ok() || field(11) > 24 || field(14) > 59 || field(17) > 60) return std::nullopt;
     std::string_view zone = text.substr(form.size());
+    // Fractions of a second may follow.
     if (zone.starts_with('.')) {
         zone.remove_prefix(1);
         zone.remove_prefix(std::min(zone.find_first_not_of("0123456789"), zone.size()));

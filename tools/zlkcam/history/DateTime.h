@@ -1,5 +1,5 @@
 #pragma once
-// Moments as the documents of a history write them.
+// Reads and writes points in time in the forms that manifests and file names have.
 
 #include <cstdint>
 #include <optional>
@@ -8,17 +8,18 @@
 
 namespace zlk {
 
-/// "2026-07-15T08:30:00+00:00"; empty for a year that doesn't have four digits.
+/// As in "2026-07-15T08:30:00+00:00"; empty for a year that doesn't have four digits. `seconds`
+/// counts from 1970 UTC.
 std::string dateTimeText(std::int64_t seconds);
 
-/// "2026-07-15_083000Z", which names of files have; that of 1970 for such a year.
+/// As in "2026-07-15_083000Z", for names of files. A year without four digits gives 1970.
 std::string nameTimeText(std::int64_t seconds);
 inline constexpr std::size_t nameTimeSize = 18;
-/// Whether a text is one of these.
+/// Whether a text has this form.
 bool isNameTime(std::string_view text);
 
-/// Seconds since 1970 UTC, their fractions cut off; none for a text that isn't such a moment, or
-/// doesn't say in which time zone.
+/// Seconds since 1970 UTC, without fractions; none for a text that isn't a date and time with a
+/// time zone.
 std::optional<std::int64_t> parseDateTime(std::string_view text);
 
 }  // namespace zlk

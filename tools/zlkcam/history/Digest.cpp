@@ -10,6 +10,7 @@
 namespace zlk {
 namespace {
 
+/// In the order of DigestKind.
 struct KindRow {
     const char* name;
     std::size_t size;
@@ -21,11 +22,13 @@ const KindRow& rowOf(DigestKind kind) {
     return rows[static_cast<std::size_t>(kind)];
 }
 
-// Without 0, O, I and l, which are taken for each other.
+// The digits 0, O, I and l are left out because people mistake them for each other.
 constexpr std::string_view base58 = "123456789ABCDEFGHJKLMNPQRSTUVWXYZabcdefghijkmnopqrstuvwxyz";
 constexpr std::string_view c4Prefix = "c4";
-constexpr std::size_t c4Digits = 88;  // as many as the largest sum of 512 bits needs
+constexpr std::size_t c4Digits = 88;  // as many as the largest number of 512 bits needs
 
+/// Writes a number of 512 bits, highest byte first, to base 58: each round divides it by 58, byte
+/// by byte, and gives one digit from the end.
 std::string c4Text(std::array<std::byte, 64> number) {
     std::string text(c4Digits, base58.front());
     for (auto digit = text.rbegin(); digit != text.rend(); ++digit) {
@@ -40,6 +43,8 @@ std::string c4Text(std::array<std::byte, 64> number) {
     return std::string(c4Prefix) + text;
 }
 
+/// The reverse: multiplies by 58 and adds each digit. False if a digit is wrong or the number gets
+/// too large.
 bool parseC4(std::string_view text, std::array<std::byte, 64>& number) {
     if (!text.starts_with(c4Prefix) || text.size() != c4Prefix.size() + c4Digits) return false;
     for (const char digit : text.substr(c4Prefix.size())) {
@@ -113,6 +118,7 @@ std::optional<Digest> Digest::parse(DigestKind kind, std::string_view text) {
     return isOne ? std::optional(digest) : std::nullopt;
 }
 
+/// What each library's algorithm looks like to Digester.
 class Digester::Algorithm {
   public:
     virtual ~Algorithm() = default;
@@ -137,7 +143,7 @@ XXH_errorcode resetXxh64(XXH64_state_t* state) {
     return XXH64_reset(state, 0);
 }
 
-/// XXH3 and XXH64 differ in nothing but the names of their functions.
+/// XXH3 and XXH64 have the same interface under different names, which are given here.
 template <class State, State* (*create)(), XXH_errorcode (*free)(State*), auto reset, auto update,
           auto finished>
 class Xxh64Bits final : public Digester::Algorithm {
@@ -150,6 +156,7 @@ class Xxh64Bits final : public Digester::Algorithm {
         update(state_.get(), bytes.data(), bytes.size());
     }
     void finish(std::span<std::byte> sum) override {
+        // The canonical form has the highest byte first on every machine.
         XXH64_canonical_t canonical;
         XXH64_canonicalFromHash(&canonical, finished(state_.get()));
         std::ranges::copy(std::as_bytes(std::span(canonical.digest)), sum.begin());
@@ -166,6 +173,7 @@ using Xxh3 = Xxh64Bits<XXH3_state_t, XXH3_createState, XXH3_freeState, XXH3_64bi
 using Xxh64 = Xxh64Bits<XXH64_state_t, XXH64_createState, XXH64_freeState, resetXxh64, XXH64_update,
                         XXH64_digest>;
 
+/// The algorithms of nettle, which all come as a table of functions.
 class Cryptographic final : public Digester::Algorithm {
   public:
     explicit Cryptographic(const nettle_hash& hash) : hash_(hash), context_(hash.context_size) {

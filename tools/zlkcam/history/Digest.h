@@ -1,5 +1,6 @@
 #pragma once
-// The sums by which records of copies name the contents of a file.
+// The sums (digests) by which records of copies identify the contents of files, and how they are
+// computed, written and parsed.
 
 #include <array>
 #include <cstddef>
@@ -14,45 +15,49 @@
 
 namespace zlk {
 
-/// In the order in which a manifest lists them; SHA-256 stands in sums files only.
+/// The kinds of sums, in the order in which a manifest lists them. SHA-256 occurs in sums files
+/// only.
 enum class DigestKind : std::uint8_t { C4, Md5, Sha1, Xxh128, Xxh3, Xxh64, Sha256 };
 
 inline constexpr DigestKind digestKinds[] = {
     DigestKind::C4,   DigestKind::Md5,   DigestKind::Sha1,  DigestKind::Xxh128,
     DigestKind::Xxh3, DigestKind::Xxh64, DigestKind::Sha256};
 
-/// As manifests and the suffixes of sums files have it: "xxh128".
+/// The name in manifests and in the suffixes of sums files, such as "xxh128".
 const char* digestName(DigestKind kind);
-/// None for a name of no kind.
+/// The kind of this name; none if there is no such kind.
 std::optional<DigestKind> digestKind(std::string_view name);
-/// Bytes of a sum of this kind, at most 64.
+/// The number of bytes of a sum of this kind, at most 64.
 std::size_t digestSize(DigestKind kind);
 
-/// A sum of one kind; two are equal if both that and all bytes are.
+/// A finished sum. Two are equal if their kinds and all bytes are.
 struct Digest {
     DigestKind kind = DigestKind::Xxh128;
-    std::array<std::byte, 64> bytes{};  ///< zeros behind digestSize
+    std::array<std::byte, 64> bytes{};  ///< zeros after the first digestSize bytes
 
     Digest() = default;
+    /// A sum of kind XXH128.
     explicit Digest(const ContentSum& sum);
-    /// Of one of XXH128.
+    /// The reverse; only for a sum of kind XXH128.
     ContentSum contentSum() const;
     bool operator==(const Digest&) const = default;
 
-    /// In the form of its kind: hexadecimal digits, or `c4` with 88 digits of base 58.
+    /// The text in manifests: hexadecimal digits in lower case, or for C4 `c4` with 88 digits of
+    /// base 58.
     std::string text() const;
-    /// None for what is no sum of this kind.
+    /// Parses such a text; none if it isn't a sum of this kind.
     static std::optional<Digest> parse(DigestKind kind, std::string_view text);
 };
 
-/// A sum in the making.
+/// Computes a sum piece by piece. Not thread-safe.
 class Digester {
   public:
     explicit Digester(DigestKind kind);
     ~Digester();
 
     void add(std::span<const std::byte> bytes);
-    /// Of all that was added. It ends the sum: nothing is added behind it.
+    /// The sum of all bytes that were added. To be called once, and nothing may be added
+    /// afterwards.
     Digest digest();
 
     class Algorithm;

@@ -22,7 +22,8 @@ namespace {
 
 using Finding = CheckedFile::Finding;
 
-/// The sum that tells most for the least work.
+/// The recorded sum to compare with: fast ones first, and among these the one with the most bits.
+/// Null if there is no sum.
 const Digest* sumToCompare(const HashRecord& record) {
     for (const DigestKind kind : {DigestKind::Xxh128, DigestKind::Xxh3, DigestKind::Xxh64,
                                   DigestKind::Md5, DigestKind::Sha1, DigestKind::Sha256})
@@ -30,13 +31,14 @@ const Digest* sumToCompare(const HashRecord& record) {
     return record.sum(DigestKind::C4);
 }
 
-/// Opens without waiting for whoever else has it; a link is followed, to wherever the user has
-/// moved what it stands for.
+/// Opens without waiting for a writer of a pipe or for a device. A link is followed: the user may
+/// have moved the file elsewhere and left a link.
 Descriptor openToRead(int folder, const std::string& path) {
     return Descriptor(::openat(folder, path.c_str(), O_RDONLY | O_NONBLOCK | O_NOCTTY | O_CLOEXEC));
 }
 
-/// What systems and runs of ours keep in a folder for themselves.
+/// Entries that aren't part of the user's files: those of the system, of the history, and of our
+/// runs.
 bool isIgnored(std::string_view name) {
     return name == "." || name == ".." || name == ".DS_Store" || name.starts_with(".zlkcam-") ||
            isHistoryName(name);
@@ -48,8 +50,10 @@ struct Entry {
     std::uint64_t size;
 };
 
-/// Files and folders only. Throws UnusableFile.
+/// The files and folders in a folder, sorted by name. Links and other entries are left out. Throws
+/// UnusableFile if the folder can't be read.
 std::vector<Entry> entriesOf(int root, const std::string& path) {
+    // A folder may lie on a network drive that doesn't answer.
     const DeviceCall call;
     const Descriptor folder(::openat(root, path.empty() ? "." : path.c_str(),
                                      O_RDONLY | O_DIRECTORY | O_NOFOLLOW | O_CLOEXEC));
@@ -70,7 +74,8 @@ std::vector<Entry> entriesOf(int root, const std::string& path) {
     return entries;
 }
 
-/// What there is to read of each file, as far as that is known before.
+/// How many bytes each file will take to read, for the progress bar. Old sums files have no sizes,
+/// so the file's present size stands in.
 std::vector<std::uint64_t> expectedSizes(int folder, const std::vector<CheckedFile>& files) {
     std::vector<std::uint64_t> sizes;
     sizes.reserve(files.size());
@@ -88,7 +93,9 @@ std::string keyOf(const Digest& digest) {
     return std::string(digestName(digest.kind)) + ' ' + digest.text();
 }
 
-/// Missing files by what they held: a folder of 100,000 frames of one size may have another name.
+/// Index of the missing files by what they held. It is needed because a renamed folder makes all
+/// its files missing, and with them as many unknown ones appear: 100,000 frames of the same size
+/// can't be compared pair by pair.
 class MissingFiles {
   public:
     explicit MissingFiles(std::vector<CheckedFile>& files) {
@@ -98,9 +105,10 @@ class MissingFiles {
 
     bool isEmpty() const { return byContent_.empty(); }
     const std::set<DigestKind>& kinds() const { return kinds_; }
-    /// Whether a file of this size may be one of them.
+    /// Whether a file of this size may be one of them, so that others needn't be read.
     bool mayBe(std::uint64_t size) const { return isAnySize_ || sizes_.contains(size); }
-    /// One that held this, which isn't given again; null if there is none.
+    /// A missing file that had this content, which is then removed from the index; null if there is
+    /// none.
     CheckedFile* take(const Digest& digest) {
         const auto found = byContent_.find(keyOf(digest));
         if (found == byContent_.end()) return nullptr;
@@ -115,6 +123,7 @@ class MissingFiles {
         if (!sum) return;
         byContent_.emplace(keyOf(*sum), &file);
         kinds_.insert(sum->kind);
+        // A record without a size could belong to any file.
         if (file.record->size)
             sizes_.insert(*file.record->size);
         else
@@ -137,11 +146,12 @@ FolderCheck::FolderCheck(Tool& tool, int folder, const FolderHistory& history)
 
 void FolderCheck::run() {
     try {
+        // Renamed files are looked for last: this needs both the missing and the unknown ones.
         checkRecorded();
         findNew();
         findRenamed();
     } catch (const Failure&) {
-        // Nothing else is thrown than that a stop is wished.
+        // Only a wish to stop is thrown; all else is noted in the findings.
         isStopped_ = true;
     }
 }
@@ -156,7 +166,7 @@ void FolderCheck::checkRecorded() {
         bar.startFile(wideText(file.record->path), sizes[i]);
         check(file, bar);
         bar.endFile();
-        // A file that isn't there may turn up under another name.
+        // It may turn up under another name, so nothing is reported yet.
         if (file.finding == Finding::Missing) continue;
         const bool isWhole = file.finding == Finding::Whole;
         bar.report(file.record->path + (isWhole ? " is whole" : ": " + file.reason), !isWhole);
@@ -168,6 +178,7 @@ void FolderCheck::check(CheckedFile& file, ProgressBar& bar) {
         file.finding = finding;
         file.reason = std::move(reason);
     };
+    // The size is compared before the contents are read, as that is much cheaper.
     struct stat status {};
     const Descriptor opened = [&] {
         const DeviceCall call;
@@ -195,6 +206,7 @@ void FolderCheck::readAndCompare(CheckedFile& file, int opened, ProgressBar& bar
     }
     const std::optional<MediumDigest> read = [&] {
         const DeviceCall call;
+        // The progress needs a number to divide by.
         const std::uint64_t size = std::max<std::uint64_t>(file.size, 1);
         return digestFromMedium(opened, recorded->kind, [&](std::uint64_t done) {
             bar.progress(static_cast<int>(std::min(done, size) * 100 / size));
@@ -214,6 +226,7 @@ void FolderCheck::readAndCompare(CheckedFile& file, int opened, ProgressBar& bar
 }
 
 void FolderCheck::findNew() {
+    // Depth first, in the order of names; `below` is reversed onto the stack for that.
     std::vector<std::string> folders{{}};
     while (!folders.empty()) {
         if (StopFlag::raised()) throw stoppedEarly();
@@ -221,6 +234,7 @@ void FolderCheck::findNew() {
         folders.pop_back();
         std::vector<std::string> below;
         try {
+            // An unreadable folder is reported, and the others are searched all the same.
             findNewIn(folder, below);
         } catch (const UnusableFile& unreadable) {
             unread_.push_back({folder, unreadable.what()});
@@ -244,6 +258,7 @@ void FolderCheck::findRenamed() {
     if (missing.isEmpty()) return;
     if (tool_.onTerminal()) tool_.say("Looking for files that were renamed...");
     std::erase_if(newFiles_, [&](const FoundFile& found) {
+        // Only a file whose size fits is read; each kind of sum needs a reading of its own.
         if (!missing.mayBe(found.size)) return false;
         for (const DigestKind kind : missing.kinds()) {
             const std::optional<MediumDigest> read = readWhole(found.path, kind);

@@ -1,5 +1,5 @@
 #pragma once
-// Compares the files of a folder, as their medium has them, with what was recorded of them.
+// Compares the files of a folder, read from their medium, with the sums that were recorded of them.
 
 #include <cstdint>
 #include <optional>
@@ -12,37 +12,42 @@
 
 namespace zlk {
 
+/// What was found out about one recorded file.
 struct CheckedFile {
     enum class Finding { NotReached, Whole, Renamed, Changed, Missing, Unreadable };
 
     const HashRecord* record = nullptr;
     Finding finding = Finding::NotReached;
-    std::uint64_t size = 0;   ///< that it has now
-    bool fromMedium = false;  ///< as in MediumDigest; of one that was read
-    std::string nowAt{};      ///< where a file lies that was renamed
-    std::string reason{};     ///< why it isn't whole; a phrase
+    std::uint64_t size = 0;   ///< present size in bytes
+    bool fromMedium = false;  ///< as in MediumDigest; only for a file that was read
+    std::string nowAt{};      ///< where the file lies now, if it was renamed
+    std::string reason{};     ///< why it isn't whole; a phrase for "FILE: reason"
 };
 
+/// Used by one thread.
 class FolderCheck {
   public:
-    /// All three outlive it; `folder` is an open descriptor.
+    /// References stay the caller's and have to outlive this; so has `folder`, an open descriptor.
     FolderCheck(Tool& tool, int folder, const FolderHistory& history);
 
-    /// Does all of it, or less where a stop is wished.
+    /// Reads and compares everything, or less after a stop. To be called once.
     void run();
 
+    /// All recorded files, sorted by path.
     const std::vector<CheckedFile>& files() const { return files_; }
     bool isStopped() const { return isStopped_; }
-    /// Bytes that were read.
+    /// Bytes that were read so far.
     std::uint64_t bytes() const { return bytes_; }
 
+    /// A file that no record names.
     struct FoundFile {
-        std::string path;  ///< as the file system has it
+        std::string path;  ///< below the folder, as the file system has it
         std::uint64_t size;
     };
-    /// Files that no record tells of, but for those that were renamed.
+    /// Files without a record, apart from renamed ones, which `files` has.
     const std::vector<FoundFile>& newFiles() const { return newFiles_; }
 
+    /// A folder that couldn't be read; files in it may exist without being found.
     struct UnreadFolder {
         std::string path;
         std::string reason;

@@ -20,16 +20,18 @@
 namespace zlk {
 namespace {
 
+/// A manifest or sums file by its name; both come in one list to be read in order.
 struct RunFile {
     std::string name;
     std::string_view date() const { return dateInName(name); }
     bool isManifest() const { return generationNumber(name).has_value(); }
-    /// Below the folder.
+    /// The path below the folder.
     std::string path() const {
         return isManifest() ? std::string(historyFolder) + '/' + name : name;
     }
 };
 
+/// A source that lets the user stop the reading of a long file.
 ByteSource stoppable(HistoryFile& file) {
     return [&file](std::span<char> room) {
         if (StopFlag::raised()) throw stoppedEarly();
@@ -44,6 +46,7 @@ class FolderHistory::Reader {
     Reader(FolderHistory& history, int folder) : history_(history), folder_(folder) {}
 
     void read() {
+        // An unusable file is noted and left out as a whole; the others still count.
         for (const RunFile& file : files()) {
             try {
                 readRun(file);
@@ -59,11 +62,14 @@ class FolderHistory::Reader {
         history_.troubles_.push_back({std::move(file), unusable.what()});
     }
 
-    /// All there are, the oldest first: manifests by their numbers, and sums files among them by
-    /// their dates.
+    /// All files of the history, the oldest first: manifests by their numbers, and sums files in
+    /// between by the dates in their names.
     std::vector<RunFile> files();
+    // Also notes those that can't be used.
     std::vector<RunFile> manifests();
+    // Sums files, sorted by their dates.
     std::vector<RunFile> sumsFiles();
+    // Reads the chain file, and notes manifests that it names and that are missing.
     void readChain(const std::unordered_set<std::string>& names);
 
     void readRun(const RunFile& file);
@@ -80,6 +86,8 @@ std::vector<RunFile> FolderHistory::Reader::files() {
     const std::vector<RunFile> lists = manifests(), sums = sumsFiles();
     std::vector<RunFile> all;
     auto sum = sums.begin();
+    // A merge: manifests are only ordered by their numbers, so a sums file is put before the first
+    // manifest that is younger.
     for (const RunFile& list : lists) {
         while (sum != sums.end() && sum->date() < list.date()) all.push_back(*sum++);
         all.push_back(list);
@@ -96,6 +104,7 @@ std::vector<RunFile> FolderHistory::Reader::manifests() {
     if (!manifestFolder_ && errno == ENOENT) return files;
     std::unordered_set<std::string> names;
     try {
+        // Not a folder, a link, or no rights: the history is there, but can't be read.
         if (!manifestFolder_)
             throw UnusableFile(std::string("it can't be read (") + std::strerror(errno) + ")");
         for (std::string& each : namesIn(manifestFolder_.get())) names.insert(std::move(each));
@@ -104,8 +113,8 @@ std::vector<RunFile> FolderHistory::Reader::manifests() {
         return files;
     }
     for (const std::string& each : names) {
-        if (generationNumber(each))
-            files.push_back({each});
+        if (generationNumber(each)) files.push_back({each});
+        // Its author must have meant a manifest, so it isn't passed over in silence.
         else if (each.ends_with(manifestSuffix) && !each.starts_with('.'))
             note(inFolder + each, UnusableFile("its name has no number"));
     }
@@ -152,6 +161,7 @@ void FolderHistory::Reader::readRun(const RunFile& file) {
         content = readSums(stoppable(sums), *sumsFileKind(file.name));
     }
     std::string device = std::move(content.device);
+    // The number of the run is its place in `runs_`, which gets it only after the merge succeeded.
     merge_.add(std::move(content), static_cast<std::uint32_t>(history_.runs_.size()));
     history_.runs_.push_back({file.path(), std::move(device)});
 }
@@ -160,6 +170,8 @@ RunContent FolderHistory::Reader::readManifestFile(const std::string& name) cons
     HistoryFile file(manifestFolder_.get(), name);
     const ChainFile::Entry* const line = chain_ ? chain_->find(name) : nullptr;
     const Digest* const expected = line && line->sum ? &*line->sum : nullptr;
+    // The sum is computed while the manifest is parsed, so that a second reading, in which the file
+    // could be another one, isn't needed.
     if (expected) file.sumUp(expected->kind);
     RunContent content = readManifest(stoppable(file));
     if (expected && file.digest() != *expected)

@@ -1,10 +1,10 @@
 #pragma once
-// What all earlier runs have recorded of a folder: the generations of its media hash list
-// (`ascmhl/`) and the sums files that lie in it.
+// Reads what all earlier runs have recorded of a folder: the generations of its media hash list
+// (`ascmhl/`) and the sums files in it.
 //
-// Everything is reached from an open folder, whatever becomes of its path. Whoever may write there
-// can write any record: none is taken at its word for more than what a file of the folder should
-// hold. What can't be used is left out whole, and named.
+// Everything is reached from an open folder, whatever becomes of its path. Anybody who may write
+// there can forge any record, so a record is only trusted to describe what a file of the folder
+// should hold. A file that can't be used is left out as a whole, and named.
 
 #include <string>
 #include <string_view>
@@ -16,21 +16,21 @@ namespace zlk {
 
 class FolderHistory {
   public:
-    /// Reads what there is; `folder` is an open descriptor of the folder and stays the caller's.
-    /// Throws Failure only where a stop is wished.
+    /// Reads the history of `folder`, an open descriptor that stays the caller's. Throws Failure
+    /// only if a stop is wished.
     static FolderHistory read(int folder);
 
-    /// The newest record of each file, by its present path; sorted by path. What a newer one of
-    /// the same bytes doesn't say is taken over from older ones. Of a file that was found damaged,
-    /// the sums are those that it should have; there are none if nobody recorded them.
+    /// The newest record of each file by its present path, sorted by path. What a newer record of
+    /// the same bytes lacks is taken over from older ones. For a file that was found damaged, the
+    /// sums are those that it should have; it has none if nobody ever recorded them.
     const std::vector<HashRecord>& records() const { return records_; }
-    /// Null if the file isn't recorded.
+    /// Null if there is no record of the file.
     const HashRecord* find(std::string_view path) const;
 
-    /// Where a record, or its `source`, comes from.
+    /// A run that recorded something; HashRecord::run is an index of `runs`.
     struct Run {
         std::string file;    ///< the manifest or sums file, below the folder
-        std::string device;  ///< what was copied from; empty if it doesn't say
+        std::string device;  ///< the device that was copied from; empty if unknown
     };
     const std::vector<Run>& runs() const { return runs_; }
 
@@ -41,7 +41,7 @@ class FolderHistory {
     };
     const std::vector<Trouble>& troubles() const { return troubles_; }
 
-    /// Whether there is neither a record nor anything that may have held one.
+    /// Whether the folder has neither a record nor a file that may have held one.
     bool empty() const { return runs_.empty() && troubles_.empty(); }
 
   private:
@@ -51,8 +51,8 @@ class FolderHistory {
     std::vector<Trouble> troubles_;
 };
 
-/// Whether an entry directly in a folder belongs to its history and is none of its files: the
-/// folder `ascmhl`, a sums file, or the report of a run.
+/// Whether an entry directly in a folder belongs to its history instead of its files: the folder
+/// `ascmhl`, a sums file, or a report.
 bool isHistoryName(std::string_view name);
 
 }  // namespace zlk

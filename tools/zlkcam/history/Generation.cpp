@@ -29,7 +29,7 @@ namespace {
 
 using namespace std::chrono_literals;
 
-// Others write for some seconds at most.
+// Another program writes its manifest within seconds; after a stop the user doesn't want to wait.
 constexpr std::chrono::milliseconds patience = 30s, patienceOnceStopped = 500ms, pause = 50ms;
 
 [[noreturn]] void fail(const std::string& what, const std::string& reason,
@@ -38,20 +38,23 @@ constexpr std::chrono::milliseconds patience = 30s, patienceOnceStopped = 500ms,
                   advice);
 }
 
-/// The folder `ascmhl` of a folder, in which nobody else writes meanwhile.
+/// The folder `ascmhl` of a folder, locked against other writers as long as this lives.
 class ManifestFolder {
   public:
     explicit ManifestFolder(int folder);
 
-    /// Returns the name of the new manifest.
+    /// Adds a manifest and its line in the chain file. Returns the manifest's name.
     std::string add(const Generation& generation);
 
   private:
-    /// False where there are no such locks: names that nobody replaces must do then.
+    /// False if the file system has no such locks. Then only the rule that no name is ever replaced
+    /// protects against another writer.
     bool lock() const;
+    // Deletes the hidden files of writers that were killed.
     void removeLeftovers() const;
     ChainFile readChain() const;
-    /// Lists manifests whose writer was killed before it had done so, and gives the next number.
+    /// Lists manifests whose writer was killed before it could list them, and returns the next
+    /// number.
     std::uint32_t complete(ChainFile& chain) const;
 
     const int folder_;
@@ -65,12 +68,13 @@ ManifestFolder::ManifestFolder(int folder) : folder_(folder) {
     manifests_ =
         Descriptor(::openat(folder, name.c_str(), O_RDONLY | O_DIRECTORY | O_NOFOLLOW | O_CLOEXEC));
     if (!manifests_) fail("the folder " + name + " can't be opened", std::strerror(errno));
-    // Whoever has the lock is the only writer, so that the others' hidden files are leftovers.
+    // As the holder of the lock is the only writer, all hidden files are leftovers.
     if (lock()) removeLeftovers();
 }
 
 bool ManifestFolder::lock() const {
     for (auto waited = 0ms; ::flock(manifests_.get(), LOCK_EX | LOCK_NB) != 0; waited += pause) {
+        // Any other error means that there are no locks here, and waiting wouldn't help.
         if (errno != EWOULDBLOCK && errno != EINTR) return false;
         if (waited >= (StopFlag::raised() ? patienceOnceStopped : patience))
             fail("the folder " + std::string(historyFolder) + " can't be written",
@@ -96,6 +100,8 @@ ChainFile ManifestFolder::readChain() const {
 }
 
 std::uint32_t ManifestFolder::complete(ChainFile& chain) const {
+    // A writer takes the number after the last listed one. So only manifests with higher numbers
+    // can be those of writers that were killed before they came to the chain file.
     std::uint64_t last = 0;
     for (const ChainFile::Entry& entry : chain.entries()) last = std::max(last, entry.number);
     std::map<std::uint32_t, std::string> unlisted;
@@ -103,6 +109,7 @@ std::uint32_t ManifestFolder::complete(ChainFile& chain) const {
         const auto number = generationNumber(name);
         if (number && *number > last && !chain.find(name)) unlisted[*number] = name;
     }
+    // In the order of their numbers, which the map keeps.
     for (const auto& [number, name] : unlisted) {
         HistoryFile file(manifests_.get(), name);
         file.sumUp(DigestKind::C4);
@@ -125,15 +132,20 @@ std::string ManifestFolder::add(const Generation& generation) {
         manifest.write(text);
     });
     manifest.finish();
-    // Both are whole before one has its name: a full disk shows before that.
+    // Both files are complete on the disk before either gets its name. A full disk shows up to
+    // here, while nothing has changed.
     chain.add(number, name, c4.digest());
     NewFile newChain(manifests_.get(), chainName);
     newChain.write(chain.text());
     newChain.finish();
+    // The manifest comes first: if the program is killed now, the next run finds and lists it. The
+    // other way round the chain would name a manifest that doesn't exist.
     if (!manifest.takeName(name)) fail(name + " can't be made", "another program has made it");
     try {
         newChain.replace(chainName);
     } catch (const Failure&) {
+        // Without its line in the chain the manifest is withdrawn, to fail as if nothing had
+        // happened.
         ::unlinkat(manifests_.get(), name.c_str(), 0);
         throw;
     }
@@ -142,6 +154,7 @@ std::string ManifestFolder::add(const Generation& generation) {
     return name;
 }
 
+/// Fails if a path can't be written; a manifest that left it out would claim to be complete.
 void requireRecordable(const Generation& generation, bool (*isWritable)(std::string_view)) {
     for (const HashRecord& record : generation.records)
         if (!isRecordedPath(record.path) || !isWritable(record.path))
@@ -165,7 +178,7 @@ std::string writeSums(int folder, const Generation& generation, DigestKind kind)
     NewFile file(folder, datedName(nameOfFolder(folder), generation.made, digestName(kind)));
     bool hasLines = false;
     for (const HashRecord& record : generation.records) {
-        // A checker would take the sum of a damaged file for the right one.
+        // A checker would take the sum of the damaged file for the right one.
         if (record.action == HashAction::Failed) continue;
         const Digest* const sum = record.sum(kind);
         if (!sum) throw std::invalid_argument("a record without a sum for this sums file");

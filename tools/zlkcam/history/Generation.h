@@ -1,9 +1,9 @@
 #pragma once
 // Records what one run has copied into a folder, or has verified there.
 //
-// Both writers give a file its name only when it is whole on the disk, and never replace one that
-// is there. On failure nothing half has a name. They aren't stopped by a wish to end: what was
-// copied before that is worth a record.
+// Both writers give a file its name only when it is whole on the disk, and never replace a file. If
+// they fail, no half file has a name. A wish to stop doesn't end them: what was copied before it is
+// worth a record.
 
 #include <cstdint>
 #include <string>
@@ -14,24 +14,25 @@
 
 namespace zlk {
 
+/// What one run records. A generation is one manifest of a media hash list.
 struct Generation {
     std::int64_t made = _time64();  ///< seconds since 1970 UTC
-    std::string device{};           ///< what was copied from, UTF-8; empty if nobody knows
+    std::string device{};           ///< the device that was copied from, UTF-8; empty if unknown
     std::vector<HashRecord> records{};
 };
 
-/// Adds a generation to the folder's media hash list, which is begun if there is none: a manifest
-/// in `ascmhl/`, and its line in the chain file there. Sums that a manifest can't hold (SHA-256)
-/// are left out, and so is a `source` with characters that XML doesn't have. `folder` is an open
-/// descriptor of the folder, which gives the manifest its name too. Returns the manifest's path
-/// below the folder; empty, with nothing written, if there are no records.
-/// Throws Failure (FileUnusable), also where the chain file can't be understood, or another
-/// program doesn't end its own writing.
+/// Adds a generation to the folder's media hash list, and begins the list if there is none: a
+/// manifest in `ascmhl/`, and its line in the chain file there. Sums that a manifest can't hold
+/// (SHA-256) are left out, and so is a `source` with characters that XML doesn't have. `folder` is
+/// an open descriptor, which stays the caller's; the folder's name becomes a part of the
+/// manifest's. Returns the path of the manifest below the folder; empty, with nothing written, if
+/// there are no records. Throws Failure (FileUnusable), also if the chain file can't be understood
+/// or another program keeps the history locked.
 std::string writeGeneration(int folder, const Generation& generation);
 
-/// Writes the sums of one kind (XXH128 or SHA-256) into a file of the folder that `xxhsum -c` or
-/// `sha256sum -c` take, `<folder's name>_<date>Z.xxh128` or `.sha256`. Files that were found
-/// damaged are left out. Returns and throws as above.
+/// Writes the sums of one kind (XXH128 or SHA-256) into a file of the folder, `<folder's
+/// name>_<date>Z.xxh128` or `.sha256`, which `xxhsum -c` or `sha256sum -c` accept. Files that were
+/// found damaged are left out. Returns and throws as writeGeneration does.
 std::string writeSums(int folder, const Generation& generation, DigestKind kind);
 
 }  // namespace zlk

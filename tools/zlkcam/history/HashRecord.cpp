@@ -7,8 +7,10 @@
 namespace zlk {
 namespace {
 
-constexpr std::size_t longestPath = 4095;  // what the kernel takes
+constexpr std::size_t longestPath = 4095;  // the kernel takes no longer ones
 
+/// Whether a path component stays in the folder and doesn't lead into its history. Case doesn't
+/// matter, because some file systems don't distinguish it.
 bool isComponent(std::string_view name) {
     return !name.empty() && name != "." && name != ".." &&
            !equalIgnoringCase(wideText(name), wideText(historyFolder));

@@ -26,6 +26,7 @@ struct CloseFolder {
 HistoryFile::HistoryFile(int folder, const std::string& name, std::uint64_t limit)
     : file_(::openat(folder, name.c_str(), O_RDONLY | O_NOFOLLOW | O_NONBLOCK | O_CLOEXEC)),
       limit_(limit) {
+    // O_NOFOLLOW returns ELOOP for a link.
     if (!file_ && errno == ELOOP) throw UnusableFile("it is a link");
     struct stat status {};
     if (!file_ || ::fstat(file_.get(), &status) != 0) throwUnreadable();
@@ -40,7 +41,7 @@ std::size_t HistoryFile::read(std::span<char> room) {
     while (read < 0 && errno == EINTR);
     if (read < 0) throwUnreadable();
     const auto bytes = room.first(static_cast<std::size_t>(read));
-    // It may grow while it is read.
+    // The file may have grown since it was opened, so the limit is checked here, too.
     size_ += bytes.size();
     if (size_ > limit_) throw UnusableFile("it has more than " + sizeText(limit_));
     if (digester_) digester_->add(std::as_bytes(bytes));
@@ -48,6 +49,7 @@ std::size_t HistoryFile::read(std::span<char> room) {
 }
 
 Digest HistoryFile::digest() {
+    // The parser may have stopped before the end; the sum is of all bytes.
     std::vector<char> block(1 << 16);
     while (read(block) > 0) {
     }
@@ -55,12 +57,13 @@ Digest HistoryFile::digest() {
 }
 
 std::vector<std::string> namesIn(int folder) {
-    // A walk of its own, whose position nobody else has.
+    // A descriptor of its own, because the position in a folder belongs to the open descriptor.
     Descriptor own(::openat(folder, ".", O_RDONLY | O_DIRECTORY | O_CLOEXEC));
     const std::unique_ptr<DIR, CloseFolder> walk(own ? ::fdopendir(own.get()) : nullptr);
     if (!walk) throwUnreadable();
-    own.release();
+    own.release();  // closedir closes it from now on
     std::vector<std::string> names;
+    // readdir returns null at the end and on an error; only errno distinguishes the two.
     for (errno = 0; const dirent* entry = ::readdir(walk.get()); errno = 0)
         names.emplace_back(entry->d_name);
     if (errno != 0) throwUnreadable();

@@ -1,5 +1,5 @@
 #pragma once
-// A file of a history as it is read: somebody else may have written it, or be writing to it.
+// Reads a file of a history with care: somebody else may have written it, or be writing to it.
 
 #include <cstdint>
 #include <functional>
@@ -14,40 +14,41 @@
 
 namespace zlk {
 
-/// Why a file of a history is left out; the text completes "It is left out: ".
+/// Why a file of a history isn't used. The text completes "It is left out: ".
 class UnusableFile : public std::runtime_error {
   public:
     using std::runtime_error::runtime_error;
 };
 
-/// Gives the next bytes of a document; none at its end.
+/// Fills `room` with the next bytes of a document and returns their number; 0 at its end.
 using ByteSource = std::function<std::size_t(std::span<char> room)>;
 
-// Of 300,000 files a manifest has some 130 MB.
+// A manifest of 300,000 files has some 130 MB.
 inline constexpr std::uint64_t largestHistoryFile = std::uint64_t{512} << 20;
 
 class HistoryFile {
   public:
-    /// Opens a file directly in an open folder. Throws UnusableFile where that isn't possible
-    /// without following a link or waiting for somebody, or where it has more bytes than `limit`.
+    /// Opens a file directly in an open folder. Throws UnusableFile if the name is a link or no
+    /// regular file, or if the file has more than `limit` bytes. Never waits for another program.
     HistoryFile(int folder, const std::string& name, std::uint64_t limit = largestHistoryFile);
 
-    /// Has the bytes that are read from now on summed up too.
+    /// Makes a sum of the bytes that are read from now on. To be called before the first `read`.
     void sumUp(DigestKind kind) { digester_.emplace(kind); }
-    /// The sum of all of the file, whatever of it was read by then.
+    /// The sum of the whole file; reads what wasn't read yet. Only after `sumUp`.
     Digest digest();
 
-    /// A ByteSource. Throws UnusableFile.
+    /// Reads like a ByteSource. Throws UnusableFile.
     std::size_t read(std::span<char> room);
 
   private:
     Descriptor file_;
     const std::uint64_t limit_;
+    // Bytes that were read so far.
     std::uint64_t size_ = 0;
     std::optional<Digester> digester_;
 };
 
-/// The names of what lies in an open folder. Throws UnusableFile.
+/// The names of all entries of an open folder, with "." and "..". Throws UnusableFile.
 std::vector<std::string> namesIn(int folder);
 
 }  // namespace zlk

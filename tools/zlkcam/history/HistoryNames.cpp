@@ -14,7 +14,8 @@
 namespace zlk {
 namespace {
 
-// Bytes of a folder's name, which leave room for all that stands around it.
+// Bytes of a folder's name within a file's name, which may have 255; the rest is for number, date,
+// suffix and a hidden prefix.
 constexpr std::size_t longestFolderName = 150;
 
 bool isReportName(std::string_view name) {
@@ -22,7 +23,8 @@ bool isReportName(std::string_view name) {
            name.substr(name.rfind('.') + 1) == reportSuffix;
 }
 
-/// What stands in front of the suffix, and of the number that tells names of one second apart.
+/// The name without its suffix, and without the number that distinguishes files of the same second,
+/// as the `-2` in `..._083000Z-2.html`.
 std::string_view stemOf(std::string_view name) {
     std::string_view stem = name.substr(0, name.rfind('.'));
     const std::size_t lastDigit = stem.find_last_not_of("0123456789");
@@ -72,15 +74,17 @@ std::string datedName(const std::string& folderName, std::int64_t made, std::str
 
 std::string nameOfFolder(int folder) {
     std::error_code none;
+    // The folder may have been renamed since it was opened; the kernel knows its present name.
     const auto path =
         std::filesystem::read_symlink("/proc/self/fd/" + std::to_string(folder), none);
     std::u16string name = wideText(path.filename().string());
     for (WCHAR& unit : name)
+        // Control characters, backslashes and characters that XML doesn't have.
         if (unit < 0x20 || (unit >= 0x7F && unit < 0xA0) || unit == u'\\' || unit >= 0xFFFD)
             unit = u'_';
     if (name.starts_with(u'.')) name.front() = u'_';
     while (utf8Text(name).size() > longestFolderName) name.pop_back();
-    // A half of a pair would be no text.
+    // Removing the last unit may have left half of a surrogate pair.
     if (!name.empty() && (name.back() & 0xFC00) == 0xD800) name.pop_back();
     return name.empty() ? "root" : utf8Text(name);
 }

@@ -1,5 +1,5 @@
 #pragma once
-// How the files of a history are called.
+// Forms and recognises the names of a history's files: manifests, sums files and reports.
 
 #include <cstdint>
 #include <optional>
@@ -11,11 +11,11 @@
 namespace zlk {
 
 inline constexpr std::string_view manifestSuffix = ".mhl";
-/// Of a page that tells people of a run.
+/// Suffix of the report of a run for people, without its dot.
 inline constexpr std::string_view reportSuffix = "html";
 inline constexpr char chainName[] = "ascmhl_chain.xml";
 
-/// The number of a generation by its manifest's name, `NNNN_....mhl`; none for another name.
+/// The number of a generation from the name of its manifest, `NNNN_....mhl`; none for another name.
 std::optional<std::uint32_t> generationNumber(std::string_view name);
 inline constexpr std::uint32_t lastGeneration = 999'999'999;
 
@@ -23,15 +23,17 @@ inline constexpr std::uint32_t lastGeneration = 999'999'999;
 /// name.
 std::optional<DigestKind> sumsFileKind(std::string_view name);
 
-/// The date in such a name; empty for one that has none.
+/// The date in such a name, as nameTimeText writes it; empty if it has none.
 std::string_view dateInName(std::string_view name);
 
+/// The name of a manifest: number, folder and date.
 std::string manifestName(std::uint32_t number, const std::string& folderName, std::int64_t made);
-/// Of a file directly in the folder; `attempt` tells those of one second apart.
+/// The name of a sums file or report directly in the folder. `attempt` distinguishes files of the
+/// same second: from 2 on it is a part of the name.
 std::string datedName(const std::string& folderName, std::int64_t made, std::string_view suffix,
                       unsigned attempt = 1);
 
-/// What an open folder is called, as far as a name of a file can hold it.
+/// The name of an open folder, changed where a file's name or XML can't hold it.
 std::string nameOfFolder(int folder);
 
 }  // namespace zlk

@@ -14,7 +14,7 @@ namespace {
 
 using Kind = XmlToken::Kind;
 
-// Of one file.
+// The XML of one file. Together with the depth that XmlTokens allows it bounds the memory.
 constexpr std::size_t largestElement = 1 << 20;
 constexpr std::size_t longestOwnText = 4095;
 
@@ -25,6 +25,7 @@ std::optional<std::uint64_t> parseSize(std::string_view text) {
     return isWhole ? std::optional(size) : std::nullopt;
 }
 
+/// How grave an action is grows with its value, see addRecord.
 HashAction actionOf(pugi::xml_node sum) {
     const std::string_view action = sum.attribute("action").value();
     if (action == "failed") return HashAction::Failed;
@@ -43,6 +44,8 @@ class ManifestReader {
 
     RunContent read() {
         step();
+        // What follows the root is read, too, to find out whether the document is well-formed to
+        // its end.
         readRoot();
         while (tokens_.next(token_)) {
         }
@@ -50,32 +53,41 @@ class ManifestReader {
     }
 
   private:
-    /// The next token of a document that goes on: its reader throws at an end in the middle.
+    /// The next token inside of an element. The document can't end here: XmlTokens throws then, and
+    /// this only makes sure of it.
     void step() {
         if (!tokens_.next(token_)) throw UnusableFile("it ends in the middle");
     }
     bool isElement() const { return token_.kind == Kind::Start || token_.kind == Kind::Empty; }
 
-    /// Each of these begins at the start of an element, and ends with its end.
+    /// Each of these begins with the token of an element's start, and returns at its end.
     void readRoot();
     void readHashes();
+    // Skips an element with all that is in it.
     void skip();
+    // Parses the element as a whole; the result is valid until the next call.
     pugi::xml_node parse();
     template <class Take>
+    // Calls `take` for each token up to the end of the element.
     void readToEnd(Take take);
 
+    // Checks and parses `piece_`.
     void parsePiece(pugi::xml_document& document) const;
     void addRecord(pugi::xml_node hash);
+    // The text of one of our own elements in `metadata`; empty if there is none.
     std::string ownText(pugi::xml_node metadata, std::string_view name) const;
 
     XmlTokens tokens_;
     XmlToken token_;
+    // The XML of the element in hand.
     std::string piece_;
+    // The root is kept for the namespaces that it declares; `element_` is the element in hand.
     pugi::xml_document root_, element_;
     RunContent content_;
 };
 
 void ManifestReader::parsePiece(pugi::xml_document& document) const {
+    // Names may consist of blanks, which the default flags would drop.
     constexpr unsigned keepBlankNames = pugi::parse_default | pugi::parse_ws_pcdata_single;
     const auto result =
         document.load_buffer(piece_.data(), piece_.size(), keepBlankNames, pugi::encoding_utf8);
@@ -84,6 +96,7 @@ void ManifestReader::parsePiece(pugi::xml_document& document) const {
 }
 
 void ManifestReader::readRoot() {
+    // Only the start tag is there yet. Closing it makes it a document that pugixml can parse.
     const bool isEmpty = token_.kind == Kind::Empty;
     piece_ = token_.text;
     if (!isEmpty) piece_.insert(piece_.size() - 1, "/");
@@ -95,6 +108,7 @@ void ManifestReader::readRoot() {
         throw UnusableFile("it is of version \"" + version + "\", and only " + manifestVersion +
                            " is known");
     if (isEmpty) return;
+    // Elements of other tools, and those that we don't need, are skipped.
     for (step(); token_.kind != Kind::End; step()) {
         if (!isElement()) continue;
         if (token_.localName() == "hashes")
@@ -156,16 +170,21 @@ void ManifestReader::addRecord(pugi::xml_node hash) {
             previousPath = textOf(child);
         } else if (name == "metadata") {
             record.source = ownText(child, "source");
+            // Should a kind occur twice, the first one counts.
         } else if (const auto kind = digestKind(name); kind && !record.sum(*kind)) {
             record.sums.push_back(digestOf(*kind, child));
+            // Failed is the largest action: if one sum failed, the file is damaged.
             record.action = std::max(record.action, actionOf(child));
         }
     }
+    // Sums, size and time of such a record are those of the damaged file. What the file should be
+    // stands in older records, which RecordMerge takes over.
     if (record.action == HashAction::Failed) {
         record.sums.clear();
         record.size.reset();
         record.modified.reset();
     }
+    // The file was renamed since the last generation; the index is that of the record added below.
     if (!previousPath.empty())
         content_.renames.push_back({content_.records.size(), std::move(previousPath)});
     content_.add(std::move(record));
@@ -177,6 +196,7 @@ std::string ManifestReader::ownText(pugi::xml_node metadata, std::string_view na
         return localName(child) == name && namespaceOf(child, root) == ownNamespace;
     });
     std::string text = textOf(own);
+    // A path or name of a device isn't that long; somebody forged it.
     return text.size() > longestOwnText ? std::string() : text;
 }
 

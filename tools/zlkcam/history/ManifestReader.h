@@ -1,12 +1,12 @@
 #pragma once
-// Reads a manifest of a media hash list, element by element.
+// Reads a manifest of a media hash list element by element, so that its size doesn't matter.
 
 #include "tools/zlkcam/history/HistoryFile.h"
 #include "tools/zlkcam/history/RunContent.h"
 
 namespace zlk {
 
-/// Throws UnusableFile for one that can't be understood whole.
+/// Throws UnusableFile if the manifest can't be understood as a whole.
 RunContent readManifest(const ByteSource& source);
 
 }  // namespace zlk

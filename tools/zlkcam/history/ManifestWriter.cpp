@@ -16,10 +16,10 @@ namespace {
 
 using Write = std::function<void(std::string_view)>;
 
-// With the prefix that the root element declares.
+// The elements of our own namespace, with the prefix that the root declares.
 constexpr char ownDevice[] = "zlk:device", ownSource[] = "zlk:source";
 
-// What lies in a folder and is no part of the media.
+// What a checker has to ignore: entries of a folder that aren't copies.
 constexpr const char* ignored[] = {".DS_Store", "ascmhl", "ascmhl/", ".zlkcam-*"};
 
 const char* actionName(HashAction action) {
@@ -34,6 +34,7 @@ const char* actionName(HashAction action) {
     return "original";
 }
 
+/// Empty if the name can't stand in XML.
 std::string hostName() {
     std::array<char, 256> name{};
     ::gethostname(name.data(), name.size() - 1);
@@ -66,7 +67,8 @@ class ManifestWriter final : private pugi::xml_writer {
     void write(const void* text, std::size_t size) override {
         write_({static_cast<const char*>(text), size});
     }
-    /// An element as it will stand that deep in the document; only one is there at a time.
+    /// Writes one element at this depth of the document. It exists in memory only meanwhile, so
+    /// that a manifest of any length takes little of it.
     template <class Fill>
     void writeElement(const char* name, unsigned depth, Fill fill) {
         pugi::xml_node element = document_.append_child(name);
@@ -118,6 +120,7 @@ class ManifestWriter final : private pugi::xml_writer {
         bool hasSum = false;
         for (const DigestKind kind : digestKinds) {
             const Digest* const sum = record.sum(kind);
+            // The format has no SHA-256.
             if (!sum || kind == DigestKind::Sha256) continue;
             pugi::xml_node element = hash.append_child(digestName(kind));
             element.append_attribute("action") = actionName(record.action);
@@ -141,10 +144,10 @@ void writeManifest(const Generation& generation, const Write& write) {
 }
 
 bool isXmlText(std::string_view text) {
-    // Line ends and tabs are XML's, but not every reader keeps them.
+    // Line ends and tabs are legal in XML, but some readers turn them into blanks.
     const bool hasControls =
         std::ranges::any_of(text, [](char c) { return static_cast<unsigned char>(c) < 0x20; });
-    // U+FFFE and U+FFFF.
+    // The encodings of U+FFFE and U+FFFF, which XML excludes.
     return !hasControls && text.find("\xEF\xBF\xBE") == text.npos &&
            text.find("\xEF\xBF\xBF") == text.npos && isUtf8(text);
 }

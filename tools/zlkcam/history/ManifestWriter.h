@@ -1,5 +1,5 @@
 #pragma once
-// Writes a manifest of a media hash list, file by file.
+// Writes a manifest of a media hash list element by element.
 
 #include <functional>
 #include <string_view>
@@ -8,11 +8,12 @@
 
 namespace zlk {
 
-/// Hands the document out in pieces.
+/// Calls `write` with the pieces of the document, in order. Throws std::invalid_argument for a
+/// record without a sum that a manifest can hold; what `write` throws passes through.
 void writeManifest(const Generation& generation,
                    const std::function<void(std::string_view)>& write);
 
-/// Whether XML has all characters of a text, and gives them back as they are.
+/// Whether a text may stand in XML and is read back unchanged.
 bool isXmlText(std::string_view text);
 
 }  // namespace zlk

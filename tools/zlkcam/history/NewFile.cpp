@@ -26,7 +26,8 @@ constexpr unsigned mostInASecond = 1000;
                   "Make room on that disk, or see to the rights of that folder.");
 }
 
-/// In the form in which the platform takes it.
+/// A path in an open folder that the platform accepts; /proc leads to the folder wherever it was
+/// moved to.
 std::u16string pathOf(int folder, const std::string& name) {
     return wideText("/proc/self/fd/" + std::to_string(folder) + '/' + name);
 }
@@ -62,9 +63,10 @@ void NewFile::finish() {
 }
 
 bool NewFile::takeName(const std::string& name) {
+    // The platform's move never replaces a file, on any file system.
     isHidden_ = !MoveFileW(pathOf(folder_, hidden_).c_str(), pathOf(folder_, name).c_str());
     if (isHidden_ && GetLastError() != ERROR_ALREADY_EXISTS) fail(name, reasonText());
-    // On FAT it has no contents under its new name before it is flushed once more.
+    // On FAT a moved file has no contents under its new name until it is flushed once more.
     if (!isHidden_ && ::fsync(file_.get()) != 0) fail(name, std::strerror(errno));
     return !isHidden_;
 }
@@ -73,6 +75,7 @@ std::string NewFile::takeDatedName(std::int64_t made, std::string_view suffix) {
     const std::string folderName = nameOfFolder(folder_);
     for (unsigned attempt = 1; attempt <= mostInASecond; ++attempt) {
         std::string name = datedName(folderName, made, suffix, attempt);
+        // A name that is taken belongs to another run of the same second.
         if (!takeName(name)) continue;
         flushFolder(folder_, ".");
         return name;
@@ -82,13 +85,14 @@ std::string NewFile::takeDatedName(std::int64_t made, std::string_view suffix) {
 
 void NewFile::replace(const std::string& name) {
     if (::renameat(folder_, hidden_.c_str(), folder_, name.c_str()) != 0)
+        // The hidden file keeps its name, and the destructor removes it.
         fail(name, std::strerror(errno));
     isHidden_ = false;
     if (::fsync(file_.get()) != 0) fail(name, std::strerror(errno));
 }
 
 void flushFolder(int folder, const std::string& name) {
-    // Some file systems have nothing to flush there.
+    // Some file systems can't flush a folder and need not; they return one of these errors.
     if (::fsync(folder) != 0 && errno != EINVAL && errno != ENOTSUP && errno != ENOSYS)
         fail(name, std::strerror(errno));
 }

@@ -1,6 +1,6 @@
 #pragma once
-// A file that is written under a hidden name of its own, and has its real one when it is whole on
-// the disk. Reached from an open folder throughout. All throw Failure (FileUnusable).
+// A file that is written under a hidden name and gets its real name only when it is whole on the
+// disk. Everything is reached from an open folder. All functions throw Failure (FileUnusable).
 
 #include <cstdint>
 #include <string>
@@ -12,23 +12,25 @@ namespace zlk {
 
 class NewFile {
   public:
-    /// `name` is the one that it will have, or like it.
+    /// Creates the hidden file in `folder`, an open descriptor that stays the caller's and outlives
+    /// this. `name` is the name that the file will get, or one like it, for messages.
     NewFile(int folder, const std::string& name);
-    /// Takes away what has no name yet.
+    /// Deletes the file if it hasn't got a name.
     ~NewFile();
     NewFile(const NewFile&) = delete;
     NewFile& operator=(const NewFile&) = delete;
 
+    /// Appends bytes, which are collected and written in large blocks.
     void write(std::string_view bytes);
-    /// Waits until all of it is on the disk.
+    /// Writes the rest and waits until all of it is on the disk.
     void finish();
 
-    /// False if something else has that name.
+    /// Moves the file to a name; false if the name is taken. `finish` has to come first.
     bool takeName(const std::string& name);
-    /// Takes the first free one of the names that a file of this moment has in the folder, waits
-    /// until it is on the disk, and gives it.
+    /// Moves the file to the first free of the names that belong to this time in its folder, waits
+    /// until the name is on the disk, and returns it.
     std::string takeDatedName(std::int64_t made, std::string_view suffix);
-    /// Takes the name away from whatever has it.
+    /// Moves the file to a name and replaces what has it.
     void replace(const std::string& name);
 
   private:
@@ -41,7 +43,8 @@ class NewFile {
     bool isHidden_ = true;
 };
 
-/// Waits until the names in an open folder are on the disk, where the file system can say so.
+/// Waits until the names in an open folder are on the disk, if the file system can do that. `name`
+/// is the folder's, for messages.
 void flushFolder(int folder, const std::string& name);
 
 }  // namespace zlk

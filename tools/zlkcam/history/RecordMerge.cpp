@@ -10,8 +10,9 @@
 namespace zlk {
 namespace {
 
-/// Whether the older record may be about the same bytes, and nothing says otherwise. A file that
-/// was found damaged has no sums of its own: those that it should have are the older ones.
+/// Whether the older record can be about the same bytes: they share a kind of sum, and no shared
+/// kind differs. The record of a damaged file has no sums, and takes those of the older record,
+/// which say what it should be.
 bool isOfSameFile(const HashRecord& newer, const HashRecord& older) {
     if (newer.sums.empty()) return true;
     bool isShared = false;
@@ -23,6 +24,7 @@ bool isOfSameFile(const HashRecord& newer, const HashRecord& older) {
     return isShared;
 }
 
+/// Takes over what the newer record lacks.
 void fillIn(HashRecord& newer, const HashRecord& older) {
     if (!isOfSameFile(newer, older)) return;
     if (!newer.size) newer.size = older.size;
@@ -38,9 +40,11 @@ void fillIn(HashRecord& newer, const HashRecord& older) {
 }  // namespace
 
 void RecordMerge::add(RunContent content, std::uint32_t run) {
+    // The limit is checked before anything changes, so that a failure adds nothing.
     if (records_.size() + content.records.size() > 2 * mostRecords)
         throw UnusableFile("with it the history tells of too many files");
     for (HashRecord& record : content.records) record.run = run;
+    // Renames need the older records under their old paths, so this comes before the merge.
     carryOver(content);
     const auto olderSize = static_cast<std::ptrdiff_t>(records_.size());
     if (records_.empty())
@@ -48,9 +52,11 @@ void RecordMerge::add(RunContent content, std::uint32_t run) {
     else
         std::ranges::move(content.records, std::back_inserter(records_));
     const auto newer = records_.begin() + olderSize;
+    // stable_sort and inplace_merge keep the order of equal paths: the newest record comes last.
     std::ranges::stable_sort(newer, records_.end(), {}, &HashRecord::path);
     std::ranges::inplace_merge(records_, newer, {}, &HashRecord::path);
-    // Of each path the last one is the newest.
+    // Only the last record of each path is kept. unique keeps the first of equal elements, so it
+    // goes backwards.
     const auto kept =
         std::unique(records_.rbegin(), records_.rend(),
                     [](const HashRecord& a, const HashRecord& b) { return a.path == b.path; });
@@ -63,8 +69,8 @@ std::vector<HashRecord> RecordMerge::take() {
 }
 
 void RecordMerge::carryOver(RunContent& content) {
-    // Two files may have exchanged their names, so that no record is given up before all have
-    // found theirs.
+    // Two files may have exchanged their names. So the records of all old paths are looked up
+    // first, and are removed only after that.
     std::unordered_set<const HashRecord*> renamed;
     std::unordered_set<std::size_t> isRename;
     for (const RunContent::Rename& rename : content.renames) {
@@ -72,11 +78,14 @@ void RecordMerge::carryOver(RunContent& content) {
         const HashRecord* const older = findRecord(records_, rename.previousPath);
         if (older && renamed.insert(older).second) fillIn(content.records[rename.record], *older);
     }
+    // All other records continue the record of their own path, unless the file there was renamed.
     for (std::size_t i = 0; i < content.records.size(); ++i) {
         const HashRecord* const older =
             isRename.contains(i) ? nullptr : findRecord(records_, content.records[i].path);
         if (older && !renamed.contains(older)) fillIn(content.records[i], *older);
     }
+    // An empty path marks the records that are removed, as their pointers must stay valid until
+    // here.
     for (const HashRecord* const record : renamed)
         records_[static_cast<std::size_t>(record - records_.data())].path.clear();
     if (!renamed.empty())

@@ -1,5 +1,5 @@
 #pragma once
-// Puts what runs have recorded one after the other together: the newest record of each file.
+// Merges what several runs have recorded into one list with the newest record of each file.
 
 #include <cstdint>
 #include <vector>
@@ -10,14 +10,15 @@ namespace zlk {
 
 class RecordMerge {
   public:
-    /// Adds what a run recorded after those that were added before; `run` is its number.
-    /// Throws UnusableFile, with nothing added, where that would come to too many files.
+    /// Adds the records of a run that came after all runs added before. `run` is its number. Throws
+    /// UnusableFile, with nothing added, if there would be too many records.
     void add(RunContent content, std::uint32_t run);
 
-    /// All of them, sorted by path.
+    /// Returns all records, sorted by path, and leaves this empty.
     std::vector<HashRecord> take();
 
   private:
+    /// Fills records from older ones of the same file, also under a former name.
     void carryOver(RunContent& content);
 
     std::vector<HashRecord> records_;

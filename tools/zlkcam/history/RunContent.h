@@ -1,5 +1,5 @@
 #pragma once
-// What one manifest or sums file holds.
+// What one manifest or sums file contains.
 
 #include <cstddef>
 #include <string>
@@ -9,21 +9,24 @@
 
 namespace zlk {
 
-// Four times as many as the largest cards of today have.
+// Four times the number of files on the largest cards of today; more would only fill the memory.
 inline constexpr std::size_t mostRecords = 1'000'000;
 
 struct RunContent {
+    /// The device that was copied from; empty if unknown.
     std::string device{};
-    /// A file that was found damaged has neither sums nor size here: they are another file's.
+    /// A file that was found damaged has neither sums nor size here, because those in the file
+    /// describe the damaged content.
     std::vector<HashRecord> records{};
 
+    /// A record whose file had another path in the generation before.
     struct Rename {
-        std::size_t record;  ///< its index
+        std::size_t record;  ///< its index in `records`
         std::string previousPath;
     };
     std::vector<Rename> renames{};
 
-    /// Throws UnusableFile for a path that a history must not tell of, or one record too many.
+    /// Throws UnusableFile for a path that no record may have, or if there are too many records.
     void add(HashRecord record);
 };
 

@@ -6,6 +6,7 @@
 namespace zlk {
 namespace {
 
+// Longer than any path, even with each character escaped.
 constexpr std::size_t longestLine = 16 * 1024;
 
 std::string escaped(const std::string& path) {
@@ -38,6 +39,8 @@ std::string unescaped(std::string_view text) {
     return path;
 }
 
+/// Parses digits, a separator and a path. The separator ` *` marks a file read in binary mode,
+/// which makes no difference here.
 HashRecord parseLine(std::string_view line, DigestKind kind) {
     const bool isEscaped = line.starts_with('\\');
     if (isEscaped) line.remove_prefix(1);
@@ -56,7 +59,7 @@ HashRecord parseLine(std::string_view line, DigestKind kind) {
 }  // namespace
 
 std::string sumsLine(const Digest& sum, const std::string& path) {
-    // Only where it must be: not every version of the checkers knows of it.
+    // Only where it is necessary, since older versions of the checkers don't know escapes.
     const bool isEscaped = path.find_first_of("\n\r") != path.npos;
     return (isEscaped ? "\\" : "") + sum.text() + "  " + (isEscaped ? escaped(path) : path) + '\n';
 }
@@ -65,6 +68,7 @@ RunContent readSums(const ByteSource& source, DigestKind kind) {
     RunContent content;
     std::string text;
     std::vector<char> block(64 * 1024);
+    // Complete lines are parsed from each block, and the rest is kept for the next one.
     while (const std::size_t read = source(block)) {
         text.append(block.data(), read);
         std::size_t start = 0;

@@ -1,6 +1,7 @@
 #pragma once
-// Lines of sums, as `sha256sum` and `xxhsum` write and take them: the digits, two blanks, the path.
-// A path with a line end in it has `\n` there, and its line a `\` in front.
+// Reads and writes lines of sums in the form of `sha256sum` and `xxhsum`: the digits, two blanks,
+// the path. If the path contains a line end, that becomes `
+// `, and the line begins with a backslash.
 
 #include <string>
 
@@ -9,10 +10,10 @@
 
 namespace zlk {
 
-/// With its line end.
+/// One line with its line end.
 std::string sumsLine(const Digest& sum, const std::string& path);
 
-/// Throws UnusableFile for one that can't be understood whole.
+/// Throws UnusableFile if the file can't be understood as a whole.
 RunContent readSums(const ByteSource& source, DigestKind kind);
 
 }  // namespace zlk

@@ -14,12 +14,15 @@ std::string prefixOf(pugi::xml_node node) {
 
 std::string_view namespaceOf(pugi::xml_node node, pugi::xml_node around) {
     std::string declaration = "xmlns";
+    // The namespace of a prefix is declared by `xmlns:prefix`, without a prefix by `xmlns`, on the
+    // element or on any element around it.
     if (std::string prefix = prefixOf(node); !prefix.empty()) {
         prefix.pop_back();
         declaration += ':' + prefix;
     }
     for (; node; node = node.parent())
         if (const auto found = node.attribute(declaration.c_str())) return found.value();
+    // An element that was parsed by itself has lost what is around it; its root is given apart.
     return around.attribute(declaration.c_str()).value();
 }
 

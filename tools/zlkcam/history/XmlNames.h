@@ -1,5 +1,5 @@
 #pragma once
-// Names with prefixes, of which pugixml knows nothing.
+// XML namespaces, which pugixml doesn't know: names with and without prefix, and what they mean.
 
 #include <pugixml.hpp>
 
@@ -8,14 +8,16 @@
 
 namespace zlk {
 
+/// The name without its prefix.
 std::string_view localName(pugi::xml_node node);
 /// The prefix with its colon; empty if there is none.
 std::string prefixOf(pugi::xml_node node);
-/// As the element, those around it, or `around` at last, declare it; empty if none does.
+/// The namespace of an element, as declared by itself, by an element around it, or by `around`;
+/// empty if none of them declares it.
 std::string_view namespaceOf(pugi::xml_node node, pugi::xml_node around = {});
-/// The first child of this local name.
+/// The first child with this local name; null if there is none.
 pugi::xml_node childNamed(pugi::xml_node node, std::string_view name);
-/// All text directly in an element, in however many sections it stands.
+/// All text directly in an element, also if comments or CDATA sections divide it.
 std::string textOf(pugi::xml_node node);
 
 }  // namespace zlk

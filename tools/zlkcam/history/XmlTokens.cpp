@@ -6,6 +6,7 @@
 namespace zlk {
 namespace {
 
+// Limits that no real manifest reaches, so that a malicious one can't fill the memory.
 constexpr std::size_t blockSize = 64 * 1024, longestTag = 1 << 20, deepest = 64;
 constexpr std::string_view byteOrderMark = "\xEF\xBB\xBF", white = " \t\r\n";
 
@@ -33,6 +34,7 @@ bool XmlTokens::next(XmlToken& token) {
             if (nextMarkup(token)) return true;
             continue;
         }
+        // Outside of the root only white space is allowed.
         takeText(token);
         if (depth_ > 0) return true;
         if (token.text.find_first_not_of(white) != token.text.npos)
@@ -55,7 +57,7 @@ bool XmlTokens::nextMarkup(XmlToken& token) {
         token = {XmlToken::Kind::Text, take(lengthTo("]]>", characters.size()))};
         return true;
     }
-    // Nobody needs one here, and its entities could make anything of a few bytes.
+    // No manifest needs a document type, and its entities could expand a few bytes to gigabytes.
     if (rest().starts_with("<!")) throw UnusableFile("it has a document type");
     takeTag(token);
     return true;
@@ -68,6 +70,7 @@ void XmlTokens::takeText(XmlToken& token) {
 
 void XmlTokens::takeTag(XmlToken& token) {
     const std::string_view tag = take(lengthOfTag());
+    // `</x>` is an end, `<x/>` an element without content, and `<x>` a start.
     using enum XmlToken::Kind;
     token = {tag.starts_with("</") ? End : tag.ends_with("/>") ? Empty : Start, tag};
     if (token.localName().empty()) throw UnusableFile("it isn't XML");
@@ -88,6 +91,7 @@ std::size_t XmlTokens::lengthTo(std::string_view end, std::size_t from) {
     for (;;) {
         const std::size_t found = rest().find(end, from);
         if (found != std::string_view::npos) return found + end.size();
+        // What was searched isn't searched again, except for a beginning of `end` at the edge.
         from = std::max(from, rest().size() - std::min(rest().size(), end.size() - 1));
         if (!readMore()) throw UnusableFile("it ends in the middle");
     }
@@ -95,6 +99,7 @@ std::size_t XmlTokens::lengthTo(std::string_view end, std::size_t from) {
 
 std::size_t XmlTokens::lengthOfTag() {
     char quote = 0;
+    // A `>` inside of quotes belongs to the value of an attribute.
     for (std::size_t i = 1;; ++i) {
         need(i + 1);
         if (i >= rest().size()) throw UnusableFile("it ends in the middle");
@@ -114,6 +119,8 @@ std::size_t XmlTokens::lengthOfTag() {
 bool XmlTokens::readMore() {
     if (isAtEnd_) return false;
     if (rest().size() > longestTag) throw UnusableFile("it has a tag of more than a megabyte");
+    // What was taken leaves the buffer here and not in `take`, because the last token still points
+    // into it until the next one is read.
     buffer_.erase(0, std::exchange(at_, 0));
     const std::size_t kept = buffer_.size();
     buffer_.resize(kept + blockSize);

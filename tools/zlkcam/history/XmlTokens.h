@@ -1,6 +1,6 @@
 #pragma once
-// Cuts an XML document of any length into its tags and texts, so that no more of it than one of
-// them is in memory. What stands inside of a tag or text is left to a real parser.
+// Cuts an XML document of any length into tags and texts, so that only one of them is in memory at
+// a time. The contents of a tag or text are left to a real parser.
 
 #include <string>
 #include <string_view>
@@ -9,12 +9,13 @@
 
 namespace zlk {
 
+/// A tag or a piece of text. Empty is an element without content, as `<x/>`.
 struct XmlToken {
     enum class Kind { Start, Empty, End, Text };
     Kind kind = Kind::Text;
-    std::string_view text;  ///< as it stands there, until the next token is read
+    std::string_view text;  ///< as in the document; valid until the next token is read
 
-    /// Of a tag, without its prefix.
+    /// The name of a tag without its prefix.
     std::string_view localName() const;
 };
 
@@ -22,30 +23,36 @@ class XmlTokens {
   public:
     explicit XmlTokens(ByteSource source);
 
-    /// False at the end. A long text may come in several pieces; comments and processing
-    /// instructions are skipped. Throws UnusableFile for what isn't XML in UTF-8, for a document
-    /// type, for elements nested deeper or tags longer than anybody means it, and for an end
-    /// between a start and its end.
+    /// Reads the next token; false at the end of the document. A long text may come in several
+    /// pieces; comments and processing instructions are skipped. Throws UnusableFile for what isn't
+    /// XML in UTF-8, for a document type, for elements that are nested too deeply or tags that are
+    /// too long, and for a document that ends inside of an element.
     bool next(XmlToken& token);
 
   private:
+    /// False if it was a comment or an instruction, which gives no token.
     bool nextMarkup(XmlToken& token);
     void takeText(XmlToken& token);
     void takeTag(XmlToken& token);
     std::string_view rest() const { return std::string_view(buffer_).substr(at_); }
-    /// Reads until `rest` has so many bytes, or up to the end.
+    /// Reads until `rest` has this many bytes, or up to the end of the document.
     void need(std::size_t size);
-    /// How much of `rest` there is up to and with `end`, which is searched for from `from` on.
+    /// The length of `rest` up to and including `end`, which is searched from `from` on.
     std::size_t lengthTo(std::string_view end, std::size_t from);
+    /// The length of the tag at the start of `rest`.
     std::size_t lengthOfTag();
+    /// Reads another block; false at the end of the document.
     bool readMore();
+    /// Takes bytes off the front of `rest`.
     std::string_view take(std::size_t size);
 
     const ByteSource source_;
     std::string buffer_;
+    // Where `rest` begins in `buffer_`.
     std::size_t at_ = 0;
+    // Elements that are open.
     std::size_t depth_ = 0;
-    bool isBegun_ = false;  ///< the root element is
+    bool isBegun_ = false;  ///< the root element has begun
     bool isAtEnd_ = false;
 };
 
