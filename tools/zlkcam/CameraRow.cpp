@@ -19,13 +19,16 @@ constexpr bool isWithin(WCHAR unit, WCHAR first, WCHAR last) {
     return unit >= first && unit <= last;
 }
 
-/// Controls, marks that nobody sees or that turn the text around, and bytes that are no text.
+/// Control characters, blanks, marks that are invisible or change the direction of a text, and
+/// units that aren't characters: surrogates, the private area, and the end of the plane.
 constexpr bool isUnreadable(WCHAR unit) {
     return unit <= 0x20 || isWithin(unit, 0x7F, 0xA0) || isWithin(unit, 0x200B, 0x200F) ||
            isWithin(unit, 0x2028, 0x202E) || isWithin(unit, 0x2060, 0x206F) ||
            isWithin(unit, 0xD800, 0xF8FF) || unit == 0xFEFF || unit >= 0xFFF0;
 }
 
+/// Keeps the units of a text that are `good`, at most `most` of them, and puts one `filler` in the
+/// place of each run of others between them.
 /// The text with one `filler` for each run of units that aren't `good`, and none at its ends.
 template <class Good>
 std::u16string only(std::u16string_view text, WCHAR filler, Good good, std::size_t most) {
@@ -36,6 +39,7 @@ std::u16string only(std::u16string_view text, WCHAR filler, Good good, std::size
             between = !kept.empty();
             continue;
         }
+        // A filler that would be the last unit is of no use.
         if (kept.size() + between >= most) break;
         if (between) kept += filler;
         between = false;
@@ -56,19 +60,21 @@ std::u16string readableText(std::u16string_view text, std::size_t most) {
 }
 
 bool isProductClass(std::u16string_view text) {
-    // These stand beside the product classes, or for drives.
+    // Other names that have a meaning in the place of a product class.
     constexpr std::u16string_view others[] = {u"CtxMgr", u"RemovableDrive", u"CDROMDrive"};
     const auto isText = [&](std::u16string_view name) { return equalIgnoringCase(name, text); };
     return !text.empty() && text.size() <= longestClass &&
            std::all_of(
                text.begin(), text.end(),
                [](WCHAR unit) { return isLetterOrDigit(unit) || unit == u'_' || unit == u'-'; }) &&
+           // A class of such a name would make the camera's row a part of that section.
            std::none_of(std::begin(settingsSections), std::end(settingsSections), isText) &&
            std::none_of(std::begin(others), std::end(others), isText);
 }
 
 CameraRow::CameraRow(const UsbCamera& camera)
     : pnpId(camera.pnpId), name(readableText(camera.attached.product, longestName)) {
+    // The prefix makes sure that a class of digits or one of the reserved names can't come out.
     const std::u16string_view front = u"Cam";
     productClass = only(name, u'_', isLetterOrDigit, longestClass - front.size());
     if (productClass.empty())
@@ -78,6 +84,7 @@ CameraRow::CameraRow(const UsbCamera& camera)
 }
 
 std::u16string CameraRow::contextId() const {
+    // 0000 is the first and only instance: USB cameras of one model share their row.
     return u"#Zephyr-Lanthorn#" + productClass + u"#0000";
 }
 

@@ -1,7 +1,7 @@
 #pragma once
-// A row of the camera table, made from what an attached camera says of itself. That is hostile:
-// what becomes the name of a key and a part of context ids holds nothing but letters, digits,
-// `_` and `-`.
+// A row of the camera table, made from what an attached camera says about itself. A camera may be
+// hostile: what becomes the name of a key or a part of a context id holds only letters, digits, `_`
+// and `-`.
 
 #include <string>
 #include <string_view>
@@ -12,30 +12,38 @@
 
 namespace zlk {
 
+/// Units of a camera's name; longer names are cut.
 inline constexpr std::size_t longestName = 60;
-/// Keys of the settings that hold product classes themselves.
+/// Keys of the settings that contain product classes, and so can't be one.
 inline constexpr std::u16string_view settingsSections[] = {u"Import", u"Unload", u"SwiftPost",
                                                            u"TagMgrDevices"};
 
+/// All values that the camera table has for one model.
 struct CameraRow {
+    /// Makes class and name from the camera's product text; its USB ids stand in for an empty text.
     explicit CameraRow(const UsbCamera& camera);
 
+    /// The key of the row, and a part of the context id: made by `isProductClass`'s rules.
     std::u16string productClass;
+    /// USB ids as `VID_xxxx&PID_xxxx`.
     std::u16string pnpId;
     std::u16string name;  ///< at most longestName units, for people to read
-    bool share = false;   ///< takes the share menu, and tells its clock and diagnostics
+    bool share = false;   ///< it takes a share menu and gives its clock and diagnostics
 
+    /// The context id under which such a camera is listed.
     std::u16string contextId() const;
-    /// The row's key in the settings, and the whole of what it shall hold.
+    /// The path of the row's key in the settings.
     std::u16string key() const;
+    /// The key with all values that it is to have.
     SettingsKey settings() const;
 };
 
-/// Whether a text can be the product class of a row: legal, and no other key of the settings.
+/// Whether a text can be the product class of a row: it has only allowed characters, and no other
+/// meaning in the settings.
 bool isProductClass(std::u16string_view text);
 
-/// A text that a device gave, without what steers a terminal or hides; one line of at most so many
-/// units, maybe empty.
+/// Makes a text from a device fit to be shown: one line of at most `most` units without anything
+/// that steers a terminal or is invisible. May come out empty.
 std::u16string readableText(std::u16string_view text, std::size_t most = std::u16string_view::npos);
 
 }  // namespace zlk

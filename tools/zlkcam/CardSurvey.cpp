@@ -10,13 +10,14 @@
 namespace zlk {
 namespace {
 
-// As far as the component goes; what lies deeper isn't in its list.
+// The component doesn't list what lies deeper than this.
 constexpr std::size_t longestPath = 4096;
 
 }  // namespace
 
 CardSurvey::CardSurvey(const std::u16string& root) {
     if (root.empty()) return;
+    // A root has its backslash or not; paths are joined with one below.
     std::u16string top = root;
     while (top.ends_with(u'\\')) top.pop_back();
     walk(top);
@@ -27,8 +28,8 @@ void CardSurvey::walk(const std::u16string& folder) {
     if (folder.size() > longestPath) return unread_.push_back({folder, "Its path is too long"});
     std::vector<std::u16string> below;
     WIN32_FIND_DATAW entry{};
-    // Open until all below it is walked, as the component has it, which may come to want of
-    // descriptors by that.
+    // The folder stays open while the ones below are walked, as in the component. So this runs out
+    // of descriptors at the same depth, and finds out what the component's list lacks.
     const UniqueWalk walked = startWalk(folder + u"\\*.*", entry);
     for (bool more = walked != nullptr; more; more = FindNextFileW(walked.get(), &entry)) {
         if (StopFlag::raised()) return;
@@ -39,6 +40,7 @@ void CardSurvey::walk(const std::u16string& folder) {
             ++hiddenFiles_;
         }
     }
+    // A walk that ends for another reason than the end of the folder was cut off.
     const DWORD error = GetLastError();
     if (error != ERROR_NO_MORE_FILES && error != ERROR_FILE_NOT_FOUND)
         unread_.push_back({folder, reasonText(error)});
@@ -46,6 +48,7 @@ void CardSurvey::walk(const std::u16string& folder) {
 }
 
 bool CardSurvey::isUncertain(std::u16string_view path) const {
+    // The backslash keeps a folder's name from matching the start of a longer name.
     return std::ranges::any_of(unread_, [&](const UnreadFolder& folder) {
         return path.size() > folder.path.size() && path.starts_with(folder.path) &&
                path[folder.path.size()] == u'\\';

@@ -1,6 +1,7 @@
 #pragma once
-// What a list of a card's files keeps quiet about. To the component a folder that can't be read
-// holds nothing; a user who wipes the card after a copy has to know of it.
+// Finds out what the list of a card's files leaves out. The component takes a folder that it can't
+// read for empty, and skips hidden files; a user who wipes the card after a copy has to know of
+// both.
 
 #include <optional>
 #include <string>
@@ -14,28 +15,30 @@ namespace zlk {
 
 class CardSurvey {
   public:
+    /// A folder whose entries couldn't all be read.
     struct UnreadFolder {
         std::u16string path;
         std::string reason;
 
-        /// For people.
+        /// A sentence for people.
         std::string text() const;
     };
-    /// Walks all folders below `root`, the drive or share as which a card is reached; empty for a
-    /// device that isn't one, of which there is nothing to find out.
+    /// Walks all folders below `root`, the root of a card's drive or share. `root` is empty for a
+    /// camera, for which there is nothing to find out. Throws Failure only after a stop.
     explicit CardSurvey(const std::u16string& root);
 
-    /// Whether a file lies in a folder that couldn't be read to its end.
+    /// Whether a file lies below a folder that couldn't be read to its end.
     bool isUncertain(std::u16string_view path) const;
 
-    /// Names what isn't listed, also in the answer's object that is under way, and gives what the
-    /// command has failed with where folders couldn't be read.
+    /// Tells the user what isn't listed, and adds it to the JSON object that is open in
+    /// `tool.answer`. Returns the failure of the command if folders couldn't be read.
     std::optional<Failure> tell(Tool& tool) const;
 
     const std::vector<UnreadFolder>& unread() const { return unread_; }
     std::size_t hiddenFiles() const { return hiddenFiles_; }
 
   private:
+    /// Recursive, like the component's walk.
     void walk(const std::u16string& folder);
 
     std::vector<UnreadFolder> unread_;

@@ -14,7 +14,9 @@
 namespace zlk {
 namespace {
 
-/// The terminal's Ctrl-C and Ctrl-\ go to all that run there, so the child hears them by itself.
+/// Ignores Ctrl-C and Ctrl-\ as long as it lives. The terminal sends them to all programs of the
+/// foreground, so the child gets them anyway, and decides what to do; this program has to outlive
+/// it.
 class KeysIgnored {
   public:
     KeysIgnored() {
@@ -26,7 +28,8 @@ class KeysIgnored {
     KeysIgnored(const KeysIgnored&) = delete;
     KeysIgnored& operator=(const KeysIgnored&) = delete;
 
-    /// Those that weren't ignored before.
+    /// The signals that the child gets with their default actions, as they weren't ignored before
+    /// this.
     sigset_t forChild() const {
         sigset_t set;
         ::sigemptyset(&set);
@@ -43,6 +46,7 @@ class KeysIgnored {
 }  // namespace
 
 int runProgram(const std::vector<std::string>& command, bool quietly) {
+    // posix_spawn takes char* for historical reasons, and doesn't change the words.
     std::vector<char*> arguments;
     arguments.reserve(command.size() + 1);
     for (const std::string& word : command) arguments.push_back(const_cast<char*>(word.c_str()));
@@ -53,7 +57,9 @@ int runProgram(const std::vector<std::string>& command, bool quietly) {
     posix_spawnattr_t attributes;
     ::posix_spawn_file_actions_init(&actions);
     ::posix_spawnattr_init(&attributes);
+    // In JSON mode standard output belongs to the answer.
     if (quietly) ::posix_spawn_file_actions_adddup2(&actions, STDERR_FILENO, STDOUT_FILENO);
+    // Ignored signals would be inherited by the child, so their default actions are restored in it.
     ::posix_spawnattr_setsigdefault(&attributes, &defaults);
     ::posix_spawnattr_setflags(&attributes, POSIX_SPAWN_SETSIGDEF);
     pid_t child = 0;
@@ -67,7 +73,7 @@ int runProgram(const std::vector<std::string>& command, bool quietly) {
     int status = 0;
     while (::waitpid(child, &status, 0) < 0 && errno == EINTR) {
     }
-    constexpr int bySignal = 128;
+    constexpr int bySignal = 128;  // as shells report it
     return WIFEXITED(status) ? WEXITSTATUS(status) : bySignal + WTERMSIG(status);
 }
 

@@ -1,14 +1,15 @@
 #pragma once
-// A program that a command runs on the user's behalf.
+// Runs another program on the user's behalf and waits for its end.
 
 #include <string>
 #include <vector>
 
 namespace zlk {
 
-/// Runs it to its end, found as a shell finds it, with our own input and output; Ctrl-C is for it
-/// alone. `quietly`: what it says on standard output goes to standard error. Its exit status, or
-/// 128 and the signal that ended it. Throws Failure (FileUnusable) where it can't be started.
+/// The program is found on the PATH and uses our standard input and output; Ctrl-C only reaches it
+/// and not us. With `quietly` its standard output goes to standard error. Returns its exit status,
+/// or 128 plus the number of the signal that ended it. Throws Failure (FileUnusable) if it can't be
+/// started.
 int runProgram(const std::vector<std::string>& command, bool quietly);
 
 }  // namespace zlk

@@ -2,7 +2,8 @@
 
 #include <xxhash.h>
 
-// The same calls by what the processor can do, and not by what every such processor can.
+// This header has the same functions in versions for each kind of processor, chosen at run time.
+// Without it they would use only what every x86-64 processor has, and be slower.
 #if defined(__x86_64__) && __has_include(<xxh_x86dispatch.h>)
 #include <xxh_x86dispatch.h>
 #endif
@@ -27,6 +28,7 @@ void ContentSummer::add(std::span<const std::byte> bytes) {
 }
 
 ContentSum ContentSummer::sum() const {
+    // The canonical form has the highest byte first on every machine.
     XXH128_canonical_t sum;
     XXH128_canonicalFromHash(&sum, XXH3_128bits_digest(state_.get()));
     return std::bit_cast<ContentSum>(sum);

@@ -1,5 +1,5 @@
 #pragma once
-// What tells the contents of two files apart without having both at hand: XXH128.
+// The sum by which the contents of files are compared without having both at hand: XXH128.
 
 #include <array>
 #include <cstddef>
@@ -13,15 +13,18 @@ struct XXH3_state_s;
 
 namespace zlk {
 
+/// The 16 bytes of XXH128, the highest first.
 using ContentSum = std::array<std::byte, 16>;
 
-/// A sum in the making.
+/// Computes a sum piece by piece. Throws std::bad_alloc when it is created.
 class ContentSummer {
   public:
     ContentSummer();
 
     void add(std::span<const std::byte> bytes);
+    /// Bytes that were added so far.
     std::uint64_t size() const { return size_; }
+    /// The sum of these; more may be added afterwards.
     ContentSum sum() const;
 
   private:
@@ -32,10 +35,10 @@ class ContentSummer {
     std::uint64_t size_ = 0;
 };
 
-/// Two lower case digits a byte.
+/// Hexadecimal digits in lower case, two for each byte.
 std::string hexText(std::span<const std::byte> bytes);
 
-/// As `xxhsum -H2` prints it.
+/// The digits as `xxhsum -H2` prints them.
 std::string sumText(const ContentSum& sum);
 
 }  // namespace zlk

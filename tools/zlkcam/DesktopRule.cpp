@@ -8,11 +8,12 @@
 namespace zlk {
 namespace {
 
+/// The four hexadecimal digits of a USB id, as udev has them.
 std::string digits(std::uint16_t id) {
     return utf8Text(formatText(u"%04x", id));
 }
 
-/// Whether a file is there and has this text.
+/// Whether a file exists and has exactly this text.
 bool hasText(const std::u16string& file, const std::string& text) {
     try {
         return readFileBytes(file, text.size()) == text;
@@ -23,12 +24,12 @@ bool hasText(const std::u16string& file, const std::string& text) {
 
 }  // namespace
 
-// The name puts the rule after those that mark a camera: the hardware database's (50),
-// media-player-info's (40) and libgphoto2's (60); and before libmtp's (69), which would open the
-// camera to probe it, and mark it again. The monitors of gvfs ask only whether ID_GPHOTO2 or
-// ID_MTP_DEVICE is there, and an empty value takes a property away; KDE's Solid goes by
-// ID_MEDIA_PLAYER, too. The interfaces of a camera have these properties as well, so the ids are
-// looked for among a device's parents.
+// The number in the name puts the rule after those that mark a camera: the hardware database's
+// (50), media-player-info's (40) and libgphoto2's (60). It comes before libmtp's (69), which would
+// open the camera to probe it and mark it again. The monitors of gvfs only look whether ID_GPHOTO2
+// or ID_MTP_DEVICE exists, and an empty value removes a property; KDE's Solid also looks for
+// ID_MEDIA_PLAYER. A camera's interfaces have these properties, too, so ATTRS is used, which also
+// looks at the parents of a device for the ids.
 DesktopRule::DesktopRule(std::uint16_t vid, std::uint16_t pid)
     : fileName_("65-zlkcam-" + digits(vid) + '-' + digits(pid) + ".rules"),
       text_(
@@ -41,9 +42,11 @@ DesktopRule::DesktopRule(std::uint16_t vid, std::uint16_t pid)
 
 std::u16string DesktopRule::writeInto(const std::u16string& folder) const {
     std::u16string file = folder + u'/' + wideText(fileName_);
+    // Never replaces a file, whose contents an administrator may have written.
     try {
         writeNewFile(file, text_);
     } catch (const Failure& failure) {
+        // The rule is there already, from an earlier run.
         if (hasText(file, text_)) return file;
         const bool isAnothers = GetFileAttributesW(file.c_str()) != INVALID_FILE_ATTRIBUTES;
         throw Failure(failure.status, std::string("Nothing is written. ") + failure.what(),

@@ -9,6 +9,7 @@
 namespace zlk {
 namespace {
 
+// A getter of one of the three lists.
 using ListProperty = HRESULT (IDeviceList::*)(BSTR*) noexcept;
 
 std::vector<Device> readList(IDeviceList& list, ListProperty property) {
@@ -25,6 +26,7 @@ std::string listText(const std::vector<Device>& devices) {
     return text;
 }
 
+/// `E`, `E:` or `E:\`, and paths of three characters only.
 bool isDriveName(std::u16string_view word) {
     if (word.empty() || word.size() > 3 || upperCase(word[0]) < u'A' || upperCase(word[0]) > u'Z')
         return false;
@@ -35,6 +37,7 @@ bool isDriveName(std::u16string_view word) {
 
 void throwNotMade(const std::u16string& progId, HRESULT result) {
     const std::string name = utf8Text(progId);
+    // The result of creating an object says in which layer it failed, and each needs other advice.
     if (result == E_OUTOFMEMORY) throw Failure(ExitStatus::NoMemory, "There isn't enough memory.");
     if (result == CO_E_CLASSSTRING || result == REGDB_E_CLASSNOTREG)
         throw Failure(ExitStatus::NotRegistered, "The component " + name + " isn't registered.",
@@ -66,12 +69,15 @@ Device DeviceDirectory::find(std::u16string_view name) const {
     if (devices.empty())
         throw Failure(ExitStatus::NotConnected, "No camera or card is attached.",
                       "Attach one, or use a folder as a card: zlkcam mount FOLDER");
+    // A single device needs no name.
     if (name.empty()) {
         if (devices.size() == 1) return devices.front();
         throw Failure(ExitStatus::Usage, "There are several devices; name one of them.",
                       listText(devices));
     }
     const auto found = std::find_if(devices.begin(), devices.end(), [&](const Device& device) {
+        // A drive letter is compared with the path at which a card is reached; all else is a
+        // context id.
         if (!isDriveName(name)) return equalIgnoringCase(device.contextId, name);
         const std::u16string root = lowLevelId(device.contextId);
         return root.size() > 1 && root[1] == u':' && upperCase(root[0]) == upperCase(name[0]);
@@ -89,6 +95,7 @@ bool DeviceDirectory::isDeviceName(std::u16string_view word) {
 
 std::u16string DeviceDirectory::translated(Translation method, const std::u16string& text) const {
     Bstr answer;
+    // A failure leaves the text empty, which is what the callers test.
     (utils_.get()->*method)(Bstr(text).get(), answer.out());
     return std::u16string(answer.view());
 }

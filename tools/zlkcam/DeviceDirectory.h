@@ -1,5 +1,5 @@
 #pragma once
-// Which devices there are, and which one the user means.
+// Lists the devices and translates between their names, by way of the directory components.
 
 #include <string>
 #include <string_view>
@@ -11,34 +11,41 @@
 
 namespace zlk {
 
-/// Makes an object of a class; throws Failure with the reason where that can't be done.
+/// Creates an object of the class with this ProgID; throws Failure with the reason if that isn't
+/// possible.
 template <class Interface>
 ComPtr<Interface> createComponent(const std::u16string& progId);
 
+/// Not thread-safe, as its objects are used without a lock.
 class DeviceDirectory {
   public:
+    /// Throws Failure if the components aren't registered or can't be loaded.
     DeviceDirectory();
 
-    /// What can be reached now and unloaded.
+    /// The devices that can be unloaded now. These three throw Failure if the list can't be read.
     std::vector<Device> unloadDevices() const;
+    /// The known devices that take a share menu, attached or not.
     std::vector<Device> shareDevices() const;
+    /// The known devices that take a tag list, attached or not.
     std::vector<Device> tagDevices() const;
 
-    /// The device that `name` stands for: a context id, a drive letter (`E`, `E:`, `E:\`), or
-    /// nothing where there is exactly one. Throws Failure with a list of what there is.
+    /// The device that the user means by `name`: a context id, a drive letter (`E`, `E:`, `E:\`),
+    /// or an empty text if there is only one device. Throws Failure with a list of the devices.
     Device find(std::u16string_view name) const;
 
-    /// Whether a word has one of the forms of such a name.
+    /// Whether a word has the form of a context id or drive letter.
     static bool isDeviceName(std::u16string_view word);
 
+    /// The component itself, owned by this object.
     IDeviceUtils& utils() const { return *utils_.get(); }
-    /// Each empty where there is none.
+    /// Translations of a context id; the result is empty if there is none.
     std::u16string lowLevelId(const std::u16string& contextId) const;
     std::u16string cameraPort(const std::u16string& contextId) const;
     bool isCamera(const std::u16string& contextId) const { return !cameraPort(contextId).empty(); }
     std::u16string unloadInterface(const std::u16string& contextId) const;
-    /// Of the table's row for `VID_xxxx&PID_xxxx`.
+    /// The context id of the camera table's row for `VID_xxxx&PID_xxxx`.
     std::u16string contextIdOf(const std::u16string& pnpId) const;
+    /// Whether the settings allow files of this device to be deleted.
     bool allowsDelete(const std::u16string& contextId) const;
 
   private:
@@ -49,7 +56,7 @@ class DeviceDirectory {
     ComPtr<IDeviceUtils> utils_;
 };
 
-/// Throws Failure for a class that can't be made.
+/// Throws the Failure that explains why an object of this class couldn't be created.
 [[noreturn]] void throwNotMade(const std::u16string& progId, HRESULT result);
 
 template <class Interface>

@@ -11,14 +11,17 @@
 namespace zlk {
 namespace {
 
+// The parser of the documents is a component of its own, so a broken one has this cause.
 constexpr char fromComponents[] =
     "Check that the XML document component is registered: zlkcam register";
 
-/// The root element of a document; `text` is parsed in place and must outlive it.
+/// Parses a document and returns its root element, which has to have the name `root`. Parses in
+/// place, so `text` must outlive the document. Throws Failure (BadDocument).
 pugi::xml_node load(pugi::xml_document& document, std::string& text, const char* root,
                     const char* advice = fromComponents) {
-    // Line ends and blanks in a text are part of a name. An element that begins with text holds it
-    // itself, which saves a third of a long list's memory.
+    // parse_eol would change line ends, and blanks alone would be dropped: both may be part of a
+    // file's name. With parse_embed_pcdata an element holds its text without a node for it, which
+    // saves a third of the memory for a long list.
     constexpr unsigned flags =
         (pugi::parse_default | pugi::parse_ws_pcdata_single | pugi::parse_embed_pcdata) &
         ~pugi::parse_eol;
@@ -33,7 +36,7 @@ pugi::xml_node load(pugi::xml_document& document, std::string& text, const char*
     return element;
 }
 
-/// A time as records and clocks have it.
+/// A local time in the form in which records and clocks have it.
 std::string recordTime(std::int64_t seconds) {
     BrokenDownTime time{};
     _localtime64_s(time, seconds);
@@ -48,11 +51,13 @@ std::u16string wideChild(pugi::xml_node element, const char* name) {
 }  // namespace
 
 bool isRefused(const FileRecord& file) {
+    // The component makes up this path for a file whose description the camera refuses.
     return file.size == 0 && file.cameraPath == u"DCIM\\object " + file.id + u".refused";
 }
 
 std::string titleOf(const FileRecord& file) {
     std::string id = utf8Text(file.id);
+    // A file on a volume has an id that ends in its path, and the path once is enough.
     if (file.cameraPath.empty() || file.id.ends_with(file.cameraPath)) return id;
     return utf8Text(file.cameraPath) + "  [" + id + "]";
 }
@@ -69,6 +74,7 @@ std::vector<Device> parseDevices(std::u16string_view xml) {
 
 std::vector<FileRecord> parseFileInfo(Bstr xml) {
     std::string text = utf8Text(xml.view());
+    // The document's memory is given back before the records need theirs.
     xml = Bstr();
     pugi::xml_document document;
     std::vector<FileRecord> records;
@@ -115,12 +121,15 @@ std::u16string timeDocument(std::int64_t seconds) {
     return u"<time>" + wideText(recordTime(seconds)) + u"</time>";
 }
 
+/// The text isn't terminated by a zero, which sscanf needs.
 std::int64_t secondsOf(std::string_view recordTime) {
     const std::string text(recordTime);
     BrokenDownTime time{};
     // NOLINTNEXTLINE(cert-err34-c): so few digits don't overflow
     if (std::sscanf(text.c_str(), "%2d/%2d/%4d %2d:%2d:%2d", &time.month, &time.day, &time.year,
                     &time.hour, &time.minute, &time.second) != 6 ||
+        // Month 0 and a negative hour are what the format's check lets pass; mktime would accept
+        // both.
         time.month < 1 || time.hour < 0)
         return -1;
     time.month -= 1;
@@ -129,7 +138,8 @@ std::int64_t secondsOf(std::string_view recordTime) {
 }
 
 void markMissingDates(std::vector<FileRecord>& files, std::int64_t start, std::int64_t end) {
-    // There and back, since an hour that comes twice in autumn reads as one of the two.
+    // The limits are converted to text and back, because the records went through a text, too: of
+    // an hour that comes twice in autumn the text can only mean one.
     const std::int64_t first = secondsOf(recordTime(start)), last = secondsOf(recordTime(end));
     for (FileRecord& file : files)
         for (RecordTime* const time : {&file.modified, &file.created}) {

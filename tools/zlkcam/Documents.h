@@ -1,5 +1,5 @@
 #pragma once
-// The documents that the components hand out, as records.
+// Parses the XML documents of the components into records.
 
 #include <cstdint>
 #include <string>
@@ -10,63 +10,74 @@
 
 namespace zlk {
 
+/// An entry of a list of devices.
 struct Device {
+    /// For people, as the camera or the card names itself.
     std::u16string name;
     std::u16string contextId;
     std::u16string progId;
 };
 
-/// When a file was changed or made. A camera's file whose date can't be read is listed with the
-/// time of the listing, which is another one each time.
+/// The time at which a file was changed or created. If a camera gives no readable date for a file,
+/// the component lists it with the time of the listing, which is another one for each list.
 struct RecordTime {
     std::string text;       ///< MM/DD/YYYY hh:mm:ss, local time
-    bool isNoDate = false;  ///< it may be that time, and says nothing
+    bool isNoDate = false;  ///< it may be the time of the listing, and then says nothing
 
-    /// Whether both can be times of one file.
+    /// Whether both can be the time of the same file.
     bool operator==(const RecordTime& other) const {
         return text == other.text || (isNoDate && other.isNoDate);
     }
 };
 
+/// A file of a device, from its list.
 struct FileRecord {
+    /// Path on a volume, or a camera's handle in digits; names the file in calls to the device.
     std::u16string id;
+    /// Path for people, below the device's root.
     std::u16string cameraPath;
+    /// In bytes, the lower 32 bits only.
     std::uint64_t size = 0;
     RecordTime modified, created;
     bool operator==(const FileRecord&) const = default;
 };
 
-/// Whether the camera lists it and refuses to describe it: it has a name made of its handle.
+/// Whether the camera lists the file but refuses to describe it. Such a file has a name made from
+/// its handle.
 bool isRefused(const FileRecord& file);
 
-/// What tells a person the file: its id, and before one that is a mere handle its path.
+/// The text by which a person recognises a file: its id, and if that is only a handle, its path in
+/// front.
 std::string titleOf(const FileRecord& file);
 
+/// A name and its value.
 struct NamedText {
     std::u16string name;
     std::u16string text;
 };
 
-/// What a camera tells of itself.
+/// What a camera says about itself.
 struct Diagnostics {
-    std::vector<NamedText> values;                 ///< by their elements' names, in its order
-    std::vector<std::vector<NamedText>> failures;  ///< of each recorded one its details
+    std::vector<NamedText> values;  ///< named by their elements, in the document's order
+    std::vector<std::vector<NamedText>> failures;  ///< the details of each recorded failure
 };
 
-/// All throw Failure (BadDocument) for what isn't such a document.
+/// All of these throw Failure (BadDocument) for a text that isn't such a document.
 std::vector<Device> parseDevices(std::u16string_view xml);
-/// Takes the document, since a long one shouldn't lie in memory beside what is made of it.
+/// Takes the document by value to free it early: a long one shouldn't stay in memory beside its
+/// records.
 std::vector<FileRecord> parseFileInfo(Bstr xml);
 Diagnostics parseDiagnostics(std::u16string_view xml);
-/// Seconds since 1970 UTC.
+/// The time of a clock document, in seconds since 1970 UTC.
 std::int64_t parseTime(std::u16string_view xml);
-/// The document that reads back as this time.
+/// The clock document for a time in seconds since 1970 UTC.
 std::u16string timeDocument(std::int64_t seconds);
 
-/// Seconds since 1970 UTC of a record's time as text; -1 for one that says nothing.
+/// The time of a record's text in seconds since 1970 UTC; -1 if the text isn't a time.
 std::int64_t secondsOf(std::string_view recordTime);
 
-/// Marks the times that a listing, from one second to another, may have made up.
+/// Marks the times in `files` that the component may have made up while it listed the files, which
+/// it did from `start` to `end` (seconds since 1970 UTC).
 void markMissingDates(std::vector<FileRecord>& files, std::int64_t start, std::int64_t end);
 
 }  // namespace zlk

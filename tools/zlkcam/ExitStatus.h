@@ -1,11 +1,11 @@
 #pragma once
-// How the program ends.
+// The exit statuses of zlkcam.
 
 #include <string>
 
 namespace zlk {
 
-/// The numbers that a device object's ErrorCode has keep their meaning here.
+/// Scripts depend on these numbers. The values of a device object's ErrorCode keep their meaning.
 enum class ExitStatus : int {
     Success = 0,
     Usage = 1,
@@ -25,10 +25,10 @@ enum class ExitStatus : int {
     BadDocument = 15,
     ViewerRunning = 16,
     NotAdopted = 17,
-    Stopped = 130,
+    Stopped = 130,  // as shells report a program that Ctrl-C has ended
 };
 
-/// All of them with their meanings, a line each, for the help text.
+/// A text with all statuses and their meanings, one line each, for the help.
 std::string exitStatusTable();
 
 }  // namespace zlk

@@ -1,5 +1,5 @@
 #pragma once
-// What ends a command: thrown where it is found out, told by main.
+// The exception that ends a command with an exit status and a message for the user.
 
 #include <stdexcept>
 #include <string>
@@ -16,6 +16,7 @@ class Failure : public std::runtime_error {
     Failure(ExitStatus failed, const std::string& message, std::string whatNext = {})
         : std::runtime_error(message), status(failed), advice(std::move(whatNext)) {}
 
+    // Constant in practice; not declared so because exceptions have to be assignable.
     ExitStatus status;
     std::string advice;
 };

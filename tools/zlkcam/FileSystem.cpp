@@ -9,16 +9,18 @@
 namespace zlk {
 namespace {
 
-constexpr long xfs = 0x58465342;  // the kernel's header leaves this one out
+constexpr long xfs = 0x58465342;  // the kernel's header doesn't define this one
 constexpr long inMemory[] = {TMPFS_MAGIC, RAMFS_MAGIC};
+// FUSE is among them because nobody knows what the program behind such a file system does.
 constexpr long elsewhere[] = {NFS_SUPER_MAGIC,  SMB_SUPER_MAGIC,  CIFS_SUPER_MAGIC,
                               SMB2_SUPER_MAGIC, V9FS_MAGIC,       AFS_SUPER_MAGIC,
                               CODA_SUPER_MAGIC, CEPH_SUPER_MAGIC, FUSE_SUPER_MAGIC};
+// File systems whose syncfs waits for the data and reports errors.
 constexpr long asAWhole[] = {EXT4_SUPER_MAGIC,  xfs,
                              BTRFS_SUPER_MAGIC, MSDOS_SUPER_MAGIC,
                              EXFAT_SUPER_MAGIC, F2FS_SUPER_MAGIC};
 
-/// 0, which is none, where it can't be asked.
+/// The number of the file's file system; 0, which no file system has, if it isn't known.
 long typeOf(int file) {
     struct statfs status {};
     return ::fstatfs(file, &status) == 0 ? static_cast<long>(status.f_type) : 0;
@@ -33,6 +35,7 @@ bool isAmong(long type, const long (&types)[size]) {
 
 bool isOnMedium(int file) {
     const long type = typeOf(file);
+    // What can't be found out doesn't count as a medium, to claim no proof that there isn't.
     return type != 0 && !isAmong(type, inMemory) && !isAmong(type, elsewhere);
 }
 

@@ -1,21 +1,22 @@
 #pragma once
-// What can be expected of the file system that an open file lies on.
+// Questions about the file system on which an open file lies.
 
 namespace zlk {
 
-/// Whether it is a medium of this machine: neither memory, nor another computer, nor a program that
-/// stands in for either.
+/// Whether it is a medium of this machine, and not memory, another computer, or a program (FUSE)
+/// that stands in for either.
 bool isOnMedium(int file);
 
-/// Whether locks on it are this machine's alone, so that who holds none is dead.
+/// Whether locks on it are only of this machine, so that the owner of a file that isn't locked must
+/// have ended.
 bool isOnThisMachine(int file);
 
-/// Whether one syncfs waits for all its files, and says so where one of them couldn't be written.
-/// Others have no such call of their own, and say that it went well.
+/// Whether one syncfs waits for all its files and reports if one of them couldn't be written. Other
+/// file systems return success from syncfs without doing that.
 bool isFlushedAsAWhole(int file);
 
-/// Whether a file that is moved has no contents under its new name until it is flushed once more:
-/// on FAT the new entry has neither size nor clusters before.
+/// Whether a moved file has no contents under its new name until it is flushed again: on FAT, size
+/// and clusters of the new entry are only written then.
 bool losesContentsByMoving(int file);
 
 }  // namespace zlk

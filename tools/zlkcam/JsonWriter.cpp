@@ -12,6 +12,7 @@ JsonWriter& JsonWriter::key(std::string_view name) {
     separate();
     quote(name);
     text_ += ':';
+    // The value that follows its name needs no comma.
     first_ = true;
     return *this;
 }
@@ -53,6 +54,7 @@ void JsonWriter::quote(std::string_view text) {
     text_ += '"';
     for (const char c : text) {
         if (c == '"' || c == '\\') text_ += '\\';
+        // Control characters can't stand in a JSON string.
         if (static_cast<unsigned char>(c) < 0x20) {
             std::array<char, 8> escape{};
             std::snprintf(escape.data(), escape.size(), "\\u%04x", static_cast<unsigned>(c));

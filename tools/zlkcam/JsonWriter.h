@@ -1,5 +1,5 @@
 #pragma once
-// Builds one JSON document, piece by piece.
+// Builds a JSON document piece by piece. It doesn't check that the calls make sense together.
 
 #include <concepts>
 #include <string>
@@ -13,10 +13,10 @@ class JsonWriter {
     JsonWriter& endObject() { return close('}'); }
     JsonWriter& beginArray() { return open('['); }
     JsonWriter& endArray() { return close(']'); }
-    /// The name of the next value of an object.
+    /// Writes the name of a member, whose value has to follow.
     JsonWriter& key(std::string_view name);
 
-    /// UTF-8; a text that may be none of it goes through utf8Text first.
+    /// A text in UTF-8. A text that may not be valid UTF-8 has to go through utf8Text first.
     JsonWriter& value(std::string_view text);
     JsonWriter& value(const char* text) { return value(std::string_view(text)); }
     JsonWriter& value(std::u16string_view text);
@@ -29,25 +29,29 @@ class JsonWriter {
         }
     }
 
+    // A name and its value in one call.
     template <class Value>
     JsonWriter& member(std::string_view name, const Value& itsValue) {
         return key(name).value(itsValue);
     }
 
     bool empty() const { return text_.empty(); }
-    /// What has been written since the last call: a document too long to be kept is handed out
-    /// in pieces.
+    /// Returns what was written since the last call, so that a long document can be printed in
+    /// pieces.
     std::string take();
 
   private:
+    // Begins an object or array.
     JsonWriter& open(char bracket);
     JsonWriter& close(char bracket);
+    // Writes text that is JSON already.
     JsonWriter& raw(std::string_view text);
     void quote(std::string_view text);
+    // Writes a comma if another value stands before this one.
     void separate();
 
     std::string text_;
-    bool first_ = true;  // nothing in front of the next value that a comma must part it from
+    bool first_ = true;  // no comma is needed before the next value
 };
 
 }  // namespace zlk

@@ -16,7 +16,7 @@
 namespace zlk {
 namespace {
 
-// A command has its own files open, a component some more, and the settings three.
+// A command has its own files open, a component some more, and the settings store three.
 constexpr std::size_t neededFiles = 32;
 
 constexpr char placeAdvice[] =
@@ -25,10 +25,12 @@ constexpr char placeAdvice[] =
 constexpr char ownerAdvice[] =
     "Let it belong to you or to root (chown), and let nobody else write it (chmod go-w).";
 
+/// A line that the platform reported: its subject and what went wrong.
 struct Line {
     std::string subject;
     std::string text;
 };
+/// Guards `said`. The platform may report from any thread.
 std::mutex saidInUse;
 std::vector<Line> said;
 
@@ -37,11 +39,11 @@ void keep(const char* subject, const WCHAR* line) {
         const std::lock_guard lock(saidInUse);
         said.push_back({subject, utf8Text(line)});
     } catch (const std::bad_alloc&) {
-        // The failure is then told in the words of its number.
+        // The failure then has only the platform's error number to go by.
     }
 }
 
-/// The latest of the lines that fit.
+/// The newest of the reported lines for which `fits` is true.
 template <class Condition>
 std::optional<Line> latest(Condition fits) {
     const std::lock_guard lock(saidInUse);
@@ -49,6 +51,7 @@ std::optional<Line> latest(Condition fits) {
     return found == said.rend() ? std::nullopt : std::optional(*found);
 }
 
+/// The newest line of one of two subjects.
 std::optional<Line> latestOf(std::string_view subject, std::string_view other) {
     return latest(
         [&](const Line& line) { return line.subject == subject || line.subject == other; });
@@ -59,6 +62,7 @@ std::string sentence(const std::string& what, std::string reason) {
     return what + ": " + reason;
 }
 
+/// What the user can do about an error of the settings store.
 std::string settingsAdvice(DWORD error) {
     const std::string place = std::string(" ") + placeAdvice;
     switch (error) {
@@ -79,7 +83,7 @@ std::string settingsAdvice(DWORD error) {
     }
 }
 
-/// Whether what the platform says tells more than the number.
+/// Whether the platform's own report explains more than the error number does.
 bool isExplained(DWORD error) {
     return error == ERROR_ACCESS_DENIED || error == ERROR_BADDB || error == ERROR_IO_DEVICE ||
            error == ERROR_DISK_FULL;
@@ -92,6 +96,7 @@ void listenToPlatform() {
 }
 
 void requireOpenFiles() {
+    // All are opened before the first is closed, to see whether so many are free at once.
     std::array<int, neededFiles> files;
     files.fill(-1);
     for (int& file : files) file = ::open("/dev/null", O_RDONLY | O_CLOEXEC);
@@ -113,6 +118,8 @@ DWORD settingsError(HRESULT result) {
 }
 
 Failure settingsFailure(const std::string& what, DWORD error) {
+    // The last report needn't belong to this error, so it is only used for errors that come with
+    // one.
     const std::optional<Line> line =
         isExplained(error) ? latestOf("MachineRoot", "Registry") : std::nullopt;
     const bool scarce = error == ERROR_TOO_MANY_OPEN_FILES || error == ERROR_NOT_ENOUGH_MEMORY;
@@ -131,6 +138,7 @@ Failure moduleFailure(const std::string& what, DWORD error, const std::string& a
 std::optional<Failure> claimFailure() {
     const std::optional<Line> line = latest([](const Line& each) {
         return each.subject == "NamedObjects" &&
+               // The names of claims begin like this.
                each.text.find("/ZlkUnloadImageDeviceLock_") != std::string::npos;
     });
     if (!line) return std::nullopt;

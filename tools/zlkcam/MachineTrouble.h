@@ -1,6 +1,7 @@
 #pragma once
-// What is wrong with this computer and not with a device. The components have one code for a claim
-// that somebody else has and for one that can't be made; the platform says more than it returns.
+// Explains failures whose cause is this computer and not a device. The components have the same
+// error code for a claim that another program holds and one that can't be made at all; the
+// platform's reports tell them apart.
 
 #include <optional>
 #include <string>
@@ -9,24 +10,26 @@
 
 namespace zlk {
 
-/// Keeps what the platform says from now on.
+/// Collects the platform's reports from now on. To be called once, at the start of the program.
 void listenToPlatform();
 
-/// Throws Failure where this process may not open as many files as the commands need. A component
-/// that can't open one takes it for one that isn't there.
+/// Throws Failure if this process may not open as many files as the commands need. A component that
+/// can't open a file takes it for missing, which would lead to wrong results.
 void requireOpenFiles();
 
-/// The error of the settings store that a result stands for; ERROR_SUCCESS if it is another one.
+/// The error of the settings store that a component's result contains; ERROR_SUCCESS if it is
+/// another result.
 DWORD settingsError(HRESULT result);
 
-/// Settings that can't be used. `what` completes to a sentence with the reason, as in "Reading
-/// HKEY_LOCAL_MACHINE failed".
+/// The Failure for settings that can't be used. `what` says what failed, as in "Reading
+/// HKEY_LOCAL_MACHINE failed"; the reason is appended.
 Failure settingsFailure(const std::string& what, DWORD error);
 
-/// A module that can't be used, likewise; `advice` is for one of which nothing more is known.
+/// The same for a module that can't be loaded. `advice` is used if nothing was reported about it.
 Failure moduleFailure(const std::string& what, DWORD error, const std::string& advice);
 
-/// Why claims can't be made on this computer, if one couldn't: nobody else need hold that device.
+/// Why claims can't be made on this computer, if making one has failed; none if it hasn't, so that
+/// another program really holds the device.
 std::optional<Failure> claimFailure();
 
 }  // namespace zlk

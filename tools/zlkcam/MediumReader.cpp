@@ -19,7 +19,9 @@ namespace zlk {
 namespace {
 
 constexpr std::size_t blockSize = 1 << 20;
-constexpr std::align_val_t blockAlignment{4096};  // what a disk's sectors want of a direct read
+constexpr std::align_val_t blockAlignment{4096};  // a direct read needs a disk's alignment
+// Pages are looked at in windows of this size, to need little memory and address space for large
+// files.
 constexpr std::uint64_t residencyWindow = std::uint64_t{1} << 30;
 
 struct FreeBlock {
@@ -27,7 +29,7 @@ struct FreeBlock {
 };
 using Block = std::unique_ptr<std::byte[], FreeBlock>;
 
-/// Whether the system has any of the file in memory; true also where it doesn't say.
+/// Whether any page of the file is in the system's cache; true, too, if that can't be found out.
 bool isInMemory(int file, std::uint64_t size) {
     const auto page = static_cast<std::uint64_t>(::sysconf(_SC_PAGESIZE));
     std::vector<unsigned char> resident;
@@ -37,6 +39,7 @@ bool isInMemory(int file, std::uint64_t size) {
             ::mmap(nullptr, length, PROT_READ, MAP_SHARED, file, static_cast<off_t>(at));
         if (mapped == MAP_FAILED) return true;
         resident.assign((length + page - 1) / page, 1);
+        // mincore looks at the page cache through the mapping, without reading anything in.
         const bool isKnown = ::mincore(mapped, length, resident.data()) == 0;
         ::munmap(mapped, length);
         if (!isKnown || std::ranges::any_of(resident, [](unsigned char each) { return each & 1; }))
@@ -52,6 +55,7 @@ struct Sum {
 
 std::optional<Sum> sumOf(int file, DigestKind kind,
                          const std::function<void(std::uint64_t)>& progress) {
+    // An aligned block of its own, since O_DIRECT accepts no other.
     const Block block(static_cast<std::byte*>(::operator new(blockSize, blockAlignment)));
     Digester digester(kind);
     for (std::uint64_t size = 0;;) {
@@ -76,16 +80,19 @@ std::optional<MediumDigest> digestFromMedium(int file, DigestKind kind,
                                              const std::function<void(std::uint64_t)>& progress) {
     struct stat status {};
     if (::fstat(file, &status) != 0) return std::nullopt;
+    // The cache is dropped first, so that an ordinary read goes to the disk.
     ::posix_fadvise(file, 0, 0, POSIX_FADV_DONTNEED);
     const bool isFresh = !isInMemory(file, static_cast<std::uint64_t>(status.st_size));
     std::optional<Sum> sum;
     bool isDirect = false;
     if (!isFresh) {
-        // Somebody has it mapped, or its pages are held back; a direct read goes past them.
+        // Another program has the file mapped, or the system kept its pages. A direct read passes
+        // the cache by.
         const Descriptor direct = open("/proc/self/fd/" + std::to_string(file), O_DIRECT);
         if (direct) sum = sumOf(direct.get(), kind, progress);
         isDirect = sum.has_value();
-        // A disk that errs must not be covered by what the system remembers of it.
+        // EINVAL means that the file system has no direct reads. Any other error may come from the
+        // disk, and an ordinary read would hide it with cached data.
         if (!isDirect && errno != EINVAL) return std::nullopt;
     }
     if (!isDirect) sum = sumOf(file, kind, progress);

@@ -1,6 +1,6 @@
 #pragma once
-// Reads a file from where it really lies, and not from the system's memory, which still has it as
-// it was written: a disk that errs shows only then.
+// Reads a file from its medium and not from the system's cache, which still has the bytes as they
+// were written. Only then does a failing disk show.
 
 #include <cstdint>
 #include <functional>
@@ -12,15 +12,18 @@
 
 namespace zlk {
 
+/// The sum of a file's contents, and whether it is worth anything as a proof.
 struct MediumDigest {
     Digest digest{};
     std::uint64_t size = 0;
-    /// Of a file in memory, or on another computer, nobody here can say where its bytes came from.
+    /// False for a file in memory or on another computer, where nobody can say where the bytes came
+    /// from.
     bool isFromMedium = false;
 };
 
-/// Reads an open file, all of which has been flushed. `progress` hears how many bytes were read.
-/// None with errno where it can't be read; throws stoppedEarly() where a stop is wished.
+/// Reads an open file, which has to be flushed before. `progress` is called with the number of
+/// bytes read so far. None with errno if the file can't be read. Throws stoppedEarly() after a
+/// stop.
 std::optional<MediumDigest> digestFromMedium(
     int file, DigestKind kind, const std::function<void(std::uint64_t)>& progress = {});
 

@@ -11,7 +11,7 @@ namespace zlk {
 namespace {
 
 constexpr std::size_t barWidth = 20;
-constexpr DWORD drawEvery = 100;  // ms
+constexpr DWORD drawEvery = 100;  // milliseconds; more often would only flicker
 
 std::string timeText(std::uint64_t seconds) {
     std::array<char, 32> text{};
@@ -25,9 +25,10 @@ std::string timeText(std::uint64_t seconds) {
     return text.data();
 }
 
+/// `whole` is how many bytes the step has in all, `elapsed` the milliseconds since its start.
 StepState stateOf(std::uint64_t done, std::uint64_t whole, DWORD elapsed) {
     StepState state{done};
-    // The first moments say nothing about the rate.
+    // A rate from the first moments would jump about.
     if (elapsed < 500 || done == 0) return state;
     state.rate = std::max<std::uint64_t>(done * 1000 / elapsed, 1);
     state.secondsLeft = (whole - std::min(done, whole)) / state.rate;
@@ -50,6 +51,7 @@ ProgressBar::~ProgressBar() {
 
 void ProgressBar::startFile(const std::u16string& name, std::uint64_t size) {
     name_ = harmlessText(utf8Text(name));
+    // A line end in a name would break the bar's line.
     std::replace(name_.begin(), name_.end(), '\n', '?');
     fileSize_ = size;
     percent_ = 0;
@@ -70,6 +72,7 @@ void ProgressBar::endFile() {
 
 void ProgressBar::report(const std::string& line, bool worthKeeping) {
     wipe();
+    // On a terminal the bar itself shows that a file went well.
     if (worthKeeping || !tool_.onTerminal()) tool_.say(line);
     draw(false);
 }
@@ -104,8 +107,8 @@ std::string ProgressBar::text(DWORD elapsed, std::size_t columns) const {
         line += "  proved " + sizeText(proving.done) + rateText(proving);
     }
     line += "  " + name_;
-    // Cut between characters; a name's width is counted as one column each, which may wrap a
-    // line of wide ones and does no harm beyond that.
+    // The line is cut between characters. Each counts as one column; a line with wide characters
+    // may wrap, which does no harm.
     std::u16string units = wideText(line);
     if (units.size() >= columns) units.resize(columns - 1);
     return utf8Text(units);
@@ -113,10 +116,12 @@ std::string ProgressBar::text(DWORD elapsed, std::size_t columns) const {
 
 void ProgressBar::draw(bool always) {
     if (hidden_ || tool_.json || !tool_.onTerminal()) return;
+    // A new file is always drawn, and a percentage not more often than people can read.
     const DWORD now = GetTickCount();
     if (!always && drawn_ && now - lastDrawn_ < drawEvery) return;
     lastDrawn_ = now;
     drawn_ = true;
+    // Back to the start of the line, which is erased first.
     Tool::write("\r\x1b[K" + text(now - start_, tool_.columns()));
     Tool::flush();
 }

@@ -1,5 +1,5 @@
 #pragma once
-// How far a copy of many files has come: files, bytes, rate and time left.
+// The bar that shows how far a copy of many files has come: files, bytes, rate and remaining time.
 
 #include <cstdint>
 #include <string>
@@ -9,54 +9,65 @@
 
 namespace zlk {
 
-/// How far a step has come.
+/// How far one step, copying or proving, has come.
 struct StepState {
     std::uint64_t done = 0;         ///< bytes
-    std::uint64_t rate = 0;         ///< bytes a second; 0 as long as nothing can be said
-    std::uint64_t secondsLeft = 0;  ///< of no meaning without a rate
+    std::uint64_t rate = 0;         ///< bytes per second; 0 as long as too little is known
+    std::uint64_t secondsLeft = 0;  ///< meaningless without a rate
 };
 
-/// Draws one line that it replaces, on a terminal only; elsewhere a line for each file that is
-/// done stands for it. Nothing with `json`.
+/// Draws a line and redraws it in place, on a terminal only. Elsewhere it prints a line for each
+/// file that is done, and with `json` nothing. Not thread-safe.
 class ProgressBar {
   public:
+    /// `files` and `bytes` are how many there are in all. `tool` stays the caller's.
     ProgressBar(Tool& tool, std::size_t files, std::uint64_t bytes);
+    /// Erases the bar.
     ~ProgressBar();
     ProgressBar(const ProgressBar&) = delete;
     ProgressBar& operator=(const ProgressBar&) = delete;
 
+    /// Begins a file; `size` is its size in bytes.
     void startFile(const std::u16string& name, std::uint64_t size);
+    /// How much of this file is done, from 0 to 100.
     void progress(int percent);
+    /// Counts the file as done, also if it failed.
     void endFile();
-    /// Bytes that a second step, which proves what the first one has copied, has in all, and has
-    /// done meanwhile.
+    /// For a second step, which proves what the first one has copied: the bytes that it has in all,
+    /// and those that it has finished since the last call.
     void expectProofs(std::uint64_t bytes) { proofs_ = bytes; }
     void prove(std::uint64_t bytes);
-    /// Draws nothing from now on; what is reported as worth keeping is still told.
+    /// Erases the bar and draws it no more. Lines worth keeping are still printed.
     void hide();
-    /// How a file went, now or later; on a terminal only a line worth keeping stays, above the bar.
+    /// Prints how a file went, which needn't be the current one. On a terminal only a line worth
+    /// keeping stays, above the bar.
     void report(const std::string& line, bool worthKeeping = false);
 
-    /// The bar of a moment `elapsed` milliseconds after the start.
+    /// The text of the bar `elapsed` milliseconds after the start, cut to this many columns.
     std::string text(DWORD elapsed, std::size_t columns) const;
 
     std::size_t filesDone() const { return filesDone_; }
-    /// Of both steps at such a moment.
+    /// The state of each step `elapsed` milliseconds after the start.
     StepState copied(DWORD elapsed) const;
     StepState proved(DWORD elapsed) const;
+    /// Milliseconds since the start.
     DWORD elapsed() const;
 
   private:
+    /// Draws the bar unless it was drawn a moment ago; always draws it if `always` is set.
     void draw(bool always);
+    /// Erases the bar, if it is drawn.
     void wipe();
 
     Tool& tool_;
     std::size_t files_, filesDone_ = 0;
     std::uint64_t bytes_, bytesDone_ = 0;
     std::uint64_t proofs_ = 0, proved_ = 0;
+    // Of the current file.
     std::uint64_t fileSize_ = 0;
     int percent_ = 0;
     std::string name_;
+    // Milliseconds of the system's tick count.
     DWORD start_, lastDrawn_ = 0;
     bool drawn_ = false, hidden_ = false;
 };

@@ -1,5 +1,5 @@
 #pragma once
-// The application's side of a transfer's progress reports.
+// The object through which a component reports the progress of a transfer to this program.
 
 #include <functional>
 
@@ -7,11 +7,13 @@
 
 namespace zlk {
 
-/// Lives on the stack around one call, which only borrows it: counting has no effect.
+/// Lives on the stack during one call. The component only borrows it, so the reference count has no
+/// effect and never deletes it.
 class ProgressCallback final : public IProgressCallback {
   public:
-    /// Gets the percentage; false stops the transfer. What it throws is dropped: a report that
-    /// can't be shown is no reason to stop.
+    /// `heard` gets the percentage and returns false to stop the transfer. Its exceptions are
+    /// dropped, because none may cross a component's method, and a report that can't be shown is no
+    /// reason to stop.
     explicit ProgressCallback(std::function<bool(int)> heard) : heard_(std::move(heard)) {}
 
     HRESULT QueryInterface(const GUID& iid, void** object) noexcept override {
@@ -24,13 +26,14 @@ class ProgressCallback final : public IProgressCallback {
     ULONG Release() noexcept override { return 1; }
     HRESULT UpdateProgress(LONG percent) noexcept override {
         try {
+            // S_FALSE has the component stop the transfer.
             return heard_(percent) ? S_OK : S_FALSE;
         } catch (...) {
             return S_OK;
         }
     }
 
-    /// In the form in which the calls take it.
+    /// The components declare the argument as VARIANT*, but expect the callback itself in it.
     VARIANT* asArgument() {
         return reinterpret_cast<VARIANT*>(static_cast<IProgressCallback*>(this));
     }

@@ -11,6 +11,8 @@ using usbscan::UsbEvent;
 
 std::string RecordingText::requestText(const UsbEvent& event, const Setup& setup) const {
     std::string text = usbscan::classRequestText(setup, event.data);
+    // A request that the library can't name is shown with its bytes: type, request, and value,
+    // which is little-endian.
     if (!text.empty()) return text;
     std::array<char, 32> request{};
     std::snprintf(request.data(), request.size(), "Request %02x %02x, value %02x%02x",
@@ -20,6 +22,7 @@ std::string RecordingText::requestText(const UsbEvent& event, const Setup& setup
 }
 
 std::string RecordingText::bytesText(const UsbEvent& event) {
+    // A zero-length packet ends a transfer whose length is a multiple of the packet size.
     if (event.length == 0) return "A packet of no bytes";
     std::uint64_t& left = containerLeft_[event.endpoint];
     constexpr std::size_t headSize = 12;
@@ -34,6 +37,8 @@ std::string RecordingText::bytesText(const UsbEvent& event) {
     return usbscan::containerText(event.data);
 }
 
+/// A transfer is recorded twice, when it is submitted and when it is complete. Data to the device
+/// stand in the first, data to the host in the second.
 std::optional<RecordingLine> RecordingText::lineOf(const UsbEvent& event) {
     constexpr std::size_t mostRequests = 128;
     if (!start_) start_ = event.time;
@@ -41,6 +46,7 @@ std::optional<RecordingLine> RecordingText::lineOf(const UsbEvent& event) {
     Setup setup{};
     if (isSubmission && event.setup) {
         setup = *event.setup;
+        // Requests that never complete, in a recording that was cut, must not fill the memory.
         if (requests_.size() >= mostRequests) requests_.clear();
         requests_[event.transfer] = setup;
     } else if (const auto asked = requests_.extract(event.transfer)) {
@@ -50,6 +56,7 @@ std::optional<RecordingLine> RecordingText::lineOf(const UsbEvent& event) {
     if (!isSubmission && event.status != 0)
         line.text = "Failed, error " + std::to_string(-std::int64_t{event.status});
     else if (isSubmission == event.isToHost())
+        // The half of a transfer that has no data says nothing.
         return std::nullopt;
     else if (event.pipe == UsbEvent::Pipe::Control)
         line.text = requestText(event, setup);

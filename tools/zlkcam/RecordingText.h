@@ -1,5 +1,5 @@
 #pragma once
-// A recording in words, a line for each transfer.
+// Puts a recording of USB transfers into words, a line for each transfer.
 
 #include <array>
 #include <cstdint>
@@ -12,25 +12,29 @@
 namespace zlk {
 
 struct RecordingLine {
-    std::int64_t time = 0;      ///< microseconds since the first one
-    std::uint8_t endpoint = 0;  ///< with its bit 0x80 for the direction to the host
+    std::int64_t time = 0;      ///< microseconds since the first event
+    std::uint8_t endpoint = 0;  ///< bit 0x80 is set for the direction to the host
     std::uint32_t length = 0;   ///< bytes transferred
     std::string text;
 };
 
+/// Needs the events in their order, since a line may depend on earlier ones.
 class RecordingText {
   public:
-    /// None for what says nothing by itself: the request for something that comes later.
+    /// The line for an event; none for the half of a transfer that carries no data.
     std::optional<RecordingLine> lineOf(const usbscan::UsbEvent& event);
 
   private:
+    // The setup packet of a control transfer.
     using Setup = std::array<std::byte, 8>;
     std::string requestText(const usbscan::UsbEvent& event, const Setup& setup) const;
     std::string bytesText(const usbscan::UsbEvent& event);
 
     std::optional<std::int64_t> start_;
-    std::map<std::uint64_t, Setup> requests_;              // that aren't answered
-    std::map<std::uint8_t, std::uint64_t> containerLeft_;  // by endpoint
+    // Control transfers that were submitted and aren't complete, by the numbers of their transfers.
+    std::map<std::uint64_t, Setup> requests_;
+    // Bytes of a PTP container that are still to come, by endpoint.
+    std::map<std::uint8_t, std::uint64_t> containerLeft_;
 };
 
 }  // namespace zlk

@@ -21,6 +21,7 @@ constexpr std::u16string_view headerLine = u"Windows Registry Editor Version 5.0
         "Nothing was changed.");
 }
 
+/// The text of a file in UTF-16 or UTF-8, which its byte order mark distinguishes.
 std::u16string decode(std::string_view bytes) {
     const bool little = bytes.starts_with("\xFF\xFE");
     if (little || bytes.starts_with("\xFE\xFF")) {
@@ -49,15 +50,17 @@ void trim(std::u16string_view& text) {
     while (!text.empty() && iswspace(text.back())) text.remove_suffix(1);
 }
 
-/// The lines of a text, those that go on joined.
+/// Splits a text into lines and joins those that continue in the next one.
 class LineReader {
   public:
     explicit LineReader(std::u16string_view text) : rest_(text) {}
 
-    /// The next line that says something, without blanks around it.
+    /// Reads the next line that isn't empty or a comment, without blanks around it. `number`
+    /// becomes the number of its first line, for messages.
     bool next(std::u16string& line, std::size_t& number) {
         line.clear();
         while (!rest_.empty()) {
+            // A line that continues is put together from its pieces.
             std::u16string_view piece = take();
             trim(piece);
             if (line.empty()) number = count_;
@@ -77,7 +80,8 @@ class LineReader {
         rest_ = end == std::u16string_view::npos ? std::u16string_view() : rest_.substr(end + 1);
         return piece;
     }
-    // Only lists of bytes go on in a next line: a key may end in a backslash, and a text too.
+    // Only values of bytes continue in the next line. The path of a key and a text may also end in
+    // a backslash.
     static bool goesOn(std::u16string_view line) {
         return line.ends_with(u'\\') && !line.starts_with(u'[') && !line.ends_with(u"\"\\") &&
                line.find(u"=hex") != std::u16string_view::npos;
@@ -87,7 +91,7 @@ class LineReader {
     std::size_t count_ = 0;
 };
 
-/// Takes a quoted text, with `\\` and `\"` inside, off the front.
+/// Takes a quoted text off the front, and undoes its escapes `\\` and `\"`.
 bool takeQuoted(std::u16string_view& text, std::u16string& content) {
     if (!text.starts_with(u'"')) return false;
     content.clear();
@@ -124,7 +128,7 @@ std::vector<BYTE> numberData(DWORD number) {
     return data;
 }
 
-/// `hex:...` or `hex(<type>):...`
+/// Parses `hex:...` or `hex(<type>):...`, where the type is the number of a value's type.
 bool parseHexValue(std::u16string_view text, SettingsValue& value) {
     text.remove_prefix(3);
     value.type = REG_BINARY;
@@ -151,6 +155,7 @@ SettingsValue parseValue(std::u16string_view line, std::size_t number) {
     line.remove_prefix(1);
     trim(line);
 
+    // A single `-` deletes the value; all other forms give its type and data.
     bool good = false;
     if (line == u"-") {
         good = value.remove = true;
@@ -171,6 +176,8 @@ SettingsValue parseValue(std::u16string_view line, std::size_t number) {
     return value;
 }
 
+/// Whether a name can stand in a line of the file and is read back the same: it has no line end or
+/// other control character, and no half of a surrogate pair.
 bool writable(std::u16string_view name) {
     return std::none_of(name.begin(), name.end(), [](WCHAR unit) { return unit < 0x20; }) &&
            wideText(utf8Text(name)) == name;
@@ -186,6 +193,7 @@ std::string quoted(std::u16string_view text) {
 }
 
 std::string valueText(const SettingsValue& value) {
+    // A text or number with odd data falls through to the form that can hold any bytes.
     std::array<char, 32> text{};
     if (value.type == REG_SZ) {
         std::u16string content;
@@ -236,7 +244,8 @@ std::string writeSettingsText(const std::vector<SettingsKey>& keys,
                               std::vector<std::string>& leftOut) {
     std::string text = utf8Text(headerLine) + "\n";
     for (const SettingsKey& key : keys) {
-        // A name that begins with `-` would read as a deletion; no root's name does.
+        // A path that begins with `-` would read as a deletion, but every path begins with its
+        // root.
         if (!writable(key.path)) {
             leftOut.push_back(utf8Text(key.path));
             continue;
@@ -264,6 +273,7 @@ bool dataText(const std::vector<BYTE>& data, std::u16string& text) {
     if (data.empty() || data.size() % sizeof(WCHAR) != 0) return false;
     text.resize(data.size() / sizeof(WCHAR));
     std::memcpy(text.data(), data.data(), data.size());
+    // Exactly one zero, at the end. A text with a zero inside is written as bytes, to lose nothing.
     if (text.find(u'\0') != text.size() - 1) return false;
     text.pop_back();
     return true;
@@ -281,6 +291,7 @@ bool hexData(std::u16string_view text, std::vector<BYTE>& data) {
         data.push_back(static_cast<BYTE>(*byte));
         if (comma == std::u16string_view::npos) return true;
         text.remove_prefix(comma + 1);
+        // A comma at the end lacks its number.
         if (text.empty()) return false;
     }
     return true;

@@ -18,36 +18,40 @@
 
 namespace zlk {
 
+/// A value of a key.
 struct SettingsValue {
-    std::u16string name;  ///< empty: the key's default value
+    std::u16string name;  ///< empty for the key's default value
     DWORD type = REG_NONE;
+    // The bytes as they are stored; a text is UTF-16 with its terminator.
     std::vector<BYTE> data;
-    bool remove = false;
+    bool remove = false;  // the file deletes the value
 };
 
+/// A key with values.
 struct SettingsKey {
-    std::u16string path;  ///< from the root's full name on
+    std::u16string path;  ///< begins with the root's full name
     bool remove = false;
     std::vector<SettingsValue> values;
-    std::size_t line = 0;  ///< where it stands in the text, from 1
+    std::size_t line = 0;  ///< its line in the text, from 1
 };
 
-/// Reads the bytes of a file: UTF-8, or UTF-16 with its byte order mark. Throws Failure
-/// (BadDocument), which names the line, before anything of it can be used.
+/// Parses the contents of a file: UTF-8, or UTF-16 with a byte order mark. Throws Failure
+/// (BadDocument) with the line's number; nothing has been applied by then.
 std::vector<SettingsKey> parseSettingsText(std::string_view bytes);
 
-/// The text, in UTF-8, that reads back as these keys. What the form can't hold (a name with a
-/// line end, say) is left out and named in `leftOut`.
+/// The text, in UTF-8, from which parseSettingsText makes these keys again. What the form can't
+/// hold, such as a name with a line end, is left out and named in `leftOut`.
 std::string writeSettingsText(const std::vector<SettingsKey>& keys,
                               std::vector<std::string>& leftOut);
 
-/// The data of a REG_SZ value.
+/// The data of a REG_SZ value: UTF-16 with its terminator.
 std::vector<BYTE> textData(std::u16string_view text);
-/// The text of such data; false if it isn't one text with its terminator.
+/// The text of such data; false if the data isn't one text with its terminator.
 bool dataText(const std::vector<BYTE>& data, std::u16string& text);
 
-/// "01,02,ff" as bytes; false for anything else.
+/// Parses bytes as in "01,02,ff"; false for any other text.
 bool hexData(std::u16string_view text, std::vector<BYTE>& data);
+/// The reverse of hexData.
 std::string hexText(const std::vector<BYTE>& data);
 
 }  // namespace zlk

@@ -1,14 +1,14 @@
 #pragma once
-// The hidden names under which a run keeps what isn't whole yet.
+// The hidden names under which a run keeps files that aren't complete yet.
 
 #include <string>
 #include <string_view>
 
 namespace zlk {
 
-/// `.zlkcam-` and digits that no two runs have in common.
+/// A new name: `.zlkcam-` and eight random digits, so that no two runs get the same one.
 std::string newRunName();
-/// Whether a name is one of these, and nothing more.
+/// Whether a name is exactly of this form.
 bool isRunName(std::string_view name);
 
 }  // namespace zlk

@@ -13,7 +13,7 @@ Failure deviceFailure(LONG errorCode, const Device& device, std::string_view doi
     const std::string failed = std::string(doing) + " failed: ";
     switch (static_cast<ExitStatus>(errorCode)) {
         case ExitStatus::DeviceHeld:
-            // To the components a claim that can't be noted down is one that somebody has.
+            // The components return the same code if a claim can't be created on this computer.
             return claimFailure().value_or(
                 Failure(ExitStatus::DeviceHeld, name + " is held by another program.",
                         "Close that program, or wait until it has finished, and try again."));
@@ -44,7 +44,8 @@ Failure deviceFailure(LONG errorCode, const Device& device, std::string_view doi
 
 std::u16string askDevice(const Device& device, std::u16string_view message) {
     const auto object = createComponent<IPhotoDevice>(device.progId);
-    // The refused claim does nothing but tell the object which device is meant.
+    // The claim may be refused, because another program holds the device. It is made only to tell
+    // the object which device is meant.
     object->LockDevice(Bstr(device.contextId).get());
     Bstr answer;
     if (object->Escape(Bstr(message).get(), answer.out()) != S_OK) {
@@ -62,12 +63,14 @@ bool PhotoSession::isConnected() const {
 }
 
 bool PhotoSession::hasMedia() const {
+    // A card without such a test counts as inserted, hence the comparison with FALSE.
     return isConnected() && escape(u"MSDC_IsCardInserted") != u"FALSE";
 }
 
 std::optional<Failure> PhotoSession::endOf(const Failure& failure) const {
     if (failure.status == ExitStatus::NotConnected || failure.status == ExitStatus::NotClaimed)
         return failure;
+    // The failure may be the file's alone. Only if there is no medium any more it ends the work.
     if (hasMedia()) return std::nullopt;
     return deviceFailure(static_cast<LONG>(ExitStatus::NotConnected), device(), "");
 }
@@ -91,9 +94,11 @@ std::u16string PhotoSession::escape(std::u16string_view message) const {
 }
 
 std::vector<FileRecord> PhotoSession::files() const {
-    // A card that is gone would be looked for over and over before it counts as empty.
+    // On a card that is gone the component would wait for files until its timeout, and then return
+    // an empty list.
     requireMedia();
     Bstr document;
+    // The list of a large card takes a while; returning false stops it.
     ProgressCallback callback([](int) { return !StopFlag::raised(); });
     const std::int64_t start = _time64();
     try {
@@ -102,12 +107,13 @@ std::vector<FileRecord> PhotoSession::files() const {
                 }),
                 "Listing the files");
     } catch (const Failure& failure) {
-        // The components have one code for a list that can't be read, and one that was cut off by
-        // pulling the device.
+        // The components return the same code for a list that can't be read and for one that was
+        // cut off because the device was unplugged.
         throw endOf(failure).value_or(failure);
     }
     if (StopFlag::raised()) throw stoppedEarly();
-    // A card that is pulled while it settles, or is walked, lists as if that were all it has.
+    // A card that is removed during the listing gives a list of the files found so far, without an
+    // error. So the card has to be there afterwards, too.
     requireMedia();
     std::vector<FileRecord> files = parseFileInfo(std::move(document));
     markMissingDates(files, start, _time64());

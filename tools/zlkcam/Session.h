@@ -1,5 +1,5 @@
 #pragma once
-// A device that is claimed for this program, as long as the session lives.
+// A device that is claimed for this program as long as the session object lives.
 
 #include <optional>
 #include <string>
@@ -11,14 +11,16 @@
 
 namespace zlk {
 
-/// What an ErrorCode stands for. `doing` completes "... failed", as in "Reading the print order".
+/// The Failure for an ErrorCode of a device object. `doing` says what failed: it completes "...
+/// failed", as in "Reading the print order".
 Failure deviceFailure(LONG errorCode, const Device& device, std::string_view doing);
 
-/// `Interface` is IPhotoDevice, ISwiftPostDevice or ITagDevice.
+/// `Interface` is IPhotoDevice, ISwiftPostDevice or ITagDevice. To be used by one thread.
 template <class Interface>
 class Session {
   public:
-    /// Throws Failure where somebody else holds the device.
+    /// Claims the device; throws Failure if another program holds it or the object can't be
+    /// created.
     Session(const Device& device, const std::u16string& progId)
         : device_(device), object_(createComponent<Interface>(progId)) {
         require(call([&](Interface& it) { return it.LockDevice(Bstr(device.contextId).get()); }),
@@ -29,7 +31,8 @@ class Session {
     Session& operator=(const Session&) = delete;
 
     Interface* operator->() const { return object_.get(); }
-    /// What may wait for the device goes through here, so that a stop needn't wait as well.
+    /// All calls that may have to wait for the device go through here, so that a StopWatch sees
+    /// them and a stop needn't wait.
     template <class Call>
     HRESULT call(Call&& ask) const {
         const DeviceCall inside;
@@ -37,44 +40,49 @@ class Session {
     }
     const Device& device() const { return device_; }
 
-    /// The outcome of the last call.
+    /// The ErrorCode of the last call.
     LONG errorCode() const {
         LONG code = 0;
         object_->get_ErrorCode(&code);
         return code;
     }
-    /// Throws what the last call failed with.
+    /// Throws the Failure of the last call if its result isn't S_OK.
     void require(HRESULT result, std::string_view doing) const {
         if (result != S_OK) throw deviceFailure(errorCode(), device_, doing);
     }
 
   private:
+    // A copy, so that the session doesn't depend on a list of devices.
     Device device_;
     ComPtr<Interface> object_;
 };
 
-/// Sends an escape message to a device, which another program may hold; throws Failure.
+/// Sends an escape message to a device and returns the answer. Works also while another program
+/// holds the device. Throws Failure.
 std::u16string askDevice(const Device& device, std::u16string_view message);
 
+/// A session for reading and deleting files.
 class PhotoSession : public Session<IPhotoDevice> {
   public:
     explicit PhotoSession(const Device& device) : Session(device, device.progId) {}
 
-    /// Throws Failure (NotConnected) where a camera is attached and can't be reached.
+    /// Throws Failure (NotConnected) if a camera is attached but can't be reached. Cards pass.
     void requireAnswer() const;
-    /// The same, and where the card or the camera is gone.
+    /// The same, and also throws if the card or the camera is gone.
     void requireMedia() const;
+    /// Whether the device and its card are there.
     bool hasMedia() const;
-    /// What ends the work on this device with this failure, if anything does: it is gone, or let
-    /// go. What answers now may be another one, with other files behind the same ids.
+    /// The failure that ends the work on this device after `failure` of one file; none if the work
+    /// can go on. The work has to end if the device is gone or was let go: what answers now may be
+    /// another device, with other files under the same ids.
     std::optional<Failure> endOf(const Failure& failure) const;
 
-    /// Empty where the device doesn't answer.
+    /// The answer to an escape message; empty if the device doesn't answer.
     std::u16string escape(std::u16string_view message) const;
 
-    /// The list of files. Throws Failure, also where the device went away meanwhile.
+    /// Lists the files. Throws Failure, also if the device went away during the listing.
     std::vector<FileRecord> files() const;
-    /// Deletes a file of the device; throws Failure.
+    /// Deletes a file of the device by its id; throws Failure.
     void remove(const std::u16string& id) const;
 
   private:

@@ -10,7 +10,7 @@
 namespace zlk {
 namespace {
 
-constexpr DWORD maxName = 256;  // units of a key's or value's name, terminator included
+constexpr DWORD maxName = 256;  // UTF-16 units of a name with its terminator
 
 struct Root {
     std::u16string_view name;
@@ -20,6 +20,7 @@ struct Root {
 const Root roots[] = {{u"HKEY_LOCAL_MACHINE", u"HKLM", HKEY_LOCAL_MACHINE},
                       {u"HKEY_CLASSES_ROOT", u"HKCR", HKEY_CLASSES_ROOT}};
 
+/// Throws the Failure of a call that didn't succeed.
 void require(LSTATUS result, const std::string& doing, const SettingsPath& path) {
     if (result == ERROR_SUCCESS) return;
     const std::string failed = doing + " " + utf8Text(path.full()) + " failed";
@@ -43,11 +44,12 @@ RegistryKey makeKey(const SettingsPath& path) {
     return RegistryKey(key);
 }
 
-/// Deletes what may not be there.
+/// Accepts it if there was nothing to delete.
 void requireGone(LSTATUS result, const SettingsPath& path) {
     if (result != ERROR_FILE_NOT_FOUND) require(result, "Deleting", path);
 }
 
+/// Writes or deletes one key of a settings text.
 void applyKey(const SettingsPath& path, const SettingsKey& key) {
     if (key.remove) return requireGone(RegDeleteTreeW(path.root, path.below.c_str()), path);
     const RegistryKey made = makeKey(path);
@@ -64,13 +66,15 @@ void applyKey(const SettingsPath& path, const SettingsKey& key) {
 
 LSTATUS readValue(HKEY key, DWORD index, SettingsValue& value) {
     WCHAR name[maxName];
+    // Big enough for nearly every value; the store returns the needed size for the others.
     DWORD size = 256;
     for (;;) {
         DWORD length = maxName;
         value.data.resize(size);
         const LSTATUS status = RegEnumValueW(key, index, name, &length, nullptr, &value.type,
                                              value.data.data(), &size);
-        // A value that another process makes longer all the time is read once it rests.
+        // The value was longer than the buffer, or another process made it longer meanwhile. It is
+        // read again with the size that was returned.
         if (status == ERROR_MORE_DATA && size > value.data.size()) continue;
         if (status == ERROR_SUCCESS) {
             value.name.assign(name, length);
@@ -93,6 +97,7 @@ SettingsPath::SettingsPath(std::u16string_view text) : root(HKEY_LOCAL_MACHINE),
         below.erase(0, end + 1);
         return;
     }
+    // Otherwise the path would silently become a key below HKEY_LOCAL_MACHINE.
     if (equalIgnoringCase(first.substr(0, 5), u"HKEY_"))
         throw Failure(ExitStatus::Usage, "There is no root key " + utf8Text(first) + ".",
                       "The roots are HKEY_LOCAL_MACHINE and HKEY_CLASSES_ROOT.");
@@ -134,6 +139,7 @@ std::vector<std::u16string> SettingsStore::subKeysIfAny(const SettingsPath& path
     HKEY key = nullptr;
     if (RegOpenKeyExW(path.root, path.below.c_str(), 0, KEY_READ, &key) == ERROR_FILE_NOT_FOUND)
         return {};
+    // Any other error is reported by subKeys, which tries again.
     const RegistryKey opened(key);
     return subKeys(path);
 }
@@ -145,7 +151,7 @@ std::u16string SettingsStore::text(const SettingsPath& path, std::u16string_view
             if (equalIgnoringCase(value.name, name) && value.type == REG_SZ)
                 dataText(value.data, text);
     } catch (const Failure&) {
-        // Most keys that are asked for are optional.
+        // Most keys that are looked up are optional.
     }
     return text;
 }
@@ -158,6 +164,7 @@ void SettingsStore::setText(const SettingsPath& path, std::u16string_view name,
 std::vector<SettingsKey> SettingsStore::readTree(const SettingsPath& path) {
     std::vector<SettingsKey> keys;
     std::vector<SettingsPath> waiting{path};
+    // A stack of paths; subkeys are pushed in reverse, so that the result is in their order.
     while (!waiting.empty()) {
         SettingsPath next = waiting.back();
         waiting.pop_back();
@@ -191,6 +198,7 @@ void SettingsStore::removeKey(const SettingsPath& path) {
 
 void SettingsStore::replace(const SettingsKey& key) {
     const SettingsPath path(key.path);
+    // The new values are written first: a program that reads the key meanwhile finds it complete.
     applyKey(path, key);
     for (const SettingsValue& value : readKey(path).values) {
         const bool stays = std::any_of(
@@ -201,10 +209,11 @@ void SettingsStore::replace(const SettingsKey& key) {
 }
 
 void SettingsStore::apply(const std::vector<SettingsKey>& keys) {
-    // Names of roots are looked at before the first write.
+    // All paths are checked before the first write, so that a wrong root changes nothing.
     std::vector<SettingsPath> paths;
     for (const SettingsKey& key : keys) {
         paths.emplace_back(key.path);
+        // removeKey throws for a root.
         if (key.remove && paths.back().below.empty()) removeKey(paths.back());
     }
     for (std::size_t i = 0; i < keys.size(); ++i) {

@@ -1,5 +1,5 @@
 #pragma once
-// Whole trees of the settings store, and single values of it. Every operation throws Failure
+// Reads and writes trees and single values of the settings store. Every operation throws Failure
 // (SettingsUnusable) with the store's own reason.
 
 #include <string>
@@ -10,44 +10,49 @@
 
 namespace zlk {
 
-/// What the system reads lies below it, product class by product class.
+/// The key below which all settings of the system lie, with a subkey for each product class.
 inline constexpr std::u16string_view settingsTree =
     u"HKEY_LOCAL_MACHINE\\Software\\Zephyr-Lanthorn\\PictureSuite\\";
 
-/// A key by its path text, `HKEY_LOCAL_MACHINE\...` or `HKLM\...`, `HKEY_CLASSES_ROOT\...` or
-/// `HKCR\...`; a path without a root is below HKEY_LOCAL_MACHINE. Throws Failure (Usage) for a
-/// root that there isn't.
+/// The path of a key: `HKEY_LOCAL_MACHINE\...` or `HKLM\...`, `HKEY_CLASSES_ROOT\...` or
+/// `HKCR\...`; without a root it is below HKEY_LOCAL_MACHINE. Throws Failure (Usage) for a root
+/// that doesn't exist.
 struct SettingsPath {
     explicit SettingsPath(std::u16string_view text);
     HKEY root;
-    std::u16string below;  ///< empty: the root itself
+    std::u16string below;  ///< empty for the root itself
+    /// The path with the root's full name.
     std::u16string full() const;
 };
 
 class SettingsStore {
   public:
-    /// The key's own values; throws if there is no such key.
+    /// A key with its own values; throws if the key doesn't exist.
     static SettingsKey readKey(const SettingsPath& path);
+    /// The names of a key's direct subkeys.
     static std::vector<std::u16string> subKeys(const SettingsPath& path);
-    /// None of a key that isn't there.
+    /// The same, but empty if the key doesn't exist.
     static std::vector<std::u16string> subKeysIfAny(const SettingsPath& path);
-    /// The key and everything below it, each key in front of its subkeys.
+    /// A key and everything below it; each key comes before its subkeys.
     static std::vector<SettingsKey> readTree(const SettingsPath& path);
 
-    /// A text value of a key; empty if there is no such one, or no such key.
+    /// A text value of a key; empty if the key or the value doesn't exist or can't be read.
     static std::u16string text(const SettingsPath& path, std::u16string_view name);
+    /// Sets a text value, and creates the key if necessary.
     static void setText(const SettingsPath& path, std::u16string_view name,
                         std::u16string_view text);
 
+    /// Sets a value, and creates the key if necessary.
     static void setValue(const SettingsPath& path, SettingsValue value);
+    /// Deletes a value; throws if it doesn't exist.
     static void removeValue(const SettingsPath& path, const std::u16string& name);
-    /// The key with all that lies below it; a root is refused.
+    /// Deletes a key and everything below it; throws for a root.
     static void removeKey(const SettingsPath& path);
 
-    /// Does what a settings text says, in its order; deleting what isn't there succeeds. A failure
-    /// leaves what stands in front of it done, and says at which line it was.
+    /// Carries out what a settings text says, in its order. Deleting what doesn't exist succeeds.
+    /// The Failure names the line in the text; what stands before that line has been done.
     static void apply(const std::vector<SettingsKey>& keys);
-    /// The key gets these values and keeps no others; they are written first.
+    /// Gives a key these values and deletes its others. The new values are written first.
     static void replace(const SettingsKey& key);
 };
 

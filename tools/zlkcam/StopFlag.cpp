@@ -12,18 +12,25 @@ namespace zlk {
 namespace {
 
 constexpr int stopSignals[] = {SIGINT, SIGTERM, SIGHUP, SIGQUIT};
-// Whoever writes hears of it all the same: a closed output, a file larger than is allowed.
+// These signals are sent for a write to a closed pipe or beyond the allowed size of a file. The
+// write also returns an error, which is handled where it happens.
 constexpr int failedWrites[] = {SIGPIPE, SIGXFSZ};
 
 using Clock = std::chrono::steady_clock;
-// A call that ends by itself is given that long; a user waits a second at most.
+// A call that ends by itself in this time is left to end. Together with the pause between looks the
+// user waits less than a second.
 constexpr std::chrono::milliseconds patience{500}, lookPause{50};
 
+/// Written by the signal handler, so it has to be of this type.
 volatile sig_atomic_t signalCount = 0;
 
-std::mutex callInUse;  // held for good by whoever ends the program inside of the call
+/// Guards `callSince`. StopWatch locks it for good when it ends the program, so that the call can't
+/// return meanwhile.
+std::mutex callInUse;
+/// When the DeviceCall in progress began; none if there is no such call.
 std::optional<Clock::time_point> callSince;
 
+/// The handler. Only async-signal-safe functions may be called in it, and _Exit is one.
 void countSignal(int) {
     signalCount = signalCount + 1;
     if (signalCount >= 3) std::_Exit(static_cast<int>(ExitStatus::Stopped));
@@ -32,7 +39,7 @@ void countSignal(int) {
 void handle(int signal, void (*handler)(int)) {
     struct sigaction action {};
     action.sa_handler = handler;
-    action.sa_flags = SA_RESTART;  // the components' own calls needn't know of it
+    action.sa_flags = SA_RESTART;  // interrupted calls of the components go on by themselves
     sigaction(signal, &action, nullptr);
 }
 
@@ -43,7 +50,7 @@ StopFlag::StopFlag() {
     for (const int signal : stopSignals) {
         struct sigaction before {};
         sigaction(signal, nullptr, &before);
-        // Somebody who started this with a signal ignored (nohup) meant it.
+        // A program that was started with a signal ignored, as by nohup, has to leave it ignored.
         if (before.sa_handler != SIG_IGN) handle(signal, countSignal);
     }
     for (const int signal : failedWrites) handle(signal, SIG_IGN);
@@ -53,6 +60,7 @@ StopFlag::~StopFlag() {
     for (const int signal : stopSignals) {
         struct sigaction before {};
         sigaction(signal, nullptr, &before);
+        // A signal that was ignored before stays so.
         if (before.sa_handler == countSignal) handle(signal, SIG_DFL);
     }
     for (const int signal : failedWrites) handle(signal, SIG_DFL);
@@ -92,9 +100,12 @@ void StopWatch::watch() {
     std::optional<Clock::time_point> raisedSince;
     for (std::unique_lock lock(inUse_);
          !over_.wait_for(lock, lookPause, [this] { return isOver_; });) {
+        // The time since which a stop has been wished counts from here, at most one pause late.
         if (!StopFlag::raised()) continue;
         if (!raisedSince) raisedSince = Clock::now();
         const std::lock_guard inCall(callInUse);
+        // The call may have begun before the stop or after it; the later of the two starts the
+        // patience.
         if (callSince && Clock::now() - std::max(*callSince, *raisedSince) >= patience)
             std::_Exit(static_cast<int>(end_()));
     }

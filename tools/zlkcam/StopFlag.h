@@ -1,6 +1,6 @@
 #pragma once
-// The wish of the user, or of the system, that the program ends: Ctrl-C, a request to terminate,
-// a closed terminal.
+// Notices that the user or the system wants the program to end: Ctrl-C, a request to terminate, a
+// closed terminal.
 
 #include <condition_variable>
 #include <functional>
@@ -11,9 +11,9 @@
 
 namespace zlk {
 
-/// While one lives, those signals only raise the flag, so that work in hand can be put in order;
-/// the third one ends the program at once. A closed output, or a file that may grow no further,
-/// raises nothing: the write fails. One in a program.
+/// As long as one lives, those signals only raise a flag, so that the work in hand can be put in
+/// order. The third signal ends the program at once. A closed output, or a file beyond the allowed
+/// size, raises nothing, as the write itself fails. There may be only one in a program.
 class StopFlag {
   public:
     StopFlag();
@@ -21,13 +21,15 @@ class StopFlag {
     StopFlag(const StopFlag&) = delete;
     StopFlag& operator=(const StopFlag&) = delete;
 
+    /// Whether a stop is wished. May be called from any thread.
     static bool raised() noexcept;
 };
 
-/// What a command ends with that was stopped before it had come to anything.
+/// The failure of a command that was stopped before it had any result.
 Failure stoppedEarly();
 
-/// Marks a call that may wait long for a device, and that can't be stopped from outside.
+/// Marks a call that may wait long for a device and can't be stopped from outside. One thread at a
+/// time may be in such a call.
 class DeviceCall {
   public:
     DeviceCall();
@@ -36,10 +38,11 @@ class DeviceCall {
     DeviceCall& operator=(const DeviceCall&) = delete;
 };
 
-/// While one lives, a DeviceCall that goes on for half a second after the flag was raised ends the
-/// program: a camera may be silent for longer than anybody waits. `end` puts everything in order
-/// and gives the exit status. It runs on a thread of its own, and the one that is in the call
-/// can't leave it any more, so that whatever belongs to that one may be used, but for the device.
+/// As long as one lives, a DeviceCall that goes on for half a second after a stop was wished ends
+/// the program, because a camera may be silent for longer than anybody wants to wait. `end` then
+/// puts everything in order and returns the exit status. It runs on a thread of its own. The thread
+/// in the call can't return from it any more, so that `end` may use everything that belongs to that
+/// thread, except the device.
 class StopWatch {
   public:
     explicit StopWatch(std::function<ExitStatus()> end);
@@ -50,7 +53,9 @@ class StopWatch {
   private:
     void watch();
 
+    // Called at most once; the program ends after it.
     const std::function<ExitStatus()> end_;
+    // Guards `isOver_`, which the destructor sets.
     std::mutex inUse_;
     std::condition_variable over_;
     bool isOver_ = false;

@@ -10,7 +10,7 @@ namespace {
 
 constexpr WCHAR privateArea = 0xF000;
 
-/// Bytes of the UTF-8 sequence at the start of `text`; 0 if there is none.
+/// The length in bytes of the UTF-8 sequence at the start of `text`; 0 if it isn't valid UTF-8.
 std::size_t sequenceLength(std::string_view text) {
     for (std::size_t length = 1; length <= 4 && length <= text.size(); ++length) {
         WCHAR units[2];
@@ -24,12 +24,15 @@ std::size_t sequenceLength(std::string_view text) {
 }  // namespace
 
 std::u16string pathArgument(std::string_view bytes) {
+    // Only in a path of this machine is a backslash a part of the name; elsewhere it separates
+    // folders.
     const bool literal = bytes.starts_with('/');
     std::u16string path;
     while (!bytes.empty()) {
         const std::size_t length = sequenceLength(bytes);
         const auto byte = static_cast<unsigned char>(bytes.front());
         const bool partOfName = literal && (byte < 0x20 || byte == 0x7F || byte == '\\');
+        // The platform turns such a unit back into the byte when it opens the file.
         if (length == 0 || partOfName) {
             path += static_cast<WCHAR>(privateArea + byte);
             bytes.remove_prefix(1);
@@ -44,6 +47,7 @@ std::u16string pathArgument(std::string_view bytes) {
 std::u16string absolutePath(std::u16string path) {
     const bool hasDrive = path.size() > 1 && path[1] == u':';
     if (path.starts_with(u'/') || path.starts_with(u"\\\\") || hasDrive) return path;
+    // The first call returns the needed size.
     std::u16string folder(GetCurrentDirectoryW(0, nullptr), u'\0');
     folder.resize(GetCurrentDirectoryW(static_cast<DWORD>(folder.size()), folder.data()));
     if (path.empty() || folder.empty()) return folder;
@@ -67,7 +71,8 @@ std::string harmlessText(std::string_view utf8) {
     for (std::size_t i = 0; i < utf8.size(); ++i) {
         const auto byte = static_cast<unsigned char>(utf8[i]);
         const bool c0 = (byte < 0x20 && byte != '\n' && byte != '\t') || byte == 0x7F;
-        // 0xC2 only ever starts a sequence, so that it is never the middle of another one.
+        // 0xC2 is always the first byte of a sequence, so this can't be the middle of another one.
+        // With it begin the control characters from U+0080 to U+009F, which terminals obey, too.
         const bool c1 =
             byte == 0xC2 && i + 1 < utf8.size() && static_cast<unsigned char>(utf8[i + 1]) < 0xA0;
         if (c1) ++i;
@@ -81,6 +86,7 @@ std::string sizeText(std::uint64_t bytes) {
     constexpr const char* units[] = {"kB", "MB", "GB", "TB"};
     double value = static_cast<double>(bytes) / 1000;
     std::size_t unit = 0;
+    // 999.95 would be shown as 1000.0.
     while (value >= 999.95 && unit + 1 < std::size(units)) {
         value /= 1000;
         ++unit;

@@ -1,5 +1,5 @@
 #pragma once
-// Texts between the command line, the platform and the terminal.
+// Converts and formats texts between the command line, the platform and the terminal.
 
 #include <string>
 #include <string_view>
@@ -9,21 +9,21 @@
 
 namespace zlk {
 
-/// A path from the command line as the platform takes it: bytes that aren't UTF-8 become units
-/// of the private area, and so do, in a path that begins with `/`, control characters and
-/// backslashes, which are part of a name there.
+/// A path from the command line in the platform's form. Bytes that aren't UTF-8 become units of the
+/// private area. In a path that begins with `/`, control characters and backslashes do, too,
+/// because they are part of a name there.
 std::u16string pathArgument(std::string_view bytes);
 
-/// The same path, absolute.
+/// The path, made absolute by the current folder. Paths with a drive are left as they are.
 std::u16string absolutePath(std::u16string path);
 
-/// Why a platform call failed, as in "No space is left" (of GetLastError() by default).
+/// Why a platform call failed, as in "No space is left", without a full stop.
 std::string reasonText(DWORD error = GetLastError());
 
-/// Without the control characters that could steer a terminal; line ends and tabs stay.
+/// The text with `?` for control characters, which could steer a terminal; line ends and tabs stay.
 std::string harmlessText(std::string_view utf8);
 
-/// "812 bytes", "4.2 MB".
+/// A size for people, as in "812 bytes" or "4.2 MB".
 std::string sizeText(std::uint64_t bytes);
 
 }  // namespace zlk

@@ -11,7 +11,7 @@
 namespace zlk {
 namespace {
 
-constexpr std::size_t maxText = 1 << 20;  // documents of a camera have some kilobytes
+constexpr std::size_t maxText = 1 << 20;  // documents of a camera have a few kilobytes
 
 [[noreturn]] void fail(const std::u16string& path, const std::string& reason) {
     throw Failure(ExitStatus::FileUnusable,
@@ -19,6 +19,7 @@ constexpr std::size_t maxText = 1 << 20;  // documents of a camera have some kil
 }
 
 std::string readStandardInput(std::size_t maxBytes) {
+    // One byte more than allowed shows whether the input is too long.
     std::string bytes(maxBytes + 1, '\0');
     bytes.resize(std::fread(bytes.data(), 1, bytes.size(), stdin));
     if (bytes.size() > maxBytes) fail(u"-", "it is too long");
@@ -57,6 +58,7 @@ std::u16string readTextFile(const std::u16string& path) {
 
 void writeNewFile(const std::u16string& path, std::string_view bytes) {
     const std::size_t name = path.find_last_of(u"/\\") + 1;
+    // A file that isn't complete is hidden, in the same folder so that the move is atomic.
     const std::u16string hidden =
         path.substr(0, name) + wideText(newRunName()) + u'-' + path.substr(name) + u".part";
     const UniqueHandle file(CreateFileW(hidden.c_str(), GENERIC_WRITE, 0, nullptr, CREATE_NEW,
@@ -64,6 +66,7 @@ void writeNewFile(const std::u16string& path, std::string_view bytes) {
     if (!file) fail(path, reasonText());
     DWORD written = 0;
     const auto size = static_cast<DWORD>(bytes.size());
+    // The platform's move doesn't replace a file that has the name.
     if (WriteFile(file.get(), bytes.data(), size, &written, nullptr) &&
         FlushFileBuffers(file.get()) && MoveFileW(hidden.c_str(), path.c_str()))
         return;

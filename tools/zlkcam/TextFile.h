@@ -1,5 +1,5 @@
 #pragma once
-// Small files that a command reads or writes. All throw Failure (FileUnusable).
+// Reads and writes small files in one piece. All functions throw Failure (FileUnusable).
 
 #include <cstddef>
 #include <string>
@@ -7,13 +7,13 @@
 
 namespace zlk {
 
-/// All bytes of a file of at most `maxBytes`; `-` is standard input.
+/// All bytes of a file of at most `maxBytes`. The path `-` means standard input.
 std::string readFileBytes(const std::u16string& path, std::size_t maxBytes);
 
-/// A text in UTF-8, without its byte order mark.
+/// A text file in UTF-8, without its byte order mark; at most 1 MB.
 std::u16string readTextFile(const std::u16string& path);
 
-/// Makes a file that isn't there yet, and has its name only once it is whole on the disk.
+/// Creates a file that doesn't exist yet. It gets its name only when it is whole on the disk.
 void writeNewFile(const std::u16string& path, std::string_view bytes);
 
 }  // namespace zlk

@@ -13,17 +13,20 @@ Tool::Tool() : terminal_(isatty(STDOUT_FILENO) == 1) {}
 
 void Tool::say(std::string_view line) {
     if (json) return;
+    // A pipe or file gets the text unchanged, since programs may compare it.
     write(terminal_ ? harmlessText(line) : std::string(line));
     write("\n");
 }
 
 void Tool::warn(std::string_view line) {
+    // What was printed before should also appear before.
     std::fflush(stdout);
     std::fprintf(stderr, "%s\n", harmlessText(line).c_str());
 }
 
 std::size_t Tool::columns() const {
     winsize size{};
+    // Some terminals report 0 columns.
     const bool known = ioctl(STDOUT_FILENO, TIOCGWINSZ, &size) == 0 && size.ws_col >= 20;
     return known ? size.ws_col : 80;
 }
@@ -44,6 +47,7 @@ ExitStatus Tool::finish() {
     }
     if (flush()) return status;
     warn("zlkcam: The answer couldn't be written to standard output.");
+    // A command whose answer nobody could read hasn't succeeded.
     return status == ExitStatus::Success ? ExitStatus::FileUnusable : status;
 }
 
@@ -51,6 +55,7 @@ ExitStatus Tool::finish(const Failure& failure) {
     warn(std::string("zlkcam: ") + failure.what());
     if (!failure.advice.empty()) warn(failure.advice);
     if (json) {
+        // Half an answer may have been built by now, which the error replaces.
         answer = JsonWriter();
         writeError(answer.beginObject().key("error"), failure);
         answer.endObject();

@@ -1,5 +1,5 @@
 #pragma once
-// What every command works with: where its answer goes, and how the program shall end.
+// What every command works with: the output of its answer, and the exit status of the program.
 
 #include <string_view>
 
@@ -8,33 +8,35 @@
 
 namespace zlk {
 
+/// One in a program. Used by one thread at a time.
 class Tool {
   public:
     Tool();
 
     bool json = false;  ///< one JSON document on standard output, and nothing else there
     JsonWriter answer;  ///< that document
-    /// What the program ends with if the command comes to its end.
+    /// The exit status if the command ends without an exception.
     ExitStatus status = ExitStatus::Success;
 
-    /// A line of the answer in plain text; nothing with `json`.
+    /// Prints a line of the answer as plain text; does nothing in JSON mode.
     void say(std::string_view line);
-    /// A line for the user that isn't part of the answer, on standard error.
+    /// Prints a line for the user on standard error, which isn't part of the answer.
     void warn(std::string_view line);
 
-    /// Whether somebody watches standard output.
+    /// Whether standard output is a terminal.
     bool onTerminal() const { return terminal_; }
-    /// Columns of that terminal.
+    /// The number of that terminal's columns; 80 if it isn't known.
     std::size_t columns() const;
 
-    /// Hands out the answer, or the failure in its place, and gives the final status.
+    /// Prints the JSON document, if there is one, and returns the final exit status.
     ExitStatus finish();
+    /// The same with a failure in the place of the answer.
     ExitStatus finish(const Failure& failure);
 
-    /// The "error" object of an answer.
+    /// Writes the value of an answer's "error" member.
     static void writeError(JsonWriter& json, const Failure& failure);
 
-    /// Writes to standard output as it stands; false if nobody takes it any more.
+    /// Writes to standard output; false if the output can't be written any more.
     static bool write(std::string_view text);
     static bool flush();
 

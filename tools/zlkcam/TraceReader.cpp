@@ -7,18 +7,21 @@
 namespace zlk {
 namespace {
 
+// The parts of a record's head that are always the same.
 constexpr BYTE marker[] = {0xFF, 0xFF};
 constexpr BYTE kindAndFlags[] = {0x3F, 0x00};
 constexpr std::size_t headSize = 8;
-// Enough that the times of the newest records are among it: equal lines differ by them.
+// How many of the last bytes are remembered to notice that they were overwritten. Equal lines only
+// differ in their times, so that the times of the newest records have to be among these bytes.
 constexpr std::size_t memorySize = 256;
 
+/// Whether a record begins here.
 bool isHead(std::span<const BYTE> bytes) {
     return bytes.size() > headSize && std::equal(marker, marker + 2, bytes.begin()) &&
            std::equal(kindAndFlags, kindAndFlags + 2, bytes.begin() + 6);
 }
 
-/// Takes a text and its zero off the front; false if there is no zero.
+/// Takes a text with its terminating zero off the front; false if there is no zero.
 bool takeText(std::span<const BYTE>& bytes, std::string& text) {
     const auto end = std::find(bytes.begin(), bytes.end(), BYTE{0});
     if (end == bytes.end()) return false;
@@ -31,22 +34,25 @@ bool takeText(std::span<const BYTE>& bytes, std::string& text) {
 
 void TraceReader::fetch(std::span<const BYTE> ring, std::size_t writeOffset) {
     if (wasOvertaken(ring, writeOffset)) {
-        // What lies behind the writer is the end of the round before.
+        // After the writer's position there is what is left of its previous round, the oldest data.
         lost_ += writeOffset >= position_ ? writeOffset - position_
                                           : ring.size() - position_ + writeOffset;
         const auto behind = ring.subspan(writeOffset);
         older_.assign(behind.begin(), behind.end());
         newer_.assign(ring.begin(), ring.begin() + static_cast<std::ptrdiff_t>(writeOffset));
+        // The writer went on in the same round.
     } else if (writeOffset >= position_) {
         const auto fresh = ring.subspan(position_, writeOffset - position_);
         older_.clear();
         newer_.assign(fresh.begin(), fresh.end());
+        // The writer has begun a new round, and the rest of the previous one is unread, too.
     } else {
         const auto behind = ring.subspan(position_);
         older_.assign(behind.begin(), behind.end());
         newer_.assign(ring.begin(), ring.begin() + static_cast<std::ptrdiff_t>(writeOffset));
     }
     position_ = writeOffset;
+    // Remembered for the next call's check.
     const auto memory = ring.first(position_).last(std::min(position_, memorySize));
     last_.assign(memory.begin(), memory.end());
 }
@@ -54,9 +60,11 @@ void TraceReader::fetch(std::span<const BYTE> ring, std::size_t writeOffset) {
 bool TraceReader::wasOvertaken(std::span<const BYTE> ring, std::size_t writeOffset) const {
     if (position_ > ring.size()) return true;
     const bool moved =
+        // The bytes before the reader's position changed, so the writer has been there.
         !std::equal(last_.begin(), last_.end(),
                     ring.begin() + static_cast<std::ptrdiff_t>(position_ - last_.size()));
-    // In the round that follows, everything up to the writer is new, and the rest is as it was.
+    // If the writer began a new round and stopped within the remembered bytes, it changed some of
+    // them, but has not passed the reader's position. Nothing was lost then.
     return moved && !(writeOffset < position_ && writeOffset > position_ - last_.size());
 }
 
@@ -73,6 +81,8 @@ std::uint64_t TraceReader::takeLost() {
 
 void parseTraceRecords(std::span<const BYTE> bytes, std::vector<TraceRecord>& records) {
     while (bytes.size() > headSize) {
+        // Not a head: a record that was overwritten in part, or zeros. The next marker may begin
+        // one.
         if (!isHead(bytes)) {
             const auto next = std::find(bytes.begin() + 1, bytes.end(), marker[0]);
             bytes = bytes.subspan(static_cast<std::size_t>(next - bytes.begin()));
@@ -81,8 +91,10 @@ void parseTraceRecords(std::span<const BYTE> bytes, std::vector<TraceRecord>& re
         TraceRecord record;
         std::memcpy(&record.time, bytes.data() + 2, sizeof record.time);
         std::span<const BYTE> rest = bytes.subspan(headSize);
+        // The rest isn't a whole record.
         if (!takeText(rest, record.category) || !takeText(rest, record.message)) return;
         records.push_back(std::move(record));
+        // The last byte of a record has no meaning.
         bytes = rest.empty() ? rest : rest.subspan(1);
     }
 }

@@ -1,12 +1,12 @@
 #pragma once
-// Follows the ring of trace records in a buffer that writers of other processes fill.
+// Reads the ring buffer of trace records that other processes write.
 //
 //     FF FF | time, 4 bytes | 3F | 00 | category 00 | message 00 | one byte that says nothing
 //
-// A record is never split: where the rest of the buffer is too short for one, the writer wipes it
-// with zeros and goes on at offset 0. Nobody waits for the reader, so that a writer may overtake
-// it; that shows in the last record that was read, which isn't there any more then. Neither FF
-// occurs in UTF-8, so that the next whole record can be found from anywhere.
+// A record is never split. If the rest of the buffer is too short for the next one, the writer
+// fills it with zeros and goes on at offset 0. Writers don't wait for the reader and may overtake
+// it, which shows in that the last record read isn't there any more. The byte FF doesn't occur in
+// UTF-8, so that the next whole record can be found from any position.
 
 #include <cstdint>
 #include <span>
@@ -26,26 +26,31 @@ struct TraceRecord {
 
 class TraceReader {
   public:
-    /// Copies what is new. `ring` is the whole buffer, `writeOffset` a value within it that fits
-    /// it; nobody may write meanwhile. Keep it short: every traced process waits.
+    /// Copies what is new. `ring` is the whole buffer and `writeOffset` a position in it. The
+    /// caller holds the log's mutex, so nobody writes meanwhile. Every traced process waits for
+    /// this, so it only copies.
     void fetch(std::span<const BYTE> ring, std::size_t writeOffset);
 
-    /// What the last fetch copied, as records in their order.
+    /// The records that the last fetch copied, in order.
     std::vector<TraceRecord> records();
 
-    /// Bytes that were overwritten unread since the last question: at least that many.
+    /// The number of bytes, at least, that were overwritten unread since the last call.
     std::uint64_t takeLost();
 
   private:
+    /// Whether the writer has passed the reader's position.
     bool wasOvertaken(std::span<const BYTE> ring, std::size_t writeOffset) const;
 
-    std::size_t position_ = 0;         // behind the last record that was read
-    std::vector<BYTE> last_;           // the last bytes in front of it
-    std::vector<BYTE> older_, newer_;  // the two pieces of the last fetch
+    // The offset after the last record that was read.
+    std::size_t position_ = 0;
+    // The bytes before that offset, as they were then.
+    std::vector<BYTE> last_;
+    // The pieces that the last fetch copied, before and after the start of a round.
+    std::vector<BYTE> older_, newer_;
     std::uint64_t lost_ = 0;
 };
 
-/// The whole records of `bytes`; what is none is passed over.
+/// Appends the whole records in `bytes`; all else is skipped.
 void parseTraceRecords(std::span<const BYTE> bytes, std::vector<TraceRecord>& records);
 
 }  // namespace zlk

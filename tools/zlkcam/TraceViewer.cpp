@@ -12,8 +12,9 @@ namespace {
 
 constexpr DWORD controlSize = 16;
 constexpr DWORD bufferSize = 8 * 1024 * 1024;
+// Offsets in the control block.
 constexpr std::size_t enabledAt = 0, writeOffsetAt = 4, bufferSizeAt = 8, startTickAt = 12;
-constexpr int tries = 2000;  // some milliseconds; a record takes microseconds
+constexpr int tries = 2000;  // takes some milliseconds; writing a record takes microseconds
 
 std::atomic_ref<DWORD> field(const SharedView& control, std::size_t offset) {
     return std::atomic_ref(*reinterpret_cast<DWORD*>(control.bytes().data() + offset));
@@ -23,10 +24,12 @@ void setEnabled(const SharedView& control, BYTE enabled) {
     std::atomic_ref(control.bytes()[enabledAt]).store(enabled);
 }
 
+/// The claim of the only viewer: its mutex must not have existed before.
 UniqueHandle claimViewer() {
     UniqueHandle claim(CreateMutexW(nullptr, 0, u"ZLGlimmerBoxLogViewer"));
     if (claim && GetLastError() != ERROR_ALREADY_EXISTS) return claim;
     if (claim)
+        // It exists, so another viewer has created it.
         throw Failure(ExitStatus::ViewerRunning, "Another trace viewer is running.",
                       "End it first: one viewer at a time follows the log.");
     throw Failure(ExitStatus::FileUnusable, "The log can't be opened: " + reasonText() + ".");
@@ -53,9 +56,12 @@ TraceViewer::TraceViewer()
       control_(u"ZLGlimmerBoxLogCtrlMemory", controlSize),
       buffer_(u"ZLGlimmerBoxLogBuffer", bufferSize),
       mutex_(CreateMutexW(nullptr, 0, u"ZLGlimmerBoxLogMutex")) {
+    // The section may be an older one of another size, which can't be changed.
     if (control_.bytes().size() < controlSize || !mutex_)
         throw Failure(ExitStatus::FileUnusable, "The log's shared memory can't be used.");
+    // Writers are switched off before the buffer is set up.
     setEnabled(control_, 0);
+    // Times count from here if the log is new; a log that goes on keeps its start.
     if (!control_.existed()) field(control_, startTickAt).store(GetTickCount());
 
     for (int waited = 0; !tryLock(); ++waited) {
@@ -65,6 +71,7 @@ TraceViewer::TraceViewer()
                           "Look for a stopped program that uses the components, and end it.");
         Sleep(20);
     }
+    // Old records are erased under the lock, so that no writer is in the middle of one.
     std::fill(buffer_.bytes().begin(), buffer_.bytes().end(), BYTE{0});
     field(control_, writeOffsetAt).store(0);
     field(control_, bufferSizeAt).store(static_cast<DWORD>(buffer_.bytes().size()));
@@ -80,7 +87,8 @@ bool TraceViewer::fetch(TraceReader& reader) {
     if (!tryLock()) return false;
     const auto ring = std::span<const BYTE>(buffer_.bytes());
     DWORD offset = field(control_, writeOffsetAt).load();
-    // What others may have written there is put right, so that writers find their way again.
+    // Another process may have written nonsense into the control block. It is corrected here, so
+    // that writers work again.
     field(control_, bufferSizeAt).store(static_cast<DWORD>(ring.size()));
     if (offset > ring.size()) {
         offset = 0;
@@ -102,6 +110,7 @@ void TraceViewer::switchOff() {
 
 bool TraceViewer::tryLock() const {
     for (int i = 0; i < tries; ++i) {
+        // An abandoned mutex is taken over: its owner died while writing.
         const DWORD result = WaitForSingleObject(mutex_.get(), 0);
         if (result == WAIT_OBJECT_0 || result == WAIT_ABANDONED) return true;
     }

@@ -1,21 +1,22 @@
 #pragma once
-// The viewer's side of the trace log: owns the buffer, switches the log on in all processes of the
-// machine, and off again when it goes.
+// The viewer's side of the trace log: it owns the buffer, switches the log on in all processes of
+// the machine, and switches it off at its end.
 //
 //     control block, 16 bytes: enabled u8, 3 bytes, writeOffset u32, bufferSize u32, startTick u32
 //
-// One viewer at a time: its claim is a named object, which goes with the process. The buffer can't
-// be that, since writers that once had it keep it; the next viewer uses it again. A viewer that is
-// killed leaves the log on until the next one, or until the last process that has it open ends.
-// The mutex is only ever tried for: a writer that was stopped while it held it must not take the
-// viewer's Ctrl-C away.
+// There is one viewer at a time. Its claim is a named mutex, which disappears with its process. The
+// buffer couldn't serve as the claim, because writers that once opened it keep it; the next viewer
+// uses it again. A viewer that is killed leaves the log on until the next viewer ends, or until the
+// last process that has the log open ends. The log's mutex is only tried for a limited time,
+// because a writer that was stopped while it held the mutex must not make the viewer deaf to
+// Ctrl-C.
 
 #include "platform/named_objects.h"
 #include "tools/zlkcam/TraceReader.h"
 
 namespace zlk {
 
-/// A mapped section with an owner.
+/// A named section of shared memory, mapped into this process. Throws Failure (FileUnusable).
 class SharedView {
   public:
     SharedView(const WCHAR* name, DWORD bytes);
@@ -24,6 +25,7 @@ class SharedView {
     SharedView& operator=(const SharedView&) = delete;
 
     std::span<BYTE> bytes() const { return bytes_; }
+    /// Whether the section existed before, created by another process.
     bool existed() const { return existed_; }
 
   private:
@@ -34,22 +36,28 @@ class SharedView {
 
 class TraceViewer {
   public:
-    /// Throws Failure: ViewerRunning, or FileUnusable where the objects can't be made.
+    /// Clears the buffer and switches the log on. Throws Failure: ViewerRunning, or FileUnusable if
+    /// the objects can't be created.
     TraceViewer();
     ~TraceViewer();
     TraceViewer(const TraceViewer&) = delete;
     TraceViewer& operator=(const TraceViewer&) = delete;
 
-    /// Hands what is new to the reader; false if no moment was found when nobody writes.
+    /// Hands what is new to the reader; false if the mutex couldn't be taken, and then the next
+    /// call gets it.
     bool fetch(TraceReader& reader);
+    /// Switches the log off; writers notice at their next record.
     void switchOff();
 
   private:
     bool tryLock() const;
 
+    // The mutex that says that a viewer runs.
     UniqueHandle claim_;
+    // Sixteen bytes: the layout is at the top of this file.
     SharedView control_;
     SharedView buffer_;
+    // Held by a writer during a record, and by this while it copies.
     UniqueHandle mutex_;
 };
 

@@ -14,7 +14,8 @@ CameraTrouble heldBy(const AttachedCamera& camera) {
     const std::string message = program + " (process " + process + ") has it.";
     if (!program.starts_with("gvfs"))
         return {"held", message, "Close that program, or end it: kill " + process};
-    // A file manager's helper opens each camera that is attached, and is started anew when it ends.
+    // gvfs opens each camera as soon as it is attached, and is started again if its process is
+    // ended.
     const std::string scheme = program == "gvfsd-mtp" ? "mtp" : "gphoto2";
     return {"held", message,
             "Eject the camera in the file manager (gio mount -s " + scheme +
@@ -22,10 +23,12 @@ CameraTrouble heldBy(const AttachedCamera& camera) {
                 utf8Text(usbIdOf(camera)) + " --udev"};
 }
 
-/// The camera that a device is reached by; process and program of its holder may be missing.
+/// The attached camera through which a device is reached. Process and program of its holder may be
+/// missing.
 std::optional<AttachedCamera> cameraOf(const Device& device) {
     const std::u16string port = DeviceDirectory().cameraPort(device.contextId);
     for (const AttachedCamera& camera : attachedCameras())
+        // The two families of drivers have different paths for the same camera.
         if (equalIgnoringCase(port, camera.port) || equalIgnoringCase(port, camera.devicePath))
             return camera;
     return std::nullopt;
@@ -53,7 +56,8 @@ std::u16string usbIdOf(const AttachedCamera& camera) {
 
 std::vector<UsbCamera> usbCameras(const DeviceDirectory& directory,
                                   const std::vector<Device>& devices) {
-    // One in a dock is listed by its own name, and reached by the dock's port.
+    // A camera in a dock is listed under its own name, but is reached through the dock's port. So
+    // ports are compared, and not ids.
     std::vector<std::u16string> ports;
     ports.reserve(devices.size());
     for (const Device& device : devices) ports.push_back(directory.cameraPort(device.contextId));
@@ -76,6 +80,8 @@ std::vector<UsbCamera> usbCameras(const DeviceDirectory& directory,
 
 std::vector<CameraTrouble> troublesOf(const UsbCamera& camera) {
     std::vector<CameraTrouble> troubles;
+    // Several causes may come together; the first of the list is what the user should look at
+    // first.
     if (!camera.listed && camera.contextId.empty())
         troubles.push_back({"unknown", "The camera table doesn't know this model.",
                             "Give it a row of the table: zlkcam adopt"});
@@ -86,6 +92,7 @@ std::vector<CameraTrouble> troublesOf(const UsbCamera& camera) {
              "The udev rule 70-zlkcamtr.rules gives the user at the screen that right: install it "
              "(./dev install) or copy it into /etc/udev/rules.d, run udevadm control --reload, and "
              "plug the camera in again."});
+    // From here on only if nothing else explains it.
     if (!camera.listed && troubles.empty() && camera.twinListed)
         troubles.push_back({"twin", "Another camera of this model is listed in its place.",
                             "Unplug that one to reach this one."});

@@ -1,5 +1,5 @@
 #pragma once
-// A still-image device on USB, what the components make of it, and why that may be nothing.
+// Explains why a camera on USB isn't listed by the components or can't be opened.
 
 #include <string>
 #include <vector>
@@ -11,32 +11,33 @@
 
 namespace zlk {
 
+/// A still-image device on USB, together with what the components make of it.
 struct UsbCamera {
     AttachedCamera attached;
     std::u16string pnpId;      ///< `VID_xxxx&PID_xxxx`
-    std::u16string contextId;  ///< of its row of the camera table; empty if it has none
-    bool listed = false;       ///< among the devices
-    bool twinListed = false;   ///< one of the same context id is, in its place
+    std::u16string contextId;  ///< from its row of the camera table; empty if it has none
+    bool listed = false;       ///< it is among the listed devices
+    bool twinListed = false;   ///< another camera of the same context id is listed in its place
 };
 
-/// Why a camera isn't listed, or will not open though it is.
+/// A reason why a camera isn't listed, or can't be opened although it is.
 struct CameraTrouble {
     std::string kind;  ///< "unknown", "held", "forbidden", "twin" or "silent"
     std::string message, advice;
 };
 
-/// The USB ids as lsusb tells them: `12AB:0001`.
+/// The USB ids as lsusb prints them, such as `12AB:0001`.
 std::u16string usbIdOf(const AttachedCamera& camera);
 
-/// By port.
+/// All cameras on USB, ordered by port. `devices` are those that the components list.
 std::vector<UsbCamera> usbCameras(const DeviceDirectory& directory,
                                   const std::vector<Device>& devices);
 
-/// The most telling first.
+/// What is wrong with a camera, the most likely reason first; empty if nothing is.
 std::vector<CameraTrouble> troublesOf(const UsbCamera& camera);
 
-/// Why a device isn't reached that was listed a moment ago: a camera that is attached all the same
-/// is in another program's hands, or doesn't answer.
+/// The Failure for a device that was listed a moment ago and can't be reached: a camera that is
+/// still attached is held by another program, or doesn't answer.
 Failure notReached(const Device& device);
 
 }  // namespace zlk

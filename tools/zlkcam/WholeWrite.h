@@ -1,5 +1,5 @@
 #pragma once
-// Writing all of some bytes, which one call may do only in part.
+// Writes all of a block of bytes, since one system call may write only a part of it.
 
 #include <unistd.h>
 
@@ -9,8 +9,8 @@
 
 namespace zlk {
 
-/// False with errno, and then with fewer bytes in the file. A disk that takes nothing and gives no
-/// reason counts as full (ENOSPC).
+/// False with errno; a part of the bytes may have been written then. If the system writes nothing
+/// without an error, the disk counts as full (ENOSPC).
 inline bool writeWhole(int file, std::span<const std::byte> bytes) {
     while (!bytes.empty()) {
         const ssize_t written = ::write(file, bytes.data(), bytes.size());

@@ -9,6 +9,7 @@
 namespace zlk {
 namespace {
 
+/// Commands, and the options that all of them take.
 void addCommands(CLI::App& app, Tool& tool) {
     app.require_subcommand(1);
     app.add_flag("--json", tool.json, "answer with one JSON document, also on failure");
@@ -25,7 +26,8 @@ void addCommands(CLI::App& app, Tool& tool) {
     addRecordCommand(app, tool);
     addTraceCommand(app, tool);
     app.parse_complete_callback(requireOpenFiles);
-    app.footer(exitStatusTable());  // behind the commands, which would all inherit it
+    app.footer(exitStatusTable());  // set after the commands, which would all inherit it
+    // Lets `--json` also stand after the command.
     for (CLI::App* command : app.get_subcommands(nullptr)) command->fallthrough();
 }
 
@@ -38,7 +40,8 @@ ExitStatus run(Tool& tool, int argc, char** argv) {
         app.exit(help);
         return ExitStatus::Success;
     } catch (const CLI::ParseError& error) {
-        // The flag may stand behind what couldn't be understood.
+        // --json may stand after the word that couldn't be understood, where the parser didn't come
+        // to.
         tool.json = std::any_of(argv, argv + argc,
                                 [](const char* word) { return !std::strcmp(word, "--json"); });
         return tool.finish(Failure(

@@ -1,5 +1,5 @@
 #pragma once
-// The commands, in groups; each adds its own to the program.
+// Declares the commands of zlkcam in groups; each function adds its commands to the program.
 
 #include <CLI/CLI.hpp>
 
@@ -21,7 +21,8 @@ void addAdoptCommand(CLI::App& app, Tool& tool);      // adopt
 void addRecordCommand(CLI::App& app, Tool& tool);     // record
 void addTraceCommand(CLI::App& app, Tool& tool);      // trace
 
-/// A command whose body gets the options that its set-up has bound.
+/// Adds a command. `setUp` declares its options and binds them to an object of type Options, which
+/// lives as long as the command; `body` gets that object when the command line names the command.
 template <class Options, class SetUp, class Body>
 CLI::App* addCommand(CLI::App& app, const char* name, const char* description, SetUp setUp,
                      Body body) {
@@ -32,15 +33,19 @@ CLI::App* addCommand(CLI::App& app, const char* name, const char* description, S
     return command;
 }
 
+/// The help text of an option that names a device.
 inline constexpr char deviceHelp[] =
     "context id or drive letter; may be left out when there is only one device";
 
-/// Adds the words of a command that takes a device, if one is named, and something behind it.
+/// For a command whose words are a device, which may be left out, and then something else, such as
+/// a folder. The words alone don't say which is which.
 struct DeviceWords {
     std::vector<std::string> words;
-    /// The device's name, taken off the front: it is there if there are more words than
-    /// `others`, or, where any number may follow, if the first one looks like one.
+    /// Takes the device's name off the front, if there are more words than the `others` that the
+    /// command needs. Empty if there is none.
     std::u16string takeDevice(std::size_t others);
+    /// The same for a command with any number of words: the first one is taken if it has the form
+    /// of a device's name.
     std::u16string takeDeviceByLooks();
 };
 

@@ -1,5 +1,5 @@
-// adopt: a row of the camera table for a camera that it doesn't know, and a rule that keeps
-// desktops off it.
+// The command adopt: adds a row to the camera table for a camera that it doesn't know, and writes a
+// rule for udev that keeps desktops away from the camera.
 
 #include <algorithm>
 #include <iostream>
@@ -15,6 +15,7 @@
 namespace zlk {
 namespace {
 
+/// The options of the command line.
 struct AdoptOptions {
     std::string camera;
     std::string productClass;
@@ -25,7 +26,8 @@ struct AdoptOptions {
     std::string rulesFolder;  ///< empty: the rule is only shown
 };
 
-/// Of the cameras that were asked for, one of each kind that the table knows, or doesn't.
+/// The cameras that the user means, one of each model. `known` chooses between those that the
+/// camera table knows and those that it doesn't know.
 std::vector<UsbCamera> kindsOf(const std::vector<UsbCamera>& cameras, const std::u16string& wanted,
                                bool known) {
     std::vector<UsbCamera> kinds;
@@ -39,9 +41,10 @@ std::vector<UsbCamera> kindsOf(const std::vector<UsbCamera>& cameras, const std:
     return kinds;
 }
 
-/// The one kind of camera that is to be adopted, of those that nobody knows. A rule can be made
-/// for those that the table knows, too.
+/// The model of camera that is to be adopted: one that the table doesn't know, or, if only a rule
+/// is wanted, also one that it knows. Throws Failure unless there is exactly one.
 UsbCamera chooseCamera(const DeviceDirectory& directory, const AdoptOptions& options) {
+    // Without a list of devices only ids and ports are needed of each camera.
     const std::vector<UsbCamera> cameras = usbCameras(directory, {});
     const std::u16string wanted = wideText(options.camera);
     const bool withRule = !options.rulesFolder.empty();
@@ -63,7 +66,7 @@ UsbCamera chooseCamera(const DeviceDirectory& directory, const AdoptOptions& opt
     throw Failure(ExitStatus::Usage, "There are several such cameras; name one of them.", list);
 }
 
-/// Whether a section of the settings says something of the class.
+/// Whether a section of the settings has an entry for this product class.
 bool isInSections(std::u16string_view productClass) {
     for (const std::u16string_view section : settingsSections) {
         const SettingsPath classes(
@@ -75,14 +78,15 @@ bool isInSections(std::u16string_view productClass) {
     return !SettingsStore::text(marks, productClass).empty();
 }
 
-/// Whether the class stands for something already: a row of the settings or a built-in one, or
-/// devices of another kind.
+/// Whether a product class is in use already: as a row of the table, built in or in the settings,
+/// as the class of a dock's camera, or for devices of another kind.
 bool isTaken(const DeviceDirectory& directory, const CameraRow& wanted) {
     if (!directory.unloadInterface(wanted.contextId()).empty() || isInSections(wanted.productClass))
         return true;
     const std::vector<std::u16string> keys =
         SettingsStore::subKeysIfAny(SettingsPath(settingsTree));
     return std::any_of(keys.begin(), keys.end(), [&](const std::u16string& key) {
+        // The row of a dock names the class under which the camera in the dock is listed.
         const SettingsPath row(std::u16string(settingsTree) + key + u"\\CamInfo");
         const std::u16string dockClass = SettingsStore::text(row, u"PassThruProductClass");
         return equalIgnoringCase(key, wanted.productClass) ||
@@ -90,6 +94,7 @@ bool isTaken(const DeviceDirectory& directory, const CameraRow& wanted) {
     });
 }
 
+/// The row that is to be written; throws Failure if its class or name can't be used or is taken.
 CameraRow rowFor(const DeviceDirectory& directory, const UsbCamera& camera,
                  const AdoptOptions& options) {
     CameraRow row(camera);
@@ -130,6 +135,7 @@ void show(Tool& tool, const DesktopRule& rule) {
 }
 
 bool isConfirmed(const Tool& tool) {
+    // A program that reads JSON can't answer a question.
     if (tool.json) return false;
     Tool::write("Write it? [y/N] ");
     Tool::flush();
@@ -143,13 +149,15 @@ void runAdopt(Tool& tool, const AdoptOptions& options) {
     const UsbCamera camera = chooseCamera(directory, options);
     const DesktopRule rule(camera.attached.vid, camera.attached.pid);
     std::optional<CameraRow> row;
+    // A camera that the table knows only needs the rule.
     if (camera.contextId.empty()) row = rowFor(directory, camera, options);
     tool.answer.beginObject();
     if (row) show(tool, *row);
     show(tool, rule);
     const bool writes = options.yes || isConfirmed(tool);
     if (writes) {
-        // The rule first: it is the one that may be refused, and then nothing is written.
+        // The rule comes first, since its folder may need root's rights. If it is refused, the
+        // table isn't changed either.
         if (!options.rulesFolder.empty()) {
             const std::u16string file = rule.writeInto(pathArgument(options.rulesFolder));
             tool.say("The rule is in " + utf8Text(file) + ". In " + udevRulesFolder +

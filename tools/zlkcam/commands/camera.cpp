@@ -1,4 +1,4 @@
-// clock, diag: what a camera has and a card hasn't.
+// The commands clock and diag, for what only cameras have.
 
 #include <cstdio>
 
@@ -32,7 +32,7 @@ std::string isoText(std::int64_t seconds) {
     return isoText(time);
 }
 
-/// `now`, or a local time that there is.
+/// Parses `now`, or an existing local time, into seconds since 1970 UTC.
 std::int64_t timeArgument(const std::string& text) {
     if (text == "now") return _time64();
     BrokenDownTime time{};
@@ -42,15 +42,16 @@ std::int64_t timeArgument(const std::string& text) {
     time.year -= 1900;
     time.month -= 1;
     const std::int64_t seconds = _mktime64(time);
-    // The components read other years of a camera's clock as this machine's time.
+    // Outside of these years the components return this machine's time for a camera's clock.
     constexpr int firstYear = 1971, lastYear = 2037;
+    // Converting back shows whether that time exists: mktime would turn February 30 into March 2.
     if (time.year + 1900 < firstYear || time.year + 1900 > lastYear || isoText(seconds) != text)
         throw Failure(ExitStatus::Usage, "A clock can't be set to \"" + text + "\".",
                       "Give a local time from 1971 to 2037, as in 2026-07-15T10:30:00, or: now");
     return seconds;
 }
 
-/// "12 s ahead of this computer's"
+/// As in "12 s ahead of this computer's".
 std::string aheadText(std::int64_t ahead) {
     if (ahead == 0) return "the same as this computer's";
     return std::to_string(ahead > 0 ? ahead : -ahead) + " s " +
@@ -58,11 +59,12 @@ std::string aheadText(std::int64_t ahead) {
 }
 
 void runClock(Tool& tool, const ClockOptions& options) {
+    // A wrong time is reported before the device is claimed.
     if (!options.time.empty() && options.time != "now") timeArgument(options.time);
     const PhotoSession session(DeviceDirectory().find(wideText(options.device)));
     tool.answer.beginObject().member("contextId", session.device().contextId);
     if (!options.time.empty()) {
-        const std::int64_t time = timeArgument(options.time);  // now: as late as can be
+        const std::int64_t time = timeArgument(options.time);  // now: as late as possible
         session.require(session->put_DeviceDate(Bstr(timeDocument(time)).get()),
                         "Setting the clock");
         tool.say("The clock is set to " + isoText(time) + ".");
@@ -77,6 +79,7 @@ void runClock(Tool& tool, const ClockOptions& options) {
     tool.answer.member("time", isoText(time)).member("ahead", ahead).endObject();
 }
 
+/// The elements of a camera's diagnostics and their names for people.
 struct Title {
     std::u16string_view element;
     const char* title;
@@ -125,8 +128,8 @@ void show(Tool& tool, const Diagnostics& diagnostics) {
     tool.answer.endArray();
 }
 
-/// Whether the document names model, firmware and serial number. Without all three the components
-/// log nothing and still succeed.
+/// Whether the document has model, firmware and serial number. If one of them is missing, the
+/// component logs nothing and still returns success.
 bool canBeReported(std::u16string_view xml) {
     ComPtr<IXmlDoc> document;
     document.create(CLSID_XmlDoc);
@@ -141,6 +144,7 @@ bool canBeReported(std::u16string_view xml) {
 void runDiag(Tool& tool, const DiagOptions& options) {
     const DeviceDirectory directory;
     const Device device = directory.find(wideText(options.device));
+    // Asked without a claim, so that it also works while another program uses the camera.
     const std::u16string document = askDevice(device, u"CAMERA_GetDiagFile");
     if (document.empty())
         throw Failure(ExitStatus::ReadFailed,

@@ -1,4 +1,4 @@
-// check: whether the files of a folder still are what was recorded of them.
+// The command check: compares the files of a folder with what was recorded of them.
 
 #include <fcntl.h>
 
@@ -43,7 +43,7 @@ const char* findingName(Finding finding) {
     return "not reached";
 }
 
-/// The path of this machine that leads there; below a drive or share the platform knows it.
+/// A path that the system understands. Only the platform knows where a drive or share leads to.
 std::string pathOnThisMachine(const std::string& word) {
     const bool hasDrive = word.size() > 1 && word[1] == ':';
     const bool isPlatforms = hasDrive || word.starts_with("\\\\");
@@ -65,7 +65,7 @@ std::string filesText(std::size_t count) {
     return counted(count, "file", "files");
 }
 
-/// What there is to say of a folder, told once, whichever thread comes to the end.
+/// The result of a check in words and as JSON. It is told once, by the thread that ends the check.
 class Report {
   public:
     Report(Tool& tool, const std::u16string& folder, const FolderHistory& history,
@@ -81,16 +81,19 @@ class Report {
             .member("bytes", check_.bytes());
         writeFiles();
         writeRest();
+        // A stop says more than the findings, which are incomplete then.
         if (const auto failure = isStopped ? std::optional(stoppedEarly()) : gravest())
             end(*failure);
         tool_.answer.endObject();
     }
 
   private:
+    // The answer in words.
     void tell(DWORD milliseconds) const;
     void tellList(Finding finding) const;
     void writeFiles() const;
     void writeRest() const;
+    // The failure that decides the exit status; none if every file is whole.
     std::optional<Failure> gravest() const;
     void end(const Failure& failure) const {
         tool_.status = failure.status;
@@ -189,6 +192,7 @@ void Report::writeRest() const {
 }
 
 std::optional<Failure> Report::gravest() const {
+    // Damage comes first; files that couldn't be read may be whole.
     const std::size_t missing = count(Finding::Missing), changed = count(Finding::Changed);
     if (missing + changed > 0)
         return Failure(ExitStatus::NotVerified,
@@ -211,12 +215,15 @@ std::optional<Failure> Report::gravest() const {
 
 void runCheck(Tool& tool, const Options& options) {
     const StopFlag stop;
+    // What happens when a stop meets a call that doesn't return. At first there is nothing to
+    // report; later `end` is replaced.
     std::function<ExitStatus()> end = [&] { return tool.finish(stoppedEarly()); };
     const StopWatch watch([&] { return end(); });
     const std::u16string path = absolutePath(pathArgument(options.folder));
     const DWORD start = GetTickCount();
     Descriptor folder;
     const FolderHistory history = [&] {
+        // A folder on a network drive may not answer.
         const DeviceCall call;
         folder = openFolder(options.folder);
         return FolderHistory::read(folder.get());
@@ -227,6 +234,7 @@ void runCheck(Tool& tool, const Options& options) {
                       "That is a folder ascmhl, or a sums file, directly in it.");
     FolderCheck check(tool, folder.get(), history);
     const Report report(tool, path, history, check, start);
+    // From here on there are findings, which a stop has to report, too.
     end = [&] {
         report.conclude(true);
         return tool.finish();

@@ -1,4 +1,4 @@
-// devices, info, locked, translate: what the directory components know.
+// The commands devices, info, locked and translate, which ask the directory components.
 
 #include <variant>
 
@@ -24,12 +24,13 @@ struct TranslateOptions {
     std::string text;
 };
 
-/// Each camera on USB that isn't among the devices, or will not open: whoever misses his camera
-/// sees here whether it is attached at all, what is wrong, and what helps.
+/// Lists each camera on USB that isn't among the devices or can't be opened, so that a user who
+/// misses a camera sees whether it is attached, what is wrong, and what helps.
 void tellCameras(Tool& tool, const DeviceDirectory& directory, const std::vector<Device>& devices) {
     tool.answer.key("cameras").beginArray();
     for (const UsbCamera& camera : usbCameras(directory, devices)) {
         const AttachedCamera& attached = camera.attached;
+        // In JSON every camera appears, in words only those with a problem.
         const std::vector<CameraTrouble> troubles = troublesOf(camera);
         if (!camera.listed || !troubles.empty())
             tool.say(utf8Text((camera.listed ? u"Listed, but: " : u"On USB: ") +
@@ -78,7 +79,8 @@ void runDevices(Tool& tool, const DevicesOptions& options) {
     }
     tool.answer.endArray();
     if (devices.empty()) tool.say("There are none.");
-    // The other two lists are of what is known, and not of what is attached.
+    // The lists for share menus and tags have all known devices, attached or not, so a camera that
+    // is missing there needs no explanation.
     if (!options.share && !options.tags) tellCameras(tool, directory, devices);
     tool.answer.endObject();
 }
@@ -87,6 +89,7 @@ using TextAnswer = HRESULT (IDeviceUtils::*)(BSTR, BSTR*) noexcept;
 using ShortAnswer = HRESULT (IDeviceUtils::*)(BSTR, SHORT*) noexcept;
 using LongAnswer = HRESULT (IDeviceUtils::*)(BSTR, LONG*) noexcept;
 
+/// One of the component's translations, with its name on the command line.
 struct Translation {
     const char* kind;
     const char* description;
@@ -116,7 +119,7 @@ std::string translationHelp() {
     return text;
 }
 
-/// The answer in text form.
+/// Calls the translation and returns its answer as text. Throws Failure if it fails.
 std::u16string translate(IDeviceUtils& utils, const Translation& translation,
                          const std::u16string& text) {
     const Bstr in(text);
@@ -165,6 +168,7 @@ void runLocked(Tool& tool, const InfoOptions& options) {
     if (directory.utils().IsDeviceLocked(Bstr(device.contextId).get(), &locked) != S_OK)
         throw Failure(ExitStatus::NotSupported,
                       utf8Text(device.name) + " can't be asked whether it is held.");
+    // The component also returns "locked" if the claim can't be examined on this computer.
     if (const auto failure = locked ? claimFailure() : std::nullopt) throw *failure;
     tool.say(utf8Text(device.name) + (locked ? " is held by another program." : " is free."));
     tool.answer.beginObject()
@@ -198,7 +202,7 @@ void runInfo(Tool& tool, const InfoOptions& options) {
               session.escape(u"CAMERA_IsConfigRequested") == u"TRUE");
     tellTruth("tagSetupRequested", "Asks for a tag list",
               session.escape(u"CAMERA_IsTagSetupRequested") == u"TRUE");
-    Bstr identity;  // a card need not have one
+    Bstr identity;  // a card needn't have one
     session->get_DeviceId(identity.out());
     tell("deviceId", "Identification", std::u16string(identity.view()));
     tool.answer.endObject();

@@ -1,4 +1,5 @@
-// order, intent, share, tags, escape: the texts that camera and computer exchange.
+// The commands order, intent, share, tags and escape, for the texts that camera and computer
+// exchange.
 
 #include <algorithm>
 
@@ -16,7 +17,7 @@ struct DocumentOptions {
     bool clear = false;
 };
 
-/// What the file says that is to be set; throws Failure (FileUnusable).
+/// The text from the file of --set; throws Failure (FileUnusable), also if it is empty.
 std::u16string newText(const DocumentOptions& options) {
     std::u16string text = readTextFile(pathArgument(options.file));
     if (text.empty())
@@ -40,15 +41,16 @@ void tellDone(Tool& tool, const Device& device, const std::string& line) {
         .endObject();
 }
 
-/// A camera finds its print order and intent file when it lists its files, and says that it has
-/// deleted one also where it hasn't, so its list is asked before and afterwards.
+/// Makes sure that a document of a camera was really deleted. The component finds a camera's print
+/// order and intent file only while it lists the files, and reports a deletion as successful even
+/// if the camera refused it. So the files are listed before the work, and again afterwards.
 class CameraOrders {
   public:
     CameraOrders(const DeviceDirectory& directory, const PhotoSession& session)
         : session_(session), isCamera_(directory.isCamera(session.device().contextId)) {
         if (isCamera_) session.files();
     }
-    /// Throws Failure (DeleteRefused) where the file is still there.
+    /// Throws Failure (DeleteRefused) if the camera still lists a file of this name.
     void requireGone(std::u16string_view name) const {
         if (!isCamera_) return;
         const std::vector<FileRecord> files = session_.files();
@@ -69,6 +71,7 @@ class CameraOrders {
 };
 
 void runOrder(Tool& tool, const DocumentOptions& options) {
+    // The file is read before the device is claimed, as it may be missing.
     const std::u16string order = options.file.empty() ? std::u16string() : newText(options);
     const DeviceDirectory directory;
     const PhotoSession session(directory.find(wideText(options.device)));
@@ -76,6 +79,7 @@ void runOrder(Tool& tool, const DocumentOptions& options) {
     const CameraOrders orders(directory, session);
     if (options.clear || !order.empty()) {
         session.require(session->put_Dpof(Bstr(order).get()), "Writing the print order");
+        // Writing an empty print order deletes it.
         if (order.empty()) orders.requireGone(u"AUTPRINT.MRK");
         return tellDone(tool, session.device(),
                         order.empty() ? "The print order is deleted." : "The print order is set.");
@@ -101,7 +105,7 @@ void runIntent(Tool& tool, const DocumentOptions& options) {
     tell(tool, session.device(), text.view());
 }
 
-/// The class that the list names for a device, else the built-in one.
+/// The class that the list names for a device, or the built-in one if the device isn't in it.
 std::u16string progIdIn(const std::vector<Device>& devices, const Device& device,
                         const WCHAR* builtIn) {
     for (const Device& listed : devices)
@@ -109,13 +113,15 @@ std::u16string progIdIn(const std::vector<Device>& devices, const Device& device
     return builtIn;
 }
 
-/// Reads a menu, and writes the new one behind it: the camera takes it in that order.
+/// Reads a menu, and writes the new one afterwards if there is one. The menu is always read first,
+/// because a camera accepts a new one only after that.
 template <class Interface>
 void exchange(Tool& tool, const DocumentOptions& options, const Session<Interface>& session,
               HRESULT (Interface::*get)(BSTR*) noexcept, HRESULT (Interface::*put)(BSTR) noexcept,
               const std::string& what) {
     Interface& object = *session.operator->();
     std::u16string menu;
+    // Nothing has been sent yet if the file can't be used.
     if (!options.file.empty()) menu = newText(options);
     Bstr old;
     const HRESULT result = (object.*get)(old.out());

@@ -1,4 +1,4 @@
-// list, thumbs, delete: the files of one device.
+// The commands list, thumbs and delete, for the files of one device.
 
 #include <algorithm>
 #include <unordered_set>
@@ -23,17 +23,19 @@ struct ThumbsOptions : DeviceWords {
     bool flat = false;
 };
 
-/// What went wrong with single files. The program ends with the first of it, unless the device goes
-/// away later.
+/// Collects what went wrong with single files. The first failure decides the exit status, unless
+/// the device goes away later.
 class FileFailures {
   public:
     explicit FileFailures(Tool& tool) : tool_(tool) {}
 
+    // Warns of a file's failure.
     void note(const FileRecord& file, const Failure& failure) {
         tool_.warn(titleOf(file) + ": " + failure.what());
         if (!first_) first_ = failure;
     }
-    /// In the answer's object of the file too. Whether the work can go on.
+    /// Warns, and also adds the failure to the file's JSON object, which is open. Returns whether
+    /// the work can go on.
     bool noteAndAsk(const FileRecord& file, const Failure& failure, const PhotoSession& session) {
         tool_.answer.member("failed", true).key("error");
         Tool::writeError(tool_.answer, failure);
@@ -42,12 +44,14 @@ class FileFailures {
         note(file, failure);
         return !end;
     }
+    // For a failure that isn't of a file.
     void note(const std::optional<Failure>& failure) {
         if (!first_) first_ = failure;
     }
+    // For a failure that ends the work, and counts more than those of files.
     void end(const Failure& failure) { first_ = failure; }
 
-    /// Ends the answer's object that is under way.
+    /// Sets the exit status, and ends the JSON object that is open.
     void tell() const {
         if (first_) {
             tool_.status = first_->status;
@@ -61,7 +65,7 @@ class FileFailures {
     std::optional<Failure> first_;
 };
 
-/// How a card is reached; empty for a camera.
+/// The root of a card's drive or share; empty for a camera.
 std::u16string cardRoot(const DeviceDirectory& directory, const PhotoSession& session) {
     const std::u16string& contextId = session.device().contextId;
     return directory.isCamera(contextId) ? u"" : directory.lowLevelId(contextId);
@@ -72,6 +76,7 @@ void runList(Tool& tool, const ListOptions& options) {
     const StopWatch watch([&] { return tool.finish(stoppedEarly()); });
     const DeviceDirectory directory;
     const PhotoSession session(directory.find(wideText(options.device)));
+    // The component then lists only the top folder, until the device is let go.
     if (options.flatCard) session.escape(u"MSDC_NoRecursion");
     const std::vector<FileRecord> files = session.files();
     const CardSurvey survey(options.flatCard ? u"" : cardRoot(directory, session));
@@ -90,6 +95,7 @@ void runList(Tool& tool, const ListOptions& options) {
             .member("modified", file.modified.text)
             .member("created", file.created.text)
             .endObject();
+        // The list names such a file, but not what it holds, so that it can't be copied either.
         bytes += file.size;
         if (isRefused(file))
             failures.note(
@@ -101,6 +107,7 @@ void runList(Tool& tool, const ListOptions& options) {
     failures.tell();
 }
 
+/// Makes one thumbnail and places it in the folder; throws Failure.
 void saveThumbnail(Tool& tool, const PhotoSession& session, Destination& target,
                    const FileRecord& file, const std::string& wanted) {
     HiddenCopy copy = target.make(wanted);
@@ -109,6 +116,7 @@ void saveThumbnail(Tool& tool, const PhotoSession& session, Destination& target,
         return device.SaveThumbnail(id.get(), path.get());
     }),
                     "Making the thumbnail");
+    // The component wrote the file by its path, so its size and sum have to be read.
     Placement placement = placementOf(copy, wanted);
     target.place({&placement, 1});
     const std::string placed = target.shown(placement.placed);
@@ -119,6 +127,8 @@ void saveThumbnail(Tool& tool, const PhotoSession& session, Destination& target,
 void runThumbs(Tool& tool, const ThumbsOptions& options) {
     DeviceWords words = options;
     const StopFlag stop;
+    // Destructors don't run after a stop that meets a hanging call, so the unfinished files are
+    // removed here. `begun` is set once there are any.
     const Destination* begun = nullptr;
     const StopWatch watch([&] {
         if (begun) begun->removeCopies();
@@ -127,6 +137,7 @@ void runThumbs(Tool& tool, const ThumbsOptions& options) {
     });
     const DeviceDirectory directory;
     const PhotoSession session(directory.find(words.takeDevice(1)));
+    // The list comes before the folder, so that a missing card doesn't leave an empty folder.
     const std::vector<FileRecord> files = session.files();
     const CardSurvey survey(cardRoot(directory, session));
     Destination target(pathArgument(words.words.front()));
@@ -170,7 +181,8 @@ void runDelete(Tool& tool, const DeviceWords& given) {
                       "The settings don't allow files of " + utf8Text(session.device().name) +
                           " to be deleted.",
                       "Look at AllowDelete of its product class: zlkcam settings list");
-    // A path that isn't one of the device's files would be deleted all the same.
+    // The component would delete any path that it is given, so only ids in the device's list are
+    // accepted.
     const std::vector<FileRecord> files = session.files();
     FileFailures failures(tool);
     tool.answer.beginObject().key("files").beginArray();

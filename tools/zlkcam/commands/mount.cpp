@@ -1,4 +1,4 @@
-// mount, unmount: folders that stand for a card.
+// The commands mount and unmount, for folders that stand in for a card.
 
 #include "platform/card_mounts.h"
 #include "tools/zlkcam/MachineTrouble.h"
@@ -18,6 +18,8 @@ struct MountOptions {
     bool cdrom = false;
 };
 
+/// The letter in upper case; 0 if none was given, and the platform chooses one. Throws Failure
+/// (Usage).
 WCHAR letterOf(const std::string& text) {
     if (text.empty()) return 0;
     const std::u16string letter = wideText(text);
@@ -47,12 +49,12 @@ WCHAR letterOf(const std::string& text) {
     }
 }
 
-/// A card is listed as the camera that its vendor and product stand for only if that camera has
-/// an instance entry, which the programs around the system write when they first see it. Gives
-/// the camera's context id; empty if the table has none. The table is behind the components:
-/// they tell which row's volume the drive is. They don't tell that row's name, so the entry gets
-/// the name from the settings, else the label, else vendor and product; a camera that is later
-/// seen on USB gets its own.
+/// A card is listed as the camera of its vendor and product only if that camera has an instance
+/// entry, which other programs write when they first see the camera. This writes the entry and
+/// returns the camera's context id; empty if no row of the camera table fits. Only the components
+/// can read the table: they return the context id of the drive, but not the name in the row. So the
+/// entry gets the name from the settings, else the label, else vendor and product. A camera that is
+/// later seen on USB gets a name of its own.
 std::u16string addInstanceEntry(const CardMount& mount) {
     if (mount.vendor.empty() || mount.product.empty() || mount.cdrom) return {};
     const auto utils = createComponent<IDeviceUtils>(u"ZlkCamTr.DeviceUtils");
@@ -60,6 +62,7 @@ std::u16string addInstanceEntry(const CardMount& mount) {
     Bstr contextId;
     utils->DriveLetterToContextId(Bstr(drive).get(), contextId.out());
     std::u16string id(contextId.view());
+    // The product class is the second part of the id `#maker#class#instance`.
     const std::size_t second = id.find(u'#', 1);
     const std::size_t third = second == id.npos ? second : id.find(u'#', second + 1);
     if (third == id.npos) return {};
@@ -67,6 +70,7 @@ std::u16string addInstanceEntry(const CardMount& mount) {
     const std::u16string tree(settingsTree);
     const std::u16string productClass = id.substr(second + 1, third - second - 1);
     const SettingsPath strings(tree + productClass + u"\\DeviceInstances\\0000\\Strings");
+    // A name that was given before is kept.
     if (SettingsStore::text(strings, u"FriendlyName").empty()) {
         std::u16string name =
             SettingsStore::text(SettingsPath(tree + productClass + u"\\CamInfo"), u"FriendlyName");
@@ -82,6 +86,7 @@ std::u16string addInstanceEntry(const CardMount& mount) {
 void runMount(Tool& tool, const MountOptions& options) {
     CardMount mount;
     mount.folder = absolutePath(pathArgument(options.folder));
+    // A trailing slash would be a part of the drive's path.
     while (mount.folder.size() > 1 && mount.folder.ends_with(u'/')) mount.folder.pop_back();
     mount.letter = letterOf(options.letter);
     mount.label = wideText(options.label);
@@ -91,6 +96,7 @@ void runMount(Tool& tool, const MountOptions& options) {
     if (mount.vendor.empty() != mount.product.empty())
         throw Failure(ExitStatus::Usage, "A camera is told by vendor and product together.",
                       "Give both --vendor and --product, or neither.");
+    // mountCard also enters the letter that it has chosen.
     if (!mountCard(mount)) throwMountFailure(mount.folder, options.letter);
 
     const std::u16string drive{mount.letter, u':'};

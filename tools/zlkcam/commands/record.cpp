@@ -1,4 +1,5 @@
-// record: what goes over a camera's pipes while a program uses it, as a file that can be sent.
+// The command record: records what goes over a camera's pipes while another program uses it, into a
+// file that can be sent to somebody.
 
 #include <array>
 #include <cstdio>
@@ -22,6 +23,7 @@ struct RecordOptions {
     bool anonymous = false;
 };
 
+/// Whether the user may mean this camera: by context id, either form of USB ids, or port.
 bool isNamed(const UsbCamera& camera, const std::u16string& name) {
     const auto& [attached, pnpId, contextId, listed, twin] = camera;
     const std::u16string usbId = formatText(u"%04X:%04X", attached.vid, attached.pid);
@@ -44,7 +46,7 @@ AttachedCamera chooseCamera(const std::string& name) {
     return found.front();
 }
 
-/// Makes the file; it is empty.
+/// Creates the empty file for the recording; a file that exists is never overwritten.
 UniqueHandle makeFile(const std::u16string& path) {
     UniqueHandle file(CreateFileW(path.c_str(), GENERIC_READ | GENERIC_WRITE, FILE_SHARE_READ,
                                   nullptr, CREATE_NEW, FILE_ATTRIBUTE_NORMAL, nullptr));
@@ -54,6 +56,7 @@ UniqueHandle makeFile(const std::u16string& path) {
     return file;
 }
 
+/// Starts the recording in the camera's host; throws Failure if that isn't possible.
 std::unique_ptr<CameraRecording> beginRecording(const AttachedCamera& camera, HANDLE file,
                                                 const RecordOptions& options) {
     const DWORD flags = (options.payloads ? CameraRecording::withPayloads : 0) |
@@ -72,11 +75,12 @@ std::unique_ptr<CameraRecording> beginRecording(const AttachedCamera& camera, HA
                   "zlkcam devices tells what is wrong with it.");
 }
 
-/// What the recording is missing; empty if nothing.
+/// Ends the recording and returns what is missing in it; empty if it is complete.
 std::string troubleOf(CameraRecording& recording) {
     if (recording.end()) return {};
     const DWORD error = GetLastError();
-    // It has what happened until then, which is what somebody may have wanted to show.
+    // The camera was unplugged. The recording has everything up to then, which may be what it was
+    // made for.
     if (error == ERROR_DEVICE_NOT_CONNECTED) return {};
     if (error == ERROR_SEM_TIMEOUT) return "the disk is too slow for it";
     return reasonText(error);
@@ -94,9 +98,11 @@ void recordProgram(Tool& tool, const RecordOptions& options) {
     int status = 0;
     try {
         recording = beginRecording(camera, file.get(), options);
+        // The host writes through its own handle.
         file.reset();
         status = runProgram({options.words.begin() + 2, options.words.end()}, tool.json);
     } catch (const Failure&) {
+        // The program couldn't be started, so there is nothing worth keeping.
         recording.reset();
         DeleteFileW(path.c_str());
         throw;
@@ -105,6 +111,7 @@ void recordProgram(Tool& tool, const RecordOptions& options) {
     if (!trouble.empty()) tool.warn("The recording is incomplete: " + trouble + ".");
     tool.answer.beginObject().member("file", path).member("status", std::int64_t{status});
     tool.answer.member("complete", trouble.empty()).endObject();
+    // As for a program run by a shell, its exit status is ours.
     tool.status = static_cast<ExitStatus>(status);
     if (status == 0 && !trouble.empty()) tool.status = ExitStatus::FileUnusable;
 }
@@ -118,7 +125,7 @@ void tell(Tool& tool, const RecordingLine& line) {
     tool.say(front.data() + line.text);
     tool.answer.beginObject().member("time", line.time).member("endpoint", line.endpoint);
     tool.answer.member("length", line.length).member("text", line.text).endObject();
-    // A recording may be longer than memory.
+    // The document is printed piece by piece, because a recording may be longer than memory.
     const std::string text = tool.answer.take();
     if (tool.json) Tool::write(text);
 }
@@ -136,7 +143,7 @@ void showRecording(Tool& tool, const std::string& path) {
                 if (const auto line = text.lineOf(*event)) tell(tool, *line);
             tool.answer.endArray().endObject();
         } catch (const RecordingError& error) {
-            // What could be read is told already.
+            // The lines up to the damage have been printed already.
             tool.warn(error.what());
             tool.status = ExitStatus::BadDocument;
             Tool::writeError(tool.answer.endArray().key("error"), fails(error));
@@ -163,8 +170,8 @@ void addRecordCommand(CLI::App& app, Tool& tool) {
         app, "record", "Record what goes over a camera's pipes while a program uses it",
         [](CLI::App& command, RecordOptions& options) {
             constexpr int mostWords = 1 << 16;
-            // With fewer than three, what follows `--` would be taken for words of the program's
-            // own.
+            // If fewer words were accepted, those after `--` would be taken for options of zlkcam
+            // itself.
             command
                 .add_option("words", options.words,
                             "DEVICE FILE -- COMMAND...: a context id, USB ids or a port; a file "

@@ -1,4 +1,4 @@
-// register, unregister: the modules' own registration.
+// The commands register and unregister, which call the modules' own entry points.
 
 #include <algorithm>
 #include <array>
@@ -15,7 +15,7 @@ namespace {
 
 using EntryPoint = HRESULT (*)();
 
-/// A loaded module with an owner.
+/// Loads a module, and unloads it at the end of its life. Throws Failure.
 class Module {
   public:
     explicit Module(const std::u16string& path) : module_(LoadLibraryW(path.c_str())) {
@@ -27,6 +27,7 @@ class Module {
     ~Module() { FreeLibrary(module_); }
     Module(const Module&) = delete;
     Module& operator=(const Module&) = delete;
+    // Null if the module doesn't have this entry point.
     EntryPoint find(const char* name) const {
         return reinterpret_cast<EntryPoint>(GetProcAddress(module_, name));
     }
@@ -35,7 +36,7 @@ class Module {
     HMODULE module_;
 };
 
-/// The folder in which the modules stand: beside the platform's own library.
+/// The folder of the modules, which lies beside the platform's library wherever that was installed.
 std::u16string moduleFolder() {
     std::array<WCHAR, 4096> path{};
     const HMODULE platform = moduleFromAddress(reinterpret_cast<const void*>(&GetLastError));
@@ -66,6 +67,7 @@ struct RegisterOptions {
     std::string installed;
 };
 
+/// Throws the Failure of an entry point that returned an error.
 [[noreturn]] void throwNotRun(const std::u16string& path, HRESULT result) {
     const std::string what = utf8Text(path) + " doesn't register";
     if (const DWORD error = settingsError(result)) throw settingsFailure(what, error);
@@ -73,8 +75,9 @@ struct RegisterOptions {
                   what + ": " + reasonText(static_cast<DWORD>(result)) + ".");
 }
 
-/// Runs an entry point of each module. A module of the folder that hasn't got one is no component
-/// module, and is passed over; one that was named has to have it.
+/// Calls an entry point of each module, or of all modules in their folder if none is named. A
+/// module in the folder without the entry point has no components and is skipped; a module that was
+/// named must have it.
 void runModules(Tool& tool, const std::vector<std::string>& named, const char* entryPoint,
                 const char* done) {
     std::vector<std::u16string> paths;
@@ -105,6 +108,7 @@ void runRegister(Tool& tool, const RegisterOptions& options) {
     runModules(tool, options.modules, "DllRegisterServer", "Registered");
     if (!options.installed.empty()) {
         const std::u16string file = absolutePath(pathArgument(options.installed));
+        // A store of classes for all users, which packages put beside the modules.
         const LSTATUS result = saveInstalledClasses(file.c_str());
         if (result != ERROR_SUCCESS)
             throw Failure(ExitStatus::FileUnusable,

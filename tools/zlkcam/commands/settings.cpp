@@ -1,4 +1,4 @@
-// settings: single values and whole trees of the settings store.
+// The command settings, for single values and whole trees of the settings store.
 
 #include "tools/zlkcam/SettingsStore.h"
 
@@ -12,6 +12,7 @@
 namespace zlk {
 namespace {
 
+// Bytes of a settings file; nobody has so many settings, and it all lies in memory.
 constexpr std::size_t maxImport = 64 << 20;
 
 struct SettingsOptions {
@@ -26,11 +27,12 @@ SettingsPath keyOf(const SettingsOptions& options) {
     return SettingsPath(wideText(options.key));
 }
 
-/// `@` stands for the default value, as in the text form.
+/// The name of the value. `@` stands for the default value, whose name is empty, as in .reg files.
 std::u16string nameOf(const SettingsOptions& options) {
     return options.name == "@" ? std::u16string() : wideText(options.name);
 }
 
+/// A value's type and content in the words of the command line.
 struct Described {
     std::string type;
     std::string content;
@@ -44,6 +46,7 @@ Described describe(const SettingsValue& value) {
         std::memcpy(&number, value.data.data(), sizeof number);
         return {"dword", std::to_string(number)};
     }
+    // All other types are shown by their bytes.
     const std::string type =
         value.type == REG_BINARY ? "hex" : "type " + std::to_string(value.type);
     return {type, hexText(value.data)};
@@ -128,6 +131,7 @@ void listKey(Tool& tool, const SettingsOptions& options) {
 
 void importFile(Tool& tool, const SettingsOptions& options) {
     const std::vector<SettingsKey> keys =
+        // The whole file is parsed before the first change.
         parseSettingsText(readFileBytes(pathArgument(options.file), maxImport));
     SettingsStore::apply(keys);
     tool.say(std::to_string(keys.size()) + " keys imported.");
@@ -138,6 +142,7 @@ void exportTree(Tool& tool, const SettingsOptions& options) {
     const std::vector<SettingsKey> keys = SettingsStore::readTree(keyOf(options));
     std::vector<std::string> leftOut;
     const std::string text = writeSettingsText(keys, leftOut);
+    // With --json the text becomes a member of the answer instead.
     if (options.file == "-" && !tool.json) {
         Tool::write(text);
     } else if (options.file != "-") {

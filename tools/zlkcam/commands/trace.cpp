@@ -1,4 +1,4 @@
-// trace: the log of all processes, live.
+// The command trace: shows the log of all processes as it is written.
 
 #include <array>
 #include <cstdio>
@@ -12,14 +12,14 @@
 namespace zlk {
 namespace {
 
-constexpr DWORD lookEvery = 20;  // ms
+constexpr DWORD lookEvery = 20;  // milliseconds
 struct TraceOptions {};
 
 void tellRecord(Tool& tool, const TraceRecord& record) {
     std::array<char, 32> time{};
     std::snprintf(time.data(), time.size(), "%9u.%03u  ", record.time / 1000, record.time % 1000);
     tool.say(time.data() + record.category + "  " + record.message);
-    // What a hostile writer put there may be no UTF-8.
+    // A hostile writer may have put bytes there that aren't UTF-8; converting twice replaces them.
     tool.answer.beginObject()
         .member("time", record.time)
         .member("category", utf8Text(wideText(record.category)))
@@ -27,14 +27,14 @@ void tellRecord(Tool& tool, const TraceRecord& record) {
         .endObject();
 }
 
-/// False if nobody takes the output any more.
+/// Prints what the last fetch copied. False if standard output can't be written any more.
 bool tellNews(Tool& tool, TraceReader& reader) {
     if (const std::uint64_t lost = reader.takeLost()) {
         tool.say("-- at least " + std::to_string(lost) + " bytes of the log were overwritten --");
         tool.answer.beginObject().member("lostBytes", lost).endObject();
     }
     for (const TraceRecord& record : reader.records()) tellRecord(tool, record);
-    // The document is as long as the log runs: it goes out as it grows.
+    // The document has no end as long as the log runs, so it is printed piece by piece.
     const std::string text = tool.answer.take();
     return (!tool.json || Tool::write(text)) && Tool::flush();
 }
@@ -49,6 +49,7 @@ void runTrace(Tool& tool) {
         if (viewer.fetch(reader) && !tellNews(tool, reader)) break;
         Sleep(lookEvery);
     }
+    // Writers stop here, and what they have written until now is still shown.
     viewer.switchOff();
     if (viewer.fetch(reader)) tellNews(tool, reader);
     tool.answer.endArray().endObject();

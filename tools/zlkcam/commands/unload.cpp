@@ -1,4 +1,4 @@
-// unload: everything off a device, into one folder or several.
+// The command unload: copies all files of a device into one folder or several.
 
 #include <algorithm>
 #include <functional>
@@ -15,6 +15,7 @@
 namespace zlk {
 namespace {
 
+/// The options of the command line, which are also those of the classes that do the work.
 struct Options : DeviceWords, UnloadOptions, SelectionOptions, UnloadProgress::Mode {
     std::string verification;  ///< empty: none; else `twice` or `copies`
     std::string place;
@@ -33,7 +34,8 @@ RecordForm recordForm(const Options& options) {
     return options.manifest == sums ? RecordForm::Sums : RecordForm::MediaHashList;
 }
 
-/// Options that follow from others.
+/// Derives options from others, and rejects contradictions. Deleting without a choice of
+/// verification gets the strictest one.
 Options completed(Options options) {
     if (options.remove && options.verification.empty()) options.verification = twice;
     options.prove = !options.verification.empty();
@@ -46,12 +48,15 @@ Options completed(Options options) {
     return options;
 }
 
+/// Whether `inner` is `outer` or lies in it.
 bool liesIn(const Destination& inner, const Destination& outer) {
+    // A missing folder has no identity; its path has to do.
     if (outer.isMissing()) return inner.path() == outer.path();
     return std::ranges::find(inner.way(), outer.way().front()) != inner.way().end();
 }
 
-/// Two copies in one place are one.
+/// Copies in the same folder would be only one copy, so the user's second folder would be a false
+/// safety.
 void requireApart(const Destination& a, const Destination& b) {
     if (!liesIn(a, b) && !liesIn(b, a)) return;
     throw Failure(ExitStatus::Usage,
@@ -60,10 +65,12 @@ void requireApart(const Destination& a, const Destination& b) {
                   "Name folders that lie apart, best on different disks.");
 }
 
+/// Whether both lie on the same file system, as far as that is known.
 bool isOnOneDisk(const Destination& a, const Destination& b) {
     return !a.isMissing() && !b.isMissing() && a.way().front().device == b.way().front().device;
 }
 
+/// Opens and checks all destinations, and creates missing folders.
 std::vector<Target> targetsOf(const Options& options, const Device& device,
                               const std::u16string& root, const std::u16string& card) {
     const auto destinations = [&](Destination::Making making) {
@@ -76,7 +83,8 @@ std::vector<Target> targetsOf(const Options& options, const Device& device,
         }
         return targets;
     };
-    // Nothing is made or changed in any of them before all are known to be fit.
+    // The first round changes nothing: a destination that is unusable ends the command before
+    // another one has been created or changed.
     std::vector<Target> targets = destinations(Destination::Making::Nothing);
     if (!options.isRehearsal) targets = destinations(Destination::Making::Folder);
     const Recorder::Options recording{recordForm(options), options.onlyNew, options.sha256,
@@ -92,6 +100,7 @@ void warnOfTargets(Tool& tool, const std::vector<Target>& targets) {
         for (const FolderHistory::Trouble& trouble : target.recorder->troubles())
             tool.warn(target.destination->shown(trouble.file) +
                       " can't be used: " + trouble.reason);
+        // Only earlier targets are compared, to warn once for each pair.
         const bool isShared = std::ranges::any_of(targets, [&](const Target& other) {
             return &other < &target && isOnOneDisk(*other.destination, *target.destination);
         });
@@ -103,12 +112,16 @@ void warnOfTargets(Tool& tool, const std::vector<Target>& targets) {
 }
 
 void runUnload(Tool& tool, const Options& given) {
+    // Errors in the options are reported before the device is claimed.
     Options options = completed(given);
     const FileSelection selection(options);
     const NameTemplate place(options.place);
+    // A single word is the destination, even if it looks like a device.
     const std::u16string wanted =
         options.words.size() > 1 ? options.takeDeviceByLooks() : std::u16string();
     const StopFlag stop;
+    // What happens when a stop meets a call that doesn't return. Before the copying begins there is
+    // nothing to put in order.
     std::function<ExitStatus()> end = [&] { return tool.finish(stoppedEarly()); };
     const StopWatch watch([&] { return end(); });
     const DeviceDirectory directory;
@@ -116,12 +129,13 @@ void runUnload(Tool& tool, const Options& given) {
     const Device& device = session.device();
     const std::u16string root = directory.lowLevelId(device.contextId);
     const std::u16string card = directory.isCamera(device.contextId) ? u"" : root;
-    session.requireMedia();  // a card that is away lies nowhere
+    session.requireMedia();  // a card that is gone could lie anywhere
     std::vector<Target> targets = targetsOf(options, device, root, card);
     warnOfTargets(tool, targets);
     if (tool.onTerminal() && !options.quiet) tool.say("Reading the list of files...");
     const std::vector<FileRecord> files = session.files();
     const CardSurvey survey(card);
+    // The plan has to know all destinations' copies before the first file is read.
     UnloadPlan plan(files, selection, {place, root, device.name});
     for (std::size_t i = 0; i < targets.size(); ++i)
         plan.compareWith(i, targets.size(), *targets[i].recorder);
@@ -130,12 +144,15 @@ void runUnload(Tool& tool, const Options& given) {
 
     Unloader unloader(tool, session, plan, targets, options, options);
     HtmlReport report(session, plan, survey, unloader, targets);
+    // Also runs on the StopWatch's thread. Both `record` and `write` continue where the other
+    // thread was.
     const auto record = [&] {
         unloader.record();
         if (!options.hasReport) return;
         if (tool.onTerminal() && !options.quiet) tool.say("Writing the report...");
         report.write();
     };
+    // From here on a stop has to leave the copies, their records and the answer in order.
     end = [&] {
         unloader.abandon();
         record();
@@ -143,6 +160,7 @@ void runUnload(Tool& tool, const Options& given) {
         return tool.finish();
     };
     unloader.copy();
+    // Nothing may be deleted before the copies are recorded.
     record();
     if (options.remove && directory.allowsDelete(device.contextId))
         unloader.remove(survey);
