@@ -1,4 +1,5 @@
-// Small calls, each beside what it is measured against.
+// Measures the cost of small calls, each next to the least that it could cost, so that
+// bench/table.py can print differences. Built on Google Benchmark.
 
 #include <benchmark/benchmark.h>
 
@@ -14,6 +15,8 @@ using namespace zlk;
 
 namespace {
 
+/// Both functions are kept out of line, so that the difference of the two benchmarks is the trace
+/// line alone.
 [[gnu::noinline]] void emptyCall(int value) {
     benchmark::DoNotOptimize(value);
 }
@@ -28,11 +31,14 @@ void EmptyCall(benchmark::State& state) {
 }
 BENCHMARK(EmptyCall);
 
+/// The log is off here; TraceLine must then cost next to nothing, because it is on every path.
 void TraceLineOff(benchmark::State& state) {
     for (auto _ : state) tracingCall(1);
 }
 BENCHMARK(TraceLineOff);
 
+/// Creating the object directly, and by its class id through the registered module: the difference
+/// is the price of a component.
 void NewObject(benchmark::State& state) {
     for (auto _ : state) {
         void* object = nullptr;
@@ -50,6 +56,7 @@ void CreateInstance(benchmark::State& state) {
 }
 BENCHMARK(CreateInstance);
 
+/// Claiming a device creates a named mutex that all processes see, and releasing removes it.
 void LockAndUnlock(benchmark::State& state) {
     ComPtr<IPhotoDevice> device;
     if (FAILED(device.create(u"ZlkCamTr.UnloadableCamera"))) {
@@ -64,6 +71,7 @@ void LockAndUnlock(benchmark::State& state) {
 }
 BENCHMARK(LockAndUnlock)->Unit(benchmark::kMicrosecond);
 
+/// The cheapest call of a component, through its virtual table.
 void ReadErrorCode(benchmark::State& state) {
     ComPtr<IPhotoDevice> device;
     if (FAILED(device.create(u"ZlkCamTr.UnloadableCamera"))) {
@@ -78,7 +86,9 @@ void ReadErrorCode(benchmark::State& state) {
 }
 BENCHMARK(ReadErrorCode);
 
+/// The same property by name, as a script reads it.
 void InvokeErrorCode(benchmark::State& state) {
+    // The member's id in the type library.
     constexpr DISPID errorCode = 11;
     ComPtr<IDispatch> device;
     if (FAILED(device.create(u"ZlkCamTr.UnloadableCamera"))) {
@@ -98,6 +108,7 @@ BENCHMARK(InvokeErrorCode);
 
 constexpr char16_t baseKey[] = u"Software\\Zephyr-Lanthorn\\PictureSuite";
 
+/// A camera table of realistic size. The rows stay, and writing them again changes nothing.
 void writeRows(int count) {
     for (int i = 0; i < count; ++i) {
         const std::u16string name =
@@ -118,6 +129,7 @@ void writeRows(int count) {
     }
 }
 
+/// The table is read from the settings each time that it is needed.
 void SupportedCameraList100Rows(benchmark::State& state) {
     writeRows(100);
     for (auto _ : state) {
@@ -127,6 +139,7 @@ void SupportedCameraList100Rows(benchmark::State& state) {
 }
 BENCHMARK(SupportedCameraList100Rows)->Unit(benchmark::kMillisecond);
 
+/// The document of a card with so many pictures, without reading a card.
 void FileInfoDocument(benchmark::State& state) {
     for (auto _ : state) {
         FileInfoList list;

@@ -1,11 +1,13 @@
-// The PTP stack on the virtual camera that is plugged into this machine, beside a bare socket.
-//   object HANDLE SIZE      getObject, and reading as many bytes from a socket: seconds of each,
-//                           CPU seconds of the first
-//   pieces HANDLE SIZE      the same in getPartialObject of 256 KiB; and KiB that memory grew by
-//   transactions            a small transaction, and a round trip on a socket: seconds of each
-//   rate COUNT              that many small transactions: seconds
-//   walk                    the transactions of a listing: seconds
-//   unload                  those of reading every object: seconds
+// Measures the PTP stack with the virtual camera that is plugged into this machine. Most figures
+// come with the same amount of data over a bare socket between two processes, the least that any
+// solution has to do. The first argument says what to measure; times are printed in seconds.
+//   object HANDLE SIZE      getObject and a socket; also the CPU seconds of the first
+//   pieces HANDLE SIZE      the same in getPartialObject of 256 KiB; also by how many KiB memory
+//                           grew
+//   transactions            a small transaction, and a round trip on a socket
+//   rate COUNT              that many small transactions
+//   walk                    the transactions of a listing
+//   unload                  the transactions of reading every object
 
 #include <sys/resource.h>
 #include <sys/socket.h>
@@ -29,9 +31,10 @@ namespace {
 
 using Clock = std::chrono::steady_clock;
 
+// Each measurement is repeated so often, and the best one counts.
 constexpr int rounds = 15;
 constexpr std::uint32_t pieceSize = 256 * 1024;
-constexpr std::uint32_t readSize = 32 * 1024;  // what the engine asks for at a time
+constexpr std::uint32_t readSize = 32 * 1024;  // what the PTP engine asks for at a time
 
 template <class Body>
 double secondsOf(Body body) {
@@ -40,6 +43,7 @@ double secondsOf(Body body) {
     return std::chrono::duration<double>(Clock::now() - start).count();
 }
 
+/// User and system time of this process.
 double cpuSeconds() {
     rusage usage{};
     getrusage(RUSAGE_SELF, &usage);
@@ -49,6 +53,7 @@ double cpuSeconds() {
     return seconds(usage.ru_utime) + seconds(usage.ru_stime);
 }
 
+/// The peak of this process's memory so far.
 long residentKiB() {
     std::ifstream status("/proc/self/status");
     for (std::string line; std::getline(status, line);)
@@ -56,11 +61,13 @@ long residentKiB() {
     return 0;
 }
 
+/// A request to the bare server: which part of its bytes.
 struct Wanted {
     std::uint32_t offset, size;
 };
 
-/// A process that has as many bytes as the camera and answers with those that are wanted.
+/// A child process that does over a socket pair what the camera does over its host: it has as many
+/// bytes as the camera, and sends those that it is asked for.
 class BareServer {
   public:
     explicit BareServer(std::size_t most) {
@@ -92,6 +99,7 @@ class BareServer {
 
     void ask(Wanted wanted, std::uint8_t* target) const {
         if (::send(socket_, &wanted, sizeof wanted, MSG_NOSIGNAL) != sizeof wanted) std::abort();
+        // Read in the portions in which the engine reads, to be comparable.
         for (std::uint32_t done = 0; done < wanted.size;) {
             const ssize_t count =
                 read(socket_, target + done, std::min(wanted.size - done, readSize));
@@ -105,6 +113,7 @@ class BareServer {
     pid_t child_ = -1;
 };
 
+/// The session of an earlier run may still be open, which is as good as a new one.
 void joinSession(ZlPTPdrv& camera) {
     try {
         camera.openSession();
@@ -113,7 +122,8 @@ void joinSession(ZlPTPdrv& camera) {
     }
 }
 
-/// Both by turns, so that what else the machine does falls on both; the best of each.
+/// Measures both by turns, so that other work of the machine falls on both, and prints the best
+/// time of each.
 template <class Ours, class Bare>
 void compare(Ours ours, Bare bare) {
     double ourBest = 1e9, bareBest = 1e9, cpu = 1e9;
@@ -127,6 +137,7 @@ void compare(Ours ours, Bare bare) {
 }
 
 void object(ZlPTPdrv& camera, const BareServer& server, std::uint32_t handle, std::uint32_t size) {
+    // Allocated before the measurement, as first use of memory costs time.
     std::vector<std::uint8_t> target(size);
     compare([&] { camera.getObject(handle, target.data(), size, nullptr); },
             [&] {
@@ -136,6 +147,7 @@ void object(ZlPTPdrv& camera, const BareServer& server, std::uint32_t handle, st
 
 void pieces(ZlPTPdrv& camera, const BareServer& server, std::uint32_t handle, std::uint32_t size) {
     std::vector<std::uint8_t> target(pieceSize);
+    // One call beforehand, so that memory that is allocated once doesn't count as growth.
     camera.getPartialObject(handle, 0, pieceSize, target.data());
     const long before = residentKiB();
     const auto each = [&](auto get) {
@@ -156,6 +168,7 @@ void pieces(ZlPTPdrv& camera, const BareServer& server, std::uint32_t handle, st
 }
 
 void transactions(ZlPTPdrv& camera, const BareServer& server) {
+    // Many together, since one is too short for the clock.
     constexpr int count = 2000;
     std::uint8_t response[16];
     compare(
@@ -168,7 +181,7 @@ void transactions(ZlPTPdrv& camera, const BareServer& server) {
     std::printf("%d\n", count);
 }
 
-/// What a listing asks the camera; the handles that it finds.
+/// The transactions with which the components list a camera; returns the handles that it has.
 std::vector<std::uint32_t> walk(ZlPTPdrv& camera) {
     std::vector<std::uint32_t> all;
     for (const std::uint32_t storage : camera.getStorageIDs()) {
@@ -182,6 +195,7 @@ std::vector<std::uint32_t> walk(ZlPTPdrv& camera) {
 }
 
 void unload(ZlPTPdrv& camera) {
+    // The listing isn't part of the measured time.
     const std::vector<std::uint32_t> handles = walk(camera);
     std::printf("%.9f\n", secondsOf([&] {
                     for (const std::uint32_t handle : handles) {
@@ -200,6 +214,7 @@ int main(int argc, char** argv) {
     const auto number = [&](int index) {
         return argc > index ? static_cast<std::uint32_t>(std::strtoul(argv[index], nullptr, 0)) : 0;
     };
+    // Started before the camera is opened, so that the child doesn't inherit its connection.
     const BareServer server(std::max(number(3), pieceSize));
     try {
         ZlPTPdrv camera{wString(u"\\\\.\\Usbscan1000")};

@@ -1,8 +1,9 @@
-// The main jobs on a device, through the registered component.
-//   list CONTEXT_ID               lists it; prints seconds, files and peak memory in KiB
-//   save CONTEXT_ID FILE TARGET   copies one file; prints seconds
-//   unload CONTEXT_ID FOLDER N    copies the objects 1 to N of a camera; prints seconds
-// The second that a listing lets a card settle is left out of the time.
+// Measures the main jobs on a device through the registered component. Prints seconds.
+//   list CONTEXT_ID               lists the device; also prints the number of files, and the growth
+//                                 of peak memory in KiB
+//   save CONTEXT_ID FILE TARGET   copies one file
+//   unload CONTEXT_ID FOLDER N    copies the objects 1 to N of a camera
+// The second for which a listing lets a card settle is left out.
 
 #include <sys/resource.h>
 
@@ -26,12 +27,14 @@ double secondsSince(Clock::time_point start) {
     return std::chrono::duration<double>(Clock::now() - start).count();
 }
 
+/// The peak of this process's memory so far.
 long peakKiB() {
     rusage usage{};
     getrusage(RUSAGE_SELF, &usage);
     return usage.ru_maxrss;
 }
 
+/// A progress callback that does nothing. It lives on the stack, so references aren't counted.
 struct Silent : IProgressCallback {
     HRESULT QueryInterface(const GUID&, void**) noexcept override { return E_NOINTERFACE; }
     ULONG AddRef() noexcept override { return 1; }
@@ -47,6 +50,7 @@ int fail(IPhotoDevice* device, const char* what) {
     return 1;
 }
 
+/// Counts elements instead of parsing the document, which would use memory of its own.
 std::size_t countFiles(std::u16string_view xml) {
     std::size_t files = 0;
     for (std::size_t at = 0; (at = xml.find(u"<file>", at)) != xml.npos; ++at) ++files;
@@ -57,7 +61,8 @@ std::size_t countFiles(std::u16string_view xml) {
 
 int main(int argc, char** argv) {
     if (argc < 3) return 2;
-    // The walk waits a second before each pass, which says nothing about its speed.
+    // The walk waits a second before each pass, which says nothing about its speed. So this clock's
+    // sleep returns at once.
     setTestClock({.tickCount = nullptr, .sleep = [](DWORD) {}});
     ComPtr<IPhotoDevice> device;
     if (FAILED(device.create(u"ZlkCamTr.UnloadableCamera"))) {

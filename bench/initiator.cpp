@@ -1,9 +1,10 @@
-// A bare initiator: the least that copies a camera's files, as a measure for everything above it.
-// One transfer at a time, always for whole packets, and no answer to a device that errs.
+// A bare initiator: the least that copies a camera's files, to compare the whole system with. It
+// has one transfer at a time, always asks for whole packets, and gives up on any error.
 // usage: zlk-bench-initiator VID:PID list | VID:PID copy FOLDER | VID:PID copy-in-our-words FOLDER
 //
-// The last one has the very dialogue of our own components, which describe a file once more before
-// they copy it, and take a large one in pieces: what is above that is the price of our own way.
+// The last form has exactly the dialogue of our components, which describe a file once more before
+// they copy it, and read a large one in pieces. The time between this form and the plain copy is
+// the price of that dialogue.
 
 #include <fcntl.h>
 #include <libusb-1.0/libusb.h>
@@ -23,7 +24,7 @@
 namespace {
 
 constexpr std::size_t headerSize = 12, largestRead = 1 << 20;
-constexpr unsigned timeout = 20'000;  // ms
+constexpr unsigned timeout = 20'000;  // ms  // milliseconds
 constexpr std::uint16_t folderFormat = 0x3001, ok = 0x2001, alreadyOpen = 0x201E;
 
 [[noreturn]] void fail(const std::string& what) {
@@ -31,6 +32,7 @@ constexpr std::uint16_t folderFormat = 0x3001, ok = 0x2001, alreadyOpen = 0x201E
     std::exit(1);
 }
 
+/// Reads a little-endian number from a dataset; ends the program if the dataset is too short.
 template <class Number>
 Number number(const std::vector<std::uint8_t>& bytes, std::size_t at) {
     Number value;
@@ -53,6 +55,7 @@ class Initiator {
         check(libusb_init(nullptr), "libusb_init");
         device_ = libusb_open_device_with_vid_pid(nullptr, static_cast<std::uint16_t>(vendor),
                                                   static_cast<std::uint16_t>(product));
+        // The first device with these ids is the one.
         if (!device_) fail("no such device, or it can't be opened");
         findPipes();
         check(libusb_claim_interface(device_, interface_), "claiming");
@@ -67,7 +70,8 @@ class Initiator {
     Initiator(const Initiator&) = delete;
     Initiator& operator=(const Initiator&) = delete;
 
-    /// All files. A responder may list a folder's own children only, so each is asked for.
+    /// Lists all files. A responder may list only a folder's own children, so each folder is asked
+    /// for.
     std::vector<Object> files() {
         std::vector<Object> found;
         std::set<std::uint32_t> seen;
@@ -89,6 +93,7 @@ class Initiator {
                 count -= static_cast<std::size_t>(written);
             }
         };
+        // Our components ask for the description again, to see whether the file has changed.
         if (inOurWords) describe(object.handle);
         if (inOurWords && object.size > largestWhole)
             copyPieces(object, sink);
@@ -98,10 +103,11 @@ class Initiator {
     }
 
   private:
+    // The limits of our components: larger files are read in pieces of this size.
     static constexpr std::uint32_t largestWhole = 20 << 20, pieceSize = 256 << 10;
     using Sink = std::function<void(const std::uint8_t*, std::size_t)>;
 
-    /// Described a third time, and its first piece asked for twice.
+    /// In pieces, our components describe the file once more, and read its first piece twice.
     void copyPieces(const Object& object, const Sink& sink) {
         describe(object.handle);
         const auto ask = [&](std::uint32_t from, const Sink& to) {
@@ -119,6 +125,7 @@ class Initiator {
         libusb_config_descriptor* configuration = nullptr;
         check(libusb_get_active_config_descriptor(libusb_get_device(device_), &configuration),
               "descriptors");
+        // Cameras in the benchmark have a single interface.
         const libusb_interface_descriptor& still = configuration->interface[0].altsetting[0];
         interface_ = still.bInterfaceNumber;
         for (int i = 0; i < still.bNumEndpoints; ++i) {
@@ -131,7 +138,8 @@ class Initiator {
         if (in_ == 0 || out_ == 0) fail("no bulk pipes");
     }
 
-    /// Up to `wanted` bytes, in `buffer_`, asked for in whole packets.
+    /// Reads up to `wanted` bytes into `buffer_`. The room is always rounded up to whole packets,
+    /// or a full packet from the device would overflow it.
     std::size_t read(std::size_t wanted) {
         const std::size_t size = std::min(largestRead, (wanted + packet_ - 1) / packet_ * packet_);
         int count = 0;
@@ -141,10 +149,12 @@ class Initiator {
         return static_cast<std::size_t>(count);
     }
 
-    /// A command, its data phase if it has one, and the response. `length` is that of the data
-    /// container, where it is known before.
+    /// Sends a command, passes its data phase, if it has one, to `sink`, and reads the response.
+    /// `length` is that of the data container, if it is known beforehand: reading it in one
+    /// transfer is fastest.
     void transaction(std::uint16_t code, std::initializer_list<std::uint32_t> parameters,
                      std::size_t length = headerSize, const Sink& sink = {}) {
+        // The header of a command: length, type 1 and code, and the transaction's id.
         std::vector<std::uint32_t> command{
             static_cast<std::uint32_t>(headerSize + 4 * parameters.size()),
             0x0001u | static_cast<std::uint32_t>(code) << 16, nextId_++};
@@ -154,6 +164,7 @@ class Initiator {
                                    static_cast<int>(command.front()), &written, timeout),
               "writing");
         std::size_t count = read(length);
+        // Type 2 is a data container. Its header says how much will come.
         if (type() == 2) {
             std::size_t left = number<std::uint32_t>(buffer_, 0);
             for (std::size_t skip = headerSize;; skip = 0) {
@@ -165,7 +176,9 @@ class Initiator {
             }
             count = read(headerSize);
         }
-        while (count == 0) count = read(headerSize);  // the end of a phase that fills its packets
+        // A data phase that fills its last packet ends with a zero-length packet, which is read
+        // here.
+        while (count == 0) count = read(headerSize);
         const auto answer = number<std::uint16_t>(buffer_, 6);
         if (type() != 3 || (answer != ok && answer != alreadyOpen)) fail("an operation is refused");
     }
@@ -184,6 +197,7 @@ class Initiator {
         const auto info = dataset(0x1008, {handle});
         Object object{handle, number<std::uint32_t>(info, 8),
                       number<std::uint16_t>(info, 4) == folderFormat, ""};
+        // The name is a string with its length in front; non-ASCII characters don't matter here.
         for (std::size_t i = 0; i < number<std::uint8_t>(info, 52); ++i) {
             const auto unit = number<std::uint16_t>(info, 53 + 2 * i);
             if (unit != 0)
@@ -197,6 +211,7 @@ class Initiator {
         const auto handles = dataset(0x1007, {storage, 0, parent});
         for (std::uint32_t i = 0; i < number<std::uint32_t>(handles, 0); ++i) {
             const auto handle = number<std::uint32_t>(handles, 4 + 4 * i);
+            // A camera may list a handle twice, or a folder in itself.
             if (!seen.insert(handle).second) continue;
             const Object object = describe(handle);
             if (object.folder)
@@ -206,6 +221,7 @@ class Initiator {
         }
     }
 
+    // Handle and pipes of the device, and the size of its bulk packets in bytes.
     libusb_device_handle* device_ = nullptr;
     int interface_ = 0;
     std::uint8_t in_ = 0, out_ = 0;

@@ -1,5 +1,5 @@
-// Seconds that the sum of a file takes which the system has in memory, read in the components'
-// pieces. usage: zlk-bench-sums FILE
+// Measures how long the sum of a file takes, read in the pieces in which components read. The file
+// should be in the system's cache. Prints seconds and the sum. usage: zlk-bench-sums FILE
 
 #include <fcntl.h>
 

@@ -1,5 +1,5 @@
-// Trace lines while the log is on. `hold` plays the viewer until its input ends; `write N` writes
-// N lines and prints the seconds that they took.
+// Measures trace lines while the log is on. `hold` plays the viewer, until its input ends; `write
+// N` writes N lines and prints how many seconds they took.
 
 #include <chrono>
 #include <cstdio>
@@ -13,9 +13,11 @@ using namespace zlk;
 
 namespace {
 
+/// The control block that viewer and writers share.
 struct Control {
     std::uint32_t enabled, writeOffset, bufferSize, startTick;
 };
+// Large enough that the writer starts a new round from time to time, as it does in use.
 constexpr DWORD bufferSize = 16 << 20;
 
 int hold() {
@@ -28,6 +30,7 @@ int hold() {
     block->writeOffset = 0;
     block->bufferSize = bufferSize;
     block->enabled = 1;
+    // The caller waits for this line before it starts writers.
     std::puts("on");
     std::fflush(stdout);
     while (std::getchar() != EOF) {
@@ -38,6 +41,7 @@ int hold() {
 
 int write(int lines) {
     const auto start = std::chrono::steady_clock::now();
+    // A typical line: a text to convert, and a number.
     const std::u16string name = u"E:\\DCIM\\100CAM\\PICT0001.JPG";
     for (int i = 0; i < lines; ++i) TraceLine("CMassStorageDev", "Found File (%s) %d", name, i);
     const std::chrono::duration<double> seconds = std::chrono::steady_clock::now() - start;

@@ -1,4 +1,5 @@
-// Places of copies, by any template and of any names: none is out of the folder, or hidden in it.
+// Fuzzes the names of copies: for any template and any file name, the place must lie in the folder
+// and not be hidden. Patterns for file names must end in reasonable time.
 
 #include "fuzz/Input.h"
 #include "tools/zlkcam/Failure.h"
@@ -9,6 +10,7 @@ using namespace zlk;
 
 namespace {
 
+/// Each component is short enough, not hidden, and free of control characters and backslashes.
 void requireSafe(std::string_view place) {
     while (true) {
         const std::size_t end = std::min(place.find('/'), place.size());
@@ -24,6 +26,7 @@ void requireSafe(std::string_view place) {
 }  // namespace
 
 extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
+    // The input: template, pattern, camera's name, counter, date, and the rest is the path.
     fuzz::Input input(data, size);
     const std::string text = input.narrow(input.byte() % 64);
     const std::string pattern = input.narrow(input.byte() % 64);

@@ -1,4 +1,5 @@
-// What clients send to a device host, and what its device answers meanwhile.
+// Fuzzes a device host with messages of several clients, and at the same time with the answers of
+// its device.
 
 #include <sys/socket.h>
 #include <unistd.h>
@@ -16,7 +17,8 @@ using zlk::fuzz::Input;
 
 namespace {
 
-/// Answers everything at once, by what the input says.
+/// A device whose answers come from the input. Each answer is posted, as a real device's comes
+/// later, too.
 class InventedDevice final : public UsbDevice {
   public:
     InventedDevice(EventLoop& loop, Input& input) : loop_(loop), input_(input) {
@@ -34,6 +36,7 @@ class InventedDevice final : public UsbDevice {
     void write(std::span<const std::byte>, bool, Done done) override {
         post([this, done = std::move(done)] { done(status()); });
     }
+    // Nothing to cancel: every answer is on its way.
     void cancelWrite() override {}
     void control(const UsbRequest&, DoneWithBytes done) override {
         post([this, done = std::move(done)] {
@@ -54,9 +57,11 @@ class InventedDevice final : public UsbDevice {
 
   private:
     void post(EventLoop::Task task) { loop_.post(lifetime_.guard(std::move(task))); }
+    // Done in most cases, so that conversations get far; sometimes one of the errors.
     UsbStatus status() { return static_cast<UsbStatus>(std::max(input_.byte() % 32 - 26, 0)); }
     void speak() {
         if (!reading_ || !listener_) return;
+        // A length of 0 ends the reading: with a stall, or silently.
         const std::uint8_t what = input_.byte();
         const auto bytes = std::make_shared<std::string>(input_.narrow(what % 80));
         if (bytes->empty()) {
@@ -64,6 +69,7 @@ class InventedDevice final : public UsbDevice {
             if (what) listener_->readingStopped(UsbStatus::Stalled);
             return;
         }
+        // From 80 on the transfer ends with these bytes.
         listener_->arrived({std::as_bytes(std::span(*bytes)), what >= 80, bytes});
         post([this] { speak(); });
     }
@@ -76,11 +82,14 @@ class InventedDevice final : public UsbDevice {
     Lifetime lifetime_;
 };
 
+/// Sends a message of any kind with any payload.
 void say(int socket, Input& input) {
     const auto kind = static_cast<MessageKind>(input.byte() % 10);
     std::string payload = input.narrow(input.byte());
     MessageHeader header{static_cast<std::uint32_t>(payload.size()), kind, 0, input.byte()};
+    // A length that promises much more than comes.
     if (input.byte() == 0) header.length = 0x7FFFFFFF;
+    // A correct Open message, without which a client gets nowhere.
     const OpenRequest open{protocolVersion, 1, 1};
     if (kind == MessageKind::Open) {
         payload.assign(reinterpret_cast<const char*>(&open), sizeof open);
@@ -98,6 +107,7 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
     EventLoop loop;
     DeviceHost host(loop, std::make_unique<InventedDevice>(loop, input),
                     std::chrono::milliseconds(0), [] {});
+    // Three clients, which compete for the device.
     int clients[3][2];
     for (auto& pair : clients) {
         if (::socketpair(AF_UNIX, SOCK_STREAM | SOCK_NONBLOCK, 0, pair) != 0) return 0;
@@ -106,8 +116,10 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
     for (int steps = input.byte() % 64; steps > 0; --steps) {
         int(&pair)[2] = clients[input.byte() % 3];
         const std::uint8_t what = input.byte();
+        // A client may leave at any time.
         if (what == 0 && pair[1] >= 0) ::close(std::exchange(pair[1], -1));
         if (pair[1] >= 0) say(pair[1], input);
+        // The loop runs for a few rounds only, so that messages arrive in any state of the host.
         for (int i = what % 8; i > 0; --i) {
             loop.post([&] { loop.stop(); });
             loop.run();

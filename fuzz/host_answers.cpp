@@ -1,4 +1,5 @@
-// What a device host sends to a client: to its reads, writes and controls.
+// Fuzzes the client of a device host with arbitrary messages in answer to its reads, writes and
+// controls.
 
 #include <poll.h>
 #include <sys/socket.h>
@@ -21,6 +22,7 @@ using zlk::fuzz::Input;
 
 namespace {
 
+/// A message of any kind, with a payload of any length and sometimes a wrong length in its header.
 std::string hostMessage(Input& input) {
     const auto kind = static_cast<MessageKind>(input.byte() % 12 + 64);
     const std::uint8_t size = input.byte();
@@ -33,6 +35,7 @@ std::string hostMessage(Input& input) {
     return std::string(reinterpret_cast<const char*>(&header), sizeof header) + payload;
 }
 
+/// Accepts each client, sends it the prepared answers, and waits until it has gone.
 void answerClients(int listening, const std::string& answers, const std::atomic<bool>& over) {
     while (!over) {
         pollfd wait{listening, POLLIN, 0};
@@ -40,13 +43,14 @@ void answerClients(int listening, const std::string& answers, const std::atomic<
         if (client < 0) continue;
         static_cast<void>(::send(client, answers.data(), answers.size(), MSG_NOSIGNAL));
         ::shutdown(client, SHUT_WR);
-        // Closing with something unread would take the answers away.
+        // A socket that is closed with unread bytes discards what it has sent, too.
         for (char unread[4096]; ::recv(client, unread, sizeof unread, 0) > 0;) {
         }
         ::close(client);
     }
 }
 
+/// One call of a program. Whatever the host answers, the count must not exceed the buffer.
 void call(HANDLE camera, std::uint8_t what, std::span<std::byte> buffer) {
     constexpr unsigned char command[12] = {12, 0, 0, 0, 1, 0};
     constexpr DWORD codes[] = {IOCTL_WAIT_ON_DEVICE_EVENT, IOCTL_GET_PIPE_CONFIGURATION,
@@ -69,10 +73,13 @@ void call(HANDLE camera, std::uint8_t what, std::span<std::byte> buffer) {
 }  // namespace
 
 extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
+    // Made once: the entry is found by its name on disk, and creating it for each run would be
+    // slow.
     static DeviceEntry device(deviceFolder(), "fuzzed", {1, 1, "", "", ""});
     Input input(data, size);
     const MessageHeader opened{0, MessageKind::Opened, 0, 0};
     std::string answers;
+    // In most runs the connection succeeds, or nothing else would be reached.
     if (input.byte() != 0) answers.assign(reinterpret_cast<const char*>(&opened), sizeof opened);
     for (int messages = input.byte() % 32; messages > 0; --messages) answers += hostMessage(input);
     std::atomic<bool> over = false;
@@ -83,7 +90,8 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
                                                    OPEN_EXISTING, 0, nullptr));
         for (int calls = input.byte() % 32; camera && calls > 0; --calls) {
             const std::uint8_t what = input.byte();
-            // Room of exactly that size, so that the sanitizer sees a byte too many.
+            // The buffer has exactly the size that is passed, so that the sanitizer notices one
+            // byte too many.
             const DWORD room = input.byte();
             const auto buffer = std::make_unique<std::byte[]>(room);
             call(camera.get(), what, {buffer.get(), room});

@@ -1,4 +1,4 @@
-// Context ids and what is made of them, on any text.
+// Fuzzes functions that take context ids, device ids, times and paths apart, with arbitrary texts.
 
 #include "directory/CContextMgrInfo.h"
 #include "directory/CDeviceUtilFunctions.h"
@@ -13,6 +13,7 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
     Input input(data, size);
     const std::u16string text = input.wide(200);
     std::u16string maker, product, serial;
+    // What a context id was split into must make the same id again.
     if (CContextMgrInfo().SplitContextId(text, maker, product, serial)) {
         const std::u16string joined = u"#" + maker + u"#" + product + u"#" + serial;
         require(text.ends_with(joined));
@@ -21,12 +22,14 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
     functions.VidFromDeviceId(text);
     functions.PidFromDeviceId(text);
 
+    // A time must survive being written and read, unless its text is the same anyway.
     FileTimestamp stamp;
     stamp.fromText(text);
     FileTimestamp again;
     again.fromText(stamp.toText());
     require(again.seconds() == stamp.seconds() || again.toText() == stamp.toText());
 
+    // Joining nothing must not make a path longer.
     const std::u16string joined = joinPath(text, input.wide(50));
     require(joinPath(joined, u"").size() <= joined.size());
     fileNamePart(joined);

@@ -1,5 +1,5 @@
-// Manifests of media hash lists, and sums files: whatever is taken is harmless, and a manifest that
-// is written of it reads back the same.
+// Fuzzes the readers of manifests and sums files. All records that are accepted must be harmless,
+// and a manifest written from them must be read back the same.
 
 #include <algorithm>
 #include <cstring>
@@ -14,7 +14,8 @@ using namespace zlk;
 
 namespace {
 
-/// Gives a document in pieces of this size at most.
+/// A source of bytes that gives at most `size` at a time, so that limits between blocks fall
+/// anywhere.
 ByteSource piecesOf(std::string_view text, std::size_t size) {
     return [text, size](std::span<char> room) mutable {
         const std::size_t given = std::min({room.size(), size, text.size()});
@@ -24,7 +25,7 @@ ByteSource piecesOf(std::string_view text, std::size_t size) {
     };
 }
 
-/// Records as a manifest can hold them.
+/// The records that a manifest can hold: with a legal path and a sum other than SHA-256.
 Generation writable(const RunContent& content) {
     Generation generation;
     for (HashRecord record : content.records) {
@@ -36,6 +37,7 @@ Generation writable(const RunContent& content) {
     return generation;
 }
 
+/// Writes a manifest and reads it back.
 void requireSameAgain(const RunContent& content) {
     const Generation generation = writable(content);
     std::string document;
@@ -49,6 +51,8 @@ void requireSameAgain(const RunContent& content) {
     }
 }
 
+/// No path leads out of the folder, and merging the records with themselves keeps them sorted and
+/// single.
 void requireHarmless(RunContent content) {
     for (const HashRecord& record : content.records) fuzz::require(isRecordedPath(record.path));
     RecordMerge merge;
@@ -63,6 +67,7 @@ void requireHarmless(RunContent content) {
 
 extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
     fuzz::Input input(data, size);
+    // The first byte is the size of the pieces, from 1 on.
     const std::size_t piece = input.byte() + 1u;
     const std::string text = input.narrow(size);
     try {

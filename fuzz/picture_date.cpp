@@ -1,4 +1,4 @@
-// Dates of pictures and videos from cards: any that is found is one that a camera can have.
+// Fuzzes the search for dates in pictures and videos: a date that is found must be plausible.
 
 #include "tools/zlkcam/unload/PictureDate.h"
 

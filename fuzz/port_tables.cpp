@@ -1,4 +1,5 @@
-// What a peer process has scribbled into the shared tables of ports.
+// Fuzzes the tables of ports in shared memory, into which any other process may have written
+// anything.
 
 #include <cstring>
 #include <memory>
@@ -15,11 +16,12 @@ using zlk::fuzz::Input;
 
 namespace {
 
-/// A section as a peer may have made it: of any size, with any bytes.
+/// A shared section as another process may have made it: of any size, with any bytes.
 class PeerSection {
   public:
     PeerSection(const char* name, DWORD usual, Input& input) {
         const std::uint8_t shape = input.byte();
+        // Mostly of the usual size, as others are rejected early.
         size_ = shape == 0 ? 1 + input.byte() : usual;
         mapping_ = UniqueHandle(
             CreateFileMappingA(INVALID_HANDLE_VALUE, nullptr, PAGE_READWRITE, 0, size_, name));
@@ -29,6 +31,7 @@ class PeerSection {
     ~PeerSection() { UnmapViewOfFile(view_); }
 
   private:
+    // Writes some bytes somewhere in the section.
     void scribble(Input& input) {
         const std::size_t at = (input.byte() << 4 | input.byte() % 16) % size_;
         const std::string bytes = input.narrow(input.byte());
@@ -39,9 +42,10 @@ class PeerSection {
     DWORD size_;
 };
 
+/// Uses one family's table with any ports. Errors are allowed, and crashes aren't.
 template <class Arbiter>
 void use(Input& input) {
-    // One that finds no usable table says so already when it is made.
+    // The constructor already fails if the table can't be used.
     std::unique_ptr<PTPSyncInterface> made;
     try {
         made = std::make_unique<Arbiter>();
@@ -76,6 +80,7 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
     Input input(data, size);
     const PeerSection first("Global\\ZlPtpHandlesToCameras", 1024, input);
     const PeerSection second("Global\\ZlPtpWPDHandlesToCameras", 4096, input);
+    // Both families of drivers have a table of their own.
     use<PtpSyncController>(input);
     use<PtpSyncVista>(input);
     return 0;

@@ -1,4 +1,5 @@
-// What a camera sends, to every operation that reads something of it.
+// Fuzzes the PTP engine with arbitrary bytes from a camera, in every operation that reads
+// something.
 
 #include <memory>
 
@@ -11,6 +12,7 @@ using namespace zlk::fuzz;
 
 namespace {
 
+/// Runs one operation, which the input chooses.
 void operate(ZlPTPdrv& engine, std::uint8_t which, std::uint8_t* target, std::uint32_t size) {
     switch (which % 11) {
         case 0:
@@ -53,10 +55,12 @@ void operate(ZlPTPdrv& engine, std::uint8_t which, std::uint8_t* target, std::ui
 
 extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
     Input input(data, size);
+    // A port that gives the input's bytes as transfers and as events.
     test::ScriptedPort port;
     port.maxPacketSize = input.byte();
     const std::uint8_t which = input.byte();
-    // Room of exactly that size, so that the sanitizer sees a byte too many.
+    // The buffer has exactly the size that is passed, so that the sanitizer notices one byte too
+    // many.
     const std::uint8_t room = input.byte();
     const auto target = std::make_unique<std::uint8_t[]>(room);
     for (int transfers = input.byte() % 16; transfers > 0; --transfers) {
@@ -69,6 +73,7 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
         operate(engine, which, target.get(), room);
     } catch (PTPCommErrors) {
     }
+    // However the operation ended, the engine must have released the port.
     require(port.held == 0);
     return 0;
 }

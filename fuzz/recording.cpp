@@ -1,4 +1,5 @@
-// A recording from a stranger: told in words, and played to a host that asks all that was asked.
+// Fuzzes the reader of recordings, which come from strangers: they are put into words, and replayed
+// to a host that asks everything that was asked.
 
 #include <cstdio>
 
@@ -12,15 +13,18 @@ using namespace zlk::camsim;
 
 namespace {
 
+/// A stream over the bytes, as the reader wants a file.
 std::FILE* fileOf(const std::uint8_t* data, std::size_t size) {
     return ::fmemopen(const_cast<std::uint8_t*>(data), size, "rb");
 }
 
+/// Puts all transfers into words.
 void tell(RecordingReader reader) {
     RecordingText text;
     while (const auto event = reader.next()) text.lineOf(*event);
 }
 
+/// Replays the recording, each question once.
 void play(RecordingReader reader) {
     usbscan::EventLoop loop;
     Recording recording = readRecording(reader);
@@ -30,7 +34,7 @@ void play(RecordingReader reader) {
     VirtualCamera camera(loop, {}, recording.packetSize);
     camera.replay(std::move(recording), [](const std::string&) {});
     camera.busReset();
-    constexpr std::uint64_t most = 64 << 20;  // what isn't recorded is long for nothing
+    constexpr std::uint64_t most = 64 << 20;  // what wasn't recorded may be long, and is only zeros
     for (const Message& command : commands) {
         camera.out(command.encode(Command), true);
         std::uint64_t taken = 0;
@@ -39,6 +43,8 @@ void play(RecordingReader reader) {
             if (piece.answer != PipeAnswer::Accepted) break;
             taken += piece.bytes.size();
         }
+        // Each question is asked on its own: a silence or stall must not hide the answers that
+        // follow.
         camera.busReset();
     }
 }

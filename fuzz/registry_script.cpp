@@ -1,4 +1,5 @@
-// Scripts of modules.
+// Fuzzes the parser of the scripts by which modules register: keys must have names of one
+// component, and errors the number of a line.
 
 #include "platform/components/RegistryScript.h"
 

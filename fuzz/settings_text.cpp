@@ -1,4 +1,5 @@
-// Settings in their text form: what is read, and written again, reads back the same.
+// Fuzzes the text form of settings: what was parsed and written must be parsed and written the same
+// again.
 
 #include "tools/zlkcam/RegFile.h"
 
@@ -15,6 +16,7 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
         return 0;
     }
     std::vector<std::string> leftOut;
+    // Once written, nothing is left that the form can't hold.
     const std::string once = writeSettingsText(keys, leftOut);
     std::vector<std::string> leftOutAgain;
     fuzz::require(writeSettingsText(parseSettingsText(once), leftOutAgain) == once);

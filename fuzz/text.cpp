@@ -1,4 +1,4 @@
-// Conversions and formatting, on any bytes.
+// Fuzzes conversions between character sets, number conversions and formatting.
 
 #include "platform/text.h"
 
@@ -9,7 +9,8 @@ using namespace zlk::fuzz;
 
 namespace {
 
-/// What a strict conversion takes must come back unchanged.
+/// What the strict conversion accepts must come back unchanged, and what the lenient one makes must
+/// be stable.
 void convert(Input& input) {
     const std::string narrow = input.narrow(200);
     const int size = static_cast<int>(narrow.size());
@@ -27,7 +28,8 @@ void convert(Input& input) {
     require(wideText(utf8Text(lenient)) == lenient);
 }
 
-/// What a caller by name passes as text: a number that comes of it is one that reads the same.
+/// Texts that callers by name pass for numbers: the text of the resulting number must give the same
+/// number again.
 void change(Input& input) {
     const zlk::Variant text{zlk::Bstr(input.wide(60))};
     constexpr VARTYPE types[] = {VT_I1, VT_UI1, VT_I2, VT_UI2, VT_I4, VT_UI4, VT_I8, VT_UI8};
@@ -39,6 +41,8 @@ void change(Input& input) {
     require(again->llVal == number->llVal);
 }
 
+/// Formatting into a buffer must stop at its end, terminate the text, and return the length that
+/// the whole text would have.
 void format(Input& input) {
     WCHAR buffer[64];
     const std::size_t room = input.byte() % 65;

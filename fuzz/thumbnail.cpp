@@ -1,4 +1,5 @@
-// Pictures from cards.
+// Fuzzes the thumbnail component with pictures from cards: EXIF first, then decoding and turning
+// the picture.
 
 #include "fuzz/Input.h"
 #include "siblings/thumbnails/ExifBlock.h"
@@ -12,6 +13,7 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
     fuzz::require(held >= 1 && held <= 8);
     fuzz::require(exif.thumbnail().size() <= size);
 
+    // The decoder may reject the picture, but must not give one that is larger than asked.
     MemorySource source({data, size});
     JpegReader reader(source);
     if (const auto full = reader.open()) {

@@ -1,4 +1,5 @@
-// Type libraries beside modules, and what an application makes of them.
+// Fuzzes the reader of type libraries, which lie beside modules, and the calls that applications
+// make with them.
 
 #include "fuzz/Input.h"
 #include "platform/automation/TypeLibrary.h"
@@ -11,7 +12,8 @@ namespace {
 void readMember(ITypeInfo& info, UINT index) {
     FUNCDESC* member = nullptr;
     fuzz::require(info.GetFuncDesc(index, &member) == S_OK);
-    // No parameter is described that a caller couldn't read, and none beyond the largest number.
+    // A caller can't read a parameter that is a pointer to a pointer, and has room for a limited
+    // number of parameters. The reader must have rejected all others.
     fuzz::require(member->cParams >= 0 && member->cParams <= SHORT{typelib::mostParameters});
     for (SHORT i = 0; i < member->cParams; ++i) {
         const TYPEDESC& type = member->lprgelemdescParam[i].tdesc;
@@ -24,7 +26,8 @@ void readMember(ITypeInfo& info, UINT index) {
     info.ReleaseFuncDesc(member);
 }
 
-/// Calls every id with wrong arguments: none of them may reach the object, which is no such one.
+/// Calls each id with wrong arguments. No call may reach the object, which isn't a real one, so a
+/// call that does would crash.
 void callWrongly(ITypeInfo& info, MEMBERID id) {
     VARIANT arguments[typelib::mostParameters + 1] = {};
     for (VARIANT& argument : arguments) argument.vt = VT_NULL;
@@ -35,6 +38,7 @@ void callWrongly(ITypeInfo& info, MEMBERID id) {
                                      &parameters, &result, nullptr, nullptr)));
 }
 
+/// Reads everything about a type, and calls its members.
 void readType(ITypeInfo& info) {
     TYPEATTR* attributes = nullptr;
     fuzz::require(info.GetTypeAttr(&attributes) == S_OK);

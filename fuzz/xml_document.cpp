@@ -1,4 +1,5 @@
-// Documents from cameras: whatever one loads reads back as the same document.
+// Fuzzes the XML document component with documents from cameras: a document that was loaded and
+// written must be loaded and written the same again.
 
 #include "siblings/xml_document/XmlDocument.h"
 
@@ -22,7 +23,7 @@ std::u16string xmlOf(IXmlDoc& document) {
     return std::u16string(xml.view());
 }
 
-/// Whether a document loads, and what it says then.
+/// Whether a document loads; `again` is what it is written as then.
 bool readsBack(const std::u16string& xml, std::u16string& again) {
     const ComPtr<IXmlDoc> document = newDocument();
     if (FAILED(document->Load(Bstr(xml).get()))) return false;
@@ -44,6 +45,7 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
     std::u16string again;
     require(readsBack(once, again) && again == once);
 
+    // Reading and changing it at any path must not crash, and a value that was set must be there.
     Bstr found;
     document->GetValue(path.get(), found.out());
     document->GetAttribute(path.get(), value.get(), found.out());
@@ -52,8 +54,9 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
         require(found.view() == value.view());
     }
     document->AddFragment(path.get(), text.get());
-    // A fragment's own depth comes on top of the place where it was added, and white space that
-    // was set beside elements is indentation to whoever loads it.
+    // The changed document needn't load again: a fragment may nest too deeply in its new place. And
+    // the first loading may drop white space that was set beside elements, so only the second and
+    // third form have to be equal.
     if (readsBack(xmlOf(*document.get()), once)) require(readsBack(once, again) && again == once);
     return 0;
 }

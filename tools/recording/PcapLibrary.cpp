@@ -7,6 +7,7 @@
 namespace zlk {
 namespace {
 
+// The name with its version, as the one without is only there for developers.
 constexpr char fileName[] = "libpcap.so.0.8";
 
 [[noreturn]] void fail() {
@@ -21,8 +22,9 @@ void* load() {
     return library;
 }
 
-/// One function of the library.
+/// A function of the library; throws NoPcapLibrary if the library doesn't have it.
 template <class Function>
+/// dlsym returns an object pointer, which POSIX lets be converted to a function.
 Function find(void* library, const char* name) {
     void* const function = ::dlsym(library, name);
     if (!function) fail();

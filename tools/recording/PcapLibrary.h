@@ -1,6 +1,7 @@
 #pragma once
-// libpcap, which reads recordings. It is loaded only when one is read, since it brings D-Bus,
-// systemd and several compressors with it, which every other start of a program would pay for.
+// Gives access to libpcap, which reads recordings. It is loaded only when a recording is read,
+// because it brings D-Bus, systemd and several compressors with it, and every start of a program
+// would pay for them.
 
 #include <pcap/pcap.h>
 
@@ -8,9 +9,10 @@ namespace zlk {
 
 class PcapLibrary {
   public:
-    /// Loaded at the first call, and kept. Throws NoPcapLibrary.
+    /// The library, loaded at the first call and never unloaded. Throws NoPcapLibrary. Thread-safe.
     static const PcapLibrary& instance();
 
+    /// The functions that are used, under clearer names.
     const decltype(&pcap_fopen_offline) openFile;
     const decltype(&pcap_close) close;
     const decltype(&pcap_datalink) linkType;

@@ -22,6 +22,8 @@ std::FILE* openFile(const std::string& path) {
 RecordingReader::RecordingReader(const std::string& path) : RecordingReader(openFile(path)) {}
 
 RecordingReader::RecordingReader(std::FILE* file) : file_(nullptr, nullptr) {
+    // pcap takes the file over only if it can open it. Until then the file is closed here on
+    // errors.
     std::unique_ptr<std::FILE, int (*)(std::FILE*)> open(file, &std::fclose);
     const PcapLibrary& pcap = PcapLibrary::instance();
     char reason[PCAP_ERRBUF_SIZE] = {};
@@ -41,6 +43,7 @@ std::optional<usbscan::UsbEvent> RecordingReader::next() {
         pcap_pkthdr* header = nullptr;
         const unsigned char* bytes = nullptr;
         const int result = pcap.nextPacket(file_.get(), &header, &bytes);
+        // This "error" is the regular end of the file.
         if (result == PCAP_ERROR_BREAK) return std::nullopt;
         ++packet_;
         if (result != 1)
@@ -50,7 +53,8 @@ std::optional<usbscan::UsbEvent> RecordingReader::next() {
         const auto event =
             usbscan::readEvent(std::as_bytes(std::span(bytes, std::size_t{header->caplen})));
         if (event) return event;
-        // Of an isochronous transfer, which no still camera has.
+        // readEvent gives none for isochronous transfers, which no still camera has and which are
+        // skipped. Byte 9 is the transfer's type; 0 is isochronous.
         if (header->caplen < 10 || bytes[9] != 0)
             throw RecordingError("Packet " + std::to_string(packet_) +
                                  " of the recording is no USB transfer, or lies about its length.");

@@ -1,6 +1,6 @@
 #pragma once
-// Reads recordings of USB transfers: those of `zlkcam record`, and others of the same link type
-// that Linux's usbmon made, as pcapng or pcap. They come from strangers.
+// Reads recordings of USB transfers as pcapng or pcap: those of `zlkcam record`, and those that
+// Linux's usbmon made with the same link type. They may come from strangers, and be malicious.
 
 #include <cstdint>
 #include <cstdio>
@@ -15,32 +15,33 @@ struct pcap;
 
 namespace zlk {
 
-/// What is wrong with a recording, in a whole sentence.
+/// A recording can't be used. The text is a whole sentence for the user.
 class RecordingError : public std::runtime_error {
   public:
     using std::runtime_error::runtime_error;
 };
 
-/// That libpcap isn't installed, in a whole sentence.
+/// libpcap isn't installed. The text is a whole sentence for the user.
 class NoPcapLibrary : public std::runtime_error {
   public:
     using std::runtime_error::runtime_error;
 };
 
+/// Not thread-safe.
 class RecordingReader {
   public:
-    /// Throws RecordingError, or NoPcapLibrary.
+    /// Opens a file. Throws RecordingError or NoPcapLibrary.
     explicit RecordingReader(const std::string& path);
-    /// Takes over an open file, also where it throws.
+    /// Takes over an open file, and closes it even if the constructor throws.
     explicit RecordingReader(std::FILE* file);
 
-    /// The next event, whose bytes are good until the next call; none at the end. Throws
-    /// RecordingError where the file is cut off, or what follows can't be understood.
+    /// The next event; none at the end of the recording. The event's bytes are valid until the next
+    /// call. Throws RecordingError if the file is cut off or can't be understood.
     std::optional<usbscan::UsbEvent> next();
 
   private:
     std::unique_ptr<pcap, void (*)(pcap*)> file_;
-    std::uint64_t packet_ = 0;  // the number of the last one
+    std::uint64_t packet_ = 0;  // number of the last packet, for messages
 };
 
 }  // namespace zlk

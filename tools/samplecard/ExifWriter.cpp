@@ -11,12 +11,14 @@ namespace {
 
 constexpr ExifByteOrder byteOrder = EXIF_BYTE_ORDER_INTEL;
 
+/// From malloc, because the library frees this memory with free.
 void* allocate(std::size_t size) {
-    void* const memory = std::malloc(size);  // the library frees what it is given
+    void* const memory = std::malloc(size);
     if (!memory) throw std::bad_alloc();
     return memory;
 }
 
+/// An EXIF block that is being filled, in terms of the library's C structures.
 class Block {
   public:
     Block() : data_(exif_data_new()) {
@@ -26,6 +28,7 @@ class Block {
 
     void addBytes(ExifIfd ifd, ExifTag tag, ExifFormat format, unsigned long count,
                   const void* bytes, unsigned size) {
+        // The block takes a reference of its own; this one is released at the end of the function.
         const std::unique_ptr<ExifEntry, decltype(&exif_entry_unref)> entry(exif_entry_new(),
                                                                             exif_entry_unref);
         if (!entry) throw std::bad_alloc();
@@ -38,6 +41,7 @@ class Block {
         exif_content_add_entry(data_->ifd[ifd], entry.get());
     }
     void addText(ExifIfd ifd, ExifTag tag, const std::string& text) {
+        // A text's count includes its terminating zero.
         const auto size = static_cast<unsigned>(text.size() + 1);
         addBytes(ifd, tag, EXIF_FORMAT_ASCII, size, text.c_str(), size);
     }
@@ -59,14 +63,18 @@ class Block {
     void addVersion(ExifTag tag, const char (&version)[5]) {
         addBytes(EXIF_IFD_EXIF, tag, EXIF_FORMAT_UNDEFINED, 4, version, 4);
     }
+    // 72 dots per inch, the customary value of a picture without a physical size.
     void addResolution(ExifIfd ifd) {
         addRational(ifd, EXIF_TAG_X_RESOLUTION, 72, 1);
         addRational(ifd, EXIF_TAG_Y_RESOLUTION, 72, 1);
         addShort(ifd, EXIF_TAG_RESOLUTION_UNIT, 2);
     }
     void setThumbnail(const std::vector<std::uint8_t>& jpeg) {
+        // 6 means JPEG.
         addShort(EXIF_IFD_1, EXIF_TAG_COMPRESSION, 6);
         addResolution(EXIF_IFD_1);
+        // The library keeps the thumbnail apart from the entries, and writes it to the end of the
+        // block.
         data_->data = static_cast<unsigned char*>(allocate(jpeg.size()));
         data_->size = static_cast<unsigned>(jpeg.size());
         std::memcpy(data_->data, jpeg.data(), jpeg.size());
@@ -92,6 +100,7 @@ class Block {
 
 std::vector<std::uint8_t> exifBlock(const ShotData& shot) {
     Block block;
+    // The first directory describes the camera and the file.
     block.addText(EXIF_IFD_0, EXIF_TAG_MAKE, shot.maker);
     block.addText(EXIF_IFD_0, EXIF_TAG_MODEL, shot.model);
     block.addShort(EXIF_IFD_0, EXIF_TAG_ORIENTATION, shot.orientation);
@@ -99,6 +108,7 @@ std::vector<std::uint8_t> exifBlock(const ShotData& shot) {
     block.addText(EXIF_IFD_0, EXIF_TAG_DATE_TIME, shot.date);
     block.addShort(EXIF_IFD_0, EXIF_TAG_YCBCR_POSITIONING, 1);
 
+    // The EXIF directory describes the shot.
     block.addVersion(EXIF_TAG_EXIF_VERSION, "0220");
     block.addVersion(EXIF_TAG_FLASH_PIX_VERSION, "0100");
     block.addBytes(EXIF_IFD_EXIF, EXIF_TAG_COMPONENTS_CONFIGURATION, EXIF_FORMAT_UNDEFINED, 4,

@@ -1,17 +1,19 @@
 #pragma once
+// Writes the EXIF block of a sample picture.
 
 #include <cstdint>
 #include <string>
 #include <vector>
 
-/// What the camera says of a picture.
+/// What the camera records about a picture.
 struct ShotData {
     std::string maker, model;
-    std::string date;  ///< `2006:07:15 10:30:00`
+    std::string date;  ///< as in `2006:07:15 10:30:00`
     int orientation;   ///< 1, 6 (the picture's top is on the right) or 8 (on the left)
     int width, height;
     std::vector<std::uint8_t> thumbnail;  ///< a JPEG
 };
 
-/// The EXIF block of a picture, as it goes into a JPEG's first application segment.
+/// The EXIF block of a picture, as it stands in the first application segment of a JPEG. Throws
+/// std::bad_alloc.
 std::vector<std::uint8_t> exifBlock(const ShotData& shot);

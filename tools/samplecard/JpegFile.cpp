@@ -6,7 +6,8 @@
 
 #include <jpeglib.h>
 
-// An error of the library ends the program with a message, as it does by itself.
+// On an error the library's own handler prints a message and ends the program, which is enough
+// here.
 std::vector<std::uint8_t> encodeJpeg(const Raster& raster, int quality,
                                      std::span<const std::uint8_t> exif) {
     jpeg_compress_struct info{};
@@ -22,7 +23,7 @@ std::vector<std::uint8_t> encodeJpeg(const Raster& raster, int quality,
     info.in_color_space = JCS_RGB;
     jpeg_set_defaults(&info);
     jpeg_set_quality(&info, quality, TRUE);
-    info.write_JFIF_header = exif.empty();  // else the EXIF block has to be the first one
+    info.write_JFIF_header = exif.empty();  // an EXIF block has to be the first segment
     jpeg_start_compress(&info, TRUE);
     if (!exif.empty()) {
         jpeg_write_marker(&info, JPEG_APP0 + 1, exif.data(), static_cast<unsigned>(exif.size()));

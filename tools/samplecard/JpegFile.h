@@ -1,4 +1,5 @@
 #pragma once
+// Encodes the pictures of the sample card as JPEG files.
 
 #include <cstdint>
 #include <span>
@@ -6,6 +7,7 @@
 
 #include "tools/samplecard/Scene.h"
 
-/// The picture as a JPEG, with `exif` as its first segment unless that is empty.
+/// Encodes a picture as JPEG. `quality` goes from 1 to 100; `exif` becomes the first segment,
+/// unless it is empty.
 std::vector<std::uint8_t> encodeJpeg(const Raster& raster, int quality,
                                      std::span<const std::uint8_t> exif);

@@ -26,6 +26,7 @@ constexpr int quality = 88;
 struct Resolution {
     int width, height;
 };
+// Taken by turns. The sizes are those that a small camera of its time offers.
 constexpr std::array<Resolution, 4> resolutions{
     {{2048, 1536}, {640, 480}, {1600, 1200}, {1280, 960}}};
 constexpr Resolution thumbnailSize{160, 120};
@@ -37,7 +38,8 @@ std::string format(const char* pattern, Arguments... arguments) {
     return {text.data(), std::min<std::size_t>(length, text.size() - 1)};
 }
 
-/// The camera's clock at a shot: wall-clock time, as such cameras know no other.
+/// What the camera's clock shows at a shot: local time without a zone, since such cameras know no
+/// other. The shots are seven minutes apart.
 std::tm clockAt(int shot) {
     std::tm time{};
     time.tm_year = 2006 - 1900;
@@ -51,6 +53,7 @@ std::tm clockAt(int shot) {
     return time;
 }
 
+/// Card files have the time of the camera, on which the order of pictures depends.
 void writeFile(const fs::path& path, std::span<const std::uint8_t> bytes, std::tm written) {
     std::ofstream file(path, std::ios::binary);
     file.write(reinterpret_cast<const char*>(bytes.data()),
@@ -65,8 +68,8 @@ void writeText(const fs::path& path, const std::string& text, std::tm written) {
     writeFile(path, {reinterpret_cast<const std::uint8_t*>(text.data()), text.size()}, written);
 }
 
-/// The picture as the sensor sees it when the camera is held on its side: 6 with its right edge
-/// up, 8 with its left edge up.
+/// Turns a picture to how the sensor sees it when the camera is held on its side, in terms of EXIF
+/// orientations: 6 with its right edge up, 8 with its left edge up.
 Raster lyingOnSide(Raster& seen, int orientation) {
     Raster lying(seen.height, seen.width);
     for (int y = 0; y < lying.height; ++y) {
@@ -80,12 +83,13 @@ Raster lyingOnSide(Raster& seen, int orientation) {
 }
 
 Raster shoot(const Scene& scene, Resolution resolution, int orientation) {
+    // A portrait is drawn upright first, in swapped sizes.
     if (orientation == 1) return scene.draw(resolution.width, resolution.height);
     Raster seen = scene.draw(resolution.height, resolution.width);
     return lyingOnSide(seen, orientation);
 }
 
-/// Each fourth picture is a portrait, held one way and the other in turn.
+/// Each fourth picture is a portrait, with the camera turned one way and the other by turns.
 int orientationOf(int shot) {
     return shot % 4 != 2 ? 1 : shot % 8 == 2 ? 6 : 8;
 }
@@ -97,14 +101,15 @@ std::vector<std::uint8_t> takePicture(int shot, std::mt19937& random) {
     ShotData data{maker, model, {}, orientationOf(shot), resolution.width, resolution.height, {}};
     data.date = format("%04d:%02d:%02d %02d:%02d:%02d", time.tm_year + 1900, time.tm_mon + 1,
                        time.tm_mday, time.tm_hour, time.tm_min, time.tm_sec);
+    // The thumbnail shows the same scene as the picture, as tests compare the two.
     data.thumbnail = encodeJpeg(shoot(scene, thumbnailSize, data.orientation), quality, {});
     return encodeJpeg(shoot(scene, resolution, data.orientation), quality, exifBlock(data));
 }
 
-/// Paths below the card's root, with slashes.
+/// Writes all pictures and returns their paths below the card's root, with slashes.
 std::vector<std::string> writePictures(const CardPlan& plan) {
     std::mt19937 random(plan.seed);
-    // 100CAM to 999CAM are all there are.
+    // The folders are called 100CAM to 999CAM, so that there can be at most 900.
     const int perFolder = std::max(8, (plan.pictures + 899) / 900);
     std::vector<std::string> paths;
     for (int shot = 0; shot < plan.pictures; ++shot) {
@@ -130,6 +135,7 @@ std::string printOrder(const std::vector<std::string>& paths) {
     return order;
 }
 
+/// A camera of this maker writes paths with backslashes.
 std::string intent(std::string path) {
     std::replace(path.begin(), path.end(), '/', '\\');
     return "<?xml version=\"1.0\" encoding=\"UTF-8\"?>\r\n"
@@ -137,6 +143,7 @@ std::string intent(std::string path) {
            path + "</file><to>Oma &amp; Opa Lindqvist-Márai</to></send></intent>\r\n";
 }
 
+// The texts have characters that XML escapes and that aren't ASCII, to show that they survive.
 constexpr char shareMenu[] =
     "<?xml version=\"1.0\" encoding=\"UTF-8\"?>\r\n"
     "<shareMenu><entry id=\"1\">Oma &amp; Opa Lindqvist-Márai</entry>"
@@ -150,6 +157,7 @@ constexpr char deviceId[] =
 }  // namespace
 
 void writeSampleCard(const CardPlan& plan) {
+    // Nothing is written if the folder may be a real card.
     for (const char* taken : {"DCIM", "MISC"}) {
         if (fs::exists(plan.folder / taken)) {
             throw std::runtime_error((plan.folder / taken).string() + " is there already");
@@ -158,6 +166,7 @@ void writeSampleCard(const CardPlan& plan) {
     const std::vector<std::string> paths = writePictures(plan);
     const fs::path misc = plan.folder / "MISC";
     fs::create_directories(misc);
+    // The documents were written after the last picture.
     const std::tm evening = clockAt(plan.pictures);
     writeText(misc / "AUTPRINT.MRK", printOrder(paths), evening);
     writeText(misc / "INTENT.XML", intent(paths.front()), evening);

@@ -1,10 +1,11 @@
 #pragma once
-// A landscape that nobody has seen: sky, sun and hills, drawn by numbers.
+// Draws an invented landscape, sky, sun and hills, for the pictures of the sample card.
 
 #include <cstdint>
 #include <random>
 #include <vector>
 
+/// A picture as rows of pixels with three bytes each: red, green and blue.
 struct Raster {
     Raster(int rasterWidth, int rasterHeight)
         : width(rasterWidth),
@@ -13,6 +14,7 @@ struct Raster {
     int width, height;
     std::vector<std::uint8_t> rgb;
 
+    /// The three bytes of a pixel; `x` and `y` count from the upper left corner.
     std::uint8_t* pixel(int x, int y) {
         return &rgb[(static_cast<std::size_t>(y) * width + x) * 3];
     }
@@ -20,22 +22,29 @@ struct Raster {
 
 class Scene {
   public:
+    /// Invents a scene by the next numbers of `random`.
     explicit Scene(std::mt19937& random);
 
-    /// The scene at any size, with some grain as a sensor has it.
+    /// Draws the scene in a size in pixels, with some grain, as a sensor has it.
     Raster draw(int width, int height) const;
 
   private:
     struct Colour {
         float red, green, blue;
     };
+    /// A range of hills as a wave: height of its middle and amplitude as parts of the picture's
+    /// height.
     struct Hills {
         float base, height, frequency, phase;
         Colour colour;
     };
+    /// The next number from 0 up to, but without, 1.
     static float unit(std::mt19937& random);
+    /// A colour between two, where `part` goes from 0 for the first to 1 for the second.
     static Colour mix(Colour a, Colour b, float part);
-    /// `x` in shorter sides, `y` in heights, each of which is `tallness` shorter sides.
+    /// The colour at a point. The unit of `x` is the shorter side of the picture, that of `y` its
+    /// height, which is `tallness` shorter sides. `crests` has the upper edges of the hills in this
+    /// column.
     Colour colourAt(float x, float y, float tallness, const std::vector<float>& crests) const;
 
     Colour skyTop_, skyBottom_, sun_;

@@ -6,12 +6,15 @@ namespace zlk::camsim {
 
 using Kind = PipeStep::Kind;
 
+/// Plays the steps up to the first that gives the host something, or that keeps it waiting.
 PipeBytes BulkInPipe::take(std::size_t room) {
     while (!halted_ && !steps_.empty()) {
         const PipeStep& next = steps_.front();
         switch (next.kind) {
             case Kind::Send:
                 if (PipeBytes taken = takeBytes(room); taken.answer == PipeAnswer::Accepted)
+                    // NotNow: the last packet isn't full yet. The next round looks at the step
+                    // after it.
                     return taken;
                 break;
             case Kind::End:
@@ -19,11 +22,14 @@ PipeBytes BulkInPipe::take(std::size_t room) {
                 passCompleted();
                 return {PipeAnswer::Accepted, {}, true, {}};
             case Kind::Wait:
+                // The step stays in front until its time is over.
                 return wait(next.delay);
             case Kind::Stall:
                 halt();
                 break;
             case Kind::Silence:
+                // Never removed: only the host ends it, by a cancel or reset, which clears the
+                // pipe.
                 return {};
             case Kind::Pulled:
                 steps_.pop_front();
@@ -38,15 +44,18 @@ PipeBytes BulkInPipe::take(std::size_t room) {
 }
 
 PipeBytes BulkInPipe::takeBytes(std::size_t room) {
+    // As many bytes of neighbouring steps as fit are given at once.
     std::size_t count = 0;
     auto behind = steps_.begin();
     for (; behind != steps_.end() && behind->kind == Kind::Send && count < room; ++behind)
         count += behind->payload.bytes.size();
     count = std::min(count, room);
     const bool ends = count < room && behind != steps_.end() && behind->kind == Kind::End;
-    // Where the transfer doesn't end, there are only whole packets.
+    // Only the end of a transfer may send a packet that isn't full. Without it only whole packets
+    // are given, and the rest waits for the bytes that follow.
     const std::size_t given = ends ? count : count - count % packetSize_;
     Payload piece;
+    // Bytes of a single step are handed out where they lie; only a mixture is copied.
     if (Payload& first = steps_.front().payload; first.bytes.size() >= given) {
         piece = first.part(0, given);
     } else {
@@ -60,7 +69,8 @@ PipeBytes BulkInPipe::takeBytes(std::size_t room) {
         }
         piece = Payload::of(std::move(copy));
     }
-    // A part of a packet that never becomes whole is never sent.
+    // If the rest of a packet is followed by something else than bytes or an end, it can never be
+    // sent. It is dropped, so that the script goes on.
     const bool stuck = given == 0 && !ends;
     for (std::size_t left = stuck ? count : given; !steps_.empty();) {
         PipeStep& step = steps_.front();
@@ -71,6 +81,7 @@ PipeBytes BulkInPipe::takeBytes(std::size_t room) {
         if (step.payload.bytes.empty()) steps_.pop_front();
     }
     if (stuck) return {};
+    // An End at exactly `room` bytes stays in the script, and gives a packet of its own next time.
     if (ends) steps_.pop_front();
     passCompleted();
     return {PipeAnswer::Accepted, piece.bytes, ends, piece.keeper};
@@ -85,11 +96,13 @@ PipeBytes BulkInPipe::wait(std::chrono::milliseconds delay) {
     return {};
 }
 
-/// At once, since the host's next command may come before it asks for more.
+/// Transactions are completed at once and not with the next request: the host's next command may
+/// come before it asks for more.
 void BulkInPipe::passCompleted() {
     while (!steps_.empty() && steps_.front().kind == Kind::Completed) {
         steps_.pop_front();
         listener_.transactionCompleted();
+        // A stall after the response has to be there before the next command.
         if (!steps_.empty() && steps_.front().kind == Kind::Stall) halt();
     }
 }

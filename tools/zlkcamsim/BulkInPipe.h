@@ -1,6 +1,6 @@
 #pragma once
-// The pipe to the host, as a script that is played when the host asks: bytes, ends of transfers,
-// and what may go wrong between them.
+// The bulk pipe to the host, as a script that is played while the host reads: bytes, ends of
+// transfers, and what may go wrong in between.
 
 #include <deque>
 #include <functional>
@@ -13,47 +13,52 @@ namespace zlk::camsim {
 
 struct PipeStep {
     enum class Kind {
-        Send,       ///< `payload`
-        End,        ///< of the transfer: by a short packet, or one of no bytes where it is due
-        Wait,       ///< for `delay`
-        Stall,      ///< what stands behind it is dropped
-        Silence,    ///< nothing more
-        Pulled,     ///< the cable is
-        Completed,  ///< the response has been handed out
+        Send,   ///< `payload`
+        End,    ///< ends the transfer by a short packet, or a zero-length one where that is needed
+        Wait,   ///< for `delay`
+        Stall,  ///< the pipe halts, and the steps that follow are dropped
+        Silence,    ///< nothing comes until the pipe is cleared
+        Pulled,     ///< the cable is pulled
+        Completed,  ///< the host has the whole response
     };
     Kind kind = Kind::End;
     Payload payload{};
     std::chrono::milliseconds delay{};
 };
 
+/// Used on the thread of the event loop only.
 class BulkInPipe {
   public:
+    /// Learns what the host's reading brought about. Called from inside of `take` or the loop.
     struct Listener {
         virtual void transactionCompleted() = 0;
         virtual void pipeStalled() = 0;
         virtual void cablePulled() = 0;
-        /// The pipe said NotNow, and goes on.
+        /// `take` has returned NotNow before, and now has something to give.
         virtual void pipeReady() = 0;
 
       protected:
         ~Listener() = default;
     };
 
+    /// `packetSize` in bytes. Loop and listener outlive this.
     BulkInPipe(usbscan::EventLoop& loop, std::uint16_t packetSize, Listener& listener)
         : packetSize_(packetSize), listener_(listener), delay_(loop) {}
 
     std::uint16_t packetSize() const { return packetSize_; }
     void append(PipeStep step) { steps_.push_back(std::move(step)); }
-    /// Up to `room` bytes, a multiple of the packet size.
+    /// Plays the script and returns up to `room` bytes, a multiple of the packet size.
     PipeBytes take(std::size_t room);
 
-    /// Nothing left to say; a stall stays.
+    /// Drops all steps; a halt stays until clearHalt.
     void clear();
     void clearHalt() { halted_ = false; }
     bool halted() const { return halted_; }
 
   private:
+    /// Takes bytes from the steps in front.
     PipeBytes takeBytes(std::size_t room);
+    /// Starts the delay of a Wait step, or goes on waiting.
     PipeBytes wait(std::chrono::milliseconds delay);
     void passCompleted();
     void halt();
@@ -62,6 +67,7 @@ class BulkInPipe {
     Listener& listener_;
     std::deque<PipeStep> steps_;
     bool halted_ = false;
+    // Runs for the Wait step that is in front.
     usbscan::Timer delay_;
 };
 

@@ -1,5 +1,5 @@
 #pragma once
-// The codes of ISO 15740 that a still camera has to do with, and the vendor's.
+// The codes of ISO 15740 that a still camera uses, and those of the vendor.
 
 #include <array>
 #include <cstddef>
@@ -18,15 +18,16 @@ inline constexpr Code GetDeviceInfo = 0x1001, OpenSession = 0x1002, CloseSession
                       GetDevicePropDesc = 0x1014, GetDevicePropValue = 0x1015,
                       SetDevicePropValue = 0x1016, ResetDevicePropValue = 0x1017,
                       GetPartialObject = 0x101B;
-/// Asked of a device that another camera is plugged into: which one is it? The second makes the
-/// connection first.
+/// Questions to a dock about the camera that is plugged into it. PressSaveButton asks the dock to
+/// connect to the camera first.
 inline constexpr Code ConnectedCamera = 0x9700, PressSaveButton = 0x9701, ConnectedCamera2 = 0x9702;
 
 constexpr bool isVendor(Code code) {
     return code >= 0x9000 && code < 0xA000;
 }
 
-/// How many parameters the standard gives an operation; none to those that it doesn't know.
+/// The number of parameters that ISO 15740 gives an operation; 0 for operations that it doesn't
+/// define.
 constexpr std::size_t parameterCount(Code code) {
     constexpr std::array<std::uint8_t, 28> counts{0, 1, 0, 0, 1, 3, 3, 1, 1, 1, 2, 2, 0, 2,
                                                   2, 0, 1, 2, 0, 1, 1, 1, 1, 1, 3, 3, 3, 2};
@@ -67,9 +68,9 @@ constexpr bool isImage(Code code) {
 }
 }  // namespace format
 
-/// Of every storage, or of objects of every kind, in a parameter.
+/// In a parameter: all storages, or objects of all kinds.
 inline constexpr std::uint32_t everything = 0xFFFFFFFF;
-/// The storage's root, where a parent is named.
+/// In the parameter of a parent: the root of the storage.
 inline constexpr std::uint32_t rootParent = 0xFFFFFFFF;
 
 }  // namespace zlk::camsim

@@ -1,6 +1,6 @@
 #pragma once
-// Containers as they stand on the bulk pipes: a header of twelve bytes, little-endian, and what
-// it announces.
+// PTP containers as they go over the bulk pipes: a header of twelve bytes, little-endian, and the
+// payload that it announces.
 
 #include <cstddef>
 #include <cstdint>
@@ -17,18 +17,20 @@ enum ContainerType : std::uint16_t { Command = 1, Data = 2, Response = 3, Event 
 
 struct ContainerHeader {
     static constexpr std::size_t size = 12;
-    static constexpr std::uint32_t unknownLength = 0xFFFFFFFF;  ///< 4 GiB or more
+    static constexpr std::uint32_t unknownLength = 0xFFFFFFFF;  ///< for containers of 4 GiB or more
 
+    /// In bytes, with the header.
     std::uint32_t length = 0;
     std::uint16_t type = 0, code = 0;
+    /// Number of the transaction.
     std::uint32_t id = 0;
 
-    /// `bytes` are twelve at least.
+    /// `bytes` must have at least twelve bytes.
     static ContainerHeader decode(ByteView bytes);
     Bytes encode() const;
 };
 
-/// A command, or what an event or a response says: at most five parameters.
+/// A command, event or response, which all have a code, a transaction and at most five parameters.
 struct Message {
     static constexpr std::size_t maxParameters = 5;
 
@@ -36,26 +38,29 @@ struct Message {
     std::uint32_t id = 0;
     std::vector<std::uint32_t> parameters;
 
-    /// 0 for one that didn't come: initiators leave out trailing zeros.
+    /// A parameter; 0 if it wasn't sent, because initiators leave out zeros at the end.
     std::uint32_t parameter(std::size_t index) const {
         return index < parameters.size() ? parameters[index] : 0;
     }
     Bytes encode(ContainerType type) const;
 };
 
-/// Bytes that stay where they are while `keeper` is held.
+/// Borrowed bytes that stay valid as long as `keeper` is held.
 struct Payload {
     ByteView bytes;
     std::shared_ptr<const void> keeper;
 
+    /// Takes the bytes over.
     static Payload of(Bytes bytes);
+    /// A part of the bytes, with the same keeper.
     Payload part(std::size_t offset, std::size_t count) const {
         return {bytes.subspan(offset, count), keeper};
     }
 };
 
-/// A number of `size` bytes, little-endian; `bytes` has them.
+/// Reads a little-endian number of `size` bytes, which `bytes` must have.
 std::uint64_t loadNumber(ByteView bytes, std::size_t size);
+/// Appends a little-endian number of `size` bytes.
 void appendNumber(Bytes& to, std::uint64_t value, std::size_t size);
 
 }  // namespace zlk::camsim

@@ -15,6 +15,7 @@
 namespace zlk::camsim {
 namespace {
 
+// No command is that long; a talker that sends more is cut off.
 constexpr std::size_t longestLine = 64 * 1024;
 
 [[noreturn]] void fail(const std::string& what, int error = errno) {
@@ -29,14 +30,16 @@ sockaddr_un addressOf(const std::string& path) {
     return address;
 }
 
-/// A broken pipe is told by EPIPE only: the program ignores the signal.
+/// Whether a call has to be repeated later. A closed pipe shows as EPIPE, because the program
+/// ignores the signal.
 bool wouldBlock(ssize_t result) {
     return result < 0 && (errno == EAGAIN || errno == EINTR);
 }
 
 }  // namespace
 
-/// One talker. Its answers are kept until he takes them; meanwhile nothing more is read.
+/// A connection. Its answers are kept until the talker reads them, and meanwhile nothing more is
+/// read, so that a talker who doesn't read can't fill the memory.
 class ControlChannel::Talk {
   public:
     Talk(ControlChannel& channel, int input, int output, bool owned, std::function<void()> closed)
@@ -55,6 +58,8 @@ class ControlChannel::Talk {
 
   private:
     void listen() {
+        // The loop knows one handler for each descriptor, and on a socket both directions have the
+        // same.
         if (output_ != input_) channel_.loop_.forget(output_);
         channel_.loop_.watch(input_, POLLIN, [this](short) { read(); });
     }
@@ -65,6 +70,7 @@ class ControlChannel::Talk {
         if (wouldBlock(count)) return;
         if (count <= 0) return end();
         line_.append(buffer.data(), static_cast<std::size_t>(count));
+        // Several commands may come in one read; each gets its answer, in order.
         for (std::size_t newline; (newline = line_.find('\n')) != std::string::npos;) {
             pending_ += channel_.answer_(line_.substr(0, newline)) + '\n';
             line_.erase(0, newline + 1);
@@ -76,6 +82,7 @@ class ControlChannel::Talk {
     void write() {
         while (!pending_.empty()) {
             const ssize_t count = ::write(output_, pending_.data(), pending_.size());
+            // The loop calls again when the talker has read something.
             if (wouldBlock(count)) {
                 if (output_ != input_) channel_.loop_.forget(input_);
                 return channel_.loop_.watch(output_, POLLOUT, [this](short) { write(); });
@@ -87,6 +94,7 @@ class ControlChannel::Talk {
     }
 
     void end() {
+        // `closed_` may end the program, so it comes before this object destroys itself.
         if (closed_) closed_();
         auto& talks = channel_.talks_;
         talks.erase(std::find_if(talks.begin(), talks.end(),
@@ -115,6 +123,7 @@ void ControlChannel::listenOn(const std::string& path) {
     const sockaddr_un address = addressOf(path);
     const int socket = ::socket(AF_UNIX, SOCK_STREAM | SOCK_CLOEXEC | SOCK_NONBLOCK, 0);
     if (socket < 0) fail(path);
+    // A socket that was left by a killed program would keep the name.
     ::unlink(path.c_str());
     if (::bind(socket, reinterpret_cast<const sockaddr*>(&address), sizeof address) != 0 ||
         ::listen(socket, 16) != 0) {
@@ -144,6 +153,7 @@ std::string tell(const std::string& path, const std::string& line) {
     if (::connect(socket, reinterpret_cast<const sockaddr*>(&address), sizeof address) != 0)
         fail(path);
     const std::string whole = line + '\n';
+    // A command is short enough for the socket to take it at once.
     if (::send(socket, whole.data(), whole.size(), MSG_NOSIGNAL) !=
         static_cast<ssize_t>(whole.size()))
         fail(path);

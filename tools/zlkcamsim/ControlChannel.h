@@ -1,5 +1,6 @@
 #pragma once
-// Where testers talk to a virtual camera: a Unix stream socket, or standard input and output.
+// The channel over which testers control a virtual camera: a Unix stream socket, or standard input
+// and output.
 
 #include <functional>
 #include <list>
@@ -12,17 +13,18 @@ namespace zlk::camsim {
 
 class ControlChannel {
   public:
+    /// Gets a line without its end, and returns the line of the answer.
     using Answer = std::function<std::string(const std::string& line)>;
 
-    /// Lines of any talker go to `answer`, which gives the line for it.
+    /// `answer` gets the lines of all talkers, on the loop's thread. The loop outlives this.
     ControlChannel(usbscan::EventLoop& loop, Answer answer);
     ~ControlChannel();
     ControlChannel(const ControlChannel&) = delete;
     ControlChannel& operator=(const ControlChannel&) = delete;
 
-    /// Makes the socket, in the place of an old one. Throws std::system_error.
+    /// Creates the socket, in the place of an old one. Throws std::system_error.
     void listenOn(const std::string& path);
-    /// `closed` is called when the input has ended.
+    /// `closed` is called when standard input ends.
     void serveStandardStreams(std::function<void()> closed);
 
   private:
@@ -39,8 +41,8 @@ class ControlChannel {
     std::list<std::unique_ptr<Talk>> talks_;
 };
 
-/// The other end: says one line to the socket at `path` and gives the answer's line. Throws
-/// std::system_error; std::runtime_error if no answer comes.
+/// The client: sends one line to the socket at `path`, waits for the answer's line, and returns it.
+/// Throws std::system_error, or std::runtime_error if no answer comes.
 std::string tell(const std::string& path, const std::string& line);
 
 }  // namespace zlk::camsim

@@ -11,6 +11,7 @@
 namespace zlk::camsim {
 namespace {
 
+// The word at this place; throws if there are too few.
 const std::string& word(const std::vector<std::string>& words, std::size_t index) {
     if (index >= words.size()) throw std::invalid_argument("too few words");
     return words[index];
@@ -21,7 +22,7 @@ std::uint32_t number(const std::vector<std::string>& words, std::size_t index,
     return static_cast<std::uint32_t>(parseNumber(word(words, index), most));
 }
 
-/// Whether the command's own word follows.
+/// Whether the one word that the command may have follows it; throws for another word.
 bool saysAlso(const std::vector<std::string>& words, std::string_view expected) {
     if (words.size() < 2) return false;
     if (words[1] != expected) throw std::invalid_argument("unknown: " + words[1]);
@@ -58,6 +59,7 @@ std::string ControlCommands::answer(const std::string& line) {
         const Command command = find(word(words, 0));
         if (!command) throw std::invalid_argument("no command: " + words.front());
         return (this->*command)(words);
+        // All other errors are the tester's, who gets their texts.
     } catch (const std::bad_alloc&) {
         throw;
     } catch (const std::exception& error) {
@@ -113,11 +115,13 @@ std::string ControlCommands::faults(const Words& words) {
     json.beginArray();
     for (const Fault& fault : camera_.faults().armed()) json.value(fault.text());
     json.endArray();
+    // The answer has the faults as they were before they are cleared.
     if (saysAlso(words, "clear")) camera_.faults().clear();
     return ok(json);
 }
 
 std::string ControlCommands::event(const Words& words) {
+    // An event belongs to no transaction; like a camera, it carries the number of the last one.
     Message event{
         static_cast<Code>(number(words, 1, 0xFFFF)), camera_.session().lastTransaction, {}};
     std::string form;
@@ -129,6 +133,8 @@ std::string ControlCommands::event(const Words& words) {
     }
     if (event.parameters.size() > Message::maxParameters)
         throw std::invalid_argument("too many parameters");
+    // `split` sends the event in two transfers, and `short` sends only its first bytes, as broken
+    // cameras do.
     const Bytes bytes = event.encode(Event);
     const auto cut = bytes.begin() + (form == "split" ? 8 : 4);
     if (form.empty()) {

@@ -1,5 +1,5 @@
 #pragma once
-// What a tester can tell a virtual camera: one command a line, one answer each.
+// The commands by which a tester controls a virtual camera: one in each line, with one answer.
 
 #include <functional>
 #include <string>
@@ -9,7 +9,8 @@
 
 namespace zlk::camsim {
 
-/// The cable, as far as commands have to do with it.
+/// The cable, as far as commands have to do with it: the callbacks of who owns the camera's place
+/// on the bus.
 struct Cable {
     std::function<void()> plug, unplug;
     std::function<bool()> isPlugged;
@@ -17,34 +18,40 @@ struct Cable {
 
 class ControlCommands {
   public:
-    /// `quit` is called for the command of that name. The camera outlives it.
+    /// `quit` is called for the command of that name. The camera outlives this.
     ControlCommands(VirtualCamera& camera, Cable cable, std::function<void()> quit);
 
-    /// `ok`, `ok ...` or `error ...`, without a line end; never throws but std::bad_alloc.
+    /// Executes a line and returns `ok`, `ok ...` or `error ...`, without a line end. Throws
+    /// nothing but std::bad_alloc.
     std::string answer(const std::string& line);
 
   private:
     using Words = std::vector<std::string>;
     using Command = std::string (ControlCommands::*)(const Words&);
+    /// Null if there is no such command.
     static Command find(const std::string& name);
 
+    // The cable and the session.
     std::string plug(const Words&);
     std::string unplug(const Words&);
     std::string quit(const Words&);
     std::string state(const Words&);
     std::string session(const Words& words);
     std::string behind(const Words& words);
+    // Faults and events.
     std::string fault(const Words& words);
     std::string faults(const Words& words);
     std::string event(const Words& words);
     std::string events(const Words& words);
 
+    // What lies on the cards: ControlCommands_objects.cpp.
     std::string add(const Words& words);
     std::string remove(const Words& words);
     std::string eject(const Words& words);
     std::string objects(const Words&);
     std::string sent(const Words&);
 
+    // What the host has done.
     std::string violations(const Words& words);
     std::string log(const Words& words);
     std::string stats(const Words&);

@@ -1,4 +1,4 @@
-// What lies on the camera's cards.
+// The commands that change and list what lies on the camera's cards.
 
 #include <ctime>
 #include <stdexcept>
@@ -12,9 +12,11 @@
 namespace zlk::camsim {
 namespace {
 
+// The bytes lie in memory, so their number is limited.
 constexpr std::uint64_t mostRandomBytes = 1u << 30;
 
-/// Anybody can make the same bytes: each is the highest of the next state.
+/// Bytes that a test can compute by itself, given the seed: each is the highest byte of the next
+/// state.
 Payload randomBytes(std::uint64_t size, std::uint64_t seed) {
     if (size > mostRandomBytes) throw std::invalid_argument("at most 1 GiB; larger ones as a file");
     Bytes bytes(size);
@@ -26,11 +28,13 @@ Payload randomBytes(std::uint64_t size, std::uint64_t seed) {
     return Payload::of(std::move(bytes));
 }
 
+/// Gives the object the file or the random bytes that the options name.
 void setContent(StoredObject& object, const Options& options) {
     if (options.has("file")) {
         object.path = utf8Text(nameOf(options.text("file")));
         if (!std::filesystem::is_regular_file(object.path))
             throw std::invalid_argument("no file: " + object.path.string());
+        // The file isn't the camera's, and stays when the object is deleted.
         object.borrowed = true;
         object.name = wideText(object.path.filename().string());
     } else {
@@ -54,6 +58,7 @@ std::string ControlCommands::add(const Words& words) {
     if (options.has("size"))
         object.statedSize = static_cast<std::uint32_t>(options.number("size", 0));
     if (options.has("date")) object.statedDate = nameOf(options.text("date"));
+    // The handle is reserved first, as an object may be its own parent, to confuse the host.
     object.handle = store.reserveHandle();
     object.parent = options.text("parent") == "self"
                         ? object.handle

@@ -33,7 +33,7 @@ std::u16string DatasetReader::text() {
     std::u16string value;
     if (!have(2 * units)) return value;
     for (std::size_t i = 0; i < units; ++i) value += static_cast<char16_t>(u16());
-    // A text without its terminating zero is none.
+    // A text has to end with a zero, or the dataset is broken.
     if (units && value.back() != 0) good_ = false;
     if (units) value.pop_back();
     return value;

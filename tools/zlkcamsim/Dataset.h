@@ -1,6 +1,6 @@
 #pragma once
-// Datasets, field by field: little-endian numbers, strings with a count of UTF-16 units that
-// includes the terminating zero, arrays behind a 32-bit count.
+// Writes and reads PTP datasets field by field: little-endian numbers, strings of UTF-16 with a
+// count that includes the terminating zero, and arrays with a 32-bit count in front.
 
 #include <string>
 #include <string_view>
@@ -15,11 +15,12 @@ class DatasetWriter {
     DatasetWriter& u16(std::uint16_t value) { return number(value, 2); }
     DatasetWriter& u32(std::uint32_t value) { return number(value, 4); }
     DatasetWriter& u64(std::uint64_t value) { return number(value, 8); }
-    /// Cut to 254 units, which is what a count of one byte leaves.
+    /// Longer texts are cut to 254 units, the most that a count of one byte allows with the zero.
     DatasetWriter& text(std::u16string_view value);
     DatasetWriter& u16s(const std::vector<std::uint16_t>& values) { return array(values); }
     DatasetWriter& u32s(const std::vector<std::uint32_t>& values) { return array(values); }
 
+    /// Returns the dataset and leaves this empty.
     Payload take() { return Payload::of(std::move(bytes_)); }
 
   private:
@@ -37,7 +38,8 @@ class DatasetWriter {
     Bytes bytes_;
 };
 
-/// Never reads behind the end: what isn't there is 0 or empty, and good() false from then on.
+/// Never reads beyond the end of the bytes. A field that isn't there reads as 0 or empty, and
+/// good() is false from then on.
 class DatasetReader {
   public:
     explicit DatasetReader(ByteView bytes) : rest_(bytes) {}
@@ -48,7 +50,7 @@ class DatasetReader {
     std::u16string text();
 
     bool good() const { return good_; }
-    /// Everything has been read, and it was there.
+    /// Whether everything has been read, and nothing was missing.
     bool complete() const { return good_ && rest_.empty(); }
 
   private:

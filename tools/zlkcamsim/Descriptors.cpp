@@ -26,7 +26,8 @@ void appendEndpoint(Bytes& to, std::uint8_t address, std::uint8_t kind, std::uin
 }  // namespace
 
 Bytes deviceDescriptorOf(const Identity& identity, std::uint16_t bulkPacketSize) {
-    // Packets of 1024 bytes are those of SuperSpeed, whose control packets are counted otherwise.
+    // Bulk packets of 1024 bytes mean SuperSpeed, where the size of control packets is given as an
+    // exponent: 9 stands for 512.
     const bool superSpeed = bulkPacketSize == 1024;
     Bytes bytes = bytesOf({18, deviceType});
     appendNumber(bytes, superSpeed ? 0x0300 : 0x0200, 2);
@@ -34,12 +35,14 @@ Bytes deviceDescriptorOf(const Identity& identity, std::uint16_t bulkPacketSize)
     appendNumber(bytes, identity.vid, 2);
     appendNumber(bytes, identity.pid, 2);
     appendNumber(bytes, 0x0100, 2);
+    // Indices of the three strings, and one configuration.
     for (const unsigned value : {1u, 2u, 3u, 1u}) appendNumber(bytes, value, 1);
     return bytes;
 }
 
 Bytes configurationDescriptorOf(std::uint16_t bulkPacketSize) {
     constexpr unsigned totalLength = 9 + 9 + 3 * 7, selfPowered = 0xC0, halfAnAmpere = 250;
+    // The interface has three endpoints and class 6, subclass 1, protocol 1: still image.
     Bytes bytes = bytesOf({9, configurationType, totalLength, 0, 1, 1, 0, selfPowered, halfAnAmpere,
                            9, interfaceType, 0, 0, 3, 6, 1, 1, 0});
     appendEndpoint(bytes, endpoint::BulkIn, bulk, bulkPacketSize, 0);
@@ -53,10 +56,11 @@ Bytes stringDescriptorOf(const Identity& identity, std::uint8_t index) {
                                      &identity.serial};
     if (index >= std::size(texts)) return {};
     Bytes units;
+    // String 0 lists the languages.
     if (!texts[index]) {
         appendNumber(units, usEnglish, 2);
     } else {
-        // The length of a descriptor is one byte.
+        // A descriptor's length has one byte, which leaves room for 126 units.
         for (const char16_t unit : wideText(*texts[index]).substr(0, 126))
             appendNumber(units, unit, 2);
     }

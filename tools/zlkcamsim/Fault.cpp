@@ -13,12 +13,13 @@ constexpr int C = static_cast<int>(Phase::Command), D = static_cast<int>(Phase::
               R = static_cast<int>(Phase::Response), A = static_cast<int>(Phase::After),
               X = static_cast<int>(Phase::Cancel);
 
+/// What a kind of fault allows, and what counts if the tester leaves something out.
 struct KindRow {
     std::string_view name;
     FaultKind kind;
     int phases;
     Phase usual;
-    std::uint32_t value;  // where none is given
+    std::uint32_t value;  // if none is given
 };
 
 constexpr std::array kinds{
@@ -64,6 +65,7 @@ auto rowOf(const Rows& rows, Member member, const Wanted& wanted) {
     return found == rows.end() ? nullptr : &*found;
 }
 
+/// Parses `at=`: bytes, or per cent of the payload.
 void setPlace(Fault& fault, std::string text) {
     fault.atPercent = text.ends_with('%');
     if (fault.atPercent) text.pop_back();
@@ -113,6 +115,7 @@ Fault Fault::parse(const std::vector<std::string>& words) {
 
 std::string Fault::text() const {
     std::string text(rowOf(kinds, &KindRow::kind, kind)->name);
+    // In the form that parse() reads.
     text += " op=" + (operation ? hexText(*operation) : "any");
     text += " phase=" + std::string(rowOf(phases, &PhaseRow::phase, phase)->name);
     text += " count=" + std::to_string(count) + " value=" + hexText(value, 1);
@@ -130,6 +133,7 @@ std::vector<Fault> FaultList::take(Phase phase, Code operation) {
     for (Fault& fault : faults_)
         if (fault.phase == phase && fault.operation.value_or(operation) == operation &&
             fault.count > 0) {
+            // Counted even if its place never comes up in this transaction.
             --fault.count;
             striking.push_back(fault);
         }

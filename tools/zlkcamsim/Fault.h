@@ -1,5 +1,5 @@
 #pragma once
-// What goes wrong on purpose, armed by a tester: kind, operation, phase, how many times.
+// The faults that a tester arms: what goes wrong, in which operation and phase, and how often.
 
 #include <optional>
 #include <string>
@@ -12,56 +12,59 @@
 namespace zlk::camsim {
 
 enum class FaultKind {
-    // in any phase
+    // In any phase.
     Unplug,   ///< the cable is pulled
     Stall,    ///< the pipe halts
     Silence,  ///< nothing comes, or is taken, any more
     Slow,     ///< `value` ms pass first
-    // of the command
+    // In the phase of the command.
     Answer,  ///< the operation isn't run; `value` is the response's code
-    // of a data phase to the host
-    Short,        ///< the transfer ends behind `at` bytes of the payload
+    // In a data phase to the host.
+    Short,        ///< the transfer ends after `at` bytes of the payload
     Truncate,     ///< the payload is cut to `value` bytes, and the container says so
     Grow,         ///< `value` bytes more, and the container says so
-    Patch,        ///< `bytes` replace what stands `at` this place of the payload
+    Patch,        ///< `bytes` replace those `at` this place of the payload
     ArrayCount,   ///< `value` instead of the count at the payload's beginning
     StringCount,  ///< `value` instead of the count of the dataset's first string
     Glue,         ///< the response follows in the same transfer
-    // of either container to the host
-    NoZeroPacket,     ///< which was due behind a full packet
-    ExtraZeroPacket,  ///< one more
-    ExtraByte,        ///< in place of the packet of no bytes that was due
+    // In the data or response container to the host.
+    NoZeroPacket,     ///< the zero-length packet after a full one is left out
+    ExtraZeroPacket,  ///< one more zero-length packet comes
+    ExtraByte,        ///< a byte comes instead of the zero-length packet
     ZeroPacketFirst,
-    SplitHeader,  ///< the header in a packet of its own
-    Stale,        ///< a container of type `value`, left over from another transaction, comes first
-    Zeros,        ///< `value` bytes of zero stand in front
+    SplitHeader,  ///< the header comes in a packet of its own
+    Stale,        ///< an old container of type `value` from another transaction comes first
+    Zeros,        ///< `value` bytes of zero come in front
     SetCode,
     SetId,
     SetType,
     SetLength,
-    // of the class request
+    // In the class request to cancel.
     CancelStall,
-    CancelBusy  ///< the status afterwards is busy
+    CancelBusy  ///< the status after the cancel request is busy
 };
 
+/// Which part of a transaction; bits, so that a kind can allow several.
 enum class Phase { Command = 1, Data = 2, Response = 4, After = 8, Cancel = 16 };
 
+/// A fault that is armed.
 struct Fault {
     FaultKind kind{};
-    std::optional<Code> operation;  ///< none: any
+    std::optional<Code> operation;  ///< none: any operation
     Phase phase{};
-    unsigned count = 1;  ///< how many times more
+    unsigned count = 1;  ///< how often it still strikes
     std::uint32_t value = 0;
-    std::uint64_t at = 0;  ///< bytes of the payload, or per cent of them
+    std::uint64_t at = 0;  ///< bytes of the payload, or per cent of it
     bool atPercent = false;
     Bytes bytes{};
 
-    /// `stall op=0x1009 phase=data at=50% count=2`; `words` behind the first are `key=value`.
-    /// Throws std::invalid_argument with a text for the tester.
+    /// Parses words such as `stall op=0x1009 phase=data at=50% count=2`. Throws
+    /// std::invalid_argument with a text for the tester.
     static Fault parse(const std::vector<std::string>& words);
+    /// The fault in words that parse() reads.
     std::string text() const;
 
-    /// Where it strikes, in a payload of this size.
+    /// The place in a payload of this size at which it strikes.
     std::uint64_t offsetIn(std::uint64_t size) const;
 };
 
@@ -71,9 +74,10 @@ class FaultList {
     void clear() { faults_.clear(); }
     const std::vector<Fault>& armed() const { return faults_; }
 
-    /// Those that strike now, in the order of their arming; each counts as having struck.
+    /// The faults that strike in this phase of the operation, in the order in which they were
+    /// armed. Each is counted, and is gone when it has struck often enough.
     std::vector<Fault> take(Phase phase, Code operation);
-    /// Of the class request: whether one of this kind strikes now.
+    /// The same for the cancel request: whether a fault of this kind strikes now.
     bool take(FaultKind kind);
 
   private:

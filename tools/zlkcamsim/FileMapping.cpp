@@ -23,6 +23,7 @@ Payload mapFile(const std::filesystem::path& path) {
     struct stat status {};
     void* start = nullptr;
     std::size_t size = 0;
+    // An empty file can't be mapped; its payload is empty.
     if (::fstat(file, &status) == 0 && status.st_size > 0) {
         size = static_cast<std::size_t>(status.st_size);
         start = ::mmap(nullptr, size, PROT_READ, MAP_SHARED, file, 0);
@@ -34,6 +35,7 @@ Payload mapFile(const std::filesystem::path& path) {
         fail(path);
     }
     if (!start) return {};
+    // The mapping lives as long as the last payload that refers to it.
     return {{static_cast<const std::byte*>(start), size},
             std::shared_ptr<const void>(start, [size](void* mapped) { ::munmap(mapped, size); })};
 }

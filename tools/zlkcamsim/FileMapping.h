@@ -1,5 +1,5 @@
 #pragma once
-// Files of a storage, read in place.
+// Maps files of a storage into memory, so that they are sent without being copied.
 
 #include <filesystem>
 
@@ -7,8 +7,8 @@
 
 namespace zlk::camsim {
 
-/// The whole file, mapped. A file that somebody shortens while it is being sent ends the program.
-/// Throws std::system_error.
+/// The whole file as a payload. If another program shortens the file while it is being sent, the
+/// access to the missing part ends this program. Throws std::system_error.
 Payload mapFile(const std::filesystem::path& path);
 
 }  // namespace zlk::camsim

@@ -6,13 +6,14 @@
 namespace zlk::camsim {
 namespace {
 
-/// The body of an EXIF block: numbers in either order, directories of fields at offsets.
+/// Reads a TIFF block, the body of EXIF: numbers in either byte order, in directories at offsets.
 class Tiff {
   public:
     explicit Tiff(ByteView bytes) : bytes_(bytes) {
         bigEndian_ = !bytes.empty() && bytes[0] == std::byte{'M'};
     }
 
+    // 0 if the bytes aren't there, as in all functions that follow.
     std::uint32_t number(std::size_t offset, std::size_t size) const {
         if (offset > bytes_.size() || bytes_.size() - offset < size) return 0;
         std::uint32_t value = 0;
@@ -22,7 +23,7 @@ class Tiff {
         return value;
     }
 
-    /// The offset of a field's record in the directory.
+    /// The offset of a tag's entry in a directory.
     std::optional<std::size_t> find(std::size_t directory, std::uint32_t tag) const {
         const std::uint32_t count = number(directory, 2);
         for (std::size_t i = 0; i < count; ++i)
@@ -33,6 +34,7 @@ class Tiff {
         const auto record = find(directory, tag);
         return record ? number(*record + 8, 4) : 0;
     }
+    // The offset of the following directory is after the last entry.
     std::size_t next(std::size_t directory) const {
         return number(directory + 2 + 12 * number(directory, 2), 4);
     }
@@ -42,6 +44,7 @@ class Tiff {
         if (!record) return {};
         const std::size_t count = number(*record + 4, 4);
         const std::size_t offset = number(*record + 8, 4);
+        // Up to four characters would stand in the entry itself; no date is that short.
         if (count < 5 || offset > bytes_.size() || bytes_.size() - offset < count) return {};
         const auto* start = reinterpret_cast<const char*>(bytes_.data()) + offset;
         return {start, std::find(start, start + count, '\0')};
@@ -55,9 +58,11 @@ class Tiff {
 void readExif(JpegFacts& facts, ByteView exif, std::size_t offsetInFile) {
     const Tiff tiff(exif);
     const std::size_t first = tiff.number(4, 4);
+    // 0x8769 leads to the EXIF directory, and 0x9003 is when the picture was taken.
     facts.captured = tiff.text(tiff.value(first, 0x8769), 0x9003);
     const std::size_t second = tiff.next(first);
     if (!second) return;
+    // The second directory describes the thumbnail: its offset and its length.
     const std::size_t offset = tiff.value(second, 0x0201), size = tiff.value(second, 0x0202);
     if (offset >= exif.size() || size > exif.size() - offset) return;
     facts.thumbnailOffset = offsetInFile + offset;
@@ -68,7 +73,8 @@ std::size_t bigNumber(ByteView bytes) {
     return std::to_integer<std::size_t>(bytes[0]) << 8 | std::to_integer<std::size_t>(bytes[1]);
 }
 
-/// Of a baseline or progressive frame; 0xC4, 0xC8 and 0xCC are other things.
+/// Whether a marker begins a frame, baseline or progressive, whose header has the picture's size.
+/// 0xC4, 0xC8 and 0xCC are in the same range and have other meanings.
 bool startsFrame(unsigned marker) {
     return marker == 0xC0 || (marker > 0xC0 && marker <= 0xCF && marker % 4 != 0);
 }
@@ -80,6 +86,7 @@ JpegFacts JpegFacts::of(ByteView file) {
                                           std::byte{'f'}, std::byte{0},   std::byte{0}};
     JpegFacts facts;
     if (file.size() < 4 || bigNumber(file) != 0xFFD8) return facts;
+    // Walks the segments up to the frame. After it comes the picture's data, which has no segments.
     for (std::size_t at = 2; file.size() - at >= 4 && file[at] == std::byte{0xFF};) {
         const auto marker = std::to_integer<unsigned>(file[at + 1]);
         const std::size_t length = bigNumber(file.subspan(at + 2));

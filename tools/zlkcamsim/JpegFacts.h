@@ -1,5 +1,5 @@
 #pragma once
-// What a camera knows of a picture that it has taken, read from the picture itself.
+// What a camera knows about a picture that it has taken. The virtual one reads it from the file.
 
 #include <string>
 
@@ -8,12 +8,13 @@
 namespace zlk::camsim {
 
 struct JpegFacts {
-    std::uint32_t width = 0, height = 0;  ///< 0: not found
-    std::string captured;                 ///< `2006:07:15 10:30:00`, or empty
-    /// The embedded EXIF thumbnail, a JPEG; without bytes if there is none.
+    std::uint32_t width = 0, height = 0;  ///< 0 if not found
+    std::string captured;                 ///< as in `2006:07:15 10:30:00`; empty if not found
+    /// Position and size of the EXIF thumbnail, itself a JPEG, in the file; size 0 if there is
+    /// none.
     std::size_t thumbnailOffset = 0, thumbnailSize = 0;
 
-    /// All defaults for what is no JPEG.
+    /// Everything is at its default if the file isn't a JPEG.
     static JpegFacts of(ByteView file);
 };
 

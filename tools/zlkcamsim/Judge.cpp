@@ -8,6 +8,7 @@
 namespace zlk::camsim {
 namespace {
 
+// A host that breaks a rule all the time must not fill the memory.
 constexpr std::size_t maxViolations = 1000;
 
 std::size_t mostParameters(Code code) {
@@ -19,6 +20,7 @@ bool mayComeWithoutSession(Code code) {
            code == operation::ResetDevice || operation::isVendor(code);
 }
 
+/// The id that follows; 0 and 0xFFFFFFFF aren't ids of transactions.
 std::uint32_t idBehind(std::uint32_t id) {
     return id >= 0xFFFFFFFE ? 1 : id + 1;
 }
@@ -41,6 +43,7 @@ void Judge::command(const ContainerHeader& header, std::size_t arrived, bool tra
               " where a command belongs: " + name);
         return;
     }
+    // Only the first of these is reported, as one error would cause the others.
     if (header.length != arrived)
         blame(name + ": the container says " + std::to_string(header.length) + " bytes, " +
               std::to_string(arrived) + " came");
@@ -50,13 +53,15 @@ void Judge::command(const ContainerHeader& header, std::size_t arrived, bool tra
         blame(name + ": too many parameters");
     if (transactionOpen) blame(name + ": while the transaction before it is open");
     judgeId(header);
-    // A session that is opened once more comes between and says nothing about the count.
+    // Opening the session again says nothing about the count of ids, so that an excuse from before
+    // is still valid after it.
     if (header.code != operation::OpenSession) reusable_.reset();
 }
 
 void Judge::judgeId(const ContainerHeader& header) {
     const std::string name = nameOf(header);
     if (header.code == operation::OpenSession) {
+        // The count begins anew with each session.
         if (header.id != 0) blame(name + ": a session is opened with id 0");
         excused_ = false;
         return;
@@ -66,9 +71,11 @@ void Judge::judgeId(const ContainerHeader& header) {
         return;
     }
     const std::uint32_t expected = idBehind(session_.lastTransaction);
+    // After a broken transaction its id may come again, or be passed over.
     const bool mayFollow = reusable_ && header.id == idBehind(*reusable_);
     if (header.id == expected || header.id == reusable_ || mayFollow) return;
-    // A host that was killed behind the response has stored no count: its id comes once more.
+    // A host that was killed after the response has not stored its count, and its successor uses
+    // the last id again. That is accepted once for each id.
     if (header.id == session_.lastTransaction && repeated_ != header.id) {
         repeated_ = header.id;
         ++repeats_;
@@ -82,6 +89,7 @@ void Judge::data(const ContainerHeader& header, std::uint64_t arrived, const Mes
     if (header.type != Data) blame(name + ": container type " + std::to_string(header.type));
     if (header.code != command.code) blame(name + ": carries code " + hexText(header.code));
     if (header.id != command.id) blame(name + ": carries id " + std::to_string(header.id));
+    // A length of 4 GiB or more doesn't fit, and is written as 0xFFFFFFFF.
     const bool tooLongToSay =
         header.length == ContainerHeader::unknownLength && arrived >= header.length;
     if (header.length != arrived && !tooLongToSay)
@@ -93,7 +101,8 @@ void Judge::cancelRequest(ByteView request, std::optional<std::uint32_t> openId)
     constexpr std::uint64_t cancelTransaction = 0x4001;
     if (request.size() != 6 || loadNumber(request, 2) != cancelTransaction)
         blame("cancel request: six bytes with code 0x4001 are due");
-    // 0 is for a host that has found the device in the middle of somebody else's transaction.
+    // A host may find the device in the middle of another program's transaction, whose id it
+    // doesn't know. It sends 0 then.
     else if (const auto id = loadNumber(request.subspan(2), 4); openId && id && id != *openId)
         blame("cancel request: not for the transaction that is open");
 }

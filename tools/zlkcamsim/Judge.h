@@ -1,6 +1,6 @@
 #pragma once
-// Watches what the host sends, and keeps a record of what no initiator may do. What the camera
-// itself spoils by a fault is not held against the host.
+// Watches what the host sends and records where it breaks the rules of PTP and of the still image
+// class. The host isn't blamed for what a fault of the camera caused.
 
 #include <deque>
 #include <optional>
@@ -15,34 +15,38 @@ class Judge {
   public:
     explicit Judge(const Session& session) : session_(session) {}
 
-    /// A container came where a command belongs: `arrived` bytes in one transfer.
-    /// `transactionOpen`: the response of the one before hasn't been handed out.
+    /// A container arrived where a command is expected. `arrived` is the length of its transfer,
+    /// and `transactionOpen` says that the host hasn't fetched the previous response yet.
     void command(const ContainerHeader& header, std::size_t arrived, bool transactionOpen);
-    /// The data phase of `command`.
+    /// The data phase of `command` arrived, with `arrived` bytes in all.
     void data(const ContainerHeader& header, std::uint64_t arrived, const Message& command);
-    /// Request 0x64; `openId` of the transaction that is open.
+    /// The class request 0x64 arrived. `openId` is the transaction that is open, if there is one.
     void cancelRequest(ByteView request, std::optional<std::uint32_t> openId);
 
-    /// A transaction ended before its response, or never began: its id may be used once more, or
-    /// be left behind.
+    /// A transaction ended without a response, or never began. The host may use its id again, or
+    /// leave it out.
     void transactionBroken(std::uint32_t id) { reusable_ = id; }
-    /// The session went without the host's knowing: it may go on until it finds out.
+    /// The session ended without the host's knowledge. The host may go on with it until it notices.
     void sessionLost() { excused_ = true; }
 
-    /// Something else that is wrong. The last thousand are kept.
+    /// Records a violation as a text. The last thousand are kept.
     void blame(std::string what);
     const std::deque<std::string>& violations() const { return violations_; }
-    /// How many ids came a second time behind their response, as after a host that was killed.
+    /// How many ids came again after their response, as from a host that was killed.
     unsigned repeats() const { return repeats_; }
     void clear() { violations_.clear(); }
 
   private:
     void judgeId(const ContainerHeader& header);
 
+    // What the camera has counted, for comparison.
     const Session& session_;
+    // The id of a broken transaction, which may come again or be left out.
     std::optional<std::uint32_t> reusable_;
+    // The last id that was accepted a second time.
     std::optional<std::uint32_t> repeated_;
     unsigned repeats_ = 0;
+    // Commands without a session are excused.
     bool excused_ = false;
     std::deque<std::string> violations_;
 };

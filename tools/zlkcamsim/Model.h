@@ -1,5 +1,5 @@
 #pragma once
-// What tells one model of camera from another.
+// The models that the virtual camera can play, and how they differ.
 
 #include <cstdint>
 #include <span>
@@ -9,31 +9,32 @@
 
 namespace zlk::camsim {
 
-/// How a camera presents itself.
+/// How a camera presents itself on USB and in its DeviceInfo.
 struct Identity {
     std::uint16_t vid = 0x0ABC, pid = 0x0001;
     std::string manufacturer = "Zephyr-Lanthorn", product = "Glimmerbox 539",
                 serial = "ZL539-0004711";  ///< UTF-8
 };
 
-/// What a device tells of a camera that is plugged into it.
+/// How a dock answers when it is asked about the camera that is plugged into it.
 enum class PassThrough : std::uint8_t {
-    Anything,  ///< all that it is asked, at any time
-    None,      ///< it doesn't know the question
-    Plain,     ///< which one it is
-    Button,    ///< only while looking, until somebody has pressed the button
+    Anything,  ///< answers all questions, at any time
+    None,      ///< doesn't know the questions: the device is a camera
+    Plain,     ///< answers which camera it is
+    Button,    ///< answers to the first question only after PressSaveButton
 };
 
-/// What a camera does; by default all that one of them can.
+/// What a camera can do; by default everything.
 struct Traits {
-    bool hasClock = true;       ///< the property DateTime
-    bool takesObjects = true;   ///< from the host: menus and messages
+    bool hasClock = true;       ///< it has the property DateTime
+    bool takesObjects = true;   ///< it takes objects from the host: menus and messages
     bool dropsOrders = true;    ///< print order and intent file can be deleted
-    bool deletesLater = false;  ///< an object is there until its ObjectRemoved has been fetched
+    bool deletesLater = false;  ///< deleted objects stay until their ObjectRemoved is fetched
     PassThrough passThrough = PassThrough::Anything;
     Quirks quirks = {};
 };
 
+/// A model with its name on the command line.
 struct Model {
     std::string name;
     Identity identity;

@@ -1,5 +1,5 @@
 #pragma once
-// Numbers and bytes as testers write and read them.
+// Numbers and bytes in the form in which testers write and read them.
 
 #include <string>
 
@@ -7,14 +7,15 @@
 
 namespace zlk::camsim {
 
-/// `0x1009`
+/// As in `0x1009`, with at least this many digits.
 std::string hexText(std::uint32_t number, int digits = 4);
-/// `0x1009` or `4105`. Throws std::invalid_argument for anything else, or above `most`.
+/// Parses `0x1009` or `4105`. Throws std::invalid_argument for other texts and for numbers above
+/// `most`.
 std::uint64_t parseNumber(const std::string& text, std::uint64_t most);
 
-/// Two digits for each byte.
+/// Two digits in lower case for each byte.
 std::string hexOf(ByteView bytes);
-/// Throws std::invalid_argument for what is none.
+/// Parses pairs of digits; throws std::invalid_argument for another text.
 Bytes parseHex(const std::string& text);
 
 }  // namespace zlk::camsim

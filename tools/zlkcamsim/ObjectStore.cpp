@@ -14,6 +14,7 @@ namespace fs = std::filesystem;
 
 std::uint64_t StoredObject::size() const {
     if (path.empty() || isFolder()) return memory.bytes.size();
+    // The file may have vanished; an error then shows when its content is read.
     std::error_code missing;
     const auto size = fs::file_size(path, missing);
     return missing ? 0 : size;
@@ -43,6 +44,7 @@ const JpegFacts& StoredObject::facts() const {
 }
 
 void ObjectStore::addStorage(const fs::path& folder) {
+    // The upper half of a storage's id is the slot, the lower half the partition.
     const std::uint32_t id = ++lastStorage_ << 16 | 1;
     storages_.push_back({id, fs::canonical(folder)});
     scan(storages_.back().folder, id, 0);
@@ -55,9 +57,11 @@ bool ObjectStore::removeStorage(std::uint32_t id) {
 
 void ObjectStore::scan(const fs::path& folder, std::uint32_t storage, std::uint32_t parent) {
     std::vector<fs::directory_entry> entries{fs::directory_iterator(folder), {}};
+    // Sorted, so that the same folder always gets the same handles.
     std::sort(entries.begin(), entries.end());
     for (const fs::directory_entry& entry : entries) {
         const std::string name = entry.path().filename();
+        // A link to a folder could lead in a circle.
         const bool isFolder = entry.is_directory() && !entry.is_symlink();
         if (name.starts_with('.') || !(isFolder || entry.is_regular_file())) continue;
         StoredObject object;
@@ -90,18 +94,20 @@ StoredObject& ObjectStore::add(StoredObject object) {
 
 bool ObjectStore::remove(std::uint32_t handle) {
     std::vector<std::uint32_t> doomed{handle};
-    // Each once, since testers make objects that lie in themselves.
+    // Each object is entered once, since testers make objects that lie in themselves.
     for (std::size_t i = 0; i < doomed.size(); ++i)
         for (const auto& [child, object] : objects_)
             if (object.parent == doomed[i] &&
                 std::find(doomed.begin(), doomed.end(), child) == doomed.end())
                 doomed.push_back(child);
     bool whole = true;
+    // From the inside out, so that folders are empty when their turn comes.
     for (auto each = doomed.rbegin(); each != doomed.rend(); ++each) {
         const auto found = objects_.find(*each);
         if (found == objects_.end()) return false;
         const StoredObject& object = found->second;
         std::error_code error;
+        // A folder stays if anything in it, or anything before, couldn't be removed.
         const bool kept = object.isProtected || (object.isFolder() && !whole);
         if (!kept && !object.path.empty() && !object.borrowed) fs::remove(object.path, error);
         if (kept || error)
@@ -117,6 +123,8 @@ void ObjectStore::forget(const fs::path& file) {
 }
 
 fs::path ObjectStore::folderPath(std::uint32_t storageId, std::uint32_t parent) const {
+    // An object without a file, such as a folder that a tester made up, has its children in the
+    // storage's own folder.
     const auto folder = objects_.find(parent);
     if (folder != objects_.end() && !folder->second.path.empty()) return folder->second.path;
     const Storage* const home = storage(storageId);
@@ -157,7 +165,7 @@ std::string safeFileName(const std::u16string& name) {
     std::replace_if(
         safe.begin(), safe.end(),
         [](char c) { return c == '/' || c == '\\' || static_cast<unsigned char>(c) < 0x20; }, '_');
-    // No hidden file either, and with it no `..`.
+    // No hidden name, which also excludes `..`.
     if (safe.starts_with('.')) safe[0] = '_';
     while (safe.size() > 255) safe.pop_back();
     return safe.empty() ? "UNNAMED" : safe;

@@ -1,6 +1,6 @@
 #pragma once
-// The storages of a camera, each a folder of this machine, and the objects on them. Handles are
-// given once and never again.
+// The storages of a camera, each a folder of this machine, and the objects on them. A handle is
+// never used for a second object.
 
 #include <chrono>
 #include <deque>
@@ -15,41 +15,46 @@
 
 namespace zlk::camsim {
 
+/// A file or folder of the camera, or one that a tester has made up.
 struct StoredObject {
     std::uint32_t handle = 0, storage = 0;
     std::uint32_t parent = 0;  ///< handle of its folder; 0: it lies in the root
     std::u16string name;
     Code format = format::Undefined;
     bool isProtected = false;
-    std::filesystem::path path;  ///< empty: the content is `memory`
-    bool borrowed = false;       ///< the file belongs to somebody else and outlives the object
+    std::filesystem::path path;  ///< its file; empty if the content is `memory`
+    bool borrowed = false;  ///< the file isn't the camera's and stays when the object is deleted
     Payload memory;
-    std::time_t taken = 0;  ///< of content in memory
-    // What ObjectInfo says instead of the truth.
+    std::time_t taken = 0;  ///< when content in memory was made
+    // Values that ObjectInfo gives instead of the true ones, to test the host.
     std::optional<std::uint32_t> statedSize;
     std::optional<std::u16string> statedDate;
-    mutable std::optional<JpegFacts> picture;  ///< once somebody has asked
+    mutable std::optional<JpegFacts> picture;  ///< read when first asked for
 
     bool isFolder() const { return format == format::Association; }
+    /// Bytes of the content; 0 if the file has vanished.
     std::uint64_t size() const;
     std::time_t modified() const;
-    /// Throws std::system_error.
+    /// The content, mapped if it is a file. Throws std::system_error.
     Payload content() const;
+    /// Facts of a JPEG picture; the defaults for other objects.
     const JpegFacts& facts() const;
 };
 
+/// A card.
 struct Storage {
     std::uint32_t id;
     std::filesystem::path folder;
 };
 
+/// Used on the thread of the event loop only.
 class ObjectStore {
   public:
-    /// With everything that it holds but hidden files and links to folders. Throws
-    /// std::filesystem::filesystem_error.
+    /// Adds a folder as a storage, with everything in it except hidden files and links to folders.
+    /// Throws std::filesystem::filesystem_error.
     void addStorage(const std::filesystem::path& folder);
 
-    /// Takes the card out: its objects are gone, its files stay. False if there is none.
+    /// Takes a card out: its objects disappear, its files stay. False if there is no such storage.
     bool removeStorage(std::uint32_t id);
 
     const std::deque<Storage>& storages() const { return storages_; }
@@ -57,20 +62,22 @@ class ObjectStore {
     const Storage* storage(std::uint32_t id) const;
 
     const std::map<std::uint32_t, StoredObject>& objects() const { return objects_; }
+    /// Null if there is no such object. Valid until the object is removed.
     StoredObject* find(std::uint32_t handle);
 
-    /// A handle that no object has had.
+    /// Returns a handle that no object has had.
     std::uint32_t reserveHandle() { return ++lastHandle_; }
-    /// Under its handle, or a new one if that is 0.
+    /// Adds an object under its handle, or under a new one if its handle is 0.
     StoredObject& add(StoredObject object);
-    /// The object and what lies in it, with its files. False if something of it is protected, or
-    /// its file can't be removed: that stays, and the folders above it.
+    /// Removes an object and everything in it, with the files. False if something is protected or
+    /// its file can't be removed; this, and the folders above it, stay.
     bool remove(std::uint32_t handle);
 
-    /// Any object whose content is this file, which stays.
+    /// Removes the objects whose content is this file, and leaves the file.
     void forget(const std::filesystem::path& file);
 
-    /// Where the things of a folder lie; the storage's own for parent 0.
+    /// The folder on this machine for the contents of a folder of the camera; for parent 0 that of
+    /// the storage. Empty if there is no such storage.
     std::filesystem::path folderPath(std::uint32_t storage, std::uint32_t parent) const;
 
   private:
@@ -81,9 +88,10 @@ class ObjectStore {
     std::uint32_t lastHandle_ = 0, lastStorage_ = 0;
 };
 
-/// By the name's extension.
+/// The format that belongs to a name's extension.
 Code formatOf(const std::u16string& name);
-/// As a file's name that stays in its folder: never empty, no slash, no control character.
+/// A safe name for the file of an object: never empty, without slashes or control characters, and
+/// not hidden.
 std::string safeFileName(const std::u16string& name);
 
 }  // namespace zlk::camsim

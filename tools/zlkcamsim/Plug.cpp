@@ -17,10 +17,12 @@ void Plug::plug() {
         deviceFolder(), name_,
         usbscan::DeviceDescription{identity.vid, identity.pid, identity.manufacturer,
                                    identity.product, identity.serial});
+    // The old host is removed only now: unplug() may be called from inside of it.
     host_.reset();
     camera_.busReset();
     plugging_ = std::make_shared<int>();
-    // A host that can't bring the camera back takes it for gone.
+    // If the host can't bring the camera back, it gives up, and the camera disappears from the bus.
+    // An old host's end must not take a newer entry away, hence `plugging_`.
     host_ = std::make_unique<usbscan::DeviceHost>(
         loop_, std::make_unique<SimulatedDevice>(loop_, camera_), std::chrono::milliseconds(0),
         [this, plugging = std::weak_ptr(plugging_)] {

@@ -1,5 +1,5 @@
 #pragma once
-// Plugs a virtual camera into this machine, and pulls it out.
+// Connects a virtual camera to this machine's bus, and disconnects it.
 
 #include <memory>
 #include <string>
@@ -12,13 +12,14 @@ namespace zlk::camsim {
 
 class Plug {
   public:
-    /// `name` of the entry, of letters, digits and `-`. Camera and loop outlive it.
+    /// `name` is that of the entry among the devices: letters, digits and `-`. Camera and loop
+    /// outlive this.
     Plug(usbscan::EventLoop& loop, VirtualCamera& camera, std::string name);
 
-    /// Harmless for one that is plugged in. Throws std::system_error if another process serves a
-    /// device of this name.
+    /// Makes the camera appear; does nothing if it is there. Throws std::system_error if another
+    /// process serves a device of this name.
     void plug();
-    /// Every client is told at once, and nobody finds the device any more.
+    /// Makes the camera disappear. All clients learn of it at once.
     void unplug();
     bool isPlugged() const { return entry_ != nullptr; }
 
@@ -26,9 +27,12 @@ class Plug {
     usbscan::EventLoop& loop_;
     VirtualCamera& camera_;
     std::string name_;
+    // What lets others find the camera; null while it is unplugged.
     std::unique_ptr<usbscan::DeviceEntry> entry_;
-    std::unique_ptr<usbscan::DeviceHost> host_;  ///< stays behind an unplugging
-    std::shared_ptr<const int> plugging_;        ///< the one that a host's end belongs to
+    // Stays after an unplugging, until its clients have gone.
+    std::unique_ptr<usbscan::DeviceHost> host_;
+    // Its end shows that a callback belongs to an earlier host.
+    std::shared_ptr<const int> plugging_;
 };
 
 }  // namespace zlk::camsim

@@ -1,4 +1,5 @@
 #pragma once
+// Reads and writes dates in the form of PTP, in the local time of the camera.
 
 #include <ctime>
 #include <optional>
@@ -6,9 +7,10 @@
 
 namespace zlk::camsim {
 
-/// `20060715T103000`, local time.
+/// As in `20060715T103000`, local time.
 std::u16string ptpDate(std::time_t time);
-/// Fractions of a second and zones behind it are passed over: cameras know neither.
+/// Parses such a date; none if it isn't one. Fractions of a second and a time zone may follow and
+/// are ignored, because cameras know neither.
 std::optional<std::time_t> timeOfPtpDate(const std::u16string& date);
 
 }  // namespace zlk::camsim

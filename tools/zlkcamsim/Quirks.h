@@ -1,5 +1,5 @@
 #pragma once
-// What cameras of other makers do otherwise, each by itself.
+// Habits of other makers' cameras, each of which can be switched on by itself.
 
 #include <string>
 #include <vector>
@@ -9,18 +9,19 @@
 namespace zlk::camsim {
 
 struct Quirks {
-    /// The answer to an operation that comes with fewer parameters than the standard gives it;
-    /// 0: those that were left out are zeros.
+    /// The response to an operation that comes with fewer parameters than ISO 15740 gives it. 0:
+    /// missing parameters count as zeros.
     Code missingParameter = 0;
-    bool noCount = false;         ///< GetNumObjects isn't known
-    bool noFormatFilter = false;  ///< objects of one format alone aren't listed
-    bool rootOnly = false;        ///< who names no parent gets what lies in the root
-    bool listsItself = false;     ///< a folder is one of its own children
-    bool listsParent = false;     ///< and so is the folder that it lies in
-    bool listsTwice = false;      ///< every handle
+    bool noCount = false;         ///< GetNumObjects isn't supported
+    bool noFormatFilter = false;  ///< objects of a single format can't be listed
+    bool rootOnly = false;        ///< without a parent only the root's objects are listed
+    bool listsItself = false;     ///< a folder is listed among its own children
+    bool listsParent = false;     ///< a folder's parent is listed among its children
+    bool listsTwice = false;      ///< each handle is listed twice
 };
 
-/// Words as in `all-parameters=0x2014` and `no-count`. Throws std::invalid_argument for others.
+/// Parses words such as `all-parameters=0x2014` and `no-count`. Throws std::invalid_argument for
+/// others.
 Quirks quirksOf(const std::vector<std::string>& words);
 
 }  // namespace zlk::camsim

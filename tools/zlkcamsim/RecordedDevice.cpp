@@ -10,7 +10,8 @@ using usbscan::UsbEvent;
 constexpr std::uint8_t deviceType = 1, configurationType = 2, stringType = 3, interfaceType = 4,
                        endpointType = 5;
 constexpr std::size_t deviceSize = 18, interfaceSize = 9, endpointSize = 7;
-/// A bus has no more devices, and each can be asked for one thing at a time.
+/// Requests under way and devices that are remembered. A bus has no more devices, and each gets one
+/// request at a time.
 constexpr std::size_t mostAsked = 128;
 
 std::uint8_t byteAt(ByteView bytes, std::size_t at) {
@@ -21,6 +22,8 @@ std::uint8_t byteAt(ByteView bytes, std::size_t at) {
 
 void RecordedDevice::control(const UsbEvent& event) {
     const Address address{event.bus, event.device};
+    // The request says which descriptor is meant, and its completion has the bytes; both are joined
+    // here by the number of the transfer.
     if (event.kind == UsbEvent::Kind::Submission) {
         constexpr std::uint8_t standardIn = 0x80, getDescriptor = 6;
         if (!event.setup || byteAt(*event.setup, 0) != standardIn ||
@@ -31,26 +34,31 @@ void RecordedDevice::control(const UsbEvent& event) {
         return;
     }
     const auto asked = asked_.extract({address, event.transfer});
+    // A descriptor that was recorded only in part is of no use.
     if (asked.empty() || event.status != 0 || event.data.size() != event.length) return;
     keep(address, asked.mapped().first, asked.mapped().second, event.data);
 }
 
 void RecordedDevice::keep(const Address& address, std::uint8_t type, std::uint8_t index,
                           ByteView bytes) {
-    // A host asks for a descriptor's beginning first, to learn its length.
+    // A host first asks for the beginning of a descriptor, to learn its length, so the longest
+    // version counts.
     const auto keepLonger = [bytes](Bytes& kept) {
         if (bytes.size() > kept.size()) kept.assign(bytes.begin(), bytes.end());
     };
+    // Once the device is found, the others on the bus don't matter.
     if (address_ && address_ != address) return;
     if (descriptors_.size() >= mostAsked && !descriptors_.contains(address)) return;
     Descriptors& of = descriptors_[address];
     if (type == deviceType && bytes.size() == deviceSize) keepLonger(of.device);
     if (type == stringType) keepLonger(of.strings[index]);
     if (type == configurationType) keepLonger(of.configuration);
+    // The first device whose descriptors show a still-image interface is the one.
     if (!address_ && !of.device.empty() && findInterface(of.configuration)) address_ = address;
 }
 
-/// Whether it has one of a still-image device, whose endpoints are taken over then.
+/// Whether the configuration has a still-image interface. If so, its endpoints and packet size are
+/// noted.
 bool RecordedDevice::findInterface(ByteView configuration) {
     bool isInside = false;
     bulkIn_ = bulkOut_ = interrupt_ = 0;
@@ -59,12 +67,14 @@ bool RecordedDevice::findInterface(ByteView configuration) {
         if (length < 2 || length > rest.size()) break;
         if (type == interfaceType && length >= interfaceSize) {
             if (isInside) break;
+            // Class 6, subclass 1, protocol 1.
             isInside = byteAt(rest, 5) == 6 && byteAt(rest, 6) == 1 && byteAt(rest, 7) == 1;
         } else if (type == endpointType && length >= endpointSize && isInside) {
             constexpr std::uint8_t bulk = 2, interrupt = 3;
             const std::uint8_t address = byteAt(rest, 2), kind = byteAt(rest, 3) & 3;
             if (kind == interrupt) interrupt_ = address;
             if (kind == bulk) (address & 0x80 ? bulkIn_ : bulkOut_) = address;
+            // Further bits of the packet size count transactions in a microframe.
             if (kind == bulk) packetSize_ = loadNumber(rest.subspan(4), 2) & 0x7FF;
         }
         rest = rest.subspan(length);

@@ -1,5 +1,5 @@
 #pragma once
-// The still-image device in a recording of a bus: found by its descriptors.
+// Finds the still-image device in a recording of a USB bus, by its descriptors.
 
 #include <map>
 #include <optional>
@@ -10,19 +10,20 @@ namespace zlk::camsim {
 
 class RecordedDevice {
   public:
-    /// A control transfer, of any device.
+    /// Takes a control transfer of any device.
     void control(const usbscan::UsbEvent& event);
 
-    /// Its descriptors have come.
+    /// Whether the device has been found; isFrom() and those that follow are false before.
     bool isKnown() const { return address_.has_value(); }
+    /// Whether a transfer is this device's.
     bool isFrom(const usbscan::UsbEvent& event) const;
     bool isBulkIn(const usbscan::UsbEvent& event) const { return event.endpoint == bulkIn_; }
     bool isBulkOut(const usbscan::UsbEvent& event) const { return event.endpoint == bulkOut_; }
     bool isInterrupt(const usbscan::UsbEvent& event) const { return event.endpoint == interrupt_; }
 
-    /// Of its bulk pipes, once it is known; not 0.
+    /// Packet size of its bulk pipes in bytes, never 0 once the device is known.
     std::uint16_t packetSize() const { return packetSize_; }
-    /// Descriptors and packet size.
+    /// Hands descriptors and packet size over. Only once the device is known.
     void moveInto(Recording& recording);
 
   private:
@@ -31,11 +32,14 @@ class RecordedDevice {
         Bytes device, configuration;
         std::map<std::uint8_t, Bytes> strings;
     };
+    /// Keeps a descriptor that a device has sent.
     void keep(const Address& address, std::uint8_t type, std::uint8_t index, ByteView bytes);
     bool findInterface(ByteView configuration);
 
+    // Descriptors that were asked for, type and index, by device and transfer.
     std::map<std::pair<Address, std::uint64_t>, std::pair<std::uint8_t, std::uint8_t>> asked_;
     std::map<Address, Descriptors> descriptors_;
+    // The device that was found.
     std::optional<Address> address_;
     std::uint8_t bulkIn_ = 0, bulkOut_ = 0, interrupt_ = 0;
     std::uint16_t packetSize_ = 0;

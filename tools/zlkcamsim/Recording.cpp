@@ -14,11 +14,12 @@ namespace {
 using usbscan::UsbEvent;
 using End = RecordedAnswer::End;
 
+// Limits that keep a malicious or wrong file from filling the memory.
 constexpr std::size_t mostKept = 256 << 20;
-constexpr std::uint32_t largestTransfer = 16 << 20;  // as large as Linux makes them
-constexpr std::size_t mostUnderWay = 1024;           // of transfers
+constexpr std::uint32_t largestTransfer = 16 << 20;  // Linux makes no larger ones
+constexpr std::size_t mostUnderWay = 1024;           // transfers
 
-/// Takes the events of one device apart into questions and answers.
+/// Turns the events of one device into questions (commands) and their answers.
 class RecordingParser {
   public:
     explicit RecordingParser(Recording& recording) : recording_(recording) {}
@@ -27,25 +28,33 @@ class RecordingParser {
     void finish();
 
   private:
+    // Bytes from the host: a command, or its data.
     void addOut(const UsbEvent& event);
+    // Bytes from the device: data and response.
     void addIn(const UsbEvent& event);
+    // A cancel or reset request ends the open question.
     void addControl(const UsbEvent& event);
     void followContainers(const RecordedPiece& piece);
+    // Files the answer of the open question.
     void close(End end);
+    // Counts memory that is kept, and throws if it is too much.
     void keep(std::size_t size);
 
     Recording& recording_;
     RecordedDevice device_;
-    std::map<std::uint64_t, std::uint32_t> askedFor_;  // bytes, by transfers to the host
+    // How many bytes the host asked for, by the number of the transfer.
+    std::map<std::uint64_t, std::uint32_t> askedFor_;
     std::size_t kept_ = 0;
 
-    std::optional<Recording::Question> question_;  // that is open
-    std::uint64_t command_ = 0;                    // the transfer of its command
+    // The command that is being answered.
+    std::optional<Recording::Question> question_;
+    std::uint64_t command_ = 0;  // number of the transfer with that command
     RecordedAnswer answer_;
-    bool stalled_ = false;        // by what came last
-    std::uint64_t dataLeft_ = 0;  // of a data phase from the host
+    bool stalled_ = false;        // the last transfer failed with a stall
+    std::uint64_t dataLeft_ = 0;  // bytes of a data phase from the host that are still to come
 
-    // Of the container from the device that is under way.
+    // The container from the device that is being received: its header as far as it has come,
+    // whether its start was missed, and positions in the answer.
     Bytes head_;
     bool headIsLost_ = false;
     std::uint64_t position_ = 0, payloadLeft_ = 0;
@@ -64,11 +73,13 @@ void RecordingParser::add(const UsbEvent& event) {
         throw RecordingError("A transfer of the recording has " + std::to_string(event.length) +
                              " bytes, which no host asks for.");
     if (event.pipe == UsbEvent::Pipe::Control) device_.control(event);
+    // Everything before the device is found, and other devices, don't matter.
     if (!device_.isKnown() || !device_.isFrom(event)) return;
     if (event.pipe == UsbEvent::Pipe::Control) return addControl(event);
     if (event.isToHost() && event.kind == UsbEvent::Kind::Submission) {
         if (askedFor_.size() >= mostUnderWay) askedFor_.clear();
         askedFor_[event.transfer] = event.length;
+        // A submission to the host only says how many bytes are wanted.
     } else if (device_.isBulkOut(event)) {
         addOut(event);
     } else if (device_.isBulkIn(event)) {
@@ -81,7 +92,7 @@ void RecordingParser::add(const UsbEvent& event) {
 
 void RecordingParser::addOut(const UsbEvent& event) {
     if (event.kind != UsbEvent::Kind::Submission) {
-        // A command that the device didn't take.
+        // The device refused the command itself.
         if (event.status == -EPIPE && question_ && event.transfer == command_) stalled_ = true;
         return;
     }
@@ -91,17 +102,21 @@ void RecordingParser::addOut(const UsbEvent& event) {
     }
     if (event.data.size() < ContainerHeader::size) return;
     const ContainerHeader header = ContainerHeader::decode(event.data);
+    // The operation has a data phase from the host, which a replay must accept, too.
     if (header.type == Data && question_) {
         recording_.takeData.insert(question_->first);
         dataLeft_ = header.length - std::min(header.length, event.length);
     }
+    // Anything else isn't a command but noise of a broken host.
     if (header.type != Command || header.length != event.length) return;
+    // The next command is the end of the previous one's answer.
     if (question_) close(stalled_ ? End::Stall : End::Complete);
     question_ = {header.code, {}};
     std::vector<std::uint32_t>& parameters = question_->second;
     for (std::size_t at = ContainerHeader::size;
          at + 4 <= event.data.size() && parameters.size() < Message::maxParameters; at += 4)
         parameters.push_back(static_cast<std::uint32_t>(loadNumber(event.data.subspan(at), 4)));
+    // Zeros at the end may be sent or left out; both are the same question.
     while (!parameters.empty() && parameters.back() == 0) parameters.pop_back();
     command_ = event.transfer;
     answer_.commandId = header.id;
@@ -111,9 +126,11 @@ void RecordingParser::addIn(const UsbEvent& event) {
     const auto asked = askedFor_.extract(event.transfer);
     if (!question_) return;
     stalled_ = event.status == -EPIPE;
-    // One that was taken back may have brought something all the same.
+    // A transfer that the host took back may have brought bytes all the same.
     const bool isNothing = event.status != 0 && event.length == 0;
     if (isNothing) return;
+    // A recording without the submission doesn't say how much was wanted. Then a transfer counts as
+    // ended if its last packet isn't full.
     const std::uint32_t wanted =
         asked.empty() ? event.length + (event.length % device_.packetSize() != 0) : asked.mapped();
     RecordedPiece piece{{event.data.begin(), event.data.end()},
@@ -126,7 +143,8 @@ void RecordingParser::addIn(const UsbEvent& event) {
         answer_.piecesOfResponse = answer_.pieces.size();
 }
 
-/// Notes where ids stand, and whether the response is there.
+/// Notes at which positions the ids of containers stand, for a replay to change them, and whether
+/// the response has come.
 void RecordingParser::followContainers(const RecordedPiece& piece) {
     for (std::uint64_t at = 0; at < piece.length && !headIsLost_;) {
         if (payloadLeft_ > 0) {
@@ -135,7 +153,8 @@ void RecordingParser::followContainers(const RecordedPiece& piece) {
             at += part;
             continue;
         }
-        // Not recorded, so that nobody can know where the next one begins.
+        // The bytes there weren't recorded, so that nobody can know where the next container
+        // begins.
         headIsLost_ = at >= piece.bytes.size();
         if (headIsLost_) break;
         head_.push_back(piece.bytes[static_cast<std::size_t>(at++)]);
@@ -151,6 +170,7 @@ void RecordingParser::followContainers(const RecordedPiece& piece) {
     position_ += piece.length;
 }
 
+/// The host gives up on a transaction by one of these requests.
 void RecordingParser::addControl(const UsbEvent& event) {
     constexpr std::uint8_t toInterface = 0x21, cancel = 0x64, reset = 0x66;
     if (event.kind != UsbEvent::Kind::Submission || !event.setup || !question_) return;
@@ -161,6 +181,7 @@ void RecordingParser::addControl(const UsbEvent& event) {
 }
 
 void RecordingParser::close(End end) {
+    // The answer's own memory counts, too, as there may be very many answers.
     answer_.end = end;
     keep(sizeof answer_ + 8 * answer_.idPlaces.size());
     recording_.answers[*question_].push_back(std::move(answer_));
@@ -176,7 +197,7 @@ void RecordingParser::finish() {
         throw RecordingError(
             "The recording has no descriptors of a still-image device: it must "
             "begin before the device is plugged in, or come from zlkcam record.");
-    // What the end of the recording cut off was no answer.
+    // An answer that the end of the recording cut off is left out.
     if (question_ && (answer_.response || stalled_)) close(stalled_ ? End::Stall : End::Complete);
     device_.moveInto(recording_);
     constexpr std::array<std::uint16_t, 6> sizes{8, 16, 32, 64, 512, 1024};
@@ -186,6 +207,7 @@ void RecordingParser::finish() {
         throw RecordingError("The recording has no answers of its device.");
 }
 
+/// The text whose string index stands at this place of the device descriptor.
 std::string textOf(const Recording& recording, std::size_t indexPlace) {
     const auto found = recording.strings.find(
         std::to_integer<std::uint8_t>(recording.deviceDescriptor[indexPlace]));

@@ -1,5 +1,5 @@
 #pragma once
-// What a recorded device is, and what it has answered to what.
+// The contents of a recording, for a replay: the device and its answers to each question.
 
 #include <cstdint>
 #include <map>
@@ -15,45 +15,49 @@
 
 namespace zlk::camsim {
 
-/// Bytes of one transfer from the device.
+/// The bytes of one transfer from the device.
 struct RecordedPiece {
     Bytes bytes;               ///< as far as they were recorded
-    std::uint32_t length = 0;  ///< with those that weren't
+    std::uint32_t length = 0;  ///< of the transfer, also bytes that weren't recorded
     bool endsTransfer = false;
 };
 
+/// Everything that the device sent after one command.
 struct RecordedAnswer {
-    /// What came behind it all.
+    /// What came at the end of the answer.
     enum class End {
-        Complete,
-        Silence,  ///< nothing, until the host gave up
+        Complete,  ///< the host's next command
+        Silence,   ///< nothing, until the host gave up
         Stall
     };
 
+    /// The transaction id that the recorded host used.
     std::uint32_t commandId = 0;
     std::vector<RecordedPiece> pieces;
-    std::size_t piecesOfResponse = 0;     ///< the first so many have all of it
-    std::vector<std::uint64_t> idPlaces;  ///< where, in all their bytes, ids of containers stand
+    std::size_t piecesOfResponse = 0;  ///< so many pieces have it up to the response; 0: none came
+    std::vector<std::uint64_t> idPlaces;  ///< offsets of containers' ids in the bytes of all pieces
     End end = End::Complete;
     std::optional<Code> response;
-    std::vector<Bytes> events;  ///< that came meanwhile
+    std::vector<Bytes> events;  ///< interrupt transfers that came meanwhile
 };
 
 struct Recording {
-    /// An operation, and its parameters but for trailing zeros.
+    /// An operation and its parameters, without zeros at the end.
     using Question = std::pair<Code, std::vector<std::uint32_t>>;
 
     Bytes deviceDescriptor, configuration;
     std::map<std::uint8_t, Bytes> strings;  ///< descriptors, by their index
     std::uint16_t packetSize = 0;           ///< of the bulk pipes
+    /// The answers to each question, in their order.
     std::map<Question, std::vector<RecordedAnswer>> answers;
     std::set<Code> takeData;  ///< operations with a data phase from the host
 
+    /// The identity that the device's descriptors give.
     Identity identity() const;
 };
 
-/// Of the first still-image device in it. Throws RecordingError: also where nothing says what the
-/// device is, or answers have more than 256 MiB.
+/// Reads the recording of the first still-image device in it. Throws RecordingError if the file is
+/// damaged, has no descriptors of such a device, or has more than 256 MiB of answers.
 Recording readRecording(RecordingReader& reader);
 
 }  // namespace zlk::camsim

@@ -12,14 +12,15 @@ namespace {
 using End = RecordedAnswer::End;
 using Kind = PipeStep::Kind;
 
-/// The piece's recorded bytes, which begin at `position` of the answer, with ids as far from the
-/// command's as they were.
+/// The recorded bytes of a piece that begins at `position` of its answer, with the ids changed by
+/// `shift`: so each keeps its distance from the id of its command.
 Bytes withIds(const RecordedPiece& piece, std::uint64_t position, const RecordedAnswer& answer,
               std::uint32_t shift) {
     Bytes bytes = piece.bytes;
     const auto& places = answer.idPlaces;
     for (auto next = std::ranges::lower_bound(places, position); next != places.end(); ++next) {
         const std::uint64_t place = *next;
+        // The id isn't whole in this piece; it wasn't recorded to its end.
         if (place - position + 4 > bytes.size()) break;
         const ByteView at = ByteView(bytes).subspan(static_cast<std::size_t>(place - position));
         Bytes id;
@@ -29,7 +30,7 @@ Bytes withIds(const RecordedPiece& piece, std::uint64_t position, const Recorded
     return bytes;
 }
 
-/// What wasn't recorded is zeros.
+/// Sends zeros in the place of bytes that weren't recorded.
 void sendZeros(BulkInPipe& pipe, std::uint64_t count) {
     static const Payload zeros = Payload::of(Bytes(1 << 20));
     while (count > 0) {
@@ -66,11 +67,15 @@ const RecordedAnswer* Replay::answerTo(const Message& command) {
     if (found == recording_.answers.end()) {
         if (!isOfTheSession(command.code)) say_(textOf(command) + " was never recorded");
         return nullptr;
+        // The virtual camera answers these by itself, see below.
     }
     std::size_t& played = played_[question];
+    // After the last recorded answer, that one is repeated.
     const RecordedAnswer& answer = found->second[std::min(played, found->second.size() - 1)];
     ++played;
-    // Whether a session is open is a matter of what was asked here, and not there.
+    // Whether a session is open depends on what was asked here, not on what was asked during the
+    // recording. So the camera answers by itself, unless the recorded one refused or ignored the
+    // request.
     constexpr std::array outcomes{response::OK, response::SessionAlreadyOpen,
                                   response::SessionNotOpen};
     const bool isSessions = answer.end == End::Complete &&
@@ -80,6 +85,8 @@ const RecordedAnswer* Replay::answerTo(const Message& command) {
 
 void Replay::play(const RecordedAnswer& answer, const Message& command, BulkInPipe& pipe) const {
     const std::uint32_t shift = command.id - answer.commandId;
+    // The pieces are sent with the ends of transfers that they had, since those are what is being
+    // tested.
     std::uint64_t position = 0, missing = 0;
     std::size_t count = 0;
     for (const RecordedPiece& piece : answer.pieces) {
@@ -88,10 +95,13 @@ void Replay::play(const RecordedAnswer& answer, const Message& command, BulkInPi
         const std::uint64_t left = piece.length - piece.bytes.size();
         sendZeros(pipe, left);
         if (piece.endsTransfer) pipe.append({Kind::End, {}, {}});
+        // The transaction is complete with the response. What follows may be read by the host, or
+        // not.
         if (++count == answer.piecesOfResponse) pipe.append({Kind::Completed, {}, {}});
         position += piece.length;
         missing += left;
     }
+    // The response may have been missed in bytes that weren't recorded.
     if (answer.end == End::Complete && answer.piecesOfResponse == 0)
         pipe.append({Kind::Completed, {}, {}});
     if (answer.end == End::Stall) pipe.append({Kind::Stall, {}, {}});

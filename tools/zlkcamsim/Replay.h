@@ -1,5 +1,5 @@
 #pragma once
-// Answers as a recorded device did, to whoever asks the same in whatever order.
+// Answers questions as a recorded device did, in whatever order they are asked.
 
 #include <functional>
 #include <map>
@@ -12,20 +12,23 @@ namespace zlk::camsim {
 
 class Replay {
   public:
-    /// `say` gets a line for each thing that the recording doesn't have.
+    /// `say` gets a line for each thing that is missing in the recording.
     Replay(Recording recording, std::function<void(const std::string&)> say)
         : recording_(std::move(recording)), say_(std::move(say)) {}
 
     const Recording& recording() const { return recording_; }
+    /// Whether it is OpenSession or CloseSession.
     static bool isOfTheSession(Code operation);
-    /// A command as a text.
+    /// A command in words, for messages.
     static std::string textOf(const Message& command);
 
+    /// Whether a data phase from the host follows the command.
     bool takesData(const Message& command) const;
-    /// The next of the recorded answers; of the last one again and again. Null if there is none,
-    /// and if the device only opened or closed its session.
+    /// The next of the recorded answers; the last one is repeated. Null if there is none, or if the
+    /// virtual camera has to answer by itself because the device only opened or closed its session.
+    /// The answer stays this object's.
     const RecordedAnswer* answerTo(const Message& command);
-    /// Lays it out on the pipe, in the transfers in which it was recorded.
+    /// Appends the answer to the pipe's script, in the transfers in which it was recorded.
     void play(const RecordedAnswer& answer, const Message& command, BulkInPipe& pipe) const;
 
   private:
@@ -33,6 +36,7 @@ class Replay {
 
     Recording recording_;
     std::function<void(const std::string&)> say_;
+    // How many answers to each question have been played.
     std::map<Recording::Question, std::size_t> played_;
 };
 

@@ -14,7 +14,7 @@ const Fault* find(const std::vector<Fault>& faults, FaultKind kind) {
     return found == faults.end() ? nullptr : &*found;
 }
 
-/// Where the first string of the operation's dataset stands.
+/// The offset of the first string in the dataset of an operation; 0 if it has none.
 std::size_t firstString(Code operation) {
     switch (operation) {
         case operation::GetDeviceInfo:
@@ -30,7 +30,7 @@ std::size_t firstString(Code operation) {
     }
 }
 
-/// Bytes of the payload replaced, as far as it has them.
+/// The payload with bytes replaced, as far as it reaches.
 Payload patched(const Payload& payload, std::size_t at, ByteView bytes) {
     Bytes copy(payload.bytes.begin(), payload.bytes.end());
     for (std::size_t i = 0; i < bytes.size() && at < copy.size() && i < copy.size() - at; ++i)
@@ -44,6 +44,7 @@ Bytes numberBytes(std::uint32_t value, std::size_t size) {
     return bytes;
 }
 
+/// The payload cut, or extended by bytes that are easy to recognise.
 Payload resized(const Payload& payload, std::size_t size) {
     if (size <= payload.bytes.size()) return payload.part(0, size);
     Bytes copy(payload.bytes.begin(), payload.bytes.end());
@@ -51,6 +52,7 @@ Payload resized(const Payload& payload, std::size_t size) {
     return Payload::of(std::move(copy));
 }
 
+/// The payload after all faults that change it.
 Payload withFaults(Payload payload, Code operation, const std::vector<Fault>& faults) {
     constexpr std::size_t mostGrowth = 1 << 24;
     for (const Fault& fault : faults) {
@@ -68,6 +70,7 @@ Payload withFaults(Payload payload, Code operation, const std::vector<Fault>& fa
     return payload;
 }
 
+/// Changes fields of a header by faults.
 void spoil(ContainerHeader& header, const std::vector<Fault>& faults) {
     for (const Fault& fault : faults) {
         if (fault.kind == FaultKind::SetCode) header.code = static_cast<Code>(fault.value);
@@ -82,7 +85,7 @@ std::uint32_t lengthOf(std::uint64_t payloadSize) {
                                                               ContainerHeader::unknownLength));
 }
 
-/// What this transaction's predecessor might have left behind.
+/// A container that the previous transaction might have left behind.
 Payload staleContainer(const ContainerHeader& header, std::uint32_t type) {
     const Code code = type == Data ? operation::GetObjectInfo : response::OK;
     Bytes bytes = ContainerHeader{type == Data ? 20u : 12u, static_cast<std::uint16_t>(type), code,
@@ -96,6 +99,8 @@ Payload staleContainer(const ContainerHeader& header, std::uint32_t type) {
 
 void ReplyScript::play(const Message& command, Reply reply) {
     const std::uint32_t id = reply.id.value_or(command.id);
+    // Data and response each have their own faults. The length in the header is computed after
+    // those that change the payload.
     if (reply.data) {
         const std::vector<Fault> faults = faults_.take(Phase::Data, command.code);
         const Payload payload = withFaults(std::move(*reply.data), command.code, faults);
@@ -107,8 +112,10 @@ void ReplyScript::play(const Message& command, Reply reply) {
     const Payload parameters = Payload::of({bytes.begin() + ContainerHeader::size, bytes.end()});
     const std::vector<Fault> faults = faults_.take(Phase::Response, command.code);
     container(ContainerHeader::decode(bytes), parameters, faults);
+    // From here on the host has the whole response.
     step(Kind::Completed);
-    // A host may leave it for the next transaction.
+    // It comes after the completion, because a host needn't read it, and then finds it in the next
+    // transaction.
     surplus(faults);
     if (!faults_.take(Phase::After, command.code).empty()) step(Kind::Stall);
 }
@@ -122,7 +129,8 @@ void ReplyScript::container(ContainerHeader header, const Payload& payload,
 
 void ReplyScript::before(const ContainerHeader& header, const std::vector<Fault>& faults) {
     for (const Fault& fault : faults) {
-        // What is glued to the data has to come with its last packet.
+        // A response that is glued to the data has to come with the last packet of these, so it
+        // can't wait.
         if (fault.kind == FaultKind::Slow && !inTransfer_)
             pipe_.append({Kind::Wait, {}, std::chrono::milliseconds(fault.value)});
         if (fault.kind == FaultKind::ZeroPacketFirst) step(Kind::End);
@@ -139,11 +147,13 @@ bool ReplyScript::body(const Bytes& header, const Payload& payload,
     static constexpr std::pair<FaultKind, Kind> breaks[]{{FaultKind::Unplug, Kind::Pulled},
                                                          {FaultKind::Stall, Kind::Stall},
                                                          {FaultKind::Silence, Kind::Silence}};
+    // Faults that end the container, at a place of its payload.
     for (const auto& [kind, breaking] : breaks) {
         const Fault* const fault = find(faults, kind);
         if (!fault) continue;
         const std::size_t offset = fault->offsetIn(payload.bytes.size());
         const bool nothing = fault->at == 0;
+        // After all of the payload: the transfer ends first, or its last packet would be withheld.
         if (!nothing && offset == payload.bytes.size()) {
             send(Payload::of(header));
             send(payload);
@@ -155,6 +165,7 @@ bool ReplyScript::body(const Bytes& header, const Payload& payload,
         return false;
     }
     send(Payload::of(header));
+    // The header goes alone, in a short packet.
     if (find(faults, FaultKind::SplitHeader)) endTransfer();
     if (const Fault* const cut = find(faults, FaultKind::Short)) {
         send(payload.part(0, cut->offsetIn(payload.bytes.size())));
@@ -166,10 +177,12 @@ bool ReplyScript::body(const Bytes& header, const Payload& payload,
 }
 
 void ReplyScript::end(const std::vector<Fault>& faults) {
+    // The response follows in the same transfer.
     if (find(faults, FaultKind::Glue)) return;
-    // A head in a packet of its own, and nothing after it, has ended the transfer.
+    // A header in a packet of its own with nothing after it has ended the transfer already.
     if (find(faults, FaultKind::SplitHeader) && inTransfer_ == 0) return;
     const bool lastPacketIsFull = inTransfer_ % pipe_.packetSize() == 0;
+    // The transfer then simply goes on with the next container.
     if (lastPacketIsFull && find(faults, FaultKind::NoZeroPacket)) {
         inTransfer_ = 0;
         return;
@@ -188,8 +201,8 @@ void ReplyScript::send(Payload payload) {
     pipe_.append({Kind::Send, std::move(payload), {}});
 }
 
-/// The container up to `count` bytes of its payload, without the part of a packet that they end
-/// in: that one is still being filled.
+/// Sends the container up to `count` bytes of its payload, without the packet that these bytes end
+/// in: a real device would still be filling it.
 void ReplyScript::sendWholePackets(const Bytes& header, const Payload& payload, std::size_t count) {
     const std::uint64_t together = inTransfer_ + header.size() + count;
     const std::size_t loose = together % pipe_.packetSize();

@@ -1,5 +1,6 @@
 #pragma once
-// Lays a reply out on the pipe to the host, container by container, with what faults make of it.
+// Writes a reply to the pipe as a script, container by container, with the changes that faults
+// make.
 
 #include <vector>
 
@@ -9,22 +10,28 @@
 
 namespace zlk::camsim {
 
+/// Made for one reply. Pipe and faults outlive it.
 class ReplyScript {
   public:
     ReplyScript(BulkInPipe& pipe, FaultList& faults) : pipe_(pipe), faults_(faults) {}
 
+    /// Appends data and response of `command` to the script.
     void play(const Message& command, Reply reply);
 
   private:
+    /// One container, from its faults before it to its end.
     void container(ContainerHeader header, const Payload& payload,
                    const std::vector<Fault>& faults);
+    /// What faults put before the container.
     void before(const ContainerHeader& header, const std::vector<Fault>& faults);
-    /// False if nothing of this container comes behind what has been sent.
+    /// The header and the payload. False if a fault ends the container early.
     bool body(const Bytes& header, const Payload& payload, const std::vector<Fault>& faults);
+    /// Ends the transfer, unless a fault keeps it open.
     void end(const std::vector<Fault>& faults);
-    /// Packets of no bytes that nothing is due for.
+    /// Zero-length packets that nothing requires.
     void surplus(const std::vector<Fault>& faults);
 
+    /// Appends bytes to the current transfer.
     void send(Payload payload);
     void sendWholePackets(const Bytes& header, const Payload& payload, std::size_t count);
     void step(PipeStep::Kind kind) { pipe_.append({kind, {}, {}}); }
@@ -32,7 +39,8 @@ class ReplyScript {
 
     BulkInPipe& pipe_;
     FaultList& faults_;
-    std::uint64_t inTransfer_ = 0;  // bytes of the transfer that hasn't ended
+    // Bytes that were sent in the current transfer.
+    std::uint64_t inTransfer_ = 0;
 };
 
 }  // namespace zlk::camsim

@@ -8,7 +8,7 @@
 namespace zlk::camsim {
 namespace {
 
-/// Datasets and property values are small; what is longer isn't kept.
+/// Bytes of a data phase that are kept in memory. Datasets and values of properties are smaller.
 constexpr std::uint64_t maxDataset = 64 * 1024;
 
 bool worksWithoutSession(Code code) {
@@ -81,9 +81,12 @@ bool Responder::takesData(Code code) {
 
 std::unique_ptr<Spool> Responder::spoolFor(const Message& command) const {
     if (command.code != operation::SendObject) return std::make_unique<Spool>(maxDataset);
+    // The content of an object without an announcement is refused, so nothing is kept.
     if (!expectsObject_) return std::make_unique<Spool>(0);
     const Announcement& announced = announcements_.back();
     try {
+        // In the storage's own folder, so that the file can be moved to its name later. The name is
+        // hidden, and so no object.
         return std::make_unique<Spool>(
             announced.size,
             store_.folderPath(announced.storage, announced.parent) / ".zlkcamsim-incoming");
@@ -100,11 +103,13 @@ Reply Responder::execute(const Message& command, Spool* received) {
         return failure(response::OperationNotSupported);
     if (!session_.isOpen() && !worksWithoutSession(command.code))
         return failure(response::SessionNotOpen);
-    // In a session that has had no transaction yet, a host that finds it open begins with its id.
+    // 0 isn't an id of a transaction in a session. But a host that finds an open session in which
+    // there was no transaction yet goes on with that session's id, which may be 0.
     const bool isStray = command.id == 0 && session_.lastTransaction != 0;
     if (session_.isOpen() && isStray && command.code != operation::OpenSession)
         return failure(response::InvalidTransactionID);
     const bool isComplete = command.parameters.size() >= operation::parameterCount(command.code);
+    // A habit of some makers: zeros at the end may not be left out.
     if (traits_.quirks.missingParameter && !isComplete)
         return failure(traits_.quirks.missingParameter);
     received_ = received;
@@ -113,6 +118,7 @@ Reply Responder::execute(const Message& command, Spool* received) {
 
 Reply Responder::getDeviceInfo(const Message&) {
     DatasetWriter info;
+    // Version 1.00, no vendor extension, normal mode.
     info.u16(100).u32(0).u16(0).text(u"").u16(0);
     info.u16s(operationCodes());
     info.u16s({event::ObjectAdded, event::ObjectRemoved, event::StoreRemoved});
@@ -127,7 +133,8 @@ Reply Responder::getDeviceInfo(const Message&) {
 }
 
 Reply Responder::openSession(const Message& command) {
-    // The answer carries the session's count, so that whoever finds it open can go on from there.
+    // The response carries the id of the last transaction, so that a host which finds the session
+    // open can continue its count.
     if (session_.isOpen())
         return {response::SessionAlreadyOpen, {session_.id}, {}, session_.lastTransaction};
     if (!command.parameter(0)) return failure(response::InvalidParameter);

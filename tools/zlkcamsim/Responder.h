@@ -1,5 +1,5 @@
 #pragma once
-// The camera as PTP sees it: operations and their answers, without the containers they travel in.
+// The camera's PTP operations and their answers, without the containers that carry them.
 
 #include <deque>
 #include <functional>
@@ -16,66 +16,78 @@
 
 namespace zlk::camsim {
 
+/// The answer to an operation.
 struct Reply {
     Code code = response::OK;
     std::vector<std::uint32_t> parameters;
     std::optional<Payload> data;
-    std::optional<std::uint32_t> id;  ///< another than the command's
+    std::optional<std::uint32_t> id;  ///< if it isn't the command's
 };
 
+/// A response without data.
 inline Reply failure(Code code) {
     return {code, {}, {}, {}};
 }
+/// A successful response with data.
 inline Reply answer(Payload data) {
     return {response::OK, {}, std::move(data), {}};
 }
 
-/// An object that the host has announced, whether or not its content came.
+/// An object that the host has announced by SendObjectInfo.
 struct Announcement {
     std::u16string name;
     Code format = 0;
     std::uint32_t size = 0, storage = 0, parent = 0, handle = 0;
+    /// Whether its content has come, too.
     bool filled = false;
 };
 
+/// Used on the thread of the event loop only.
 class Responder {
   public:
+    /// Store and session are the camera's and outlive this.
     Responder(Identity identity, const Traits& traits, ObjectStore& store, Session& session);
 
-    /// Of operations whose data phase comes from the host.
+    /// Whether the operation has a data phase from the host.
     static bool takesData(Code operation);
-    /// Where that data goes.
+    /// A place for the data of that phase; it drops what the operation can't use.
     std::unique_ptr<Spool> spoolFor(const Message& command) const;
-    /// `received` for operations that take data, else null.
+    /// Runs an operation. `received` has the data of its data phase; null for operations without
+    /// one. May throw, for instance if a file has vanished.
     Reply execute(const Message& command, Spool* received);
 
+    /// Ends the session, as the host or a reset does.
     void closeSession();
 
-    /// Of the camera behind a pass-through device; 0, 0: none.
+    /// Sets the camera that is plugged into this dock by its USB ids; 0, 0 for none.
     void setCameraBehind(std::uint16_t vid, std::uint16_t pid);
-    /// What the host has sent, the oldest first; the last thousand.
+    /// What the host has announced, the oldest first; at most the last thousand.
     const std::deque<Announcement>& announcements() const { return announcements_; }
-    /// Takes each event that an operation of the host causes, and calls `seen`, once, when the
-    /// host has fetched it or never will.
+    /// The sink gets each event that an operation of the host causes. It has to call `seen` once,
+    /// when the host has fetched the event or can't fetch it any more.
     using EventSink = std::function<void(const Message&, std::function<void()> seen)>;
     void setEventSink(EventSink sink) { raise_ = std::move(sink); }
 
   private:
     using Operation = Reply (Responder::*)(const Message&);
+    /// A supported operation and its function.
     struct Row {
         Code code;
         Operation run;
     };
     static const std::vector<Row>& operations();
+    /// Whether this model supports the operation.
     bool knows(Code operation) const;
     std::vector<Code> operationCodes() const;
     std::vector<Code> propertyCodes() const;
 
+    // Device and session.
     Reply getDeviceInfo(const Message&);
     Reply openSession(const Message& command);
     Reply endSession(const Message&);
     Reply connectedCamera(const Message& command);
 
+    // Storages and objects: Responder_objects.cpp.
     Reply getStorageIDs(const Message&);
     Reply getStorageInfo(const Message& command);
     Reply getNumObjects(const Message& command);
@@ -86,20 +98,24 @@ class Responder {
     Reply getPartialObject(const Message& command);
     Reply deleteObject(const Message& command);
     Reply setObjectProtection(const Message& command);
+    /// Finds the objects that the three parameters of a listing mean.
     Reply selectObjects(const Message& command, std::vector<std::uint32_t>& handles) const;
+    /// Adds what a camera of other makers lists besides.
     void spoilList(std::uint32_t parent, std::vector<std::uint32_t>& handles) const;
     Reply deleteAll(Code onlyFormat);
     bool isProtected(const StoredObject& object) const;
     bool removeObject(std::uint32_t handle);
 
+    // Properties: Responder_properties.cpp.
     Reply getDevicePropDesc(const Message& command);
     Reply getDevicePropValue(const Message& command);
     Reply setDevicePropValue(const Message& command);
     Reply resetDevicePropValue(const Message& command);
 
+    // Objects from the host: Responder_send.cpp.
     Reply sendObjectInfo(const Message& command);
     Reply sendObject(const Message&);
-    /// Where the host's object goes, by the two parameters of its announcement.
+    /// Decides where the announced object goes, by the two parameters of the operation.
     Code placeObject(const Message& command, Announcement& announced) const;
     void makeFolder(Announcement& announced);
 
@@ -109,14 +125,16 @@ class Responder {
     Traits traits_;
     ObjectStore& store_;
     Session& session_;
+    // USB ids of the camera in the dock.
     std::pair<std::uint32_t, std::uint32_t> behind_;
-    bool buttonPressed_ = false;  ///< since that one was plugged in
+    bool buttonPressed_ = false;  ///< since the camera was plugged into the dock
     EventSink raise_;
-    std::time_t clockOffset_ = 0;  ///< the camera's clock against this machine's
+    std::time_t clockOffset_ = 0;  ///< seconds that the clock is ahead of this machine's
 
+    // The data of the operation that runs.
     Spool* received_ = nullptr;
     std::deque<Announcement> announcements_;
-    bool expectsObject_ = false;  ///< the last announcement waits for its content
+    bool expectsObject_ = false;  ///< the content of the last announcement is still to come
 };
 
 }  // namespace zlk::camsim

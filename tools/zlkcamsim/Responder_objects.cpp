@@ -1,4 +1,4 @@
-// Storages and objects.
+// The operations on storages and objects.
 
 #include <algorithm>
 #include <array>
@@ -14,12 +14,13 @@
 namespace zlk::camsim {
 namespace {
 
+/// The largest number of the type for values that don't fit, as PTP does for sizes.
 template <class Number>
 Number clamped(std::uint64_t value) {
     return static_cast<Number>(std::min<std::uint64_t>(value, std::numeric_limits<Number>::max()));
 }
 
-/// `2006:07:15 10:30:00` as PTP writes it, or the other time where that is none.
+/// A date of EXIF, `2006:07:15 10:30:00`, in the form of PTP; if it isn't one, the other time.
 std::u16string dateOf(const std::string& exif, std::time_t otherwise) {
     if (exif.size() != 19) return ptpDate(otherwise);
     std::string date;
@@ -28,11 +29,13 @@ std::u16string dateOf(const std::string& exif, std::time_t otherwise) {
     return wideText(date);
 }
 
+/// Whether a format parameter means the object: 0 means all, and `everything` all pictures.
 bool matchesFormat(const StoredObject& object, std::uint32_t wanted) {
     if (!wanted) return true;
     return wanted == everything ? format::isImage(object.format) : object.format == wanted;
 }
 
+/// Whether a parent parameter means the object: 0 means all folders.
 bool matchesParent(const StoredObject& object, std::uint32_t wanted) {
     return !wanted || object.parent == (wanted == rootParent ? 0 : wanted);
 }
@@ -65,6 +68,7 @@ Reply Responder::selectObjects(const Message& command, std::vector<std::uint32_t
         return failure(response::InvalidStorageID);
     if (format && traits_.quirks.noFormatFilter)
         return failure(response::SpecificationByFormatUnsupported);
+    // A habit of some makers: no parent means the root.
     if (!parent && traits_.quirks.rootOnly) parent = rootParent;
     if (parent && parent != rootParent && !store_.find(parent))
         return failure(response::InvalidParentObject);
@@ -103,6 +107,7 @@ Reply Responder::getObjectInfo(const Message& command) {
     const StoredObject* const object = store_.find(command.parameter(0));
     if (!object) return failure(response::InvalidObjectHandle);
     const JpegFacts& facts = object->facts();
+    // The size of the thumbnail stands only in the thumbnail itself.
     JpegFacts thumbnail;
     if (facts.thumbnailSize)
         thumbnail =
@@ -117,6 +122,7 @@ Reply Responder::getObjectInfo(const Message& command) {
     info.u32(facts.width).u32(facts.height).u32(facts.width ? 24 : 0);
     info.u32(object->parent).u16(object->isFolder() ? genericFolder : 0).u32(0).u32(0);
     info.text(object->name);
+    // The date of the picture is better than that of its file, which changes when it is copied.
     info.text(object->statedDate.value_or(dateOf(facts.captured, object->modified())));
     info.text(object->statedDate.value_or(ptpDate(object->modified()))).text(u"");
     return answer(info.take());
@@ -148,12 +154,14 @@ Reply Responder::getPartialObject(const Message& command) {
 }
 
 bool Responder::isProtected(const StoredObject& object) const {
+    // Some models keep these two files, which hosts delete when they have read them.
     const bool isOrder = object.name == u"AUTPRINT.MRK" || object.name == u"INTENT.XML";
     return object.isProtected || (isOrder && !traits_.dropsOrders);
 }
 
 bool Responder::removeObject(std::uint32_t handle) {
     if (isProtected(*store_.find(handle))) return false;
+    // With deletesLater the object is removed when the host has fetched the event.
     if (!traits_.deletesLater && !store_.remove(handle)) return false;
     raise_({event::ObjectRemoved, session_.lastTransaction, {handle}}, [this, handle] {
         if (traits_.deletesLater) store_.remove(handle);
@@ -174,11 +182,12 @@ Reply Responder::deleteObject(const Message& command) {
 
 Reply Responder::deleteAll(Code onlyFormat) {
     std::vector<std::uint32_t> handles;
+    // The handles are collected first, as removing objects changes the map.
     for (const auto& [handle, object] : store_.objects())
         if (matchesFormat(object, onlyFormat)) handles.push_back(handle);
     bool whole = true;
     for (const std::uint32_t handle : handles)
-        // One that went with its folder is gone by now.
+        // An object that lay in a removed folder is gone by now.
         if (store_.find(handle)) whole = removeObject(handle) && whole;
     return whole ? Reply{} : failure(response::PartialDeletion);
 }

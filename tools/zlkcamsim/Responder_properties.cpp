@@ -1,4 +1,4 @@
-// Device properties: the clock, which can be set, and the battery, which can't.
+// The operations on device properties: the clock, which can be set, and the battery level.
 
 #include <algorithm>
 #include <ctime>
@@ -57,6 +57,7 @@ Reply Responder::setDevicePropValue(const Message& command) {
     DatasetReader value(received_->bytes());
     const auto time = timeOfPtpDate(value.text());
     if (!time || !value.complete()) return failure(response::InvalidDevicePropValue);
+    // The clock keeps running, so its distance from this machine's is stored.
     clockOffset_ = *time - std::time(nullptr);
     return {};
 }

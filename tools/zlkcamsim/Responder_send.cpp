@@ -1,5 +1,5 @@
-// Objects from the host. An announcement without content is complete by itself: it is the way in
-// which a host tells a camera something.
+// The operations that bring objects from the host. An announcement is complete even without its
+// content: this is how a host sends a camera a message.
 
 #include <system_error>
 
@@ -11,11 +11,11 @@ namespace {
 
 constexpr std::size_t maxAnnouncements = 1000;
 
-/// False for a dataset that is cut short, or longer than it says.
+/// Parses an ObjectInfo dataset. False if it is too short, or longer than its fields.
 bool read(ByteView dataset, Announcement& announced) {
     constexpr std::size_t fromThumbFormatToSequence = 2 + 6 * 4 + 4 + 2 + 4 + 4;
     DatasetReader reader(dataset);
-    reader.skip(4);  // where it shall go, the parameters say
+    reader.skip(4);  // storage; the parameters count
     announced.format = reader.u16();
     reader.skip(2);
     announced.size = reader.u32();
@@ -28,6 +28,7 @@ bool read(ByteView dataset, Announcement& announced) {
 }  // namespace
 
 Code Responder::placeObject(const Message& command, Announcement& announced) const {
+    // 0 leaves the choice to the camera.
     const std::uint32_t storage = command.parameter(0), parent = command.parameter(1);
     if (store_.storages().empty()) return response::InvalidStorageID;
     announced.storage = storage ? storage : store_.storages().front().id;
@@ -42,6 +43,7 @@ Code Responder::placeObject(const Message& command, Announcement& announced) con
 }
 
 Reply Responder::sendObjectInfo(const Message& command) {
+    // A new announcement replaces one whose content never came.
     expectsObject_ = false;
     Announcement announced;
     if (!read(received_->bytes(), announced)) return failure(response::IncompleteTransfer);
@@ -49,6 +51,7 @@ Reply Responder::sendObjectInfo(const Message& command) {
         return failure(code);
     std::error_code unknown;
     const auto space = std::filesystem::space(store_.storage(announced.storage)->folder, unknown);
+    // A real camera, too, refuses what it has no room for before the content comes.
     if (!unknown && announced.size > space.available) return failure(response::StoreFull);
     announced.handle = store_.reserveHandle();
     if (announced.format == format::Association) makeFolder(announced);
@@ -70,7 +73,7 @@ void Responder::makeFolder(Announcement& announced) {
     folder.format = format::Association;
     folder.path =
         store_.folderPath(announced.storage, announced.parent) / safeFileName(announced.name);
-    std::error_code ignored;  // without it, what is sent there is refused
+    std::error_code ignored;  // if it fails, objects for this folder are refused
     std::filesystem::create_directory(folder.path, ignored);
     store_.add(std::move(folder));
     announced.filled = true;
@@ -85,7 +88,7 @@ Reply Responder::sendObject(const Message&) {
     if (!received_->complete() || !received_->keepAs(path)) return failure(response::AccessDenied);
     expectsObject_ = false;
     announced.filled = true;
-    store_.forget(path);  // what lay under this name has been replaced
+    store_.forget(path);  // an object of this name has been replaced
     StoredObject object;
     object.handle = announced.handle;
     object.storage = announced.storage;

@@ -1,13 +1,15 @@
 #pragma once
+// The PTP session of a camera.
 
 #include <cstdint>
 
 namespace zlk::camsim {
 
-/// What binds initiator and responder: one at a time, and it outlives whoever opened it.
+/// The PTP session: a camera has one at a time. It isn't bound to the program that opened it, and
+/// stays open when that program ends.
 struct Session {
-    std::uint32_t id = 0;               ///< 0: none is open
-    std::uint32_t lastTransaction = 0;  ///< of the last command in it
+    std::uint32_t id = 0;               ///< 0: no session is open
+    std::uint32_t lastTransaction = 0;  ///< id of the last command in it
 
     bool isOpen() const { return id != 0; }
 };

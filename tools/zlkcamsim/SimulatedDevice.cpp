@@ -11,6 +11,7 @@ namespace {
 
 using usbscan::UsbStatus;
 
+// As much as fits into the area that the host shares with its clients.
 constexpr int mostPieces = usbscan::areaSlots;
 constexpr std::size_t pieceSize = usbscan::areaSlotSize;
 
@@ -36,6 +37,7 @@ SimulatedDevice::~SimulatedDevice() {
     function_.setWake([] {});
 }
 
+/// The task is dropped if this device is destroyed before the loop comes to it.
 void SimulatedDevice::post(usbscan::EventLoop::Task task) {
     loop_.post([alive = std::weak_ptr(outstanding_), task = std::move(task)] {
         if (!alive.expired()) task();
@@ -43,11 +45,12 @@ void SimulatedDevice::post(usbscan::EventLoop::Task task) {
 }
 
 void SimulatedDevice::schedule() {
+    // One visit serves all that was asked for in the meantime.
     if (std::exchange(scheduled_, true)) return;
     post([this] { pump(); });
 }
 
-/// Whoever is told of something may end this device.
+/// Each callback may destroy this device, which is checked after each.
 void SimulatedDevice::pump() {
     const std::weak_ptr<Outstanding> alive = outstanding_;
     scheduled_ = false;
@@ -58,10 +61,13 @@ void SimulatedDevice::pump() {
 
 void SimulatedDevice::pumpIn() {
     const std::weak_ptr<Outstanding> alive = outstanding_;
-    // Pieces that are given back at once don't keep the loop from its other descriptors.
+    // The number of pieces in one go is limited, so that a host that frees them at once can't keep
+    // the loop from its other descriptors.
     for (int piece = 0; piece < mostPieces; ++piece) {
+        // The host has to free a piece before it gets more.
         if (due_ == 0 || !listener_ || outstanding_->pieces >= mostPieces) return;
         const std::size_t room = roomFor(due_);
+        // The function counts these bytes as sent, so they must be handed on.
         PipeBytes taken = function_.in(room);
         if (taken.answer == PipeAnswer::NotNow) return;
         due_ -= std::min<std::uint64_t>(due_, room);
@@ -76,6 +82,8 @@ void SimulatedDevice::pumpIn() {
     schedule();
 }
 
+/// Wraps a keeper so that this device knows how many pieces the host holds, and goes on when one is
+/// released. The host may hold pieces longer than the device lives.
 std::shared_ptr<const void> SimulatedDevice::counted(std::shared_ptr<const void> keeper) {
     ++outstanding_->pieces;
     const void* const any = this;
@@ -87,13 +95,13 @@ std::shared_ptr<const void> SimulatedDevice::counted(std::shared_ptr<const void>
             }};
 }
 
-/// What comes next costs nothing to ask for once it is due.
+/// `andNext` would allow reading ahead, which gains nothing here.
 void SimulatedDevice::read(std::uint64_t due, bool) {
     due_ = due;
     schedule();
 }
 
-/// What one transfer asks for: whole packets.
+/// The room of one transfer: the bytes that are due, up to a piece, rounded up to whole packets.
 std::size_t SimulatedDevice::roomFor(std::uint64_t due) const {
     const std::size_t packet = facts_.bulkIn.maximumPacketSize;
     const std::uint64_t wanted = std::min<std::uint64_t>(due, pieceSize);
@@ -111,6 +119,7 @@ void SimulatedDevice::pumpOut() {
     while (written_) {
         const auto piece = toWrite_.first(std::min(toWrite_.size(), pieceSize));
         const bool last = piece.size() == toWrite_.size();
+        // Only the last piece can end the transfer, by a short packet or a zero-length one.
         const bool isShort = piece.size() % function_.bulkPacketSize() != 0;
         const PipeAnswer answer = function_.out(piece, last && (isShort || zeroPacket_));
         if (answer == PipeAnswer::NotNow) return;
@@ -127,6 +136,7 @@ void SimulatedDevice::finishWrite(UsbStatus status) {
 
 void SimulatedDevice::cancelWrite() {
     if (!written_) return;
+    // Done is called from the loop and not from here, as with a real device.
     toWrite_ = {};
     post([done = std::exchange(written_, {})] { done(UsbStatus::Cancelled); });
 }
@@ -161,6 +171,7 @@ void SimulatedDevice::cancelInterrupt() {
 }
 
 bool SimulatedDevice::clearHalt(std::uint8_t endpoint) {
+    // A halt ends reading; the host asks anew afterwards.
     if (endpoint == facts_.bulkIn.address) stopReading();
     function_.clearHalt(endpoint);
     return true;

@@ -1,6 +1,6 @@
 #pragma once
-// A device's end of the bus as the device of a host in the same process and on the same loop:
-// bytes to the host stay where the device has them.
+// Connects a UsbFunction to a device host in the same process and on the same loop. Bytes to the
+// host aren't copied: they stay where the function has them.
 
 #include <memory>
 #include <utility>
@@ -12,7 +12,8 @@
 
 namespace zlk::camsim {
 
-/// The function outlives it; one device at a time for each.
+/// The function outlives this, and has only one such device at a time. All calls on the loop's
+/// thread.
 class SimulatedDevice final : public usbscan::UsbDevice {
   public:
     SimulatedDevice(usbscan::EventLoop& loop, UsbFunction& function);
@@ -31,31 +32,39 @@ class SimulatedDevice final : public usbscan::UsbDevice {
     bool reset() override;
 
   private:
+    /// Runs a task from the loop.
     void post(usbscan::EventLoop::Task task);
-    /// Sees, from the loop, which pipes have something new.
+    /// Has the loop call pump(), which sees what each pipe can do now.
     void schedule();
     void pump();
     void pumpIn();
     void pumpOut();
     void pumpInterrupt();
     void finishWrite(usbscan::UsbStatus status);
+    /// Rounds the bytes that are due up to whole packets.
     std::size_t roomFor(std::uint64_t due) const;
+    /// Counts a piece that is handed to the host.
     std::shared_ptr<const void> counted(std::shared_ptr<const void> keeper);
 
     usbscan::EventLoop& loop_;
     UsbFunction& function_;
     usbscan::UsbFacts facts_;
     Listener* listener_ = nullptr;
+    // Bytes that the host still wants to read.
     std::uint64_t due_ = 0;
+    // pump() is going to be called.
     bool scheduled_ = false;
 
+    // The write in progress: what is left of it, whether a zero-length packet follows, and whom to
+    // tell.
     std::span<const std::byte> toWrite_;
     bool zeroPacket_ = false;
     Done written_;
+    // Set while the host waits for an interrupt transfer.
     DoneWithBytes interrupted_;
 
-    /// What outlives the device with pieces that the host still holds: their number. Its own end
-    /// is what a late task or piece finds expired.
+    /// Shared with the pieces that the host holds, which may live longer than the device. A piece
+    /// or task that comes late finds it expired.
     struct Outstanding {
         SimulatedDevice* device;
         int pieces = 0;

@@ -12,6 +12,7 @@ namespace zlk::camsim {
 
 Spool::Spool(std::uint64_t limit, std::filesystem::path file)
     : limit_(limit), file_(std::move(file)) {
+    // O_NOFOLLOW: the folder belongs to the tester, who may have a link of this name there.
     descriptor_ =
         ::open(file_.c_str(), O_WRONLY | O_CREAT | O_TRUNC | O_CLOEXEC | O_NOFOLLOW, 0644);
     if (descriptor_ < 0) throw std::system_error(errno, std::generic_category(), file_.string());
@@ -33,6 +34,7 @@ void Spool::add(ByteView bytes) {
         return;
     }
     while (!kept.empty() && !failed_) {
+        // A failed write shows in complete(); the rest of the data phase is still counted.
         const ssize_t written = ::write(descriptor_, kept.data(), kept.size());
         failed_ = written < 0 && errno != EINTR;
         if (written > 0) kept = kept.subspan(static_cast<std::size_t>(written));
@@ -40,6 +42,7 @@ void Spool::add(ByteView bytes) {
 }
 
 bool Spool::keepAs(const std::filesystem::path& path) {
+    // The destructor's unlink finds nothing then.
     return ::rename(file_.c_str(), path.c_str()) == 0;
 }
 

@@ -1,5 +1,5 @@
 #pragma once
-// What a data phase brings, kept while it arrives.
+// Keeps what a data phase from the host brings, while it arrives.
 
 #include <filesystem>
 
@@ -7,25 +7,25 @@
 
 namespace zlk::camsim {
 
-/// Keeps bytes as far as `limit`: in memory, or in a file.
+/// Keeps the bytes up to `limit`, in memory or in a file, and counts all of them.
 class Spool {
   public:
     explicit Spool(std::uint64_t limit) : limit_(limit) {}
-    /// Into a new file, which is gone again with this object unless keepAs() was called. Throws
-    /// std::system_error.
+    /// Keeps them in a new file, which is deleted with this object unless keepAs() was called.
+    /// Throws std::system_error.
     Spool(std::uint64_t limit, std::filesystem::path file);
     ~Spool();
     Spool(const Spool&) = delete;
     Spool& operator=(const Spool&) = delete;
 
     void add(ByteView bytes);
-    /// What came, beyond the limit too.
+    /// Number of bytes that came, also those beyond the limit.
     std::uint64_t size() const { return size_; }
-    /// Everything that came has been kept.
+    /// Whether all bytes that came were kept.
     bool complete() const { return size_ <= limit_ && !failed_; }
-    /// Of one in memory.
+    /// The bytes, if they are kept in memory.
     ByteView bytes() const { return memory_; }
-    /// False if the file system refuses.
+    /// Moves the file to its final name and replaces a file there. False if that fails.
     bool keepAs(const std::filesystem::path& path);
 
   private:

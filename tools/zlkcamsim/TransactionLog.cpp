@@ -5,6 +5,7 @@
 namespace zlk::camsim {
 namespace {
 
+// Transfers may be gigabytes; their beginnings are enough to see what they were.
 constexpr std::size_t maxEntries = 2000, headSize = 64;
 
 }  // namespace
@@ -12,6 +13,7 @@ constexpr std::size_t maxEntries = 2000, headSize = 64;
 void TransactionLog::add(Channel channel, ByteView bytes, bool ends) {
     bytes_[index(channel)] += bytes.size();
     std::uint64_t& current = open(channel);
+    // A new entry: no transfer is going on, or its entry was dropped because the log was full.
     if (current == none || current < dropped_) {
         if (entries_.size() == maxEntries) {
             entries_.pop_front();

@@ -1,5 +1,5 @@
 #pragma once
-// What went over the pipes, transfer by transfer: the beginning of each, and how long it was.
+// A log of the transfers on all pipes, with the beginning and the length of each.
 
 #include <chrono>
 #include <cstdint>
@@ -14,22 +14,25 @@ enum class Channel : std::uint8_t { BulkOut, BulkIn, Interrupt, Control };
 
 class TransactionLog {
   public:
+    /// One transfer.
     struct Entry {
-        std::chrono::milliseconds time{};  ///< since the log's beginning
+        std::chrono::milliseconds time{};  ///< since the log was created
         Channel channel{};
         Bytes head;  ///< at most 64 bytes
         std::uint64_t length = 0;
-        bool ended = false;  ///< else it was broken off, or goes on
+        bool ended = false;  ///< false: it was broken off, or isn't over
     };
 
-    /// Bytes of the transfer that goes on in this channel, or of a new one.
+    /// Adds bytes to the current transfer of this channel, or begins a new one. `ends` says that
+    /// the transfer ends with them.
     void add(Channel channel, ByteView bytes, bool ends);
-    /// What comes next is a new transfer.
+    /// Makes the next bytes of the channel a new transfer, after a transaction was broken off.
     void breakOff(Channel channel) { open(channel) = none; }
 
-    /// The oldest first; the last two thousand.
+    /// The oldest first; at most the last two thousand.
     const std::deque<Entry>& entries() const { return entries_; }
     void clear();
+    /// Bytes since the start, which clear() doesn't change.
     std::uint64_t bytesOf(Channel channel) const { return bytes_[index(channel)]; }
 
   private:
@@ -41,7 +44,8 @@ class TransactionLog {
 
     std::chrono::steady_clock::time_point start_ = std::chrono::steady_clock::now();
     std::deque<Entry> entries_;
-    std::uint64_t dropped_ = 0;  // entries in front of the first
+    std::uint64_t dropped_ = 0;  // entries that were removed from the front
+    // For each channel the number of its unfinished entry, counted from the very first one.
     std::uint64_t open_[4] = {none, none, none, none};
     std::uint64_t bytes_[4] = {};
 };

@@ -1,6 +1,6 @@
 #pragma once
-// The device's end of the bus, as a device controller would see it. A virtual camera is one; what
-// carries it to a host (a device host's loop, an emulated usbfs node) asks it for what it has.
+// The device's side of a USB connection, as a device controller sees it. The virtual camera is one;
+// a SimulatedDevice or an emulated usbfs node connects it to a host.
 
 #include <cstddef>
 #include <cstdint>
@@ -12,20 +12,21 @@
 namespace zlk::camsim {
 
 enum class PipeAnswer {
-    Accepted,  ///< out: taken. in: here are bytes, or a packet of none
-    NotNow,    ///< the device holds back (NAK); `wake` is called when that changes
-    Stalled,   ///< until clearHalt()
-    Broken     ///< an error on the wire (a CRC or timeout seen by the host controller)
+    Accepted,  ///< out: taken. in: here are bytes, or a zero-length packet
+    NotNow,    ///< not ready (NAK); `wake` is called when that changes
+    Stalled,   ///< halted until clearHalt()
+    Broken     ///< an error on the wire, such as a CRC error or a timeout
 };
 
 struct PipeBytes {
     PipeAnswer answer = PipeAnswer::NotNow;
-    /// At most what was asked for. They stay where they are while `keeper` is held.
+    /// At most as many as were asked for. They stay valid while `keeper` is held.
     std::span<const std::byte> bytes;
-    bool endsTransfer = false;  ///< a short packet, or one of no bytes, comes behind them
+    bool endsTransfer = false;  ///< a short or zero-length packet ends the transfer here
     std::shared_ptr<const void> keeper;
 };
 
+/// The eight bytes of a control request.
 struct SetupPacket {
     std::uint8_t requestType = 0, request = 0;
     std::uint16_t value = 0, index = 0, length = 0;
@@ -33,11 +34,11 @@ struct SetupPacket {
 
 struct ControlAnswer {
     bool stalled = true;
-    std::vector<std::byte> bytes;  ///< of a request towards the host
+    std::vector<std::byte> bytes;  ///< for a request to the host
 };
 
-/// Not for several threads. Endpoints: bulk in 0x81, bulk out 0x02, interrupt in 0x83; interface 0
-/// of class 6, subclass 1, protocol 1.
+/// Not thread-safe. The endpoints are bulk in 0x81, bulk out 0x02 and interrupt in 0x83, in
+/// interface 0 of class 6, subclass 1, protocol 1.
 class UsbFunction {
   public:
     virtual ~UsbFunction() = default;
@@ -48,22 +49,24 @@ class UsbFunction {
     virtual std::vector<std::byte> stringDescriptor(
         std::uint8_t index) const = 0;  ///< may be empty
 
-    /// Called when a pipe that answered NotNow may have something else to say. May be called from
-    /// inside of any call here.
+    /// `wake` is called when a pipe that answered NotNow may be ready. It may be called from inside
+    /// of any call here, so that it should only schedule work.
     virtual void setWake(std::function<void()> wake) = 0;
 
-    /// Bytes of a transfer from the host, in order, as many packets at once as there are. `ends`:
-    /// a short packet, or one of no bytes, comes behind them. Takes all of them or none.
+    /// Takes bytes of a transfer from the host, in order, as many packets at once as there are; all
+    /// of them or none. `ends` says that a short or zero-length packet follows them.
     virtual PipeAnswer out(std::span<const std::byte> bytes, bool ends) = 0;
-    /// Up to `room` bytes, a multiple of the packet size, of one transfer to the host: fewer only
-    /// if it ends there. What was given counts as sent.
+    /// Returns up to `room` bytes of one transfer to the host; `room` is a multiple of the packet
+    /// size. There are fewer only if the transfer ends. The bytes count as sent.
     virtual PipeBytes in(std::size_t room) = 0;
+    /// Returns one interrupt transfer of at most `room` bytes.
     virtual PipeBytes interrupt(std::size_t room) = 0;
 
-    /// Class requests (0x64, 0x66, 0x67) and GET_DESCRIPTOR.
+    /// Answers a class request (0x64, 0x66, 0x67) or GET_DESCRIPTOR.
     virtual ControlAnswer control(const SetupPacket& setup, std::span<const std::byte> out) = 0;
+    /// Ends the halt of an endpoint.
     virtual void clearHalt(std::uint8_t endpoint) = 0;
-    /// A reset of the bus, or plugging in: sessions end, pipes are empty.
+    /// The bus was reset, or the device plugged in: sessions end and pipes are emptied.
     virtual void busReset() = 0;
 };
 

@@ -26,6 +26,8 @@ VirtualCamera::VirtualCamera(usbscan::EventLoop& loop, const Identity& identity,
 }
 
 PipeAnswer VirtualCamera::out(ByteView bytes, bool ends) {
+    // The order matters: a halt is reported even if the pipe is silent as well, and faults see the
+    // bytes before they are taken.
     if (outHalted_) return PipeAnswer::Stalled;
     if (isPulled_ || outSilent_ || outDelay_.running()) return PipeAnswer::NotNow;
     if (const auto held = strike(bytes)) return *held;
@@ -35,17 +37,20 @@ PipeAnswer VirtualCamera::out(ByteView bytes, bool ends) {
     return PipeAnswer::Accepted;
 }
 
-/// What faults of the phase that these bytes belong to make of them.
+/// Applies the faults that strike in the phase of these bytes. The result is the pipe's answer if a
+/// fault refuses the bytes.
 std::optional<PipeAnswer> VirtualCamera::strike(ByteView bytes) {
+    // The faults of a phase are chosen once, with its first bytes.
     if (!strikersTaken_ && data_) {
         takeStrikers(Phase::Data, open_->code);
     } else if (!strikersTaken_ && bytes.size() >= ContainerHeader::size) {
         const ContainerHeader header = ContainerHeader::decode(bytes);
         takeStrikers(Phase::Command, header.code);
-        // The host can't know whether a command that it didn't get rid of has counted.
+        // The command is refused or delayed, and the host can't know whether its id counts.
         if (!striking_.empty()) judge_.transactionBroken(header.id);
     }
     strikersTaken_ = true;
+    // In the order in which they were armed; each waits for its place in the payload.
     while (!striking_.empty() && isReached(striking_.front(), bytes)) {
         const Fault fault = std::move(striking_.front());
         striking_.pop_front();
@@ -60,6 +65,7 @@ void VirtualCamera::takeStrikers(Phase phase, Code operation) {
 }
 
 bool VirtualCamera::isReached(const Fault& fault, ByteView bytes) const {
+    // Without a place, or in a command, it strikes at once.
     if (!data_ || fault.at == 0) return true;
     const ByteView start = head_.empty() ? bytes : ByteView(head_);
     if (start.size() < ContainerHeader::size) return false;
@@ -92,6 +98,7 @@ std::optional<PipeAnswer> VirtualCamera::apply(const Fault& fault) {
 }
 
 void VirtualCamera::add(ByteView bytes) {
+    // Only the header of data is kept here, but a command as a whole.
     const std::size_t room = (data_ ? ContainerHeader::size : mostCommandBytes) - head_.size();
     const ByteView head = bytes.first(std::min(bytes.size(), room));
     head_.insert(head_.end(), head.begin(), head.end());
@@ -123,16 +130,19 @@ void VirtualCamera::forgetTransfer() {
 
 void VirtualCamera::commandArrived(const ContainerHeader& header) {
     judge_.command(header, arrived_, open_.has_value());
+    // The judge has recorded it; there is nothing to answer.
     if (header.type != Command) return;
     ++transactions_;
-    if (open_) bulkIn_.clear();  // nobody has fetched its answer, and nobody will
+    if (open_) bulkIn_.clear();  // the host hasn't fetched the answer to the last command
     Message command{header.code, header.id, {}};
     for (std::size_t at = ContainerHeader::size; at + 4 <= head_.size(); at += 4)
         command.parameters.push_back(
             static_cast<std::uint32_t>(loadNumber(ByteView(head_).subspan(at), 4)));
+    // OpenSession has id 0, and doesn't count.
     if (session_.isOpen() && command.code != operation::OpenSession)
         session_.lastTransaction = command.id;
     open_ = std::move(command);
+    // With a data phase the operation runs when that is complete, else now.
     if (replay_ ? replay_->takesData(*open_) : Responder::takesData(open_->code))
         data_ = replay_ ? std::make_unique<Spool>(0) : responder_.spoolFor(*open_);
     else
@@ -140,6 +150,7 @@ void VirtualCamera::commandArrived(const ContainerHeader& header) {
 }
 
 void VirtualCamera::execute() {
+    // A fault's answer goes before the recording, and this before the responder.
     if (replay_ && !forcedAnswer_ && playRecorded()) return;
     Reply reply = forcedAnswer_ ? failure(*forcedAnswer_) : run();
     forcedAnswer_.reset();
@@ -155,12 +166,15 @@ void VirtualCamera::replay(Recording recording, std::function<void(const std::st
 
 bool VirtualCamera::playRecorded() {
     const RecordedAnswer* const recorded = replay_->answerTo(*open_);
+    // The camera knows better whether a session is open.
     if (!recorded && Replay::isOfTheSession(open_->code)) return false;
     data_.reset();
     if (recorded) {
         replay_->play(*recorded, *open_, bulkIn_);
         for (const Bytes& event : recorded->events) sendInterrupt(event);
     } else {
+        // A question that the recording doesn't have is the test's fault as much as the host's, so
+        // both the judge and the caller hear of it.
         judge_.blame("never recorded: " + Replay::textOf(*open_));
         ReplyScript(bulkIn_, faults_).play(*open_, failure(response::OperationNotSupported));
     }
@@ -172,11 +186,12 @@ Reply VirtualCamera::run() {
     try {
         return responder_.execute(*open_, data_.get());
     } catch (const std::exception&) {
-        return failure(response::GeneralError);  // a file that has vanished, or no memory
+        return failure(response::GeneralError);  // a file has vanished, or there is no memory
     }
 }
 
 void VirtualCamera::breakTransaction() {
+    // The host has given up or was made to; its id may come again.
     if (open_) judge_.transactionBroken(open_->id);
     open_.reset();
     data_.reset();
@@ -208,6 +223,7 @@ PipeBytes VirtualCamera::interrupt(std::size_t room) {
 }
 
 void VirtualCamera::sendInterrupt(Bytes transfer, std::function<void()> seen) {
+    // A host that doesn't read events must not fill the memory.
     constexpr std::size_t mostWaiting = 64;
     if (interrupts_.size() == mostWaiting) return seen();
     interrupts_.push_back({Payload::of(std::move(transfer)), std::move(seen)});
@@ -227,6 +243,7 @@ void VirtualCamera::loseSession() {
 
 void VirtualCamera::cablePulled() {
     isPulled_ = true;
+    // From the loop, because unplugging destroys the device that is calling this.
     loop_.post([this, alive = std::weak_ptr(alive_)] {
         if (!alive.expired()) pulled_();
     });

@@ -1,6 +1,6 @@
 #pragma once
-// A still camera on the bus: containers come in, the responder answers, and the judge, the faults
-// and the log stand between.
+// A still camera on the bus. Containers come in, the responder answers them, and in between the
+// judge watches, the faults interfere, and the log records.
 
 #include <deque>
 #include <functional>
@@ -18,17 +18,18 @@
 
 namespace zlk::camsim {
 
+/// Used on the thread of the event loop only.
 class VirtualCamera final : public UsbFunction, private BulkInPipe::Listener {
   public:
-    /// `packetSize` 64, 512 or 1024. The loop is for what takes its time.
+    /// `packetSize` is 64, 512 or 1024 bytes. The loop outlives this; it serves for delays.
     VirtualCamera(usbscan::EventLoop& loop, const Identity& identity, std::uint16_t packetSize,
                   const Traits& traits = {});
 
-    /// Plays the device of a recording from now on: its descriptors and its answers, whatever lies
-    /// on the storages. `say` gets a line for each thing that the recording doesn't have.
+    /// From now on plays the device of a recording, with its descriptors and answers, whatever lies
+    /// on the storages. `say` gets a line for each thing that is missing in the recording.
     void replay(Recording recording, std::function<void(const std::string&)> say);
 
-    // What a tester does with it.
+    // For testers.
     const Identity& identity() const { return identity_; }
     ObjectStore& store() { return store_; }
     Responder& responder() { return responder_; }
@@ -36,23 +37,25 @@ class VirtualCamera final : public UsbFunction, private BulkInPipe::Listener {
     Judge& judge() { return judge_; }
     TransactionLog& log() { return log_; }
     const Session& session() const { return session_; }
+    /// Whether the host has sent a command and not fetched the whole response.
     bool transactionOpen() const { return open_.has_value(); }
+    /// How many commands have come.
     std::uint64_t transactions() const { return transactions_; }
-    /// An interrupt transfer, as it stands; nothing is sent while 64 wait. `seen` is called when
-    /// the host has fetched it, or never will.
+    /// Queues an interrupt transfer with these bytes; it is dropped if 64 are waiting. `seen` is
+    /// called when the host has fetched it or can't any more.
     void sendInterrupt(
         Bytes transfer, std::function<void()> seen = [] {});
-    /// An event that an object's coming or going raises; only within a session, and not while
-    /// they are switched off.
+    /// Queues an event as a camera does when objects come or go: only in a session, and not while
+    /// events are switched off.
     void raise(
         const Message& event, std::function<void()> seen = [] {});
     void setEventsEnabled(bool enabled) { eventsEnabled_ = enabled; }
-    /// Powered off and on again without the host's noticing.
+    /// As if the camera had been powered off and on without the host noticing.
     void loseSession();
-    /// Called, from the loop, when a fault pulls the cable.
+    /// `pulled` is called from the loop when a fault pulls the cable.
     void setPulled(std::function<void()> pulled) { pulled_ = std::move(pulled); }
 
-    // The bus.
+    // For the bus: UsbFunction.
     std::uint16_t bulkPacketSize() const override { return bulkIn_.packetSize(); }
     Bytes deviceDescriptor() const override;
     Bytes configurationDescriptor() const override;
@@ -71,21 +74,29 @@ class VirtualCamera final : public UsbFunction, private BulkInPipe::Listener {
     void cablePulled() override;
     void pipeReady() override { wake_(); }
 
+    /// Applies the faults of this phase; the answer if one of them refuses the bytes.
     std::optional<PipeAnswer> strike(ByteView bytes);
+    /// Chooses the faults that strike in this phase.
     void takeStrikers(Phase phase, Code operation);
     std::optional<PipeAnswer> apply(const Fault& fault);
+    /// Whether the payload has reached the place of a fault.
     bool isReached(const Fault& fault, ByteView bytes) const;
     void add(ByteView bytes);
+    /// The transfer from the host is complete.
     void transferArrived();
+    /// Prepares for the next transfer from the host.
     void forgetTransfer();
     void commandArrived(const ContainerHeader& header);
+    /// Runs the open operation and writes its reply to the pipe.
     void execute();
-    /// False for what the camera knows better than its recording: whether a session is open.
+    /// False if the camera has to answer by itself, because only it knows whether a session is
+    /// open.
     bool playRecorded();
     Reply run();
+    /// Ends the open transaction without a response, and empties the pipes.
     void breakTransaction();
 
-    // Control: VirtualCamera_requests.cpp
+    // Control requests: VirtualCamera_requests.cpp
     ControlAnswer standardRequest(const SetupPacket& setup);
     ControlAnswer deviceStatus();
     bool cancel(ByteView request);
@@ -101,6 +112,7 @@ class VirtualCamera final : public UsbFunction, private BulkInPipe::Listener {
     Session session_;
     ObjectStore store_;
     Responder responder_;
+    // Set if a recorded device is played.
     std::optional<Replay> replay_;
     Judge judge_;
     FaultList faults_;
@@ -109,21 +121,27 @@ class VirtualCamera final : public UsbFunction, private BulkInPipe::Listener {
     std::function<void()> wake_ = [] {}, pulled_ = [] {};
     std::uint64_t transactions_ = 0;
 
-    std::optional<Message> open_;  ///< its response hasn't been handed out
-    std::unique_ptr<Spool> data_;  ///< its data phase is still to come, or has begun
+    std::optional<Message> open_;  ///< the command whose response the host hasn't fetched
+    std::unique_ptr<Spool> data_;  ///< its data phase, which is to come or has begun
+    // The response that a fault has put in the place of the operation.
     std::optional<Code> forcedAnswer_;
 
-    // The transfer from the host that goes on.
-    Bytes head_;  ///< its first bytes, as far as a header or a command go
+    // The current transfer from the host.
+    Bytes head_;  ///< its first bytes: a header, or a whole command
+    // Its bytes so far.
     std::uint64_t arrived_ = 0;
+    // Faults of its phase that still wait for their place.
     std::deque<Fault> striking_;
+    // They have been chosen.
     bool strikersTaken_ = false;
     bool outHalted_ = false, outSilent_ = false, isPulled_ = false;
     usbscan::Timer outDelay_;
 
     bool eventsEnabled_ = true;
     std::deque<WaitingInterrupt> interrupts_;
+    // How often the status has to be busy, by a fault.
     unsigned busyAnswers_ = 0;
+    // Expires with this object, for tasks in the loop.
     std::shared_ptr<bool> alive_ = std::make_shared<bool>(true);
 };
 

@@ -1,4 +1,4 @@
-// Control requests: those of the still image class, and the standard's.
+// The camera's control requests: those of the still image class, and the standard ones of USB.
 
 #include <algorithm>
 #include <utility>
@@ -9,6 +9,7 @@
 namespace zlk::camsim {
 namespace {
 
+// Types and codes of the requests.
 constexpr std::uint8_t classOut = 0x21, classIn = 0xA1, standardIn = 0x80;
 constexpr std::uint8_t cancelRequest = 0x64, resetRequest = 0x66, statusRequest = 0x67;
 constexpr std::uint8_t clearFeature = 1, getDescriptor = 6, getConfiguration = 8,
@@ -58,6 +59,7 @@ ControlAnswer VirtualCamera::control(const SetupPacket& setup, ByteView out) {
     } else {
         answer = standardRequest(setup);
     }
+    // The host may ask for less than there is.
     if (answer.bytes.size() > setup.length) answer.bytes.resize(setup.length);
     return answer;
 }
@@ -81,15 +83,17 @@ ControlAnswer VirtualCamera::standardRequest(const SetupPacket& setup) {
     return selects ? done() : ControlAnswer{};
 }
 
-/// False for a camera that doesn't know the request.
+/// False for a camera that doesn't know the request, which a fault can make of it.
 bool VirtualCamera::cancel(ByteView request) {
     if (faults_.take(FaultKind::CancelStall)) return false;
     judge_.cancelRequest(request, open_ ? std::optional(open_->id) : std::nullopt);
-    // The response may have left the camera when the host, which hasn't read it, gives up.
+    // The response may already have left the camera when the host, which hasn't read it, gives up.
+    // Its id may come again, too.
     const bool namesTheLast =
         request.size() == 6 && loadNumber(request.subspan(2), 4) == session_.lastTransaction;
     if (namesTheLast) judge_.transactionBroken(session_.lastTransaction);
     breakTransaction();
+    // All armed ones together make the status busy as many times.
     while (faults_.take(FaultKind::CancelBusy)) ++busyAnswers_;
     return true;
 }
@@ -100,6 +104,7 @@ ControlAnswer VirtualCamera::deviceStatus() {
     if (outHalted_) halted.push_back(endpoint::BulkOut);
     const bool busy = busyAnswers_ > 0 || open_;
     if (busyAnswers_ > 0) --busyAnswers_;
+    // The class defines this order: busy comes first, and halted pipes are listed until cleared.
     const Code code = busy              ? response::DeviceBusy
                       : !halted.empty() ? response::TransactionCancelled
                                         : response::OK;
@@ -122,6 +127,7 @@ void VirtualCamera::resetDevice() {
     bulkIn_.clearHalt();
     outHalted_ = false;
     busyAnswers_ = 0;
+    // The host can't fetch these any more, which their senders have to know.
     for (const WaitingInterrupt& lost : std::exchange(interrupts_, {})) lost.seen();
 }
 

@@ -1,5 +1,5 @@
 #pragma once
-// A line of the control channel, taken apart.
+// Splits lines of the control channel into words, and parses these.
 
 #include <map>
 #include <string>
@@ -9,23 +9,25 @@
 
 namespace zlk::camsim {
 
-/// What stands between blanks.
+/// The words between blanks.
 std::vector<std::string> wordsOf(const std::string& line);
 
-/// UTF-8 in which `%20` is a byte, and `%uD800` a unit of UTF-16 as it stands.
+/// A name in UTF-8, in which `%20` is a byte and `%uD800` a unit of UTF-16, which may be invalid.
 std::u16string nameOf(const std::string& word);
 
-/// Words of the form `key=value`.
+/// Options of a command, as `key=value`.
 class Options {
   public:
-    /// Throws std::invalid_argument for other words.
+    /// Parses the words from `first` on. Throws std::invalid_argument for words of another form.
     explicit Options(const std::vector<std::string>& words, std::size_t first);
 
     bool has(const std::string& key) const { return values_.contains(key); }
+    /// Empty if the key isn't there.
     std::string text(const std::string& key) const;
-    /// `otherwise` where the key isn't there; throws std::invalid_argument for what is no number.
+    /// `otherwise` if the key isn't there. Throws std::invalid_argument if the value isn't a
+    /// number.
     std::uint64_t number(const std::string& key, std::uint64_t otherwise) const;
-    /// Throws std::invalid_argument for any other key.
+    /// Throws std::invalid_argument if there is another key than these.
     void allow(const std::vector<std::string>& keys) const;
 
   private:

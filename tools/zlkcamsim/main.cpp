@@ -14,6 +14,7 @@ namespace {
 
 using namespace zlk::camsim;
 
+/// The options of the command line.
 struct Settings {
     std::string name = "cam0";
     Model model;
@@ -23,13 +24,15 @@ struct Settings {
     bool unplugged = false;
 };
 
-/// SIGTERM and SIGINT end the loop; nobody's closed end kills the program.
+/// Ends the loop on SIGTERM, SIGINT and SIGHUP. SIGPIPE is ignored, since a client that closes its
+/// connection must not kill the program.
 class StopSignals {
   public:
     explicit StopSignals(zlk::usbscan::EventLoop& loop) : loop_(loop) {
         sigset_t stops;
         sigemptyset(&stops);
         for (const int each : {SIGTERM, SIGINT, SIGHUP}) sigaddset(&stops, each);
+        // Blocked signals are delivered through the descriptor, into the loop.
         sigprocmask(SIG_BLOCK, &stops, nullptr);
         ::signal(SIGPIPE, SIG_IGN);
         descriptor_ = ::signalfd(-1, &stops, SFD_CLOEXEC);
@@ -48,6 +51,7 @@ class StopSignals {
 void serve(const Settings& settings) {
     zlk::usbscan::EventLoop loop;
     const StopSignals signals(loop);
+    // The recording is read first, since it decides the packet size of the camera.
     std::optional<Recording> recording;
     if (!settings.replay.empty()) {
         zlk::RecordingReader reader(settings.replay);
@@ -62,7 +66,7 @@ void serve(const Settings& settings) {
         });
     for (const std::string& folder : settings.storages) camera.store().addStorage(folder);
     Plug plug(loop, camera, settings.name);
-    // The answer to the last command is still to go out.
+    // The loop stops a moment later, so that the answer to the command `quit` is still sent.
     const auto stop = [&loop] {
         loop.after(std::chrono::milliseconds(0), [&loop] { loop.stop(); });
     };
@@ -80,9 +84,12 @@ void serve(const Settings& settings) {
             channel.listenOn(control);
     }
     loop.run();
+    // Clients learn that the camera is gone before its socket disappears.
     plug.unplug();
 }
 
+/// The client: says the words to a running camera and prints its answer. The exit status is 0 for
+/// `ok`, else 1.
 int tellAndPrint(const std::string& socket, const std::vector<std::string>& words) {
     std::string line;
     for (const std::string& word : words) line += (line.empty() ? "" : " ") + word;
@@ -109,7 +116,8 @@ void addOptions(CLI::App& app, Settings& settings) {
     app.add_option("--name", settings.name, "name of the device's entry")->capture_default_str();
     std::string names;
     for (const Model& known : models()) names += (names.empty() ? "" : ", ") + known.name;
-    // Taken over in the order of these lines: what follows changes what the model has.
+    // The options are evaluated in the order in which they are added here: the model first, so that
+    // the following ones change what it has.
     app.add_option_function<std::string>(
         "--model", [&settings](const std::string& name) { setModel(settings.model, name); },
         "play one of: " + names);

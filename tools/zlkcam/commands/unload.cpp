@@ -144,8 +144,8 @@ void runUnload(Tool& tool, const Options& given) {
 
     Unloader unloader(tool, session, plan, targets, options, options);
     HtmlReport report(session, plan, survey, unloader, targets);
-    // Also runs on the StopWatch's thread. Both `record` and `write` continue where the other
-    // thread was.
+    // Also runs on the StopWatch's thread, maybe after this one got stuck in a thumbnail. What was
+    // recorded or written by then isn't written again.
     const auto record = [&] {
         unloader.record();
         if (!options.hasReport) return;
