@@ -26,7 +26,7 @@ constexpr int quality = 88;
 struct Resolution {
     int width, height;
 };
-// Taken by turns. The sizes are those that a small camera of its time offers.
+// Used by turns.
 constexpr std::array<Resolution, 4> resolutions{
     {{2048, 1536}, {640, 480}, {1600, 1200}, {1280, 960}}};
 constexpr Resolution thumbnailSize{160, 120};
@@ -53,7 +53,7 @@ std::tm clockAt(int shot) {
     return time;
 }
 
-/// Card files have the time of the camera, on which the order of pictures depends.
+/// The file gets the time that the camera's clock showed, and not that of now.
 void writeFile(const fs::path& path, std::span<const std::uint8_t> bytes, std::tm written) {
     std::ofstream file(path, std::ios::binary);
     file.write(reinterpret_cast<const char*>(bytes.data()),

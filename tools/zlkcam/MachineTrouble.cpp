@@ -138,7 +138,7 @@ Failure moduleFailure(const std::string& what, DWORD error, const std::string& a
 std::optional<Failure> claimFailure() {
     const std::optional<Line> line = latest([](const Line& each) {
         return each.subject == "NamedObjects" &&
-               // The names of claims begin like this.
+               // The file of a claim has this in its path, which the platform reports.
                each.text.find("/ZlkUnloadImageDeviceLock_") != std::string::npos;
     });
     if (!line) return std::nullopt;

@@ -13,8 +13,8 @@ PipeBytes BulkInPipe::take(std::size_t room) {
         switch (next.kind) {
             case Kind::Send:
                 if (PipeBytes taken = takeBytes(room); taken.answer == PipeAnswer::Accepted)
-                    // NotNow: the last packet isn't full yet. The next round looks at the step
-                    // after it.
+                    // NotNow: these bytes didn't fill a packet and have been dropped. The next
+                    // round looks at the step after them.
                     return taken;
                 break;
             case Kind::End:

@@ -61,7 +61,7 @@ void Judge::command(const ContainerHeader& header, std::size_t arrived, bool tra
 void Judge::judgeId(const ContainerHeader& header) {
     const std::string name = nameOf(header);
     if (header.code == operation::OpenSession) {
-        // The count begins anew with each session.
+        // OpenSession comes before the count of its session, and carries 0.
         if (header.id != 0) blame(name + ": a session is opened with id 0");
         excused_ = false;
         return;

@@ -17,7 +17,7 @@ void Plug::plug() {
         deviceFolder(), name_,
         usbscan::DeviceDescription{identity.vid, identity.pid, identity.manufacturer,
                                    identity.product, identity.serial});
-    // The old host is removed only now: unplug() may be called from inside of it.
+    // The host of the previous plugging has stayed for its clients, and ends only now.
     host_.reset();
     camera_.busReset();
     plugging_ = std::make_shared<int>();

@@ -29,7 +29,7 @@ class Plug {
     std::string name_;
     // What lets others find the camera; null while it is unplugged.
     std::unique_ptr<usbscan::DeviceEntry> entry_;
-    // Stays after an unplugging, until its clients have gone.
+    // Stays after an unplugging, for clients that are still connected; the next plug() replaces it.
     std::unique_ptr<usbscan::DeviceHost> host_;
     // Its end shows that a callback belongs to an earlier host.
     std::shared_ptr<const int> plugging_;

@@ -173,8 +173,7 @@ bool VirtualCamera::playRecorded() {
         replay_->play(*recorded, *open_, bulkIn_);
         for (const Bytes& event : recorded->events) sendInterrupt(event);
     } else {
-        // A question that the recording doesn't have is the test's fault as much as the host's, so
-        // both the judge and the caller hear of it.
+        // The judge records this as a violation. Replay has written a line about it already.
         judge_.blame("never recorded: " + Replay::textOf(*open_));
         ReplyScript(bulkIn_, faults_).play(*open_, failure(response::OperationNotSupported));
     }

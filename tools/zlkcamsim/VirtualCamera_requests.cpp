@@ -104,7 +104,7 @@ ControlAnswer VirtualCamera::deviceStatus() {
     if (outHalted_) halted.push_back(endpoint::BulkOut);
     const bool busy = busyAnswers_ > 0 || open_;
     if (busyAnswers_ > 0) --busyAnswers_;
-    // The class defines this order: busy comes first, and halted pipes are listed until cleared.
+    // TransactionCancelled tells the host that the endpoints in the list have to be cleared.
     const Code code = busy              ? response::DeviceBusy
                       : !halted.empty() ? response::TransactionCancelled
                                         : response::OK;

@@ -356,7 +356,8 @@ bool Destination::move(Placement& placement, const std::string& file) {
     const Place place = placeOf(file);
     const int folder = place.folder.descriptor.get();
     if (!placement.copy->moveTo(folder, place.name)) {
-        // EXDEV: another file system was mounted on the folder after the hidden copy was made.
+        // EXDEV: the hidden copy was made where the name without the picture's date would lie. With
+        // the date the name may lead to a folder on another file system.
         if (errno == EXDEV)
             throw Failure(ExitStatus::FileUnusable,
                           shown(file) + " would lie on another disk than " + shown("") + ".",
@@ -494,8 +495,8 @@ void Destination::flushNames() {
     const std::lock_guard lock(inUse_);
     const std::string doing = "Writing the names of the copies through to the disk";
     // On FAT, flushing the folder alone isn't enough, see losesContentsByMoving; syncfs covers the
-    // files, too. Some network file systems return ENOSYS, and have only the fsync of each folder
-    // that follows.
+    // files, too. Some file systems return ENOSYS, and have only the fsync of each folder that
+    // follows.
     for (const auto& [device, run] : runFolders_)
         if (::syncfs(run->folder()) != 0 && errno != ENOSYS) throwPosix(doing);
     for (const std::string& name : changed_) {
