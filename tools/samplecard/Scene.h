@@ -20,6 +20,7 @@ struct Raster {
     }
 };
 
+/// One picture; the same scene can be drawn in several sizes.
 class Scene {
   public:
     /// Invents a scene by the next numbers of `random`.

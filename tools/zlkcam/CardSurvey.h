@@ -13,6 +13,7 @@
 
 namespace zlk {
 
+/// Walks the card once, when it is constructed.
 class CardSurvey {
   public:
     /// A folder whose entries couldn't all be read.

@@ -11,6 +11,7 @@ namespace zlk {
 /// The folder for rules that an administrator adds.
 inline constexpr char udevRulesFolder[] = "/etc/udev/rules.d";
 
+/// The rule for one model of camera.
 class DesktopRule {
   public:
     /// `vid` and `pid` are the USB ids of the model.

@@ -9,6 +9,7 @@
 
 namespace zlk {
 
+/// Commands throw it; main prints it and ends with its status.
 class Failure : public std::runtime_error {
   public:
     /// `message` says what went wrong, `advice` what to do next (may be empty); both in whole

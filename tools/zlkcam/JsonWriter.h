@@ -7,6 +7,7 @@
 
 namespace zlk {
 
+/// Each call returns the writer, so that calls can be chained.
 class JsonWriter {
   public:
     JsonWriter& beginObject() { return open('{'); }

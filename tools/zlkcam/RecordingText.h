@@ -11,6 +11,7 @@
 
 namespace zlk {
 
+/// One transfer in words.
 struct RecordingLine {
     std::int64_t time = 0;      ///< microseconds since the first event
     std::uint8_t endpoint = 0;  ///< bit 0x80 is set for the direction to the host

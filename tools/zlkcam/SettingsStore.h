@@ -25,6 +25,7 @@ struct SettingsPath {
     std::u16string full() const;
 };
 
+/// Without a state of its own; each call opens and closes what it needs.
 class SettingsStore {
   public:
     /// A key with its own values; throws if the key doesn't exist.

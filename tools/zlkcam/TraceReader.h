@@ -18,12 +18,14 @@
 
 namespace zlk {
 
+/// A line of the log.
 struct TraceRecord {
     std::uint32_t time = 0;  ///< milliseconds since the log's start
     std::string category;
     std::string message;
 };
 
+/// Remembers how far it has read. Used by one thread.
 class TraceReader {
   public:
     /// Copies what is new. `ring` is the whole buffer and `writeOffset` a position in it. The

@@ -34,6 +34,7 @@ class SharedView {
     bool existed_ = false;
 };
 
+/// The only viewer of the machine, from construction to destruction.
 class TraceViewer {
   public:
     /// Clears the buffer and switches the log on. Throws Failure: ViewerRunning, or FileUnusable if

@@ -13,6 +13,7 @@ void appendNumber(Bytes& to, std::uint64_t value, std::size_t size) {
     for (std::size_t i = 0; i < size; ++i) to.push_back(static_cast<std::byte>(value >> (8 * i)));
 }
 
+/// Length, type, code and id follow one another without gaps.
 ContainerHeader ContainerHeader::decode(ByteView bytes) {
     return {static_cast<std::uint32_t>(loadNumber(bytes, 4)),
             static_cast<std::uint16_t>(loadNumber(bytes.subspan(4), 2)),
@@ -36,6 +37,7 @@ Bytes Message::encode(ContainerType type) const {
     return bytes;
 }
 
+/// The span stays valid because the vector is never changed again.
 Payload Payload::of(Bytes bytes) {
     const auto kept = std::make_shared<const Bytes>(std::move(bytes));
     return {*kept, kept};

@@ -11,6 +11,7 @@
 
 namespace zlk::camsim {
 
+/// Used on the thread of the event loop only.
 class ControlChannel {
   public:
     /// Gets a line without its end, and returns the line of the answer.

@@ -38,6 +38,7 @@ std::string ok(JsonWriter& json) {
 ControlCommands::ControlCommands(VirtualCamera& camera, Cable cable, std::function<void()> quit)
     : camera_(camera), cable_(std::move(cable)), quit_(std::move(quit)) {}
 
+/// The names are those of docs/zlkcamsim.md.
 ControlCommands::Command ControlCommands::find(const std::string& name) {
     static const std::map<std::string, Command> commands{
         {"plug", &ControlCommands::plug},       {"unplug", &ControlCommands::unplug},
@@ -161,6 +162,7 @@ std::string ControlCommands::violations(const Words& words) {
     return ok(json);
 }
 
+/// Only the beginning of each transfer is kept, so the answer stays of reasonable size.
 std::string ControlCommands::log(const Words& words) {
     JsonWriter json;
     json.beginArray();

@@ -16,6 +16,7 @@ struct Cable {
     std::function<bool()> isPlugged;
 };
 
+/// Used on the thread of the event loop only.
 class ControlCommands {
   public:
     /// `quit` is called for the command of that name. The camera outlives this.

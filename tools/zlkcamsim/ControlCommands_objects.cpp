@@ -53,6 +53,7 @@ std::string ControlCommands::add(const Words& words) {
     ObjectStore& store = camera_.store();
     StoredObject object;
     setContent(object, options);
+    // What the tester says is believed, even if it is nonsense: that is what it is for.
     if (options.has("name")) object.name = nameOf(options.text("name"));
     object.format = static_cast<Code>(options.number("format", formatOf(object.name)));
     if (options.has("size"))
@@ -67,6 +68,7 @@ std::string ControlCommands::add(const Words& words) {
     object.storage =
         static_cast<std::uint32_t>(options.number("storage", store.storages().front().id));
     const std::uint32_t handle = store.add(std::move(object)).handle;
+    // As after a shot, the host learns of the object by an event.
     camera_.raise({event::ObjectAdded, camera_.session().lastTransaction, {handle}});
     return "ok " + std::to_string(handle);
 }

@@ -9,6 +9,7 @@
 
 namespace zlk::camsim {
 
+/// Each call appends a field and returns the writer, so that calls can be chained.
 class DatasetWriter {
   public:
     DatasetWriter& u8(std::uint8_t value) { return number(value, 1); }

@@ -9,6 +9,7 @@
 namespace zlk::camsim {
 namespace {
 
+// Short names, so that the table below fits its lines.
 constexpr int C = static_cast<int>(Phase::Command), D = static_cast<int>(Phase::Data),
               R = static_cast<int>(Phase::Response), A = static_cast<int>(Phase::After),
               X = static_cast<int>(Phase::Cancel);
@@ -108,6 +109,7 @@ Fault Fault::parse(const std::vector<std::string>& words) {
         if (equals == std::string::npos) throw std::invalid_argument("key=value: " + words[i]);
         set(fault, words[i].substr(0, equals), words[i].substr(equals + 1));
     }
+    // Checked last, as `phase=` may come anywhere among the words.
     if (!(static_cast<int>(fault.phase) & row->phases))
         throw std::invalid_argument(words.front() + " has no such phase");
     return fault;
@@ -128,6 +130,7 @@ std::uint64_t Fault::offsetIn(std::uint64_t size) const {
     return std::min(size, atPercent ? size * at / 100 : at);
 }
 
+/// Copies are returned, since a fault is gone from the list when its count is used up.
 std::vector<Fault> FaultList::take(Phase phase, Code operation) {
     std::vector<Fault> striking;
     for (Fault& fault : faults_)

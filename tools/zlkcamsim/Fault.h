@@ -11,6 +11,7 @@
 
 namespace zlk::camsim {
 
+/// The comments say what a kind does with the fields of Fault.
 enum class FaultKind {
     // In any phase.
     Unplug,   ///< the cable is pulled
@@ -68,6 +69,7 @@ struct Fault {
     std::uint64_t offsetIn(std::uint64_t size) const;
 };
 
+/// The faults that are armed at this moment.
 class FaultList {
   public:
     void arm(Fault fault) { faults_.push_back(std::move(fault)); }

@@ -11,6 +11,7 @@
 
 namespace zlk::camsim {
 
+/// Never changes what the camera does; it only takes notes.
 class Judge {
   public:
     explicit Judge(const Session& session) : session_(session) {}

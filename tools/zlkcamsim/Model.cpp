@@ -21,6 +21,7 @@ constexpr Traits buttonDock{.takesObjects = false, .passThrough = PassThrough::B
 }  // namespace
 
 std::span<const Model> models() {
+    // 264 and 948 share a USB id, so that a host has to tell them apart by their names.
     static const Model all[]{{"264", identityOf(0x7C34, "264"), withFixedOrders},
                              {"283", identityOf(0x7D01, "283"), camera},
                              {"368", identityOf(0x7D02, "368"), withoutClock},

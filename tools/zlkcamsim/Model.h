@@ -41,6 +41,7 @@ struct Model {
     Traits traits;
 };
 
+/// All models, in the order of the help text.
 std::span<const Model> models();
 
 }  // namespace zlk::camsim

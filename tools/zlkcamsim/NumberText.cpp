@@ -19,6 +19,7 @@ std::uint64_t parseNumber(const std::string& text, std::uint64_t most) {
     const char* const end = text.data() + text.size();
     std::uint64_t number = 0;
     const auto [stopped, error] = std::from_chars(start, end, number, hexadecimal ? 16 : 10);
+    // A number with something after it is no number.
     if (error != std::errc() || stopped != end || number > most)
         throw std::invalid_argument("no such number: " + text);
     return number;

@@ -37,7 +37,7 @@ const JpegFacts& StoredObject::facts() const {
         try {
             if (format == format::ExifJpeg) picture = JpegFacts::of(content().bytes);
         } catch (const std::exception&) {
-            // A file that can't be read shows itself when it is asked for.
+            // If the file can't be read, the host learns it when it asks for the content.
         }
     }
     return *picture;

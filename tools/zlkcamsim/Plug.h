@@ -10,6 +10,7 @@
 
 namespace zlk::camsim {
 
+/// Used on the thread of the event loop only.
 class Plug {
   public:
     /// `name` is that of the entry among the devices: letters, digits and `-`. Camera and loop

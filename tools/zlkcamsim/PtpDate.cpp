@@ -30,7 +30,9 @@ std::optional<std::time_t> timeOfPtpDate(const std::u16string& date) {
     local.tm_hour = number(9, 2);
     local.tm_min = number(11, 2);
     local.tm_sec = number(13, 2);
+    // The date says nothing about summer time, so the system has to find out.
     local.tm_isdst = -1;
+    // mktime would accept absurd fields and carry them over.
     if (local.tm_mon > 11 || local.tm_mon < 0 || local.tm_mday < 1 || local.tm_mday > 31 ||
         local.tm_hour > 23 || local.tm_min > 59 || local.tm_sec > 59)
         return std::nullopt;

@@ -27,6 +27,7 @@ Quirks quirksOf(const std::vector<std::string>& words) {
         const std::size_t equals = word.find('=');
         const std::string name = word.substr(0, equals);
         const bool hasCode = equals != std::string::npos;
+        // A switch takes no value; with one, the word is an error.
         const auto known = std::ranges::find(switches, name, [](auto& row) { return row.first; });
         if (known != switches.end() && !hasCode)
             quirks.*known->second = true;

@@ -8,6 +8,7 @@
 
 namespace zlk::camsim {
 
+/// By default none is switched on.
 struct Quirks {
     /// The response to an operation that comes with fewer parameters than ISO 15740 gives it. 0:
     /// missing parameters count as zeros.

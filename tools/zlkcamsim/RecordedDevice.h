@@ -8,6 +8,7 @@
 
 namespace zlk::camsim {
 
+/// Fed with all control transfers of a recording, in their order.
 class RecordedDevice {
   public:
     /// Takes a control transfer of any device.

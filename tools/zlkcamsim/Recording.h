@@ -41,6 +41,7 @@ struct RecordedAnswer {
     std::vector<Bytes> events;  ///< interrupt transfers that came meanwhile
 };
 
+/// The recorded device, ready to be played.
 struct Recording {
     /// An operation and its parameters, without zeros at the end.
     using Question = std::pair<Code, std::vector<std::uint32_t>>;

@@ -10,6 +10,7 @@
 
 namespace zlk::camsim {
 
+/// Used on the thread of the event loop only.
 class Replay {
   public:
     /// `say` gets a line for each thing that is missing in the recording.

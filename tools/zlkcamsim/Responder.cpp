@@ -120,6 +120,8 @@ Reply Responder::getDeviceInfo(const Message&) {
     DatasetWriter info;
     // Version 1.00, no vendor extension, normal mode.
     info.u16(100).u32(0).u16(0).text(u"").u16(0);
+    // Operations, events, properties, the formats in which it takes pictures, and those of all
+    // objects.
     info.u16s(operationCodes());
     info.u16s({event::ObjectAdded, event::ObjectRemoved, event::StoreRemoved});
     info.u16s(propertyCodes());
@@ -159,6 +161,7 @@ void Responder::setCameraBehind(std::uint16_t vid, std::uint16_t pid) {
 
 Reply Responder::connectedCamera(const Message& command) {
     if (command.code == operation::PressSaveButton) buttonPressed_ = true;
+    // A dock with a button looks at the camera only when it has been pressed.
     const bool waits = traits_.passThrough == PassThrough::Button && !buttonPressed_ &&
                        command.code == operation::ConnectedCamera;
     if (waits) return {response::OK, {0, 0}, {}, {}};

@@ -52,7 +52,10 @@ Reply Responder::getStorageInfo(const Message& command) {
     const Storage* const storage = store_.storage(command.parameter(0));
     if (!storage) return failure(response::InvalidStorageID);
     std::error_code unknown;
+    // The true space of the folder, which a test can limit by a small file system.
     const auto space = std::filesystem::space(storage->folder, unknown);
+    // Values of ISO 15740 for a removable card that can be written and has the file system of
+    // cameras.
     constexpr std::uint16_t removableMemory = 4, cardFileSystem = 3, writable = 0;
     DatasetWriter info;
     info.u16(removableMemory).u16(cardFileSystem).u16(writable);
@@ -114,6 +117,7 @@ Reply Responder::getObjectInfo(const Message& command) {
             JpegFacts::of(object->content().part(facts.thumbnailOffset, facts.thumbnailSize).bytes);
     constexpr std::uint16_t genericFolder = 1;
     DatasetWriter info;
+    // The fields of an ObjectInfo dataset, in their order.
     info.u32(object->storage).u16(object->format).u16(object->isProtected);
     info.u32(object->statedSize.value_or(clamped<std::uint32_t>(object->size())));
     info.u16(facts.thumbnailSize ? format::Jfif : 0)

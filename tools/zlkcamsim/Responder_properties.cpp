@@ -10,6 +10,7 @@
 namespace zlk::camsim {
 namespace {
 
+// The battery never changes; a test only needs a value that can be read.
 constexpr std::uint8_t batteryLevel = 80;
 constexpr std::uint16_t typeU8 = 0x0002, typeText = 0xFFFF;
 constexpr std::uint8_t readOnly = 0, readWrite = 1;
@@ -32,6 +33,7 @@ Reply Responder::getDevicePropDesc(const Message& command) {
     DatasetWriter description;
     description.u16(static_cast<Code>(command.parameter(0)));
     if (command.parameter(0) == property::BatteryLevel) {
+        // Current value, then the range from 0 to 100 in steps of 1.
         description.u16(typeU8).u8(readOnly).u8(100).u8(batteryLevel);
         description.u8(rangeForm).u8(0).u8(100).u8(1);
     } else {
@@ -54,6 +56,7 @@ Reply Responder::getDevicePropValue(const Message& command) {
 Reply Responder::setDevicePropValue(const Message& command) {
     if (!hasProperty(command.parameter(0))) return failure(response::DevicePropNotSupported);
     if (command.parameter(0) == property::BatteryLevel) return failure(response::AccessDenied);
+    // The whole data phase has to be one date, and nothing else.
     DatasetReader value(received_->bytes());
     const auto time = timeOfPtpDate(value.text());
     if (!time || !value.complete()) return failure(response::InvalidDevicePropValue);

@@ -33,6 +33,7 @@ Code Responder::placeObject(const Message& command, Announcement& announced) con
     if (store_.storages().empty()) return response::InvalidStorageID;
     announced.storage = storage ? storage : store_.storages().front().id;
     if (!store_.storage(announced.storage)) return response::InvalidStorageID;
+    // Both mean the root of the storage.
     if (!parent || parent == rootParent) return response::OK;
     const StoredObject* const folder = store_.find(parent);
     if (!folder || !folder->isFolder() || (storage && folder->storage != storage))
@@ -82,6 +83,7 @@ void Responder::makeFolder(Announcement& announced) {
 Reply Responder::sendObject(const Message&) {
     if (!expectsObject_) return failure(response::NoValidObjectInfo);
     Announcement& announced = announcements_.back();
+    // The size was announced; anything else is a broken transfer.
     if (received_->size() != announced.size) return failure(response::IncompleteTransfer);
     const std::string name = safeFileName(announced.name);
     const auto path = store_.folderPath(announced.storage, announced.parent) / name;
@@ -89,6 +91,7 @@ Reply Responder::sendObject(const Message&) {
     expectsObject_ = false;
     announced.filled = true;
     store_.forget(path);  // an object of this name has been replaced
+    // The object gets the handle that the host was told when it announced it.
     StoredObject object;
     object.handle = announced.handle;
     object.storage = announced.storage;

@@ -10,8 +10,10 @@
 
 namespace zlk::camsim {
 
+/// The pipes of the camera.
 enum class Channel : std::uint8_t { BulkOut, BulkIn, Interrupt, Control };
 
+/// Used on the thread of the event loop only.
 class TransactionLog {
   public:
     /// One transfer.

@@ -40,6 +40,7 @@ Bytes VirtualCamera::stringDescriptor(std::uint8_t index) const {
 
 ControlAnswer VirtualCamera::control(const SetupPacket& setup, ByteView out) {
     if (isPulled_) return {};
+    // The log gets the request as it was on the bus: setup packet and data.
     Bytes logged;
     for (const std::uint8_t byte : {setup.requestType, setup.request})
         appendNumber(logged, byte, 1);
@@ -78,6 +79,7 @@ ControlAnswer VirtualCamera::standardRequest(const SetupPacket& setup) {
         clearHalt(static_cast<std::uint8_t>(setup.index));
         return done();
     }
+    // The only configuration and interface are always selected.
     const bool selects = (setup.requestType == 0x00 && setup.request == setConfiguration) ||
                          (setup.requestType == 0x01 && setup.request == setInterface);
     return selects ? done() : ControlAnswer{};
@@ -102,6 +104,7 @@ ControlAnswer VirtualCamera::deviceStatus() {
     std::vector<std::uint8_t> halted;
     if (bulkIn_.halted()) halted.push_back(endpoint::BulkIn);
     if (outHalted_) halted.push_back(endpoint::BulkOut);
+    // An open transaction counts as busy, until the host has the response or cancels.
     const bool busy = busyAnswers_ > 0 || open_;
     if (busyAnswers_ > 0) --busyAnswers_;
     // TransactionCancelled tells the host that the endpoints in the list have to be cleared.

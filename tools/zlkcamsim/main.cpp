@@ -48,6 +48,7 @@ class StopSignals {
     int descriptor_;
 };
 
+/// Runs the camera until it is told to end.
 void serve(const Settings& settings) {
     zlk::usbscan::EventLoop loop;
     const StopSignals signals(loop);
@@ -98,6 +99,7 @@ int tellAndPrint(const std::string& socket, const std::vector<std::string>& word
     return answer.starts_with("ok") ? 0 : 1;
 }
 
+/// Replaces everything that the model decides; throws for an unknown name.
 void setModel(Model& model, const std::string& name) {
     for (const Model& known : models())
         if (known.name == name) model = known;

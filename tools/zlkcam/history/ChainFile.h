@@ -14,6 +14,7 @@
 
 namespace zlk {
 
+/// The whole file in memory, with what other tools have written into it.
 class ChainFile {
   public:
     /// A line: one generation.

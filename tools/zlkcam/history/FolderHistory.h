@@ -14,6 +14,7 @@
 
 namespace zlk {
 
+/// Constant once it was read.
 class FolderHistory {
   public:
     /// Reads the history of `folder`, an open descriptor that stays the caller's. Throws Failure

@@ -10,6 +10,7 @@
 
 namespace zlk {
 
+/// Used by one thread; the descriptor of its folder has to stay open as long as this lives.
 class NewFile {
   public:
     /// Creates the hidden file in `folder`, an open descriptor that stays the caller's and outlives

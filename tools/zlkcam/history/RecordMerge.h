@@ -8,6 +8,7 @@
 
 namespace zlk {
 
+/// Runs have to be added from the oldest to the newest.
 class RecordMerge {
   public:
     /// Adds the records of a run that came after all runs added before. `run` is its number. Throws

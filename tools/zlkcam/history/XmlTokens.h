@@ -19,6 +19,7 @@ struct XmlToken {
     std::string_view localName() const;
 };
 
+/// Reads forward only. Used by one thread.
 class XmlTokens {
   public:
     explicit XmlTokens(ByteSource source);

@@ -28,9 +28,9 @@ class CopySink final : public FileSink {
     /// To be called before the first bytes. The caller keeps the copy, which has to outlive this.
     void addCopy(HiddenCopy& copy) { copies_.push_back({&copy}); }
 
-    /// Goes on as long as one of the copies can be written, if there are any.
+    /// Passes bytes on. True as long as one of the copies can be written, or if there are none.
     bool take(std::span<const std::byte> bytes) override;
-    /// After the last bytes. What stands below is complete only then.
+    /// To be called after the last bytes. The results below are complete only then.
     void finish();
 
     std::uint64_t size() const { return summer_.size(); }

@@ -7,6 +7,7 @@
 
 namespace zlk {
 
+/// Other is everything that the rest excludes, also files without an extension.
 enum class FileType { Raw, Jpeg, Heif, Video, Audio, Other };
 
 /// By the extension of the path's last component, whatever its case; Other if it isn't known.

@@ -12,6 +12,7 @@
 
 namespace zlk {
 
+/// A pattern that was parsed once and is compared with many names.
 class GlobPattern {
   public:
     /// Throws Failure (Usage) for a pattern that can't be understood.

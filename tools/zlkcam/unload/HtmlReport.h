@@ -14,6 +14,7 @@
 
 namespace zlk {
 
+/// Writes the pages of all destinations. One failing page leaves the others alone.
 class HtmlReport {
   public:
     /// All references stay the caller's. The time of the run counts from here.

@@ -19,6 +19,7 @@ struct NameFields {
     std::optional<LocalTime> date{};  ///< when it was taken; none reads as `undated`
 };
 
+/// A template that was parsed once and is applied to many files. Constant once constructed.
 class NameTemplate {
   public:
     /// Throws Failure (Usage) for a template that can't be understood, leads out of the folder, or

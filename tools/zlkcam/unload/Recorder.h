@@ -32,6 +32,7 @@ struct KnownCopy {
     std::string sha256{};
 };
 
+/// One for each destination. `note` is called by the Settler, all else before or after the copying.
 class Recorder {
   public:
     struct Options {

@@ -12,6 +12,7 @@
 
 namespace zlk {
 
+/// Used once, when everything is copied, proved and recorded.
 class Remover {
   public:
     /// `survey` knows the folders that couldn't be read to their ends; nothing in them is deleted.

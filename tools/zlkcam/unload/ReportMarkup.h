@@ -17,6 +17,7 @@ namespace zlk {
 /// Whether something went wrong with a file, or the run ended before it.
 bool isAmiss(const UnloadedFile& file);
 
+/// Builds text only, and touches neither files nor the device.
 class ReportMarkup {
   public:
     /// All references stay the caller's. The run's time begins here.

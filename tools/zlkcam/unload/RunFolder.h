@@ -16,6 +16,7 @@
 
 namespace zlk {
 
+/// Owns the folder and its lock. Destination guards `make` and `keep` by its mutex.
 class RunFolder;
 
 /// A file that isn't whole yet, open for reading and writing. It is deleted with its owner unless

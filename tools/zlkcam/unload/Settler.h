@@ -29,6 +29,7 @@ struct Arrival {
     unsigned shot;                   ///< files of one shot get names that belong together
     std::optional<HiddenCopy> copy;  ///< none: an earlier run's copy lies at `wanted`
 };
+/// What is settled together: the files of one or more complete shots.
 using Batch = std::vector<Arrival>;
 
 /// How much may wait in the queue. Each waiting file is an open descriptor.

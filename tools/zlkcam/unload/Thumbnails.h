@@ -9,6 +9,7 @@
 
 namespace zlk {
 
+/// Counts what it has given, to stop when the page would become too large.
 class Thumbnails {
   public:
     /// The session stays the caller's.

@@ -13,6 +13,7 @@
 
 namespace zlk {
 
+/// A file that was chosen, and what is known of its copies.
 struct PlannedFile {
     const FileRecord* record;
     unsigned shot;  ///< from 1 on; files of one shot have the same number and are neighbours
@@ -24,8 +25,10 @@ struct PlannedFile {
     const KnownCopy* knownAt(std::size_t destination) const;
 };
 
+/// Made before the copying; constant from then on, so that threads may share it.
 class UnloadPlan {
   public:
+    /// From what the names of copies are made.
     struct Naming {
         NameTemplate place;
         std::u16string root;    ///< path of the device's root

@@ -24,6 +24,7 @@ class UnloadProgress {
         std::uint64_t bytes = 0;
         bool proves = false;  ///< copies are also read back, which the bar counts as well
     };
+    /// How it is shown.
     struct Mode {
         bool quiet = false;   ///< only failures are shown
         bool events = false;  ///< with JSON: an object a line for each event

@@ -11,6 +11,7 @@
 
 namespace zlk {
 
+/// Knows nothing of the copying itself: it reads the results of the Unloader when they are final.
 class UnloadSummary {
   public:
     /// All references stay the caller's. The time that the run took counts from here.

@@ -29,6 +29,8 @@ struct Target {
     std::optional<Failure> failure{};  ///< why it was given up, or has no manifest or report
 };
 
+/// The steps are called in their order by the thread that holds the device; `abandon` is for
+/// another one.
 class Unloader {
   public:
     /// All references stay the caller's and have to outlive this.
