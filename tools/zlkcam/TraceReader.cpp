@@ -40,13 +40,13 @@ void TraceReader::fetch(std::span<const BYTE> ring, std::size_t writeOffset) {
         const auto behind = ring.subspan(writeOffset);
         older_.assign(behind.begin(), behind.end());
         newer_.assign(ring.begin(), ring.begin() + static_cast<std::ptrdiff_t>(writeOffset));
-        // The writer went on in the same round.
     } else if (writeOffset >= position_) {
+        // The writer went on in the same round.
         const auto fresh = ring.subspan(position_, writeOffset - position_);
         older_.clear();
         newer_.assign(fresh.begin(), fresh.end());
-        // The writer has begun a new round, and the rest of the previous one is unread, too.
     } else {
+        // The writer has begun a new round, and the rest of the previous one is unread, too.
         const auto behind = ring.subspan(position_);
         older_.assign(behind.begin(), behind.end());
         newer_.assign(ring.begin(), ring.begin() + static_cast<std::ptrdiff_t>(writeOffset));

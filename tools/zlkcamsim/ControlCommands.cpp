@@ -60,10 +60,10 @@ std::string ControlCommands::answer(const std::string& line) {
         const Command command = find(word(words, 0));
         if (!command) throw std::invalid_argument("no command: " + words.front());
         return (this->*command)(words);
-        // All other errors are the tester's, who gets their texts.
     } catch (const std::bad_alloc&) {
         throw;
     } catch (const std::exception& error) {
+        // All other errors are the tester's, who gets their texts.
         return std::string("error ") + error.what();
     }
 }

@@ -77,9 +77,9 @@ void RecordingParser::add(const UsbEvent& event) {
     if (!device_.isKnown() || !device_.isFrom(event)) return;
     if (event.pipe == UsbEvent::Pipe::Control) return addControl(event);
     if (event.isToHost() && event.kind == UsbEvent::Kind::Submission) {
+        // A submission to the host only says how many bytes are wanted.
         if (askedFor_.size() >= mostUnderWay) askedFor_.clear();
         askedFor_[event.transfer] = event.length;
-        // A submission to the host only says how many bytes are wanted.
     } else if (device_.isBulkOut(event)) {
         addOut(event);
     } else if (device_.isBulkIn(event)) {

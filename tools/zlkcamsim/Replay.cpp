@@ -65,9 +65,9 @@ const RecordedAnswer* Replay::answerTo(const Message& command) {
     const Recording::Question question = questionOf(command);
     const auto found = recording_.answers.find(question);
     if (found == recording_.answers.end()) {
+        // The virtual camera answers questions of the session by itself, see below.
         if (!isOfTheSession(command.code)) say_(textOf(command) + " was never recorded");
         return nullptr;
-        // The virtual camera answers these by itself, see below.
     }
     std::size_t& played = played_[question];
     // After the last recorded answer, that one is repeated.

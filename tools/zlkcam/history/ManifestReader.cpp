@@ -170,8 +170,8 @@ void ManifestReader::addRecord(pugi::xml_node hash) {
             previousPath = textOf(child);
         } else if (name == "metadata") {
             record.source = ownText(child, "source");
-            // Should a kind occur twice, the first one counts.
         } else if (const auto kind = digestKind(name); kind && !record.sum(*kind)) {
+            // Should a kind occur twice, the first one counts.
             record.sums.push_back(digestOf(*kind, child));
             // Failed is the largest action: if one sum failed, the file is damaged.
             record.action = std::max(record.action, actionOf(child));
