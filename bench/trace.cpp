@@ -17,7 +17,7 @@ namespace {
 struct Control {
     std::uint32_t enabled, writeOffset, bufferSize, startTick;
 };
-// Large enough that the writer starts a new round from time to time, as it does in use.
+// Bytes of the ring that the writers fill.
 constexpr DWORD bufferSize = 16 << 20;
 
 int hold() {

@@ -24,10 +24,10 @@ void* load() {
 
 /// A function of the library; throws NoPcapLibrary if the library doesn't have it.
 template <class Function>
-/// dlsym returns an object pointer, which POSIX lets be converted to a function.
 Function find(void* library, const char* name) {
     void* const function = ::dlsym(library, name);
     if (!function) fail();
+    // POSIX lets the object pointer of dlsym be converted to a function.
     return reinterpret_cast<Function>(function);
 }
 

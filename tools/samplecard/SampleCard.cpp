@@ -26,7 +26,7 @@ constexpr int quality = 88;
 struct Resolution {
     int width, height;
 };
-// Used by turns.
+// The pictures have these sizes by turns.
 constexpr std::array<Resolution, 4> resolutions{
     {{2048, 1536}, {640, 480}, {1600, 1200}, {1280, 960}}};
 constexpr Resolution thumbnailSize{160, 120};

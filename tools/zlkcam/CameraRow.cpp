@@ -29,7 +29,6 @@ constexpr bool isUnreadable(WCHAR unit) {
 
 /// Keeps the units of a text that are `good`, at most `most` of them, and puts one `filler` in the
 /// place of each run of others between them.
-/// The text with one `filler` for each run of units that aren't `good`, and none at its ends.
 template <class Good>
 std::u16string only(std::u16string_view text, WCHAR filler, Good good, std::size_t most) {
     std::u16string kept;
@@ -63,11 +62,11 @@ bool isProductClass(std::u16string_view text) {
     // Other names that have a meaning in the place of a product class.
     constexpr std::u16string_view others[] = {u"CtxMgr", u"RemovableDrive", u"CDROMDrive"};
     const auto isText = [&](std::u16string_view name) { return equalIgnoringCase(name, text); };
+    // A class of such a name would make the camera's row a part of that section.
     return !text.empty() && text.size() <= longestClass &&
            std::all_of(
                text.begin(), text.end(),
                [](WCHAR unit) { return isLetterOrDigit(unit) || unit == u'_' || unit == u'-'; }) &&
-           // A class of such a name would make the camera's row a part of that section.
            std::none_of(std::begin(settingsSections), std::end(settingsSections), isText) &&
            std::none_of(std::begin(others), std::end(others), isText);
 }

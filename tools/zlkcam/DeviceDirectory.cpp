@@ -26,7 +26,7 @@ std::string listText(const std::vector<Device>& devices) {
     return text;
 }
 
-/// `E`, `E:` or `E:\`, and paths of three characters only.
+/// Whether a word is a drive letter: `E`, `E:` or `E:\`.
 bool isDriveName(std::u16string_view word) {
     if (word.empty() || word.size() > 3 || upperCase(word[0]) < u'A' || upperCase(word[0]) > u'Z')
         return false;

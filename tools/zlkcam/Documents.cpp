@@ -121,15 +121,14 @@ std::u16string timeDocument(std::int64_t seconds) {
     return u"<time>" + wideText(recordTime(seconds)) + u"</time>";
 }
 
-/// The text isn't terminated by a zero, which sscanf needs.
 std::int64_t secondsOf(std::string_view recordTime) {
+    // The view isn't terminated by a zero, which sscanf needs.
     const std::string text(recordTime);
     BrokenDownTime time{};
+    // Month 0 and a negative hour are what the format's check lets pass; mktime would accept both.
     // NOLINTNEXTLINE(cert-err34-c): so few digits don't overflow
     if (std::sscanf(text.c_str(), "%2d/%2d/%4d %2d:%2d:%2d", &time.month, &time.day, &time.year,
                     &time.hour, &time.minute, &time.second) != 6 ||
-        // Month 0 and a negative hour are what the format's check lets pass; mktime would accept
-        // both.
         time.month < 1 || time.hour < 0)
         return -1;
     time.month -= 1;

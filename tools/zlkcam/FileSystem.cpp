@@ -35,7 +35,7 @@ bool isAmong(long type, const long (&types)[size]) {
 
 bool isOnMedium(int file) {
     const long type = typeOf(file);
-    // What can't be found out doesn't count as a medium, to claim no proof that there isn't.
+    // What can't be found out doesn't count as a medium, so that nothing is wrongly called proved.
     return type != 0 && !isAmong(type, inMemory) && !isAmong(type, elsewhere);
 }
 

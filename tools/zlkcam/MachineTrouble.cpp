@@ -137,8 +137,8 @@ Failure moduleFailure(const std::string& what, DWORD error, const std::string& a
 
 std::optional<Failure> claimFailure() {
     const std::optional<Line> line = latest([](const Line& each) {
+        // The file of a claim has this in its path, which the platform reports.
         return each.subject == "NamedObjects" &&
-               // The file of a claim has this in its path, which the platform reports.
                each.text.find("/ZlkUnloadImageDeviceLock_") != std::string::npos;
     });
     if (!line) return std::nullopt;

@@ -100,8 +100,8 @@ void StopWatch::watch() {
     std::optional<Clock::time_point> raisedSince;
     for (std::unique_lock lock(inUse_);
          !over_.wait_for(lock, lookPause, [this] { return isOver_; });) {
-        // The time since which a stop has been wished counts from here, at most one pause late.
         if (!StopFlag::raised()) continue;
+        // Noticed at most one pause late, which counts as part of the patience.
         if (!raisedSince) raisedSince = Clock::now();
         const std::lock_guard inCall(callInUse);
         // The call may have begun before the stop or after it; the later of the two starts the

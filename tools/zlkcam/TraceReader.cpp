@@ -59,8 +59,8 @@ void TraceReader::fetch(std::span<const BYTE> ring, std::size_t writeOffset) {
 
 bool TraceReader::wasOvertaken(std::span<const BYTE> ring, std::size_t writeOffset) const {
     if (position_ > ring.size()) return true;
+    // The bytes before the reader's position changed, so the writer has been there.
     const bool moved =
-        // The bytes before the reader's position changed, so the writer has been there.
         !std::equal(last_.begin(), last_.end(),
                     ring.begin() + static_cast<std::ptrdiff_t>(position_ - last_.size()));
     // If the writer began a new round and stopped within the remembered bytes, it changed some of

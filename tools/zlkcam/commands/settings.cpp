@@ -130,8 +130,8 @@ void listKey(Tool& tool, const SettingsOptions& options) {
 }
 
 void importFile(Tool& tool, const SettingsOptions& options) {
+    // The whole file is parsed before the first change.
     const std::vector<SettingsKey> keys =
-        // The whole file is parsed before the first change.
         parseSettingsText(readFileBytes(pathArgument(options.file), maxImport));
     SettingsStore::apply(keys);
     tool.say(std::to_string(keys.size()) + " keys imported.");

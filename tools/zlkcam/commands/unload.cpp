@@ -129,7 +129,7 @@ void runUnload(Tool& tool, const Options& given) {
     const Device& device = session.device();
     const std::u16string root = directory.lowLevelId(device.contextId);
     const std::u16string card = directory.isCamera(device.contextId) ? u"" : root;
-    session.requireMedia();  // a card that is gone could lie anywhere
+    session.requireMedia();  // else nobody could tell whether a folder is on it
     std::vector<Target> targets = targetsOf(options, device, root, card);
     warnOfTargets(tool, targets);
     if (tool.onTerminal() && !options.quiet) tool.say("Reading the list of files...");

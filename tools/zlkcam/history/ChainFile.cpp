@@ -74,9 +74,9 @@ ChainFile ChainFile::read(int folder) {
 }
 
 void ChainFile::parse(const std::string& bytes) {
+    // parse_full keeps comments and the like, so that rewriting the file loses nothing of what
+    // other tools put there. Without parse_doctype no entities can be declared.
     const auto result =
-        // parse_full keeps comments and the like, so that rewriting the file loses nothing of what
-        // other tools put there. Without parse_doctype no entities can be declared.
         document_.load_buffer(bytes.data(), bytes.size(), pugi::parse_full & ~pugi::parse_doctype);
     if (!result) throw UnusableFile(std::string("it isn't XML (") + result.description() + ")");
     const pugi::xml_node root = document_.document_element();

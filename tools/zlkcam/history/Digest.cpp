@@ -10,7 +10,7 @@
 namespace zlk {
 namespace {
 
-/// In the order of DigestKind.
+/// The rows are in the order of DigestKind.
 struct KindRow {
     const char* name;
     std::size_t size;

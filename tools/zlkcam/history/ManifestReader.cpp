@@ -25,7 +25,7 @@ std::optional<std::uint64_t> parseSize(std::string_view text) {
     return isWhole ? std::optional(size) : std::nullopt;
 }
 
-/// How grave an action is grows with its value, see addRecord.
+/// An action that we don't know counts as the first copy.
 HashAction actionOf(pugi::xml_node sum) {
     const std::string_view action = sum.attribute("action").value();
     if (action == "failed") return HashAction::Failed;
@@ -67,8 +67,8 @@ class ManifestReader {
     void skip();
     // Parses the element as a whole; the result is valid until the next call.
     pugi::xml_node parse();
-    template <class Take>
     // Calls `take` for each token up to the end of the element.
+    template <class Take>
     void readToEnd(Take take);
 
     // Checks and parses `piece_`.

@@ -40,7 +40,7 @@ void CopySink::finish() {
 
 bool CopySink::passOn(std::span<const std::byte> bytes) {
     for (Copy& each : copies_)
-        // ~A copy that missed some bytes is of no use, so nothing more is written to it. The others
+        // A copy that missed some bytes is of no use, so nothing more is written to it. The others
         // go on.
         if (each.error == 0 && !writeWhole(each.copy->file(), bytes)) each.error = errno;
     if (isLost()) return false;

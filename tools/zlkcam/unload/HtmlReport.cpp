@@ -37,10 +37,9 @@ void HtmlReport::begin() {
     pages_.resize(targets_.size());
     for (std::size_t i = 0; i < targets_.size(); ++i)
         onPage(i, [&] {
+            // The date in the name is that of the run; takeDatedName adds a number if it is taken.
             const int folder = targets_[i].destination->folder();
             pages_[i] = std::make_unique<NewFile>(
-                // The date in the name is that of the run; takeDatedName adds a number if it is
-                // taken.
                 folder, datedName(nameOfFolder(folder), markup_.begun(), reportSuffix));
         });
     write(markup_.head(GetTickCount() - start_));

@@ -77,8 +77,8 @@ void Journal::add(const JournalEntry& entry) {
 
 std::vector<JournalEntry> Journal::read(int runFolder) {
     std::vector<JournalEntry> entries;
+    // O_NOFOLLOW and the check of the type: the folder may lie where others can write.
     const Descriptor file(
-        // O_NOFOLLOW and the check of the type: the folder may lie where others can write.
         ::openat(runFolder, name, O_RDONLY | O_NOFOLLOW | O_NONBLOCK | O_CLOEXEC));
     struct stat status {};
     if (!file || ::fstat(file.get(), &status) != 0 || !S_ISREG(status.st_mode)) return entries;

@@ -42,8 +42,8 @@ std::optional<LocalTime> localTimeIn(std::string_view text) {
     const auto number = [&](std::size_t start, std::size_t digits) {
         int value = 0;
         const char* const end = text.data() + start + digits;
+        // from_chars accepts a minus sign, which a separator may be.
         isNumber &=
-            // from_chars accepts a minus sign, which a separator may be.
             text[start] != '-' && std::from_chars(text.data() + start, end, value).ptr == end;
         return value;
     };

@@ -110,8 +110,8 @@ std::optional<KnownCopy> Recorder::findUnfinished(const std::string& source,
     for (auto each = first; each != last; ++each) {
         UnfinishedCopy& copy = each->second;
         const JournalEntry& entry = copy.entry;
+        // isThere also checks the size of the copy, which a power cut may have truncated.
         if (copy.isCounted || entry.size != state.size ||
-            // Also checks the size of the copy, as a power cut may have truncated it.
             !isSameTime(entry.modified, state.modified) || !isThere(entry.file, entry.size))
             continue;
         copy.isCounted = true;

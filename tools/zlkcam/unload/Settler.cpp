@@ -70,8 +70,8 @@ void Settler::hand(Arrival arrival) {
 
 void Settler::finish() {
     std::unique_lock lock(inUse_);
-    isFinishing_ = true;
     // The last shot is complete now, even if nothing follows it.
+    isFinishing_ = true;
     changed_.notify_all();
     changed_.wait(lock, [this] { return waiting_.empty() && !isBusy_; });
 }
