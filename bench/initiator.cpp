@@ -24,7 +24,7 @@
 namespace {
 
 constexpr std::size_t headerSize = 12, largestRead = 1 << 20;
-constexpr unsigned timeout = 20'000;  // ms  // milliseconds
+constexpr unsigned timeout = 20'000;  // milliseconds
 constexpr std::uint16_t folderFormat = 0x3001, ok = 0x2001, alreadyOpen = 0x201E;
 
 [[noreturn]] void fail(const std::string& what) {

@@ -95,8 +95,8 @@ void runList(Tool& tool, const ListOptions& options) {
             .member("modified", file.modified.text)
             .member("created", file.created.text)
             .endObject();
-        // The list names such a file, but not what it holds, so that it can't be copied either.
         bytes += file.size;
+        // The list names such a file, but not what it holds, so that it can't be copied either.
         if (isRefused(file))
             failures.note(
                 file, {ExitStatus::ReadFailed, "The camera lists it, and refuses to describe it."});

@@ -178,7 +178,6 @@ void FolderCheck::check(CheckedFile& file, ProgressBar& bar) {
         file.finding = finding;
         file.reason = std::move(reason);
     };
-    // The size is compared before the contents are read, as that is much cheaper.
     struct stat status {};
     const Descriptor opened = [&] {
         const DeviceCall call;
@@ -190,6 +189,7 @@ void FolderCheck::check(CheckedFile& file, ProgressBar& bar) {
         return found(Finding::Missing, "it is missing");
     if (!opened) return found(Finding::Unreadable, std::strerror(errno));
     if (!S_ISREG(status.st_mode)) return found(Finding::Changed, "it is no file any more");
+    // The size is compared before the contents are read, as that is much cheaper.
     file.size = static_cast<std::uint64_t>(status.st_size);
     if (file.record->size && *file.record->size != file.size)
         return found(Finding::Changed, "it has " + std::to_string(file.size) + " bytes, and had " +
@@ -206,7 +206,7 @@ void FolderCheck::readAndCompare(CheckedFile& file, int opened, ProgressBar& bar
     }
     const std::optional<MediumDigest> read = [&] {
         const DeviceCall call;
-        // The progress needs a number to divide by.
+        // An empty file counts as one byte, for the progress to have a number to divide by.
         const std::uint64_t size = std::max<std::uint64_t>(file.size, 1);
         return digestFromMedium(opened, recorded->kind, [&](std::uint64_t done) {
             bar.progress(static_cast<int>(std::min(done, size) * 100 / size));

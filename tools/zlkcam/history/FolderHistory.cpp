@@ -113,8 +113,9 @@ std::vector<RunFile> FolderHistory::Reader::manifests() {
         return files;
     }
     for (const std::string& each : names) {
-        if (generationNumber(each)) files.push_back({each});
-        // Its author must have meant a manifest, so it isn't passed over in silence.
+        // The author of a list without a number must have meant a manifest, so it is reported.
+        if (generationNumber(each))
+            files.push_back({each});
         else if (each.ends_with(manifestSuffix) && !each.starts_with('.'))
             note(inFolder + each, UnusableFile("its name has no number"));
     }

@@ -44,9 +44,9 @@ class ManifestReader {
 
     RunContent read() {
         step();
+        readRoot();
         // What follows the root is read, too, to find out whether the document is well-formed to
         // its end.
-        readRoot();
         while (tokens_.next(token_)) {
         }
         return std::move(content_);

@@ -115,8 +115,8 @@ std::unique_ptr<SourceFile> Copier::takeSource(std::size_t index) {
 }
 
 void Copier::copyFile(const PlannedFile& planned, const SourceFile& source, UnloadedFile& file) {
-    readState(source, file);
     // The size and time are taken first, so that a change during the copy is noticed afterwards.
+    readState(source, file);
     takeKnown(planned, file);
     Lanes lanes = openLanes(planned, file);
     // If an earlier run read this file, its sum is taken over. The file may only be called
@@ -180,10 +180,10 @@ Copier::Lanes Copier::openLanes(const PlannedFile& planned, UnloadedFile& file) 
 
 void Copier::read(const PlannedFile& planned, const SourceFile& source, UnloadedFile& file,
                   Lanes& lanes) {
-    // With --verify the first reading fills half of the file's progress, and the second one the
-    // rest.
     CopySink sink(block_, {options_.sha256, plan_.needsDate() ? pictureHeadSize : 0});
     for (Lane& lane : lanes) sink.addCopy(lane.copy);
+    // With --verify the first reading fills half of the file's progress, and the second one the
+    // rest.
     fetch(file, sink, {0, options_.verify ? 50 : 100});
     closeLanes(file, lanes, sink);
     // With no copy left there is no need for a sum.
@@ -329,9 +329,8 @@ void Copier::noteFailure(UnloadedFile& file, const Failure& failure) {
         case ExitStatus::Stopped:
             ending_ = failure;
             break;
+        // These three may mean that the device is gone or was let go, which only the session knows.
         case ExitStatus::NotConnected:
-        // These three may mean that the device is gone or was let go, which only the session can
-        // tell.
         case ExitStatus::NotClaimed:
         case ExitStatus::ReadFailed:
             ending_ = session_.endOf(failure);

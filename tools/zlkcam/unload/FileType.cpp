@@ -9,7 +9,7 @@
 namespace zlk {
 namespace {
 
-// In lower case and without their dots. The RAW formats of all makers that we know of.
+// The extensions of a type, in lower case and without their dots.
 using Extensions = std::u16string_view[];
 
 constexpr Extensions raw = {u"3fr", u"ari", u"arw", u"bay", u"cap", u"cr2", u"cr3", u"crw", u"dcr",

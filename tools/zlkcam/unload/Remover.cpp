@@ -21,9 +21,8 @@ bool Remover::mayBeDeleted(const UnloadedFile& file) const {
 
 void Remover::requireUnchanged(const UnloadedFile& file, const Listed* listed) const {
     const SourceState now = SourceState::of(*file.record);
-    // The components may answer from the device's current list, so a changed entry shows there even
-    // if size and time are the same.
     bool isSame = now.size == file.size && now.modified == file.modified;
+    // On a camera the whole entry is compared: its handle may belong to another picture by now.
     if (listed) {
         const auto record = listed->find(file.record->id);
         isSame = isSame && record != listed->end() && record->second == *file.record;

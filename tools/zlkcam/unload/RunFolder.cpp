@@ -179,10 +179,10 @@ HiddenCopy RunFolder::make(std::string_view name) {
 
 void RunFolder::sweep(int parent, const std::function<bool(int folder)>& taken) {
     for (const std::string& name : namesIn(parent)) {
-        // isLeftover leaves the lock held until `folder` is closed, so two runs can't sweep one
-        // folder.
         if (!isRunName(name)) continue;
         const Descriptor folder = openBelow(parent, name);
+        // isLeftover leaves the lock held until `folder` is closed, so two runs can't sweep one
+        // folder.
         if (!folder || !isLeftover(folder.get()) || !taken(folder.get())) continue;
         removeFrom(folder.get(), "");
         ::unlinkat(parent, name.c_str(), AT_REMOVEDIR);

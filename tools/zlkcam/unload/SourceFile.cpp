@@ -50,9 +50,10 @@ SourceState SourceState::of(const FileRecord& record) {
 SourceFile::SourceFile(const FileRecord& record) : record_(record) {
     if (!isOnVolume(record)) return;
     handle_ = openToRead(record);
-    if (handle_) file_ = descriptorOfOpenFile(handle_.get());
-    // Another program has it open for writing. The component waits for it, so it isn't an error
-    // yet.
+    // ERROR_SHARING_VIOLATION: another program has it open for writing. The component waits for it,
+    // so it isn't an error yet.
+    if (handle_)
+        file_ = descriptorOfOpenFile(handle_.get());
     else if (GetLastError() != ERROR_SHARING_VIOLATION)
         throw Failure(ExitStatus::ReadFailed, "It can't be opened: " + reasonText() + ".");
 }
