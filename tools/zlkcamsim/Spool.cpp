@@ -36,7 +36,7 @@ void Spool::add(ByteView bytes) {
     while (!kept.empty() && !failed_) {
         // A failed write shows in complete(); the rest of the data phase is still counted.
         const ssize_t written = ::write(descriptor_, kept.data(), kept.size());
-        failed_ = written < 0 && errno != EINTR;
+        failed_ = written == 0 || (written < 0 && errno != EINTR);
         if (written > 0) kept = kept.subspan(static_cast<std::size_t>(written));
     }
 }
