@@ -5,7 +5,8 @@
 
 namespace zlk {
 
-/// Implemented by the owner of an operation; called by the operation, in its thread.
+/// Implemented by the object that starts a listing or transfer; called while that runs, on the
+/// thread that started it.
 class ObjectProgressInterface {
   public:
     /// `percent` is from 0 to 100. Returning false asks the operation to stop.

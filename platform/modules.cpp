@@ -16,9 +16,9 @@ using namespace zlk::platform;
 
 namespace {
 
-// The dynamic loader's handle of a module is a pointer to its entry in the link map. So an address
-// leads to its module without a load of its own, and no table of ours could disagree with the
-// loader's.
+// An HMODULE is what dlopen() returns, which is a pointer to the module's link_map. So
+// moduleFromAddress() gets it from dladdr1() alone, without a second dlopen() and without a table
+// of ours that could disagree with the loader's.
 link_map* mapOf(HMODULE module) noexcept {
     return reinterpret_cast<link_map*>(module);
 }

@@ -18,7 +18,6 @@ class MemberDescription : public FUNCDESC {
     MemberDescription& operator=(const MemberDescription&) = delete;
 
   private:
-    // What the FUNCDESC's pointers lead to.
     std::array<ELEMDESC, typelib::mostParameters> parameters_{};
     std::array<TYPEDESC, typelib::mostParameters> pointees_{};
 };

@@ -1,6 +1,6 @@
 #pragma once
-// SHA-256 (FIPS 180-4), for shortened names of files: nobody can construct two texts with one
-// digest.
+// SHA-256 (FIPS 180-4), for shortened names of files: nobody finds two texts with the same digest,
+// and half a digest is still hard enough.
 
 #include <array>
 #include <cstdint>

@@ -48,7 +48,8 @@ bool existsIn(int folder, const std::string& name) noexcept {
     return ::fstatat(folder, name.c_str(), &status, AT_SYMLINK_NOFOLLOW) == 0 || !isMiss(errno);
 }
 
-// The path as it is spelled; none if it can't be a name.
+// The components joined by `/` as they are spelled, `.` if there are none; nothing if one of them
+// can't be the name of a file.
 std::optional<std::string> literalWay(std::span<const std::u16string_view> components) {
     std::string way;
     for (const std::u16string_view component : components) {

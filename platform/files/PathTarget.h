@@ -27,7 +27,7 @@ class PathTarget {
     bool isFenced() const noexcept { return root_.isFenced(); }
 
     /// Opens what the path names, with flags of open(2) except O_CREAT. Empty with the last error;
-    /// ERROR_ACCESS_DENIED if it leads over the fence.
+    /// ERROR_ACCESS_DENIED if a link leads out of the drive or share (the fence of PathRoot.h).
     Descriptor open(int flags);
     /// The path from the root to what open() has opened, in the spelling that exists; `.` for the
     /// root.

@@ -14,8 +14,8 @@ namespace {
 // circles.
 constexpr std::size_t maxKeys = 100'000;
 
-/// Whether the default value of such a key is the path of a module, of a class or of a type
-/// library.
+/// Whether a key of this name has a module's path as its default value: the module of a class
+/// (InprocServer32), or the one with a type library (win32, win64).
 bool namesFile(std::u16string_view key) {
     return key == u"INPROCSERVER32" || key == u"WIN64" || key == u"WIN32";
 }

@@ -1,5 +1,5 @@
 #pragma once
-// Encodes a picture as a JPEG.
+// The last step of a thumbnail: the form in which it is handed out.
 
 #include <optional>
 #include <vector>

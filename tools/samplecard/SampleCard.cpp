@@ -53,7 +53,8 @@ std::tm clockAt(int shot) {
     return time;
 }
 
-/// The file gets the time that the camera's clock showed, and not that of now.
+/// The file gets the time that the camera's clock showed, since listings report the file's time as
+/// that of the picture.
 void writeFile(const fs::path& path, std::span<const std::uint8_t> bytes, std::tm written) {
     std::ofstream file(path, std::ios::binary);
     file.write(reinterpret_cast<const char*>(bytes.data()),

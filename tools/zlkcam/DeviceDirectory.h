@@ -16,7 +16,7 @@ namespace zlk {
 template <class Interface>
 ComPtr<Interface> createComponent(const std::u16string& progId);
 
-/// Not thread-safe, as its objects are used without a lock.
+/// Used only on the thread that made it, as the two component objects in it have to be.
 class DeviceDirectory {
   public:
     /// Throws Failure if the components aren't registered or can't be loaded.

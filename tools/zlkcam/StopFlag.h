@@ -11,9 +11,10 @@
 
 namespace zlk {
 
-/// As long as one lives, those signals only raise a flag, so that the work in hand can be put in
-/// order. The third signal ends the program at once. A closed output, or a file beyond the allowed
-/// size, raises nothing, as the write itself fails. There may be only one in a program.
+/// While one exists, SIGINT, SIGTERM, SIGHUP and SIGQUIT only set a flag, so that the work in hand
+/// can be put in order; the third one ends the program at once. A signal that was ignored at the
+/// start, as by nohup, stays ignored. SIGPIPE and SIGXFSZ are ignored, as the write itself fails.
+/// Only one may exist at a time.
 class StopFlag {
   public:
     StopFlag();
@@ -38,11 +39,11 @@ class DeviceCall {
     DeviceCall& operator=(const DeviceCall&) = delete;
 };
 
-/// As long as one lives, a DeviceCall that goes on for half a second after a stop was wished ends
-/// the program, because a camera may be silent for longer than anybody wants to wait. `end` then
-/// puts everything in order and returns the exit status. It runs on a thread of its own. The thread
-/// in the call can't return from it any more, so that `end` may use everything that belongs to that
-/// thread, except the device.
+/// While one exists, a stop doesn't wait for a silent camera: once a DeviceCall has gone on for
+/// half a second since the stop, or since its own start if that is later, `end` runs on the watch's
+/// thread, puts everything in order and returns the exit status, and the program ends. The thread
+/// in the call can then no longer leave it. So `end` may use what that thread owns, except the
+/// device and what callbacks change during the call.
 class StopWatch {
   public:
     explicit StopWatch(std::function<ExitStatus()> end);

@@ -11,8 +11,8 @@ namespace zlk::camsim {
 class Spool {
   public:
     explicit Spool(std::uint64_t limit) : limit_(limit) {}
-    /// Keeps them in a new file, which is deleted with this object unless keepAs() was called.
-    /// Throws std::system_error.
+    /// Keeps the bytes in `file`, which is made or emptied, and is deleted with this object unless
+    /// keepAs() succeeded. Throws std::system_error.
     Spool(std::uint64_t limit, std::filesystem::path file);
     ~Spool();
     Spool(const Spool&) = delete;

@@ -18,7 +18,8 @@ namespace {
 // Bytes of one read of a large file; a component itself reads 64 KiB at a time.
 constexpr DWORD blockSize = 1 << 20;
 
-/// Gives a copy the modification time of its original, and leaves the access time alone.
+/// Gives a copy the modification time of its original, by which picture programs sort; an unknown
+/// time (-1) leaves the copy's own.
 void setTime(const HiddenCopy& copy, std::int64_t seconds) {
     const timespec times[] = {{0, UTIME_OMIT}, {static_cast<time_t>(seconds), 0}};
     // Some file systems let only root set a time. A copy with the time of today is still a good

@@ -111,8 +111,8 @@ std::string nameOf(const std::string& file) {
     return file.substr(file.rfind('/') + 1);
 }
 
-/// Fills a block from a position, shorter only at the end of the file; false if reading fails.
-/// Reading by position doesn't disturb the file's own position.
+/// Reads a block from `at` on, without moving the file's own position. The block is shorter only at
+/// the end of the file. False if reading fails.
 bool readBlock(int file, off_t at, std::vector<std::byte>& block) {
     block.resize(blockSize);
     std::size_t size = 0;
