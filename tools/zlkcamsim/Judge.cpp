@@ -75,9 +75,13 @@ void Judge::judgeId(const ContainerHeader& header) {
     const bool mayFollow = reusable_ && header.id == idBehind(*reusable_);
     if (header.id == expected || header.id == reusable_ || mayFollow) return;
     // A host that was killed after the response has not stored its count, and its successor uses
-    // the last id again. That is accepted once for each id.
-    if (header.id == session_.lastTransaction && repeated_ != header.id) {
+    // the last id again; so does that one's successor, if it was killed there too. A count that
+    // stands still for longer is a fault.
+    constexpr unsigned mostInARow = 3;
+    if (repeated_ != header.id) inARow_ = 0;
+    if (header.id == session_.lastTransaction && inARow_ < mostInARow) {
         repeated_ = header.id;
+        ++inARow_;
         ++repeats_;
     } else {
         blame(name + ": id " + std::to_string(expected) + " was to come");

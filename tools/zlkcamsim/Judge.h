@@ -44,8 +44,9 @@ class Judge {
     const Session& session_;
     // The id of a broken transaction, which may come again or be left out.
     std::optional<std::uint32_t> reusable_;
-    // The last id that was accepted a second time.
+    // The last id that was accepted again, and how often it was.
     std::optional<std::uint32_t> repeated_;
+    unsigned inARow_ = 0;
     unsigned repeats_ = 0;
     // Commands without a session are excused.
     bool excused_ = false;
