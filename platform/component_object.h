@@ -159,6 +159,21 @@ HRESULT guarded(Body&& body) noexcept {
     }
 }
 
+/// Makes an object of T, or with an `outer` a part of it. What the constructor throws comes out.
+template <class T>
+HRESULT makeObject(IUnknown* outer, const GUID& iid, void** object) {
+    if (outer) {
+        *object = static_cast<IUnknown*>(new AggregatedObject<T>(outer));
+        return S_OK;
+    }
+    // QueryInterface adds the caller's reference; Release drops the one that the constructor set,
+    // and ends the object if it lacks that interface.
+    auto* made = new PlainObject<T>;
+    const HRESULT result = made->QueryInterface(iid, object);
+    made->Release();
+    return result;
+}
+
 /// Makes an object of T as IClassFactory::CreateInstance does; the function that ComponentClass
 /// takes.
 template <class T>
@@ -166,18 +181,7 @@ HRESULT createObject(IUnknown* outer, const GUID& iid, void** object) noexcept {
     if (!object) return E_POINTER;
     *object = nullptr;
     if (outer && !(iid == iidOf<IUnknown>)) return CLASS_E_NOAGGREGATION;
-    return guarded([&]() -> HRESULT {
-        if (outer) {
-            *object = static_cast<IUnknown*>(new AggregatedObject<T>(outer));
-            return S_OK;
-        }
-        // QueryInterface adds the caller's reference; Release drops the one that the constructor
-        // set, and ends the object if it lacks that interface.
-        auto* made = new PlainObject<T>;
-        const HRESULT result = made->QueryInterface(iid, object);
-        made->Release();
-        return result;
-    });
+    return guarded([&] { return makeObject<T>(outer, iid, object); });
 }
 
 /// One class of a module's table.

@@ -52,7 +52,7 @@ EmulatedUsb::~EmulatedUsb() = default;
 
 std::string EmulatedUsb::root() const {
     gchar* root = umockdev_testbed_get_root_dir(testbed_.get());
-    const std::string result = root;
+    std::string result = root;
     g_free(root);
     return result;
 }
@@ -67,6 +67,7 @@ std::string EmulatedUsb::add(const char* name, const std::string& parent,
                              const std::vector<std::string>& properties) {
     const auto pointers = [](const std::vector<std::string>& texts) {
         std::vector<char*> result;
+        result.reserve(texts.size() + 1);
         for (const std::string& each : texts) result.push_back(const_cast<char*>(each.c_str()));
         result.push_back(nullptr);
         return result;
@@ -74,7 +75,7 @@ std::string EmulatedUsb::add(const char* name, const std::string& parent,
     gchar* path = umockdev_testbed_add_devicev(
         testbed_.get(), "usb", name, parent.empty() ? nullptr : parent.c_str(),
         pointers(attributes).data(), pointers(properties).data());
-    const std::string result = path;
+    std::string result = path;
     g_free(path);
     return result;
 }

@@ -26,7 +26,7 @@ namespace {
 
 std::string rootOf(UMockdevTestbed* testbed) {
     gchar* root = umockdev_testbed_get_root_dir(testbed);
-    const std::string text = root;
+    std::string text = root;
     g_free(root);
     return text;
 }
