@@ -69,12 +69,9 @@ HRESULT CUnloadableCamera::Invoke(DISPID id, const GUID& reserved, DWORD localeI
     const UINT count = argumentsOfTransfer(id);
     // A transfer's progress argument is converted; all other methods get their arguments unchanged.
     if (count > 0 && parameters) {
-        try {
-            const HRESULT taken = progress.take(*parameters, count, argumentError);
-            if (FAILED(taken)) return taken;
-        } catch (const std::bad_alloc&) {
-            return E_OUTOFMEMORY;
-        }
+        emptyAnswer(result, exception);
+        const HRESULT taken = progress.take(*parameters, count, argumentError);
+        if (FAILED(taken)) return taken;
         parameters = progress.arguments();
     }
     return DispatchImpl::Invoke(id, reserved, localeId, flags, parameters, result, exception,

@@ -29,7 +29,10 @@ class NamedCallback : public IProgressCallback {
         // A script can only refuse by failing, or by a result of its own.
         if (called != S_OK) return FAILED(called) ? called : S_FALSE;
         if (result->vt == VT_BOOL) return result->boolVal ? S_OK : S_FALSE;
-        return result->vt == VT_I4 ? result->lVal : S_OK;
+        // A number of any type is an HRESULT; what isn't one says nothing.
+        Variant number;
+        const HRESULT isNumber = VariantChangeType(number.get(), result.get(), 0, VT_I4);
+        return SUCCEEDED(isNumber) ? number->lVal : S_OK;
     }
 
   protected:
@@ -78,7 +81,8 @@ HRESULT callbackOf(const VARIANT& argument, ComPtr<IProgressCallback>& callback)
 
 }  // namespace
 
-HRESULT ProgressArgument::take(const DISPPARAMS& arguments, UINT count, UINT* argumentError) {
+HRESULT ProgressArgument::take(const DISPPARAMS& arguments, UINT count,
+                               UINT* argumentError) noexcept {
     arguments_ = arguments;
     // Other errors in the arguments are left to DispatchImpl, which reports them.
     if (arguments.cArgs != count || !arguments.rgvarg || arguments.cNamedArgs > count ||
@@ -86,7 +90,7 @@ HRESULT ProgressArgument::take(const DISPPARAMS& arguments, UINT count, UINT* ar
         return S_OK;
     const UINT found = findLast(arguments);
     if (found == count) return S_OK;
-    const HRESULT result = callbackOf(arguments.rgvarg[found], callback_);
+    const HRESULT result = guarded([&] { return callbackOf(arguments.rgvarg[found], callback_); });
     if (FAILED(result)) {
         if (argumentError) *argumentError = found;
         return result;

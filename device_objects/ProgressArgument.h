@@ -20,7 +20,7 @@ class ProgressArgument {
     /// which is the progress. The arguments stay the caller's and must outlive this object. If that
     /// argument holds no suitable object, the result is DISP_E_TYPEMISMATCH, and `*argumentError`
     /// is its place.
-    HRESULT take(const DISPPARAMS& arguments, UINT count, UINT* argumentError);
+    HRESULT take(const DISPPARAMS& arguments, UINT count, UINT* argumentError) noexcept;
 
     /// The converted arguments, valid as long as this object.
     DISPPARAMS* arguments() noexcept { return &arguments_; }

@@ -167,6 +167,13 @@ HRESULT VariantChangeType(VARIANT* target, const VARIANT* source, WORD flags,
 
 namespace zlk {
 
+/// Empties what Invoke hands out, either of which may be null: its callers clear both also after a
+/// failure, and needn't have initialised them.
+inline void emptyAnswer(VARIANT* result, EXCEPINFO* exception) noexcept {
+    if (result) VariantInit(result);
+    if (exception) *exception = {};
+}
+
 /// Owns a VARIANT and clears it in its destructor.
 class Variant {
   public:

@@ -1,9 +1,8 @@
 #include "platform/automation_object.h"
 
-#include <new>
-
 #include "platform/automation/TypeLibraryFile.h"
 #include "platform/automation/TypeLibraryObject.h"
+#include "platform/component_object.h"
 #include "platform/modules.h"
 
 namespace zlk {
@@ -17,16 +16,14 @@ bool isLocale(DWORD localeId) {
 
 // Describes an interface by the library of the module that contains `address`.
 HRESULT load(const void* address, const GUID& iid, ITypeInfo** info) noexcept {
-    try {
+    return guarded([&] {
         platform::FoundTypeLibrary found;
         const HRESULT loaded = platform::loadOwnTypeLibrary(moduleFromAddress(address), found);
         if (FAILED(loaded)) return loaded;
         ComPtr<ITypeLib> library;
         *library.out() = new platform::TypeLibraryObject(std::move(found.library));
         return library->GetTypeInfoOfGuid(iid, info);
-    } catch (const std::bad_alloc&) {
-        return E_OUTOFMEMORY;
-    }
+    });
 }
 
 }  // namespace
@@ -72,6 +69,7 @@ HRESULT DispatchTable::getIdsOfNames(const GUID& reserved, WCHAR** names, UINT c
 HRESULT DispatchTable::invoke(void* object, DISPID id, const GUID& reserved, DWORD localeId,
                               WORD flags, DISPPARAMS* parameters, VARIANT* result,
                               EXCEPINFO* exception, UINT* argumentError) noexcept {
+    emptyAnswer(result, exception);
     if (!(reserved == GUID{})) return DISP_E_UNKNOWNINTERFACE;
     ITypeInfo* info = nullptr;
     const HRESULT found = find(localeId, info);

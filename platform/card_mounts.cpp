@@ -12,7 +12,7 @@ using namespace zlk::platform;
 
 namespace {
 
-constexpr std::size_t maxLabel = 32, maxDeviceText = 64;  // units
+constexpr std::size_t maxLabel = 32, maxDeviceText = 64, maxFolder = 4096;  // units
 
 bool refuse(LSTATUS error) {
     SetLastError(static_cast<DWORD>(error));
@@ -51,8 +51,6 @@ bool mountFolder(CardMount& mount) {
         if (mount.letter < firstLetter || mount.letter > lastLetter)
             return refuse(ERROR_INVALID_DRIVE);
     }
-    // units
-    constexpr std::size_t maxFolder = 4096;
     if (!hasText(mount.label, maxLabel) || !hasText(mount.vendor, maxDeviceText) ||
         !hasText(mount.product, maxDeviceText) || !hasText(mount.folder, maxFolder))
         return refuse(ERROR_INVALID_PARAMETER);

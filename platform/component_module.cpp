@@ -1,26 +1,20 @@
 #include "platform/component_module.h"
 
-#include <new>
 #include <string>
 
 #include "platform/automation/TypeLibraryFile.h"
 #include "platform/automation/TypeLibraryKeys.h"
 #include "platform/automation/TypeLibraryObject.h"
+#include "platform/components/ModuleFile.h"
 #include "platform/registrar.h"
 
 namespace zlk {
 namespace {
 
-/// Longer than any path of this machine, in units.
-constexpr DWORD pathRoom = 32768;
-
 // Registers the classes up to the first failure, or unregisters all and returns the first failure.
 HRESULT runScripts(HMODULE module, std::span<const ComponentClass> classes, bool install) {
-    std::u16string path(pathRoom, u'\0');
-    const DWORD length = GetModuleFileNameW(module, path.data(), pathRoom);
-    if (length == 0 || length == pathRoom) return HRESULT_FROM_WIN32(GetLastError());
-    path.resize(length);
-
+    std::u16string path;
+    if (const HRESULT named = platform::readModulePath(module, path); FAILED(named)) return named;
     const RegistrarWord words[] = {{u"MODULE", path}, {u"APPID", u""}};
     HRESULT result = S_OK;
     for (const ComponentClass& component : classes) {
@@ -49,16 +43,14 @@ HRESULT runTypeLibrary(HMODULE module, bool install) {
 
 HRESULT registerComponents(HMODULE module, std::span<const ComponentClass> classes,
                            ModuleTypeLibrary typeLibrary, bool install) noexcept {
-    try {
+    return guarded([&] {
         HRESULT result = runScripts(module, classes, install);
         if (typeLibrary == ModuleTypeLibrary::Registered && (SUCCEEDED(result) || !install)) {
             const HRESULT ran = runTypeLibrary(module, install);
             if (SUCCEEDED(result)) result = ran;
         }
         return result;
-    } catch (const std::bad_alloc&) {
-        return E_OUTOFMEMORY;
-    }
+    });
 }
 
 }  // namespace zlk

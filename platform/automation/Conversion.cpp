@@ -189,8 +189,7 @@ HRESULT storeText(const VARIANT& value, VARIANT& target) {
         std::copy(digits.begin(), digits.end(), units);
         wide = {units, digits.size()};
     }
-    target.bstrVal =
-        SysAllocStringLen(wide.data() ? wide.data() : u"", static_cast<UINT>(wide.size()));
+    target.bstrVal = Bstr(wide).detach();
     return target.bstrVal ? S_OK : E_OUTOFMEMORY;
 }
 

@@ -8,6 +8,7 @@
 #include "platform/automation/MemberCall.h"
 #include "platform/automation/MemberDescription.h"
 #include "platform/automation/TypeLibraryObject.h"
+#include "platform/component_object.h"
 #include "platform/immortal.h"
 #include "platform/text.h"
 
@@ -24,6 +25,9 @@ constexpr HREFTYPE baseType = 0x20000;   // the place is one among the base type
 /// them begin. Their own members aren't described, since nobody calls those by name.
 enum Base : HREFTYPE { Unknown, Dispatch };
 constexpr std::size_t slotsOf[] = {3, 7};
+
+// Of a property's two functions, the first one.
+constexpr WORD anyKind = 0xFFFF;
 
 // The id under which automation clients know the library of the base interfaces.
 const GUID baseLibraryId{0x00020430, 0, 0, {0xC0, 0, 0, 0, 0, 0, 0, 0x46}};
@@ -57,7 +61,7 @@ const std::shared_ptr<const TypeLibrary>& baseTypes() {
 
 HRESULT giveText(std::u16string_view text, BSTR* place) {
     if (!place) return S_OK;
-    *place = SysAllocStringLen(text.data() ? text.data() : u"", static_cast<UINT>(text.size()));
+    *place = Bstr(text).detach();
     return *place ? S_OK : E_OUTOFMEMORY;
 }
 
@@ -124,7 +128,7 @@ HRESULT TypeInfoObject::GetTypeAttr(TYPEATTR** attributes) noexcept {
     made->memidConstructor = made->memidDestructor = MEMBERID_NIL;
     made->wMajorVerNum = library_->majorVersion;
     made->wMinorVerNum = library_->minorVersion;
-    made->typekind = isDispatch() ? TKIND_DISPATCH : kindOf(type_);
+    made->typekind = kindOf(type_);
     made->cFuncs = static_cast<WORD>(type_.members.size());
     made->cImplTypes = type_.id == iidOf<IUnknown> ? 0 : 1;
     if (type_.kind == TypeKind::Class) {
@@ -135,7 +139,7 @@ HRESULT TypeInfoObject::GetTypeAttr(TYPEATTR** attributes) noexcept {
     made->cbSizeInstance = made->cbAlignment = sizeof(void*);
     made->cbSizeVft = static_cast<WORD>((firstSlot() + type_.members.size()) * sizeof(void*));
     if (type_.kind == TypeKind::DualInterface) {
-        made->typekind = isDispatch() ? TKIND_DISPATCH : TKIND_INTERFACE;
+        if (side_ == TypeSide::VirtualTable) made->typekind = TKIND_INTERFACE;
         made->wTypeFlags = TYPEFLAG_FDUAL | TYPEFLAG_FOLEAUTOMATION | TYPEFLAG_FDISPATCHABLE;
     }
     return S_OK;
@@ -175,7 +179,7 @@ void TypeInfoObject::ReleaseVarDesc(VARDESC*) noexcept {}
 HRESULT TypeInfoObject::GetNames(MEMBERID id, BSTR* names, UINT room, UINT* count) noexcept {
     if (!names || !count) return E_INVALIDARG;
     *count = 0;
-    const TypeMember* const member = find(id, static_cast<WORD>(~0));
+    const TypeMember* const member = find(id, anyKind);
     if (!member) return TYPE_E_ELEMENTNOTFOUND;
     // S_FALSE means that there is no room for more names, which is a success.
     const auto give = [&](std::u16string_view name) {
@@ -225,14 +229,12 @@ HRESULT TypeInfoObject::GetRefTypeInfo(HREFTYPE type, ITypeInfo** info) noexcept
         return giveTypeInfo(library_, index, byTable ? TypeSide::VirtualTable : TypeSide::Dispatch,
                             info);
     }
-    try {
+    return guarded([&] {
         const auto& library = kind == baseType ? baseTypes() : library_;
         if ((kind != 0 && kind != baseType) || index >= library->types.size())
             return TYPE_E_ELEMENTNOTFOUND;
         return giveTypeInfo(library, index, TypeSide::Dispatch, info);
-    } catch (const std::bad_alloc&) {
-        return E_OUTOFMEMORY;
-    }
+    });
 }
 
 HRESULT TypeInfoObject::GetIDsOfNames(WCHAR** names, UINT count, MEMBERID* ids) noexcept {
@@ -255,8 +257,7 @@ HRESULT TypeInfoObject::GetIDsOfNames(WCHAR** names, UINT count, MEMBERID* ids) 
 HRESULT TypeInfoObject::Invoke(void* instance, MEMBERID id, WORD flags, DISPPARAMS* parameters,
                                VARIANT* result, EXCEPINFO* exception,
                                UINT* argumentError) noexcept {
-    if (result) VariantInit(result);
-    if (exception) *exception = {};
+    emptyAnswer(result, exception);
     if (!instance || !parameters) return E_INVALIDARG;
     if (type_.kind == TypeKind::Class) return TYPE_E_WRONGTYPEKIND;
     const TypeMember* const member = find(id, flags);
@@ -299,7 +300,7 @@ HRESULT TypeInfoObject::GetDocumentation(MEMBERID id, BSTR* name, BSTR* help, DW
                                          BSTR* helpFile) noexcept {
     if (id == MEMBERID_NIL)
         return giveDocumentation(type_.name, type_.help, name, help, helpContext, helpFile);
-    const TypeMember* const member = find(id, static_cast<WORD>(~0));
+    const TypeMember* const member = find(id, anyKind);
     return member ? giveDocumentation(member->name, member->help, name, help, helpContext, helpFile)
                   : TYPE_E_ELEMENTNOTFOUND;
 }

@@ -84,11 +84,7 @@ HRESULT loadTypeLibrary(const std::u16string& path, FoundTypeLibrary& found) {
 }
 
 HRESULT loadOwnTypeLibrary(HMODULE module, FoundTypeLibrary& found) {
-    constexpr DWORD pathRoom = 32768;
-    found.path.resize(pathRoom);
-    const DWORD length = GetModuleFileNameW(module, found.path.data(), pathRoom);
-    if (length == 0 || length == pathRoom) return HRESULT_FROM_WIN32(GetLastError());
-    found.path.resize(length);
+    if (const HRESULT named = readModulePath(module, found.path); FAILED(named)) return named;
     const HRESULT read = readResource(module, usualResource, found);
     if (read != TYPE_E_CANTLOADLIBRARY) return read;
     const std::size_t dot = found.path.rfind(u'.');

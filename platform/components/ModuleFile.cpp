@@ -15,6 +15,7 @@
 #include "platform/base/PosixError.h"
 #include "platform/error.h"
 #include "platform/files/PathTarget.h"
+#include "platform/modules.h"
 #include "platform/text.h"
 
 namespace zlk::platform {
@@ -99,6 +100,15 @@ bool isWholeModule(const std::string& path) {
         });
     if (!whole) diagnose("Modules", u"%s is cut short", path);
     return whole;
+}
+
+HRESULT readModulePath(HMODULE module, std::u16string& path) {
+    constexpr DWORD room = 32768;  // longer than any path of this machine, in units
+    path.resize(room);
+    const DWORD length = GetModuleFileNameW(module, path.data(), room);
+    if (length == 0 || length == room) return HRESULT_FROM_WIN32(GetLastError());
+    path.resize(length);
+    return S_OK;
 }
 
 }  // namespace zlk::platform

@@ -4,6 +4,8 @@
 #include <string>
 #include <string_view>
 
+#include "platform/error.h"
+
 namespace zlk::platform {
 
 /// The absolute path of the module file that `name` stands for (see LoadLibraryW); symbolic links
@@ -15,5 +17,8 @@ std::string findModuleFile(std::u16string_view name);
 /// The dynamic loader doesn't check that, and SIGBUS would end this process when it touches a page
 /// of a module that was copied only in part.
 bool isWholeModule(const std::string& path);
+
+/// The path of a loaded module. Failures are those of GetModuleFileNameW.
+HRESULT readModulePath(HMODULE module, std::u16string& path);
 
 }  // namespace zlk::platform

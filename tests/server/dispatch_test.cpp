@@ -2,6 +2,8 @@
 
 #include <gmock/gmock.h>
 
+#include <cstring>
+
 #include "ZlkCamTr.h"
 #include "platform/card_mounts.h"
 #include "platform/component_object.h"
@@ -238,6 +240,20 @@ TEST_F(Script, IsToldWhatIsWrongWithACall) {
     EXPECT_EQ(invoke(99, GUID{}, 0, DISPATCH_METHOD, &none), DISP_E_MEMBERNOTFOUND);
     EXPECT_EQ(invoke(11, GUID{}, 0, 0, &none), DISP_E_MEMBERNOTFOUND);
 
+    // Whatever it is, the result is then a value that can be cleared, and there is no exception.
+    VARIANT notProgress = integer(5);
+    DISPPARAMS transfer{&notProgress, nullptr, 1, 0};
+    for (const DWORD locale : {0u, 0xFFFFFFFFu}) {
+        VARIANT result;
+        EXCEPINFO exception;
+        std::memset(&result, 0xA5, sizeof result);
+        std::memset(&exception, 0xA5, sizeof exception);
+        EXPECT_TRUE(FAILED(camera->Invoke(3, GUID{}, locale, DISPATCH_METHOD, &transfer, &result,
+                                          &exception, nullptr)));
+        EXPECT_EQ(result.vt, VT_EMPTY);
+        EXPECT_EQ(exception.bstrDescription, nullptr);
+    }
+
     ComPtr<ITypeInfo> info;
     EXPECT_EQ(camera->GetTypeInfo(1, 0, info.out()), DISP_E_BADINDEX);
     EXPECT_EQ(camera->GetTypeInfo(0, 0, nullptr), E_POINTER);
@@ -408,6 +424,12 @@ TEST_F(Transfer, IsStoppedByAnObjectThatSaysNo) {
     EXPECT_TRUE(stops());
     NamedWatcher::given = integer(S_FALSE);
     EXPECT_TRUE(stops());
+    // The numbers of some scripts are all of this type.
+    NamedWatcher::given.vt = VT_R8;
+    NamedWatcher::given.dblVal = 1;
+    EXPECT_TRUE(stops());
+    NamedWatcher::given.dblVal = 0;
+    EXPECT_FALSE(stops());
     NamedWatcher::given = {};
     Watcher::answer = DISP_E_EXCEPTION;
     EXPECT_TRUE(stops()) << "a script that raises";

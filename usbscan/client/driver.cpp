@@ -4,7 +4,6 @@
 #include "platform/files/DeviceOpening.h"
 #include "platform/objects/DeviceSection.h"
 #include "platform/settings/DeviceKeys.h"
-
 #include "platform/text.h"
 #include "usbscan/client/CameraHandle.h"
 #include "usbscan/client/DeviceClassKeys.h"

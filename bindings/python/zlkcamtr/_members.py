@@ -59,7 +59,7 @@ class FUNCDESC(ctypes.Structure):
 
 
 class _IDLDESC(ctypes.Structure):
-    _fields_ = [("dwReserved", c_uint32), ("wIDLFlags", c_uint16)]
+    _fields_ = [("dwReserved", ctypes.c_size_t), ("wIDLFlags", c_uint16)]
 
 
 class TYPEATTR(ctypes.Structure):
