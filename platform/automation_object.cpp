@@ -15,7 +15,7 @@ bool isLocale(DWORD localeId) {
 }
 
 // Describes an interface by the library of the module that contains `address`.
-HRESULT load(const void* address, const GUID& iid, ITypeInfo** info) noexcept {
+HRESULT load(const void* address, const GUID& iid, ITypeInfo** info) {
     return guarded([&] {
         platform::FoundTypeLibrary found;
         const HRESULT loaded = platform::loadOwnTypeLibrary(moduleFromAddress(address), found);
