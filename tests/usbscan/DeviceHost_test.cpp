@@ -21,6 +21,7 @@
 #include "tests/usb/SteppedLoop.h"
 #include "usbscan/HostEndpoint.h"
 #include "usbscan/Protocol.h"
+#include "usbscan/host/ClientListener.h"
 #include "usbscan/host/DeviceHost.h"
 #include "usbscan/usbscan.h"
 

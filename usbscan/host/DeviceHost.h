@@ -1,7 +1,6 @@
 #pragma once
-// Shares one device between many client connections: follows the PTP containers, keeps transactions
-// of different clients apart, and recovers the device after a client that died or gave up.
-// Protocol.h has the messages. For the thread of the event loop only.
+// Shares one device between many client connections: opens them, and hands what they ask to the
+// part that answers it. Protocol.h has the messages. For the thread of the event loop only.
 
 #include <chrono>
 #include <functional>
@@ -34,9 +33,5 @@ class DeviceHost {
     class Impl;
     std::unique_ptr<Impl> impl_;
 };
-
-/// Refuses, with this last error, exactly the clients that are queued at this listening,
-/// non-blocking socket when it is called. One that connects later is left to the next host.
-void refuseWaiting(int socket, std::uint32_t error);
 
 }  // namespace zlk::usbscan

@@ -13,6 +13,7 @@
 #include <thread>
 
 #include "platform/error.h"
+#include "usbscan/host/ClientListener.h"
 #include "usbscan/host/DeviceHost.h"
 #include "usbscan/program/Confinement.h"
 #include "usbscan/program/LibusbDevice.h"
