@@ -133,8 +133,9 @@ TEST(Road, leadsAStockInitiatorToTheVirtualCameraToo) {
     bus.tell("add random=1000000 name=PICT0001.JPG");
     const fs::path copy = newFolder() / "copy";
     // Without a port, gphoto2 may choose a card that another test has mounted meanwhile.
-    const ProgramResult got = runProgram({"umockdev-wrapper", "gphoto2", "--port=usb:",
-                                          "--get-file=1", "--filename=" + copy.string()});
+    const ProgramResult got =
+        runProgram({"umockdev-wrapper", "gphoto2", "--port=usb:", "--get-file=1",
+                    "--filename=" + copy.string()});
     EXPECT_EQ(got.status, 0) << got.output << got.error;
     std::ifstream file(copy, std::ios::binary);
     const std::vector<std::uint8_t> bytes((std::istreambuf_iterator<char>(file)), {});

@@ -3,17 +3,8 @@
 #include <algorithm>
 #include <chrono>
 #include <cstring>
-#include <ctime>
-#include <utility>
 
 #include "platform/base/Diagnose.h"
-#include "platform/files.h"
-#include "platform/named_objects.h"
-#include "platform/settings/PlatformSettings.h"
-#include "platform/text.h"
-#include "usbscan/client/AttachedDevices.h"
-#include "usbscan/client/DeviceHolder.h"
-#include "usbscan/client/HostStart.h"
 #include "usbscan/usbscan.h"
 
 namespace zlk::platform {
@@ -25,16 +16,9 @@ using namespace std::chrono_literals;
 
 constexpr char category[] = "Usbscan";
 
-constexpr DWORD usualTransferTimeout = 20'000, usualEventTimeout = 5'000;  // ms
-constexpr DWORD shortestTimeout = 10, longestTimeout = 3'600'000;
-// The host measures the time-outs and recovers the device, which may take some seconds more. Only a
-// host that hangs makes a client wait this much longer.
-constexpr auto hostPatience = 30s;
-
-// A read for less than a container's head can't be for a container, so its caller is looking for
-// the zero-length packet that ends a transfer.
+// A PTP container's head, in bytes.
 constexpr DWORD containerHead = 12;
-// Many devices leave that packet out. One that sends it does so at once.
+// Many devices leave out a zero-length packet. One that sends it does so at once.
 constexpr auto zeroPacketPatience = 100ms;
 // A device that was heard this recently isn't asked whether it still answers.
 constexpr auto lately = 100ms;
@@ -44,89 +28,16 @@ bool refuse(DWORD error) {
     return false;
 }
 
-DWORD timeoutSetting(const WCHAR* name, DWORD usual) {
-    return std::clamp(platformNumber(name, usual), shortestTimeout, longestTimeout);
-}
-
 bool beginsWithCommand(const void* buffer, DWORD size) {
     const auto* bytes = static_cast<const unsigned char*>(buffer);
     return size >= containerHead && bytes[4] == 1 && bytes[5] == 0;
 }
 
-bool hasLegalSize(const MessageHeader& header) {
-    return header.length <= (header.kind == MessageKind::Data ? usbscan::maxDataMessage
-                                                              : usbscan::maxControlMessage);
-}
-
-/// Traces which program has claimed the device.
-void tellHolder(const AttachedDevice& device) {
-    const DeviceHolder holder = findHolderOf(device);
-    if (holder.pid != 0)
-        diagnose(category, u"%s is held by %s (process %u)", device.node, holder.program,
-                 holder.pid);
-    else
-        diagnose(category, u"%s is held by another program", device.node);
-}
-
 }  // namespace
-
-std::shared_ptr<CameraHandle> CameraHandle::open(std::u16string_view name) {
-    const auto device = attachedDevice(name);
-    if (!device) {
-        SetLastError(ERROR_FILE_NOT_FOUND);
-        return nullptr;
-    }
-    const usbscan::OpenRequest request{usbscan::protocolVersion,
-                                       timeoutSetting(u"TransferTimeout", usualTransferTimeout),
-                                       timeoutSetting(u"EventTimeout", usualEventTimeout)};
-    const std::chrono::milliseconds longest(
-        std::max(request.transferTimeout, request.eventTimeout));
-    // A host that is about to end may still accept the connection and close it. Its successor can
-    // be reached a moment later.
-    constexpr int tries = 10;
-    for (int i = 0; i < tries; ++i) {
-        Descriptor socket = connectToHost(*device);
-        if (!socket) return nullptr;
-        auto handle = std::make_shared<CameraHandle>(std::move(socket), longest + hostPatience);
-        const Opening opening = handle->shakeHands(request);
-        if (opening == Opening::Done) {
-            handle->recordIfSet(*device);
-            return handle;
-        }
-        if (opening == Opening::Failed) {
-            if (GetLastError() == ERROR_SHARING_VIOLATION) tellHolder(*device);
-            return nullptr;
-        }
-        constexpr timespec pause{0, 10'000'000};
-        ::nanosleep(&pause, nullptr);
-    }
-    SetLastError(ERROR_DEVICE_NOT_CONNECTED);
-    return nullptr;
-}
-
-CameraHandle::Opening CameraHandle::shakeHands(const usbscan::OpenRequest& request) {
-    // A failed send is no reason to give up: a host that refused already has closed its end, and
-    // the reason for it can still be read.
-    socket_.send({0, MessageKind::Open, 0, 0}, std::as_bytes(std::span(&request, 1)));
-    for (MessageHeader header; socket_.receiveHeader(header) == HostLink::Result::Ok;) {
-        DWORD error = 0;
-        if (header.kind == MessageKind::Opened && header.length == 0) {
-            isRecorded_ = header.flags & usbscan::isRecorded;
-            return Opening::Done;
-        }
-        if (header.kind == MessageKind::Refused && header.length == sizeof error) {
-            if (!receive(std::as_writable_bytes(std::span(&error, 1)))) break;
-            SetLastError(error);
-            return Opening::Failed;
-        }
-        if (!hasLegalSize(header) || !skipRest()) break;
-    }
-    return Opening::Again;
-}
 
 void CameraHandle::close() noexcept {
     // A forked child shares the connection with its parent, who still needs it.
-    if (!fork_.crossed()) socket_.shutDown();
+    if (!fork_.crossed()) link_->shutDown();
 }
 
 bool CameraHandle::isUsable() {
@@ -145,7 +56,7 @@ bool CameraHandle::send(MessageKind kind, std::span<const std::byte> first,
             ++turn_;
             turnEnded_ = false;
         }
-        sent = socket_.send({0, kind, 0, turn_}, first, second, descriptor);
+        sent = link_->send({0, kind, 0, turn_}, first, second, descriptor);
     }
     if (sent) return true;
     // A host that ends the connection says why in its last messages. nextMessage() makes that
@@ -166,11 +77,11 @@ bool CameraHandle::checked(HostLink::Result result) {
 }
 
 bool CameraHandle::receive(std::span<std::byte> buffer) {
-    return checked(socket_.receive(buffer));
+    return checked(link_->receive(buffer));
 }
 
 bool CameraHandle::skipRest() {
-    return checked(socket_.skipRest());
+    return checked(link_->skipRest());
 }
 
 bool CameraHandle::fail(const MessageHeader& header) {
@@ -184,8 +95,7 @@ bool CameraHandle::fail(const MessageHeader& header) {
 
 bool CameraHandle::nextMessage(MessageHeader& header) {
     for (;;) {
-        if (!checked(socket_.receiveHeader(header))) return false;
-        if (!hasLegalSize(header)) return checked(HostLink::Result::Closed);
+        if (!checked(link_->receiveHeader(header))) return false;
         const bool ofThisTurn = header.turn == turn_;
         switch (header.kind) {
             case MessageKind::Note: {
@@ -212,18 +122,33 @@ bool CameraHandle::nextMessage(MessageHeader& header) {
     }
 }
 
-void CameraHandle::beginTurn() {
-    readTurn_ = turn_;
-    inData_ = zeroDue_ = zeroGiven_ = answered_ = false;
-    complete_ = true;  // no container is under way
-}
-
 bool CameraHandle::givesMissingZeroPacket(DWORD size) {
-    if (!zeroDue_ || size >= containerHead || socket_.hasInput(zeroPacketPatience)) return false;
-    zeroDue_ = false;
-    zeroGiven_ = true;
+    if (!progress_.awaitsZeroPacket(size) || link_->hasInput(zeroPacketPatience)) return false;
+    progress_.gaveMissingZeroPacket();
     diagnose(category, u"A zero-length packet was due and didn't come");
     return true;
+}
+
+CameraHandle::Arrival CameraHandle::await(DWORD size) {
+    while (!inData_) {
+        if (!nextMessage(data_)) return Arrival::Failed;
+        switch (data_.kind) {
+            case MessageKind::Cancelled:
+                SetLastError(ERROR_OPERATION_ABORTED);
+                return Arrival::Failed;
+            case MessageKind::ZeroPacket:
+                if (progress_.takesZeroPacket(size)) return Arrival::None;
+                break;
+            case MessageKind::Data:
+                inData_ = data_.length > 0;
+                if (!progress_.comesForZeroPacket(size, data_.length)) break;
+                diagnose(category, u"A zero-length packet was due and was left out");
+                return Arrival::None;
+            default:
+                if (!skipRest()) return Arrival::Failed;
+        }
+    }
+    return Arrival::Bytes;
 }
 
 bool CameraHandle::read(void* buffer, DWORD size, DWORD& done) {
@@ -232,48 +157,24 @@ bool CameraHandle::read(void* buffer, DWORD size, DWORD& done) {
     if (!isUsable()) return false;
     if (readTurn_ != turn_) {
         if (inData_ && !skipRest()) return false;
-        beginTurn();
+        readTurn_ = turn_;
+        inData_ = false;
+        progress_.begin();
     }
     if (turnEnded_) return refuse(ERROR_OPERATION_ABORTED);
     if (size == 0 || givesMissingZeroPacket(size)) return true;
     // A caller who reads on after the response has taken something else for the response, and would
     // wait for bytes that never come.
-    if (answered_ && !(zeroDue_ && size < containerHead)) return refuse(ERROR_SEM_TIMEOUT);
-    while (!inData_) {
-        if (!nextMessage(data_)) return false;
-        if (data_.kind == MessageKind::Cancelled) return refuse(ERROR_OPERATION_ABORTED);
-        const bool due = std::exchange(zeroDue_, false);
-        if (data_.kind == MessageKind::ZeroPacket) {
-            // A packet for which a read has already returned 0 bytes comes too late. And between
-            // containers, a caller who wants the next container isn't looking for the end of the
-            // last: a device that sends heads in packets of their own ends payloads with a
-            // zero-length packet even where their containers don't fill their packets.
-            const bool unwanted = complete_ && size >= containerHead;
-            if (!std::exchange(zeroGiven_, false) && !unwanted) return true;
-        } else if (data_.kind != MessageKind::Data) {
-            if (!skipRest()) return false;
-            zeroDue_ = due;
-        } else {
-            inData_ = data_.length > 0;
-            zeroGiven_ = false;
-            // The device left the packet out and sent the response instead. The caller gets 0 bytes
-            // now and the response with its next read. Fewer bytes than a container has can't be a
-            // response, so they are handed out.
-            if (due && size < containerHead && data_.length >= containerHead) {
-                diagnose(category, u"A zero-length packet was due and was left out");
-                return true;
-            }
-        }
-    }
-    const DWORD count = std::min<DWORD>(size, socket_.left());
+    if (progress_.isOver() && !progress_.awaitsZeroPacket(size)) return refuse(ERROR_SEM_TIMEOUT);
+    if (const Arrival arrival = await(size); arrival != Arrival::Bytes)
+        return arrival == Arrival::None;
+    const DWORD count = std::min<DWORD>(size, link_->left());
     if (!receive({static_cast<std::byte*>(buffer), count})) return false;
     done = count;
-    if (socket_.left() == 0) {
+    if (link_->left() == 0) {
         inData_ = false;
-        zeroDue_ = data_.flags & usbscan::zeroPacketDue;
-        complete_ = data_.flags & usbscan::containerEnds;
-        answered_ = data_.flags & usbscan::answerEnds;
-        if (answered_) heardAt_ = std::chrono::steady_clock::now();
+        progress_.hasRead(data_.flags);
+        if (progress_.isOver()) heardAt_ = std::chrono::steady_clock::now();
     }
     return true;
 }
@@ -328,8 +229,8 @@ bool CameraHandle::ask(DWORD code, std::span<const std::byte> input, std::span<s
 }
 
 bool CameraHandle::wasHeardLately() {
-    return answered_ && readTurn_ == turn_ &&
-           std::chrono::steady_clock::now() - heardAt_ < lately && !socket_.hasInput(0ms);
+    return progress_.isOver() && readTurn_ == turn_ &&
+           std::chrono::steady_clock::now() - heardAt_ < lately && !link_->hasInput(0ms);
 }
 
 /// Callers ask for the device descriptor to find out whether the device still answers. A device
@@ -390,30 +291,6 @@ bool CameraHandle::endRecording() {
     return askRecorder(MessageKind::EndRecord);
 }
 
-/// A recording that fails is traced; the camera is open all the same.
-void CameraHandle::recordIfSet(const AttachedDevice& device) {
-    const std::u16string folder = platformText(u"Record");
-    if (folder.empty() || isRecorded_) return;
-    const std::time_t now = std::time(nullptr);
-    std::tm local{};
-    ::localtime_r(&now, &local);
-    char time[32];
-    std::strftime(time, sizeof time, "%Y%m%d-%H%M%S", &local);
-    // The process id keeps apart the names of two programs that open the camera within one second;
-    // the host then refuses one of the recordings.
-    const std::u16string path = formatText(u"%s/%04x-%04x-%s-%d.pcapng", folder, device.vid,
-                                           device.pid, std::string(time), ::getpid());
-    const UniqueHandle file(CreateFileW(path.c_str(), GENERIC_READ | GENERIC_WRITE, FILE_SHARE_READ,
-                                        nullptr, CREATE_NEW, FILE_ATTRIBUTE_NORMAL, nullptr));
-    const auto opened = file ? findHandleOf<FileHandle>(file.get()) : nullptr;
-    std::uint32_t flags = usbscan::recordToTheEnd;
-    if (platformNumber(u"RecordPayloads", 0)) flags |= usbscan::recordPayloads;
-    if (platformNumber(u"RecordAnonymously", 0)) flags |= usbscan::recordAnonymously;
-    if (opened && record(device, *opened, flags)) return;
-    diagnose(category, u"Can't record into %s, error %d", path, GetLastError());
-    if (opened) DeleteFileW(path.c_str());
-}
-
 bool CameraHandle::askPacketSize(std::span<std::byte> output, DWORD& returned) {
     USBSCAN_PIPE_CONFIGURATION pipes{};
     DWORD size = 0;
@@ -431,7 +308,7 @@ void CameraHandle::cancel() {
     const std::lock_guard lock(sending_);
     // Nobody waits here for the host's Cancelled: it ends the read of the thread that has one under
     // way.
-    socket_.send({0, MessageKind::Cancel, 0, turn_}, {});
+    link_->send({0, MessageKind::Cancel, 0, turn_}, {});
 }
 
 bool CameraHandle::control(DWORD code, const void* input, DWORD inputSize, void* output,

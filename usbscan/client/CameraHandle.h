@@ -11,11 +11,11 @@
 #include <chrono>
 #include <memory>
 #include <mutex>
-#include <string_view>
 
 #include "platform/base/ForkMark.h"
 #include "platform/base/Handle.h"
 #include "platform/files/FileHandle.h"
+#include "usbscan/client/AnswerProgress.h"
 #include "usbscan/client/AttachedDevices.h"
 #include "usbscan/client/HostLink.h"
 #include "usbscan/usbscan.h"
@@ -24,16 +24,8 @@ namespace zlk::platform {
 
 class CameraHandle final : public Handle {
   public:
-    /// `name` comes without its front `\\.\` or `\\?\`. Starts the device's host if none runs. Null
-    /// with the last error: ERROR_FILE_NOT_FOUND for a device that isn't attached,
-    /// ERROR_SHARING_VIOLATION for one that another program has claimed (the trace names that
-    /// program), ERROR_ACCESS_DENIED.
-    static std::shared_ptr<CameraHandle> open(std::u16string_view name);
-
-    /// Public for std::make_shared; the connection has yet to be opened by a handshake. `patience`
-    /// limits each single wait for the host.
-    CameraHandle(Descriptor socket, std::chrono::milliseconds patience)
-        : socket_(std::move(socket), patience) {}
+    /// Takes a link whose host has accepted the client, as openCamera() makes one.
+    explicit CameraHandle(std::unique_ptr<HostLink> link) : link_(std::move(link)) {}
 
     /// Has the host record what goes over the device's pipes into the file, from now on. `flags`
     /// are those of usbscan::RecordRequest. The file stays the caller's. False with the last error.
@@ -54,13 +46,6 @@ class CameraHandle final : public Handle {
     void close() noexcept override;
 
   private:
-    enum class Opening { Done, Again, Failed };
-    /// Opens the connection. Again: the host ended meanwhile, and connecting anew may help. Failed:
-    /// the host refused, with the last error.
-    Opening shakeHands(const usbscan::OpenRequest& request);
-    /// Begins a recording where the settings ask for one of every camera.
-    void recordIfSet(const AttachedDevice& device);
-
     /// False with the last error in a forked child, or once the handle is dead.
     bool isUsable();
     bool send(usbscan::MessageKind kind, std::span<const std::byte> first = {},
@@ -79,11 +64,13 @@ class CameraHandle final : public Handle {
     bool checked(HostLink::Result result);
     /// Takes the error out of a Failed message, and fails with it.
     bool fail(const usbscan::MessageHeader& header);
-    /// Resets the state of reading for the turn of the last command.
-    void beginTurn();
     /// Whether a read of this size should return 0 bytes because a zero-length packet is due and
     /// the device seems to have left it out.
     bool givesMissingZeroPacket(DWORD size);
+    /// Bytes: some of `data_` are there. None: the read returns 0 bytes. Failed: the last error.
+    enum class Arrival { Bytes, None, Failed };
+    /// Receives messages until it is known what a read of this size returns.
+    Arrival await(DWORD size);
     /// Waits for the next message of this kind and copies as much of its payload as fits.
     bool awaitAnswer(usbscan::MessageKind kind, std::span<std::byte> output, DWORD& returned);
     /// Sends the message, and waits for the Recorded that answers it.
@@ -100,9 +87,8 @@ class CameraHandle final : public Handle {
     bool wasHeardLately();
     bool askPacketSize(std::span<std::byte> output, DWORD& returned);
 
-    HostLink socket_;
-    bool isRecorded_ = false;  // whether a recording was under way when this handle was opened
-    ForkMark fork_;            // the connection belongs to the process that opened it
+    const std::unique_ptr<HostLink> link_;
+    ForkMark fork_;  // the connection belongs to the process that opened it
     std::atomic<DWORD> handleError_ = ERROR_SUCCESS;  // if set, every use fails with it
     std::atomic<std::uint16_t> turn_ = 0;             // counts commands; changed under `sending_`
     std::atomic<bool> turnEnded_ = true;              // the turn has nothing more to read
@@ -116,12 +102,8 @@ class CameraHandle final : public Handle {
     std::mutex receiving_;
     std::uint16_t readTurn_ = 0;  // the turn that the fields below describe
     usbscan::MessageHeader data_{};
-    bool inData_ = false;    // `data_` is received in parts
-    bool zeroDue_ = false;   // a zero-length packet should come next
-    bool complete_ = false;  // the last container has been read to its end
-    bool answered_ = false;  // the response of the turn has been read
-    bool zeroGiven_ =
-        false;  // a read has given 0 bytes for a zero-length packet that has not arrived
+    bool inData_ = false;  // `data_` is received in parts
+    AnswerProgress progress_;
     std::chrono::steady_clock::time_point heardAt_{};  // when the response was read
     USB_DEVICE_DESCRIPTOR descriptor_{};  // the device's, cached; bLength is 0 until then
 };

@@ -20,6 +20,12 @@ namespace {
 // Room for the largest message that isn't Data.
 constexpr std::size_t aheadSize = 4096;
 
+bool hasLegalSize(const usbscan::MessageHeader& header) {
+    return header.length <= (header.kind == usbscan::MessageKind::Data
+                                 ? usbscan::maxDataMessage
+                                 : usbscan::maxControlMessage);
+}
+
 timeval timevalOf(std::chrono::milliseconds time) {
     return {time.count() / 1000, time.count() % 1000 * 1000};
 }
@@ -125,6 +131,7 @@ HostLink::Result HostLink::receiveHeader(usbscan::MessageHeader& header) {
     // An Area is of no interest to the caller, who gets the message after it.
     if (header.kind == usbscan::MessageKind::Area)
         return left_ == 0 && mapArea() ? receiveHeader(header) : Result::Closed;
+    if (!hasLegalSize(header)) return Result::Closed;
     // The bytes of a DataInArea are in shared memory, from where receive() will take them.
     const bool inArea = header.kind == usbscan::MessageKind::DataInArea;
     return !inArea || enterArea(header) ? Result::Ok : Result::Closed;

@@ -14,7 +14,8 @@ namespace zlk::platform {
 
 class HostLink {
   public:
-    /// Closed: the host has ended the connection, or broke the protocol.
+    /// Closed: the host has ended the connection, or broke the protocol, as by a message that is
+    /// too long for its kind.
     enum class Result { Ok, TimedOut, Closed };
 
     /// `patience` limits every single wait, for sending as well as for receiving.

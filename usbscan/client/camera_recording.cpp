@@ -1,6 +1,6 @@
 #include "platform/files/FileHandle.h"
 #include "usbscan/Protocol.h"
-#include "usbscan/client/CameraHandle.h"
+#include "usbscan/client/CameraOpening.h"
 #include "usbscan/usbscan.h"
 
 using namespace zlk::platform;
@@ -26,7 +26,7 @@ std::unique_ptr<CameraRecording> CameraRecording::begin(const std::u16string& po
     constexpr std::size_t front = 4;  // `\\.\` or `\\?\`
     const std::u16string name = port.substr(std::min(front, port.size()));
     const auto device = attachedDevice(name);
-    const auto camera = CameraHandle::open(name);
+    const auto camera = openCamera(name);
     if (!camera || !device) return nullptr;
     if (!camera->record(*device, *target, options & (withPayloads | anonymous))) return nullptr;
     return std::unique_ptr<CameraRecording>(

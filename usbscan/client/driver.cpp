@@ -5,14 +5,14 @@
 #include "platform/objects/DeviceSection.h"
 #include "platform/settings/DeviceKeys.h"
 #include "platform/text.h"
-#include "usbscan/client/CameraHandle.h"
+#include "usbscan/client/CameraOpening.h"
 #include "usbscan/client/DeviceClassKeys.h"
 #include "usbscan/client/DevicePathTable.h"
 
 namespace zlk::platform {
 
 std::shared_ptr<Handle> openDevice(std::u16string_view name) {
-    return CameraHandle::open(name);
+    return openCamera(name);
 }
 
 std::unique_ptr<RegistryBackdrop> makeDeviceKeys() {

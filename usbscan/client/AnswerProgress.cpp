@@ -1,0 +1,44 @@
+#include "usbscan/client/AnswerProgress.h"
+
+#include <utility>
+
+#include "usbscan/Protocol.h"
+
+namespace zlk::platform {
+namespace {
+
+// A read for less than a container's head can't be for a container, so its caller is looking for
+// the zero-length packet that ends a transfer.
+constexpr DWORD containerHead = 12;
+
+}  // namespace
+
+bool AnswerProgress::awaitsZeroPacket(DWORD size) const noexcept {
+    return zeroPacket_ == ZeroPacket::Due && size < containerHead;
+}
+
+bool AnswerProgress::takesZeroPacket(DWORD size) noexcept {
+    // A packet for which a read has already returned comes too late. And between containers, a
+    // caller who wants the next container isn't looking for the end of the last: a device that
+    // sends heads in packets of their own ends payloads with a zero-length packet even where their
+    // containers don't fill their packets.
+    const bool late = std::exchange(zeroPacket_, ZeroPacket::None) == ZeroPacket::GivenInAdvance;
+    return !late && (place_ == Place::InContainer || size < containerHead);
+}
+
+bool AnswerProgress::comesForZeroPacket(DWORD size, DWORD length) noexcept {
+    // The device may have left the packet out and sent the response instead, which is for the
+    // caller's next read. Fewer bytes than a container has can't be a response.
+    const bool awaited = awaitsZeroPacket(size);
+    zeroPacket_ = ZeroPacket::None;
+    return awaited && length >= containerHead;
+}
+
+void AnswerProgress::hasRead(std::uint8_t flags) noexcept {
+    zeroPacket_ = flags & usbscan::zeroPacketDue ? ZeroPacket::Due : ZeroPacket::None;
+    place_ = flags & usbscan::answerEnds      ? Place::AfterResponse
+             : flags & usbscan::containerEnds ? Place::BetweenContainers
+                                              : Place::InContainer;
+}
+
+}  // namespace zlk::platform

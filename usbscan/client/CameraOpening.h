@@ -1,0 +1,18 @@
+#pragma once
+// Opens a still-image device by its name: starts its host if none runs, introduces the client to
+// it, and begins a recording if the settings ask for one of every camera.
+
+#include <memory>
+#include <string_view>
+
+#include "usbscan/client/CameraHandle.h"
+
+namespace zlk::platform {
+
+/// `name` comes without its front `\\.\` or `\\?\`. Null with the last error: ERROR_FILE_NOT_FOUND
+/// for a device that isn't attached, ERROR_SHARING_VIOLATION for one that another program has
+/// claimed (the trace names that program), ERROR_ACCESS_DENIED. From any thread; blocks for some
+/// seconds while an earlier host ends.
+std::shared_ptr<CameraHandle> openCamera(std::u16string_view name);
+
+}  // namespace zlk::platform
