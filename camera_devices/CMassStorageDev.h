@@ -34,8 +34,9 @@ class CMassStorageDev final : public CImageDev {
     /// Whether there is such a drive. One without a card counts; see IsCardInserted().
     bool CheckConnection() override;
 
-    /// If no file is found, walks the volume again every second, for the number of seconds that the
-    /// settings of its product class have. What can't be read is left out. Sizes have 32 bits.
+    /// If no file is found, walks the volume again every second, as many times as the settings give
+    /// for the device's product class (10 without a setting, 600 at most). What can't be read is
+    /// left out. Of each size only the low 32 bits are given.
     DeviceCode GetFileInfo(FileInfoList& list, ObjectProgressInterface* progress) override;
     DeviceCode DeleteFile(std::u16string id) override;
     /// Waits for up to 20 seconds if the file can't be opened. A file that shrinks while it is

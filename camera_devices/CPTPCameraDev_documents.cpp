@@ -15,7 +15,8 @@ constexpr std::uint32_t largestDocument = 16 << 20;  // bytes, when read
 constexpr std::size_t menuLimit = 0x32000;           // bytes of a menu to be sent
 constexpr std::uint32_t dateTimeProperty = 0x5011;
 
-// How a document is read, which is only a name in the trace: the system's code page is UTF-8 too.
+// These names only show in the trace. Both kinds of documents are read in the same way, because the
+// system's code page is UTF-8.
 constexpr char narrowReader[] = "GetFileToString";
 constexpr char utf8Reader[] = "GetUTF8FileToString";
 

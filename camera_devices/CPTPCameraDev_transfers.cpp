@@ -1,4 +1,4 @@
-// Copying files from a PTP camera, deleting them, and their thumbnails.
+// Copies files from a PTP camera, deletes files on it, and fetches thumbnails.
 
 #include <algorithm>
 

@@ -68,7 +68,8 @@ std::u16string CDeviceUtilFunctions::PseudoDriveRoot(const std::u16string& id) {
     if (!isPseudoDriveId(id)) return {};
     const std::u16string upper = upperCase(id);
     const std::u16string tail = upper.substr(upper.rfind(u'#') + 1);
-    // The last part of the id is a letter, or a path.
+    // A tail of more than two units is a path. In a shorter one only the first unit counts, which
+    // has to be a drive letter.
     if (tail.size() > 2) return pathOf(tail);
     const bool isLetter = !tail.empty() && tail[0] >= u'A' && tail[0] <= u'Z';
     return isLetter ? driveRoot(tail[0]) : std::u16string();

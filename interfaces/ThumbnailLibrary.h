@@ -6,12 +6,12 @@
 inline constexpr WCHAR thumbnailLibraryName[] = u"zlkthbg2.DLL";
 inline constexpr char thumbnailEntryPoint[] = "ZLGenerateThumbnailCompressedBufferInForeGround";
 
-/// Makes a JPEG of at most `width` x `height` pixels (each 1 to 1024; more counts as 1024) from the
-/// picture at `path` (a buffer of 260 units, terminated), or from a stock picture where that one
-/// can't be decoded. May be called on any thread. `flags` is 0. *buffer and *size, in bytes, stay
-/// the library's and are valid until the next call on the same thread; *second is always 0. Returns
-/// 0 on success, else one of the numbers below; *extendedError is then a last error that says more,
-/// or 0.
+/// Makes a JPEG of at most `width` x `height` pixels from the picture at `path` (a buffer of 260
+/// units, terminated), or from a stock picture where that one can't be decoded. Both lengths are at
+/// least 1, and more than 1024 counts as 1024. May be called on any thread. `flags` is 0. *buffer
+/// receives the JPEG, which stays the library's and is valid until the next call on the same
+/// thread; *size receives its length in bytes, and *second always 0. Returns 0 on success, else one
+/// of the numbers below; *extendedError is then a last error that says more, or 0.
 using ThumbnailEntryPoint = std::int32_t (*)(WCHAR* path, std::int32_t width, std::int32_t height,
                                              std::int32_t flags, BYTE** buffer, DWORD* size,
                                              std::int32_t* second, std::int32_t* extendedError);

@@ -63,7 +63,8 @@ struct WIN32_FIND_DATAW {
 };
 static_assert(sizeof(WIN32_FIND_DATAW) == 592);
 
-// The C library has a macro of this member's name.
+// The C library defines st_mtime as a macro, which would change the name of the member of
+// FileStatus.
 #pragma push_macro("st_mtime")
 #undef st_mtime
 /// What _wstat64i32 reports of a path: the fields that callers of the platform use.

@@ -118,10 +118,12 @@ struct ITypeLib;
 struct ITypeComp;
 struct VARDESC;
 
-/// Describes one type of a library. The caller owns what a call hands out: texts and objects as
-/// always, descriptions until the Release call of their name. GetDocumentation takes null for texts
-/// that aren't wanted. Calls return TYPE_E_ELEMENTNOTFOUND for an index or id that the type doesn't
-/// have, and E_INVALIDARG for a null out argument (CreateInstance: E_POINTER).
+/// Describes one type of a library. The caller owns what a call hands out: texts are freed by
+/// SysFreeString, objects are released, and descriptions are freed by ReleaseTypeAttr,
+/// ReleaseFuncDesc or ReleaseVarDesc. GetDocumentation takes null for texts that aren't wanted.
+/// Unless a call says otherwise, it returns TYPE_E_ELEMENTNOTFOUND for an index or id that the type
+/// doesn't have (Invoke: DISP_E_MEMBERNOTFOUND), and E_INVALIDARG for a null out argument
+/// (CreateInstance: E_POINTER).
 struct ITypeInfo : IUnknown {
     /// Freed by ReleaseTypeAttr.
     virtual HRESULT GetTypeAttr(TYPEATTR** attributes) noexcept = 0;
@@ -141,9 +143,9 @@ struct ITypeInfo : IUnknown {
     /// As IDispatch::GetIDsOfNames.
     virtual HRESULT GetIDsOfNames(WCHAR** names, UINT count, MEMBERID* ids) noexcept = 0;
     /// As IDispatch::Invoke. `instance` must be a pointer to the interface described here, because
-    /// its virtual table is called; a wrong pointer can't be noticed. An argument for a parameter
-    /// of the type VARIANT* is passed on unconverted: itself, or the VARIANT that it refers to.
-    /// TYPE_E_WRONGTYPEKIND for a class.
+    /// its virtual table is called; a wrong pointer can't be noticed. For an [in] parameter of the
+    /// type VARIANT* the function gets the argument itself, or the VARIANT that the argument refers
+    /// to, unconverted. TYPE_E_WRONGTYPEKIND for a class.
     virtual HRESULT Invoke(void* instance, MEMBERID id, WORD flags, DISPPARAMS* parameters,
                            VARIANT* result, EXCEPINFO* exception, UINT* argumentError) noexcept = 0;
     /// Name and help text of a member, or with MEMBERID_NIL of the type; no type has a help file.

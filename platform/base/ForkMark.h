@@ -23,7 +23,7 @@ inline unsigned processGeneration() noexcept {
         ::munmap(page, sizeof(Number));
         return nullptr;
     }();
-    // Without such a page the process id has to do, at the price of a system call.
+    // Without such a page the process id takes its place, which costs a system call each time.
     if (!known) return static_cast<unsigned>(::getpid());
     unsigned number = *known;
     if (number != 0) return number;

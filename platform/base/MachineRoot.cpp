@@ -76,8 +76,9 @@ MachineRoot::MachineRoot() {
         refuse(wideText(std::generic_category().message(error)));
         return;
     }
-    // A group shares a root only if root owns it and its mode is exactly 2770, as an administrator
-    // sets it up. Any other group-writable folder is taken for an oversight and refused.
+    // A group may share this folder only if the superuser owns it and its permissions and its
+    // set-group-id bit are 2770, as an administrator sets it up. Any other folder that a group may
+    // write is taken for an oversight and refused.
     ofGroup_ = status.st_uid == 0 && (status.st_mode & 02777) == 02770;
     group_ = status.st_gid;
     const std::u16string objection = objectionTo(status);

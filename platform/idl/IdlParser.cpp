@@ -204,8 +204,9 @@ class Parser {
         return made;
     }
 
-    /// Checks a method against those before it. A property consists of a reader, a writer or one of
-    /// each, both with one name and id; no other methods may share a name or id.
+    /// Checks that a method has an id if the interface is dual, and only then, that a property has
+    /// one parameter, and that no earlier method has the same name or id. Only the reader and the
+    /// writer of one property share these, and then both of them.
     void check(const Method& added, const Interface& owner) {
         if (added.dispatchId.has_value() != owner.dual)
             scanner_.fail("a method has an id in a dual interface, and only there");

@@ -33,7 +33,7 @@ void makeBare(std::vector<BYTE>& text) {
 InstalledClasses::InstalledClasses() : path_(modulesFolder() + "/classes.db") {}
 
 std::shared_ptr<const RegistryContent> InstalledClasses::find(const RegistryPath& path) {
-    // One statx() a call tells whether the file is still the one that was read.
+    // Each call asks statx() once whether the file is still the one that was read.
     const FileStamp now = path_.empty() ? FileStamp{} : FileStamp::of(path_);
     if (now != stamp_) {
         failure_ = ERROR_SUCCESS;

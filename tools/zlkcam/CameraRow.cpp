@@ -19,8 +19,9 @@ constexpr bool isWithin(WCHAR unit, WCHAR first, WCHAR last) {
     return unit >= first && unit <= last;
 }
 
-/// Control characters, blanks, marks that are invisible or change the direction of a text, and
-/// units that aren't characters: surrogates, the private area, and the end of the plane.
+/// Control characters, the space and the no-break space, the invisible marks and marks of direction
+/// among U+200B to U+206F, U+FEFF, and units that may show as nothing: surrogates, the private
+/// area, and the last sixteen of the plane. Rarer blanks and marks are let through.
 constexpr bool isUnreadable(WCHAR unit) {
     return unit <= 0x20 || isWithin(unit, 0x7F, 0xA0) || isWithin(unit, 0x200B, 0x200F) ||
            isWithin(unit, 0x2028, 0x202E) || isWithin(unit, 0x2060, 0x206F) ||

@@ -117,7 +117,7 @@ Fault Fault::parse(const std::vector<std::string>& words) {
 
 std::string Fault::text() const {
     std::string text(rowOf(kinds, &KindRow::kind, kind)->name);
-    // In the form that parse() reads.
+    // Usual values are written too, so that the tester sees all that is in force.
     text += " op=" + (operation ? hexText(*operation) : "any");
     text += " phase=" + std::string(rowOf(phases, &PhaseRow::phase, phase)->name);
     text += " count=" + std::to_string(count) + " value=" + hexText(value, 1);

@@ -100,7 +100,8 @@ class Responder {
     Reply setObjectProtection(const Message& command);
     /// Finds the objects that the three parameters of a listing mean.
     Reply selectObjects(const Message& command, std::vector<std::uint32_t>& handles) const;
-    /// Adds what a camera of other makers lists besides.
+    /// Adds the handles that some cameras of other makers list by mistake, as the quirks say: the
+    /// folder itself, its parent, and all objects a second time.
     void spoilList(std::uint32_t parent, std::vector<std::uint32_t>& handles) const;
     Reply deleteAll(Code onlyFormat);
     bool isProtected(const StoredObject& object) const;

@@ -1,5 +1,6 @@
 #pragma once
-// Keeps what a data phase from the host brings, while it arrives.
+// Takes in the bytes of a data phase from the host, and keeps them until the operation has used
+// them.
 
 #include <filesystem>
 

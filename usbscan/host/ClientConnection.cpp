@@ -232,8 +232,8 @@ bool ClientConnection::moveToArea(Outgoing& outgoing) {
 void ClientConnection::queue(Outgoing outgoing, When when) {
     outgoing.header.length = static_cast<std::uint32_t>(outgoing.bytes.size());
     if (!isData(outgoing.header.kind)) ++queuedAnswers_;
-    // If other messages wait already, the socket or the area is full, and an event will lead to
-    // flush().
+    // Messages that wait already wait either for this one, to go with it, or because the socket or
+    // the area is full. In the second case an event will lead to flush().
     const bool idle = output_.empty() || awaitsNext_;
     output_.push_back(std::move(outgoing));
     awaitsNext_ = idle && when == When::WithTheNext;

@@ -21,8 +21,9 @@ class Blackout {
     /// Blacks out the next bytes of the dataset, in place.
     void pass(std::span<std::byte> bytes);
 
-    /// How a dataset's fields are passed over: a number of bytes, an array of 16-bit numbers, a
-    /// text that is kept, a text that is hidden, and the name of a file or a card.
+    /// What is done with a field of a dataset. SkipN leaves N bytes as they are, Array an array of
+    /// 16-bit numbers, and Text a text. Secret hides a text. Name hides the name of a file or a
+    /// card, except for its ending.
     enum class Step : std::uint8_t { Skip2, Skip8, Skip26, Skip52, Array, Text, Secret, Name };
 
   private:

@@ -46,7 +46,7 @@ Described describe(const SettingsValue& value) {
         std::memcpy(&number, value.data.data(), sizeof number);
         return {"dword", std::to_string(number)};
     }
-    // All other types are shown by their bytes.
+    // Other types are shown by their bytes, and so are texts and numbers with malformed data.
     const std::string type =
         value.type == REG_BINARY ? "hex" : "type " + std::to_string(value.type);
     return {type, hexText(value.data)};

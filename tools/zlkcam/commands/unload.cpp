@@ -70,7 +70,8 @@ bool isOnOneDisk(const Destination& a, const Destination& b) {
     return !a.isMissing() && !b.isMissing() && a.way().front().device == b.way().front().device;
 }
 
-/// Opens and checks all destinations, and creates missing folders.
+/// Opens and checks all destinations, and creates missing folders unless the command is a
+/// rehearsal.
 std::vector<Target> targetsOf(const Options& options, const Device& device,
                               const std::u16string& root, const std::u16string& card) {
     const auto destinations = [&](Destination::Making making) {

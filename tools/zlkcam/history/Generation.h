@@ -30,9 +30,11 @@ struct Generation {
 /// or another program keeps the history locked.
 std::string writeGeneration(int folder, const Generation& generation);
 
-/// Writes the sums of one kind (XXH128 or SHA-256) into a file of the folder, `<folder's
-/// name>_<date>Z.xxh128` or `.sha256`, which `xxhsum -c` or `sha256sum -c` accept. Files that were
-/// found damaged are left out. Returns and throws as writeGeneration does.
+/// Writes the sums of one kind (XXH128 or SHA-256) into a new file of the folder, which `xxhsum -c`
+/// or `sha256sum -c` accept. It is called `<folder's name>_<date>Z.xxh128` or `.sha256`, with `-2`
+/// and so on before the dot if that name is taken. Files that were found damaged are left out.
+/// Returns the name; empty, with nothing written, if no file is left. Throws Failure
+/// (FileUnusable), and std::invalid_argument if a record has no sum of this kind.
 std::string writeSums(int folder, const Generation& generation, DigestKind kind);
 
 }  // namespace zlk

@@ -70,7 +70,6 @@ void XmlTokens::takeText(XmlToken& token) {
 
 void XmlTokens::takeTag(XmlToken& token) {
     const std::string_view tag = take(lengthOfTag());
-    // `</x>` is an end, `<x/>` an element without content, and `<x>` a start.
     using enum XmlToken::Kind;
     token = {tag.starts_with("</") ? End : tag.ends_with("/>") ? Empty : Start, tag};
     if (token.localName().empty()) throw UnusableFile("it isn't XML");

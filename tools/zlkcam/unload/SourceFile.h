@@ -41,8 +41,9 @@ inline bool isSameTime(std::int64_t a, std::int64_t b) {
     return a - b <= 2 && b - a <= 2;
 }
 
-/// A file that is held open if it lies on a volume. Its path is resolved only once, and changes
-/// during the copy are noticed.
+/// A file of the device, whose state can be asked for before and after a copy. On a volume it is
+/// held open, unless another program is writing to it, so that both answers are of the same file.
+/// On a camera the state is always that of the list.
 class SourceFile {
   public:
     /// Throws Failure (ReadFailed) if the file can't be opened, except when another program has it

@@ -59,7 +59,7 @@ struct UnloadedFile {
     bool isProved() const;
     /// Whether that was done from the medium everywhere.
     bool isFromMedium() const;
-    /// The first failure of the file or of one of its copies; null if there is none.
+    /// The file's own failure, or else that of the first copy that has one; null if there is none.
     const Failure* trouble() const;
 };
 
