@@ -1,10 +1,10 @@
 #include "platform/named_objects.h"
 
 #include <memory>
-#include <new>
 #include <utility>
 
 #include "platform/base/Handle.h"
+#include "platform/base/WithoutExceptions.h"
 #include "platform/objects/DeviceSection.h"
 #include "platform/objects/NamedMutex.h"
 #include "platform/objects/NamedSection.h"
@@ -36,16 +36,6 @@ HANDLE openHandle(const std::shared_ptr<Kind>& fresh, const WCHAR* name, OpenMod
     return handle;
 }
 
-template <class Body>
-auto withoutExceptions(Body body) noexcept -> decltype(body()) {
-    try {
-        return body();
-    } catch (const std::bad_alloc&) {
-        SetLastError(ERROR_NOT_ENOUGH_MEMORY);
-        return {};
-    }
-}
-
 }  // namespace
 
 HANDLE CreateFileMappingW(HANDLE file, const SECURITY_ATTRIBUTES*, DWORD protection, DWORD sizeHigh,
@@ -54,7 +44,7 @@ HANDLE CreateFileMappingW(HANDLE file, const SECURITY_ATTRIBUTES*, DWORD protect
         SetLastError(ERROR_INVALID_PARAMETER);
         return nullptr;
     }
-    return withoutExceptions([&] {
+    return withoutExceptions<HANDLE>(nullptr, [&] {
         const std::uint64_t size = std::uint64_t{sizeHigh} << 32 | sizeLow;
         return openHandle(std::make_shared<NamedSection>(size), name, OpenMode::MakeOrOpen);
     });
@@ -65,7 +55,7 @@ HANDLE OpenFileMappingW(DWORD, BOOL, const WCHAR* name) noexcept {
         SetLastError(ERROR_INVALID_NAME);
         return nullptr;
     }
-    return withoutExceptions([&] {
+    return withoutExceptions<HANDLE>(nullptr, [&] {
         refreshDeviceSection(name);
         return openHandle(std::make_shared<NamedSection>(0), name, OpenMode::OpenOnly);
     });
@@ -73,15 +63,16 @@ HANDLE OpenFileMappingW(DWORD, BOOL, const WCHAR* name) noexcept {
 
 HANDLE CreateFileMappingA(HANDLE file, const SECURITY_ATTRIBUTES* security, DWORD protection,
                           DWORD sizeHigh, DWORD sizeLow, const char* name) noexcept {
-    return withoutExceptions([&] {
+    return withoutExceptions<HANDLE>(nullptr, [&] {
         return CreateFileMappingW(file, security, protection, sizeHigh, sizeLow,
                                   name ? wideText(name).c_str() : nullptr);
     });
 }
 
 HANDLE OpenFileMappingA(DWORD access, BOOL inherit, const char* name) noexcept {
-    return withoutExceptions(
-        [&] { return OpenFileMappingW(access, inherit, name ? wideText(name).c_str() : nullptr); });
+    return withoutExceptions<HANDLE>(nullptr, [&] {
+        return OpenFileMappingW(access, inherit, name ? wideText(name).c_str() : nullptr);
+    });
 }
 
 void* MapViewOfFile(HANDLE mapping, DWORD access, DWORD offsetHigh, DWORD offsetLow,
@@ -92,7 +83,7 @@ void* MapViewOfFile(HANDLE mapping, DWORD access, DWORD offsetHigh, DWORD offset
         SetLastError(ERROR_INVALID_PARAMETER);
         return nullptr;
     }
-    return withoutExceptions([&] {
+    return withoutExceptions<void*>(nullptr, [&] {
         const std::uint64_t offset = std::uint64_t{offsetHigh} << 32 | offsetLow;
         return section->object->map(access & FILE_MAP_WRITE, offset, bytes);
     });
@@ -109,7 +100,7 @@ std::size_t viewSize(const void* view) noexcept {
 }
 
 HANDLE CreateMutexW(const SECURITY_ATTRIBUTES*, BOOL initialOwner, const WCHAR* name) noexcept {
-    return withoutExceptions([&] {
+    return withoutExceptions<HANDLE>(nullptr, [&] {
         return openHandle(std::make_shared<NamedMutex>(initialOwner != 0), name,
                           OpenMode::MakeOrOpen);
     });
@@ -117,7 +108,7 @@ HANDLE CreateMutexW(const SECURITY_ATTRIBUTES*, BOOL initialOwner, const WCHAR* 
 
 HANDLE CreateMutexA(const SECURITY_ATTRIBUTES* security, BOOL initialOwner,
                     const char* name) noexcept {
-    return withoutExceptions([&] {
+    return withoutExceptions<HANDLE>(nullptr, [&] {
         return CreateMutexW(security, initialOwner, name ? wideText(name).c_str() : nullptr);
     });
 }
@@ -127,7 +118,7 @@ HANDLE OpenMutexA(DWORD, BOOL, const char* name) noexcept {
         SetLastError(ERROR_INVALID_NAME);
         return nullptr;
     }
-    return withoutExceptions([&] {
+    return withoutExceptions<HANDLE>(nullptr, [&] {
         return openHandle(std::make_shared<NamedMutex>(false), wideText(name).c_str(),
                           OpenMode::OpenOnly);
     });
