@@ -19,8 +19,8 @@ std::array<DiagnosticSink, 8> sinks{};
 // Lets callers skip formatting a line that nobody would receive, without taking the lock.
 std::atomic<bool> anySinks = false;
 
-// Set while this thread runs the sinks. A sink whose own work causes a line (because it writes to a
-// trace that lives on named objects, for example) would otherwise recurse; that line is dropped.
+// Set while this thread runs the sinks. A sink that breaks its rule and calls the platform could
+// cause another line, and so run itself again; that line is dropped.
 thread_local bool speaking = false;
 
 // The outermost delay of this thread, which collects its lines; null where there is none.

@@ -10,7 +10,8 @@
 
 namespace zlk::platform {
 
-/// Sends a line to all sinks, or keeps it back while a DiagnosticDelay of this thread lives.
+/// Sends a line to all sinks, or keeps it back while a DiagnosticDelay of this thread lives. A line
+/// that a sink itself causes is dropped.
 void diagnoseLine(const char* category, const std::u16string& line) noexcept;
 bool hasDiagnosticSinks() noexcept;
 

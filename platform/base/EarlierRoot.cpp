@@ -38,8 +38,9 @@ std::string earlierRoot() {
 }
 
 /// Whether some process uses a root. Such a process has a lock on one of the files: the store, a
-/// named object, or the lock beside the socket of a device. A file that can't be opened or asked
-/// counts as locked, because moving a root that is in use would split the machine in two.
+/// named object, or the lock beside the socket of a device. A file that can't be opened or whose
+/// locks can't be queried counts as locked, because moving a root that is in use would split the
+/// machine in two.
 bool isUsed(const std::string& root) {
     std::error_code error;
     for (fs::recursive_directory_iterator entry(root, error), end; entry != end && !error;

@@ -18,7 +18,7 @@ constexpr bool needsUnit(char32_t character) {
            character == 0xFFFF;
 }
 
-/// The byte that a unit stands for; 0 for a unit that appendNameText never writes.
+/// The byte that a unit stands for; 0 for a unit that appendNameText never writes for a byte.
 unsigned char byteOfUnit(WCHAR unit) noexcept {
     if (unit <= unitBase || unit > unitBase + 0xFF) return 0;
     const auto byte = static_cast<unsigned char>(unit & 0xFF);
@@ -29,7 +29,8 @@ void appendCharacter(std::u16string& text, char32_t character) {
     if (character < 0x10000) {
         text += static_cast<WCHAR>(character);
     } else {
-        // A surrogate pair; 0xD7C0 is 0xD800 with the 0x10000 taken off the character.
+        // A surrogate pair. 0xD7C0 is 0xD800 less 0x10000 >> 10, so that 0x10000 needn't be
+        // subtracted from the character first.
         text += static_cast<WCHAR>(0xD7C0 + (character >> 10));
         text += static_cast<WCHAR>(0xDC00 + (character & 0x3FF));
     }
@@ -57,8 +58,8 @@ void appendNameText(std::u16string& text, std::string_view name) {
             name.remove_prefix(1);
             continue;
         }
-        // What takeCharacter took off is written as one unit for each byte, if it isn't a character
-        // that may stand in a text.
+        // If takeCharacter removed something other than a character that may stand in a text, each
+        // byte of it is written as one unit.
         const std::string_view before = name;
         bool broken = false;
         const char32_t character = takeCharacter(name, broken);

@@ -29,7 +29,7 @@ inline unsigned processGeneration() noexcept {
     if (number != 0) return number;
     // A zero means a new process, which takes the next number. `last` is copied by the fork, so
     // that the child's count goes on from its parent's. Several threads may do this at once: the
-    // first one's number counts for all.
+    // number that is stored first counts for all.
     static Number last = 0;
     const unsigned next = ++last;
     return known->compare_exchange_strong(number, next) ? next : number;

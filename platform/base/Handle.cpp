@@ -67,7 +67,7 @@ HANDLE addHandle(std::shared_ptr<Handle> object) noexcept {
     try {
         HandleTable& handles = table();
         const std::lock_guard guard(handles.lock);
-        // `last` moves only after the entry is in the table, which may throw.
+        // Adding the entry may throw, so `last` moves only afterwards.
         const auto handle = reinterpret_cast<HANDLE>(handles.last + 4);
         handles.objects.emplace(handle, std::move(object));
         handles.last += 4;

@@ -11,9 +11,10 @@
 
 namespace zlk::platform {
 
-/// The operations of an object behind a handle, each for the public call that uses it. They return
-/// false with the last error. The default of each fails with ERROR_INVALID_HANDLE, for objects that
-/// have no such operation. Several threads may be in one object at once.
+/// The operations of an object behind a handle, one for each public call that takes several kinds
+/// of handles. Those that return bool give false with the last error on failure; their defaults,
+/// for objects that have no such operation, fail with ERROR_INVALID_HANDLE. Several threads may be
+/// in one object at once.
 class Handle {
   public:
     virtual ~Handle() = default;

@@ -23,7 +23,8 @@ namespace {
 
 constexpr char category[] = "MachineRoot";
 
-/// The path in absolute form, because the process may change its current folder later.
+/// The path in absolute form, because the process may change its current folder later; empty if
+/// that folder can't be found out now.
 std::string absolutePath(const std::string& path) {
     std::error_code error;
     std::filesystem::path absolute = std::filesystem::absolute(path, error).lexically_normal();
@@ -45,8 +46,8 @@ int makeFolders(const std::string& path, mode_t mode) {
 
 const MachineRoot& MachineRoot::instance() {
     static const MachineRoot root;
-    // Reported once in a process, and only after the constructor is through: a sink may need the
-    // root itself, and would come back here.
+    // Reported once in a process, and only after the constructor is through: if reporting led back
+    // here before, the initialization of `root` would wait for itself.
     static std::atomic_flag said;
     if (!said.test() && !said.test_and_set()) {
         if (!root.news_.empty()) diagnose("EarlierRoot", u"%s", root.news_);

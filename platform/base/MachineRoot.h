@@ -8,10 +8,11 @@
 //     <root>/tmp/            the user's temporary files
 //
 // The root is ZLK_MACHINE (ignored in set-user-id programs), else .local/share/zlkcamtr in the home
-// folder that the user database names, so that all processes of a user share one machine whatever
-// their environment. It is made on first use and belongs to its owner alone. A root with mode 2770
-// that root owns, such as /var/lib/zlkcamtr, belongs to a group. Whoever can write below the root
-// chooses code that others load, so a root that anybody else may write is refused.
+// folder that the user database names, so that all processes of a user share one machine unless
+// they name another one. It is made on first use, for its owner alone. A folder with mode 2770 that
+// the superuser owns, such as /var/lib/zlkcamtr, is the machine root of its group. A user who can
+// write below the machine root chooses code that others load, so it is refused if anybody else may
+// write it.
 
 #include <sys/stat.h>
 
@@ -27,8 +28,8 @@ class MachineRoot {
     /// Callable on any thread; the object doesn't change afterwards.
     static const MachineRoot& instance();
 
-    /// False if the folder can't be made or isn't trusted; everything below it then fails with
-    /// ERROR_ACCESS_DENIED.
+    /// False if there is no place for the folder, or it can't be made or isn't trusted; everything
+    /// below it then fails with ERROR_ACCESS_DENIED.
     bool usable() const noexcept { return usable_; }
     const std::string& path() const noexcept { return path_; }
     /// Whether the root belongs to a group of users.
@@ -41,13 +42,15 @@ class MachineRoot {
     /// several components. Empty, with the last error, on failure.
     std::string folder(const char* name) const;
 
-    /// Whether only root, the caller and, with a group's root, that group may write a file or
-    /// folder. A refusal is reported to the diagnostics, under the name `path`.
+    /// Whether a file or folder may be written only by the superuser, the caller and, if the
+    /// machine root belongs to a group, that group. A refusal is reported to the diagnostics, under
+    /// the name `path`.
     bool trusts(const struct stat& status, const std::string& path) const;
 
   private:
     MachineRoot();
-    /// Reports a folder's status, and makes it if it is missing. False with errno.
+    /// Gives the status of what is at `path`, after making a folder there if nothing is. False with
+    /// errno.
     bool lookUpOrMake(const std::string& path, struct stat& status) const;
     /// The reason why something isn't trusted; empty if it is.
     std::u16string objectionTo(const struct stat& status) const;

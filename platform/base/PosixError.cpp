@@ -41,7 +41,7 @@ DWORD errorFromErrno(int error) noexcept {
         case EHOSTUNREACH:
         case ENOMEDIUM:
             return ERROR_NOT_READY;
-        // Somebody else uses the file now: a lease, a mount, a program that runs from it.
+        // Somebody else uses the file now: it is leased or mounted, or a program runs from it.
         case EAGAIN:
         case EBUSY:
         case ETXTBSY:

@@ -10,8 +10,8 @@ namespace {
 using State = std::array<std::uint32_t, 8>;
 constexpr std::size_t blockSize = 64;
 
-// The first 32 fraction bits of the cube roots of the first 64 primes, and of the square roots of
-// the first eight.
+// The first 32 fraction bits of the cube roots of the first 64 primes (roundConstants), and of the
+// square roots of the first eight primes (startState).
 constexpr std::uint32_t roundConstants[64] = {
     0x428a2f98, 0x71374491, 0xb5c0fbcf, 0xe9b5dba5, 0x3956c25b, 0x59f111f1, 0x923f82a4, 0xab1c5ed5,
     0xd807aa98, 0x12835b01, 0x243185be, 0x550c7dc3, 0x72be5d74, 0x80deb1fe, 0x9bdc06a7, 0xc19bf174,

@@ -26,8 +26,8 @@ namespace fs = std::filesystem;
 // As many symbolic links on one path as the kernel itself follows.
 constexpr int mostLinks = 40;
 
-/// Whether a folder has a POSIX access control list. A folder that can't be asked counts as having
-/// one, since a list may give rights that the mode doesn't show.
+/// Whether a folder has a POSIX access control list. If that can't be found out, the folder counts
+/// as having one, since a list may give rights that the mode doesn't show.
 bool hasAccessList(const Descriptor& folder) {
     const std::string path = "/proc/self/fd/" + std::to_string(folder.get());
     return ::getxattr(path.c_str(), "system.posix_acl_access", nullptr, 0) >= 0 ||
@@ -52,7 +52,8 @@ class Walk {
     /// Adds the names of a path, or of a link's target, before those that are still ahead. An
     /// absolute path sends the walk back to `/`. False with errno.
     bool takeUp(const fs::path& path);
-    /// Whether nobody else can replace `entry` in the folder in which the walk stands.
+    /// Whether nobody else can replace `entry`, whose path is `place`, in the folder in which the
+    /// walk stands. A refusal is reported to the diagnostics.
     bool isKept(const struct stat& entry, const fs::path& place) const;
 
     Descriptor folder_;            // where the walk stands

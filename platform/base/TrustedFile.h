@@ -20,15 +20,17 @@ struct TrustedFile {
 
 /// Follows an absolute path, and the symbolic links on it, to a regular file. Only root and the
 /// caller may be able to write the file, its folder, and each folder above it or above a link.
-/// There are two exceptions for folders above: one that everybody may write is accepted if it is
-/// sticky (as /tmp) and the path's next entry in it belongs to root or the caller; and one that the
-/// caller's private group may write is accepted if it has no access control list, since home
-/// folders often are. For the file and its own folder the private group is no exception: who joins
-/// that group later is decided by others. With a group's machine root, that group is trusted
-/// everywhere, because it chooses the modules anyway.
+/// There are two exceptions for folders above: one that others may write is accepted if it is
+/// sticky (as /tmp) and both it and the path's next entry in it belong to root or the caller; and
+/// one that the caller's private group may write, as it may many home folders, is accepted if it
+/// has no access control list. For the file and its own folder the private group is no exception:
+/// who joins that group later is decided by others. With a group's machine root, that group is
+/// trusted everywhere, because it chooses the modules anyway.
 ///
 /// Empty with ERROR_ACCESS_DENIED and, in the diagnostics, the first file, link or folder at fault;
-/// or with the error of what can't be opened.
+/// with ERROR_FILE_NOT_FOUND if the path leads to something other than a regular file; with
+/// ERROR_PATH_NOT_FOUND for a relative path or too many links; or with the error of what can't be
+/// opened.
 TrustedFile openTrusted(const std::string& path);
 
 }  // namespace zlk::platform

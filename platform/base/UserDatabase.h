@@ -1,6 +1,6 @@
 #pragma once
-// What the user database says about the user of this process. Environment variables are ignored:
-// they could make two processes of one user disagree.
+// What the user database says about the effective user of this process. Environment variables are
+// ignored: they could make two processes of one user disagree.
 
 #include <sys/types.h>
 
