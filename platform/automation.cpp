@@ -6,7 +6,7 @@ using namespace zlk::platform;
 
 namespace {
 
-/// Whether a VARIANT can hold this type, which it can't another VARIANT but by reference.
+/// Whether a VARIANT can hold a value of this type. It can hold another VARIANT only by reference.
 bool isHeld(VARTYPE type) {
     const bool hasNoValue = type == VT_EMPTY || type == VT_NULL;
     const auto referred = static_cast<VARTYPE>(type & ~VT_BYREF);

@@ -99,7 +99,7 @@ struct EXCEPINFO {
     HRESULT scode;                                       ///< the result that the member returned
 };
 
-// What a member is called as: flags of Invoke, any of which may fit.
+// Flags of Invoke: what a member may be called as. It is enough if one of them fits.
 inline constexpr WORD DISPATCH_METHOD = 1;
 inline constexpr WORD DISPATCH_PROPERTYGET = 2;
 inline constexpr WORD DISPATCH_PROPERTYPUT = 4;
@@ -110,13 +110,14 @@ inline constexpr WORD DISPATCH_PROPERTYPUTREF = 8;  ///< no member here is put b
 struct IDispatch : IUnknown {
     /// The number of type descriptions, which is 1: every object here has one.
     virtual HRESULT GetTypeInfoCount(UINT* count) noexcept = 0;
-    /// Gives the description of the object's members; the caller releases it. DISP_E_BADINDEX
-    /// unless `index` is 0, or the results of LoadTypeLib.
+    /// Gives the description of the object's members; the caller releases it. E_POINTER,
+    /// DISP_E_BADINDEX (`index` isn't 0), and the failures of LoadTypeLib.
     virtual HRESULT GetTypeInfo(UINT index, DWORD localeId, ITypeInfo** info) noexcept = 0;
     /// Gives the dispatch id of the member names[0] and, for the other names, the places of its
     /// parameters of these names; case doesn't matter. DISP_E_UNKNOWNNAME where a name isn't known:
-    /// its id is then DISPID_UNKNOWN, and the others are filled in all the same. `reserved` is all
-    /// zeros (DISP_E_UNKNOWNINTERFACE otherwise).
+    /// its id is then DISPID_UNKNOWN, and the others are filled in all the same, as long as the
+    /// member is known. E_INVALIDARG for a null argument or a `count` of 0, and the failures of
+    /// LoadTypeLib. `reserved` is all zeros (DISP_E_UNKNOWNINTERFACE otherwise).
     virtual HRESULT GetIDsOfNames(const GUID& reserved, WCHAR** names, UINT count, DWORD localeId,
                                   DISPID* dispatchIds) noexcept = 0;
     /// Calls a member. `flags` is what to call it as (DISPATCH_...; a method and a property's
@@ -129,9 +130,11 @@ struct IDispatch : IUnknown {
     /// DISP_E_EXCEPTION where the member itself failed: exception->scode (`exception` null: not
     /// wanted) is its result. After any other failure the member wasn't called:
     /// DISP_E_MEMBERNOTFOUND, DISP_E_BADPARAMCOUNT, E_INVALIDARG, DISP_E_UNKNOWNLCID,
-    /// E_OUTOFMEMORY; or, with the index in rgvarg of the argument at fault in *argumentError,
-    /// DISP_E_TYPEMISMATCH, DISP_E_OVERFLOW, DISP_E_PARAMNOTFOUND (no parameter of that name),
-    /// DISP_E_PARAMNOTOPTIONAL (left out), E_POINTER (a null reference).
+    /// DISP_E_UNKNOWNINTERFACE (`reserved` isn't all zeros), E_OUTOFMEMORY, the failures of
+    /// LoadTypeLib; or, with the index in rgvarg of the argument at fault in *argumentError,
+    /// DISP_E_TYPEMISMATCH, DISP_E_OVERFLOW, DISP_E_BADVARTYPE, DISP_E_PARAMNOTFOUND (no parameter
+    /// of that name, or one that has its argument already), DISP_E_PARAMNOTOPTIONAL (left out),
+    /// E_POINTER (a null reference).
     virtual HRESULT Invoke(DISPID dispatchId, const GUID& reserved, DWORD localeId, WORD flags,
                            DISPPARAMS* parameters, VARIANT* result, EXCEPINFO* exception,
                            UINT* argumentError) noexcept = 0;
@@ -154,11 +157,11 @@ HRESULT VariantClear(VARIANT* value) noexcept;
 /// value stays a pointer to the same place. E_OUTOFMEMORY, DISP_E_BADVARTYPE.
 HRESULT VariantCopy(VARIANT* target, const VARIANT* source) noexcept;
 /// Clears `target`, which may be `source`, and stores the value there as another type. It converts
-/// between numbers, texts (with a decimal point in every locale; VT_BOOL is -1 or 0) and VT_BOOL,
-/// and between the two kinds of objects. VT_BYREF values are followed. Fractions are rounded to the
-/// nearest whole number, halves to the even one. `flags` is 0. On failure `target` is unchanged:
-/// DISP_E_TYPEMISMATCH, DISP_E_OVERFLOW, DISP_E_BADVARTYPE (no value can have that type),
-/// E_POINTER, E_OUTOFMEMORY.
+/// between numbers, texts (with a decimal point in every locale; VT_BOOL is -1 or 0, and may be
+/// read from True or False) and VT_BOOL, and between the two kinds of objects. VT_BYREF values are
+/// followed. Fractions are rounded to the nearest whole number, halves to the even one. `flags` is
+/// 0. On failure `target` is unchanged: DISP_E_TYPEMISMATCH, DISP_E_OVERFLOW, DISP_E_BADVARTYPE (an
+/// unknown type, or one to which nothing is converted), E_POINTER, E_INVALIDARG, E_OUTOFMEMORY.
 HRESULT VariantChangeType(VARIANT* target, const VARIANT* source, WORD flags,
                           VARTYPE type) noexcept;
 
@@ -167,8 +170,8 @@ HRESULT VariantChangeType(VARIANT* target, const VARIANT* source, WORD flags,
 
 namespace zlk {
 
-/// Empties what Invoke hands out, either of which may be null: its callers clear both also after a
-/// failure, and needn't have initialised them.
+/// Empties the two answers of Invoke; either may be null. Callers of Invoke clear both after a
+/// failure, too, and needn't have initialised them.
 inline void emptyAnswer(VARIANT* result, EXCEPINFO* exception) noexcept {
     if (result) VariantInit(result);
     if (exception) *exception = {};

@@ -19,7 +19,7 @@ namespace zlk {
 #pragma GCC visibility push(default)
 
 /// The bodies of the IDispatch methods for all objects with one interface, served from the type
-/// library of the module that this object lies in. The library is read by the first call that needs
+/// library of the module that the table lies in. The library is read by the first call that needs
 /// it, on whichever thread, and kept until the module is unloaded. Results and arguments are those
 /// of IDispatch.
 class DispatchTable {
@@ -38,7 +38,7 @@ class DispatchTable {
                    UINT* argumentError) noexcept;
 
   private:
-    /// Gives the description, borrowed from this table, and loads it at first.
+    /// Gives the description, borrowed from this table, which the first call loads.
     HRESULT find(DWORD localeId, ITypeInfo*& info) noexcept;
 
     const GUID& iid_;

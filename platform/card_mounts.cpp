@@ -37,7 +37,7 @@ bool mountUnderLock(CardMount& mount, const LetterLock& lock) {
     WCHAR letter = mount.letter ? mount.letter : firstLetter;
     while (taken.find(letter) != taken.npos) ++letter;
     if (letter > lastLetter) return refuse(ERROR_INVALID_DRIVE);
-    // The caller's structure changes only on success.
+    // Except for the case of its letter, the caller's structure changes only on success.
     CardMount given = mount;
     given.letter = letter;
     if (const LSTATUS error = writeCardMount(given)) return refuse(error);

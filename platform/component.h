@@ -1,7 +1,7 @@
 #pragma once
 // The component model: objects that are reached through interfaces, and made by class id or ProgID.
-// The functions may be called on any thread; an object is used on the thread that made it. They
-// have C linkage, since other languages call them by name.
+// The functions may be called on any thread, and have C linkage, since other languages call them by
+// name. An object is used on the thread that made it, unless its header says otherwise.
 //
 // Ownership is as in every component model of this shape: an interface or text that a call hands
 // out belongs to the caller, one that is handed in is borrowed. `BSTR` is a counted UTF-16 text
@@ -42,7 +42,8 @@ struct IClassFactory : IUnknown {
     /// becomes a part of it: `iid` must then be IUnknown's (CLASS_E_NOAGGREGATION otherwise), and
     /// the outer object owns the part by that IUnknown.
     virtual HRESULT CreateInstance(IUnknown* outer, const GUID& iid, void** object) noexcept = 0;
-    /// Keeps the class's module loaded until the lock is taken back, which takes a call for each.
+    /// With `lock`, keeps the class's module loaded until a call without `lock` takes that back;
+    /// each call takes back one.
     virtual HRESULT LockServer(BOOL lock) noexcept = 0;
 
   protected:
@@ -74,17 +75,18 @@ HRESULT CLSIDFromString(const WCHAR* text, GUID* clsid) noexcept;
 int StringFromGUID2(const GUID& id, WCHAR* buffer, int room) noexcept;
 
 /// Finds the class that a ProgID stands for (HKEY_CLASSES_ROOT\<ProgID>\CLSID, or that of the
-/// ProgID in its CurVer). CO_E_CLASSSTRING if there is none, or the HRESULT of a registry that
-/// can't be read.
+/// ProgID in its CurVer). CO_E_CLASSSTRING if there is none, E_INVALIDARG for a null `clsid`,
+/// E_OUTOFMEMORY, or the HRESULT of a registry that can't be read.
 HRESULT CLSIDFromProgID(const WCHAR* progId, GUID* clsid) noexcept;
 
 /// Makes an object of a registered class in this process; the caller owns the reference in *object,
 /// which is null on failure. The class's module is loaded once and its factory kept, so that a
 /// class that is registered anew is still served by the old module, until CoFreeUnusedLibraries has
-/// unloaded that. Results: REGDB_E_CLASSNOTREG (no such class, or one without a module),
-/// CO_E_DLLNOTFOUND (the module doesn't load or isn't trusted), CO_E_ERRORINDLL (it has no
-/// DllGetClassObject), E_OUTOFMEMORY, the HRESULT of ERROR_TOO_MANY_OPEN_FILES or of a registry
-/// that can't be read, and whatever the class itself returns.
+/// unloaded that. Results: REGDB_E_CLASSNOTREG (no such class, one without a module, or a `context`
+/// without CLSCTX_INPROC_SERVER), CO_E_DLLNOTFOUND (the module doesn't load or isn't trusted),
+/// CO_E_ERRORINDLL (it has no DllGetClassObject, or gives no factory), E_POINTER (`object` is
+/// null), E_OUTOFMEMORY, the HRESULT of ERROR_TOO_MANY_OPEN_FILES or of a registry that can't be
+/// read, and whatever the class itself returns.
 HRESULT CoCreateInstance(const GUID& clsid, IUnknown* outer, DWORD context, const GUID& iid,
                          void** object) noexcept;
 

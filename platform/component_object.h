@@ -191,8 +191,8 @@ struct ComponentClass {
     WORD registryScript;  ///< number of the REGISTRY resource that registers it
 };
 
-/// The factory of one class. It is static data of the module, so its references aren't counted;
-/// only LockServer keeps the module loaded.
+/// The factory of one class. It is static data of the module, so its references aren't counted and
+/// don't keep the module loaded; LockServer does.
 class ClassFactory final : public IClassFactory {
   public:
     constexpr explicit ClassFactory(const ComponentClass& component) noexcept

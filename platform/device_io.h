@@ -40,8 +40,8 @@ static_assert(sizeof(STORAGE_DEVICE_DESCRIPTOR) == 36);
 /// IOCTL_STORAGE_QUERY_PROPERTY with the vendor and product of its storage device; the codes of a
 /// camera's pipes are documented by its driver. Sizes are in bytes; *returned (required) receives
 /// the bytes written to `output`; `overlapped` is ignored. Last errors: ERROR_NOT_SUPPORTED (a code
-/// that the device doesn't know), ERROR_INVALID_PARAMETER (an input of the wrong size),
-/// ERROR_INSUFFICIENT_BUFFER, ERROR_INVALID_HANDLE, ERROR_NOT_READY.
+/// or query that the device doesn't know), ERROR_INVALID_PARAMETER (an input of the wrong size, or
+/// a null `returned`), ERROR_INSUFFICIENT_BUFFER, ERROR_INVALID_HANDLE, ERROR_NOT_READY.
 BOOL DeviceIoControl(HANDLE device, DWORD code, const void* input, DWORD inputSize, void* output,
                      DWORD outputSize, DWORD* returned, void* overlapped) noexcept;
 

@@ -15,7 +15,7 @@ struct ErrorText {
 };
 
 // HRESULTs that stand for a last error have no entries of their own: textOf looks up the last
-// error.
+// error. The number 14 is here for E_OUTOFMEMORY alone.
 constexpr ErrorText errorTexts[] = {
     {ERROR_SUCCESS, u"The operation succeeded."},
     {S_FALSE, u"The operation succeeded, with nothing to do."},

@@ -10,9 +10,9 @@
 
 namespace zlk::platform {
 
-/// What the handles of a sink share with its name.
+/// What the handles of a sink share with each other and with the table of sinks.
 struct SinkHandle::Entry {
-    // Held while the sink runs.
+    // Guards the sink and the handles' counts; held while the sink runs.
     std::mutex inUse;
     FileSink* sink = nullptr;  // borrowed; null once its SinkFile is gone
 };

@@ -37,8 +37,8 @@ bool refuseFromErrno() {
     return false;
 }
 
-/// Opens what a path leads to, links followed, only to ask about it. Anything but a file or folder
-/// is refused. Empty with the last error.
+/// Opens what a path leads to, links followed, only to ask for its status. Anything but a file or
+/// folder is refused. Empty with the last error.
 Descriptor openToAsk(PathTarget& target, struct statx& status) {
     Descriptor opened = target.open(O_PATH);
     if (!opened) return {};

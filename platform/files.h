@@ -5,10 +5,11 @@
 //
 // A path is one of: `X:\...`, below that drive's mount point (a drive letter, see volumes.h);
 // `Z:\...`, below this machine's own root; `\\server\share\...`, below the mount of that share;
-// `\\.\X:`, the volume itself; `/...` or `\...`, a path of this machine as it stands; anything
-// else, from the process's current folder. Components are separated by `\` and `/`. Below a drive
-// or a share a name is looked up with its exact spelling first and then without case, and `..`
-// stops at the drive's root; a path of this machine or from the current folder is taken literally.
+// `\\.\X:`, the volume itself; `\\.\...` or `\\?\...`, for CreateFileW alone, a camera or a file
+// sink; `/...` or `\...`, a path of this machine as it stands; anything else, from the process's
+// current folder. Components are separated by `\` and `/`. Below a drive or a share a name is
+// looked up with its exact spelling first and then without case, and `..` stops at the drive's
+// root; a path of this machine or from the current folder is taken literally.
 //
 // Below a drive or a share, but not below `Z:`, a link is followed only if its target is relative
 // and lies below the same root; any other link is ERROR_ACCESS_DENIED, and so is a device.
@@ -23,7 +24,8 @@
 // ERROR_SHARING_VIOLATION, ERROR_INVALID_NAME, ERROR_FILENAME_EXCED_RANGE, ERROR_WRITE_PROTECT (a
 // read-only file system), ERROR_DISK_FULL, ERROR_NOT_READY (a drive without media or whose folder
 // has vanished), ERROR_IO_DEVICE, ERROR_TOO_MANY_OPEN_FILES, ERROR_NOT_ENOUGH_MEMORY,
-// ERROR_FILE_EXISTS, ERROR_DIR_NOT_EMPTY, ERROR_FILE_TOO_LARGE, ERROR_INVALID_HANDLE.
+// ERROR_FILE_EXISTS, ERROR_DIR_NOT_EMPTY, ERROR_FILE_TOO_LARGE, ERROR_INVALID_HANDLE,
+// ERROR_INVALID_PARAMETER, ERROR_NOT_SUPPORTED, ERROR_GEN_FAILURE.
 
 #include <memory>
 #include <string>
@@ -90,21 +92,22 @@ struct PathParts {
 /// Splits a path text without looking at the disk. The parts are views into `path`.
 PathParts splitPath(std::u16string_view path) noexcept;
 
-/// Opens or makes a file, opens a volume (`\\.\X:`) for device_io.h and flushing, or opens a folder
-/// with FILE_FLAG_BACKUP_SEMANTICS for flushing. The caller owns the handle; INVALID_HANDLE_VALUE
-/// on failure.
+/// Opens or makes a file, opens a volume (`\\.\X:`) for device_io.h and flushing, a camera by its
+/// device name, a file sink (file_sinks.h), or a folder with FILE_FLAG_BACKUP_SEMANTICS for
+/// flushing. All but files ignore `share` and `disposition`. The caller owns the handle;
+/// INVALID_HANDLE_VALUE on failure.
 ///
-/// `access` is made of GENERIC_READ and GENERIC_WRITE, or is FILE_APPEND_DATA, or 0 (ask only,
-/// which takes part in no sharing). `share` is what others may do meanwhile: if this opener wants
-/// to read or write what another one, in any process of ours, doesn't share, or doesn't want to
-/// share what the other one does, the result is ERROR_SHARING_VIOLATION and the file stays as it
-/// is.
+/// `access` is made of GENERIC_READ and GENERIC_WRITE, or is FILE_APPEND_DATA, or 0 (a handle that
+/// only asks for the file's size or status, and takes part in no sharing). `share` is what others
+/// may do meanwhile: if this opener wants to read or write what another one, in any process of
+/// ours, doesn't share, or doesn't want to share what the other one does, the result is
+/// ERROR_SHARING_VIOLATION and the file stays as it is.
 ///
 /// `disposition` is CREATE_NEW, CREATE_ALWAYS (empties an existing file and keeps its mode; the
 /// last error is then ERROR_ALREADY_EXISTS on success) or OPEN_EXISTING. A new file gets its mode
 /// from the process's umask. An existing read-only file isn't opened for writing:
 /// ERROR_ACCESS_DENIED. `security` and `templateFile` are ignored, and so are attributes and flags
-/// other than the one named. On a full disk opening succeeds and the first write fails.
+/// other than the one named. A full disk is mostly noticed only by the first write.
 HANDLE CreateFileW(const WCHAR* path, DWORD access, DWORD share,
                    const SECURITY_ATTRIBUTES* security, DWORD disposition, DWORD flagsAndAttributes,
                    HANDLE templateFile) noexcept;
@@ -113,9 +116,9 @@ HANDLE CreateFileW(const WCHAR* path, DWORD access, DWORD share,
 HANDLE CreateFileA(const char* path, DWORD access, DWORD share, const SECURITY_ATTRIBUTES* security,
                    DWORD disposition, DWORD flagsAndAttributes, HANDLE templateFile) noexcept;
 
-/// Reads up to `size` bytes at the file's position. It reads fewer only at the end of the file,
-/// where 0 bytes are a success. `overlapped` is null. *read receives the bytes that arrived, on
-/// failure too.
+/// Reads up to `size` bytes at the file's position. Of a file it reads fewer only at the end, where
+/// 0 bytes are a success; what a camera gives is documented by its driver. `overlapped` is null.
+/// *read receives the bytes that arrived, on failure too.
 BOOL ReadFile(HANDLE file, void* buffer, DWORD size, DWORD* read, void* overlapped) noexcept;
 
 /// Writes all `size` bytes or fails. *written receives the bytes that are in the file, on failure
@@ -139,8 +142,8 @@ BOOL FlushFileBuffers(HANDLE file) noexcept;
 /// that was protected in the camera. Of a link, the link itself is deleted.
 BOOL DeleteFileW(const WCHAR* path) noexcept;
 
-/// Renames a file or folder within one file system. An existing target is left alone:
-/// ERROR_ALREADY_EXISTS.
+/// Renames a file or folder within one file system; a target on another one is ERROR_NOT_SUPPORTED.
+/// An existing target is left alone: ERROR_ALREADY_EXISTS.
 BOOL MoveFileW(const WCHAR* from, const WCHAR* to) noexcept;
 
 /// The attributes of a file or folder; INVALID_FILE_ATTRIBUTES on failure. Hidden is the FAT
@@ -170,19 +173,20 @@ DWORD GetCurrentDirectoryW(DWORD room, WCHAR* buffer) noexcept;
 /// Changes the current folder of the whole process.
 BOOL SetCurrentDirectoryW(const WCHAR* path) noexcept;
 
-/// The user's own folder `tmp` below the machine root, which is made if it is missing. It has its
-/// drive form (`Z:\...\tmp\`) with a trailing backslash, so that a name can be appended. Result as
-/// for GetCurrentDirectoryW.
+/// The path of the folder `tmp` below the machine root, which is made if it is missing. It is given
+/// below its drive (`Z:\...\tmp\`) and with a trailing backslash, so that a name can be appended.
+/// Result as for GetCurrentDirectoryW.
 DWORD GetTempPathW(DWORD room, WCHAR* buffer) noexcept;
 
 /// Starts a walk of a folder and gives its first entry; `pattern` is the folder and `*` or `*.*`,
-/// both of which mean every entry. INVALID_HANDLE_VALUE on failure; the caller ends the walk with
-/// FindClose.
+/// both of which mean every entry (any other pattern is ERROR_INVALID_NAME). INVALID_HANDLE_VALUE
+/// on failure; the caller ends the walk with FindClose.
 ///
 /// Entries come in the order of their names, case ignored, `.` and `..` first. Only files and
 /// folders are listed: pipes, sockets, devices, and links that lead to a folder, nowhere or off the
-/// card are left out, so that a walk of all folders ends and opening an entry never blocks. A walk
-/// holds the names of its folder in memory, at most 4,000,000.
+/// card are left out, so that a walk of all folders ends and opening an entry never blocks. Names
+/// of more than 255 units are left out, too. A walk holds the names of its folder in memory, at
+/// most 4,000,000; of a larger folder it ends with ERROR_NOT_ENOUGH_MEMORY.
 HANDLE FindFirstFileW(const WCHAR* pattern, WIN32_FIND_DATAW* entry) noexcept;
 
 /// Gives the next entry; 0 with ERROR_NO_MORE_FILES at the end. An entry that has vanished since

@@ -4,8 +4,8 @@
 // A resource is an ELF note of the module, made by the build (cmake/Resources.cmake); it is found
 // without an exported symbol. Code in a module runs with all the rights of this process, so a
 // module is refused if anybody but root and the caller may write it or put another file in its
-// place. All folders on the path to it count; a sticky folder such as /tmp may be among those above
-// it.
+// place. All folders on the path to it count, with the exceptions of base/TrustedFile.h: a sticky
+// folder such as /tmp, for example, may be among those above it.
 
 #include "platform/error.h"
 #include "platform/types.h"

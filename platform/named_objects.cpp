@@ -23,12 +23,12 @@ struct NamedHandle : Handle {
 using MutexHandle = NamedHandle<NamedMutex>;
 using SectionHandle = NamedHandle<NamedSection>;
 
-/// Opens a handle of `fresh`, or of the object that has its name already.
+/// Opens a handle of `fresh` under a name, or of the object that has that name already.
 template <class Kind>
 HANDLE openHandle(const std::shared_ptr<Kind>& fresh, const WCHAR* name, OpenMode mode) {
     auto object = openNamedObject(fresh, name, mode);
     if (!object) return nullptr;
-    // Whether the object was made is in the last error, which addHandle mustn't change on success.
+    // The last error tells whether the object was made, and addHandle may change it.
     const DWORD outcome = GetLastError();
     const HANDLE handle = addHandle(
         std::make_shared<NamedHandle<Kind>>(std::static_pointer_cast<Kind>(std::move(object))));

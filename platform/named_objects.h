@@ -8,7 +8,7 @@
 // no prefix (the processes of one session; a session here is a user of the machine). A null or
 // empty name makes an object without one.
 //
-// A name of more than 260 units, or with a backslash after its prefix, is refused with
+// A name of more than 260 units, or with a backslash or nothing after its prefix, is refused with
 // ERROR_INVALID_NAME. Other last errors: ERROR_ACCESS_DENIED (the machine root can't be used),
 // ERROR_INVALID_HANDLE (the name belongs to an object of another kind), ERROR_NOT_ENOUGH_MEMORY,
 // ERROR_TOO_MANY_OPEN_FILES, ERROR_DISK_FULL, ERROR_BUSY (for five seconds a stopped process has
@@ -43,8 +43,9 @@ inline constexpr DWORD WAIT_FAILED = 0xFFFFFFFF;
 HANDLE CreateFileMappingW(HANDLE file, const SECURITY_ATTRIBUTES* security, DWORD protection,
                           DWORD sizeHigh, DWORD sizeLow, const WCHAR* name) noexcept;
 
-/// Opens an existing section; null with ERROR_FILE_NOT_FOUND if there is none. It never makes one,
-/// and doesn't get in the way of a process that is just making it.
+/// Opens an existing section; null with ERROR_FILE_NOT_FOUND if there is none. It makes none,
+/// except for the table of attached cameras, which the driver makes or brings up to date first. It
+/// doesn't get in the way of a process that is just making the section.
 HANDLE OpenFileMappingW(DWORD access, BOOL inherit, const WCHAR* name) noexcept;
 
 /// The same two calls for names in UTF-8.

@@ -54,11 +54,11 @@ inline constexpr DWORD REG_OPENED_EXISTING_KEY = 2;
 LSTATUS RegOpenKeyExW(HKEY key, const WCHAR* subKey, DWORD options, DWORD access,
                       HKEY* result) noexcept;
 
-/// Opens the key, and makes it and all missing keys above it in one step. A component may have 255
-/// units and a key lie 512 levels deep, or the result is ERROR_INVALID_PARAMETER. `key` may have
-/// been opened for reading only: the right to make keys depends on the store and not on the handle.
-/// *disposition (may be null) receives REG_CREATED_NEW_KEY or REG_OPENED_EXISTING_KEY. `reserved`
-/// and `options` are 0, `className` and `security` null.
+/// Opens the key, and makes it and all missing keys above it in one step. ERROR_INVALID_PARAMETER
+/// for a component that is empty or has more than 255 units, and for a key more than 512 levels
+/// deep. `key` may have been opened for reading only: the right to make keys depends on the store
+/// and not on the handle. *disposition (may be null) receives REG_CREATED_NEW_KEY or
+/// REG_OPENED_EXISTING_KEY. `reserved` and `options` are 0, `className` and `security` null.
 LSTATUS RegCreateKeyExW(HKEY key, const WCHAR* subKey, DWORD reserved, WCHAR* className,
                         DWORD options, DWORD access, const SECURITY_ATTRIBUTES* security,
                         HKEY* result, DWORD* disposition) noexcept;
@@ -80,10 +80,13 @@ LSTATUS RegSetValueExW(HKEY key, const WCHAR* name, DWORD reserved, DWORD type, 
 LSTATUS setValueAnew(HKEY key, const WCHAR* name, DWORD reserved, DWORD type, const BYTE* data,
                      DWORD size) noexcept;
 
-/// ERROR_ACCESS_DENIED for a value that only the installed modules have.
+/// Deletes a value; ERROR_ACCESS_DENIED for one that only the installed modules or the attached
+/// cameras have.
 LSTATUS RegDeleteValueW(HKEY key, const WCHAR* name) noexcept;
 
-/// Deletes the key `subKey`, which may not be empty, with all that lies below it, in one step.
+/// Deletes the key `subKey` (ERROR_INVALID_PARAMETER if that is empty) with all that lies below it,
+/// in one step. ERROR_ACCESS_DENIED for a key that only the installed modules or the attached
+/// cameras have.
 LSTATUS RegDeleteTreeW(HKEY key, const WCHAR* subKey) noexcept;
 
 /// Gives the name of the subkey, or of the value, at `index`, counted from 0; ERROR_NO_MORE_ITEMS
@@ -97,7 +100,7 @@ LSTATUS RegEnumValueW(HKEY key, DWORD index, WCHAR* name, DWORD* length, DWORD* 
 
 /// Counts the subkeys and values of a key, and finds the longest of each. Any out argument may be
 /// null; `maxSubKeyLength` and `maxValueNameLength` are in units without terminator, `maxValueSize`
-/// in bytes. The arguments for class, security and time must be null.
+/// in bytes. The arguments for class, security and time, and `reserved`, must be null.
 LSTATUS RegQueryInfoKeyW(HKEY key, WCHAR* className, DWORD* classLength, DWORD* reserved,
                          DWORD* subKeys, DWORD* maxSubKeyLength, DWORD* maxClassLength,
                          DWORD* values, DWORD* maxValueNameLength, DWORD* maxValueSize,

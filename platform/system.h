@@ -49,8 +49,8 @@ inline bool isNtFamily(unsigned leastMajorVersion = 0) noexcept {
            info.dwMajorVersion >= leastMajorVersion;
 }
 
-/// Whether this is Vista or later. There cameras are reached by device paths, and the rights on
-/// named objects differ.
+/// Whether this is Vista or later. There cameras are reached by device paths, and processes that
+/// use one take turns by other named objects.
 inline bool isVistaOrLater() noexcept {
     return isNtFamily(6);
 }

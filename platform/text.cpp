@@ -32,8 +32,8 @@ std::size_t asciiRun(Text text) {
     return run;
 }
 
-/// The converters are run twice: with `out` null they only count the units that they need, and
-/// otherwise they write them there. This one takes the ASCII units off the front of `text`.
+/// Takes the ASCII units off the front of `text`, and adds their number to `needed`. Like the
+/// converters below, it only counts if `out` is null, and otherwise writes there.
 template <class From, class To>
 To* copyAscii(From& text, std::size_t& needed, To* out) {
     const std::size_t run = asciiRun(text);

@@ -38,9 +38,9 @@ int WideCharToMultiByte(UINT codePage, DWORD flags, const WCHAR* source, int sou
 std::u16string wideText(std::string_view utf8);
 std::string utf8Text(std::u16string_view wide);
 
-/// Upper-case form of one UTF-16 unit, by Unicode's simple mapping (surrogates map to themselves).
-/// The result is the same in every process: names of files, registry keys and identifiers are
-/// compared by it.
+/// Upper-case form of one UTF-16 unit, by Unicode's simple mapping, except that no unit beyond
+/// ASCII maps into ASCII. Surrogates map to themselves. The result is the same in every process:
+/// names of files, registry keys and identifiers are compared by it.
 WCHAR upperCase(WCHAR unit) noexcept;
 /// The same for each unit of a text, whose length stays.
 std::u16string upperCase(std::u16string_view text);
@@ -85,12 +85,12 @@ class FormatArgument {
     std::string_view narrow_;
 };
 
-/// Formats as the wide printf family does: %d %i %u %x %X %c %s %p %%, with flags, width, precision
-/// and the length words h, l, ll, I64 and I32. `%s` takes text of either width. For numbers, the
-/// argument's type gives the number of bits and the conversion whether they are signed. An argument
-/// of the wrong kind, or a missing one, prints as "?". Writes at most `room - 1` units and a
-/// terminator, allocates nothing, and returns the number of units of the whole text, which is
-/// `room` or more where the text was cut.
+/// Formats as the wide printf family does: %d %i %u %x %X %c %C %s %S %p %%, with flags, width,
+/// precision and the length words h, l, ll, I64 and I32. `%s` and `%S` take text of either width.
+/// For numbers, the argument's type gives the number of bits and the conversion whether they are
+/// signed. An argument of the wrong kind, or a missing one, prints as "?". Writes at most `room -
+/// 1` units and a terminator, allocates nothing, and returns the number of units of the whole text,
+/// which is `room` or more where the text was cut.
 std::size_t formatWide(WCHAR* buffer, std::size_t room, std::u16string_view format,
                        std::span<const FormatArgument> arguments) noexcept;
 

@@ -178,8 +178,8 @@ class FormatWriter {
         const bool isSigned = conversion.letter == u'd' || conversion.letter == u'i';
         const auto value =
             isSigned ? signedValue(*argument) : static_cast<std::int64_t>(unsignedValue(*argument));
-        // The digits of an integer are the same in each locale of the process, so the C library
-        // can print it. Both of the numbers in front are bounded, and so is what it writes.
+        // The digits of an integer are the same in each locale of the process, so the C library can
+        // print it. Width and precision are bounded, and so is what it writes.
         char pattern[sizeof flagLetters + sizeof "%*.*jd"] = "%";
         char* end = pattern + 1;
         for (std::size_t i = 0; flagLetters[i]; ++i)
@@ -203,7 +203,7 @@ class FormatWriter {
             const std::u16string_view text = argument->wide_.substr(0, limit);
             return putField(conversion, text.size(), [&] { put(text); });
         }
-        // The field's padding comes before the text, so its units are counted first.
+        // The field's padding may come before the text, so the text's units are counted first.
         std::size_t units = 0;
         eachUnit(argument->narrow_, limit, [&](WCHAR) { ++units; });
         putField(conversion, units,

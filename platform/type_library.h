@@ -76,7 +76,8 @@ struct FUNCDESC {
     WORD wFuncFlags;
 };
 
-/// Describes a type as a whole. Fields that nothing here has are 0 or null.
+/// Describes a type as a whole. Fields for what no type here has are 0 or null, and the two member
+/// ids MEMBERID_NIL.
 struct TYPEATTR {
     GUID guid;
     DWORD lcid;
@@ -191,9 +192,9 @@ struct ITypeLib : IUnknown {
     /// Whether a type or member has this name, case ignored; `name` then gets the spelling that the
     /// library has. `hash` is ignored.
     virtual HRESULT IsName(WCHAR* name, ULONG hash, BOOL* found) noexcept = 0;
-    /// Gives the types that have this name or a member of it, with the member's id (MEMBERID_NIL
-    /// for the type itself). *count is the number wanted and receives the number given. `hash` is
-    /// ignored.
+    /// Gives the types that have this name, or a member with this name, and that member's id
+    /// (MEMBERID_NIL for the type itself). *count is the number wanted and receives the number
+    /// given. `hash` is ignored.
     virtual HRESULT FindName(WCHAR* name, ULONG hash, ITypeInfo** infos, MEMBERID* ids,
                              WORD* count) noexcept = 0;
     virtual void ReleaseTLibAttr(TLIBATTR* attributes) noexcept = 0;
@@ -216,8 +217,8 @@ extern "C" {
 HRESULT LoadTypeLib(const WCHAR* path, ITypeLib** library) noexcept;
 
 /// Reads the library of that id and version that is registered for the locale or, if there is none,
-/// for any other locale: they differ only in help texts. TYPE_E_LIBNOTREGISTERED, or the results of
-/// LoadTypeLib.
+/// for any other locale: they differ only in help texts. TYPE_E_LIBNOTREGISTERED, the HRESULT of a
+/// registry that can't be read, or the results of LoadTypeLib.
 HRESULT LoadRegTypeLib(const GUID& id, WORD majorVersion, WORD minorVersion, DWORD localeId,
                        ITypeLib** library) noexcept;
 
@@ -226,8 +227,9 @@ HRESULT LoadRegTypeLib(const GUID& id, WORD majorVersion, WORD minorVersion, DWO
 /// TYPE_E_REGISTRYACCESS, E_INVALIDARG, E_OUTOFMEMORY.
 HRESULT RegisterTypeLib(ITypeLib* library, const WCHAR* path, const WCHAR* helpFolder) noexcept;
 
-/// Takes away what RegisterTypeLib wrote for one locale. It succeeds where there is nothing, or
-/// only what is installed for everybody. TYPE_E_REGISTRYACCESS, E_OUTOFMEMORY.
+/// Takes away what RegisterTypeLib wrote: the path for one locale and kind of system, and what all
+/// locales of this version share (help text and folder, flags, interfaces). It succeeds where there
+/// is nothing, or only what is installed for everybody. TYPE_E_REGISTRYACCESS, E_OUTOFMEMORY.
 HRESULT UnRegisterTypeLib(const GUID& id, WORD majorVersion, WORD minorVersion, DWORD localeId,
                           SYSKIND kind) noexcept;
 

@@ -48,8 +48,8 @@ struct SYSTEMTIME {
     WORD wYear, wMonth, wDayOfWeek, wDay, wHour, wMinute, wSecond, wMilliseconds;
 };
 
-/// Never defined: callers pass null. The only access rights here are "everybody on this machine
-/// root" and "nobody else", and the permissions of the root decide between them.
+/// Never defined: callers pass null. An object has no access rights of its own here: who may use it
+/// is decided by the permissions of the machine root and of the files below it.
 struct SECURITY_ATTRIBUTES;
 
 /// A 128-bit identifier of a class, an interface or a type library, with its numbers in the byte
