@@ -22,11 +22,12 @@ constexpr HREFTYPE otherSide = 0x10000;  // the other side of that dual interfac
 constexpr HREFTYPE baseType = 0x20000;   // the place is one among the base types
 
 /// The base interfaces, and the slots of the virtual table where the members of interfaces based on
-/// them begin. Their own members aren't described, since nobody calls those by name.
+/// them begin. The base interfaces' own members aren't described, since nobody calls those by name.
 enum Base : HREFTYPE { Unknown, Dispatch };
 constexpr std::size_t slotsOf[] = {3, 7};
 
-// Of a property's two functions, the first one.
+// For find(): any kind of member; of a property's two functions it then gives the one that stands
+// first.
 constexpr WORD anyKind = 0xFFFF;
 
 // The id under which automation clients know the library of the base interfaces.
@@ -246,7 +247,8 @@ HRESULT TypeInfoObject::GetIDsOfNames(WCHAR** names, UINT count, MEMBERID* ids) 
     for (const TypeMember& member : type_.members) {
         if (!isMember(member)) continue;
         ids[0] = member.id;
-        // The reader and the writer of a property share a name and have different parameters.
+        // The loop goes on after a match: the reader and the writer of a property share a name, and
+        // their parameters differ.
         for (UINT i = 1; i < count; ++i)
             if (ids[i] == DISPID_UNKNOWN && names[i]) ids[i] = placeOf(names[i], member);
     }

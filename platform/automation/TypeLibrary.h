@@ -1,7 +1,7 @@
 #pragma once
 // A type library in memory: its types, with their members and the members' parameters; and the
-// reader of its file. The reader trusts nothing: whoever put the file beside a module may have cut
-// it off or overwritten it.
+// reader of its file. The reader trusts nothing, because the file beside a module may have been cut
+// off or overwritten.
 
 #include <cstddef>
 #include <optional>

@@ -15,11 +15,11 @@ struct FoundTypeLibrary {
     std::u16string path;
 };
 
-/// The body of LoadTypeLib. Results as of that.
+/// The body of LoadTypeLib, with the same results.
 HRESULT loadTypeLibrary(const std::u16string& path, FoundTypeLibrary& found);
 
 /// Reads the library of a loaded module: its TYPELIB resource or, if there is none, the file beside
-/// the module with the extension `.tlb`.
+/// the module with the extension `.tlb`. Results as of LoadTypeLib.
 HRESULT loadOwnTypeLibrary(HMODULE module, FoundTypeLibrary& found);
 
 }  // namespace zlk::platform

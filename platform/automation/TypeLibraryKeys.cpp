@@ -119,7 +119,7 @@ HRESULT addInterface(ITypeLib& library, UINT index, LibraryKeys& keys) {
         FAILED(got))
         return got;
     if (const HRESULT got = info->GetTypeAttr(&attributes); FAILED(got)) return got;
-    // Copied, since the attributes are freed before they are used.
+    // Copied, since the attributes are freed before the id is used.
     const GUID id = attributes->guid;
     info->ReleaseTypeAttr(attributes);
     keys.interfaces.push_back({guidText(id), std::u16string(name.view())});

@@ -25,8 +25,8 @@ struct TypeLibraryName {
     DWORD locale;
 };
 
-/// Finds the path of a registered library. TYPE_E_LIBNOTREGISTERED, or the HRESULT of a registry
-/// that can't be read.
+/// Finds the path of a registered library, in the wanted locale or else in any.
+/// TYPE_E_LIBNOTREGISTERED, or the HRESULT of a registry that can't be read.
 HRESULT findTypeLibrary(const TypeLibraryName& name, std::u16string& path);
 
 /// The bodies of RegisterTypeLib and UnRegisterTypeLib.

@@ -134,7 +134,7 @@ ClassTable& ClassTable::instance() {
 }
 
 // A fork waits for the lock: in the child only the forking thread exists, and a lock that another
-// one held at that moment would never be released there.
+// thread held at that moment would never be released there.
 ClassTable::ClassTable() {
     pthread_atfork([] { instance().mutex_.lock(); }, [] { instance().mutex_.unlock(); },
                    // The child's thread has another id than the one that took the lock, so it can't

@@ -90,8 +90,8 @@ class ClassTable {
 /// HRESULT of a registry that can't be read.
 HRESULT readClassText(const std::u16string& key, HRESULT none, std::u16string& text);
 
-/// The result of a call for which LoadLibraryW has just failed: `notLoaded`, but for a want of
-/// memory or descriptors the HRESULT of that.
+/// The result of a call that has just failed to load or open a module's file, by its last error:
+/// E_OUTOFMEMORY, the HRESULT of ERROR_TOO_MANY_OPEN_FILES, or for any other error `notLoaded`.
 HRESULT resultOfLoading(HRESULT notLoaded) noexcept;
 
 /// The text of a class id with its braces.

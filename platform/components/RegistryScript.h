@@ -43,7 +43,7 @@ std::vector<ScriptRoot> parseRegistryScript(std::u16string_view text,
 
 /// Writes the keys and values of a script, or with `installing` false takes them away (see
 /// registrar.h). Registering stops at the first failure; unregistering goes on, and returns that
-/// failure at the end.
+/// failure at the end. If a root key can't be opened for writing, both stop.
 LSTATUS runScript(const std::vector<ScriptRoot>& script, bool installing);
 
 }  // namespace zlk::platform

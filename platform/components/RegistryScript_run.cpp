@@ -7,7 +7,7 @@ LSTATUS install(HKEY parent, const ScriptKey& key) {
     if (key.forceRemove) {
         const LSTATUS removed = RegDeleteTreeW(parent, key.name.c_str());
         // If the store has no key of its own, there may be an installed one, which can't be
-        // deleted; the new key then hides it.
+        // deleted; the values of the new key then win over those of the installed one.
         if (removed != 0 && removed != static_cast<LSTATUS>(ERROR_FILE_NOT_FOUND) &&
             removed != static_cast<LSTATUS>(ERROR_ACCESS_DENIED))
             return removed;
