@@ -33,7 +33,7 @@ std::optional<Drive> findDrive(WCHAR letter);
 Descriptor openDriveFolder(WCHAR letter);
 
 /// Opens the folder of the mounted network share with which a path begins, and takes the share's
-/// names off the path. Of several shares that fit it is the one with the longest name. Empty with
+/// names off the path. Of several mounts that fit, the one with the most names is taken. Empty with
 /// ERROR_PATH_NOT_FOUND or the error of opening it.
 Descriptor openShareFolder(std::vector<std::u16string_view>& path);
 

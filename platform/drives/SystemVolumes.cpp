@@ -94,7 +94,8 @@ std::vector<Disk> readDisks() {
         disk.reader.disc = readAttribute(device + "type") == scsiDisc;
         disk.removable = readAttribute(folder + "removable") == "1";
         disk.devices[readAttribute(folder + "dev")] = name;
-        // The folders of partitions begin with the disk's name; other folders are something else.
+        // The names of partitions begin with the disk's. Beside their folders there are others,
+        // such as `queue`.
         for (const std::string& part : namesIn(folder))
             if (part.starts_with(name) && exists(folder + part + "/partition"))
                 disk.devices[readAttribute(folder + part + "/dev")] = part;
@@ -160,8 +161,8 @@ std::vector<NetworkMount> networkMounts() {
     std::vector<NetworkMount> found;
     for (Mount& mount : readMounts()) {
         if (!kinds.contains(mount.fileSystem)) continue;
-        // SMB writes `//server/share`, NFS `server:/share`, so that the colon has to go. It is the
-        // one before the slash, since an address in brackets contains colons of its own.
+        // SMB writes `//server/share`, NFS `server:/share`, whose colon is removed. It is found by
+        // the slash that follows it, since an address in brackets contains colons of its own.
         std::string& source = mount.source;
         const std::size_t colon = source.find(":/");
         if (colon != std::string::npos) source.erase(colon, 1);

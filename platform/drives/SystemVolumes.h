@@ -7,7 +7,7 @@
 
 namespace zlk::platform {
 
-/// The places where the kernel reports them. Tests replace these by trees of their own, before any
+/// The places that the functions below read. Tests replace them by trees of their own, before any
 /// other call.
 struct SystemRoots {
     std::string mountInfo = "/proc/self/mountinfo";
@@ -27,9 +27,10 @@ struct SystemVolume {
     bool disc = false;  ///< whether the drive is one for discs (CD, DVD)
 };
 
-/// All volumes in the order of their device names. A medium that is mounted below /media or
-/// /run/media counts on any disk; elsewhere it counts only on a removable disk that isn't the one
-/// that this system runs from.
+/// All volumes in the order of their disks' names. A medium that is mounted below /media or
+/// /run/media counts on any disk. One that is mounted elsewhere counts only on a removable disk
+/// that doesn't hold this system's root, and not below /run or /boot. A removable disk of which
+/// nothing is mounted is listed as a reader.
 std::vector<SystemVolume> systemVolumes();
 
 /// The label of the medium on a device (`sdb1`), in its own bytes; empty if it has none.
@@ -40,7 +41,8 @@ struct NetworkMount {
     std::vector<std::string> source;  ///< server, share, and what lies below it, if anything
     std::string folder;
 };
-/// All shares (SMB, NFS) that are mounted now, in the order of the kernel's table.
+/// All shares (SMB, NFS) that are mounted now, in the order of the kernel's table. A mount whose
+/// source names a server alone is left out.
 std::vector<NetworkMount> networkMounts();
 
 }  // namespace zlk::platform

@@ -18,7 +18,7 @@ bool beginsWithDrive(std::u16string_view path) {
     return path.size() >= 2 && path[1] == u':' && isDriveLetter(path[0]);
 }
 
-/// Returns the form of a path, and removes the characters before the name of a device.
+/// Returns the form of a path, and removes a `\\.\` or `\\?\` from its front.
 Form takeForm(std::u16string_view& path) {
     if (path.starts_with(u"\\\\.\\") || path.starts_with(u"\\\\?\\")) {
         const bool dot = path[2] == u'.';

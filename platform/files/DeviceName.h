@@ -1,5 +1,6 @@
 #pragma once
-// Parses path texts. Here alone the forms of a path are told apart:
+// Parses path texts, by their forms. The names of file sinks have the form Device too; openPath()
+// recognizes them before it uses the parsed path.
 //
 //     \\.\E:              Volume    the volume itself
 //     \\.\..., \\?\...    Device    a device by its name

@@ -22,8 +22,8 @@ timespec timeOf(const FILETIME& time) noexcept {
 }
 
 // What an opener does, and what it denies to others meanwhile. Each of these uses has a byte that
-// openers lock. The two bytes that a reader locks are neighbours, and so are the two that it asks
-// for, so that each takes one system call.
+// openers lock. The two bytes that a reader locks if it doesn't share writing are neighbours, and
+// so are the two that others must not have locked, so that each pair takes one system call.
 constexpr unsigned reads = 1, deniesWriting = 2, writes = 4, deniesReading = 8;
 constexpr unsigned useCount = 4;
 
@@ -100,8 +100,9 @@ bool FileHandle::claim(DWORD share) {
     // The uses that exclude this opener if another opener has them.
     const unsigned notOthers = (toRead ? deniesReading : 0u) | (toWrite ? deniesWriting : 0u) |
                                (sharesReading ? 0u : reads) | (sharesWriting ? 0u : writes);
-    // The own uses are locked first, and then the others' are asked for. If two openers that
-    // exclude each other come at the same moment, both may be refused, but never are both granted.
+    // The opener's own uses are locked first, and only then are those of others looked for. If two
+    // openers that exclude each other come at the same moment, both may be refused, but never are
+    // both granted.
     //
     // A use that nobody else may have at the same time is locked exclusively, so that of two
     // writers that share nothing one is granted. All other uses are locked shared. An exclusive

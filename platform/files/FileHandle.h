@@ -11,7 +11,8 @@ namespace zlk::platform {
 
 class FileHandle final : public Handle {
   public:
-    /// `access` are the rights that the opener asked for (GENERIC_...); 0 only asks.
+    /// `access` are the rights that the opener asked for (GENERIC_...); with 0 the handle serves
+    /// only to ask for the file's size or status.
     FileHandle(Descriptor file, DWORD access) noexcept : file_(std::move(file)), access_(access) {}
     ~FileHandle() override;
 

@@ -39,8 +39,8 @@ bool renameByLink(const PathTarget::Entry& from, const PathTarget::Entry& to) {
 
 /// Renames a file on a file system without hard links, such as FAT. Making an empty target first,
 /// as for folders, could leave an empty file under a picture's name after a kill. So this only
-/// looks whether the name is free, and a lock on the folder makes other movers of ours wait between
-/// the look and the rename.
+/// looks whether the name is free, and a lock on the folder keeps other movers of ours out until
+/// the rename is done.
 bool renameIfFree(const PathTarget::Entry& from, const PathTarget::Entry& to) {
     const Descriptor turn(::openat(to.folder.get(), ".", O_RDONLY | O_DIRECTORY | O_CLOEXEC));
     if (turn) ::flock(turn.get(), LOCK_EX);

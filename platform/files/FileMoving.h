@@ -1,5 +1,6 @@
 #pragma once
-// Renames that never replace anything, whatever the file system promises.
+// Renames that don't replace anything, even if the file system doesn't promise that. On a file
+// system that has no hard links either, this holds only against other movers of ours.
 
 #include "platform/files/PathTarget.h"
 

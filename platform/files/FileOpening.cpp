@@ -81,8 +81,9 @@ OpenedFile openWith(DWORD disposition, PathTarget& target, DWORD access) {
     }
 }
 
-/// Whether callers may have a handle of this kind of file: regular files, and devices such as
-/// /dev/null, but no devices on a card, where somebody may have put them to do harm.
+/// Whether callers may have a handle of this kind of file: regular files, and character devices
+/// such as /dev/null, but no devices on a card or share, where somebody may have put them to do
+/// harm.
 bool mayBeOpened(const struct stat& status, bool fenced) {
     return S_ISREG(status.st_mode) || (S_ISCHR(status.st_mode) && !fenced);
 }
@@ -143,8 +144,8 @@ HANDLE openPath(const WCHAR* path, DWORD access, DWORD share, DWORD disposition,
     if (flags & FILE_FLAG_BACKUP_SEMANTICS) {
         if (Descriptor folder = target->open(O_RDONLY | O_DIRECTORY))
             return handleOf(std::make_shared<VolumeHandle>(std::move(folder)));
-        // Only a path that is no folder is tried as a file; the reason for any other failure would
-        // be lost by that.
+        // The path is tried as a file only if there is no folder; the reason for any other failure
+        // would be lost by that.
         const bool mayBeFile = errno == ENOTDIR || errno == ENOENT;
         if (!mayBeFile) return INVALID_HANDLE_VALUE;
     }

@@ -154,7 +154,6 @@ bool FolderWalk::next(WIN32_FIND_DATAW& entry) {
     return false;
 }
 
-/// False for an entry that is left out.
 bool FolderWalk::describe(const Name& name, WIN32_FIND_DATAW& entry) {
     const char* bytes = bytesOf(name);
     struct statx status;
