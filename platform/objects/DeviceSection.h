@@ -6,8 +6,8 @@
 
 namespace zlk::platform {
 
-/// Called before an existing named section is opened, on the opening thread. If `name` is that of a
-/// section that lists attached devices, the driver brings it up to date first.
+/// Called by OpenFileMappingW, on its caller's thread, before the section `name` is opened. If
+/// `name` is that of a section that lists attached devices, the driver brings it up to date first.
 void refreshDeviceSection(std::u16string_view name);
 
 }  // namespace zlk::platform

@@ -45,7 +45,8 @@ DWORD NamedMutex::wait(bool withoutLimit) noexcept {
         return answer == Lock::Contested ? WAIT_TIMEOUT : WAIT_FAILED;
     }
     becomeOwner();
-    // An owner clears the mark before it unlocks the byte. If it is still set, the last owner died.
+    // An owner clears the mark before it unlocks the byte. If it is still set, the last owner, a
+    // process or a thread, ended without releasing the mutex.
     return file_.mark().exchange(1) ? WAIT_ABANDONED : WAIT_OBJECT_0;
 }
 

@@ -30,9 +30,9 @@ class NamedMutex final : public NamedObject {
     /// Gives up ownership, on behalf of whichever thread has it.
     void letGo() noexcept;
 
-    // 1 while no thread of this process has the turn. It is a semaphore because a std::mutex must
-    // be unlocked by the thread that locked it, and the owner's last handle may be closed by
-    // another thread.
+    // 1 while no thread of this process has the turn. It is a semaphore because the last handle may
+    // be closed while a thread owns the mutex, and a std::mutex mustn't be destroyed while it is
+    // locked.
     sem_t turn_;
     unsigned count_ = 0;  // how often owner_ has acquired it; used by that thread only
     const bool initialOwner_;

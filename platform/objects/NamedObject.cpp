@@ -23,8 +23,8 @@ bool fail(DWORD error) {
     return false;
 }
 
-/// Reports to the diagnostics why an object couldn't be made. Its caller may treat every failure as
-/// a name that is taken, and the reason would be lost.
+/// Reports to the diagnostics why an object couldn't be made. A caller of CreateMutexW may treat
+/// every failure as a name that is taken, and the reason would be lost.
 void tellWhyNotMade(const std::string& key) {
     const DWORD error = GetLastError();
     std::array<WCHAR, 200> reason{};
@@ -98,15 +98,16 @@ class NamedObjectTable {
                    OpenMode mode, std::shared_ptr<NamedObject>& found);
     static Lock openFile(NamedObject& object, const NamedObjectName& name, OpenMode mode);
     static bool make(NamedObject& object);
-    /// Takes an object's file and unlocks it. The file of a mutex stays open in resting_, since it
-    /// may be wanted again soon.
+    /// Takes an object's file and unlocks it. The file of a named mutex stays open in resting_ if
+    /// there is room, since it may be wanted again soon.
     void rest(const std::string& key, NamedObject& object) noexcept;
     void endThread(const void* thread) noexcept;
     void afterFork() noexcept;
 
     std::mutex lock_;
-    // Open files of mutexes that nobody holds, without locks, by key. Callers that open a mutex for
-    // each critical section mostly open the same one again, and then save the system calls.
+    // Open files of mutexes that this process doesn't hold any more, without locks, by key. Callers
+    // that open a mutex for each critical section mostly open the same one again, and then save the
+    // system calls.
     std::unordered_map<std::string, NamedObjectFile> resting_;
     // The open objects by key; those without a name all have the empty key.
     std::unordered_multimap<std::string, NamedObject*> objects_;

@@ -11,17 +11,17 @@
 // the existence byte is shared and the gate freed. If it is refused, somebody has the object or is
 // just about to make or join it. The gate is then taken and the question repeated: no other process
 // can be half way any more, so the object is either made here or joined. Opening without making
-// only asks for the existence byte, and asks again inside of the gate.
+// only asks whether the existence byte is locked, and if it is, asks again inside of the gate.
 //
 // Lock order: the table's lock, then the gate. No thread waits while it holds either: a gate that
 // is taken is tried again from the start, and a thread that waits for a mutex holds only its turn
 // in this process.
 //
-// The kernel releases all locks of a process that dies; if it dies inside of the gate, the next
-// process finds the name free. The mutexes of a thread that ends count as abandoned. A forked child
-// is another process with copies of our descriptors: it closes them at once, so that the objects
-// end with their holders, and unlocks nothing, since the locks are its parent's too. Its handles
-// fail with ERROR_INVALID_HANDLE, and its views become private zeros.
+// The kernel releases all locks of a process that dies; if it dies while it makes an object, the
+// next process finds the name free. The mutexes of a thread that ends count as abandoned. A forked
+// child is another process with copies of our descriptors: it closes them at once, so that the
+// objects end with their holders, and unlocks nothing, since the locks are its parent's too. Its
+// handles fail with ERROR_INVALID_HANDLE, and its views become private zeros.
 //
 // Some cases can't be defended against: a process with the right to write our files that truncates
 // one while we touch its view (SIGBUS ends us, as with any shared file), or that takes these locks

@@ -24,7 +24,7 @@ constexpr std::int64_t existenceByte = 0;
 constexpr std::int64_t ownershipByte = 1;
 constexpr std::int64_t gateByte = 2;
 
-// The first bytes of a file, as the header documents them.
+// The first bytes of a file, as NamedObjectFile.h documents them.
 struct Header {
     char locks[4];
     char kind;
@@ -136,7 +136,7 @@ NamedObjectFile::Lock NamedObjectFile::lock(int command, short type, std::int64_
     request.l_whence = SEEK_SET;
     request.l_start = first;
     request.l_len = last - first + 1;
-    // Even a failing request counts, so that nothing is left locked.
+    // Set even if the request fails: unlocking in vain does no harm, and a lock that is left would.
     if (command != F_OFD_GETLK) locked_ = true;
     int result;
     do {

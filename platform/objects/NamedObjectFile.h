@@ -9,14 +9,15 @@
 //                 half made, even if its maker dies on the way.
 //     byte 4      the kind, 'M' or 'S'
 //     byte 5      the mark, 1 while a mutex is owned: a process that locks byte 1 and finds the
-//                 mark set knows that the owner before it died
+//                 mark set knows that the last owner ended without releasing the mutex
 //     8 to 15     a section's size in bytes
 //     64 KiB on   a section's bytes
 //
 // The locks belong to the open file description, so the kernel releases them when its last
 // descriptor and mapping are gone, however a process ends. The content is valid only while some
-// process has byte 0 locked. The file is never unlinked or truncated, because that would pull the
-// memory from under a mapping in another process.
+// process has byte 0 locked. The file is never unlinked, because processes that open it before and
+// after that would have different objects of one name, and never shortened, because that would pull
+// the memory from under a mapping in another process.
 
 #include <atomic>
 #include <cstddef>
@@ -29,9 +30,9 @@
 
 namespace zlk::platform {
 
-/// One open file description. Operations that return false or Failed have set the last error. Not
-/// thread-safe: an object is opened under the table's lock, and takeOwnership and leaveOwnership
-/// are called by the thread that has the mutex's turn.
+/// One open file description. Operations that return false or Failed have set the last error,
+/// except for isOpen and isInPlace. Not thread-safe: an object is opened under the table's lock,
+/// and takeOwnership and leaveOwnership are called by the thread that has the mutex's turn.
 class NamedObjectFile {
   public:
     enum class Kind : char { Mutex = 'M', Section = 'S' };
@@ -46,7 +47,7 @@ class NamedObjectFile {
 
     int descriptor() const noexcept { return fd_; }
     bool isOpen() const noexcept { return fd_ >= 0; }
-    /// Whether an open file is still the one that others find by its name.
+    /// Whether an open file hasn't been deleted, so that others still find this one by its name.
     bool isInPlace() const noexcept;
     /// Opens the file of a name, and makes it if `mayMake`; ERROR_FILE_NOT_FOUND if there is none.
     bool open(const NamedObjectName& name, bool mayMake);

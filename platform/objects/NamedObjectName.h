@@ -15,7 +15,7 @@ struct NamedObjectName {
 };
 
 /// Parses a name (null or empty: an object without a name); false for a name that isn't allowed.
-/// Two names have the same file only if they are equal.
+/// Two names have the same file only if they are equal, apart from a prefix `Local\`.
 bool parseObjectName(const WCHAR* text, NamedObjectName& name);
 
 }  // namespace zlk::platform

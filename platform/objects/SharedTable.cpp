@@ -20,8 +20,8 @@ constexpr std::size_t maxTable = 64 * 1024;  // bytes; a longer file is no table
 Descriptor openFile(const std::string& path, int flags) {
     const mode_t mode = MachineRoot::instance().fileMode();
     Descriptor file(::open(path.c_str(), flags | O_CLOEXEC | O_NOFOLLOW | O_NONBLOCK, mode));
-    // open() applies the process's umask, which must not shut a group out. It fails for a file of
-    // another user, whose mode was set by its maker.
+    // open() applies the process's umask, which must not shut a group out. fchmod() fails for a
+    // file of another user, whose mode was set by its maker.
     if (file && (flags & O_CREAT)) ::fchmod(file.get(), mode);
     return file;
 }

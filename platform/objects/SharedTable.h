@@ -32,7 +32,8 @@ class SharedTable {
         ~Lock();
         Lock(const Lock&) = delete;
         Lock& operator=(const Lock&) = delete;
-        /// False, with the last error, if the lock couldn't be had within two seconds.
+        /// False, with the last error, if there can be no table, or the lock couldn't be had within
+        /// two seconds (ERROR_BUSY).
         bool held() const noexcept { return static_cast<bool>(file_); }
 
       private:

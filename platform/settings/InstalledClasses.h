@@ -28,7 +28,7 @@ class InstalledClasses : public RegistryBackdrop {
     using Keys =
         std::map<std::u16string, std::shared_ptr<const RegistryContent>>;  // by folded path
 
-    /// Reads the whole file.
+    /// Reads all keys of the file; none if there is no file. Throws RegistryFailure.
     Keys load();
     std::string path_;               // of classes.db
     FileStamp stamp_;                // of the file that keys_ or failure_ is from

@@ -21,7 +21,8 @@ constexpr char rollbackSql[] = "ROLLBACK";
 
 constexpr int busyTimeout = 5000;  // ms
 
-// The form of a path that makes SQLite open a file without locks, a log or looking for changes.
+// The form of a path that makes SQLite open a file without locks or a log, and without looking for
+// changes.
 std::string immutableUri(const std::string& path) {
     std::string uri = "file:";
     for (const char c : path) {
@@ -89,8 +90,9 @@ RegistryDatabase::RegistryDatabase(const std::string& path, Mode mode)
     : path_{path}, immutable_{mode == Mode::Immutable} {
     const std::string name = immutable_ ? immutableUri(path) : path;
     const int access = immutable_ ? SQLITE_OPEN_READONLY | SQLITE_OPEN_URI : SQLITE_OPEN_READWRITE;
-    // The caller's lock makes SQLite's own mutexes needless. The private cache holds whatever the
-    // application has chosen for its own connections. Extended codes tell errorFromSqlite more.
+    // The caller's lock makes SQLite's own mutexes needless. The connection has a cache of its own,
+    // whatever the application has chosen for its own connections. Extended codes tell
+    // errorFromSqlite more.
     constexpr int manners = SQLITE_OPEN_NOMUTEX | SQLITE_OPEN_PRIVATECACHE | SQLITE_OPEN_EXRESCODE;
     sqlite3* connection = nullptr;
     const int code = ::sqlite3_open_v2(name.c_str(), &connection, access | manners, nullptr);

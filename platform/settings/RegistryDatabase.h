@@ -1,6 +1,7 @@
 #pragma once
-// A SQLite connection for the settings store, and queries on it. They treat a column of another
-// type than the one asked for as a damaged store, whoever wrote it. One thread at a time.
+// A SQLite connection for the settings store, and queries on it. A column of another type than the
+// one asked for counts as damage to the store. One thread at a time may use a connection and its
+// queries.
 
 #include <array>
 #include <deque>
@@ -31,7 +32,8 @@ class RegistryDatabase {
     RegistryDatabase();
 
     bool immutable() const noexcept { return immutable_; }
-    /// Whether SQLite could open the file for reading only.
+    /// Whether the file is open for reading only, because this process can't write it or opened it
+    /// as immutable.
     bool opensReadOnly() const noexcept;
     bool isInTransaction() const noexcept;
 

@@ -42,8 +42,9 @@ bool mayWriteStore(const std::string& path) noexcept;
 /// write-ahead log needs. Over a network they don't.
 bool sharesMemory(const std::string& path) noexcept;
 
-/// Makes an empty store, unless another process has made one meanwhile. It never changes a file
-/// that is there. Throws RegistryFailure.
+/// Makes an empty store, unless another process has made one meanwhile. It never changes a store
+/// that is there. The logs of a store that was deleted are removed, unless they hold changes
+/// (ERROR_BADDB). Throws RegistryFailure.
 void createStoreFile(const std::string& path, mode_t mode);
 
 /// Makes a new file that appears with its whole content or not at all, on disk already. Throws

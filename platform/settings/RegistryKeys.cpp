@@ -57,7 +57,7 @@ std::int64_t makePath(RegistryDatabase& database, std::int64_t key,
 }
 
 /// The number of a key in the store. A key that only the backdrop has is made there, once something
-/// is written below it.
+/// is written to it or below it.
 std::int64_t ownOrMade(RegistryDatabase& database, const RegistryKeys::OpenKey& key) {
     return key.own ? key.own : makePath(database, rootIdOf(key), key.path);
 }
@@ -163,8 +163,7 @@ RegistryKeys::View RegistryKeys::locate(OpenKey& key, bool lookForFile) {
     try {
         content = behind(key.root, key.path);
     } catch (const RegistryFailure&) {
-        // A backdrop that can't be read has told the diagnostics so. It must not hide keys that the
-        // store itself has.
+        // A backdrop that can't be read must not hide keys that the store itself has.
         if (!key.own) throw;
     }
     // A key of the backdrop may have been made in the store since it was opened.

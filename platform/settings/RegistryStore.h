@@ -9,7 +9,7 @@
 //
 // Not thread-safe: RegistryKeys has the lock. A connection must not cross a fork, so `release` is
 // called before one. If a process dies, its last commit stays, and the next process that opens the
-// store undoes what it was just writing.
+// store undoes what the dead one was just writing.
 
 #include <sys/types.h>
 

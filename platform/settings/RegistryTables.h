@@ -24,7 +24,7 @@ inline constexpr std::int64_t classesRootId = 2;
 inline constexpr std::size_t dataAtHand = 4096;  // bytes
 
 void createTables(RegistryDatabase& database);
-/// Throws ERROR_BADDB for a database of another program, or of a later version.
+/// Throws ERROR_BADDB for a database of another program, or of another version.
 void checkTables(RegistryDatabase& database, const std::string& path);
 
 bool keyExists(RegistryDatabase& database, std::int64_t key);
