@@ -134,8 +134,8 @@ BOOL GetFileSizeEx(HANDLE file, LARGE_INTEGER* size) noexcept;
 BOOL SetFileTime(HANDLE file, const FILETIME* creation, const FILETIME* lastAccess,
                  const FILETIME* lastWrite) noexcept;
 
-/// Waits until the file, or everything on the volume, is on the medium. ERROR_ACCESS_DENIED for a
-/// file that isn't open for writing.
+/// Waits until the file, or everything on the file system of a volume or folder, is on the medium.
+/// ERROR_ACCESS_DENIED for a file that isn't open for writing.
 BOOL FlushFileBuffers(HANDLE file) noexcept;
 
 /// Deletes a file. A folder is ERROR_ACCESS_DENIED, and so is a read-only file, such as a picture

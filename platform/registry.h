@@ -80,8 +80,7 @@ LSTATUS RegSetValueExW(HKEY key, const WCHAR* name, DWORD reserved, DWORD type, 
 LSTATUS setValueAnew(HKEY key, const WCHAR* name, DWORD reserved, DWORD type, const BYTE* data,
                      DWORD size) noexcept;
 
-/// Deletes a value; ERROR_ACCESS_DENIED for one that only the installed modules or the attached
-/// cameras have.
+/// ERROR_ACCESS_DENIED for a value that only the installed modules or the attached cameras have.
 LSTATUS RegDeleteValueW(HKEY key, const WCHAR* name) noexcept;
 
 /// Deletes the key `subKey` (ERROR_INVALID_PARAMETER if that is empty) with all that lies below it,

@@ -15,7 +15,6 @@ using HREFTYPE = DWORD;  ///< refers to another type, for GetRefTypeInfo
 /// The type itself and no member of it; as an index of GetDocumentation, the library itself.
 inline constexpr MEMBERID MEMBERID_NIL = -1;
 
-/// The kind of a type.
 enum TYPEKIND : std::int32_t {
     TKIND_INTERFACE = 3,  ///< a virtual table
     TKIND_DISPATCH = 4,   ///< members by dispatch id; with TYPEFLAG_FDUAL a virtual table too
