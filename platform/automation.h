@@ -120,12 +120,12 @@ struct IDispatch : IUnknown {
     /// LoadTypeLib. `reserved` is all zeros (DISP_E_UNKNOWNINTERFACE otherwise).
     virtual HRESULT GetIDsOfNames(const GUID& reserved, WCHAR** names, UINT count, DWORD localeId,
                                   DISPID* dispatchIds) noexcept = 0;
-    /// Calls a member. `flags` is what to call it as (DISPATCH_...; a method and a property's
-    /// reader may both be allowed). Arguments are converted between numbers and text where the
-    /// value allows it, and may be references; an out parameter takes a reference to its type or to
-    /// a VARIANT. To set a property, the new value is the only argument and is named
-    /// DISPID_PROPERTYPUT. `result` (null: not wanted) receives what the member returns, which the
-    /// caller clears; it is VT_EMPTY on failure.
+    /// Calls a member. `flags` is what to call it as (DISPATCH_...; if several are given, any kind
+    /// among them will do). Arguments are converted between numbers and text where the value allows
+    /// it, and may be references; an out parameter takes a reference to its type or to a VARIANT.
+    /// To set a property, the new value is the only argument and is named DISPID_PROPERTYPUT.
+    /// `result` (null: not wanted) receives what the member returns, which the caller clears; it is
+    /// VT_EMPTY on failure.
     ///
     /// DISP_E_EXCEPTION where the member itself failed: exception->scode (`exception` null: not
     /// wanted) is its result. After any other failure the member wasn't called:
@@ -151,10 +151,11 @@ extern "C" {
 /// Makes raw memory an empty value; whatever the memory held isn't freed.
 void VariantInit(VARIANT* value) noexcept;
 /// Frees the text or releases the object that the value holds, and makes it empty.
-/// DISP_E_BADVARTYPE for an unknown type; the value then stays as it is.
+/// DISP_E_BADVARTYPE for an unknown type; the value then stays as it is. E_INVALIDARG for null.
 HRESULT VariantClear(VARIANT* value) noexcept;
 /// Clears `target` and makes it a copy of `source`, with a text or reference of its own; a VT_BYREF
-/// value stays a pointer to the same place. E_OUTOFMEMORY, DISP_E_BADVARTYPE.
+/// value stays a pointer to the same place. On failure `target` is unchanged: E_OUTOFMEMORY,
+/// DISP_E_BADVARTYPE, E_INVALIDARG for null.
 HRESULT VariantCopy(VARIANT* target, const VARIANT* source) noexcept;
 /// Clears `target`, which may be `source`, and stores the value there as another type. It converts
 /// between numbers, texts (with a decimal point in every locale; VT_BOOL is -1 or 0, and may be

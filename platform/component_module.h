@@ -49,8 +49,8 @@ namespace zlk {
 enum class ModuleTypeLibrary { None, Registered };
 
 /// Runs the REGISTRY resources of the module's classes, to register them or, with `install` false,
-/// to take the registration back. In the scripts %MODULE% is the module's full path and %APPID% the
-/// empty text.
+/// to take the registration back. With ModuleTypeLibrary::Registered it does the same with the type
+/// library. In the scripts %MODULE% is the module's full path and %APPID% the empty text.
 HRESULT registerComponents(HMODULE module, std::span<const ComponentClass> classes,
                            ModuleTypeLibrary typeLibrary, bool install) noexcept;
 

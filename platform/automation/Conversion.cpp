@@ -13,8 +13,8 @@
 namespace zlk::platform {
 namespace {
 
-/// One type for all numbers on their way: it can hold every 64-bit integer and every double
-/// exactly.
+/// Every number is converted by way of this type, which can hold each 64-bit integer and each
+/// double exactly.
 using Number = long double;
 static_assert(std::numeric_limits<Number>::digits >= 64);
 

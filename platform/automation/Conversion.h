@@ -5,8 +5,8 @@
 
 namespace zlk::platform {
 
-/// The size in bytes of a value of a type, without VT_BYREF; 0 for an unknown type, and for types
-/// without a value.
+/// The size in bytes of a value of this type; 0 for an unknown type, one with VT_BYREF, and one
+/// without values.
 std::size_t sizeOfType(VARTYPE type) noexcept;
 
 /// Gives the value that `source` is, or that it points to with VT_BYREF; what it contains is

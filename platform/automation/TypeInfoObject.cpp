@@ -136,7 +136,7 @@ HRESULT TypeInfoObject::GetTypeAttr(TYPEATTR** attributes) noexcept {
         made->wTypeFlags = TYPEFLAG_FCANCREATE;
         return S_OK;
     }
-    // For a caller an interface is a pointer.
+    // What a caller has of an interface is a pointer.
     made->cbSizeInstance = made->cbAlignment = sizeof(void*);
     made->cbSizeVft = static_cast<WORD>((firstSlot() + type_.members.size()) * sizeof(void*));
     if (type_.kind == TypeKind::DualInterface) {

@@ -58,7 +58,7 @@ class TypeInfoObject final : public CountedObject<ITypeInfo> {
     TypeSide side_;
 };
 
-/// The kind that a type has for callers.
+/// The kind that a type has in its library, where a dual interface counts as TKIND_DISPATCH.
 TYPEKIND kindOf(const TypeEntry& type) noexcept;
 
 /// Gives name and help text, for those of the four out arguments that aren't null. E_OUTOFMEMORY.

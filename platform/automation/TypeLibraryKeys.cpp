@@ -29,7 +29,7 @@ ScriptKey key(std::u16string name, std::vector<ScriptValue> values,
     return {.name = std::move(name), .values = std::move(values), .keys = std::move(keys)};
 }
 
-// An interface that the library describes; both are texts as they are written.
+// An interface that the library describes: its id and name, as they are written into the keys.
 struct DescribedInterface {
     std::u16string id, name;
 };

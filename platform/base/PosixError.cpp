@@ -18,7 +18,7 @@ DWORD errorFromErrno(int error) noexcept {
         case EMFILE:
         case ENFILE:
             return ERROR_TOO_MANY_OPEN_FILES;
-        // A folder that is opened as a file is refused as callers expect it: access is denied.
+        // Callers expect ERROR_ACCESS_DENIED for a folder that is opened as a file.
         case EISDIR:
         case EACCES:
         case EPERM:

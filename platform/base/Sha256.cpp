@@ -36,7 +36,7 @@ void addBlock(State& state, std::span<const std::uint8_t, blockSize> block) {
         w[i] = (std::rotr(near, 17) ^ std::rotr(near, 19) ^ near >> 10) + w[i - 7] +
                (std::rotr(far, 7) ^ std::rotr(far, 18) ^ far >> 3) + w[i - 16];
     }
-    // The 64 rounds, on a copy of the state that is added to it at the end.
+    // The 64 rounds change a copy of the state, which is then added to the state.
     auto [a, b, c, d, e, f, g, h] = state;
     for (std::size_t i = 0; i < 64; ++i) {
         const std::uint32_t first = h + (std::rotr(e, 6) ^ std::rotr(e, 11) ^ std::rotr(e, 25)) +

@@ -1,6 +1,6 @@
 #pragma once
-// Reads small files as a whole, and lists folders: files that the kernel provides, and our own
-// tables. Failures aren't reported: callers treat what can't be read as missing.
+// Reads small files as a whole (those that the kernel provides, and our own tables), and lists
+// folders. Failures aren't reported: callers treat what can't be read as missing.
 
 #include <string>
 #include <vector>

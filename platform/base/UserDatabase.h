@@ -11,8 +11,9 @@ namespace zlk::platform {
 /// The user's home folder; empty for a user that the database doesn't have.
 std::string homeFolder();
 
-/// Whether a group is this user's private group: his primary group, with his name, and without
-/// another member. Many systems give each user such a group and make home folders writable by it.
+/// Whether a group is this user's private group: his primary group, with his name, and with no
+/// other member in its list. Many systems give each user such a group and make home folders
+/// writable by it.
 bool isPrivateGroup(gid_t group);
 
 }  // namespace zlk::platform

@@ -86,8 +86,8 @@ class ClassTable {
 };
 
 /// Reads the default value of a key below HKEY_CLASSES_ROOT, up to its first zero. Returns `none`
-/// for a key that isn't there, that has no such text, or whose text is longer than any path; the
-/// HRESULT of a registry that can't be read.
+/// for a key that isn't there, that has no such text, or whose text is longer than any path, and
+/// the HRESULT of a registry that can't be read.
 HRESULT readClassText(const std::u16string& key, HRESULT none, std::u16string& text);
 
 /// The result of a call that has just failed to load or open a module's file, by its last error:
