@@ -19,8 +19,8 @@ struct BrokenDownTime {
 
 /// Milliseconds since the machine started, modulo 2^32, the same in every process.
 DWORD GetTickCount() noexcept;
-/// Waits at least that long, INFINITE for ever; signals don't shorten it. 0 gives up the rest of
-/// this thread's time slice.
+/// Waits at least that long, or for ever with INFINITE; signals don't shorten the wait. 0 gives up
+/// the rest of this thread's time slice.
 void Sleep(DWORD milliseconds) noexcept;
 
 /// Replaces the clock behind GetTickCount and Sleep in this process, so that no test has to wait;

@@ -118,11 +118,11 @@ HANDLE CreateFileA(const char* path, DWORD access, DWORD share, const SECURITY_A
 
 /// Reads up to `size` bytes at the file's position. Of a file it reads fewer only at the end, where
 /// 0 bytes are a success; what a camera gives is documented by its driver. `overlapped` is null.
-/// *read receives the bytes that arrived, on failure too.
+/// *read receives the number of bytes that arrived, on failure too.
 BOOL ReadFile(HANDLE file, void* buffer, DWORD size, DWORD* read, void* overlapped) noexcept;
 
-/// Writes all `size` bytes or fails. *written receives the bytes that are in the file, on failure
-/// too.
+/// Writes all `size` bytes or fails. *written receives the number of bytes that were written, on
+/// failure too.
 BOOL WriteFile(HANDLE file, const void* buffer, DWORD size, DWORD* written,
                void* overlapped) noexcept;
 
@@ -185,8 +185,8 @@ DWORD GetTempPathW(DWORD room, WCHAR* buffer) noexcept;
 /// Entries come in the order of their names, case ignored, `.` and `..` first. Only files and
 /// folders are listed: pipes, sockets, devices, and links that lead to a folder, nowhere or off the
 /// card are left out, so that a walk of all folders ends and opening an entry never blocks. Names
-/// of more than 255 units are left out, too. A walk holds the names of its folder in memory, at
-/// most 4,000,000; of a larger folder it ends with ERROR_NOT_ENOUGH_MEMORY.
+/// of more than 255 units are left out, too. A walk holds the names of its folder in memory; if
+/// there are 4,000,000 or more, it lists that many and ends with ERROR_NOT_ENOUGH_MEMORY.
 HANDLE FindFirstFileW(const WCHAR* pattern, WIN32_FIND_DATAW* entry) noexcept;
 
 /// Gives the next entry; 0 with ERROR_NO_MORE_FILES at the end. An entry that has vanished since

@@ -4,8 +4,8 @@
 
 #include <pthread.h>
 
-/// From its construction on, has `call` run in each child that this process forks, on the child's
-/// only thread and before fork() returns there. The constructor is inline, so that the handler is
+/// Once it is constructed, `call` runs in each child that this process forks, on the child's only
+/// thread and before fork() returns there. The constructor is inline, so that the handler is
 /// registered for the module that the object is in, and goes away when that module is unloaded.
 struct InForkedChild {
     explicit InForkedChild(void (*call)()) noexcept { ::pthread_atfork(nullptr, nullptr, call); }

@@ -20,9 +20,9 @@
 // replaced by the caller's text for that word. Roots are HKCR and HKLM; keys may lie 32 levels
 // deep.
 //
-// Registering replaces a ForceRemove key as a whole. Unregistering deletes a ForceRemove key as a
-// whole; of any other key it deletes the values that the script names, and then the key itself if
-// nothing is left in it. A NoRemove key stays, with its default value.
+// Registering replaces a ForceRemove key of the store as a whole. Unregistering deletes a
+// ForceRemove key as a whole; of any other key it deletes the values that the script names, and
+// then the key itself if nothing is left in it. A NoRemove key stays, with its default value.
 
 #include <span>
 #include <string_view>
@@ -52,9 +52,9 @@ HRESULT runRegistryScript(HMODULE module, WORD resource, bool install,
 }  // namespace zlk
 
 /// Writes all classes of the machine's own store as a store of installed classes to the new file
-/// `path` (ERROR_FILE_EXISTS if there is one already), which is meant to lie beside the modules. A
-/// server path that names a file is cut to the bare file name, because installed modules are found
-/// beside that store wherever the tree is moved.
+/// `path` (ERROR_FILE_EXISTS if there is one already), which is meant to lie beside the modules.
+/// The path of a class's module or of a type library is cut to the bare file name, because
+/// installed modules are found beside that store wherever the tree is moved.
 LSTATUS saveInstalledClasses(const WCHAR* path) noexcept;
 
 #pragma GCC visibility pop

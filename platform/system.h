@@ -1,6 +1,6 @@
 #pragma once
-// What version of the operating system callers are to assume, and two small services that they use
-// everywhere. Every call may come from any thread.
+// What version of the operating system callers are to assume, and two small services that they use.
+// Every call may come from any thread.
 
 #include "platform/types.h"
 
@@ -20,7 +20,7 @@ static_assert(sizeof(OSVERSIONINFOW) == 276);
 #pragma GCC visibility push(default)
 
 /// Reports the version NT 5.1, or 6.0 where the text value `SystemVersion` of the key
-/// `Software/Zephyr-Lanthorn/Platform` (below HKEY_LOCAL_MACHINE) is "6.0". The callers choose by
+/// `Software\Zephyr-Lanthorn\Platform` (below HKEY_LOCAL_MACHINE) is "6.0". The callers choose by
 /// this version which of two driver families drives the cameras. 0 with ERROR_INSUFFICIENT_BUFFER
 /// where the size field is wrong.
 BOOL GetVersionExW(OSVERSIONINFOW* info) noexcept;

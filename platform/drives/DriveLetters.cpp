@@ -20,7 +20,7 @@ struct Given {
 using Table = std::vector<Given>;
 
 Table readTable(const SharedTable& shared) {
-    // Reading stops at a line that isn't in this form.
+    // A line is: letter, disk, device. Reading stops at one in another form.
     std::istringstream lines(shared.read());
     Table table;
     char letter = 0;

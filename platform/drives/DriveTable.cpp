@@ -15,8 +15,8 @@
 namespace zlk::platform {
 namespace {
 
-/// The path of this machine that a text means. If the text has units that may stand for bytes, the
-/// reading that leads to something wins (see FileName.h).
+/// The path of this machine that a text means. Units that may stand for bytes (see FileName.h) are
+/// read as characters if that leads to something, and else as bytes.
 std::string machinePath(const std::u16string& text) {
     auto literal = literalName(text);
     if (literal && (!hasByteUnits(text) || ::access(literal->c_str(), F_OK) == 0)) return *literal;

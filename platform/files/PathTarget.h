@@ -61,8 +61,8 @@ class PathTarget {
     std::string way_ = ".";
 };
 
-/// Finds the name in a folder that a text leads to; none if there is none. False with the last
-/// error if that can't be found out.
+/// Finds the name in a folder that a text leads to; none if the folder has no such name. False with
+/// the last error if that can't be found out.
 bool findName(int folder, std::u16string_view text, bool anyCase, std::optional<std::string>& name);
 
 }  // namespace zlk::platform

@@ -38,8 +38,8 @@ bool mayReadStore(const std::string& path) noexcept;
 /// Whether the caller may change the store at `path`, or make one there.
 bool mayWriteStore(const std::string& path) noexcept;
 
-/// Whether processes that map a file of this folder see each other's writes at once, which a
-/// write-ahead log needs. Over a network they don't.
+/// Whether processes that map a file on the file system of `path` see each other's writes at once,
+/// which a write-ahead log needs. Over a network they don't.
 bool sharesMemory(const std::string& path) noexcept;
 
 /// Makes an empty store, unless another process has made one meanwhile. It never changes a store
