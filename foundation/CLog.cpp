@@ -134,7 +134,7 @@ void CLog::closeLogBuffer() noexcept {
 void CLog::formatAndStore(const char* category, const char* format,
                           std::span<const FormatArgument> arguments) noexcept {
     const std::lock_guard inThisProcess(storing);
-    // While the log is off nothing is held open, so that a viewer can replace the buffer.
+    // While the log is off, buffer and mutex aren't held open, so that a viewer can replace them.
     if (!isOn()) {
         closeLogBuffer();
         mutex.reset();

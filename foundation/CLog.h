@@ -13,10 +13,10 @@
 //
 //   FF FF | u32 milliseconds since startTick | 3F | 00 | category 00 | message 00 | one byte's gap
 //
-// Records follow each other. One that doesn't fit after the last record is stored at offset 0, and
-// the tail of the buffer is wiped; what the viewer hasn't read yet is overwritten. Any process can
-// write anything into the control block, so no offset or size from it is used beyond the bytes that
-// are mapped.
+// Records follow each other. One that might not fit after the last record is stored at offset 0,
+// and the tail of the buffer is wiped; what the viewer hasn't read yet is overwritten. One that is
+// larger than the buffer is lost. Any process can write anything into the control block, so no
+// offset or size from it is used beyond the bytes that are mapped.
 
 #include <atomic>
 #include <cstdint>
@@ -35,7 +35,7 @@ inline constexpr WCHAR logMutexName[] = u"ZLGlimmerBoxLogMutex";
 
 /// The control memory, which all processes share; little-endian.
 struct LogControl {
-    std::atomic<std::uint8_t> enabled;  ///< 1: on. Only a viewer sets it.
+    std::atomic<std::uint8_t> enabled;  ///< 1: on. Only a viewer sets this.
     std::uint8_t reserved[3];
     std::atomic<std::uint32_t> writeOffset;  ///< offset of the next record in the buffer
     std::atomic<std::uint32_t> bufferSize;   ///< bytes; set by the viewer, 0 before that
@@ -60,13 +60,13 @@ class CLog {
     CLog(const CLog&) = delete;
     CLog& operator=(const CLog&) = delete;
 
-    /// Whether a viewer has the log on. Every trace line begins with this test, so it costs one
-    /// load.
+    /// Whether a viewer has the log on. Every trace line begins with this test, so it is kept to
+    /// one atomic load.
     bool isOn() const noexcept {
         return control && control->enabled.load(std::memory_order_relaxed) == 1;
     }
 
-    /// Formats and stores one line. At most 1,000 units of `format` count; a message of more than
+    /// Formats and stores one line. At most 1,000 bytes of `format` count; a message of more than
     /// 90,000 units is dropped. The arguments are borrowed.
     virtual void writeLine(const char* category, const char* format,
                            std::span<const FormatArgument> arguments) noexcept;

@@ -55,8 +55,8 @@ bool makeDirectoryTree(std::u16string path) {
     for (std::size_t end = rootLength(path); end < path.size();) {
         while (end < path.size() && !isSlash(path[end])) ++end;
         const std::u16string folder = path.substr(0, end);
-        // Another process may make the folder at the same time, so a failure counts only if it is
-        // missing.
+        // Another process may make the folder at the same time, so a failure counts only if the
+        // folder is missing afterwards.
         if (!directoryExists(folder) && !CreateDirectoryW(folder.c_str(), nullptr) &&
             !directoryExists(folder))
             return false;

@@ -25,8 +25,9 @@ std::u16string dirPart(const std::u16string& path);
 /// The text without white space at both ends.
 std::u16string trimmed(const std::u16string& text);
 
-/// The system's own folder for temporary files, without a trailing backslash. It is made if
-/// missing; a failure to make it isn't reported here, but by the first file that is created in it.
+/// Our own folder inside the system's for temporary files, without a trailing backslash. It is made
+/// if missing; a failure to make it isn't reported here, but by the first file that is created in
+/// it.
 std::u16string GetTempDir();
 
 }  // namespace zlk

@@ -12,10 +12,10 @@
 
 namespace zlk {
 
-/// Writes one line if the log is on. `category` is the name of the calling class. `format` follows
-/// the conventions of the wide printf family (`%s` takes a wide string), but the arguments carry
-/// their own types, so a wrong one can't read foreign memory. From any thread; never throws, never
-/// fails.
+/// Writes one line if the log is on. `category` is a subject, mostly the name of the calling class.
+/// `format` follows the conventions of the wide printf family (`%s` takes a wide string), but the
+/// arguments carry their own types, so a wrong one can't read foreign memory. From any thread;
+/// never throws, never fails.
 template <class... Arguments>
 inline void TraceLine(const char* category, const char* format, const Arguments&... arguments) {
     CLog* log = CLog::process();

@@ -9,7 +9,7 @@
 namespace zlk {
 
 /// One document of the XML component; IXmlDoc.h describes the paths. Where the component can't be
-/// created, every operation fails and the document reads as empty. Functions that take texts throw
+/// created, every operation fails and the document reads as empty. All functions may throw
 /// std::bad_alloc. Not thread-safe.
 class XmlDocument {
   public:

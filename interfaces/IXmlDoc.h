@@ -24,7 +24,7 @@ struct IXmlDoc : IUnknown {
     virtual HRESULT Reserved7() noexcept = 0;
     /// The whole document, without a declaration and without white space of its own.
     virtual HRESULT GetXml(BSTR* text) noexcept = 0;
-    /// The text of an element; empty for an element without text. Fails only for a missing element.
+    /// The text of an element: empty for one without text, a failure for a missing one.
     virtual HRESULT GetValue(BSTR path, BSTR* value) noexcept = 0;
     /// Sets the text of an existing element, escaped as needed.
     virtual HRESULT SetValue(BSTR path, BSTR value) noexcept = 0;

@@ -17,8 +17,8 @@ inline constexpr std::uint32_t containerHeaderSize = 12;  // bytes
 class ContainerBlock {
   public:
     ContainerBlock() = default;
-    /// Decodes from the start of the stream, and leaves the cursor after what it read, which is the
-    /// payload of a data container. The fourth and fifth parameter aren't decoded. Throws
+    /// Decodes from the start of the stream, and leaves the cursor after what it read, where the
+    /// payload of a data container begins. The fourth and fifth parameter aren't decoded. Throws
     /// PTP_GENERAL_ERROR if the stream is too short.
     explicit ContainerBlock(PtpDataStream& stream);
     virtual ~ContainerBlock() = default;

@@ -13,7 +13,8 @@ namespace zlk {
 class DeviceInfoDataset {
   public:
     DeviceInfoDataset() = default;
-    /// Parses the dataset at the stream's cursor. Throws PTP_GENERAL_ERROR if it is cut short.
+    /// Parses the dataset at the stream's cursor. Throws PTP_GENERAL_ERROR if it is cut short,
+    /// except for texts at its end.
     explicit DeviceInfoDataset(PtpDataStream& stream);
     DeviceInfoDataset(const DeviceInfoDataset&) = default;
     virtual ~DeviceInfoDataset() = default;

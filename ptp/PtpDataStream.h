@@ -37,7 +37,7 @@ class PtpDataStream {
     void endReadsAt(std::uint32_t end) { end_ = end; }
     const std::uint8_t* data() const { return buffer_.get(); }
     /// A place in the block that the caller may write to directly. Throws PTP_GENERAL_ERROR if it
-    /// isn't inside the block. Valid until the block grows.
+    /// isn't inside the block. Valid until the block's size changes.
     std::uint8_t* place(std::uint32_t at, std::uint32_t length);
     std::uint32_t size() const { return size_; }
     std::uint32_t cursor() const { return cursor_; }
@@ -86,8 +86,8 @@ class PtpDataStream {
     }
     std::uint64_t read(std::uint32_t width);
     void write(std::uint32_t value, std::uint32_t width);
-    /// Grows by half if the write wouldn't fit. This isn't always enough; blocks are given a size
-    /// that fits what is written into them.
+    /// Grows by half if the write would reach the block's end. This isn't always enough; blocks are
+    /// given a size that fits what is written into them.
     void growFor(std::uint32_t width);
 
     Block buffer_;

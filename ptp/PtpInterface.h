@@ -17,9 +17,10 @@ namespace zlk {
 /// The operations have the names and numbers of the standard. A failure is a thrown PTPCommErrors,
 /// and the port has been released by then.
 ///
-/// Where an operation is about one storage or one object, an id of 0 throws PTP_INVALID_STORAGE_ID
-/// or PTP_INVALID_OBJECT_HANDLE and nothing is sent. A device that sends no data and answers OK has
-/// not failed: the result has its default value, and memory that was to be filled isn't touched.
+/// Before anything is sent, a handle of 0 throws PTP_INVALID_OBJECT_HANDLE, and a storage of 0
+/// throws PTP_INVALID_STORAGE_ID in getStorageInfo(), getNumberObjects() and getObjectHandles().
+/// The other operations send a storage of 0. A device that sends no data and answers OK has not
+/// failed: the result has its default value, and memory that was to be filled isn't touched.
 ///
 /// One thread at a time may use an object. Every operation blocks, also while other programs have
 /// their turn on the port. Memory that is handed in stays the caller's.
@@ -78,13 +79,14 @@ class PtpInterface {
     virtual std::uint32_t copyObject(std::uint32_t handle, std::uint32_t storage,
                                      std::uint32_t parent) = 0;
     /// Copies at most `maxBytes` bytes from `offset` on into `target`, and returns how many. A
-    /// device may send fewer. If it sends more, they are received and dropped, and
+    /// device may send fewer. If it sends more, the surplus is received and dropped, and
     /// PTP_INCOMPLETE_TRANSFER is thrown.
     virtual std::uint32_t getPartialObject(std::uint32_t handle, std::uint32_t offset,
                                            std::uint32_t maxBytes, void* target) = 0;
     virtual void initiateOpenCapture(std::uint32_t storage, std::uint32_t format) = 0;
     /// Waits for an event, without taking a turn on the port, so others may use the camera
-    /// meanwhile. All zero if none came in the driver's time, or if the transport has no events.
+    /// meanwhile. All zero if none came in the driver's time, if only malformed ones came, or if
+    /// the transport has no events.
     virtual PtpEvent getEvent() = 0;
 
     /// Sets the ids that checkConnection() compares with. Nothing is sent.

@@ -7,8 +7,9 @@
 
 namespace zlk {
 
-/// One storage of a device (ISO 15740, StorageInfo). Sizes are in bytes. The defaults, 0xFFFFFFFF
-/// in fields of any width, tell callers that the device hasn't reported a value.
+/// One storage of a device (ISO 15740, StorageInfo). Sizes are in bytes. A capacity or free space
+/// of 0xFFFFFFFF, the default in fields of either width, tells callers that the device hasn't
+/// reported it.
 class StorageInfoDataset {
   public:
     StorageInfoDataset() = default;

@@ -31,7 +31,8 @@ class TransportInterface {
     /// buffer is left as it is.
     virtual void readInterrupt(void* buffer, std::uint32_t length) = 0;
 
-    /// Packet size of a bulk pipe in bytes; 0 if it isn't known.
+    /// Packet size of a bulk pipe in bytes. Where it isn't known, a transport gives a usual size or
+    /// 0.
     virtual std::uint32_t getMaxPacketSize() = 0;
     /// USB ids of the camera.
     virtual void getVidPid(std::uint32_t* vid, std::uint32_t* pid) = 0;

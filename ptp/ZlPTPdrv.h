@@ -3,8 +3,9 @@
 //
 // A transaction is a command, data in one direction or none, and a response. It runs while the
 // port's mutex is held, and takes its id from the port's counter; all processes share both. So they
-// continue each other's count, in one session of the camera. Nothing is retried here, and no pipe
-// is reset: a failure goes to the caller at once, and the port is released in every case.
+// continue each other's count, in one session of the camera. No pipe is reset, and nothing is
+// retried but a refused command from which parameters were left out (see mayMissParameters()). Any
+// other failure goes to the caller at once, and the port is released in every case.
 
 #include <memory>
 
@@ -17,11 +18,11 @@ namespace zlk {
 
 /// One connection to one port, for one thread at a time. A broken connection can't be repaired: its
 /// user makes a new object. While a progress report is running, checkConnection() may be called and
-/// answers from memory; any other operation throws PTP_GENERAL_ERROR.
+/// answers from memory; an operation that needs a turn on the port throws PTP_GENERAL_ERROR.
 ///
 /// What a camera sends isn't trusted. A container above 256 MiB throws PTP_OUT_OF_MEMORY, a read of
-/// no bytes in the middle of a container throws PTP_NO_RESPONSE, and no byte is handed out that
-/// wasn't received.
+/// no bytes before a container's end throws PTP_NO_RESPONSE, and no byte is handed out that wasn't
+/// received.
 class ZlPTPdrv : public PtpInterface {
   public:
     /// Opens the port. If that fails nothing is thrown; every operation then throws
@@ -75,8 +76,9 @@ class ZlPTPdrv : public PtpInterface {
     bool checkConnection(std::uint32_t* foundVid, std::uint32_t* foundPid) override;
     std::uint32_t receivedData() const override;
 
-    /// Our own operations, for a dock: the USB ids of the camera that is plugged into it. `first`
-    /// and `second` are the response's parameters.
+    /// Our own operations, for a dock: each returns the USB ids of a camera that is plugged into
+    /// it, as the response's first two parameters. ZLpressSaveButton() also makes the dock connect
+    /// its camera; ZLconnectedCameraId2() also reports one that isn't connected.
     void ZLconnectedCameraId(std::uint32_t* first, std::uint32_t* second);
     void ZLpressSaveButton(std::uint32_t* first, std::uint32_t* second);
     void ZLconnectedCameraId2(std::uint32_t* first, std::uint32_t* second);

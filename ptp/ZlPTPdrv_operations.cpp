@@ -187,7 +187,7 @@ void ZlPTPdrv::receiveObject(const Operation& operation, void* target, std::uint
             // After readResponce() the cursor is at the payload.
             const std::uint32_t count = std::min(payloadSize(), size);
             if (count > 0) std::memcpy(target, dataStream.data() + dataStream.cursor(), count);
-            // The large block is given back before the response is read, which would clear all of
+            // The large block is given back first, because reading the response would clear all of
             // it.
             dataStream.resize(dataStreamSize);
             if (count < size) throw PTP_INCOMPLETE_TRANSFER;

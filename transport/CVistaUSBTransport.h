@@ -9,9 +9,9 @@ namespace zlk {
 /// The port is a device path without the prefix `\\?\`. The device's ids and packet size are read
 /// once, at opening.
 ///
-/// It differs from WindowsUSB where a caller may notice: without a port it stays closed and throws
-/// nothing; while it is closed, reads and writes do nothing and leave the count of bytes as it was;
-/// it delivers no events.
+/// It differs from WindowsUSB where a caller may notice: with an empty port it stays closed and
+/// throws nothing; while it is closed, reads and writes do nothing and leave the count of bytes as
+/// it was; it delivers no events.
 class CVistaUSBTransport : public TransportInterface {
   public:
     CVistaUSBTransport() = default;

@@ -68,8 +68,8 @@ class PortTable {
         if (before > 0) setCount(before - 1);
     }
     /// Completes a removal in whose middle a process died. At that point one entry stands at its
-    /// new place, perhaps incompletely, and also at its old place after that; so two neighbours
-    /// have one port.
+    /// new place, perhaps incompletely, and also at its old place after that. So two neighbours
+    /// have one port, unless the process died while it copied the port itself.
     void resumeRemoval() {
         for (Entry* entry = begin(); entry + 1 < end(); ++entry)
             if (std::equal(std::begin(entry->port), std::end(entry->port), entry[1].port))

@@ -86,8 +86,8 @@ void PtpSyncController::makeOrOpenTable() {
         return;
     }
     TraceLine(category, "setPort - openFileMapping creating map");
-    // The section is new only if no other process has made it since the attempt to open it; one
-    // that isn't ours may do that without the table's mutex.
+    // The section is new only if no other process has made it since the attempt to open it:
+    // programs that aren't ours don't wait for the table's mutex.
     if (section.make(tableName, tableSize)) Table(section, tableSize).setCount(0);
 }
 

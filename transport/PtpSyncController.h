@@ -21,8 +21,9 @@ namespace zlk {
 /// another camera's. Lock order: the port's mutex first, then the table's, which nobody holds for
 /// longer than a look through the table.
 ///
-/// PTP_GENERAL_ERROR is thrown for a port of more than 19 bytes; for a camera that the table has no
-/// room for, which leaves the table as it was; and for a port whose mutex can't be opened.
+/// PTP_GENERAL_ERROR is thrown for a port of more than 19 bytes; by setPort() for a camera that the
+/// table has no room for, which leaves the table as it was; by getMutex() and releaseMutex() for a
+/// port that the table doesn't list; and where the section or a mutex can't be made or opened.
 ///
 /// An arbiter is for one thread, since mutexes belong to threads.
 class PtpSyncController : public PTPSyncInterface {

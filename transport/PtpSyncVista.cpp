@@ -77,7 +77,7 @@ std::uint32_t PtpSyncVista::getMutex(const WCHAR* wide) {
         mutex = UniqueHandle(CreateMutexA(nullptr, 0, name.c_str()));
         if (mutex) {
             // This second handle is never closed, so a mutex that this process has made exists
-            // until it ends.
+            // until the process ends.
             (void)OpenMutexA(MUTEX_ALL_ACCESS, 1, name.c_str());
         } else {
             TraceLine(category, "CreateMutex - ERROR (mutex is NULL) err(%d)", GetLastError());

@@ -7,7 +7,8 @@
 namespace zlk {
 
 /// The camera is a file of the still-image driver, `\\.\Usbscan<n>`. One handle is for the bulk
-/// pipes and another for the interrupt pipe. Every call goes to the device, even getVidPid().
+/// pipes and another for the interrupt pipe. getVidPid() asks the device each time; the packet size
+/// is read once, at opening.
 class WindowsUSB : public TransportInterface {
   public:
     WindowsUSB() = default;
