@@ -35,7 +35,7 @@ class CContextMgrInfo {
 
     /// How a medium is detected, in upper case: `AIO`, or empty for the usual way.
     std::u16string GetCheckMediaMethod(const std::u16string& id) const;
-    /// Seconds to wait for files on a card that shows none; 0 for the default.
+    /// How many times a card that shows no files is walked again, once a second; 0 for the default.
     std::uint32_t GetFileEnumTimeout(const std::u16string& id) const;
     /// Whether files may be deleted; false only if the settings say "FALSE".
     bool GetAllowDelete(const std::u16string& id) const;

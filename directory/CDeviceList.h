@@ -27,7 +27,8 @@ class CDeviceList : public DispatchImpl<IDeviceList> {
     ~CDeviceList() = default;
 
   private:
-    /// Adds drives that hold a removable medium or a disc and belong to no registered device.
+    /// Adds all drives with a disc, and those with a removable medium, but for A, that belong to no
+    /// registered device.
     static void addDrives(DeviceInfoList& list);
 
     ComPtr<IDeviceList> delegateList;  // the class that answers instead; usually empty

@@ -28,11 +28,12 @@ class CDeviceUtilFunctions {
     // -- translations
 
     /// How the device can be reached now: a pnp id (`VID_xxxx&PID_xxxx`), a drive root or a network
-    /// path. Empty if it can't be reached.
+    /// path. Empty if it can't be reached. The root or path that an id itself names isn't checked.
     std::u16string ContextIdToLowLevelId(const std::u16string& id);
     /// The ProgID of the class that handles the device; empty for an unknown device.
     std::u16string ContextIdToUnloadInterface(const std::u16string& id);
-    /// The name to be shown: the registered one, or else a volume's label and drive letter.
+    /// The name to be shown: the registered one, or else, for the id of a drive, the volume's label
+    /// and drive letter, or only its root if it has no label.
     std::u16string ContextIdToName(const std::u16string& id);
     /// The context id for any text with `VID_xxxx` and `&PID_xxxx` in it, in any case.
     std::u16string CameraVidPidToContextId(const std::u16string& vidPid);
@@ -65,16 +66,17 @@ class CDeviceUtilFunctions {
     static std::u16string PseudoDriveRoot(const std::u16string& id);
     /// The removable drive whose vendor and product strings belong to the id.
     std::u16string RootFromUsbVolume(const std::u16string& id);
-    /// Whether the device can be reached now.
+    /// Whether the device can be reached now, that is, has a low-level id. A path counts as
+    /// reachable unless it is a file's, even if its drive is empty or doesn't exist.
     bool IsContextIdUnloadable(const std::u16string& id);
     bool IsDriveUnloadable(const std::u16string& path);
 
     // -- ports (CDeviceUtilFunctions_ports.cpp)
     //
-    // The device class keys of the settings tree list what is attached, with a subkey for each
-    // device. On the first driver family a subkey has the port itself. On the second, the port
-    // comes from the shared table of device paths, in which it is looked up by the ids of the
-    // subkey.
+    // The device class keys of the settings tree have a subkey for each device, which may stay
+    // after the device is gone. On the first driver family a subkey has the port itself. On the
+    // second, the port comes from the shared table of device paths, in which it is looked up by the
+    // ids of the subkey.
 
     /// The port of a USB device with these ids. With `passThru`, the port of the pass-through
     /// device that such a camera is plugged into, whose row then is in `passThruCamInfo`. Empty if
@@ -96,9 +98,9 @@ class CDeviceUtilFunctions {
     // can be asked for the ids of the camera. Ids of 0 mean that there is no camera, or that the
     // dock doesn't answer.
 
-    /// The id to work with. A pass-through device's id is mapped to that of the camera behind it;
-    /// other ids are returned unchanged. On return, a camera behind such a device has been
-    /// connected to it.
+    /// The id to work with. A pass-through device's id is mapped to that of the camera that is
+    /// plugged into it, if that is a known one; other ids are returned unchanged. A camera that is
+    /// plugged into a device of the second kind is also connected.
     std::u16string MapContextId(const std::u16string& id);
     std::u16string MapPassThruContextId(const std::u16string& id);
     CCamInfo PassThruCamInfoFromContextId(const std::u16string& id) const;

@@ -101,7 +101,7 @@ std::u16string CDeviceUtilFunctions::MapPassThruContextId(const std::u16string& 
         findCameraPort(VidFromDeviceId(row.Cam_pnpID), PidFromDeviceId(row.Cam_pnpID), false);
     if (port.empty()) return id;
     TraceLine(category, "MapPassThruContextId2");
-    // The search for the port has overwritten it.
+    // The search for the port has cleared this.
     passThruCamInfo = row;
     std::uint32_t vid = 0, pid = 0;
     GetConnectedPassThruDeviceId(port, vid, pid);

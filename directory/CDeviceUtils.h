@@ -42,7 +42,7 @@ class CDeviceUtils : public DispatchImpl<IDeviceUtils> {
     /// no such class.
     ComPtr<IPhotoDevice> createDevice(const std::u16string& id);
     /// Whether the device answers TRUE to a message. S_FALSE with a false answer means that no
-    /// device was asked or none answered.
+    /// device was asked or none answered; E_FAIL, that the device's class can't be created.
     HRESULT askDevice(const std::u16string& id, std::u16string_view message, bool& answer);
 
     CDeviceUtilFunctions utilFunctions;

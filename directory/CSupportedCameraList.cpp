@@ -70,7 +70,7 @@ bool validate(CCamInfo& row) {
 }
 
 /// Drive and folder of an installed program, with a trailing backslash; empty if it isn't
-/// installed.
+/// installed, or if its path has 130 units or more.
 std::u16string appDirectory(const std::u16string& program) {
     const RegistryKey key = regOpenKey(
         HKEY_LOCAL_MACHINE, u"Software\\Microsoft\\Windows\\CurrentVersion\\App Paths\\" + program,

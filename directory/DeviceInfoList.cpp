@@ -3,8 +3,9 @@
 namespace zlk {
 namespace {
 
-/// The name with U+FFFD for each character that a document can't hold. A volume's label may have
-/// any characters, and a card with a strange one must be listed all the same.
+/// The name with U+FFFD for each control character below U+0020 and for all else that a document
+/// can't hold. A volume's label may have any characters, and a card with a strange one must be
+/// listed all the same.
 std::u16string showable(std::u16string name) {
     for (std::size_t i = 0; i < name.size(); ++i) {
         const WCHAR unit = name[i];

@@ -174,7 +174,7 @@ std::u16string driveNamed(const std::u16string& storage) {
 
 std::u16string mountPlace(std::u16string_view contextId) {
     const auto id = split(contextId);
-    // The platform would end the text at the zero, and so find another device.
+    // The platform would end a text at a zero in it, and so find another device.
     if (!id || contextId.find(u'\0') != std::u16string_view::npos) return {};
     const std::u16string storage = isDriveId(*id) ? withBackslashes(id->serial) : storageOf(*id);
     if (storage.empty()) return {};

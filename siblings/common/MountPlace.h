@@ -15,7 +15,7 @@ namespace zlk {
 /// - a drive letter, `E`, `E:` or `E:\`;
 /// - the storage device's vendor and product, `ZL GLIMMERBOX 539`, or a device instance id that
 ///   contains both, `USBSTOR\DISK&VEN_ZL&PROD_GLIMMERBOX_539&REV_1.00\...`; of several such drives
-///   the first one with a card counts;
+///   the first with a card counts, or simply the first if none has one;
 /// - a network path, `\\server\share`.
 std::u16string mountPlace(std::u16string_view contextId);
 

@@ -28,9 +28,9 @@ class JpegReader {
     /// of colours, or if it is so large that decoding would take too long.
     std::optional<Size> open();
 
-    /// Decodes the picture in `size`, which must not exceed its own. Nothing if the picture is cut
-    /// off or badly damaged, or needs too much memory: a progressive picture is kept in memory as a
-    /// whole. To be called once, after open().
+    /// Decodes the picture and scales it down to `size`, which must not exceed its own. Nothing if
+    /// the picture is cut off, is badly damaged, has too many scans, or needs too much memory: a
+    /// progressive picture is kept in memory as a whole. To be called once, after open().
     std::optional<Picture> decode(Size size);
 
   private:

@@ -17,13 +17,14 @@ inline constexpr std::size_t maxXmlNodes = 4'000'000;
 /// UTF-16 units of one parsed text.
 inline constexpr std::size_t maxXmlUnits = 64 * 1024 * 1024;
 
-/// Whether a document can hold all of these characters: there are no lone surrogates, and no
-/// control characters except tab and line ends.
+/// Whether a document can hold all of these characters: there are no lone surrogates, no U+FFFE and
+/// U+FFFF, and of the characters below U+0020 only tabs and line ends.
 bool isXmlText(std::u16string_view text) noexcept;
 
 /// The root element of a well-formed document as it stands in `utf8`, without a declaration,
 /// document type, comments or byte order mark around it. Nothing if the document isn't well-formed,
-/// declares entities of its own, or exceeds `maxDepth` or the limits above.
+/// declares entities of its own, or exceeds `maxDepth` or maxXmlNodes. Its characters are left to
+/// isXmlText().
 std::optional<std::string_view> rootOfDocument(std::string_view utf8, std::size_t maxDepth);
 
 }  // namespace zlk

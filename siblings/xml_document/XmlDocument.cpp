@@ -66,8 +66,8 @@ std::string_view nameOf(std::string_view markup) {
     return markup.substr(1, markup.find_first_of(" \t\r\n/>") - 1);
 }
 
-/// The same, but as one folded node. The element is parsed first, so that its markup is written
-/// like that of all others.
+/// Like append(), but adds one folded node. The element is parsed first, so that its markup is
+/// written like that of all others.
 HRESULT appendFolded(pugi::xml_node parent, std::string_view markup) {
     pugi::xml_document document;
     const HRESULT result = append(document, markup);

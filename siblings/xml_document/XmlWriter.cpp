@@ -36,8 +36,8 @@ class UnitFiller {
                 *at++ = byte;
                 continue;
             }
-            // A multi-byte character: the first byte tells how many follow, and each has 6 bits of
-            // it.
+            // A multi-byte character: the first byte tells how many follow, and each of those has 6
+            // bits of the code.
             const int more = byte >= 0xF0 ? 3 : byte >= 0xE0 ? 2 : 1;
             unsigned code = byte & (0x3F >> more);
             for (int k = 0; k < more; ++k) code = code << 6 | (utf8[++i] & 0x3F);
