@@ -42,8 +42,8 @@ enum class CameraMessage : std::int32_t {
 
 /// One device, for one thread at a time. An operation may only be called after CheckConnection()
 /// has returned true. The device may vanish at any moment, which an operation reports as
-/// NotConnected or ReadFailed. Text results are cleared first and stay empty on failure. No
-/// exception leaves an operation.
+/// NotConnected, or as a failure to read, write or delete. Text results are cleared first and stay
+/// empty on failure. No exception leaves an operation.
 class CImageDev {
   public:
     virtual ~CImageDev() = default;
@@ -60,11 +60,11 @@ class CImageDev {
     /// bytes written so far.
     virtual DeviceCode GetFile(std::u16string id, ObjectProgressInterface* progress,
                                HANDLE target) = 0;
-    /// Writes a thumbnail of the file into a new file at the path `fileName`.
+    /// Writes a thumbnail of the file to the path `fileName`, where it replaces an existing file.
     virtual DeviceCode GetThumbnail(std::u16string id, std::u16string fileName) = 0;
 
     /// The documents that belong to the pictures: print order, intent and share menu. Putting an
-    /// empty text deletes the document.
+    /// empty text deletes the document, but a PTP camera is sent an empty menu.
     virtual DeviceCode GetDpofFile(std::u16string& text) = 0;
     virtual DeviceCode PutDpofFile(std::u16string text) = 0;
     virtual DeviceCode GetIntentFile(std::u16string& text) = 0;
@@ -80,7 +80,8 @@ class CImageDev {
     virtual DeviceCode GetDeviceID(std::u16string& text) = 0;
     virtual DeviceCode GetCameraDiagnostic(std::u16string& text) = 0;
 
-    /// Sends a message to the camera. True if it was delivered.
+    /// Sends a message to the camera. False if the camera isn't connected, takes no such message,
+    /// or refuses it.
     virtual bool SendSpecialMsg(CameraMessage message) = 0;
     /// Whether the device requests a new share menu.
     virtual bool CheckForRequestConfigFile() = 0;

@@ -31,7 +31,8 @@ class CMassStorageDev final : public CImageDev {
     CMassStorageDev(const CMassStorageDev&) = delete;
     CMassStorageDev& operator=(const CMassStorageDev&) = delete;
 
-    /// Whether there is such a drive. One without a card counts; see IsCardInserted().
+    /// Whether there is such a drive, or a folder at the network path. A drive without a card
+    /// counts; see IsCardInserted().
     bool CheckConnection() override;
 
     /// If no file is found, walks the volume again every second, as many times as the settings give
@@ -40,7 +41,8 @@ class CMassStorageDev final : public CImageDev {
     DeviceCode GetFileInfo(FileInfoList& list, ObjectProgressInterface* progress) override;
     DeviceCode DeleteFile(std::u16string id) override;
     /// Waits for up to 20 seconds if the file can't be opened. A file that shrinks while it is
-    /// copied gives ReadFailed; one that grows is copied in its former size.
+    /// copied gives ReadFailed, and so does a target that can't be written; a file that grows is
+    /// copied in its former size.
     DeviceCode GetFile(std::u16string id, ObjectProgressInterface* progress,
                        HANDLE target) override;
     DeviceCode GetThumbnail(std::u16string id, std::u16string fileName) override;
@@ -90,7 +92,8 @@ class CMassStorageDev final : public CImageDev {
     bool isOwnFile(std::u16string_view id) const;
 
     // Documents
-    /// Writes a document's text in one of the two encodings.
+    /// Writes a document's text: writeNarrowFile(), or writeUtf8File(), which adds a terminating
+    /// zero and limits the size.
     using Writer = DeviceCode (CMassStorageDev::*)(const std::u16string& path,
                                                    const std::u16string& text);
     /// The path of a document in the folder MISC.

@@ -203,8 +203,8 @@ bool CMassStorageDev::SendSpecialMsg(CameraMessage message) {
         std::ranges::copy(messageBlock(u"MessageBlock1"), file.begin() + firstBlockAt);
         file[messageAt] = static_cast<BYTE>(message);
         std::ranges::copy(messageBlock(u"MessageBlock2"), file.begin() + secondBlockAt);
-        // The attempt counts, whether or not the file can be written. It is flushed at once, so
-        // that the camera finds it now.
+        // The attempt counts, whether or not the file can be written. The drive is flushed at once,
+        // so that the camera finds the message now.
         WriteBufToFile(file.data(), messageFileSize, specialFilePath(specialFiles::message));
         if (!driveRoot.empty()) FlushDrive(driveRoot[0]);
         wroteToVolume = false;

@@ -1,4 +1,4 @@
-// Copying files from a volume, deleting them, and their thumbnails.
+// Copies files from a volume, deletes files on it, and makes thumbnails.
 
 #include <algorithm>
 #include <memory>

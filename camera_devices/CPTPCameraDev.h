@@ -24,7 +24,7 @@ namespace zlk {
 class CPTPCameraDev : public CImageDev {
   public:
     /// `lowLevelId` contains `VID_xxxx` and `&PID_xxxx` in any case; the port is looked up by
-    /// `contextId`. Nothing is looked up yet.
+    /// `contextId`, but only by CheckConnection().
     CPTPCameraDev(const std::u16string& lowLevelId, std::u16string contextId);
     /// Leaves the session open, since the next user goes on in it.
     ~CPTPCameraDev() override;
@@ -55,7 +55,10 @@ class CPTPCameraDev : public CImageDev {
 
     /// A document that the camera doesn't have reads as an empty text; one of more than 16 MiB
     /// gives OutOfMemory. The print order and the intent are those that the last GetFileInfo()
-    /// found. They can only be deleted; putting any other text gives NotSupported.
+    /// found. They can only be deleted; putting any other text gives NotSupported. If the table
+    /// doesn't say that the camera supports the share menu, the intent reads as an empty text. If
+    /// the table says that a model keeps these documents, deleting them does nothing and gives
+    /// Success.
     DeviceCode GetDpofFile(std::u16string& text) override;
     DeviceCode PutDpofFile(std::u16string text) override;
     DeviceCode GetIntentFile(std::u16string& text) override;
@@ -75,7 +78,8 @@ class CPTPCameraDev : public CImageDev {
     bool CheckForRequestConfigFile() override;
     bool CheckForRequestTagSetupFile() override;
 
-    /// If the camera's time can't be read, the result is this machine's.
+    /// If what the camera sends is no valid time, the result is this machine's time. The model 368,
+    /// whose clock can only be set, gives NotSupported.
     DeviceCode GetDeviceTime(std::u16string& text) override;
     DeviceCode PutDeviceTime(std::u16string text) override;
 

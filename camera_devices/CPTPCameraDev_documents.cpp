@@ -215,8 +215,8 @@ bool CPTPCameraDev::SendSpecialMsg(CameraMessage message) {
         TraceLine(category, "SendSpecialMsg (%d)", static_cast<std::int32_t>(message));
         if (shareBlocked() || !VerifyConnection()) return false;
         TraceLine(category, "SendSpecialMsg - Sending");
-        // The message is the size of an object that is announced and never sent, from which cameras
-        // read it.
+        // Cameras read the message's number from the size of an object that is announced and then
+        // never sent.
         ObjectInfoDataset info =
             announcement(specialFiles::message, static_cast<std::uint32_t>(message), 0);
         info.ProtectionStatus = 1;

@@ -1,6 +1,7 @@
 #pragma once
-// The initiator for cameras of other makers, whose deviations it works around. Each work-around is
-// tried only after a camera has refused the plain way, and then holds for the connection:
+// The initiator for cameras of other makers, whose deviations it works around. The first three
+// work-arounds are tried only after a camera has refused the plain way, and then hold for the
+// connection; the others are decided anew for each list, file and object:
 //
 //     parameters     commands are sent with their trailing zeros, which our own models don't want
 //     counting       the list of handles is counted, where GetNumObjects isn't supported

@@ -41,7 +41,7 @@ HRESULT CDevBaseClass::LockDevice(BSTR cueId) noexcept {
 
 bool CDevBaseClass::SetLockMutex(const std::u16string& id) {
     lockMutex.reset();
-    // The platform would end the name at the zero, and so claim another device.
+    // The platform would end the name at a zero in it, and so claim another device.
     if (id.find(u'\0') != id.npos) return false;
     std::u16string mutexName = hasGlobalNames() ? u"Global\\" : u"";
     mutexName.append(u"ZlkUnloadImageDeviceLock_").append(id);
@@ -77,8 +77,8 @@ HRESULT CDevBaseClass::get_ErrorCode(LONG* pVal) noexcept {
 bool CDevBaseClass::isDeviceConnected() {
     if (!imageDev) createImageDev();
     if (!imageDev) return false;
-    // A device that is gone is dropped. The next operation makes a new one, which may find it
-    // again.
+    // A device that is gone is dropped. The next operation makes a new object, which may find the
+    // device again.
     if (imageDev->CheckConnection()) return true;
     imageDev.reset();
     return false;
@@ -99,14 +99,14 @@ void CDevBaseClass::createImageDev() {
 
 void CDevBaseClass::resolveDeviceKind(bool& isMassStorage, std::u16string& lowLevelId) const {
     lowLevelId = upperCase(SettingsIDtoUnloadID(deviceId));
-    // Only devices on USB have VID in their ids.
+    // The pnp id of a device on USB has VID in it, and a drive root hasn't. A network path with
+    // these letters is taken for a pnp id.
     isMassStorage = lowLevelId.find(u"VID") == lowLevelId.npos;
 }
 
 std::u16string CDevBaseClass::SettingsIDtoUnloadID(const std::u16string& deviceId) {
     std::u16string lowLevelId;
-    // The empty id belongs to no device, but the look-up would take it for that of an unknown
-    // drive.
+    // The empty id belongs to no device, so all drives and ports needn't be looked through for it.
     if (!deviceId.empty()) lowLevelId = CDeviceUtilFunctions().ContextIdToLowLevelId(deviceId);
     TraceLine(category, "SettingsIDtoUnloadID(%s) -> (%s)", deviceId, lowLevelId);
     return lowLevelId;

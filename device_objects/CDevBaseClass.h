@@ -90,7 +90,7 @@ class CDevBaseClass {
     bool locked = false;
 
   private:
-    /// Makes the mutex that is the claim. False if it exists already.
+    /// Makes the mutex that is the claim. False if it exists already or can't be made.
     bool SetLockMutex(const std::u16string& id);
     /// Makes the device for `deviceId`. Null if it can't be reached.
     void createImageDev();

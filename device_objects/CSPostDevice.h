@@ -8,9 +8,9 @@
 
 namespace zlk {
 
-/// The camera is told about the dialogue: that it has started when the menu is read, and how it
-/// ended when the object is unlocked, which is done if a menu was written, and cancelled if it was
-/// only read.
+/// The camera is told about the dialogue. When the menu is read, it is told that the dialogue has
+/// started; when the object is unlocked after that, that the dialogue is done if a menu was
+/// written, or cancelled if none was.
 class CSPostDevice : public DispatchImpl<ISwiftPostDevice>, public CDevBaseClass {
   public:
     using Interfaces = InterfaceList<ISwiftPostDevice, IDispatch>;
@@ -29,7 +29,7 @@ class CSPostDevice : public DispatchImpl<ISwiftPostDevice>, public CDevBaseClass
     ~CSPostDevice();
 
   private:
-    // Both are set once the device was reached, even if it failed.
+    // Both are set once the device was reached, even if reading or writing failed.
     bool menuRead = false;
     bool menuWritten = false;
 };

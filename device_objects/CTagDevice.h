@@ -9,8 +9,8 @@
 namespace zlk {
 
 /// The camera is told about the dialogue: that it has started when the list is read, that it is
-/// done when a list has been written, and that it was cancelled when the object is unlocked without
-/// a write.
+/// done when a list has been written, and that it was cancelled when the object is unlocked after
+/// the list was read and no write was tried.
 class CTagDevice : public DispatchImpl<ITagDevice>, public CDevBaseClass {
   public:
     using Interfaces = InterfaceList<ITagDevice, IDispatch>;
@@ -27,7 +27,7 @@ class CTagDevice : public DispatchImpl<ITagDevice>, public CDevBaseClass {
     ~CTagDevice();
 
   private:
-    // Both are set once the device was reached, even if it failed.
+    // Both are set once the device was reached, even if reading or writing failed.
     bool tagsRead = false;
     bool tagsWritten = false;
 };

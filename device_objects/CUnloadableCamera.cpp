@@ -27,8 +27,8 @@ bool isOwnTarget(const std::u16string& id, const std::u16string& fileName) {
     FileStatus picture, target;
     // Most targets don't exist yet, so they can't be the picture.
     if (id.find_first_of(u"\\/") == id.npos || !_wstat64i32(fileName.c_str(), target)) return false;
-    // Both are compared while the picture is open, since a file's inode number may be reused after
-    // that.
+    // Both are compared while the picture is open, since the inode number of a file that nobody has
+    // open may be reused once the file is deleted.
     const UniqueHandle source(CreateFileW(id.c_str(), 0, 0, nullptr, OPEN_EXISTING, 0, nullptr));
     return _wstat64i32(id.c_str(), picture) && _wstat64i32(fileName.c_str(), target) &&
            picture.st_dev == target.st_dev && picture.st_ino == target.st_ino;
@@ -166,7 +166,7 @@ HRESULT CUnloadableCamera::get_Dpof(BSTR* pVal) noexcept {
     TraceLine(category, "get_Dpof");
     return guardedRead(pVal, [](CImageDev& device, std::u16string& text) {
         device.GetDpofFile(text);
-        // A missing print order isn't a failure, unlike a missing intent.
+        // A print order that can't be read counts as missing, which isn't a failure here.
         return DeviceCode::Success;
     });
 }

@@ -29,7 +29,8 @@ class NamedCallback : public IProgressCallback {
         // A script can only refuse by failing, or by a result of its own.
         if (called != S_OK) return FAILED(called) ? called : S_FALSE;
         if (result->vt == VT_BOOL) return result->boolVal ? S_OK : S_FALSE;
-        // A number of any type is an HRESULT; what isn't one says nothing.
+        // A result that can be converted to a number is an HRESULT; any other lets the transfer go
+        // on.
         Variant number;
         const HRESULT isNumber = VariantChangeType(number.get(), result.get(), 0, VT_I4);
         return SUCCEEDED(isNumber) ? number->lVal : S_OK;
