@@ -25,8 +25,9 @@
 //
 // A message is a MessageHeader, followed by `length` bytes of what stands beside its kind below.
 // Both ends come out of one build and run on one machine, so numbers have the machine's byte order.
-// Open carries a version all the same, since a host may outlive an update of its clients. An end
-// that receives anything else than this page allows closes the connection.
+// Open carries a version all the same, since a host may outlive an update of its clients. A host
+// that receives anything else than this page allows closes the connection. A client does so for a
+// size that isn't allowed, and skips kinds that it doesn't expect.
 //
 // A turn is everything that belongs to one PTP command. The client increments its turn number with
 // each Write that is a command container, and skips messages that still arrive for an earlier turn.
@@ -103,8 +104,9 @@ struct ControlAnswer {
     std::uint32_t error;  ///< the last error, or 0
 };
 
-/// A recording goes on until EndRecord, or until its connection or the device is gone. A device has
-/// one recording at a time; a second request is refused with ERROR_BUSY.
+/// A recording goes on until EndRecord, or until the device is gone, or its connection is (but see
+/// recordToTheEnd). A device has one recording at a time; a second request is refused with
+/// ERROR_BUSY.
 struct RecordRequest {
     std::uint32_t flags;
     /// Lengths in bytes of the device's texts, UTF-8, which follow the request one after another.

@@ -75,9 +75,9 @@ inline constexpr DWORD ZL_IOCTL_GET_DEVICE_DESCRIPTOR = 0xF1006000;
 inline constexpr DWORD ZL_IOCTL_GET_MAX_PACKET_SIZE = 0xF100A004;
 
 /// The table of the second family's cameras: a named section that holds a count in its first byte
-/// and then the packed entries. The attached cameras are entered while a process opens the section.
-/// An entry keeps its place and its transaction id while any process has the section open; the
-/// entry of an unplugged camera has 0 as vid and pid.
+/// and then the packed entries. The attached cameras are entered whenever a process opens the
+/// section. An entry keeps its place and its transaction id while any process has the section open;
+/// the entry of an unplugged camera has 0 as vid and pid.
 inline constexpr WCHAR devicePathTableName[] = u"Global\\ZlPtpWPDHandlesToCameras";
 inline constexpr DWORD devicePathTableSize = 4096;
 struct DevicePathEntry {
@@ -121,7 +121,7 @@ class CameraRecording {
     /// `port` is a name of either family from AttachedCamera, with its front. `file` is an empty
     /// regular file, open for writing; the host gets a duplicate, so the caller may close its
     /// handle. `options` are the flags above. Null with the last error: one of those of opening the
-    /// camera, or ERROR_BUSY if the camera is being recorded already.
+    /// camera, ERROR_BUSY if the camera is being recorded already, or another.
     static std::unique_ptr<CameraRecording> begin(const std::u16string& port, HANDLE file,
                                                   DWORD options);
     /// Ends the recording without waiting for its last bytes.

@@ -142,7 +142,8 @@ std::vector<AttachedDevice> devicesWithoutPorts() {
 /// Port numbers by device name.
 using PortTable = std::map<std::string, unsigned>;
 
-/// The table that processes share. Lines with a number out of range or a number twice are ignored.
+/// The table that processes share. Lines with a number that is out of range, or that an earlier
+/// line has, are ignored.
 PortTable readTable(const SharedTable& shared) {
     PortTable table;
     std::istringstream lines(shared.read());

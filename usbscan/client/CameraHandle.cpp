@@ -306,8 +306,7 @@ bool CameraHandle::askPacketSize(std::span<std::byte> output, DWORD& returned) {
 void CameraHandle::cancel() {
     turnEnded_ = true;
     const std::lock_guard lock(sending_);
-    // Nobody waits here for the host's Cancelled: it ends the read of the thread that has one under
-    // way.
+    // Nobody waits here for the host's Cancelled: it ends a read that another thread has under way.
     link_->send({0, MessageKind::Cancel, 0, turn_}, {});
 }
 

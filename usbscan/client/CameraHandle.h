@@ -76,8 +76,8 @@ class CameraHandle final : public Handle {
     /// Sends the message, and waits for the Recorded that answers it.
     bool askRecorder(usbscan::MessageKind kind, std::span<const std::byte> first = {},
                      std::span<const std::byte> second = {}, int descriptor = -1);
-    /// Sends a Control message and waits for its answer. Takes the locks itself, as the next two
-    /// do.
+    /// Sends a Control message and waits for its answer. Takes the locks itself, as askDescriptor()
+    /// and askPacketSize() do.
     bool ask(DWORD code, std::span<const std::byte> input, std::span<std::byte> output,
              DWORD& returned);
     bool askDescriptor(const USBSCAN_GET_DESCRIPTOR& wanted, std::span<std::byte> output,

@@ -73,8 +73,8 @@ void tellHolder(const AttachedDevice& device) {
         diagnose(category, u"%s is held by another program", device.node);
 }
 
-/// The date and the process id keep apart the names of recordings. Of two programs that open the
-/// camera within one second, the host refuses one.
+/// The date and the process id keep the names of recordings apart. If two programs open the camera
+/// at the same time, the host refuses the recording of one of them.
 std::u16string recordingPath(const std::u16string& folder, const AttachedDevice& device) {
     const std::time_t now = std::time(nullptr);
     std::tm local{};

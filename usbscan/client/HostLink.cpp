@@ -171,8 +171,8 @@ bool HostLink::enterArea(usbscan::MessageHeader& header) {
 void HostLink::leaveArea() {
     inArea_ = nullptr;
     // Each message wakes the host, which needs no slot before most of them are taken. So up to this
-    // many wait to go with another message. If the one sent here fails, the host is gone and needs
-    // none.
+    // many wait to go with another message. If sending fails here, the host is gone and needs no
+    // slots.
     constexpr std::size_t most = usbscan::areaSlots / 2 - 1;
     const struct {
         usbscan::MessageHeader header;

@@ -26,7 +26,8 @@ class HostLink {
 
     /// Sends one whole message; may be called from any thread. Its length is filled in. A
     /// descriptor may go with it and stays the caller's. Slots of the shared area that have been
-    /// read since are given back with the same system call. False if the connection has ended.
+    /// read since are given back with the same system call. False if the connection has ended, or
+    /// if the host takes nothing for too long.
     bool send(usbscan::MessageHeader header, std::span<const std::byte> first,
               std::span<const std::byte> second = {}, int descriptor = -1);
 
@@ -55,7 +56,7 @@ class HostLink {
     bool mapArea();
     /// Has receive() take the current message's bytes from the shared area.
     bool enterArea(usbscan::MessageHeader& header);
-    /// Gives the slot that has been read back to the host.
+    /// Gives the host back the slot whose bytes have been read, at once or with the next message.
     void leaveArea();
 
     Descriptor socket_;

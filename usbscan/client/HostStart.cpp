@@ -130,8 +130,8 @@ int spawnHost(const std::string& program, const std::string& node, const Descrip
     return error;
 }
 
-/// Starts the host and connects to it. Empty with ERROR_BUSY if another process has the lock: a
-/// host that is ending, or one that is just being started.
+/// Starts the host and connects to it. Empty with the last error, which is ERROR_BUSY if another
+/// process has the lock: a host that is ending, or one that is just being started.
 Descriptor startHost(const std::string& folder, const AttachedDevice& device,
                      const DeviceAddress& address) {
     const std::string program = hostProgram();

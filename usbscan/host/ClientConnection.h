@@ -38,8 +38,9 @@ class ClientConnection {
         /// The next bytes of a Write, in order; a Write of at most maxWritePart bytes comes whole.
         /// The bytes stay valid until resume(), and nothing further is read until then.
         virtual void receivedPart(ClientConnection& from, const WritePart& part) = 0;
-        /// The client is gone, or broke the protocol; called once. The owner destroys the
-        /// connection later, from the event loop, since its functions are still on the stack.
+        /// The client is gone or broke the protocol, or finish() has done its work; called once.
+        /// The owner destroys the connection later, from the event loop, since its functions are
+        /// still on the stack.
         virtual void lost(ClientConnection& connection) = 0;
 
       protected:

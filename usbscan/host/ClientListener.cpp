@@ -49,8 +49,8 @@ void ClientListener::stop() {
 
 void ClientListener::acceptAll() {
     for (int client; (client = acceptFrom(socket_)) >= 0;) accepted_(client);
-    // Anything but EAGAIN means that no file descriptor is left. The client goes on waiting, and
-    // would wake the loop again and again.
+    // Anything but EAGAIN means that file descriptors or memory have run out. The client goes on
+    // waiting, and would wake the loop again and again.
     if (errno == EAGAIN) return;
     loop_.expect(socket_, 0);
     pause_.start(acceptPause, [this] { loop_.expect(socket_, POLLIN); });

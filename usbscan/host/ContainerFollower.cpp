@@ -110,8 +110,8 @@ void ContainerFollower::append(ContainerCut cut, std::vector<ContainerCut>& cuts
 /// take a part of a header for a broken container.
 void ContainerFollower::follow(std::span<const std::byte> bytes, bool endsTransfer,
                                std::vector<ContainerCut>& cuts) {
-    // First the held header is completed. At the end of a transfer it can't be, and is handed out
-    // as is.
+    // First the held header is completed. If the transfer ends before that, the header is handed
+    // out as it is.
     if (isHeld_) {
         const std::size_t more = std::min(containerHeaderSize - headSize_, bytes.size());
         takeHead(bytes.first(more));
@@ -134,7 +134,7 @@ void ContainerFollower::follow(std::span<const std::byte> bytes, bool endsTransf
     if (transfer_ % packetSize_ == 0) cuts.push_back({});
     transfer_ = 0;
     // A container goes on after a short packet, since some devices send the header in a packet of
-    // its own. Only one without a usable length ends here.
+    // its own. Only one without a usable length, or without a whole header, ends here.
     if (headIsWhole() && missing_ == toTheTransfersEnd) cuts.back().endsResponse = isAnswer();
     if (!headIsWhole() || missing_ == toTheTransfersEnd) forgetContainer();
 }

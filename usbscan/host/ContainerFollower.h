@@ -50,7 +50,8 @@ class ContainerFollower {
     void follow(std::span<const std::byte> bytes, bool endsTransfer,
                 std::vector<ContainerCut>& cuts);
     /// How many bytes may be asked for without reading beyond the container under way. If it has
-    /// yet to begin, or if only a short packet shows its end, this is a buffer's size.
+    /// yet to begin, or if only a short packet shows its end, this is the `first` of reset(), or
+    /// dueOfUnknown once a container has ended.
     std::uint64_t due() const noexcept;
 
     /// Bytes; a small data phase and a response fit.

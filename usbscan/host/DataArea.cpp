@@ -16,7 +16,7 @@ DataArea::~DataArea() {
 bool DataArea::make() {
     descriptor_ = ::memfd_create("zlk-usbscan", MFD_CLOEXEC | MFD_ALLOW_SEALING);
     // The size is sealed, so that neither end can truncate the memory while the other uses it,
-    // which would kill it with SIGBUS.
+    // which would kill the other with SIGBUS.
     if (descriptor_ < 0 || ::ftruncate(descriptor_, areaSize) != 0 ||
         ::fcntl(descriptor_, F_ADD_SEALS, F_SEAL_SHRINK | F_SEAL_GROW | F_SEAL_SEAL) != 0)
         return false;

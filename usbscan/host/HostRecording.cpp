@@ -13,7 +13,7 @@ namespace zlk::usbscan {
 namespace {
 
 // How often the recorder is asked whether it is done, and whether it has failed; and how long the
-// host waits for it before it ends.
+// host waits for it before the host ends.
 constexpr std::chrono::milliseconds betweenLooks{5}, betweenWatches{500}, patienceAtTheEnd{1000};
 
 /// Only a regular file is accepted: writing to a pipe or a device could block for ever.
@@ -100,7 +100,7 @@ void HostRecording::finishWhenQuiet() {
     answerWhenOver();
 }
 
-/// A recording that fails is reported to all clients at once, and not only when its owner asks.
+/// A recording that fails is soon reported to all clients, and not only when its owner asks.
 void HostRecording::watch() {
     const std::uint32_t error = recorder_->file().error();
     if (error == ERROR_SUCCESS) return watch_.start(betweenWatches, [this] { watch(); });

@@ -134,9 +134,9 @@ void Recovery::nextStage() {
     }
 }
 
-/// A device that says that it is busy understands requests, so it may reset itself. A quiet one is
-/// left alone the first time: it may be in order, and a port reset would end the session of all
-/// clients.
+/// A device that says that it is busy understands requests, so it is asked to reset itself. A quiet
+/// one is left alone the first time: it may be in order, and a port reset would end the session of
+/// all clients.
 void Recovery::cancelFailed() {
     if (busy_) return tryDeviceReset();
     if (quiet_ && !(transaction_ && transaction_->again)) return finish(Outcome::LeftInPeace);
@@ -178,8 +178,8 @@ void Recovery::drain() {
         quiet_ = true;
         if (stage_ == Stage::DeviceReset || stage_ == Stage::PortReset)
             return finish(Outcome::SessionLost);
-        // An earlier host's transaction can't be cancelled, since its id is unknown. The next
-        // command will show whether the device is ready.
+        // The id of an earlier host's transaction is unknown, so silence alone is no reason to
+        // cancel it. The next command will show whether the device is ready.
         if (stage_ == Stage::Peace && !answered_ && transaction_) return nextStage();
         finish(Outcome::SessionAlive);
     });

@@ -7,9 +7,9 @@
 //                   first because some responders leave the bus when they are asked to cancel or
 //                   to reset themselves, and come back only when they are plugged in anew
 //     Cancel        for a device that doesn't answer, or goes on sending
-//     DeviceReset   for a device that has cancelled and reports that it is busy all the same
-//     PortReset     for a device that doesn't cancel and goes on sending, or that was left in
-//                   peace without an answer once before
+//     DeviceReset   for a device that still reports that it is busy
+//     PortReset     for a device that doesn't reset itself, that doesn't cancel and goes on
+//                   sending, or that was left in peace without an answer once before
 //
 // Up to Cancel, the session that all clients share survives.
 //

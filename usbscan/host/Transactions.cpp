@@ -187,12 +187,14 @@ void Transactions::recoverAfter(UsbStatus status, bool wasTaken) {
     recovered(Recovery::Outcome::SessionAlive);
 }
 
-/// No read may be pending once the transaction is over, nor before its command is written: host
-/// controllers and devices get out of step over reads that have to be taken back.
+/// No read may be pending once the transaction is over (but for a zero-length packet that is due),
+/// nor before its command is written: host controllers and devices get out of step over reads that
+/// have to be taken back.
 void Transactions::readOn() {
     const bool wanted = transaction_.open && !transaction_.answered;
     if (!wanted || transaction_.sending || writer_) return;
-    // The response then arrives with the end of the data, without a transfer of its own.
+    // The transfer for the response is then in flight before the data has ended, so that the
+    // response needn't wait for it.
     const bool andResponse = habits_.bringsData[transaction_.code] && !transaction_.dataEnded;
     device_.read(follower_.due(), andResponse);
 }
@@ -219,7 +221,7 @@ void Transactions::arrived(UsbPiece piece) {
 void Transactions::readingStopped(UsbStatus why) {
     if (why == UsbStatus::Gone) return owner_.deviceGone();
     if (recovering()) return recovery_.stalled();
-    // The recovery goes on reading, or else the next command.
+    // Reading goes on below, in a recovery, or with the next command.
     device_.clearHalt(device_.facts().bulkIn.address);
     const bool maybeOlder = why == UsbStatus::Stalled && transaction_.open && !transaction_.heard &&
                             !transaction_.cleared;

@@ -94,9 +94,9 @@ class UsbDevice {
     /// may still be reported.
     virtual bool stopReading() = 0;
 
-    /// Sends the bytes as one transfer, which stay the caller's and valid until `done`; only one
-    /// write may be under way. `zeroPacket`: if the last packet is full, a zero-length packet
-    /// follows.
+    /// Sends the bytes, which stay the caller's and must be valid until `done`, as one transfer;
+    /// only one write may be under way. `zeroPacket`: if the last packet is full, a zero-length
+    /// packet follows.
     virtual void write(std::span<const std::byte> bytes, bool zeroPacket, Done done) = 0;
     /// Ends the write under way as Cancelled, unless it has ended already.
     virtual void cancelWrite() = 0;

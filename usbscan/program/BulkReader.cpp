@@ -138,8 +138,8 @@ bool BulkReader::submit(Slot& slot, std::size_t size, bool forNext) {
         if (!forNext) toAsk_ -= std::min<std::uint64_t>(toAsk_, size);
         return true;
     }
-    // The kernel reports a lack of memory in different ways. With other transfers in flight, fewer
-    // of them have to do; without, smaller ones.
+    // The kernel reports a lack of memory in different ways. If other transfers are in flight, no
+    // more than these are used from now on; otherwise the buffers are halved.
     if (error != LIBUSB_ERROR_NO_MEM && error != LIBUSB_ERROR_IO) {
         fail(statusOfError(error));
     } else if (const std::size_t others = countInFlight()) {

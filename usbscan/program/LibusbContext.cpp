@@ -23,8 +23,8 @@ int checked(const char* what, int result) {
 
 LibusbContext::LibusbContext(EventLoop& loop) : loop_(loop), timeouts_(loop) {
     checked("libusb", libusb_init(&context_));
-    // The notifiers come first, so that no descriptor is missed; those that exist are added after
-    // it.
+    // The notifiers are set first, so that no descriptor is missed; those that exist already are
+    // added afterwards.
     libusb_set_pollfd_notifiers(
         context_,
         [](int fd, short events, void* self) {

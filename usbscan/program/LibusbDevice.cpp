@@ -104,7 +104,7 @@ LibusbDevice::LibusbDevice(EventLoop& loop, UsbAddress address, std::function<vo
 }
 
 LibusbDevice::~LibusbDevice() {
-    // Nothing may be in flight when the members that it uses are destroyed.
+    // No transfer may be in flight when the members that it uses are destroyed.
     takeBackAll();
     libusb_release_interface(handle_.get(), facts_.interfaceNumber);
 }

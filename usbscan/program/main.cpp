@@ -70,8 +70,8 @@ std::unique_ptr<UsbDevice> openDevice(EventLoop& loop, UsbAddress address,
 void serve(EventLoop& loop, UsbAddress address) {
     std::unique_ptr<DeviceHost> host;
     auto device = openDevice(loop, address, [&] { host->deviceGone(); });
-    // Rights are given up as soon as the device is open, before anything that it sends is looked
-    // at.
+    // Rights are given up as soon as the device is open, when nothing that it sends has been looked
+    // at but its descriptors.
     confine();
     host = std::make_unique<DeviceHost>(loop, std::move(device), idleTime, [&] { loop.stop(); });
     host->listenOn(listener);

@@ -14,8 +14,8 @@ class Blackout {
     /// Changes nothing.
     Blackout() = default;
     /// For the dataset that this operation carries; other operations' data isn't changed.
-    /// `parameter` is the operation's first one: an object's handle, from which a file's new name
-    /// is made.
+    /// `parameter` is the operation's first one, such as an object's handle; a hidden name is made
+    /// from it.
     Blackout(std::uint16_t operation, std::uint32_t parameter);
 
     /// Blacks out the next bytes of the dataset, in place.

@@ -12,7 +12,7 @@ void append(std::string& to, Number value) {
     to.append(reinterpret_cast<const char*>(&value), sizeof value);
 }
 
-/// Every field begins at a multiple of four bytes.
+/// What follows a text or a packet begins at a multiple of four bytes.
 void appendPadded(std::string& to, std::string_view bytes) {
     to += bytes;
     to.append((4 - bytes.size() % 4) % 4, '\0');

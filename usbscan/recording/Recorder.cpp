@@ -57,8 +57,8 @@ std::array<std::byte, 8> setupOf(const UsbRequest& request, std::size_t length) 
     return setup;
 }
 
-/// A string descriptor made from UTF-8, up to the length that a descriptor can have. What isn't in
-/// the Basic Multilingual Plane, or isn't UTF-8, becomes `?`.
+/// A string descriptor made from UTF-8, up to the length that a descriptor can have. A character
+/// outside of the Basic Multilingual Plane, or a byte that can't begin a character, becomes `?`.
 std::vector<std::byte> stringDescriptor(const std::string& text) {
     constexpr std::size_t mostUnits = 126;
     std::vector<std::byte> bytes{std::byte{0}, std::byte{stringType}};

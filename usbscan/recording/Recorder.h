@@ -45,7 +45,7 @@ class Recorder {
   private:
     void describe(const DeviceTexts& texts);
     void descriptor(std::uint16_t value, std::uint16_t language, std::span<const std::byte> bytes);
-    /// An event with a new transfer's number and the present time.
+    /// The submission of a new transfer, with the transfer's number; add() sets its time.
     UsbEvent begin(UsbEvent::Pipe pipe, std::uint8_t endpoint, std::uint32_t length);
     /// Records the event. It may have fewer bytes than its length says: the others are left out.
     void add(UsbEvent event, std::span<const std::byte> bytes, const std::string& comment);
