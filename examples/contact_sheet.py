@@ -116,7 +116,7 @@ def look_through(device: Device, folder: pathlib.Path, prefix: str) -> None:
         camera = zlkcamtr.dispatch(device.prog_id)
         with zlkcamtr.locked(camera, device.context_id):
             for file in ElementTree.fromstring(camera.GetFileInfo()).iter("file"):
-                # Names are the camera's, whatever they may hold; a path in the folder is ours.
+                # The camera's names may hold anything, so no path in the folder is made of them.
                 name = file.findtext("camerapath").rpartition("\\")[2]
                 if pathlib.PurePath(name).suffix.lower() not in PICTURES:
                     continue

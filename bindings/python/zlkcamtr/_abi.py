@@ -128,7 +128,8 @@ class Reference:
 
     @property
     def address(self) -> int:
-        # Handlers of the interpreter's end may still come by when all has been let go of.
+        # Handlers that run at the interpreter's end may still use an object whose reference is
+        # released.
         if not self._release.alive:
             raise RuntimeError("the interpreter ends, and the object has been let go of")
         return self._address

@@ -26,7 +26,7 @@ class ComError(Exception):
 
     def __str__(self) -> str:
         code = "" if self.ErrorCode is None else f", ErrorCode {self.ErrorCode}"
-        # The text that a component gives has it mostly.
+        # The text that a component gives mostly names the member already.
         member = "" if self.member in self.description else f"{self.member}: "
         return f"{member}{self.description} (0x{self.hresult:08X}{code})"
 

@@ -43,7 +43,7 @@ class Interruption:
         if self.error:
             return False
         try:
-            # In code of the application, what a signal handler raises has its usual way.
+            # While the application's code runs, what a signal handler raises takes its usual way.
             self._keeping = False
             return callback(percent) is not False
         except BaseException as error:
@@ -57,13 +57,13 @@ class Interruption:
             try:
                 raise self.error
             finally:
-                # Through its traceback it would hold this object, and itself.
+                # Its traceback holds this object, which would hold the error in turn.
                 self.error = None
 
     def _wrap_handlers(self) -> dict[int, tuple[Any, Any]]:
         """The handlers of this thread's signals, wrapped and as they were."""
         handlers: dict[int, tuple[Any, Any]] = {}
-        # Python runs them on its main thread, and lets nobody else set them.
+        # Python runs signal handlers on its main thread, and lets no other thread set them.
         if threading.current_thread() is threading.main_thread():
             for number in signal.valid_signals():
                 handler = signal.getsignal(number)
@@ -74,7 +74,7 @@ class Interruption:
 
     def _wrapped(self, handler: Callable[[int, FrameType | None], Any]) -> Any:
         def run(number: int, frame: FrameType | None) -> None:
-            # Where a signal comes so late that this wasn't taken away any more, nothing is kept.
+            # Nothing is kept while the application's code runs, nor once the call is over.
             if not self._keeping:
                 handler(number, frame)
                 return

@@ -55,8 +55,8 @@ class ProgressCallback:
         return S_OK if self._interruption.ask(self._report, percent) else S_FALSE
 
 
-# All that a component holds, by address. The functions of the table, which are the same for all,
-# find there what they are called on.
+# All callbacks that a component holds, by address. The functions of the table, which are the same
+# for all callbacks, find here the one that they are called on.
 living: dict[int, ProgressCallback] = {}
 
 
