@@ -21,8 +21,8 @@ constexpr char category[] = "CPTPCameraDev";
 // As a storage id it stands for all storages (ISO 15740).
 constexpr std::uint32_t allStorages = 0xFFFFFFFF;
 
-/// Reads a date `YYYYMMDDThhmmss`. None for any other text, or for a time that time values can't
-/// hold.
+/// Reads a date `YYYYMMDDThhmmss`, in which missing fields count as 0. None if a field is out of
+/// range; years are from 1970 to 2037.
 std::optional<FileTimestamp> readPtpDate(std::u16string_view text) {
     const auto field = [&](std::size_t place, std::size_t count) -> std::uint16_t {
         if (place >= text.size()) return 0;

@@ -106,7 +106,7 @@ void CDevBaseClass::resolveDeviceKind(bool& isMassStorage, std::u16string& lowLe
 
 std::u16string CDevBaseClass::SettingsIDtoUnloadID(const std::u16string& deviceId) {
     std::u16string lowLevelId;
-    // The empty id belongs to no device, so all drives and ports needn't be looked through for it.
+    // The empty id belongs to no device, so the drives and ports needn't be looked through for it.
     if (!deviceId.empty()) lowLevelId = CDeviceUtilFunctions().ContextIdToLowLevelId(deviceId);
     TraceLine(category, "SettingsIDtoUnloadID(%s) -> (%s)", deviceId, lowLevelId);
     return lowLevelId;

@@ -52,8 +52,8 @@ class CDevBaseClass {
         }));
     }
 
-    /// The same for an operation with a text result, `read(CImageDev&, std::u16string&)`. Once
-    /// `read` has run, the caller gets a new string whatever the code is; before that, `*pVal`
+    /// As guardedCall(), for an operation with a text result, `read(CImageDev&, std::u16string&)`.
+    /// Once `read` has run, the caller gets a new string whatever the code is; before that, `*pVal`
     /// isn't touched.
     template <class Read>
     HRESULT guardedRead(BSTR* pVal, Read&& read) noexcept {
@@ -65,7 +65,7 @@ class CDevBaseClass {
         });
     }
 
-    /// The same for an operation that takes a text, `write(CImageDev&, std::u16string)`.
+    /// As guardedCall(), for an operation that takes a text, `write(CImageDev&, std::u16string)`.
     template <class Write>
     HRESULT guardedWrite(BSTR val, Write&& write) noexcept {
         return guardedCall(

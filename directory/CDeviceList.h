@@ -27,8 +27,8 @@ class CDeviceList : public DispatchImpl<IDeviceList> {
     ~CDeviceList() = default;
 
   private:
-    /// Adds all drives with a disc, and those with a removable medium, but for A, that belong to no
-    /// registered device.
+    /// Adds the drives that hold a disc, or a removable medium that belongs to no registered
+    /// device; A is left out.
     static void addDrives(DeviceInfoList& list);
 
     ComPtr<IDeviceList> delegateList;  // the class that answers instead; usually empty

@@ -73,10 +73,10 @@ class CDeviceUtilFunctions {
 
     // -- ports (CDeviceUtilFunctions_ports.cpp)
     //
-    // The device class keys of the settings tree have a subkey for each device, which may stay
-    // after the device is gone. On the first driver family a subkey has the port itself. On the
-    // second, the port comes from the shared table of device paths, in which it is looked up by the
-    // ids of the subkey.
+    // The device class keys of the settings tree have a subkey for each device that is attached,
+    // and perhaps stored ones of devices that are gone. On the first driver family a subkey has the
+    // port itself. On the second, the port comes from the shared table of device paths, in which it
+    // is looked up by the ids of the subkey.
 
     /// The port of a USB device with these ids. With `passThru`, the port of the pass-through
     /// device that such a camera is plugged into, whose row then is in `passThruCamInfo`. Empty if

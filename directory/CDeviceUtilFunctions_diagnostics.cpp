@@ -14,7 +14,7 @@ namespace {
 
 constexpr std::int32_t informative = 1;
 
-// Numbers of the events, by which programs that evaluate them recognise them.
+// The numbers by which other programs recognise the events.
 constexpr std::int32_t temperatureEvent = 1000, languageEvent = 1001, shotsEvent = 1002,
                        failureEvent = 1009;
 

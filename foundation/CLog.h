@@ -35,7 +35,7 @@ inline constexpr WCHAR logMutexName[] = u"ZLGlimmerBoxLogMutex";
 
 /// The control memory, which all processes share; little-endian.
 struct LogControl {
-    std::atomic<std::uint8_t> enabled;  ///< 1: on. Only a viewer sets this.
+    std::atomic<std::uint8_t> enabled;  ///< 1: on, which only a viewer sets
     std::uint8_t reserved[3];
     std::atomic<std::uint32_t> writeOffset;  ///< offset of the next record in the buffer
     std::atomic<std::uint32_t> bufferSize;   ///< bytes; set by the viewer, 0 before that

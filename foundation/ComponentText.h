@@ -24,7 +24,7 @@ inline Bstr makeBstr(std::u16string_view text) {
 }
 
 /// The body of a method whose only result is a text. What `makeText` returns goes to `*result`, as
-/// a BSTR that the caller owns; it is null on failure. Exceptions become E_FAIL or another failure,
+/// a BSTR that the caller owns; it is null on failure. Exceptions become E_OUTOFMEMORY or E_FAIL,
 /// as in guarded(). E_POINTER for a null `result`.
 template <class MakeText>
 HRESULT guardedText(BSTR* result, MakeText&& makeText) noexcept {

@@ -11,7 +11,7 @@ enum PTPCommErrors : std::uint32_t {
     PTP_NO_CONNECTION = 1,    ///< there is no transport, or the device can't be opened
     PTP_OUT_OF_MEMORY = 2,    ///< no memory for a buffer, or a container claims too much
     PTP_TRANSPORT_ERROR = 3,  ///< a read, write or control of the transport failed
-    PTP_NO_RESPONSE = 4,      ///< a read in the middle of a container returned nothing
+    PTP_NO_RESPONSE = 4,      ///< a read before a container's end returned nothing
     PTP_INVALID_HANDLE = 8,   ///< the handle is dead; the device has to be opened again
     PTP_GENERAL_ERROR = 0x2002,
     PTP_SESSION_NOT_OPEN = 0x2003,

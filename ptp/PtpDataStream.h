@@ -80,7 +80,7 @@ class PtpDataStream {
     static Block allocate(std::uint32_t size);
     /// Moves to another block, which must hold `size` bytes.
     void replace(Block block, std::uint32_t size);
-    /// Whether so many bytes lie between the cursor and `end`.
+    /// Whether at least `width` bytes lie between the cursor and `end`.
     bool hasRoom(std::uint32_t width, std::uint32_t end) const {
         return cursor_ < end && end - cursor_ >= width;
     }

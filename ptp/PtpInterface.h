@@ -17,10 +17,11 @@ namespace zlk {
 /// The operations have the names and numbers of the standard. A failure is a thrown PTPCommErrors,
 /// and the port has been released by then.
 ///
-/// Before anything is sent, a handle of 0 throws PTP_INVALID_OBJECT_HANDLE, and a storage of 0
-/// throws PTP_INVALID_STORAGE_ID in getStorageInfo(), getNumberObjects() and getObjectHandles().
-/// The other operations send a storage of 0. A device that sends no data and answers OK has not
-/// failed: the result has its default value, and memory that was to be filled isn't touched.
+/// Before anything is sent, a handle of 0 throws PTP_INVALID_OBJECT_HANDLE, except in
+/// getPartialObject(), and a storage of 0 throws PTP_INVALID_STORAGE_ID in getStorageInfo(),
+/// getNumberObjects() and getObjectHandles(). The other operations send the 0. A device that sends
+/// no data and answers OK has not failed: the result has its default value, and memory that was to
+/// be filled isn't touched.
 ///
 /// One thread at a time may use an object. Every operation blocks, also while other programs have
 /// their turn on the port. Memory that is handed in stays the caller's.

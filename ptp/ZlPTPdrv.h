@@ -138,7 +138,7 @@ class ZlPTPdrv : public PtpInterface {
     ContainerBlock readResponce(std::uint16_t expectedCode, ObjectProgressInterface* progress);
     /// One read into the stream; returns the number of bytes, at least 1.
     std::uint32_t readSome(std::uint32_t at, std::uint32_t length);
-    /// Reads the zero-length packet that follows a container of that size, if one has to.
+    /// Reads the zero-length packet after a container of that size, if there has to be one.
     void expectNullPacket(std::uint32_t received);
     /// The next command's id after a failed openSession(), before which it was `saved`.
     std::uint32_t recoverTransactionID(std::uint32_t saved) const;

@@ -57,7 +57,6 @@ void wString::take(std::u16string_view wide, std::size_t room) {
 }
 
 void wString::assign(const wString& source) {
-    // An empty source leaves this text as it is.
     if (&source == this || source.capacity == 0 || source.length == 0) return;
     take(source.view(), source.capacity);
 }

@@ -25,7 +25,7 @@ class wString {
     // There is no assignment operator, since assign() doesn't do what one does.
     wString& operator=(const wString&) = delete;
 
-    /// Copies the other's text. An empty one changes nothing, so that a dataset's defaults survive
+    /// Copies the other's text. An empty text changes nothing, so that a dataset's defaults survive
     /// where a camera leaves a text empty.
     void assign(const wString& source);
     void append(const wString& source);

@@ -1,5 +1,5 @@
 #pragma once
-// The card reader component: tells whether a device has a card in it.
+// The card reader component: finds out whether a device has a card in it.
 
 #include <string>
 

@@ -1,5 +1,5 @@
 #pragma once
-// The drive mapper component: tells where a device is mounted.
+// The drive mapper component: finds out where a device is mounted.
 
 #include <string>
 

@@ -20,8 +20,8 @@ constexpr long maxMemory = 128L * 1024 * 1024;
 // scan is, so a small file with thousands of them could block a caller.
 constexpr int maxScans = 50;
 
-/// Converts a row from CMYK to RGB, in place. In Adobe's files, which is nearly all of them, the
-/// values are inverted.
+/// Converts a row from CMYK to RGB, in place. In files with Adobe's marker, which nearly all have,
+/// the values are inverted.
 void cmykToRgb(BYTE* row, JDIMENSION width, bool upsideDown) {
     for (const BYTE* from = row; width > 0; --width, from += 4, row += 3) {
         const int black = upsideDown ? from[3] : 255 - from[3];
