@@ -1,7 +1,7 @@
 #pragma once
 // Where clients find the host of a device, that is, the process that serves it: in the folder of
 // devices, <name>.lock is locked by the host, and <name>.sock is the socket on which it listens.
-// Everything here is inline, since hosts don't link the platform library.
+// Everything here is inline, since zlk-usbscan doesn't link the platform library.
 
 #include <fcntl.h>
 #include <sys/socket.h>

@@ -104,8 +104,8 @@ struct ControlAnswer {
     std::uint32_t error;  ///< the last error, or 0
 };
 
-/// A recording goes on until EndRecord, or until the device is gone, or its connection is (but see
-/// recordToTheEnd). A device has one recording at a time; a second request is refused with
+/// Without recordToTheEnd, a recording goes on until EndRecord, or until its connection is closed
+/// or the device is gone. A device has one recording at a time; a second request is refused with
 /// ERROR_BUSY.
 struct RecordRequest {
     std::uint32_t flags;

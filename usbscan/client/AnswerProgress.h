@@ -20,7 +20,7 @@ class AnswerProgress {
     /// Whether a read of `size` bytes can only be for the zero-length packet that is due.
     bool awaitsZeroPacket(DWORD size) const noexcept;
 
-    /// Such a read has returned no bytes although no packet has come.
+    /// To be called when such a read has returned no bytes although no packet has come.
     void gaveMissingZeroPacket() noexcept { zeroPacket_ = ZeroPacket::GivenInAdvance; }
     /// A zero-length packet has come. Whether a read of `size` bytes returns because of it; if not,
     /// the read goes on to what comes next.
@@ -28,7 +28,7 @@ class AnswerProgress {
     /// `length` bytes of data have come. Whether a read of `size` bytes returns none of them, since
     /// they have come in the place of the zero-length packet that it was for.
     bool comesForZeroPacket(DWORD size, DWORD length) noexcept;
-    /// A Data message with these flags has been read to its end.
+    /// To be called when a Data message with these flags has been read to its end.
     void hasRead(std::uint8_t flags) noexcept;
 
   private:

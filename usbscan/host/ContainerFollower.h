@@ -19,7 +19,7 @@ std::uint32_t containerLength(std::span<const std::byte> container);
 ContainerType containerType(std::span<const std::byte> container);
 std::uint16_t containerCode(std::span<const std::byte> container);
 std::uint32_t containerTransaction(std::span<const std::byte> container);
-/// Whether the bytes are exactly one response. They may be of any number.
+/// Whether the bytes, of which there may be any number, are exactly one response.
 bool isWholeResponse(std::span<const std::byte> bytes);
 
 /// A part of what came, which belongs to one container and one transfer.

@@ -28,7 +28,7 @@ class DataArea {
     /// Copies the bytes into a free slot and returns its number; none if no slot is free, or if the
     /// bytes don't fit.
     std::optional<std::uint32_t> put(std::span<const std::byte> bytes);
-    /// The client has read the slot. False if the slot wasn't taken.
+    /// To be called when the client has read the slot. False if the slot wasn't taken.
     bool free(std::uint32_t slot);
 
   private:

@@ -64,7 +64,7 @@ class EventLoop {
     std::vector<pollfd> polled_;  // what poll() gets, built from `watches_`
     bool polledIsOld_ = true;
     std::deque<Task> tasks_;
-    // The id makes deadlines at the same time different.
+    // The id keeps deadlines at the same time apart.
     using Deadline = std::pair<Clock::time_point, TimerId>;
     std::map<Deadline, Task> timers_;
     std::map<TimerId, Clock::time_point> deadlines_;  // when each timer is due

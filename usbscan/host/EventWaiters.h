@@ -1,6 +1,7 @@
 #pragma once
 // The clients that wait for an event of the device. The interrupt pipe is read only while a client
-// waits, so until then events stay in the device. An event goes to all clients that wait.
+// waits or an event is incomplete, so until then events stay in the device. An event goes to all
+// clients that wait.
 
 #include <deque>
 #include <map>

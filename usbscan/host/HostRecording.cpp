@@ -69,7 +69,7 @@ std::uint32_t HostRecording::tryToBegin(ClientConnection& client,
         return ERROR_INVALID_PARAMETER;
     // A recording that has failed, and whose end nobody waits for, may be replaced.
     if (finished_ || isRunning() || owner_) return ERROR_BUSY;
-    // Contents of files would name their owner, so an anonymous recording never has them.
+    // The contents of files could reveal their owner, so an anonymous recording never has them.
     const bool isAnonymous = request.flags & recordAnonymously;
     const RecordingOptions options{.payloads = (request.flags & recordPayloads) && !isAnonymous,
                                    .anonymous = isAnonymous};

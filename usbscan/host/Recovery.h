@@ -53,7 +53,7 @@ class Recovery {
     void settle(Done done);
     /// `answers`: the response to the transaction ends with this piece.
     void arrived(std::span<const std::byte> piece, bool answers);
-    /// The bulk-in pipe was found halted.
+    /// Reading the bulk-in pipe has ended with a halt or an error.
     void stalled();
     /// The device has been unplugged.
     void gone() { finish(Outcome::DeviceGone); }

@@ -96,7 +96,7 @@ class Transactions final : UsbDevice::Listener {
     /// What each operation did the last time, by its code.
     struct Habits {
         std::bitset<65536> bringsMuch;  // more data than is asked for before the length is known
-        std::bitset<65536> takesData;   // data was sent to the device
+        std::bitset<65536> takesData;   // data was sent to the device at any time
         std::bitset<65536> bringsData;  // data and a response came, and no read was taken back
     };
 
@@ -113,7 +113,8 @@ class Transactions final : UsbDevice::Listener {
     void noteDataToSend(const WritePart& part);
     void write(ClientConnection& from, const WritePart& part);
     void written(UsbStatus status);
-    /// Goes on with a recovery that had to wait for the end of this write.
+    /// Begins the recovery that had to wait for the end of this write, unless the end shows that
+    /// none is needed.
     void recoverAfter(UsbStatus status, bool wasTaken);
 
     // From the device

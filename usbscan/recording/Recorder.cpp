@@ -178,7 +178,7 @@ void Recorder::ended(const Transfer& transfer, UsbStatus status, std::span<const
         event.kind = Kind::Completion;
         event.setup.reset();
         event.status = errnoOf(status);
-        // What was sent of a failed write isn't known, and is recorded as nothing.
+        // How much of a failed write was sent isn't known, so no bytes are recorded as sent.
         if (event.isToHost())
             event.length = static_cast<std::uint32_t>(bytes.size());
         else if (status != UsbStatus::Done)

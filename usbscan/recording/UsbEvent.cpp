@@ -7,8 +7,8 @@ namespace {
 
 constexpr std::int64_t microsecondsInASecond = 1'000'000;
 
-/// The format's layout. Numbers have the byte order of the machine that recorded them, which the
-/// file's head tells its readers.
+/// The format's layout. Numbers have the byte order of the machine that recorded them, which is
+/// found in the file's head.
 struct Header {
     std::uint64_t transfer;
     std::uint8_t kind, pipe, endpoint, device;
