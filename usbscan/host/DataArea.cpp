@@ -5,25 +5,27 @@
 #include <unistd.h>
 
 #include <algorithm>
+#include <utility>
 
 namespace zlk::usbscan {
 
 DataArea::~DataArea() {
     if (bytes_) ::munmap(bytes_, areaSize);
-    if (descriptor_ >= 0) ::close(descriptor_);
 }
 
 bool DataArea::make() {
-    descriptor_ = ::memfd_create("zlk-usbscan", MFD_CLOEXEC | MFD_ALLOW_SEALING);
+    Descriptor memory(::memfd_create("zlk-usbscan", MFD_CLOEXEC | MFD_ALLOW_SEALING));
     // The size is sealed, so that neither end can truncate the memory while the other uses it,
     // which would kill the other with SIGBUS.
-    if (descriptor_ < 0 || ::ftruncate(descriptor_, areaSize) != 0 ||
-        ::fcntl(descriptor_, F_ADD_SEALS, F_SEAL_SHRINK | F_SEAL_GROW | F_SEAL_SEAL) != 0)
+    if (!memory || ::ftruncate(memory.get(), areaSize) != 0 ||
+        ::fcntl(memory.get(), F_ADD_SEALS, F_SEAL_SHRINK | F_SEAL_GROW | F_SEAL_SEAL) != 0)
         return false;
     void* const mapped =
-        ::mmap(nullptr, areaSize, PROT_READ | PROT_WRITE, MAP_SHARED, descriptor_, 0);
-    if (mapped != MAP_FAILED) bytes_ = static_cast<std::byte*>(mapped);
-    return exists();
+        ::mmap(nullptr, areaSize, PROT_READ | PROT_WRITE, MAP_SHARED, memory.get(), 0);
+    if (mapped == MAP_FAILED) return false;
+    bytes_ = static_cast<std::byte*>(mapped);
+    memory_ = std::move(memory);
+    return true;
 }
 
 std::optional<std::uint32_t> DataArea::put(std::span<const std::byte> bytes) {

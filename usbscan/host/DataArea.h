@@ -7,6 +7,7 @@
 #include <optional>
 #include <span>
 
+#include "platform/descriptor.h"
 #include "usbscan/Protocol.h"
 
 namespace zlk::usbscan {
@@ -23,7 +24,7 @@ class DataArea {
     bool exists() const noexcept { return bytes_ != nullptr; }
     /// The descriptor to be sent to the client, which stays the area's. The memory's size is
     /// sealed.
-    int descriptor() const noexcept { return descriptor_; }
+    int descriptor() const noexcept { return memory_.get(); }
 
     /// Copies the bytes into a free slot and returns its number; none if no slot is free, or if the
     /// bytes don't fit.
@@ -32,7 +33,7 @@ class DataArea {
     bool free(std::uint32_t slot);
 
   private:
-    int descriptor_ = -1;
+    Descriptor memory_;
     std::byte* bytes_ = nullptr;
     std::array<bool, areaSlots> taken_{};
 };

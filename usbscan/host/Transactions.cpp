@@ -220,9 +220,10 @@ void Transactions::arrived(UsbPiece piece) {
 
 void Transactions::readingStopped(UsbStatus why) {
     if (why == UsbStatus::Gone) return owner_.deviceGone();
-    if (recovering()) return recovery_.stalled();
+    if (recovery_.running()) return recovery_.stalled();
     // Reading goes on below, in a recovery, or with the next command.
     device_.clearHalt(device_.facts().bulkIn.address);
+    if (recoverAfterWrite_) return;  // it hasn't begun
     const bool maybeOlder = why == UsbStatus::Stalled && transaction_.open && !transaction_.heard &&
                             !transaction_.cleared;
     if (!maybeOlder) return fail(lastErrorOf(why));
