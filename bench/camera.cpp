@@ -1,10 +1,11 @@
-// Measures the PTP stack with the virtual camera that is plugged into this machine. Most figures
-// come with the same amount of data over a bare socket between two processes, the least that any
-// solution has to do. The first argument says what to measure; times are printed in seconds.
-//   object HANDLE SIZE      getObject and a socket; also the CPU seconds of the first
+// Measures the PTP stack with the virtual camera that is plugged into this machine. The first three
+// measurements come with the same amount of data over a bare socket between two processes, the
+// least that any solution has to do, and with the CPU seconds of this process for the camera's
+// part. The first argument says what to measure; times are printed in seconds.
+//   object HANDLE SIZE      getObject and a socket
 //   pieces HANDLE SIZE      the same in getPartialObject of 256 KiB; also by how many KiB memory
 //                           grew
-//   transactions            a small transaction, and a round trip on a socket
+//   transactions            many small transactions, and round trips on a socket; also how many
 //   rate COUNT              that many small transactions
 //   walk                    the transactions of a listing
 //   unload                  the transactions of reading every object
@@ -31,7 +32,7 @@ namespace {
 
 using Clock = std::chrono::steady_clock;
 
-// Each measurement is repeated so often, and the best one counts.
+// Measurements against a socket are repeated so often, and the best one counts.
 constexpr int rounds = 15;
 constexpr std::uint32_t pieceSize = 256 * 1024;
 constexpr std::uint32_t readSize = 32 * 1024;  // what the PTP engine asks for at a time
@@ -66,8 +67,8 @@ struct Wanted {
     std::uint32_t offset, size;
 };
 
-/// A child process that does over a socket pair what the camera does over its host: it has as many
-/// bytes as the camera, and sends those that it is asked for.
+/// A child process that does over a socket pair what the camera does over its host: it has `most`
+/// bytes, and sends the part that it is asked for.
 class BareServer {
   public:
     explicit BareServer(std::size_t most) {
@@ -122,8 +123,8 @@ void joinSession(ZlPTPdrv& camera) {
     }
 }
 
-/// Measures both by turns, so that other work of the machine falls on both, and prints the best
-/// time of each.
+/// Measures both by turns, so that other work of the machine falls on both. Prints the best time of
+/// each, and the least CPU time of `ours`.
 template <class Ours, class Bare>
 void compare(Ours ours, Bare bare) {
     double ourBest = 1e9, bareBest = 1e9, cpu = 1e9;
@@ -181,7 +182,7 @@ void transactions(ZlPTPdrv& camera, const BareServer& server) {
     std::printf("%d\n", count);
 }
 
-/// The transactions with which the components list a camera; returns the handles that it has.
+/// The transactions with which the components list a camera; returns the handles of its objects.
 std::vector<std::uint32_t> walk(ZlPTPdrv& camera) {
     std::vector<std::uint32_t> all;
     for (const std::uint32_t storage : camera.getStorageIDs()) {

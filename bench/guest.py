@@ -8,7 +8,7 @@ sys.path.insert(0, str(pathlib.Path(__file__).resolve().parents[1] / "tests" / "
 
 import machine  # noqa: E402
 
-REACH = {"listing 200 files": 1.3}  # over the bare initiator; copying:
+REACH = {"listing 200 files": 1.3}  # limits, as multiples of the bare initiator's time
 COPYING_REACH = 1.25
 PROCESSOR_REACH = 2
 

@@ -20,7 +20,7 @@ from client import BIN, adopt, contents, hosts, new_folder, zlkcam  # noqa: E402
 from responders import UsbMtp, wait_until  # noqa: E402
 
 ROUNDS = 5
-# None has a size that stops gphoto2: see tests/guest/peers.py.
+# No file has a size at which QEMU's camera stalls gphoto2: see tests/guest/peers.py.
 CARDS = {"200 files, 43 MB": (200, 215_040), "a file of 25 MB": (1, 25_000_000),
          "a file of 100 MB": (1, 100_000_000)}
 LISTING = "listing 200 files"
@@ -47,7 +47,7 @@ def listing():
 
 
 def processor_seconds_of_host():
-    """Of the one that serves our client, as long as it runs."""
+    """What the hosts that run now have used so far."""
     total = 0
     for host in hosts():
         fields = pathlib.Path(f"/proc/{host}/stat").read_text().rsplit(")", 1)[1].split()
@@ -70,7 +70,7 @@ def measure(command, into):
 
 
 def measure_all(commands_for, pictures=None):
-    """Medians by program; where they copy, every copy is compared."""
+    """Medians by program. Each copy has to equal `pictures`, unless that is None."""
     measured = {}
     for _ in range(ROUNDS):
         into = new_folder()
@@ -99,7 +99,7 @@ def use_card(camera, count, size):
 
 
 def libmtp_too(camera, commands):
-    """Its tool copies one file by its number, which a listing tells."""
+    """libmtp's tool copies a single file, by the number that mtp-files lists it under."""
     listed = subprocess.run(["mtp-files"], check=True, capture_output=True, text=True).stdout
     number = listed.split("File ID: ")[1].split()[0]
     return lambda into: {**commands(into), "libmtp": ["mtp-getfile", number, "PICT0000.JPG"]}

@@ -1,10 +1,11 @@
 // A bare initiator: the least that copies a camera's files, to compare the whole system with. It
-// has one transfer at a time, always asks for whole packets, and gives up on any error.
+// has one transfer at a time, always asks for whole packets, and gives up on any error other than a
+// session that is open already.
 // usage: zlk-bench-initiator VID:PID list | VID:PID copy FOLDER | VID:PID copy-in-our-words FOLDER
 //
-// The last form has exactly the dialogue of our components, which describe a file once more before
-// they copy it, and read a large one in pieces. The time between this form and the plain copy is
-// the price of that dialogue.
+// The last form copies with the dialogue of our components, which describe a file once more before
+// they copy it, and read a large one in pieces. The difference in time between this form and the
+// plain copy is the price of that dialogue.
 
 #include <fcntl.h>
 #include <libusb-1.0/libusb.h>
@@ -55,7 +56,7 @@ class Initiator {
         check(libusb_init(nullptr), "libusb_init");
         device_ = libusb_open_device_with_vid_pid(nullptr, static_cast<std::uint16_t>(vendor),
                                                   static_cast<std::uint16_t>(product));
-        // The first device with these ids is the one.
+        // libusb takes the first device with these ids.
         if (!device_) fail("no such device, or it can't be opened");
         findPipes();
         check(libusb_claim_interface(device_, interface_), "claiming");
@@ -70,8 +71,8 @@ class Initiator {
     Initiator(const Initiator&) = delete;
     Initiator& operator=(const Initiator&) = delete;
 
-    /// Lists all files. A responder may list only a folder's own children, so each folder is asked
-    /// for.
+    /// Lists all files. A responder may list only a folder's own children, so the children of each
+    /// folder are asked for, too.
     std::vector<Object> files() {
         std::vector<Object> found;
         std::set<std::uint32_t> seen;
@@ -93,7 +94,7 @@ class Initiator {
                 count -= static_cast<std::size_t>(written);
             }
         };
-        // Our components ask for the description again, to see whether the file has changed.
+        // Our components ask for the description again, to know the file's size.
         if (inOurWords) describe(object.handle);
         if (inOurWords && object.size > largestWhole)
             copyPieces(object, sink);
@@ -107,7 +108,8 @@ class Initiator {
     static constexpr std::uint32_t largestWhole = 20 << 20, pieceSize = 256 << 10;
     using Sink = std::function<void(const std::uint8_t*, std::size_t)>;
 
-    /// In pieces, our components describe the file once more, and read its first piece twice.
+    /// Before they read a file in pieces, our components describe it once more, and they read its
+    /// first piece twice.
     void copyPieces(const Object& object, const Sink& sink) {
         describe(object.handle);
         const auto ask = [&](std::uint32_t from, const Sink& to) {
@@ -138,8 +140,9 @@ class Initiator {
         if (in_ == 0 || out_ == 0) fail("no bulk pipes");
     }
 
-    /// Reads up to `wanted` bytes into `buffer_`. The room is always rounded up to whole packets,
-    /// or a full packet from the device would overflow it.
+    /// Reads one transfer into `buffer_`, of at most `wanted` bytes rounded up to whole packets,
+    /// because a full packet from the device would overflow a smaller room, and of at most
+    /// `largestRead`.
     std::size_t read(std::size_t wanted) {
         const std::size_t size = std::min(largestRead, (wanted + packet_ - 1) / packet_ * packet_);
         int count = 0;
@@ -150,8 +153,8 @@ class Initiator {
     }
 
     /// Sends a command, passes its data phase, if it has one, to `sink`, and reads the response.
-    /// `length` is that of the data container, if it is known beforehand: reading it in one
-    /// transfer is fastest.
+    /// `length` is that of the data container, if it is known beforehand: the larger a transfer is,
+    /// the less time its bytes take.
     void transaction(std::uint16_t code, std::initializer_list<std::uint32_t> parameters,
                      std::size_t length = headerSize, const Sink& sink = {}) {
         // The header of a command: length, type 1 and code, and the transaction's id.

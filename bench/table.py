@@ -1,8 +1,8 @@
 #!/usr/bin/env python3
 """Measures the figures of the project and prints them as a table.
 
-Each figure is a ratio of two things measured in this very run, side by side and several times,
-with the best of each taken: absolute numbers say more about the machine than about us.
+Most figures compare two things that are measured in this very run, side by side and several times,
+by the best or the median of each: absolute numbers say more about the machine than about us.
 """
 
 import contextlib
@@ -89,7 +89,7 @@ def trace_on():
 
 @contextlib.contextmanager
 def one_processor():
-    """For small messages: elsewhere the scheduler's choice of processors decides the figure."""
+    """For small messages, whose figure the scheduler's choice of processors would decide."""
     everywhere = os.sched_getaffinity(0)
     os.sched_setaffinity(0, {min(everywhere)})
     yield
@@ -278,7 +278,7 @@ def copying(scratch):
     run("cmp", source, scratch / "copy")
     ratio = fastest["cp"] / fastest["save"]
     row("SaveFileData of 1 GiB against cp", f"{ratio:.2f} x throughput", "0.9 x", ratio >= 0.9)
-    # The contract copies in blocks of 64 KiB, cp in larger ones.
+    # SaveFileData copies in blocks of 64 KiB, cp in larger ones.
     ratio = fastest["dd"] / fastest["save"]
     row("the same against dd in blocks of 64 KiB", f"{ratio:.2f} x throughput", "-", True)
 

@@ -1,8 +1,9 @@
 #!/usr/bin/env python3
 """The figures of `zlkcam unload`, beside the tools that people copy cards with.
 
-usage: unloading.py BIN, or by table.py. Programs take turns; caches are dropped before each, which
-only root can. The second that the claim lets a card settle is left out of our time.
+usage: unloading.py BIN, or by table.py. Where programs copy, they take turns, and caches are
+dropped before each, which only root can. The second for which a listing lets a card settle is left
+out of our time.
 """
 
 import contextlib
@@ -57,8 +58,8 @@ def fill(card, count, size):
 
 
 class Bench:
-    """A card, and folders of which none was there before: a file system is slow to use what was
-    deleted a moment ago."""
+    """A card, and a new folder for each copy, since a file system is slow to use the space of what
+    was deleted a moment ago."""
 
     def __init__(self, programs, scratch):
         self.programs, self.scratch, self.card, self.folders = programs, scratch, None, 0
@@ -90,7 +91,7 @@ class Bench:
         return target
 
     def rsync(self):
-        """The second time it compares, and so must find nothing of it in memory."""
+        """Copies in the first run and compares in the second, which must find nothing in memory."""
         target = self.new()
         for _ in range(2):
             drop_caches()
@@ -126,8 +127,8 @@ def times(bench):
 
 @contextlib.contextmanager
 def fast_disk(scratch):
-    """The folder of a disk that lies in memory. Raises subprocess.CalledProcessError where there
-    can be none."""
+    """The folder of a disk that lies in memory. Raises OSError or subprocess.CalledProcessError
+    where there can be none."""
     with tempfile.TemporaryDirectory(dir="/dev/shm") as memory:
         image, place = pathlib.Path(memory) / "image", scratch / "fast"
         with open(image, "wb") as file:  # all of its memory is there before anything is measured

@@ -1,5 +1,5 @@
 // Fuzzes the names of copies: for any template and any file name, the place must lie in the folder
-// and not be hidden. Patterns for file names must end in reasonable time.
+// and not be hidden. Matching any pattern must end in reasonable time.
 
 #include "fuzz/Input.h"
 #include "tools/zlkcam/Failure.h"

@@ -17,8 +17,8 @@ using zlk::fuzz::Input;
 
 namespace {
 
-/// A device whose answers come from the input. Each answer is posted, as a real device's comes
-/// later, too.
+/// A device whose answers come from the input. The end of each transfer is posted, as a real
+/// device's comes later, too.
 class InventedDevice final : public UsbDevice {
   public:
     InventedDevice(EventLoop& loop, Input& input) : loop_(loop), input_(input) {

@@ -13,7 +13,7 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
     Input input(data, size);
     const std::u16string text = input.wide(200);
     std::u16string maker, product, serial;
-    // What a context id was split into must make the same id again.
+    // The parts of a context id, joined again, must be its end.
     if (CContextMgrInfo().SplitContextId(text, maker, product, serial)) {
         const std::u16string joined = u"#" + maker + u"#" + product + u"#" + serial;
         require(text.ends_with(joined));
@@ -22,7 +22,7 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
     functions.VidFromDeviceId(text);
     functions.PidFromDeviceId(text);
 
-    // A time must survive being written and read, unless its text is the same anyway.
+    // A time that is written and read again must be the same, or at least have the same text.
     FileTimestamp stamp;
     stamp.fromText(text);
     FileTimestamp again;

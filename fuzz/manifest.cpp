@@ -25,7 +25,8 @@ ByteSource piecesOf(std::string_view text, std::size_t size) {
     };
 }
 
-/// The records that a manifest can hold: with a legal path and a sum other than SHA-256.
+/// The records that a manifest can hold, without their sums of SHA-256: those with a path that XML
+/// can hold and another sum.
 Generation writable(const RunContent& content) {
     Generation generation;
     for (HashRecord record : content.records) {
@@ -51,8 +52,8 @@ void requireSameAgain(const RunContent& content) {
     }
 }
 
-/// No path leads out of the folder, and merging the records with themselves keeps them sorted and
-/// single.
+/// No path leads out of the folder, and records that are merged with themselves come out sorted,
+/// with each path once.
 void requireHarmless(RunContent content) {
     for (const HashRecord& record : content.records) fuzz::require(isRecordedPath(record.path));
     RecordMerge merge;

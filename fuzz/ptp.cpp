@@ -1,5 +1,5 @@
-// Fuzzes the PTP engine with arbitrary bytes from a camera, in every operation that reads
-// something.
+// Fuzzes the PTP engine with arbitrary bytes from a camera, in operations that receive each kind of
+// answer.
 
 #include <memory>
 

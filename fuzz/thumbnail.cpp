@@ -13,7 +13,8 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
     fuzz::require(held >= 1 && held <= 8);
     fuzz::require(exif.thumbnail().size() <= size);
 
-    // The decoder may reject the picture, but must not give one that is larger than asked.
+    // The decoder may reject the picture. The size that is asked for must fit, and turning the
+    // picture must keep the number of its pixels.
     MemorySource source({data, size});
     JpegReader reader(source);
     if (const auto full = reader.open()) {

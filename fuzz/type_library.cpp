@@ -26,8 +26,8 @@ void readMember(ITypeInfo& info, UINT index) {
     info.ReleaseFuncDesc(member);
 }
 
-/// Calls each id with wrong arguments. No call may reach the object, which isn't a real one, so a
-/// call that does would crash.
+/// Calls a member with more arguments than any can have. The call must not reach the object, which
+/// isn't a real one: it would crash there.
 void callWrongly(ITypeInfo& info, MEMBERID id) {
     VARIANT arguments[typelib::mostParameters + 1] = {};
     for (VARIANT& argument : arguments) argument.vt = VT_NULL;

@@ -23,7 +23,7 @@ std::u16string xmlOf(IXmlDoc& document) {
     return std::u16string(xml.view());
 }
 
-/// Whether a document loads; `again` is what it is written as then.
+/// Whether `xml` loads; if so, `again` becomes the text as which the document is written.
 bool readsBack(const std::u16string& xml, std::u16string& again) {
     const ComPtr<IXmlDoc> document = newDocument();
     if (FAILED(document->Load(Bstr(xml).get()))) return false;
@@ -45,7 +45,8 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
     std::u16string again;
     require(readsBack(once, again) && again == once);
 
-    // Reading and changing it at any path must not crash, and a value that was set must be there.
+    // Reading and changing the document at any path must not crash, and a value that was set must
+    // be there.
     Bstr found;
     document->GetValue(path.get(), found.out());
     document->GetAttribute(path.get(), value.get(), found.out());
