@@ -129,12 +129,13 @@ void EmulatedUsb::addDevice() {
                      {"DEVTYPE", "usb_interface", "INTERFACE", "6/1/1"});
 }
 
-/// One of these follows each change.
+/// Changes the kernel's count of device events, by which the list of attached devices notices that
+/// it is out of date.
 void EmulatedUsb::countEvent() const {
     const fs::path count = fs::path(root()) / "sys/kernel/uevent_seqnum";
     fs::create_directories(count.parent_path());
     const fs::path fresh = count.string() + ".new";
-    // Of no other bus that a test may have had before.
+    // The time, because a bus that a test had before must not have had the same number.
     std::ofstream(fresh) << std::chrono::steady_clock::now().time_since_epoch().count() << '\n';
     fs::rename(fresh, count);
 }

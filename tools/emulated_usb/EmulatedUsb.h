@@ -1,7 +1,7 @@
 #pragma once
-// Plugs a device's end of the bus into an emulated usbfs, so that it is driven through libusb: by
-// this process, and by others that have UMOCKDEV_DIR in their environment and the umockdev preload
-// library. It stands in sysfs as well, with its interface.
+// Plugs a simulated device into an emulated usbfs, so that it is driven through libusb: by this
+// process, and by others that have UMOCKDEV_DIR in their environment and the umockdev preload
+// library. The device and its interface also stand in an emulated sysfs.
 
 #include <memory>
 #include <string>
@@ -15,22 +15,24 @@ namespace zlk::emulated {
 
 class EmulatedUsb {
   public:
-    /// Plugged in, as device 2 of bus 1. The function is called from `loop`. Sets UMOCKDEV_DIR.
+    /// Plugs the device in, as device 2 of bus 1. `function` is called on the loop's thread. Sets
+    /// UMOCKDEV_DIR.
     EmulatedUsb(usbscan::EventLoop& loop, camsim::UsbFunction& function,
                 const UsbfsFeatures& features = {});
     ~EmulatedUsb();
     EmulatedUsb(const EmulatedUsb&) = delete;
     EmulatedUsb& operator=(const EmulatedUsb&) = delete;
 
-    /// From the loop's thread. The device comes back with the next number. Harmless if it is
-    /// plugged out, or in, already.
+    /// To be called on the loop's thread. Both do nothing if the device is out, or in, already.
+    /// plug() gives the device the next number.
     void unplug();
     void plug();
     bool isPlugged() const { return !device_.empty(); }
 
-    /// What stands in UMOCKDEV_DIR.
+    /// The folder of the emulation, which is the value of UMOCKDEV_DIR.
     std::string root() const;
-    /// Of the device as it is, or was last, plugged in: /dev/bus/usb/001/002
+    /// The path of the device's node, such as /dev/bus/usb/001/002; while it is unplugged, that of
+    /// the last node.
     std::string node() const;
     int deviceNumber() const { return deviceNumber_; }
 
@@ -49,7 +51,8 @@ class EmulatedUsb {
     std::shared_ptr<UMockdevTestbed> testbed_;
     std::string hub_, device_, interface_;  ///< sysfs paths; the last two while plugged in
     int deviceNumber_ = 1;
-    /// Also of the past ones, whose clients may not be done yet.
+    /// One for each time that the device was plugged in, because clients of earlier nodes may not
+    /// be done yet.
     std::vector<std::unique_ptr<UsbfsNode>> nodes_;
 };
 

@@ -12,7 +12,7 @@
 
 namespace zlk::emulated {
 
-/// A reference of a GObject.
+/// Takes over a reference to a GObject; null stays null.
 template <class T>
 std::shared_ptr<T> owned(T* object) {
     return {object, [](T* last) {
@@ -22,7 +22,7 @@ std::shared_ptr<T> owned(T* object) {
 
 using ClientMemory = std::shared_ptr<UMockdevIoctlData>;
 
-/// `size` bytes to which the pointer at the start of `memory` leads; null where it leads nowhere.
+/// `size` bytes to which the pointer at `offset` in `memory` leads; null if it leads nowhere.
 inline ClientMemory resolve(UMockdevIoctlData* memory, std::size_t offset, std::size_t size) {
     return owned(umockdev_ioctl_data_resolve(memory, offset, size, nullptr));
 }
@@ -45,13 +45,13 @@ class Urb {
     usbdevfs_urb& fields() const { return *reinterpret_cast<usbdevfs_urb*>(request_->data); }
     bool is(unsigned flag) const { return fields().flags & flag; }
     bool towardsHost() const { return fields().endpoint & 0x80; }
-    /// Empty also where the client's pointer was bad.
+    /// The bytes to transfer; also empty if the client's pointer to them was bad.
     std::span<std::byte> buffer() const {
         if (!buffer_) return {};
         return {reinterpret_cast<std::byte*>(buffer_->data),
                 static_cast<std::size_t>(buffer_->data_len)};
     }
-    /// What of the buffer isn't filled yet.
+    /// The part of the buffer that isn't filled yet.
     std::span<std::byte> room() const {
         return buffer().subspan(static_cast<std::size_t>(fields().actual_length));
     }

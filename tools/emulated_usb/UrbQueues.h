@@ -1,6 +1,6 @@
 #pragma once
-// What the kernel and a host controller make of requests: packets. Short ones, empty ones, too
-// large ones, halted pipes, and requests that continue each other.
+// Turns requests into packets as the kernel and a host controller do, with short, empty and too
+// large packets, halted pipes, and requests that continue each other.
 
 #include <deque>
 #include <list>
@@ -38,7 +38,7 @@ class UrbQueues {
     struct Pipe {
         UrbList queue;
         bool emptyPacketIsDue = false;
-        /// A request ended early: what continues it is refused.
+        /// A request ended with an error: those that continue it are refused.
         bool continuationsRefused = false;
     };
 

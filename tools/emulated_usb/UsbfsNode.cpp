@@ -115,7 +115,8 @@ gboolean UsbfsNode::onIoctl(UMockdevIoctlBase*, Client client, gpointer self) {
     auto& node = *static_cast<UsbfsNode*>(self);
     const std::lock_guard lock(node.mutex_);
     const int error = node.answer(client);
-    // Looks through the client's memory, which the loop is about to fill.
+    // Under the mutex, since this looks through the client's memory, which the loop is about to
+    // fill.
     umockdev_ioctl_client_complete(client, error ? -1 : 0, error);
     return TRUE;
 }
@@ -193,7 +194,7 @@ int UsbfsNode::submit(Client client) {
     auto memory = resolve(umockdev_ioctl_client_get_arg(client), 0, sizeof(usbdevfs_urb));
     if (!memory) return EFAULT;
     auto urb = std::make_unique<Urb>(client, std::move(memory));
-    // The kernel claims for whoever sends without having asked.
+    // The kernel, too, claims the interface for a client that uses a pipe without a claim.
     if (urb->fields().type != USBDEVFS_URB_TYPE_CONTROL)
         if (const int error = claim(client); error) return error;
     const int error = queues_.submit(std::move(urb));

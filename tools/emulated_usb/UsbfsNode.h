@@ -20,8 +20,8 @@ struct UsbfsFeatures {
     std::size_t memory = 16 << 20;  ///< for the buffers of all requests
 };
 
-/// The function is called from the loop; the ioctls come from a thread of umockdev and never wait
-/// for the loop.
+/// `function` is called on the loop's thread. The ioctls come on a thread of umockdev, which
+/// answers them without waiting for the loop, except for the mutex.
 class UsbfsNode {
   public:
     /// `path` is that of the node, /dev/bus/usb/..., below the testbed's root.
@@ -31,7 +31,8 @@ class UsbfsNode {
     UsbfsNode(const UsbfsNode&) = delete;
     UsbfsNode& operator=(const UsbfsNode&) = delete;
 
-    /// Nobody can open it any more; who has it open is told.
+    /// Nobody can open the node any more. For clients that have it open, what is under way ends,
+    /// and further ioctls fail with ENODEV.
     void unplug();
 
   private:
@@ -45,7 +46,7 @@ class UsbfsNode {
     int submit(Client client);
     int reap(Client client);
     int claim(Client client);
-    /// It is gone, and so is what it had under way.
+    /// Drops the requests and the claim of a client that is gone.
     void forget(Client client);
     void showReadiness();
 
@@ -60,7 +61,7 @@ class UsbfsNode {
     std::mutex mutex_;  ///< of all below
     UrbQueues queues_;
     std::deque<std::function<void()>> forDevice_;   ///< before further packets
-    std::shared_ptr<UMockdevIoctlClient> claimer_;  // referenced, so that no other stands there
+    std::shared_ptr<UMockdevIoctlClient> claimer_;  // referenced, so that no other gets its address
     bool fifoIsFull_ = false, unplugged_ = false;
 };
 

@@ -1,9 +1,10 @@
 // zlk-emulated-usb [STORAGE-FOLDER...]: a virtual camera on an emulated bus, until its standard
-// input is closed. Prints the root of the bus, with which any program that uses libusb finds it,
+// input is closed. Prints the root of the bus, with which any program that uses libusb finds the
+// camera:
 //
 //     UMOCKDEV_DIR=ROOT umockdev-wrapper PROGRAM
 //
-// and takes the camera's commands then, an answer each.
+// Then reads commands for the camera from standard input, and prints an answer to each.
 
 #include <exception>
 #include <iostream>

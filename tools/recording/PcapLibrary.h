@@ -7,7 +7,6 @@
 
 namespace zlk {
 
-/// The library with the functions that are used of it.
 class PcapLibrary {
   public:
     /// The library, loaded at the first call and never unloaded. Throws NoPcapLibrary. Thread-safe.

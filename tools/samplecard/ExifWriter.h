@@ -14,6 +14,5 @@ struct ShotData {
     std::vector<std::uint8_t> thumbnail;  ///< a JPEG
 };
 
-/// The EXIF block of a picture, as it stands in the first application segment of a JPEG. Throws
-/// std::bad_alloc.
+/// The EXIF block of a picture, as it stands in the segment APP1 of a JPEG. Throws std::bad_alloc.
 std::vector<std::uint8_t> exifBlock(const ShotData& shot);

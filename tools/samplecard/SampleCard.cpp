@@ -39,7 +39,7 @@ std::string format(const char* pattern, Arguments... arguments) {
 }
 
 /// What the camera's clock shows at a shot: local time without a zone, since such cameras know no
-/// other. The shots are seven minutes apart.
+/// other. The shots are about seven minutes apart.
 std::tm clockAt(int shot) {
     std::tm time{};
     time.tm_year = 2006 - 1900;
@@ -69,8 +69,9 @@ void writeText(const fs::path& path, const std::string& text, std::tm written) {
     writeFile(path, {reinterpret_cast<const std::uint8_t*>(text.data()), text.size()}, written);
 }
 
-/// Turns a picture to how the sensor sees it when the camera is held on its side, in terms of EXIF
-/// orientations: 6 with its right edge up, 8 with its left edge up.
+/// Turns an upright picture to what the sensor sees when the camera is held on its side. The
+/// sensor's top row is the right edge of the upright picture for EXIF orientation 6, and its left
+/// edge for 8.
 Raster lyingOnSide(Raster& seen, int orientation) {
     Raster lying(seen.height, seen.width);
     for (int y = 0; y < lying.height; ++y) {
