@@ -13,9 +13,9 @@ PipeBytes BulkInPipe::take(std::size_t room) {
         switch (next.kind) {
             case Kind::Send:
                 if (PipeBytes taken = takeBytes(room); taken.answer == PipeAnswer::Accepted)
-                    // NotNow: these bytes didn't fill a packet and have been dropped. The next
-                    // round looks at the step after them.
                     return taken;
+                // These bytes didn't fill a packet and have been dropped. The next round looks at
+                // the step after them.
                 break;
             case Kind::End:
                 steps_.pop_front();

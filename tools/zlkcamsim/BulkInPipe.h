@@ -47,7 +47,7 @@ class BulkInPipe {
 
     std::uint16_t packetSize() const { return packetSize_; }
     void append(PipeStep step) { steps_.push_back(std::move(step)); }
-    /// Plays the script and returns up to `room` bytes, a multiple of the packet size.
+    /// Plays the script and returns up to `room` bytes. `room` is a multiple of the packet size.
     PipeBytes take(std::size_t room);
 
     /// Drops all steps; a halt stays until clearHalt.

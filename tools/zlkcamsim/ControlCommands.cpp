@@ -122,7 +122,8 @@ std::string ControlCommands::faults(const Words& words) {
 }
 
 std::string ControlCommands::event(const Words& words) {
-    // An event belongs to no transaction; like a camera, it carries the number of the last one.
+    // An event belongs to no transaction; as from a real camera, it carries the number of the last
+    // one.
     Message event{
         static_cast<Code>(number(words, 1, 0xFFFF)), camera_.session().lastTransaction, {}};
     std::string form;

@@ -9,8 +9,8 @@
 
 namespace zlk::camsim {
 
-/// The cable, as far as commands have to do with it: the callbacks of who owns the camera's place
-/// on the bus.
+/// The cable, as far as commands have to do with it: callbacks of the one that connects the camera
+/// to its bus.
 struct Cable {
     std::function<void()> plug, unplug;
     std::function<bool()> isPlugged;

@@ -13,7 +13,7 @@ class Tiff {
         bigEndian_ = !bytes.empty() && bytes[0] == std::byte{'M'};
     }
 
-    // 0 if the bytes aren't there, as in all functions that follow.
+    // 0 if the bytes aren't there.
     std::uint32_t number(std::size_t offset, std::size_t size) const {
         if (offset > bytes_.size() || bytes_.size() - offset < size) return 0;
         std::uint32_t value = 0;
@@ -73,8 +73,8 @@ std::size_t bigNumber(ByteView bytes) {
     return std::to_integer<std::size_t>(bytes[0]) << 8 | std::to_integer<std::size_t>(bytes[1]);
 }
 
-/// Whether a marker begins a frame, baseline or progressive, whose header has the picture's size.
-/// 0xC4, 0xC8 and 0xCC are in the same range and have other meanings.
+/// Whether a marker begins a frame of any kind, whose header has the picture's size. 0xC4, 0xC8 and
+/// 0xCC are in the same range and have other meanings.
 bool startsFrame(unsigned marker) {
     return marker == 0xC0 || (marker > 0xC0 && marker <= 0xCF && marker % 4 != 0);
 }

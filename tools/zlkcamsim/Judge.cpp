@@ -71,11 +71,11 @@ void Judge::judgeId(const ContainerHeader& header) {
         return;
     }
     const std::uint32_t expected = idBehind(session_.lastTransaction);
-    // After a broken transaction its id may come again, or be passed over.
+    // After a broken transaction its id may come again, or be left out.
     const bool mayFollow = reusable_ && header.id == idBehind(*reusable_);
     if (header.id == expected || header.id == reusable_ || mayFollow) return;
-    // A host that was killed after the response has not stored its count, and its successor uses
-    // the last id again; so does that one's successor, if it was killed there too. A count that
+    // A host that was killed after the response has not stored its count, so the next host uses the
+    // last id again. If that one is killed at the same place, the id comes once more. A count that
     // stands still for longer is a fault.
     constexpr unsigned mostInARow = 3;
     if (repeated_ != header.id) inARow_ = 0;

@@ -50,8 +50,8 @@ struct Storage {
 /// Used on the thread of the event loop only.
 class ObjectStore {
   public:
-    /// Adds a folder as a storage, with everything in it except hidden files and links to folders.
-    /// Throws std::filesystem::filesystem_error.
+    /// Adds a folder as a storage, with all files and folders in it that aren't hidden, but without
+    /// links to folders. Throws std::filesystem::filesystem_error.
     void addStorage(const std::filesystem::path& folder);
 
     /// Takes a card out: its objects disappear, its files stay. False if there is no such storage.
@@ -69,8 +69,9 @@ class ObjectStore {
     std::uint32_t reserveHandle() { return ++lastHandle_; }
     /// Adds an object under its handle, or under a new one if its handle is 0.
     StoredObject& add(StoredObject object);
-    /// Removes an object and everything in it, with the files. False if something is protected or
-    /// its file can't be removed; this, and the folders above it, stay.
+    /// Removes an object and everything in it, with the files that are the camera's. False if there
+    /// is no such object, or if something is protected or its file can't be removed; that, and the
+    /// folders above it, stay.
     bool remove(std::uint32_t handle);
 
     /// Removes the objects whose content is this file, and leaves the file.

@@ -32,7 +32,7 @@ class Plug {
     std::unique_ptr<usbscan::DeviceEntry> entry_;
     // Stays after an unplugging, for clients that are still connected; the next plug() replaces it.
     std::unique_ptr<usbscan::DeviceHost> host_;
-    // Its end shows that a callback belongs to an earlier host.
+    // One for each plugging. A host's callback that finds its own expired comes too late.
     std::shared_ptr<const int> plugging_;
 };
 

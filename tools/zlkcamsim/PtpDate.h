@@ -9,8 +9,8 @@ namespace zlk::camsim {
 
 /// As in `20060715T103000`, local time.
 std::u16string ptpDate(std::time_t time);
-/// Parses such a date; none if it isn't one. Fractions of a second and a time zone may follow and
-/// are ignored, because cameras know neither.
+/// Parses such a date; none if it isn't one. What follows it is ignored: it may be fractions of a
+/// second and a time zone, and cameras know neither.
 std::optional<std::time_t> timeOfPtpDate(const std::u16string& date);
 
 }  // namespace zlk::camsim

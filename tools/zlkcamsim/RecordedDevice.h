@@ -14,9 +14,10 @@ class RecordedDevice {
     /// Takes a control transfer of any device.
     void control(const usbscan::UsbEvent& event);
 
-    /// Whether the device has been found; isFrom() and those that follow are false before.
+    /// Whether the device has been found.
     bool isKnown() const { return address_.has_value(); }
-    /// Whether a transfer is this device's.
+    /// Whether a transfer is this device's; false before the device is known. The three that follow
+    /// are for its transfers only.
     bool isFrom(const usbscan::UsbEvent& event) const;
     bool isBulkIn(const usbscan::UsbEvent& event) const { return event.endpoint == bulkIn_; }
     bool isBulkOut(const usbscan::UsbEvent& event) const { return event.endpoint == bulkOut_; }

@@ -107,7 +107,7 @@ void RecordingParser::addOut(const UsbEvent& event) {
         recording_.takeData.insert(question_->first);
         dataLeft_ = header.length - std::min(header.length, event.length);
     }
-    // Anything else isn't a command but noise of a broken host.
+    // Only a whole command begins a question.
     if (header.type != Command || header.length != event.length) return;
     // The next command is the end of the previous one's answer.
     if (question_) close(stalled_ ? End::Stall : End::Complete);

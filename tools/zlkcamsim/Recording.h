@@ -57,8 +57,9 @@ struct Recording {
     Identity identity() const;
 };
 
-/// Reads the recording of the first still-image device in it. Throws RecordingError if the file is
-/// damaged, has no descriptors of such a device, or has more than 256 MiB of answers.
+/// Reads what the recording has of the first still-image device in it. Throws RecordingError if the
+/// file is damaged, has no descriptors of such a device or none of its answers, or has more than
+/// 256 MiB of them.
 Recording readRecording(RecordingReader& reader);
 
 }  // namespace zlk::camsim

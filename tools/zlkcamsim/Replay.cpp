@@ -20,7 +20,7 @@ Bytes withIds(const RecordedPiece& piece, std::uint64_t position, const Recorded
     const auto& places = answer.idPlaces;
     for (auto next = std::ranges::lower_bound(places, position); next != places.end(); ++next) {
         const std::uint64_t place = *next;
-        // The id isn't whole in this piece; it wasn't recorded to its end.
+        // This id, and so each that follows, isn't whole among the recorded bytes of this piece.
         if (place - position + 4 > bytes.size()) break;
         const ByteView at = ByteView(bytes).subspan(static_cast<std::size_t>(place - position));
         Bytes id;

@@ -114,8 +114,8 @@ void ReplyScript::play(const Message& command, Reply reply) {
     container(ContainerHeader::decode(bytes), parameters, faults);
     // From here on the host has the whole response.
     step(Kind::Completed);
-    // It comes after the completion, because a host needn't read it, and then finds it in the next
-    // transaction.
+    // A surplus packet comes after the completion, because a host needn't read it, and then finds
+    // it in the next transaction.
     surplus(faults);
     if (!faults_.take(Phase::After, command.code).empty()) step(Kind::Stall);
 }
@@ -182,7 +182,7 @@ void ReplyScript::end(const std::vector<Fault>& faults) {
     // A header in a packet of its own with nothing after it has ended the transfer already.
     if (find(faults, FaultKind::SplitHeader) && inTransfer_ == 0) return;
     const bool lastPacketIsFull = inTransfer_ % pipe_.packetSize() == 0;
-    // The transfer then simply goes on with the next container.
+    // Without the zero-length packet the host's transfer simply goes on with the next container.
     if (lastPacketIsFull && find(faults, FaultKind::NoZeroPacket)) {
         inTransfer_ = 0;
         return;

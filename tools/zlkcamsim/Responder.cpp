@@ -85,8 +85,8 @@ std::unique_ptr<Spool> Responder::spoolFor(const Message& command) const {
     if (!expectsObject_) return std::make_unique<Spool>(0);
     const Announcement& announced = announcements_.back();
     try {
-        // In the storage's own folder, so that the file can be moved to its name later. The name is
-        // hidden, and so no object.
+        // In the folder of the object, so that the file can be moved to its name later. A hidden
+        // file isn't taken for an object.
         return std::make_unique<Spool>(
             announced.size,
             store_.folderPath(announced.storage, announced.parent) / ".zlkcamsim-incoming");
@@ -104,7 +104,7 @@ Reply Responder::execute(const Message& command, Spool* received) {
     if (!session_.isOpen() && !worksWithoutSession(command.code))
         return failure(response::SessionNotOpen);
     // 0 isn't an id of a transaction in a session. But a host that finds an open session in which
-    // there was no transaction yet goes on with that session's id, which may be 0.
+    // there was no transaction yet learns no id from the refusal, and may go on with 0.
     const bool isStray = command.id == 0 && session_.lastTransaction != 0;
     if (session_.isOpen() && isStray && command.code != operation::OpenSession)
         return failure(response::InvalidTransactionID);

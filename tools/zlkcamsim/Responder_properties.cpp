@@ -33,7 +33,7 @@ Reply Responder::getDevicePropDesc(const Message& command) {
     DatasetWriter description;
     description.u16(static_cast<Code>(command.parameter(0)));
     if (command.parameter(0) == property::BatteryLevel) {
-        // Current value, then the range from 0 to 100 in steps of 1.
+        // Default and current value, then the range from 0 to 100 in steps of 1.
         description.u16(typeU8).u8(readOnly).u8(100).u8(batteryLevel);
         description.u8(rangeForm).u8(0).u8(100).u8(1);
     } else {

@@ -101,7 +101,6 @@ void SimulatedDevice::read(std::uint64_t due, bool) {
     schedule();
 }
 
-/// The room of one transfer: the bytes that are due, up to a piece, rounded up to whole packets.
 std::size_t SimulatedDevice::roomFor(std::uint64_t due) const {
     const std::size_t packet = facts_.bulkIn.maximumPacketSize;
     const std::uint64_t wanted = std::min<std::uint64_t>(due, pieceSize);

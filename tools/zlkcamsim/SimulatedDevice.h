@@ -41,7 +41,8 @@ class SimulatedDevice final : public usbscan::UsbDevice {
     void pumpOut();
     void pumpInterrupt();
     void finishWrite(usbscan::UsbStatus status);
-    /// Rounds the bytes that are due up to whole packets.
+    /// The room of one transfer: the bytes that are due, at most a piece, rounded up to whole
+    /// packets.
     std::size_t roomFor(std::uint64_t due) const;
     /// Counts a piece that is handed to the host.
     std::shared_ptr<const void> counted(std::shared_ptr<const void> keeper);

@@ -43,7 +43,7 @@ class UsbFunction {
   public:
     virtual ~UsbFunction() = default;
 
-    virtual std::uint16_t bulkPacketSize() const = 0;                    ///< 64, 512 or 1024
+    virtual std::uint16_t bulkPacketSize() const = 0;                    ///< 8 to 64, 512 or 1024
     virtual std::vector<std::byte> deviceDescriptor() const = 0;         ///< 18 bytes
     virtual std::vector<std::byte> configurationDescriptor() const = 0;  ///< whole, all endpoints
     virtual std::vector<std::byte> stringDescriptor(
@@ -54,15 +54,17 @@ class UsbFunction {
     virtual void setWake(std::function<void()> wake) = 0;
 
     /// Takes bytes of a transfer from the host, in order, as many packets at once as there are; all
-    /// of them or none. `ends` says that a short or zero-length packet follows them.
+    /// of them or none. `ends` says that the transfer ends with them: the last packet is short, or
+    /// a zero-length one follows.
     virtual PipeAnswer out(std::span<const std::byte> bytes, bool ends) = 0;
     /// Returns up to `room` bytes of one transfer to the host; `room` is a multiple of the packet
-    /// size. There are fewer only if the transfer ends. The bytes count as sent.
+    /// size. The bytes fill their last packet, except at the end of the transfer. They count as
+    /// sent.
     virtual PipeBytes in(std::size_t room) = 0;
     /// Returns one interrupt transfer of at most `room` bytes.
     virtual PipeBytes interrupt(std::size_t room) = 0;
 
-    /// Answers a class request (0x64, 0x66, 0x67) or GET_DESCRIPTOR.
+    /// Answers a class request (0x64, 0x66, 0x67), or a standard one such as GET_DESCRIPTOR.
     virtual ControlAnswer control(const SetupPacket& setup, std::span<const std::byte> out) = 0;
     /// Ends the halt of an endpoint.
     virtual void clearHalt(std::uint8_t endpoint) = 0;

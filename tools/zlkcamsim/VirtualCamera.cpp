@@ -37,8 +37,6 @@ PipeAnswer VirtualCamera::out(ByteView bytes, bool ends) {
     return PipeAnswer::Accepted;
 }
 
-/// Applies the faults that strike in the phase of these bytes. The result is the pipe's answer if a
-/// fault refuses the bytes.
 std::optional<PipeAnswer> VirtualCamera::strike(ByteView bytes) {
     // The faults of a phase are chosen once, with its first bytes.
     if (!strikersTaken_ && data_) {
@@ -190,7 +188,7 @@ Reply VirtualCamera::run() {
 }
 
 void VirtualCamera::breakTransaction() {
-    // The host has given up or was made to; its id may come again.
+    // The host has given up, or a fault has made it do so. The transaction's id may come again.
     if (open_) judge_.transactionBroken(open_->id);
     open_.reset();
     data_.reset();
@@ -242,7 +240,7 @@ void VirtualCamera::loseSession() {
 
 void VirtualCamera::cablePulled() {
     isPulled_ = true;
-    // From the loop, because unplugging destroys the device that is calling this.
+    // From the loop, because the device can't be unplugged while the bus is calling this object.
     loop_.post([this, alive = std::weak_ptr(alive_)] {
         if (!alive.expired()) pulled_();
     });

@@ -21,7 +21,8 @@ namespace zlk::camsim {
 /// Used on the thread of the event loop only.
 class VirtualCamera final : public UsbFunction, private BulkInPipe::Listener {
   public:
-    /// `packetSize` is 64, 512 or 1024 bytes. The loop outlives this; it serves for delays.
+    /// `packetSize` is 8, 16, 32, 64, 512 or 1024 bytes. The loop outlives this; it serves for
+    /// delays.
     VirtualCamera(usbscan::EventLoop& loop, const Identity& identity, std::uint16_t packetSize,
                   const Traits& traits = {});
 
