@@ -63,7 +63,7 @@ bool isProductClass(std::u16string_view text) {
     // Other names that have a meaning in the place of a product class.
     constexpr std::u16string_view others[] = {u"CtxMgr", u"RemovableDrive", u"CDROMDrive"};
     const auto isText = [&](std::u16string_view name) { return equalIgnoringCase(name, text); };
-    // A class of such a name would make the camera's row a part of that section.
+    // A class with the name of a section would make the camera's row a part of that section.
     return !text.empty() && text.size() <= longestClass &&
            std::all_of(
                text.begin(), text.end(),

@@ -20,7 +20,8 @@ inline constexpr std::u16string_view settingsSections[] = {u"Import", u"Unload",
 
 /// All values that the camera table has for one model.
 struct CameraRow {
-    /// Makes class and name from the camera's product text; its USB ids stand in for an empty text.
+    /// Makes class and name from the camera's product text. The USB ids stand in if the text has no
+    /// character that fits there.
     explicit CameraRow(const UsbCamera& camera);
 
     /// The key of the row, and a part of the context id: made by `isProductClass`'s rules.
@@ -38,8 +39,8 @@ struct CameraRow {
     SettingsKey settings() const;
 };
 
-/// Whether a text can be the product class of a row: it has only allowed characters, and no other
-/// meaning in the settings.
+/// Whether a text can be the product class of a row: it has 1 to 40 characters, all of them
+/// allowed, and no other meaning in the settings.
 bool isProductClass(std::u16string_view text);
 
 /// Makes a text from a device fit to be shown: one line of at most `most` units without anything

@@ -22,7 +22,8 @@ class DeviceDirectory {
     /// Throws Failure if the components aren't registered or can't be loaded.
     DeviceDirectory();
 
-    /// The devices that can be unloaded now. These three throw Failure if the list can't be read.
+    /// The devices that can be unloaded now. This and the next two throw Failure if the list can't
+    /// be read.
     std::vector<Device> unloadDevices() const;
     /// The known devices that take a share menu, attached or not.
     std::vector<Device> shareDevices() const;
@@ -30,7 +31,8 @@ class DeviceDirectory {
     std::vector<Device> tagDevices() const;
 
     /// The device that the user means by `name`: a context id, a drive letter (`E`, `E:`, `E:\`),
-    /// or an empty text if there is only one device. Throws Failure with a list of the devices.
+    /// or an empty text if there is only one device. Throws Failure, with a list of the devices if
+    /// any are attached.
     Device find(std::u16string_view name) const;
 
     /// Whether a word has the form of a context id or drive letter.

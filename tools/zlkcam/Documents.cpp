@@ -11,7 +11,8 @@
 namespace zlk {
 namespace {
 
-// The parser of the documents is a component of its own, so a broken one has this cause.
+// The components write documents by a component of its own, without which no document comes out
+// whole.
 constexpr char fromComponents[] =
     "Check that the XML document component is registered: zlkcam register";
 
@@ -36,7 +37,7 @@ pugi::xml_node load(pugi::xml_document& document, std::string& text, const char*
     return element;
 }
 
-/// A local time in the form in which records and clocks have it.
+/// The text of a time, given in seconds since 1970 UTC, as records and clocks have it.
 std::string recordTime(std::int64_t seconds) {
     BrokenDownTime time{};
     _localtime64_s(time, seconds);
@@ -125,7 +126,8 @@ std::int64_t secondsOf(std::string_view recordTime) {
     // The view isn't terminated by a zero, which sscanf needs.
     const std::string text(recordTime);
     BrokenDownTime time{};
-    // Month 0 and a negative hour are what the format's check lets pass; mktime would accept both.
+    // The format's check lets month 0 and a negative hour pass, and mktime would accept both. Other
+    // fields out of their range carry over.
     // NOLINTNEXTLINE(cert-err34-c): so few digits don't overflow
     if (std::sscanf(text.c_str(), "%2d/%2d/%4d %2d:%2d:%2d", &time.month, &time.day, &time.year,
                     &time.hour, &time.minute, &time.second) != 6 ||
@@ -137,8 +139,8 @@ std::int64_t secondsOf(std::string_view recordTime) {
 }
 
 void markMissingDates(std::vector<FileRecord>& files, std::int64_t start, std::int64_t end) {
-    // The limits are converted to text and back, because the records went through a text, too: of
-    // an hour that comes twice in autumn the text can only mean one.
+    // The limits are converted to text and back, because the records went through a text, too: in
+    // the hour that comes twice in autumn a text is read as only one of two times.
     const std::int64_t first = secondsOf(recordTime(start)), last = secondsOf(recordTime(end));
     for (FileRecord& file : files)
         for (RecordTime* const time : {&file.modified, &file.created}) {

@@ -12,14 +12,14 @@ namespace zlk {
 
 /// An entry of a list of devices.
 struct Device {
-    /// For people, as the camera or the card names itself.
+    /// For people: from the settings, or for a card its label and letter, or its path.
     std::u16string name;
     std::u16string contextId;
     std::u16string progId;
 };
 
 /// The time at which a file was changed or created. If a camera gives no readable date for a file,
-/// the component lists it with the time of the listing, which is another one for each list.
+/// the component lists it with the time of the listing, and so with another one in each list.
 struct RecordTime {
     std::string text;       ///< MM/DD/YYYY hh:mm:ss, local time
     bool isNoDate = false;  ///< it may be the time of the listing, and then says nothing
@@ -62,7 +62,7 @@ struct Diagnostics {
     std::vector<std::vector<NamedText>> failures;  ///< the details of each recorded failure
 };
 
-/// All of these throw Failure (BadDocument) for a text that isn't such a document.
+/// All parse functions throw Failure (BadDocument) for a text that isn't such a document.
 std::vector<Device> parseDevices(std::u16string_view xml);
 /// Takes the document by value to free it early: a long one shouldn't stay in memory beside its
 /// records.

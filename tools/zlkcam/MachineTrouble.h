@@ -25,7 +25,8 @@ DWORD settingsError(HRESULT result);
 /// HKEY_LOCAL_MACHINE failed"; the reason is appended.
 Failure settingsFailure(const std::string& what, DWORD error);
 
-/// The same for a module that can't be loaded. `advice` is used if nothing was reported about it.
+/// The same for a module that can't be loaded. `advice` is used if the platform has reported
+/// nothing about modules or the machine root.
 Failure moduleFailure(const std::string& what, DWORD error, const std::string& advice);
 
 /// Why claims can't be made on this computer, if making one has failed; none if it hasn't, so that

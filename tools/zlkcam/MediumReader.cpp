@@ -86,8 +86,8 @@ std::optional<MediumDigest> digestFromMedium(int file, DigestKind kind,
     std::optional<Sum> sum;
     bool isDirect = false;
     if (!isFresh) {
-        // Another program has the file mapped, or the system kept its pages. A direct read passes
-        // the cache by.
+        // Another program has the file mapped, or the system kept its pages. A direct read doesn't
+        // go through the cache.
         const Descriptor direct = open("/proc/self/fd/" + std::to_string(file), O_DIRECT);
         if (direct) sum = sumOf(direct.get(), kind, progress);
         isDirect = sum.has_value();

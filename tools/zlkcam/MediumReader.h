@@ -1,6 +1,6 @@
 #pragma once
 // Reads a file from its medium and not from the system's cache, which still has the bytes as they
-// were written. Only then does a failing disk show.
+// were written and so would hide a failing disk.
 
 #include <cstdint>
 #include <functional>
@@ -16,8 +16,8 @@ namespace zlk {
 struct MediumDigest {
     Digest digest{};
     std::uint64_t size = 0;
-    /// False for a file in memory or on another computer, where nobody can say where the bytes came
-    /// from.
+    /// False if nobody can say where the bytes came from: the file lies in memory, on another
+    /// computer or behind FUSE, or it stayed in the cache and can't be read directly.
     bool isFromMedium = false;
 };
 

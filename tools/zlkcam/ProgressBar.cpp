@@ -25,7 +25,7 @@ std::string timeText(std::uint64_t seconds) {
     return text.data();
 }
 
-/// `whole` is how many bytes the step has in all, `elapsed` the milliseconds since its start.
+/// `whole` is how many bytes the step has in all, `elapsed` the milliseconds since the bar's start.
 StepState stateOf(std::uint64_t done, std::uint64_t whole, DWORD elapsed) {
     StepState state{done};
     // A rate from the first moments would jump about.
@@ -107,7 +107,7 @@ std::string ProgressBar::text(DWORD elapsed, std::size_t columns) const {
         line += "  proved " + sizeText(proving.done) + rateText(proving);
     }
     line += "  " + name_;
-    // The line is cut between characters. Each counts as one column; a line with wide characters
+    // The line is cut in UTF-16, where each unit counts as one column. A line with wide characters
     // may wrap, which does no harm.
     std::u16string units = wideText(line);
     if (units.size() >= columns) units.resize(columns - 1);

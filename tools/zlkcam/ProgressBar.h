@@ -33,8 +33,8 @@ class ProgressBar {
     void progress(int percent);
     /// Counts the file as done, also if it failed.
     void endFile();
-    /// For a second step, which proves what the first one has copied: the bytes that it has in all,
-    /// and those that it has finished since the last call.
+    /// For a second step, which proves what the first one has copied. expectProofs() gets the bytes
+    /// to prove in all, and prove() those that were proved since its last call.
     void expectProofs(std::uint64_t bytes) { proofs_ = bytes; }
     void prove(std::uint64_t bytes);
     /// Erases the bar and draws it no more. Lines worth keeping are still printed.
@@ -43,7 +43,8 @@ class ProgressBar {
     /// keeping stays, above the bar.
     void report(const std::string& line, bool worthKeeping = false);
 
-    /// The text of the bar `elapsed` milliseconds after the start, cut to this many columns.
+    /// The text of the bar `elapsed` milliseconds after the start, cut so that the last of the
+    /// terminal's `columns` stays free.
     std::string text(DWORD elapsed, std::size_t columns) const;
 
     std::size_t filesDone() const { return filesDone_; }
@@ -54,7 +55,7 @@ class ProgressBar {
     DWORD elapsed() const;
 
   private:
-    /// Draws the bar unless it was drawn a moment ago; always draws it if `always` is set.
+    /// Draws the bar, if it may be shown. Without `always` it isn't drawn again within a moment.
     void draw(bool always);
     /// Erases the bar, if it is drawn.
     void wipe();

@@ -11,8 +11,8 @@ using usbscan::UsbEvent;
 
 std::string RecordingText::requestText(const UsbEvent& event, const Setup& setup) const {
     std::string text = usbscan::classRequestText(setup, event.data);
-    // A request that the library can't name is shown with its bytes: type, request, and value,
-    // which is little-endian.
+    // A request without a known name is shown by the bytes of its setup packet: type, request, and
+    // value, which is little-endian.
     if (!text.empty()) return text;
     std::array<char, 32> request{};
     std::snprintf(request.data(), request.size(), "Request %02x %02x, value %02x%02x",

@@ -22,7 +22,8 @@ struct RecordingLine {
 /// Needs the events in their order, since a line may depend on earlier ones.
 class RecordingText {
   public:
-    /// The line for an event; none for the half of a transfer that carries no data.
+    /// The line for an event; none for the half of a transfer that carries no data, unless it
+    /// reports a failure.
     std::optional<RecordingLine> lineOf(const usbscan::UsbEvent& event);
 
   private:

@@ -27,7 +27,7 @@ struct SettingsValue {
     bool remove = false;  // the file deletes the value
 };
 
-/// A key with values.
+/// A key with its own values, or a key that the file deletes.
 struct SettingsKey {
     std::u16string path;  ///< begins with the root's full name
     bool remove = false;
@@ -39,8 +39,9 @@ struct SettingsKey {
 /// (BadDocument) with the line's number; nothing has been applied by then.
 std::vector<SettingsKey> parseSettingsText(std::string_view bytes);
 
-/// The text, in UTF-8, from which parseSettingsText makes these keys again. What the form can't
-/// hold, such as a name with a line end, is left out and named in `leftOut`.
+/// The text, in UTF-8, from which parseSettingsText makes these keys again; deletions aren't
+/// written as such. What the form can't hold, such as a name with a line end, is left out and named
+/// in `leftOut`.
 std::string writeSettingsText(const std::vector<SettingsKey>& keys,
                               std::vector<std::string>& leftOut);
 

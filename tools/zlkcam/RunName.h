@@ -6,7 +6,8 @@
 
 namespace zlk {
 
-/// A new name: `.zlkcam-` and eight random digits, so that no two runs get the same one.
+/// A new name: `.zlkcam-` and eight random hexadecimal digits, so that two runs hardly ever get the
+/// same one.
 std::string newRunName();
 /// Whether a name is exactly of this form.
 bool isRunName(std::string_view name);

@@ -31,8 +31,8 @@ class Session {
     Session& operator=(const Session&) = delete;
 
     Interface* operator->() const { return object_.get(); }
-    /// All calls that may have to wait for the device go through here, so that a StopWatch sees
-    /// them and a stop needn't wait.
+    /// Makes a call that may have to wait for the device, so that a StopWatch sees it and a stop
+    /// needn't wait for it.
     template <class Call>
     HRESULT call(Call&& ask) const {
         const DeviceCall inside;

@@ -1,6 +1,6 @@
 #pragma once
-// Reads and writes trees and single values of the settings store. Every operation throws Failure
-// (SettingsUnusable) with the store's own reason.
+// Reads and writes trees and single values of the settings store. Unless something else is said, an
+// operation throws Failure with the store's own reason: SettingsUnusable, or NoMemory.
 
 #include <string>
 #include <string_view>
@@ -15,8 +15,8 @@ inline constexpr std::u16string_view settingsTree =
     u"HKEY_LOCAL_MACHINE\\Software\\Zephyr-Lanthorn\\PictureSuite\\";
 
 /// The path of a key: `HKEY_LOCAL_MACHINE\...` or `HKLM\...`, `HKEY_CLASSES_ROOT\...` or
-/// `HKCR\...`; without a root it is below HKEY_LOCAL_MACHINE. Throws Failure (Usage) for a root
-/// that doesn't exist.
+/// `HKCR\...`; without a root it is below HKEY_LOCAL_MACHINE. Throws Failure (Usage) for any other
+/// root that begins with `HKEY_`.
 struct SettingsPath {
     explicit SettingsPath(std::u16string_view text);
     HKEY root;
@@ -47,11 +47,14 @@ class SettingsStore {
     static void setValue(const SettingsPath& path, SettingsValue value);
     /// Deletes a value; throws if it doesn't exist.
     static void removeValue(const SettingsPath& path, const std::u16string& name);
-    /// Deletes a key and everything below it; throws for a root.
+    /// Deletes a key and everything below it; throws if it doesn't exist, and Failure (Usage) for a
+    /// root.
     static void removeKey(const SettingsPath& path);
 
     /// Carries out what a settings text says, in its order. Deleting what doesn't exist succeeds.
-    /// The Failure names the line in the text; what stands before that line has been done.
+    /// Throws Failure (Usage) before the first change if a root is unknown or is to be deleted. Any
+    /// other Failure names the line of the key at which it happened: what stands before that line
+    /// has been done, and of the key's values perhaps some.
     static void apply(const std::vector<SettingsKey>& keys);
     /// Gives a key these values and deletes its others. The new values are written first.
     static void replace(const SettingsKey& key);

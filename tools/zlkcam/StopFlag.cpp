@@ -101,7 +101,7 @@ void StopWatch::watch() {
     for (std::unique_lock lock(inUse_);
          !over_.wait_for(lock, lookPause, [this] { return isOver_; });) {
         if (!StopFlag::raised()) continue;
-        // Noticed at most one pause late, which counts as part of the patience.
+        // The stop is noticed at most one pause late, and the patience begins then.
         if (!raisedSince) raisedSince = Clock::now();
         const std::lock_guard inCall(callInUse);
         // The call may have begun before the stop or after it; the later of the two starts the

@@ -26,7 +26,7 @@ class StopFlag {
     static bool raised() noexcept;
 };
 
-/// The failure of a command that was stopped before it had any result.
+/// The failure of a command that was stopped.
 Failure stoppedEarly();
 
 /// Marks a call that may wait long for a device and can't be stopped from outside. One thread at a

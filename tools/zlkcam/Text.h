@@ -14,7 +14,8 @@ namespace zlk {
 /// because they are part of a name there.
 std::u16string pathArgument(std::string_view bytes);
 
-/// The path, made absolute by the current folder. Paths with a drive are left as they are.
+/// The path, made absolute by the current folder. A path that begins with `/`, `\\` or a drive is
+/// left as it is.
 std::u16string absolutePath(std::u16string path);
 
 /// Why a platform call failed, as in "No space is left", without a full stop.

@@ -25,12 +25,13 @@ class Tool {
 
     /// Whether standard output is a terminal.
     bool onTerminal() const { return terminal_; }
-    /// The number of that terminal's columns; 80 if it isn't known.
+    /// The number of that terminal's columns; 80 if it isn't known or is below 20.
     std::size_t columns() const;
 
-    /// Prints the JSON document, if there is one, and returns the final exit status.
+    /// Prints the document in JSON mode, and returns the final exit status, which is FileUnusable
+    /// if a successful command's answer couldn't be written.
     ExitStatus finish();
-    /// The same with a failure in the place of the answer.
+    /// The same with a failure in the place of the answer, which is also printed on standard error.
     ExitStatus finish(const Failure& failure);
 
     /// Writes the value of an answer's "error" member.

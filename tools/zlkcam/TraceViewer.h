@@ -38,7 +38,7 @@ class SharedView {
 class TraceViewer {
   public:
     /// Clears the buffer and switches the log on. Throws Failure: ViewerRunning, or FileUnusable if
-    /// the objects can't be created.
+    /// the objects can't be created or a program holds the log's mutex for seconds.
     TraceViewer();
     ~TraceViewer();
     TraceViewer(const TraceViewer&) = delete;

@@ -17,7 +17,7 @@ struct UsbCamera {
     std::u16string pnpId;      ///< `VID_xxxx&PID_xxxx`
     std::u16string contextId;  ///< from its row of the camera table; empty if it has none
     bool listed = false;       ///< it is among the listed devices
-    bool twinListed = false;   ///< another camera of the same context id is listed in its place
+    bool twinListed = false;   ///< a camera of the same context id is listed, this or another one
 };
 
 /// A reason why a camera isn't listed, or can't be opened although it is.
@@ -26,7 +26,7 @@ struct CameraTrouble {
     std::string message, advice;
 };
 
-/// The USB ids as lsusb prints them, such as `12AB:0001`.
+/// The USB ids in the form `12AB:0001`.
 std::u16string usbIdOf(const AttachedCamera& camera);
 
 /// All cameras on USB, ordered by port. `devices` are those that the components list.

@@ -40,8 +40,7 @@ ExitStatus run(Tool& tool, int argc, char** argv) {
         app.exit(help);
         return ExitStatus::Success;
     } catch (const CLI::ParseError& error) {
-        // --json may stand after the word that couldn't be understood, where the parser didn't come
-        // to.
+        // --json may stand after the word that couldn't be understood, where the parser stopped.
         tool.json = std::any_of(argv, argv + argc,
                                 [](const char* word) { return !std::strcmp(word, "--json"); });
         return tool.finish(Failure(

@@ -13,7 +13,7 @@ std::u16string takeFirst(std::vector<std::string>& words) {
 }  // namespace
 
 std::u16string DeviceWords::takeDevice(std::size_t others) {
-    // All words but the first belong to the command, so one word more must be a device.
+    // The command needs `others` words, so that one more in front of them must be a device.
     return words.size() > others ? takeFirst(words) : std::u16string();
 }
 

@@ -41,10 +41,10 @@ std::vector<UsbCamera> kindsOf(const std::vector<UsbCamera>& cameras, const std:
     return kinds;
 }
 
-/// The model of camera that is to be adopted: one that the table doesn't know, or, if only a rule
-/// is wanted, also one that it knows. Throws Failure unless there is exactly one.
+/// The model of camera that is to be adopted: one that the table doesn't know, or, if there is none
+/// and a rule is wanted, one that it knows. Throws Failure unless there is exactly one.
 UsbCamera chooseCamera(const DeviceDirectory& directory, const AdoptOptions& options) {
-    // Without a list of devices only ids and ports are needed of each camera.
+    // Whether a camera is listed doesn't matter here, so no list of devices is needed.
     const std::vector<UsbCamera> cameras = usbCameras(directory, {});
     const std::u16string wanted = wideText(options.camera);
     const bool withRule = !options.rulesFolder.empty();
@@ -94,7 +94,8 @@ bool isTaken(const DeviceDirectory& directory, const CameraRow& wanted) {
     });
 }
 
-/// The row that is to be written; throws Failure if its class or name can't be used or is taken.
+/// The row that is to be written; throws Failure if its class or name can't be used, or if the
+/// class is taken and the user doesn't want to replace that row.
 CameraRow rowFor(const DeviceDirectory& directory, const UsbCamera& camera,
                  const AdoptOptions& options) {
     CameraRow row(camera);

@@ -144,7 +144,7 @@ bool canBeReported(std::u16string_view xml) {
 void runDiag(Tool& tool, const DiagOptions& options) {
     const DeviceDirectory directory;
     const Device device = directory.find(wideText(options.device));
-    // Asked without a claim, so that it also works while another program uses the camera.
+    // This message needs no claim, so that it also works while another program uses the camera.
     const std::u16string document = askDevice(device, u"CAMERA_GetDiagFile");
     if (document.empty())
         throw Failure(ExitStatus::ReadFailed,

@@ -93,7 +93,8 @@ class Report {
     void tellList(Finding finding) const;
     void writeFiles() const;
     void writeRest() const;
-    // The failure that decides the exit status; none if every file is whole.
+    // The failure that decides the exit status; none if no file is missing, changed or unreadable,
+    // no folder is unreadable, and every record could be used.
     std::optional<Failure> gravest() const;
     void end(const Failure& failure) const {
         tool_.status = failure.status;

@@ -23,8 +23,8 @@ struct ThumbsOptions : DeviceWords {
     bool flat = false;
 };
 
-/// Collects what went wrong with single files. The first failure decides the exit status, unless
-/// the device goes away later.
+/// Collects what went wrong with single files. The first failure decides the exit status, unless a
+/// later one ends the work.
 class FileFailures {
   public:
     explicit FileFailures(Tool& tool) : tool_(tool) {}
@@ -76,7 +76,7 @@ void runList(Tool& tool, const ListOptions& options) {
     const StopWatch watch([&] { return tool.finish(stoppedEarly()); });
     const DeviceDirectory directory;
     const PhotoSession session(directory.find(wideText(options.device)));
-    // The component then lists only the top folder, until the device is let go.
+    // This makes the component list only the top folder, until the device is let go.
     if (options.flatCard) session.escape(u"MSDC_NoRecursion");
     const std::vector<FileRecord> files = session.files();
     const CardSurvey survey(options.flatCard ? u"" : cardRoot(directory, session));

@@ -102,7 +102,7 @@ void recordProgram(Tool& tool, const RecordOptions& options) {
         file.reset();
         status = runProgram({options.words.begin() + 2, options.words.end()}, tool.json);
     } catch (const Failure&) {
-        // The program couldn't be started, so there is nothing worth keeping.
+        // The recording or the program couldn't be started, so there is nothing worth keeping.
         recording.reset();
         DeleteFileW(path.c_str());
         throw;

@@ -75,7 +75,7 @@ struct RegisterOptions {
                   what + ": " + reasonText(static_cast<DWORD>(result)) + ".");
 }
 
-/// Calls an entry point of each module, or of all modules in their folder if none is named. A
+/// Calls an entry point of each named module, or of all modules in their folder if none is named. A
 /// module in the folder without the entry point has no components and is skipped; a module that was
 /// named must have it.
 void runModules(Tool& tool, const std::vector<std::string>& named, const char* entryPoint,

@@ -50,7 +50,7 @@ Options completed(Options options) {
 
 /// Whether `inner` is `outer` or lies in it.
 bool liesIn(const Destination& inner, const Destination& outer) {
-    // A missing folder has no identity; its path has to do.
+    // A missing folder has no identity, so the paths are compared.
     if (outer.isMissing()) return inner.path() == outer.path();
     return std::ranges::find(inner.way(), outer.way().front()) != inner.way().end();
 }

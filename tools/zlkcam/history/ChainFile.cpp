@@ -59,8 +59,8 @@ ChainFile ChainFile::read(int folder) {
     const bool isThere = ::fstatat(folder, chainName, &status, AT_SYMLINK_NOFOLLOW) == 0;
     if (!isThere && errno != ENOENT)
         throw UnusableFile(std::string("it can't be looked at (") + std::strerror(errno) + ")");
-    // A new history gets an empty document. Every other reason than ENOENT must not end here, or
-    // the existing chain would be overwritten.
+    // A new history gets an empty document. Only ENOENT may lead here, or an existing chain would
+    // be overwritten.
     if (!isThere) {
         pugi::xml_node declaration = chain.document_.append_child(pugi::node_declaration);
         declaration.append_attribute("version") = "1.0";
@@ -74,7 +74,7 @@ ChainFile ChainFile::read(int folder) {
 }
 
 void ChainFile::parse(const std::string& bytes) {
-    // parse_full keeps comments and the like, so that rewriting the file loses nothing of what
+    // parse_full keeps comments and the like, so that rewriting the file loses no contents that
     // other tools put there. Without parse_doctype no entities can be declared.
     const auto result =
         document_.load_buffer(bytes.data(), bytes.size(), pugi::parse_full & ~pugi::parse_doctype);

@@ -34,7 +34,8 @@ class ChainFile {
 
     /// Appends a line with the C4 sum of the manifest's bytes.
     void add(std::uint64_t number, const std::string& manifest, const Digest& c4);
-    /// The whole document. What was read is kept as it was, also elements that we don't know.
+    /// The whole document. What was read is kept, also elements that we don't know, except for a
+    /// document type declaration and the white space between elements.
     std::string text() const;
 
   private:

@@ -47,8 +47,8 @@ class ManifestFolder {
     std::string add(const Generation& generation);
 
   private:
-    /// False if the file system has no such locks. Then only the rule that no name is ever replaced
-    /// protects against another writer.
+    /// False if the file system has no such locks. Then only the rule that no manifest is ever
+    /// replaced protects against another writer. Throws Failure if another program keeps the lock.
     bool lock() const;
     // Deletes the hidden files of writers that were killed.
     void removeLeftovers() const;
@@ -132,8 +132,8 @@ std::string ManifestFolder::add(const Generation& generation) {
         manifest.write(text);
     });
     manifest.finish();
-    // Both files are complete on the disk before either gets its name. A full disk shows up to
-    // here, while nothing has changed.
+    // Both files are complete on the disk before either gets its name, so that a full disk shows
+    // while nothing has changed.
     chain.add(number, name, c4.digest());
     NewFile newChain(manifests_.get(), chainName);
     newChain.write(chain.text());

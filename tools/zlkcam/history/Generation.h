@@ -1,9 +1,9 @@
 #pragma once
 // Records what one run has copied into a folder, or has verified there.
 //
-// Both writers give a file its name only when it is whole on the disk, and never replace a file. If
-// they fail, no half file has a name. A wish to stop doesn't end them: what was copied before it is
-// worth a record.
+// Both writers give a file its name only when it is whole on the disk, and replace none but the
+// chain file. If they fail, no half file has a name. A wish to stop doesn't end them: what was
+// copied before it is worth a record.
 
 #include <cstdint>
 #include <string>
@@ -27,7 +27,8 @@ struct Generation {
 /// an open descriptor, which stays the caller's; the folder's name becomes a part of the
 /// manifest's. Returns the path of the manifest below the folder; empty, with nothing written, if
 /// there are no records. Throws Failure (FileUnusable), also if the chain file can't be understood
-/// or another program keeps the history locked.
+/// or another program keeps the history locked, and std::invalid_argument if a record has no sum
+/// that a manifest can hold.
 std::string writeGeneration(int folder, const Generation& generation);
 
 /// Writes the sums of one kind (XXH128 or SHA-256) into a new file of the folder, which `xxhsum -c`

@@ -29,8 +29,9 @@ inline constexpr std::uint64_t largestHistoryFile = std::uint64_t{512} << 20;
 /// Reads forward only. Used by one thread.
 class HistoryFile {
   public:
-    /// Opens a file directly in an open folder. Throws UnusableFile if the name is a link or no
-    /// regular file, or if the file has more than `limit` bytes. Never waits for another program.
+    /// Opens a file directly in an open folder. Throws UnusableFile if it can't be opened, if it is
+    /// a link or no regular file, or if it has more than `limit` bytes. Never waits for another
+    /// program.
     HistoryFile(int folder, const std::string& name, std::uint64_t limit = largestHistoryFile);
 
     /// Makes a sum of the bytes that are read from now on. To be called before the first `read`.

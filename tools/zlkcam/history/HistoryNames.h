@@ -23,7 +23,8 @@ inline constexpr std::uint32_t lastGeneration = 999'999'999;
 /// name.
 std::optional<DigestKind> sumsFileKind(std::string_view name);
 
-/// The date in such a name, as nameTimeText writes it; empty if it has none.
+/// The date at the end of the name of a manifest, sums file or report, as nameTimeText writes it;
+/// empty if there is none.
 std::string_view dateInName(std::string_view name);
 
 /// The name of a manifest: number, folder and date.

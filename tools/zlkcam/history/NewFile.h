@@ -14,7 +14,8 @@ namespace zlk {
 class NewFile {
   public:
     /// Creates the hidden file in `folder`, an open descriptor that stays the caller's and outlives
-    /// this. `name` is the name that the file will get, or one like it, for messages.
+    /// this. `name` is the name that the file will get, or one like it: it becomes a part of the
+    /// hidden name, and stands in messages.
     NewFile(int folder, const std::string& name);
     /// Deletes the file if it hasn't got a name.
     ~NewFile();

@@ -1,7 +1,7 @@
 #pragma once
 // Reads and writes lines of sums in the form of `sha256sum` and `xxhsum`: the digits, two blanks,
-// the path. If the path contains a line end, that becomes `\n`, and the line begins with a
-// backslash.
+// the path. If the path contains a line feed or carriage return, these become `\n` and `\r`, each
+// backslash is doubled, and the line begins with a backslash.
 
 #include <string>
 

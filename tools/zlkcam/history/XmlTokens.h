@@ -25,9 +25,10 @@ class XmlTokens {
     explicit XmlTokens(ByteSource source);
 
     /// Reads the next token; false at the end of the document. A long text may come in several
-    /// pieces; comments and processing instructions are skipped. Throws UnusableFile for what isn't
-    /// XML in UTF-8, for a document type, for elements that are nested too deeply or tags that are
-    /// too long, and for a document that ends inside of an element.
+    /// pieces; comments and processing instructions are skipped. Throws UnusableFile for tags that
+    /// are malformed or too long, for elements that are nested too deeply, for text or a second
+    /// element outside of the root, for a document type, and for a document that ends inside of an
+    /// element. Other violations of XML aren't noticed here.
     bool next(XmlToken& token);
 
   private:

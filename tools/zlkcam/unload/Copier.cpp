@@ -33,7 +33,8 @@ Failure writeFailure(const Destination& destination, int error) {
             "Make room, or choose another folder, and run it again with --new."};
 }
 
-/// The two readings of --verify gave different sums, so that neither can be trusted.
+/// Two readings gave different sums, in this run or in an earlier one and this, so that neither can
+/// be trusted.
 Failure readTwice() {
     return {ExitStatus::NotVerified, "Reading it twice gave different bytes.",
             "Clean the contacts of the card, or try another reader."};
@@ -60,14 +61,13 @@ void Copier::copy(std::vector<UnloadedFile>& files) {
         // The settlers may settle the previous shot only now: until here another file of it could
         // have followed.
         for (const auto& settler : settlers_) settler->begin(planned.shot);
-        // The stop and the state of the destinations are looked at between files, so that the file
-        // in hand is either whole or not begun.
+        // No file is begun after a stop, or if no destination can be used any more.
         if (StopFlag::raised()) ending_ = stoppedUnloading();
         if (!ending_) ending_ = endOfDestinations();
         if (ending_) break;
         inHand_ = &files[i];
         progress_.start(files[i]);
-        // A failed file doesn't end the run; noteFailure decides whether its failure does.
+        // noteFailure decides whether the failure of this file ends the run.
         try {
             copyFile(planned, *takeSource(i), files[i]);
         } catch (const Failure& failure) {
@@ -96,8 +96,8 @@ std::unique_ptr<SourceFile> Copier::takeSource(std::size_t index) {
         source = std::move(ahead_.front());
         ahead_.pop_front();
     }
-    // A camera's file, a file that couldn't be opened ahead, and the very first one are opened
-    // here.
+    // A camera's file, a file that a destination has already, one that couldn't be opened ahead,
+    // and the very first one are opened here.
     if (!source) source = std::make_unique<SourceFile>(*files[index].record);
     while (ahead_.size() < filesAhead_ && index + 1 + ahead_.size() < files.size()) {
         const PlannedFile& next = files[index + 1 + ahead_.size()];
@@ -300,7 +300,7 @@ void Copier::readByPath(const UnloadedFile& file, CopySink& into, ProgressCallba
         if (!ReadFile(source.get(), block.data(), blockSize, &read, nullptr)) break;
         if (!into.take(std::span(block).first(read))) return;
         const auto percent = static_cast<LONG>(into.size() * 100 / file.size);
-        // A read of 0 bytes ends a file that became shorter meanwhile; fetch() compares the sizes.
+        // A read of 0 bytes is the end of the file; fetch() notices if that came too early.
         if (progress.UpdateProgress(percent) != S_OK || read == 0) return;
     }
     throwFetchFailure(static_cast<LONG>(ExitStatus::ReadFailed));

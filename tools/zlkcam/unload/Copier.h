@@ -60,11 +60,13 @@ class Copier {
     /// Takes the opened file at this index, and opens those that follow up to `filesAhead`.
     std::unique_ptr<SourceFile> takeSource(std::size_t index);
     void copyFile(const PlannedFile& planned, const SourceFile& source, UnloadedFile& file);
-    /// Finds out the file's true size and time; throws Failure if it changed since it was listed.
+    /// Finds out the file's true size and time; throws Failure if it changed since it was listed,
+    /// or is too large for a camera to give.
     static void readState(const SourceFile& source, UnloadedFile& file);
     /// Makes a hidden copy in each destination that needs the file.
     Lanes openLanes(const PlannedFile& planned, UnloadedFile& file);
-    /// Reads the file into the lanes, and removes from `lanes` those that couldn't be written.
+    /// Reads the file into the lanes, removes from `lanes` those that couldn't be written, and
+    /// notes the file's sums. With --verify it reads the file twice.
     void read(const PlannedFile& planned, const SourceFile& source, UnloadedFile& file,
               Lanes& lanes);
     void closeLanes(UnloadedFile& file, Lanes& lanes, const CopySink& sink);
@@ -77,14 +79,15 @@ class Copier {
     std::optional<LocalTime> dateOf(const PlannedFile& planned) const;
     void waitForSettlers();
 
-    /// Has the device write a file into the sink `into`; throws Failure unless all bytes arrived.
+    /// Has the device write a file into the sink `into`; throws Failure unless all bytes arrived,
+    /// or all copies failed.
     void fetch(const UnloadedFile& file, CopySink& into, Share share);
     void save(const UnloadedFile& file, CopySink& into, ProgressCallback& progress);
     /// For files of 4 GiB and more, whose bytes a component can't count. The device is claimed by
     /// then, and lies at a path of this machine.
     void readByPath(const UnloadedFile& file, CopySink& into, ProgressCallback& progress);
-    void verify(const SourceFile& source, UnloadedFile& file);
     /// Reads the file a second time, and throws Failure if the bytes differ.
+    void verify(const SourceFile& source, UnloadedFile& file);
     [[noreturn]] void throwFetchFailure(LONG code) const;
     void noteFailure(UnloadedFile& file, const Failure& failure);
     /// None as long as one destination can be used; else why the first of them can't.
@@ -101,7 +104,7 @@ class Copier {
     std::vector<std::byte> block_;
     // The next files of the plan, in order; null for one that wasn't opened ahead.
     std::deque<std::unique_ptr<SourceFile>> ahead_;
-    // The shot of the file in hand, and the date that its files agreed on; shots count from 1.
+    // The shot of the last file that was read, and the date of that shot; shots count from 1.
     unsigned lastShot_ = 0;
     std::optional<LocalTime> shotDate_;
     // The file that is being read; `abandon` reads it from another thread.

@@ -22,7 +22,6 @@ void HtmlReport::write() {
     finish();
 }
 
-/// Does `work` for one page. A failure gives up this page only; the others go on.
 template <class Work>
 void HtmlReport::onPage(std::size_t index, Work work) {
     try {

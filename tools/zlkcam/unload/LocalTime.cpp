@@ -42,7 +42,7 @@ std::optional<LocalTime> localTimeIn(std::string_view text) {
     const auto number = [&](std::size_t start, std::size_t digits) {
         int value = 0;
         const char* const end = text.data() + start + digits;
-        // from_chars accepts a minus sign, which a separator may be.
+        // from_chars would take a minus sign as a part of the number.
         isNumber &=
             text[start] != '-' && std::from_chars(text.data() + start, end, value).ptr == end;
         return value;

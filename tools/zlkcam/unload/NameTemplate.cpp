@@ -89,7 +89,7 @@ std::string dateText(std::string_view format, const LocalTime& date) {
 
 }  // namespace
 
-/// The values of the fields for one file; all but the date are made once.
+/// What is known of one file, and the safe parts of its path, from which its fields are made.
 struct NameTemplate::Values {
     explicit Values(const NameFields& of) : fields(of), folders(safePath(of.path)) {
         // safePath always returns at least the file's name.

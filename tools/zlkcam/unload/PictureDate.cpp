@@ -85,8 +85,8 @@ class TiffBlock {
     std::string_view bytes_;
 };
 
-/// The TIFF block after the first `marker` that one follows; empty if there is none. The marker may
-/// also occur in picture data, so each occurrence is checked.
+/// The TIFF block after the first `marker` that is followed by one; empty if there is none. The
+/// marker may also occur in picture data, so each occurrence is checked.
 std::string_view tiffBehind(std::string_view head, std::string_view marker) {
     for (std::size_t at = 0; (at = head.find(marker, at)) != head.npos;) {
         at += marker.size();

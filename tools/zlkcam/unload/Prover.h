@@ -6,8 +6,8 @@
 namespace zlk {
 
 struct Proof {
-    /// False for a file in memory or on another computer, where a cache may have given the bytes,
-    /// so that nothing is known of the medium.
+    /// As in MediumDigest: false if a cache may have given the bytes, so that nothing is known of
+    /// the medium.
     bool isFromMedium = false;
 };
 

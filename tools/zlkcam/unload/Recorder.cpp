@@ -11,8 +11,8 @@
 namespace zlk {
 namespace {
 
-/// The key under which earlier runs' records are found: name without folder, and size. Letters
-/// become upper case, because the file systems of cards don't keep the case of names.
+/// The key under which earlier runs' records are found: name without folder, and size. Letters of
+/// ASCII become upper case, because cards' file systems don't distinguish the case of names.
 std::string takenKey(std::string_view path, std::uint64_t size) {
     std::string key(path.substr(path.find_last_of("/\\") + 1));
     for (char& byte : key)

@@ -38,7 +38,7 @@ class Recorder {
     struct Options {
         RecordForm form = RecordForm::MediaHashList;
         bool onlyNew = false;      ///< copies of all earlier runs count as known
-        bool sha256 = false;       ///< the record has that sum, too
+        bool sha256 = false;       ///< a sums file has SHA-256 instead of XXH128
         bool isRehearsal = false;  ///< nothing is changed in the folder
     };
     /// Takes over the journals of killed runs in the folder. `device` is the device's name for
@@ -53,7 +53,7 @@ class Recorder {
     /// False if `find` would return none for any file.
     bool knowsAny() const { return options_.onlyNew || !unfinished_.empty(); }
 
-    /// Adds a copy to the journal that is whole, on the disk, and has its name.
+    /// Adds to the journal a copy that is whole, on the disk, and has its name.
     void note(const UnloadedFile& file, const std::string& placed);
 
     /// Writes the manifest of what `files` have come to at the destination with this index. Returns

@@ -12,8 +12,9 @@ Remover::Remover(const PhotoSession& session, const CardSurvey& survey,
                  const UnloadOptions& options)
     : session_(session), survey_(survey), options_(options) {}
 
-/// Everything has to be certain: all copies proved, the original read in this run and not taken
-/// from a journal, its bytes really delivered, and its folder readable to its end.
+/// Everything has to be certain: all copies proved, the original read in this run (twice if that
+/// was wished) and not taken from a journal, its bytes really delivered, and its folder readable to
+/// its end.
 bool Remover::mayBeDeleted(const UnloadedFile& file) const {
     return file.isProved() && file.wasRead && isDelivered(*file.record, file.size) &&
            (file.verified || !options_.verify) && !survey_.isUncertain(file.record->id);
@@ -57,7 +58,7 @@ std::optional<Failure> Remover::remove(std::vector<UnloadedFile>& files) const {
             file->deleted = true;
         } catch (const Failure& failure) {
             file->failure = std::make_unique<const Failure>(failure);
-            // A file that can't be deleted doesn't keep the others, unless the device is gone.
+            // A file that can't be deleted doesn't save the others, unless the device is gone.
             if (auto end = session_.endOf(failure)) return end;
         }
     }

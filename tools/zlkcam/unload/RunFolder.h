@@ -19,8 +19,8 @@ namespace zlk {
 /// Owns the folder and its lock. Destination guards `make` and `keep` by its mutex.
 class RunFolder;
 
-/// A file that isn't whole yet, open for reading and writing. It is deleted with its owner unless
-/// it was moved to its own name. It refers to its RunFolder, which has to outlive it.
+/// Owns a file that isn't whole yet, open for reading and writing. The destructor deletes the file
+/// unless it was moved to its own name. The RunFolder has to outlive this.
 class HiddenCopy {
   public:
     HiddenCopy(HiddenCopy&& other) noexcept;

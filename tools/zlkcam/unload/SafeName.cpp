@@ -69,8 +69,8 @@ std::vector<std::string> safePath(std::u16string_view devicePath) {
         if (end > 0) parts.push_back(safeName(devicePath.substr(0, end)));
         devicePath.remove_prefix(std::min(end + 1, devicePath.size()));
     }
-    // A path that ends in a slash has a folder but no name. The file gets `_`, and not the folder's
-    // name.
+    // A single component with a slash at its end is a folder without a file's name. The file gets
+    // `_`, and not the folder's name.
     if (parts.empty() || (parts.size() == 1 && endsInSlash)) parts.push_back(safeName({}));
     return parts;
 }

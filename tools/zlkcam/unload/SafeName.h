@@ -10,8 +10,9 @@
 
 namespace zlk {
 
-/// The UTF-16 unit itself, or `instead` if it is a control character or changes how a text is
-/// shown.
+/// The UTF-16 unit itself, or `instead` if it is a control character or changes the direction of a
+/// text. A unit by which the platform stands in for a byte becomes the character of that byte in
+/// Latin-1 if the byte is 0xA0 or more, else `instead`.
 WCHAR harmlessUnit(WCHAR unit, WCHAR instead);
 
 /// Makes a path component of at most 220 bytes of UTF-8. A longer name is cut before its extension.

@@ -35,7 +35,7 @@ UniqueHandle openToRead(const FileRecord& record) {
 }
 
 SourceState SourceState::of(const FileRecord& record) {
-    // A camera can't be asked about a file without a transfer; its list has to do.
+    // A camera can't be asked about a file without a transfer, so the list's values are taken.
     if (!isOnVolume(record))
         return {record.size, record.modified.isNoDate ? -1 : secondsOf(record.modified.text)};
     // Access 0: only the status is wanted, and another program may have the file open.

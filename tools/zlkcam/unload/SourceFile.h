@@ -53,7 +53,7 @@ class SourceFile {
 
     /// The file's state now. Throws Failure (ReadFailed).
     SourceState state() const;
-    /// Asks the system to read the first 16 MB into its cache in the background. No effect on a
+    /// Asks the system to read the first 16 MiB into its cache in the background. No effect on a
     /// camera.
     void readAhead() const;
     /// Asks the system to drop the file from its cache, so that the next reading comes from the

@@ -13,8 +13,8 @@
 
 namespace zlk {
 
-/// In the order of their gravity: the outcome of a file is the largest of those of its copies. Up
-/// to Copied, the destination has the file.
+/// In the order of their gravity: the outcome of a file that could be read is the largest of those
+/// of its copies. Up to Copied, the destination has the file, or had it before.
 enum class Outcome : std::uint8_t { Skipped, WasThere, Copied, NotReached, TooLarge, Failed };
 
 /// The name of an outcome in JSON answers and reports.
@@ -49,7 +49,7 @@ struct UnloadedFile {
     std::vector<CopyResult> copies{};          ///< one of each destination
     std::unique_ptr<const Failure> failure{};  ///< of reading or of deleting it
 
-    /// The gravest outcome of reading it and of all its copies.
+    /// What became of reading it if that failed, else the gravest outcome of its copies.
     Outcome outcome() const;
     /// Its true size, or the listed one if it wasn't reached.
     std::uint64_t knownSize() const;

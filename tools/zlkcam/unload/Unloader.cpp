@@ -7,8 +7,8 @@
 namespace zlk {
 namespace {
 
-/// Ranks failures for the exit status: a file that wasn't deleted or lacks a copy, one that was too
-/// large, and one that wasn't copied.
+/// Ranks failures for the exit status, the least grave first: a file that was too large, one that
+/// was copied and not deleted, and one that couldn't be read or lacks a copy.
 int gravityOf(const UnloadedFile& file) {
     if (!file.trouble()) return 0;
     if (file.reading == Outcome::TooLarge) return 1;
@@ -94,8 +94,8 @@ void Unloader::record() {
             target.destination->flushNames();
             target.manifest = target.recorder->write(files_, i);
         } catch (const Failure& failure) {
-            // If the destination was given up, recording fails for the same reason, and the first
-            // failure explains it better.
+            // If the destination was given up, recording probably fails for the same reason, and
+            // the first failure explains it better.
             if (!target.failure) target.failure = failure;
         }
         // Without a failure the private folders are empty by now; after one they keep the journal.

@@ -43,7 +43,8 @@ class Unloader {
     /// Writes the manifest of each destination, also of what was copied before a stop. A second
     /// call does nothing.
     void record();
-    /// Deletes from the device what is proved and recorded everywhere, unless the run ended early.
+    /// Deletes from the device what is proved and recorded everywhere, unless the run ended early
+    /// or a target has a failure.
     void remove(const CardSurvey& survey);
     /// For another thread, while `copy` hangs in the device: stops the settlers and marks the rest
     /// as stopped. Only `record` and the results may be used afterwards.
