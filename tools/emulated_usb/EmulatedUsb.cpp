@@ -30,7 +30,7 @@ std::string textOf(const std::vector<std::byte>& descriptor) {
     return utf8Text(units);
 }
 
-/// In megabits per second, as the size of the packets tells.
+/// The speed, in megabits per second, that belongs to this size of bulk packets.
 std::string speedOf(std::uint16_t packetSize) {
     return packetSize < 512 ? "12" : packetSize == 512 ? "480" : "5000";
 }

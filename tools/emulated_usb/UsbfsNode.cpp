@@ -11,7 +11,8 @@
 #include <system_error>
 
 #ifdef __SANITIZE_THREAD__
-/// The thread sanitizer asks for these: libraries that aren't built with it.
+/// Called by the thread sanitizer: the libraries in which it mustn't report races, because they
+/// aren't built with it.
 extern "C" [[gnu::visibility("default")]] const char* __tsan_default_suppressions() {
     return "race:libumockdev.so\nrace:libglib-2.0.so\n";
 }

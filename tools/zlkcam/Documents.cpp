@@ -11,8 +11,8 @@
 namespace zlk {
 namespace {
 
-// The components write documents by a component of its own, without which no document comes out
-// whole.
+// The components write their documents with the XML document component. Where that can't be
+// created, documents come out empty.
 constexpr char fromComponents[] =
     "Check that the XML document component is registered: zlkcam register";
 

@@ -44,7 +44,7 @@ RegistryKey makeKey(const SettingsPath& path) {
     return RegistryKey(key);
 }
 
-/// Accepts it if there was nothing to delete.
+/// As require(), but accepts that there was nothing to delete.
 void requireGone(LSTATUS result, const SettingsPath& path) {
     if (result != ERROR_FILE_NOT_FOUND) require(result, "Deleting", path);
 }

@@ -31,7 +31,8 @@ class Tool {
     /// Prints the document in JSON mode, and returns the final exit status, which is FileUnusable
     /// if a successful command's answer couldn't be written.
     ExitStatus finish();
-    /// The same with a failure in the place of the answer, which is also printed on standard error.
+    /// The same with a failure in the place of the answer. The failure is also printed on standard
+    /// error.
     ExitStatus finish(const Failure& failure);
 
     /// Writes the value of an answer's "error" member.

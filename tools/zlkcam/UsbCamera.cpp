@@ -92,7 +92,7 @@ std::vector<CameraTrouble> troublesOf(const UsbCamera& camera) {
              "The udev rule 70-zlkcamtr.rules gives the user at the screen that right: install it "
              "(./dev install) or copy it into /etc/udev/rules.d, run udevadm control --reload, and "
              "plug the camera in again."});
-    // From here on only if nothing else explains it.
+    // The reasons that follow are only given if none was found so far.
     if (!camera.listed && troubles.empty() && camera.twinListed)
         troubles.push_back({"twin", "Another camera of this model is listed in its place.",
                             "Unplug that one to reach this one."});

@@ -9,7 +9,7 @@
 
 namespace zlk::camsim {
 
-/// The cable, as far as commands have to do with it: callbacks of the one that connects the camera
+/// What the commands need of the cable. The callbacks lead to the object that connects the camera
 /// to its bus.
 struct Cable {
     std::function<void()> plug, unplug;

@@ -56,8 +56,8 @@ class SimulatedDevice final : public usbscan::UsbDevice {
     // pump() is going to be called.
     bool scheduled_ = false;
 
-    // The write in progress: what is left of it, whether a zero-length packet follows, and whom to
-    // tell.
+    // The write in progress: what is left of it, whether a zero-length packet follows, and the
+    // callback for its end.
     std::span<const std::byte> toWrite_;
     bool zeroPacket_ = false;
     Done written_;

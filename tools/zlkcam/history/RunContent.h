@@ -15,8 +15,8 @@ inline constexpr std::size_t mostRecords = 1'000'000;
 struct RunContent {
     /// The device that was copied from; empty if unknown.
     std::string device{};
-    /// The record of a file that was found damaged has no sums, size and time, because those in the
-    /// manifest are of the damaged file.
+    /// The record of a file that was found damaged has neither sums nor size nor time, because
+    /// those in the manifest are of the damaged file.
     std::vector<HashRecord> records{};
 
     /// A record whose file had another path in the generation before.

@@ -22,7 +22,8 @@ std::string_view namespaceOf(pugi::xml_node node, pugi::xml_node around) {
     }
     for (; node; node = node.parent())
         if (const auto found = node.attribute(declaration.c_str())) return found.value();
-    // An element that was parsed by itself has lost what is around it; its root is given apart.
+    // An element that was parsed by itself has lost what is around it, so its document's root is
+    // passed as `around`.
     return around.attribute(declaration.c_str()).value();
 }
 

@@ -56,9 +56,10 @@ class Recorder {
     /// Adds to the journal a copy that is whole, on the disk, and has its name.
     void note(const UnloadedFile& file, const std::string& placed);
 
-    /// Writes the manifest of what `files` have come to at the destination with this index. Returns
-    /// its path below the folder, empty if there is nothing to record. Throws Failure
-    /// (FileUnusable) and keeps the journal then.
+    /// Writes the record, in the form of the options, of what `files` have come to at the
+    /// destination with this index. Returns its path below the folder, empty if there is nothing to
+    /// record or no record is wished. Throws what writeGeneration and writeSums throw, and keeps
+    /// the journal then.
     std::string write(const std::vector<UnloadedFile>& files, std::size_t index);
 
     /// The earlier manifests that couldn't be used.

@@ -8,7 +8,7 @@ namespace zlk {
 namespace {
 
 /// Ranks failures for the exit status, the least grave first: a file that was too large, one that
-/// was copied and not deleted, and one that couldn't be read or lacks a copy.
+/// wasn't deleted, and one that couldn't be read or lacks a copy.
 int gravityOf(const UnloadedFile& file) {
     if (!file.trouble()) return 0;
     if (file.reading == Outcome::TooLarge) return 1;
