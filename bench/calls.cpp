@@ -37,8 +37,8 @@ void TraceLineOff(benchmark::State& state) {
 }
 BENCHMARK(TraceLineOff);
 
-/// Creating the object directly, and by its class id through the registered module: the difference
-/// is the price of a component.
+/// Creates the object directly, and the next benchmark by its class id through the registered
+/// module: the difference is the price of a component.
 void NewObject(benchmark::State& state) {
     for (auto _ : state) {
         void* object = nullptr;

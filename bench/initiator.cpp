@@ -140,9 +140,8 @@ class Initiator {
         if (in_ == 0 || out_ == 0) fail("no bulk pipes");
     }
 
-    /// Reads one transfer into `buffer_`, of at most `wanted` bytes rounded up to whole packets,
-    /// because a full packet from the device would overflow a smaller room, and of at most
-    /// `largestRead`.
+    /// Reads one transfer into `buffer_`: at most `wanted` bytes rounded up to whole packets, and
+    /// at most `largestRead`. A full packet from the device would overflow a smaller room.
     std::size_t read(std::size_t wanted) {
         const std::size_t size = std::min(largestRead, (wanted + packet_ - 1) / packet_ * packet_);
         int count = 0;

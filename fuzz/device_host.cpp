@@ -61,7 +61,7 @@ class InventedDevice final : public UsbDevice {
     UsbStatus status() { return static_cast<UsbStatus>(std::max(input_.byte() % 32 - 26, 0)); }
     void speak() {
         if (!reading_ || !listener_) return;
-        // A length of 0 ends the reading: with a stall, or silently.
+        // If no bytes come, the reading ends: with a stall, or silently.
         const std::uint8_t what = input_.byte();
         const auto bytes = std::make_shared<std::string>(input_.narrow(what % 80));
         if (bytes->empty()) {
@@ -69,7 +69,7 @@ class InventedDevice final : public UsbDevice {
             if (what) listener_->readingStopped(UsbStatus::Stalled);
             return;
         }
-        // From 80 on the transfer ends with these bytes.
+        // If `what` is 80 or more, the transfer ends with these bytes.
         listener_->arrived({std::as_bytes(std::span(*bytes)), what >= 80, bytes});
         post([this] { speak(); });
     }

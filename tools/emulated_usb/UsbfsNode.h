@@ -14,8 +14,8 @@
 namespace zlk::emulated {
 
 struct UsbfsFeatures {
-    /// Of USBDEVFS_GET_CAPABILITIES. With 0x1f a transfer is one request, with the 0x02 of an old
-    /// kernel it comes in pieces of 16 KiB that continue each other.
+    /// The answer to USBDEVFS_GET_CAPABILITIES. With 0x1f a transfer is one request, with the 0x02
+    /// of an old kernel it comes in pieces of 16 KiB that continue each other.
     std::uint32_t capabilities = 0x1f;
     std::size_t memory = 16 << 20;  ///< for the buffers of all requests
 };

@@ -18,7 +18,7 @@ inline constexpr std::size_t longestName = 60;
 inline constexpr std::u16string_view settingsSections[] = {u"Import", u"Unload", u"SwiftPost",
                                                            u"TagMgrDevices"};
 
-/// All values that the camera table has for one model.
+/// The values that an adopted model gets in the camera table.
 struct CameraRow {
     /// Makes class and name from the camera's product text. The USB ids stand in if the text has no
     /// character that fits there.

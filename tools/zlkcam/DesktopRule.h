@@ -23,7 +23,7 @@ class DesktopRule {
     const std::string& text() const { return text_; }
 
     /// Writes the file as a whole into an existing folder and returns its path. A file of this name
-    /// is never replaced; it counts if it has the same text. Throws Failure (FileUnusable).
+    /// is never replaced; one with the same text is as good. Throws Failure (FileUnusable).
     std::u16string writeInto(const std::u16string& folder) const;
 
   private:

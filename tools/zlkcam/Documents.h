@@ -18,7 +18,7 @@ struct Device {
     std::u16string progId;
 };
 
-/// The time at which a file was changed or created. If a camera gives no readable date for a file,
+/// The time at which a file was changed or created. If a device gives no readable date for a file,
 /// the component lists it with the time of the listing, and so with another one in each list.
 struct RecordTime {
     std::string text;       ///< MM/DD/YYYY hh:mm:ss, local time

@@ -18,7 +18,7 @@
 
 namespace zlk {
 
-/// A value of a key.
+/// A value of a key, or one that the file deletes.
 struct SettingsValue {
     std::u16string name;  ///< empty for the key's default value
     DWORD type = REG_NONE;

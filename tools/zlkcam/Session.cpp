@@ -70,7 +70,7 @@ bool PhotoSession::hasMedia() const {
 std::optional<Failure> PhotoSession::endOf(const Failure& failure) const {
     if (failure.status == ExitStatus::NotConnected || failure.status == ExitStatus::NotClaimed)
         return failure;
-    // The failure may be the file's alone. Only if there is no medium any more it ends the work.
+    // The failure may be the file's alone. It ends the work only if there is no medium any more.
     if (hasMedia()) return std::nullopt;
     return deviceFailure(static_cast<LONG>(ExitStatus::NotConnected), device(), "");
 }

@@ -97,7 +97,7 @@ SettingsPath::SettingsPath(std::u16string_view text) : root(HKEY_LOCAL_MACHINE),
         below.erase(0, end + 1);
         return;
     }
-    // Otherwise the path would silently become a key below HKEY_LOCAL_MACHINE.
+    // Without this check the path would silently become a key below HKEY_LOCAL_MACHINE.
     if (equalIgnoringCase(first.substr(0, 5), u"HKEY_"))
         throw Failure(ExitStatus::Usage, "There is no root key " + utf8Text(first) + ".",
                       "The roots are HKEY_LOCAL_MACHINE and HKEY_CLASSES_ROOT.");

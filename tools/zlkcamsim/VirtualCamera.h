@@ -129,11 +129,11 @@ class VirtualCamera final : public UsbFunction, private BulkInPipe::Listener {
 
     // The current transfer from the host.
     Bytes head_;  ///< its first bytes: a header, or a whole command
-    // Its bytes so far.
+    // How many of its bytes have come.
     std::uint64_t arrived_ = 0;
     // Faults of its phase that still wait for their place.
     std::deque<Fault> striking_;
-    // They have been chosen.
+    // Whether the faults of its phase have been chosen.
     bool strikersTaken_ = false;
     bool outHalted_ = false, outSilent_ = false, isPulled_ = false;
     usbscan::Timer outDelay_;

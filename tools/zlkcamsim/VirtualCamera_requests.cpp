@@ -90,7 +90,7 @@ bool VirtualCamera::cancel(ByteView request) {
     if (faults_.take(FaultKind::CancelStall)) return false;
     judge_.cancelRequest(request, open_ ? std::optional(open_->id) : std::nullopt);
     // The response may already have left the camera when the host, which hasn't read it, gives up.
-    // Its id may come again, too.
+    // The id of that transaction may come again, too.
     const bool namesTheLast =
         request.size() == 6 && loadNumber(request.subspan(2), 4) == session_.lastTransaction;
     if (namesTheLast) judge_.transactionBroken(session_.lastTransaction);

@@ -15,7 +15,7 @@ namespace {
 
 using EntryPoint = HRESULT (*)();
 
-/// Loads a module, and unloads it at the end of its life. Throws Failure.
+/// Loads a module, and unloads it in the destructor. Throws Failure.
 class Module {
   public:
     explicit Module(const std::u16string& path) : module_(LoadLibraryW(path.c_str())) {

@@ -94,8 +94,8 @@ std::string keyOf(const Digest& digest) {
 }
 
 /// Index of the missing files by what they held. It is needed because a renamed folder makes all
-/// its files missing, and with them as many unknown ones appear: 100,000 frames of the same size
-/// can't be compared pair by pair.
+/// its files missing, and as many unknown files appear: 100,000 frames of the same size can't be
+/// compared pair by pair.
 class MissingFiles {
   public:
     explicit MissingFiles(std::vector<CheckedFile>& files) {
@@ -107,8 +107,7 @@ class MissingFiles {
     const std::set<DigestKind>& kinds() const { return kinds_; }
     /// Whether a file of this size may be one of them, so that others needn't be read.
     bool mayBe(std::uint64_t size) const { return isAnySize_ || sizes_.contains(size); }
-    /// A missing file that had this content, which is then removed from the index; null if there is
-    /// none.
+    /// Takes a missing file that had this content out of the index; null if there is none.
     CheckedFile* take(const Digest& digest) {
         const auto found = byContent_.find(keyOf(digest));
         if (found == byContent_.end()) return nullptr;

@@ -100,7 +100,7 @@ ChainFile ManifestFolder::readChain() const {
 }
 
 std::uint32_t ManifestFolder::complete(ChainFile& chain) const {
-    // A writer takes the number after the last listed one. So only manifests with higher numbers
+    // A writer takes the number after the highest listed one. So only manifests with higher numbers
     // can be those of writers that were killed before they came to the chain file.
     std::uint64_t last = 0;
     for (const ChainFile::Entry& entry : chain.entries()) last = std::max(last, entry.number);

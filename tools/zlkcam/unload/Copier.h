@@ -33,8 +33,8 @@ class Copier {
 
     /// Copies the files of the plan and waits until they are settled. `files` has one entry for
     /// each file of the plan, in the same order, and receives the results. A file that fails
-    /// doesn't end it; it ends early when nothing more can be copied: the device is gone, no
-    /// destination can be used any more, or the user wants it to stop.
+    /// doesn't end the copying, which ends early only if nothing more can be copied: the device is
+    /// gone, no destination can be used any more, or the user wants it to stop.
     void copy(std::vector<UnloadedFile>& files);
 
     /// For another thread, while a call of `copy` hangs in the device and never returns: stops the
@@ -74,7 +74,7 @@ class Copier {
     void takeKnown(const PlannedFile& planned, UnloadedFile& file);
     /// Hands the copies to the settlers.
     void arrive(const PlannedFile& planned, UnloadedFile& file, Lanes& lanes);
-    /// Remembers the date of the current shot, which the first of its files that has one decides.
+    /// Remembers the date of the current shot: that of the first of its files which has one.
     void noteDate(const PlannedFile& planned, std::span<const std::byte> head);
     std::optional<LocalTime> dateOf(const PlannedFile& planned) const;
     void waitForSettlers();

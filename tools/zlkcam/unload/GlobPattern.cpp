@@ -11,7 +11,7 @@ namespace {
 
 constexpr char16_t slash = u'/';
 
-/// Both slashes become one, and letters upper case, in patterns and in names.
+/// In patterns and in names a backslash becomes a slash, and letters become upper case.
 char16_t comparable(char16_t unit) {
     return unit == u'\\' ? slash : upperCase(unit);
 }

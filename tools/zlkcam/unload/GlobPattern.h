@@ -3,8 +3,9 @@
 //
 // `?` stands for one character, `*` for any number of characters, `[a-z]` for one of a set, and
 // `[!a-z]` for one that isn't in the set; none of these stands for a slash. `**` stands for
-// slashes, too, and a folder called `**` for any number of folders, also for none. Both slashes
-// separate folders, so that a path may be pasted from a listing. Letters match in either case.
+// slashes, too, and a folder called `**` for any number of folders, also for none. Slashes and
+// backslashes separate folders, so that a path may be pasted from a listing. Letters match in
+// either case.
 
 #include <string>
 #include <string_view>

@@ -12,7 +12,8 @@ namespace {
 
 constexpr WCHAR replacement = 0xFFFD;
 
-/// U+FFFE and U+FFFF aren't allowed in XML, and the others could change how the page reads.
+/// U+FFFE and U+FFFF aren't allowed in XML, and what harmlessUnit() replaces could change how the
+/// page reads.
 WCHAR shownUnit(WCHAR unit) {
     return unit >= 0xFFFE ? replacement : harmlessUnit(unit, replacement);
 }

@@ -106,7 +106,7 @@ std::string_view tiffIn(std::string_view head) {
 }
 
 /// When recording of a video began, by the header of its movie box. The box is found by its size,
-/// type and version, which are the same in all files, without walking the tree of boxes.
+/// type and version, of which there are two forms, without walking the tree of boxes.
 std::optional<LocalTime> movieTime(std::string_view head) {
     struct Form {
         std::string_view start;  // size, type and version
