@@ -188,7 +188,7 @@ Reply VirtualCamera::run() {
 }
 
 void VirtualCamera::breakTransaction() {
-    // The host has given up, or a fault has made it do so. The transaction's id may come again.
+    // The transaction gets no response any more, and its id may come again.
     if (open_) judge_.transactionBroken(open_->id);
     open_.reset();
     data_.reset();
