@@ -10,7 +10,7 @@
 #include "platform/file_sinks.h"
 #include "tools/zlkcam/ContentSum.h"
 #include "tools/zlkcam/history/Digest.h"
-#include "tools/zlkcam/unload/RunFolder.h"
+#include "tools/zlkcam/unload/HiddenCopy.h"
 
 namespace zlk {
 

@@ -7,46 +7,15 @@
 
 #include <cstddef>
 #include <functional>
-#include <memory>
-#include <optional>
 #include <string>
 #include <string_view>
 
 #include "platform/descriptor.h"
+#include "tools/zlkcam/unload/HiddenCopy.h"
 
 namespace zlk {
 
 /// Owns the folder and its lock. Destination guards `make` and `keep` by its mutex.
-class RunFolder;
-
-/// Owns a file that isn't whole yet, open for reading and writing. The destructor deletes the file
-/// unless it was moved to its own name. The RunFolder has to outlive this.
-class HiddenCopy {
-  public:
-    HiddenCopy(HiddenCopy&& other) noexcept;
-    HiddenCopy& operator=(HiddenCopy&& other) noexcept;
-    ~HiddenCopy();
-
-    /// The descriptor stays this object's.
-    int file() const { return file_.get(); }
-    /// A path by which others can open it, such as a component; valid as long as this lives.
-    std::string path() const;
-    /// Moves it to a name that isn't taken, in an open folder of the same file system. False with
-    /// errno: EEXIST if the name is taken, EXDEV for another file system.
-    bool moveTo(int folder, const std::string& name);
-    /// Whether a name leads to this file; none with errno if that can't be found out.
-    std::optional<bool> isAt(int folder, const std::string& name) const;
-
-  private:
-    friend class RunFolder;
-    HiddenCopy(const RunFolder& home, std::string name, Descriptor file);
-
-    const RunFolder* home_;
-    // Empty once it was moved, so that the destructor leaves it.
-    std::string name_;
-    Descriptor file_;
-};
-
 class RunFolder {
   public:
     /// Creates and locks the folder in an open folder `parent`, whose name for messages is `shown`.
@@ -57,8 +26,8 @@ class RunFolder {
     RunFolder& operator=(const RunFolder&) = delete;
 
     int folder() const { return folder_.get(); }
-    /// Creates a file. `name` becomes a part of its hidden name, for people who look at what a
-    /// killed run left. Throws Failure (FileUnusable).
+    /// Creates a file, which this has to outlive. `name` becomes a part of its hidden name, for
+    /// people who look at what a killed run left. Throws Failure (FileUnusable).
     HiddenCopy make(std::string_view name);
     /// Deletes the unfinished files, as far as that is possible.
     void removeCopies() const noexcept;

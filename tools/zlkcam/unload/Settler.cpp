@@ -164,7 +164,7 @@ bool Settler::flush(Batch& batch) {
     for (Arrival& arrival : batch)
         if (arrival.copy) copies.push_back(&*arrival.copy);
     try {
-        destination_.flush(copies);
+        flushCopies(copies);
         return true;
     } catch (const std::exception& error) {
         const Failure failure = failureOf(error);

@@ -1,0 +1,32 @@
+#pragma once
+// Keeps copies off the device that is unloaded. A copy there would be lost with the device, and the
+// original could be taken for its own copy and be deleted.
+
+#include <optional>
+#include <string>
+#include <vector>
+
+#include "tools/zlkcam/unload/FileIdentity.h"
+
+namespace zlk {
+
+/// The root folder of the device. Thread-safe.
+class DeviceRoot {
+  public:
+    /// `path` is empty for a camera, which is no folder; then nothing lies on the device. Throws
+    /// Failure (NotConnected).
+    explicit DeviceRoot(const std::u16string& path);
+
+    /// Returns the way of an open folder, whose name for messages is `shown`. Throws Failure
+    /// (FileUnusable), also if the folder lies on the device, by whatever links or mounts.
+    std::vector<FileIdentity> requireElsewhere(int folder, const std::string& shown) const;
+    /// Whether an open file lies on the device; none with errno if that can't be found out.
+    std::optional<bool> holds(int file) const;
+
+  private:
+    bool isAmong(const std::vector<FileIdentity>& way) const;
+
+    std::optional<FileIdentity> identity_;  // none for a camera
+};
+
+}  // namespace zlk

@@ -1,0 +1,52 @@
+#include "tools/zlkcam/unload/FileContent.h"
+
+#include <unistd.h>
+
+#include <cerrno>
+#include <vector>
+
+#include "tools/zlkcam/StopFlag.h"
+
+namespace zlk {
+namespace {
+
+constexpr std::size_t blockSize = 256 * 1024;
+
+/// Reads a block from `at` on. It is shorter only at the end of the file. False if reading fails.
+bool readBlock(int file, off_t at, std::vector<std::byte>& block) {
+    block.resize(blockSize);
+    std::size_t size = 0;
+    while (size < block.size()) {
+        const ssize_t read =
+            ::pread(file, block.data() + size, block.size() - size, at + static_cast<off_t>(size));
+        if (read < 0 && errno == EINTR) continue;
+        if (read < 0) return false;
+        if (read == 0) break;
+        size += static_cast<std::size_t>(read);
+    }
+    block.resize(size);
+    return true;
+}
+
+}  // namespace
+
+std::optional<ContentSum> contentSumOf(int file) {
+    ContentSummer summer;
+    for (std::vector<std::byte> block;;) {
+        if (StopFlag::raised()) throw stoppedEarly();
+        if (!readBlock(file, static_cast<off_t>(summer.size()), block)) return std::nullopt;
+        summer.add(block);
+        if (block.size() < blockSize) return summer.sum();
+    }
+}
+
+bool haveSameContent(int a, int b) {
+    std::vector<std::byte> first, second;
+    for (off_t at = 0;; at += static_cast<off_t>(blockSize)) {
+        if (StopFlag::raised()) throw stoppedEarly();
+        if (!readBlock(a, at, first) || !readBlock(b, at, second) || first != second) return false;
+        if (first.size() < blockSize) return true;
+    }
+}
+
+}  // namespace zlk

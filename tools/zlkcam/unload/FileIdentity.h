@@ -1,0 +1,31 @@
+#pragma once
+// Tells whether two names or descriptors are the same file, and where a folder lies. Links and
+// mounts can't fool these answers, as they could a comparison of paths.
+
+#include <sys/types.h>
+
+#include <optional>
+#include <string>
+#include <vector>
+
+namespace zlk {
+
+/// What identifies a file or folder, by whatever name it was reached: file system and inode.
+struct FileIdentity {
+    dev_t device = 0;
+    ino_t number = 0;
+    bool operator==(const FileIdentity&) const = default;
+};
+
+/// The identity of an open file; none with errno if it can't be looked at.
+std::optional<FileIdentity> identityOf(int file);
+
+/// Whether a name in an open folder is that of an open file, and not of a link to it; none with
+/// errno if that can't be found out.
+std::optional<bool> isNameOf(int folder, const std::string& name, int file);
+
+/// The identities of a folder and of all folders above it, from the inside out. Empty with errno if
+/// one of them can't be looked at.
+std::vector<FileIdentity> wayFrom(int folder);
+
+}  // namespace zlk

@@ -1,0 +1,86 @@
+#pragma once
+// The folders at and below a destination, which copies are moved into.
+//
+// All of them are reached through open descriptors: another program may make a path lead elsewhere
+// during the run, and resolving a long path for each file costs time. Paths below the destination
+// have `/` between their names, and the empty one is the destination itself.
+
+#include <sys/types.h>
+
+#include <set>
+#include <string>
+#include <string_view>
+#include <unordered_map>
+#include <vector>
+
+#include "platform/descriptor.h"
+#include "tools/zlkcam/unload/DeviceRoot.h"
+#include "tools/zlkcam/unload/FileIdentity.h"
+#include "tools/zlkcam/unload/HiddenCopy.h"
+
+namespace zlk {
+
+/// The folder that a path leads through, empty for the destination itself.
+std::string folderOf(const std::string& file);
+/// The last component of a path.
+std::string nameOf(const std::string& file);
+
+/// An open folder, and where it lies.
+struct OpenFolder {
+    Descriptor descriptor{};
+    std::vector<FileIdentity> way{};  ///< the folder and all folders above it, from the inside out
+
+    /// The number of its file system.
+    dev_t device() const { return way.front().device; }
+};
+
+/// A path split into its open folder, whose descriptor stays the tree's, and the name in it.
+struct Place {
+    int folder;
+    std::string name;
+};
+
+/// What it returns of its folders is valid until the next call. Used by one thread at a time, but
+/// for `top` and `shown`, whose answers never change.
+class FolderTree {
+  public:
+    /// `top` is the destination, and has no descriptor if that is missing; `name` is its name for
+    /// messages. `device` stays the caller's and outlives this.
+    FolderTree(OpenFolder top, std::string name, const DeviceRoot& device);
+
+    const OpenFolder& top() const { return top_; }
+    /// A path as messages have it.
+    std::string shown(std::string_view path) const;
+
+    /// Opens a folder; null if it doesn't exist. Throws Failure (FileUnusable), also if it lies on
+    /// the device.
+    const OpenFolder* find(const std::string& folder);
+    /// Creates the folders that are missing on the way to a file. Throws Failure (FileUnusable).
+    Place placeOf(const std::string& file);
+    /// Opens a file for reading; empty with errno if there is no such file or it lies on the
+    /// device.
+    Descriptor openFile(const std::string& file);
+
+    /// Moves a copy to its name; false if the name is taken. Throws Failure (FileUnusable) for all
+    /// else.
+    bool move(HiddenCopy& copy, const std::string& file);
+    /// Waits until all names that were made here are on the disk, as far as flushing their folders
+    /// does that. Throws Failure (FileUnusable), which says that `doing` failed.
+    void flushNames(const std::string& doing);
+
+  private:
+    /// Opens a folder, and all that lead to it. Missing ones are created if `make` is set; else the
+    /// result is null.
+    const OpenFolder* enter(const std::string& folder, bool make);
+    OpenFolder open(const OpenFolder& above, const std::string& folder, bool make);
+    void limitFolders();
+
+    const OpenFolder top_;
+    const std::string name_;
+    const DeviceRoot& device_;
+    // Open folders by their paths, a cache.
+    std::unordered_map<std::string, OpenFolder> folders_;
+    std::set<std::string> changed_;  // folders with names that may not be on the disk yet
+};
+
+}  // namespace zlk

@@ -1,0 +1,42 @@
+#pragma once
+// A copy that isn't whole yet. It lies under a hidden name in the private folder of its run, see
+// RunFolder, until it is moved to its own name.
+
+#include <optional>
+#include <span>
+#include <string>
+
+#include "platform/descriptor.h"
+
+namespace zlk {
+
+/// Owns a file that isn't whole yet, open for reading and writing. The destructor deletes the file
+/// unless it was moved to its own name.
+class HiddenCopy {
+  public:
+    /// Takes over the file of this name. `home` is the descriptor of the folder in which it lies;
+    /// it stays the caller's and has to outlive this.
+    HiddenCopy(int home, std::string name, Descriptor file);
+    HiddenCopy(HiddenCopy&& other) noexcept;
+    HiddenCopy& operator=(HiddenCopy&& other) noexcept;
+    ~HiddenCopy();
+
+    /// The descriptor stays this object's.
+    int file() const { return file_.get(); }
+    /// A path by which others can open it, such as a component; valid as long as this lives.
+    std::string path() const;
+    /// Moves it to a name that isn't taken, in an open folder of the same file system. False with
+    /// errno: EEXIST if the name is taken, EXDEV for another file system.
+    bool moveTo(int folder, const std::string& name);
+
+  private:
+    int home_;
+    // Empty once it was moved, so that the destructor leaves it.
+    std::string name_;
+    Descriptor file_;
+};
+
+/// Waits until the bytes of all these files are on the disk. Throws Failure (FileUnusable).
+void flushCopies(std::span<HiddenCopy* const> copies);
+
+}  // namespace zlk

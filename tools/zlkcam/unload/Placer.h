@@ -1,0 +1,81 @@
+#pragma once
+// Gives finished copies their names in a destination. A name is never taken from another file, and
+// a file that has the same bytes already stands for the copy.
+
+#include <cstdint>
+#include <optional>
+#include <span>
+#include <string>
+#include <unordered_map>
+
+#include "tools/zlkcam/ContentSum.h"
+#include "tools/zlkcam/unload/FolderTree.h"
+#include "tools/zlkcam/unload/HiddenCopy.h"
+
+namespace zlk {
+
+/// A whole file that is to get its name, and where it went.
+struct Placement {
+    HiddenCopy* copy;
+    std::string wanted;  ///< path below the destination
+    std::uint64_t size = 0;
+    ContentSum sum{};
+
+    std::string placed{};   ///< where it lies now; empty: nowhere
+    bool wasThere = false;  ///< as a file with the same bytes, and `copy` isn't needed any more
+};
+
+/// The placement of a file whose size and sum aren't known yet, which it finds out by reading it.
+/// Throws Failure (FileUnusable).
+Placement placementOf(HiddenCopy& copy, const std::string& wanted);
+
+/// Destination guards it by its mutex.
+class Placer {
+  public:
+    /// `folders` stays the caller's and outlives this.
+    explicit Placer(FolderTree& folders) : folders_(folders) {}
+
+    /// Moves files of one shot, such as RAW and JPEG, to their names. They share the first of
+    /// `name`, `name (2)`, `name (3)` that is free for each of them. If a file of these names has
+    /// the same bytes already, it counts as the copy, unless it is a link to the device. Throws
+    /// Failure (FileUnusable); some of the files may have been placed by then.
+    void place(std::span<Placement> together);
+
+    /// Finds a copy among `name`, `name (2)`... by size and modification time, the latter to within
+    /// the two seconds of a card's clock; empty if there is none. A link to the device doesn't
+    /// count. Each file is returned once only, and so stands for one file of the device, since two
+    /// cards, or two folders of one, may have pictures of the same name, size and time.
+    std::string findSame(const std::string& wanted, std::uint64_t size, std::int64_t modified);
+
+  private:
+    struct Namesake {
+        std::string file;
+        std::int64_t modified;
+        bool isCounted = false;           // it already stands for a file of the device
+        std::optional<ContentSum> sum{};  // made when first needed
+    };
+    /// The files `name`, `name (2)`... of one name. The folder is searched for them once only,
+    /// because some cameras call all their pictures by the same name.
+    struct Namesakes {
+        unsigned next = 1;  // the first number that is free
+        std::unordered_multimap<std::uint64_t, Namesake> bySize;
+    };
+
+    Namesakes& namesakesOf(const std::string& file);
+    /// The namesake with the same bytes, null if there is none.
+    Namesake* copyAmong(Namesakes& namesakes, const Placement& placement);
+    bool isCopy(const Placement& placement, const std::string& file);
+    bool isFree(const std::string& file);
+    /// False if the name is taken. Throws Failure for all else.
+    bool move(Placement& placement, const std::string& file);
+    /// The same for the name with a number.
+    bool placeAt(Placement& placement, unsigned number);
+    /// Places files that need a name of their own, because none of their namesakes has their bytes.
+    void placeBeside(std::span<Placement* const> together);
+
+    FolderTree& folders_;
+    // By the wanted path, before any number was added.
+    std::unordered_map<std::string, Namesakes> namesakes_;
+};
+
+}  // namespace zlk

@@ -1,0 +1,49 @@
+#pragma once
+// The private folders of one run: one on each file system at or below its destination, because a
+// copy can only be moved to its name within one file system.
+
+#include <sys/types.h>
+
+#include <memory>
+#include <string>
+#include <unordered_map>
+
+#include "tools/zlkcam/unload/FolderTree.h"
+#include "tools/zlkcam/unload/RunFolder.h"
+
+namespace zlk {
+
+/// Destination guards all but `removeCopies` and `finish` by its mutex.
+class RunFolders {
+  public:
+    /// `folders` stays the caller's and outlives this.
+    explicit RunFolders(FolderTree& folders) : folders_(folders) {}
+
+    /// Creates the hidden file that is going to be moved to `wanted`. Throws Failure
+    /// (FileUnusable).
+    HiddenCopy make(const std::string& wanted);
+    /// The one in the destination itself. Throws Failure (FileUnusable).
+    RunFolder& top();
+
+    /// Writes moved files through where a power cut would leave them without contents, and ignores
+    /// errors.
+    void flushMoved() const;
+    /// Waits until all that was written to these file systems is on the disk. Throws Failure
+    /// (FileUnusable), which says that `doing` failed.
+    void flush(const std::string& doing) const;
+
+    /// Deletes the unfinished copies.
+    void removeCopies() const noexcept;
+    /// Deletes the folders that aren't kept.
+    void finish() const noexcept;
+
+  private:
+    RunFolder& folderFor(const std::string& wanted);
+    RunFolder& folderIn(const OpenFolder& parent, const std::string& path);
+
+    FolderTree& folders_;
+    // By the number of the file system. Created on first use.
+    std::unordered_map<dev_t, std::unique_ptr<RunFolder>> runFolders_;
+};
+
+}  // namespace zlk
