@@ -13,7 +13,9 @@ namespace {
 void addCommands(CLI::App& app, Tool& tool) {
     app.require_subcommand(1);
     app.add_flag("--json", tool.json, "answer with one JSON document, also on failure");
-    addDeviceCommands(app, tool);
+    addDevicesCommand(app, tool);
+    addInfoCommands(app, tool);
+    addTranslateCommand(app, tool);
     addFileCommands(app, tool);
     addUnloadCommand(app, tool);
     addCheckCommand(app, tool);

@@ -3,7 +3,6 @@
 
 #include <CLI/CLI.hpp>
 
-#include "tools/zlkcam/DeviceDirectory.h"
 #include "tools/zlkcam/Tool.h"
 
 namespace zlk {
@@ -11,7 +10,9 @@ namespace zlk {
 void addRegisterCommands(CLI::App& app, Tool& tool);  // register, unregister
 void addSettingsCommands(CLI::App& app, Tool& tool);  // settings ...
 void addMountCommands(CLI::App& app, Tool& tool);     // mount, unmount
-void addDeviceCommands(CLI::App& app, Tool& tool);    // devices, info, locked, translate
+void addDevicesCommand(CLI::App& app, Tool& tool);    // devices
+void addInfoCommands(CLI::App& app, Tool& tool);      // info, locked
+void addTranslateCommand(CLI::App& app, Tool& tool);  // translate
 void addFileCommands(CLI::App& app, Tool& tool);      // list, thumbs, delete
 void addUnloadCommand(CLI::App& app, Tool& tool);     // unload
 void addCheckCommand(CLI::App& app, Tool& tool);      // check
@@ -32,21 +33,5 @@ CLI::App* addCommand(CLI::App& app, const char* name, const char* description, S
     command->callback([options, body] { body(*options); });
     return command;
 }
-
-/// The help text of an option that names a device.
-inline constexpr char deviceHelp[] =
-    "context id or drive letter; may be left out when there is only one device";
-
-/// For a command whose words are a device, which may be left out, and then something else, such as
-/// a folder. The words alone don't say which is which.
-struct DeviceWords {
-    std::vector<std::string> words;
-    /// Takes the device's name off the front, if there are more words than the `others` that the
-    /// command needs. Empty if there is none.
-    std::u16string takeDevice(std::size_t others);
-    /// The same for a command with any number of words: the first one is taken if it has the form
-    /// of a device's name.
-    std::u16string takeDeviceByLooks();
-};
 
 }  // namespace zlk

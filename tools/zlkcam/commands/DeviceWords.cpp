@@ -1,5 +1,7 @@
+#include "tools/zlkcam/commands/DeviceWords.h"
+
+#include "tools/zlkcam/DeviceDirectory.h"
 #include "tools/zlkcam/Text.h"
-#include "tools/zlkcam/commands/Commands.h"
 
 namespace zlk {
 namespace {
@@ -11,6 +13,11 @@ std::u16string takeFirst(std::vector<std::string>& words) {
 }
 
 }  // namespace
+
+void addDevice(CLI::App& command, DeviceOption& option) {
+    command.add_option("device", option.device,
+                       "context id or drive letter; may be left out when there is only one device");
+}
 
 std::u16string DeviceWords::takeDevice(std::size_t others) {
     // The command needs `others` words, so that one more in front of them must be a device.

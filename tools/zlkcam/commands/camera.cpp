@@ -5,19 +5,19 @@
 #include "interfaces/IXmlDoc.h"
 #include "platform/clock.h"
 #include "tools/zlkcam/CameraRow.h"
+#include "tools/zlkcam/DeviceDirectory.h"
 #include "tools/zlkcam/Session.h"
 #include "tools/zlkcam/Text.h"
 #include "tools/zlkcam/commands/Commands.h"
+#include "tools/zlkcam/commands/DeviceWords.h"
 
 namespace zlk {
 namespace {
 
-struct ClockOptions {
-    std::string device;
+struct ClockOptions : DeviceOption {
     std::string time;
 };
-struct DiagOptions {
-    std::string device;
+struct DiagOptions : DeviceOption {
     bool log = false;
 };
 
@@ -171,7 +171,7 @@ void addCameraCommands(CLI::App& app, Tool& tool) {
     addCommand<ClockOptions>(
         app, "clock", "Tell a camera's clock, or set it",
         [](CLI::App& command, ClockOptions& options) {
-            command.add_option("device", options.device, deviceHelp);
+            addDevice(command, options);
             command
                 .add_option("--set", options.time, "now, or a local time as in 2026-07-15T10:30:00")
                 ->check(CLI::Validator(
@@ -184,7 +184,7 @@ void addCameraCommands(CLI::App& app, Tool& tool) {
     addCommand<DiagOptions>(
         app, "diag", "Tell a camera's diagnostics",
         [](CLI::App& command, DiagOptions& options) {
-            command.add_option("device", options.device, deviceHelp);
+            addDevice(command, options);
             command.add_flag("--log", options.log, "report them to the event component, too");
         },
         [&tool](const DiagOptions& options) { runDiag(tool, options); });

@@ -3,16 +3,17 @@
 
 #include <algorithm>
 
+#include "tools/zlkcam/DeviceDirectory.h"
 #include "tools/zlkcam/Session.h"
 #include "tools/zlkcam/Text.h"
 #include "tools/zlkcam/TextFile.h"
 #include "tools/zlkcam/commands/Commands.h"
+#include "tools/zlkcam/commands/DeviceWords.h"
 
 namespace zlk {
 namespace {
 
-struct DocumentOptions {
-    std::string device;
+struct DocumentOptions : DeviceOption {
     std::string file;
     bool clear = false;
 };
@@ -160,9 +161,6 @@ void runEscape(Tool& tool, const DeviceWords& given) {
 }  // namespace
 
 void addDocumentCommands(CLI::App& app, Tool& tool) {
-    const auto device = [](CLI::App& command, DocumentOptions& options) {
-        command.add_option("device", options.device, deviceHelp);
-    };
     const auto setFile = [](CLI::App& command, DocumentOptions& options) {
         return command.add_option("--set", options.file,
                                   "write what this file holds (UTF-8), or - for standard input");
@@ -170,7 +168,7 @@ void addDocumentCommands(CLI::App& app, Tool& tool) {
     addCommand<DocumentOptions>(
         app, "order", "Print, set or delete the print order (DPOF)",
         [&](CLI::App& command, DocumentOptions& options) {
-            device(command, options);
+            addDevice(command, options);
             auto* set = setFile(command, options);
             command.add_flag("--clear", options.clear, "delete it")->excludes(set);
         },
@@ -178,12 +176,12 @@ void addDocumentCommands(CLI::App& app, Tool& tool) {
     addCommand<DocumentOptions>(
         app, "intent", "Print or delete the intent file",
         [&](CLI::App& command, DocumentOptions& options) {
-            device(command, options);
+            addDevice(command, options);
             command.add_flag("--clear", options.clear, "delete it");
         },
         [&tool](const DocumentOptions& options) { runIntent(tool, options); });
     const auto menu = [&](CLI::App& command, DocumentOptions& options) {
-        device(command, options);
+        addDevice(command, options);
         setFile(command, options);
     };
     addCommand<DocumentOptions>(

@@ -4,10 +4,12 @@
 #include <unordered_set>
 
 #include "tools/zlkcam/CardSurvey.h"
+#include "tools/zlkcam/DeviceDirectory.h"
 #include "tools/zlkcam/Session.h"
 #include "tools/zlkcam/StopFlag.h"
 #include "tools/zlkcam/Text.h"
 #include "tools/zlkcam/commands/Commands.h"
+#include "tools/zlkcam/commands/DeviceWords.h"
 #include "tools/zlkcam/unload/Destination.h"
 #include "tools/zlkcam/unload/NameTemplate.h"
 #include "tools/zlkcam/unload/SourceFile.h"
@@ -15,8 +17,7 @@
 namespace zlk {
 namespace {
 
-struct ListOptions {
-    std::string device;
+struct ListOptions : DeviceOption {
     bool flatCard = false;
 };
 struct ThumbsOptions : DeviceWords {
@@ -221,7 +222,7 @@ void addFileCommands(CLI::App& app, Tool& tool) {
     addCommand<ListOptions>(
         app, "list", "List the files of a device",
         [](CLI::App& command, ListOptions& options) {
-            command.add_option("device", options.device, deviceHelp);
+            addDevice(command, options);
             command.add_flag("--top", options.flatCard, "only what lies directly on the card");
         },
         [&tool](const ListOptions& options) { runList(tool, options); });

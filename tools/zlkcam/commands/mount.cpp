@@ -1,6 +1,7 @@
 // The commands mount and unmount, for folders that stand in for a card.
 
 #include "platform/card_mounts.h"
+#include "tools/zlkcam/DeviceDirectory.h"
 #include "tools/zlkcam/MachineTrouble.h"
 #include "tools/zlkcam/SettingsStore.h"
 #include "tools/zlkcam/Text.h"

@@ -5,9 +5,11 @@
 
 #include "platform/clock.h"
 #include "tools/zlkcam/CardSurvey.h"
+#include "tools/zlkcam/DeviceDirectory.h"
 #include "tools/zlkcam/StopFlag.h"
 #include "tools/zlkcam/Text.h"
 #include "tools/zlkcam/commands/Commands.h"
+#include "tools/zlkcam/commands/DeviceWords.h"
 #include "tools/zlkcam/unload/HtmlReport.h"
 #include "tools/zlkcam/unload/UnloadSummary.h"
 #include "tools/zlkcam/unload/Unloader.h"

@@ -1,0 +1,31 @@
+#pragma once
+// How the words of a command line name the device that a command works on.
+
+#include <CLI/CLI.hpp>
+
+#include <string>
+#include <vector>
+
+namespace zlk {
+
+/// For a command whose first word is a device, which may be left out.
+struct DeviceOption {
+    std::string device;
+};
+
+/// Declares that word.
+void addDevice(CLI::App& command, DeviceOption& option);
+
+/// For a command whose words are a device, which may be left out, and then something else, such as
+/// a folder. The words alone don't say which is which.
+struct DeviceWords {
+    std::vector<std::string> words;
+    /// Takes the device's name off the front, if there are more words than the `others` that the
+    /// command needs. Empty if there is none.
+    std::u16string takeDevice(std::size_t others);
+    /// The same for a command with any number of words: the first one is taken if it has the form
+    /// of a device's name.
+    std::u16string takeDeviceByLooks();
+};
+
+}  // namespace zlk
