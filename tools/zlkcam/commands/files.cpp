@@ -24,6 +24,8 @@ struct ThumbsOptions : DeviceWords {
     bool flat = false;
 };
 
+constexpr char idAdvice[] = "Their ids are what zlkcam list prints.";
+
 /// Collects what went wrong with single files. The first failure decides the exit status, unless a
 /// later one ends the work.
 class FileFailures {
@@ -35,22 +37,31 @@ class FileFailures {
         tool_.warn(titleOf(file) + ": " + failure.what());
         if (!first_) first_ = failure;
     }
-    /// Warns, and also adds the failure to the file's JSON object, which is open. Returns whether
-    /// the work can go on.
-    bool noteAndAsk(const FileRecord& file, const Failure& failure, const PhotoSession& session) {
-        tool_.answer.member("failed", true).key("error");
-        Tool::writeError(tool_.answer, failure);
-        const std::optional<Failure> end = session.endOf(failure);
-        if (end) first_ = end;
-        note(file, failure);
-        return !end;
-    }
     // For a failure that isn't of a file.
     void note(const std::optional<Failure>& failure) {
         if (!first_) first_ = failure;
     }
-    // For a failure that ends the work, and counts more than those of files.
-    void end(const Failure& failure) { first_ = failure; }
+    /// Does `work` with each file, which may add to the file's object in the JSON array that is
+    /// open. Notes the files for which it throws a Failure. Ends early after a stop, or if the
+    /// device is gone.
+    template <class Work>
+    void forEach(const std::vector<FileRecord>& files, const PhotoSession& session, Work work) {
+        for (const FileRecord& file : files) {
+            if (StopFlag::raised()) {
+                first_ = stoppedEarly();  // which counts more than the failures of files
+                return;
+            }
+            bool goesOn = true;
+            tool_.answer.beginObject().member("id", file.id);
+            try {
+                work(file);
+            } catch (const Failure& failure) {
+                goesOn = noteAndAsk(file, failure, session);
+            }
+            tool_.answer.endObject();
+            if (!goesOn) return;
+        }
+    }
 
     /// Sets the exit status, and ends the JSON object that is open.
     void tell() const {
@@ -62,6 +73,17 @@ class FileFailures {
     }
 
   private:
+    /// Warns, and also adds the failure to the file's JSON object, which is open. Returns whether
+    /// the work can go on.
+    bool noteAndAsk(const FileRecord& file, const Failure& failure, const PhotoSession& session) {
+        tool_.answer.member("failed", true).key("error");
+        Tool::writeError(tool_.answer, failure);
+        const std::optional<Failure> end = session.endOf(failure);
+        if (end) first_ = end;
+        note(file, failure);
+        return !end;
+    }
+
     Tool& tool_;
     std::optional<Failure> first_;
 };
@@ -147,25 +169,24 @@ void runThumbs(Tool& tool, const ThumbsOptions& options) {
     const std::u16string root = directory.lowLevelId(session.device().contextId);
     FileFailures failures(tool);
     tool.answer.beginObject().key("thumbnails").beginArray();
-    for (const FileRecord& file : files) {
-        if (StopFlag::raised()) {
-            failures.end(stoppedEarly());
-            break;
-        }
-        bool goesOn = true;
-        tool.answer.beginObject().member("id", file.id);
-        try {
-            saveThumbnail(tool, session, target, file,
-                          naming.apply({.path = pathBelow(root, file)}) + ".thumb.jpg");
-        } catch (const Failure& failure) {
-            goesOn = failures.noteAndAsk(file, failure, session);
-        }
-        tool.answer.endObject();
-        if (!goesOn) break;
-    }
+    failures.forEach(files, session, [&](const FileRecord& file) {
+        saveThumbnail(tool, session, target, file,
+                      naming.apply({.path = pathBelow(root, file)}) + ".thumb.jpg");
+    });
     tool.answer.endArray();
     failures.note(survey.tell(tool));
     failures.tell();
+}
+
+/// Deletes one file; throws Failure. The component would delete any path that it is given, so only
+/// ids in the device's list are accepted.
+void deleteListed(Tool& tool, const PhotoSession& session, const std::vector<FileRecord>& listed,
+                  const std::u16string& id) {
+    if (std::ranges::find(listed, id, &FileRecord::id) == listed.end())
+        throw Failure(ExitStatus::ReadFailed, "The device lists no such file.", idAdvice);
+    session.remove(id);
+    tool.say("Deleted " + utf8Text(id));
+    tool.answer.member("deleted", true);
 }
 
 void runDelete(Tool& tool, const DeviceWords& given) {
@@ -175,43 +196,19 @@ void runDelete(Tool& tool, const DeviceWords& given) {
     const DeviceDirectory directory;
     const PhotoSession session(directory.find(words.takeDeviceByLooks()));
     if (words.words.empty())
-        throw Failure(ExitStatus::Usage, "No files to delete are named.",
-                      "Their ids are what zlkcam list prints.");
+        throw Failure(ExitStatus::Usage, "No files to delete are named.", idAdvice);
     if (!directory.allowsDelete(session.device().contextId))
         throw Failure(ExitStatus::DeleteRefused,
                       "The settings don't allow files of " + utf8Text(session.device().name) +
                           " to be deleted.",
                       "Look at AllowDelete of its product class: zlkcam settings list");
-    // The component would delete any path that it is given, so only ids in the device's list are
-    // accepted.
     const std::vector<FileRecord> files = session.files();
+    std::vector<FileRecord> wanted(words.words.size());
+    for (std::size_t i = 0; i < wanted.size(); ++i) wanted[i].id = wideText(words.words[i]);
     FileFailures failures(tool);
     tool.answer.beginObject().key("files").beginArray();
-    for (const std::string& word : words.words) {
-        if (StopFlag::raised()) {
-            failures.end(stoppedEarly());
-            break;
-        }
-        FileRecord wanted;
-        wanted.id = wideText(word);
-        const bool listed = std::any_of(files.begin(), files.end(), [&](const FileRecord& file) {
-            return file.id == wanted.id;
-        });
-        bool goesOn = true;
-        tool.answer.beginObject().member("id", wanted.id);
-        try {
-            if (!listed)
-                throw Failure(ExitStatus::ReadFailed, "The device lists no such file.",
-                              "Their ids are what zlkcam list prints.");
-            session.remove(wanted.id);
-            tool.say("Deleted " + word);
-            tool.answer.member("deleted", true);
-        } catch (const Failure& failure) {
-            goesOn = failures.noteAndAsk(wanted, failure, session);
-        }
-        tool.answer.endObject();
-        if (!goesOn) break;
-    }
+    failures.forEach(wanted, session,
+                     [&](const FileRecord& file) { deleteListed(tool, session, files, file.id); });
     tool.answer.endArray();
     failures.tell();
 }

@@ -160,6 +160,23 @@ void exportTree(Tool& tool, const SettingsOptions& options) {
     if (!leftOut.empty()) tool.status = ExitStatus::SettingsUnusable;
 }
 
+CLI::Option* addKey(CLI::App& command, SettingsOptions& options) {
+    return command.add_option("key", options.key,
+                              "HKLM\\... or HKCR\\...; without either, below HKLM");
+}
+
+CLI::Option* addName(CLI::App& command, SettingsOptions& options) {
+    return command.add_option("name", options.name, "name of the value, @ for the default one");
+}
+
+void addOptionsOfSet(CLI::App& command, SettingsOptions& options) {
+    addKey(command, options)->required();
+    addName(command, options)->required();
+    command.add_option("content", options.content, "what to set")->required();
+    command.add_option("--type", options.type, "sz (text), dword or hex")
+        ->check(CLI::IsMember({"sz", "dword", "hex"}));
+}
+
 }  // namespace
 
 void addSettingsCommands(CLI::App& app, Tool& tool) {
@@ -175,38 +192,22 @@ void addSettingsCommands(CLI::App& app, Tool& tool) {
             },
             [&tool, body](const SettingsOptions& options) { body(tool, options); });
     };
-    const auto key = [](CLI::App& command, SettingsOptions& options) {
-        return command.add_option("key", options.key,
-                                  "HKLM\\... or HKCR\\...; without either, below HKLM");
-    };
-    constexpr char nameHelp[] = "name of the value, @ for the default one";
     add(
         "get", "Print a value",
-        [&](CLI::App& command, SettingsOptions& options) {
-            key(command, options)->required();
-            command.add_option("name", options.name, nameHelp)->required();
+        [](CLI::App& command, SettingsOptions& options) {
+            addKey(command, options)->required();
+            addName(command, options)->required();
         },
         getValue);
-    add(
-        "set", "Set a value",
-        [&](CLI::App& command, SettingsOptions& options) {
-            key(command, options)->required();
-            command.add_option("name", options.name, nameHelp)->required();
-            command.add_option("content", options.content, "what to set")->required();
-            command.add_option("--type", options.type, "sz (text), dword or hex")
-                ->check(CLI::IsMember({"sz", "dword", "hex"}));
-        },
-        setValue);
+    add("set", "Set a value", addOptionsOfSet, setValue);
     add(
         "delete", "Delete a value, or a key with all below it",
-        [&](CLI::App& command, SettingsOptions& options) {
-            key(command, options)->required();
-            command.add_option("name", options.name, nameHelp);
+        [](CLI::App& command, SettingsOptions& options) {
+            addKey(command, options)->required();
+            addName(command, options);
         },
         deleteSetting);
-    add(
-        "list", "List a key's subkeys and values",
-        [&](CLI::App& command, SettingsOptions& options) { key(command, options); }, listKey);
+    add("list", "List a key's subkeys and values", addKey, listKey);
     add(
         "import", "Do what a .reg file says",
         [](CLI::App& command, SettingsOptions& options) {
@@ -216,10 +217,10 @@ void addSettingsCommands(CLI::App& app, Tool& tool) {
         importFile);
     add(
         "export", "Write a key with all below it as a .reg file",
-        [&](CLI::App& command, SettingsOptions& options) {
+        [](CLI::App& command, SettingsOptions& options) {
             command.add_option("file", options.file, "the new file, or - for standard output")
                 ->required();
-            key(command, options);
+            addKey(command, options);
         },
         exportTree);
 }

@@ -114,6 +114,57 @@ void warnOfTargets(Tool& tool, const std::vector<Target>& targets) {
     }
 }
 
+/// Where a run stands before the first file is copied.
+struct Prepared {
+    const DeviceDirectory& directory;
+    const PhotoSession& session;
+    const CardSurvey& survey;
+    const UnloadPlan& plan;
+    std::vector<Target>& targets;
+};
+
+/// What happens when a stop meets a call that doesn't return.
+using Ending = std::function<ExitStatus()>;
+
+/// Deletes the originals, or has the summary say why it may not.
+void removeOriginals(const Prepared& run, Unloader& unloader, UnloadSummary& summary) {
+    const Device& device = run.session.device();
+    if (run.directory.allowsDelete(device.contextId)) return unloader.remove(run.survey);
+    summary.noteNotDeleted({ExitStatus::DeleteRefused,
+                            "Nothing was deleted: the settings don't allow files of " +
+                                utf8Text(device.name) + " to be deleted.",
+                            "Look at AllowDelete of its product class: zlkcam settings list"});
+}
+
+/// Copies, records and deletes what is planned, and tells of it. `end` becomes what a stop has to
+/// do while this goes on.
+void carryOut(Tool& tool, const Options& options, const Prepared& run, UnloadSummary& summary,
+              Ending& end) {
+    Unloader unloader(tool, run.session, run.plan, run.targets, options, options);
+    HtmlReport report(run.session, run.plan, run.survey, unloader, run.targets);
+    // Also runs on the StopWatch's thread, maybe after this one got stuck in a thumbnail. What was
+    // recorded or written by then isn't written again.
+    const auto record = [&] {
+        unloader.record();
+        if (!options.hasReport) return;
+        if (tool.onTerminal() && !options.quiet) tool.say("Writing the report...");
+        report.write();
+    };
+    // From here on a stop has to leave the copies, their records and the answer in order. It isn't
+    // called after this function, because nothing waits for the device any more.
+    end = [&] {
+        unloader.abandon();
+        record();
+        summary.tell(unloader, options.quiet);
+        return tool.finish();
+    };
+    unloader.copy();
+    // Nothing may be deleted before the copies are recorded.
+    record();
+    if (options.remove) removeOriginals(run, unloader, summary);
+    summary.tell(unloader, options.quiet);
+}
+
 void runUnload(Tool& tool, const Options& given) {
     // Errors in the options are reported before the device is claimed.
     Options options = completed(given);
@@ -123,9 +174,8 @@ void runUnload(Tool& tool, const Options& given) {
     const std::u16string wanted =
         options.words.size() > 1 ? options.takeDeviceByLooks() : std::u16string();
     const StopFlag stop;
-    // What happens when a stop meets a call that doesn't return. Before the copying begins there is
-    // nothing to put in order.
-    std::function<ExitStatus()> end = [&] { return tool.finish(stoppedEarly()); };
+    // Before the copying begins there is nothing to put in order.
+    Ending end = [&] { return tool.finish(stoppedEarly()); };
     const StopWatch watch([&] { return end(); });
     const DeviceDirectory directory;
     const PhotoSession session(directory.find(wanted));
@@ -144,35 +194,7 @@ void runUnload(Tool& tool, const Options& given) {
         plan.compareWith(i, targets.size(), *targets[i].recorder);
     UnloadSummary summary(tool, device.contextId, plan, targets, survey);
     if (options.isRehearsal) return summary.tellPlan();
-
-    Unloader unloader(tool, session, plan, targets, options, options);
-    HtmlReport report(session, plan, survey, unloader, targets);
-    // Also runs on the StopWatch's thread, maybe after this one got stuck in a thumbnail. What was
-    // recorded or written by then isn't written again.
-    const auto record = [&] {
-        unloader.record();
-        if (!options.hasReport) return;
-        if (tool.onTerminal() && !options.quiet) tool.say("Writing the report...");
-        report.write();
-    };
-    // From here on a stop has to leave the copies, their records and the answer in order.
-    end = [&] {
-        unloader.abandon();
-        record();
-        summary.tell(unloader, options.quiet);
-        return tool.finish();
-    };
-    unloader.copy();
-    // Nothing may be deleted before the copies are recorded.
-    record();
-    if (options.remove && directory.allowsDelete(device.contextId))
-        unloader.remove(survey);
-    else if (options.remove)
-        summary.noteNotDeleted({ExitStatus::DeleteRefused,
-                                "Nothing was deleted: the settings don't allow files of " +
-                                    utf8Text(device.name) + " to be deleted.",
-                                "Look at AllowDelete of its product class: zlkcam settings list"});
-    summary.tell(unloader, options.quiet);
+    carryOut(tool, options, {directory, session, survey, plan, targets}, summary, end);
 }
 
 void addChoices(CLI::App& command, Options& options) {
