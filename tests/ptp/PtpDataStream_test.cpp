@@ -3,26 +3,13 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
-#include <cstring>
-
 #include "tests/ptp/Raised.h"
-#include "tests/ptp/ScriptedPort.h"
+#include "tests/ptp/Received.h"
 
 namespace zlk::test {
 namespace {
 
 using testing::ElementsAre;
-
-struct Filled : PtpDataStream {
-    explicit Filled(const Bytes& bytes) {
-        resize(static_cast<std::uint32_t>(bytes.size()));
-        std::memcpy(place(0, static_cast<std::uint32_t>(bytes.size())), bytes.data(), bytes.size());
-    }
-};
-
-Bytes written(PtpDataStream& stream) {
-    return {stream.data(), stream.data() + stream.cursor()};
-}
 
 TEST(PtpDataStream, WritesStringsAsPtpHasThem) {
     PtpDataStream stream(64);
@@ -53,7 +40,7 @@ TEST(PtpDataStream, GrowsByHalfBeforeItIsFull) {
 }
 
 TEST(PtpDataStream, ReadsWhatIsThereAndNothingBehindIt) {
-    Filled stream(
+    Received stream(
         hex("02000000 0500 0700  03 6100 0000 6200  01 0000  03000000 05000000 00000000 07000000"));
     std::vector<std::uint16_t> shorts{1};
     stream.readU16Array(shorts);
@@ -68,18 +55,18 @@ TEST(PtpDataStream, ReadsWhatIsThereAndNothingBehindIt) {
     stream.setCursor(0xFFFFFFFF);
     EXPECT_EQ(raisedBy([&] { stream.readU64(); }), PTP_GENERAL_ERROR);
 
-    Filled cut(hex("FF 6100 6200"));
+    Received cut(hex("FF 6100 6200"));
     EXPECT_EQ(raisedBy([&] { cut.readString(); }), PTP_GENERAL_ERROR);
-    Filled lying(hex("FFFFFFFF 01000000"));
+    Received lying(hex("FFFFFFFF 01000000"));
     EXPECT_EQ(raisedBy([&] { lying.readU32Array(longs); }), PTP_GENERAL_ERROR);
-    Filled ended(hex("01000000 02 6100 6200"));
+    Received ended(hex("01000000 02 6100 6200"));
     ended.endReadsAt(4);
     EXPECT_EQ(ended.readU32(), 1u);
     EXPECT_EQ(ended.readString().length, 0u);
     EXPECT_EQ(raisedBy([&] { ended.readByte(); }), PTP_GENERAL_ERROR);
     ended.endReadsAt(6);
     EXPECT_EQ(raisedBy([&] { ended.readString(); }), PTP_GENERAL_ERROR);
-    Filled unended(hex("02 6100 6200"));
+    Received unended(hex("02 6100 6200"));
     EXPECT_EQ(unended.readString().view(), u"ab");
 }
 

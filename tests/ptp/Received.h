@@ -6,12 +6,18 @@
 
 namespace zlk::test {
 
-/// A stream with room behind the bytes, as the engine's has.
+/// A stream that holds these bytes and no more.
 struct Received : PtpDataStream {
     explicit Received(const Bytes& bytes) {
-        resize(static_cast<std::uint32_t>(bytes.size()) + 64);
-        std::memcpy(place(0, static_cast<std::uint32_t>(bytes.size())), bytes.data(), bytes.size());
+        const auto size = static_cast<std::uint32_t>(bytes.size());
+        resize(size);
+        std::memcpy(place(0, size), bytes.data(), size);
     }
 };
+
+/// What was written into a stream.
+inline Bytes written(const PtpDataStream& stream) {
+    return {stream.data(), stream.data() + stream.cursor()};
+}
 
 }  // namespace zlk::test

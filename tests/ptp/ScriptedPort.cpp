@@ -1,7 +1,6 @@
 #include "tests/ptp/ScriptedPort.h"
 
 #include <algorithm>
-#include <charconv>
 
 #include "ptp/PTPSyncInterface.h"
 #include "ptp/TransportInterface.h"
@@ -78,17 +77,11 @@ ScriptedPort::~ScriptedPort() {
 }
 
 Bytes hex(std::string_view digits) {
+    std::string pairs(digits);
+    std::erase(pairs, ' ');
     Bytes bytes;
-    std::string pair;
-    for (const char digit : digits) {
-        if (digit == ' ') continue;
-        pair += digit;
-        if (pair.size() < 2) continue;
-        std::uint8_t byte = 0;
-        std::from_chars(pair.data(), pair.data() + 2, byte, 16);
-        bytes.push_back(byte);
-        pair.clear();
-    }
+    for (std::size_t i = 0; i < pairs.size(); i += 2)
+        bytes.push_back(static_cast<std::uint8_t>(std::stoul(pairs.substr(i, 2), nullptr, 16)));
     return bytes;
 }
 

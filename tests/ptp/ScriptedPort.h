@@ -31,7 +31,6 @@ struct ScriptedPort {
     std::deque<Bytes> toHost;
     std::deque<Bytes> events;
     std::vector<Bytes> fromHost;
-    std::vector<std::uint32_t> progress;
 
     std::uint32_t nextId = 7;  ///< the table's counter
     std::uint32_t vid = 0x1234, pid = 0x5678;

@@ -15,7 +15,7 @@ namespace {
 
 using testing::ElementsAre;
 
-constexpr std::uint16_t data = 2, response = 3, event = 4;
+constexpr std::uint16_t command = 1, data = 2, response = 3, event = 4;
 
 Bytes answer(std::uint16_t code, std::uint32_t id, const Bytes& parameters = {}) {
     return container(response, code, id, parameters);
@@ -55,20 +55,33 @@ struct Reports : ObjectProgressInterface {
 };
 
 TEST_F(Engine, SendsCommandsWithoutTheirTrailingZeros) {
-    camera({container(data, 0x1008, 7, pattern(60)), answer(ptpOk, 7)});
-    raised([&] { engine.getObjectInfo(5); });
-    EXPECT_EQ(port.fromHost[0], hex("10000000 0100 0810 07000000 05000000"));
-    EXPECT_EQ(port.nextId, 8u);
-
-    camera({answer(ptpOk, 8)});
-    engine.setObjectProtection(5, 0);
-    EXPECT_EQ(port.fromHost.back(), hex("10000000 0100 1210 08000000 05000000"));
-    camera({answer(ptpOk, 9)});
-    engine.formatStore(0, 7);
-    EXPECT_EQ(port.fromHost.back(), hex("14000000 0100 0F10 09000000 00000000 07000000"));
-    camera({answer(ptpOk, 10)});
-    engine.initiateCapture(0, 0);
-    EXPECT_EQ(port.fromHost.back(), hex("0C000000 0100 0E10 0A000000"));
+    std::uint32_t vid = 0, pid = 0;
+    const struct {
+        std::function<void()> run;
+        std::uint16_t code;
+        Bytes parameters;
+    } cases[] = {
+        {[&] { engine.getDeviceInfo(); }, 0x1001, {}},
+        {[&] { engine.closeSession(); }, 0x1003, {}},
+        {[&] { engine.getStorageIDs(); }, 0x1004, {}},
+        {[&] { engine.getStorageInfo(5); }, 0x1005, u32s({5})},
+        {[&] { engine.getObjectHandles(5, 6, 7); }, 0x1007, u32s({5, 6, 7})},
+        {[&] { engine.getObjectInfo(5); }, 0x1008, u32s({5})},
+        {[&] { engine.getObject(5, nullptr, 0, nullptr); }, 0x1009, u32s({5})},
+        {[&] { engine.getThumb(5, nullptr, 0); }, 0x100A, u32s({5})},
+        {[&] { engine.initiateCapture(0, 0); }, 0x100E, {}},
+        {[&] { engine.formatStore(0, 7); }, 0x100F, u32s({0, 7})},
+        {[&] { engine.setObjectProtection(5, 0); }, 0x1012, u32s({5})},
+        {[&] { engine.getDevicePropDesc(5); }, 0x1014, u32s({5})},
+        {[&] { engine.ZLconnectedCameraId(&vid, &pid); }, 0x9700, {}},
+    };
+    for (const auto& one : cases) {
+        const std::uint32_t id = port.nextId;
+        camera({answer(ptpOk, id)});
+        EXPECT_EQ(raised(one.run), 0u) << one.code;
+        EXPECT_EQ(port.fromHost.back(), container(command, one.code, id, one.parameters));
+        EXPECT_EQ(port.nextId, id + 1);
+    }
 }
 
 TEST_F(Engine, SendsDataUnderTheIdOfItsCommand) {
@@ -181,6 +194,7 @@ TEST_F(Engine, SurvivesContainersThatLie) {
         std::uint32_t error;
     } cases[] = {
         {"no bytes", {Bytes()}, PTP_NO_RESPONSE},
+        {"a command in the place of a response", {container(command, 0x1004, 7)}, 0},
         {"no response", {container(data, 0x1004, 7, u32s({0})), {}}, PTP_NO_RESPONSE},
         {"4 GiB", {hex("FFFFFFFF 0200 0410 07000000")}, PTP_OUT_OF_MEMORY},
         {"above 256 MiB", {hex("01000010 0200 0410 07000000")}, PTP_OUT_OF_MEMORY},
@@ -250,6 +264,9 @@ TEST_F(Engine, TakesResultsFromTheResponse) {
     EXPECT_EQ(vid, 0x5AF1u);
     EXPECT_EQ(pid, 0x7C36u);
     EXPECT_EQ(port.fromHost.back(), hex("0C000000 0100 0297 09000000"));
+    camera({answer(ptpOk, 10, u32s({0x5AF1}))});
+    engine.ZLpressSaveButton(&vid, &pid);
+    EXPECT_EQ(pid, 0u);
 }
 
 TEST_F(Engine, OpensASessionOrGoesOnInOneThatIsOpen) {
