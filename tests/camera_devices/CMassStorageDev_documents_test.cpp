@@ -1,4 +1,5 @@
 #include "tests/camera_devices/Card.h"
+#include "tests/support/PlatformSettings.h"
 
 namespace zlk::test {
 namespace {
@@ -98,12 +99,8 @@ TEST_F(CardDocuments, RequestsAreFilesThatAreThere) {
 }
 
 TEST_F(CardDocuments, AMessageIsAFileOf200Bytes) {
-    const RegistryKey key =
-        regCreateKey(HKEY_LOCAL_MACHINE, u"Software\\Zephyr-Lanthorn\\Platform", KEY_ALL_ACCESS);
-    const auto set = [&](const WCHAR* name, DWORD type, const std::string& bytes) {
-        ASSERT_EQ(RegSetValueExW(key.get(), name, 0, type,
-                                 reinterpret_cast<const BYTE*>(bytes.data()), bytes.size()),
-                  ERROR_SUCCESS);
+    const auto set = [](const WCHAR* name, DWORD type, const std::string& bytes) {
+        setPlatform(name, type, bytes.data(), bytes.size());
     };
     const std::string none(64, '\0'), first(64, 'A'), second(64, 'B');
     const auto expectMessage = [&](CameraMessage message, const std::string& block1,

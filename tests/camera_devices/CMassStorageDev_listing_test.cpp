@@ -18,7 +18,7 @@ TEST_F(CardListing, HoldsEveryFileThatIsNotHidden) {
     card.write("MISC/AUTPRINT.MRK", "order");
     card.write(".trash/A & <B>.JPG", "");
     card.write("README.TXT", "root");
-    const std::u16string xml = list(device);
+    const std::u16string xml = listingOf(device, listener);
     EXPECT_THAT(column(xml, u"id"),
                 ElementsAre(card.id(u".trash\\A & <B>.JPG"), card.id(u"DCIM\\100CAM\\PICT0001.JPG"),
                             card.id(u"MISC\\AUTPRINT.MRK"), card.id(u"README.TXT")));
@@ -45,7 +45,7 @@ TEST_F(CardListing, ShowsDatesInLocalTimeAndTheCurrentTimeForOnesThatLocalTimeLa
         last_write_time(card.folder / name, fs::file_time_type::clock::from_sys(moment));
     }
     const std::int64_t before = _time64();
-    const auto modified = column(list(device), u"modified");
+    const auto modified = column(listingOf(device, listener), u"modified");
     ASSERT_EQ(modified.size(), 2u);
     EXPECT_EQ(modified[0], FileTimestamp(summer.time_since_epoch().count()).toText());
     FileTimestamp now;
@@ -55,7 +55,7 @@ TEST_F(CardListing, ShowsDatesInLocalTimeAndTheCurrentTimeForOnesThatLocalTimeLa
 
 TEST_F(CardListing, ReportsStayAt99UntilTheEnd) {
     for (int i = 0; i < 120; ++i) card.write(std::to_string(1000 + i) + ".JPG", "");
-    list(device);
+    listingOf(device, listener);
     std::vector<std::int32_t> expected(121, 99);
     for (int i = 0; i < 99; ++i) expected[i] = i;
     expected.back() = 100;
@@ -81,7 +81,7 @@ TEST_F(CardListing, WalksAnEmptyCardAgainEachSecond) {
         FastClock::pauses.clear();
         reports.percents.clear();
         CMassStorageDev empty(card.root(), u"#Zephyr-Lanthorn#" + c.name + u"#0000");
-        EXPECT_TRUE(column(list(empty), u"id").empty());
+        EXPECT_TRUE(column(listingOf(empty, listener), u"id").empty());
         EXPECT_EQ(FastClock::pauses, std::vector<DWORD>(c.passes, 1000)) << c.timeout;
         EXPECT_THAT(reports.percents, ElementsAre(100));
     }
@@ -144,8 +144,7 @@ TEST_F(CardListing, FailsWhereNoDriveAndNoFolderIs) {
     for (const WCHAR* id : {u"Q:\\", u"\\\\NOWHERE\\CARDS\\", u"\\\\", u""}) {
         CMassStorageDev nowhere(id, u"#Zephyr-Lanthorn#RemovableDrive#Q");
         EXPECT_FALSE(nowhere.CheckConnection());
-        FileInfoList files;
-        EXPECT_EQ(nowhere.GetFileInfo(files, nullptr), DeviceCode::NotConnected);
+        listingOf(nowhere, nullptr, DeviceCode::NotConnected);
         bool inserted = true;
         EXPECT_TRUE(nowhere.IsCardInserted(inserted));
         EXPECT_FALSE(inserted);

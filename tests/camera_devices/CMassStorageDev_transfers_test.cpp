@@ -1,4 +1,5 @@
 #include "tests/camera_devices/Card.h"
+#include "tests/usbscan/Camera.h"
 
 namespace zlk::test {
 namespace {
@@ -7,13 +8,6 @@ namespace fs = std::filesystem;
 using namespace std::string_literals;
 using testing::ElementsAre;
 using testing::Pair;
-
-std::string pattern(std::size_t size) {
-    std::string bytes(size, '\0');
-    std::uint32_t state = 1;
-    for (char& byte : bytes) byte = static_cast<char>((state = state * 1664525 + 1013904223) >> 24);
-    return bytes;
-}
 
 using CardTransfer = CardTest;
 
@@ -24,17 +18,17 @@ TEST_F(CardTransfer, CopiesEveryByteInBlocks) {
     } cases[] = {
         {0, {}}, {1, {100}}, {65'536, {100}}, {131'072, {50, 100}}, {196'609, {33, 67, 100, 100}}};
     for (const auto& c : cases) {
-        card.write("PICT.JPG", pattern(c.size));
+        card.write("PICT.JPG", randomText(c.size));
         reports.percents.clear();
-        EXPECT_THAT(copy(card.id(u"PICT.JPG")), Pair(DeviceCode::Success, pattern(c.size)));
+        EXPECT_THAT(copy(card.id(u"PICT.JPG")), Pair(DeviceCode::Success, randomText(c.size)));
         EXPECT_EQ(reports.percents, c.percents) << c.size;
     }
 }
 
 TEST_F(CardTransfer, AStopLeavesTheBlocksSoFar) {
-    card.write("PICT.JPG", pattern(300'000));
+    card.write("PICT.JPG", randomText(300'000));
     reports.stopAt = 1;
-    EXPECT_THAT(copy(card.id(u"PICT.JPG")), Pair(DeviceCode::Success, pattern(65'536)));
+    EXPECT_THAT(copy(card.id(u"PICT.JPG")), Pair(DeviceCode::Success, randomText(65'536)));
 }
 
 TEST_F(CardTransfer, WaitsForAFileThatCannotBeOpenedYet) {
@@ -49,12 +43,12 @@ TEST_F(CardTransfer, WaitsForAFileThatCannotBeOpenedYet) {
 }
 
 TEST_F(CardTransfer, AFileThatShrinksFailsAndOneThatGrowsKeepsItsSize) {
-    card.write("PICT.JPG", pattern(200'000));
+    card.write("PICT.JPG", randomText(200'000));
     reports.during = [&](std::size_t) { fs::resize_file(card.folder / "PICT.JPG", 100'000); };
     EXPECT_EQ(copy(card.id(u"PICT.JPG")).first, DeviceCode::ReadFailed);
-    card.write("PICT.JPG", pattern(200'000));
+    card.write("PICT.JPG", randomText(200'000));
     reports.during = [&](std::size_t) { fs::resize_file(card.folder / "PICT.JPG", 400'000); };
-    EXPECT_THAT(copy(card.id(u"PICT.JPG")), Pair(DeviceCode::Success, pattern(200'000)));
+    EXPECT_THAT(copy(card.id(u"PICT.JPG")), Pair(DeviceCode::Success, randomText(200'000)));
 }
 
 TEST_F(CardTransfer, ATargetThatCannotBeWrittenFails) {
@@ -67,10 +61,10 @@ TEST_F(CardTransfer, ATargetThatCannotBeWrittenFails) {
 }
 
 TEST_F(CardTransfer, SizesHave32Bits) {
-    card.write("HUGE.AVI", pattern(70'000));
+    card.write("HUGE.AVI", randomText(70'000));
     fs::resize_file(card.folder / "HUGE.AVI", (5ull << 30) + 70'000);
     fs::resize_file(card.folder / "HUGE.AVI", (4ull << 30) + 70'000);
-    EXPECT_THAT(copy(card.id(u"HUGE.AVI")), Pair(DeviceCode::Success, pattern(70'000)));
+    EXPECT_THAT(copy(card.id(u"HUGE.AVI")), Pair(DeviceCode::Success, randomText(70'000)));
     EXPECT_THAT(reports.percents, ElementsAre(94, 100));
 }
 

@@ -3,7 +3,6 @@
 #include <optional>
 
 #include "tests/camera_devices/PtpDevice.h"
-#include "tests/usbscan/Camera.h"
 
 namespace zlk::test {
 namespace {
@@ -31,9 +30,7 @@ class PtpDeviceTest : public testing::Test {
         device->driver = std::move(made);
         ASSERT_TRUE(device->CheckConnection());
     }
-    DeviceCode copy(const WCHAR* id, const Target& target) {
-        return device->GetFile(id, &reports, target.handle.get());
-    }
+    Copy copy(const WCHAR* id) { return copyOf(*device, id, &reports); }
 
     std::optional<PtpDevice> device;
     NiceDriver* driver = nullptr;
@@ -102,9 +99,7 @@ TEST_F(PtpDeviceTest, ListsFilesAndFindsTheDocumentsAmongThem) {
     EXPECT_CALL(*driver, getNumberObjects(0x10001, 0, 0)).WillRepeatedly(Return(4));
     EXPECT_CALL(*driver, getNumberObjects(0x20001, 0, 0)).WillRepeatedly(Return(0));
     EXPECT_CALL(*driver, getObjectHandles(0x10001, 0, 0)).Times(2);  // of no other storage
-    FileInfoList list;
-    EXPECT_EQ(device->GetFileInfo(list, &reports), DeviceCode::Success);
-    const std::u16string xml = list.getXml();
+    const std::u16string xml = listingOf(*device, &reports);
     EXPECT_THAT(column(xml, u"id"), ElementsAre(u"6", u"7", u"-2147483647"));
     EXPECT_THAT(column(xml, u"camerapath"),
                 ElementsAre(u"DCIM\\AutPrint.mrk", u"DCIM\\" + longName, u"DCIM\\Pict & 1.jpg"));
@@ -120,9 +115,8 @@ TEST_F(PtpDeviceTest, ListsFilesAndFindsTheDocumentsAmongThem) {
 
     // Stopped behind the last file: that has failed, and what is there stays there.
     reports.stopAt = 5 + 4;
-    FileInfoList stopped;
-    EXPECT_EQ(device->GetFileInfo(stopped, &reports), DeviceCode::ReadFailed);
-    EXPECT_EQ(column(stopped.getXml(), u"id").size(), 3u);
+    const std::u16string stopped = listingOf(*device, &reports, DeviceCode::ReadFailed);
+    EXPECT_EQ(column(stopped, u"id").size(), 3u);
 }
 
 TEST_F(PtpDeviceTest, ReadsAndSetsTheClock) {
@@ -159,14 +153,11 @@ TEST_F(PtpDeviceTest, ReadsAndSetsTheClock) {
 }
 
 TEST_F(PtpDeviceTest, CopiesUpTo20MiBInOnePieceAndMoreInChunks) {
-    const auto random = randomBytes(onePiece + 1);
-    const std::string bytes(random.begin(), random.end());
+    const std::string bytes = randomText(onePiece + 1);
     driver->add(1, u"a", bytes.substr(0, onePiece));
     driver->add(2, u"b", bytes);
     EXPECT_CALL(*driver, getObject(1, _, onePiece, &reports)).Times(2);
-    const Target whole;
-    EXPECT_EQ(copy(u"1", whole), DeviceCode::Success);
-    EXPECT_TRUE(whole.bytes() == driver->find(1).bytes);
+    EXPECT_TRUE(copy(u"1") == Copy(DeviceCode::Success, driver->find(1).bytes));
 
     {
         InSequence order;
@@ -174,26 +165,25 @@ TEST_F(PtpDeviceTest, CopiesUpTo20MiBInOnePieceAndMoreInChunks) {
         for (std::uint32_t at = 0; at <= onePiece; at += chunk)
             EXPECT_CALL(*driver, getPartialObject(2, at, chunk, _));
     }
-    const Target chunks;
-    EXPECT_EQ(copy(u"2", chunks), DeviceCode::Success);
-    EXPECT_TRUE(chunks.bytes() == bytes);
+    EXPECT_TRUE(copy(u"2") == Copy(DeviceCode::Success, bytes));
     EXPECT_EQ(reports.percents.size(), 81u);
     EXPECT_EQ(reports.percents[0], 1);
     EXPECT_EQ(reports.percents[80], 100);
 
     reports.stopAt = 81 + 3;
-    const Target some;
     EXPECT_CALL(*driver, getPartialObject).WillRepeatedly(Return(chunk));
-    EXPECT_EQ(copy(u"2", some), DeviceCode::Success);
-    EXPECT_EQ(some.bytes().size(), 3 * chunk);
+    const auto [code, some] = copy(u"2");
+    EXPECT_EQ(code, DeviceCode::Success);
+    EXPECT_EQ(some.size(), 3 * chunk);
 
     EXPECT_CALL(*driver, receivedData).WillOnce(Return(100)).WillOnce(Return(0));
-    EXPECT_EQ(copy(u"2", some), DeviceCode::ReadFailed);  // which asks for its description again
+    EXPECT_EQ(copy(u"2").first, DeviceCode::ReadFailed);  // which asks for its description again
 
     const Target unwritable(GENERIC_READ);
     EXPECT_CALL(*driver, receivedData).WillRepeatedly([this] { return driver->received; });
-    EXPECT_EQ(copy(u"1", unwritable), DeviceCode::PcFileUnusable);
-    EXPECT_EQ(copy(u"2", unwritable), DeviceCode::PcFileUnusable);
+    for (const WCHAR* id : {u"1", u"2"})
+        EXPECT_EQ(device->GetFile(id, &reports, unwritable.handle.get()),
+                  DeviceCode::PcFileUnusable);
 }
 
 TEST_F(PtpDeviceTest, GivesTheStockPictureForAThumbnailThatDoesNotCome) {
@@ -238,10 +228,15 @@ TEST_F(PtpDeviceTest, ReadsDocumentsAsTheyAreNow) {
     driver->add(2, u"CNFSHARE.XML", "", 0x3002);
     driver->add(3, u"DIAGNOSTICS.XML", "<d/>", 0x3002);
     driver->add(4, u"CNFTAG.XML", "", 0x3000);  // filed as something else
-    EXPECT_EQ(device->GetShareMenu(text), DeviceCode::Success);
-    EXPECT_EQ(text, u"\uFEFF<\u00FC/>");
-    EXPECT_EQ(device->GetCameraDiagnostic(text), DeviceCode::Success);
-    EXPECT_EQ(text, u"<d/>");
+    driver->add(5, u"DEVICEID.XML", "<id/>", 0x3002);
+    driver->add(6, u"TAGOLD.XML", "<tags/>", 0x3002);
+    for (const auto& [get, document] : {std::pair{&CImageDev::GetShareMenu, u"\uFEFF<\u00FC/>"},
+                                        {&CImageDev::GetCameraDiagnostic, u"<d/>"},
+                                        {&CImageDev::GetDeviceID, u"<id/>"},
+                                        {&CImageDev::GetTagMenu, u"<tags/>"}}) {
+        EXPECT_EQ(((*device).*get)(text), DeviceCode::Success);
+        EXPECT_EQ(text, document);
+    }
     EXPECT_TRUE(device->CheckForRequestConfigFile());
     EXPECT_FALSE(device->CheckForRequestTagSetupFile());
 
@@ -258,7 +253,8 @@ TEST_F(PtpDeviceTest, ReadsDocumentsAsTheyAreNow) {
     driver->objects[1].info.ObjectCompressedSize = 5;
     EXPECT_EQ(device->GetShareMenu(text), DeviceCode::ReadFailed);
     EXPECT_CALL(*driver, getObjectHandles).WillRepeatedly(Throw(PTP_TRANSPORT_ERROR));
-    EXPECT_EQ(device->GetIntentFile(text), DeviceCode::ReadFailed);
+    for (const auto get : {&CImageDev::GetIntentFile, &CImageDev::GetDeviceID})
+        EXPECT_EQ(((*device).*get)(text), DeviceCode::ReadFailed);
     EXPECT_FALSE(device->CheckForRequestConfigFile());
 }
 

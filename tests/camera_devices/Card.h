@@ -96,26 +96,45 @@ inline std::vector<std::u16string> column(const std::u16string& xml, const std::
     return values;
 }
 
+/// A file of this machine to be copied to.
+class Target {
+  public:
+    explicit Target(DWORD access = GENERIC_WRITE) {
+        writeFile(path, "");
+        handle = UniqueHandle(CreateFileW(pathText(path).c_str(), access, 0, nullptr, OPEN_EXISTING,
+                                          FILE_ATTRIBUTE_NORMAL, nullptr));
+    }
+    std::string bytes() const { return readFile(path); }
+
+    const std::filesystem::path path = newFolder() / "copy";
+    UniqueHandle handle;
+};
+
+using Copy = std::pair<DeviceCode, std::string>;
+
+/// The code of copying a file, and what the target then holds.
+inline Copy copyOf(CImageDev& device, const std::u16string& id,
+                   ObjectProgressInterface* listener = nullptr) {
+    const Target target;
+    const DeviceCode code = device.GetFile(id, listener, target.handle.get());
+    return {code, target.bytes()};
+}
+
+/// What a device lists, where that ends with this code.
+inline std::u16string listingOf(CImageDev& device, ObjectProgressInterface* listener = nullptr,
+                                DeviceCode code = DeviceCode::Success) {
+    FileInfoList files;
+    EXPECT_EQ(device.GetFileInfo(files, listener), code);
+    return files.getXml();
+}
+
 /// A card and a device that works on it.
 class CardTest : public testing::Test {
   protected:
     static void SetUpTestSuite() { registerModules(); }
 
-    std::u16string list(CImageDev& from) {
-        FileInfoList files;
-        EXPECT_EQ(from.GetFileInfo(files, listener), DeviceCode::Success);
-        return files.getXml();
-    }
-    std::vector<std::u16string> idsListed() { return column(list(device), u"id"); }
-    /// The code of copying the file `id`, and what the target then holds.
-    std::pair<DeviceCode, std::string> copy(const std::u16string& id) {
-        const std::filesystem::path path = newFolder() / "copy";
-        UniqueHandle target(CreateFileW(pathText(path).c_str(), GENERIC_WRITE, 0, nullptr,
-                                        CREATE_ALWAYS, FILE_ATTRIBUTE_NORMAL, nullptr));
-        const DeviceCode code = device.GetFile(id, listener, target.get());
-        target.reset();
-        return {code, readFile(path)};
-    }
+    std::vector<std::u16string> idsListed() { return column(listingOf(device, listener), u"id"); }
+    Copy copy(const std::u16string& id) { return copyOf(device, id, listener); }
 
     FastClock clock;
     Reports reports;

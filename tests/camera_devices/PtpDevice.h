@@ -8,6 +8,7 @@
 #include "camera_devices/CPTPCameraDev.h"
 #include "ptp/ZlPTPdrv.h"
 #include "tests/camera_devices/Card.h"
+#include "tests/usbscan/Camera.h"
 
 namespace zlk::test {
 
@@ -119,18 +120,8 @@ class PtpDevice : public CPTPCameraDev {
     }
 };
 
-/// A file of this machine to be copied to.
-class Target {
-  public:
-    explicit Target(DWORD access = GENERIC_WRITE) {
-        writeFile(path, "");
-        handle = UniqueHandle(CreateFileW(pathText(path).c_str(), access, 0, nullptr, OPEN_EXISTING,
-                                          FILE_ATTRIBUTE_NORMAL, nullptr));
-    }
-    std::string bytes() const { return readFile(path); }
-
-    const std::filesystem::path path = newFolder() / "copy";
-    UniqueHandle handle;
-};
+inline std::u16string idOf(std::uint32_t handle) {
+    return formatText(u"%d", handle);
+}
 
 }  // namespace zlk::test

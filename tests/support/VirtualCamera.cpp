@@ -25,8 +25,12 @@ std::vector<std::string> withControl(std::vector<std::string> options) {
 }  // namespace
 
 VirtualCamera::VirtualCamera(std::vector<std::string> options)
-    : program_("virtualCamera", withControl(std::move(options))) {
+    : VirtualCamera("virtualCamera", withControl(std::move(options))) {
     tell("state");  // it plugs itself in before it listens
+}
+
+std::uint32_t VirtualCamera::add(const std::string& options) {
+    return static_cast<std::uint32_t>(std::stoul(tell("add " + options), nullptr, 0));
 }
 
 std::string VirtualCamera::tell(const std::string& command) {

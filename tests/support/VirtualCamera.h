@@ -1,6 +1,7 @@
 #pragma once
 // A virtual camera in a process of its own, plugged into this test's machine.
 
+#include <cstdint>
 #include <string>
 #include <vector>
 
@@ -14,6 +15,8 @@ class VirtualCamera {
     /// `--unplugged`. Fails the test if it doesn't start.
     explicit VirtualCamera(std::vector<std::string> options);
 
+    /// The handle of a new object, with the options of the command `add`.
+    std::uint32_t add(const std::string& options);
     /// One command of its control channel: what stands behind `ok`. Fails the test for an error.
     std::string tell(const std::string& command);
     /// Fails the test if the host has broken a rule since the start or the last call.
@@ -21,7 +24,11 @@ class VirtualCamera {
     /// SIGKILL: a camera, its host included, that is simply gone.
     void kill() { program_.kill(); }
 
-  private:
+  protected:
+    /// A registered child that becomes another program with this control channel.
+    VirtualCamera(const std::string& child, const std::vector<std::string>& arguments)
+        : program_(child, arguments) {}
+
     ChildProcess program_;
 };
 

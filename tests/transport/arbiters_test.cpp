@@ -43,6 +43,13 @@ struct CameraTable : Peer {
     int count() const { return bytes()[0]; }
 };
 
+/// The id of a turn on the port, behind which the next one is stored.
+std::uint32_t turn(PTPSyncInterface& arbiter, const WCHAR* port, std::uint32_t next) {
+    const std::uint32_t id = arbiter.getMutex(port);
+    arbiter.releaseMutex(port, next);
+    return id;
+}
+
 TEST(PtpSyncController, LaysItsTableOutForAllProcesses) {
     PtpSyncController arbiter;
     arbiter.setPort(first);
@@ -55,15 +62,13 @@ TEST(PtpSyncController, LaysItsTableOutForAllProcesses) {
     EXPECT_STREQ(table[1].mutexName, "Global\\ZlPtpDrvMutexcan0");
     EXPECT_EQ(table.bytes()[1 + 156 + 152], 1);
 
-    EXPECT_EQ(arbiter.getMutex(u"\\\\.\\USBSCAN0"), 0u);
-    arbiter.releaseMutex(first, 0x01020304);
+    EXPECT_EQ(turn(arbiter, u"\\\\.\\USBSCAN0", 0x01020304), 0u);
     EXPECT_EQ(table.bytes()[1 + 156 + 148], 4);
     PtpSyncController other;
     other.setPort(first);
     EXPECT_EQ(table[0].refCount, 1);  // once a process
     EXPECT_EQ(table[1].refCount, 2);
-    EXPECT_EQ(other.getMutex(first), 0x01020304u);
-    other.releaseMutex(first, 5);
+    EXPECT_EQ(turn(other, first, 5), 0x01020304u);
     // Ids lead nowhere here, and take nobody's entry with them.
     for (int i = 0; i < 2; ++i) EXPECT_EQ(ZlPTPdrv(1u, 2u).getPortName().length, 0u);
     EXPECT_EQ(table.count(), 2);
@@ -74,8 +79,7 @@ TEST(PtpSyncController, RemovesAPortWithItsLastUser) {
     const WCHAR* const ports[] = {first, second, u"abc"};
     for (const WCHAR* port : ports) arbiter.setPort(port);
     arbiter.setPort(second);
-    arbiter.getMutex(u"abc");
-    arbiter.releaseMutex(u"abc", 77);
+    turn(arbiter, u"abc", 77);
     const CameraTable table;
     arbiter.removePort(second);
     EXPECT_EQ(table.count(), 4);
@@ -129,17 +133,6 @@ ZLK_CHILD(takesTurns) {
     for (std::string word = child.hear(); !word.empty(); word = child.hear()) {
         if (word == "take") child.say(std::to_string(arbiter.getMutex(first)));
         if (word == "give") arbiter.releaseMutex(first, 100);
-        if (word == "count") {
-            for (int i = 0; i < 1000; ++i) {
-                const std::uint32_t id = arbiter.getMutex(first);
-                arbiter.releaseMutex(first, id + 1);
-            }
-            child.say("counted");
-        }
-        if (word == "go") {
-            arbiter.removePort(first);
-            child.say("gone");
-        }
     }
     return 0;
 }
@@ -156,25 +149,7 @@ TEST(PtpSyncController, GoesOnFromWhatADeadHolderStoredLast) {
     holder.say("take");
     ASSERT_EQ(holder.hear(), "100");
     holder.kill();
-    EXPECT_EQ(arbiter.getMutex(first), 100u);
-    arbiter.releaseMutex(first, 101);
-}
-
-TEST(PtpSyncController, CountsEachTurnOfFourProcesses) {
-    PtpSyncController arbiter;
-    arbiter.setPort(first);
-    {
-        ChildProcess children[] = {ChildProcess("takesTurns"), ChildProcess("takesTurns"),
-                                   ChildProcess("takesTurns"), ChildProcess("takesTurns")};
-        for (ChildProcess& child : children) ASSERT_EQ(child.hear(), "ready");
-        for (ChildProcess& child : children) child.say("count");
-        for (ChildProcess& child : children) ASSERT_EQ(child.hear(), "counted");
-        EXPECT_EQ(arbiter.getMutex(first), 4000u);
-        arbiter.releaseMutex(first, 4000);
-        for (ChildProcess& child : children) child.say("go");
-        for (ChildProcess& child : children) ASSERT_EQ(child.hear(), "gone");
-    }
-    EXPECT_EQ(CameraTable()[1].refCount, 1);
+    EXPECT_EQ(turn(arbiter, first, 101), 100u);
 }
 
 ZLK_CHILD(comesAndGoes) {
@@ -185,10 +160,7 @@ ZLK_CHILD(comesAndGoes) {
         PtpSyncController arbiter;
         arbiter.setPort(port.c_str());
         // The entry is new, and moves whenever one before it goes.
-        if (arbiter.getMutex(port.c_str()) != 0) return 1;
-        arbiter.releaseMutex(port.c_str(), 7);
-        if (arbiter.getMutex(port.c_str()) != 7) return 1;
-        arbiter.releaseMutex(port.c_str(), 8);
+        if (turn(arbiter, port.c_str(), 7) != 0 || turn(arbiter, port.c_str(), 8) != 7) return 1;
         arbiter.removePort(port.c_str());
     }
     child.say("done");
@@ -246,13 +218,11 @@ ZLK_CHILD(diesInARemoval) {
 TEST(PtpSyncController, EndsARemovalInWhichAnotherDied) {
     PtpSyncController arbiter;
     for (const WCHAR* port : {u"a", u"b", u"c"}) arbiter.setPort(port);
-    arbiter.getMutex(u"b");
-    arbiter.releaseMutex(u"b", 5);
+    turn(arbiter, u"b", 5);
     ChildProcess child("diesInARemoval");
     ASSERT_EQ(child.hear(), "half");
     child.kill();
-    EXPECT_EQ(arbiter.getMutex(u"b"), 5u);
-    arbiter.releaseMutex(u"b", 6);
+    EXPECT_EQ(turn(arbiter, u"b", 6), 5u);
     const CameraTable table;
     ASSERT_EQ(table.count(), 3);
     EXPECT_EQ(table[1].transactionID, 6u);
@@ -300,8 +270,7 @@ TEST(PtpSyncVista, TakesTurnsByTheOwnersTable) {
         OpenMutexA(0x100000, 0, "Global\\ZlPtpWPDMutexusb#vid_5af1&pid_7c36#1"));
     EXPECT_TRUE(mutex);
     arbiter.releaseMutex(port.c_str(), 10);
-    EXPECT_EQ(arbiter.getMutex(port.c_str()), 10u);
-    arbiter.releaseMutex(port.c_str(), 11);
+    EXPECT_EQ(turn(arbiter, port.c_str(), 11), 10u);
     EXPECT_EQ(raisedBy([&] { arbiter.getMutex(std::u16string(200, u'x').c_str()); }),
               PTP_GENERAL_ERROR);
 }
@@ -315,10 +284,8 @@ TEST(PtpSyncVista, KeepsTheMutexesThatItMadeToTheEndOfTheProcess) {
     const int descriptors = descriptorsOpen();
     for (int round = 0; round < 20; ++round) {
         PtpSyncVista arbiter;
-        for (const WCHAR* port : {u"usb#vid_5af1&pid_7c36#1", u"usb#vid_5af1&pid_7c36#2"}) {
-            arbiter.getMutex(port);
-            arbiter.releaseMutex(port, 9);
-        }
+        for (const WCHAR* port : {u"usb#vid_5af1&pid_7c36#1", u"usb#vid_5af1&pid_7c36#2"})
+            turn(arbiter, port, 9);
         EXPECT_TRUE(exists(1) && exists(2));
     }
     EXPECT_TRUE(exists(1) && exists(2));

@@ -1,10 +1,7 @@
 #include <gtest/gtest.h>
 
-#include "platform/registry.h"
 #include "tests/ptp/Raised.h"
 #include "transport/CVistaUSBTransport.h"
-#include "transport/PtpSyncController.h"
-#include "transport/PtpSyncVista.h"
 #include "transport/WindowsUSB.h"
 
 namespace zlk::test {
@@ -33,19 +30,6 @@ TEST(Transports, HaveAMindOfTheirOwnWhileTheyAreClosed) {
     younger.getVidPid(&vid, &pid);
     EXPECT_EQ(vid, 0u);
     EXPECT_EQ(younger.getMaxPacketSize(), 0u);
-}
-
-TEST(Factories, ChooseOneFamilyByTheSystem) {
-    EXPECT_TRUE(dynamic_cast<WindowsUSB*>(createTransport().get()));
-    EXPECT_TRUE(dynamic_cast<PtpSyncController*>(createPortArbiter().get()));
-    HKEY key = nullptr;
-    ASSERT_EQ(RegCreateKeyExW(HKEY_LOCAL_MACHINE, u"Software\\Zephyr-Lanthorn\\Platform", 0,
-                              nullptr, 0, KEY_WRITE, nullptr, &key, nullptr),
-              ERROR_SUCCESS);
-    RegSetValueExW(key, u"SystemVersion", 0, REG_SZ, reinterpret_cast<const BYTE*>(u"6.0"), 8);
-    RegCloseKey(key);
-    EXPECT_TRUE(dynamic_cast<CVistaUSBTransport*>(createTransport().get()));
-    EXPECT_TRUE(dynamic_cast<PtpSyncVista*>(createPortArbiter().get()));
 }
 
 }  // namespace

@@ -26,35 +26,20 @@ ZLK_CHILD(emulatedCamera) {
 }
 
 /// A virtual camera on an emulated bus that this process, its children and hosts see.
-class EmulatedCamera {
-  public:
-    EmulatedCamera() : program_("emulatedCamera"), root_(program_.hear()) {
-        ::setenv("UMOCKDEV_DIR", root_.c_str(), 1);
+struct EmulatedCamera : VirtualCamera {
+    EmulatedCamera() : VirtualCamera("emulatedCamera", {}) {
+        const std::string root = program_.hear();
+        ::setenv("UMOCKDEV_DIR", root.c_str(), 1);
         // A host's environment is made anew, so what joins it to the bus stands in a script.
         const fs::path script = newFolder() / "host";
-        std::ofstream(script) << "#!/bin/sh\nexec env UMOCKDEV_DIR=" << root_
+        std::ofstream(script) << "#!/bin/sh\nexec env UMOCKDEV_DIR=" << root
                               << " LD_PRELOAD=libumockdev-preload.so.0"
                                  " ASAN_OPTIONS=verify_asan_link_order=0 "
                               << moduleFolder() / "zlk-usbscan"
                               << " \"$@\"\n";
         fs::permissions(script, fs::perms::owner_all);
-        const std::u16string path = pathText(script);
-        setPlatform(u"DeviceHost", REG_SZ, path.c_str(), (path.size() + 1) * 2);
+        setPlatform(u"DeviceHost", pathText(script));
     }
-    std::string tell(const std::string& command) {
-        program_.say(command);
-        const std::string answer = program_.hear();
-        EXPECT_TRUE(answer.starts_with("ok")) << command << ": " << answer;
-        return answer.substr(std::min<std::size_t>(3, answer.size()));
-    }
-    std::uint32_t add(std::size_t size) {
-        return static_cast<std::uint32_t>(
-            std::stoul(tell("add random=" + std::to_string(size)), nullptr, 0));
-    }
-
-  private:
-    ChildProcess program_;
-    const std::string root_;
 };
 
 /// The running host of this test's bus; 0 if there is none.
@@ -71,8 +56,7 @@ pid_t hostProcess() {
 }
 
 ZLK_CHILD(readsOverUsb) {
-    ZlPTPdrv camera{wString(firstPort)};
-    joinSession(camera);
+    JoinedCamera camera;
     std::vector<std::uint8_t> bytes(500'000);
     for (child.say("reads");;) camera.getObject(1, bytes.data(), 500'000, nullptr);
 }
@@ -82,7 +66,7 @@ TEST(Road, carriesWholeOperationsByteForByte) {
     ZlPTPdrv camera{wString(firstPort)};
     camera.openSession();
     for (const std::uint32_t size : {500u, 131060u, 2'000'000u}) {
-        const std::uint32_t handle = bus.add(size);
+        const std::uint32_t handle = bus.add("random=" + std::to_string(size));
         EXPECT_EQ(objectOf(camera, handle, size), randomBytes(size)) << size;
         EXPECT_EQ(camera.getEvent().code, 0x4002);
     }
@@ -90,14 +74,13 @@ TEST(Road, carriesWholeOperationsByteForByte) {
     sendObject(camera, sent);
     const std::uint32_t newest = camera.getObjectHandles(0xFFFFFFFF, 0, 0).back();
     EXPECT_EQ(objectOf(camera, newest, 512 * 2000 - 12), sent);
-    EXPECT_EQ(bus.tell("violations"), "[]");
+    bus.expectNoViolations();
 }
 
 TEST(Road, startsANewHostWhereTheLastOneWasKilled) {
     EmulatedCamera bus;
-    bus.add(100'000);
-    ZlPTPdrv camera{wString(firstPort)};
-    joinSession(camera);
+    bus.add("random=100000");
+    JoinedCamera camera;
     bus.tell("fault silence op=0x1009 phase=data at=50%");
     std::thread killer([] {
         std::this_thread::sleep_for(std::chrono::milliseconds(200));
@@ -106,17 +89,15 @@ TEST(Road, startsANewHostWhereTheLastOneWasKilled) {
     EXPECT_EQ(raisedBy([&] { objectOf(camera, 1, 100'000); }), PTP_TRANSPORT_ERROR);
     killer.join();
     // It finds a camera in the middle of a transaction, and brings it back.
-    ZlPTPdrv again{wString(firstPort)};
-    joinSession(again);
+    JoinedCamera again;
     EXPECT_EQ(objectOf(again, 1, 100'000), randomBytes(100'000));
-    EXPECT_EQ(bus.tell("violations"), "[]");
+    bus.expectNoViolations();
 }
 
 TEST(Road, getsOverClientsThatAreKilled) {
     EmulatedCamera bus;
-    bus.add(500'000);
-    ZlPTPdrv survivor{wString(firstPort)};
-    joinSession(survivor);
+    bus.add("random=500000");
+    JoinedCamera survivor;
     for (int i = 0; i < 15; ++i) {
         ChildProcess victim("readsOverUsb");
         ASSERT_EQ(victim.hear(), "reads");
@@ -124,7 +105,7 @@ TEST(Road, getsOverClientsThatAreKilled) {
         victim.kill();
         EXPECT_EQ(survivor.getStorageIDs().size(), 1u);
     }
-    EXPECT_EQ(bus.tell("violations"), "[]");
+    bus.expectNoViolations();
 }
 
 TEST(Road, leadsAStockInitiatorToTheVirtualCameraToo) {
@@ -140,7 +121,7 @@ TEST(Road, leadsAStockInitiatorToTheVirtualCameraToo) {
     std::ifstream file(copy, std::ios::binary);
     const std::vector<std::uint8_t> bytes((std::istreambuf_iterator<char>(file)), {});
     EXPECT_EQ(bytes, randomBytes(1'000'000));
-    EXPECT_EQ(bus.tell("violations"), "[]");
+    bus.expectNoViolations();
 }
 
 TEST(Road, saysWhoHasTheCamera) {

@@ -7,9 +7,9 @@
 #include <string>
 #include <vector>
 
-#include "platform/registry.h"
 #include "ptp/ZlPTPdrv.h"
 #include "tests/ptp/Raised.h"
+#include "tests/support/PlatformSettings.h"
 #include "tests/support/TestMachine.h"
 #include "tests/support/VirtualCamera.h"
 
@@ -27,13 +27,16 @@ inline std::vector<std::uint8_t> randomBytes(std::size_t size, std::uint64_t see
     return bytes;
 }
 
+inline std::string randomText(std::size_t size) {
+    const auto bytes = randomBytes(size);
+    return {bytes.begin(), bytes.end()};
+}
+
 struct Camera : VirtualCamera {
     explicit Camera(std::vector<std::string> more = {}) : VirtualCamera(with(std::move(more))) {}
 
-    std::uint32_t add(std::size_t size) {
-        return static_cast<std::uint32_t>(
-            std::stoul(tell("add random=" + std::to_string(size)), nullptr, 0));
-    }
+    using VirtualCamera::add;
+    std::uint32_t add(std::size_t size) { return add("random=" + std::to_string(size)); }
 
   private:
     static std::vector<std::string> with(std::vector<std::string> more) {
@@ -42,30 +45,17 @@ struct Camera : VirtualCamera {
     }
 };
 
-/// A setting of the platform's.
-inline void setPlatform(const WCHAR* name, DWORD type, const void* data, std::size_t size) {
-    HKEY opened = nullptr;
-    ASSERT_EQ(RegCreateKeyExW(HKEY_LOCAL_MACHINE, u"Software\\Zephyr-Lanthorn\\Platform", 0,
-                              nullptr, 0, KEY_WRITE, nullptr, &opened, nullptr),
-              0);
-    const RegistryKey key(opened);
-    ASSERT_EQ(RegSetValueExW(key.get(), name, 0, type, static_cast<const BYTE*>(data),
-                             static_cast<DWORD>(size)),
-              0);
-}
-inline void setTransferTimeout(DWORD milliseconds) {
-    setPlatform(u"TransferTimeout", REG_DWORD, &milliseconds, sizeof milliseconds);
-}
-inline void setSecondFamily() {
-    setPlatform(u"SystemVersion", REG_SZ, u"6.0", sizeof u"6.0");
-}
-
 /// Opens the session, or goes on in the one that is open.
 inline void joinSession(ZlPTPdrv& camera) {
     const std::uint32_t raised = raisedBy([&] { camera.openSession(); });
     if (raised != 0 && raised != PTP_SESSION_ALREADY_OPEN && raised != PTP_INVALID_TRANSACTION_ID)
         throw static_cast<PTPCommErrors>(raised);
 }
+
+/// The virtual camera in its session, as one process of several has it.
+struct JoinedCamera : ZlPTPdrv {
+    JoinedCamera() : ZlPTPdrv(wString(firstPort)) { joinSession(*this); }
+};
 
 inline std::vector<std::uint8_t> objectOf(ZlPTPdrv& camera, std::uint32_t handle,
                                           std::uint32_t size) {

@@ -13,7 +13,42 @@ namespace {
 constexpr std::uint32_t size = 512 * 40 - 12;
 constexpr std::uint32_t oddSize = 68'000;
 
-enum Operation { Read, ReadOdd, ReadPart, Info, Announce, Send, Count, Handles };
+/// What is done while the camera misbehaves.
+struct Operation {
+    const char* code;
+    void (*run)(ZlPTPdrv& engine);
+};
+
+template <std::uint32_t handle, std::uint32_t bytes>
+void expectObject(ZlPTPdrv& engine) {
+    EXPECT_EQ(objectOf(engine, handle, bytes), randomBytes(bytes));
+}
+
+void readPart(ZlPTPdrv& engine) {
+    const auto whole = randomBytes(size);
+    std::vector<std::uint8_t> bytes(5000);
+    bytes.resize(engine.getPartialObject(1, 0, 5000, bytes.data()));
+    EXPECT_TRUE(std::equal(bytes.begin(), bytes.end(), whole.begin()));
+}
+
+void send(ZlPTPdrv& engine) {
+    sendObject(engine, std::vector<std::uint8_t>(size));
+}
+
+void expectTwoObjects(ZlPTPdrv& engine) {
+    EXPECT_EQ(engine.getNumberObjects(0xFFFFFFFF, 0, 0), 2u);
+}
+
+void expectTwoHandles(ZlPTPdrv& engine) {
+    EXPECT_EQ(engine.getObjectHandles(0xFFFFFFFF, 0, 0).size(), 2u);
+}
+
+constexpr Operation reading{"0x1009", expectObject<1, size>};
+constexpr Operation readingOdd{"0x1009", expectObject<2, oddSize>};
+constexpr Operation readingPart{"0x101B", readPart};
+constexpr Operation describing{"0x1008", [](ZlPTPdrv& engine) { engine.getObjectInfo(1); }};
+constexpr Operation announcing{"0x100C", send}, sending{"0x100D", send};
+constexpr Operation counting{"0x1006", expectTwoObjects}, listing{"0x1007", expectTwoHandles};
 
 struct Case {
     const char* fault;  ///< what stands behind `fault`, but for the operation
@@ -23,44 +58,7 @@ struct Case {
 };
 
 void PrintTo(const Case& tried, std::ostream* out) {
-    *out << tried.fault << ", operation " << tried.operation;
-}
-
-const char* codeOf(Operation operation) {
-    constexpr const char* codes[] = {" op=0x1009", " op=0x1009", " op=0x101B", " op=0x1008",
-                                     " op=0x100C", " op=0x100D", " op=0x1006", " op=0x1007"};
-    return codes[operation];
-}
-
-void run(ZlPTPdrv& engine, Operation operation) {
-    std::vector<std::uint8_t> bytes(size);
-    switch (operation) {
-        case Read:
-            engine.getObject(1, bytes.data(), size, nullptr);
-            EXPECT_EQ(bytes, randomBytes(size));
-            return;
-        case ReadOdd:
-            EXPECT_EQ(objectOf(engine, 2, oddSize), randomBytes(oddSize));
-            return;
-        case ReadPart: {
-            const std::uint32_t count = engine.getPartialObject(1, 0, 5000, bytes.data());
-            const auto whole = randomBytes(size);
-            EXPECT_TRUE(count <= 5000 &&
-                        std::equal(bytes.begin(), bytes.begin() + count, whole.begin()));
-            return;
-        }
-        case Info:
-            engine.getObjectInfo(1);
-            return;
-        case Announce:
-        case Send:
-            return sendObject(engine, bytes);
-        case Count:
-            EXPECT_EQ(engine.getNumberObjects(0xFFFFFFFF, 0, 0), 2u);
-            return;
-        case Handles:
-            EXPECT_EQ(engine.getObjectHandles(0xFFFFFFFF, 0, 0).size(), 2u);
-    }
+    *out << tried.fault << ", operation " << tried.operation.code;
 }
 
 /// From another thread, since a port that its first user kept would open again for him.
@@ -68,8 +66,7 @@ std::uint32_t next() {
     std::uint32_t raised = 0;
     std::thread([&] {
         raised = raisedBy([] {
-            ZlPTPdrv other{wString(firstPort)};
-            joinSession(other);
+            JoinedCamera other;
             if (other.getStorageIDs().size() != 1) throw PTP_GENERAL_ERROR;
         });
     }).join();
@@ -79,68 +76,69 @@ std::uint32_t next() {
 constexpr std::uint32_t transport = PTP_TRANSPORT_ERROR, none = 0;
 
 const Case cases[] = {
-    {"unplug phase=command", Read, transport, true},
-    {"unplug phase=data at=0", Read, transport, true},
-    {"unplug phase=data at=50%", Read, transport, true},
-    {"unplug phase=data at=100%", Read, transport, true},
-    {"unplug phase=response", Read, transport, true},
-    {"unplug phase=command", Send, transport, true},
-    {"unplug phase=data at=50%", Send, transport, true},
-    {"unplug phase=response", Send, transport, true},
-    {"stall phase=command", Read, transport},
-    {"stall phase=data", Read, transport},
-    {"stall phase=data at=50%", Read, transport},
-    {"stall phase=response", Read, transport},
-    {"stall phase=after", Read, none},
-    {"stall phase=command", Send, transport},
-    {"stall phase=command", Announce, transport},
-    {"stall phase=data", Send, transport},
-    {"stall phase=response", Send, transport},
-    {"silence phase=command", Read, transport},
-    {"silence phase=data", Read, transport},
-    {"silence phase=data at=50%", Read, transport},
-    {"silence phase=response", Read, transport},
-    {"silence phase=command", Send, transport},
-    {"silence phase=data at=50%", Send, transport},
-    {"silence phase=response", Send, transport},
-    {"slow phase=data value=150", Read, none},
-    {"slow phase=response value=150", Send, none},
-    {"answer value=0x2019", Read, 0x2019},
-    {"answer value=0x2003", ReadPart, 0x2003},
-    {"answer value=0x200C", Send, 0x200C},
+    {"unplug", reading, transport, true},  // at once, between two transactions
+    {"unplug phase=command", reading, transport, true},
+    {"unplug phase=data at=0", reading, transport, true},
+    {"unplug phase=data at=50%", reading, transport, true},
+    {"unplug phase=data at=100%", reading, transport, true},
+    {"unplug phase=response", reading, transport, true},
+    {"unplug phase=command", sending, transport, true},
+    {"unplug phase=data at=50%", sending, transport, true},
+    {"unplug phase=response", sending, transport, true},
+    {"stall phase=command", reading, transport},
+    {"stall phase=data", reading, transport},
+    {"stall phase=data at=50%", reading, transport},
+    {"stall phase=response", reading, transport},
+    {"stall phase=after", reading, none},
+    {"stall phase=command", sending, transport},
+    {"stall phase=command", announcing, transport},
+    {"stall phase=data", sending, transport},
+    {"stall phase=response", sending, transport},
+    {"silence phase=command", reading, transport},
+    {"silence phase=data", reading, transport},
+    {"silence phase=data at=50%", reading, transport},
+    {"silence phase=response", reading, transport},
+    {"silence phase=command", sending, transport},
+    {"silence phase=data at=50%", sending, transport},
+    {"silence phase=response", sending, transport},
+    {"slow phase=data value=150", reading, none},
+    {"slow phase=response value=150", sending, none},
+    {"answer value=0x2019", reading, 0x2019},
+    {"answer value=0x2003", readingPart, 0x2003},
+    {"answer value=0x200C", sending, 0x200C},
     // Framing
-    {"no-zero-packet", Read, none},
-    {"glue", Read, none},
-    {"split-header", Read, none},
-    {"split-header phase=response", Read, none},
-    {"split-header phase=response", Count, none},
-    {"extra-byte", Read, transport},
-    {"extra-zero-packet", Read, none},
-    {"extra-zero-packet phase=response", Send, none},
-    {"zero-packet-first phase=data", Read, none},
-    {"zero-packet-first phase=response", Send, none},
-    {"stale phase=data value=2", Info, PTP_GENERAL_ERROR},
-    {"stale phase=response value=3", Read, none},
-    {"zeros phase=response value=2", Info, transport},
-    {"type phase=response value=4", Send, none},
-    {"id phase=response", Read, none},
-    {"id phase=data", Read, none},
-    {"code phase=data value=0xBAAD", Read, 0xBAAD},
+    {"no-zero-packet", reading, none},
+    {"glue", reading, none},
+    {"split-header", reading, none},
+    {"split-header phase=response", reading, none},
+    {"split-header phase=response", counting, none},
+    {"extra-byte", reading, transport},
+    {"extra-zero-packet", reading, none},
+    {"extra-zero-packet phase=response", sending, none},
+    {"zero-packet-first phase=data", reading, none},
+    {"zero-packet-first phase=response", sending, none},
+    {"stale phase=data value=2", describing, PTP_GENERAL_ERROR},
+    {"stale phase=response value=3", reading, none},
+    {"zeros phase=response value=2", describing, transport},
+    {"type phase=response value=4", sending, none},
+    {"id phase=response", reading, none},
+    {"id phase=data", reading, none},
+    {"code phase=data value=0xBAAD", reading, 0xBAAD},
     // Lengths
-    {"length phase=data value=0xFFFFFFFF", Read, PTP_OUT_OF_MEMORY},
-    {"length phase=data value=0x80000000", Read, PTP_OUT_OF_MEMORY},
-    {"length phase=data value=0x08000000", Read, PTP_NO_RESPONSE},
-    {"length phase=data value=0x08000000", Info, transport},  // and then silence
-    {"length phase=data value=0", Read, PTP_NO_RESPONSE},
-    {"length phase=data value=0", ReadOdd, transport},
-    {"length phase=data value=11", ReadOdd, transport},
-    {"length phase=data value=11", Info, PTP_GENERAL_ERROR},
-    {"truncate value=500", Read, PTP_INCOMPLETE_TRANSFER},
-    {"truncate value=0", ReadPart, none},
-    {"truncate value=30", Info, PTP_GENERAL_ERROR},
-    {"truncate value=8", Handles, PTP_GENERAL_ERROR},
-    {"grow value=100", ReadPart, PTP_INCOMPLETE_TRANSFER},
-    {"short at=5000", Read, transport},
+    {"length phase=data value=0xFFFFFFFF", reading, PTP_OUT_OF_MEMORY},
+    {"length phase=data value=0x80000000", reading, PTP_OUT_OF_MEMORY},
+    {"length phase=data value=0x08000000", reading, PTP_NO_RESPONSE},
+    {"length phase=data value=0x08000000", describing, transport},  // and then silence
+    {"length phase=data value=0", reading, PTP_NO_RESPONSE},
+    {"length phase=data value=0", readingOdd, transport},
+    {"length phase=data value=11", readingOdd, transport},
+    {"length phase=data value=11", describing, PTP_GENERAL_ERROR},
+    {"truncate value=500", reading, PTP_INCOMPLETE_TRANSFER},
+    {"truncate value=0", readingPart, none},
+    {"truncate value=30", describing, PTP_GENERAL_ERROR},
+    {"truncate value=8", listing, PTP_GENERAL_ERROR},
+    {"grow value=100", readingPart, PTP_INCOMPLETE_TRANSFER},
+    {"short at=5000", reading, transport},
 };
 
 class Faults : public testing::TestWithParam<Case> {};
@@ -148,17 +146,17 @@ INSTANTIATE_TEST_SUITE_P(Usb, Faults, testing::ValuesIn(cases));
 
 TEST_P(Faults, endTheirOwnTransactionOnly) {
     const auto& [fault, operation, raised, gone] = GetParam();
-    setTransferTimeout(500);
+    setPlatform(u"TransferTimeout", 500);
     Camera camera;
     camera.add(size);
     camera.add(oddSize);
-    ZlPTPdrv engine{wString(firstPort)};
-    joinSession(engine);
-    run(engine, operation);
+    JoinedCamera engine;
+    operation.run(engine);
     camera.tell("violations clear");
-    camera.tell(std::string("fault ") + fault + codeOf(operation));
+    const bool atOnce = fault == std::string("unplug");
+    camera.tell(atOnce ? fault : std::string("fault ") + fault + " op=" + operation.code);
     const auto start = std::chrono::steady_clock::now();
-    EXPECT_EQ(raisedBy([&] { run(engine, operation); }), raised) << fault;
+    EXPECT_EQ(raisedBy([&] { operation.run(engine); }), raised) << fault;
     EXPECT_LT(std::chrono::steady_clock::now() - start, std::chrono::seconds(5));
     std::uint32_t vid = 0, pid = 0;
     EXPECT_EQ(raisedBy([&] { engine.checkConnection(&vid, &pid); }), gone ? transport : none);
@@ -171,39 +169,36 @@ TEST_P(Faults, endTheirOwnTransactionOnly) {
 }
 
 TEST(Recovery, resetsACameraThatRefusesToCancelAndSaysSoToItsClients) {
-    setTransferTimeout(500);
+    setPlatform(u"TransferTimeout", 500);
     Camera camera;
     camera.add(size);
     ZlPTPdrv engine{wString(firstPort)}, bystander{wString(firstPort)};
     joinSession(engine);
     camera.tell("fault cancel-busy count=3");
     camera.tell("fault silence phase=data op=0x1009");
-    EXPECT_EQ(raisedBy([&] { run(engine, Read); }), transport);
+    EXPECT_EQ(raisedBy([&] { reading.run(engine); }), transport);
     EXPECT_EQ(bystander.getStorageIDs().size(), 1u);  // the session lives
     camera.tell("fault cancel-stall count=3");
     camera.tell("fault silence phase=data at=50% op=0x1009");
-    EXPECT_EQ(raisedBy([&] { run(engine, Read); }), transport);
+    EXPECT_EQ(raisedBy([&] { reading.run(engine); }), transport);
     // It was left in peace, and takes a new command.
     EXPECT_EQ(bystander.getStorageIDs().size(), 1u);
     camera.tell("violations clear");
     camera.tell("fault silence phase=data at=50% op=0x1009 count=2");
-    EXPECT_EQ(raisedBy([&] { run(engine, Read); }), transport);
-    EXPECT_EQ(raisedBy([&] { run(engine, Read); }), transport);
+    EXPECT_EQ(raisedBy([&] { reading.run(engine); }), transport);
+    EXPECT_EQ(raisedBy([&] { reading.run(engine); }), transport);
     // That didn't help, so it was reset. Nobody goes on in another session unawares.
     EXPECT_EQ(raisedBy([&] { bystander.getStorageIDs(); }), PTP_INVALID_HANDLE);
     EXPECT_EQ(next(), 0u);
 }
 
 ZLK_CHILD(opensASession) {
-    child.say(std::to_string(raisedBy([] {
-        ZlPTPdrv camera{wString(firstPort)};
-        joinSession(camera);
-    })));
+    child.say(std::to_string(raisedBy([] { JoinedCamera camera; })));
     return 0;
 }
 
 TEST(Recovery, letsASilentCameraCostAProcessOneTimeOut) {
-    setTransferTimeout(500);
+    setPlatform(u"TransferTimeout", 500);
     Camera camera;
     camera.tell("fault cancel-stall count=9");
     camera.tell("fault silence phase=command");

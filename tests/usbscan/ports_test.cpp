@@ -2,13 +2,14 @@
 
 #include <gtest/gtest.h>
 
-#include <algorithm>
 #include <memory>
 
+#include "foundation/Registry.h"
 #include "platform/files.h"
 #include "platform/named_objects.h"
-#include "platform/registry.h"
 #include "tests/support/ChildProcess.h"
+#include "tests/support/PlatformSettings.h"
+#include "tests/support/TestMachine.h"
 #include "usbscan/host/DeviceEntry.h"
 #include "usbscan/usbscan.h"
 
@@ -26,39 +27,28 @@ std::unique_ptr<DeviceEntry> plugged(const std::string& name, std::uint16_t pid 
 }
 
 std::vector<std::u16string> subKeys(const std::u16string& path) {
-    HKEY opened = nullptr;
-    EXPECT_EQ(RegOpenKeyExW(HKEY_LOCAL_MACHINE, path.c_str(), 0, KEY_READ, &opened), 0);
-    const RegistryKey key(opened);
+    const RegistryKey key = regOpenKey(HKEY_LOCAL_MACHINE, path, KEY_READ);
+    EXPECT_TRUE(key);
     std::vector<std::u16string> names;
-    WCHAR name[64];
-    for (DWORD i = 0, length = 64;
-         RegEnumKeyExW(key.get(), i, name, &length, nullptr, nullptr, nullptr, nullptr) == 0;
-         ++i, length = 64)
-        names.emplace_back(name, length);
+    for (std::uint32_t i = 0; i < regCountSubKeys(key.get()); ++i)
+        names.push_back(regEnumKeyName(key.get(), i));
     return names;
 }
 
 std::u16string text(const std::u16string& path, const WCHAR* name) {
-    HKEY opened = nullptr;
-    if (RegOpenKeyExW(HKEY_LOCAL_MACHINE, path.c_str(), 0, KEY_READ, &opened) != 0) return {};
-    const RegistryKey key(opened);
-    WCHAR value[128];
-    DWORD size = sizeof value, type = 0;
-    if (RegQueryValueExW(key.get(), name, nullptr, &type, reinterpret_cast<BYTE*>(value), &size))
-        return {};
-    return {value, size / 2 - 1};
+    std::u16string value;
+    regReadString(regOpenKey(HKEY_LOCAL_MACHINE, path, KEY_READ).get(), name, value);
+    return value;
 }
 
 void set(const std::u16string& path, const WCHAR* name, const std::u16string& value) {
-    HKEY opened = nullptr;
-    ASSERT_EQ(RegCreateKeyExW(HKEY_LOCAL_MACHINE, path.c_str(), 0, nullptr, 0, KEY_ALL_ACCESS,
-                              nullptr, &opened, nullptr),
-              0);
-    const RegistryKey key(opened);
-    ASSERT_EQ(
-        RegSetValueExW(key.get(), name, 0, REG_SZ, reinterpret_cast<const BYTE*>(value.c_str()),
-                       static_cast<DWORD>(value.size() + 1) * 2),
-        0);
+    const RegistryKey key = regCreateKey(HKEY_LOCAL_MACHINE, path, KEY_ALL_ACCESS);
+    ASSERT_TRUE(regWriteString(key.get(), name, value));
+}
+
+DWORD errorOfOpening(const char* name) {
+    return test::errorOf(
+        UniqueHandle(CreateFileA(name, GENERIC_READ, 0, nullptr, OPEN_EXISTING, 0, nullptr)));
 }
 
 TEST(Ports, classKeysListWhatIsAttachedNow) {
@@ -108,10 +98,7 @@ TEST(Ports, aDeviceGoesWithTheProcessThatServesIt) {
     EXPECT_THROW(plugged("killed"), std::exception);
     server.kill();
     EXPECT_TRUE(subKeys(imageClass).empty());
-    EXPECT_EQ(
-        CreateFileA("\\\\.\\Usbscan1000", GENERIC_READ, 0, nullptr, OPEN_EXISTING, 0, nullptr),
-        INVALID_HANDLE_VALUE);
-    EXPECT_EQ(GetLastError(), ERROR_FILE_NOT_FOUND);
+    EXPECT_EQ(errorOfOpening("\\\\.\\Usbscan1000"), ERROR_FILE_NOT_FOUND);
     EXPECT_NO_THROW(plugged("killed"));
 }
 
@@ -126,7 +113,7 @@ ZLK_CHILD(listsAndDaemonises) {
 }
 
 TEST(Ports, theTableOfDevicePathsOutlivesADaemonsParent) {
-    set(u"Software\\Zephyr-Lanthorn\\Platform", u"SystemVersion", u"6.0");
+    test::setSecondFamily();
     const auto camera = plugged("a");
     test::ChildProcess application("listsAndDaemonises");
     EXPECT_EQ(application.wait(), 0);
@@ -136,14 +123,11 @@ TEST(Ports, theTableOfDevicePathsOutlivesADaemonsParent) {
 
 TEST(Ports, aDevicePathOpensNoOtherModelThatHasItsPortNow) {
     const auto camera = plugged("a", 0xA);
-    EXPECT_EQ(CreateFileA("\\\\?\\usb#vid_5af1&pid_000b#1000", GENERIC_READ, 0, nullptr,
-                          OPEN_EXISTING, 0, nullptr),
-              INVALID_HANDLE_VALUE);
-    EXPECT_EQ(GetLastError(), ERROR_FILE_NOT_FOUND);
+    EXPECT_EQ(errorOfOpening("\\\\?\\usb#vid_5af1&pid_000b#1000"), ERROR_FILE_NOT_FOUND);
 }
 
 TEST(Ports, theTableOfDevicePathsKeepsPlacesAndTransactionIds) {
-    set(u"Software\\Zephyr-Lanthorn\\Platform", u"SystemVersion", u"6.0");
+    test::setSecondFamily();
     auto a = plugged("a", 0xA), b = plugged("b", 0xB);
     const auto open = [] { return OpenFileMappingW(FILE_MAP_ALL_ACCESS, 0, devicePathTableName); };
     const UniqueHandle table(open());

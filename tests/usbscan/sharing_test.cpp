@@ -41,8 +41,7 @@ bool transact(ZlPTPdrv& camera, unsigned which) {
 
 /// Arguments: how many transactions.
 ZLK_CHILD(transacts) {
-    ZlPTPdrv camera{wString(firstPort)};
-    joinSession(camera);
+    JoinedCamera camera;
     child.say("joined");
     child.hear();
     const unsigned count = static_cast<unsigned>(std::stoul(child.arguments[0]));
@@ -52,8 +51,7 @@ ZLK_CHILD(transacts) {
 }
 
 ZLK_CHILD(readsForEver) {
-    ZlPTPdrv camera{wString(firstPort)};
-    joinSession(camera);
+    JoinedCamera camera;
     std::vector<std::uint8_t> bytes(largeSize);
     child.say("reads");
     for (unsigned i = 0;; ++i) {
@@ -63,14 +61,22 @@ ZLK_CHILD(readsForEver) {
     }
 }
 
-/// One transaction for each line that it hears.
-ZLK_CHILD(survives) {
-    ZlPTPdrv camera{wString(firstPort)};
-    joinSession(camera);
+/// One transaction for each line that it hears. Arguments: an object's handle and size.
+ZLK_CHILD(reads) {
+    JoinedCamera camera;
+    const auto handle = static_cast<std::uint32_t>(std::stoul(child.arguments[0]));
+    const auto size = static_cast<std::uint32_t>(std::stoul(child.arguments[1]));
+    const auto whole = randomBytes(size);
     for (child.say("joined"); !child.hear().empty();)
-        child.say(objectOf(camera, 1, smallSize) == randomBytes(smallSize) ? "done" : "wrong");
+        child.say(objectOf(camera, handle, size) == whole ? "done" : "wrong");
     return 0;
 }
+struct Reader : ChildProcess {
+    Reader(const char* handle, std::uint32_t size)
+        : ChildProcess("reads", {handle, std::to_string(size)}) {
+        EXPECT_EQ(hear(), "joined");
+    }
+};
 
 TEST(Sharing, sixProcessesTakeTurnsWithoutALostTransaction) {
     Camera camera;
@@ -96,8 +102,7 @@ TEST(Sharing, aClientThatIsKilledAnywhereLosesNothingForTheOthers) {
     Camera camera;
     camera.add(smallSize);
     camera.add(largeSize);
-    ChildProcess survivor("survives");
-    ASSERT_EQ(survivor.hear(), "joined");
+    Reader survivor("1", smallSize);
     std::mt19937 random(20261125);
     for (int i = 0; i < kills; ++i) {
         ChildProcess victim("readsForEver");
@@ -117,13 +122,11 @@ TEST(Sharing, aClientThatIsKilledAnywhereLosesNothingForTheOthers) {
 TEST(Sharing, aClientThatJoinsInTheMiddleGoesOnInTheSession) {
     Camera camera;
     camera.add(smallSize);
-    ChildProcess first("survives");
-    ASSERT_EQ(first.hear(), "joined");
+    Reader first("1", smallSize);
     camera.tell("fault slow phase=data op=0x1009 value=200");
     first.say("go");
     // Joins in the middle of a transaction.
-    ZlPTPdrv second{wString(firstPort)};
-    joinSession(second);
+    JoinedCamera second;
     EXPECT_EQ(second.getNumberObjects(0xFFFFFFFF, 0, 0), 1u);
     EXPECT_EQ(first.hear(), "done");
     first.say("go");
@@ -131,22 +134,12 @@ TEST(Sharing, aClientThatJoinsInTheMiddleGoesOnInTheSession) {
     camera.expectNoViolations();
 }
 
-ZLK_CHILD(readsLargeObjects) {
-    ZlPTPdrv camera{wString(firstPort)};
-    joinSession(camera);
-    const auto whole = randomBytes(8'000'000);
-    for (child.say("joined"); !child.hear().empty(); child.say("done"))
-        if (objectOf(camera, 2, 8'000'000) != whole) return 1;
-    return 0;
-}
-
 TEST(Sharing, aClientThatIsStoppedLosesNothingByIt) {
-    setTransferTimeout(100);
+    setPlatform(u"TransferTimeout", 100);
     Camera camera;
     camera.add(smallSize);
     camera.add(8'000'000);
-    ChildProcess client("readsLargeObjects");
-    ASSERT_EQ(client.hear(), "joined");
+    Reader client("2", 8'000'000);
     for (int i = 0; i < 8; ++i) {
         client.say("go");
         std::this_thread::sleep_for(std::chrono::microseconds(500 * i));
@@ -161,8 +154,7 @@ TEST(Sharing, aClientThatIsStoppedLosesNothingByIt) {
 TEST(Sharing, aHostThatIsKilledFailsItsClientsAtOnce) {
     auto camera = std::make_unique<Camera>();
     camera->add(smallSize);
-    ZlPTPdrv engine{wString(firstPort)};
-    joinSession(engine);
+    JoinedCamera engine;
     camera->tell("fault silence op=0x1009 phase=data");
     std::thread killer([&] {
         std::this_thread::sleep_for(std::chrono::milliseconds(100));
@@ -172,8 +164,7 @@ TEST(Sharing, aHostThatIsKilledFailsItsClientsAtOnce) {
     killer.join();
     EXPECT_EQ(raisedBy([&] { engine.getStorageIDs(); }), PTP_TRANSPORT_ERROR);
     camera = std::make_unique<Camera>();
-    ZlPTPdrv again{wString(firstPort)};
-    joinSession(again);
+    JoinedCamera again;
     EXPECT_EQ(again.getStorageIDs().size(), 1u);
     camera->expectNoViolations();
 }
