@@ -8,13 +8,6 @@ namespace {
 
 class CSupportedCameraListTest : public SettingsFixture {
   protected:
-    /// A row that is complete but for what the test changes.
-    static void putRow(const std::u16string& productClass, const std::u16string& pnpId) {
-        put(productClass + u"\\CamInfo", u"Cam_pnpID", pnpId);
-        put(productClass + u"\\CamInfo", u"Cam_protocol", u"ptp");
-        put(productClass + u"\\CamInfo", u"DevType", u"Camera");
-        put(productClass + u"\\CamInfo", u"FriendlyName", u"The " + productClass);
-    }
     static std::u16string idOf(const std::u16string& productClass) {
         return u"#Zephyr-Lanthorn#" + productClass + u"#0000";
     }

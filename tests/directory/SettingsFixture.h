@@ -35,6 +35,16 @@ class SettingsFixture : public testing::Test {
         put(u"CtxMgr\\ProductClasses", productClass, u"*Installed*");
     }
 
+    /// A camera that the settings know by its USB ids.
+    static void putRow(const std::u16string& productClass, const std::u16string& pnpId,
+                       const std::u16string& devType = u"Camera") {
+        const std::u16string row = productClass + u"\\CamInfo";
+        put(row, u"Cam_pnpID", pnpId);
+        put(row, u"Cam_protocol", u"ptp");
+        put(row, u"DevType", devType);
+        put(row, u"FriendlyName", u"The " + productClass);
+    }
+
     static std::filesystem::path mount(WCHAR letter, const std::u16string& label,
                                        const std::u16string& vendor = u"",
                                        const std::u16string& product = u"", bool cdrom = false) {

@@ -9,6 +9,7 @@
 #include "platform/text.h"
 #include "tests/directory/SettingsFixture.h"
 #include "tests/support/Modules.h"
+#include "tests/support/PlatformSettings.h"
 #include "tests/support/VirtualCamera.h"
 
 namespace zlk::test {
@@ -23,19 +24,7 @@ const std::u16string cam539 = u"#Zephyr-Lanthorn#Cam539#0000";
 class Cameras : public SettingsFixture, public testing::WithParamInterface<bool> {
   protected:
     void SetUp() override {
-        if (!GetParam()) return;
-        const RegistryKey platform = regCreateKey(
-            HKEY_LOCAL_MACHINE, u"Software\\Zephyr-Lanthorn\\Platform", KEY_ALL_ACCESS);
-        ASSERT_TRUE(regWriteString(platform.get(), u"SystemVersion", u"6.0"));
-    }
-    /// A device that a camera is plugged into; ids of it are of the class Dock.
-    static void knowDock(const std::u16string& devType) {
-        const std::u16string row = u"ADock\\CamInfo";
-        put(row, u"Cam_pnpID", u"VID_5AF1&PID_D0C0");
-        put(row, u"Cam_protocol", u"PTP");
-        put(row, u"DevType", devType);
-        put(row, u"FriendlyName", u"A dock");
-        put(row, u"PassThruProductClass", u"Dock");
+        if (GetParam()) setSecondFamily();
     }
     static std::u16string port(unsigned number, const std::u16string& ids) {
         return GetParam() ? formatText(u"usb#%s#%u", ids, number)
@@ -66,7 +55,9 @@ TEST_P(Cameras, areFoundByTheirIdsAndEnteredWhileTheyAreAttached) {
 }
 
 TEST_P(Cameras, standBehindADeviceThatTellsTheirIds) {
-    knowDock(u"PASSTHRU");
+    // Ids of what a camera is plugged into are of the class Dock.
+    putRow(u"ADock", u"VID_5AF1&PID_D0C0", u"PASSTHRU");
+    put(u"ADock\\CamInfo", u"PassThruProductClass", u"Dock");
     VirtualCamera dock({"--vid", "0x5AF1", "--pid", "0xD0C0"});
     const std::u16string dockId = u"#Zephyr-Lanthorn#Dock#0000";
     utils.AddCamerasToContextManager();
@@ -97,9 +88,7 @@ class Diagnostics : public SettingsFixture {
   protected:
     void SetUp() override {
         ASSERT_GT(registerModules(), 0);
-        const RegistryKey platform = regCreateKey(
-            HKEY_LOCAL_MACHINE, u"Software\\Zephyr-Lanthorn\\Platform", KEY_ALL_ACCESS);
-        ASSERT_TRUE(regWriteString(platform.get(), u"EventLog", pathText(log)));
+        setPlatform(u"EventLog", pathText(log));
     }
     /// What the events say, without their time and level.
     std::string eventsOf(const std::u16string& document) {

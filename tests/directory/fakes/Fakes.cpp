@@ -1,6 +1,7 @@
 #include "tests/directory/fakes/Fakes.h"
 
 #include "ZlkCamTr.h"
+#include "device_objects/CUnloadableCamera.h"
 #include "foundation/ComponentText.h"
 #include "foundation/Registry.h"
 #include "interfaces/IDriveMapper.h"
@@ -34,9 +35,9 @@ class FakeMapper : public IDriveMapper {
     std::u16string id;
 };
 
-class FakeDevice : public DispatchImpl<IPhotoDevice> {
+/// A device of ours but for the calls that the directory makes.
+class FakeDevice : public CUnloadableCamera {
   public:
-    using Interfaces = InterfaceList<IPhotoDevice, IDispatch>;
     HRESULT LockDevice(BSTR id) noexcept override {
         note(u"Lock(" + textOf(id) + u")");
         return setting(fakeDeviceKey, u"Held") == u"yes" ? E_FAIL : S_OK;
@@ -50,21 +51,6 @@ class FakeDevice : public DispatchImpl<IPhotoDevice> {
         const std::u16string text = setting(fakeDeviceKey, textOf(message));
         return text.empty() ? E_FAIL : guardedText(answer, [&] { return text; });
     }
-    HRESULT GetFileInfo(VARIANT*, BSTR*) noexcept override { return E_NOTIMPL; }
-    HRESULT SaveFileData(BSTR, BSTR, VARIANT*) noexcept override { return E_NOTIMPL; }
-    HRESULT DeleteFileW(BSTR) noexcept override { return E_NOTIMPL; }
-    HRESULT get_Dpof(BSTR*) noexcept override { return E_NOTIMPL; }
-    HRESULT put_Dpof(BSTR) noexcept override { return E_NOTIMPL; }
-    HRESULT get_Intent(BSTR*) noexcept override { return E_NOTIMPL; }
-    HRESULT put_Intent(BSTR) noexcept override { return E_NOTIMPL; }
-    HRESULT get_IsConnected(LONG*) noexcept override { return E_NOTIMPL; }
-    HRESULT get_DeviceId(BSTR*) noexcept override { return E_NOTIMPL; }
-    HRESULT get_ErrorCode(LONG*) noexcept override { return E_NOTIMPL; }
-    HRESULT get_DeviceDate(BSTR*) noexcept override { return E_NOTIMPL; }
-    HRESULT put_DeviceDate(BSTR) noexcept override { return E_NOTIMPL; }
-    HRESULT get_SupportedDialogs(ULONG*) noexcept override { return E_NOTIMPL; }
-    HRESULT ShowDialog(ULONG, ULONG*) noexcept override { return E_NOTIMPL; }
-    HRESULT SaveThumbnail(BSTR, BSTR) noexcept override { return E_NOTIMPL; }
 
   protected:
     ~FakeDevice() = default;
@@ -83,7 +69,7 @@ HRESULT delegateText(BSTR* text) {
 
 template <class Number>
 HRESULT delegateNumber(Number* number) {
-    *number = 7;
+    *number = 8;
     return S_FALSE;
 }
 

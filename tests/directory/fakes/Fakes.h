@@ -6,7 +6,7 @@
 //   Software\Fakes\Device    Held = "yes": LockDevice fails; UnlockFails = "yes"; a message = its
 //                            answer (else Escape fails). It counts what it hears in Calls.
 //
-// The delegates answer every method with "delegate" or 7, and with S_FALSE.
+// The delegates answer every method with "delegate" or 8, and with S_FALSE.
 
 #include "platform/component.h"
 
