@@ -46,8 +46,10 @@ class PhotoDevice : public testing::Test {
             return DeviceCode::Success;
         };
     }
-    HRESULT save(const std::filesystem::path& path) {
-        return camera->SaveFileData(id.get(), Bstr(pathText(path)).get(), listener->passed());
+    /// The code of saving a file.
+    LONG save(const std::filesystem::path& path) {
+        return camera->codeOf(
+            camera->SaveFileData(id.get(), Bstr(pathText(path)).get(), listener->passed()));
     }
 
     FastClock clock;
@@ -79,7 +81,7 @@ TEST_F(PhotoDevice, PassesOnOneReportInAQuarterOfASecond) {
         EXPECT_CALL(*device, GetFile).WillOnce(reporting({report.percent}));
         FastClock::now = report.tick;
         listener->percents.clear();
-        EXPECT_EQ(save(target), S_OK);
+        EXPECT_EQ(save(target), 0);
         EXPECT_EQ(listener->percents.size(), report.passedOn) << report.tick;
     }
 }
@@ -93,7 +95,7 @@ TEST_F(PhotoDevice, AnyAnswerButOkStops) {
                 return DeviceCode::Success;
             });
         listener->answer = answer;
-        EXPECT_EQ(save(target), S_OK);
+        EXPECT_EQ(save(target), 0);
         EXPECT_FALSE(wentOn);
     }
     // Nobody listens outside of a transfer, or where the application passed nobody.
@@ -110,7 +112,7 @@ TEST_F(PhotoDevice, SurvivesWhatACallbackDoesToIt) {
     listener->during = [&, nested = false]() mutable {
         if (!std::exchange(nested, true)) save(target.string() + "2");
     };
-    EXPECT_EQ(save(target), S_OK);
+    EXPECT_EQ(save(target), 0);
     EXPECT_THAT(listener->percents, ElementsAre(0, 100, 100));
 
     // Unlocking: the device stays until its operation is over.
@@ -123,9 +125,8 @@ TEST_F(PhotoDevice, SurvivesWhatACallbackDoesToIt) {
         });
     device.reset();
     listener->during = [&] { EXPECT_EQ(camera->UnlockDevice(), S_OK); };
-    EXPECT_EQ(save(target), E_FAIL);
+    EXPECT_EQ(save(target), 4);
     EXPECT_TRUE(watched.expired());
-    EXPECT_EQ(camera->error(), 4);
 
     // Dropping the last reference of the object.
     EXPECT_CALL(*camera->hold(), GetFile).WillOnce(reporting({0, 100}));
@@ -143,8 +144,8 @@ TEST_F(PhotoDevice, RefusesATargetThatCannotBeUsed) {
     const std::u16string unusable[] = {folder + u"\\missing\\file", folder,
                                        pathText(target) + std::u16string(u"\0x", 2), u""};
     const auto expectRefused = [&](const std::u16string& name) {
-        EXPECT_EQ(camera->SaveFileData(id.get(), Bstr(name).get(), nullptr), E_FAIL);
-        EXPECT_EQ(camera->error(), 6) << utf8Text(name);
+        EXPECT_EQ(camera->codeOf(camera->SaveFileData(id.get(), Bstr(name).get(), nullptr)), 6)
+            << utf8Text(name);
     };
     for (const std::u16string& name : unusable) expectRefused(name);
     const struct {
@@ -175,11 +176,11 @@ TEST_F(PhotoDevice, LeavesAPictureAloneThatIsItsOwnTarget) {
     for (const std::u16string& name :
          {card.id(u"DCIM\\PICT.JPG"), card.id(u"dcim/pict.jpg"), card.id(u"SECOND.JPG"),
           card.id(u"LINK.JPG"), pathText(picture), pathText(elsewhere / "way/PICT.JPG")}) {
-        EXPECT_EQ(camera->SaveFileData(own.get(), Bstr(name).get(), nullptr), E_FAIL);
-        EXPECT_EQ(camera->error(), 6) << utf8Text(name);
-        EXPECT_EQ(camera->SaveThumbnail(own.get(), Bstr(name).get()), E_FAIL);
-        EXPECT_EQ(camera->error(), 6) << utf8Text(name);
-        ASSERT_EQ(readFile(picture), "the only copy") << utf8Text(name);
+        SCOPED_TRACE(utf8Text(name));
+        const Bstr to(name);
+        EXPECT_EQ(camera->codeOf(camera->SaveFileData(own.get(), to.get(), nullptr)), 6);
+        EXPECT_EQ(camera->codeOf(camera->SaveThumbnail(own.get(), to.get())), 6);
+        ASSERT_EQ(readFile(picture), "the only copy");
     }
 }
 
@@ -199,32 +200,23 @@ TEST_F(PhotoDevice, ReplacesAnExistingTargetAndKeepsItAfterAFailure) {
             WriteFile(file, "half", 4, &written, nullptr);
             return DeviceCode::ReadFailed;
         });
-    EXPECT_EQ(save(target), E_FAIL);
-    EXPECT_EQ(camera->error(), 4);
+    EXPECT_EQ(save(target), 4);
     EXPECT_EQ(readFile(target), "half");
 }
 
-TEST_F(PhotoDevice, HandsOutWhatABrokenListingFound) {
+TEST_F(PhotoDevice, ReportsHowFarAListingIsAndHandsOutWhatABrokenOneFound) {
     registerModules();
-    EXPECT_CALL(*device, GetFileInfo).WillOnce([](FileInfoList& list, ObjectProgressInterface*) {
-        list.addFile(u"found", u"", u"", 1, FileTimestamp(), FileTimestamp(), u"unknown", u"");
-        return DeviceCode::ReadFailed;
-    });
+    EXPECT_CALL(*device, GetFileInfo)
+        .WillOnce([](FileInfoList& list, ObjectProgressInterface* progress) {
+            progress->reportProgress(0);
+            list.addFile(u"found", u"", u"", 1, FileTimestamp(), FileTimestamp(), u"unknown", u"");
+            progress->reportProgress(100);
+            return DeviceCode::ReadFailed;
+        });
     Bstr xml;
-    EXPECT_EQ(camera->GetFileInfo(nullptr, xml.out()), E_FAIL);
-    EXPECT_EQ(camera->error(), 4);
-    EXPECT_THAT(column(std::u16string(xml.view()), u"id"), ElementsAre(u"found"));
-}
-
-TEST_F(PhotoDevice, ReportsHowFarAListingIs) {
-    registerModules();
-    Card card;
-    card.write("DCIM/100CAM/PICT0001.JPG", "x");
-    ASSERT_EQ(camera->UnlockDevice(), S_OK);
-    ASSERT_EQ(camera->lock(card.contextId()), S_OK);
-    Bstr xml;
-    ASSERT_EQ(camera->GetFileInfo(listener->passed(), xml.out()), S_OK);
+    EXPECT_EQ(camera->codeOf(camera->GetFileInfo(listener->passed(), xml.out())), 4);
     EXPECT_THAT(listener->percents, ElementsAre(0, 100));
+    EXPECT_THAT(column(std::u16string(xml.view()), u"id"), ElementsAre(u"found"));
 }
 
 }  // namespace

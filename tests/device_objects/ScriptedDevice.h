@@ -59,6 +59,13 @@ class WithDevice : public Object {
         return code;
     }
 
+    /// The code that an operation with this result has left; 0 for success.
+    LONG codeOf(HRESULT result) {
+        const LONG code = error();
+        EXPECT_EQ(result, code == 0 ? S_OK : E_FAIL);
+        return code;
+    }
+
   protected:
     ~WithDevice() = default;
 };
