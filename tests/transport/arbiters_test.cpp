@@ -126,28 +126,22 @@ TEST(PtpSyncController, RefusesWhatDoesNotFit) {
     EXPECT_EQ(raisedBy([&] { arbiter.getMutex(longest.c_str()); }), PTP_GENERAL_ERROR);
 }
 
-ZLK_CHILD(takesTurns) {
+ZLK_CHILD(diesInItsTurn) {
     PtpSyncController arbiter;
     arbiter.setPort(first);
-    child.say("ready");
-    for (std::string word = child.hear(); !word.empty(); word = child.hear()) {
-        if (word == "take") child.say(std::to_string(arbiter.getMutex(first)));
-        if (word == "give") arbiter.releaseMutex(first, 100);
-    }
+    child.say(std::to_string(turn(arbiter, first, 100)));
+    child.say(std::to_string(arbiter.getMutex(first)));
+    child.hear();
     return 0;
 }
 
 TEST(PtpSyncController, GoesOnFromWhatADeadHolderStoredLast) {
     PtpSyncController arbiter;
     arbiter.setPort(first);
-    ChildProcess holder("takesTurns");
-    ASSERT_EQ(holder.hear(), "ready");
-    EXPECT_EQ(CameraTable()[0].refCount, 2);
-    holder.say("take");
+    ChildProcess holder("diesInItsTurn");
     ASSERT_EQ(holder.hear(), "0");
-    holder.say("give");
-    holder.say("take");
     ASSERT_EQ(holder.hear(), "100");
+    EXPECT_EQ(CameraTable()[0].refCount, 2);
     holder.kill();
     EXPECT_EQ(turn(arbiter, first, 101), 100u);
 }
