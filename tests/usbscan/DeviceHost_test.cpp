@@ -56,6 +56,7 @@ class QuietDevice final : public UsbDevice {
         constexpr std::uint8_t cancel = 0x64, reset = 0x66, status = 0x67;
         if (request.request == cancel) ++cancels;
         if (request.request == reset) busy_ = false;
+        if (request.request == status) ++questions;
         const bool refused = request.request == cancel && cancels > 1;
         std::vector<std::byte> answer;
         if (request.request == status)
@@ -74,7 +75,7 @@ class QuietDevice final : public UsbDevice {
     Listener* listener = nullptr;
     DoneWithBytes interrupt;
     bool takesCommands = true;
-    int writes = 0, cancels, resets = 0;
+    int writes = 0, cancels, resets = 0, questions = 0;
 
   private:
     EventLoop& loop_;
@@ -211,7 +212,7 @@ TEST_F(DeviceHostTest, endsNothingThatTheDeviceHasNotTaken) {
 
 TEST_F(DeviceHostTest, waitsForTheEndOfWhatAnEarlierHostHasAskedFor) {
     client.command(7);
-    loop.settle();
+    ASSERT_TRUE(loop.until([&] { return device->questions == 1; }));
     sends(std::vector<std::uint32_t>(128, 0xFFFFFFFF));  // of a picture
     pass(300ms);
     sends({1, 2, 3});
