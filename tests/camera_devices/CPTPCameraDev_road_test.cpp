@@ -15,22 +15,18 @@ class PtpRoad : public testing::TestWithParam<bool> {
         device.port = ZlPTPdrv(0x5AF1u, 0x7D01u).getPortName().view();
     }
 
-    void addDocument(const std::string& name, const std::string& bytes) {
-        const auto file = newFolder() / "document";
-        writeFile(file, bytes);
-        camera.add("format=0x3002 name=" + name + " file=" + file.string());
-    }
     static Copy copy(PtpDevice& from, std::uint32_t handle) { return copyOf(from, idOf(handle)); }
 
     Camera camera{{"--vid", "0x5AF1", "--pid", "0x7D01"}};
     PtpDevice device;
-    std::u16string text;
 };
 INSTANTIATE_TEST_SUITE_P(Families, PtpRoad, testing::Bool());
 
 TEST_P(PtpRoad, LeadsThroughEveryOperation) {
     const std::uint32_t small = camera.add(100'000), large = camera.add(21'000'000);
-    addDocument("SHAREOLD.XML", "<menu/>");
+    const auto menu = newFolder() / "menu";
+    writeFile(menu, "<menu/>");
+    camera.add("format=0x3002 name=SHAREOLD.XML file=" + menu.string());
     ASSERT_TRUE(device.CheckConnection());
     EXPECT_EQ(column(listingOf(device), u"id").size(), 3u);
     EXPECT_TRUE(copy(device, small) == Copy(DeviceCode::Success, randomText(100'000)));
@@ -41,6 +37,7 @@ TEST_P(PtpRoad, LeadsThroughEveryOperation) {
     EXPECT_EQ(device.PutShareMenu(u"<new/>"), DeviceCode::Success);
     EXPECT_EQ(device.PutDeviceTime(FileTimestamp(1'120'000'000).toXml(u"time")),
               DeviceCode::Success);
+    std::u16string text;
     EXPECT_EQ(device.GetDeviceTime(text), DeviceCode::Success);
     FileTimestamp time;
     time.fromXml(text, u"time");

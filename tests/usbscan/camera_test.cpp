@@ -53,6 +53,20 @@ TEST_P(EitherFamily, carriesObjectsBothWaysWhateverTheirLastPacketAndSetsPropert
     camera.expectNoViolations();
 }
 
+TEST_P(EitherFamily, areGoneWhenUnpluggedAndThereAgainWithoutANewClaim) {
+    const auto engine = connect();
+    engine->openSession();
+    camera.tell("unplug");
+    for (int again = 0; again < 2; ++again)
+        EXPECT_EQ(raisedBy([&] { engine->getStorageIDs(); }), PTP_TRANSPORT_ERROR);
+    EXPECT_EQ(raisedBy([] { connect()->getDeviceInfo(); }), PTP_NO_CONNECTION);
+    camera.tell("plug");
+    const auto again = connect();
+    again->openSession();
+    EXPECT_EQ(again->getStorageIDs().size(), 1u);
+    camera.expectNoViolations();
+}
+
 TEST(Camera, deliversEventsWhileAnotherThreadTransfers) {
     Camera camera;
     ZlPTPdrv engine{wString(firstPort)};
