@@ -61,10 +61,6 @@ DRIVER_PARTS = {
 # Programs of this machine, and what is linked into the platform's library.
 SYSTEM_CALLERS = {"platform", "usbscan", "tools"}
 
-# Longer than the limits, and why.
-LONG_FILES = {}
-LONG_FUNCTIONS = {}
-
 MAX_FILE = 600
 MAX_FUNCTION = 80
 
@@ -147,7 +143,7 @@ def check_words(path, lines):
 
 
 def check_lengths(path, lines):
-    if len(lines) > MAX_FILE and str(path) not in LONG_FILES:
+    if len(lines) > MAX_FILE:
         yield len(lines), f"file of {len(lines)} lines (at most {MAX_FILE})"
     # A function's body, as clang-format lays it out: opened at the end of a line that isn't
     # indented beyond a class, closed by a brace in the column in which its head began.
@@ -157,7 +153,7 @@ def check_lengths(path, lines):
         if start is None and head and not re.match(r"\s*(if|for|while|switch|namespace)\b", line):
             start, indent = number, head[1]
         elif start is not None and line == indent + "}":
-            if number - start > MAX_FUNCTION and f"{path}:{start}" not in LONG_FUNCTIONS:
+            if number - start > MAX_FUNCTION:
                 yield start, f"function of {number - start} lines (at most {MAX_FUNCTION})"
             start = None
 
