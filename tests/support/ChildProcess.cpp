@@ -43,23 +43,33 @@ struct Pipe {
     int ends[2];
 };
 
+/// As the system wants them.
+std::vector<char*> wordsOf(const std::vector<std::string>& command) {
+    std::vector<char*> words;
+    for (const std::string& word : command) words.push_back(const_cast<char*>(word.c_str()));
+    words.push_back(nullptr);
+    return words;
+}
+
 pid_t spawn(const std::vector<std::string>& command, int input, int output, int error) {
-    std::vector<char*> argv;
-    for (const std::string& word : command) argv.push_back(const_cast<char*>(word.c_str()));
-    argv.push_back(nullptr);
     posix_spawn_file_actions_t actions;
     posix_spawn_file_actions_init(&actions);
     const int from[]{input, output, error};
     for (int to = 0; to < 3; ++to)
         if (from[to] >= 0) posix_spawn_file_actions_adddup2(&actions, from[to], to);
     pid_t pid = -1;
-    if (posix_spawnp(&pid, argv[0], &actions, nullptr, argv.data(), environ)) pid = -1;
+    const std::vector<char*> words = wordsOf(command);
+    if (posix_spawnp(&pid, words[0], &actions, nullptr, words.data(), environ)) pid = -1;
     posix_spawn_file_actions_destroy(&actions);
     return pid;
 }
 
 int statusOf(int raw) {
     return WIFEXITED(raw) ? WEXITSTATUS(raw) : -1;
+}
+
+ZLK_CHILD(program) {
+    return ::execv(child.arguments[0].c_str(), wordsOf(child.arguments).data());
 }
 
 }  // namespace

@@ -35,7 +35,8 @@ struct ChildRegistration {
     ChildRegistration(const char* name, ChildBody body);
 };
 
-/// A running child; killed and reaped by the destructor.
+/// A running child; killed and reaped by the destructor. One named `program` becomes the program
+/// that its arguments call.
 class ChildProcess {
   public:
     explicit ChildProcess(const std::string& name, const std::vector<std::string>& arguments = {});

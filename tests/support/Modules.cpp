@@ -9,10 +9,10 @@
 
 namespace zlk::test {
 
-int registerModules(const std::filesystem::path& folder) {
+int registerModules(const fs::path& folder) {
     int registered = 0;
     std::error_code none;  // no folder: no modules
-    for (const auto& entry : std::filesystem::directory_iterator(folder, none)) {
+    for (const auto& entry : fs::directory_iterator(folder, none)) {
         if (entry.path().extension() != ".so") continue;
         const HMODULE module = LoadLibraryW(pathText(entry.path()).c_str());
         EXPECT_TRUE(module) << entry.path() << ": " << GetLastError();

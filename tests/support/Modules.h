@@ -9,6 +9,6 @@ namespace zlk::test {
 
 /// Registers every module of `folder` that registers classes, on this process's machine. Fails
 /// the test where one doesn't load or doesn't register. Returns how many there were.
-int registerModules(const std::filesystem::path& folder = moduleFolder());
+int registerModules(const fs::path& folder = moduleFolder());
 
 }  // namespace zlk::test

@@ -12,8 +12,6 @@
 namespace zlk::test {
 namespace {
 
-namespace fs = std::filesystem;
-
 class Sandbox {
   public:
     Sandbox() {

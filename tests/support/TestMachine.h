@@ -9,18 +9,20 @@
 
 namespace zlk::test {
 
+namespace fs = std::filesystem;
+
 /// The machine root of this process.
-const std::filesystem::path& machineRoot();
+const fs::path& machineRoot();
 
 /// A new empty folder for this test, removed with the process.
-std::filesystem::path newFolder();
+fs::path newFolder();
 
 /// What the build made: the folders of its modules and of its programs.
-std::filesystem::path moduleFolder();
-std::filesystem::path programFolder();
+fs::path moduleFolder();
+fs::path programFolder();
 
 /// The text form in which applications pass a path of this machine.
-std::u16string pathText(const std::filesystem::path& path);
+std::u16string pathText(const fs::path& path);
 
 /// ERROR_SUCCESS, or the last error where a call's result says that it failed.
 template <class Result>
@@ -28,8 +30,8 @@ DWORD errorOf(const Result& result) {
     return result ? ERROR_SUCCESS : GetLastError();
 }
 
-void writeFile(const std::filesystem::path& path, const std::string& bytes);
+void writeFile(const fs::path& path, const std::string& bytes);
 /// All bytes; fails the test if it can't be read.
-std::string readFile(const std::filesystem::path& path);
+std::string readFile(const fs::path& path);
 
 }  // namespace zlk::test

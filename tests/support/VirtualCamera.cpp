@@ -7,17 +7,9 @@
 namespace zlk::test {
 namespace {
 
-/// Becomes the virtual camera, which ends when its standard input does.
-ZLK_CHILD(virtualCamera) {
-    std::string program = programFolder() / "zlkcamsim";
-    std::vector<std::string> words = child.arguments;
-    std::vector<char*> argv{program.data()};
-    for (std::string& word : words) argv.push_back(word.data());
-    argv.push_back(nullptr);
-    return ::execv(argv[0], argv.data());
-}
-
-std::vector<std::string> withControl(std::vector<std::string> options) {
+/// The virtual camera ends when its standard input does.
+std::vector<std::string> commandOf(std::vector<std::string> options) {
+    options.insert(options.begin(), programFolder() / "zlkcamsim");
     options.insert(options.end(), {"--control", "-"});
     return options;
 }
@@ -25,7 +17,7 @@ std::vector<std::string> withControl(std::vector<std::string> options) {
 }  // namespace
 
 VirtualCamera::VirtualCamera(std::vector<std::string> options)
-    : VirtualCamera("virtualCamera", withControl(std::move(options))) {
+    : VirtualCamera("program", commandOf(std::move(options))) {
     tell("state");  // it plugs itself in before it listens
 }
 

@@ -2,8 +2,9 @@
 // A folder mounted as card E:, and a folder to copy into, on a machine with all components.
 
 #include <gtest/gtest.h>
-#include <unistd.h>
+#include <sys/mount.h>
 
+#include <algorithm>
 #include <filesystem>
 #include <thread>
 
@@ -13,38 +14,62 @@
 
 namespace zlk::test {
 
-/// The files in a folder that was unloaded into, without the record of it.
-inline std::vector<std::filesystem::path> copiesIn(const std::filesystem::path& folder) {
-    std::vector<std::filesystem::path> copies;
-    for (const auto& entry : std::filesystem::recursive_directory_iterator(folder))
+/// The names of the files in a folder that was unloaded into, without the record of it.
+inline std::vector<std::string> copiesIn(const fs::path& folder) {
+    std::vector<std::string> copies;
+    for (const auto& entry : fs::recursive_directory_iterator(folder))
         if (entry.is_regular_file() && entry.path().parent_path().filename() != "ascmhl")
-            copies.push_back(entry.path());
+            copies.push_back(entry.path().lexically_relative(folder));
+    std::ranges::sort(copies);
     return copies;
 }
 
 /// What isn't whole yet in a folder that is unloaded into.
-inline std::vector<std::filesystem::path> hiddenCopies(const std::filesystem::path& folder) {
-    std::vector<std::filesystem::path> files;
+inline std::vector<fs::path> hiddenCopies(const fs::path& folder) {
+    std::vector<fs::path> files;
     std::error_code none;
-    for (const auto& run : std::filesystem::directory_iterator(folder, none))
+    for (const auto& run : fs::directory_iterator(folder, none))
         if (run.path().filename().string().starts_with(".zlkcam-"))
-            for (const auto& file : std::filesystem::directory_iterator(run, none))
-                files.push_back(file.path());
+            for (const auto& file : fs::directory_iterator(run, none)) files.push_back(file.path());
     return files;
 }
 
 /// Waits for so many bytes in a hidden file whose name ends so, and stops the client there. Behind
 /// the last of them it reads the file a second time.
-inline void freezeInside(const RunningZlkCam& client, const std::filesystem::path& folder,
+inline void freezeInside(const RunningZlkCam& client, const fs::path& folder,
                          const std::string& end, std::uintmax_t bytes = 1) {
     for (;; std::this_thread::yield())
         for (const auto& file : hiddenCopies(folder)) {
             std::error_code none;
-            if (file.string().ends_with(end) && std::filesystem::file_size(file, none) >= bytes &&
-                !none)
+            if (file.string().ends_with(end) && fs::file_size(file, none) >= bytes && !none)
                 return client.signal(SIGSTOP);
         }
 }
+
+inline std::size_t countIn(const std::string& text, const std::string& part) {
+    std::size_t count = 0;
+    for (std::size_t at = text.find(part); at != text.npos; at = text.find(part, at + 1)) ++count;
+    return count;
+}
+
+/// A folder on a disk of its own, in memory, as long as this lives. Only root may mount one.
+class SmallDisk {
+  public:
+    SmallDisk(const fs::path& folder, const std::string& size) : folder_(folder) {
+        fs::create_directories(folder);
+        isMounted_ = ::mount("tmpfs", folder.c_str(), "tmpfs", 0, ("size=" + size).c_str()) == 0;
+    }
+    ~SmallDisk() {
+        if (isMounted_) ::umount2(folder_.c_str(), MNT_DETACH);
+    }
+    SmallDisk(const SmallDisk&) = delete;
+    SmallDisk& operator=(const SmallDisk&) = delete;
+    explicit operator bool() const { return isMounted_; }
+
+  private:
+    const fs::path folder_;
+    bool isMounted_;
+};
 
 class CardTest : public testing::Test {
   protected:
@@ -57,15 +82,15 @@ class CardTest : public testing::Test {
     }
 
     /// A file on the card; folders above it are made.
-    std::filesystem::path addFile(const std::string& name, const std::string& bytes) const {
+    fs::path addFile(const std::string& name, const std::string& bytes) const {
         const auto path = card / name;
-        std::filesystem::create_directories(path.parent_path());
+        fs::create_directories(path.parent_path());
         writeFile(path, bytes);
         return path;
     }
     /// One of zeros, which takes no room.
     void addHole(const std::string& name, std::uintmax_t size) const {
-        std::filesystem::resize_file(addFile(name, ""), size);
+        fs::resize_file(addFile(name, ""), size);
     }
     /// Bytes that no two numbers have in common.
     static std::string bytesOf(std::size_t size, unsigned number) {
@@ -77,23 +102,15 @@ class CardTest : public testing::Test {
         }
         return bytes;
     }
-    /// Runs the client with no more rights to files than their modes give.
-    static ProgramResult withoutPrivileges(std::vector<std::string> words) {
-        words.insert(words.begin(), programFolder() / "zlkcam");
-        if (::geteuid() == 0)
-            words.insert(words.begin(),
-                         {"setpriv", "--bounding-set=-dac_override,-dac_read_search"});
-        return runProgram(words);
-    }
     /// Files in the target folder that aren't under their own name.
     std::size_t torsos() const {
         std::size_t count = 0;
-        for (const auto& entry : std::filesystem::recursive_directory_iterator(target))
+        for (const auto& entry : fs::recursive_directory_iterator(target))
             count += entry.path().filename().string().starts_with(".zlkcam-");
         return count;
     }
 
-    std::filesystem::path card, target;
+    fs::path card, target;
 };
 
 }  // namespace zlk::test

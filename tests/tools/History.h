@@ -15,11 +15,11 @@
 
 namespace zlk::test {
 
-inline Descriptor openFolder(const std::filesystem::path& path) {
+inline Descriptor openFolder(const fs::path& path) {
     return Descriptor(::open(path.c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC));
 }
 
-inline FolderHistory historyOf(const std::filesystem::path& folder) {
+inline FolderHistory historyOf(const fs::path& folder) {
     return FolderHistory::read(openFolder(folder).get());
 }
 
@@ -40,8 +40,7 @@ inline HashRecord recordOf(const std::string& path, const std::string& bytes) {
     return record;
 }
 
-inline std::string addGeneration(const std::filesystem::path& folder,
-                                 const std::vector<HashRecord>& records) {
+inline std::string addGeneration(const fs::path& folder, const std::vector<HashRecord>& records) {
     Generation generation;
     generation.device = "#Zephyr-Lanthorn#RemovableDrive#E";
     generation.records = records;
@@ -49,10 +48,10 @@ inline std::string addGeneration(const std::filesystem::path& folder,
 }
 
 /// The example of two generations, which another program wrote, in a folder of the test's own.
-inline std::filesystem::path exampleHistory() {
+inline fs::path exampleHistory() {
     const auto folder = newFolder();
-    std::filesystem::copy(std::filesystem::path(ZLK_SOURCE_DIR) / "tests/tools/asc-mhl/example",
-                          folder, std::filesystem::copy_options::recursive);
+    fs::copy(fs::path(ZLK_SOURCE_DIR) / "tests/tools/asc-mhl/example", folder,
+             fs::copy_options::recursive);
     return folder;
 }
 

@@ -23,6 +23,9 @@ struct Adopt : testing::Test {
     static std::string value(const std::string& productClass, const std::string& name) {
         return json({"settings", "get", tree + productClass + "\\CamInfo", name})["content"].text;
     }
+    static void set(const std::string& key, const std::string& name, const std::string& value) {
+        expectZlkcam(0, {"settings", "set", tree + key, name, value});
+    }
     static std::string known(const std::string& vidPid) {
         return json({"translate", "vidpid", vidPid})["answer"].text;
     }
@@ -30,16 +33,14 @@ struct Adopt : testing::Test {
 
 TEST_F(Adopt, ShowsTheRowAndWritesItWhenItIsConfirmed) {
     VirtualCamera camera({"--model", "unknown", "--product", "Odd <\"one\">"});
-    const JsonAnswer asked = json({"adopt"});
-    EXPECT_EQ(asked.status, 17);
+    const JsonAnswer asked = expectJson(17, {"adopt"});
     EXPECT_EQ(asked["written"].text, "false");
     EXPECT_EQ(asked["contextId"].text, "#Zephyr-Lanthorn#CamOdd_one#0000");
     EXPECT_EQ(asked["values"]["Cam_pnpID"].text, "VID_5AF1&PID_7FFF");
     EXPECT_EQ(zlkcam({"adopt"}).status, 17);  // nobody there to say yes
     EXPECT_EQ(known("VID_5AF1&PID_7FFF"), "");
 
-    const ProgramResult written = zlkcam({"adopt", "--yes", "--share"});
-    EXPECT_EQ(written.status, 0) << written.error;
+    const ProgramResult written = expectZlkcam(0, {"adopt", "--yes", "--share"});
     EXPECT_THAT(written.output, HasSubstr("FriendlyName = Odd <\"one\">"));
     EXPECT_EQ(known("VID_5AF1&PID_7FFF"), "#Zephyr-Lanthorn#CamOdd_one#0000");
     EXPECT_EQ(value("CamOdd_one", "SwiftPostSupport"), "TRUE");
@@ -49,13 +50,10 @@ TEST_F(Adopt, ShowsTheRowAndWritesItWhenItIsConfirmed) {
 TEST_F(Adopt, PutsNoCameraInThePlaceOfAnotherUnlessItIsTold) {
     VirtualCamera camera({"--model", "unknown", "--product", "476"});
     const std::string built = known("VID_5AF1&PID_7C35");
-    const std::string dock = std::string(tree) + "Dock\\CamInfo", disk = std::string(tree) + "Disk";
-    zlkcam({"settings", "set", dock, "PassThruProductClass", "DockClass"});
-    zlkcam({"settings", "set", disk, "any", "value"});
-    zlkcam(
-        {"settings", "set", std::string(tree) + "SwiftPost\\ProductClasses\\Shared", "any", "x"});
-    zlkcam(
-        {"settings", "set", std::string(tree) + "CtxMgr\\ProductClasses", "Marked", "*Installed*"});
+    set("Dock\\CamInfo", "PassThruProductClass", "DockClass");
+    set("Disk", "any", "value");
+    set("SwiftPost\\ProductClasses\\Shared", "any", "x");
+    set("CtxMgr\\ProductClasses", "Marked", "*Installed*");
     EXPECT_EQ(json({"adopt", "--yes"}).status, 17);
     for (const char* taken :
          {"cam476", "Dock", "dockclass", "DISK", "Cam948_264", "shared", "marked"})
@@ -65,7 +63,7 @@ TEST_F(Adopt, PutsNoCameraInThePlaceOfAnotherUnlessItIsTold) {
     EXPECT_EQ(known("VID_5AF1&PID_7C35"), built);
     EXPECT_EQ(known("VID_5AF1&PID_7FFF"), "");
 
-    zlkcam({"settings", "set", std::string(tree) + "Cam476\\CamInfo", "Model", "left over"});
+    set("Cam476\\CamInfo", "Model", "left over");
     EXPECT_EQ(zlkcam({"adopt", "--yes", "--replace", "--name", "My one"}).status, 0);
     EXPECT_EQ(known("VID_5AF1&PID_7FFF"), "#Zephyr-Lanthorn#Cam476#0000");
     EXPECT_EQ(known("VID_5AF1&PID_7C35"), "");
@@ -80,8 +78,7 @@ TEST_F(Adopt, AsksWhichOneOfSeveral) {
     VirtualCamera known({"--model", "539", "--name", "known"});
     EXPECT_EQ(json({"adopt"}).status, 17);  // one kind
     VirtualCamera second({"--vid", "0xABCD", "--product", "Right", "--name", "right"});
-    const JsonAnswer several = json({"adopt", "--yes"});
-    EXPECT_EQ(several.status, 1);
+    const JsonAnswer several = expectJson(1, {"adopt", "--yes"});
     EXPECT_EQ(several["error"]["advice"].text,
               "Not known are:\n  5AF1:7FFF  Left\n  ABCD:0001  Right");
     EXPECT_EQ(zlkcam({"adopt", "abcd:0001", "--yes"}).status, 0);
@@ -92,7 +89,7 @@ TEST_F(Adopt, AsksWhichOneOfSeveral) {
 TEST_F(Adopt, WritesARuleAgainstFileManagersWholeOrNotAtAll) {
     const auto folder = newFolder();
     const auto rule = folder / "65-zlkcam-5af1-7fff.rules";
-    const auto adopt = [](const std::filesystem::path& into, std::vector<std::string> more) {
+    const auto adopt = [](const fs::path& into, std::vector<std::string> more) {
         more.insert(more.begin(), "adopt");
         more.insert(more.end(), {"--udev", into});
         return json(more);
@@ -100,7 +97,7 @@ TEST_F(Adopt, WritesARuleAgainstFileManagersWholeOrNotAtAll) {
     EXPECT_EQ(adopt(folder, {"--yes"}).status, 9);
     VirtualCamera camera({"--model", "unknown"});
     EXPECT_EQ(adopt(folder, {}).status, 17);
-    EXPECT_TRUE(std::filesystem::is_empty(folder));
+    EXPECT_TRUE(fs::is_empty(folder));
 
     // Where the rule can't be written, the row isn't either.
     writeFile(rule, "somebody's own");
@@ -114,7 +111,7 @@ TEST_F(Adopt, WritesARuleAgainstFileManagersWholeOrNotAtAll) {
     EXPECT_THAT(nowhere["error"]["advice"].text, HasSubstr("sudo cp 65-zlkcam-5af1-7fff.rules"));
     EXPECT_EQ(known("VID_5AF1&PID_7FFF"), "");
 
-    std::filesystem::remove(rule);
+    fs::remove(rule);
     // The second time it is a camera that the table knows, and the rule is there.
     for (int time = 0; time < 2; ++time) {
         const JsonAnswer written = adopt(folder, {"--yes"});
@@ -123,7 +120,7 @@ TEST_F(Adopt, WritesARuleAgainstFileManagersWholeOrNotAtAll) {
         EXPECT_EQ(readFile(rule), written["rule"].text);
     }
     EXPECT_NE(known("VID_5AF1&PID_7FFF"), "");
-    EXPECT_EQ(std::distance(std::filesystem::directory_iterator(folder), {}), 1);
+    EXPECT_EQ(std::distance(fs::directory_iterator(folder), {}), 1);
 }
 
 TEST(DesktopRule, IsReadBetweenTheRulesThatItUndoesAndTheOneThatItStops) {
@@ -204,17 +201,28 @@ class CameraCard : public CardTest {
   protected:
     void SetUp() override {
         CardTest::SetUp();
-        ASSERT_EQ(zlkcam({"mount", folder, "--letter", "G", "--vendor", "ZL", "--product",
-                          "GLIMMERBOX 283"})
-                      .status,
-                  0);
-        std::filesystem::create_directory(folder / "MISC");
+        expectZlkcam(0, {"mount", folder, "--letter", "G", "--label", "CAM", "--vendor", "ZL",
+                         "--product", "GLIMMERBOX 283"});
+        fs::create_directory(folder / "MISC");
     }
     void write(const std::string& document) const {
         writeFile(folder / "MISC/DIAGNOSTICS.XML", document);
     }
-    const std::filesystem::path folder = newFolder();
+    const fs::path folder = newFolder();
 };
+
+TEST_F(CameraCard, IsListedAsThatCamera) {
+    const Json devices = json({"devices"})["devices"];
+    EXPECT_THAT(devices.each("contextId"),
+                ElementsAre("#Zephyr-Lanthorn#Cam283#0000", "#Zephyr-Lanthorn#RemovableDrive#E"));
+    EXPECT_THAT(devices.each("name"), ElementsAre("CAM", "WEDDING (E:)"));
+    EXPECT_THAT(devices.each("lowLevelId"), ElementsAre("G:\\", "E:\\"));
+    EXPECT_EQ(json({"translate", "drive", "G"})["answer"].text, "#Zephyr-Lanthorn#Cam283#0000");
+    EXPECT_EQ(zlkcam({"mount", card / "missing"}).status, 6);
+    EXPECT_EQ(zlkcam({"mount", card, "--vendor", "ZL"}).status, 1);
+    for (const char* letter : {"G", "A"})
+        EXPECT_EQ(zlkcam({"mount", card, "--letter", letter}).status, 1);
+}
 
 TEST_F(CameraCard, TellsItsDiagnostics) {
     EXPECT_EQ(zlkcam({"diag", "G"}).status, 4);
@@ -223,14 +231,17 @@ TEST_F(CameraCard, TellsItsDiagnostics) {
         "<shotCounter/><failure Code=\"7\" File=\"a.c\"/><failure/></diagnostic>");
     EXPECT_EQ(zlkcam({"diag", "G"}).output,
               "Model: 283\nother: a<b\nShots: \nFailure: Code=7 File=a.c\nFailure:\n");
-    const JsonAnswer partial = json({"diag", "G", "--log"});
-    EXPECT_EQ(partial.status, 15);
+    const JsonAnswer partial = expectJson(15, {"diag", "G", "--log"});
     EXPECT_EQ(partial["logged"].text, "false");
     EXPECT_THAT(partial["values"].each("name"), ElementsAre("model", "other", "shotCounter"));
     EXPECT_EQ(partial["failures"].items.at(0).each("text"), (std::vector<std::string>{"7", "a.c"}));
 
+    const Words version{"settings", "get", "Software\\Zephyr-Lanthorn\\ZLSU_Cam283_Firmware",
+                        "version"};
     write("<diagnostic><model>283</model><serial>1</serial><fwversion>2</fwversion></diagnostic>");
+    EXPECT_EQ(zlkcam(version).status, 14);
     EXPECT_EQ(json({"diag", "G", "--log"})["logged"].text, "true");
+    EXPECT_EQ(zlkcam(version).output, "2\n");
     write(
         "<diagnostic><model>\nSerial number: 2</model><serial>1</serial>"
         "<fwversion>2</fwversion></diagnostic>behind it");
@@ -265,17 +276,17 @@ class OnUsb : public testing::Test {
   protected:
     void SetUp() override {
         ASSERT_GE(registerModules(), 1);
-        std::filesystem::create_directory(card / "MISC");
+        fs::create_directory(card / "MISC");
     }
     VirtualCamera play(std::vector<std::string> options) const {
         options.insert(options.end(), {"--storage", card});
         return VirtualCamera(std::move(options));
     }
-    std::filesystem::path put(const std::string& name) const {
+    fs::path put(const std::string& name) const {
         writeFile(card / "MISC" / name, "<" + name + "/>");
         return card / "MISC" / name;
     }
-    const std::filesystem::path card = newFolder();
+    const fs::path card = newFolder();
 };
 
 TEST_F(OnUsb, AKnownCameraIsListedAndNotToldTwice) {
@@ -290,8 +301,14 @@ TEST_F(OnUsb, AKnownCameraIsListedAndNotToldTwice) {
 }
 
 TEST_F(OnUsb, AnAdoptedCameraIsListedAndTellsItsClock) {
-    VirtualCamera camera = play({"--model", "unknown"});
+    VirtualCamera camera = play({"--model", "476", "--pid", "0xC101", "--product", "Odd <one>"});
     EXPECT_EQ(zlkcam({"clock"}).status, 9);
+    const Json cameras = json({"devices"})["cameras"];
+    EXPECT_THAT(cameras.each("port"), ElementsAre("\\\\.\\Usbscan1000"));
+    EXPECT_THAT(cameras.each("id"), ElementsAre("VID_5AF1&PID_C101"));
+    EXPECT_THAT(cameras.items.at(0)["troubles"].each("kind"), ElementsAre("unknown"));
+    EXPECT_THAT(zlkcam({"devices"}).output,
+                testing::AllOf(HasSubstr("On USB: Odd <one>"), HasSubstr("zlkcam adopt")));
     ASSERT_EQ(zlkcam({"adopt", "--yes", "--share", "--name", "Mine"}).status, 0);
     EXPECT_THAT(json({"devices"})["devices"].each("name"), ElementsAre("Mine"));
 
@@ -304,21 +321,8 @@ TEST_F(OnUsb, AnAdoptedCameraIsListedAndTellsItsClock) {
     ASSERT_EQ(zlkcam({"clock", "--set", "now"}).status, 0);
     EXPECT_LE(std::abs(std::stol(json({"clock"})["ahead"].text)), 2);
     camera.expectNoViolations();
-}
-
-TEST_F(OnUsb, ReportsItsDiagnostics) {
-    VirtualCamera camera = play({"--model", "283"});
-    const std::string firmware = "Software\\Zephyr-Lanthorn\\ZLSU_Cam283_Firmware";
-    EXPECT_EQ(zlkcam({"diag"}).status, 4);
-    const auto file = card / "DIAGNOSTICS.XML";
-    writeFile(file,
-              "<diagnostic><model>283</model><serial>1</serial><fwversion>2.5</fwversion>"
-              "</diagnostic>");
-    camera.tell("add file=" + file.string());
-    EXPECT_EQ(zlkcam({"diag"}).output, "Model: 283\nSerial number: 1\nFirmware: 2.5\n");
-    EXPECT_EQ(zlkcam({"settings", "get", firmware, "version"}).status, 14);
-    EXPECT_EQ(json({"diag", "--log"})["logged"].text, "true");
-    EXPECT_EQ(zlkcam({"settings", "get", firmware, "version"}).output, "2.5\n");
+    camera.tell("unplug");
+    EXPECT_THAT(json({"devices"})["cameras"].items, IsEmpty());
 }
 
 TEST_F(OnUsb, HasItsOrderFoundAndDeletedOrSaysThatItStays) {
@@ -333,7 +337,7 @@ TEST_F(OnUsb, HasItsOrderFoundAndDeletedOrSaysThatItStays) {
     VirtualCamera camera = play({"--model", "476"});
     EXPECT_EQ(zlkcam({"order", "--clear"}).status, 0);
     EXPECT_EQ(zlkcam({"intent", "--clear"}).status, 0);
-    EXPECT_TRUE(std::filesystem::is_empty(card / "MISC"));
+    EXPECT_TRUE(fs::is_empty(card / "MISC"));
 }
 
 }  // namespace

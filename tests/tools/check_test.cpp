@@ -1,9 +1,5 @@
 #include <gmock/gmock.h>
-#include <sys/stat.h>
 #include <unistd.h>
-
-#include <chrono>
-#include <thread>
 
 #include "tests/tools/History.h"
 #include "tests/tools/ZlkCam.h"
@@ -11,7 +7,6 @@
 namespace zlk::test {
 namespace {
 
-namespace fs = std::filesystem;
 using testing::ElementsAre;
 using testing::HasSubstr;
 using testing::IsEmpty;
@@ -36,7 +31,6 @@ class Check : public testing::Test {
         }
         addGeneration(folder, records);
     }
-    JsonAnswer check() const { return json({"check", folder}); }
 
     const fs::path folder = newFolder();
 };
@@ -45,8 +39,7 @@ TEST_F(Check, findsAllWholeAndTellsOfNewFiles) {
     fill({"DCIM/A.JPG", "DCIM/B.JPG", "C.JPG"});
     for (const char* ignored : {".DS_Store", "DCIM/.zlkcam-01234567-D.JPG.part"})
         writeFile(folder / ignored, "ignored");
-    JsonAnswer answer = check();
-    EXPECT_EQ(answer.status, 0) << answer.error;
+    JsonAnswer answer = expectJson(0, {"check", folder});
     EXPECT_THAT(answer["files"].each("finding"), ElementsAre("whole", "whole", "whole"));
     EXPECT_THAT(answer["files"].each("source"),
                 ElementsAre("DCIM/C.JPG", "DCIM/DCIM/A.JPG", "DCIM/DCIM/B.JPG"));
@@ -54,11 +47,9 @@ TEST_F(Check, findsAllWholeAndTellsOfNewFiles) {
 
     writeFile(folder / "DCIM/new.JPG", "new");
     fs::create_directory_symlink(folder, folder / "loop");
-    answer = check();
-    EXPECT_EQ(answer.status, 0) << answer.error;
+    answer = expectJson(0, {"check", folder});
     EXPECT_THAT(answer["new"].each("file"), ElementsAre("DCIM/new.JPG"));
-    const ProgramResult words = zlkcam({"check", folder});
-    EXPECT_EQ(words.status, 0);
+    const ProgramResult words = expectZlkcam(0, {"check", folder});
     EXPECT_THAT(words.output, HasSubstr("3 of 3 files whole"));
     EXPECT_THAT(words.output, HasSubstr("1 file new"));
 }
@@ -73,8 +64,7 @@ TEST_F(Check, tellsWhatIsWrongWithEachFile) {
     fs::rename(folder / "old name", folder / "new name");
     fs::remove_all(folder / "below");
     writeFile(folder / "below", "a file where a folder was");
-    const JsonAnswer answer = check();
-    EXPECT_EQ(answer.status, 11);
+    const JsonAnswer answer = expectJson(11, {"check", folder});
     for (const auto& [file, finding] : {std::pair{"whole", "whole"},
                                         {"longer", "changed"},
                                         {"other", "changed"},
@@ -84,32 +74,20 @@ TEST_F(Check, tellsWhatIsWrongWithEachFile) {
                                         {"below/gone", "missing"}})
         EXPECT_EQ(findingOf(answer, file), finding) << file;
     EXPECT_THAT(answer["new"].each("file"), ElementsAre("below"));
-    const ProgramResult words = zlkcam({"check", folder});
-    EXPECT_EQ(words.status, 11);
+    const ProgramResult words = expectZlkcam(11, {"check", folder});
     for (const char* line : {"old name -> new name", "it has 18 bytes, and had 6",
                              "2 files missing", "3 files changed"})
         EXPECT_THAT(words.output, HasSubstr(line));
 }
 
-TEST_F(Check, takesARenamedFileForWhole) {
-    fill({"a", "b", "c"});
-    fs::create_directory(folder / "below");
-    for (const char* name : {"a", "b", "c"}) fs::rename(folder / name, folder / "below" / name);
-    const JsonAnswer answer = check();
-    EXPECT_EQ(answer.status, 0) << answer.error;
-    EXPECT_THAT(answer["files"].each("nowAt"), ElementsAre("below/a", "below/b", "below/c"));
-    EXPECT_THAT(answer["new"].items, IsEmpty());
-}
-
 TEST_F(Check, namesRecordsThatCannotBeUsedAndChecksTheOthers) {
     fill({"a"});
     writeFile(folder / "ascmhl/0002_bad.mhl", "<hashlist");
-    JsonAnswer answer = check();
-    EXPECT_EQ(answer.status, 15);
+    JsonAnswer answer = expectJson(15, {"check", folder});
     EXPECT_EQ(findingOf(answer, "a"), "whole");
     EXPECT_THAT(answer["troubles"].each("file"), ElementsAre("ascmhl/0002_bad.mhl"));
     fs::remove(folder / "a");
-    EXPECT_EQ(check().status, 11) << "the graver of the two";
+    expectJson(11, {"check", folder});  // the graver of the two
 
     const fs::path unknown = newFolder();
     EXPECT_EQ(json({"check", unknown}).status, 1);
@@ -122,9 +100,7 @@ TEST_F(Check, namesWhatCannotBeRead) {
     fill({"a", "shut", "closed/b"});
     fs::permissions(folder / "shut", fs::perms(0));
     fs::permissions(folder / "closed", fs::perms(0));
-    const ProgramResult result =
-        runProgram({"setpriv", "--bounding-set=-dac_override,-dac_read_search",
-                    programFolder() / "zlkcam", "check", folder, "--json"});
+    const ProgramResult result = withoutPrivileges({"check", folder, "--json"});
     fs::permissions(folder / "closed", fs::perms(0700));
     EXPECT_EQ(result.status, 6);
     const JsonAnswer answer{result.status, Json::parse(result.output), result.error};
@@ -134,25 +110,26 @@ TEST_F(Check, namesWhatCannotBeRead) {
     EXPECT_THAT(answer["unread"].each("folder"), ElementsAre("closed"));
 }
 
-TEST_F(Check, readsWhatOtherProgramsRecorded) {
+TEST_F(Check, readsWhatOtherProgramsRecordedAndTakesARenamedFileForWhole) {
     const fs::path example = exampleHistory();
-    JsonAnswer answer = json({"check", example});
-    EXPECT_EQ(answer.status, 0) << answer.error;
+    JsonAnswer answer = expectJson(0, {"check", example});
     EXPECT_THAT(answer["files"].each("finding"), ElementsAre("whole", "whole", "whole"));
     writeFile(example / "Sidecar.txt", "other");
     EXPECT_EQ(json({"check", example}).status, 11);
 
     Generation sums;
-    for (const char* name : {"a", "b"}) {
+    for (const char* name : {"a", "b", "c"}) {
         writeFile(folder / name, name);
         sums.records.push_back(recordOf(name, name));
         sums.records.back().sums = {digestOf(name, DigestKind::Sha256)};
     }
     writeSums(openFolder(folder).get(), sums, DigestKind::Sha256);
-    fs::rename(folder / "b", folder / "c");
-    answer = check();
-    EXPECT_EQ(answer.status, 0) << answer.error;
-    EXPECT_THAT(answer["files"].each("finding"), ElementsAre("whole", "renamed"));
+    fs::create_directory(folder / "below");
+    for (const char* name : {"b", "c"}) fs::rename(folder / name, folder / "below" / name);
+    answer = expectJson(0, {"check", folder});
+    EXPECT_THAT(answer["files"].each("finding"), ElementsAre("whole", "renamed", "renamed"));
+    EXPECT_THAT(answer["files"].each("nowAt"), ElementsAre("", "below/b", "below/c"));
+    EXPECT_THAT(answer["new"].items, IsEmpty());
 }
 
 TEST_F(Check, endsWithinASecondOfAStop) {
@@ -162,16 +139,9 @@ TEST_F(Check, endsWithinASecondOfAStop) {
     HashRecord hole = recordOf("hole", "");
     hole.size = std::uint64_t{4} << 40;
     addGeneration(folder, {hole, recordOf("later", "later")});
-    RunningZlkCam client({"check", folder});
-    std::this_thread::sleep_for(700ms);
-    client.signal(SIGINT);
-    const auto start = std::chrono::steady_clock::now();
-    const JsonAnswer answer = client.wait();
-    EXPECT_LT(std::chrono::steady_clock::now() - start, 1s);
-    EXPECT_EQ(answer.status, 130);
+    const JsonAnswer answer = RunningZlkCam({"check", folder}).expectStop(700ms);
     EXPECT_THAT(answer["files"].each("finding"),
                 ElementsAre("whole", "not reached", "not reached"));
-    EXPECT_EQ(answer["error"]["status"].text, "130");
 }
 
 }  // namespace

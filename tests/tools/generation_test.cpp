@@ -1,21 +1,19 @@
 #include <gmock/gmock.h>
 #include <signal.h>
 #include <sys/file.h>
-#include <sys/mount.h>
 #include <unistd.h>
 
 #include <chrono>
 #include <map>
 #include <thread>
 
-#include "tests/support/ChildProcess.h"
+#include "tests/tools/CardTest.h"
 #include "tests/tools/History.h"
 #include "tools/zlkcam/Failure.h"
 
 namespace zlk::test {
 namespace {
 
-namespace fs = std::filesystem;
 using testing::HasSubstr;
 using testing::IsEmpty;
 using testing::MatchesRegex;
@@ -41,10 +39,11 @@ void expectValid(const fs::path& folder) {
     }
 }
 
-void expectFailure(const fs::path& folder, const std::string& reason) {
+void expectFailure(const fs::path& folder, const std::string& reason,
+                   const std::string& path = "x") {
     const auto before = contentOf(folder);
     try {
-        addGeneration(folder, {recordOf("x", "x")});
+        addGeneration(folder, {recordOf(path, "x")});
         ADD_FAILURE() << "it succeeded";
     } catch (const Failure& failure) {
         EXPECT_EQ(failure.status, ExitStatus::FileUnusable);
@@ -124,12 +123,7 @@ TEST(Generation, isRefusedWhereTheChainCannotBeUnderstood) {
         expectFailure(folder, "ascmhl_chain.xml");
     }
     writeFile(chain, whole);
-    try {
-        addGeneration(folder, {recordOf("../x", "x")});
-        ADD_FAILURE() << "it succeeded";
-    } catch (const Failure& failure) {
-        EXPECT_THAT(failure.what(), HasSubstr("../x"));
-    }
+    expectFailure(folder, "../x", "../x");
     EXPECT_THAT(addGeneration(folder, {recordOf("x", "x")}), HasSubstr("0003_"));
 
     const fs::path linked = newFolder();
@@ -137,28 +131,18 @@ TEST(Generation, isRefusedWhereTheChainCannotBeUnderstood) {
     expectFailure(linked, "ascmhl");
 }
 
-/// Whether this may mount: the rest of the test needs it.
-bool mountSmall(const fs::path& folder) {
-    return ::mount("none", folder.c_str(), "tmpfs", 0, "size=200k") == 0;
-}
-
 TEST(Generation, onAFullDiskLeavesNothingBehind) {
     const fs::path folder = newFolder();
-    if (!mountSmall(folder)) GTEST_SKIP() << "no right to mount";
-    const auto write = [&] { addGeneration(folder, manyRecords(10'000, "IMG_")); };
-    try {
-        addGeneration(folder, {recordOf("x", "x")});
-        const auto before = contentOf(folder);
-        EXPECT_THROW(write(), Failure);
-        EXPECT_TRUE(contentOf(folder) == before);
-        // Of 50 pages two hold what is there. Leaves room for the manifest, and none for the chain
-        // file behind it.
-        writeFile(folder / "ballast", std::string(47 * 4096, 'b'));
-        expectFailure(folder, "No space left on device");
-    } catch (const Failure& failure) {
-        ADD_FAILURE() << failure.what();
-    }
-    ::umount(folder.c_str());
+    const SmallDisk disk(folder, "200k");
+    if (!disk) GTEST_SKIP() << "no right to mount";
+    addGeneration(folder, {recordOf("x", "x")});
+    const auto before = contentOf(folder);
+    EXPECT_THROW(addGeneration(folder, manyRecords(10'000, "IMG_")), Failure);
+    EXPECT_TRUE(contentOf(folder) == before);
+    // Of 50 pages two hold what is there. Leaves room for the manifest, and none for the chain
+    // file behind it.
+    writeFile(folder / "ballast", std::string(47 * 4096, 'b'));
+    expectFailure(folder, "No space left on device");
 }
 
 ZLK_CHILD(writesGenerations) {

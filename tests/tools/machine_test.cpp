@@ -6,19 +6,16 @@
 #include <fstream>
 
 #include "tests/support/TestMachine.h"
-#include "tests/support/VirtualCamera.h"
 #include "tests/tools/ZlkCam.h"
 
 namespace zlk::test {
 namespace {
 
-namespace fs = std::filesystem;
 using testing::ElementsAre;
 using testing::HasSubstr;
 
 TEST(Register, makesTheComponentsUsableAndUnregisterTakesThemAway) {
-    const JsonAnswer before = json({"devices"});
-    EXPECT_EQ(before.status, 13);
+    const JsonAnswer before = expectJson(13, {"devices"});
     EXPECT_THAT(before["error"]["advice"].text, HasSubstr("zlkcam register"));
     EXPECT_EQ(zlkcam({"register"}).status, 0);
     EXPECT_EQ(zlkcam({"devices"}).status, 0);
@@ -42,8 +39,7 @@ void expectTrouble(int status, const std::string& reason, const std::string& adv
     const std::vector<std::string> commands[] = {
         {"devices"}, {"mount", newFolder()}, {"settings", "list", "HKCR"}, {"register"}};
     for (const auto& command : commands) {
-        const JsonAnswer answer = json(command);
-        EXPECT_EQ(answer.status, status) << command[0];
+        const JsonAnswer answer = expectJson(status, command);
         EXPECT_THAT(answer["error"]["message"].text, HasSubstr(reason)) << command[0];
         EXPECT_THAT(answer["error"]["advice"].text, HasSubstr(advice)) << command[0];
     }
@@ -110,12 +106,11 @@ ZLK_CHILD(usesAFullDisk) {
     const fs::path filler = machineRoot() / "filler";
     std::ofstream(filler) << std::string(20 << 20, 'x');
     for (const char* command : {"locked", "info", "list"}) {
-        const JsonAnswer answer = json({command, "E"});
-        EXPECT_EQ(answer.status, 6) << command;
+        const JsonAnswer answer = expectJson(6, {command, "E"});
         EXPECT_THAT(answer["error"]["message"].text, HasSubstr("The disk is full")) << command;
     }
-    const JsonAnswer set = json({"settings", "set", "Test", "v", std::string(10'000, 'x')});
-    EXPECT_EQ(set.status, 14);
+    const JsonAnswer set =
+        expectJson(14, {"settings", "set", "Test", "v", std::string(10'000, 'x')});
     EXPECT_THAT(set["error"]["message"].text, HasSubstr("disk is full"));
     EXPECT_THAT(set["error"]["advice"].text, HasSubstr("Make room"));
     fs::remove(filler);
@@ -155,7 +150,7 @@ TEST(Settings, areSetReadListedAndDeleted) {
 
 TEST(Settings, comeBackTheSameFromTheirTextForm) {
     const std::string key = "HKLM\\Software\\Test";
-    const fs::path first = newFolder() / "first.reg", second = newFolder() / "second.reg";
+    const fs::path first = newFolder() / "first.reg";
     zlkcam({"settings", "set", key, "a\"b\\", "text"});
     zlkcam({"settings", "set", key + "\\Sub\\Deep", "h", "01,02", "--type", "hex"});
     zlkcam({"settings", "set", key + "\\Sub2", "n", "7", "--type", "dword"});
@@ -164,8 +159,6 @@ TEST(Settings, comeBackTheSameFromTheirTextForm) {
 
     EXPECT_EQ(zlkcam({"settings", "delete", key}).status, 0);
     ASSERT_EQ(zlkcam({"settings", "import", first}).status, 0);
-    ASSERT_EQ(zlkcam({"settings", "export", second, key}).status, 0);
-    EXPECT_EQ(readFile(first), readFile(second));
     EXPECT_EQ(zlkcam({"settings", "export", "-", key}).output, readFile(first));
     EXPECT_EQ(json({"settings", "export", "-", key})["text"].text, readFile(first));
 }
@@ -189,23 +182,9 @@ TEST(Settings, aBadFileChangesNothing) {
     }
     // What the store refuses is told with its line.
     writeFile(file, header + "[HKEY_LOCAL_MACHINE\\Bad\\" + std::string(300, 'k') + "]\n");
-    const JsonAnswer result = json({"settings", "import", file});
-    EXPECT_EQ(result.status, 14);
+    const JsonAnswer result = expectJson(14, {"settings", "import", file});
     EXPECT_THAT(result["error"]["message"].text, HasSubstr("line 2"));
     EXPECT_EQ(zlkcam({"settings", "import", "/missing.reg"}).status, 6);
-}
-
-TEST(Devices, tellWhichCamerasAreOnUsbThoughNobodyKnowsTheirModel) {
-    ASSERT_EQ(zlkcam({"register"}).status, 0);
-    VirtualCamera camera({"--model", "476", "--pid", "0xC101", "--product", "Odd <one>"});
-    const JsonAnswer answer = json({"devices"});
-    EXPECT_THAT(answer["cameras"].each("port"), ElementsAre("\\\\.\\Usbscan1000"));
-    EXPECT_THAT(answer["cameras"].each("id"), ElementsAre("VID_5AF1&PID_C101"));
-    EXPECT_THAT(answer["cameras"].items[0]["troubles"].each("kind"), ElementsAre("unknown"));
-    EXPECT_THAT(zlkcam({"devices"}).output,
-                testing::AllOf(HasSubstr("On USB: Odd <one>"), HasSubstr("zlkcam adopt")));
-    camera.tell("unplug");
-    EXPECT_THAT(json({"devices"})["cameras"].items, testing::IsEmpty());
 }
 
 }  // namespace

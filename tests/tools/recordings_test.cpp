@@ -12,8 +12,6 @@
 namespace zlk::test {
 namespace {
 
-namespace fs = std::filesystem;
-
 const std::map<std::string, std::size_t> files{{"full.jpg", 500},
                                                {"one.jpg", 700},
                                                {"Zürich.jpg", 3000},
@@ -28,12 +26,10 @@ TEST(Recordings, areListedAndUnloadedByteForByte) {
         SCOPED_TRACE(entry.path());
         VirtualCamera camera({"--replay", entry.path()});
         zlkcam({"adopt", "--yes"});
-        const JsonAnswer list = json({"list"});
-        EXPECT_EQ(list.status, 0) << list.error;
+        const JsonAnswer list = expectJson(0, {"list"});
         EXPECT_EQ(list["files"].items.size(), files.size());
         const fs::path target = newFolder();
-        const ProgramResult unloaded = zlkcam({"unload", "--flat", target});
-        EXPECT_EQ(unloaded.status, 0) << unloaded.error;
+        const ProgramResult unloaded = expectZlkcam(0, {"unload", "--flat", target});
         for (const auto& [name, size] : files) {
             const std::vector<std::uint8_t> bytes = randomBytes(size, size);
             EXPECT_TRUE(readFile(target / name) == std::string(bytes.begin(), bytes.end())) << name;

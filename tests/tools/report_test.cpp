@@ -2,8 +2,6 @@
 // and holds.
 
 #include <gmock/gmock.h>
-#include <sys/mount.h>
-#include <unistd.h>
 
 #include <thread>
 
@@ -13,7 +11,6 @@
 namespace zlk::test {
 namespace {
 
-namespace fs = std::filesystem;
 using testing::AllOf;
 using testing::HasSubstr;
 using testing::Not;
@@ -37,12 +34,6 @@ std::string pageIn(const fs::path& folder) {
     const ProgramResult checked = runProgram({"xmllint", "--noout", "--nonet", pages.front()});
     EXPECT_EQ(checked.status, 0) << checked.error;
     return readFile(pages.front());
-}
-
-std::size_t countIn(const std::string& page, const std::string& text) {
-    std::size_t count = 0;
-    for (std::size_t at = page.find(text); at != page.npos; at = page.find(text, at + 1)) ++count;
-    return count;
 }
 
 TEST_F(Report, showsEachFileOnceWithItsThumbnailAndTakesNoNameForMarkup) {
@@ -90,21 +81,18 @@ TEST_F(Report, showsEachFileOnceWithItsThumbnailAndTakesNoNameForMarkup) {
     EXPECT_EQ(countIn(page, manifest.filename()), 1u);
 
     // Nobody takes it for a new picture.
-    const JsonAnswer checked = json({"check", first});
-    EXPECT_EQ(checked.status, 0) << checked.error;
+    const JsonAnswer checked = expectJson(0, {"check", first});
     EXPECT_TRUE(checked["new"].items.empty());
 }
 
 TEST_F(Report, namesWhatFailedBeforeAllElseAndReplacesNothing) {
-    if (geteuid() != 0) GTEST_SKIP() << "needs the right to mount";
     const fs::path small = target / "small", other = target / "other";
-    fs::create_directory(small);
-    ASSERT_EQ(mount("tmpfs", small.c_str(), "tmpfs", 0, "size=1m"), 0);
+    const SmallDisk disk(small, "1m");
+    if (!disk) GTEST_SKIP() << "needs the right to mount";
     addFile("DCIM/A.JPG", bytesOf(100'000, 1));
     addFile("DCIM/LARGE.JPG", bytesOf(2'000'000, 2));
     addFile("DCIM/NEXT.JPG", bytesOf(100'000, 3));
-    const JsonAnswer result = json({"unload", "--delete", "--report", "E:", other, small});
-    EXPECT_EQ(result.status, 6) << result.error;
+    const JsonAnswer result = expectJson(6, {"unload", "--delete", "--report", "E:", other, small});
     const std::string page = pageIn(other);
     EXPECT_THAT(
         page, AllOf(HasSubstr("verdict bad"), HasSubstr("What went wrong"),
@@ -115,7 +103,6 @@ TEST_F(Report, namesWhatFailedBeforeAllElseAndReplacesNothing) {
     EXPECT_THAT(zlkcam({"unload", "E:", other, small}).output,
                 AllOf(HasSubstr("1 file not copied to every folder."),
                       Not(HasSubstr("on the device only"))));
-    umount2(small.c_str(), MNT_DETACH);
 
     ASSERT_EQ(zlkcam({"unload", "--report", "E:", target / "again"}).status, 0);
     const std::string first = pageIn(target / "again");
@@ -126,20 +113,16 @@ TEST_F(Report, namesWhatFailedBeforeAllElseAndReplacesNothing) {
 }
 
 TEST_F(Report, saysThatTheDiskIsFullDeletesNothingAndLeavesNoTorso) {
-    if (geteuid() != 0) GTEST_SKIP() << "needs the right to mount";
-    const fs::path small = target / "small";
-    fs::create_directory(small);
-    ASSERT_EQ(mount("tmpfs", small.c_str(), "tmpfs", 0, "size=2m"), 0);
     // All of it has room with its manifest, and a page of its thumbnails hasn't.
     addPictures();
     fs::remove_all(card / "DCIM/101CAM");
     std::uintmax_t bytes = 0;
     for (const auto& entry : fs::recursive_directory_iterator(card))
         if (entry.is_regular_file()) bytes += (entry.file_size() + 4095) / 4096 * 4096;
-    const std::string size = "size=" + std::to_string(bytes + 64'000);
-    ASSERT_EQ(mount("tmpfs", small.c_str(), "tmpfs", MS_REMOUNT, size.c_str()), 0);
-    const JsonAnswer result = json({"unload", "--delete", "--report", "E:", small});
-    EXPECT_EQ(result.status, 6) << result.error;
+    const fs::path small = target / "small";
+    const SmallDisk disk(small, std::to_string(bytes + 64'000));
+    if (!disk) GTEST_SKIP() << "needs the right to mount";
+    const JsonAnswer result = expectJson(6, {"unload", "--delete", "--report", "E:", small});
     EXPECT_THAT(result.error, HasSubstr(".html can't be written: No space left"));
     EXPECT_THAT(result["files"].each("proved"), testing::Each("true"));
     EXPECT_THAT(result["files"].each("deleted"), testing::Each("false"));
@@ -148,7 +131,6 @@ TEST_F(Report, saysThatTheDiskIsFullDeletesNothingAndLeavesNoTorso) {
     for (const auto& entry : fs::directory_iterator(small))
         EXPECT_THAT(entry.path().filename().string(),
                     AllOf(Not(HasSubstr(".html")), Not(testing::StartsWith(".zlkcam-"))));
-    umount2(small.c_str(), MNT_DETACH);
 }
 
 TEST(ReportOfACamera, isWholeThoughTheCameraIsPulledOrSilentWhileThumbnailsAreMade) {
@@ -159,8 +141,7 @@ TEST(ReportOfACamera, isWholeThoughTheCameraIsPulledOrSilentWhileThumbnailsAreMa
     fs::remove_all(storage / "MISC");
     VirtualCamera camera({"--vid", "0x5AF1", "--pid", "0x7C37", "--storage", storage});
     camera.tell("fault unplug phase=data op=0x100A at=100");
-    const JsonAnswer pulled = json({"unload", "--verify", "--report", target / "pulled"});
-    EXPECT_EQ(pulled.status, 0) << pulled.error;
+    const JsonAnswer pulled = expectJson(0, {"unload", "--verify", "--report", target / "pulled"});
     EXPECT_EQ(countIn(pageIn(target / "pulled"), "<figure"), 4u);
     camera.tell("faults clear");
     camera.tell("plug");
@@ -168,12 +149,7 @@ TEST(ReportOfACamera, isWholeThoughTheCameraIsPulledOrSilentWhileThumbnailsAreMa
     camera.tell("fault silence phase=command op=0x100A");
     RunningZlkCam client({"unload", "--delete", "--report", target / "silent"});
     while (!fs::exists(target / "silent/ascmhl/ascmhl_chain.xml")) std::this_thread::yield();
-    std::this_thread::sleep_for(500ms);
-    client.signal(SIGINT);
-    const auto start = std::chrono::steady_clock::now();
-    const JsonAnswer result = client.wait();
-    EXPECT_LT(std::chrono::steady_clock::now() - start, 1s);
-    EXPECT_EQ(result.status, 130);
+    const JsonAnswer result = client.expectStop(500ms);
     EXPECT_THAT(result["files"].each("outcome"), testing::Each("copied"));
     EXPECT_THAT(result["files"].each("deleted"), testing::Each("false"));
     EXPECT_EQ(countIn(pageIn(target / "silent"), "<figure"), 4u);

@@ -2,7 +2,6 @@
 
 #include <gmock/gmock.h>
 
-#include <chrono>
 #include <thread>
 
 #include "ZlkCamTr.h"
@@ -20,25 +19,11 @@ using namespace std::chrono_literals;
 
 class Stop : public CardTest {};
 
-/// Lets it come to where it waits, and no further.
-JsonAnswer stopped(RunningZlkCam& client, std::chrono::milliseconds after) {
-    std::this_thread::sleep_for(after);
-    client.signal(SIGINT);
-    const auto start = std::chrono::steady_clock::now();
-    JsonAnswer result = client.wait();
-    EXPECT_LT(std::chrono::steady_clock::now() - start, std::chrono::milliseconds(1000));
-    EXPECT_EQ(result.status, 130);
-    EXPECT_EQ(result["error"]["status"].text, "130");
-    return result;
-}
-
 TEST_F(Stop, endsTheWaitForACardThatSettles) {
-    for (const char* const command : {"unload", "list", "thumbs"}) {
-        SCOPED_TRACE(command);
-        std::vector<std::string> words{command, "E:"};
-        if (words[0] != "list") words.push_back(target);
-        RunningZlkCam client(words);
-        stopped(client, 700ms);
+    for (const Words& words :
+         {Words{"unload", "E:", target}, {"list", "E:"}, {"thumbs", "E:", target}}) {
+        SCOPED_TRACE(words[0]);
+        RunningZlkCam(words).expectStop(700ms);
     }
     addFile("A.JPG", "a");
     EXPECT_EQ(zlkcam({"unload", "E:", target}).status, 0) << "the claim is free again";
@@ -51,8 +36,8 @@ TEST_F(Stop, endsTheWaitForAFileThatSomebodyHasOpen) {
                                         OPEN_EXISTING, FILE_ATTRIBUTE_NORMAL, nullptr));
     ASSERT_TRUE(open);
     RunningZlkCam client({"unload", "E:", target});
-    while (!std::filesystem::exists(target / "A.JPG")) std::this_thread::yield();
-    const JsonAnswer result = stopped(client, 700ms);
+    while (!fs::exists(target / "A.JPG")) std::this_thread::yield();
+    const JsonAnswer result = client.expectStop(700ms);
     EXPECT_THAT(result["files"].each("outcome"), ElementsAre("copied", "failed"));
     EXPECT_EQ(torsos(), 0u);
 }
@@ -61,16 +46,14 @@ TEST(StopOfACamera, endsTheWaitForOneThatIsSilent) {
     ASSERT_GE(registerModules(), 1);
     VirtualCamera camera({"--vid", "0x5AF1", "--pid", "0x7C37", "--storage", newFolder()});
     camera.tell("add random=1000 name=A.JPG");
-    const std::filesystem::path target = newFolder();
+    const fs::path target = newFolder();
     for (const char* const silence : {"op=0x1007", "op=0x1009", "op=0x100B"}) {
         SCOPED_TRACE(silence);
         camera.tell(std::string("fault silence phase=command ") + silence);
-        RunningZlkCam client({"unload", "--delete", target / silence});
-        stopped(client, 1500ms);
+        RunningZlkCam({"unload", "--delete", target / silence}).expectStop(1500ms);
         camera.tell("faults clear");
     }
-    const ProgramResult after = zlkcam({"unload", "--delete", target});
-    EXPECT_EQ(after.status, 0) << after.error;
+    expectZlkcam(0, {"unload", "--delete", target});
 }
 
 }  // namespace

@@ -58,9 +58,7 @@ TEST(Trace, showsTheLinesOfAllProcessesAndSwitchesOffAtItsEnd) {
     ASSERT_EQ(second.hear(), "ready");
     RunningZlkCam viewer({"trace"});
     control.waitUntilEnabled();
-    const JsonAnswer refused = json({"trace"});
-    EXPECT_EQ(refused.status, 16);
-    EXPECT_EQ(refused["error"]["status"].text, "16");
+    expectJson(16, {"trace"});
 
     first.say("go");
     second.say("go");
@@ -68,8 +66,7 @@ TEST(Trace, showsTheLinesOfAllProcessesAndSwitchesOffAtItsEnd) {
     ASSERT_EQ(second.hear(), "done");
     ASSERT_TRUE(control.enabled());
     viewer.signal(SIGINT);
-    const JsonAnswer result = viewer.wait();
-    EXPECT_EQ(result.status, 0);
+    const JsonAnswer result = viewer.expectEnd(0);
     EXPECT_FALSE(control.enabled());
     // Each line once, in its writer's order, whatever the other one wrote meanwhile.
     for (const std::string name : {"first", "second"}) {
@@ -83,7 +80,7 @@ TEST(Trace, showsTheLinesOfAllProcessesAndSwitchesOffAtItsEnd) {
     RunningZlkCam next({"trace"});
     control.waitUntilEnabled();
     next.signal(SIGTERM);
-    EXPECT_EQ(next.wait().status, 0);
+    next.expectEnd(0);
     EXPECT_FALSE(control.enabled());
 }
 
@@ -99,8 +96,7 @@ TEST(Trace, survivesAPeerThatWritesNonsenseIntoTheControlBlock) {
     }
     writeLines("after", 3);
     viewer.signal(SIGINT);
-    const JsonAnswer result = viewer.wait();
-    EXPECT_EQ(result.status, 0);
+    const JsonAnswer result = viewer.expectEnd(0);
     EXPECT_THAT(result["records"].each("message"), testing::Contains(splitLine("after", 2)));
 }
 
@@ -116,7 +112,7 @@ TEST(Trace, aKilledViewerLeavesTheWayFree) {
     while (control.fields[1] != 0) std::this_thread::yield();
     control.waitUntilEnabled();
     viewer.signal(SIGHUP);
-    EXPECT_EQ(viewer.wait().status, 0);
+    viewer.expectEnd(0);
     EXPECT_FALSE(control.enabled());
 }
 

@@ -3,7 +3,6 @@
 #include <fcntl.h>
 #include <gmock/gmock.h>
 #include <sys/file.h>
-#include <sys/mount.h>
 #include <unistd.h>
 
 #include <algorithm>
@@ -15,14 +14,14 @@
 namespace zlk::test {
 namespace {
 
-namespace fs = std::filesystem;
 using testing::ElementsAre;
 using testing::HasSubstr;
 
 class UnloadSteps : public CardTest {};
 
-/// Waits until a run has noted down a file that it has copied.
-void waitForJournal(const fs::path& folder) {
+/// Kills a run as soon as it has noted down a file that it has copied.
+void unloadAndBeKilled(const fs::path& folder) {
+    const RunningZlkCam killed({"unload", "E:", folder});
     for (;; std::this_thread::yield())
         for (const fs::path& file : hiddenCopies(folder)) {
             std::error_code none;
@@ -34,11 +33,7 @@ TEST_F(UnloadSteps, goesOnWhereAKilledRunStoppedAndLeavesNothingOfIt) {
     addFile("A.JPG", bytesOf(100'000, 1));
     addHole("B.MOV", 300 << 20);
     addFile("C.JPG", "c");
-    {
-        RunningZlkCam killed({"unload", "E:", target});
-        waitForJournal(target);
-        killed.signal(SIGKILL);
-    }
+    unloadAndBeKilled(target);
     EXPECT_GE(torsos(), 1u);
     // A run that lives holds its folder locked.
     const fs::path living = target / ".zlkcam-01234567", foreign = target / ".zlkcam-of-mine";
@@ -67,17 +62,12 @@ TEST_F(UnloadSteps, goesOnWhereAKilledRunStoppedAndLeavesNothingOfIt) {
 TEST_F(UnloadSteps, deletesNothingThatAKilledRunCopiedAndTheCardHasOtherwiseNow) {
     const fs::path picture = addFile("A.JPG", bytesOf(100'000, 1));
     addHole("B.MOV", 300 << 20);
-    {
-        RunningZlkCam killed({"unload", "E:", target});
-        waitForJournal(target);
-        killed.signal(SIGKILL);
-    }
+    unloadAndBeKilled(target);
     const auto time = fs::last_write_time(picture);
     writeFile(picture, bytesOf(100'000, 2));
     fs::last_write_time(picture, time);
     fs::remove(card / "B.MOV");
-    const JsonAnswer result = json({"unload", "--delete", "E:", target});
-    EXPECT_EQ(result.status, 11) << result.error;
+    const JsonAnswer result = expectJson(11, {"unload", "--delete", "E:", target});
     EXPECT_EQ(readFile(picture), bytesOf(100'000, 2));
     // It is another picture, as the next run finds.
     EXPECT_EQ(json({"unload", "--delete", "E:", target}).status, 0);
@@ -85,14 +75,12 @@ TEST_F(UnloadSteps, deletesNothingThatAKilledRunCopiedAndTheCardHasOtherwiseNow)
 }
 
 TEST_F(UnloadSteps, readsEachFileOnceForAllFoldersAndGoesOnWithoutOneThatFails) {
-    if (geteuid() != 0) GTEST_SKIP() << "needs the right to mount";
-    const fs::path small = target / "small", other = target / "other", third = target / "third";
-    fs::create_directory(small);
-    ASSERT_EQ(mount("tmpfs", small.c_str(), "tmpfs", 0, "size=1m"), 0);
+    const fs::path small = newFolder(), other = target / "other", third = target / "third";
+    const SmallDisk disk(small, "1m");
+    if (!disk) GTEST_SKIP() << "needs the right to mount";
     for (int i = 0; i < 4; ++i)
         addFile("DCIM/" + std::to_string(i) + ".JPG", bytesOf(400'000, static_cast<unsigned>(i)));
-    const JsonAnswer result = json({"unload", "--delete", "E:", other, small, third});
-    EXPECT_EQ(result.status, 6) << result.error;
+    const JsonAnswer result = expectJson(6, {"unload", "--delete", "E:", other, small, third});
     EXPECT_THAT(result.error, HasSubstr(small.string()));
     for (int i = 0; i < 4; ++i) {
         const std::string name = "DCIM/" + std::to_string(i) + ".JPG";
@@ -102,11 +90,9 @@ TEST_F(UnloadSteps, readsEachFileOnceForAllFoldersAndGoesOnWithoutOneThatFails) 
     EXPECT_THAT(result["files"].each("deleted"), testing::Each("false"));
     for (const Json& file : result["files"].items)
         EXPECT_EQ(file["copies"].each("proved")[0], "true");
-    umount2(small.c_str(), MNT_DETACH);
     EXPECT_EQ(torsos(), 0u);
 
-    const JsonAnswer both = json({"unload", "--delete", "E:", other, third});
-    EXPECT_EQ(both.status, 0) << both.error;
+    const JsonAnswer both = expectJson(0, {"unload", "--delete", "E:", other, third});
     EXPECT_THAT(both["files"].each("deleted"), testing::Each("true"));
 }
 
@@ -146,8 +132,8 @@ TEST_F(UnloadSteps, putsFilesWhereTheTemplateSaysAndKeepsAShotTogether) {
     addFile("DCIM/100CAM/CLIP.MOV", bytesOf(3000, 3));
     fs::create_directories(target / "100CAM");
     writeFile(target / "100CAM/IMG_1.CR2", "another one");
-    const JsonAnswer plan = json({"unload", "--dry-run", "--to", "{folder}/{name}", "E:", target});
-    EXPECT_EQ(plan.status, 0) << plan.error;
+    const JsonAnswer plan =
+        expectJson(0, {"unload", "--dry-run", "--to", "{folder}/{name}", "E:", target});
     EXPECT_THAT(plan["plan"].items, testing::SizeIs(3));
     EXPECT_EQ(copiesIn(target).size(), 1u);
     EXPECT_EQ(torsos(), 0u);
@@ -166,8 +152,7 @@ TEST_F(UnloadSteps, streamsAnObjectForEachEventAndEndsWithTheAnswer) {
     addFile("A.JPG", bytesOf(1000, 1));
     addFile("B.JPG", bytesOf(1000, 2));
     const ProgramResult result =
-        zlkcam({"--json", "unload", "--progress", "--verify=copies", "E:", target});
-    EXPECT_EQ(result.status, 0) << result.error;
+        expectZlkcam(0, {"--json", "unload", "--progress", "--verify=copies", "E:", target});
     std::istringstream lines(result.output);
     std::vector<Json> events;
     for (std::string line; std::getline(lines, line);) events.push_back(Json::parse(line));

@@ -138,6 +138,7 @@ TEST_F(CameraTest, BendsItsAnswersAsFaultsSay) {
     } cases[]{
         {"glue", false, {data + ok}},
         {"split-header", false, {data.substr(0, 24), "50", ok}},
+        {"short at=0", false, {data.substr(0, 24), ok}},
         {"stall", false, {"stalled"}},
         {"stall phase=after", false, {data, ok, "stalled"}},
         {"silence", false, {data, "..."}},
@@ -151,6 +152,7 @@ TEST_F(CameraTest, BendsItsAnswersAsFaultsSay) {
         {"array-count", false, {data.substr(0, 24) + "ff", ok}},
         {"no-zero-packet", true, {full + ok}},
         {"extra-zero-packet", true, {full, "", ok}},
+        {"stall at=50%", true, {"stalled"}},
         {"stall at=100%", true, {full, "stalled"}},
     };
     for (const auto& [fault, fillsPacket, transfers] : cases) {
