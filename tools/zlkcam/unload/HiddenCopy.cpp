@@ -6,8 +6,12 @@
 
 #include <cerrno>
 #include <cstdio>
+#include <map>
+#include <utility>
+#include <vector>
 
 #include "tools/zlkcam/FileSystem.h"
+#include "tools/zlkcam/unload/FileIdentity.h"
 #include "tools/zlkcam/unload/PosixFailure.h"
 
 namespace zlk {
@@ -33,6 +37,17 @@ bool moveByLooking(int from, const std::string& name, int to, const std::string&
 
 void flushOne(const HiddenCopy& copy) {
     if (::fsync(copy.file()) != 0) throwPosix("Writing the copies through to the disk");
+}
+
+/// Waits until the bytes of files that lie on one file system are on its disk.
+void flushDisk(std::span<const HiddenCopy* const> copies) {
+    // One syncfs for all files is much faster than an fsync for each. But syncfs doesn't make every
+    // file system empty the disk's own write cache, which fsync does: so one file is flushed by
+    // fsync afterwards.
+    const bool isWhole = copies.size() > 1 && isFlushedAsAWhole(copies.front()->file()) &&
+                         ::syncfs(copies.front()->file()) == 0;
+    if (isWhole) return flushOne(*copies.back());
+    for (const HiddenCopy* const copy : copies) flushOne(*copy);
 }
 
 }  // namespace
@@ -68,14 +83,15 @@ bool HiddenCopy::moveTo(int folder, const std::string& name) {
 }
 
 void flushCopies(std::span<HiddenCopy* const> copies) {
-    if (copies.empty()) return;
-    // One syncfs for all files is much faster than an fsync for each. But syncfs doesn't make every
-    // file system empty the disk's own write cache, which fsync does: so one file is flushed by
-    // fsync afterwards.
-    const bool isWhole = copies.size() > 1 && isFlushedAsAWhole(copies.front()->file()) &&
-                         ::syncfs(copies.front()->file()) == 0;
-    if (isWhole) return flushOne(*copies.back());
-    for (const HiddenCopy* const copy : copies) flushOne(*copy);
+    // Other disks may be mounted below a destination, and a flush reaches one of them only.
+    std::map<dev_t, std::vector<const HiddenCopy*>> disks;
+    for (const HiddenCopy* const copy : copies) {
+        if (const auto identity = identityOf(copy->file()))
+            disks[identity->device].push_back(copy);
+        else
+            flushOne(*copy);
+    }
+    for (const auto& [number, together] : disks) flushDisk(together);
 }
 
 }  // namespace zlk
