@@ -59,6 +59,32 @@ TEST_F(UnloadSteps, goesOnWhereAKilledRunStoppedAndLeavesNothingOfIt) {
         EXPECT_THAT(manifest, HasSubstr(name));
 }
 
+TEST_F(UnloadSteps, copiesAgainWhatAPowerCutHasCutOff) {
+    addFile("A.JPG", bytesOf(100'000, 1));
+    addHole("B.MOV", 300 << 20);
+    unloadAndBeKilled(target);
+    fs::resize_file(target / "A.JPG", 4096);
+    expectJson(0, {"unload", "E:", target});
+    EXPECT_EQ(readFile(target / "A (2).JPG"), bytesOf(100'000, 1));
+}
+
+TEST_F(UnloadSteps, makesTheSumsThatAKilledRunWasNotAskedFor) {
+    addFile("A.JPG", bytesOf(100'000, 1));
+    addFile("B.JPG", "b");
+    addHole("C.MOV", 300 << 20);
+    unloadAndBeKilled(target);
+    fs::remove(card / "A.JPG");
+    const JsonAnswer result =
+        expectJson(0, {"unload", "--manifest", "sums", "--sum", "sha256", "E:", target});
+    EXPECT_EQ(copiesIn(target).size(), 4u) << "three files and their sums";
+    const fs::path sums = result["destinations"].each("manifest")[0];
+    EXPECT_THAT(readFile(sums), HasSubstr("A.JPG"));
+    EXPECT_EQ(
+        runProgram({"/bin/sh", "-c", "cd \"$0\" && sha256sum -c --strict \"$1\"", target, sums})
+            .status,
+        0);
+}
+
 TEST_F(UnloadSteps, deletesNothingThatAKilledRunCopiedAndTheCardHasOtherwiseNow) {
     const fs::path picture = addFile("A.JPG", bytesOf(100'000, 1));
     addHole("B.MOV", 300 << 20);

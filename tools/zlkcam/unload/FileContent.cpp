@@ -28,16 +28,28 @@ bool readBlock(int file, off_t at, std::vector<std::byte>& block) {
     return true;
 }
 
+/// Gives the whole file to an object that makes a sum. False if reading fails.
+template <class Summer>
+bool addAll(int file, Summer& summer) {
+    std::vector<std::byte> block;
+    for (off_t at = 0;; at += static_cast<off_t>(blockSize)) {
+        if (StopFlag::raised()) throw stoppedEarly();
+        if (!readBlock(file, at, block)) return false;
+        summer.add(block);
+        if (block.size() < blockSize) return true;
+    }
+}
+
 }  // namespace
 
 std::optional<ContentSum> contentSumOf(int file) {
     ContentSummer summer;
-    for (std::vector<std::byte> block;;) {
-        if (StopFlag::raised()) throw stoppedEarly();
-        if (!readBlock(file, static_cast<off_t>(summer.size()), block)) return std::nullopt;
-        summer.add(block);
-        if (block.size() < blockSize) return summer.sum();
-    }
+    return addAll(file, summer) ? std::optional(summer.sum()) : std::nullopt;
+}
+
+std::optional<Digest> digestOf(int file, DigestKind kind) {
+    Digester digester(kind);
+    return addAll(file, digester) ? std::optional(digester.digest()) : std::nullopt;
 }
 
 bool haveSameContent(int a, int b) {

@@ -7,6 +7,7 @@
 
 #include "tools/zlkcam/Text.h"
 #include "tools/zlkcam/history/Generation.h"
+#include "tools/zlkcam/unload/FileContent.h"
 
 namespace zlk {
 namespace {
@@ -77,6 +78,16 @@ bool Recorder::isThere(const std::string& file, std::uint64_t size) {
            static_cast<std::uint64_t>(status.st_size) == size;
 }
 
+bool Recorder::lacksSum(const JournalEntry& entry) const {
+    return options_.form == RecordForm::Sums && options_.sha256 && entry.sha256.empty();
+}
+
+void Recorder::addSum(JournalEntry& entry) {
+    const Descriptor copy = destination_.openFile(entry.file);
+    if (!copy) return;
+    if (const auto sum = digestOf(copy.get(), DigestKind::Sha256)) entry.sha256 = sum->text();
+}
+
 std::optional<KnownCopy> Recorder::find(const FileRecord& record, const std::string& wanted) {
     const std::string source = sourceOf(record);
     SourceState state;
@@ -112,7 +123,8 @@ std::optional<KnownCopy> Recorder::findUnfinished(const std::string& source,
         const JournalEntry& entry = copy.entry;
         // isThere also checks the size of the copy, which a power cut may have truncated.
         if (copy.isCounted || entry.size != state.size ||
-            !isSameTime(entry.modified, state.modified) || !isThere(entry.file, entry.size))
+            !isSameTime(entry.modified, state.modified) || lacksSum(entry) ||
+            !isThere(entry.file, entry.size))
             continue;
         copy.isCounted = true;
         return KnownCopy{entry.file, false, entry.sum, entry.sha256};
@@ -175,9 +187,12 @@ std::vector<HashRecord> Recorder::records(const std::vector<UnloadedFile>& files
     }
     // What killed runs have copied and this run didn't meet on the device, because the card is
     // another one, is recorded now, as its journal is going to be removed.
-    for (const auto& [source, copy] : unfinished_)
-        if (!recorded.contains(copy.entry.file) && isThere(copy.entry.file, copy.entry.size))
-            records.push_back(recordOf(copy.entry));
+    for (const auto& [source, copy] : unfinished_) {
+        JournalEntry entry = copy.entry;
+        if (recorded.contains(entry.file) || !isThere(entry.file, entry.size)) continue;
+        if (lacksSum(entry)) addSum(entry);
+        if (!lacksSum(entry)) records.push_back(recordOf(entry));
+    }
     return records;
 }
 

@@ -82,6 +82,10 @@ class Recorder {
     void listTaken();
     /// Whether the destination has a file of this size there.
     bool isThere(const std::string& file, std::uint64_t size);
+    /// Whether a sums file needs a sum that an earlier run, with other options, hasn't made.
+    bool lacksSum(const JournalEntry& entry) const;
+    /// Makes that sum from the copy, if it can be read. Throws Failure (Stopped).
+    void addSum(JournalEntry& entry);
     void addToJournal(const JournalEntry& entry);
     std::optional<KnownCopy> findUnfinished(const std::string& source, const SourceState& state);
     std::string findTaken(const std::string& source, const SourceState& state);
