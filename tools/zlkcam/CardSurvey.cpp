@@ -15,18 +15,21 @@ constexpr std::size_t longestPath = 4096;
 
 }  // namespace
 
-CardSurvey::CardSurvey(const std::u16string& root) {
+CardSurvey::CardSurvey(const std::u16string& root, const std::vector<FileRecord>& files) {
     if (root.empty()) return;
+    for (const FileRecord& file : files) listed_.insert(file.id);
     // A root has its backslash or not; paths are joined with one below.
     std::u16string top = root;
     while (top.ends_with(u'\\')) top.pop_back();
     walk(top);
+    listed_ = {};
     if (StopFlag::raised()) throw stoppedEarly();
 }
 
 void CardSurvey::walk(const std::u16string& folder) {
     if (folder.size() > longestPath) return unread_.push_back({folder, "Its path is too long"});
     std::vector<std::u16string> below;
+    bool isListed = true;
     WIN32_FIND_DATAW entry{};
     // The folder stays open while the ones below are walked, as in the component. So this runs out
     // of descriptors at the same depth, and finds out what the component's list lacks.
@@ -34,16 +37,21 @@ void CardSurvey::walk(const std::u16string& folder) {
     for (bool more = walked != nullptr; more; more = FindNextFileW(walked.get(), &entry)) {
         if (StopFlag::raised()) return;
         const std::u16string_view name = entry.cFileName;
+        std::u16string path = (folder + u'\\').append(name);
         if (entry.dwFileAttributes & FILE_ATTRIBUTE_DIRECTORY) {
-            if (name != u"." && name != u"..") below.push_back((folder + u'\\').append(name));
+            if (name != u"." && name != u"..") below.push_back(std::move(path));
         } else if (entry.dwFileAttributes & FILE_ATTRIBUTE_HIDDEN) {
             ++hiddenFiles_;
+        } else {
+            isListed = isListed && listed_.contains(path);
         }
     }
     // A walk that ends for another reason than the end of the folder was cut off.
     const DWORD error = GetLastError();
     if (error != ERROR_NO_MORE_FILES && error != ERROR_FILE_NOT_FOUND)
         unread_.push_back({folder, reasonText(error)});
+    else if (!isListed)
+        unread_.push_back({folder, "Some of its files are missing from the card's list"});
     for (const std::u16string& each : below) walk(each);
 }
 

@@ -1,13 +1,15 @@
 #pragma once
 // Finds out what the list of a card's files leaves out. The component takes a folder that it can't
-// read for empty, and skips hidden files; a user who wipes the card after a copy has to know of
-// both.
+// read for empty, also where that was so for a moment only, and skips hidden files; a user who
+// wipes the card after a copy has to know of all that.
 
 #include <optional>
 #include <string>
 #include <string_view>
+#include <unordered_set>
 #include <vector>
 
+#include "tools/zlkcam/Documents.h"
 #include "tools/zlkcam/Failure.h"
 #include "tools/zlkcam/Tool.h"
 
@@ -16,7 +18,7 @@ namespace zlk {
 /// Walks the card once, when it is constructed.
 class CardSurvey {
   public:
-    /// A folder whose entries couldn't all be read.
+    /// A folder whose entries couldn't all be read, or weren't all listed.
     struct UnreadFolder {
         std::u16string path;
         std::string reason;
@@ -25,10 +27,11 @@ class CardSurvey {
         std::string text() const;
     };
     /// Walks all folders below `root`, the root of a card's drive or share. `root` is empty for a
-    /// camera, for which there is nothing to find out. Throws Failure only after a stop.
-    explicit CardSurvey(const std::u16string& root);
+    /// camera, for which there is nothing to find out. `files` is the component's list, made
+    /// before. Throws Failure only after a stop.
+    CardSurvey(const std::u16string& root, const std::vector<FileRecord>& files);
 
-    /// Whether a file lies below a folder that couldn't be read to its end.
+    /// Whether a file lies below a folder that wasn't read or listed to its end.
     bool isUncertain(std::u16string_view path) const;
 
     /// Tells the user what isn't listed, and adds it to the JSON object that is open in
@@ -42,6 +45,7 @@ class CardSurvey {
     /// Recursive, like the component's walk.
     void walk(const std::u16string& folder);
 
+    std::unordered_set<std::u16string_view> listed_;  // ids; only valid during the walk
     std::vector<UnreadFolder> unread_;
     std::size_t hiddenFiles_ = 0;
 };

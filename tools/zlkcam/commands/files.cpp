@@ -102,7 +102,7 @@ void runList(Tool& tool, const ListOptions& options) {
     // This makes the component list only the top folder, until the device is let go.
     if (options.flatCard) session.escape(u"MSDC_NoRecursion");
     const std::vector<FileRecord> files = session.files();
-    const CardSurvey survey(options.flatCard ? u"" : cardRoot(directory, session));
+    const CardSurvey survey(options.flatCard ? u"" : cardRoot(directory, session), files);
     tool.answer.beginObject().member("contextId", session.device().contextId).key("files");
     tool.answer.beginArray();
     std::uint64_t bytes = 0;
@@ -162,7 +162,7 @@ void runThumbs(Tool& tool, const ThumbsOptions& options) {
     const PhotoSession session(directory.find(words.takeDevice(1)));
     // The list comes before the folder, so that a missing card doesn't leave an empty folder.
     const std::vector<FileRecord> files = session.files();
-    const CardSurvey survey(cardRoot(directory, session));
+    const CardSurvey survey(cardRoot(directory, session), files);
     Destination target(pathArgument(words.words.front()));
     begun = &target;
     const NameTemplate naming(options.flat ? flatTemplate : defaultTemplate);

@@ -187,7 +187,7 @@ void runUnload(Tool& tool, const Options& given) {
     warnOfTargets(tool, targets);
     if (tool.onTerminal() && !options.quiet) tool.say("Reading the list of files...");
     const std::vector<FileRecord> files = session.files();
-    const CardSurvey survey(card);
+    const CardSurvey survey(card, files);
     // The plan has to know all destinations' copies before the first file is read.
     UnloadPlan plan(files, selection, {place, root, device.name});
     for (std::size_t i = 0; i < targets.size(); ++i)

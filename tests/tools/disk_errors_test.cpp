@@ -1,0 +1,72 @@
+// What the client says where a disk fails under it. zlk-faults has one of its calls fail.
+
+#include <gmock/gmock.h>
+
+#include "tests/tools/CardTest.h"
+
+namespace zlk::test {
+namespace {
+
+class DiskErrors : public CardTest {
+  protected:
+    /// What the client answers when its n-th call of this kind below the folder fails.
+    struct Answer {
+        int status;
+        std::string output;
+        std::string hit;  ///< the call that failed; empty if there was no n-th one
+    };
+    static Answer withError(const fs::path& below, const std::string& kind, int nth,
+                            const Words& words) {
+        const fs::path report = newFolder() / "report";
+        Words command{programFolder() / "zlk-faults",
+                      "--below",
+                      below,
+                      "--report",
+                      report,
+                      "--kind",
+                      kind,
+                      "--nth",
+                      std::to_string(nth),
+                      "--fault",
+                      "EIO",
+                      "--",
+                      programFolder() / "zlkcam",
+                      "--json"};
+        command.insert(command.end(), words.begin(), words.end());
+        const ProgramResult result = runProgram(command);
+        if (result.status == 77) return {77, {}, {}};
+        return {result.status, result.output, Json::parse(readFile(report))["hit"].text};
+    }
+};
+
+TEST_F(DiskErrors, aFolderThatIsReadInPartIsNamed) {
+    addFile("DCIM/A.JPG", "a");
+    addFile("DCIM/B.JPG", "b");
+    for (int nth = 1;; ++nth) {
+        const Answer answer = withError(card, "list", nth, {"list", "E:"});
+        if (answer.status == 77) GTEST_SKIP() << "The kernel doesn't let its calls be asked about.";
+        if (answer.hit.empty()) {
+            EXPECT_GT(nth, 4) << "two folders, each read to its end";
+            break;
+        }
+        EXPECT_EQ(answer.status, 4) << nth << ' ' << answer.hit << answer.output;
+    }
+}
+
+TEST_F(DiskErrors, noCopyCountsAsProvedThatTheDiskDoesNotGiveBack) {
+    addFile("A.JPG", bytesOf(300'000, 1));
+    for (int nth = 1;; ++nth) {
+        const fs::path copies = newFolder();
+        const Answer answer =
+            withError(copies, "read", nth, {"unload", "--verify=copies", "E:", copies});
+        if (answer.status == 77) GTEST_SKIP() << "The kernel doesn't let its calls be asked about.";
+        if (answer.hit.empty()) {
+            EXPECT_GT(nth, 1) << "a proof that reads nothing";
+            break;
+        }
+        EXPECT_NE(answer.status, 0) << nth << ' ' << answer.hit << answer.output;
+    }
+}
+
+}  // namespace
+}  // namespace zlk::test
