@@ -102,6 +102,8 @@ TEST_F(CardListing, AStopEndsEveryLevelOfTheWalk) {
     EXPECT_EQ(idsListed().size(), 2u);
     EXPECT_THAT(reports.percents, ElementsAre(0, 1, 100));
     EXPECT_EQ(FastClock::pauses.size(), 1u);
+    reports.stopAt = 0;
+    EXPECT_EQ(idsListed().size(), 7u) << "a stop counts for one listing";
 }
 
 TEST_F(CardListing, KeepsWhatWasFoundWhenTheCardIsPulled) {

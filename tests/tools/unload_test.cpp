@@ -237,6 +237,17 @@ JsonAnswer stopped(RunningZlkCam& client) {
     return client.expectEnd(130);
 }
 
+TEST_F(Unload, aFileThatChangesWhileItIsCopiedFails) {
+    addHole("B.MOV", 1ull << 30);
+    RunningZlkCam client({"unload", target});
+    freezeInside(client, target, "-B.MOV.part");
+    fs::last_write_time(card / "B.MOV", fs::file_time_type::clock::now() + std::chrono::hours(1));
+    client.signal(SIGCONT);
+    const JsonAnswer result = client.expectEnd(4);
+    EXPECT_THAT(errorOf(result, "B.MOV"), HasSubstr("changed while it was copied"));
+    EXPECT_TRUE(fs::is_empty(target));
+}
+
 TEST_F(Unload, aStopRemovesTheHalfFileAndNamesIt) {
     addFile("A.JPG", "whole");
     addHole("B.MOV", 1ull << 30);

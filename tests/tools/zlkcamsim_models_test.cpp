@@ -83,6 +83,14 @@ TEST_F(CameraTest, BelievesATesterWhateverHeMakes) {
     EXPECT_TRUE(ask("10000000 0100 0810 05000000 05000000").ends_with("0242000000000000"));
 }
 
+TEST_F(CameraTest, DeletesAFolderAndAllThatLiesInItAtOnce) {
+    openSession();
+    const std::string folder = tell("add random=0 name=D format=0x3001").substr(3);
+    tell("add random=3 name=A parent=" + folder);
+    EXPECT_EQ(ask("14000000 0100 0b10 01000000 ffffffff 00000000"), "0c0000000300012001000000");
+    EXPECT_THAT(camera->store().objects(), IsEmpty());
+}
+
 TEST_F(CameraTest, OfModel476HasWhatItDeletesUntilItsEventIsFetched) {
     const std::string count = "18000000 0100 0610 ", everywhere = " ffffffff 00000000 00000000";
     const auto counted = [](const std::string& id, const std::string& objects) {

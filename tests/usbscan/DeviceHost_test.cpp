@@ -53,12 +53,13 @@ class QuietDevice final : public UsbDevice {
         loop_.post([done = std::exchange(write_, nullptr)] { done(UsbStatus::Cancelled); });
     }
     void control(const UsbRequest& request, DoneWithBytes done) override {
-        constexpr std::uint8_t cancel = 0x64, reset = 0x66, status = 0x67;
+        constexpr std::uint8_t cancel = 0x64, reset = 0x66, status = 0x67, descriptor = 0x06;
         if (request.request == cancel) ++cancels;
         if (request.request == reset) busy_ = false;
         if (request.request == status) ++questions;
         const bool refused = request.request == cancel && cancels > 1;
         std::vector<std::byte> answer;
+        if (request.request == descriptor) return void(asked = std::move(done));
         if (request.request == status)
             for (const int byte : {4, 0, busy_ ? 0x19 : 0x01, 0x20})
                 answer.push_back(std::byte(byte));
@@ -74,6 +75,7 @@ class QuietDevice final : public UsbDevice {
 
     Listener* listener = nullptr;
     DoneWithBytes interrupt;
+    DoneWithBytes asked;  // for a descriptor
     bool takesCommands = true;
     int writes = 0, cancels, resets = 0, questions = 0;
 
@@ -144,6 +146,36 @@ TEST_F(DeviceHostTest, givesAnEventOnceToWhoeverIsStillThere) {
     loop.settle();
     there.read();
     EXPECT_EQ(there.count(MessageKind::Event), 1);
+}
+
+TEST_F(DeviceHostTest, givesNobodyTheAnswerToAClientThatWentMeanwhile) {
+    HostClient other = connectTo(host);
+    const auto ask = [](const HostClient& asker, std::uint32_t number) {
+        const struct {
+            ControlRequest request;
+            USBSCAN_GET_DESCRIPTOR wanted;
+        } question{{IOCTL_GET_USB_DESCRIPTOR, 255, number}, {1, 0, 0}};
+        asker.say(MessageKind::Control,
+                  std::as_bytes(std::span(&question, 1))
+                      .first(sizeof question.request + sizeof question.wanted));
+    };
+    ask(client, 1);
+    loop.settle();
+    ask(other, 2);
+    client.close();
+    loop.settle();
+    for (const std::byte number : {std::byte{1}, std::byte{2}}) {
+        ASSERT_TRUE(device->asked);
+        const std::vector<std::byte> answer(18, number);
+        std::exchange(device->asked, nullptr)(UsbStatus::Done, answer);
+        loop.settle();
+    }
+    other.read();
+    ASSERT_EQ(other.count(MessageKind::ControlDone), 1);
+    const std::vector<std::byte>& answer = other.heard.back().bytes;
+    ASSERT_EQ(answer.size(), sizeof(ControlAnswer) + 18);
+    EXPECT_EQ(answer[0], std::byte{2}) << "the question's number";
+    EXPECT_EQ(answer.back(), std::byte{2}) << "what the device answered to it";
 }
 
 /// Another client has sent a command before. What the first one sends is seen before its end.

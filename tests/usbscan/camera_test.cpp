@@ -1,5 +1,8 @@
 // Whole operations on a virtual camera, over the road that real ones take, on both families.
 
+#include <sys/time.h>
+
+#include <csignal>
 #include <memory>
 #include <thread>
 
@@ -65,6 +68,23 @@ TEST_P(EitherFamily, areGoneWhenUnpluggedAndThereAgainWithoutANewClaim) {
     again->openSession();
     EXPECT_EQ(again->getStorageIDs().size(), 1u);
     camera.expectNoViolations();
+}
+
+TEST(Camera, takesAnObjectWholeAlsoWhereSignalsInterruptTheWriter) {
+    Camera camera;
+    JoinedCamera engine;
+    const auto whole = randomBytes(20'000'000, 7);
+    struct sigaction interrupting {
+    }, before{};
+    interrupting.sa_handler = [](int) {};
+    ::sigaction(SIGALRM, &interrupting, &before);
+    const itimerval often{{0, 500}, {0, 500}}, never{};
+    ::setitimer(ITIMER_REAL, &often, nullptr);
+    sendObject(engine, whole);
+    ::setitimer(ITIMER_REAL, &never, nullptr);
+    ::sigaction(SIGALRM, &before, nullptr);
+    const std::uint32_t handle = engine.getObjectHandles(0xFFFFFFFF, 0, 0).back();
+    EXPECT_TRUE(objectOf(engine, handle, 20'000'000) == whole);
 }
 
 TEST(Camera, deliversEventsWhileAnotherThreadTransfers) {
