@@ -8,7 +8,6 @@
 
 #include <filesystem>
 
-#include "platform/diagnostics.h"
 #include "platform/named_objects.h"
 #include "tests/platform/registry_support.h"
 #include "tests/support/ChildProcess.h"
@@ -33,12 +32,6 @@ namespace {
 namespace fs = std::filesystem;
 using testing::AllOf;
 using testing::HasSubstr;
-
-std::u16string lines;  // of the platform's diagnostics
-
-void keepLine(const char*, const WCHAR* line) {
-    lines.append(line).append(u" ");
-}
 
 // Arguments: the folder to stand in, then NAME=VALUE for the environment; DATABASE= is for the home
 // of the user database. Says what making a key gives, and again after a change of the folder; then
@@ -68,7 +61,7 @@ ZLK_CHILD(makesItsMachine) {
     const RegistryKey key = openKey(HKEY_LOCAL_MACHINE, scene, KEY_ALL_ACCESS);
     child.say(text(key.get(), u"kept"));
     setText(key.get(), u"kept", u"this");
-    child.say(utf8Text(lines));
+    child.say(said);
     child.hear();
     return 0;
 }
@@ -176,7 +169,7 @@ TEST(MachineRoot, LeavesAnEarlierOneOfOthersAlone) {
     if (::geteuid() != 0) GTEST_SKIP() << "only root can be another user";
     const fs::path folder = newFolder(), earlier = folder / "x/zlkcamtr";
     Maker(folder, {"ZLK_MACHINE=" + earlier.string()}).end();
-    ASSERT_EQ(::chown(earlier.c_str(), 65534, 0), 0);
+    ASSERT_EQ(::chown(earlier.c_str(), somebodyElse, 0), 0);
     const Maker now(folder, {"XDG_DATA_HOME=%/x", "DATABASE=%/h"});
     EXPECT_EQ(now.said, "");
     EXPECT_TRUE(fs::exists(earlier / "registry.db"));
@@ -188,7 +181,7 @@ TEST(MachineRoot, OfAGroupIsTheAdministratorsAndSharedWithNobodyElse) {
         mode_t mode;
         uid_t owner;
         const char* result;
-    } cases[] = {{02770, 0, "0"}, {0770, 0, "5"}, {02777, 0, "5"}, {02770, 65534, "5"}};
+    } cases[] = {{02770, 0, "0"}, {0770, 0, "5"}, {02777, 0, "5"}, {02770, somebodyElse, "5"}};
     for (const auto& each : cases) {
         const fs::path root = newFolder();
         ASSERT_EQ(::chown(root.c_str(), each.owner, 4321), 0);

@@ -7,11 +7,10 @@
 
 #include "platform/clock.h"
 #include "platform/component_object.h"
-#include "platform/modules.h"
 #include "tests/platform/modules/TestInterfaces.h"
 #include "tests/platform/registry_support.h"
 #include "tests/support/ChildProcess.h"
-#include "tests/support/TestMachine.h"
+#include "tests/support/Modules.h"
 
 namespace zlk::test {
 namespace {
@@ -19,33 +18,15 @@ namespace {
 namespace fs = std::filesystem;
 
 const fs::path testModules = programFolder().parent_path() / "lib/test_modules";
+const fs::path first = testModules / "first.so", second = testModules / "second.so";
 
-/// Calls one of the two registration entry points of a module.
-HRESULT registration(const fs::path& path, const char* entry) {
-    const HMODULE module = LoadLibraryW(pathText(path).c_str());
-    const auto run = reinterpret_cast<HRESULT (*)()>(GetProcAddress(module, entry));
-    const HRESULT result = run ? run() : E_FAIL;
-    FreeLibrary(module);
-    return result;
-}
-
-std::u16string idText(const GUID& id) {
-    WCHAR buffer[40];
-    EXPECT_EQ(StringFromGUID2(id, buffer, 40), 39);
-    return buffer;
+HRESULT registerModule(const fs::path& path) {
+    return LoadedModule(path).call("DllRegisterServer");
 }
 
 std::string nameOf(INamed* object) {
     Bstr name;
     return SUCCEEDED(object->get_Name(name.out())) ? utf8Text(name.view()) : "-";
-}
-
-template <class Interface>
-ComPtr<Interface> as(IUnknown* object) {
-    ComPtr<Interface> pointer;
-    EXPECT_EQ(object->QueryInterface(iidOf<Interface>, reinterpret_cast<void**>(pointer.out())),
-              S_OK);
-    return pointer;
 }
 
 /// The name that a new object of a class gives; its failure as a number.
@@ -55,17 +36,9 @@ std::string newName(const GUID& clsid) {
     return SUCCEEDED(result) ? nameOf(object.get()) : std::to_string(result);
 }
 
-class Components : public ::testing::Test {
-  protected:
-    Components() { EXPECT_EQ(registration(testModules / "first.so", "DllRegisterServer"), S_OK); }
+struct Components : testing::Test {
+    Components() { EXPECT_EQ(registerModule(first), S_OK); }
     ~Components() override { CoFreeUnusedLibraries(); }
-
-    static bool isLoaded() {
-        const HMODULE module = LoadLibraryW(pathText(testModules / "first.so").c_str());
-        void* const entry = GetProcAddress(module, "DllCanUnloadNow");
-        FreeLibrary(module);
-        return moduleFromAddress(entry) != nullptr;
-    }
 };
 
 TEST(Bstr, CountsItsUnitsInFrontAndEndsInAZero) {
@@ -150,7 +123,7 @@ TEST_F(Components, FailAsTheirRegistrationDoes) {
         {std::u16string(100'000, u'x'), REGDB_E_CLASSNOTREG},
         {pathText(testModules), CO_E_DLLNOTFOUND},
         {pathText(testModules / "no_classes.so"), CO_E_ERRORINDLL},
-        {pathText(testModules / "first.so"), CLASS_E_CLASSNOTAVAILABLE},
+        {pathText(first), CLASS_E_CLASSNOTAVAILABLE},
     };
     const GUID id{0xBAD, 0, 0, {}};
     int unset;
@@ -200,6 +173,31 @@ TEST_F(Components, HaveOneIdentityBehindAllInterfaces) {
     EXPECT_EQ(living, 1);
 }
 
+TEST_F(Components, AreMadeByFactoriesThatHoldTheirModuleOnlyByLocks) {
+    const LoadedModule module(first);
+    ComPtr<IClassFactory> factory;
+    void** const made = reinterpret_cast<void**>(factory.out());
+    const auto getFactory = [&](const GUID& clsid, const GUID& iid, void** object) {
+        return module.call<const GUID&, const GUID&, void**>("DllGetClassObject", clsid, iid,
+                                                             object);
+    };
+    int unset;
+    for (const auto& [clsid, iid, error] :
+         {std::tuple(GUID{0xBAD, 0, 0, {}}, iidOf<IClassFactory>, CLASS_E_CLASSNOTAVAILABLE),
+          std::tuple(CLSID_Thing, iidOf<INamed>, E_NOINTERFACE)}) {
+        void* none = &unset;
+        EXPECT_EQ(getFactory(clsid, iid, &none), error);
+        EXPECT_EQ(none, nullptr);
+        EXPECT_EQ(getFactory(clsid, iid, nullptr), E_POINTER);
+    }
+    ASSERT_EQ(getFactory(CLSID_Thing, iidOf<IClassFactory>, made), S_OK);
+    EXPECT_EQ(factory->CreateInstance(nullptr, iidOf<INamed>, nullptr), E_POINTER);
+    for (const bool lock : {true, false}) {
+        EXPECT_EQ(factory->LockServer(lock), S_OK);
+        EXPECT_EQ(module.call("DllCanUnloadNow"), lock ? S_FALSE : S_OK);
+    }
+}
+
 /// A whole that is made of one part, and only counts.
 struct Whole final : IUnknown {
     HRESULT QueryInterface(const GUID& iid, void** object) noexcept override {
@@ -233,21 +231,21 @@ TEST_F(Components, BecomePartsOfAnotherObject) {
     EXPECT_EQ(as<IUnknown>(whole.part.get()).get(), whole.part.get()) << "its owner alone sees it";
     EXPECT_EQ(whole.count, 2u);
     CoFreeUnusedLibraries();
-    EXPECT_TRUE(isLoaded()) << "a part is a lock of its module";
+    EXPECT_TRUE(isLoaded(first)) << "a part is a lock of its module";
     counted.reset();
     EXPECT_EQ(whole.count, 1u);
     whole.part.reset();
     CoFreeUnusedLibraries();
-    EXPECT_FALSE(isLoaded());
+    EXPECT_FALSE(isLoaded(first));
 }
 
 TEST_F(Components, MayMakeOthersInTheirConstructor) {
     EXPECT_EQ(newName(CLSID_Maker), "first");
     // Also where the second class of the module is loaded from within the first one's making, and
     // where that fails.
-    registration(testModules / "first.so", "DllUnregisterServer");
+    LoadedModule(first).call("DllUnregisterServer");
     CoFreeUnusedLibraries();
-    registration(testModules / "first.so", "DllRegisterServer");
+    registerModule(first);
     RegDeleteTreeW(HKEY_CLASSES_ROOT, (u"CLSID\\" + idText(CLSID_Thing)).c_str());
     EXPECT_EQ(newName(CLSID_Maker), std::to_string(E_FAIL));
 }
@@ -290,7 +288,7 @@ TEST_F(Components, OfOtherThreadsStayForTenSecondsOfIdleness) {
     const auto goneAfter = [](DWORD milliseconds) {
         ticks += milliseconds;
         CoFreeUnusedLibraries();
-        return !isLoaded();
+        return !isLoaded(first);
     };
     useElsewhere();
     EXPECT_FALSE(goneAfter(20'000)) << "found idle for the first time";
@@ -315,19 +313,19 @@ ZLK_CHILD(saysWhoseThingItIs) {
 
 TEST_F(Components, AreFoundAnewByNewProcessesOnceRegisteredElsewhere) {
     EXPECT_EQ(newName(CLSID_Thing), "first");
-    ASSERT_EQ(registration(testModules / "second.so", "DllRegisterServer"), S_OK);
+    ASSERT_EQ(registerModule(second), S_OK);
     EXPECT_EQ(ChildProcess("saysWhoseThingItIs").hear(), "second");
     EXPECT_EQ(newName(CLSID_Thing), "first") << "this process keeps what it has loaded";
     CoFreeUnusedLibraries();
-    EXPECT_FALSE(isLoaded()) << "the kept factory is no lock";
+    EXPECT_FALSE(isLoaded(first)) << "the kept factory is no lock";
     EXPECT_EQ(newName(CLSID_Thing), "second") << "until it lets go of it";
 }
 
 TEST_F(Components, RegisterUnderAPathWithAnythingInIt) {
     const fs::path folder = newFolder() / "it's 100% {a} \"test\"";
     fs::create_directory(folder);
-    fs::copy_file(testModules / "second.so", folder / "second.so");
-    ASSERT_EQ(registration(folder / "second.so", "DllRegisterServer"), S_OK);
+    fs::copy_file(second, folder / "second.so");
+    ASSERT_EQ(registerModule(folder / "second.so"), S_OK);
     const RegistryKey key =
         openKey(HKEY_CLASSES_ROOT, u"CLSID\\" + idText(CLSID_Thing) + u"\\InprocServer32");
     EXPECT_EQ(text(key.get(), nullptr), folder / "second.so");

@@ -4,9 +4,8 @@
 #include <sys/stat.h>
 #include <unistd.h>
 
-#include "platform/diagnostics.h"
-#include "platform/text.h"
-#include "tests/support/TestMachine.h"
+#include "tests/platform/registry_support.h"
+#include "tests/support/Modules.h"
 
 namespace zlk::test {
 namespace {
@@ -24,11 +23,6 @@ HMODULE load(const fs::path& path) {
 fs::path copyOfModule(const fs::path& folder, const char* name = "copy.so") {
     fs::copy_file(testModules / "first.so", folder / name);
     return folder / name;
-}
-
-std::string heard;
-void hear(const char*, const WCHAR* line) {
-    heard += utf8Text(line) + "\n";
 }
 
 TEST(Modules, AreLoadedByPathCountedAndGiveAddressesOfTheirOwn) {
@@ -99,6 +93,19 @@ TEST(Modules, WhatIsNoModuleIsNotFoundAndHoldsNobodyUp) {
     fs::current_path("/");
 }
 
+/// Loads a module and lets go of it; what the platform said where that was refused.
+std::string refusalOf(const fs::path& path) {
+    said.clear();
+    for (const DiagnosticSink sink : {keepLine, keepLine, DiagnosticSink{}})
+        addDiagnosticSink(sink);
+    const HMODULE module = load(path);
+    removeDiagnosticSink(keepLine);
+    EXPECT_EQ(errorOf(module), module ? ERROR_SUCCESS : ERROR_ACCESS_DENIED) << path;
+    EXPECT_EQ(std::count(said.begin(), said.end(), ';'), module ? 0 : 1) << "a sink hears it once";
+    FreeLibrary(module);
+    return said;
+}
+
 TEST(Modules, ThatOthersMayWriteAreRefusedByName) {
     const struct {
         unsigned folder, file;
@@ -108,48 +115,24 @@ TEST(Modules, ThatOthersMayWriteAreRefusedByName) {
                  {0777, 0755, "folder"},
                  {01777, 0755, "folder"},
                  {0770, 0755, "folder"}};
-    for (const DiagnosticSink sink : {hear, hear, DiagnosticSink{}}) addDiagnosticSink(sink);
     for (const auto& c : cases) {
-        const fs::path folder = newFolder();
-        const fs::path path = copyOfModule(folder);
+        SCOPED_TRACE(testing::Message() << std::oct << c.folder << ' ' << c.file);
+        const fs::path folder = newFolder(), path = copyOfModule(folder);
         const fs::path link = newFolder() / "link.so";
         fs::create_symlink(path, link);
         fs::permissions(path, fs::perms(c.file));
         fs::permissions(folder, fs::perms(c.folder));
-        heard.clear();
-        EXPECT_EQ(errorOf(load(path)), ERROR_ACCESS_DENIED)
-            << std::oct << c.folder << ' ' << c.file;
-        EXPECT_THAT(heard, HasSubstr(c.refused));
-        EXPECT_EQ(std::count(heard.begin(), heard.end(), '\n'), 1) << "each sink hears it once";
-        EXPECT_FALSE(load(link)) << "the file that is loaded counts, not the way to it";
+        EXPECT_THAT(refusalOf(path), HasSubstr(c.refused));
+        // The file that is loaded counts, not the way to it.
+        EXPECT_THAT(refusalOf(link), HasSubstr(c.refused));
+        said.clear();
+        EXPECT_FALSE(load(path));
+        EXPECT_EQ(said, "") << "nobody listens any more";
 
         fs::permissions(path, fs::perms(0755));
         fs::permissions(folder, fs::perms(0755));
-        const HMODULE module = load(link);
-        EXPECT_TRUE(module);
-        FreeLibrary(module);
+        EXPECT_EQ(refusalOf(link), "");
     }
-    removeDiagnosticSink(hear);
-    const fs::path path = copyOfModule(newFolder());
-    fs::permissions(path, fs::perms(0777));
-    heard.clear();
-    EXPECT_FALSE(load(path));
-    EXPECT_EQ(heard, "");
-}
-
-/// Loads a module and lets go of it; what the platform said where that was refused.
-std::string refusalOf(const fs::path& path) {
-    heard.clear();
-    addDiagnosticSink(hear);
-    const HMODULE module = load(path);
-    removeDiagnosticSink(hear);
-    if (!module) {
-        EXPECT_EQ(GetLastError(), ERROR_ACCESS_DENIED) << path;
-        return heard;
-    }
-    EXPECT_EQ(heard, "");
-    FreeLibrary(module);
-    return "";
 }
 
 TEST(Modules, InThePlaceOfWhichOthersMayPutAnotherAreRefused) {
@@ -181,7 +164,6 @@ TEST(Modules, InThePlaceOfWhichOthersMayPutAnotherAreRefused) {
 
 TEST(Modules, BelowAFolderOfOthersAreRefused) {
     if (::geteuid() != 0) GTEST_SKIP() << "only root gives folders away";
-    constexpr uid_t somebody = 65534;
     const fs::path above = newFolder(), between = above / "a", path = between / "b/copy.so",
                    link = above / "link.so";
     fs::create_directories(path.parent_path());
@@ -196,9 +178,9 @@ TEST(Modules, BelowAFolderOfOthersAreRefused) {
     give(above, 0, 0, 0775);
     EXPECT_EQ(refusalOf(path), "") << "the user's private group has no other member";
     give(above, 0, 0, 01777);
-    give(link, somebody, 0, 0);
+    give(link, somebodyElse, 0, 0);
     EXPECT_THAT(refusalOf(link), HasSubstr(link.string() + " is not trusted: it belongs to"));
-    give(between, somebody, 0, 0755);
+    give(between, somebodyElse, 0, 0755);
     EXPECT_THAT(refusalOf(path), HasSubstr(between.string() + " is not trusted: it belongs to"));
 }
 
@@ -233,8 +215,8 @@ std::string resource(HMODULE module, WORD id, Type type) {
 }
 
 TEST(Resources, AreFoundByNumberAndType) {
-    const HMODULE module = load(testModules / "first.so");
-    ASSERT_TRUE(module);
+    const LoadedModule loaded(testModules / "first.so");
+    const HMODULE module = loaded.get();
     EXPECT_EQ(resource(module, 65535, u"BYTES"), std::string("any\0bytes\n", 10));
     EXPECT_EQ(resource(module, 65534, u"BYTES"), "-");
     for (const WCHAR* type : {u"BYTE", u"BYTES OF ALL KINDS", u"\u0142YTES"})
@@ -258,16 +240,12 @@ TEST(Resources, AreFoundByNumberAndType) {
     EXPECT_EQ(text(2602), "");
     EXPECT_EQ(text(2608), "next block");
     EXPECT_EQ(resource(module, 2600 / 16, RT_STRING), "-");
-    FreeLibrary(module);
 }
 
 TEST(Resources, NothingIsReadBehindANoteThatClaimsTooMuch) {
-    const HMODULE module = load(testModules / "no_classes.so");
-    ASSERT_TRUE(module);
-    EXPECT_EQ(resource(module, 1, u"BYTES"), "data");
-    EXPECT_EQ(resource(module, 2, u"BYTES"), "-");
-    EXPECT_EQ(resource(module, 3, u"BYTES"), "-");
-    FreeLibrary(module);
+    const LoadedModule module(testModules / "no_classes.so");
+    EXPECT_EQ(resource(module.get(), 1, u"BYTES"), "data");
+    for (const WORD id : {2, 3}) EXPECT_EQ(resource(module.get(), id, u"BYTES"), "-") << id;
 }
 
 }  // namespace

@@ -1,12 +1,10 @@
 // The settings store between processes, and what becomes of it when one is killed, may not write,
 // or finds a file that it can't trust or read.
 
-#include <dlfcn.h>
 #include <gmock/gmock.h>
 #include <malloc.h>
 #include <stdlib.h>
 #include <sys/mount.h>
-#include <sys/resource.h>
 #include <sys/stat.h>
 #include <unistd.h>
 
@@ -15,10 +13,6 @@
 #include <filesystem>
 #include <thread>
 
-#include "platform/component.h"
-#include "platform/diagnostics.h"
-#include "platform/modules.h"
-#include "platform/registrar.h"
 #include "tests/platform/registry_support.h"
 #include "tests/support/ChildProcess.h"
 #include "tests/support/TestMachine.h"
@@ -27,26 +21,12 @@ namespace zlk::test {
 namespace {
 
 namespace fs = std::filesystem;
+using testing::AllOf;
 using testing::ElementsAre;
 using testing::HasSubstr;
 
-constexpr uid_t somebodyElse = 65534;
-
-#if defined(__SANITIZE_ADDRESS__) || defined(__SANITIZE_THREAD__)
-constexpr bool underSanitizer = true;
-#elif defined(__has_feature)
-constexpr bool underSanitizer = __has_feature(address_sanitizer) || __has_feature(thread_sanitizer);
-#else
-constexpr bool underSanitizer = false;
-#endif
-
 fs::path storeFile() {
     return machineRoot() / "registry.db";
-}
-
-std::string said;
-void keepLine(const char* category, const WCHAR* line) {
-    said += std::string(category) + ": " + utf8Text(line) + "; ";
 }
 
 /// Lets other users read the store, and change nothing.
@@ -62,9 +42,13 @@ void makeStore() {
     ASSERT_EQ(ChildProcess("writesAScene").wait(), 0);
 }
 
+void removeStore(std::initializer_list<const char*> files) {
+    for (const char* suffix : files) fs::remove(storeFile().string() + suffix);
+}
+
 void makeStoreWithoutLog() {
     makeStore();
-    for (const char* suffix : {"-wal", "-shm"}) fs::remove(storeFile().string() + suffix);
+    removeStore({"-wal", "-shm"});
 }
 
 }  // namespace
@@ -282,9 +266,17 @@ TEST(RegistryShared, StoreThatWasReplacedIsNotTakenForTheOldOne) {
     EXPECT_EQ(query(key.get(), u"v").result, ERROR_KEY_DELETED);
     // While nobody has it open, the next one may get the number of its file.
     EXPECT_EQ(forked([] { return 0; }), 0);
-    for (const char* suffix : {"", "-wal", "-shm"}) fs::remove(storeFile().string() + suffix);
+    removeStore({"", "-wal", "-shm"});
     makeStore();
     EXPECT_EQ(query(next.get(), u"v").result, ERROR_KEY_DELETED);
+}
+
+/// Neither reads nor makes a key in a store that isn't used, and says why.
+static void expectRefusal(LSTATUS error, const std::string& file, const char* why = "") {
+    const Tried tried = tryStore();
+    EXPECT_EQ(tried.read, std::to_string(error));
+    EXPECT_EQ(tried.make, std::to_string(error));
+    EXPECT_THAT(tried.said, AllOf(HasSubstr(file), HasSubstr(why)));
 }
 
 TEST(RegistryTrust, RefusesWhatOthersMayWriteAndSaysWhy) {
@@ -302,7 +294,6 @@ TEST(RegistryTrust, RefusesWhatOthersMayWriteAndSaysWhy) {
         {"registry.db", 0600, "belongs to", somebodyElse},
     };
     makeStore();
-    const std::string denied = std::to_string(ERROR_ACCESS_DENIED);
     for (const auto& each : cases) {
         if (each.owner != ::geteuid() && ::geteuid() != 0) continue;  // only root gives files away
         SCOPED_TRACE(each.file + std::string(": ") + each.why);
@@ -311,11 +302,7 @@ TEST(RegistryTrust, RefusesWhatOthersMayWriteAndSaysWhy) {
         ASSERT_EQ(::stat(file.c_str(), &before), 0);
         ASSERT_EQ(::chown(file.c_str(), each.owner, before.st_gid), 0);
         ASSERT_EQ(::chmod(file.c_str(), each.mode), 0);
-        const Tried tried = tryStore();
-        EXPECT_EQ(tried.read, denied);
-        EXPECT_EQ(tried.make, denied);
-        EXPECT_THAT(tried.said, HasSubstr(file));
-        EXPECT_THAT(tried.said, HasSubstr(each.why));
+        expectRefusal(ERROR_ACCESS_DENIED, file, each.why);
         ASSERT_EQ(::chown(file.c_str(), before.st_uid, before.st_gid), 0);
         ASSERT_EQ(::chmod(file.c_str(), before.st_mode), 0);
         ASSERT_EQ(tryStore().read, "kept");
@@ -329,23 +316,19 @@ TEST(RegistryTrust, RefusesABrokenStoreAndLeavesItAsItIs) {
     otherVersion.at(63) = 2;
     otherProgram.at(68) ^= 1;
     for (std::size_t at = 4096; at < damaged.size(); ++at) damaged[at] = static_cast<char>(at * 7);
-    const std::string broken = std::to_string(ERROR_BADDB);
     for (const std::string& bytes : {std::string(), std::string(10'000, 'x'), whole.substr(0, 5000),
                                      damaged, otherVersion, otherProgram}) {
         SCOPED_TRACE(bytes.substr(0, 100));
         writeFile(storeFile(), bytes);
-        const Tried tried = tryStore();
-        EXPECT_EQ(tried.read, broken);
-        EXPECT_EQ(tried.make, broken);
-        EXPECT_THAT(tried.said, HasSubstr("registry.db"));
+        expectRefusal(ERROR_BADDB, "registry.db");
         EXPECT_EQ(readFile(storeFile()), bytes);
     }
     fs::remove(storeFile());
     fs::create_directory(storeFile());
-    EXPECT_EQ(tryStore().make, broken);
+    expectRefusal(ERROR_BADDB, "registry.db");
     fs::remove(storeFile());
     writeFile(storeFile().string() + "-wal", "the only copy of something");
-    EXPECT_EQ(tryStore().make, broken);
+    EXPECT_EQ(tryStore().make, std::to_string(ERROR_BADDB));
     EXPECT_EQ(readFile(storeFile().string() + "-wal"), "the only copy of something");
 }
 
@@ -435,79 +418,6 @@ TEST(RegistryShared, StoreHoldsTenThousandKeys) {
     }));
     EXPECT_TRUE(openKey(key.get(), u"CAM9999"));
     EXPECT_EQ(RegDeleteTreeW(HKEY_LOCAL_MACHINE, scene), LSTATUS{ERROR_SUCCESS});
-}
-
-// A user's machine beside installed classes: its library lies in a tree of its own.
-ZLK_CHILD(usesInstalledClasses) {
-    ::setenv("ZLK_MACHINE", child.arguments.at(0).c_str(), 1);
-    const fs::path classes = child.arguments.at(1);
-    addDiagnosticSink(keepLine);
-    if (!underSanitizer) {  // which looks at memory through descriptors
-        rlimit files;
-        ::getrlimit(RLIMIT_NOFILE, &files);
-        const rlimit none{0, files.rlim_max};
-        ::setrlimit(RLIMIT_NOFILE, &none);
-        EXPECT_EQ(tryOpen(HKEY_CLASSES_ROOT, u"Some.Thing"), ERROR_TOO_MANY_OPEN_FILES);
-        GUID id;
-        EXPECT_EQ(CLSIDFromProgID(u"Some.Thing", &id),
-                  HRESULT_FROM_WIN32(ERROR_TOO_MANY_OPEN_FILES));
-        EXPECT_EQ(errorOf(LoadLibraryW(pathText(classes).c_str())), ERROR_TOO_MANY_OPEN_FILES);
-        ::setrlimit(RLIMIT_NOFILE, &files);
-    }
-    const RegistryKey server =
-        openKey(HKEY_CLASSES_ROOT, u"CLSID\\{a}\\InprocServer32", KEY_ALL_ACCESS);
-    EXPECT_EQ(text(server.get(), nullptr), "Some.so");
-    EXPECT_EQ(text(server.get(), u"ThreadingModel"), "A/b");
-    EXPECT_EQ(RegDeleteTreeW(HKEY_CLASSES_ROOT, u"CLSID"), ERROR_ACCESS_DENIED);
-    EXPECT_EQ(RegDeleteValueW(server.get(), nullptr), ERROR_ACCESS_DENIED);
-
-    EXPECT_EQ(setText(server.get(), u"", u"/own/Some.so"), ERROR_SUCCESS);
-    EXPECT_EQ(tryCreate(HKEY_CLASSES_ROOT, u"clsid\\{A}\\Own"), ERROR_SUCCESS);
-    EXPECT_EQ(tryCreate(HKEY_CLASSES_ROOT, u"Another"), ERROR_SUCCESS);
-    EXPECT_EQ(text(server.get(), u""), "/own/Some.so");
-    EXPECT_THAT(valueNames(server.get()), ElementsAre("", "ThreadingModel"));
-    EXPECT_THAT(subKeys(HKEY_CLASSES_ROOT), ElementsAre("Another", "CLSID", "Some.Thing"));
-    EXPECT_THAT(subKeys(openKey(HKEY_CLASSES_ROOT, u"CLSID\\{A}").get()),
-                ElementsAre("InprocServer32", "Own"));
-
-    EXPECT_EQ(RegDeleteTreeW(HKEY_CLASSES_ROOT, u"CLSID"), ERROR_SUCCESS);
-    EXPECT_EQ(text(server.get(), u""), "Some.so");
-
-    const fs::path above = classes.parent_path().parent_path();
-    for (const auto& [place, mode] : {std::pair(classes, 0644), std::pair(above, 0755)}) {
-        fs::permissions(place, fs::perms(0777));
-        fs::last_write_time(classes, fs::file_time_type::clock::now());  // a file to be read anew
-        EXPECT_EQ(tryOpen(HKEY_CLASSES_ROOT, u"Some.Thing"), ERROR_ACCESS_DENIED);
-        EXPECT_THAT(said, HasSubstr(place.string() + " is not trusted"));
-        fs::permissions(place, fs::perms(mode));
-    }
-    EXPECT_TRUE(openKey(HKEY_CLASSES_ROOT, u"Another"));
-    return testing::UnitTest::GetInstance()->Failed();
-}
-
-TEST(RegistryClasses, OfTheInstalledModulesStandBehindTheUsersOwn) {
-    setText(createKey(HKEY_CLASSES_ROOT, u"Some.Thing").get(), nullptr, u"a/b");
-    const RegistryKey server = createKey(HKEY_CLASSES_ROOT, u"CLSID\\{A}\\InprocServer32");
-    setText(server.get(), nullptr, u"/build/lib/zlkcamtr/Some.so");
-    setText(server.get(), u"ThreadingModel", u"A/b");
-
-    Dl_info library;
-    ASSERT_TRUE(::dladdr(reinterpret_cast<const void*>(&RegCloseKey), &library));
-    const fs::path lib = newFolder(), classes = lib / "zlkcamtr/classes.db";
-    fs::create_directory(lib / "zlkcamtr");
-    fs::permissions(lib / "zlkcamtr", fs::perms(0755));
-    const fs::path original = library.dli_fname;
-    fs::copy_file(original, lib / original.filename());
-    EXPECT_EQ(saveInstalledClasses(pathText(classes).c_str()), ERROR_SUCCESS);
-    EXPECT_EQ(saveInstalledClasses(pathText(classes).c_str()), ERROR_FILE_EXISTS);
-    EXPECT_EQ(fs::status(classes).permissions(), fs::perms(0644));
-
-    ::setenv("LD_LIBRARY_PATH", lib.c_str(), 1);
-    ChildProcess child("usesInstalledClasses", {newFolder() / "machine", classes});
-    std::string failures;
-    for (std::string line; !(line = child.hear()).empty();) failures += line + "\n";
-    EXPECT_EQ(child.wait(), 0) << failures;
-    EXPECT_EQ(std::distance(fs::directory_iterator(lib / "zlkcamtr"), {}), 1);
 }
 
 }  // namespace zlk::test

@@ -1,5 +1,5 @@
 #pragma once
-// Short ways to the settings store for its tests.
+// Short ways to the settings store, and what the platform says, for tests of both.
 
 #include <gtest/gtest.h>
 
@@ -7,6 +7,8 @@
 #include <string>
 #include <vector>
 
+#include "platform/component.h"
+#include "platform/diagnostics.h"
 #include "platform/registry.h"
 #include "platform/text.h"
 
@@ -15,6 +17,14 @@ namespace zlk::test {
 using Bytes = std::vector<BYTE>;
 
 inline constexpr WCHAR scene[] = u"Software\\Scene";
+
+inline constexpr uid_t somebodyElse = 65534;
+
+/// What the platform has said while keepLine is one of its sinks.
+inline std::string said;
+inline void keepLine(const char* category, const WCHAR* line) {
+    said += std::string(category) + ": " + utf8Text(line) + "; ";
+}
 
 inline LSTATUS tryOpen(HKEY parent, const std::u16string& path) {
     HKEY key = nullptr;
@@ -50,6 +60,13 @@ inline LSTATUS setBytes(HKEY key, const WCHAR* name, const Bytes& data, DWORD ty
 inline LSTATUS setText(HKEY key, const WCHAR* name, const std::u16string& text) {
     return RegSetValueExW(key, name, 0, REG_SZ, reinterpret_cast<const BYTE*>(text.c_str()),
                           static_cast<DWORD>(text.size() + 1) * 2);
+}
+
+/// The text of an id, as keys of registrations have it.
+inline std::u16string idText(const GUID& id) {
+    WCHAR buffer[40];
+    EXPECT_EQ(StringFromGUID2(id, buffer, 40), 39);
+    return buffer;
 }
 
 struct Answer {

@@ -7,11 +7,9 @@
 #include "ZlkCamTr.h"
 #include "platform/card_mounts.h"
 #include "platform/component_object.h"
-#include "platform/modules.h"
 #include "platform/text.h"
 #include "platform/type_library.h"
 #include "tests/support/Modules.h"
-#include "tests/support/TestMachine.h"
 
 namespace zlk::test {
 namespace {
@@ -34,13 +32,7 @@ struct Answer {
 /// A machine on which the module is registered, and the calls of a script on it.
 class Script : public testing::Test {
   protected:
-    Script() {
-        module_ = LoadLibraryW(pathText(moduleFolder() / "ZlkCamTr.so").c_str());
-        registerModules();
-    }
-    // The classes that were used keep their module loaded, and with it the table of cameras, which
-    // is made for the life of the process.
-    ~Script() override { FreeLibrary(module_); }
+    Script() { registerModules(); }
 
     static ComPtr<IDispatch> create(const WCHAR* progId) {
         ComPtr<IDispatch> object;
@@ -48,16 +40,17 @@ class Script : public testing::Test {
         return object;
     }
 
-    static DISPID idOf(IDispatch& object, const WCHAR* name) {
+    static DISPID idOf(const ComPtr<IDispatch>& object, const WCHAR* name) {
         DISPID id = 0;
         std::u16string spelled = name;
         WCHAR* names[] = {spelled.data()};
-        EXPECT_EQ(object.GetIDsOfNames(GUID{}, names, 1, 0x409, &id), S_OK) << utf8Text(name);
+        EXPECT_EQ(object->GetIDsOfNames(GUID{}, names, 1, 0x409, &id), S_OK) << utf8Text(name);
         return id;
     }
 
     /// The arguments stand in the order of a call, and stay the caller's.
-    static Answer call(IDispatch& object, const WCHAR* name, std::vector<VARIANT> arguments = {},
+    static Answer call(const ComPtr<IDispatch>& object, const WCHAR* name,
+                       std::vector<VARIANT> arguments = {},
                        WORD flags = DISPATCH_METHOD | DISPATCH_PROPERTYGET) {
         std::reverse(arguments.begin(), arguments.end());
         DISPID put = DISPID_PROPERTYPUT;
@@ -66,8 +59,8 @@ class Script : public testing::Test {
                               static_cast<UINT>(arguments.size()), isPut ? 1u : 0u};
         Answer answer{.result = S_OK, .value = {}};
         EXCEPINFO exception;
-        answer.result = object.Invoke(idOf(object, name), GUID{}, 0x409, flags, &parameters,
-                                      answer.value.get(), &exception, &answer.argument);
+        answer.result = object->Invoke(idOf(object, name), GUID{}, 0x409, flags, &parameters,
+                                       answer.value.get(), &exception, &answer.argument);
         if (answer.result == DISP_E_EXCEPTION) {
             answer.failure = exception.scode;
             SysFreeString(exception.bstrSource);
@@ -76,108 +69,95 @@ class Script : public testing::Test {
         return answer;
     }
 
-    HMODULE module_ = nullptr;
+    // The classes that were used keep their module loaded, and with it the table of cameras, which
+    // is made for the life of the process.
+    LoadedModule module_{moduleFolder() / "ZlkCamTr.so"};
 };
 
-VARIANT text(const Bstr& value) {
+/// A value that is an address: of an object, of a text, or of what a reference refers to.
+VARIANT pointer(VARTYPE type, void* value) {
     VARIANT made{};
-    made.vt = VT_BSTR;
-    made.bstrVal = value.get();
+    made.vt = type;
+    made.byref = value;
     return made;
 }
 
-VARIANT integer(LONG value) {
+VARIANT text(const Bstr& value) {
+    return pointer(VT_BSTR, value.get());
+}
+
+VARIANT reference(VARTYPE type, void* to) {
+    return pointer(static_cast<VARTYPE>(VT_BYREF | type), to);
+}
+
+VARIANT integer(LONG value, VARTYPE type = VT_I4) {
     VARIANT made{};
-    made.vt = VT_I4;
+    made.vt = type;
     made.lVal = value;
     return made;
 }
 
-VARIANT object(VARTYPE type, IUnknown* held) {
-    VARIANT made{};
-    made.vt = type;
-    made.punkVal = held;
-    return made;
-}
-
-VARIANT reference(VARTYPE type, void* to) {
-    VARIANT made{};
-    made.vt = static_cast<VARTYPE>(VT_BYREF | type);
-    made.byref = to;
-    return made;
-}
+const VARIANT null = pointer(VT_NULL, nullptr), missing = integer(DISP_E_PARAMNOTFOUND, VT_ERROR);
 
 TEST_F(Script, ReadsAndWritesPropertiesAndCallsMethods) {
     const auto list = create(u"ZlkCamTr.DeviceList");
-    const Answer devices = call(*list.get(), u"unloaddevices");
+    const Answer devices = call(list, u"unloaddevices");
     EXPECT_EQ(devices.result, S_OK);
     EXPECT_THAT(utf8Text(devices.text()), HasSubstr("devices"));
 
     const auto camera = create(u"ZlkCamTr.UnloadableCamera");
-    EXPECT_EQ(call(*camera.get(), u"ErrorCode").value->lVal, 0);
-    const Answer refused = call(*camera.get(), u"UnlockDevice");
+    EXPECT_EQ(call(camera, u"ErrorCode").value->lVal, 0);
+    const Answer refused = call(camera, u"UnlockDevice");
     EXPECT_EQ(refused.result, DISP_E_EXCEPTION);
     EXPECT_EQ(refused.failure, E_FAIL);
     EXPECT_EQ(refused.value->vt, VT_EMPTY);
-    EXPECT_EQ(call(*camera.get(), u"ErrorCode").value->lVal, 3) << "no device is held";
+    EXPECT_EQ(call(camera, u"ErrorCode").value->lVal, 3) << "no device is held";
 
     const Bstr date(u"<time>01/02/2026 03:04:05</time>");
-    const Answer put = call(*camera.get(), u"DeviceDate", {text(date)}, DISPATCH_PROPERTYPUT);
+    const Answer put = call(camera, u"DeviceDate", {text(date)}, DISPATCH_PROPERTYPUT);
     EXPECT_EQ(put.failure, E_FAIL);
-    EXPECT_EQ(call(*camera.get(), u"SupportedDialogs").value->vt, VT_UI4);
+    EXPECT_EQ(call(camera, u"SupportedDialogs").value->vt, VT_UI4);
     const auto share = create(u"ZlkCamTr.SPostDevice");
-    EXPECT_EQ(call(*share.get(), u"HasPassword").failure, E_NOTIMPL);
+    EXPECT_EQ(call(share, u"HasPassword").failure, E_NOTIMPL);
 }
 
 TEST_F(Script, GivesOutParametersToReferences) {
     const auto utils = create(u"ZlkCamTr.DeviceUtils");
     const Bstr id(u"#Zephyr-Lanthorn#Cam539#0000");
+    const auto ask = [&](const WCHAR* member, const VARIANT& target) {
+        return call(utils, member, {text(id), target}).result;
+    };
     BSTR name = SysAllocString(u"what stood there before");
-    EXPECT_EQ(call(*utils.get(), u"MapContextId", {text(id), reference(VT_BSTR, &name)}).result,
-              S_OK);
+    EXPECT_EQ(ask(u"MapContextId", reference(VT_BSTR, &name)), S_OK);
     EXPECT_EQ(std::u16string_view(name), id.view());
     SysFreeString(name);
 
     Variant any{Bstr(u"a script's variable")};
-    EXPECT_EQ(
-        call(*utils.get(), u"MapContextId", {text(id), reference(VT_VARIANT, any.get())}).result,
-        S_OK);
+    EXPECT_EQ(ask(u"MapContextId", reference(VT_VARIANT, any.get())), S_OK);
     EXPECT_EQ(any->vt, VT_BSTR);
     LONG timeout = -1;
-    EXPECT_EQ(
-        call(*utils.get(), u"ContextIdToFileEnumTimeout", {text(id), reference(VT_INT, &timeout)})
-            .result,
-        S_OK);
+    EXPECT_EQ(ask(u"ContextIdToFileEnumTimeout", reference(VT_INT, &timeout)), S_OK);
     EXPECT_GE(timeout, 0);
-    const Answer allowed = call(*utils.get(), u"AllowDeleteForContextId", {text(id)});
-    EXPECT_EQ(allowed.value->vt, VT_I2);
+    EXPECT_EQ(call(utils, u"AllowDeleteForContextId", {text(id)}).value->vt, VT_I2);
 
     // What can't take a text, and what isn't there.
-    const Answer byValue = call(*utils.get(), u"MapContextId", {text(id), text(id)});
-    EXPECT_EQ(byValue.result, DISP_E_TYPEMISMATCH);
-    EXPECT_EQ(byValue.argument, 0u);
-    EXPECT_EQ(call(*utils.get(), u"MapContextId", {text(id), reference(VT_I4, &timeout)}).result,
-              DISP_E_TYPEMISMATCH);
-    EXPECT_EQ(call(*utils.get(), u"MapContextId", {text(id), reference(VT_BSTR, nullptr)}).result,
-              E_POINTER);
+    EXPECT_EQ(call(utils, u"MapContextId", {text(id), text(id)}).argument, 0u);
+    EXPECT_EQ(ask(u"MapContextId", text(id)), DISP_E_TYPEMISMATCH);
+    EXPECT_EQ(ask(u"MapContextId", reference(VT_I4, &timeout)), DISP_E_TYPEMISMATCH);
+    EXPECT_EQ(ask(u"MapContextId", reference(VT_BSTR, nullptr)), E_POINTER);
 }
 
 TEST_F(Script, ConvertsArgumentsAndSaysWhichOneItCannot) {
     const auto camera = create(u"ZlkCamTr.UnloadableCamera");
     const Bstr seven(u" 7 "), word(u"seven");
-    EXPECT_EQ(call(*camera.get(), u"ShowDialog", {text(seven)}).failure, E_FAIL) << "it is called";
-    EXPECT_EQ(call(*camera.get(), u"ShowDialog", {text(word)}).result, DISP_E_TYPEMISMATCH);
-    EXPECT_EQ(call(*camera.get(), u"ShowDialog", {integer(-1)}).result, DISP_E_OVERFLOW);
-    EXPECT_EQ(call(*camera.get(), u"DeleteFileW", {integer(12)}).failure, E_FAIL)
-        << "a number for a text";
-    const VARIANT null = object(VT_NULL, nullptr);
-    const Answer saved = call(*camera.get(), u"SaveThumbnail", {null, text(word)});
+    EXPECT_EQ(call(camera, u"ShowDialog", {text(seven)}).failure, E_FAIL) << "it is called";
+    EXPECT_EQ(call(camera, u"ShowDialog", {text(word)}).result, DISP_E_TYPEMISMATCH);
+    EXPECT_EQ(call(camera, u"ShowDialog", {integer(-1)}).result, DISP_E_OVERFLOW);
+    EXPECT_EQ(call(camera, u"DeleteFileW", {integer(12)}).failure, E_FAIL) << "a number for a text";
+    const Answer saved = call(camera, u"SaveThumbnail", {null, text(word)});
     EXPECT_EQ(saved.result, DISP_E_TYPEMISMATCH);
     EXPECT_EQ(saved.argument, 1u) << "the last argument has the place 0";
-    VARIANT missing{};
-    missing.vt = VT_ERROR;
-    missing.scode = DISP_E_PARAMNOTFOUND;
-    EXPECT_EQ(call(*camera.get(), u"DeleteFileW", {missing}).result, DISP_E_PARAMNOTOPTIONAL);
+    EXPECT_EQ(call(camera, u"DeleteFileW", {missing}).result, DISP_E_PARAMNOTOPTIONAL);
 }
 
 TEST_F(Script, TakesArgumentsByName) {
@@ -187,7 +167,6 @@ TEST_F(Script, TakesArgumentsByName) {
     DISPID ids[4];
     EXPECT_EQ(camera->GetIDsOfNames(GUID{}, names, 4, 0, ids), DISP_E_UNKNOWNNAME);
     EXPECT_THAT(ids, testing::ElementsAre(15, 1, 0, DISPID_UNKNOWN));
-    VARIANT null = object(VT_NULL, nullptr);
     const Bstr value(u"a");
     VARIANT arguments[] = {text(value), null};
     DISPID places[] = {1, 0};
@@ -220,10 +199,9 @@ TEST_F(Script, IsToldWhatIsWrongWithACall) {
     EXPECT_EQ(camera->GetIDsOfNames(iidOf<IUnknown>, names, 1, 0, &id), DISP_E_UNKNOWNINTERFACE);
 
     const VARIANT one = integer(1);
-    EXPECT_EQ(call(*camera.get(), u"UnlockDevice", {one}).result, DISP_E_BADPARAMCOUNT);
-    EXPECT_EQ(call(*camera.get(), u"DeleteFileW").result, DISP_E_BADPARAMCOUNT);
-    EXPECT_EQ(call(*camera.get(), u"ErrorCode", {one}, DISPATCH_PROPERTYPUT).result,
-              DISP_E_MEMBERNOTFOUND)
+    EXPECT_EQ(call(camera, u"UnlockDevice", {one}).result, DISP_E_BADPARAMCOUNT);
+    EXPECT_EQ(call(camera, u"DeleteFileW").result, DISP_E_BADPARAMCOUNT);
+    EXPECT_EQ(call(camera, u"ErrorCode", {one}, DISPATCH_PROPERTYPUT).result, DISP_E_MEMBERNOTFOUND)
         << "it can only be read";
     DISPPARAMS none{};
     const auto invoke = [&](DISPID member, const GUID& reserved, DWORD locale, WORD flags,
@@ -264,11 +242,10 @@ TEST_F(Script, MayKeepADescriptionLongerThanTheModule) {
     ComPtr<ITypeInfo> info;
     auto camera = create(u"ZlkCamTr.UnloadableCamera");
     ASSERT_EQ(camera->GetTypeInfo(0, 0, info.out()), S_OK);
-    void* const inside = GetProcAddress(module_, "DllCanUnloadNow");
     camera.reset();
-    FreeLibrary(std::exchange(module_, nullptr));
+    module_.release();
     CoFreeUnusedLibraries();
-    ASSERT_FALSE(moduleFromAddress(inside)) << "the module is gone";
+    ASSERT_FALSE(isLoaded(moduleFolder() / "ZlkCamTr.so"));
     Bstr name;
     EXPECT_EQ(info->GetDocumentation(3, name.out(), nullptr, nullptr, nullptr), S_OK);
     EXPECT_EQ(name.view(), u"GetFileInfo");
@@ -318,6 +295,14 @@ class NamedWatcher : public IDispatch {
     ~NamedWatcher() { --Watcher::living; }
 };
 
+template <class Made>
+ComPtr<IUnknown> make() {
+    ComPtr<IUnknown> made;
+    EXPECT_EQ(createObject<Made>(nullptr, iidOf<IUnknown>, reinterpret_cast<void**>(made.out())),
+              S_OK);
+    return made;
+}
+
 /// A card that is mounted and claimed, with one file that is large enough to be stopped.
 class Transfer : public Script {
   protected:
@@ -342,16 +327,16 @@ class Transfer : public Script {
     void claim() {
         camera_ = create(u"ZlkCamTr.UnloadableCamera");
         const std::u16string devices =
-            call(*create(u"ZlkCamTr.DeviceList").get(), u"UnloadDevices").text();
+            call(create(u"ZlkCamTr.DeviceList"), u"UnloadDevices").text();
         const std::size_t begin = devices.find(u"<contextId>") + 11;
         const Bstr id(devices.substr(begin, devices.find(u'<', begin) - begin));
-        EXPECT_EQ(call(*camera_.get(), u"LockDevice", {text(id)}).result, S_OK);
+        EXPECT_EQ(call(camera_, u"LockDevice", {text(id)}).result, S_OK);
     }
 
     Answer copy(const VARIANT& progress) {
         std::filesystem::remove(target_);
         const Bstr id(u"E:\\DCIM\\A.JPG"), target(pathText(target_));
-        return call(*camera_.get(), u"SaveFileData", {text(id), text(target), progress});
+        return call(camera_, u"SaveFileData", {text(id), text(target), progress});
     }
     std::size_t copied() const { return std::filesystem::file_size(target_); }
 
@@ -360,15 +345,9 @@ class Transfer : public Script {
 };
 
 TEST_F(Transfer, ReportsToAnObjectHoweverItIsWrapped) {
-    ComPtr<IUnknown> watcher, named;
-    ASSERT_EQ(
-        createObject<Watcher>(nullptr, iidOf<IUnknown>, reinterpret_cast<void**>(watcher.out())),
-        S_OK);
-    ASSERT_EQ(createObject<NamedWatcher>(nullptr, iidOf<IDispatch>,
-                                         reinterpret_cast<void**>(named.out())),
-              S_OK);
+    ComPtr<IUnknown> watcher = make<Watcher>(), named = make<NamedWatcher>();
     IUnknown* raw = watcher.get();
-    VARIANT held = object(VT_UNKNOWN, raw), script = object(VT_DISPATCH, named.get());
+    VARIANT held = pointer(VT_UNKNOWN, raw), script = pointer(VT_DISPATCH, named.get());
     for (const VARIANT& progress : {held, script, reference(VT_UNKNOWN, &raw),
                                     reference(VT_VARIANT, &held), reference(VT_VARIANT, &script)}) {
         Watcher::calls = 0;
@@ -377,26 +356,24 @@ TEST_F(Transfer, ReportsToAnObjectHoweverItIsWrapped) {
         EXPECT_EQ(Watcher::last, 100) << progress.vt;
         EXPECT_EQ(copied(), size);
     }
-    EXPECT_EQ(call(*camera_.get(), u"GetFileInfo", {held}).value->vt, VT_BSTR);
+    EXPECT_EQ(call(camera_, u"GetFileInfo", {held}).value->vt, VT_BSTR);
     watcher.reset();
     named.reset();
     EXPECT_EQ(Watcher::living, 0) << "nobody keeps them";
 }
 
 TEST_F(Transfer, NeedsNobodyToReportTo) {
-    VARIANT empty{}, missing{};
-    missing.vt = VT_ERROR;
-    missing.scode = DISP_E_PARAMNOTFOUND;
+    VARIANT empty{};
     for (const VARIANT& progress :
-         {empty, object(VT_NULL, nullptr), object(VT_UNKNOWN, nullptr),
-          object(VT_DISPATCH, nullptr), missing, reference(VT_VARIANT, &empty)}) {
+         {empty, null, pointer(VT_UNKNOWN, nullptr), pointer(VT_DISPATCH, nullptr), missing,
+          reference(VT_VARIANT, &empty)}) {
         EXPECT_EQ(copy(progress).result, S_OK) << progress.vt;
         EXPECT_EQ(copied(), size);
     }
     // What isn't such an object is told, and nothing is emptied.
     ComPtr<IUnknown> list;
     ASSERT_EQ(list.create(u"ZlkCamTr.DeviceList"), S_OK);
-    for (const VARIANT& progress : {integer(5), object(VT_UNKNOWN, list.get())}) {
+    for (const VARIANT& progress : {integer(5), pointer(VT_UNKNOWN, list.get())}) {
         const Answer refused = copy(progress);
         EXPECT_EQ(refused.result, DISP_E_TYPEMISMATCH);
         EXPECT_EQ(refused.argument, 0u);
@@ -405,34 +382,33 @@ TEST_F(Transfer, NeedsNobodyToReportTo) {
 }
 
 TEST_F(Transfer, IsStoppedByAnObjectThatSaysNo) {
-    ComPtr<IUnknown> named;
-    ASSERT_EQ(createObject<NamedWatcher>(nullptr, iidOf<IDispatch>,
-                                         reinterpret_cast<void**>(named.out())),
-              S_OK);
-    const VARIANT progress = object(VT_DISPATCH, named.get());
-    const auto stops = [&] {
+    ComPtr<IUnknown> named = make<NamedWatcher>();
+    const VARIANT progress = pointer(VT_DISPATCH, named.get());
+    const auto real = [](double value) {
+        VARIANT made{};
+        made.vt = VT_R8;  // as the numbers of some scripts are, all of them
+        made.dblVal = value;
+        return made;
+    };
+    const struct {
+        VARIANT given;
+        bool stops;
+        HRESULT result = S_OK;
+    } answers[] = {{{}, false},
+                   {integer(VARIANT_TRUE, VT_BOOL), false},
+                   {integer(VARIANT_FALSE, VT_BOOL), true},
+                   {integer(S_FALSE), true},
+                   {real(1), true},
+                   {real(0), false},
+                   {{}, true, DISP_E_EXCEPTION}};
+    for (const auto& [given, stops, result] : answers) {
+        NamedWatcher::given = given;
+        Watcher::answer = result;
         camera_.reset();
         claim();
         EXPECT_EQ(copy(progress).result, S_OK) << "a stop is no failure";
-        return copied() < size;
-    };
-    EXPECT_FALSE(stops());
-    NamedWatcher::given.vt = VT_BOOL;
-    NamedWatcher::given.boolVal = VARIANT_TRUE;
-    EXPECT_FALSE(stops());
-    NamedWatcher::given.boolVal = VARIANT_FALSE;
-    EXPECT_TRUE(stops());
-    NamedWatcher::given = integer(S_FALSE);
-    EXPECT_TRUE(stops());
-    // The numbers of some scripts are all of this type.
-    NamedWatcher::given.vt = VT_R8;
-    NamedWatcher::given.dblVal = 1;
-    EXPECT_TRUE(stops());
-    NamedWatcher::given.dblVal = 0;
-    EXPECT_FALSE(stops());
-    NamedWatcher::given = {};
-    Watcher::answer = DISP_E_EXCEPTION;
-    EXPECT_TRUE(stops()) << "a script that raises";
+        EXPECT_EQ(copied() < size, stops) << given.vt << ", " << result;
+    }
     named.reset();
     EXPECT_EQ(Watcher::living, 0);
 }

@@ -3,7 +3,6 @@
 
 #include <gtest/gtest.h>
 
-#include <iostream>
 #include <map>
 #include <sstream>
 #include <tuple>
@@ -12,7 +11,7 @@
 #include "platform/component_module.h"
 #include "platform/text.h"
 #include "platform/type_library.h"
-#include "tests/support/TestMachine.h"
+#include "tests/support/Modules.h"
 
 namespace zlk::test {
 namespace {
@@ -86,8 +85,12 @@ ProgressCallback class A1B0C007 "ProgressCallback Class" of IProgressCallback
 TaggerDevice class A1B0C005 "TagDevice Class" of ITagDevice
 )table";
 
-std::u16string modulePath() {
-    return pathText(moduleFolder() / "ZlkCamTr.so");
+const std::filesystem::path modulePath = moduleFolder() / "ZlkCamTr.so";
+
+ComPtr<ITypeLib> loadedLibrary() {
+    ComPtr<ITypeLib> library;
+    EXPECT_EQ(LoadTypeLib(pathText(modulePath).c_str(), library.out()), S_OK);
+    return library;
 }
 
 std::string shown(const GUID& id) {
@@ -215,21 +218,14 @@ std::string shownLibrary(ITypeLib& library) {
 }
 
 TEST(TypeLibrary, InTheModuleSaysWhatApplicationsWereWrittenFor) {
-    ComPtr<ITypeLib> library;
-    ASSERT_EQ(LoadTypeLib(modulePath().c_str(), library.out()), S_OK);
-    const std::string answer = shownLibrary(*library.get());
-    EXPECT_EQ(answer, table);
-    // For those who want to see it: ctest -R TypeLibrary -V.
-    std::istringstream expected(table), given(answer);
-    for (std::string row, line; std::getline(expected, row);) {
-        std::getline(given, line);
-        std::cout << "table   " << row << "\nlibrary " << line << '\n';
-    }
+    const ComPtr<ITypeLib> library = loadedLibrary();
+    ASSERT_TRUE(library);
+    EXPECT_EQ(shownLibrary(*library.get()), table);
 }
 
 TEST(TypeLibrary, TellsCallersByNameWhatAMemberReturns) {
-    ComPtr<ITypeLib> library;
-    ASSERT_EQ(LoadTypeLib(modulePath().c_str(), library.out()), S_OK);
+    const ComPtr<ITypeLib> library = loadedLibrary();
+    ASSERT_TRUE(library);
     ComPtr<ITypeInfo> info;
     ASSERT_EQ(library->GetTypeInfoOfGuid(iidOf<IPhotoDevice>, info.out()), S_OK);
     const auto describe = [&](UINT index) {
@@ -260,9 +256,8 @@ TEST(TypeLibrary, TellsCallersByNameWhatAMemberReturns) {
 }
 
 TEST(TypeLibrary, MakesObjectsOfItsClasses) {
-    const HMODULE module = LoadLibraryW(modulePath().c_str());
-    const auto enter = reinterpret_cast<HRESULT (*)()>(GetProcAddress(module, "DllRegisterServer"));
-    ASSERT_EQ(enter(), S_OK);
+    const LoadedModule module(modulePath);
+    ASSERT_EQ(module.call("DllRegisterServer"), S_OK);
     ComPtr<ITypeLib> library;
     ASSERT_EQ(LoadRegTypeLib(libraryId, 1, 0, 0x407, library.out()), S_OK) << "of any language";
     ComPtr<ITypeLib> none;
@@ -276,7 +271,6 @@ TEST(TypeLibrary, MakesObjectsOfItsClasses) {
     ASSERT_EQ(library->GetTypeInfoOfGuid(iidOf<IDeviceList>, info.out()), S_OK);
     EXPECT_EQ(info->CreateInstance(nullptr, iidOf<IUnknown>, reinterpret_cast<void**>(list.out())),
               TYPE_E_WRONGTYPEKIND);
-    FreeLibrary(module);
 }
 
 TEST(TypeLibrary, IsRefusedWhereItIsCutOffOrScribbledOver) {
@@ -307,42 +301,26 @@ TEST(TypeLibrary, IsRefusedWhereItIsCutOffOrScribbledOver) {
     EXPECT_GT(refused, tried * 8 / 10);
 }
 
-/// A copy of the module in which each occurrence of some bytes is another one, loaded.
-class ChangedModule {
-  public:
-    ChangedModule(const std::string& from, const std::string& to) {
-        std::string bytes = readFile(moduleFolder() / "ZlkCamTr.so");
-        std::size_t at = bytes.find(from);
-        EXPECT_NE(at, bytes.npos);
-        for (; at != bytes.npos; at = bytes.find(from, at)) bytes.replace(at, to.size(), to);
-        writeFile(path, bytes);
-        module_ = LoadLibraryW(pathText(path).c_str());
-        EXPECT_TRUE(module_) << GetLastError();
-    }
-    ~ChangedModule() { FreeLibrary(module_); }
-    ChangedModule(const ChangedModule&) = delete;
-    ChangedModule& operator=(const ChangedModule&) = delete;
-
-    HRESULT call(const char* name) {
-        return reinterpret_cast<HRESULT (*)()>(GetProcAddress(module_, name))();
-    }
-    ComPtr<IPhotoDevice> make() {
-        ComPtr<IClassFactory> factory;
-        ComPtr<IPhotoDevice> object;
-        const auto enter = reinterpret_cast<decltype(&DllGetClassObject)>(
-            GetProcAddress(module_, "DllGetClassObject"));
-        enter(CLSID_UnloadableCamera, iidOf<IClassFactory>,
-              reinterpret_cast<void**>(factory.out()));
-        factory->CreateInstance(nullptr, iidOf<IPhotoDevice>,
-                                reinterpret_cast<void**>(object.out()));
-        return object;
-    }
-
+/// A copy of the module in which each occurrence of some bytes is another one; its path.
+std::filesystem::path changedModule(const std::string& from, const std::string& to) {
+    std::string bytes = readFile(modulePath);
+    std::size_t at = bytes.find(from);
+    EXPECT_NE(at, bytes.npos);
+    for (; at != bytes.npos; at = bytes.find(from, at)) bytes.replace(at, to.size(), to);
     const std::filesystem::path path = newFolder() / "Changed.so";
+    writeFile(path, bytes);
+    return path;
+}
 
-  private:
-    HMODULE module_ = nullptr;
-};
+ComPtr<IPhotoDevice> cameraOf(const LoadedModule& module) {
+    ComPtr<IClassFactory> factory;
+    ComPtr<IPhotoDevice> camera;
+    module.call<const GUID&, const GUID&, void**>("DllGetClassObject", CLSID_UnloadableCamera,
+                                                  iidOf<IClassFactory>,
+                                                  reinterpret_cast<void**>(factory.out()));
+    factory->CreateInstance(nullptr, iidOf<IPhotoDevice>, reinterpret_cast<void**>(camera.out()));
+    return camera;
+}
 
 /// The error code of an object, asked for by name.
 HRESULT readErrorCode(IDispatch& object) {
@@ -354,15 +332,15 @@ HRESULT readErrorCode(IDispatch& object) {
 }
 
 TEST(TypeLibrary, MayLieBesideAModuleThatHasNone) {
-    ChangedModule changed("TYPELIB", "TYPELIX");
+    std::filesystem::path beside = changedModule("TYPELIB", "TYPELIX");
+    const LoadedModule changed(beside);
     EXPECT_EQ(changed.call("DllRegisterServer"), TYPE_E_CANTLOADLIBRARY);
-    EXPECT_EQ(readErrorCode(*changed.make().get()), TYPE_E_CANTLOADLIBRARY);
+    EXPECT_EQ(readErrorCode(*cameraOf(changed).get()), TYPE_E_CANTLOADLIBRARY);
 
-    auto beside = changed.path;
     beside.replace_extension(".tlb");
     std::filesystem::copy_file(moduleFolder() / "../../generated/ZlkCamTr.tlb", beside);
     EXPECT_EQ(changed.call("DllRegisterServer"), S_OK);
-    EXPECT_EQ(readErrorCode(*changed.make().get()), S_OK);
+    EXPECT_EQ(readErrorCode(*cameraOf(changed).get()), S_OK);
     ComPtr<ITypeLib> library;
     EXPECT_EQ(LoadRegTypeLib(libraryId, 1, 0, 0x409, library.out()), S_OK);
     std::filesystem::permissions(beside, std::filesystem::perms(0666));
@@ -371,9 +349,9 @@ TEST(TypeLibrary, MayLieBesideAModuleThatHasNone) {
 }
 
 TEST(TypeLibrary, ThatIsDamagedTakesNothingButItself) {
-    ChangedModule changed("ZLKTLB1", "ZLKTLB7");
+    const LoadedModule changed(changedModule("ZLKTLB1", "ZLKTLB7"));
     EXPECT_EQ(changed.call("DllRegisterServer"), TYPE_E_INVDATAREAD);
-    const auto object = changed.make();
+    const auto object = cameraOf(changed);
     EXPECT_EQ(readErrorCode(*object.get()), TYPE_E_INVDATAREAD);
     ComPtr<ITypeInfo> info;
     EXPECT_EQ(object->GetTypeInfo(0, 0, info.out()), TYPE_E_INVDATAREAD);

@@ -17,6 +17,12 @@ const fs::path& machineRoot();
 /// A new empty folder for this test, removed with the process.
 fs::path newFolder();
 
+#if defined(__SANITIZE_ADDRESS__) || defined(__SANITIZE_THREAD__)
+inline constexpr bool underSanitizer = true;
+#else
+inline constexpr bool underSanitizer = false;
+#endif
+
 /// What the build made: the folders of its modules and of its programs.
 fs::path moduleFolder();
 fs::path programFolder();
