@@ -9,6 +9,7 @@
 #include "foundation/TraceLine.h"
 #include "platform/clock.h"
 #include "platform/modules.h"
+#include "tests/platform/NamedObjects.h"
 #include "tests/support/ChildProcess.h"
 #include "tests/support/TestMachine.h"
 
@@ -21,26 +22,14 @@ using testing::ElementsAre;
 /// The viewer's side of the log: makes the buffer, filled with 0xAA, and switches the log on.
 class Viewer {
   public:
-    explicit Viewer(DWORD size)
-        : control_(CreateFileMappingW(INVALID_HANDLE_VALUE, nullptr, PAGE_READWRITE, 0, 16,
-                                      logControlName)),
-          buffer_(CreateFileMappingW(INVALID_HANDLE_VALUE, nullptr, PAGE_READWRITE, 0, size,
-                                     logBufferName)) {
-        control = static_cast<LogControl*>(
-            MapViewOfFile(control_.get(), FILE_MAP_WRITE, 0, 0, sizeof(LogControl)));
-        bytes =
-            static_cast<std::uint8_t*>(MapViewOfFile(buffer_.get(), FILE_MAP_WRITE, 0, 0, size));
+    explicit Viewer(DWORD size) : buffer_(makeSection(logBufferName, size)) {
         std::memset(bytes, 0xAA, size);
         control->writeOffset = 0;
         control->bufferSize = size;
         control->startTick = GetTickCount();
         control->enabled = 1;
     }
-    ~Viewer() {
-        control->enabled = 0;
-        UnmapViewOfFile(control);
-        UnmapViewOfFile(bytes);
-    }
+    ~Viewer() { control->enabled = 0; }
     Viewer(const Viewer&) = delete;
     Viewer& operator=(const Viewer&) = delete;
 
@@ -48,11 +37,13 @@ class Viewer {
         return {reinterpret_cast<const char*>(bytes) + from, size};
     }
 
-    LogControl* control;
-    std::uint8_t* bytes;
-
   private:
-    UniqueHandle control_, buffer_;
+    const UniqueHandle control_ = makeSection(logControlName, sizeof(LogControl)), buffer_;
+    const View<std::uint8_t> content_ = viewOf<std::uint8_t>(buffer_);
+
+  public:
+    const View<LogControl> control = viewOf<LogControl>(control_);
+    std::uint8_t* const bytes = content_.get();
 };
 
 /// The records in the buffer, each as "category:message"; fails the test where one isn't whole.
@@ -183,20 +174,18 @@ TEST(CLog, IsOffForEveryValueButOne) {
 
 TEST(CLog, MakesNoObjectsBeforeItHasABuffer) {
     CLog log;
-    const UniqueHandle section(
-        CreateFileMappingW(INVALID_HANDLE_VALUE, nullptr, PAGE_READWRITE, 0, 16, logControlName));
+    const UniqueHandle section = makeSection(logControlName);
     ASSERT_EQ(GetLastError(), ERROR_ALREADY_EXISTS);
-    auto* control = static_cast<LogControl*>(MapViewOfFile(section.get(), FILE_MAP_WRITE, 0, 0, 0));
+    const auto control = viewOf<LogControl>(section);
     ASSERT_TRUE(control);
     control->enabled = 1;
     SetLastError(ERROR_BUSY);
     write(log, u"lost");
     EXPECT_EQ(GetLastError(), ERROR_BUSY) << "tracing changed the last error";
     EXPECT_FALSE(OpenFileMappingW(FILE_MAP_READ, false, logBufferName));
-    const UniqueHandle mutex(CreateMutexW(nullptr, false, logMutexName));
+    const UniqueHandle mutex = makeMutex(logMutexName);
     EXPECT_EQ(GetLastError(), ERROR_SUCCESS) << "a mutex for nothing";
     control->enabled = 0;
-    UnmapViewOfFile(control);
 }
 
 constexpr int linesEach = 15'000;

@@ -16,7 +16,7 @@
 #include <thread>
 #include <vector>
 
-#include "platform/named_objects.h"
+#include "tests/platform/NamedObjects.h"
 #include "tests/support/ChildProcess.h"
 #include "tests/support/TestMachine.h"
 
@@ -60,7 +60,7 @@ Findings& findingsIn(const std::string& path) {
 }
 
 void raceForTheClaim(Findings& findings, int racer) {
-    const UniqueHandle mutex(CreateMutexW(nullptr, 1, u"Global\\RaceClaim"));
+    const UniqueHandle mutex = makeMutex(u"Global\\RaceClaim", true);
     const bool made = GetLastError() != ERROR_ALREADY_EXISTS;
     findings.require(static_cast<bool>(mutex));
     if (!mutex || !made) return;
@@ -70,7 +70,7 @@ void raceForTheClaim(Findings& findings, int racer) {
 }
 
 void raceForTheLock(Findings& findings, int racer) {
-    const UniqueHandle mutex(CreateMutexW(nullptr, 0, u"RaceLock"));
+    const UniqueHandle mutex = makeMutex(u"RaceLock");
     const DWORD result = WaitForSingleObject(mutex.get(), INFINITE);
     findings.require(result == WAIT_OBJECT_0 || result == WAIT_ABANDONED);
     findings.lock.take(racer);
@@ -80,8 +80,7 @@ void raceForTheLock(Findings& findings, int racer) {
 
 void raceForTheSection(Findings& findings, int racer) {
     constexpr DWORD size = 5000;
-    const UniqueHandle section(
-        CreateFileMappingW(INVALID_HANDLE_VALUE, nullptr, PAGE_READWRITE, 0, size, u"RaceSection"));
+    const UniqueHandle section = makeSection(u"RaceSection", size);
     const bool made = GetLastError() == ERROR_SUCCESS;
     void* const view = MapViewOfFile(section.get(), FILE_MAP_WRITE, 0, 0, 0);
     findings.require(view && viewSize(view) == size);
@@ -157,7 +156,7 @@ TEST(NamedObjectsRace, KeepsThreadsApartToo) {
     constexpr int rounds = 300;
     int counted = 0, abandoned = 0;  // both guarded by the mutex
     const auto count = [&] {
-        const UniqueHandle mutex(CreateMutexW(nullptr, 0, u"ThreadRace"));
+        const UniqueHandle mutex = makeMutex(u"ThreadRace");
         const DWORD result = WaitForSingleObject(mutex.get(), INFINITE);
         if (result == WAIT_ABANDONED) ++abandoned;
         if (result == WAIT_OBJECT_0 || result == WAIT_ABANDONED) ++counted;
