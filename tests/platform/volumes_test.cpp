@@ -39,18 +39,19 @@ class FakeSystem {
 
     void addDisk(const std::string& name, const std::string& number, bool removable,
                  const std::string& type = "0") {
-        const fs::path disk = top / "block" / name;
-        fs::create_directories(disk / "device");
-        writeFile(disk / "dev", number + ":0\n");
-        writeFile(disk / "removable", removable ? "1\n" : "0\n");
-        writeFile(disk / "device/type", type + "\n");
-        writeFile(disk / "device/vendor", "ZL      \n");
-        writeFile(disk / "device/model", "GLIMMERBOX 539  \n");
-        for (const char* part : {"1", "2"}) {
-            const fs::path folder = disk / (name + part);
-            fs::create_directories(folder);
-            writeFile(folder / "partition", part);
-            writeFile(folder / "dev", number + ":" + part + "\n");
+        const std::string tree[][2] = {{"dev", number + ":0\n"},
+                                       {"removable", removable ? "1\n" : "0\n"},
+                                       {"device/type", type + "\n"},
+                                       {"device/vendor", "ZL      \n"},
+                                       {"device/model", "GLIMMERBOX 539  \n"},
+                                       {name + "1/partition", "1"},
+                                       {name + "1/dev", number + ":1\n"},
+                                       {name + "2/partition", "2"},
+                                       {name + "2/dev", number + ":2\n"}};
+        for (const auto& [path, text] : tree) {
+            const fs::path file = top / "block" / name / path;
+            fs::create_directories(file.parent_path());
+            writeFile(file, text);
         }
     }
     void removeDisk(const std::string& name) { fs::remove_all(top / "block" / name); }
@@ -59,23 +60,15 @@ class FakeSystem {
     fs::path mount(const std::string& device, const std::string& folder = "",
                    const std::string& source = "/dev/x", const std::string& kind = "vfat") {
         const fs::path path = folder.empty() ? newFolder() : fs::path(folder);
-        mounts_.push_back("36 35 " + device + " / " + path.string() +
-                          " rw,noatime master:1 shared:2 - " + kind + " " + source + " rw");
-        writeMounts();
+        writeMounts(mounts_ + "36 35 " + device + " / " + path.string() +
+                    " rw,noatime master:1 shared:2 - " + kind + " " + source + " rw\n");
         return path;
     }
-    void unmountAll() {
-        mounts_.clear();
-        writeMounts();
-    }
+    void unmountAll() { writeMounts("21 26 0:20 / /proc rw - proc proc rw\nnonsense\n"); }
 
   private:
-    void writeMounts() {
-        std::string text = "21 26 0:20 / /proc rw - proc proc rw\nnonsense\n";
-        for (const std::string& mount : mounts_) text += mount + "\n";
-        writeFile(top / "mountinfo", text);
-    }
-    std::vector<std::string> mounts_;
+    void writeMounts(const std::string& mounts) { writeFile(top / "mountinfo", mounts_ = mounts); }
+    std::string mounts_;
 };
 
 std::string drives() {
@@ -96,6 +89,16 @@ std::string labelOf(char letter) {
     const DWORD error =
         errorOf(GetVolumeInformationW(root, label, 200, nullptr, nullptr, nullptr, system, 200));
     return error ? "(" + std::to_string(error) + ")" : utf8Text(label);
+}
+
+/// The letters and labels of all drives but the fixed one.
+std::string labels() {
+    const std::string letters = drives();
+    EXPECT_EQ(letters.back(), 'Z');
+    std::string text;
+    for (const char letter : letters.substr(0, letters.size() - 1))
+        text += (text.empty() ? "" : ", ") + std::string(1, letter) + " " + labelOf(letter);
+    return text;
 }
 
 /// Vendor and product of a volume; or the error in brackets.
@@ -139,20 +142,15 @@ TEST(Drives, TellReadersCardsAndDiscsApart) {
     const fs::path disc = system.mount("12:0");
     fs::create_symlink("../../sdb1", system.top / "by-label/WED\\x20DING");
 
-    EXPECT_EQ(drives(), "BCDEZ");
     const std::pair<const WCHAR*, UINT> types[] = {
         {u"b:\\", DRIVE_REMOVABLE},   {u"C:\\", DRIVE_REMOVABLE},   {u"D:\\", DRIVE_CDROM},
         {u"E:\\", DRIVE_CDROM},       {u"Z:\\", DRIVE_FIXED},       {u"A:\\", DRIVE_NO_ROOT_DIR},
         {u"F:\\", DRIVE_NO_ROOT_DIR}, {u"1:\\", DRIVE_NO_ROOT_DIR}, {u"", DRIVE_NO_ROOT_DIR},
         {u"B:\\x", DRIVE_NO_ROOT_DIR}};
     for (const auto& [root, type] : types) EXPECT_EQ(GetDriveTypeW(root), type) << utf8Text(root);
-    EXPECT_EQ(labelOf('B'), "WED DING");
-    EXPECT_EQ(labelOf('C'), "(21)");
-    EXPECT_EQ(labelOf('D'), disc.filename());
-    EXPECT_EQ(labelOf('E'), "(21)");
+    EXPECT_EQ(labels(), "B WED DING, C (21), D " + disc.filename().string() + ", E (21)");
     EXPECT_EQ(labelOf('F'), "(3)");
-    EXPECT_EQ(deviceOf('B'), "ZL|GLIMMERBOX 539");
-    EXPECT_EQ(deviceOf('C'), "ZL|GLIMMERBOX 539");
+    for (const char reader : {'B', 'C'}) EXPECT_EQ(deviceOf(reader), "ZL|GLIMMERBOX 539");
     EXPECT_EQ(deviceOf('Z'), "none|none");
 
     writeFile(card / "Pict.jpg", "");
@@ -222,27 +220,22 @@ TEST(Drives, KeepTheirLettersWhileTheyAreThere) {
     FakeSystem system;
     system.addDisk("sdb", "9", true);
     system.addDisk("sdc", "10", true);
-    EXPECT_EQ(drives(), "BCZ");
+    EXPECT_EQ(labels(), "B (21), C (21)");
     // A card takes the letter of its reader, whatever is free by then.
     system.removeDisk("sdb");
-    system.mount("10:1");
-    EXPECT_EQ(drives(), "CZ");
-    EXPECT_THAT(labelOf('C'), StartsWith("folder"));
+    const std::string first = system.mount("10:1").filename();
+    EXPECT_EQ(labels(), "C " + first);
     system.addDisk("sda", "8", true);
     const fs::path second = system.mount("10:2");
-    EXPECT_EQ(drives(), "BCDZ");
-    EXPECT_EQ(labelOf('B'), "(21)");
-    EXPECT_EQ(labelOf('D'), second.filename());
+    const std::string label = second.filename();
+    EXPECT_EQ(labels(), "B (21), C " + first + ", D " + label);
     // The first medium goes, and another reader comes.
     system.unmountAll();
     system.mount("10:2", second);
     system.addDisk("sdd", "11", true);
-    EXPECT_EQ(drives(), "BCDZ");
-    EXPECT_EQ(labelOf('C'), "(21)");
-    EXPECT_EQ(labelOf('D'), second.filename());
+    EXPECT_EQ(labels(), "B (21), C (21), D " + label);
     system.unmountAll();  // the reader's again
-    EXPECT_EQ(drives(), "BCDZ");
-    EXPECT_EQ(labelOf('D'), "(21)");
+    EXPECT_EQ(labels(), "B (21), C (21), D (21)");
 
     // A user's letter wins, and the medium that is mounted there isn't a second card.
     const fs::path card = system.mount("8:1");
