@@ -7,12 +7,13 @@
 #include <ctime>
 #include <tuple>
 
-#include "platform/error.h"
+#include "tests/support/TestMachine.h"
 
 bool operator==(const FILETIME& a, const FILETIME& b) {
     return a.dwLowDateTime == b.dwLowDateTime && a.dwHighDateTime == b.dwHighDateTime;
 }
 
+namespace zlk::test {
 namespace {
 
 /// The time zone of one test; the rules are spelled out, so that no zone file is needed.
@@ -54,8 +55,7 @@ TEST(Clock, BreaksFileTimesDown) {
 
     const FILETIME beyond = fileTime(std::uint64_t{1} << 63);
     SYSTEMTIME parts;
-    EXPECT_FALSE(FileTimeToSystemTime(&beyond, &parts));
-    EXPECT_EQ(GetLastError(), ERROR_INVALID_PARAMETER);
+    EXPECT_EQ(errorOf(FileTimeToSystemTime(&beyond, &parts)), ERROR_INVALID_PARAMETER);
 
     EXPECT_EQ(fileTimeFromUnix(-11'644'473'600, 100), fileTime(1));
     EXPECT_EQ(fileTimeFromUnix(1'833'029'933'770, 955'161'500), fileTime(UINT64_MAX));
@@ -74,8 +74,7 @@ TEST(Clock, ShiftsToLocalTimeByTheOffsetOfThatMoment) {
     EXPECT_EQ(local, fileTimeFromUnix(december + 3600, 0));
 
     const TimeZone west("XYZ8");
-    EXPECT_FALSE(toLocal(fileTime(0))) << "before 1601";
-    EXPECT_EQ(GetLastError(), ERROR_INVALID_PARAMETER);
+    EXPECT_EQ(errorOf(toLocal(fileTime(0))), ERROR_INVALID_PARAMETER) << "before 1601";
     EXPECT_TRUE(toLocal(fileTime(INT64_MAX)));
     const TimeZone east("XYZ-8");
     EXPECT_FALSE(toLocal(fileTime(INT64_MAX))) << "beyond the end";
@@ -121,3 +120,4 @@ TEST(Clock, TicksAndSleepsByTheTestsClockAndElseByTheSystems) {
 }
 
 }  // namespace
+}  // namespace zlk::test

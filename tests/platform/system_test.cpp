@@ -7,6 +7,7 @@
 
 #include "tests/platform/registry_support.h"
 #include "tests/support/ChildProcess.h"
+#include "tests/support/TestMachine.h"
 
 namespace zlk::test {
 namespace {
@@ -29,8 +30,7 @@ TEST(System, IsOneOfTwoByItsSettings) {
 
     OSVERSIONINFOW wrong{};
     wrong.dwOSVersionInfoSize = sizeof wrong - 1;
-    EXPECT_FALSE(GetVersionExW(&wrong));
-    EXPECT_EQ(GetLastError(), ERROR_INSUFFICIENT_BUFFER);
+    EXPECT_EQ(errorOf(GetVersionExW(&wrong)), ERROR_INSUFFICIENT_BUFFER);
 }
 
 TEST(System, MulDivRoundsToTheNearest) {

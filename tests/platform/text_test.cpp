@@ -5,8 +5,9 @@
 #include <climits>
 #include <vector>
 
-#include "platform/error.h"
+#include "tests/support/TestMachine.h"
 
+namespace zlk::test {
 namespace {
 
 using namespace std::string_literals;
@@ -40,17 +41,15 @@ TEST(Text, ReplacesWhatIsNotUtf8OrFailsStrictly) {
     for (const auto& [bytes, text] : cases) {
         EXPECT_EQ(wideText(bytes), text) << utf8Text(text);
         SetLastError(0);
-        EXPECT_EQ(MultiByteToWideChar(CP_UTF8, MB_ERR_INVALID_CHARS, bytes.data(),
-                                      static_cast<int>(bytes.size()), nullptr, 0),
-                  0);
-        EXPECT_EQ(GetLastError(), ERROR_NO_UNICODE_TRANSLATION);
+        EXPECT_EQ(errorOf(MultiByteToWideChar(CP_UTF8, MB_ERR_INVALID_CHARS, bytes.data(),
+                                              static_cast<int>(bytes.size()), nullptr, 0)),
+                  ERROR_NO_UNICODE_TRANSLATION);
     }
     for (const std::u16string& lone : {loneHigh, loneLow, loneHigh + u"x", loneHigh + loneHigh}) {
         EXPECT_EQ(utf8Text(lone).substr(0, 3), "\xEF\xBF\xBD");
-        EXPECT_EQ(WideCharToMultiByte(CP_ACP, WC_ERR_INVALID_CHARS, lone.data(),
-                                      static_cast<int>(lone.size()), nullptr, 0),
-                  0);
-        EXPECT_EQ(GetLastError(), ERROR_NO_UNICODE_TRANSLATION);
+        EXPECT_EQ(errorOf(WideCharToMultiByte(CP_ACP, WC_ERR_INVALID_CHARS, lone.data(),
+                                              static_cast<int>(lone.size()), nullptr, 0)),
+                  ERROR_NO_UNICODE_TRANSLATION);
     }
 }
 
@@ -65,8 +64,8 @@ TEST(Text, ConvertsIntoTheRoomThatIsThere) {
     char narrow[4] = {'#', '#', '#', '#'};
     EXPECT_EQ(WideCharToMultiByte(CP_UTF8, 0, u"\u20AC", 1, narrow, 3), 3);
     EXPECT_EQ(std::string_view(narrow, 4), "\xE2\x82\xAC#");
-    EXPECT_EQ(WideCharToMultiByte(CP_UTF8, 0, u"\u20AC", -1, narrow, 3), 0);
-    EXPECT_EQ(GetLastError(), ERROR_INSUFFICIENT_BUFFER);
+    EXPECT_EQ(errorOf(WideCharToMultiByte(CP_UTF8, 0, u"\u20AC", -1, narrow, 3)),
+              ERROR_INSUFFICIENT_BUFFER);
 
     for (const int senseless : {MultiByteToWideChar(1252, 0, "a", 1, wide, 4),
                                 MultiByteToWideChar(CP_UTF8, 0, nullptr, 1, wide, 4),
@@ -160,3 +159,4 @@ TEST(Format, WritesWhatFitsAndCountsAll) {
 }
 
 }  // namespace
+}  // namespace zlk::test
