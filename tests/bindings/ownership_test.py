@@ -63,31 +63,21 @@ class OwnershipTest(unittest.TestCase):
         gc.collect()
         self.assertTrue(card.can_unload(), "an object is left")
 
-    def test_a_hundred_thousand_objects(self):
-        def make(count):
-            for _ in range(count):
-                zlkcamtr.dispatch("ZlkCamTr.UnloadableCamera")
-
-        make(1_000)
-        before = resident()
-        make(100_000)
-        after = resident()
-        print(f"resident memory: {before / 2**20:.2f} MiB after 1,000 objects, "
-              f"{after / 2**20:.2f} MiB after 100,000 more")
-        self.assertLess(after - before, 1 << 20)
-
-    def test_many_calls(self):
+    def test_a_hundred_thousand_objects_and_many_calls(self):
         utils = zlkcamtr.dispatch("ZlkCamTr.DeviceUtils")
         text = "x" * 500
-
-        def call(count):
+        for what, use, count in (
+                ("objects", lambda: zlkcamtr.dispatch("ZlkCamTr.UnloadableCamera"), 100_000),
+                ("calls", lambda: utils.MapContextId(text), 20_000)):
+            for _ in range(1_000):
+                use()
+            before = resident()
             for _ in range(count):
-                utils.MapContextId(text)
-
-        call(1_000)
-        before = resident()
-        call(20_000)
-        self.assertLess(resident() - before, 1 << 20)
+                use()
+            grown = resident() - before
+            print(f"{count:,} {what}: {grown / 2**20:.2f} MiB more resident memory")
+            with self.subTest(what):
+                self.assertLess(grown, 1 << 20)
 
     def test_an_object_that_fails_to_tell_its_members(self):
         with unittest.mock.patch.object(_members, "guid", side_effect=MemoryError):
