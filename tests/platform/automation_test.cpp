@@ -1,28 +1,13 @@
-#include "platform/automation.h"
-
 #include <gtest/gtest.h>
 
 #include <cmath>
 #include <limits>
 
 #include "platform/text.h"
+#include "tests/platform/Variants.h"
 
 namespace zlk::test {
 namespace {
-
-VARIANT number(VARTYPE type, std::int64_t value) {
-    VARIANT made{};
-    made.vt = type;
-    made.llVal = value;  // the low bytes are those of each smaller type
-    return made;
-}
-
-VARIANT real(double value) {
-    VARIANT made{};
-    made.vt = VT_R8;
-    made.dblVal = value;
-    return made;
-}
 
 /// What a value is as another type, as text; or the failure.
 std::string changed(const VARIANT& source, VARTYPE type) {
@@ -99,18 +84,12 @@ TEST(Variant, RefusesWhatHasNoOtherForm) {
 
 TEST(Variant, FollowsReferencesButNotInCircles) {
     SHORT small = -7;
-    VARIANT reference{};
-    reference.vt = VT_BYREF | VT_I2;
-    reference.byref = &small;
-    EXPECT_EQ(changed(reference, VT_I4), "-7");
-    VARIANT twice{};
-    twice.vt = VT_BYREF | VT_VARIANT;
-    twice.pvarVal = &reference;
+    VARIANT once = reference(VT_I2, &small), twice = reference(VT_VARIANT, &once);
+    EXPECT_EQ(changed(once, VT_I4), "-7");
     EXPECT_EQ(changed(twice, VT_I4), "-7");
     twice.pvarVal = &twice;
     EXPECT_EQ(changed(twice, VT_I4), "bad type");
-    reference.byref = nullptr;
-    EXPECT_EQ(changed(reference, VT_I4), "other failure");
+    EXPECT_EQ(changed(reference(VT_I2, nullptr), VT_I4), "other failure");
 }
 
 TEST(Variant, KeepsTheTargetOfAChangeThatFails) {

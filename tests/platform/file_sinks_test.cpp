@@ -8,8 +8,7 @@
 #include <stdexcept>
 #include <thread>
 
-#include "platform/files.h"
-#include "platform/named_objects.h"
+#include "tests/platform/CardFolder.h"
 
 namespace zlk::test {
 namespace {
@@ -27,10 +26,7 @@ class Collected final : public FileSink {
     bool throws = false;
 };
 
-UniqueHandle open(const std::u16string& path, DWORD access = GENERIC_READ | GENERIC_WRITE) {
-    return UniqueHandle(CreateFileW(path.c_str(), access, FILE_SHARE_READ | FILE_SHARE_WRITE,
-                                    nullptr, CREATE_ALWAYS, FILE_ATTRIBUTE_NORMAL, nullptr));
-}
+constexpr DWORD readAndWrite = GENERIC_READ | GENERIC_WRITE;
 
 /// The error of writing this; ERROR_SUCCESS where all of it was taken.
 DWORD write(const UniqueHandle& file, std::string_view text) {
@@ -44,7 +40,7 @@ DWORD write(const UniqueHandle& file, std::string_view text) {
 TEST(FileSinks, HandOnWhatIsWrittenAndLookLikeAnEmptyFileBefore) {
     Collected sink, other;
     const SinkFile file(sink), second(other);
-    const UniqueHandle handle = open(file.path());
+    const UniqueHandle handle = open(file.path(), readAndWrite, shareAll, CREATE_ALWAYS);
     ASSERT_TRUE(handle);
     LARGE_INTEGER size{};
     EXPECT_TRUE(GetFileSizeEx(handle.get(), &size));
@@ -59,17 +55,17 @@ TEST(FileSinks, HandOnWhatIsWrittenAndLookLikeAnEmptyFileBefore) {
     EXPECT_EQ(size.QuadPart, 6);
     EXPECT_EQ(sink.taken, "123456");
     EXPECT_EQ(other.taken, "");
-    EXPECT_FALSE(open(file.path(), GENERIC_READ));
+    EXPECT_FALSE(open(file.path(), GENERIC_READ, shareAll, CREATE_ALWAYS));
 }
 
 TEST(FileSinks, AreGoneWithTheirNamesAlsoForWhoeverHasThemOpen) {
     Collected sink;
     std::optional<SinkFile> file(sink);
     const std::u16string path = file->path();
-    const UniqueHandle handle = open(path);
+    const UniqueHandle handle = open(path, readAndWrite, shareAll, CREATE_ALWAYS);
     file.reset();
     EXPECT_EQ(write(handle, "1"), DWORD{ERROR_INVALID_HANDLE});
-    EXPECT_FALSE(open(path));
+    EXPECT_FALSE(open(path, readAndWrite, shareAll, CREATE_ALWAYS));
     EXPECT_EQ(GetLastError(), DWORD{ERROR_FILE_NOT_FOUND});
     EXPECT_EQ(sink.taken, "");
 }

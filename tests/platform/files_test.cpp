@@ -81,12 +81,14 @@ TEST(Walk, DeepTreesEndAtThePathLimitWithAnError) {
     EXPECT_GT(path.size(), 3'800u);
 }
 
-/// Opens as a line says, by its letter for the access and its digit for the share.
-/// Two digits: the rights asked for, and what is shared; 1 for reading, 2 for writing.
+/// The rights that a digit stands for: 1 for reading, 2 for writing, as with what is shared.
+DWORD accessOf(int rights) {
+    return (rights & 1 ? GENERIC_READ : 0) | (rights & 2 ? GENERIC_WRITE : 0);
+}
+
+/// Opens as two digits say: the rights asked for, and what is shared.
 DWORD openAs(const std::string& line, const std::string& path) {
-    const int rights = line[0] - '0';
-    const DWORD access = (rights & 1 ? GENERIC_READ : 0) | (rights & 2 ? GENERIC_WRITE : 0);
-    return openError(wideText(path), access, static_cast<DWORD>(line[1] - '0'));
+    return openError(wideText(path), accessOf(line[0] - '0'), static_cast<DWORD>(line[1] - '0'));
 }
 
 ZLK_CHILD(opensShared) {
@@ -102,8 +104,8 @@ TEST(Sharing, RefusesWhatAnOpenerInAnyProcessDoesNotShare) {
     for (int pair = 0; pair < 256; ++pair) {
         const int rights = pair & 3, share = pair >> 2 & 3;
         const int otherRights = pair >> 4 & 3, otherShare = pair >> 6;
-        const DWORD access = (rights & 1 ? GENERIC_READ : 0) | (rights & 2 ? GENERIC_WRITE : 0);
-        const UniqueHandle first = open(pathText(path), access, static_cast<DWORD>(share));
+        const UniqueHandle first =
+            open(pathText(path), accessOf(rights), static_cast<DWORD>(share));
         ASSERT_TRUE(first) << GetLastError();
         const bool bothUseIt = rights && otherRights;
         const bool refused = bothUseIt && ((otherRights & ~share) || (rights & ~otherShare));

@@ -71,18 +71,9 @@ struct Waiter : ChildProcess {
     }
 };
 
-TEST(NamedObjects, ExistAsLongAsTheirLastHandle) {
-    UniqueHandle here = makeMutex(claim), again = makeMutex(claim);
+TEST(NamedMutex, BelongsToOneThreadAtATimeAndExistsAsLongAsItsLastHandle) {
+    UniqueHandle mutex = makeMutex(claim, true), again = makeMutex(claim, true);
     EXPECT_EQ(GetLastError(), ERROR_ALREADY_EXISTS);
-    EXPECT_NE(here.get(), again.get());
-    here.reset();
-    EXPECT_FALSE(isFree(claim));
-    again.reset();
-    for (int times = 0; times < 2; ++times) EXPECT_TRUE(isFree(claim));
-}
-
-TEST(NamedMutex, BelongsToOneThreadAtATime) {
-    const UniqueHandle mutex = makeMutex(claim, true), again = makeMutex(claim, true);
     EXPECT_EQ(WaitForSingleObject(again.get(), INFINITE), WAIT_OBJECT_0);  // re-entered
     const auto otherThread = [&](DWORD expected) {
         inThread([&] {
@@ -98,6 +89,10 @@ TEST(NamedMutex, BelongsToOneThreadAtATime) {
     otherThread(WAIT_OBJECT_0);
     EXPECT_EQ(WaitForSingleObject(mutex.get(), 17), WAIT_FAILED);
     EXPECT_EQ(GetLastError(), ERROR_INVALID_PARAMETER);
+    mutex.reset();
+    EXPECT_FALSE(isFree(claim));
+    again.reset();
+    for (int times = 0; times < 2; ++times) EXPECT_TRUE(isFree(claim));
 }
 
 TEST(NamedMutex, IsHandedFromProcessToProcessAlsoByADeath) {

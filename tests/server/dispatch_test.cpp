@@ -9,6 +9,7 @@
 #include "platform/component_object.h"
 #include "platform/text.h"
 #include "platform/type_library.h"
+#include "tests/platform/Variants.h"
 #include "tests/support/Modules.h"
 
 namespace zlk::test {
@@ -74,30 +75,11 @@ class Script : public testing::Test {
     LoadedModule module_{moduleFolder() / "ZlkCamTr.so"};
 };
 
-/// A value that is an address: of an object, of a text, or of what a reference refers to.
-VARIANT pointer(VARTYPE type, void* value) {
-    VARIANT made{};
-    made.vt = type;
-    made.byref = value;
-    return made;
-}
-
 VARIANT text(const Bstr& value) {
     return pointer(VT_BSTR, value.get());
 }
 
-VARIANT reference(VARTYPE type, void* to) {
-    return pointer(static_cast<VARTYPE>(VT_BYREF | type), to);
-}
-
-VARIANT integer(LONG value, VARTYPE type = VT_I4) {
-    VARIANT made{};
-    made.vt = type;
-    made.lVal = value;
-    return made;
-}
-
-const VARIANT null = pointer(VT_NULL, nullptr), missing = integer(DISP_E_PARAMNOTFOUND, VT_ERROR);
+const VARIANT null = pointer(VT_NULL, nullptr), missing = number(VT_ERROR, DISP_E_PARAMNOTFOUND);
 
 TEST_F(Script, ReadsAndWritesPropertiesAndCallsMethods) {
     const auto list = create(u"ZlkCamTr.DeviceList");
@@ -152,8 +134,9 @@ TEST_F(Script, ConvertsArgumentsAndSaysWhichOneItCannot) {
     const Bstr seven(u" 7 "), word(u"seven");
     EXPECT_EQ(call(camera, u"ShowDialog", {text(seven)}).failure, E_FAIL) << "it is called";
     EXPECT_EQ(call(camera, u"ShowDialog", {text(word)}).result, DISP_E_TYPEMISMATCH);
-    EXPECT_EQ(call(camera, u"ShowDialog", {integer(-1)}).result, DISP_E_OVERFLOW);
-    EXPECT_EQ(call(camera, u"DeleteFileW", {integer(12)}).failure, E_FAIL) << "a number for a text";
+    EXPECT_EQ(call(camera, u"ShowDialog", {number(VT_I4, -1)}).result, DISP_E_OVERFLOW);
+    EXPECT_EQ(call(camera, u"DeleteFileW", {number(VT_I4, 12)}).failure, E_FAIL)
+        << "a number for a text";
     const Answer saved = call(camera, u"SaveThumbnail", {null, text(word)});
     EXPECT_EQ(saved.result, DISP_E_TYPEMISMATCH);
     EXPECT_EQ(saved.argument, 1u) << "the last argument has the place 0";
@@ -198,7 +181,7 @@ TEST_F(Script, IsToldWhatIsWrongWithACall) {
     EXPECT_EQ(camera->GetIDsOfNames(GUID{}, names, 1, 0, &id), DISP_E_UNKNOWNNAME);
     EXPECT_EQ(camera->GetIDsOfNames(iidOf<IUnknown>, names, 1, 0, &id), DISP_E_UNKNOWNINTERFACE);
 
-    const VARIANT one = integer(1);
+    const VARIANT one = number(VT_I4, 1);
     EXPECT_EQ(call(camera, u"UnlockDevice", {one}).result, DISP_E_BADPARAMCOUNT);
     EXPECT_EQ(call(camera, u"DeleteFileW").result, DISP_E_BADPARAMCOUNT);
     EXPECT_EQ(call(camera, u"ErrorCode", {one}, DISPATCH_PROPERTYPUT).result, DISP_E_MEMBERNOTFOUND)
@@ -219,7 +202,7 @@ TEST_F(Script, IsToldWhatIsWrongWithACall) {
     EXPECT_EQ(invoke(11, GUID{}, 0, 0, &none), DISP_E_MEMBERNOTFOUND);
 
     // Whatever it is, the result is then a value that can be cleared, and there is no exception.
-    VARIANT notProgress = integer(5);
+    VARIANT notProgress = number(VT_I4, 5);
     DISPPARAMS transfer{&notProgress, nullptr, 1, 0};
     for (const DWORD locale : {0u, 0xFFFFFFFFu}) {
         VARIANT result;
@@ -373,7 +356,7 @@ TEST_F(Transfer, NeedsNobodyToReportTo) {
     // What isn't such an object is told, and nothing is emptied.
     ComPtr<IUnknown> list;
     ASSERT_EQ(list.create(u"ZlkCamTr.DeviceList"), S_OK);
-    for (const VARIANT& progress : {integer(5), pointer(VT_UNKNOWN, list.get())}) {
+    for (const VARIANT& progress : {number(VT_I4, 5), pointer(VT_UNKNOWN, list.get())}) {
         const Answer refused = copy(progress);
         EXPECT_EQ(refused.result, DISP_E_TYPEMISMATCH);
         EXPECT_EQ(refused.argument, 0u);
@@ -384,21 +367,15 @@ TEST_F(Transfer, NeedsNobodyToReportTo) {
 TEST_F(Transfer, IsStoppedByAnObjectThatSaysNo) {
     ComPtr<IUnknown> named = make<NamedWatcher>();
     const VARIANT progress = pointer(VT_DISPATCH, named.get());
-    const auto real = [](double value) {
-        VARIANT made{};
-        made.vt = VT_R8;  // as the numbers of some scripts are, all of them
-        made.dblVal = value;
-        return made;
-    };
     const struct {
         VARIANT given;
         bool stops;
         HRESULT result = S_OK;
     } answers[] = {{{}, false},
-                   {integer(VARIANT_TRUE, VT_BOOL), false},
-                   {integer(VARIANT_FALSE, VT_BOOL), true},
-                   {integer(S_FALSE), true},
-                   {real(1), true},
+                   {number(VT_BOOL, VARIANT_TRUE), false},
+                   {number(VT_BOOL, VARIANT_FALSE), true},
+                   {number(VT_I4, S_FALSE), true},
+                   {real(1), true},  // the numbers of some scripts are all of this type
                    {real(0), false},
                    {{}, true, DISP_E_EXCEPTION}};
     for (const auto& [given, stops, result] : answers) {

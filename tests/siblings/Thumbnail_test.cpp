@@ -5,10 +5,9 @@
 #include <thread>
 
 #include "interfaces/ThumbnailLibrary.h"
-#include "platform/modules.h"
 #include "platform/text.h"
 #include "tests/siblings/JpegSamples.h"
-#include "tests/support/TestMachine.h"
+#include "tests/support/Modules.h"
 
 namespace zlk::test {
 namespace {
@@ -20,14 +19,7 @@ struct Answer {
 
 class ThumbnailTest : public testing::Test {
   protected:
-    void SetUp() override {
-        library_ = LoadLibraryW(pathText(moduleFolder() / "zlkthbg2.so").c_str());
-        ASSERT_TRUE(library_);
-        entry_ =
-            reinterpret_cast<ThumbnailEntryPoint>(GetProcAddress(library_, thumbnailEntryPoint));
-        ASSERT_TRUE(entry_);
-    }
-    ~ThumbnailTest() override { FreeLibrary(library_); }
+    void SetUp() override { ASSERT_TRUE(entry_); }
 
     Answer thumbnail(std::u16string path, int width = 160, int height = 160) {
         path.resize(MAX_PATH);
@@ -55,8 +47,9 @@ class ThumbnailTest : public testing::Test {
         return answer.jpeg;
     }
 
-    HMODULE library_ = nullptr;
-    ThumbnailEntryPoint entry_ = nullptr;
+    const LoadedModule library_{moduleFolder() / "zlkthbg2.so"};
+    const ThumbnailEntryPoint entry_ =
+        reinterpret_cast<ThumbnailEntryPoint>(GetProcAddress(library_.get(), thumbnailEntryPoint));
 };
 
 const std::array<Colour, 4> seen{red, green, blue, white};
