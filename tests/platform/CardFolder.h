@@ -43,6 +43,10 @@ inline DWORD openError(const std::u16string& path, DWORD access = GENERIC_READ,
     return errorOf(open(path, access, share, disposition));
 }
 
+inline DWORD moveError(const std::u16string& from, const std::u16string& to) {
+    return errorOf(MoveFileW(from.c_str(), to.c_str()));
+}
+
 inline std::string contentOf(const std::u16string& path) {
     const UniqueHandle file = open(path);
     if (!file) return "error " + std::to_string(GetLastError());

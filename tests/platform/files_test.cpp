@@ -206,36 +206,31 @@ TEST(Files, MovingReplacesNothing) {
     const Card card;
     writeFile(card.folder / "a", "a");
     writeFile(card.folder / "B", "b");
-    EXPECT_EQ(errorOf(MoveFileW(card.path(u"a").c_str(), card.path(u"b").c_str())),
-              ERROR_ALREADY_EXISTS);
-    EXPECT_EQ(errorOf(MoveFileW(card.path(u"none").c_str(), card.path(u"c").c_str())),
-              ERROR_FILE_NOT_FOUND);
-    EXPECT_TRUE(MoveFileW(card.path(u"A").c_str(), card.path(u"c").c_str()));
+    EXPECT_EQ(moveError(card.path(u"a"), card.path(u"b")), ERROR_ALREADY_EXISTS);
+    EXPECT_EQ(moveError(card.path(u"none"), card.path(u"c")), ERROR_FILE_NOT_FOUND);
+    EXPECT_EQ(moveError(card.path(u"A"), card.path(u"c")), ERROR_SUCCESS);
     EXPECT_EQ(contentOf(card.path(u"c")), "a");
     EXPECT_EQ(contentOf(card.path(u"B")), "b");
 }
 
-ZLK_CHILD(worksInAReadOnlyFolder) {
-    if (::setgid(65534) != 0 || ::setuid(65534) != 0) return 77;
-    const std::u16string file = wideText(child.arguments[0]), other = file + u"2";
-    EXPECT_EQ(contentOf(file), "content");
-    for (const DWORD error :
-         {openError(other, GENERIC_WRITE, 0, CREATE_ALWAYS),
-          openError(file, GENERIC_WRITE, 0, CREATE_ALWAYS), errorOf(DeleteFileW(file.c_str())),
-          errorOf(CreateDirectoryW(other.c_str(), nullptr)),
-          errorOf(MoveFileW(file.c_str(), other.c_str()))})
-        EXPECT_EQ(error, ERROR_ACCESS_DENIED);
-    return ::testing::Test::HasFailure();
-}
-
 TEST(Files, AFolderWithoutTheRightToWriteIsReadAndNotChanged) {
+    if (::geteuid() != 0) GTEST_SKIP() << "only root can become somebody else";
     const fs::path folder = newFolder();
+    const std::u16string file = pathText(folder / "file"), other = file + u"2";
     writeFile(folder / "file", "content");
     for (fs::path above = folder; above != fs::temp_directory_path(); above = above.parent_path())
         fs::permissions(above, static_cast<fs::perms>(0755));
-    const int status = ChildProcess("worksInAReadOnlyFolder", {folder / "file"}).wait();
-    if (status == 77) GTEST_SKIP() << "only root can become somebody else";
-    EXPECT_EQ(status, 0);
+    const auto asSomebodyElse = [&] {
+        EXPECT_TRUE(::setgid(65534) == 0 && ::setuid(65534) == 0);
+        EXPECT_EQ(contentOf(file), "content");
+        for (const DWORD error :
+             {openError(other, GENERIC_WRITE, 0, CREATE_ALWAYS),
+              openError(file, GENERIC_WRITE, 0, CREATE_ALWAYS), errorOf(DeleteFileW(file.c_str())),
+              errorOf(CreateDirectoryW(other.c_str(), nullptr)), moveError(file, other)})
+            EXPECT_EQ(error, ERROR_ACCESS_DENIED);
+        return ::testing::Test::HasFailure();
+    };
+    EXPECT_EQ(forked(asSomebodyElse), 0);
     EXPECT_EQ(readFile(folder / "file"), "content");
 }
 
@@ -257,17 +252,15 @@ void expectCut(const std::u16string& path, DWORD error) {
     EXPECT_GT(total, 0);
 }
 
-ZLK_CHILD(writesBeyondItsLimit) {
-    ::signal(SIGXFSZ, SIG_IGN);
-    const rlimit limit{150'000, 150'000};
-    if (::setrlimit(RLIMIT_FSIZE, &limit) != 0) return 1;
-    expectCut(wideText(child.arguments[0]), ERROR_FILE_TOO_LARGE);
-    return ::testing::Test::HasFailure();
-}
-
 TEST(Files, AFullDiskAndAFileAtItsLimitTellHowMuchIsIn) {
     const fs::path folder = newFolder();
-    EXPECT_EQ(ChildProcess("writesBeyondItsLimit", {folder / "file"}).wait(), 0);
+    rlimit sizes;
+    ::getrlimit(RLIMIT_FSIZE, &sizes);
+    ::signal(SIGXFSZ, SIG_IGN);
+    const rlimit few{150'000, sizes.rlim_max};
+    ASSERT_EQ(::setrlimit(RLIMIT_FSIZE, &few), 0);
+    expectCut(pathText(folder / "file"), ERROR_FILE_TOO_LARGE);
+    ::setrlimit(RLIMIT_FSIZE, &sizes);
     if (::mount("none", folder.c_str(), "tmpfs", 0, "size=256k") != 0)
         GTEST_SKIP() << "nothing can be mounted here";
     const std::u16string file = pathText(folder / "file");

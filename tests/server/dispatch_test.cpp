@@ -5,10 +5,10 @@
 #include <cstring>
 
 #include "ZlkCamTr.h"
-#include "platform/card_mounts.h"
 #include "platform/component_object.h"
 #include "platform/text.h"
 #include "platform/type_library.h"
+#include "tests/platform/CardFolder.h"
 #include "tests/platform/Variants.h"
 #include "tests/support/Modules.h"
 
@@ -260,7 +260,7 @@ class NamedWatcher : public IDispatch {
     HRESULT GetTypeInfo(UINT, DWORD, ITypeInfo**) noexcept override { return E_NOTIMPL; }
     HRESULT GetIDsOfNames(const GUID&, WCHAR** names, UINT, DWORD, DISPID* ids) noexcept override {
         ids[0] = 77;
-        return std::u16string_view(names[0]) == member ? S_OK : DISP_E_UNKNOWNNAME;
+        return std::u16string_view(names[0]) == u"UpdateProgress" ? S_OK : DISP_E_UNKNOWNNAME;
     }
     HRESULT Invoke(DISPID id, const GUID&, DWORD, WORD, DISPPARAMS* parameters, VARIANT* result,
                    EXCEPINFO*, UINT*) noexcept override {
@@ -270,7 +270,6 @@ class NamedWatcher : public IDispatch {
         if (result) *result = given;
         return Watcher::answer;
     }
-    static inline std::u16string_view member = u"UpdateProgress";
     static inline VARIANT given{};
 
   protected:
@@ -292,39 +291,28 @@ class Transfer : public Script {
     static constexpr std::size_t size = 12 << 20;
 
     Transfer() {
-        const auto card = newFolder();
-        std::filesystem::create_directories(card / "DCIM");
-        picture_ = card / "DCIM/A.JPG";
-        writeFile(picture_, std::string(size, 'x'));
-        CardMount mount;
-        mount.folder = pathText(card);
-        mount.letter = u'E';
-        EXPECT_TRUE(mountCard(mount));
+        std::filesystem::create_directory(card_.folder / "DCIM");
+        writeFile(card_.folder / "DCIM/A.JPG", std::string(size, 'x'));
         claim();
-        Watcher::calls = 0;
-        Watcher::answer = S_OK;
-        NamedWatcher::given = {};
     }
 
     /// With an object whose first report is still to come: that one is never held back.
     void claim() {
         camera_ = create(u"ZlkCamTr.UnloadableCamera");
-        const std::u16string devices =
-            call(create(u"ZlkCamTr.DeviceList"), u"UnloadDevices").text();
-        const std::size_t begin = devices.find(u"<contextId>") + 11;
-        const Bstr id(devices.substr(begin, devices.find(u'<', begin) - begin));
+        const Bstr id(std::u16string(u"#Zephyr-Lanthorn#RemovableDrive#") + card_.mount.letter);
         EXPECT_EQ(call(camera_, u"LockDevice", {text(id)}).result, S_OK);
     }
 
     Answer copy(const VARIANT& progress) {
         std::filesystem::remove(target_);
-        const Bstr id(u"E:\\DCIM\\A.JPG"), target(pathText(target_));
+        const Bstr id(card_.path(u"DCIM\\A.JPG")), target(pathText(target_));
         return call(camera_, u"SaveFileData", {text(id), text(target), progress});
     }
     std::size_t copied() const { return std::filesystem::file_size(target_); }
 
+    const Card card_;
+    const std::filesystem::path target_ = newFolder() / "copy";
     ComPtr<IDispatch> camera_;
-    std::filesystem::path picture_, target_ = newFolder() / "copy";
 };
 
 TEST_F(Transfer, ReportsToAnObjectHoweverItIsWrapped) {
