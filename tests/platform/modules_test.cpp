@@ -106,60 +106,44 @@ std::string refusalOf(const fs::path& path) {
     return said;
 }
 
-TEST(Modules, ThatOthersMayWriteAreRefusedByName) {
-    const struct {
-        unsigned folder, file;
-        const char* refused;
-    } cases[] = {{0755, 0757, "copy.so"},
-                 {0755, 0775, "copy.so"},
-                 {0777, 0755, "folder"},
-                 {01777, 0755, "folder"},
-                 {0770, 0755, "folder"}};
-    for (const auto& c : cases) {
-        SCOPED_TRACE(testing::Message() << std::oct << c.folder << ' ' << c.file);
-        const fs::path folder = newFolder(), path = copyOfModule(folder);
-        const fs::path link = newFolder() / "link.so";
-        fs::create_symlink(path, link);
-        fs::permissions(path, fs::perms(c.file));
-        fs::permissions(folder, fs::perms(c.folder));
-        EXPECT_THAT(refusalOf(path), HasSubstr(c.refused));
-        // The file that is loaded counts, not the way to it.
-        EXPECT_THAT(refusalOf(link), HasSubstr(c.refused));
-        said.clear();
-        EXPECT_FALSE(load(path));
-        EXPECT_EQ(said, "") << "nobody listens any more";
-
-        fs::permissions(path, fs::perms(0755));
-        fs::permissions(folder, fs::perms(0755));
-        EXPECT_EQ(refusalOf(link), "");
-    }
-}
-
-TEST(Modules, InThePlaceOfWhichOthersMayPutAnotherAreRefused) {
-    const fs::path above = newFolder(), path = above / "a/b/copy.so";
-    fs::create_directories(path.parent_path());
-    copyOfModule(path.parent_path());
-    const fs::path elsewhere = newFolder(), link = elsewhere / "link.so",
+TEST(Modules, ThatOthersMayChangeOrReplaceAreRefusedByThePlaceAtFault) {
+    const fs::path above = newFolder(), folder = above / "a/b", elsewhere = newFolder();
+    fs::create_directories(folder);
+    const fs::path path = copyOfModule(folder), link = elsewhere / "link.so",
                    folderLink = elsewhere / "link" / ".." / "b" / "copy.so";
     fs::create_symlink(path, link);
-    fs::create_symlink(above / "a/b", elsewhere / "link");
-    const auto expectAll = [&](const testing::Matcher<std::string>& refusal) {
-        EXPECT_THAT(refusalOf(path), refusal);
-        EXPECT_THAT(refusalOf(link), refusal);
-        EXPECT_THAT(refusalOf(folderLink), refusal);
+    fs::create_symlink(folder, elsewhere / "link");
+    const struct {
+        const fs::path& place;
+        unsigned mode;
+        bool refused, refusedByLink;
+    } cases[] = {
+        {path, 0757, true, true},
+        {path, 0775, true, true},
+        {folder, 0777, true, true},
+        {folder, 01777, true, true},
+        {folder, 0770, true, true},
+        {above, 0777, true, true},
+        {above, 01777, false, false},
+        // Who may exchange a link may at least choose among what is trusted.
+        {elsewhere, 0777, false, true},
+        {elsewhere, 01777, false, false},
+        {elsewhere, 0755, false, false},
     };
-    expectAll("");
-    fs::permissions(above, fs::perms(0777));
-    expectAll(HasSubstr(above.string() + " is not trusted: everybody may write it"));
-    fs::permissions(above, fs::perms(01777));
-    expectAll("");
-    fs::permissions(above, fs::perms(0755));
-    // Who may exchange a link may at least choose among what is trusted.
-    fs::permissions(elsewhere, fs::perms(0777));
-    EXPECT_THAT(refusalOf(link), HasSubstr(elsewhere.string() + " is not trusted"));
-    EXPECT_THAT(refusalOf(folderLink), HasSubstr(elsewhere.string() + " is not trusted"));
-    fs::permissions(elsewhere, fs::perms(01777));
-    EXPECT_EQ(refusalOf(link), "");
+    for (const auto& c : cases) {
+        SCOPED_TRACE(testing::Message() << c.place << std::oct << ' ' << c.mode);
+        const testing::Matcher<std::string> refusal =
+            HasSubstr(c.place.string() + " is not trusted");
+        fs::permissions(c.place, fs::perms(c.mode));
+        EXPECT_THAT(refusalOf(path), c.refused ? refusal : "");
+        for (const fs::path& way : {link, folderLink})
+            EXPECT_THAT(refusalOf(way), c.refusedByLink ? refusal : "");
+        fs::permissions(c.place, fs::perms(0755));
+    }
+    fs::permissions(path, fs::perms(0777));
+    said.clear();
+    EXPECT_FALSE(load(path));
+    EXPECT_EQ(said, "") << "nobody listens any more";
 }
 
 TEST(Modules, BelowAFolderOfOthersAreRefused) {
