@@ -56,20 +56,10 @@ ZLK_CHILD(holder) {
 // Takes the claim, without limit, and says how.
 ZLK_CHILD(waiter) {
     const UniqueHandle mutex = makeMutex(claim);
-    child.say("waiting");
     child.say(std::to_string(WaitForSingleObject(mutex.get(), INFINITE)));
     child.hear();
-    return ReleaseMutex(mutex.get()) ? 0 : 1;
+    return 0;
 }
-
-/// A child that is waiting for the claim, or has it.
-struct Waiter : ChildProcess {
-    Waiter() : ChildProcess("waiter") { EXPECT_EQ(hear(), "waiting"); }
-    void releases() {
-        say("release");
-        EXPECT_EQ(wait(), 0);
-    }
-};
 
 TEST(NamedMutex, BelongsToOneThreadAtATimeAndExistsAsLongAsItsLastHandle) {
     UniqueHandle mutex = makeMutex(claim, true), again = makeMutex(claim, true);
@@ -95,21 +85,7 @@ TEST(NamedMutex, BelongsToOneThreadAtATimeAndExistsAsLongAsItsLastHandle) {
     for (int times = 0; times < 2; ++times) EXPECT_TRUE(isFree(claim));
 }
 
-TEST(NamedMutex, IsHandedFromProcessToProcessAlsoByADeath) {
-    const UniqueHandle mutex = makeMutex(claim, true);
-    Waiter waiter;
-    EXPECT_TRUE(ReleaseMutex(mutex.get()));
-    EXPECT_EQ(waiter.hear(), std::to_string(WAIT_OBJECT_0));
-    EXPECT_EQ(WaitForSingleObject(mutex.get(), 0), WAIT_TIMEOUT);
-    Waiter next;
-    waiter.kill();
-    EXPECT_EQ(next.hear(), std::to_string(WAIT_ABANDONED));  // and so it has it
-    EXPECT_EQ(WaitForSingleObject(mutex.get(), 0), WAIT_TIMEOUT);
-    next.releases();
-    EXPECT_EQ(WaitForSingleObject(mutex.get(), 0), WAIT_OBJECT_0);  // told once
-}
-
-TEST(NamedMutex, IsAbandonedByAThreadThatEnds) {
+TEST(NamedMutex, IsAbandonedByAThreadThatEndsAndByAProcessThatDies) {
     const UniqueHandle mutex = makeMutex(claim);
     std::thread waiting;
     inThread([&] {
@@ -120,9 +96,13 @@ TEST(NamedMutex, IsAbandonedByAThreadThatEnds) {
     });
     waiting.join();
     // Its owner has ended in this process; another one hears of it too.
-    Waiter waiter;
+    ChildProcess waiter("waiter");
     EXPECT_EQ(waiter.hear(), std::to_string(WAIT_ABANDONED));
-    waiter.releases();
+    EXPECT_EQ(WaitForSingleObject(mutex.get(), 0), WAIT_TIMEOUT);
+    waiter.kill();
+    EXPECT_EQ(WaitForSingleObject(mutex.get(), 0), WAIT_ABANDONED) << "by its process";
+    EXPECT_TRUE(ReleaseMutex(mutex.get()));
+    EXPECT_EQ(WaitForSingleObject(mutex.get(), 0), WAIT_OBJECT_0) << "it is told once";
     // One that was owned from its making, and one without a name.
     UniqueHandle made, unnamed;
     inThread([&] {
