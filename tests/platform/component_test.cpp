@@ -24,16 +24,15 @@ HRESULT registerModule(const fs::path& path) {
     return LoadedModule(path).call("DllRegisterServer");
 }
 
-std::string nameOf(INamed* object) {
-    Bstr name;
-    return SUCCEEDED(object->get_Name(name.out())) ? utf8Text(name.view()) : "-";
-}
-
-/// The name that a new object of a class gives; its failure as a number.
-std::string newName(const GUID& clsid) {
+/// The name that a new object of a class gives, by id or by ProgID; its failure as a number.
+template <class Id>
+std::string newName(const Id& id) {
     ComPtr<INamed> object;
-    const HRESULT result = object.create(clsid);
-    return SUCCEEDED(result) ? nameOf(object.get()) : std::to_string(result);
+    Bstr name;
+    const HRESULT result = object.create(id);
+    if (FAILED(result)) return std::to_string(result);
+    EXPECT_EQ(object->get_Name(name.out()), S_OK);
+    return utf8Text(name.view());
 }
 
 struct Components : testing::Test {
@@ -98,11 +97,8 @@ TEST_F(Components, AreFoundByProgIdAndItsCurrentVersion) {
     write(u"ZlkTest.Round\\CurVer", u"ZlkTest.Round");
     write(u"ZlkTest.Odd\\CLSID", u"no id");
     createKey(HKEY_CLASSES_ROOT, u"ZlkTest.Empty\\CLSID");
-    for (const WCHAR* progId : {u"ZlkTest.Thing", u"zlktest.THING", u"ZlkTest.Any"}) {
-        ComPtr<INamed> object;
-        ASSERT_EQ(object.create(progId), S_OK) << utf8Text(progId);
-        EXPECT_EQ(nameOf(object.get()), "first");
-    }
+    for (const WCHAR* progId : {u"ZlkTest.Thing", u"zlktest.THING", u"ZlkTest.Any"})
+        EXPECT_EQ(newName(progId), "first") << utf8Text(progId);
     const std::u16string unknown[] = {u"ZlkTest.Round",       u"ZlkTest.Odd",
                                       u"ZlkTest.Empty",       u"",
                                       u"ZlkTest.Any\\CurVer", std::u16string(10'000, u'x')};

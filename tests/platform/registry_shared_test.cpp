@@ -3,7 +3,6 @@
 
 #include <gmock/gmock.h>
 #include <malloc.h>
-#include <stdlib.h>
 #include <sys/mount.h>
 #include <sys/stat.h>
 #include <unistd.h>

@@ -73,6 +73,7 @@ struct Answer {
     LSTATUS result;
     DWORD type = 0;
     Bytes data;
+    bool operator==(const Answer&) const = default;
 };
 
 inline Answer query(HKEY key, const WCHAR* name) {

@@ -87,10 +87,8 @@ TEST(RegistryValues, ComeBackWithTheirTypeWhateverItIs) {
     };
     for (const auto& value : values) {
         EXPECT_EQ(setBytes(key.get(), value.name, value.data, value.type), ERROR_SUCCESS);
-        const Answer answer = query(key.get(), value.name);
-        EXPECT_EQ(answer.result, ERROR_SUCCESS);
-        EXPECT_EQ(answer.type, value.type);
-        EXPECT_EQ(answer.data, value.data);
+        const Answer expected{ERROR_SUCCESS, value.type, value.data};
+        EXPECT_TRUE(query(key.get(), value.name) == expected) << utf8Text(value.name);
     }
     EXPECT_EQ(setBytes(key.get(), u"too large", Bytes(1024 * 1024 + 1)), ERROR_INVALID_PARAMETER);
 

@@ -52,6 +52,10 @@ class MountPlaceTest : public testing::Test {
         return FAILED(result) ? result : value;
     }
 
+    /// What both say of a device: the root of its drive, and the state of its card.
+    using Place = std::pair<std::u16string, LONG>;
+    Place place(const std::u16string& contextId) { return {prefix(contextId), card(contextId)}; }
+
     const RegistryKey storage =
         createKey(HKEY_LOCAL_MACHINE,
                   u"Software\\Zephyr-Lanthorn\\PictureSuite\\Cam539\\DeviceInstances\\0000\\"
@@ -67,8 +71,7 @@ TEST_F(MountPlaceTest, FindsAnInstanceByWhatItsEntrySays) {
         for (const char16_t* deviceInstanceId : ids) {
             SCOPED_TRACE(utf8Text(deviceInstanceId));
             setStorage(u"DeviceInstanceID", deviceInstanceId);
-            EXPECT_EQ(prefix(instance), root);
-            EXPECT_EQ(card(instance), *root ? cardInserted : noDrive);
+            EXPECT_EQ(place(instance), Place(root, *root ? cardInserted : noDrive));
         }
     };
     expect(u"E:\\", {u"E", u"e:", u"zl glimmerbox 53", u"USBSTOR\\Disk&Ven_ZL&Prod_Glimmerbox_53"});
@@ -101,15 +104,12 @@ TEST_F(MountPlaceTest, TellsAReaderWithoutACardFromNoReader) {
     setStorage(u"DeviceInstanceID", u"ZL 539");
     EXPECT_EQ(prefix(instance), u"E:\\");
     std::filesystem::remove(first);
-    EXPECT_EQ(prefix(instance), u"F:\\");  // of two alike, the one with a card
-    EXPECT_EQ(card(instance), cardInserted);
+    // Of two alike, the one with a card.
+    EXPECT_EQ(place(instance), Place(u"F:\\", cardInserted));
     std::filesystem::remove(second);
-    EXPECT_EQ(prefix(instance), u"E:\\");
-    EXPECT_EQ(card(instance), cardMissing);
-    EXPECT_TRUE(unmountCard(u'E'));
-    EXPECT_TRUE(unmountCard(u'F'));
-    EXPECT_EQ(prefix(instance), u"");
-    EXPECT_EQ(card(instance), noDrive);
+    EXPECT_EQ(place(instance), Place(u"E:\\", cardMissing));
+    for (const WCHAR letter : {u'E', u'F'}) EXPECT_TRUE(unmountCard(letter));
+    EXPECT_EQ(place(instance), Place(u"", noDrive));
 }
 
 TEST_F(MountPlaceTest, TakesADriveIdAtItsWord) {
@@ -117,17 +117,14 @@ TEST_F(MountPlaceTest, TakesADriveIdAtItsWord) {
     mount(u'F', u"", u"", true);
     EXPECT_EQ(prefix(u"#Zephyr-Lanthorn#RemovableDrive#E"), u"E:\\");
     EXPECT_EQ(prefix(u"#zephyr-lanthorn#removabledrive#e"), u"E:\\");
-    EXPECT_EQ(prefix(u"#Zephyr-Lanthorn#CDROMDrive#F"), u"F:\\");
-    EXPECT_EQ(card(u"#Zephyr-Lanthorn#CDROMDrive#F"), cardInserted);
+    EXPECT_EQ(place(u"#Zephyr-Lanthorn#CDROMDrive#F"), Place(u"F:\\", cardInserted));
     for (const std::u16string& id :
          {u""s, u"#"s, u"##"s, u"###"s, u"E"s, u"#Zephyr-Lanthorn#RemovableDrive#"s,
           u"#Zephyr-Lanthorn#RemovableDrive#X"s, u"#Zephyr-Lanthorn#CDROMDrive#1"s,
           u"#Zephyr-Lanthorn#RemovableDrive#%%%%nowhere%%cards"s, u"#Somebody#RemovableDrive#E"s,
           u"#Zephyr-Lanthorn#Cam539\\DeviceInstances\\0000#"s, u"#a#..#.."s, u"#a#b#c\nd"s,
-          std::u16string(10'000, u'#'), u"#a#" + std::u16string(10'000, u'b') + u"#c"}) {
-        EXPECT_EQ(prefix(id), u"") << utf8Text(id);
-        EXPECT_EQ(card(id), noDrive) << utf8Text(id);
-    }
+          std::u16string(10'000, u'#'), u"#a#" + std::u16string(10'000, u'b') + u"#c"})
+        EXPECT_EQ(place(id), Place(u"", noDrive)) << utf8Text(id);
     std::filesystem::remove(folder);
     EXPECT_EQ(card(u"#Zephyr-Lanthorn#RemovableDrive#E"), cardMissing);
 }

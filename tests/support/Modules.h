@@ -1,5 +1,6 @@
 #pragma once
-// The component modules of the build, for tests that work with real siblings.
+// The component modules of the build, for tests that work with real siblings, and what tests of
+// any module do with it.
 
 #include <filesystem>
 #include <utility>

@@ -17,6 +17,7 @@ const fs::path& machineRoot();
 /// A new empty folder for this test, removed with the process.
 fs::path newFolder();
 
+/// Whether a sanitizer watches the tests: its own memory and descriptors would be counted too.
 #if defined(__SANITIZE_ADDRESS__) || defined(__SANITIZE_THREAD__)
 inline constexpr bool underSanitizer = true;
 #else
