@@ -4,7 +4,6 @@
 #include <gtest/gtest.h>
 
 #include <map>
-#include <sstream>
 #include <tuple>
 
 #include "ZlkCamTr.h"
@@ -137,15 +136,10 @@ std::string shownMember(ITypeInfo& info, UINT index, UINT firstSlot) {
     if (!member) return {};
     EXPECT_EQ(member->oVft, static_cast<SHORT>((firstSlot + index) * sizeof(void*)));
     EXPECT_EQ(member->elemdescFunc.tdesc.vt, VT_HRESULT);
-    std::ostringstream line;
-    line << "  "
-         << (member->memid >= 0x60000000 ? "0x" + utf8Text(formatText(u"%x", member->memid))
-                                         : std::to_string(member->memid));
+    static const std::map<int, const char*> kinds{
+        {INVOKE_FUNC, "method"}, {INVOKE_PROPERTYGET, "get"}, {INVOKE_PROPERTYPUT, "put"}};
+    const auto id = formatText(member->memid < 0x60000000 ? u"%d" : u"0x%x", member->memid);
     const auto [name, help] = documentation(info, member->memid);
-    line << (member->invkind == INVOKE_FUNC          ? " method "
-             : member->invkind == INVOKE_PROPERTYGET ? " get "
-                                                     : " put ")
-         << name << '(';
     // The two functions of a property have one id, and the names that are told by it are the
     // reader's.
     Bstr names[8];
@@ -153,14 +147,15 @@ std::string shownMember(ITypeInfo& info, UINT index, UINT firstSlot) {
     UINT count = 0;
     EXPECT_EQ(info.GetNames(member->memid, raw, 8, &count), S_OK);
     for (UINT i = 0; i < count; ++i) *names[i].out() = raw[i];
-    for (SHORT i = 0; i < member->cParams; ++i) {
-        const bool isPut = member->invkind == INVOKE_PROPERTYPUT;
-        line << (i ? ", " : "")
-             << shown(member->lprgelemdescParam[i], isPut ? u"val" : names[i + 1].view());
-    }
-    line << ") \"" << help << "\"\n";
+    const bool isPut = member->invkind == INVOKE_PROPERTYPUT;
+    std::string parameters;
+    for (SHORT i = 0; i < member->cParams; ++i)
+        parameters += (i ? ", " : "") +
+                      shown(member->lprgelemdescParam[i], isPut ? u"val" : names[i + 1].view());
+    const auto line = formatText(u"  %s %s %s(%s) \"%s\"\n", id, kinds.at(member->invkind), name,
+                                 parameters, help);
     info.ReleaseFuncDesc(member);
-    return line.str();
+    return utf8Text(line);
 }
 
 TYPEATTR attributesOf(ITypeInfo& info) {
@@ -176,27 +171,21 @@ std::string shownType(ITypeInfo& info) {
     const TYPEATTR attributes = attributesOf(info);
     const auto [name, help] = documentation(info, MEMBERID_NIL);
     const bool isDual = attributes.typekind == TKIND_DISPATCH;
-    std::ostringstream text;
-    text << name
-         << (attributes.typekind == TKIND_COCLASS ? " class "
-             : isDual                             ? " dual "
-                                                  : " custom ")
-         << shown(attributes.guid) << " \"" << help << '"';
     const std::string base = documentation(*referred(info, 0).get(), MEMBERID_NIL).first;
+    std::string text = shown(attributes.guid) + " \"" + help + '"';
     if (attributes.typekind == TKIND_COCLASS) {
         LONG flags = 0;
         EXPECT_EQ(info.GetImplTypeFlags(0, &flags), S_OK);
         EXPECT_EQ(flags, IMPLTYPEFLAG_FDEFAULT);
-        text << " of " << base << '\n';
-        return text.str();
+        return name + " class " + text + " of " + base + '\n';
     }
-    text << " on " << base << '\n';
+    text = name + (isDual ? " dual " : " custom ") + text + " on " + base + '\n';
     ComPtr<ITypeInfo> functions =
         isDual ? referred(info, static_cast<UINT>(-1)) : ComPtr<ITypeInfo>();
     ITypeInfo& described = isDual ? *functions.get() : info;
     EXPECT_EQ(attributesOf(described).typekind, TKIND_INTERFACE);
-    for (UINT i = 0; i < attributes.cFuncs; ++i) text << shownMember(described, i, isDual ? 7 : 3);
-    return text.str();
+    for (UINT i = 0; i < attributes.cFuncs; ++i) text += shownMember(described, i, isDual ? 7 : 3);
+    return text;
 }
 
 std::string shownLibrary(ITypeLib& library) {
@@ -204,17 +193,16 @@ std::string shownLibrary(ITypeLib& library) {
     EXPECT_EQ(library.GetLibAttr(&attributes), S_OK);
     Bstr name, help;
     EXPECT_EQ(library.GetDocumentation(-1, name.out(), help.out(), nullptr, nullptr), S_OK);
-    std::ostringstream text;
-    text << utf8Text(name.view()) << ' ' << attributes->wMajorVerNum << '.'
-         << attributes->wMinorVerNum << " 0x" << std::hex << attributes->lcid << std::dec << " \""
-         << utf8Text(help.view()) << "\" " << shown(attributes->guid) << '\n';
+    std::string text = utf8Text(formatText(u"%s %d.%d 0x%x \"%s\" %s\n", name.view(),
+                                           attributes->wMajorVerNum, attributes->wMinorVerNum,
+                                           attributes->lcid, help.view(), shown(attributes->guid)));
     library.ReleaseTLibAttr(attributes);
     for (UINT i = 0; i < library.GetTypeInfoCount(); ++i) {
         ComPtr<ITypeInfo> info;
         EXPECT_EQ(library.GetTypeInfo(i, info.out()), S_OK);
-        if (info) text << shownType(*info.get());
+        if (info) text += shownType(*info.get());
     }
-    return text.str();
+    return text;
 }
 
 TEST(TypeLibrary, InTheModuleSaysWhatApplicationsWereWrittenFor) {
