@@ -128,10 +128,11 @@ TEST(MachineRoot, IsOneForAllProcessesOfAUser) {
 }
 
 TEST(MachineRoot, TakesOverWhatTheEnvironmentUsedToName) {
-    for (const char* variable : {"XDG_DATA_HOME=%/x/", "HOME=%/x"}) {
+    const std::pair<std::string, std::string> places[] = {{"XDG_DATA_HOME=%/x/", "x/zlkcamtr"},
+                                                          {"HOME=%/x", "x/.local/share/zlkcamtr"}};
+    for (const auto& [variable, earlier] : places) {
+        SCOPED_TRACE(variable);
         const fs::path folder = newFolder();
-        const bool isHome = variable[0] == 'H';
-        const std::string earlier = isHome ? "x/.local/share/zlkcamtr" : "x/zlkcamtr";
         fs::create_directories(folder / earlier);
         fs::permissions(folder / earlier, fs::perms(0700));
         Maker(folder, {"ZLK_MACHINE=%/" + earlier}).end();
