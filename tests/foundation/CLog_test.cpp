@@ -158,6 +158,12 @@ TEST(CLog, TrustsNoPeerWithTheRoomThatThereIs) {
         if (c.size < stored) {
             EXPECT_EQ(viewer.bytes[0], 0xAA);
         }
+        // Also a line that is dropped lets the next writer have its turn.
+        std::thread([] {
+            const UniqueHandle mutex(OpenMutexA(SYNCHRONIZE, 0, utf8Text(logMutexName).c_str()));
+            EXPECT_EQ(WaitForSingleObject(mutex.get(), 0), WAIT_OBJECT_0);
+            ReleaseMutex(mutex.get());
+        }).join();
     }
 }
 

@@ -117,9 +117,15 @@ TEST_F(Server, RegistersItsClassesAndLeavesNoTraceBehind) {
     ASSERT_EQ(module.call("DllRegisterServer"), S_OK);
     EXPECT_EQ(registered(), expectedRegistration());
 
+    // Another library's interface stays.
+    const std::string foreign = "Interface\\{A1B0C000-7E11-4A00-9C00-0000000000FF}";
+    createKey(HKEY_CLASSES_ROOT, wideText(foreign) + u"\\TypeLib");
     ASSERT_EQ(module.call("DllUnregisterServer"), S_OK);
-    EXPECT_EQ(registered(), (Entries{{"CLSID", ""}}));
+    const Entries left{
+        {"CLSID", ""}, {"Interface", ""}, {foreign, ""}, {foreign + "\\TypeLib", ""}};
+    EXPECT_EQ(registered(), left);
     EXPECT_EQ(module.call("DllUnregisterServer"), S_OK) << "twice";
+    EXPECT_EQ(registered(), left);
 }
 
 TEST_F(Server, HasTheScriptOfAnAppIdEntryThatNothingRuns) {

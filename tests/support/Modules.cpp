@@ -4,8 +4,7 @@
 
 namespace zlk::test {
 
-LoadedModule::LoadedModule(const fs::path& path)
-    : handle_(LoadLibraryW(pathText(path).c_str())) {
+LoadedModule::LoadedModule(const fs::path& path) : handle_(LoadLibraryW(pathText(path).c_str())) {
     EXPECT_TRUE(handle_) << path << ": " << GetLastError();
 }
 

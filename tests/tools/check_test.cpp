@@ -110,6 +110,15 @@ TEST_F(Check, namesWhatCannotBeRead) {
     EXPECT_THAT(answer["unread"].each("folder"), ElementsAre("closed"));
 }
 
+TEST_F(Check, believesAManifestAndNotAnOlderFileOfSums) {
+    fill({"a"});
+    Generation older;
+    older.made -= 86400;
+    older.records = {recordOf("a", "what it held before")};
+    writeSums(openFolder(folder).get(), older, DigestKind::Xxh128);
+    EXPECT_THAT(expectJson(0, {"check", folder})["files"].each("finding"), ElementsAre("whole"));
+}
+
 TEST_F(Check, readsWhatOtherProgramsRecordedAndTakesARenamedFileForWhole) {
     const fs::path example = exampleHistory();
     JsonAnswer answer = expectJson(0, {"check", example});
