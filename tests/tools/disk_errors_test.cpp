@@ -60,6 +60,8 @@ TEST_F(DiskErrors, noCopyCountsAsProvedThatTheDiskDoesNotGiveBack) {
     addFile("A.JPG", bytesOf(300'000, 1));
     for (int nth = 1;; ++nth) {
         const fs::path copies = newFolder();
+        // In memory nothing makes room for others, so that each copy is read back directly.
+        const SmallDisk disk(copies, "4m");
         const Answer answer =
             withError(copies, "read", nth, {"unload", "--verify=copies", "E:", copies});
         if (answer.status == 77) GTEST_SKIP() << "The kernel doesn't let its calls be asked about.";

@@ -14,12 +14,14 @@
 namespace zlk::test {
 namespace {
 
+using testing::AnyOf;
 using testing::ElementsAre;
 using testing::HasSubstr;
 
 class UnloadSteps : public CardTest {};
 
-/// Kills a run as soon as it has noted down a file that it has copied.
+/// Kills a run once it has noted down a file that it has copied. On a busy machine it has copied
+/// some more by then.
 void unloadAndBeKilled(const fs::path& folder) {
     const RunningZlkCam killed({"unload", "E:", folder});
     for (;; std::this_thread::yield())
@@ -45,8 +47,9 @@ TEST_F(UnloadSteps, goesOnWhereAKilledRunStoppedAndLeavesNothingOfIt) {
     const JsonAnswer result = json({"unload", "--delete", "E:", target});
     ::close(lock);
     EXPECT_EQ(result.status, 0) << result.error;
-    EXPECT_THAT(result["files"].each("outcome"),
-                ElementsAre("was there", testing::AnyOf("copied", "was there"), "copied"));
+    EXPECT_THAT(
+        result["files"].each("outcome"),
+        ElementsAre("was there", AnyOf("copied", "was there"), AnyOf("copied", "was there")));
     EXPECT_THAT(result["files"].each("deleted"), testing::Each("true"));
     EXPECT_EQ(fs::last_write_time(target / "A.JPG"), before);
     EXPECT_EQ(readFile(target / "A.JPG"), bytesOf(100'000, 1));
