@@ -113,7 +113,7 @@ TEST_F(PtpDeviceTest, ListsFilesAndFindsTheDocumentsAmongThem) {
     EXPECT_EQ(device->PutIntentFile(u""), DeviceCode::Success);
     EXPECT_EQ(device->PutIntentFile(u"x"), DeviceCode::NotSupported);
 
-    // Stopped behind the last file: that has failed, and what is there stays there.
+    // Stopped after the last file: that has failed, and what is there stays there.
     reports.stopAt = 5 + 4;
     const std::u16string stopped = listingOf(*device, &reports, DeviceCode::ReadFailed);
     EXPECT_EQ(column(stopped, u"id").size(), 3u);

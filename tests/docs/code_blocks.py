@@ -20,7 +20,7 @@ import tempfile
 import demo_devices
 
 FENCE = re.compile(r"^```(\w+)\n(.*?)^```$", re.MULTILINE | re.DOTALL)
-END = "\f"  # printed behind each block
+END = "\f"  # printed after each block
 PRINT_END = {"cpp": 'std::puts("\\f");', "python": 'print("\\f", flush=True)'}
 MAIN = """{includes}
 int main() {{

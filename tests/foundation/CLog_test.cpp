@@ -92,7 +92,7 @@ TEST(CLog, StoresRecordsToTheByte) {
         "\xC3\xA4\xE2\x82\xAC\0\xAA\xAA",
         42);
     EXPECT_EQ(viewer.text(0, 42), expected);
-    EXPECT_EQ(viewer.control->writeOffset, 41u);  // behind the gap, which isn't written
+    EXPECT_EQ(viewer.control->writeOffset, 41u);  // after the gap, which isn't written
 }
 
 TEST(CLog, StartsAgainWhereTheRestIsTooShort) {

@@ -190,7 +190,7 @@ class RealCameras : public testing::Test {
     }
 
     /// Runs an operation while its command gets the recording's id, and `transfers` is what the
-    /// camera says. The port is free behind it, and the counter one on.
+    /// camera says. Afterwards the port is free, and the counter one on.
     std::uint32_t raisedBehind(const Recording& one, std::initializer_list<Bytes> transfers,
                                int operation) {
         port.nextId = one.id();

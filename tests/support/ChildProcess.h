@@ -23,7 +23,7 @@ namespace zlk::test {
 class ChildSide {
   public:
     explicit ChildSide(std::vector<std::string> args) : arguments(std::move(args)) {}
-    const std::vector<std::string> arguments;  ///< behind the name
+    const std::vector<std::string> arguments;  ///< after the name
     void say(const std::string& line);
     /// One line, without its end; empty when the parent is gone.
     std::string hear();

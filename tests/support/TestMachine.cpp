@@ -16,7 +16,7 @@ class Sandbox {
   public:
     Sandbox() {
         // A child process works on the machine of the test that started it, and its own files lie
-        // below that one's, which clears up behind a child that was killed.
+        // below that one's, which clears up after a child that was killed.
         const char* parent = getenv("ZLK_TEST_FOLDER");
         std::string pattern =
             (parent ? fs::path(parent) : fs::temp_directory_path()) / "zlk-test-XXXXXX";

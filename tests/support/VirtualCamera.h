@@ -17,7 +17,7 @@ class VirtualCamera {
 
     /// The handle of a new object, with the options of the command `add`.
     std::uint32_t add(const std::string& options);
-    /// One command of its control channel: what stands behind `ok`. Fails the test for an error.
+    /// One command of its control channel: what follows `ok`. Fails the test for an error.
     std::string tell(const std::string& command);
     /// Fails the test if the host has broken a rule since the start or the last call.
     void expectNoViolations();

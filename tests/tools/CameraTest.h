@@ -32,7 +32,7 @@ class CameraTest : public testing::Test {
     }
 
     PipeAnswer send(const std::string& container) { return camera->out(hex(container), true); }
-    /// The next transfer to the host; `...` behind one that doesn't end.
+    /// The next transfer to the host; `...` after one that doesn't end.
     std::string receive() {
         std::string text;
         for (;;) {

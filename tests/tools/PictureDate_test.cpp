@@ -62,7 +62,7 @@ const LocalTime expected{2026, 11, 1, 9, 5, 3};
 const std::string expectedText = "2026:11:01 09:05:03", otherText = "2020:02:02 02:02:02";
 
 std::optional<LocalTime> dateIn(const std::string& bytes) {
-    // In memory of exactly this size, so that a sanitizer sees what is read behind it.
+    // In memory of exactly this size, so that a sanitizer sees what is read beyond it.
     const std::vector<char> exact(bytes.begin(), bytes.end());
     return pictureDate(std::as_bytes(std::span(exact)));
 }

@@ -8,7 +8,7 @@
 namespace zlk::test {
 namespace {
 
-/// The client's command line, with words behind what the test says.
+/// The client's command line, with words after those of the test.
 Words commandOf(Words arguments, std::initializer_list<std::string> more = {}) {
     arguments.insert(arguments.begin(), programFolder() / "zlkcam");
     arguments.insert(arguments.end(), more);

@@ -43,7 +43,7 @@ struct CameraTable : Peer {
     int count() const { return bytes()[0]; }
 };
 
-/// The id of a turn on the port, behind which the next one is stored.
+/// The id of a turn on the port, after which the next one is stored.
 std::uint32_t turn(PTPSyncInterface& arbiter, const WCHAR* port, std::uint32_t next) {
     const std::uint32_t id = arbiter.getMutex(port);
     arbiter.releaseMutex(port, next);

@@ -46,7 +46,7 @@ class ScriptedFunction : public camsim::UsbFunction {
         wake_();
     }
     /// Pipes answer this from now on; Accepted: as they can. A stalled one until it is cleared.
-    /// That of bulk in comes behind what was queued.
+    /// That of bulk in comes after what was queued.
     void answer(std::uint8_t endpoint, camsim::PipeAnswer answer) {
         answers_[endpoint] = answer;
         wake_();

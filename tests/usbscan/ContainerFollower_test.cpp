@@ -22,7 +22,7 @@ Bytes operator+(Bytes front, const Bytes& back) {
 }
 
 /// What the pieces of transfers are cut into: sizes, `z` for a packet of no bytes, `!` where one
-/// is due, `R` behind the end of a response.
+/// is due, `R` after the end of a response.
 class Cuts {
   public:
     explicit Cuts(std::uint16_t packetSize = 64) : follower_(packetSize) {}

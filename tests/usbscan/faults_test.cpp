@@ -51,7 +51,7 @@ constexpr Operation announcing{"0x100C", send}, sending{"0x100D", send};
 constexpr Operation counting{"0x1006", expectTwoObjects}, listing{"0x1007", expectTwoHandles};
 
 struct Case {
-    const char* fault;  ///< what stands behind `fault`, but for the operation
+    const char* fault;  ///< what follows `fault`, but for the operation
     Operation operation;
     std::uint32_t raised;
     bool gone = false;  ///< so that it has to be plugged in again
