@@ -83,6 +83,7 @@ void set(Fault& fault, const std::string& key, const std::string& value) {
         fault.phase = row->phase;
     } else if (key == "count") {
         fault.count = static_cast<unsigned>(parseNumber(value, 1'000'000));
+        if (fault.count == 0) throw std::invalid_argument("count=0 is no fault");
     } else if (key == "value") {
         fault.value = static_cast<std::uint32_t>(parseNumber(value, 0xFFFFFFFF));
     } else if (key == "at") {

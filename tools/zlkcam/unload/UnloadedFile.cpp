@@ -36,8 +36,8 @@ Outcome UnloadedFile::outcome() const {
 }
 
 std::uint64_t UnloadedFile::knownSize() const {
-    // Before a file was reached, only the listed size is known.
-    return outcome() == Outcome::NotReached ? record->size : size;
+    // Of a file that was never opened only the listed size is known.
+    return size > 0 ? size : record->size;
 }
 
 bool UnloadedFile::isAnywhere() const {
