@@ -147,7 +147,10 @@ void exportTree(Tool& tool, const SettingsOptions& options) {
         Tool::write(text);
     } else if (options.file != "-") {
         writeNewFile(pathArgument(options.file), text);
-        tool.say(std::to_string(keys.size() - leftOut.size()) + " keys exported.");
+        tool.say(std::to_string(keys.size()) + " keys exported" +
+                 (leftOut.empty() ? "."
+                                  : ", without " + std::to_string(leftOut.size()) +
+                                        " names of keys or values."));
     }
     tool.answer.beginObject().member("keys", keys.size());
     if (options.file == "-") tool.answer.member("text", text);
