@@ -36,12 +36,18 @@ RunFolder& RunFolders::folderIn(const OpenFolder& parent, const std::string& pat
     return *runFolders_.emplace(parent.device(), std::move(made)).first->second;
 }
 
-void RunFolders::flushMoved() const {
-    for (const auto& [device, run] : runFolders_)
-        if (losesContentsByMoving(run->folder())) ::syncfs(run->folder());
+void RunFolders::flushMoved() {
+    for (const auto& [device, run] : runFolders_) {
+        if (!losesContentsByMoving(run->folder())) continue;
+        if (::syncfs(run->folder()) != 0 && errno != ENOSYS) moveError_ = errno;
+    }
 }
 
 void RunFolders::flush(const std::string& doing) const {
+    if (moveError_ != 0) {
+        errno = moveError_;
+        throwPosix(doing);
+    }
     // Some file systems return ENOSYS, and have only the fsync of each folder.
     for (const auto& [device, run] : runFolders_)
         if (::syncfs(run->folder()) != 0 && errno != ENOSYS) throwPosix(doing);

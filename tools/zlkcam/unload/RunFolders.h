@@ -25,9 +25,9 @@ class RunFolders {
     /// The one in the destination itself. Throws Failure (FileUnusable).
     RunFolder& top();
 
-    /// Writes moved files through where a power cut would leave them without contents, and ignores
-    /// errors.
-    void flushMoved() const;
+    /// Writes moved files through where a power cut would leave them without contents. An error is
+    /// left to `flush`, which throws it.
+    void flushMoved();
     /// Waits until all that was written to these file systems is on the disk. Throws Failure
     /// (FileUnusable), which says that `doing` failed.
     void flush(const std::string& doing) const;
@@ -44,6 +44,9 @@ class RunFolders {
     FolderTree& folders_;
     // By the number of the file system. Created on first use.
     std::unordered_map<dev_t, std::unique_ptr<RunFolder>> runFolders_;
+    // The last error of flushMoved, or 0. The system reports an error of the disk only once to each
+    // open folder, so that a later flush would succeed.
+    int moveError_ = 0;
 };
 
 }  // namespace zlk
