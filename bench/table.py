@@ -283,7 +283,7 @@ def copying(scratch):
     row("the same against dd in blocks of 64 KiB", f"{ratio:.2f} x throughput", "-", True)
 
 
-def main():
+def measure():
     with tempfile.TemporaryDirectory(dir=os.environ.get("ZLK_BENCH_DIR")) as name:
         scratch = pathlib.Path(name)
         os.environ["ZLK_MACHINE"] = str(scratch / "machine")
@@ -300,9 +300,15 @@ def main():
         cameras_through_components(scratch)
     for figure in (*unloading.rows(BIN), *guest.rows()):
         row(*figure)
-    widths = [max(len(line[i]) for line in rows) for i in range(4)]
-    for line in [("what", "measured", "limit", "met"), *rows]:
-        print("  ".join(text.ljust(width) for text, width in zip(line, widths)).rstrip())
+
+
+def main():
+    try:
+        measure()
+    finally:  # what was measured before a failure is worth its minutes
+        widths = [max(len(line[i]) for line in rows) for i in range(4)]
+        for line in [("what", "measured", "limit", "met"), *rows]:
+            print("  ".join(text.ljust(width) for text, width in zip(line, widths)).rstrip())
     return 0 if all(line[3] == "yes" for line in rows) else 1
 
 
