@@ -25,8 +25,12 @@ MOST_CALLS = 40    # for a file of 200 KB
 
 
 def run(*command, **options):
-    return subprocess.run([str(word) for word in command], check=True, capture_output=True,
-                          text=True, **options)
+    done = subprocess.run([str(word) for word in command], capture_output=True, text=True,
+                          check=False, **options)
+    if done.returncode:
+        print(done.stderr, file=sys.stderr)
+    done.check_returncode()
+    return done
 
 
 def drop_caches():
