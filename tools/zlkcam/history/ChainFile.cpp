@@ -16,7 +16,7 @@
 namespace zlk {
 namespace {
 
-// A line has some 200 bytes, so that this is a history of tens of thousands of generations.
+// An entry has some 200 bytes, so that this is a history of tens of thousands of generations.
 constexpr std::uint64_t largestChain = 16 << 20;
 
 std::string readAll(HistoryFile& file) {
@@ -26,7 +26,8 @@ std::string readAll(HistoryFile& file) {
     return bytes;
 }
 
-/// The first sum of a kind that we know; none if there is no such sum.
+/// The sum of the first of `digestKinds` that the entry has; none if it has no such sum. Throws
+/// UnusableFile if the sum can't be understood.
 std::optional<Digest> sumOf(pugi::xml_node line) {
     for (const DigestKind kind : digestKinds) {
         const pugi::xml_node sum = childNamed(line, digestName(kind));
@@ -75,7 +76,7 @@ ChainFile ChainFile::read(int folder) {
 
 void ChainFile::parse(const std::string& bytes) {
     // parse_full keeps comments and the like, so that rewriting the file loses no contents that
-    // other tools put there. Without parse_doctype no entities can be declared.
+    // other tools put there. Only a document type, which could declare entities, is dropped.
     const auto result =
         document_.load_buffer(bytes.data(), bytes.size(), pugi::parse_full & ~pugi::parse_doctype);
     if (!result) throw UnusableFile(std::string("it isn't XML (") + result.description() + ")");

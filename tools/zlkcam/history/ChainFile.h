@@ -17,11 +17,12 @@ namespace zlk {
 /// The whole file in memory, with what other tools have written into it.
 class ChainFile {
   public:
-    /// A line: one generation.
+    /// A `hashlist` element of the file. It names the manifest of one run, which is called a
+    /// generation, and has the manifest's sum.
     struct Entry {
         std::uint64_t number;
         std::string manifest;
-        std::optional<Digest> sum;  ///< none if it is of a kind that we don't know
+        std::optional<Digest> sum;  ///< none if there is none of a kind that we know
     };
 
     /// Reads the chain file of an open folder `ascmhl`; empty if the folder has none. Throws
@@ -32,7 +33,7 @@ class ChainFile {
     /// Null if the manifest isn't listed.
     const Entry* find(const std::string& manifest) const;
 
-    /// Appends a line with the C4 sum of the manifest's bytes.
+    /// Appends an entry; `c4` is the C4 sum of the manifest's bytes.
     void add(std::uint64_t number, const std::string& manifest, const Digest& c4);
     /// The whole document. What was read is kept, also elements that we don't know, except for a
     /// document type declaration and the white space between elements.
@@ -45,7 +46,7 @@ class ChainFile {
 
     pugi::xml_document document_;
     std::vector<Entry> entries_;
-    // Index into `entries_`; for a manifest that is listed twice, the last line counts.
+    // Index into `entries_`; for a manifest that is listed twice, the last entry counts.
     std::unordered_map<std::string, std::size_t> byManifest_;
 };
 

@@ -38,7 +38,8 @@ std::string formatted(const char* format, std::int64_t moment) {
     return text.data();
 }
 
-// The years 1000 and 10000: other years would need fewer or more digits than readers expect.
+// The starts of the years 1000 and 10000. Only the years in between have the four digits that
+// readers expect.
 constexpr std::int64_t firstMoment =
     sys_seconds(sys_days(year(1000) / 1 / 1)).time_since_epoch() / 1s;
 constexpr std::int64_t endOfMoments =
@@ -48,7 +49,8 @@ bool hasFourDigits(std::int64_t moment) {
     return moment >= firstMoment && moment < endOfMoments;
 }
 
-/// Minutes by which a time zone is ahead of UTC; none if the text isn't a zone.
+/// Minutes by which a time zone is ahead of UTC; none if the text doesn't have the form of a
+/// zone.
 std::optional<int> parseZone(std::string_view text) {
     if (text == "Z") return 0;
     if (!hasForm(text, "+00:00") && !hasForm(text, "-00:00")) return std::nullopt;

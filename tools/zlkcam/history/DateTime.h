@@ -12,10 +12,11 @@ namespace zlk {
 /// counts from 1970 UTC.
 std::string dateTimeText(std::int64_t seconds);
 
-/// As in "2026-07-15_083000Z", for names of files. A year without four digits gives 1970.
+/// As in "2026-07-15_083000Z", for names of files. The start of 1970 stands for a time in
+/// a year that doesn't have four digits.
 std::string nameTimeText(std::int64_t seconds);
 inline constexpr std::size_t nameTimeSize = 18;
-/// Whether a text has this form.
+/// Whether a text has the form of nameTimeText; its digits needn't make a date that exists.
 bool isNameTime(std::string_view text);
 
 /// Seconds since 1970 UTC, without fractions; none for a text that isn't a date and time with a

@@ -27,7 +27,7 @@ constexpr std::string_view base58 = "123456789ABCDEFGHJKLMNPQRSTUVWXYZabcdefghij
 constexpr std::string_view c4Prefix = "c4";
 constexpr std::size_t c4Digits = 88;  // as many as the largest number of 512 bits needs
 
-/// Writes a number of 512 bits, highest byte first, to base 58: each round divides it by 58, byte
+/// Writes a number of 512 bits, highest byte first, in base 58: each round divides it by 58, byte
 /// by byte, and gives one digit from the end.
 std::string c4Text(std::array<std::byte, 64> number) {
     std::string text(c4Digits, base58.front());
@@ -43,8 +43,8 @@ std::string c4Text(std::array<std::byte, 64> number) {
     return std::string(c4Prefix) + text;
 }
 
-/// The reverse: multiplies by 58 and adds each digit. False if a digit is wrong or the number gets
-/// too large.
+/// The reverse: multiplies `number`, which has to be 0 at first, by 58 and adds each digit. False
+/// if the prefix, the length or a digit is wrong, or the number gets too large.
 bool parseC4(std::string_view text, std::array<std::byte, 64>& number) {
     if (!text.starts_with(c4Prefix) || text.size() != c4Prefix.size() + c4Digits) return false;
     for (const char digit : text.substr(c4Prefix.size())) {

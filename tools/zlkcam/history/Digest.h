@@ -15,8 +15,8 @@
 
 namespace zlk {
 
-/// The kinds of sums, in the order in which a manifest lists them. SHA-256 occurs in sums files
-/// only.
+/// The kinds of sums, in the order in which a manifest lists them. SHA-256 is never written into a
+/// manifest.
 enum class DigestKind : std::uint8_t { C4, Md5, Sha1, Xxh128, Xxh3, Xxh64, Sha256 };
 
 inline constexpr DigestKind digestKinds[] = {
@@ -42,10 +42,11 @@ struct Digest {
     ContentSum contentSum() const;
     bool operator==(const Digest&) const = default;
 
-    /// The text in manifests: hexadecimal digits in lower case, or for C4 `c4` with 88 digits of
-    /// base 58.
+    /// The text in manifests and sums files: hexadecimal digits in lower case, or for C4 `c4`
+    /// followed by 88 digits of base 58.
     std::string text() const;
-    /// Parses such a text; none if it isn't a sum of this kind.
+    /// Parses such a text, in which hexadecimal digits may be upper case, too; none if it isn't a
+    /// sum of this kind.
     static std::optional<Digest> parse(DigestKind kind, std::string_view text);
 };
 

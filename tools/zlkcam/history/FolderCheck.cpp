@@ -37,8 +37,8 @@ Descriptor openToRead(int folder, const std::string& path) {
     return Descriptor(::openat(folder, path.c_str(), O_RDONLY | O_NONBLOCK | O_NOCTTY | O_CLOEXEC));
 }
 
-/// Entries that aren't part of the user's files: those of the system, of the history, and of our
-/// runs.
+/// Whether an entry isn't one of the user's files, but belongs to a file manager, to the history or
+/// to one of our runs.
 bool isIgnored(std::string_view name) {
     return name == "." || name == ".." || name == ".DS_Store" || name.starts_with(".zlkcam-") ||
            isHistoryName(name);
@@ -50,7 +50,8 @@ struct Entry {
     std::uint64_t size;
 };
 
-/// The files and folders in a folder, sorted by name. Links and other entries are left out. Throws
+/// The files and folders in a folder, sorted by name. Left out are ignored entries, links, other
+/// kinds of entries, and what can't be looked at; after a stop the list is incomplete. Throws
 /// UnusableFile if the folder can't be read.
 std::vector<Entry> entriesOf(int root, const std::string& path) {
     // A folder may lie on a network drive that doesn't answer.
@@ -74,8 +75,8 @@ std::vector<Entry> entriesOf(int root, const std::string& path) {
     return entries;
 }
 
-/// How many bytes each file will take to read, for the progress bar. Old sums files have no sizes,
-/// so the file's present size stands in.
+/// How many bytes each file will take to read, for the progress bar. Records from sums files have
+/// no size, so the file's present size stands in. Throws Failure after a stop.
 std::vector<std::uint64_t> expectedSizes(int folder, const std::vector<CheckedFile>& files) {
     std::vector<std::uint64_t> sizes;
     sizes.reserve(files.size());
@@ -150,7 +151,7 @@ void FolderCheck::run() {
         findNew();
         findRenamed();
     } catch (const Failure&) {
-        // Only a wish to stop is thrown; all else is noted in the findings.
+        // A stop is the only reason for a Failure; all else is noted in the findings.
         isStopped_ = true;
     }
 }

@@ -18,16 +18,16 @@ struct CheckedFile {
 
     const HashRecord* record = nullptr;
     Finding finding = Finding::NotReached;
-    std::uint64_t size = 0;   ///< present size in bytes
+    std::uint64_t size = 0;   ///< present size in bytes; 0 if unknown
     bool fromMedium = false;  ///< as in MediumDigest; only for a file that was read
     std::string nowAt{};      ///< where the file lies now, if it was renamed
     std::string reason{};     ///< why it isn't whole; a phrase for "FILE: reason"
 };
 
-/// Used by one thread.
+/// Used by one thread. While that hangs in a DeviceCall, another one may read the results.
 class FolderCheck {
   public:
-    /// References stay the caller's and have to outlive this; so has `folder`, an open descriptor.
+    /// The references and the open descriptor `folder` stay the caller's and have to outlive this.
     FolderCheck(Tool& tool, int folder, const FolderHistory& history);
 
     /// Reads and compares everything, or less after a stop. To be called once.

@@ -65,7 +65,8 @@ class FolderHistory::Reader {
     /// All files of the history, the oldest first: manifests by their numbers, and sums files in
     /// between by the dates in their names.
     std::vector<RunFile> files();
-    // Also notes those that can't be used.
+    // Manifests, sorted by their numbers. Also reads the chain file, and notes what of the folder
+    // `ascmhl` can't be used.
     std::vector<RunFile> manifests();
     // Sums files, sorted by their dates.
     std::vector<RunFile> sumsFiles();
@@ -78,7 +79,7 @@ class FolderHistory::Reader {
     FolderHistory& history_;
     const int folder_;
     Descriptor manifestFolder_;
-    std::optional<ChainFile> chain_;  ///< none where it can't be used
+    std::optional<ChainFile> chain_;  ///< none without the folder `ascmhl`, or if unusable
     RecordMerge merge_;
 };
 
@@ -113,7 +114,8 @@ std::vector<RunFile> FolderHistory::Reader::manifests() {
         return files;
     }
     for (const std::string& each : names) {
-        // The author of a list without a number must have meant a manifest, so it is reported.
+        // A file with the suffix but without a number was probably meant as a manifest, so it is
+        // reported.
         if (generationNumber(each))
             files.push_back({each});
         else if (each.ends_with(manifestSuffix) && !each.starts_with('.'))
@@ -162,7 +164,7 @@ void FolderHistory::Reader::readRun(const RunFile& file) {
         content = readSums(stoppable(sums), *sumsFileKind(file.name));
     }
     std::string device = std::move(content.device);
-    // The number of the run is its place in `runs_`, which gets it only after the merge succeeded.
+    // The run's number is its index in `runs_`, to which it is added only if the merge succeeds.
     merge_.add(std::move(content), static_cast<std::uint32_t>(history_.runs_.size()));
     history_.runs_.push_back({file.path(), std::move(device)});
 }

@@ -4,7 +4,7 @@
 //
 // Everything is reached from an open folder, whatever becomes of its path. Anybody who may write
 // there can forge any record, so a record is only trusted to describe what a file of the folder
-// should hold. A file that can't be used is left out as a whole, and named.
+// should hold. A manifest or sums file that can't be used is left out as a whole, and named.
 
 #include <string>
 #include <string_view>
@@ -28,14 +28,14 @@ class FolderHistory {
     /// Null if there is no record of the file.
     const HashRecord* find(std::string_view path) const;
 
-    /// A run that recorded something; HashRecord::run is an index of `runs`.
+    /// A run whose manifest or sums file was used; HashRecord::run is an index of `runs`.
     struct Run {
         std::string file;    ///< the manifest or sums file, below the folder
         std::string device;  ///< the device that was copied from; empty if unknown
     };
     const std::vector<Run>& runs() const { return runs_; }
 
-    /// A file of the history that was left out.
+    /// A file or folder of the history that can't be used, or a listed manifest that is missing.
     struct Trouble {
         std::string file;  ///< below the folder
         std::string reason;

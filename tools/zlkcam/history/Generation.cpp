@@ -38,12 +38,13 @@ constexpr std::chrono::milliseconds patience = 30s, patienceOnceStopped = 500ms,
                   advice);
 }
 
-/// The folder `ascmhl` of a folder, locked against other writers as long as this lives.
+/// The folder `ascmhl` of a folder, locked against other writers as long as this lives, if the
+/// file system has such locks.
 class ManifestFolder {
   public:
     explicit ManifestFolder(int folder);
 
-    /// Adds a manifest and its line in the chain file. Returns the manifest's name.
+    /// Adds a manifest and its entry in the chain file. Returns the manifest's name.
     std::string add(const Generation& generation);
 
   private:
@@ -144,7 +145,7 @@ std::string ManifestFolder::add(const Generation& generation) {
     try {
         newChain.replace(chainName);
     } catch (const Failure&) {
-        // Without its line in the chain the manifest is withdrawn, to fail as if nothing had
+        // Without its entry in the chain the manifest is withdrawn, to fail as if nothing had
         // happened.
         ::unlinkat(manifests_.get(), name.c_str(), 0);
         throw;
@@ -154,7 +155,7 @@ std::string ManifestFolder::add(const Generation& generation) {
     return name;
 }
 
-/// Fails if a path can't be written; a manifest that left it out would claim to be complete.
+/// Fails if a path can't be written; a record that left it out would claim to be complete.
 void requireRecordable(const Generation& generation, bool (*isWritable)(std::string_view)) {
     for (const HashRecord& record : generation.records)
         if (!isRecordedPath(record.path) || !isWritable(record.path))

@@ -3,7 +3,7 @@
 //
 // Both writers give a file its name only when it is whole on the disk, and replace none but the
 // chain file. If they fail, no half file has a name. A wish to stop doesn't end them: what was
-// copied before it is worth a record.
+// copied before the stop is worth a record.
 
 #include <cstdint>
 #include <string>
@@ -22,20 +22,20 @@ struct Generation {
 };
 
 /// Adds a generation to the folder's media hash list, and begins the list if there is none: a
-/// manifest in `ascmhl/`, and its line in the chain file there. Sums that a manifest can't hold
-/// (SHA-256) are left out, and so is a `source` with characters that XML doesn't have. `folder` is
-/// an open descriptor, which stays the caller's; the folder's name becomes a part of the
-/// manifest's. Returns the path of the manifest below the folder; empty, with nothing written, if
-/// there are no records. Throws Failure (FileUnusable), also if the chain file can't be understood
-/// or another program keeps the history locked, and std::invalid_argument if a record has no sum
-/// that a manifest can hold.
+/// manifest in `ascmhl/`, and its entry in the chain file there. Sums that a manifest can't hold
+/// (SHA-256) are left out, and so is a `device` or `source` that isXmlText refuses. `folder` is an
+/// open descriptor, which stays the caller's; the folder's name becomes a part of the manifest's.
+/// Returns the path of the manifest below the folder; empty, with nothing written, if there are no
+/// records. Throws Failure (FileUnusable), also if a manifest can't hold a path, the chain file
+/// can't be understood, or another program keeps the history locked, and std::invalid_argument if
+/// a record has no sum that a manifest can hold.
 std::string writeGeneration(int folder, const Generation& generation);
 
 /// Writes the sums of one kind (XXH128 or SHA-256) into a new file of the folder, which `xxhsum -c`
 /// or `sha256sum -c` accept. It is called `<folder's name>_<date>Z.xxh128` or `.sha256`, with `-2`
 /// and so on before the dot if that name is taken. Files that were found damaged are left out.
 /// Returns the name; empty, with nothing written, if no file is left. Throws Failure
-/// (FileUnusable), and std::invalid_argument if a record has no sum of this kind.
+/// (FileUnusable), and std::invalid_argument if the record of an undamaged file has no such sum.
 std::string writeSums(int folder, const Generation& generation, DigestKind kind);
 
 }  // namespace zlk

@@ -25,8 +25,9 @@ struct HashRecord {
     std::optional<std::int64_t> modified{};  ///< seconds since 1970 UTC
     std::vector<Digest> sums{};              ///< at most one of each kind
     HashAction action = HashAction::Original;
-    std::string source{};   ///< the path that the file had on the device; empty if unknown
-    std::uint32_t run = 0;  ///< index of FolderHistory::runs(); a writer ignores it
+    std::string source{};  ///< the path that the file had on the device; empty if unknown
+    /// Index of FolderHistory::runs(): the run that `source` is from. Writers ignore it.
+    std::uint32_t run = 0;
 
     /// The sum of this kind; null if there is none.
     const Digest* sum(DigestKind kind) const;
@@ -41,8 +42,8 @@ inline constexpr std::string_view historyFolder = "ascmhl";
 /// Whether the bytes are valid UTF-8.
 bool isUtf8(std::string_view bytes);
 
-/// Whether a record may have this path: valid UTF-8, below the folder, and not in a history. A
-/// forged record must not make anybody read or write elsewhere.
+/// Whether a record may have this path: valid UTF-8 of at most 4095 bytes, below the folder, and
+/// not in a history. A forged record must not make anybody read or write elsewhere.
 bool isRecordedPath(std::string_view path);
 
 }  // namespace zlk

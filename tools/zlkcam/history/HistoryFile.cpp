@@ -57,7 +57,7 @@ Digest HistoryFile::digest() {
 }
 
 std::vector<std::string> namesIn(int folder) {
-    // A descriptor of its own, because the position in a folder belongs to the open descriptor.
+    // A descriptor of its own, because reading would move the position of `folder`.
     Descriptor own(::openat(folder, ".", O_RDONLY | O_DIRECTORY | O_CLOEXEC));
     const std::unique_ptr<DIR, CloseFolder> walk(own ? ::fdopendir(own.get()) : nullptr);
     if (!walk) throwUnreadable();

@@ -36,7 +36,8 @@ class HistoryFile {
 
     /// Makes a sum of the bytes that are read from now on. To be called before the first `read`.
     void sumUp(DigestKind kind) { digester_.emplace(kind); }
-    /// The sum of the whole file; reads what wasn't read yet. Only after `sumUp`.
+    /// The sum of the whole file; reads what wasn't read yet. Only after `sumUp`, and only once.
+    /// Throws UnusableFile.
     Digest digest();
 
     /// Reads like a ByteSource. Throws UnusableFile.

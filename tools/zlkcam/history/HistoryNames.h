@@ -11,11 +11,12 @@
 namespace zlk {
 
 inline constexpr std::string_view manifestSuffix = ".mhl";
-/// Suffix of the report of a run for people, without its dot.
+/// Suffix of a run's report for people, without its dot.
 inline constexpr std::string_view reportSuffix = "html";
 inline constexpr char chainName[] = "ascmhl_chain.xml";
 
-/// The number of a generation from the name of its manifest, `NNNN_....mhl`; none for another name.
+/// The number of a generation from the name of its manifest, `<number>_....mhl`; none for another
+/// name, and for a number beyond lastGeneration.
 std::optional<std::uint32_t> generationNumber(std::string_view name);
 inline constexpr std::uint32_t lastGeneration = 999'999'999;
 
@@ -23,8 +24,8 @@ inline constexpr std::uint32_t lastGeneration = 999'999'999;
 /// name.
 std::optional<DigestKind> sumsFileKind(std::string_view name);
 
-/// The date at the end of the name of a manifest, sums file or report, as nameTimeText writes it;
-/// empty if there is none.
+/// The date in the name of a manifest, sums file or report, as nameTimeText writes it. Only a
+/// number such as `-2` and the suffix may follow the date. Empty if there is none.
 std::string_view dateInName(std::string_view name);
 
 /// The name of a manifest: number, folder and date.
@@ -34,7 +35,8 @@ std::string manifestName(std::uint32_t number, const std::string& folderName, st
 std::string datedName(const std::string& folderName, std::int64_t made, std::string_view suffix,
                       unsigned attempt = 1);
 
-/// The name of an open folder, changed where a file's name or XML can't hold it.
+/// The name of an open folder, as a part of files' names: at most 150 bytes, with `_` for a dot at
+/// its start and for what a file's name or XML can't hold. `root` if there is no name.
 std::string nameOfFolder(int folder);
 
 }  // namespace zlk

@@ -14,7 +14,8 @@ namespace {
 
 using Kind = XmlToken::Kind;
 
-// The XML of one file. Together with the depth that XmlTokens allows it bounds the memory.
+// Bytes of one element, such as that of a file. Together with the depth that XmlTokens allows they
+// bound the memory.
 constexpr std::size_t largestElement = 1 << 20;
 constexpr std::size_t longestOwnText = 4095;
 
@@ -25,7 +26,7 @@ std::optional<std::uint64_t> parseSize(std::string_view text) {
     return isWhole ? std::optional(size) : std::nullopt;
 }
 
-/// An action that we don't know counts as the first copy.
+/// An unknown or missing action counts as Original.
 HashAction actionOf(pugi::xml_node sum) {
     const std::string_view action = sum.attribute("action").value();
     if (action == "failed") return HashAction::Failed;
@@ -53,8 +54,8 @@ class ManifestReader {
     }
 
   private:
-    /// The next token inside of an element. The document can't end here: XmlTokens throws then, and
-    /// this only makes sure of it.
+    /// The next token, where the document mustn't end. XmlTokens throws if it does, and the check
+    /// here only makes sure of that.
     void step() {
         if (!tokens_.next(token_)) throw UnusableFile("it ends in the middle");
     }
@@ -74,7 +75,8 @@ class ManifestReader {
     // Checks and parses `piece_`.
     void parsePiece(pugi::xml_document& document) const;
     void addRecord(pugi::xml_node hash);
-    // The text of one of our own elements in `metadata`; empty if there is none.
+    // The text of one of our own elements in `metadata`; empty if there is none, or if it is
+    // too long.
     std::string ownText(pugi::xml_node metadata, std::string_view name) const;
 
     XmlTokens tokens_;

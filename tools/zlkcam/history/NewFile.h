@@ -1,6 +1,7 @@
 #pragma once
 // A file that is written under a hidden name and gets its real name only when it is whole on the
-// disk. Everything is reached from an open folder. All functions throw Failure (FileUnusable).
+// disk. Everything is reached from an open folder. Functions that fail throw Failure
+// (FileUnusable).
 
 #include <cstdint>
 #include <string>
@@ -10,7 +11,8 @@
 
 namespace zlk {
 
-/// Used by one thread; the descriptor of its folder has to stay open as long as this lives.
+/// Used by one thread at a time; the descriptor of its folder has to stay open as long as this
+/// lives.
 class NewFile {
   public:
     /// Creates the hidden file in `folder`, an open descriptor that stays the caller's and outlives

@@ -19,7 +19,8 @@ class RecordMerge {
     std::vector<HashRecord> take();
 
   private:
-    /// Fills records from older ones of the same file, also under a former name.
+    /// Fills records from older ones of the same file, also under a former name, and removes the
+    /// older records of renamed files.
     void carryOver(RunContent& content);
 
     std::vector<HashRecord> records_;

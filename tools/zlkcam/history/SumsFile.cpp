@@ -59,7 +59,7 @@ HashRecord parseLine(std::string_view line, DigestKind kind) {
 }  // namespace
 
 std::string sumsLine(const Digest& sum, const std::string& path) {
-    // Only where it is necessary, since older versions of the checkers don't know escapes.
+    // A path is only escaped where necessary, since older checkers don't know escapes.
     const bool isEscaped = path.find_first_of("\n\r") != path.npos;
     return (isEscaped ? "\\" : "") + sum.text() + "  " + (isEscaped ? escaped(path) : path) + '\n';
 }

@@ -13,7 +13,9 @@ namespace zlk {
 /// One line with its line end.
 std::string sumsLine(const Digest& sum, const std::string& path);
 
-/// Throws UnusableFile if the file can't be understood as a whole.
+/// Empty lines, and lines that begin with `#`, are skipped. Throws UnusableFile if any other line
+/// can't be understood or has a path that no record may have, or if there are too many. What
+/// `source` throws passes through.
 RunContent readSums(const ByteSource& source, DigestKind kind);
 
 }  // namespace zlk

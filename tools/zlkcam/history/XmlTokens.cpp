@@ -6,7 +6,8 @@
 namespace zlk {
 namespace {
 
-// Limits that no real manifest reaches, so that a malicious one can't fill the memory.
+// No real manifest reaches the limits `longestTag` and `deepest`; they keep a malicious one from
+// filling the memory.
 constexpr std::size_t blockSize = 64 * 1024, longestTag = 1 << 20, deepest = 64;
 constexpr std::string_view byteOrderMark = "\xEF\xBB\xBF", white = " \t\r\n";
 

@@ -9,7 +9,7 @@
 
 namespace zlk {
 
-/// A tag or a piece of text. Empty is an element without content, as `<x/>`.
+/// A tag or a piece of text. Empty is a tag that is a whole element, as `<x/>`.
 struct XmlToken {
     enum class Kind { Start, Empty, End, Text };
     Kind kind = Kind::Text;
@@ -26,9 +26,10 @@ class XmlTokens {
 
     /// Reads the next token; false at the end of the document. A long text may come in several
     /// pieces; comments and processing instructions are skipped. Throws UnusableFile for tags that
-    /// are malformed or too long, for elements that are nested too deeply, for text or a second
-    /// element outside of the root, for a document type, and for a document that ends inside of an
-    /// element. Other violations of XML aren't noticed here.
+    /// are malformed, for tags, comments and the like that are too long, for elements that are
+    /// nested too deeply, for text or a second element outside of the root, for a document type,
+    /// and for a document that has no root or ends inside of an element. Other violations of XML
+    /// aren't noticed here.
     bool next(XmlToken& token);
 
   private:
