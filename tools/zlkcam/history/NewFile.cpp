@@ -63,7 +63,7 @@ void NewFile::finish() {
 }
 
 bool NewFile::takeName(const std::string& name) {
-    // The platform's move never replaces a file, on any file system.
+    // The platform's move replaces no file that was there before it, on any file system.
     isHidden_ = !MoveFileW(pathOf(folder_, hidden_).c_str(), pathOf(folder_, name).c_str());
     if (isHidden_ && GetLastError() != ERROR_ALREADY_EXISTS) fail(name, reasonText());
     // On FAT a moved file has no contents under its new name until it is flushed once more.

@@ -33,8 +33,8 @@ Failure writeFailure(const Destination& destination, int error) {
             "Make room, or choose another folder, and run it again with --new."};
 }
 
-/// Two readings gave different sums, in this run or in an earlier one and this, so that neither can
-/// be trusted.
+/// Two readings gave different sums, so that neither can be trusted. The first one may be that of
+/// an earlier run.
 Failure readTwice() {
     return {ExitStatus::NotVerified, "Reading it twice gave different bytes.",
             "Clean the contacts of the card, or try another reader."};
@@ -96,8 +96,8 @@ std::unique_ptr<SourceFile> Copier::takeSource(std::size_t index) {
         source = std::move(ahead_.front());
         ahead_.pop_front();
     }
-    // A camera's file, a file that a destination has already, one that couldn't be opened ahead,
-    // and the very first one are opened here.
+    // Opened here are the very first file, a camera's, one that a destination has already, one that
+    // couldn't be opened ahead, and all if `filesAhead_` is 0.
     if (!source) source = std::make_unique<SourceFile>(*files[index].record);
     while (ahead_.size() < filesAhead_ && index + 1 + ahead_.size() < files.size()) {
         const PlannedFile& next = files[index + 1 + ahead_.size()];

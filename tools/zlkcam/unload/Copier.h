@@ -37,8 +37,9 @@ class Copier {
     /// gone, no destination can be used any more, or the user wants it to stop.
     void copy(std::vector<UnloadedFile>& files);
 
-    /// For another thread, while a call of `copy` hangs in the device and never returns: stops the
-    /// settlers and marks the rest as stopped. Only the results may be used afterwards.
+    /// For another thread, while this object's own one hangs in a DeviceCall and never returns:
+    /// stops the settlers, and notes the stop as `ending` and, if a file is being read, as its
+    /// failure. Only the results may be used afterwards.
     void abandon();
 
     /// Why `copy` ended early; the files that it didn't reach have no reason of their own.
@@ -66,21 +67,24 @@ class Copier {
     /// Makes a hidden copy in each destination that needs the file.
     Lanes openLanes(const PlannedFile& planned, UnloadedFile& file);
     /// Reads the file into the lanes, removes from `lanes` those that couldn't be written, and
-    /// notes the file's sums. With --verify it reads the file twice.
+    /// notes the file's sums. With --verify the file is read twice, or only once if an earlier run
+    /// has left its sum. Throws Failure if the readings differ or the file changed meanwhile.
     void read(const PlannedFile& planned, const SourceFile& source, UnloadedFile& file,
               Lanes& lanes);
     void closeLanes(UnloadedFile& file, Lanes& lanes, const CopySink& sink);
     /// Takes over the results of copies that the destinations had before this run.
     void takeKnown(const PlannedFile& planned, UnloadedFile& file);
-    /// Hands the copies to the settlers.
+    /// Hands the new copies to the settlers, and those of killed runs that have to be proved.
     void arrive(const PlannedFile& planned, UnloadedFile& file, Lanes& lanes);
     /// Remembers the date of the current shot: that of the first of its files which has one.
     void noteDate(const PlannedFile& planned, std::span<const std::byte> head);
     std::optional<LocalTime> dateOf(const PlannedFile& planned) const;
     void waitForSettlers();
 
-    /// Has the device write a file into the sink `into`; throws Failure unless all bytes arrived,
-    /// or all copies failed.
+    /// Gets a file's bytes into the sink `into`: the device writes them, or they are read by the
+    /// file's path if it is too large for a component. The reading fills the part `share` of the
+    /// file's progress. Throws Failure if the reading fails or bytes are missing at its end. If all
+    /// copies failed it doesn't throw; `into` tells that.
     void fetch(const UnloadedFile& file, CopySink& into, Share share);
     void save(const UnloadedFile& file, CopySink& into, ProgressCallback& progress);
     /// For files of 4 GiB and more, whose bytes a component can't count. The device is claimed by

@@ -27,7 +27,7 @@ bool CopySink::take(std::span<const std::byte> bytes) {
         block_.clear();
         if (!isPassedOn) return false;
     }
-    // A piece as large as a block gains nothing by being copied into one.
+    // A piece that is larger than a block gains nothing by being gathered.
     if (bytes.size() > blockSize) return passOn(bytes);
     block_.insert(block_.end(), bytes.begin(), bytes.end());
     return true;

@@ -19,7 +19,7 @@ class CopySink final : public FileSink {
     /// What is made of the bytes besides the XXH128 sum, which there always is.
     struct Wishes {
         bool sha256 = false;
-        std::size_t head = 0;  ///< so many of the first bytes are kept
+        std::size_t head = 0;  ///< how many of the first bytes are kept
     };
     /// The components give small pieces, which are gathered in `block` and written together. The
     /// caller owns `block` and uses it for one file after the other.
@@ -28,7 +28,8 @@ class CopySink final : public FileSink {
     /// To be called before the first bytes. The caller keeps the copy, which has to outlive this.
     void addCopy(HiddenCopy& copy) { copies_.push_back({&copy}); }
 
-    /// Passes bytes on. True as long as one of the copies can be written, or if there are none.
+    /// Gathers bytes, and passes each full block on. False if that failed for the last copy that
+    /// was left; without copies always true.
     bool take(std::span<const std::byte> bytes) override;
     /// To be called after the last bytes. The results below are complete only then.
     void finish();
@@ -38,7 +39,7 @@ class CopySink final : public FileSink {
     ContentSum sum() const { return summer_.sum(); }
     /// SHA-256 as hexadecimal digits; empty if it wasn't wished for. May be called once.
     std::string sha256() const;
-    /// The first bytes, as many as were wished for.
+    /// The first bytes: as many as were wished for, or all of a shorter file.
     std::span<const std::byte> head() const { return head_; }
     /// The errno with which writing this copy failed; 0 if it didn't.
     int errorOf(const HiddenCopy& copy) const;

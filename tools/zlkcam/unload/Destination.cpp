@@ -40,7 +40,8 @@ OpenFolder openDestination(const std::u16string& path, const DeviceRoot& device,
         throwNotMade(name, reasonText());
     opened.descriptor = openFolder(path, reason);
     const bool isOpen = static_cast<bool>(opened.descriptor);
-    // In a rehearsal the folder may be missing; its parent must exist, as for a real run.
+    // If nothing is to be created the folder may be missing, but its parent must exist, or the
+    // folder couldn't be created later.
     std::string ignored;
     if (!isOpen && making == Destination::Making::Nothing && openFolder(pathAbove(path), ignored))
         return opened;

@@ -3,8 +3,8 @@
 // copies their names.
 //
 // A file is written into the private folder of this run, and moved to its own name when it is whole
-// and on the disk. A move never replaces a file. Whatever interrupts a run, nobody can mistake half
-// a file for a picture, and no file that was there before is changed.
+// and on the disk. A move replaces no file that was there when it began. Whatever interrupts a run,
+// nobody can mistake half a file for a picture, and no file that was there before is changed.
 
 #include <cstdint>
 #include <mutex>
@@ -25,13 +25,14 @@ namespace zlk {
 /// Thread-safe: the thread that copies makes files while that of a Settler places others.
 class Destination {
   public:
-    /// Whether a missing destination is created, or nothing is changed (in a rehearsal).
+    /// Whether a missing destination is created, or nothing is changed, as in a rehearsal.
     enum class Making { Folder, Nothing };
 
     /// Creates the folder if only its last component is missing, unless `making` is Nothing.
     /// `device` is the root of the device that is unloaded, empty for a camera, which is no folder.
-    /// Throws Failure (FileUnusable), also if the folder lies on the device, by whatever links or
-    /// mounts.
+    /// Throws Failure: Usage for an empty path, NotConnected if the device can't be looked at, and
+    /// FileUnusable if the folder can't be created or opened, or lies on the device, by whatever
+    /// links or mounts.
     explicit Destination(const std::u16string& path, const std::u16string& device = {},
                          Making making = Making::Folder);
 
@@ -40,8 +41,8 @@ class Destination {
     /// The path of a file of the destination, for messages; of the folder itself if `file` is
     /// empty.
     std::string shown(std::string_view file) const { return folders_.shown(file); }
-    /// Whether the folder doesn't exist and wasn't to be created. Then only the names may be asked
-    /// for.
+    /// Whether the folder doesn't exist and wasn't to be created. Then only `path`, `shown`,
+    /// `folder`, `way` and `findSame` may be called.
     bool isMissing() const { return !folders_.top().descriptor; }
     /// The folder's descriptor, which stays this object's; -1 if it is missing.
     int folder() const { return folders_.top().descriptor.get(); }
@@ -53,27 +54,30 @@ class Destination {
     /// (FileUnusable).
     HiddenCopy make(const std::string& wanted);
 
-    /// These are the functions of Placer. The second one finds nothing if the folder is missing.
+    /// These are the functions of Placer. If the folder is missing, `findSame` finds nothing.
     void place(std::span<Placement> together);
     std::string findSame(const std::string& wanted, std::uint64_t size, std::int64_t modified);
 
-    /// Where a power cut would leave moved files without contents (FAT), writes them through once
-    /// more, which shortens that time. Errors are left to flushNames, which would meet them, too.
+    /// Writes moved files through once more on file systems (FAT) where a power cut would leave
+    /// them without contents until then. Errors are left to flushNames, which would meet them, too.
     void flushMoved();
 
     /// Opens a file of the destination for reading; empty with errno if there is no such file or it
-    /// lies on the device.
+    /// lies on the device. Throws Failure (FileUnusable) if its folder can't be opened, or lies on
+    /// the device.
     Descriptor openFile(const std::string& file);
 
     /// Waits until the names of all placed files are on the disk. Throws Failure (FileUnusable).
     void flushNames();
 
-    /// Descriptor of this run's private folder, which also holds the run's journal.
+    /// Descriptor of this run's private folder in the destination, which also holds the journal.
+    /// The folder is created on first use. Throws Failure (FileUnusable).
     int runFolder();
     /// Whether that folder stays for a later run when this object is destroyed.
     void keepRunFolder(bool isKept);
-    /// For a program that ends without running destructors: the first removes the unfinished
-    /// copies, the second all that belongs to this run and isn't kept.
+    /// For a program that ends without running destructors, while another thread may hold the
+    /// mutex: removeCopies deletes the unfinished copies, finishRunFolders the private folders that
+    /// aren't kept, with all that is in them.
     void removeCopies() const noexcept;
     void finishRunFolders() const noexcept;
 

@@ -10,15 +10,15 @@
 
 namespace zlk {
 
-/// The root folder of the device. Thread-safe.
+/// Tells whether a folder or a file lies on the device that is unloaded. Nothing lies on a camera.
+/// Thread-safe.
 class DeviceRoot {
   public:
-    /// `path` is empty for a camera, which is no folder; then nothing lies on the device. Throws
-    /// Failure (NotConnected).
+    /// `path` is the root folder of the device, empty for a camera. Throws Failure (NotConnected).
     explicit DeviceRoot(const std::u16string& path);
 
-    /// Returns the way of an open folder, whose name for messages is `shown`. Throws Failure
-    /// (FileUnusable), also if the folder lies on the device, by whatever links or mounts.
+    /// Returns what wayFrom() gives for an open folder, whose name for messages is `shown`. Throws
+    /// Failure (FileUnusable), also if the folder lies on the device, by whatever links or mounts.
     std::vector<FileIdentity> requireElsewhere(int folder, const std::string& shown) const;
     /// Whether an open file lies on the device; none with errno if that can't be found out.
     std::optional<bool> holds(int file) const;

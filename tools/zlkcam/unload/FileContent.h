@@ -14,7 +14,7 @@ std::optional<ContentSum> contentSumOf(int file);
 /// The same for any kind of sum.
 std::optional<Digest> digestOf(int file, DigestKind kind);
 
-/// False if one of them can't be read, too: then nothing shows that they are the same.
+/// Also false if one of the files can't be read: then nothing shows that they are the same.
 bool haveSameContent(int a, int b);
 
 }  // namespace zlk

@@ -1,5 +1,5 @@
 #pragma once
-// Tells whether two names or descriptors are the same file, and where a folder lies. Links and
+// Tells whether two names or descriptors lead to the same file, and where a folder lies. Links and
 // mounts can't fool these answers, as they could a comparison of paths.
 
 #include <sys/types.h>

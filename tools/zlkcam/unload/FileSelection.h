@@ -17,7 +17,7 @@ namespace zlk {
 struct SelectionOptions {
     std::vector<std::string> only{};    ///< patterns, of which one must match
     std::vector<std::string> except{};  ///< patterns, of which none may match
-    std::vector<std::string> types{};   ///< words, or several of them between commas
+    std::vector<std::string> types{};   ///< each a word, or several with commas between them
     std::string since{};                ///< a local date, or a date and time
 };
 

@@ -11,7 +11,8 @@ namespace zlk {
 /// Opens a folder. Empty if that fails, with the reason as text.
 Descriptor openFolder(const std::u16string& path, std::string& reason);
 
-/// The folder that a path's last component lies in; itself for a root.
+/// The path of the folder that the last component lies in. The path itself for a root, and for a
+/// path that ends in a slash or has none.
 std::u16string pathAbove(const std::u16string& path);
 
 /// The longest part of a path that exists, to find out on which device a new folder would lie.

@@ -20,7 +20,7 @@
 
 namespace zlk {
 
-/// The folder that a path leads through, empty for the destination itself.
+/// The path of the folder that a file lies in; empty if that is the destination itself.
 std::string folderOf(const std::string& file);
 /// The last component of a path.
 std::string nameOf(const std::string& file);
@@ -40,7 +40,7 @@ struct Place {
     std::string name;
 };
 
-/// What it returns of its folders is valid until the next call. Used by one thread at a time, but
+/// What `find` and `placeOf` return is valid until the next call. Used by one thread at a time, but
 /// for `top` and `shown`, whose answers never change.
 class FolderTree {
   public:
@@ -58,14 +58,16 @@ class FolderTree {
     /// Creates the folders that are missing on the way to a file. Throws Failure (FileUnusable).
     Place placeOf(const std::string& file);
     /// Opens a file for reading; empty with errno if there is no such file or it lies on the
-    /// device.
+    /// device. Throws what `find` throws for its folder.
     Descriptor openFile(const std::string& file);
 
-    /// Moves a copy to its name; false if the name is taken. Throws Failure (FileUnusable) for all
-    /// else.
+    /// Moves a copy to the path `file`, and creates the folders that are missing on the way.
+    /// Returns false, with the copy where it was, if the path is taken. Any other failure throws
+    /// Failure (FileUnusable).
     bool move(HiddenCopy& copy, const std::string& file);
     /// Waits until all names that were made here are on the disk, as far as flushing their folders
-    /// does that. Throws Failure (FileUnusable), which says that `doing` failed.
+    /// does that. Throws Failure (FileUnusable), which says that `doing` failed if a folder is
+    /// gone.
     void flushNames(const std::string& doing);
 
   private:

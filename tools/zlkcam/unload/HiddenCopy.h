@@ -1,6 +1,6 @@
 #pragma once
-// A copy that isn't whole yet. It lies under a hidden name in the private folder of its run, see
-// RunFolder, until it is moved to its own name.
+// A copy that has no name of its own yet. It lies under a hidden name in the private folder of its
+// run, see RunFolder.
 
 #include <optional>
 #include <span>
@@ -10,8 +10,8 @@
 
 namespace zlk {
 
-/// Owns a file that isn't whole yet, open for reading and writing. The destructor deletes the file
-/// unless it was moved to its own name.
+/// Owns the file, which is open for reading and writing. The destructor deletes the file unless it
+/// was moved to its own name.
 class HiddenCopy {
   public:
     /// Takes over the file of this name. `home` is the descriptor of the folder in which it lies;
@@ -23,10 +23,11 @@ class HiddenCopy {
 
     /// The descriptor stays this object's.
     int file() const { return file_.get(); }
-    /// A path by which others can open it, such as a component; valid as long as this lives.
+    /// A path by which code of this process, such as a component, can open the file; valid as long
+    /// as this lives.
     std::string path() const;
-    /// Moves it to a name that isn't taken, in an open folder of the same file system. False with
-    /// errno: EEXIST if the name is taken, EXDEV for another file system.
+    /// Moves the file to a name that isn't taken, in an open folder of the same file system. False
+    /// with errno, which is EEXIST if the name is taken and EXDEV for another file system.
     bool moveTo(int folder, const std::string& name);
 
   private:

@@ -13,8 +13,8 @@ HtmlReport::HtmlReport(const PhotoSession& session, const UnloadPlan& plan,
       thumbnails_(session) {}
 
 void HtmlReport::write() {
-    // Another thread may have written the start of the page before it got stuck in the device, so
-    // this continues where the pages are.
+    // Another thread may have got stuck in the device after it wrote a part of the pages. This call
+    // writes the rest.
     if (isWritten_) return;
     if (pages_.empty()) begin();
     writeFiles();
@@ -36,7 +36,8 @@ void HtmlReport::begin() {
     pages_.resize(targets_.size());
     for (std::size_t i = 0; i < targets_.size(); ++i)
         onPage(i, [&] {
-            // The date in the name is that of the run; takeDatedName adds a number if it is taken.
+            // The date in the name is that of the run; takeDatedName adds a number if the name
+            // is taken.
             const int folder = targets_[i].destination->folder();
             pages_[i] = std::make_unique<NewFile>(
                 folder, datedName(nameOfFolder(folder), markup_.begun(), reportSuffix));
@@ -56,8 +57,8 @@ void HtmlReport::writeFiles() {
     while (looks_ < 2 * files.size()) {
         const UnloadedFile& file = files[looks_ % files.size()];
         const bool isDue = isAmiss(file) == (looks_ < files.size());
-        // A file that the device couldn't give is not asked for a thumbnail: that would wait, or
-        // fail, again.
+        // The device isn't asked for the thumbnail of a file that it couldn't give: that would
+        // wait, or fail, again.
         const bool isShown = isDue && file.reading == Outcome::NotReached && !unloader_.ending();
         const std::string thumbnail = isShown ? thumbnails_.of(*file.record) : std::string();
         // The count goes up before the file is written: a thread that takes over must not write it

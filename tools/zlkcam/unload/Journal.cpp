@@ -18,7 +18,8 @@ constexpr char noSum[] = "-";
 // A journal of a million files, with some 200 bytes a line, is smaller than this.
 constexpr off_t longest = off_t{1} << 30;
 
-/// Takes a number, and the tab after it, from the start of a line; false if there isn't one.
+/// Takes a number, and the tab after it, from the start of a line; false if one of the two is
+/// missing.
 template <class Number>
 bool take(std::string_view& line, Number& number) {
     const auto [end, error] = std::from_chars(line.data(), line.data() + line.size(), number);

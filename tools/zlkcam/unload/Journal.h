@@ -1,6 +1,7 @@
 #pragma once
 // The journal of a run: a line for each finished copy, in the run's private folder. If the run is
-// killed, the next one continues from it; a run that ends properly writes a manifest instead.
+// killed, the next one continues from it; a run that ends properly has its record and needs no
+// journal.
 
 #include <cstdint>
 #include <optional>

@@ -24,7 +24,7 @@ struct LocalTime {
 bool exists(const LocalTime& time);
 
 /// Whether a picture can have been taken at that time (1990 to 2100). A camera whose clock was
-/// never set, or a file system without a date, gives a time outside of it.
+/// never set, or a file system without a date, gives a time outside of these years.
 bool isPlausible(const LocalTime& time);
 
 /// Parses a text such as `2026:11:01 10:30:00`, with any separators, at the start of `text`; none

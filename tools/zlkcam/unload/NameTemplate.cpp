@@ -36,7 +36,7 @@ void requireInside(const std::string& text) {
 }
 
 void requireDateFormat(std::string_view format) {
-    // Steps over two characters each, since `%%` must not be read as the start of another one.
+    // Each step passes two characters, since the second `%` of `%%` begins nothing.
     for (std::size_t at = 0; (at = format.find('%', at)) != format.npos; at += 2)
         if (at + 1 == format.size() || dateLetters.find(format[at + 1]) == dateLetters.npos)
             refuse("a date has %Y, %y, %m, %d, %H, %M, %S and %%, and not " +
@@ -184,8 +184,8 @@ std::string NameTemplate::apply(const NameFields& fields) const {
     std::string place;
     for (const Piece& piece : pieces_) append(place, piece, values);
     const Piece::Kind last = pieces_.back().kind;
-    // A copy keeps the extension of its original even if the template forgets it, or nothing could
-    // open it any more.
+    // A copy keeps the extension of its original even if the template forgets it. Otherwise no
+    // program would know how to open the copy.
     if (last != Piece::Kind::Name && last != Piece::Kind::Extension) place += values.extension;
 
     // Fields may have brought in characters that no name may have, and empty folders. Each

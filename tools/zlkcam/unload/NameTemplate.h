@@ -22,8 +22,8 @@ struct NameFields {
 /// A template that was parsed once and is applied to many files. Constant once constructed.
 class NameTemplate {
   public:
-    /// Throws Failure (Usage) for a template that can't be understood, leads out of the folder, or
-    /// gives a file no name.
+    /// Throws Failure (Usage) for a template that can't be understood, leads out of the folder,
+    /// hides files, or gives a file no name.
     explicit NameTemplate(const std::string& text);
 
     /// Whether it has a date field, so that the pictures' dates have to be found out.

@@ -124,7 +124,7 @@ bool Placer::placeAt(Placement& placement, unsigned number) {
 void Placer::placeBeside(std::span<Placement* const> together) {
     unsigned number = 1;
     // All files of a shot get the same number, for RAW and JPEG to keep belonging together; so the
-    // search begins at the highest number that is free for one of them.
+    // search begins at the highest of the first numbers that are free for each of them.
     for (const Placement* const placement : together)
         number = std::max(number, namesakesOf(placement->wanted).next);
     for (std::size_t left = together.size(); left > 0; ++number) {

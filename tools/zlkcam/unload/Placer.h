@@ -1,6 +1,6 @@
 #pragma once
-// Gives finished copies their names in a destination. A name is never taken from another file, and
-// a file that has the same bytes already stands for the copy.
+// Gives finished copies their names in a destination. A name is never taken from another file. If
+// a file there already has the same bytes, it stands for the copy.
 
 #include <cstdint>
 #include <optional>
@@ -22,11 +22,11 @@ struct Placement {
     ContentSum sum{};
 
     std::string placed{};   ///< where it lies now; empty: nowhere
-    bool wasThere = false;  ///< as a file with the same bytes, and `copy` isn't needed any more
+    bool wasThere = false;  ///< `placed` is an older file of the same bytes, `copy` isn't needed
 };
 
-/// The placement of a file whose size and sum aren't known yet, which it finds out by reading it.
-/// Throws Failure (FileUnusable).
+/// Reads a file whose size and sum aren't known yet, and returns its placement. Throws Failure
+/// (FileUnusable, or Stopped after a stop).
 Placement placementOf(HiddenCopy& copy, const std::string& wanted);
 
 /// Destination guards it by its mutex.
@@ -38,13 +38,15 @@ class Placer {
     /// Moves files of one shot, such as RAW and JPEG, to their names. They share the first of
     /// `name`, `name (2)`, `name (3)` that is free for each of them. If a file of these names has
     /// the same bytes already, it counts as the copy, unless it is a link to the device. Throws
-    /// Failure (FileUnusable); some of the files may have been placed by then.
+    /// Failure (FileUnusable, or Stopped after a stop); some of the files may have been placed by
+    /// then.
     void place(std::span<Placement> together);
 
     /// Finds a copy among `name`, `name (2)`... by size and modification time, the latter to within
     /// the two seconds of a card's clock; empty if there is none. A link to the device doesn't
     /// count. Each file is returned once only, and so stands for one file of the device, since two
     /// cards, or two folders of one, may have pictures of the same name, size and time.
+    /// Throws Failure (FileUnusable).
     std::string findSame(const std::string& wanted, std::uint64_t size, std::int64_t modified);
 
   private:
@@ -66,7 +68,7 @@ class Placer {
     Namesake* copyAmong(Namesakes& namesakes, const Placement& placement);
     bool isCopy(const Placement& placement, const std::string& file);
     bool isFree(const std::string& file);
-    /// False if the name is taken. Throws Failure for all else.
+    /// False if the name is taken. Throws Failure if the move fails for another reason.
     bool move(Placement& placement, const std::string& file);
     /// The same for the name with a number.
     bool placeAt(Placement& placement, unsigned number);

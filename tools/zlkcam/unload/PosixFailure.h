@@ -9,7 +9,8 @@
 
 namespace zlk {
 
-/// `doing` names what failed: it completes "... failed", as in "Making the folder X".
+/// `doing` names what failed: it completes "... failed", as in "Making the folder X". The status is
+/// FileUnusable.
 [[noreturn]] inline void throwPosix(const std::string& doing, int error = errno) {
     throw Failure(ExitStatus::FileUnusable, doing + " failed: " + std::strerror(error) + ".");
 }

@@ -23,8 +23,9 @@ enum class RecordForm { MediaHashList, Sums, None };
 
 /// A copy of a file of the device that a destination has already.
 struct KnownCopy {
-    std::string file;     ///< below the destination
-    bool isGone = false;  ///< it was there: somebody has moved, renamed or deleted it since
+    std::string file;  ///< below the destination
+    /// No file of its size is there any more: it was moved, changed or deleted.
+    bool isGone = false;
     /// Only for a copy of a killed run, which had read the file from the device and flushed the
     /// copy. Other copies are only known by name, size and time, and have no sum here.
     std::optional<ContentSum> sum{};
@@ -43,26 +44,27 @@ class Recorder {
     };
     /// Takes over the journals of killed runs in the folder. `device` is the device's name for
     /// people, `root` the path of its root. `destination` stays the caller's and outlives this.
-    /// Throws Failure (FileUnusable).
+    /// Throws Failure (Stopped) after a stop.
     Recorder(Destination& destination, std::u16string device, std::u16string root,
              const Options& options);
 
     /// Finds the copy of a file of the device, which would otherwise be copied to `wanted`. Each
     /// copy is returned for one file only. Called before copying begins, by one thread.
     std::optional<KnownCopy> find(const FileRecord& record, const std::string& wanted);
-    /// False if `find` would return none for any file.
+    /// False if `find` returns none for every file.
     bool knowsAny() const { return options_.onlyNew || !unfinished_.empty(); }
 
     /// Adds to the journal a copy that is whole, on the disk, and has its name.
     void note(const UnloadedFile& file, const std::string& placed);
 
-    /// Writes the record, in the form of the options, of what `files` have come to at the
-    /// destination with this index. Returns its path below the folder, empty if there is nothing to
-    /// record or no record is wished. Throws what writeGeneration and writeSums throw, and keeps
-    /// the journal then.
+    /// Writes the record, in the form of the options, of the copies that `files` have at the
+    /// destination with this index, and of those that killed runs have left there. Returns the
+    /// record's path below the folder, empty if there is nothing to record or no record is wished.
+    /// Throws what writeGeneration and writeSums throw, or Failure (Stopped) after a stop, and
+    /// keeps the journal then.
     std::string write(const std::vector<UnloadedFile>& files, std::size_t index);
 
-    /// The earlier manifests that couldn't be used.
+    /// What of the folder's history couldn't be used.
     const std::vector<FolderHistory::Trouble>& troubles() const { return history_.troubles(); }
 
   private:
@@ -84,7 +86,8 @@ class Recorder {
     bool isThere(const std::string& file, std::uint64_t size);
     /// Whether a sums file needs a sum that an earlier run, with other options, hasn't made.
     bool lacksSum(const JournalEntry& entry) const;
-    /// Makes that sum from the copy, if it can be read. Throws Failure (Stopped).
+    /// Makes that sum from the copy, if it can be read. Throws Failure (Stopped, and what
+    /// Destination::openFile throws).
     void addSum(JournalEntry& entry);
     void addToJournal(const JournalEntry& entry);
     std::optional<KnownCopy> findUnfinished(const std::string& source, const SourceState& state);

@@ -12,9 +12,9 @@ Remover::Remover(const PhotoSession& session, const CardSurvey& survey,
                  const UnloadOptions& options)
     : session_(session), survey_(survey), options_(options) {}
 
-/// Everything has to be certain: all copies proved, the original read in this run (twice if that
-/// was wished) and not taken from a journal, its bytes really delivered, and its folder readable to
-/// its end.
+/// Everything has to be certain: all copies proved, the original read in this run and not taken
+/// from a journal, compared with a second reading if that was wished, its bytes really delivered,
+/// and its folder readable to its end.
 bool Remover::mayBeDeleted(const UnloadedFile& file) const {
     return file.isProved() && file.wasRead && isDelivered(*file.record, file.size) &&
            (file.verified || !options_.verify) && !survey_.isUncertain(file.record->id);

@@ -20,8 +20,8 @@ class Remover {
     Remover(const PhotoSession& session, const CardSurvey& survey, const UnloadOptions& options);
 
     /// Deletes the files that are proved at every destination and haven't changed since, and
-    /// nothing after a stop. Sets `deleted` or `failure` of each. Returns what ended it early, if
-    /// anything did.
+    /// nothing after a stop. Sets `deleted` or `failure` of each file that it tries. Returns what
+    /// ended it early, if anything did.
     std::optional<Failure> remove(std::vector<UnloadedFile>& files) const;
 
   private:

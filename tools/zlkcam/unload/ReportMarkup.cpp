@@ -43,7 +43,7 @@ std::string formatted(const char* format, Numbers... numbers) {
     return text.data();
 }
 
-/// Local date and time in words; empty for a moment out of range.
+/// Local date and time, as in "2026-11-01 10:30:00"; empty for a moment out of range.
 std::string localText(std::int64_t seconds) {
     const std::optional<LocalTime> time = localTimeOf(seconds);
     return time ? formatted("%04d-%02d-%02d %02d:%02d:%02d", time->year, time->month, time->day,
@@ -69,7 +69,8 @@ std::string devicePath(const FileRecord& record) {
     return path.starts_with('/') ? path.substr(1) : path;
 }
 
-/// What stands in for a picture that has no thumbnail: the extension of its name.
+/// What stands in for a picture that has no thumbnail: the extension of its name, unless that is
+/// too long.
 std::string boxOf(std::u16string_view name) {
     constexpr std::size_t longest = 6;
     std::u16string_view extension = name.substr(extensionOf(name));

@@ -1,9 +1,10 @@
 #pragma once
 // The private folder of a run, `.zlkcam-<run>`, in which files lie until they are whole.
 //
-// Only its owner may look into it, and everything in it is reached through its descriptor, so that
-// nobody can exchange a file that is being written for a link to another one. It is locked as long
-// as its run lives, which tells the leftovers of killed runs from folders in use.
+// Everything in it is reached through its descriptor, and only its owner may look into it, where
+// the file system has owners. So nobody can exchange a file that is being written for a link to
+// another one. It is locked as long as its run lives, which tells the leftovers of killed runs from
+// folders in use.
 
 #include <cstddef>
 #include <functional>
@@ -31,7 +32,7 @@ class RunFolder {
     HiddenCopy make(std::string_view name);
     /// Deletes the unfinished files, as far as that is possible.
     void removeCopies() const noexcept;
-    /// Deletes the folder with all that lies in it, unless it is kept.
+    /// Deletes the folder with all that lies in it, as far as that is possible, unless it is kept.
     void finish() const noexcept;
     /// Whether the folder stays for a later run when this object is destroyed.
     void keep(bool isKept) { isKept_ = isKept; }

@@ -29,8 +29,9 @@ RunFolder& RunFolders::folderIn(const OpenFolder& parent, const std::string& pat
     const auto known = runFolders_.find(parent.device());
     if (known != runFolders_.end()) return *known->second;
     const int folder = parent.descriptor.get();
-    // A path leads to another disk that is mounted below the destination. The leftovers that killed
-    // runs have there are removed; their journals lie in the destination's own run folder only.
+    // A `path` that isn't empty leads to another disk, which is mounted below the destination. The
+    // leftovers that killed runs have there are removed; their journals lie in the destination's
+    // own run folder only.
     if (!path.empty()) RunFolder::sweep(folder, [](int) { return true; });
     auto made = std::make_unique<RunFolder>(folder, folders_.shown(path));
     return *runFolders_.emplace(parent.device(), std::move(made)).first->second;

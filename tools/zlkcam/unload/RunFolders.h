@@ -22,7 +22,8 @@ class RunFolders {
     /// Creates the hidden file that is going to be moved to `wanted`. Throws Failure
     /// (FileUnusable).
     HiddenCopy make(const std::string& wanted);
-    /// The one in the destination itself. Throws Failure (FileUnusable).
+    /// The private folder in the destination itself, created on first use. Throws Failure
+    /// (FileUnusable).
     RunFolder& top();
 
     /// Writes moved files through where a power cut would leave them without contents. An error is

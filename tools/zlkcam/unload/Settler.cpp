@@ -206,7 +206,7 @@ bool Settler::settleCopy(Arrival& arrival) {
 void Settler::settleThere(Arrival& arrival, const std::string& file) {
     try {
         if (prove_) {
-            // The file wasn't written by this run, so nothing says that it was ever flushed.
+            // The file may be an older one, so that nothing says that it was ever flushed.
             const Descriptor there = destination_.openFile(file);
             if (!there || ::fsync(there.get()) != 0)
                 throw Failure(ExitStatus::FileUnusable,

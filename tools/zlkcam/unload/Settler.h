@@ -1,8 +1,8 @@
 #pragma once
 // Turns files that have arrived at a destination into finished copies: it flushes them, reads them
-// back, compares, and only then gives them their names. It works on a thread of its own while the
-// device gives the next files. It takes all files that arrive within a second together, since
-// flushing a disk takes about as long for many files as for one.
+// back and compares if that is wished, and only then gives them their names. It works on a thread
+// of its own while the device gives the next files. Files that arrive within about a second
+// are settled together, since flushing a disk takes about as long for many files as for one.
 
 #include <chrono>
 #include <condition_variable>
@@ -22,7 +22,7 @@
 
 namespace zlk {
 
-/// A file whose bytes are all written, but which has no name yet.
+/// A file of the device that has arrived at a destination: all bytes of its copy are written.
 struct Arrival {
     UnloadedFile* file;
     std::string wanted;              ///< path below the destination
@@ -65,8 +65,8 @@ class Settler {
     /// Why the destination was given up; none if it wasn't. Thread-safe.
     std::optional<Failure> failure() const;
     bool isOut() const { return failure().has_value(); }
-    /// For a program that ends in the middle of the work: files without a name get none any more,
-    /// and no thread changes the results after this returns. Can't be undone.
+    /// For a program that ends in the middle of the work: copies without a name get none any more
+    /// and are deleted, and no thread changes the results after this returns. Can't be undone.
     void abandon();
 
   private:
@@ -78,13 +78,15 @@ class Settler {
     /// Takes the files of complete shots out of the queue. Needs `inUse_`.
     Batch takeComplete();
     void settle(Batch& batch);
-    /// Flushes the copies of a batch. False if that failed, which fails all of them.
+    /// Flushes the copies of a batch. If that fails, all files of the batch fail, the destination
+    /// is given up, and the result is false.
     bool flush(Batch& batch);
     /// Proves and places the files of one shot.
     void settleShot(std::span<Arrival> shot);
-    /// Proves a new copy; false if it failed.
+    /// Proves a new copy, if that is wished; false if the proof failed.
     bool settleCopy(Arrival& arrival);
-    /// Proves a file that was in the destination before, as the copy of `arrival`.
+    /// Takes a file that is in the destination already for the copy of `arrival`, and proves it if
+    /// that is wished.
     void settleThere(Arrival& arrival, const std::string& file);
     void place(std::span<Arrival* const> arrivals, std::span<Placement> placements);
     void noteProof(Arrival& arrival, const Proof& proof);
@@ -102,15 +104,16 @@ class Settler {
     const BatchLimits limits_;
     UnloadProgress& progress_;
 
-    // Guards this destination's results in all files. Never held together with `inUse_`.
+    // Guards this destination's results in all files. Never held together with `inUse_`, except
+    // after abandon(), which keeps it locked.
     std::mutex results_;
     mutable std::mutex inUse_;  // guards all below but the thread
-    // Notified when the queue or one of the flags changes.
+    // Notified when the thread has something to do or has done it, and when it has to end.
     std::condition_variable changed_;
     Batch waiting_;
     std::uint64_t waitingBytes_ = 0;
     unsigned openShot_ = 0;  // its files must not be settled yet
-    // When the first file of the queue came.
+    // When the first file came into the empty queue, or a batch was last taken out.
     std::chrono::steady_clock::time_point waitingSince_;
     bool isFinishing_ = false, isBusy_ = false, isEnding_ = false, isAbandoned_ = false;
     std::optional<Failure> failure_;

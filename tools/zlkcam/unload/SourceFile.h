@@ -1,5 +1,6 @@
 #pragma once
-// A file of the device as it is at this moment, apart from what its list says.
+// A file of the device as it is at this moment, whatever the device's list says. Of a camera only
+// the list is known.
 
 #include <cstdint>
 #include <string_view>
@@ -31,7 +32,7 @@ struct SourceState {
     std::int64_t modified = -1;  ///< seconds since 1970 UTC; -1: not known
 
     /// Asks the volume, or takes the list's values for a camera. Throws Failure (ReadFailed) if the
-    /// file isn't on the volume any more.
+    /// file on the volume can't be looked at any more.
     static SourceState of(const FileRecord& record);
     bool operator==(const SourceState&) const = default;
 };
@@ -47,8 +48,8 @@ inline bool isSameTime(std::int64_t a, std::int64_t b) {
 class SourceFile {
   public:
     /// Throws Failure (ReadFailed) if the file can't be opened, except when another program has it
-    /// open for writing: it may close it while the component still waits. Keeps a reference to
-    /// `record`.
+    /// open for writing: that program may close it while the component still waits. Keeps a
+    /// reference to `record`.
     explicit SourceFile(const FileRecord& record);
 
     /// The file's state now. Throws Failure (ReadFailed).
@@ -63,7 +64,7 @@ class SourceFile {
   private:
     const FileRecord& record_;
     UniqueHandle handle_;  // keeps others from writing to it
-    int file_ = -1;        // the handle's; -1 on a camera
+    int file_ = -1;        // the handle's; -1 without a handle
 };
 
 /// The path of a file below the device's root, from which the name of its copy is made. The path in

@@ -15,7 +15,8 @@ class Thumbnails {
     /// The session stays the caller's.
     explicit Thumbnails(const PhotoSession& session) : session_(session) {}
 
-    /// A JPEG picture, or an empty string if there is none, the page is full, or a stop is wished.
+    /// A JPEG picture, or an empty string if there is none, the page is full, the device is gone,
+    /// or a stop is wished.
     /// A missing thumbnail is never an error of the file.
     std::string of(const FileRecord& record);
 

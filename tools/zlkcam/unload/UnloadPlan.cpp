@@ -31,8 +31,8 @@ void UnloadPlan::compareWith(std::size_t destination, std::size_t destinations,
                              Recorder& recorder) {
     if (!recorder.knowsAny()) return;
     for (PlannedFile& file : files_) {
-        // The date isn't read from the files for this, so a picture may be looked for by its listed
-        // date.
+        // The files aren't read for this, so a copy is looked for under the name that the listed
+        // date gives.
         auto known = recorder.find(*file.record, placeOf(file, std::nullopt));
         if (!known) continue;
         file.known.resize(destinations);

@@ -28,7 +28,7 @@ struct PlannedFile {
 /// Made before the copying; constant from then on, so that threads may share it.
 class UnloadPlan {
   public:
-    /// From what the names of copies are made.
+    /// What the names of copies are made from, apart from the files themselves.
     struct Naming {
         NameTemplate place;
         std::u16string root;    ///< path of the device's root

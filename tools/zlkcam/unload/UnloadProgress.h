@@ -44,7 +44,7 @@ class UnloadProgress {
     void end();
 
   private:
-    /// Writes the line or event of a finished file. Needs `inUse_`, as all below.
+    /// Writes the line or event of a finished file. Needs `inUse_`, like tellProgress.
     void tell(const UnloadedFile& file);
     std::string lineOf(const UnloadedFile& file) const;
     std::string placesOf(const UnloadedFile& file) const;

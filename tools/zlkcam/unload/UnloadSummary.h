@@ -23,8 +23,8 @@ class UnloadSummary {
 
     /// Notes why a deletion that was asked for isn't going to happen.
     void noteNotDeleted(const Failure& failure) { notDeleted_ = failure; }
-    /// Writes what was done, and sets the exit status of the tool. May be called from any thread,
-    /// but only once.
+    /// Writes what was done, and sets the exit status of the tool if something failed. With `quiet`
+    /// words only tell of failures. May be called from any thread, but only once.
     void tell(const Unloader& unloader, bool quiet) const;
 
   private:

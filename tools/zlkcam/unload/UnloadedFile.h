@@ -27,7 +27,7 @@ struct CopyResult {
     bool proved = false;      ///< it was read back and has the file's sum
     bool fromMedium = false;  ///< the bytes came from the medium and not from a cache
     bool isGone = false;      ///< an earlier run copied it, but the copy isn't there any more
-    std::string file{};       ///< path below the destination, for the first three outcomes
+    std::string file{};       ///< path below the destination; empty if nothing was found or named
     std::unique_ptr<const Failure> failure{};
 
     /// Makes it a failed copy, whatever was found out about it before.

@@ -15,7 +15,7 @@ int gravityOf(const UnloadedFile& file) {
     return file.outcome() == Outcome::Failed ? 3 : 2;
 }
 
-/// How many more files may be open. Some descriptors are needed for everything else.
+/// How many descriptors the files of the run may take. Some are left for everything else.
 std::size_t freeDescriptors() {
     constexpr rlim_t others = 64;
     rlimit open{};
@@ -23,7 +23,8 @@ std::size_t freeDescriptors() {
     return open.rlim_cur > others ? open.rlim_cur - others : 0;
 }
 
-/// Each destination has files that wait and as many that are being settled, and all are open.
+/// Limits the batches so that the free descriptors suffice. Each destination may have `files`
+/// copies that wait and as many again that are being settled, and each of them is an open file.
 BatchLimits limitsFor(std::size_t destinations) {
     BatchLimits limits;
     limits.files = std::clamp<std::size_t>(freeDescriptors() / (2 * destinations), 1, limits.files);
@@ -84,7 +85,8 @@ void Unloader::abandon() {
     ending_ = copier_.ending();
 }
 
-/// An abandoned run is recorded by another thread, which may come when this is done.
+/// The StopWatch's thread calls this, too. It may come when the first thread has recorded the run
+/// and hangs in the device.
 void Unloader::record() {
     if (isRecorded_) return;
     for (std::size_t i = 0; i < targets_.size(); ++i) {

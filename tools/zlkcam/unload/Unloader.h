@@ -38,16 +38,17 @@ class Unloader {
              std::vector<Target>& targets, const UnloadOptions& options,
              const UnloadProgress::Mode& mode);
 
-    /// Copies and proves the files; ends early after a stop or if the device is gone.
+    /// Copies and proves the files; ends early after a stop, or if the device is gone or no
+    /// destination can be used any more.
     void copy();
-    /// Writes the manifest of each destination, also of what was copied before a stop. A second
-    /// call does nothing.
+    /// Writes the manifest or sums file of each destination, also of what was copied before a stop.
+    /// A second call does nothing.
     void record();
     /// Deletes from the device what is proved and recorded everywhere, unless the run ended early
     /// or a target has a failure.
     void remove(const CardSurvey& survey);
-    /// For another thread, while `copy` hangs in the device: stops the settlers and marks the rest
-    /// as stopped. Only `record` and the results may be used afterwards.
+    /// For another thread, while a step hangs in a DeviceCall and never returns: stops the settlers
+    /// and makes the stop the `ending`. Only `record` and the results may be used afterwards.
     void abandon();
 
     const std::vector<UnloadedFile>& files() const { return files_; }
