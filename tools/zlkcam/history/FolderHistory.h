@@ -23,7 +23,7 @@ class FolderHistory {
 
     /// The newest record of each file by its present path, sorted by path. What a newer record of
     /// the same bytes lacks is taken over from older ones. For a file that was found damaged, the
-    /// sums are those that it should have; it has none if nobody ever recorded them.
+    /// sums are those that it should have; the record has none if nobody ever recorded them.
     const std::vector<HashRecord>& records() const { return records_; }
     /// Null if there is no record of the file.
     const HashRecord* find(std::string_view path) const;

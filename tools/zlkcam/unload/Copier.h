@@ -111,7 +111,7 @@ class Copier {
     // The shot of the last file that was read, and the date of that shot; shots count from 1.
     unsigned lastShot_ = 0;
     std::optional<LocalTime> shotDate_;
-    // The file that is being read; `abandon` reads it from another thread.
+    // The file that is being read from the device; `abandon` looks at this on another thread.
     UnloadedFile* inHand_ = nullptr;
     std::optional<Failure> ending_;
 };

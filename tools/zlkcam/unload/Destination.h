@@ -44,7 +44,7 @@ class Destination {
     /// Whether the folder doesn't exist and wasn't to be created. Then only `path`, `shown`,
     /// `folder`, `way` and `findSame` may be called.
     bool isMissing() const { return !folders_.top().descriptor; }
-    /// The folder's descriptor, which stays this object's; -1 if it is missing.
+    /// The folder's descriptor, which stays this object's; -1 if the folder is missing.
     int folder() const { return folders_.top().descriptor.get(); }
     /// The folder and all folders above it, from the inside out; only those that exist if the
     /// folder is missing.

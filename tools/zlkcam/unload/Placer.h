@@ -36,10 +36,10 @@ class Placer {
     explicit Placer(FolderTree& folders) : folders_(folders) {}
 
     /// Moves files of one shot, such as RAW and JPEG, to their names. They share the first of
-    /// `name`, `name (2)`, `name (3)` that is free for each of them. If a file of these names has
-    /// the same bytes already, it counts as the copy, unless it is a link to the device. Throws
-    /// Failure (FileUnusable, or Stopped after a stop); some of the files may have been placed by
-    /// then.
+    /// `name`, `name (2)`, `name (3)` that is free for each of them. If a file under one of
+    /// these names has the same bytes already, that file counts as the copy, unless it is a link to
+    /// the device. Throws Failure (FileUnusable, or Stopped after a stop); some of the files may
+    /// have been placed by then.
     void place(std::span<Placement> together);
 
     /// Finds a copy among `name`, `name (2)`... by size and modification time, the latter to within

@@ -1,6 +1,6 @@
 #pragma once
-// The private folders of one run: one on each file system at or below its destination, because a
-// copy can only be moved to its name within one file system.
+// The private folders of one run: one on each file system, at or below its destination, that copies
+// go to. A copy can only be moved to its name within one file system.
 
 #include <sys/types.h>
 

@@ -1,8 +1,8 @@
 #pragma once
 // Turns files that have arrived at a destination into finished copies: it flushes them, reads them
 // back and compares if that is wished, and only then gives them their names. It works on a thread
-// of its own while the device gives the next files. Files that arrive within about a second
-// are settled together, since flushing a disk takes about as long for many files as for one.
+// of its own while the device gives the next files. Files that arrive within about a second are
+// settled together, since flushing a disk takes about as long for many files as for one.
 
 #include <chrono>
 #include <condition_variable>

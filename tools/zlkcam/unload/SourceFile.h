@@ -54,8 +54,8 @@ class SourceFile {
 
     /// The file's state now. Throws Failure (ReadFailed).
     SourceState state() const;
-    /// Asks the system to read the first 16 MiB into its cache in the background. No effect on a
-    /// camera.
+    /// Asks the system to read the first 16 MiB into its cache in the background. No effect if
+    /// the file isn't held open, as on a camera.
     void readAhead() const;
     /// Asks the system to drop the file from its cache, so that the next reading comes from the
     /// medium.
@@ -67,8 +67,8 @@ class SourceFile {
     int file_ = -1;        // the handle's; -1 without a handle
 };
 
-/// The path of a file below the device's root, from which the name of its copy is made. The path in
-/// the camera's list if the id isn't below `root`.
+/// The path of a file below the device's root, from which the name of its copy is made. If the
+/// id isn't below `root`, it is the path that the device's list has.
 std::u16string pathBelow(std::u16string_view root, const FileRecord& record);
 
 }  // namespace zlk

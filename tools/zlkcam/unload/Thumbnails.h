@@ -16,8 +16,7 @@ class Thumbnails {
     explicit Thumbnails(const PhotoSession& session) : session_(session) {}
 
     /// A JPEG picture, or an empty string if there is none, the page is full, the device is gone,
-    /// or a stop is wished.
-    /// A missing thumbnail is never an error of the file.
+    /// or a stop is wished. A missing thumbnail is never an error of the file.
     std::string of(const FileRecord& record);
 
     /// How many thumbnails were given.

@@ -51,7 +51,7 @@ class UnloadProgress {
     void tellProgress();
     static void tellEvent(JsonWriter& event);
 
-    // Guards the bar, and what was shown.
+    // Guards `bar_`, `lastTold_` and `settling_`.
     std::mutex inUse_;
     const std::vector<const Destination*> destinations_;
     const Extent extent_;
