@@ -14,7 +14,8 @@ namespace zlk {
 
 /// Units of a camera's name; longer names are cut.
 inline constexpr std::size_t longestName = 60;
-/// Keys of the settings that contain product classes, and so can't be one.
+/// Keys of the settings that have product classes as their subkeys. None of these names can be a
+/// product class itself.
 inline constexpr std::u16string_view settingsSections[] = {u"Import", u"Unload", u"SwiftPost",
                                                            u"TagMgrDevices"};
 
@@ -24,7 +25,7 @@ struct CameraRow {
     /// character that fits there.
     explicit CameraRow(const UsbCamera& camera);
 
-    /// The key of the row, and a part of the context id: made by `isProductClass`'s rules.
+    /// The key of the row, and a part of the context id. isProductClass() is true for it.
     std::u16string productClass;
     /// USB ids as `VID_xxxx&PID_xxxx`.
     std::u16string pnpId;
@@ -39,12 +40,13 @@ struct CameraRow {
     SettingsKey settings() const;
 };
 
-/// Whether a text can be the product class of a row: it has 1 to 40 characters, all of them
-/// allowed, and no other meaning in the settings.
+/// Whether a text can be the product class of a row: it has 1 to 40 letters, digits, `_` or `-`,
+/// and isn't a name with another meaning in the settings.
 bool isProductClass(std::u16string_view text);
 
-/// Makes a text from a device fit to be shown: one line of at most `most` units without anything
-/// that steers a terminal or is invisible. May come out empty.
+/// Makes a text from a device fit to be shown: one line of at most `most` units. Each run of
+/// control characters, blanks and the common invisible characters becomes one space, or nothing at
+/// either end. The result may be empty.
 std::u16string readableText(std::u16string_view text, std::size_t most = std::u16string_view::npos);
 
 }  // namespace zlk

@@ -18,7 +18,7 @@ constexpr std::size_t longestPath = 4096;
 CardSurvey::CardSurvey(const std::u16string& root, const std::vector<FileRecord>& files) {
     if (root.empty()) return;
     for (const FileRecord& file : files) listed_.insert(file.id);
-    // A root has its backslash or not; paths are joined with one below.
+    // The root may end with a backslash or not. The walk puts one between a folder and a name.
     std::u16string top = root;
     while (top.ends_with(u'\\')) top.pop_back();
     walk(top);
@@ -31,8 +31,8 @@ void CardSurvey::walk(const std::u16string& folder) {
     std::vector<std::u16string> below;
     bool isListed = true;
     WIN32_FIND_DATAW entry{};
-    // The folder stays open while the ones below are walked, as in the component. So this runs out
-    // of descriptors at the same depth, and finds out what the component's list lacks.
+    // The folder stays open while the ones below are walked, as in the component. So this walk runs
+    // out of descriptors at the same depth, and shows what the component's list lacks.
     const UniqueWalk walked = startWalk(folder + u"\\*.*", entry);
     for (bool more = walked != nullptr; more; more = FindNextFileW(walked.get(), &entry)) {
         if (StopFlag::raised()) return;

@@ -1,7 +1,7 @@
 #pragma once
 // Finds out what the list of a card's files leaves out. The component takes a folder that it can't
-// read for empty, also where that was so for a moment only, and skips hidden files; a user who
-// wipes the card after a copy has to know of all that.
+// read for empty, even if the folder can be read again a moment later, and skips hidden files. A
+// user who wipes the card after a copy has to know of all that.
 
 #include <optional>
 #include <string>
@@ -27,15 +27,15 @@ class CardSurvey {
         std::string text() const;
     };
     /// Walks all folders below `root`, the root of a card's drive or share. `root` is empty for a
-    /// camera, for which there is nothing to find out. `files` is the component's list, made
-    /// before. Throws Failure only after a stop.
+    /// camera, for which there is nothing to find out. `files` is the component's list, which was
+    /// made before. Throws Failure (Stopped) after a stop.
     CardSurvey(const std::u16string& root, const std::vector<FileRecord>& files);
 
     /// Whether a file lies below a folder that wasn't read or listed to its end.
     bool isUncertain(std::u16string_view path) const;
 
     /// Tells the user what isn't listed, and adds it to the JSON object that is open in
-    /// `tool.answer`. Returns the failure of the command if folders couldn't be read.
+    /// `tool.answer`. Returns the failure of the command if there are unread folders.
     std::optional<Failure> tell(Tool& tool) const;
 
     const std::vector<UnreadFolder>& unread() const { return unread_; }

@@ -15,8 +15,8 @@ namespace zlk {
 namespace {
 
 /// Ignores Ctrl-C and Ctrl-\ as long as it lives. The terminal sends them to all programs of the
-/// foreground, so the child gets them anyway, and decides what to do; this program has to outlive
-/// it.
+/// foreground, so the child gets them anyway and decides what to do. This program has to outlive
+/// the child.
 class KeysIgnored {
   public:
     KeysIgnored() {
@@ -28,8 +28,8 @@ class KeysIgnored {
     KeysIgnored(const KeysIgnored&) = delete;
     KeysIgnored& operator=(const KeysIgnored&) = delete;
 
-    /// The signals that the child gets with their default actions, as they weren't ignored before
-    /// this.
+    /// The signals whose default actions the child gets back: those that weren't ignored before
+    /// this object was made.
     sigset_t forChild() const {
         sigset_t set;
         ::sigemptyset(&set);

@@ -1,5 +1,5 @@
 #pragma once
-// The sum by which the contents of files are compared without having both at hand: XXH128.
+// The sum by which the contents of files are compared without having both files at hand: XXH128.
 
 #include <array>
 #include <cstddef>
@@ -24,7 +24,7 @@ class ContentSummer {
     void add(std::span<const std::byte> bytes);
     /// Bytes that were added so far.
     std::uint64_t size() const { return size_; }
-    /// The sum of these; more may be added afterwards.
+    /// The sum of the bytes so far; more may be added afterwards.
     ContentSum sum() const;
 
   private:

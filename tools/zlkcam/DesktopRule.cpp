@@ -42,7 +42,7 @@ DesktopRule::DesktopRule(std::uint16_t vid, std::uint16_t pid)
 
 std::u16string DesktopRule::writeInto(const std::u16string& folder) const {
     std::u16string file = folder + u'/' + wideText(fileName_);
-    // Never replaces a file, whose contents an administrator may have written.
+    // Never replaces a file, because an administrator may have written it.
     try {
         writeNewFile(file, text_);
     } catch (const Failure& failure) {

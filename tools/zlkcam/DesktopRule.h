@@ -1,7 +1,7 @@
 #pragma once
 // A rule for udev that keeps the file managers of desktops away from one model of camera. They open
-// everything that udev calls a camera or a media player as soon as it is plugged in, and nobody
-// else can open it then.
+// each device that udev calls a camera or a media player as soon as it is plugged in, and then
+// nobody else can open it.
 
 #include <cstdint>
 #include <string>
@@ -23,7 +23,8 @@ class DesktopRule {
     const std::string& text() const { return text_; }
 
     /// Writes the file as a whole into an existing folder and returns its path. A file of this name
-    /// is never replaced; one with the same text is as good. Throws Failure (FileUnusable).
+    /// is never replaced. If it has the same text, that is a success, too. Throws Failure
+    /// (FileUnusable).
     std::u16string writeInto(const std::u16string& folder) const;
 
   private:

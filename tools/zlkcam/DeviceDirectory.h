@@ -45,7 +45,7 @@ class DeviceDirectory {
     std::u16string cameraPort(const std::u16string& contextId) const;
     bool isCamera(const std::u16string& contextId) const { return !cameraPort(contextId).empty(); }
     std::u16string unloadInterface(const std::u16string& contextId) const;
-    /// The context id of the camera table's row for `VID_xxxx&PID_xxxx`.
+    /// The context id of the camera table's row for `VID_xxxx&PID_xxxx`; empty if there is none.
     std::u16string contextIdOf(const std::u16string& pnpId) const;
     /// Whether the settings allow files of this device to be deleted.
     bool allowsDelete(const std::u16string& contextId) const;

@@ -75,7 +75,8 @@ std::vector<Device> parseDevices(std::u16string_view xml) {
 
 std::vector<FileRecord> parseFileInfo(Bstr xml) {
     std::string text = utf8Text(xml.view());
-    // The document's memory is given back before the records need theirs.
+    // The UTF-16 text isn't needed any more, so it is freed before the tree and the records need
+    // memory.
     xml = Bstr();
     pugi::xml_document document;
     std::vector<FileRecord> records;

@@ -46,11 +46,11 @@ struct FileRecord {
 /// its handle.
 bool isRefused(const FileRecord& file);
 
-/// The text by which a person recognises a file: its id, and if that is only a handle, its path in
-/// front.
+/// The text by which a person recognises a file: its id, with its path in front if the id is only a
+/// handle.
 std::string titleOf(const FileRecord& file);
 
-/// A name and its value.
+/// An element or an attribute of a camera's diagnostics.
 struct NamedText {
     std::u16string name;
     std::u16string text;
@@ -68,7 +68,8 @@ std::vector<Device> parseDevices(std::u16string_view xml);
 /// records.
 std::vector<FileRecord> parseFileInfo(Bstr xml);
 Diagnostics parseDiagnostics(std::u16string_view xml);
-/// The time of a clock document, in seconds since 1970 UTC.
+/// The time of a clock document, in seconds since 1970 UTC. Throws for a clock without a valid
+/// time, too.
 std::int64_t parseTime(std::u16string_view xml);
 /// The clock document for a time in seconds since 1970 UTC.
 std::u16string timeDocument(std::int64_t seconds);

@@ -38,7 +38,6 @@ constexpr Row rows[] = {
 
 std::string exitStatusTable() {
     std::string table = "Exit status:\n";
-    // The numbers are aligned to the right.
     for (const Row& row : rows) {
         const std::string number = std::to_string(static_cast<int>(row.status));
         table += std::string(5 - number.size(), ' ') + number + "  " + row.meaning + "\n";

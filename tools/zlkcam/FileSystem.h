@@ -3,16 +3,17 @@
 
 namespace zlk {
 
-/// Whether it lies on a medium of this machine, and not in memory, on another computer, or behind a
-/// program (FUSE), of which nobody knows what it does.
+/// Whether the file lies on a medium of this machine, and not in memory, on another computer, or
+/// behind a program (FUSE), of which nobody knows what it does. All four functions return false if
+/// the file system can't be found out.
 bool isOnMedium(int file);
 
-/// Whether only programs of this machine can lock its files, so that the owner of a file that isn't
-/// locked must have ended.
+/// Whether only programs of this machine can lock files of this file system, so that the owner of a
+/// file that isn't locked must have ended.
 bool isOnThisMachine(int file);
 
-/// Whether one syncfs waits for all files of it and reports if one of them couldn't be written.
-/// Other file systems return success from syncfs without doing that.
+/// Whether one syncfs() waits for all files of the file system, and reports if one of them couldn't
+/// be written. Other file systems return success from syncfs() without doing that.
 bool isFlushedAsAWhole(int file);
 
 /// Whether a moved file has no contents under its new name until it is flushed again: on FAT, size

@@ -118,8 +118,8 @@ DWORD settingsError(HRESULT result) {
 }
 
 Failure settingsFailure(const std::string& what, DWORD error) {
-    // The last report needn't belong to this error, so it is only used for errors that come with
-    // one.
+    // The last report needn't belong to this error, so it is only used for the errors that the
+    // platform also reports.
     const std::optional<Line> line =
         isExplained(error) ? latestOf("MachineRoot", "Registry") : std::nullopt;
     const bool scarce = error == ERROR_TOO_MANY_OPEN_FILES || error == ERROR_NOT_ENOUGH_MEMORY;

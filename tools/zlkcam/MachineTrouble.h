@@ -21,16 +21,16 @@ void requireOpenFiles();
 /// another result.
 DWORD settingsError(HRESULT result);
 
-/// The Failure for settings that can't be used. `what` says what failed, as in "Reading
-/// HKEY_LOCAL_MACHINE failed"; the reason is appended.
+/// The Failure (SettingsUnusable, or NoMemory) for settings that can't be used. `what` says what
+/// failed, as in "Reading HKEY_LOCAL_MACHINE failed"; the reason is appended.
 Failure settingsFailure(const std::string& what, DWORD error);
 
-/// The same for a module that can't be loaded. `advice` is used if the platform has reported
-/// nothing about modules or the machine root.
+/// The Failure (NotRegistered) for a module that can't be loaded. `advice` is used if the platform
+/// has reported nothing about modules or the machine root.
 Failure moduleFailure(const std::string& what, DWORD error, const std::string& advice);
 
-/// Why claims can't be made on this computer, if making one has failed; none if it hasn't, so that
-/// another program really holds the device.
+/// Why claims can't be made on this computer, if the platform has reported that. If there is no
+/// such report, another program really holds the device.
 std::optional<Failure> claimFailure();
 
 }  // namespace zlk

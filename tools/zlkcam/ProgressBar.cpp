@@ -116,12 +116,13 @@ std::string ProgressBar::text(DWORD elapsed, std::size_t columns) const {
 
 void ProgressBar::draw(bool always) {
     if (hidden_ || tool_.json || !tool_.onTerminal()) return;
-    // A new file is always drawn, and a percentage not more often than people can read.
+    // A new file is always shown. Other changes aren't shown more often than people can read them.
     const DWORD now = GetTickCount();
     if (!always && drawn_ && now - lastDrawn_ < drawEvery) return;
     lastDrawn_ = now;
     drawn_ = true;
-    // Back to the start of the line, which is erased first.
+    // \r goes back to the start of the line. \x1b[K then erases the line, so that no end of a
+    // longer old text stays behind the new one.
     Tool::write("\r\x1b[K" + text(now - start_, tool_.columns()));
     Tool::flush();
 }

@@ -40,7 +40,7 @@ class ProgressBar {
     /// Erases the bar and draws it no more. Lines worth keeping are still printed.
     void hide();
     /// Prints how a file went, which needn't be the current one. On a terminal only a line worth
-    /// keeping stays, above the bar.
+    /// keeping is printed, above the bar.
     void report(const std::string& line, bool worthKeeping = false);
 
     /// The text of the bar `elapsed` milliseconds after the start, cut so that the last of the
@@ -55,7 +55,8 @@ class ProgressBar {
     DWORD elapsed() const;
 
   private:
-    /// Draws the bar, if it may be shown. Without `always` it isn't drawn again within a moment.
+    /// Draws the bar, if it may be shown. Without `always` it isn't drawn again within a tenth of a
+    /// second.
     void draw(bool always);
     /// Erases the bar, if it is drawn.
     void wipe();

@@ -37,8 +37,7 @@ std::string RecordingText::bytesText(const UsbEvent& event) {
     return usbscan::containerText(event.data);
 }
 
-/// A transfer is recorded twice, when it is submitted and when it is complete. Data to the device
-/// stand in the first, data to the host in the second.
+/// Data to the device stands in the submission of a transfer, data to the host in its completion.
 std::optional<RecordingLine> RecordingText::lineOf(const UsbEvent& event) {
     constexpr std::size_t mostRequests = 128;
     if (!start_) start_ = event.time;
@@ -56,7 +55,7 @@ std::optional<RecordingLine> RecordingText::lineOf(const UsbEvent& event) {
     if (!isSubmission && event.status != 0)
         line.text = "Failed, error " + std::to_string(-std::int64_t{event.status});
     else if (isSubmission == event.isToHost())
-        // The half of a transfer that has no data says nothing.
+        // The data stands in the transfer's other event.
         return std::nullopt;
     else if (event.pipe == UsbEvent::Pipe::Control)
         line.text = requestText(event, setup);

@@ -22,8 +22,9 @@ struct RecordingLine {
 /// Needs the events in their order, since a line may depend on earlier ones.
 class RecordingText {
   public:
-    /// The line for an event; none for the half of a transfer that carries no data, unless it
-    /// reports a failure.
+    /// The line for an event. Each transfer has two events, its submission and its completion. One
+    /// of them carries the data and gets a line. The other one gets none, unless it reports a
+    /// failure.
     std::optional<RecordingLine> lineOf(const usbscan::UsbEvent& event);
 
   private:

@@ -56,7 +56,7 @@ class LineReader {
     explicit LineReader(std::u16string_view text) : rest_(text) {}
 
     /// Reads the next line that isn't empty or a comment, without blanks around it. `number`
-    /// becomes the number of its first line, for messages.
+    /// becomes the number of its first piece, for messages. Returns false at the end of the text.
     bool next(std::u16string& line, std::size_t& number) {
         line.clear();
         while (!rest_.empty()) {
@@ -273,7 +273,8 @@ bool dataText(const std::vector<BYTE>& data, std::u16string& text) {
     if (data.empty() || data.size() % sizeof(WCHAR) != 0) return false;
     text.resize(data.size() / sizeof(WCHAR));
     std::memcpy(text.data(), data.data(), data.size());
-    // Exactly one zero, at the end. A text with a zero inside is written as bytes, to lose nothing.
+    // The only zero has to stand at the end. A text with a zero inside is written as bytes, to lose
+    // nothing.
     if (text.find(u'\0') != text.size() - 1) return false;
     text.pop_back();
     return true;

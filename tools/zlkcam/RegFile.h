@@ -39,9 +39,9 @@ struct SettingsKey {
 /// (BadDocument) with the line's number; nothing has been applied by then.
 std::vector<SettingsKey> parseSettingsText(std::string_view bytes);
 
-/// The text, in UTF-8, from which parseSettingsText makes these keys again; deletions aren't
-/// written as such. What the form can't hold, such as a name with a line end, is left out and named
-/// in `leftOut`.
+/// The text, in UTF-8, from which parseSettingsText makes these keys again. `remove` is ignored:
+/// keys and values to delete are written like all others. What the form can't hold, such as a name
+/// with a line end, is left out and named in `leftOut`.
 std::string writeSettingsText(const std::vector<SettingsKey>& keys,
                               std::vector<std::string>& leftOut);
 
@@ -50,7 +50,8 @@ std::vector<BYTE> textData(std::u16string_view text);
 /// The text of such data; false if the data isn't one text with its terminator.
 bool dataText(const std::vector<BYTE>& data, std::u16string& text);
 
-/// Parses bytes as in "01,02,ff"; false for any other text.
+/// Parses bytes as in "01,02,ff", with or without blanks around the numbers. An empty text has no
+/// bytes. Returns false for any other text.
 bool hexData(std::u16string_view text, std::vector<BYTE>& data);
 /// The reverse of hexData.
 std::string hexText(const std::vector<BYTE>& data);

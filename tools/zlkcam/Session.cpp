@@ -63,7 +63,8 @@ bool PhotoSession::isConnected() const {
 }
 
 bool PhotoSession::hasMedia() const {
-    // A card without such a test counts as inserted, hence the comparison with FALSE.
+    // A device that can't test this counts as one with its card inserted, hence the comparison with
+    // FALSE.
     return isConnected() && escape(u"MSDC_IsCardInserted") != u"FALSE";
 }
 

@@ -19,8 +19,7 @@ Failure deviceFailure(LONG errorCode, const Device& device, std::string_view doi
 template <class Interface>
 class Session {
   public:
-    /// Claims the device; throws Failure if another program holds it or the object can't be
-    /// created.
+    /// Claims the device. Throws Failure if the object can't be created, or the claim is refused.
     Session(const Device& device, const std::u16string& progId)
         : device_(device), object_(createComponent<Interface>(progId)) {
         require(call([&](Interface& it) { return it.LockDevice(Bstr(device.contextId).get()); }),
@@ -31,8 +30,8 @@ class Session {
     Session& operator=(const Session&) = delete;
 
     Interface* operator->() const { return object_.get(); }
-    /// Makes a call that may have to wait for the device, so that a StopWatch sees it and a stop
-    /// needn't wait for it.
+    /// Makes a call that may have to wait for the device. A StopWatch sees such a call, so that a
+    /// stop needn't wait for its end.
     template <class Call>
     HRESULT call(Call&& ask) const {
         const DeviceCall inside;
@@ -66,7 +65,8 @@ class PhotoSession : public Session<IPhotoDevice> {
   public:
     explicit PhotoSession(const Device& device) : Session(device, device.progId) {}
 
-    /// Throws Failure (NotConnected) if a camera is attached but can't be reached. Cards pass.
+    /// Throws Failure (NotConnected) if a camera is attached but can't be reached. Cards pass, and
+    /// so does a camera that is gone.
     void requireAnswer() const;
     /// The same, and also throws if the card or the camera is gone.
     void requireMedia() const;

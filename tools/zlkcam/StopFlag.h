@@ -12,8 +12,8 @@
 namespace zlk {
 
 /// While one exists, SIGINT, SIGTERM, SIGHUP and SIGQUIT only set a flag, so that the work in hand
-/// can be put in order; the third such signal ends the program at once. One that was ignored at the
-/// start, as by nohup, stays ignored. SIGPIPE and SIGXFSZ are ignored, as the write itself fails.
+/// can be put in order; the third such signal ends the program at once. A signal that is already
+/// ignored, as by nohup, stays ignored. SIGPIPE and SIGXFSZ are ignored, as the write itself fails.
 /// Only one StopFlag may exist at a time.
 class StopFlag {
   public:

@@ -18,7 +18,7 @@ std::u16string pathArgument(std::string_view bytes);
 /// left as it is.
 std::u16string absolutePath(std::u16string path);
 
-/// Why a platform call failed, as in "No space is left", without a full stop.
+/// Why a platform call failed, as in "The disk is full", without a full stop.
 std::string reasonText(DWORD error = GetLastError());
 
 /// The text with `?` for control characters, which could steer a terminal; line ends and tabs stay.

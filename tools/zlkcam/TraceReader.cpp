@@ -81,8 +81,8 @@ std::uint64_t TraceReader::takeLost() {
 
 void parseTraceRecords(std::span<const BYTE> bytes, std::vector<TraceRecord>& records) {
     while (bytes.size() > headSize) {
-        // Not a head: a record that was overwritten in part, or zeros. The next marker may begin
-        // one.
+        // Here lies what is left of an overwritten record, or zeros. The next marker may begin a
+        // record.
         if (!isHead(bytes)) {
             const auto next = std::find(bytes.begin() + 1, bytes.end(), marker[0]);
             bytes = bytes.subspan(static_cast<std::size_t>(next - bytes.begin()));

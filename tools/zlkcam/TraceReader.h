@@ -47,7 +47,8 @@ class TraceReader {
     std::size_t position_ = 0;
     // The bytes before that offset, as they were then.
     std::vector<BYTE> last_;
-    // The pieces that the last fetch copied, before and after the start of a round.
+    // The pieces that the last fetch copied: from the writer's previous round of the buffer, and
+    // from its present one.
     std::vector<BYTE> older_, newer_;
     std::uint64_t lost_ = 0;
 };

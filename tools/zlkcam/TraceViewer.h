@@ -16,7 +16,9 @@
 
 namespace zlk {
 
-/// A named section of shared memory, mapped into this process. Throws Failure (FileUnusable).
+/// A named section of shared memory, mapped into this process. The constructor makes a section of
+/// `bytes` bytes, or opens the one that exists, which keeps its own size. It throws Failure
+/// (FileUnusable).
 class SharedView {
   public:
     SharedView(const WCHAR* name, DWORD bytes);
@@ -58,7 +60,7 @@ class TraceViewer {
     // Sixteen bytes: the layout is at the top of this file.
     SharedView control_;
     SharedView buffer_;
-    // Held by a writer during a record, and by this while it copies.
+    // Held by a writer while it writes a record, and by this viewer while it copies.
     UniqueHandle mutex_;
 };
 

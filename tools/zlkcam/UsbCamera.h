@@ -36,8 +36,8 @@ std::vector<UsbCamera> usbCameras(const DeviceDirectory& directory,
 /// What is wrong with a camera, the most likely reason first; empty if nothing is.
 std::vector<CameraTrouble> troublesOf(const UsbCamera& camera);
 
-/// The Failure for a device that was listed a moment ago and can't be reached: a camera that is
-/// still attached is held by another program, or doesn't answer.
+/// The Failure (NotConnected) for a device that was listed a moment ago and can't be reached. It
+/// says whether the device is gone, another program holds it, or it doesn't answer.
 Failure notReached(const Device& device);
 
 }  // namespace zlk

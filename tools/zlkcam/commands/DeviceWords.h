@@ -23,8 +23,8 @@ struct DeviceWords {
     /// Takes the device's name off the front, if there are more words than the `others` that the
     /// command needs. Empty if there is none.
     std::u16string takeDevice(std::size_t others);
-    /// The same for a command with any number of words: the first one is taken if it has the form
-    /// of a device's name.
+    /// The same for a command with any number of words, at least one: the first is taken if it has
+    /// the form of a device's name.
     std::u16string takeDeviceByLooks();
 };
 

@@ -15,7 +15,6 @@
 namespace zlk {
 namespace {
 
-/// The options of the command line.
 struct AdoptOptions {
     std::string camera;
     std::string productClass;
@@ -41,8 +40,9 @@ std::vector<UsbCamera> kindsOf(const std::vector<UsbCamera>& cameras, const std:
     return kinds;
 }
 
-/// The model of camera that is to be adopted: one that the table doesn't know, or, if there is none
-/// and a rule is wanted, one that it knows. Throws Failure unless there is exactly one.
+/// The model of camera that is to be adopted. It is one that the table doesn't know. If there is
+/// none and a rule is wanted, it is one that the table knows. Throws Failure unless there is
+/// exactly one.
 UsbCamera chooseCamera(const DeviceDirectory& directory, const AdoptOptions& options) {
     // Whether a camera is listed doesn't matter here, so no list of devices is needed.
     const std::vector<UsbCamera> cameras = usbCameras(directory, {});

@@ -79,7 +79,7 @@ void runClock(Tool& tool, const ClockOptions& options) {
     tool.answer.member("time", isoText(time)).member("ahead", ahead).endObject();
 }
 
-/// The elements of a camera's diagnostics and their names for people.
+/// An element of a camera's diagnostics and its name for people.
 struct Title {
     std::u16string_view element;
     const char* title;

@@ -43,7 +43,8 @@ const char* findingName(Finding finding) {
     return "not reached";
 }
 
-/// A path that the system understands. Only the platform knows where a drive or share leads to.
+/// The path in the form that the operating system's calls take. They know neither drive letters nor
+/// shares, so our platform layer resolves these. Any other path stays as it is.
 std::string pathOnThisMachine(const std::string& word) {
     const bool hasDrive = word.size() > 1 && word[1] == ':';
     const bool isPlatforms = hasDrive || word.starts_with("\\\\");

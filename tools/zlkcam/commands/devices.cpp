@@ -14,8 +14,8 @@ struct Options {
     bool tags = false;
 };
 
-/// Lists each camera on USB that isn't among the devices or can't be opened, so that a user who
-/// misses a camera sees whether it is attached, what is wrong, and what helps.
+/// Lists the cameras on USB, so that a user who misses one sees whether it is attached, what is
+/// wrong, and what helps.
 void tellCameras(Tool& tool, const DeviceDirectory& directory, const std::vector<Device>& devices) {
     tool.answer.key("cameras").beginArray();
     for (const UsbCamera& camera : usbCameras(directory, devices)) {

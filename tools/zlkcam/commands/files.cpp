@@ -37,7 +37,7 @@ class FileFailures {
         tool_.warn(titleOf(file) + ": " + failure.what());
         if (!first_) first_ = failure;
     }
-    // For a failure that isn't of a file.
+    // Notes a failure that doesn't belong to a single file.
     void note(const std::optional<Failure>& failure) {
         if (!first_) first_ = failure;
     }
@@ -119,7 +119,8 @@ void runList(Tool& tool, const ListOptions& options) {
             .member("created", file.created.text)
             .endObject();
         bytes += file.size;
-        // The list names such a file, but not what it holds, so that it can't be copied either.
+        // The camera refuses to describe this file. Copying begins with the description and would
+        // fail too, so the list already reports a failure.
         if (isRefused(file))
             failures.note(
                 file, {ExitStatus::ReadFailed, "The camera lists it, and refuses to describe it."});

@@ -75,7 +75,7 @@ std::unique_ptr<CameraRecording> beginRecording(const AttachedCamera& camera, HA
                   "zlkcam devices tells what is wrong with it.");
 }
 
-/// Ends the recording and returns what is missing in it; empty if it is complete.
+/// Ends the recording and returns why it is incomplete; empty if nothing is missing.
 std::string troubleOf(CameraRecording& recording) {
     if (recording.end()) return {};
     const DWORD error = GetLastError();

@@ -12,7 +12,8 @@
 namespace zlk {
 namespace {
 
-// Bytes of a settings file; nobody has so many settings, and it all lies in memory.
+// The most bytes of a settings file, which lies in memory as a whole. Real settings are much
+// smaller.
 constexpr std::size_t maxImport = 64 << 20;
 
 struct SettingsOptions {

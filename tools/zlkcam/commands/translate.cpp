@@ -1,4 +1,4 @@
-// The command translate, which asks for one name of a device by another.
+// The command translate, which tells a name or a property of a device, given another of its names.
 
 #include <variant>
 

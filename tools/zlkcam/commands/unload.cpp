@@ -57,8 +57,8 @@ bool liesIn(const Destination& inner, const Destination& outer) {
     return std::ranges::find(inner.way(), outer.way().front()) != inner.way().end();
 }
 
-/// Copies in the same folder would be only one copy, so the user's second folder would be a false
-/// safety.
+/// Throws Failure (Usage) if the folders are the same, or one lies in the other. Two copies in one
+/// place would be a false safety.
 void requireApart(const Destination& a, const Destination& b) {
     if (!liesIn(a, b) && !liesIn(b, a)) return;
     throw Failure(ExitStatus::Usage,
@@ -67,7 +67,7 @@ void requireApart(const Destination& a, const Destination& b) {
                   "Name folders that lie apart, best on different disks.");
 }
 
-/// Whether both lie on the same file system, as far as that is known.
+/// Whether both folders lie on the same file system; false if one of them is still missing.
 bool isOnOneDisk(const Destination& a, const Destination& b) {
     return !a.isMissing() && !b.isMissing() && a.way().front().device == b.way().front().device;
 }
@@ -150,8 +150,8 @@ void carryOut(Tool& tool, const Options& options, const Prepared& run, UnloadSum
         if (tool.onTerminal() && !options.quiet) tool.say("Writing the report...");
         report.write();
     };
-    // From here on a stop has to leave the copies, their records and the answer in order. It isn't
-    // called after this function, because nothing waits for the device any more.
+    // From here on a stop has to leave the copies, their records and the answer in order. `end`
+    // isn't called after this function, because nothing waits for the device any more.
     end = [&] {
         unloader.abandon();
         record();
@@ -182,7 +182,7 @@ void runUnload(Tool& tool, const Options& given) {
     const Device& device = session.device();
     const std::u16string root = directory.lowLevelId(device.contextId);
     const std::u16string card = directory.isCamera(device.contextId) ? u"" : root;
-    session.requireMedia();  // else nobody could tell whether a folder is on it
+    session.requireMedia();  // else nobody could tell whether a folder lies on the card
     std::vector<Target> targets = targetsOf(options, device, root, card);
     warnOfTargets(tool, targets);
     if (tool.onTerminal() && !options.quiet) tool.say("Reading the list of files...");
