@@ -14,7 +14,7 @@ namespace zlk {
 
 /// Units of a camera's name; longer names are cut.
 inline constexpr std::size_t longestName = 60;
-/// Keys of the settings that have product classes as their subkeys. None of these names can be a
+/// Sections of the settings, which have lists of product classes. None of these names can be a
 /// product class itself.
 inline constexpr std::u16string_view settingsSections[] = {u"Import", u"Unload", u"SwiftPost",
                                                            u"TagMgrDevices"};
@@ -45,7 +45,7 @@ struct CameraRow {
 bool isProductClass(std::u16string_view text);
 
 /// Makes a text from a device fit to be shown: one line of at most `most` units. Each run of
-/// control characters, blanks and the common invisible characters becomes one space, or nothing at
+/// spaces, control characters and the common invisible characters becomes one space, or nothing at
 /// either end. The result may be empty.
 std::u16string readableText(std::u16string_view text, std::size_t most = std::u16string_view::npos);
 

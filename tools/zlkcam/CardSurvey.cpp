@@ -10,7 +10,7 @@
 namespace zlk {
 namespace {
 
-// The component doesn't list what lies deeper than this.
+// In units. The component lists nothing of a folder with a longer path.
 constexpr std::size_t longestPath = 4096;
 
 }  // namespace

@@ -8,7 +8,7 @@ namespace zlk {
 /// the file system can't be found out.
 bool isOnMedium(int file);
 
-/// Whether only programs of this machine can lock files of this file system, so that the owner of a
+/// Whether only programs of this machine can lock files of the file system, so that the owner of a
 /// file that isn't locked must have ended.
 bool isOnThisMachine(int file);
 

@@ -56,7 +56,8 @@ class LineReader {
     explicit LineReader(std::u16string_view text) : rest_(text) {}
 
     /// Reads the next line that isn't empty or a comment, without blanks around it. `number`
-    /// becomes the number of its first piece, for messages. Returns false at the end of the text.
+    /// becomes the number of the line in the file where it begins, for messages. Returns false at
+    /// the end of the text.
     bool next(std::u16string& line, std::size_t& number) {
         line.clear();
         while (!rest_.empty()) {

@@ -19,7 +19,8 @@ Failure deviceFailure(LONG errorCode, const Device& device, std::string_view doi
 template <class Interface>
 class Session {
   public:
-    /// Claims the device. Throws Failure if the object can't be created, or the claim is refused.
+    /// Claims the device. Throws Failure if the object can't be created or the device can't be
+    /// claimed.
     Session(const Device& device, const std::u16string& progId)
         : device_(device), object_(createComponent<Interface>(progId)) {
         require(call([&](Interface& it) { return it.LockDevice(Bstr(device.contextId).get()); }),

@@ -28,8 +28,8 @@ PipeBytes BulkInPipe::take(std::size_t room) {
                 halt();
                 break;
             case Kind::Silence:
-                // Never removed: only the host ends it, by a cancel or reset, which clears the
-                // pipe.
+                // This step is never removed here: only the host ends it, by a cancel or reset,
+                // which clears the pipe.
                 return {};
             case Kind::Pulled:
                 steps_.pop_front();

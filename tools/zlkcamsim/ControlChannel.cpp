@@ -58,8 +58,8 @@ class ControlChannel::Talk {
 
   private:
     void listen() {
-        // The loop knows one handler for each descriptor, and on a socket both directions have the
-        // same.
+        // The loop knows one handler for each descriptor, and both directions of a socket share one
+        // descriptor.
         if (output_ != input_) channel_.loop_.forget(output_);
         channel_.loop_.watch(input_, POLLIN, [this](short) { read(); });
     }

@@ -17,7 +17,7 @@ class ControlChannel {
     /// Gets a line without its end, and returns the line of the answer.
     using Answer = std::function<std::string(const std::string& line)>;
 
-    /// `answer` gets the lines of all talkers, on the loop's thread. The loop outlives this.
+    /// `answer` gets the lines of all connections, on the loop's thread. The loop outlives this.
     ControlChannel(usbscan::EventLoop& loop, Answer answer);
     ~ControlChannel();
     ControlChannel(const ControlChannel&) = delete;
@@ -25,7 +25,8 @@ class ControlChannel {
 
     /// Creates the socket, in the place of an old one. Throws std::system_error.
     void listenOn(const std::string& path);
-    /// `closed` is called when standard input ends.
+    /// `closed` is called when standard input ends, and also if a line is too long or an answer
+    /// can't be written.
     void serveStandardStreams(std::function<void()> closed);
 
   private:

@@ -32,7 +32,7 @@ class ControlCommands {
     /// Null if there is no such command.
     static Command find(const std::string& name);
 
-    // The cable and the session.
+    // The cable, the program, the session, and the camera behind a dock.
     std::string plug(const Words&);
     std::string unplug(const Words&);
     std::string quit(const Words&);

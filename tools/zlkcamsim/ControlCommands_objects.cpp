@@ -15,8 +15,8 @@ namespace {
 // The bytes lie in memory, so their number is limited.
 constexpr std::uint64_t mostRandomBytes = 1u << 30;
 
-/// Bytes that a test can compute by itself, given the seed: each is the highest byte of the next
-/// state.
+/// Bytes that a test can compute by itself, given the seed: each is the highest byte of the
+/// generator's next state.
 Payload randomBytes(std::uint64_t size, std::uint64_t seed) {
     if (size > mostRandomBytes) throw std::invalid_argument("at most 1 GiB; larger ones as a file");
     Bytes bytes(size);
@@ -53,7 +53,8 @@ std::string ControlCommands::add(const Words& words) {
     ObjectStore& store = camera_.store();
     StoredObject object;
     setContent(object, options);
-    // What the tester says is believed, even if it is nonsense: that is what it is for.
+    // What the tester says is taken as it is, even if it is nonsense, since hosts are tested with
+    // nonsense, too.
     if (options.has("name")) object.name = nameOf(options.text("name"));
     object.format = static_cast<Code>(options.number("format", formatOf(object.name)));
     if (options.has("size"))

@@ -6,7 +6,8 @@
 namespace zlk::camsim {
 namespace {
 
-/// Reads a TIFF block, the body of EXIF: numbers in either byte order, in directories at offsets.
+/// Reads a TIFF block, which is the body of EXIF. Its first byte says in which order the bytes of
+/// numbers stand, and its directories lie at offsets in it.
 class Tiff {
   public:
     explicit Tiff(ByteView bytes) : bytes_(bytes) {
@@ -34,7 +35,7 @@ class Tiff {
         const auto record = find(directory, tag);
         return record ? number(*record + 8, 4) : 0;
     }
-    // The offset of the following directory is after the last entry.
+    // The offset of the following directory is stored after the last entry.
     std::size_t next(std::size_t directory) const {
         return number(directory + 2 + 12 * number(directory, 2), 4);
     }

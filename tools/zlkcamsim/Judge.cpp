@@ -53,8 +53,8 @@ void Judge::command(const ContainerHeader& header, std::size_t arrived, bool tra
         blame(name + ": too many parameters");
     if (transactionOpen) blame(name + ": while the transaction before it is open");
     judgeId(header);
-    // Opening the session again says nothing about the count of ids, so that an excuse from before
-    // is still valid after it.
+    // OpenSession isn't counted, so it leaves open whether the id of a broken transaction comes
+    // again.
     if (header.code != operation::OpenSession) reusable_.reset();
 }
 

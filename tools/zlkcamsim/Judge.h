@@ -24,8 +24,9 @@ class Judge {
     /// The class request 0x64 arrived. `openId` is the transaction that is open, if there is one.
     void cancelRequest(ByteView request, std::optional<std::uint32_t> openId);
 
-    /// A transaction ended without a response, or never began. The host may use its id again, or
-    /// leave it out.
+    /// The host can't know whether the id of this transaction counts: the transaction was cut off,
+    /// the host gave up before it read the response, or a fault struck the command. The host may
+    /// use the id again, or leave it out.
     void transactionBroken(std::uint32_t id) { reusable_ = id; }
     /// The session ended without the host's knowledge. The host may go on with it until it notices.
     void sessionLost() { excused_ = true; }
@@ -42,7 +43,7 @@ class Judge {
 
     // What the camera has counted, for comparison.
     const Session& session_;
-    // The id of a broken transaction, which may come again or be left out.
+    // The id that transactionBroken() was called with, until the next command but OpenSession.
     std::optional<std::uint32_t> reusable_;
     // The last id that was accepted again, and how often it was.
     std::optional<std::uint32_t> repeated_;

@@ -21,7 +21,7 @@ enum class PassThrough : std::uint8_t {
     Anything,  ///< answers all questions, at any time
     None,      ///< doesn't know the questions: the device is a camera
     Plain,     ///< answers which camera it is
-    Button,    ///< answers to the first question only after PressSaveButton
+    Button,    ///< ConnectedCamera finds no camera before PressSaveButton
 };
 
 /// What a camera can do; by default everything.

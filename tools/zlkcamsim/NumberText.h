@@ -15,7 +15,7 @@ std::uint64_t parseNumber(const std::string& text, std::uint64_t most);
 
 /// Two digits in lower case for each byte.
 std::string hexOf(ByteView bytes);
-/// Parses pairs of digits; throws std::invalid_argument for another text.
+/// Parses pairs of hexadecimal digits. Throws std::invalid_argument for another text.
 Bytes parseHex(const std::string& text);
 
 }  // namespace zlk::camsim

@@ -22,7 +22,7 @@ struct StoredObject {
     std::u16string name;
     Code format = format::Undefined;
     bool isProtected = false;
-    std::filesystem::path path;  ///< its file; empty if the content is `memory`
+    std::filesystem::path path;  ///< its file or folder; empty if the content is `memory`
     bool borrowed = false;  ///< the file isn't the camera's and stays when the object is deleted
     Payload memory;
     std::time_t taken = 0;  ///< when content in memory was made
@@ -69,9 +69,10 @@ class ObjectStore {
     std::uint32_t reserveHandle() { return ++lastHandle_; }
     /// Adds an object under its handle, or under a new one if its handle is 0.
     StoredObject& add(StoredObject object);
-    /// Removes an object and everything in it, with the files that are the camera's. False if there
-    /// is no such object, or if something is protected or its file can't be removed; that, and the
-    /// folders above it, stay.
+    /// Removes an object and everything in it, from the inside out, with the files that are the
+    /// camera's. False if there is no such object, or if something is protected or its file can't
+    /// be removed. That object stays, and so do the folders above it and all folders whose turn
+    /// comes later.
     bool remove(std::uint32_t handle);
 
     /// Removes the objects whose content is this file, and leaves the file.
@@ -91,8 +92,8 @@ class ObjectStore {
 
 /// The format that belongs to a name's extension.
 Code formatOf(const std::u16string& name);
-/// A safe name for the file of an object: never empty, without slashes or control characters, and
-/// not hidden.
+/// A safe name for the file of an object: never empty, at most 255 bytes, without slashes,
+/// backslashes or control characters, and not hidden.
 std::string safeFileName(const std::u16string& name);
 
 }  // namespace zlk::camsim

@@ -10,8 +10,8 @@ using usbscan::UsbEvent;
 constexpr std::uint8_t deviceType = 1, configurationType = 2, stringType = 3, interfaceType = 4,
                        endpointType = 5;
 constexpr std::size_t deviceSize = 18, interfaceSize = 9, endpointSize = 7;
-/// Requests under way and devices that are remembered. A bus has no more devices, and each gets one
-/// request at a time.
+/// The most requests under way, and the most devices, that are remembered. A bus has no more
+/// devices, and each gets one request at a time.
 constexpr std::size_t mostAsked = 128;
 
 std::uint8_t byteAt(ByteView bytes, std::size_t at) {
@@ -46,7 +46,7 @@ void RecordedDevice::keep(const Address& address, std::uint8_t type, std::uint8_
     const auto keepLonger = [bytes](Bytes& kept) {
         if (bytes.size() > kept.size()) kept.assign(bytes.begin(), bytes.end());
     };
-    // Once the device is found, the others on the bus don't matter.
+    // Once the device is known, the others on the bus don't matter.
     if (address_ && address_ != address) return;
     if (descriptors_.size() >= mostAsked && !descriptors_.contains(address)) return;
     Descriptors& of = descriptors_[address];
@@ -57,8 +57,8 @@ void RecordedDevice::keep(const Address& address, std::uint8_t type, std::uint8_
     if (!address_ && !of.device.empty() && findInterface(of.configuration)) address_ = address;
 }
 
-/// Whether the configuration has a still-image interface. If so, its endpoints and packet size are
-/// noted.
+/// Whether the configuration has a still-image interface with both bulk pipes. If so, the endpoints
+/// and the packet size are noted.
 bool RecordedDevice::findInterface(ByteView configuration) {
     bool isInside = false;
     bulkIn_ = bulkOut_ = interrupt_ = 0;

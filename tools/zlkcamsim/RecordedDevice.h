@@ -14,7 +14,8 @@ class RecordedDevice {
     /// Takes a control transfer of any device.
     void control(const usbscan::UsbEvent& event);
 
-    /// Whether the device has been found.
+    /// Whether the descriptors so far have shown a device with a still-image interface. The first
+    /// such device counts.
     bool isKnown() const { return address_.has_value(); }
     /// Whether a transfer is this device's; false before the device is known. The three that follow
     /// are for its transfers only.
@@ -41,7 +42,7 @@ class RecordedDevice {
     // Descriptors that were asked for, type and index, by device and transfer.
     std::map<std::pair<Address, std::uint64_t>, std::pair<std::uint8_t, std::uint8_t>> asked_;
     std::map<Address, Descriptors> descriptors_;
-    // The device that was found.
+    // The device, once it is known.
     std::optional<Address> address_;
     std::uint8_t bulkIn_ = 0, bulkOut_ = 0, interrupt_ = 0;
     std::uint16_t packetSize_ = 0;

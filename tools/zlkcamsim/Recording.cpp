@@ -35,7 +35,7 @@ class RecordingParser {
     // A cancel or reset request ends the open question.
     void addControl(const UsbEvent& event);
     void followContainers(const RecordedPiece& piece);
-    // Files the answer of the open question.
+    // Stores the answer to the open question, and ends the question.
     void close(End end);
     // Counts memory that is kept, and throws if it is too much.
     void keep(std::size_t size);
@@ -54,7 +54,8 @@ class RecordingParser {
     std::uint64_t dataLeft_ = 0;  // bytes of a data phase from the host that are still to come
 
     // The container from the device that is being received: its header as far as it has come,
-    // whether its start was missed, and positions in the answer.
+    // whether its start was missed, the length of the answer so far, and the bytes of the payload
+    // that are still to come.
     Bytes head_;
     bool headIsLost_ = false;
     std::uint64_t position_ = 0, payloadLeft_ = 0;
@@ -73,7 +74,7 @@ void RecordingParser::add(const UsbEvent& event) {
         throw RecordingError("A transfer of the recording has " + std::to_string(event.length) +
                              " bytes, which no host asks for.");
     if (event.pipe == UsbEvent::Pipe::Control) device_.control(event);
-    // Everything before the device is found, and other devices, don't matter.
+    // Transfers before the device is known, and those of other devices, don't matter.
     if (!device_.isKnown() || !device_.isFrom(event)) return;
     if (event.pipe == UsbEvent::Pipe::Control) return addControl(event);
     if (event.isToHost() && event.kind == UsbEvent::Kind::Submission) {
@@ -170,7 +171,7 @@ void RecordingParser::followContainers(const RecordedPiece& piece) {
     position_ += piece.length;
 }
 
-/// The host gives up on a transaction by one of these requests.
+/// The host gives up on a transaction by a cancel or a reset request.
 void RecordingParser::addControl(const UsbEvent& event) {
     constexpr std::uint8_t toInterface = 0x21, cancel = 0x64, reset = 0x66;
     if (event.kind != UsbEvent::Kind::Submission || !event.setup || !question_) return;

@@ -34,7 +34,7 @@ struct RecordedAnswer {
     /// The transaction id that the recorded host used.
     std::uint32_t commandId = 0;
     std::vector<RecordedPiece> pieces;
-    std::size_t piecesOfResponse = 0;  ///< so many pieces have it up to the response; 0: none came
+    std::size_t piecesOfResponse = 0;     ///< number of pieces up to the response; 0: none came
     std::vector<std::uint64_t> idPlaces;  ///< offsets of containers' ids in the bytes of all pieces
     End end = End::Complete;
     std::optional<Code> response;
@@ -58,8 +58,8 @@ struct Recording {
 };
 
 /// Reads what the recording has of the first still-image device in it. Throws RecordingError if the
-/// file is damaged, has no descriptors of such a device or none of its answers, or has more than
-/// 256 MiB of them.
+/// file is damaged, has no descriptors of such a device or none of its answers, has more than 256
+/// MiB of them, or has a transfer of more than 16 MiB or a packet size that USB doesn't know.
 Recording readRecording(RecordingReader& reader);
 
 }  // namespace zlk::camsim

@@ -129,8 +129,8 @@ void ReplyScript::container(ContainerHeader header, const Payload& payload,
 
 void ReplyScript::before(const ContainerHeader& header, const std::vector<Fault>& faults) {
     for (const Fault& fault : faults) {
-        // A response that is glued to the data has to come with the last packet of these, so it
-        // can't wait.
+        // A response that is glued to the data has to come with the data's last packet, so it can't
+        // wait.
         if (fault.kind == FaultKind::Slow && !inTransfer_)
             pipe_.append({Kind::Wait, {}, std::chrono::milliseconds(fault.value)});
         if (fault.kind == FaultKind::ZeroPacketFirst) step(Kind::End);
@@ -153,7 +153,8 @@ bool ReplyScript::body(const Bytes& header, const Payload& payload,
         if (!fault) continue;
         const std::size_t offset = fault->offsetIn(payload.bytes.size());
         const bool nothing = fault->at == 0;
-        // After all of the payload: the transfer ends first, or its last packet would be withheld.
+        // The fault comes after the whole payload. The transfer ends first, or its last packet
+        // would be withheld.
         if (!nothing && offset == payload.bytes.size()) {
             send(Payload::of(header));
             send(payload);

@@ -19,16 +19,16 @@ class ReplyScript {
     void play(const Message& command, Reply reply);
 
   private:
-    /// One container, from its faults before it to its end.
+    /// Appends one container with the faults before it, in it and at its end.
     void container(ContainerHeader header, const Payload& payload,
                    const std::vector<Fault>& faults);
-    /// What faults put before the container.
+    /// Appends what faults put before the container.
     void before(const ContainerHeader& header, const std::vector<Fault>& faults);
-    /// The header and the payload. False if a fault ends the container early.
+    /// Appends the header and the payload. Returns false if a fault ends the container early.
     bool body(const Bytes& header, const Payload& payload, const std::vector<Fault>& faults);
     /// Ends the transfer, unless a fault keeps it open.
     void end(const std::vector<Fault>& faults);
-    /// Zero-length packets that nothing requires.
+    /// Appends a needless zero-length packet if a fault wants one.
     void surplus(const std::vector<Fault>& faults);
 
     /// Appends bytes to the current transfer.

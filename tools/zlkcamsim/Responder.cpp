@@ -85,8 +85,8 @@ std::unique_ptr<Spool> Responder::spoolFor(const Message& command) const {
     if (!expectsObject_) return std::make_unique<Spool>(0);
     const Announcement& announced = announcements_.back();
     try {
-        // In the folder of the object, so that the file can be moved to its name later. A hidden
-        // file isn't taken for an object.
+        // The file lies in the folder of the object, so that it can be moved to its name later. A
+        // hidden file isn't taken for an object.
         return std::make_unique<Spool>(
             announced.size,
             store_.folderPath(announced.storage, announced.parent) / ".zlkcamsim-incoming");
@@ -161,7 +161,7 @@ void Responder::setCameraBehind(std::uint16_t vid, std::uint16_t pid) {
 
 Reply Responder::connectedCamera(const Message& command) {
     if (command.code == operation::PressSaveButton) buttonPressed_ = true;
-    // A dock with a button looks at the camera only when it has been pressed.
+    // A dock with a button finds the camera only when the button has been pressed.
     const bool waits = traits_.passThrough == PassThrough::Button && !buttonPressed_ &&
                        command.code == operation::ConnectedCamera;
     if (waits) return {response::OK, {0, 0}, {}, {}};

@@ -120,7 +120,7 @@ class Responder {
     Code placeObject(const Message& command, Announcement& announced) const;
     void makeFolder(Announcement& announced);
 
-    bool hasProperty(std::uint32_t code) const;
+    bool hasProperty(std::uint32_t code) const;  // Responder_properties.cpp
 
     Identity identity_;
     Traits traits_;

@@ -110,7 +110,7 @@ Reply Responder::getObjectInfo(const Message& command) {
     const StoredObject* const object = store_.find(command.parameter(0));
     if (!object) return failure(response::InvalidObjectHandle);
     const JpegFacts& facts = object->facts();
-    // The size of the thumbnail stands only in the thumbnail itself.
+    // Width and height of the thumbnail stand only in the thumbnail itself.
     JpegFacts thumbnail;
     if (facts.thumbnailSize)
         thumbnail =
@@ -165,7 +165,8 @@ bool Responder::isProtected(const StoredObject& object) const {
 
 bool Responder::removeObject(std::uint32_t handle) {
     if (isProtected(*store_.find(handle))) return false;
-    // With deletesLater the object is removed when the host has fetched the event.
+    // With deletesLater the object is removed when the host has fetched the event, or can't any
+    // more.
     if (!traits_.deletesLater && !store_.remove(handle)) return false;
     raise_({event::ObjectRemoved, session_.lastTransaction, {handle}}, [this, handle] {
         if (traits_.deletesLater) store_.remove(handle);

@@ -64,8 +64,8 @@ class SimulatedDevice final : public usbscan::UsbDevice {
     // Set while the host waits for an interrupt transfer.
     DoneWithBytes interrupted_;
 
-    /// What pieces that the host holds refer to, since they may live longer than the device. A
-    /// piece or task that comes late finds it expired.
+    /// Pieces that the host holds and tasks in the loop refer to this and not to the device, since
+    /// they may live longer. One that comes late finds it expired.
     struct Outstanding {
         SimulatedDevice* device;
         int pieces = 0;

@@ -140,7 +140,7 @@ void VirtualCamera::commandArrived(const ContainerHeader& header) {
     if (session_.isOpen() && command.code != operation::OpenSession)
         session_.lastTransaction = command.id;
     open_ = std::move(command);
-    // With a data phase the operation runs when that is complete, else now.
+    // An operation with a data phase runs when its data is complete, any other one runs now.
     if (replay_ ? replay_->takesData(*open_) : Responder::takesData(open_->code))
         data_ = replay_ ? std::make_unique<Spool>(0) : responder_.spoolFor(*open_);
     else
@@ -148,7 +148,8 @@ void VirtualCamera::commandArrived(const ContainerHeader& header) {
 }
 
 void VirtualCamera::execute() {
-    // A fault's answer goes before the recording, and this before the responder.
+    // A fault's answer has precedence over the recorded one, and the recorded one over the
+    // responder's.
     if (replay_ && !forcedAnswer_ && playRecorded()) return;
     Reply reply = forcedAnswer_ ? failure(*forcedAnswer_) : run();
     forcedAnswer_.reset();

@@ -75,7 +75,8 @@ class VirtualCamera final : public UsbFunction, private BulkInPipe::Listener {
     void cablePulled() override;
     void pipeReady() override { wake_(); }
 
-    /// Applies the faults of this phase; the answer if one of them refuses the bytes.
+    /// Applies the faults of this phase. Returns the pipe's answer if one of them refuses the
+    /// bytes.
     std::optional<PipeAnswer> strike(ByteView bytes);
     /// Chooses the faults that strike in this phase.
     void takeStrikers(Phase phase, Code operation);
@@ -90,11 +91,12 @@ class VirtualCamera final : public UsbFunction, private BulkInPipe::Listener {
     void commandArrived(const ContainerHeader& header);
     /// Runs the open operation and writes its reply to the pipe.
     void execute();
+    /// Plays the recorded answer to the open command, or refuses a command that was never recorded.
     /// False if the camera has to answer by itself, because only it knows whether a session is
     /// open.
     bool playRecorded();
     Reply run();
-    /// Ends the open transaction without a response, and empties the pipes.
+    /// Ends the open transaction without a response, and empties the bulk pipes.
     void breakTransaction();
 
     // Control requests: VirtualCamera_requests.cpp

@@ -85,7 +85,7 @@ ControlAnswer VirtualCamera::standardRequest(const SetupPacket& setup) {
     return selects ? done() : ControlAnswer{};
 }
 
-/// False for a camera that doesn't know the request, which a fault can make of it.
+/// False if a fault makes this a camera that doesn't know the request.
 bool VirtualCamera::cancel(ByteView request) {
     if (faults_.take(FaultKind::CancelStall)) return false;
     judge_.cancelRequest(request, open_ ? std::optional(open_->id) : std::nullopt);
@@ -95,7 +95,7 @@ bool VirtualCamera::cancel(ByteView request) {
         request.size() == 6 && loadNumber(request.subspan(2), 4) == session_.lastTransaction;
     if (namesTheLast) judge_.transactionBroken(session_.lastTransaction);
     breakTransaction();
-    // All armed ones together make the status busy as many times.
+    // The status is busy as many times as all armed faults of this kind together have to strike.
     while (faults_.take(FaultKind::CancelBusy)) ++busyAnswers_;
     return true;
 }

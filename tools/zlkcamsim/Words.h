@@ -1,5 +1,5 @@
 #pragma once
-// Splits lines of the control channel into words, and parses these.
+// Splits lines of the control channel into words, and parses the words.
 
 #include <map>
 #include <string>
@@ -12,7 +12,8 @@ namespace zlk::camsim {
 /// The words between blanks.
 std::vector<std::string> wordsOf(const std::string& line);
 
-/// A name in UTF-8, in which `%20` is a byte and `%uD800` a unit of UTF-16, which may be invalid.
+/// A name in UTF-8, in which `%` and two hexadecimal digits stand for a byte, and `%u` and four for
+/// a unit of UTF-16, even one that is invalid, as in `%uD800`. Throws std::invalid_argument.
 std::u16string nameOf(const std::string& word);
 
 /// Options of a command, as `key=value`.

@@ -14,7 +14,6 @@ namespace {
 
 using namespace zlk::camsim;
 
-/// The options of the command line.
 struct Settings {
     std::string name = "cam0";
     Model model;
