@@ -19,7 +19,7 @@ struct Device {
 };
 
 /// The time at which a file was changed or created. If a device gives no readable date for a file,
-/// the component lists it with the time of the listing, and so with another one in each list.
+/// the component lists it with the time of the listing, and so with a different time in each list.
 struct RecordTime {
     std::string text;       ///< MM/DD/YYYY hh:mm:ss, local time
     bool isNoDate = false;  ///< it may be the time of the listing, and then says nothing

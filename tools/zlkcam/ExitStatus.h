@@ -5,7 +5,8 @@
 
 namespace zlk {
 
-/// Scripts depend on these numbers. The values of a device object's ErrorCode keep their meaning.
+/// Scripts depend on these numbers. The values of a device object's ErrorCode have the same meaning
+/// here.
 enum class ExitStatus : int {
     Success = 0,
     Usage = 1,

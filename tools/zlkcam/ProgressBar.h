@@ -16,8 +16,8 @@ struct StepState {
     std::uint64_t secondsLeft = 0;  ///< meaningless without a rate
 };
 
-/// Draws a line and redraws it in place, on a terminal only. Elsewhere it prints a line for each
-/// file that is done, and with `json` nothing. Not thread-safe.
+/// Draws a line and redraws it in place, on a terminal only. Elsewhere it only prints the lines of
+/// report(), and with `json` nothing. Not thread-safe.
 class ProgressBar {
   public:
     /// `files` and `bytes` are how many there are in all. `tool` stays the caller's.
@@ -33,8 +33,8 @@ class ProgressBar {
     void progress(int percent);
     /// Counts the file as done, also if it failed.
     void endFile();
-    /// For a second step, which proves what the first one has copied. expectProofs() gets the bytes
-    /// to prove in all, and prove() those that were proved since its last call.
+    /// These are for a second step, which proves what the first one has copied. expectProofs() gets
+    /// the bytes to prove in all, and prove() those that were proved since its last call.
     void expectProofs(std::uint64_t bytes) { proofs_ = bytes; }
     void prove(std::uint64_t bytes);
     /// Erases the bar and draws it no more. Lines worth keeping are still printed.

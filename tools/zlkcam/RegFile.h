@@ -47,7 +47,7 @@ std::string writeSettingsText(const std::vector<SettingsKey>& keys,
 
 /// The data of a REG_SZ value: UTF-16 with its terminator.
 std::vector<BYTE> textData(std::u16string_view text);
-/// The text of such data; false if the data isn't one text with its terminator.
+/// The text in a REG_SZ value's data; false if the data isn't one text with its terminator.
 bool dataText(const std::vector<BYTE>& data, std::u16string& text);
 
 /// Parses bytes as in "01,02,ff", with or without blanks around the numbers. An empty text has no

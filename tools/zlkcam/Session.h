@@ -32,7 +32,7 @@ class Session {
 
     Interface* operator->() const { return object_.get(); }
     /// Makes a call that may have to wait for the device. A StopWatch sees such a call, so that a
-    /// stop needn't wait for its end.
+    /// stop needn't wait until it returns.
     template <class Call>
     HRESULT call(Call&& ask) const {
         const DeviceCall inside;

@@ -66,7 +66,7 @@ void applyKey(const SettingsPath& path, const SettingsKey& key) {
 
 LSTATUS readValue(HKEY key, DWORD index, SettingsValue& value) {
     WCHAR name[maxName];
-    // Big enough for nearly every value; the store returns the needed size for the others.
+    // This is enough for nearly every value; the store returns the needed size for the others.
     DWORD size = 256;
     for (;;) {
         DWORD length = maxName;

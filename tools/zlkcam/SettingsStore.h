@@ -25,7 +25,7 @@ struct SettingsPath {
     std::u16string full() const;
 };
 
-/// Without a state of its own; each call opens and closes what it needs.
+/// Has no state of its own; each call opens and closes what it needs.
 class SettingsStore {
   public:
     /// A key with its own values; throws if the key doesn't exist.
@@ -37,7 +37,8 @@ class SettingsStore {
     /// A key and everything below it; each key comes before its subkeys.
     static std::vector<SettingsKey> readTree(const SettingsPath& path);
 
-    /// A text value of a key; empty if the key or the value doesn't exist or can't be read.
+    /// A text value of a key; empty if the key or the value doesn't exist, can't be read or isn't a
+    /// text.
     static std::u16string text(const SettingsPath& path, std::u16string_view name);
     /// Sets a text value, and creates the key if necessary.
     static void setText(const SettingsPath& path, std::u16string_view name,

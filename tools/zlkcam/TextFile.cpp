@@ -58,7 +58,8 @@ std::u16string readTextFile(const std::u16string& path) {
 
 void writeNewFile(const std::u16string& path, std::string_view bytes) {
     const std::size_t name = path.find_last_of(u"/\\") + 1;
-    // A file that isn't complete is hidden, in the same folder so that the move is atomic.
+    // Until the file is complete it has a hidden name, in the same folder so that the move is
+    // atomic.
     const std::u16string hidden =
         path.substr(0, name) + wideText(newRunName()) + u'-' + path.substr(name) + u".part";
     const UniqueHandle file(CreateFileW(hidden.c_str(), GENERIC_WRITE, 0, nullptr, CREATE_NEW,

@@ -10,7 +10,8 @@ namespace zlk {
 /// All bytes of a file of at most `maxBytes`. The path `-` means standard input.
 std::string readFileBytes(const std::u16string& path, std::size_t maxBytes);
 
-/// A text file in UTF-8, without its byte order mark; at most 1 MiB.
+/// The text of a file in UTF-8, or of standard input (`-`), without its byte order mark. At most 1
+/// MiB.
 std::u16string readTextFile(const std::u16string& path);
 
 /// Creates a file that doesn't exist yet. It gets its name only when it is whole on the disk.

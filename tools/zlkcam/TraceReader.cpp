@@ -59,7 +59,7 @@ void TraceReader::fetch(std::span<const BYTE> ring, std::size_t writeOffset) {
 
 bool TraceReader::wasOvertaken(std::span<const BYTE> ring, std::size_t writeOffset) const {
     if (position_ > ring.size()) return true;
-    // The bytes before the reader's position changed, so the writer has been there.
+    // If the bytes before the reader's position have changed, the writer has been there.
     const bool moved =
         !std::equal(last_.begin(), last_.end(),
                     ring.begin() + static_cast<std::ptrdiff_t>(position_ - last_.size()));

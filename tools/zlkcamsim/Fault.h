@@ -23,7 +23,7 @@ enum class FaultKind {
     // In a data phase to the host.
     Short,        ///< the transfer ends after `at` bytes of the payload
     Truncate,     ///< the payload is cut to `value` bytes, and the container says so
-    Grow,         ///< `value` bytes more, and the container says so
+    Grow,         ///< `value` bytes more, at most 16 MiB, and the container says so
     Patch,        ///< `bytes` replace those `at` this place of the payload
     ArrayCount,   ///< `value` instead of the count at the payload's beginning
     StringCount,  ///< `value` instead of the count of the dataset's first string
@@ -35,7 +35,7 @@ enum class FaultKind {
     ZeroPacketFirst,
     SplitHeader,  ///< the header comes in a packet of its own
     Stale,        ///< an old container of type `value` from another transaction comes first
-    Zeros,        ///< `value` bytes of zero come in front
+    Zeros,        ///< `value` bytes of zero come in front, at most 4096
     SetCode,
     SetId,
     SetType,
@@ -45,7 +45,8 @@ enum class FaultKind {
     CancelBusy  ///< the status after the cancel request is busy
 };
 
-/// Which part of a transaction; bits, so that a kind can allow several.
+/// A part of a transaction: `After` begins when the host has the response, and `Cancel` is the
+/// class request to cancel. The values are bits, so that a kind can allow several.
 enum class Phase { Command = 1, Data = 2, Response = 4, After = 8, Cancel = 16 };
 
 /// A fault that is armed.

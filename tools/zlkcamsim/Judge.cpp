@@ -43,7 +43,7 @@ void Judge::command(const ContainerHeader& header, std::size_t arrived, bool tra
               " where a command belongs: " + name);
         return;
     }
-    // Only the first of these is reported, as one error would cause the others.
+    // Only the first of these errors is reported, as one would cause the others.
     if (header.length != arrived)
         blame(name + ": the container says " + std::to_string(header.length) + " bytes, " +
               std::to_string(arrived) + " came");

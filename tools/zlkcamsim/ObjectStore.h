@@ -78,8 +78,9 @@ class ObjectStore {
     /// Removes the objects whose content is this file, and leaves the file.
     void forget(const std::filesystem::path& file);
 
-    /// The folder on this machine for the contents of a folder of the camera; for parent 0 that of
-    /// the storage. Empty if there is no such storage.
+    /// The folder of this machine in which the contents of a folder of the camera lie. For parent
+    /// 0, and for an object without a file, it is the storage's folder. Empty if there is no such
+    /// storage.
     std::filesystem::path folderPath(std::uint32_t storage, std::uint32_t parent) const;
 
   private:

@@ -32,7 +32,8 @@ class Plug {
     std::unique_ptr<usbscan::DeviceEntry> entry_;
     // Stays after an unplugging, for clients that are still connected; the next plug() replaces it.
     std::unique_ptr<usbscan::DeviceHost> host_;
-    // One for each plugging. A host's callback that finds its own expired comes too late.
+    // Made anew for each plugging. If the one that a host's callback knows has expired, the
+    // callback comes too late.
     std::shared_ptr<const int> plugging_;
 };
 

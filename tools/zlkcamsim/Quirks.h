@@ -22,7 +22,7 @@ struct Quirks {
 };
 
 /// Parses words such as `all-parameters=0x2014` and `no-count`. Throws std::invalid_argument for
-/// others.
+/// any other word.
 Quirks quirksOf(const std::vector<std::string>& words);
 
 }  // namespace zlk::camsim

@@ -13,14 +13,15 @@ using End = RecordedAnswer::End;
 using Kind = PipeStep::Kind;
 
 /// The recorded bytes of a piece that begins at `position` of its answer, with the ids changed by
-/// `shift`: so each keeps its distance from the id of its command.
+/// `shift`, so that each keeps its distance from the id of its command.
 Bytes withIds(const RecordedPiece& piece, std::uint64_t position, const RecordedAnswer& answer,
               std::uint32_t shift) {
     Bytes bytes = piece.bytes;
     const auto& places = answer.idPlaces;
     for (auto next = std::ranges::lower_bound(places, position); next != places.end(); ++next) {
         const std::uint64_t place = *next;
-        // This id, and so each that follows, isn't whole among the recorded bytes of this piece.
+        // This id isn't whole among the recorded bytes of this piece, so those that follow aren't,
+        // either.
         if (place - position + 4 > bytes.size()) break;
         const ByteView at = ByteView(bytes).subspan(static_cast<std::size_t>(place - position));
         Bytes id;

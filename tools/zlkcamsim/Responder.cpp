@@ -120,8 +120,8 @@ Reply Responder::getDeviceInfo(const Message&) {
     DatasetWriter info;
     // Version 1.00, no vendor extension, normal mode.
     info.u16(100).u32(0).u16(0).text(u"").u16(0);
-    // Operations, events, properties, the formats in which it takes pictures, and those of all
-    // objects.
+    // Operations, events, properties, the formats in which the camera takes pictures, and the
+    // formats of all objects.
     info.u16s(operationCodes());
     info.u16s({event::ObjectAdded, event::ObjectRemoved, event::StoreRemoved});
     info.u16s(propertyCodes());

@@ -15,7 +15,7 @@ constexpr std::size_t maxAnnouncements = 1000;
 bool read(ByteView dataset, Announcement& announced) {
     constexpr std::size_t fromThumbFormatToSequence = 2 + 6 * 4 + 4 + 2 + 4 + 4;
     DatasetReader reader(dataset);
-    reader.skip(4);  // storage; the parameters count
+    reader.skip(4);  // the storage, which the operation's parameters decide
     announced.format = reader.u16();
     reader.skip(2);
     announced.size = reader.u32();

@@ -50,7 +50,7 @@ void SimulatedDevice::schedule() {
     post([this] { pump(); });
 }
 
-/// Each callback may destroy this device, which is checked after each.
+/// Each callback may destroy this device, so each step first checks whether it still exists.
 void SimulatedDevice::pump() {
     const std::weak_ptr<Outstanding> alive = outstanding_;
     scheduled_ = false;

@@ -12,7 +12,7 @@
 
 namespace zlk::camsim {
 
-/// The function outlives this, and has only one such device at a time. All calls on the loop's
+/// The function outlives this, and has only one such device at a time. All calls come on the loop's
 /// thread.
 class SimulatedDevice final : public usbscan::UsbDevice {
   public:

@@ -34,7 +34,7 @@ struct SetupPacket {
 
 struct ControlAnswer {
     bool stalled = true;
-    std::vector<std::byte> bytes;  ///< for a request to the host
+    std::vector<std::byte> bytes;  ///< if the request's data goes to the host
 };
 
 /// Not thread-safe. The endpoints are bulk in 0x81, bulk out 0x02 and interrupt in 0x83, in

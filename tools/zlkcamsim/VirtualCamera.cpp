@@ -48,7 +48,8 @@ std::optional<PipeAnswer> VirtualCamera::strike(ByteView bytes) {
         if (!striking_.empty()) judge_.transactionBroken(header.id);
     }
     strikersTaken_ = true;
-    // In the order in which they were armed; each waits for its place in the payload.
+    // The faults strike in the order in which they were armed, and each waits for its place in the
+    // payload.
     while (!striking_.empty() && isReached(striking_.front(), bytes)) {
         const Fault fault = std::move(striking_.front());
         striking_.pop_front();

@@ -42,7 +42,8 @@ std::int64_t timeArgument(const std::string& text) {
     time.year -= 1900;
     time.month -= 1;
     const std::int64_t seconds = _mktime64(time);
-    // Outside of these years the components return this machine's time for a camera's clock.
+    // The components set an earlier year as 1971, and return this machine's time for a clock with a
+    // later one.
     constexpr int firstYear = 1971, lastYear = 2037;
     // Converting back shows whether that time exists: mktime would turn February 30 into March 2.
     if (time.year + 1900 < firstYear || time.year + 1900 > lastYear || isoText(seconds) != text)
@@ -64,7 +65,7 @@ void runClock(Tool& tool, const ClockOptions& options) {
     const PhotoSession session(DeviceDirectory().find(wideText(options.device)));
     tool.answer.beginObject().member("contextId", session.device().contextId);
     if (!options.time.empty()) {
-        const std::int64_t time = timeArgument(options.time);  // now: as late as possible
+        const std::int64_t time = timeArgument(options.time);  // `now` is read as late as possible
         session.require(session->put_DeviceDate(Bstr(timeDocument(time)).get()),
                         "Setting the clock");
         tool.say("The clock is set to " + isoText(time) + ".");

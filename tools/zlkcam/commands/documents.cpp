@@ -43,8 +43,9 @@ void tellDone(Tool& tool, const Device& device, const std::string& line) {
 }
 
 /// Makes sure that a document of a camera was really deleted. The component finds a camera's print
-/// order and intent file only while it lists the files, and reports a deletion as successful even
-/// if the camera refused it. So the files are listed before the work, and again afterwards.
+/// order and intent file only while it lists the files. It reports success without deleting
+/// anything if it hasn't found the file, or if the camera table says that the model keeps it. So
+/// the files are listed before the work, and again afterwards.
 class CameraOrders {
   public:
     CameraOrders(const DeviceDirectory& directory, const PhotoSession& session)

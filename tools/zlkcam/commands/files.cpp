@@ -48,7 +48,7 @@ class FileFailures {
     void forEach(const std::vector<FileRecord>& files, const PhotoSession& session, Work work) {
         for (const FileRecord& file : files) {
             if (StopFlag::raised()) {
-                first_ = stoppedEarly();  // which counts more than the failures of files
+                first_ = stoppedEarly();  // a stop counts more than the failures of files
                 return;
             }
             bool goesOn = true;

@@ -53,9 +53,9 @@ WCHAR letterOf(const std::string& text) {
 /// A card is listed as the camera of its vendor and product only if that camera has an instance
 /// entry, which other programs write when they first see the camera. This writes the entry and
 /// returns the camera's context id; empty if no row of the camera table fits. Only the components
-/// can read the table: they return the context id of the drive, but not the name in the row. So the
-/// entry gets the name from the settings, else the label, else vendor and product. A camera that is
-/// later seen on USB gets a name of its own.
+/// can read the built-in rows: they return the context id of the drive, but not the name in the
+/// row. So the entry gets the name of a row in the settings, else the label, else vendor and
+/// product. A camera that is later seen on USB gets a name of its own.
 std::u16string addInstanceEntry(const CardMount& mount) {
     if (mount.vendor.empty() || mount.product.empty() || mount.cdrom) return {};
     const auto utils = createComponent<IDeviceUtils>(u"ZlkCamTr.DeviceUtils");
