@@ -25,9 +25,9 @@ class DeviceDirectory {
     /// The devices that can be unloaded now. This and the next two throw Failure if the list can't
     /// be read.
     std::vector<Device> unloadDevices() const;
-    /// The known devices that take a share menu, attached or not.
+    /// The devices in the settings that take a share menu, attached or not.
     std::vector<Device> shareDevices() const;
-    /// The known devices that take a tag list, attached or not.
+    /// The devices in the settings that take a tag list, attached or not.
     std::vector<Device> tagDevices() const;
 
     /// The device that the user means by `name`: a context id, a drive letter (`E`, `E:`, `E:\`),

@@ -69,8 +69,8 @@ void runDevices(Tool& tool, const Options& options) {
     }
     tool.answer.endArray();
     if (devices.empty()) tool.say("There are none.");
-    // The lists for share menus and tags have all known devices, attached or not, so a camera that
-    // is missing there needs no explanation.
+    // The lists for share menus and tags have devices from the settings, attached or not, so a
+    // camera that is missing there needs no explanation.
     if (!options.share && !options.tags) tellCameras(tool, directory, devices);
     tool.answer.endObject();
 }
