@@ -23,7 +23,7 @@ class CardSurvey {
         std::u16string path;
         std::string reason;
 
-        /// A sentence for people.
+        /// A warning for people.
         std::string text() const;
     };
     /// Walks all folders below `root`, the root of a card's drive or share. `root` is empty for a

@@ -17,7 +17,7 @@ class Failure : public std::runtime_error {
     Failure(ExitStatus failed, const std::string& message, std::string whatNext = {})
         : std::runtime_error(message), status(failed), advice(std::move(whatNext)) {}
 
-    // Constant in practice; not declared so because exceptions have to be assignable.
+    // These never change, but aren't declared const, because exceptions have to be assignable.
     ExitStatus status;
     std::string advice;
 };

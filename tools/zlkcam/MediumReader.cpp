@@ -55,7 +55,7 @@ struct Sum {
 
 std::optional<Sum> sumOf(int file, DigestKind kind,
                          const std::function<void(std::uint64_t)>& progress) {
-    // An aligned block of its own, since O_DIRECT accepts no other.
+    // The block is aligned, since a read with O_DIRECT accepts no other.
     const Block block(static_cast<std::byte*>(::operator new(blockSize, blockAlignment)));
     Digester digester(kind);
     for (std::uint64_t size = 0;;) {

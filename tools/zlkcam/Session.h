@@ -69,7 +69,7 @@ class PhotoSession : public Session<IPhotoDevice> {
     /// Throws Failure (NotConnected) if a camera is attached but can't be reached. Cards pass, and
     /// so does a camera that is gone.
     void requireAnswer() const;
-    /// The same, and also throws if the card or the camera is gone.
+    /// Like requireAnswer(), but also throws if the card or the camera is gone.
     void requireMedia() const;
     /// Whether the device and its card are there.
     bool hasMedia() const;

@@ -5,8 +5,8 @@
 //
 // A record is never split. If the rest of the buffer is too short for the next one, the writer
 // fills it with zeros and goes on at offset 0. Writers don't wait for the reader and may overtake
-// it, which shows in that the last record read isn't there any more. The byte FF doesn't occur in
-// UTF-8, so that the next whole record can be found from any position.
+// it, which it notices because the last record that it has read isn't there any more. The byte FF
+// doesn't occur in UTF-8, so that the next whole record can be found from any position.
 
 #include <cstdint>
 #include <span>

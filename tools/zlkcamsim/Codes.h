@@ -18,8 +18,8 @@ inline constexpr Code GetDeviceInfo = 0x1001, OpenSession = 0x1002, CloseSession
                       GetDevicePropDesc = 0x1014, GetDevicePropValue = 0x1015,
                       SetDevicePropValue = 0x1016, ResetDevicePropValue = 0x1017,
                       GetPartialObject = 0x101B;
-/// Questions to a dock about the camera that is plugged into it. PressSaveButton asks the dock to
-/// connect to the camera first.
+/// Questions to a dock about the camera that is plugged into it. For PressSaveButton the dock
+/// connects to the camera, and then answers.
 inline constexpr Code ConnectedCamera = 0x9700, PressSaveButton = 0x9701, ConnectedCamera2 = 0x9702;
 
 constexpr bool isVendor(Code code) {

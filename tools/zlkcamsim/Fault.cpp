@@ -14,7 +14,8 @@ constexpr int C = static_cast<int>(Phase::Command), D = static_cast<int>(Phase::
               R = static_cast<int>(Phase::Response), A = static_cast<int>(Phase::After),
               X = static_cast<int>(Phase::Cancel);
 
-/// What a kind of fault allows, and what counts if the tester leaves something out.
+/// The phases that a kind of fault allows, and the phase and the value that it has if the tester
+/// gives none.
 struct KindRow {
     std::string_view name;
     FaultKind kind;

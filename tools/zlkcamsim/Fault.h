@@ -66,7 +66,7 @@ struct Fault {
     /// The fault in words that parse() reads.
     std::string text() const;
 
-    /// The place in a payload of this size at which it strikes.
+    /// The place in a payload of this size at which the fault strikes; at most `size`.
     std::uint64_t offsetIn(std::uint64_t size) const;
 };
 

@@ -93,7 +93,7 @@ void RecordingParser::add(const UsbEvent& event) {
 
 void RecordingParser::addOut(const UsbEvent& event) {
     if (event.kind != UsbEvent::Kind::Submission) {
-        // The device refused the command itself.
+        // The device refused to take the command.
         if (event.status == -EPIPE && question_ && event.transfer == command_) stalled_ = true;
         return;
     }

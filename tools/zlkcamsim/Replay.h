@@ -18,7 +18,7 @@ class Replay {
         : recording_(std::move(recording)), say_(std::move(say)) {}
 
     const Recording& recording() const { return recording_; }
-    /// Whether it is OpenSession or CloseSession.
+    /// Whether the operation is OpenSession or CloseSession.
     static bool isOfTheSession(Code operation);
     /// A command in words, for messages.
     static std::string textOf(const Message& command);

@@ -8,7 +8,8 @@
 namespace zlk::camsim {
 namespace {
 
-/// Bytes of a data phase that are kept in memory. Datasets and values of properties are smaller.
+/// The most bytes of a data phase that are kept in memory. Datasets and values of properties are
+/// smaller.
 constexpr std::uint64_t maxDataset = 64 * 1024;
 
 bool worksWithoutSession(Code code) {

@@ -13,8 +13,8 @@ constexpr std::size_t maxEntries = 2000, headSize = 64;
 void TransactionLog::add(Channel channel, ByteView bytes, bool ends) {
     bytes_[index(channel)] += bytes.size();
     std::uint64_t& current = open(channel);
-    // A new entry: no transfer is going on, or its entry was dropped because the log was full or
-    // cleared.
+    // A new entry is begun if no transfer is going on, or if the transfer's entry was dropped
+    // because the log was full or cleared.
     if (current == none || current < dropped_) {
         if (entries_.size() == maxEntries) {
             entries_.pop_front();

@@ -64,7 +64,7 @@ void VirtualCamera::takeStrikers(Phase phase, Code operation) {
 }
 
 bool VirtualCamera::isReached(const Fault& fault, ByteView bytes) const {
-    // Without a place, or in a command, it strikes at once.
+    // A fault without a place, or in a command, strikes at once.
     if (!data_ || fault.at == 0) return true;
     const ByteView start = head_.empty() ? bytes : ByteView(head_);
     if (start.size() < ContainerHeader::size) return false;
@@ -166,7 +166,7 @@ void VirtualCamera::replay(Recording recording, std::function<void(const std::st
 
 bool VirtualCamera::playRecorded() {
     const RecordedAnswer* const recorded = replay_->answerTo(*open_);
-    // The camera knows better whether a session is open.
+    // Only the camera itself knows whether a session is open.
     if (!recorded && Replay::isOfTheSession(open_->code)) return false;
     data_.reset();
     if (recorded) {

@@ -142,7 +142,7 @@ class VirtualCamera final : public UsbFunction, private BulkInPipe::Listener {
 
     bool eventsEnabled_ = true;
     std::deque<WaitingInterrupt> interrupts_;
-    // How often the status has to be busy, by a fault.
+    // How often the status still has to be busy because of faults.
     unsigned busyAnswers_ = 0;
     // Expires with this object, for tasks in the loop.
     std::shared_ptr<bool> alive_ = std::make_shared<bool>(true);

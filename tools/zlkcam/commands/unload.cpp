@@ -114,7 +114,7 @@ void warnOfTargets(Tool& tool, const std::vector<Target>& targets) {
     }
 }
 
-/// Where a run stands before the first file is copied.
+/// What a run works with once all is prepared and the first file can be copied.
 struct Prepared {
     const DeviceDirectory& directory;
     const PhotoSession& session;
