@@ -13,7 +13,8 @@ namespace zlk::camsim {
 
 /// The comments say what a kind does with the fields of Fault.
 enum class FaultKind {
-    // In any phase.
+    // In the phases of the command, the data and the response. Stall may also come after the
+    // response.
     Unplug,   ///< the cable is pulled
     Stall,    ///< the pipe halts
     Silence,  ///< nothing comes, or is taken, any more

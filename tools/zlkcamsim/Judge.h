@@ -19,7 +19,7 @@ class Judge {
     /// A container arrived where a command is expected. `arrived` is the length of its transfer,
     /// and `transactionOpen` says that the host hasn't fetched the previous response yet.
     void command(const ContainerHeader& header, std::size_t arrived, bool transactionOpen);
-    /// The data phase of `command` arrived, with `arrived` bytes in all.
+    /// The data phase of `command` arrived, with `arrived` bytes, the header included.
     void data(const ContainerHeader& header, std::uint64_t arrived, const Message& command);
     /// The class request 0x64 arrived. `openId` is the transaction that is open, if there is one.
     void cancelRequest(ByteView request, std::optional<std::uint32_t> openId);
@@ -49,7 +49,7 @@ class Judge {
     std::optional<std::uint32_t> repeated_;
     unsigned inARow_ = 0;
     unsigned repeats_ = 0;
-    // Commands without a session are excused.
+    // Commands without a session are excused until the host opens one.
     bool excused_ = false;
     std::deque<std::string> violations_;
 };

@@ -1,4 +1,4 @@
-// The command devices, which lists what is attached.
+// The command devices, which lists what is attached, or which devices take a menu or a tag list.
 
 #include "platform/text.h"
 #include "tools/zlkcam/CameraRow.h"
