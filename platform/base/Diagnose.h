@@ -30,7 +30,8 @@ class DiagnosticDelay {
     std::vector<std::pair<const char*, std::u16string>> lines_;  // category and text, in order
 };
 
-/// Formats a line as formatText does and sends it. Without sinks it does nothing.
+/// Formats a line as formatText does and sends it. Without sinks it does nothing. Throws
+/// std::bad_alloc.
 template <class... Arguments>
 void diagnose(const char* category, std::u16string_view format, const Arguments&... arguments) {
     if (hasDiagnosticSinks()) diagnoseLine(category, formatText(format, arguments...));

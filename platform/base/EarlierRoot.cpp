@@ -18,8 +18,8 @@ namespace {
 
 namespace fs = std::filesystem;
 
-/// An absolute path from the environment, else empty. In a set-user-id program the variables count
-/// as unset, since its caller, who has fewer rights, chose them.
+/// The environment variable `name` if it is an absolute path; empty otherwise. In a set-user-id
+/// program the variables count as unset, since its caller, who has fewer rights, chose them.
 std::string pathFromEnvironment(const char* name) {
     const char* path = ::secure_getenv(name);
     return path && *path == '/' ? path : "";
@@ -38,9 +38,9 @@ std::string earlierRoot() {
 }
 
 /// Whether some process uses a root. Such a process has a lock on one of the files: the store, a
-/// named object, or the lock beside the socket of a device. A file that can't be opened or whose
-/// locks can't be queried counts as locked, because moving a root that is in use would split the
-/// machine in two.
+/// named object, or the lock beside the socket of a device. The root also counts as used if a folder
+/// can't be listed, or a file can't be opened or its locks can't be queried, because moving a root
+/// that is in use would split the machine in two.
 bool isUsed(const std::string& root) {
     std::error_code error;
     for (fs::recursive_directory_iterator entry(root, error), end; entry != end && !error;
@@ -60,7 +60,7 @@ bool isUsed(const std::string& root) {
 std::u16string takeOverEarlierRoot(const std::string& root) {
     const std::string earlier = earlierRoot();
     struct stat folder, store, present;
-    // A root that counts is this user's own folder (or link) with a settings store in it.
+    // Only a folder (or link) of this user's with a settings store in it counts as a root.
     const bool isRoot = !earlier.empty() && ::lstat(earlier.c_str(), &folder) == 0 &&
                         folder.st_uid == ::geteuid() &&
                         ::stat((earlier + "/registry.db").c_str(), &store) == 0;

@@ -7,11 +7,12 @@
 
 namespace zlk::platform {
 
-/// Moves the root that an earlier version made for this process's environment to `root`, if nothing
-/// is at `root` yet, no process uses the old one, and that is a folder (no link) which only this
-/// user may write. The folder above `root` must exist. Returns a sentence for the diagnostics: that
-/// the old root was moved, or that it stays and isn't used any more. Empty if this user has no old
-/// root with a settings store, if that is `root` itself, or if another process has just moved it.
+/// Moves the old root, at the place where an earlier version would have made it for this process's
+/// environment, to `root`. It stays if something is at `root` already, if a process uses the old
+/// root, if that is a link or others than this user may write it, or if the renaming fails. The
+/// folder above `root` must exist. Returns a sentence for the diagnostics: that the old root was
+/// moved, or that it stays and isn't used any more. Empty if this user has no old root with a
+/// settings store, if that is `root` itself, or if another process has just moved it.
 std::u16string takeOverEarlierRoot(const std::string& root);
 
 }  // namespace zlk::platform

@@ -7,8 +7,8 @@
 
 namespace zlk::platform {
 
-/// The request for fcntl() that locks a whole file (F_WRLCK, F_RDLCK) or unlocks it (F_UNLCK); the
-/// length 0 that it has means "to the end".
+/// The request for fcntl() that locks a whole file (F_WRLCK, F_RDLCK) or unlocks it (F_UNLCK). Its
+/// length stays 0, which fcntl() takes for "to the end of the file".
 inline struct flock wholeFile(short type) {
     struct flock lock {};
     lock.l_type = type;

@@ -11,8 +11,9 @@ namespace {
 // The unit for a byte is this plus the byte, in Unicode's private area.
 constexpr WCHAR unitBase = 0xF000;
 
-// Whether a character, though valid UTF-8, may not stand in the text of a name: control characters,
-// the backslash, which separates components there, and the two characters that XML forbids.
+// Whether a character, though valid UTF-8, may not stand in the text of a name: ASCII's control
+// characters, the backslash, which separates components there, and U+FFFE and U+FFFF, which no XML
+// document may contain.
 constexpr bool needsUnit(char32_t character) {
     return character < 0x20 || character == u'\\' || character == 0x7F || character == 0xFFFE ||
            character == 0xFFFF;
@@ -29,7 +30,7 @@ void appendCharacter(std::u16string& text, char32_t character) {
     if (character < 0x10000) {
         text += static_cast<WCHAR>(character);
     } else {
-        // A surrogate pair. 0xD7C0 is 0xD800 less 0x10000 >> 10, so that 0x10000 needn't be
+        // A surrogate pair. 0xD7C0 is 0xD800 - (0x10000 >> 10), so that 0x10000 needn't be
         // subtracted from the character first.
         text += static_cast<WCHAR>(0xD7C0 + (character >> 10));
         text += static_cast<WCHAR>(0xDC00 + (character & 0x3FF));
@@ -58,8 +59,8 @@ void appendNameText(std::u16string& text, std::string_view name) {
             name.remove_prefix(1);
             continue;
         }
-        // If takeCharacter removed something other than a character that may stand in a text, each
-        // byte of it is written as one unit.
+        // takeCharacter removes a character, or bytes that aren't UTF-8. Such bytes, and the bytes
+        // of a character that may not stand in a text, become one unit each.
         const std::string_view before = name;
         bool broken = false;
         const char32_t character = takeCharacter(name, broken);

@@ -10,7 +10,8 @@
 
 namespace zlk::platform {
 
-/// A number that differs from that of every process that this one was forked from.
+/// This process's number. It differs from every number that a process from which this one descends
+/// by forks had at its fork.
 inline unsigned processGeneration() noexcept {
     using Number = std::atomic<unsigned>;
     // In a forked child the kernel replaces this page by zeros (MADV_WIPEONFORK), which is how the

@@ -32,7 +32,8 @@ std::string absolutePath(const std::string& path) {
     return error ? std::string() : absolute.string();
 }
 
-/// Makes a folder and what is missing above it; 0 or an errno.
+/// Makes a folder and those that are missing above it; 0 or an errno. Something else in the place
+/// of the folder is no error.
 int makeFolders(const std::string& path, mode_t mode) {
     if (::mkdir(path.c_str(), mode) == 0 || errno == EEXIST) return 0;
     if (errno != ENOENT) return errno;

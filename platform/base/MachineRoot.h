@@ -11,8 +11,8 @@
 // folder that the user database names, so that all processes of a user share one machine unless
 // they name another one. It is made on first use, for its owner alone. A folder with mode 2770 that
 // the superuser owns, such as /var/lib/zlkcamtr, is the machine root of its group. A user who can
-// write below the machine root chooses code that others load, so it is refused if others than its
-// owner, or that group, may write it.
+// write below the machine root chooses code that others load. So a root is refused if neither the
+// superuser nor the caller owns it, or if others than its owner, or that group, may write it.
 
 #include <sys/stat.h>
 
@@ -25,7 +25,9 @@ namespace zlk::platform {
 class MachineRoot {
   public:
     /// This process's machine root, determined at the first call and kept by forked children.
-    /// Callable on any thread; the object doesn't change afterwards.
+    /// The first call may move the root of an earlier version here (EarlierRoot.h), and reports
+    /// that, or why the root isn't usable, to the diagnostics. Callable on any thread; the object
+    /// doesn't change afterwards.
     static const MachineRoot& instance();
 
     /// False if there is no place for the folder, or it can't be made or isn't trusted; everything
@@ -49,8 +51,8 @@ class MachineRoot {
 
   private:
     MachineRoot();
-    /// Gives the status of what is at `path`, after making a folder there if nothing is. False with
-    /// errno.
+    /// Gives the status of what is at `path`, and makes a folder there first if nothing exists.
+    /// False with errno.
     bool lookUpOrMake(const std::string& path, struct stat& status) const;
     /// The reason why something isn't trusted; empty if it is.
     std::u16string objectionTo(const struct stat& status) const;

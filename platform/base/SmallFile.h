@@ -7,8 +7,8 @@
 
 namespace zlk::platform {
 
-/// The first `limit` bytes of a file; empty if it can't be read. It never blocks, even if there is
-/// a pipe in the place of the file.
+/// The first `limit` bytes of a file, or fewer if reading fails on the way; empty if the file can't
+/// be opened. It never blocks, even if there is a pipe in the place of the file.
 std::string readSmallFile(const std::string& path, std::size_t limit);
 
 /// The line of a one-line file of the kernel's (up to 256 bytes), without the blanks that pad

@@ -8,7 +8,7 @@
 
 namespace zlk::platform {
 
-/// The user's home folder; empty for a user that the database doesn't have.
+/// The user's home folder; empty if the database doesn't have the user or can't be read.
 std::string homeFolder();
 
 /// Whether a group is this user's private group: his primary group, with his name, and with no
