@@ -38,9 +38,9 @@ std::string earlierRoot() {
 }
 
 /// Whether some process uses a root. Such a process has a lock on one of the files: the store, a
-/// named object, or the lock beside the socket of a device. The root also counts as used if a folder
-/// can't be listed, or a file can't be opened or its locks can't be queried, because moving a root
-/// that is in use would split the machine in two.
+/// named object, or the lock beside the socket of a device. The root also counts as used if a
+/// folder can't be listed, or a file can't be opened or its locks can't be queried, because moving
+/// a root that is in use would split the machine in two.
 bool isUsed(const std::string& root) {
     std::error_code error;
     for (fs::recursive_directory_iterator entry(root, error), end; entry != end && !error;

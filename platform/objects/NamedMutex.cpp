@@ -30,14 +30,15 @@ DWORD NamedMutex::wait(bool withoutLimit) noexcept {
         SetLastError(ERROR_INVALID_HANDLE);
         return WAIT_FAILED;
     }
-    // Only this thread can set or clear its own id here, so the comparison needs no lock.
+    // Only this thread sets owner_ to its own id or clears that again, so the comparison needs no
+    // lock.
     if (owner_ == thisThread()) {
         ++count_;
         return WAIT_OBJECT_0;
     }
     if (!watchEndOfThread()) return WAIT_FAILED;
-    // First the turn within the process, then the lock among the processes. If the second fails,
-    // the turn goes back to the other threads.
+    // The thread takes its turn within the process first, and then the lock among the processes. If
+    // it doesn't get the lock, it passes the turn on to the other threads.
     if (!takeTurn(withoutLimit)) return WAIT_TIMEOUT;
     const Lock answer = file_.takeOwnership(withoutLimit);
     if (answer != Lock::Granted) {
@@ -45,8 +46,8 @@ DWORD NamedMutex::wait(bool withoutLimit) noexcept {
         return answer == Lock::Contested ? WAIT_TIMEOUT : WAIT_FAILED;
     }
     becomeOwner();
-    // An owner clears the mark before it unlocks the byte. If it is still set, the last owner, a
-    // process or a thread, ended without releasing the mutex.
+    // An owner that releases the mutex clears the mark before it unlocks the byte. If the mark is
+    // still set, the last owner, a process or a thread, ended without releasing the mutex.
     return file_.mark().exchange(1) ? WAIT_ABANDONED : WAIT_OBJECT_0;
 }
 
@@ -56,7 +57,8 @@ bool NamedMutex::release() noexcept {
         return false;
     }
     if (--count_ > 0) return true;
-    // Before the byte is unlocked, or the next owner could find the mark and take us for dead.
+    // The mark is cleared before letGo() unlocks the byte. Otherwise the next owner could find it
+    // still set, and take us for dead.
     file_.mark() = 0;
     letGo();
     return true;

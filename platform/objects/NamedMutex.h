@@ -11,11 +11,13 @@ namespace zlk::platform {
 
 class NamedMutex final : public NamedObject {
   public:
-    /// With `initialOwner` the calling thread owns it, if the object is made by this opening.
+    /// With `initialOwner` the thread that opens the mutex owns it at once, if this opening makes
+    /// it.
     explicit NamedMutex(bool initialOwner) noexcept;
     ~NamedMutex() override { sem_destroy(&turn_); }
 
-    /// Results as of WaitForSingleObject and ReleaseMutex. May be called on any thread.
+    /// The results and last errors are those of WaitForSingleObject and ReleaseMutex. Without
+    /// `withoutLimit` wait() doesn't wait at all. May be called on any thread.
     DWORD wait(bool withoutLimit) noexcept;
     bool release() noexcept;
 
@@ -24,10 +26,11 @@ class NamedMutex final : public NamedObject {
     bool join() override;
     void abandon() noexcept override { letGo(); }
 
-    /// The turn among this process's threads; false if it is taken and `wait` is false.
+    /// Takes the turn among this process's threads; false if another one has it and `wait` is
+    /// false.
     bool takeTurn(bool wait) noexcept;
     void becomeOwner() noexcept;
-    /// Gives up ownership, on behalf of whichever thread has it.
+    /// Gives up the ownership of the thread that has it, and leaves the mark as it is.
     void letGo() noexcept;
 
     // 1 while no thread of this process has the turn. It is a semaphore because the last handle may

@@ -89,7 +89,7 @@ class NamedObjectTable {
   private:
     using Lock = NamedObjectFile::Lock;
 
-    // Private functions are called with lock_ held.
+    // find(), openFile(), make() and rest() are called with lock_ held.
     std::shared_ptr<NamedObject> find(const std::string& key) const;
     /// Makes one attempt to open an object. Contested means that another process is inside of the
     /// gate, and that another attempt may succeed. With Failed the last error is set, and `found`
@@ -161,7 +161,8 @@ NamedObjectFile::Lock NamedObjectTable::tryToOpen(const std::shared_ptr<NamedObj
         SetLastError(sameKind ? ERROR_ALREADY_EXISTS : ERROR_INVALID_HANDLE);
         return sameKind ? Lock::Granted : Lock::Failed;
     }
-    // Entered before the file is opened: this may throw, and then nothing has to be undone.
+    // The object is entered before its file is opened, because entering it may throw, and then
+    // nothing has to be undone.
     const auto entry = objects_.emplace(key, fresh.get());
     if (auto rested = resting_.extract(key); rested && rested.mapped().isInPlace())
         // A rested file is used only if it is still in its place, since somebody may have deleted
@@ -198,9 +199,9 @@ NamedObjectFile::Lock NamedObjectTable::openFile(NamedObject& object, const Name
     const bool mayMake = mode == OpenMode::MakeOrOpen;
     if (!file.isOpen() && !file.open(name, mayMake)) return Lock::Failed;
     // The first round goes without the gate: an opener that finds nobody takes all bytes at once,
-    // and one that only looks for an object mostly finds none and has blocked no other process.
-    // Contested there may mean an object that is half made, so the second round repeats the
-    // question inside of the gate, where it can't be.
+    // and one that only looks for an object mostly finds none and has blocked no other process. If
+    // the first round is contested, the object may be half made. So the second round asks again
+    // inside of the gate, where no object of another process can be half made.
     for (const bool insideGate : {false, true}) {
         const Lock gate = insideGate ? file.tryGate() : Lock::Granted;
         if (gate != Lock::Granted) return gate;
@@ -234,8 +235,8 @@ void NamedObjectTable::remove(NamedObject& object) noexcept {
 }
 
 void NamedObjectTable::endThread(const void* thread) noexcept {
-    // One mutex after the other, because abandoning one, and ending it with the last pointer,
-    // happens without the lock.
+    // The mutexes are abandoned one after the other and without the lock: if `owned` is the last
+    // pointer to one, ending it takes the lock.
     std::shared_ptr<NamedObject> owned;
     do {
         owned.reset();

@@ -6,16 +6,17 @@
 // clean-up, no daemon, and no lock that all names share. Within a process each name has one object
 // with one file description; its users are the handles and views.
 //
-// Opening to make: with the table's lock held, all lock bytes of the file are tried exclusively. If
-// that is granted, nobody has the object, and it is made here: the content is laid out anew, then
-// the existence byte is shared and the gate freed. If it is refused, somebody has the object or is
-// just about to make or join it. The gate is then taken and the question repeated: no other process
-// can be half way any more, so the object is either made here or joined. Opening without making
-// only asks whether the existence byte is locked, and if it is, asks again inside of the gate.
+// A process that opens an object to make it tries, with the table's lock held, to lock all lock
+// bytes of the file exclusively. If it gets them, nobody has the object, and it is made here: the
+// content is laid out anew, then the existence byte is shared and the gate freed. If it doesn't,
+// somebody has the object or is just about to make or join it. The process then takes the gate and
+// tries again: no other process can be half way any more, so the object is either made here or
+// joined. A process that opens an object without making it only asks whether the existence byte is
+// locked. If it is, the process asks again inside of the gate, and joins the object.
 //
-// Lock order: the table's lock, then the gate. No thread waits while it holds either: a gate that
-// is taken is tried again from the start, and a thread that waits for a mutex holds only its turn
-// in this process.
+// Lock order: the table's lock, then the gate. No thread waits while it holds either: an attempt
+// that finds the gate taken is given up and begun again, and a thread that waits for a mutex holds
+// only its turn in this process.
 //
 // The kernel releases all locks of a process that dies; if it dies while it makes an object, the
 // next process finds the name free. The mutexes of a thread that ends count as abandoned. A forked
@@ -75,7 +76,8 @@ enum class OpenMode { MakeOrOpen, OpenOnly };
 
 /// Opens the object of that name: returns the one that this process has already, or `fresh`, which
 /// is opened now. The last error is ERROR_SUCCESS if the object was made and ERROR_ALREADY_EXISTS
-/// if it was there. Null, with the last error, on failure. Callable on any thread.
+/// if it was there. Null, with the last error, on failure; if the object couldn't be made, the
+/// diagnostics get the reason. Callable on any thread. Throws std::bad_alloc.
 std::shared_ptr<NamedObject> openNamedObject(const std::shared_ptr<NamedObject>& fresh,
                                              const WCHAR* name, OpenMode mode);
 

@@ -54,7 +54,8 @@ void writeInPlace(int fd) {
     ::ioctl(fd, FS_IOC_SETFLAGS, &flags);
 }
 
-/// Opens a file, or makes it; -1 with the last error.
+/// Opens the file `path`. If it is missing and `mayMake`, makes it, with its folders. -1 with the
+/// last error.
 int openOrMake(const MachineRoot& root, const NamedObjectName& name, const std::string& path,
                bool mayMake) {
     constexpr int flags = O_RDWR | O_NOFOLLOW | O_CLOEXEC | O_NOCTTY | O_NONBLOCK;
@@ -90,8 +91,8 @@ bool NamedObjectFile::open(const NamedObjectName& name, bool mayMake) {
     struct stat status;
     if (::fstat(file.get(), &status) != 0) return failWithErrno();
     if (!S_ISREG(status.st_mode) || !root.trusts(status, path)) return fail(ERROR_ACCESS_DENIED);
-    // The umask of its maker must not shut the group out, and the maker may have been killed before
-    // it could correct the mode.
+    // The umask of the file's maker must not shut the group out. Each opening by the file's owner
+    // corrects the mode, since the maker may have been killed before it came here.
     const bool own = root.ofGroup() && status.st_uid == ::geteuid();
     if (own && (status.st_mode & 0777) != root.fileMode()) ::fchmod(file.get(), root.fileMode());
     fd_ = file.release();
@@ -164,8 +165,8 @@ NamedObjectFile::Lock NamedObjectFile::askExistence() noexcept {
 
 bool NamedObjectFile::settle(bool owned) noexcept {
     const Lock shared = lock(F_OFD_SETLK, F_RDLCK, existenceByte, existenceByte);
-    // Only a foreign program can have the byte now: ours lock it exclusively only inside of the
-    // gate, which we hold.
+    // Only a foreign program can have the byte locked exclusively now: our processes do that only
+    // inside of the gate, which we hold.
     if (shared == Lock::Contested) return fail(ERROR_ACCESS_DENIED);
     return shared == Lock::Granted &&
            lock(F_OFD_SETLK, F_UNLCK, owned ? gateByte : ownershipByte, gateByte) == Lock::Granted;
@@ -223,8 +224,8 @@ bool NamedObjectFile::reserve(std::uint64_t sectionSize) noexcept {
     if (::fstat(fd_, &status) != 0) return failWithErrno();
     const auto size = static_cast<std::int64_t>(sectionSize);
     const std::int64_t end = dataOffset + size;
-    // Old content becomes zeros by cutting a hole; a file system that can't do that gets them
-    // written.
+    // Old content becomes zeros by cutting a hole; on a file system that can't do that, zeros are
+    // written over it.
     if (status.st_size > dataOffset && ::fallocate(fd_, FALLOC_FL_PUNCH_HOLE | FALLOC_FL_KEEP_SIZE,
                                                    dataOffset, status.st_size - dataOffset) != 0) {
         if (errno != EOPNOTSUPP) return failWithErrno();
@@ -238,7 +239,7 @@ bool NamedObjectFile::reserve(std::uint64_t sectionSize) noexcept {
         }
     }
     // The space is reserved now: a full disk would otherwise show as SIGBUS at the first use of a
-    // page. A file system without this call gets at least the file's length.
+    // page. On a file system without this call only the file's length is set.
     if (::fallocate(fd_, 0, dataOffset, size) == 0) return true;
     if (errno != EOPNOTSUPP) return failWithErrno();
     return status.st_size >= end || ::ftruncate(fd_, end) == 0 || failWithErrno();

@@ -49,7 +49,8 @@ class NamedObjectFile {
     bool isOpen() const noexcept { return fd_ >= 0; }
     /// Whether an open file hasn't been deleted, so that others still find this one by its name.
     bool isInPlace() const noexcept;
-    /// Opens the file of a name, and makes it if `mayMake`; ERROR_FILE_NOT_FOUND if there is none.
+    /// Opens the file of a name; if it is missing, makes it and its folders if `mayMake`, and else
+    /// fails with ERROR_FILE_NOT_FOUND. ERROR_ACCESS_DENIED if the file isn't trusted.
     bool open(const NamedObjectName& name, bool mayMake);
     /// Opens a file in memory that no other process can reach.
     bool openUnnamed();
@@ -71,7 +72,7 @@ class NamedObjectFile {
     /// Shares existence and unlocks the gate, and ownership too unless `owned`.
     bool settle(bool owned) noexcept;
 
-    /// Locks the ownership byte, waiting for other processes if `wait`; Contested only without it.
+    /// Locks the ownership byte. Waits for other processes if `wait`, and is never Contested then.
     Lock takeOwnership(bool wait) noexcept;
     void leaveOwnership() noexcept;
     /// Maps the mark, once the content is laid out. A mapping holds the description, and so the
@@ -84,7 +85,8 @@ class NamedObjectFile {
     /// Writes the content anew: the header with kind and size, the mark (set if `owned`), and a
     /// section's zeros.
     bool layOut(Kind kind, bool owned, std::uint64_t sectionSize) noexcept;
-    /// Reads the header; false with ERROR_INVALID_HANDLE if the object is of another kind.
+    /// Reads the header; false with ERROR_INVALID_HANDLE if the object is of another kind, or the
+    /// file has no header.
     bool readHeader(Kind kind, std::uint64_t& sectionSize) noexcept;
     /// The bytes that the file really has for a section's content, whatever its header says.
     std::uint64_t dataSize() const noexcept;

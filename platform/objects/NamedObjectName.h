@@ -14,7 +14,8 @@ struct NamedObjectName {
     bool unnamed() const noexcept { return file.empty(); }
 };
 
-/// Parses a name (null or empty: an object without a name); false for a name that isn't allowed.
+/// Parses a name (null or empty: an object without a name). False if the name has more than 260
+/// units, a backslash after its prefix, or nothing after its prefix.
 /// Two names have the same file only if they are equal, apart from a prefix `Local\`.
 bool parseObjectName(const WCHAR* text, NamedObjectName& name);
 

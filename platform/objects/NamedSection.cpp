@@ -18,7 +18,7 @@ namespace {
 constexpr std::uint64_t largestSection = 1024 * 1024 * 1024;  // bytes
 constexpr std::uint64_t offsetUnit = 64 * 1024;               // a view begins at a multiple of this
 
-// A mapped part of a file, which is unmapped with its owner.
+// A part of a file that is mapped until this object ends.
 class Mapping {
   public:
     Mapping(int fd, bool writable, std::uint64_t offset, std::size_t bytes) noexcept

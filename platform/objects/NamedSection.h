@@ -13,11 +13,12 @@ class NamedSection final : public NamedObject {
         : NamedObject(NamedObjectFile::Kind::Section), size_(size) {}
 
     /// Maps a view, as MapViewOfFile does; `bytes` 0 maps to the section's end. Null with the last
-    /// error.
+    /// error. Throws std::bad_alloc.
     void* map(bool writable, std::uint64_t offset, std::uint64_t bytes);
     /// Ends a view; false if there is none at that address.
     static bool unmap(const void* view) noexcept;
-    /// The bytes that the file still has for a view; 0 if there is no view at that address.
+    /// The bytes that the file still has for a view; 0 if there is no view at that address. In a
+    /// forked child a view keeps all of its bytes.
     static std::size_t viewSize(const void* view) noexcept;
 
   private:

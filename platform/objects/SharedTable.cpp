@@ -15,7 +15,7 @@
 namespace zlk::platform {
 namespace {
 
-constexpr std::size_t maxTable = 64 * 1024;  // bytes; a longer file is no table of ours
+constexpr std::size_t maxTable = 64 * 1024;  // bytes read; no table of ours is longer
 
 Descriptor openFile(const std::string& path, int flags) {
     const mode_t mode = MachineRoot::instance().fileMode();

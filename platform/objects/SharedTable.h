@@ -16,10 +16,11 @@ namespace zlk::platform {
 
 class SharedTable {
   public:
-    /// The table with that name in <root>/run/; nothing is opened yet.
+    /// The table with that name in <root>/run/. This folder is made if it is missing; the table
+    /// isn't opened yet.
     explicit SharedTable(const char* name);
 
-    /// The content; empty if there is no table yet. Never waits.
+    /// The content; empty if there is no table yet, or it can't be opened. Never waits.
     std::string read() const;
     /// Replaces the content; the caller holds a Lock. False, and a line to the diagnostics, if it
     /// can't be written.
@@ -32,8 +33,9 @@ class SharedTable {
         ~Lock();
         Lock(const Lock&) = delete;
         Lock& operator=(const Lock&) = delete;
-        /// False, with the last error, if there can be no table, or the lock couldn't be had within
-        /// two seconds (ERROR_BUSY).
+        /// False, with the last error, if there can be no table, if the lock's file can't be
+        /// opened, or if others held the lock for two seconds (ERROR_BUSY). True without any effect
+        /// on a file system that has no such locks.
         bool held() const noexcept { return static_cast<bool>(file_); }
 
       private:
