@@ -16,7 +16,8 @@ std::u16string keyOf(WCHAR letter) {
     return std::u16string(mountsKey) + u'\\' + letter;
 }
 
-/// A text of a key; empty if there is none.
+/// The text that the key has under this name, up to its first zero. It is empty if the key has no
+/// such text, if the text is longer than any of ours, or if it can't be read.
 std::u16string readText(const RegistryKey& key, const WCHAR* name) {
     DWORD type = 0, size = 0;
     std::u16string text;
@@ -28,7 +29,7 @@ std::u16string readText(const RegistryKey& key, const WCHAR* name) {
         size = static_cast<DWORD>(text.size() * sizeof(WCHAR));
         result = RegQueryValueExW(key.get(), name, nullptr, &type,
                                   reinterpret_cast<BYTE*>(text.data()), &size);
-        if (result == ERROR_MORE_DATA) {  // a longer one was written meanwhile
+        if (result == ERROR_MORE_DATA) {
             result = ERROR_SUCCESS;
             continue;
         }

@@ -20,7 +20,7 @@ struct Given {
 using Table = std::vector<Given>;
 
 Table readTable(const SharedTable& shared) {
-    // A line is: letter, disk, device. Reading stops at one in another form.
+    // A line is: letter, disk, device. Reading stops at a line in another form.
     std::istringstream lines(shared.read());
     Table table;
     char letter = 0;
@@ -52,8 +52,8 @@ bool isTaken(const Table& table, const std::u16string& taken, WCHAR letter) {
                        [&](const Given& given) { return given.letter == letter; });
 }
 
-/// The table after a change: a letter for each volume, as far as there are enough letters, and no
-/// lines for volumes that are gone.
+/// The table that fits the present `volumes`: a letter for each of them, as far as there are enough
+/// letters, and no lines for volumes that are gone.
 Table completed(const Table& old, const std::vector<SystemVolume>& volumes,
                 const std::u16string& taken) {
     Table table;
@@ -108,7 +108,8 @@ std::vector<LetteredVolume> letteredVolumes(std::u16string taken, const LetterLo
             if (fresh != table && writeTable(shared, fresh)) table = std::move(fresh);
         }
     }
-    // Where the lock or the table couldn't be had, volumes without a letter are left out.
+    // A volume is left out if there is no letter for it, or if it needs one and the lock couldn't
+    // be had or the table couldn't be written.
     std::vector<LetteredVolume> lettered;
     for (SystemVolume& volume : volumes) {
         const Given* given = find(table, volume);

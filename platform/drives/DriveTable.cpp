@@ -65,7 +65,7 @@ Descriptor openFolder(const std::string& folder) {
     return Descriptor(::open(folder.c_str(), O_PATH | O_DIRECTORY | O_CLOEXEC));
 }
 
-/// How many names at the front of `path` are those of a mount's source; 0 if they aren't.
+/// The number of names in a mount's source if `path` begins with all of them; 0 otherwise.
 std::size_t matchOf(const NetworkMount& mount, const std::vector<std::u16string_view>& path,
                     bool anyCase) {
     if (mount.source.size() > path.size()) return 0;
@@ -129,7 +129,9 @@ Descriptor openShareFolder(std::vector<std::u16string_view>& path) {
     const std::vector<NetworkMount> mounts = networkMounts();
     std::size_t length = 0;
     const NetworkMount* best = nullptr;
-    // Names with the exact case are preferred among shares of the same length.
+    // The path belongs to the mount with the longest source that it begins with. The exact case is
+    // tried first, and only a longer source replaces what was found, so that between sources that
+    // differ only in case the one spelled like the path is taken.
     for (const bool anyCase : {false, true}) {
         for (const NetworkMount& mount : mounts) {
             const std::size_t match = matchOf(mount, path, anyCase);

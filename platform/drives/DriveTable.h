@@ -29,12 +29,14 @@ std::vector<Drive> listDrives();
 std::optional<Drive> findDrive(WCHAR letter);
 
 /// Opens the drive's folder (O_PATH); empty with ERROR_PATH_NOT_FOUND (no such drive),
-/// ERROR_NOT_READY (no medium, or the folder has vanished) or ERROR_ACCESS_DENIED.
+/// ERROR_ACCESS_DENIED, or ERROR_NOT_READY (no medium, or the folder can't be opened for any other
+/// reason; mostly it has vanished).
 Descriptor openDriveFolder(WCHAR letter);
 
 /// Opens the folder of the mounted network share with which a path begins, and takes the share's
-/// names off the path. Of several mounts that fit, the one with the most names is taken. Empty with
-/// ERROR_PATH_NOT_FOUND or the error of opening it.
+/// names off the path. Names are compared without case. Of several mounts that fit, the one whose
+/// source has the most names is taken. Empty with ERROR_PATH_NOT_FOUND (no mount fits) or the error
+/// of opening the folder.
 Descriptor openShareFolder(std::vector<std::u16string_view>& path);
 
 }  // namespace zlk::platform

@@ -72,7 +72,7 @@ std::vector<Mount> readMounts() {
 struct Disk {
     SystemVolume reader;  // how it is listed without a medium
     bool removable = false;
-    std::map<std::string, std::string> devices;  // names by major:minor, with the partitions'
+    std::map<std::string, std::string> devices;  // names of disk and partitions, by major:minor
 };
 
 bool exists(const std::string& path) {
@@ -132,8 +132,7 @@ std::vector<SystemVolume> systemVolumes() {
             mounted = true;
             const bool media =
                 isBelow(mount.folder, "/media") || isBelow(mount.folder, "/run/media");
-            // A live system mounts the stick that it was started from below /run, and that stick is
-            // no card.
+            // The stick that a live system was started from is mounted below /run, and is no card.
             const bool system =
                 ofSystem || isBelow(mount.folder, "/run") || isBelow(mount.folder, "/boot");
             if (!media && (system || !disk.removable)) continue;

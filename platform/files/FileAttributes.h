@@ -37,7 +37,8 @@ DWORD attributesOf(const struct statx& status, const char* name,
 /// The FAT attributes of an open file or folder; none where they can't be read.
 std::optional<DWORD> fatAttributes(int file) noexcept;
 
-/// Fills in a walk's entry except its attributes and names.
+/// Sets an entry's size, which is 0 for a folder, and its times. The last write stands in for a
+/// creation time that the file system doesn't know.
 void setSizeAndTimes(WIN32_FIND_DATAW& entry, const struct statx& status) noexcept;
 
 }  // namespace zlk::platform

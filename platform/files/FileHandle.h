@@ -17,8 +17,8 @@ class FileHandle final : public Handle {
     ~FileHandle() override;
 
     /// Puts the sharing mode into force against all openers of ours, in any process, by locking
-    /// bytes far beyond the file's end. On a file system without such locks it succeeds without
-    /// effect. False with ERROR_SHARING_VIOLATION.
+    /// bytes far beyond the file's end. It succeeds without effect on a file system that has no
+    /// such locks, and for a handle without access rights. False with ERROR_SHARING_VIOLATION.
     bool claim(DWORD share);
 
     bool read(void* buffer, DWORD size, DWORD& done) override;
@@ -34,7 +34,7 @@ class FileHandle final : public Handle {
     bool allows(DWORD right) const;
     const Descriptor file_;
     const DWORD access_;
-    const ForkMark opener_;  // the process that opened it, whose locks they are
+    const ForkMark opener_;  // the process that opened the file, and has its locks
 };
 
 }  // namespace zlk::platform

@@ -18,7 +18,8 @@ class FolderWalk final : public Handle {
     /// error.
     static std::shared_ptr<FolderWalk> start(const WCHAR* pattern);
 
-    /// Gives the next entry; false with the last error, which is ERROR_NO_MORE_FILES at the end.
+    /// Gives the next entry. False at the end, with the first error that the walk met as the last
+    /// error, or with ERROR_NO_MORE_FILES if it met none.
     bool next(WIN32_FIND_DATAW& entry);
 
     /// `way` is the path from `root` to `folder`; links in the folder are resolved from `root`.
@@ -33,7 +34,7 @@ class FolderWalk final : public Handle {
     };
     void readNames();
     void sortNames();
-    /// Keeps one of several names that have the same text.
+    /// Keeps one of several names that have the same text, and reports that to the diagnostics.
     void leaveOutTwins();
     const Name& foundFirst(std::span<const Name> twins) const;
     /// Remembers the first error, with which the walk ends.

@@ -15,7 +15,7 @@ int openBeneath(int base, const char* way, int flags) noexcept {
     how.flags = static_cast<unsigned>(flags);
     how.resolve = RESOLVE_BENEATH | RESOLVE_NO_MAGICLINKS;
     int fd;
-    // The call fails with EAGAIN if any folder on the machine is renamed at that moment, because
+    // The call may fail with EAGAIN if any folder on the machine is renamed at that moment, because
     // the kernel can't be sure that the path stayed inside.
     for (int tries = 0; tries < 100; ++tries) {
         fd = static_cast<int>(::syscall(SYS_openat2, base, way, &how, sizeof how));

@@ -17,7 +17,7 @@ class PathRoot {
   public:
     /// The process's current folder, without a fence.
     PathRoot() = default;
-    // An open folder, with or without a fence.
+    /// An open folder, with or without a fence.
     PathRoot(Descriptor folder, bool fenced) noexcept
         : folder_(std::move(folder)), fenced_(fenced) {}
     /// The machine's own root, without a fence.

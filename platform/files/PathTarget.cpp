@@ -35,8 +35,8 @@ void setErrorOfFolder() noexcept {
     SetLastError(error == ERROR_FILE_NOT_FOUND ? ERROR_PATH_NOT_FOUND : error);
 }
 
-/// Whether another spelling may succeed. The name may be too long only because its units take more
-/// bytes than those that they stand for.
+/// Whether another spelling of a name may succeed after this errno. A name may be too long only
+/// because units U+F0xx in it take three bytes each, where the bytes that they stand for fit.
 bool isMiss(int error) noexcept {
     return error == ENOENT || error == ENAMETOOLONG;
 }
@@ -97,8 +97,8 @@ bool findName(int folder, std::u16string_view text, bool anyCase,
         other.clear();
         appendNameText(other, entry->d_name);
         if (other == text) {
-            // A name may contain units as characters and bytes that show as units. Only a
-            // comparison of texts finds it.
+            // A name may contain both characters U+F0xx and bytes that show as such units. Neither
+            // reading of the text gives that name, so the texts are compared.
             prefer(exact, entry->d_name);
         } else if (anyCase && equalIgnoringCase(other, text)) {
             prefer(folded, entry->d_name);

@@ -41,7 +41,8 @@ class PathTarget {
         std::string name;
         bool exists = false;
     };
-    /// Finds the entry that the path names; none with the last error.
+    /// Finds the entry that the path names; none with the last error, which is ERROR_ACCESS_DENIED
+    /// for a root.
     std::optional<Entry> entry() const;
 
   private:

@@ -13,13 +13,15 @@ class VolumeHandle final : public Handle {
     /// A handle of a folder, which answers no control codes.
     explicit VolumeHandle(Descriptor folder) noexcept : folder_(std::move(folder)) {}
 
-    /// Opens the volume of a drive, even if that has no medium; null with the last error.
+    /// Opens the volume of a drive, even if that has no medium or its folder can't be opened. Null
+    /// with ERROR_FILE_NOT_FOUND if there is no such drive.
     static std::shared_ptr<VolumeHandle> open(WCHAR letter);
 
     /// Flushes everything on the file system to the medium. ERROR_NOT_READY if there is no medium.
     bool flush() override;
     int descriptor() const noexcept override { return folder_.get(); }
-    /// Answers IOCTL_STORAGE_QUERY_PROPERTY; ERROR_NOT_SUPPORTED for a folder.
+    /// Answers IOCTL_STORAGE_QUERY_PROPERTY; ERROR_NOT_SUPPORTED for any other code or query, and
+    /// for a folder.
     bool control(DWORD code, const void* input, DWORD inputSize, void* output, DWORD outputSize,
                  DWORD& returned) override;
 
