@@ -99,7 +99,7 @@ struct EXCEPINFO {
     HRESULT scode;                                       ///< the result that the member returned
 };
 
-// Flags of Invoke: what a member may be called as. It is enough if one of them fits.
+// Flags of Invoke: what a member may be called as. It is enough if one of the flags given fits.
 inline constexpr WORD DISPATCH_METHOD = 1;
 inline constexpr WORD DISPATCH_PROPERTYGET = 2;
 inline constexpr WORD DISPATCH_PROPERTYPUT = 4;

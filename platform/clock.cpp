@@ -35,9 +35,10 @@ BOOL refuse() {
     return 0;
 }
 
-/// Gives the local time of a moment. The machine's time zone may change while a process runs, when
-/// a user travels. std::mktime() would look for a change at each call, which would cost a folder
-/// listing more than reading the folder; once a second is enough.
+/// Gives the local time of a moment; false if it can't be expressed. The machine's time zone may
+/// change while a process runs, when a user travels. To look for a change at each call, as
+/// std::mktime() does, would cost a folder listing more than reading the folder; once a second is
+/// enough.
 bool localParts(std::time_t moment, std::tm& parts) {
     static std::atomic<std::time_t> lastLook{-1};
     timespec now{};

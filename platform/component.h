@@ -68,10 +68,10 @@ void SysFreeString(BSTR text) noexcept;
 UINT SysStringLen(BSTR text) noexcept;
 
 /// Reads a class id in the form {8-4-4-4-12}. CO_E_CLASSSTRING for any other text; *clsid is then
-/// all zeros.
+/// all zeros. E_INVALIDARG for a null `clsid`.
 HRESULT CLSIDFromString(const WCHAR* text, GUID* clsid) noexcept;
 /// Writes an id as text in that form, with a terminator. `room` is in units. Returns the units
-/// written, which are 39, or 0 where there is less room.
+/// written, which are 39, or 0 if there is less room or `buffer` is null.
 int StringFromGUID2(const GUID& id, WCHAR* buffer, int room) noexcept;
 
 /// Finds the class that a ProgID stands for (HKEY_CLASSES_ROOT\<ProgID>\CLSID, or that of the
@@ -90,10 +90,10 @@ HRESULT CLSIDFromProgID(const WCHAR* progId, GUID* clsid) noexcept;
 HRESULT CoCreateInstance(const GUID& clsid, IUnknown* outer, DWORD context, const GUID& iid,
                          void** object) noexcept;
 
-/// Unloads each component module whose DllCanUnloadNow says that it has no objects. A module of
-/// which threads other than the caller's have made objects is unloaded only by a later call, ten
-/// seconds or more after one that found it idle: another thread may have dropped its last reference
-/// and still be on its way out of the module's code.
+/// Unloads each component module whose DllCanUnloadNow says that it has no objects. If threads
+/// other than the caller's have made objects of a module, it is unloaded only when the calls of ten
+/// seconds or more have all found it idle and unused in between: another thread may have dropped
+/// its last reference and still be on its way out of the module's code.
 void CoFreeUnusedLibraries() noexcept;
 
 }  // extern "C"

@@ -159,7 +159,8 @@ HRESULT guarded(Body&& body) noexcept {
     }
 }
 
-/// Makes an object of T, or with an `outer` a part of it. What the constructor throws comes out.
+/// Makes an object of T, or with `outer` one that is part of `outer`. Throws what T's constructor
+/// throws, and std::bad_alloc.
 template <class T>
 HRESULT makeObject(IUnknown* outer, const GUID& iid, void** object) {
     if (outer) {

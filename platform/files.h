@@ -8,13 +8,13 @@
 // `\\.\X:`, the volume itself; `\\.\...` or `\\?\...`, for CreateFileW alone, a camera or a file
 // sink; `/...` or `\...`, a path of this machine as it stands; anything else, from the process's
 // current folder. Components are separated by `\` and `/`. Below a drive or a share a name is
-// looked up with its exact spelling first and then without case, and `..` stops at the drive's
-// root; a path of this machine or from the current folder is taken literally.
+// looked up with its exact spelling first and then without case, and `..` stops at the root of the
+// drive or share; a path of this machine or from the current folder is taken literally.
 //
 // Below a drive or a share, but not below `Z:`, a link is followed only if its target is relative
 // and lies below the same root; any other link is ERROR_ACCESS_DENIED, and so is a device.
 //
-// Some file names can't be written as text (bytes that aren't UTF-8, control characters, a
+// Some file names can't be written as text (bytes that aren't UTF-8, ASCII's control characters, a
 // backslash, U+FFFE and U+FFFF). Each such byte shows as the unit U+F000 + byte from the private
 // area, and a path with that unit leads back to the byte. If a file's name really contains such a
 // unit, that file is found first, and a walk lists only one of two files whose names read the same.
@@ -75,7 +75,7 @@ struct FileStatus {
     std::int32_t st_size;   ///< the low 32 bits
     std::int64_t st_mtime;  ///< seconds since 1970 UTC
     std::uint64_t st_dev;   ///< the file system
-    std::uint64_t st_ino;   ///< its number there; may change while nobody has the file open
+    std::uint64_t st_ino;   ///< the file's number there; may change while nobody has the file open
 };
 #pragma pop_macro("st_mtime")
 
@@ -99,8 +99,8 @@ PathParts splitPath(std::u16string_view path) noexcept;
 ///
 /// `access` is made of GENERIC_READ and GENERIC_WRITE, or is FILE_APPEND_DATA, or 0 (a handle that
 /// only asks for the file's size or status, and takes part in no sharing). `share` is what others
-/// may do meanwhile: if this opener wants to read or write what another one, in any process of
-/// ours, doesn't share, or doesn't want to share what the other one does, the result is
+/// may do meanwhile. If another opener, in any process of ours, doesn't share the access that this
+/// one asks for, or has an access that this one doesn't share, the result is
 /// ERROR_SHARING_VIOLATION and the file stays as it is.
 ///
 /// `disposition` is CREATE_NEW, CREATE_ALWAYS (empties an existing file and keeps its mode; the
@@ -117,7 +117,7 @@ HANDLE CreateFileA(const char* path, DWORD access, DWORD share, const SECURITY_A
                    DWORD disposition, DWORD flagsAndAttributes, HANDLE templateFile) noexcept;
 
 /// Reads up to `size` bytes at the file's position. Of a file it reads fewer only at the end, where
-/// 0 bytes are a success; what a camera gives is documented by its driver. `overlapped` is null.
+/// 0 bytes are a success; what a camera gives is documented by its driver. `overlapped` is ignored.
 /// *read receives the number of bytes that arrived, on failure too.
 BOOL ReadFile(HANDLE file, void* buffer, DWORD size, DWORD* read, void* overlapped) noexcept;
 
@@ -130,16 +130,17 @@ BOOL WriteFile(HANDLE file, const void* buffer, DWORD size, DWORD* written,
 BOOL GetFileSizeEx(HANDLE file, LARGE_INTEGER* size) noexcept;
 
 /// Sets the time of an open file's last write; null leaves it as it is. The other two times are
-/// ignored. ERROR_ACCESS_DENIED for a handle that may not write.
+/// ignored. ERROR_ACCESS_DENIED for a handle that may not write, ERROR_INVALID_HANDLE for one that
+/// isn't a file's.
 BOOL SetFileTime(HANDLE file, const FILETIME* creation, const FILETIME* lastAccess,
                  const FILETIME* lastWrite) noexcept;
 
 /// Waits until the file, or everything on the file system of a volume or folder, is on the medium.
-/// ERROR_ACCESS_DENIED for a file that isn't open for writing.
+/// ERROR_ACCESS_DENIED for a file that isn't open for writing. A file sink has nothing to wait for.
 BOOL FlushFileBuffers(HANDLE file) noexcept;
 
-/// Deletes a file. A folder is ERROR_ACCESS_DENIED, and so is a read-only file, such as a picture
-/// that was protected in the camera. Of a link, the link itself is deleted.
+/// Deletes a file; of a link, the link itself. ERROR_ACCESS_DENIED for a folder or anything else
+/// that isn't a file, and for a read-only file, such as a picture that was protected in the camera.
 BOOL DeleteFileW(const WCHAR* path) noexcept;
 
 /// Renames a file or folder within one file system; a target on another one is ERROR_NOT_SUPPORTED.

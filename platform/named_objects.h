@@ -5,11 +5,12 @@
 // A named object exists exactly while some process holds a handle or a view of it. A process that
 // dies, however it dies, loses its handles and the mutexes that it owned. Names compare with case.
 // A name may begin with `Global\` (all processes of the machine) or `Local\`, which is the same as
-// no prefix (the processes of one session; a session here is a user of the machine). A null or
-// empty name makes an object without one.
+// no prefix (the processes of one session; a session here is a user of the machine). With a null or
+// empty name, the Create calls make an object without a name.
 //
 // A name of more than 260 units, or with a backslash or nothing after its prefix, is refused with
-// ERROR_INVALID_NAME. Other last errors: ERROR_ACCESS_DENIED (the machine root can't be used),
+// ERROR_INVALID_NAME, and so is a null or empty name by the Open calls. Other last errors:
+// ERROR_ACCESS_DENIED (the machine root can't be used, or others may write the object's file),
 // ERROR_INVALID_HANDLE (the name belongs to an object of another kind), ERROR_NOT_ENOUGH_MEMORY,
 // ERROR_TOO_MANY_OPEN_FILES, ERROR_DISK_FULL, ERROR_BUSY (for five seconds a stopped process has
 // been about to make or open this very object).
@@ -38,8 +39,8 @@ inline constexpr DWORD WAIT_FAILED = 0xFFFFFFFF;
 /// Opens the named section, or makes it with `sizeHigh:sizeLow` bytes of zeros, at most 1 GiB.
 /// `file` must be INVALID_HANDLE_VALUE (memory that belongs to no file of the caller's) and
 /// `protection` PAGE_READWRITE. An existing section keeps its size, whatever size is asked for. On
-/// success the last error is ERROR_ALREADY_EXISTS or ERROR_SUCCESS, and the caller owns the handle;
-/// null on failure.
+/// success the last error is ERROR_ALREADY_EXISTS or ERROR_SUCCESS, and the caller owns the handle.
+/// Null on failure; ERROR_INVALID_PARAMETER for an argument or size that isn't allowed.
 HANDLE CreateFileMappingW(HANDLE file, const SECURITY_ATTRIBUTES* security, DWORD protection,
                           DWORD sizeHigh, DWORD sizeLow, const WCHAR* name) noexcept;
 
@@ -56,7 +57,8 @@ HANDLE OpenFileMappingA(DWORD access, BOOL inherit, const char* name) noexcept;
 /// Maps `bytes` (0: to the end) of a section, from an offset that is a multiple of 64 KiB. `access`
 /// has FILE_MAP_READ or FILE_MAP_WRITE. The view keeps the section in existence until the caller
 /// unmaps it, even after the handle is closed. Null on failure: ERROR_INVALID_HANDLE,
-/// ERROR_INVALID_PARAMETER (beyond the section), ERROR_NOT_ENOUGH_MEMORY.
+/// ERROR_INVALID_PARAMETER (another access or offset, or beyond the section),
+/// ERROR_NOT_ENOUGH_MEMORY.
 void* MapViewOfFile(HANDLE mapping, DWORD access, DWORD offsetHigh, DWORD offsetLow,
                     std::size_t bytes) noexcept;
 /// Ends a view, by the address that MapViewOfFile returned; 0 with ERROR_INVALID_PARAMETER for
@@ -87,7 +89,8 @@ HANDLE OpenMutexA(DWORD access, BOOL inherit, const char* name) noexcept;
 /// owner ended without releasing it; WAIT_TIMEOUT; or WAIT_FAILED with the last error.
 DWORD WaitForSingleObject(HANDLE mutex, DWORD milliseconds) noexcept;
 
-/// Releases a mutex once; 0 with ERROR_NOT_OWNER if this thread doesn't own it.
+/// Releases a mutex once; 0 with ERROR_NOT_OWNER if this thread doesn't own it, or with
+/// ERROR_INVALID_HANDLE.
 BOOL ReleaseMutex(HANDLE mutex) noexcept;
 
 /// Closes a handle of any kind; 0 with ERROR_INVALID_HANDLE. Calls that are under way with the

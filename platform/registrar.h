@@ -14,11 +14,11 @@
 //         NoRemove CLSID { ... }
 //     }
 //
-// Words are separated by blanks. A name or text that is empty, contains blanks, or would be read as
-// a brace, a sign or a keyword stands in single quotes; two quotes in a row inside it mean one. `s`
-// is REG_SZ, `d` is REG_DWORD (decimal, or hexadecimal after 0x), `val` starts a value. %NAME% is
-// replaced by the caller's text for that word. Roots are HKCR and HKLM; keys may lie 32 levels
-// deep.
+// Words are separated by blanks. A name or text that is empty, contains blanks, begins with a
+// quote, or would be read as a brace, a sign or a keyword stands in single quotes; two quotes in a
+// row inside it mean one. `s` is REG_SZ, `d` is REG_DWORD (decimal, or hexadecimal after 0x), `val`
+// starts a value. %NAME% is replaced by the caller's text for that word. Roots are HKCR and HKLM;
+// keys may lie 32 levels deep.
 //
 // Registering replaces a ForceRemove key of the store as a whole. Unregistering deletes a
 // ForceRemove key as a whole; of any other key it deletes the values that the script names, and
@@ -43,9 +43,9 @@ struct RegistrarWord {
 /// Runs one script; with `install` false it takes away what the script wrote. The script is checked
 /// as a whole before the first write. E_INVALIDARG for a script that doesn't parse or has an
 /// unknown word, HRESULT_FROM_WIN32(ERROR_RESOURCE_NOT_FOUND) for a module without that resource,
-/// otherwise the registry's own error. Registering stops at an error; unregistering goes on, unless
-/// the store can't be written at all. Unregistering succeeds where the keys aren't there, or are
-/// only among the installed classes.
+/// otherwise the HRESULT of the registry's own error, or E_OUTOFMEMORY. Registering stops at an
+/// error; unregistering goes on, unless the store can't be written at all. Unregistering succeeds
+/// where the keys aren't there, or are only among the installed classes.
 HRESULT runRegistryScript(HMODULE module, WORD resource, bool install,
                           std::span<const RegistrarWord> words) noexcept;
 

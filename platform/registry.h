@@ -80,12 +80,13 @@ LSTATUS RegSetValueExW(HKEY key, const WCHAR* name, DWORD reserved, DWORD type, 
 LSTATUS setValueAnew(HKEY key, const WCHAR* name, DWORD reserved, DWORD type, const BYTE* data,
                      DWORD size) noexcept;
 
-/// ERROR_ACCESS_DENIED for a value that only the installed modules or the attached cameras have.
+/// Deletes what the machine's own store has of a value. ERROR_ACCESS_DENIED if only the installed
+/// modules or the attached cameras have it.
 LSTATUS RegDeleteValueW(HKEY key, const WCHAR* name) noexcept;
 
-/// Deletes the key `subKey` (ERROR_INVALID_PARAMETER if that is empty) with all that lies below it,
-/// in one step. ERROR_ACCESS_DENIED for a key that only the installed modules or the attached
-/// cameras have.
+/// Deletes what the machine's own store has of the key `subKey` (ERROR_INVALID_PARAMETER if that is
+/// null or empty) and of everything below it, in one step. What the installed modules or the
+/// attached cameras have stays. ERROR_ACCESS_DENIED if only they have the key.
 LSTATUS RegDeleteTreeW(HKEY key, const WCHAR* subKey) noexcept;
 
 /// Gives the name of the subkey, or of the value, at `index`, counted from 0; ERROR_NO_MORE_ITEMS

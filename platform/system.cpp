@@ -14,7 +14,8 @@
 
 namespace {
 
-// Control characters become blanks, so that a text can't end the line or drive a terminal.
+// ASCII's control characters become blanks, so that a text can't end the line or begin an escape
+// sequence of a terminal.
 void appendOnOneLine(std::string& line, const WCHAR* text) {
     for (const char c : utf8Text(text ? text : u""))
         line += static_cast<unsigned char>(c) < ' ' || c == '\x7F' ? ' ' : c;

@@ -22,7 +22,7 @@ static_assert(sizeof(OSVERSIONINFOW) == 276);
 /// Reports the version NT 5.1, or 6.0 where the text value `SystemVersion` of the key
 /// `Software\Zephyr-Lanthorn\Platform` (below HKEY_LOCAL_MACHINE) is "6.0". The callers choose by
 /// this version which of two driver families drives the cameras. 0 with ERROR_INSUFFICIENT_BUFFER
-/// where the size field is wrong.
+/// if `info` is null or its size field is wrong.
 BOOL GetVersionExW(OSVERSIONINFOW* info) noexcept;
 
 /// Computes number * numerator / denominator in 64 bits, rounded to the nearest whole number,

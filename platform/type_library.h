@@ -101,7 +101,8 @@ struct TYPEATTR {
     } idldescType;
 };
 
-/// Identifies a library: its id, version and locale.
+/// What a library is registered under: its id, version and locale, and the kind of system that it
+/// is for. Our libraries have no flags, so wLibFlags is 0.
 struct TLIBATTR {
     GUID guid;
     DWORD lcid;

@@ -41,12 +41,12 @@ BOOL GetVolumeInformationW(const WCHAR* root, WCHAR* label, DWORD labelRoom, DWO
 
 /// A folder that a user mounts as a card (card_mounts.h).
 struct CardMount {
-    std::u16string folder;  ///< absolute path of this machine
-    WCHAR letter = 0;       ///< `B` to `Y`; 0: the first free letter
-    std::u16string label;   ///< at most 32 units
-    std::u16string vendor;  ///< as the storage device would report it; may be empty
-    std::u16string product;
-    bool cdrom = false;  ///< the drive passes for a disc drive
+    std::u16string folder;   ///< absolute path of this machine
+    WCHAR letter = 0;        ///< `B` to `Y`; 0: the first free letter
+    std::u16string label;    ///< at most 32 units
+    std::u16string vendor;   ///< as the storage device would report it; at most 64 units
+    std::u16string product;  ///< the same
+    bool cdrom = false;      ///< the drive passes for a disc drive
 };
 
 #pragma GCC visibility pop
