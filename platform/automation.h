@@ -8,8 +8,8 @@
 
 #include "platform/component.h"
 
-/// The type of a value. With VT_BYREF the value is a pointer to one of that type, which the caller
-/// owns.
+/// The type of a value. With VT_BYREF the value is a pointer to a variable of that type, which
+/// belongs to the caller.
 using VARTYPE = WORD;
 inline constexpr VARTYPE VT_EMPTY = 0;  ///< no value; converts to 0 and to the empty text
 inline constexpr VARTYPE VT_NULL = 1;   ///< known to have no value; converts to nothing else

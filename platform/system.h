@@ -49,8 +49,8 @@ inline bool isNtFamily(unsigned leastMajorVersion = 0) noexcept {
            info.dwMajorVersion >= leastMajorVersion;
 }
 
-/// Whether this is Vista or later. There cameras are reached by device paths, and processes that
-/// use one take turns by other named objects.
+/// Whether this is Vista or later. Its driver family has cameras reached by device paths, and has
+/// processes take turns on a camera by named objects of its own.
 inline bool isVistaOrLater() noexcept {
     return isNtFamily(6);
 }

@@ -29,7 +29,7 @@ thread_local zlk::platform::DiagnosticDelay* delay = nullptr;
 }  // namespace
 
 void addDiagnosticSink(DiagnosticSink sink) noexcept {
-    // In a forked child the thread that held the lock doesn't exist, so the lock is made anew
+    // In a forked child a thread that held the lock exists no longer, so the lock is made anew
     // there. Taking it before each fork instead would risk a deadlock: a sink that is running may
     // need a lock that another fork handler has already taken.
     static const InForkedChild handler([] { ::new (&lock) std::shared_mutex; });
