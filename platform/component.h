@@ -24,7 +24,7 @@ extern const GUID iidOf;
 /// The base of all interfaces: access to an object's other interfaces, and its reference count.
 struct IUnknown {
     /// Gives the object as another interface, with a reference of its own. E_NOINTERFACE, with
-    /// *object null, if it has none such; E_POINTER for a null `object`.
+    /// *object null, if the object has no such interface; E_POINTER for a null `object`.
     virtual HRESULT QueryInterface(const GUID& iid, void** object) noexcept = 0;
     /// Add and drop a reference; the object ends with its last one. The results are for tests only.
     virtual ULONG AddRef() noexcept = 0;

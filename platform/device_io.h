@@ -8,7 +8,7 @@
 // Asks a storage device who made it: STORAGE_PROPERTY_QUERY in, STORAGE_DEVICE_DESCRIPTOR out.
 inline constexpr DWORD IOCTL_STORAGE_QUERY_PROPERTY = 0x2D1400;
 
-/// The question; only the two values named here are answered.
+/// The question. It is answered only if both numbers have the values named here.
 struct STORAGE_PROPERTY_QUERY {
     DWORD PropertyId;  ///< 0: StorageDeviceProperty
     DWORD QueryType;   ///< 0: PropertyStandardQuery

@@ -63,7 +63,8 @@ LSTATUS saveInstalledClasses(const WCHAR* path) noexcept {
     if (!found) return static_cast<LSTATUS>(GetLastError());
     using zlk::platform::RegistryKeys;
     return RegistryKeys::run([&](RegistryKeys& keys) {
-        // Through the open folder, so that the file is made where the path was found to lead.
+        // The open folder stands in the path, so that the file is made where `path` was found to
+        // lead.
         keys.saveClasses("/proc/self/fd/" + std::to_string(entry->folder.get()) + '/' +
                          entry->name);
     });

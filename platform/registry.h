@@ -54,7 +54,8 @@ inline constexpr DWORD REG_OPENED_EXISTING_KEY = 2;
 LSTATUS RegOpenKeyExW(HKEY key, const WCHAR* subKey, DWORD options, DWORD access,
                       HKEY* result) noexcept;
 
-/// Opens the key, and makes it and all missing keys above it in one step. ERROR_INVALID_PARAMETER
+/// Opens the key; if it is missing, makes it and all missing keys above it first, in one step.
+/// ERROR_INVALID_PARAMETER
 /// for a component that is empty or has more than 255 units, and for a key more than 512 levels
 /// deep. `key` may have been opened for reading only: the right to make keys depends on the store
 /// and not on the handle. *disposition (may be null) receives REG_CREATED_NEW_KEY or

@@ -1,7 +1,7 @@
 #pragma once
-// Moves the machine root of an earlier version to today's place. Earlier versions let
-// XDG_DATA_HOME, and then HOME, name that place, so that two processes of one user with different
-// environments shared nothing, and could both claim one device.
+// Moves the machine root of an earlier version to today's place. Earlier versions had the place
+// named by XDG_DATA_HOME, or by HOME where that was unset, so that two processes of one user with
+// different environments shared nothing, and could both claim one device.
 
 #include <string>
 

@@ -12,8 +12,7 @@ std::string modulesFolder() {
     std::filesystem::path library;
     if (::dladdr(reinterpret_cast<const void*>(&modulesFolder), &self))
         library = std::filesystem::canonical(self.dli_fname, error);
-    // If the path of this library can't be found out, the result is a folder that doesn't exist,
-    // and so no module is found.
+    // An empty text would lead to files at the root, and a folder that doesn't exist has no module.
     return library.empty() ? "/nonexistent" : library.parent_path() / "zlkcamtr";
 }
 

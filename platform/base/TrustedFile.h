@@ -27,9 +27,10 @@ struct TrustedFile {
 /// who joins that group later is decided by others. With a group's machine root, that group is
 /// trusted everywhere, because it chooses the modules anyway.
 ///
-/// Empty with ERROR_ACCESS_DENIED and, in the diagnostics, the first file, link or folder at fault;
-/// with ERROR_FILE_NOT_FOUND if the path leads to something other than a regular file; with
-/// ERROR_PATH_NOT_FOUND for a relative path or too many links; or with the error of what can't be
+/// On failure the result is empty. The last error is ERROR_ACCESS_DENIED if others could change or
+/// replace the file (the diagnostics then name the first file, link or folder at fault),
+/// ERROR_FILE_NOT_FOUND if the path leads to something other than a regular file,
+/// ERROR_PATH_NOT_FOUND for a relative path or too many links, or the error of what can't be
 /// opened.
 TrustedFile openTrusted(const std::string& path);
 

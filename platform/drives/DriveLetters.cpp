@@ -64,8 +64,9 @@ Table completed(const Table& old, const std::vector<SystemVolume>& volumes,
     }
     for (const SystemVolume& volume : volumes) {
         if (find(table, volume)) continue;
-        // A card that is inserted takes over the letter of its empty reader, and leaves it to the
-        // reader when it is removed. Any other volume gets the first free letter.
+        // A volume takes over a letter that its disk had, if that is free: an inserted card has the
+        // letter of its empty reader, which gets it back when the card is removed. Otherwise the
+        // volume gets the first free letter.
         WCHAR letter = 0;
         for (const Given& given : old)
             if (!letter && given.disk == volume.disk && !isTaken(table, taken, given.letter))
