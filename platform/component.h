@@ -91,9 +91,9 @@ HRESULT CoCreateInstance(const GUID& clsid, IUnknown* outer, DWORD context, cons
                          void** object) noexcept;
 
 /// Unloads each component module whose DllCanUnloadNow says that it has no objects. If threads
-/// other than the caller's have made objects of a module, it is unloaded only when the calls of ten
-/// seconds or more have all found it idle and unused in between: another thread may have dropped
-/// its last reference and still be on its way out of the module's code.
+/// other than the caller's have made objects of a module, it is unloaded only after ten seconds or
+/// more in which each call found it idle and nobody used it: another thread may have dropped its
+/// last reference and still be on its way out of the module's code.
 void CoFreeUnusedLibraries() noexcept;
 
 }  // extern "C"

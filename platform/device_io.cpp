@@ -11,7 +11,7 @@ BOOL DeviceIoControl(HANDLE device, DWORD code, const void* input, DWORD inputSi
         SetLastError(ERROR_INVALID_PARAMETER);
         return 0;
     }
-    // Set before the handle is looked up, so that it is 0 after every failure.
+    // Set before the handle is looked up, because for an unknown handle nobody else sets it.
     *returned = 0;
     const auto handle = findHandle(device);
     return handle && withoutExceptions(false, [&] {

@@ -115,7 +115,7 @@ inline constexpr DWORD FORMAT_MESSAGE_FROM_SYSTEM = 0x1000;
 /// `size` units including its terminator. `flags` must hold FORMAT_MESSAGE_FROM_SYSTEM; `source`,
 /// `languageId` and `arguments` are ignored. Returns the units written without the terminator; 0
 /// with ERROR_INVALID_PARAMETER if there is no room or that flag is missing. A number without a
-/// text of its own gives "Error <number>", an HRESULT in hexadecimal.
+/// text of its own gives "Error <number>", in hexadecimal if it is a failing HRESULT.
 DWORD FormatMessageW(DWORD flags, const void* source, DWORD messageId, DWORD languageId,
                      WCHAR* buffer, DWORD size, void* arguments = nullptr) noexcept;
 

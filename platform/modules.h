@@ -16,7 +16,7 @@ inline constexpr WORD RT_STRING = 6;  ///< blocks of 16 counted UTF-16 texts, id
 
 /// Loads a module; the caller ends each load with FreeLibrary, and the module is unloaded with the
 /// last one. `path` may be any path of files.h; a bare name is looked up only in the folder of
-/// installed modules beside this library. A name that ends in `.dll` in any case stands for the
+/// installed modules beside this library. A name that ends in `.dll` (or `.DLL`) stands for the
 /// file with `.so` instead, in lower case if there is none with this spelling: callers and settings
 /// use the names that modules have on other systems. Null with ERROR_MOD_NOT_FOUND (no such file,
 /// or one that doesn't load), ERROR_ACCESS_DENIED (others may change it; the diagnostics name the

@@ -85,8 +85,8 @@ HANDLE OpenMutexA(DWORD access, BOOL inherit, const char* name) noexcept;
 
 /// Acquires a mutex for this thread, which may own it several times and must release it as often.
 /// `milliseconds` is 0 (don't wait) or INFINITE; no caller needs another limit, and any other is
-/// ERROR_INVALID_PARAMETER. Returns WAIT_OBJECT_0; WAIT_ABANDONED if it was acquired and its last
-/// owner ended without releasing it; WAIT_TIMEOUT; or WAIT_FAILED with the last error.
+/// ERROR_INVALID_PARAMETER. Returns WAIT_OBJECT_0; WAIT_ABANDONED if the mutex was acquired, but
+/// its last owner had ended without releasing it; WAIT_TIMEOUT; or WAIT_FAILED with the last error.
 DWORD WaitForSingleObject(HANDLE mutex, DWORD milliseconds) noexcept;
 
 /// Releases a mutex once; 0 with ERROR_NOT_OWNER if this thread doesn't own it, or with

@@ -1,7 +1,7 @@
 #pragma once
-// The integer, handle and identifier types that the calls of this folder take. Their widths are the
-// same on every machine and in every build, because two processes share them in memory, files and
-// registry values: none of them may depend on how wide `long` is.
+// The integer, handle and identifier types that the calls of this folder take. The integers have
+// the same widths on every machine and in every build, because processes share them in memory,
+// files and registry values: none of them may depend on how wide `long` is.
 
 #include <cstddef>
 #include <cstdint>

@@ -11,8 +11,9 @@
 // folder that the user database names, so that all processes of a user share one machine unless
 // they name another one. It is made on first use, for its owner alone. A folder with mode 2770 that
 // the superuser owns, such as /var/lib/zlkcamtr, is the machine root of its group. A user who can
-// write below the machine root chooses code that others load. So a root is refused if neither the
-// superuser nor the caller owns it, or if others than its owner, or that group, may write it.
+// write below the machine root chooses code that others load. So a root is used only if the
+// superuser or the caller owns it, and nobody may write it but its owner and, with such a folder,
+// its group.
 
 #include <sys/stat.h>
 

@@ -210,8 +210,8 @@ NamedObjectFile::Lock NamedObjectTable::openFile(NamedObject& object, const Name
         if (answer == Lock::Granted)
             return outcome(mayMake ? make(object) : fail(ERROR_FILE_NOT_FOUND));
     }
-    // The object exists. If its last holder goes at this moment, it is taken over as it is: nobody
-    // can lay it out anew while we hold the gate.
+    // The object exists. If its last holder closes it at this moment, we still join the same
+    // object: nobody can lay it out anew while we hold the gate.
     if (!object.join() || !file.settle(false)) return Lock::Failed;
     SetLastError(ERROR_ALREADY_EXISTS);
     return Lock::Granted;
