@@ -95,7 +95,7 @@ struct EXCEPINFO {
     BSTR bstrHelpFile;
     DWORD dwHelpContext;
     void* pvReserved;
-    HRESULT (*pfnDeferredFillIn)(EXCEPINFO* exception);  ///< null: all fields are filled in
+    HRESULT (*pfnDeferredFillIn)(EXCEPINFO* exception);  ///< always null: no field is left out
     HRESULT scode;                                       ///< the result that the member returned
 };
 

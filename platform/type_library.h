@@ -48,7 +48,7 @@ struct TYPEDESC {
 };
 
 struct PARAMDESC {
-    void* pparamdescex;  ///< null: no parameter has a default
+    void* pparamdescex;  ///< always null: no parameter has a default
     WORD wParamFlags;
 };
 

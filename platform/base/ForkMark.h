@@ -40,7 +40,8 @@ inline unsigned processGeneration() noexcept {
 class ForkMark {
   public:
     void set() noexcept { owner_ = processGeneration(); }
-    bool crossed() const noexcept { return owner_ != processGeneration(); }  // in a forked child
+    /// Whether this is another process, forked from that one.
+    bool crossed() const noexcept { return owner_ != processGeneration(); }
 
   private:
     unsigned owner_ = processGeneration();

@@ -27,7 +27,7 @@ class SinkHandle final : public Handle {
 
   private:
     const std::shared_ptr<Entry> entry_;
-    std::int64_t written_ = 0;  // bytes by this handle; guarded by the entry's lock
+    std::int64_t written_ = 0;  // bytes written by this handle; guarded by the entry's lock
 };
 
 }  // namespace zlk::platform

@@ -26,7 +26,7 @@ class VolumeHandle final : public Handle {
                  DWORD& returned) override;
 
   private:
-    const Descriptor folder_;  ///< empty: no medium
+    const Descriptor folder_;  ///< empty if there is no medium, or it can't be opened
     bool isVolume_ = false;
     bool isDisc_ = false;
     bool isRemovable_ = false;

@@ -173,7 +173,7 @@ bool NamedObjectFile::settle(bool owned) noexcept {
 }
 
 void NamedObjectFile::watchOwner() noexcept {
-    constexpr int looks = 1000;  // some microseconds, what an owner needs for little work
+    constexpr int looks = 1000;  // some microseconds, as long as most owners need
     const std::atomic<char>& owned = mark();
     for (int i = 0; i < looks && owned.load(std::memory_order_relaxed); ++i) {
     }

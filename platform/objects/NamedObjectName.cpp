@@ -11,7 +11,7 @@ namespace zlk::platform {
 namespace {
 
 constexpr std::size_t longestName = 260;    // units
-constexpr std::size_t longestFile = 200;    // bytes; all file systems take this many
+constexpr std::size_t longestFile = 200;    // bytes; most file systems take 255
 constexpr std::size_t keptOfLongOne = 160;  // bytes kept readable for people who look
 
 bool isPlain(WCHAR unit) {
