@@ -30,7 +30,7 @@ class LastErrorKeeper {
     const DWORD error_;
 };
 
-// The memory of the process's log. It is never destroyed, since threads may outlive main().
+// The process's log lives here. It is never destroyed, since threads may outlive main().
 alignas(CLog) std::byte place[sizeof(CLog)];
 std::once_flag placed;
 
@@ -134,7 +134,7 @@ void CLog::closeLogBuffer() noexcept {
 void CLog::formatAndStore(const char* category, const char* format,
                           std::span<const FormatArgument> arguments) noexcept {
     const std::lock_guard inThisProcess(storing);
-    // While the log is off, buffer and mutex aren't held open, so that a viewer can replace them.
+    // Buffer and mutex are closed here, so that a viewer can replace them.
     if (!isOn()) {
         closeLogBuffer();
         mutex.reset();
@@ -144,8 +144,8 @@ void CLog::formatAndStore(const char* category, const char* format,
     if (!mutex) mutex.reset(CreateMutexW(nullptr, false, logMutexName));
     if (!mutex) return;
 
-    // The line is formatted before the named mutex is taken, so that other processes don't wait for
-    // that.
+    // The line is formatted before the named mutex is taken, so that other processes needn't wait
+    // for the formatting.
     WCHAR wideFormat[longestFormat];
     const int formatUnits =
         MultiByteToWideChar(CP_ACP, 0, format, static_cast<int>(strnlen(format, longestFormat)),
@@ -172,7 +172,7 @@ void CLog::storeRecord(const char* category, std::u16string_view message) noexce
     const std::size_t size = std::min<std::size_t>(control->bufferSize, bufferRoom);
     std::size_t offset = control->writeOffset;
     if (recordSize <= size) {
-        // A record that might not fit starts again at offset 0.
+        // If the record might not fit after the last one, it goes to offset 0.
         if (offset > size ||
             size - offset < std::max(recordSize, message.size() + recordAllowance)) {
             if (offset < size) std::memset(buffer + offset, 0, size - offset);

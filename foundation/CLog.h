@@ -35,7 +35,7 @@ inline constexpr WCHAR logMutexName[] = u"ZLGlimmerBoxLogMutex";
 
 /// The control memory, which all processes share; little-endian.
 struct LogControl {
-    std::atomic<std::uint8_t> enabled;  ///< 1: on, which only a viewer sets
+    std::atomic<std::uint8_t> enabled;  ///< 1: the log is on; only a viewer turns it on
     std::uint8_t reserved[3];
     std::atomic<std::uint32_t> writeOffset;  ///< offset of the next record in the buffer
     std::atomic<std::uint32_t> bufferSize;   ///< bytes; set by the viewer, 0 before that
@@ -44,8 +44,8 @@ struct LogControl {
 static_assert(sizeof(LogControl) == 16 && std::atomic<std::uint8_t>::is_always_lock_free &&
               std::atomic<std::uint32_t>::is_always_lock_free);
 
-/// Writes to the log. Any thread may call any function at any time. No function reports a failure:
-/// what can't be stored is lost.
+/// Writes to the log. Any thread may call a public function at any time. A line that can't be
+/// stored is lost, and nobody is told.
 class CLog {
   public:
     /// The log of this process, made by the first call and never destroyed. A forked child makes
@@ -66,24 +66,26 @@ class CLog {
         return control && control->enabled.load(std::memory_order_relaxed) == 1;
     }
 
-    /// Formats and stores one line. At most 1,000 bytes of `format` count; a message of more than
+    /// Stores the platform's waiting diagnostics (see DiagnosticQueue.h), and then formats and
+    /// stores one line. Only the first 1,000 bytes of `format` are used, and a message of more than
     /// 90,000 units is dropped. The arguments are borrowed.
     virtual void writeLine(const char* category, const char* format,
                            std::span<const FormatArgument> arguments) noexcept;
     virtual bool isEnabled() const noexcept;
-    /// The same for every category, since there are no filters.
+    /// Whether the log is on, which is the same for every category.
     virtual bool isEnabled(const char* category) const noexcept;
     virtual void reserved1() noexcept {}
     virtual void reserved2() noexcept {}
 
   protected:
-    /// Opens the shared objects, and closes them. False on failure.
+    /// These open and close the sections of shared memory. False if a section can't be opened or is
+    /// too short. For the buffer, `storing` must be held, except in the destructor.
     virtual bool openControlMemory() noexcept;
     virtual void closeControlMemory() noexcept;
     virtual bool openLogBuffer() noexcept;
     virtual void closeLogBuffer() noexcept;
-    /// Stores a line if the log is on; otherwise closes the buffer, which a viewer may then
-    /// replace.
+    /// Stores a line if the log is on. Otherwise closes the buffer and the mutex, which a viewer
+    /// may then replace.
     virtual void formatAndStore(const char* category, const char* format,
                                 std::span<const FormatArgument> arguments) noexcept;
 

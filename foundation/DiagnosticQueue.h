@@ -17,7 +17,7 @@ namespace zlk::DiagnosticQueue {
 struct Line {
     char category[32];
     WCHAR units[512];
-    std::size_t length;  // of `units` that are used
+    std::size_t length;  // how many of the `units` are used
 
     std::u16string_view text() const noexcept { return {units, length}; }
 };

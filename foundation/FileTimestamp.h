@@ -18,15 +18,17 @@ class FileTimestamp {
     /// "00/00/0000 -1:-1:-1" for a time that can't be converted to a date.
     std::u16string toText() const;
 
-    /// Reads what toText() writes. A field that isn't a number counts as 0, and each is clamped to
-    /// its range. So every text gives a time; the empty one gives 1971-01-01.
+    /// Reads what toText() writes. A text without a blank is taken for a time of day. A field that
+    /// isn't a number counts as 0, and each field is clamped to its range. So every text gives a
+    /// time; the empty one gives 1971-01-01.
     void fromText(const std::u16string& text);
 
-    /// A document with one element of this name; empty if there is no XML component.
+    /// A document with one element of this name. Empty if there is no XML component, or if `name`
+    /// isn't a valid name.
     std::u16string toXml(const std::u16string& name) const;
 
-    /// Reads the element `name`. The time is 0 if the document can't be read or has no such
-    /// element.
+    /// Reads a document of the form that toXml() gives, with `name` as its root element. The time
+    /// is 0 if the document can't be read or has another root.
     void fromXml(const std::u16string& xml, const std::u16string& name);
 
   private:

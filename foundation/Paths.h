@@ -8,8 +8,8 @@ namespace zlk {
 /// Whether `path` is an existing folder. White space and slashes at its end are ignored.
 bool directoryExists(std::u16string path);
 
-/// Makes `path` and all missing folders above it. False if one of them can't be made. Doesn't
-/// change the process's current folder.
+/// Makes the folder `path` and all missing folders above it. White space and slashes at its end are
+/// ignored. False if one of the folders can't be made, or if `path` is empty.
 bool makeDirectoryTree(std::u16string path);
 
 /// `a` and `b` with one backslash between them. White space is trimmed from both, and backslashes
@@ -19,15 +19,15 @@ std::u16string joinPath(std::u16string a, std::u16string b);
 /// Name and extension of a path.
 std::u16string fileNamePart(const std::u16string& path);
 
-/// The folder of a path, without the drive, with its trailing backslash.
+/// The folder of a path, without the drive, with its trailing slash.
 std::u16string dirPart(const std::u16string& path);
 
 /// The text without white space at both ends.
 std::u16string trimmed(const std::u16string& text);
 
-/// Our own folder inside the system's for temporary files, without a trailing backslash. It is made
-/// if missing; a failure to make it isn't reported here, but by the first file that is created in
-/// it.
+/// Our own folder inside the system's folder for temporary files, without a trailing backslash. It
+/// is made if it is missing. A failure to make it isn't reported here, but by the first file that
+/// is created in it. If the system has no such folder, the result is a relative path.
 std::u16string GetTempDir();
 
 }  // namespace zlk

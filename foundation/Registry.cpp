@@ -10,7 +10,7 @@ constexpr std::size_t longestName = 300;
 constexpr std::size_t stringRoom = 150;  // units of a value that is read, terminator included
 constexpr std::size_t longestWritten = 499;
 
-/// The platform would end a name at its first zero, and so find another value.
+/// The platform would end a name at its first zero, and so find another key or value.
 bool isName(const std::u16string& name) {
     return name.find(u'\0') == std::u16string::npos;
 }

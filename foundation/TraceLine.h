@@ -14,8 +14,8 @@ namespace zlk {
 
 /// Writes one line if the log is on. `category` is a subject, mostly the name of the calling class.
 /// `format` follows the conventions of the wide printf family (`%s` takes a wide string), but the
-/// arguments carry their own types, so a wrong one can't read foreign memory. From any thread;
-/// never throws, never fails.
+/// arguments carry their own types, so a wrong one can't read foreign memory. From any thread.
+/// Never throws; a line that can't be stored is lost.
 template <class... Arguments>
 inline void TraceLine(const char* category, const char* format, const Arguments&... arguments) {
     CLog* log = CLog::process();

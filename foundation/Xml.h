@@ -15,7 +15,8 @@ class XmlDocument {
   public:
     XmlDocument() noexcept { document_.create(CLSID_XmlDoc); }
 
-    /// Replaces the document with the parsed text. False if the text isn't well-formed.
+    /// Replaces the document with the parsed text. False, with the document unchanged, if the text
+    /// isn't well-formed, is too long or is nested too deeply.
     bool load(std::u16string_view text);
     /// The whole document as text; empty on failure.
     std::u16string xml() const;
@@ -25,12 +26,15 @@ class XmlDocument {
     bool setValue(std::u16string_view path, std::u16string_view text);
     bool attribute(std::u16string_view path, std::u16string_view name, std::u16string& text) const;
 
-    /// Parses a fragment and adds it as the last child of the element at `path`; `/` adds the root.
+    /// Parses a single element and adds it as the last child of the element at `path`. With `/` it
+    /// becomes the root; false if the document has a root already.
     bool addFragment(std::u16string_view path, std::u16string_view xml);
 
-    /// Adds an element with a text. It has to be the first of its name in `parent`. The text is set
-    /// and never parsed, and characters that no document may hold are replaced (see legalXmlText),
-    /// so that a device's own texts can't keep its record out of a list.
+    /// Adds an element with a text to the element at the path `parent`; `/` adds the root. `parent`
+    /// must not have an element of this name yet, because the text is set by path, and the path
+    /// leads to the first one. The text is never parsed, and characters that no document may hold
+    /// are replaced (see legalXmlText), so no character in a device's text can make this fail.
+    /// Returns false if there is no `parent`, or `name` isn't a valid name.
     bool addElement(std::u16string_view parent, std::u16string_view name, std::u16string_view text);
 
   private:
@@ -38,7 +42,8 @@ class XmlDocument {
 };
 
 /// Replaces the units that no XML document may hold. A control character becomes U+F000 plus its
-/// code, as in the names of a card's files; half a surrogate pair, U+FFFE and U+FFFF become U+FFFD.
+/// code, as in the names of a card's files, except for tabs and line ends, which stay. Half a
+/// surrogate pair, U+FFFE and U+FFFF become U+FFFD.
 std::u16string legalXmlText(std::u16string_view text);
 
 }  // namespace zlk

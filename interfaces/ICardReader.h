@@ -8,7 +8,8 @@ struct ICardReader : IUnknown {
     /// Chooses the device; any text is accepted and copied.
     virtual HRESULT put_ContextID(BSTR contextId) noexcept = 0;
     /// Gives the state that has the number `oid`. Only cardStateOid is known; any other number is
-    /// E_INVALIDARG. The HRESULT of ERROR_INVALID_DRIVE where the device is on no drive now.
+    /// E_INVALIDARG. If the device is on no drive or network path now, the result is the HRESULT of
+    /// ERROR_INVALID_DRIVE.
     virtual HRESULT get_oidInteger(LONG oid, LONG* value) noexcept = 0;
 
   protected:

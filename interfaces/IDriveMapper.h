@@ -7,8 +7,8 @@
 struct IDriveMapper : IUnknown {
     /// Chooses the device; any text is accepted and copied.
     virtual HRESULT put_ContextId(BSTR contextId) noexcept = 0;
-    /// Gives the place of the device now: `E:\`, a network path, or the empty text where it is on
-    /// no drive. The caller frees the text.
+    /// Gives the place where the device is now: the root of a drive such as `E:\`, or a network
+    /// path; the empty text if it is at neither. The caller frees the text.
     virtual HRESULT get_DrivePrefix(BSTR* prefix) noexcept = 0;
 
   protected:

@@ -6,8 +6,8 @@
 
 struct IStatusEvent : IDispatch {
     /// Records one event. `level` 1 is informative, any other asks for attention; `text` is
-    /// borrowed and may be empty. Fails with the HRESULT of a last error where the file can't be
-    /// written; a missing system log is no failure.
+    /// borrowed and may be empty. If the file can't be written, the call fails with the HRESULT of
+    /// a last error; a missing system log is no failure.
     virtual HRESULT Report(LONG eventId, LONG level, BSTR text) noexcept = 0;
 
   protected:

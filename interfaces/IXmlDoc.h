@@ -22,16 +22,19 @@ struct IXmlDoc : IUnknown {
     /// the old document stays.
     virtual HRESULT Load(BSTR text) noexcept = 0;
     virtual HRESULT Reserved7() noexcept = 0;
-    /// The whole document, without a declaration and without white space of its own.
+    /// The whole document, without a declaration and without white space between elements; empty if
+    /// it has no root.
     virtual HRESULT GetXml(BSTR* text) noexcept = 0;
     /// The text of an element: empty for one without text, a failure for a missing one.
     virtual HRESULT GetValue(BSTR path, BSTR* value) noexcept = 0;
-    /// Sets the text of an existing element, escaped as needed.
+    /// Sets the text of an existing element, whose child elements stay. Fails if `value` has a
+    /// character that no document may hold; all others are escaped as needed.
     virtual HRESULT SetValue(BSTR path, BSTR value) noexcept = 0;
     /// The value of an attribute of an element; fails if either is missing.
     virtual HRESULT GetAttribute(BSTR path, BSTR name, BSTR* value) noexcept = 0;
     virtual HRESULT Reserved12() noexcept = 0;
-    /// Parses `xml` and adds it as the last child of the element at `path`; at `/`, as the root.
+    /// Parses the single element `xml` and adds it as the last child of the element at `path`. At
+    /// `/` it becomes the root, and the call fails if there is one already.
     virtual HRESULT AddFragment(BSTR path, BSTR xml) noexcept = 0;
 
   protected:

@@ -15,5 +15,5 @@ inline constexpr char thumbnailEntryPoint[] = "ZLGenerateThumbnailCompressedBuff
 using ThumbnailEntryPoint = std::int32_t (*)(WCHAR* path, std::int32_t width, std::int32_t height,
                                              std::int32_t flags, BYTE** buffer, DWORD* size,
                                              std::int32_t* second, std::int32_t* extendedError);
-inline constexpr std::int32_t thumbnailErrorUnknown = 4;    ///< a bad argument or unreadable file
+inline constexpr std::int32_t thumbnailErrorUnknown = 4;    ///< a bad argument or file, no memory
 inline constexpr std::int32_t thumbnailErrorImlFailed = 6;  ///< the picture couldn't be encoded
