@@ -19,8 +19,8 @@ std::u16string textValue(const RegistryKey& key, const WCHAR* name) {
     return value;
 }
 
-/// The settings of a product class for unloading. Older programs write them to `Unload`, which only
-/// counts as a whole, and only if `Import` has no key for the class.
+/// The settings of a product class for unloading. Older programs write them to `Unload`. That key
+/// is read only if `Import` has no key for the class; values from both are never mixed.
 RegistryKey openUnloadSettings(const std::u16string& productClass) {
     RegistryKey key = openSettings({u"Import", productClasses, productClass});
     return key ? std::move(key) : openSettings({u"Unload", productClasses, productClass});

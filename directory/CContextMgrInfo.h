@@ -10,8 +10,8 @@
 namespace zlk {
 
 /// Nothing is cached: each call reads the tree as it is now. What can't be read, for whatever
-/// reason, has its default: a device without settings has no ProgID of its own and no media check,
-/// is walked the usual number of times, and its files may be deleted.
+/// reason, has its default: a device without settings has no ProgID of its own, its medium is
+/// detected in the usual way, it is walked the usual number of times, and its files may be deleted.
 ///
 /// `id` is a context id (see ContextId.h). Any thread may call any function; they throw
 /// std::bad_alloc.
@@ -33,7 +33,8 @@ class CContextMgrInfo {
     std::u16string GetDevListProgId() const;
     std::u16string GetDevUtilsProgId() const;
 
-    /// How a medium is detected, in upper case: `AIO`, or empty for the usual way.
+    /// How a medium is detected, in upper case: `AIO` stands for the card reader component, any
+    /// other text and the empty one for the usual way.
     std::u16string GetCheckMediaMethod(const std::u16string& id) const;
     /// How many times a card that shows no files is walked again, once a second; 0 for the default.
     std::uint32_t GetFileEnumTimeout(const std::u16string& id) const;

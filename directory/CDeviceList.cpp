@@ -84,7 +84,7 @@ void CDeviceList::addDrives(DeviceInfoList& list) {
         const WCHAR letter = upperCase(root[0]);
         // By convention A is a floppy drive.
         if (letter == u'A') continue;
-        // A drive that belongs to a registered device is listed under that device's id.
+        // The drive of a known camera or of a registered device is left to that device's own id.
         if (type == DRIVE_REMOVABLE && !utils.DriveToContextId(root).empty()) continue;
         // A drive without a medium has no volume information.
         WCHAR label[200], fileSystem[200];

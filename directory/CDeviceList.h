@@ -27,8 +27,8 @@ class CDeviceList : public DispatchImpl<IDeviceList> {
     ~CDeviceList() = default;
 
   private:
-    /// Adds the drives that hold a disc, or a removable medium that belongs to no registered
-    /// device; A is left out.
+    /// Adds the drives that hold a disc, or a removable medium that belongs to no known camera and
+    /// no registered device; A is left out.
     static void addDrives(DeviceInfoList& list);
 
     ComPtr<IDeviceList> delegateList;  // the class that answers instead; usually empty

@@ -13,9 +13,9 @@ namespace zlk {
 /// The class that handles every device for which no other class is set.
 inline constexpr WCHAR defaultDeviceProgId[] = u"ZlkCamTr.UnloadableCamera";
 
-/// A short-lived object for one thread. A translation that finds nothing returns an empty text.
-/// Everything but the camera table is read anew on each call. All functions may throw
-/// std::bad_alloc.
+/// A short-lived object for one thread. A translation that finds nothing returns an empty text, or,
+/// where its comment says so, the id unchanged. Everything but the camera table is read anew on
+/// each call. All functions may throw std::bad_alloc.
 class CDeviceUtilFunctions {
   public:
     virtual ~CDeviceUtilFunctions() = default;
@@ -32,8 +32,10 @@ class CDeviceUtilFunctions {
     std::u16string ContextIdToLowLevelId(const std::u16string& id);
     /// The ProgID of the class that handles the device; empty for an unknown device.
     std::u16string ContextIdToUnloadInterface(const std::u16string& id);
-    /// The name to be shown: the registered one, or else, for the id of a drive, the volume's label
-    /// and drive letter, or only its root if it has no label.
+    /// The name to be shown, which is the registered one. Without one, the id of a drive gives the
+    /// volume's label and drive letter, or only the root if there is no label, and any other id
+    /// gives an empty text. If the second character of a drive id's serial number is a dot, the
+    /// serial number is a path, which is the name.
     std::u16string ContextIdToName(const std::u16string& id);
     /// The context id for any text with `VID_xxxx` and `&PID_xxxx` in it, in any case.
     std::u16string CameraVidPidToContextId(const std::u16string& vidPid);
@@ -51,7 +53,8 @@ class CDeviceUtilFunctions {
 
     /// The roots of all drives, such as `E:\`.
     static std::vector<std::u16string> DriveRoots();
-    /// The device on a drive; only the first character of `drive` counts.
+    /// The device on a drive. Only the first character of `drive` counts; it should be in upper
+    /// case, since the drive of a registered device is compared in the exact case.
     std::u16string DriveToContextId(const std::u16string& drive);
     /// The drive root or network path that the drive mapper component has for the id.
     std::u16string ContextIdToDriveLetter(const std::u16string& id);
@@ -62,29 +65,37 @@ class CDeviceUtilFunctions {
     bool VolumeStrings(WCHAR letter, std::u16string& vendor, std::u16string& product);
     /// Whether the id stands for a drive or a network path itself, such as `#...#RemovableDrive#E`.
     static bool isPseudoDriveId(const std::u16string& id);
-    /// The root, in upper case, that such an id stands for; empty for any other id.
+    /// The drive root or path, in upper case, that such an id stands for. Empty for any other id,
+    /// and for one that ends with neither a path nor a drive letter.
     static std::u16string PseudoDriveRoot(const std::u16string& id);
     /// The removable drive whose vendor and product strings belong to the id.
     std::u16string RootFromUsbVolume(const std::u16string& id);
-    /// Whether the device can be reached now, that is, has a low-level id. A path counts as
-    /// reachable unless it is a file's, even if its drive is empty or doesn't exist.
+    /// Whether the device can be reached now. If `VID` stands in its low-level id, but not at the
+    /// start, it is a camera that has to be plugged into a pass-through device. For any other
+    /// low-level id IsDriveUnloadable() decides.
     bool IsContextIdUnloadable(const std::u16string& id);
+    /// Whether the root of a drive, or a network path, isn't a file. Only the first character of a
+    /// drive's path counts. A root that doesn't exist isn't a file either. False for
+    /// an empty path.
     bool IsDriveUnloadable(const std::u16string& path);
 
     // -- ports (CDeviceUtilFunctions_ports.cpp)
     //
-    // The device class keys of the settings tree have a subkey for each device that is attached,
-    // and perhaps stored ones of devices that are gone. On the first driver family a subkey has the
-    // port itself. On the second, the port comes from the shared table of device paths, in which it
-    // is looked up by the ids of the subkey.
+    // Each driver family (see isVistaOrLater()) has a device class key in the registry, with a
+    // subkey for each device that is attached, and perhaps stored ones of devices that are gone. In
+    // the first family's key, a subkey has the port itself. In the second's, it has only the ids of
+    // the device, by which the port is looked up in the shared table of device paths.
 
     /// The port of a USB device with these ids. With `passThru`, the port of the pass-through
-    /// device that such a camera is plugged into, whose row then is in `passThruCamInfo`. Empty if
-    /// there is none.
+    /// device that a camera with these ids is plugged into; the device's row is then in
+    /// `passThruCamInfo`, which any other search may change. Empty if there is none.
     std::u16string findCameraPort(std::uint16_t vid, std::uint16_t pid, bool passThru);
     std::u16string findCameraPortWinXP(std::uint16_t vid, std::uint16_t pid, bool passThru);
     std::u16string findCameraPortVista(std::uint16_t vid, std::uint16_t pid, bool passThru);
-    /// Whether the driver with this device id is the one that is sought.
+    /// Whether the device of this driver key is the one that is sought: it has these ids, or with
+    /// `passThru` is a pass-through device that has a camera with these ids plugged in. An empty
+    /// `devId` counts as these ids. With `passThru`, a pass-through device's row gets into
+    /// `passThruCamInfo`, which is cleared in any other case.
     bool isFindCameraPortMatch(const std::u16string& devId, const std::u16string& usbPort,
                                std::uint16_t tVid, std::uint16_t tPid, bool passThru);
     std::u16string ContextIdToCameraPort(const std::u16string& id);
@@ -94,25 +105,29 @@ class CDeviceUtilFunctions {
 
     // -- pass-through devices (CDeviceUtilFunctions_passThru.cpp)
     //
-    // A pass-through device is a dock that a camera is plugged into. Only the dock has a port; it
-    // can be asked for the ids of the camera. Ids of 0 mean that there is no camera, or that the
-    // dock doesn't answer.
+    // A pass-through device is a dock that a camera is plugged into. Only the dock has a port, and
+    // the dock can be asked for the ids of the camera. Ids of 0 mean that there is no camera, or
+    // that the dock doesn't answer.
+    //
+    // There are two kinds of pass-through devices. One of the first kind connects its camera by
+    // itself. One of the second kind (DevType PASSTHRU2) connects it only when it is told to.
 
-    /// The id to work with. A pass-through device's id is mapped to that of the camera that is
-    /// plugged into it, if that is a known one; other ids are returned unchanged. A camera that is
-    /// plugged into a device of the second kind is also connected.
+    /// The id to work with. The id of a pass-through device is mapped to that of the camera behind
+    /// it, which is registered, if the camera is a known one. Every other id is returned unchanged.
+    /// If the id is that of a device of the second kind, or of a camera behind one, the device is
+    /// told to connect its camera, unless it has done so already.
     std::u16string MapContextId(const std::u16string& id);
     std::u16string MapPassThruContextId(const std::u16string& id);
     CCamInfo PassThruCamInfoFromContextId(const std::u16string& id) const;
-    /// Asks the device on `port`, whose row is `passThruCamInfo`. `firstForm`: asks for the camera
-    /// that is connected now, even on a device of the second kind, which could also report one that
-    /// isn't.
+    /// Asks the pass-through device on `port`, whose row must be in `passThruCamInfo`, for the ids
+    /// of its camera. A device of the second kind may report a camera that it hasn't connected yet,
+    /// unless `firstForm` is true.
     void GetPassThruDeviceId(const std::u16string& port, std::uint32_t& vid, std::uint32_t& pid,
                              bool firstForm);
     void GetConnectedPassThruDeviceId(const std::u16string& port, std::uint32_t& vid,
                                       std::uint32_t& pid);
-    /// Makes a device of the second kind connect its camera. For other devices this does nothing,
-    /// and the ids stay as they were.
+    /// Makes a device of the second kind connect its camera, whose ids are then in `vid` and `pid`.
+    /// For other devices this does nothing, and the ids stay as they were.
     void ConnectWithPassThruCamera(const std::u16string& port, std::uint32_t& vid,
                                    std::uint32_t& pid);
 
@@ -134,7 +149,7 @@ class CDeviceUtilFunctions {
     CCamInfo passThruCamInfo;
 
   private:
-    /// The port in the form that opens it.
+    /// The path by which the port is opened.
     static std::u16string devicePath(const std::u16string& port);
     /// Stores the firmware version below the maker's key of the settings.
     void recordFirmware(const std::u16string& contextId, const std::u16string& firmware);

@@ -75,7 +75,7 @@ void CDeviceUtilFunctions::logDiagnostics(const std::u16string& contextId,
     for (const Counter& counter : counters)
         if (document.value(counter.element, value))
             reportDiagnostic(counter.eventId, prefix, std::u16string(counter.detail), value);
-    // The failures are numbered without a gap.
+    // The number counts the elements of this name, so the first missing one ends the list.
     for (int i = 0;; ++i) {
         const std::u16string path = formatText(u"diagnostic/failure[%d]", i);
         if (!document.value(path, value)) return;

@@ -15,7 +15,7 @@ namespace {
 
 constexpr char category[] = "CDeviceUtilFunctions";
 
-/// One of the driver's operations for such devices.
+/// One of the driver's operations for pass-through devices.
 using Question = void (ZlPTPdrv::*)(std::uint32_t*, std::uint32_t*);
 
 /// Whether the device is of the second kind, which connects its camera only when it is told to.

@@ -102,7 +102,6 @@ std::u16string portByIds(const char* operation, const std::u16string& deviceId) 
 /// camera behind it, and never the device itself.
 void enterCamera(CDeviceUtilFunctions& utils, const CCamInfo& row, const std::u16string& port) {
     CCamInfo camera = row;
-    // The pass-through device has to be asked what is plugged into it.
     if (row.isPassThru() && !row.isCamera()) {
         utils.passThruCamInfo = row;
         std::uint32_t vid = 0, pid = 0;

@@ -184,7 +184,7 @@ ComPtr<IPhotoDevice> CDeviceUtils::createDevice(const std::u16string& id) {
 HRESULT CDeviceUtils::askDevice(const std::u16string& id, std::u16string_view message,
                                 bool& answer) {
     answer = false;
-    // Only a camera that is reached through USB can request anything.
+    // Only cameras that can be used through USB are asked, since no others request anything.
     if (id.empty() || CDeviceUtilFunctions::GetCameraList().FindByContextId(id).Cam_pnpID.empty())
         return S_FALSE;
     const ComPtr<IPhotoDevice> device = createDevice(id);

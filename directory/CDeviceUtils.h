@@ -38,8 +38,8 @@ class CDeviceUtils : public DispatchImpl<IDeviceUtils> {
     ~CDeviceUtils() = default;
 
   private:
-    /// A new object of the class that handles the device, without a lock on it; empty if there is
-    /// no such class.
+    /// A new object of the class that handles the device. It doesn't lock the device. Empty if
+    /// there is no such class, or if the object can't be created.
     ComPtr<IPhotoDevice> createDevice(const std::u16string& id);
     /// Whether the device answers TRUE to a message. S_FALSE with a false answer means that no
     /// device was asked or none answered; E_FAIL, that the device's class can't be created.

@@ -5,7 +5,7 @@
 
 namespace zlk {
 
-/// Writes the entries by which a camera is known once it has been seen.
+/// Has no state, so any thread may use it.
 class CDirectorInfo {
   public:
     virtual ~CDirectorInfo() = default;

@@ -47,7 +47,7 @@ constexpr BuiltInRow builtInRows[] = {
     {u"368", u"GLIMMERBOX 368", u"", u"VID_5AF1&PID_7D02", u"Cam368", false, true, true, false},
 };
 
-/// "TRUE" is true and any other text false; a missing one gives `fallBack`.
+/// "TRUE" is true and any other text false; a missing or empty one gives `fallBack`.
 bool readBool(HKEY key, const WCHAR* name, bool fallBack) {
     std::u16string text;
     regReadString(key, name, text);

@@ -35,7 +35,8 @@ class CSupportedCameraList {
   private:
     void loadFromSettings();
     void addBuiltIn();
-    /// A name made from the model, in the language of the resource module.
+    /// A name made from the model, in the language of the resource module, or in English if there
+    /// is no such module.
     std::u16string composeFriendlyName(const std::u16string& model, bool series);
 
     std::vector<CCamInfo> cameras;

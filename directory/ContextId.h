@@ -1,7 +1,7 @@
 #pragma once
-// Context ids, the texts by which devices are known: `#<manufacturer>#<product class>#<serial>`.
-// The product class is a key of the settings tree, and the serial number an instance below that
-// key.
+// Context ids, the texts by which devices are known: `#<manufacturer>#<product class>#<serial>`. In
+// the id of a registered device, the product class is a key of the settings tree, and the serial
+// number an instance below that key.
 
 #include <string>
 #include <string_view>
