@@ -22,7 +22,7 @@ enum class DeviceCode : std::int32_t {
     NotSupported = 8,
     NotConnected = 9,
     DeleteRefused = 10,
-    OutOfMemory = 12,  ///< also: there is no thumbnail library
+    OutOfMemory = 12,  ///< also: no thumbnail library, or too large a document
 };
 
 /// Tells a camera where a dialogue stands. Cameras know the messages by these numbers.
@@ -56,8 +56,8 @@ class CImageDev {
     virtual DeviceCode DeleteFile(std::u16string id) = 0;
 
     /// Copies the file's contents to `target`, an open file that stays the caller's, at its current
-    /// position. `progress` may be null. If it stops the copying, the result is Success, with the
-    /// bytes written so far.
+    /// position. `progress` may be null. If a progress report stops the copying, the result is
+    /// Success, with the bytes written so far.
     virtual DeviceCode GetFile(std::u16string id, ObjectProgressInterface* progress,
                                HANDLE target) = 0;
     /// Writes a thumbnail of the file to the path `fileName`, where it replaces an existing file.
@@ -87,7 +87,7 @@ class CImageDev {
     virtual bool CheckForRequestConfigFile() = 0;
     /// False if this kind of device can't tell; `inserted` is unchanged then.
     virtual bool IsCardInserted(bool& inserted) = 0;
-    /// Whether listings go into subfolders. False if this kind of device has no such switch.
+    /// Sets whether listings go into subfolders. False if this kind of device has no such switch.
     virtual bool SetRecursion(bool enabled) = 0;
 
     /// The tag list, a document like the share menu.

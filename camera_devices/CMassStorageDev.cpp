@@ -29,7 +29,7 @@ constexpr std::int32_t maximumPasses = 600;  // ten minutes at most, whatever th
 // Units. No deeper path could be opened, and the limit bounds the recursion on a malicious card.
 constexpr std::size_t longestPath = 4096;
 
-/// None for a time that can't be expressed in local time.
+/// None for a time that isn't a local time from 1970 to 3000, but 0 for one before 1900.
 std::optional<FileTimestamp> toFileTimestamp(const FILETIME& fileTime) {
     FILETIME local;
     SYSTEMTIME parts;
@@ -109,7 +109,7 @@ bool CMassStorageDev::CheckConnectionUNC() {
 
 bool CMassStorageDev::IsCardInserted(bool& inserted) {
     inserted = operationAnswer([&] {
-        // Some readers can only be asked through their own component.
+        // Some readers can only be asked through the card reader component.
         if (equalIgnoringCase(checkMediaMethod, u"AIO")) return AIO_IsCardInserted();
         if (!uncPath.empty()) {
             const DWORD attributes = GetFileAttributesW(uncPath.c_str());
@@ -124,7 +124,6 @@ bool CMassStorageDev::IsCardInserted(bool& inserted) {
 
 bool CMassStorageDev::AIO_IsCardInserted() {
     TraceLine(category, "AIO_IsCardInserted");
-    // The component is made when it is first needed, and kept.
     if (!aioDevice) {
         if (FAILED(aioDevice.create(cardReaderProgId))) {
             TraceLine(category, "AIO_IsCardInserted - failed CoCreateInstance");

@@ -35,14 +35,15 @@ class CMassStorageDev final : public CImageDev {
     /// counts; see IsCardInserted().
     bool CheckConnection() override;
 
-    /// If no file is found, walks the volume again every second, as many times as the settings give
-    /// for the device's product class (10 without a setting, 600 at most). What can't be read is
-    /// left out. Of each size only the low 32 bits are given.
+    /// Walks the volume a second after the call. If no file is found, walks it again every second,
+    /// as many times as the settings give for the device's product class (10 without a setting, 600
+    /// at most). Hidden files, and what can't be read, are left out. Of each size only the low 32
+    /// bits are given.
     DeviceCode GetFileInfo(FileInfoList& list, ObjectProgressInterface* progress) override;
     DeviceCode DeleteFile(std::u16string id) override;
     /// Waits for up to 20 seconds if the file can't be opened. A file that shrinks while it is
     /// copied gives ReadFailed, and so does a target that can't be written; a file that grows is
-    /// copied in its former size.
+    /// copied in its former size. Of a size, only the low 32 bits count.
     DeviceCode GetFile(std::u16string id, ObjectProgressInterface* progress,
                        HANDLE target) override;
     DeviceCode GetThumbnail(std::u16string id, std::u16string fileName) override;
@@ -68,9 +69,9 @@ class CMassStorageDev final : public CImageDev {
     DeviceCode GetDeviceTime(std::u16string& text) override;
     DeviceCode PutDeviceTime(std::u16string text) override;
 
-    /// True if the message file was written, or the attempt made. That takes a camera that supports
-    /// the share menu and is connected, and a message other than UnloadError and ConfigError, which
-    /// aren't used on volumes.
+    /// True once the writing of the message file was tried, whether or not it succeeded. It is
+    /// tried only for a camera that supports the share menu and is connected, and for messages
+    /// other than UnloadError and ConfigError, which aren't used on volumes.
     bool SendSpecialMsg(CameraMessage message) override;
     bool IsCardInserted(bool& inserted) override;
     bool SetRecursion(bool enabled) override;
@@ -80,14 +81,14 @@ class CMassStorageDev final : public CImageDev {
     bool CheckConnectionUNC();
     /// Asks the card reader component.
     bool AIO_IsCardInserted();
-    /// Lists the files in a folder and the folders below it.
+    /// Lists the files in a folder and, if `recurse` is set, in the folders below it.
     void RecurseFolders(const std::u16string& path, FileInfoList& list,
                         ObjectProgressInterface* progress);
     void addRecord(const std::u16string& path, const WIN32_FIND_DATAW& entry, FileInfoList& list);
-    /// Reports progress; sets `cancelled` if it asks for a stop.
+    /// Reports progress; sets `cancelled` if the receiver asks for a stop.
     void reportFile(ObjectProgressInterface* progress);
 
-    // Transfers
+    // Transfers and deletion
     /// Whether the id is a path below the device's root, without any `..`.
     bool isOwnFile(std::u16string_view id) const;
 
@@ -109,7 +110,7 @@ class CMassStorageDev final : public CImageDev {
     std::u16string uncPath;    // empty for a drive
     std::u16string rootPath;   // where the walk begins; without a trailing backslash
     std::u16string contextId;
-    bool wroteToVolume = false;  // something was written, or tried to be, since the last flush
+    bool wroteToVolume = false;  // a write or deletion was tried since the last flush
     std::int32_t fileCount = 0;  // files reported in this pass, counted up to 100
     CCamInfo camInfo;
     std::u16string checkMediaMethod;

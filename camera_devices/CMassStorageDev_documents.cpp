@@ -31,7 +31,7 @@ constexpr DWORD messageFileSize = 200;
 constexpr std::size_t firstBlockAt = 0, messageAt = 100, secondBlockAt = 113;
 using MessageBlock = std::array<BYTE, 64>;
 
-/// A block from this machine's settings; zeros if they have none.
+/// A block from this machine's settings; zeros if they have none of this size.
 MessageBlock messageBlock(const WCHAR* name) {
     HKEY opened = nullptr;
     RegOpenKeyExW(HKEY_LOCAL_MACHINE, u"Software\\Zephyr-Lanthorn\\Platform", 0, KEY_READ, &opened);
@@ -50,7 +50,7 @@ UniqueHandle createFile(const std::u16string& path) {
                                     FILE_ATTRIBUTE_NORMAL, nullptr));
 }
 
-/// Replaces the file.
+/// Replaces the file's contents, which may be lost if the writing fails.
 DeviceCode writeFile(const std::u16string& path, std::string_view bytes) {
     const UniqueHandle file = createFile(path);
     DWORD written = 0;
@@ -59,7 +59,7 @@ DeviceCode writeFile(const std::u16string& path, std::string_view bytes) {
     return done ? DeviceCode::Success : DeviceCode::WriteFailed;
 }
 
-/// Reads a whole document.
+/// Reads a whole document; OutOfMemory if it has more than largestDocument bytes.
 DeviceCode readFile(const std::u16string& path, std::string& bytes) {
     const UniqueHandle file(CreateFileW(path.c_str(), GENERIC_READ, FILE_SHARE_READ, nullptr,
                                         OPEN_EXISTING, FILE_ATTRIBUTE_READONLY, nullptr));

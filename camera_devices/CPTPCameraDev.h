@@ -35,10 +35,10 @@ class CPTPCameraDev : public CImageDev {
     /// protocol PTP, are accepted.
     bool CheckConnection() override;
 
-    /// Requires an earlier CheckConnection(). Any failure of the camera, and a stop, give
-    /// ReadFailed; the list has the records so far. Folders aren't listed. If a camera of another
-    /// maker refuses to describe an object, that object is listed as `DCIM\object
-    /// <handle>.refused`, with 0 bytes.
+    /// NotConnected without a connection, which only CheckConnection() makes. Any other failure of
+    /// the camera, and a stop, give ReadFailed; the list has the records so far. Folders aren't
+    /// listed. If a camera of another maker refuses to describe an object, that object is listed as
+    /// `DCIM\object <handle>.refused`, with 0 bytes.
     DeviceCode GetFileInfo(FileInfoList& list, ObjectProgressInterface* progress) override;
     DeviceCode DeleteFile(std::u16string id) override;
     /// A file of up to 20 MiB is copied in one piece and can't be stopped, a larger one in chunks.
@@ -55,19 +55,19 @@ class CPTPCameraDev : public CImageDev {
 
     /// A document that the camera doesn't have reads as an empty text; one of more than 16 MiB
     /// gives OutOfMemory. The print order and the intent are those that the last GetFileInfo()
-    /// found. They can only be deleted; putting any other text gives NotSupported. If the table
-    /// doesn't say that the camera supports the share menu, the intent reads as an empty text. If
-    /// the table says that a model keeps these documents, deleting them does nothing and gives
-    /// Success.
+    /// found. Putting an empty text deletes them, and putting any other text gives NotSupported. If
+    /// the table doesn't say that the camera supports the share menu, the intent reads as an empty
+    /// text. If the table says that a model keeps these documents, deleting them does nothing and
+    /// gives Success.
     DeviceCode GetDpofFile(std::u16string& text) override;
     DeviceCode PutDpofFile(std::u16string text) override;
     DeviceCode GetIntentFile(std::u16string& text) override;
     DeviceCode PutIntentFile(std::u16string text) override;
-    /// The share menu, the tag list and the clock are looked for on the camera by each call. If the
-    /// table says that the camera doesn't support the share menu, these three give NotSupported,
-    /// and the two documents below are empty.
+    /// Each call looks for its document on the camera. If the table says that the camera doesn't
+    /// support the share menu, the share menu, the tag list and the clock give NotSupported, and
+    /// GetDeviceID() and GetCameraDiagnostic() an empty text.
     ///
-    /// A menu or tag list is sent with blanks after it. If that makes more than 204,800 bytes in
+    /// Up to 21 blanks are sent after a menu or tag list. If that makes more than 204,800 bytes in
     /// UTF-8, the result is WriteFailed and nothing is sent.
     DeviceCode GetShareMenu(std::u16string& text) override;
     DeviceCode PutShareMenu(std::u16string text) override;
@@ -122,7 +122,7 @@ class CPTPCameraDev : public CImageDev {
     static std::uint32_t handleFromId(const std::u16string& id);
     static FileTimestamp ptpDateToTime(std::u16string_view text);
 
-    // Transfers
+    // Transfers and deletion
     DeviceCode GetLargeFile(const std::u16string& id, ObjectProgressInterface* progress,
                             HANDLE target);
     DeviceCode copyInOnePiece(std::uint32_t handle, std::uint32_t size,
@@ -161,7 +161,7 @@ class CPTPCameraDev : public CImageDev {
     std::uint32_t tagOldHandle = 0;
     std::uint32_t menuFolderHandle = 0;  // where new menus belong; 0: the camera decides
 
-    // USB ids of the camera; 0 if there is none, or if connecting failed.
+    // USB ids of the camera; 0 if the low-level id has none, or if the port couldn't be opened.
     std::uint16_t vid = 0;
     std::uint16_t pid = 0;
     CCamInfo camInfo;

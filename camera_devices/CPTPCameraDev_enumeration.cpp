@@ -18,7 +18,7 @@ namespace {
 
 constexpr char category[] = "CPTPCameraDev";
 
-// As a storage id it stands for all storages (ISO 15740).
+// The storage id that stands for all storages (ISO 15740).
 constexpr std::uint32_t allStorages = 0xFFFFFFFF;
 
 /// Reads a date `YYYYMMDDThhmmss`, in which missing fields count as 0. None if a field is out of
@@ -98,8 +98,8 @@ void CPTPCameraDev::listStorage(std::uint32_t storage, FileInfoList& list,
     }
 }
 
-/// The object exists, so it gets a record. Copying it fails just as its description did, and so the
-/// user learns its name.
+/// The object exists, so it gets a record. Copying it will fail as its description did, and so the
+/// user learns that a file is missing.
 void CPTPCameraDev::listRefused(std::uint32_t handle, PTPCommErrors why, FileInfoList& list) {
     TraceLine(category, "GetFilesAndDirs - object %d is refused (0x%x)", handle,
               static_cast<std::uint32_t>(why));

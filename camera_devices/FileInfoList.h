@@ -15,8 +15,8 @@ class FileInfoList {
   public:
     FileInfoList();
 
-    /// Adds a record after those that are there. `size` is in bytes. `albums` is an XML fragment;
-    /// the other texts are taken literally. A record that can't be built is left out.
+    /// Adds a record after those that are there. `size` is in bytes. `albums` is an XML element or
+    /// empty; the other texts are taken literally. A record that can't be built is left out.
     void addFile(const std::u16string& id, const std::u16string& camerapath,
                  const std::u16string& pcpath, std::uint64_t size, FileTimestamp modified,
                  FileTimestamp created, const std::u16string& status, const std::u16string& albums);

@@ -12,8 +12,8 @@ namespace zlk {
 
 /// Most cameras list the objects of all folders at once, but some list those of a single folder
 /// only. With `asksFolders`, once the list is exhausted, each folder that isn't the parent of a
-/// listed object is asked for its contents. Handles that come twice, such as a folder inside of
-/// itself, are skipped then.
+/// described object is asked for its contents, and handles that come twice, such as a folder inside
+/// of itself, are skipped.
 class ObjectWalk {
   public:
     /// Asks the camera for the list; may throw PTPCommErrors. `ptp` is borrowed.

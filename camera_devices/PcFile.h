@@ -9,8 +9,9 @@
 
 namespace zlk {
 
-/// Makes the file, or empties an existing one; other programs may open it meanwhile. Empty if it
-/// can't be made. A path with a zero in it is refused, since the platform would end it there.
+/// Makes the file, or empties an existing one; other programs may open it meanwhile. The result is
+/// empty if it can't be made. A path with a zero in it is refused, since the platform would end it
+/// there.
 UniqueHandle createPcFile(const std::u16string& path);
 
 /// Writes all bytes at the file's position. PcFileUnusable if that fails.

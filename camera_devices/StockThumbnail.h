@@ -7,9 +7,9 @@
 
 namespace zlk {
 
-/// Writes the stock picture for a file of this name's kind into the new file `fileName`. Only the
-/// last part of `name` counts. ReadFailed if there is no thumbnail library or it gives no picture;
-/// PcFileUnusable if a file can't be made or written.
+/// Writes the stock picture for a file of this name's kind to the path `fileName`, where it
+/// replaces an existing file. Only the last part of `name` counts. ReadFailed if there is no
+/// thumbnail library or it gives no picture; PcFileUnusable if a file can't be made or written.
 DeviceCode GetStockThumbnail(const std::u16string& name, const std::u16string& fileName);
 
 }  // namespace zlk
