@@ -90,9 +90,10 @@ class CDevBaseClass {
     bool locked = false;
 
   private:
-    /// Makes the mutex that is the claim. False if it exists already or can't be made.
+    /// Makes the mutex that is the claim. False if it exists already or can't be made, or if the id
+    /// has a zero in it.
     bool SetLockMutex(const std::u16string& id);
-    /// Makes the device for `deviceId`. Null if it can't be reached.
+    /// Sets `imageDev` to the device of `deviceId`, or to null if the device can't be reached.
     void createImageDev();
     void resolveDeviceKind(bool& isMassStorage, std::u16string& lowLevelId) const;
     /// How the device can be reached; see ContextIdToLowLevelId().

@@ -8,7 +8,8 @@ namespace {
 
 constexpr char category[] = "CSPostDevice";
 
-// Numbers of the events that report a failed dialogue.
+// Numbers of the events that report a menu that couldn't be read or written. The dialogue goes on
+// all the same.
 constexpr std::int32_t menuNotRead = 6;
 constexpr std::int32_t menuNotWritten = 7;
 

@@ -9,8 +9,8 @@
 namespace zlk {
 
 /// The camera is told about the dialogue. When the menu is read, it is told that the dialogue has
-/// started; when the object is unlocked after that, that the dialogue is done if a menu was
-/// written, or cancelled if none was.
+/// started. When the object is unlocked after that, the camera is told that the dialogue is done if
+/// a menu was sent, successfully or not, or that it is cancelled if none was.
 class CSPostDevice : public DispatchImpl<ISwiftPostDevice>, public CDevBaseClass {
   public:
     using Interfaces = InterfaceList<ISwiftPostDevice, IDispatch>;

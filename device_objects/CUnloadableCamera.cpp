@@ -13,8 +13,8 @@ namespace {
 constexpr char category[] = "CUnloadableCamera";
 constexpr DWORD reportInterval = 250;  // milliseconds
 
-/// The number of arguments that a transfer takes, the last of which is the progress; 0 for a method
-/// that isn't a transfer. The numbers are those of the interface.
+/// The number of arguments of a method whose last one is the progress; 0 for any other method. The
+/// ids of the methods are those of the interface definition.
 UINT argumentsOfTransfer(DISPID id) {
     constexpr DISPID getFileInfo = 3, saveFileData = 4;
     return id == getFileInfo ? 1 : id == saveFileData ? 3 : 0;
@@ -67,7 +67,6 @@ HRESULT CUnloadableCamera::Invoke(DISPID id, const GUID& reserved, DWORD localeI
                                   UINT* argumentError) noexcept {
     ProgressArgument progress;
     const UINT count = argumentsOfTransfer(id);
-    // A transfer's progress argument is converted; all other methods get their arguments unchanged.
     if (count > 0 && parameters) {
         emptyAnswer(result, exception);
         const HRESULT taken = progress.take(*parameters, count, argumentError);

@@ -9,15 +9,16 @@
 namespace zlk {
 
 /// Implements IPhotoDevice; server/ZlkCamTr.idl describes its methods. Except where it says
-/// otherwise, they return S_OK, or E_FAIL with the reason in ErrorCode.
+/// otherwise, they return S_OK, E_POINTER for a result pointer that is null, or E_FAIL with the
+/// reason in ErrorCode.
 class CUnloadableCamera : public ObjectProgressInterface,
                           public DispatchImpl<IPhotoDevice>,
                           public CDevBaseClass {
   public:
     using Interfaces = InterfaceList<IPhotoDevice, IDispatch>;
 
-    /// Like that of every object, except that it converts the progress argument of a transfer (see
-    /// ProgressArgument).
+    /// As in DispatchImpl, except that the progress argument of a listing or transfer is converted
+    /// (see ProgressArgument).
     HRESULT Invoke(DISPID id, const GUID& reserved, DWORD localeId, WORD flags,
                    DISPPARAMS* parameters, VARIANT* result, EXCEPINFO* exception,
                    UINT* argumentError) noexcept override;
@@ -56,7 +57,7 @@ class CUnloadableCamera : public ObjectProgressInterface,
     /// The body of SaveFileData().
     DeviceCode saveFile(CImageDev& device, BSTR id, BSTR fileName);
 
-    IProgressCallback* progressCallback = nullptr;  // borrowed, during one transfer
+    IProgressCallback* progressCallback = nullptr;  // borrowed; set during a listing or transfer
     DWORD lastProgressTick = 0;  // milliseconds; when the last report was passed on
 };
 

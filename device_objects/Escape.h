@@ -19,7 +19,7 @@ struct EscapeAnswer {
 EscapeAnswer answerEscape(CImageDev& device, std::u16string message);
 
 /// Removes the first word from `rest`, which is trimmed, and returns it. Words are separated by
-/// blanks. If there is none the result is empty, and `rest` is unchanged.
+/// blanks. If there is no word, the result is empty, and `rest` is unchanged.
 std::u16string nextWord(std::u16string& rest);
 
 }  // namespace zlk

@@ -17,9 +17,10 @@ class ProgressArgument {
     static constexpr UINT mostArguments = 3;
 
     /// Takes the arguments for a method with `count` parameters, at most mostArguments, the last of
-    /// which is the progress. The arguments stay the caller's and must outlive this object. If the
-    /// progress argument holds no suitable object, the result is DISP_E_TYPEMISMATCH, and
-    /// `*argumentError` is its place.
+    /// which is the progress. The arguments stay the caller's and must outlive this object. The
+    /// progress argument may be empty, null or left out. If it is anything else than a suitable
+    /// object, the result is DISP_E_TYPEMISMATCH, and `*argumentError` is its place. A wrong number
+    /// of arguments isn't reported here.
     HRESULT take(const DISPPARAMS& arguments, UINT count, UINT* argumentError) noexcept;
 
     /// The converted arguments, valid as long as this object.
