@@ -145,7 +145,7 @@ void EmulatedUsb::plug() {
     ++deviceNumber_;
     function_.busReset();
     addDevice();
-    // The preload library finds a node's number here.
+    // The preload library reads a node's major and minor number here.
     const fs::path numbers = fs::path(root()) / "dev/.node";
     fs::create_directories(numbers);
     const fs::path number = numbers / ("bus_usb_001_" + text("%03d", deviceNumber_));

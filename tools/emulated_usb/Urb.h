@@ -31,8 +31,8 @@ class Urb {
   public:
     using Client = UMockdevIoctlClient*;
 
-    /// `request` is the client's struct usbdevfs_urb. What is written here gets to the client when
-    /// the struct is reaped.
+    /// `request` is the client's struct usbdevfs_urb. What is written into it gets to the client
+    /// when it is reaped.
     Urb(Client client, ClientMemory request) : client_(client), request_(std::move(request)) {
         if (const int length = fields().buffer_length; length > 0)
             buffer_ = resolve(request_.get(), offsetof(usbdevfs_urb, buffer),

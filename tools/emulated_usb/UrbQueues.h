@@ -14,7 +14,7 @@ namespace zlk::emulated {
 
 class UrbQueues {
   public:
-    /// Takes requests for buffers of at most `memory` bytes together.
+    /// Accepts requests as long as the buffers of all have at most `memory` bytes together.
     UrbQueues(camsim::UsbFunction& function, std::size_t memory)
         : function_(function), memory_(memory) {}
 

@@ -31,8 +31,8 @@ class UsbfsNode {
     UsbfsNode(const UsbfsNode&) = delete;
     UsbfsNode& operator=(const UsbfsNode&) = delete;
 
-    /// Nobody can open the node any more. For clients that have it open, what is under way ends,
-    /// and further ioctls fail with ENODEV.
+    /// Nobody can open the node any more. For clients that have it open, what is under way ends and
+    /// can still be reaped; all other ioctls fail with ENODEV.
     void unplug();
 
   private:
@@ -60,7 +60,7 @@ class UsbfsNode {
 
     std::mutex mutex_;  ///< of all below
     UrbQueues queues_;
-    std::deque<std::function<void()>> forDevice_;   ///< before further packets
+    std::deque<std::function<void()>> forDevice_;   ///< calls to make before further packets
     std::shared_ptr<UMockdevIoctlClient> claimer_;  // referenced, so that no other gets its address
     bool fifoIsFull_ = false, unplugged_ = false;
 };

@@ -91,7 +91,8 @@ Raster shoot(const Scene& scene, Resolution resolution, int orientation) {
     return lyingOnSide(seen, orientation);
 }
 
-/// Each fourth picture is a portrait, with the camera turned one way and the other by turns.
+/// Every fourth picture is a portrait. The camera is turned one way for the first, the other way
+/// for the next, and so on by turns.
 int orientationOf(int shot) {
     return shot % 4 != 2 ? 1 : shot % 8 == 2 ? 6 : 8;
 }

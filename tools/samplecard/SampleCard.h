@@ -12,6 +12,7 @@ struct CardPlan {
     std::uint32_t seed = 1;        ///< the same number gives the same bytes
 };
 
-/// Writes the card. A folder that already has a DCIM or MISC is left alone, since it may be a real
-/// card. Throws std::runtime_error or std::filesystem::filesystem_error, with the reason as text.
+/// Writes the card. Throws std::runtime_error or std::filesystem::filesystem_error, with the reason
+/// as text, if a file can't be written, and also if the folder already has a DCIM or MISC. Such a
+/// folder may be a real card, and nothing is written to it.
 void writeSampleCard(const CardPlan& plan);
