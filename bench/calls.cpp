@@ -1,5 +1,5 @@
-// Measures the cost of small calls, each next to the least that it could cost, so that
-// bench/table.py can print differences. Built on Google Benchmark.
+// Measures the cost of small calls. Some are measured next to the least that they could cost, so
+// that bench/table.py can print the difference. Built on Google Benchmark.
 
 #include <benchmark/benchmark.h>
 
@@ -129,7 +129,7 @@ void writeRows(int count) {
     }
 }
 
-/// The table is read from the settings each time that it is needed.
+/// Every device object, and every list of devices with a share menu, reads the table anew.
 void SupportedCameraList100Rows(benchmark::State& state) {
     writeRows(100);
     for (auto _ : state) {
@@ -139,7 +139,7 @@ void SupportedCameraList100Rows(benchmark::State& state) {
 }
 BENCHMARK(SupportedCameraList100Rows)->Unit(benchmark::kMillisecond);
 
-/// The document of a card with so many pictures, without reading a card.
+/// The document of a card with as many pictures as the argument says, without reading a card.
 void FileInfoDocument(benchmark::State& state) {
     for (auto _ : state) {
         FileInfoList list;

@@ -257,7 +257,7 @@ def copying(scratch):
             file.write(os.urandom(1 << 24))
     mount(card)
 
-    # What the disk does with dirty pages of the copy before must not count for the next one.
+    # What the disk does with dirty pages of the previous copy must not count for the next one.
     def fresh(target):
         target.unlink(missing_ok=True)
         os.sync()

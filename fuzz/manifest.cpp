@@ -25,8 +25,8 @@ ByteSource piecesOf(std::string_view text, std::size_t size) {
     };
 }
 
-/// The records that a manifest can hold, without their sums of SHA-256: those with a path that XML
-/// can hold and another sum.
+/// The records that a manifest can hold, without their sums of SHA-256: those whose path XML can
+/// hold and which have a sum of another kind.
 Generation writable(const RunContent& content) {
     Generation generation;
     for (HashRecord record : content.records) {
@@ -68,7 +68,7 @@ void requireHarmless(RunContent content) {
 
 extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
     fuzz::Input input(data, size);
-    // The first byte is the size of the pieces, from 1 on.
+    // The first byte plus 1 is the size of the pieces.
     const std::size_t piece = input.byte() + 1u;
     const std::string text = input.narrow(size);
     try {

@@ -12,8 +12,8 @@ namespace {
 void readMember(ITypeInfo& info, UINT index) {
     FUNCDESC* member = nullptr;
     fuzz::require(info.GetFuncDesc(index, &member) == S_OK);
-    // A caller can't read a parameter that is a pointer to a pointer, and has room for a limited
-    // number of parameters. The reader must have rejected all others.
+    // The reader must have rejected a member with more parameters than callers have room for, or
+    // with a pointer to a pointer, which they can't read.
     fuzz::require(member->cParams >= 0 && member->cParams <= SHORT{typelib::mostParameters});
     for (SHORT i = 0; i < member->cParams; ++i) {
         const TYPEDESC& type = member->lprgelemdescParam[i].tdesc;
