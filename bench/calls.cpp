@@ -37,8 +37,8 @@ void TraceLineOff(benchmark::State& state) {
 }
 BENCHMARK(TraceLineOff);
 
-/// Creates the object directly, and the next benchmark by its class id through the registered
-/// module: the difference is the price of a component.
+/// Creates the object directly. The next benchmark creates it by its class id, through the
+/// registered module; the difference is the price of a component.
 void NewObject(benchmark::State& state) {
     for (auto _ : state) {
         void* object = nullptr;
@@ -86,7 +86,7 @@ void ReadErrorCode(benchmark::State& state) {
 }
 BENCHMARK(ReadErrorCode);
 
-/// The same property by name, as a script reads it.
+/// The same property through Invoke(), as a script reads it once it knows the id.
 void InvokeErrorCode(benchmark::State& state) {
     // The member's id in the type library.
     constexpr DISPID errorCode = 11;

@@ -1,7 +1,7 @@
-// Measures the PTP stack with the virtual camera that is plugged into this machine. The first three
-// measurements come with the same amount of data over a bare socket between two processes, the
-// least that any solution has to do, and with the CPU seconds of this process for the camera's
-// part. The first argument says what to measure; times are printed in seconds.
+// Measures the PTP stack with the virtual camera that is plugged into this machine. In the first
+// three cases the same amount of data is also sent over a bare socket between two processes, which
+// is the least that any solution has to do, and the CPU seconds that this process spends on the
+// camera's part are printed. The first argument says what to measure; times are in seconds:
 //   object HANDLE SIZE      getObject and a socket
 //   pieces HANDLE SIZE      the same in getPartialObject of 256 KiB; also by how many KiB memory
 //                           grew

@@ -48,7 +48,7 @@ class CMassStorageDev final : public CImageDev {
                        HANDLE target) override;
     DeviceCode GetThumbnail(std::u16string id, std::u16string fileName) override;
 
-    /// Reading a document of more than 16 MiB gives OutOfMemory.
+    /// Reading any document of more than 16 MiB gives OutOfMemory.
     DeviceCode GetDpofFile(std::u16string& text) override;
     DeviceCode PutDpofFile(std::u16string text) override;
     DeviceCode GetIntentFile(std::u16string& text) override;

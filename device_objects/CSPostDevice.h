@@ -29,7 +29,7 @@ class CSPostDevice : public DispatchImpl<ISwiftPostDevice>, public CDevBaseClass
     ~CSPostDevice();
 
   private:
-    // Both are set once the device was reached, even if reading or writing failed.
+    // Set by a reading or a writing that reached the device, even if it then failed.
     bool menuRead = false;
     bool menuWritten = false;
 };

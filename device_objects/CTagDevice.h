@@ -27,7 +27,7 @@ class CTagDevice : public DispatchImpl<ITagDevice>, public CDevBaseClass {
     ~CTagDevice();
 
   private:
-    // Both are set once the device was reached, even if reading or writing failed.
+    // Set by a reading or a writing that reached the device, even if it then failed.
     bool tagsRead = false;
     bool tagsWritten = false;
 };

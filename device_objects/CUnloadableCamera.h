@@ -43,8 +43,9 @@ class CUnloadableCamera : public ObjectProgressInterface,
     HRESULT SaveThumbnail(BSTR id, BSTR fileName) noexcept override;
 
     /// Passes a report on to the application, but not more than one in 250 ms. The first report of
-    /// the object's life, and reports outside of 1 to 99 per cent, always pass. For a report that
-    /// is held back the result is true, so that the transfer goes on.
+    /// the object's life, and reports outside of 1 to 99 per cent, always pass. The result is false
+    /// if the callback returns anything but S_OK. For a report that is held back it is true, so
+    /// that the transfer goes on.
     bool reportProgress(std::int32_t percent) noexcept override;
 
   protected:

@@ -41,7 +41,8 @@ std::vector<std::u16string> valueNames(HKEY key) {
             const std::u16string& name = names.emplace_back(regEnumValueName(key, i));
             if (!name.empty() && !met.insert(upperCase(name)).second) moved = true;
         }
-        // The round counts only if no value was met twice and the number of values is the same.
+        // The round counts only if no value was met twice and the number of values is still the
+        // same.
         if (!moved && regCountValues(key) == count) break;
     }
     return names;

@@ -11,8 +11,8 @@ namespace zlk {
 
 class DeviceInfoList;
 
-/// Implements IDeviceList (server/ZlkCamTr.idl). Each call makes its list anew. Where the settings
-/// name another class for this, that class answers.
+/// Implements IDeviceList (server/ZlkCamTr.idl). Each call makes its list anew. If the settings
+/// name another class for this when the object is made, that class answers.
 class CDeviceList : public DispatchImpl<IDeviceList> {
   public:
     using Interfaces = InterfaceList<IDeviceList, IDispatch>;

@@ -134,8 +134,8 @@ class CDeviceUtilFunctions {
     // -- diagnostics (CDeviceUtilFunctions_diagnostics.cpp)
 
     /// Reports each group of values in a camera's diagnostics document as an event, and stores the
-    /// camera's firmware version in the settings tree. Does nothing without a document, or if it
-    /// lacks model, firmware or serial number.
+    /// camera's firmware version in the registry. Does nothing if the document isn't well-formed,
+    /// or lacks the model, the firmware version or the serial number.
     void logDiagnostics(const std::u16string& contextId, const std::u16string& xml);
 
     /// The number after `VID_` or `&PID_`; 0 if no four hexadecimal digits follow.
@@ -151,7 +151,7 @@ class CDeviceUtilFunctions {
   private:
     /// The path by which the port is opened.
     static std::u16string devicePath(const std::u16string& port);
-    /// Stores the firmware version below the maker's key of the settings.
+    /// Stores the firmware version below the maker's key in the registry, if that key exists.
     void recordFirmware(const std::u16string& contextId, const std::u16string& firmware);
     /// Reports an event. `value` is inserted into `detail`, unless it is empty.
     void reportDiagnostic(std::int32_t eventId, const std::u16string& prefix,

@@ -10,8 +10,8 @@
 
 namespace zlk {
 
-/// Implements IDeviceUtils (server/ZlkCamTr.idl). Where the settings name another class for this,
-/// that class answers.
+/// Implements IDeviceUtils (server/ZlkCamTr.idl). If the settings name another class for this when
+/// the object is made, that class answers all calls but IsDeviceRequestingTagSetup().
 class CDeviceUtils : public DispatchImpl<IDeviceUtils> {
   public:
     using Interfaces = InterfaceList<IDeviceUtils, IDispatch>;

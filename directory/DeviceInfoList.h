@@ -1,5 +1,5 @@
 #pragma once
-// Builds the `devices` document that lists go out in.
+// Builds the `devices` document, in which lists of devices are given to applications.
 
 #include <string>
 

@@ -7,7 +7,7 @@ inline constexpr WCHAR thumbnailLibraryName[] = u"zlkthbg2.DLL";
 inline constexpr char thumbnailEntryPoint[] = "ZLGenerateThumbnailCompressedBufferInForeGround";
 
 /// Makes a JPEG of at most `width` x `height` pixels from the picture at `path` (a buffer of 260
-/// units, terminated), or from a stock picture where that one can't be decoded. Both lengths are at
+/// units, terminated), or from a stock picture if that one can't be decoded. Both lengths are at
 /// least 1, and more than 1024 counts as 1024. May be called on any thread. `flags` is 0. *buffer
 /// receives the JPEG, which stays the library's and is valid until the next call on the same
 /// thread; *size receives its length in bytes, and *second always 0. Returns 0 on success, else one
