@@ -1,6 +1,6 @@
 #pragma once
-// What a camera driver adds to the settings: it is linked into the same library and defines this
-// function, so that the platform needs no knowledge of drivers.
+// The keys that a camera driver adds to the settings. The driver is linked into the same library
+// and defines this function, so that the platform needs no knowledge of drivers.
 
 #include <memory>
 

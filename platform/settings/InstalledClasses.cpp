@@ -10,17 +10,17 @@
 namespace zlk::platform {
 namespace {
 
-// A tree of classes has some hundred keys. More than this means a damaged store whose keys lead in
-// circles.
+// A tree of classes has a few hundred keys. A store with more than this counts as damaged, since
+// its keys may lead in circles.
 constexpr std::size_t maxKeys = 100'000;
 
-/// Whether a key of this name has a module's path as its default value: the module of a class
-/// (InprocServer32), or the one with a type library (win32, win64).
+/// Whether the default value of a key with this name is a path: that of a class's module
+/// (InprocServer32) or of a type library (win32, win64).
 bool namesFile(std::u16string_view key) {
     return key == u"INPROCSERVER32" || key == u"WIN64" || key == u"WIN32";
 }
 
-/// Cuts a module's path to its bare name, because installed modules are found beside the store.
+/// Cuts a path to its bare file name, because installed modules are found beside the store.
 void makeBare(std::vector<BYTE>& text) {
     std::u16string path(text.size() / 2, u'\0');
     std::memcpy(path.data(), text.data(), path.size() * 2);
@@ -33,7 +33,7 @@ void makeBare(std::vector<BYTE>& text) {
 InstalledClasses::InstalledClasses() : path_(modulesFolder() + "/classes.db") {}
 
 std::shared_ptr<const RegistryContent> InstalledClasses::find(const RegistryPath& path) {
-    // Each call asks statx() once whether the file is still the one that was read.
+    // Each call finds out whether the file is still the one that was read, which takes one statx().
     const FileStamp now = path_.empty() ? FileStamp{} : FileStamp::of(path_);
     if (now != stamp_) {
         failure_ = ERROR_SUCCESS;
@@ -61,7 +61,8 @@ InstalledClasses::Keys InstalledClasses::load() {
     RegistryDatabase database(path_, RegistryDatabase::Mode::Immutable);
     checkTables(database, path_);
 
-    // The tree is walked with a list of keys still to be read, and without recursion.
+    // The keys that are still to be read stand in a list, because recursion could exhaust the stack
+    // if the keys lead in circles.
     std::vector<std::pair<std::int64_t, std::u16string>> waiting{{classesRootId, u""}};
     while (!waiting.empty()) {
         const auto [key, path] = std::move(waiting.back());
@@ -84,7 +85,7 @@ void InstalledClasses::save(RegistryStore& store, const std::string& path) {
     RegistryDatabase target;
     createTables(target);
     std::size_t keys = 0;
-    // A key in the store, its copy in the target, and whether its default value is a module's path.
+    // A key in the store, its copy in the target, and whether its default value is a path to cut.
     struct Pair {
         std::int64_t from, to;
         bool namesFile;

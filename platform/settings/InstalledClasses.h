@@ -1,8 +1,8 @@
 #pragma once
 // The classes of the installed modules: read-only keys from the file `zlkcamtr/classes.db` beside
 // this library. The file is written when the tree is installed and by nobody afterwards. It is read
-// as a whole, and again when it has been replaced; it doesn't stay open. Used under the lock of
-// RegistryKeys.
+// as a whole, and again when it has been replaced; it doesn't stay open. RegistryKeys has the lock
+// under which it is used.
 
 #include <map>
 #include <string>
@@ -16,19 +16,21 @@ namespace zlk::platform {
 class InstalledClasses : public RegistryBackdrop {
   public:
     InstalledClasses();
-    /// As RegistryBackdrop::find. Throws ERROR_ACCESS_DENIED for a file that isn't trusted,
-    /// ERROR_BADDB for one that isn't a store.
+    /// As RegistryBackdrop::find. Throws ERROR_ACCESS_DENIED for a file that isn't trusted or may
+    /// not be read, ERROR_BADDB for one that is no store of this version or is damaged, and other
+    /// errors if the file can't be read at the moment.
     std::shared_ptr<const RegistryContent> find(const RegistryPath& path) override;
 
-    /// Writes the classes of `store` to the new file `path` in the form of classes.db. Throws
-    /// RegistryFailure.
+    /// Writes the classes of `store` to the new file `path` in the form of classes.db, with the
+    /// paths of modules and type libraries cut to bare names. Throws RegistryFailure,
+    /// ERROR_FILE_EXISTS if there is such a file.
     static void save(RegistryStore& store, const std::string& path);
 
   private:
     using Keys =
         std::map<std::u16string, std::shared_ptr<const RegistryContent>>;  // by folded path
 
-    /// Reads all keys of the file; none if there is no file. Throws RegistryFailure.
+    /// Reads all keys of the file. Throws RegistryFailure.
     Keys load();
     std::string path_;               // of classes.db
     FileStamp stamp_;                // of the file that keys_ or failure_ is from

@@ -1,6 +1,7 @@
 #pragma once
 // Reads the platform's own settings, the values of
-// HKEY_LOCAL_MACHINE\Software\Zephyr-Lanthorn\Platform. Each call reads anew, on any thread.
+// HKEY_LOCAL_MACHINE\Software\Zephyr-Lanthorn\Platform. Each call reads the value anew. Any thread
+// may call.
 
 #include <string>
 
@@ -8,10 +9,10 @@
 
 namespace zlk::platform {
 
-/// A text; empty where it isn't set, isn't a text, or has more than 1,000 units with its
-/// terminator.
+/// The text in a value; empty if the value is missing, isn't REG_SZ, has more than 1,000 units with
+/// its terminator, or can't be read.
 std::u16string platformText(const WCHAR* name);
-/// A number; `otherwise` where it isn't set or isn't a number.
+/// The number in a value; `otherwise` if the value is missing, isn't REG_DWORD, or can't be read.
 DWORD platformNumber(const WCHAR* name, DWORD otherwise);
 
 }  // namespace zlk::platform

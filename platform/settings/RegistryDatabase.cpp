@@ -65,7 +65,7 @@ DWORD errorFromSqlite(int code, int systemError) {
                 return error;
             return ERROR_IO_DEVICE;
         }
-        default:  // SQLITE_CORRUPT, SQLITE_NOTADB, and SQLITE_ERROR for tables that aren't there
+        default:  // such as SQLITE_CORRUPT, SQLITE_NOTADB, or SQLITE_ERROR if a table is missing
             return ERROR_BADDB;
     }
 }
@@ -100,7 +100,7 @@ RegistryDatabase::RegistryDatabase(const std::string& path, Mode mode)
     if (code != SQLITE_OK) fail(code);
     ::sqlite3_busy_timeout(connection, busyTimeout);
     // The log file stays when its last user closes the store: a reader without the right to make
-    // files can't open a store whose log is missing.
+    // files can't share a store whose log is missing.
     int keepLog = 1;
     ::sqlite3_file_control(connection, "main", SQLITE_FCNTL_PERSIST_WAL, &keepLog);
     // SQL in the file itself isn't trusted. NORMAL keeps a commit when the process dies, and waits
@@ -176,7 +176,7 @@ void RegistryDatabase::closeQuickly() noexcept {
 }
 
 void RegistryDatabase::abandon() noexcept {
-    // Leaked on purpose: finalizing or closing would touch the parent's files and locks.
+    // Leaked on purpose: finalizing or closing could write to the parent's files.
     for (auto& [sql, prepared] : statements_) static_cast<void>(prepared.release());
     static_cast<void>(connection_.release());
 }

@@ -26,9 +26,10 @@ class RegistryDatabase {
         Immutable,  ///< nobody writes it while it is open
     };
 
-    /// Opens an existing store. Throws RegistryFailure.
+    /// Opens an existing store. One that is shared and can be written gets the kind of log that
+    /// works on its file system. Throws RegistryFailure.
     RegistryDatabase(const std::string& path, Mode mode);
-    /// Makes a new store in memory, without tables.
+    /// Makes a new store in memory, without tables. Throws RegistryFailure.
     RegistryDatabase();
 
     bool immutable() const noexcept { return immutable_; }
@@ -40,26 +41,27 @@ class RegistryDatabase {
     /// The content of the file that this database would be stored as.
     std::vector<BYTE> image();
 
-    /// Bytes in memory shared with all writers, which differ after every commit by any of them.
-    /// Reading them costs no system call. None where there is no such memory: for a store without a
-    /// write-ahead log, or one whose log can't be shared.
+    /// Bytes that all writers of a store share in memory, and that are different after each commit.
+    /// Once the memory is mapped, reading them costs no system call. There are none if the store
+    /// was opened as immutable, has no write-ahead log, or has one that can't be shared.
     using ChangeMark = std::array<BYTE, 48>;
     std::optional<ChangeMark> changeMark() noexcept;
-    /// A number that differs after a commit by another connection. Takes some microseconds.
+    /// A number that is different after each commit by another connection. Reading it takes some
+    /// microseconds.
     std::int64_t dataVersion();
 
-    /// Closes the connection without writing the write-ahead log back, which the next user will do.
+    /// Closes the connection, and leaves it to the store's next user to write the log back.
     void closeQuickly() noexcept;
-    /// Drops the connection without closing it. In a forked child it belongs to the parent, whose
-    /// locks closing would release.
+    /// Drops the connection without closing it. A forked child does this with its parent's
+    /// connection: it doesn't inherit the file locks on which the connection relies.
     void abandon() noexcept;
 
     /// Runs statements that have no results. Throws RegistryFailure.
     void execute(const char* sql);
     /// Throws the RegistryFailure that stands for a result code of SQLite, after a line to the
-    /// diagnostics if the store is damaged or the disk is at fault.
+    /// diagnostics if the store is damaged, or if the disk is full or fails.
     [[noreturn]] void fail(int code);
-    /// The same for content that can be read and makes no sense.
+    /// Reports a store whose content makes no sense as damaged (ERROR_BADDB).
     [[noreturn]] void failAsBroken();
 
   private:
@@ -73,7 +75,7 @@ class RegistryDatabase {
 
     std::string path_;
     bool immutable_ = false;
-    bool sharesLog_ = false;  // whether changeMark() works; can't change while it is open
+    bool sharesLog_ = false;  // the store has a log with shared memory; stays so while it is open
     std::unique_ptr<sqlite3, Close> connection_;
     std::map<const char*, std::unique_ptr<sqlite3_stmt, Close>> statements_;  // by text address
 };
@@ -102,7 +104,8 @@ class RegistryQuery {
         }
     }
     /// Columns of the current row, counted from 0. All but isNull throw ERROR_BADDB for a column of
-    /// another type. Bytes are valid until the next row.
+    /// another type, and name() also for bytes that are no name. Bytes are valid until the call of
+    /// next() or the end of the query.
     bool isNull(int column);
     std::int64_t number(int column);
     std::span<const BYTE> bytes(int column);

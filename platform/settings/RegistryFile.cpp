@@ -27,7 +27,8 @@ constexpr const char* logSuffixes[] = {"-wal", "-shm", "-journal"};
 
 [[noreturn]] void failFromErrno(int error) {
     const DWORD code = errorFromErrno(error);
-    // The store's calls have one code for all the reasons why a store can't be written.
+    // Callers know one code for a store that may not be written, whether the file system or the
+    // mode forbids it.
     throw RegistryFailure{code == ERROR_WRITE_PROTECT ? ERROR_ACCESS_DENIED : code};
 }
 
@@ -40,7 +41,8 @@ std::string folderOf(const std::string& path) {
     return slash == std::string::npos ? "." : path.substr(0, slash + 1);
 }
 
-/// Checks one of the files that make up a store; false if there is none.
+/// Reads the status of one of the files that make up a store, and checks it. False if the file is
+/// missing. Throws RegistryFailure.
 bool checkFile(const std::string& path, struct stat& status) {
     if (::lstat(path.c_str(), &status) != 0) {
         if (errno == ENOENT) return false;
@@ -54,7 +56,8 @@ bool checkFile(const std::string& path, struct stat& status) {
     return true;
 }
 
-/// The lock on a folder under which a process makes a store there; it ends with the process.
+/// The lock on a folder that a process holds while it makes a store there. It ends with this
+/// object, or when the process dies.
 class CreationLock {
   public:
     explicit CreationLock(const std::string& folder)
@@ -73,7 +76,7 @@ class CreationLock {
     Descriptor folder_;
 };
 
-// Writes all bytes and waits until they are on disk. Throws RegistryFailure.
+// Writes all bytes, sets the mode, and waits until both are on disk. Throws RegistryFailure.
 void writeWhole(int fd, std::span<const BYTE> bytes, mode_t mode) {
     while (!bytes.empty()) {
         const ssize_t done = ::write(fd, bytes.data(), bytes.size());
@@ -141,7 +144,7 @@ bool sharesMemory(const std::string& path) noexcept {
 void createWholeFile(const std::string& path, std::span<const BYTE> bytes, mode_t mode) {
     const std::string folder = folderOf(path);
     // A file without a name gets its content first, and then a name in one step that fails if the
-    // name is taken. A process that is killed before leaves nothing behind.
+    // name is taken. A process that is killed before this step leaves nothing behind.
     const Descriptor unnamed(::open(folder.c_str(), O_TMPFILE | O_RDWR | O_CLOEXEC, 0600));
     if (unnamed) {
         writeWhole(unnamed.get(), bytes, mode);
@@ -162,7 +165,8 @@ void createWholeFile(const std::string& path, std::span<const BYTE> bytes, mode_
         if (::renameat2(AT_FDCWD, temporary.c_str(), AT_FDCWD, path.c_str(), RENAME_NOREPLACE) == 0)
             return;
         error = errno;
-        // Where the file system has no rename that replaces nothing, a hard link does the same.
+        // On a file system without RENAME_NOREPLACE, a hard link gives the name only if it is free,
+        // too.
         if (error == EINVAL) error = ::link(temporary.c_str(), path.c_str()) == 0 ? 0 : errno;
     } catch (const RegistryFailure&) {
         ::unlink(temporary.c_str());
@@ -185,8 +189,8 @@ void createStoreFile(const std::string& path, mode_t mode) {
     const CreationLock lock(folderOf(path));
     if (FileStamp::of(path).exists()) return;
     // The logs of a store that was deleted would be taken for the new one's, so they are removed
-    // first. But one that holds changes may be the only copy of somebody's settings, and then
-    // nothing is made.
+    // first. But a log that holds changes may be the only copy of somebody's settings, so in that
+    // case nothing is made.
     for (const char* suffix : logSuffixes) {
         const FileStamp left = FileStamp::of(path + suffix);
         const bool scratch = std::string_view(suffix) == "-shm";

@@ -10,7 +10,7 @@
 
 namespace zlk::platform {
 
-/// Identifies one state of a file; all zeros if there is no file.
+/// Identifies one state of a file; all zeros if there is no file, or if its state can't be read.
 struct FileStamp {
     dev_t device = 0;
     std::uint64_t inode = 0;
@@ -20,35 +20,39 @@ struct FileStamp {
 
     static FileStamp of(const std::string& path) noexcept;
     bool exists() const noexcept { return inode != 0; }
-    /// Whether it is the same file, possibly with other content. The time of its making tells it
-    /// from a new file that got the inode number of a deleted one.
+    /// Whether both stamps are of one file, possibly with different content. A new file may get the
+    /// inode number of a deleted one, but differs from that in the time at which it was made.
     bool sameFileAs(const FileStamp& other) const noexcept {
         return device == other.device && inode == other.inode && made == other.made;
     }
     friend bool operator==(const FileStamp&, const FileStamp&) = default;
 };
 
-/// Checks a store's file and its logs. False if there is no file. Throws RegistryFailure, after a
-/// line to the diagnostics, for a file that others may write (ERROR_ACCESS_DENIED), and for
-/// something that isn't a file or is empty (ERROR_BADDB).
+/// Checks a store's file and those of its logs that exist. False if the store itself is missing.
+/// Throws ERROR_ACCESS_DENIED for a file that others may write, and ERROR_BADDB for something that
+/// isn't a regular file or for an empty store, each after a line to the diagnostics; or the error
+/// of a file that can't be looked at.
 bool checkStoreFile(const std::string& path);
 
-/// Whether the caller may read the store at `path`.
+/// Whether this process may read the store's file; the logs aren't looked at.
 bool mayReadStore(const std::string& path) noexcept;
-/// Whether the caller may change the store at `path`, or make one there.
+/// Whether this process may write the store at `path` with its write-ahead log, or make those of
+/// these files that are missing.
 bool mayWriteStore(const std::string& path) noexcept;
 
 /// Whether processes that map a file on the file system of `path` see each other's writes at once,
-/// which a write-ahead log needs. Over a network they don't.
+/// which a write-ahead log needs. Over a network they don't, and where it isn't known (FUSE, or a
+/// path that can't be looked at) the result is false, too.
 bool sharesMemory(const std::string& path) noexcept;
 
-/// Makes an empty store, unless another process has made one meanwhile. It never changes a store
-/// that is there. The logs of a store that was deleted are removed, unless they hold changes
-/// (ERROR_BADDB). Throws RegistryFailure.
+/// Makes an empty store. If there is a file at `path` already, it stays as it is. Logs that a
+/// deleted store has left are removed; but if one of them holds changes, nothing is made
+/// (ERROR_BADDB). ERROR_BUSY if another process holds the lock on the folder for more than five
+/// seconds. Throws RegistryFailure.
 void createStoreFile(const std::string& path, mode_t mode);
 
-/// Makes a new file that appears with its whole content or not at all, on disk already. Throws
-/// RegistryFailure, with ERROR_FILE_EXISTS for a name that is taken.
+/// Makes a new file, which appears at `path` only after its whole content is on disk. Throws
+/// RegistryFailure, with ERROR_FILE_EXISTS if the name is taken.
 void createWholeFile(const std::string& path, std::span<const BYTE> bytes, mode_t mode);
 
 }  // namespace zlk::platform

@@ -36,8 +36,9 @@ const RegistryValue* findValue(const RegistryValues& values, const std::u16strin
     return found == values.end() ? nullptr : &*found;
 }
 
-/// Whether a value already has this content, so that writing it would change nothing. To be stored
-/// anew it must also be the last one, with this spelling.
+/// Whether a value already has this content, so that writing it would change nothing. With `anew`,
+/// it must also be the last value and have this spelling. A large value, whose data isn't at hand,
+/// never counts as equal.
 bool standsAlready(const RegistryValues& values, const RegistryName& name, DWORD type,
                    std::span<const BYTE> data, bool anew) {
     const RegistryValue* const held = findValue(values, name.folded);
@@ -56,8 +57,8 @@ std::int64_t makePath(RegistryDatabase& database, std::int64_t key,
     return key;
 }
 
-/// The number of a key in the store. A key that only the backdrop has is made there, once something
-/// is written to it or below it.
+/// The number of `key` in the store, for writing to the key or below it. A key that only the
+/// backdrop has is made in the store for this.
 std::int64_t ownOrMade(RegistryDatabase& database, const RegistryKeys::OpenKey& key) {
     return key.own ? key.own : makePath(database, rootIdOf(key), key.path);
 }
@@ -202,12 +203,12 @@ HKEY RegistryKeys::openExisting(OpenKey& parent, const View& seen, const Registr
     // One transaction for the whole path: it is faster, and sees one state of the store.
     store_.read([&] {
         own = descend(parent.own, std::span(path).subspan(parent.path.size()));
-        // A caller that opens a key reads its values next, so they are read in the same
+        // A caller that opens a key mostly reads its values next, so they are read in the same
         // transaction.
         store_.values(own);
     });
     if (!own && !path.empty() && !isBehind(parent, seen, path)) return nullptr;
-    // Refused now and not at the first write, as callers expect of rights.
+    // Callers expect that missing rights are reported by the opening and not by the first write.
     if ((access & writeAccess) && !store_.writable()) throw RegistryFailure{ERROR_ACCESS_DENIED};
     return add(parent.root, path, access, own);
 }
@@ -251,8 +252,8 @@ void RegistryKeys::setValue(HKEY handle, const RegistryName& name, DWORD type,
                             std::span<const BYTE> data, bool anew) {
     OpenKey& key = findForWriting(handle);
     locate(key, true);
-    // A listing of cameras stores a value for each of them that nearly always is there already.
-    // Comparing first saves a write, which waits for the disk.
+    // A listing of cameras stores a value for each camera, and nearly always the value is there
+    // already. Comparing first saves a write, which waits for the disk.
     const RegistryValues* const values = store_.values(key.own);
     if (values && standsAlready(*values, name, type, data, anew)) return;
     std::int64_t own = 0;

@@ -4,8 +4,8 @@
 //
 // One lock guards everything, the store included. While it is held, SQLite takes locks of its own,
 // and the driver takes those of its list of devices; lines for the diagnostics wait until the lock
-// is free. A fork takes the lock and closes the connection first: if parent and child had one
-// connection, closing it in one of them would release the other's file locks.
+// is free. Before a fork, the lock is taken and the connection is closed, because the child
+// wouldn't inherit the file locks on which the connection relies.
 
 #include <memory>
 #include <mutex>
@@ -53,7 +53,8 @@ class RegistryKeys {
         std::optional<RegistryValue> large_;  // a value that isn't kept at hand, read for value()
     };
 
-    /// Runs the body of a call under the lock; what it throws becomes the call's result.
+    /// Runs the body of a call under the lock. An exception of the body becomes the call's result;
+    /// without one the result is ERROR_SUCCESS.
     template <class Body>
     static LSTATUS run(Body&& body) noexcept {
         const DiagnosticDelay delay;
@@ -87,22 +88,25 @@ class RegistryKeys {
 
   private:
     static RegistryKeys& instance();
-    /// The open key of a handle; throws ERROR_INVALID_HANDLE.
+    /// The open key of a handle. Throws ERROR_INVALID_HANDLE, or for a root ERROR_ACCESS_DENIED if
+    /// the machine root can't be used.
     OpenKey& find(HKEY key);
-    /// The same for a handle that may write; throws ERROR_ACCESS_DENIED.
+    /// The same for writing. Throws ERROR_ACCESS_DENIED for a handle without KEY_SET_VALUE as well.
     OpenKey& findForWriting(HKEY key);
-    /// The backdrop's content of the key at `path`; null if it has no such key.
+    /// The backdrop's content of the key at `path`; null if the backdrop has no such key.
     std::shared_ptr<const RegistryContent> behind(HKEY root, const RegistryPath& path);
-    /// Brings the store up to date and looks the key up in it again, since another process may have
-    /// made or deleted it. Throws ERROR_KEY_DELETED. `lookForFile`: as in RegistryStore::refresh.
+    /// Brings the store up to date, and `key` with it, since another process may have made or
+    /// deleted the key. Throws ERROR_KEY_DELETED if neither the store nor the backdrop has the key
+    /// any more. `lookForFile`: as in RegistryStore::refresh.
     View locate(OpenKey& key, bool lookForFile);
     /// Follows a path in the store from a key's number; 0 if a key on it is missing.
     std::int64_t descend(std::int64_t key, std::span<const RegistryName> path);
     HKEY add(HKEY root, RegistryPath path, DWORD access, std::int64_t own);
-    /// Whether the backdrop has the key at `path`. If it is a child of `parent`, what was just seen
-    /// of the parent answers that without another look.
+    /// Whether the backdrop has the key at `path`. A child of `parent` is looked for in `seen`, the
+    /// parent's content, which was just read.
     bool isBehind(const OpenKey& parent, const View& seen, const RegistryPath& path);
-    /// Opens a key that the store or the backdrop has; null if neither does.
+    /// Opens a key that the store or the backdrop has; null if neither does. Throws
+    /// ERROR_ACCESS_DENIED for access that includes writing if the store can't be written.
     HKEY openExisting(OpenKey& parent, const View& seen, const RegistryPath& path, DWORD access);
 
     std::mutex lock_;
@@ -111,8 +115,8 @@ class RegistryKeys {
     std::unique_ptr<RegistryBackdrop> devices_ = makeDeviceKeys();
     OpenKey classesRoot_, localMachine_;
     std::unordered_map<std::uintptr_t, OpenKey> keys_;
-    // The key handle given last. The numbers lie above those of the roots, and are never used
-    // twice.
+    // The number of the key handle that was given last. Numbers lie above those of the roots, and
+    // none is used twice.
     std::uintptr_t last_ = 0x1'0000'0000;
 };
 

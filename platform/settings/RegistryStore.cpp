@@ -75,7 +75,8 @@ std::unique_ptr<RegistryDatabase> RegistryStore::connect() const {
             // A reader that may not make files can't share a store that has no log. But without a
             // log nobody is writing the store, so it may be opened as immutable.
             if (!hasLog()) return connectAs(RegistryDatabase::Mode::Immutable);
-            // The log may belong to a writer that was just coming, and be complete in a moment.
+            // The log may be that of a writer that has just opened the store, and be complete in a
+            // moment.
             if (last || !mayReadStore(path_)) throw;
         }
         std::this_thread::sleep_for(std::chrono::milliseconds(1));
@@ -115,7 +116,7 @@ std::int64_t RegistryStore::child(std::int64_t parent, const std::u16string& fol
     const std::int64_t key = findChild(*database_, parent, folded);
     if (children_.size() >= maxKnown) children_.clear();
     children_.emplace(std::pair(parent, folded), key);
-    // A child that was found exists, so known() needn't ask for it.
+    // A child that was found exists, so known() needn't look for it in the store.
     if (key && known_.size() < maxKnown) known_.try_emplace(key);
     return key;
 }

@@ -35,9 +35,11 @@ class RegistryStore {
 
     /// Brings the connection and the cache up to date; must precede each call's first read. With
     /// `lookForFile` it also checks whether the file is still there and the same, which an open
-    /// connection doesn't notice. Throws RegistryFailure, as all functions below.
+    /// connection doesn't notice. Throws RegistryFailure, as the functions below do that read or
+    /// write.
     void refresh(bool lookForFile);
-    /// Changes when the file is replaced by another one, whose key numbers are different.
+    /// Changes when the file appears, is gone, or is replaced by another one, because a key's
+    /// number is valid in one file only.
     std::uint64_t generation() const noexcept { return generation_; }
     /// Whether the caller may write the store, or make it.
     bool writable();
@@ -45,21 +47,23 @@ class RegistryStore {
     /// The number of the key `folded` below `parent`; 0 if there is none.
     std::int64_t child(std::int64_t parent, const std::u16string& folded);
     /// The values or subkeys of a key; null if there is no such key. Valid until the next refresh
-    /// or write.
+    /// or write, or until another key's values or subkeys are read, which may empty the cache.
     const RegistryValues* values(std::int64_t key);
     const RegistryNames* subKeys(std::int64_t key);
-    /// Reads a value from the store, of any size and past the cache; false if there is none.
+    /// Reads a value of any size from the store itself and not from the cache; false if there is
+    /// none.
     bool value(std::int64_t key, const std::u16string& folded, DWORD& type,
                std::vector<BYTE>& data);
 
-    /// Runs several reads in one transaction, and so on one state of the store.
+    /// Runs `body` in one transaction, so that all of its reads see one state of the store.
     void read(const std::function<void()>& body);
     /// Runs a change in one transaction: it happens as a whole or not at all. `body` works on the
-    /// tables and may throw. Makes the store if there is none.
+    /// tables and may throw. Makes the store if there is none. Throws ERROR_ACCESS_DENIED if the
+    /// store is open as immutable.
     void write(const std::function<void(RegistryDatabase&)>& body);
 
     /// Closes the connection; the next use opens another. With `quickly` the log isn't written
-    /// back.
+    /// back. In a forked child this does nothing, because the connection is the parent's.
     void release(bool quickly) noexcept;
 
   private:
@@ -72,8 +76,8 @@ class RegistryStore {
     /// Whether the store has a write-ahead log. Then the store's file alone may lack the last
     /// commits.
     bool hasLog() const;
-    /// Whether a writer is just making the log: it has no index yet, and this process may not make
-    /// one.
+    /// Whether the log has no index, and this process may not make one. A writer that is just
+    /// making the log will.
     bool logIsHalfMade() const;
     /// Opens a connection with the rights that the caller has. A reader waits up to 100 ms for a
     /// log that a writer is making.
@@ -88,9 +92,9 @@ class RegistryStore {
     FileStamp file_;  // of the file that is open, or was last looked for
     ForkMark fork_;   // the process that opened database_
     std::uint64_t generation_ = 0;
-    std::optional<bool> writable_;  // none: not asked yet
+    std::optional<bool> writable_;  // none: not found out yet
 
-    // The state that the cache is of.
+    // The cache, after what identifies the state of the store that it has.
     std::optional<RegistryDatabase::ChangeMark> mark_;
     std::int64_t version_ = 0;
     std::unordered_map<std::int64_t, Known> known_;  // only keys that exist

@@ -37,7 +37,8 @@ constexpr char formVersionSql[] = "PRAGMA user_version";
 constexpr char keyExistsSql[] = "SELECT 1 FROM key WHERE id = ?";
 constexpr char findChildSql[] = "SELECT id FROM key WHERE parent = ? AND folded = ?";
 constexpr char subKeysSql[] = "SELECT name, folded FROM key WHERE parent = ? ORDER BY folded";
-// The limit for data in this query is dataAtHand.
+// The text of a query can't name a constant, so dataAtHand stands here as a number. Larger data
+// comes as null, and readValue reads it.
 constexpr char valuesSql[] =
     "SELECT name, folded, type, length(data), CASE WHEN length(data) <= 4096 THEN data END "
     "FROM value WHERE key = ? ORDER BY place";

@@ -4,10 +4,10 @@
 //     key    id (never used twice), parent (null for the two roots), folded, name
 //     value  key, place (grows with each new value), folded, name, type, data
 //
-// A name is a blob of big-endian UTF-16: every unit comes back as it went in, even if it isn't
-// valid text, and the blobs sort in the order of compareIgnoringCase. `folded` is the name in upper
-// case. Deleting a key deletes what lies below it. The values of a key are stored together and in
-// order.
+// A name is a blob of big-endian UTF-16: every unit comes back as it went in, even in a name that
+// isn't valid UTF-16. `folded` is the name in upper case, and its blobs sort in the order of
+// compareIgnoringCase. Deleting a key deletes what lies below it. The values of a key are stored
+// together, in the order of `place`.
 //
 // All functions throw RegistryFailure.
 
@@ -24,7 +24,8 @@ inline constexpr std::int64_t classesRootId = 2;
 inline constexpr std::size_t dataAtHand = 4096;  // bytes
 
 void createTables(RegistryDatabase& database);
-/// Throws ERROR_BADDB for a database of another program, or of another version.
+/// Throws ERROR_BADDB, after a line to the diagnostics that names `path`, for a database of another
+/// program or another version.
 void checkTables(RegistryDatabase& database, const std::string& path);
 
 bool keyExists(RegistryDatabase& database, std::int64_t key);

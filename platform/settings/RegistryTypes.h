@@ -1,5 +1,5 @@
 #pragma once
-// The types that the files of the settings store hand to each other.
+// The types that the parts of the settings store share.
 
 #include <memory>
 #include <optional>
@@ -12,7 +12,7 @@
 
 namespace zlk::platform {
 
-/// Thrown inside the settings store; the public call at its entry returns `code` as its result.
+/// Thrown inside the settings store. The public call in which this happens returns `code`.
 struct RegistryFailure {
     DWORD code;
 };
@@ -51,8 +51,8 @@ struct RegistryContent {
     RegistryNames subKeys;
 };
 
-/// Read-only keys that are joined with the store's own ones below one root, wherever they come
-/// from. What the store has at the same path wins; enumerations show both.
+/// Read-only keys from another source, which are joined with the store's own keys below one root.
+/// Enumerations show the keys and values of both; of two with the same name, the store's counts.
 class RegistryBackdrop {
   public:
     virtual ~RegistryBackdrop() = default;
