@@ -120,7 +120,8 @@ void LoadedClass::noteUse() noexcept {
 bool LoadedClass::mayUnload() noexcept {
     const bool idle = canUnloadNow_ && canUnloadNow_() == S_OK;
     if (idle && user_ == std::this_thread::get_id() && !usedByOthers_) return true;
-    // Idle now, at the last call, and unused between the two: only then does the time count.
+    // The time counts only while the module is found idle by each call and isn't used between two
+    // calls.
     const bool used = used_.exchange(false);
     const bool stillIdle = idle && idle_ && !used;
     idle_ = idle;
@@ -153,8 +154,8 @@ HRESULT ClassTable::find(const GUID& clsid, std::shared_ptr<LoadedClass>& loaded
     }
     std::shared_ptr<LoadedClass> made;
     if (const HRESULT result = LoadedClass::load(clsid, made); FAILED(result)) return result;
-    // Two threads may have loaded the class at once. The first one's entry stays; the other one's
-    // has made no object yet, and ends with `made`, after the lock is released.
+    // Two threads may have loaded the class at once. The entry that was added first stays. The
+    // other one has made no object yet, and ends with `made`, after the lock is released.
     const std::unique_lock lock(mutex_);
     loaded = classes_.try_emplace(clsid, made).first->second;
     loaded->noteUse();

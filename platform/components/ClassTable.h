@@ -1,11 +1,12 @@
 #pragma once
 // The component classes that this process has loaded.
 //
-// Finding a class that is in the table costs a look-up under a shared lock. No lock is held while
-// the registry is read or while a module's code runs, so that a module may make objects of other
-// classes, or of its own, from anywhere: its factory, a constructor, its static initialization. The
-// one exception is DllCanUnloadNow, which only reads a count: as long as the table is locked nobody
-// can begin to make an object, so its answer still holds when the entry is removed.
+// Finding a class that is in the table costs a look-up under a shared lock. The table isn't locked
+// while the registry is read or while a module's code runs, so that a module may make objects of
+// other classes, or of its own, from anywhere: its factory, a constructor, its static
+// initialization. The one exception is DllCanUnloadNow, which only reads a count: as long as the
+// table is locked nobody can begin to make an object, so its answer still holds when the entry is
+// removed.
 //
 // An entry keeps its module loaded, with a load of its own for each class. It is shared by the
 // table and the calls that are just making an object with it: that object isn't in the module's
@@ -30,7 +31,8 @@ namespace zlk::platform {
 /// A class's factory and the module that it is in.
 class LoadedClass {
   public:
-    /// Loads the module of a class and gets its factory. Results as of CoCreateInstance.
+    /// Loads the module of a class and gets the class's factory. A failure has the HRESULT that
+    /// CoCreateInstance has for it. Throws std::bad_alloc.
     static HRESULT load(const GUID& clsid, std::shared_ptr<LoadedClass>& loaded);
 
     /// Takes over one load of the module.
@@ -43,8 +45,8 @@ class LoadedClass {
 
     /// Notes that the calling thread makes an object. Called with the table locked, shared or not.
     void noteUse() noexcept;
-    /// Whether the module may be unloaded now, as far as this class is concerned. Called with the
-    /// table locked exclusively.
+    /// Whether the module may be unloaded now, as far as this class is concerned. Notes for the
+    /// next call whether the module is idle. Called with the table locked exclusively.
     bool mayUnload() noexcept;
 
   private:
@@ -54,7 +56,7 @@ class LoadedClass {
     HRESULT (*canUnloadNow_)() noexcept;
     ComPtr<IClassFactory> factory_;
     std::atomic<std::thread::id> user_;       ///< the thread that made an object last
-    std::atomic<bool> usedByOthers_ = false;  ///< a thread other than user_ made an object
+    std::atomic<bool> usedByOthers_ = false;  ///< more than one thread has made objects
     std::atomic<bool> used_ = false;          ///< an object was made since the last mayUnload()
     bool idle_ = false;                       ///< the module was idle at the last mayUnload()
     DWORD idleSince_ = 0;                     ///< tick count; valid while idle_
@@ -66,8 +68,9 @@ class ClassTable {
     static ClassTable& instance();
     ClassTable();
 
-    /// Gives the class, which is loaded if it isn't in the table yet. Results as of
-    /// CoCreateInstance.
+    /// Gives the class, which is loaded if it isn't in the table yet, and notes that the calling
+    /// thread is about to make an object of it. A failure has the HRESULT that CoCreateInstance has
+    /// for it. Throws std::bad_alloc.
     HRESULT find(const GUID& clsid, std::shared_ptr<LoadedClass>& loaded);
     /// The body of CoFreeUnusedLibraries.
     void freeUnused() noexcept;

@@ -21,9 +21,9 @@
 namespace zlk::platform {
 namespace {
 
-/// The path of this machine to the regular file that a path text means, with symbolic links as they
-/// are. Anything but a regular file is refused, because the loader could wait for a writer there.
-/// Empty with the last error.
+/// The POSIX path of the regular file to which the path `name` leads; symbolic links in it aren't
+/// resolved. Anything but a regular file is refused, because the loader could wait at a pipe for a
+/// writer. Empty with the last error.
 std::string regularFile(const std::u16string& name) {
     std::optional<PathTarget> target = PathTarget::find(name.c_str());
     const Descriptor file = target ? target->open(O_PATH | O_CLOEXEC) : Descriptor();

@@ -1,5 +1,5 @@
 #pragma once
-// Finds the file of a module by the name that callers use.
+// Finds the file of a module by the name that callers use, and checks that it is complete.
 
 #include <string>
 #include <string_view>
@@ -9,16 +9,16 @@
 namespace zlk::platform {
 
 /// The absolute path of the module file that `name` stands for (see LoadLibraryW); symbolic links
-/// in it aren't resolved. Empty with ERROR_MOD_NOT_FOUND if there is no such file, or with
-/// ERROR_TOO_MANY_OPEN_FILES.
+/// in it aren't resolved. Empty with ERROR_MOD_NOT_FOUND if no such regular file can be reached, or
+/// with ERROR_TOO_MANY_OPEN_FILES.
 std::string findModuleFile(std::u16string_view name);
 
-/// Whether a file has all the bytes that its ELF headers want mapped; false with the same errors.
-/// The dynamic loader doesn't check that, and SIGBUS would end this process when it touches a page
-/// of a module that was copied only in part.
+/// Whether a file has all the bytes that its ELF headers want mapped; false with the errors of
+/// findModuleFile. The dynamic loader doesn't check that, and SIGBUS would end this process when it
+/// touches a page of a module that was copied only in part.
 bool isWholeModule(const std::string& path);
 
-/// The path of a loaded module. Failures are those of GetModuleFileNameW.
+/// Gives the path of a loaded module. A failure is the HRESULT of GetModuleFileNameW's last error.
 HRESULT readModulePath(HMODULE module, std::u16string& path);
 
 }  // namespace zlk::platform

@@ -10,7 +10,7 @@ namespace zlk::platform {
 namespace {
 
 constexpr int maxDepth = 32;
-constexpr std::size_t maxName = 255;  // units, as many as a key or value may have
+constexpr std::size_t maxName = 255;  // units: as many as a key's name may have
 
 struct Token {
     enum class Kind { Word, Text, End };  // a Text stood in quotes and is never a keyword
@@ -95,8 +95,8 @@ class ScriptParser {
         return true;
     }
 
-    /// Takes a name or text and replaces its words. Because that happens after the script was cut
-    /// into tokens, a quote or blank in a path can't end the text.
+    /// Takes a name or text and replaces the words between % and % in it. Because that happens
+    /// after the script was cut into tokens, a quote or blank in a replacement can't end the text.
     std::u16string text() {
         if (next_.kind == Token::Kind::End) fail("the script breaks off");
         std::u16string result;

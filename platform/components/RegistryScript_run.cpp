@@ -28,8 +28,8 @@ LSTATUS install(HKEY parent, const ScriptKey& key) {
     return 0;
 }
 
-/// Whether a deletion succeeded or had nothing to do: what isn't there, or only among the installed
-/// classes, wasn't written by this script.
+/// Whether a deletion succeeded or had nothing to do. The script didn't write a key or value that
+/// is missing, or that only the installed classes have.
 bool isGone(LSTATUS status) {
     return status == 0 || status == static_cast<LSTATUS>(ERROR_FILE_NOT_FOUND) ||
            status == static_cast<LSTATUS>(ERROR_ACCESS_DENIED);
@@ -66,8 +66,8 @@ LSTATUS uninstall(HKEY parent, const ScriptKey& key) {
 LSTATUS runScript(const std::vector<ScriptRoot>& script, bool installing) {
     LSTATUS failure = 0;
     for (const ScriptRoot& root : script) {
-        // This fails for a store that can't be written. Failures below are then about single keys,
-        // and "access denied" means an installed one.
+        // This fails for a store that can't be written. So failures below are about single keys,
+        // and "access denied" means a key that is only installed.
         HKEY opened = nullptr;
         if (const LSTATUS status = RegOpenKeyExW(root.key, nullptr, 0, KEY_ALL_ACCESS, &opened))
             return status;
