@@ -13,8 +13,8 @@
 namespace zlk::platform {
 namespace {
 
-/// Every number is converted by way of this type, which can hold each 64-bit integer and each
-/// double exactly.
+/// Numbers are converted to each other by way of this type, which can hold each 64-bit integer and
+/// each double exactly.
 using Number = long double;
 static_assert(std::numeric_limits<Number>::digits >= 64);
 
@@ -152,8 +152,8 @@ HRESULT storeNumber(Number number, VARIANT& target) {
     }
 }
 
-/// Writes a number as text, with the digits that its type really carries: 15 for a double and 7 for
-/// a float. More digits would show rounding errors.
+/// Writes a number as text, with 15 digits for a double and 7 for a float. More digits would show
+/// rounding errors.
 std::string_view printNumber(const VARIANT& value, std::span<char> room) {
     char* const end = room.data() + room.size();
     const auto print = [&](auto number, auto... how) {
@@ -169,7 +169,7 @@ std::string_view printNumber(const VARIANT& value, std::span<char> room) {
         default:
             break;
     }
-    // All other types fit into 64 bits with a sign.
+    // The numbers of all other types fit into 64 bits with a sign.
     VARIANT whole{};
     whole.vt = VT_I8;
     Number number = 0;

@@ -1,6 +1,6 @@
 #pragma once
 // A base for the platform's own reference-counted objects: the three methods of IUnknown with an
-// atomic count, so that any thread may use such an object.
+// atomic count, so that any thread may take and release references.
 
 #include <atomic>
 

@@ -81,8 +81,8 @@ HRESULT MemberCall::assign(UINT& argumentError) noexcept {
         (named > 0 && !arguments_.rgdispidNamedArgs))
         return E_INVALIDARG;
     for (UINT i = 0; i < count; ++i) {
-        // Arguments come in reverse order; the named ones, which come first, go where their names
-        // say.
+        // The named arguments stand first, and go where their names say. The others stand after
+        // them in reverse order.
         const std::size_t place =
             i < named ? placeOfNamed(arguments_.rgdispidNamedArgs[i]) : count - 1 - i;
         if (place == nowhere || places_[place].argument) {
@@ -172,7 +172,7 @@ void MemberCall::handOut(VARIANT* result) noexcept {
             VariantClear(place.argument->pvarVal);
             *place.argument->pvarVal = place.value;
         } else {
-            // An out reference to a text may hold one, which the new text replaces.
+            // The place of an out text may hold a text already, which the new one replaces.
             if (place.value.vt == VT_BSTR) SysFreeString(*place.argument->pbstrVal);
             std::memcpy(place.argument->byref, &place.value.room, sizeOfType(place.value.vt));
         }

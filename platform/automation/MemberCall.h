@@ -9,7 +9,8 @@
 
 namespace zlk::platform {
 
-/// Used on one thread: bind(), then call(), then handOut() if that succeeded.
+/// Used on one thread: bind(), then call(), then handOut(). After a failure the remaining steps are
+/// left out.
 class MemberCall {
   public:
     /// Both arguments are borrowed for the life of the object.
@@ -18,14 +19,14 @@ class MemberCall {
     MemberCall(const MemberCall&) = delete;
     MemberCall& operator=(const MemberCall&) = delete;
 
-    /// Gives each parameter its argument, converted if need be. Failures as of IDispatch::Invoke,
-    /// with the index in rgvarg of the argument at fault.
+    /// Gives each parameter its argument, converted if need be. Failures as of IDispatch::Invoke;
+    /// `argumentError` receives the index in rgvarg of the argument at fault, if there is one.
     HRESULT bind(UINT& argumentError) noexcept;
     /// Calls the function in a slot of the virtual table of `instance`, after bind(), and returns
-    /// its result.
+    /// its result. E_UNEXPECTED, without a call, if libffi refuses the types.
     HRESULT call(void* instance, std::size_t slot) noexcept;
     /// After a call that succeeded: moves what the function returned into the caller's references,
-    /// and into `result`, which must be empty and may be null.
+    /// and into `result` (null: not wanted), which must be empty.
     void handOut(VARIANT* result) noexcept;
 
   private:

@@ -9,8 +9,8 @@
 namespace zlk::platform {
 
 /// A FUNCDESC together with the arrays that it points to. `slot` is the member's place in the
-/// virtual table; with `byDispatch` it gets the form that it has in a TKIND_DISPATCH, where a
-/// retval parameter is described as the result.
+/// virtual table; with `byDispatch` the member is described as in a TKIND_DISPATCH, where a retval
+/// parameter counts as the result.
 class MemberDescription : public FUNCDESC {
   public:
     MemberDescription(const TypeMember& member, std::size_t slot, bool byDispatch) noexcept;

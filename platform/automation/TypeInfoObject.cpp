@@ -17,9 +17,10 @@ namespace {
 
 using typelib::TypeKind;
 
-// An HREFTYPE is the place of a type in the same library, alone or with one of these two bits.
-constexpr HREFTYPE otherSide = 0x10000;  // the other side of that dual interface
-constexpr HREFTYPE baseType = 0x20000;   // the place is one among the base types
+// The lower 16 bits of an HREFTYPE are the place of a type in the same library. An HREFTYPE may
+// have one of these two bits as well.
+constexpr HREFTYPE otherSide = 0x10000;  // the other side of the dual interface that is asked
+constexpr HREFTYPE baseType = 0x20000;   // the place is one in the library of the base types
 
 /// The base interfaces, and the slots of the virtual table where the members of interfaces based on
 /// them begin. The base interfaces' own members aren't described, since nobody calls those by name.
@@ -72,7 +73,8 @@ HRESULT giveTypeInfo(std::shared_ptr<const TypeLibrary> library, std::size_t ind
     return *info ? S_OK : E_OUTOFMEMORY;
 }
 
-/// The place of a parameter among those that a caller by name passes arguments for.
+/// The place of a parameter among those for which a caller by name passes arguments; DISPID_UNKNOWN
+/// if none has this name.
 MEMBERID placeOf(std::u16string_view name, const TypeMember& member) {
     const auto found = std::ranges::find_if(member.parameters, [&](const TypeParameter& each) {
         return !(each.flags & typelib::retval) && equalIgnoringCase(each.name, name);

@@ -61,7 +61,8 @@ class TypeInfoObject final : public CountedObject<ITypeInfo> {
 /// The kind that a type has in its library, where a dual interface counts as TKIND_DISPATCH.
 TYPEKIND kindOf(const TypeEntry& type) noexcept;
 
-/// Gives name and help text, for those of the four out arguments that aren't null. E_OUTOFMEMORY.
+/// Gives a name and a help text, the help context 0 and no help file. Each out argument may be
+/// null. E_OUTOFMEMORY, and then neither text.
 HRESULT giveDocumentation(std::u16string_view ownName, std::u16string_view ownHelp, BSTR* name,
                           BSTR* help, DWORD* helpContext, BSTR* helpFile) noexcept;
 

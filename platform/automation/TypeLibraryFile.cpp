@@ -42,9 +42,9 @@ HRESULT readModule(const std::u16string& path, WORD number, FoundTypeLibrary& fo
     return readResource(module, number, found);
 }
 
-/// Reads a library from a file of its own. TYPE_E_CANTLOADLIBRARY for a file that doesn't begin as
-/// a library does. The file must be as trustworthy as a module, because it decides where calls jump
-/// to in an object's virtual table.
+/// Reads a library from a file of its own. TYPE_E_CANTLOADLIBRARY for a file that is missing, isn't
+/// trusted, or doesn't begin as a library does. The file must be as trustworthy as a module,
+/// because it decides where calls jump to in an object's virtual table.
 HRESULT readFile(const std::u16string& path, FoundTypeLibrary& found) {
     const std::string name = findModuleFile(path);
     const TrustedFile file = name.empty() ? TrustedFile() : openTrusted(name);
@@ -62,7 +62,8 @@ HRESULT readEither(const std::u16string& path, WORD number, FoundTypeLibrary& fo
     return read == TYPE_E_CANTLOADLIBRARY ? readModule(path, number, found) : read;
 }
 
-/// The number after the last backslash; 0 if there is none.
+/// The number after the last backslash; 0 if something other than a number up to 65535 stands
+/// there.
 WORD numberAtEnd(const std::u16string& path, std::size_t backslash) {
     const std::string digits = utf8Text(path.substr(backslash + 1));
     const char* const end = digits.data() + digits.size();

@@ -18,8 +18,8 @@ struct FoundTypeLibrary {
 /// The body of LoadTypeLib, with the same results.
 HRESULT loadTypeLibrary(const std::u16string& path, FoundTypeLibrary& found);
 
-/// Reads the library of a loaded module: its TYPELIB resource or, if there is none, the file beside
-/// the module with the extension `.tlb`. Results as of LoadTypeLib.
+/// Reads the library of a loaded module: its TYPELIB resource with the number 1 or, if there is
+/// none, the file with the module's path and the extension `.tlb`. Results as of LoadTypeLib.
 HRESULT loadOwnTypeLibrary(HMODULE module, FoundTypeLibrary& found);
 
 }  // namespace zlk::platform

@@ -25,7 +25,7 @@ struct TypeLibraryName {
     DWORD locale;
 };
 
-/// Finds the path of a registered library, in the wanted locale or else in any.
+/// Finds the path of a registered library, in the wanted locale or else in any that is registered.
 /// TYPE_E_LIBNOTREGISTERED, or the HRESULT of a registry that can't be read.
 HRESULT findTypeLibrary(const TypeLibraryName& name, std::u16string& path);
 
