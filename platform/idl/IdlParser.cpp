@@ -13,7 +13,7 @@
 namespace zlk::idl {
 namespace {
 
-/// The attributes in brackets before something, as far as this grammar has any.
+/// The attributes that stand in brackets before a declaration or a parameter.
 struct Attributes {
     std::set<std::string> flags;
     std::optional<Guid> uuid;
@@ -205,8 +205,9 @@ class Parser {
     }
 
     /// Checks that a method has an id if the interface is dual, and only then, that a property has
-    /// one parameter, and that no earlier method has the same name or id. Only the reader and the
-    /// writer of one property share these, and then both of them.
+    /// one parameter, and that no earlier method has the same name or id. The exception is the
+    /// reader and the writer of one property, which share their name and, in a dual interface,
+    /// their id.
     void check(const Method& added, const Interface& owner) {
         if (added.dispatchId.has_value() != owner.dual)
             scanner_.fail("a method has an id in a dual interface, and only there");

@@ -15,8 +15,8 @@ struct Token {
     std::string text;  ///< of a Text without its quotes
 };
 
-/// Looks one word ahead. An id isn't a word, since it may begin like a number or a name; the parser
-/// asks for one where it must stand.
+/// Looks one word ahead. An id isn't a word, since it may begin like a number or a name; where an
+/// id must stand, the parser calls takeBracketedGuid().
 class Scanner {
   public:
     explicit Scanner(std::string_view text);
@@ -28,7 +28,8 @@ class Scanner {
     /// The `///` lines since the last call, without their slashes.
     std::vector<std::string> takeComment();
 
-    /// Reads `(8-4-4-4-12)`, whose `(` is the word ahead.
+    /// Reads an id with its parentheses, `(8-4-4-4-12)` in hexadecimal digits, whose `(` is the
+    /// word ahead. Throws ParseError.
     Guid takeBracketedGuid();
 
     // Throws ParseError for the line of the word ahead.
