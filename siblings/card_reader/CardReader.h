@@ -8,15 +8,13 @@
 
 namespace zlk {
 
-/// Implements ICardReader for all devices that are mounted as volumes.
+/// Implements ICardReader for all devices that mountPlace() finds.
 class CardReader : public ICardReader {
   public:
     using Interfaces = InterfaceList<ICardReader>;
 
-    /// Selects the device.
     HRESULT put_ContextID(BSTR contextId) noexcept override;
-    /// `oid` must be cardStateOid, or the result is E_INVALIDARG. Fails for a device that isn't
-    /// mounted.
+    /// After a failure *value is 0, which stands for no state.
     HRESULT get_oidInteger(LONG oid, LONG* value) noexcept override;
 
   protected:

@@ -47,8 +47,8 @@ std::u16string withBackslashes(std::u16string_view text) {
     return path;
 }
 
-/// A text from the settings. Empty if the value is missing, isn't a text, or is longer than any
-/// that would be valid here.
+/// A text from the settings. Empty if the value is missing, isn't a text, is longer than any that
+/// would be valid here, or can't be read.
 std::u16string readText(HKEY key, const WCHAR* name) {
     std::array<WCHAR, 512> text{};
     DWORD size = sizeof(text) - sizeof(WCHAR);
@@ -61,9 +61,9 @@ std::u16string readText(HKEY key, const WCHAR* name) {
     return text.data();
 }
 
-/// The text by which the settings say where an instance's storage is.
+/// The text by which the settings say where an instance's storage is; empty if there is none.
 std::u16string storageOf(const ContextId& id) {
-    // With a backslash in it, a part would lead to a key outside of the instance's own.
+    // A part with a backslash in it would lead to a key outside of the instance's own.
     if (id.productClass.find(u'\\') != std::u16string_view::npos ||
         id.serial.find(u'\\') != std::u16string_view::npos) {
         return {};
@@ -153,12 +153,12 @@ bool namesDrive(std::u16string_view storage, const std::u16string& root) {
     std::replace(inInstanceId.begin(), inInstanceId.end(), u' ', u'_');
     const std::size_t found = storage.find(inInstanceId);
     if (found == std::u16string_view::npos) return false;
-    // The product has to end here, or 53 would also match 539.
+    // The product has to end here, or one called `GLIMMERBOX 53` would also match `GLIMMERBOX 539`.
     const std::u16string_view behind = storage.substr(found + inInstanceId.size());
     return behind.empty() || behind.front() == u'&' || behind.front() == u'\\';
 }
 
-/// The drive on this storage device, preferably one with a card.
+/// The drive on this storage device, preferably one with a card; empty if there is none.
 std::u16string driveNamed(const std::u16string& storage) {
     const std::u16string name = upperCase(storage);
     std::u16string found;

@@ -10,8 +10,9 @@ namespace zlk {
 /// an existing folder. Empty if the device isn't mounted.
 ///
 /// The id of a drive (`#Zephyr-Lanthorn#RemovableDrive#E`, `...#CDROMDrive#F`) names the place
-/// itself. For any other id, the key `Functions\Storage` of the instance has it in the value
-/// `DeviceInstanceID`, or in `UNCPath` if the former is missing or empty, as
+/// itself, with `%%` for each backslash of a path. For any other id, the place stands in the key
+/// `Functions\Storage` of the device's instance, in the value `DeviceInstanceID` or, if that is
+/// missing or empty, in `UNCPath`, as
 /// - a drive letter, `E`, `E:` or `E:\`;
 /// - the storage device's vendor and product, `ZL GLIMMERBOX 539`, or a device instance id that
 ///   contains both, `USBSTOR\DISK&VEN_ZL&PROD_GLIMMERBOX_539&REV_1.00\...`; of several such drives
@@ -19,7 +20,8 @@ namespace zlk {
 /// - a network path, `\\server\share`.
 std::u16string mountPlace(std::u16string_view contextId);
 
-/// Whether there is a medium at a place that mountPlace() has returned.
+/// Whether files can be reached at `place`, which mountPlace() has returned: a drive must have a
+/// mounted card or disc in it, and a network path must lead to a folder.
 bool hasMedium(const std::u16string& place);
 
 }  // namespace zlk

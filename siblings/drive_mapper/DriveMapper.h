@@ -13,7 +13,6 @@ class DriveMapper : public IDriveMapper {
   public:
     using Interfaces = InterfaceList<IDriveMapper>;
 
-    /// Selects the device.
     HRESULT put_ContextId(BSTR contextId) noexcept override;
     /// The place of the device; an empty text if it isn't mounted.
     HRESULT get_DrivePrefix(BSTR* prefix) noexcept override;

@@ -8,9 +8,9 @@
 
 namespace zlk {
 
-/// `event 1000, level 1: text` in UTF-8, without a line end. Characters that would end the line or
-/// control a terminal are written as escapes (`\n`, `\u001B`), and a backslash as two. A text of
-/// more than 2000 UTF-16 units is cut off, which `...` shows.
+/// The event in the form `event 1000, level 1: text`, in UTF-8 and without a line end. Characters
+/// that would end the line or control a terminal are written as escapes (`\n`, `\u001B`), and a
+/// backslash as two. A text of more than 2000 UTF-16 units is cut off, which `...` shows.
 std::string eventLine(LONG eventId, LONG level, std::u16string_view text);
 
 }  // namespace zlk

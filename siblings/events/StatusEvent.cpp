@@ -31,7 +31,8 @@ std::u16string logFile() {
     return read == ERROR_SUCCESS && type == REG_SZ ? path.data() : u"";
 }
 
-/// The present time in UTC, as YYYY-MM-DDThh:mm:ssZ.
+/// The present time, in UTC, because processes with different time zones may write to the same
+/// file.
 std::string timeText() {
     FILETIME now;
     SYSTEMTIME parts;
@@ -41,8 +42,8 @@ std::string timeText() {
                                parts.wDay, parts.wHour, parts.wMinute, parts.wSecond));
 }
 
-/// Appends one line. Several processes do this at once, so each line is a single write in append
-/// mode, which goes to wherever the end of the file is at that moment.
+/// Appends one line. Several processes may do this at once, so each line is a single write in
+/// append mode, which goes to the end that the file has at that moment.
 HRESULT append(const std::u16string& path, const std::string& line) {
     const auto open = [&path](DWORD disposition) {
         return UniqueHandle(CreateFileW(path.c_str(), FILE_APPEND_DATA,

@@ -14,7 +14,8 @@ constexpr long maxPixels = 500'000'000;
 // not take more than a few seconds.
 constexpr std::size_t maxHeaderBytes = 16 * 1024 * 1024;
 constexpr std::size_t maxPictureBytes = 128 * 1024 * 1024;
-// Bytes. All coefficients of a progressive picture with 40 million pixels and halved colours fit.
+// Bytes. All coefficients of a progressive picture fit if it has 40 million pixels and its colours
+// have half the width and height.
 constexpr long maxMemory = 128L * 1024 * 1024;
 // An encoder needs about ten scans. Each costs a pass over the whole picture, however short the
 // scan is, so a small file with thousands of them could block a caller.

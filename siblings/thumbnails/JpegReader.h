@@ -24,13 +24,14 @@ class JpegReader {
     JpegReader(const JpegReader&) = delete;
     JpegReader& operator=(const JpegReader&) = delete;
 
-    /// Reads as far as the picture's size. Nothing if this isn't a JPEG, if it has an unknown kind
-    /// of colours, or if it is so large that decoding would take too long.
+    /// Reads as far as the picture's size. Nothing if the source isn't a JPEG with a readable
+    /// header, if the picture has an unknown kind of colours, or if it is so large that decoding
+    /// would take too long.
     std::optional<Size> open();
 
     /// Decodes the picture and scales it down to `size`, which must not exceed its own. Nothing if
-    /// the picture is cut off, is badly damaged, has too many scans, or needs too much memory: a
-    /// progressive picture is kept in memory as a whole. To be called once, after open().
+    /// the picture is cut off, is badly damaged, has too many bytes or scans, or needs too much
+    /// memory: a progressive picture is kept in memory as a whole. To be called once, after open().
     std::optional<Picture> decode(Size size);
 
   private:

@@ -15,7 +15,7 @@ struct Size {
 };
 
 /// The largest size with the proportions of `size` that fits into `box`, but not larger than
-/// `size`.
+/// `size`. Both lengths are rounded, to at least 1.
 Size fitInto(Size size, Size box);
 
 /// Rows from top to bottom, with three bytes for each pixel: red, green, blue.

@@ -17,7 +17,7 @@ struct Thumbnail {
 
 /// A JPEG, upright and no larger than `box`. It is made from the thumbnail that the camera embedded
 /// if that is good enough, else from the picture itself; if the file can be read but not shown, it
-/// is a stock picture.
+/// is a stock picture. If the file can't be read, there is no JPEG.
 Thumbnail makeThumbnail(const WCHAR* path, Size box);
 
 }  // namespace zlk

@@ -45,8 +45,8 @@ bool isReference(std::string_view body) {
     return read.ec == std::errc() && read.ptr == end && isXmlCharacter(code);
 }
 
-/// Each function moves `at_` past what it accepts. It returns false if the text ends too early or
-/// isn't as it has to be.
+/// The functions move `at_` past what they accept. They return false if the text ends too early or
+/// isn't as it has to be; skipSpaces does so if there is no white space.
 class Scanner {
   public:
     Scanner(std::string_view text, std::size_t maxDepth) : text_(text), maxDepth_(maxDepth) {}
@@ -97,8 +97,8 @@ class Scanner {
         return true;
     }
 
-    /// White space, comments and instructions around the root, and before it also the document
-    /// type.
+    /// White space, comments and instructions around the root, and before the root also one
+    /// document type.
     bool misc(bool beforeRoot) {
         for (;;) {
             skipSpaces();

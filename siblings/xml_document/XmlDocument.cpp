@@ -41,7 +41,8 @@ std::string textOf(pugi::xml_node element) {
     return text;
 }
 
-/// The single element that the text consists of, in UTF-8. None if it isn't well-formed.
+/// The root element of the document `text`, in UTF-8. None if the document isn't well-formed or
+/// exceeds a limit.
 std::optional<std::string> elementIn(BSTR text, std::size_t maxDepth) {
     const std::u16string_view wide = view(text);
     if (wide.size() > maxXmlUnits || !isXmlText(wide)) return std::nullopt;
@@ -106,7 +107,8 @@ bool splitStep(std::string_view& step, std::size_t& index) {
 pugi::xml_node XmlDocument::child(pugi::xml_node parent, std::string_view name, std::size_t index) {
     pugi::xml_node node = parent.first_child();
     std::size_t left = index;
-    // The search begins at the element that was found last, if that one comes before.
+    // The search begins at the element that was found last, unless the wanted one comes before
+    // that.
     if (index >= last_.index && last_.node && last_.node.parent() == parent &&
         name == last_.node.name()) {
         node = last_.node;
@@ -188,8 +190,8 @@ HRESULT XmlDocument::SetValue(BSTR path, BSTR value) noexcept {
         if (!kept && text.empty()) return S_OK;
         const pugi::xml_node before = kept.data();
         if (!kept.set(text.c_str())) return E_OUTOFMEMORY;
-        // If the element held its text itself and that is empty now, it would return its next text
-        // node here, so the node from before counts.
+        // If the element held its text itself and that text is empty now, kept.data() is the next
+        // text node. So the node that it was before counts.
         const pugi::xml_node held = before ? before : kept.data();
         for (pugi::xml_node node = place.node.first_child(); node;) {
             const pugi::xml_node old = node;
@@ -222,7 +224,7 @@ HRESULT XmlDocument::AddFragment(BSTR path, BSTR xml) noexcept {
         if (place.depth == 0 && place.node.first_child()) return E_FAIL;
         const auto markup = elementIn(xml, maxXmlDepth - place.depth);
         if (!markup) return E_FAIL;
-        // Elements after the first of the same name are taken for a list, and are folded.
+        // An element that follows one of the same name is taken for part of a list, and is folded.
         const bool isInList = place.node.last_child().name() == nameOf(*markup);
         return isInList ? appendFolded(place.node, *markup) : append(place.node, *markup);
     });

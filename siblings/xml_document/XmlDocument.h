@@ -10,10 +10,10 @@
 namespace zlk {
 
 /// Holds one document; a new one is empty. In addition to what IXmlDoc describes: a path with an
-/// empty step, or with anything but digits in its brackets, gives E_INVALIDARG. A missing element
-/// or attribute gives E_FAIL, and so does a text that can't be parsed or exceeds the limits of
-/// WellFormed.h. Comments, instructions and white space beside elements aren't kept. Not
-/// thread-safe.
+/// empty step, or with anything but a number in its brackets, gives E_INVALIDARG, and so does `/`
+/// for everything but AddFragment(). A missing element or attribute gives E_FAIL, and so does a
+/// text that can't be parsed or exceeds the limits of WellFormed.h, or a second root. Comments,
+/// instructions and white space beside elements aren't kept. Not thread-safe.
 class XmlDocument : public IXmlDoc {
   public:
     using Interfaces = InterfaceList<IXmlDoc>;
@@ -48,12 +48,13 @@ class XmlDocument : public IXmlDoc {
     Place find(BSTR path);
     /// The same, but the place above the root gives E_INVALIDARG.
     Place findElement(BSTR path);
-    /// The element number `index`, from 0, of this name. Unfolds it if necessary.
+    /// The element number `index`, from 0, among the children of this name; null if there is none.
+    /// Unfolds it if necessary.
     pugi::xml_node child(pugi::xml_node parent, std::string_view name, std::size_t index);
 
     // A long list is built of fragments, one after another, and then handed out as it is. Therefore
-    // all its elements but the first are folded, which takes a quarter of the memory of a tree,
-    // until a path leads into them.
+    // all its elements but the first are folded (see foldedElement) until a path leads to them,
+    // which takes a quarter of the memory of a tree.
     pugi::xml_document tree_;
 
     // The numbered step that was found last. A reader asks for one number of a list after another,

@@ -9,16 +9,17 @@
 namespace zlk {
 
 /// The element with everything in it, without a declaration and without white space between
-/// elements; an empty element as `<name/>`. A line end that a reader would normalise is written as
-/// a character reference. The text is allocated once, in its final size; empty if there is no
-/// memory.
+/// elements. An empty element is written as `<name/>`. Carriage returns, and in attributes tabs and
+/// line feeds as well, are written as character references, because a reader would normalise them.
+/// The text is allocated once, in its final size. The result is null if there is no memory, or if
+/// the text is too long for a BSTR.
 Bstr writeXml(pugi::xml_node element);
 
 /// The same text in UTF-8.
 std::string markupOf(pugi::xml_node element);
 
-/// The type of a folded element, which has its name, and its markup in place of a subtree. A
-/// document keeps no instructions, so no other node has this type.
+/// The type of a node that stands for an element, and has the element's name, and its markup in
+/// place of a subtree. A document keeps no instructions, so no other node has this type.
 inline constexpr pugi::xml_node_type foldedElement = pugi::node_pi;
 
 }  // namespace zlk
