@@ -2,7 +2,8 @@
 """Makes a contact sheet of the pictures on cameras and cards: DIR/index.html and its thumbnails.
 
 Exit status: 0 everything is on the sheet, 1 something is missing there and named with the reason,
-2 the command line can't be used. Nothing on a device is changed.
+or there is no device, or the components can't be used, 2 the command line can't be used. Nothing
+on a device is changed.
 """
 
 import argparse
@@ -15,7 +16,7 @@ from datetime import datetime
 
 import zlkcamtr
 
-# Cards hold documents and sounds too.
+# Cards hold documents and sounds too, which don't belong on the sheet.
 PICTURES = {f".{suffix}" for suffix in """
     jpg jpeg jpe heic heif tif tiff png avif 3fr arw cr2 cr3 crw dng erf iiq kdc mef mos mrw nef nrw
     orf pef raf raw rw2 srf srw x3f 3gp avi m2ts m4v mov mp4 mpg mts wmv""".split()}
@@ -83,7 +84,7 @@ def attached_devices() -> list[Device]:
 
 
 def chosen_devices(attached: list[Device], words: list[str]) -> list[Device]:
-    """Those that the words name, in their order. KeyError, with the word that names none."""
+    """The devices that the words name, in that order. KeyError with a word that names none."""
     chosen = []
     for word in words:
         named = [device for device in attached
@@ -99,7 +100,7 @@ def reason_of(error: zlkcamtr.ComError) -> str:
 
 
 def shown_date(text: str) -> str:
-    """A device's date, biggest part first; as it is where it is none."""
+    """A device's date with the year first; a text that isn't a date stays as it is."""
     try:
         return f"{datetime.strptime(text, '%m/%d/%Y %H:%M:%S'):%Y-%m-%d %H:%M}"
     except ValueError:
@@ -116,7 +117,7 @@ def look_through(device: Device, folder: pathlib.Path, prefix: str) -> None:
         camera = zlkcamtr.dispatch(device.prog_id)
         with zlkcamtr.locked(camera, device.context_id):
             for file in ElementTree.fromstring(camera.GetFileInfo()).iter("file"):
-                # The camera's names may hold anything, so no path in the folder is made of them.
+                # The camera's names may hold any characters, so thumbnails have our own.
                 name = file.findtext("camerapath").rpartition("\\")[2]
                 if pathlib.PurePath(name).suffix.lower() not in PICTURES:
                     continue

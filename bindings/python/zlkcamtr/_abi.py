@@ -119,8 +119,8 @@ _Release = method(2, result=c_uint32)
 
 
 class Reference:
-    """A counted reference to an interface, which this takes over. It is let go of when this object
-    goes, and at the end of the interpreter, whichever comes first."""
+    """Owns a counted reference to an interface, from its constructor on. The reference is released
+    when this object goes or when the interpreter ends, whichever comes first."""
 
     def __init__(self, address: int) -> None:
         self._address = address

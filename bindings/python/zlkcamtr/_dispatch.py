@@ -39,8 +39,8 @@ _Invoke = _abi.method(6, c_int32, POINTER(GUID), c_uint32, c_uint16, POINTER(DIS
 
 
 class Dispatch:
-    """An object of a component. Each kind of them is a class of its own, with the members that the
-    object says it has; `zlkcamtr.dispatch` tells how they are used."""
+    """An object of a component. Each kind of object is a class of its own, with the members of its
+    type information; `zlkcamtr.dispatch` tells how they are used."""
 
     __slots__ = ("__weakref__", "_object", "_thread")
     _spellings: ClassVar[dict[str, str]] = {}  # of the members, by their names in lower case
@@ -54,7 +54,7 @@ class Dispatch:
 
     def __getattr__(self, name: str) -> Any:
         spelling = self._spelling(name)
-        if spelling == name:  # it was looked for before
+        if spelling == name:  # the member exists, so what is missing is its reader
             raise AttributeError(f"{name} of {type(self).__name__} can't be read")
         return getattr(self, spelling)
 
@@ -196,7 +196,7 @@ _classes: dict[bytes, type[Dispatch]] = {}
 
 
 def wrap(reference: Reference) -> Dispatch:
-    """The object behind a reference to its IDispatch."""
+    """Makes a Dispatch of a reference to an object's IDispatch, which it takes over."""
     address = c_void_p()
     check(_GetTypeInfo(reference.address, 0, 0, byref(address)), "GetTypeInfo")
     info = Reference(address.value or 0)

@@ -9,9 +9,9 @@ class ComError(Exception):
     hresult      the result as an unsigned number, 0x80004005 (E_FAIL) mostly
     member       the method or property that was called, or the ProgID of the object to be made
     description  the reason in words
-    ErrorCode    the object's own reason, read after the failure: 2 where somebody else holds the
-                 device, for example. None where the object has no such property, or where the
-                 member wasn't run at all.
+    ErrorCode    the object's own reason, read after the failure: 2 if another object holds the
+                 device, for example. None if the object has no such property, if it can't be read,
+                 or if the member wasn't run at all.
     """
 
     __module__ = __package__  # where applications know it from

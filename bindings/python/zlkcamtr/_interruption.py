@@ -11,8 +11,8 @@ from typing import Any
 class Interruption:
     """What a callback or a signal handler raised in the midst of a component's call.
 
-    An exception can't pass through a component. It is kept, for the component to be stopped by the
-    next result of a callback, and comes out when the component has returned.
+    An exception can't pass through a component. So it is kept, the next result of a callback stops
+    the component, and the exception is raised when the component has returned.
     """
 
     def __init__(self) -> None:
@@ -23,9 +23,9 @@ class Interruption:
     def around_call(self) -> Iterator[None]:
         """Goes around the call of the component, and raises at its end what was kept.
 
-        Signals need it as much as callbacks do. Python runs the handlers of those that came in while
-        the component was running as soon as it enters a callback's function, before the first `try`
-        there, and would print and forget what they raise.
+        Meanwhile the handlers of signals are wrapped. If a signal comes in while the component is
+        running, Python runs its handler as soon as it enters a callback's function, before the
+        first `try` there, and would print and forget what the handler raises.
         """
         handlers = self._wrap_handlers()
         self._keeping = True
@@ -39,11 +39,11 @@ class Interruption:
             self._raise()
 
     def ask(self, callback: Callable[[int], Any], percent: int) -> bool:
-        """Whether the component may go on, by what a callback says."""
+        """Calls a callback. False, which stops the component, for False or an exception."""
         if self.error:
             return False
         try:
-            # While the application's code runs, what a signal handler raises takes its usual way.
+            # While the application's code runs, what a signal handler raises isn't kept.
             self._keeping = False
             return callback(percent) is not False
         except BaseException as error:
@@ -57,7 +57,7 @@ class Interruption:
             try:
                 raise self.error
             finally:
-                # Its traceback holds this object, which would hold the error in turn.
+                # The error's traceback holds this object, which would hold the error in turn.
                 self.error = None
 
     def _wrap_handlers(self) -> dict[int, tuple[Any, Any]]:

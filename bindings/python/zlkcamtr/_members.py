@@ -87,7 +87,7 @@ class Parameter:
     is_in: bool
     is_out: bool
     is_variant: bool  # any value, or none
-    python: type | None  # None: values of several types
+    python: type | None  # None: values of more than one type, or of none known
 
 
 @dataclass(frozen=True)
@@ -123,7 +123,7 @@ def _annotation(python: type | None) -> Any:
 
 
 def _signature(function: Function) -> inspect.Signature:
-    """How Python calls the function: without what only comes back."""
+    """How Python calls the function: without the parameters that only hand something out."""
     taken: list[inspect.Parameter] = []
     may_be_left_out = True
     for parameter in reversed([each for each in function.parameters if each.is_in]):
@@ -171,7 +171,7 @@ def _documentation(info: Reference, member: int) -> tuple[str, str]:
 
 
 def _parameter_names(info: Reference, description: FUNCDESC) -> list[str]:
-    """Names for all parameters; the new value of a property has none of its own, say."""
+    """Names for all parameters; one without a name, as a property's new value, gets `value0`."""
     names = (c_void_p * _MOST_NAMES)()
     count = c_uint32()
     check(_GetNames(info.address, description.memid, names, _MOST_NAMES, byref(count)), "GetNames")
@@ -211,6 +211,6 @@ def name(info: Reference) -> tuple[str, str]:
 
 
 def functions(info: Reference) -> list[Function]:
-    """The members of the type; a property is a function to read it, or to write it, or both."""
+    """The members of the type. A property has a function to read it, one to write it, or both."""
     with _attributes(info) as attributes:
         return [_function(info, index) for index in range(attributes.cFuncs)]

@@ -48,7 +48,7 @@ class VARIANT(ctypes.Structure):
 
 _VariantClear = _abi.function("VariantClear", _abi.HRESULT, POINTER(VARIANT))
 
-# Where the number of a type stands, and what it is to Python.
+# For each type of number, the field of the union that holds it, and its type in Python.
 _NUMBERS: dict[int, tuple[str, type]] = {
     VT_I1: ("cVal", int), VT_I2: ("iVal", int), VT_I4: ("lVal", int), VT_INT: ("lVal", int),
     VT_I8: ("llVal", int), VT_UI1: ("bVal", int), VT_UI2: ("uiVal", int), VT_UI4: ("ulVal", int),
@@ -56,7 +56,7 @@ _NUMBERS: dict[int, tuple[str, type]] = {
     VT_R8: ("dblVal", float), VT_BOOL: ("iVal", bool),
 }
 
-# The smallest of these that holds a number is its type.
+# An integer gets the first of these types that can hold it.
 _INTEGERS = ((VT_I4, range(-2**31, 2**31)), (VT_UI4, range(2**32)), (VT_I8, range(-2**63, 2**63)),
              (VT_UI8, range(2**64)))
 
@@ -72,7 +72,7 @@ class Interface(Protocol):
 
 @contextmanager
 def variants(count: int) -> Iterator[ctypes.Array[VARIANT]]:
-    """Empty values. The texts and objects that have come into them are let go of at the end."""
+    """Empty VARIANTs. Texts and objects that they hold at the end are freed."""
     values = (VARIANT * count)()
     try:
         yield values
@@ -82,12 +82,12 @@ def variants(count: int) -> Iterator[ctypes.Array[VARIANT]]:
 
 
 def python_type(vt: int) -> type | None:
-    """What values of a type are to Python; None if that isn't one type."""
+    """The type that values of a VARTYPE have in Python; None if that isn't a single one."""
     return str if vt == VT_BSTR else _NUMBERS.get(vt, ("", None))[1]
 
 
 def store(target: VARIANT, value: Any) -> None:
-    """Puts a Python value into an empty VARIANT. TypeError, OverflowError."""
+    """Puts a Python value into an empty VARIANT. TypeError, OverflowError, MemoryError."""
     if value is None:
         return
     if isinstance(value, (str, os.PathLike)):
@@ -123,7 +123,10 @@ def refer(target: VARIANT, to: VARIANT) -> None:
 
 
 def load(source: VARIANT, wrap: Callable[[_abi.Reference], Any]) -> Any:
-    """The Python value of a VARIANT, which stays as it is; `wrap` makes that of an object."""
+    """The Python value of a VARIANT, which stays as it is; `wrap` makes that of an object.
+
+    TypeError for a type that has none.
+    """
     vt = source.vt
     if vt in (VT_EMPTY, VT_NULL):
         return None
