@@ -27,8 +27,8 @@ constexpr HREFTYPE baseType = 0x20000;   // the place is one in the library of t
 enum Base : HREFTYPE { Unknown, Dispatch };
 constexpr std::size_t slotsOf[] = {3, 7};
 
-// For find(): any kind of member; of a property's two functions it then gives the one that stands
-// first.
+// For find(): any kind of member. Of a property's two functions, find() then gives the one that
+// stands first.
 constexpr WORD anyKind = 0xFFFF;
 
 // The id under which automation clients know the library of the base interfaces.

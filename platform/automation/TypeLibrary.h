@@ -43,7 +43,7 @@ struct TypeEntry {
     std::size_t defaultInterface = 0;  ///< of a class: place in TypeLibrary::types
 };
 
-/// All of a library; `imported` is the name of the library that it is built on.
+/// All of a library; `imported` is the name of another library, on which this one is built.
 struct TypeLibrary {
     GUID id;
     WORD majorVersion, minorVersion;

@@ -15,7 +15,8 @@
 // At the end of an object's life, its last Release runs some instructions of the module after the
 // count has dropped. That doesn't matter to a caller of CoFreeUnusedLibraries that made all objects
 // itself, because objects are used on the thread that made them. If other threads made objects, the
-// module is unloaded only after it was found idle, and unused since, for ten seconds.
+// module is unloaded only by a call that finds it idle and, for the ten seconds since an earlier
+// call found it idle, unused.
 
 #include <atomic>
 #include <map>

@@ -1,8 +1,8 @@
 #pragma once
 // The classes of the installed modules: read-only keys from the file `zlkcamtr/classes.db` beside
 // this library. The file is written when the tree is installed and by nobody afterwards. It is read
-// as a whole, and again when it has been replaced; it doesn't stay open. RegistryKeys has the lock
-// under which it is used.
+// as a whole, and again when it has been replaced; it doesn't stay open. The class isn't
+// thread-safe: RegistryKeys has the lock.
 
 #include <map>
 #include <string>

@@ -21,7 +21,8 @@ struct FileStamp {
     static FileStamp of(const std::string& path) noexcept;
     bool exists() const noexcept { return inode != 0; }
     /// Whether both stamps are of one file, possibly with different content. A new file may get the
-    /// inode number of a deleted one, but differs from that in the time at which it was made.
+    /// inode number of a deleted one, but differs from that in the time at which it was made, if
+    /// the file system keeps that.
     bool sameFileAs(const FileStamp& other) const noexcept {
         return device == other.device && inode == other.inode && made == other.made;
     }
