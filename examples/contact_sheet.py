@@ -59,8 +59,8 @@ class Picture:
     name: str
     date: str
     size: int
-    thumbnail: str = ""  # a file in the folder of the sheet; empty where there is none,
-    reason: str = ""     # for this reason
+    thumbnail: str = ""  # a file in the folder of the sheet; empty if there is none
+    reason: str = ""     # why there is no thumbnail
 
 
 @dataclass

@@ -40,8 +40,8 @@ class FileSource final : public ByteSource {
 
     /// ERROR_SUCCESS, or the last error of opening or reading the file.
     DWORD error() const { return error_; }
-    /// The first 128 KiB, or the whole file if it is smaller; empty after a failure. Valid as long
-    /// as the source.
+    /// The first 128 KiB, or the whole file if it is smaller; empty if they couldn't be read. Valid
+    /// as long as the source.
     std::span<const BYTE> head() const { return head_; }
     std::size_t read(std::span<BYTE> room) noexcept override;
 

@@ -53,7 +53,8 @@ void JpegReader::fail(j_common_ptr info) {
 }
 
 void JpegReader::warn(j_common_ptr info, int level) {
-    // The library would go on after this warning, but the rest of the picture would be grey.
+    // This warning means that a scan's data end too early. The library would go on, but the rest of
+    // the picture would be grey.
     if (level < 0 && info->err->msg_code == JWRN_HIT_MARKER) fail(info);
 }
 
@@ -67,7 +68,8 @@ boolean JpegReader::fill(j_decompress_ptr info) {
         reader.source_.read({reader.buffer_, std::min(reader.inputLeft_, sizeof(reader.buffer_))});
     reader.inputLeft_ -= count;
     if (count == 0) {
-        // Many good pictures lack the end mark, for which the library looks ahead. So it gets one.
+        // The library looks ahead for the end mark, which many good pictures lack. So it gets one
+        // here.
         reader.buffer_[0] = 0xFF;
         reader.buffer_[1] = JPEG_EOI;
         count = 2;

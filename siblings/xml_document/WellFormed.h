@@ -9,12 +9,13 @@
 
 namespace zlk {
 
-/// Elements inside of each other. Functions that walk the tree may recurse, since it isn't deeper.
+/// The most elements inside of each other. Because of this limit, functions that walk the tree may
+/// recurse.
 inline constexpr std::size_t maxXmlDepth = 256;
-/// Elements, attributes and texts in one parsed text. They make a tree of 200 MB, which is a list
-/// of 260,000 files.
+/// The most elements, attributes and texts in one parsed text. A list of 260,000 files has as many,
+/// and its tree takes 200 MB.
 inline constexpr std::size_t maxXmlNodes = 4'000'000;
-/// UTF-16 units of one parsed text.
+/// The most UTF-16 units of one parsed text.
 inline constexpr std::size_t maxXmlUnits = 64 * 1024 * 1024;
 
 /// Whether a document can hold all of these characters: there are no lone surrogates, no U+FFFE and

@@ -93,7 +93,7 @@ def take_bstr(address: int | None) -> str:
 
 
 def description(hresult: int) -> str:
-    """The words for a result, without the point at their end."""
+    """The text of a result, without the full stop at its end."""
     buffer = (c_uint16 * 512)()
     length = _FormatMessageW(_MESSAGE_OF_SYSTEM, None, hresult & 0xFFFFFFFF, 0, buffer, len(buffer),
                              None)
