@@ -19,7 +19,7 @@ using typelib::TypeKind;
 
 // The lower 16 bits of an HREFTYPE are the place of a type in the same library. An HREFTYPE may
 // have one of these two bits as well.
-constexpr HREFTYPE otherSide = 0x10000;  // the other side of the dual interface that is asked
+constexpr HREFTYPE otherSide = 0x10000;  // the other side of the dual interface that gives it
 constexpr HREFTYPE baseType = 0x20000;   // the place is one in the library of the base types
 
 /// The base interfaces, and the slots of the virtual table where the members of interfaces based on

@@ -60,7 +60,7 @@ bool isMapped(const dl_phdr_info& module, const ElfW(Phdr) & wanted) {
         });
 }
 
-// What searchObject looks for, and its result.
+// What searchObject looks for, and what it has found.
 struct Search {
     const link_map& module;
     const ResourceKey& key;

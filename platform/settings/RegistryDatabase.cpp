@@ -155,7 +155,7 @@ std::optional<RegistryDatabase::ChangeMark> RegistryDatabase::changeMark() noexc
     void volatile* region = nullptr;
     const int code = file->pMethods->xShmMap(file, 0, regionSize, 0, &region);
     if ((code != SQLITE_OK && code != SQLITE_READONLY) || !region) return {};
-    // Keeps the reads below from being moved ahead of the mapping.
+    // The fence keeps the reads below from being moved ahead of the mapping.
     std::atomic_thread_fence(std::memory_order_acquire);
     ChangeMark mark;
     const auto* source = static_cast<const volatile BYTE*>(region);

@@ -231,7 +231,8 @@ HKEY RegistryKeys::create(HKEY parentKey, const WCHAR* subKey, DWORD access, boo
     const auto below = std::span(path).subspan(parent.path.size());
     std::int64_t own = 0;
     store_.write([&](RegistryDatabase& database) {
-        // Under the write lock, so that of two processes only one reports the key as made.
+        // This is found out under the write lock, so that of two processes only one reports the key
+        // as made.
         made = !descend(parent.own, below);
         own = makePath(database, ownOrMade(database, parent), below);
     });

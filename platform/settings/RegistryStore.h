@@ -76,8 +76,8 @@ class RegistryStore {
     /// Whether the store has a write-ahead log. Then the store's file alone may lack the last
     /// commits.
     bool hasLog() const;
-    /// Whether the log has no index, and this process may not make one. A writer that is just
-    /// making the log will.
+    /// Whether there is a log without an index, and this process may not make the index. A writer
+    /// that is just making the log will.
     bool logIsHalfMade() const;
     /// Opens a connection with the rights that the caller has. A reader waits up to 100 ms for a
     /// log that a writer is making.

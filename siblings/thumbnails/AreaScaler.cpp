@@ -45,7 +45,8 @@ void AreaScaler::addLineTo(int row, float part) {
 
 Picture AreaScaler::picture() const {
     Picture result(to_);
-    // The sums are divided by the number of source pixels that a pixel of the result covers.
+    // Multiplying by this share divides a sum by the number of source pixels that a pixel of the
+    // result covers.
     const float share = static_cast<float>(to_.width) / static_cast<float>(from_.width) *
                         static_cast<float>(to_.height) / static_cast<float>(from_.height);
     std::transform(sums_.begin(), sums_.end(), result.rgb.begin(), [share](float sum) {

@@ -57,9 +57,9 @@ class XmlDocument : public IXmlDoc {
     // which takes a quarter of the memory of a tree.
     pugi::xml_document tree_;
 
-    // The numbered step that was found last. A reader asks for one number of a list after another,
-    // and starting at the first each time would take quadratic time. Elements are only ever
-    // appended, so this is valid until the next Load().
+    // The element to which the last step with a number above 0 led. A reader asks for one number of
+    // a list after another, and starting at the first each time would take quadratic time. Elements
+    // are only ever appended, so this is valid until the next Load().
     struct {
         pugi::xml_node node;
         std::size_t index = 0;
