@@ -13,8 +13,8 @@ namespace zlk {
 class DeviceInfoDataset {
   public:
     DeviceInfoDataset() = default;
-    /// Parses the dataset at the stream's cursor. Throws PTP_GENERAL_ERROR if it is cut short,
-    /// except for texts at its end.
+    /// Parses the dataset at the stream's cursor. Texts may be missing at its end; if it is cut
+    /// short elsewhere, PTP_GENERAL_ERROR is thrown.
     explicit DeviceInfoDataset(PtpDataStream& stream);
     DeviceInfoDataset(const DeviceInfoDataset&) = default;
     virtual ~DeviceInfoDataset() = default;

@@ -12,13 +12,14 @@ namespace zlk {
 class ObjectInfoDataset {
   public:
     ObjectInfoDataset() = default;
-    /// Parses the dataset at the stream's cursor. Throws PTP_GENERAL_ERROR if it is cut short,
-    /// except for texts at its end, which are then empty.
+    /// Parses the dataset at the stream's cursor. Texts may be missing at its end, and are then
+    /// empty; if it is cut short elsewhere, PTP_GENERAL_ERROR is thrown.
     explicit ObjectInfoDataset(PtpDataStream& stream);
     ObjectInfoDataset(const ObjectInfoDataset&) = default;
     virtual ~ObjectInfoDataset() = default;
 
-    /// Writes the dataset at the stream's cursor, as a device takes it.
+    /// Writes the dataset at the stream's cursor, in the form in which it is parsed. Throws what
+    /// the stream throws, as for a text of more than 254 units.
     void write(PtpDataStream& stream) const;
 
     std::uint32_t StorageID = 0;

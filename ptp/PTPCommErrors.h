@@ -5,12 +5,13 @@
 
 namespace zlk {
 
-/// Thrown by value; there is nothing more to an error than its value. A response code from a camera
-/// (ISO 15740, 0x2xxx) is thrown unchanged, so values without a name occur too.
+/// An error is nothing but its number. The code of a camera's response (ISO 15740: 0x2xxx, and
+/// 0xAxxx for vendors' codes) is thrown unchanged, and so is the code of a data container that
+/// belongs to another operation. So numbers without a name occur, too.
 enum PTPCommErrors : std::uint32_t {
     PTP_NO_CONNECTION = 1,    ///< there is no transport, or the device can't be opened
-    PTP_OUT_OF_MEMORY = 2,    ///< no memory for a buffer, or a container claims too much
-    PTP_TRANSPORT_ERROR = 3,  ///< a read, write or control of the transport failed
+    PTP_OUT_OF_MEMORY = 2,    ///< no memory for a buffer, or a container is too long
+    PTP_TRANSPORT_ERROR = 3,  ///< a read, write or control request failed, or brought too much
     PTP_NO_RESPONSE = 4,      ///< a read before a container's end returned nothing
     PTP_INVALID_HANDLE = 8,   ///< the handle is dead; the device has to be opened again
     PTP_GENERAL_ERROR = 0x2002,

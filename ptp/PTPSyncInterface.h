@@ -11,9 +11,9 @@
 
 namespace zlk {
 
-/// Knows the ports of all processes of the system: whose turn it is on each, and the transaction id
-/// that comes next there. All functions may throw PTP_GENERAL_ERROR. `port` is the text that opens
-/// the camera on its driver family.
+/// Gives turns on each port to the processes of the system, and keeps the transaction id that comes
+/// next on the port. All functions may throw PTP_GENERAL_ERROR. `port` is the text that opens the
+/// camera on its driver family.
 class PTPSyncInterface {
   public:
     virtual ~PTPSyncInterface() = default;
@@ -28,14 +28,16 @@ class PTPSyncInterface {
     virtual void setPort(const WCHAR* port) = 0;
     virtual void removePort(const WCHAR* port) = 0;
 
-    /// The port of the camera with these USB ids; empty if there is none, or if the ids aren't
-    /// known.
+    /// The port of the camera with these USB ids; empty if there is none, or if the arbiter keeps
+    /// no ids.
     virtual wString findPortbyVidPid(std::uint32_t vid, std::uint32_t pid) = 0;
-    /// Enters the ids of the camera at a port, where the arbiter doesn't know them by itself.
+    /// Reports the ids of the camera at a port. An arbiter that keeps no ids, or has them from the
+    /// driver, ignores this.
     virtual void updatePortInfo(const WCHAR* port, std::uint32_t vid, std::uint32_t pid) = 0;
 };
 
-/// The arbiter for the driver family of this system. Never null. Defined in transport/.
+/// The arbiter for the driver family of this system. Never null; throws PTP_GENERAL_ERROR if the
+/// table of ports can't be made. Defined in transport/.
 std::unique_ptr<PTPSyncInterface> createPortArbiter();
 
 }  // namespace zlk

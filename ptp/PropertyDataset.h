@@ -13,13 +13,14 @@ namespace zlk {
 class PropertyDataset {
   public:
     PropertyDataset() = default;
-    /// Parses the dataset at the stream's cursor. Throws PTP_GENERAL_ERROR if it is cut short.
+    /// Parses the dataset at the stream's cursor. Throws PTP_GENERAL_ERROR if it is cut short; only
+    /// texts that are missing at its end read as empty.
     explicit PropertyDataset(PtpDataStream& stream);
     PropertyDataset(const PropertyDataset&) = default;
     virtual ~PropertyDataset() = default;
 
     std::uint16_t DevicePropertyCode = 0;
-    std::uint16_t DataType = 0;  ///< one of dataType, or another
+    std::uint16_t DataType = 0;  ///< one of namespace dataType, or one that isn't supported
     std::uint8_t GetSet = 0;     ///< 1: the property can be set
     PropertyValue FactoryDefaultValue;
     PropertyValue CurrentValue;

@@ -16,7 +16,7 @@ PtpDataStream::PtpDataStream(std::uint16_t size) : buffer_(allocate(size)) {
     if (buffer_) size_ = size;
 }
 
-/// Always at least one byte, so that null only means a lack of memory.
+/// Even a block of size 0 has one byte, so that null only means a lack of memory.
 PtpDataStream::Block PtpDataStream::allocate(std::uint32_t size) {
     return Block(static_cast<std::uint8_t*>(std::calloc(std::max(size, 1u), 1)));
 }

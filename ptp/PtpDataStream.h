@@ -17,7 +17,8 @@ namespace zlk {
 /// What a camera sends is never trusted. A read beyond the block, or beyond the end of what was
 /// received, throws PTP_GENERAL_ERROR. A count of elements doesn't allocate memory before the
 /// elements are read. A text without a terminator ends at its count. A write throws
-/// PTP_GENERAL_ERROR if the block is too small and doesn't grow enough.
+/// PTP_GENERAL_ERROR if the block is too small and doesn't grow enough, and PTP_OUT_OF_MEMORY if
+/// there is no memory for it to grow.
 ///
 /// A stream is for one thread.
 class PtpDataStream {
@@ -30,7 +31,7 @@ class PtpDataStream {
     virtual ~PtpDataStream() = default;
 
     /// Fills the block with zeros, and lets reads go to its end; the cursor stays. Only bytes that
-    /// have been written since the last time are touched.
+    /// have been written since the last clear() are touched.
     void clear();
     /// Lets reads go no further than this. A text that would begin exactly there reads as empty,
     /// since cameras leave out the last texts of a dataset.
@@ -46,8 +47,9 @@ class PtpDataStream {
     /// Keeps the bytes that fit, and the cursor; new bytes are zeros. Throws PTP_OUT_OF_MEMORY, in
     /// which case the block is unchanged.
     void resize(std::uint32_t size);
-    /// Grows to this size, for bytes that are about to be received. The new bytes are undefined
-    /// until then: writing a large block twice would cost as much time as receiving it.
+    /// Grows to this size, unless the block is that large already, for bytes that are about to be
+    /// received. The new bytes are undefined until then, since filling a large block with zeros
+    /// would cost as much time as receiving it. Throws PTP_OUT_OF_MEMORY.
     void makeRoom(std::uint32_t size);
 
     std::uint8_t readByte() { return static_cast<std::uint8_t>(read(1)); }
@@ -78,7 +80,7 @@ class PtpDataStream {
 
     /// Zeros; null if there is no memory.
     static Block allocate(std::uint32_t size);
-    /// Moves to another block, which must hold `size` bytes.
+    /// Moves the bytes to another block, of `size` bytes. Throws PTP_OUT_OF_MEMORY for a null one.
     void replace(Block block, std::uint32_t size);
     /// Whether at least `width` bytes lie between the cursor and `end`.
     bool hasRoom(std::uint32_t width, std::uint32_t end) const {

@@ -14,14 +14,14 @@
 
 namespace zlk {
 
-/// The operations have the names and numbers of the standard. A failure is a thrown PTPCommErrors,
-/// and the port has been released by then.
+/// The functions down to initiateOpenCapture() are the standard's operations. A failure is a thrown
+/// PTPCommErrors, and the port has been released by then.
 ///
 /// Before anything is sent, a handle of 0 throws PTP_INVALID_OBJECT_HANDLE, except in
 /// getPartialObject(), and a storage of 0 throws PTP_INVALID_STORAGE_ID in getStorageInfo(),
-/// getNumberObjects() and getObjectHandles(). The other operations send the 0. A device that sends
-/// no data and answers OK has not failed: the result has its default value, and memory that was to
-/// be filled isn't touched.
+/// getNumberObjects() and getObjectHandles(). Elsewhere a 0 is passed on to the device. A device
+/// that sends no data and answers OK has not failed: the result has its default value, and memory
+/// that was to be filled isn't touched.
 ///
 /// One thread at a time may use an object. Every operation blocks, also while other programs have
 /// their turn on the port. Memory that is handed in stays the caller's.
@@ -92,11 +92,12 @@ class PtpInterface {
 
     /// Sets the ids that checkConnection() compares with. Nothing is sent.
     virtual void setDeviceId(std::uint32_t vid, std::uint32_t pid) = 0;
-    /// Asks for the ids of the device that is there now. True if its vendor is the expected one.
+    /// Finds out the ids of the device that is there now. True if its vendor is the expected one;
+    /// the product isn't compared.
     virtual bool checkConnection(std::uint32_t* vid, std::uint32_t* pid) = 0;
 
-    /// Bytes of data that the last operation with data from the device brought; 0 if it brought
-    /// none, which by itself is no failure.
+    /// Bytes of data that the device has sent in the last operation that can receive data; 0 if it
+    /// has sent none, which by itself is no failure.
     virtual std::uint32_t receivedData() const = 0;
 };
 

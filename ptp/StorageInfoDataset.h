@@ -13,8 +13,9 @@ namespace zlk {
 class StorageInfoDataset {
   public:
     StorageInfoDataset() = default;
-    /// Parses the dataset at the stream's cursor. Throws PTP_GENERAL_ERROR if it is cut short,
-    /// except for texts at its end.
+    /// Parses the dataset at the stream's cursor. Texts may be missing at its end, and an empty or
+    /// missing text keeps its default value. If the dataset is cut short elsewhere,
+    /// PTP_GENERAL_ERROR is thrown.
     explicit StorageInfoDataset(PtpDataStream& stream);
     StorageInfoDataset(const StorageInfoDataset&) = default;
     virtual ~StorageInfoDataset() = default;

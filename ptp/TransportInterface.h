@@ -25,7 +25,7 @@ class TransportInterface {
     /// Sends all bytes in one transfer.
     virtual void write(const void* buffer, std::uint32_t length) = 0;
     /// Receives one transfer of at most `length` bytes. `*bytesRead`, which the caller sets to 0
-    /// before, becomes their number; 0 also stands for a zero-length packet.
+    /// before, becomes the number of bytes that came. A zero-length packet gives 0.
     virtual void read(void* buffer, std::uint32_t length, std::uint32_t* bytesRead) = 0;
     /// Waits for an event. If the driver gives up waiting, or the transport has no events, the
     /// buffer is left as it is.

@@ -15,8 +15,8 @@ constexpr char lowCategory[] = "ZlPTPdrv_Low";
 
 constexpr std::uint16_t eventStreamSize = 200;
 
-// Bytes. A response with all of its parameters isn't longer. Of a data container this reads the
-// header, which says how much more there is.
+// Bytes. A response with all of its parameters fits. In a data container, the header is among
+// these bytes, and says how many more there are.
 constexpr std::uint32_t firstRead = 36;
 constexpr std::uint32_t furtherRead = dataStreamSize;
 
@@ -47,8 +47,9 @@ void ZlPTPdrv::connect(Connecting connecting) {
 
 void ZlPTPdrv::open(std::unique_ptr<PTPSyncInterface> arbiter) {
     arbiter->setPort(port.c_str());
-    // `sync` is set only after setPort() has succeeded: the destructor removes the port of `sync`
-    // from the table, and an empty port would match the first entry there.
+    // `sync` is set only after setPort() has succeeded. An object that has `sync` removes its port
+    // from the table when it is destroyed, and a port that was never set could match another's
+    // entry there, as an empty one does.
     sync = std::move(arbiter);
     transactionID = sync->getMutex(port.c_str());
     transport = createTransport();
@@ -183,8 +184,7 @@ ContainerBlock ZlPTPdrv::readResponce(std::uint16_t expectedCode,
                                       ObjectProgressInterface* progress) {
     TraceLine(lowCategory, "readResponce------------------");
     dataStream.clear();
-    // First phase: whatever comes is read up to the length of a response, and its header is
-    // decoded.
+    // First, no more is read than a response can have, and the container's header is decoded.
     std::uint32_t total = readSome(0, firstRead);
     const ContainerBlock block(dataStream);
     TraceLine(lowCategory, "readResponce bytesRead(%d)", total);
@@ -205,7 +205,7 @@ ContainerBlock ZlPTPdrv::readResponce(std::uint16_t expectedCode,
     const bool stranger = block.is(ContainerType::Data) && block.code != expectedCode;
     if (refused || stranger) throw static_cast<PTPCommErrors>(block.code);
     if (block.length > largestContainer) throw PTP_OUT_OF_MEMORY;
-    // Second phase: the rest of a data container.
+    // Then the rest of a longer container is read.
     dataStream.makeRoom(block.length);
     while (block.length > total) {
         total += readSome(total, std::min(block.length - total, furtherRead));

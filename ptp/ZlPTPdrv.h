@@ -2,10 +2,11 @@
 // The PTP initiator over USB.
 //
 // A transaction is a command, data in one direction or none, and a response. It runs while the
-// port's mutex is held, and takes its id from the port's counter; all processes share both. So they
-// continue each other's count, in one session of the camera. No pipe is reset, and nothing is
-// retried but a refused command from which parameters were left out (see mayMissParameters()). Any
-// other failure goes to the caller at once, and the port is released in every case.
+// port's mutex is held, and takes its id from the port's counter, which openSession() sets back;
+// all processes share both. So they continue each other's count, in one session of the camera. No
+// pipe is reset, and nothing is retried but a refused command from which parameters were left out
+// (see mayMissParameters()). Any other failure goes to the caller at once, and the port is released
+// in every case.
 
 #include <memory>
 
@@ -28,7 +29,8 @@ class ZlPTPdrv : public PtpInterface {
     /// Opens the port. If that fails nothing is thrown; every operation then throws
     /// PTP_NO_CONNECTION.
     explicit ZlPTPdrv(const wString& port);
-    /// Finds the port by the camera's USB ids, on systems whose arbiter knows them.
+    /// Finds the port by the camera's USB ids, and opens it. If the arbiter doesn't know the ids,
+    /// that counts as a failure to open.
     ZlPTPdrv(std::uint32_t vid, std::uint32_t pid);
     /// Leaves the session open, since it belongs to all processes.
     ~ZlPTPdrv() override;
@@ -76,9 +78,9 @@ class ZlPTPdrv : public PtpInterface {
     bool checkConnection(std::uint32_t* foundVid, std::uint32_t* foundPid) override;
     std::uint32_t receivedData() const override;
 
-    /// Our own operations, for a dock: each returns the USB ids of a camera that is plugged into
-    /// it, as the response's first two parameters. ZLpressSaveButton() also makes the dock connect
-    /// its camera; ZLconnectedCameraId2() also reports one that isn't connected.
+    /// Our own operations, for a dock. Each gives the USB ids of the dock's camera, which are the
+    /// response's first two parameters. ZLpressSaveButton() also makes the dock connect the camera;
+    /// ZLconnectedCameraId2() gives the ids even if the dock hasn't connected it.
     void ZLconnectedCameraId(std::uint32_t* first, std::uint32_t* second);
     void ZLpressSaveButton(std::uint32_t* first, std::uint32_t* second);
     void ZLconnectedCameraId2(std::uint32_t* first, std::uint32_t* second);
@@ -92,17 +94,19 @@ class ZlPTPdrv : public PtpInterface {
   private:
     struct Operation;  // an operation's name and code, and the tests before it
 
-    /// Runs `connecting`. An exception is traced, and leaves the object without a transport.
+    /// Runs `connecting`. If it throws a PTPCommErrors, that is traced and goes no further, and the
+    /// object has no transport.
     template <class Connecting>
     void connect(Connecting connecting);
-    /// Takes a turn on the port, and opens it. The caller releases the port.
+    /// Enters the port in the arbiter's table, takes a turn on it, and opens it. The caller
+    /// releases the port.
     void open(std::unique_ptr<PTPSyncInterface> arbiter);
 
-    /// Throws if there is no transport, or if an id is 0 that mustn't be. Outside of the port's
-    /// mutex.
+    /// Traces the operation's name. Throws if there is no transport, or if an id is 0 that mustn't
+    /// be. To be called before the port is taken.
     void begin(const Operation& operation);
-    /// Runs `body` while the port is held. If it throws, the id that `recover` returns becomes the
-    /// next command's.
+    /// Runs `body` while the port is held. If `body` throws, the id that `recover` returns becomes
+    /// the next command's. Throws PTP_GENERAL_ERROR inside of another hold().
     template <class Body, class Recover>
     void hold(const char* name, Body body, Recover recover);
     template <class Body>
@@ -125,7 +129,7 @@ class ZlPTPdrv : public PtpInterface {
     std::vector<std::uint32_t> receiveList(const Operation& operation, std::uint16_t paramCount);
     void receiveObject(const Operation& operation, void* target, std::uint32_t size,
                        ObjectProgressInterface* progress);
-    /// Bytes of the payload in the stream.
+    /// Bytes of payload in the container of `dataBlock`.
     std::uint32_t payloadSize() const;
     void askForCamera(const Operation& operation, std::uint32_t* first, std::uint32_t* second);
     void setParams(std::uint32_t first, std::uint32_t second = 0, std::uint32_t third = 0);

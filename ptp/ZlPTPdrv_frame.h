@@ -7,10 +7,10 @@
 namespace zlk {
 
 inline constexpr char category[] = "ZlPTPdrv";
-inline constexpr std::uint16_t dataStreamSize = 32768;  // bytes; large enough for any dataset
+inline constexpr std::uint16_t dataStreamSize = 32768;  // bytes; the stream grows for more
 
-/// The port is released in every case. If getMutex() failed, the port was never held, and its
-/// counter must not be overwritten.
+/// The port is released whatever `body` throws. Only if getMutex() failed it isn't: the port was
+/// never held then, and its counter must not be overwritten.
 template <class Body, class Recover>
 void ZlPTPdrv::hold(const char* name, Body body, Recover recover) {
     // A progress report that starts another operation would overwrite the stream of the transfer

@@ -138,7 +138,7 @@ void ZlPTPdrv::performReceiving(const Operation& operation, std::uint16_t paramC
     attempt(operation, paramCount, [&] {
         sendCommand(operation.code, paramCount, params);
         dataBlock = readResponce(operation.code, progress);
-        // A response in the place of data: the camera has nothing to send, which is no failure.
+        // A response in the place of data means that the camera has no data, which is no failure.
         if (!dataBlock.is(ContainerType::Data)) return;
         // A response follows even if the data is unusable. It must be read before the error is
         // reported, or it would stand in the pipe before the next answer.
@@ -187,8 +187,8 @@ void ZlPTPdrv::receiveObject(const Operation& operation, void* target, std::uint
             // After readResponce() the cursor is at the payload.
             const std::uint32_t count = std::min(payloadSize(), size);
             if (count > 0) std::memcpy(target, dataStream.data() + dataStream.cursor(), count);
-            // The large block is given back first, because reading the response would clear all of
-            // it.
+            // A large block is given back before the response is read, because that would clear all
+            // of the block.
             dataStream.resize(dataStreamSize);
             if (count < size) throw PTP_INCOMPLETE_TRANSFER;
         },
@@ -356,7 +356,8 @@ void ZlPTPdrv::initiateOpenCapture(std::uint32_t storage, std::uint32_t format) 
 }
 
 PtpEvent ZlPTPdrv::getEvent() {
-    // An event's length in bytes: the header's first fields, and the largest that is defined.
+    // An event's length in bytes: at least the header up to the code, at most that of an event with
+    // two parameters.
     constexpr std::uint32_t shortest = 8;
     constexpr std::uint32_t longest = 20;
     // Containers of an impossible length are skipped, but a device that sends nothing else isn't

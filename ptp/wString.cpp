@@ -71,7 +71,7 @@ void wString::append(const wString& source) {
         wString joined;
         joined.take(view(), room);
         if (!joined.text) return;
-        const std::uint32_t added = source.length;  // saved, since `source` may be this object
+        const std::uint32_t added = source.length;
         std::ranges::copy(source.view(), joined.text.get() + length);
         joined.length += added;
         text = std::move(joined.text);

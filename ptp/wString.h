@@ -33,7 +33,8 @@ class wString {
 
     /// The unit at `index`; 0 at or beyond `capacity`.
     std::uint16_t charAt(std::uint32_t index) const;
-    /// The text in UTF-8, valid until the next call or as long as this object.
+    /// The text in UTF-8, valid until the next narrow() and as long as this object. "" if there is
+    /// no memory.
     const char* narrow() const;
 
     std::u16string_view view() const { return {text ? text.get() : u"", length}; }
@@ -46,7 +47,7 @@ class wString {
     std::uint32_t length = 0;                    ///< without the terminator
 
   private:
-    /// Replaces the text, in `room` units of new memory. Empty if there is no memory.
+    /// Replaces the text, in `room` units of new memory. The text becomes empty if there is none.
     void take(std::u16string_view wide, std::size_t room);
 };
 
