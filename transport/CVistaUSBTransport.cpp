@@ -15,7 +15,7 @@ constexpr char category[] = "CVistaUSBTransport";
 
 void CVistaUSBTransport::ask(DWORD code, void* answer, DWORD size) const {
     DWORD returned = 0;
-    // An answer that is shorter than its record would leave fields undefined.
+    // A shorter answer would leave fields of the record at 0 as if the device had sent that.
     if (!DeviceIoControl(handle.get(), code, nullptr, 0, answer, size, &returned, nullptr) ||
         returned != size)
         throw PTP_TRANSPORT_ERROR;

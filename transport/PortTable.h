@@ -1,6 +1,7 @@
 #pragma once
-// The tables of ports that all processes share in named sections. A table says which cameras are in
-// use, and has each camera's count of transactions.
+// The tables of ports that all processes share in named sections. A table has an entry for each
+// camera (the first driver family: that is in use; the second: that is attached), with the camera's
+// count of transactions.
 
 #include <algorithm>
 #include <cstddef>
@@ -29,7 +30,8 @@ static_assert(sizeof(CameraPortEntry) == 156);
 template <class Entry>
 class PortTable {
   public:
-    /// `most`: bytes of the table in its format. If the mapped section is shorter, so is the table.
+    /// `most`: how many bytes a table of this kind has. If the mapped section is shorter, so is the
+    /// table.
     PortTable(const SharedSection& section, std::size_t most) noexcept
         : bytes_(static_cast<std::uint8_t*>(section.view())) {
         const std::size_t real = std::min(most, section.size());
@@ -46,8 +48,8 @@ class PortTable {
     Entry* end() const noexcept { return begin() + count(); }
 
     /// The first entry whose port begins with `port`, compared without case; null if there is none.
-    /// That a port also finds longer names that begin with it is how all processes compare ports,
-    /// and they have to agree on one entry.
+    /// So `port` also finds an entry with a longer name that begins with it. All processes compare
+    /// ports in this way, since they have to agree on one entry.
     Entry* find(std::string_view port) const noexcept {
         for (Entry& entry : *this)
             if (port.size() <= sizeof entry.port &&

@@ -24,7 +24,8 @@ constexpr std::size_t longestPort = sizeof(CameraPortEntry::port) - 1;
 /// counts of transactions survive between connections.
 std::atomic<bool> sharedMemoryInitialised{false};
 
-/// A port's mutex is named by the last four characters of the port, its number.
+/// The name of a port's mutex ends with the last four characters of the port, by which the ports of
+/// this driver family differ: `can0` for `\\.\Usbscan0`. A shorter port stands there as a whole.
 std::string mutexNameOf(const std::string& port) {
     return portMutexPrefix + port.substr(port.size() > 4 ? port.size() - 4 : 0);
 }

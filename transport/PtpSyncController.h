@@ -23,7 +23,9 @@ namespace zlk {
 ///
 /// PTP_GENERAL_ERROR is thrown for a port of more than 19 bytes; by setPort() for a camera that the
 /// table has no room for, which leaves the table as it was; by getMutex() and releaseMutex() for a
-/// port that the table doesn't list; and where the section or a mutex can't be made or opened.
+/// port that the table doesn't list; and where the section or a mutex can't be made or opened. As
+/// long as there is no table, getMutex() returns 0 without taking a turn, and releaseMutex() and
+/// removePort() do nothing.
 ///
 /// An arbiter is for one thread, since mutexes belong to threads.
 class PtpSyncController : public PTPSyncInterface {
@@ -45,7 +47,8 @@ class PtpSyncController : public PTPSyncInterface {
     using Table = PortTable<CameraPortEntry>;
 
     class TableHold;
-    /// The table, to be used only while it is held. Repairs it first if its last holder died.
+    /// The table, to be used only while `hold` exists. It is repaired first if the last process
+    /// that held its mutex has died.
     Table table(const TableHold& hold) const;
     /// Opens the section, or makes it with an empty table.
     void makeOrOpenTable();

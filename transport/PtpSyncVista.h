@@ -14,8 +14,8 @@ namespace zlk {
 /// `Global\ZlPtpWPDHandlesToCameras`. This class only writes the transaction id of an entry, while
 /// it holds the port's mutex; entries never move. PTP_GENERAL_ERROR is thrown for a port of more
 /// than 199 bytes; by getMutex() and releaseMutex() for a port that the table doesn't list; and by
-/// getMutex() if there is no table, or if the port's mutex can't be opened. An arbiter is for one
-/// thread.
+/// getMutex() if there is no table, or if the port's mutex can be neither opened nor made. An
+/// arbiter is for one thread.
 class PtpSyncVista : public PTPSyncInterface {
   public:
     PtpSyncVista() = default;

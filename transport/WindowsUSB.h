@@ -7,7 +7,7 @@
 namespace zlk {
 
 /// The camera is a file of the still-image driver, `\\.\Usbscan<n>`. One handle is for the bulk
-/// pipes and another for the interrupt pipe. getVidPid() asks the device each time; the packet size
+/// pipes and another for the interrupt pipe. getVidPid() asks the driver each time; the packet size
 /// is read once, at opening.
 class WindowsUSB : public TransportInterface {
   public:
@@ -16,8 +16,8 @@ class WindowsUSB : public TransportInterface {
     WindowsUSB(const WindowsUSB&) = delete;
     WindowsUSB& operator=(const WindowsUSB&) = delete;
 
-    /// A port of at most one character opens the last port again. PTP_NO_CONNECTION is also thrown
-    /// for a port of more than 19 bytes.
+    /// A port of at most one byte opens the last port again. PTP_NO_CONNECTION is also thrown for a
+    /// port of more than 19 bytes.
     void openConnection(const WCHAR* port) override;
     void closeConnection() override;
     void write(const void* buffer, std::uint32_t length) override;
@@ -33,7 +33,7 @@ class WindowsUSB : public TransportInterface {
     UniqueHandle dataHandle;
     UniqueHandle interruptHandle;
     char devicePath[20] = {};          // the last port, UTF-8
-    std::uint32_t maxPacketSize = 64;  // bytes; 64 if the device doesn't report its pipes
+    std::uint32_t maxPacketSize = 64;  // bytes; 64 until a device has reported its pipes
 };
 
 }  // namespace zlk
