@@ -71,7 +71,7 @@ class PortTable {
     }
     /// Completes a removal in whose middle a process died. At that point one entry stands at its
     /// new place, perhaps incompletely, and also at its old place after that. So two neighbours
-    /// have one port, unless the process died while it copied the port itself.
+    /// have the same port, unless the process died while it copied the port itself.
     void resumeRemoval() {
         for (Entry* entry = begin(); entry + 1 < end(); ++entry)
             if (std::equal(std::begin(entry->port), std::end(entry->port), entry[1].port))

@@ -14,7 +14,7 @@ namespace zlk::usbscan {
 inline constexpr std::size_t descriptorRoom = CMSG_SPACE(sizeof(int));
 
 /// Makes sendmsg() pass the descriptor with the message's first byte. `control` has to live as long
-/// as the message. The descriptor stays its caller's; the receiver gets a duplicate.
+/// as the message. The descriptor stays the caller's; the receiver gets a duplicate.
 inline void attach(msghdr& message, char (&control)[descriptorRoom], int descriptor) {
     message.msg_control = control;
     message.msg_controllen = descriptorRoom;

@@ -23,7 +23,7 @@ namespace zlk::usbscan {
 class DeviceLock {
   public:
     /// Takes the lock, which is held until the last duplicate of the descriptor is closed. Empty
-    /// with errno; EBUSY if another process has it.
+    /// with errno; EBUSY if the lock is held already.
     static Descriptor take(const std::string& folder, const std::string& name) {
         Descriptor file = open(folder, name, O_CREAT);
         struct flock lock = platform::wholeFile(F_WRLCK);

@@ -26,8 +26,9 @@
 // A message is a MessageHeader, followed by `length` bytes of what stands beside its kind below.
 // Both ends come out of one build and run on one machine, so numbers have the machine's byte order.
 // Open carries a version all the same, since a host may outlive an update of its clients. A host
-// that receives anything else than this page allows closes the connection. A client does so for a
-// size that isn't allowed, and skips kinds that it doesn't expect.
+// closes the connection for a kind or a length that isn't allowed; only a malformed Record is
+// answered with an error. A client closes it for a length that isn't allowed, and skips kinds that
+// it doesn't expect.
 //
 // A turn is everything that belongs to one PTP command. The client increments its turn number with
 // each Write that is a command container, and skips messages that still arrive for an earlier turn.
@@ -63,7 +64,7 @@ enum class MessageKind : std::uint8_t {
     Note = 73,         ///< a line for the trace, UTF-8
     Area = 74,         ///< nothing; with it comes a sealed descriptor of areaSize bytes of memory
     DataInArea = 75,   ///< AreaPiece: a Data whose bytes lie in the shared area
-    Recorded = 76,     ///< a u32, the last error: the recording has begun, or is wholly written
+    Recorded = 76,     ///< a u32: 0 if the recording has begun or is complete, or the last error
 };
 
 struct MessageHeader {
@@ -94,8 +95,8 @@ struct OpenRequest {
 };
 
 struct ControlRequest {
-    std::uint32_t code;        ///< IOCTL_GET_USB_DESCRIPTOR, IOCTL_GET_PIPE_CONFIGURATION
-    std::uint32_t outputSize;  ///< at most that many bytes come back
+    std::uint32_t code;        ///< IOCTL_GET_USB_DESCRIPTOR or IOCTL_GET_PIPE_CONFIGURATION
+    std::uint32_t outputSize;  ///< at most that many bytes of a descriptor come back
     std::uint32_t question;    ///< a number, which comes back with the answer
 };
 

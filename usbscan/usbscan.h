@@ -83,7 +83,7 @@ inline constexpr DWORD devicePathTableSize = 4096;
 struct DevicePathEntry {
     std::uint32_t state;          ///< 1 in a new entry
     char port[120];               ///< the device path without `\\?\`, zero-terminated
-    std::uint32_t transactionID;  ///< of the next command; the transport counts it
+    std::uint32_t transactionID;  ///< of the next command; the camera's users store it
     std::uint32_t vid;
     std::uint32_t pid;
     std::uint8_t unused[120];

@@ -18,17 +18,17 @@ bool AnswerProgress::awaitsZeroPacket(DWORD size) const noexcept {
 }
 
 bool AnswerProgress::takesZeroPacket(DWORD size) noexcept {
-    // A packet for which a read has already returned comes too late. And between containers, a
-    // caller who wants the next container isn't looking for the end of the last: a device that
-    // sends heads in packets of their own ends payloads with a zero-length packet even where their
-    // containers don't fill their packets.
+    // A packet for which a read has already returned comes too late. Between containers, a packet
+    // doesn't end a read for the next container either: a device that sends heads in packets of
+    // their own ends payloads with a zero-length packet even if their containers don't fill their
+    // packets.
     const bool late = std::exchange(zeroPacket_, ZeroPacket::None) == ZeroPacket::GivenInAdvance;
     return !late && (place_ == Place::InContainer || size < containerHead);
 }
 
 bool AnswerProgress::comesForZeroPacket(DWORD size, DWORD length) noexcept {
     // The device may have left the packet out and sent the response instead, which is for the
-    // caller's next read. Fewer bytes than a container has can't be a response.
+    // caller's next read. Fewer bytes than a container's head has can't be a response.
     const bool awaited = awaitsZeroPacket(size);
     zeroPacket_ = ZeroPacket::None;
     return awaited && length >= containerHead;

@@ -26,7 +26,7 @@ class AnswerProgress {
     /// the read goes on to what comes next.
     bool takesZeroPacket(DWORD size) noexcept;
     /// `length` bytes of data have come. Whether a read of `size` bytes returns none of them, since
-    /// they have come in the place of the zero-length packet that it was for.
+    /// it is for the zero-length packet in whose place they have come.
     bool comesForZeroPacket(DWORD size, DWORD length) noexcept;
     /// To be called when a Data message with these flags has been read to its end.
     void hasRead(std::uint8_t flags) noexcept;

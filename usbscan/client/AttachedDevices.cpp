@@ -22,7 +22,7 @@ constexpr char busFolder[] = "/sys/bus/usb/devices/";
 // The kernel increments this number with each event, such as a device's coming or going.
 constexpr char eventCount[] = "/sys/kernel/uevent_seqnum";
 constexpr std::string_view stillImage = "6/1/1";  // class, subclass and protocol
-// Bytes; a file that claims more is cut off.
+// Bytes; a longer file is cut off.
 constexpr std::size_t maxEntry = 4096;
 constexpr char tableName[] = "port-numbers";
 
@@ -109,7 +109,7 @@ std::vector<AttachedDevice> devicesOnTheBus() {
 }
 
 /// Adds the devices that processes serve without a bus, such as virtual cameras. An entry whose
-/// lock is free was left by a process that was killed.
+/// lock is free was left by a process that was killed, and is skipped.
 void addServedDevices(std::vector<AttachedDevice>& devices) {
     constexpr std::string_view ending = ".device";
     const std::string folder = deviceFolder();
@@ -180,7 +180,8 @@ PortTable completed(const PortTable& old, const std::vector<AttachedDevice>& dev
 
 /// The port numbers of these devices. Usually the shared table has them all and can be read without
 /// its lock. If it hasn't, the table is rewritten under the lock, and `devices` is read anew: by an
-/// older list, a device that another process has just entered would lose its number.
+/// older list, a device that another process has just entered would lose its number. If the table
+/// can't be locked or written, numbers are missing in the result.
 PortTable agreedPorts(std::vector<AttachedDevice>& devices) {
     const SharedTable shared(tableName);
     PortTable table = readTable(shared);

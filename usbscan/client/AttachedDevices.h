@@ -4,8 +4,8 @@
 // which the processes of the machine agree and which it keeps while it is attached.
 //
 // Numbers have four digits, so that none is a prefix of another: callers compare port names by
-// their beginnings. A new device gets the lowest free number, since a table of ports has few
-// places.
+// their beginnings. A new device gets the lowest free number, so that it may take over an entry that
+// an earlier one has left: a table of ports has few places.
 
 #include <cstdint>
 #include <optional>
@@ -28,11 +28,10 @@ struct AttachedDevice {
     unsigned port = 0;
 };
 
-/// All devices, sorted by port. Devices on the bus are found below /sys/bus/usb/devices. From any
-/// thread.
+/// The devices, sorted by port. One that can't be given a port number is missing. From any thread.
 std::vector<AttachedDevice> attachedDevices();
 
-/// The name that opens a device on the first driver family, front included; and on the second
+/// The names that open a device: on the first driver family, with the front `\\.\`; on the second
 /// family, without the front `\\?\`.
 std::u16string scannerPortText(const AttachedDevice& device);
 std::string portableDevicePath(const AttachedDevice& device);

@@ -163,7 +163,7 @@ bool CameraHandle::read(void* buffer, DWORD size, DWORD& done) {
     }
     if (turnEnded_) return refuse(ERROR_OPERATION_ABORTED);
     if (size == 0 || givesMissingZeroPacket(size)) return true;
-    // A caller who reads on after the response has taken something else for the response, and would
+    // If a caller reads on after the response, it took something else for the response, and would
     // wait for bytes that never come.
     if (progress_.isOver() && !progress_.awaitsZeroPacket(size)) return refuse(ERROR_SEM_TIMEOUT);
     if (const Arrival arrival = await(size); arrival != Arrival::Bytes)
@@ -306,7 +306,8 @@ bool CameraHandle::askPacketSize(std::span<std::byte> output, DWORD& returned) {
 void CameraHandle::cancel() {
     turnEnded_ = true;
     const std::lock_guard lock(sending_);
-    // Nobody waits here for the host's Cancelled: it ends a read that another thread has under way.
+    // This doesn't wait for the host's Cancelled, which ends a read that another thread has under
+    // way.
     link_->send({0, MessageKind::Cancel, 0, turn_}, {});
 }
 

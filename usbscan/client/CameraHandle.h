@@ -35,7 +35,8 @@ class CameraHandle final : public Handle {
     bool endRecording();
 
     /// One read of the bulk-in pipe: blocks until bytes of one container arrive, and never returns
-    /// bytes of two. True with `done` 0 for a zero-length packet.
+    /// bytes of two. True with `done` 0 for a zero-length packet, even if one was due and the
+    /// device has left it out.
     bool read(void* buffer, DWORD size, DWORD& done) override;
     /// One transfer to the bulk-out pipe. A buffer that begins with a PTP command container opens a
     /// new turn. Returns before the device has taken the bytes.
@@ -55,8 +56,9 @@ class CameraHandle final : public Handle {
 
     // Down to awaitAnswer(), `receiving_` must be held. False with the last error.
 
-    /// Receives the next message of the current turn. Notes are traced and skipped. Leftovers of
-    /// earlier turns are skipped, and so are further failures of a turn that has already failed.
+    /// Receives the header of the next message that belongs to the current turn or to no turn.
+    /// Notes are traced and skipped. Leftovers of earlier turns are skipped, and so are further
+    /// failures of a turn that has already failed. Its first failure is the last error.
     bool nextMessage(usbscan::MessageHeader& header);
     bool receive(std::span<std::byte> buffer);
     bool skipRest();
@@ -105,7 +107,7 @@ class CameraHandle final : public Handle {
     bool inData_ = false;  // `data_` is received in parts
     AnswerProgress progress_;
     std::chrono::steady_clock::time_point heardAt_{};  // when the response was read
-    USB_DEVICE_DESCRIPTOR descriptor_{};  // the device's, cached; bLength is 0 until then
+    USB_DEVICE_DESCRIPTOR descriptor_{};  // the device's, cached; bLength 0: not asked for yet
 };
 
 }  // namespace zlk::platform

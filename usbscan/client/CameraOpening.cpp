@@ -40,12 +40,12 @@ DWORD timeoutSetting(const WCHAR* name, DWORD usual) {
     return std::clamp(platformNumber(name, usual), shortestTimeout, longestTimeout);
 }
 
-/// Again: the host ended meanwhile, and connecting anew may help. Refused: with the last error.
+/// Again: the host ended meanwhile, and connecting anew may help. Refused: the last error says why.
 enum class Greeting { Opened, OpenedAndRecorded, Again, Refused };
 
 Greeting greetHost(HostLink& link, const usbscan::OpenRequest& request) {
-    // A failed send is no reason to give up: a host that refused already has closed its end, and
-    // the reason for it can still be read.
+    // A failed send is no reason to give up: a host that refuses clients may have closed its end
+    // already, and its reason can still be read.
     link.send({0, MessageKind::Open, 0, 0}, std::as_bytes(std::span(&request, 1)));
     for (MessageHeader header; link.receiveHeader(header) == HostLink::Result::Ok;) {
         DWORD error = 0;

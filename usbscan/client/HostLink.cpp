@@ -17,7 +17,7 @@
 namespace zlk::platform {
 namespace {
 
-// Room for the largest message that isn't Data.
+// Bytes; the payload of any message but Data fits.
 constexpr std::size_t aheadSize = 4096;
 
 bool hasLegalSize(const usbscan::MessageHeader& header) {
@@ -48,8 +48,8 @@ bool HostLink::send(usbscan::MessageHeader header, std::span<const std::byte> fi
     const std::lock_guard lock(sending_);
     header.length = static_cast<std::uint32_t>(first.size() + second.size());
     const std::vector<std::byte> slotsFree = std::exchange(slotsFree_, {});
-    // Slots that have been read since are given back with this message, which saves a call and
-    // wakes the host once.
+    // Slots that have been read are given back with this message, which saves a call and wakes the
+    // host only once.
     iovec parts[] = {{const_cast<std::byte*>(slotsFree.data()), slotsFree.size()},
                      {&header, sizeof header},
                      {const_cast<std::byte*>(first.data()), first.size()},
@@ -91,8 +91,8 @@ bool HostLink::hasInput(std::chrono::milliseconds time) {
 /// Receives into the buffer, and what comes after it into `ahead_`, with a single system call.
 HostLink::Result HostLink::receiveSome(std::span<std::byte> buffer, std::size_t& done) {
     iovec parts[] = {{buffer.data(), buffer.size()}, {ahead_.data() + end_, ahead_.size() - end_}};
-    // If the buffer doesn't end the message, only more of that message would follow. It is better
-    // left for the reader's next buffer than copied twice.
+    // If the message doesn't end with the buffer, only more of that message would follow. Its bytes
+    // are better left for the reader's next buffer than copied twice.
     const bool readsAhead = buffer.size() == left_;
     alignas(cmsghdr) char control[usbscan::descriptorRoom];
     msghdr message{};
@@ -170,9 +170,9 @@ bool HostLink::enterArea(usbscan::MessageHeader& header) {
 
 void HostLink::leaveArea() {
     inArea_ = nullptr;
-    // Each message wakes the host, which needs no slot before most of them are taken. So up to this
-    // many wait to go with another message. If sending fails here, the host is gone and needs no
-    // slots.
+    // Each message wakes the host, which needs no slot back before most slots are taken. So up to
+    // this many SlotFree messages wait to go with another message. If sending fails here, the host
+    // is gone and needs no slots.
     constexpr std::size_t most = usbscan::areaSlots / 2 - 1;
     const struct {
         usbscan::MessageHeader header;

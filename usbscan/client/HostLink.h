@@ -26,14 +26,14 @@ class HostLink {
 
     /// Sends one whole message; may be called from any thread. Its length is filled in. A
     /// descriptor may go with it and stays the caller's. Slots of the shared area that have been
-    /// read since are given back with the same system call. False if the connection has ended, or
-    /// if the host takes nothing for too long.
+    /// read and not been given back yet are given back with the same system call. False if the
+    /// connection has ended, or if the host takes nothing for too long.
     bool send(usbscan::MessageHeader header, std::span<const std::byte> first,
               std::span<const std::byte> second = {}, int descriptor = -1);
 
     // The following are for one thread at a time, though not always the same one.
 
-    /// Whether part of a message is there, or arrives within this time.
+    /// Whether part of a message, or the connection's end, is there or arrives within this time.
     bool hasInput(std::chrono::milliseconds time);
     /// Receives the header of the next message; the payload of the one before must have been
     /// received to its end. A DataInArea is turned into a Data, so callers don't see where its
@@ -68,7 +68,7 @@ class HostLink {
     std::vector<std::byte> ahead_;
     std::size_t begin_ = 0, end_ = 0;
 
-    Descriptor passed_;                  // the last that came with a message
+    Descriptor passed_;                  // the last descriptor that came with a message
     const std::byte* area_ = nullptr;    // the mapped area; null until the host has sent it
     const std::byte* inArea_ = nullptr;  // next byte of the current message; null if it isn't there
     std::uint32_t slot_ = 0;             // the slot of `inArea_`

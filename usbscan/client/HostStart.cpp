@@ -51,7 +51,8 @@ Start::Start() {
                    [] { start().lock.unlock(); });
 }
 
-/// Path of the host program; empty if another user could have replaced it.
+/// Path of the host program. Empty with the last error if it can't be opened, or if another user
+/// could have replaced it.
 std::string hostProgram() {
     const std::u16string set = platformText(u"DeviceHost");
     const std::string path = set.empty() ? modulesFolder() + "/zlk-usbscan" : utf8Text(set);
