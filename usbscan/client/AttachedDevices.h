@@ -4,8 +4,8 @@
 // which the processes of the machine agree and which it keeps while it is attached.
 //
 // Numbers have four digits, so that none is a prefix of another: callers compare port names by
-// their beginnings. A new device gets the lowest free number, so that it may take over an entry that
-// an earlier one has left: a table of ports has few places.
+// their beginnings. A new device gets the lowest free number, so that it may take over an entry
+// that an earlier one has left: a table of ports has few places.
 
 #include <cstdint>
 #include <optional>

@@ -148,7 +148,8 @@ bool ClientConnection::takeMessage() {
     if (end_ - begin_ < wanted_) return false;
     MessageHeader header;
     std::memcpy(&header, input_.data() + begin_, sizeof header);
-    // A client that breaks the protocol is dropped.
+    // The protocol has the host close the connection for a kind or a length that isn't allowed. An
+    // empty Write isn't allowed either, since it would have no part to hand out.
     const bool isWrite = header.kind == MessageKind::Write;
     if (!isFromClient(header.kind) || (!isWrite && header.length > maxControlMessage) ||
         (isWrite && header.length == 0)) {
@@ -216,7 +217,7 @@ void ClientConnection::send(MessageHeader header, std::span<const std::byte> byt
 
 bool ClientConnection::moveToArea(Outgoing& outgoing) {
     if (!outgoing.wantsArea) return true;
-    // From here on the message is a DataInArea, whose payload is the place of the bytes.
+    // With a slot, the message becomes a DataInArea, whose payload is the place of the bytes.
     const auto slot = area_.put(outgoing.bytes);
     if (!slot) return false;
     const AreaPiece piece{*slot, static_cast<std::uint32_t>(outgoing.bytes.size())};
@@ -232,8 +233,8 @@ bool ClientConnection::moveToArea(Outgoing& outgoing) {
 void ClientConnection::queue(Outgoing outgoing, When when) {
     outgoing.header.length = static_cast<std::uint32_t>(outgoing.bytes.size());
     if (!isData(outgoing.header.kind)) ++queuedAnswers_;
-    // Messages that wait already wait either for this one, to go with it, or because the socket or
-    // the area is full. In the second case an event will lead to flush().
+    // If messages are queued already, they either wait for this one, to go with it, or the socket
+    // or the area is full. In the second case an event will lead to flush().
     const bool idle = output_.empty() || awaitsNext_;
     output_.push_back(std::move(outgoing));
     awaitsNext_ = idle && when == When::WithTheNext;

@@ -32,7 +32,7 @@ class ClientConnection {
     /// Receives what the client sends. No call blocks.
     class Owner {
       public:
-        /// A whole message of any kind but Write.
+        /// A whole message of any kind but Write and SlotFree.
         virtual void received(ClientConnection& from, const MessageHeader& header,
                               std::span<const std::byte> payload) = 0;
         /// The next bytes of a Write, in order; a Write of at most maxWritePart bytes comes whole.
@@ -68,10 +68,10 @@ class ClientConnection {
                    std::uint8_t flags = 0);
     /// Queues a line for the client's trace; drops it if many answers are waiting.
     void note(std::string_view line);
-    /// Drops the data that is queued and not sent: nobody will read it, and the device needs its
-    /// buffers.
+    /// Drops the data that is queued, except for a message of which a part has been sent: nobody
+    /// will read it, and the device needs its buffers.
     void dropData();
-    /// Whether the client has yet to take what is queued for it.
+    /// Whether messages are queued that wait for the client to make room in the socket or the area.
     bool isBehind() const noexcept { return !output_.empty() && !awaitsNext_; }
     /// Drops queued data, and ends the connection once everything else is sent.
     void finish();
@@ -83,7 +83,7 @@ class ClientConnection {
     /// The client's process id, from the kernel.
     pid_t process() const noexcept { return process_; }
 
-    // The host's own notes on this client.
+    // What the host remembers of this client.
     OpenRequest opened{};       ///< version 0: the handshake is still to come
     bool dead = false;          ///< every use of this handle fails
     bool hasCommanded = false;  ///< it has sent a command, so it relies on the session
@@ -101,20 +101,21 @@ class ClientConnection {
     bool moveToArea(Outgoing& outgoing);
     void happened(short events);
     bool listens() const noexcept;
-    /// Handles messages until there are none, or until the others have to be served.
+    /// Handles messages until there are none, until no more may be handled (see listens()), or
+    /// until other clients have to be served.
     void readOn();
-    /// Posts readOn() to the loop, which serves the others first. The owner isn't called from
-    /// inside of its own call.
+    /// Posts readOn() to the loop, which serves other clients first. So the owner isn't called from
+    /// inside of a call that it has made.
     void readOnLater();
-    /// Handles the next message, or the next part of a Write. False if bytes are missing, in which
-    /// case `wanted_` is how many are needed.
+    /// These handle the next message and the next part of a Write. False if bytes are missing, in
+    /// which case `wanted_` is how many are needed, or if the connection was lost.
     bool takeMessage();
     bool takePart();
     bool receive();
     void lose();
     void flush();
-    /// Tells the loop which events matter now: reading stops while paused, writing while nothing
-    /// waits.
+    /// Tells the loop which events matter now: POLLIN while messages may be handled, POLLOUT while
+    /// something can be sent.
     void expectEvents();
 
     EventLoop& loop_;

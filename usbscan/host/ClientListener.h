@@ -1,5 +1,5 @@
 #pragma once
-// Accepts clients at a host's listening socket: those of the user who started the host, and root.
+// Accepts clients at a host's listening socket: those of the user who started the host, and root's.
 // For the thread of the event loop only.
 
 #include <cstdint>
@@ -30,8 +30,8 @@ class ClientListener {
     Timer pause_;  // runs while no file descriptor is left for another client
 };
 
-/// Refuses, with this last error, exactly the clients that are queued at this listening,
-/// non-blocking socket when it is called. One that connects later is left to the next host.
+/// Refuses, with this last error, the clients that are queued at this listening, non-blocking
+/// socket. A client that connects once the first has been refused is left to the next host.
 void refuseWaiting(int socket, std::uint32_t error);
 
 }  // namespace zlk::usbscan

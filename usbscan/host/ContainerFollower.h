@@ -1,7 +1,7 @@
 #pragma once
 // Finds out where one PTP container ends and the next begins in what a device sends (USB still
-// image class, bulk containers). A container's length is only used to split what came: a wrong one
-// neither makes this read out of bounds nor allocate memory.
+// image class, bulk containers). A wrong length in a container neither makes this code read out of
+// bounds nor allocate memory.
 
 #include <array>
 #include <cstddef>
@@ -62,7 +62,7 @@ class ContainerFollower {
     void takeHead(std::span<const std::byte> bytes) noexcept;
     /// Completes the cut with the state of its container.
     void append(ContainerCut cut, std::vector<ContainerCut>& cuts);
-    /// Counts how many of the bytes belong to the container under way.
+    /// Takes those of the bytes that belong to the container under way, and returns how many.
     std::size_t take(std::span<const std::byte> bytes) noexcept;
     bool headIsWhole() const noexcept { return headSize_ == containerHeaderSize; }
     /// Whether the container under way is the response to the transaction.
@@ -77,7 +77,7 @@ class ContainerFollower {
     bool isHeld_ = false;       // the header is incomplete, and its bytes aren't handed out yet
     std::array<std::byte, containerHeaderSize> held_{};  // copy of a header for a cut
     std::uint64_t container_ = 0;                        // bytes of the container under way
-    std::uint64_t missing_ = 0;   // bytes to come; of a wrong length, all of the transfer
+    std::uint64_t missing_ = 0;   // bytes to come; toTheTransfersEnd for an unusable length
     std::uint64_t transfer_ = 0;  // bytes of the transfer under way
 };
 

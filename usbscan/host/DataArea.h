@@ -19,7 +19,7 @@ class DataArea {
     DataArea(const DataArea&) = delete;
     DataArea& operator=(const DataArea&) = delete;
 
-    /// Makes and maps the memory. False if there is none.
+    /// Makes and maps the memory. False if that fails.
     bool make();
     bool exists() const noexcept { return bytes_ != nullptr; }
     /// The descriptor to be sent to the client, which stays the area's. The memory's size is

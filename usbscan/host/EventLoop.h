@@ -27,8 +27,8 @@ class EventLoop {
     EventLoop(const EventLoop&) = delete;
     EventLoop& operator=(const EventLoop&) = delete;
 
-    /// Calls `ready` whenever one of `events` has happened on the descriptor, which stays its
-    /// caller's: POLLIN or POLLOUT; errors always count. Watching a descriptor again replaces its
+    /// Calls `ready` whenever one of `events` (POLLIN, POLLOUT) has happened on the descriptor,
+    /// which stays the caller's. Errors always count. Watching a descriptor again replaces its
     /// events and function.
     void watch(int fd, short events, Ready ready);
     /// Changes the events alone. Does nothing for a descriptor that isn't watched.
@@ -46,7 +46,8 @@ class EventLoop {
     /// Does nothing if the deadline has passed already, or for 0.
     void cancel(TimerId timer);
 
-    /// Runs until stop(), and may be called again afterwards.
+    /// Runs until stop(), and may be called again afterwards. Throws std::system_error if poll()
+    /// fails, and whatever a function throws.
     void run();
     void stop() noexcept { running_ = false; }
 

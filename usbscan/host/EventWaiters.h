@@ -1,6 +1,6 @@
 #pragma once
 // The clients that wait for an event of the device. The interrupt pipe is read only while a client
-// waits or an event is incomplete, so until then events stay in the device. An event goes to all
+// waits or an event is incomplete; at other times events stay in the device. An event goes to all
 // clients that wait.
 
 #include <deque>
@@ -25,11 +25,11 @@ class EventWaiters {
     void remove(ClientConnection& waiter);
 
   private:
-    /// Starts an interrupt transfer if none is under way.
+    /// Starts an interrupt transfer if none is under way and the device has an interrupt pipe.
     void read();
     /// Takes what an interrupt transfer brought, which may be only a part of an event.
     void came(UsbStatus status, std::span<const std::byte> bytes);
-    /// Hands the event to all who wait.
+    /// Hands the event to all clients that wait, or keeps it for the next one that does.
     void deliver();
     static void answer(ClientConnection& waiter, std::span<const std::byte> event);
 

@@ -93,7 +93,7 @@ void HostRecording::finish() {
     finished_->file().finish();
 }
 
-/// Waits for the end of a recovery, which belongs into the recording, and then answers.
+/// Ends the recording, but not before the end of a recovery, which belongs into it.
 void HostRecording::finishWhenQuiet() {
     if (isBusy_()) return pause_.start(betweenLooks, [this] { finishWhenQuiet(); });
     finish();

@@ -13,8 +13,8 @@ namespace zlk::usbscan {
 class HostRecording {
   public:
     /// `tell` sends a line to the traces of all clients. `isBusy` returns whether the host is still
-    /// recovering the device; a recording goes on until the recovery is over, since that belongs
-    /// into the recording.
+    /// recovering the device; a recording goes on until the recovery is over, since the recovery
+    /// belongs into it.
     HostRecording(EventLoop& loop, RecordingDevice& device,
                   std::function<void(std::string_view)> tell, std::function<bool()> isBusy)
         : device_(device),
@@ -28,7 +28,8 @@ class HostRecording {
     bool isRunning() const { return recorder_ && recorder_->file().error() == 0; }
     /// Handles a Record message with this payload, whose file came with it, and answers it.
     void begin(ClientConnection& client, std::span<const std::byte> payload);
-    /// Handles EndRecord. It is answered once everything is written.
+    /// Handles EndRecord, which is answered once everything is written; with an error at once if
+    /// the client has no recording, or has asked already.
     void end(ClientConnection& client);
     /// Forgets a client that is gone. Its recording ends, unless it goes on to the host's end.
     void remove(const ClientConnection& client);
@@ -50,7 +51,7 @@ class HostRecording {
     const std::function<bool()> isBusy_;
     std::shared_ptr<Recorder> recorder_;  // the current one; it may have failed
     std::shared_ptr<Recorder> finished_;  // an ended one, until all of it is written
-    ClientConnection* owner_ = nullptr;   // null: nobody waits for the end
+    ClientConnection* owner_ = nullptr;   // the client that can end the recording; null: none
     bool isAsked_ = false;                // the owner has asked for the end
     Timer pause_, watch_;
 };

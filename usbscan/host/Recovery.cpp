@@ -27,8 +27,8 @@ constexpr auto silenceBeforeAnswer = 1500ms;
 // A device that doesn't know a request should stall it, but some don't react at all.
 constexpr auto answerLimit = 1s;
 constexpr auto stageLimit = 3s;
-// The rest of a picture takes less time than this. A device that still sends afterwards is told to
-// stop.
+// The rest of a picture usually takes less time than this. A device that still sends afterwards is
+// told to stop.
 constexpr auto peaceLimit = 2s;
 constexpr unsigned maxStalls = 8;
 // Bytes. A read is reported only when it has ended, so it must not take longer than the time that

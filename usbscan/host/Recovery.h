@@ -51,7 +51,7 @@ class Recovery {
     /// For a host that starts: ends what an earlier host may have left open, if the device reports
     /// that it is busy or still sends something.
     void settle(Done done);
-    /// `answers`: the response to the transaction ends with this piece.
+    /// `answers`: the response to the transaction ends in this piece.
     void arrived(std::span<const std::byte> piece, bool answers);
     /// Reading the bulk-in pipe has ended with a halt or an error.
     void stalled();
@@ -66,13 +66,15 @@ class Recovery {
     void tryCancel();
     void tryDeviceReset();
     void tryPortReset();
-    /// Goes on after a stage that didn't help.
+    /// Begins the stage that follows one that didn't help. Ends the recovery if there is none, or
+    /// if the device is to be left in peace.
     void nextStage();
     void cancelFailed();
     /// Asks the device whether it is ready (request 0x67).
     void askStatus();
     void statusCame(UsbStatus status, std::span<const std::byte> bytes);
-    /// Reads until the device has been quiet for a while, and then ends the stage.
+    /// Reads until the device has been quiet for a while. Then the recovery ends, or the next stage
+    /// begins if an answer is still missing.
     void drain();
     void clearPipes();
     void finish(Outcome outcome);
@@ -89,8 +91,9 @@ class Recovery {
     std::optional<Transaction> transaction_;  // none: an earlier host's, which is unknown
     bool quiet_ = false;                      // the device has stopped sending
     bool answered_ = false;                   // a response has come, or none was owed
-    bool busy_ = false;                       // what the device reports since it was cancelled
-    // The device's silence, or the time between two questions; and the limit of the stage.
+    bool busy_ = false;                       // the device's last status said that it is busy
+    // `pause_` runs while the device has to stay quiet, or until its status is asked for again;
+    // `limit_` is that of the stage.
     Timer pause_, limit_;
 };
 

@@ -121,8 +121,8 @@ void Transactions::closeIfComplete() {
     recoveriesInARow_ = 0;
     const bool isLeft = device_.stopReading();
     habits_.bringsData[transaction_.code] = transaction_.dataEnded && !isLeft;
-    // The response filled its packets. Its zero-length packet is read now, or would stand before
-    // the next answer; many devices leave it out, so the read is taken back after a while.
+    // If the response filled its packets, its zero-length packet is read now, or it would stand
+    // before the next answer. Many devices leave it out, so the read is taken back after a while.
     if (zeroPacketOwed_) {
         device_.read(1, false);
         lateZeroPacket_.start(zeroPacketPatience, [this] { device_.stopReading(); });
@@ -193,8 +193,8 @@ void Transactions::recoverAfter(UsbStatus status, bool wasTaken) {
 void Transactions::readOn() {
     const bool wanted = transaction_.open && !transaction_.answered;
     if (!wanted || transaction_.sending || writer_) return;
-    // The transfer for the response is then in flight before the data has ended, so that the
-    // response needn't wait for it.
+    // With `andResponse`, the transfer for the response is in flight before the data has ended, so
+    // that the response needn't wait for a transfer.
     const bool andResponse = habits_.bringsData[transaction_.code] && !transaction_.dataEnded;
     device_.read(follower_.due(), andResponse);
 }
@@ -223,7 +223,7 @@ void Transactions::readingStopped(UsbStatus why) {
     if (recovery_.running()) return recovery_.stalled();
     // Reading goes on below, in a recovery, or with the next command.
     device_.clearHalt(device_.facts().bulkIn.address);
-    if (recoverAfterWrite_) return;  // it hasn't begun
+    if (recoverAfterWrite_) return;  // the recovery hasn't begun
     const bool maybeOlder = why == UsbStatus::Stalled && transaction_.open && !transaction_.heard &&
                             !transaction_.cleared;
     if (!maybeOlder) return fail(lastErrorOf(why));

@@ -45,8 +45,8 @@ class Transactions final : UsbDevice::Listener {
         ~Owner() = default;
     };
 
-    /// Becomes the device's listener. `loop`, `controls` and `owner` must outlive this object.
-    /// `device` may be destroyed before it, after which no function may be called. It must be
+    /// Becomes the device's listener. `loop`, `controls` and `owner` must outlive this object. The
+    /// device may be destroyed first, after which no function may be called. The device must be
     /// destroyed before the clients, whose bytes it may be sending.
     Transactions(EventLoop& loop, UsbDevice& device, ControlQueue& controls, Owner& owner);
     Transactions(const Transactions&) = delete;
@@ -58,12 +58,13 @@ class Transactions final : UsbDevice::Listener {
     /// Whether a transaction is being recovered from, or will be once a write has ended.
     bool recovering() const { return recovery_.running() || recoverAfterWrite_; }
 
-    /// Takes a command, or the next data of the client's transaction. It calls resume() once the
-    /// bytes are no longer needed. Data of a transaction that isn't open is answered as Failed.
+    /// Takes a command, or the next data of the client's transaction. The client's resume() is
+    /// called once the bytes are no longer needed. Data of a transaction that isn't open is
+    /// answered as Failed.
     void take(ClientConnection& from, const WritePart& part);
     /// Recovers the device if the open transaction is this client's.
     void giveUp(ClientConnection& client);
-    /// Drops the client's commands that have not begun.
+    /// Drops the client's commands that have not begun, and lets it send others.
     void dropCommands(ClientConnection& client);
     /// The client is gone: nothing more is sent to it, and its transaction is recovered from.
     void lost(ClientConnection& client);
@@ -93,7 +94,7 @@ class Transactions final : UsbDevice::Listener {
         ClientConnection* from;
         WritePart part;
     };
-    /// What each operation did the last time, by its code.
+    /// What each operation has done so far, by its code: the last time, unless it says otherwise.
     struct Habits {
         std::bitset<65536> bringsMuch;  // more data than is asked for before the length is known
         std::bitset<65536> takesData;   // data was sent to the device at any time
@@ -146,7 +147,7 @@ class Transactions final : UsbDevice::Listener {
     std::deque<Command> commands_;        // waiting for a recovery to end
     ClientConnection* writer_ = nullptr;  // whose bytes are in a transfer to the device
     EventLoop::Clock::time_point writingSince_{};
-    bool writerLeft_ = false;  // it is to be released when the write has ended
+    bool writerLeft_ = false;  // the writer is gone; released() follows the end of the write
     Transaction transaction_;  // the last one; owner and turn stay, for a late zero-length packet
     bool zeroPacketOwed_ = false;  // the last container filled its packets
     std::vector<ContainerCut> cuts_;

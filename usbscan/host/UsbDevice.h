@@ -1,7 +1,7 @@
 #pragma once
-// The interface of a still-image device (USB class 6, subclass 1, protocol 1) as its host uses it:
-// two bulk pipes, an interrupt pipe and control requests. It is implemented with libusb, and by the
-// virtual camera.
+// A still-image device (USB class 6, subclass 1, protocol 1) as its host uses it: two bulk pipes,
+// an interrupt pipe and control requests. A real device is reached with libusb, the virtual camera
+// implements the interface itself, and RecordingDevice wraps another device to record it.
 
 #include <array>
 #include <chrono>
@@ -108,9 +108,9 @@ class UsbDevice {
     virtual void waitForInterrupt(DoneWithBytes done) = 0;
     virtual void cancelInterrupt() = 0;
 
-    /// Clears the halt of a pipe; resets the port. Both block for a moment, and first take back
-    /// what is in flight on that pipe, or on all pipes, since host controllers refuse to clear a
-    /// pipe that is in use. False if the device has refused, or is gone.
+    /// clearHalt() clears the halt of a pipe, and reset() resets the port. Both block for a moment,
+    /// and first take back what is in flight on the pipe, or on all pipes, since host controllers
+    /// refuse to clear a pipe that is in use. False if the device has refused, or is gone.
     virtual bool clearHalt(std::uint8_t endpoint) = 0;
     virtual bool reset() = 0;
 };

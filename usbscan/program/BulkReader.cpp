@@ -156,7 +156,7 @@ bool BulkReader::submit(Slot& slot, std::size_t size, bool forNext) {
 void BulkReader::ended(Slot& slot, UsbStatus status) {
     const auto length = static_cast<std::size_t>(slot.transfer->actual_length);
     // libusb doesn't report a zero-length packet, but a transfer that ends without being full was
-    // ended by a short packet or by that.
+    // ended by a short packet or a zero-length one.
     const bool endsTransfer = status == UsbStatus::Done && length < slot.asked;
     // After a failure, bytes are missing before these.
     if (!failure_ && (length || endsTransfer)) deliver(slot, endsTransfer);

@@ -17,7 +17,8 @@ namespace zlk::usbscan {
 
 class BulkReader {
   public:
-    /// `handle` is borrowed and must outlive the reader's transfers. The packet size must not be 0.
+    /// `handle` is borrowed, and must be open as long as transfers are in flight. The packet size
+    /// must not be 0.
     BulkReader(LibusbContext& context, libusb_device_handle* handle, const UsbEndpoint& endpoint);
     ~BulkReader();
     BulkReader(const BulkReader&) = delete;
@@ -31,7 +32,8 @@ class BulkReader {
 
   private:
     using Buffer = std::vector<std::byte>;
-    /// A transfer with its buffer; and the share in a buffer that is lent.
+    /// A Slot is a transfer with its buffer. A Lease is what the receiver of a piece holds while
+    /// the buffer is lent.
     struct Slot;
     struct Lease;
 

@@ -23,8 +23,8 @@ class LibusbTransfer {
     LibusbTransfer(const LibusbTransfer&) = delete;
     LibusbTransfer& operator=(const LibusbTransfer&) = delete;
 
-    /// The caller fills it in before submit(), except for the callback. It has the actual length
-    /// afterwards.
+    /// The caller fills in the transfer before submit(), except for its callback and user data.
+    /// Once the transfer has ended, it has the actual length.
     libusb_transfer& operator*() const noexcept { return *transfer_; }
     libusb_transfer* operator->() const noexcept { return transfer_; }
 

@@ -31,9 +31,9 @@ class Blackout {
     void passLetter(std::byte& byte, std::size_t at);
     void begin(Step step);
 
-    std::span<const Step> steps_;  // those that aren't over
+    std::span<const Step> steps_;  // for the fields that haven't passed completely
     std::uint32_t parameter_ = 0;
-    bool begun_ = false;       // the first of them has begun
+    bool begun_ = false;       // the first of these fields has begun
     unsigned countBytes_ = 0;  // bytes still to come of the count before an array or a text
     std::uint32_t count_ = 0;  // the part of that count that has come
     unsigned countAt_ = 0;     // index of its next byte

@@ -26,7 +26,7 @@ struct UsbEvent {
     std::uint8_t device = 1;
     std::uint16_t bus = 1;
     std::int64_t time = 0;     ///< microseconds since 1970
-    std::int32_t status = 0;   ///< a negative errno; -115 (in progress) in a submission
+    std::int32_t status = 0;   ///< 0 or a negative errno; -115 (in progress) in a submission
     std::uint32_t length = 0;  ///< bytes that were asked for, or transferred
     std::optional<std::array<std::byte, 8>> setup;  ///< of a control request's submission
     /// The beginning of the transfer's bytes, as far as it is recorded. Borrowed.
@@ -37,8 +37,8 @@ struct UsbEvent {
 
 /// Appends the event in the format of the recording.
 void appendEvent(std::string& to, const UsbEvent& event);
-/// Reads an event; its `data` points into `recorded`. None if the bytes are no event, or if its
-/// lengths contradict them.
+/// Reads an event; its `data` points into `recorded`. None if the bytes are no event that a
+/// still-image device has, or if the event's lengths contradict each other or the bytes.
 std::optional<UsbEvent> readEvent(std::span<const std::byte> recorded);
 
 }  // namespace zlk::usbscan
