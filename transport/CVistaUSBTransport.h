@@ -9,9 +9,9 @@ namespace zlk {
 /// The port is a device path without the prefix `\\?\`. The device's ids and packet size are read
 /// once, at opening.
 ///
-/// Callers may notice some differences from WindowsUSB. With an empty port it stays closed and
-/// throws nothing. While it is closed, reads and writes do nothing and leave the count of bytes as
-/// it was. A handle that is dead gives PTP_TRANSPORT_ERROR like any other failure. There are no
+/// Callers may notice some differences from WindowsUSB. With an empty port, this transport stays
+/// closed and throws nothing. While closed, its reads and writes do nothing and leave the count of
+/// bytes as it was. A dead handle gives PTP_TRANSPORT_ERROR like any other failure. There are no
 /// events.
 class CVistaUSBTransport : public TransportInterface {
   public:

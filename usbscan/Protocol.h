@@ -26,9 +26,9 @@
 // A message is a MessageHeader, followed by `length` bytes of what stands beside its kind below.
 // Both ends come out of one build and run on one machine, so numbers have the machine's byte order.
 // Open carries a version all the same, since a host may outlive an update of its clients. A host
-// closes the connection for a kind or a length that isn't allowed; only a malformed Record is
-// answered with an error. A client closes it for a length that isn't allowed, and skips kinds that
-// it doesn't expect.
+// closes the connection for a kind or a length that isn't allowed, but answers a malformed Record,
+// or a Write before Open, with an error. A client closes it for a length that isn't allowed, and
+// skips kinds that it doesn't expect.
 //
 // A turn is everything that belongs to one PTP command. The client increments its turn number with
 // each Write that is a command container, and skips messages that still arrive for an earlier turn.

@@ -57,8 +57,8 @@ class CameraHandle final : public Handle {
     // Down to awaitAnswer(), `receiving_` must be held. False with the last error.
 
     /// Receives the header of the next message that belongs to the current turn or to no turn.
-    /// Notes are traced and skipped. Leftovers of earlier turns are skipped, and so are further
-    /// failures of a turn that has already failed. Its first failure is the last error.
+    /// Notes are traced and skipped. Leftovers of earlier turns are skipped, and so are all
+    /// failures of the current turn but the first, which becomes the last error.
     bool nextMessage(usbscan::MessageHeader& header);
     bool receive(std::span<std::byte> buffer);
     bool skipRest();

@@ -80,7 +80,7 @@ class ClientConnection {
     /// already.
     Descriptor takeDescriptor() { return std::move(passed_); }
 
-    /// The client's process id, from the kernel.
+    /// The client's process id, from the kernel; 0 if it isn't known.
     pid_t process() const noexcept { return process_; }
 
     // What the host remembers of this client.

@@ -129,9 +129,9 @@ class DeviceHost::Impl final : ClientConnection::Owner, Transactions::Owner {
         transactions_.settle();
     }
 
-    /// A device that answers nothing, and can't be cancelled either, costs a process one time-out
-    /// and not one for each of its commands. Other processes may try, and this one may again once
-    /// the device has sent something.
+    /// A device that answers nothing, and doesn't cancel transactions either, costs a process one
+    /// time-out and not one for each of its commands. Other processes may try, and this one may try
+    /// again once the device has sent something.
     void unheardBy(pid_t process) override {
         if (mute_.size() >= maxMute) mute_.clear();
         mute_.insert(process);

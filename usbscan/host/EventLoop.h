@@ -43,7 +43,7 @@ class EventLoop {
     using TimerId = std::uint64_t;
     /// Calls `task` once, when the delay is over.
     TimerId after(std::chrono::milliseconds delay, Task task);
-    /// Does nothing if the deadline has passed already, or for 0.
+    /// Does nothing for 0, or if the task has been called already.
     void cancel(TimerId timer);
 
     /// Runs until stop(), and may be called again afterwards. Throws std::system_error if poll()

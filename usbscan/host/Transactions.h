@@ -32,7 +32,7 @@ class Transactions final : UsbDevice::Listener {
         virtual void tellAll(std::string_view line) = 0;
         /// The device has sent something.
         virtual void heard() = 0;
-        /// The device has answered nothing to a process, and couldn't be cancelled either.
+        /// The device has answered nothing to a process, and doesn't cancel transactions either.
         virtual void unheardBy(pid_t process) = 0;
         /// The device was reset, which has ended its PTP session.
         virtual void sessionLost() = 0;
@@ -94,7 +94,7 @@ class Transactions final : UsbDevice::Listener {
         ClientConnection* from;
         WritePart part;
     };
-    /// What each operation has done so far, by its code: the last time, unless it says otherwise.
+    /// What each operation did before, by its code. Except in `takesData`, the last time counts.
     struct Habits {
         std::bitset<65536> bringsMuch;  // more data than is asked for before the length is known
         std::bitset<65536> takesData;   // data was sent to the device at any time
