@@ -27,7 +27,7 @@ class ContainerBlock {
 
     std::uint32_t length = 0;  ///< bytes of the whole container, header included
     std::uint16_t type = 0;
-    std::uint16_t code = 0;  ///< an operation, or a response code
+    std::uint16_t code = 0;  ///< of an operation or a response
     std::uint32_t id = 0;    ///< of the transaction
     std::uint32_t param1 = 0, param2 = 0, param3 = 0, param4 = 0, param5 = 0;
 };

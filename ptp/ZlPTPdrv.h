@@ -161,7 +161,7 @@ class ZlPTPdrv : public PtpInterface {
     std::uint32_t lastResponseCode = 0;  // of the last container received, before it is tested
     std::uint32_t lastResponseId = 0;
     std::uint32_t maxPacketSize = 64;  // bytes; the transport's value once it is open
-    bool busy = false;                 // a transaction is under way
+    bool busy = false;                 // hold() is running
     bool sendsAllParameters = false;   // commands keep their trailing zeros
 };
 

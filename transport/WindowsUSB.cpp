@@ -82,7 +82,7 @@ void WindowsUSB::read(void* buffer, std::uint32_t length, std::uint32_t* bytesRe
 }
 
 void WindowsUSB::readInterrupt(void* buffer, std::uint32_t length) {
-    DWORD returned = 0;  // not used: the event's own length field tells its reader
+    DWORD returned = 0;  // not used, since an event has a length of its own
     if (!interruptHandle || !DeviceIoControl(interruptHandle.get(), IOCTL_WAIT_ON_DEVICE_EVENT,
                                              nullptr, 0, buffer, length, &returned, nullptr))
         throw PTP_TRANSPORT_ERROR;

@@ -54,7 +54,7 @@ enum class MessageKind : std::uint8_t {
     EndRecord = 8,  ///< nothing
     // from the host
     Opened = 65,       ///< nothing
-    Refused = 66,      ///< a u32, the last error
+    Refused = 66,      ///< a u32, the last error with which opening fails
     Data = 67,         ///< bytes
     ZeroPacket = 68,   ///< nothing: the device sent a zero-length packet
     Failed = 69,       ///< a u32, the last error: the turn is over, or the handle dead

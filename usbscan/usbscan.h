@@ -95,7 +95,7 @@ static_assert(sizeof(DevicePathEntry) == 256);
 /// An attached still-image device, of any model.
 struct AttachedCamera {
     std::u16string port;        ///< the name that opens it on the first family: `\\.\Usbscan<n>`
-    std::u16string devicePath;  ///< opens it on the second family, after `\\?\`
+    std::u16string devicePath;  ///< the name on the second family, without its front `\\?\`
     std::uint16_t vid;
     std::uint16_t pid;
     std::u16string manufacturer, product, serial;  ///< as the device says; may be empty

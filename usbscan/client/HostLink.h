@@ -61,7 +61,7 @@ class HostLink {
 
     Descriptor socket_;
     std::mutex sending_;                // guards `slotsFree_`, and keeps messages whole
-    std::vector<std::byte> slotsFree_;  // SlotFree messages that will go with the next one
+    std::vector<std::byte> slotsFree_;  // SlotFree messages that go with the next message
     std::uint32_t left_ = 0;
     // Bytes from `begin_` to `end_` have been received ahead of the reader, together with the end
     // of the message before them.
@@ -70,7 +70,7 @@ class HostLink {
 
     Descriptor passed_;                  // the last descriptor that came with a message
     const std::byte* area_ = nullptr;    // the mapped area; null until the host has sent it
-    const std::byte* inArea_ = nullptr;  // next byte of the current message; null if it isn't there
+    const std::byte* inArea_ = nullptr;  // the current message's next byte, if it is in the area
     std::uint32_t slot_ = 0;             // the slot of `inArea_`
 };
 

@@ -75,7 +75,7 @@ class ContainerFollower {
     std::array<std::byte, containerHeaderSize> head_{};
     std::size_t headSize_ = 0;  // bytes of the header that have come
     bool isHeld_ = false;       // the header is incomplete, and its bytes aren't handed out yet
-    std::array<std::byte, containerHeaderSize> held_{};  // copy of a header for a cut
+    std::array<std::byte, containerHeaderSize> held_{};  // bytes of the last cut with `isHeld`
     std::uint64_t container_ = 0;                        // bytes of the container under way
     std::uint64_t missing_ = 0;   // bytes to come; toTheTransfersEnd for an unusable length
     std::uint64_t transfer_ = 0;  // bytes of the transfer under way

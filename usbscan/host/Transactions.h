@@ -83,11 +83,11 @@ class Transactions final : UsbDevice::Listener {
         bool open = false;
         bool taken = false;        // the device has taken the last write
         bool answered = false;     // the response is queued for the owner
-        bool sending = false;      // a Write of the owner isn't at its end
+        bool sending = false;      // more parts of the owner's Write are to come
         bool heard = false;        // the device has sent something since the command
         bool dataEnded = false;    // a data phase from the device is complete
         bool cleared = false;      // the pipe was found halted, and was cleared
-        unsigned zeroPackets = 0;  // that came with nothing between them
+        unsigned zeroPackets = 0;  // zero-length packets that came in a row
         std::optional<std::uint64_t> dataToSend{};  // bytes left of a data phase to the device
     };
     struct Command {
@@ -96,7 +96,7 @@ class Transactions final : UsbDevice::Listener {
     };
     /// What each operation did before, by its code. Except in `takesData`, the last time counts.
     struct Habits {
-        std::bitset<65536> bringsMuch;  // more data than is asked for before the length is known
+        std::bitset<65536> bringsMuch;  // more than is asked for while the length isn't known
         std::bitset<65536> takesData;   // data was sent to the device at any time
         std::bitset<65536> bringsData;  // data and a response came, and no read was taken back
     };
@@ -155,7 +155,7 @@ class Transactions final : UsbDevice::Listener {
     Habits habits_;
 
     bool recoverAfterWrite_ = false;  // a recovery waits for the end of the write
-    bool answerMayCome_ = false;      // to the transaction that is being recovered from
+    bool answerMayCome_ = false;      // the transaction under recovery may be answered
     unsigned recoveriesInARow_ = 0;
     pid_t unheard_ = 0;  // the process that waited in vain; 0 once the recovery is over
     Timer progress_, lateZeroPacket_;
