@@ -142,7 +142,7 @@ bool CPTPCameraDev::EnumXMLFiles() {
 }
 
 void CPTPCameraDev::LookForShareMenuFiles(std::uint32_t handle, const ObjectInfoDataset& info) {
-    /// One of the documents, and the member that gets its handle.
+    /// Where a document's handle goes, and whether the document is the share menu.
     struct Kind {
         const WCHAR* name;
         HandleField handle;

@@ -13,8 +13,8 @@ constexpr char category[] = "VolumeUtils";
 /// A handle of the volume that can be flushed.
 HANDLE openVolume(WCHAR letter) noexcept {
     constexpr DWORD share = FILE_SHARE_READ | FILE_SHARE_WRITE;
-    // Only systems of this family can open a volume by its device name. On others, the root folder
-    // of the volume is opened.
+    // Only systems of the NT family can open a volume by its device name. On all others the root
+    // folder of the volume is opened.
     if (isNtFamily()) {
         const WCHAR volume[]{u'\\', u'\\', u'.', u'\\', letter, u':', 0};
         return CreateFileW(volume, GENERIC_WRITE, share, nullptr, OPEN_EXISTING,

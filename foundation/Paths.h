@@ -27,7 +27,8 @@ std::u16string trimmed(const std::u16string& text);
 
 /// Our own folder inside the system's folder for temporary files, without a trailing backslash. It
 /// is made if it is missing. A failure to make it isn't reported here, but by the first file that
-/// is created in it. If the system has no such folder, the result is a relative path.
+/// is created in it. If the system has no such folder, the result is a relative path, of which no
+/// folder is made.
 std::u16string GetTempDir();
 
 }  // namespace zlk

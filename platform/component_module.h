@@ -1,7 +1,7 @@
 #pragma once
 // The four entry points that every component module exports, and their bodies. A module's source
-// consists of the table of its classes and a line for each entry point (or ZLK_COMPONENT_MODULE
-// below):
+// consists of the table of its classes and ZLK_COMPONENT_MODULE(classes), which stands for the rest
+// of this:
 //
 //     namespace {
 //     constexpr zlk::ComponentClass classes[] = {

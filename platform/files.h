@@ -5,22 +5,24 @@
 //
 // A path is one of: `X:\...`, below that drive's mount point (a drive letter, see volumes.h);
 // `Z:\...`, below this machine's own root; `\\server\share\...`, below the mount of that share;
-// `\\.\X:`, the volume itself; `\\.\...` or `\\?\...`, for CreateFileW alone, a camera or a file
-// sink; `/...` or `\...`, a path of this machine as it stands; anything else, from the process's
-// current folder. Components are separated by `\` and `/`. Below a drive or a share a name is
-// looked up with its exact spelling first and then without case, and `..` stops at the root of the
-// drive or share; a path of this machine or from the current folder is taken literally.
+// for CreateFileW alone, `\\.\X:`, the volume itself, and `\\.\...` or `\\?\...`, a camera or a
+// file sink; `/...` or `\...`, a path of this machine as it stands; anything else, from the
+// process's current folder. Components are separated by `\` and `/`. Below a drive or a share a
+// name is looked up with its exact spelling first and then without case, and `..` stops at the root
+// of the drive or share; a path of this machine or from the current folder is taken literally.
 //
 // Below a drive or a share, but not below `Z:`, a link is followed only if its target is relative
-// and lies below the same root; any other link is ERROR_ACCESS_DENIED, and so is a device.
+// and lies below the same root; opening any other link, or a device, gives ERROR_ACCESS_DENIED. On
+// a kernel without openat2 no link is followed there (ERROR_PATH_NOT_FOUND). DeleteFileW and
+// MoveFileW act on a link itself.
 //
 // Some file names can't be written as text (bytes that aren't UTF-8, ASCII's control characters, a
 // backslash, U+FFFE and U+FFFF). Each such byte shows as the unit U+F000 + byte from the private
 // area, and a path with that unit leads back to the byte. If a file's name really contains such a
 // unit, that file is found first, and a walk lists only one of two files whose names read the same.
 //
-// Last errors of all calls: ERROR_FILE_NOT_FOUND, ERROR_PATH_NOT_FOUND (a folder above is missing),
-// ERROR_ACCESS_DENIED (no right, a folder where a file is meant, or a socket or pipe),
+// Last errors that several calls have: ERROR_FILE_NOT_FOUND, ERROR_PATH_NOT_FOUND (a folder above
+// is missing), ERROR_ACCESS_DENIED (no right, a folder where a file is meant, or a socket or pipe),
 // ERROR_SHARING_VIOLATION, ERROR_INVALID_NAME, ERROR_FILENAME_EXCED_RANGE, ERROR_WRITE_PROTECT (a
 // read-only file system), ERROR_DISK_FULL, ERROR_NOT_READY (a drive without media or whose folder
 // has vanished), ERROR_IO_DEVICE, ERROR_TOO_MANY_OPEN_FILES, ERROR_NOT_ENOUGH_MEMORY,

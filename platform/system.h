@@ -49,8 +49,8 @@ inline bool isNtFamily(unsigned leastMajorVersion = 0) noexcept {
            info.dwMajorVersion >= leastMajorVersion;
 }
 
-/// Whether this is Vista or later. Its driver family has cameras reached by device paths, and has
-/// processes take turns on a camera by named objects of its own.
+/// Whether the settings name Vista or a later system. With its driver family, applications reach
+/// cameras by device paths, and processes take turns on a camera by other named objects.
 inline bool isVistaOrLater() noexcept {
     return isNtFamily(6);
 }

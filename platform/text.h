@@ -85,12 +85,13 @@ class FormatArgument {
     std::string_view narrow_;
 };
 
-/// Formats as the wide printf family does: %d %i %u %x %X %c %C %s %S %p %%, with flags, width,
-/// precision and the length words h, l, ll, I64 and I32. `%s` and `%S` take text of either width.
-/// For numbers, the argument's type gives the number of bits and the conversion whether they are
-/// signed. An argument of the wrong kind, or a missing one, prints as "?". Writes at most `room`
-/// units, terminator included, allocates nothing, and returns the number of units of the whole
-/// text, which is `room` or more where the text was cut.
+/// Formats as the wide printf family does: %d %i %u %x %X %c %C %s %S %p %%, with flags, width and
+/// precision; %p always has 16 digits. The length words h, l, ll, I64 and I32 are skipped, since a
+/// number is formatted in the width of its argument, of 32 bits at least. The conversion says
+/// whether it is signed. `%s` and `%S` take text of either width. An argument of the wrong kind, or
+/// a missing one, prints as "?". Writes at most `room` units, terminator included, allocates
+/// nothing, and returns the number of units of the whole text, which is `room` or more where the
+/// text was cut.
 std::size_t formatWide(WCHAR* buffer, std::size_t room, std::u16string_view format,
                        std::span<const FormatArgument> arguments) noexcept;
 

@@ -118,10 +118,11 @@ class CameraRecording {
     static constexpr DWORD withPayloads = 1;  ///< the contents of files too
     static constexpr DWORD anonymous = 2;     ///< without serial number, names and owner's texts
 
-    /// `port` is a name of either family from AttachedCamera, with its front. `file` is an empty
-    /// regular file, open for writing; the host gets a duplicate, so the caller may close its
-    /// handle. `options` are the flags above. Null with the last error: one of those of opening the
-    /// camera, ERROR_BUSY if the camera is being recorded already, or another.
+    /// `port` is the name of a camera in either family's form, with `\\.\` or `\\?\` in front.
+    /// `file` is an empty regular file, open for writing; the host gets a duplicate, so the caller
+    /// may close its handle. `options` are the flags above. Null with the last error: ERROR_BUSY if
+    /// the camera is being recorded already, one of those of opening it, or one of writing the
+    /// file.
     static std::unique_ptr<CameraRecording> begin(const std::u16string& port, HANDLE file,
                                                   DWORD options);
     /// Ends the recording without waiting for its last bytes.

@@ -42,8 +42,8 @@ bool mayReadStore(const std::string& path) noexcept;
 bool mayWriteStore(const std::string& path) noexcept;
 
 /// Whether processes that map a file on the file system of `path` see each other's writes at once,
-/// which a write-ahead log needs. Over a network they don't, and where it isn't known (FUSE, or a
-/// path that can't be looked at) the result is false, too.
+/// which a write-ahead log needs. False for the network file systems that are known not to do that,
+/// for FUSE, and for a path that can't be looked at; true for any other file system.
 bool sharesMemory(const std::string& path) noexcept;
 
 /// Makes an empty store. If there is a file at `path` already, it stays as it is. Logs that a

@@ -69,7 +69,6 @@ Device DeviceDirectory::find(std::u16string_view name) const {
     if (devices.empty())
         throw Failure(ExitStatus::NotConnected, "No camera or card is attached.",
                       "Attach one, or use a folder as a card: zlkcam mount FOLDER");
-    // A single device needs no name.
     if (name.empty()) {
         if (devices.size() == 1) return devices.front();
         throw Failure(ExitStatus::Usage, "There are several devices; name one of them.",

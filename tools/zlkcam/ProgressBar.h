@@ -39,8 +39,8 @@ class ProgressBar {
     void prove(std::uint64_t bytes);
     /// Erases the bar and draws it no more. Lines worth keeping are still printed.
     void hide();
-    /// Prints how a file went, which needn't be the current one. On a terminal only a line worth
-    /// keeping is printed, above the bar.
+    /// Prints what became of a file. The file needn't be the current one. On a terminal only a line
+    /// worth keeping is printed, above the bar.
     void report(const std::string& line, bool worthKeeping = false);
 
     /// The text of the bar `elapsed` milliseconds after the start, cut so that the last of the

@@ -24,7 +24,7 @@ enum class PassThrough : std::uint8_t {
     Button,    ///< ConnectedCamera finds no camera before PressSaveButton
 };
 
-/// What a camera can do; by default everything.
+/// What a camera can do, by default everything, and its oddities, by default none.
 struct Traits {
     bool hasClock = true;       ///< it has the property DateTime
     bool takesObjects = true;   ///< it takes objects from the host: menus and messages

@@ -25,9 +25,9 @@ class Replay {
 
     /// Whether a data phase from the host follows the command.
     bool takesData(const Message& command) const;
-    /// The next of the recorded answers; the last one is repeated. Null if there is none, or if the
-    /// virtual camera has to answer by itself because the device only opened or closed its session.
-    /// The answer stays this object's.
+    /// The next of the answers that were recorded to such a command; the last one is repeated. Null
+    /// if none was recorded, or if the virtual camera has to answer by itself, as it does to
+    /// commands that open or close the session. The answer stays this object's.
     const RecordedAnswer* answerTo(const Message& command);
     /// Appends the answer to the pipe's script, in the transfers in which it was recorded.
     void play(const RecordedAnswer& answer, const Message& command, BulkInPipe& pipe) const;

@@ -18,7 +18,8 @@ class Blackout {
     /// from it.
     Blackout(std::uint16_t operation, std::uint32_t parameter);
 
-    /// Blacks out the next bytes of the dataset, in place.
+    /// Goes through the next bytes of the dataset, and overwrites the owner's texts among them in
+    /// place.
     void pass(std::span<std::byte> bytes);
 
     /// What is done with a field of a dataset. SkipN leaves N bytes as they are, Array an array of

@@ -194,8 +194,9 @@ void Recorder::arrived(const UsbPiece& piece) {
         addRead(part, piece.endsTransfer && &part == &parts.back());
 }
 
-/// Records a read together with its submission, whose real size isn't known here. A transfer that
-/// ended is shown as asked for more than it brought, and one that goes on as filled.
+/// Records a read together with its submission, whose real size isn't known here. If the transfer
+/// has ended, the submission gets a larger size than the read brought, so that it reads as a short
+/// one; else it gets the same size.
 void Recorder::addRead(const RecordingFilter::Part& part, bool endsTransfer) {
     const std::uint32_t packet = facts_.bulkIn.maximumPacketSize;
     const auto length = static_cast<std::uint32_t>(part.length);

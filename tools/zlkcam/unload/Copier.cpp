@@ -168,8 +168,9 @@ Copier::Lanes Copier::openLanes(const PlannedFile& planned, UnloadedFile& file) 
         // A destination that dropped out, or that has the file already, gets no lane.
         if (settler->isOut() || result.outcome != Outcome::NotReached) continue;
         try {
-            // The picture's date is unknown until its bytes have been read. For now the name only
-            // decides on which file system the hidden copy has to lie.
+            // The picture's date is unknown until its bytes have been read. This preliminary name
+            // decides on which file system the hidden copy has to lie, and gives it a part of its
+            // hidden name.
             lanes.push_back(
                 {settler.get(), settler->destination().make(plan_.placeOf(planned, std::nullopt))});
         } catch (const Failure& failure) {

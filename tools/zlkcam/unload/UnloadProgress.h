@@ -18,7 +18,8 @@ namespace zlk {
 /// Thread-safe. Called by the thread that reads from the device and by those of the settlers.
 class UnloadProgress {
   public:
-    /// How much there is to do, for the bar and the times that it estimates.
+    /// How much there is to do: for the bar and the times that it estimates, and files and bytes
+    /// for the `start` event too.
     struct Extent {
         std::size_t files = 0;
         std::uint64_t bytes = 0;
