@@ -129,6 +129,10 @@ struct AreaPiece {
     std::uint32_t length;  ///< from 1 to areaSlotSize
 };
 
+/// Bytes of a PTP container's header (USB still image class). Both ends look for containers in what
+/// goes over the pipes.
+inline constexpr std::uint32_t containerHeaderSize = 12;
+
 /// Largest `length` of anything but Write and Data.
 inline constexpr std::uint32_t maxControlMessage = 4096;
 /// Largest `length` of Data.

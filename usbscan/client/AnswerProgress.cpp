@@ -7,14 +7,16 @@
 namespace zlk::platform {
 namespace {
 
-// A read for less than a container's head can't be for a container, so its caller is looking for
-// the zero-length packet that ends a transfer.
-constexpr DWORD containerHead = 12;
+/// A read for less than a container's header can't be for a container, so its caller is looking for
+/// the zero-length packet that ends a transfer.
+constexpr bool seeksZeroPacket(DWORD size) {
+    return size < usbscan::containerHeaderSize;
+}
 
 }  // namespace
 
 bool AnswerProgress::awaitsZeroPacket(DWORD size) const noexcept {
-    return zeroPacket_ == ZeroPacket::Due && size < containerHead;
+    return zeroPacket_ == ZeroPacket::Due && seeksZeroPacket(size);
 }
 
 bool AnswerProgress::takesZeroPacket(DWORD size) noexcept {
@@ -23,7 +25,7 @@ bool AnswerProgress::takesZeroPacket(DWORD size) noexcept {
     // their own ends payloads with a zero-length packet even if their containers don't fill their
     // packets.
     const bool late = std::exchange(zeroPacket_, ZeroPacket::None) == ZeroPacket::GivenInAdvance;
-    return !late && (place_ == Place::InContainer || size < containerHead);
+    return !late && (place_ == Place::InContainer || seeksZeroPacket(size));
 }
 
 bool AnswerProgress::comesForZeroPacket(DWORD size, DWORD length) noexcept {
@@ -31,7 +33,7 @@ bool AnswerProgress::comesForZeroPacket(DWORD size, DWORD length) noexcept {
     // caller's next read. Fewer bytes than a container's head has can't be a response.
     const bool awaited = awaitsZeroPacket(size);
     zeroPacket_ = ZeroPacket::None;
-    return awaited && length >= containerHead;
+    return awaited && length >= usbscan::containerHeaderSize;
 }
 
 void AnswerProgress::hasRead(std::uint8_t flags) noexcept {

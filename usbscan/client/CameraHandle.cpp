@@ -16,8 +16,6 @@ using namespace std::chrono_literals;
 
 constexpr char category[] = "Usbscan";
 
-// A PTP container's head, in bytes.
-constexpr DWORD containerHead = 12;
 // Many devices leave out a zero-length packet. One that sends it does so at once.
 constexpr auto zeroPacketPatience = 100ms;
 // A device that was heard this recently isn't asked whether it still answers.
@@ -30,7 +28,7 @@ bool refuse(DWORD error) {
 
 bool beginsWithCommand(const void* buffer, DWORD size) {
     const auto* bytes = static_cast<const unsigned char*>(buffer);
-    return size >= containerHead && bytes[4] == 1 && bytes[5] == 0;
+    return size >= usbscan::containerHeaderSize && bytes[4] == 1 && bytes[5] == 0;
 }
 
 }  // namespace

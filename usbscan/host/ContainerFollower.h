@@ -9,9 +9,10 @@
 #include <span>
 #include <vector>
 
+#include "usbscan/Protocol.h"
+
 namespace zlk::usbscan {
 
-inline constexpr std::size_t containerHeaderSize = 12;
 enum class ContainerType : std::uint16_t { Command = 1, Data = 2, Response = 3 };
 
 /// Fields of a container's header, of which `container` must hold all 12 bytes.
