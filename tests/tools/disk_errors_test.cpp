@@ -3,6 +3,7 @@
 #include <gmock/gmock.h>
 
 #include "tests/tools/CardTest.h"
+#include "tests/tools/History.h"
 
 namespace zlk::test {
 namespace {
@@ -71,6 +72,23 @@ TEST_F(DiskErrors, noCopyCountsAsProvedThatTheDiskDoesNotGiveBack) {
         }
         EXPECT_NE(answer.status, 0) << nth << ' ' << answer.hit << answer.output;
     }
+}
+
+// The chain file is flushed once more after it has taken its name, so that a run may fail although
+// its manifest is listed.
+TEST_F(DiskErrors, noListedManifestIsTakenBack) {
+    addFile("A.JPG", "a");
+    int listed = 0;
+    for (int nth = 1;; ++nth) {
+        const fs::path copies = newFolder();
+        const Answer answer = withError(copies, "sync", nth, {"unload", "E:", copies});
+        if (answer.status == 77) GTEST_SKIP() << "The kernel doesn't let its calls be asked about.";
+        if (answer.hit.empty()) break;
+        EXPECT_NE(answer.status, 0) << nth << ' ' << answer.hit;
+        EXPECT_THAT(historyOf(copies).troubles(), testing::IsEmpty()) << nth << ' ' << answer.hit;
+        listed += fs::exists(copies / "ascmhl/ascmhl_chain.xml");
+    }
+    EXPECT_GE(listed, 2) << "the flush of the chain's new name, and that of the folder";
 }
 
 }  // namespace

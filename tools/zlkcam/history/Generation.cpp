@@ -146,8 +146,8 @@ std::string ManifestFolder::add(const Generation& generation) {
         newChain.replace(chainName);
     } catch (const Failure&) {
         // Without its entry in the chain the manifest is withdrawn, to fail as if nothing had
-        // happened.
-        ::unlinkat(manifests_.get(), name.c_str(), 0);
+        // happened. If only the new chain's flush failed, both stay: the chain names the manifest.
+        if (!newChain.hasName()) ::unlinkat(manifests_.get(), name.c_str(), 0);
         throw;
     }
     flushFolder(manifests_.get(), std::string(historyFolder));

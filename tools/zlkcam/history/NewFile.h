@@ -36,6 +36,9 @@ class NewFile {
     std::string takeDatedName(std::int64_t made, std::string_view suffix);
     /// Moves the file to a name and replaces what has it.
     void replace(const std::string& name);
+    /// Whether the file has got its name. It may have one although an operation above threw, as the
+    /// flush after a move can fail.
+    bool hasName() const noexcept { return !isHidden_; }
 
   private:
     void writeOut();
