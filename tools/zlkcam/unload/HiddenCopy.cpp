@@ -22,8 +22,11 @@ namespace {
 /// makes two runs of ours wait for each other, but a file that a foreign program creates in between
 /// would be lost.
 bool moveByLooking(int from, const std::string& name, int to, const std::string& newName) {
-    if (::linkat(from, name.c_str(), to, newName.c_str(), 0) == 0)
-        return ::unlinkat(from, name.c_str(), 0) == 0;
+    if (::linkat(from, name.c_str(), to, newName.c_str(), 0) == 0) {
+        // The copy has its name now, whatever becomes of the hidden one, which the next run clears.
+        ::unlinkat(from, name.c_str(), 0);
+        return true;
+    }
     if (errno == EEXIST) return false;
     const Descriptor lock(::openat(to, ".", O_RDONLY | O_DIRECTORY | O_CLOEXEC));
     if (lock) ::flock(lock.get(), LOCK_EX);
