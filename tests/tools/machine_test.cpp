@@ -180,6 +180,9 @@ TEST(Settings, aBadFileChangesNothing) {
         EXPECT_EQ(zlkcam({"settings", "import", file}).status, bad.status) << bad.text;
         EXPECT_EQ(zlkcam({"settings", "list", "Bad"}).status, 14);
     }
+    const ProgramResult unreadable =
+        runProgram({"sh", "-c", (programFolder() / "zlkcam").string() + " settings import - < /"});
+    EXPECT_EQ(unreadable.status, 6) << unreadable.error;
     // What the store refuses is told with its line.
     writeFile(file, header + "[HKEY_LOCAL_MACHINE\\Bad\\" + std::string(300, 'k') + "]\n");
     const JsonAnswer result = expectJson(14, {"settings", "import", file});

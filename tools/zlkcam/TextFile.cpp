@@ -1,6 +1,8 @@
 #include "tools/zlkcam/TextFile.h"
 
+#include <cerrno>
 #include <cstdio>
+#include <cstring>
 
 #include "platform/files.h"
 #include "platform/named_objects.h"
@@ -22,6 +24,7 @@ std::string readStandardInput(std::size_t maxBytes) {
     // One byte more than allowed shows whether the input is too long.
     std::string bytes(maxBytes + 1, '\0');
     bytes.resize(std::fread(bytes.data(), 1, bytes.size(), stdin));
+    if (std::ferror(stdin)) fail(u"-", std::strerror(errno));
     if (bytes.size() > maxBytes) fail(u"-", "it is too long");
     return bytes;
 }
