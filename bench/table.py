@@ -6,6 +6,7 @@ by the best or the median of each: absolute numbers say more about the machine t
 """
 
 import contextlib
+import itertools
 import json
 import os
 import pathlib
@@ -298,7 +299,7 @@ def measure():
         copying(scratch)
         camera(scratch)
         cameras_through_components(scratch)
-    for figure in (*unloading.rows(BIN), *guest.rows()):
+    for figure in itertools.chain(unloading.rows(BIN), guest.rows()):
         row(*figure)
 
 
