@@ -9,7 +9,7 @@
 struct ShotData {
     std::string maker, model;
     std::string date;  ///< as in `2006:07:15 10:30:00`
-    int orientation;   ///< 1, 6 (the picture's top is on the right) or 8 (on the left)
+    int orientation;   ///< 1, 6 (the top row is the upright picture's right edge) or 8 (its left)
     int width, height;
     std::vector<std::uint8_t> thumbnail;  ///< a JPEG
 };

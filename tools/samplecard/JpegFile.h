@@ -7,7 +7,6 @@
 
 #include "tools/samplecard/Scene.h"
 
-/// Encodes a picture as JPEG. `quality` goes from 1 to 100; `exif` becomes the first segment,
-/// unless it is empty.
+/// `quality` goes from 1 to 100; `exif` becomes the first segment, unless it is empty.
 std::vector<std::uint8_t> encodeJpeg(const Raster& raster, int quality,
                                      std::span<const std::uint8_t> exif);

@@ -38,8 +38,8 @@ std::string format(const char* pattern, Arguments... arguments) {
     return {text.data(), std::min<std::size_t>(length, text.size() - 1)};
 }
 
-/// What the camera's clock shows at a shot: local time without a zone, since such cameras know no
-/// other. The shots are about seven minutes apart.
+/// What the camera's clock shows at a shot: local time without a zone. The shots are about seven
+/// minutes apart.
 std::tm clockAt(int shot) {
     std::tm time{};
     time.tm_year = 2006 - 1900;
@@ -104,7 +104,6 @@ std::vector<std::uint8_t> takePicture(int shot, std::mt19937& random) {
     ShotData data{maker, model, {}, orientationOf(shot), resolution.width, resolution.height, {}};
     data.date = format("%04d:%02d:%02d %02d:%02d:%02d", time.tm_year + 1900, time.tm_mon + 1,
                        time.tm_mday, time.tm_hour, time.tm_min, time.tm_sec);
-    // The thumbnail shows the same scene as the picture, as tests compare the two.
     data.thumbnail = encodeJpeg(shoot(scene, thumbnailSize, data.orientation), quality, {});
     return encodeJpeg(shoot(scene, resolution, data.orientation), quality, exifBlock(data));
 }
@@ -112,7 +111,7 @@ std::vector<std::uint8_t> takePicture(int shot, std::mt19937& random) {
 /// Writes all pictures and returns their paths below the card's root, with slashes.
 std::vector<std::string> writePictures(const CardPlan& plan) {
     std::mt19937 random(plan.seed);
-    // The folders are called 100CAM to 999CAM, so that there can be at most 900.
+    // The folders are called 100CAM to 999CAM, so there can be at most 900.
     const int perFolder = std::max(8, (plan.pictures + 899) / 900);
     std::vector<std::string> paths;
     for (int shot = 0; shot < plan.pictures; ++shot) {
@@ -138,7 +137,7 @@ std::string printOrder(const std::vector<std::string>& paths) {
     return order;
 }
 
-/// A camera of this maker writes paths with backslashes.
+/// The intent file, which sends one picture. Cameras of this maker write paths with backslashes.
 std::string intent(std::string path) {
     std::replace(path.begin(), path.end(), '/', '\\');
     return "<?xml version=\"1.0\" encoding=\"UTF-8\"?>\r\n"

@@ -43,9 +43,9 @@ class Scene {
     static float unit(std::mt19937& random);
     /// A colour between two, where `part` goes from 0 for the first to 1 for the second.
     static Colour mix(Colour a, Colour b, float part);
-    /// The colour at a point. The unit of `x` is the shorter side of the picture, that of `y` its
-    /// height, which is `tallness` shorter sides. `crests` has the upper edges of the hills in this
-    /// column.
+    /// The colour at a point. `x` is in units of the picture's shorter side, and `y` in units of
+    /// its height, which is `tallness` times the shorter side. `crests` has the upper edges of the
+    /// hills in this column.
     Colour colourAt(float x, float y, float tallness, const std::vector<float>& crests) const;
 
     Colour skyTop_, skyBottom_, sun_;
