@@ -13,18 +13,18 @@ struct DeviceOption {
     std::string device;
 };
 
-/// Declares that word.
+/// Declares the word for the device.
 void addDevice(CLI::App& command, DeviceOption& option);
 
 /// For a command whose words are a device, which may be left out, and then something else, such as
 /// a folder. The words alone don't say which is which.
 struct DeviceWords {
     std::vector<std::string> words;
-    /// Takes the device's name off the front, if there are more words than the `others` that the
-    /// command needs. Empty if there is none.
+    /// Takes the device's name off the front if there are more words than the `others` that the
+    /// command needs. Empty if there aren't.
     std::u16string takeDevice(std::size_t others);
-    /// The same for a command with any number of words, at least one: the first is taken if it has
-    /// the form of a device's name.
+    /// For a command with any number of words, of which there must be at least one. Takes the first
+    /// word if it has the form of a device's name; otherwise the result is empty.
     std::u16string takeDeviceByLooks();
 };
 

@@ -1,5 +1,5 @@
-// The command adopt: adds a row to the camera table for a camera that it doesn't know, and writes a
-// rule for udev that keeps desktops away from the camera.
+// The command adopt: adds a row to the camera table for a camera that the table doesn't know. With
+// --udev it also writes a rule that keeps desktops' file managers away from the camera.
 
 #include <algorithm>
 #include <iostream>
@@ -40,9 +40,9 @@ std::vector<UsbCamera> kindsOf(const std::vector<UsbCamera>& cameras, const std:
     return kinds;
 }
 
-/// The model of camera that is to be adopted. It is one that the table doesn't know. If there is
-/// none and a rule is wanted, it is one that the table knows. Throws Failure unless there is
-/// exactly one.
+/// The camera that is to be adopted. Its model is one that the table doesn't know. If no such
+/// camera is attached and a rule is wanted, it is one that the table knows. Throws Failure unless
+/// exactly one model is meant.
 UsbCamera chooseCamera(const DeviceDirectory& directory, const AdoptOptions& options) {
     // Whether a camera is listed doesn't matter here, so no list of devices is needed.
     const std::vector<UsbCamera> cameras = usbCameras(directory, {});
@@ -94,8 +94,8 @@ bool isTaken(const DeviceDirectory& directory, const CameraRow& wanted) {
     });
 }
 
-/// The row that is to be written; throws Failure if its class or name can't be used, or if the
-/// class is taken and the user doesn't want to replace that row.
+/// The row that is to be written. Throws Failure if its class or name can't be used, or if the
+/// class is taken and --replace isn't given.
 CameraRow rowFor(const DeviceDirectory& directory, const UsbCamera& camera,
                  const AdoptOptions& options) {
     CameraRow row(camera);

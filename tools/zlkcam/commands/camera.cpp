@@ -45,7 +45,7 @@ std::int64_t timeArgument(const std::string& text) {
     // The components set an earlier year as 1971, and return this machine's time for a clock with a
     // later one.
     constexpr int firstYear = 1971, lastYear = 2037;
-    // Converting back shows whether that time exists: mktime would turn February 30 into March 2.
+    // Converting back shows whether the time exists: mktime would turn June 31 into July 1.
     if (time.year + 1900 < firstYear || time.year + 1900 > lastYear || isoText(seconds) != text)
         throw Failure(ExitStatus::Usage, "A clock can't be set to \"" + text + "\".",
                       "Give a local time from 1971 to 2037, as in 2026-07-15T10:30:00, or: now");

@@ -107,7 +107,7 @@ void runIntent(Tool& tool, const DocumentOptions& options) {
     tell(tool, session.device(), text.view());
 }
 
-/// The class that the list names for a device, or the built-in one if the device isn't in it.
+/// The class that the list names for a device, or the built-in one if the device isn't listed.
 std::u16string progIdIn(const std::vector<Device>& devices, const Device& device,
                         const WCHAR* builtIn) {
     for (const Device& listed : devices)
@@ -116,7 +116,7 @@ std::u16string progIdIn(const std::vector<Device>& devices, const Device& device
 }
 
 /// Reads a menu, and writes the new one afterwards if there is one. The menu is always read first,
-/// because a camera accepts a new one only after that.
+/// because the reading begins the dialogue with the camera.
 template <class Interface>
 void exchange(Tool& tool, const DocumentOptions& options, const Session<Interface>& session,
               HRESULT (Interface::*get)(BSTR*) noexcept, HRESULT (Interface::*put)(BSTR) noexcept,

@@ -32,7 +32,7 @@ class FileFailures {
   public:
     explicit FileFailures(Tool& tool) : tool_(tool) {}
 
-    // Warns of a file's failure.
+    // Warns of a file's failure, and notes it.
     void note(const FileRecord& file, const Failure& failure) {
         tool_.warn(titleOf(file) + ": " + failure.what());
         if (!first_) first_ = failure;
@@ -41,9 +41,9 @@ class FileFailures {
     void note(const std::optional<Failure>& failure) {
         if (!first_) first_ = failure;
     }
-    /// Does `work` with each file, which may add to the file's object in the JSON array that is
-    /// open. Notes the files for which it throws a Failure. Ends early after a stop, or if the
-    /// device is gone.
+    /// Calls `work` for each file. The call may add to the file's object in the JSON array that is
+    /// open. A Failure that it throws is noted. Ends early after a stop, or if
+    /// PhotoSession::endOf() says so.
     template <class Work>
     void forEach(const std::vector<FileRecord>& files, const PhotoSession& session, Work work) {
         for (const FileRecord& file : files) {
@@ -152,7 +152,7 @@ void runThumbs(Tool& tool, const ThumbsOptions& options) {
     DeviceWords words = options;
     const StopFlag stop;
     // Destructors don't run after a stop that meets a hanging call, so the unfinished files are
-    // removed here. `begun` is set once there are any.
+    // removed here. `begun` is set as soon as there may be unfinished files.
     const Destination* begun = nullptr;
     const StopWatch watch([&] {
         if (begun) begun->removeCopies();
@@ -179,8 +179,8 @@ void runThumbs(Tool& tool, const ThumbsOptions& options) {
     failures.tell();
 }
 
-/// Deletes one file; throws Failure. The component would delete any path that it is given, so only
-/// ids in the device's list are accepted.
+/// Deletes one file of the device's list; throws Failure. The component would also accept ids that
+/// it hasn't listed, so they are refused here.
 void deleteListed(Tool& tool, const PhotoSession& session, const std::vector<FileRecord>& listed,
                   const std::u16string& id) {
     if (std::ranges::find(listed, id, &FileRecord::id) == listed.end())

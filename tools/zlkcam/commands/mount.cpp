@@ -19,8 +19,8 @@ struct MountOptions {
     bool cdrom = false;
 };
 
-/// The letter in upper case; 0 if none was given, and the platform chooses one. Throws Failure
-/// (Usage).
+/// The letter in upper case; 0 if none was given, so that the platform chooses one. Throws Failure
+/// (Usage) if the text is no drive letter.
 WCHAR letterOf(const std::string& text) {
     if (text.empty()) return 0;
     const std::u16string letter = wideText(text);
@@ -50,12 +50,11 @@ WCHAR letterOf(const std::string& text) {
     }
 }
 
-/// A card is listed as the camera of its vendor and product only if that camera has an instance
-/// entry, which other programs write when they first see the camera. This writes the entry and
-/// returns the camera's context id; empty if no row of the camera table fits. Only the components
-/// can read the built-in rows: they return the context id of the drive, but not the name in the
-/// row. So the entry gets the name of a row in the settings, else the label, else vendor and
-/// product. A camera that is later seen on USB gets a name of its own.
+/// A card is listed as the camera of its vendor and product only if the settings have an instance
+/// entry of that camera. This writes the entry and returns the camera's context id, which is empty
+/// for a disc, or if no row of the camera table fits. The components tell the context id, but not
+/// the name in a built-in row. So the entry gets the name of a row in the settings, else the label,
+/// else vendor and product.
 std::u16string addInstanceEntry(const CardMount& mount) {
     if (mount.vendor.empty() || mount.product.empty() || mount.cdrom) return {};
     const auto utils = createComponent<IDeviceUtils>(u"ZlkCamTr.DeviceUtils");
@@ -97,7 +96,7 @@ void runMount(Tool& tool, const MountOptions& options) {
     if (mount.vendor.empty() != mount.product.empty())
         throw Failure(ExitStatus::Usage, "A camera is told by vendor and product together.",
                       "Give both --vendor and --product, or neither.");
-    // mountCard also enters the letter that it has chosen.
+    // mountCard also enters the letter that it has chosen into `mount`.
     if (!mountCard(mount)) throwMountFailure(mount.folder, options.letter);
 
     const std::u16string drive{mount.letter, u':'};

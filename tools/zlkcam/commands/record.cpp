@@ -75,12 +75,12 @@ std::unique_ptr<CameraRecording> beginRecording(const AttachedCamera& camera, HA
                   "zlkcam devices tells what is wrong with it.");
 }
 
-/// Ends the recording and returns why it is incomplete; empty if nothing is missing.
+/// Ends the recording and returns why it is incomplete. Empty if nothing is missing, or if the
+/// camera was unplugged.
 std::string troubleOf(CameraRecording& recording) {
     if (recording.end()) return {};
     const DWORD error = GetLastError();
-    // The camera was unplugged. The recording has everything up to then, which may be what it was
-    // made for.
+    // The recording has everything up to the unplugging, which may be what it was made for.
     if (error == ERROR_DEVICE_NOT_CONNECTED) return {};
     if (error == ERROR_SEM_TIMEOUT) return "the disk is too slow for it";
     return reasonText(error);
@@ -111,7 +111,7 @@ void recordProgram(Tool& tool, const RecordOptions& options) {
     if (!trouble.empty()) tool.warn("The recording is incomplete: " + trouble + ".");
     tool.answer.beginObject().member("file", path).member("status", std::int64_t{status});
     tool.answer.member("complete", trouble.empty()).endObject();
-    // As for a program run by a shell, its exit status is ours.
+    // A failure of the program counts more than an incomplete recording.
     tool.status = static_cast<ExitStatus>(status);
     if (status == 0 && !trouble.empty()) tool.status = ExitStatus::FileUnusable;
 }

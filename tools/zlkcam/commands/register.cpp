@@ -108,7 +108,7 @@ void runRegister(Tool& tool, const RegisterOptions& options) {
     runModules(tool, options.modules, "DllRegisterServer", "Registered");
     if (!options.installed.empty()) {
         const std::u16string file = absolutePath(pathArgument(options.installed));
-        // A store of classes for all users, which packages put beside the modules.
+        // The file is a store of classes for all users, which packages put beside the modules.
         const LSTATUS result = saveInstalledClasses(file.c_str());
         if (result != ERROR_SUCCESS)
             throw Failure(ExitStatus::FileUnusable,

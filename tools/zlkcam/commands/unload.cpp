@@ -17,7 +17,7 @@
 namespace zlk {
 namespace {
 
-/// The options of the command line, which are also those of the classes that do the work.
+/// The options of the command line, among them those of the classes that do the work.
 struct Options : DeviceWords, UnloadOptions, SelectionOptions, UnloadProgress::Mode {
     std::string verification;  ///< empty: none; else `twice` or `copies`
     std::string place;
@@ -126,7 +126,7 @@ struct Prepared {
 /// What happens when a stop meets a call that doesn't return.
 using Ending = std::function<ExitStatus()>;
 
-/// Deletes the originals, or has the summary say why it may not.
+/// Deletes the originals, or has the summary say why that isn't allowed.
 void removeOriginals(const Prepared& run, Unloader& unloader, UnloadSummary& summary) {
     const Device& device = run.session.device();
     if (run.directory.allowsDelete(device.contextId)) return unloader.remove(run.survey);
