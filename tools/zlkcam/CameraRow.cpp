@@ -19,17 +19,16 @@ constexpr bool isWithin(WCHAR unit, WCHAR first, WCHAR last) {
     return unit >= first && unit <= last;
 }
 
-/// Control characters, the space and the no-break space, the invisible marks and marks of direction
-/// among U+200B to U+206F, U+FEFF, and units that may show as nothing: surrogates, the private
-/// area, and the last sixteen of the plane. Rarer blanks and marks are let through.
+/// Control characters, the space and the no-break space, the common invisible marks, surrogates,
+/// the private area, and the units from U+FFF0 on. Rarer blanks and marks are let through.
 constexpr bool isUnreadable(WCHAR unit) {
     return unit <= 0x20 || isWithin(unit, 0x7F, 0xA0) || isWithin(unit, 0x200B, 0x200F) ||
            isWithin(unit, 0x2028, 0x202E) || isWithin(unit, 0x2060, 0x206F) ||
            isWithin(unit, 0xD800, 0xF8FF) || unit == 0xFEFF || unit >= 0xFFF0;
 }
 
-/// Keeps the units of a text that are `good`, at most `most` of them, and puts one `filler` in the
-/// place of each run of others between them.
+/// Keeps the units of a text that are `good`, with one `filler` in the place of each run of others
+/// between them. The result has at most `most` units.
 template <class Good>
 std::u16string only(std::u16string_view text, WCHAR filler, Good good, std::size_t most) {
     std::u16string kept;
@@ -60,7 +59,7 @@ std::u16string readableText(std::u16string_view text, std::size_t most) {
 }
 
 bool isProductClass(std::u16string_view text) {
-    // Other names that have a meaning in the place of a product class.
+    // These aren't sections, but have a meaning in the place of a product class, too.
     constexpr std::u16string_view others[] = {u"CtxMgr", u"RemovableDrive", u"CDROMDrive"};
     const auto isText = [&](std::u16string_view name) { return equalIgnoringCase(name, text); };
     // A class with the name of a section would make the camera's row a part of that section.
@@ -74,7 +73,7 @@ bool isProductClass(std::u16string_view text) {
 
 CameraRow::CameraRow(const UsbCamera& camera)
     : pnpId(camera.pnpId), name(readableText(camera.attached.product, longestName)) {
-    // The prefix makes sure that a class of digits or one of the reserved names can't come out.
+    // With this prefix none of the names that isProductClass() refuses can come out.
     const std::u16string_view front = u"Cam";
     productClass = only(name, u'_', isLetterOrDigit, longestClass - front.size());
     if (productClass.empty())

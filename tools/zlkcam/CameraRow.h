@@ -12,7 +12,7 @@
 
 namespace zlk {
 
-/// Units of a camera's name; longer names are cut.
+/// The most UTF-16 units of a camera's name. Longer names are cut.
 inline constexpr std::size_t longestName = 60;
 /// Sections of the settings, which have lists of product classes. None of these names can be a
 /// product class itself.
@@ -25,14 +25,15 @@ struct CameraRow {
     /// character that fits there.
     explicit CameraRow(const UsbCamera& camera);
 
-    /// The key of the row, and a part of the context id. isProductClass() is true for it.
+    /// The name of the model's key in the settings, and a part of the context id. isProductClass()
+    /// has to be true for it.
     std::u16string productClass;
     /// USB ids as `VID_xxxx&PID_xxxx`.
     std::u16string pnpId;
     std::u16string name;  ///< at most longestName units, for people to read
-    bool share = false;   ///< it takes a share menu and gives its clock and diagnostics
+    bool share = false;   ///< the camera takes a share menu, and tells its clock and diagnostics
 
-    /// The context id under which such a camera is listed.
+    /// The context id under which cameras of the model are listed.
     std::u16string contextId() const;
     /// The path of the row's key in the settings.
     std::u16string key() const;
@@ -44,9 +45,9 @@ struct CameraRow {
 /// and isn't a name with another meaning in the settings.
 bool isProductClass(std::u16string_view text);
 
-/// Makes a text from a device fit to be shown: one line of at most `most` units. Each run of
-/// spaces, control characters and the common invisible characters becomes one space, or nothing at
-/// either end. The result may be empty.
+/// Makes a text from a device fit to be shown: one line of at most `most` units. Each run of units
+/// that people can't read, such as blanks, control characters, invisible marks and surrogates,
+/// becomes one space, or nothing at either end. The result may be empty.
 std::u16string readableText(std::u16string_view text, std::size_t most = std::u16string_view::npos);
 
 }  // namespace zlk

@@ -31,8 +31,8 @@ void CardSurvey::walk(const std::u16string& folder) {
     std::vector<std::u16string> below;
     bool isListed = true;
     WIN32_FIND_DATAW entry{};
-    // The folder stays open while the ones below are walked, as in the component. So this walk runs
-    // out of descriptors at the same depth, and shows what the component's list lacks.
+    // The folder stays open while the ones below it are walked, as in the component. So this walk,
+    // too, fails where the component ran out of descriptors.
     const UniqueWalk walked = startWalk(folder + u"\\*.*", entry);
     for (bool more = walked != nullptr; more; more = FindNextFileW(walked.get(), &entry)) {
         if (StopFlag::raised()) return;
@@ -46,7 +46,8 @@ void CardSurvey::walk(const std::u16string& folder) {
             isListed = isListed && listed_.contains(path);
         }
     }
-    // A walk that ends for another reason than the end of the folder was cut off.
+    // If the walk ended with any error but the two below, some entries, or all of them, couldn't be
+    // read.
     const DWORD error = GetLastError();
     if (error != ERROR_NO_MORE_FILES && error != ERROR_FILE_NOT_FOUND)
         unread_.push_back({folder, reasonText(error)});

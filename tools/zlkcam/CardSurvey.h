@@ -1,7 +1,7 @@
 #pragma once
 // Finds out what the list of a card's files leaves out. The component takes a folder that it can't
-// read for empty, even if the folder can be read again a moment later, and skips hidden files. A
-// user who wipes the card after a copy has to know of all that.
+// read for empty, and skips hidden files. A user who wipes the card after a copy has to know what
+// was left out.
 
 #include <optional>
 #include <string>
@@ -26,12 +26,12 @@ class CardSurvey {
         /// A warning for people.
         std::string text() const;
     };
-    /// Walks all folders below `root`, the root of a card's drive or share. `root` is empty for a
-    /// camera, for which there is nothing to find out. `files` is the component's list, which was
-    /// made before. Throws Failure (Stopped) after a stop.
+    /// Walks the folder `root`, which is the root of a card's drive or share, and all folders below
+    /// it. `root` is empty for a camera, for which there is nothing to find out. `files` is the
+    /// component's list, which was made before. Throws Failure (Stopped) after a stop.
     CardSurvey(const std::u16string& root, const std::vector<FileRecord>& files);
 
-    /// Whether a file lies below a folder that wasn't read or listed to its end.
+    /// Whether a file lies below one of the unread folders.
     bool isUncertain(std::u16string_view path) const;
 
     /// Tells the user what isn't listed, and adds it to the JSON object that is open in
@@ -42,7 +42,6 @@ class CardSurvey {
     std::size_t hiddenFiles() const { return hiddenFiles_; }
 
   private:
-    /// Recursive, like the component's walk.
     void walk(const std::u16string& folder);
 
     std::unordered_set<std::u16string_view> listed_;  // ids; only valid during the walk

@@ -22,7 +22,7 @@ class ContentSummer {
     ContentSummer();
 
     void add(std::span<const std::byte> bytes);
-    /// Bytes that were added so far.
+    /// How many bytes were added so far.
     std::uint64_t size() const { return size_; }
     /// The sum of the bytes so far; more may be added afterwards.
     ContentSum sum() const;

@@ -42,11 +42,10 @@ DesktopRule::DesktopRule(std::uint16_t vid, std::uint16_t pid)
 
 std::u16string DesktopRule::writeInto(const std::u16string& folder) const {
     std::u16string file = folder + u'/' + wideText(fileName_);
-    // Never replaces a file, because an administrator may have written it.
     try {
         writeNewFile(file, text_);
     } catch (const Failure& failure) {
-        // The rule is there already, from an earlier run.
+        // An earlier run may have written the rule.
         if (hasText(file, text_)) return file;
         const bool isAnothers = GetFileAttributesW(file.c_str()) != INVALID_FILE_ATTRIBUTES;
         throw Failure(failure.status, std::string("Nothing is written. ") + failure.what(),

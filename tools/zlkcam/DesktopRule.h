@@ -11,10 +11,8 @@ namespace zlk {
 /// The folder for rules that an administrator adds.
 inline constexpr char udevRulesFolder[] = "/etc/udev/rules.d";
 
-/// The rule for one model of camera.
 class DesktopRule {
   public:
-    /// `vid` and `pid` are the USB ids of the model.
     DesktopRule(std::uint16_t vid, std::uint16_t pid);
 
     /// As in "65-zlkcam-5af1-7c36.rules".
@@ -22,8 +20,8 @@ class DesktopRule {
     /// The file's content: an explanation for people, and the rule.
     const std::string& text() const { return text_; }
 
-    /// Writes the file as a whole into an existing folder and returns its path. A file of this name
-    /// is never replaced. If it has the same text, that is a success, too. Throws Failure
+    /// Writes the file as a whole into an existing folder, and returns the file's path. A file that
+    /// exists is never replaced; the call succeeds if that file has the same text. Throws Failure
     /// (FileUnusable).
     std::u16string writeInto(const std::u16string& folder) const;
 

@@ -37,7 +37,7 @@ bool isDriveName(std::u16string_view word) {
 
 void throwNotMade(const std::u16string& progId, HRESULT result) {
     const std::string name = utf8Text(progId);
-    // The result of creating an object says in which layer it failed, and each needs other advice.
+    // The result says in which layer the creation failed, and each layer needs other advice.
     if (result == E_OUTOFMEMORY) throw Failure(ExitStatus::NoMemory, "There isn't enough memory.");
     if (result == CO_E_CLASSSTRING || result == REGDB_E_CLASSNOTREG)
         throw Failure(ExitStatus::NotRegistered, "The component " + name + " isn't registered.",
@@ -94,7 +94,7 @@ bool DeviceDirectory::isDeviceName(std::u16string_view word) {
 
 std::u16string DeviceDirectory::translated(Translation method, const std::u16string& text) const {
     Bstr answer;
-    // A failure leaves the text empty, which is what the callers test.
+    // A failure leaves `answer` empty.
     (utils_.get()->*method)(Bstr(text).get(), answer.out());
     return std::u16string(answer.view());
 }

@@ -16,14 +16,14 @@ namespace zlk {
 template <class Interface>
 ComPtr<Interface> createComponent(const std::u16string& progId);
 
-/// Used only on the thread that made it, as the two component objects in it have to be.
+/// To be used on the thread that made it.
 class DeviceDirectory {
   public:
-    /// Throws Failure if the components aren't registered or can't be loaded.
+    /// Throws Failure if the components can't be created.
     DeviceDirectory();
 
-    /// The devices that can be unloaded now. This and the next two throw Failure if the list can't
-    /// be read.
+    /// The devices that can be unloaded now. This function and the next two throw Failure if the
+    /// list can't be read.
     std::vector<Device> unloadDevices() const;
     /// The devices in the settings that take a share menu, attached or not.
     std::vector<Device> shareDevices() const;
@@ -31,8 +31,8 @@ class DeviceDirectory {
     std::vector<Device> tagDevices() const;
 
     /// The device that the user means by `name`: a context id, a drive letter (`E`, `E:`, `E:\`),
-    /// or an empty text if there is only one device. Throws Failure, with a list of the devices if
-    /// any are attached.
+    /// or an empty text if only one device is attached. Throws Failure if no single device is
+    /// meant; its advice lists the devices that are attached.
     Device find(std::u16string_view name) const;
 
     /// Whether a word has the form of a context id or drive letter.

@@ -22,7 +22,7 @@ pugi::xml_node load(pugi::xml_document& document, std::string& text, const char*
                     const char* advice = fromComponents) {
     // parse_eol would change line ends, and blanks alone would be dropped: both may be part of a
     // file's name. With parse_embed_pcdata an element holds its text without a node for it, which
-    // saves a third of the memory for a long list.
+    // saves memory for a long list.
     constexpr unsigned flags =
         (pugi::parse_default | pugi::parse_ws_pcdata_single | pugi::parse_embed_pcdata) &
         ~pugi::parse_eol;
@@ -127,8 +127,8 @@ std::int64_t secondsOf(std::string_view recordTime) {
     // The view isn't terminated by a zero, which sscanf needs.
     const std::string text(recordTime);
     BrokenDownTime time{};
-    // The format's check lets month 0 and a negative hour pass, and mktime would accept both. Other
-    // fields out of their range carry over.
+    // sscanf lets month 0 and a negative hour pass, and mktime would accept both. Other fields out
+    // of their range carry over.
     // NOLINTNEXTLINE(cert-err34-c): so few digits don't overflow
     if (std::sscanf(text.c_str(), "%2d/%2d/%4d %2d:%2d:%2d", &time.month, &time.day, &time.year,
                     &time.hour, &time.minute, &time.second) != 6 ||

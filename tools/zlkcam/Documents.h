@@ -12,14 +12,14 @@ namespace zlk {
 
 /// An entry of a list of devices.
 struct Device {
-    /// For people: from the settings, or for a card its label and letter, or its path.
+    /// For people; may be empty.
     std::u16string name;
     std::u16string contextId;
     std::u16string progId;
 };
 
-/// The time at which a file was changed or created. If a device gives no readable date for a file,
-/// the component lists it with the time of the listing, and so with a different time in each list.
+/// The time at which a file was changed or created. In the place of a date that it can't read, the
+/// component may list the time of the listing, which is another one in each list.
 struct RecordTime {
     std::string text;       ///< MM/DD/YYYY hh:mm:ss, local time
     bool isNoDate = false;  ///< it may be the time of the listing, and then says nothing
@@ -62,7 +62,7 @@ struct Diagnostics {
     std::vector<std::vector<NamedText>> failures;  ///< the details of each recorded failure
 };
 
-/// All parse functions throw Failure (BadDocument) for a text that isn't such a document.
+/// The parse functions throw Failure (BadDocument) for a text that isn't a document of their kind.
 std::vector<Device> parseDevices(std::u16string_view xml);
 /// Takes the document by value to free it early: a long one shouldn't stay in memory beside its
 /// records.

@@ -12,12 +12,12 @@ namespace zlk {
 /// Commands throw it; main prints it and ends with its status.
 class Failure : public std::runtime_error {
   public:
-    /// `message` says what went wrong, `advice` what to do next (may be empty); both in whole
-    /// sentences, in UTF-8.
+    /// `message` says what went wrong; `whatNext` says what to do about it, and may be empty. Both
+    /// are for people, in UTF-8.
     Failure(ExitStatus failed, const std::string& message, std::string whatNext = {})
         : std::runtime_error(message), status(failed), advice(std::move(whatNext)) {}
 
-    // These never change, but aren't declared const, because exceptions have to be assignable.
+    // Not const, because exceptions have to be assignable.
     ExitStatus status;
     std::string advice;
 };

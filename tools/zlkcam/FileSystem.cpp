@@ -11,7 +11,6 @@ namespace {
 
 constexpr long xfs = 0x58465342;  // the kernel's header doesn't define this one
 constexpr long inMemory[] = {TMPFS_MAGIC, RAMFS_MAGIC};
-// FUSE is among them because nobody knows what the program behind such a file system does.
 constexpr long elsewhere[] = {NFS_SUPER_MAGIC,  SMB_SUPER_MAGIC,  CIFS_SUPER_MAGIC,
                               SMB2_SUPER_MAGIC, V9FS_MAGIC,       AFS_SUPER_MAGIC,
                               CODA_SUPER_MAGIC, CEPH_SUPER_MAGIC, FUSE_SUPER_MAGIC};

@@ -3,9 +3,9 @@
 
 namespace zlk {
 
-/// Whether the file lies on a medium of this machine, and not in memory, on another computer, or
-/// behind a program (FUSE), of which nobody knows what it does. All four functions return false if
-/// the file system can't be found out.
+/// Whether the file lies on a medium of this machine. That isn't so in memory, on the network file
+/// systems that we know, and on FUSE, whose program may do anything; every other file system counts
+/// as a medium. All four functions return false if the file system can't be found out.
 bool isOnMedium(int file);
 
 /// Whether only programs of this machine can lock files of the file system, so that the owner of a
@@ -13,7 +13,7 @@ bool isOnMedium(int file);
 bool isOnThisMachine(int file);
 
 /// Whether one syncfs() waits for all files of the file system, and reports if one of them couldn't
-/// be written. Other file systems return success from syncfs() without doing that.
+/// be written. True only for file systems that are known to do so.
 bool isFlushedAsAWhole(int file);
 
 /// Whether a moved file has no contents under its new name until it is flushed again: on FAT, size

@@ -12,7 +12,6 @@ JsonWriter& JsonWriter::key(std::string_view name) {
     separate();
     quote(name);
     text_ += ':';
-    // The value that follows its name needs no comma.
     first_ = true;
     return *this;
 }

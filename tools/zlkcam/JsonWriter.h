@@ -7,7 +7,7 @@
 
 namespace zlk {
 
-/// Each call returns the writer, so that calls can be chained.
+/// The calls that write return the writer, so that they can be chained.
 class JsonWriter {
   public:
     JsonWriter& beginObject() { return open('{'); }
@@ -17,7 +17,7 @@ class JsonWriter {
     /// Writes the name of a member, whose value has to follow.
     JsonWriter& key(std::string_view name);
 
-    /// A text in UTF-8. A text that may not be valid UTF-8 has to go through utf8Text first.
+    /// A text in UTF-8. A text that may not be valid UTF-8 has to be passed as wideText(text).
     JsonWriter& value(std::string_view text);
     JsonWriter& value(const char* text) { return value(std::string_view(text)); }
     JsonWriter& value(std::u16string_view text);
@@ -42,7 +42,6 @@ class JsonWriter {
     std::string take();
 
   private:
-    // Begins an object or array.
     JsonWriter& open(char bracket);
     JsonWriter& close(char bracket);
     // Writes text that is JSON already.

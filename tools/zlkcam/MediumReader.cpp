@@ -55,7 +55,6 @@ struct Sum {
 
 std::optional<Sum> sumOf(int file, DigestKind kind,
                          const std::function<void(std::uint64_t)>& progress) {
-    // The block is aligned, since a read with O_DIRECT accepts no other.
     const Block block(static_cast<std::byte*>(::operator new(blockSize, blockAlignment)));
     Digester digester(kind);
     for (std::uint64_t size = 0;;) {
@@ -86,8 +85,8 @@ std::optional<MediumDigest> digestFromMedium(int file, DigestKind kind,
     std::optional<Sum> sum;
     bool isDirect = false;
     if (!isFresh) {
-        // Another program has the file mapped, or the system kept its pages. A direct read doesn't
-        // go through the cache.
+        // Another program may have the file mapped, or the system kept its pages. A direct read
+        // doesn't go through the cache.
         const Descriptor direct = open("/proc/self/fd/" + std::to_string(file), O_DIRECT);
         if (direct) sum = sumOf(direct.get(), kind, progress);
         isDirect = sum.has_value();

@@ -16,8 +16,8 @@ namespace zlk {
 struct MediumDigest {
     Digest digest{};
     std::uint64_t size = 0;
-    /// False if nobody can say where the bytes came from: the file lies in memory, on another
-    /// computer or behind FUSE, or it stayed in the cache and can't be read directly.
+    /// False unless the bytes are known to come from a medium of this machine, see isOnMedium().
+    /// Also false if the file stayed in the cache and can't be read directly.
     bool isFromMedium = false;
 };
 

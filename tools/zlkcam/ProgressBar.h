@@ -20,7 +20,8 @@ struct StepState {
 /// report(), and with `json` nothing. Not thread-safe.
 class ProgressBar {
   public:
-    /// `files` and `bytes` are how many there are in all. `tool` stays the caller's.
+    /// `files` and `bytes` are how many there are in all. `tool` stays the caller's, and has to
+    /// outlive this.
     ProgressBar(Tool& tool, std::size_t files, std::uint64_t bytes);
     /// Erases the bar.
     ~ProgressBar();
@@ -29,15 +30,15 @@ class ProgressBar {
 
     /// Begins a file; `size` is its size in bytes.
     void startFile(const std::u16string& name, std::uint64_t size);
-    /// How much of this file is done, from 0 to 100.
+    /// How much of the current file is done, from 0 to 100.
     void progress(int percent);
-    /// Counts the file as done, also if it failed.
+    /// Counts the current file as done, also if it failed.
     void endFile();
     /// These are for a second step, which proves what the first one has copied. expectProofs() gets
     /// the bytes to prove in all, and prove() those that were proved since its last call.
     void expectProofs(std::uint64_t bytes) { proofs_ = bytes; }
     void prove(std::uint64_t bytes);
-    /// Erases the bar and draws it no more. Lines worth keeping are still printed.
+    /// Erases the bar and draws it no more. report() still prints its lines.
     void hide();
     /// Prints what became of a file. The file needn't be the current one. On a terminal only a line
     /// worth keeping is printed, above the bar.
@@ -65,11 +66,11 @@ class ProgressBar {
     std::size_t files_, filesDone_ = 0;
     std::uint64_t bytes_, bytesDone_ = 0;
     std::uint64_t proofs_ = 0, proved_ = 0;
-    // Of the current file.
+    // These describe the current file.
     std::uint64_t fileSize_ = 0;
     int percent_ = 0;
     std::string name_;
-    // Milliseconds of the system's tick count.
+    // Times of the system's tick count, in milliseconds.
     DWORD start_, lastDrawn_ = 0;
     bool drawn_ = false, hidden_ = false;
 };

@@ -45,7 +45,7 @@ std::optional<RecordingLine> RecordingText::lineOf(const UsbEvent& event) {
     Setup setup{};
     if (isSubmission && event.setup) {
         setup = *event.setup;
-        // Requests that never complete, in a recording that was cut, must not fill the memory.
+        // In a recording that was cut, some requests never complete. They must not fill the memory.
         if (requests_.size() >= mostRequests) requests_.clear();
         requests_[event.transfer] = setup;
     } else if (const auto asked = requests_.extract(event.transfer)) {

@@ -15,11 +15,11 @@ namespace zlk {
 struct RecordingLine {
     std::int64_t time = 0;      ///< microseconds since the first event
     std::uint8_t endpoint = 0;  ///< bit 0x80 is set for the direction to the host
-    std::uint32_t length = 0;   ///< bytes transferred
+    std::uint32_t length = 0;   ///< in bytes
     std::string text;
 };
 
-/// Needs the events in their order, since a line may depend on earlier ones.
+/// Needs the events in their order, since the line of an event may depend on earlier events.
 class RecordingText {
   public:
     /// The line for an event. Each transfer has two events, its submission and its completion. One
@@ -34,7 +34,7 @@ class RecordingText {
     std::string bytesText(const usbscan::UsbEvent& event);
 
     std::optional<std::int64_t> start_;
-    // Control transfers that were submitted and aren't complete, by the numbers of their transfers.
+    // The setup packets of control transfers that aren't complete yet, by UsbEvent::transfer.
     std::map<std::uint64_t, Setup> requests_;
     // Bytes of a PTP container that are still to come, by endpoint.
     std::map<std::uint8_t, std::uint64_t> containerLeft_;

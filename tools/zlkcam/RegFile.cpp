@@ -21,7 +21,7 @@ constexpr std::u16string_view headerLine = u"Windows Registry Editor Version 5.0
         "Nothing was changed.");
 }
 
-/// The text of a file in UTF-16 or UTF-8, which its byte order mark distinguishes.
+/// Decodes UTF-16 with a byte order mark, or UTF-8 with or without one.
 std::u16string decode(std::string_view bytes) {
     const bool little = bytes.starts_with("\xFF\xFE");
     if (little || bytes.starts_with("\xFE\xFF")) {
@@ -81,8 +81,7 @@ class LineReader {
         rest_ = end == std::u16string_view::npos ? std::u16string_view() : rest_.substr(end + 1);
         return piece;
     }
-    // Only values of bytes continue in the next line. The path of a key and a text may also end in
-    // a backslash.
+    // Only values of bytes continue in the next line.
     static bool goesOn(std::u16string_view line) {
         return line.ends_with(u'\\') && !line.starts_with(u'[') && !line.ends_with(u"\"\\") &&
                line.find(u"=hex") != std::u16string_view::npos;
@@ -92,7 +91,7 @@ class LineReader {
     std::size_t count_ = 0;
 };
 
-/// Takes a quoted text off the front, and undoes its escapes `\\` and `\"`.
+/// Takes a quoted text off the front, and undoes its escapes.
 bool takeQuoted(std::u16string_view& text, std::u16string& content) {
     if (!text.starts_with(u'"')) return false;
     content.clear();
@@ -129,7 +128,7 @@ std::vector<BYTE> numberData(DWORD number) {
     return data;
 }
 
-/// Parses `hex:...` or `hex(<type>):...`, where the type is the number of a value's type.
+/// Parses `hex:...` or `hex(<type>):...`, where <type> is the hexadecimal number of a value's type.
 bool parseHexValue(std::u16string_view text, SettingsValue& value) {
     text.remove_prefix(3);
     value.type = REG_BINARY;
@@ -177,8 +176,8 @@ SettingsValue parseValue(std::u16string_view line, std::size_t number) {
     return value;
 }
 
-/// Whether a name can stand in a line of the file and is read back the same: it has no line end or
-/// other control character, and no half of a surrogate pair.
+/// Whether a name or text can stand in a line of the file and is read back unchanged: it has no
+/// line end or other control character, and no half of a surrogate pair.
 bool writable(std::u16string_view name) {
     return std::none_of(name.begin(), name.end(), [](WCHAR unit) { return unit < 0x20; }) &&
            wideText(utf8Text(name)) == name;
@@ -245,8 +244,8 @@ std::string writeSettingsText(const std::vector<SettingsKey>& keys,
                               std::vector<std::string>& leftOut) {
     std::string text = utf8Text(headerLine) + "\n";
     for (const SettingsKey& key : keys) {
-        // A path that begins with `-` would read as a deletion, but every path begins with its
-        // root.
+        // A path that begins with `-` would read as a deletion, but paths from the store begin with
+        // a root.
         if (!writable(key.path)) {
             leftOut.push_back(utf8Text(key.path));
             continue;
@@ -274,8 +273,8 @@ bool dataText(const std::vector<BYTE>& data, std::u16string& text) {
     if (data.empty() || data.size() % sizeof(WCHAR) != 0) return false;
     text.resize(data.size() / sizeof(WCHAR));
     std::memcpy(text.data(), data.data(), data.size());
-    // The only zero has to stand at the end. A text with a zero inside is written as bytes, to lose
-    // nothing.
+    // The only zero has to stand at the end. The caller writes a text with a zero inside as bytes,
+    // to lose nothing.
     if (text.find(u'\0') != text.size() - 1) return false;
     text.pop_back();
     return true;

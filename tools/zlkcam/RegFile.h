@@ -5,8 +5,8 @@
 //     [HKEY_LOCAL_MACHINE\Software\Zephyr-Lanthorn]     [-...] deletes the key
 //     "Name"="text"        REG_SZ        "Name"=-       deletes the value
 //     "Name"=dword:0000000a  REG_DWORD   @=...          the key's default value
-//     "Name"=hex:01,02     REG_BINARY    hex(7):...     any other type; a `\` at the end of a
-//                                                       line goes on in the next one
+//     "Name"=hex:01,02     REG_BINARY    hex(7):...     any other type; a line of bytes that
+//                                                       ends with `\` goes on in the next one
 //     ; a comment
 
 #include <cstddef>
@@ -22,21 +22,21 @@ namespace zlk {
 struct SettingsValue {
     std::u16string name;  ///< empty for the key's default value
     DWORD type = REG_NONE;
-    // The bytes as they are stored; a text is UTF-16 with its terminator.
+    /// The bytes as they are stored; a text is UTF-16 with its terminator.
     std::vector<BYTE> data;
     bool remove = false;  // the file deletes the value
 };
 
 /// A key with its own values, or a key that the file deletes.
 struct SettingsKey {
-    std::u16string path;  ///< begins with the root's full name
+    std::u16string path;  ///< as SettingsPath takes it
     bool remove = false;
     std::vector<SettingsValue> values;
-    std::size_t line = 0;  ///< its line in the text, from 1
+    std::size_t line = 0;  ///< of the parsed text, from 1; 0 if the key wasn't parsed
 };
 
 /// Parses the contents of a file: UTF-8, or UTF-16 with a byte order mark. Throws Failure
-/// (BadDocument) with the line's number; nothing has been applied by then.
+/// (BadDocument) with the line's number.
 std::vector<SettingsKey> parseSettingsText(std::string_view bytes);
 
 /// The text, in UTF-8, from which parseSettingsText makes these keys again. `remove` is ignored:

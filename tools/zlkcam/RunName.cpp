@@ -12,7 +12,7 @@ constexpr std::size_t size = start.size() + 8;
 
 std::string newRunName() {
     std::string name(start);
-    // random_device is used and no seeded generator, because two runs may start in the same moment.
+    // A generator that is seeded with the time would give one name to two runs that start together.
     for (std::random_device random; name.size() < size;) name += digits[random() % digits.size()];
     return name;
 }

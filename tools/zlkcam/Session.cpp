@@ -13,7 +13,8 @@ Failure deviceFailure(LONG errorCode, const Device& device, std::string_view doi
     const std::string failed = std::string(doing) + " failed: ";
     switch (static_cast<ExitStatus>(errorCode)) {
         case ExitStatus::DeviceHeld:
-            // The components return the same code if a claim can't be created on this computer.
+            // The components also return this code if a claim can't be made on this computer at
+            // all.
             return claimFailure().value_or(
                 Failure(ExitStatus::DeviceHeld, name + " is held by another program.",
                         "Close that program, or wait until it has finished, and try again."));
@@ -95,8 +96,8 @@ std::u16string PhotoSession::escape(std::u16string_view message) const {
 }
 
 std::vector<FileRecord> PhotoSession::files() const {
-    // On a card that is gone the component would wait for files until its timeout, and then return
-    // an empty list.
+    // For a reader whose card is gone the component would wait for files until its timeout, and
+    // then return an empty list.
     requireMedia();
     Bstr document;
     // The list of a large card takes a while; returning false stops it.

@@ -31,8 +31,8 @@ class Session {
     Session& operator=(const Session&) = delete;
 
     Interface* operator->() const { return object_.get(); }
-    /// Makes a call that may have to wait for the device. A StopWatch sees such a call, so that a
-    /// stop needn't wait until it returns.
+    /// Makes a call that may have to wait for the device. A StopWatch sees the call, so that a stop
+    /// needn't wait until it returns.
     template <class Call>
     HRESULT call(Call&& ask) const {
         const DeviceCall inside;

@@ -49,7 +49,7 @@ void requireGone(LSTATUS result, const SettingsPath& path) {
     if (result != ERROR_FILE_NOT_FOUND) require(result, "Deleting", path);
 }
 
-/// Writes or deletes one key of a settings text.
+/// Deletes a key, or sets and deletes values of it.
 void applyKey(const SettingsPath& path, const SettingsKey& key) {
     if (key.remove) return requireGone(RegDeleteTreeW(path.root, path.below.c_str()), path);
     const RegistryKey made = makeKey(path);
@@ -66,7 +66,7 @@ void applyKey(const SettingsPath& path, const SettingsKey& key) {
 
 LSTATUS readValue(HKEY key, DWORD index, SettingsValue& value) {
     WCHAR name[maxName];
-    // This is enough for nearly every value; the store returns the needed size for the others.
+    // This size is enough for nearly every value. For others the store returns the needed size.
     DWORD size = 256;
     for (;;) {
         DWORD length = maxName;
@@ -164,7 +164,7 @@ void SettingsStore::setText(const SettingsPath& path, std::u16string_view name,
 std::vector<SettingsKey> SettingsStore::readTree(const SettingsPath& path) {
     std::vector<SettingsKey> keys;
     std::vector<SettingsPath> waiting{path};
-    // A stack of paths; subkeys are pushed in reverse, so that the result is in their order.
+    // `waiting` is a stack. Subkeys are pushed in reverse, so that they are read in their order.
     while (!waiting.empty()) {
         SettingsPath next = waiting.back();
         waiting.pop_back();

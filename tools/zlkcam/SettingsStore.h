@@ -10,13 +10,14 @@
 
 namespace zlk {
 
-/// The key below which all settings of the system lie, with a subkey for each product class.
+/// The key whose subkeys are the product classes and the sections of the settings, with a backslash
+/// at its end.
 inline constexpr std::u16string_view settingsTree =
     u"HKEY_LOCAL_MACHINE\\Software\\Zephyr-Lanthorn\\PictureSuite\\";
 
 /// The path of a key: `HKEY_LOCAL_MACHINE\...` or `HKLM\...`, `HKEY_CLASSES_ROOT\...` or
-/// `HKCR\...`; without a root it is below HKEY_LOCAL_MACHINE. Throws Failure (Usage) for any other
-/// root that begins with `HKEY_`.
+/// `HKCR\...`; without a root it is below HKEY_LOCAL_MACHINE. The constructor throws Failure
+/// (Usage) for any other root that begins with `HKEY_`.
 struct SettingsPath {
     explicit SettingsPath(std::u16string_view text);
     HKEY root;
@@ -32,7 +33,7 @@ class SettingsStore {
     static SettingsKey readKey(const SettingsPath& path);
     /// The names of a key's direct subkeys.
     static std::vector<std::u16string> subKeys(const SettingsPath& path);
-    /// The same, but empty if the key doesn't exist.
+    /// Like subKeys(), but empty if the key doesn't exist.
     static std::vector<std::u16string> subKeysIfAny(const SettingsPath& path);
     /// A key and everything below it; each key comes before its subkeys.
     static std::vector<SettingsKey> readTree(const SettingsPath& path);
@@ -54,8 +55,8 @@ class SettingsStore {
 
     /// Carries out what a settings text says, in its order. Deleting what doesn't exist succeeds.
     /// Throws Failure (Usage) before the first change if a root is unknown or is to be deleted. Any
-    /// other Failure names the line of the key at which it happened: what stands before that line
-    /// has been done, and of the key's values perhaps some.
+    /// other Failure names the line of the key at which it happened. All keys before that line are
+    /// done then, and perhaps some values of this key.
     static void apply(const std::vector<SettingsKey>& keys);
     /// Gives a key these values and deletes its others. The new values are written first.
     static void replace(const SettingsKey& key);

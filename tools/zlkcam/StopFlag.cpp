@@ -17,8 +17,8 @@ constexpr int stopSignals[] = {SIGINT, SIGTERM, SIGHUP, SIGQUIT};
 constexpr int failedWrites[] = {SIGPIPE, SIGXFSZ};
 
 using Clock = std::chrono::steady_clock;
-// A call that ends by itself in this time is left to end. Together with the pause between looks the
-// user waits less than a second.
+// A call that ends by itself within `patience` is left to end. A stop is looked for every
+// `lookPause`.
 constexpr std::chrono::milliseconds patience{500}, lookPause{50};
 
 /// Written by the signal handler, so it has to be of this type.
@@ -39,7 +39,7 @@ void countSignal(int) {
 void handle(int signal, void (*handler)(int)) {
     struct sigaction action {};
     action.sa_handler = handler;
-    action.sa_flags = SA_RESTART;  // interrupted calls of the components go on by themselves
+    action.sa_flags = SA_RESTART;  // interrupted system calls go on by themselves
     sigaction(signal, &action, nullptr);
 }
 
@@ -50,7 +50,6 @@ StopFlag::StopFlag() {
     for (const int signal : stopSignals) {
         struct sigaction before {};
         sigaction(signal, nullptr, &before);
-        // A program that was started with a signal ignored, as by nohup, has to leave it ignored.
         if (before.sa_handler != SIG_IGN) handle(signal, countSignal);
     }
     for (const int signal : failedWrites) handle(signal, SIG_IGN);
@@ -101,7 +100,6 @@ void StopWatch::watch() {
     for (std::unique_lock lock(inUse_);
          !over_.wait_for(lock, lookPause, [this] { return isOver_; });) {
         if (!StopFlag::raised()) continue;
-        // The stop is noticed at most one pause late, and the patience begins then.
         if (!raisedSince) raisedSince = Clock::now();
         const std::lock_guard inCall(callInUse);
         // The call may have begun before the stop or after it; the later of the two starts the

@@ -39,11 +39,11 @@ class DeviceCall {
     DeviceCall& operator=(const DeviceCall&) = delete;
 };
 
-/// While one exists, a stop doesn't wait for a silent camera: once a DeviceCall has gone on for
-/// half a second since the stop, or since its own start if that is later, `end` runs on the watch's
-/// thread, puts everything in order and returns the exit status, and the program ends. The thread
-/// in the call can then no longer leave it. So `end` may use what that thread owns, except the
-/// device and what callbacks change during the call.
+/// While one exists, a stop doesn't wait for a silent device. Once a DeviceCall has gone on for
+/// half a second since the stop, or since its own start if that is later, `end` is called on the
+/// watch's thread. It puts everything in order and returns the exit status, with which the program
+/// then ends. The thread in the DeviceCall can't leave the call meanwhile. So `end` may use what
+/// that thread owns, except the device and what callbacks change during the call.
 class StopWatch {
   public:
     explicit StopWatch(std::function<ExitStatus()> end);

@@ -10,7 +10,7 @@ namespace {
 
 constexpr WCHAR privateArea = 0xF000;
 
-/// The length in bytes of the UTF-8 sequence at the start of `text`; 0 if it isn't valid UTF-8.
+/// The length in bytes of the UTF-8 sequence at the start of `text`; 0 if there is no valid one.
 std::size_t sequenceLength(std::string_view text) {
     for (std::size_t length = 1; length <= 4 && length <= text.size(); ++length) {
         WCHAR units[2];
@@ -24,15 +24,14 @@ std::size_t sequenceLength(std::string_view text) {
 }  // namespace
 
 std::u16string pathArgument(std::string_view bytes) {
-    // Only in a path of this machine is a backslash a part of the name; elsewhere it separates
-    // folders.
+    // In other paths a backslash separates folders.
     const bool literal = bytes.starts_with('/');
     std::u16string path;
     while (!bytes.empty()) {
         const std::size_t length = sequenceLength(bytes);
         const auto byte = static_cast<unsigned char>(bytes.front());
         const bool partOfName = literal && (byte < 0x20 || byte == 0x7F || byte == '\\');
-        // The platform turns such a unit back into the byte when it opens the file.
+        // The platform turns a unit of the private area back into its byte when it opens the file.
         if (length == 0 || partOfName) {
             path += static_cast<WCHAR>(privateArea + byte);
             bytes.remove_prefix(1);
@@ -71,8 +70,8 @@ std::string harmlessText(std::string_view utf8) {
     for (std::size_t i = 0; i < utf8.size(); ++i) {
         const auto byte = static_cast<unsigned char>(utf8[i]);
         const bool c0 = (byte < 0x20 && byte != '\n' && byte != '\t') || byte == 0x7F;
-        // 0xC2 is always the first byte of a sequence, so this can't be the middle of another one.
-        // With it begin the control characters from U+0080 to U+009F, which terminals obey, too.
+        // U+0080 to U+009F are control characters, which terminals obey, too. In UTF-8 they are
+        // 0xC2 and a byte below 0xA0, and 0xC2 is always the first byte of a sequence.
         const bool c1 =
             byte == 0xC2 && i + 1 < utf8.size() && static_cast<unsigned char>(utf8[i + 1]) < 0xA0;
         if (c1) ++i;

@@ -19,7 +19,7 @@ void Tool::say(std::string_view line) {
 }
 
 void Tool::warn(std::string_view line) {
-    // What was printed before should also appear before.
+    // What was printed before this line has to appear before it.
     std::fflush(stdout);
     std::fprintf(stderr, "%s\n", harmlessText(line).c_str());
 }

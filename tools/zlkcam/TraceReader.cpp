@@ -11,8 +11,8 @@ namespace {
 constexpr BYTE marker[] = {0xFF, 0xFF};
 constexpr BYTE kindAndFlags[] = {0x3F, 0x00};
 constexpr std::size_t headSize = 8;
-// How many of the last bytes are remembered to notice that they were overwritten. Equal lines only
-// differ in their times, so that the times of the newest records have to be among these bytes.
+// How many bytes are remembered to notice that they were overwritten. Equal lines only differ in
+// their times, so the times of the newest records have to be among these bytes.
 constexpr std::size_t memorySize = 256;
 
 /// Whether a record begins here.
@@ -52,7 +52,6 @@ void TraceReader::fetch(std::span<const BYTE> ring, std::size_t writeOffset) {
         newer_.assign(ring.begin(), ring.begin() + static_cast<std::ptrdiff_t>(writeOffset));
     }
     position_ = writeOffset;
-    // Remembered for the next call's check.
     const auto memory = ring.first(position_).last(std::min(position_, memorySize));
     last_.assign(memory.begin(), memory.end());
 }

@@ -3,10 +3,10 @@
 //
 //     FF FF | time, 4 bytes | 3F | 00 | category 00 | message 00 | one byte that says nothing
 //
-// A record is never split. If the rest of the buffer is too short for the next one, the writer
-// fills it with zeros and goes on at offset 0. Writers don't wait for the reader and may overtake
-// it, which it notices because the last record that it has read isn't there any more. The byte FF
-// doesn't occur in UTF-8, so that the next whole record can be found from any position.
+// A record is never split. If the next one might not fit into the rest of the buffer, the writer
+// fills the rest with zeros and goes on at offset 0. Writers don't wait for the reader and may
+// overtake it. The reader notices that, because the last bytes that it read have changed. The byte
+// FF doesn't occur in UTF-8, so that the next whole record can be found from any position.
 
 #include <cstdint>
 #include <span>
@@ -28,24 +28,24 @@ struct TraceRecord {
 /// Remembers how far it has read. Used by one thread.
 class TraceReader {
   public:
-    /// Copies what is new. `ring` is the whole buffer and `writeOffset` a position in it. The
-    /// caller holds the log's mutex, so nobody writes meanwhile. Every traced process waits for
-    /// this, so it only copies.
+    /// Copies what is new. `ring` is the whole buffer. `writeOffset`, at most its size, is where
+    /// the next record will start. The caller holds the log's mutex, for which all traced processes
+    /// wait, so parsing is left to records().
     void fetch(std::span<const BYTE> ring, std::size_t writeOffset);
 
-    /// The records that the last fetch copied, in order.
+    /// Takes out the records that the last fetch copied, in order.
     std::vector<TraceRecord> records();
 
-    /// The number of bytes, at least, that were overwritten unread since the last call.
+    /// At least how many bytes were overwritten unread since the last call.
     std::uint64_t takeLost();
 
   private:
     /// Whether the writer has passed the reader's position.
     bool wasOvertaken(std::span<const BYTE> ring, std::size_t writeOffset) const;
 
-    // The offset after the last record that was read.
+    // Where the last fetch ended.
     std::size_t position_ = 0;
-    // The bytes before that offset, as they were then.
+    // The last bytes before `position_`, as the last fetch found them.
     std::vector<BYTE> last_;
     // The pieces that the last fetch copied: from the writer's previous round of the buffer, and
     // from its present one.

@@ -14,7 +14,7 @@ constexpr DWORD controlSize = 16;
 constexpr DWORD bufferSize = 8 * 1024 * 1024;
 // Offsets in the control block.
 constexpr std::size_t enabledAt = 0, writeOffsetAt = 4, bufferSizeAt = 8, startTickAt = 12;
-constexpr int tries = 2000;  // takes some milliseconds; writing a record takes microseconds
+constexpr int tries = 2000;  // a writer holds the mutex only while it stores a record
 
 std::atomic_ref<DWORD> field(const SharedView& control, std::size_t offset) {
     return std::atomic_ref(*reinterpret_cast<DWORD*>(control.bytes().data() + offset));
@@ -56,7 +56,7 @@ TraceViewer::TraceViewer()
       control_(u"ZLGlimmerBoxLogCtrlMemory", controlSize),
       buffer_(u"ZLGlimmerBoxLogBuffer", bufferSize),
       mutex_(CreateMutexW(nullptr, 0, u"ZLGlimmerBoxLogMutex")) {
-    // The section may be an older one of another size, which can't be changed.
+    // The section may have existed before, with another size.
     if (control_.bytes().size() < controlSize || !mutex_)
         throw Failure(ExitStatus::FileUnusable, "The log's shared memory can't be used.");
     // Writers are switched off before the buffer is set up.

@@ -5,11 +5,11 @@
 //     control block, 16 bytes: enabled u8, 3 bytes, writeOffset u32, bufferSize u32, startTick u32
 //
 // There is one viewer at a time. Its claim is a named mutex, which disappears with its process. The
-// buffer couldn't serve as the claim, because writers that once opened it keep it; the next viewer
-// uses it again. A viewer that is killed leaves the log on until the next viewer ends, or until the
-// last process that has the log open ends. The log's mutex is only tried for a limited time,
-// because a writer that was stopped while it held the mutex must not make the viewer deaf to
-// Ctrl-C.
+// buffer couldn't serve as the claim, because writers may keep it open after the viewer has ended;
+// the next viewer then uses it again. A viewer that is killed leaves the log on until the next
+// viewer ends, or until the last process that has the log open ends. The log's mutex is only tried
+// for a limited time, because a writer that was stopped while it held the mutex must not make the
+// viewer deaf to Ctrl-C.
 
 #include "platform/named_objects.h"
 #include "tools/zlkcam/TraceReader.h"
@@ -46,8 +46,8 @@ class TraceViewer {
     TraceViewer(const TraceViewer&) = delete;
     TraceViewer& operator=(const TraceViewer&) = delete;
 
-    /// Hands what is new to the reader; false if the mutex couldn't be taken, and then the next
-    /// call gets it.
+    /// Hands what is new to the reader. False if the mutex couldn't be taken; what is new then
+    /// waits for the next call.
     bool fetch(TraceReader& reader);
     /// Switches the log off; writers notice at their next record.
     void switchOff();

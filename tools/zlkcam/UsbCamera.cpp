@@ -23,8 +23,7 @@ CameraTrouble heldBy(const AttachedCamera& camera) {
                 utf8Text(usbIdOf(camera)) + " --udev"};
 }
 
-/// The attached camera through which a device is reached. Process and program of its holder may be
-/// missing.
+/// The attached camera through which a device is reached.
 std::optional<AttachedCamera> cameraOf(const Device& device) {
     const std::u16string port = DeviceDirectory().cameraPort(device.contextId);
     for (const AttachedCamera& camera : attachedCameras())
@@ -80,8 +79,6 @@ std::vector<UsbCamera> usbCameras(const DeviceDirectory& directory,
 
 std::vector<CameraTrouble> troublesOf(const UsbCamera& camera) {
     std::vector<CameraTrouble> troubles;
-    // Several causes may come together; the first of the list is what the user should look at
-    // first.
     if (!camera.listed && camera.contextId.empty())
         troubles.push_back({"unknown", "The camera table doesn't know this model.",
                             "Give it a row of the table: zlkcam adopt"});

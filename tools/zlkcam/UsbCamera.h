@@ -20,7 +20,7 @@ struct UsbCamera {
     bool twinListed = false;   ///< a camera of the same context id is listed, this or another one
 };
 
-/// A reason why a camera isn't listed, or can't be opened although it is.
+/// A reason why a camera isn't listed, or why it can't be opened although it is listed.
 struct CameraTrouble {
     std::string kind;  ///< "unknown", "held", "forbidden", "twin" or "silent"
     std::string message, advice;
@@ -33,7 +33,8 @@ std::u16string usbIdOf(const AttachedCamera& camera);
 std::vector<UsbCamera> usbCameras(const DeviceDirectory& directory,
                                   const std::vector<Device>& devices);
 
-/// What is wrong with a camera, the most likely reason first; empty if nothing is.
+/// What is wrong with a camera, beginning with what the user should look at first. Empty if nothing
+/// is wrong.
 std::vector<CameraTrouble> troublesOf(const UsbCamera& camera);
 
 /// The Failure (NotConnected) for a device that was listed a moment ago and can't be reached. It
