@@ -11,7 +11,7 @@ namespace {
 
 constexpr ExifByteOrder byteOrder = EXIF_BYTE_ORDER_INTEL;
 
-/// From malloc, because the library frees this memory with free.
+/// Allocates with malloc, because the library frees this memory with free.
 void* allocate(std::size_t size) {
     void* const memory = std::malloc(size);
     if (!memory) throw std::bad_alloc();

@@ -54,7 +54,7 @@ std::tm clockAt(int shot) {
 }
 
 /// The file gets the time that the camera's clock showed, since listings report the file's time as
-/// that of the picture.
+/// the picture's.
 void writeFile(const fs::path& path, std::span<const std::uint8_t> bytes, std::tm written) {
     std::ofstream file(path, std::ios::binary);
     file.write(reinterpret_cast<const char*>(bytes.data()),

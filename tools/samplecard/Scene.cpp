@@ -25,7 +25,8 @@ Scene::Scene(std::mt19937& random) {
     sunRadius_ = 0.04F + unit(random) * 0.04F;
     const int ranges = 3 + static_cast<int>(random() % 3);
     const Colour near = mix({40, 80, 35}, {60, 50, 45}, unit(random));
-    // From the farthest range of hills to the nearest; distant ones take the colour of the sky.
+    // From the farthest range of hills to the nearest. The farther a range is, the more it takes
+    // the colour of the sky.
     for (int i = 0; i < ranges; ++i) {
         const float nearness = static_cast<float>(i + 1) / static_cast<float>(ranges);
         hills_.push_back({0.35F + 0.5F * nearness, 0.04F + unit(random) * 0.12F,

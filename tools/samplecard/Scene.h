@@ -23,7 +23,7 @@ struct Raster {
 /// One picture; the same scene can be drawn in several sizes.
 class Scene {
   public:
-    /// Invents a scene by the next numbers of `random`.
+    /// Invents a scene from the next numbers of `random`.
     explicit Scene(std::mt19937& random);
 
     /// Draws the scene in a size in pixels, with some grain, as a sensor has it.
@@ -39,7 +39,7 @@ class Scene {
         float base, height, frequency, phase;
         Colour colour;
     };
-    /// The next number from 0 up to, but without, 1.
+    /// The next number of `random`, from 0 to just below 1.
     static float unit(std::mt19937& random);
     /// A colour between two, where `part` goes from 0 for the first to 1 for the second.
     static Colour mix(Colour a, Colour b, float part);
