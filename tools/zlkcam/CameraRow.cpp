@@ -59,7 +59,7 @@ std::u16string readableText(std::u16string_view text, std::size_t most) {
 }
 
 bool isProductClass(std::u16string_view text) {
-    // These aren't sections, but have a meaning in the place of a product class, too.
+    // Names that aren't sections, but also have a meaning in the place of a product class.
     constexpr std::u16string_view others[] = {u"CtxMgr", u"RemovableDrive", u"CDROMDrive"};
     const auto isText = [&](std::u16string_view name) { return equalIgnoringCase(name, text); };
     // A class with the name of a section would make the camera's row a part of that section.

@@ -21,8 +21,8 @@ inline constexpr std::u16string_view settingsSections[] = {u"Import", u"Unload",
 
 /// The values that an adopted model gets in the camera table.
 struct CameraRow {
-    /// Makes class and name from the camera's product text. The USB ids stand in if the text has no
-    /// character that fits there.
+    /// Makes class and name from the camera's product text. The USB ids stand in for either of them
+    /// if the text has no character that fits into it.
     explicit CameraRow(const UsbCamera& camera);
 
     /// The name of the model's key in the settings, and a part of the context id. isProductClass()

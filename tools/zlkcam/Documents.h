@@ -19,7 +19,7 @@ struct Device {
 };
 
 /// The time at which a file was changed or created. In the place of a date that it can't read, the
-/// component may list the time of the listing, which is another one in each list.
+/// component may list the time of the listing, which differs from list to list.
 struct RecordTime {
     std::string text;       ///< MM/DD/YYYY hh:mm:ss, local time
     bool isNoDate = false;  ///< it may be the time of the listing, and then says nothing

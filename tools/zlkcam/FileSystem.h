@@ -3,9 +3,9 @@
 
 namespace zlk {
 
-/// Whether the file lies on a medium of this machine. That isn't so in memory, on the network file
-/// systems that we know, and on FUSE, whose program may do anything; every other file system counts
-/// as a medium. All four functions return false if the file system can't be found out.
+/// Whether the file lies on a medium of this machine: on any file system except those in memory,
+/// the network file systems that we know, and FUSE, whose program may do anything. All four
+/// functions return false if the file system can't be found out.
 bool isOnMedium(int file);
 
 /// Whether only programs of this machine can lock files of the file system, so that the owner of a

@@ -1,6 +1,6 @@
 #pragma once
 // Explains failures whose cause is this computer and not a device. The components have the same
-// error code for a claim that another program holds and one that can't be made at all; the
+// error code for a claim that another program holds and for a claim that can't be made at all; the
 // platform's reports tell them apart.
 
 #include <optional>
@@ -17,8 +17,8 @@ void listenToPlatform();
 /// can't open a file takes it for missing, which would lead to wrong results.
 void requireOpenFiles();
 
-/// The error of the settings store that a component's result contains; ERROR_SUCCESS if it is
-/// another result.
+/// The error of the settings store that a component's result contains; ERROR_SUCCESS if the result
+/// contains none.
 DWORD settingsError(HRESULT result);
 
 /// The Failure (SettingsUnusable, or NoMemory) for settings that can't be used. `what` says what

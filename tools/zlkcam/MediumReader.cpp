@@ -79,7 +79,7 @@ std::optional<MediumDigest> digestFromMedium(int file, DigestKind kind,
                                              const std::function<void(std::uint64_t)>& progress) {
     struct stat status {};
     if (::fstat(file, &status) != 0) return std::nullopt;
-    // The cache is dropped first, so that an ordinary read goes to the disk.
+    // The file's pages are dropped from the cache first, so that an ordinary read goes to the disk.
     ::posix_fadvise(file, 0, 0, POSIX_FADV_DONTNEED);
     const bool isFresh = !isInMemory(file, static_cast<std::uint64_t>(status.st_size));
     std::optional<Sum> sum;

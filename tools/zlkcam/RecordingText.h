@@ -1,5 +1,5 @@
 #pragma once
-// Puts a recording of USB transfers into words, a line for each transfer.
+// Puts a recording of USB transfers into words, line by line.
 
 #include <array>
 #include <cstdint>

@@ -32,7 +32,7 @@ struct SettingsKey {
     std::u16string path;  ///< as SettingsPath takes it
     bool remove = false;
     std::vector<SettingsValue> values;
-    std::size_t line = 0;  ///< of the parsed text, from 1; 0 if the key wasn't parsed
+    std::size_t line = 0;  ///< its line in the parsed text, from 1; 0 if it wasn't parsed
 };
 
 /// Parses the contents of a file: UTF-8, or UTF-16 with a byte order mark. Throws Failure

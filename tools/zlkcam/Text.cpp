@@ -24,7 +24,7 @@ std::size_t sequenceLength(std::string_view text) {
 }  // namespace
 
 std::u16string pathArgument(std::string_view bytes) {
-    // In other paths a backslash separates folders.
+    // In a path that doesn't begin with `/`, a backslash separates folders.
     const bool literal = bytes.starts_with('/');
     std::u16string path;
     while (!bytes.empty()) {

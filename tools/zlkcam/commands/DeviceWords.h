@@ -21,7 +21,7 @@ void addDevice(CLI::App& command, DeviceOption& option);
 struct DeviceWords {
     std::vector<std::string> words;
     /// Takes the device's name off the front if there are more words than the `others` that the
-    /// command needs. Empty if there aren't.
+    /// command needs; otherwise the result is empty.
     std::u16string takeDevice(std::size_t others);
     /// For a command with any number of words, of which there must be at least one. Takes the first
     /// word if it has the form of a device's name; otherwise the result is empty.

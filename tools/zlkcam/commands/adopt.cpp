@@ -157,8 +157,8 @@ void runAdopt(Tool& tool, const AdoptOptions& options) {
     show(tool, rule);
     const bool writes = options.yes || isConfirmed(tool);
     if (writes) {
-        // The rule comes first, since its folder may need root's rights. If it is refused, the
-        // table isn't changed either.
+        // The rule comes first, since its folder may need root's rights. If writing the rule fails,
+        // the table isn't changed either.
         if (!options.rulesFolder.empty()) {
             const std::u16string file = rule.writeInto(pathArgument(options.rulesFolder));
             tool.say("The rule is in " + utf8Text(file) + ". In " + udevRulesFolder +

@@ -36,14 +36,14 @@ std::string isoText(std::int64_t seconds) {
 std::int64_t timeArgument(const std::string& text) {
     if (text == "now") return _time64();
     BrokenDownTime time{};
-    // NOLINTNEXTLINE(cert-err34-c): so few digits don't overflow, and it is compared below
+    // NOLINTNEXTLINE(cert-err34-c): so few digits don't overflow, and the time is compared below
     std::sscanf(text.c_str(), "%4d-%2d-%2dT%2d:%2d:%2d", &time.year, &time.month, &time.day,
                 &time.hour, &time.minute, &time.second);
     time.year -= 1900;
     time.month -= 1;
     const std::int64_t seconds = _mktime64(time);
     // The components set an earlier year as 1971, and return this machine's time for a clock with a
-    // later one.
+    // later year.
     constexpr int firstYear = 1971, lastYear = 2037;
     // Converting back shows whether the time exists: mktime would turn June 31 into July 1.
     if (time.year + 1900 < firstYear || time.year + 1900 > lastYear || isoText(seconds) != text)

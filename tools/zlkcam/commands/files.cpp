@@ -26,8 +26,7 @@ struct ThumbsOptions : DeviceWords {
 
 constexpr char idAdvice[] = "Their ids are what zlkcam list prints.";
 
-/// Collects what went wrong with single files. The first failure decides the exit status, unless a
-/// later one ends the work.
+/// Collects failures. The first one decides the exit status, unless a later one ends the work.
 class FileFailures {
   public:
     explicit FileFailures(Tool& tool) : tool_(tool) {}
@@ -63,7 +62,8 @@ class FileFailures {
         }
     }
 
-    /// Sets the exit status, and ends the JSON object that is open.
+    /// Ends the JSON object that is open. A failure becomes its error member, and decides the exit
+    /// status.
     void tell() const {
         if (first_) {
             tool_.status = first_->status;
@@ -119,8 +119,8 @@ void runList(Tool& tool, const ListOptions& options) {
             .member("created", file.created.text)
             .endObject();
         bytes += file.size;
-        // The camera refuses to describe this file. Copying begins with the description and would
-        // fail too, so the list already reports a failure.
+        // A refused file can't be copied, because copying begins with its description. So the list
+        // already reports a failure.
         if (isRefused(file))
             failures.note(
                 file, {ExitStatus::ReadFailed, "The camera lists it, and refuses to describe it."});

@@ -19,7 +19,8 @@ void tellRecord(Tool& tool, const TraceRecord& record) {
     std::array<char, 32> time{};
     std::snprintf(time.data(), time.size(), "%9u.%03u  ", record.time / 1000, record.time % 1000);
     tool.say(time.data() + record.category + "  " + record.message);
-    // A hostile writer may have put bytes there that aren't UTF-8; converting twice replaces them.
+    // A hostile writer may have put bytes into the record that aren't UTF-8. Converting twice
+    // replaces them.
     tool.answer.beginObject()
         .member("time", record.time)
         .member("category", utf8Text(wideText(record.category)))
@@ -49,7 +50,7 @@ void runTrace(Tool& tool) {
         if (viewer.fetch(reader) && !tellNews(tool, reader)) break;
         Sleep(lookEvery);
     }
-    // Writers stop here, and what they have written until now is still shown.
+    // What was written before the log went off is still shown.
     viewer.switchOff();
     if (viewer.fetch(reader)) tellNews(tool, reader);
     tool.answer.endArray().endObject();

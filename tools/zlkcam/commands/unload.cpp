@@ -142,8 +142,8 @@ void carryOut(Tool& tool, const Options& options, const Prepared& run, UnloadSum
               Ending& end) {
     Unloader unloader(tool, run.session, run.plan, run.targets, options, options);
     HtmlReport report(run.session, run.plan, run.survey, unloader, run.targets);
-    // Also runs on the StopWatch's thread, maybe after this function's thread got stuck in a
-    // thumbnail. What was recorded or written by then isn't written again.
+    // Also runs on the StopWatch's thread, maybe while this function's thread hangs in the call for
+    // a thumbnail. What was recorded or written by then isn't written again.
     const auto record = [&] {
         unloader.record();
         if (!options.hasReport) return;
