@@ -8,8 +8,9 @@ namespace zlk {
 /// functions return false if the file system can't be found out.
 bool isOnMedium(int file);
 
-/// Whether only programs of this machine can lock files of the file system, so that the owner of a
-/// file that isn't locked must have ended.
+/// Whether only programs of this machine lock files of the file system, so that the owner of a file
+/// that isn't locked must have ended. False for the network file systems that we know, and for
+/// FUSE.
 bool isOnThisMachine(int file);
 
 /// Whether one syncfs() waits for all files of the file system, and reports if one of them couldn't

@@ -57,8 +57,8 @@ class Session {
     ComPtr<Interface> object_;
 };
 
-/// Sends an escape message to a device and returns the answer. Works also while another program
-/// holds the device. Throws Failure.
+/// Sends an escape message to a device and returns the answer, also while another program holds the
+/// device. Throws Failure if the device can't answer.
 std::u16string askDevice(const Device& device, std::u16string_view message);
 
 /// A session for reading and deleting files.

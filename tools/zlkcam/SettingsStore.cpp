@@ -198,7 +198,6 @@ void SettingsStore::removeKey(const SettingsPath& path) {
 
 void SettingsStore::replace(const SettingsKey& key) {
     const SettingsPath path(key.path);
-    // The new values are written first: a program that reads the key meanwhile finds it complete.
     applyKey(path, key);
     for (const SettingsValue& value : readKey(path).values) {
         const bool stays = std::any_of(

@@ -110,7 +110,7 @@ void TraceViewer::switchOff() {
 
 bool TraceViewer::tryLock() const {
     for (int i = 0; i < tries; ++i) {
-        // An abandoned mutex is taken over: its owner died while writing.
+        // An abandoned mutex is taken over, because its owner has died.
         const DWORD result = WaitForSingleObject(mutex_.get(), 0);
         if (result == WAIT_OBJECT_0 || result == WAIT_ABANDONED) return true;
     }

@@ -123,7 +123,7 @@ void exchange(Tool& tool, const DocumentOptions& options, const Session<Interfac
               const std::string& what) {
     Interface& object = *session.operator->();
     std::u16string menu;
-    // Nothing has been sent yet if the file can't be used.
+    // The file is read first, so that nothing has been sent yet if it can't be used.
     if (!options.file.empty()) menu = newText(options);
     Bstr old;
     const HRESULT result = (object.*get)(old.out());
