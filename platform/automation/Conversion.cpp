@@ -33,14 +33,13 @@ std::u16string_view trimmed(std::u16string_view text) {
 }
 
 HRESULT parseNumber(std::u16string_view text, Number& number) {
-    // Room for more digits than it takes to tell any number from its neighbours.
     char digits[128];
     text = trimmed(text);
     if (text.starts_with(u'+') && !text.starts_with(u"+-")) text.remove_prefix(1);
     if (text.empty() || text.size() > sizeof digits) return DISP_E_TYPEMISMATCH;
     for (std::size_t i = 0; i < text.size(); ++i) {
-        // from_chars would also accept the words for infinity and "not a number"; without letters
-        // but the exponent's it can't.
+        // from_chars would also accept the words for infinity and "not a number", so no letter but
+        // the exponent's is let through.
         const WCHAR unit = text[i];
         const bool fits = (unit >= u'0' && unit <= u'9') || unit == u'.' || unit == u'-' ||
                           unit == u'+' || unit == u'e' || unit == u'E';
@@ -53,7 +52,8 @@ HRESULT parseNumber(std::u16string_view text, Number& number) {
     return error == std::errc() && parsed == end ? S_OK : DISP_E_TYPEMISMATCH;
 }
 
-// The number in a value that isn't VT_BYREF; DISP_E_TYPEMISMATCH for a value that has none.
+// The number in a value that isn't VT_BYREF. DISP_E_TYPEMISMATCH if the value has none,
+// DISP_E_OVERFLOW if a text's number is out of range.
 HRESULT readNumber(const VARIANT& value, Number& number) {
     switch (value.vt) {
         case VT_EMPTY:
@@ -101,10 +101,10 @@ HRESULT readNumber(const VARIANT& value, Number& number) {
 
 template <class Integer>
 HRESULT storeInteger(Number number, Integer& field) {
-    // Rounds halves to the even number.
+    // In the default rounding mode, halves go to the even number.
     const Number whole = std::nearbyint(number);
     using Limits = std::numeric_limits<Integer>;
-    // Both comparisons are false for "not a number", which so counts as an overflow.
+    // Both comparisons are false for "not a number", so it counts as an overflow.
     const bool fits =
         whole >= static_cast<Number>(Limits::min()) && whole <= static_cast<Number>(Limits::max());
     if (!fits) return DISP_E_OVERFLOW;
@@ -152,8 +152,8 @@ HRESULT storeNumber(Number number, VARIANT& target) {
     }
 }
 
-/// Writes a number as text, with 15 digits for a double and 7 for a float. More digits would show
-/// rounding errors.
+/// Writes a number as text: up to 15 significant digits of a double and 7 of a float, because more
+/// could show rounding errors.
 std::string_view printNumber(const VARIANT& value, std::span<char> room) {
     char* const end = room.data() + room.size();
     const auto print = [&](auto number, auto... how) {
@@ -203,7 +203,8 @@ HRESULT storeObject(const VARIANT& value, VARIANT& target) {
     return SUCCEEDED(asked) ? S_OK : DISP_E_TYPEMISMATCH;
 }
 
-/// Whether a value is one of the words that scripts print for truth values.
+/// Whether a value is the text True or False in any case, as scripts print truth values. If it is,
+/// `truth` is set.
 bool isTruthWord(const VARIANT& value, VARIANT_BOOL& truth) {
     if (value.vt != VT_BSTR) return false;
     const std::u16string_view text = trimmed(textOf(value.bstrVal));
@@ -272,8 +273,8 @@ HRESULT dereference(const VARIANT& source, VARIANT& value) noexcept {
         std::memcpy(&value.room, source.byref, size);
         return S_OK;
     }
-    // The VARIANT that is pointed to may be VT_BYREF in turn, but not to another VARIANT, because
-    // such a chain could run in a circle.
+    // The VARIANT that is pointed to may be VT_BYREF in turn, but not to another VARIANT, because a
+    // chain of VARIANTs could run in a circle.
     const VARIANT& inner = *source.pvarVal;
     return inner.vt == (VT_BYREF | VT_VARIANT) ? DISP_E_BADVARTYPE : dereference(inner, value);
 }

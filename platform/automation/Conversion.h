@@ -1,5 +1,5 @@
 #pragma once
-// Converts automation values from one type to another. The functions may be called on any thread.
+// Converts VARIANTs from one type to another.
 
 #include "platform/automation.h"
 
@@ -10,12 +10,12 @@ namespace zlk::platform {
 std::size_t sizeOfType(VARTYPE type) noexcept;
 
 /// Gives the value that `source` holds or, with VT_BYREF, points to. A text or object in the value
-/// is borrowed. E_POINTER for a null pointer, DISP_E_BADVARTYPE if the type that is pointed to is
-/// unknown, or if more than one VARIANT would have to be followed.
+/// is borrowed. E_POINTER for a null pointer, DISP_E_BADVARTYPE if sizeOfType has no size for the
+/// type that is pointed to, or if more than one VARIANT would have to be followed.
 HRESULT dereference(const VARIANT& source, VARIANT& value) noexcept;
 
-/// Stores the value of `source` as another type into `target`, which is raw memory before; the
-/// caller clears it afterwards. `target` is empty on failure. Results as of VariantChangeType.
+/// Stores the value of `source`, converted to `type`, in `target`, which may be raw memory before.
+/// The caller clears `target` afterwards; on failure it is empty. Results as of VariantChangeType.
 HRESULT convert(const VARIANT& source, VARTYPE type, VARIANT& target) noexcept;
 
 }  // namespace zlk::platform

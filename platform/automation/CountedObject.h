@@ -23,8 +23,7 @@ class CountedObject : public Interface {
     }
     ULONG AddRef() noexcept override { return count_.fetch_add(1, std::memory_order_relaxed) + 1; }
     ULONG Release() noexcept override {
-        // Acquire and release: the thread that deletes the object must see what the others did to
-        // it.
+        // The thread that deletes the object must see what other threads did to the object.
         const ULONG left = count_.fetch_sub(1, std::memory_order_acq_rel) - 1;
         if (left == 0) delete this;
         return left;

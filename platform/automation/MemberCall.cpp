@@ -20,12 +20,12 @@ bool isOut(const TypeParameter& parameter) {
     return parameter.flags & typelib::out;
 }
 
-// Callers pass this value for an optional argument that they leave out.
+// Callers pass DISP_E_PARAMNOTFOUND for an argument that they leave out.
 bool isLeftOut(const VARIANT& argument) {
     return argument.vt == VT_ERROR && argument.scode == DISP_E_PARAMNOTFOUND;
 }
 
-/// Whether an argument points to a place where the function may write a value of `type`.
+/// Whether an argument is a reference into which handOut() can store a value of `type`.
 bool refersTo(const VARIANT& argument, VARTYPE type) {
     // VT_INT and VT_I4 are two names of one type, and so are VT_UINT and VT_UI4.
     VARTYPE known = argument.vt & ~VT_BYREF;
@@ -96,7 +96,7 @@ HRESULT MemberCall::assign(UINT& argumentError) noexcept {
 
 HRESULT MemberCall::fill(const TypeParameter& parameter, Place& place) noexcept {
     const VARTYPE type = typeOf(parameter);
-    // The function writes into our own place, so that the caller's reference stays as it was if the
+    // The function writes into our own place, so that the caller's variable stays as it was if the
     // call fails (handOut).
     if (isOut(parameter)) {
         if (place.argument && !refersTo(*place.argument, type)) return DISP_E_TYPEMISMATCH;

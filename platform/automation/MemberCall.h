@@ -19,14 +19,15 @@ class MemberCall {
     MemberCall(const MemberCall&) = delete;
     MemberCall& operator=(const MemberCall&) = delete;
 
-    /// Gives each parameter its argument, converted if need be. Failures as of IDispatch::Invoke;
-    /// `argumentError` receives the index in rgvarg of the argument at fault, if there is one.
+    /// Gives each parameter its argument, converted if need be. The failures are those of
+    /// IDispatch::Invoke; `argumentError` receives the index in rgvarg of the argument at fault, if
+    /// there is one.
     HRESULT bind(UINT& argumentError) noexcept;
     /// Calls the function in a slot of the virtual table of `instance`, after bind(), and returns
     /// its result. E_UNEXPECTED, without a call, if libffi refuses the types.
     HRESULT call(void* instance, std::size_t slot) noexcept;
-    /// After a call that succeeded: moves what the function returned into the caller's references,
-    /// and into `result` (null: not wanted), which must be empty.
+    /// After a call that succeeded: moves what the function wrote to the caller's references, and
+    /// its retval to `result` (null: not wanted), which must be empty.
     void handOut(VARIANT* result) noexcept;
 
   private:
@@ -40,9 +41,8 @@ class MemberCall {
 
     /// Finds the argument of each parameter.
     HRESULT assign(UINT& argumentError) noexcept;
-    /// The parameter that a named argument is for; `nowhere` if there is none.
+    /// The place of the parameter that a named argument is for; `nowhere` if there is none.
     std::size_t placeOfNamed(DISPID name) const noexcept;
-    /// Prepares what is passed for one parameter.
     HRESULT fill(const TypeParameter& parameter, Place& place) noexcept;
 
     const TypeMember& member_;

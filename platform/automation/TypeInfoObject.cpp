@@ -17,13 +17,13 @@ namespace {
 
 using typelib::TypeKind;
 
-// The lower 16 bits of an HREFTYPE are the place of a type in the same library. An HREFTYPE may
-// have one of these two bits as well.
+// The lower 16 bits of an HREFTYPE are a type's place in a library. An HREFTYPE may have one of
+// these two bits as well.
 constexpr HREFTYPE otherSide = 0x10000;  // the other side of the dual interface that gives it
 constexpr HREFTYPE baseType = 0x20000;   // the place is one in the library of the base types
 
-/// The base interfaces, and the slots of the virtual table where the members of interfaces based on
-/// them begin. The base interfaces' own members aren't described, since nobody calls those by name.
+/// The base interfaces, and for each the slot of the virtual table at which the own members of an
+/// interface based on it begin. The members of the base interfaces themselves aren't described.
 enum Base : HREFTYPE { Unknown, Dispatch };
 constexpr std::size_t slotsOf[] = {3, 7};
 
@@ -286,7 +286,7 @@ HRESULT TypeInfoObject::Invoke(void* instance, MEMBERID id, WORD flags, DISPPARA
 void TypeInfoObject::explain(const TypeMember& member, HRESULT failure,
                              EXCEPINFO* exception) const noexcept {
     if (!exception) return;
-    // Texts for which there is no memory are left out: the caller mostly needs the number.
+    // Texts for which there is no memory are left out; the number is always given.
     std::array<WCHAR, 256> text;
     const DWORD length =
         FormatMessageW(FORMAT_MESSAGE_FROM_SYSTEM, nullptr, static_cast<DWORD>(failure), 0,

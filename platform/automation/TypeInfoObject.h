@@ -62,7 +62,7 @@ class TypeInfoObject final : public CountedObject<ITypeInfo> {
 TYPEKIND kindOf(const TypeEntry& type) noexcept;
 
 /// Gives a name and a help text, the help context 0 and no help file. Each out argument may be
-/// null. E_OUTOFMEMORY, and then neither text.
+/// null. If there is no memory, neither text is given (E_OUTOFMEMORY).
 HRESULT giveDocumentation(std::u16string_view ownName, std::u16string_view ownHelp, BSTR* name,
                           BSTR* help, DWORD* helpContext, BSTR* helpFile) noexcept;
 

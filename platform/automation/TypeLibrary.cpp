@@ -107,8 +107,8 @@ TypeParameter Reader::parameter() {
     const bool isRetval = parameter.flags & typelib::retval;
     require(parameter.flags <= (typelib::in | typelib::out | typelib::retval) && isIn != isOut);
     require(isOut || !isRetval);
-    // An out parameter is a pointer to where the function writes, and a VARIANT is never passed by
-    // value. MemberCall relies on this.
+    // Out parameters and VARIANTs are passed as pointers, and no others are. MemberCall relies on
+    // this rule.
     require(parameter.isPointer == (isOut || parameter.type == typelib::ValueType::Variant));
     return parameter;
 }
@@ -164,8 +164,8 @@ TypeLibrary Reader::read() {
                         importedAt = header_.number();
     const std::uint64_t typeCount = header_.number(), functionCount = header_.number(),
                         parameterCount = header_.number(), textSize = header_.number();
-    // take() checks each size against what is left, and no product of these 32-bit counts overflows
-    // 64 bits.
+    // take() checks each size against what is left. A 32-bit count times the size of a record can't
+    // overflow 64 bits.
     types_ = Cursor(header_.take(typeCount * typelib::typeSize));
     functions_ = Cursor(header_.take(functionCount * typelib::functionSize));
     parameters_ = Cursor(header_.take(parameterCount * typelib::parameterSize));
@@ -177,7 +177,7 @@ TypeLibrary Reader::read() {
     library.help = text(helpAt);
     library.imported = text(importedAt);
     while (!types_.isAtEnd()) library.types.push_back(type());
-    // Every record belongs to some type, and a class to an interface of this library.
+    // Every record belongs to some type, and a class's default interface is in this library.
     require(functions_.isAtEnd() && parameters_.isAtEnd());
     for (const TypeEntry& each : library.types) {
         const bool isClass = each.kind == typelib::TypeKind::Class;

@@ -1,7 +1,7 @@
 #pragma once
 // A type library in memory: its types, with their members and the members' parameters; and the
-// reader of its file. The reader trusts nothing, because the file beside a module may have been cut
-// off or overwritten.
+// reader of its file. The reader copes with any bytes, because a file may have been cut off or
+// overwritten.
 
 #include <cstddef>
 #include <optional>
@@ -43,7 +43,7 @@ struct TypeEntry {
     std::size_t defaultInterface = 0;  ///< of a class: place in TypeLibrary::types
 };
 
-/// All of a library; `imported` is the name of another library, on which this one is built.
+/// All of a library; `imported` is what its definition file imports, and may be empty.
 struct TypeLibrary {
     GUID id;
     WORD majorVersion, minorVersion;
@@ -52,12 +52,12 @@ struct TypeLibrary {
     std::vector<TypeEntry> types;
 };
 
-/// The largest file in bytes. Together with the longest text this limits the memory that a small
-/// file can use up by naming one text very often.
+/// The size in bytes of the largest file that is read. Together with the longest text, this limits
+/// the memory that a file can use up by naming one text very often.
 inline constexpr std::size_t largestTypeLibrary = 1 << 20;
 
-/// Reads a library from the bytes of its file. None if they aren't exactly one whole library, or
-/// are more than the largest file has.
+/// Reads a library from the bytes of its file. Gives none if the bytes aren't exactly one whole
+/// library, or are more than largestTypeLibrary.
 std::optional<TypeLibrary> readTypeLibrary(std::span<const std::byte> bytes);
 
 }  // namespace zlk::platform

@@ -43,8 +43,8 @@ HRESULT readModule(const std::u16string& path, WORD number, FoundTypeLibrary& fo
 }
 
 /// Reads a library from a file of its own. TYPE_E_CANTLOADLIBRARY for a file that is missing, isn't
-/// trusted, or doesn't begin as a library does. The file must be as trustworthy as a module,
-/// because it decides where calls jump to in an object's virtual table.
+/// trusted, can't be read or doesn't begin as a library does. The file must be as trustworthy as a
+/// module, because it decides where calls jump to in an object's virtual table.
 HRESULT readFile(const std::u16string& path, FoundTypeLibrary& found) {
     const std::string name = findModuleFile(path);
     const TrustedFile file = name.empty() ? TrustedFile() : openTrusted(name);

@@ -15,11 +15,12 @@ struct FoundTypeLibrary {
     std::u16string path;
 };
 
-/// The body of LoadTypeLib, with the same results.
+/// The body of LoadTypeLib. Throws std::bad_alloc.
 HRESULT loadTypeLibrary(const std::u16string& path, FoundTypeLibrary& found);
 
 /// Reads the library of a loaded module: its TYPELIB resource with the number 1 or, if there is
-/// none, the file with the module's path and the extension `.tlb`. Results as of LoadTypeLib.
+/// none, the file with the module's path and the extension `.tlb`. Fails as LoadTypeLib does, or
+/// with the HRESULT of a path that can't be found out. Throws std::bad_alloc.
 HRESULT loadOwnTypeLibrary(HMODULE module, FoundTypeLibrary& found);
 
 }  // namespace zlk::platform

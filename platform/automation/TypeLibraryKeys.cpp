@@ -63,7 +63,7 @@ std::vector<ScriptRoot> LibraryKeys::script() const {
     return {{HKEY_CLASSES_ROOT, {std::move(libraries), std::move(interfaceKeys)}}};
 }
 
-/// The names of the subkeys of a key of HKEY_CLASSES_ROOT; none if there is no such key.
+/// The names of the subkeys of a key of HKEY_CLASSES_ROOT; none if the key can't be opened.
 std::vector<std::u16string> namesBelow(const std::u16string& path) {
     std::vector<std::u16string> names;
     HKEY opened = nullptr;
@@ -78,7 +78,7 @@ std::vector<std::u16string> namesBelow(const std::u16string& path) {
     }
 }
 
-/// Whether the registered description of an interface is in this very library and version.
+/// Whether the keys of an interface name this library, in this version.
 bool isOf(const std::u16string& interfaceId, const TypeLibraryName& library) {
     const std::u16string described = u"Interface\\" + interfaceId + u"\\TypeLib";
     HKEY opened = nullptr;
@@ -119,7 +119,6 @@ HRESULT addInterface(ITypeLib& library, UINT index, LibraryKeys& keys) {
         FAILED(got))
         return got;
     if (const HRESULT got = info->GetTypeAttr(&attributes); FAILED(got)) return got;
-    // Copied, since the attributes are freed before the id is used.
     const GUID id = attributes->guid;
     info->ReleaseTypeAttr(attributes);
     keys.interfaces.push_back({guidText(id), std::u16string(name.view())});
@@ -137,7 +136,6 @@ HRESULT resultOf(LSTATUS status) {
 HRESULT findTypeLibrary(const TypeLibraryName& name, std::u16string& path) {
     const std::u16string version = formatText(u"TypeLib\\%s\\%s", guidText(name.id),
                                               versionText(name.majorVersion, name.minorVersion));
-    // The wanted locale first, then all that are registered.
     std::vector<std::u16string> locales = namesBelow(version);
     locales.insert(locales.begin(), formatText(u"%x", name.locale));
     for (const std::u16string& locale : locales) {

@@ -2,7 +2,7 @@
 // The keys of HKEY_CLASSES_ROOT by which type libraries are registered:
 //
 //     TypeLib\<id>\<version>                  the library's help string
-//         <locale>\win64                      the path, as LoadTypeLib takes it
+//         <locale>\win64 (or win32)           the path, as LoadTypeLib takes it
 //         FLAGS, HELPDIR
 //     Interface\<interface id>                the interface's name
 //         TypeLib                             the library's id, and its Version
@@ -26,7 +26,7 @@ struct TypeLibraryName {
 };
 
 /// Finds the path of a registered library, in the wanted locale or else in any that is registered.
-/// TYPE_E_LIBNOTREGISTERED, or the HRESULT of a registry that can't be read.
+/// Fails with TYPE_E_LIBNOTREGISTERED, or with the HRESULT of a registry that can't be read.
 HRESULT findTypeLibrary(const TypeLibraryName& name, std::u16string& path);
 
 /// The bodies of RegisterTypeLib and UnRegisterTypeLib.
