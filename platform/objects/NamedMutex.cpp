@@ -13,7 +13,7 @@ NamedMutex::NamedMutex(bool initialOwner) noexcept
 }
 
 bool NamedMutex::make() {
-    // A new mutex's turn is free, so this fails only for want of memory.
+    // A new mutex's turn is free, so only watchEndOfThread can fail.
     if (initialOwner_ && (!watchEndOfThread() || !takeTurn(false))) return false;
     if (initialOwner_) becomeOwner();
     return file_.layOut(NamedObjectFile::Kind::Mutex, initialOwner_, 0) && file_.mapMark();
@@ -47,7 +47,7 @@ DWORD NamedMutex::wait(bool withoutLimit) noexcept {
     }
     becomeOwner();
     // An owner that releases the mutex clears the mark before it unlocks the byte. If the mark is
-    // still set, the last owner, a process or a thread, ended without releasing the mutex.
+    // still set, the last owner ended, or its process closed the mutex, without releasing it.
     return file_.mark().exchange(1) ? WAIT_ABANDONED : WAIT_OBJECT_0;
 }
 

@@ -16,8 +16,8 @@ class NamedMutex final : public NamedObject {
     explicit NamedMutex(bool initialOwner) noexcept;
     ~NamedMutex() override { sem_destroy(&turn_); }
 
-    /// The results and last errors are those of WaitForSingleObject and ReleaseMutex. Without
-    /// `withoutLimit` wait() doesn't wait at all. May be called on any thread.
+    /// The results and last errors are those of WaitForSingleObject and ReleaseMutex. wait() waits
+    /// for an owner only if `withoutLimit`. Both may be called on any thread.
     DWORD wait(bool withoutLimit) noexcept;
     bool release() noexcept;
 

@@ -23,8 +23,8 @@ bool fail(DWORD error) {
     return false;
 }
 
-/// Reports to the diagnostics why an object couldn't be made. A caller of CreateMutexW may treat
-/// every failure as a name that is taken, and the reason would be lost.
+/// Reports to the diagnostics why an object couldn't be made. A caller of CreateMutexW may take
+/// every failure for a name that is taken, and the reason would be lost.
 void tellWhyNotMade(const std::string& key) {
     const DWORD error = GetLastError();
     std::array<WCHAR, 200> reason{};
@@ -34,8 +34,8 @@ void tellWhyNotMade(const std::string& key) {
     SetLastError(error);
 }
 
-/// Limits the wait for another process that is inside of the gate. Normally that takes a moment;
-/// only a process that was stopped in there makes us wait the full five seconds.
+/// Limits the wait for another process that is inside of the gate to five seconds. A process needs
+/// the gate for a moment only, unless it is stopped there.
 class GateWait {
   public:
     /// Lets other threads run for a while; false once the time is over.
@@ -59,7 +59,7 @@ class GateWait {
 
 }  // namespace
 
-/// The named objects of this process, all guarded by one lock.
+/// The table of this process's named objects, guarded by one lock.
 class NamedObjectTable {
   public:
     static NamedObjectTable& instance() {
@@ -105,9 +105,8 @@ class NamedObjectTable {
     void afterFork() noexcept;
 
     std::mutex lock_;
-    // Open files of mutexes that this process doesn't hold any more, without locks, by key. Callers
-    // that open a mutex for each critical section mostly open the same one again, and then save the
-    // system calls.
+    // Open files of mutexes that this process doesn't hold any more, without locks, by key. A
+    // caller that opens a mutex for each critical section needn't open the file each time.
     std::unordered_map<std::string, NamedObjectFile> resting_;
     // The open objects by key; those without a name all have the empty key.
     std::unordered_multimap<std::string, NamedObject*> objects_;
@@ -123,8 +122,8 @@ std::shared_ptr<NamedObject> NamedObjectTable::find(const std::string& key) cons
     const auto [first, last] = objects_.equal_range(key);
     for (auto entry = first; entry != last; ++entry) {
         if (entry->second->lost_) continue;
-        // The pointer is null for an object whose last user has just gone and whose destructor
-        // waits for our lock.
+        // The pointer is null for an object whose last user has just gone, and whose destructor
+        // hasn't removed it from the table yet.
         if (auto object = entry->second->weak_from_this().lock()) return object;
     }
     return nullptr;
@@ -198,10 +197,10 @@ NamedObjectFile::Lock NamedObjectTable::openFile(NamedObject& object, const Name
     if (name.unnamed()) return outcome(file.openUnnamed() && make(object));
     const bool mayMake = mode == OpenMode::MakeOrOpen;
     if (!file.isOpen() && !file.open(name, mayMake)) return Lock::Failed;
-    // The first round goes without the gate: an opener that finds nobody takes all bytes at once,
-    // and one that only looks for an object mostly finds none and has blocked no other process. If
-    // the first round is contested, the object may be half made. So the second round asks again
-    // inside of the gate, where no object of another process can be half made.
+    // The first round doesn't take the gate beforehand: an opener that may make the object locks
+    // all bytes at once, and one that only looks for the object locks none. If the first round is
+    // contested, the object may be half made. So the second round asks again inside of the gate,
+    // where no object of another process can be half made.
     for (const bool insideGate : {false, true}) {
         const Lock gate = insideGate ? file.tryGate() : Lock::Granted;
         if (gate != Lock::Granted) return gate;

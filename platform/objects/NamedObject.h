@@ -2,33 +2,33 @@
 // What sections and mutexes have in common: a name that several processes know, and a life that
 // lasts as long as any process holds the object.
 //
-// It is built on open file description locks alone (NamedObjectFile): there are no process ids, no
-// clean-up, no daemon, and no lock that all names share. Within a process each name has one object
-// with one file description; its users are the handles and views.
+// Processes agree by open file description locks alone (NamedObjectFile): there are no process ids,
+// no clean-up, no daemon, and between processes no lock that all names share. Within a process each
+// name has one object with one file description; the object's users are the handles and views.
 //
-// A process that opens an object to make it tries, with the table's lock held, to lock all lock
-// bytes of the file exclusively. If it gets them, nobody has the object, and it is made here: the
-// content is laid out anew, then the existence byte is shared and the gate freed. If it doesn't,
-// somebody has the object or is just about to make or join it. The process then takes the gate and
-// tries again: no other process can be half way any more, so the object is either made here or
-// joined. A process that opens an object without making it only asks whether the existence byte is
-// locked. If it is, the process asks again inside of the gate, and joins the object.
+// A process that may make the object tries, with the table's lock held, to lock all lock bytes of
+// the file exclusively. If it gets them, nobody has the object, and the process makes it: it lays
+// the content out anew, shares the existence byte and frees the gate. If it doesn't get them,
+// somebody has the object or is about to make or join it. The process then takes the gate and tries
+// again. No other process can be half way now, so the object is either made here or joined. A
+// process that only opens an object asks whether the existence byte is locked. If it is locked, the
+// process asks again inside of the gate, and joins the object if there still is one.
 //
 // Lock order: the table's lock, then the gate. No thread waits while it holds either: an attempt
 // that finds the gate taken is given up and begun again, and a thread that waits for a mutex holds
-// only its turn in this process.
+// only its turn among this process's threads.
 //
-// The kernel releases all locks of a process that dies; if it dies while it makes an object, the
-// next process finds the name free. The mutexes of a thread that ends count as abandoned. A forked
-// child is another process with copies of our descriptors: it closes them at once, so that the
-// objects end with their holders, and unlocks nothing, since the locks are its parent's too. Its
-// handles fail with ERROR_INVALID_HANDLE, and its views become private zeros.
+// The kernel releases all locks of a process that dies. If a process dies while it makes an object,
+// the next one finds the name free. The mutexes of a thread that ends count as abandoned. A forked
+// child has copies of our descriptors. It closes them at once, so that the objects end with their
+// holders, and unlocks nothing, since the locks are its parent's too. The child's handles fail with
+// ERROR_INVALID_HANDLE, and its views become private zeros.
 //
-// Some cases can't be defended against: a process with the right to write our files that truncates
-// one while we touch its view (SIGBUS ends us, as with any shared file), or that takes these locks
-// by other rules; a child of a bare clone() that runs no fork handlers and executes no program,
-// which keeps our objects alive; a network file system without such locks. A process that is
-// stopped inside of the gate costs the others ERROR_BUSY for this name until it goes on.
+// Some cases can't be defended against. A process that may write our files can truncate one while
+// we touch its view (SIGBUS then ends us), or take these locks by other rules. A child of a bare
+// clone() that runs no fork handlers and executes no program keeps our objects alive. A network
+// file system may lack these locks. A process that is stopped inside of the gate costs the others
+// ERROR_BUSY for this name until it goes on.
 
 #include <atomic>
 #include <memory>
@@ -51,8 +51,8 @@ class NamedObject : public std::enable_shared_from_this<NamedObject> {
   protected:
     explicit NamedObject(NamedObjectFile::Kind kind) noexcept : kind_(kind) {}
 
-    /// Gives the file its content, and a mutex its first owner, at a moment when nobody else can
-    /// have the object. False with the last error.
+    /// Gives the file its content, and a mutex its first owner if it is to have one, while nobody
+    /// else can have the object. False with the last error.
     virtual bool make() = 0;
     /// Reads the content of an object that exists already. False with the last error.
     virtual bool join() = 0;
@@ -76,8 +76,8 @@ enum class OpenMode { MakeOrOpen, OpenOnly };
 
 /// Opens the object of that name: returns the one that this process has already, or `fresh`, which
 /// is opened now. The last error is ERROR_SUCCESS if the object was made and ERROR_ALREADY_EXISTS
-/// if it was there. Null, with the last error, on failure; if the object couldn't be made, the
-/// diagnostics get the reason. Callable on any thread. Throws std::bad_alloc.
+/// if it was there. Null, with the last error, on failure. Callable on any thread. Throws
+/// std::bad_alloc.
 std::shared_ptr<NamedObject> openNamedObject(const std::shared_ptr<NamedObject>& fresh,
                                              const WCHAR* name, OpenMode mode);
 

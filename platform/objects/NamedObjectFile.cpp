@@ -45,8 +45,8 @@ bool failWithErrno() {
 }
 
 /// Switches copy-on-write off for a file. A file system that writes each change to a new place may
-/// find the disk full when a process touches a view, and SIGBUS would end that process. On other
-/// file systems the call fails and isn't needed.
+/// find the disk full when a process touches a view, and SIGBUS would end that process. Other file
+/// systems don't need this, and may refuse it.
 void writeInPlace(int fd) {
     int flags = 0;
     if (::ioctl(fd, FS_IOC_GETFLAGS, &flags) != 0) return;
@@ -60,7 +60,7 @@ int openOrMake(const MachineRoot& root, const NamedObjectName& name, const std::
                bool mayMake) {
     constexpr int flags = O_RDWR | O_NOFOLLOW | O_CLOEXEC | O_NOCTTY | O_NONBLOCK;
     // Files of named objects are never unlinked. So if another process makes the file between the
-    // two calls, the second round finds it.
+    // two calls, the next round finds it.
     for (int round = 0; round < 10; ++round) {
         int fd = ::open(path.c_str(), flags);
         if (fd >= 0) return fd;
@@ -74,8 +74,7 @@ int openOrMake(const MachineRoot& root, const NamedObjectName& name, const std::
         }
         if (errno != EEXIST) break;
     }
-    // A symbolic link in the place of the file isn't there by mistake, so it is refused like a file
-    // that others may write.
+    // A symbolic link in the place of the file is refused like a file that others may write.
     SetLastError(errno == ELOOP ? ERROR_ACCESS_DENIED : errorFromErrno(errno));
     return -1;
 }
@@ -173,7 +172,7 @@ bool NamedObjectFile::settle(bool owned) noexcept {
 }
 
 void NamedObjectFile::watchOwner() noexcept {
-    constexpr int looks = 1000;  // some microseconds, as long as most owners need
+    constexpr int looks = 1000;
     const std::atomic<char>& owned = mark();
     for (int i = 0; i < looks && owned.load(std::memory_order_relaxed); ++i) {
     }
@@ -181,8 +180,8 @@ void NamedObjectFile::watchOwner() noexcept {
 
 NamedObjectFile::Lock NamedObjectFile::takeOwnership(bool wait) noexcept {
     // Owners mostly hold a mutex for a moment, and sleeping in the kernel costs more than some
-    // tries. The mark in shared memory is watched before each try, because even a failing system
-    // call takes longer than most owners need.
+    // tries. The mark in shared memory is watched before each try, because looking at it is cheaper
+    // than a system call that fails.
     constexpr int triesBeforeSleep = 20;
     for (int i = 0; i < (wait ? triesBeforeSleep : 1); ++i) {
         if (wait) watchOwner();

@@ -4,12 +4,11 @@
 //     byte 0      lock only: existence. Shared by each process that holds the object; exclusive
 //                 while a process makes it.
 //     byte 1      lock only: ownership of a mutex
-//     byte 2      lock only: the gate. A process holds it while it finds out whether the object
-//                 exists and makes it or joins it, so that no other one sees an object that is
-//                 half made, even if its maker dies on the way.
+//     byte 2      lock only: the gate. A process holds it while it makes or joins the object, so
+//                 that no other process joins an object that is half made.
 //     byte 4      the kind, 'M' or 'S'
 //     byte 5      the mark, 1 while a mutex is owned: a process that locks byte 1 and finds the
-//                 mark set knows that the last owner ended without releasing the mutex
+//                 mark set knows that the last owner didn't release the mutex
 //     8 to 15     a section's size in bytes
 //     64 KiB on   a section's bytes
 //
@@ -38,7 +37,7 @@ class NamedObjectFile {
     enum class Kind : char { Mutex = 'M', Section = 'S' };
     /// Contested: another open file description has a lock that excludes this one.
     enum class Lock { Granted, Contested, Failed };
-    static constexpr std::int64_t dataOffset = 64 * 1024;  // a multiple of every page size
+    static constexpr std::int64_t dataOffset = 64 * 1024;  // a multiple of the page size
 
     NamedObjectFile() = default;
     NamedObjectFile(NamedObjectFile&& other) noexcept { *this = std::move(other); }
@@ -47,10 +46,10 @@ class NamedObjectFile {
 
     int descriptor() const noexcept { return fd_; }
     bool isOpen() const noexcept { return fd_ >= 0; }
-    /// Whether an open file hasn't been deleted, so that others still find this one by its name.
+    /// Whether the open file hasn't been deleted.
     bool isInPlace() const noexcept;
-    /// Opens the file of a name; if it is missing, makes it and its folders if `mayMake`, and else
-    /// fails with ERROR_FILE_NOT_FOUND. ERROR_ACCESS_DENIED if the file isn't trusted.
+    /// Opens the file of a name. A missing file is made, with its folders, if `mayMake`. Fails,
+    /// among others, with ERROR_FILE_NOT_FOUND, or ERROR_ACCESS_DENIED if the file isn't trusted.
     bool open(const NamedObjectName& name, bool mayMake);
     /// Opens a file in memory that no other process can reach.
     bool openUnnamed();
@@ -75,9 +74,9 @@ class NamedObjectFile {
     /// Locks the ownership byte. Waits for other processes if `wait`, and is never Contested then.
     Lock takeOwnership(bool wait) noexcept;
     void leaveOwnership() noexcept;
-    /// Maps the mark, once the content is laid out. A mapping holds the description, and so the
-    /// locks, like a descriptor. So it is made while the table's lock keeps a fork away, and ended
-    /// with the file.
+    /// Maps the mark, once the content is laid out. Like a descriptor, a mapping keeps the file
+    /// description and its locks alive. That is why it is made while the table's lock keeps a fork
+    /// away, and ended with the file.
     bool mapMark() noexcept;
     /// The mark; after mapMark().
     std::atomic<char>& mark() noexcept;
@@ -86,7 +85,7 @@ class NamedObjectFile {
     /// section's zeros.
     bool layOut(Kind kind, bool owned, std::uint64_t sectionSize) noexcept;
     /// Reads the header; false with ERROR_INVALID_HANDLE if the object is of another kind, or the
-    /// file has no header.
+    /// header can't be read.
     bool readHeader(Kind kind, std::uint64_t& sectionSize) noexcept;
     /// The bytes that the file really has for a section's content, whatever its header says.
     std::uint64_t dataSize() const noexcept;
@@ -94,9 +93,9 @@ class NamedObjectFile {
   private:
     /// One fcntl() for a range of bytes, `first` to `last` inclusive.
     Lock lock(int command, short type, std::int64_t first, std::int64_t last) noexcept;
-    /// Spins until the mark is cleared, but only for some microseconds.
+    /// Spins until the mark is cleared, but only for a moment.
     void watchOwner() noexcept;
-    /// Gives a section zeros, and disk space for all of them.
+    /// Gives a section zeros, and disk space for all of them if the file system can reserve it.
     bool reserve(std::uint64_t sectionSize) noexcept;
 
     int fd_ = -1;

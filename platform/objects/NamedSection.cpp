@@ -18,7 +18,7 @@ namespace {
 constexpr std::uint64_t largestSection = 1024 * 1024 * 1024;  // bytes
 constexpr std::uint64_t offsetUnit = 64 * 1024;               // a view begins at a multiple of this
 
-// A part of a file that is mapped until this object ends.
+// Owns the mapping of a part of a file.
 class Mapping {
   public:
     Mapping(int fd, bool writable, std::uint64_t offset, std::size_t bytes) noexcept
@@ -70,8 +70,8 @@ Views& views() {
 Views::Views() {
     pthread_atfork([] { views().lock.lock(); }, [] { views().lock.unlock(); },
                    [] {
-                       // In the child: a mapping would keep the file's description open, and the
-                       // parent's object in existence. Pointers into it stay usable.
+                       // In the child a mapping would keep the file's description open, and the
+                       // parent's object in existence.
                        for (auto& [base, view] : views().all) view.mapping.detach();
                        views().lock.unlock();
                    });

@@ -25,7 +25,7 @@ class NamedSection final : public NamedObject {
     bool make() override;
     bool join() override;
 
-    std::uint64_t size_;  // bytes, from the header once the section is opened
+    std::uint64_t size_;  // bytes; those of an existing section come from its header
 };
 
 }  // namespace zlk::platform

@@ -15,7 +15,7 @@
 namespace zlk::platform {
 namespace {
 
-constexpr std::size_t maxTable = 64 * 1024;  // bytes read; no table of ours is longer
+constexpr std::size_t maxTable = 64 * 1024;  // bytes; the rest isn't read
 
 Descriptor openFile(const std::string& path, int flags) {
     const mode_t mode = MachineRoot::instance().fileMode();
@@ -45,7 +45,7 @@ std::string SharedTable::read() const {
 }
 
 bool SharedTable::replace(const std::string& content) const {
-    // The lock makes this process the only writer, so the name of the new file can be a fixed one.
+    // The lock makes the caller the only writer, so the name of the new file can be a fixed one.
     const std::string fresh = path_ + ".new";
     const Descriptor file = openFile(fresh, O_WRONLY | O_CREAT | O_TRUNC);
     const bool written = file &&

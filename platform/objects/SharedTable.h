@@ -2,11 +2,10 @@
 // Small tables below <root>/run/ on which the processes of a machine agree: which drive letter
 // stands for which volume, which port number for which device.
 //
-// A table is read without a lock, and replaced by renaming a new file onto it. A lock on
-// <table>.lock is held only while the new content is worked out and written; so a process that dies
-// in the middle leaves the old table or the new one. A writer must look at the devices and at the
-// table again under the lock: from an older view it would take away what another process has just
-// given out.
+// A table is read without a lock, and replaced by renaming a new file onto it, so a process that
+// dies in the middle leaves the old table or the new one. A writer holds the lock on <table>.lock,
+// and must look at the devices and at the table again under this lock: from an older view it would
+// take away what another process has just given out.
 
 #include <string>
 
@@ -35,7 +34,7 @@ class SharedTable {
         Lock& operator=(const Lock&) = delete;
         /// False, with the last error, if there can be no table, if the lock's file can't be
         /// opened, or if others held the lock for two seconds (ERROR_BUSY). True without any effect
-        /// on a file system that has no such locks.
+        /// if locking fails otherwise, as on a file system that has no such locks.
         bool held() const noexcept { return static_cast<bool>(file_); }
 
       private:
@@ -43,7 +42,7 @@ class SharedTable {
     };
 
   private:
-    std::string path_;  // empty where there can be no table
+    std::string path_;  // empty if there can be no table
 };
 
 }  // namespace zlk::platform
