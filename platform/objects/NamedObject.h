@@ -68,7 +68,6 @@ class NamedObject : public std::enable_shared_from_this<NamedObject> {
 
     const NamedObjectFile::Kind kind_;
     std::string key_;  // folder and file, the key in the table; empty without a name
-    // Set in a forked child.
     std::atomic<bool> lost_{false};
 };
 

@@ -64,7 +64,6 @@ class NamedObjectFile {
     /// all of them or none. Granted means that nobody has the object, and that nobody can get it
     /// before settle().
     Lock takeToMake(bool insideGate) noexcept;
-    /// Locks the gate without waiting.
     Lock tryGate() noexcept;
     /// Asks whether any process has the object (Contested) and locks nothing.
     Lock askExistence() noexcept;

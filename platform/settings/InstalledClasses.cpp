@@ -10,8 +10,7 @@
 namespace zlk::platform {
 namespace {
 
-// A tree of classes has a few hundred keys. A store with more than this counts as damaged, since
-// its keys may lead in circles.
+// A store with more keys than this counts as damaged, since they may lead in circles.
 constexpr std::size_t maxKeys = 100'000;
 
 /// Whether the default value of a key with this name is a path: that of a class's module
@@ -40,8 +39,8 @@ std::shared_ptr<const RegistryContent> InstalledClasses::find(const RegistryPath
         try {
             keys_ = now.exists() ? load() : Keys();
         } catch (const RegistryFailure& failure) {
-            // A fault of the file itself is remembered until the file is replaced. Other failures,
-            // such as a want of descriptors, may pass, so the next call tries again.
+            // A fault of the file itself is remembered until the file changes. Other failures, such
+            // as a want of descriptors, may pass, so the next call tries again.
             if (failure.code != ERROR_ACCESS_DENIED && failure.code != ERROR_BADDB) throw;
             failure_ = failure.code;
         }

@@ -1,8 +1,8 @@
 #pragma once
 // The classes of the installed modules: read-only keys from the file `zlkcamtr/classes.db` beside
-// this library. The file is written when the tree is installed and by nobody afterwards. It is read
-// as a whole, and again when it has been replaced; it doesn't stay open. The class isn't
-// thread-safe: RegistryKeys has the lock.
+// this library. The installation writes the file, and nobody does afterwards. It is read as a
+// whole, and again when it has changed; it doesn't stay open. The class isn't thread-safe:
+// RegistryKeys has the lock.
 
 #include <map>
 #include <string>
@@ -22,15 +22,14 @@ class InstalledClasses : public RegistryBackdrop {
     std::shared_ptr<const RegistryContent> find(const RegistryPath& path) override;
 
     /// Writes the classes of `store` to the new file `path` in the form of classes.db, with the
-    /// paths of modules and type libraries cut to bare names. Throws RegistryFailure,
-    /// ERROR_FILE_EXISTS if there is such a file.
+    /// paths of modules and type libraries cut to bare names. Throws RegistryFailure, with
+    /// ERROR_FILE_EXISTS if there is a file at `path`.
     static void save(RegistryStore& store, const std::string& path);
 
   private:
     using Keys =
         std::map<std::u16string, std::shared_ptr<const RegistryContent>>;  // by folded path
 
-    /// Reads all keys of the file. Throws RegistryFailure.
     Keys load();
     std::string path_;               // of classes.db
     FileStamp stamp_;                // of the file that keys_ or failure_ is from

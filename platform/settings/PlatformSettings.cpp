@@ -8,7 +8,7 @@ namespace zlk::platform {
 namespace {
 
 // Reads a value of the wanted type into `data`; `size` holds the room in bytes and receives the
-// size of the value. False if there is no such value, or no room for it.
+// size of the value. False if there is no such value, no room for it, or it can't be read.
 bool read(const WCHAR* name, DWORD wantedType, void* data, DWORD& size) {
     HKEY opened = nullptr;
     if (RegOpenKeyExW(HKEY_LOCAL_MACHINE, u"Software\\Zephyr-Lanthorn\\Platform", 0,

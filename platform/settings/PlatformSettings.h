@@ -12,7 +12,8 @@ namespace zlk::platform {
 /// The text in a value; empty if the value is missing, isn't REG_SZ, has more than 1,000 units with
 /// its terminator, or can't be read.
 std::u16string platformText(const WCHAR* name);
-/// The number in a value; `otherwise` if the value is missing, isn't REG_DWORD, or can't be read.
+/// The number in a value; `otherwise` if the value is missing, isn't a REG_DWORD of four bytes, or
+/// can't be read.
 DWORD platformNumber(const WCHAR* name, DWORD otherwise);
 
 }  // namespace zlk::platform

@@ -104,7 +104,7 @@ RegistryDatabase::RegistryDatabase(const std::string& path, Mode mode)
     int keepLog = 1;
     ::sqlite3_file_control(connection, "main", SQLITE_FCNTL_PERSIST_WAL, &keepLog);
     // SQL in the file itself isn't trusted. NORMAL keeps a commit when the process dies, and waits
-    // less for the disk.
+    // less for the disk than FULL would.
     execute("PRAGMA trusted_schema = OFF; PRAGMA foreign_keys = ON; PRAGMA synchronous = NORMAL");
     if (!immutable_ && !opensReadOnly()) {
         // A store that was moved to another kind of file system gets the kind of log that works
@@ -282,7 +282,7 @@ RegistryTransaction::~RegistryTransaction() {
     try {
         RegistryQuery(database_, rollbackSql).run();
     } catch (const RegistryFailure&) {
-        // The store can't be used; the next call will find that out and report it.
+        // The next call will find out that the store can't be used, and report it.
     } catch (const std::bad_alloc&) {
     }
 }

@@ -26,8 +26,8 @@ class RegistryDatabase {
         Immutable,  ///< nobody writes it while it is open
     };
 
-    /// Opens an existing store. One that is shared and can be written gets the kind of log that
-    /// works on its file system. Throws RegistryFailure.
+    /// Opens an existing store. One that is shared and can be written is converted to the kind of
+    /// log that works on its file system, unless others have it open. Throws RegistryFailure.
     RegistryDatabase(const std::string& path, Mode mode);
     /// Makes a new store in memory, without tables. Throws RegistryFailure.
     RegistryDatabase();
@@ -41,27 +41,27 @@ class RegistryDatabase {
     /// The content of the file that this database would be stored as.
     std::vector<BYTE> image();
 
-    /// Bytes that all writers of a store share in memory, and that are different after each commit.
-    /// Once the memory is mapped, reading them costs no system call. There are none if the store
-    /// was opened as immutable, has no write-ahead log, or has one that can't be shared.
+    /// Bytes that all writers of a store share in memory, and that are different after each change
+    /// to the store. Once the memory is mapped, reading them costs no system call. There are none
+    /// if the store was opened as immutable, has no write-ahead log, or the memory can't be mapped.
     using ChangeMark = std::array<BYTE, 48>;
     std::optional<ChangeMark> changeMark() noexcept;
-    /// A number that is different after each commit by another connection. Reading it takes some
-    /// microseconds.
+    /// A number that is different after each change by another connection.
     std::int64_t dataVersion();
 
     /// Closes the connection, and leaves it to the store's next user to write the log back.
     void closeQuickly() noexcept;
     /// Drops the connection without closing it. A forked child does this with its parent's
-    /// connection: it doesn't inherit the file locks on which the connection relies.
+    /// connection, because the child doesn't inherit the file locks on which the connection relies.
     void abandon() noexcept;
 
     /// Runs statements that have no results. Throws RegistryFailure.
     void execute(const char* sql);
-    /// Throws the RegistryFailure that stands for a result code of SQLite, after a line to the
-    /// diagnostics if the store is damaged, or if the disk is full or fails.
+    /// Throws the RegistryFailure that stands for a result code of SQLite. ERROR_BADDB,
+    /// ERROR_DISK_FULL and ERROR_IO_DEVICE are also reported to the diagnostics.
     [[noreturn]] void fail(int code);
-    /// Reports a store whose content makes no sense as damaged (ERROR_BADDB).
+    /// Throws ERROR_BADDB, after a line to the diagnostics, for a store whose content makes no
+    /// sense.
     [[noreturn]] void failAsBroken();
 
   private:
@@ -75,7 +75,7 @@ class RegistryDatabase {
 
     std::string path_;
     bool immutable_ = false;
-    bool sharesLog_ = false;  // the store has a log with shared memory; stays so while it is open
+    bool sharesLog_ = false;  // the store has a write-ahead log, whose index is in shared memory
     std::unique_ptr<sqlite3, Close> connection_;
     std::map<const char*, std::unique_ptr<sqlite3_stmt, Close>> statements_;  // by text address
 };
@@ -104,8 +104,8 @@ class RegistryQuery {
         }
     }
     /// Columns of the current row, counted from 0. All but isNull throw ERROR_BADDB for a column of
-    /// another type, and name() also for bytes that are no name. Bytes are valid until the call of
-    /// next() or the end of the query.
+    /// another type, and name() also for bytes that are no name. Bytes are valid until next() is
+    /// called or the query ends.
     bool isNull(int column);
     std::int64_t number(int column);
     std::span<const BYTE> bytes(int column);

@@ -56,8 +56,7 @@ bool checkFile(const std::string& path, struct stat& status) {
     return true;
 }
 
-/// The lock on a folder that a process holds while it makes a store there. It ends with this
-/// object, or when the process dies.
+/// The lock on a folder that a process holds while it makes a store there.
 class CreationLock {
   public:
     explicit CreationLock(const std::string& folder)
@@ -144,7 +143,7 @@ bool sharesMemory(const std::string& path) noexcept {
 void createWholeFile(const std::string& path, std::span<const BYTE> bytes, mode_t mode) {
     const std::string folder = folderOf(path);
     // A file without a name gets its content first, and then a name in one step that fails if the
-    // name is taken. A process that is killed before this step leaves nothing behind.
+    // name is taken. A process that is killed before that step leaves nothing behind.
     const Descriptor unnamed(::open(folder.c_str(), O_TMPFILE | O_RDWR | O_CLOEXEC, 0600));
     if (unnamed) {
         writeWhole(unnamed.get(), bytes, mode);
@@ -155,7 +154,7 @@ void createWholeFile(const std::string& path, std::span<const BYTE> bytes, mode_
     } else if (errno != EOPNOTSUPP && errno != EISDIR && errno != EINVAL) {
         failFromErrno(errno);
     }
-    // Other file systems get a file with a temporary name, which is renamed.
+    // Where that doesn't work, a file with a temporary name is renamed.
     std::string temporary = path + ".XXXXXX";
     const Descriptor named(::mkostemp(temporary.data(), O_CLOEXEC));
     if (!named) failFromErrno(errno);
@@ -165,8 +164,8 @@ void createWholeFile(const std::string& path, std::span<const BYTE> bytes, mode_
         if (::renameat2(AT_FDCWD, temporary.c_str(), AT_FDCWD, path.c_str(), RENAME_NOREPLACE) == 0)
             return;
         error = errno;
-        // On a file system without RENAME_NOREPLACE, a hard link gives the name only if it is free,
-        // too.
+        // Not every file system has RENAME_NOREPLACE. A hard link fails as well if the name is
+        // taken.
         if (error == EINVAL) error = ::link(temporary.c_str(), path.c_str()) == 0 ? 0 : errno;
     } catch (const RegistryFailure&) {
         ::unlink(temporary.c_str());
@@ -181,15 +180,14 @@ void createStoreFile(const std::string& path, mode_t mode) {
     createTables(empty);
     std::vector<BYTE> image = empty.image();
     // Bytes 18 and 19 of a store are the versions for writing and reading; 2 means a write-ahead
-    // log. If they are set here, no process ever has to convert a store that others are just
-    // opening.
+    // log. They are set here, so that nobody has to convert the new store while others open it.
     if (sharesMemory(folderOf(path))) image.at(18) = image.at(19) = 2;
 
-    // The expensive part is done. From here on only one process at a time makes a store here.
+    // From here on, only one process at a time makes a store in this folder.
     const CreationLock lock(folderOf(path));
     if (FileStamp::of(path).exists()) return;
     // The logs of a store that was deleted would be taken for the new one's, so they are removed
-    // first. But a log that holds changes may be the only copy of somebody's settings, so in that
+    // first. But a log that isn't empty may be the only copy of somebody's settings, so in that
     // case nothing is made.
     for (const char* suffix : logSuffixes) {
         const FileStamp left = FileStamp::of(path + suffix);

@@ -20,9 +20,9 @@ struct FileStamp {
 
     static FileStamp of(const std::string& path) noexcept;
     bool exists() const noexcept { return inode != 0; }
-    /// Whether both stamps are of one file, possibly with different content. A new file may get the
-    /// inode number of a deleted one, but differs from that in the time at which it was made, if
-    /// the file system keeps that.
+    /// Whether both stamps are of one file, possibly with different content, or both of none. A new
+    /// file may get the inode number of a deleted one; `made` then differs, if the file system
+    /// keeps it.
     bool sameFileAs(const FileStamp& other) const noexcept {
         return device == other.device && inode == other.inode && made == other.made;
     }
@@ -30,15 +30,15 @@ struct FileStamp {
 };
 
 /// Checks a store's file and those of its logs that exist. False if the store itself is missing.
-/// Throws ERROR_ACCESS_DENIED for a file that others may write, and ERROR_BADDB for something that
-/// isn't a regular file or for an empty store, each after a line to the diagnostics; or the error
-/// of a file that can't be looked at.
+/// Throws ERROR_ACCESS_DENIED for a file that MachineRoot doesn't trust, and ERROR_BADDB for
+/// something that isn't a regular file or for an empty store, each after a line to the diagnostics;
+/// or the error of a file that can't be looked at.
 bool checkStoreFile(const std::string& path);
 
 /// Whether this process may read the store's file; the logs aren't looked at.
 bool mayReadStore(const std::string& path) noexcept;
-/// Whether this process may write the store at `path` with its write-ahead log, or make those of
-/// these files that are missing.
+/// Whether this process may write the store's file, its write-ahead log and the log's index, or
+/// make those that are missing.
 bool mayWriteStore(const std::string& path) noexcept;
 
 /// Whether processes that map a file on the file system of `path` see each other's writes at once,
@@ -47,9 +47,9 @@ bool mayWriteStore(const std::string& path) noexcept;
 bool sharesMemory(const std::string& path) noexcept;
 
 /// Makes an empty store. If there is a file at `path` already, it stays as it is. Logs that a
-/// deleted store has left are removed; but if one of them holds changes, nothing is made
-/// (ERROR_BADDB). ERROR_BUSY if another process holds the lock on the folder for more than five
-/// seconds. Throws RegistryFailure.
+/// deleted store has left are removed; but if one of them may hold changes, nothing is made
+/// (ERROR_BADDB, after a line to the diagnostics). ERROR_BUSY if another process holds the lock on
+/// the folder for more than five seconds. Throws RegistryFailure.
 void createStoreFile(const std::string& path, mode_t mode);
 
 /// Makes a new file, which appears at `path` only after its whole content is on disk. Throws

@@ -37,8 +37,8 @@ const RegistryValue* findValue(const RegistryValues& values, const std::u16strin
 }
 
 /// Whether a value already has this content, so that writing it would change nothing. With `anew`,
-/// it must also be the last value and have this spelling. A large value, whose data isn't at hand,
-/// never counts as equal.
+/// the value must also be the last one and have this spelling. A large value, whose data isn't at
+/// hand, never counts as equal.
 bool standsAlready(const RegistryValues& values, const RegistryName& name, DWORD type,
                    std::span<const BYTE> data, bool anew) {
     const RegistryValue* const held = findValue(values, name.folded);
@@ -109,8 +109,8 @@ const RegistryValue* RegistryKeys::View::value(const std::u16string& folded) {
 
 RegistryKeys& RegistryKeys::instance() {
     static Immortal<RegistryKeys> keys;
-    // At the end of the process the connection is closed properly, which writes the log back into
-    // the file. If a thread is still using the keys, that is left to the next process.
+    // At the end of the process the connection is closed properly, so that SQLite can write the log
+    // back into the file. The connection stays open if a thread is still using the keys.
     struct Closer {
         ~Closer() {
             const std::unique_lock guard(keys->lock_, std::try_to_lock);
@@ -200,7 +200,7 @@ bool RegistryKeys::isBehind(const OpenKey& parent, const View& seen, const Regis
 HKEY RegistryKeys::openExisting(OpenKey& parent, const View& seen, const RegistryPath& path,
                                 DWORD access) {
     std::int64_t own = 0;
-    // One transaction for the whole path: it is faster, and sees one state of the store.
+    // One transaction for the whole path, instead of one for each key on it.
     store_.read([&] {
         own = descend(parent.own, std::span(path).subspan(parent.path.size()));
         // A caller that opens a key mostly reads its values next, so they are read in the same
@@ -231,8 +231,8 @@ HKEY RegistryKeys::create(HKEY parentKey, const WCHAR* subKey, DWORD access, boo
     const auto below = std::span(path).subspan(parent.path.size());
     std::int64_t own = 0;
     store_.write([&](RegistryDatabase& database) {
-        // This is found out under the write lock, so that of two processes only one reports the key
-        // as made.
+        // `made` is found out under the write lock, so that of two processes only one reports the
+        // key as made.
         made = !descend(parent.own, below);
         own = makePath(database, ownOrMade(database, parent), below);
     });
@@ -254,7 +254,7 @@ void RegistryKeys::setValue(HKEY handle, const RegistryName& name, DWORD type,
     OpenKey& key = findForWriting(handle);
     locate(key, true);
     // A listing of cameras stores a value for each camera, and nearly always the value is there
-    // already. Comparing first saves a write, which waits for the disk.
+    // already. Comparing first saves the write.
     const RegistryValues* const values = store_.values(key.own);
     if (values && standsAlready(*values, name, type, data, anew)) return;
     std::int64_t own = 0;

@@ -1,6 +1,7 @@
 #pragma once
 // The open keys of this process and their content: the store's own keys, joined with those of the
-// backdrop that stands behind their root (installed classes, attached devices).
+// RegistryBackdrop of their root. HKEY_CLASSES_ROOT has the installed classes as its backdrop, and
+// HKEY_LOCAL_MACHINE the attached devices.
 //
 // One lock guards everything, the store included. While it is held, SQLite takes locks of its own,
 // and the driver takes those of its list of devices; lines for the diagnostics wait until the lock
@@ -23,13 +24,13 @@ namespace zlk::platform {
 
 class RegistryKeys {
   public:
-    /// What stands behind an HKEY.
+    /// The key that an HKEY stands for.
     struct OpenKey {
         HKEY root;
         RegistryPath path;         // empty for the root itself
-        DWORD access;              // KEY_ rights; only those to write count
+        DWORD access;              // KEY_ rights; only KEY_SET_VALUE counts
         std::int64_t own;          // number in the store; 0 for a key that only the backdrop has
-        std::uint64_t generation;  // of the store for which `own` is valid
+        std::uint64_t generation;  // the store's, for which `own` is valid
     };
 
     /// The content of an open key, for the length of one call and under the lock.
@@ -91,7 +92,7 @@ class RegistryKeys {
     /// The open key of a handle. Throws ERROR_INVALID_HANDLE, or for a root ERROR_ACCESS_DENIED if
     /// the machine root can't be used.
     OpenKey& find(HKEY key);
-    /// The same for writing. Throws ERROR_ACCESS_DENIED for a handle without KEY_SET_VALUE as well.
+    /// As find(). Also throws ERROR_ACCESS_DENIED for a handle without KEY_SET_VALUE.
     OpenKey& findForWriting(HKEY key);
     /// The backdrop's content of the key at `path`; null if the backdrop has no such key.
     std::shared_ptr<const RegistryContent> behind(HKEY root, const RegistryPath& path);

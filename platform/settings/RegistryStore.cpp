@@ -23,8 +23,8 @@ void RegistryStore::refresh(bool lookForFile) {
     }
     if (database_ && (lookForFile || database_->immutable())) {
         const FileStamp now = FileStamp::of(path_);
-        // A connection that was opened as immutable doesn't notice writers; a log or a changed file
-        // shows that there is one now.
+        // A connection that was opened as immutable doesn't notice writers. A log or a changed file
+        // shows that there has been a writer.
         const bool written = database_->immutable() && (now != file_ || hasLog());
         if (!now.sameFileAs(file_) || written) release(true);
     }
@@ -67,13 +67,13 @@ std::unique_ptr<RegistryDatabase> RegistryStore::connect() const {
     for (int waited = 0;; ++waited) {
         const bool last = waited == patience;
         try {
-            // This is checked before opening, because SQLite would report a store without an index
-            // as one that can't be read, and the diagnostics would say so.
+            // A half-made log is looked for before opening, because SQLite would fail, and the
+            // diagnostics would report the store as one that can't be used.
             if (last || !logIsHalfMade()) return connectAs(RegistryDatabase::Mode::Shared);
         } catch (const RegistryFailure& failure) {
             if (failure.code == ERROR_BADDB || mayWriteStore(path_)) throw;
-            // A reader that may not make files can't share a store that has no log. But without a
-            // log nobody is writing the store, so it may be opened as immutable.
+            // A reader that may not make files can't share a store whose write-ahead log is
+            // missing, so the store is opened as immutable. refresh() notices when a log appears.
             if (!hasLog()) return connectAs(RegistryDatabase::Mode::Immutable);
             // The log may be that of a writer that has just opened the store, and be complete in a
             // moment.

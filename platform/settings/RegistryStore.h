@@ -1,15 +1,15 @@
 #pragma once
 // The machine's own settings store: keys by number, their values, and a cache of what was read.
 //
-// The connection is opened at the first use that finds a file, and opened anew when the file has
-// been replaced. The cache is valid until anybody commits. To notice that, each use compares the
-// change mark with the one that was read before anything was cached (or, without a mark, the data
-// version of the connection). Whatever is read between two equal marks belongs to one state of the
-// store, so cached answers always fit together.
+// The connection is opened at the first use that finds a file, and opened anew when refresh() finds
+// that the file has been replaced. The cache is valid until anybody changes the store. To notice a
+// change, refresh() compares the change mark with the one that was read before anything was cached;
+// without a mark it compares the data version. As long as the mark is the same, all cached answers
+// belong to one state of the store.
 //
-// Not thread-safe: RegistryKeys has the lock. A connection must not cross a fork, so `release` is
-// called before one. If a process dies, its last commit stays, and the next process that opens the
-// store undoes what the dead one was just writing.
+// Not thread-safe: RegistryKeys has the lock. A connection must not cross a fork, so release() is
+// called before a fork. If a process dies, its last commit stays, and the next process that opens
+// the store undoes what the dead one was just writing.
 
 #include <sys/types.h>
 
@@ -33,15 +33,15 @@ class RegistryStore {
     /// The store at `path`, which is opened at its first use; `fileMode` is for a new file.
     RegistryStore(std::string path, mode_t fileMode) : path_(std::move(path)), mode_(fileMode) {}
 
-    /// Brings the connection and the cache up to date; must precede each call's first read. With
-    /// `lookForFile` it also checks whether the file is still there and the same, which an open
-    /// connection doesn't notice. Throws RegistryFailure, as the functions below do that read or
+    /// Brings the connection and the cache up to date; must precede the first read of each public
+    /// call. With `lookForFile` it also notices that the file was deleted or replaced, which an
+    /// open connection doesn't. Throws RegistryFailure, as the functions below do that read or
     /// write.
     void refresh(bool lookForFile);
     /// Changes when the file appears, is gone, or is replaced by another one, because a key's
     /// number is valid in one file only.
     std::uint64_t generation() const noexcept { return generation_; }
-    /// Whether the caller may write the store, or make it.
+    /// Whether this process may write the store, or make it.
     bool writable();
 
     /// The number of the key `folded` below `parent`; 0 if there is none.
@@ -55,15 +55,17 @@ class RegistryStore {
     bool value(std::int64_t key, const std::u16string& folded, DWORD& type,
                std::vector<BYTE>& data);
 
-    /// Runs `body` in one transaction, so that all of its reads see one state of the store.
+    /// Runs `body` in one transaction: what it reads from the database, and not from the cache, is
+    /// of one state of the store.
     void read(const std::function<void()>& body);
     /// Runs a change in one transaction: it happens as a whole or not at all. `body` works on the
-    /// tables and may throw. Makes the store if there is none. Throws ERROR_ACCESS_DENIED if the
-    /// store is open as immutable.
+    /// tables and may throw. Makes the store if there is none. Throws RegistryFailure, such as
+    /// ERROR_ACCESS_DENIED if the store is open as immutable.
     void write(const std::function<void(RegistryDatabase&)>& body);
 
-    /// Closes the connection; the next use opens another. With `quickly` the log isn't written
-    /// back. In a forked child this does nothing, because the connection is the parent's.
+    /// Closes the connection; the next refresh() opens another. With `quickly` the log isn't
+    /// written back. In a forked child that hasn't called refresh() yet this does nothing, because
+    /// the connection is the parent's.
     void release(bool quickly) noexcept;
 
   private:
@@ -77,10 +79,11 @@ class RegistryStore {
     /// commits.
     bool hasLog() const;
     /// Whether there is a log without an index, and this process may not make the index. A writer
-    /// that is just making the log will.
+    /// that is just making the log will make the index, too.
     bool logIsHalfMade() const;
-    /// Opens a connection with the rights that the caller has. A reader waits up to 100 ms for a
-    /// log that a writer is making.
+    /// Opens a connection, shared if possible. A process that may only read the store gets an
+    /// immutable one if the store can't be shared and has no write-ahead log. Such a process waits
+    /// about 100 ms for a log that a writer is making.
     std::unique_ptr<RegistryDatabase> connect() const;
     std::unique_ptr<RegistryDatabase> connectAs(RegistryDatabase::Mode mode) const;
     void forget() noexcept;
@@ -94,11 +97,11 @@ class RegistryStore {
     std::uint64_t generation_ = 0;
     std::optional<bool> writable_;  // none: not found out yet
 
-    // The cache, after what identifies the state of the store that it has.
+    // The change mark and data version of the store's state that the cache below is of.
     std::optional<RegistryDatabase::ChangeMark> mark_;
     std::int64_t version_ = 0;
     std::unordered_map<std::int64_t, Known> known_;  // only keys that exist
-    std::map<std::pair<std::int64_t, std::u16string>, std::int64_t> children_;  // 0: none
+    std::map<std::pair<std::int64_t, std::u16string>, std::int64_t> children_;  // 0: no such child
 };
 
 }  // namespace zlk::platform

@@ -2,7 +2,7 @@
 // The tables of a store, and all SQL that reads and writes them:
 //
 //     key    id (never used twice), parent (null for the two roots), folded, name
-//     value  key, place (grows with each new value), folded, name, type, data
+//     value  key, place (a new value gets the key's highest), folded, name, type, data
 //
 // A name is a blob of big-endian UTF-16: every unit comes back as it went in, even in a name that
 // isn't valid UTF-16. `folded` is the name in upper case, and its blobs sort in the order of

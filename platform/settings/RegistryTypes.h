@@ -45,14 +45,15 @@ struct RegistryValue {
 using RegistryValues = std::vector<RegistryValue>;  ///< in the order of their making
 using RegistryNames = std::vector<RegistryName>;    ///< sorted by `folded`
 
-/// What a backdrop has of one key.
+/// What a RegistryBackdrop has of one key.
 struct RegistryContent {
     RegistryValues values;  ///< each with its data
     RegistryNames subKeys;
 };
 
 /// Read-only keys from another source, which are joined with the store's own keys below one root.
-/// Enumerations show the keys and values of both; of two with the same name, the store's counts.
+/// Enumerations show the keys and values of both. Keys of the same name are joined in turn; of two
+/// values of the same name, the store's counts.
 class RegistryBackdrop {
   public:
     virtual ~RegistryBackdrop() = default;
