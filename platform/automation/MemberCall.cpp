@@ -107,7 +107,8 @@ HRESULT MemberCall::fill(const TypeParameter& parameter, Place& place) noexcept 
         place.owned = true;
         return S_OK;
     }
-    // A VARIANT* gets the caller's VARIANT itself, or the one that it refers to, unconverted.
+    // A VARIANT* parameter gets the caller's VARIANT itself, or the VARIANT to which that refers,
+    // unconverted.
     VARIANT& argument = *place.argument;
     if (type == VT_VARIANT) {
         const bool isReference = argument.vt == (VT_BYREF | VT_VARIANT);
@@ -172,7 +173,7 @@ void MemberCall::handOut(VARIANT* result) noexcept {
             VariantClear(place.argument->pvarVal);
             *place.argument->pvarVal = place.value;
         } else {
-            // The place of an out text may hold a text already, which the new one replaces.
+            // The caller's BSTR may hold a text already, which the new one replaces.
             if (place.value.vt == VT_BSTR) SysFreeString(*place.argument->pbstrVal);
             std::memcpy(place.argument->byref, &place.value.room, sizeOfType(place.value.vt));
         }

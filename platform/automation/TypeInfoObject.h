@@ -58,7 +58,7 @@ class TypeInfoObject final : public CountedObject<ITypeInfo> {
     TypeSide side_;
 };
 
-/// The kind that a type has in its library, where a dual interface counts as TKIND_DISPATCH.
+/// The kind that ITypeLib gives for a type: a dual interface counts as TKIND_DISPATCH.
 TYPEKIND kindOf(const TypeEntry& type) noexcept;
 
 /// Gives a name and a help text, the help context 0 and no help file. Each out argument may be

@@ -249,7 +249,7 @@ void NamedObjectTable::endThread(const void* thread) noexcept {
 }
 
 void NamedObjectTable::afterFork() noexcept {
-    // Descriptors are closed and not unlocked: the locks belong to the parent as well.
+    // The files are closed and not unlocked: the locks belong to the parent as well.
     for (const auto& [key, object] : objects_) {
         object->lost_ = true;
         object->owner_ = nullptr;

@@ -211,7 +211,7 @@ std::atomic<char>& NamedObjectFile::mark() noexcept {
 bool NamedObjectFile::layOut(Kind kind, bool owned, std::uint64_t sectionSize) noexcept {
     if (kind == Kind::Section && !reserve(sectionSize)) return false;
     const Header header{{}, static_cast<char>(kind), owned, {}, sectionSize};
-    // The file of a mutex that this process made before mostly has this content already.
+    // The file of a mutex that this process made before may have this content already.
     if (header_ && std::memcmp(header_, static_cast<const void*>(&header), sizeof header) == 0)
         return true;
     const ssize_t written = ::pwrite(fd_, &header, sizeof header, 0);

@@ -67,7 +67,7 @@ class NamedObjectFile {
     Lock tryGate() noexcept;
     /// Asks whether any process has the object (Contested) and locks nothing.
     Lock askExistence() noexcept;
-    /// Shares existence and unlocks the gate, and ownership too unless `owned`.
+    /// Makes the existence lock a shared one, and unlocks the gate and, unless `owned`, ownership.
     bool settle(bool owned) noexcept;
 
     /// Locks the ownership byte. Waits for other processes if `wait`, and is never Contested then.

@@ -33,8 +33,8 @@ class SharedTable {
         Lock(const Lock&) = delete;
         Lock& operator=(const Lock&) = delete;
         /// False, with the last error, if there can be no table, if the lock's file can't be
-        /// opened, or if others held the lock for two seconds (ERROR_BUSY). True without any effect
-        /// if locking fails otherwise, as on a file system that has no such locks.
+        /// opened, or if others held the lock for two seconds (ERROR_BUSY). If locking fails for
+        /// another reason, as on a file system without such locks, true without any effect.
         bool held() const noexcept { return static_cast<bool>(file_); }
 
       private:

@@ -39,8 +39,8 @@ std::shared_ptr<const RegistryContent> InstalledClasses::find(const RegistryPath
         try {
             keys_ = now.exists() ? load() : Keys();
         } catch (const RegistryFailure& failure) {
-            // A fault of the file itself is remembered until the file changes. Other failures, such
-            // as a want of descriptors, may pass, so the next call tries again.
+            // That the file isn't trusted or is damaged is remembered until the file changes. Other
+            // failures, such as a want of descriptors, may pass, so the next call tries again.
             if (failure.code != ERROR_ACCESS_DENIED && failure.code != ERROR_BADDB) throw;
             failure_ = failure.code;
         }
@@ -90,7 +90,7 @@ void InstalledClasses::save(RegistryStore& store, const std::string& path) {
         bool namesFile;
     };
     std::vector<Pair> waiting{{classesRootId, classesRootId, false}};
-    // One transaction, so that what is copied is one state of the store.
+    // One transaction, so that no change by another process comes between the reads.
     store.read([&] {
         while (!waiting.empty()) {
             const Pair key = waiting.back();

@@ -55,7 +55,7 @@ class RegistryDatabase {
     /// connection, because the child doesn't inherit the file locks on which the connection relies.
     void abandon() noexcept;
 
-    /// Runs statements that have no results. Throws RegistryFailure.
+    /// Runs statements and ignores their results. Throws RegistryFailure.
     void execute(const char* sql);
     /// Throws the RegistryFailure that stands for a result code of SQLite. ERROR_BADDB,
     /// ERROR_DISK_FULL and ERROR_IO_DEVICE are also reported to the diagnostics.

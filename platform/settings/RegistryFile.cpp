@@ -203,7 +203,7 @@ void createStoreFile(const std::string& path, mode_t mode) {
     try {
         createWholeFile(path, image, mode);
     } catch (const RegistryFailure& failure) {
-        // Somebody has put a store there without taking the lock. It is used as it is.
+        // Somebody has put a file there without taking the lock. It stays as it is.
         if (failure.code != ERROR_FILE_EXISTS) throw;
     }
 }

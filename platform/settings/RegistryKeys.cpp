@@ -156,7 +156,7 @@ std::shared_ptr<const RegistryContent> RegistryKeys::behind(HKEY root, const Reg
 
 RegistryKeys::View RegistryKeys::locate(OpenKey& key, bool lookForFile) {
     store_.refresh(lookForFile);
-    // A number of an earlier file, or of a key that is gone, means nothing any more.
+    // A key's number means nothing any more if it is from an earlier file, or if the key is gone.
     const bool isRoot = key.path.empty();
     if (!isRoot && key.own && (key.generation != store_.generation() || !store_.values(key.own)))
         key.own = 0;
@@ -167,7 +167,7 @@ RegistryKeys::View RegistryKeys::locate(OpenKey& key, bool lookForFile) {
         // A backdrop that can't be read must not hide keys that the store itself has.
         if (!key.own) throw;
     }
-    // A key of the backdrop may have been made in the store since it was opened.
+    // A key of the backdrop may have been made in the store since the handle was opened.
     if (content && !key.own) {
         key.own = descend(rootIdOf(key), key.path);
         key.generation = store_.generation();

@@ -170,7 +170,7 @@ void RegistryStore::write(const std::function<void(RegistryDatabase&)>& body) {
         body(*database_);
         transaction.commit();
     } catch (...) {
-        // What the body read may have been undone.
+        // What the body read into the cache may have been undone.
         forget();
         throw;
     }

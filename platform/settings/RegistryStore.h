@@ -97,7 +97,7 @@ class RegistryStore {
     std::uint64_t generation_ = 0;
     std::optional<bool> writable_;  // none: not found out yet
 
-    // The change mark and data version of the store's state that the cache below is of.
+    // The change mark and the data version identify the state of the store that the cache has.
     std::optional<RegistryDatabase::ChangeMark> mark_;
     std::int64_t version_ = 0;
     std::unordered_map<std::int64_t, Known> known_;  // only keys that exist

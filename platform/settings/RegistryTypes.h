@@ -12,7 +12,7 @@
 
 namespace zlk::platform {
 
-/// Thrown inside the settings store. The public call in which this happens returns `code`.
+/// Thrown inside the settings store. Unless it is caught there, the public call returns `code`.
 struct RegistryFailure {
     DWORD code;
 };
