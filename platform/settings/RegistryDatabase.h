@@ -23,7 +23,7 @@ class RegistryDatabase {
   public:
     enum class Mode {
         Shared,     ///< read and written by several processes
-        Immutable,  ///< nobody writes it while it is open
+        Immutable,  ///< read as if nobody wrote it
     };
 
     /// Opens an existing store. One that is shared and can be written is converted to the kind of
