@@ -11,19 +11,19 @@
 
 namespace {
 
-// Guards the sinks. diagnoseLine holds it shared while the sinks run, so that removing a sink,
-// which takes it exclusively, waits until no thread is inside that sink: its module may be unloaded
-// right after.
+// Guards the sinks. diagnoseLine holds the lock shared while the sinks run. Removing a sink takes
+// the lock exclusively, and so waits until no thread is inside that sink: the sink's module may be
+// unloaded right after.
 std::shared_mutex lock;
 std::array<DiagnosticSink, 8> sinks{};
 // Lets callers skip formatting a line that nobody would receive, without taking the lock.
 std::atomic<bool> anySinks = false;
 
-// Set while this thread runs the sinks. A sink that breaks its rule and calls the platform could
-// cause another line, and so run itself again; that line is dropped.
+// Set while this thread runs the sinks. A line that a sink causes is dropped, because it would make
+// that sink run again.
 thread_local bool speaking = false;
 
-// The outermost delay of this thread, which collects its lines; null where there is none.
+// The outermost delay of this thread, which collects the thread's lines; null if there is none.
 thread_local zlk::platform::DiagnosticDelay* delay = nullptr;
 
 }  // namespace
@@ -59,8 +59,7 @@ void diagnoseLine(const char* category, const std::u16string& line) noexcept {
         try {
             delay->lines_.emplace_back(category, line);
         } catch (const std::bad_alloc&) {
-            // The line is lost for want of memory; the call that it would explain reports its own
-            // error anyway.
+            // Without memory the line is lost.
         }
         return;
     }

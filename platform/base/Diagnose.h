@@ -11,13 +11,13 @@
 namespace zlk::platform {
 
 /// Sends a line to all sinks, or keeps it back while a DiagnosticDelay of this thread lives. A line
-/// that a sink itself causes is dropped.
+/// is dropped if a sink itself causes it, or if there is no memory to keep it back.
 void diagnoseLine(const char* category, const std::u16string& line) noexcept;
 bool hasDiagnosticSinks() noexcept;
 
-/// Keeps back this thread's lines until the end of its scope. A function makes one before it takes
-/// a lock, and the sinks then run after the lock is free again. A delay inside another one has no
-/// effect.
+/// Keeps back this thread's lines until the end of the delay's scope. A function that makes a delay
+/// before it takes a lock has the sinks run after the lock is free again. A delay inside another
+/// delay has no effect.
 class DiagnosticDelay {
   public:
     DiagnosticDelay() noexcept;

@@ -19,7 +19,7 @@ namespace {
 namespace fs = std::filesystem;
 
 /// The environment variable `name` if it is an absolute path; empty otherwise. In a set-user-id
-/// program the variables count as unset, since its caller, who has fewer rights, chose them.
+/// program every variable counts as unset, because the program's caller chose it.
 std::string pathFromEnvironment(const char* name) {
     const char* path = ::secure_getenv(name);
     return path && *path == '/' ? path : "";
@@ -37,10 +37,9 @@ std::string earlierRoot() {
     return data + "/zlkcamtr";
 }
 
-/// Whether some process uses a root. Such a process has a lock on one of the files: the store, a
-/// named object, or the lock beside the socket of a device. The root also counts as used if a
-/// folder can't be listed, or a file can't be opened or its locks can't be queried, because moving
-/// a root that is in use would split the machine in two.
+/// Whether some process uses a root, as the locks on the files in it show. The root also counts as
+/// used if a folder or file in it can't be looked at, because moving a root that is in use would
+/// split the machine in two.
 bool isUsed(const std::string& root) {
     std::error_code error;
     for (fs::recursive_directory_iterator entry(root, error), end; entry != end && !error;
@@ -68,13 +67,13 @@ std::u16string takeOverEarlierRoot(const std::string& root) {
     const bool isTaken = ::stat(root.c_str(), &present) == 0;
     // The environment names the place that is used today: there is nothing to move.
     if (isTaken && present.st_dev == folder.st_dev && present.st_ino == folder.st_ino) return {};
-    // A folder that others may write was refused by earlier versions too, so nothing in it is worth
-    // moving; and renaming a link would move the link and not the folder.
+    // Others may have put anything into a folder that they may write. Renaming a link would move
+    // the link and not the folder.
     const bool movable = S_ISDIR(folder.st_mode) && !(folder.st_mode & (S_IWGRP | S_IWOTH));
     if (!isTaken && movable && !isUsed(earlier) &&
         ::renameat2(AT_FDCWD, earlier.c_str(), AT_FDCWD, root.c_str(), RENAME_NOREPLACE) == 0)
         return formatText(u"%s was moved to %s", earlier, root);
-    // If the folder is gone now, another process has just moved it, and has reported so.
+    // If the folder is gone now, another process has just moved it, and reports that.
     if (::access(earlier.c_str(), F_OK) != 0) return {};
     return formatText(u"%s is not used any more: set ZLK_MACHINE to it, or move it to %s", earlier,
                       root);

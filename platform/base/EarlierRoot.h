@@ -1,18 +1,19 @@
 #pragma once
-// Moves the machine root of an earlier version to today's place. Earlier versions had the place
-// named by XDG_DATA_HOME, or by HOME where that was unset, so that two processes of one user with
-// different environments shared nothing, and could both claim one device.
+// Moves the machine root of an earlier version to today's place. Earlier versions took the place
+// from the environment (XDG_DATA_HOME, else HOME), so two processes of one user with different
+// environments shared nothing, and could both claim one device.
 
 #include <string>
 
 namespace zlk::platform {
 
-/// Moves the old root, at the place where an earlier version would have made it for this process's
-/// environment, to `root`. It stays if something is at `root` already, if a process uses the old
-/// root, if that is a link or others than this user may write it, or if the renaming fails. The
-/// folder above `root` must exist. Returns a sentence for the diagnostics: that the old root was
-/// moved, or that it stays and isn't used any more. Empty if this user has no old root with a
-/// settings store, if that is `root` itself, or if another process has just moved it.
+/// Moves the old root to `root`. The old root is what stands where an earlier version would have
+/// made its root for this process's environment, if it is this user's and has a settings store. It
+/// stays if something is at `root` already, if a process uses it or that can't be found out, if it
+/// is a link or others than this user may write it, or if the renaming fails. The folder above
+/// `root` must exist. Returns a sentence for the diagnostics, which says that the old root was
+/// moved, or that it stays and isn't used any more. The sentence is empty if there is no old root,
+/// if it is `root` itself and no link, or if another process has just moved it.
 std::u16string takeOverEarlierRoot(const std::string& root);
 
 }  // namespace zlk::platform

@@ -97,8 +97,8 @@ std::optional<std::string> byteName(std::u16string_view text) {
             text.remove_prefix(1);
             continue;
         }
-        // The run up to the next byte unit is converted as a whole, because a surrogate pair has
-        // two units.
+        // The text up to the next unit for a byte is converted as a whole, because a surrogate pair
+        // has two units.
         const auto end = std::find_if(text.begin(), text.end(), byteOfUnit);
         const auto length = static_cast<std::size_t>(end - text.begin());
         name += utf8Text(text.substr(0, length));

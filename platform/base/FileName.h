@@ -1,12 +1,12 @@
 #pragma once
 // Converts between a file's name, which consists of bytes, and its text.
 //
-// Whatever a name may contain and a text may not (bytes that aren't UTF-8, ASCII's control
-// characters, the backslash, and U+FFFE and U+FFFF, which no XML document may contain) becomes one
-// unit U+F000 + byte for each of its bytes.
-// Such a unit in a text can be read in two ways: as the character U+F0xx itself, which a name may
+// A name may contain what a text may not: bytes that aren't UTF-8, ASCII's control characters, the
+// backslash, and U+FFFE and U+FFFF, which no XML document may contain. In the text, each byte of
+// these becomes the unit U+F000 + byte.
+// A unit U+F0xx in a text can be read in two ways: as this character itself, which a name may
 // really contain, and as the byte that it stands for. `/` and the zero byte have no unit, so no
-// text can smuggle a path separator or an end into a name.
+// unit can smuggle a path separator or an end into a name.
 
 #include <optional>
 #include <string>
@@ -23,12 +23,12 @@ std::u16string nameText(std::string_view name);
 /// Whether a text has units that may stand for bytes.
 bool hasByteUnits(std::u16string_view text) noexcept;
 
-/// The name that a text means if its units are read as characters; none if the text has half a
-/// surrogate pair, which the text of no name has.
+/// The name that a text means if units that may stand for bytes are read as characters; none if the
+/// text has half a surrogate pair, which the text of no name has.
 std::optional<std::string> literalName(std::u16string_view text);
 
-/// The name that a text means if its units are read as bytes; none if the text has half a
-/// surrogate pair.
+/// The name that a text means if units that may stand for bytes are read as bytes; none if the text
+/// has half a surrogate pair.
 std::optional<std::string> byteName(std::u16string_view text);
 
 }  // namespace zlk::platform

@@ -1,6 +1,6 @@
 #pragma once
-// Tells whether this is still the process that set a mark, at the price of reading one word. It
-// also notices a fork that bypasses the handlers of pthread_atfork, such as a direct clone().
+// Tells whether this is still the process that set a mark. A mark also notices a fork that bypasses
+// the handlers of pthread_atfork, such as a direct clone() without CLONE_VM.
 
 #include <sys/mman.h>
 #include <unistd.h>
@@ -10,12 +10,11 @@
 
 namespace zlk::platform {
 
-/// This process's number. It differs from every number that a process from which this one descends
-/// by forks had at its fork.
+/// A number for this process. A forked child gets another number than its parent had at the fork.
 inline unsigned processGeneration() noexcept {
     using Number = std::atomic<unsigned>;
-    // In a forked child the kernel replaces this page by zeros (MADV_WIPEONFORK), which is how the
-    // child notices. Null where the kernel can't do that.
+    // In a forked child the kernel replaces this page by zeros (MADV_WIPEONFORK), by which the
+    // child notices the fork. Null if such a page can't be had.
     static Number* const known = []() -> Number* {
         void* const page = ::mmap(nullptr, sizeof(Number), PROT_READ | PROT_WRITE,
                                   MAP_PRIVATE | MAP_ANONYMOUS, -1, 0);
@@ -24,23 +23,23 @@ inline unsigned processGeneration() noexcept {
         ::munmap(page, sizeof(Number));
         return nullptr;
     }();
-    // Without such a page the process id takes its place, which costs a system call each time.
+    // Without the page the process id serves as the number, which costs a system call each time.
     if (!known) return static_cast<unsigned>(::getpid());
     unsigned number = *known;
     if (number != 0) return number;
-    // A zero means a new process, which takes the next number. `last` is copied by the fork, so
-    // that the child's count goes on from its parent's. Several threads may do this at once: the
+    // A zero means that this process has no number yet, so it takes the next one. The fork copies
+    // `last`, so the child counts on from its parent. Several threads may do this at once: the
     // number that is stored first counts for all.
     static Number last = 0;
     const unsigned next = ++last;
     return known->compare_exchange_strong(number, next) ? next : number;
 }
 
-/// Remembers the process that made it or last called set().
+/// Remembers the process in which the mark was made, or set() was last called.
 class ForkMark {
   public:
     void set() noexcept { owner_ = processGeneration(); }
-    /// Whether this is another process, forked from that one.
+    /// False in the process that is remembered, and true in a child forked from it.
     bool crossed() const noexcept { return owner_ != processGeneration(); }
 
   private:

@@ -11,10 +11,9 @@
 
 namespace zlk::platform {
 
-/// The operations of an object behind a handle, one for each public call that takes several kinds
-/// of handles. Those that return bool give false with the last error on failure; their defaults,
-/// for objects that have no such operation, fail with ERROR_INVALID_HANDLE. Several threads may be
-/// in one object at once.
+/// An object behind a handle. The operations that return bool give false with the last error on
+/// failure. Their defaults, for objects that lack an operation, fail with ERROR_INVALID_HANDLE.
+/// Several threads may be in one object at once.
 class Handle {
   public:
     virtual ~Handle() = default;
@@ -25,7 +24,8 @@ class Handle {
                          DWORD outputSize, DWORD& returned);
     virtual bool flush();
     virtual bool size(std::int64_t& bytes);
-    /// The descriptor of an open file or folder, still owned by the object; -1 for any other kind.
+    /// The descriptor of an open file or of a volume's folder, still owned by the object; -1 for
+    /// any other kind.
     virtual int descriptor() const noexcept { return -1; }
     /// Runs when the handle is closed, while other calls may still be in the object.
     virtual void close() noexcept {}

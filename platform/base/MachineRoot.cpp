@@ -47,8 +47,8 @@ int makeFolders(const std::string& path, mode_t mode) {
 
 const MachineRoot& MachineRoot::instance() {
     static const MachineRoot root;
-    // Reported once in a process, and only after the constructor is through: if reporting led back
-    // here before, the initialization of `root` would wait for itself.
+    // Reported once in a process, and only after the constructor has returned: reporting may lead
+    // back here, which mustn't happen while `root` is being initialized.
     static std::atomic_flag said;
     if (!said.test() && !said.test_and_set()) {
         if (!root.news_.empty()) diagnose("EarlierRoot", u"%s", root.news_);
@@ -78,9 +78,8 @@ MachineRoot::MachineRoot() {
         refuse(wideText(std::generic_category().message(error)));
         return;
     }
-    // A group may share this folder only if the superuser owns it and its permissions and its
-    // set-group-id bit are 2770, as an administrator sets it up. Any other folder that a group may
-    // write is taken for an oversight and refused.
+    // A group may share the root only if the superuser owns it and its mode is 2770. Any other root
+    // that a group may write is taken for an oversight and refused.
     ofGroup_ = status.st_uid == 0 && (status.st_mode & 02777) == 02770;
     group_ = status.st_gid;
     const std::u16string objection = objectionTo(status);
@@ -97,8 +96,8 @@ std::u16string MachineRoot::objectionTo(const struct stat& status) const {
     if (status.st_uid != 0 && status.st_uid != ::geteuid() && !groupOwns)
         return formatText(u"it belongs to user %u", status.st_uid);
     if (status.st_mode & S_IWOTH) return u"everybody may write it";
-    // This bit also covers access control lists: with one, its mask stands in the place of the
-    // group's rights.
+    // This bit also covers an access control list, whose mask stands in the place of the group's
+    // rights.
     if ((status.st_mode & S_IWGRP) && !groupOwns)
         return formatText(u"group %u may write it", status.st_gid);
     return {};

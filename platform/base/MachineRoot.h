@@ -7,13 +7,13 @@
 //     <root>/run/            named objects, drive letters, port numbers
 //     <root>/tmp/            the user's temporary files
 //
-// The root is ZLK_MACHINE (ignored in set-user-id programs), else .local/share/zlkcamtr in the home
-// folder that the user database names, so that all processes of a user share one machine unless
-// they name another one. It is made on first use, for its owner alone. A folder with mode 2770 that
-// the superuser owns, such as /var/lib/zlkcamtr, is the machine root of its group. A user who can
-// write below the machine root chooses code that others load. So a root is used only if the
-// superuser or the caller owns it, and nobody may write it but its owner and, with such a folder,
-// its group.
+// The root is the folder that ZLK_MACHINE names (ignored in set-user-id programs), else
+// .local/share/zlkcamtr in the home folder that the user database names. So all processes of a user
+// share one machine, unless they name another one. The root is made on first use, for its owner
+// alone. A user who can write below the root chooses code that others load. So a root is used only
+// if the superuser or the caller owns it and nobody but the owner may write it. The exception is
+// the root of a group, such as /var/lib/zlkcamtr: the superuser owns it, its mode is 2770, and its
+// group may write it.
 
 #include <sys/stat.h>
 
@@ -25,14 +25,14 @@ namespace zlk::platform {
 
 class MachineRoot {
   public:
-    /// This process's machine root, determined at the first call and kept by forked children.
-    /// The first call may move the root of an earlier version here (EarlierRoot.h), and reports
-    /// that, or why the root isn't usable, to the diagnostics. Callable on any thread; the object
-    /// doesn't change afterwards.
+    /// This process's machine root, determined at the first call and kept by forked children. The
+    /// first call may move the root of an earlier version (EarlierRoot.h). It reports to the
+    /// diagnostics what became of that root, and why the machine root isn't usable, if it isn't.
+    /// Callable on any thread; the object doesn't change afterwards.
     static const MachineRoot& instance();
 
-    /// False if there is no place for the folder, or it can't be made or isn't trusted; everything
-    /// below it then fails with ERROR_ACCESS_DENIED.
+    /// False if there is no place for the root, or no folder at that place, or one that isn't
+    /// trusted; folder() then fails with ERROR_ACCESS_DENIED.
     bool usable() const noexcept { return usable_; }
     const std::string& path() const noexcept { return path_; }
     /// Whether the root belongs to a group of users.
@@ -41,7 +41,7 @@ class MachineRoot {
     mode_t folderMode() const noexcept { return ofGroup_ ? 02770 : 0700; }
     mode_t fileMode() const noexcept { return ofGroup_ ? 0660 : 0600; }
 
-    /// The path `<root>/<name>`, whose folders are made if they are missing; `name` may have
+    /// Makes the folder `<root>/<name>` if it is missing, and returns its path; `name` may have
     /// several components. Empty, with the last error, on failure.
     std::string folder(const char* name) const;
 

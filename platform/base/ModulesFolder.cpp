@@ -12,7 +12,7 @@ std::string modulesFolder() {
     std::filesystem::path library;
     if (::dladdr(reinterpret_cast<const void*>(&modulesFolder), &self))
         library = std::filesystem::canonical(self.dli_fname, error);
-    // An empty text would lead to files at the root, and a folder that doesn't exist has no module.
+    // With an empty text, callers would look for modules in the root folder.
     return library.empty() ? "/nonexistent" : library.parent_path() / "zlkcamtr";
 }
 

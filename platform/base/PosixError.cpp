@@ -25,13 +25,12 @@ DWORD errorFromErrno(int error) noexcept {
             return ERROR_ACCESS_DENIED;
         case EBADF:
             return ERROR_INVALID_HANDLE;
-        // The kernel has no room for another lock, or for anything else.
         case ENOLCK:
         case ENOMEM:
             return ERROR_NOT_ENOUGH_MEMORY;
         case EROFS:
             return ERROR_WRITE_PROTECT;
-        // A card that was pulled or a mount that has vanished leaves these behind.
+        // Some of these come from a card that was pulled, others from a mount that has vanished.
         case ENODEV:
         case ENXIO:
         case ENOTCONN:
@@ -41,7 +40,7 @@ DWORD errorFromErrno(int error) noexcept {
         case EHOSTUNREACH:
         case ENOMEDIUM:
             return ERROR_NOT_READY;
-        // Somebody else uses the file now: it is leased or mounted, or a program runs from it.
+        // The file is in use: leased (EAGAIN), mounted (EBUSY) or run as a program (ETXTBSY).
         case EAGAIN:
         case EBUSY:
         case ETXTBSY:

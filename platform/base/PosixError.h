@@ -1,5 +1,5 @@
 #pragma once
-// Translates errno to last errors; the only table that does so.
+// Translates errno to last errors.
 
 #include "platform/types.h"
 
@@ -8,7 +8,6 @@ namespace zlk::platform {
 /// The last error for a value of errno; ERROR_GEN_FAILURE for one that the table doesn't have.
 DWORD errorFromErrno(int error) noexcept;
 
-/// Sets the last error to the translation of errno.
 void setLastErrorFromErrno() noexcept;
 
 }  // namespace zlk::platform

@@ -1,6 +1,5 @@
 #pragma once
-// SHA-256 (FIPS 180-4), for shortened names of files: nobody finds two texts with the same digest,
-// and half a digest is still hard enough.
+// SHA-256 (FIPS 180-4), by which names that are too long for a file are shortened.
 
 #include <array>
 #include <cstdint>

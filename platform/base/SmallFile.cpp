@@ -24,7 +24,7 @@ std::string readSmallFile(const std::string& path, std::size_t limit) {
 
 std::string readAttribute(const std::string& path) {
     const Descriptor file(::open(path.c_str(), O_RDONLY | O_CLOEXEC | O_NONBLOCK));
-    // The kernel delivers such a file whole in one read.
+    // One read is enough: the kernel delivers an attribute as a whole.
     char buffer[256];
     const ssize_t size = file ? ::read(file.get(), buffer, sizeof buffer) : 0;
     std::string text(buffer, static_cast<std::size_t>(std::max<ssize_t>(size, 0)));

@@ -52,8 +52,8 @@ class Walk {
     /// Adds the names of a path, or of a link's target, before those that are still ahead. An
     /// absolute path sends the walk back to `/`. False with errno.
     bool takeUp(const fs::path& path);
-    /// Whether nobody else can replace `entry`, whose path is `place`, in the folder in which the
-    /// walk stands. A refusal is reported to the diagnostics.
+    /// Whether only those who are trusted can replace `entry`, whose path is `place`, in the folder
+    /// in which the walk stands. A refusal is reported to the diagnostics.
     bool isKept(const struct stat& entry, const fs::path& place) const;
 
     Descriptor folder_;            // where the walk stands
@@ -115,8 +115,9 @@ bool Walk::isKept(const struct stat& entry, const fs::path& place) const {
     // Folders on the way may be more open than the folder with the file itself.
     const bool isAbove = !S_ISREG(entry.st_mode);
     if (isAbove && (folder.st_mode & S_ISVTX)) {
-        // In a sticky folder such as /tmp a user can rename or delete only his own entries. So the
-        // write permissions don't matter, but the entry itself must belong to root or the caller.
+        // In a sticky folder such as /tmp, only the owner of an entry and the owner of the folder
+        // can rename or delete the entry. So the write permissions don't matter, but both owners
+        // have to be trusted.
         folder.st_mode &= ~mode_t{S_IWGRP | S_IWOTH};
         struct stat owner = entry;
         owner.st_mode &= S_IFMT;

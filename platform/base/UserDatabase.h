@@ -12,8 +12,8 @@ namespace zlk::platform {
 std::string homeFolder();
 
 /// Whether a group is this user's private group: his primary group, with his name, and with no
-/// other member in its list. Many systems give each user such a group and make home folders
-/// writable by it.
+/// other member in its list. On systems that give each user a group of his own, his folders are
+/// often writable by that group.
 bool isPrivateGroup(gid_t group);
 
 }  // namespace zlk::platform

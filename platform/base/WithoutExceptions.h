@@ -7,9 +7,8 @@
 
 namespace zlk::platform {
 
-/// Returns the body's result, or `onFailure` with ERROR_NOT_ENOUGH_MEMORY if the body throws. That
-/// is the right error for any exception, because the standard library as we use it throws only for
-/// want of memory.
+/// Returns the body's result, or `onFailure` with ERROR_NOT_ENOUGH_MEMORY if the body throws a
+/// std::exception. A body should throw only for want of memory.
 template <class Result, class Body>
 Result withoutExceptions(Result onFailure, Body&& body) noexcept {
     try {
