@@ -65,8 +65,7 @@ std::optional<CardMount> readCardMount(WCHAR letter) {
                          &size) == ERROR_SUCCESS &&
         type == REG_DWORD)
         mount.cdrom = disc != 0;
-    // Without its folder the mount is half written: the folder is stored last, and a mount is
-    // removed in one step.
+    // The folder is stored last, so a mount without a folder is half written.
     if (!mount.folder.starts_with(u'/')) return std::nullopt;
     return mount;
 }

@@ -20,7 +20,6 @@ struct Given {
 using Table = std::vector<Given>;
 
 Table readTable(const SharedTable& shared) {
-    // A line is: letter, disk, device. Reading stops at a line in another form.
     std::istringstream lines(shared.read());
     Table table;
     char letter = 0;
@@ -57,7 +56,7 @@ bool isTaken(const Table& table, const std::u16string& taken, WCHAR letter) {
 Table completed(const Table& old, const std::vector<SystemVolume>& volumes,
                 const std::u16string& taken) {
     Table table;
-    // Volumes that have a letter keep it, so these go first.
+    // Volumes that have a letter go first, so that no other volume gets that letter.
     for (const SystemVolume& volume : volumes) {
         const Given* given = find(old, volume);
         if (given && !isTaken(table, taken, given->letter)) table.push_back(*given);
@@ -109,8 +108,6 @@ std::vector<LetteredVolume> letteredVolumes(std::u16string taken, const LetterLo
             if (fresh != table && writeTable(shared, fresh)) table = std::move(fresh);
         }
     }
-    // A volume is left out if there is no letter for it, or if it needs one and the lock couldn't
-    // be had or the table couldn't be written.
     std::vector<LetteredVolume> lettered;
     for (SystemVolume& volume : volumes) {
         const Given* given = find(table, volume);

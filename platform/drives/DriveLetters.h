@@ -1,7 +1,8 @@
 #pragma once
 // Which drive letter stands for which volume; all processes of a machine agree on it.
 //
-// They share a table (SharedTable) with one line for each volume: letter, disk, device.
+// They share a table (SharedTable) with a line for each letter that is given to a volume: letter,
+// disk, device.
 
 #include <string>
 #include <vector>

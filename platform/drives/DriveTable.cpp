@@ -24,7 +24,7 @@ std::string machinePath(const std::u16string& text) {
     return literal.value_or(std::string());
 }
 
-// The last name of a path, which serves as the label of a medium without one.
+// The last name of a path. It serves as the label of a drive that has none.
 std::u16string lastName(std::string_view folder) {
     while (folder.ends_with('/')) folder.remove_suffix(1);
     return nameText(folder.substr(folder.rfind('/') + 1));

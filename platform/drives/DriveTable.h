@@ -28,15 +28,15 @@ struct Drive {
 std::vector<Drive> listDrives();
 std::optional<Drive> findDrive(WCHAR letter);
 
-/// Opens the drive's folder (O_PATH); empty with ERROR_PATH_NOT_FOUND (no such drive),
-/// ERROR_ACCESS_DENIED, or ERROR_NOT_READY (no medium, or the folder can't be opened for any other
-/// reason; mostly it has vanished).
+/// Opens the drive's folder (O_PATH). Empty with ERROR_PATH_NOT_FOUND if there is no such drive,
+/// ERROR_ACCESS_DENIED if the caller may not open the folder, and ERROR_NOT_READY if there is no
+/// medium or opening fails for another reason.
 Descriptor openDriveFolder(WCHAR letter);
 
-/// Opens the folder of the mounted network share with which a path begins, and takes the share's
-/// names off the path. Names are compared without case. Of several mounts that fit, the one whose
-/// source has the most names is taken. Empty with ERROR_PATH_NOT_FOUND (no mount fits) or the error
-/// of opening the folder.
+/// Opens the folder of the mounted network share with whose source a path begins, and takes the
+/// names of the source off the path. Names may differ in case. Of several mounts that fit, the one
+/// whose source has the most names is taken. Empty with ERROR_PATH_NOT_FOUND (no mount fits) or the
+/// error of opening the folder.
 Descriptor openShareFolder(std::vector<std::u16string_view>& path);
 
 }  // namespace zlk::platform

@@ -94,8 +94,8 @@ std::vector<Disk> readDisks() {
         disk.reader.disc = readAttribute(device + "type") == scsiDisc;
         disk.removable = readAttribute(folder + "removable") == "1";
         disk.devices[readAttribute(folder + "dev")] = name;
-        // The names of partitions begin with the disk's. Beside their folders there are others,
-        // such as `queue`.
+        // A partition's name begins with the disk's. The folder also has entries that are no
+        // partitions, such as `queue`.
         for (const std::string& part : namesIn(folder))
             if (part.starts_with(name) && exists(folder + part + "/partition"))
                 disk.devices[readAttribute(folder + part + "/dev")] = part;
@@ -132,7 +132,8 @@ std::vector<SystemVolume> systemVolumes() {
             mounted = true;
             const bool media =
                 isBelow(mount.folder, "/media") || isBelow(mount.folder, "/run/media");
-            // The stick that a live system was started from is mounted below /run, and is no card.
+            // The stick that a live system was started from may be mounted below /run. It is no
+            // card.
             const bool system =
                 ofSystem || isBelow(mount.folder, "/run") || isBelow(mount.folder, "/boot");
             if (!media && (system || !disk.removable)) continue;
@@ -160,8 +161,8 @@ std::vector<NetworkMount> networkMounts() {
     std::vector<NetworkMount> found;
     for (Mount& mount : readMounts()) {
         if (!kinds.contains(mount.fileSystem)) continue;
-        // SMB writes `//server/share`, NFS `server:/share`, whose colon is removed. It is found by
-        // the slash that follows it, since an address in brackets contains colons of its own.
+        // SMB writes `//server/share`, NFS `server:/share`. The colon is removed. The slash that
+        // follows tells it from the colons of an address in brackets.
         std::string& source = mount.source;
         const std::size_t colon = source.find(":/");
         if (colon != std::string::npos) source.erase(colon, 1);

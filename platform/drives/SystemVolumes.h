@@ -18,7 +18,7 @@ struct SystemRoots {
 void setSystemRoots(const SystemRoots& roots);
 #pragma GCC visibility pop
 
-/// A medium that is mounted, or a reader without a mounted one.
+/// A medium that is mounted, or a reader without a mounted medium.
 struct SystemVolume {
     std::string disk;    ///< the reader's device name, such as `sdb`
     std::string device;  ///< the mounted medium's name, such as `sdb1`; without one, the disk's
@@ -33,7 +33,7 @@ struct SystemVolume {
 /// nothing is mounted is listed as a reader.
 std::vector<SystemVolume> systemVolumes();
 
-/// The label of the medium on a device (`sdb1`), in its own bytes; empty if it has none.
+/// The bytes of the label of the medium on a device (`sdb1`); empty if the medium has no label.
 std::string volumeLabel(const std::string& device);
 
 /// A network share that is mounted.
