@@ -1,6 +1,6 @@
 #pragma once
-// What a camera driver adds to opening files: it is linked into the same library and defines this
-// function, so that the platform needs no knowledge of drivers.
+// The function by which CreateFileW opens a camera. The camera driver, which is linked into the
+// same library, defines it, so that the platform needs no knowledge of drivers.
 
 #include <memory>
 #include <string_view>

@@ -9,9 +9,8 @@
 
 namespace zlk::platform {
 
-/// Asks for type, mode, inode number, size and times, and for nothing more, since some file systems
-/// take time for each field. With an empty `name` it asks about `folder` itself. Of a symbolic link
-/// it reports the link. False with errno.
+/// Gives the type, mode, inode number, size and times of an entry; of a symbolic link, those of the
+/// link. An empty `name` means `folder` itself. False with errno.
 bool statEntry(int folder, const char* name, struct statx& status) noexcept;
 
 inline bool isFolder(const struct statx& status) noexcept {
@@ -20,8 +19,8 @@ inline bool isFolder(const struct statx& status) noexcept {
 inline bool isFile(const struct statx& status) noexcept {
     return S_ISREG(status.stx_mode);
 }
-/// Whether a file is read-only: its owner may not write it. On a card that is a picture which was
-/// protected in the camera.
+/// Whether a file is read-only, which means that its owner may not write it. A picture on a card is
+/// read-only if it was protected in the camera.
 inline bool isReadOnlyMode(unsigned mode) noexcept {
     return S_ISREG(mode) && !(mode & S_IWUSR);
 }
@@ -30,7 +29,7 @@ inline bool isReadOnlyMode(unsigned mode) noexcept {
 bool keepsFatAttributes(int folder) noexcept;
 
 /// The attributes of a file or folder. `fat` are the attributes that its file system keeps
-/// (fatAttributes); without them a name with a leading dot counts as hidden.
+/// (fatAttributes); without them a name with a leading dot counts as hidden, except `.` and `..`.
 DWORD attributesOf(const struct statx& status, const char* name,
                    std::optional<DWORD> fat = std::nullopt) noexcept;
 

@@ -29,7 +29,7 @@ constexpr unsigned useCount = 4;
 
 /// Locks the bytes of `count` neighbouring uses (F_OFD_SETLK), or asks whether that could be done
 /// (F_OFD_GETLK). True if the lock of another opener is in the way. Any other failure counts as
-/// granted: the file system has no such locks.
+/// granted, because some file systems have no such locks.
 bool isTaken(int file, int command, short type, unsigned first, unsigned count) noexcept {
     struct flock lock {};
     lock.l_type = type;
@@ -55,8 +55,8 @@ bool isAnyTaken(int file, int command, unsigned uses, TypeOf typeOf) noexcept {
     return false;
 }
 
-/// Calls `step` with the bytes that are left, until all are done, `step` moves none, or it fails.
-/// `done` counts the bytes moved. False with the last error.
+/// Calls `step` with the bytes that are left, until all are done or `step` moves none. `done`
+/// counts the bytes moved. False with the last error if `step` fails, except with EINTR.
 template <class Byte, class Step>
 bool transfer(Byte* bytes, DWORD size, DWORD& done, Step step) {
     done = 0;
@@ -104,9 +104,9 @@ bool FileHandle::claim(DWORD share) {
     // openers that exclude each other come at the same moment, both may be refused, but never are
     // both granted.
     //
-    // A use that nobody else may have at the same time is locked exclusively, so that of two
-    // writers that share nothing one is granted. All other uses are locked shared. An exclusive
-    // lock needs a descriptor that can write.
+    // A writer locks exclusively each use that nobody else may have at the same time, so that of
+    // two writers that share nothing one is granted. All other uses are locked shared, and so are
+    // all uses of a reader, because an exclusive lock needs a descriptor that can write.
     const auto myType = [&](unsigned use) -> short {
         return toWrite && (notOthers & use) ? F_WRLCK : F_RDLCK;
     };

@@ -23,7 +23,7 @@ class FileHandle final : public Handle {
 
     bool read(void* buffer, DWORD size, DWORD& done) override;
     bool write(const void* buffer, DWORD size, DWORD& done) override;
-    /// Succeeds for what can't be flushed, such as /dev/null: nothing is left to write there.
+    /// Succeeds for what can't be flushed, such as /dev/null.
     bool flush() override;
     bool size(std::int64_t& bytes) override;
     int descriptor() const noexcept override { return file_.get(); }

@@ -24,8 +24,8 @@ bool renameFolderOntoOwn(const PathTarget::Entry& from, const PathTarget::Entry&
     return false;
 }
 
-/// Renames a file by giving it a second name, which fails if that is taken, and then removing the
-/// first one. A kill between the two steps leaves two names of the whole file.
+/// Renames a file by giving it a second name, which fails if that name is taken, and then removing
+/// the first name. A kill between the two steps leaves two names of the whole file.
 bool renameByLink(const PathTarget::Entry& from, const PathTarget::Entry& to) {
     if (::linkat(from.folder.get(), from.name.c_str(), to.folder.get(), to.name.c_str(), 0) != 0)
         return false;
@@ -39,8 +39,8 @@ bool renameByLink(const PathTarget::Entry& from, const PathTarget::Entry& to) {
 
 /// Renames a file on a file system without hard links, such as FAT. Making an empty target first,
 /// as for folders, could leave an empty file under a picture's name after a kill. So this only
-/// looks whether the name is free, and a lock on the folder keeps other movers of ours out until
-/// the rename is done.
+/// looks whether the name is free. A lock on the folder, if it can be had, keeps other calls of
+/// this function out until the rename is done.
 bool renameIfFree(const PathTarget::Entry& from, const PathTarget::Entry& to) {
     const Descriptor turn(::openat(to.folder.get(), ".", O_RDONLY | O_DIRECTORY | O_CLOEXEC));
     if (turn) ::flock(turn.get(), LOCK_EX);

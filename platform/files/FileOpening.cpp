@@ -30,8 +30,8 @@ OpenedFile openExisting(PathTarget& target, DWORD access) {
     constexpr int always = O_NONBLOCK | O_NOCTTY;
     if (access == 0) return {target.open(O_PATH)};
     if (!(access & GENERIC_WRITE)) return {target.open(O_RDONLY | always)};
-    // FileHandle's shared locks need a descriptor that can read, so a writer opens for both where
-    // it may.
+    // FileHandle's shared locks need a descriptor that can read, so a writer opens the file for
+    // reading too, if it may read it.
     OpenedFile opened{target.open(O_RDWR | always)};
     if (!opened.file && GetLastError() == ERROR_ACCESS_DENIED && access == GENERIC_WRITE)
         opened.file = target.open(O_WRONLY | always);
@@ -53,7 +53,8 @@ OpenedFile makeFile(const PathTarget::Entry& entry) {
 }
 
 OpenedFile openOrMake(PathTarget& target, DWORD access) {
-    // Another process may make or delete the file between the two steps, but hardly four times.
+    // Between looking for the file and opening or making it, another process may make or delete the
+    // file, but hardly four times.
     OpenedFile opened;
     for (int rounds = 0; rounds < 4 && !opened.file; ++rounds) {
         const auto entry = target.entry();
@@ -144,8 +145,8 @@ HANDLE openPath(const WCHAR* path, DWORD access, DWORD share, DWORD disposition,
     if (flags & FILE_FLAG_BACKUP_SEMANTICS) {
         if (Descriptor folder = target->open(O_RDONLY | O_DIRECTORY))
             return handleOf(std::make_shared<VolumeHandle>(std::move(folder)));
-        // The path is tried as a file only if there is no folder; the reason for any other failure
-        // would be lost by that.
+        // A path that leads to no folder is tried as a file. After any other failure that would
+        // replace the reason, which the caller needs.
         const bool mayBeFile = errno == ENOTDIR || errno == ENOENT;
         if (!mayBeFile) return INVALID_HANDLE_VALUE;
     }

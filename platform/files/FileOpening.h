@@ -7,8 +7,8 @@
 
 namespace zlk::platform {
 
-/// The handle of an object, as file calls return it: INVALID_HANDLE_VALUE for null, which leaves
-/// the last error as it is, and where there is no memory (ERROR_NOT_ENOUGH_MEMORY).
+/// Gives an object a new handle. INVALID_HANDLE_VALUE for null, which leaves the last error as it
+/// is, and if there is no memory (ERROR_NOT_ENOUGH_MEMORY).
 HANDLE handleOf(std::shared_ptr<Handle> object);
 
 /// The arguments and the last errors are those of CreateFileW; INVALID_HANDLE_VALUE on failure.

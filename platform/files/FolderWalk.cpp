@@ -160,8 +160,8 @@ bool FolderWalk::describe(const Name& name, WIN32_FIND_DATAW& entry) {
     bool known = statEntry(folder_.get(), bytes, status);
     Descriptor linked;
     if (known && S_ISLNK(status.stx_mode)) {
-        // A link is listed as the file that it leads to, and only if that is a regular file within
-        // the root. Links to folders could make a walk of all folders endless.
+        // A link is listed as the file that it leads to, and only if root_ opens that and it is a
+        // regular file. Links to folders could make a walk of all folders endless.
         linked = root_.open(way_ + '/' + bytes, O_PATH);
         known = linked && statEntry(linked.get(), "", status) && isFile(status);
         if (!known) return false;

@@ -26,8 +26,8 @@ class FolderWalk final : public Handle {
     FolderWalk(PathRoot root, std::string way, Descriptor folder);
 
   private:
-    /// Where an entry's name and text lie in the two strings that hold all of them. A folder may
-    /// have millions of entries, and strings of their own would need far more memory.
+    /// Where an entry's name and text lie in the two strings that hold all names and texts. A
+    /// folder may have millions of entries, and two strings for each would need far more memory.
     struct Name {
         std::uint32_t name, text;
         std::uint16_t textLength;

@@ -34,7 +34,7 @@ bool kernelFences() noexcept {
     return known;
 }
 
-/// The substitute: opens the path name by name and follows no link.
+/// The substitute for openBeneath: opens the path name by name and follows no link.
 int openWithoutLinks(int base, const std::string& way, int flags) noexcept {
     Descriptor folder;
     int from = base;

@@ -1,11 +1,11 @@
 #pragma once
 // The folder from which a path starts, and the fence around it.
 //
-// A card comes from somebody else, and nothing on it may lead out of it. So below a drive or a
+// A card comes from somebody else, and nothing on a card may lead out of it. So below a drive or a
 // share the kernel resolves names within the fence (openat2): a link with a relative target is
 // followed while it stays inside; a link that leaves, or that names an absolute path, fails with
-// EXDEV. On a kernel without that call no link is followed there at all. `Z:`, `/...` and paths
-// from the current folder are the user's own and have no fence.
+// EXDEV. On a kernel without openat2 no link is followed within a fence. `Z:`, `/...` and paths
+// from the current folder have no fence.
 
 #include <string>
 

@@ -21,7 +21,8 @@ constexpr std::size_t maxPathUnits = 32767;  // as many as callers' paths may ha
 constexpr int folderFlags = O_PATH | O_DIRECTORY | O_CLOEXEC;
 
 DWORD errorOfOpen(int error) noexcept {
-    // EXDEV is a path that leads out of a card's fence, ENXIO a socket or a pipe without a reader.
+    // EXDEV means a path that leads out of its fence, ENXIO, for example, a socket or a pipe
+    // without a reader.
     return error == EXDEV || error == ENXIO ? ERROR_ACCESS_DENIED : errorFromErrno(error);
 }
 
@@ -29,7 +30,7 @@ void setErrorOfOpen() noexcept {
     SetLastError(errorOfOpen(errno));
 }
 
-/// For a failure at a folder above: a folder that is missing is another error than a missing file.
+/// Sets the last error after a failure at a folder: ERROR_PATH_NOT_FOUND if the folder is missing.
 void setErrorOfFolder() noexcept {
     const DWORD error = errorOfOpen(errno);
     SetLastError(error == ERROR_FILE_NOT_FOUND ? ERROR_PATH_NOT_FOUND : error);
@@ -75,7 +76,7 @@ bool findName(int folder, std::u16string_view text, bool anyCase,
     name.reset();
     if (!anyCase && !units) return true;
 
-    // Neither reading of the text exists, so the folder is read for names with the same text.
+    // No reading of the text exists, so the folder is read for names whose texts match.
     Descriptor file(::openat(folder, ".", O_RDONLY | O_DIRECTORY | O_CLOEXEC));
     const std::unique_ptr<DIR, int (*)(DIR*)> listing(file ? ::fdopendir(file.get()) : nullptr,
                                                       ::closedir);
@@ -207,7 +208,7 @@ std::optional<PathTarget::Spelling> PathTarget::spell() const {
         std::optional<std::string> name;
         if (!findName(entry.folder.get(), components_[i], anyCase_, name)) return std::nullopt;
         entry.exists = name.has_value();
-        // A name that doesn't exist may be about to be made, with its units as bytes.
+        // A name that doesn't exist may be made next, and then units for bytes become bytes.
         if (!name) name = byteName(components_[i]);
         if (!name) {
             SetLastError(ERROR_INVALID_NAME);

@@ -1,9 +1,10 @@
 #pragma once
 // Finds the file that a path text leads to.
 //
-// A path is first tried as it is spelled, in one system call. Only if that finds nothing is it
-// resolved name by name: first as spelled, then with its units read as bytes, then by reading the
-// folder for a name with the same text, case ignored where the form of the path allows that.
+// A path is first tried as it is spelled, in one system call. Only if that finds nothing, its names
+// are looked up one by one: as spelled, then with units for bytes (FileName.h) read as bytes, then
+// by reading the folder for a name with the same text or, below a drive or a share, for one that
+// differs only in case.
 
 #include <optional>
 #include <string>
@@ -17,22 +18,21 @@ namespace zlk::platform {
 /// A parsed path and the folder that it starts from. For one thread, and short-lived.
 class PathTarget {
   public:
-    /// Parses a path and opens the folder that it starts from; none with the last error. The text
+    /// Parses a path and finds the folder that it starts from; none with the last error. The text
     /// is borrowed and must outlive the object.
     static std::optional<PathTarget> find(const WCHAR* path);
     static std::optional<PathTarget> find(const DeviceName& name);
 
-    /// Whether the path names the drive, share or folder itself from which it starts.
+    /// Whether the path names nothing but the drive, share or folder from which it starts.
     bool isRoot() const noexcept { return components_.empty(); }
     bool isFenced() const noexcept { return root_.isFenced(); }
 
-    /// Opens what the path names, with flags of open(2) except O_CREAT. Empty with the last error;
-    /// ERROR_ACCESS_DENIED if a link leads out of the drive or share (the fence of PathRoot.h).
+    /// Opens what the path names, with flags of open(2) except O_CREAT. Empty with the last error.
     Descriptor open(int flags);
     /// The path from the root to what open() has opened, in the spelling that exists; `.` for the
     /// root.
     const std::string& way() const noexcept { return way_; }
-    /// Gives the root away; the object can't open anything afterwards.
+    /// Gives the root away; open() and entry() must not be called afterwards.
     PathRoot takeRoot() noexcept { return std::move(root_); }
 
     /// An entry of a folder, which exists or may be made. A link stands for itself.
@@ -62,8 +62,9 @@ class PathTarget {
     std::string way_ = ".";
 };
 
-/// Finds the name in a folder that a text leads to; none if the folder has no such name. False with
-/// the last error if that can't be found out.
+/// Finds the name in a folder that a text leads to; none if the folder has no such name. In a
+/// folder that the caller may not list, only names that the text itself spells are found. False
+/// with the last error on any other failure.
 bool findName(int folder, std::u16string_view text, bool anyCase, std::optional<std::string>& name);
 
 }  // namespace zlk::platform

@@ -1,5 +1,5 @@
 #pragma once
-// A handle of a file sink (file_sinks.h): it hands on what is written to it.
+// A handle of a file sink (file_sinks.h), which hands on what is written to the handle.
 
 #include <memory>
 #include <string_view>
@@ -13,8 +13,8 @@ class SinkHandle final : public Handle {
   public:
     /// Whether a path has the form of a sink's name.
     static bool isNamed(std::u16string_view path) noexcept;
-    /// Opens the sink with that name. Null with the last error: ERROR_FILE_NOT_FOUND for a sink
-    /// that is gone, ERROR_ACCESS_DENIED if it isn't opened for writing.
+    /// Opens the sink with that name. Null with the last error: ERROR_FILE_NOT_FOUND if there is no
+    /// such sink, ERROR_ACCESS_DENIED if `access` lacks GENERIC_WRITE.
     static std::shared_ptr<SinkHandle> open(std::u16string_view path, DWORD access);
 
     /// What the handles of one sink share; defined in file_sinks.cpp.

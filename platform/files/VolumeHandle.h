@@ -1,5 +1,5 @@
 #pragma once
-// A handle of a volume, or of a folder that stands for the file system that it is on.
+// A handle of a volume, or of a folder, which stands for its file system.
 
 #include <string>
 
@@ -13,11 +13,12 @@ class VolumeHandle final : public Handle {
     /// A handle of a folder, which answers no control codes.
     explicit VolumeHandle(Descriptor folder) noexcept : folder_(std::move(folder)) {}
 
-    /// Opens the volume of a drive, even if that has no medium or its folder can't be opened. Null
-    /// with ERROR_FILE_NOT_FOUND if there is no such drive.
+    /// Opens the volume of a drive, even if the drive has no medium or its folder can't be opened.
+    /// Null with ERROR_FILE_NOT_FOUND if there is no such drive.
     static std::shared_ptr<VolumeHandle> open(WCHAR letter);
 
-    /// Flushes everything on the file system to the medium. ERROR_NOT_READY if there is no medium.
+    /// Flushes everything on the file system to the medium. ERROR_NOT_READY if there is no medium,
+    /// or the drive's folder couldn't be opened.
     bool flush() override;
     int descriptor() const noexcept override { return folder_.get(); }
     /// Answers IOCTL_STORAGE_QUERY_PROPERTY; ERROR_NOT_SUPPORTED for any other code or query, and
