@@ -22,7 +22,7 @@ HRESULT modulePathOf(const GUID& clsid, std::u16string& path) {
 }
 
 LSTATUS readText(const std::u16string& key, std::u16string& text) {
-    // Units. Nearly all paths fit into the first room, and then one read is enough.
+    // Rooms in units. Nearly all texts fit into the usual one, and then one read is enough.
     constexpr std::size_t usual = 260, longest = 32768;
     constexpr auto none = static_cast<LSTATUS>(ERROR_FILE_NOT_FOUND);
     HKEY opened = nullptr;
@@ -111,7 +111,7 @@ HRESULT LoadedClass::load(const GUID& clsid, std::shared_ptr<LoadedClass>& loade
 
 void LoadedClass::noteUse() noexcept {
     const std::thread::id me = std::this_thread::get_id();
-    // Read first, because the exchange is needed only when another thread comes.
+    // The thread is read first, because the exchange is needed only when another thread comes.
     if (user_.load(std::memory_order_relaxed) != me && user_.exchange(me) != std::thread::id())
         usedByOthers_ = true;
     used_.store(true, std::memory_order_relaxed);
@@ -120,7 +120,7 @@ void LoadedClass::noteUse() noexcept {
 bool LoadedClass::mayUnload() noexcept {
     const bool idle = canUnloadNow_ && canUnloadNow_() == S_OK;
     if (idle && user_ == std::this_thread::get_id() && !usedByOthers_) return true;
-    // The time counts only while the module is found idle by each call and isn't used between two
+    // The time counts only while each call finds the module idle and no object is made between two
     // calls.
     const bool used = used_.exchange(false);
     const bool stillIdle = idle && idle_ && !used;
@@ -138,8 +138,8 @@ ClassTable& ClassTable::instance() {
 // thread held at that moment would never be released there.
 ClassTable::ClassTable() {
     pthread_atfork([] { instance().mutex_.lock(); }, [] { instance().mutex_.unlock(); },
-                   // The child's thread has another id than the one that took the lock, so it can't
-                   // unlock it; the lock is made anew.
+                   // In the child the thread has another id than when it took the lock, and so
+                   // can't unlock it. The lock is made anew.
                    [] { ::new (&instance().mutex_) std::shared_mutex; });
 }
 
@@ -155,7 +155,7 @@ HRESULT ClassTable::find(const GUID& clsid, std::shared_ptr<LoadedClass>& loaded
     std::shared_ptr<LoadedClass> made;
     if (const HRESULT result = LoadedClass::load(clsid, made); FAILED(result)) return result;
     // Two threads may have loaded the class at once. The entry that was added first stays. The
-    // other one has made no object yet, and ends with `made`, after the lock is released.
+    // second entry has made no object yet, and ends with `made`, after the lock is released.
     const std::unique_lock lock(mutex_);
     loaded = classes_.try_emplace(clsid, made).first->second;
     loaded->noteUse();

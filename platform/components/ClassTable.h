@@ -4,19 +4,19 @@
 // Finding a class that is in the table costs a look-up under a shared lock. The table isn't locked
 // while the registry is read or while a module's code runs, so that a module may make objects of
 // other classes, or of its own, from anywhere: its factory, a constructor, its static
-// initialization. The one exception is DllCanUnloadNow, which only reads a count: as long as the
-// table is locked nobody can begin to make an object, so its answer still holds when the entry is
-// removed.
+// initialization. The one exception is DllCanUnloadNow, which is expected only to read a count. As
+// long as the table is locked, nobody can get the class to make an object, so the function's answer
+// still holds when the entry is removed.
 //
-// An entry keeps its module loaded, with a load of its own for each class. It is shared by the
-// table and the calls that are just making an object with it: that object isn't in the module's
-// count yet, so an entry that is in use stays.
+// An entry keeps its module loaded, with a load of its own for each class. A call that is just
+// making an object shares the entry with the table: the object isn't in the module's count yet, so
+// an entry that a call shares stays.
 //
 // At the end of an object's life, its last Release runs some instructions of the module after the
 // count has dropped. That doesn't matter to a caller of CoFreeUnusedLibraries that made all objects
 // itself, because objects are used on the thread that made them. If other threads made objects, the
-// module is unloaded only by a call that finds it idle and, for the ten seconds since an earlier
-// call found it idle, unused.
+// module is unloaded only after calls have found it idle for ten seconds, and no object was made in
+// that time.
 
 #include <atomic>
 #include <map>
@@ -52,8 +52,9 @@ class LoadedClass {
 
   private:
     HMODULE module_;
-    // The module's function, looked up when it was loaded: looking up takes the dynamic loader's
-    // lock, and a thread that holds that lock may be waiting for the table's.
+    // DllCanUnloadNow; null if the module has none. It is looked up while the table isn't locked,
+    // because that takes the dynamic loader's lock, and a thread that holds the loader's lock may
+    // be waiting for the table's.
     HRESULT (*canUnloadNow_)() noexcept;
     ComPtr<IClassFactory> factory_;
     std::atomic<std::thread::id> user_;       ///< the thread that made an object last
@@ -82,7 +83,7 @@ class ClassTable {
             return std::memcmp(&a, &b, sizeof(GUID)) < 0;
         }
     };
-    // A tree, because moving an entry from one to another allocates no memory and can't fail.
+    // A tree, because moving an entry to another tree allocates no memory and can't fail.
     using Classes = std::map<GUID, std::shared_ptr<LoadedClass>, Order>;
 
     std::shared_mutex mutex_;
@@ -90,8 +91,8 @@ class ClassTable {
 };
 
 /// Reads the default value of a key below HKEY_CLASSES_ROOT, up to its first zero. Returns `none`
-/// for a key that isn't there, that has no such text, or whose text is longer than any path, and
-/// the HRESULT of a registry that can't be read.
+/// for a key that isn't there, that has no such text, or whose text is longer than any path. If the
+/// registry can't be read, returns the HRESULT of its error.
 HRESULT readClassText(const std::u16string& key, HRESULT none, std::u16string& text);
 
 /// The result of a call that has just failed to load or open a module's file, by its last error:

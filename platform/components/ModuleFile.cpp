@@ -21,8 +21,8 @@
 namespace zlk::platform {
 namespace {
 
-/// The POSIX path of the regular file to which the path `name` leads; symbolic links in it aren't
-/// resolved. Anything but a regular file is refused, because the loader could wait at a pipe for a
+/// The POSIX path of the regular file to which the path `name` leads; it may contain symbolic
+/// links. Anything but a regular file is refused, because the loader could wait at a pipe for a
 /// writer. Empty with the last error.
 std::string regularFile(const std::u16string& name) {
     std::optional<PathTarget> target = PathTarget::find(name.c_str());

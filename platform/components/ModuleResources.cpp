@@ -30,8 +30,7 @@ bool matches(const std::byte* note, const ElfW(Nhdr) & header, const ResourceKey
 }
 
 /// Finds a resource among the notes of one segment; null if it isn't there. Each note is padded to
-/// `alignment` bytes. Our notes are padded to 4. A segment with 8 holds only notes of the tool
-/// chain, so nothing matches in it.
+/// `alignment` bytes. Our notes are padded to 4 bytes, so none matches if `alignment` is 8.
 HRSRC findInNotes(std::span<const std::byte> notes, std::size_t alignment, const ResourceKey& key) {
     const auto padded = [alignment](std::size_t size) {
         return (size + alignment - 1) / alignment * alignment;

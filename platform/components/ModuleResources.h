@@ -23,8 +23,7 @@ struct ResourceKey {
 };
 
 /// Finds a resource; null if the module doesn't have it. A note that doesn't lie whole within its
-/// segment ends the search there, because what follows it can't be trusted to be a note; other
-/// segments are still searched.
+/// segment ends the search of that segment; other segments are still searched.
 HRSRC findResourceNote(const link_map& module, const ResourceKey& key) noexcept;
 
 /// The resource's content: the note's description after its head.

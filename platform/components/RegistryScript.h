@@ -1,5 +1,5 @@
 #pragma once
-// A registrar's script (see registrar.h) in parsed form, with its words replaced.
+// A registrar's script (see registrar.h) in parsed form, with the words between % and % replaced.
 
 #include <span>
 #include <stdexcept>
@@ -42,8 +42,8 @@ std::vector<ScriptRoot> parseRegistryScript(std::u16string_view text,
                                             std::span<const RegistrarWord> words);
 
 /// Writes the keys and values of a script, or with `installing` false takes them away (see
-/// registrar.h). Registering stops at the first failure; unregistering goes on, and returns that
-/// failure at the end. If a root key can't be opened for writing, both stop.
+/// registrar.h). Registering stops at the first failure. Unregistering goes on after a failure, and
+/// returns the first one at the end; but it stops if a root key can't be opened for writing.
 LSTATUS runScript(const std::vector<ScriptRoot>& script, bool installing);
 
 }  // namespace zlk::platform

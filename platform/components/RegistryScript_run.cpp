@@ -6,8 +6,8 @@ namespace {
 LSTATUS install(HKEY parent, const ScriptKey& key) {
     if (key.forceRemove) {
         const LSTATUS removed = RegDeleteTreeW(parent, key.name.c_str());
-        // If the store has no key of its own, there may be an installed one, which can't be
-        // deleted; the values of the new key then win over those of the installed one.
+        // A key that only the installed classes have can't be deleted. The values of the new key
+        // win over those of the installed key.
         if (removed != 0 && removed != static_cast<LSTATUS>(ERROR_FILE_NOT_FOUND) &&
             removed != static_cast<LSTATUS>(ERROR_ACCESS_DENIED))
             return removed;
@@ -28,8 +28,8 @@ LSTATUS install(HKEY parent, const ScriptKey& key) {
     return 0;
 }
 
-/// Whether a deletion succeeded or had nothing to do. The script didn't write a key or value that
-/// is missing, or that only the installed classes have.
+/// Whether a deletion succeeded or had nothing to do: the key or value is missing, or only the
+/// installed classes have it.
 bool isGone(LSTATUS status) {
     return status == 0 || status == static_cast<LSTATUS>(ERROR_FILE_NOT_FOUND) ||
            status == static_cast<LSTATUS>(ERROR_ACCESS_DENIED);
@@ -67,7 +67,7 @@ LSTATUS runScript(const std::vector<ScriptRoot>& script, bool installing) {
     LSTATUS failure = 0;
     for (const ScriptRoot& root : script) {
         // This fails for a store that can't be written. So failures below are about single keys,
-        // and "access denied" means a key that is only installed.
+        // and "access denied" means a key that only the installed classes have.
         HKEY opened = nullptr;
         if (const LSTATUS status = RegOpenKeyExW(root.key, nullptr, 0, KEY_ALL_ACCESS, &opened))
             return status;
