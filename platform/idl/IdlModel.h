@@ -27,7 +27,7 @@ enum class MethodKind : std::uint8_t { Method, PropGet, PropPut };
 struct Method {
     std::string name;
     MethodKind kind = MethodKind::Method;
-    std::optional<std::int32_t> dispatchId;  ///< set exactly in dual interfaces
+    std::optional<std::int32_t> dispatchId;  ///< set in all dual interfaces and in no other
     std::string helpString;
     std::vector<std::string> comment;  ///< the `///` lines before it, without slashes
     std::vector<Parameter> parameters;

@@ -1,7 +1,7 @@
 #pragma once
-// Parses interface definition files. The grammar is a small subset: interfaces based on IUnknown or
-// IDispatch with their methods, and one library of coclasses, which stands after the interfaces
-// that it names; no expressions, and no types that a file defines itself.
+// Parses interface definition files. A file has interfaces, based on IUnknown or IDispatch, and one
+// library of coclasses, which stands after the interfaces that it names. There are no expressions,
+// and no types that a file defines itself.
 
 #include <stdexcept>
 #include <string>

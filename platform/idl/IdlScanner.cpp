@@ -93,7 +93,7 @@ void Scanner::skipBlank() {
         } else if (rest.starts_with("//")) {
             std::string_view line = rest.substr(0, rest.find('\n'));
             at_ += line.size();
-            // Only these lines are documentation, which goes into the header.
+            // Only lines with three slashes are documentation, which goes into the header.
             if (!line.starts_with("///")) continue;
             line.remove_prefix(line.starts_with("/// ") ? 4 : 3);
             if (line.ends_with('\r')) line.remove_suffix(1);

@@ -12,7 +12,7 @@ namespace zlk::idl {
 struct Token {
     enum class Kind : char { Name, Number, Text, Sign, End };
     Kind kind = Kind::End;
-    std::string text;  ///< of a Text without its quotes
+    std::string text;  ///< a Text stands here without its quotes
 };
 
 /// Looks one word ahead. An id isn't a word, since it may begin like a number or a name; where an

@@ -6,8 +6,8 @@
 //     types        typeCount records of typeSize bytes
 //     functions    functionCount records of functionSize bytes
 //     parameters   parameterCount records of parameterSize bytes
-//     texts        textSize bytes, printable ASCII; records name a text by its offset, and it ends
-//                  with a zero
+//     texts        textSize bytes: printable ASCII, with a zero after each text; records name a
+//                  text by its offset
 //
 //     header       0 magic   8 id (16)   24 major (2), minor (2)   28 locale (4)   32 name (4)
 //                 36 help (4)   40 imported library (4)   44 typeCount (4)   48 functionCount (4)

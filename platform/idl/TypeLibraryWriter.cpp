@@ -9,8 +9,8 @@
 namespace zlk::idl {
 namespace {
 
-/// The id of the first member of an interface whose members have no dispatch ids; the others count
-/// on from it.
+/// The id of the first member of an interface whose members have no dispatch ids. Each further
+/// member has the next number.
 constexpr std::uint32_t firstMemberId = 0x60010000;
 
 typelib::ValueType valueType(Type type) {
