@@ -7,13 +7,14 @@
 
 namespace zlk::platform {
 
-/// Moves the old root to `root`. The old root is what stands where an earlier version would have
-/// made its root for this process's environment, if it is this user's and has a settings store. It
-/// stays if something is at `root` already, if a process uses it or that can't be found out, if it
-/// is a link or others than this user may write it, or if the renaming fails. The folder above
-/// `root` must exist. Returns a sentence for the diagnostics, which says that the old root was
-/// moved, or that it stays and isn't used any more. The sentence is empty if there is no old root,
-/// if it is `root` itself and no link, or if another process has just moved it.
+/// Moves the old root to `root`, whose parent folder must exist. The old root is the folder, or the
+/// link to a folder, where an earlier version would have made its root for this process's
+/// environment. It counts only if this user owns it and it has a settings store. The old root stays
+/// if something is at `root` already, if a process uses the old root or that can't be found out, if
+/// it is a link, if others than this user may write it, or if the renaming fails. Returns a
+/// sentence for the diagnostics, which says that the old root was moved, or that it stays and isn't
+/// used any more. The sentence is empty if there is no old root, if it is `root` itself and no
+/// link, or if another process has just moved it.
 std::u16string takeOverEarlierRoot(const std::string& root);
 
 }  // namespace zlk::platform

@@ -2,11 +2,11 @@
 // Converts between a file's name, which consists of bytes, and its text.
 //
 // A name may contain what a text may not: bytes that aren't UTF-8, ASCII's control characters, the
-// backslash, and U+FFFE and U+FFFF, which no XML document may contain. In the text, each byte of
-// these becomes the unit U+F000 + byte.
-// A unit U+F0xx in a text can be read in two ways: as this character itself, which a name may
-// really contain, and as the byte that it stands for. `/` and the zero byte have no unit, so no
-// unit can smuggle a path separator or an end into a name.
+// backslash, and U+FFFE and U+FFFF, which no XML document may contain. In the text, the unit
+// U+F000 + byte stands for each byte of these.
+// Such a unit in a text can be read in two ways: as the byte that it stands for, and as a
+// character, which a name may really contain. `/` and the zero byte have no unit, so no unit can
+// smuggle a path separator or an end into a name.
 
 #include <optional>
 #include <string>

@@ -5,7 +5,7 @@
 //     <root>/registry.db     the settings store
 //     <root>/devices/        sockets of device hosts
 //     <root>/run/            named objects, drive letters, port numbers
-//     <root>/tmp/            the user's temporary files
+//     <root>/tmp/            temporary files
 //
 // The root is the folder that ZLK_MACHINE names (ignored in set-user-id programs), else
 // .local/share/zlkcamtr in the home folder that the user database names. So all processes of a user
@@ -31,8 +31,8 @@ class MachineRoot {
     /// Callable on any thread; the object doesn't change afterwards.
     static const MachineRoot& instance();
 
-    /// False if there is no place for the root, or no folder at that place, or one that isn't
-    /// trusted; folder() then fails with ERROR_ACCESS_DENIED.
+    /// False if there is no place for the root, if there is no folder at that place, or if the
+    /// folder isn't trusted. folder() then fails with ERROR_ACCESS_DENIED.
     bool usable() const noexcept { return usable_; }
     const std::string& path() const noexcept { return path_; }
     /// Whether the root belongs to a group of users.

@@ -40,7 +40,7 @@ DWORD errorFromErrno(int error) noexcept {
         case EHOSTUNREACH:
         case ENOMEDIUM:
             return ERROR_NOT_READY;
-        // The file is in use: leased (EAGAIN), mounted (EBUSY) or run as a program (ETXTBSY).
+        // The file is in use, for example leased (EAGAIN), mounted (EBUSY) or run (ETXTBSY).
         case EAGAIN:
         case EBUSY:
         case ETXTBSY:

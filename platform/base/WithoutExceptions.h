@@ -1,5 +1,5 @@
 #pragma once
-// Keeps exceptions inside a platform call: what the body throws becomes a last error.
+// Keeps exceptions inside a platform call: an exception of its body becomes a last error.
 
 #include <exception>
 

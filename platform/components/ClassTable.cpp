@@ -111,7 +111,7 @@ HRESULT LoadedClass::load(const GUID& clsid, std::shared_ptr<LoadedClass>& loade
 
 void LoadedClass::noteUse() noexcept {
     const std::thread::id me = std::this_thread::get_id();
-    // The thread is read first, because the exchange is needed only when another thread comes.
+    // user_ is read first, because the exchange is needed only when another thread comes.
     if (user_.load(std::memory_order_relaxed) != me && user_.exchange(me) != std::thread::id())
         usedByOthers_ = true;
     used_.store(true, std::memory_order_relaxed);

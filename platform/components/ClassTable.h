@@ -66,7 +66,6 @@ class LoadedClass {
 
 class ClassTable {
   public:
-    /// The table of this process.
     static ClassTable& instance();
     ClassTable();
 

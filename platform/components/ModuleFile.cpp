@@ -21,9 +21,8 @@
 namespace zlk::platform {
 namespace {
 
-/// The POSIX path of the regular file to which the path `name` leads; it may contain symbolic
-/// links. Anything but a regular file is refused, because the loader could wait at a pipe for a
-/// writer. Empty with the last error.
+/// The POSIX path of the regular file to which the path `name` leads. Anything but a regular file
+/// is refused, because the loader could wait at a pipe for a writer. Empty with the last error.
 std::string regularFile(const std::u16string& name) {
     std::optional<PathTarget> target = PathTarget::find(name.c_str());
     const Descriptor file = target ? target->open(O_PATH | O_CLOEXEC) : Descriptor();

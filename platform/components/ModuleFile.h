@@ -8,9 +8,9 @@
 
 namespace zlk::platform {
 
-/// The absolute path of the module file that `name` stands for (see LoadLibraryW); it may contain
-/// symbolic links. Empty with ERROR_MOD_NOT_FOUND if no such regular file can be reached, or with
-/// ERROR_TOO_MANY_OPEN_FILES.
+/// The absolute path of the module file that `name` stands for (see LoadLibraryW). The path may
+/// contain symbolic links. Empty with ERROR_MOD_NOT_FOUND if no such regular file can be reached,
+/// or with ERROR_TOO_MANY_OPEN_FILES.
 std::string findModuleFile(std::u16string_view name);
 
 /// Whether a file has all the bytes that its ELF headers want mapped; false with the errors of

@@ -59,7 +59,6 @@ bool isMapped(const dl_phdr_info& module, const ElfW(Phdr) & wanted) {
         });
 }
 
-// What searchObject looks for, and what it has found.
 struct Search {
     const link_map& module;
     const ResourceKey& key;

@@ -79,7 +79,6 @@ std::vector<CardMount> readCardMounts() {
         const LSTATUS result =
             RegEnumKeyExW(key.get(), index, name, &length, nullptr, nullptr, nullptr, nullptr);
         if (result != ERROR_SUCCESS) break;
-        // A key whose name isn't one of the letters is no mount.
         const WCHAR letter = upperCase(name[0]);
         if (length != 1 || letter < firstLetter || letter > lastLetter) continue;
         if (auto mount = readCardMount(letter)) mounts.push_back(std::move(*mount));

@@ -33,10 +33,10 @@ std::optional<Drive> findDrive(WCHAR letter);
 /// medium or opening fails for another reason.
 Descriptor openDriveFolder(WCHAR letter);
 
-/// Opens the folder of the mounted network share with whose source a path begins, and takes the
-/// names of the source off the path. Names may differ in case. Of several mounts that fit, the one
-/// whose source has the most names is taken. Empty with ERROR_PATH_NOT_FOUND (no mount fits) or the
-/// error of opening the folder.
+/// Opens the folder of a mounted network share if `path` begins with the names of its source, and
+/// takes these names off `path`. The names may differ in case. If several mounts fit, the one whose
+/// source has the most names is taken. Empty with ERROR_PATH_NOT_FOUND (no mount fits) or the error
+/// of opening the folder.
 Descriptor openShareFolder(std::vector<std::u16string_view>& path);
 
 }  // namespace zlk::platform

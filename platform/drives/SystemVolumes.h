@@ -28,15 +28,15 @@ struct SystemVolume {
 };
 
 /// All volumes in the order of their disks' names. A medium that is mounted below /media or
-/// /run/media counts on any disk. One that is mounted elsewhere counts only on a removable disk
-/// that doesn't hold this system's root, and not below /run or /boot. A removable disk of which
-/// nothing is mounted is listed as a reader.
+/// /run/media is listed for any disk. A medium that is mounted elsewhere is listed only if its disk
+/// is removable and doesn't hold this system's root, and never if it is mounted below /run or
+/// /boot. A removable disk of which nothing is mounted is listed as a reader. Loop devices and
+/// memory disks don't count as disks.
 std::vector<SystemVolume> systemVolumes();
 
 /// The bytes of the label of the medium on a device (`sdb1`); empty if the medium has no label.
 std::string volumeLabel(const std::string& device);
 
-/// A network share that is mounted.
 struct NetworkMount {
     std::vector<std::string> source;  ///< server, share, and what lies below it, if anything
     std::string folder;

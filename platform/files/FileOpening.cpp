@@ -145,8 +145,8 @@ HANDLE openPath(const WCHAR* path, DWORD access, DWORD share, DWORD disposition,
     if (flags & FILE_FLAG_BACKUP_SEMANTICS) {
         if (Descriptor folder = target->open(O_RDONLY | O_DIRECTORY))
             return handleOf(std::make_shared<VolumeHandle>(std::move(folder)));
-        // A path that leads to no folder is tried as a file. After any other failure that would
-        // replace the reason, which the caller needs.
+        // A path that leads to no folder is tried as a file. After any other failure, trying would
+        // replace the last error, which tells the caller the reason.
         const bool mayBeFile = errno == ENOTDIR || errno == ENOENT;
         if (!mayBeFile) return INVALID_HANDLE_VALUE;
     }

@@ -2,8 +2,8 @@
 // Finds the file that a path text leads to.
 //
 // A path is first tried as it is spelled, in one system call. Only if that finds nothing, its names
-// are looked up one by one: as spelled, then with units for bytes (FileName.h) read as bytes, then
-// by reading the folder for a name with the same text or, below a drive or a share, for one that
+// are looked up: each one as spelled, then with units for bytes (FileName.h) read as bytes, then by
+// reading the folder for a name with the same text or, below a drive or a share, for one that
 // differs only in case.
 
 #include <optional>

@@ -180,7 +180,7 @@ class Parser {
     }
 
     Parameter parameter(const Method& owner) {
-        // The rules for parameters here are those that the reader of type libraries checks again.
+        // The reader of type libraries checks these rules again, except that names differ.
         const Attributes attributes = attributeList({"in", "out", "retval"});
         Parameter made;
         made.in = attributes.has("in");
