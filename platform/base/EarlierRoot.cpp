@@ -38,8 +38,8 @@ std::string earlierRoot() {
 }
 
 /// Whether some process uses a root, as the locks on the files in it show. The root also counts as
-/// used if a folder or file in it can't be looked at, because moving a root that is in use would
-/// split the machine in two.
+/// used if a folder in it can't be listed or a file can't be opened, because moving a root that is
+/// in use would split the machine in two.
 bool isUsed(const std::string& root) {
     std::error_code error;
     for (fs::recursive_directory_iterator entry(root, error), end; entry != end && !error;

@@ -79,8 +79,7 @@ FileHandle::~FileHandle() {
     // Unlocked before closing: a child that was forked meanwhile has the descriptor, and the locks,
     // too. If it is the child that closes, it unlocks nothing, since the locks are its parent's.
     struct flock none = wholeFile(F_UNLCK);
-    // A handle without access rights serves only to ask for the file's status, and has locked
-    // nothing.
+    // A handle without access rights has locked nothing.
     if (access_ != 0 && !opener_.crossed()) ::fcntl(file_.get(), F_OFD_SETLK, &none);
 }
 

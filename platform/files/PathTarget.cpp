@@ -21,8 +21,8 @@ constexpr std::size_t maxPathUnits = 32767;  // as many as callers' paths may ha
 constexpr int folderFlags = O_PATH | O_DIRECTORY | O_CLOEXEC;
 
 DWORD errorOfOpen(int error) noexcept {
-    // EXDEV means a path that leads out of its fence, ENXIO, for example, a socket or a pipe
-    // without a reader.
+    // EXDEV comes from a path that leads out of its fence. ENXIO comes, for example, from a socket
+    // or a pipe without a reader.
     return error == EXDEV || error == ENXIO ? ERROR_ACCESS_DENIED : errorFromErrno(error);
 }
 
@@ -188,8 +188,8 @@ std::optional<PathTarget::Entry> PathTarget::entry() const {
 
 std::optional<PathTarget::Spelling> PathTarget::spell() const {
     Spelling spelling{".", {}};
-    // The folders above are mostly spelled as they exist, and then one call opens them all.
-    // Otherwise every name is looked up, from the root on.
+    // The folders above the last name are mostly spelled as they exist, and then one call opens
+    // them all. Otherwise every name is looked up, from the root on.
     std::size_t i = components_.empty() ? 0 : components_.size() - 1;
     auto above = literalWay(std::span(components_).first(i));
     Descriptor folder = above ? root_.open(*above, folderFlags) : Descriptor();

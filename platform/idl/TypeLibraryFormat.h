@@ -1,6 +1,7 @@
 #pragma once
 // The file format of a type library: flat records, one table after the other, followed by the
-// texts. All numbers are little-endian on every machine.
+// texts. All numbers are little-endian on every machine. Below, the offset of a field stands before
+// its name, and its size in bytes after it.
 //
 //     header       see below
 //     types        typeCount records of typeSize bytes
