@@ -1,6 +1,6 @@
 #pragma once
 // Locks on whole files, by which processes exclude each other (open file description locks,
-// F_OFD_*). This is a header only, because device hosts use it and don't link the platform library.
+// F_OFD_*). This is a header only, because zlk-usbscan uses it without the platform library.
 
 #include <fcntl.h>
 #include <unistd.h>

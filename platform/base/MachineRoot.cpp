@@ -47,8 +47,8 @@ int makeFolders(const std::string& path, mode_t mode) {
 
 const MachineRoot& MachineRoot::instance() {
     static const MachineRoot root;
-    // Reported once in a process, and only after the constructor has returned: reporting may lead
-    // back here, which mustn't happen while `root` is being initialized.
+    // The outcome is reported once in a process, and only after the constructor has returned:
+    // reporting may lead back here, which mustn't happen while `root` is being initialized.
     static std::atomic_flag said;
     if (!said.test() && !said.test_and_set()) {
         if (!root.news_.empty()) diagnose("EarlierRoot", u"%s", root.news_);

@@ -38,8 +38,8 @@ class Parser {
     File file() {
         while (scanner_.peek().kind != Token::Kind::End) {
             auto comment = scanner_.takeComment();
-            // Interface and library share this list, because what follows the attributes isn't
-            // known yet; each refuses the other's attributes itself.
+            // Interfaces and the library share this list, because what follows the attributes isn't
+            // known yet. interface() and library() refuse what isn't theirs.
             const Attributes attributes =
                 attributeList({"object", "dual", "uuid", "helpstring", "version", "lcid"});
             if (accept("interface")) {
@@ -279,7 +279,8 @@ class Parser {
 
     Scanner scanner_;
     File file_;
-    // Ids and names that the file has used, each of which may be used once.
+    // The ids in the file and the names of its interfaces and classes, each of which may be given
+    // once.
     std::set<Guid> ids_;
     std::set<std::string> names_;
 };

@@ -1,5 +1,5 @@
 #pragma once
-// Cuts an interface definition file into words, and collects its comments.
+// Cuts an interface definition file into words, and collects its `///` comments.
 
 #include <string>
 #include <string_view>
