@@ -7,12 +7,11 @@
 namespace zlk {
 
 /// The port is a device path without the prefix `\\?\`. The device's ids and packet size are read
-/// once, at opening.
+/// once, at opening. There are no events.
 ///
-/// Callers may notice some differences from WindowsUSB. With an empty port, this transport stays
-/// closed and throws nothing. While closed, its reads and writes do nothing and leave the count of
-/// bytes as it was. A dead handle gives PTP_TRANSPORT_ERROR like any other failure. There are no
-/// events.
+/// Opening an empty port does nothing. While the transport is closed, write() does nothing, and
+/// read() leaves the buffer and the count of bytes as they are. A transfer on a dead handle throws
+/// PTP_TRANSPORT_ERROR.
 class CVistaUSBTransport : public TransportInterface {
   public:
     CVistaUSBTransport() = default;
@@ -30,7 +29,8 @@ class CVistaUSBTransport : public TransportInterface {
     void getVidPid(std::uint32_t* vidOut, std::uint32_t* pidOut) override;
 
   private:
-    /// Sends a control code, whose answer must have exactly this size. Throws PTP_TRANSPORT_ERROR.
+    /// Sends a control code. Throws PTP_TRANSPORT_ERROR if that fails, or if the answer hasn't
+    /// exactly `size` bytes.
     void ask(DWORD code, void* answer, DWORD size) const;
 
     UniqueHandle handle;

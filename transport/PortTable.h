@@ -1,7 +1,7 @@
 #pragma once
-// The tables of ports that all processes share in named sections. A table has an entry for each
-// camera (the first driver family: that is in use; the second: that is attached), with the camera's
-// count of transactions.
+// The tables of ports that all processes share in named sections. The first driver family's table
+// has an entry for each port that an arbiter has set, the second family's one for each camera that
+// was attached. Each entry has its camera's count of transactions.
 
 #include <algorithm>
 #include <cstddef>
@@ -13,20 +13,20 @@
 
 namespace zlk {
 
-/// An entry of the first driver family's table, which our own processes make. The layout is fixed,
-/// since processes of different versions share it.
+/// An entry of the first driver family's table. The layout is fixed, since processes of different
+/// versions share the table.
 struct CameraPortEntry {
     char port[20];                ///< zero-terminated
     char mutexName[128];          ///< zero-terminated
     std::uint32_t transactionID;  ///< id of the next command
-    std::uint16_t refCount;       ///< arbiters of all processes that have this port set
+    std::uint16_t refCount;       ///< calls of setPort() not yet matched by removePort()
     std::uint8_t unused[2];
 } __attribute__((packed));
 static_assert(sizeof(CameraPortEntry) == 156);
 
 /// A count in one byte, followed by the packed entries. Every process can write into the section,
 /// so the count is believed only as far as the section reaches. An object of this class is a view
-/// of the mapped section and must not outlive it; it does no locking.
+/// of the mapped section, which has to stay mapped. Nothing is locked here.
 template <class Entry>
 class PortTable {
   public:
@@ -47,9 +47,9 @@ class PortTable {
     Entry* begin() const noexcept { return reinterpret_cast<Entry*>(bytes_ + 1); }
     Entry* end() const noexcept { return begin() + count(); }
 
-    /// The first entry whose port begins with `port`, compared without case; null if there is none.
-    /// So `port` also finds an entry with a longer name that begins with it. All processes compare
-    /// ports in this way, since they have to agree on one entry.
+    /// The first entry whose port begins with `port`; null if there is none. The case of ASCII
+    /// letters doesn't count. All processes compare ports in this way, since they have to agree on
+    /// one entry.
     Entry* find(std::string_view port) const noexcept {
         for (Entry& entry : *this)
             if (port.size() <= sizeof entry.port &&
@@ -69,9 +69,9 @@ class PortTable {
         }
         if (before > 0) setCount(before - 1);
     }
-    /// Completes a removal in whose middle a process died. At that point one entry stands at its
-    /// new place, perhaps incompletely, and also at its old place after that. So two neighbours
-    /// have the same port, unless the process died while it copied the port itself.
+    /// Completes a removal in whose middle a process died. The entry that was being moved then
+    /// stands at two neighbouring places. It is moved once more, and the entries after it follow.
+    /// Nothing is done if no two neighbours have the same port.
     void resumeRemoval() {
         for (Entry* entry = begin(); entry + 1 < end(); ++entry)
             if (std::equal(std::begin(entry->port), std::end(entry->port), entry[1].port))

@@ -20,8 +20,7 @@ constexpr char portMutexPrefix[] = "Global\\ZlPtpDrvMutex";
 constexpr DWORD tableSize = 1024;
 constexpr std::size_t longestPort = sizeof(CameraPortEntry::port) - 1;
 
-/// The first arbiter of a process leaves the table mapped until the process ends, so that the
-/// counts of transactions survive between connections.
+/// Set by the first arbiter of the process, which leaves the table mapped until the process ends.
 std::atomic<bool> sharedMemoryInitialised{false};
 
 /// The name of a port's mutex ends with the last four characters of the port, by which the ports of
@@ -45,7 +44,7 @@ class PtpSyncController::TableHold {
     TableHold(const TableHold&) = delete;
     TableHold& operator=(const TableHold&) = delete;
 
-    /// Whether the mutex's last holder died, perhaps in the middle of a change.
+    /// Whether the previous holder died while it held the mutex, perhaps in the middle of a change.
     bool abandoned() const noexcept { return abandoned_; }
 
   private:
@@ -73,8 +72,8 @@ void PtpSyncController::cleanupMappedFile() {
     section.close();
 }
 
-/// The handle of the released mutex is kept until the next one is released: opening a mutex that
-/// this process has open costs much less than finding one among those of all processes.
+/// The handle of the released mutex stays open until the next release: opening a mutex costs much
+/// less while this process has another handle of it.
 void PtpSyncController::letGo() {
     if (!mutex) return;
     ReleaseMutex(mutex.get());
@@ -87,8 +86,8 @@ void PtpSyncController::makeOrOpenTable() {
         return;
     }
     TraceLine(category, "setPort - openFileMapping creating map");
-    // The section is new only if no other process has made it since the attempt to open it:
-    // programs that aren't ours don't wait for the table's mutex.
+    // Another process may have made the section since the attempt to open it, since programs that
+    // aren't ours don't wait for the table's mutex. The entries of that process then stay.
     if (section.make(tableName, tableSize)) Table(section, tableSize).setCount(0);
 }
 
@@ -150,8 +149,8 @@ std::uint32_t PtpSyncController::getMutex(const WCHAR* wide) {
         throw PTP_GENERAL_ERROR;
     }
     try {
-        // The entry is read anew, since the previous holder has stored the next id while this
-        // thread waited.
+        // The entry is read anew, since another holder may have stored an id while this thread
+        // waited.
         return copyOf(port).transactionID;
     } catch (PTPCommErrors) {
         // A caller whose getMutex() failed doesn't call releaseMutex().

@@ -12,20 +12,18 @@ namespace zlk {
 
 /// Arbitrates by a table that the processes of this system make for themselves: the section
 /// `Global\ZlPtpHandlesToCameras` of 1024 bytes, with an entry named `zero` and room for five
-/// cameras. It exists as long as any process that has ever had an arbiter.
+/// cameras. The section exists as long as any process lives that has had an arbiter.
 ///
 /// A camera's turn passes from process to process with the camera's own mutex. The table itself,
 /// that is, its count and the places of its entries, is read and changed under
 /// `Global\ZlPtpTableMutex`. Otherwise processes that start together would lose each other's
 /// entries, and a process that looks for its entry while another moves it would find none, or
-/// another camera's. Lock order: the port's mutex first, then the table's, which nobody holds for
-/// longer than a look through the table.
+/// another camera's. Lock order: the port's mutex first, then the table's.
 ///
-/// PTP_GENERAL_ERROR is thrown for a port of more than 19 bytes; by setPort() for a camera that the
-/// table has no room for, which leaves the table as it was; by getMutex() and releaseMutex() for a
-/// port that the table doesn't list; and where the section or a mutex can't be made or opened. As
-/// long as there is no table, getMutex() returns 0 without taking a turn, and releaseMutex() and
-/// removePort() do nothing.
+/// PTP_GENERAL_ERROR is thrown, among other cases, for a port of more than 19 bytes; by setPort()
+/// if the table is full; and by getMutex() and releaseMutex() for a port that the table doesn't
+/// list. If the table can't be opened, getMutex() returns 0 without taking a turn, and
+/// releaseMutex() and removePort() do nothing.
 ///
 /// An arbiter is for one thread, since mutexes belong to threads.
 class PtpSyncController : public PTPSyncInterface {
@@ -47,12 +45,11 @@ class PtpSyncController : public PTPSyncInterface {
     using Table = PortTable<CameraPortEntry>;
 
     class TableHold;
-    /// The table, to be used only while `hold` exists. It is repaired first if the last process
-    /// that held its mutex has died.
+    /// The table, to be used only while `hold` exists. It is repaired first if the previous holder
+    /// of its mutex died while holding the mutex.
     Table table(const TableHold& hold) const;
     /// Opens the section, or makes it with an empty table.
     void makeOrOpenTable();
-    /// Closes the section.
     void cleanupMappedFile();
     /// Releases the port's mutex, if it is held.
     void letGo();

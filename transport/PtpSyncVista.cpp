@@ -89,8 +89,7 @@ std::uint32_t PtpSyncVista::getMutex(const WCHAR* wide) {
     }
     TraceLine(category, "getMutex - Wait for Mutex...");
     const DWORD result = WaitForSingleObject(mutex.get(), INFINITE);
-    // WAIT_ABANDONED means that the last holder died, and the turn is ours all the same. Only after
-    // WAIT_FAILED it isn't.
+    // WAIT_ABANDONED means that the last holder died; the turn is ours all the same.
     if (result == WAIT_OBJECT_0) {
         TraceLine(category, "getMutex - Got it");
     } else {

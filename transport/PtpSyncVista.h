@@ -11,11 +11,12 @@
 namespace zlk {
 
 /// Arbitrates by the table that the driver of the second family makes and fills: the section
-/// `Global\ZlPtpWPDHandlesToCameras`. This class only writes the transaction id of an entry, while
-/// it holds the port's mutex; entries never move. PTP_GENERAL_ERROR is thrown for a port of more
-/// than 199 bytes; by getMutex() and releaseMutex() for a port that the table doesn't list; and by
-/// getMutex() if there is no table, or if the port's mutex can be neither opened nor made. An
-/// arbiter is for one thread.
+/// `Global\ZlPtpWPDHandlesToCameras`. All that this class writes there is the transaction id of an
+/// entry, while it holds the port's mutex. Entries never move.
+///
+/// PTP_GENERAL_ERROR is thrown, among other cases, for a port of more than 199 bytes; by getMutex()
+/// if there is no table; and by getMutex() and releaseMutex() for a port that the table doesn't
+/// list. An arbiter is for one thread.
 class PtpSyncVista : public PTPSyncInterface {
   public:
     PtpSyncVista() = default;

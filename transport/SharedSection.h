@@ -11,8 +11,8 @@ namespace zlk {
 /// A named section that is mapped as a whole. Not thread-safe.
 class SharedSection {
   public:
-    /// Opens and maps the section, unless this object has one mapped already. False if it can't be
-    /// opened, usually because it doesn't exist. Throws PTP_GENERAL_ERROR if it can't be mapped.
+    /// Opens and maps the section, unless this object has one mapped already. False if the section
+    /// can't be opened. Throws PTP_GENERAL_ERROR if it can't be mapped.
     bool open(const char* name) {
         return view_ || map(OpenFileMappingA(FILE_MAP_ALL_ACCESS, 0, name));
     }
@@ -43,7 +43,7 @@ class SharedSection {
         void operator()(void* view) const noexcept { UnmapViewOfFile(view); }
     };
 
-    /// Takes ownership of the mapping, and maps it as a whole. False for a null one. Throws
+    /// Takes ownership of the mapping, and maps it as a whole. False if `mapping` is null. Throws
     /// PTP_GENERAL_ERROR.
     bool map(HANDLE mapping) {
         mapping_ = UniqueHandle(mapping);

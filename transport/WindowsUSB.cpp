@@ -13,9 +13,9 @@
 namespace zlk {
 namespace {
 
-constexpr DWORD systemFile = 4;  // an attribute that the driver's own clients pass
+constexpr DWORD systemFile = 4;  // the attribute FILE_ATTRIBUTE_SYSTEM
 
-/// A dead handle is reported as such, since opening the camera again helps then.
+/// A dead handle has an error of its own, since opening the camera again helps then.
 void raiseTransferError() {
     throw GetLastError() == ERROR_INVALID_HANDLE ? PTP_INVALID_HANDLE : PTP_TRANSPORT_ERROR;
 }

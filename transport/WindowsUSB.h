@@ -33,7 +33,7 @@ class WindowsUSB : public TransportInterface {
     UniqueHandle dataHandle;
     UniqueHandle interruptHandle;
     char devicePath[20] = {};          // the last port, UTF-8
-    std::uint32_t maxPacketSize = 64;  // bytes; 64 until a device has reported its pipes
+    std::uint32_t maxPacketSize = 64;  // bytes; 64 until a device has reported its bulk pipes
 };
 
 }  // namespace zlk
