@@ -19,7 +19,7 @@ class ObjectInfoDataset {
     virtual ~ObjectInfoDataset() = default;
 
     /// Writes the dataset at the stream's cursor, in the form in which it is parsed. Throws what
-    /// the stream throws, as for a text of more than 254 units.
+    /// the stream throws, for example PTP_GENERAL_ERROR for a text of more than 254 units.
     void write(PtpDataStream& stream) const;
 
     std::uint32_t StorageID = 0;

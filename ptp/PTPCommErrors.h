@@ -11,7 +11,7 @@ namespace zlk {
 enum PTPCommErrors : std::uint32_t {
     PTP_NO_CONNECTION = 1,    ///< there is no transport, or the device can't be opened
     PTP_OUT_OF_MEMORY = 2,    ///< no memory for a buffer, or a container is too long
-    PTP_TRANSPORT_ERROR = 3,  ///< a read, write or control request failed, or brought too much
+    PTP_TRANSPORT_ERROR = 3,  ///< a transfer or control request failed, or brought a wrong length
     PTP_NO_RESPONSE = 4,      ///< a read before a container's end returned nothing
     PTP_INVALID_HANDLE = 8,   ///< the handle is dead; the device has to be opened again
     PTP_GENERAL_ERROR = 0x2002,

@@ -12,8 +12,8 @@
 namespace zlk {
 
 /// Gives turns on each port to the processes of the system, and keeps the transaction id that comes
-/// next on the port. All functions may throw PTP_GENERAL_ERROR. `port` is the text that opens the
-/// camera on its driver family.
+/// next on the port. All functions may throw PTP_GENERAL_ERROR. `port` is the text that
+/// TransportInterface::openConnection() takes.
 class PTPSyncInterface {
   public:
     virtual ~PTPSyncInterface() = default;
@@ -21,7 +21,8 @@ class PTPSyncInterface {
     /// Waits without a time limit until the port is free, and takes it for the calling thread.
     /// Returns the id of the next command.
     virtual std::uint32_t getMutex(const WCHAR* port) = 0;
-    /// Stores the id of the next command and releases the port. To be called by the same thread.
+    /// Stores the id of the next command and releases the port. To be called by the thread that
+    /// took the port.
     virtual void releaseMutex(const WCHAR* port, std::uint32_t transactionId) = 0;
 
     /// Makes the port known. Each call is to be matched by one of removePort().
@@ -36,8 +37,8 @@ class PTPSyncInterface {
     virtual void updatePortInfo(const WCHAR* port, std::uint32_t vid, std::uint32_t pid) = 0;
 };
 
-/// The arbiter for the driver family of this system. Never null; throws PTP_GENERAL_ERROR if the
-/// table of ports can't be made. Defined in transport/.
+/// The arbiter for the driver family of this system. Never null; may throw PTP_GENERAL_ERROR.
+/// Defined in transport/.
 std::unique_ptr<PTPSyncInterface> createPortArbiter();
 
 }  // namespace zlk

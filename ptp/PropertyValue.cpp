@@ -16,7 +16,6 @@ PropertyValue& PropertyValue::operator=(const PropertyValue& other) {
     return *this;
 }
 
-/// Only the field of the value's own type was read, and the others are 0.
 void PropertyValue::spread() {
     if (value32 != 0) {
         value8 = value16 = value32;

@@ -21,7 +21,8 @@ class PropertyValue {
     PropertyValue& operator=(const PropertyValue& other);
     virtual ~PropertyValue() = default;
 
-    /// Reads one value of this type at the cursor into its field.
+    /// Reads a value of this type at the cursor into the field of the type. Reads nothing for a
+    /// type that isn't supported.
     void read(PtpDataStream& stream, std::uint16_t type);
     /// Writes the field of this type at the cursor; nothing for a type that isn't supported.
     void write(PtpDataStream& stream, std::uint16_t type) const;

@@ -68,7 +68,6 @@ void PtpDataStream::growFor(std::uint32_t width) {
 }
 
 void PtpDataStream::write(std::uint32_t value, std::uint32_t width) {
-    // A single byte never makes the block grow.
     if (width > 1) growFor(width);
     if (!hasRoom(width, size_)) throw PTP_GENERAL_ERROR;
     std::uint8_t* const bytes = place(cursor_, width);

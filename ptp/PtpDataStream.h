@@ -30,10 +30,9 @@ class PtpDataStream {
     PtpDataStream& operator=(const PtpDataStream&) = delete;
     virtual ~PtpDataStream() = default;
 
-    /// Fills the block with zeros, and lets reads go to its end; the cursor stays. Only bytes that
-    /// have been written since the last clear() are touched.
+    /// Fills the block with zeros, and lets reads go to its end. The cursor stays.
     void clear();
-    /// Lets reads go no further than this. A text that would begin exactly there reads as empty,
+    /// Lets reads go no further than `end`. A text that would begin exactly there reads as empty,
     /// since cameras leave out the last texts of a dataset.
     void endReadsAt(std::uint32_t end) { end_ = end; }
     const std::uint8_t* data() const { return buffer_.get(); }
@@ -47,9 +46,8 @@ class PtpDataStream {
     /// Keeps the bytes that fit, and the cursor; new bytes are zeros. Throws PTP_OUT_OF_MEMORY, in
     /// which case the block is unchanged.
     void resize(std::uint32_t size);
-    /// Grows to this size, unless the block is that large already, for bytes that are about to be
-    /// received. The new bytes are undefined until then, since filling a large block with zeros
-    /// would cost as much time as receiving it. Throws PTP_OUT_OF_MEMORY.
+    /// Grows to `size` bytes, unless the block is that large already. The new bytes are undefined,
+    /// since they are about to be received. Throws PTP_OUT_OF_MEMORY.
     void makeRoom(std::uint32_t size);
 
     std::uint8_t readByte() { return static_cast<std::uint8_t>(read(1)); }
@@ -78,7 +76,7 @@ class PtpDataStream {
     static constexpr std::uint32_t noEnd = 0xFFFFFFFF;
     using Block = std::unique_ptr<std::uint8_t[], Free>;
 
-    /// Zeros; null if there is no memory.
+    /// A block of zeros; null if there is no memory.
     static Block allocate(std::uint32_t size);
     /// Moves the bytes to another block, of `size` bytes. Throws PTP_OUT_OF_MEMORY for a null one.
     void replace(Block block, std::uint32_t size);
@@ -88,8 +86,8 @@ class PtpDataStream {
     }
     std::uint64_t read(std::uint32_t width);
     void write(std::uint32_t value, std::uint32_t width);
-    /// Grows by half if the write would reach the block's end. This isn't always enough; blocks are
-    /// given a size that fits what is written into them.
+    /// Grows by half if a write of `width` bytes would reach the block's end. For a block of a few
+    /// bytes this may not be enough.
     void growFor(std::uint32_t width);
 
     Block buffer_;

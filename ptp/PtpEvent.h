@@ -11,8 +11,8 @@ namespace zlk {
 class PtpEvent {
   public:
     PtpEvent() = default;
-    /// Decodes from the start of the stream; of a container that is no event, only the length, the
-    /// type and the code. Throws PTP_GENERAL_ERROR if the stream is too short.
+    /// Decodes from the start of the stream. Of a container that isn't an event, only the length,
+    /// the type and the code are decoded. Throws PTP_GENERAL_ERROR if the stream is too short.
     explicit PtpEvent(PtpDataStream& stream);
     virtual ~PtpEvent() = default;
 

@@ -19,9 +19,11 @@ namespace zlk {
 ///
 /// Before anything is sent, a handle of 0 throws PTP_INVALID_OBJECT_HANDLE, except in
 /// getPartialObject(), and a storage of 0 throws PTP_INVALID_STORAGE_ID in getStorageInfo(),
-/// getNumberObjects() and getObjectHandles(). Elsewhere a 0 is passed on to the device. A device
-/// that sends no data and answers OK has not failed: the result has its default value, and memory
-/// that was to be filled isn't touched.
+/// getNumberObjects() and getObjectHandles(). Elsewhere a 0 is allowed.
+///
+/// A device that sends no data and answers OK has not failed: the result has its default value, and
+/// memory that was to be filled isn't touched. OtherMakersDriver makes one exception: it throws
+/// PTP_NO_RESPONSE for a list of handles that doesn't come.
 ///
 /// One thread at a time may use an object. Every operation blocks, also while other programs have
 /// their turn on the port. Memory that is handed in stays the caller's.
@@ -69,8 +71,8 @@ class PtpInterface {
     virtual PropertyDataset getDevicePropDesc(std::uint32_t code) = 0;
     /// `type` is one of namespace dataType. For any other type the value is all zero.
     virtual PropertyValue getDevicePropValue(std::uint32_t code, std::uint16_t type) = 0;
-    /// A `type` of 0 stands for the standard type of that property. For a type that isn't supported
-    /// only the command is sent, without data.
+    /// A `type` of 0 stands for the type that the standard gives the property, or uint32 for other
+    /// properties. For a type that isn't supported only the command is sent, without data.
     virtual void setDevicePropValue(std::uint32_t code, PropertyValue value,
                                     std::uint16_t type) = 0;
     virtual void resetDevicePropValue(std::uint32_t code) = 0;
@@ -86,8 +88,8 @@ class PtpInterface {
                                            std::uint32_t maxBytes, void* target) = 0;
     virtual void initiateOpenCapture(std::uint32_t storage, std::uint32_t format) = 0;
     /// Waits for an event, without taking a turn on the port, so others may use the camera
-    /// meanwhile. All zero if none came in the driver's time, if only malformed ones came, or if
-    /// the transport has no events.
+    /// meanwhile. All fields are 0 if no event came before the driver's time-out, if four malformed
+    /// ones came in a row, or if the transport has no events.
     virtual PtpEvent getEvent() = 0;
 
     /// Sets the ids that checkConnection() compares with. Nothing is sent.
@@ -96,8 +98,8 @@ class PtpInterface {
     /// the product isn't compared.
     virtual bool checkConnection(std::uint32_t* vid, std::uint32_t* pid) = 0;
 
-    /// Bytes of data that the device has sent in the last operation that can receive data; 0 if it
-    /// has sent none, which by itself is no failure.
+    /// After an operation that receives data and hasn't failed: the number of bytes that the device
+    /// has sent. 0 means that it has answered without data.
     virtual std::uint32_t receivedData() const = 0;
 };
 

@@ -8,8 +8,7 @@
 namespace zlk {
 
 /// One storage of a device (ISO 15740, StorageInfo). Sizes are in bytes. A capacity or free space
-/// of 0xFFFFFFFF, the default in fields of either width, tells callers that the device hasn't
-/// reported it.
+/// that is unknown is 0xFFFFFFFF, in the fields of 64 bits too.
 class StorageInfoDataset {
   public:
     StorageInfoDataset() = default;

@@ -10,8 +10,8 @@
 namespace zlk {
 
 /// One camera: two bulk pipes and an interrupt pipe. Calls block, for as long as the driver's
-/// time-outs allow. A failure is a thrown PTPCommErrors, usually PTP_TRANSPORT_ERROR; nothing is
-/// retried. For one thread at a time.
+/// time-outs allow. A failed transfer throws PTP_TRANSPORT_ERROR, or from some transports
+/// PTP_INVALID_HANDLE if the handle is dead. Nothing is retried. For one thread at a time.
 class TransportInterface {
   public:
     virtual ~TransportInterface() = default;

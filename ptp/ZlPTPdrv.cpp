@@ -15,13 +15,13 @@ constexpr char lowCategory[] = "ZlPTPdrv_Low";
 
 constexpr std::uint16_t eventStreamSize = 200;
 
-// Bytes. A response with all of its parameters fits. In a data container, the header is among
-// these bytes, and says how many more there are.
+// Bytes. A response with all of its parameters fits. The header of a data container fits too, and
+// says how many more bytes there are.
 constexpr std::uint32_t firstRead = 36;
 constexpr std::uint32_t furtherRead = dataStreamSize;
 
-// Bytes. Objects above 20 MiB are usually asked for in pieces, so a camera that claims more than
-// this is broken.
+// Bytes. The floors above never ask for a larger object as a whole, so a camera that claims more
+// is broken.
 constexpr std::uint32_t largestContainer = 256u << 20;
 
 // This model refuses to open a session that is open, but counts the refused command.
@@ -39,7 +39,7 @@ void ZlPTPdrv::connect(Connecting connecting) {
     } catch (PTPCommErrors error) {
         TraceLine(category, "ZlPTPdrv constructor exception(%x)",
                   static_cast<std::uint32_t>(error));
-        // If the port's mutex was taken, the arbiter's destructor releases it.
+        // If the port's mutex was taken, the arbiter releases it when this object is destroyed.
         transport.reset();
         vid = pid = 0;
     }
@@ -184,7 +184,7 @@ ContainerBlock ZlPTPdrv::readResponce(std::uint16_t expectedCode,
                                       ObjectProgressInterface* progress) {
     TraceLine(lowCategory, "readResponce------------------");
     dataStream.clear();
-    // First, no more is read than a response can have, and the container's header is decoded.
+    // The container's header comes with the first read, and tells how much has to be read.
     std::uint32_t total = readSome(0, firstRead);
     const ContainerBlock block(dataStream);
     TraceLine(lowCategory, "readResponce bytesRead(%d)", total);
@@ -205,7 +205,6 @@ ContainerBlock ZlPTPdrv::readResponce(std::uint16_t expectedCode,
     const bool stranger = block.is(ContainerType::Data) && block.code != expectedCode;
     if (refused || stranger) throw static_cast<PTPCommErrors>(block.code);
     if (block.length > largestContainer) throw PTP_OUT_OF_MEMORY;
-    // Then the rest of a longer container is read.
     dataStream.makeRoom(block.length);
     while (block.length > total) {
         total += readSome(total, std::min(block.length - total, furtherRead));
@@ -213,8 +212,8 @@ ContainerBlock ZlPTPdrv::readResponce(std::uint16_t expectedCode,
     }
     TraceLine(lowCategory, "readResponce length(%d)", total);
     expectNullPacket(total);
-    // The header is decoded again, since its parameters may have been missing the first time: a
-    // header may come in a packet of its own.
+    // The container is decoded again: if its header came in a packet of its own, the parameters of
+    // a response were missing the first time.
     const ContainerBlock whole(dataStream);
     dataStream.endReadsAt(std::min(total, whole.length));
     return whole;

@@ -2,11 +2,12 @@
 // The PTP initiator over USB.
 //
 // A transaction is a command, data in one direction or none, and a response. It runs while the
-// port's mutex is held, and takes its id from the port's counter, which openSession() sets back;
-// all processes share both. So they continue each other's count, in one session of the camera. No
-// pipe is reset, and nothing is retried but a refused command from which parameters were left out
-// (see mayMissParameters()). Any other failure goes to the caller at once, and the port is released
-// in every case.
+// port's mutex is held, and takes its id from the port's counter. All processes share the mutex and
+// the counter, so they continue each other's count in one session of the camera. openSession() sets
+// the counter back.
+//
+// Nothing is retried but a refused command from which parameters were left out (see
+// mayMissParameters()).
 
 #include <memory>
 
@@ -26,11 +27,11 @@ namespace zlk {
 /// received.
 class ZlPTPdrv : public PtpInterface {
   public:
-    /// Opens the port. If that fails nothing is thrown; every operation then throws
+    /// Opens the port. If it can't be opened, nothing is thrown, and every operation throws
     /// PTP_NO_CONNECTION.
     explicit ZlPTPdrv(const wString& port);
     /// Finds the port by the camera's USB ids, and opens it. If the arbiter doesn't know the ids,
-    /// that counts as a failure to open.
+    /// the port can't be opened.
     ZlPTPdrv(std::uint32_t vid, std::uint32_t pid);
     /// Leaves the session open, since it belongs to all processes.
     ~ZlPTPdrv() override;
@@ -87,12 +88,13 @@ class ZlPTPdrv : public PtpInterface {
 
   protected:
     /// Trailing parameters of 0 are left out of a command. Returns whether a camera that has
-    /// refused such a command may have missed them. The command is then repeated with all of its
-    /// parameters, and all later ones have theirs. The maker's own models never miss any.
+    /// refused a command without them may have missed them. If so, the command is repeated with all
+    /// of its parameters, and all later commands have theirs. The maker's own models never miss
+    /// any.
     virtual bool mayMissParameters(PTPCommErrors refusal) const;
 
   private:
-    struct Operation;  // an operation's name and code, and the tests before it
+    struct Operation;
 
     /// Runs `connecting`. If it throws a PTPCommErrors, that is traced and goes no further, and the
     /// object has no transport.
@@ -102,8 +104,8 @@ class ZlPTPdrv : public PtpInterface {
     /// releases the port.
     void open(std::unique_ptr<PTPSyncInterface> arbiter);
 
-    /// Traces the operation's name. Throws if there is no transport, or if an id is 0 that mustn't
-    /// be. To be called before the port is taken.
+    /// Traces the operation's name. Throws if there is no transport, or if an id that mustn't be 0
+    /// is 0. To be called before the port is taken.
     void begin(const Operation& operation);
     /// Runs `body` while the port is held. If `body` throws, the id that `recover` returns becomes
     /// the next command's. Throws PTP_GENERAL_ERROR inside of another hold().
@@ -116,7 +118,7 @@ class ZlPTPdrv : public PtpInterface {
     void attempt(const Operation& operation, std::uint16_t paramCount, Body body);
     /// A whole operation without data.
     void perform(const Operation& operation, std::uint16_t paramCount);
-    /// An operation after begin(), without data or with data to the device.
+    /// The rest of an operation after begin(), without data or with data to the device.
     void transact(const Operation& operation, std::uint16_t paramCount);
     void transact(const Operation& operation, std::uint16_t paramCount, const void* data,
                   std::uint32_t size);
@@ -149,7 +151,7 @@ class ZlPTPdrv : public PtpInterface {
 
     std::unique_ptr<TransportInterface> transport;  // null: not connected
     std::unique_ptr<PTPSyncInterface> sync;
-    ContainerBlock responseBlock;  // the response of the last operation
+    ContainerBlock responseBlock;  // its parameters are the result of some operations
     ContainerBlock dataBlock;  // the first container of the last operation that can receive data
     std::uint32_t transactionID = 0;  // of the next command, while the port is held
     PtpDataStream dataStream;         // the container that is being sent or received

@@ -1,5 +1,5 @@
 #pragma once
-// The frame of every operation, a turn on the port. Only for the source files of ZlPTPdrv.
+// The frame of an operation, a turn on the port. Only for the source files of ZlPTPdrv.
 
 #include "foundation/TraceLine.h"
 #include "ptp/ZlPTPdrv.h"
@@ -9,8 +9,8 @@ namespace zlk {
 inline constexpr char category[] = "ZlPTPdrv";
 inline constexpr std::uint16_t dataStreamSize = 32768;  // bytes; the stream grows for more
 
-/// The port is released whatever `body` throws. Only if getMutex() failed it isn't: the port was
-/// never held then, and its counter must not be overwritten.
+/// The port is released whatever `body` throws. It isn't released if getMutex() failed: the port
+/// was never held then, and its counter must not be overwritten.
 template <class Body, class Recover>
 void ZlPTPdrv::hold(const char* name, Body body, Recover recover) {
     // A progress report that starts another operation would overwrite the stream of the transfer

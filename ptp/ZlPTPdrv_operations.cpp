@@ -15,7 +15,7 @@ enum class Exit { Silent, Traced };              // whether the trace also has t
 
 }  // namespace
 
-/// What is specific to an operation, besides its parameters.
+/// What is specific to an operation, except for its parameters.
 struct ZlPTPdrv::Operation {
     const char* name;
     std::uint16_t code;
@@ -95,9 +95,9 @@ void ZlPTPdrv::attempt(const Operation& operation, std::uint16_t paramCount, Bod
         hold(operation.name, body);
     } catch (PTPCommErrors refusal) {
         if (!leavesOut || !mayMissParameters(refusal)) throw;
-        // This holds from now on, even if the command is refused again. Some responders take
-        // missing parameters from the command before, and so would answer another question without
-        // an error.
+        // All later commands have their zeros, even if this one is refused again. Some responders
+        // take missing parameters from the command before, and so would answer another question
+        // without an error.
         sendsAllParameters = true;
         hold(operation.name, body);
     }
@@ -187,8 +187,8 @@ void ZlPTPdrv::receiveObject(const Operation& operation, void* target, std::uint
             // After readResponce() the cursor is at the payload.
             const std::uint32_t count = std::min(payloadSize(), size);
             if (count > 0) std::memcpy(target, dataStream.data() + dataStream.cursor(), count);
-            // A large block is given back before the response is read, because that would clear all
-            // of the block.
+            // A large block is given back before the response is read, because reading clears all
+            // that was written into the block.
             dataStream.resize(dataStreamSize);
             if (count < size) throw PTP_INCOMPLETE_TRANSFER;
         },
@@ -310,7 +310,7 @@ void ZlPTPdrv::setDevicePropValue(std::uint32_t code, PropertyValue value, std::
     if (type == 0) type = typeOfProperty(code);
     PtpDataStream stream(propertyTextRoom);
     value.write(stream, type);
-    // A type that isn't supported has written nothing.
+    // For a type that isn't supported, nothing has been written.
     if (stream.cursor() == 0) return transact(operation, 1);
     transact(operation, 1, stream.data(), stream.cursor());
 }

@@ -22,7 +22,8 @@ class wString {
     wString(const wString& other);
     wString(wString&& other) noexcept = default;
     virtual ~wString() = default;
-    // There is no assignment operator, since assign() doesn't do what one does.
+    // There is no assignment operator: assign() ignores an empty text, which nobody would expect
+    // of an operator.
     wString& operator=(const wString&) = delete;
 
     /// Copies the other's text. An empty text changes nothing, so that a dataset's defaults survive
