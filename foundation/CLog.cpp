@@ -134,7 +134,6 @@ void CLog::closeLogBuffer() noexcept {
 void CLog::formatAndStore(const char* category, const char* format,
                           std::span<const FormatArgument> arguments) noexcept {
     const std::lock_guard inThisProcess(storing);
-    // Buffer and mutex are closed here, so that a viewer can replace them.
     if (!isOn()) {
         closeLogBuffer();
         mutex.reset();
@@ -160,7 +159,7 @@ void CLog::formatAndStore(const char* category, const char* format,
 /// If the text can't be converted, the record has an empty message.
 void CLog::storeRecord(const char* category, std::u16string_view message) noexcept {
     const std::size_t categorySize = std::strlen(category) + 1;
-    // A zero in the text would end the message too early.
+    // A message ends at its first zero.
     const std::u16string_view text = message.substr(0, message.find(u'\0'));
     const auto textSize = static_cast<std::size_t>(WideCharToMultiByte(
         CP_ACP, WC_ERR_INVALID_CHARS, text.data(), static_cast<int>(text.size()), scratch.bytes,

@@ -78,8 +78,9 @@ class CLog {
     virtual void reserved2() noexcept {}
 
   protected:
-    /// These open and close the sections of shared memory. False if a section can't be opened or is
-    /// too short. For the buffer, `storing` must be held, except in the destructor.
+    /// These open and close the sections of shared memory. False if a section can't be opened, or
+    /// if the control memory is too short. For the buffer, `storing` must be held, except in the
+    /// destructor.
     virtual bool openControlMemory() noexcept;
     virtual void closeControlMemory() noexcept;
     virtual bool openLogBuffer() noexcept;
@@ -113,7 +114,7 @@ class CLog {
 
     // Lock order: threads of this process take this lock first, and the named mutex second.
     std::mutex storing;
-    std::size_t bufferRoom = 0;  // bytes that are really mapped
+    std::size_t bufferRoom = 0;  // bytes of the buffer that are mapped
     struct {
         WCHAR message[100000];
         char bytes[3 * 90000];  // a unit takes at most three bytes

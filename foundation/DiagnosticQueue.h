@@ -3,8 +3,8 @@
 //
 // The platform reports while it holds locks of its own, and storing a trace line calls back into
 // the platform (mutexes, sections), which could deadlock. So a diagnostic line only goes into this
-// queue, under a lock that is never held across another call, and is stored together with the next
-// trace line.
+// queue, under a lock that is never held across a call of the platform, and is stored together with
+// the next trace line.
 
 #include <cstddef>
 #include <string_view>

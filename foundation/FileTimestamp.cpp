@@ -10,7 +10,7 @@
 namespace zlk {
 namespace {
 
-/// The number in the `count` characters from `start` on, clamped to its range.
+/// The number in the `count` characters from `start` on, clamped to the range.
 int field(const std::u16string& text, std::size_t start, std::size_t count, int low, int high) {
     const int number = start < text.size() ? _wtoi(text.substr(start, count).c_str()) : 0;
     return std::clamp(number, low, high);
@@ -26,7 +26,6 @@ std::u16string FileTimestamp::toText() const {
 }
 
 void FileTimestamp::fromText(const std::u16string& text) {
-    // A text without a blank is taken for a time of day.
     const std::u16string whole = trimmed(text);
     const std::size_t blank = whole.find(u' ');
     std::u16string date;

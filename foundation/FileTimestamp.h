@@ -23,8 +23,8 @@ class FileTimestamp {
     /// time; the empty one gives 1971-01-01.
     void fromText(const std::u16string& text);
 
-    /// A document with one element of this name. Empty if there is no XML component, or if `name`
-    /// isn't a valid name.
+    /// A document of one element with this name, whose text is toText(). Empty if there is no XML
+    /// component, or if `name` isn't a valid name.
     std::u16string toXml(const std::u16string& name) const;
 
     /// Reads a document of the form that toXml() gives, with `name` as its root element. The time

@@ -16,8 +16,7 @@ class ObjectProgressInterface {
     ~ObjectProgressInterface() = default;
 };
 
-/// `part` in per cent of `whole`, which must not be 0. Rounded like MulDiv, but computed in 64
-/// bits, since sizes exceed 2 GiB.
+/// `part` in per cent of `whole`, rounded to the nearest. `whole` must not be 0.
 constexpr std::int32_t percentOf(std::uint32_t part, std::uint32_t whole) {
     return static_cast<std::int32_t>((std::uint64_t{part} * 100 + whole / 2) / whole);
 }

@@ -59,7 +59,7 @@ std::uint32_t regCountValues(HKEY key) {
 }
 
 std::u16string regEnumKeyName(HKEY key, std::uint32_t index) {
-    // A longer name doesn't fit, which is a failure of the call, and so counts as missing.
+    // A name that doesn't fit makes the call fail, and so counts as missing.
     WCHAR name[longestName + 1];
     DWORD length = std::size(name);
     if (!key || RegEnumKeyExW(key, index, name, &length, nullptr, nullptr, nullptr, nullptr))

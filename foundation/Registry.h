@@ -3,8 +3,7 @@
 // be read counts as missing.
 //
 // Keys are borrowed, except for those in a RegistryKey. All functions accept a null key, and then
-// do nothing and report a failure. A name with an embedded zero names nothing. Any thread may call
-// them.
+// report a failure. A name with an embedded zero names nothing. Any thread may call the functions.
 
 #include <cstdint>
 #include <string>
@@ -34,8 +33,8 @@ bool regReadString(HKEY key, const std::u16string& name, std::u16string& value);
 
 /// False if the value can't be written, or if it has more than 499 units.
 bool regWriteString(HKEY key, const std::u16string& name, const std::u16string& value);
-/// The same, but as if the value were new: it comes last in enumerations, and its name is spelled
-/// as here.
+/// Like regWriteString(), but as if the value were new: it comes last in enumerations, and its name
+/// is spelled as here.
 bool regWriteStringAnew(HKEY key, const std::u16string& name, const std::u16string& value);
 
 }  // namespace zlk

@@ -2,7 +2,7 @@
 // The trace call of all floors.
 //
 // Lines go to a buffer in shared memory that a viewer process owns (see CLog.h). While no viewer
-// has the log on, a line costs the test of one byte.
+// has the log on, nothing is formatted.
 
 #include <array>
 #include <span>
@@ -13,9 +13,8 @@
 namespace zlk {
 
 /// Writes one line if the log is on. `category` is a subject, mostly the name of the calling class.
-/// `format` follows the conventions of the wide printf family (`%s` takes a wide string), but the
-/// arguments carry their own types, so a wrong one can't read foreign memory. From any thread.
-/// Never throws; a line that can't be stored is lost.
+/// `format` is as in formatWide(). The arguments carry their own types, so a wrong one can't read
+/// foreign memory. From any thread. Never throws; a line that can't be stored is lost.
 template <class... Arguments>
 inline void TraceLine(const char* category, const char* format, const Arguments&... arguments) {
     CLog* log = CLog::process();

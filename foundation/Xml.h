@@ -16,7 +16,7 @@ class XmlDocument {
     XmlDocument() noexcept { document_.create(CLSID_XmlDoc); }
 
     /// Replaces the document with the parsed text. False, with the document unchanged, if the text
-    /// isn't well-formed, is too long or is nested too deeply.
+    /// isn't well-formed or exceeds a limit of the component.
     bool load(std::u16string_view text);
     /// The whole document as text; empty on failure.
     std::u16string xml() const;
@@ -26,8 +26,8 @@ class XmlDocument {
     bool setValue(std::u16string_view path, std::u16string_view text);
     bool attribute(std::u16string_view path, std::u16string_view name, std::u16string& text) const;
 
-    /// Parses a single element and adds it as the last child of the element at `path`. With `/` it
-    /// becomes the root; false if the document has a root already.
+    /// Parses a single element and adds it as the last child of the element at `path`. At `/` it
+    /// becomes the root, if the document has none yet. False on failure.
     bool addFragment(std::u16string_view path, std::u16string_view xml);
 
     /// Adds an element with a text to the element at the path `parent`; `/` adds the root. `parent`

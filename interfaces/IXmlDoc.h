@@ -18,8 +18,8 @@ struct IXmlDoc : IUnknown {
     virtual HRESULT Reserved3() noexcept = 0;
     virtual HRESULT Reserved4() noexcept = 0;
     virtual HRESULT Reserved5() noexcept = 0;
-    /// Parses `text` and replaces the document by it; if it isn't well formed, the call fails and
-    /// the old document stays.
+    /// Parses `text` and replaces the document. If the text isn't well formed or exceeds a limit,
+    /// the call fails and the old document stays.
     virtual HRESULT Load(BSTR text) noexcept = 0;
     virtual HRESULT Reserved7() noexcept = 0;
     /// The whole document, without a declaration and without white space between elements; empty if
@@ -34,7 +34,7 @@ struct IXmlDoc : IUnknown {
     virtual HRESULT GetAttribute(BSTR path, BSTR name, BSTR* value) noexcept = 0;
     virtual HRESULT Reserved12() noexcept = 0;
     /// Parses the single element `xml` and adds it as the last child of the element at `path`. At
-    /// `/` it becomes the root, and the call fails if there is one already.
+    /// `/` it becomes the root, and the call fails if the document has a root already.
     virtual HRESULT AddFragment(BSTR path, BSTR xml) noexcept = 0;
 
   protected:
