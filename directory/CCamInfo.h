@@ -30,8 +30,8 @@ class CCamInfo {
 
     bool isPtp() const;
     bool isCamera() const;
-    /// Whether this is taken for a model of another maker than ours, which may deviate from our
-    /// maker's models in unknown ways.
+    /// Whether this is taken for a model of another maker, which may deviate from the built-in
+    /// models in unknown ways.
     bool isOtherMakers() const { return !builtIn && !SwiftPostSupport; }
     bool isPassThru() const;  ///< whether a camera can be plugged into this device
 };

@@ -30,7 +30,7 @@ RegistryKey openUnloadSettings(const std::u16string& productClass) {
 /// value to the end. Then that value is met twice and another one is skipped, so the round is
 /// repeated.
 std::vector<std::u16string> valueNames(HKEY key) {
-    constexpr int patience = 100;  // rounds; one takes a small part of the time of a write
+    constexpr int patience = 100;  // rounds
     std::vector<std::u16string> names;
     for (int round = 0; round < patience; ++round) {
         names.clear();

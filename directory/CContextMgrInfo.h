@@ -13,8 +13,8 @@ namespace zlk {
 /// reason, has its default: a device without settings has no ProgID of its own, its medium is
 /// detected in the usual way, it is walked the usual number of times, and its files may be deleted.
 ///
-/// `id` is a context id (see ContextId.h). Any thread may call any function; they throw
-/// std::bad_alloc.
+/// `id` is a context id (see ContextId.h). Any thread may call any function. All functions may
+/// throw std::bad_alloc.
 class CContextMgrInfo {
   public:
     /// Traces and splits the id; see splitIdentifier() in ContextId.h.

@@ -28,10 +28,10 @@ class CDeviceList : public DispatchImpl<IDeviceList> {
 
   private:
     /// Adds the drives that hold a disc, or a removable medium that belongs to no known camera and
-    /// no registered device; A is left out.
+    /// no registered device. Drive A is left out.
     static void addDrives(DeviceInfoList& list);
 
-    ComPtr<IDeviceList> delegateList;  // the class that answers instead; usually empty
+    ComPtr<IDeviceList> delegateList;  // of the class that answers instead; empty if there is none
 };
 
 }  // namespace zlk

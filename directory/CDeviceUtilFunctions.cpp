@@ -9,7 +9,7 @@ namespace {
 
 constexpr char category[] = "CDeviceUtilFunctions";
 
-/// Traces that the table is about to be built, which takes some time, and builds it.
+/// Traces that the table is about to be built, and builds it.
 struct SharedCameraList {
     SharedCameraList() { TraceLine(category, "Creating new Camera List"); }
     CSupportedCameraList list;

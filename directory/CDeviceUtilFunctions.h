@@ -13,9 +13,9 @@ namespace zlk {
 /// The class that handles every device for which no other class is set.
 inline constexpr WCHAR defaultDeviceProgId[] = u"ZlkCamTr.UnloadableCamera";
 
-/// A short-lived object for one thread. A translation that finds nothing returns an empty text, or,
-/// where its comment says so, the id unchanged. Everything but the camera table is read anew on
-/// each call. All functions may throw std::bad_alloc.
+/// An object is for one thread. A translation that finds nothing returns an empty text, or, where
+/// its comment says so, the id unchanged. Everything but the camera table is read anew on each
+/// call. All functions may throw std::bad_alloc.
 class CDeviceUtilFunctions {
   public:
     virtual ~CDeviceUtilFunctions() = default;
@@ -32,12 +32,13 @@ class CDeviceUtilFunctions {
     std::u16string ContextIdToLowLevelId(const std::u16string& id);
     /// The ProgID of the class that handles the device; empty for an unknown device.
     std::u16string ContextIdToUnloadInterface(const std::u16string& id);
-    /// The name to be shown, which is the registered one. Without one, the id of a drive gives the
-    /// volume's label and drive letter, or only the root if there is no label, and any other id
-    /// gives an empty text. If the second character of a drive id's serial number is a dot, the
-    /// serial number is a path, which is the name.
+    /// The name to be shown. It is the registered one, if there is one. Otherwise the id of a drive
+    /// gives the volume's label with the drive letter, or the root if there is no label; but a
+    /// serial number with a dot as its second character is taken for a path, and is the name. Any
+    /// other id gives an empty text.
     std::u16string ContextIdToName(const std::u16string& id);
-    /// The context id for any text with `VID_xxxx` and `&PID_xxxx` in it, in any case.
+    /// The context id of the camera with the USB ids in `vidPid`, a text that has `VID_xxxx` and
+    /// `&PID_xxxx` in it, in any case.
     std::u16string CameraVidPidToContextId(const std::u16string& vidPid);
     /// The id as it is spelled in the settings tree; `id` itself if it isn't registered.
     std::u16string InstalledContextId(const std::u16string& id);
@@ -65,26 +66,26 @@ class CDeviceUtilFunctions {
     bool VolumeStrings(WCHAR letter, std::u16string& vendor, std::u16string& product);
     /// Whether the id stands for a drive or a network path itself, such as `#...#RemovableDrive#E`.
     static bool isPseudoDriveId(const std::u16string& id);
-    /// The drive root or path, in upper case, that such an id stands for. Empty for any other id,
-    /// and for one that ends with neither a path nor a drive letter.
+    /// The drive root or path, in upper case, that an id stands for which isPseudoDriveId()
+    /// accepts. Empty for any other id, and for one that ends with neither a path nor a drive
+    /// letter.
     static std::u16string PseudoDriveRoot(const std::u16string& id);
-    /// The removable drive whose vendor and product strings belong to the id.
+    /// The root of the removable drive whose vendor and product strings belong to the id.
     std::u16string RootFromUsbVolume(const std::u16string& id);
     /// Whether the device can be reached now. If `VID` stands in its low-level id, but not at the
     /// start, it is a camera that has to be plugged into a pass-through device. For any other
     /// low-level id IsDriveUnloadable() decides.
     bool IsContextIdUnloadable(const std::u16string& id);
-    /// Whether the root of a drive, or a network path, isn't a file. Only the first character of a
-    /// drive's path counts. A root that doesn't exist isn't a file either. False for
-    /// an empty path.
+    /// False if `path` is empty or leads to a file. A path that doesn't exist gives true. Unless it
+    /// is a network path, only the first character of `path` counts, as a drive letter.
     bool IsDriveUnloadable(const std::u16string& path);
 
     // -- ports (CDeviceUtilFunctions_ports.cpp)
     //
-    // Each driver family (see isVistaOrLater()) has a device class key in the registry, with a
-    // subkey for each device that is attached, and perhaps stored ones of devices that are gone. In
-    // the first family's key, a subkey has the port itself. In the second's, it has only the ids of
-    // the device, by which the port is looked up in the shared table of device paths.
+    // Each driver family (see isVistaOrLater()) has a device class key in the registry. The key has
+    // a subkey for each device that is attached, and may have others for devices that are gone. In
+    // the first family's key, a subkey has the port itself. In the second's, a subkey has only the
+    // ids of the device, by which the port is looked up in the shared table of device paths.
 
     /// The port of a USB device with these ids. With `passThru`, the port of the pass-through
     /// device that a camera with these ids is plugged into; the device's row is then in
@@ -92,10 +93,10 @@ class CDeviceUtilFunctions {
     std::u16string findCameraPort(std::uint16_t vid, std::uint16_t pid, bool passThru);
     std::u16string findCameraPortWinXP(std::uint16_t vid, std::uint16_t pid, bool passThru);
     std::u16string findCameraPortVista(std::uint16_t vid, std::uint16_t pid, bool passThru);
-    /// Whether the device of this driver key is the one that is sought: it has these ids, or with
-    /// `passThru` is a pass-through device that has a camera with these ids plugged in. An empty
-    /// `devId` counts as these ids. With `passThru`, a pass-through device's row gets into
-    /// `passThruCamInfo`, which is cleared in any other case.
+    /// Whether the device with the id `devId` on `usbPort` is the one that findCameraPort() seeks:
+    /// it has the ids `tVid` and `tPid`, or with `passThru` is a pass-through device that has a
+    /// camera with these ids plugged in. An empty `devId` counts as these ids. With `passThru`, a
+    /// pass-through device's row is stored in `passThruCamInfo`; in any other case that is cleared.
     bool isFindCameraPortMatch(const std::u16string& devId, const std::u16string& usbPort,
                                std::uint16_t tVid, std::uint16_t tPid, bool passThru);
     std::u16string ContextIdToCameraPort(const std::u16string& id);
@@ -141,11 +142,12 @@ class CDeviceUtilFunctions {
     /// The number after `VID_` or `&PID_`; 0 if no four hexadecimal digits follow.
     static std::uint16_t VidFromDeviceId(const std::u16string& text);
     static std::uint16_t PidFromDeviceId(const std::u16string& text);
-    /// The number after `USBSCAN`; -1 if the text doesn't have that, 0 if no number follows.
+    /// The number after `USBSCAN`, in any case; -1 for a text without this word, 0 if no number
+    /// follows.
     static std::int32_t PortNumberFromPort(const std::u16string& text);
 
-    /// The row of the pass-through device to work with. The functions above that talk to one need
-    /// it to be set.
+    /// The row of the pass-through device to work with. GetPassThruDeviceId() and
+    /// ConnectWithPassThruCamera() need it.
     CCamInfo passThruCamInfo;
 
   private:

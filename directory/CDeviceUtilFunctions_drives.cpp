@@ -34,7 +34,7 @@ std::u16string pathOf(std::u16string serial) {
 }
 
 /// The text at `offset` of a storage device's answer of `size` bytes, trimmed and in upper case. An
-/// offset outside of the answer gives an empty text.
+/// offset inside of the descriptor, or outside of the answer, gives an empty text.
 std::u16string descriptorText(const char* answer, DWORD size, DWORD offset) {
     if (offset < sizeof(STORAGE_DEVICE_DESCRIPTOR) || offset >= size) return {};
     const std::string_view rest(answer + offset, size - offset);

@@ -82,8 +82,8 @@ std::u16string CDeviceUtilFunctions::MapContextId(const std::u16string& id) {
     const std::uint16_t vid = VidFromDeviceId(row.Cam_pnpID);
     const std::uint16_t pid = PidFromDeviceId(row.Cam_pnpID);
     if (!findCameraPort(vid, pid, false).empty()) return id;
-    // If the camera isn't on a port of its own it may be behind a pass-through device. The search
-    // sets `passThruCamInfo` to that device.
+    // If the camera isn't on a port of its own, it may be plugged into a pass-through device. The
+    // search sets `passThruCamInfo` to that device's row.
     const std::u16string port = findCameraPort(vid, pid, true);
     if (port.empty()) return id;
     std::uint32_t behindVid = 0, behindPid = 0;
@@ -101,7 +101,7 @@ std::u16string CDeviceUtilFunctions::MapPassThruContextId(const std::u16string& 
         findCameraPort(VidFromDeviceId(row.Cam_pnpID), PidFromDeviceId(row.Cam_pnpID), false);
     if (port.empty()) return id;
     TraceLine(category, "MapPassThruContextId2");
-    // The search for the port has cleared this.
+    // The search for the port has cleared `passThruCamInfo`.
     passThruCamInfo = row;
     std::uint32_t vid = 0, pid = 0;
     GetConnectedPassThruDeviceId(port, vid, pid);

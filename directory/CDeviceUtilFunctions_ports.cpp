@@ -67,7 +67,7 @@ class DriverKey {
     RegistryKey key_;
 };
 
-/// Calls `visit` with the subkeys of a class, until it returns true.
+/// Calls `visit` with each subkey of a device class key, until `visit` returns true.
 template <class Visit>
 void walkDrivers(const WCHAR* classKeyName, Visit visit) {
     const RegistryKey classKey = regOpenKey(HKEY_LOCAL_MACHINE, classKeyName, KEY_READ);
@@ -82,8 +82,8 @@ CCamInfo rowOf(const std::u16string& deviceId) {
         CDeviceUtilFunctions::PidFromDeviceId(deviceId));
 }
 
-/// The port that the shared table of device paths has for these ids. The driver's constructor does
-/// the search.
+/// The port that the shared table of device paths has for the ids in `deviceId`. The constructor of
+/// ZlPTPdrv looks it up.
 std::u16string portByIds(const char* operation, const std::u16string& deviceId) {
     std::u16string port;
     try {
@@ -165,7 +165,6 @@ bool CDeviceUtilFunctions::isFindCameraPortMatch(const std::u16string& devId,
     passThruCamInfo = row;
     std::uint32_t behindVid = 0, behindPid = 0;
     GetPassThruDeviceId(usbPort, behindVid, behindPid, false);
-    // Ids of 0 mean that there is no camera, or that the device doesn't answer.
     return behindVid != 0 && behindVid == tVid && behindPid == tPid;
 }
 

@@ -28,13 +28,12 @@ const WCHAR* trueOrFalse(bool value) {
 
 }  // namespace
 
-// The settings are read once, when the object is made.
 CDeviceUtils::CDeviceUtils()
     : delegateUtils(
           createDelegate<IDeviceUtils>(CContextMgrInfo().GetDevUtilsProgId(), CLSID_DeviceUtils)) {}
 
-// Most methods have the same form: the delegate answers if there is one, and otherwise
-// utilFunctions does.
+// Most methods have the same form: the delegate answers if there is one, and otherwise this object
+// does.
 HRESULT CDeviceUtils::DriveLetterToContextId(BSTR driveLetter, BSTR* ContextId) noexcept {
     if (delegateUtils) return delegateUtils->DriveLetterToContextId(driveLetter, ContextId);
     return translated(
@@ -135,7 +134,7 @@ HRESULT CDeviceUtils::IsDeviceRequestingConfig(BSTR ContextId, SHORT* config) no
     return guarded([&] {
         const std::u16string id = textOf(ContextId);
         bool asks = false;
-        // If no device was asked, or it didn't answer, there is no request, which isn't a failure.
+        // If no device was asked or none answered, there is no request, which isn't a failure.
         const HRESULT result = askDevice(id, u"CAMERA_IsConfigRequested", asks);
         *config = asks ? 1 : 0;
         if (result == S_OK)
@@ -156,7 +155,7 @@ HRESULT CDeviceUtils::AllowDeleteForContextId(BSTR ContextId, SHORT* allowDelete
     });
 }
 
-// The class in `delegateUtils` isn't asked: such classes were written before this method existed.
+// Alone among the methods, this one isn't passed on to `delegateUtils`.
 HRESULT CDeviceUtils::IsDeviceRequestingTagSetup(BSTR ContextId, SHORT* config) noexcept {
     if (!config) return E_POINTER;
     *config = 0;
@@ -184,7 +183,7 @@ ComPtr<IPhotoDevice> CDeviceUtils::createDevice(const std::u16string& id) {
 HRESULT CDeviceUtils::askDevice(const std::u16string& id, std::u16string_view message,
                                 bool& answer) {
     answer = false;
-    // Only cameras that can be used through USB are asked, since no others request anything.
+    // Only cameras that can be used through USB are asked.
     if (id.empty() || CDeviceUtilFunctions::GetCameraList().FindByContextId(id).Cam_pnpID.empty())
         return S_FALSE;
     const ComPtr<IPhotoDevice> device = createDevice(id);

@@ -42,11 +42,11 @@ class CDeviceUtils : public DispatchImpl<IDeviceUtils> {
     /// there is no such class, or if the object can't be created.
     ComPtr<IPhotoDevice> createDevice(const std::u16string& id);
     /// Whether the device answers TRUE to a message. S_FALSE with a false answer means that no
-    /// device was asked or none answered; E_FAIL, that the device's class can't be created.
+    /// device was asked or none answered; E_FAIL, that createDevice() gave no object.
     HRESULT askDevice(const std::u16string& id, std::u16string_view message, bool& answer);
 
     CDeviceUtilFunctions utilFunctions;
-    ComPtr<IDeviceUtils> delegateUtils;  // the class that answers instead; usually empty
+    ComPtr<IDeviceUtils> delegateUtils;  // of the class that answers instead; may be empty
 };
 
 }  // namespace zlk

@@ -178,7 +178,7 @@ void CSupportedCameraList::addBuiltIn() {
         row.Model = known.model;
         row.FriendlyName = composeFriendlyName(row.Model, known.series);
         row.contextId = makeContextId(known.productClass, u"0000");
-        // A row of the settings takes the place of a built-in one.
+        // A row of the settings takes the place of a built-in one with the same context id.
         if (validate(row) && !FindByContextId(row.contextId).valid)
             cameras.push_back(std::move(row));
     }

@@ -36,7 +36,7 @@ class CSupportedCameraList {
     void loadFromSettings();
     void addBuiltIn();
     /// A name made from the model, in the language of the resource module, or in English if there
-    /// is no such module.
+    /// is no such module. Empty if the module lacks the text.
     std::u16string composeFriendlyName(const std::u16string& model, bool series);
 
     std::vector<CCamInfo> cameras;

@@ -8,9 +8,9 @@
 
 namespace zlk {
 
-/// Splits an id. A text without three `#` gives false, and leaves the out arguments unchanged. Text
-/// before the first `#` is ignored, a fourth `#` belongs to the serial number, and each part may be
-/// empty.
+/// Splits an id. A text with fewer than three `#` gives false, and leaves the out arguments
+/// unchanged. Text before the first `#` is ignored, a fourth `#` belongs to the serial number, and
+/// each part may be empty.
 bool splitIdentifier(const std::u16string& id, std::u16string& manufacturer,
                      std::u16string& productClass, std::u16string& serial);
 

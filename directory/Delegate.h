@@ -8,8 +8,8 @@
 namespace zlk {
 
 /// An object of the class with this ProgID, which the settings name. Empty if the ProgID is empty
-/// or the object can't be created, and also if the ProgID is that of the class that asks
-/// (`asking`), which would create itself endlessly.
+/// or the object can't be created. Also empty if the ProgID is that of `asking`, the class that
+/// asks, since that class would create itself endlessly.
 template <class Interface>
 ComPtr<Interface> createDelegate(const std::u16string& progId, const GUID& asking) {
     ComPtr<Interface> delegate;

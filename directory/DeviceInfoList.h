@@ -13,7 +13,7 @@ class DeviceInfoList {
   public:
     DeviceInfoList();
 
-    /// Adds an entry. One that can't be built completely is left out.
+    /// Adds an entry. An entry that can't be built completely is left out.
     void addDevice(const std::u16string& contextId, const std::u16string& friendlyName,
                    const std::u16string& progId);
 
