@@ -12,7 +12,7 @@ namespace zlk {
 class DeviceInfoList;
 
 /// Implements IDeviceList (server/ZlkCamTr.idl). Each call makes its list anew. If the settings
-/// name another class for this when the object is made, that class answers.
+/// name another class for this when the object is made, and that class can be created, it answers.
 class CDeviceList : public DispatchImpl<IDeviceList> {
   public:
     using Interfaces = InterfaceList<IDeviceList, IDispatch>;

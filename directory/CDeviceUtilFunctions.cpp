@@ -24,8 +24,8 @@ const CSupportedCameraList& CDeviceUtilFunctions::GetCameraList() {
 
 std::u16string CDeviceUtilFunctions::ContextIdToLowLevelId(const std::u16string& id) {
     TraceLine(category, "ContextIdToLowLevelId (%s)", id);
-    // From the surest way to the most expensive one: an id that names its drive, a camera on USB, a
-    // volume with a known camera's strings, and at last the drive mapper.
+    // The id may name a drive itself. Otherwise the device is looked for as a camera on USB, then
+    // as a volume with a known camera's strings, and at last by the drive mapper.
     std::u16string root = PseudoDriveRoot(id);
     if (!root.empty()) return root;
     if (!ContextIdToCameraPort(id).empty()) {

@@ -25,7 +25,7 @@ class CDeviceUtilFunctions {
     /// again.
     static const CSupportedCameraList& GetCameraList();
 
-    // -- translations
+    // Translations
 
     /// How the device can be reached now: a pnp id (`VID_xxxx&PID_xxxx`), a drive root or a network
     /// path. Empty if it can't be reached. The root or path that an id itself names isn't checked.
@@ -38,19 +38,19 @@ class CDeviceUtilFunctions {
     /// other id gives an empty text.
     std::u16string ContextIdToName(const std::u16string& id);
     /// The context id of the camera with the USB ids in `vidPid`, a text that has `VID_xxxx` and
-    /// `&PID_xxxx` in it, in any case.
+    /// `&PID_xxxx` in it, in upper or lower case.
     std::u16string CameraVidPidToContextId(const std::u16string& vidPid);
     /// The id as it is spelled in the settings tree; `id` itself if it isn't registered.
     std::u16string InstalledContextId(const std::u16string& id);
 
-    // -- settings of a product class
+    // Settings of a product class
 
     /// These are the settings that CContextMgrInfo reads, with a line in the trace.
     std::u16string ContextIdToCheckMediaMethod(const std::u16string& id);
     std::uint32_t ContextIdToFileEnumTimeout(const std::u16string& id);
     bool AllowDeleteForContextId(const std::u16string& id);
 
-    // -- drives
+    // Drives (CDeviceUtilFunctions_drives.cpp)
 
     /// The roots of all drives, such as `E:\`.
     static std::vector<std::u16string> DriveRoots();
@@ -73,14 +73,14 @@ class CDeviceUtilFunctions {
     /// The root of the removable drive whose vendor and product strings belong to the id.
     std::u16string RootFromUsbVolume(const std::u16string& id);
     /// Whether the device can be reached now. If `VID` stands in its low-level id, but not at the
-    /// start, it is a camera that has to be plugged into a pass-through device. For any other
-    /// low-level id IsDriveUnloadable() decides.
+    /// start, the device is a camera that has to be plugged into a pass-through device. For any
+    /// other low-level id IsDriveUnloadable() decides.
     bool IsContextIdUnloadable(const std::u16string& id);
     /// False if `path` is empty or leads to a file. A path that doesn't exist gives true. Unless it
     /// is a network path, only the first character of `path` counts, as a drive letter.
     bool IsDriveUnloadable(const std::u16string& path);
 
-    // -- ports (CDeviceUtilFunctions_ports.cpp)
+    // Ports (CDeviceUtilFunctions_ports.cpp)
     //
     // Each driver family (see isVistaOrLater()) has a device class key in the registry. The key has
     // a subkey for each device that is attached, and may have others for devices that are gone. In
@@ -104,7 +104,7 @@ class CDeviceUtilFunctions {
     void AddCamerasToContextManager();
     void AddCamerasToContextManagerVista();
 
-    // -- pass-through devices (CDeviceUtilFunctions_passThru.cpp)
+    // Pass-through devices (CDeviceUtilFunctions_passThru.cpp)
     //
     // A pass-through device is a dock that a camera is plugged into. Only the dock has a port, and
     // the dock can be asked for the ids of the camera. Ids of 0 mean that there is no camera, or
@@ -113,10 +113,10 @@ class CDeviceUtilFunctions {
     // There are two kinds of pass-through devices. One of the first kind connects its camera by
     // itself. One of the second kind (DevType PASSTHRU2) connects it only when it is told to.
 
-    /// The id to work with. The id of a pass-through device is mapped to that of the camera behind
-    /// it, which is registered, if the camera is a known one. Every other id is returned unchanged.
-    /// If the id is that of a device of the second kind, or of a camera behind one, the device is
-    /// told to connect its camera, unless it has done so already.
+    /// The id to work with. The id of a pass-through device is mapped to the id of its camera, if
+    /// the camera is a known one; the camera is then registered. In any other case the id is
+    /// returned unchanged. If the id is that of a device of the second kind, or of a camera plugged
+    /// into one, the device is told to connect its camera, unless it has done so already.
     std::u16string MapContextId(const std::u16string& id);
     std::u16string MapPassThruContextId(const std::u16string& id);
     CCamInfo PassThruCamInfoFromContextId(const std::u16string& id) const;
@@ -132,7 +132,7 @@ class CDeviceUtilFunctions {
     void ConnectWithPassThruCamera(const std::u16string& port, std::uint32_t& vid,
                                    std::uint32_t& pid);
 
-    // -- diagnostics (CDeviceUtilFunctions_diagnostics.cpp)
+    // Diagnostics (CDeviceUtilFunctions_diagnostics.cpp)
 
     /// Reports each group of values in a camera's diagnostics document as an event, and stores the
     /// camera's firmware version in the registry. Does nothing if the document isn't well-formed,
@@ -142,8 +142,7 @@ class CDeviceUtilFunctions {
     /// The number after `VID_` or `&PID_`; 0 if no four hexadecimal digits follow.
     static std::uint16_t VidFromDeviceId(const std::u16string& text);
     static std::uint16_t PidFromDeviceId(const std::u16string& text);
-    /// The number after `USBSCAN`, in any case; -1 for a text without this word, 0 if no number
-    /// follows.
+    /// The number after `USBSCAN`; -1 for a text without this word, 0 if no number follows.
     static std::int32_t PortNumberFromPort(const std::u16string& text);
 
     /// The row of the pass-through device to work with. GetPassThruDeviceId() and

@@ -11,7 +11,8 @@
 namespace zlk {
 
 /// Implements IDeviceUtils (server/ZlkCamTr.idl). If the settings name another class for this when
-/// the object is made, that class answers all calls but IsDeviceRequestingTagSetup().
+/// the object is made, and that class can be created, it answers all calls but
+/// IsDeviceRequestingTagSetup().
 class CDeviceUtils : public DispatchImpl<IDeviceUtils> {
   public:
     using Interfaces = InterfaceList<IDeviceUtils, IDispatch>;

@@ -54,7 +54,7 @@ bool XmlDocument::addElement(std::u16string_view parent, std::u16string_view nam
 
 std::u16string legalXmlText(std::u16string_view text) {
     constexpr WCHAR controlFront = 0xF000, unknown = 0xFFFD;
-    // Whether `unit` is one of the 1,024 units from `first` on.
+    // Each half of a surrogate pair is one of 1,024 units.
     const auto isHalf = [](WCHAR unit, WCHAR first) {
         return unit >= first && unit < first + 0x400;
     };

@@ -1,5 +1,5 @@
 #pragma once
-// Reports events to the component that shows them to users.
+// Reports events to the component that records them.
 
 #include <cstdint>
 #include <string>

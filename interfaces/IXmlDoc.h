@@ -7,8 +7,8 @@
 // those passed in are borrowed, those given out belong to the caller. 0 is success, anything else
 // failure.
 //
-// The places named Reserved keep the others at their positions in the virtual table; calling one
-// returns E_NOTIMPL.
+// The methods named Reserved keep the other methods at their positions in the virtual table.
+// Calling one returns E_NOTIMPL.
 
 #include "platform/component.h"
 

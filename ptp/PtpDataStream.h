@@ -78,7 +78,7 @@ class PtpDataStream {
 
     /// A block of zeros; null if there is no memory.
     static Block allocate(std::uint32_t size);
-    /// Moves the bytes to another block, of `size` bytes. Throws PTP_OUT_OF_MEMORY for a null one.
+    /// Moves the bytes to `block`, of `size` bytes. Throws PTP_OUT_OF_MEMORY if `block` is null.
     void replace(Block block, std::uint32_t size);
     /// Whether at least `width` bytes lie between the cursor and `end`.
     bool hasRoom(std::uint32_t width, std::uint32_t end) const {

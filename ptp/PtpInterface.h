@@ -48,8 +48,8 @@ class PtpInterface {
     virtual std::uint32_t getNumberObjects(std::uint32_t storage, std::uint32_t format,
                                            std::uint32_t parent) = 0;
     /// Fills `size` bytes of `target`; the caller knows the size from the object's info. If fewer
-    /// bytes arrive, they are in `target` and PTP_INCOMPLETE_TRANSFER is thrown. Further bytes are
-    /// dropped.
+    /// bytes arrive, they are in `target`, and the device's error is thrown, or
+    /// PTP_INCOMPLETE_TRANSFER if the device reports success. Further bytes are dropped.
     virtual void getThumb(std::uint32_t handle, void* target, std::uint32_t size) = 0;
     /// Like getThumb(). `progress` may be null; its answer can't stop the transfer.
     virtual void getObject(std::uint32_t handle, void* target, std::uint32_t size,

@@ -7,8 +7,8 @@
 
 namespace zlk {
 
-/// One storage of a device (ISO 15740, StorageInfo). Sizes are in bytes. A capacity or free space
-/// that is unknown is 0xFFFFFFFF, in the fields of 64 bits too.
+/// One storage of a device (ISO 15740, StorageInfo). Sizes are in bytes. If a device sends no
+/// dataset, capacity and free space keep their default of 0xFFFFFFFF: they are unknown.
 class StorageInfoDataset {
   public:
     StorageInfoDataset() = default;

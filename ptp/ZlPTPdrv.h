@@ -81,7 +81,7 @@ class ZlPTPdrv : public PtpInterface {
 
     /// Our own operations, for a dock. Each gives the USB ids of the dock's camera, which are the
     /// response's first two parameters. ZLpressSaveButton() also makes the dock connect the camera;
-    /// ZLconnectedCameraId2() gives the ids even if the dock hasn't connected it.
+    /// ZLconnectedCameraId2() gives the ids even if the camera isn't connected yet.
     void ZLconnectedCameraId(std::uint32_t* first, std::uint32_t* second);
     void ZLpressSaveButton(std::uint32_t* first, std::uint32_t* second);
     void ZLconnectedCameraId2(std::uint32_t* first, std::uint32_t* second);
@@ -144,7 +144,7 @@ class ZlPTPdrv : public PtpInterface {
     ContainerBlock readResponce(std::uint16_t expectedCode, ObjectProgressInterface* progress);
     /// One read into the stream; returns the number of bytes, at least 1.
     std::uint32_t readSome(std::uint32_t at, std::uint32_t length);
-    /// Reads the zero-length packet after a container of that size, if there has to be one.
+    /// Reads the zero-length packet after a container of `received` bytes, if there has to be one.
     void expectNullPacket(std::uint32_t received);
     /// The next command's id after a failed openSession(), before which it was `saved`.
     std::uint32_t recoverTransactionID(std::uint32_t saved) const;

@@ -14,7 +14,7 @@ namespace {
 // Units.
 constexpr std::size_t ordinaryCapacity = 256;
 
-/// Leaves room in which most texts can grow.
+/// How many units to allocate for a text of this length. Most texts then have room to grow.
 std::size_t capacityFor(std::size_t length) {
     return length + 1 > ordinaryCapacity ? length + ordinaryCapacity : ordinaryCapacity;
 }

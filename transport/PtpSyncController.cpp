@@ -86,8 +86,8 @@ void PtpSyncController::makeOrOpenTable() {
         return;
     }
     TraceLine(category, "setPort - openFileMapping creating map");
-    // Another process may have made the section since the attempt to open it, since programs that
-    // aren't ours don't wait for the table's mutex. The entries of that process then stay.
+    // Another process may have made the section after the attempt to open it: programs that aren't
+    // ours don't wait for the table's mutex. The section's entries then stay.
     if (section.make(tableName, tableSize)) Table(section, tableSize).setCount(0);
 }
 

@@ -20,7 +20,8 @@ namespace zlk {
 class PtpSyncVista : public PTPSyncInterface {
   public:
     PtpSyncVista() = default;
-    /// The table stays mapped, and mutexes that were made stay open, until the process ends.
+    /// The table stays mapped, and mutexes that this process has made stay open, until the process
+    /// ends.
     ~PtpSyncVista() override;
     PtpSyncVista(const PtpSyncVista&) = delete;
     PtpSyncVista& operator=(const PtpSyncVista&) = delete;

@@ -33,7 +33,7 @@ UniqueHandle WindowsUSB::open() const {
 void WindowsUSB::openConnection(const WCHAR* port) {
     const std::string path = utf8Text(port);
     if (path.size() > 1) {
-        // Cut to fit, the path could be another port's.
+        // A path that is cut to fit could be another port's.
         if (path.size() >= sizeof devicePath) throw PTP_NO_CONNECTION;
         std::memcpy(devicePath, path.c_str(), path.size() + 1);
     }
