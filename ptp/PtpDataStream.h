@@ -15,10 +15,10 @@ namespace zlk {
 /// A block of bytes with one cursor for reading and writing; all values are little-endian.
 ///
 /// What a camera sends is never trusted. A read beyond the block, or beyond the end of what was
-/// received, throws PTP_GENERAL_ERROR. A count of elements doesn't allocate memory before the
-/// elements are read. A text without a terminator ends at its count. A write throws
-/// PTP_GENERAL_ERROR if the block is too small and doesn't grow enough, and PTP_OUT_OF_MEMORY if
-/// there is no memory for it to grow.
+/// received, throws PTP_GENERAL_ERROR, except for a text that was left out (see endReadsAt()). A
+/// count of elements doesn't allocate memory before the elements are read. A text without a
+/// terminator ends at its count. A write throws PTP_GENERAL_ERROR if the block is too small and
+/// doesn't grow enough, and PTP_OUT_OF_MEMORY if there is no memory for it to grow.
 ///
 /// A stream is for one thread.
 class PtpDataStream {

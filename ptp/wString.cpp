@@ -11,7 +11,7 @@
 namespace zlk {
 namespace {
 
-// Units.
+// In units.
 constexpr std::size_t ordinaryCapacity = 256;
 
 /// How many units to allocate for a text of this length. Most texts then have room to grow.

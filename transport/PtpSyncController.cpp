@@ -16,7 +16,7 @@ constexpr char category[] = "PtpSyncController";
 constexpr char tableName[] = "Global\\ZlPtpHandlesToCameras";
 constexpr char tableMutexName[] = "Global\\ZlPtpTableMutex";
 constexpr char portMutexPrefix[] = "Global\\ZlPtpDrvMutex";
-// Bytes.
+// Both in bytes.
 constexpr DWORD tableSize = 1024;
 constexpr std::size_t longestPort = sizeof(CameraPortEntry::port) - 1;
 
