@@ -9,7 +9,6 @@ namespace {
 
 constexpr char category[] = "CDeviceUtilFunctions";
 
-/// Traces that the table is about to be built, and builds it.
 struct SharedCameraList {
     SharedCameraList() { TraceLine(category, "Creating new Camera List"); }
     CSupportedCameraList list;

@@ -111,7 +111,6 @@ std::u16string loadString(HMODULE module, WORD id) {
     return {};
 }
 
-/// A copy of the first row for which `matches` returns true, or a row that isn't valid.
 template <class Matches>
 CCamInfo firstRow(const std::vector<CCamInfo>& rows, Matches matches) {
     const auto found = std::find_if(rows.begin(), rows.end(), matches);
@@ -153,7 +152,6 @@ void CSupportedCameraList::loadFromSettings() {
             readBool(key.get(), u"AbilityToConsumeIntent", row.AbilityToConsumeIntent);
         row.Monitor = readBool(key.get(), u"Monitor", row.Monitor);
         row.contextId = makeContextId(productClass, u"0000");
-        // A row without a name gets one made from its model.
         if (row.FriendlyName.empty() && !row.Model.empty())
             row.FriendlyName =
                 composeFriendlyName(row.Model, readBool(key.get(), u"Series", false));

@@ -93,7 +93,6 @@ bool CLog::openControlMemory() noexcept {
         return false;
     }
     control = static_cast<LogControl*>(controlView.get());
-    // The first process to come initialises the block.
     if (made) {
         control->enabled = 0;
         control->writeOffset = 0;

@@ -22,7 +22,6 @@ std::u16string fileNamePart(const std::u16string& path);
 /// The folder of a path, without the drive, with its trailing slash.
 std::u16string dirPart(const std::u16string& path);
 
-/// The text without white space at both ends.
 std::u16string trimmed(const std::u16string& text);
 
 /// Our own folder inside the system's folder for temporary files, without a trailing backslash. It

@@ -101,7 +101,6 @@ void PtpDataStream::readU32Array(std::vector<std::uint32_t>& target) {
 void PtpDataStream::writeString(const wString& string) {
     if (string.length == 0) return writeByte(0);
     if (string.length > longestString) throw PTP_GENERAL_ERROR;
-    // The count includes the terminating zero.
     writeByte(static_cast<std::uint8_t>(string.length + 1));
     for (std::uint32_t i = 0; i < string.length; ++i) writeU16(string.charAt(i));
     writeU16(0);

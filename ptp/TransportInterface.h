@@ -34,7 +34,6 @@ class TransportInterface {
     /// Packet size of a bulk pipe in bytes. Where it isn't known, a transport gives a usual size or
     /// 0.
     virtual std::uint32_t getMaxPacketSize() = 0;
-    /// USB ids of the camera.
     virtual void getVidPid(std::uint32_t* vid, std::uint32_t* pid) = 0;
 };
 

@@ -374,7 +374,6 @@ PtpEvent ZlPTPdrv::getEvent() {
     return {};
 }
 
-/// These operations have no data; the answer is in the response's parameters.
 void ZlPTPdrv::askForCamera(const Operation& operation, std::uint32_t* first,
                             std::uint32_t* second) {
     perform(operation, 0);
