@@ -67,7 +67,7 @@ struct VARIANT {
         BSTR* pbstrVal;
         IUnknown** ppunkVal;
         VARIANT* pvarVal;
-        void* room[2];  ///< as much room as the largest type known elsewhere takes
+        void* room[2];  ///< gives the union the size that other languages expect
     };
 };
 static_assert(sizeof(VARIANT) == 8 + 2 * sizeof(void*));
@@ -76,9 +76,9 @@ using DISPID = LONG;
 inline constexpr DISPID DISPID_UNKNOWN = -1;      ///< stands for the id of an unknown name
 inline constexpr DISPID DISPID_PROPERTYPUT = -3;  ///< names the new value of a property
 
-/// The arguments of a call, borrowed and in reverse order: the last one stands first. The first
-/// `cNamedArgs` of them are named: each goes to the parameter whose place, counted from 0, stands
-/// at the same index of `rgdispidNamedArgs`.
+/// The arguments of a call, borrowed. The first `cNamedArgs` of them are named: each goes to the
+/// parameter whose place, counted from 0, stands at the same index of `rgdispidNamedArgs`
+/// (DISPID_PROPERTYPUT: the new value). The others follow in reverse order, the last one first.
 struct DISPPARAMS {
     VARIANT* rgvarg;
     DISPID* rgdispidNamedArgs;
@@ -95,7 +95,7 @@ struct EXCEPINFO {
     BSTR bstrHelpFile;
     DWORD dwHelpContext;
     void* pvReserved;
-    HRESULT (*pfnDeferredFillIn)(EXCEPINFO* exception);  ///< always null: no field is left out
+    HRESULT (*pfnDeferredFillIn)(EXCEPINFO* exception);  ///< always null
     HRESULT scode;                                       ///< the result that the member returned
 };
 
@@ -111,27 +111,27 @@ struct IDispatch : IUnknown {
     /// The number of type descriptions, which is 1: every object here has one.
     virtual HRESULT GetTypeInfoCount(UINT* count) noexcept = 0;
     /// Gives the description of the object's members; the caller releases it. E_POINTER,
-    /// DISP_E_BADINDEX (`index` isn't 0), and the failures of LoadTypeLib.
+    /// DISP_E_BADINDEX (`index` isn't 0), DISP_E_UNKNOWNLCID, and the failures of LoadTypeLib.
     virtual HRESULT GetTypeInfo(UINT index, DWORD localeId, ITypeInfo** info) noexcept = 0;
-    /// Gives the dispatch id of the member names[0] and, for the other names, the places of its
-    /// parameters of these names; case doesn't matter. DISP_E_UNKNOWNNAME where a name isn't known:
-    /// its id is then DISPID_UNKNOWN, and the others are filled in all the same, as long as the
-    /// member is known. E_INVALIDARG for a null argument or a `count` of 0, and the failures of
-    /// LoadTypeLib. `reserved` is all zeros (DISP_E_UNKNOWNINTERFACE otherwise).
+    /// Gives the dispatch id of the member names[0] and the places of the parameters that the other
+    /// names stand for; case doesn't matter. DISP_E_UNKNOWNNAME if a name isn't known: the id of
+    /// each unknown name, or of all names if the member isn't known, is then DISPID_UNKNOWN.
+    /// E_INVALIDARG for a null argument or a `count` of 0, and the failures of LoadTypeLib.
+    /// `reserved` is all zeros (DISP_E_UNKNOWNINTERFACE otherwise).
     virtual HRESULT GetIDsOfNames(const GUID& reserved, WCHAR** names, UINT count, DWORD localeId,
                                   DISPID* dispatchIds) noexcept = 0;
     /// Calls a member. `flags` is what to call it as (DISPATCH_...; if several are given, any kind
     /// among them will do). Arguments are converted between numbers and text where the value allows
     /// it, and may be references; an out parameter takes a reference to its type or to a VARIANT.
-    /// To set a property, the new value is the only argument and is named DISPID_PROPERTYPUT.
-    /// `result` (null: not wanted) receives what the member returns, which the caller clears; it is
-    /// VT_EMPTY on failure.
+    /// To set a property, the new value is passed as an argument, which may be named
+    /// DISPID_PROPERTYPUT. `result` (null: not wanted) receives what the member returns, which the
+    /// caller clears; it is VT_EMPTY on failure.
     ///
-    /// DISP_E_EXCEPTION where the member itself failed: exception->scode (`exception` null: not
-    /// wanted) is its result. After any other failure the member wasn't called:
+    /// DISP_E_EXCEPTION if the member itself failed: exception->scode (`exception` null: not
+    /// wanted) is its result. After any other failure the member wasn't called. Such failures are
     /// DISP_E_MEMBERNOTFOUND, DISP_E_BADPARAMCOUNT, E_INVALIDARG, DISP_E_UNKNOWNLCID,
     /// DISP_E_UNKNOWNINTERFACE (`reserved` isn't all zeros), E_OUTOFMEMORY, the failures of
-    /// LoadTypeLib; or, with the index in rgvarg of the argument at fault in *argumentError,
+    /// LoadTypeLib; and, with the index in rgvarg of the argument at fault in *argumentError,
     /// DISP_E_TYPEMISMATCH, DISP_E_OVERFLOW, DISP_E_BADVARTYPE, DISP_E_PARAMNOTFOUND (no parameter
     /// of that name, or one that has its argument already), DISP_E_PARAMNOTOPTIONAL (left out),
     /// E_POINTER (a null reference).
@@ -150,7 +150,7 @@ extern "C" {
 
 /// Makes raw memory an empty value; whatever the memory held isn't freed.
 void VariantInit(VARIANT* value) noexcept;
-/// Frees the text or releases the object that the value holds, and makes it empty.
+/// Frees the text or releases the object that the value holds, and makes the value empty.
 /// DISP_E_BADVARTYPE for an unknown type; the value then stays as it is. E_INVALIDARG for null.
 HRESULT VariantClear(VARIANT* value) noexcept;
 /// Clears `target` and makes it a copy of `source`, with a text or reference of its own; a VT_BYREF
@@ -158,11 +158,12 @@ HRESULT VariantClear(VARIANT* value) noexcept;
 /// DISP_E_BADVARTYPE, E_INVALIDARG for null.
 HRESULT VariantCopy(VARIANT* target, const VARIANT* source) noexcept;
 /// Clears `target`, which may be `source`, and stores the value there as another type. It converts
-/// between numbers, texts (with a decimal point in every locale; VT_BOOL is -1 or 0, and may be
-/// read from True or False) and VT_BOOL, and between the two kinds of objects. VT_BYREF values are
-/// followed. Fractions are rounded to the nearest whole number, halves to the even one. `flags` is
-/// 0. On failure `target` is unchanged: DISP_E_TYPEMISMATCH, DISP_E_OVERFLOW, DISP_E_BADVARTYPE (an
-/// unknown type, or one to which nothing is converted), E_POINTER, E_INVALIDARG, E_OUTOFMEMORY.
+/// between numbers, VT_BOOL and texts, and between VT_UNKNOWN and VT_DISPATCH. VT_BYREF values are
+/// followed. A text has a decimal point in every locale; VT_BOOL as a text is -1 or 0, and is also
+/// read from True and False. A fraction that becomes a whole number is rounded to the nearest one,
+/// and a half to the even one. `flags` is 0. On failure `target` is unchanged: DISP_E_TYPEMISMATCH,
+/// DISP_E_OVERFLOW, DISP_E_BADVARTYPE (an unknown type, or one to which nothing is converted),
+/// E_POINTER, E_INVALIDARG, E_OUTOFMEMORY.
 HRESULT VariantChangeType(VARIANT* target, const VARIANT* source, WORD flags,
                           VARTYPE type) noexcept;
 
@@ -171,8 +172,8 @@ HRESULT VariantChangeType(VARIANT* target, const VARIANT* source, WORD flags,
 
 namespace zlk {
 
-/// Empties the two answers of Invoke; either may be null. Callers of Invoke clear both after a
-/// failure, too, and needn't have initialised them.
+/// Empties the two answers of Invoke; either may be null. Each Invoke calls it first, because its
+/// callers needn't initialise the answers, and clear them even after a failure.
 inline void emptyAnswer(VARIANT* result, EXCEPINFO* exception) noexcept {
     if (result) VariantInit(result);
     if (exception) *exception = {};

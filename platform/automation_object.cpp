@@ -8,8 +8,8 @@
 namespace zlk {
 namespace {
 
-/// Whether a number has the form of a locale id: a language in the low 16 bits, and a sort order
-/// above. Any language will do, since names are the same in all.
+/// Whether a number has the form of a locale id: a language in the low 16 bits, and a sort order in
+/// the next four. Any language will do, since names are the same in all.
 bool isLocale(DWORD localeId) {
     return localeId < 0x100000;
 }

@@ -38,7 +38,7 @@ class DispatchTable {
                    UINT* argumentError) noexcept;
 
   private:
-    /// Gives the description, borrowed from this table, which the first call loads.
+    /// Gives the interface's description, which the first call loads and this table owns.
     HRESULT find(DWORD localeId, ITypeInfo*& info) noexcept;
 
     const GUID& iid_;

@@ -10,15 +10,16 @@
 #pragma GCC visibility push(default)
 
 /// Mounts `mount.folder` for all processes of the machine, until it is unmounted; `mount.letter`
-/// receives the letter given. Last errors: ERROR_DIRECTORY (no such folder, or a path that doesn't
-/// begin with `/`), ERROR_ALREADY_EXISTS (the letter is taken), ERROR_INVALID_DRIVE (no such
-/// letter, or none free), ERROR_INVALID_PARAMETER (a text that is too long or contains a zero),
-/// ERROR_BUSY (another process held the lock for two seconds), ERROR_NOT_ENOUGH_MEMORY, and those
-/// of the machine root and of the settings store.
+/// receives the letter given. Last errors: ERROR_DIRECTORY (the folder can't be opened, or its path
+/// doesn't begin with `/`), ERROR_ALREADY_EXISTS (the letter is taken), ERROR_INVALID_DRIVE (no
+/// such letter, or none free), ERROR_INVALID_PARAMETER (a text that is too long or contains a
+/// zero), ERROR_BUSY (others held the lock for two seconds), ERROR_NOT_ENOUGH_MEMORY, and those of
+/// the machine root, of the lock's file and of the settings store.
 BOOL mountCard(CardMount& mount) noexcept;
 
 /// Takes a mounted folder away; what lies in it isn't touched. ERROR_INVALID_DRIVE if no folder is
-/// mounted under that letter; the other last errors are those of mountCard.
+/// mounted under that letter; the lock, the machine root and the settings store can fail as for
+/// mountCard.
 BOOL unmountCard(WCHAR letter) noexcept;
 
 /// The folders mounted now, in the order of their letters, including those that have vanished from

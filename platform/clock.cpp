@@ -16,8 +16,7 @@ using namespace zlk::platform;
 namespace {
 
 constexpr std::int64_t secondsPerDay = 86'400;
-// The last second that callers expect: their C library's time functions end with the year 3000,
-// UTC.
+// The end of the year 3000, UTC.
 constexpr std::int64_t lastSecond = 32'535'215'999;
 
 constinit TestClock testClock;
@@ -36,9 +35,8 @@ BOOL refuse() {
 }
 
 /// Gives the local time of a moment; false if it can't be expressed. The machine's time zone may
-/// change while a process runs, when a user travels. To look for a change at each call, as
-/// std::mktime() does, would cost a folder listing more than reading the folder; once a second is
-/// enough.
+/// change while a process runs, when a user travels. tzset(), which notices that, may take system
+/// calls and so isn't called for each entry of a folder listing; once a second is enough.
 bool localParts(std::time_t moment, std::tm& parts) {
     static std::atomic<std::time_t> lastLook{-1};
     timespec now{};
@@ -144,9 +142,9 @@ std::int64_t _mktime64(const BrokenDownTime& local) noexcept {
     errno = 0;
     const std::int64_t asUtc = timegm(&parts);
     if (errno == EOVERFLOW) return -1;
-    // The offsets a day before and a day after the moment, which differ if the clocks change in
-    // between. The later offset is tried first and kept if it is really in force at the moment that
-    // it gives; otherwise the moment is before the change, or in the gap of one.
+    // The offsets a day before and a day after the moment differ if the clocks change in between.
+    // The later offset is tried first, and kept if it is in force at the moment that it gives.
+    // Otherwise the moment is before the change, or in the hour that the change skips.
     const std::int64_t before = utcOffset(asUtc - secondsPerDay);
     const std::int64_t after = utcOffset(asUtc + secondsPerDay);
     std::int64_t moment = asUtc - after;

@@ -6,8 +6,7 @@
 
 #include "platform/types.h"
 
-/// A broken-down time with the field values of the C library's `tm`, under a name of its own so
-/// that no header of ours depends on <ctime>.
+/// A broken-down time with the field values of the C library's `tm`.
 struct BrokenDownTime {
     int second, minute, hour;
     int day;    ///< 1 to 31
@@ -19,13 +18,13 @@ struct BrokenDownTime {
 
 /// Milliseconds since the machine started, modulo 2^32, the same in every process.
 DWORD GetTickCount() noexcept;
-/// Waits at least that long, or for ever with INFINITE; signals don't shorten the wait. 0 gives up
+/// Waits at least this time, or for ever with INFINITE; signals don't shorten the wait. 0 gives up
 /// the rest of this thread's time slice.
 void Sleep(DWORD milliseconds) noexcept;
 
-/// Replaces the clock behind GetTickCount and Sleep in this process, so that no test has to wait;
-/// null for either function keeps the real one. Not thread-safe: a test sets it before the call
-/// that it tests.
+/// Functions that GetTickCount and Sleep of this process call instead of using the machine's clock,
+/// so that tests needn't wait. A null function leaves its call as it is. Setting them isn't
+/// thread-safe: a test does so before the call that it tests.
 struct TestClock {
     DWORD (*tickCount)() = nullptr;
     void (*sleep)(DWORD milliseconds) = nullptr;
@@ -41,17 +40,18 @@ FILETIME fileTimeFromUnix(std::int64_t seconds, std::uint32_t nanoseconds) noexc
 
 /// Gives local wall-clock time as a file time. This differs from Windows: the offset is the one in
 /// force at that moment and not today's, so that a picture taken in July doesn't move by an hour in
-/// December. Returns 0 with ERROR_INVALID_PARAMETER where the result can't be expressed.
+/// December. Returns 0 with ERROR_INVALID_PARAMETER for a null pointer, or if the time or the
+/// result would have the top bit set.
 BOOL FileTimeToLocalFileTime(const FILETIME* time, FILETIME* local) noexcept;
 
 /// Splits a file time into its parts without changing its zone. Returns 0 with
-/// ERROR_INVALID_PARAMETER for a time with the top bit set.
+/// ERROR_INVALID_PARAMETER for a null pointer or a time with the top bit set.
 BOOL FileTimeToSystemTime(const FILETIME* time, SYSTEMTIME* parts) noexcept;
 
 /// Gives the seconds since 1970 UTC of a local time; a field out of its range carries over into the
-/// next larger one. When the clocks are put back, one hour comes twice, and a time in it means its
-/// second run; a time in the hour that is skipped when they are put forward counts on from before
-/// the change. Returns -1 for a moment before 1970 or after the year 3000.
+/// next larger one. When the clocks are put back, one hour comes twice, and its second run is
+/// meant. When they are put forward, one hour is skipped, and a time in it is read with the offset
+/// from before the change. Returns -1 for a moment before 1970 or after the year 3000.
 std::int64_t _mktime64(const BrokenDownTime& local) noexcept;
 
 /// The current time in seconds since 1970 UTC.

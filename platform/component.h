@@ -3,9 +3,8 @@
 // The functions may be called on any thread, and have C linkage, since other languages call them by
 // name. An object is used on the thread that made it, unless its header says otherwise.
 //
-// Ownership is as in every component model of this shape: an interface or text that a call hands
-// out belongs to the caller, one that is handed in is borrowed. `BSTR` is a counted UTF-16 text
-// that may hold zeros; null is the empty text.
+// An interface or text that a call hands out belongs to the caller; one that is handed in is
+// borrowed. `BSTR` is a counted UTF-16 text that may hold zeros; null is the empty text.
 
 #include <string_view>
 
@@ -42,8 +41,8 @@ struct IClassFactory : IUnknown {
     /// becomes a part of it: `iid` must then be IUnknown's (CLASS_E_NOAGGREGATION otherwise), and
     /// the outer object owns the part by that IUnknown.
     virtual HRESULT CreateInstance(IUnknown* outer, const GUID& iid, void** object) noexcept = 0;
-    /// With `lock`, keeps the class's module loaded until a call without `lock` takes that back;
-    /// each call takes back one.
+    /// With `lock`, keeps the class's module loaded. Each call without `lock` takes one such call
+    /// back.
     virtual HRESULT LockServer(BOOL lock) noexcept = 0;
 
   protected:
@@ -58,20 +57,20 @@ inline constexpr DWORD CLSCTX_ALL = 7;  ///< what callers pass; only servers in 
 #pragma GCC visibility push(default)
 extern "C" {
 
-/// Makes a new text, which the caller frees; null where there is no memory, or for a null `text`.
+/// Makes a new text, which the caller frees; null if it can't be made, or for a null `text`.
 BSTR SysAllocString(const WCHAR* text) noexcept;
-/// The same with a length in units; with `text` null the units are zeros.
+/// Makes a new text of `length` units, which are zeros if `text` is null; null if it can't be made.
 BSTR SysAllocStringLen(const WCHAR* text, UINT length) noexcept;
 /// Frees a text; null is allowed.
 void SysFreeString(BSTR text) noexcept;
 /// The length in units, without the terminator; 0 for null.
 UINT SysStringLen(BSTR text) noexcept;
 
-/// Reads a class id in the form {8-4-4-4-12}. CO_E_CLASSSTRING for any other text; *clsid is then
-/// all zeros. E_INVALIDARG for a null `clsid`.
+/// Reads a class id in the form {8-4-4-4-12} of hexadecimal digits. CO_E_CLASSSTRING for any other
+/// text; *clsid is then all zeros. E_INVALIDARG for a null `clsid`.
 HRESULT CLSIDFromString(const WCHAR* text, GUID* clsid) noexcept;
-/// Writes an id as text in that form, with a terminator. `room` is in units. Returns the units
-/// written, which are 39, or 0 if there is less room or `buffer` is null.
+/// Writes an id in the form that CLSIDFromString reads, with a terminator. `room` is in units.
+/// Returns the units written, which are 39, or 0 if there is less room or `buffer` is null.
 int StringFromGUID2(const GUID& id, WCHAR* buffer, int room) noexcept;
 
 /// Finds the class that a ProgID stands for (HKEY_CLASSES_ROOT\<ProgID>\CLSID, or that of the
@@ -80,20 +79,20 @@ int StringFromGUID2(const GUID& id, WCHAR* buffer, int room) noexcept;
 HRESULT CLSIDFromProgID(const WCHAR* progId, GUID* clsid) noexcept;
 
 /// Makes an object of a registered class in this process; the caller owns the reference in *object,
-/// which is null on failure. The class's module is loaded once and its factory kept, so that a
-/// class that is registered anew is still served by the old module, until CoFreeUnusedLibraries has
-/// unloaded that. Results: REGDB_E_CLASSNOTREG (no such class, one without a module, or a `context`
-/// without CLSCTX_INPROC_SERVER), CO_E_DLLNOTFOUND (the module doesn't load or isn't trusted),
-/// CO_E_ERRORINDLL (it has no DllGetClassObject, or gives no factory), E_POINTER (`object` is
-/// null), E_OUTOFMEMORY, the HRESULT of ERROR_TOO_MANY_OPEN_FILES or of a registry that can't be
-/// read, and whatever the class itself returns.
+/// which is null on failure. The class's module is loaded once and the class's factory is kept, so
+/// that a class that is registered anew is still served by the old module until
+/// CoFreeUnusedLibraries has unloaded it. Results: REGDB_E_CLASSNOTREG (no such class, one without
+/// a module, or a `context` without CLSCTX_INPROC_SERVER), CO_E_DLLNOTFOUND (the module doesn't
+/// load or isn't trusted), CO_E_ERRORINDLL (the module has no DllGetClassObject, or gives no
+/// factory), E_POINTER (`object` is null), E_OUTOFMEMORY, the HRESULT of ERROR_TOO_MANY_OPEN_FILES
+/// or of a registry that can't be read, and whatever the module itself returns.
 HRESULT CoCreateInstance(const GUID& clsid, IUnknown* outer, DWORD context, const GUID& iid,
                          void** object) noexcept;
 
 /// Unloads each component module whose DllCanUnloadNow says that it has no objects. If threads
-/// other than the caller's have made objects of a module, it is unloaded only after ten seconds or
-/// more in which each call found it idle and nobody used it: another thread may have dropped its
-/// last reference and still be on its way out of the module's code.
+/// other than the caller's have made objects of a module, it is unloaded only if each call of this
+/// function has found it idle and unused for ten seconds: another thread may have dropped its last
+/// reference and still be on its way out of the module's code.
 void CoFreeUnusedLibraries() noexcept;
 
 }  // extern "C"

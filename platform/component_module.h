@@ -1,7 +1,7 @@
 #pragma once
 // The four entry points that every component module exports, and their bodies. A module's source
-// consists of the table of its classes and ZLK_COMPONENT_MODULE(classes), which stands for the rest
-// of this:
+// consists of the table of its classes and ZLK_COMPONENT_MODULE(classes). The macro stands for what
+// follows the table here:
 //
 //     namespace {
 //     constexpr zlk::ComponentClass classes[] = {
@@ -31,26 +31,27 @@ extern "C" {
 /// lock, since it is called while the table of loaded classes is locked.
 HRESULT DllCanUnloadNow() noexcept;
 /// Gives the factory of one of the module's classes. CLASS_E_CLASSNOTAVAILABLE for any other class,
-/// E_POINTER for a null `object`; *object is null on failure. Any thread may call it.
+/// E_NOINTERFACE for an interface that no factory has, E_POINTER for a null `object`; *object is
+/// null on failure. Any thread may call it.
 HRESULT DllGetClassObject(const GUID& clsid, const GUID& iid, void** object) noexcept;
-/// Runs each class's registry script, then registers the module's type library if it has one;
-/// stops at the first failure and returns it.
+/// Runs each class's registry script and then, with ModuleTypeLibrary::Registered, registers the
+/// module's type library; stops at the first failure and returns it.
 HRESULT DllRegisterServer() noexcept;
-/// Takes away what the scripts of all classes wrote, and the type library's entries; goes on after
-/// a failure, and returns the first one.
+/// Takes the registration back (registrar.h tells which keys stay); goes on after a failure, and
+/// returns the first one.
 HRESULT DllUnregisterServer() noexcept;
 }
 
 namespace zlk {
 
-/// Whether a module's classes can be called by name. If so, its type library (the TYPELIB resource,
-/// or the file beside the module with the extension `.tlb`) is registered together with the
-/// classes.
+/// Whether a module's type library (its TYPELIB resource, or the file beside it with the extension
+/// `.tlb`) is registered together with its classes.
 enum class ModuleTypeLibrary { None, Registered };
 
 /// Runs the REGISTRY resources of the module's classes, to register them or, with `install` false,
-/// to take the registration back. With ModuleTypeLibrary::Registered it does the same with the type
-/// library. In the scripts %MODULE% is the module's full path and %APPID% the empty text.
+/// to take the registration back. With ModuleTypeLibrary::Registered the type library is registered
+/// or unregistered, too. In the scripts %MODULE% is the module's full path and %APPID% the empty
+/// text.
 HRESULT registerComponents(HMODULE module, std::span<const ComponentClass> classes,
                            ModuleTypeLibrary typeLibrary, bool install) noexcept;
 
@@ -60,8 +61,8 @@ HRESULT registerComponents(HMODULE module, std::span<const ComponentClass> class
 
 namespace zlk {
 
-/// The factories of a module's classes. It is constant-initialized, so that the entry points work
-/// before any constructor of the module has run.
+/// Holds the factories of a module's classes. It is constant-initialized, so that the entry points
+/// work before any constructor of the module has run.
 template <std::size_t count>
 class ComponentModule {
   public:
@@ -102,9 +103,9 @@ class ComponentModule {
 
 }  // namespace zlk
 
-/// Defines the table of a module's classes and the four entry points, which each module must define
-/// for itself so that they are exported from it. The arguments are those of a zlk::ComponentModule:
-/// a constexpr array of zlk::ComponentClass and, if the module has a type library,
+/// Defines a module's zlk::ComponentModule and the four entry points, which each module must define
+/// for itself so that they are exported from it. The arguments are those of the ComponentModule: a
+/// constexpr array of zlk::ComponentClass and, if the module's type library is to be registered,
 /// zlk::ModuleTypeLibrary::Registered.
 #define ZLK_COMPONENT_MODULE(...)                                                           \
     static constinit zlk::ComponentModule componentModule(__VA_ARGS__);                     \

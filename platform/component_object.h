@@ -64,8 +64,8 @@ struct InterfaceList {
     template <class Interface, class T>
     static bool match(T* object, const GUID& iid, void*& found) noexcept {
         if (!(iid == iidOf<Interface>)) return false;
-        // The cast goes through the first interface, because several interfaces of T may share a
-        // base, and a direct cast would then be ambiguous.
+        // A base of the first interface is reached through it, because several interfaces of T may
+        // share that base, and a direct cast would then be ambiguous.
         if constexpr (std::is_base_of_v<Interface, First>) {
             found = static_cast<Interface*>(static_cast<First*>(object));
         } else {
@@ -169,7 +169,7 @@ HRESULT makeObject(IUnknown* outer, const GUID& iid, void** object) {
         return S_OK;
     }
     // QueryInterface adds the caller's reference; Release drops the one that the constructor set,
-    // and ends the object if it lacks that interface.
+    // and ends the object if it lacks the interface `iid`.
     auto* made = new PlainObject<T>;
     const HRESULT result = made->QueryInterface(iid, object);
     made->Release();
@@ -190,7 +190,7 @@ HRESULT createObject(IUnknown* outer, const GUID& iid, void** object) noexcept {
 struct ComponentClass {
     const GUID& clsid;
     HRESULT (*create)(IUnknown* outer, const GUID& iid, void** object) noexcept;
-    WORD registryScript;  ///< number of the REGISTRY resource that registers it
+    WORD registryScript;  ///< number of the REGISTRY resource that registers the class
 };
 
 /// The factory of one class. It is static data of the module, so its references aren't counted and

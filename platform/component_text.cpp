@@ -27,7 +27,6 @@ BSTR allocate(const WCHAR* text, std::size_t length) {
     const std::size_t bytes = length * sizeof(WCHAR);
     if (bytes > UINT32_MAX - 1) return nullptr;
     const std::size_t size = sizeof(TextHead) + bytes + sizeof(WCHAR);
-    // Without a source the text consists of zeros.
     auto* head = static_cast<TextHead*>(text ? std::malloc(size) : std::calloc(1, size));
     if (!head) return nullptr;
     head->bytes = static_cast<std::uint32_t>(bytes);

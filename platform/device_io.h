@@ -16,8 +16,8 @@ struct STORAGE_PROPERTY_QUERY {
 };
 static_assert(sizeof(STORAGE_PROPERTY_QUERY) == 12);
 
-/// The answer. The texts follow the record: 8-bit, with a terminator, at these offsets in bytes
-/// from the record's start. An offset of 0 means that the device has no such text.
+/// The answer. The texts follow the record: 8-bit, with a terminator. A text's offset is in bytes
+/// from the record's start, and 0 if the text isn't there.
 struct STORAGE_DEVICE_DESCRIPTOR {
     DWORD Version;
     DWORD Size;  ///< of the whole record with its texts
@@ -39,9 +39,11 @@ static_assert(sizeof(STORAGE_DEVICE_DESCRIPTOR) == 36);
 /// Sends a control code to an open device, on any thread. A volume answers
 /// IOCTL_STORAGE_QUERY_PROPERTY with the vendor and product of its storage device; the codes of a
 /// camera's pipes are documented by its driver. Sizes are in bytes; *returned (required) receives
-/// the bytes written to `output`; `overlapped` is ignored. Last errors: ERROR_NOT_SUPPORTED (a code
-/// or query that the device doesn't know), ERROR_INVALID_PARAMETER (an input of the wrong size, or
-/// a null `returned`), ERROR_INSUFFICIENT_BUFFER, ERROR_INVALID_HANDLE, ERROR_NOT_READY.
+/// the bytes written to `output`; `overlapped` is ignored. A volume's last errors are
+/// ERROR_NOT_SUPPORTED (another code or query), ERROR_INVALID_PARAMETER (an input of the wrong
+/// size), ERROR_INSUFFICIENT_BUFFER and ERROR_NOT_ENOUGH_MEMORY. The call itself fails with
+/// ERROR_INVALID_PARAMETER for a null `returned`, and with ERROR_INVALID_HANDLE for a handle of
+/// something that takes no codes.
 BOOL DeviceIoControl(HANDLE device, DWORD code, const void* input, DWORD inputSize, void* output,
                      DWORD outputSize, DWORD* returned, void* overlapped) noexcept;
 

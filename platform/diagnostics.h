@@ -1,7 +1,6 @@
 #pragma once
-// Lines that explain what no result of a call can: why a store, a folder or a module was refused,
-// or which program holds a device. The layers above register sinks, which decide where the lines
-// go.
+// Lines that explain what no result of a call can, such as why a store, a folder or a module was
+// refused. The layers above register sinks, which decide where the lines go.
 
 #include "platform/types.h"
 
@@ -13,9 +12,10 @@
 /// platform.
 using DiagnosticSink = void (*)(const char* category, const WCHAR* line);
 
-/// Registers and removes a sink, from any thread. A process has at most eight; a ninth is ignored,
-/// and so are null, adding one twice and removing an unknown one. Removing waits until no thread
-/// runs the sink any more, so that a module may be unloaded right after it removed its own.
+/// Registers and removes a sink, from any thread. A process has at most eight sinks. Adding a
+/// ninth, null or a known sink does nothing, and so does removing an unknown one. Removing waits
+/// until no thread runs the sink any more, so that a module may be unloaded right after it removed
+/// its own.
 void addDiagnosticSink(DiagnosticSink sink) noexcept;
 void removeDiagnosticSink(DiagnosticSink sink) noexcept;
 

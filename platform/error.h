@@ -47,8 +47,8 @@ inline constexpr DWORD ERROR_NO_UNICODE_TRANSLATION = 1113;
 inline constexpr DWORD ERROR_DEVICE_NOT_CONNECTED = 1167;
 inline constexpr DWORD ERROR_RESOURCE_NOT_FOUND = 1812;
 
-// The HRESULTs. Those named DISP_E_ come from calls by name, those named TYPE_E_ from type
-// libraries, and those named CO_E_, CLASS_E_ and REGDB_E_ from making objects.
+// The HRESULTs. DISP_E_ stands for automation, TYPE_E_ for type libraries, and CO_E_, CLASS_E_ and
+// REGDB_E_ for classes and the making of objects.
 inline constexpr HRESULT S_OK = 0;
 inline constexpr HRESULT S_FALSE = 1;  ///< a success, with "no" for an answer
 inline constexpr HRESULT E_NOTIMPL = static_cast<HRESULT>(0x80004001);
@@ -85,15 +85,15 @@ inline constexpr HRESULT CO_E_CLASSSTRING = static_cast<HRESULT>(0x800401F3);
 inline constexpr HRESULT CO_E_DLLNOTFOUND = static_cast<HRESULT>(0x800401F8);
 inline constexpr HRESULT CO_E_ERRORINDLL = static_cast<HRESULT>(0x800401F9);
 
-/// Whether an HRESULT stands for success; S_FALSE is one.
+/// Whether an HRESULT stands for success, as S_FALSE does, too.
 constexpr bool SUCCEEDED(HRESULT hr) {
     return hr >= 0;
 }
 constexpr bool FAILED(HRESULT hr) {
     return hr < 0;
 }
-/// The HRESULT that stands for a last error; ERROR_SUCCESS gives S_OK. The number's low 16 bits are
-/// kept.
+/// The HRESULT that stands for a last error; ERROR_SUCCESS gives S_OK. Only the number's low 16
+/// bits are kept.
 constexpr HRESULT HRESULT_FROM_WIN32(DWORD error) {
     return error == 0 ? S_OK : static_cast<HRESULT>((error & 0xFFFF) | 0x80070000);
 }
@@ -101,11 +101,9 @@ constexpr HRESULT HRESULT_FROM_WIN32(DWORD error) {
 #pragma GCC visibility push(default)
 extern "C" {
 
-/// Returns the reason why this thread's last failing call failed. Each header documents which of
-/// its calls set it; a call that sets it on success too (for example to ERROR_ALREADY_EXISTS) says
-/// so there.
+/// This thread's last error. A call that reports failures this way sets it when it fails, and may
+/// change it when it succeeds.
 DWORD GetLastError() noexcept;
-/// Sets this thread's last error; no other thread sees it.
 void SetLastError(DWORD error) noexcept;
 
 inline constexpr DWORD FORMAT_MESSAGE_IGNORE_INSERTS = 0x200;
@@ -114,8 +112,8 @@ inline constexpr DWORD FORMAT_MESSAGE_FROM_SYSTEM = 0x1000;
 /// Writes the English text of a last error or HRESULT to `buffer`, without a line end, cut to
 /// `size` units including its terminator. `flags` must hold FORMAT_MESSAGE_FROM_SYSTEM; `source`,
 /// `languageId` and `arguments` are ignored. Returns the units written without the terminator; 0
-/// with ERROR_INVALID_PARAMETER if there is no room or that flag is missing. A number without a
-/// text of its own gives "Error <number>", in hexadecimal if it is a failing HRESULT.
+/// with ERROR_INVALID_PARAMETER if the flag is missing, `buffer` is null or `size` is 0. A number
+/// without a text of its own gives "Error <number>", in hexadecimal if it is a failing HRESULT.
 DWORD FormatMessageW(DWORD flags, const void* source, DWORD messageId, DWORD languageId,
                      WCHAR* buffer, DWORD size, void* arguments = nullptr) noexcept;
 

@@ -19,9 +19,9 @@ class FileSink {
 };
 
 /// Makes a path that CreateFileW opens for writing, in this process and for the life of this
-/// object. GetFileSizeEx of such a handle gives the bytes written to it. Writes to a handle that
-/// outlives this object fail with ERROR_INVALID_HANDLE. `sink` stays the caller's and must outlive
-/// this object. Any thread may make or end one; ending waits for a write that is under way.
+/// object. GetFileSizeEx gives the bytes written to one handle. Writes to a handle that outlives
+/// this object fail with ERROR_INVALID_HANDLE. `sink` stays the caller's and must outlive this
+/// object. Any thread may make or end a SinkFile; ending it waits for a write that is under way.
 class SinkFile {
   public:
     explicit SinkFile(FileSink& sink);

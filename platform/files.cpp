@@ -37,8 +37,8 @@ bool refuseFromErrno() {
     return false;
 }
 
-/// Opens what a path leads to, links followed, only to ask for its status. Anything but a file or
-/// folder is refused. Empty with the last error.
+/// Opens what a path leads to, and asks for its status. Anything but a file or folder is refused.
+/// Empty with the last error.
 Descriptor openToAsk(PathTarget& target, struct statx& status) {
     Descriptor opened = target.open(O_PATH);
     if (!opened) return {};
@@ -116,7 +116,8 @@ bool makeFolder(const WCHAR* path) {
     return entry->exists || errno == EEXIST ? refuse(ERROR_ALREADY_EXISTS) : refuseFromErrno();
 }
 
-// Copies a text with its terminator, or returns the room that it needs.
+// Copies a text with its terminator and returns its length. With too little room it copies nothing,
+// and returns the room that the text needs.
 DWORD giveText(const std::u16string& text, DWORD room, WCHAR* buffer) {
     const auto length = static_cast<DWORD>(text.size());
     if (!buffer || room <= length) return length + 1;

@@ -4,29 +4,31 @@
 // the handle of a walk with FindClose.
 //
 // A path is one of: `X:\...`, below that drive's mount point (a drive letter, see volumes.h);
-// `Z:\...`, below this machine's own root; `\\server\share\...`, below the mount of that share;
-// for CreateFileW alone, `\\.\X:`, the volume itself, and `\\.\...` or `\\?\...`, a camera or a
-// file sink; `/...` or `\...`, a path of this machine as it stands; anything else, from the
-// process's current folder. Components are separated by `\` and `/`. Below a drive or a share a
+// `Z:\...`, below this machine's own root; `\\server\share\...`, below the mount of that share; for
+// CreateFileW and CreateFileA alone, `\\.\X:`, the volume itself, and `\\.\...` or `\\?\...`, a
+// camera or a file sink; `/...` or `\...`, a path of this machine as it stands; anything else, from
+// the process's current folder. Components are separated by `\` and `/`. Below a drive or a share a
 // name is looked up with its exact spelling first and then without case, and `..` stops at the root
-// of the drive or share; a path of this machine or from the current folder is taken literally.
+// of the drive or share. In a path of this machine or from the current folder, case counts, and
+// `..` is left to the kernel.
 //
 // Below a drive or a share, but not below `Z:`, a link is followed only if its target is relative
 // and lies below the same root; opening any other link, or a device, gives ERROR_ACCESS_DENIED. On
-// a kernel without openat2 no link is followed there (ERROR_PATH_NOT_FOUND). DeleteFileW and
-// MoveFileW act on a link itself.
+// a kernel without openat2 no link is followed there, and opening one gives ERROR_PATH_NOT_FOUND or
+// ERROR_ACCESS_DENIED. DeleteFileW and MoveFileW act on a link itself.
 //
-// Some file names can't be written as text (bytes that aren't UTF-8, ASCII's control characters, a
-// backslash, U+FFFE and U+FFFF). Each such byte shows as the unit U+F000 + byte from the private
-// area, and a path with that unit leads back to the byte. If a file's name really contains such a
-// unit, that file is found first, and a walk lists only one of two files whose names read the same.
+// A file's name may contain what no text can: bytes that aren't UTF-8, ASCII's control characters,
+// the backslash, U+FFFE and U+FFFF. Each of their bytes shows as the unit U+F000 + byte from the
+// private area, and a path with that unit leads back to the byte. If a file's name really contains
+// such a unit, that file is found first, and a walk lists only one of two files whose names read
+// the same.
 //
-// Last errors that several calls have: ERROR_FILE_NOT_FOUND, ERROR_PATH_NOT_FOUND (a folder above
-// is missing), ERROR_ACCESS_DENIED (no right, a folder where a file is meant, or a socket or pipe),
-// ERROR_SHARING_VIOLATION, ERROR_INVALID_NAME, ERROR_FILENAME_EXCED_RANGE, ERROR_WRITE_PROTECT (a
-// read-only file system), ERROR_DISK_FULL, ERROR_NOT_READY (a drive without media or whose folder
-// has vanished), ERROR_IO_DEVICE, ERROR_TOO_MANY_OPEN_FILES, ERROR_NOT_ENOUGH_MEMORY,
-// ERROR_FILE_EXISTS, ERROR_DIR_NOT_EMPTY, ERROR_FILE_TOO_LARGE, ERROR_INVALID_HANDLE,
+// Last errors that several calls have, among others: ERROR_FILE_NOT_FOUND, ERROR_PATH_NOT_FOUND (a
+// folder above is missing), ERROR_ACCESS_DENIED (no right, or the path leads to something else than
+// the call takes), ERROR_SHARING_VIOLATION, ERROR_INVALID_NAME, ERROR_FILENAME_EXCED_RANGE,
+// ERROR_WRITE_PROTECT (a read-only file system), ERROR_DISK_FULL, ERROR_NOT_READY (a drive without
+// a medium, or one whose folder has vanished), ERROR_IO_DEVICE, ERROR_TOO_MANY_OPEN_FILES,
+// ERROR_NOT_ENOUGH_MEMORY, ERROR_FILE_EXISTS, ERROR_FILE_TOO_LARGE, ERROR_INVALID_HANDLE,
 // ERROR_INVALID_PARAMETER, ERROR_NOT_SUPPORTED, ERROR_GEN_FAILURE.
 
 #include <memory>
@@ -38,7 +40,7 @@
 
 inline constexpr DWORD GENERIC_READ = 0x80000000;
 inline constexpr DWORD GENERIC_WRITE = 0x40000000;
-inline constexpr DWORD FILE_APPEND_DATA = 4;  ///< each write goes whole to the end of the file
+inline constexpr DWORD FILE_APPEND_DATA = 4;  ///< each write goes to the end of the file
 inline constexpr DWORD FILE_SHARE_READ = 1;
 inline constexpr DWORD FILE_SHARE_WRITE = 2;
 inline constexpr DWORD CREATE_NEW = 1;
@@ -81,7 +83,7 @@ struct FileStatus {
 };
 #pragma pop_macro("st_mtime")
 
-/// The parts of a path, as _wsplitpath gives them: joined in this order, all four are the path.
+/// The parts of a path, as _wsplitpath gives them. Joined in this order they are the path again.
 struct PathParts {
     std::u16string_view drive;      ///< `E:` or empty
     std::u16string_view directory;  ///< up to and with the last slash
@@ -103,24 +105,25 @@ PathParts splitPath(std::u16string_view path) noexcept;
 /// only asks for the file's size or status, and takes part in no sharing). `share` is what others
 /// may do meanwhile. If another opener, in any process of ours, doesn't share the access that this
 /// one asks for, or has an access that this one doesn't share, the result is
-/// ERROR_SHARING_VIOLATION and the file stays as it is.
+/// ERROR_SHARING_VIOLATION and the file stays as it is. On a file system without locks, sharing
+/// isn't enforced.
 ///
 /// `disposition` is CREATE_NEW, CREATE_ALWAYS (empties an existing file and keeps its mode; the
 /// last error is then ERROR_ALREADY_EXISTS on success) or OPEN_EXISTING. A new file gets its mode
 /// from the process's umask. An existing read-only file isn't opened for writing:
-/// ERROR_ACCESS_DENIED. `security` and `templateFile` are ignored, and so are attributes and flags
-/// other than the one named. A full disk is mostly noticed only by the first write.
+/// ERROR_ACCESS_DENIED. `security` and `templateFile` are ignored, and so are all attributes and
+/// flags but FILE_FLAG_BACKUP_SEMANTICS.
 HANDLE CreateFileW(const WCHAR* path, DWORD access, DWORD share,
                    const SECURITY_ATTRIBUTES* security, DWORD disposition, DWORD flagsAndAttributes,
                    HANDLE templateFile) noexcept;
 
-/// The same for a path in UTF-8.
+/// CreateFileW with a path in UTF-8.
 HANDLE CreateFileA(const char* path, DWORD access, DWORD share, const SECURITY_ATTRIBUTES* security,
                    DWORD disposition, DWORD flagsAndAttributes, HANDLE templateFile) noexcept;
 
-/// Reads up to `size` bytes at the file's position. Of a file it reads fewer only at the end, where
-/// 0 bytes are a success; what a camera gives is documented by its driver. `overlapped` is ignored.
-/// *read receives the number of bytes that arrived, on failure too.
+/// Reads up to `size` bytes at the file's position. A success with fewer bytes means that the file
+/// ends there; what a camera gives is documented by its driver. `overlapped` is ignored. *read
+/// receives the number of bytes that arrived, on failure too.
 BOOL ReadFile(HANDLE file, void* buffer, DWORD size, DWORD* read, void* overlapped) noexcept;
 
 /// Writes all `size` bytes or fails. *written receives the number of bytes that were written, on
@@ -141,8 +144,8 @@ BOOL SetFileTime(HANDLE file, const FILETIME* creation, const FILETIME* lastAcce
 /// ERROR_ACCESS_DENIED for a file that isn't open for writing. A file sink has nothing to wait for.
 BOOL FlushFileBuffers(HANDLE file) noexcept;
 
-/// Deletes a file; of a link, the link itself. ERROR_ACCESS_DENIED for a folder or anything else
-/// that isn't a file, and for a read-only file, such as a picture that was protected in the camera.
+/// Deletes a file, or a link itself. ERROR_ACCESS_DENIED for anything else, such as a folder, and
+/// for a read-only file, such as a picture that was protected in the camera.
 BOOL DeleteFileW(const WCHAR* path) noexcept;
 
 /// Renames a file or folder within one file system; a target on another one is ERROR_NOT_SUPPORTED.
@@ -150,8 +153,8 @@ BOOL DeleteFileW(const WCHAR* path) noexcept;
 BOOL MoveFileW(const WCHAR* from, const WCHAR* to) noexcept;
 
 /// The attributes of a file or folder; INVALID_FILE_ATTRIBUTES on failure. Hidden is the FAT
-/// attribute where the file system has one, and elsewhere a leading dot; read-only is a file that
-/// its owner may not write.
+/// attribute if the file has one that can be read, and otherwise a leading dot; read-only is a file
+/// that its owner may not write.
 DWORD GetFileAttributesW(const WCHAR* path) noexcept;
 
 /// Reports kind, size, time and identity of what a path leads to, links followed. False on failure,
@@ -161,8 +164,8 @@ bool _wstat64i32(const WCHAR* path, FileStatus& status) noexcept;
 /// The path of this machine, `/...` and free of links, to what a path leads to; empty on failure.
 std::u16string finalPath(const WCHAR* path) noexcept;
 
-/// The descriptor of an open file or folder, for what no call here does. The handle still owns it:
-/// it must not be closed, and is valid until the handle is closed. -1 with the last error.
+/// The descriptor of an open file or folder, for uses that no call here covers. The handle still
+/// owns it: it must not be closed, and is valid until the handle is closed. -1 with the last error.
 int descriptorOfOpenFile(HANDLE file) noexcept;
 
 /// Makes a folder, whose parent must exist, with a mode from the process's umask.
@@ -170,33 +173,33 @@ int descriptorOfOpenFile(HANDLE file) noexcept;
 BOOL CreateDirectoryW(const WCHAR* path, const SECURITY_ATTRIBUTES* security) noexcept;
 
 /// The process's current folder, as a path that the other calls take. The result is as on Windows:
-/// the units written without the terminator; with too little room, the units needed including it; 0
-/// on failure.
+/// the units written without the terminator; with too little room, the units needed including the
+/// terminator; 0 on failure.
 DWORD GetCurrentDirectoryW(DWORD room, WCHAR* buffer) noexcept;
 /// Changes the current folder of the whole process.
 BOOL SetCurrentDirectoryW(const WCHAR* path) noexcept;
 
-/// The path of the folder `tmp` below the machine root, which is made if it is missing. It is given
-/// below its drive (`Z:\...\tmp\`) and with a trailing backslash, so that a name can be appended.
-/// Result as for GetCurrentDirectoryW.
+/// The path of the folder `tmp` below the machine root (`Z:\...\tmp\`); the folder is made if it is
+/// missing. The path ends with a backslash, so that a name can be appended. Result as for
+/// GetCurrentDirectoryW.
 DWORD GetTempPathW(DWORD room, WCHAR* buffer) noexcept;
 
 /// Starts a walk of a folder and gives its first entry; `pattern` is the folder and `*` or `*.*`,
 /// both of which mean every entry (any other pattern is ERROR_INVALID_NAME). INVALID_HANDLE_VALUE
 /// on failure; the caller ends the walk with FindClose.
 ///
-/// Entries come in the order of their names, case ignored, `.` and `..` first. Only files and
-/// folders are listed: pipes, sockets, devices, and links that lead to a folder, nowhere or off the
-/// card are left out, so that a walk of all folders ends and opening an entry never blocks. Names
-/// of more than 255 units are left out, too. A walk holds the names of its folder in memory; if
-/// there are 4,000,000 or more, it lists that many and ends with ERROR_NOT_ENOUGH_MEMORY.
+/// Entries come in the order of their names, case ignored, `.` and `..` first. Only files, folders,
+/// and links that may be followed to a file are listed. Links to folders are left out, so that a
+/// walk of all folders ends, and so are names of more than 255 units. A walk holds the names of its
+/// folder in memory; if there are 4,000,000 or more, it reads that many and ends with
+/// ERROR_NOT_ENOUGH_MEMORY.
 HANDLE FindFirstFileW(const WCHAR* pattern, WIN32_FIND_DATAW* entry) noexcept;
 
 /// Gives the next entry; 0 with ERROR_NO_MORE_FILES at the end. An entry that has vanished since
-/// the walk began is left out. Where the folder or some entries can't be read, the others are
-/// listed all the same, and the walk ends with the error of the first one that failed.
+/// the walk began is left out. If the folder or an entry can't be read, the walk lists what it can,
+/// and ends with the first error that it met.
 BOOL FindNextFileW(HANDLE find, WIN32_FIND_DATAW* entry) noexcept;
-/// Ends a walk; ERROR_INVALID_HANDLE for a handle that is none of a walk.
+/// Ends a walk; ERROR_INVALID_HANDLE for any other handle.
 BOOL FindClose(HANDLE find) noexcept;
 
 /// Does nothing: writes here go to the kernel at once. Returns 0, the number of C streams flushed.

@@ -1,12 +1,12 @@
 #pragma once
-// A way to repair a module's state in a forked child, which has the memory of its parent, but
-// neither the parent's other threads nor its named objects.
+// A way to repair a module's state in a forked child, which has its parent's memory, but neither
+// the parent's other threads nor the parent's named objects.
 
 #include <pthread.h>
 
 /// Once it is constructed, `call` runs in each child that this process forks, on the child's only
 /// thread and before fork() returns there. The constructor is inline, so that the handler is
-/// registered for the module that the object is in, and goes away when that module is unloaded.
+/// registered for the module that makes the object, and goes away when that module is unloaded.
 struct InForkedChild {
     explicit InForkedChild(void (*call)()) noexcept { ::pthread_atfork(nullptr, nullptr, call); }
 };

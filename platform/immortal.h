@@ -1,7 +1,7 @@
 #pragma once
 // A static object that stays valid until the process ends and is never destroyed. Threads that
-// outlive `main`, and exit handlers and static destructors of other libraries, still call the
-// platform at a time when a destructor of ours would already have run.
+// outlive `main`, and exit handlers and static destructors of other libraries, may call the
+// platform when a destructor of ours would already have run.
 
 #include <new>
 

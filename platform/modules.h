@@ -3,9 +3,8 @@
 //
 // A resource is an ELF note of the module, made by the build (cmake/Resources.cmake); it is found
 // without an exported symbol. Code in a module runs with all the rights of this process, so a
-// module is refused if anybody but root and the caller may write it or put another file in its
-// place. All folders on the path to it count, with the exceptions of base/TrustedFile.h: a sticky
-// folder such as /tmp, for example, may be among those above it.
+// module is refused if others than root and the caller may write it or put another file in its
+// place. base/TrustedFile.h has the exact rules.
 
 #include "platform/error.h"
 #include "platform/types.h"
@@ -15,12 +14,12 @@ inline constexpr WORD RT_STRING = 6;  ///< blocks of 16 counted UTF-16 texts, id
 #pragma GCC visibility push(default)
 
 /// Loads a module; the caller ends each load with FreeLibrary, and the module is unloaded with the
-/// last one. `path` may be any path of files.h; a bare name is looked up only in the folder of
-/// installed modules beside this library. A name that ends in `.dll` (or `.DLL`) stands for the
+/// last one. `path` is a file's path (files.h); a bare name is looked up only in the folder of
+/// installed modules beside this library. A name that ends in `.dll`, in any case, stands for the
 /// file with `.so` instead, in lower case if there is none with this spelling: callers and settings
-/// use the names that modules have on other systems. Null with ERROR_MOD_NOT_FOUND (no such file,
-/// or one that doesn't load), ERROR_ACCESS_DENIED (others may change it; the diagnostics name the
-/// file or folder) or ERROR_TOO_MANY_OPEN_FILES.
+/// use the names that modules have on other systems. Null, among others with ERROR_MOD_NOT_FOUND
+/// (no such file, or one that doesn't load), ERROR_ACCESS_DENIED (others may change it; the
+/// diagnostics name the file or folder) and ERROR_TOO_MANY_OPEN_FILES.
 HMODULE LoadLibraryW(const WCHAR* path) noexcept;
 /// Takes one load back; 0 with ERROR_INVALID_HANDLE.
 BOOL FreeLibrary(HMODULE module) noexcept;
@@ -32,8 +31,9 @@ void* GetProcAddress(HMODULE module, const char* name) noexcept;
 /// The module that holds `address`; it isn't counted as a load. Null with ERROR_MOD_NOT_FOUND.
 HMODULE moduleFromAddress(const void* address) noexcept;
 
-/// Writes the module's full path (`/...`); `room` is in units. Returns the units without the
-/// terminator; `room` with ERROR_INSUFFICIENT_BUFFER if the path was cut; 0 on failure.
+/// Writes the path from which the module was loaded; it is a full one (`/...`) after LoadLibraryW.
+/// `room` is in units. Returns the units without the terminator; `room` with
+/// ERROR_INSUFFICIENT_BUFFER if the path was cut; 0 on failure.
 DWORD GetModuleFileNameW(HMODULE module, WCHAR* buffer, DWORD room) noexcept;
 
 /// Finds a resource by number and type: a type has a name ("REGISTRY", "TYPELIB"), or for string

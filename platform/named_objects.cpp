@@ -14,7 +14,7 @@ namespace {
 
 using namespace zlk::platform;
 
-// Behind a handle stands a named object, which several handles may share.
+// A handle of a named object; several handles may share one object.
 template <class Kind>
 struct NamedHandle : Handle {
     explicit NamedHandle(std::shared_ptr<Kind> opened) : object(std::move(opened)) {}
@@ -23,12 +23,13 @@ struct NamedHandle : Handle {
 using MutexHandle = NamedHandle<NamedMutex>;
 using SectionHandle = NamedHandle<NamedSection>;
 
-/// Opens a handle of `fresh` under a name, or of the object that has that name already.
+/// Opens a handle of the object that has this name already or, if `mode` allows making one, of
+/// `fresh`.
 template <class Kind>
 HANDLE openHandle(const std::shared_ptr<Kind>& fresh, const WCHAR* name, OpenMode mode) {
     auto object = openNamedObject(fresh, name, mode);
     if (!object) return nullptr;
-    // The last error tells whether the object was made, and addHandle may change it.
+    // The last error tells the caller whether the object was made, so it has to outlast addHandle.
     const DWORD outcome = GetLastError();
     const HANDLE handle = addHandle(
         std::make_shared<NamedHandle<Kind>>(std::static_pointer_cast<Kind>(std::move(object))));

@@ -9,15 +9,15 @@
 // empty name, the Create calls make an object without a name.
 //
 // A name of more than 260 units, or with a backslash or nothing after its prefix, is refused with
-// ERROR_INVALID_NAME, and so is a null or empty name by the Open calls. Other last errors:
-// ERROR_ACCESS_DENIED (the machine root can't be used, or others may write the object's file),
-// ERROR_INVALID_HANDLE (the name belongs to an object of another kind), ERROR_NOT_ENOUGH_MEMORY,
-// ERROR_TOO_MANY_OPEN_FILES, ERROR_DISK_FULL, ERROR_BUSY (for five seconds a stopped process has
-// been about to make or open this very object).
+// ERROR_INVALID_NAME, and so is a null or empty name by the Open calls. Last errors are also, among
+// others: ERROR_ACCESS_DENIED (the machine root can't be used, or others may write the object's
+// file), ERROR_INVALID_HANDLE (the name belongs to an object of another kind),
+// ERROR_NOT_ENOUGH_MEMORY, ERROR_TOO_MANY_OPEN_FILES, ERROR_DISK_FULL, ERROR_BUSY (another process,
+// which was stopped while it made or opened the object, has kept it locked for five seconds).
 //
-// A forked child is a process of its own and has none of its parent's objects: their handles fail
-// with ERROR_INVALID_HANDLE, and their views become private memory of the child that begins as
-// zeros. The child opens what it needs by name.
+// A forked child is a process of its own and has none of its parent's objects. There, the parent's
+// handles can only be closed and otherwise fail with ERROR_INVALID_HANDLE, and views become private
+// memory of the child that begins as zeros. The child opens what it needs by name.
 
 #include "platform/error.h"
 #include "platform/types.h"
@@ -44,21 +44,20 @@ inline constexpr DWORD WAIT_FAILED = 0xFFFFFFFF;
 HANDLE CreateFileMappingW(HANDLE file, const SECURITY_ATTRIBUTES* security, DWORD protection,
                           DWORD sizeHigh, DWORD sizeLow, const WCHAR* name) noexcept;
 
-/// Opens an existing section; null with ERROR_FILE_NOT_FOUND if there is none. It makes none,
-/// except for the table of attached cameras, which the driver makes or brings up to date first. It
-/// doesn't get in the way of a process that is just making the section.
+/// Opens an existing section; null with ERROR_FILE_NOT_FOUND if there is none. The table of
+/// attached cameras is made or brought up to date by the driver first.
 HANDLE OpenFileMappingW(DWORD access, BOOL inherit, const WCHAR* name) noexcept;
 
-/// The same two calls for names in UTF-8.
+/// CreateFileMappingW and OpenFileMappingW with names in UTF-8.
 HANDLE CreateFileMappingA(HANDLE file, const SECURITY_ATTRIBUTES* security, DWORD protection,
                           DWORD sizeHigh, DWORD sizeLow, const char* name) noexcept;
 HANDLE OpenFileMappingA(DWORD access, BOOL inherit, const char* name) noexcept;
 
 /// Maps `bytes` (0: to the end) of a section, from an offset that is a multiple of 64 KiB. `access`
 /// has FILE_MAP_READ or FILE_MAP_WRITE. The view keeps the section in existence until the caller
-/// unmaps it, even after the handle is closed. Null on failure: ERROR_INVALID_HANDLE,
-/// ERROR_INVALID_PARAMETER (another access or offset, or beyond the section),
-/// ERROR_NOT_ENOUGH_MEMORY.
+/// unmaps it, even after the handle is closed. Null on failure, among others with
+/// ERROR_INVALID_HANDLE, ERROR_INVALID_PARAMETER (another access or offset, or beyond the section)
+/// and ERROR_NOT_ENOUGH_MEMORY.
 void* MapViewOfFile(HANDLE mapping, DWORD access, DWORD offsetHigh, DWORD offsetLow,
                     std::size_t bytes) noexcept;
 /// Ends a view, by the address that MapViewOfFile returned; 0 with ERROR_INVALID_PARAMETER for
@@ -75,7 +74,7 @@ std::size_t viewSize(const void* view) noexcept;
 HANDLE CreateMutexW(const SECURITY_ATTRIBUTES* security, BOOL initialOwner,
                     const WCHAR* name) noexcept;
 
-/// The same for a name in UTF-8.
+/// CreateMutexW with a name in UTF-8.
 HANDLE CreateMutexA(const SECURITY_ATTRIBUTES* security, BOOL initialOwner,
                     const char* name) noexcept;
 
@@ -84,9 +83,9 @@ HANDLE CreateMutexA(const SECURITY_ATTRIBUTES* security, BOOL initialOwner,
 HANDLE OpenMutexA(DWORD access, BOOL inherit, const char* name) noexcept;
 
 /// Acquires a mutex for this thread, which may own it several times and must release it as often.
-/// `milliseconds` is 0 (don't wait) or INFINITE; no caller needs another limit, and any other is
+/// `milliseconds` is 0 (don't wait) or INFINITE; any other limit fails with
 /// ERROR_INVALID_PARAMETER. Returns WAIT_OBJECT_0; WAIT_ABANDONED if the mutex was acquired, but
-/// its last owner had ended without releasing it; WAIT_TIMEOUT; or WAIT_FAILED with the last error.
+/// its last owner had gone without releasing it; WAIT_TIMEOUT; or WAIT_FAILED with the last error.
 DWORD WaitForSingleObject(HANDLE mutex, DWORD milliseconds) noexcept;
 
 /// Releases a mutex once; 0 with ERROR_NOT_OWNER if this thread doesn't own it, or with
@@ -102,8 +101,8 @@ BOOL CloseHandle(HANDLE handle) noexcept;
 
 namespace zlk {
 
-/// Owns a handle and closes it in its destructor. It is empty for null and for
-/// INVALID_HANDLE_VALUE.
+/// Owns a handle and closes it in its destructor. One that is constructed with INVALID_HANDLE_VALUE
+/// is empty.
 class UniqueHandle {
   public:
     UniqueHandle() = default;

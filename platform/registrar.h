@@ -14,11 +14,11 @@
 //         NoRemove CLSID { ... }
 //     }
 //
-// Words are separated by blanks. A name or text that is empty, contains blanks, begins with a
-// quote, or would be read as a brace, a sign or a keyword stands in single quotes; two quotes in a
-// row inside it mean one. `s` is REG_SZ, `d` is REG_DWORD (decimal, or hexadecimal after 0x), `val`
-// starts a value. %NAME% is replaced by the caller's text for that word. Roots are HKCR and HKLM;
-// keys may lie 32 levels deep.
+// Words are separated by blanks and line ends. A name or text that is empty, contains blanks,
+// begins with a quote, or would be read as a brace, a sign or a keyword stands in single quotes;
+// between them, two quotes in a row mean one. `s` is REG_SZ, `d` is REG_DWORD (decimal, or
+// hexadecimal after 0x), `val` starts a value. %NAME% is replaced by the caller's text for that
+// word. Roots are HKCR and HKLM; keys may lie 32 levels deep.
 //
 // Registering replaces a ForceRemove key of the store as a whole. Unregistering deletes a
 // ForceRemove key as a whole; of any other key it deletes the values that the script names, and
@@ -51,10 +51,10 @@ HRESULT runRegistryScript(HMODULE module, WORD resource, bool install,
 
 }  // namespace zlk
 
-/// Writes all classes of the machine's own store as a store of installed classes to the new file
-/// `path` (ERROR_FILE_EXISTS if there is one already), which is meant to lie beside the modules.
-/// The path of a class's module or of a type library is cut to the bare file name, because
-/// installed modules are found beside that store wherever the tree is moved.
+/// Writes all classes of the machine's own store to the new file `path`, which is to be the store
+/// of installed classes beside the modules. ERROR_FILE_EXISTS if there is a file already. The path
+/// of a class's module or of a type library is cut to the bare file name, because installed modules
+/// are found beside that store wherever the tree is moved.
 LSTATUS saveInstalledClasses(const WCHAR* path) noexcept;
 
 #pragma GCC visibility pop

@@ -22,8 +22,8 @@ void require(bool condition) {
     if (!condition) throw RegistryFailure{ERROR_INVALID_PARAMETER};
 }
 
-// No value has a name beyond the limit: writers get "invalid parameter" for it, and readers "not
-// found".
+// No value has a name beyond the limit. Setting such a name is an invalid parameter; reading or
+// deleting it finds nothing.
 RegistryName valueName(const WCHAR* name, DWORD errorIfTooLong) {
     const std::u16string_view text = name ? name : u"";
     if (text.size() > maxRegistryValueName) throw RegistryFailure{errorIfTooLong};

@@ -21,9 +21,9 @@ void appendOnOneLine(std::string& line, const WCHAR* text) {
         line += static_cast<unsigned char>(c) < ' ' || c == '\x7F' ? ' ' : c;
 }
 
-/// Makes a write to a pipe without a reader fail with EPIPE while it lives, where SIGPIPE would end
-/// the process. It blocks the signal for this thread only, and takes one that came up meanwhile off
-/// the thread; a SIGPIPE that was pending before stays pending.
+/// While it lives, a write to a pipe without a reader fails with EPIPE, and SIGPIPE doesn't end the
+/// process. The signal is blocked for this thread only, and discarded at the end unless it was
+/// pending at the beginning.
 class WithoutPipeSignal {
   public:
     WithoutPipeSignal() noexcept {
@@ -84,7 +84,7 @@ int MessageBoxW(void*, const WCHAR* text, const WCHAR* caption, UINT) noexcept {
         appendOnOneLine(line, text);
         line += '\n';
         const WithoutPipeSignal scope;
-        // One write for the whole line, so that lines of several processes don't mix.
+        // The whole line goes in one write: in several, other processes' lines could come between.
         while (write(STDERR_FILENO, line.data(), line.size()) < 0 && errno == EINTR) {
         }
     } catch (const std::bad_alloc&) {

@@ -32,16 +32,15 @@ int MulDiv(int number, int numerator, int denominator) noexcept;
 inline constexpr UINT MB_OK = 0;
 inline constexpr int IDOK = 1;
 
-/// Writes caption and text to standard error as one line and returns IDOK at once, because there is
-/// no desktop here that could show a box. Never waits for a user.
+/// Writes caption and text to standard error as one line, because there is no desktop here that
+/// could show a box, and returns IDOK without waiting for a user.
 int MessageBoxW(void* owner, const WCHAR* text, const WCHAR* caption, UINT type) noexcept;
 
 #pragma GCC visibility pop
 
 namespace zlk {
 
-/// Whether this is a system of the NT family with at least this major version. The setting is read
-/// anew each time.
+/// Whether GetVersionExW reports a system of the NT family with at least this major version.
 inline bool isNtFamily(unsigned leastMajorVersion = 0) noexcept {
     OSVERSIONINFOW info{};
     info.dwOSVersionInfoSize = sizeof info;
@@ -49,8 +48,9 @@ inline bool isNtFamily(unsigned leastMajorVersion = 0) noexcept {
            info.dwMajorVersion >= leastMajorVersion;
 }
 
-/// Whether the settings name Vista or a later system. With its driver family, applications reach
-/// cameras by device paths, and processes take turns on a camera by other named objects.
+/// Whether the settings name Vista or a later system. If so, the second driver family drives the
+/// cameras: applications reach them by device paths, and processes take turns on them by other
+/// named objects.
 inline bool isVistaOrLater() noexcept {
     return isNtFamily(6);
 }

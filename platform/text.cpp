@@ -32,8 +32,8 @@ std::size_t asciiRun(Text text) {
     return run;
 }
 
-/// Takes the ASCII units off the front of `text`, and adds their number to `needed`. Like the
-/// converters below, it only counts if `out` is null, and otherwise writes there.
+/// Takes the ASCII units off the front of `text`, and adds their number to `needed`. Unless `out`
+/// is null, it also writes them there and returns the place after them.
 template <class From, class To>
 To* copyAscii(From& text, std::size_t& needed, To* out) {
     const std::size_t run = asciiRun(text);
@@ -51,8 +51,7 @@ std::size_t convert(std::string_view text, char16_t* out, bool& broken) {
     std::size_t needed = 0;
     for (;;) {
         out = copyAscii(text, needed, out);
-        // Characters beyond ASCII mostly follow each other, so it isn't worth looking for ASCII
-        // after each.
+        // Characters beyond ASCII mostly follow each other, so copyAscii isn't called after each.
         while (!text.empty() && static_cast<unsigned char>(text[0]) >= 0x80) {
             const char32_t character = takeCharacter(text, broken);
             const bool pair = character > 0xFFFF;

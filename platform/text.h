@@ -24,12 +24,13 @@ inline constexpr DWORD WC_ERR_INVALID_CHARS = 0x80;
 /// UTF-16. With `targetLength` 0 it writes nothing and returns the number of units that it needs.
 /// Bytes that aren't UTF-8 become U+FFFD, or fail the call with MB_ERR_INVALID_CHARS. Returns the
 /// units written; 0 on failure with ERROR_INSUFFICIENT_BUFFER, ERROR_NO_UNICODE_TRANSLATION or
-/// ERROR_INVALID_PARAMETER.
+/// ERROR_INVALID_PARAMETER (among other reasons, for a `sourceLength` of 0).
 int MultiByteToWideChar(UINT codePage, DWORD flags, const char* source, int sourceLength,
                         WCHAR* target, int targetLength) noexcept;
 
-/// Converts `sourceLength` units of UTF-16 to UTF-8 by the same rules; a lone surrogate becomes
-/// U+FFFD, or fails the call with WC_ERR_INVALID_CHARS. The last two arguments must be null.
+/// Converts `sourceLength` units of UTF-16 to UTF-8 by the rules of MultiByteToWideChar; a lone
+/// surrogate becomes U+FFFD, or fails the call with WC_ERR_INVALID_CHARS. The last two arguments
+/// must be null.
 int WideCharToMultiByte(UINT codePage, DWORD flags, const WCHAR* source, int sourceLength,
                         char* target, int targetLength, const char* defaultChar = nullptr,
                         BOOL* usedDefaultChar = nullptr) noexcept;
@@ -42,7 +43,7 @@ std::string utf8Text(std::u16string_view wide);
 /// ASCII maps into ASCII. Surrogates map to themselves. The result is the same in every process:
 /// names of files, registry keys and identifiers are compared by it.
 WCHAR upperCase(WCHAR unit) noexcept;
-/// The same for each unit of a text, whose length stays.
+/// A text with each of its units in upper case.
 std::u16string upperCase(std::u16string_view text);
 /// Compares two texts, case ignored. Negative, 0 or positive if `a` sorts before, with or after
 /// `b`.
@@ -58,8 +59,7 @@ bool iswspace(WCHAR unit) noexcept;
 int _wtoi(const WCHAR* text) noexcept;
 
 /// One argument of a formatting call. It carries its own type, so that a format that asks for
-/// another type prints something sensible and never reads memory that isn't there. Texts are
-/// borrowed.
+/// another type prints "?" and never reads memory that isn't there. Texts are borrowed.
 class FormatArgument {
   public:
     template <class Integer, std::enable_if_t<std::is_integral_v<Integer>, int> = 0>
@@ -95,7 +95,7 @@ class FormatArgument {
 std::size_t formatWide(WCHAR* buffer, std::size_t room, std::u16string_view format,
                        std::span<const FormatArgument> arguments) noexcept;
 
-/// The same, with the result in a string.
+/// Formats as formatWide does, into a string.
 std::u16string formatText(std::u16string_view format, std::span<const FormatArgument> arguments);
 
 #pragma GCC visibility pop

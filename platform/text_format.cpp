@@ -8,7 +8,7 @@
 namespace {
 
 // The largest width of a field, and the largest number of digits; a format that asks for more gets
-// this many. The formats of our own ask for some twenty at most.
+// this many.
 constexpr int widestField = 512;
 
 // The letters in the order of the bits of Flag.
@@ -123,7 +123,7 @@ class FormatWriter {
             conversion.flags |= leftFlag;
             conversion.width = -conversion.width;
         }
-        // The precision of a text only cuts it, so the limit is there only to prevent an overflow.
+        // This limit only prevents an overflow; putNumber has a smaller one for digits.
         if (take(u'.')) conversion.precision = std::max(takeNumber(100'000'000), -1);
         skipLengthWords();
         if (!format_.empty()) {
@@ -178,8 +178,8 @@ class FormatWriter {
         const bool isSigned = conversion.letter == u'd' || conversion.letter == u'i';
         const auto value =
             isSigned ? signedValue(*argument) : static_cast<std::int64_t>(unsignedValue(*argument));
-        // The digits of an integer are the same in each locale of the process, so the C library can
-        // print it. Width and precision are bounded, and so is what it writes.
+        // The C library can print an integer, because its digits are the same in every locale.
+        // Width and precision are bounded, so the text has room for it.
         char pattern[sizeof flagLetters + sizeof "%*.*jd"] = "%";
         char* end = pattern + 1;
         for (std::size_t i = 0; flagLetters[i]; ++i)

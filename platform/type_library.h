@@ -12,7 +12,8 @@
 using MEMBERID = DISPID;
 using HREFTYPE = DWORD;  ///< refers to another type, for GetRefTypeInfo
 
-/// The type itself and no member of it; as an index of GetDocumentation, the library itself.
+/// The type itself and no member of it; as an index of ITypeLib::GetDocumentation, the library
+/// itself.
 inline constexpr MEMBERID MEMBERID_NIL = -1;
 
 enum TYPEKIND : std::int32_t {
@@ -75,8 +76,8 @@ struct FUNCDESC {
     WORD wFuncFlags;
 };
 
-/// Describes a type as a whole. Fields for what no type here has are 0 or null, and the two member
-/// ids MEMBERID_NIL.
+/// Describes a type as a whole. Fields for what no type here has are 0 or null, and those of the
+/// type MEMBERID are MEMBERID_NIL.
 struct TYPEATTR {
     GUID guid;
     DWORD lcid;
@@ -126,11 +127,9 @@ struct VARDESC;
 /// doesn't have (Invoke: DISP_E_MEMBERNOTFOUND), and E_INVALIDARG for a null out argument
 /// (CreateInstance: E_POINTER).
 struct ITypeInfo : IUnknown {
-    /// Freed by ReleaseTypeAttr.
     virtual HRESULT GetTypeAttr(TYPEATTR** attributes) noexcept = 0;
     virtual HRESULT GetTypeComp(ITypeComp** binder) noexcept = 0;  ///< E_NOTIMPL
-    /// Describes the member at an index, in the order of the virtual table; freed by
-    /// ReleaseFuncDesc.
+    /// Describes the member at an index, in the order of the virtual table.
     virtual HRESULT GetFuncDesc(UINT index, FUNCDESC** member) noexcept = 0;
     virtual HRESULT GetVarDesc(UINT index, VARDESC** variable) noexcept = 0;  ///< finds none
     /// Gives the name of a member and then those of its parameters, at most `room`; `count`
@@ -152,12 +151,12 @@ struct ITypeInfo : IUnknown {
     /// Name and help text of a member, or with MEMBERID_NIL of the type; no type has a help file.
     virtual HRESULT GetDocumentation(MEMBERID id, BSTR* name, BSTR* help, DWORD* helpContext,
                                      BSTR* helpFile) noexcept = 0;
-    /// TYPE_E_BADMODULEKIND: no type here is a module of functions.
+    /// Always TYPE_E_BADMODULEKIND, because no type here is a module of functions.
     virtual HRESULT GetDllEntry(MEMBERID id, INVOKEKIND kind, BSTR* module, BSTR* name,
                                 WORD* ordinal) noexcept = 0;
     /// The type that an HREFTYPE of this description refers to.
     virtual HRESULT GetRefTypeInfo(HREFTYPE type, ITypeInfo** info) noexcept = 0;
-    /// TYPE_E_BADMODULEKIND.
+    /// Always TYPE_E_BADMODULEKIND, as for GetDllEntry.
     virtual HRESULT AddressOfMember(MEMBERID id, INVOKEKIND kind, void** address) noexcept = 0;
     /// Makes an object of a class, as CoCreateInstance does. TYPE_E_WRONGTYPEKIND for an interface.
     virtual HRESULT CreateInstance(IUnknown* outer, const GUID& iid, void** object) noexcept = 0;
@@ -183,7 +182,6 @@ struct ITypeLib : IUnknown {
     virtual HRESULT GetTypeInfo(UINT index, ITypeInfo** info) noexcept = 0;
     virtual HRESULT GetTypeInfoType(UINT index, TYPEKIND* kind) noexcept = 0;
     virtual HRESULT GetTypeInfoOfGuid(const GUID& id, ITypeInfo** info) noexcept = 0;
-    /// Freed by ReleaseTLibAttr.
     virtual HRESULT GetLibAttr(TLIBATTR** attributes) noexcept = 0;
     virtual HRESULT GetTypeComp(ITypeComp** binder) noexcept = 0;  ///< E_NOTIMPL
     /// Name and help text of the type at `index`, or of the library with -1.
@@ -217,14 +215,14 @@ extern "C" {
 HRESULT LoadTypeLib(const WCHAR* path, ITypeLib** library) noexcept;
 
 /// Reads the library of that id and version that is registered for the locale or, if there is none,
-/// for any other locale: they differ only in help texts. TYPE_E_LIBNOTREGISTERED, the HRESULT of a
-/// registry that can't be read, or the results of LoadTypeLib.
+/// for any other locale. TYPE_E_LIBNOTREGISTERED, the HRESULT of a registry that can't be read, or
+/// the results of LoadTypeLib.
 HRESULT LoadRegTypeLib(const GUID& id, WORD majorVersion, WORD minorVersion, DWORD localeId,
                        ITypeLib** library) noexcept;
 
 /// Registers a library: writes into HKEY_CLASSES_ROOT where it is (`path`, as LoadTypeLib takes it)
 /// and which interfaces it describes for automation. `helpFolder` may be null.
-/// TYPE_E_REGISTRYACCESS, E_INVALIDARG, E_OUTOFMEMORY.
+/// TYPE_E_REGISTRYACCESS, E_INVALIDARG, E_OUTOFMEMORY, or a failure of `library` itself.
 HRESULT RegisterTypeLib(ITypeLib* library, const WCHAR* path, const WCHAR* helpFolder) noexcept;
 
 /// Takes away what RegisterTypeLib wrote: the path for one locale and kind of system, and what all

@@ -19,15 +19,15 @@ using WCHAR = char16_t;        ///< one UTF-16 unit
 using HRESULT = std::int32_t;  ///< negative: failure; 0 and positive: success
 using LSTATUS = std::int32_t;  ///< an ERROR_ value as a result
 
-/// A token for something that the platform keeps for this process: a file, a mutex, a section. It
-/// is never dereferenced, its value is never used a second time, and a stale one is refused with
+/// A token for something that the platform keeps for this process, such as a file or a mutex. It is
+/// never dereferenced, its value is never used a second time, and a stale one is refused with
 /// ERROR_INVALID_HANDLE.
 using HANDLE = void*;
-/// What calls on files return on failure; calls on other objects return null.
+/// What the calls of files.h return on failure; all other calls that give a HANDLE return null.
 inline const HANDLE INVALID_HANDLE_VALUE = reinterpret_cast<HANDLE>(~std::uintptr_t{0});
 
-/// A loaded module, a resource inside one, and an open key of the settings store. Like HANDLE they
-/// are tokens; callers pass them back and never look inside.
+/// Tokens for a loaded module, a resource of a module, and an open key of the settings store;
+/// callers pass them back and never look inside.
 using HMODULE = struct LoadedModule*;
 using HRSRC = const struct ModuleResource*;
 using HKEY = struct RegistryKeyToken*;
@@ -48,8 +48,7 @@ struct SYSTEMTIME {
     WORD wYear, wMonth, wDayOfWeek, wDay, wHour, wMinute, wSecond, wMilliseconds;
 };
 
-/// Never defined: callers pass null. An object has no access rights of its own here: who may use it
-/// is decided by the permissions of the machine root and of the files below it.
+/// Never defined: callers pass null, because nothing here has access rights beyond those of files.
 struct SECURITY_ATTRIBUTES;
 
 /// A 128-bit identifier of a class, an interface or a type library, with its numbers in the byte

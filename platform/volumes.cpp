@@ -18,14 +18,13 @@ using namespace zlk::platform;
 
 namespace {
 
-/// The letter of `X:` or `X:\`; 0 for any other text.
+/// The letter of `X:`, `X:\` or `X:/`; 0 for any other text.
 WCHAR letterOfRoot(const WCHAR* root) {
     const std::u16string_view text = root ? root : u"";
     const bool slash = text.size() == 3 && (text[2] == u'\\' || text[2] == u'/');
     return text.size() >= 2 && text[1] == u':' && (text.size() == 2 || slash) ? text[0] : u'\0';
 }
 
-// The names that callers know; all other file systems have one in common.
 std::u16string_view fileSystemName(const struct statfs& system) {
     switch (system.f_type) {
         case MSDOS_SUPER_MAGIC:
@@ -89,7 +88,8 @@ BOOL GetVolumeInformationW(const WCHAR* root, WCHAR* label, DWORD labelRoom, DWO
         if (!give(drive->label, label, labelRoom) ||
             !give(fileSystemName(system), fileSystem, fileSystemRoom))
             return refuse(ERROR_INSUFFICIENT_BUFFER);
-        // The file system's id takes the place of the serial number, which Linux doesn't report.
+        // Half of the file system's id takes the place of the serial number, which statfs() doesn't
+        // report.
         if (serialNumber) std::memcpy(serialNumber, &system.f_fsid, sizeof *serialNumber);
         if (maximumComponentLength) *maximumComponentLength = 255;
         if (flags) *flags = 0;

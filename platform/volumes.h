@@ -1,10 +1,9 @@
 #pragma once
 // Drives: which letters there are, and what each stands for. Every call may come from any thread.
 //
-// A drive letter stands for the mount point of removable media or a disc, for a reader that has no
-// medium, or for a folder that a user mounted as a card; `Z:` is the machine's own root. A letter
-// stays with its volume while that is mounted, and is the same in all processes; `A` is never
-// given.
+// A drive letter stands for the mount point of a medium or disc, for a reader that has no medium,
+// or for a folder that a user mounted as a card; `Z:` is the machine's own root. A mounted volume
+// keeps its letter, which is the same in all processes; `A` is never given.
 
 #include <string>
 #include <vector>
@@ -21,20 +20,19 @@ inline constexpr UINT DRIVE_CDROM = 5;
 
 #pragma GCC visibility push(default)
 
-/// The kind of the drive whose root is `root` (`E:\`, any case); DRIVE_NO_ROOT_DIR where there is
-/// none. A reader without a card and a mounted folder that has vanished are DRIVE_REMOVABLE too; a
-/// disc drive stays DRIVE_CDROM without its disc.
+/// The kind of the drive whose root is `root` (`E:\`, any case); DRIVE_NO_ROOT_DIR if there is no
+/// such drive. The kind is the same if a reader has no medium, or a mounted folder has vanished.
 UINT GetDriveTypeW(const WCHAR* root) noexcept;
 
 /// Writes all drive roots (`E:\`) in the order of their letters, each with a terminator, and one
 /// more terminator at the end. `room` is in units. The result is as on Windows: the units written
-/// without the last terminator; with too little room, the units needed including it; 0 on failure.
+/// without the last terminator; with too little room, the units needed including the last
+/// terminator; 0 on failure.
 DWORD GetLogicalDriveStringsW(DWORD room, WCHAR* buffer) noexcept;
 
 /// Reports label and file system of a drive with a medium; rooms are in units, and out arguments
-/// may be null. 0 with ERROR_NOT_READY where there is no medium or the folder has vanished,
-/// ERROR_PATH_NOT_FOUND where there is no such drive, ERROR_INSUFFICIENT_BUFFER where a text
-/// doesn't fit.
+/// may be null. 0 with ERROR_NOT_READY if there is no medium or its folder can't be reached,
+/// ERROR_PATH_NOT_FOUND if there is no such drive, ERROR_INSUFFICIENT_BUFFER if a text doesn't fit.
 BOOL GetVolumeInformationW(const WCHAR* root, WCHAR* label, DWORD labelRoom, DWORD* serialNumber,
                            DWORD* maximumComponentLength, DWORD* flags, WCHAR* fileSystem,
                            DWORD fileSystemRoom) noexcept;
@@ -45,7 +43,7 @@ struct CardMount {
     WCHAR letter = 0;        ///< `B` to `Y`; 0: the first free letter
     std::u16string label;    ///< at most 32 units
     std::u16string vendor;   ///< as the storage device would report it; at most 64 units
-    std::u16string product;  ///< the same
+    std::u16string product;  ///< as for `vendor`
     bool cdrom = false;      ///< the drive passes for a disc drive
 };
 
