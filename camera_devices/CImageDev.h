@@ -14,15 +14,15 @@ class FileInfoList;
 /// Results of device operations. Applications read these numbers from ErrorCode.
 enum class DeviceCode : std::int32_t {
     Success = 0,
-    Held = 2,            ///< another object, of this process or another, holds the device
+    Held = 2,            ///< another object holds the device, or the claim failed otherwise
     NotLocked = 3,       ///< this object doesn't hold a device
-    ReadFailed = 4,      ///< reading from the device failed, or the file isn't there
-    WriteFailed = 5,     ///< writing to the device failed
-    PcFileUnusable = 6,  ///< the file on this machine can't be made or written
+    ReadFailed = 4,      ///< among others: reading failed, or the file isn't there
+    WriteFailed = 5,     ///< writing to the device failed, or a document is too long
+    PcFileUnusable = 6,  ///< the target file on this machine can't be used
     NotSupported = 8,
     NotConnected = 9,
     DeleteRefused = 10,
-    OutOfMemory = 12,  ///< also: no thumbnail library, or too large a document
+    OutOfMemory = 12,  ///< also: no thumbnail library, or too large a document or thumbnail
 };
 
 /// Tells a camera where a dialogue stands. Cameras know the messages by these numbers.
@@ -41,17 +41,17 @@ enum class CameraMessage : std::int32_t {
 };
 
 /// One device, for one thread at a time. An operation may only be called after CheckConnection()
-/// has returned true. The device may vanish at any moment, which an operation reports as
-/// NotConnected, or as a failure to read, write or delete. Text results are cleared first and stay
+/// has returned true. The device may vanish at any moment. An operation that notices this gives
+/// NotConnected, or a failure to read, write or delete. Text results are cleared first and stay
 /// empty on failure. No exception leaves an operation.
 class CImageDev {
   public:
     virtual ~CImageDev() = default;
 
-    /// Whether the device can be used now. May connect to it.
+    /// Whether the device is there now. May connect to it.
     virtual bool CheckConnection() = 0;
 
-    /// Adds a record to `list` for each file. `progress` may be null.
+    /// Adds the records of the device's files to `list`. `progress` may be null.
     virtual DeviceCode GetFileInfo(FileInfoList& list, ObjectProgressInterface* progress) = 0;
     virtual DeviceCode DeleteFile(std::u16string id) = 0;
 
@@ -64,7 +64,8 @@ class CImageDev {
     virtual DeviceCode GetThumbnail(std::u16string id, std::u16string fileName) = 0;
 
     /// The documents that belong to the pictures: print order, intent and share menu. Putting an
-    /// empty text deletes the document, but a PTP camera is sent an empty menu.
+    /// empty text deletes the document, except that a PTP camera is sent an empty menu, and that
+    /// some PTP cameras keep print order and intent.
     virtual DeviceCode GetDpofFile(std::u16string& text) = 0;
     virtual DeviceCode PutDpofFile(std::u16string text) = 0;
     virtual DeviceCode GetIntentFile(std::u16string& text) = 0;
@@ -80,8 +81,8 @@ class CImageDev {
     virtual DeviceCode GetDeviceID(std::u16string& text) = 0;
     virtual DeviceCode GetCameraDiagnostic(std::u16string& text) = 0;
 
-    /// Sends a message to the camera. False if the camera isn't connected, takes no such message,
-    /// or refuses it.
+    /// Sends a message to the camera. False, among others, if the camera isn't connected or takes
+    /// no such message.
     virtual bool SendSpecialMsg(CameraMessage message) = 0;
     /// Whether the device requests a new share menu.
     virtual bool CheckForRequestConfigFile() = 0;

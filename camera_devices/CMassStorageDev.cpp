@@ -24,12 +24,13 @@ constexpr char category[] = "CMassStorageDev";
 // are there.
 constexpr DWORD settlingTime = 1000;
 constexpr std::int32_t defaultPasses = 10;
-constexpr std::int32_t maximumPasses = 600;  // ten minutes at most, whatever the setting
+constexpr std::int32_t maximumPasses = 600;  // ten minutes of waiting, whatever the setting
 
-// Units. No deeper path could be opened, and the limit bounds the recursion on a malicious card.
+// Units. Longer paths couldn't be opened, and the limit bounds the recursion on a malicious card.
 constexpr std::size_t longestPath = 4096;
 
-/// None for a time that isn't a local time from 1970 to 3000, but 0 for one before 1900.
+/// The time value; 0 for a local time from 1601 to 1899. None for any other local time that isn't
+/// from 1970 to 3000.
 std::optional<FileTimestamp> toFileTimestamp(const FILETIME& fileTime) {
     FILETIME local;
     SYSTEMTIME parts;
@@ -158,7 +159,7 @@ DeviceCode CMassStorageDev::GetFileInfo(FileInfoList& list, ObjectProgressInterf
             cancelled = false;
             Sleep(settlingTime);
             RecurseFolders(rootPath, list, progress);
-            // A stop ends the passes too, since only the report of a file can ask for one.
+            // This ends the passes after a stop, too: only the report of a file can ask for a stop.
             if (fileCount != 0 || pass >= enumTimeout) break;
         }
         if (progress) progress->reportProgress(100);
@@ -192,8 +193,8 @@ void CMassStorageDev::addRecord(const std::u16string& path, const WIN32_FIND_DAT
                                 FileInfoList& list) {
     const auto lastWrite = toFileTimestamp(entry.ftLastWriteTime);
     if (!lastWrite) TraceLine(category, "Using default ModTime");
-    // A file whose times can't be read gets the present time, and one without a creation time the
-    // time of its last change.
+    // The present time stands for a missing time of the last change, and the time of the last
+    // change for a missing creation time.
     const FileTimestamp modified = lastWrite ? *lastWrite : currentTime();
     const auto creation = toFileTimestamp(entry.ftCreationTime);
     if (!creation) TraceLine(category, "Using default CreateTime");

@@ -25,8 +25,8 @@ class CMassStorageDev final : public CImageDev {
     /// `lowLevelId` is a drive root or a network path, in upper case. Nothing is checked yet; a
     /// missing device is noticed by CheckConnection().
     CMassStorageDev(std::u16string lowLevelId, std::u16string contextId);
-    /// Flushes the drive if anything was written, and blocks until it is on the card. Network paths
-    /// aren't flushed.
+    /// Flushes the drive, and blocks meanwhile, if a write or deletion was tried since the last
+    /// flush. Network paths aren't flushed.
     ~CMassStorageDev() override;
     CMassStorageDev(const CMassStorageDev&) = delete;
     CMassStorageDev& operator=(const CMassStorageDev&) = delete;
@@ -35,15 +35,16 @@ class CMassStorageDev final : public CImageDev {
     /// counts; see IsCardInserted().
     bool CheckConnection() override;
 
-    /// Walks the volume a second after the call. If no file is found, walks it again every second,
-    /// as many times as the settings give for the device's product class (10 without a setting, 600
-    /// at most). Hidden files, and what can't be read, are left out. Of each size only the low 32
-    /// bits are given.
+    /// Waits for a second and walks the volume. As long as no file is found, this is repeated, up
+    /// to as many times as the settings give for the device's product class (10 if they give none,
+    /// 600 at most). Hidden files are left out, and so are folders that can't be read. Of each size
+    /// only the low 32 bits are given.
     DeviceCode GetFileInfo(FileInfoList& list, ObjectProgressInterface* progress) override;
     DeviceCode DeleteFile(std::u16string id) override;
     /// Waits for up to 20 seconds if the file can't be opened. A file that shrinks while it is
-    /// copied gives ReadFailed, and so does a target that can't be written; a file that grows is
-    /// copied in its former size. Of a size, only the low 32 bits count.
+    /// copied gives ReadFailed, and so does a target that can't be written. A file that grows is
+    /// copied in the size that it had at the start. Of a file of 4 GiB or more, only as many bytes
+    /// are copied as the low 32 bits of its size say.
     DeviceCode GetFile(std::u16string id, ObjectProgressInterface* progress,
                        HANDLE target) override;
     DeviceCode GetThumbnail(std::u16string id, std::u16string fileName) override;
@@ -53,8 +54,8 @@ class CMassStorageDev final : public CImageDev {
     DeviceCode PutDpofFile(std::u16string text) override;
     DeviceCode GetIntentFile(std::u16string& text) override;
     DeviceCode PutIntentFile(std::u16string text) override;
-    /// Writing a menu or tag list of 204,800 bytes or more gives WriteFailed, and the old one
-    /// stays.
+    /// Putting a menu or tag list of 204,800 bytes or more in UTF-8 gives WriteFailed, and the file
+    /// that was put before stays.
     DeviceCode GetShareMenu(std::u16string& text) override;
     DeviceCode PutShareMenu(std::u16string text) override;
     DeviceCode GetTagMenu(std::u16string& text) override;
@@ -69,9 +70,9 @@ class CMassStorageDev final : public CImageDev {
     DeviceCode GetDeviceTime(std::u16string& text) override;
     DeviceCode PutDeviceTime(std::u16string text) override;
 
-    /// True once the writing of the message file was tried, whether or not it succeeded. It is
-    /// tried only for a camera that supports the share menu and is connected, and for messages
-    /// other than UnloadError and ConfigError, which aren't used on volumes.
+    /// True if the writing of the message file was tried, whether or not it succeeded. False if the
+    /// table doesn't say that the camera supports the share menu, if the camera isn't connected,
+    /// and for UnloadError and ConfigError, which aren't used on volumes.
     bool SendSpecialMsg(CameraMessage message) override;
     bool IsCardInserted(bool& inserted) override;
     bool SetRecursion(bool enabled) override;
@@ -85,11 +86,11 @@ class CMassStorageDev final : public CImageDev {
     void RecurseFolders(const std::u16string& path, FileInfoList& list,
                         ObjectProgressInterface* progress);
     void addRecord(const std::u16string& path, const WIN32_FIND_DATAW& entry, FileInfoList& list);
-    /// Reports progress; sets `cancelled` if the receiver asks for a stop.
+    /// Counts a file and reports progress. Sets `cancelled` if the receiver asks for a stop.
     void reportFile(ObjectProgressInterface* progress);
 
     // Transfers and deletion
-    /// Whether the id is a path below the device's root, without any `..`.
+    /// Whether the id is a path below the device's root. Steps upwards and zeros are refused.
     bool isOwnFile(std::u16string_view id) const;
 
     // Documents
@@ -114,11 +115,11 @@ class CMassStorageDev final : public CImageDev {
     std::int32_t fileCount = 0;  // files reported in this pass, counted up to 100
     CCamInfo camInfo;
     std::u16string checkMediaMethod;
-    std::int32_t enumTimeout = 0;   // further passes over a volume without files, a second each
-    bool cancelled = false;         // a progress report has asked for a stop
-    bool recurse = true;            // whether listings go into subfolders
-    ComPtr<ICardReader> aioDevice;  // made when it is first needed
-    std::optional<ThumbnailLibrary> thumbnails;  // set once the constructor has done the rest
+    std::int32_t enumTimeout = 0;                // how many more passes a volume without files gets
+    bool cancelled = false;                      // a progress report has asked for a stop
+    bool recurse = true;                         // whether listings go into subfolders
+    ComPtr<ICardReader> aioDevice;               // made when it is first needed
+    std::optional<ThumbnailLibrary> thumbnails;  // made last: its trace lines follow the path's
 };
 
 }  // namespace zlk

@@ -203,7 +203,7 @@ bool CMassStorageDev::SendSpecialMsg(CameraMessage message) {
         std::ranges::copy(messageBlock(u"MessageBlock1"), file.begin() + firstBlockAt);
         file[messageAt] = static_cast<BYTE>(message);
         std::ranges::copy(messageBlock(u"MessageBlock2"), file.begin() + secondBlockAt);
-        // The attempt counts, whether or not the file can be written. The drive is flushed at once,
+        // The attempt counts, whether or not the file can be written. A drive is flushed at once,
         // so that the camera finds the message now.
         WriteBufToFile(file.data(), messageFileSize, specialFilePath(specialFiles::message));
         if (!driveRoot.empty()) FlushDrive(driveRoot[0]);

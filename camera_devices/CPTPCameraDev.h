@@ -23,49 +23,49 @@ namespace zlk {
 /// to the port that it found first. Its owner should then destroy it and make a new one.
 class CPTPCameraDev : public CImageDev {
   public:
-    /// `lowLevelId` contains `VID_xxxx` and `&PID_xxxx` in any case; the port is looked up by
-    /// `contextId`, but only by CheckConnection().
+    /// `lowLevelId` contains `VID_xxxx` and `&PID_xxxx` in any case. CheckConnection() looks the
+    /// port up by `contextId`.
     CPTPCameraDev(const std::u16string& lowLevelId, std::u16string contextId);
     /// Leaves the session open, since the next user goes on in it.
     ~CPTPCameraDev() override;
     CPTPCameraDev(const CPTPCameraDev&) = delete;
     CPTPCameraDev& operator=(const CPTPCameraDev&) = delete;
 
-    /// Connects as soon as the camera is there. Only cameras that are in the table, with the
+    /// Connects, if this object isn't connected yet. Only cameras that are in the table, with the
     /// protocol PTP, are accepted.
     bool CheckConnection() override;
 
-    /// NotConnected without a connection, which only CheckConnection() makes. Any other failure of
-    /// the camera, and a stop, give ReadFailed; the list has the records so far. Folders aren't
-    /// listed. If a camera of another maker refuses to describe an object, that object is listed as
-    /// `DCIM\object <handle>.refused`, with 0 bytes.
+    /// NotConnected if the camera isn't connected; only CheckConnection() connects it. Any other
+    /// failure of the camera, and a stop, give ReadFailed; the list has the records so far. Folders
+    /// aren't listed. If a camera of another maker refuses to describe an object, that object is
+    /// listed as `DCIM\object <handle>.refused`, with 0 bytes.
     DeviceCode GetFileInfo(FileInfoList& list, ObjectProgressInterface* progress) override;
     DeviceCode DeleteFile(std::u16string id) override;
-    /// A file of up to 20 MiB is copied in one piece and can't be stopped, a larger one in chunks.
-    /// As many bytes are copied as the object's info says; if the camera sends another number, the
-    /// result is ReadFailed. PcFileUnusable: the file on this machine couldn't be written. If a
-    /// camera of another maker doesn't support partial reads, up to 255 MiB are copied in one
-    /// piece; more is NotSupported.
+    /// A file of up to 20 MiB is copied in one piece, which can't be stopped, and a larger one in
+    /// chunks. ReadFailed if the camera sends more or fewer bytes than the object's info says;
+    /// PcFileUnusable if the target can't be written. If a camera of another maker doesn't support
+    /// partial reads, a file of up to 255 MiB is copied in one piece, and a larger one gives
+    /// NotSupported.
     DeviceCode GetFile(std::u16string id, ObjectProgressInterface* progress,
                        HANDLE target) override;
     /// Writes the stock picture if the camera has no thumbnail or doesn't send all of it.
-    /// OutOfMemory for a thumbnail of more than 16 MiB; PcFileUnusable if the file can't be
+    /// OutOfMemory for a thumbnail of more than 16 MiB; PcFileUnusable if `fileName` can't be
     /// written.
     DeviceCode GetThumbnail(std::u16string id, std::u16string fileName) override;
 
     /// A document that the camera doesn't have reads as an empty text; one of more than 16 MiB
     /// gives OutOfMemory. The print order and the intent are those that the last GetFileInfo()
-    /// found. Putting an empty text deletes them, and putting any other text gives NotSupported. If
+    /// found. Putting an empty text deletes the document; if the table says that the model keeps
+    /// it, the call does nothing and gives Success. Putting any other text gives NotSupported. If
     /// the table doesn't say that the camera supports the share menu, the intent reads as an empty
-    /// text. If the table says that a model keeps these documents, deleting them does nothing and
-    /// gives Success.
+    /// text.
     DeviceCode GetDpofFile(std::u16string& text) override;
     DeviceCode PutDpofFile(std::u16string text) override;
     DeviceCode GetIntentFile(std::u16string& text) override;
     DeviceCode PutIntentFile(std::u16string text) override;
-    /// Each call looks for its document on the camera. If the table says that the camera doesn't
-    /// support the share menu, the share menu, the tag list and the clock give NotSupported, and
-    /// GetDeviceID() and GetCameraDiagnostic() an empty text.
+    /// Each call looks the documents up on the camera anew. If the table says that the camera
+    /// doesn't support the share menu, then the share menu, the tag list and the clock give
+    /// NotSupported, and GetDeviceID() and GetCameraDiagnostic() give an empty text.
     ///
     /// Up to 21 blanks are sent after a menu or tag list. If that makes more than 204,800 bytes in
     /// UTF-8, the result is WriteFailed and nothing is sent.
@@ -85,7 +85,7 @@ class CPTPCameraDev : public CImageDev {
 
     /// UnloadDone and ConfigDone close the session, and this object doesn't open another one.
     bool SendSpecialMsg(CameraMessage message) override;
-    /// Both return false: this kind of device supports neither.
+    /// This kind of device supports neither of these two calls: they return false.
     bool IsCardInserted(bool& inserted) override;
     bool SetRecursion(bool enabled) override;
 
@@ -106,8 +106,7 @@ class CPTPCameraDev : public CImageDev {
     /// Whether the camera that is connected still answers. Doesn't connect.
     bool VerifyConnection();
     static std::int32_t GetPortNumberFromString(const std::u16string& port);
-    /// Whether the table says that this camera supports neither menus nor messages. With a camera
-    /// that isn't in the table they are simply tried.
+    /// Whether the table says that this camera doesn't support the share menu.
     bool shareBlocked() const { return camInfo.valid && !camInfo.SwiftPostSupport; }
 
     // Enumeration
@@ -116,7 +115,8 @@ class CPTPCameraDev : public CImageDev {
     void listStorage(std::uint32_t storage, FileInfoList& list, ObjectProgressInterface* progress);
     void listObject(std::uint32_t handle, const ObjectInfoDataset& info, FileInfoList& list);
     void listRefused(std::uint32_t handle, PTPCommErrors why, FileInfoList& list);
-    /// The walk for the other documents: notes their handles. False if the camera fails.
+    /// Notes the handles of all documents but print order and intent. False if the camera fails.
+    /// Does nothing if shareBlocked().
     bool EnumXMLFiles();
     void LookForShareMenuFiles(std::uint32_t handle, const ObjectInfoDataset& info);
     static std::uint32_t handleFromId(const std::u16string& id);
@@ -134,8 +134,8 @@ class CPTPCameraDev : public CImageDev {
 
     // Documents
     struct Menu;  // how a menu or a tag list is sent
-    /// Finds and reads one of the documents of EnumXMLFiles(). `blocked` is the result for a camera
-    /// that doesn't support them.
+    /// Finds and reads one of the documents of EnumXMLFiles(). The result is `blocked` if
+    /// shareBlocked().
     DeviceCode readXmlFile(DeviceCode blocked, HandleField handle, const char* reader,
                            std::u16string& text);
     /// Reads the object as a text; an empty text for handle 0.
@@ -145,12 +145,11 @@ class CPTPCameraDev : public CImageDev {
     bool requestFileExists(HandleField handle);
 
     std::unique_ptr<PtpInterface> ptp;  // null: not connected
-    // The buffer of copyInOnePiece(), kept for the next file: getting so many pages from the kernel
-    // again costs as much time as the copying.
+    // The buffer of copyInOnePiece(), kept for the next file, since allocating it takes time.
     std::vector<BYTE> picture;
 
-    // Handles of the documents, 0 for those that aren't there. The first two are from the last
-    // GetFilesAndDirs(), the others from the last EnumXMLFiles().
+    // Handles of the documents, 0 for those that aren't there. Those of print order and intent are
+    // from the last GetFilesAndDirs(), the others from the last EnumXMLFiles().
     std::uint32_t dpofHandle = 0;
     std::uint32_t intentHandle = 0;
     std::uint32_t deviceIdHandle = 0;
@@ -161,7 +160,7 @@ class CPTPCameraDev : public CImageDev {
     std::uint32_t tagOldHandle = 0;
     std::uint32_t menuFolderHandle = 0;  // where new menus belong; 0: the camera decides
 
-    // USB ids of the camera; 0 if the low-level id has none, or if the port couldn't be opened.
+    // USB ids of the camera; 0 if the low-level id has none, or if no driver could be made.
     std::uint16_t vid = 0;
     std::uint16_t pid = 0;
     CCamInfo camInfo;

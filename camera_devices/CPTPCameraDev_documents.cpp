@@ -12,11 +12,11 @@ namespace {
 constexpr char category[] = "CPTPCameraDev";
 
 constexpr std::uint32_t largestDocument = 16 << 20;  // bytes, when read
-constexpr std::size_t menuLimit = 0x32000;           // bytes of a menu to be sent
+constexpr std::size_t menuLimit = 0x32000;           // bytes of a menu or tag list, when sent
 constexpr std::uint32_t dateTimeProperty = 0x5011;
 
-// These names only show in the trace. Both kinds of documents are read in the same way, because the
-// system's code page is UTF-8.
+// These names only show in the trace. Narrow and UTF-8 documents are read in the same way, because
+// the system's code page is UTF-8.
 constexpr char narrowReader[] = "GetFileToString";
 constexpr char utf8Reader[] = "GetUTF8FileToString";
 
@@ -112,8 +112,7 @@ DeviceCode CPTPCameraDev::PutIntentFile(std::u16string text) {
 
 DeviceCode CPTPCameraDev::deleteDocument(std::uint32_t handle, const std::u16string& text) {
     if (!text.empty()) return DeviceCode::NotSupported;
-    // Nothing is deleted if the document isn't there, or if the table says that this model keeps
-    // it.
+    // The table says of some models that they keep these documents.
     if (handle == 0 || !camInfo.AbilityToConsumeIntent) return DeviceCode::Success;
     return DeleteFile(handle);
 }
@@ -121,7 +120,7 @@ DeviceCode CPTPCameraDev::deleteDocument(std::uint32_t handle, const std::u16str
 struct CPTPCameraDev::Menu {
     const char* operation;
     const WCHAR* fileName;
-    std::size_t blanks;  // that are sent after the text, at least
+    std::size_t blanks;  // how many are sent after the text, at least
 };
 
 DeviceCode CPTPCameraDev::PutShareMenu(std::u16string text) {
@@ -139,8 +138,8 @@ DeviceCode CPTPCameraDev::sendMenu(const Menu& menu, std::u16string text) {
         if (shareBlocked()) return DeviceCode::NotSupported;
         if (!VerifyConnection()) return DeviceCode::NotConnected;
         if (!EnumXMLFiles()) return DeviceCode::ReadFailed;
-        // Cameras lose the end of a share menu, and the last character of any menu with an even
-        // number of them. The blanks are there to be lost instead.
+        // Cameras lose the end of a share menu, and the last character of any text with an even
+        // number of characters. Blanks are appended, so that only these are lost.
         text.append(menu.blanks, u' ');
         if (text.size() % 2 == 0) text += u' ';
         const std::string bytes = utf8Text(text);
@@ -148,7 +147,6 @@ DeviceCode CPTPCameraDev::sendMenu(const Menu& menu, std::u16string text) {
         const auto size = static_cast<std::uint32_t>(bytes.size());
         try {
             TraceLine(category, "%s - sendObjectInfo", menu.operation);
-            // The dataset announces name, size and folder; the contents follow with sendObject().
             ptp->sendObjectInfo(announcement(menu.fileName, size, menuFolderHandle), 0,
                                 menuFolderHandle);
             TraceLine(category, "%s - sendObject", menu.operation);

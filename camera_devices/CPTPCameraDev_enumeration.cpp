@@ -31,7 +31,8 @@ std::optional<FileTimestamp> readPtpDate(std::u16string_view text) {
     const std::uint16_t year = field(0, 4), month = field(4, 2), hour = field(9, 2),
                         minute = field(11, 2), second = field(13, 2);
     std::uint16_t day = field(6, 2);
-    // East of Greenwich this day begins before second 0 of the time values.
+    // East of Greenwich, 1970-01-01 begins before second 0 of the time values. So the next day is
+    // taken instead.
     if (year == 1970 && month == 1 && day == 1) day = 2;
     const bool valid = year >= 1970 && year <= 2037 && month >= 1 && month <= 12 && day >= 1 &&
                        day <= 31 && hour <= 23 && minute <= 59 && second <= 59;
@@ -51,8 +52,8 @@ FileTimestamp CPTPCameraDev::ptpDateToTime(std::u16string_view text) {
 
 DeviceCode CPTPCameraDev::GetFileInfo(FileInfoList& list, ObjectProgressInterface* progress) {
     return operationCode(DeviceCode::ReadFailed, [&] {
-        // The order matters: without a connection the first test fails, so a listing never opens
-        // one.
+        // The order matters: without a connection the first test fails, so a listing never makes a
+        // connection.
         if (!VerifyConnection() || !CheckConnection()) return DeviceCode::NotConnected;
         return GetFilesAndDirs(list, progress) ? DeviceCode::Success : DeviceCode::ReadFailed;
     });
@@ -98,8 +99,7 @@ void CPTPCameraDev::listStorage(std::uint32_t storage, FileInfoList& list,
     }
 }
 
-/// The object exists, so it gets a record. Copying it will fail as its description did, and so the
-/// user learns that a file is missing.
+/// The object exists, so it gets a record, by which users learn that a file is missing.
 void CPTPCameraDev::listRefused(std::uint32_t handle, PTPCommErrors why, FileInfoList& list) {
     TraceLine(category, "GetFilesAndDirs - object %d is refused (0x%x)", handle,
               static_cast<std::uint32_t>(why));
@@ -111,7 +111,7 @@ void CPTPCameraDev::listRefused(std::uint32_t handle, PTPCommErrors why, FileInf
 void CPTPCameraDev::listObject(std::uint32_t handle, const ObjectInfoDataset& info,
                                FileInfoList& list) {
     const std::u16string name(info.Filename.view());
-    // Applications show a single folder, whatever folders the camera has.
+    // All files are listed in a single folder, whatever folders the camera has.
     if (info.ObjectFormat != folderFormat)
         list.addFile(formatText(u"%d", handle), u"DCIM\\" + name, u"", info.ObjectCompressedSize,
                      ptpDateToTime(info.ModificationDate.view()),
@@ -142,7 +142,8 @@ bool CPTPCameraDev::EnumXMLFiles() {
 }
 
 void CPTPCameraDev::LookForShareMenuFiles(std::uint32_t handle, const ObjectInfoDataset& info) {
-    /// Where a document's handle goes, and whether the document is the share menu.
+    /// A document that the walk looks for. New menus and tag lists are sent to the folder of a
+    /// document with `isMenu`.
     struct Kind {
         const WCHAR* name;
         HandleField handle;
@@ -160,7 +161,6 @@ void CPTPCameraDev::LookForShareMenuFiles(std::uint32_t handle, const ObjectInfo
     for (const Kind& kind : kinds) {
         if (!equalIgnoringCase(info.Filename.view(), kind.name)) continue;
         this->*kind.handle = handle;
-        // A new menu belongs into the folder of the one that the camera has.
         if (kind.isMenu) menuFolderHandle = info.ParentObject;
         TraceLine(category, "LookForShareMenuFiles - Found %s file", kind.traced);
         return;

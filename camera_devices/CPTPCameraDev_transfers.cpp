@@ -14,7 +14,7 @@ namespace {
 constexpr char category[] = "CPTPCameraDev";
 
 constexpr std::uint32_t largestPiece = 20 << 20;   // bytes; a larger object is copied in chunks
-constexpr std::uint32_t chunkSize = 0x40000;       // bytes; a stop takes effect after one chunk
+constexpr std::uint32_t chunkSize = 0x40000;       // bytes; a stop comes after a whole chunk
 constexpr std::uint32_t largestWhole = 255 << 20;  // bytes, from a camera without partial reads
 constexpr std::uint32_t largestThumbnail = 16 << 20;
 
@@ -139,8 +139,8 @@ DeviceCode CPTPCameraDev::DeleteFile(std::uint32_t handle) {
         if (!VerifyConnection()) return DeviceCode::NotConnected;
         ptp->deleteObject(handle, 0);
         // This model has completed a deletion only when it has sent an event, and must not be asked
-        // anything before that. If no event comes, the driver gives up waiting; the file is deleted
-        // all the same.
+        // anything before that. If no event comes in the driver's time, the deletion counts all the
+        // same.
         if (camInfo.Model == u"476") ptp->getEvent();
         return DeviceCode::Success;
     });

@@ -8,8 +8,8 @@
 
 namespace zlk {
 
-/// Returns what `body` returns. If it throws std::bad_alloc the result is OutOfMemory, and
-/// `otherwise` for any other exception.
+/// Returns what `body` returns; OutOfMemory if `body` throws std::bad_alloc, and `otherwise` if it
+/// throws anything else.
 template <class Body>
 DeviceCode operationCode(DeviceCode otherwise, Body&& body) noexcept {
     try {

@@ -16,7 +16,7 @@ class FileInfoList {
     FileInfoList();
 
     /// Adds a record after those that are there. `size` is in bytes. `albums` is an XML element or
-    /// empty; the other texts are taken literally. A record that can't be built is left out.
+    /// empty; the other texts are never parsed. A record that can't be built is left out.
     void addFile(const std::u16string& id, const std::u16string& camerapath,
                  const std::u16string& pcpath, std::uint64_t size, FileTimestamp modified,
                  FileTimestamp created, const std::u16string& status, const std::u16string& albums);

@@ -3,7 +3,7 @@
 namespace zlk {
 namespace {
 
-// Ten times as many as the largest cards hold, and few enough for this machine's memory.
+// A camera that lists more than this is taken for broken.
 constexpr std::size_t mostObjects = 1'000'000;
 
 }  // namespace
@@ -36,7 +36,7 @@ void ObjectWalk::described(std::uint32_t handle, const ObjectInfoDataset& info) 
 bool ObjectWalk::askNextFolder() {
     while (askedFolders < folders.size()) {
         const std::uint32_t folder = folders[askedFolders++];
-        // The contents of this folder were listed already.
+        // An object of this folder was listed already, so all of its objects were.
         if (parents.contains(folder)) continue;
         add(ptp.getObjectHandles(storage, 0, folder));
         return true;

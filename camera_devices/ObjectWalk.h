@@ -10,25 +10,25 @@
 
 namespace zlk {
 
-/// Most cameras list the objects of all folders at once, but some list those of a single folder
-/// only. With `asksFolders`, once the list is exhausted, each folder that isn't the parent of a
-/// described object is asked for its contents, and handles that come twice, such as a folder inside
-/// of itself, are skipped.
+/// Some cameras list the objects of all folders at once, and others those of a single folder only.
+/// With `asksFolders`, when the list ends, the walk asks for the contents of each folder that isn't
+/// the parent of a described object. It then skips handles that come twice, so a folder that is
+/// inside of itself does no harm.
 class ObjectWalk {
   public:
     /// Asks the camera for the list; may throw PTPCommErrors. `ptp` is borrowed.
     ObjectWalk(PtpInterface& ptp, std::uint32_t storage, std::uint32_t parent, bool asksFolders);
 
-    /// The next handle; none at the end. May ask the camera, and so throw PTPCommErrors, among them
-    /// PTP_OUT_OF_MEMORY if the camera lists more objects than any card holds.
+    /// The next handle; none at the end. May ask the camera, and so throw PTPCommErrors. If the
+    /// camera lists more than a million objects, this is PTP_OUT_OF_MEMORY.
     std::optional<std::uint32_t> next();
     /// To be called with the camera's description of a handle that next() has returned.
     void described(std::uint32_t handle, const ObjectInfoDataset& info);
 
     /// How many handles next() has returned.
     std::size_t given() const { return position; }
-    /// The number of handles as far as it is known; a folder that has yet to be asked counts as
-    /// one.
+    /// The number of handles as far as it is known. Each folder whose contents may still have to be
+    /// asked for counts as one more.
     std::size_t total() const { return handles.size() + folders.size() - askedFolders; }
 
   private:
@@ -42,7 +42,7 @@ class ObjectWalk {
     std::vector<std::uint32_t> handles;
     std::size_t position = 0;
     std::vector<std::uint32_t> folders;  // in the order in which they were found
-    std::size_t askedFolders = 0;        // how many of them are done
+    std::size_t askedFolders = 0;        // how many of `folders` are done
     // Handles that were listed, and those that were named as a parent. Empty without `asksFolders`.
     std::unordered_set<std::uint32_t> seen, parents;
 };

@@ -45,7 +45,7 @@ std::vector<std::uint32_t> OtherMakersDriver::sentHandles(std::uint32_t storage,
                                                           std::uint32_t format,
                                                           std::uint32_t parent) {
     std::vector<std::uint32_t> handles = ZlPTPdrv::getObjectHandles(storage, format, parent);
-    // Even an empty list has a number of elements.
+    // Even an empty list is sent as data, with its number of elements.
     if (receivedData() == 0) throw PTP_NO_RESPONSE;
     return handles;
 }
@@ -74,8 +74,8 @@ bool OtherMakersDriver::mayMissParameters(PTPCommErrors refusal) const {
 bool isOfOneObject(PTPCommErrors failure) {
     constexpr std::uint32_t firstResponse = 0x2000;
     switch (failure) {
-        // These concern the session or the storage. Other response codes concern the object, and
-        // codes below 0x2000 the connection.
+        // These concern the session, the storage or the transaction. All other response codes are
+        // taken to concern the object. Codes below 0x2000 concern the connection.
         case PTP_SESSION_NOT_OPEN:
         case PTP_INVALID_TRANSACTION_ID:
         case PTP_STORE_NOT_AVAILABLE:

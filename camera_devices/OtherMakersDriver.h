@@ -1,16 +1,17 @@
 #pragma once
-// The initiator for cameras of other makers, whose deviations it works around. The first three
-// work-arounds are tried only after a camera has refused the plain way, and then hold for the
-// connection; the others are decided anew for each list, file and object:
+// The initiator for cameras of other makers. These are the work-arounds for their deviations; some
+// are in other classes, which are named. The first three are tried only after a camera has refused
+// the plain way, and then hold for the connection. The others are decided anew for each list, file
+// or object:
 //
 //     parameters     commands are sent with their trailing zeros, which our own models don't want
 //     counting       the list of handles is counted, where GetNumObjects isn't supported
 //     formats        the descriptions are compared, where a list can't be asked for by format
-//     folders        each folder is asked for its contents, where a list has only the root's
+//     folders        the contents of each folder are asked for, where a list has only the root's
 //                    (ObjectWalk)
 //     pieces         an object above 20 MiB is read whole, where GetPartialObject isn't supported
 //                    (CPTPCameraDev::refusesPieces)
-//     one object     is refused, and the others are listed all the same (isOfOneObject)
+//     refusals       an object whose description is refused doesn't end the list (isOfOneObject)
 
 #include <vector>
 

@@ -9,9 +9,9 @@
 
 namespace zlk {
 
-/// Makes the file, or empties an existing one; other programs may open it meanwhile. The result is
-/// empty if it can't be made. A path with a zero in it is refused, since the platform would end it
-/// there.
+/// Makes the file, or empties an existing one. Other programs may open the file while this handle
+/// is open. The handle is empty on failure. A path with a zero in it is refused, since the platform
+/// would end the path there.
 UniqueHandle createPcFile(const std::u16string& path);
 
 /// Writes all bytes at the file's position. PcFileUnusable if that fails.

@@ -9,8 +9,8 @@ namespace zlk::specialFiles {
 inline constexpr WCHAR folder[] = u"MISC";             ///< on volumes only
 inline constexpr std::uint16_t scriptFormat = 0x3002;  ///< the object format of the XML files
 
-inline constexpr WCHAR printOrder[] = u"AUTPRINT.MRK";    ///< DPOF, from the camera; may be deleted
-inline constexpr WCHAR intent[] = u"INTENT.XML";          ///< from the camera; deleted when done
+inline constexpr WCHAR printOrder[] = u"AUTPRINT.MRK";    ///< DPOF
+inline constexpr WCHAR intent[] = u"INTENT.XML";          ///< what is to be done with the pictures
 inline constexpr WCHAR shareRequest[] = u"CNFSHARE.XML";  ///< exists if a share menu is requested
 inline constexpr WCHAR shareOld[] = u"SHAREOLD.XML";      ///< the share menu that the camera has
 inline constexpr WCHAR shareNew[] = u"SHARENEW.XML";      ///< the share menu that we send

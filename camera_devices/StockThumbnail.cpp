@@ -11,11 +11,11 @@ namespace {
 
 constexpr char category[] = "CImageDev";
 
-// Units. Of a longer name the end is kept, which shows the file's kind: the library takes paths of
-// up to 259 units.
+// Units. The library takes paths of up to 259 units, so only the end of a longer name is kept. The
+// end shows the file's kind.
 constexpr std::size_t longestName = 64;
 
-/// The path of a temporary file whose name has the same ending.
+/// A path for a temporary file of the same kind as `name`.
 std::u16string emptyFilePath(const std::u16string& name) {
     std::u16string last = fileNamePart(name);
     if (last.size() > longestName) last.erase(0, last.size() - longestName);
@@ -28,7 +28,7 @@ std::u16string emptyFilePath(const std::u16string& name) {
 
 }  // namespace
 
-/// The library makes a stock picture of a file that it can't decode, so it gets an empty file.
+/// The library makes a stock picture of a file that it can't decode. So it is given an empty file.
 DeviceCode GetStockThumbnail(const std::u16string& name, const std::u16string& fileName) {
     TraceLine(category, "GetStockThumbnail(%s,%s)", name, fileName);
     ThumbnailLibrary library;

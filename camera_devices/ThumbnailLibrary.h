@@ -9,8 +9,8 @@
 
 namespace zlk {
 
-/// The library, loaded as long as this object exists. If the machine doesn't have it, the object
-/// isn't usable. For one thread.
+/// The library, loaded as long as this object exists. If it can't be loaded, the object isn't
+/// usable(). For one thread.
 class ThumbnailLibrary {
   public:
     ThumbnailLibrary() noexcept;
@@ -18,14 +18,14 @@ class ThumbnailLibrary {
     ThumbnailLibrary(const ThumbnailLibrary&) = delete;
     ThumbnailLibrary& operator=(const ThumbnailLibrary&) = delete;
 
-    /// Whether the library is loaded; and whether it has its entry point, without which it is
-    /// useless.
     bool loaded() const noexcept { return thumbnailLibrary != nullptr; }
+    /// Whether the library is loaded and has its entry point.
     bool usable() const noexcept { return generateThumbnail != nullptr; }
 
-    /// Makes a thumbnail of the picture at `path`, which has at most 259 units. Returns the
-    /// library's result, 0 for success. `picture` then points to the library's memory, which is
-    /// valid until the next call. The library must be usable.
+    /// Makes a thumbnail of the picture at `path`, which must not have more than 259 units. Returns
+    /// the library's result, 0 for success. `picture` then points to the library's memory, which is
+    /// valid until this thread's next call, and as long as this object. The object must be
+    /// usable().
     std::int32_t generate(const std::u16string& path, std::span<const BYTE>& picture,
                           std::int32_t& extendedError);
 
