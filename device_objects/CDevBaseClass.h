@@ -15,10 +15,11 @@ namespace zlk {
 
 /// Holds the claim on a context id, the result of the last operation, and the device itself.
 ///
-/// The claim is a named mutex of the machine, called after the id, which exists while an object
-/// holds the claim. Nobody waits for it, and it ends with its process, however that dies. Claiming
-/// doesn't touch the device. The device is made by the first operation that needs it, and dropped
-/// by the first that finds it gone; so a device that comes back works again under the same claim.
+/// The claim is a named mutex of the machine, called after the id. The mutex exists while an object
+/// holds the claim, and ends with the object's process, however the process dies. Nobody waits for
+/// it. Claiming doesn't touch the device. `imageDev` is made by the first operation that needs it,
+/// and dropped by the first that finds the device gone. So a device that comes back works again
+/// under the same claim.
 ///
 /// For one thread. A progress callback may call back into the object, and even release it.
 class CDevBaseClass {
@@ -35,10 +36,11 @@ class CDevBaseClass {
     HRESULT get_DeviceId(BSTR* pVal) noexcept;
     HRESULT get_ErrorCode(LONG* pVal) noexcept;
 
-    /// Ends every operation: stores the code for get_ErrorCode(), and returns S_OK or E_FAIL.
+    /// Stores the code for get_ErrorCode(), and returns S_OK or E_FAIL.
     HRESULT setResult(DeviceCode code) noexcept;
 
-    /// Whether the device answers now. Makes it if necessary, and drops it if it is gone.
+    /// Whether the device answers now. Makes `imageDev` if necessary, and drops it if the device is
+    /// gone.
     bool isDeviceConnected();
 
     /// Runs `operation(CImageDev&)`, which returns a code, if the device is held and connected.
@@ -53,7 +55,7 @@ class CDevBaseClass {
     }
 
     /// As guardedCall(), for an operation with a text result, `read(CImageDev&, std::u16string&)`.
-    /// Once `read` has run, the caller gets a new string whatever the code is; before that, `*pVal`
+    /// Whatever code `read` returns, the caller gets a new string. If `read` isn't called, `*pVal`
     /// isn't touched.
     template <class Read>
     HRESULT guardedRead(BSTR* pVal, Read&& read) noexcept {
@@ -72,7 +74,8 @@ class CDevBaseClass {
             [&](CImageDev& device) { return std::invoke(write, device, textOf(val)); });
     }
 
-    /// A new string, which the caller owns. False, with a null one, if there is no memory.
+    /// Makes a new string, which the caller owns. False, with null in `*pVal`, if there is no
+    /// memory.
     static bool handOut(std::u16string_view text, BSTR* pVal) noexcept {
         *pVal = Bstr(text).detach();
         return *pVal != nullptr;
@@ -81,10 +84,10 @@ class CDevBaseClass {
         return text ? std::u16string_view(text, SysStringLen(text)) : std::u16string_view();
     }
 
-    std::u16string deviceId;  // stays after a refused claim, and after unlocking
+    std::u16string deviceId;  // what LockDevice() last tried to claim; stays after unlocking
     DeviceCode errorCode = DeviceCode::Success;
     // Null until it is needed. Shared with the operation that is running on it, since a callback
-    // may unlock in its middle.
+    // may unlock this object meanwhile.
     std::shared_ptr<CImageDev> imageDev;
     UniqueHandle lockMutex;  // set while this object has the claim
     bool locked = false;
@@ -93,10 +96,11 @@ class CDevBaseClass {
     /// Makes the mutex that is the claim. False if it exists already or can't be made, or if the id
     /// has a zero in it.
     bool SetLockMutex(const std::u16string& id);
-    /// Sets `imageDev` to the device of `deviceId`, or to null if the device can't be reached.
+    /// Sets `imageDev` to the device of `deviceId`, or to null if SettingsIDtoUnloadID() finds no
+    /// way to it.
     void createImageDev();
     void resolveDeviceKind(bool& isMassStorage, std::u16string& lowLevelId) const;
-    /// How the device can be reached; see ContextIdToLowLevelId().
+    /// How the device can be reached; see ContextIdToLowLevelId(). Empty for the empty id.
     static std::u16string SettingsIDtoUnloadID(const std::u16string& deviceId);
 };
 

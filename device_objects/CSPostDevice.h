@@ -8,9 +8,9 @@
 
 namespace zlk {
 
-/// The camera is told about the dialogue. When the menu is read, it is told that the dialogue has
-/// started. When the object is unlocked after that, the camera is told that the dialogue is done if
-/// a menu was sent, successfully or not, or that it is cancelled if none was.
+/// Tells the camera about the dialogue. Reading the menu tells it that the dialogue has started. If
+/// the menu was read, unlocking tells it that the dialogue is done if a menu was sent, even without
+/// success, and else that the dialogue is cancelled.
 class CSPostDevice : public DispatchImpl<ISwiftPostDevice>, public CDevBaseClass {
   public:
     using Interfaces = InterfaceList<ISwiftPostDevice, IDispatch>;

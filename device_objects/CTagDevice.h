@@ -8,9 +8,9 @@
 
 namespace zlk {
 
-/// The camera is told about the dialogue: that it has started when the list is read, that it is
-/// done when a list has been written, and that it was cancelled when the object is unlocked after
-/// the list was read and no write was tried.
+/// Tells the camera about the dialogue. Reading the list tells it that the dialogue has started,
+/// and writing a list with success that the dialogue is done. If the list was read and no writing
+/// was tried, unlocking tells the camera that the dialogue is cancelled.
 class CTagDevice : public DispatchImpl<ITagDevice>, public CDevBaseClass {
   public:
     using Interfaces = InterfaceList<ITagDevice, IDispatch>;

@@ -25,7 +25,7 @@ UINT argumentsOfTransfer(DISPID id) {
 /// numbers.
 bool isOwnTarget(const std::u16string& id, const std::u16string& fileName) {
     FileStatus picture, target;
-    // Most targets don't exist yet, so they can't be the picture.
+    // A target that doesn't exist yet can't be the picture.
     if (id.find_first_of(u"\\/") == id.npos || !_wstat64i32(fileName.c_str(), target)) return false;
     // Both are compared while the picture is open, since the inode number of a file that nobody has
     // open may be reused once the file is deleted.
@@ -115,12 +115,11 @@ DeviceCode CUnloadableCamera::saveFile(CImageDev& device, BSTR id, BSTR fileName
     // The platform would end the name at its first zero, and so overwrite another file.
     if (name.empty() || name.find(u'\0') != name.npos) return DeviceCode::PcFileUnusable;
     if (isOwnTarget(textOf(id), textOf(fileName))) return DeviceCode::PcFileUnusable;
-    // An existing file is emptied here, after all tests.
+    // This empties an existing file, so the tests above come first.
     const UniqueHandle target(CreateFileW(fileName, GENERIC_READ | GENERIC_WRITE,
                                           FILE_SHARE_READ | FILE_SHARE_WRITE, nullptr,
                                           CREATE_ALWAYS, FILE_ATTRIBUTE_NORMAL, nullptr));
     LARGE_INTEGER size{};
-    // The file must be empty now.
     if (!target || !GetFileSizeEx(target.get(), &size) || static_cast<DWORD>(size.QuadPart) != 0)
         return DeviceCode::PcFileUnusable;
     return device.GetFile(textOf(id), this, target.get());

@@ -8,7 +8,7 @@
 
 namespace zlk {
 
-/// Implements IPhotoDevice; server/ZlkCamTr.idl describes its methods. Except where it says
+/// Implements IPhotoDevice; server/ZlkCamTr.idl describes the methods. Except where that file says
 /// otherwise, they return S_OK, E_POINTER for a result pointer that is null, or E_FAIL with the
 /// reason in ErrorCode.
 class CUnloadableCamera : public ObjectProgressInterface,

@@ -44,7 +44,7 @@ EscapeAnswer sendCameraMsg(CImageDev& device, std::u16string_view name) {
         {u"ConfigCancel", CameraMessage::ConfigCancel},
         {u"ConfigError", CameraMessage::ConfigError},
     };
-    // A message that the camera doesn't take gives FALSE; one with an unknown name isn't supported.
+    // A message that the camera doesn't take gives FALSE. An unknown name isn't supported.
     for (const auto& known : messages)
         if (equalIgnoringCase(name, known.name))
             return yesOrNo(device.SendSpecialMsg(known.message));

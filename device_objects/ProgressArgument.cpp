@@ -12,7 +12,7 @@ class NamedCallback : public IProgressCallback {
   public:
     using Interfaces = InterfaceList<IProgressCallback>;
 
-    /// Takes a reference to the object. Fails if it has no such method.
+    /// Takes a reference to the object. Fails if the object has no method `UpdateProgress`.
     HRESULT bind(IDispatch* object) {
         WCHAR name[] = u"UpdateProgress";
         WCHAR* names[] = {name};
@@ -26,11 +26,11 @@ class NamedCallback : public IProgressCallback {
         DISPPARAMS arguments{argument.get(), nullptr, 1, 0};
         const HRESULT called = object_->Invoke(id_, GUID{}, 0, DISPATCH_METHOD, &arguments,
                                                result.get(), nullptr, nullptr);
-        // A script can only refuse by failing, or by a result of its own.
+        // A script asks for a stop by failing, or by what it returns.
         if (called != S_OK) return FAILED(called) ? called : S_FALSE;
         if (result->vt == VT_BOOL) return result->boolVal ? S_OK : S_FALSE;
-        // A result that can be converted to a number is an HRESULT; any other lets the transfer go
-        // on.
+        // A result that can be converted to a number is taken for an HRESULT. Any other result lets
+        // the transfer go on.
         Variant number;
         const HRESULT isNumber = VariantChangeType(number.get(), result.get(), 0, VT_I4);
         return SUCCEEDED(isNumber) ? number->lVal : S_OK;
@@ -50,8 +50,8 @@ bool isNone(const VARIANT& value) {
     return value.vt == VT_EMPTY || value.vt == VT_NULL || leftOut;
 }
 
-/// The index of the last parameter's argument. In DISPPARAMS the named arguments come first, and
-/// then the others from the last to the first. `cArgs` if there is none.
+/// The index of the last parameter's argument; `cArgs` if that parameter has no argument. In
+/// DISPPARAMS the named arguments come first, and then the others from the last to the first.
 UINT findLast(const DISPPARAMS& arguments) {
     const auto last = static_cast<DISPID>(arguments.cArgs) - 1;
     for (UINT i = 0; i < arguments.cNamedArgs; ++i)
@@ -59,7 +59,7 @@ UINT findLast(const DISPPARAMS& arguments) {
     return arguments.cNamedArgs == 0 ? 0 : arguments.cArgs;
 }
 
-/// Makes a callback from the argument; an empty one if none is wanted.
+/// Makes a callback from the argument. If none is wanted, `callback` stays empty.
 HRESULT callbackOf(const VARIANT& argument, ComPtr<IProgressCallback>& callback) {
     Variant held;
     VARIANT* const inner = argument.vt == (VT_BYREF | VT_VARIANT) ? argument.pvarVal : nullptr;
@@ -68,7 +68,7 @@ HRESULT callbackOf(const VARIANT& argument, ComPtr<IProgressCallback>& callback)
     const HRESULT converted = VariantChangeType(held.get(), &value, 0, VT_UNKNOWN);
     if (FAILED(converted)) return converted;
     if (!held->punkVal) return S_OK;
-    // The object of a program in C++ may be a callback already. Any other one is called by name.
+    // The object of a program in C++ may be a callback already. Any other object is called by name.
     if (SUCCEEDED(held->punkVal->QueryInterface(iidOf<IProgressCallback>,
                                                 reinterpret_cast<void**>(callback.out()))))
         return S_OK;
@@ -97,8 +97,7 @@ HRESULT ProgressArgument::take(const DISPPARAMS& arguments, UINT count,
         return result;
     }
     std::copy_n(arguments.rgvarg, count, values_.begin());
-    // A reference to a VARIANT is passed to the method without a conversion, so this pointer
-    // reaches it.
+    // A reference to a VARIANT is passed on without a conversion, so the method gets this pointer.
     values_[found].vt = VT_BYREF | VT_VARIANT;
     values_[found].byref = callback_.get();
     arguments_.rgvarg = values_.data();
