@@ -47,8 +47,8 @@ std::u16string withBackslashes(std::u16string_view text) {
     return path;
 }
 
-/// A text from the settings. Empty if the value is missing, isn't a text, is longer than any that
-/// would be valid here, or can't be read.
+/// A text from the settings. Empty if the value is missing, isn't a text, is too long, or can't be
+/// read.
 std::u16string readText(HKEY key, const WCHAR* name) {
     std::array<WCHAR, 512> text{};
     DWORD size = sizeof(text) - sizeof(WCHAR);
@@ -146,8 +146,8 @@ bool namesDrive(std::u16string_view storage, const std::u16string& root) {
     const std::u16string product = textAt(all, descriptor.ProductIdOffset);
     if (product.empty()) return false;
 
-    // The name may be the vendor and the product, or a device instance id with both in it, in which
-    // underscores take the place of blanks.
+    // `storage` may be the vendor and the product, or a device instance id that contains both. In
+    // an instance id, underscores take the place of blanks.
     if (storage == (vendor.empty() ? product : vendor + u' ' + product)) return true;
     std::u16string inInstanceId = u"&VEN_" + vendor + u"&PROD_" + product;
     std::replace(inInstanceId.begin(), inInstanceId.end(), u' ', u'_');

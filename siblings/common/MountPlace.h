@@ -6,17 +6,17 @@
 
 namespace zlk {
 
-/// The root of an existing drive (`E:\`, with a card in it or not), or a network path that leads to
-/// an existing folder. Empty if the device isn't mounted.
+/// The root of an existing drive, such as `E:\`, even without a card in it; or a network path that
+/// leads to an existing folder. Empty if there is neither.
 ///
 /// The id of a drive (`#Zephyr-Lanthorn#RemovableDrive#E`, `...#CDROMDrive#F`) names the place
 /// itself, with `%%` for each backslash of a path. For any other id, the place stands in the key
-/// `Functions\Storage` of the device's instance, in the value `DeviceInstanceID` or, if that is
-/// missing or empty, in `UNCPath`, as
+/// `Functions\Storage` of the device's instance, in the value `DeviceInstanceID` or, if that has no
+/// usable text, in `UNCPath`, as
 /// - a drive letter, `E`, `E:` or `E:\`;
 /// - the storage device's vendor and product, `ZL GLIMMERBOX 539`, or a device instance id that
-///   contains both, `USBSTOR\DISK&VEN_ZL&PROD_GLIMMERBOX_539&REV_1.00\...`; of several such drives
-///   the first with a card counts, or simply the first if none has one;
+///   contains both, `USBSTOR\DISK&VEN_ZL&PROD_GLIMMERBOX_539&REV_1.00\...`; if several drives are
+///   on such devices, the first drive with a card counts, or the first one if none has a card;
 /// - a network path, `\\server\share`.
 std::u16string mountPlace(std::u16string_view contextId);
 

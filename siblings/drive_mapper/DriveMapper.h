@@ -8,13 +8,12 @@
 
 namespace zlk {
 
-/// Implements IDriveMapper; MountPlace.h has the rules.
+/// Implements IDriveMapper; MountPlace.h says how the place of a device is found.
 class DriveMapper : public IDriveMapper {
   public:
     using Interfaces = InterfaceList<IDriveMapper>;
 
     HRESULT put_ContextId(BSTR contextId) noexcept override;
-    /// The place of the device; an empty text if it isn't mounted.
     HRESULT get_DrivePrefix(BSTR* prefix) noexcept override;
 
   protected:

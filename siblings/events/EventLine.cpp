@@ -5,8 +5,8 @@
 namespace zlk {
 namespace {
 
-// A device's document determines the length of a text, but a datagram to the system's log is
-// limited.
+// Texts may come from a device's document and be of any length, but a datagram to the system's log
+// is limited.
 constexpr std::size_t maxUnits = 2000;
 
 /// Control characters below 0x20 and from 0x7F to 0x9F, and the two separators at which some

@@ -10,7 +10,7 @@ namespace zlk {
 
 /// The event in the form `event 1000, level 1: text`, in UTF-8 and without a line end. Characters
 /// that would end the line or control a terminal are written as escapes (`\n`, `\u001B`), and a
-/// backslash as two. A text of more than 2000 UTF-16 units is cut off, which `...` shows.
+/// backslash is doubled. A text of more than 2000 UTF-16 units is cut off, and `...` follows.
 std::string eventLine(LONG eventId, LONG level, std::u16string_view text);
 
 }  // namespace zlk

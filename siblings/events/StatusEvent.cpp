@@ -43,7 +43,7 @@ std::string timeText() {
 }
 
 /// Appends one line. Several processes may do this at once, so each line is a single write in
-/// append mode, which goes to the end that the file has at that moment.
+/// append mode. Such a write goes to the file's end at that moment.
 HRESULT append(const std::u16string& path, const std::string& line) {
     const auto open = [&path](DWORD disposition) {
         return UniqueHandle(CreateFileW(path.c_str(), FILE_APPEND_DATA,

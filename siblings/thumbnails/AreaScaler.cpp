@@ -16,7 +16,7 @@ AreaScaler::AreaScaler(Size from, Size to)
 
 AreaScaler::Share AreaScaler::share(int position, int from, int to) {
     const std::int64_t start = static_cast<std::int64_t>(position) * to;
-    // How much of this row or column of the result is left, in units of 1/from.
+    // How much of row or column `start / from` of the result is still free, in units of 1/from.
     const std::int64_t room = from - start % from;
     return {static_cast<int>(start / from),
             room >= to ? 1.0F : static_cast<float>(room) / static_cast<float>(to)};

@@ -1,6 +1,6 @@
 #pragma once
 // Scales a picture down while its rows arrive: each pixel of the result is the mean of the area
-// that it covers. Only the result is kept in memory, however large the source is.
+// that it covers. The source isn't kept in memory.
 
 #include <vector>
 
@@ -21,7 +21,7 @@ class AreaScaler {
 
   private:
     /// How a row or column of the source is divided: `part` of it belongs to row or column `index`
-    /// of the result, and the rest, up to 1, to the next.
+    /// of the result, and the rest (1 - `part`) to the next one.
     struct Share {
         int index;
         float part;

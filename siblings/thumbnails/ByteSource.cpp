@@ -3,8 +3,8 @@
 namespace zlk {
 namespace {
 
-// Bytes. Cameras put their EXIF block, of at most 64 KB, first. What other programs put before it
-// fits as well.
+// Bytes. Cameras put their EXIF block first, and it has at most 64 KB. The rest is room for blocks
+// that other programs put before it.
 constexpr std::size_t headSize = 128 * 1024;
 
 }  // namespace

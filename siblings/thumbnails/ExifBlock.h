@@ -16,10 +16,10 @@ class ExifBlock {
     /// readable block, the picture counts as upright and has no thumbnail.
     explicit ExifBlock(std::span<const BYTE> head);
 
-    /// As the camera recorded it; upright if it didn't, or if the value is invalid.
+    /// As the camera recorded it; upright if there is no record, or if the value is invalid.
     Orientation orientation() const;
-    /// The bytes of the embedded thumbnail, which need not be a picture. Valid as long as this
-    /// object.
+    /// The bytes of the embedded thumbnail, which may be no picture; empty if there is none. Valid
+    /// as long as this object.
     std::span<const BYTE> thumbnail() const;
 
   private:

@@ -14,15 +14,15 @@ constexpr long maxPixels = 500'000'000;
 // not take more than a few seconds.
 constexpr std::size_t maxHeaderBytes = 16 * 1024 * 1024;
 constexpr std::size_t maxPictureBytes = 128 * 1024 * 1024;
-// Bytes. All coefficients of a progressive picture fit if it has 40 million pixels and its colours
-// have half the width and height.
+// Bytes. The coefficients of a progressive picture fit if it has up to 40 million pixels and its
+// colours have half the width and height.
 constexpr long maxMemory = 128L * 1024 * 1024;
 // An encoder needs about ten scans. Each costs a pass over the whole picture, however short the
 // scan is, so a small file with thousands of them could block a caller.
 constexpr int maxScans = 50;
 
-/// Converts a row from CMYK to RGB, in place. In files with Adobe's marker, which nearly all have,
-/// the values are inverted.
+/// Converts a row from CMYK to RGB, in place. `upsideDown` means that the values are inverted, as
+/// in files with Adobe's marker.
 void cmykToRgb(BYTE* row, JDIMENSION width, bool upsideDown) {
     for (const BYTE* from = row; width > 0; --width, from += 4, row += 3) {
         const int black = upsideDown ? from[3] : 255 - from[3];
@@ -115,8 +115,8 @@ bool JpegReader::start(Size size) {
     info_.do_fancy_upsampling = FALSE;
     inputLeft_ = maxPictureBytes;
     info_.scale_denom = 8;
-    // The library scales down by itself while it decodes, which saves time. This finds the smallest
-    // such size that is at least the one asked for.
+    // The library can scale down by itself while it decodes, which saves time. This finds the
+    // smallest of 1/8, 1/4, 1/2 and 1 with which the result is at least as large as `size`.
     for (info_.scale_num = 1; info_.scale_num < 8; info_.scale_num *= 2) {
         jpeg_calc_output_dimensions(&info_);
         if (info_.output_width >= static_cast<JDIMENSION>(size.width) &&

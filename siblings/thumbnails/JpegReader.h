@@ -2,8 +2,8 @@
 // Decodes a JPEG file of any size into a small picture, with little memory.
 //
 // The library reports an error by calling a function that must not return, and it isn't written for
-// C++ exceptions. So that function jumps back (longjmp) into the method that is running. Each
-// method that calls the library therefore has nothing to destroy between its setjmp and its end.
+// C++ exceptions. So that function jumps back (longjmp) into the method that is running. A method
+// with a setjmp therefore has nothing to destroy between the setjmp and its end.
 
 #include <csetjmp>
 #include <cstdio>
@@ -29,9 +29,10 @@ class JpegReader {
     /// would take too long.
     std::optional<Size> open();
 
-    /// Decodes the picture and scales it down to `size`, which must not exceed its own. Nothing if
-    /// the picture is cut off, is badly damaged, has too many bytes or scans, or needs too much
-    /// memory: a progressive picture is kept in memory as a whole. To be called once, after open().
+    /// Decodes the picture and scales it down to `size`, which must not exceed the picture's own
+    /// size. Nothing if a scan is cut off, or if the picture is badly damaged, has too many bytes
+    /// or scans, or needs too much memory. A progressive picture is kept in memory as a whole. To
+    /// be called once, after open().
     std::optional<Picture> decode(Size size);
 
   private:

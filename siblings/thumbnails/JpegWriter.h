@@ -1,5 +1,5 @@
 #pragma once
-// The last step of a thumbnail: the form in which it is handed out.
+// Encodes a thumbnail in the form in which it is handed out.
 
 #include <optional>
 #include <vector>

@@ -20,8 +20,8 @@ Size turnedSize(Size size, Orientation orientation) {
 
 Picture turned(const Picture& picture, Orientation orientation) {
     const bool swapped = orientation >= 5;
-    // For each pixel of the result this finds the pixel of the source. Depending on the
-    // orientation, the axes are swapped, and each of them may be mirrored.
+    // For each pixel of the result this finds the pixel of the source. The orientation says whether
+    // the axes are swapped, and which of them are mirrored.
     const bool mirroredX =
         orientation == 2 || orientation == 3 || orientation == 7 || orientation == 8;
     const bool mirroredY =

@@ -38,8 +38,8 @@ struct Picture {
 using Orientation = int;
 inline constexpr Orientation upright = 1;
 
-/// The size of a picture after it is turned upright. The same function gives the size before, since
-/// width and height are only swapped.
+/// The size that a picture has after it is turned upright. Applied twice, the function gives the
+/// first size again.
 Size turnedSize(Size size, Orientation orientation);
 
 /// The picture, turned upright.

@@ -18,7 +18,7 @@ constexpr Colour dark{88, 97, 112};
 constexpr Colour light{196, 203, 213};
 constexpr Colour accent{226, 165, 62};
 
-// Pictures are drawn large and with hard edges, which become smooth when they are scaled down.
+// Pictures are drawn large and with hard edges. Scaling down makes the edges smooth.
 constexpr Size canvasSize{640, 480};
 
 /// A picture on which shapes are drawn; coordinates are in pixels from the top left.

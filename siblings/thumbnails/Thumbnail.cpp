@@ -49,7 +49,7 @@ std::optional<Picture> readPicture(FileSource& file, Size box) {
 Thumbnail makeThumbnail(const WCHAR* path, Size box) {
     FileSource file(path);
     auto picture = file.error() == ERROR_SUCCESS ? readPicture(file, box) : std::nullopt;
-    // A file that can't be read is an error. Only a picture that can't be shown gets a stock
+    // A file that can't be read is an error. One that can be read but not shown gets a stock
     // picture.
     if (file.error() != ERROR_SUCCESS) return {thumbnailErrorUnknown, file.error(), {}};
     if (!picture) picture = stockPicture(splitPath(path).extension, box);

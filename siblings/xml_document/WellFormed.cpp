@@ -46,7 +46,7 @@ bool isReference(std::string_view body) {
 }
 
 /// The functions move `at_` past what they accept. They return false if the text ends too early or
-/// isn't as it has to be; skipSpaces does so if there is no white space.
+/// isn't as it has to be. skipSpaces() returns false if there is no white space.
 class Scanner {
   public:
     Scanner(std::string_view text, std::size_t maxDepth) : text_(text), maxDepth_(maxDepth) {}
@@ -122,13 +122,13 @@ class Scanner {
         return name(target) && target != "xml" && skipBehind("?>");
     }
 
-    /// A document type with a name and the place of its definition. One with definitions of its own
-    /// is refused, since its entities would have to be expanded or be lost.
+    /// A document type with a name and the place of its definition. A document type that contains
+    /// definitions is refused, since its entities would have to be expanded or be lost.
     bool documentType() {
         while (at_ < text_.size()) {
             const char c = text_[at_++];
             if (c == '>') return true;
-            // A bracket would begin definitions of its own.
+            // A bracket would begin the definitions.
             if (c == '[' || c == '<') return false;
             if ((c == '"' || c == '\'') && !skipBehind({&text_[at_ - 1], 1})) return false;
         }

@@ -1,6 +1,6 @@
 #pragma once
-// Checks documents before the parser sees them. The parser builds trees fast, but accepts what it
-// doesn't need to understand (text around the root, unknown entities, zero characters). Documents
+// Checks documents before the parser sees them. The parser accepts what it doesn't need to
+// understand, such as text around the root, unknown entities and zero characters. Documents may
 // come from cameras, so all of that is refused here, before a node is made.
 
 #include <cstddef>
@@ -12,8 +12,8 @@ namespace zlk {
 /// The most elements inside of each other. Because of this limit, functions that walk the tree may
 /// recurse.
 inline constexpr std::size_t maxXmlDepth = 256;
-/// The most elements, attributes and texts in one parsed text. A list of 260,000 files has as many,
-/// and its tree takes 200 MB.
+/// The most elements, attributes and texts in one parsed text. A list of about 260,000 files has as
+/// many.
 inline constexpr std::size_t maxXmlNodes = 4'000'000;
 /// The most UTF-16 units of one parsed text.
 inline constexpr std::size_t maxXmlUnits = 64 * 1024 * 1024;

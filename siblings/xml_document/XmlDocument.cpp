@@ -12,9 +12,9 @@
 namespace zlk {
 namespace {
 
-// White space that is alone in an element is kept as its text; beside elements it is indentation.
-// An element that begins with text holds the text itself, without a node for it, which saves a
-// third of the memory of a long list.
+// White space that is alone in an element is kept as its text. Beside elements, white space is
+// dropped as indentation. An element that begins with text holds the text itself, without a node
+// for it, which saves memory.
 constexpr unsigned parseFlags = pugi::parse_cdata | pugi::parse_escapes | pugi::parse_eol |
                                 pugi::parse_wconv_attribute | pugi::parse_ws_pcdata_single |
                                 pugi::parse_embed_pcdata;
@@ -190,8 +190,8 @@ HRESULT XmlDocument::SetValue(BSTR path, BSTR value) noexcept {
         if (!kept && text.empty()) return S_OK;
         const pugi::xml_node before = kept.data();
         if (!kept.set(text.c_str())) return E_OUTOFMEMORY;
-        // If the element held its text itself and that text is empty now, kept.data() is the next
-        // text node. So the node that it was before counts.
+        // If the element held its text itself and that text is empty now, kept.data() would be the
+        // next text node. So what kept.data() gave before the change counts.
         const pugi::xml_node held = before ? before : kept.data();
         for (pugi::xml_node node = place.node.first_child(); node;) {
             const pugi::xml_node old = node;

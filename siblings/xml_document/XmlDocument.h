@@ -9,10 +9,10 @@
 
 namespace zlk {
 
-/// Holds one document; a new one is empty. In addition to what IXmlDoc describes: a path with an
-/// empty step, or with anything but a number in its brackets, gives E_INVALIDARG, and so does `/`
-/// for everything but AddFragment(). A missing element or attribute gives E_FAIL, and so does a
-/// text that can't be parsed or exceeds the limits of WellFormed.h, or a second root. Comments,
+/// Holds one document, which is empty at first. In addition to what IXmlDoc describes: a path with
+/// an empty step, or with anything but a number in its brackets, gives E_INVALIDARG, and so does
+/// `/` in any call but AddFragment(). A missing element or attribute gives E_FAIL, and so does a
+/// second root, and a text that can't be parsed or exceeds the limits of WellFormed.h. Comments,
 /// instructions and white space beside elements aren't kept. Not thread-safe.
 class XmlDocument : public IXmlDoc {
   public:
@@ -25,10 +25,9 @@ class XmlDocument : public IXmlDoc {
     HRESULT Reserved5() noexcept override { return E_NOTIMPL; }
     HRESULT Load(BSTR text) noexcept override;
     HRESULT Reserved7() noexcept override { return E_NOTIMPL; }
-    /// The text of an empty document is empty.
     HRESULT GetXml(BSTR* text) noexcept override;
     HRESULT GetValue(BSTR path, BSTR* value) noexcept override;
-    /// The new text replaces all of the element's own texts; elements in it stay. E_INVALIDARG,
+    /// The new text replaces all texts directly in the element; child elements stay. E_INVALIDARG,
     /// without a change, for a text with characters that no document can hold.
     HRESULT SetValue(BSTR path, BSTR value) noexcept override;
     HRESULT GetAttribute(BSTR path, BSTR name, BSTR* value) noexcept override;
@@ -46,15 +45,15 @@ class XmlDocument : public IXmlDoc {
         std::size_t depth = 0;  // steps from the top; 0 is the place above the root
     };
     Place find(BSTR path);
-    /// The same, but the place above the root gives E_INVALIDARG.
+    /// As find(), but the place above the root gives E_INVALIDARG.
     Place findElement(BSTR path);
     /// The element number `index`, from 0, among the children of this name; null if there is none.
-    /// Unfolds it if necessary.
+    /// Unfolds the element if necessary.
     pugi::xml_node child(pugi::xml_node parent, std::string_view name, std::size_t index);
 
-    // A long list is built of fragments, one after another, and then handed out as it is. Therefore
-    // all its elements but the first are folded (see foldedElement) until a path leads to them,
-    // which takes a quarter of the memory of a tree.
+    // A list is built of fragments, one after another, and is mostly handed out without a look into
+    // it. So all of its elements but the first are folded (see foldedElement) until a path leads to
+    // them, which saves memory.
     pugi::xml_document tree_;
 
     // The element to which the last step with a number above 0 led. A reader asks for one number of

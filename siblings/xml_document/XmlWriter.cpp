@@ -22,8 +22,8 @@ class UnitCounter {
     std::size_t units_ = 0;
 };
 
-/// Writes into memory of the counted size. The tree was made from valid UTF-16, so nothing is
-/// checked on the way back.
+/// Writes into memory of the counted size. The tree's UTF-8 was converted from UTF-16, so it is
+/// valid and isn't checked.
 class UnitFiller {
   public:
     explicit UnitFiller(WCHAR* at) : at_(at) {}
@@ -61,7 +61,7 @@ class Specials {
     explicit constexpr Specials(std::string_view characters) {
         for (const char c : characters) marked_[static_cast<unsigned char>(c)] = true;
     }
-    /// The index of the first of them; the size of the text if there is none.
+    /// The index of the first such character; the size of the text if there is none.
     std::size_t first(std::string_view text) const {
         std::size_t i = 0;
         while (i < text.size() && !marked_[static_cast<unsigned char>(text[i])]) ++i;
@@ -169,7 +169,7 @@ Bstr writeXml(pugi::xml_node element) {
     UnitCounter counter;
     writeElement(counter, element);
     Bstr text;
-    // A BSTR has its length in bytes in 32 bits.
+    // A BSTR stores its length, in bytes, in 32 bits.
     if (counter.units() > 0x7FFFFFF0) return text;
     *text.out() = SysAllocStringLen(nullptr, static_cast<UINT>(counter.units()));
     if (text.get()) {

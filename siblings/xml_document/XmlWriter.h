@@ -15,7 +15,7 @@ namespace zlk {
 /// the text is too long for a BSTR.
 Bstr writeXml(pugi::xml_node element);
 
-/// The same text in UTF-8.
+/// What writeXml() writes, in UTF-8.
 std::string markupOf(pugi::xml_node element);
 
 /// The type of a node that stands for an element, and has the element's name, and its markup in
