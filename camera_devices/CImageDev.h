@@ -55,8 +55,8 @@ class CImageDev {
     virtual DeviceCode GetFileInfo(FileInfoList& list, ObjectProgressInterface* progress) = 0;
     virtual DeviceCode DeleteFile(std::u16string id) = 0;
 
-    /// Copies the file's contents to `target`, an open file that stays the caller's, at its current
-    /// position. `progress` may be null. If a progress report stops the copying, the result is
+    /// Copies the file's contents to the current position of `target`, an open file that stays the
+    /// caller's. `progress` may be null. If a progress report stops the copying, the result is
     /// Success, with the bytes written so far.
     virtual DeviceCode GetFile(std::u16string id, ObjectProgressInterface* progress,
                                HANDLE target) = 0;

@@ -79,7 +79,6 @@ bool CMassStorageDev::CheckConnection() {
     if (!uncPath.empty()) return CheckConnectionUNC();
     if (driveRoot.empty()) return false;
     TraceLine(category, "CheckConnection - DriveLetter(%s)", driveRoot);
-    // The drive has to exist; whether it holds a card doesn't matter.
     switch (GetDriveTypeW(driveRoot.c_str())) {
         case DRIVE_REMOVABLE:
         case DRIVE_FIXED:

@@ -35,10 +35,10 @@ class CMassStorageDev final : public CImageDev {
     /// counts; see IsCardInserted().
     bool CheckConnection() override;
 
-    /// Waits for a second and walks the volume. As long as no file is found, this is repeated, up
-    /// to as many times as the settings give for the device's product class (10 if they give none,
-    /// 600 at most). Hidden files are left out, and so are folders that can't be read. Of each size
-    /// only the low 32 bits are given.
+    /// Waits for a second and walks the volume. As long as no file is found, this is repeated, at
+    /// most as many times as the settings give for the device's product class (10 if they give
+    /// none, 600 at most). Hidden files are left out, and so are folders that can't be read. Of
+    /// each size only the low 32 bits are given.
     DeviceCode GetFileInfo(FileInfoList& list, ObjectProgressInterface* progress) override;
     DeviceCode DeleteFile(std::u16string id) override;
     /// Waits for up to 20 seconds if the file can't be opened. A file that shrinks while it is

@@ -102,7 +102,6 @@ DeviceCode CMassStorageDev::putDocument(const WCHAR* name, const std::u16string&
                                         Writer writer) {
     return operationCode(DeviceCode::WriteFailed, [&] {
         const std::u16string path = specialFilePath(name);
-        // An empty text deletes the document.
         return text.empty() ? DeleteFile(path) : (this->*writer)(path, text);
     });
 }
@@ -196,7 +195,6 @@ bool CMassStorageDev::SendSpecialMsg(CameraMessage message) {
     return operationAnswer([&] {
         TraceLine(category, "SendSpecialMsg (%d)", static_cast<std::int32_t>(message));
         if (!camInfo.valid || !camInfo.SwiftPostSupport || !CheckConnection()) return false;
-        // Volumes have no message for these two.
         if (message == CameraMessage::UnloadError || message == CameraMessage::ConfigError)
             return false;
         std::array<BYTE, messageFileSize> file{};

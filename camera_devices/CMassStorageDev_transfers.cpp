@@ -87,7 +87,6 @@ void traceThumbnailFailure(std::int32_t result, std::int32_t extendedError) {
     }
 }
 
-/// Writes the thumbnail into the file, which is made, or emptied first if it exists.
 DeviceCode saveThumbnail(std::span<const BYTE> picture, const std::u16string& fileName) {
     const UniqueHandle file = createPcFile(fileName);
     if (!file) {

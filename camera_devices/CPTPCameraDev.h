@@ -116,7 +116,7 @@ class CPTPCameraDev : public CImageDev {
     void listObject(std::uint32_t handle, const ObjectInfoDataset& info, FileInfoList& list);
     void listRefused(std::uint32_t handle, PTPCommErrors why, FileInfoList& list);
     /// Notes the handles of all documents but print order and intent. False if the camera fails.
-    /// Does nothing if shareBlocked().
+    /// Does nothing and returns true if shareBlocked().
     bool EnumXMLFiles();
     void LookForShareMenuFiles(std::uint32_t handle, const ObjectInfoDataset& info);
     static std::uint32_t handleFromId(const std::u16string& id);

@@ -195,7 +195,7 @@ DeviceCode CPTPCameraDev::PutDeviceTime(std::u16string text) {
         if (shareBlocked()) return DeviceCode::NotSupported;
         if (!VerifyConnection()) return DeviceCode::NotConnected;
         FileTimestamp time;
-        // The camera takes local time in the standard's form, YYYYMMDDThhmmss.
+        // The camera takes local time in the form of ISO 15740, YYYYMMDDThhmmss.
         time.fromXml(text, u"time");
         BrokenDownTime local;
         if (!_localtime64_s(local, time.seconds())) return DeviceCode::WriteFailed;

@@ -9,8 +9,8 @@
 
 namespace zlk {
 
-/// Makes the file, or empties an existing one. Other programs may open the file while this handle
-/// is open. The handle is empty on failure. A path with a zero in it is refused, since the platform
+/// Makes the file, or empties an existing one. Other programs may open the file while the handle is
+/// open. The handle is empty on failure. A path with a zero in it is refused, since the platform
 /// would end the path there.
 UniqueHandle createPcFile(const std::u16string& path);
 

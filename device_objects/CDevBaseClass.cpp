@@ -77,8 +77,6 @@ HRESULT CDevBaseClass::get_ErrorCode(LONG* pVal) noexcept {
 bool CDevBaseClass::isDeviceConnected() {
     if (!imageDev) createImageDev();
     if (!imageDev) return false;
-    // A device that is gone is dropped. The next operation makes a new object, which may find the
-    // device again.
     if (imageDev->CheckConnection()) return true;
     imageDev.reset();
     return false;

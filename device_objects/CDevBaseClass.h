@@ -55,8 +55,8 @@ class CDevBaseClass {
     }
 
     /// As guardedCall(), for an operation with a text result, `read(CImageDev&, std::u16string&)`.
-    /// Whatever code `read` returns, the caller gets a new string. If `read` isn't called, `*pVal`
-    /// isn't touched.
+    /// Whatever code `read` returns, handOut() gives the text to the caller. If `read` throws or
+    /// isn't called, `*pVal` isn't touched.
     template <class Read>
     HRESULT guardedRead(BSTR* pVal, Read&& read) noexcept {
         if (!pVal) return E_POINTER;

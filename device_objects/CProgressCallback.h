@@ -6,7 +6,7 @@
 
 namespace zlk {
 
-/// Shows a message at each report (see MessageBoxW). Applications create it by its class id.
+/// Shows a message at each report (see MessageBoxW). Applications make this object by its class id.
 class CProgressCallback : public IProgressCallback {
   public:
     using Interfaces = InterfaceList<IProgressCallback>;

@@ -8,9 +8,9 @@
 
 namespace zlk {
 
-/// Tells the camera about the dialogue. Reading the menu tells it that the dialogue has started. If
-/// the menu was read, unlocking tells it that the dialogue is done if a menu was sent, even without
-/// success, and else that the dialogue is cancelled.
+/// Reading the menu tells the camera that a dialogue has started. If the menu was read, unlocking
+/// tells the camera that the dialogue is done if a menu was put, even without success, and else
+/// that the dialogue is cancelled.
 class CSPostDevice : public DispatchImpl<ISwiftPostDevice>, public CDevBaseClass {
   public:
     using Interfaces = InterfaceList<ISwiftPostDevice, IDispatch>;

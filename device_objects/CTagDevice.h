@@ -8,9 +8,9 @@
 
 namespace zlk {
 
-/// Tells the camera about the dialogue. Reading the list tells it that the dialogue has started,
-/// and writing a list with success that the dialogue is done. If the list was read and no writing
-/// was tried, unlocking tells the camera that the dialogue is cancelled.
+/// Reading the list tells the camera that a dialogue has started, and putting a list with success
+/// tells it that the dialogue is done. If the list was read and none was put, even without success,
+/// unlocking tells the camera that the dialogue is cancelled.
 class CTagDevice : public DispatchImpl<ITagDevice>, public CDevBaseClass {
   public:
     using Interfaces = InterfaceList<ITagDevice, IDispatch>;

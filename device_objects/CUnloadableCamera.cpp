@@ -14,7 +14,7 @@ constexpr char category[] = "CUnloadableCamera";
 constexpr DWORD reportInterval = 250;  // milliseconds
 
 /// The number of arguments of a method whose last one is the progress; 0 for any other method. The
-/// ids of the methods are those of the interface definition.
+/// ids are those in server/ZlkCamTr.idl.
 UINT argumentsOfTransfer(DISPID id) {
     constexpr DISPID getFileInfo = 3, saveFileData = 4;
     return id == getFileInfo ? 1 : id == saveFileData ? 3 : 0;
@@ -27,8 +27,8 @@ bool isOwnTarget(const std::u16string& id, const std::u16string& fileName) {
     FileStatus picture, target;
     // A target that doesn't exist yet can't be the picture.
     if (id.find_first_of(u"\\/") == id.npos || !_wstat64i32(fileName.c_str(), target)) return false;
-    // Both are compared while the picture is open, since the inode number of a file that nobody has
-    // open may be reused once the file is deleted.
+    // Picture and target are compared while the picture is open, since the inode number of a file
+    // that nobody has open may be reused once the file is deleted.
     const UniqueHandle source(CreateFileW(id.c_str(), 0, 0, nullptr, OPEN_EXISTING, 0, nullptr));
     return _wstat64i32(id.c_str(), picture) && _wstat64i32(fileName.c_str(), target) &&
            picture.st_dev == target.st_dev && picture.st_ino == target.st_ino;

@@ -11,8 +11,8 @@ namespace zlk {
 ///
 /// The id of a drive (`#Zephyr-Lanthorn#RemovableDrive#E`, `...#CDROMDrive#F`) names the place
 /// itself, with `%%` for each backslash of a path. For any other id, the place stands in the key
-/// `Functions\Storage` of the device's instance, in the value `DeviceInstanceID` or, if that has no
-/// usable text, in `UNCPath`, as
+/// `Functions\Storage` of the device's instance, in the value `DeviceInstanceID` or, if that is
+/// missing, empty or too long, in `UNCPath`, as
 /// - a drive letter, `E`, `E:` or `E:\`;
 /// - the storage device's vendor and product, `ZL GLIMMERBOX 539`, or a device instance id that
 ///   contains both, `USBSTOR\DISK&VEN_ZL&PROD_GLIMMERBOX_539&REV_1.00\...`; if several drives are

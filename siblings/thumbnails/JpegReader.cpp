@@ -10,8 +10,8 @@ namespace zlk {
 namespace {
 
 constexpr long maxPixels = 500'000'000;
-// A file that only looks like a picture must not be read to its end, and decoding a real one must
-// not take more than a few seconds.
+// Bytes. A file that only looks like a picture must not be read to its end, and decoding a real
+// picture must not take too long.
 constexpr std::size_t maxHeaderBytes = 16 * 1024 * 1024;
 constexpr std::size_t maxPictureBytes = 128 * 1024 * 1024;
 // Bytes. The coefficients of a progressive picture fit if it has up to 40 million pixels and its
@@ -68,7 +68,7 @@ boolean JpegReader::fill(j_decompress_ptr info) {
         reader.source_.read({reader.buffer_, std::min(reader.inputLeft_, sizeof(reader.buffer_))});
     reader.inputLeft_ -= count;
     if (count == 0) {
-        // The library looks ahead for the end mark, which many good pictures lack. So it gets one
+        // The library looks ahead for the end mark, which some good pictures lack. So it gets one
         // here.
         reader.buffer_[0] = 0xFF;
         reader.buffer_[1] = JPEG_EOI;

@@ -1,5 +1,5 @@
 #pragma once
-// Decodes a JPEG file of any size into a small picture, with little memory.
+// Decodes a JPEG file and scales its picture down meanwhile.
 //
 // The library reports an error by calling a function that must not return, and it isn't written for
 // C++ exceptions. So that function jumps back (longjmp) into the method that is running. A method

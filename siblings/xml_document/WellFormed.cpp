@@ -122,8 +122,8 @@ class Scanner {
         return name(target) && target != "xml" && skipBehind("?>");
     }
 
-    /// A document type with a name and the place of its definition. A document type that contains
-    /// definitions is refused, since its entities would have to be expanded or be lost.
+    /// The rest of a document type. One that contains definitions is refused, since its entities
+    /// would have to be expanded or be lost.
     bool documentType() {
         while (at_ < text_.size()) {
             const char c = text_[at_++];

@@ -107,8 +107,7 @@ bool splitStep(std::string_view& step, std::size_t& index) {
 pugi::xml_node XmlDocument::child(pugi::xml_node parent, std::string_view name, std::size_t index) {
     pugi::xml_node node = parent.first_child();
     std::size_t left = index;
-    // The search begins at the element that was found last, unless the wanted one comes before
-    // that.
+    // The search begins at the element in `last_`, unless the wanted element comes before it.
     if (index >= last_.index && last_.node && last_.node.parent() == parent &&
         name == last_.node.name()) {
         node = last_.node;

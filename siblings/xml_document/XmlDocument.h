@@ -51,9 +51,9 @@ class XmlDocument : public IXmlDoc {
     /// Unfolds the element if necessary.
     pugi::xml_node child(pugi::xml_node parent, std::string_view name, std::size_t index);
 
-    // A list is built of fragments, one after another, and is mostly handed out without a look into
-    // it. So all of its elements but the first are folded (see foldedElement) until a path leads to
-    // them, which saves memory.
+    // A list is built of fragments, one after another, and mostly handed out as a whole. So all of
+    // its elements but the first are folded (see foldedElement) until a path leads to them, which
+    // saves memory.
     pugi::xml_document tree_;
 
     // The element to which the last step with a number above 0 led. A reader asks for one number of

@@ -22,8 +22,7 @@ class UnitCounter {
     std::size_t units_ = 0;
 };
 
-/// Writes into memory of the counted size. The tree's UTF-8 was converted from UTF-16, so it is
-/// valid and isn't checked.
+/// Writes into memory of the counted size. A tree has only valid UTF-8, so nothing is checked.
 class UnitFiller {
   public:
     explicit UnitFiller(WCHAR* at) : at_(at) {}
@@ -105,7 +104,8 @@ void writeText(Sink& sink, std::string_view text, const Specials& specials) {
     }
 }
 
-/// Setting an empty text may leave a text node without characters, which doesn't count.
+/// Whether the element has neither text nor child elements. A text node without characters, which
+/// setting an empty text may leave, doesn't count.
 bool isEmpty(pugi::xml_node element) {
     if (*element.value()) return false;
     for (pugi::xml_node node = element.first_child(); node; node = node.next_sibling()) {
@@ -149,7 +149,6 @@ void writeElement(Sink& sink, pugi::xml_node element) {
     sink.add(">");
 }
 
-/// The sink for markup in UTF-8.
 class Utf8Writer {
   public:
     void add(std::string_view utf8) { text.append(utf8); }
