@@ -31,8 +31,8 @@ class CMassStorageDev final : public CImageDev {
     CMassStorageDev(const CMassStorageDev&) = delete;
     CMassStorageDev& operator=(const CMassStorageDev&) = delete;
 
-    /// Whether there is such a drive, or a folder at the network path. A drive without a card
-    /// counts; see IsCardInserted().
+    /// Whether the drive exists, even without a card (see IsCardInserted()), or the network path
+    /// leads to a folder.
     bool CheckConnection() override;
 
     /// Waits for a second and walks the volume. As long as no file is found, this is repeated, at

@@ -31,7 +31,7 @@ class CPTPCameraDev : public CImageDev {
     CPTPCameraDev(const CPTPCameraDev&) = delete;
     CPTPCameraDev& operator=(const CPTPCameraDev&) = delete;
 
-    /// Connects, if this object isn't connected yet. Only cameras that are in the table, with the
+    /// Connects if this object isn't connected yet. Only cameras that are in the table, with the
     /// protocol PTP, are accepted.
     bool CheckConnection() override;
 

@@ -24,8 +24,7 @@ class ThumbnailLibrary {
 
     /// Makes a thumbnail of the picture at `path`, which must not have more than 259 units. Returns
     /// the library's result, 0 for success. `picture` then points to the library's memory, which is
-    /// valid until this thread's next call, and as long as this object. The object must be
-    /// usable().
+    /// valid until this thread's next call or the end of this object. The object must be usable().
     std::int32_t generate(const std::u16string& path, std::span<const BYTE>& picture,
                           std::int32_t& extendedError);
 

@@ -10,7 +10,7 @@ namespace {
 
 constexpr char category[] = "VolumeUtils";
 
-/// A handle of the volume that can be flushed.
+/// A handle by which the volume can be flushed.
 HANDLE openVolume(WCHAR letter) noexcept {
     constexpr DWORD share = FILE_SHARE_READ | FILE_SHARE_WRITE;
     // Only systems of the NT family can open a volume by its device name. On all others the root

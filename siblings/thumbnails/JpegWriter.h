@@ -1,5 +1,5 @@
 #pragma once
-// Encodes a thumbnail in the form in which it is handed out.
+// Encodes a thumbnail as a JPEG file.
 
 #include <optional>
 #include <vector>

@@ -17,7 +17,8 @@ struct Thumbnail {
 
 /// A JPEG, upright and no larger than `box`. It is made from the thumbnail that the camera embedded
 /// if that is good enough, and else from the picture itself. If the file can be read but not shown,
-/// it is a stock picture. If the file can't be read, or the JPEG can't be made, `jpeg` is empty.
+/// the JPEG shows a stock picture. If the file can't be read, or the JPEG can't be made, `jpeg` is
+/// empty.
 Thumbnail makeThumbnail(const WCHAR* path, Size box);
 
 }  // namespace zlk
