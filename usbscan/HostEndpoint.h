@@ -19,7 +19,7 @@
 namespace zlk::usbscan {
 
 /// The lock that makes a process the only host of a device. It is an open file description lock, so
-/// it is inherited with the descriptor, and the kernel releases it when the host dies.
+/// the host that a client starts inherits it with the descriptor.
 class DeviceLock {
   public:
     /// Takes the lock, which is held until the last duplicate of the descriptor is closed. Empty

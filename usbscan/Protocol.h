@@ -1,6 +1,6 @@
 #pragma once
 // The messages between a device host and its clients, on a Unix stream socket below
-// <root>/devices/. A client has one connection for each handle that it opens.
+// <root>/devices/. Each handle of a device, and each recording, has a connection of its own.
 //
 //     client                    host
 //     Open          ->
@@ -18,21 +18,20 @@
 //     Record        ->
 //     EndRecord     ->
 //                   <-          Recorded                        (to each of the two)
-//                   <-          Note                            (at any time)
+//                   <-          Note, or Failed for a dead handle  (at any time)
 //
 // A host that is about to end closes a new connection without sending a byte; the client then
 // connects again.
 //
 // A message is a MessageHeader, followed by `length` bytes of what stands beside its kind below.
-// Both ends come out of one build and run on one machine, so numbers have the machine's byte order.
-// Open carries a version all the same, since a host may outlive an update of its clients. A host
-// closes the connection for a kind or a length that isn't allowed, but answers a malformed Record,
-// or a Write before Open, with an error. A client closes it for a length that isn't allowed, and
-// skips kinds that it doesn't expect.
+// Both ends run on one machine, so numbers have its byte order. Open carries a version, since a
+// host may outlive an update of its clients. Either end gives up the connection when a message is
+// too long for its kind. A host also gives it up for a kind that it doesn't expect, but answers a
+// Write before Open with Failed. A client skips kinds that it doesn't expect.
 //
 // A turn is everything that belongs to one PTP command. The client increments its turn number with
-// each Write that is a command container, and skips messages that still arrive for an earlier turn.
-// The bytes of one Data belong to one container and to one USB transfer.
+// each Write that begins with a command container, and skips messages that still arrive for an
+// earlier turn. The bytes of one Data belong to one container and to one USB transfer.
 
 #include <cstddef>
 #include <cstdint>
@@ -71,7 +70,7 @@ struct MessageHeader {
     std::uint32_t length;  ///< bytes that follow this header
     MessageKind kind;
     std::uint8_t flags;
-    std::uint16_t turn;  ///< of Write, Cancel, Data, ZeroPacket, Failed and Cancelled
+    std::uint16_t turn;  ///< of Write, Cancel, Data, DataInArea, ZeroPacket, Failed, Cancelled
 };
 static_assert(sizeof(MessageHeader) == 8);
 
@@ -87,7 +86,7 @@ inline constexpr std::uint8_t isRecorded = 16;
 /// Flag of Failed: this handle fails from now on with the same error, whatever it is used for.
 inline constexpr std::uint8_t handleIsDead = 2;
 
-/// The first message on a connection. The time-outs are this client's own.
+/// The first message on a connection. Its time-outs hold for this client alone.
 struct OpenRequest {
     std::uint32_t version;
     std::uint32_t transferTimeout;  ///< ms without progress until a transfer fails
@@ -105,21 +104,20 @@ struct ControlAnswer {
     std::uint32_t error;  ///< the last error, or 0
 };
 
-/// Without recordToTheEnd, a recording goes on until EndRecord, or until its connection is closed
-/// or the device is gone. A device has one recording at a time; a second request is refused with
-/// ERROR_BUSY.
+/// A device has one recording at a time; a second request is refused with ERROR_BUSY. EndRecord, or
+/// the end of the connection, ends the recording unless recordToTheEnd is set.
 struct RecordRequest {
     std::uint32_t flags;
     /// Lengths in bytes of the device's texts, UTF-8, which follow the request one after another.
     std::uint16_t manufacturer, product, serial, unused;
 };
 /// Flags of RecordRequest. recordPayloads: the contents of files are recorded too.
-/// recordAnonymously: whatever identifies the owner is left out. recordToTheEnd: the recording goes
-/// on until the host ends, even after the connection is closed.
+/// recordAnonymously: the owner's texts are hidden, and recordPayloads has no effect.
+/// recordToTheEnd: the recording goes on until the host ends.
 inline constexpr std::uint32_t recordPayloads = 1, recordAnonymously = 2, recordToTheEnd = 4;
 
-/// The shared area has this many slots, so a host may be that far ahead of a client. A slot holds
-/// what the device sends in one transfer: a piece of 256 KiB and its container's head fit.
+/// The number of slots in the shared area, and the bytes in each. A container with 256 KiB of a
+/// picture fits into one slot.
 inline constexpr std::uint32_t areaSlots = 4, areaSlotSize = 272 * 1024;
 inline constexpr std::uint32_t areaSize = areaSlots * areaSlotSize;
 
@@ -129,8 +127,7 @@ struct AreaPiece {
     std::uint32_t length;  ///< from 1 to areaSlotSize
 };
 
-/// Bytes of a PTP container's header (USB still image class). Both ends look for containers in what
-/// goes over the pipes.
+/// Bytes of a PTP container's header (USB still image class).
 inline constexpr std::uint32_t containerHeaderSize = 12;
 
 /// Largest `length` of anything but Write and Data.

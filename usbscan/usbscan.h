@@ -14,10 +14,11 @@
 
 #include "platform/types.h"
 
-/// IOCTL_CANCEL_IO gives up the open transaction and returns at once; whichever pipes its input
-/// names, the whole transaction is given up. IOCTL_WAIT_ON_DEVICE_EVENT blocks until the next
-/// event, or for at most the time that the setting `EventTimeout` (ms) allows, and then returns no
-/// bytes. IOCTL_GET_PIPE_CONFIGURATION returns a USBSCAN_PIPE_CONFIGURATION.
+/// IOCTL_CANCEL_IO gives up the open transaction as a whole, whichever pipes its input names, and
+/// returns at once. IOCTL_WAIT_ON_DEVICE_EVENT blocks until the next event, and returns no bytes if
+/// none comes within the time that the setting `EventTimeout` (ms) allows. IOCTL_CANCEL_IO ends
+/// this wait with ERROR_OPERATION_ABORTED. IOCTL_GET_PIPE_CONFIGURATION returns a
+/// USBSCAN_PIPE_CONFIGURATION.
 inline constexpr DWORD IOCTL_CANCEL_IO = 0x80002004;             ///< in: DWORD, which pipes
 inline constexpr DWORD IOCTL_WAIT_ON_DEVICE_EVENT = 0x80002008;  ///< out: an event's bytes
 inline constexpr DWORD IOCTL_GET_USB_DESCRIPTOR = 0x80002020;    ///< in: USBSCAN_GET_DESCRIPTOR
@@ -75,9 +76,9 @@ inline constexpr DWORD ZL_IOCTL_GET_DEVICE_DESCRIPTOR = 0xF1006000;
 inline constexpr DWORD ZL_IOCTL_GET_MAX_PACKET_SIZE = 0xF100A004;
 
 /// The table of the second family's cameras: a named section that holds a count in its first byte
-/// and then the packed entries. The attached cameras are entered whenever a process opens the
-/// section. An entry keeps its place and its transaction id while any process has the section open;
-/// the entry of an unplugged camera has 0 as vid and pid.
+/// and then the packed entries. OpenFileMappingW brings it up to date: it enters the attached
+/// cameras as far as there is room, and sets vid and pid in the entries of unplugged cameras to 0.
+/// An entry keeps its place and its transaction id while any process has the section open.
 inline constexpr WCHAR devicePathTableName[] = u"Global\\ZlPtpWPDHandlesToCameras";
 inline constexpr DWORD devicePathTableSize = 4096;
 struct DevicePathEntry {
@@ -99,11 +100,11 @@ struct AttachedCamera {
     std::uint16_t vid;
     std::uint16_t pid;
     std::u16string manufacturer, product, serial;  ///< as the device says; may be empty
-    /// Id of a foreign program that has the device node open; 0 if none was found, which may only
-    /// mean that this user can't look into that program. While it has the node open, opening the
-    /// camera may fail with ERROR_SHARING_VIOLATION.
+    /// Id of a foreign process that has the device node open. 0 if none was found; a process that
+    /// this user may not look into isn't found. While another process has the node open, opening
+    /// the camera may fail with ERROR_SHARING_VIOLATION.
     DWORD holderProcess;
-    std::u16string holderProgram;  ///< its name; empty if none was found
+    std::u16string holderProgram;  ///< that process's name; empty if none was found
     bool accessible;               ///< false: this user may not read and write its device node
 };
 
@@ -111,8 +112,7 @@ struct AttachedCamera {
 std::vector<AttachedCamera> attachedCameras();
 
 /// A recording of what goes over a camera's pipes, in the file format pcapng. The camera's host
-/// writes it until end() is called or this object is destroyed. docs/protocol.md describes its
-/// contents.
+/// writes it; end() or the destructor ends it. docs/protocol.md describes its contents.
 class CameraRecording {
   public:
     static constexpr DWORD withPayloads = 1;  ///< the contents of files too
@@ -120,18 +120,17 @@ class CameraRecording {
 
     /// `port` is the name of a camera in either family's form, with `\\.\` or `\\?\` in front.
     /// `file` is an empty regular file, open for writing; the host gets a duplicate, so the caller
-    /// may close its handle. `options` are the flags above. Null with the last error: ERROR_BUSY if
-    /// the camera is being recorded already, one of those of opening it, or one of writing the
-    /// file.
+    /// may close its handle. `options` are the flags above. Null with the last error, among others
+    /// ERROR_BUSY if the camera is being recorded already, ERROR_INVALID_HANDLE or
+    /// ERROR_INVALID_PARAMETER for a wrong `file`, or an error of opening the camera.
     static std::unique_ptr<CameraRecording> begin(const std::u16string& port, HANDLE file,
                                                   DWORD options);
     /// Ends the recording without waiting for its last bytes.
     ~CameraRecording();
 
-    /// Ends the recording and blocks until all of it is written. False with the last error if part
-    /// of it is missing: ERROR_DISK_FULL, ERROR_SEM_TIMEOUT (the disk was too slow),
-    /// ERROR_IO_DEVICE, or ERROR_DEVICE_NOT_CONNECTED (the camera is gone; what it did until then
-    /// is in the file).
+    /// Ends the recording and blocks until all of it is written. False with the last error:
+    /// ERROR_DISK_FULL, ERROR_SEM_TIMEOUT (the disk was too slow) or ERROR_IO_DEVICE if part of it
+    /// is missing, ERROR_DEVICE_NOT_CONNECTED if the camera is gone, among others.
     bool end();
 
   private:
@@ -141,7 +140,7 @@ class CameraRecording {
 };
 
 /// The folder in which the processes that serve devices leave their sockets and locks. It is made
-/// if it is missing. Empty with the last error.
+/// if it is missing; empty with the last error if that fails.
 std::string deviceFolder();
 
 #pragma GCC visibility pop
