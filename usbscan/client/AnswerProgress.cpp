@@ -20,10 +20,9 @@ bool AnswerProgress::awaitsZeroPacket(DWORD size) const noexcept {
 }
 
 bool AnswerProgress::takesZeroPacket(DWORD size) noexcept {
-    // A packet for which a read has already returned comes too late. Between containers, a packet
-    // doesn't end a read for the next container either: a device that sends heads in packets of
-    // their own ends payloads with a zero-length packet even if their containers don't fill their
-    // packets.
+    // A read may have returned for this packet already, when it seemed to be missing. Outside of a
+    // container, a read for a header or more passes over the packet: devices that send headers in
+    // packets of their own end payloads with a zero-length packet even where none is due.
     const bool late = std::exchange(zeroPacket_, ZeroPacket::None) == ZeroPacket::GivenInAdvance;
     return !late && (place_ == Place::InContainer || seeksZeroPacket(size));
 }

@@ -20,13 +20,14 @@ class AnswerProgress {
     /// Whether a read of `size` bytes can only be for the zero-length packet that is due.
     bool awaitsZeroPacket(DWORD size) const noexcept;
 
-    /// To be called when such a read has returned no bytes although no packet has come.
+    /// To be called when a read for the zero-length packet that is due has returned no bytes
+    /// although no packet has come.
     void gaveMissingZeroPacket() noexcept { zeroPacket_ = ZeroPacket::GivenInAdvance; }
     /// A zero-length packet has come. Whether a read of `size` bytes returns because of it; if not,
     /// the read goes on to what comes next.
     bool takesZeroPacket(DWORD size) noexcept;
-    /// `length` bytes of data have come. Whether a read of `size` bytes returns none of them, since
-    /// it is for the zero-length packet in whose place they have come.
+    /// `length` bytes of data have come. Whether a read of `size` bytes returns none of them,
+    /// because it was for a zero-length packet that the device has left out.
     bool comesForZeroPacket(DWORD size, DWORD length) noexcept;
     /// To be called when a Data message with these flags has been read to its end.
     void hasRead(std::uint8_t flags) noexcept;

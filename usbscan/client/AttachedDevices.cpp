@@ -99,7 +99,7 @@ std::vector<AttachedDevice> devicesOnTheBus() {
     const std::unique_lock guard(known->lock, std::try_to_lock);
     if (!guard) return readBus();
     // The count is read before the bus: if the bus changes in between, the next call finds another
-    // count and reads it again.
+    // count and reads the bus again.
     std::string event = readAttribute(eventCount);
     if (event.empty() || event != known->event) {
         known->devices = readBus();
@@ -178,10 +178,10 @@ PortTable completed(const PortTable& old, const std::vector<AttachedDevice>& dev
     return table;
 }
 
-/// The port numbers of these devices. Usually the shared table has them all and can be read without
-/// its lock. If it hasn't, the table is rewritten under the lock, and `devices` is read anew: by an
-/// older list, a device that another process has just entered would lose its number. If the table
-/// can't be locked or written, numbers are missing in the result.
+/// The port numbers of these devices. If the shared table has them all, it is read without its
+/// lock. Otherwise `devices` is read anew under the lock, and the table is rewritten: by an older
+/// list, a device that another process has just entered would lose its number. If the table can't
+/// be locked or written, numbers are missing in the result.
 PortTable agreedPorts(std::vector<AttachedDevice>& devices) {
     const SharedTable shared(tableName);
     PortTable table = readTable(shared);

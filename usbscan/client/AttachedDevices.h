@@ -4,8 +4,8 @@
 // which the processes of the machine agree and which it keeps while it is attached.
 //
 // Numbers have four digits, so that none is a prefix of another: callers compare port names by
-// their beginnings. A new device gets the lowest free number, so that it may take over an entry
-// that an earlier one has left: a table of ports has few places.
+// their beginnings. A new device gets the lowest free number. So it may take over the entry that an
+// earlier device has left in the table of ports in use, which has few places.
 
 #include <cstdint>
 #include <optional>
@@ -35,9 +35,9 @@ std::vector<AttachedDevice> attachedDevices();
 /// family, without the front `\\?\`.
 std::u16string scannerPortText(const AttachedDevice& device);
 std::string portableDevicePath(const AttachedDevice& device);
-/// The device that such a name opens, compared without case and given without its front (`\\.\` or
-/// `\\?\`). A device path holds vid and pid as well, so the path of a device that had the same port
-/// earlier doesn't match, unless it was of the same model.
+/// The device that has this name on one of the two families. The name comes without its front
+/// (`\\.\` or `\\?\`), and case doesn't matter. A device path holds vid and pid as well, so the
+/// path of an earlier device doesn't match a device of another model at the same port.
 std::optional<AttachedDevice> attachedDevice(std::u16string_view name);
 
 }  // namespace zlk::platform

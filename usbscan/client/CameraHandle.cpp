@@ -16,7 +16,7 @@ using namespace std::chrono_literals;
 
 constexpr char category[] = "Usbscan";
 
-// Many devices leave out a zero-length packet. One that sends it does so at once.
+// Many devices leave out a zero-length packet. A device that sends it does so at once.
 constexpr auto zeroPacketPatience = 100ms;
 // A device that was heard this recently isn't asked whether it still answers.
 constexpr auto lately = 100ms;
@@ -57,8 +57,7 @@ bool CameraHandle::send(MessageKind kind, std::span<const std::byte> first,
         sent = link_->send({0, kind, 0, turn_}, first, second, descriptor);
     }
     if (sent) return true;
-    // A host that ends the connection says why in its last messages. nextMessage() makes that
-    // reason the last error.
+    // If the host has said why it ended the connection, nextMessage() makes that the last error.
     const std::lock_guard lock(receiving_);
     for (MessageHeader header; nextMessage(header);)
         if (!skipRest()) break;
@@ -232,8 +231,7 @@ bool CameraHandle::wasHeardLately() {
 }
 
 /// Callers ask for the device descriptor to find out whether the device still answers. A device
-/// that was heard within `lately` isn't asked: between two pictures, a control request costs as
-/// much time as a small transaction.
+/// that was heard within `lately` isn't asked, which saves time between two pictures.
 bool CameraHandle::askDescriptor(const USBSCAN_GET_DESCRIPTOR& wanted, std::span<std::byte> output,
                                  DWORD& returned) {
     const bool ofDevice = wanted.DescriptorType == 1 && wanted.Index == 0;

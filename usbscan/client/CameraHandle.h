@@ -3,7 +3,7 @@
 //
 // Writes are not acknowledged; a failed write is reported by the next read or control request. Once
 // a transaction has failed, further reads of it fail with ERROR_OPERATION_ABORTED until the next
-// command. A control request discards everything that arrives before its answer and isn't read yet.
+// command. A control request drops all data that comes before its answer and isn't read yet.
 //
 // Any thread may call any function. Lock order: `asking_`, then either `sending_` or `receiving_`.
 
@@ -24,26 +24,27 @@ namespace zlk::platform {
 
 class CameraHandle final : public Handle {
   public:
-    /// Takes a link whose host has accepted the client, as openCamera() makes one.
+    /// Takes a link on which the host has answered Opened.
     explicit CameraHandle(std::unique_ptr<HostLink> link) : link_(std::move(link)) {}
 
     /// Has the host record what goes over the device's pipes into the file, from now on. `flags`
     /// are those of usbscan::RecordRequest. The file stays the caller's. False with the last error.
     bool record(const AttachedDevice& device, const FileHandle& file, std::uint32_t flags);
-    /// Ends the recording, and blocks until all of it is written. False with the last error if part
-    /// of it is missing.
+    /// Ends the recording, and blocks until all of it is written. False with the last error.
     bool endRecording();
 
     /// One read of the bulk-in pipe: blocks until bytes of one container arrive, and never returns
-    /// bytes of two. True with `done` 0 for a zero-length packet, even if one was due and the
-    /// device has left it out.
+    /// bytes of two. True with `done` 0 for a zero-length packet. A read for less than a
+    /// container's header ends in this way, too, if a zero-length packet was due and the device has
+    /// left it out.
     bool read(void* buffer, DWORD size, DWORD& done) override;
     /// One transfer to the bulk-out pipe. A buffer that begins with a PTP command container opens a
     /// new turn. Returns before the device has taken the bytes.
     bool write(const void* buffer, DWORD size, DWORD& done) override;
     bool control(DWORD code, const void* input, DWORD inputSize, void* output, DWORD outputSize,
                  DWORD& returned) override;
-    /// Shuts the connection down, which ends the waits of other threads.
+    /// Shuts the connection down, which ends the waits of other threads. Does nothing in a forked
+    /// child.
     void close() noexcept override;
 
   private:
@@ -54,11 +55,12 @@ class CameraHandle final : public Handle {
     /// Gives up the open transaction, without waiting for the host.
     void cancel();
 
-    // Down to awaitAnswer(), `receiving_` must be held. False with the last error.
+    // The caller of the functions down to awaitAnswer() holds `receiving_`. They fail with the last
+    // error.
 
-    /// Receives the header of the next message that belongs to the current turn or to no turn.
-    /// Notes are traced and skipped. Leftovers of earlier turns are skipped, and so are all
-    /// failures of the current turn but the first, which becomes the last error.
+    /// Receives the header of the next message of the current turn, or of no turn. Traces and skips
+    /// Notes, and skips what comes for earlier turns. A Failed message makes it return false with
+    /// the message's error, unless it is for a turn that has ended already.
     bool nextMessage(usbscan::MessageHeader& header);
     bool receive(std::span<std::byte> buffer);
     bool skipRest();
@@ -69,7 +71,8 @@ class CameraHandle final : public Handle {
     /// Whether a read of this size should return 0 bytes because a zero-length packet is due and
     /// the device seems to have left it out.
     bool givesMissingZeroPacket(DWORD size);
-    /// Bytes: some of `data_` are there. None: the read returns 0 bytes. Failed: the last error.
+    /// Bytes: `data_` is a message with bytes to read. None: the read returns 0 bytes. Failed: the
+    /// last error.
     enum class Arrival { Bytes, None, Failed };
     /// Receives messages until it is known what a read of this size returns.
     Arrival await(DWORD size);
@@ -93,7 +96,7 @@ class CameraHandle final : public Handle {
     ForkMark fork_;  // the connection belongs to the process that opened it
     std::atomic<DWORD> handleError_ = ERROR_SUCCESS;  // if set, every use fails with it
     std::atomic<std::uint16_t> turn_ = 0;             // counts commands; changed under `sending_`
-    std::atomic<bool> turnEnded_ = true;              // the turn has nothing more to read
+    std::atomic<bool> turnEnded_ = true;  // the turn failed or was given up, or none began
 
     std::mutex asking_;           // one question at a time
     std::uint32_t question_ = 0;  // number of the last one; under `asking_`
@@ -104,7 +107,7 @@ class CameraHandle final : public Handle {
     std::mutex receiving_;
     std::uint16_t readTurn_ = 0;  // the turn that the fields below describe
     usbscan::MessageHeader data_{};
-    bool inData_ = false;  // `data_` is received in parts
+    bool inData_ = false;  // `data_` still has bytes to read
     AnswerProgress progress_;
     std::chrono::steady_clock::time_point heardAt_{};  // when the response was read
     USB_DEVICE_DESCRIPTOR descriptor_{};  // the device's, cached; bLength 0: not asked for yet

@@ -40,7 +40,8 @@ DWORD timeoutSetting(const WCHAR* name, DWORD usual) {
     return std::clamp(platformNumber(name, usual), shortestTimeout, longestTimeout);
 }
 
-/// Again: the host ended meanwhile, and connecting anew may help. Refused: the last error says why.
+/// Again: the host ended the connection, and connecting anew may help. Refused: the last error says
+/// why.
 enum class Greeting { Opened, OpenedAndRecorded, Again, Refused };
 
 Greeting greetHost(HostLink& link, const usbscan::OpenRequest& request) {
@@ -73,8 +74,7 @@ void tellHolder(const AttachedDevice& device) {
         diagnose(category, u"%s is held by another program", device.node);
 }
 
-/// The date and the process id keep the names of recordings apart. If two programs open the camera
-/// at the same time, the host refuses the recording of one of them.
+/// The date and the process id keep the names of recordings apart.
 std::u16string recordingPath(const std::u16string& folder, const AttachedDevice& device) {
     const std::time_t now = std::time(nullptr);
     std::tm local{};

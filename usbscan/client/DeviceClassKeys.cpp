@@ -16,7 +16,7 @@ constexpr std::array<std::u16string_view, 4> classFolder = {u"SYSTEM", u"CURRENT
 constexpr std::u16string_view imageClass = u"{6BDD1FC6-810F-11D0-BEC7-08002BE2092F}";
 constexpr std::u16string_view portableClass = u"{EEC5AD98-8080-425F-922A-DABF3DE3F69A}";
 
-// Callers recognise by this value the cameras that our driver serves. It serves those of any maker.
+// Callers recognise by this value the cameras that our driver serves, of whatever maker.
 constexpr std::u16string_view provider = u"Zephyr-Lanthorn";
 
 /// A REG_SZ value; its data includes the terminating zero.

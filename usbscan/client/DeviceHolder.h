@@ -15,7 +15,7 @@ struct DeviceHolder {
     std::string program;
 };
 
-/// Looks through /proc. Hosts of our own don't count, and are skipped.
+/// Looks through /proc, and skips our own hosts.
 DeviceHolder findHolderOf(const AttachedDevice& device);
 
 }  // namespace zlk::platform

@@ -18,8 +18,8 @@ namespace {
 
 constexpr std::size_t capacity = (devicePathTableSize - 1) / sizeof(DevicePathEntry);
 
-/// The mapped table; null if it can't be mapped. It is never unmapped, or the transaction ids in it
-/// would be lost between two connections of a process. The table's lock must be held.
+/// The mapped table; null if it can't be mapped. It is never unmapped, because the transaction ids
+/// in it would be lost between two connections of a process. The table's lock must be held.
 std::uint8_t* keptView() {
     static ForkMark ours;
     static std::uint8_t* view = nullptr;
@@ -53,7 +53,7 @@ void refreshDevicePathTable() {
     if (!isVistaOrLater()) return;
     const SharedTable::Lock lock(SharedTable("device-paths"));
     // The devices are listed under the lock: by an older list, the entry of a camera that another
-    // process has just added would be cleared again.
+    // process has just added would get ids of 0 again.
     const std::vector<AttachedDevice> devices = attachedDevices();
     std::uint8_t* const table = lock.held() ? keptView() : nullptr;
     if (!table) return;

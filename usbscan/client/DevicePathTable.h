@@ -1,6 +1,6 @@
 #pragma once
 // Fills the table of the second driver family's cameras (DevicePathEntry in usbscan.h). Each
-// process that opens the table does it, since there is no service that could.
+// process that opens the table fills it, since there is no service that could.
 
 namespace zlk::platform {
 

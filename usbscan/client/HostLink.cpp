@@ -67,7 +67,7 @@ bool HostLink::send(usbscan::MessageHeader header, std::span<const std::byte> fi
         left -= static_cast<std::size_t>(sent);
         message.msg_control = nullptr;  // the descriptor has gone with the first byte
         message.msg_controllen = 0;
-        // The kernel took a part of the message; the rest goes with the next call.
+        // The kernel may have taken only a part; the rest goes with the next call.
         std::size_t skip = static_cast<std::size_t>(sent);
         for (iovec& part : parts) {
             const std::size_t skipped = std::min(skip, part.iov_len);
@@ -114,7 +114,7 @@ HostLink::Result HostLink::receiveSome(std::span<std::byte> buffer, std::size_t&
 HostLink::Result HostLink::receiveHeader(usbscan::MessageHeader& header) {
     // The header may have arrived in parts, and with it the beginning of the payload.
     while (end_ - begin_ < sizeof header) {
-        // What there is moves to the front, so that the rest has room.
+        // The bytes that are there move to the front, so that the rest has room.
         if (begin_ > 0) {
             std::copy(ahead_.begin() + static_cast<std::ptrdiff_t>(begin_),
                       ahead_.begin() + static_cast<std::ptrdiff_t>(end_), ahead_.begin());
@@ -170,9 +170,8 @@ bool HostLink::enterArea(usbscan::MessageHeader& header) {
 
 void HostLink::leaveArea() {
     inArea_ = nullptr;
-    // Each message wakes the host, which needs no slot back before most slots are taken. So up to
-    // this many SlotFree messages wait to go with another message. If sending fails here, the host
-    // is gone and needs no slots.
+    // Each message wakes the host. So up to this many SlotFree messages wait to go with another
+    // message. If sending fails here, the connection is of no more use.
     constexpr std::size_t most = usbscan::areaSlots / 2 - 1;
     const struct {
         usbscan::MessageHeader header;

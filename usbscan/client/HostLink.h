@@ -1,6 +1,6 @@
 #pragma once
-// A client's end of a connection to a host: sends and receives the messages of Protocol.h, without
-// knowing what they mean.
+// A client's end of a connection to a host: sends and receives the messages of Protocol.h, and
+// takes data out of the shared area.
 
 #include <chrono>
 #include <mutex>
@@ -14,8 +14,8 @@ namespace zlk::platform {
 
 class HostLink {
   public:
-    /// Closed: the host has ended the connection, or broke the protocol, as by a message that is
-    /// too long for its kind.
+    /// Closed: the connection has ended or is of no more use, as after a message that is too long
+    /// for its kind.
     enum class Result { Ok, TimedOut, Closed };
 
     /// `patience` limits every single wait, for sending as well as for receiving.
@@ -26,8 +26,8 @@ class HostLink {
 
     /// Sends one whole message; may be called from any thread. Its length is filled in. A
     /// descriptor may go with it and stays the caller's. Slots of the shared area that have been
-    /// read and not been given back yet are given back with the same system call. False if the
-    /// connection has ended, or if the host takes nothing for too long.
+    /// read are given back with the message. False if the connection has ended, or if the host
+    /// takes nothing for too long.
     bool send(usbscan::MessageHeader header, std::span<const std::byte> first,
               std::span<const std::byte> second = {}, int descriptor = -1);
 
@@ -63,8 +63,7 @@ class HostLink {
     std::mutex sending_;                // guards `slotsFree_`, and keeps messages whole
     std::vector<std::byte> slotsFree_;  // SlotFree messages that go with the next message
     std::uint32_t left_ = 0;
-    // Bytes from `begin_` to `end_` have been received ahead of the reader, together with the end
-    // of the message before them.
+    // Bytes from `begin_` to `end_` have been received and not been read yet.
     std::vector<std::byte> ahead_;
     std::size_t begin_ = 0, end_ = 0;
 

@@ -84,8 +84,8 @@ int spawnAndLeave(void* argument) {
 }
 
 /// Starts the host so that it isn't a child of the application, whose SIGCHLD handlers and waits
-/// must not notice it. The intermediate process is a clone without an exit signal, for which only a
-/// wait with __WCLONE waits; the host becomes an orphan when that process ends.
+/// must not notice it. The intermediate process is a clone without an exit signal, which ordinary
+/// waits don't see; the host becomes an orphan when that process ends.
 int runDetached(Spawn& spawn) {
     std::vector<char> stack(64 * 1024);
     const pid_t between =
@@ -100,8 +100,8 @@ int runDetached(Spawn& spawn) {
 /// descriptor 4. Returns 0 or an errno.
 int spawnHost(const std::string& program, const std::string& node, const Descriptor& socket,
               const Descriptor& lock) {
-    // Both are first duplicated to numbers above those that the host gets: if the lock were
-    // descriptor 3, the socket would overwrite it.
+    // The two descriptors are first duplicated to numbers above those that the host gets: if the
+    // lock were descriptor 3, the socket would overwrite it.
     constexpr int aside = 10;
     const Descriptor highSocket(::fcntl(socket.get(), F_DUPFD_CLOEXEC, aside));
     const Descriptor highLock(::fcntl(lock.get(), F_DUPFD_CLOEXEC, aside));
