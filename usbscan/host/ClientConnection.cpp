@@ -20,7 +20,7 @@ constexpr std::size_t usualInput = 4096;
 // A client that goes on asking and reads no answer isn't read from any more, so that it can't fill
 // the host's memory.
 constexpr std::size_t maxQueuedAnswers = 256;
-// Notes, which no client asks for, must not bring a client to that limit.
+// Notes, which no client asks for, must not bring a client to maxQueuedAnswers.
 constexpr std::size_t maxQueuedBeforeNote = 128;
 // Messages handled for one client before the event loop serves the others.
 constexpr int maxMessagesPerTurn = 64;
@@ -148,8 +148,8 @@ bool ClientConnection::takeMessage() {
     if (end_ - begin_ < wanted_) return false;
     MessageHeader header;
     std::memcpy(&header, input_.data() + begin_, sizeof header);
-    // The protocol has the host close the connection for a kind or a length that isn't allowed. An
-    // empty Write isn't allowed either, since it would have no part to hand out.
+    // A kind that only hosts send, or a message that is too long, ends the connection. So does an
+    // empty Write, which has no part to hand out.
     const bool isWrite = header.kind == MessageKind::Write;
     if (!isFromClient(header.kind) || (!isWrite && header.length > maxControlMessage) ||
         (isWrite && header.length == 0)) {
@@ -171,8 +171,8 @@ bool ClientConnection::takeMessage() {
         owner_.received(*this, header, payload);
         return true;
     }
-    // SlotFree is the connection's own business. A payload of another size leaves a number that no
-    // slot has, and so ends the connection.
+    // SlotFree is the connection's own business. A payload of the wrong size leaves a number that
+    // no slot has, and so ends the connection.
     std::uint32_t slot = areaSlots;
     if (payload.size() == sizeof slot) std::memcpy(&slot, payload.data(), sizeof slot);
     if (!area_.free(slot)) {
@@ -311,8 +311,8 @@ void ClientConnection::flush() {
             add(&out.header, sizeof out.header);
             add(out.bytes.data(), out.bytes.size());
         }
-        // Nothing can be sent: the first message needs a slot. The client's SlotFree leads back
-        // here.
+        // If nothing can be sent, the first message needs a slot, and the client's SlotFree leads
+        // back here.
         awaitsSlot_ = count == 0;
         if (awaitsSlot_) return;
         message.msg_iov = parts.data();
@@ -328,8 +328,8 @@ void ClientConnection::flush() {
             const std::size_t size = sizeof(MessageHeader) + output_.front().bytes.size();
             if (sent_ < size) break;
             sent_ -= size;
-            // The limit no longer holds, so reading goes on. Messages that were received before it
-            // was reached are in the buffer already, and no event of the socket would lead to them.
+            // Below the limit, the client is read from again. Messages may be in the buffer
+            // already, and no event of the socket would lead to them.
             if (!isData(output_.front().header.kind) && queuedAnswers_-- == maxQueuedAnswers)
                 readOnLater();
             output_.pop_front();

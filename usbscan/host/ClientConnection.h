@@ -17,7 +17,7 @@
 
 namespace zlk::usbscan {
 
-/// A piece of a Write message, handed out before the rest has arrived.
+/// A part of a Write message, handed out as soon as it has arrived.
 struct WritePart {
     std::uint16_t turn;
     std::span<const std::byte> bytes;  ///< in the connection's buffer
@@ -29,7 +29,7 @@ inline constexpr std::uint32_t maxWritePart = 256 * 1024;
 
 class ClientConnection {
   public:
-    /// Receives what the client sends. No call blocks.
+    /// Receives what the client sends. None of its functions may block.
     class Owner {
       public:
         /// A whole message of any kind but Write and SlotFree.
@@ -39,8 +39,8 @@ class ClientConnection {
         /// The bytes stay valid until resume(), and nothing further is read until then.
         virtual void receivedPart(ClientConnection& from, const WritePart& part) = 0;
         /// The client is gone or broke the protocol, or finish() has done its work; called once.
-        /// The owner destroys the connection later, from the event loop, since its functions are
-        /// still on the stack.
+        /// The owner destroys the connection later, from the event loop, since functions of the
+        /// connection are still on the stack.
         virtual void lost(ClientConnection& connection) = 0;
 
       protected:
@@ -63,21 +63,20 @@ class ClientConnection {
     /// copied.
     void send(MessageHeader header, std::span<const std::byte> bytes = {},
               std::shared_ptr<const void> keeper = {}, When when = When::Now);
-    /// Queues a message whose payload is one last error.
     void sendError(MessageKind kind, std::uint32_t error, std::uint16_t turn = 0,
                    std::uint8_t flags = 0);
     /// Queues a line for the client's trace; drops it if many answers are waiting.
     void note(std::string_view line);
-    /// Drops the data that is queued, except for a message of which a part has been sent: nobody
-    /// will read it, and the device needs its buffers.
+    /// Drops the data that is queued, which nobody will read, to free the device's buffers. A
+    /// message of which a part has been sent stays.
     void dropData();
     /// Whether messages are queued that wait for the client to make room in the socket or the area.
     bool isBehind() const noexcept { return !output_.empty() && !awaitsNext_; }
     /// Drops queued data, and ends the connection once everything else is sent.
     void finish();
 
-    /// The descriptor that came with the latest message that had one; empty if it was taken
-    /// already.
+    /// The latest descriptor that has come with a message; empty if none has come since the last
+    /// call.
     Descriptor takeDescriptor() { return std::move(passed_); }
 
     /// The client's process id, from the kernel; 0 if it isn't known.

@@ -27,11 +27,11 @@ class ClientListener {
     EventLoop& loop_;
     const std::function<void(int)> accepted_;
     int socket_ = -1;
-    Timer pause_;  // runs while no file descriptor is left for another client
+    Timer pause_;  // runs until accepting is tried again
 };
 
 /// Refuses, with this last error, the clients that are queued at this listening, non-blocking
-/// socket. A client that connects once the first has been refused is left to the next host.
+/// socket. A client that connects after that is left to the next host.
 void refuseWaiting(int socket, std::uint32_t error);
 
 }  // namespace zlk::usbscan

@@ -1,7 +1,7 @@
 #pragma once
 // Finds out where one PTP container ends and the next begins in what a device sends (USB still
-// image class, bulk containers). A wrong length in a container neither makes this code read out of
-// bounds nor allocate memory.
+// image class, bulk containers). A container with a wrong length can't make this code read out of
+// bounds or allocate memory.
 
 #include <array>
 #include <cstddef>
@@ -46,13 +46,13 @@ class ContainerFollower {
     /// Begins anew with the answer to this transaction. `first` is how many bytes are due until the
     /// answer's header is known.
     void reset(std::uint32_t transaction, std::uint64_t first = dueOfUnknown) noexcept;
-    /// Splits the next bytes of a transfer, and appends the cuts. `endsTransfer`: a short or
-    /// zero-length packet came after the bytes.
+    /// Splits the next bytes of a transfer, and appends the cuts. `endsTransfer`: the last packet
+    /// of the bytes is short, or a zero-length packet followed them.
     void follow(std::span<const std::byte> bytes, bool endsTransfer,
                 std::vector<ContainerCut>& cuts);
-    /// How many bytes may be asked for without reading beyond the container under way. If it has
-    /// yet to begin, or if only a short packet shows its end, this is the `first` of reset(), or
-    /// dueOfUnknown once a container has ended.
+    /// How many bytes may be asked for without reading beyond the container under way. If its
+    /// header isn't known yet, or if only a short packet shows its end, this is the `first` of
+    /// reset(), or dueOfUnknown once a container has ended.
     std::uint64_t due() const noexcept;
 
     /// Bytes; a small data phase and a response fit.

@@ -18,9 +18,9 @@ class ControlAnswers {
     ControlAnswers(UsbDevice& device, ControlQueue& controls, std::function<void()> gone)
         : device_(device), controls_(controls), gone_(std::move(gone)) {}
 
-    /// Answers a Control message with this payload, at once or later. False if the payload is
-    /// malformed, or if too many questions of this client are unanswered: the client should be
-    /// dropped then.
+    /// Answers a Control message with this payload, at once or later. False if the payload is too
+    /// short, or if too many questions of this client are unanswered: the client should be dropped
+    /// then.
     bool answer(ClientConnection& client, std::span<const std::byte> payload);
     /// Forgets the questions of a client that is about to be destroyed.
     void remove(ClientConnection& client);
@@ -37,7 +37,7 @@ class ControlAnswers {
     UsbDevice& device_;
     ControlQueue& controls_;
     const std::function<void()> gone_;
-    std::deque<Waiting> waiting_;  // only the first is with the device, so a recovery waits for one
+    std::deque<Waiting> waiting_;  // only the first is in `controls_`, lest a recovery wait for all
 };
 
 }  // namespace zlk::usbscan

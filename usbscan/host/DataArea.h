@@ -22,7 +22,7 @@ class DataArea {
     /// Makes and maps the memory. False if that fails.
     bool make();
     bool exists() const noexcept { return bytes_ != nullptr; }
-    /// The descriptor to be sent to the client, which stays the area's. The memory's size is
+    /// The memory's descriptor, to be sent to the client; it stays the area's. The memory's size is
     /// sealed.
     int descriptor() const noexcept { return memory_.get(); }
 

@@ -1,6 +1,6 @@
 #pragma once
-// Shares one device between many client connections: opens them, and hands what they ask to the
-// part that answers it. Protocol.h has the messages. For the thread of the event loop only.
+// Shares one device between many client connections: greets each client, and hands its messages to
+// the part that answers them. Protocol.h has the messages. For the thread of the event loop only.
 
 #include <chrono>
 #include <functional>
@@ -13,10 +13,9 @@ namespace zlk::usbscan {
 
 class DeviceHost {
   public:
-    /// `loop` must outlive the host. `ended` is called once, from the loop, when nobody is left to
-    /// be served: `idleTime` after the last client went (or after the start, if none came), or when
-    /// the device is gone and all clients have been told. With an `idleTime` of 0 only the latter
-    /// ends the host.
+    /// `loop` must outlive the host. `ended` is called once, from the loop: `idleTime` after the
+    /// last client went (or after the start, if none came), or after the device has gone. With an
+    /// `idleTime` of 0 only the latter ends the host.
     DeviceHost(EventLoop& loop, std::unique_ptr<UsbDevice> device,
                std::chrono::milliseconds idleTime, std::function<void()> ended);
     ~DeviceHost();

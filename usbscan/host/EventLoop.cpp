@@ -85,7 +85,6 @@ void EventLoop::run() {
             if (errno == EINTR) continue;
             throw std::system_error(errno, std::generic_category(), "poll");
         }
-        // A copy, since the functions may watch and forget descriptors.
         const std::vector<pollfd> happened = polled_;
         for (const pollfd& entry : happened) {
             if (!entry.revents || !running_) continue;
@@ -95,8 +94,8 @@ void EventLoop::run() {
             const std::shared_ptr<Ready> ready = found->second.ready;
             (*ready)(entry.revents);
         }
-        // Timers run last. What has just come stops its deadline, even if this process woke up too
-        // late.
+        // Timers run last, so that what has just come can stop its deadline, even if this process
+        // woke up too late.
         runTimers();
     }
 }

@@ -15,7 +15,7 @@
 
 namespace zlk::usbscan {
 
-/// For a single thread. All functions are called from run(), never from inside the call that
+/// For a single thread. Registered functions are called from run(), never from inside the call that
 /// registered them.
 class EventLoop {
   public:
@@ -28,15 +28,16 @@ class EventLoop {
     EventLoop& operator=(const EventLoop&) = delete;
 
     /// Calls `ready` whenever one of `events` (POLLIN, POLLOUT) has happened on the descriptor,
-    /// which stays the caller's. Errors always count. Watching a descriptor again replaces its
-    /// events and function.
+    /// which stays the caller's. Errors and hang-ups are reported in any case. Watching a
+    /// descriptor again replaces its events and function.
     void watch(int fd, short events, Ready ready);
     /// Changes the events alone. Does nothing for a descriptor that isn't watched.
     void expect(int fd, short events);
     /// Stops watching. A descriptor must be forgotten before it is closed.
     void forget(int fd);
 
-    /// Calls `task` once, before the next wait; tasks run in the order of their posting.
+    /// Calls `task` once, unless the loop is stopped before. Tasks run in the order of their
+    /// posting.
     void post(Task task);
 
     /// Number of a deadline; 0 is none.

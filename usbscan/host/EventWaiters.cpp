@@ -8,14 +8,15 @@ namespace {
 
 using namespace std::chrono_literals;
 
-// Events kept for later waiters; the oldest is dropped.
+// Events kept for later waiters. When one more comes, the oldest is dropped.
 constexpr std::size_t maxUnheard = 16;
 // Bytes; a larger length isn't believed, and what has come counts as the event.
 constexpr std::uint32_t maxEvent = 200;
 // How long the other packets of an event may take.
 constexpr auto patience = 100ms;
 
-/// Whether the event has as many bytes as its length field says.
+/// Whether the event is complete: it has as many bytes as its length field says, or no usable
+/// length field.
 bool isWhole(std::span<const std::byte> event) {
     std::uint32_t length = 0;
     if (event.size() < sizeof length) return true;

@@ -12,8 +12,9 @@
 namespace zlk::usbscan {
 namespace {
 
-// How often the recorder is asked whether it is done, and whether it has failed; and how long the
-// host waits for it before the host ends.
+// In this order: the pause between two looks whether a recovery or the writing is over, the pause
+// between two looks whether the writing has failed, and how long an ending host waits for the
+// writing.
 constexpr std::chrono::milliseconds betweenLooks{5}, betweenWatches{500}, patienceAtTheEnd{1000};
 
 /// Only a regular file is accepted: writing to a pipe or a device could block for ever.
@@ -67,7 +68,7 @@ std::uint32_t HostRecording::tryToBegin(ClientConnection& client,
     DeviceTexts texts;
     if (!readRequest(payload, request, texts) || !isWritableFile(file.get()))
         return ERROR_INVALID_PARAMETER;
-    // A recording that has failed, and whose end nobody waits for, may be replaced.
+    // A recording that has failed and has no owner may be replaced.
     if (finished_ || isRunning() || owner_) return ERROR_BUSY;
     // The contents of files could reveal their owner, so an anonymous recording never has them.
     const bool isAnonymous = request.flags & recordAnonymously;
@@ -130,7 +131,7 @@ void HostRecording::deviceGone() {
     answerWhenOver();
 }
 
-/// Answers once everything is written; the host serves its clients meanwhile.
+/// Answers once the writing is over; the host serves its clients meanwhile.
 void HostRecording::answerWhenOver() {
     if (!finished_) return;
     if (!finished_->file().isOver())

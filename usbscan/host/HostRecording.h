@@ -22,18 +22,19 @@ class HostRecording {
           isBusy_(std::move(isBusy)),
           pause_(loop),
           watch_(loop) {}
-    /// Blocks for up to a second until the rest is written.
+    /// Ends a recording, and blocks for up to a second until the rest is written.
     ~HostRecording();
 
     bool isRunning() const { return recorder_ && recorder_->file().error() == 0; }
-    /// Handles a Record message with this payload, whose file came with it, and answers it.
+    /// Answers a Record message with this payload. The file is the client's latest descriptor.
     void begin(ClientConnection& client, std::span<const std::byte> payload);
     /// Handles EndRecord, which is answered once everything is written; with an error at once if
     /// the client has no recording, or has asked already.
     void end(ClientConnection& client);
     /// Forgets a client that is gone. Its recording ends, unless it goes on to the host's end.
     void remove(const ClientConnection& client);
-    /// Ends the recording, blocks for up to a second until the rest is written, and answers.
+    /// Ends the recording, and blocks for up to a second until the rest is written and its client
+    /// answered.
     void deviceGone();
 
   private:

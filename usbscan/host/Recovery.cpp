@@ -19,7 +19,7 @@ constexpr std::uint16_t ready = 0x2001;
 
 // Between two questions for the status of a device that is busy.
 constexpr auto statusPause = 20ms;
-// A device that has answered and been quiet for this long sends nothing more.
+// A device that has answered counts as quiet after this time.
 constexpr auto silenceAfterAnswer = 50ms;
 // Before the response a device may be quiet for longer, even in the middle of a picture: it may be
 // looking for the picture on a slow card, or be busy with something else.
@@ -27,8 +27,7 @@ constexpr auto silenceBeforeAnswer = 1500ms;
 // A device that doesn't know a request should stall it, but some don't react at all.
 constexpr auto answerLimit = 1s;
 constexpr auto stageLimit = 3s;
-// The rest of a picture usually takes less time than this. A device that still sends afterwards is
-// told to stop.
+// A device that still sends after this time is told to stop.
 constexpr auto peaceLimit = 2s;
 constexpr unsigned maxStalls = 8;
 // Bytes. A read is reported only when it has ended, so it must not take longer than the time that

@@ -8,10 +8,10 @@
 //                   to reset themselves, and come back only when they are plugged in anew
 //     Cancel        for a device that doesn't answer, or goes on sending
 //     DeviceReset   for a device that still reports that it is busy
-//     PortReset     for a device that doesn't reset itself, that doesn't cancel and goes on
-//                   sending, or that was left in peace without an answer once before
+//     PortReset     for a device that doesn't reset itself, or that doesn't cancel and either goes
+//                   on sending or needed a recovery just before, too
 //
-// Up to Cancel, the session that all clients share survives.
+// Only a reset ends the session that all clients share.
 //
 // For the thread of the event loop only.
 
@@ -27,10 +27,10 @@ namespace zlk::usbscan {
 class Recovery {
   public:
     enum class Outcome {
-        SessionAlive,  ///< the device has answered, or says itself that it is ready
+        SessionAlive,  ///< the device takes commands, as far as is known
         LeftInPeace,   ///< the device is quiet; whether it is ready is unknown
         SessionLost,   ///< the device was reset, and works
-        DeviceGone
+        DeviceGone     ///< unplugged, or even a reset didn't help
     };
     using Done = std::function<void(Outcome)>;
 
@@ -46,7 +46,7 @@ class Recovery {
         bool again = false;
     };
     /// Ends the transaction. What the device sends meanwhile is dropped; the device's listener must
-    /// hand it to arrived() and stalled(). `done` is called once, from the loop.
+    /// call arrived() and stalled(). `done` is called once, from the loop.
     void start(const Transaction& transaction, Done done);
     /// For a host that starts: ends what an earlier host may have left open, if the device reports
     /// that it is busy or still sends something.
@@ -55,7 +55,6 @@ class Recovery {
     void arrived(std::span<const std::byte> piece, bool answers);
     /// Reading the bulk-in pipe has ended with a halt or an error.
     void stalled();
-    /// The device has been unplugged.
     void gone() { finish(Outcome::DeviceGone); }
 
   private:
@@ -90,7 +89,7 @@ class Recovery {
     bool draining_ = false;                   // reading until the device is quiet
     std::optional<Transaction> transaction_;  // none: an earlier host's, which is unknown
     bool quiet_ = false;                      // the device has stopped sending
-    bool answered_ = false;                   // a response has come, or none was owed
+    bool answered_ = false;                   // a response has come; settle() begins with true
     bool busy_ = false;                       // the device's last status said that it is busy
     // `pause_` runs while the device has to stay quiet, or until its status is asked for again;
     // `limit_` is that of the stage.

@@ -10,7 +10,8 @@ namespace zlk::usbscan {
 namespace {
 
 constexpr std::uint64_t unknownLength = ~std::uint64_t{};
-// With more, and no transaction between them, the device counts as gone.
+// After more recoveries than this without a completed transaction between them, the device counts
+// as gone.
 constexpr unsigned maxRecoveriesInARow = 3;
 // A transfer that fills its packets may be followed by a zero-length packet, and some devices send
 // one too many. A device that goes on is out of step, and nothing else would limit a client's
@@ -179,8 +180,8 @@ void Transactions::written(UsbStatus status) {
 
 void Transactions::recoverAfter(UsbStatus status, bool wasTaken) {
     answerMayCome_ = answerMayCome_ && status == UsbStatus::Done;
-    // A command is one packet. A device that hasn't taken it has nothing to end, unless it no
-    // longer takes anything.
+    // A command is one packet, so a device that hasn't taken it has nothing to end. A device that
+    // doesn't take it for longer than `promptly` may be stuck, and is recovered.
     const bool justBegun = EventLoop::Clock::now() - writingSince_ < promptly;
     if (status != UsbStatus::Cancelled || wasTaken || !justBegun) return startRecovery();
     recoverAfterWrite_ = false;
@@ -227,8 +228,8 @@ void Transactions::readingStopped(UsbStatus why) {
     const bool maybeOlder = why == UsbStatus::Stalled && transaction_.open && !transaction_.heard &&
                             !transaction_.cleared;
     if (!maybeOlder) return fail(lastErrorOf(why));
-    // The pipe may have been halted since the transaction before, which left nothing to read. Then
-    // the answer to this one still comes.
+    // The pipe may have been halted since the last transaction. Then the answer to this one still
+    // comes.
     transaction_.cleared = true;
     progress_.start(patienceAfterHalt, [this] { fail(ERROR_GEN_FAILURE); });
     readOn();

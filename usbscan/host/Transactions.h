@@ -1,8 +1,8 @@
 #pragma once
 // Runs the PTP transactions of all clients on the device, one after the other: writes commands and
-// data, reads what is due and no more, hands it to the client whose transaction it is, and recovers
-// the device from a transaction that failed, was given up, or lost its client. For the thread of
-// the event loop only.
+// data, reads what is due, hands it to the client whose transaction it is, and recovers the device
+// from a transaction that failed, was given up, or lost its client. For the thread of the event
+// loop only.
 
 #include <sys/types.h>
 
@@ -30,7 +30,7 @@ class Transactions final : UsbDevice::Listener {
       public:
         /// A line for the traces of all clients.
         virtual void tellAll(std::string_view line) = 0;
-        /// The device has sent something.
+        /// The device has sent something, and not during a recovery.
         virtual void heard() = 0;
         /// The device has answered nothing to a process, and doesn't cancel transactions either.
         virtual void unheardBy(pid_t process) = 0;
@@ -66,7 +66,7 @@ class Transactions final : UsbDevice::Listener {
     void giveUp(ClientConnection& client);
     /// Drops the client's commands that have not begun, and lets it send others.
     void dropCommands(ClientConnection& client);
-    /// The client is gone: nothing more is sent to it, and its transaction is recovered from.
+    /// The client is gone: nothing more is sent to it, and its open transaction is recovered from.
     void lost(ClientConnection& client);
     /// Whether none of a lost client's bytes are in a transfer. If false, the transfer is
     /// cancelled, and released() follows.

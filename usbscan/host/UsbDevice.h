@@ -42,8 +42,8 @@ struct UsbFacts {
 /// is held. Until it is released, the device may have one buffer less to read into.
 struct UsbPiece {
     std::span<const std::byte> bytes;
-    /// The bytes were followed by a short packet or a zero-length packet. If there are no bytes, or
-    /// if they fill their last packet, it was a zero-length packet.
+    /// The transfer has ended with these bytes. If there are none, or if they fill their last
+    /// packet, a zero-length packet ended it; otherwise their short last packet did.
     bool endsTransfer = false;
     std::shared_ptr<const void> keeper;
 };
