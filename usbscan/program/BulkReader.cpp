@@ -158,7 +158,7 @@ void BulkReader::ended(Slot& slot, UsbStatus status) {
     // libusb doesn't report a zero-length packet, but a transfer that ends without being full was
     // ended by a short packet or a zero-length one.
     const bool endsTransfer = status == UsbStatus::Done && length < slot.asked;
-    // After a failure, bytes are missing before these.
+    // After a failure, bytes may be missing before these.
     if (!failure_ && (length || endsTransfer)) deliver(slot, endsTransfer);
     if (status == UsbStatus::Done || status == UsbStatus::Cancelled)
         submitFree();

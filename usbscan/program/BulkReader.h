@@ -58,7 +58,7 @@ class BulkReader {
     UsbDevice::Listener* listener_ = nullptr;
     std::vector<std::unique_ptr<Slot>> slots_;
     std::size_t bufferSize_;            ///< a multiple of the packet size
-    std::size_t mostInFlight_;          ///< transfers for which the kernel has had memory
+    std::size_t mostInFlight_;          ///< transfers at a time; fewer after a lack of memory
     std::uint64_t toAsk_ = 0;           ///< bytes that are due and in no transfer yet
     bool asksNext_ = false;             ///< a transfer for what comes next is to be started too
     std::optional<UsbStatus> failure_;  ///< reported when nothing is in flight any more

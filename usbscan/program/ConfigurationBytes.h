@@ -8,7 +8,7 @@
 
 namespace zlk::usbscan {
 
-/// The configuration's descriptors as the device sent them: libusb only has them taken apart.
+/// The bytes of the configuration's descriptors, which libusb only has taken apart.
 std::vector<std::byte> configurationBytes(const libusb_config_descriptor& configuration);
 
 }  // namespace zlk::usbscan

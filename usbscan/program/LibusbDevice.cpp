@@ -10,7 +10,7 @@
 namespace zlk::usbscan {
 namespace {
 
-/// Bytes; as many as the kernel takes at once without needing much memory for them.
+/// Bytes in one transfer; a larger write goes in several.
 constexpr std::size_t writeAtOnce = 128 * 1024;
 
 unsigned char* mutableBytes(const std::byte* bytes) {

@@ -29,9 +29,9 @@ struct UsbAddress {
 class LibusbDevice final : public UsbDevice {
   public:
     /// Opens the device and claims its still-image interface; a kernel driver that has it isn't
-    /// detached. `unplugged` is called from the loop. Throws LibusbError: LIBUSB_ERROR_BUSY if the
-    /// interface is claimed already, LIBUSB_ERROR_NO_DEVICE, LIBUSB_ERROR_ACCESS, or
-    /// LIBUSB_ERROR_NOT_FOUND if the device has no such interface.
+    /// detached. `unplugged` is called from the loop. Throws LibusbError, among others with
+    /// LIBUSB_ERROR_BUSY if the interface is claimed already, and with LIBUSB_ERROR_NOT_FOUND if
+    /// the device has no such interface.
     LibusbDevice(EventLoop& loop, UsbAddress address, std::function<void()> unplugged);
     ~LibusbDevice() override;
 
@@ -52,7 +52,7 @@ class LibusbDevice final : public UsbDevice {
     void readFacts();
     void watchForUnplugging();
     void writeNext();
-    /// Submits the transfer; an error is reported from the loop as well.
+    /// Submits the transfer. An error of submitting it is reported from the loop, too.
     void submit(LibusbTransfer& transfer, LibusbTransfer::Ended ended);
     /// Cancels what is in flight on a pipe, or on all pipes, and waits until it has ended.
     void takeBack(std::uint8_t endpoint);

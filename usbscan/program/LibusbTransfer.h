@@ -35,7 +35,7 @@ class LibusbTransfer {
 
     /// Whether the kernel has the transfer.
     bool inFlight() const noexcept { return inFlight_; }
-    /// Whether the transfer is in flight, or has ended and that hasn't been reported.
+    /// Whether the transfer is in flight, or its end hasn't been reported yet.
     bool busy() const noexcept { return ended_ != nullptr; }
 
   private:
