@@ -86,8 +86,8 @@ void Blackout::passLetter(std::byte& byte, std::size_t at) {
     if (steps_.front() == Step::Name && byte == std::byte{'.'} && behind < longestEnding)
         inEnding_ = true;
     if (inEnding_) return;
-    // A name gets the digits of the object's handle, the lowest first, so that different files keep
-    // different names.
+    // A name gets the digits of the parameter, the lowest first. For GetObjectInfo this is the
+    // object's handle, which tells files apart.
     constexpr std::size_t digits = 8;
     const std::uint32_t digit = letter < digits ? parameter_ >> (4 * letter) & 15 : 0;
     const bool counts = steps_.front() == Step::Name && letter < digits;

@@ -14,8 +14,8 @@ class Blackout {
     /// Changes nothing.
     Blackout() = default;
     /// For the dataset that this operation carries; other operations' data isn't changed.
-    /// `parameter` is the operation's first one, such as an object's handle; a hidden name is made
-    /// from it.
+    /// `parameter` is the operation's first parameter, such as an object's handle; a hidden name is
+    /// made from it.
     Blackout(std::uint16_t operation, std::uint32_t parameter);
 
     /// Goes through the next bytes of the dataset, and overwrites the owner's texts among them in
@@ -34,10 +34,10 @@ class Blackout {
 
     std::span<const Step> steps_;  // for the fields that haven't passed completely
     std::uint32_t parameter_ = 0;
-    bool begun_ = false;       // the first of these fields has begun
+    bool begun_ = false;       // the field of the first step has begun
     unsigned countBytes_ = 0;  // bytes still to come of the count before an array or a text
-    std::uint32_t count_ = 0;  // the part of that count that has come
-    unsigned countAt_ = 0;     // index of its next byte
+    std::uint32_t count_ = 0;  // what has come of that count
+    unsigned countAt_ = 0;     // index of that count's next byte
     std::uint64_t size_ = 0, left_ = 0;  // of the field, in bytes
     bool inEnding_ = false;              // in a file name's ending, such as `.JPG`, which is kept
 };

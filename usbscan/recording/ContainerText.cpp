@@ -138,8 +138,8 @@ std::string containerText(std::span<const std::byte> beginning) {
 
 std::string classRequestText(std::span<const std::byte, 8> setup, std::span<const std::byte> data) {
     const std::uint32_t type = number(setup, 0, 1), request = number(setup, 1, 1);
-    // 0x21 and 0xA1 are the types of class requests to the interface, without and with an answer.
-    // The request codes are those of the USB still image class.
+    // 0x21 and 0xA1 are the types of class requests to the interface, with data to the device and
+    // from it. The request codes are those of the USB still image class.
     if (type == 0x21 && request == 0x64)
         return data.size() < 6 ? "Cancel"
                                : "Cancel transaction " + std::to_string(number(data, 2, 4));

@@ -26,7 +26,7 @@ std::int64_t now() {
     return duration_cast<microseconds>(system_clock::now().time_since_epoch()).count();
 }
 
-/// The status with which the kernel would complete such a transfer.
+/// The status with which the kernel completes a transfer that ends like this.
 std::int32_t errnoOf(UsbStatus status) {
     switch (status) {
         case UsbStatus::Done:
@@ -57,8 +57,8 @@ std::array<std::byte, 8> setupOf(const UsbRequest& request, std::size_t length) 
     return setup;
 }
 
-/// A string descriptor made from UTF-8, up to the length that a descriptor can have. A character
-/// outside of the Basic Multilingual Plane, or a byte that can't begin a character, becomes `?`.
+/// A string descriptor made from UTF-8. A long text is cut off. A character outside of the Basic
+/// Multilingual Plane, or a byte that can't begin a character, becomes `?`.
 std::vector<std::byte> stringDescriptor(const std::string& text) {
     constexpr std::size_t mostUnits = 126;
     std::vector<std::byte> bytes{std::byte{0}, std::byte{stringType}};
@@ -132,8 +132,8 @@ void Recorder::add(UsbEvent event, std::span<const std::byte> bytes, const std::
     event.data = bytes;
     std::string packet;
     appendEvent(packet, event);
-    // A submission to the device and a completion from it have the transfer's bytes. The other two
-    // kinds of packets are whole without any.
+    // A submission to the device and a completion from it have the transfer's bytes. Submissions
+    // and completions in the other direction have none.
     const bool carries = (event.kind == Kind::Submission) != event.isToHost();
     const auto whole =
         static_cast<std::uint32_t>(packet.size() - bytes.size()) + (carries ? event.length : 0);
@@ -153,7 +153,8 @@ Recorder::Transfer Recorder::writeBegins(std::span<const std::byte> bytes, bool 
 }
 
 Recorder::Transfer Recorder::controlBegins(const UsbRequest& request) {
-    // Class requests cancel a transaction or reset the device, so containers end in their middle.
+    // Class requests to the device cancel a transaction or reset the device, so containers may end
+    // in their middle.
     if (request.requestType == toInterface) filter_.breakOff();
     const bool isIn = request.requestType & toHost;
     const std::size_t length = isIn ? request.inLength : request.out.size();
@@ -194,9 +195,9 @@ void Recorder::arrived(const UsbPiece& piece) {
         addRead(part, piece.endsTransfer && &part == &parts.back());
 }
 
-/// Records a read together with its submission, whose real size isn't known here. If the transfer
-/// has ended, the submission gets a larger size than the read brought, so that it reads as a short
-/// one; else it gets the same size.
+/// Records a read together with its submission. How many bytes the host asked for isn't known here,
+/// so the submission gets a size that fits: more bytes than came if the transfer has ended with
+/// them, and exactly as many if it goes on.
 void Recorder::addRead(const RecordingFilter::Part& part, bool endsTransfer) {
     const std::uint32_t packet = facts_.bulkIn.maximumPacketSize;
     const auto length = static_cast<std::uint32_t>(part.length);

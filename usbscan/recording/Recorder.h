@@ -16,7 +16,7 @@ struct DeviceTexts {
     std::string manufacturer, product, serial;
 };
 
-/// All calls but those to file() are for the host's thread; none of them blocks.
+/// For the host's thread, and no call blocks. What file() returns may be used by any thread.
 class Recorder {
   public:
     /// Begins the recording with the device's descriptors, as if the host had just asked for them.

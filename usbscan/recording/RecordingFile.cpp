@@ -14,8 +14,8 @@
 namespace zlk::usbscan {
 namespace {
 
-// Bytes in memory: a large picture that arrives faster than the disk writes it, and what follows
-// meanwhile. Above muchQueued the contents of files are left out.
+// Bytes that may wait in memory; with more, the recording ends. Above muchQueued the contents of
+// files are left out.
 constexpr std::size_t mostQueued = 32 << 20, muchQueued = mostQueued / 4 * 3;
 
 /// Blocks all signals while the thread is started, which inherits that: other threads handle the

@@ -85,8 +85,8 @@ std::vector<RecordingFilter::Part> RecordingFilter::split(Direction direction,
         bytes = bytes.subspan(part.length);
         if (stream.headLength == headSize && stream.left == 0) stream = {};
     } while (!bytes.empty());
-    // What the host sends ends with its transfer. What the device sends may go on after a short
-    // packet, unless its length is unknown.
+    // A container that the host sends ends with its transfer. A container that the device sends may
+    // go on after a short packet, unless its length is unknown.
     if (endsTransfer && (isOut || stream.left > std::numeric_limits<std::uint32_t>::max()))
         stream = {};
     return parts;

@@ -1,6 +1,7 @@
 #pragma once
-// Decides what of a camera's transfers goes into a recording: all that the camera says about itself
-// and its files, but of the files' contents only their lengths, unless they were asked for.
+// Decides what of a camera's transfers goes into a recording: commands, answers, and data that
+// describes the camera or its files. Of all other data only the container's header and the length
+// are recorded, unless the contents of files were asked for.
 
 #include <array>
 #include <cstddef>
@@ -44,14 +45,14 @@ class RecordingFilter {
         std::array<std::byte, headSize> head{};
         std::size_t headLength = 0;  // bytes of the head that have come
         std::uint64_t left = 0;      // bytes to come after the head
-        bool isContent = true;       // false: a message, or what the camera says about itself
+        bool isContent = true;       // false: a message, or data that describes() accepts
         Blackout blackout;           // hides what has to be hidden in the payload
     };
     /// Takes those of the bytes that belong to an incomplete head, and returns how many they are.
     std::size_t takeHead(Stream& stream, std::span<const std::byte> bytes);
     /// Decides from the container's head whether its payload is content.
     void judge(Stream& stream);
-    /// Whether an operation's data is about the camera or its files, and not the content of a file.
+    /// Whether an operation's data describes the camera or its files, and may be recorded.
     bool describes(std::uint16_t operation, std::uint32_t parameter) const;
     /// Remembers the operation, by which the data that follows is judged.
     void noteCommand(std::span<const std::byte> container);

@@ -7,8 +7,7 @@ namespace {
 
 constexpr std::int64_t microsecondsInASecond = 1'000'000;
 
-/// The format's layout. Numbers have the byte order of the machine that recorded them, which is
-/// found in the file's head.
+/// The format's layout, in this machine's byte order.
 struct Header {
     std::uint64_t transfer;
     std::uint8_t kind, pipe, endpoint, device;
