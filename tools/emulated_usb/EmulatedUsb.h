@@ -23,8 +23,8 @@ class EmulatedUsb {
     EmulatedUsb(const EmulatedUsb&) = delete;
     EmulatedUsb& operator=(const EmulatedUsb&) = delete;
 
-    /// To be called on the loop's thread. Both do nothing if the device is out, or in, already.
-    /// plug() gives the device the next number.
+    /// unplug() and plug() are to be called on the loop's thread, and do nothing if the device is
+    /// out or in already. plug() gives the device the next number.
     void unplug();
     void plug();
     bool isPlugged() const { return !device_.empty(); }
@@ -49,7 +49,7 @@ class EmulatedUsb {
     camsim::UsbFunction& function_;
     const UsbfsFeatures features_;
     std::shared_ptr<UMockdevTestbed> testbed_;
-    std::string hub_, device_, interface_;  ///< sysfs paths; the last two while plugged in
+    std::string hub_, device_, interface_;  ///< sysfs paths; of the hub alone while unplugged
     int deviceNumber_ = 1;
     /// One for each time that the device was plugged in, because clients of earlier nodes may not
     /// be done yet.

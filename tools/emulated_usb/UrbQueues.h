@@ -20,9 +20,9 @@ class UrbQueues {
 
     /// 0 or an errno.
     int submit(std::unique_ptr<Urb> urb);
-    /// False if the client has no such request under way.
+    /// Ends a request as cancelled. False if the client has none at this address under way.
     bool discard(Urb::Client client, gulong address);
-    /// Ends everything that is under way, or all of one client, with this status.
+    /// Ends everything that is under way, or everything of one client, with this status.
     void end(int status, Urb::Client client = nullptr);
     /// Forgets a client and what it hasn't reaped.
     void forget(Urb::Client client);

@@ -20,8 +20,8 @@ struct UsbfsFeatures {
     std::size_t memory = 16 << 20;  ///< for the buffers of all requests
 };
 
-/// `function` is called on the loop's thread. The ioctls come on a thread of umockdev, which
-/// answers them without waiting for the loop, except for the mutex.
+/// `function` is called on the loop's thread. The ioctls come on a thread of umockdev and are
+/// answered there, under the mutex.
 class UsbfsNode {
   public:
     /// `path` is that of the node, /dev/bus/usb/..., below the testbed's root.

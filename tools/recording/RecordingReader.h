@@ -21,7 +21,7 @@ class RecordingError : public std::runtime_error {
     using std::runtime_error::runtime_error;
 };
 
-/// libpcap isn't installed. The text is a whole sentence for the user.
+/// libpcap isn't installed, or lacks a function. The text is a whole sentence for the user.
 class NoPcapLibrary : public std::runtime_error {
   public:
     using std::runtime_error::runtime_error;
@@ -32,7 +32,8 @@ class RecordingReader {
   public:
     /// Opens a file. Throws RecordingError or NoPcapLibrary.
     explicit RecordingReader(const std::string& path);
-    /// Takes over an open file, and closes it even if the constructor throws.
+    /// Takes over an open file, and closes it even if the constructor throws. Throws RecordingError
+    /// or NoPcapLibrary.
     explicit RecordingReader(std::FILE* file);
 
     /// The next event; none at the end of the recording. The event's bytes are valid until the next
