@@ -22,10 +22,11 @@ constexpr std::size_t usualInput = 4096;
 constexpr std::size_t maxQueuedAnswers = 256;
 // Notes, which no client asks for, must not bring a client to maxQueuedAnswers.
 constexpr std::size_t maxQueuedBeforeNote = 128;
-// Messages handled for one client before the event loop serves the others.
+// Messages, or parts of a Write, that are handled for one client before the event loop serves the
+// others.
 constexpr int maxMessagesPerTurn = 64;
 
-// Below this a copy through the socket is faster than a slot of shared memory.
+// Bytes; smaller data goes through the socket, without a slot of the shared area.
 constexpr std::size_t minBytesForSharedMemory = 16 * 1024;
 
 bool isFromClient(MessageKind kind) {
@@ -288,8 +289,7 @@ void ClientConnection::finish() {
 
 void ClientConnection::flush() {
     while (!output_.empty()) {
-        // One call sends as many messages as possible. An earlier call may have sent the first
-        // `skip` bytes.
+        // One call sends several messages. An earlier call may have sent the first `skip` bytes.
         std::array<iovec, 8> parts{};
         std::size_t count = 0, skip = sent_;
         const auto add = [&](const void* bytes, std::size_t size) {

@@ -23,11 +23,11 @@ std::uint32_t containerTransaction(std::span<const std::byte> container);
 /// Whether the bytes, of which there may be any number, are exactly one response.
 bool isWholeResponse(std::span<const std::byte> bytes);
 
-/// A part of what came, which belongs to one container and one transfer.
+/// A part of what came, of one container and one transfer; or a zero-length packet.
 struct ContainerCut {
     std::span<const std::byte> bytes;  ///< none for a zero-length packet
     /// The bytes are a header that began in an earlier piece. They are in the follower's own memory
-    /// and valid until its next call.
+    /// and valid until the next call of follow().
     bool isHeld = false;
     /// The container is complete and fills its packets, so its reader looks for a zero-length
     /// packet.
@@ -61,7 +61,7 @@ class ContainerFollower {
   private:
     /// Appends bytes to the header, and computes `missing_` once it is complete.
     void takeHead(std::span<const std::byte> bytes) noexcept;
-    /// Completes the cut with the state of its container.
+    /// Adds the state of its container to the cut, and appends the cut.
     void append(ContainerCut cut, std::vector<ContainerCut>& cuts);
     /// Takes those of the bytes that belong to the container under way, and returns how many.
     std::size_t take(std::span<const std::byte> bytes) noexcept;

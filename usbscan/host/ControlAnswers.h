@@ -9,7 +9,7 @@
 
 namespace zlk::usbscan {
 
-/// The platform's last error that stands for this end of a request or transfer.
+/// The last error for a request or a transfer that ended like this.
 std::uint32_t lastErrorOf(UsbStatus status);
 
 class ControlAnswers {
@@ -37,7 +37,8 @@ class ControlAnswers {
     UsbDevice& device_;
     ControlQueue& controls_;
     const std::function<void()> gone_;
-    std::deque<Waiting> waiting_;  // only the first is in `controls_`, lest a recovery wait for all
+    // Only the first is in `controls_`, so that a recovery needn't wait for all.
+    std::deque<Waiting> waiting_;
 };
 
 }  // namespace zlk::usbscan

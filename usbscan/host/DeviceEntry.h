@@ -15,7 +15,7 @@ namespace zlk::usbscan {
 
 struct DeviceDescription {
     std::uint16_t vid = 0, pid = 0;
-    std::string manufacturer, product, serial;  ///< UTF-8, as in the device's string descriptors
+    std::string manufacturer, product, serial;  ///< UTF-8; the device's own texts
 };
 
 class DeviceEntry {

@@ -12,7 +12,7 @@ using namespace std::chrono_literals;
 constexpr std::size_t maxUnheard = 16;
 // Bytes; a larger length isn't believed, and what has come counts as the event.
 constexpr std::uint32_t maxEvent = 200;
-// How long the other packets of an event may take.
+// How long the next packet of an incomplete event may take.
 constexpr auto patience = 100ms;
 
 /// Whether the event is complete: it has as many bytes as its length field says, or no usable

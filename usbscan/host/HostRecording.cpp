@@ -94,7 +94,7 @@ void HostRecording::finish() {
     finished_->file().finish();
 }
 
-/// Ends the recording, but not before the end of a recovery, which belongs into it.
+/// Ends the recording. A recovery that is under way belongs into the recording and is waited for.
 void HostRecording::finishWhenQuiet() {
     if (isBusy_()) return pause_.start(betweenLooks, [this] { finishWhenQuiet(); });
     finish();

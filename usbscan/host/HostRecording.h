@@ -26,12 +26,13 @@ class HostRecording {
     ~HostRecording();
 
     bool isRunning() const { return recorder_ && recorder_->file().error() == 0; }
-    /// Answers a Record message with this payload. The file is the client's latest descriptor.
+    /// Handles and answers a Record message with this payload. The recording's file is the client's
+    /// latest descriptor.
     void begin(ClientConnection& client, std::span<const std::byte> payload);
-    /// Handles EndRecord, which is answered once everything is written; with an error at once if
-    /// the client has no recording, or has asked already.
+    /// Handles EndRecord, and answers it once the writing is over. If the client has no recording,
+    /// or has asked already, the answer is an error and comes at once.
     void end(ClientConnection& client);
-    /// Forgets a client that is gone. Its recording ends, unless it goes on to the host's end.
+    /// Forgets a client that is gone. Ends its recording, unless recordToTheEnd was set.
     void remove(const ClientConnection& client);
     /// Ends the recording, and blocks for up to a second until the rest is written and its client
     /// answered.

@@ -32,7 +32,7 @@ class RecordingDevice final : public UsbDevice, private UsbDevice::Listener {
   private:
     void arrived(UsbPiece piece) override;
     void readingStopped(UsbStatus why) override;
-    /// `done`, preceded by a note to the recorder.
+    /// A callback that tells the recorder of the transfer's end, and then calls `done`.
     DoneWithBytes recorded(const Recorder::Transfer& transfer, DoneWithBytes done) const;
 
     std::shared_ptr<Recorder> recorder_;

@@ -17,7 +17,7 @@ constexpr std::uint8_t cancelRequest = 0x64, deviceResetRequest = 0x66, statusRe
 constexpr std::uint16_t cancellationCode = 0x4001;
 constexpr std::uint16_t ready = 0x2001;
 
-// Between two questions for the status of a device that is busy.
+// The pause between two questions for the status of a device that is busy.
 constexpr auto statusPause = 20ms;
 // A device that has answered counts as quiet after this time.
 constexpr auto silenceAfterAnswer = 50ms;

@@ -29,7 +29,7 @@ class Recovery {
     enum class Outcome {
         SessionAlive,  ///< the device takes commands, as far as is known
         LeftInPeace,   ///< the device is quiet; whether it is ready is unknown
-        SessionLost,   ///< the device was reset, and works
+        SessionLost,   ///< the device was reset, and is quiet
         DeviceGone     ///< unplugged, or even a reset didn't help
     };
     using Done = std::function<void(Outcome)>;
