@@ -109,7 +109,7 @@ std::vector<AttachedDevice> devicesOnTheBus() {
 }
 
 /// Adds the devices that processes serve without a bus, such as virtual cameras. An entry whose
-/// lock is free was left by a process that was killed, and is skipped.
+/// lock is free was left by a process that died, and is skipped.
 void addServedDevices(std::vector<AttachedDevice>& devices) {
     constexpr std::string_view ending = ".device";
     const std::string folder = deviceFolder();

@@ -39,7 +39,7 @@ class CameraHandle final : public Handle {
     /// left it out.
     bool read(void* buffer, DWORD size, DWORD& done) override;
     /// One transfer to the bulk-out pipe. A buffer that begins with a PTP command container opens a
-    /// new turn. Returns before the device has taken the bytes.
+    /// new turn. Doesn't wait until the device has taken the bytes.
     bool write(const void* buffer, DWORD size, DWORD& done) override;
     bool control(DWORD code, const void* input, DWORD inputSize, void* output, DWORD outputSize,
                  DWORD& returned) override;
@@ -88,7 +88,7 @@ class CameraHandle final : public Handle {
     bool askDescriptor(const USBSCAN_GET_DESCRIPTOR& wanted, std::span<std::byte> output,
                        DWORD& returned);
     /// Whether the response of the last transaction was read a moment ago, and nothing has come
-    /// since. Under `receiving_`.
+    /// since. The caller holds `receiving_`.
     bool wasHeardLately();
     bool askPacketSize(std::span<std::byte> output, DWORD& returned);
 
@@ -99,7 +99,7 @@ class CameraHandle final : public Handle {
     std::atomic<bool> turnEnded_ = true;  // the turn failed or was given up, or none began
 
     std::mutex asking_;           // one question at a time
-    std::uint32_t question_ = 0;  // number of the last one; under `asking_`
+    std::uint32_t question_ = 0;  // the last question's; under `asking_`
 
     // Keeps a turn's number and its command together. Not held while anything is received.
     std::mutex sending_;

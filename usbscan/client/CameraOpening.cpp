@@ -85,8 +85,7 @@ std::u16string recordingPath(const std::u16string& folder, const AttachedDevice&
                       std::string(time), ::getpid());
 }
 
-/// Begins a recording if the settings ask for one. If it fails, that is traced, and the camera is
-/// open all the same.
+/// Begins a recording if the settings ask for one. A failure is traced, and the camera stays open.
 void recordIfSet(CameraHandle& camera, const AttachedDevice& device) {
     const std::u16string folder = platformText(u"Record");
     if (folder.empty()) return;

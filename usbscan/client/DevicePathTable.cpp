@@ -40,8 +40,8 @@ bool isPortOf(const DevicePathEntry& entry, const AttachedDevice& device) {
     return std::strncmp(entry.port, portableDevicePath(device).c_str(), sizeof entry.port) == 0;
 }
 
-/// Peers read the table at any time and without a lock, so an entry that is still right keeps its
-/// bytes throughout.
+/// Overwrites the ids in place: peers read the table at any time and without a lock, and must not
+/// see ids that are right disappear for a moment.
 void setIds(DevicePathEntry& entry, std::uint16_t vid, std::uint16_t pid) {
     entry.vid = vid;
     entry.pid = pid;

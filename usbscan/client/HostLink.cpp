@@ -17,7 +17,7 @@
 namespace zlk::platform {
 namespace {
 
-// Bytes; the payload of any message but Data fits.
+// Bytes that are received ahead at most.
 constexpr std::size_t aheadSize = 4096;
 
 bool hasLegalSize(const usbscan::MessageHeader& header) {
@@ -199,7 +199,6 @@ HostLink::Result HostLink::receive(std::span<std::byte> buffer) {
 
 HostLink::Result HostLink::receiveBytes(std::span<std::byte> buffer) {
     while (!buffer.empty()) {
-        // Bytes that were received ahead come first.
         std::size_t done = std::min(end_ - begin_, buffer.size());
         if (done > 0) {
             std::copy_n(ahead_.begin() + static_cast<std::ptrdiff_t>(begin_), done, buffer.begin());
