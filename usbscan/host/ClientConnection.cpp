@@ -157,7 +157,6 @@ bool ClientConnection::takeMessage() {
         lose();
         return false;
     }
-    // The bytes of a Write are handed out in parts, without waiting for all of them.
     if (isWrite) {
         begin_ += sizeof header;
         write_ = header;

@@ -20,8 +20,9 @@ struct DeviceDescription {
 
 class DeviceEntry {
   public:
-    /// `folder` is that of deviceFolder() in usbscan/usbscan.h; `name` has letters, digits and `-`.
-    /// Throws std::system_error, with EBUSY if another process serves a device of this name.
+    /// `folder` is that of deviceFolder() in usbscan/usbscan.h; `name` consists of letters, digits
+    /// and `-`. Throws std::system_error, with EBUSY if another process serves a device of this
+    /// name.
     DeviceEntry(const std::string& folder, const std::string& name,
                 const DeviceDescription& description);
     /// Removes the entry and closes the listening socket.

@@ -13,8 +13,7 @@ class RecordingDevice final : public UsbDevice, private UsbDevice::Listener {
     /// Takes over the device, and becomes its listener.
     explicit RecordingDevice(std::unique_ptr<UsbDevice> device);
 
-    /// Sets the recorder of all transfers that begin, and all pieces that arrive, from now on; null
-    /// for none.
+    /// Sets the recorder of what begins or arrives from now on; null for none.
     void setRecorder(std::shared_ptr<Recorder> recorder) { recorder_ = std::move(recorder); }
 
     const UsbFacts& facts() const override { return device_->facts(); }
