@@ -8,7 +8,7 @@
 namespace zlk::usbscan {
 namespace {
 
-// A piece fits into a slot of the area that is shared with a client.
+// The area that is shared with a client has a slot for a piece of each transfer.
 constexpr std::size_t transfers = areaSlots;
 constexpr std::size_t largestBuffer = areaSlotSize;
 // Where the kernel has no memory even for buffers of this size, reading fails.

@@ -47,7 +47,6 @@ class BulkReader {
     /// Takes all transfers back; the failure is reported when they have ended.
     void fail(UsbStatus why);
     void tellFailure();
-    /// Transfers that the kernel has.
     std::size_t countInFlight() const noexcept;
     /// Whether a transfer is in flight, or its end isn't reported yet.
     bool isBusy() const noexcept;

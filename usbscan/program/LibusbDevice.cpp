@@ -152,7 +152,7 @@ void LibusbDevice::submit(LibusbTransfer& transfer, LibusbTransfer::Ended ended)
 }
 
 void LibusbDevice::write(std::span<const std::byte> bytes, bool zeroPacket, Done done) {
-    // Without a full last packet, the short one ends the transfer by itself.
+    // If the last packet isn't full, it ends the transfer by itself.
     const bool lastIsFull = !bytes.empty() && bytes.size() % facts_.bulkOut.maximumPacketSize == 0;
     writing_ = {bytes, zeroPacket && lastIsFull, false, std::move(done)};
     writeNext();

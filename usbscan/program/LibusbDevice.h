@@ -54,11 +54,11 @@ class LibusbDevice final : public UsbDevice {
     void writeNext();
     /// Submits the transfer. An error of submitting it is reported from the loop, too.
     void submit(LibusbTransfer& transfer, LibusbTransfer::Ended ended);
-    /// Cancels what is in flight on a pipe, or on all pipes, and waits until it has ended.
+    /// Cancels what is in flight on a pipe, or on all pipes, and waits for its end, but not for
+    /// ever.
     void takeBack(std::uint8_t endpoint);
     void takeBackAll();
 
-    /// The write under way.
     struct Write {
         std::span<const std::byte> rest;  ///< not sent yet
         bool zeroPacket = false;          ///< a zero-length packet is still to follow
