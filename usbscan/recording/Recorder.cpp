@@ -132,8 +132,8 @@ void Recorder::add(UsbEvent event, std::span<const std::byte> bytes, const std::
     event.data = bytes;
     std::string packet;
     appendEvent(packet, event);
-    // A submission to the device and a completion from it have the transfer's bytes. Submissions
-    // and completions in the other direction have none.
+    // For a transfer to the device, the submission has the bytes; for a transfer from the device,
+    // the completion has them. The other packet of the transfer has none.
     const bool carries = (event.kind == Kind::Submission) != event.isToHost();
     const auto whole =
         static_cast<std::uint32_t>(packet.size() - bytes.size()) + (carries ? event.length : 0);

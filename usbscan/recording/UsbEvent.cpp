@@ -74,7 +74,7 @@ std::optional<UsbEvent> readEvent(std::span<const std::byte> recorded) {
                    .length = header.length,
                    .setup = std::nullopt,
                    .data = data.first(header.dataLength)};
-    // A larger number would overflow as microseconds; the event then keeps the time 0.
+    // The event keeps the time 0 if the seconds are negative, or would overflow as microseconds.
     constexpr std::int64_t mostSeconds = std::int64_t{1} << 40;
     if (header.seconds >= 0 && header.seconds < mostSeconds)
         event.time = header.seconds * microsecondsInASecond + header.microseconds;

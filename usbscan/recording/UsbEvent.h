@@ -35,7 +35,6 @@ struct UsbEvent {
     bool isToHost() const { return endpoint & 0x80; }
 };
 
-/// Appends the event in the format of the recording.
 void appendEvent(std::string& to, const UsbEvent& event);
 /// Reads an event; its `data` points into `recorded`. None if the bytes are no event that a
 /// still-image device has, or if the event's lengths contradict each other or the bytes.
