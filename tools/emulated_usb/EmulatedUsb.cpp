@@ -135,7 +135,7 @@ void EmulatedUsb::countEvent() const {
     const fs::path count = fs::path(root()) / "sys/kernel/uevent_seqnum";
     fs::create_directories(count.parent_path());
     const fs::path fresh = count.string() + ".new";
-    // The time, because a bus that a test had before must not have had the same number.
+    // The count is a time, so that it differs from that of any bus that a test had before.
     std::ofstream(fresh) << std::chrono::steady_clock::now().time_since_epoch().count() << '\n';
     fs::rename(fresh, count);
 }

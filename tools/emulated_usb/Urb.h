@@ -2,7 +2,7 @@
 // A request that a client has handed to the emulated usbfs, with its memory.
 
 #include <linux/usbdevice_fs.h>
-#include <sys/ioctl.h>  // before the next, which needs it
+#include <sys/ioctl.h>  // umockdev.h needs it
 #include <umockdev.h>
 
 #include <cstddef>
@@ -31,8 +31,8 @@ class Urb {
   public:
     using Client = UMockdevIoctlClient*;
 
-    /// `request` is the client's struct usbdevfs_urb. What is written into it gets to the client
-    /// when it is reaped.
+    /// `request` is the client's struct usbdevfs_urb. What is written into the struct reaches the
+    /// client when the request is reaped.
     Urb(Client client, ClientMemory request) : client_(client), request_(std::move(request)) {
         if (const int length = fields().buffer_length; length > 0)
             buffer_ = resolve(request_.get(), offsetof(usbdevfs_urb, buffer),

@@ -124,7 +124,7 @@ bool UrbQueues::serveIn(Pipe& pipe) {
     const std::size_t packet = function_.bulkPacketSize();
     while (!urb.room().empty()) {
         const auto room = urb.room();
-        // The host controller asks for whole packets; the last may not fit.
+        // The host controller asks for whole packets; the last one may not fit into the buffer.
         const std::size_t asked =
             room.size() < packet ? packet : room.size() - room.size() % packet;
         const camsim::PipeBytes came = function_.in(asked);

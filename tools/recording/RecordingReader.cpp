@@ -22,8 +22,7 @@ std::FILE* openFile(const std::string& path) {
 RecordingReader::RecordingReader(const std::string& path) : RecordingReader(openFile(path)) {}
 
 RecordingReader::RecordingReader(std::FILE* file) : file_(nullptr, nullptr) {
-    // pcap takes the file over only if it can open it. Until then the file is closed here on
-    // errors.
+    // pcap takes the file over only when opening succeeds; until then the file is closed here.
     std::unique_ptr<std::FILE, int (*)(std::FILE*)> open(file, &std::fclose);
     const PcapLibrary& pcap = PcapLibrary::instance();
     char reason[PCAP_ERRBUF_SIZE] = {};

@@ -1,6 +1,7 @@
 #pragma once
-// Reads recordings of USB transfers as pcapng or pcap: those of `zlkcam record`, and those that
-// Linux's usbmon made with the same link type. They may come from strangers, and be malicious.
+// Reads recordings of USB transfers as pcapng or pcap: those of `zlkcam record`, and others that
+// were made with Linux's usbmon and have the same link type. They may come from strangers, and be
+// malicious.
 
 #include <cstdint>
 #include <cstdio>
