@@ -1,6 +1,6 @@
 #pragma once
 // The messages between a device host and its clients, on a Unix stream socket below
-// <root>/devices/. Each handle of a device, and each recording, has a connection of its own.
+// <root>/devices/. Each CameraHandle of a client has a connection of its own.
 //
 //     client                    host
 //     Open          ->

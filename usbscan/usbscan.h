@@ -104,7 +104,7 @@ struct AttachedCamera {
     /// this user may not look into isn't found. While another process has the node open, opening
     /// the camera may fail with ERROR_SHARING_VIOLATION.
     DWORD holderProcess;
-    std::u16string holderProgram;  ///< that process's name; empty if none was found
+    std::u16string holderProgram;  ///< name of holderProcess; empty if none was found
     bool accessible;               ///< false: this user may not read and write its device node
 };
 

@@ -99,7 +99,7 @@ class CameraHandle final : public Handle {
     std::atomic<bool> turnEnded_ = true;  // the turn failed or was given up, or none began
 
     std::mutex asking_;           // one question at a time
-    std::uint32_t question_ = 0;  // the last question's; under `asking_`
+    std::uint32_t question_ = 0;  // the last question's number; under `asking_`
 
     // Keeps a turn's number and its command together. Not held while anything is received.
     std::mutex sending_;

@@ -132,7 +132,7 @@ class ClientConnection {
     std::vector<std::byte> input_;
     std::size_t begin_ = 0, end_ = 0, wanted_ = sizeof(MessageHeader);
     MessageHeader write_{};        // the Write under way
-    std::uint32_t writeLeft_ = 0;  // of its bytes, those not handed out; 0: no Write is under way
+    std::uint32_t writeLeft_ = 0;  // bytes of the Write not handed out; 0: no Write is under way
 
     DataArea area_;
     std::deque<Outgoing> output_;

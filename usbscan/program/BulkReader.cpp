@@ -38,8 +38,8 @@ struct BulkReader::Slot {
     std::weak_ptr<const void> lease;  // not expired: the buffer is lent
 };
 
-/// Keeps the bytes of a piece valid, even after the reader is destroyed. When it goes, the reader
-/// may use the buffer again.
+/// Keeps the bytes of a piece valid, even after the reader is destroyed. When the lease ends, the
+/// reader may use the buffer again.
 struct BulkReader::Lease {
     Lease(std::shared_ptr<const Buffer> lent, std::weak_ptr<BulkReader*> lender)
         : buffer(std::move(lent)), reader(std::move(lender)) {}

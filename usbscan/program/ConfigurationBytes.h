@@ -8,7 +8,7 @@
 
 namespace zlk::usbscan {
 
-/// The bytes of the configuration's descriptors, which libusb only has taken apart.
+/// The configuration's descriptors as bytes. libusb keeps only their fields.
 std::vector<std::byte> configurationBytes(const libusb_config_descriptor& configuration);
 
 }  // namespace zlk::usbscan
