@@ -89,9 +89,9 @@ struct KnownBus {
     std::vector<AttachedDevice> devices;
 };
 
-/// A single question to the directory leads here many times. Reading the kernel's count of events
-/// takes a fraction of the time that reading the bus takes, and every arrival and departure is
-/// followed by an event.
+/// One question of an application may list the devices many times. Reading the kernel's count of
+/// events takes a fraction of the time that reading the bus takes, and every arrival and departure
+/// is followed by an event.
 std::vector<AttachedDevice> devicesOnTheBus() {
     static Immortal<KnownBus> known;
     // A thread that finds the lock taken reads the bus itself and doesn't wait: in a child that was

@@ -13,8 +13,8 @@ namespace zlk::usbscan {
 class HostRecording {
   public:
     /// `tell` sends a line to the traces of all clients. `isBusy` returns whether the host is still
-    /// recovering the device; a recording goes on until the recovery is over, since the recovery
-    /// belongs into it.
+    /// recovering the device. Unless the device is gone, a recording is ended only after the
+    /// recovery, so that the recovery is recorded, too.
     HostRecording(EventLoop& loop, RecordingDevice& device,
                   std::function<void(std::string_view)> tell, std::function<bool()> isBusy)
         : device_(device),

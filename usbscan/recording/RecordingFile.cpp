@@ -92,7 +92,8 @@ void RecordingFile::write(Queue& queue) {
 bool RecordingFile::append(std::string bytes) {
     const std::lock_guard lock(queue_->lock);
     if (queue_->ending || queue_->error != ERROR_SUCCESS) return false;
-    // The disk is hopelessly slow. The recording ends here, or it would use more and more memory.
+    // With so much waiting, the disk is hopelessly slow. The recording ends here, so that it
+    // doesn't use more and more memory.
     if (queue_->size + bytes.size() > mostQueued) {
         queue_->error = ERROR_SEM_TIMEOUT;
         queue_->changed.notify_all();
