@@ -26,7 +26,7 @@ constexpr std::size_t maxQueuedBeforeNote = 128;
 // others.
 constexpr int maxMessagesPerTurn = 64;
 
-// Bytes; smaller data goes through the socket, without a slot of the shared area.
+// Bytes. Below this a copy through the socket is faster than a slot of the shared area.
 constexpr std::size_t minBytesForSharedMemory = 16 * 1024;
 
 bool isFromClient(MessageKind kind) {
