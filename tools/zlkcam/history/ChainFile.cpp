@@ -75,8 +75,8 @@ ChainFile ChainFile::read(int folder) {
 }
 
 void ChainFile::parse(const std::string& bytes) {
-    // parse_full keeps comments and the like, so that rewriting the file loses no contents that
-    // other tools put there. Only a document type, which could declare entities, is dropped.
+    // parse_full keeps comments and processing instructions, which other tools may have put there,
+    // for the rewriting of the file. A document type is dropped.
     const auto result =
         document_.load_buffer(bytes.data(), bytes.size(), pugi::parse_full & ~pugi::parse_doctype);
     if (!result) throw UnusableFile(std::string("it isn't XML (") + result.description() + ")");
@@ -99,7 +99,8 @@ const ChainFile::Entry* ChainFile::find(const std::string& manifest) const {
 
 void ChainFile::add(std::uint64_t number, const std::string& manifest, const Digest& c4) {
     pugi::xml_node root = document_.document_element();
-    // Other tools may have bound the namespace to a prefix; new elements have to use the same.
+    // Other tools may have bound the namespace to a prefix; new elements have to use that prefix,
+    // too.
     const std::string prefix = prefixOf(root);
     pugi::xml_node line = root.append_child((prefix + "hashlist").c_str());
     line.append_attribute("sequencenr") = static_cast<unsigned long long>(number);

@@ -22,7 +22,7 @@ class ChainFile {
     struct Entry {
         std::uint64_t number;
         std::string manifest;
-        std::optional<Digest> sum;  ///< none if there is none of a kind that we know
+        std::optional<Digest> sum;  ///< none if the entry has no sum of a known kind
     };
 
     /// Reads the chain file of an open folder `ascmhl`; empty if the folder has none. Throws

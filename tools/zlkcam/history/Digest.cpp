@@ -43,8 +43,9 @@ std::string c4Text(std::array<std::byte, 64> number) {
     return std::string(c4Prefix) + text;
 }
 
-/// The reverse: multiplies `number`, which has to be 0 at first, by 58 and adds each digit. False
-/// if the prefix, the length or a digit is wrong, or the number gets too large.
+/// The reverse of c4Text. For each digit, `number`, which has to be 0 at first, is multiplied by
+/// 58, and the digit is added. False if the prefix, the length or a digit is wrong, or the number
+/// gets too large.
 bool parseC4(std::string_view text, std::array<std::byte, 64>& number) {
     if (!text.starts_with(c4Prefix) || text.size() != c4Prefix.size() + c4Digits) return false;
     for (const char digit : text.substr(c4Prefix.size())) {
@@ -143,7 +144,7 @@ XXH_errorcode resetXxh64(XXH64_state_t* state) {
     return XXH64_reset(state, 0);
 }
 
-/// XXH3 and XXH64 have the same interface under different names, which are given here.
+/// XXH3 or XXH64, whose functions in the library are the template's arguments.
 template <class State, State* (*create)(), XXH_errorcode (*free)(State*), auto reset, auto update,
           auto finished>
 class Xxh64Bits final : public Digester::Algorithm {

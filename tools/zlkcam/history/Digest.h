@@ -25,7 +25,6 @@ inline constexpr DigestKind digestKinds[] = {
 
 /// The name in manifests and in the suffixes of sums files, such as "xxh128".
 const char* digestName(DigestKind kind);
-/// The kind of this name; none if there is no such kind.
 std::optional<DigestKind> digestKind(std::string_view name);
 /// The number of bytes of a sum of this kind, at most 64.
 std::size_t digestSize(DigestKind kind);
@@ -38,15 +37,15 @@ struct Digest {
     Digest() = default;
     /// A sum of kind XXH128.
     explicit Digest(const ContentSum& sum);
-    /// The reverse; only for a sum of kind XXH128.
+    /// The bytes as a ContentSum; only for a sum of kind XXH128.
     ContentSum contentSum() const;
     bool operator==(const Digest&) const = default;
 
     /// The text in manifests and sums files: hexadecimal digits in lower case, or for C4 `c4`
     /// followed by 88 digits of base 58.
     std::string text() const;
-    /// Parses such a text, in which hexadecimal digits may be upper case, too; none if it isn't a
-    /// sum of this kind.
+    /// Parses what text() returns; hexadecimal digits may be in upper case, too. None if the text
+    /// isn't a sum of this kind.
     static std::optional<Digest> parse(DigestKind kind, std::string_view text);
 };
 

@@ -37,8 +37,8 @@ Descriptor openToRead(int folder, const std::string& path) {
     return Descriptor(::openat(folder, path.c_str(), O_RDONLY | O_NONBLOCK | O_NOCTTY | O_CLOEXEC));
 }
 
-/// Whether an entry isn't one of the user's files, but belongs to a file manager, to the history or
-/// to one of our runs.
+/// Whether an entry isn't the user's: `.` and `..`, the `.DS_Store` of a file manager, what our
+/// runs keep under hidden names, and the files of a history.
 bool isIgnored(std::string_view name) {
     return name == "." || name == ".." || name == ".DS_Store" || name.starts_with(".zlkcam-") ||
            isHistoryName(name);
@@ -51,7 +51,7 @@ struct Entry {
 };
 
 /// The files and folders in a folder, sorted by name. Left out are ignored entries, links, other
-/// kinds of entries, and what can't be looked at; after a stop the list is incomplete. Throws
+/// kinds of entries, and what can't be looked at; after a stop the list may be incomplete. Throws
 /// UnusableFile if the folder can't be read.
 std::vector<Entry> entriesOf(int root, const std::string& path) {
     // A folder may lie on a network drive that doesn't answer.
@@ -75,8 +75,8 @@ std::vector<Entry> entriesOf(int root, const std::string& path) {
     return entries;
 }
 
-/// How many bytes each file will take to read, for the progress bar. Records from sums files have
-/// no size, so the file's present size stands in. Throws Failure after a stop.
+/// How many bytes each file will take to read, for the progress bar. For a record without a size,
+/// such as one from a sums file, the file's present size stands in. Throws Failure after a stop.
 std::vector<std::uint64_t> expectedSizes(int folder, const std::vector<CheckedFile>& files) {
     std::vector<std::uint64_t> sizes;
     sizes.reserve(files.size());
@@ -106,7 +106,8 @@ class MissingFiles {
 
     bool isEmpty() const { return byContent_.empty(); }
     const std::set<DigestKind>& kinds() const { return kinds_; }
-    /// Whether a file of this size may be one of them, so that others needn't be read.
+    /// Whether a file of this size may be one of the missing ones. Files of other sizes needn't be
+    /// read.
     bool mayBe(std::uint64_t size) const { return isAnySize_ || sizes_.contains(size); }
     /// Takes a missing file that had this content out of the index; null if there is none.
     CheckedFile* take(const Digest& digest) {
@@ -151,7 +152,7 @@ void FolderCheck::run() {
         findNew();
         findRenamed();
     } catch (const Failure&) {
-        // A stop is the only reason for a Failure; all else is noted in the findings.
+        // Only a stop throws a Failure here. What can't be read is noted instead.
         isStopped_ = true;
     }
 }
@@ -166,7 +167,7 @@ void FolderCheck::checkRecorded() {
         bar.startFile(wideText(file.record->path), sizes[i]);
         check(file, bar);
         bar.endFile();
-        // It may turn up under another name, so nothing is reported yet.
+        // A missing file may turn up under another name, so it isn't reported yet.
         if (file.finding == Finding::Missing) continue;
         const bool isWhole = file.finding == Finding::Whole;
         bar.report(file.record->path + (isWhole ? " is whole" : ": " + file.reason), !isWhole);
@@ -189,7 +190,7 @@ void FolderCheck::check(CheckedFile& file, ProgressBar& bar) {
         return found(Finding::Missing, "it is missing");
     if (!opened) return found(Finding::Unreadable, std::strerror(errno));
     if (!S_ISREG(status.st_mode)) return found(Finding::Changed, "it is no file any more");
-    // The size is compared before the contents are read, as that is much cheaper.
+    // The sizes are compared first, because that needs no reading of the contents.
     file.size = static_cast<std::uint64_t>(status.st_size);
     if (file.record->size && *file.record->size != file.size)
         return found(Finding::Changed, "it has " + std::to_string(file.size) + " bytes, and had " +
@@ -226,7 +227,7 @@ void FolderCheck::readAndCompare(CheckedFile& file, int opened, ProgressBar& bar
 }
 
 void FolderCheck::findNew() {
-    // Depth first, in the order of names; `below` is reversed onto the stack for that.
+    // The walk goes depth first, in the order of names, so `below` is pushed in reverse.
     std::vector<std::string> folders{{}};
     while (!folders.empty()) {
         if (StopFlag::raised()) throw stoppedEarly();

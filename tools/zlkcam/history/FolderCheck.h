@@ -1,5 +1,6 @@
 #pragma once
-// Compares the files of a folder, read from their medium, with the sums that were recorded of them.
+// Compares the files of a folder, read from their medium if possible, with the sums that were
+// recorded of them.
 
 #include <cstdint>
 #include <optional>
@@ -24,7 +25,8 @@ struct CheckedFile {
     std::string reason{};     ///< why it isn't whole; a phrase for "FILE: reason"
 };
 
-/// Used by one thread. While that hangs in a DeviceCall, another one may read the results.
+/// Used by one thread. While that thread hangs in a DeviceCall, another thread may read the
+/// results.
 class FolderCheck {
   public:
     /// The references and the open descriptor `folder` stay the caller's and have to outlive this.
@@ -36,15 +38,14 @@ class FolderCheck {
     /// All recorded files, sorted by path.
     const std::vector<CheckedFile>& files() const { return files_; }
     bool isStopped() const { return isStopped_; }
-    /// Bytes that were read so far.
+    /// The bytes of all readings that have succeeded so far.
     std::uint64_t bytes() const { return bytes_; }
 
-    /// A file that no record names.
     struct FoundFile {
         std::string path;  ///< below the folder, as the file system has it
         std::uint64_t size;
     };
-    /// Files without a record, apart from renamed ones, which `files` has.
+    /// Files that no record names, apart from renamed ones, which `files` has.
     const std::vector<FoundFile>& newFiles() const { return newFiles_; }
 
     /// A folder that couldn't be read; files in it may exist without being found.

@@ -65,12 +65,12 @@ class FolderHistory::Reader {
     /// All files of the history, the oldest first: manifests by their numbers, and sums files in
     /// between by the dates in their names.
     std::vector<RunFile> files();
-    // Manifests, sorted by their numbers. Also reads the chain file, and notes what of the folder
-    // `ascmhl` can't be used.
+    // Manifests, sorted by their numbers. Also reads the chain file.
     std::vector<RunFile> manifests();
     // Sums files, sorted by their dates.
     std::vector<RunFile> sumsFiles();
-    // Reads the chain file, and notes manifests that it names and that are missing.
+    // Reads the chain file. Notes it if it can't be used, and else the manifests that it names and
+    // that are missing.
     void readChain(const std::unordered_set<std::string>& names);
 
     void readRun(const RunFile& file);
@@ -79,7 +79,8 @@ class FolderHistory::Reader {
     FolderHistory& history_;
     const int folder_;
     Descriptor manifestFolder_;
-    std::optional<ChainFile> chain_;  ///< none without the folder `ascmhl`, or if unusable
+    // None if there is no folder `ascmhl`, or if the folder or its chain file can't be used.
+    std::optional<ChainFile> chain_;
     RecordMerge merge_;
 };
 
@@ -105,7 +106,8 @@ std::vector<RunFile> FolderHistory::Reader::manifests() {
     if (!manifestFolder_ && errno == ENOENT) return files;
     std::unordered_set<std::string> names;
     try {
-        // Not a folder, a link, or no rights: the history is there, but can't be read.
+        // The history is there, but can't be read: its name is that of a file or link, for
+        // instance, or we have no rights.
         if (!manifestFolder_)
             throw UnusableFile(std::string("it can't be read (") + std::strerror(errno) + ")");
         for (std::string& each : namesIn(manifestFolder_.get())) names.insert(std::move(each));
@@ -173,8 +175,8 @@ RunContent FolderHistory::Reader::readManifestFile(const std::string& name) cons
     HistoryFile file(manifestFolder_.get(), name);
     const ChainFile::Entry* const line = chain_ ? chain_->find(name) : nullptr;
     const Digest* const expected = line && line->sum ? &*line->sum : nullptr;
-    // The sum is computed while the manifest is parsed, so that a second reading, in which the file
-    // could be another one, isn't needed.
+    // The sum is computed while the manifest is parsed, so that it is the sum of the very bytes
+    // that were parsed.
     if (expected) file.sumUp(expected->kind);
     RunContent content = readManifest(stoppable(file));
     if (expected && file.digest() != *expected)

@@ -4,7 +4,8 @@
 //
 // Everything is reached from an open folder, whatever becomes of its path. Anybody who may write
 // there can forge any record, so a record is only trusted to describe what a file of the folder
-// should hold. A manifest or sums file that can't be used is left out as a whole, and named.
+// should hold. A manifest or sums file that can't be used is left out as a whole, and noted in
+// `troubles`.
 
 #include <string>
 #include <string_view>
@@ -42,7 +43,7 @@ class FolderHistory {
     };
     const std::vector<Trouble>& troubles() const { return troubles_; }
 
-    /// Whether the folder has neither a record nor a file that may have held one.
+    /// Whether there was no manifest or sums file to use, and no trouble.
     bool empty() const { return runs_.empty() && troubles_.empty(); }
 
   private:

@@ -48,8 +48,9 @@ class ManifestFolder {
     std::string add(const Generation& generation);
 
   private:
-    /// False if the file system has no such locks. Then only the rule that no manifest is ever
-    /// replaced protects against another writer. Throws Failure if another program keeps the lock.
+    /// Locks the folder. False if the file system has no locks; then only the rule that no manifest
+    /// is ever replaced protects against another writer. Throws Failure if another program keeps
+    /// the lock.
     bool lock() const;
     // Deletes the hidden files of writers that were killed.
     void removeLeftovers() const;
@@ -110,7 +111,6 @@ std::uint32_t ManifestFolder::complete(ChainFile& chain) const {
         const auto number = generationNumber(name);
         if (number && *number > last && !chain.find(name)) unlisted[*number] = name;
     }
-    // In the order of their numbers, which the map keeps.
     for (const auto& [number, name] : unlisted) {
         HistoryFile file(manifests_.get(), name);
         file.sumUp(DigestKind::C4);
@@ -139,8 +139,9 @@ std::string ManifestFolder::add(const Generation& generation) {
     NewFile newChain(manifests_.get(), chainName);
     newChain.write(chain.text());
     newChain.finish();
-    // The manifest comes first: if the program is killed now, the next run finds and lists it. The
-    // other way round the chain would name a manifest that doesn't exist.
+    // The manifest gets its name first: if the program is killed before the chain is replaced, the
+    // next run finds and lists the manifest. In the other order the chain could name a manifest
+    // that doesn't exist.
     if (!manifest.takeName(name)) fail(name + " can't be made", "another program has made it");
     try {
         newChain.replace(chainName);
@@ -155,7 +156,7 @@ std::string ManifestFolder::add(const Generation& generation) {
     return name;
 }
 
-/// Fails if a path can't be written; a record that left it out would claim to be complete.
+/// Fails if a path can't be written: the record would claim to be complete without it.
 void requireRecordable(const Generation& generation, bool (*isWritable)(std::string_view)) {
     for (const HashRecord& record : generation.records)
         if (!isRecordedPath(record.path) || !isWritable(record.path))

@@ -1,9 +1,9 @@
 #pragma once
 // Records what one run has copied into a folder, or has verified there.
 //
-// Both writers give a file its name only when it is whole on the disk, and replace none but the
-// chain file. If they fail, no half file has a name. A wish to stop doesn't end them: what was
-// copied before the stop is worth a record.
+// Both functions give a file its name only when it is whole on the disk, and replace no file but
+// the chain file. They still work after a wish to stop, because what was copied before is worth a
+// record.
 
 #include <cstdint>
 #include <string>

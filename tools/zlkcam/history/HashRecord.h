@@ -39,11 +39,10 @@ const HashRecord* findRecord(const std::vector<HashRecord>& sorted, std::string_
 /// The folder in which a media hash list keeps its manifests.
 inline constexpr std::string_view historyFolder = "ascmhl";
 
-/// Whether the bytes are valid UTF-8.
 bool isUtf8(std::string_view bytes);
 
-/// Whether a record may have this path: valid UTF-8 of at most 4095 bytes, below the folder, and
-/// not in a history. A forged record must not make anybody read or write elsewhere.
+/// Whether a record may have this path: valid UTF-8 of at most 4095 bytes and without a zero, below
+/// the folder, and not in a history. A forged record must not make anybody read or write elsewhere.
 bool isRecordedPath(std::string_view path);
 
 }  // namespace zlk

@@ -26,7 +26,7 @@ struct CloseFolder {
 HistoryFile::HistoryFile(int folder, const std::string& name, std::uint64_t limit)
     : file_(::openat(folder, name.c_str(), O_RDONLY | O_NOFOLLOW | O_NONBLOCK | O_CLOEXEC)),
       limit_(limit) {
-    // O_NOFOLLOW returns ELOOP for a link.
+    // With O_NOFOLLOW, opening a link gives ELOOP.
     if (!file_ && errno == ELOOP) throw UnusableFile("it is a link");
     struct stat status {};
     if (!file_ || ::fstat(file_.get(), &status) != 0) throwUnreadable();
@@ -49,7 +49,7 @@ std::size_t HistoryFile::read(std::span<char> room) {
 }
 
 Digest HistoryFile::digest() {
-    // The parser may have stopped before the end; the sum is of all bytes.
+    // The sum is of all bytes, also of those that nobody has read.
     std::vector<char> block(1 << 16);
     while (read(block) > 0) {
     }

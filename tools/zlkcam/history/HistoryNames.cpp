@@ -79,8 +79,7 @@ std::string nameOfFolder(int folder) {
         std::filesystem::read_symlink("/proc/self/fd/" + std::to_string(folder), none);
     std::u16string name = wideText(path.filename().string());
     for (WCHAR& unit : name)
-        // Control characters, backslashes, U+FFFD, and the two units after that, which XML
-        // excludes.
+        // Control characters, backslashes, U+FFFD, and U+FFFE and U+FFFF, which XML excludes.
         if (unit < 0x20 || (unit >= 0x7F && unit < 0xA0) || unit == u'\\' || unit >= 0xFFFD)
             unit = u'_';
     if (name.starts_with(u'.')) name.front() = u'_';

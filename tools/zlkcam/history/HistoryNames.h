@@ -28,7 +28,6 @@ std::optional<DigestKind> sumsFileKind(std::string_view name);
 /// number such as `-2` and the suffix may follow the date. Empty if there is none.
 std::string_view dateInName(std::string_view name);
 
-/// The name of a manifest: number, folder and date.
 std::string manifestName(std::uint32_t number, const std::string& folderName, std::int64_t made);
 /// The name of a sums file or report directly in the folder. `attempt` distinguishes files of the
 /// same second: from 2 on it is a part of the name.
@@ -36,7 +35,8 @@ std::string datedName(const std::string& folderName, std::int64_t made, std::str
                       unsigned attempt = 1);
 
 /// The name of an open folder, as a part of files' names: at most 150 bytes, with `_` for a dot at
-/// its start and for what a file's name or XML can't hold. `root` if there is no name.
+/// its start, and for control characters, backslashes and U+FFFD to U+FFFF. `root` if there is no
+/// name.
 std::string nameOfFolder(int folder);
 
 }  // namespace zlk

@@ -14,8 +14,8 @@ namespace {
 
 using Kind = XmlToken::Kind;
 
-// Bytes of one element, such as that of a file. Together with the depth that XmlTokens allows they
-// bound the memory.
+// The most bytes of one element, such as that of a file. This limit and the depth that XmlTokens
+// allows bound the memory of an element.
 constexpr std::size_t largestElement = 1 << 20;
 constexpr std::size_t longestOwnText = 4095;
 
@@ -61,18 +61,18 @@ class ManifestReader {
     }
     bool isElement() const { return token_.kind == Kind::Start || token_.kind == Kind::Empty; }
 
-    /// Each of these begins with the token of an element's start, and returns at its end.
+    /// The functions from here to readToEnd begin with the token of an element's start, and return
+    /// at its end.
     void readRoot();
     void readHashes();
-    // Skips an element with all that is in it.
     void skip();
     // Parses the element as a whole; the result is valid until the next call.
     pugi::xml_node parse();
-    // Calls `take` for each token up to the end of the element.
+    // Calls `take` with the text of each token after the start of the element, up to its end.
     template <class Take>
     void readToEnd(Take take);
 
-    // Checks and parses `piece_`.
+    // Parses `piece_`. Throws UnusableFile.
     void parsePiece(pugi::xml_document& document) const;
     void addRecord(pugi::xml_node hash);
     // The text of one of our own elements in `metadata`; empty if there is none, or if it is
@@ -179,14 +179,15 @@ void ManifestReader::addRecord(pugi::xml_node hash) {
             record.action = std::max(record.action, actionOf(child));
         }
     }
-    // Sums, size and time of such a record are those of the damaged file. What the file should be
-    // stands in older records, which RecordMerge takes over.
+    // Sums, size and time of a failed record are those of the damaged file. RecordMerge takes those
+    // that the file should have from older records.
     if (record.action == HashAction::Failed) {
         record.sums.clear();
         record.size.reset();
         record.modified.reset();
     }
-    // The file was renamed since the last generation; the index is that of the record added below.
+    // A previous path says that the file was renamed since the last generation. The index is that
+    // of the record added below.
     if (!previousPath.empty())
         content_.renames.push_back({content_.records.size(), std::move(previousPath)});
     content_.add(std::move(record));
@@ -198,7 +199,7 @@ std::string ManifestReader::ownText(pugi::xml_node metadata, std::string_view na
         return localName(child) == name && namespaceOf(child, root) == ownNamespace;
     });
     std::string text = textOf(own);
-    // A path or name of a device isn't that long; somebody forged it.
+    // No real path or name of a device is longer; somebody forged the text.
     return text.size() > longestOwnText ? std::string() : text;
 }
 

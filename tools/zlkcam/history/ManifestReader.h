@@ -1,6 +1,6 @@
 #pragma once
-// Reads a manifest of a media hash list element by element, so that only one element is in memory
-// at a time.
+// Reads a manifest of a media hash list element by element, so that memory needn't hold its XML as
+// a whole.
 
 #include "tools/zlkcam/history/HistoryFile.h"
 #include "tools/zlkcam/history/RunContent.h"

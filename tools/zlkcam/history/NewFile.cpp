@@ -26,8 +26,8 @@ constexpr unsigned mostInASecond = 1000;
                   "Make room on that disk, or see to the rights of that folder.");
 }
 
-/// A path in an open folder that the platform accepts; /proc leads to the folder wherever it was
-/// moved to.
+/// The path of a name in an open folder, for calls of the platform. /proc leads to the folder
+/// wherever it was moved to.
 std::u16string pathOf(int folder, const std::string& name) {
     return wideText("/proc/self/fd/" + std::to_string(folder) + '/' + name);
 }
@@ -75,7 +75,7 @@ std::string NewFile::takeDatedName(std::int64_t made, std::string_view suffix) {
     const std::string folderName = nameOfFolder(folder_);
     for (unsigned attempt = 1; attempt <= mostInASecond; ++attempt) {
         std::string name = datedName(folderName, made, suffix, attempt);
-        // A name that is taken belongs to another run of the same second.
+        // Another run of the same second may have taken the name.
         if (!takeName(name)) continue;
         flushFolder(folder_, ".");
         return name;
@@ -92,7 +92,7 @@ void NewFile::replace(const std::string& name) {
 }
 
 void flushFolder(int folder, const std::string& name) {
-    // Some file systems can't flush a folder and need not; they return one of these errors.
+    // A file system that can't flush a folder returns one of these errors.
     if (::fsync(folder) != 0 && errno != EINVAL && errno != ENOTSUP && errno != ENOSYS)
         fail(name, std::strerror(errno));
 }

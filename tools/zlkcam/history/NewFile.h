@@ -19,7 +19,7 @@ class NewFile {
     /// this. `name` is the name that the file will get, or one like it: it becomes a part of the
     /// hidden name, and stands in messages.
     NewFile(int folder, const std::string& name);
-    /// Deletes the file if it hasn't got a name.
+    /// Deletes the file if it still has its hidden name.
     ~NewFile();
     NewFile(const NewFile&) = delete;
     NewFile& operator=(const NewFile&) = delete;
@@ -31,10 +31,10 @@ class NewFile {
 
     /// Moves the file to a name; false if the name is taken. `finish` has to come first.
     bool takeName(const std::string& name);
-    /// Moves the file to the first free of the names that belong to this time in its folder, waits
-    /// until the name is on the disk, and returns it.
+    /// Moves the file to the first of the names of datedName that is free, waits until the name is
+    /// on the disk, and returns it.
     std::string takeDatedName(std::int64_t made, std::string_view suffix);
-    /// Moves the file to a name and replaces what has it.
+    /// Moves the file to a name and replaces a file that has it.
     void replace(const std::string& name);
     /// Whether the file has got its name. It may have one although an operation above threw, as the
     /// flush after a move can fail.

@@ -9,7 +9,7 @@
 
 namespace zlk {
 
-// Four times the number of files on the largest cards of today; more would only fill the memory.
+// More files than a card holds. The limit keeps a forged file from filling the memory.
 inline constexpr std::size_t mostRecords = 1'000'000;
 
 struct RunContent {

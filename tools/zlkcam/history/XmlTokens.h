@@ -1,6 +1,6 @@
 #pragma once
-// Cuts an XML document of any length into tags and texts, so that only one of them is in memory at
-// a time. The contents of a tag or text are left to a real parser.
+// Cuts an XML document of any length into tags and texts, so that memory needn't hold all of it.
+// The contents of a tag or text are left to a real parser.
 
 #include <string>
 #include <string_view>
@@ -33,7 +33,8 @@ class XmlTokens {
     bool next(XmlToken& token);
 
   private:
-    /// False if it was a comment or an instruction, which gives no token.
+    /// Takes what begins with `<`. False if that was a comment or an instruction, which gives no
+    /// token.
     bool nextMarkup(XmlToken& token);
     void takeText(XmlToken& token);
     void takeTag(XmlToken& token);
@@ -53,7 +54,6 @@ class XmlTokens {
     std::string buffer_;
     // Where `rest` begins in `buffer_`.
     std::size_t at_ = 0;
-    // Elements that are open.
     std::size_t depth_ = 0;
     bool isBegun_ = false;  ///< the root element has begun
     bool isAtEnd_ = false;
