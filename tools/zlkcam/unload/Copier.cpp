@@ -15,11 +15,11 @@
 namespace zlk {
 namespace {
 
-// Bytes of one read of a large file; a component itself reads 64 KiB at a time.
+// Bytes of one read in readByPath.
 constexpr DWORD blockSize = 1 << 20;
 
-/// Gives a copy the modification time of its original, by which picture programs sort; an unknown
-/// time (-1) leaves the copy's own.
+/// Gives a copy the modification time of its original, by which picture programs sort. If that is
+/// unknown (-1), the copy keeps its own time.
 void setTime(const HiddenCopy& copy, std::int64_t seconds) {
     const timespec times[] = {{0, UTIME_OMIT}, {static_cast<time_t>(seconds), 0}};
     // Some file systems let only root set a time. A copy with the time of today is still a good
@@ -33,8 +33,8 @@ Failure writeFailure(const Destination& destination, int error) {
             "Make room, or choose another folder, and run it again with --new."};
 }
 
-/// Two readings gave different sums, so that neither can be trusted. The first one may be that of
-/// an earlier run.
+/// Two readings of a file gave different sums, so that neither can be trusted. An earlier run may
+/// have made the first reading.
 Failure readTwice() {
     return {ExitStatus::NotVerified, "Reading it twice gave different bytes.",
             "Clean the contacts of the card, or try another reader."};
@@ -61,7 +61,6 @@ void Copier::copy(std::vector<UnloadedFile>& files) {
         // The settlers may settle the previous shot only now: until here another file of it could
         // have followed.
         for (const auto& settler : settlers_) settler->begin(planned.shot);
-        // No file is begun after a stop, or if no destination can be used any more.
         if (StopFlag::raised()) ending_ = stoppedUnloading();
         if (!ending_) ending_ = endOfDestinations();
         if (ending_) break;
@@ -77,13 +76,13 @@ void Copier::copy(std::vector<UnloadedFile>& files) {
         inHand_ = nullptr;
     }
     // The settlers still work on what has arrived. Their results, and a destination that they gave
-    // up, are only known after this.
+    // up, are only known after the wait.
     waitForSettlers();
     if (!ending_) ending_ = endOfDestinations();
 }
 
 void Copier::abandon() {
-    // The settlers go first: from then on no thread changes the results that are reported below.
+    // The settlers are stopped first, so that no thread changes the results any more.
     for (const auto& settler : settlers_) settler->abandon();
     if (inHand_) noteFailure(*inHand_, stoppedUnloading());
     ending_ = stoppedUnloading();
@@ -96,8 +95,6 @@ std::unique_ptr<SourceFile> Copier::takeSource(std::size_t index) {
         source = std::move(ahead_.front());
         ahead_.pop_front();
     }
-    // Opened here are the very first file, a camera's, one that a destination has already, one that
-    // couldn't be opened ahead, and all if `filesAhead_` is 0.
     if (!source) source = std::make_unique<SourceFile>(*files[index].record);
     while (ahead_.size() < filesAhead_ && index + 1 + ahead_.size() < files.size()) {
         const PlannedFile& next = files[index + 1 + ahead_.size()];
@@ -109,7 +106,7 @@ std::unique_ptr<SourceFile> Copier::takeSource(std::size_t index) {
             opened = std::make_unique<SourceFile>(*next.record);
             opened->readAhead();
         } catch (const Failure&) {
-            continue;  // the same failure shows, and is reported, in this file's turn
+            continue;  // if it still fails in the file's turn, that is reported
         }
     }
     return source;
@@ -130,7 +127,7 @@ void Copier::copyFile(const PlannedFile& planned, const SourceFile& source, Unlo
 void Copier::readState(const SourceFile& source, UnloadedFile& file) {
     const FileRecord& record = *file.record;
     const SourceState state = source.state();
-    // These come before the check of the size, for the failure's report to have them.
+    // They are set before the checks, so that the report of a failure has them.
     file.size = state.size;
     file.modified = state.modified;
     if (state.size == largestSize && !isOnVolume(record)) {
@@ -139,7 +136,7 @@ void Copier::readState(const SourceFile& source, UnloadedFile& file) {
                       "It has 4 GiB or more, of which only a part would arrive.",
                       "Copy it with the file manager.");
     }
-    // The list gives 32 bits of a size, so that only these can be compared with the true one.
+    // The list gives 32 bits of a size, so only these bits of the true size are compared.
     if ((state.size & largestSize) != record.size)
         throw Failure(ExitStatus::ReadFailed, "It has changed since it was listed.");
 }
@@ -184,8 +181,8 @@ void Copier::read(const PlannedFile& planned, const SourceFile& source, Unloaded
                   Lanes& lanes) {
     CopySink sink(block_, {options_.sha256, plan_.needsDate() ? pictureHeadSize : 0});
     for (Lane& lane : lanes) sink.addCopy(lane.copy);
-    // With --verify the first reading fills half of the file's progress, and the second one the
-    // rest.
+    // With --verify a second reading, if one is needed, fills the other half of the file's
+    // progress.
     fetch(file, sink, {0, options_.verify ? 50 : 100});
     closeLanes(file, lanes, sink);
     // With no copy left there is no need for a sum.
@@ -216,7 +213,8 @@ void Copier::closeLanes(UnloadedFile& file, Lanes& lanes, const CopySink& sink) 
         const Failure failure = writeFailure(lane.settler->destination(), error);
         file.copies[lane.settler->index()].fail(failure);
         // EFBIG concerns this file only: the file system takes no file of that size (FAT: 4 GiB),
-        // but may take the others. Any other error (disk full, medium gone) would hit them, too.
+        // but may take the others. Any other error (disk full, medium gone) would hit the others,
+        // too.
         if (error != EFBIG) lane.settler->dropOut(failure);
         return true;
     });
@@ -224,19 +222,19 @@ void Copier::closeLanes(UnloadedFile& file, Lanes& lanes, const CopySink& sink) 
 
 void Copier::arrive(const PlannedFile& planned, UnloadedFile& file, Lanes& lanes) {
     std::vector<std::pair<std::size_t, Arrival>> arrivals;
-    // The picture's date is known by now, if it has one, so that this is the final name.
+    // By now the picture's date is known, if its bytes have been read and tell one.
     const std::string wanted = plan_.placeOf(planned, dateOf(planned));
     for (Lane& lane : lanes)
         arrivals.emplace_back(lane.settler->index(),
                               Arrival{&file, wanted, planned.shot, std::move(lane.copy)});
-    // Copies of killed runs are proved again if proofs are wished; they carry no HiddenCopy, for
-    // they have their names.
+    // Copies of killed runs are proved again if proofs are wished; they have no HiddenCopy, because
+    // they have their names already.
     for (std::size_t i = 0; i < settlers_.size() && options_.prove; ++i) {
         const KnownCopy* const known = planned.knownAt(i);
         if (known && known->sum && !settlers_[i]->isOut())
             arrivals.emplace_back(i, Arrival{&file, known->file, planned.shot, std::nullopt});
     }
-    // The progress has to know how many destinations are to report before the first of them can.
+    // UnloadProgress has to know how many destinations will report before one of them does.
     progress_.arrived(file, arrivals.size());
     // hand() waits while too many files are in the queue, and a stuck disk must not keep the user
     // from stopping the run.
@@ -245,8 +243,8 @@ void Copier::arrive(const PlannedFile& planned, UnloadedFile& file, Lanes& lanes
 }
 
 void Copier::noteDate(const PlannedFile& planned, std::span<const std::byte> head) {
-    // A RAW and a JPEG of one shot get the same date, so that a template puts them into the same
-    // folder, even if only one of the two files says when it was taken.
+    // A file takes the date of an earlier file of its shot, so that a template puts a RAW and its
+    // JPEG into the same folder.
     if (planned.shot == lastShot_ && shotDate_) return;
     lastShot_ = planned.shot;
     shotDate_ = pictureDate(head);
@@ -289,8 +287,8 @@ void Copier::save(const UnloadedFile& file, CopySink& into, ProgressCallback& pr
     const HRESULT result = session_.call([&](IPhotoDevice& device) {
         return device.SaveFileData(id.get(), path.get(), progress.asArgument());
     });
-    // If no copy can be written, the sink refuses the bytes and the component fails for that
-    // reason; the failure is then each destination's and not the device's.
+    // If no copy can be written, the sink refuses the bytes, and the component may fail for that
+    // reason. This failure is then each destination's and not the device's.
     if (result != S_OK && !into.isLost()) throwFetchFailure(session_.errorCode());
 }
 
@@ -301,7 +299,7 @@ void Copier::readByPath(const UnloadedFile& file, CopySink& into, ProgressCallba
         if (!ReadFile(source.get(), block.data(), blockSize, &read, nullptr)) break;
         if (!into.take(std::span(block).first(read))) return;
         const auto percent = static_cast<LONG>(into.size() * 100 / file.size);
-        // A read of 0 bytes is the end of the file; fetch() notices if that came too early.
+        // A read of 0 bytes is the end of the file; fetch() notices if the end came too early.
         if (progress.UpdateProgress(percent) != S_OK || read == 0) return;
     }
     throwFetchFailure(static_cast<LONG>(ExitStatus::ReadFailed));
@@ -314,7 +312,7 @@ void Copier::throwFetchFailure(LONG code) const {
 }
 
 void Copier::verify(const SourceFile& source, UnloadedFile& file) {
-    // Without this the second reading would come from the system's cache and compare the bytes with
+    // Otherwise the second reading would come from the system's cache and compare the bytes with
     // themselves, and not with what the card gives.
     source.forgetContents();
     CopySink second(block_);

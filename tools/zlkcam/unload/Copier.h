@@ -34,10 +34,10 @@ class Copier {
     /// Copies the files of the plan and waits until they are settled. `files` has one entry for
     /// each file of the plan, in the same order, and receives the results. A file that fails
     /// doesn't end the copying, which ends early only if nothing more can be copied: the device is
-    /// gone, no destination can be used any more, or the user wants it to stop.
+    /// gone or was let go, no destination can be used any more, or the user wants it to stop.
     void copy(std::vector<UnloadedFile>& files);
 
-    /// For another thread, while this object's own one hangs in a DeviceCall and never returns:
+    /// For another thread, while this object's thread hangs in a DeviceCall and never returns:
     /// stops the settlers, and notes the stop as `ending` and, if a file is being read, as its
     /// failure. Only the results may be used afterwards.
     void abandon();
@@ -58,17 +58,18 @@ class Copier {
         int start, size;
     };
 
-    /// Takes the opened file at this index, and opens those that follow up to `filesAhead`.
+    /// Returns the file at this index, and opens up to `filesAhead` of the files that follow it.
     std::unique_ptr<SourceFile> takeSource(std::size_t index);
     void copyFile(const PlannedFile& planned, const SourceFile& source, UnloadedFile& file);
-    /// Finds out the file's true size and time; throws Failure if it changed since it was listed,
-    /// or is too large for a camera to give.
+    /// Finds out the file's true size and time; throws Failure if it can't be looked at any more,
+    /// has changed since it was listed, or is too large for a camera to give.
     static void readState(const SourceFile& source, UnloadedFile& file);
     /// Makes a hidden copy in each destination that needs the file.
     Lanes openLanes(const PlannedFile& planned, UnloadedFile& file);
     /// Reads the file into the lanes, removes from `lanes` those that couldn't be written, and
-    /// notes the file's sums. With --verify the file is read twice, or only once if an earlier run
-    /// has left its sum. Throws Failure if the readings differ or the file changed meanwhile.
+    /// notes the file's sums unless none is left. With --verify the file is read twice, or only
+    /// once if an earlier run has left its sum. Throws Failure if a reading fails, the readings
+    /// differ, or the file changed meanwhile.
     void read(const PlannedFile& planned, const SourceFile& source, UnloadedFile& file,
               Lanes& lanes);
     void closeLanes(UnloadedFile& file, Lanes& lanes, const CopySink& sink);
@@ -94,7 +95,7 @@ class Copier {
     void verify(const SourceFile& source, UnloadedFile& file);
     [[noreturn]] void throwFetchFailure(LONG code) const;
     void noteFailure(UnloadedFile& file, const Failure& failure);
-    /// None as long as one destination can be used; else why the first of them can't.
+    /// None as long as one destination can be used; else why the first destination can't.
     std::optional<Failure> endOfDestinations() const;
 
     const PhotoSession& session_;

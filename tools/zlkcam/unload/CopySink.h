@@ -16,7 +16,7 @@ namespace zlk {
 
 class CopySink final : public FileSink {
   public:
-    /// What is made of the bytes besides the XXH128 sum, which there always is.
+    /// What is made of the bytes in addition to the XXH128 sum.
     struct Wishes {
         bool sha256 = false;
         std::size_t head = 0;  ///< how many of the first bytes are kept
@@ -28,8 +28,8 @@ class CopySink final : public FileSink {
     /// To be called before the first bytes. The caller keeps the copy, which has to outlive this.
     void addCopy(HiddenCopy& copy) { copies_.push_back({&copy}); }
 
-    /// Gathers bytes, and passes each full block on. False if that failed for the last copy that
-    /// was left; without copies always true.
+    /// Gathers bytes, and passes each full block on. False if a block was passed on and no copy is
+    /// left that can be written. Always true without copies.
     bool take(std::span<const std::byte> bytes) override;
     /// To be called after the last bytes. The results below are complete only then.
     void finish();

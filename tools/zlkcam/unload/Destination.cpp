@@ -25,14 +25,14 @@ std::u16string destinationPath(const std::u16string& given) {
                   "Making the folder " + folder + " failed: " + reason + ".");
 }
 
-/// Opens the destination, and creates it if it is missing and to be made.
+/// Opens the destination. If it is missing, it is created first, unless `making` is Nothing.
 OpenFolder openDestination(const std::u16string& path, const DeviceRoot& device,
                            Destination::Making making) {
     OpenFolder opened;
     std::string reason;
     const std::string name = utf8Text(path);
     // Whether the folder is on the device is found out before anything is created there, and again
-    // for the folder that was opened, because its path may have changed in between.
+    // for the folder that was opened, because the path may lead elsewhere by then.
     const Descriptor above = openFolder(existingPart(path), reason);
     if (above) opened.way = device.requireElsewhere(above.get(), name);
     if (making == Destination::Making::Folder && !CreateDirectoryW(path.c_str(), nullptr) &&

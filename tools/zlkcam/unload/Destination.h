@@ -46,8 +46,8 @@ class Destination {
     bool isMissing() const { return !folders_.top().descriptor; }
     /// The folder's descriptor, which stays this object's; -1 if the folder is missing.
     int folder() const { return folders_.top().descriptor.get(); }
-    /// The folder and all folders above it, from the inside out; only those that exist if the
-    /// folder is missing.
+    /// The folder and all folders above it, from the inside out. If the folder is missing, only the
+    /// existing ones.
     const std::vector<FileIdentity>& way() const { return folders_.top().way; }
 
     /// Creates the hidden file that is going to be placed at `wanted`. Throws Failure
@@ -59,12 +59,12 @@ class Destination {
     std::string findSame(const std::string& wanted, std::uint64_t size, std::int64_t modified);
 
     /// Writes moved files through once more on file systems (FAT) where a power cut would leave
-    /// them without contents until then. Errors are left to flushNames, which would meet them, too.
+    /// them without contents until then. An error is left to flushNames, which throws it.
     void flushMoved();
 
-    /// Opens a file of the destination for reading; empty with errno if there is no such file or it
-    /// lies on the device. Throws Failure (FileUnusable) if its folder can't be opened, or lies on
-    /// the device.
+    /// Opens a regular file of the destination for reading. Empty with errno if that fails, or if
+    /// the file lies on the device. Throws Failure (FileUnusable) if its folder can't be opened, or
+    /// lies on the device.
     Descriptor openFile(const std::string& file);
 
     /// Waits until the names of all placed files are on the disk. Throws Failure (FileUnusable).
@@ -73,11 +73,11 @@ class Destination {
     /// Descriptor of this run's private folder in the destination, which also holds the journal.
     /// The folder is created on first use. Throws Failure (FileUnusable).
     int runFolder();
-    /// Whether that folder stays for a later run when this object is destroyed.
+    /// Whether this run's private folder stays for a later run when this object is destroyed.
     void keepRunFolder(bool isKept);
-    /// For a program that ends without running destructors, while another thread may hold the
-    /// mutex: removeCopies deletes the unfinished copies, finishRunFolders the private folders that
-    /// aren't kept, with all that is in them.
+    /// removeCopies deletes the unfinished copies, finishRunFolders the private folders that aren't
+    /// kept, with all that is in them. Neither takes the mutex, so that a program can end while
+    /// another thread holds it.
     void removeCopies() const noexcept;
     void finishRunFolders() const noexcept;
 

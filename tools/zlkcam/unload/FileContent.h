@@ -11,7 +11,7 @@ namespace zlk {
 
 /// The sum of the whole file; none with errno if it can't be read.
 std::optional<ContentSum> contentSumOf(int file);
-/// The same for any kind of sum.
+/// Like contentSumOf, for a sum of any kind.
 std::optional<Digest> digestOf(int file, DigestKind kind);
 
 /// Also false if one of the files can't be read: then nothing shows that they are the same.

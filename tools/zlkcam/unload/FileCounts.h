@@ -23,7 +23,6 @@ inline std::size_t countOf(const std::vector<UnloadedFile>& files, Outcome outco
     return countOf(files, [=](const UnloadedFile& file) { return file.outcome() == outcome; });
 }
 
-/// The bytes of all files for which `predicate` is true.
 template <class Predicate>
 std::uint64_t bytesOf(const std::vector<UnloadedFile>& files, Predicate predicate) {
     std::uint64_t bytes = 0;

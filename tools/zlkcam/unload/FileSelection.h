@@ -27,8 +27,8 @@ class FileSelection {
     /// Throws Failure (Usage) for an option that can't be understood.
     explicit FileSelection(const SelectionOptions& options);
 
-    /// Whether a file is wanted. A file without a date counts as later than any date: a camera
-    /// whose clock was wrong must not cost the user a picture.
+    /// Whether a file is wanted. A file without a plausible date counts as later than any date: a
+    /// camera whose clock was wrong must not cost the user a picture.
     bool takes(const FileRecord& file) const;
     /// Whether there is no restriction at all.
     bool takesAll() const;

@@ -7,10 +7,10 @@
 
 namespace zlk {
 
-/// Other is everything that the rest excludes, also files without an extension.
+/// Other is the type of all files that have none of the known extensions.
 enum class FileType { Raw, Jpeg, Heif, Video, Audio, Other };
 
-/// By the extension of the path's last component, whatever its case; Other if it isn't known.
+/// Looks at the extension of the path's last component, whatever its case.
 FileType fileTypeOf(std::u16string_view devicePath);
 
 /// The type that a word of the command line names, in any case; none if there is no such type.

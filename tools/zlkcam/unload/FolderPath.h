@@ -1,6 +1,6 @@
 #pragma once
-// Folders by paths in the user's or a component's form. They may begin with a drive letter, so that
-// only the platform can resolve them.
+// Opens folders by paths that the user or a component gives. A path may begin with a drive letter,
+// which only the platform can resolve.
 
 #include <string>
 
@@ -8,14 +8,15 @@
 
 namespace zlk {
 
-/// Opens a folder. Empty if that fails, with the reason as text.
+/// Opens a folder. Empty if that fails, with a text in `reason`.
 Descriptor openFolder(const std::u16string& path, std::string& reason);
 
 /// The path of the folder that the last component lies in. The path itself for a root, and for a
 /// path that ends in a slash or has none.
 std::u16string pathAbove(const std::u16string& path);
 
-/// The longest part of a path that exists, to find out on which device a new folder would lie.
+/// The longest part of a path that exists, or else its root, to find out on which device a new
+/// folder would lie.
 std::u16string existingPart(std::u16string path);
 
 }  // namespace zlk

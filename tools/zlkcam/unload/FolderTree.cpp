@@ -131,8 +131,8 @@ void FolderTree::flushNames(const std::string& doing) {
         if (!folder) throwPosix(doing);
         flushFolder(folder->descriptor.get(), shown(name));
     }
-    // The destination's own entry in its parent is flushed too, as the folder may be new. Its
-    // errors are ignored: the parent may belong to another user, and the root of a drive has none.
+    // The destination's own entry in its parent is flushed too, as the folder may be new. Errors
+    // are ignored there: the parent may belong to another user.
     const Descriptor above(
         ::openat(top_.descriptor.get(), "..", O_RDONLY | O_DIRECTORY | O_CLOEXEC));
     if (above) ::fsync(above.get());

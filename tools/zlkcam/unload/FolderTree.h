@@ -1,7 +1,7 @@
 #pragma once
 // The folders at and below a destination, which copies are moved into.
 //
-// All of them are reached through open descriptors: another program may make a path lead elsewhere
+// All folders are reached through open descriptors: another program may make a path lead elsewhere
 // during the run, and resolving a long path for each file costs time. Paths below the destination
 // have `/` between their names, and the empty one is the destination itself.
 
@@ -40,8 +40,8 @@ struct Place {
     std::string name;
 };
 
-/// What `find` and `placeOf` return is valid until the next call. Used by one thread at a time, but
-/// for `top` and `shown`, whose answers never change.
+/// What `find` and `placeOf` return is valid until the next call that isn't const. Used by one
+/// thread at a time; `top` and `shown`, whose answers never change, by any thread.
 class FolderTree {
   public:
     /// `top` is the destination, and has no descriptor if that is missing; `name` is its name for
@@ -55,9 +55,10 @@ class FolderTree {
     /// Opens a folder; null if it doesn't exist. Throws Failure (FileUnusable), also if it lies on
     /// the device.
     const OpenFolder* find(const std::string& folder);
-    /// Creates the folders that are missing on the way to a file. Throws Failure (FileUnusable).
+    /// Finds the place of a file, and creates the folders that are missing on the way. Throws
+    /// Failure (FileUnusable).
     Place placeOf(const std::string& file);
-    /// Opens a file for reading; empty with errno if there is no such file or it lies on the
+    /// Opens a regular file for reading. Empty with errno if that fails, or if the file lies on the
     /// device. Throws what `find` throws for its folder.
     Descriptor openFile(const std::string& file);
 

@@ -44,9 +44,9 @@ class GlobPattern {
 
     void addRun(std::u16string_view& rest);
     void addSet(std::u16string_view& rest, const std::string& text);
-    /// Adds the places that are reached without another character.
+    /// Adds to `reached` the places that need no further character.
     void follow(std::vector<bool>& reached) const;
-    /// Computes the places that `next` reaches from `reached` by one more character.
+    /// Sets in `next` the places to which one more character leads from those in `reached`.
     void step(const std::vector<bool>& reached, char16_t upper, std::vector<bool>& next) const;
 
     std::vector<Token> tokens_;

@@ -86,7 +86,7 @@ bool HiddenCopy::moveTo(int folder, const std::string& name) {
 }
 
 void flushCopies(std::span<HiddenCopy* const> copies) {
-    // Other disks may be mounted below a destination, and a flush reaches one of them only.
+    // Other disks may be mounted below a destination, and a flush reaches one disk only.
     std::map<dev_t, std::vector<const HiddenCopy*>> disks;
     for (const HiddenCopy* const copy : copies) {
         if (const auto identity = identityOf(copy->file()))

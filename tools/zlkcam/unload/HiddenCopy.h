@@ -32,7 +32,7 @@ class HiddenCopy {
 
   private:
     int home_;
-    // Empty once it was moved, so that the destructor leaves it.
+    // Empty once the file was moved, so that the destructor leaves the file.
     std::string name_;
     Descriptor file_;
 };

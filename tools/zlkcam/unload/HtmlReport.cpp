@@ -61,8 +61,8 @@ void HtmlReport::writeFiles() {
         // wait, or fail, again.
         const bool isShown = isDue && file.reading == Outcome::NotReached && !unloader_.ending();
         const std::string thumbnail = isShown ? thumbnails_.of(*file.record) : std::string();
-        // The count goes up before the file is written: a thread that takes over must not write it
-        // twice.
+        // The count goes up before the file is written, so that a thread that takes over doesn't
+        // write it twice.
         ++looks_;
         if (isDue) write(markup_.file(file, thumbnail));
     }

@@ -2,7 +2,7 @@
 // The report of an unloading for people: one HTML page in each destination. It needs no other file,
 // and shows what was copied, what proves it, and first of all what went wrong.
 //
-// It is written file by file, so that memory doesn't grow with their number.
+// A page is written file by file, so that memory doesn't grow with the number of files.
 
 #include <memory>
 #include <string_view>

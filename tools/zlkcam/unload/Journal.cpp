@@ -13,7 +13,7 @@ namespace zlk {
 namespace {
 
 constexpr char name[] = "journal";
-// Stands in a line for a SHA-256 that wasn't made: an empty field couldn't be told from an error.
+// Stands in a line for a SHA-256 that wasn't made.
 constexpr char noSum[] = "-";
 // A journal of a million files, with some 200 bytes a line, is smaller than this.
 constexpr off_t longest = off_t{1} << 30;

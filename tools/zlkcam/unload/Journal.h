@@ -1,7 +1,6 @@
 #pragma once
 // The journal of a run: a line for each finished copy, in the run's private folder. If the run is
-// killed, the next one continues from it; a run that ends properly has its record and needs no
-// journal.
+// killed, the next one continues from it; a run that ends properly needs no journal.
 
 #include <cstdint>
 #include <optional>
@@ -13,7 +12,6 @@
 
 namespace zlk {
 
-/// One finished copy.
 struct JournalEntry {
     std::string source;  ///< path on the device, below its root
     std::string file;    ///< path below the destination

@@ -9,7 +9,7 @@
 namespace zlk {
 namespace {
 
-/// The local time of an entry in the device's list; none if it is no date or an absurd one.
+/// The local time of an entry in the device's list; none if that is no date or an absurd one.
 std::optional<LocalTime> plausibleTime(const RecordTime& time) {
     if (time.isNoDate) return std::nullopt;
     const std::optional<LocalTime> local = localTimeOf(secondsOf(time.text));
@@ -23,7 +23,7 @@ bool exists(const LocalTime& time) {
     const auto isWithin = [](int value, int first, int last) {
         return first <= value && value <= last;
     };
-    // The ranges first: the calendar types take unsigned numbers of few bits.
+    // The ranges are checked first, because the calendar types take unsigned numbers of few bits.
     if (!isWithin(time.month, 1, 12) || !isWithin(time.day, 1, 31)) return false;
     const year_month_day date(year(time.year), month(static_cast<unsigned>(time.month)),
                               day(static_cast<unsigned>(time.day)));

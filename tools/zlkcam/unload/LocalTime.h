@@ -20,15 +20,15 @@ struct LocalTime {
     auto operator<=>(const LocalTime&) const = default;
 };
 
-/// Whether there is such a day, and such a time of day.
+/// Whether the day and the time of day exist.
 bool exists(const LocalTime& time);
 
 /// Whether a picture can have been taken at that time (1990 to 2100). A camera whose clock was
-/// never set, or a file system without a date, gives a time outside of these years.
+/// never set, or a file system without dates, may give a time outside of these years.
 bool isPlausible(const LocalTime& time);
 
-/// Parses a text such as `2026:11:01 10:30:00`, with any separators, at the start of `text`; none
-/// if there is no such time.
+/// Parses the start of `text`, as in `2026:11:01 10:30:00`, where any characters may separate the
+/// numbers. None if that is no time that exists.
 std::optional<LocalTime> localTimeIn(std::string_view text);
 
 /// Converts seconds since 1970 UTC to this machine's time zone; none if they are out of range.

@@ -23,8 +23,8 @@ constexpr std::size_t maxCounterWidth = 9;
                   "\"{date:%Y}/{date:%Y-%m-%d}/{name}\".");
 }
 
-/// Rejects what is wrong whatever the fields stand for: a path that leads out of the destination,
-/// hidden names, and a missing file name.
+/// Rejects what is wrong whatever the fields stand for, such as a path that leads out of the
+/// destination, or a hidden name.
 void requireInside(const std::string& text) {
     if (text.empty()) refuse("it is empty.");
     const bool isDrive = text.size() > 1 && text[1] == ':' && text[0] != '{';
@@ -122,7 +122,7 @@ NameTemplate::NameTemplate(const std::string& text) {
     std::string_view rest = readable;
     while (!rest.empty()) {
         const bool isBrace = rest.starts_with("{{") || rest.starts_with("}}");
-        // Doubled braces stand for a single one, and are text.
+        // A doubled brace stands for a single one, and is text.
         if (isBrace || (rest.front() != '{' && rest.front() != '}')) {
             addText(rest.front());
             rest.remove_prefix(isBrace ? 2 : 1);
@@ -215,7 +215,7 @@ void NameTemplate::append(std::string& place, const Piece& piece, const Values& 
             place += values.stem;
             break;
         case Piece::Kind::Extension:
-            // If the file has no extension, the template's own dot before {ext} goes, too.
+            // If the file has no extension, the dot before {ext} is removed.
             if (values.extension.empty() && place.ends_with('.')) place.pop_back();
             place += values.extension.substr(values.extension.empty() ? 0 : 1);
             break;

@@ -31,8 +31,8 @@ std::vector<std::vector<std::size_t>> pairsOf(const std::vector<FileRecord>& fil
     for (std::size_t i = 0; i < paths.size(); ++i) {
         const std::size_t occurrence = timesSeen[paths[i]]++;
         std::vector<std::size_t>& ofStem = groupsOfStem[withoutExtension(paths[i])];
-        // `occurrence` is at most the number of groups so far: an earlier file of this name has
-        // made one.
+        // `occurrence` is at most `ofStem.size()`, because each earlier file of this name lies in a
+        // group of its own.
         if (occurrence == ofStem.size()) {
             ofStem.push_back(groups.size());
             groups.emplace_back();

@@ -105,8 +105,8 @@ std::string_view tiffIn(std::string_view head) {
     return exif.empty() && isIsoFile ? tiffBehind(head, "CMT2") : exif;
 }
 
-/// When recording of a video began, by the header of its movie box. The box is found by its size,
-/// type and version, of which there are two forms, without walking the tree of boxes.
+/// When recording of a video began, by its movie header. That box is found by its size, type and
+/// version, of which there are two forms, without walking the tree of boxes.
 std::optional<LocalTime> movieTime(std::string_view head) {
     struct Form {
         std::string_view start;  // size, type and version
@@ -117,8 +117,8 @@ std::optional<LocalTime> movieTime(std::string_view head) {
     for (const Form& form : forms) {
         const std::size_t at = head.find(form.start);
         if (at == head.npos) continue;
-        // QuickTime counts seconds since 1904. A value before 1970 wraps around here; isPlausible
-        // rejects it.
+        // QuickTime counts seconds since 1904. A value before 1970 becomes negative here, and gives
+        // no plausible time.
         constexpr std::uint64_t from1904To1970 = 2082844800;
         const std::uint64_t since1904 =
             numberIn(head, at + form.start.size() + flagBytes, form.timeBytes, true);

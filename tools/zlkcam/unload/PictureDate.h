@@ -13,7 +13,7 @@ namespace zlk {
 inline constexpr std::size_t pictureHeadSize = 256 * 1024;
 
 /// `head` holds the first bytes of a file of any kind, which may be malicious. The result is the
-/// local time at the place where the picture was taken; a video's time, which is stored in UTC, is
+/// local time at the place where the picture was taken; a video's time, which counts as UTC, is
 /// converted to this machine's time zone. None if these bytes have no plausible date.
 std::optional<LocalTime> pictureDate(std::span<const std::byte> head);
 

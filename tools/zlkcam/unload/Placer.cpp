@@ -16,7 +16,7 @@
 namespace zlk {
 namespace {
 
-// How many files `name (n)` of one name are tried before a device is given up as absurd.
+// The search for a free `name (n)` ends at this number.
 constexpr unsigned maxCollisions = 1'000'000;
 
 /// The path `file` with ` (number)` before its extension; unchanged for 1.
@@ -41,13 +41,13 @@ Placement placementOf(HiddenCopy& copy, const std::string& wanted) {
 Placer::Namesakes& Placer::namesakesOf(const std::string& file) {
     const auto [known, isNew] = namesakes_.try_emplace(file);
     Namesakes& namesakes = known->second;
-    // The names in use have no gaps for us: the first free number ends the search.
+    // Gaps in the numbers aren't looked for: the first free number ends the search.
     while (isNew && namesakes.next < maxCollisions) {
         const std::string candidate = numbered(file, namesakes.next);
         const Place place = folders_.placeOf(candidate);
         struct stat status {};
         if (::fstatat(place.folder, place.name.c_str(), &status, AT_SYMLINK_NOFOLLOW) != 0) break;
-        // A link counts by what it leads to, and takes its name in any case.
+        // A link counts as the file that it leads to. Its name is taken in any case.
         if (S_ISLNK(status.st_mode)) ::fstatat(place.folder, place.name.c_str(), &status, 0);
         if (S_ISREG(status.st_mode))
             namesakes.bySize.emplace(static_cast<std::uint64_t>(status.st_size),
@@ -112,10 +112,10 @@ void Placer::place(std::span<Placement> together) {
 bool Placer::placeAt(Placement& placement, unsigned number) {
     const std::string file = numbered(placement.wanted, number);
     Namesakes& namesakes = namesakesOf(placement.wanted);
-    // Even if the move fails the number is used, by somebody else.
+    // If the move returns false, somebody else has taken the number.
     namesakes.next = number + 1;
-    // Another program may have created a file of this name after placeBeside looked. That file is
-    // left alone, and the next number is tried.
+    // Another program may have created a file of this name meanwhile. That file is left alone, and
+    // the next number is tried.
     if (!move(placement, file)) return false;
     namesakes.bySize.emplace(placement.size, Namesake{file, 0, true, placement.sum});
     return true;
@@ -123,8 +123,8 @@ bool Placer::placeAt(Placement& placement, unsigned number) {
 
 void Placer::placeBeside(std::span<Placement* const> together) {
     unsigned number = 1;
-    // All files of a shot get the same number, for RAW and JPEG to keep belonging together; so the
-    // search begins at the highest of the first numbers that are free for each of them.
+    // All files get the same number, so that a RAW and its JPEG keep belonging together. The search
+    // begins at the highest of the numbers that are the first free one for a file.
     for (const Placement* const placement : together)
         number = std::max(number, namesakesOf(placement->wanted).next);
     for (std::size_t left = together.size(); left > 0; ++number) {

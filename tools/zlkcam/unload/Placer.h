@@ -1,6 +1,6 @@
 #pragma once
-// Gives finished copies their names in a destination. A name is never taken from another file. If
-// a file there already has the same bytes, it stands for the copy.
+// Gives finished copies their names in a destination. A name is never taken from another file. If a
+// file of the same name already has the same bytes, it stands for the copy.
 
 #include <cstdint>
 #include <optional>
@@ -29,7 +29,7 @@ struct Placement {
 /// (FileUnusable, or Stopped after a stop).
 Placement placementOf(HiddenCopy& copy, const std::string& wanted);
 
-/// Destination guards it by its mutex.
+/// Destination guards its Placer by a mutex.
 class Placer {
   public:
     /// `folders` stays the caller's and outlives this.
@@ -42,11 +42,10 @@ class Placer {
     /// have been placed by then.
     void place(std::span<Placement> together);
 
-    /// Finds a copy among `name`, `name (2)`... by size and modification time, the latter to within
-    /// the two seconds of a card's clock; empty if there is none. A link to the device doesn't
-    /// count. Each file is returned once only, and so stands for one file of the device, since two
-    /// cards, or two folders of one, may have pictures of the same name, size and time.
-    /// Throws Failure (FileUnusable).
+    /// Finds a copy among `name`, `name (2)`... by size and by modification time, which may differ
+    /// by two seconds (FAT). Empty if there is none. A link to the device doesn't count. Each file
+    /// is returned once only, because two cards, or two folders of a card, may have pictures of the
+    /// same name, size and time. Throws Failure (FileUnusable).
     std::string findSame(const std::string& wanted, std::uint64_t size, std::int64_t modified);
 
   private:
@@ -70,7 +69,7 @@ class Placer {
     bool isFree(const std::string& file);
     /// False if the name is taken. Throws Failure if the move fails for another reason.
     bool move(Placement& placement, const std::string& file);
-    /// The same for the name with a number.
+    /// Like move(), to the wanted name with a number.
     bool placeAt(Placement& placement, unsigned number);
     /// Places files that need a name of their own, because none of their namesakes has their bytes.
     void placeBeside(std::span<Placement* const> together);

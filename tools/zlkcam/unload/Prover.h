@@ -6,8 +6,7 @@
 namespace zlk {
 
 struct Proof {
-    /// As in MediumDigest: false if a cache may have given the bytes, so that nothing is known of
-    /// the medium.
+    /// As in MediumDigest: false if nobody can say that the bytes came from the medium.
     bool isFromMedium = false;
 };
 

@@ -165,8 +165,8 @@ HashRecord Recorder::recordOf(const JournalEntry& entry) const {
     record.sums.emplace_back(entry.sum);
     if (const auto sha256 = Digest::parse(DigestKind::Sha256, entry.sha256))
         record.sums.push_back(*sha256);
-    // An earlier manifest may know the file under this name. The comparison makes this record a
-    // verification of it, successful or not.
+    // If an earlier record has a sum of the file, the new one says whether the file still has that
+    // sum.
     const HashRecord* const before = history_.find(entry.file);
     const Digest* const sum = before ? before->sum(DigestKind::Xxh128) : nullptr;
     if (sum) record.action = *sum == record.sums[0] ? HashAction::Verified : HashAction::Failed;
@@ -185,8 +185,8 @@ std::vector<HashRecord> Recorder::records(const std::vector<UnloadedFile>& files
             {sourceOf(*file.record), copy.file, file.size, file.modified, *file.sum, file.sha256}));
         if (!unfinished_.empty()) recorded.insert(copy.file);
     }
-    // What killed runs have copied and this run didn't meet on the device, because the card is
-    // another one, is recorded now, as its journal is going to be removed.
+    // What killed runs have copied, and this run didn't meet on the device, is recorded now,
+    // because the journal is going to be removed.
     for (const auto& [source, copy] : unfinished_) {
         JournalEntry entry = copy.entry;
         if (recorded.contains(entry.file) || !isThere(entry.file, entry.size)) continue;
@@ -207,7 +207,7 @@ std::string Recorder::write(const std::vector<UnloadedFile>& files, std::size_t 
                                    options_.sha256 ? DigestKind::Sha256 : DigestKind::Xxh128);
     }
     // The journal is only given up here: if writing the manifest had failed, the next run would
-    // have needed it.
+    // need the journal.
     if (journal_) destination_.keepRunFolder(false);
     return manifest;
 }

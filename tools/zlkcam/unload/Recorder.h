@@ -1,7 +1,7 @@
 #pragma once
 // What a destination knows of the files that were taken from devices: from the manifests of earlier
-// runs, the journals of killed runs, and this run. It writes this run's manifest at the end. Until
-// then it keeps a journal, from which the next run continues if this one is killed.
+// runs, the journals of killed runs, and this run. A Recorder writes this run's manifest at the
+// end. Until then it keeps a journal, from which the next run continues if this one is killed.
 
 #include <cstdint>
 #include <optional>
@@ -49,7 +49,8 @@ class Recorder {
              const Options& options);
 
     /// Finds the copy of a file of the device, which would otherwise be copied to `wanted`. Each
-    /// copy is returned for one file only. Called before copying begins, by one thread.
+    /// copy is returned for one file only. Called before copying begins, by one thread. Throws
+    /// Failure (FileUnusable).
     std::optional<KnownCopy> find(const FileRecord& record, const std::string& wanted);
     /// False if `find` returns none for every file.
     bool knowsAny() const { return options_.onlyNew || !unfinished_.empty(); }
@@ -64,7 +65,7 @@ class Recorder {
     /// keeps the journal then.
     std::string write(const std::vector<UnloadedFile>& files, std::size_t index);
 
-    /// What of the folder's history couldn't be used.
+    /// What couldn't be used of the folder's history.
     const std::vector<FolderHistory::Trouble>& troubles() const { return history_.troubles(); }
 
   private:
@@ -82,11 +83,11 @@ class Recorder {
     void takeOver();
     void takeOver(const JournalEntry& entry);
     void listTaken();
-    /// Whether the destination has a file of this size there.
+    /// Whether the destination has a file of this path and size.
     bool isThere(const std::string& file, std::uint64_t size);
-    /// Whether a sums file needs a sum that an earlier run, with other options, hasn't made.
+    /// Whether this run's sums file needs a SHA-256 that the entry doesn't have.
     bool lacksSum(const JournalEntry& entry) const;
-    /// Makes that sum from the copy, if it can be read. Throws Failure (Stopped, and what
+    /// Makes the SHA-256 of an entry's copy, if that can be read. Throws Failure (Stopped, and what
     /// Destination::openFile throws).
     void addSum(JournalEntry& entry);
     void addToJournal(const JournalEntry& entry);
@@ -101,7 +102,7 @@ class Recorder {
     FolderHistory history_;
     Unfinished unfinished_;
     Taken taken_;
-    // Copies in earlier manifests that already stand for a file of the device.
+    // Paths of copies that already stand for a file of the device.
     std::unordered_set<std::string> counted_;
     // Begun with the first copy, so that a run that copies nothing leaves no folder behind.
     std::optional<Journal> journal_;

@@ -12,9 +12,8 @@ Remover::Remover(const PhotoSession& session, const CardSurvey& survey,
                  const UnloadOptions& options)
     : session_(session), survey_(survey), options_(options) {}
 
-/// Everything has to be certain: all copies proved, the original read in this run and not taken
-/// from a journal, compared with a second reading if that was wished, its bytes really delivered,
-/// and its folder readable to its end.
+/// All copies have to be proved. The original has to have been read in this run, and twice if that
+/// was wished, its bytes really delivered, and its folder read to its end.
 bool Remover::mayBeDeleted(const UnloadedFile& file) const {
     return file.isProved() && file.wasRead && isDelivered(*file.record, file.size) &&
            (file.verified || !options_.verify) && !survey_.isUncertain(file.record->id);
@@ -50,7 +49,6 @@ std::optional<Failure> Remover::remove(std::vector<UnloadedFile>& files) const {
     }
     for (auto file = first; file != files.end(); ++file) {
         if (!mayBeDeleted(*file)) continue;
-        // After a stop nothing more is deleted, even if it was planned.
         if (StopFlag::raised()) return stoppedUnloading();
         try {
             requireUnchanged(*file, byHandle ? &listed : nullptr);

@@ -19,9 +19,9 @@ class Remover {
     /// Both references stay the caller's.
     Remover(const PhotoSession& session, const CardSurvey& survey, const UnloadOptions& options);
 
-    /// Deletes the files that are proved at every destination and haven't changed since, and
-    /// nothing after a stop. Sets `deleted` or `failure` of each file that it tries. Returns what
-    /// ended it early, if anything did.
+    /// Deletes the files that mayBeDeleted() accepts and that haven't changed since, and nothing
+    /// after a stop. Sets `deleted` or `failure` of each file that it tries. Returns what ended it
+    /// early, if anything did.
     std::optional<Failure> remove(std::vector<UnloadedFile>& files) const;
 
   private:

@@ -215,8 +215,7 @@ std::string ReportMarkup::reasonsOf(const UnloadedFile& file) const {
     for (std::size_t i = 0; i < file.copies.size(); ++i) {
         const CopyResult& copy = file.copies[i];
         const std::string folder = targets_[i].destination->shown("");
-        // "Not there" is only said if another folder has the file; else the last line says it for
-        // all.
+        // If no folder has the file, the last line below says so for all.
         if (copy.failure)
             reasons += element("p", "reason", folder + ": " + copy.failure->what());
         else if (copy.outcome == Outcome::NotReached && file.isAnywhere())

@@ -45,7 +45,7 @@ class ReportMarkup {
     std::string destinations() const;
     /// Where the copies of a file lie.
     std::string placesOf(const UnloadedFile& file) const;
-    /// Why a file is missing somewhere.
+    /// Why a file isn't in each folder.
     std::string reasonsOf(const UnloadedFile& file) const;
 
     const Device& device_;

@@ -48,9 +48,9 @@ Descriptor openBelow(int parent, const std::string& name) {
         ::openat(parent, name.c_str(), O_RDONLY | O_DIRECTORY | O_NOFOLLOW | O_CLOEXEC));
 }
 
-/// Whether the run of a folder is dead. A live run holds the lock; this takes it, and `folder`
-/// keeps it until it is closed. Locks of other computers aren't visible on every network file
-/// system, so that there the folder must also be a day old.
+/// Whether the run of a folder is dead. A live run holds the lock of its folder. This function
+/// takes the lock, which `folder` then holds until it is closed. On network file systems, not all
+/// of which show the locks of other computers, the folder must also be a day old.
 bool isLeftover(int folder) {
     constexpr std::time_t day = 24 * 3600;
     struct stat status {};

@@ -2,9 +2,9 @@
 // The private folder of a run, `.zlkcam-<run>`, in which files lie until they are whole.
 //
 // Everything in it is reached through its descriptor, and only its owner may look into it, where
-// the file system has owners. So nobody can exchange a file that is being written for a link to
-// another one. It is locked as long as its run lives, which tells the leftovers of killed runs from
-// folders in use.
+// the file system has owners. There nobody else can exchange a file that is being written for a
+// link to another one. The folder is locked as long as its run lives, which tells the leftovers of
+// killed runs from folders in use.
 
 #include <cstddef>
 #include <functional>

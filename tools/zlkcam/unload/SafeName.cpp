@@ -41,12 +41,12 @@ void shorten(std::string& name) {
 }  // namespace
 
 WCHAR harmlessUnit(WCHAR unit, WCHAR instead) {
-    // The platform stores a byte that isn't UTF-8 as a unit from U+F000 on. From 0xA0 on it was
+    // The platform stores a byte that isn't UTF-8 as a unit from U+F000 on. A byte from 0xA0 on was
     // most likely Latin-1, which cameras use.
     if (unit >= 0xF0A0 && unit <= 0xF0FF) return static_cast<WCHAR>(unit - 0xF000);
     const bool control = unit < 0x20 || (unit >= 0x7F && unit < 0xA0);
     const bool masked = unit >= 0xF001 && unit < 0xF0A0;
-    // Direction marks make `exe.jpg` look like `gpj.exe`, and the other way round.
+    // Direction marks can make `exe.jpg` look like `gpj.exe`, and the other way round.
     const bool direction = (unit >= 0x202A && unit <= 0x202E) || (unit >= 0x2066 && unit <= 0x2069);
     return control || masked || direction ? instead : unit;
 }

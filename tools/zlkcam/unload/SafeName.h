@@ -1,6 +1,6 @@
 #pragma once
 // Turns names of a device's files into names that are safe on this machine: nothing in them leads
-// out of a folder, hides a file, or confuses a terminal or another system.
+// out of a folder, hides a file, or changes how a line of text reads.
 
 #include <string>
 #include <string_view>

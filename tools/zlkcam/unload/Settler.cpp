@@ -12,11 +12,11 @@ namespace {
 
 using Clock = std::chrono::steady_clock;
 
-// How long a file waits for others that can be flushed together with it. Longer gains little, and a
-// person sees no progress meanwhile.
+// How long a file waits for others that can be flushed together with it. A longer wait would gain
+// little.
 constexpr std::chrono::milliseconds gathering{1000};
 
-/// Exceptions that aren't a Failure come from the libraries, and mean that memory ran out.
+/// An exception that isn't a Failure comes from a library, and counts as lack of memory.
 Failure failureOf(const std::exception& error) {
     const auto* const failure = dynamic_cast<const Failure*>(&error);
     return failure ? *failure
@@ -46,8 +46,8 @@ Settler::~Settler() {
 
 void Settler::begin(unsigned shot) {
     const std::lock_guard lock(inUse_);
-    // No notification: the thread looks by itself every second, and waking it for each file costs
-    // more than the wait.
+    // The thread isn't notified: it looks by itself every second, and waking it for each file would
+    // cost more.
     openShot_ = shot;
 }
 
@@ -266,7 +266,7 @@ void Settler::take(Arrival& arrival, Outcome outcome, const std::string& file) {
 }
 
 void Settler::fail(Arrival& arrival, const Failure& failure) {
-    // The file isn't at fault, and counts as not reached.
+    // A stop isn't the file's fault, which counts as not reached.
     if (failure.status == ExitStatus::Stopped) return;
     const std::lock_guard lock(results_);
     resultOf(arrival).fail(failure);

@@ -32,14 +32,14 @@ struct Arrival {
 /// What is settled together: the files of one or more complete shots.
 using Batch = std::vector<Arrival>;
 
-/// How much may wait in the queue. Each waiting file is an open descriptor.
+/// How much may wait in the queue. Each waiting hidden copy has an open descriptor.
 struct BatchLimits {
     std::uint64_t bytes = 256 << 20;
     std::size_t files = 250;
 };
 
-/// One for each destination, used by the thread of the Copier; its own thread writes the files'
-/// results.
+/// One for each destination, used by the thread of the Copier. A thread of its own writes the
+/// results of the files that are handed over.
 class Settler {
   public:
     /// `index` is the position of the destination's result in each file's `copies`. References stay
@@ -66,7 +66,7 @@ class Settler {
     std::optional<Failure> failure() const;
     bool isOut() const { return failure().has_value(); }
     /// For a program that ends in the middle of the work: copies without a name get none any more
-    /// and are deleted, and no thread changes the results after this returns. Can't be undone.
+    /// and are deleted, and this object changes no results after that. Can't be undone.
     void abandon();
 
   private:

@@ -63,7 +63,7 @@ class SourceFile {
 
   private:
     const FileRecord& record_;
-    UniqueHandle handle_;  // keeps others from writing to it
+    UniqueHandle handle_;  // null if the file isn't held open
     int file_ = -1;        // the handle's; -1 without a handle
 };
 

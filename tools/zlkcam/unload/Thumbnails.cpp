@@ -12,7 +12,7 @@ namespace {
 
 // The thumbnails that components make have some 5 kB, but a camera may hand over any size.
 constexpr std::size_t largest = 128 << 10;
-// A browser opens a page of this size in reasonable time.
+// Bytes of all thumbnails of a page, which a browser has to be able to open.
 constexpr std::uint64_t largestSum = 64 << 20;
 constexpr std::string_view jpegStart = "\xFF\xD8\xFF";
 
@@ -42,7 +42,6 @@ bool isShown(const FileRecord& record) {
 
 std::string Thumbnails::of(const FileRecord& record) {
     if (isDeviceGone_ || StopFlag::raised() || !isShown(record)) return {};
-    // Once the page is full all further pictures are left out, and not only the larger ones.
     if (bytes_ >= largestSum) isCut_ = true;
     if (isCut_) return {};
     BoundedSink sink;

@@ -15,7 +15,6 @@ UnloadPlan::UnloadPlan(const std::vector<FileRecord>& records, const FileSelecti
     unsigned shot = 1;
     for (const std::vector<std::size_t>& pair : pairsOf(records)) {
         const std::size_t before = files_.size();
-        // The files of one shot stay together even if only some of them are chosen.
         for (const std::size_t index : pair) {
             const FileRecord& record = records[index];
             if (!selection.takes(record)) continue;

@@ -18,17 +18,17 @@ namespace zlk {
 /// Thread-safe. Called by the thread that reads from the device and by those of the settlers.
 class UnloadProgress {
   public:
-    /// How much there is to do: for the bar and the times that it estimates, and files and bytes
-    /// for the `start` event too.
+    /// How much there is to do. The bar shows it and estimates the remaining times by it; the event
+    /// `start` has the files and bytes.
     struct Extent {
         std::size_t files = 0;
         std::uint64_t bytes = 0;
         bool proves = false;  ///< copies are also read back, which the bar counts as well
     };
-    /// How it is shown.
+    /// How the progress is shown.
     struct Mode {
         bool quiet = false;   ///< only failures are shown
-        bool events = false;  ///< with JSON: an object a line for each event
+        bool events = false;  ///< each event is a JSON object in a line
     };
     UnloadProgress(Tool& tool, std::vector<const Destination*> destinations, const Extent& extent,
                    const Mode& mode);
@@ -37,9 +37,9 @@ class UnloadProgress {
     void start(const UnloadedFile& file);
     /// How much of the file in hand has been read, from 0 to 100.
     void progress(int percent);
-    /// The device has given the file as far as it will, and so many destinations are settling it.
+    /// The device gives no more of the file, and this many destinations are going to settle it.
     void arrived(const UnloadedFile& file, std::size_t destinations);
-    /// One of these destinations is done with the file.
+    /// One of the destinations that settle the file is done with it.
     void settled(const UnloadedFile& file);
     /// Hides the bar, before others write to the terminal.
     void end();

@@ -73,8 +73,8 @@ void UnloadSummary::tell(const Unloader& unloader, bool quiet) const {
     const DWORD milliseconds = GetTickCount() - start_;
     if (!quiet) sayAll(unloader, milliseconds);
     writeAll(unloader, milliseconds);
-    // Of several failures the gravest decides the exit status: of the copies first, then of the
-    // list, and of the deletion last.
+    // Of several failures one decides the exit status: first one of the run, then one of the list,
+    // and last a deletion that was refused.
     const std::optional<Failure> unread = survey_.tell(tool_);
     std::optional<Failure> failure = unloader.gravest();
     if (!failure) failure = unread;

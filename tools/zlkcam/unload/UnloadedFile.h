@@ -41,7 +41,7 @@ struct UnloadedFile {
     std::uint64_t size = 0;           ///< its true size on the device
     std::int64_t modified = -1;       ///< seconds since 1970 UTC; -1: not known
     std::optional<ContentSum> sum{};  ///< XXH128 of the bytes that the device gave
-    std::string sha256{};             ///< their SHA-256 as digits, if it was asked for
+    std::string sha256{};             ///< SHA-256 of the same bytes, as digits, if wished
     bool wasRead = false;   ///< the sum was made in this run, and not taken from a journal
     bool verified = false;  ///< the device gave the same bytes twice
     bool deleted = false;
@@ -57,7 +57,7 @@ struct UnloadedFile {
     bool isAnywhere() const;
     /// Whether every destination's copy was read back and compared.
     bool isProved() const;
-    /// Whether that was done from the medium everywhere.
+    /// Whether every destination's copy was read back from its medium.
     bool isFromMedium() const;
     /// The file's own failure, or else that of the first copy that has one; null if there is none.
     const Failure* trouble() const;

@@ -100,7 +100,7 @@ void Unloader::record() {
             // the first failure explains it better.
             if (!target.failure) target.failure = failure;
         }
-        // Without a failure the private folders are empty by now; after one they keep the journal.
+        // Removes the private folders, unless they keep a journal for the next run.
         target.destination->finishRunFolders();
     }
     isRecorded_ = true;

@@ -1,6 +1,6 @@
 #pragma once
-// Carries out an unloading in its steps: copy and prove the planned files, record them, and delete
-// the originals.
+// Carries out an unloading in its steps: copying and proving the planned files, recording them, and
+// deleting the originals.
 
 #include <memory>
 #include <optional>
@@ -25,7 +25,7 @@ struct Target {
     std::unique_ptr<Destination> destination;
     std::unique_ptr<Recorder> recorder;
     std::string manifest{};            ///< path below the folder; empty: none was written
-    std::string report{};              ///< the same for the report page
+    std::string report{};              ///< path of the report page, or empty, too
     std::optional<Failure> failure{};  ///< why it was given up, or has no manifest or report
 };
 
@@ -70,7 +70,6 @@ class Unloader {
     bool isRecorded_ = false;
 };
 
-/// The destinations of targets, in the same order.
 std::vector<const Destination*> destinationsOf(const std::vector<Target>& targets);
 
 }  // namespace zlk
