@@ -28,8 +28,7 @@ PipeBytes BulkInPipe::take(std::size_t room) {
                 halt();
                 break;
             case Kind::Silence:
-                // This step is never removed here: only the host ends it, by a cancel or reset,
-                // which clears the pipe.
+                // This step stays until the pipe is cleared.
                 return {};
             case Kind::Pulled:
                 steps_.pop_front();
@@ -51,8 +50,8 @@ PipeBytes BulkInPipe::takeBytes(std::size_t room) {
         count += behind->payload.bytes.size();
     count = std::min(count, room);
     const bool ends = count < room && behind != steps_.end() && behind->kind == Kind::End;
-    // Only the end of a transfer may send a packet that isn't full. Without it only whole packets
-    // are given, and the rest waits for the bytes that follow.
+    // Only the end of a transfer may send a packet that isn't full. Without an end only whole
+    // packets are given, and the rest waits for the bytes that follow.
     const std::size_t given = ends ? count : count - count % packetSize_;
     Payload piece;
     // Bytes of a single step are handed out where they lie; only a mixture is copied.
@@ -96,8 +95,8 @@ PipeBytes BulkInPipe::wait(std::chrono::milliseconds delay) {
     return {};
 }
 
-/// Transactions are completed at once and not with the next request: the host's next command may
-/// come before it asks for more.
+/// Transactions are completed at once and not with the next request: the host may send its next
+/// command before it asks for more.
 void BulkInPipe::passCompleted() {
     while (!steps_.empty() && steps_.front().kind == Kind::Completed) {
         steps_.pop_front();

@@ -34,7 +34,7 @@ class BulkInPipe {
         virtual void transactionCompleted() = 0;
         virtual void pipeStalled() = 0;
         virtual void cablePulled() = 0;
-        /// `take` has returned NotNow before, and now has something to give.
+        /// `take` has returned NotNow before, and may have something to give now.
         virtual void pipeReady() = 0;
 
       protected:

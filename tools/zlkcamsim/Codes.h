@@ -68,7 +68,7 @@ constexpr bool isImage(Code code) {
 }
 }  // namespace format
 
-/// In a parameter: all storages, or objects of all kinds.
+/// In a parameter: all storages, all objects, or all pictures as a format.
 inline constexpr std::uint32_t everything = 0xFFFFFFFF;
 /// In the parameter of a parent: the root of the storage.
 inline constexpr std::uint32_t rootParent = 0xFFFFFFFF;

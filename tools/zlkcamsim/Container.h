@@ -15,7 +15,6 @@ using ByteView = std::span<const std::byte>;
 
 enum ContainerType : std::uint16_t { Command = 1, Data = 2, Response = 3, Event = 4 };
 
-/// The header of every container.
 struct ContainerHeader {
     static constexpr std::size_t size = 12;
     static constexpr std::uint32_t unknownLength = 0xFFFFFFFF;  ///< for containers of 4 GiB or more

@@ -15,7 +15,7 @@
 namespace zlk::camsim {
 namespace {
 
-// No command is that long; a talker that sends more is cut off.
+// A talker that sends a longer line is cut off.
 constexpr std::size_t longestLine = 64 * 1024;
 
 [[noreturn]] void fail(const std::string& what, int error = errno) {
@@ -94,7 +94,7 @@ class ControlChannel::Talk {
     }
 
     void end() {
-        // `closed_` may end the program, so it comes before this object destroys itself.
+        // `closed_` is a member, so it is called before this object destroys itself.
         if (closed_) closed_();
         auto& talks = channel_.talks_;
         talks.erase(std::find_if(talks.begin(), talks.end(),

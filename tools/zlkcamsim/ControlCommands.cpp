@@ -63,7 +63,7 @@ std::string ControlCommands::answer(const std::string& line) {
     } catch (const std::bad_alloc&) {
         throw;
     } catch (const std::exception& error) {
-        // All other errors are the tester's, who gets their texts.
+        // The tester gets the texts of all other errors.
         return std::string("error ") + error.what();
     }
 }
@@ -123,7 +123,7 @@ std::string ControlCommands::faults(const Words& words) {
 
 std::string ControlCommands::event(const Words& words) {
     // An event belongs to no transaction; as from a real camera, it carries the number of the last
-    // one.
+    // transaction.
     Message event{
         static_cast<Code>(number(words, 1, 0xFFFF)), camera_.session().lastTransaction, {}};
     std::string form;

@@ -138,7 +138,7 @@ std::vector<Fault> FaultList::take(Phase phase, Code operation) {
     for (Fault& fault : faults_)
         if (fault.phase == phase && fault.operation.value_or(operation) == operation &&
             fault.count > 0) {
-            // Counted even if its place never comes up in this transaction.
+            // A fault counts even if its place never comes up in this transaction.
             --fault.count;
             striking.push_back(fault);
         }

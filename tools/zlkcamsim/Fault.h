@@ -25,7 +25,7 @@ enum class FaultKind {
     Short,        ///< the transfer ends after `at` bytes of the payload
     Truncate,     ///< the payload is cut to `value` bytes, and the container says so
     Grow,         ///< `value` bytes more, at most 16 MiB, and the container says so
-    Patch,        ///< `bytes` replace those `at` this place of the payload
+    Patch,        ///< `bytes` replace those of the payload from byte `at` on
     ArrayCount,   ///< `value` instead of the count at the payload's beginning
     StringCount,  ///< `value` instead of the count of the dataset's first string
     Glue,         ///< the response follows in the same transfer
@@ -81,7 +81,8 @@ class FaultList {
     /// The faults that strike in this phase of the operation, in the order in which they were
     /// armed. Each is counted, and is gone when it has struck often enough.
     std::vector<Fault> take(Phase phase, Code operation);
-    /// The same for the cancel request: whether a fault of this kind strikes now.
+    /// Whether a fault of this kind, which is one of the cancel request, strikes now. It is
+    /// counted.
     bool take(FaultKind kind);
 
   private:

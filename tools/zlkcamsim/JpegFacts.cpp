@@ -24,7 +24,7 @@ class Tiff {
         return value;
     }
 
-    /// The offset of a tag's entry in a directory.
+    /// The offset of a tag's entry in a directory; none if the directory doesn't have it.
     std::optional<std::size_t> find(std::size_t directory, std::uint32_t tag) const {
         const std::uint32_t count = number(directory, 2);
         for (std::size_t i = 0; i < count; ++i)

@@ -1,6 +1,6 @@
 #pragma once
 // Watches what the host sends and records where it breaks the rules of PTP and of the still image
-// class. The host isn't blamed for what a fault of the camera caused.
+// class. It excuses what follows from a broken transaction or a lost session.
 
 #include <deque>
 #include <optional>
@@ -43,7 +43,8 @@ class Judge {
 
     // What the camera has counted, for comparison.
     const Session& session_;
-    // The id that transactionBroken() was called with, until the next command but OpenSession.
+    // The id that transactionBroken() was called with, until the next command other than
+    // OpenSession.
     std::optional<std::uint32_t> reusable_;
     // The last id that was accepted again, and how often it was.
     std::optional<std::uint32_t> repeated_;

@@ -20,7 +20,7 @@ struct Identity {
 enum class PassThrough : std::uint8_t {
     Anything,  ///< answers all questions, at any time
     None,      ///< doesn't know the questions: the device is a camera
-    Plain,     ///< answers which camera it is
+    Plain,     ///< answers ConnectedCamera alone
     Button,    ///< ConnectedCamera finds no camera before PressSaveButton
 };
 

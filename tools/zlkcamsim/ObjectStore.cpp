@@ -57,7 +57,7 @@ bool ObjectStore::removeStorage(std::uint32_t id) {
 
 void ObjectStore::scan(const fs::path& folder, std::uint32_t storage, std::uint32_t parent) {
     std::vector<fs::directory_entry> entries{fs::directory_iterator(folder), {}};
-    // Sorted, so that the same folder always gets the same handles.
+    // The entries are sorted, so that the same folder always gets the same handles.
     std::sort(entries.begin(), entries.end());
     for (const fs::directory_entry& entry : entries) {
         const std::string name = entry.path().filename();
@@ -101,13 +101,13 @@ bool ObjectStore::remove(std::uint32_t handle) {
                 std::find(doomed.begin(), doomed.end(), child) == doomed.end())
                 doomed.push_back(child);
     bool whole = true;
-    // From the inside out, so that folders are empty when their turn comes.
+    // The walk goes from the inside out, so that folders are empty when their turn comes.
     for (auto each = doomed.rbegin(); each != doomed.rend(); ++each) {
         const auto found = objects_.find(*each);
         if (found == objects_.end()) return false;
         const StoredObject& object = found->second;
         std::error_code error;
-        // A folder stays if anything in it, or anything before, couldn't be removed.
+        // A folder stays if anything in it, or anything before it, couldn't be removed.
         const bool kept = object.isProtected || (object.isFolder() && !whole);
         if (!kept && !object.path.empty() && !object.borrowed) fs::remove(object.path, error);
         if (kept || error)

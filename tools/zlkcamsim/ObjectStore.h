@@ -62,7 +62,7 @@ class ObjectStore {
     const Storage* storage(std::uint32_t id) const;
 
     const std::map<std::uint32_t, StoredObject>& objects() const { return objects_; }
-    /// Null if there is no such object. Valid until the object is removed.
+    /// Null if no object has this handle. Valid until the object is removed.
     StoredObject* find(std::uint32_t handle);
 
     /// Returns a handle that no object has had.
@@ -70,9 +70,8 @@ class ObjectStore {
     /// Adds an object under its handle, or under a new one if its handle is 0.
     StoredObject& add(StoredObject object);
     /// Removes an object and everything in it, from the inside out, with the files that are the
-    /// camera's. False if there is no such object, or if something is protected or its file can't
-    /// be removed. That object stays, and so do the folders above it and all folders whose turn
-    /// comes later.
+    /// camera's. False if no object has this handle, or if something in it is protected or can't be
+    /// removed. What can't be removed stays, and so do all folders whose turn comes later.
     bool remove(std::uint32_t handle);
 
     /// Removes the objects whose content is this file, and leaves the file.

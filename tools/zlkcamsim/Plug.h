@@ -17,8 +17,8 @@ class Plug {
     /// outlive this.
     Plug(usbscan::EventLoop& loop, VirtualCamera& camera, std::string name);
 
-    /// Makes the camera appear; does nothing if it is there. Throws std::system_error if another
-    /// process serves a device of this name.
+    /// Makes the camera appear; does nothing if it is there. Throws std::system_error, for instance
+    /// if another process serves a device of this name.
     void plug();
     /// Makes the camera disappear. All clients learn of it at once.
     void unplug();
@@ -32,8 +32,8 @@ class Plug {
     std::unique_ptr<usbscan::DeviceEntry> entry_;
     // Stays after an unplugging, for clients that are still connected; the next plug() replaces it.
     std::unique_ptr<usbscan::DeviceHost> host_;
-    // Made anew for each plugging. If the one that a host's callback knows has expired, the
-    // callback comes too late.
+    // Made anew for each plugging. A host's callback comes too late if the object that it knows has
+    // expired.
     std::shared_ptr<const int> plugging_;
 };
 

@@ -9,8 +9,8 @@ namespace zlk::camsim {
 
 /// As in `20060715T103000`, local time.
 std::u16string ptpDate(std::time_t time);
-/// Parses such a date; none if it isn't one. What follows it is ignored: it may be fractions of a
-/// second and a time zone, and cameras know neither.
+/// Parses a date of this form at the start of a text; none if there is no date. What follows it,
+/// such as a time zone, is ignored.
 std::optional<std::time_t> timeOfPtpDate(const std::u16string& date);
 
 }  // namespace zlk::camsim

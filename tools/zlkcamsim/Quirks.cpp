@@ -10,7 +10,7 @@
 namespace zlk::camsim {
 namespace {
 
-// Words that switch a habit on; all-parameters has a value and is parsed apart.
+// Words that switch a habit on; all-parameters may have a value and is parsed apart.
 constexpr std::array<std::pair<std::string_view, bool Quirks::*>, 6> switches{
     {{"no-count", &Quirks::noCount},
      {"no-format-filter", &Quirks::noFormatFilter},

@@ -41,7 +41,7 @@ void RecordedDevice::control(const UsbEvent& event) {
 
 void RecordedDevice::keep(const Address& address, std::uint8_t type, std::uint8_t index,
                           ByteView bytes) {
-    // A host first asks for the beginning of a descriptor, to learn its length, so the longest
+    // A host may first ask for the beginning of a descriptor, to learn its length, so the longest
     // version counts.
     const auto keepLonger = [bytes](Bytes& kept) {
         if (bytes.size() > kept.size()) kept.assign(bytes.begin(), bytes.end());
@@ -53,7 +53,7 @@ void RecordedDevice::keep(const Address& address, std::uint8_t type, std::uint8_
     if (type == deviceType && bytes.size() == deviceSize) keepLonger(of.device);
     if (type == stringType) keepLonger(of.strings[index]);
     if (type == configurationType) keepLonger(of.configuration);
-    // The first device whose descriptors show a still-image interface is the one.
+    // The first device whose descriptors show a still-image interface counts.
     if (!address_ && !of.device.empty() && findInterface(of.configuration)) address_ = address;
 }
 

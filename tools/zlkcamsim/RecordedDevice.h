@@ -17,8 +17,8 @@ class RecordedDevice {
     /// Whether the descriptors so far have shown a device with a still-image interface. The first
     /// such device counts.
     bool isKnown() const { return address_.has_value(); }
-    /// Whether a transfer is this device's; false before the device is known. The three that follow
-    /// are for its transfers only.
+    /// Whether a transfer is this device's; false before the device is known. The three functions
+    /// below are for transfers of this device only.
     bool isFrom(const usbscan::UsbEvent& event) const;
     bool isBulkIn(const usbscan::UsbEvent& event) const { return event.endpoint == bulkIn_; }
     bool isBulkOut(const usbscan::UsbEvent& event) const { return event.endpoint == bulkOut_; }

@@ -93,7 +93,7 @@ void RecordingParser::add(const UsbEvent& event) {
 
 void RecordingParser::addOut(const UsbEvent& event) {
     if (event.kind != UsbEvent::Kind::Submission) {
-        // The device refused to take the command.
+        // A stall says that the device refused to take the command.
         if (event.status == -EPIPE && question_ && event.transfer == command_) stalled_ = true;
         return;
     }
@@ -110,7 +110,7 @@ void RecordingParser::addOut(const UsbEvent& event) {
     }
     // Only a whole command begins a question.
     if (header.type != Command || header.length != event.length) return;
-    // The next command is the end of the previous one's answer.
+    // The next command ends the answer to the previous one.
     if (question_) close(stalled_ ? End::Stall : End::Complete);
     question_ = {header.code, {}};
     std::vector<std::uint32_t>& parameters = question_->second;
@@ -154,8 +154,7 @@ void RecordingParser::followContainers(const RecordedPiece& piece) {
             at += part;
             continue;
         }
-        // The bytes there weren't recorded, so that nobody can know where the next container
-        // begins.
+        // If the bytes there weren't recorded, nobody can know where the next container begins.
         headIsLost_ = at >= piece.bytes.size();
         if (headIsLost_) break;
         head_.push_back(piece.bytes[static_cast<std::size_t>(at++)]);

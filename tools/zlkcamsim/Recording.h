@@ -26,7 +26,7 @@ struct RecordedPiece {
 struct RecordedAnswer {
     /// What came at the end of the answer.
     enum class End {
-        Complete,  ///< the host's next command
+        Complete,  ///< the host's next command, or the end of the recording
         Silence,   ///< nothing, until the host gave up
         Stall
     };
@@ -58,8 +58,9 @@ struct Recording {
 };
 
 /// Reads what the recording has of the first still-image device in it. Throws RecordingError if the
-/// file is damaged, has no descriptors of such a device or none of its answers, has more than 256
-/// MiB of them, or has a transfer of more than 16 MiB or a packet size that USB doesn't know.
+/// file is damaged, has no descriptors of a still-image device or none of its answers, has more
+/// than 256 MiB of answers, or has a transfer of more than 16 MiB or a packet size that USB doesn't
+/// know.
 Recording readRecording(RecordingReader& reader);
 
 }  // namespace zlk::camsim

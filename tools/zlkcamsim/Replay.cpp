@@ -66,7 +66,7 @@ const RecordedAnswer* Replay::answerTo(const Message& command) {
     const Recording::Question question = questionOf(command);
     const auto found = recording_.answers.find(question);
     if (found == recording_.answers.end()) {
-        // The virtual camera answers questions of the session by itself, see below.
+        // The virtual camera answers a command of the session by itself.
         if (!isOfTheSession(command.code)) say_(textOf(command) + " was never recorded");
         return nullptr;
     }
@@ -75,8 +75,8 @@ const RecordedAnswer* Replay::answerTo(const Message& command) {
     const RecordedAnswer& answer = found->second[std::min(played, found->second.size() - 1)];
     ++played;
     // Whether a session is open depends on what was asked here, not on what was asked during the
-    // recording. So the camera answers by itself, unless the recorded one refused or ignored the
-    // request.
+    // recording. If the recorded answer only says whether one was open, the camera answers by
+    // itself.
     constexpr std::array outcomes{response::OK, response::SessionAlreadyOpen,
                                   response::SessionNotOpen};
     const bool isSessions = answer.end == End::Complete &&

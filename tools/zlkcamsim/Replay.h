@@ -25,9 +25,11 @@ class Replay {
 
     /// Whether a data phase from the host follows the command.
     bool takesData(const Message& command) const;
-    /// The next of the answers that were recorded to such a command; the last one is repeated. Null
-    /// if none was recorded, or if the virtual camera has to answer by itself, as it does to
-    /// commands that open or close the session. The answer stays this object's.
+    /// The recorded answer to a command. A command that comes several times gets its recorded
+    /// answers in their order, and from then on the last one. Null if the recording has no answer
+    /// to it, or if the command opens or closes the session and the recorded answer only said
+    /// whether one was open: the virtual camera then has to answer by itself. The answer stays this
+    /// object's.
     const RecordedAnswer* answerTo(const Message& command);
     /// Appends the answer to the pipe's script, in the transfers in which it was recorded.
     void play(const RecordedAnswer& answer, const Message& command, BulkInPipe& pipe) const;

@@ -153,8 +153,8 @@ bool ReplyScript::body(const Bytes& header, const Payload& payload,
         if (!fault) continue;
         const std::size_t offset = fault->offsetIn(payload.bytes.size());
         const bool nothing = fault->at == 0;
-        // The fault comes after the whole payload. The transfer ends first, or its last packet
-        // would be withheld.
+        // A fault after the whole payload comes when the transfer has ended. Otherwise the last
+        // packet would be withheld.
         if (!nothing && offset == payload.bytes.size()) {
             send(Payload::of(header));
             send(payload);
@@ -202,8 +202,8 @@ void ReplyScript::send(Payload payload) {
     pipe_.append({Kind::Send, std::move(payload), {}});
 }
 
-/// Sends the container up to `count` bytes of its payload, without the packet that these bytes end
-/// in: a real device would still be filling it.
+/// Sends the container up to `count` bytes of its payload, without a last packet that isn't full: a
+/// real device would still be filling it.
 void ReplyScript::sendWholePackets(const Bytes& header, const Payload& payload, std::size_t count) {
     const std::uint64_t together = inTransfer_ + header.size() + count;
     const std::size_t loose = together % pipe_.packetSize();

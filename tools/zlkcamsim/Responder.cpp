@@ -162,7 +162,8 @@ void Responder::setCameraBehind(std::uint16_t vid, std::uint16_t pid) {
 
 Reply Responder::connectedCamera(const Message& command) {
     if (command.code == operation::PressSaveButton) buttonPressed_ = true;
-    // A dock with a button finds the camera only when the button has been pressed.
+    // Asked by ConnectedCamera, a dock with a button finds the camera only after the button was
+    // pressed.
     const bool waits = traits_.passThrough == PassThrough::Button && !buttonPressed_ &&
                        command.code == operation::ConnectedCamera;
     if (waits) return {response::OK, {0, 0}, {}, {}};

@@ -38,7 +38,7 @@ struct Announcement {
     std::u16string name;
     Code format = 0;
     std::uint32_t size = 0, storage = 0, parent = 0, handle = 0;
-    /// Whether its content has come, too.
+    /// Whether its content has come, too. A folder has none and counts as filled.
     bool filled = false;
 };
 
@@ -50,7 +50,7 @@ class Responder {
 
     /// Whether the operation has a data phase from the host.
     static bool takesData(Code operation);
-    /// A place for the data of that phase; it drops what the operation can't use.
+    /// A place for the data of a command's data phase. It drops what the operation can't use.
     std::unique_ptr<Spool> spoolFor(const Message& command) const;
     /// Runs an operation. `received` has the data of its data phase; null for operations without
     /// one. May throw, for instance if a file has vanished.
@@ -59,7 +59,7 @@ class Responder {
     /// Ends the session, as the host or a reset does.
     void closeSession();
 
-    /// Sets the camera that is plugged into this dock by its USB ids; 0, 0 for none.
+    /// Sets the USB ids of the camera that is plugged into this dock; 0, 0 for none.
     void setCameraBehind(std::uint16_t vid, std::uint16_t pid);
     /// What the host has announced, the oldest first; at most the last thousand.
     const std::deque<Announcement>& announcements() const { return announcements_; }

@@ -14,7 +14,7 @@
 namespace zlk::camsim {
 namespace {
 
-/// The largest number of the type for values that don't fit, as PTP does for sizes.
+/// The value, or the largest number of the type if it doesn't fit. PTP gives sizes like that.
 template <class Number>
 Number clamped(std::uint64_t value) {
     return static_cast<Number>(std::min<std::uint64_t>(value, std::numeric_limits<Number>::max()));
@@ -166,8 +166,8 @@ bool Responder::isProtected(const StoredObject& object) const {
 
 bool Responder::removeObject(std::uint32_t handle) {
     if (isProtected(*store_.find(handle))) return false;
-    // With deletesLater the object is removed when the host has fetched the event, or can't any
-    // more.
+    // With deletesLater the object is removed when the host has fetched the event, or can't fetch
+    // it any more.
     if (!traits_.deletesLater && !store_.remove(handle)) return false;
     raise_({event::ObjectRemoved, session_.lastTransaction, {handle}}, [this, handle] {
         if (traits_.deletesLater) store_.remove(handle);

@@ -28,12 +28,12 @@ bool read(ByteView dataset, Announcement& announced) {
 }  // namespace
 
 Code Responder::placeObject(const Message& command, Announcement& announced) const {
-    // 0 leaves the choice to the camera.
+    // A storage of 0 leaves the choice to the camera.
     const std::uint32_t storage = command.parameter(0), parent = command.parameter(1);
     if (store_.storages().empty()) return response::InvalidStorageID;
     announced.storage = storage ? storage : store_.storages().front().id;
     if (!store_.storage(announced.storage)) return response::InvalidStorageID;
-    // Both mean the root of the storage.
+    // 0 and rootParent mean the root of the storage.
     if (!parent || parent == rootParent) return response::OK;
     const StoredObject* const folder = store_.find(parent);
     if (!folder || !folder->isFolder() || (storage && folder->storage != storage))
@@ -44,7 +44,7 @@ Code Responder::placeObject(const Message& command, Announcement& announced) con
 }
 
 Reply Responder::sendObjectInfo(const Message& command) {
-    // A new announcement replaces one whose content never came.
+    // After a new announcement, the content of an earlier one can't come any more.
     expectsObject_ = false;
     Announcement announced;
     if (!read(received_->bytes(), announced)) return failure(response::IncompleteTransfer);
@@ -83,14 +83,14 @@ void Responder::makeFolder(Announcement& announced) {
 Reply Responder::sendObject(const Message&) {
     if (!expectsObject_) return failure(response::NoValidObjectInfo);
     Announcement& announced = announcements_.back();
-    // The size was announced; anything else is a broken transfer.
+    // The size was announced; a transfer of another size is a broken one.
     if (received_->size() != announced.size) return failure(response::IncompleteTransfer);
     const std::string name = safeFileName(announced.name);
     const auto path = store_.folderPath(announced.storage, announced.parent) / name;
     if (!received_->complete() || !received_->keepAs(path)) return failure(response::AccessDenied);
     expectsObject_ = false;
     announced.filled = true;
-    store_.forget(path);  // an object of this name has been replaced
+    store_.forget(path);  // an object whose file was replaced is gone
     // The object gets the handle that the host was told when it announced it.
     StoredObject object;
     object.handle = announced.handle;

@@ -45,7 +45,7 @@ void SimulatedDevice::post(usbscan::EventLoop::Task task) {
 }
 
 void SimulatedDevice::schedule() {
-    // One visit serves all that was asked for in the meantime.
+    // One call of pump() serves all that was asked for in the meantime.
     if (std::exchange(scheduled_, true)) return;
     post([this] { pump(); });
 }

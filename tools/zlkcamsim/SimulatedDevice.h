@@ -12,8 +12,8 @@
 
 namespace zlk::camsim {
 
-/// The function outlives this, and has only one such device at a time. All calls come on the loop's
-/// thread.
+/// The function outlives this, and has only one SimulatedDevice at a time. All calls come on the
+/// loop's thread.
 class SimulatedDevice final : public usbscan::UsbDevice {
   public:
     SimulatedDevice(usbscan::EventLoop& loop, UsbFunction& function);
@@ -65,7 +65,7 @@ class SimulatedDevice final : public usbscan::UsbDevice {
     DoneWithBytes interrupted_;
 
     /// Pieces that the host holds and tasks in the loop refer to this and not to the device, since
-    /// they may live longer. One that comes late finds it expired.
+    /// they may live longer than the device. A task or piece that comes late finds this expired.
     struct Outstanding {
         SimulatedDevice* device;
         int pieces = 0;

@@ -42,7 +42,7 @@ void Spool::add(ByteView bytes) {
 }
 
 bool Spool::keepAs(const std::filesystem::path& path) {
-    // The destructor's unlink finds nothing then.
+    // After the rename, the destructor's unlink finds nothing.
     return ::rename(file_.c_str(), path.c_str()) == 0;
 }
 

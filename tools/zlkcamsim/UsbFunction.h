@@ -37,8 +37,8 @@ struct ControlAnswer {
     std::vector<std::byte> bytes;  ///< if the request's data goes to the host
 };
 
-/// Not thread-safe. The endpoints are bulk in 0x81, bulk out 0x02 and interrupt in 0x83, in
-/// interface 0 of class 6, subclass 1, protocol 1.
+/// Not thread-safe. Calls number the endpoints 0x81 (bulk in), 0x02 (bulk out) and 0x83 (interrupt
+/// in); the descriptors of a recorded device may give other numbers.
 class UsbFunction {
   public:
     virtual ~UsbFunction() = default;

@@ -44,7 +44,7 @@ std::optional<PipeAnswer> VirtualCamera::strike(ByteView bytes) {
     } else if (!strikersTaken_ && bytes.size() >= ContainerHeader::size) {
         const ContainerHeader header = ContainerHeader::decode(bytes);
         takeStrikers(Phase::Command, header.code);
-        // The command is refused or delayed, and the host can't know whether its id counts.
+        // A fault may refuse or delay the command, and the host can't know whether its id counts.
         if (!striking_.empty()) judge_.transactionBroken(header.id);
     }
     strikersTaken_ = true;
@@ -129,7 +129,7 @@ void VirtualCamera::forgetTransfer() {
 
 void VirtualCamera::commandArrived(const ContainerHeader& header) {
     judge_.command(header, arrived_, open_.has_value());
-    // The judge has recorded it; there is nothing to answer.
+    // What is no command gets no answer; the judge has recorded it.
     if (header.type != Command) return;
     ++transactions_;
     if (open_) bulkIn_.clear();  // the host hasn't fetched the answer to the last command
@@ -185,7 +185,7 @@ Reply VirtualCamera::run() {
     try {
         return responder_.execute(*open_, data_.get());
     } catch (const std::exception&) {
-        return failure(response::GeneralError);  // a file has vanished, or there is no memory
+        return failure(response::GeneralError);  // for instance because a file has vanished
     }
 }
 
@@ -242,7 +242,8 @@ void VirtualCamera::loseSession() {
 
 void VirtualCamera::cablePulled() {
     isPulled_ = true;
-    // From the loop, because the device can't be unplugged while the bus is calling this object.
+    // `pulled_` is called from the loop, because the device can't be unplugged while the bus is
+    // calling this object.
     loop_.post([this, alive = std::weak_ptr(alive_)] {
         if (!alive.expired()) pulled_();
     });

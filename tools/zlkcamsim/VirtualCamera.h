@@ -21,8 +21,7 @@ namespace zlk::camsim {
 /// Used on the thread of the event loop only.
 class VirtualCamera final : public UsbFunction, private BulkInPipe::Listener {
   public:
-    /// `packetSize` is 8, 16, 32, 64, 512 or 1024 bytes. The loop outlives this; it serves for
-    /// delays.
+    /// `packetSize` is 8, 16, 32, 64, 512 or 1024 bytes. The loop outlives this.
     VirtualCamera(usbscan::EventLoop& loop, const Identity& identity, std::uint16_t packetSize,
                   const Traits& traits = {});
 
@@ -43,7 +42,7 @@ class VirtualCamera final : public UsbFunction, private BulkInPipe::Listener {
     /// How many commands have come.
     std::uint64_t transactions() const { return transactions_; }
     /// Queues an interrupt transfer with these bytes; it is dropped if 64 are waiting. `seen` is
-    /// called when the host has fetched it or can't any more.
+    /// called when the host has fetched the transfer or can't fetch it any more.
     void sendInterrupt(
         Bytes transfer, std::function<void()> seen = [] {});
     /// Queues an event as a camera does when objects come or go: only in a session, and not while

@@ -130,7 +130,7 @@ void VirtualCamera::resetDevice() {
     bulkIn_.clearHalt();
     outHalted_ = false;
     busyAnswers_ = 0;
-    // The host can't fetch these any more, which their senders have to know.
+    // The host can't fetch the waiting interrupts any more, which their senders have to know.
     for (const WaitingInterrupt& lost : std::exchange(interrupts_, {})) lost.seen();
 }
 
