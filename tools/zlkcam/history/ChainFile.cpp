@@ -26,8 +26,8 @@ std::string readAll(HistoryFile& file) {
     return bytes;
 }
 
-/// The sum of the first of `digestKinds` that the entry has; none if it has no such sum. Throws
-/// UnusableFile if the sum can't be understood.
+/// The sum of the first of `digestKinds` that the entry has; none if it has no sum of a known kind.
+/// Throws UnusableFile if the sum can't be understood.
 std::optional<Digest> sumOf(pugi::xml_node line) {
     for (const DigestKind kind : digestKinds) {
         const pugi::xml_node sum = childNamed(line, digestName(kind));

@@ -25,8 +25,8 @@ class ChainFile {
         std::optional<Digest> sum;  ///< none if the entry has no sum of a known kind
     };
 
-    /// Reads the chain file of an open folder `ascmhl`; empty if the folder has none. Throws
-    /// UnusableFile.
+    /// Reads the chain file of an open folder `ascmhl`. The chain is empty if the folder has no
+    /// chain file. Throws UnusableFile.
     static ChainFile read(int folder);
 
     const std::vector<Entry>& entries() const { return entries_; }

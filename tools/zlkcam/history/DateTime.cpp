@@ -84,7 +84,6 @@ std::optional<std::int64_t> parseDateTime(std::string_view text) {
     // addition below carries them over.
     if (!date.ok() || field(11) > 24 || field(14) > 59 || field(17) > 60) return std::nullopt;
     std::string_view zone = text.substr(form.size());
-    // Fractions of a second may follow.
     if (zone.starts_with('.')) {
         zone.remove_prefix(1);
         zone.remove_prefix(std::min(zone.find_first_not_of("0123456789"), zone.size()));

@@ -8,12 +8,12 @@
 
 namespace zlk {
 
-/// As in "2026-07-15T08:30:00+00:00"; empty for a year that doesn't have four digits. `seconds`
-/// counts from 1970 UTC.
+/// The form is "2026-07-15T08:30:00+00:00"; empty for a year that doesn't have four digits.
+/// `seconds` counts from 1970 UTC.
 std::string dateTimeText(std::int64_t seconds);
 
-/// As in "2026-07-15_083000Z", for names of files. The start of 1970 stands for a time in
-/// a year that doesn't have four digits.
+/// The form is "2026-07-15_083000Z", for names of files. The start of 1970 stands for a time in a
+/// year that doesn't have four digits.
 std::string nameTimeText(std::int64_t seconds);
 inline constexpr std::size_t nameTimeSize = 18;
 /// Whether a text has the form of nameTimeText; its digits needn't make a date that exists.

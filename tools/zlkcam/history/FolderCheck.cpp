@@ -22,8 +22,8 @@ namespace {
 
 using Finding = CheckedFile::Finding;
 
-/// The recorded sum to compare with: fast ones first, and among these the one with the most bits.
-/// Null if there is no sum.
+/// The recorded sum to compare with. Fast kinds come first, and of these the one with the most
+/// bits. Null if there is no sum.
 const Digest* sumToCompare(const HashRecord& record) {
     for (const DigestKind kind : {DigestKind::Xxh128, DigestKind::Xxh3, DigestKind::Xxh64,
                                   DigestKind::Md5, DigestKind::Sha1, DigestKind::Sha256})
@@ -190,7 +190,6 @@ void FolderCheck::check(CheckedFile& file, ProgressBar& bar) {
         return found(Finding::Missing, "it is missing");
     if (!opened) return found(Finding::Unreadable, std::strerror(errno));
     if (!S_ISREG(status.st_mode)) return found(Finding::Changed, "it is no file any more");
-    // The sizes are compared first, because that needs no reading of the contents.
     file.size = static_cast<std::uint64_t>(status.st_size);
     if (file.record->size && *file.record->size != file.size)
         return found(Finding::Changed, "it has " + std::to_string(file.size) + " bytes, and had " +
@@ -235,7 +234,7 @@ void FolderCheck::findNew() {
         folders.pop_back();
         std::vector<std::string> below;
         try {
-            // An unreadable folder is reported, and the others are searched all the same.
+            // An unreadable folder is noted, and the others are searched all the same.
             findNewIn(folder, below);
         } catch (const UnusableFile& unreadable) {
             unread_.push_back({folder, unreadable.what()});
@@ -259,7 +258,7 @@ void FolderCheck::findRenamed() {
     if (missing.isEmpty()) return;
     if (tool_.onTerminal()) tool_.say("Looking for files that were renamed...");
     std::erase_if(newFiles_, [&](const FoundFile& found) {
-        // Only a file whose size fits is read; each kind of sum needs a reading of its own.
+        // Only a file whose size fits is read; each kind of sum needs another reading.
         if (!missing.mayBe(found.size)) return false;
         for (const DigestKind kind : missing.kinds()) {
             const std::optional<MediumDigest> read = readWhole(found.path, kind);

@@ -55,8 +55,8 @@ class ManifestFolder {
     // Deletes the hidden files of writers that were killed.
     void removeLeftovers() const;
     ChainFile readChain() const;
-    /// Lists manifests whose writer was killed before it could list them, and returns the next
-    /// number.
+    /// Adds to the chain the manifests whose writers were killed before they could do so. Returns
+    /// the next number.
     std::uint32_t complete(ChainFile& chain) const;
 
     const int folder_;
@@ -70,7 +70,7 @@ ManifestFolder::ManifestFolder(int folder) : folder_(folder) {
     manifests_ =
         Descriptor(::openat(folder, name.c_str(), O_RDONLY | O_DIRECTORY | O_NOFOLLOW | O_CLOEXEC));
     if (!manifests_) fail("the folder " + name + " can't be opened", std::strerror(errno));
-    // As the holder of the lock is the only writer, all hidden files are leftovers.
+    // The holder of the lock is the only writer, so all hidden files are leftovers.
     if (lock()) removeLeftovers();
 }
 

@@ -49,7 +49,6 @@ std::size_t HistoryFile::read(std::span<char> room) {
 }
 
 Digest HistoryFile::digest() {
-    // The sum is of all bytes, also of those that nobody has read.
     std::vector<char> block(1 << 16);
     while (read(block) > 0) {
     }
@@ -57,13 +56,13 @@ Digest HistoryFile::digest() {
 }
 
 std::vector<std::string> namesIn(int folder) {
-    // A descriptor of its own, because reading would move the position of `folder`.
+    // The walk gets its own descriptor, because reading would move the position of `folder`.
     Descriptor own(::openat(folder, ".", O_RDONLY | O_DIRECTORY | O_CLOEXEC));
     const std::unique_ptr<DIR, CloseFolder> walk(own ? ::fdopendir(own.get()) : nullptr);
     if (!walk) throwUnreadable();
     own.release();  // closedir closes it from now on
     std::vector<std::string> names;
-    // readdir returns null at the end and on an error; only errno distinguishes the two.
+    // readdir returns null at the end and on an error; only errno tells which.
     for (errno = 0; const dirent* entry = ::readdir(walk.get()); errno = 0)
         names.emplace_back(entry->d_name);
     if (errno != 0) throwUnreadable();

@@ -54,8 +54,8 @@ class ManifestReader {
     }
 
   private:
-    /// The next token, where the document mustn't end. XmlTokens throws if it does, and the check
-    /// here only makes sure of that.
+    /// Reads the next token, in a place where the document mustn't end. XmlTokens throws if it
+    /// does; the check here only makes sure.
     void step() {
         if (!tokens_.next(token_)) throw UnusableFile("it ends in the middle");
     }

@@ -63,7 +63,7 @@ void NewFile::finish() {
 }
 
 bool NewFile::takeName(const std::string& name) {
-    // The platform's move replaces no file that was there before it, on any file system.
+    // The platform's move replaces no file that was there before, on any file system.
     isHidden_ = !MoveFileW(pathOf(folder_, hidden_).c_str(), pathOf(folder_, name).c_str());
     if (isHidden_ && GetLastError() != ERROR_ALREADY_EXISTS) fail(name, reasonText());
     // On FAT a moved file has no contents under its new name until it is flushed once more.
@@ -85,7 +85,6 @@ std::string NewFile::takeDatedName(std::int64_t made, std::string_view suffix) {
 
 void NewFile::replace(const std::string& name) {
     if (::renameat(folder_, hidden_.c_str(), folder_, name.c_str()) != 0)
-        // The hidden file keeps its name, and the destructor removes it.
         fail(name, std::strerror(errno));
     isHidden_ = false;
     if (::fsync(file_.get()) != 0) fail(name, std::strerror(errno));

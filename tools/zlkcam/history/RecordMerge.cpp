@@ -11,8 +11,7 @@ namespace zlk {
 namespace {
 
 /// Whether the older record can be about the same bytes: they share a kind of sum, and no shared
-/// kind differs. The record of a damaged file has no sums, and takes those of the older record,
-/// which say what it should be.
+/// kind differs. The record of a damaged file has no sums, so any older record counts.
 bool isOfSameFile(const HashRecord& newer, const HashRecord& older) {
     if (newer.sums.empty()) return true;
     bool isShared = false;
