@@ -99,8 +99,8 @@ std::unique_ptr<SourceFile> Copier::takeSource(std::size_t index) {
     while (ahead_.size() < filesAhead_ && index + 1 + ahead_.size() < files.size()) {
         const PlannedFile& next = files[index + 1 + ahead_.size()];
         std::unique_ptr<SourceFile>& opened = ahead_.emplace_back();
-        // Files that a destination has already are mostly not read, and a camera has no files that
-        // the system could read ahead.
+        // A file that a destination has already needn't be read, unless it is compared. A camera
+        // has no files that the system could read ahead.
         if (!next.known.empty() || !isOnVolume(*next.record)) continue;
         try {
             opened = std::make_unique<SourceFile>(*next.record);
@@ -127,7 +127,7 @@ void Copier::copyFile(const PlannedFile& planned, const SourceFile& source, Unlo
 void Copier::readState(const SourceFile& source, UnloadedFile& file) {
     const FileRecord& record = *file.record;
     const SourceState state = source.state();
-    // They are set before the checks, so that the report of a failure has them.
+    // Size and time are set before the checks, so that the report of a failure has them.
     file.size = state.size;
     file.modified = state.modified;
     if (state.size == largestSize && !isOnVolume(record)) {
@@ -162,7 +162,6 @@ Copier::Lanes Copier::openLanes(const PlannedFile& planned, UnloadedFile& file) 
     Lanes lanes;
     for (const auto& settler : settlers_) {
         CopyResult& result = file.copies[settler->index()];
-        // A destination that dropped out, or that has the file already, gets no lane.
         if (settler->isOut() || result.outcome != Outcome::NotReached) continue;
         try {
             // The picture's date is unknown until its bytes have been read. This preliminary name

@@ -8,7 +8,7 @@
 namespace zlk {
 namespace {
 
-// Components hand over smaller pieces; larger writes mean fewer system calls for each copy.
+// Components may hand over smaller pieces; larger writes mean fewer system calls for each copy.
 constexpr std::size_t blockSize = 256 * 1024;
 
 }  // namespace

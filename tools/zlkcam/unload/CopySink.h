@@ -21,8 +21,8 @@ class CopySink final : public FileSink {
         bool sha256 = false;
         std::size_t head = 0;  ///< how many of the first bytes are kept
     };
-    /// The components give small pieces, which are gathered in `block` and written together. The
-    /// caller owns `block` and uses it for one file after the other.
+    /// The components may give small pieces, which are gathered in `block` and written together.
+    /// The caller owns `block` and uses it for one file after the other.
     explicit CopySink(std::vector<std::byte>& block) : CopySink(block, Wishes()) {}
     CopySink(std::vector<std::byte>& block, const Wishes& wishes);
     /// To be called before the first bytes. The caller keeps the copy, which has to outlive this.
@@ -43,8 +43,8 @@ class CopySink final : public FileSink {
     std::span<const std::byte> head() const { return head_; }
     /// The errno with which writing this copy failed; 0 if it didn't.
     int errorOf(const HiddenCopy& copy) const;
-    /// Whether there were copies, and all of them failed. The result of the component's call
-    /// doesn't show it: not every component returns an error when its target refuses bytes.
+    /// Whether there were copies, and all failed. The result of the component's call doesn't show
+    /// this: not every component returns an error when its target refuses bytes.
     bool isLost() const;
 
   private:

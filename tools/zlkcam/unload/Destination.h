@@ -2,7 +2,7 @@
 // A folder of this machine that files of a device are copied into, and the only place that gives
 // copies their names.
 //
-// A file is written into the private folder of this run, and moved to its own name when it is whole
+// A file is written into a private folder of this run, and moved to its own name when it is whole
 // and on the disk. A move replaces no file that was there when it began. Whatever interrupts a run,
 // nobody can mistake half a file for a picture, and no file that was there before is changed.
 
@@ -54,7 +54,8 @@ class Destination {
     /// (FileUnusable).
     HiddenCopy make(const std::string& wanted);
 
-    /// These are the functions of Placer. If the folder is missing, `findSame` finds nothing.
+    /// `place` and `findSame` do what they do in Placer. If the folder is missing, `findSame` finds
+    /// nothing.
     void place(std::span<Placement> together);
     std::string findSame(const std::string& wanted, std::uint64_t size, std::int64_t modified);
 

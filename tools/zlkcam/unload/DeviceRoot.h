@@ -14,7 +14,8 @@ namespace zlk {
 /// Thread-safe.
 class DeviceRoot {
   public:
-    /// `path` is the root folder of the device, empty for a camera. Throws Failure (NotConnected).
+    /// `path` is the root folder of the device, empty for a camera. Throws Failure (NotConnected)
+    /// if it can't be looked at.
     explicit DeviceRoot(const std::u16string& path);
 
     /// Returns what wayFrom() gives for an open folder, whose name for messages is `shown`. Throws

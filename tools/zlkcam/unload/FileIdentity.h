@@ -1,6 +1,6 @@
 #pragma once
 // Tells whether two names or descriptors lead to the same file, and where a folder lies. Links and
-// mounts can't fool these answers, as they could a comparison of paths.
+// mounts can't fool these functions, as they could fool a comparison of paths.
 
 #include <sys/types.h>
 

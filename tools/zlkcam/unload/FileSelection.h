@@ -30,7 +30,6 @@ class FileSelection {
     /// Whether a file is wanted. A file without a plausible date counts as later than any date: a
     /// camera whose clock was wrong must not cost the user a picture.
     bool takes(const FileRecord& file) const;
-    /// Whether there is no restriction at all.
     bool takesAll() const;
 
   private:

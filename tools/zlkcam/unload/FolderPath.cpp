@@ -19,7 +19,7 @@ Descriptor openFolder(const std::u16string& path, std::string& reason) {
         reason = reasonText();
         return {};
     }
-    // The platform's handle closes with this function; the folder needs a descriptor of its own.
+    // The platform's handle closes with this function; the result needs its own descriptor.
     Descriptor folder(
         ::openat(descriptorOfOpenFile(handle.get()), ".", O_RDONLY | O_DIRECTORY | O_CLOEXEC));
     if (!folder) reason = std::strerror(errno);

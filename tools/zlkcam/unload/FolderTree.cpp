@@ -88,7 +88,7 @@ Descriptor FolderTree::openFile(const std::string& file) {
         errno = ENOENT;
         return {};
     }
-    // O_NONBLOCK: opening a pipe of this name would otherwise wait for a writer.
+    // Without O_NONBLOCK, opening a pipe of this name would wait for a writer.
     Descriptor opened(::openat(folder->descriptor.get(), nameOf(file).c_str(),
                                O_RDONLY | O_NONBLOCK | O_CLOEXEC));
     struct stat status {};

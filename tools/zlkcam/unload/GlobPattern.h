@@ -36,9 +36,9 @@ class GlobPattern {
         char16_t unit = 0;            ///< in upper case
         std::vector<Range> ranges{};  ///< in upper case
 
-        /// Whether it stands for this character and the next token follows.
+        /// Whether the token stands for this character, and the next token follows.
         bool takes(char16_t upper) const;
-        /// Whether it stands for this character and may stand for more.
+        /// Whether the token stands for this character, and may stand for more.
         bool repeats(char16_t upper) const;
     };
 

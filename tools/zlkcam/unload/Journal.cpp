@@ -53,7 +53,7 @@ std::optional<JournalEntry> parse(std::string_view line) {
     return entry;
 }
 
-/// Whether a text can be a field: a tab or line end in it would break the format.
+/// Whether a text can be a field, which is never empty and has no tab or line end.
 bool isOneField(std::string_view text) {
     return !text.empty() && text.find_first_of("\t\n") == text.npos;
 }
@@ -78,7 +78,8 @@ void Journal::add(const JournalEntry& entry) {
 
 std::vector<JournalEntry> Journal::read(int runFolder) {
     std::vector<JournalEntry> entries;
-    // O_NOFOLLOW and the check of the type: the folder may lie where others can write.
+    // O_NOFOLLOW and the check of the type are needed because the folder may lie where others can
+    // write.
     const Descriptor file(
         ::openat(runFolder, name, O_RDONLY | O_NOFOLLOW | O_NONBLOCK | O_CLOEXEC));
     struct stat status {};

@@ -9,7 +9,8 @@
 namespace zlk {
 namespace {
 
-/// The local time of an entry in the device's list; none if that is no date or an absurd one.
+/// The local time of an entry in the device's list; none if the entry has no date, or an absurd
+/// one.
 std::optional<LocalTime> plausibleTime(const RecordTime& time) {
     if (time.isNoDate) return std::nullopt;
     const std::optional<LocalTime> local = localTimeOf(secondsOf(time.text));

@@ -11,7 +11,6 @@
 
 namespace zlk {
 
-/// What is known of a file for its name.
 struct NameFields {
     std::u16string path;      ///< of the file, below the device's root
     std::u16string camera{};  ///< the device's name

@@ -91,8 +91,7 @@ bool Placer::move(Placement& placement, const std::string& file) {
 }
 
 void Placer::place(std::span<Placement> together) {
-    // In most cases the name is free. The move finds that out by itself, without looking first, and
-    // replaces nothing.
+    // The move of a single file finds out by itself whether the name is free, and replaces nothing.
     if (together.size() == 1 && move(together.front(), together.front().wanted)) return;
     std::vector<Placement*> rest;
     // A file with the same bytes under one of the names `name (n)` is taken for the copy, so that a
@@ -112,7 +111,6 @@ void Placer::place(std::span<Placement> together) {
 bool Placer::placeAt(Placement& placement, unsigned number) {
     const std::string file = numbered(placement.wanted, number);
     Namesakes& namesakes = namesakesOf(placement.wanted);
-    // If the move returns false, somebody else has taken the number.
     namesakes.next = number + 1;
     // Another program may have created a file of this name meanwhile. That file is left alone, and
     // the next number is tried.
@@ -142,8 +140,7 @@ void Placer::placeBeside(std::span<Placement* const> together) {
 
 std::string Placer::findSame(const std::string& wanted, std::uint64_t size, std::int64_t modified) {
     if (!folders_.find(folderOf(wanted))) return {};
-    // In the usual case nothing has the name, and one look is enough; the list of namesakes is only
-    // made where it is needed.
+    // If nothing has the name, one look is enough, and the list of namesakes isn't needed.
     if (namesakes_.find(wanted) == namesakes_.end() && isFree(wanted)) return {};
     const auto [first, last] = namesakesOf(wanted).bySize.equal_range(size);
     for (auto each = first; each != last; ++each) {

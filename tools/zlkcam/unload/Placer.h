@@ -75,7 +75,7 @@ class Placer {
     void placeBeside(std::span<Placement* const> together);
 
     FolderTree& folders_;
-    // By the wanted path, before any number was added.
+    // The namesakes by the wanted path, before any number was added.
     std::unordered_map<std::string, Namesakes> namesakes_;
 };
 

@@ -24,9 +24,9 @@ enum class RecordForm { MediaHashList, Sums, None };
 /// A copy of a file of the device that a destination has already.
 struct KnownCopy {
     std::string file;  ///< below the destination
-    /// No file of its size is there any more: it was moved, changed or deleted.
+    /// No file of the copy's size is there any more: the copy was moved, changed or deleted.
     bool isGone = false;
-    /// Only for a copy of a killed run, which had read the file from the device and flushed the
+    /// Set for a copy of a killed run only, which had read the file from the device and flushed the
     /// copy. Other copies are only known by name, size and time, and have no sum here.
     std::optional<ContentSum> sum{};
     /// Hexadecimal digits; empty if it wasn't made.
@@ -42,9 +42,9 @@ class Recorder {
         bool sha256 = false;       ///< a sums file has SHA-256 instead of XXH128
         bool isRehearsal = false;  ///< nothing is changed in the folder
     };
-    /// Takes over the journals of killed runs in the folder. `device` is the device's name for
-    /// people, `root` the path of its root. `destination` stays the caller's and outlives this.
-    /// Throws Failure (Stopped) after a stop.
+    /// Takes over the journals of killed runs in the folder; a rehearsal only reads them. `device`
+    /// is the device's name for people, `root` the path of its root. `destination` stays the
+    /// caller's and outlives this. Throws Failure (Stopped) after a stop.
     Recorder(Destination& destination, std::u16string device, std::u16string root,
              const Options& options);
 
@@ -104,7 +104,8 @@ class Recorder {
     Taken taken_;
     // Paths of copies that already stand for a file of the device.
     std::unordered_set<std::string> counted_;
-    // Begun with the first copy, so that a run that copies nothing leaves no folder behind.
+    // The journal is begun with the first copy, so that a run that copies nothing leaves no folder
+    // behind.
     std::optional<Journal> journal_;
 };
 

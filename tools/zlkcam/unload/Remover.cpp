@@ -12,8 +12,8 @@ Remover::Remover(const PhotoSession& session, const CardSurvey& survey,
                  const UnloadOptions& options)
     : session_(session), survey_(survey), options_(options) {}
 
-/// All copies have to be proved. The original has to have been read in this run, and twice if that
-/// was wished, its bytes really delivered, and its folder read to its end.
+/// All copies have to be proved. The original has to have been read in this run, and verified if
+/// that was wished. Its bytes have to be really delivered, and its folder read to its end.
 bool Remover::mayBeDeleted(const UnloadedFile& file) const {
     return file.isProved() && file.wasRead && isDelivered(*file.record, file.size) &&
            (file.verified || !options_.verify) && !survey_.isUncertain(file.record->id);

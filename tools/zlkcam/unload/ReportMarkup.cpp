@@ -140,7 +140,7 @@ std::string ReportMarkup::facts(DWORD milliseconds) const {
     const Files& files = unloader_.files();
     const auto isCopied = [](const auto& file) { return file.outcome() == Outcome::Copied; };
     const auto always = [](const auto&) { return true; };
-    // Without the zone, which the name of the fact has.
+    // The zone is cut off, because the name of the fact has it.
     std::string utc = dateTimeText(begun_).substr(0, 19);
     std::ranges::replace(utc, 'T', ' ');
     std::string text =
@@ -197,7 +197,7 @@ std::string ReportMarkup::destinations() const {
 }
 
 std::string ReportMarkup::placesOf(const UnloadedFile& file) const {
-    // Mostly all copies have the same place below their folders; the set shows it once.
+    // All copies may have the same place below their folders; the set shows it once.
     std::set<std::string> places;
     for (const CopyResult& copy : file.copies)
         if (!copy.file.empty()) places.insert(copy.file);

@@ -43,9 +43,8 @@ class ReportMarkup {
     std::string facts(DWORD milliseconds) const;
     std::string troubles() const;
     std::string destinations() const;
-    /// Where the copies of a file lie.
     std::string placesOf(const UnloadedFile& file) const;
-    /// Why a file isn't in each folder.
+    /// Why a file isn't in every folder.
     std::string reasonsOf(const UnloadedFile& file) const;
 
     const Device& device_;

@@ -23,7 +23,8 @@ constexpr std::string_view copyEnding = ".part";
 /// stay for a later run.
 std::vector<std::string> namesIn(int folder) {
     std::vector<std::string> names;
-    // A descriptor of its own, because readdir moves the position, which a dup would share.
+    // The walk gets its own descriptor, because readdir moves the position, which a dup would
+    // share.
     const int again = ::openat(folder, ".", O_RDONLY | O_DIRECTORY | O_CLOEXEC);
     DIR* const walk = again < 0 ? nullptr : ::fdopendir(again);
     if (!walk) {
@@ -42,7 +43,7 @@ void removeFrom(int folder, std::string_view ending) noexcept try {
     return;  // the files stay, and a later run removes them
 }
 
-/// O_NOFOLLOW: a link of this name would let somebody have us work in another folder.
+/// Without O_NOFOLLOW, somebody could have us work in another folder by a link of this name.
 Descriptor openBelow(int parent, const std::string& name) {
     return Descriptor(
         ::openat(parent, name.c_str(), O_RDONLY | O_DIRECTORY | O_NOFOLLOW | O_CLOEXEC));

@@ -27,8 +27,8 @@ class RunFolder {
     RunFolder& operator=(const RunFolder&) = delete;
 
     int folder() const { return folder_.get(); }
-    /// Creates a file, which this has to outlive. `name` becomes a part of its hidden name, for
-    /// people who look at what a killed run left. Throws Failure (FileUnusable).
+    /// Creates a file. This has to outlive the HiddenCopy. `name` becomes a part of the hidden
+    /// name, for people who look at what a killed run left. Throws Failure (FileUnusable).
     HiddenCopy make(std::string_view name);
     /// Deletes the unfinished files, as far as that is possible.
     void removeCopies() const noexcept;
@@ -49,7 +49,7 @@ class RunFolder {
     std::string name_;
     Descriptor folder_;
     bool isKept_ = false;
-    // Counts the files, to give each a name of its own.
+    // Counts the files, so that each gets another name.
     unsigned made_ = 0;
 };
 

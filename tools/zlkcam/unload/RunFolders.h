@@ -33,7 +33,6 @@ class RunFolders {
     /// (FileUnusable), which says that `doing` failed.
     void flush(const std::string& doing) const;
 
-    /// Deletes the unfinished copies.
     void removeCopies() const noexcept;
     /// Deletes the folders that aren't kept.
     void finish() const noexcept;
@@ -43,7 +42,7 @@ class RunFolders {
     RunFolder& folderIn(const OpenFolder& parent, const std::string& path);
 
     FolderTree& folders_;
-    // By the number of the file system. Created on first use.
+    // The folders by the number of their file system. Each is created on first use.
     std::unordered_map<dev_t, std::unique_ptr<RunFolder>> runFolders_;
     // The last error of flushMoved, or 0. The system reports an error of the disk only once to each
     // open folder, so that a later flush would succeed.

@@ -103,7 +103,8 @@ bool Settler::isAbandoned() const {
 }
 
 bool Settler::isWorthwhile() const {
-    // Nothing of a shot is settled before all of it is there, since its files share their names.
+    // Nothing of a shot is settled before all of it is there, since its files get names that belong
+    // together.
     if (waiting_.empty() || (!isFinishing_ && waiting_.front().shot == openShot_)) return false;
     return isFinishing_ || waiting_.size() >= limits_.files || waitingBytes_ >= limits_.bytes ||
            Clock::now() - waitingSince_ >= gathering;

@@ -38,7 +38,7 @@ struct BatchLimits {
     std::size_t files = 250;
 };
 
-/// One for each destination, used by the thread of the Copier. A thread of its own writes the
+/// One for each destination, used by the thread of the Copier. The Settler's own thread writes the
 /// results of the files that are handed over.
 class Settler {
   public:
@@ -65,8 +65,8 @@ class Settler {
     /// Why the destination was given up; none if it wasn't. Thread-safe.
     std::optional<Failure> failure() const;
     bool isOut() const { return failure().has_value(); }
-    /// For a program that ends in the middle of the work: copies without a name get none any more
-    /// and are deleted, and this object changes no results after that. Can't be undone.
+    /// For a program that ends in the middle of the work: copies that have no name yet get none and
+    /// are deleted, and this object changes no results after that. Can't be undone.
     void abandon();
 
   private:
@@ -81,7 +81,6 @@ class Settler {
     /// Flushes the copies of a batch. If that fails, all files of the batch fail, the destination
     /// is given up, and the result is false.
     bool flush(Batch& batch);
-    /// Proves and places the files of one shot.
     void settleShot(std::span<Arrival> shot);
     /// Proves a new copy, if that is wished; false if the proof failed.
     bool settleCopy(Arrival& arrival);

@@ -23,7 +23,8 @@ SourceState stateOf(const struct stat& status) {
 
 }  // namespace
 
-/// Ids of volumes are paths with a drive letter or of a network; a camera's ids are handles.
+/// The ids of files on volumes are paths, with a drive letter or of a network share. A camera's ids
+/// are handles.
 bool isOnVolume(const FileRecord& record) {
     const std::u16string_view id = record.id;
     return id.starts_with(u"\\\\") || (id.size() > 2 && id[1] == u':' && id[2] == u'\\');

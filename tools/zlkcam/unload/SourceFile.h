@@ -26,7 +26,7 @@ inline bool isDelivered(const FileRecord& record, std::uint64_t size) {
     return size > 0 || isOnVolume(record);
 }
 
-/// The true size of a file, and the time of its last change.
+/// The size of a file, and the time of its last change.
 struct SourceState {
     std::uint64_t size = 0;
     std::int64_t modified = -1;  ///< seconds since 1970 UTC; -1: not known
@@ -43,8 +43,8 @@ inline bool isSameTime(std::int64_t a, std::int64_t b) {
 }
 
 /// A file of the device, whose state can be asked for before and after a copy. On a volume it is
-/// held open, unless another program is writing to it, so that both answers are of the same file.
-/// On a camera the state is always that of the list.
+/// held open, unless another program is writing to it, so that the states before and after are of
+/// one file. On a camera the state is always that of the list.
 class SourceFile {
   public:
     /// Throws Failure (ReadFailed) if the file can't be opened, except when another program has it

@@ -19,7 +19,6 @@ class Thumbnails {
     /// or a stop is wished. A missing thumbnail is never an error of the file.
     std::string of(const FileRecord& record);
 
-    /// How many thumbnails were given.
     std::size_t made() const { return made_; }
     /// Whether thumbnails were left out because the page would have become too large.
     bool isCut() const { return isCut_; }

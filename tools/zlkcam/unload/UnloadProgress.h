@@ -25,7 +25,6 @@ class UnloadProgress {
         std::uint64_t bytes = 0;
         bool proves = false;  ///< copies are also read back, which the bar counts as well
     };
-    /// How the progress is shown.
     struct Mode {
         bool quiet = false;   ///< only failures are shown
         bool events = false;  ///< each event is a JSON object in a line

@@ -36,7 +36,6 @@ Outcome UnloadedFile::outcome() const {
 }
 
 std::uint64_t UnloadedFile::knownSize() const {
-    // Of a file that was never opened only the listed size is known.
     return size > 0 ? size : record->size;
 }
 

@@ -13,8 +13,9 @@
 
 namespace zlk {
 
-/// In the order of their gravity: the outcome of a file that could be read is the largest of those
-/// of its copies. Up to Copied, the destination has the file, or had it before.
+/// The outcomes stand in the order of their gravity: the outcome of a file that could be read is
+/// the largest of its copies' outcomes. Up to Copied, the destination has the file, or had it
+/// before.
 enum class Outcome : std::uint8_t { Skipped, WasThere, Copied, NotReached, TooLarge, Failed };
 
 /// The name of an outcome in JSON answers and reports.
@@ -55,9 +56,9 @@ struct UnloadedFile {
     std::uint64_t knownSize() const;
     /// Whether a destination has it, or had it before.
     bool isAnywhere() const;
-    /// Whether every destination's copy was read back and compared.
+    /// Whether every destination's copy was read back and has the file's sum.
     bool isProved() const;
-    /// Whether every destination's copy was read back from its medium.
+    /// Whether every destination's copy was proved from its medium.
     bool isFromMedium() const;
     /// The file's own failure, or else that of the first copy that has one; null if there is none.
     const Failure* trouble() const;

@@ -25,7 +25,7 @@ struct Target {
     std::unique_ptr<Destination> destination;
     std::unique_ptr<Recorder> recorder;
     std::string manifest{};            ///< path below the folder; empty: none was written
-    std::string report{};              ///< path of the report page, or empty, too
+    std::string report{};              ///< path of the report page; empty: none was written
     std::optional<Failure> failure{};  ///< why it was given up, or has no manifest or report
 };
 
@@ -54,7 +54,7 @@ class Unloader {
     const std::vector<UnloadedFile>& files() const { return files_; }
     /// Why some files weren't reached or weren't deleted; none if the run came to its end.
     const std::optional<Failure>& ending() const { return ending_; }
-    /// The failure that decides the exit status; none if all went well.
+    /// The gravest failure of the run; none if all went well.
     std::optional<Failure> gravest() const;
 
   private:
