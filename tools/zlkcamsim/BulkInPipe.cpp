@@ -6,7 +6,6 @@ namespace zlk::camsim {
 
 using Kind = PipeStep::Kind;
 
-/// Plays the steps up to the first that gives the host something, or that keeps it waiting.
 PipeBytes BulkInPipe::take(std::size_t room) {
     while (!halted_ && !steps_.empty()) {
         const PipeStep& next = steps_.front();
@@ -14,8 +13,8 @@ PipeBytes BulkInPipe::take(std::size_t room) {
             case Kind::Send:
                 if (PipeBytes taken = takeBytes(room); taken.answer == PipeAnswer::Accepted)
                     return taken;
-                // These bytes didn't fill a packet and have been dropped. The next round looks at
-                // the step after them.
+                // Bytes that didn't fill a packet have been dropped. The next round looks at the
+                // step after them.
                 break;
             case Kind::End:
                 steps_.pop_front();

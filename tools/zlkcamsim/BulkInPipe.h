@@ -56,7 +56,6 @@ class BulkInPipe {
     bool halted() const { return halted_; }
 
   private:
-    /// Takes bytes from the steps in front.
     PipeBytes takeBytes(std::size_t room);
     /// Starts the delay of a Wait step, or goes on waiting.
     PipeBytes wait(std::chrono::milliseconds delay);

@@ -153,7 +153,7 @@ std::string tell(const std::string& path, const std::string& line) {
     if (::connect(socket, reinterpret_cast<const sockaddr*>(&address), sizeof address) != 0)
         fail(path);
     const std::string whole = line + '\n';
-    // A command is short enough for the socket to take it at once.
+    // A blocking socket takes the whole line at once.
     if (::send(socket, whole.data(), whole.size(), MSG_NOSIGNAL) !=
         static_cast<ssize_t>(whole.size()))
         fail(path);

@@ -163,7 +163,7 @@ std::string ControlCommands::violations(const Words& words) {
     return ok(json);
 }
 
-/// Only the beginning of each transfer is kept, so the answer stays of reasonable size.
+/// The log keeps only the beginning of each transfer, so the answer stays of reasonable size.
 std::string ControlCommands::log(const Words& words) {
     JsonWriter json;
     json.beginArray();

@@ -34,7 +34,6 @@ void setContent(StoredObject& object, const Options& options) {
         object.path = utf8Text(nameOf(options.text("file")));
         if (!std::filesystem::is_regular_file(object.path))
             throw std::invalid_argument("no file: " + object.path.string());
-        // The file isn't the camera's, and stays when the object is deleted.
         object.borrowed = true;
         object.name = wideText(object.path.filename().string());
     } else {

@@ -56,7 +56,6 @@ Bytes stringDescriptorOf(const Identity& identity, std::uint8_t index) {
                                      &identity.serial};
     if (index >= std::size(texts)) return {};
     Bytes units;
-    // String 0 lists the languages.
     if (!texts[index]) {
         appendNumber(units, usEnglish, 2);
     } else {

@@ -50,7 +50,6 @@ enum class FaultKind {
 /// class request to cancel. The values are bits, so that a kind can allow several.
 enum class Phase { Command = 1, Data = 2, Response = 4, After = 8, Cancel = 16 };
 
-/// A fault that is armed.
 struct Fault {
     FaultKind kind{};
     std::optional<Code> operation;  ///< none: any operation

@@ -7,7 +7,7 @@
 
 namespace zlk::camsim {
 
-/// As in `0x1009`, with at least this many digits.
+/// The number as in `0x1009`, with at least `digits` digits.
 std::string hexText(std::uint32_t number, int digits = 4);
 /// Parses `0x1009` or `4105`. Throws std::invalid_argument for other texts and for numbers above
 /// `most`.

@@ -165,7 +165,7 @@ std::string safeFileName(const std::u16string& name) {
     std::replace_if(
         safe.begin(), safe.end(),
         [](char c) { return c == '/' || c == '\\' || static_cast<unsigned char>(c) < 0x20; }, '_');
-    // No hidden name, which also excludes `..`.
+    // The name must not be hidden, which also excludes `..`.
     if (safe.starts_with('.')) safe[0] = '_';
     while (safe.size() > 255) safe.pop_back();
     return safe.empty() ? "UNNAMED" : safe;

@@ -58,7 +58,7 @@ class ObjectStore {
     bool removeStorage(std::uint32_t id);
 
     const std::deque<Storage>& storages() const { return storages_; }
-    /// Null if there is none.
+    /// Null if no storage has this id.
     const Storage* storage(std::uint32_t id) const;
 
     const std::map<std::uint32_t, StoredObject>& objects() const { return objects_; }
@@ -90,7 +90,7 @@ class ObjectStore {
     std::uint32_t lastHandle_ = 0, lastStorage_ = 0;
 };
 
-/// The format that belongs to a name's extension.
+/// The format that belongs to a name's extension; Undefined for other extensions.
 Code formatOf(const std::u16string& name);
 /// A safe name for the file of an object: never empty, at most 255 bytes, without slashes,
 /// backslashes or control characters, and not hidden.

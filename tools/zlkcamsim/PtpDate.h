@@ -7,7 +7,7 @@
 
 namespace zlk::camsim {
 
-/// As in `20060715T103000`, local time.
+/// The form is `20060715T103000`, local time.
 std::u16string ptpDate(std::time_t time);
 /// Parses a date of this form at the start of a text; none if there is no date. What follows it,
 /// such as a time zone, is ignored.

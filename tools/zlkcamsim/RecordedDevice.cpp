@@ -22,8 +22,8 @@ std::uint8_t byteAt(ByteView bytes, std::size_t at) {
 
 void RecordedDevice::control(const UsbEvent& event) {
     const Address address{event.bus, event.device};
-    // The request says which descriptor is meant, and its completion has the bytes; both are joined
-    // here by the number of the transfer.
+    // The request says which descriptor is meant, and its completion has the bytes; the two are
+    // joined here by the number of the transfer.
     if (event.kind == UsbEvent::Kind::Submission) {
         constexpr std::uint8_t standardIn = 0x80, getDescriptor = 6;
         if (!event.setup || byteAt(*event.setup, 0) != standardIn ||

@@ -11,11 +11,10 @@ namespace zlk::camsim {
 /// Fed with all control transfers of a recording, in their order.
 class RecordedDevice {
   public:
-    /// Takes a control transfer of any device.
     void control(const usbscan::UsbEvent& event);
 
     /// Whether the descriptors so far have shown a device with a still-image interface. The first
-    /// such device counts.
+    /// one counts.
     bool isKnown() const { return address_.has_value(); }
     /// Whether a transfer is this device's; false before the device is known. The three functions
     /// below are for transfers of this device only.
@@ -35,14 +34,12 @@ class RecordedDevice {
         Bytes device, configuration;
         std::map<std::uint8_t, Bytes> strings;
     };
-    /// Keeps a descriptor that a device has sent.
     void keep(const Address& address, std::uint8_t type, std::uint8_t index, ByteView bytes);
     bool findInterface(ByteView configuration);
 
     // Descriptors that were asked for, type and index, by device and transfer.
     std::map<std::pair<Address, std::uint64_t>, std::pair<std::uint8_t, std::uint8_t>> asked_;
     std::map<Address, Descriptors> descriptors_;
-    // The device, once it is known.
     std::optional<Address> address_;
     std::uint8_t bulkIn_ = 0, bulkOut_ = 0, interrupt_ = 0;
     std::uint16_t packetSize_ = 0;

@@ -117,7 +117,7 @@ void RecordingParser::addOut(const UsbEvent& event) {
     for (std::size_t at = ContainerHeader::size;
          at + 4 <= event.data.size() && parameters.size() < Message::maxParameters; at += 4)
         parameters.push_back(static_cast<std::uint32_t>(loadNumber(event.data.subspan(at), 4)));
-    // Zeros at the end may be sent or left out; both are the same question.
+    // Zeros at the end may be sent or left out, and the question stays the same.
     while (!parameters.empty() && parameters.back() == 0) parameters.pop_back();
     command_ = event.transfer;
     answer_.commandId = header.id;
@@ -170,7 +170,6 @@ void RecordingParser::followContainers(const RecordedPiece& piece) {
     position_ += piece.length;
 }
 
-/// The host gives up on a transaction by a cancel or a reset request.
 void RecordingParser::addControl(const UsbEvent& event) {
     constexpr std::uint8_t toInterface = 0x21, cancel = 0x64, reset = 0x66;
     if (event.kind != UsbEvent::Kind::Submission || !event.setup || !question_) return;

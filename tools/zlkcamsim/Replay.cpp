@@ -12,8 +12,8 @@ namespace {
 using End = RecordedAnswer::End;
 using Kind = PipeStep::Kind;
 
-/// The recorded bytes of a piece that begins at `position` of its answer, with the ids changed by
-/// `shift`, so that each keeps its distance from the id of its command.
+/// The recorded bytes of a piece that begins at `position` of its answer. The ids that lie in it as
+/// a whole are changed by `shift`, so that each keeps its distance from the id of its command.
 Bytes withIds(const RecordedPiece& piece, std::uint64_t position, const RecordedAnswer& answer,
               std::uint32_t shift) {
     Bytes bytes = piece.bytes;
@@ -71,7 +71,7 @@ const RecordedAnswer* Replay::answerTo(const Message& command) {
         return nullptr;
     }
     std::size_t& played = played_[question];
-    // After the last recorded answer, that one is repeated.
+    // The last recorded answer is repeated.
     const RecordedAnswer& answer = found->second[std::min(played, found->second.size() - 1)];
     ++played;
     // Whether a session is open depends on what was asked here, not on what was asked during the
@@ -86,8 +86,8 @@ const RecordedAnswer* Replay::answerTo(const Message& command) {
 
 void Replay::play(const RecordedAnswer& answer, const Message& command, BulkInPipe& pipe) const {
     const std::uint32_t shift = command.id - answer.commandId;
-    // The pieces are sent with the ends of transfers that they had, since those are what is being
-    // tested.
+    // The pieces are sent with the ends of transfers that they had, because hosts are tested with
+    // those, too.
     std::uint64_t position = 0, missing = 0;
     std::size_t count = 0;
     for (const RecordedPiece& piece : answer.pieces) {

@@ -70,7 +70,6 @@ Payload withFaults(Payload payload, Code operation, const std::vector<Fault>& fa
     return payload;
 }
 
-/// Changes fields of a header by faults.
 void spoil(ContainerHeader& header, const std::vector<Fault>& faults) {
     for (const Fault& fault : faults) {
         if (fault.kind == FaultKind::SetCode) header.code = static_cast<Code>(fault.value);
@@ -180,7 +179,7 @@ bool ReplyScript::body(const Bytes& header, const Payload& payload,
 void ReplyScript::end(const std::vector<Fault>& faults) {
     // The response follows in the same transfer.
     if (find(faults, FaultKind::Glue)) return;
-    // A header in a packet of its own with nothing after it has ended the transfer already.
+    // A header that was split off, with nothing after it, has ended the transfer already.
     if (find(faults, FaultKind::SplitHeader) && inTransfer_ == 0) return;
     const bool lastPacketIsFull = inTransfer_ % pipe_.packetSize() == 0;
     // Without the zero-length packet the host's transfer simply goes on with the next container.

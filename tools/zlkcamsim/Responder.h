@@ -16,7 +16,6 @@
 
 namespace zlk::camsim {
 
-/// The answer to an operation.
 struct Reply {
     Code code = response::OK;
     std::vector<std::uint32_t> parameters;

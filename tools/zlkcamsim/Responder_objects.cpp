@@ -20,8 +20,8 @@ Number clamped(std::uint64_t value) {
     return static_cast<Number>(std::min<std::uint64_t>(value, std::numeric_limits<Number>::max()));
 }
 
-/// A date of EXIF, `2006:07:15 10:30:00`, in the form of PTP. A text that hasn't the length of such
-/// a date is replaced by the time `otherwise`.
+/// A date of EXIF, `2006:07:15 10:30:00`, in the form of PTP. A text that hasn't the length of a
+/// date is replaced by the time `otherwise`.
 std::u16string dateOf(const std::string& exif, std::time_t otherwise) {
     if (exif.size() != 19) return ptpDate(otherwise);
     std::string date;

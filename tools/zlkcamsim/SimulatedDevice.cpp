@@ -11,7 +11,7 @@ namespace {
 
 using usbscan::UsbStatus;
 
-// As much as fits into the area that the host shares with its clients.
+// These are the pieces that fit into the area that the host shares with its clients.
 constexpr int mostPieces = usbscan::areaSlots;
 constexpr std::size_t pieceSize = usbscan::areaSlotSize;
 
@@ -50,7 +50,8 @@ void SimulatedDevice::schedule() {
     post([this] { pump(); });
 }
 
-/// Each callback may destroy this device, so each step first checks whether it still exists.
+/// Each callback may destroy this device, so each further step checks whether the device still
+/// exists.
 void SimulatedDevice::pump() {
     const std::weak_ptr<Outstanding> alive = outstanding_;
     scheduled_ = false;

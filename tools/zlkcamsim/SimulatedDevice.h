@@ -44,7 +44,6 @@ class SimulatedDevice final : public usbscan::UsbDevice {
     /// The room of one transfer: the bytes that are due, at most a piece, rounded up to whole
     /// packets.
     std::size_t roomFor(std::uint64_t due) const;
-    /// Counts a piece that is handed to the host.
     std::shared_ptr<const void> counted(std::shared_ptr<const void> keeper);
 
     usbscan::EventLoop& loop_;

@@ -12,7 +12,7 @@ namespace zlk::camsim {
 
 Spool::Spool(std::uint64_t limit, std::filesystem::path file)
     : limit_(limit), file_(std::move(file)) {
-    // O_NOFOLLOW: the folder belongs to the tester, who may have a link of this name there.
+    // O_NOFOLLOW is needed because the tester may have a link of this name in the folder.
     descriptor_ =
         ::open(file_.c_str(), O_WRONLY | O_CREAT | O_TRUNC | O_CLOEXEC | O_NOFOLLOW, 0644);
     if (descriptor_ < 0) throw std::system_error(errno, std::generic_category(), file_.string());

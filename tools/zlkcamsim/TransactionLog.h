@@ -16,7 +16,6 @@ enum class Channel : std::uint8_t { BulkOut, BulkIn, Interrupt, Control };
 /// Used on the thread of the event loop only.
 class TransactionLog {
   public:
-    /// One transfer.
     struct Entry {
         std::chrono::milliseconds time{};  ///< since the log was created
         Channel channel{};

@@ -53,9 +53,9 @@ class UsbFunction {
     /// of any call here, so that it should only schedule work.
     virtual void setWake(std::function<void()> wake) = 0;
 
-    /// Takes bytes of a transfer from the host, in order, as many packets at once as there are; all
-    /// of them or none. `ends` says that the transfer ends with them: the last packet is short, or
-    /// a zero-length one follows.
+    /// Takes the next bytes of a transfer from the host, all or none. They may be many packets.
+    /// `ends` says that the transfer ends with them: the last packet is short, or a zero-length one
+    /// follows.
     virtual PipeAnswer out(std::span<const std::byte> bytes, bool ends) = 0;
     /// Returns up to `room` bytes of one transfer to the host; `room` is a multiple of the packet
     /// size. The bytes fill their last packet, except at the end of the transfer. They count as

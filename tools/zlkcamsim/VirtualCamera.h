@@ -77,13 +77,11 @@ class VirtualCamera final : public UsbFunction, private BulkInPipe::Listener {
     /// Applies the faults of this phase. Returns the pipe's answer if one of them refuses the
     /// bytes.
     std::optional<PipeAnswer> strike(ByteView bytes);
-    /// Chooses the faults that strike in this phase.
     void takeStrikers(Phase phase, Code operation);
     std::optional<PipeAnswer> apply(const Fault& fault);
     /// Whether the payload has reached the place of a fault.
     bool isReached(const Fault& fault, ByteView bytes) const;
     void add(ByteView bytes);
-    /// The transfer from the host is complete.
     void transferArrived();
     /// Prepares for the next transfer from the host.
     void forgetTransfer();

@@ -9,7 +9,6 @@
 namespace zlk::camsim {
 namespace {
 
-// Types and codes of the requests.
 constexpr std::uint8_t classOut = 0x21, classIn = 0xA1, standardIn = 0x80;
 constexpr std::uint8_t cancelRequest = 0x64, resetRequest = 0x66, statusRequest = 0x67;
 constexpr std::uint8_t clearFeature = 1, getDescriptor = 6, getConfiguration = 8,

@@ -28,7 +28,7 @@ class Options {
     /// `otherwise` if the key isn't there. Throws std::invalid_argument if the value isn't a
     /// number.
     std::uint64_t number(const std::string& key, std::uint64_t otherwise) const;
-    /// Throws std::invalid_argument if there is another key than these.
+    /// Throws std::invalid_argument if there is a key that isn't among `keys`.
     void allow(const std::vector<std::string>& keys) const;
 
   private:
