@@ -77,7 +77,8 @@ class Copier {
     void takeKnown(const PlannedFile& planned, UnloadedFile& file);
     /// Hands the new copies to the settlers, and those of killed runs that have to be proved.
     void arrive(const PlannedFile& planned, UnloadedFile& file, Lanes& lanes);
-    /// Remembers the date of the current shot: that of the first of its files which has one.
+    /// Remembers the date of the current shot, which is the date of the shot's first file that has
+    /// a date.
     void noteDate(const PlannedFile& planned, std::span<const std::byte> head);
     std::optional<LocalTime> dateOf(const PlannedFile& planned) const;
     void waitForSettlers();

@@ -12,7 +12,7 @@ namespace zlk {
 Descriptor openFolder(const std::u16string& path, std::string& reason);
 
 /// The path of the folder that the last component lies in. The path itself for a root, and for a
-/// path that ends in a slash or has none.
+/// path that has no slash or ends in one.
 std::u16string pathAbove(const std::u16string& path);
 
 /// The longest part of a path that exists, or else its root, to find out on which device a new

@@ -12,7 +12,8 @@
 namespace zlk {
 namespace {
 
-// Folders that are kept open at a time; files in transit need descriptors, too.
+// The cache of open folders is emptied when it has more folders than this. Files in transit need
+// descriptors, too.
 constexpr std::size_t openFolders = 32;
 
 }  // namespace

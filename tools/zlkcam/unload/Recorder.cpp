@@ -98,7 +98,7 @@ std::optional<KnownCopy> Recorder::find(const FileRecord& record, const std::str
     }
     // A file without a time could be any file of its name, and is copied again.
     if (state.modified < 0) return std::nullopt;
-    // A killed run's copy is surer than one known by its name: its sum is known.
+    // A copy of a killed run is preferred, because its sum is known.
     if (auto known = findUnfinished(source, state)) return known;
     if (!options_.onlyNew) return std::nullopt;
     std::string file = destination_.findSame(wanted, state.size, state.modified);

@@ -29,7 +29,7 @@ class Remover {
     using Listed = std::unordered_map<std::u16string, FileRecord>;
 
     bool mayBeDeleted(const UnloadedFile& file) const;
-    /// Throws Failure if the file is another one than was copied; `listed` is null for a volume.
+    /// Throws Failure if the file has changed since it was copied; `listed` is null for a volume.
     void requireUnchanged(const UnloadedFile& file, const Listed* listed) const;
 
     const PhotoSession& session_;

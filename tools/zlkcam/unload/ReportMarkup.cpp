@@ -204,7 +204,7 @@ std::string ReportMarkup::placesOf(const UnloadedFile& file) const {
     std::string text;
     for (const std::string& place : places) text += element("p", "place", place);
     const std::string source = devicePath(*file.record);
-    // The path on the device is only shown if no copy has the same one.
+    // The path on the device is only shown if no copy has that path, too.
     if (!places.contains(source)) text += element("p", "place", "on the device: " + source);
     return text;
 }

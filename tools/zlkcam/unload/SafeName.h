@@ -15,8 +15,9 @@ namespace zlk {
 /// Latin-1 if the byte is 0xA0 or more, else `instead`.
 WCHAR harmlessUnit(WCHAR unit, WCHAR instead);
 
-/// Makes a path component of at most 220 bytes of UTF-8. A longer name is cut before its extension.
-/// `_` stands for an empty name.
+/// Makes a path component of at most 220 bytes of UTF-8. A longer name is cut, if possible before
+/// its extension. `_` stands for an empty name, for a dot at the start, and for each unit that
+/// isn't safe.
 std::string safeName(std::u16string_view name);
 
 /// Splits a device's path at both kinds of slashes and makes each component safe. The last

@@ -38,8 +38,8 @@ class UnloadPlan {
     UnloadPlan(const std::vector<FileRecord>& records, const FileSelection& selection,
                Naming naming);
 
-    /// Asks `recorder` which files its destination has already. That destination has the index
-    /// `destination` among `destinations`.
+    /// Asks `recorder` which files its destination has already. `destination` is the index of that
+    /// destination, and `destinations` the number of all.
     void compareWith(std::size_t destination, std::size_t destinations, Recorder& recorder);
 
     const std::vector<PlannedFile>& files() const { return files_; }

@@ -85,8 +85,8 @@ void Unloader::abandon() {
     ending_ = copier_.ending();
 }
 
-/// The StopWatch's thread calls this, too. It may come when the first thread has recorded the run
-/// and hangs in the device.
+/// The StopWatch's thread calls this, too. That call may come when the first thread has recorded
+/// the run and hangs in the device.
 void Unloader::record() {
     if (isRecorded_) return;
     for (std::size_t i = 0; i < targets_.size(); ++i) {

@@ -30,7 +30,7 @@ struct Target {
 };
 
 /// The steps are called in their order by the thread that holds the device; `abandon` is for
-/// another one.
+/// another thread.
 class Unloader {
   public:
     /// All references stay the caller's and have to outlive this.
