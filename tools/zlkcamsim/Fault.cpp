@@ -111,7 +111,7 @@ Fault Fault::parse(const std::vector<std::string>& words) {
         if (equals == std::string::npos) throw std::invalid_argument("key=value: " + words[i]);
         set(fault, words[i].substr(0, equals), words[i].substr(equals + 1));
     }
-    // Checked last, as `phase=` may come anywhere among the words.
+    // The phase is checked last, as `phase=` may come anywhere among the words.
     if (!(static_cast<int>(fault.phase) & row->phases))
         throw std::invalid_argument(words.front() + " has no such phase");
     return fault;

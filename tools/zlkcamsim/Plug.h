@@ -13,8 +13,8 @@ namespace zlk::camsim {
 /// Used on the thread of the event loop only.
 class Plug {
   public:
-    /// `name` is that of the entry among the devices: letters, digits and `-`. Camera and loop
-    /// outlive this.
+    /// `name` is the name of the camera's entry among the devices: letters, digits and `-`. Camera
+    /// and loop outlive this.
     Plug(usbscan::EventLoop& loop, VirtualCamera& camera, std::string name);
 
     /// Makes the camera appear; does nothing if it is there. Throws std::system_error, for instance

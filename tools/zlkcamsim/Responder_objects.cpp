@@ -127,7 +127,7 @@ Reply Responder::getObjectInfo(const Message& command) {
     info.u32(facts.width).u32(facts.height).u32(facts.width ? 24 : 0);
     info.u32(object->parent).u16(object->isFolder() ? genericFolder : 0).u32(0).u32(0);
     info.text(object->name);
-    // The date of the picture is better than that of its file, which changes when it is copied.
+    // The date of the picture is better than the date of its file, which changes with each copying.
     info.text(object->statedDate.value_or(dateOf(facts.captured, object->modified())));
     info.text(object->statedDate.value_or(ptpDate(object->modified()))).text(u"");
     return answer(info.take());
