@@ -47,7 +47,7 @@ enum class MessageKind : std::uint8_t {
     Write = 2,      ///< the bytes of one transfer
     Control = 3,    ///< ControlRequest, and the input of the request
     WaitEvent = 4,  ///< nothing
-    Cancel = 5,     ///< nothing: gives up the transaction that is open on this handle
+    Cancel = 5,     ///< nothing: gives up this handle's open transaction, and its WaitEvent
     SlotFree = 6,   ///< a u32, the slot that has been read
     Record = 7,     ///< RecordRequest and its texts; with it comes a descriptor of the file
     EndRecord = 8,  ///< nothing

@@ -148,6 +148,22 @@ TEST_F(DeviceHostTest, givesAnEventOnceToWhoeverIsStillThere) {
     EXPECT_EQ(there.count(MessageKind::Event), 1);
 }
 
+// A client that has cancelled its wait skips an Event that is sent to it all the same.
+TEST_F(DeviceHostTest, keepsAnEventForTheNextWaitOnceAWaitIsCancelled) {
+    client.say(MessageKind::WaitEvent);
+    client.say(MessageKind::Cancel);
+    loop.settle();
+    const std::byte event[12] = {std::byte{12}};
+    std::exchange(device->interrupt, nullptr)(UsbStatus::Done, event);
+    loop.settle();
+    client.read();
+    EXPECT_EQ(client.count(MessageKind::Event), 0);
+    client.say(MessageKind::WaitEvent);
+    loop.settle();
+    client.read();
+    EXPECT_EQ(client.count(MessageKind::Event), 1);
+}
+
 TEST_F(DeviceHostTest, givesNobodyTheAnswerToAClientThatWentMeanwhile) {
     HostClient other = connectTo(host);
     const auto ask = [](const HostClient& asker, std::uint32_t number) {
