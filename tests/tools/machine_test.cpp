@@ -143,6 +143,8 @@ TEST(Settings, areSetReadListedAndDeleted) {
     EXPECT_THAT(list["values"].each("content"), ElementsAre("é \"q\" \\", "default", "00,ff"));
     EXPECT_EQ(zlkcam({"settings", "delete", key, "text"}).status, 0);
     EXPECT_EQ(zlkcam({"settings", "get", key, "text"}).status, 14);
+    EXPECT_EQ(zlkcam({"settings", "delete", key, ""}).status, 0);
+    EXPECT_THAT(json({"settings", "list", key})["values"].each("name"), ElementsAre("h"));
     EXPECT_EQ(zlkcam({"settings", "delete", key}).status, 0);
     EXPECT_EQ(zlkcam({"settings", "list", key}).status, 14);
     EXPECT_EQ(zlkcam({"settings", "delete", "HKLM"}).status, 1);

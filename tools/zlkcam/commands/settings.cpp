@@ -4,6 +4,8 @@
 
 #include <algorithm>
 #include <cstring>
+#include <optional>
+#include <string>
 
 #include "tools/zlkcam/Text.h"
 #include "tools/zlkcam/TextFile.h"
@@ -18,7 +20,7 @@ constexpr std::size_t maxImport = 64 << 20;
 
 struct SettingsOptions {
     std::string key;
-    std::string name;
+    std::optional<std::string> name;
     std::string content;
     std::string type = "sz";
     std::string file;
@@ -30,7 +32,7 @@ SettingsPath keyOf(const SettingsOptions& options) {
 
 /// The name of the value. `@` stands for the default value, whose name is empty, as in .reg files.
 std::u16string nameOf(const SettingsOptions& options) {
-    return options.name == "@" ? std::u16string() : wideText(options.name);
+    return options.name == "@" ? std::u16string() : wideText(options.name.value_or(""));
 }
 
 /// A value's type and content in the words of the command line.
@@ -70,7 +72,7 @@ void getValue(Tool& tool, const SettingsOptions& options) {
         [&](const SettingsValue& value) { return equalIgnoringCase(value.name, name); });
     if (found == key.values.end())
         throw Failure(ExitStatus::SettingsUnusable,
-                      "The key " + utf8Text(key.path) + " has no value \"" + options.name + "\".",
+                      "The key " + utf8Text(key.path) + " has no value \"" + *options.name + "\".",
                       "See what it has: zlkcam settings list '" + options.key + "'");
     tool.say(describe(*found).content);
     writeValue(tool.answer, *found);
@@ -104,10 +106,12 @@ void setValue(Tool& tool, const SettingsOptions& options) {
 
 void deleteSetting(Tool& tool, const SettingsOptions& options) {
     const SettingsPath path = keyOf(options);
-    if (options.name.empty())
-        SettingsStore::removeKey(path);
-    else
+    // An empty name, perhaps of a script's empty variable, isn't taken for a missing one: with that
+    // the whole key goes.
+    if (options.name)
         SettingsStore::removeValue(path, nameOf(options));
+    else
+        SettingsStore::removeKey(path);
     tool.answer.beginObject().member("deleted", path.full()).endObject();
 }
 
