@@ -85,7 +85,7 @@ HRESULT callbackOf(const VARIANT& argument, ComPtr<IProgressCallback>& callback)
 HRESULT ProgressArgument::take(const DISPPARAMS& arguments, UINT count,
                                UINT* argumentError) noexcept {
     arguments_ = arguments;
-    // Other errors in the arguments are left to DispatchImpl, which reports them.
+    // A wrong number of arguments or a missing array is left to DispatchImpl, which reports it.
     if (arguments.cArgs != count || !arguments.rgvarg || arguments.cNamedArgs > count ||
         (arguments.cNamedArgs > 0 && !arguments.rgdispidNamedArgs))
         return S_OK;

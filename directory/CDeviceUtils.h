@@ -10,9 +10,9 @@
 
 namespace zlk {
 
-/// Implements IDeviceUtils (server/ZlkCamTr.idl). If the settings name another class for this when
-/// the object is made, and that class can be created, it answers all calls but
-/// IsDeviceRequestingTagSetup().
+/// Implements IDeviceUtils (server/ZlkCamTr.idl). The settings may name another class that is to
+/// answer in place of this one. The constructor tries to create an object of that class. If it
+/// succeeds, that object answers all calls but IsDeviceRequestingTagSetup().
 class CDeviceUtils : public DispatchImpl<IDeviceUtils> {
   public:
     using Interfaces = InterfaceList<IDeviceUtils, IDispatch>;

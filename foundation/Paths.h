@@ -26,8 +26,8 @@ std::u16string trimmed(const std::u16string& text);
 
 /// Our own folder inside the system's folder for temporary files, without a trailing backslash. It
 /// is made if it is missing. If that fails, nothing is reported here; creating a file in the folder
-/// then fails. If the system has no folder for temporary files, the result is a relative path, and
-/// no folder is made.
+/// then fails. If the system has no folder for temporary files, or one with a path of MAX_PATH
+/// units or more, the result is a relative path, and no folder is made.
 std::u16string GetTempDir();
 
 }  // namespace zlk

@@ -279,7 +279,7 @@ class Parser {
 
     Scanner scanner_;
     File file_;
-    // The ids in the file and the names of its interfaces and classes, each of which may be given
+    // The uuids in the file, and the names of its interfaces and classes. Each may be given only
     // once.
     std::set<Guid> ids_;
     std::set<std::string> names_;

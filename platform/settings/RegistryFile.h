@@ -30,9 +30,10 @@ struct FileStamp {
 };
 
 /// Checks a store's file and those of its logs that exist. False if the store itself is missing.
-/// Throws ERROR_ACCESS_DENIED for a file that MachineRoot doesn't trust, and ERROR_BADDB for
-/// something that isn't a regular file or for an empty store, each after a line to the diagnostics;
-/// or the error of a file that can't be looked at.
+/// Throws RegistryFailure: ERROR_ACCESS_DENIED for a file that MachineRoot doesn't trust,
+/// ERROR_BADDB for something that isn't a regular file and for an empty store. In these cases a
+/// line to the diagnostics names the file. If a file can't be looked at, the failure has the
+/// system's error.
 bool checkStoreFile(const std::string& path);
 
 /// Whether this process may read the store's file; the logs aren't looked at.

@@ -82,8 +82,8 @@ class RegistryStore {
     /// that is just making the log will make the index, too.
     bool logIsHalfMade() const;
     /// Opens a connection, shared if possible. A process that may only read the store gets an
-    /// immutable one if the store can't be shared and has no write-ahead log. Such a process waits
-    /// about 100 ms for a log that a writer is making.
+    /// immutable one if the store can't be shared and has no write-ahead log. If a writer is just
+    /// making the log, such a process waits until it is complete, for about 100 ms at most.
     std::unique_ptr<RegistryDatabase> connect() const;
     std::unique_ptr<RegistryDatabase> connectAs(RegistryDatabase::Mode mode) const;
     void forget() noexcept;

@@ -137,7 +137,8 @@ Failure moduleFailure(const std::string& what, DWORD error, const std::string& a
 
 std::optional<Failure> claimFailure() {
     const std::optional<Line> line = latest([](const Line& each) {
-        // The file of a claim has this in its path, which the platform reports.
+        // A claim is a named object, and its name is in the path of its file. If the file can't be
+        // made, the platform reports that path.
         return each.subject == "NamedObjects" &&
                each.text.find("/ZlkUnloadImageDeviceLock_") != std::string::npos;
     });

@@ -68,7 +68,8 @@ constexpr bool isImage(Code code) {
 }
 }  // namespace format
 
-/// In a parameter: all storages, all objects, or all pictures as a format.
+/// As a parameter this stands for all storages, objects or properties. For a format it stands for
+/// all formats of pictures.
 inline constexpr std::uint32_t everything = 0xFFFFFFFF;
 /// In the parameter of a parent: the root of the storage.
 inline constexpr std::uint32_t rootParent = 0xFFFFFFFF;

@@ -28,7 +28,8 @@ class RecordingParser {
     void finish();
 
   private:
-    // Bytes from the host: a command, or its data.
+    // Takes an event of the bulk-out pipe: bytes of the host, which are a command or its data, or
+    // the end of a transfer, which may be a stall.
     void addOut(const UsbEvent& event);
     // Bytes from the device: data and response.
     void addIn(const UsbEvent& event);

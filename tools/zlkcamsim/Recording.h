@@ -1,5 +1,6 @@
 #pragma once
-// The contents of a recording, for a replay: the device and its answers to each question.
+// The contents of a recording, for a replay: the device's descriptors, and what the device answered
+// to each command of the recorded host.
 
 #include <cstdint>
 #include <map>

@@ -131,8 +131,10 @@ class Responder {
     EventSink raise_;
     std::time_t clockOffset_ = 0;  ///< seconds that the clock is ahead of this machine's
 
-    // The data of the operation that runs.
+    // What the host has sent as data of the operation that execute() runs; null if the operation
+    // has none. It is the caller's, and valid during that call only.
     Spool* received_ = nullptr;
+
     std::deque<Announcement> announcements_;
     bool expectsObject_ = false;  ///< the content of the last announcement is still to come
 };

@@ -14,7 +14,8 @@ constexpr std::size_t largestBuffer = areaSlotSize;
 // Where the kernel has no memory even for buffers of this size, reading fails.
 constexpr std::size_t smallestBuffer = 8 * 1024;
 
-/// The largest number of bytes up to `size` that is a multiple of the packet size.
+/// `size` rounded down to whole packets. Buffers have such sizes, so that a transfer that roomFor()
+/// rounds up isn't larger than its buffer.
 std::size_t wholePackets(std::size_t size, const UsbEndpoint& endpoint) {
     return size - size % endpoint.maximumPacketSize;
 }

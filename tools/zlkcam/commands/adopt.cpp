@@ -150,7 +150,7 @@ void runAdopt(Tool& tool, const AdoptOptions& options) {
     const UsbCamera camera = chooseCamera(directory, options);
     const DesktopRule rule(camera.attached.vid, camera.attached.pid);
     std::optional<CameraRow> row;
-    // A camera that the table knows only needs the rule.
+    // A camera that is in the table already gets no row, but only the rule.
     if (camera.contextId.empty()) row = rowFor(directory, camera, options);
     tool.answer.beginObject();
     if (row) show(tool, *row);

@@ -136,8 +136,9 @@ void removeOriginals(const Prepared& run, Unloader& unloader, UnloadSummary& sum
                             "Look at AllowDelete of its product class: zlkcam settings list"});
 }
 
-/// Copies, records and deletes what is planned, and tells of it. `end` becomes what a stop has to
-/// do while this goes on.
+/// Copies the planned files, records the copies, deletes the originals if the options say so, and
+/// prints the summary. Sets `end` to what the StopWatch has to call if the user stops the run while
+/// a call of the device hangs.
 void carryOut(Tool& tool, const Options& options, const Prepared& run, UnloadSummary& summary,
               Ending& end) {
     Unloader unloader(tool, run.session, run.plan, run.targets, options, options);

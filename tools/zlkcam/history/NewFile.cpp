@@ -66,7 +66,8 @@ bool NewFile::takeName(const std::string& name) {
     // The platform's move replaces no file that was there before, on any file system.
     isHidden_ = !MoveFileW(pathOf(folder_, hidden_).c_str(), pathOf(folder_, name).c_str());
     if (isHidden_ && GetLastError() != ERROR_ALREADY_EXISTS) fail(name, reasonText());
-    // On FAT a moved file has no contents under its new name until it is flushed once more.
+    // On FAT the entry with the new name tells where the contents are only once the file is flushed
+    // again. A power cut before that would leave the file without contents.
     if (!isHidden_ && ::fsync(file_.get()) != 0) fail(name, std::strerror(errno));
     return !isHidden_;
 }

@@ -75,8 +75,8 @@ void Copier::copy(std::vector<UnloadedFile>& files) {
         }
         inHand_ = nullptr;
     }
-    // The settlers still work on what has arrived. Their results, and a destination that they gave
-    // up, are only known after the wait.
+    // The settlers still work on what has arrived. Only after the wait are their results known, and
+    // whether one of them has given its destination up.
     waitForSettlers();
     if (!ending_) ending_ = endOfDestinations();
 }

@@ -28,8 +28,9 @@ class CopySink final : public FileSink {
     /// To be called before the first bytes. The caller keeps the copy, which has to outlive this.
     void addCopy(HiddenCopy& copy) { copies_.push_back({&copy}); }
 
-    /// Gathers bytes, and passes each full block on. False if a block was passed on and no copy is
-    /// left that can be written. Always true without copies.
+    /// Gathers bytes until the next piece doesn't fit into the block, and then passes them on.
+    /// False if bytes were passed on and no copy is left that can be written. Always true without
+    /// copies.
     bool take(std::span<const std::byte> bytes) override;
     /// To be called after the last bytes. The results below are complete only then.
     void finish();

@@ -38,8 +38,8 @@ std::optional<LocalTime> localTimeOf(std::int64_t seconds);
 /// be edited after it was taken. None if the list has nothing plausible.
 std::optional<LocalTime> listedDate(const FileRecord& file);
 
-/// When a file was last changed, by the device's list, else when it was created. None if the list
-/// has nothing plausible.
+/// When a file was last changed, by the device's list. If the list has no plausible time for that,
+/// this is when the file was created. None if that time isn't plausible either.
 std::optional<LocalTime> changeDate(const FileRecord& file);
 
 }  // namespace zlk

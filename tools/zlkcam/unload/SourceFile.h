@@ -58,7 +58,7 @@ class SourceFile {
     /// the file isn't held open, as on a camera.
     void readAhead() const;
     /// Asks the system to drop the file from its cache, so that the next reading comes from the
-    /// medium.
+    /// medium. No effect if the file isn't held open.
     void forgetContents() const;
 
   private:

@@ -40,7 +40,7 @@ class UnloadProgress {
     void arrived(const UnloadedFile& file, std::size_t destinations);
     /// One of the destinations that settle the file is done with it.
     void settled(const UnloadedFile& file);
-    /// Hides the bar, before others write to the terminal.
+    /// Hides the bar. To be called before anything else is written to the terminal.
     void end();
 
   private:
