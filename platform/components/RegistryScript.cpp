@@ -186,8 +186,10 @@ class ScriptParser {
         std::uint64_t sum = 0;
         for (const char16_t unit : digits) {
             unsigned digit = unit - u'0';
-            if (digit > 9 && hex) digit = (unit | 0x20u) - u'a' + 10u;
-            if (digit >= (hex ? 16u : 10u)) fail("a number expected");
+            if (const unsigned letter = (unit | 0x20u) - u'a'; hex && letter < 6)
+                digit = letter + 10;
+            else if (digit > 9)
+                fail("a number expected");
             sum = sum * (hex ? 16 : 10) + digit;
             if (sum > UINT32_MAX) fail("a number beyond 32 bits");
         }
