@@ -25,7 +25,8 @@ std::u16string readText(const RegistryKey& key, const WCHAR* name) {
     // The size is asked for first. A writer may replace the text by a longer one before it is read;
     // then the loop reads again, with the new size.
     while (result == ERROR_SUCCESS && type == REG_SZ && size <= maxTextBytes) {
-        text.resize(size / sizeof(WCHAR));
+        // Rounded up, for a text that ends with half a unit.
+        text.resize((size + 1) / sizeof(WCHAR));
         size = static_cast<DWORD>(text.size() * sizeof(WCHAR));
         result = RegQueryValueExW(key.get(), name, nullptr, &type,
                                   reinterpret_cast<BYTE*>(text.data()), &size);

@@ -178,6 +178,11 @@ TEST(Drives, ThatAUserMountsAreCardsWithTheirTexts) {
     EXPECT_EQ(
         errorOf(GetVolumeInformationW(u"E:\\", label, 7, nullptr, nullptr, nullptr, nullptr, 0)),
         ERROR_INSUFFICIENT_BUFFER);
+    // The store takes a text that ends with half a unit.
+    const RegistryKey key =
+        createKey(HKEY_LOCAL_MACHINE, u"Software\\Zephyr-Lanthorn\\Platform\\Mounts\\E");
+    ASSERT_EQ(setBytes(key.get(), u"Label", {'a', 0, 'b'}, REG_SZ), ERROR_SUCCESS);
+    EXPECT_EQ(labelOf('E'), "a");
     EXPECT_THAT(labelOf('B'), StartsWith("folder"));
     EXPECT_EQ(deviceOf('E'), "ZL|GLIMMERBOX 539");
     ASSERT_EQ(mountedCards().size(), 2u);
