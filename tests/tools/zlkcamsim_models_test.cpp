@@ -56,6 +56,12 @@ TEST_F(CameraTest, ShowsTheThumbnailThatAPictureCarries) {
     EXPECT_EQ(ask("10000000 0100 0a10 03000000" + addFile(100)), "0c0000000300102003000000");
 }
 
+// A picture's file may become shorter after its thumbnail was found.
+TEST(Payload, GivesNoMoreThanItHas) {
+    EXPECT_EQ(Payload::of(Bytes(4)).part(2, 9).bytes.size(), 2u);
+    EXPECT_EQ(Payload::of(Bytes(4)).part(9, 1).bytes.size(), 0u);
+}
+
 TEST_F(CameraTest, BelievesATesterWhateverHeMakes) {
     openSession();
     EXPECT_EQ(tell("add random=3 name=%2F..%u0001%uD800 size=0xffffffff parent=self"), "ok 1");

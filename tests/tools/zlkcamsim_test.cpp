@@ -239,5 +239,15 @@ TEST(PluggedCamera, IsToldThroughASocketWhatToDo) {
     EXPECT_THAT(tell("state").output, HasSubstr("\"plugged\":true"));
 }
 
+TEST(PluggedCamera, ReplacesNothingButASocket) {
+    const std::string file = test::newFolder() / "A.JPG";
+    test::writeFile(file, "a");
+    const test::ProgramResult refused =
+        test::runProgram({"timeout", "9", test::programFolder() / "zlkcamsim", "--storage",
+                          test::newFolder(), "--control", file});
+    EXPECT_THAT(refused.error, HasSubstr(file));
+    EXPECT_EQ(test::readFile(file), "a");
+}
+
 }  // namespace
 }  // namespace zlk::camsim

@@ -2,6 +2,7 @@
 // PTP containers as they go over the bulk pipes: a header of twelve bytes, little-endian, and the
 // payload that it announces.
 
+#include <algorithm>
 #include <cstddef>
 #include <cstdint>
 #include <memory>
@@ -52,9 +53,11 @@ struct Payload {
 
     /// Takes the bytes over.
     static Payload of(Bytes bytes);
-    /// A part of the bytes, with the same keeper.
+    /// A part of the bytes, with the same keeper; only what there is of it, since a file may have
+    /// become shorter.
     Payload part(std::size_t offset, std::size_t count) const {
-        return {bytes.subspan(offset, count), keeper};
+        const std::size_t start = std::min(offset, bytes.size());
+        return {bytes.subspan(start, std::min(count, bytes.size() - start)), keeper};
     }
 };
 

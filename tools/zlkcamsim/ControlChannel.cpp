@@ -1,6 +1,7 @@
 #include "tools/zlkcamsim/ControlChannel.h"
 
 #include <sys/socket.h>
+#include <sys/stat.h>
 #include <sys/un.h>
 #include <unistd.h>
 
@@ -123,8 +124,10 @@ void ControlChannel::listenOn(const std::string& path) {
     const sockaddr_un address = addressOf(path);
     const int socket = ::socket(AF_UNIX, SOCK_STREAM | SOCK_CLOEXEC | SOCK_NONBLOCK, 0);
     if (socket < 0) fail(path);
-    // A socket that was left by a killed program would keep the name.
-    ::unlink(path.c_str());
+    // A socket that was left by a killed program would keep the name. Anything else stays, and
+    // bind() fails.
+    struct stat status {};
+    if (::lstat(path.c_str(), &status) == 0 && S_ISSOCK(status.st_mode)) ::unlink(path.c_str());
     if (::bind(socket, reinterpret_cast<const sockaddr*>(&address), sizeof address) != 0 ||
         ::listen(socket, 16) != 0) {
         const int error = errno;
