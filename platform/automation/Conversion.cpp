@@ -203,8 +203,7 @@ HRESULT storeObject(const VARIANT& value, VARIANT& target) {
     return SUCCEEDED(asked) ? S_OK : DISP_E_TYPEMISMATCH;
 }
 
-/// Whether a value is the text True or False in any case, as scripts print truth values. If it is,
-/// `truth` is set.
+/// Whether a value is the text True or False, case ignored. If it is, `truth` is set.
 bool isTruthWord(const VARIANT& value, VARIANT_BOOL& truth) {
     if (value.vt != VT_BSTR) return false;
     const std::u16string_view text = trimmed(textOf(value.bstrVal));

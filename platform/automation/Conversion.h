@@ -11,7 +11,7 @@ std::size_t sizeOfType(VARTYPE type) noexcept;
 
 /// Gives the value that `source` holds or, with VT_BYREF, points to. A text or object in the value
 /// is borrowed. E_POINTER for a null pointer, DISP_E_BADVARTYPE if sizeOfType has no size for the
-/// type that is pointed to, or if more than one VARIANT would have to be followed.
+/// type that is pointed to, or for a pointer to a VARIANT that points to another VARIANT.
 HRESULT dereference(const VARIANT& source, VARIANT& value) noexcept;
 
 /// Stores the value of `source`, converted to `type`, in `target`, which may be raw memory before.

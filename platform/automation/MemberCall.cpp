@@ -116,7 +116,7 @@ HRESULT MemberCall::fill(const TypeParameter& parameter, Place& place) noexcept 
         return S_OK;
     }
     if (isLeftOut(argument)) return DISP_E_PARAMNOTOPTIONAL;
-    // Borrowed from the caller: no copy needed.
+    // The value stays the caller's, so a text isn't copied.
     if (argument.vt == type) {
         place.value = argument;
         return S_OK;

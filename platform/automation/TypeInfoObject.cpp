@@ -17,9 +17,9 @@ namespace {
 
 using typelib::TypeKind;
 
-// The lower 16 bits of an HREFTYPE are a type's place in a library. An HREFTYPE may have one of
-// these two bits as well.
-constexpr HREFTYPE otherSide = 0x10000;  // the other side of the dual interface that gives it
+// The lower 16 bits of an HREFTYPE are a type's place in a library. Above them, one of two bits may
+// be set.
+constexpr HREFTYPE otherSide = 0x10000;  // leads to the other TypeSide of the dual interface
 constexpr HREFTYPE baseType = 0x20000;   // the place is one in the library of the base types
 
 /// The base interfaces, and for each the slot of the virtual table at which the own members of an
