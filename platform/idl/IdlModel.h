@@ -1,6 +1,6 @@
 #pragma once
-// The content of an interface definition file, independent of how it is written and of what is made
-// of it: the C++ header and the type library.
+// The content of an interface definition file, of which the C++ header and the type library are
+// made.
 
 #include <array>
 #include <cstdint>
@@ -56,7 +56,7 @@ struct Library {
     std::uint16_t majorVersion = 0, minorVersion = 0;
     std::uint32_t locale = 0;
     std::string helpString;
-    std::string import;  ///< the name of the library that it is built on
+    std::string import;  ///< the name of the imported library
     std::vector<std::string> comment;
     std::vector<Coclass> coclasses;
 };

@@ -180,7 +180,7 @@ class Parser {
     }
 
     Parameter parameter(const Method& owner) {
-        // The reader of type libraries checks these rules again, except that names differ.
+        // The reader of type libraries checks these rules again, but not that the names differ.
         const Attributes attributes = attributeList({"in", "out", "retval"});
         Parameter made;
         made.in = attributes.has("in");
@@ -204,10 +204,9 @@ class Parser {
         return made;
     }
 
-    /// Checks that a method has an id if the interface is dual, and only then, that a property has
-    /// one parameter, and that no earlier method has the same name or id. The exception is the
-    /// reader and the writer of one property, which share their name and, in a dual interface,
-    /// their id.
+    /// Checks three rules. A method has an id if its interface is dual, and only then. A property
+    /// has one parameter. No two methods share a name or id, except the reader and the writer of
+    /// one property, which share their name and, in a dual interface, their id.
     void check(const Method& added, const Interface& owner) {
         if (added.dispatchId.has_value() != owner.dual)
             scanner_.fail("a method has an id in a dual interface, and only there");

@@ -19,9 +19,9 @@
 //                 16 number of parameters (4)
 //     parameter    0 name (4)   4 VARTYPE, with VT_BYREF for a pointer (2)   6 flags (2)
 //
-// Ids have the byte order of a GUID in memory. The functions follow each other in the order of the
-// types, and within a type in the order of its virtual table; the parameters follow in the order of
-// the functions.
+// The first three parts of an id are numbers of 4, 2 and 2 bytes. The functions follow each other
+// in the order of the types, and within a type in the order of its virtual table; the parameters
+// follow in the order of the functions.
 
 #include <cstddef>
 #include <cstdint>

@@ -25,8 +25,8 @@ class Bytes {
     void put(std::uint32_t number, std::size_t size = 4) {
         for (std::size_t i = 0; i < size; ++i) text += static_cast<char>(number >> 8 * i & 0xFF);
     }
-    /// A Guid has its bytes in the order of the text; in memory the first three parts of a GUID are
-    /// little-endian numbers.
+    /// A Guid has its bytes in the order of the text; in the file the first three parts of an id
+    /// are little-endian numbers.
     void put(const Guid& id) {
         for (const int place : {3, 2, 1, 0, 5, 4, 7, 6, 8, 9, 10, 11, 12, 13, 14, 15})
             text += static_cast<char>(id[place]);
