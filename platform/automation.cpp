@@ -51,8 +51,8 @@ HRESULT VariantCopy(VARIANT* target, const VARIANT* source) noexcept {
 HRESULT VariantChangeType(VARIANT* target, const VARIANT* source, WORD flags,
                           VARTYPE type) noexcept {
     if (!target || !source || flags != 0) return E_INVALIDARG;
-    // Converted into a place of its own, so that `target` stays unchanged on failure and may be
-    // `source`.
+    // The value is converted into a place of its own first, because `target` stays unchanged on
+    // failure and may be `source`.
     VARIANT changed;
     if (const HRESULT result = convert(*source, type, changed); FAILED(result)) return result;
     VariantClear(target);

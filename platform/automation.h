@@ -4,12 +4,12 @@
 // The members of an object are described by its type library (type_library.h).
 //
 // The layouts are fixed, because other languages declare these structures for themselves. The
-// functions on VARIANTs may be called on any thread, each value by one thread at a time.
+// functions on VARIANTs may be called on any thread, each value by one thread at a time, but a
+// value that holds an object only on that object's thread.
 
 #include "platform/component.h"
 
-/// The type of a value. With VT_BYREF the value is a pointer to a variable of that type, which
-/// belongs to the caller.
+/// The type of a value. With VT_BYREF the value is a pointer to a variable of that type.
 using VARTYPE = WORD;
 inline constexpr VARTYPE VT_EMPTY = 0;  ///< no value; converts to 0 and to the empty text
 inline constexpr VARTYPE VT_NULL = 1;   ///< known to have no value; converts to nothing else
@@ -41,9 +41,8 @@ inline constexpr VARIANT_BOOL VARIANT_FALSE = 0;
 struct IDispatch;
 struct ITypeInfo;
 
-/// A value with its type, which selects the member of the union. The holder of a VARIANT owns the
-/// text or the reference in it and gives it up by VariantClear; what a VT_BYREF value points to
-/// stays its owner's.
+/// A value with its type; `vt` selects the member of the union. The owner of a VARIANT owns the
+/// text or the reference in it too, and frees it by VariantClear. A VT_BYREF value owns nothing.
 struct VARIANT {
     VARTYPE vt;
     WORD wReserved1, wReserved2, wReserved3;
@@ -78,7 +77,8 @@ inline constexpr DISPID DISPID_PROPERTYPUT = -3;  ///< names the new value of a 
 
 /// The arguments of a call, borrowed. The first `cNamedArgs` of them are named: each goes to the
 /// parameter whose place, counted from 0, stands at the same index of `rgdispidNamedArgs`
-/// (DISPID_PROPERTYPUT: the new value). The others follow in reverse order, the last one first.
+/// (DISPID_PROPERTYPUT: the new value). The unnamed arguments follow in reverse order, the last one
+/// first.
 struct DISPPARAMS {
     VARIANT* rgvarg;
     DISPID* rgdispidNamedArgs;
@@ -110,31 +110,33 @@ inline constexpr WORD DISPATCH_PROPERTYPUTREF = 8;  ///< no member here is put b
 struct IDispatch : IUnknown {
     /// The number of type descriptions, which is 1: every object here has one.
     virtual HRESULT GetTypeInfoCount(UINT* count) noexcept = 0;
-    /// Gives the description of the object's members; the caller releases it. E_POINTER,
-    /// DISP_E_BADINDEX (`index` isn't 0), DISP_E_UNKNOWNLCID, and the failures of LoadTypeLib.
+    /// Gives the description of the object's members; the caller releases it. E_POINTER (`info` is
+    /// null), DISP_E_BADINDEX (`index` isn't 0), DISP_E_UNKNOWNLCID, or the reason why the
+    /// description can't be read, such as a failure of LoadTypeLib.
     virtual HRESULT GetTypeInfo(UINT index, DWORD localeId, ITypeInfo** info) noexcept = 0;
     /// Gives the dispatch id of the member names[0] and the places of the parameters that the other
     /// names stand for; case doesn't matter. DISP_E_UNKNOWNNAME if a name isn't known: the id of
     /// each unknown name, or of all names if the member isn't known, is then DISPID_UNKNOWN.
-    /// E_INVALIDARG for a null argument or a `count` of 0, and the failures of LoadTypeLib.
-    /// `reserved` is all zeros (DISP_E_UNKNOWNINTERFACE otherwise).
+    /// E_INVALIDARG if `names` or `dispatchIds` is null or `count` is 0. DISP_E_UNKNOWNLCID and the
+    /// failures to read the description are as for GetTypeInfo. `reserved` is all zeros
+    /// (DISP_E_UNKNOWNINTERFACE otherwise).
     virtual HRESULT GetIDsOfNames(const GUID& reserved, WCHAR** names, UINT count, DWORD localeId,
                                   DISPID* dispatchIds) noexcept = 0;
-    /// Calls a member. `flags` is what to call it as (DISPATCH_...; if several are given, any kind
-    /// among them will do). Arguments are converted between numbers and text where the value allows
-    /// it, and may be references; an out parameter takes a reference to its type or to a VARIANT.
-    /// To set a property, the new value is passed as an argument, which may be named
-    /// DISPID_PROPERTYPUT. `result` (null: not wanted) receives what the member returns, which the
-    /// caller clears; it is VT_EMPTY on failure.
+    /// Calls a member as one of the kinds in `flags` (DISPATCH_...). Arguments are converted
+    /// between numbers and text where the value allows it, and may be references; an out parameter
+    /// takes a reference to its type or to a VARIANT. To set a property, the new value is passed as
+    /// an argument, which may be named DISPID_PROPERTYPUT. `result` (null: not wanted) receives the
+    /// member's result, which the caller clears. After a failure it is VT_EMPTY.
     ///
-    /// DISP_E_EXCEPTION if the member itself failed: exception->scode (`exception` null: not
-    /// wanted) is its result. After any other failure the member wasn't called. Such failures are
-    /// DISP_E_MEMBERNOTFOUND, DISP_E_BADPARAMCOUNT, E_INVALIDARG, DISP_E_UNKNOWNLCID,
-    /// DISP_E_UNKNOWNINTERFACE (`reserved` isn't all zeros), E_OUTOFMEMORY, the failures of
-    /// LoadTypeLib; and, with the index in rgvarg of the argument at fault in *argumentError,
-    /// DISP_E_TYPEMISMATCH, DISP_E_OVERFLOW, DISP_E_BADVARTYPE, DISP_E_PARAMNOTFOUND (no parameter
-    /// of that name, or one that has its argument already), DISP_E_PARAMNOTOPTIONAL (left out),
-    /// E_POINTER (a null reference).
+    /// DISP_E_EXCEPTION if the call of the member failed; exception->scode is then the call's
+    /// result (`exception` null: not wanted). After any other failure the member wasn't called.
+    /// Among these failures are DISP_E_MEMBERNOTFOUND, DISP_E_BADPARAMCOUNT, E_INVALIDARG,
+    /// DISP_E_UNKNOWNLCID, DISP_E_UNKNOWNINTERFACE (`reserved` isn't all zeros), E_OUTOFMEMORY and
+    /// the failures to read the description, as for GetTypeInfo. With the following failures
+    /// *argumentError receives the index in rgvarg of the argument at fault: DISP_E_TYPEMISMATCH,
+    /// DISP_E_OVERFLOW, DISP_E_BADVARTYPE, DISP_E_PARAMNOTFOUND (no parameter of that name, or one
+    /// that has its argument already), DISP_E_PARAMNOTOPTIONAL (left out), E_POINTER (a null
+    /// reference).
     virtual HRESULT Invoke(DISPID dispatchId, const GUID& reserved, DWORD localeId, WORD flags,
                            DISPPARAMS* parameters, VARIANT* result, EXCEPINFO* exception,
                            UINT* argumentError) noexcept = 0;
@@ -151,7 +153,8 @@ extern "C" {
 /// Makes raw memory an empty value; whatever the memory held isn't freed.
 void VariantInit(VARIANT* value) noexcept;
 /// Frees the text or releases the object that the value holds, and makes the value empty.
-/// DISP_E_BADVARTYPE for an unknown type; the value then stays as it is. E_INVALIDARG for null.
+/// DISP_E_BADVARTYPE for a type that a VARIANT can't hold; the value then stays as it is.
+/// E_INVALIDARG for null.
 HRESULT VariantClear(VARIANT* value) noexcept;
 /// Clears `target` and makes it a copy of `source`, with a text or reference of its own; a VT_BYREF
 /// value stays a pointer to the same place. On failure `target` is unchanged: E_OUTOFMEMORY,

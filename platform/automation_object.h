@@ -1,6 +1,6 @@
 #pragma once
-// A base for classes with a dual interface: it implements the interface's four IDispatch methods,
-// so that the class has to implement only the interface's own.
+// A base for classes with a dual interface. It implements the four methods of IDispatch, so that
+// the class has to implement only the methods that the interface adds.
 //
 //     class CDeviceList : public DispatchImpl<IDeviceList> {
 //       public:
@@ -18,10 +18,9 @@ namespace zlk {
 
 #pragma GCC visibility push(default)
 
-/// The bodies of the IDispatch methods for all objects with one interface, served from the type
-/// library of the module that the table lies in. The library is read by the first call that needs
-/// it, on whichever thread, and kept until the module is unloaded. Results and arguments are those
-/// of IDispatch.
+/// The bodies of IDispatch methods for all objects with one interface. They use the type library of
+/// the module that the table lies in. The first call that needs the library reads it, on any
+/// thread; it is kept until the module is unloaded. Results and arguments are those of IDispatch.
 class DispatchTable {
   public:
     constexpr explicit DispatchTable(const GUID& iid) noexcept : iid_(iid) {}

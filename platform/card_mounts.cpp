@@ -30,7 +30,8 @@ bool isFolder(const std::u16string& path) {
 }
 
 bool mountUnderLock(CardMount& mount, const LetterLock& lock) {
-    // Letters of mounted folders and of volumes: under the lock neither can change.
+    // The letters of mounted folders and of volumes. No other process gives one while we hold the
+    // lock.
     std::u16string taken = mountedLetters();
     for (const LetteredVolume& lettered : letteredVolumes(taken, &lock)) taken += lettered.letter;
     if (mount.letter && taken.find(mount.letter) != taken.npos) return refuse(ERROR_ALREADY_EXISTS);

@@ -1,7 +1,6 @@
 #pragma once
-// Folders that stand for memory cards: how to mount one and how to take it away again. The calls
-// are thread-safe, and a lock keeps processes that change mounts at the same time from giving one
-// letter twice.
+// Folders that stand for memory cards: how to mount one and how to unmount it again. The calls are
+// thread-safe. Processes hold a lock while they change mounts, so that no letter is given twice.
 
 #include <vector>
 
@@ -17,9 +16,9 @@
 /// the machine root, of the lock's file and of the settings store.
 BOOL mountCard(CardMount& mount) noexcept;
 
-/// Takes a mounted folder away; what lies in it isn't touched. ERROR_INVALID_DRIVE if no folder is
-/// mounted under that letter; the lock, the machine root and the settings store can fail as for
-/// mountCard.
+/// Unmounts the folder that is mounted under a letter; the folder itself isn't touched.
+/// ERROR_INVALID_DRIVE if there is none; the lock, the machine root and the settings store can fail
+/// as for mountCard.
 BOOL unmountCard(WCHAR letter) noexcept;
 
 /// The folders mounted now, in the order of their letters, including those that have vanished from

@@ -23,8 +23,8 @@ DWORD GetTickCount() noexcept;
 void Sleep(DWORD milliseconds) noexcept;
 
 /// Functions that GetTickCount and Sleep of this process call instead of using the machine's clock,
-/// so that tests needn't wait. A null function leaves its call as it is. Setting them isn't
-/// thread-safe: a test does so before the call that it tests.
+/// so that tests needn't wait. Where a function is null, the machine's clock is used. Setting them
+/// isn't thread-safe: a test sets them before the call that it tests.
 struct TestClock {
     DWORD (*tickCount)() = nullptr;
     void (*sleep)(DWORD milliseconds) = nullptr;
@@ -40,8 +40,8 @@ FILETIME fileTimeFromUnix(std::int64_t seconds, std::uint32_t nanoseconds) noexc
 
 /// Gives local wall-clock time as a file time. This differs from Windows: the offset is the one in
 /// force at that moment and not today's, so that a picture taken in July doesn't move by an hour in
-/// December. Returns 0 with ERROR_INVALID_PARAMETER for a null pointer, or if the time or the
-/// result would have the top bit set.
+/// December. Returns 0 with ERROR_INVALID_PARAMETER for a null pointer, or if the top bit is set in
+/// the time or would be set in the result.
 BOOL FileTimeToLocalFileTime(const FILETIME* time, FILETIME* local) noexcept;
 
 /// Splits a file time into its parts without changing its zone. Returns 0 with
@@ -49,9 +49,9 @@ BOOL FileTimeToLocalFileTime(const FILETIME* time, FILETIME* local) noexcept;
 BOOL FileTimeToSystemTime(const FILETIME* time, SYSTEMTIME* parts) noexcept;
 
 /// Gives the seconds since 1970 UTC of a local time; a field out of its range carries over into the
-/// next larger one. When the clocks are put back, one hour comes twice, and its second run is
-/// meant. When they are put forward, one hour is skipped, and a time in it is read with the offset
-/// from before the change. Returns -1 for a moment before 1970 or after the year 3000.
+/// next larger one. When the clocks are put back, one hour comes twice, and a time in it means the
+/// later moment. When they are put forward, one hour is skipped, and a time in it is read with the
+/// offset from before the change. Returns -1 for a moment before 1970 or after the year 3000.
 std::int64_t _mktime64(const BrokenDownTime& local) noexcept;
 
 /// The current time in seconds since 1970 UTC.

@@ -41,8 +41,7 @@ struct IClassFactory : IUnknown {
     /// becomes a part of it: `iid` must then be IUnknown's (CLASS_E_NOAGGREGATION otherwise), and
     /// the outer object owns the part by that IUnknown.
     virtual HRESULT CreateInstance(IUnknown* outer, const GUID& iid, void** object) noexcept = 0;
-    /// With `lock`, keeps the class's module loaded. Each call without `lock` takes one such call
-    /// back.
+    /// With `lock`, keeps the class's module loaded. A call without `lock` takes back one with it.
     virtual HRESULT LockServer(BOOL lock) noexcept = 0;
 
   protected:
@@ -73,26 +72,27 @@ HRESULT CLSIDFromString(const WCHAR* text, GUID* clsid) noexcept;
 /// Returns the units written, which are 39, or 0 if there is less room or `buffer` is null.
 int StringFromGUID2(const GUID& id, WCHAR* buffer, int room) noexcept;
 
-/// Finds the class that a ProgID stands for (HKEY_CLASSES_ROOT\<ProgID>\CLSID, or that of the
-/// ProgID in its CurVer). CO_E_CLASSSTRING if there is none, E_INVALIDARG for a null `clsid`,
-/// E_OUTOFMEMORY, or the HRESULT of a registry that can't be read.
+/// Finds the class that a ProgID stands for. The id is read from HKEY_CLASSES_ROOT\<ProgID>\CLSID.
+/// If there is no valid id, it is read from the key CLSID of the ProgID that <ProgID>\CurVer names.
+/// CO_E_CLASSSTRING if no id is found, E_INVALIDARG for a null `clsid`, E_OUTOFMEMORY, or the
+/// HRESULT of a registry that can't be read.
 HRESULT CLSIDFromProgID(const WCHAR* progId, GUID* clsid) noexcept;
 
 /// Makes an object of a registered class in this process; the caller owns the reference in *object,
-/// which is null on failure. The class's module is loaded once and the class's factory is kept, so
-/// that a class that is registered anew is still served by the old module until
-/// CoFreeUnusedLibraries has unloaded it. Results: REGDB_E_CLASSNOTREG (no such class, one without
-/// a module, or a `context` without CLSCTX_INPROC_SERVER), CO_E_DLLNOTFOUND (the module doesn't
-/// load or isn't trusted), CO_E_ERRORINDLL (the module has no DllGetClassObject, or gives no
-/// factory), E_POINTER (`object` is null), E_OUTOFMEMORY, the HRESULT of ERROR_TOO_MANY_OPEN_FILES
-/// or of a registry that can't be read, and whatever the module itself returns.
+/// which is null on failure. The class's module stays loaded and the class's factory is kept: if
+/// the class is registered anew, the old module still makes its objects until CoFreeUnusedLibraries
+/// has unloaded that module. Results: REGDB_E_CLASSNOTREG (no such class, one without a module, or
+/// a `context` without CLSCTX_INPROC_SERVER), CO_E_DLLNOTFOUND (the module doesn't load or isn't
+/// trusted), CO_E_ERRORINDLL (the module has no DllGetClassObject, or gives no factory), E_POINTER
+/// (`object` is null), E_OUTOFMEMORY, the HRESULT of ERROR_TOO_MANY_OPEN_FILES or of a registry
+/// that can't be read, and whatever the module itself returns.
 HRESULT CoCreateInstance(const GUID& clsid, IUnknown* outer, DWORD context, const GUID& iid,
                          void** object) noexcept;
 
 /// Unloads each component module whose DllCanUnloadNow says that it has no objects. If threads
-/// other than the caller's have made objects of a module, it is unloaded only if each call of this
-/// function has found it idle and unused for ten seconds: another thread may have dropped its last
-/// reference and still be on its way out of the module's code.
+/// other than the caller's have made objects of a module, it is unloaded only when calls of this
+/// function have found it idle for ten seconds and no object was made meanwhile: another thread may
+/// have dropped its last reference and still be on its way out of the module's code.
 void CoFreeUnusedLibraries() noexcept;
 
 }  // extern "C"

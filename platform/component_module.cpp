@@ -20,7 +20,7 @@ HRESULT runScripts(HMODULE module, std::span<const ComponentClass> classes, bool
     for (const ComponentClass& component : classes) {
         const HRESULT ran = runRegistryScript(module, component.registryScript, install, words);
         if (SUCCEEDED(result)) result = ran;
-        // Unregistering goes on, so that as much as possible of an incomplete module is taken away.
+        // Unregistering goes on, so that a failure leaves as little as possible registered.
         if (install && FAILED(result)) break;
     }
     return result;

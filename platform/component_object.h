@@ -176,8 +176,7 @@ HRESULT makeObject(IUnknown* outer, const GUID& iid, void** object) {
     return result;
 }
 
-/// Makes an object of T as IClassFactory::CreateInstance does; the function that ComponentClass
-/// takes.
+/// Makes an object of T as IClassFactory::CreateInstance does. ComponentClass takes this function.
 template <class T>
 HRESULT createObject(IUnknown* outer, const GUID& iid, void** object) noexcept {
     if (!object) return E_POINTER;

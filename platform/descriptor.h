@@ -15,7 +15,7 @@ class Descriptor {
     Descriptor() = default;
     explicit Descriptor(int fd) noexcept : fd_(fd) {}
     Descriptor(Descriptor&& other) noexcept : fd_(std::exchange(other.fd_, -1)) {}
-    /// Exchanges descriptors with `other`, which then closes the one held here before.
+    /// Exchanges descriptors with `other`, whose destructor then closes the one held here before.
     Descriptor& operator=(Descriptor&& other) noexcept {
         std::swap(fd_, other.fd_);
         return *this;

@@ -11,7 +11,7 @@ BOOL DeviceIoControl(HANDLE device, DWORD code, const void* input, DWORD inputSi
         SetLastError(ERROR_INVALID_PARAMETER);
         return 0;
     }
-    // Set before the handle is looked up, because for an unknown handle nobody else sets it.
+    // Nobody else sets it if the handle is unknown or takes no codes.
     *returned = 0;
     const auto handle = findHandle(device);
     return handle && withoutExceptions(false, [&] {

@@ -85,7 +85,6 @@ inline constexpr HRESULT CO_E_CLASSSTRING = static_cast<HRESULT>(0x800401F3);
 inline constexpr HRESULT CO_E_DLLNOTFOUND = static_cast<HRESULT>(0x800401F8);
 inline constexpr HRESULT CO_E_ERRORINDLL = static_cast<HRESULT>(0x800401F9);
 
-/// Whether an HRESULT stands for success, as S_FALSE does, too.
 constexpr bool SUCCEEDED(HRESULT hr) {
     return hr >= 0;
 }

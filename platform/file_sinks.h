@@ -1,7 +1,7 @@
 #pragma once
 // File sinks: paths that look like files to a component, and hand on what is written to them as it
-// comes. A client uses one to make several copies and a checksum of a picture in one go, with no
-// temporary file in between, from a component that can only save to a path.
+// comes. A client passes such a path to a component that can only save to a path. So it can make
+// several copies and a checksum of a picture in one go, with no temporary file in between.
 
 #include <cstddef>
 #include <span>
@@ -19,9 +19,9 @@ class FileSink {
 };
 
 /// Makes a path that CreateFileW opens for writing, in this process and for the life of this
-/// object. GetFileSizeEx gives the bytes written to one handle. Writes to a handle that outlives
-/// this object fail with ERROR_INVALID_HANDLE. `sink` stays the caller's and must outlive this
-/// object. Any thread may make or end a SinkFile; ending it waits for a write that is under way.
+/// object. GetFileSizeEx gives the number of bytes written to its handle. Writes to a handle that
+/// outlives this object fail with ERROR_INVALID_HANDLE. `sink` stays the caller's and must outlive
+/// this object. Any thread may make or end a SinkFile; ending it waits for a write under way.
 class SinkFile {
   public:
     explicit SinkFile(FileSink& sink);

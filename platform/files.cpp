@@ -221,7 +221,7 @@ bool _wstat64i32(const WCHAR* path, FileStatus& result) noexcept {
         auto target = PathTarget::find(path);
         struct statx status;
         if (!target || !openToAsk(*target, status)) return false;
-        // The bits of the kind, as callers' C library has them.
+        // The bits for a folder and for a file, with the values that callers know.
         const std::uint16_t mode = isFolder(status) ? 0x4000 : 0x8000;
         const auto device = std::uint64_t{status.stx_dev_major} << 32 | status.stx_dev_minor;
         result = {mode, static_cast<std::int32_t>(status.stx_size), status.stx_mtime.tv_sec, device,

@@ -17,11 +17,11 @@
 // a kernel without openat2 no link is followed there, and opening one gives ERROR_PATH_NOT_FOUND or
 // ERROR_ACCESS_DENIED. DeleteFileW and MoveFileW act on a link itself.
 //
-// A file's name may contain what no text can: bytes that aren't UTF-8, ASCII's control characters,
-// the backslash, U+FFFE and U+FFFF. Each of their bytes shows as the unit U+F000 + byte from the
-// private area, and a path with that unit leads back to the byte. If a file's name really contains
-// such a unit, that file is found first, and a walk lists only one of two files whose names read
-// the same.
+// A file's name may contain what isn't shown as it is: bytes that aren't UTF-8, ASCII's control
+// characters, the backslash, U+FFFE and U+FFFF. Each of their bytes shows as the unit U+F000 + byte
+// from the private area, and a path with that unit leads back to the byte. If a file's name really
+// contains the unit, that file is found first. Of files whose names read the same, a walk lists
+// one.
 //
 // Last errors that several calls have, among others: ERROR_FILE_NOT_FOUND, ERROR_PATH_NOT_FOUND (a
 // folder above is missing), ERROR_ACCESS_DENIED (no right, or the path leads to something else than
@@ -57,7 +57,7 @@ inline constexpr DWORD INVALID_FILE_ATTRIBUTES = 0xFFFFFFFF;
 /// What a folder walk reports of one entry. The size is 0 for a folder.
 struct WIN32_FIND_DATAW {
     DWORD dwFileAttributes;
-    FILETIME ftCreationTime;  ///< the last write where the file system keeps none
+    FILETIME ftCreationTime;  ///< of the last write if the file system keeps no such time
     FILETIME ftLastAccessTime;
     FILETIME ftLastWriteTime;
     DWORD nFileSizeHigh;
@@ -96,17 +96,16 @@ struct PathParts {
 /// Splits a path text without looking at the disk. The parts are views into `path`.
 PathParts splitPath(std::u16string_view path) noexcept;
 
-/// Opens or makes a file, opens a volume (`\\.\X:`) for device_io.h and flushing, a camera by its
-/// device name, a file sink (file_sinks.h), or a folder with FILE_FLAG_BACKUP_SEMANTICS for
-/// flushing. All but files ignore `share` and `disposition`. The caller owns the handle;
-/// INVALID_HANDLE_VALUE on failure.
+/// Opens or makes a file. It also opens a volume (`\\.\X:`), a camera by its device name, a file
+/// sink (file_sinks.h) and, with FILE_FLAG_BACKUP_SEMANTICS, a folder; for these `share` and
+/// `disposition` are ignored. The caller owns the handle; INVALID_HANDLE_VALUE on failure.
 ///
 /// `access` is made of GENERIC_READ and GENERIC_WRITE, or is FILE_APPEND_DATA, or 0 (a handle that
 /// only asks for the file's size or status, and takes part in no sharing). `share` is what others
 /// may do meanwhile. If another opener, in any process of ours, doesn't share the access that this
 /// one asks for, or has an access that this one doesn't share, the result is
-/// ERROR_SHARING_VIOLATION and the file stays as it is. On a file system without locks, sharing
-/// isn't enforced.
+/// ERROR_SHARING_VIOLATION and the file stays as it is. Sharing isn't enforced where a file can't
+/// be locked, as on a file system without locks.
 ///
 /// `disposition` is CREATE_NEW, CREATE_ALWAYS (empties an existing file and keeps its mode; the
 /// last error is then ERROR_ALREADY_EXISTS on success) or OPEN_EXISTING. A new file gets its mode
@@ -152,16 +151,17 @@ BOOL DeleteFileW(const WCHAR* path) noexcept;
 /// An existing target is left alone: ERROR_ALREADY_EXISTS.
 BOOL MoveFileW(const WCHAR* from, const WCHAR* to) noexcept;
 
-/// The attributes of a file or folder; INVALID_FILE_ATTRIBUTES on failure. Hidden is the FAT
-/// attribute if the file has one that can be read, and otherwise a leading dot; read-only is a file
-/// that its owner may not write.
+/// The attributes of a file or folder; INVALID_FILE_ATTRIBUTES on failure. Whether it is hidden is
+/// told by its FAT attributes if they can be read, and otherwise by a leading dot. A file is
+/// read-only if its owner may not write it.
 DWORD GetFileAttributesW(const WCHAR* path) noexcept;
 
 /// Reports kind, size, time and identity of what a path leads to, links followed. False on failure,
 /// with the last error.
 bool _wstat64i32(const WCHAR* path, FileStatus& status) noexcept;
 
-/// The path of this machine, `/...` and free of links, to what a path leads to; empty on failure.
+/// The file or folder that a path leads to, as a path of this machine (`/...`) without links; empty
+/// on failure.
 std::u16string finalPath(const WCHAR* path) noexcept;
 
 /// The descriptor of an open file or folder, for uses that no call here covers. The handle still

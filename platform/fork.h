@@ -4,7 +4,7 @@
 
 #include <pthread.h>
 
-/// Once it is constructed, `call` runs in each child that this process forks, on the child's only
+/// From the construction on, `call` runs in each child that this process forks, on the child's only
 /// thread and before fork() returns there. The constructor is inline, so that the handler is
 /// registered for the module that makes the object, and goes away when that module is unloaded.
 struct InForkedChild {

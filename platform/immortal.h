@@ -7,8 +7,8 @@
 
 namespace zlk {
 
-template <class T>
 /// Holds a default-constructed T in storage of its own and never runs its destructor.
+template <class T>
 class Immortal {
   public:
     Immortal() { ::new (static_cast<void*>(bytes_)) T(); }

@@ -29,7 +29,7 @@ HMODULE load(const WCHAR* path) {
     // links, which nobody else can redirect.
     const TrustedFile file = found.empty() ? TrustedFile() : openTrusted(found);
     if (!file || !isWholeModule(file.path)) return nullptr;
-    // Loaded by its path, so that the loader knows the module by that name.
+    // The loader gets the path and not the open file, so that it knows the module by this path.
     void* const loaded = ::dlopen(file.path.c_str(), RTLD_NOW | RTLD_LOCAL);
     if (!loaded) {
         diagnose("Modules", u"%s", ::dlerror());

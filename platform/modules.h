@@ -13,22 +13,23 @@ inline constexpr WORD RT_STRING = 6;  ///< blocks of 16 counted UTF-16 texts, id
 
 #pragma GCC visibility push(default)
 
-/// Loads a module; the caller ends each load with FreeLibrary, and the module is unloaded with the
-/// last one. `path` is a file's path (files.h); a bare name is looked up only in the folder of
-/// installed modules beside this library. A name that ends in `.dll`, in any case, stands for the
-/// file with `.so` instead, in lower case if there is none with this spelling: callers and settings
-/// use the names that modules have on other systems. Null, among others with ERROR_MOD_NOT_FOUND
-/// (no such file, or one that doesn't load), ERROR_ACCESS_DENIED (others may change it; the
-/// diagnostics name the file or folder) and ERROR_TOO_MANY_OPEN_FILES.
+/// Loads a module; the caller ends each load with FreeLibrary, and the end of the last load unloads
+/// the module. `path` is a file's path (files.h); a bare name is looked up only in the folder of
+/// installed modules beside this library. Callers and settings use the names that modules have on
+/// other systems: a name that ends in `.dll` or `.DLL` stands for the file that ends in `.so`, and
+/// if that doesn't exist, for the file of this name in lower case. Null, among others with
+/// ERROR_MOD_NOT_FOUND (no such file, or one that doesn't load), ERROR_ACCESS_DENIED (others may
+/// change it; the diagnostics name the file or folder) and ERROR_TOO_MANY_OPEN_FILES.
 HMODULE LoadLibraryW(const WCHAR* path) noexcept;
-/// Takes one load back; 0 with ERROR_INVALID_HANDLE.
+/// Ends one load; 0 with ERROR_INVALID_HANDLE for a module that isn't loaded.
 BOOL FreeLibrary(HMODULE module) noexcept;
 
 /// The address of a function or object that the module itself exports, valid while the module is
 /// loaded. Null with ERROR_PROC_NOT_FOUND.
 void* GetProcAddress(HMODULE module, const char* name) noexcept;
 
-/// The module that holds `address`; it isn't counted as a load. Null with ERROR_MOD_NOT_FOUND.
+/// The module that holds `address`, which this call doesn't load once more. Null with
+/// ERROR_MOD_NOT_FOUND.
 HMODULE moduleFromAddress(const void* address) noexcept;
 
 /// Writes the path from which the module was loaded; it is a full one (`/...`) after LoadLibraryW.
@@ -37,7 +38,7 @@ HMODULE moduleFromAddress(const void* address) noexcept;
 DWORD GetModuleFileNameW(HMODULE module, WCHAR* buffer, DWORD room) noexcept;
 
 /// Finds a resource by number and type: a type has a name ("REGISTRY", "TYPELIB"), or for string
-/// tables the number RT_STRING. Null with ERROR_RESOURCE_NOT_FOUND. The record and its bytes are
+/// tables the number RT_STRING. Null with ERROR_RESOURCE_NOT_FOUND. The resource and its bytes are
 /// part of the module and valid while it is loaded.
 HRSRC FindResourceW(HMODULE module, WORD id, const WCHAR* type) noexcept;
 HRSRC FindResourceW(HMODULE module, WORD id, WORD type) noexcept;

@@ -15,9 +15,10 @@
 // ERROR_NOT_ENOUGH_MEMORY, ERROR_TOO_MANY_OPEN_FILES, ERROR_DISK_FULL, ERROR_BUSY (another process,
 // which was stopped while it made or opened the object, has kept it locked for five seconds).
 //
-// A forked child is a process of its own and has none of its parent's objects. There, the parent's
-// handles can only be closed and otherwise fail with ERROR_INVALID_HANDLE, and views become private
-// memory of the child that begins as zeros. The child opens what it needs by name.
+// A forked child is a process of its own and has none of its parent's objects. In the child, the
+// handles of these objects can only be closed; any other use fails with ERROR_INVALID_HANDLE. Their
+// views become private memory of the child that begins as zeros. The child opens what it needs by
+// name.
 
 #include "platform/error.h"
 #include "platform/types.h"
@@ -44,8 +45,9 @@ inline constexpr DWORD WAIT_FAILED = 0xFFFFFFFF;
 HANDLE CreateFileMappingW(HANDLE file, const SECURITY_ATTRIBUTES* security, DWORD protection,
                           DWORD sizeHigh, DWORD sizeLow, const WCHAR* name) noexcept;
 
-/// Opens an existing section; null with ERROR_FILE_NOT_FOUND if there is none. The table of
-/// attached cameras is made or brought up to date by the driver first.
+/// Opens an existing section; null with ERROR_FILE_NOT_FOUND if there is none. If `name` is that of
+/// the section in which the camera driver lists the cameras, the driver first makes that section or
+/// brings it up to date.
 HANDLE OpenFileMappingW(DWORD access, BOOL inherit, const WCHAR* name) noexcept;
 
 /// CreateFileMappingW and OpenFileMappingW with names in UTF-8.
@@ -56,16 +58,16 @@ HANDLE OpenFileMappingA(DWORD access, BOOL inherit, const char* name) noexcept;
 /// Maps `bytes` (0: to the end) of a section, from an offset that is a multiple of 64 KiB. `access`
 /// has FILE_MAP_READ or FILE_MAP_WRITE. The view keeps the section in existence until the caller
 /// unmaps it, even after the handle is closed. Null on failure, among others with
-/// ERROR_INVALID_HANDLE, ERROR_INVALID_PARAMETER (another access or offset, or beyond the section)
-/// and ERROR_NOT_ENOUGH_MEMORY.
+/// ERROR_INVALID_HANDLE, ERROR_INVALID_PARAMETER (another access or offset, or bytes beyond the
+/// section's end) and ERROR_NOT_ENOUGH_MEMORY.
 void* MapViewOfFile(HANDLE mapping, DWORD access, DWORD offsetHigh, DWORD offsetLow,
                     std::size_t bytes) noexcept;
 /// Ends a view, by the address that MapViewOfFile returned; 0 with ERROR_INVALID_PARAMETER for
 /// another address.
 BOOL UnmapViewOfFile(const void* view) noexcept;
 
-/// The bytes that a view really has, even if another process has shortened the section's file; 0
-/// for an address that isn't that of a view of this process.
+/// The number of bytes that can be used in a view: fewer than were mapped if another process has
+/// shortened the section's file, and 0 for an address at which this process has no view.
 std::size_t viewSize(const void* view) noexcept;
 
 /// Opens the named mutex, or makes it; the calling thread owns a new one at once if `initialOwner`.

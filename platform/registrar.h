@@ -16,9 +16,9 @@
 //
 // Words are separated by blanks and line ends. A name or text that is empty, contains blanks,
 // begins with a quote, or would be read as a brace, a sign or a keyword stands in single quotes;
-// between them, two quotes in a row mean one. `s` is REG_SZ, `d` is REG_DWORD (decimal, or
-// hexadecimal after 0x), `val` starts a value. %NAME% is replaced by the caller's text for that
-// word. Roots are HKCR and HKLM; keys may lie 32 levels deep.
+// between the quotes, two in a row mean one. `s` is REG_SZ, `d` is REG_DWORD (decimal, or
+// hexadecimal after 0x), `val` starts a value. %NAME% is replaced by the caller's text for NAME.
+// Roots are HKCR and HKLM; keys may lie up to 32 levels deep.
 //
 // Registering replaces a ForceRemove key of the store as a whole. Unregistering deletes a
 // ForceRemove key as a whole; of any other key it deletes the values that the script names, and

@@ -14,8 +14,8 @@
 
 namespace {
 
-// ASCII's control characters become blanks, so that a text can't end the line or begin an escape
-// sequence of a terminal.
+// ASCII's control characters become blanks: a line end would end the line, and ESC would begin an
+// escape sequence of the terminal.
 void appendOnOneLine(std::string& line, const WCHAR* text) {
     for (const char c : utf8Text(text ? text : u""))
         line += static_cast<unsigned char>(c) < ' ' || c == '\x7F' ? ' ' : c;

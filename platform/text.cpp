@@ -11,7 +11,7 @@ namespace {
 using zlk::platform::replacementCharacter;
 using zlk::platform::takeCharacter;
 
-// Whether eight bytes (eight or four units) have no bit set that ASCII doesn't have.
+// Whether the units in eight bytes, which are eight or four, are all ASCII.
 template <class Unit>
 bool eightBytesAreAscii(const Unit* units) {
     constexpr std::uint64_t beyondAscii =
@@ -114,7 +114,7 @@ int convertInto(UINT codePage, bool strict, const From* source, int sourceLength
                                                 : std::char_traits<From>::length(source) + 1;
     const std::basic_string_view<From> text(source, length);
     bool broken = false;
-    // The first run finds out the size, so that a buffer that is too small stays untouched.
+    // The first conversion only counts, so that a buffer that is too small stays untouched.
     const std::size_t needed = convert(text, static_cast<To*>(nullptr), broken);
     if (strict && broken) return refuse(ERROR_NO_UNICODE_TRANSLATION);
     if (needed > static_cast<std::size_t>(std::numeric_limits<int>::max()))

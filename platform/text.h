@@ -43,7 +43,6 @@ std::string utf8Text(std::u16string_view wide);
 /// ASCII maps into ASCII. Surrogates map to themselves. The result is the same in every process:
 /// names of files, registry keys and identifiers are compared by it.
 WCHAR upperCase(WCHAR unit) noexcept;
-/// A text with each of its units in upper case.
 std::u16string upperCase(std::u16string_view text);
 /// Compares two texts, case ignored. Negative, 0 or positive if `a` sorts before, with or after
 /// `b`.
@@ -86,12 +85,12 @@ class FormatArgument {
 };
 
 /// Formats as the wide printf family does: %d %i %u %x %X %c %C %s %S %p %%, with flags, width and
-/// precision; %p always has 16 digits. The length words h, l, ll, I64 and I32 are skipped, since a
-/// number is formatted in the width of its argument, of 32 bits at least. The conversion says
+/// precision; %p always has 16 digits. The length words h, l, ll, I64 and I32 have no effect: a
+/// number has 64 bits if its type has, and otherwise counts as one of 32 bits. The conversion says
 /// whether it is signed. `%s` and `%S` take text of either width. An argument of the wrong kind, or
-/// a missing one, prints as "?". Writes at most `room` units, terminator included, allocates
-/// nothing, and returns the number of units of the whole text, which is `room` or more where the
-/// text was cut.
+/// a missing one, prints as "?". Writes at most `room` units, terminator included, and allocates
+/// nothing. Returns the number of units of the whole text, without the terminator; the text was cut
+/// if that is `room` or more.
 std::size_t formatWide(WCHAR* buffer, std::size_t room, std::u16string_view format,
                        std::span<const FormatArgument> arguments) noexcept;
 

@@ -158,7 +158,7 @@ class FormatWriter {
     }
 
     static std::uint64_t unsignedValue(const FormatArgument& argument) {
-        // Numbers smaller than an int have been widened to 32 bits, as C does with such arguments.
+        // A number smaller than an int counts as one of 32 bits, because C widens such an argument.
         return argument.size_ > 4 ? argument.number_ : argument.number_ & 0xFFFFFFFF;
     }
 

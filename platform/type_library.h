@@ -87,7 +87,7 @@ struct TYPEATTR {
     WCHAR* lpstrSchema;
     ULONG cbSizeInstance;
     TYPEKIND typekind;
-    WORD cFuncs;  ///< without those of the interface that it is based on
+    WORD cFuncs;  ///< the type's own members, without those of its base interface
     WORD cVars;
     WORD cImplTypes;
     WORD cbSizeVft;
@@ -135,9 +135,9 @@ struct ITypeInfo : IUnknown {
     /// Gives the name of a member and then those of its parameters, at most `room`; `count`
     /// receives how many were given.
     virtual HRESULT GetNames(MEMBERID id, BSTR* names, UINT room, UINT* count) noexcept = 0;
-    /// The type that this interface is based on, or the default interface of a class, at index 0. A
+    /// Index 0 gives the type that an interface is based on, or the default interface of a class. A
     /// dual interface has two descriptions: index -1 of its TKIND_DISPATCH leads to the same
-    /// interface as a TKIND_INTERFACE, and index -1 of that leads back.
+    /// interface as a TKIND_INTERFACE, and index -1 of the TKIND_INTERFACE leads back.
     virtual HRESULT GetRefTypeOfImplType(UINT index, HREFTYPE* type) noexcept = 0;
     virtual HRESULT GetImplTypeFlags(UINT index, LONG* flags) noexcept = 0;
     /// As IDispatch::GetIDsOfNames.
@@ -190,9 +190,9 @@ struct ITypeLib : IUnknown {
     /// Whether a type or member has this name, case ignored; `name` then gets the spelling that the
     /// library has. `hash` is ignored.
     virtual HRESULT IsName(WCHAR* name, ULONG hash, BOOL* found) noexcept = 0;
-    /// Gives the types that have this name, or a member with this name, and that member's id
-    /// (MEMBERID_NIL for the type itself). *count is the number wanted and receives the number
-    /// given. `hash` is ignored.
+    /// Finds the types that have this name or a member with this name. `infos` receives the types,
+    /// and `ids` for each the member's id, or MEMBERID_NIL if the type itself has the name. *count
+    /// is the number wanted and receives the number given. `hash` is ignored.
     virtual HRESULT FindName(WCHAR* name, ULONG hash, ITypeInfo** infos, MEMBERID* ids,
                              WORD* count) noexcept = 0;
     virtual void ReleaseTLibAttr(TLIBATTR* attributes) noexcept = 0;
@@ -214,20 +214,20 @@ extern "C" {
 /// ERROR_TOO_MANY_OPEN_FILES.
 HRESULT LoadTypeLib(const WCHAR* path, ITypeLib** library) noexcept;
 
-/// Reads the library of that id and version that is registered for the locale or, if there is none,
-/// for any other locale. TYPE_E_LIBNOTREGISTERED, the HRESULT of a registry that can't be read, or
-/// the results of LoadTypeLib.
+/// Reads the library that is registered with this id and version for the locale or, if there is
+/// none, for any other locale. TYPE_E_LIBNOTREGISTERED, the HRESULT of a registry that can't be
+/// read, or the results of LoadTypeLib.
 HRESULT LoadRegTypeLib(const GUID& id, WORD majorVersion, WORD minorVersion, DWORD localeId,
                        ITypeLib** library) noexcept;
 
 /// Registers a library: writes into HKEY_CLASSES_ROOT where it is (`path`, as LoadTypeLib takes it)
-/// and which interfaces it describes for automation. `helpFolder` may be null.
-/// TYPE_E_REGISTRYACCESS, E_INVALIDARG, E_OUTOFMEMORY, or a failure of `library` itself.
+/// and which dual interfaces it describes. `helpFolder` may be null. TYPE_E_REGISTRYACCESS,
+/// E_INVALIDARG, E_OUTOFMEMORY, or a failure of `library` itself.
 HRESULT RegisterTypeLib(ITypeLib* library, const WCHAR* path, const WCHAR* helpFolder) noexcept;
 
 /// Takes away what RegisterTypeLib wrote: the path for one locale and kind of system, and what all
-/// locales of this version share (help text and folder, flags, interfaces). It succeeds where there
-/// is nothing, or only what is installed for everybody. TYPE_E_REGISTRYACCESS, E_OUTOFMEMORY.
+/// locales of this version share (help text and folder, flags, interfaces). It succeeds too if the
+/// keys are missing, or only the installed modules have them. TYPE_E_REGISTRYACCESS, E_OUTOFMEMORY.
 HRESULT UnRegisterTypeLib(const GUID& id, WORD majorVersion, WORD minorVersion, DWORD localeId,
                           SYSKIND kind) noexcept;
 
