@@ -75,10 +75,10 @@ using DISPID = LONG;
 inline constexpr DISPID DISPID_UNKNOWN = -1;      ///< stands for the id of an unknown name
 inline constexpr DISPID DISPID_PROPERTYPUT = -3;  ///< names the new value of a property
 
-/// The arguments of a call, borrowed. The first `cNamedArgs` of them are named: each goes to the
-/// parameter whose place, counted from 0, stands at the same index of `rgdispidNamedArgs`
-/// (DISPID_PROPERTYPUT: the new value). The unnamed arguments follow in reverse order, the last one
-/// first.
+/// The arguments of a call, borrowed. The first `cNamedArgs` of them are named: at the index of
+/// such an argument `rgdispidNamedArgs` has the place of its parameter, counted from 0, or
+/// DISPID_PROPERTYPUT for the new value of a property. The unnamed arguments follow in reverse
+/// order, the last one first.
 struct DISPPARAMS {
     VARIANT* rgvarg;
     DISPID* rgdispidNamedArgs;
@@ -175,8 +175,8 @@ HRESULT VariantChangeType(VARIANT* target, const VARIANT* source, WORD flags,
 
 namespace zlk {
 
-/// Empties the two answers of Invoke; either may be null. Each Invoke calls it first, because its
-/// callers needn't initialise the answers, and clear them even after a failure.
+/// Empties the two answers of Invoke; either may be null. Each Invoke calls this before anything
+/// can fail, because callers needn't initialise the answers, and clear them even after a failure.
 inline void emptyAnswer(VARIANT* result, EXCEPINFO* exception) noexcept {
     if (result) VariantInit(result);
     if (exception) *exception = {};

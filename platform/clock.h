@@ -39,9 +39,9 @@ void GetSystemTimeAsFileTime(FILETIME* now) noexcept;
 FILETIME fileTimeFromUnix(std::int64_t seconds, std::uint32_t nanoseconds) noexcept;
 
 /// Gives local wall-clock time as a file time. This differs from Windows: the offset is the one in
-/// force at that moment and not today's, so that a picture taken in July doesn't move by an hour in
+/// force at `time` and not today's, so that a picture taken in July doesn't move by an hour in
 /// December. Returns 0 with ERROR_INVALID_PARAMETER for a null pointer, or if the top bit is set in
-/// the time or would be set in the result.
+/// `time` or would be set in the result.
 BOOL FileTimeToLocalFileTime(const FILETIME* time, FILETIME* local) noexcept;
 
 /// Splits a file time into its parts without changing its zone. Returns 0 with

@@ -8,7 +8,7 @@ using namespace zlk::platform;
 
 namespace {
 
-/// The default value of a subkey of a ProgID.
+/// Reads the default value of a subkey of a ProgID's key. CO_E_CLASSSTRING if there is none.
 HRESULT readBelow(const std::u16string& progId, const WCHAR* key, std::u16string& text) {
     // A backslash in the ProgID would lead to another key.
     if (progId.empty() || progId.find(u'\\') != std::u16string::npos) return CO_E_CLASSSTRING;

@@ -155,7 +155,7 @@ class ComPtr {
 class Bstr {
   public:
     Bstr() = default;
-    /// Copies `text`. Holds null where there is no memory; calls then see the empty text.
+    /// Copies `text`. If there is no memory, the Bstr holds null, which counts as the empty text.
     explicit Bstr(std::u16string_view text) noexcept
         : text_(
               SysAllocStringLen(text.data() ? text.data() : u"", static_cast<UINT>(text.size()))) {}

@@ -37,8 +37,8 @@ HRESULT DllGetClassObject(const GUID& clsid, const GUID& iid, void** object) noe
 /// Runs each class's registry script and then, with ModuleTypeLibrary::Registered, registers the
 /// module's type library; stops at the first failure and returns it.
 HRESULT DllRegisterServer() noexcept;
-/// Takes the registration back (registrar.h tells which keys stay); goes on after a failure, and
-/// returns the first one.
+/// Takes the registration back (registrar.h tells which keys stay). It goes on after a failure, and
+/// returns the first failure.
 HRESULT DllUnregisterServer() noexcept;
 }
 

@@ -52,7 +52,7 @@ struct InterfaceList {
         return static_cast<First*>(object);
     }
 
-    /// The interface `iid` of `object`, uncounted; null if it isn't in the list.
+    /// The interface `iid` of `object`, without a new reference; null if it isn't in the list.
     template <class T>
     static void* find(T* object, const GUID& iid) noexcept {
         void* found = nullptr;
@@ -101,8 +101,8 @@ class PlainObject final : private ModuleLock, public T {
 };
 
 /// An object of class T that is part of an outer one. The interfaces of the part forward reference
-/// counts and QueryInterface to the outer object, so that both look like one object; this separate
-/// IUnknown is how the outer object reaches and ends the part.
+/// counts and QueryInterface to the outer object, so that both look like one object. The outer
+/// object reaches and ends the part by the separate IUnknown that this class implements.
 template <class T>
 class AggregatedObject final : private ModuleLock, public IUnknown {
   public:

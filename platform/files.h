@@ -24,8 +24,8 @@
 // one.
 //
 // Last errors that several calls have, among others: ERROR_FILE_NOT_FOUND, ERROR_PATH_NOT_FOUND (a
-// folder above is missing), ERROR_ACCESS_DENIED (no right, or the path leads to something else than
-// the call takes), ERROR_SHARING_VIOLATION, ERROR_INVALID_NAME, ERROR_FILENAME_EXCED_RANGE,
+// folder above is missing), ERROR_ACCESS_DENIED (no right, or the path leads to what the call
+// doesn't take), ERROR_SHARING_VIOLATION, ERROR_INVALID_NAME, ERROR_FILENAME_EXCED_RANGE,
 // ERROR_WRITE_PROTECT (a read-only file system), ERROR_DISK_FULL, ERROR_NOT_READY (a drive without
 // a medium, or one whose folder has vanished), ERROR_IO_DEVICE, ERROR_TOO_MANY_OPEN_FILES,
 // ERROR_NOT_ENOUGH_MEMORY, ERROR_FILE_EXISTS, ERROR_FILE_TOO_LARGE, ERROR_INVALID_HANDLE,
@@ -102,8 +102,8 @@ PathParts splitPath(std::u16string_view path) noexcept;
 ///
 /// `access` is made of GENERIC_READ and GENERIC_WRITE, or is FILE_APPEND_DATA, or 0 (a handle that
 /// only asks for the file's size or status, and takes part in no sharing). `share` is what others
-/// may do meanwhile. If another opener, in any process of ours, doesn't share the access that this
-/// one asks for, or has an access that this one doesn't share, the result is
+/// may do meanwhile. If another opener, in any process that uses the platform, doesn't share the
+/// access that this one asks for, or has an access that this one doesn't share, the result is
 /// ERROR_SHARING_VIOLATION and the file stays as it is. Sharing isn't enforced where a file can't
 /// be locked, as on a file system without locks.
 ///
@@ -214,7 +214,7 @@ struct EndWalk {
 };
 using UniqueWalk = std::unique_ptr<void, EndWalk>;
 
-/// FindFirstFileW with an owner for the walk; empty with the last error.
+/// FindFirstFileW with an owner for the walk, which is empty on failure.
 inline UniqueWalk startWalk(const std::u16string& pattern, WIN32_FIND_DATAW& entry) noexcept {
     const HANDLE walk = FindFirstFileW(pattern.c_str(), &entry);
     return UniqueWalk(walk == INVALID_HANDLE_VALUE ? nullptr : walk);

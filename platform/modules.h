@@ -16,8 +16,8 @@ inline constexpr WORD RT_STRING = 6;  ///< blocks of 16 counted UTF-16 texts, id
 /// Loads a module; the caller ends each load with FreeLibrary, and the end of the last load unloads
 /// the module. `path` is a file's path (files.h); a bare name is looked up only in the folder of
 /// installed modules beside this library. Callers and settings use the names that modules have on
-/// other systems: a name that ends in `.dll` or `.DLL` stands for the file that ends in `.so`, and
-/// if that doesn't exist, for the file of this name in lower case. Null, among others with
+/// other systems: a name that ends in `.dll`, case ignored, stands for the file that ends in `.so`.
+/// If there is none, the last component of the path is tried in lower case. Null, among others with
 /// ERROR_MOD_NOT_FOUND (no such file, or one that doesn't load), ERROR_ACCESS_DENIED (others may
 /// change it; the diagnostics name the file or folder) and ERROR_TOO_MANY_OPEN_FILES.
 HMODULE LoadLibraryW(const WCHAR* path) noexcept;
@@ -28,8 +28,8 @@ BOOL FreeLibrary(HMODULE module) noexcept;
 /// loaded. Null with ERROR_PROC_NOT_FOUND.
 void* GetProcAddress(HMODULE module, const char* name) noexcept;
 
-/// The module that holds `address`, which this call doesn't load once more. Null with
-/// ERROR_MOD_NOT_FOUND.
+/// The module that holds `address`. It isn't loaded once more, so no FreeLibrary may follow. Null
+/// with ERROR_MOD_NOT_FOUND.
 HMODULE moduleFromAddress(const void* address) noexcept;
 
 /// Writes the path from which the module was loaded; it is a full one (`/...`) after LoadLibraryW.

@@ -9,11 +9,11 @@
 // empty name, the Create calls make an object without a name.
 //
 // A name of more than 260 units, or with a backslash or nothing after its prefix, is refused with
-// ERROR_INVALID_NAME, and so is a null or empty name by the Open calls. Last errors are also, among
-// others: ERROR_ACCESS_DENIED (the machine root can't be used, or others may write the object's
-// file), ERROR_INVALID_HANDLE (the name belongs to an object of another kind),
-// ERROR_NOT_ENOUGH_MEMORY, ERROR_TOO_MANY_OPEN_FILES, ERROR_DISK_FULL, ERROR_BUSY (another process,
-// which was stopped while it made or opened the object, has kept it locked for five seconds).
+// ERROR_INVALID_NAME. The Open calls refuse a null or empty name in the same way. Other last errors
+// are, among others: ERROR_ACCESS_DENIED (the machine root can't be used, or others may write the
+// object's file), ERROR_INVALID_HANDLE (the name belongs to an object of another kind),
+// ERROR_NOT_ENOUGH_MEMORY, ERROR_TOO_MANY_OPEN_FILES, ERROR_DISK_FULL, ERROR_BUSY (the object's
+// file was locked by others for five seconds).
 //
 // A forked child is a process of its own and has none of its parent's objects. In the child, the
 // handles of these objects can only be closed; any other use fails with ERROR_INVALID_HANDLE. Their
@@ -95,8 +95,8 @@ DWORD WaitForSingleObject(HANDLE mutex, DWORD milliseconds) noexcept;
 BOOL ReleaseMutex(HANDLE mutex) noexcept;
 
 /// Closes a handle of any kind; 0 with ERROR_INVALID_HANDLE. Calls that are under way with the
-/// handle on other threads still come to their end. A mutex whose handle is closed while a thread
-/// owns it stays owned until its last handle in the process is closed.
+/// handle on other threads still come to their end. If the handle of a mutex is closed while a
+/// thread owns the mutex, the thread owns it until the process's last handle of it is closed.
 BOOL CloseHandle(HANDLE handle) noexcept;
 
 #pragma GCC visibility pop

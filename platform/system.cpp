@@ -21,9 +21,9 @@ void appendOnOneLine(std::string& line, const WCHAR* text) {
         line += static_cast<unsigned char>(c) < ' ' || c == '\x7F' ? ' ' : c;
 }
 
-/// While it lives, a write to a pipe without a reader fails with EPIPE, and SIGPIPE doesn't end the
-/// process. The signal is blocked for this thread only, and discarded at the end unless it was
-/// pending at the beginning.
+/// While an object lives, its thread's write to a pipe without a reader fails with EPIPE, and
+/// SIGPIPE doesn't end the process. The signal is blocked for this thread only. At the end it is
+/// discarded, unless it was pending at the beginning.
 class WithoutPipeSignal {
   public:
     WithoutPipeSignal() noexcept {

@@ -11,7 +11,7 @@ namespace {
 using zlk::platform::replacementCharacter;
 using zlk::platform::takeCharacter;
 
-// Whether the units in eight bytes, which are eight or four, are all ASCII.
+// Whether the next eight or four units, which fill eight bytes, are all ASCII.
 template <class Unit>
 bool eightBytesAreAscii(const Unit* units) {
     constexpr std::uint64_t beyondAscii =

@@ -132,8 +132,8 @@ struct ITypeInfo : IUnknown {
     /// Describes the member at an index, in the order of the virtual table.
     virtual HRESULT GetFuncDesc(UINT index, FUNCDESC** member) noexcept = 0;
     virtual HRESULT GetVarDesc(UINT index, VARDESC** variable) noexcept = 0;  ///< finds none
-    /// Gives the name of a member and then those of its parameters, at most `room`; `count`
-    /// receives how many were given.
+    /// Gives the name of a member and then those of its parameters. There is room for `room` names;
+    /// `count` receives how many were given.
     virtual HRESULT GetNames(MEMBERID id, BSTR* names, UINT room, UINT* count) noexcept = 0;
     /// Index 0 gives the type that an interface is based on, or the default interface of a class. A
     /// dual interface has two descriptions: index -1 of its TKIND_DISPATCH leads to the same
@@ -207,9 +207,9 @@ inline constexpr GUID iidOf<ITypeLib>{0x00020402, 0, 0, {0xC0, 0, 0, 0, 0, 0, 0,
 extern "C" {
 
 /// Reads a library from a module's TYPELIB resource (number 1, or K of "path\K"), or from a file of
-/// its own; the caller releases it. A module stays loaded only for this call. A bare name is looked
-/// up among the installed modules, as by LoadLibraryW, and the file must be as trustworthy as a
-/// module. TYPE_E_CANTLOADLIBRARY (no such file or resource, or others may change the file),
+/// its own; the caller releases it. A module that this call loads is unloaded again. A bare name is
+/// looked up among the installed modules, as by LoadLibraryW, and the file must be as trustworthy
+/// as a module. TYPE_E_CANTLOADLIBRARY (no such file or resource, or others may change the file),
 /// TYPE_E_INVDATAREAD (cut off or damaged), E_INVALIDARG, E_OUTOFMEMORY, the HRESULT of
 /// ERROR_TOO_MANY_OPEN_FILES.
 HRESULT LoadTypeLib(const WCHAR* path, ITypeLib** library) noexcept;
