@@ -4,8 +4,8 @@
 // The members of an object are described by its type library (type_library.h).
 //
 // The layouts are fixed, because other languages declare these structures for themselves. The
-// functions on VARIANTs may be called on any thread, each value by one thread at a time, but a
-// value that holds an object only on that object's thread.
+// functions on VARIANTs may be called on any thread, each value by one thread at a time; a value
+// that holds an object only on a thread that may use the object.
 
 #include "platform/component.h"
 

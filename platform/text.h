@@ -52,9 +52,9 @@ bool equalIgnoringCase(std::u16string_view a, std::u16string_view b) noexcept;
 /// Whether a unit is white space: blank, tab, line ends, and the Unicode spaces.
 bool iswspace(WCHAR unit) noexcept;
 
-/// Reads a decimal number: white space, a sign, and digits up to the first other character. A text
-/// without a number gives 0. A number beyond 32 bits gives its value modulo 2^32, so that one above
-/// 0x7FFFFFFF that was written as unsigned keeps its bits.
+/// Reads a decimal number, up to the first character that isn't a digit; white space and a sign may
+/// stand before it. A text without a number gives 0. A number beyond 32 bits gives its value modulo
+/// 2^32, so that one above 0x7FFFFFFF that was written as unsigned keeps its bits.
 int _wtoi(const WCHAR* text) noexcept;
 
 /// One argument of a formatting call. It carries its own type, so that a format that asks for

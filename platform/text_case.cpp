@@ -87,7 +87,7 @@ constexpr CaseRange caseRanges[] = {
 
 WCHAR upperCase(WCHAR unit) noexcept {
     if (unit < 0x80) return unit >= u'a' && unit <= u'z' ? static_cast<WCHAR>(unit - 32) : unit;
-    // The first range that doesn't end before the unit is the only one that may contain it.
+    // The first range that ends at the unit or after it is the only one that may contain the unit.
     const auto* range =
         std::lower_bound(std::begin(caseRanges), std::end(caseRanges), unit,
                          [](const CaseRange& row, WCHAR value) { return row.last < value; });

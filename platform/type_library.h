@@ -131,7 +131,7 @@ struct ITypeInfo : IUnknown {
     virtual HRESULT GetTypeComp(ITypeComp** binder) noexcept = 0;  ///< E_NOTIMPL
     /// Describes the member at an index, in the order of the virtual table.
     virtual HRESULT GetFuncDesc(UINT index, FUNCDESC** member) noexcept = 0;
-    virtual HRESULT GetVarDesc(UINT index, VARDESC** variable) noexcept = 0;  ///< finds none
+    virtual HRESULT GetVarDesc(UINT index, VARDESC** variable) noexcept = 0;  ///< no type has any
     /// Gives the name of a member and then those of its parameters. There is room for `room` names;
     /// `count` receives how many were given.
     virtual HRESULT GetNames(MEMBERID id, BSTR* names, UINT room, UINT* count) noexcept = 0;

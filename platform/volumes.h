@@ -21,7 +21,8 @@ inline constexpr UINT DRIVE_CDROM = 5;
 #pragma GCC visibility push(default)
 
 /// The kind of the drive whose root is `root` (`E:\`, any case); DRIVE_NO_ROOT_DIR if there is no
-/// such drive. The kind is the same if a reader has no medium, or a mounted folder has vanished.
+/// such drive. A reader without a medium has its kind all the same, and so has a mounted folder
+/// that has vanished.
 UINT GetDriveTypeW(const WCHAR* root) noexcept;
 
 /// Writes all drive roots (`E:\`) in the order of their letters, each with a terminator, and one

@@ -41,7 +41,8 @@ class MemberCall {
 
     /// Finds the argument of each parameter.
     HRESULT assign(UINT& argumentError) noexcept;
-    /// The place of the parameter that a named argument is for; `nowhere` if there is none.
+    /// The place of the parameter that a named argument is for. If there is none, the result is
+    /// `nowhere`, a place that no parameter has.
     std::size_t placeOfNamed(DISPID name) const noexcept;
     HRESULT fill(const TypeParameter& parameter, Place& place) noexcept;
 

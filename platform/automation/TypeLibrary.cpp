@@ -69,7 +69,7 @@ class Reader {
     TypeLibrary read();
 
   private:
-    // The text that begins at an offset of the texts; name() doesn't allow an empty one.
+    // The text that begins at an offset in the texts; name() doesn't allow an empty one.
     std::u16string text(std::uint32_t at) const;
     std::u16string name(std::uint32_t at) const;
     TypeParameter parameter();
