@@ -38,7 +38,7 @@ HRESULT DispatchTable::find(DWORD localeId, ITypeInfo*& info) noexcept {
     if (info) return S_OK;
     ITypeInfo* made = nullptr;
     if (const HRESULT loaded = load(this, iid_, &made); FAILED(loaded)) return loaded;
-    // If several threads come at once, all use the description that is stored first.
+    // If several threads come at once, they all use the description that was stored first.
     if (info_.compare_exchange_strong(info, made, std::memory_order_acq_rel))
         info = made;
     else

@@ -4,13 +4,13 @@
 // the handle of a walk with FindClose.
 //
 // A path is one of: `X:\...`, below that drive's mount point (a drive letter, see volumes.h);
-// `Z:\...`, below this machine's own root; `\\server\share\...`, below the mount of that share; for
-// CreateFileW and CreateFileA alone, `\\.\X:`, the volume itself, and `\\.\...` or `\\?\...`, a
-// camera or a file sink; `/...` or `\...`, a path of this machine as it stands; anything else, from
-// the process's current folder. Components are separated by `\` and `/`. Below a drive or a share a
-// name is looked up with its exact spelling first and then without case, and `..` stops at the root
-// of the drive or share. In a path of this machine or from the current folder, case counts, and
-// `..` is left to the kernel.
+// `Z:\...`, below this machine's own root; `\\server\share\...`, below the mount of that share;
+// `/...` or `\...`, a path of this machine as it stands; anything else, from the process's current
+// folder. CreateFileW and CreateFileA alone also take `\\.\X:`, the volume itself, and `\\.\...` or
+// `\\?\...`, a camera or a file sink. Components are separated by `\` and `/`. Below a drive or a
+// share a name is looked up with its exact spelling first and then without case, and `..` stops at
+// the root of the drive or share. In a path of this machine or from the current folder, case
+// counts, and `..` is left to the kernel.
 //
 // Below a drive or a share, but not below `Z:`, a link is followed only if its target is relative
 // and lies below the same root; opening any other link, or a device, gives ERROR_ACCESS_DENIED. On
