@@ -15,8 +15,8 @@ namespace zlk::platform {
 void diagnoseLine(const char* category, const std::u16string& line) noexcept;
 bool hasDiagnosticSinks() noexcept;
 
-/// Keeps back this thread's lines until the end of the delay's scope. A function that makes a delay
-/// before it takes a lock has the sinks run after the lock is free again. A delay inside another
+/// Keeps back this thread's lines until the end of the delay's scope. If a function makes a delay
+/// before it takes a lock, the sinks run only after the lock is free again. A delay inside another
 /// delay has no effect.
 class DiagnosticDelay {
   public:

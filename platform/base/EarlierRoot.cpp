@@ -37,9 +37,9 @@ std::string earlierRoot() {
     return data + "/zlkcamtr";
 }
 
-/// Whether some process uses a root, as the locks on the files in it show. The root also counts as
-/// used if a folder in it can't be listed or a file can't be opened, because moving a root that is
-/// in use would split the machine in two.
+/// Whether some process uses a root, as the locks on the files in it show. If a file can't be asked
+/// for its locks, or a folder can't be listed, the root counts as used: moving a root that is in
+/// use would split the machine in two.
 bool isUsed(const std::string& root) {
     std::error_code error;
     for (fs::recursive_directory_iterator entry(root, error), end; entry != end && !error;

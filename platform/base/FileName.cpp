@@ -12,8 +12,8 @@ namespace {
 constexpr WCHAR unitBase = 0xF000;
 
 // Whether a character, though valid UTF-8, may not stand in the text of a name: ASCII's control
-// characters, the backslash, which separates components there, and U+FFFE and U+FFFF, which no XML
-// document may contain.
+// characters, the backslash, which separates the names in the text of a path, and U+FFFE and
+// U+FFFF, which no XML document may contain.
 constexpr bool needsUnit(char32_t character) {
     return character < 0x20 || character == u'\\' || character == 0x7F || character == 0xFFFE ||
            character == 0xFFFF;

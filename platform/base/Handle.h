@@ -24,8 +24,8 @@ class Handle {
                          DWORD outputSize, DWORD& returned);
     virtual bool flush();
     virtual bool size(std::int64_t& bytes);
-    /// The descriptor of an open file or of a volume's folder, still owned by the object; -1 for
-    /// any other kind.
+    /// The descriptor of an open file or of a volume's folder, still owned by the object; -1 if the
+    /// object has none.
     virtual int descriptor() const noexcept { return -1; }
     /// Runs when the handle is closed, while other calls may still be in the object.
     virtual void close() noexcept {}

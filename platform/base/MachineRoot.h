@@ -27,8 +27,8 @@ class MachineRoot {
   public:
     /// This process's machine root, determined at the first call and kept by forked children. The
     /// first call may move the root of an earlier version (EarlierRoot.h). It reports to the
-    /// diagnostics what became of that root, and why the machine root isn't usable, if it isn't.
-    /// Callable on any thread; the object doesn't change afterwards.
+    /// diagnostics what became of that root. If the machine root isn't usable, it also reports the
+    /// reason. Callable on any thread; the object doesn't change afterwards.
     static const MachineRoot& instance();
 
     /// False if there is no place for the root, if there is no folder at that place, or if the
@@ -45,9 +45,9 @@ class MachineRoot {
     /// several components. Empty, with the last error, on failure.
     std::string folder(const char* name) const;
 
-    /// Whether a file or folder may be written only by the superuser, the caller and, if the
-    /// machine root belongs to a group, that group. A refusal is reported to the diagnostics, under
-    /// the name `path`.
+    /// Whether a file or folder belongs to, and may be written by, nobody but the superuser, the
+    /// caller and, if the machine root belongs to a group, that group. A refusal is reported to the
+    /// diagnostics, under the name `path`.
     bool trusts(const struct stat& status, const std::string& path) const;
 
   private:

@@ -24,7 +24,6 @@ constexpr std::uint32_t roundConstants[64] = {
 constexpr State startState = {0x6a09e667, 0xbb67ae85, 0x3c6ef372, 0xa54ff53a,
                               0x510e527f, 0x9b05688c, 0x1f83d9ab, 0x5be0cd19};
 
-// Mixes one block of the message into the state.
 void addBlock(State& state, std::span<const std::uint8_t, blockSize> block) {
     // The message schedule: the block's 16 big-endian words, extended to one word for each round.
     std::array<std::uint32_t, 64> w;

@@ -20,10 +20,11 @@ struct TrustedFile {
 
 /// Follows an absolute path, and the symbolic links on it, to a regular file. Only root and the
 /// caller may be able to write the file, the folder that holds it, and each other folder on the
-/// way. There are two exceptions for the other folders. One that others may write is accepted if it
-/// is sticky (as /tmp), and both the folder and the path's next entry in it belong to root or the
-/// caller. One that the caller's private group may write is accepted if it has no access control
-/// list. If the machine root belongs to a group, that group is trusted as root and the caller are.
+/// way. There are two exceptions for the other folders. A folder that others may write is accepted
+/// if it is sticky (as /tmp), and both the folder and the path's next entry in it belong to root or
+/// the caller. A folder that the caller's private group may write is accepted if it has no access
+/// control list. If the machine root belongs to a group, that group is trusted as root and the
+/// caller are.
 ///
 /// On failure the result is empty. The last error is ERROR_ACCESS_DENIED if others could change or
 /// replace the file (the diagnostics then name the first file, link or folder at fault),
