@@ -37,7 +37,6 @@ bool writeTable(const SharedTable& shared, const Table& table) {
     return shared.replace(lines);
 }
 
-// The line of a volume; null if it has none.
 const Given* find(const Table& table, const SystemVolume& volume) {
     const auto found = std::find_if(table.begin(), table.end(), [&](const Given& given) {
         return given.device == volume.device && given.disk == volume.disk;
@@ -63,9 +62,9 @@ Table completed(const Table& old, const std::vector<SystemVolume>& volumes,
     }
     for (const SystemVolume& volume : volumes) {
         if (find(table, volume)) continue;
-        // A volume takes over a letter that its disk had, if that is free: an inserted card has the
-        // letter of its empty reader, which gets it back when the card is removed. Otherwise the
-        // volume gets the first free letter.
+        // A volume takes over a letter that its disk had, if the letter is free. So an inserted
+        // card has the letter of its empty reader, and the reader gets it back when the card is
+        // removed. Otherwise the volume gets the first free letter.
         WCHAR letter = 0;
         for (const Given& given : old)
             if (!letter && given.disk == volume.disk && !isTaken(table, taken, given.letter))

@@ -30,9 +30,9 @@ class LetterLock : public SharedTable::Lock {
 /// The system's volumes with their letters. A volume that has no letter yet gets one, and keeps it
 /// as long as the volume is there. The choice is made under the lock, after a fresh look at all
 /// volumes and mounted folders. `taken` are the letters of mounted folders, which no volume gets. A
-/// volume is left out if there is no letter for it, or if it needs one and the lock can't be had or
-/// the table can't be written. `held` is the lock, if the caller has it already: taking it again
-/// would wait for the caller itself.
+/// volume is left out if there is no letter for it. It is also left out if it needs a letter and
+/// the lock can't be had or the table can't be written. `held` is the lock, if the caller has it
+/// already: taking it again would wait for the caller itself.
 std::vector<LetteredVolume> letteredVolumes(std::u16string taken, const LetterLock* held = nullptr);
 
 }  // namespace zlk::platform

@@ -129,9 +129,9 @@ Descriptor openShareFolder(std::vector<std::u16string_view>& path) {
     const std::vector<NetworkMount> mounts = networkMounts();
     std::size_t length = 0;
     const NetworkMount* best = nullptr;
-    // The path belongs to the mount with the longest source that it begins with. The exact case is
-    // tried first, and only a longer source replaces what was found, so that between sources that
-    // differ only in case the one spelled like the path is taken.
+    // A path may begin with the sources of several mounts, and then the longest source counts. The
+    // exact case is tried first, and only a longer source replaces what was found. So of sources
+    // that differ only in case, the one that is spelled like the path is taken.
     for (const bool anyCase : {false, true}) {
         for (const NetworkMount& mount : mounts) {
             const std::size_t match = matchOf(mount, path, anyCase);

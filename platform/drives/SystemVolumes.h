@@ -21,7 +21,7 @@ void setSystemRoots(const SystemRoots& roots);
 /// A medium that is mounted, or a reader without a mounted medium.
 struct SystemVolume {
     std::string disk;    ///< the reader's device name, such as `sdb`
-    std::string device;  ///< the mounted medium's name, such as `sdb1`; without one, the disk's
+    std::string device;  ///< such as `sdb1`: the mounted medium's name, or else the disk's
     std::string folder;  ///< where it is mounted; empty for a reader without a mounted medium
     std::string vendor, product;
     bool disc = false;  ///< whether the drive is one for discs (CD, DVD)
