@@ -22,7 +22,7 @@ struct DeviceName {
     WCHAR letter = 0;  ///< of a Volume or Drive, upper case
     /// The names below the root; those of a Share begin with server and share. Empty names and `.`
     /// are left out. Below a drive or share `..` is resolved here and stops at the root; elsewhere
-    /// it is left to the file system, where a link may come before it.
+    /// `..` stays, because the name before it may be a link.
     std::vector<std::u16string_view> components;
 };
 

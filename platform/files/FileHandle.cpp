@@ -76,8 +76,9 @@ bool transfer(Byte* bytes, DWORD size, DWORD& done, Step step) {
 }  // namespace
 
 FileHandle::~FileHandle() {
-    // Unlocked before closing: a child that was forked meanwhile has the descriptor, and the locks,
-    // too. If it is the child that closes, it unlocks nothing, since the locks are its parent's.
+    // The bytes are unlocked before the file is closed: a child that was forked meanwhile has the
+    // descriptor, and the locks, too. A child that closes the file unlocks nothing, since the locks
+    // are its parent's.
     struct flock none = wholeFile(F_UNLCK);
     // A handle without access rights has locked nothing.
     if (access_ != 0 && !opener_.crossed()) ::fcntl(file_.get(), F_OFD_SETLK, &none);

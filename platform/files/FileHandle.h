@@ -16,10 +16,10 @@ class FileHandle final : public Handle {
     FileHandle(Descriptor file, DWORD access) noexcept : file_(std::move(file)), access_(access) {}
     ~FileHandle() override;
 
-    /// Puts the sharing mode into force against all who open the file by CreateFileW, in any
-    /// process, by locking bytes far beyond the file's end. It succeeds without effect on a file
-    /// system that has no such locks, and for a handle without access rights. False with
-    /// ERROR_SHARING_VIOLATION.
+    /// Puts the sharing mode into force against all who open the file by CreateFileW with access
+    /// rights, in any process, by locking bytes far beyond the file's end. It succeeds without
+    /// effect on a file system that has no such locks, and for a handle without access rights.
+    /// False with ERROR_SHARING_VIOLATION.
     bool claim(DWORD share);
 
     bool read(void* buffer, DWORD size, DWORD& done) override;

@@ -12,8 +12,8 @@ namespace zlk::platform {
 namespace {
 
 /// Renames a folder on a file system that can't promise to leave an existing target alone. An empty
-/// folder is made as the target first; that fails if the name is taken, and the rename then
-/// replaces only what was made here. False with errno.
+/// folder is made as the target first, which fails if the name is taken. So the rename replaces
+/// only that empty folder. False with errno.
 bool renameFolderOntoOwn(const PathTarget::Entry& from, const PathTarget::Entry& to) {
     if (::mkdirat(to.folder.get(), to.name.c_str(), S_IRWXU) != 0) return false;
     if (::renameat(from.folder.get(), from.name.c_str(), to.folder.get(), to.name.c_str()) == 0)
@@ -39,8 +39,8 @@ bool renameByLink(const PathTarget::Entry& from, const PathTarget::Entry& to) {
 
 /// Renames a file on a file system without hard links, such as FAT. Making an empty target first,
 /// as for folders, could leave an empty file under a picture's name after a kill. So this only
-/// looks whether the name is free. A lock on the folder, if it can be had, keeps other calls of
-/// this function out until the rename is done.
+/// looks whether the name is free. A lock on the target's folder, if it can be had, keeps other
+/// calls of this function out of that folder until the rename is done.
 bool renameIfFree(const PathTarget::Entry& from, const PathTarget::Entry& to) {
     const Descriptor turn(::openat(to.folder.get(), ".", O_RDONLY | O_DIRECTORY | O_CLOEXEC));
     if (turn) ::flock(turn.get(), LOCK_EX);

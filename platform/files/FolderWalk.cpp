@@ -160,14 +160,14 @@ bool FolderWalk::describe(const Name& name, WIN32_FIND_DATAW& entry) {
     bool known = statEntry(folder_.get(), bytes, status);
     Descriptor linked;
     if (known && S_ISLNK(status.stx_mode)) {
-        // A link is listed as the file that it leads to, and only if root_ opens that and it is a
-        // regular file. Links to folders could make a walk of all folders endless.
+        // A link is listed as what it leads to, and only if that is a regular file which root_ can
+        // open. Links to folders could make a walk of all folders endless.
         linked = root_.open(way_ + '/' + bytes, O_PATH);
         known = linked && statEntry(linked.get(), "", status) && isFile(status);
         if (!known) return false;
     }
     if (!known) {
-        // A damaged entry must not hide the others, but its error is reported at the end of the
+        // A damaged entry must not hide the others, so its error is only noted, for the end of the
         // walk. An entry that has just been deleted is no error.
         if (errno != ENOENT && errno != ESTALE) note(errorFromErrno(errno));
         return false;

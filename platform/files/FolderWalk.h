@@ -37,7 +37,7 @@ class FolderWalk final : public Handle {
     /// Keeps one of several names that have the same text, and reports that to the diagnostics.
     void leaveOutTwins();
     const Name& foundFirst(std::span<const Name> twins) const;
-    /// Remembers the first error, with which the walk ends.
+    /// Remembers the error with which the walk is to end, unless there was an earlier one.
     void note(DWORD error) noexcept;
     /// Fills in an entry; false for one that is left out.
     bool describe(const Name& name, WIN32_FIND_DATAW& entry);

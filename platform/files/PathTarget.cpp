@@ -76,7 +76,8 @@ bool findName(int folder, std::u16string_view text, bool anyCase,
     name.reset();
     if (!anyCase && !units) return true;
 
-    // No reading of the text exists, so the folder is read for names whose texts match.
+    // The folder has no name as the text spells it, so the folder is read for names whose texts
+    // match.
     Descriptor file(::openat(folder, ".", O_RDONLY | O_DIRECTORY | O_CLOEXEC));
     const std::unique_ptr<DIR, int (*)(DIR*)> listing(file ? ::fdopendir(file.get()) : nullptr,
                                                       ::closedir);
@@ -87,8 +88,8 @@ bool findName(int folder, std::u16string_view text, bool anyCase,
         return false;
     }
     file.release();
-    // Of several names that fit, the first in byte order is taken, so that every process finds the
-    // same one. A name with the same text precedes one that differs in case.
+    // A name with the same text is preferred to one that differs in case. Among equals the first in
+    // byte order is taken, so that every process finds the same name.
     std::optional<std::string> exact, folded;
     const auto prefer = [](std::optional<std::string>& found, const char* candidate) {
         if (!found || candidate < *found) found = candidate;

@@ -1,9 +1,9 @@
 #pragma once
 // Finds the file that a path text leads to.
 //
-// A path is first tried as it is spelled, in one system call. Only if that finds nothing, its names
-// are looked up: each one as spelled, then with units for bytes (FileName.h) read as bytes, then by
-// reading the folder for a name with the same text or, below a drive or a share, for one that
+// open() first tries a path as it is spelled. Only if that finds nothing, the names are looked up
+// one after the other: each as spelled, then with units for bytes (FileName.h) read as bytes, then
+// by reading the folder for a name with the same text or, below a drive or a share, for one that
 // differs only in case.
 
 #include <optional>
@@ -64,7 +64,7 @@ class PathTarget {
 
 /// Finds the name in a folder that a text leads to; none if the folder has no such name. In a
 /// folder that the caller may not list, only names that the text itself spells are found. False
-/// with the last error on any other failure.
+/// with the last error if the folder can't be read for another reason.
 bool findName(int folder, std::u16string_view text, bool anyCase, std::optional<std::string>& name);
 
 }  // namespace zlk::platform
