@@ -52,9 +52,9 @@ class LoadedClass {
 
   private:
     HMODULE module_;
-    // DllCanUnloadNow; null if the module has none. It is looked up while the table isn't locked,
-    // because that takes the dynamic loader's lock, and a thread that holds the loader's lock may
-    // be waiting for the table's.
+    // DllCanUnloadNow; null if the module has none. It is looked up while the table isn't locked:
+    // the look-up takes the dynamic loader's lock, and a thread that holds the loader's lock may be
+    // waiting for the table's.
     HRESULT (*canUnloadNow_)() noexcept;
     ComPtr<IClassFactory> factory_;
     std::atomic<std::thread::id> user_;       ///< the thread that made an object last

@@ -66,8 +66,9 @@ LSTATUS uninstall(HKEY parent, const ScriptKey& key) {
 LSTATUS runScript(const std::vector<ScriptRoot>& script, bool installing) {
     LSTATUS failure = 0;
     for (const ScriptRoot& root : script) {
-        // Opening a root key for writing fails if the store can't be written. So failures below are
-        // about single keys, and "access denied" means a key that only the installed classes have.
+        // Opening a root key for writing fails if the store can't be written. So
+        // ERROR_ACCESS_DENIED from the calls below means a key or value that the store itself
+        // doesn't have.
         HKEY opened = nullptr;
         if (const LSTATUS status = RegOpenKeyExW(root.key, nullptr, 0, KEY_ALL_ACCESS, &opened))
             return status;
