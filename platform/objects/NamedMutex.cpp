@@ -30,7 +30,8 @@ DWORD NamedMutex::wait(bool withoutLimit) noexcept {
         SetLastError(ERROR_INVALID_HANDLE);
         return WAIT_FAILED;
     }
-    // Only this thread sets owner_ to its own id and clears it then, so comparing needs no lock.
+    // Only this thread sets owner_ to its own id and takes the id away again, so comparing needs no
+    // lock.
     if (owner_ == thisThread()) {
         ++count_;
         return WAIT_OBJECT_0;

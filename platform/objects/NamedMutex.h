@@ -26,7 +26,7 @@ class NamedMutex final : public NamedObject {
     bool join() override;
     void abandon() noexcept override { letGo(); }
 
-    /// Takes the turn among this process's threads; false if another one has it and `wait` is
+    /// Takes the turn among this process's threads; false if another thread has it and `wait` is
     /// false.
     bool takeTurn(bool wait) noexcept;
     void becomeOwner() noexcept;

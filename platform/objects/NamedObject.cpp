@@ -137,8 +137,8 @@ std::shared_ptr<NamedObject> NamedObjectTable::open(const std::shared_ptr<NamedO
         return nullptr;
     }
     fresh->key_ = name.unnamed() ? "" : name.folder + '/' + name.file;
-    // Declared outside of tryToOpen, which locks the table: ending a found object of the wrong kind
-    // takes the same lock.
+    // `found` is declared outside of tryToOpen, which locks the table: ending an object of the
+    // wrong kind takes that lock, too.
     std::shared_ptr<NamedObject> found;
     Lock answer = tryToOpen(fresh, name, mode, found);
     for (GateWait wait; answer == Lock::Contested && wait.goesOn();)

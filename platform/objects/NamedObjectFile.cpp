@@ -54,8 +54,8 @@ void writeInPlace(int fd) {
     ::ioctl(fd, FS_IOC_SETFLAGS, &flags);
 }
 
-/// Opens the file `path`. If it is missing and `mayMake`, makes it, with its folders. -1 with the
-/// last error.
+/// Opens the file `path`. If `mayMake`, a missing file is made, with its folders. -1 with the last
+/// error.
 int openOrMake(const MachineRoot& root, const NamedObjectName& name, const std::string& path,
                bool mayMake) {
     constexpr int flags = O_RDWR | O_NOFOLLOW | O_CLOEXEC | O_NOCTTY | O_NONBLOCK;
@@ -136,7 +136,8 @@ NamedObjectFile::Lock NamedObjectFile::lock(int command, short type, std::int64_
     request.l_whence = SEEK_SET;
     request.l_start = first;
     request.l_len = last - first + 1;
-    // Set even if the request fails: unlocking in vain does no harm, and a lock that is left would.
+    // locked_ is set even if the request fails: unlocking in vain does no harm, but a lock that
+    // stays would.
     if (command != F_OFD_GETLK) locked_ = true;
     int result;
     do {

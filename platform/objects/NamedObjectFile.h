@@ -14,9 +14,9 @@
 //
 // The locks belong to the open file description, so the kernel releases them when its last
 // descriptor and mapping are gone, however a process ends. The content is valid only while some
-// process has byte 0 locked. The file is never unlinked, because processes that open it before and
-// after that would have different objects of one name, and never shortened, because that would pull
-// the memory from under a mapping in another process.
+// process has byte 0 locked. The file is never unlinked: a process that has it open and one that
+// makes it anew would have different objects of one name. The file is never shortened: that would
+// pull the memory from under a mapping in another process.
 
 #include <atomic>
 #include <cstddef>
@@ -30,8 +30,9 @@
 namespace zlk::platform {
 
 /// One open file description. Operations that return false or Failed have set the last error,
-/// except for isOpen and isInPlace. Not thread-safe: an object is opened under the table's lock,
-/// and takeOwnership and leaveOwnership are called by the thread that has the mutex's turn.
+/// except for isOpen and isInPlace. Not thread-safe: an object is opened under the lock of the
+/// table of objects (NamedObject.h), and takeOwnership and leaveOwnership are called by the thread
+/// that has the mutex's turn.
 class NamedObjectFile {
   public:
     enum class Kind : char { Mutex = 'M', Section = 'S' };
@@ -46,7 +47,7 @@ class NamedObjectFile {
 
     int descriptor() const noexcept { return fd_; }
     bool isOpen() const noexcept { return fd_ >= 0; }
-    /// Whether the open file hasn't been deleted.
+    /// False if the open file has been deleted.
     bool isInPlace() const noexcept;
     /// Opens the file of a name. A missing file is made, with its folders, if `mayMake`. Fails,
     /// among others, with ERROR_FILE_NOT_FOUND, or ERROR_ACCESS_DENIED if the file isn't trusted.
@@ -74,8 +75,8 @@ class NamedObjectFile {
     Lock takeOwnership(bool wait) noexcept;
     void leaveOwnership() noexcept;
     /// Maps the mark, once the content is laid out. Like a descriptor, a mapping keeps the file
-    /// description and its locks alive. That is why it is made while the table's lock keeps a fork
-    /// away, and ended with the file.
+    /// description and its locks alive. So the mapping is made while the table's lock keeps a fork
+    /// away, and ends with the file.
     bool mapMark() noexcept;
     /// The mark; after mapMark().
     std::atomic<char>& mark() noexcept;

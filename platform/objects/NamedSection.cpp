@@ -122,8 +122,8 @@ void* NamedSection::map(bool writable, std::uint64_t offset, std::uint64_t bytes
 }
 
 bool NamedSection::unmap(const void* view) noexcept {
-    // Destroyed after the lock is released: ending the view may end the section, which takes the
-    // lock of the named objects.
+    // `node` outlives the guard: dropping the view may end its section, and that takes the lock of
+    // the named objects.
     decltype(Views::all)::node_type node;
     Views& open = views();
     const std::lock_guard guard(open.lock);

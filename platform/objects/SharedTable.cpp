@@ -80,8 +80,8 @@ SharedTable::Lock::Lock(const SharedTable& table) {
 }
 
 SharedTable::Lock::~Lock() {
-    // Unlocked before closing: a child that was forked meanwhile has the descriptor, and the lock,
-    // too.
+    // The file is unlocked before it is closed: a child that was forked meanwhile has the
+    // descriptor, and the lock, too.
     struct flock none = wholeFile(F_UNLCK);
     if (file_) ::fcntl(file_.get(), F_OFD_SETLK, &none);
 }

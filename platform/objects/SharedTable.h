@@ -34,7 +34,8 @@ class SharedTable {
         Lock& operator=(const Lock&) = delete;
         /// False, with the last error, if there can be no table, if the lock's file can't be
         /// opened, or if others held the lock for two seconds (ERROR_BUSY). If locking fails for
-        /// another reason, as on a file system without such locks, true without any effect.
+        /// another reason, as on a file system without such locks, the result is true although
+        /// nothing is locked.
         bool held() const noexcept { return static_cast<bool>(file_); }
 
       private:
