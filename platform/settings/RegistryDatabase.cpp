@@ -108,8 +108,8 @@ RegistryDatabase::RegistryDatabase(const std::string& path, Mode mode)
     execute("PRAGMA trusted_schema = OFF; PRAGMA foreign_keys = ON; PRAGMA synchronous = NORMAL");
     if (!immutable_ && !opensReadOnly()) {
         // A store that was moved to another kind of file system gets the kind of log that works
-        // there. The conversion fails while others have the store open, and then the store is used
-        // as it is.
+        // there. The conversion may fail while others have the store open, and then the store is
+        // used as it is.
         const char* convert =
             sharesMemory(path) ? "PRAGMA journal_mode = WAL" : "PRAGMA journal_mode = DELETE";
         ::sqlite3_exec(connection, convert, nullptr, nullptr, nullptr);
@@ -282,7 +282,7 @@ RegistryTransaction::~RegistryTransaction() {
     try {
         RegistryQuery(database_, rollbackSql).run();
     } catch (const RegistryFailure&) {
-        // The next call will find out that the store can't be used, and report it.
+        // A destructor can't report it.
     } catch (const std::bad_alloc&) {
     }
 }

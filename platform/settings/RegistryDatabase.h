@@ -26,8 +26,9 @@ class RegistryDatabase {
         Immutable,  ///< read as if nobody wrote it
     };
 
-    /// Opens an existing store. One that is shared and can be written is converted to the kind of
-    /// log that works on its file system, unless others have it open. Throws RegistryFailure.
+    /// Opens an existing store. A store that is shared and can be written gets the kind of log that
+    /// works on its file system, if it can be converted: other users of the store may prevent that.
+    /// Throws RegistryFailure.
     RegistryDatabase(const std::string& path, Mode mode);
     /// Makes a new store in memory, without tables. Throws RegistryFailure.
     RegistryDatabase();

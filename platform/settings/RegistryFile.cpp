@@ -183,7 +183,6 @@ void createStoreFile(const std::string& path, mode_t mode) {
     // log. They are set here, so that nobody has to convert the new store while others open it.
     if (sharesMemory(folderOf(path))) image.at(18) = image.at(19) = 2;
 
-    // From here on, only one process at a time makes a store in this folder.
     const CreationLock lock(folderOf(path));
     if (FileStamp::of(path).exists()) return;
     // The logs of a store that was deleted would be taken for the new one's, so they are removed

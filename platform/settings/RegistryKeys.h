@@ -80,7 +80,7 @@ class RegistryKeys {
     HKEY create(HKEY parent, const WCHAR* subKey, DWORD access, bool& made);
     void close(HKEY key);
     View view(HKEY key);
-    /// With `anew` the value is stored as a new one, which enumerates last.
+    /// With `anew` the value is stored as a new one, after the key's other values in the store.
     void setValue(HKEY key, const RegistryName& name, DWORD type, std::span<const BYTE> data,
                   bool anew);
     void deleteValue(HKEY key, const RegistryName& name);

@@ -32,7 +32,7 @@ void RegistryStore::refresh(bool lookForFile) {
         open();
         return;
     }
-    // The cheap comparison first: equal marks mean that nobody has committed.
+    // The cheap comparison comes first: equal marks mean that nobody has committed.
     const auto mark = database_->changeMark();
     if (mark && mark == mark_) return;
     const std::int64_t version = database_->dataVersion();
@@ -75,8 +75,8 @@ std::unique_ptr<RegistryDatabase> RegistryStore::connect() const {
             // A reader that may not make files can't share a store whose write-ahead log is
             // missing, so the store is opened as immutable. refresh() notices when a log appears.
             if (!hasLog()) return connectAs(RegistryDatabase::Mode::Immutable);
-            // The log may be that of a writer that has just opened the store, and be complete in a
-            // moment.
+            // The log may belong to a writer that has just opened the store, and may be complete in
+            // a moment.
             if (last || !mayReadStore(path_)) throw;
         }
         std::this_thread::sleep_for(std::chrono::milliseconds(1));

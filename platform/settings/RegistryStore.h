@@ -38,8 +38,8 @@ class RegistryStore {
     /// open connection doesn't. Throws RegistryFailure, as the functions below do that read or
     /// write.
     void refresh(bool lookForFile);
-    /// Changes when the file appears, is gone, or is replaced by another one, because a key's
-    /// number is valid in one file only.
+    /// A number that changes when the file appears, is gone, or is replaced by another one, because
+    /// a key's number is valid in one file only.
     std::uint64_t generation() const noexcept { return generation_; }
     /// Whether this process may write the store, or make it.
     bool writable();

@@ -52,8 +52,8 @@ struct RegistryContent {
 };
 
 /// Read-only keys from another source, which are joined with the store's own keys below one root.
-/// Enumerations show the keys and values of both. Keys of the same name are joined in turn; of two
-/// values of the same name, the store's counts.
+/// Enumerations show the keys and values of both. Two keys of one name appear as one key, joined in
+/// the same way. Of two values of one name, the store's counts.
 class RegistryBackdrop {
   public:
     virtual ~RegistryBackdrop() = default;
