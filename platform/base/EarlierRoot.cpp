@@ -59,7 +59,8 @@ bool isUsed(const std::string& root) {
 std::u16string takeOverEarlierRoot(const std::string& root) {
     const std::string earlier = earlierRoot();
     struct stat folder, store, present;
-    // Only a folder (or link) of this user's with a settings store in it counts as a root.
+    // A folder with a settings store counts as a root only if this user owns it, or owns the link
+    // that stands in its place.
     const bool isRoot = !earlier.empty() && ::lstat(earlier.c_str(), &folder) == 0 &&
                         folder.st_uid == ::geteuid() &&
                         ::stat((earlier + "/registry.db").c_str(), &store) == 0;
@@ -73,7 +74,7 @@ std::u16string takeOverEarlierRoot(const std::string& root) {
     if (!isTaken && movable && !isUsed(earlier) &&
         ::renameat2(AT_FDCWD, earlier.c_str(), AT_FDCWD, root.c_str(), RENAME_NOREPLACE) == 0)
         return formatText(u"%s was moved to %s", earlier, root);
-    // If the folder is gone now, another process has just moved it, and reports that.
+    // If the old root is gone now, another process has probably just moved it, and reports that.
     if (::access(earlier.c_str(), F_OK) != 0) return {};
     return formatText(u"%s is not used any more: set ZLK_MACHINE to it, or move it to %s", earlier,
                       root);
