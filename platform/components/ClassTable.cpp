@@ -134,8 +134,8 @@ ClassTable& ClassTable::instance() {
     return *table;
 }
 
-// A fork waits for the lock: in the child only the forking thread exists, and a lock that another
-// thread held at that moment would never be released there.
+// A fork waits for the lock, so that no other thread is changing the table at that moment: the
+// child would get it half changed.
 ClassTable::ClassTable() {
     pthread_atfork([] { instance().mutex_.lock(); }, [] { instance().mutex_.unlock(); },
                    // In the child the thread has another id than when it took the lock, and so

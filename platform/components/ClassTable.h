@@ -32,8 +32,8 @@ namespace zlk::platform {
 /// A class's factory and the module that it is in.
 class LoadedClass {
   public:
-    /// Loads the module of a class and gets the class's factory. A failure has the HRESULT that
-    /// CoCreateInstance has for it. Throws std::bad_alloc.
+    /// Loads the module of a class and gets the class's factory. A failure's result is the one that
+    /// CoCreateInstance returns. Throws std::bad_alloc.
     static HRESULT load(const GUID& clsid, std::shared_ptr<LoadedClass>& loaded);
 
     /// Takes over one load of the module.
@@ -70,8 +70,8 @@ class ClassTable {
     ClassTable();
 
     /// Gives the class, which is loaded if it isn't in the table yet, and notes that the calling
-    /// thread is about to make an object of it. A failure has the HRESULT that CoCreateInstance has
-    /// for it. Throws std::bad_alloc.
+    /// thread is about to make an object of it. A failure's result is the one that CoCreateInstance
+    /// returns. Throws std::bad_alloc.
     HRESULT find(const GUID& clsid, std::shared_ptr<LoadedClass>& loaded);
     /// The body of CoFreeUnusedLibraries.
     void freeUnused() noexcept;
@@ -90,8 +90,8 @@ class ClassTable {
 };
 
 /// Reads the default value of a key below HKEY_CLASSES_ROOT, up to its first zero. Returns `none`
-/// for a key that isn't there, that has no such text, or whose text is longer than any path. If the
-/// registry can't be read, returns the HRESULT of its error.
+/// for a key that isn't there, that has no text as its default value, or whose text is longer than
+/// any path. If the registry can't be read, returns the HRESULT of its error.
 HRESULT readClassText(const std::u16string& key, HRESULT none, std::u16string& text);
 
 /// The result of a call that has just failed to load or open a module's file, by its last error:

@@ -43,7 +43,7 @@ std::vector<ScriptRoot> parseRegistryScript(std::u16string_view text,
 
 /// Writes the keys and values of a script, or with `installing` false takes them away (see
 /// registrar.h). Registering stops at the first failure. Unregistering goes on after a failure, and
-/// returns the first failure at the end. Both stop if a root key can't be opened for writing.
+/// returns the first failure at the end. But it stops if a root key can't be opened for writing.
 LSTATUS runScript(const std::vector<ScriptRoot>& script, bool installing);
 
 }  // namespace zlk::platform

@@ -28,8 +28,8 @@ LSTATUS install(HKEY parent, const ScriptKey& key) {
     return 0;
 }
 
-/// Whether a deletion succeeded or had nothing to do: the key or value is missing, or only the
-/// installed classes have it.
+/// Whether a deletion succeeded or had nothing to do, because the store itself doesn't have the key
+/// or value.
 bool isGone(LSTATUS status) {
     return status == 0 || status == static_cast<LSTATUS>(ERROR_FILE_NOT_FOUND) ||
            status == static_cast<LSTATUS>(ERROR_ACCESS_DENIED);
