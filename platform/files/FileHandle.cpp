@@ -22,8 +22,8 @@ timespec timeOf(const FILETIME& time) noexcept {
 }
 
 // What an opener does, and what it denies to others meanwhile. Each of these uses has a byte that
-// openers lock. The two bytes that a reader locks if it doesn't share writing are neighbours, and
-// so are the two that others must not have locked, so that each pair takes one system call.
+// openers lock. A reader that doesn't share writing locks two bytes, and looks whether others have
+// the other two. Each pair takes one system call, because its bytes are neighbours.
 constexpr unsigned reads = 1, deniesWriting = 2, writes = 4, deniesReading = 8;
 constexpr unsigned useCount = 4;
 

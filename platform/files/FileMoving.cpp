@@ -37,10 +37,10 @@ bool renameByLink(const PathTarget::Entry& from, const PathTarget::Entry& to) {
     return false;
 }
 
-/// Renames a file on a file system without hard links, such as FAT. Making an empty target first,
-/// as for folders, could leave an empty file under a picture's name after a kill. So this only
-/// looks whether the name is free. A lock on the target's folder, if it can be had, keeps other
-/// calls of this function out of that folder until the rename is done.
+/// Renames a file that can't get a second name, as on FAT. Making an empty target first, as for
+/// folders, could leave an empty file under a picture's name after a kill. So this only looks
+/// whether the name is free. A lock on the target's folder, if it can be had, keeps other calls of
+/// this function out of that folder until the rename is done.
 bool renameIfFree(const PathTarget::Entry& from, const PathTarget::Entry& to) {
     const Descriptor turn(::openat(to.folder.get(), ".", O_RDONLY | O_DIRECTORY | O_CLOEXEC));
     if (turn) ::flock(turn.get(), LOCK_EX);

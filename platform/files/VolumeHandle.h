@@ -21,8 +21,8 @@ class VolumeHandle final : public Handle {
     /// or the drive's folder couldn't be opened.
     bool flush() override;
     int descriptor() const noexcept override { return folder_.get(); }
-    /// Answers IOCTL_STORAGE_QUERY_PROPERTY; ERROR_NOT_SUPPORTED for any other code or query, and
-    /// for a folder.
+    /// Answers IOCTL_STORAGE_QUERY_PROPERTY. Fails, among others, with ERROR_NOT_SUPPORTED for any
+    /// other code or query, and for a folder.
     bool control(DWORD code, const void* input, DWORD inputSize, void* output, DWORD outputSize,
                  DWORD& returned) override;
 
