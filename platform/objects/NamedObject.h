@@ -2,10 +2,10 @@
 // What sections and mutexes have in common: a name that several processes know, and a life that
 // lasts as long as any process holds the object.
 //
-// Processes agree by open file description locks alone (NamedObjectFile): there are no process ids,
-// no clean-up, no daemon, and between processes no lock that all names share. Within a process a
-// table, which has a lock, holds one object with one file description for each name; the object's
-// users are the handles and views.
+// Processes agree by open file description locks alone, on the bytes that NamedObjectFile.h lists:
+// there are no process ids, no clean-up, no daemon, and between processes no lock that all names
+// share. Within a process a table, which has a lock, holds one object with one file description for
+// each name; the object's users are the handles and views.
 //
 // A process that may make the object tries, with the table's lock held, to lock all lock bytes of
 // the file exclusively. If it gets them, nobody has the object, and the process makes it: it lays

@@ -14,9 +14,10 @@ struct NamedObjectName {
     bool unnamed() const noexcept { return file.empty(); }
 };
 
-/// Parses a name (null or empty: an object without a name). The prefixes are `Global\` and
-/// `Local\`. False if the name has more than 260 units, another backslash, or nothing after its
-/// prefix. Two names have the same file only if they are equal, apart from a prefix `Local\`.
+/// Parses a name, which may begin with `Global\` or `Local\`. A null or empty text stands for an
+/// object without a name. False if the name has more than 260 units, another backslash, or nothing
+/// after its prefix. Two names have the same file only if they are equal, apart from a prefix
+/// `Local\`.
 bool parseObjectName(const WCHAR* text, NamedObjectName& name);
 
 }  // namespace zlk::platform

@@ -8,7 +8,7 @@ namespace zlk::platform {
 
 class NamedSection final : public NamedObject {
   public:
-    /// `size` in bytes is what the section gets if it is made here.
+    /// `size` is the section's size in bytes, if it is made here.
     explicit NamedSection(std::uint64_t size) noexcept
         : NamedObject(NamedObjectFile::Kind::Section), size_(size) {}
 

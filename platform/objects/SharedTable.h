@@ -4,7 +4,7 @@
 //
 // A table is read without a lock, and replaced by renaming a new file onto it, so a process that
 // dies in the middle leaves the old table or the new one. A writer holds the lock on <table>.lock,
-// and must look at the devices and at the table again under this lock: from an older view it would
+// and must look at the devices and at the table again under this lock: by an older view it could
 // take away what another process has just given out.
 
 #include <string>
@@ -25,7 +25,7 @@ class SharedTable {
     /// can't be written.
     bool replace(const std::string& content) const;
 
-    /// Keeps other writers away, in this process too, while it lives.
+    /// Keeps other writers away, in this process too, while it lives; but see held().
     class Lock {
       public:
         explicit Lock(const SharedTable& table);
