@@ -39,8 +39,9 @@ std::shared_ptr<const RegistryContent> InstalledClasses::find(const RegistryPath
         try {
             keys_ = now.exists() ? load() : Keys();
         } catch (const RegistryFailure& failure) {
-            // That the file isn't trusted or is damaged is remembered until the file changes. Other
-            // failures, such as a want of descriptors, may pass, so the next call tries again.
+            // A file that isn't trusted, may not be read or is damaged stays refused until it
+            // changes. Other failures, such as a want of descriptors, may pass, so the next call
+            // tries again.
             if (failure.code != ERROR_ACCESS_DENIED && failure.code != ERROR_BADDB) throw;
             failure_ = failure.code;
         }

@@ -16,9 +16,9 @@ namespace zlk::platform {
 class InstalledClasses : public RegistryBackdrop {
   public:
     InstalledClasses();
-    /// As RegistryBackdrop::find. Throws RegistryFailure, among others ERROR_ACCESS_DENIED for a
-    /// file that isn't trusted or may not be read, and ERROR_BADDB for one that is no store of this
-    /// version or is damaged.
+    /// As RegistryBackdrop::find. Throws RegistryFailure, among others with ERROR_ACCESS_DENIED for
+    /// a file that isn't trusted or may not be read, and with ERROR_BADDB for a damaged file or one
+    /// that is no store of this version.
     std::shared_ptr<const RegistryContent> find(const RegistryPath& path) override;
 
     /// Writes the classes of `store` to the new file `path` in the form of classes.db, with the

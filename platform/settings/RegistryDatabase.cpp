@@ -282,7 +282,7 @@ RegistryTransaction::~RegistryTransaction() {
     try {
         RegistryQuery(database_, rollbackSql).run();
     } catch (const RegistryFailure&) {
-        // A destructor can't report it.
+        // A destructor can't report a failure.
     } catch (const std::bad_alloc&) {
     }
 }

@@ -154,7 +154,7 @@ void createWholeFile(const std::string& path, std::span<const BYTE> bytes, mode_
     } else if (errno != EOPNOTSUPP && errno != EISDIR && errno != EINVAL) {
         failFromErrno(errno);
     }
-    // Where that doesn't work, a file with a temporary name is renamed.
+    // Where the file system can't do this, a file with a temporary name is renamed.
     std::string temporary = path + ".XXXXXX";
     const Descriptor named(::mkostemp(temporary.data(), O_CLOEXEC));
     if (!named) failFromErrno(errno);

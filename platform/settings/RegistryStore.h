@@ -59,8 +59,8 @@ class RegistryStore {
     /// of one state of the store.
     void read(const std::function<void()>& body);
     /// Runs a change in one transaction: it happens as a whole or not at all. `body` works on the
-    /// tables and may throw. Makes the store if there is none. Throws RegistryFailure, such as
-    /// ERROR_ACCESS_DENIED if the store is open as immutable.
+    /// tables and may throw. Makes the store if there is none. Throws RegistryFailure, among others
+    /// with ERROR_ACCESS_DENIED if the store is open as immutable.
     void write(const std::function<void(RegistryDatabase&)>& body);
 
     /// Closes the connection; the next refresh() opens another. With `quickly` the log isn't
