@@ -17,7 +17,6 @@ struct ScriptValue {
     std::vector<BYTE> data;
 };
 
-/// A key with what the script says about its values and subkeys.
 struct ScriptKey {
     std::u16string name;  ///< one component
     bool forceRemove = false;

@@ -66,7 +66,6 @@ std::optional<CardMount> readCardMount(WCHAR letter) {
                          &size) == ERROR_SUCCESS &&
         type == REG_DWORD)
         mount.cdrom = disc != 0;
-    // The folder is stored last, so a mount without a folder is half written.
     if (!mount.folder.starts_with(u'/')) return std::nullopt;
     return mount;
 }

@@ -14,7 +14,6 @@ namespace zlk::platform {
 
 inline constexpr WCHAR machineLetter = u'Z';
 
-/// A drive as it is at the moment.
 struct Drive {
     WCHAR letter = 0;
     UINT type = 0;       ///< DRIVE_REMOVABLE, DRIVE_CDROM or DRIVE_FIXED

@@ -38,7 +38,6 @@ OpenedFile openExisting(PathTarget& target, DWORD access) {
     return opened;
 }
 
-/// Makes a file. Fails with ERROR_FILE_EXISTS if the entry exists.
 OpenedFile makeFile(const PathTarget::Entry& entry) {
     if (entry.exists) {
         SetLastError(ERROR_FILE_EXISTS);

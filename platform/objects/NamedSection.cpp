@@ -18,7 +18,6 @@ namespace {
 constexpr std::uint64_t largestSection = 1024 * 1024 * 1024;  // bytes
 constexpr std::uint64_t offsetUnit = 64 * 1024;               // a view begins at a multiple of this
 
-// Owns the mapping of a part of a file.
 class Mapping {
   public:
     Mapping(int fd, bool writable, std::uint64_t offset, std::size_t bytes) noexcept

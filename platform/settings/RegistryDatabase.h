@@ -18,7 +18,6 @@ struct sqlite3_stmt;
 
 namespace zlk::platform {
 
-/// A connection to a store, with its prepared statements.
 class RegistryDatabase {
   public:
     enum class Mode {

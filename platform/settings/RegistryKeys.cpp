@@ -191,7 +191,6 @@ HKEY RegistryKeys::add(HKEY root, RegistryPath path, DWORD access, std::int64_t 
 bool RegistryKeys::isBehind(const OpenKey& parent, const View& seen, const RegistryPath& path) {
     if (!seen.behind_ || path.size() != parent.path.size() + 1)
         return behind(parent.root, path) != nullptr;
-    // The backdrop's content of the parent, which was just read, lists its subkeys.
     return std::ranges::any_of(seen.behind_->subKeys, [&](const RegistryName& name) {
         return name.folded == path.back().folded;
     });

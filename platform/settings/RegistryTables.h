@@ -34,7 +34,6 @@ std::int64_t findChild(RegistryDatabase& database, std::int64_t parent,
                        const std::u16string& folded);
 RegistryNames readSubKeys(RegistryDatabase& database, std::int64_t key);
 RegistryValues readValues(RegistryDatabase& database, std::int64_t key);
-/// Type and data of one value; false if there is no such value.
 bool readValue(RegistryDatabase& database, std::int64_t key, const std::u16string& folded,
                DWORD& type, std::vector<BYTE>& data);
 
