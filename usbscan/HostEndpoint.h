@@ -31,7 +31,7 @@ class DeviceLock {
         if (errno == EAGAIN || errno == EACCES) errno = EBUSY;
         return {};
     }
-    /// Whether some process holds the lock. Doesn't take it, not even for a moment.
+    /// Whether some process holds the lock. Never takes the lock.
     static bool isTaken(const std::string& folder, const std::string& name) {
         const Descriptor file = open(folder, name, O_NONBLOCK);
         struct flock lock = platform::wholeFile(F_WRLCK);

@@ -20,14 +20,15 @@
 //                   <-          Recorded                        (to each of the two)
 //                   <-          Note, or Failed for a dead handle  (at any time)
 //
-// A host that is about to end closes a new connection without sending a byte; the client then
+// A host that is about to end may close a new connection without Opened or Refused; the client then
 // connects again.
 //
 // A message is a MessageHeader, followed by `length` bytes of what stands beside its kind below.
 // Both ends run on one machine, so numbers have its byte order. Open carries a version, since a
 // host may outlive an update of its clients. Either end gives up the connection when a message is
-// too long for its kind. A host also gives it up for a kind that it doesn't expect, but answers a
-// Write before Open with Failed. A client skips kinds that it doesn't expect.
+// too long for its kind. A host also gives up the connection for a message of a kind that it
+// doesn't expect. Only a Write before Open is answered, with Failed. A client skips kinds that it
+// doesn't expect.
 //
 // A turn is everything that belongs to one PTP command. The client increments its turn number with
 // each Write that begins with a command container, and skips messages that still arrive for an

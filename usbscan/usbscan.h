@@ -15,10 +15,10 @@
 #include "platform/types.h"
 
 /// IOCTL_CANCEL_IO gives up the open transaction as a whole, whichever pipes its input names, and
-/// returns at once. IOCTL_WAIT_ON_DEVICE_EVENT blocks until the next event, and returns no bytes if
-/// none comes within the time that the setting `EventTimeout` (ms) allows. IOCTL_CANCEL_IO ends
-/// this wait with ERROR_OPERATION_ABORTED. IOCTL_GET_PIPE_CONFIGURATION returns a
-/// USBSCAN_PIPE_CONFIGURATION.
+/// doesn't wait for the camera. IOCTL_WAIT_ON_DEVICE_EVENT blocks until the next event, and returns
+/// no bytes if none comes within the time that the setting `EventTimeout` (ms) allows.
+/// IOCTL_CANCEL_IO ends this wait with ERROR_OPERATION_ABORTED. IOCTL_GET_PIPE_CONFIGURATION
+/// returns a USBSCAN_PIPE_CONFIGURATION.
 inline constexpr DWORD IOCTL_CANCEL_IO = 0x80002004;             ///< in: DWORD, which pipes
 inline constexpr DWORD IOCTL_WAIT_ON_DEVICE_EVENT = 0x80002008;  ///< out: an event's bytes
 inline constexpr DWORD IOCTL_GET_USB_DESCRIPTOR = 0x80002020;    ///< in: USBSCAN_GET_DESCRIPTOR
@@ -76,9 +76,9 @@ inline constexpr DWORD ZL_IOCTL_GET_DEVICE_DESCRIPTOR = 0xF1006000;
 inline constexpr DWORD ZL_IOCTL_GET_MAX_PACKET_SIZE = 0xF100A004;
 
 /// The table of the second family's cameras: a named section that holds a count in its first byte
-/// and then the packed entries. OpenFileMappingW brings it up to date: it enters the attached
-/// cameras as far as there is room, and sets vid and pid in the entries of unplugged cameras to 0.
-/// An entry keeps its place and its transaction id while any process has the section open.
+/// and then the packed entries. OpenFileMappingW brings the table up to date: the attached cameras
+/// get entries as far as there is room, and the entries of unplugged cameras get a vid and pid of
+/// 0. An entry keeps its place and its transaction id while any process has the section open.
 inline constexpr WCHAR devicePathTableName[] = u"Global\\ZlPtpWPDHandlesToCameras";
 inline constexpr DWORD devicePathTableSize = 4096;
 struct DevicePathEntry {
@@ -128,9 +128,10 @@ class CameraRecording {
     /// Ends the recording without waiting for its last bytes.
     ~CameraRecording();
 
-    /// Ends the recording and blocks until all of it is written. False with the last error:
-    /// ERROR_DISK_FULL, ERROR_SEM_TIMEOUT (the disk was too slow) or ERROR_IO_DEVICE if part of it
-    /// is missing, ERROR_DEVICE_NOT_CONNECTED if the camera is gone, among others.
+    /// Ends the recording and blocks until all of it is written. False with the last error, among
+    /// others ERROR_DEVICE_NOT_CONNECTED if the camera is gone. If part of the recording is
+    /// missing, the error is ERROR_DISK_FULL, ERROR_SEM_TIMEOUT (the disk was too slow) or
+    /// ERROR_IO_DEVICE.
     bool end();
 
   private:

@@ -7,8 +7,8 @@
 namespace zlk::platform {
 namespace {
 
-/// A read for less than a container's header can't be for a container, so its caller is looking for
-/// the zero-length packet that ends a transfer.
+/// Between two containers, a read for less than a container's header can only be for the
+/// zero-length packet that ends a transfer.
 constexpr bool seeksZeroPacket(DWORD size) {
     return size < usbscan::containerHeaderSize;
 }
@@ -20,16 +20,17 @@ bool AnswerProgress::awaitsZeroPacket(DWORD size) const noexcept {
 }
 
 bool AnswerProgress::takesZeroPacket(DWORD size) noexcept {
-    // A read may have returned for this packet already, when it seemed to be missing. Outside of a
-    // container, a read for a header or more passes over the packet: devices that send headers in
-    // packets of their own end payloads with a zero-length packet even where none is due.
+    // A read may have returned for this packet already, when the packet seemed to be missing.
+    // Outside of a container, a read for a header or more passes over the packet: some devices that
+    // send headers in packets of their own end payloads with a zero-length packet where none is
+    // due.
     const bool late = std::exchange(zeroPacket_, ZeroPacket::None) == ZeroPacket::GivenInAdvance;
     return !late && (place_ == Place::InContainer || seeksZeroPacket(size));
 }
 
 bool AnswerProgress::comesForZeroPacket(DWORD size, DWORD length) noexcept {
-    // The device may have left the packet out and sent the response instead, which is for the
-    // caller's next read. Fewer bytes than a container's head has can't be a response.
+    // The device may have left out the packet and sent the response, which is for the caller's next
+    // read. Fewer bytes than a container's header has can't be a response.
     const bool awaited = awaitsZeroPacket(size);
     zeroPacket_ = ZeroPacket::None;
     return awaited && length >= usbscan::containerHeaderSize;

@@ -1,8 +1,8 @@
 #pragma once
 // How far a client has read the device's answer to its command, and which of its reads return no
-// bytes because of a zero-length packet (USB still image class: one ends each container that fills
-// its last packet). Callers look for that packet; many devices leave it out, and some send too
-// many. For one thread at a time.
+// bytes because of a zero-length packet. In the USB still image class a zero-length packet ends
+// each container that fills its last packet. Callers look for this packet, but many devices leave
+// it out, and some send too many. For one thread at a time.
 
 #include <cstdint>
 
@@ -20,8 +20,8 @@ class AnswerProgress {
     /// Whether a read of `size` bytes can only be for the zero-length packet that is due.
     bool awaitsZeroPacket(DWORD size) const noexcept;
 
-    /// To be called when a read for the zero-length packet that is due has returned no bytes
-    /// although no packet has come.
+    /// To be called when a read for the zero-length packet that is due returns no bytes although
+    /// the packet hasn't come.
     void gaveMissingZeroPacket() noexcept { zeroPacket_ = ZeroPacket::GivenInAdvance; }
     /// A zero-length packet has come. Whether a read of `size` bytes returns because of it; if not,
     /// the read goes on to what comes next.

@@ -142,8 +142,8 @@ std::vector<AttachedDevice> devicesWithoutPorts() {
 /// Port numbers by device name.
 using PortTable = std::map<std::string, unsigned>;
 
-/// The table that processes share. Lines with a number that is out of range, or that an earlier
-/// line has, are ignored.
+/// The table that processes share. A line is ignored if its number is out of range or is already
+/// taken by an earlier line.
 PortTable readTable(const SharedTable& shared) {
     PortTable table;
     std::istringstream lines(shared.read());
@@ -179,7 +179,7 @@ PortTable completed(const PortTable& old, const std::vector<AttachedDevice>& dev
 }
 
 /// The port numbers of these devices. If the shared table has them all, it is read without its
-/// lock. Otherwise `devices` is read anew under the lock, and the table is rewritten: by an older
+/// lock. Otherwise `devices` is read anew under the lock, and the table is rewritten: with an older
 /// list, a device that another process has just entered would lose its number. If the table can't
 /// be locked or written, numbers are missing in the result.
 PortTable agreedPorts(std::vector<AttachedDevice>& devices) {

@@ -4,8 +4,8 @@
 // which the processes of the machine agree and which it keeps while it is attached.
 //
 // Numbers have four digits, so that none is a prefix of another: callers compare port names by
-// their beginnings. A new device gets the lowest free number. So it may take over the entry that an
-// earlier device has left in the table of ports in use, which has few places.
+// their beginnings. A new device gets the lowest free number, so that it may take over an earlier
+// device's entry in the tables of ports (transport/PortTable.h), which have few places.
 
 #include <cstdint>
 #include <optional>

@@ -16,7 +16,7 @@ using namespace std::chrono_literals;
 
 constexpr char category[] = "Usbscan";
 
-// Many devices leave out a zero-length packet. A device that sends it does so at once.
+// How long a zero-length packet that is due may take. Many devices leave it out.
 constexpr auto zeroPacketPatience = 100ms;
 // A device that was heard this recently isn't asked whether it still answers.
 constexpr auto lately = 100ms;
@@ -57,7 +57,8 @@ bool CameraHandle::send(MessageKind kind, std::span<const std::byte> first,
         sent = link_->send({0, kind, 0, turn_}, first, second, descriptor);
     }
     if (sent) return true;
-    // If the host has said why it ended the connection, nextMessage() makes that the last error.
+    // The host may have sent Failed before it ended the connection. nextMessage() then sets the
+    // error of that message.
     const std::lock_guard lock(receiving_);
     for (MessageHeader header; nextMessage(header);)
         if (!skipRest()) break;
@@ -65,8 +66,8 @@ bool CameraHandle::send(MessageKind kind, std::span<const std::byte> first,
 }
 
 bool CameraHandle::checked(HostLink::Result result) {
-    // After a failure in the middle of a message it isn't known where the next one begins, so the
-    // handle is dead for good.
+    // A failure may come in the middle of a message, and then it isn't known where the next message
+    // begins. So the handle is dead after any failure.
     if (result == HostLink::Result::Ok) return true;
     handleError_ =
         result == HostLink::Result::TimedOut ? ERROR_SEM_TIMEOUT : ERROR_DEVICE_NOT_CONNECTED;
@@ -160,8 +161,7 @@ bool CameraHandle::read(void* buffer, DWORD size, DWORD& done) {
     }
     if (turnEnded_) return refuse(ERROR_OPERATION_ABORTED);
     if (size == 0 || givesMissingZeroPacket(size)) return true;
-    // If a caller reads on after the response, it took something else for the response, and would
-    // wait for bytes that never come.
+    // A caller that reads on after the response would wait for bytes that never come.
     if (progress_.isOver() && !progress_.awaitsZeroPacket(size)) return refuse(ERROR_SEM_TIMEOUT);
     if (const Arrival arrival = await(size); arrival != Arrival::Bytes)
         return arrival == Arrival::None;
@@ -192,8 +192,7 @@ bool CameraHandle::awaitAnswer(MessageKind kind, std::span<std::byte> output, DW
             returned = std::min(header.length, static_cast<DWORD>(output.size()));
             return receive(output.first(returned)) && skipRest();
         }
-        // A cancelled transaction ends a wait for an event, but a control request is answered all
-        // the same.
+        // IOCTL_CANCEL_IO ends a wait for an event. Any other request is answered all the same.
         if (header.kind == MessageKind::Cancelled && kind == MessageKind::Event)
             return refuse(ERROR_OPERATION_ABORTED);
         if (!skipRest()) return false;
@@ -230,8 +229,9 @@ bool CameraHandle::wasHeardLately() {
            std::chrono::steady_clock::now() - heardAt_ < lately && !link_->hasInput(0ms);
 }
 
-/// Callers ask for the device descriptor to find out whether the device still answers. A device
-/// that was heard within `lately` isn't asked, which saves time between two pictures.
+/// Callers ask for the device descriptor to find out whether the device still answers. If its last
+/// response was read within `lately`, the cached descriptor is enough, which saves time between two
+/// pictures.
 bool CameraHandle::askDescriptor(const USBSCAN_GET_DESCRIPTOR& wanted, std::span<std::byte> output,
                                  DWORD& returned) {
     const bool ofDevice = wanted.DescriptorType == 1 && wanted.Index == 0;
@@ -302,8 +302,8 @@ bool CameraHandle::askPacketSize(std::span<std::byte> output, DWORD& returned) {
 void CameraHandle::cancel() {
     turnEnded_ = true;
     const std::lock_guard lock(sending_);
-    // This doesn't wait for the host's Cancelled, which ends a read that another thread has under
-    // way.
+    // Cancelled, the host's answer, isn't awaited here. If another thread is in a read, Cancelled
+    // makes that read fail.
     link_->send({0, MessageKind::Cancel, 0, turn_}, {});
 }
 

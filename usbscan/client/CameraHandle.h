@@ -1,9 +1,10 @@
 #pragma once
 // The object that a handle of a still-image device stands for: a connection to the device's host.
 //
-// Writes are not acknowledged; a failed write is reported by the next read or control request. Once
-// a transaction has failed, further reads of it fail with ERROR_OPERATION_ABORTED until the next
-// command. A control request drops all data that comes before its answer and isn't read yet.
+// A turn is everything that belongs to one PTP command (Protocol.h). Writes are not acknowledged.
+// If the device doesn't take the bytes, the next read or the next request that waits for the host
+// fails. Once a transaction has failed, further reads of it fail with ERROR_OPERATION_ABORTED until
+// the next command. A request that waits for the host drops the data that comes before the answer.
 //
 // Any thread may call any function. Lock order: `asking_`, then either `sending_` or `receiving_`.
 
@@ -35,8 +36,8 @@ class CameraHandle final : public Handle {
 
     /// One read of the bulk-in pipe: blocks until bytes of one container arrive, and never returns
     /// bytes of two. True with `done` 0 for a zero-length packet. A read for less than a
-    /// container's header ends in this way, too, if a zero-length packet was due and the device has
-    /// left it out.
+    /// container's header also returns true with 0 if a zero-length packet was due and the device
+    /// has left it out.
     bool read(void* buffer, DWORD size, DWORD& done) override;
     /// One transfer to the bulk-out pipe. A buffer that begins with a PTP command container opens a
     /// new turn. Doesn't wait until the device has taken the bytes.
@@ -52,15 +53,15 @@ class CameraHandle final : public Handle {
     bool isUsable();
     bool send(usbscan::MessageKind kind, std::span<const std::byte> first = {},
               std::span<const std::byte> second = {}, int descriptor = -1);
-    /// Gives up the open transaction, without waiting for the host.
+    /// Gives up the open transaction, without waiting for the host's answer.
     void cancel();
 
-    // The caller of the functions down to awaitAnswer() holds `receiving_`. They fail with the last
-    // error.
+    // The functions down to awaitAnswer() are called with `receiving_` held. If one of them fails,
+    // it sets the last error.
 
-    /// Receives the header of the next message of the current turn, or of no turn. Traces and skips
-    /// Notes, and skips what comes for earlier turns. A Failed message makes it return false with
-    /// the message's error, unless it is for a turn that has ended already.
+    /// Receives the header of the next message that concerns the caller: Notes are traced, and what
+    /// comes for an earlier turn is skipped. False if the connection has failed, or with the error
+    /// of a Failed message for the open turn or for the whole handle.
     bool nextMessage(usbscan::MessageHeader& header);
     bool receive(std::span<std::byte> buffer);
     bool skipRest();
@@ -72,7 +73,7 @@ class CameraHandle final : public Handle {
     /// the device seems to have left it out.
     bool givesMissingZeroPacket(DWORD size);
     /// Bytes: `data_` is a message with bytes to read. None: the read returns 0 bytes. Failed: the
-    /// last error.
+    /// last error says why.
     enum class Arrival { Bytes, None, Failed };
     /// Receives messages until it is known what a read of this size returns.
     Arrival await(DWORD size);
@@ -101,7 +102,7 @@ class CameraHandle final : public Handle {
     std::mutex asking_;           // one question at a time
     std::uint32_t question_ = 0;  // the last question's number; under `asking_`
 
-    // Keeps a turn's number and its command together. Not held while anything is received.
+    // Held while a message gets its turn's number and is sent. Not held while one is received.
     std::mutex sending_;
     // Guards everything below: one thread at a time reads messages.
     std::mutex receiving_;

@@ -28,8 +28,8 @@ constexpr char category[] = "Usbscan";
 
 constexpr DWORD usualTransferTimeout = 20'000, usualEventTimeout = 5'000;  // ms
 constexpr DWORD shortestTimeout = 10, longestTimeout = 3'600'000;
-// The host measures the time-outs and recovers the device, which may take some seconds more. Only a
-// host that hangs makes a client wait this much longer.
+// The host measures the time-outs. After a time-out it recovers the device, which may take some
+// seconds more. So a client waits this much longer than the time-outs before it gives up the host.
 constexpr auto hostPatience = 30s;
 // A host that is about to end may still accept the connection and close it. Its successor can be
 // reached a moment later.
@@ -40,8 +40,7 @@ DWORD timeoutSetting(const WCHAR* name, DWORD usual) {
     return std::clamp(platformNumber(name, usual), shortestTimeout, longestTimeout);
 }
 
-/// Again: the host ended the connection, and connecting anew may help. Refused: the last error says
-/// why.
+/// Again: no answer came, and connecting anew may help. Refused: the last error says why.
 enum class Greeting { Opened, OpenedAndRecorded, Again, Refused };
 
 Greeting greetHost(HostLink& link, const usbscan::OpenRequest& request) {
@@ -74,7 +73,8 @@ void tellHolder(const AttachedDevice& device) {
         diagnose(category, u"%s is held by another program", device.node);
 }
 
-/// The date and the process id keep the names of recordings apart.
+/// The time and the process id keep the names of recordings apart, unless one process begins two of
+/// the same model within a second.
 std::u16string recordingPath(const std::u16string& folder, const AttachedDevice& device) {
     const std::time_t now = std::time(nullptr);
     std::tm local{};

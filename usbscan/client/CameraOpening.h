@@ -12,8 +12,8 @@ namespace zlk::platform {
 /// `name` comes without its front `\\.\` or `\\?\`. Null with the last error: ERROR_FILE_NOT_FOUND
 /// for a device that isn't attached, ERROR_SHARING_VIOLATION for one that another program has
 /// claimed (the trace names the program if it can be found), ERROR_ACCESS_DENIED, and others. From
-/// any thread; blocks for some seconds while an earlier host ends, or while another program has
-/// claimed the device.
+/// any thread. Blocks for some seconds if an earlier host is ending or another program has claimed
+/// the device, and for longer if the host hangs.
 std::shared_ptr<CameraHandle> openCamera(std::u16string_view name);
 
 }  // namespace zlk::platform

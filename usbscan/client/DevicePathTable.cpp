@@ -18,8 +18,9 @@ namespace {
 
 constexpr std::size_t capacity = (devicePathTableSize - 1) / sizeof(DevicePathEntry);
 
-/// The mapped table; null if it can't be mapped. It is never unmapped, because the transaction ids
-/// in it would be lost between two connections of a process. The table's lock must be held.
+/// The mapped table; null if it can't be mapped. The table is never unmapped, so that the
+/// transaction ids in it aren't lost between two connections of this process. The table's lock must
+/// be held.
 std::uint8_t* keptView() {
     static ForkMark ours;
     static std::uint8_t* view = nullptr;
@@ -40,8 +41,8 @@ bool isPortOf(const DevicePathEntry& entry, const AttachedDevice& device) {
     return std::strncmp(entry.port, portableDevicePath(device).c_str(), sizeof entry.port) == 0;
 }
 
-/// Overwrites the ids in place: peers read the table at any time and without a lock, and must not
-/// see ids that are right disappear for a moment.
+/// Overwrites the ids in place: other processes read the table at any time and without a lock, and
+/// ids that are right must not disappear for a moment.
 void setIds(DevicePathEntry& entry, std::uint16_t vid, std::uint16_t pid) {
     entry.vid = vid;
     entry.pid = pid;
@@ -52,14 +53,15 @@ void setIds(DevicePathEntry& entry, std::uint16_t vid, std::uint16_t pid) {
 void refreshDevicePathTable() {
     if (!isVistaOrLater()) return;
     const SharedTable::Lock lock(SharedTable("device-paths"));
-    // The devices are listed under the lock: by an older list, the entry of a camera that another
-    // process has just added would get ids of 0 again.
+    // The devices are listed under the lock: with an older list, this process would set the ids to
+    // 0 in the entry of a camera that another process has just added.
     const std::vector<AttachedDevice> devices = attachedDevices();
     std::uint8_t* const table = lock.held() ? keptView() : nullptr;
     if (!table) return;
     std::size_t count = std::min<std::size_t>(table[0], capacity);
     const std::span entries(reinterpret_cast<DevicePathEntry*>(table + 1), capacity);
-    // An unplugged camera's entry stays, with ids of 0: entries must not move while peers use them.
+    // An unplugged camera's entry stays, with ids of 0: entries must not move while other processes
+    // use them.
     for (DevicePathEntry& entry : entries.first(count))
         if (std::none_of(devices.begin(), devices.end(),
                          [&](const AttachedDevice& device) { return isPortOf(entry, device); }))

@@ -112,7 +112,7 @@ HostLink::Result HostLink::receiveSome(std::span<std::byte> buffer, std::size_t&
 }
 
 HostLink::Result HostLink::receiveHeader(usbscan::MessageHeader& header) {
-    // The header may have arrived in parts, and with it the beginning of the payload.
+    // The header may arrive in parts, or together with the beginning of the payload.
     while (end_ - begin_ < sizeof header) {
         // The bytes that are there move to the front, so that the rest has room.
         if (begin_ > 0) {
@@ -171,7 +171,7 @@ bool HostLink::enterArea(usbscan::MessageHeader& header) {
 void HostLink::leaveArea() {
     inArea_ = nullptr;
     // Each message wakes the host. So up to this many SlotFree messages wait to go with another
-    // message. If sending fails here, the connection is of no more use.
+    // message.
     constexpr std::size_t most = usbscan::areaSlots / 2 - 1;
     const struct {
         usbscan::MessageHeader header;

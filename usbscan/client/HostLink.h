@@ -56,7 +56,7 @@ class HostLink {
     bool mapArea();
     /// Has receive() take the current message's bytes from the shared area.
     bool enterArea(usbscan::MessageHeader& header);
-    /// Gives the host back the slot whose bytes have been read, at once or with the next message.
+    /// Tells the host that the current message's slot is free, at once or with a later message.
     void leaveArea();
 
     Descriptor socket_;

@@ -111,7 +111,7 @@ int spawnHost(const std::string& program, const std::string& node, const Descrip
     ::posix_spawnattr_init(&spawn.attributes);
     for (int standard = 0; standard <= 2; ++standard)
         ::posix_spawn_file_actions_addopen(&spawn.actions, standard, "/dev/null", O_RDWR, 0);
-    // Nothing else of the application's descriptors reaches the host.
+    // Of the application's descriptors only these two reach the host.
     ::posix_spawn_file_actions_adddup2(&spawn.actions, highSocket.get(), 3);
     ::posix_spawn_file_actions_adddup2(&spawn.actions, highLock.get(), 4);
     ::posix_spawn_file_actions_addclosefrom_np(&spawn.actions, 5);
@@ -161,7 +161,7 @@ Descriptor connectToHost(const AttachedDevice& device) {
     const std::string folder = deviceFolder();
     if (folder.empty()) return {};
     const DeviceAddress address(folder, device.name);
-    // A host that is ending holds its lock for some moments more; the tries take five seconds.
+    // A host that is ending may hold its lock for some moments more. The tries take five seconds.
     constexpr int tries = 500;
     for (int i = 0; i < tries; ++i) {
         if (Descriptor socket = address.connect()) return socket;

@@ -8,8 +8,8 @@ namespace zlk::platform {
 
 /// A connection to the process that serves the device, closed on exec. For a device on the bus, the
 /// host is started if none listens; this may block for some seconds while an earlier host ends. A
-/// host that was just about to end may close the connection before its first byte. Empty with the
-/// last error: ERROR_FILE_NOT_FOUND if no process serves a device that isn't on the bus, ERROR_BUSY
+/// host that was just about to end may close the connection without answering. Empty with the last
+/// error: ERROR_FILE_NOT_FOUND if the device isn't on the bus and no process serves it, ERROR_BUSY
 /// if an earlier host doesn't end, and others. From any thread.
 Descriptor connectToHost(const AttachedDevice& device);
 

@@ -12,8 +12,8 @@ using namespace zlk::platform;
 
 namespace {
 
-/// Whether this user may open the node. A node that is missing has just been unplugged, which is no
-/// lack of permission.
+/// Whether this user may open the node. A missing node is no lack of permission: its device has
+/// just been unplugged.
 bool mayUse(const std::string& node) {
     return node.empty() || ::access(node.c_str(), R_OK | W_OK) == 0 || errno != EACCES;
 }
