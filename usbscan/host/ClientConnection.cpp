@@ -149,8 +149,8 @@ bool ClientConnection::takeMessage() {
     if (end_ - begin_ < wanted_) return false;
     MessageHeader header;
     std::memcpy(&header, input_.data() + begin_, sizeof header);
-    // A kind that only hosts send, or a message that is too long, ends the connection. So does an
-    // empty Write, which has no part to hand out.
+    // A kind that clients don't send, or a message that is too long, ends the connection. So does
+    // an empty Write, which has no part to hand out.
     const bool isWrite = header.kind == MessageKind::Write;
     if (!isFromClient(header.kind) || (!isWrite && header.length > maxControlMessage) ||
         (isWrite && header.length == 0)) {
@@ -233,8 +233,8 @@ bool ClientConnection::moveToArea(Outgoing& outgoing) {
 void ClientConnection::queue(Outgoing outgoing, When when) {
     outgoing.header.length = static_cast<std::uint32_t>(outgoing.bytes.size());
     if (!isData(outgoing.header.kind)) ++queuedAnswers_;
-    // If messages are queued already, they either wait for this one, to go with it, or the socket
-    // or the area is full. In the second case an event will lead to flush().
+    // Messages that are queued already wait either for this one, to go with it, or for room in the
+    // socket or the area. Once there is room, flush() is called in any case.
     const bool idle = output_.empty() || awaitsNext_;
     output_.push_back(std::move(outgoing));
     awaitsNext_ = idle && when == When::WithTheNext;

@@ -23,8 +23,8 @@ struct WritePart {
     std::span<const std::byte> bytes;  ///< in the connection's buffer
     bool first, last;
 };
-/// Largest size of a part in bytes. It is a multiple of every packet size, so that the device sees
-/// no short packet between two parts.
+/// Largest size of a part in bytes. It is a multiple of all sizes that USB has for bulk packets, so
+/// that the device sees no short packet between two parts.
 inline constexpr std::uint32_t maxWritePart = 256 * 1024;
 
 class ClientConnection {
@@ -103,8 +103,8 @@ class ClientConnection {
     /// Handles messages until there are none, until no more may be handled (see listens()), or
     /// until other clients have to be served.
     void readOn();
-    /// Posts readOn() to the loop, which serves other clients first. So the owner isn't called from
-    /// inside of a call that it has made.
+    /// Posts readOn() to the loop, so that other clients are served too, and that the owner isn't
+    /// called from inside of a call that it has made.
     void readOnLater();
     /// These handle the next message and the next part of a Write. False if bytes are missing, in
     /// which case `wanted_` is how many are needed, or if the connection was lost.

@@ -49,8 +49,8 @@ void ClientListener::stop() {
 
 void ClientListener::acceptAll() {
     for (int client; (client = acceptFrom(socket_)) >= 0;) accepted_(client);
-    // Anything but EAGAIN means that file descriptors or memory have run out. The client goes on
-    // waiting, and would wake the loop again and again.
+    // After any error but EAGAIN, such as a lack of file descriptors, the client goes on waiting,
+    // and would wake the loop again and again.
     if (errno == EAGAIN) return;
     loop_.expect(socket_, 0);
     pause_.start(acceptPause, [this] { loop_.expect(socket_, POLLIN); });
@@ -61,8 +61,8 @@ void refuseWaiting(int socket, std::uint32_t error) {
         MessageHeader header;
         std::uint32_t error;
     } const refusal{{sizeof error, MessageKind::Refused, 0, 0}, error};
-    // All are accepted before the first is refused: a client that connects after that may reach a
-    // new host, which may have more success.
+    // All waiting clients are accepted before the first refusal: a client that connects after it is
+    // left to a new host, which may have more success.
     std::vector<Descriptor> waiting;
     while (Descriptor client{acceptFrom(socket)}) waiting.push_back(std::move(client));
     for (const Descriptor& client : waiting)

@@ -6,7 +6,7 @@
 namespace zlk::usbscan {
 namespace {
 
-// The container has no usable length, so only a short packet can end it.
+// The container has no usable length, so only the end of the transfer can end it.
 constexpr std::uint64_t toTheTransfersEnd = std::numeric_limits<std::uint64_t>::max();
 // Stands for a length that the device doesn't know, or that 32 bits can't hold.
 constexpr std::uint32_t unknownLength = 0xFFFFFFFF;

@@ -26,8 +26,8 @@ bool isWholeResponse(std::span<const std::byte> bytes);
 /// A part of what came, of one container and one transfer; or a zero-length packet.
 struct ContainerCut {
     std::span<const std::byte> bytes;  ///< none for a zero-length packet
-    /// The bytes are a header that began in an earlier piece. They are in the follower's own memory
-    /// and valid until the next call of follow().
+    /// The bytes are those of a header that began in an earlier piece. They are in the follower's
+    /// own memory and valid until the next call of follow().
     bool isHeld = false;
     /// The container is complete and fills its packets, so its reader looks for a zero-length
     /// packet.
@@ -51,8 +51,8 @@ class ContainerFollower {
     void follow(std::span<const std::byte> bytes, bool endsTransfer,
                 std::vector<ContainerCut>& cuts);
     /// How many bytes may be asked for without reading beyond the container under way. If its
-    /// header isn't known yet, or if only a short packet shows its end, this is the `first` of
-    /// reset(), or dueOfUnknown once a container has ended.
+    /// header isn't known yet, or if only the transfer's end shows where it ends, the result is the
+    /// `first` of reset(), or dueOfUnknown once a container has ended.
     std::uint64_t due() const noexcept;
 
     /// Bytes; a small data phase and a response fit.
@@ -61,7 +61,7 @@ class ContainerFollower {
   private:
     /// Appends bytes to the header, and computes `missing_` once it is complete.
     void takeHead(std::span<const std::byte> bytes) noexcept;
-    /// Adds the state of its container to the cut, and appends the cut.
+    /// Fills in what the cut says about its container, and appends the cut.
     void append(ContainerCut cut, std::vector<ContainerCut>& cuts);
     /// Takes those of the bytes that belong to the container under way, and returns how many.
     std::size_t take(std::span<const std::byte> bytes) noexcept;

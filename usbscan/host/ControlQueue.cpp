@@ -14,7 +14,7 @@ void ControlQueue::next() {
     // The span pointed to the caller's bytes, which were copied.
     request.out = waiting_.front().out;
     device_.control(request, [this](UsbStatus status, std::span<const std::byte> bytes) {
-        // `done` is called last, because it may add another request or destroy its owner.
+        // `done` is called last, because it may add another request.
         const UsbDevice::DoneWithBytes done = std::move(waiting_.front().done);
         waiting_.pop_front();
         if (!waiting_.empty()) next();

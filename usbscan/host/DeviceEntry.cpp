@@ -17,7 +17,8 @@ namespace {
     throw std::system_error(errno, std::generic_category(), what);
 }
 
-/// A control character could end a line of the file early.
+/// The text with spaces for control characters, since a line break would end its line of the file
+/// early.
 std::string oneLine(std::string text) {
     std::replace_if(
         text.begin(), text.end(), [](unsigned char c) { return c < 0x20 || c == 0x7F; }, ' ');

@@ -15,7 +15,7 @@ class DeviceHost {
   public:
     /// `loop` must outlive the host. `ended` is called once, from the loop: `idleTime` after the
     /// last client went (or after the start, if none came), or after the device has gone. With an
-    /// `idleTime` of 0 only the latter ends the host.
+    /// `idleTime` of 0 the host doesn't end before the device has gone.
     DeviceHost(EventLoop& loop, std::unique_ptr<UsbDevice> device,
                std::chrono::milliseconds idleTime, std::function<void()> ended);
     ~DeviceHost();

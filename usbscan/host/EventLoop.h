@@ -36,8 +36,8 @@ class EventLoop {
     /// Stops watching. A descriptor must be forgotten before it is closed.
     void forget(int fd);
 
-    /// Calls `task` once, unless the loop is stopped before. Tasks run in the order of their
-    /// posting.
+    /// Calls `task` once. A task that hasn't been called when the loop is stopped may be lost.
+    /// Tasks run in the order of their posting.
     void post(Task task);
 
     /// Number of a deadline; 0 is none.

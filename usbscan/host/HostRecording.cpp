@@ -12,9 +12,8 @@
 namespace zlk::usbscan {
 namespace {
 
-// In this order: the pause between two looks whether a recovery or the writing is over, the pause
-// between two looks whether the writing has failed, and how long an ending host waits for the
-// writing.
+// In this order: how often the host looks whether a recovery or the writing is over, how often it
+// looks whether the writing has failed, and how long an ending host waits for the writing.
 constexpr std::chrono::milliseconds betweenLooks{5}, betweenWatches{500}, patienceAtTheEnd{1000};
 
 /// Only a regular file is accepted: writing to a pipe or a device could block for ever.
@@ -94,7 +93,7 @@ void HostRecording::finish() {
     finished_->file().finish();
 }
 
-/// Ends the recording. A recovery that is under way belongs into the recording and is waited for.
+/// Ends the recording, after a recovery that is under way, so that the recovery is recorded too.
 void HostRecording::finishWhenQuiet() {
     if (isBusy_()) return pause_.start(betweenLooks, [this] { finishWhenQuiet(); });
     finish();

@@ -34,8 +34,8 @@ class HostRecording {
     void end(ClientConnection& client);
     /// Forgets a client that is gone. Ends its recording, unless recordToTheEnd was set.
     void remove(const ClientConnection& client);
-    /// Ends the recording, and blocks for up to a second until the rest is written and its client
-    /// answered.
+    /// Ends the recording, and waits for the rest to be written, but at most a second. If the rest
+    /// is written by then, the recording's client gets its answer.
     void deviceGone();
 
   private:

@@ -8,8 +8,8 @@
 //                   to reset themselves, and come back only when they are plugged in anew
 //     Cancel        for a device that doesn't answer, or goes on sending
 //     DeviceReset   for a device that still reports that it is busy
-//     PortReset     for a device that doesn't reset itself, or that doesn't cancel and either goes
-//                   on sending or needed a recovery just before, too
+//     PortReset     for a device that doesn't reset itself, or that doesn't cancel and either isn't
+//                   quiet or has already needed a recovery since its last complete transaction
 //
 // Only a reset ends the session that all clients share.
 //
@@ -45,8 +45,8 @@ class Recovery {
         /// No transaction has succeeded since the last recovery.
         bool again = false;
     };
-    /// Ends the transaction. What the device sends meanwhile is dropped; the device's listener must
-    /// call arrived() and stalled(). `done` is called once, from the loop.
+    /// Ends the transaction, and drops what the device sends meanwhile. `done` is called once, from
+    /// the loop. Until then the device's listener must call arrived() and stalled().
     void start(const Transaction& transaction, Done done);
     /// For a host that starts: ends what an earlier host may have left open, if the device reports
     /// that it is busy or still sends something.
@@ -65,7 +65,7 @@ class Recovery {
     void tryCancel();
     void tryDeviceReset();
     void tryPortReset();
-    /// Begins the stage that follows one that didn't help. Ends the recovery if there is none, or
+    /// Begins the next stage, after one that didn't help. Ends the recovery if no stage is left, or
     /// if the device is to be left in peace.
     void nextStage();
     void cancelFailed();

@@ -71,7 +71,7 @@ void Transactions::lost(ClientConnection& client) {
     std::erase_if(commands_, [&](const Command& command) { return command.from == &client; });
     if (transaction_.owner != &client) return;
     transaction_.owner = nullptr;
-    // The client may be found gone while it is sent the response; then nothing needs recovery.
+    // If the client is found gone only when the response is sent to it, nothing needs recovery.
     if (transaction_.open && !isComplete()) recover("its client is gone");
 }
 
@@ -92,8 +92,8 @@ void Transactions::end() {
 
 void Transactions::nextCommand() {
     if (ended_ || recovering() || commands_.empty()) return;
-    // Clients take turns by the port's mutex, so a new command shows that the owner of the open
-    // transaction doesn't wait for its end any more.
+    // Clients exclude one another by the port's mutex, so a new command shows that nobody waits for
+    // the end of the open transaction.
     if (transaction_.open) {
         if (transaction_.owner != commands_.front().from) tellOwner(ERROR_OPERATION_ABORTED);
         return recover("overtaken by a new command");
@@ -122,8 +122,9 @@ void Transactions::closeIfComplete() {
     recoveriesInARow_ = 0;
     const bool isLeft = device_.stopReading();
     habits_.bringsData[transaction_.code] = transaction_.dataEnded && !isLeft;
-    // If the response filled its packets, its zero-length packet is read now, or it would stand
-    // before the next answer. Many devices leave it out, so the read is taken back after a while.
+    // If the response filled its packets, the zero-length packet after it is read now, or it would
+    // come before the next answer. Many devices leave the packet out, so the read is taken back
+    // after a while.
     if (zeroPacketOwed_) {
         device_.read(1, false);
         lateZeroPacket_.start(zeroPacketPatience, [this] { device_.stopReading(); });
@@ -188,9 +189,9 @@ void Transactions::recoverAfter(UsbStatus status, bool wasTaken) {
     recovered(Recovery::Outcome::SessionAlive);
 }
 
-/// No read may be pending once the transaction is over (but for a zero-length packet that is due),
-/// nor before its command is written: host controllers and devices get out of step over reads that
-/// have to be taken back.
+/// No read may be pending before the transaction's command is written, nor after the transaction,
+/// except for a zero-length packet that is due: host controllers and devices get out of step over
+/// reads that have to be taken back.
 void Transactions::readOn() {
     const bool wanted = transaction_.open && !transaction_.answered;
     if (!wanted || transaction_.sending || writer_) return;
@@ -222,7 +223,8 @@ void Transactions::arrived(UsbPiece piece) {
 void Transactions::readingStopped(UsbStatus why) {
     if (why == UsbStatus::Gone) return owner_.deviceGone();
     if (recovery_.running()) return recovery_.stalled();
-    // Reading goes on below, in a recovery, or with the next command.
+    // The halt is cleared in any case. Reading goes on below, in a recovery, or with the next
+    // command.
     device_.clearHalt(device_.facts().bulkIn.address);
     if (recoverAfterWrite_) return;  // the recovery hasn't begun
     const bool maybeOlder = why == UsbStatus::Stalled && transaction_.open && !transaction_.heard &&

@@ -36,7 +36,7 @@ class Transactions final : UsbDevice::Listener {
         virtual void unheardBy(pid_t process) = 0;
         /// The device was reset, which has ended its PTP session.
         virtual void sessionLost() = 0;
-        /// The device is unplugged, or can't be recovered. Must call end().
+        /// The device is unplugged, or can't be recovered. The owner must call end().
         virtual void deviceGone() = 0;
         /// The client's bytes are no longer in a transfer, after mayBeDestroyed() was false.
         virtual void released(ClientConnection& client) = 0;
@@ -60,7 +60,7 @@ class Transactions final : UsbDevice::Listener {
 
     /// Takes a command, or the next data of the client's transaction. The client's resume() is
     /// called once the bytes are no longer needed. Data of a transaction that isn't open is
-    /// answered as Failed.
+    /// answered with Failed.
     void take(ClientConnection& from, const WritePart& part);
     /// Recovers the device if the open transaction is this client's.
     void giveUp(ClientConnection& client);
@@ -71,7 +71,8 @@ class Transactions final : UsbDevice::Listener {
     /// Whether none of a lost client's bytes are in a transfer. If false, the transfer is
     /// cancelled, and released() follows.
     bool mayBeDestroyed(const ClientConnection& client);
-    /// The device is gone: nothing happens any more.
+    /// To be called when the device is gone: no command begins any more, and the listener is taken
+    /// away from the device.
     void end();
 
   private:
@@ -131,7 +132,7 @@ class Transactions final : UsbDevice::Listener {
     void watchProgress();
     void timeOut();
     bool awaitsClient() const;
-    /// Whether the device has all that it needs for a response, and still owes it.
+    /// Whether the device has all that it needs for a response, and the response hasn't come.
     bool mayBeAnswered() const;
     /// `inVain`: the device has been waited for already, or has broken off.
     void recover(const char* why, bool inVain = false);
