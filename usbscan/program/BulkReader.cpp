@@ -11,7 +11,8 @@ namespace {
 // The area that is shared with a client has a slot for a piece of each transfer.
 constexpr std::size_t transfers = areaSlots;
 constexpr std::size_t largestBuffer = areaSlotSize;
-// Where the kernel has no memory even for buffers of this size, reading fails.
+// Bytes; buffers aren't made smaller than this. If the kernel has no memory for them, reading
+// fails.
 constexpr std::size_t smallestBuffer = 8 * 1024;
 
 /// `size` rounded down to whole packets. Buffers have such sizes, so that a transfer that roomFor()
@@ -74,7 +75,8 @@ void BulkReader::read(std::uint64_t due, bool andNext) {
     asksNext_ = andNext;
     for (const auto& slot : slots_) {
         if (!slot->transfer.busy()) continue;
-        // A transfer that was taken back brings what had come by then, and no more.
+        // A transfer that has ended, but whose end isn't reported yet, brings what has come, and no
+        // more.
         const std::size_t brings = slot->transfer.inFlight()
                                        ? slot->asked
                                        : static_cast<std::size_t>(slot->transfer->actual_length);
@@ -139,8 +141,8 @@ bool BulkReader::submit(Slot& slot, std::size_t size, bool forNext) {
         if (!forNext) toAsk_ -= std::min<std::uint64_t>(toAsk_, size);
         return true;
     }
-    // The kernel reports a lack of memory in different ways. If other transfers are in flight, no
-    // more than these are used from now on; otherwise the buffers are halved.
+    // The kernel reports a lack of memory in different ways. From now on there are no more
+    // transfers at a time than are in flight now. If there are none, the buffers are halved.
     if (error != LIBUSB_ERROR_NO_MEM && error != LIBUSB_ERROR_IO) {
         fail(statusOfError(error));
     } else if (const std::size_t others = countInFlight()) {

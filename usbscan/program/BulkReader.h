@@ -37,7 +37,7 @@ class BulkReader {
     struct Slot;
     struct Lease;
 
-    /// Starts transfers for what is to be asked, as far as slots are free.
+    /// Starts transfers for what is still to be asked for, as far as slots are free.
     void submitFree();
     bool submit(Slot& slot, std::size_t size, bool forNext);
     void cancel() noexcept;

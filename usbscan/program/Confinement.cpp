@@ -43,9 +43,10 @@ void confine() {
     limit(RLIMIT_DATA, 64 << 20);
     const scmp_filter_ctx filter = ::seccomp_init(SCMP_ACT_ALLOW);
     if (!filter) return;
-    // The same calls have other numbers in the tables of foreign architectures.
+    // In the tables of foreign architectures the same calls have other numbers, so every call by
+    // way of such a table is refused.
     ::seccomp_attr_set(filter, SCMP_FLTATR_ACT_BADARCH, SCMP_ACT_ERRNO(EPERM));
-    // libusb has a thread of its own already.
+    // The filter has to hold for libusb's own thread too, which is running already.
     ::seccomp_attr_set(filter, SCMP_FLTATR_CTL_TSYNC, 1);
     for (const int call : denied) ::seccomp_rule_add(filter, SCMP_ACT_ERRNO(EPERM), call, 0);
     ::seccomp_load(filter);

@@ -69,7 +69,7 @@ void LibusbContext::post(EventLoop::Task task) {
 
 void LibusbContext::timeoutsChanged() {
     timeval time{};
-    // Usually libusb has a descriptor for its time-outs, and reports none here.
+    // Where libusb has a descriptor for its time-outs, it reports none here.
     if (libusb_get_next_timeout(context_, &time) == 1)
         timeouts_.start(std::chrono::milliseconds(time.tv_sec * 1000 + time.tv_usec / 1000 + 1),
                         [this] { work({}); });

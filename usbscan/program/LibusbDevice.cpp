@@ -169,8 +169,8 @@ void LibusbDevice::writeNext() {
     submit(write_, [this, size = bytes.size()](UsbStatus status) {
         const bool allWent = static_cast<std::size_t>(write_->actual_length) == size;
         if (status == UsbStatus::Done && !allWent) status = UsbStatus::Failed;
-        // The transfer was complete before it could be cancelled. For a zero-length packet this
-        // can't be known, as its actual length is 0 either way.
+        // If all bytes went, the transfer was complete before it could be cancelled. For a
+        // zero-length packet this can't be known, as its actual length is 0 in any case.
         if (status == UsbStatus::Cancelled && allWent && size > 0) status = UsbStatus::Done;
         writing_.rest = writing_.rest.subspan(size);
         const bool more = !writing_.rest.empty() || std::exchange(writing_.zeroPacket, false);

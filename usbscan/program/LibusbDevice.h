@@ -52,7 +52,7 @@ class LibusbDevice final : public UsbDevice {
     void readFacts();
     void watchForUnplugging();
     void writeNext();
-    /// Submits the transfer. An error of submitting it is reported from the loop, too.
+    /// Submits the transfer. If that fails, `ended` is called from the loop all the same.
     void submit(LibusbTransfer& transfer, LibusbTransfer::Ended ended);
     /// Cancels what is in flight on a pipe, or on all pipes, and waits for its end, but not for
     /// ever.
