@@ -76,7 +76,8 @@ void Blackout::passByte(std::byte& byte) {
     begun_ = false;
 }
 
-/// Replaces one byte of a letter. The terminating zero isn't passed here.
+/// Hides one byte of a letter, unless it belongs to a name's ending. The terminating zero isn't
+/// passed here.
 void Blackout::passLetter(std::byte& byte, std::size_t at) {
     if (at % 2 == 1) {
         if (!inEnding_) byte = std::byte{0};

@@ -18,9 +18,9 @@ namespace {
 // files are left out.
 constexpr std::size_t mostQueued = 32 << 20, muchQueued = mostQueued / 4 * 3;
 
-/// Blocks all signals while the thread is started, which inherits that: other threads handle the
-/// process's signals, and exceeding a limit of the file's size becomes an error of write() instead
-/// of SIGXFSZ.
+/// Blocks all signals while the thread is started, so that they stay blocked in it. Other threads
+/// handle the process's signals, and a file that exceeds the limit of its size makes write() fail
+/// and doesn't end the process with SIGXFSZ.
 class WithoutSignals {
   public:
     WithoutSignals() {
