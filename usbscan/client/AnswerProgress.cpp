@@ -21,9 +21,8 @@ bool AnswerProgress::awaitsZeroPacket(DWORD size) const noexcept {
 
 bool AnswerProgress::takesZeroPacket(DWORD size) noexcept {
     // A read may have returned for this packet already, when the packet seemed to be missing.
-    // Outside of a container, a read for a header or more passes over the packet: some devices that
-    // send headers in packets of their own end payloads with a zero-length packet where none is
-    // due.
+    // Outside of a container, a read for a header or more passes over the packet: some devices end
+    // a payload with a zero-length packet where none is due.
     const bool late = std::exchange(zeroPacket_, ZeroPacket::None) == ZeroPacket::GivenInAdvance;
     return !late && (place_ == Place::InContainer || seeksZeroPacket(size));
 }

@@ -70,7 +70,7 @@ std::vector<AttachedDevice> readBus() {
         device.node = std::string("/dev/bus/usb/") + place;
         place[3] = '-';
         device.name = std::string("usb-") + place;
-        // The text is vid/pid/version in hexadecimal digits, as in 5af1/7c36/100.
+        // PRODUCT is vid/pid/version in hexadecimal digits, as in 5af1/7c36/100.
         const std::string_view ids = property(properties, "PRODUCT");
         device.vid = numberOf<std::uint16_t>(ids, 16);
         device.pid = numberOf<std::uint16_t>(ids.substr(ids.find('/') + 1), 16);

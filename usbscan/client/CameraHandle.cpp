@@ -210,8 +210,7 @@ bool CameraHandle::ask(DWORD code, std::span<const std::byte> input, std::span<s
     usbscan::ControlAnswer head{};
     std::byte answer[sizeof head + 255];
     DWORD size = 0;
-    // The answer to an earlier question may still be under way, if its asker failed before reading
-    // it.
+    // The answer to an earlier question may still be under way, if waiting for that answer failed.
     do {
         if (!awaitAnswer(MessageKind::ControlDone, answer, size)) return false;
         if (size < sizeof head) return checked(HostLink::Result::Closed);
@@ -229,9 +228,8 @@ bool CameraHandle::wasHeardLately() {
            std::chrono::steady_clock::now() - heardAt_ < lately && !link_->hasInput(0ms);
 }
 
-/// Callers ask for the device descriptor to find out whether the device still answers. If its last
-/// response was read within `lately`, the cached descriptor is enough, which saves time between two
-/// pictures.
+/// Callers ask for the device descriptor to find out whether the device still answers. Within
+/// `lately` of a response the cached descriptor is enough, which saves time between two pictures.
 bool CameraHandle::askDescriptor(const USBSCAN_GET_DESCRIPTOR& wanted, std::span<std::byte> output,
                                  DWORD& returned) {
     const bool ofDevice = wanted.DescriptorType == 1 && wanted.Index == 0;

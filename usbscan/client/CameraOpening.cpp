@@ -63,7 +63,6 @@ Greeting greetHost(HostLink& link, const usbscan::OpenRequest& request) {
     return Greeting::Again;
 }
 
-/// Traces which program has claimed the device.
 void tellHolder(const AttachedDevice& device) {
     const DeviceHolder holder = findHolderOf(device);
     if (holder.pid != 0)

@@ -17,8 +17,7 @@
 namespace zlk::platform {
 namespace {
 
-// Bytes that are received ahead at most.
-constexpr std::size_t aheadSize = 4096;
+constexpr std::size_t aheadSize = 4096;  // bytes
 
 bool hasLegalSize(const usbscan::MessageHeader& header) {
     return header.length <= (header.kind == usbscan::MessageKind::Data
@@ -132,7 +131,6 @@ HostLink::Result HostLink::receiveHeader(usbscan::MessageHeader& header) {
     if (header.kind == usbscan::MessageKind::Area)
         return left_ == 0 && mapArea() ? receiveHeader(header) : Result::Closed;
     if (!hasLegalSize(header)) return Result::Closed;
-    // The bytes of a DataInArea are in shared memory, from where receive() will take them.
     const bool inArea = header.kind == usbscan::MessageKind::DataInArea;
     return !inArea || enterArea(header) ? Result::Ok : Result::Closed;
 }

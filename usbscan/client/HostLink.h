@@ -31,12 +31,12 @@ class HostLink {
     bool send(usbscan::MessageHeader header, std::span<const std::byte> first,
               std::span<const std::byte> second = {}, int descriptor = -1);
 
-    // The following are for one thread at a time, though not always the same one.
+    // The functions down to skipRest() are for one thread at a time.
 
     /// Whether part of a message, or the connection's end, is there or arrives within this time.
     bool hasInput(std::chrono::milliseconds time);
-    /// Receives the header of the next message; the payload of the one before must have been
-    /// received to its end. A DataInArea is turned into a Data, so callers don't see where its
+    /// Receives the header of the next message; the payload of the message before it must have been
+    /// received to its end. A DataInArea is turned into a Data, so callers don't see where the
     /// bytes lie.
     Result receiveHeader(usbscan::MessageHeader& header);
     /// Bytes of the current message's payload that are still to be received.
