@@ -22,8 +22,7 @@ constexpr std::size_t usualInput = 4096;
 constexpr std::size_t maxQueuedAnswers = 256;
 // Notes, which no client asks for, must not bring a client to maxQueuedAnswers.
 constexpr std::size_t maxQueuedBeforeNote = 128;
-// Messages, or parts of a Write, that are handled for one client before the event loop serves the
-// others.
+// Messages, or parts of a Write, that are handled for one client in one go.
 constexpr int maxMessagesPerTurn = 64;
 
 // Bytes. Below this a copy through the socket is faster than a slot of the shared area.
@@ -217,7 +216,6 @@ void ClientConnection::send(MessageHeader header, std::span<const std::byte> byt
 
 bool ClientConnection::moveToArea(Outgoing& outgoing) {
     if (!outgoing.wantsArea) return true;
-    // With a slot, the message becomes a DataInArea, whose payload is the place of the bytes.
     const auto slot = area_.put(outgoing.bytes);
     if (!slot) return false;
     const AreaPiece piece{*slot, static_cast<std::uint32_t>(outgoing.bytes.size())};
@@ -320,8 +318,7 @@ void ClientConnection::flush() {
         if (sent < 0 && errno == EINTR) continue;
         if (sent < 0 && errno == EAGAIN) return;
         if (sent < 0) return lose();
-        // The kernel may have taken any number of bytes. Messages that are sent completely leave
-        // the queue.
+        // The kernel may have taken any number of bytes.
         sent_ += static_cast<std::size_t>(sent);
         while (!output_.empty()) {
             const std::size_t size = sizeof(MessageHeader) + output_.front().bytes.size();

@@ -100,11 +100,11 @@ class ClientConnection {
     bool moveToArea(Outgoing& outgoing);
     void happened(short events);
     bool listens() const noexcept;
-    /// Handles messages until there are none, until no more may be handled (see listens()), or
-    /// until other clients have to be served.
+    /// Handles messages until there are none, or no more may be handled (see listens()). After many
+    /// messages it goes on later, so that other clients are served too.
     void readOn();
-    /// Posts readOn() to the loop, so that other clients are served too, and that the owner isn't
-    /// called from inside of a call that it has made.
+    /// Posts readOn() to the loop, so that the owner isn't called from inside of a call that it has
+    /// made.
     void readOnLater();
     /// These handle the next message and the next part of a Write. False if bytes are missing, in
     /// which case `wanted_` is how many are needed, or if the connection was lost.

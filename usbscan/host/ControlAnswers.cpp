@@ -40,7 +40,6 @@ UsbRequest descriptorRequest(std::span<const std::byte> wanted, std::uint32_t si
             .inLength = static_cast<std::uint16_t>(size)};
 }
 
-/// Sends a ControlDone.
 void send(ClientConnection& client, const ControlAnswer& head,
           std::span<const std::byte> output = {}) {
     std::vector<std::byte> answer(sizeof head + output.size());

@@ -15,8 +15,8 @@ DataArea::~DataArea() {
 
 bool DataArea::make() {
     Descriptor memory(::memfd_create("zlk-usbscan", MFD_CLOEXEC | MFD_ALLOW_SEALING));
-    // The size is sealed, so that neither end can truncate the memory while the other uses it,
-    // which would kill the other with SIGBUS.
+    // The size is sealed: if one process truncated the memory, another that uses it would be killed
+    // with SIGBUS.
     if (!memory || ::ftruncate(memory.get(), areaSize) != 0 ||
         ::fcntl(memory.get(), F_ADD_SEALS, F_SEAL_SHRINK | F_SEAL_GROW | F_SEAL_SEAL) != 0)
         return false;

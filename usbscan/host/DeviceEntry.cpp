@@ -25,8 +25,8 @@ std::string oneLine(std::string text) {
     return text;
 }
 
-/// Writes the file under another name first, since others read it as soon as the lock is held and
-/// must never see half of it.
+/// Writes the file under another name first, since other processes read it as soon as the lock is
+/// held, and must never see half of it.
 void write(const std::string& path, const DeviceDescription& description) {
     char ids[32];
     std::snprintf(ids, sizeof ids, "vid %04x\npid %04x\n", description.vid, description.pid);

@@ -91,7 +91,7 @@ class DeviceHost::Impl final : ClientConnection::Owner, Transactions::Owner {
             case MessageKind::EndRecord:
                 return recording_.end(from);
             case MessageKind::Cancel:
-                // A wait for an event ends, too. The event that comes next is for the next wait.
+                // Cancel ends a wait for an event, too. The next event is for the next wait.
                 events_.remove(from);
                 transactions_.giveUp(from);
                 return from.send({0, MessageKind::Cancelled, 0, header.turn});

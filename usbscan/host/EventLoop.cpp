@@ -94,8 +94,8 @@ void EventLoop::run() {
             const std::shared_ptr<Ready> ready = found->second.ready;
             (*ready)(entry.revents);
         }
-        // Timers run last, so that what has just come can stop its deadline, even if this process
-        // woke up too late.
+        // Timers run last, so that an answer that has just come can stop its deadline, even if this
+        // process woke up too late.
         runTimers();
     }
 }

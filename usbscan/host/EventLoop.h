@@ -100,7 +100,6 @@ class Timer {
     Timer(const Timer&) = delete;
     Timer& operator=(const Timer&) = delete;
 
-    /// Starts anew if the timer was running.
     void start(std::chrono::milliseconds delay, EventLoop::Task task) {
         stop();
         id_ = loop_.after(delay, [this, task = std::move(task)] {

@@ -29,7 +29,7 @@ class EventWaiters {
     void read();
     /// Takes what an interrupt transfer brought, which may be only a part of an event.
     void came(UsbStatus status, std::span<const std::byte> bytes);
-    /// Hands the event to all clients that wait, or keeps it for the next one that does.
+    /// Hands the event to all clients that wait. If none waits, keeps it for the next one.
     void deliver();
     static void answer(ClientConnection& waiter, std::span<const std::byte> event);
 
@@ -38,7 +38,7 @@ class EventWaiters {
     std::map<ClientConnection*, Timer> waiters_;  // with the time that each has left
     bool reading_ = false;                        // an interrupt transfer is in flight
     std::vector<std::byte> event_;                // the part of an event that has come
-    // Events that arrived after the last waiter had left; the next waiter gets them first.
+    // Events that arrived after the last waiter had left. The next waiter gets the oldest one.
     std::deque<std::vector<std::byte>> unheard_;
     Timer patience_;  // runs while an event is incomplete
 };

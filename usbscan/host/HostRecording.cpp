@@ -100,7 +100,8 @@ void HostRecording::finishWhenQuiet() {
     answerWhenOver();
 }
 
-/// A recording that fails is soon reported to all clients, and not only when its owner asks.
+/// If a recording fails before its end, all clients are soon told, and not only its owner at the
+/// end.
 void HostRecording::watch() {
     const std::uint32_t error = recorder_->file().error();
     if (error == ERROR_SUCCESS) return watch_.start(betweenWatches, [this] { watch(); });
@@ -130,7 +131,6 @@ void HostRecording::deviceGone() {
     answerWhenOver();
 }
 
-/// Answers once the writing is over; the host serves its clients meanwhile.
 void HostRecording::answerWhenOver() {
     if (!finished_) return;
     if (!finished_->file().isOver())

@@ -22,7 +22,7 @@ class HostRecording {
           isBusy_(std::move(isBusy)),
           pause_(loop),
           watch_(loop) {}
-    /// Ends a recording, and blocks for up to a second until the rest is written.
+    /// Ends a recording, and blocks until the rest is written, but at most for a second.
     ~HostRecording();
 
     bool isRunning() const { return recorder_ && recorder_->file().error() == 0; }

@@ -223,8 +223,7 @@ void Transactions::arrived(UsbPiece piece) {
 void Transactions::readingStopped(UsbStatus why) {
     if (why == UsbStatus::Gone) return owner_.deviceGone();
     if (recovery_.running()) return recovery_.stalled();
-    // The halt is cleared in any case. Reading goes on below, in a recovery, or with the next
-    // command.
+    // The halt is cleared in any case: reading goes on here, in a recovery, or by the next command.
     device_.clearHalt(device_.facts().bulkIn.address);
     if (recoverAfterWrite_) return;  // the recovery hasn't begun
     const bool maybeOlder = why == UsbStatus::Stalled && transaction_.open && !transaction_.heard &&

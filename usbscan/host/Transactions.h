@@ -38,7 +38,8 @@ class Transactions final : UsbDevice::Listener {
         virtual void sessionLost() = 0;
         /// The device is unplugged, or can't be recovered. The owner must call end().
         virtual void deviceGone() = 0;
-        /// The client's bytes are no longer in a transfer, after mayBeDestroyed() was false.
+        /// Follows a call of mayBeDestroyed() that returned false: the client's bytes are no longer
+        /// in a transfer.
         virtual void released(ClientConnection& client) = 0;
 
       protected:
@@ -71,8 +72,7 @@ class Transactions final : UsbDevice::Listener {
     /// Whether none of a lost client's bytes are in a transfer. If false, the transfer is
     /// cancelled, and released() follows.
     bool mayBeDestroyed(const ClientConnection& client);
-    /// To be called when the device is gone: no command begins any more, and the listener is taken
-    /// away from the device.
+    /// To be called when the device is gone: no command begins and nothing is received any more.
     void end();
 
   private:
