@@ -21,8 +21,8 @@ std::size_t wholePackets(std::size_t size, const UsbEndpoint& endpoint) {
     return size - size % endpoint.maximumPacketSize;
 }
 
-/// `size` rounded up to whole packets. A transfer that isn't a multiple of the packet size would
-/// fail if the device sent a full packet.
+/// `size` rounded up to whole packets. Otherwise the transfer would fail if its last packet came
+/// full.
 std::size_t roomFor(std::size_t size, const UsbEndpoint& endpoint) {
     return wholePackets(size + endpoint.maximumPacketSize - 1, endpoint);
 }
@@ -161,7 +161,7 @@ void BulkReader::ended(Slot& slot, UsbStatus status) {
     // libusb doesn't report a zero-length packet, but a transfer that ends without being full was
     // ended by a short packet or a zero-length one.
     const bool endsTransfer = status == UsbStatus::Done && length < slot.asked;
-    // After a failure, bytes may be missing before these.
+    // After a failure bytes may be missing, so what comes after it isn't delivered.
     if (!failure_ && (length || endsTransfer)) deliver(slot, endsTransfer);
     if (status == UsbStatus::Done || status == UsbStatus::Cancelled)
         submitFree();
