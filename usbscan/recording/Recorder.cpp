@@ -72,7 +72,6 @@ std::vector<std::byte> stringDescriptor(const std::string& text) {
         bytes.push_back(static_cast<std::byte>(unit));
         bytes.push_back(static_cast<std::byte>(unit >> 8));
     }
-    // The first byte is the descriptor's length.
     bytes.front() = static_cast<std::byte>(bytes.size());
     return bytes;
 }

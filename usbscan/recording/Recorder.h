@@ -47,7 +47,7 @@ class Recorder {
     void descriptor(std::uint16_t value, std::uint16_t language, std::span<const std::byte> bytes);
     /// The submission of a new transfer, with the transfer's number; add() sets its time.
     UsbEvent begin(UsbEvent::Pipe pipe, std::uint8_t endpoint, std::uint32_t length);
-    /// Records the event. `bytes` may be fewer than the event's length: the others are left out.
+    /// Records the event. `bytes` may be fewer than the event's length, if the rest is left out.
     void add(UsbEvent event, std::span<const std::byte> bytes, const std::string& comment);
     void addRead(const RecordingFilter::Part& part, bool endsTransfer);
 

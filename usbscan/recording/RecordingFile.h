@@ -40,7 +40,6 @@ class RecordingFile {
 
   private:
     struct Queue;
-    /// What the thread runs.
     static void write(Queue& queue);
 
     std::shared_ptr<Queue> queue_;  // shared with the thread, which may be stuck in a write

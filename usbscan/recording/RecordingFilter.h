@@ -35,7 +35,7 @@ class RecordingFilter {
     /// they were asked for, since the disk is behind.
     std::vector<Part> split(Direction direction, std::span<const std::byte> bytes,
                             bool endsTransfer, bool isLight);
-    /// To be called when a transaction is cancelled: no container under way will be completed.
+    /// To be called when a transaction is broken off: no container under way will be completed.
     void breakOff() { toDevice_ = toHost_ = {}; }
 
   private:
@@ -50,7 +50,7 @@ class RecordingFilter {
     };
     /// Takes those of the bytes that belong to an incomplete head, and returns how many they are.
     std::size_t takeHead(Stream& stream, std::span<const std::byte> bytes);
-    /// Decides from the container's head whether its payload is content.
+    /// Decides from the container's head and the last command whether the payload is content.
     void judge(Stream& stream);
     /// Whether an operation's data describes the camera or its files, and may be recorded.
     bool describes(std::uint16_t operation, std::uint32_t parameter) const;

@@ -59,7 +59,7 @@ std::optional<UsbEvent> readEvent(std::span<const std::byte> recorded) {
     const bool isKnown = kind == UsbEvent::Kind::Submission || kind == UsbEvent::Kind::Completion ||
                          kind == UsbEvent::Kind::Failure;
     const auto pipe = static_cast<UsbEvent::Pipe>(header.pipe);
-    // Isochronous events have more before their data, and still cameras don't send any.
+    // Isochronous events have further fields before their data, and still cameras have none.
     if (!isKnown || pipe > UsbEvent::Pipe::Bulk || pipe == UsbEvent::Pipe::Isochronous ||
         header.dataLength > data.size() || header.dataLength > header.length)
         return std::nullopt;
@@ -74,7 +74,7 @@ std::optional<UsbEvent> readEvent(std::span<const std::byte> recorded) {
                    .length = header.length,
                    .setup = std::nullopt,
                    .data = data.first(header.dataLength)};
-    // The event keeps the time 0 if the seconds are negative, or would overflow as microseconds.
+    // The event keeps the time 0 if the seconds are negative, or could overflow as microseconds.
     constexpr std::int64_t mostSeconds = std::int64_t{1} << 40;
     if (header.seconds >= 0 && header.seconds < mostSeconds)
         event.time = header.seconds * microsecondsInASecond + header.microseconds;
