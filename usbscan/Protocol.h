@@ -17,7 +17,7 @@
 //                   <-          Cancelled
 //     Record        ->
 //     EndRecord     ->
-//                   <-          Recorded                        (to each of the two)
+//                   <-          Recorded                        (to Record and to EndRecord)
 //                   <-          Note, or Failed for a dead handle  (at any time)
 //
 // A host that is about to end may close a new connection without Opened or Refused; the client then

@@ -129,9 +129,8 @@ class CameraRecording {
     ~CameraRecording();
 
     /// Ends the recording and blocks until all of it is written. False with the last error, among
-    /// others ERROR_DEVICE_NOT_CONNECTED if the camera is gone. If part of the recording is
-    /// missing, the error is ERROR_DISK_FULL, ERROR_SEM_TIMEOUT (the disk was too slow) or
-    /// ERROR_IO_DEVICE.
+    /// others ERROR_DEVICE_NOT_CONNECTED if the camera is gone. The error is ERROR_DISK_FULL,
+    /// ERROR_SEM_TIMEOUT (the disk was too slow) or ERROR_IO_DEVICE if part of it is missing.
     bool end();
 
   private:
