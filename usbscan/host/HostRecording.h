@@ -13,8 +13,8 @@ namespace zlk::usbscan {
 class HostRecording {
   public:
     /// `tell` sends a line to the traces of all clients. `isBusy` returns whether the host is still
-    /// recovering the device. Unless the device is gone, a recording is ended only after the
-    /// recovery, so that the recovery is recorded, too.
+    /// recovering the device. If a client ends its recording, or is gone, the recording goes on
+    /// until the recovery is over.
     HostRecording(EventLoop& loop, RecordingDevice& device,
                   std::function<void(std::string_view)> tell, std::function<bool()> isBusy)
         : device_(device),

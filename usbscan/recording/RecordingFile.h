@@ -22,8 +22,8 @@ class RecordingFile {
     RecordingFile(const RecordingFile&) = delete;
     RecordingFile& operator=(const RecordingFile&) = delete;
 
-    /// Queues the bytes to be written. False after finish(), and if writing has failed; error() has
-    /// the reason of a failure.
+    /// Queues the bytes to be written. False after finish(), after a failed write, and if too much
+    /// waits to be written already; error() has the reason of a failure.
     bool append(std::string bytes);
     /// Whether so much waits to be written that callers should leave out what they can.
     bool isBehind() const;
