@@ -67,7 +67,8 @@ class Transactions final : UsbDevice::Listener {
     void giveUp(ClientConnection& client);
     /// Drops the client's commands that have not begun, and lets it send others.
     void dropCommands(ClientConnection& client);
-    /// The client is gone: nothing more is sent to it, and its open transaction is recovered from.
+    /// The client is gone: nothing more is sent to it. If its transaction is open and incomplete,
+    /// the device is recovered.
     void lost(ClientConnection& client);
     /// Whether none of a lost client's bytes are in a transfer. If false, the transfer is
     /// cancelled, and released() follows.
