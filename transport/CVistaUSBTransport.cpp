@@ -15,7 +15,7 @@ constexpr char category[] = "CVistaUSBTransport";
 
 void CVistaUSBTransport::ask(DWORD code, void* answer, DWORD size) const {
     DWORD returned = 0;
-    // A shorter answer would leave fields of the record at 0 as if the device had sent that.
+    // A shorter answer would leave fields at 0, as if the device had sent zeros.
     if (!DeviceIoControl(handle.get(), code, nullptr, 0, answer, size, &returned, nullptr) ||
         returned != size)
         throw PTP_TRANSPORT_ERROR;
@@ -37,8 +37,6 @@ void CVistaUSBTransport::openConnection(const WCHAR* port) {
         TraceLine(category, "Error: %s", static_cast<const WCHAR*>(message));
         throw PTP_NO_CONNECTION;
     }
-    // The ids and the packet size don't change while the device is open, so they are read only
-    // here.
     USB_DEVICE_DESCRIPTOR descriptor{};
     ask(ZL_IOCTL_GET_DEVICE_DESCRIPTOR, &descriptor, sizeof descriptor);
     vid = descriptor.idVendor;

@@ -24,7 +24,7 @@ class CVistaUSBTransport : public TransportInterface {
     void write(const void* buffer, std::uint32_t length) override;
     void read(void* buffer, std::uint32_t length, std::uint32_t* bytesRead) override;
     void readInterrupt(void* buffer, std::uint32_t length) override;
-    /// In bytes; 0 before openConnection().
+    /// In bytes; 0 until a device has reported it.
     std::uint32_t getMaxPacketSize() override;
     void getVidPid(std::uint32_t* vidOut, std::uint32_t* pidOut) override;
 

@@ -1,7 +1,7 @@
 #pragma once
-// The tables of ports that all processes share in named sections. The first driver family's table
-// has an entry for each port that an arbiter has set, the second family's one for each camera that
-// was attached. Each entry has its camera's count of transactions.
+// The tables of ports that processes share in named sections, one for each driver family. Arbiters
+// enter ports in the first family's table; the driver enters attached cameras in the second
+// family's. Each entry has the id of the port's next transaction.
 
 #include <algorithm>
 #include <cstddef>
@@ -24,9 +24,9 @@ struct CameraPortEntry {
 } __attribute__((packed));
 static_assert(sizeof(CameraPortEntry) == 156);
 
-/// A count in one byte, followed by the packed entries. Every process can write into the section,
-/// so the count is believed only as far as the section reaches. An object of this class is a view
-/// of the mapped section, which has to stay mapped. Nothing is locked here.
+/// The table is a count in one byte, followed by the packed entries. Every process can write into
+/// the section, so count() never gives more entries than the section has room for. An object of
+/// this class is a view of the mapped section, which has to stay mapped. Nothing is locked here.
 template <class Entry>
 class PortTable {
   public:
@@ -59,7 +59,8 @@ class PortTable {
         return nullptr;
     }
 
-    /// Removes an entry: those after it move down one by one, and `moved` is called for each.
+    /// Removes an entry. The entries after it move down one by one; `moved` is called after each
+    /// move.
     template <class Moved>
     void remove(Entry* entry, Moved moved) {
         const std::size_t before = count();

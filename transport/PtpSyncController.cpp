@@ -55,7 +55,7 @@ class PtpSyncController::TableHold {
 PtpSyncController::PtpSyncController() {
     if (sharedMemoryInitialised) return;
     TraceLine(category, "Initializing Shared Memory");
-    // Setting any port makes the table.
+    // Setting a port makes the table if it is missing.
     setPort(u"zero");
     section.keep();
     sharedMemoryInitialised = true;
@@ -72,8 +72,8 @@ void PtpSyncController::cleanupMappedFile() {
     section.close();
 }
 
-/// The handle of the released mutex stays open until the next release: opening a mutex costs much
-/// less while this process has another handle of it.
+/// The handle of the released mutex is kept, since opening a mutex costs much less while this
+/// process has another handle of it.
 void PtpSyncController::letGo() {
     if (!mutex) return;
     ReleaseMutex(mutex.get());
@@ -136,7 +136,7 @@ void PtpSyncController::setPort(const WCHAR* wide) {
 std::uint32_t PtpSyncController::getMutex(const WCHAR* wide) {
     const std::string port = portText(wide, longestPort);
     if (!section.open(tableName)) return 0;
-    // The table's mutex isn't held while this thread waits for the port's, which may take long.
+    // The table's mutex isn't held while this thread waits for the port's mutex, perhaps for long.
     const CameraPortEntry entry = copyOf(port);
     const std::string name(entry.mutexName, strnlen(entry.mutexName, sizeof entry.mutexName));
     letGo();

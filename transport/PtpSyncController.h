@@ -48,7 +48,6 @@ class PtpSyncController : public PTPSyncInterface {
     /// The table, to be used only while `hold` exists. It is repaired first if the previous holder
     /// of its mutex died while holding the mutex.
     Table table(const TableHold& hold) const;
-    /// Opens the section, or makes it with an empty table.
     void makeOrOpenTable();
     void cleanupMappedFile();
     /// Releases the port's mutex, if it is held.
@@ -59,7 +58,7 @@ class PtpSyncController : public PTPSyncInterface {
     CameraPortEntry copyOf(const std::string& port);
 
     UniqueHandle mutex;        // of the port whose turn this arbiter has; empty otherwise
-    UniqueHandle formerMutex;  // of the port that it had before; not held, only kept open
+    UniqueHandle formerMutex;  // the last one that was released; only kept open
     UniqueHandle tableMutex;
     SharedSection section;  // the table; closed until a call needs it
 };

@@ -11,8 +11,8 @@
 namespace zlk {
 
 /// Arbitrates by the table that the driver of the second family makes and fills: the section
-/// `Global\ZlPtpWPDHandlesToCameras`. All that this class writes there is the transaction id of an
-/// entry, while it holds the port's mutex. Entries never move.
+/// `Global\ZlPtpWPDHandlesToCameras`. Only releaseMutex() writes there: it stores the port's
+/// transaction id before it releases the mutex. Entries never move.
 ///
 /// PTP_GENERAL_ERROR is thrown, among other cases, for a port of more than 199 bytes; by getMutex()
 /// if there is no table; and by getMutex() and releaseMutex() for a port that the table doesn't
@@ -28,7 +28,7 @@ class PtpSyncVista : public PTPSyncInterface {
 
     std::uint32_t getMutex(const WCHAR* port) override;
     void releaseMutex(const WCHAR* port, std::uint32_t transactionId) override;
-    /// Changes nothing: the driver enters the ports. Throws nothing if there is no table.
+    /// Changes nothing, since the driver enters the ports. A missing table is no error here.
     void setPort(const WCHAR* port) override;
     void removePort(const WCHAR*) override {}
     wString findPortbyVidPid(std::uint32_t vid, std::uint32_t pid) override;
