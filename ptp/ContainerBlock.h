@@ -7,7 +7,6 @@
 
 namespace zlk {
 
-/// Values of the field `type`.
 enum class ContainerType : std::uint16_t { Command = 1, Data = 2, Response = 3, Event = 4 };
 
 inline constexpr std::uint32_t containerHeaderSize = 12;  // bytes

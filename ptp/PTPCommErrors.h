@@ -5,14 +5,14 @@
 
 namespace zlk {
 
-/// An error is nothing but its number. The code of a camera's response (ISO 15740: 0x2xxx, and
-/// 0xAxxx for vendors' codes) is thrown unchanged, and so is the code of a data container that
-/// belongs to another operation. So numbers without a name occur, too.
+/// If a camera refuses an operation, the code of its response (ISO 15740: 0x2xxx, and 0xAxxx for
+/// vendors' codes) is thrown unchanged. So is the code of a data container that belongs to another
+/// operation. Values without a name occur, too.
 enum PTPCommErrors : std::uint32_t {
     PTP_NO_CONNECTION = 1,    ///< there is no transport, or the device can't be opened
     PTP_OUT_OF_MEMORY = 2,    ///< no memory for a buffer, or a container is too long
     PTP_TRANSPORT_ERROR = 3,  ///< a transfer or control request failed, or brought a wrong length
-    PTP_NO_RESPONSE = 4,      ///< a read before a container's end returned nothing
+    PTP_NO_RESPONSE = 4,      ///< a container, its rest or a list of handles didn't come
     PTP_INVALID_HANDLE = 8,   ///< the handle is dead; the device has to be opened again
     PTP_GENERAL_ERROR = 0x2002,
     PTP_SESSION_NOT_OPEN = 0x2003,

@@ -13,8 +13,8 @@ namespace zlk {
 class PropertyDataset {
   public:
     PropertyDataset() = default;
-    /// Parses the dataset at the stream's cursor. Throws PTP_GENERAL_ERROR if it is cut short; only
-    /// texts that are missing at its end read as empty.
+    /// Parses the dataset at the stream's cursor. Texts may be missing at its end, and are then
+    /// empty; if it is cut short elsewhere, PTP_GENERAL_ERROR is thrown.
     explicit PropertyDataset(PtpDataStream& stream);
     PropertyDataset(const PropertyDataset&) = default;
     virtual ~PropertyDataset() = default;

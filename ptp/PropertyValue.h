@@ -12,8 +12,8 @@ namespace dataType {
 inline constexpr std::uint16_t uint8 = 2, uint16 = 4, uint32 = 6, string = 0xFFFF;
 }
 
-/// The number is in the field that has its type's width. Copying spreads the widest field that
-/// isn't 0 over the other two, so that a copy can be read at any width.
+/// A number or a text. A number is in the field that has the width of its type. Copying spreads the
+/// widest field that isn't 0 over the other two, so that a copy can be read at any width.
 class PropertyValue {
   public:
     PropertyValue() = default;

@@ -8,7 +8,7 @@
 namespace zlk {
 namespace {
 
-constexpr std::uint32_t longestString = 254;  // units; the count of 255 includes the terminator
+constexpr std::uint32_t longestString = 254;  // units; with the terminator, 255, the largest count
 
 }  // namespace
 

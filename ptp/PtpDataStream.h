@@ -37,7 +37,7 @@ class PtpDataStream {
     void endReadsAt(std::uint32_t end) { end_ = end; }
     const std::uint8_t* data() const { return buffer_.get(); }
     /// A place in the block that the caller may write to directly. Throws PTP_GENERAL_ERROR if it
-    /// isn't inside the block. Valid until the block's size changes.
+    /// isn't inside the block. Valid until resize() is called or the block grows.
     std::uint8_t* place(std::uint32_t at, std::uint32_t length);
     std::uint32_t size() const { return size_; }
     std::uint32_t cursor() const { return cursor_; }

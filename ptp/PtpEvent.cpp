@@ -10,8 +10,8 @@ PtpEvent::PtpEvent(PtpDataStream& stream) {
     type = stream.readU16();
     code = stream.readU16();
     if (type != static_cast<std::uint16_t>(ContainerType::Event)) return;
-    // The transaction's id and the parameters follow the first 8 bytes. The length shows how many
-    // of them are there.
+    // After the first 8 bytes come the transaction's id and the parameters, as many words as the
+    // length has room for.
     const std::int32_t words = static_cast<std::int32_t>(length - 8) / 4;
     if (words > 0) id = stream.readU32();
     if (words > 1) param1 = stream.readU32();

@@ -49,7 +49,7 @@ class PtpInterface {
                                            std::uint32_t parent) = 0;
     /// Fills `size` bytes of `target`; the caller knows the size from the object's info. If fewer
     /// bytes arrive, they are in `target`, and the device's error is thrown, or
-    /// PTP_INCOMPLETE_TRANSFER if the device reports success. Further bytes are dropped.
+    /// PTP_INCOMPLETE_TRANSFER if the device reports success. Bytes beyond `size` are dropped.
     virtual void getThumb(std::uint32_t handle, void* target, std::uint32_t size) = 0;
     /// Like getThumb(). `progress` may be null; its answer can't stop the transfer.
     virtual void getObject(std::uint32_t handle, void* target, std::uint32_t size,
@@ -98,8 +98,8 @@ class PtpInterface {
     /// the product isn't compared.
     virtual bool checkConnection(std::uint32_t* vid, std::uint32_t* pid) = 0;
 
-    /// After an operation that receives data and hasn't failed: the number of bytes that the device
-    /// has sent. 0 means that it has answered without data.
+    /// After an operation that receives data and hasn't failed: the number of bytes of data that
+    /// the device has sent, 0 if it has answered without data.
     virtual std::uint32_t receivedData() const = 0;
 };
 

@@ -20,8 +20,8 @@ constexpr std::uint16_t eventStreamSize = 200;
 constexpr std::uint32_t firstRead = 36;
 constexpr std::uint32_t furtherRead = dataStreamSize;
 
-// Bytes. The floors above never ask for a larger object as a whole, so a camera that claims more
-// is broken.
+// Bytes. The floors above never ask for a larger object as a whole, so a camera that announces a
+// longer container is broken.
 constexpr std::uint32_t largestContainer = 256u << 20;
 
 // This model refuses to open a session that is open, but counts the refused command.
@@ -48,8 +48,8 @@ void ZlPTPdrv::connect(Connecting connecting) {
 void ZlPTPdrv::open(std::unique_ptr<PTPSyncInterface> arbiter) {
     arbiter->setPort(port.c_str());
     // `sync` is set only after setPort() has succeeded. An object that has `sync` removes its port
-    // from the table when it is destroyed, and a port that was never set could match another's
-    // entry there, as an empty one does.
+    // from the table when it is destroyed. A port that was never set could match another port's
+    // entry there; an empty port matches any.
     sync = std::move(arbiter);
     transactionID = sync->getMutex(port.c_str());
     transport = createTransport();

@@ -3,8 +3,8 @@
 //
 // A transaction is a command, data in one direction or none, and a response. It runs while the
 // port's mutex is held, and takes its id from the port's counter. All processes share the mutex and
-// the counter, so they continue each other's count in one session of the camera. openSession() sets
-// the counter back.
+// the counter, so they continue each other's count in one session of the camera. A session that
+// openSession() has opened counts from 0.
 //
 // Nothing is retried but a refused command from which parameters were left out (see
 // mayMissParameters()).
@@ -23,15 +23,15 @@ namespace zlk {
 /// answers from memory; an operation that needs a turn on the port throws PTP_GENERAL_ERROR.
 ///
 /// What a camera sends isn't trusted. A container above 256 MiB throws PTP_OUT_OF_MEMORY, a read of
-/// no bytes before a container's end throws PTP_NO_RESPONSE, and no byte is handed out that wasn't
-/// received.
+/// no bytes before a container's end throws PTP_NO_RESPONSE, and of a data phase no byte is handed
+/// out that wasn't received.
 class ZlPTPdrv : public PtpInterface {
   public:
     /// Opens the port. If it can't be opened, nothing is thrown, and every operation throws
     /// PTP_NO_CONNECTION.
     explicit ZlPTPdrv(const wString& port);
     /// Finds the port by the camera's USB ids, and opens it. If the arbiter doesn't know the ids,
-    /// the port can't be opened.
+    /// every operation throws PTP_NO_CONNECTION.
     ZlPTPdrv(std::uint32_t vid, std::uint32_t pid);
     /// Leaves the session open, since it belongs to all processes.
     ~ZlPTPdrv() override;
@@ -100,8 +100,8 @@ class ZlPTPdrv : public PtpInterface {
     /// object has no transport.
     template <class Connecting>
     void connect(Connecting connecting);
-    /// Enters the port in the arbiter's table, takes a turn on it, and opens it. The caller
-    /// releases the port.
+    /// Makes the port known to the arbiter, takes a turn on the port, and opens it. The caller
+    /// releases it.
     void open(std::unique_ptr<PTPSyncInterface> arbiter);
 
     /// Traces the operation's name. Throws if there is no transport, or if an id that mustn't be 0

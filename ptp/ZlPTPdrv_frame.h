@@ -1,5 +1,6 @@
 #pragma once
-// The frame of an operation, a turn on the port. Only for the source files of ZlPTPdrv.
+// ZlPTPdrv::hold(), which runs an operation while the port is held. Only for the source files of
+// ZlPTPdrv.
 
 #include "foundation/TraceLine.h"
 #include "ptp/ZlPTPdrv.h"

@@ -26,8 +26,8 @@ class wString {
     // of an operator.
     wString& operator=(const wString&) = delete;
 
-    /// Copies the other's text. An empty text changes nothing, so that a dataset's defaults survive
-    /// where a camera leaves a text empty.
+    /// Copies the text of `source`. An empty text changes nothing, so that a dataset's defaults
+    /// survive where a camera leaves a text empty.
     void assign(const wString& source);
     void append(const wString& source);
     void append(const WCHAR* wide);
@@ -48,7 +48,7 @@ class wString {
     std::uint32_t length = 0;                    ///< without the terminator
 
   private:
-    /// Replaces the text, in `room` units of new memory. The text becomes empty if there is none.
+    /// Replaces the text, in `room` units of new memory. Without memory the text becomes empty.
     void take(std::u16string_view wide, std::size_t room);
 };
 
