@@ -39,8 +39,8 @@ std::once_flag placed;
 CLog* CLog::makeProcessLog() noexcept {
     const LastErrorKeeper keeper;
     static const DiagnosticQueue::Listener listener;
-    // In a forked child none of the parent's platform objects works, and the threads that may have
-    // held its locks don't exist. So the child makes a new log in the place of the old one.
+    // In a forked child none of the parent's platform objects works, and threads that held the
+    // log's locks don't exist. So the child makes a new log in the place of the old one.
     static const InForkedChild handler([] {
         processLog = nullptr;
         ::new (&placed) std::once_flag;

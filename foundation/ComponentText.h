@@ -24,8 +24,8 @@ inline Bstr makeBstr(std::u16string_view text) {
 }
 
 /// The body of a method whose only result is a text. What `makeText` returns goes to `*result`, as
-/// a BSTR that the caller owns; it is null on failure. Exceptions become E_OUTOFMEMORY or E_FAIL,
-/// as in guarded(). E_POINTER for a null `result`.
+/// a BSTR that the caller owns. On failure `*result` is null. Exceptions become E_OUTOFMEMORY or
+/// E_FAIL, as in guarded(). E_POINTER for a null `result`.
 template <class MakeText>
 HRESULT guardedText(BSTR* result, MakeText&& makeText) noexcept {
     if (!result) return E_POINTER;

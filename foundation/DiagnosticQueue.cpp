@@ -33,7 +33,7 @@ void add(const char* category, const WCHAR* text) {
     ++count;
 }
 
-/// For a forked child: the lines are its parent's, and a thread that held the lock doesn't exist.
+/// For a forked child, where the lines are the parent's and a thread that held the lock is missing.
 void beginAnew() {
     ::new (&queueLock) std::mutex;
     first = 0;

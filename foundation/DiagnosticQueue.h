@@ -1,10 +1,10 @@
 #pragma once
 // Brings the platform's diagnostic lines into the trace.
 //
-// The platform reports while it holds locks of its own, and storing a trace line calls back into
+// The platform may report while it holds locks of its own, and storing a trace line calls back into
 // the platform (mutexes, sections), which could deadlock. So a diagnostic line only goes into this
-// queue, under a lock that is never held across a call of the platform, and is stored together with
-// the next trace line.
+// queue, and is stored together with the next trace line. The queue's lock is never held across a
+// call of the platform.
 
 #include <cstddef>
 #include <string_view>

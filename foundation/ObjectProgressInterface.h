@@ -5,8 +5,8 @@
 
 namespace zlk {
 
-/// Implemented by the object that starts a listing or transfer; called while that runs, on the
-/// thread that started it.
+/// Implemented by the object that starts a listing or transfer. Called while the listing or
+/// transfer runs, on the thread that started it.
 class ObjectProgressInterface {
   public:
     /// `percent` is from 0 to 100. Returning false asks the operation to stop.

@@ -34,16 +34,16 @@ class XmlDocument {
     /// must not have an element of this name yet, because the text is set by path, and the path
     /// leads to the first one. The text is never parsed, and characters that no document may hold
     /// are replaced (see legalXmlText), so no character in a device's text can make this fail.
-    /// Returns false if there is no `parent`, or `name` isn't a valid name.
+    /// Returns false if there is no `parent` or `name` isn't a valid name, among other cases.
     bool addElement(std::u16string_view parent, std::u16string_view name, std::u16string_view text);
 
   private:
     ComPtr<IXmlDoc> document_;
 };
 
-/// Replaces the units that no XML document may hold. A control character becomes U+F000 plus its
-/// code, as in the names of a card's files, except for tabs and line ends, which stay. Half a
-/// surrogate pair, U+FFFE and U+FFFF become U+FFFD.
+/// Replaces the units that no XML document may hold. A control character below U+0020 becomes
+/// U+F000 plus its code, as in the names of a card's files; but tabs and line ends stay. An
+/// unpaired surrogate, U+FFFE and U+FFFF become U+FFFD.
 std::u16string legalXmlText(std::u16string_view text);
 
 }  // namespace zlk

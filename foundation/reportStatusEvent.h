@@ -6,8 +6,8 @@
 
 namespace zlk {
 
-/// Hands one numbered event to the event component, and does nothing if there is none. Level 1 is
-/// informative.
+/// Hands one numbered event to the event component (interfaces/IStatusEvent.h). Does nothing if
+/// that component can't be created. Level 1 is informative.
 void reportStatusEvent(std::int32_t eventId, const std::u16string& text, std::int32_t level);
 
 }  // namespace zlk
