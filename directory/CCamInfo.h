@@ -12,8 +12,8 @@ class CCamInfo {
 
     std::u16string MSDC_vendID;          ///< vendor that its volume reports, upper case
     std::u16string MSDC_prodID;          ///< product that its volume reports, upper case
-    std::u16string MSDC_prodID_alt;      ///< another product that belongs to the same row
-    std::u16string Cam_protocol;         ///< protocol of its USB interface: "PTP", upper case
+    std::u16string MSDC_prodID_alt;      ///< another product that its volume may report, upper case
+    std::u16string Cam_protocol;         ///< protocol on USB, such as "PTP", upper case
     std::u16string Cam_pnpID;            ///< `VID_xxxx&PID_xxxx`, upper case
     bool AbilityToConsumeIntent = true;  ///< print order and intent may be deleted on the camera
     bool SwiftPostSupport = false;       ///< supports the share menu

@@ -27,10 +27,10 @@ RegistryKey openUnloadSettings(const std::u16string& productClass) {
 }
 
 /// The names of a key's values. They are read one by one, and meanwhile another process may move a
-/// value to the end. Then that value is met twice and another one is skipped, so the round is
-/// repeated.
+/// value to the end. Then that value may be met twice and another one skipped, so all names are
+/// read again.
 std::vector<std::u16string> valueNames(HKEY key) {
-    constexpr int patience = 100;  // rounds
+    constexpr int patience = 100;  // how often all names are read, at most
     std::vector<std::u16string> names;
     for (int round = 0; round < patience; ++round) {
         names.clear();
@@ -41,7 +41,7 @@ std::vector<std::u16string> valueNames(HKEY key) {
             const std::u16string& name = names.emplace_back(regEnumValueName(key, i));
             if (!name.empty() && !met.insert(upperCase(name)).second) moved = true;
         }
-        // The round counts only if no value was met twice and the number of values is still the
+        // The names are complete if no value was met twice and the number of values is still the
         // same.
         if (!moved && regCountValues(key) == count) break;
     }

@@ -11,8 +11,9 @@ namespace zlk {
 
 class DeviceInfoList;
 
-/// Implements IDeviceList (server/ZlkCamTr.idl). Each call makes its list anew. If the settings
-/// name another class for this when the object is made, and that class can be created, it answers.
+/// Implements IDeviceList (server/ZlkCamTr.idl). Each call makes its list anew. The settings may
+/// name another class that is to answer in place of this one. The constructor tries to create an
+/// object of that class. If it succeeds, that object answers all calls.
 class CDeviceList : public DispatchImpl<IDeviceList> {
   public:
     using Interfaces = InterfaceList<IDeviceList, IDispatch>;

@@ -32,10 +32,10 @@ class CDeviceUtilFunctions {
     std::u16string ContextIdToLowLevelId(const std::u16string& id);
     /// The ProgID of the class that handles the device; empty for an unknown device.
     std::u16string ContextIdToUnloadInterface(const std::u16string& id);
-    /// The name to be shown. It is the registered one, if there is one. Otherwise the id of a drive
-    /// gives the volume's label with the drive letter, or the root if there is no label; but a
-    /// serial number with a dot as its second character is taken for a path, and is the name. Any
-    /// other id gives an empty text.
+    /// The name to be shown: the registered one, if there is one. Otherwise an id that
+    /// isPseudoDriveId() accepts gives the volume's label with the drive letter, or the drive's
+    /// root if there is no label. If the id's serial number has a dot as its second character, it
+    /// is a path, and the path is the name. Any other id gives an empty text.
     std::u16string ContextIdToName(const std::u16string& id);
     /// The context id of the camera with the USB ids in `vidPid`, a text that has `VID_xxxx` and
     /// `&PID_xxxx` in it, in upper or lower case.
@@ -66,9 +66,8 @@ class CDeviceUtilFunctions {
     bool VolumeStrings(WCHAR letter, std::u16string& vendor, std::u16string& product);
     /// Whether the id stands for a drive or a network path itself, such as `#...#RemovableDrive#E`.
     static bool isPseudoDriveId(const std::u16string& id);
-    /// The drive root or path, in upper case, that an id stands for which isPseudoDriveId()
-    /// accepts. Empty for any other id, and for one that ends with neither a path nor a drive
-    /// letter.
+    /// The drive root or path, in upper case, of an id that isPseudoDriveId() accepts. Empty for
+    /// any other id, and for an id that ends with neither a path nor a drive letter.
     static std::u16string PseudoDriveRoot(const std::u16string& id);
     /// The root of the removable drive whose vendor and product strings belong to the id.
     std::u16string RootFromUsbVolume(const std::u16string& id);

@@ -178,8 +178,8 @@ bool CDeviceUtilFunctions::IsContextIdUnloadable(const std::u16string& id) {
     const std::u16string lowLevelId = ContextIdToLowLevelId(id);
     TraceLine(category, "   LLid(%s)", lowLevelId);
     if (lowLevelId.empty()) return false;
-    // The id of a device on USB begins with VID. One that has VID further back stands for a camera
-    // behind a pass-through device.
+    // The low-level id of a device on USB begins with VID. An id with VID further back stands for a
+    // camera that has to be plugged into a pass-through device.
     const std::size_t vid = lowLevelId.find(u"VID");
     if (vid == std::u16string::npos || vid == 0) return IsDriveUnloadable(lowLevelId);
     return !findCameraPort(VidFromDeviceId(lowLevelId), PidFromDeviceId(lowLevelId), true).empty();
@@ -190,9 +190,9 @@ bool CDeviceUtilFunctions::IsDriveUnloadable(const std::u16string& path) {
     if (path.empty()) return false;
     const bool isNetworkPath = path.compare(0, 2, u"\\\\") == 0;
     const std::u16string root = isNetworkPath ? path : driveRoot(upperCase(path[0]));
-    // INVALID_FILE_ATTRIBUTES has this bit too, so a root that doesn't exist counts as reachable.
-    // So do a reader without a card, and a camera, whose id leads to no drive. Only a root that is
-    // a file is refused.
+    // INVALID_FILE_ATTRIBUTES includes FILE_ATTRIBUTE_DIRECTORY, so a root that doesn't exist
+    // counts as reachable. So does a reader without a card, and a camera, whose id leads to no
+    // drive. Only a root that is a file is refused.
     return (GetFileAttributesW(root.c_str()) & FILE_ATTRIBUTE_DIRECTORY) != 0;
 }
 

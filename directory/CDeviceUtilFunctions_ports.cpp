@@ -83,7 +83,7 @@ CCamInfo rowOf(const std::u16string& deviceId) {
 }
 
 /// The port that the shared table of device paths has for the ids in `deviceId`. The constructor of
-/// ZlPTPdrv looks it up.
+/// ZlPTPdrv looks the port up, and opens it, too.
 std::u16string portByIds(const char* operation, const std::u16string& deviceId) {
     std::u16string port;
     try {
@@ -98,8 +98,8 @@ std::u16string portByIds(const char* operation, const std::u16string& deviceId) 
     return port;
 }
 
-/// Registers the camera that a driver's row stands for. For a pass-through device that is the
-/// camera behind it, and never the device itself.
+/// Registers the camera that `row` describes. If `row` is a pass-through device, the camera that is
+/// plugged into the device is registered, if it is a known one, and never the device itself.
 void enterCamera(CDeviceUtilFunctions& utils, const CCamInfo& row, const std::u16string& port) {
     CCamInfo camera = row;
     if (row.isPassThru() && !row.isCamera()) {
@@ -208,7 +208,7 @@ std::u16string CDeviceUtilFunctions::ContextIdToCameraPort(const std::u16string&
     if (!row.valid || row.Cam_pnpID.empty()) return {};
     const std::uint16_t vid = VidFromDeviceId(row.Cam_pnpID);
     const std::uint16_t pid = PidFromDeviceId(row.Cam_pnpID);
-    // A camera on a port of its own is preferred to one behind a pass-through device.
+    // A camera on a port of its own is preferred to one in a pass-through device.
     std::u16string port = findCameraPort(vid, pid, false);
     if (port.empty()) port = findCameraPort(vid, pid, true);
     TraceLine(category, "ContextIdToCameraPort (%s)->(%s)", id, port);

@@ -42,8 +42,8 @@ class CDeviceUtils : public DispatchImpl<IDeviceUtils> {
     /// A new object of the class that handles the device. It doesn't lock the device. Empty if
     /// there is no such class, or if the object can't be created.
     ComPtr<IPhotoDevice> createDevice(const std::u16string& id);
-    /// Whether the device answers TRUE to a message. S_FALSE with a false answer means that no
-    /// device was asked or none answered; E_FAIL, that createDevice() gave no object.
+    /// Sets `answer` to whether the device answers TRUE to a message. S_FALSE means that no device
+    /// was asked or the device didn't answer; E_FAIL, that createDevice() gave no object.
     HRESULT askDevice(const std::u16string& id, std::u16string_view message, bool& answer);
 
     CDeviceUtilFunctions utilFunctions;
