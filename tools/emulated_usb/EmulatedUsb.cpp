@@ -129,13 +129,13 @@ void EmulatedUsb::addDevice() {
                      {"DEVTYPE", "usb_interface", "INTERFACE", "6/1/1"});
 }
 
-/// Changes the kernel's count of device events, by which the list of attached devices notices that
-/// it is out of date.
+/// Changes the emulated kernel's count of device events, by which the list of attached devices
+/// notices that it is out of date.
 void EmulatedUsb::countEvent() const {
     const fs::path count = fs::path(root()) / "sys/kernel/uevent_seqnum";
     fs::create_directories(count.parent_path());
     const fs::path fresh = count.string() + ".new";
-    // The count is a time, so that it differs from that of any bus that a test had before.
+    // The count is a time, so that it differs from the counts of all buses that a test had before.
     std::ofstream(fresh) << std::chrono::steady_clock::now().time_since_epoch().count() << '\n';
     fs::rename(fresh, count);
 }

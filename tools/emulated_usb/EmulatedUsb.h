@@ -15,8 +15,8 @@ namespace zlk::emulated {
 
 class EmulatedUsb {
   public:
-    /// Plugs the device in, as device 2 of bus 1. `function` is called on the loop's thread. Sets
-    /// UMOCKDEV_DIR.
+    /// Plugs the device in, as device 2 of bus 1. From then on `function` is called on the loop's
+    /// thread. Sets UMOCKDEV_DIR.
     EmulatedUsb(usbscan::EventLoop& loop, camsim::UsbFunction& function,
                 const UsbfsFeatures& features = {});
     ~EmulatedUsb();
@@ -49,7 +49,7 @@ class EmulatedUsb {
     camsim::UsbFunction& function_;
     const UsbfsFeatures features_;
     std::shared_ptr<UMockdevTestbed> testbed_;
-    std::string hub_, device_, interface_;  ///< sysfs paths; of the hub alone while unplugged
+    std::string hub_, device_, interface_;  ///< sysfs paths; while unplugged, only the hub has one
     int deviceNumber_ = 1;
     /// One for each time that the device was plugged in, because clients of earlier nodes may not
     /// be done yet.

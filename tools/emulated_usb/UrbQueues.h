@@ -14,7 +14,8 @@ namespace zlk::emulated {
 
 class UrbQueues {
   public:
-    /// Accepts requests as long as the buffers of all have at most `memory` bytes together.
+    /// Accepts requests as long as the buffers of all that are under way have at most `memory`
+    /// bytes together.
     UrbQueues(camsim::UsbFunction& function, std::size_t memory)
         : function_(function), memory_(memory) {}
 

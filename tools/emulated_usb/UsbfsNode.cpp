@@ -116,8 +116,8 @@ gboolean UsbfsNode::onIoctl(UMockdevIoctlBase*, Client client, gpointer self) {
     auto& node = *static_cast<UsbfsNode*>(self);
     const std::lock_guard lock(node.mutex_);
     const int error = node.answer(client);
-    // Under the mutex, since this looks through the client's memory, which the loop may be about to
-    // fill.
+    // The mutex is still held, since completing the call looks through the client's memory, which
+    // the loop's thread may be about to fill.
     umockdev_ioctl_client_complete(client, error ? -1 : 0, error);
     return TRUE;
 }

@@ -1,6 +1,6 @@
 #pragma once
-// The node of one device of the emulated usbfs, from plugging in to plugging out: its clients'
-// ioctls on one side, the device's function on the other.
+// The node that a device has in the emulated usbfs from plugging in to unplugging. It answers the
+// ioctls of its clients, and passes their transfers on to the device's function.
 
 #include <deque>
 #include <functional>
@@ -20,8 +20,8 @@ struct UsbfsFeatures {
     std::size_t memory = 16 << 20;  ///< for the buffers of all requests
 };
 
-/// `function` is called on the loop's thread. The ioctls come on a thread of umockdev and are
-/// answered there, under the mutex.
+/// Transfers are made on the loop's thread, which calls `function`. The ioctls come on a thread of
+/// umockdev and are answered there, under the mutex.
 class UsbfsNode {
   public:
     /// `path` is that of the node, /dev/bus/usb/..., below the testbed's root.

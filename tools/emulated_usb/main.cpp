@@ -1,6 +1,6 @@
-// zlk-emulated-usb [STORAGE-FOLDER...]: a virtual camera on an emulated bus, until its standard
-// input is closed. Prints the root of the bus, with which any program that uses libusb finds the
-// camera:
+// zlk-emulated-usb [STORAGE-FOLDER...]: a virtual camera on an emulated bus, until standard input
+// is closed or the command `quit` comes. Prints the root of the bus, with which any program that
+// uses libusb finds the camera:
 //
 //     UMOCKDEV_DIR=ROOT umockdev-wrapper PROGRAM
 //

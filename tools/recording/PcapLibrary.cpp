@@ -7,7 +7,7 @@
 namespace zlk {
 namespace {
 
-// The name with its version, as the one without is only there for developers.
+// The name has the version in it, because the plain name is only installed for developers.
 constexpr char fileName[] = "libpcap.so.0.8";
 
 [[noreturn]] void fail() {
