@@ -11,8 +11,7 @@ enum class ContainerType : std::uint16_t { Command = 1, Data = 2, Response = 3, 
 
 inline constexpr std::uint32_t containerHeaderSize = 12;  // bytes
 
-/// A decoded header, and the parameters if it is a response. On the wire all fields are
-/// little-endian.
+/// A decoded header, with the parameters of a response. On the wire all fields are little-endian.
 class ContainerBlock {
   public:
     ContainerBlock() = default;

@@ -88,7 +88,8 @@ wString PtpDataStream::readString() {
 }
 
 void PtpDataStream::readU16Array(std::vector<std::uint16_t>& target) {
-    // A wrong count ends with the exception of a read beyond the end, before much memory is used.
+    // If the count is too large, the first read beyond the end throws, so no more elements are kept
+    // than have come.
     for (std::uint32_t count = readU32(); count > 0; --count)
         if (const std::uint16_t element = readU16()) target.push_back(element);
 }

@@ -88,8 +88,8 @@ class PtpInterface {
                                            std::uint32_t maxBytes, void* target) = 0;
     virtual void initiateOpenCapture(std::uint32_t storage, std::uint32_t format) = 0;
     /// Waits for an event, without taking a turn on the port, so others may use the camera
-    /// meanwhile. All fields are 0 if no event came before the driver's time-out, if four malformed
-    /// ones came in a row, or if the transport has no events.
+    /// meanwhile. All fields are 0 if no event came before the driver's time-out, if four events in
+    /// a row had an impossible length, or if the transport has no events.
     virtual PtpEvent getEvent() = 0;
 
     /// Sets the ids that checkConnection() compares with. Nothing is sent.

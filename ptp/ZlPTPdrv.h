@@ -96,8 +96,8 @@ class ZlPTPdrv : public PtpInterface {
   private:
     struct Operation;
 
-    /// Runs `connecting`. If it throws a PTPCommErrors, that is traced and goes no further, and the
-    /// object has no transport.
+    /// Runs `connecting`. If it throws a PTPCommErrors, the error is traced and goes no further,
+    /// and the object then has no transport.
     template <class Connecting>
     void connect(Connecting connecting);
     /// Makes the port known to the arbiter, takes a turn on the port, and opens it. The caller

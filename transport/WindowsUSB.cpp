@@ -15,7 +15,7 @@ namespace {
 
 constexpr DWORD systemFile = 4;  // the attribute FILE_ATTRIBUTE_SYSTEM
 
-/// A dead handle has an error of its own, since opening the camera again helps then.
+/// A dead handle has an error of its own, because then it helps to open the camera again.
 void raiseTransferError() {
     throw GetLastError() == ERROR_INVALID_HANDLE ? PTP_INVALID_HANDLE : PTP_TRANSPORT_ERROR;
 }
