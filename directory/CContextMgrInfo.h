@@ -28,8 +28,8 @@ class CContextMgrInfo {
     std::u16string GetSwiftPostProgId(const std::u16string& id) const;
     std::u16string GetTagProgId(const std::u16string& id) const;
 
-    /// ProgIDs of classes that answer instead of our IDeviceList and IDeviceUtils. Empty if there
-    /// are none.
+    /// ProgIDs of classes that are to answer in place of our CDeviceList and CDeviceUtils. Empty if
+    /// the settings name none.
     std::u16string GetDevListProgId() const;
     std::u16string GetDevUtilsProgId() const;
 
@@ -42,7 +42,7 @@ class CContextMgrInfo {
     bool GetAllowDelete(const std::u16string& id) const;
 
     /// Where the storage of an instance is: a drive letter, the strings of its storage device, or a
-    /// network path.
+    /// network path. Empty if the settings don't say.
     std::u16string GetStorageId(const std::u16string& id) const;
     /// The registered name of an instance; empty if it has none.
     std::u16string GetFriendlyName(const std::u16string& id) const;

@@ -45,7 +45,8 @@ HRESULT CDeviceList::get_SwiftPostDevices(BSTR* pVal) noexcept {
     return guardedText(pVal, [] {
         DeviceInfoList list;
         const CContextMgrInfo settings;
-        // The table is built anew, since the shared one doesn't see rows that were added later.
+        // The table is built anew, since the shared one lacks rows that were added after it was
+        // built.
         const CSupportedCameraList cameras;
         for (const std::u16string& id : settings.GetInstalledContextIds()) {
             std::u16string progId = settings.GetSwiftPostProgId(id);

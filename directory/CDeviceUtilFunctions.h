@@ -95,7 +95,8 @@ class CDeviceUtilFunctions {
     /// Whether the device with the id `devId` on `usbPort` is the one that findCameraPort() seeks:
     /// it has the ids `tVid` and `tPid`, or with `passThru` is a pass-through device that has a
     /// camera with these ids plugged in. An empty `devId` counts as these ids. With `passThru`, a
-    /// pass-through device's row is stored in `passThruCamInfo`; in any other case that is cleared.
+    /// pass-through device's row is stored in `passThruCamInfo`. In any other case
+    /// `passThruCamInfo` is cleared.
     bool isFindCameraPortMatch(const std::u16string& devId, const std::u16string& usbPort,
                                std::uint16_t tVid, std::uint16_t tPid, bool passThru);
     std::u16string ContextIdToCameraPort(const std::u16string& id);
@@ -112,10 +113,10 @@ class CDeviceUtilFunctions {
     // There are two kinds of pass-through devices. One of the first kind connects its camera by
     // itself. One of the second kind (DevType PASSTHRU2) connects it only when it is told to.
 
-    /// The id to work with. The id of a pass-through device is mapped to the id of its camera, if
-    /// the camera is a known one; the camera is then registered. In any other case the id is
-    /// returned unchanged. If the id is that of a device of the second kind, or of a camera plugged
-    /// into one, the device is told to connect its camera, unless it has done so already.
+    /// Maps the id of a pass-through device to the id of its camera, if the camera is a known one;
+    /// the camera is then registered. In any other case the id is returned unchanged. If the id is
+    /// that of a device of the second kind, or of a camera plugged into such a device, the device
+    /// is told to connect its camera, unless it has done so already.
     std::u16string MapContextId(const std::u16string& id);
     std::u16string MapPassThruContextId(const std::u16string& id);
     CCamInfo PassThruCamInfoFromContextId(const std::u16string& id) const;

@@ -138,7 +138,7 @@ std::u16string CDeviceUtilFunctions::ContextIdToDriveLetter(const std::u16string
     }
     std::u16string prefix(answer.view());
     TraceLine(mapperCategory, "ContextIdToDriveLetter Answer(%s)", prefix);
-    // The mapper's answer is a network path or begins with a drive letter.
+    // An answer that isn't empty is a network path or begins with a drive letter.
     if (prefix.empty() || prefix[0] == u'\\') return prefix;
     return driveRoot(prefix[0]);
 }

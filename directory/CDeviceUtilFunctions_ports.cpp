@@ -191,7 +191,7 @@ std::u16string CDeviceUtilFunctions::findCameraPortVista(std::uint16_t vid, std:
     TraceLine(category, "findCameraPortVista");
     std::u16string found;
     walkDrivers(portableClassKey, [&](const DriverKey& driver) {
-        // Here it doesn't matter whose driver it is, only that the table has the camera's port.
+        // Here the drivers of all providers count, as long as the table has the camera's port.
         const auto deviceId = driver.deviceId();
         if (!deviceId || !rowOf(*deviceId).valid) return false;
         const std::u16string port = portByIds("findCameraPortVista", *deviceId);

@@ -70,7 +70,7 @@ HRESULT CDeviceUtils::CameraVidPidToContextId(BSTR vidPid, BSTR* ContextId) noex
 
 HRESULT CDeviceUtils::LogCameraInfo(BSTR ContextId, BSTR DeviceIdxml) noexcept {
     if (delegateUtils) return delegateUtils->LogCameraInfo(ContextId, DeviceIdxml);
-    // Whether diagnostics could be logged is nothing that callers have to handle.
+    // A failure to log diagnostics is nothing that callers have to handle.
     static_cast<void>(guarded([&] {
         const std::u16string id = textOf(ContextId);
         TraceLine(category, "LogCameraInfo (%s)", id);

@@ -54,8 +54,8 @@ bool readBool(HKEY key, const WCHAR* name, bool fallBack) {
     return text.empty() ? fallBack : equalIgnoringCase(trimmed(text), u"TRUE");
 }
 
-/// Converts most texts of a row to upper case, sets `valid` according to whether the row is
-/// complete, and returns it.
+/// Converts most texts of a row to upper case. Sets and returns `valid`: whether the row is
+/// complete.
 bool validate(CCamInfo& row) {
     for (std::u16string CCamInfo::*field :
          {&CCamInfo::MSDC_vendID, &CCamInfo::MSDC_prodID, &CCamInfo::MSDC_prodID_alt,
