@@ -34,7 +34,7 @@ bool regReadString(HKEY key, const std::u16string& name, std::u16string& value);
 /// False if the value can't be written, or if it has more than 499 units.
 bool regWriteString(HKEY key, const std::u16string& name, const std::u16string& value);
 /// Like regWriteString(), but as if the value were new: it comes last in enumerations, and its name
-/// is spelled as here.
+/// is spelled as in `name`.
 bool regWriteStringAnew(HKEY key, const std::u16string& name, const std::u16string& value);
 
 }  // namespace zlk

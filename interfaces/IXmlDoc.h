@@ -4,8 +4,8 @@
 //
 // A path names the elements from the root down, as in `devices/device[1]/name`; a number counts
 // from 0 among the elements of one name. `/` is the place above the root. All texts are BSTRs:
-// those passed in are borrowed, those given out belong to the caller. 0 is success, anything else
-// failure.
+// those passed in are borrowed, those given out belong to the caller. A result of 0 is success,
+// any other failure.
 //
 // The methods named Reserved keep the other methods at their positions in the virtual table.
 // Calling one returns E_NOTIMPL.
@@ -25,12 +25,12 @@ struct IXmlDoc : IUnknown {
     /// The whole document, without a declaration and without white space between elements; empty if
     /// it has no root.
     virtual HRESULT GetXml(BSTR* text) noexcept = 0;
-    /// The text of an element: empty for one without text, a failure for a missing one.
+    /// The text of an element; empty if the element has none. Fails if the element is missing.
     virtual HRESULT GetValue(BSTR path, BSTR* value) noexcept = 0;
     /// Sets the text of an existing element, whose child elements stay. Fails if `value` has a
     /// character that no document may hold; all others are escaped as needed.
     virtual HRESULT SetValue(BSTR path, BSTR value) noexcept = 0;
-    /// The value of an attribute of an element; fails if either is missing.
+    /// The value of an attribute. Fails if the element or the attribute is missing.
     virtual HRESULT GetAttribute(BSTR path, BSTR name, BSTR* value) noexcept = 0;
     virtual HRESULT Reserved12() noexcept = 0;
     /// Parses the single element `xml` and adds it as the last child of the element at `path`. At

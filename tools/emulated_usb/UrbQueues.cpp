@@ -85,7 +85,7 @@ void UrbQueues::run() {
     }
 }
 
-/// True if the first request has ended.
+/// Returns whether the first request has ended.
 bool UrbQueues::serve(Pipe& pipe) {
     const usbdevfs_urb& fields = pipe.queue.front()->fields();
     if (fields.type == USBDEVFS_URB_TYPE_CONTROL) return serveControl(pipe);

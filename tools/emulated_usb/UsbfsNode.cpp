@@ -11,8 +11,8 @@
 #include <system_error>
 
 #ifdef __SANITIZE_THREAD__
-/// Called by the thread sanitizer: the libraries in which it mustn't report races, because they
-/// aren't built with it.
+/// The thread sanitizer calls this. The text names the libraries in which it mustn't report races,
+/// because they aren't built with it.
 extern "C" [[gnu::visibility("default")]] const char* __tsan_default_suppressions() {
     return "race:libumockdev.so\nrace:libglib-2.0.so\n";
 }
@@ -32,7 +32,7 @@ std::string rootOf(UMockdevTestbed* testbed) {
     return text;
 }
 
-/// A pipe of one page: with one byte in it, it isn't ready for writing.
+/// Makes a pipe of one page, which isn't ready for writing while it holds a byte.
 int makeFifo(const std::string& path) {
     std::filesystem::create_directories(std::filesystem::path(path).parent_path());
     if (::mkfifo(path.c_str(), 0600) != 0) fail("mkfifo");
