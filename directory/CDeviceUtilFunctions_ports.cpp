@@ -48,7 +48,6 @@ class DriverKey {
     DriverKey(HKEY classKey, const std::u16string& subKey)
         : name(subKey), key_(regOpenKey(classKey, subKey, KEY_READ)) {}
 
-    /// The port; empty if the key has none.
     std::u16string port() const { return text(u"CreateFileName").value_or(u""); }
     std::optional<std::u16string> deviceId() const { return text(u"MatchingDeviceId"); }
     bool isOurs() const {

@@ -133,7 +133,6 @@ void CSupportedCameraList::loadFromSettings() {
     const std::uint32_t count = regCountSubKeys(base.get());
     for (std::uint32_t i = 0; i < count; ++i) {
         const std::u16string productClass = regEnumKeyName(base.get(), i);
-        // Only product classes with a key CamInfo are rows of the table.
         const RegistryKey key = regOpenKey(base.get(), productClass + u"\\CamInfo", KEY_READ);
         if (!key) continue;
         CCamInfo row;

@@ -38,7 +38,6 @@ class PtpSyncVista : public PTPSyncInterface {
   private:
     using Table = PortTable<DevicePathEntry>;
 
-    /// The table of the open section.
     Table table() const noexcept;
     /// The port's entry in the table. Throws PTP_GENERAL_ERROR if there is none.
     DevicePathEntry& entryOf(const std::string& port);

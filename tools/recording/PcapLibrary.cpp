@@ -22,7 +22,6 @@ void* load() {
     return library;
 }
 
-/// A function of the library; throws NoPcapLibrary if the library doesn't have it.
 template <class Function>
 Function find(void* library, const char* name) {
     void* const function = ::dlsym(library, name);
