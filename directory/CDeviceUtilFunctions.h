@@ -87,8 +87,8 @@ class CDeviceUtilFunctions {
     // ids of the device, by which the port is looked up in the shared table of device paths.
 
     /// The port of a USB device with these ids. With `passThru`, the port of the pass-through
-    /// device that a camera with these ids is plugged into; the device's row is then in
-    /// `passThruCamInfo`, which any other search may change. Empty if there is none.
+    /// device that a camera with these ids is plugged into; the device's row is in
+    /// `passThruCamInfo` until the next search. Empty if there is no such port.
     std::u16string findCameraPort(std::uint16_t vid, std::uint16_t pid, bool passThru);
     std::u16string findCameraPortWinXP(std::uint16_t vid, std::uint16_t pid, bool passThru);
     std::u16string findCameraPortVista(std::uint16_t vid, std::uint16_t pid, bool passThru);
