@@ -14,15 +14,15 @@ class FileInfoList;
 /// Results of device operations. Applications read these numbers from ErrorCode.
 enum class DeviceCode : std::int32_t {
     Success = 0,
-    Held = 2,            ///< another object holds the device, or the claim failed otherwise
+    Held = 2,            ///< among others: another object holds the device
     NotLocked = 3,       ///< this object doesn't hold a device
     ReadFailed = 4,      ///< among others: reading failed, or the file isn't there
-    WriteFailed = 5,     ///< writing to the device failed, or a document is too long
-    PcFileUnusable = 6,  ///< the target file on this machine can't be used
+    WriteFailed = 5,     ///< among others: writing failed, or a document is too long
+    PcFileUnusable = 6,  ///< a file on this machine can't be used
     NotSupported = 8,
     NotConnected = 9,
     DeleteRefused = 10,
-    OutOfMemory = 12,  ///< also: no thumbnail library, or too large a document or thumbnail
+    OutOfMemory = 12,  ///< among others: no memory, or too large a document to be read
 };
 
 /// Tells a camera where a dialogue stands. Cameras know the messages by these numbers.
@@ -41,14 +41,13 @@ enum class CameraMessage : std::int32_t {
 };
 
 /// One device, for one thread at a time. An operation may only be called after CheckConnection()
-/// has returned true. The device may vanish at any moment. An operation that notices this gives
-/// NotConnected, or a failure to read, write or delete. Text results are cleared first and stay
-/// empty on failure. No exception leaves an operation.
+/// has returned true. The device may vanish at any moment, even during an operation. Text results
+/// are cleared first and stay empty on failure. No exception leaves an operation.
 class CImageDev {
   public:
     virtual ~CImageDev() = default;
 
-    /// Whether the device is there now. May connect to it.
+    /// Whether the device is there, as far as is known. May connect to it.
     virtual bool CheckConnection() = 0;
 
     /// Adds the records of the device's files to `list`. `progress` may be null.
@@ -57,15 +56,14 @@ class CImageDev {
 
     /// Copies the file's contents to the current position of `target`, an open file that stays the
     /// caller's. `progress` may be null. If a progress report stops the copying, the result is
-    /// Success, with the bytes written so far.
+    /// Success, and `target` has the bytes that were written until then.
     virtual DeviceCode GetFile(std::u16string id, ObjectProgressInterface* progress,
                                HANDLE target) = 0;
     /// Writes a thumbnail of the file to the path `fileName`, where it replaces an existing file.
     virtual DeviceCode GetThumbnail(std::u16string id, std::u16string fileName) = 0;
 
     /// The documents that belong to the pictures: print order, intent and share menu. Putting an
-    /// empty text deletes the document, except that a PTP camera is sent an empty menu, and that
-    /// some PTP cameras keep print order and intent.
+    /// empty text deletes the print order or the intent, except on the PTP cameras that keep them.
     virtual DeviceCode GetDpofFile(std::u16string& text) = 0;
     virtual DeviceCode PutDpofFile(std::u16string text) = 0;
     virtual DeviceCode GetIntentFile(std::u16string& text) = 0;

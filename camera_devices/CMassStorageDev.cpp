@@ -26,11 +26,10 @@ constexpr DWORD settlingTime = 1000;
 constexpr std::int32_t defaultPasses = 10;
 constexpr std::int32_t maximumPasses = 600;  // ten minutes of waiting, whatever the setting
 
-// Units. Longer paths couldn't be opened, and the limit bounds the recursion on a malicious card.
+// Units. The limit bounds the recursion on a malicious card.
 constexpr std::size_t longestPath = 4096;
 
-/// The time value; 0 for a local time from 1601 to 1899. None for any other local time that isn't
-/// from 1970 to 3000.
+/// The time value; 0 for a local time before 1900. None for a time that can't be converted.
 std::optional<FileTimestamp> toFileTimestamp(const FILETIME& fileTime) {
     FILETIME local;
     SYSTEMTIME parts;
@@ -61,7 +60,8 @@ CMassStorageDev::CMassStorageDev(std::u16string lowLevelId, std::u16string id)
     } else if (!lowLevelId.empty()) {
         driveRoot = {upperCase(lowLevelId[0]), u':', u'\\'};
     }
-    // The table is built anew, so it has rows that were added after the shared one was built.
+    // The camera table is built anew, so it also has the rows that were added to the settings after
+    // GetCameraList() built its own.
     camInfo = CSupportedCameraList().FindByContextId(contextId);
     CDeviceUtilFunctions settings;
     checkMediaMethod = settings.ContextIdToCheckMediaMethod(contextId);
@@ -109,7 +109,7 @@ bool CMassStorageDev::CheckConnectionUNC() {
 
 bool CMassStorageDev::IsCardInserted(bool& inserted) {
     inserted = operationAnswer([&] {
-        // Some readers can only be asked through the card reader component.
+        // The settings may say that the card reader component has to be asked.
         if (equalIgnoringCase(checkMediaMethod, u"AIO")) return AIO_IsCardInserted();
         if (!uncPath.empty()) {
             const DWORD attributes = GetFileAttributesW(uncPath.c_str());
@@ -192,8 +192,8 @@ void CMassStorageDev::addRecord(const std::u16string& path, const WIN32_FIND_DAT
                                 FileInfoList& list) {
     const auto lastWrite = toFileTimestamp(entry.ftLastWriteTime);
     if (!lastWrite) TraceLine(category, "Using default ModTime");
-    // The present time stands for a missing time of the last change, and the time of the last
-    // change for a missing creation time.
+    // If the time of the last change can't be converted, the present time takes its place. If the
+    // creation time can't be converted, the time of the last change takes its place.
     const FileTimestamp modified = lastWrite ? *lastWrite : currentTime();
     const auto creation = toFileTimestamp(entry.ftCreationTime);
     if (!creation) TraceLine(category, "Using default CreateTime");

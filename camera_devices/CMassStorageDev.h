@@ -70,9 +70,9 @@ class CMassStorageDev final : public CImageDev {
     DeviceCode GetDeviceTime(std::u16string& text) override;
     DeviceCode PutDeviceTime(std::u16string text) override;
 
-    /// True if the writing of the message file was tried, whether or not it succeeded. False if the
-    /// table doesn't say that the camera supports the share menu, if the camera isn't connected,
-    /// and for UnloadError and ConfigError, which aren't used on volumes.
+    /// True if the writing of the message file was tried, whether or not it succeeded. False, among
+    /// others, if the camera table doesn't say that the camera supports the share menu, and for
+    /// UnloadError and ConfigError, which aren't used on volumes.
     bool SendSpecialMsg(CameraMessage message) override;
     bool IsCardInserted(bool& inserted) override;
     bool SetRecursion(bool enabled) override;
@@ -115,11 +115,12 @@ class CMassStorageDev final : public CImageDev {
     std::int32_t fileCount = 0;  // files reported in this pass, counted up to 100
     CCamInfo camInfo;
     std::u16string checkMediaMethod;
-    std::int32_t enumTimeout = 0;                // how many more passes a volume without files gets
-    bool cancelled = false;                      // a progress report has asked for a stop
-    bool recurse = true;                         // whether listings go into subfolders
-    ComPtr<ICardReader> aioDevice;               // made when it is first needed
-    std::optional<ThumbnailLibrary> thumbnails;  // made last: its trace lines follow the path's
+    std::int32_t enumTimeout = 0;   // how many more passes a volume without files gets
+    bool cancelled = false;         // a progress report has asked for a stop
+    bool recurse = true;            // whether listings go into subfolders
+    ComPtr<ICardReader> aioDevice;  // made when it is first needed
+    // Set at the end of the constructor, so that its trace lines come after the constructor's own.
+    std::optional<ThumbnailLibrary> thumbnails;
 };
 
 }  // namespace zlk

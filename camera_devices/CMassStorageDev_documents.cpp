@@ -22,8 +22,8 @@ constexpr char category[] = "CMassStorageDev";
 constexpr std::int64_t largestDocument = 16 << 20;  // bytes, when read
 constexpr int menuLimit = 204'800;  // bytes of a menu when written, with its terminating zero
 
-// The message file has two blocks, which are the same in each file of a machine, and between them
-// the number of the message. Offsets are in bytes:
+// The message file has two blocks from this machine's settings, and between them the number of the
+// message. Offsets are in bytes:
 //
 //     0 first block (64) | 64 zeros | 100 message number (1) | 101 zeros | 113 second block (64)
 //     | 177 zeros (23)
@@ -115,7 +115,7 @@ DeviceCode CMassStorageDev::writeNarrowFile(const std::u16string& path,
 DeviceCode CMassStorageDev::writeUtf8File(const std::u16string& path, const std::u16string& text) {
     // The conversion fails if the text doesn't fit, which is how the limit is kept.
     std::string bytes(menuLimit, '\0');
-    // The length -1 includes the terminating zero, which cameras expect in the file.
+    // With the length -1 the terminating zero is converted too. Cameras expect it in the file.
     const int length = WideCharToMultiByte(CP_UTF8, 0, text.c_str(), -1, bytes.data(), menuLimit);
     if (length < 1) return DeviceCode::WriteFailed;  // too long; the old file stays
     wroteToVolume = true;

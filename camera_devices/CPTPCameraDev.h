@@ -19,20 +19,20 @@ namespace zlk {
 /// A file id is the object's handle as a signed decimal number. A camera may give the handle of a
 /// deleted object to a new one, to which the id then leads.
 ///
-/// Once the camera has vanished, CheckConnection() returns false for good: the object stays bound
-/// to the port that it found first. Its owner should then destroy it and make a new one.
+/// An object that has connected stays bound to the port that it found. If CheckConnection() then
+/// returns false, the owner should destroy the object and make a new one.
 class CPTPCameraDev : public CImageDev {
   public:
-    /// `lowLevelId` contains `VID_xxxx` and `&PID_xxxx` in any case. CheckConnection() looks the
-    /// port up by `contextId`.
+    /// `lowLevelId` contains `VID_xxxx` and `&PID_xxxx`, in upper or lower case. CheckConnection()
+    /// looks the port up by `contextId`.
     CPTPCameraDev(const std::u16string& lowLevelId, std::u16string contextId);
     /// Leaves the session open, since the next user goes on in it.
     ~CPTPCameraDev() override;
     CPTPCameraDev(const CPTPCameraDev&) = delete;
     CPTPCameraDev& operator=(const CPTPCameraDev&) = delete;
 
-    /// Connects if this object isn't connected yet. Only cameras that are in the table, with the
-    /// protocol PTP, are accepted.
+    /// Connects if this object isn't connected yet. Only cameras that are in the camera table, with
+    /// the protocol PTP, are accepted.
     bool CheckConnection() override;
 
     /// NotConnected if the camera isn't connected; only CheckConnection() connects it. Any other
@@ -48,27 +48,27 @@ class CPTPCameraDev : public CImageDev {
     /// NotSupported.
     DeviceCode GetFile(std::u16string id, ObjectProgressInterface* progress,
                        HANDLE target) override;
-    /// Writes the stock picture if the camera has no thumbnail or doesn't send all of it.
+    /// Writes a stock picture if the camera has no thumbnail or doesn't send all of it.
     /// OutOfMemory for a thumbnail of more than 16 MiB; PcFileUnusable if `fileName` can't be
     /// written.
     DeviceCode GetThumbnail(std::u16string id, std::u16string fileName) override;
 
     /// A document that the camera doesn't have reads as an empty text; one of more than 16 MiB
     /// gives OutOfMemory. The print order and the intent are those that the last GetFileInfo()
-    /// found. Putting an empty text deletes the document; if the table says that the model keeps
-    /// it, the call does nothing and gives Success. Putting any other text gives NotSupported. If
-    /// the table doesn't say that the camera supports the share menu, the intent reads as an empty
-    /// text.
+    /// found. Putting an empty text deletes them. If the camera table says that the model keeps
+    /// them, the call does nothing and gives Success. Putting any other text gives NotSupported. If
+    /// the camera table doesn't say that the camera supports the share menu, the intent reads as an
+    /// empty text.
     DeviceCode GetDpofFile(std::u16string& text) override;
     DeviceCode PutDpofFile(std::u16string text) override;
     DeviceCode GetIntentFile(std::u16string& text) override;
     DeviceCode PutIntentFile(std::u16string text) override;
-    /// Each call looks the documents up on the camera anew. If the table says that the camera
-    /// doesn't support the share menu, then the share menu, the tag list and the clock give
-    /// NotSupported, and GetDeviceID() and GetCameraDiagnostic() give an empty text.
+    /// Each of these calls looks the documents up on the camera anew. If the camera table says that
+    /// the camera doesn't support the share menu, then the share menu, the tag list and the clock
+    /// give NotSupported, and GetDeviceID() and GetCameraDiagnostic() give an empty text.
     ///
-    /// Up to 21 blanks are sent after a menu or tag list. If that makes more than 204,800 bytes in
-    /// UTF-8, the result is WriteFailed and nothing is sent.
+    /// Up to 21 blanks are sent after a menu or tag list, even after an empty text. If text and
+    /// blanks have more than 204,800 bytes in UTF-8, the result is WriteFailed and nothing is sent.
     DeviceCode GetShareMenu(std::u16string& text) override;
     DeviceCode PutShareMenu(std::u16string text) override;
     DeviceCode GetTagMenu(std::u16string& text) override;
@@ -83,7 +83,8 @@ class CPTPCameraDev : public CImageDev {
     DeviceCode GetDeviceTime(std::u16string& text) override;
     DeviceCode PutDeviceTime(std::u16string text) override;
 
-    /// UnloadDone and ConfigDone close the session, and this object doesn't open another one.
+    /// If the camera has taken UnloadDone or ConfigDone, the session is closed, and this object
+    /// doesn't open another one.
     bool SendSpecialMsg(CameraMessage message) override;
     /// This kind of device supports neither of these two calls: they return false.
     bool IsCardInserted(bool& inserted) override;
@@ -103,10 +104,10 @@ class CPTPCameraDev : public CImageDev {
     bool FindAndOpenPort();
     bool InstantiateConnection(const std::u16string& port);
     bool OpenCameraSession();
-    /// Whether the camera that is connected still answers. Doesn't connect.
+    /// Whether this object is connected and the driver finds the expected camera. Doesn't connect.
     bool VerifyConnection();
     static std::int32_t GetPortNumberFromString(const std::u16string& port);
-    /// Whether the table says that this camera doesn't support the share menu.
+    /// Whether the camera table says that this camera doesn't support the share menu.
     bool shareBlocked() const { return camInfo.valid && !camInfo.SwiftPostSupport; }
 
     // Enumeration
@@ -115,8 +116,8 @@ class CPTPCameraDev : public CImageDev {
     void listStorage(std::uint32_t storage, FileInfoList& list, ObjectProgressInterface* progress);
     void listObject(std::uint32_t handle, const ObjectInfoDataset& info, FileInfoList& list);
     void listRefused(std::uint32_t handle, PTPCommErrors why, FileInfoList& list);
-    /// Notes the handles of all documents but print order and intent. False if the camera fails.
-    /// Does nothing and returns true if shareBlocked().
+    /// Notes the handles of all documents but print order and intent. Returns false on failure. If
+    /// shareBlocked(), this does nothing and returns true.
     bool EnumXMLFiles();
     void LookForShareMenuFiles(std::uint32_t handle, const ObjectInfoDataset& info);
     static std::uint32_t handleFromId(const std::u16string& id);
@@ -148,8 +149,8 @@ class CPTPCameraDev : public CImageDev {
     // The buffer of copyInOnePiece(), kept for the next file, since allocating it takes time.
     std::vector<BYTE> picture;
 
-    // Handles of the documents, 0 for those that aren't there. Those of print order and intent are
-    // from the last GetFilesAndDirs(), the others from the last EnumXMLFiles().
+    // Handles of the documents; 0 for a document that wasn't found. GetFilesAndDirs() sets those of
+    // print order and intent, and EnumXMLFiles() sets the others.
     std::uint32_t dpofHandle = 0;
     std::uint32_t intentHandle = 0;
     std::uint32_t deviceIdHandle = 0;

@@ -112,7 +112,7 @@ DeviceCode CPTPCameraDev::PutIntentFile(std::u16string text) {
 
 DeviceCode CPTPCameraDev::deleteDocument(std::uint32_t handle, const std::u16string& text) {
     if (!text.empty()) return DeviceCode::NotSupported;
-    // The table says of some models that they keep these documents.
+    // The camera table says of some models that they keep print order and intent.
     if (handle == 0 || !camInfo.AbilityToConsumeIntent) return DeviceCode::Success;
     return DeleteFile(handle);
 }
@@ -139,7 +139,7 @@ DeviceCode CPTPCameraDev::sendMenu(const Menu& menu, std::u16string text) {
         if (!VerifyConnection()) return DeviceCode::NotConnected;
         if (!EnumXMLFiles()) return DeviceCode::ReadFailed;
         // Cameras lose the end of a share menu, and the last character of any text with an even
-        // number of characters. Blanks are appended, so that only these are lost.
+        // number of characters. Blanks are appended, so that nothing but blanks is lost.
         text.append(menu.blanks, u' ');
         if (text.size() % 2 == 0) text += u' ';
         const std::string bytes = utf8Text(text);

@@ -1,4 +1,4 @@
-// The two walks over a camera's objects: for the list of files, and for the documents.
+// Walks over a camera's objects: one for the list of files, and one for the documents.
 
 #include <algorithm>
 #include <optional>
@@ -21,8 +21,8 @@ constexpr char category[] = "CPTPCameraDev";
 // The storage id that stands for all storages (ISO 15740).
 constexpr std::uint32_t allStorages = 0xFFFFFFFF;
 
-/// Reads a date `YYYYMMDDThhmmss`, in which missing fields count as 0. None if a field is out of
-/// range; years are from 1970 to 2037.
+/// Reads a date `YYYYMMDDThhmmss`. Fields that are missing at its end count as 0. None if a field
+/// is out of its range; years go from 1970 to 2037.
 std::optional<FileTimestamp> readPtpDate(std::u16string_view text) {
     const auto field = [&](std::size_t place, std::size_t count) -> std::uint16_t {
         if (place >= text.size()) return 0;

@@ -48,7 +48,7 @@ DeviceCode CPTPCameraDev::copyInOnePiece(std::uint32_t handle, std::uint32_t siz
     return writePcFile(target, {picture.data(), size});
 }
 
-/// Only a camera of another maker may lack the operation.
+/// Only cameras of other makers may lack partial reads. From any other, a refusal is a failure.
 bool CPTPCameraDev::refusesPieces(std::uint32_t handle, BYTE* piece) {
     try {
         ptp->getPartialObject(handle, 0, chunkSize, piece);
@@ -138,9 +138,9 @@ DeviceCode CPTPCameraDev::DeleteFile(std::uint32_t handle) {
         TraceLine(category, "DeleteFile (%d)", handle);
         if (!VerifyConnection()) return DeviceCode::NotConnected;
         ptp->deleteObject(handle, 0);
-        // This model has completed a deletion only when it has sent an event, and must not be asked
-        // anything before that. If no event comes in the driver's time, the deletion counts all the
-        // same.
+        // This model sends an event when it has completed a deletion, and must not be asked
+        // anything before. If no event comes before the driver's time-out, the deletion counts all
+        // the same.
         if (camInfo.Model == u"476") ptp->getEvent();
         return DeviceCode::Success;
     });

@@ -36,7 +36,7 @@ void ObjectWalk::described(std::uint32_t handle, const ObjectInfoDataset& info) 
 bool ObjectWalk::askNextFolder() {
     while (askedFolders < folders.size()) {
         const std::uint32_t folder = folders[askedFolders++];
-        // An object of this folder was listed already, so all of its objects were.
+        // An object of this folder was listed already, so the camera is taken to list them all.
         if (parents.contains(folder)) continue;
         add(ptp.getObjectHandles(storage, 0, folder));
         return true;

@@ -12,15 +12,14 @@ namespace zlk {
 
 /// Some cameras list the objects of all folders at once, and others those of a single folder only.
 /// With `asksFolders`, when the list ends, the walk asks for the contents of each folder that isn't
-/// the parent of a described object. It then skips handles that come twice, so a folder that is
-/// inside of itself does no harm.
+/// the parent of a described object. It also skips handles that come again, so a folder that is
+/// inside of itself does no harm. A walk of more than a million objects throws PTP_OUT_OF_MEMORY.
 class ObjectWalk {
   public:
     /// Asks the camera for the list; may throw PTPCommErrors. `ptp` is borrowed.
     ObjectWalk(PtpInterface& ptp, std::uint32_t storage, std::uint32_t parent, bool asksFolders);
 
-    /// The next handle; none at the end. May ask the camera, and so throw PTPCommErrors. If the
-    /// camera lists more than a million objects, this is PTP_OUT_OF_MEMORY.
+    /// The next handle; none at the end. May ask the camera, and so throw PTPCommErrors.
     std::optional<std::uint32_t> next();
     /// To be called with the camera's description of a handle that next() has returned.
     void described(std::uint32_t handle, const ObjectInfoDataset& info);
@@ -43,7 +42,8 @@ class ObjectWalk {
     std::size_t position = 0;
     std::vector<std::uint32_t> folders;  // in the order in which they were found
     std::size_t askedFolders = 0;        // how many of `folders` are done
-    // Handles that were listed, and those that were named as a parent. Empty without `asksFolders`.
+    // `seen` has the handles that were listed, and `parents` those that a description named as the
+    // parent. Both are empty without `asksFolders`.
     std::unordered_set<std::uint32_t> seen, parents;
 };
 

@@ -1,8 +1,8 @@
 #pragma once
-// The initiator for cameras of other makers. These are the work-arounds for their deviations; some
-// are in other classes, which are named. The first three are tried only after a camera has refused
-// the plain way, and then hold for the connection. The others are decided anew for each list, file
-// or object:
+// The initiator for cameras of other makers. Its work-arounds for their deviations are listed here,
+// and also those of other classes, which are named. The first three are used only after a camera
+// has refused the plain way, and then hold for the connection. The others are decided anew for each
+// list, file or object:
 //
 //     parameters     commands are sent with their trailing zeros, which our own models don't want
 //     counting       the list of handles is counted, where GetNumObjects isn't supported
@@ -36,7 +36,8 @@ class OtherMakersDriver : public ZlPTPdrv {
     /// class would return an empty list.
     std::vector<std::uint32_t> sentHandles(std::uint32_t storage, std::uint32_t format,
                                            std::uint32_t parent);
-    /// Lists all objects, and selects those of this format by their descriptions.
+    /// Lists all objects, and selects those of this format by their descriptions. An object whose
+    /// description is refused is left out.
     std::vector<std::uint32_t> filteredByInfo(std::uint32_t storage, std::uint32_t format,
                                               std::uint32_t parent);
 

@@ -28,7 +28,7 @@ std::u16string emptyFilePath(const std::u16string& name) {
 
 }  // namespace
 
-/// The library makes a stock picture of a file that it can't decode. So it is given an empty file.
+/// The library makes a stock picture for a file that it can't decode, so it is given an empty file.
 DeviceCode GetStockThumbnail(const std::u16string& name, const std::u16string& fileName) {
     TraceLine(category, "GetStockThumbnail(%s,%s)", name, fileName);
     ThumbnailLibrary library;

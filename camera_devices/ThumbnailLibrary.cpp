@@ -7,7 +7,7 @@
 namespace zlk {
 namespace {
 
-constexpr char category[] = "CMassStorageDev";  // in the trace, these lines are among that class's
+constexpr char category[] = "CMassStorageDev";  // the trace has these lines under that class's name
 constexpr std::int32_t thumbnailSide = 160;     // pixels
 
 }  // namespace
