@@ -15,17 +15,17 @@ namespace zlk {
 
 /// Holds the claim on a context id, the result of the last operation, and the device itself.
 ///
-/// The claim is a named mutex of the machine, called after the id. The mutex exists while an object
-/// holds the claim, and ends with the object's process, however the process dies. Nobody waits for
-/// it. Claiming doesn't touch the device. `imageDev` is made by the first operation that needs it,
-/// and dropped by the first that finds the device gone. So a device that comes back works again
-/// under the same claim.
+/// The claim is a mutex that is named after the id. The mutex exists while an object holds the
+/// claim, and ends with the object's process, however the process dies. Nobody waits for the mutex.
+/// Claiming doesn't touch the device. `imageDev` is made by the first operation that needs it, and
+/// dropped by an operation that finds the device gone. After that, a device that comes back works
+/// again under the same claim.
 ///
-/// For one thread. A progress callback may call back into the object, and even release it.
+/// For one thread. A progress callback may call back into the object, and even release the object.
 class CDevBaseClass {
   protected:
     CDevBaseClass() = default;
-    /// Each derived class unlocks in its own destructor, since each unlocks in its own way.
+    /// Derived classes unlock in their own destructors, since some send the camera a message then.
     ~CDevBaseClass() = default;
     CDevBaseClass(const CDevBaseClass&) = delete;
     CDevBaseClass& operator=(const CDevBaseClass&) = delete;
@@ -39,11 +39,12 @@ class CDevBaseClass {
     /// Stores the code for get_ErrorCode(), and returns S_OK or E_FAIL.
     HRESULT setResult(DeviceCode code) noexcept;
 
-    /// Whether the device answers now. Makes `imageDev` if necessary, and drops it if the device is
-    /// gone.
+    /// Whether CheckConnection() finds the device. Makes `imageDev` if necessary, and drops it if
+    /// the device isn't found.
     bool isDeviceConnected();
 
-    /// Runs `operation(CImageDev&)`, which returns a code, if the device is held and connected.
+    /// Runs `operation(CImageDev&)`, which returns a code, if this object holds the device and the
+    /// device is connected.
     template <class Operation>
     HRESULT guardedCall(Operation&& operation) noexcept {
         return setResult(operationCode(DeviceCode::ReadFailed, [&] {
@@ -84,7 +85,7 @@ class CDevBaseClass {
         return text ? std::u16string_view(text, SysStringLen(text)) : std::u16string_view();
     }
 
-    std::u16string deviceId;  // what LockDevice() last tried to claim; stays after unlocking
+    std::u16string deviceId;  // the id that LockDevice() last tried to claim; stays after unlocking
     DeviceCode errorCode = DeviceCode::Success;
     // Null until it is needed. Shared with the operation that is running on it, since a callback
     // may unlock this object meanwhile.

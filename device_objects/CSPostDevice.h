@@ -8,9 +8,8 @@
 
 namespace zlk {
 
-/// Reading the menu tells the camera that a dialogue has started. If the menu was read, unlocking
-/// tells the camera that the dialogue is done if a menu was put, even without success, and else
-/// that the dialogue is cancelled.
+/// Reading the menu tells the camera that a dialogue has started. Unlocking then ends the dialogue:
+/// as done if a menu was put, even without success, and else as cancelled.
 class CSPostDevice : public DispatchImpl<ISwiftPostDevice>, public CDevBaseClass {
   public:
     using Interfaces = InterfaceList<ISwiftPostDevice, IDispatch>;

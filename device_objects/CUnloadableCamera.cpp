@@ -27,8 +27,8 @@ bool isOwnTarget(const std::u16string& id, const std::u16string& fileName) {
     FileStatus picture, target;
     // A target that doesn't exist yet can't be the picture.
     if (id.find_first_of(u"\\/") == id.npos || !_wstat64i32(fileName.c_str(), target)) return false;
-    // Picture and target are compared while the picture is open, since the inode number of a file
-    // that nobody has open may be reused once the file is deleted.
+    // Picture and target are compared while the picture is open, since `st_ino` of a file may
+    // change while nobody has the file open.
     const UniqueHandle source(CreateFileW(id.c_str(), 0, 0, nullptr, OPEN_EXISTING, 0, nullptr));
     return _wstat64i32(id.c_str(), picture) && _wstat64i32(fileName.c_str(), target) &&
            picture.st_dev == target.st_dev && picture.st_ino == target.st_ino;
@@ -36,8 +36,9 @@ bool isOwnTarget(const std::u16string& id, const std::u16string& fileName) {
 
 }  // namespace
 
-/// Sets the application's callback during one method. The callback may release the last reference
-/// to the object that calls it, or start another transfer on that object.
+/// Sets the application's callback during one method. Holds a reference to the camera meanwhile,
+/// since the callback may release the last other one. Restores the former callback, since the
+/// callback may start another transfer on the camera.
 class CUnloadableCamera::CallbackScope {
   public:
     CallbackScope(CUnloadableCamera& camera, VARIANT* progress) noexcept

@@ -8,9 +8,7 @@
 
 namespace zlk {
 
-/// Implements IPhotoDevice; server/ZlkCamTr.idl describes the methods. Except where that file says
-/// otherwise, they return S_OK, E_POINTER for a result pointer that is null, or E_FAIL with the
-/// reason in ErrorCode.
+/// Implements IPhotoDevice; server/ZlkCamTr.idl describes the methods and their results.
 class CUnloadableCamera : public ObjectProgressInterface,
                           public DispatchImpl<IPhotoDevice>,
                           public CDevBaseClass {

@@ -26,7 +26,7 @@ EscapeAnswer isTagSetupRequested(CImageDev& device, std::u16string_view) {
 
 EscapeAnswer getDiagFile(CImageDev& device, std::u16string_view) {
     EscapeAnswer answer{DeviceCode::Success, {}};
-    device.GetCameraDiagnostic(answer.text);  // a missing document is no failure
+    device.GetCameraDiagnostic(answer.text);  // a document that can't be read counts as empty
     return answer;
 }
 

@@ -18,9 +18,9 @@ class ProgressArgument {
 
     /// Takes the arguments for a method with `count` parameters, at most mostArguments. The last
     /// parameter is the progress. The arguments stay the caller's and must outlive this object. The
-    /// progress argument may be empty, null or left out. If it can't be made a callback, the result
-    /// is an error, DISP_E_TYPEMISMATCH among others, and `*argumentError` is the argument's index.
-    /// A wrong number of arguments isn't reported here.
+    /// progress argument may be empty, null or left out. If it can't be made into a callback, the
+    /// result is an error, DISP_E_TYPEMISMATCH among others, and `*argumentError` is the argument's
+    /// index. A wrong number of arguments isn't reported here.
     HRESULT take(const DISPPARAMS& arguments, UINT count, UINT* argumentError) noexcept;
 
     /// The converted arguments, valid as long as this object.
