@@ -15,7 +15,7 @@ namespace {
 
 constexpr LONG informative = 1;
 
-/// The path of the file; empty if the settings name none.
+/// The path of the file; empty if it can't be read from the settings.
 std::u16string logFile() {
     HKEY opened = nullptr;
     if (RegOpenKeyExW(HKEY_LOCAL_MACHINE, u"Software\\Zephyr-Lanthorn\\Platform", 0, KEY_READ,

@@ -10,8 +10,8 @@ namespace zlk {
 
 /// The file is named by the text value `EventLog` of the key `Software\Zephyr-Lanthorn\Platform`
 /// below HKEY_LOCAL_MACHINE. It is opened for each event, so that it can be moved away at any time.
-/// Report() fails if this file can't be written. The system's log may be missing or full at any
-/// time; the line is then lost there, without a failure.
+/// Report() fails if this file can't be written. If the system's log is missing or full, the line
+/// is lost there, without a failure.
 class StatusEvent : public DispatchImpl<IStatusEvent> {
   public:
     using Interfaces = InterfaceList<IStatusEvent, IDispatch>;

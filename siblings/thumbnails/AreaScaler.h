@@ -32,8 +32,8 @@ class AreaScaler {
 
     Size from_;
     Size to_;
-    int row_ = 0;                 // of the source, the next to be added
-    std::vector<Share> columns_;  // of each column of the source
+    int row_ = 0;                 // the row of the source that comes next
+    std::vector<Share> columns_;  // one for each column of the source
     std::vector<float> line_;     // the current row, scaled in width
     std::vector<float> sums_;     // the rows of the result
 };

@@ -24,9 +24,9 @@ class JpegReader {
     JpegReader(const JpegReader&) = delete;
     JpegReader& operator=(const JpegReader&) = delete;
 
-    /// Reads as far as the picture's size. Nothing if the source isn't a JPEG with a readable
-    /// header, if the picture has an unknown kind of colours, or if it is so large that decoding
-    /// would take too long.
+    /// Reads the header and returns the picture's size. Nothing if the source isn't a JPEG with a
+    /// readable header, if the picture has an unknown kind of colours, or if the picture is so
+    /// large that decoding would take too long.
     std::optional<Size> open();
 
     /// Decodes the picture and scales it down to `size`, which must not exceed the picture's own

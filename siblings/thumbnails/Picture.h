@@ -38,8 +38,8 @@ struct Picture {
 using Orientation = int;
 inline constexpr Orientation upright = 1;
 
-/// The size that a picture has after it is turned upright. Applied twice, the function gives the
-/// first size again.
+/// The size that a picture has after it is turned upright; or the size before, if `size` is that of
+/// the upright picture.
 Size turnedSize(Size size, Orientation orientation);
 
 /// The picture, turned upright.

@@ -22,11 +22,10 @@ inline constexpr std::size_t maxXmlUnits = 64 * 1024 * 1024;
 /// U+FFFF, and of the characters below U+0020 only tabs and line ends.
 bool isXmlText(std::u16string_view text) noexcept;
 
-/// The root element of a well-formed document as it stands in `utf8`, without a declaration,
-/// document type, comments or byte order mark around it. Nothing if the document isn't well-formed,
-/// has definitions in its document type, or exceeds `maxDepth` or maxXmlNodes. Not checked are
-/// characters (see isXmlText()), names beyond ASCII, and what the declaration, the document type
-/// and instructions say.
+/// The root element of a well-formed document as it stands in `utf8`, without anything around it.
+/// Nothing if the document isn't well-formed, has definitions in its document type, or exceeds
+/// `maxDepth` or maxXmlNodes. Not checked are characters (see isXmlText()), names beyond ASCII, and
+/// what the declaration, the document type and instructions say.
 std::optional<std::string_view> rootOfDocument(std::string_view utf8, std::size_t maxDepth);
 
 }  // namespace zlk

@@ -67,8 +67,8 @@ std::string_view nameOf(std::string_view markup) {
     return markup.substr(1, markup.find_first_of(" \t\r\n/>") - 1);
 }
 
-/// Like append(), but adds one folded node. The element is parsed first, so that its markup is
-/// written like that of all others.
+/// Like append(), but adds one folded node. The element is parsed first, so that its markup is kept
+/// in the form that markupOf() gives.
 HRESULT appendFolded(pugi::xml_node parent, std::string_view markup) {
     pugi::xml_document document;
     const HRESULT result = append(document, markup);
@@ -107,7 +107,8 @@ bool splitStep(std::string_view& step, std::size_t& index) {
 pugi::xml_node XmlDocument::child(pugi::xml_node parent, std::string_view name, std::size_t index) {
     pugi::xml_node node = parent.first_child();
     std::size_t left = index;
-    // The search begins at the element in `last_`, unless the wanted element comes before it.
+    // The search begins at the element in `last_` if that element has the wanted name and parent,
+    // and the wanted element doesn't come before it.
     if (index >= last_.index && last_.node && last_.node.parent() == parent &&
         name == last_.node.name()) {
         node = last_.node;

@@ -9,11 +9,11 @@
 
 namespace zlk {
 
-/// Holds one document, which is empty at first. In addition to what IXmlDoc describes: a path with
-/// an empty step, or with anything but a number in its brackets, gives E_INVALIDARG, and so does
-/// `/` in any call but AddFragment(). A missing element or attribute gives E_FAIL, and so does a
-/// second root, and a text that can't be parsed or exceeds the limits of WellFormed.h. Comments,
-/// instructions and white space beside elements aren't kept. Not thread-safe.
+/// Holds one document, which is empty at first. E_INVALIDARG means, among others, that a path has
+/// an empty step or something else than a number in its brackets, or that it is `/` in another call
+/// than AddFragment(). E_FAIL means a missing element or attribute, a second root, or a text that
+/// can't be parsed or exceeds the limits of WellFormed.h. Comments, instructions and white space
+/// beside elements aren't kept. Not thread-safe.
 class XmlDocument : public IXmlDoc {
   public:
     using Interfaces = InterfaceList<IXmlDoc>;

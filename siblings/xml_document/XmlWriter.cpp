@@ -109,7 +109,7 @@ void writeText(Sink& sink, std::string_view text, const Specials& specials) {
 bool isEmpty(pugi::xml_node element) {
     if (*element.value()) return false;
     for (pugi::xml_node node = element.first_child(); node; node = node.next_sibling()) {
-        // A folded element has a value too.
+        // The value of a folded element is its markup, so it counts here too.
         if (node.type() == pugi::node_element || *node.value()) return false;
     }
     return true;

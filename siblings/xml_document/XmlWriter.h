@@ -18,8 +18,8 @@ Bstr writeXml(pugi::xml_node element);
 /// What writeXml() writes, in UTF-8.
 std::string markupOf(pugi::xml_node element);
 
-/// The type of a node that stands for an element, and has the element's name, and its markup in
-/// place of a subtree. A document keeps no instructions, so no other node has this type.
+/// The type of a node that stands for a whole element. The node's name is the element's, and its
+/// value is the element's markup. A document keeps no instructions, so no other node has this type.
 inline constexpr pugi::xml_node_type foldedElement = pugi::node_pi;
 
 }  // namespace zlk
