@@ -6,8 +6,7 @@
 
 #include <jpeglib.h>
 
-// On an error the library's own handler prints a message and ends the program, which is enough
-// here.
+// On an error the library's own handler prints a message and ends the program. This is enough here.
 std::vector<std::uint8_t> encodeJpeg(const Raster& raster, int quality,
                                      std::span<const std::uint8_t> exif) {
     jpeg_compress_struct info{};

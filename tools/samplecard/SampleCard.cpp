@@ -137,7 +137,8 @@ std::string printOrder(const std::vector<std::string>& paths) {
     return order;
 }
 
-/// The intent file, which sends one picture. Cameras of this maker write paths with backslashes.
+/// The intent file, in which the camera asks that one picture be sent. Cameras of this maker write
+/// paths with backslashes.
 std::string intent(std::string path) {
     std::replace(path.begin(), path.end(), '/', '\\');
     return "<?xml version=\"1.0\" encoding=\"UTF-8\"?>\r\n"
@@ -145,7 +146,7 @@ std::string intent(std::string path) {
            path + "</file><to>Oma &amp; Opa Lindqvist-Márai</to></send></intent>\r\n";
 }
 
-// The texts have characters that XML escapes and that aren't ASCII, to show that they survive.
+// The menu has a character that XML escapes and others beyond ASCII, to show that they survive.
 constexpr char shareMenu[] =
     "<?xml version=\"1.0\" encoding=\"UTF-8\"?>\r\n"
     "<shareMenu><entry id=\"1\">Oma &amp; Opa Lindqvist-Márai</entry>"
