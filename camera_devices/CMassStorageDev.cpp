@@ -24,7 +24,7 @@ constexpr char category[] = "CMassStorageDev";
 // are there.
 constexpr DWORD settlingTime = 1000;
 constexpr std::int32_t defaultPasses = 10;
-constexpr std::int32_t maximumPasses = 600;  // ten minutes of waiting, whatever the setting
+constexpr std::int32_t maximumPasses = 600;  // limits the waiting, whatever the settings say
 
 // Units. The limit bounds the recursion on a malicious card.
 constexpr std::size_t longestPath = 4096;
@@ -60,8 +60,7 @@ CMassStorageDev::CMassStorageDev(std::u16string lowLevelId, std::u16string id)
     } else if (!lowLevelId.empty()) {
         driveRoot = {upperCase(lowLevelId[0]), u':', u'\\'};
     }
-    // The camera table is built anew, so it also has the rows that were added to the settings after
-    // GetCameraList() built its own.
+    // A table built anew also has the rows that were added after GetCameraList() built its own.
     camInfo = CSupportedCameraList().FindByContextId(contextId);
     CDeviceUtilFunctions settings;
     checkMediaMethod = settings.ContextIdToCheckMediaMethod(contextId);

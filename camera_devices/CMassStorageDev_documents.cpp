@@ -23,10 +23,10 @@ constexpr std::int64_t largestDocument = 16 << 20;  // bytes, when read
 constexpr int menuLimit = 204'800;  // bytes of a menu when written, with its terminating zero
 
 // The message file has two blocks from this machine's settings, and between them the number of the
-// message. Offsets are in bytes:
+// message. Offsets and lengths are in bytes:
 //
-//     0 first block (64) | 64 zeros | 100 message number (1) | 101 zeros | 113 second block (64)
-//     | 177 zeros (23)
+//     0: first block (64) | 64: zeros (36) | 100: message number (1) | 101: zeros (12)
+//     | 113: second block (64) | 177: zeros (23)
 constexpr DWORD messageFileSize = 200;
 constexpr std::size_t firstBlockAt = 0, messageAt = 100, secondBlockAt = 113;
 using MessageBlock = std::array<BYTE, 64>;

@@ -26,8 +26,7 @@ CPTPCameraDev::CPTPCameraDev(const std::u16string& lowLevelId, std::u16string id
     if (lowLevelId.empty()) return;
     vid = CDeviceUtilFunctions::VidFromDeviceId(lowLevelId);
     pid = CDeviceUtilFunctions::PidFromDeviceId(lowLevelId);
-    // The camera table is built anew, so it also has the rows that were added to the settings after
-    // GetCameraList() built its own.
+    // A table built anew also has the rows that were added after GetCameraList() built its own.
     camInfo = CSupportedCameraList().FindByVidPid(vid, pid);
 }
 

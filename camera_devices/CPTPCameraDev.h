@@ -55,10 +55,10 @@ class CPTPCameraDev : public CImageDev {
 
     /// A document that the camera doesn't have reads as an empty text; one of more than 16 MiB
     /// gives OutOfMemory. The print order and the intent are those that the last GetFileInfo()
-    /// found. Putting an empty text deletes them. If the camera table says that the model keeps
-    /// them, the call does nothing and gives Success. Putting any other text gives NotSupported. If
-    /// the camera table doesn't say that the camera supports the share menu, the intent reads as an
-    /// empty text.
+    /// found. Putting an empty text deletes the document in question; but if the camera table says
+    /// that the model keeps print order and intent, nothing is done and the result is Success.
+    /// Putting any other text gives NotSupported. If the camera table doesn't say that the camera
+    /// supports the share menu, the intent reads as an empty text.
     DeviceCode GetDpofFile(std::u16string& text) override;
     DeviceCode PutDpofFile(std::u16string text) override;
     DeviceCode GetIntentFile(std::u16string& text) override;

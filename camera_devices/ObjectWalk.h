@@ -1,5 +1,5 @@
 #pragma once
-// Visits all objects of a storage one after another, including those in folders.
+// Visits the objects of a storage, one after another.
 
 #include <cstdint>
 #include <optional>
@@ -32,7 +32,7 @@ class ObjectWalk {
 
   private:
     void add(const std::vector<std::uint32_t>& more);
-    /// Appends the contents of the next folder that has to be asked. False if there is none.
+    /// Asks for the contents of the next folder and appends them. False if no folder is left.
     bool askNextFolder();
 
     PtpInterface& ptp;

@@ -7,8 +7,8 @@
 //     parameters     commands are sent with their trailing zeros, which our own models don't want
 //     counting       the list of handles is counted, where GetNumObjects isn't supported
 //     formats        the descriptions are compared, where a list can't be asked for by format
-//     folders        the contents of each folder are asked for, unless a list had some of them
-//                    (ObjectWalk)
+//     folders        the contents of each folder are asked for, unless a list had an object of that
+//                    folder (ObjectWalk)
 //     pieces         an object of 20 to 255 MiB is read whole, where GetPartialObject isn't
 //                    supported (CPTPCameraDev::refusesPieces)
 //     refusals       an object whose description is refused doesn't end the list (isOfOneObject)
