@@ -10,7 +10,7 @@
 namespace zlk {
 namespace {
 
-constexpr char category[] = "CUnloadableCamera";  // the same for all three classes
+constexpr char category[] = "CUnloadableCamera";  // whatever the derived class is
 
 /// Whether named objects can be visible in all sessions of the machine.
 bool hasGlobalNames() {
@@ -47,7 +47,7 @@ bool CDevBaseClass::SetLockMutex(const std::u16string& id) {
     mutexName.append(u"ZlkUnloadImageDeviceLock_").append(id);
     TraceLine(category, "SetLockMutex mutexName(%s)", mutexName);
     UniqueHandle made(CreateMutexW(nullptr, true, mutexName.c_str()));
-    // A mutex that exists is another object's claim.
+    // A mutex that exists already is another object's claim.
     if (!made || GetLastError() == ERROR_ALREADY_EXISTS) return false;
     lockMutex = std::move(made);
     return true;

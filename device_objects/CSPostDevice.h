@@ -8,8 +8,9 @@
 
 namespace zlk {
 
-/// Reading the menu tells the camera that a dialogue has started. Unlocking then ends the dialogue:
-/// as done if a menu was put, even without success, and else as cancelled.
+/// Reading the menu tells the camera that a dialogue has started. Unlocking then ends the dialogue,
+/// unless the camera is gone: as done if a menu was put, even without success, and else as
+/// cancelled.
 class CSPostDevice : public DispatchImpl<ISwiftPostDevice>, public CDevBaseClass {
   public:
     using Interfaces = InterfaceList<ISwiftPostDevice, IDispatch>;

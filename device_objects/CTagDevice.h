@@ -10,7 +10,7 @@ namespace zlk {
 
 /// Reading the list tells the camera that a dialogue has started, and putting a list with success
 /// tells it that the dialogue is done. If the list was read and putting one wasn't even tried,
-/// unlocking tells the camera that the dialogue is cancelled.
+/// unlocking tells the camera, unless it is gone, that the dialogue is cancelled.
 class CTagDevice : public DispatchImpl<ITagDevice>, public CDevBaseClass {
   public:
     using Interfaces = InterfaceList<ITagDevice, IDispatch>;

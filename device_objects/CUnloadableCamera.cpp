@@ -37,8 +37,8 @@ bool isOwnTarget(const std::u16string& id, const std::u16string& fileName) {
 }  // namespace
 
 /// Sets the application's callback during one method. Holds a reference to the camera meanwhile,
-/// since the callback may release the last other one. Restores the former callback, since the
-/// callback may start another transfer on the camera.
+/// since the application may release its own during a callback. At the end the former callback is
+/// set again, since a method may be called during another method's callback.
 class CUnloadableCamera::CallbackScope {
   public:
     CallbackScope(CUnloadableCamera& camera, VARIANT* progress) noexcept
