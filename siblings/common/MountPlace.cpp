@@ -158,8 +158,7 @@ bool namesDrive(std::u16string_view storage, const std::u16string& root) {
     return behind.empty() || behind.front() == u'&' || behind.front() == u'\\';
 }
 
-/// The drive whose storage device is named by `storage`, preferably a drive with a card; empty if
-/// there is none.
+/// A drive that `storage` names, preferably one with a card in it; empty if there is none.
 std::u16string driveNamed(const std::u16string& storage) {
     const std::u16string name = upperCase(storage);
     std::u16string found;

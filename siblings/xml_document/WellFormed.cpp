@@ -128,7 +128,7 @@ class Scanner {
         while (at_ < text_.size()) {
             const char c = text_[at_++];
             if (c == '>') return true;
-            // A bracket would begin the definitions.
+            // Definitions are enclosed in `[` and `]`, and each begins with `<`.
             if (c == '[' || c == '<') return false;
             if ((c == '"' || c == '\'') && !skipBehind({&text_[at_ - 1], 1})) return false;
         }

@@ -60,7 +60,7 @@ class Specials {
     explicit constexpr Specials(std::string_view characters) {
         for (const char c : characters) marked_[static_cast<unsigned char>(c)] = true;
     }
-    /// The index of the first such character; the size of the text if there is none.
+    /// The index of the first character to be escaped; the size of the text if there is none.
     std::size_t first(std::string_view text) const {
         std::size_t i = 0;
         while (i < text.size() && !marked_[static_cast<unsigned char>(text[i])]) ++i;
@@ -92,7 +92,6 @@ std::string_view escaped(char c) {
     }
 }
 
-/// Writes a text with its special characters escaped.
 template <class Sink>
 void writeText(Sink& sink, std::string_view text, const Specials& specials) {
     while (!text.empty()) {
