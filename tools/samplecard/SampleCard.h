@@ -5,7 +5,6 @@
 #include <cstdint>
 #include <filesystem>
 
-/// What card is to be made.
 struct CardPlan {
     std::filesystem::path folder;  ///< created if it doesn't exist
     int pictures = 12;             ///< 1 to 9999
