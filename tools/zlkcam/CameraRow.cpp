@@ -27,8 +27,8 @@ constexpr bool isUnreadable(WCHAR unit) {
            isWithin(unit, 0xD800, 0xF8FF) || unit == 0xFEFF || unit >= 0xFFF0;
 }
 
-/// Keeps the units of a text that are `good`, with one `filler` in the place of each run of others
-/// between them. The result has at most `most` units.
+/// Keeps the `good` units of a text. A run of other units between two kept ones becomes one
+/// `filler`. The result has at most `most` units.
 template <class Good>
 std::u16string only(std::u16string_view text, WCHAR filler, Good good, std::size_t most) {
     std::u16string kept;

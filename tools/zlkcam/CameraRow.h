@@ -21,8 +21,8 @@ inline constexpr std::u16string_view settingsSections[] = {u"Import", u"Unload",
 
 /// The values that an adopted model gets in the camera table.
 struct CameraRow {
-    /// Makes class and name from the camera's product text. The USB ids stand in for either of them
-    /// if the text has no character that fits into it.
+    /// Makes class and name from the camera's product text. A class or a name for which the text
+    /// has no usable character is made from the USB ids.
     explicit CameraRow(const UsbCamera& camera);
 
     /// The name of the model's key in the settings, and a part of the context id. isProductClass()
@@ -46,8 +46,8 @@ struct CameraRow {
 bool isProductClass(std::u16string_view text);
 
 /// Makes a text from a device fit to be shown: one line of at most `most` units. Each run of units
-/// that people can't read, such as blanks, control characters, invisible marks and surrogates,
-/// becomes one space, or nothing at either end. The result may be empty.
+/// that people can't read, such as spaces, control characters and surrogates, becomes one space, or
+/// nothing at the beginning and the end. The result may be empty.
 std::u16string readableText(std::u16string_view text, std::size_t most = std::u16string_view::npos);
 
 }  // namespace zlk

@@ -18,7 +18,8 @@ namespace zlk {
 /// Walks the card once, when it is constructed.
 class CardSurvey {
   public:
-    /// A folder whose entries couldn't all be read, or weren't all listed.
+    /// A folder that couldn't be read whole, or in which the component's list lacks files that
+    /// aren't hidden.
     struct UnreadFolder {
         std::u16string path;
         std::string reason;
@@ -27,8 +28,8 @@ class CardSurvey {
         std::string text() const;
     };
     /// Walks the folder `root`, which is the root of a card's drive or share, and all folders below
-    /// it. `root` is empty for a camera, for which there is nothing to find out. `files` is the
-    /// component's list, which was made before. Throws Failure (Stopped) after a stop.
+    /// it. Nothing is walked if `root` is empty, as for a camera. `files` is what the component has
+    /// listed. Throws Failure (Stopped) after a stop.
     CardSurvey(const std::u16string& root, const std::vector<FileRecord>& files);
 
     /// Whether a file lies below one of the unread folders.

@@ -2,8 +2,8 @@
 
 #include <xxhash.h>
 
-// This header has the same functions in versions for several kinds of x86-64 processors, chosen at
-// run time. Without it they would use only what every x86-64 processor has, and be slower.
+// This header replaces functions of xxhash.h by others that choose at run time what suits the
+// x86-64 processor.
 #if defined(__x86_64__) && __has_include(<xxh_x86dispatch.h>)
 #include <xxh_x86dispatch.h>
 #endif

@@ -31,8 +31,8 @@ class DeviceDirectory {
     std::vector<Device> tagDevices() const;
 
     /// The device that the user means by `name`: a context id, a drive letter (`E`, `E:`, `E:\`),
-    /// or an empty text if only one device is attached. Throws Failure unless exactly one device is
-    /// meant, with the attached devices in its advice.
+    /// or an empty text if only one device is attached. Throws Failure unless exactly one attached
+    /// device is meant.
     Device find(std::u16string_view name) const;
 
     /// Whether a word has the form of a context id or drive letter.

@@ -11,8 +11,8 @@
 namespace zlk {
 namespace {
 
-// The components write their documents with the XML document component. Where that can't be
-// created, documents come out empty.
+// The components write their documents with the XML document component. If it can't be created,
+// their documents are empty.
 constexpr char fromComponents[] =
     "Check that the XML document component is registered: zlkcam register";
 
@@ -20,9 +20,9 @@ constexpr char fromComponents[] =
 /// place, so `text` must outlive the document. Throws Failure (BadDocument).
 pugi::xml_node load(pugi::xml_document& document, std::string& text, const char* root,
                     const char* advice = fromComponents) {
-    // parse_eol would change line ends, and blanks alone would be dropped: both may be part of a
-    // file's name. With parse_embed_pcdata an element holds its text without a node for it, which
-    // saves memory for a long list.
+    // A file's name may contain line ends, which parse_eol would change, or consist of blanks,
+    // which parse_ws_pcdata_single keeps. With parse_embed_pcdata an element has no extra node for
+    // its text, which saves memory for a long list.
     constexpr unsigned flags =
         (pugi::parse_default | pugi::parse_ws_pcdata_single | pugi::parse_embed_pcdata) &
         ~pugi::parse_eol;

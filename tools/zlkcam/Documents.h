@@ -18,8 +18,8 @@ struct Device {
     std::u16string progId;
 };
 
-/// The time at which a file was changed or created. In the place of a date that it can't read, the
-/// component may list the time of the listing, which differs from list to list.
+/// The time at which a file was changed or created. If the component can't read a date, it may list
+/// the time of the listing instead, which differs from list to list.
 struct RecordTime {
     std::string text;       ///< MM/DD/YYYY hh:mm:ss, local time
     bool isNoDate = false;  ///< it may be the time of the listing, and then says nothing
@@ -68,8 +68,8 @@ std::vector<Device> parseDevices(std::u16string_view xml);
 /// records.
 std::vector<FileRecord> parseFileInfo(Bstr xml);
 Diagnostics parseDiagnostics(std::u16string_view xml);
-/// The time of a clock document, in seconds since 1970 UTC. Throws for a clock without a valid
-/// time, too.
+/// The time of a clock document, in seconds since 1970 UTC. Throws Failure (BadDocument) also for a
+/// clock without a valid time.
 std::int64_t parseTime(std::u16string_view xml);
 /// The clock document for a time in seconds since 1970 UTC.
 std::u16string timeDocument(std::int64_t seconds);

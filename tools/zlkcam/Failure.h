@@ -17,7 +17,7 @@ class Failure : public std::runtime_error {
     Failure(ExitStatus failed, const std::string& message, std::string whatNext = {})
         : std::runtime_error(message), status(failed), advice(std::move(whatNext)) {}
 
-    // Not const, because exceptions have to be assignable.
+    // Not const, so that a Failure can be assigned.
     ExitStatus status;
     std::string advice;
 };

@@ -8,17 +8,16 @@ namespace zlk {
 /// functions return false if the file system can't be found out.
 bool isOnMedium(int file);
 
-/// Whether only programs of this machine lock files of the file system, so that the owner of a file
-/// that isn't locked must have ended. False for the network file systems that we know, and for
-/// FUSE.
+/// Whether only programs of this machine lock files of the file system, so that a lock tells
+/// whether its owner still runs. False for the network file systems that we know, and for FUSE.
 bool isOnThisMachine(int file);
 
 /// Whether one syncfs() waits for all files of the file system, and reports if one of them couldn't
 /// be written. True only for file systems that are known to do so.
 bool isFlushedAsAWhole(int file);
 
-/// Whether a moved file has no contents under its new name until it is flushed again: on FAT, size
-/// and clusters of the new entry are only written then.
+/// Whether a power cut may leave a moved file without contents until it is flushed again: on FAT,
+/// size and clusters of the entry with the new name are only written then.
 bool losesContentsByMoving(int file);
 
 }  // namespace zlk

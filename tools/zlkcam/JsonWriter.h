@@ -30,14 +30,13 @@ class JsonWriter {
         }
     }
 
-    // A name and its value in one call.
     template <class Value>
     JsonWriter& member(std::string_view name, const Value& itsValue) {
         return key(name).value(itsValue);
     }
 
     bool empty() const { return text_.empty(); }
-    /// Returns what was written since the last call, so that a long document can be printed in
+    /// Returns what was written since the last take(), so that a long document can be printed in
     /// pieces.
     std::string take();
 
@@ -47,7 +46,7 @@ class JsonWriter {
     // Writes text that is JSON already.
     JsonWriter& raw(std::string_view text);
     void quote(std::string_view text);
-    // Writes a comma if another value stands before this one.
+    // Writes a comma, unless what follows is the first in its brackets or the value of a key.
     void separate();
 
     std::string text_;

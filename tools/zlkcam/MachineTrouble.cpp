@@ -39,7 +39,7 @@ void keep(const char* subject, const WCHAR* line) {
         const std::lock_guard lock(saidInUse);
         said.push_back({subject, utf8Text(line)});
     } catch (const std::bad_alloc&) {
-        // The failure then has only the platform's error number to go by.
+        // The line is lost. It would only have explained a failure.
     }
 }
 

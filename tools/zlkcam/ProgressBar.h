@@ -1,5 +1,6 @@
 #pragma once
-// The bar that shows how far a copy of many files has come: files, bytes, rate and remaining time.
+// The bar that shows how far a copy or a check of many files has come: files, bytes, rate and
+// remaining time.
 
 #include <cstdint>
 #include <string>
@@ -16,8 +17,8 @@ struct StepState {
     std::uint64_t secondsLeft = 0;  ///< meaningless without a rate
 };
 
-/// Draws a line and redraws it in place, on a terminal only. Elsewhere it only prints the lines of
-/// report(), and with `json` nothing. Not thread-safe.
+/// Draws a line and redraws it in place, if standard output is a terminal. Otherwise only the lines
+/// of report() are printed, and nothing at all in JSON mode. Not thread-safe.
 class ProgressBar {
   public:
     /// `files` and `bytes` are how many there are in all. `tool` stays the caller's, and has to

@@ -55,13 +55,12 @@ class LineReader {
   public:
     explicit LineReader(std::u16string_view text) : rest_(text) {}
 
-    /// Reads the next line that isn't empty or a comment, without blanks around it. `number`
-    /// becomes the number of the line in the file where it begins, for messages. Returns false at
-    /// the end of the text.
+    /// Reads the next line that isn't empty or a comment, with the lines that continue it, without
+    /// the blanks around each. `number` becomes the number of its first line in the file. Returns
+    /// false at the end of the text.
     bool next(std::u16string& line, std::size_t& number) {
         line.clear();
         while (!rest_.empty()) {
-            // A line that continues is put together from its pieces.
             std::u16string_view piece = take();
             trim(piece);
             if (line.empty()) number = count_;
@@ -193,7 +192,8 @@ std::string quoted(std::u16string_view text) {
 }
 
 std::string valueText(const SettingsValue& value) {
-    // A text or number with odd data falls through to the form that can hold any bytes.
+    // A text that can't stand in a line is written as bytes, and so is a text or number whose data
+    // is malformed.
     std::array<char, 32> text{};
     if (value.type == REG_SZ) {
         std::u16string content;
@@ -273,8 +273,8 @@ bool dataText(const std::vector<BYTE>& data, std::u16string& text) {
     if (data.empty() || data.size() % sizeof(WCHAR) != 0) return false;
     text.resize(data.size() / sizeof(WCHAR));
     std::memcpy(text.data(), data.data(), data.size());
-    // The only zero has to stand at the end. The caller writes a text with a zero inside as bytes,
-    // to lose nothing.
+    // The only zero has to stand at the end. Taken as a text, data with a zero inside would lose
+    // what follows the zero.
     if (text.find(u'\0') != text.size() - 1) return false;
     text.pop_back();
     return true;

@@ -1,5 +1,5 @@
 #pragma once
-// The hidden names under which a run keeps files that aren't complete yet.
+// Names for the hidden folders and files in which a run keeps what isn't complete yet.
 
 #include <string>
 #include <string_view>

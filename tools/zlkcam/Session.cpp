@@ -96,7 +96,7 @@ std::u16string PhotoSession::escape(std::u16string_view message) const {
 }
 
 std::vector<FileRecord> PhotoSession::files() const {
-    // For a reader whose card is gone the component would wait for files until its timeout, and
+    // For a card reader without its card the component would wait for files until its timeout, and
     // then return an empty list.
     requireMedia();
     Bstr document;

@@ -49,7 +49,7 @@ void requireGone(LSTATUS result, const SettingsPath& path) {
     if (result != ERROR_FILE_NOT_FOUND) require(result, "Deleting", path);
 }
 
-/// Deletes a key, or sets and deletes values of it.
+/// Deletes a key, or makes it if necessary and sets and deletes values of it.
 void applyKey(const SettingsPath& path, const SettingsKey& key) {
     if (key.remove) return requireGone(RegDeleteTreeW(path.root, path.below.c_str()), path);
     const RegistryKey made = makeKey(path);

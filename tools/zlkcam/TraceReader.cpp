@@ -11,8 +11,8 @@ namespace {
 constexpr BYTE marker[] = {0xFF, 0xFF};
 constexpr BYTE kindAndFlags[] = {0x3F, 0x00};
 constexpr std::size_t headSize = 8;
-// How many bytes are remembered to notice that they were overwritten. Equal lines only differ in
-// their times, so the times of the newest records have to be among these bytes.
+// How many bytes are remembered to notice that they were overwritten. A record's time should be
+// among them, since two records may differ only in their times.
 constexpr std::size_t memorySize = 256;
 
 /// Whether a record begins here.
@@ -80,8 +80,8 @@ std::uint64_t TraceReader::takeLost() {
 
 void parseTraceRecords(std::span<const BYTE> bytes, std::vector<TraceRecord>& records) {
     while (bytes.size() > headSize) {
-        // Here lies what is left of an overwritten record, or zeros. The next marker may begin a
-        // record.
+        // If no record begins here, these bytes are zeros or the rest of an overwritten record. The
+        // next FF may begin a record.
         if (!isHead(bytes)) {
             const auto next = std::find(bytes.begin() + 1, bytes.end(), marker[0]);
             bytes = bytes.subspan(static_cast<std::size_t>(next - bytes.begin()));

@@ -29,7 +29,7 @@ struct TraceRecord {
 class TraceReader {
   public:
     /// Copies what is new. `ring` is the whole buffer. `writeOffset`, at most its size, is where
-    /// the next record will start. The caller holds the log's mutex, for which all traced processes
+    /// the newest record ends. The caller holds the log's mutex, for which all traced processes
     /// wait, so parsing is left to records().
     void fetch(std::span<const BYTE> ring, std::size_t writeOffset);
 

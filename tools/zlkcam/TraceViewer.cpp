@@ -29,7 +29,6 @@ UniqueHandle claimViewer() {
     UniqueHandle claim(CreateMutexW(nullptr, 0, u"ZLGlimmerBoxLogViewer"));
     if (claim && GetLastError() != ERROR_ALREADY_EXISTS) return claim;
     if (claim)
-        // It exists, so another viewer has created it.
         throw Failure(ExitStatus::ViewerRunning, "Another trace viewer is running.",
                       "End it first: one viewer at a time follows the log.");
     throw Failure(ExitStatus::FileUnusable, "The log can't be opened: " + reasonText() + ".");

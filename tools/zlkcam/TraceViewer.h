@@ -27,7 +27,7 @@ class SharedView {
     SharedView& operator=(const SharedView&) = delete;
 
     std::span<BYTE> bytes() const { return bytes_; }
-    /// Whether the section existed before, created by another process.
+    /// Whether the section existed before.
     bool existed() const { return existed_; }
 
   private:
@@ -40,7 +40,8 @@ class SharedView {
 class TraceViewer {
   public:
     /// Clears the buffer and switches the log on. Throws Failure: ViewerRunning, or FileUnusable if
-    /// the objects can't be created or a program holds the log's mutex for seconds.
+    /// the log's objects can't be created or used, or if a program holds the log's mutex for
+    /// seconds.
     TraceViewer();
     ~TraceViewer();
     TraceViewer(const TraceViewer&) = delete;
@@ -60,7 +61,8 @@ class TraceViewer {
     // Sixteen bytes: the layout is at the top of this file.
     SharedView control_;
     SharedView buffer_;
-    // Held by a writer while it writes a record, and by this viewer while it copies.
+    // Held by a writer while it writes a record, and by this viewer while it clears or copies the
+    // buffer.
     UniqueHandle mutex_;
 };
 

@@ -9,8 +9,8 @@
 
 namespace zlk {
 
-/// False with errno; a part of the bytes may have been written then. If the system writes nothing
-/// without an error, the disk counts as full (ENOSPC).
+/// False with errno if a write fails; a part of the bytes may have been written then. If the system
+/// writes nothing and reports no error, the disk counts as full (ENOSPC).
 inline bool writeWhole(int file, std::span<const std::byte> bytes) {
     while (!bytes.empty()) {
         const ssize_t written = ::write(file, bytes.data(), bytes.size());

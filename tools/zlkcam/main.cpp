@@ -9,7 +9,7 @@
 namespace zlk {
 namespace {
 
-/// Commands, and the options that all of them take.
+/// Adds the commands, and the option that all of them take.
 void addCommands(CLI::App& app, Tool& tool) {
     app.require_subcommand(1);
     app.add_flag("--json", tool.json, "answer with one JSON document, also on failure");

@@ -40,9 +40,9 @@ std::vector<UsbCamera> kindsOf(const std::vector<UsbCamera>& cameras, const std:
     return kinds;
 }
 
-/// The camera that is to be adopted. Its model is one that the table doesn't know. If no such
-/// camera is attached and a rule is wanted, it is one that the table knows. Throws Failure unless
-/// exactly one model is meant.
+/// Chooses the camera to adopt among those that the table doesn't know. If there is none and a rule
+/// is wanted, a camera that the table knows is chosen for the rule. Throws Failure unless exactly
+/// one model is meant.
 UsbCamera chooseCamera(const DeviceDirectory& directory, const AdoptOptions& options) {
     // Whether a camera is listed doesn't matter here, so no list of devices is needed.
     const std::vector<UsbCamera> cameras = usbCameras(directory, {});
@@ -66,7 +66,8 @@ UsbCamera chooseCamera(const DeviceDirectory& directory, const AdoptOptions& opt
     throw Failure(ExitStatus::Usage, "There are several such cameras; name one of them.", list);
 }
 
-/// Whether a section of the settings has an entry for this product class.
+/// Whether a section of the settings, or the list of classes in CtxMgr, has an entry for this
+/// product class.
 bool isInSections(std::u16string_view productClass) {
     for (const std::u16string_view section : settingsSections) {
         const SettingsPath classes(

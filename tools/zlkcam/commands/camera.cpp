@@ -32,7 +32,8 @@ std::string isoText(std::int64_t seconds) {
     return isoText(time);
 }
 
-/// Parses `now`, or an existing local time, into seconds since 1970 UTC.
+/// Parses `now` or a local time into seconds since 1970 UTC. Throws Failure (Usage) if a clock
+/// can't be set to it.
 std::int64_t timeArgument(const std::string& text) {
     if (text == "now") return _time64();
     BrokenDownTime time{};
@@ -42,8 +43,8 @@ std::int64_t timeArgument(const std::string& text) {
     time.year -= 1900;
     time.month -= 1;
     const std::int64_t seconds = _mktime64(time);
-    // The components set an earlier year as 1971, and return this machine's time for a clock with a
-    // later year.
+    // The components set a year before 1971 as 1971, and return this machine's time for a clock
+    // with a year after 2037.
     constexpr int firstYear = 1971, lastYear = 2037;
     // Converting back shows whether the time exists: mktime would turn June 31 into July 1.
     if (time.year + 1900 < firstYear || time.year + 1900 > lastYear || isoText(seconds) != text)

@@ -217,8 +217,8 @@ std::optional<Failure> Report::gravest() const {
 
 void runCheck(Tool& tool, const Options& options) {
     const StopFlag stop;
-    // What happens when a stop meets a call that doesn't return. At first there is nothing to
-    // report; later `end` is replaced.
+    // The StopWatch calls `end` when a stop meets a call that doesn't return. At first there is
+    // nothing to report.
     std::function<ExitStatus()> end = [&] { return tool.finish(stoppedEarly()); };
     const StopWatch watch([&] { return end(); });
     const std::u16string path = absolutePath(pathArgument(options.folder));

@@ -18,7 +18,7 @@ struct DocumentOptions : DeviceOption {
     bool clear = false;
 };
 
-/// The text from the file of --set; throws Failure (FileUnusable), also if it is empty.
+/// The text from the file of --set. Throws Failure (FileUnusable), also if the file is empty.
 std::u16string newText(const DocumentOptions& options) {
     std::u16string text = readTextFile(pathArgument(options.file));
     if (text.empty())
@@ -43,9 +43,9 @@ void tellDone(Tool& tool, const Device& device, const std::string& line) {
 }
 
 /// Makes sure that a document of a camera was really deleted. The component finds a camera's print
-/// order and intent file only while it lists the files. It reports success without deleting
-/// anything if it hasn't found the file, or if the camera table says that the model keeps it. So
-/// the files are listed before the work, and again afterwards.
+/// order and intent file only while it lists the files. If it hasn't found the file, or if the
+/// camera table says that the model keeps such files, the component reports success without
+/// deleting anything. So the files are listed before the work, and again afterwards.
 class CameraOrders {
   public:
     CameraOrders(const DeviceDirectory& directory, const PhotoSession& session)
@@ -115,15 +115,15 @@ std::u16string progIdIn(const std::vector<Device>& devices, const Device& device
     return builtIn;
 }
 
-/// Reads a menu, and writes the new one afterwards if there is one. The menu is always read first,
-/// because the reading begins the dialogue with the camera.
+/// Reads a menu, or writes a new one. The menu is also read before the new one is written, because
+/// the reading begins the dialogue with the camera.
 template <class Interface>
 void exchange(Tool& tool, const DocumentOptions& options, const Session<Interface>& session,
               HRESULT (Interface::*get)(BSTR*) noexcept, HRESULT (Interface::*put)(BSTR) noexcept,
               const std::string& what) {
     Interface& object = *session.operator->();
     std::u16string menu;
-    // The file is read first, so that nothing has been sent yet if it can't be used.
+    // The file comes first, so that nothing has been sent yet if it can't be used.
     if (!options.file.empty()) menu = newText(options);
     Bstr old;
     const HRESULT result = (object.*get)(old.out());

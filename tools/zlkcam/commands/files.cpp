@@ -99,7 +99,8 @@ void runList(Tool& tool, const ListOptions& options) {
     const StopWatch watch([&] { return tool.finish(stoppedEarly()); });
     const DeviceDirectory directory;
     const PhotoSession session(directory.find(wideText(options.device)));
-    // This makes the component list only the top folder, until the device is let go.
+    // A card then lists only its top folder, until the device is let go. A camera doesn't know this
+    // message.
     if (options.flatCard) session.escape(u"MSDC_NoRecursion");
     const std::vector<FileRecord> files = session.files();
     const CardSurvey survey(options.flatCard ? u"" : cardRoot(directory, session), files);

@@ -106,8 +106,8 @@ void setValue(Tool& tool, const SettingsOptions& options) {
 
 void deleteSetting(Tool& tool, const SettingsOptions& options) {
     const SettingsPath path = keyOf(options);
-    // An empty name, perhaps of a script's empty variable, isn't taken for a missing one: with that
-    // the whole key goes.
+    // Without a name the whole key is deleted. An empty name, which a script's empty variable may
+    // give, doesn't count as a missing one.
     if (options.name)
         SettingsStore::removeValue(path, nameOf(options));
     else

@@ -123,7 +123,7 @@ struct Prepared {
     std::vector<Target>& targets;
 };
 
-/// What happens when a stop meets a call that doesn't return.
+/// Called when a stop meets a call that doesn't return; its result is the exit status.
 using Ending = std::function<ExitStatus()>;
 
 /// Deletes the originals, or has the summary say why that isn't allowed.
