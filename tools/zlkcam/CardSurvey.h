@@ -1,6 +1,6 @@
 #pragma once
-// Finds out what the list of a card's files leaves out. The component takes a folder that it can't
-// read for empty, and skips hidden files. A user who wipes the card after a copy has to know what
+// Finds out what the list of a card's files leaves out. The component counts a folder that it can't
+// read as empty, and skips hidden files. A user who wipes the card after a copy has to know what
 // was left out.
 
 #include <optional>

@@ -25,11 +25,11 @@ bool hasText(const std::u16string& file, const std::string& text) {
 }  // namespace
 
 // The number in the name puts the rule after those that mark a camera: the hardware database's
-// (50), media-player-info's (40) and libgphoto2's (60). It comes before libmtp's (69), which would
-// open the camera to probe it and mark it again. The monitors of gvfs only look whether ID_GPHOTO2
-// or ID_MTP_DEVICE exists, and an empty value removes a property; KDE's Solid also looks for
-// ID_MEDIA_PLAYER. A camera's interfaces have these properties, too, so ATTRS is used, which also
-// looks at the parents of a device for the ids.
+// (50), media-player-info's (40) and libgphoto2's (60). The rule comes before libmtp's (69), which
+// would open the camera to probe it, and mark it again. The monitors of gvfs only look whether
+// ID_GPHOTO2 or ID_MTP_DEVICE exists, and an empty value removes a property; KDE's Solid also looks
+// for ID_MEDIA_PLAYER. A camera's interfaces have these properties, too. So the rule uses ATTRS,
+// which also looks at the parents of a device for the ids.
 DesktopRule::DesktopRule(std::uint16_t vid, std::uint16_t pid)
     : fileName_("65-zlkcam-" + digits(vid) + '-' + digits(pid) + ".rules"),
       text_(

@@ -127,8 +127,7 @@ std::int64_t secondsOf(std::string_view recordTime) {
     // The view isn't terminated by a zero, which sscanf needs.
     const std::string text(recordTime);
     BrokenDownTime time{};
-    // sscanf lets month 0 and a negative hour pass, and mktime would accept both. Other fields out
-    // of their range carry over.
+    // sscanf lets month 0 and a negative hour pass, and mktime would accept both.
     // NOLINTNEXTLINE(cert-err34-c): so few digits don't overflow
     if (std::sscanf(text.c_str(), "%2d/%2d/%4d %2d:%2d:%2d", &time.month, &time.day, &time.year,
                     &time.hour, &time.minute, &time.second) != 6 ||

@@ -51,7 +51,7 @@ std::optional<Line> latest(Condition fits) {
     return found == said.rend() ? std::nullopt : std::optional(*found);
 }
 
-/// The newest line of one of two subjects.
+/// The newest line that has either subject.
 std::optional<Line> latestOf(std::string_view subject, std::string_view other) {
     return latest(
         [&](const Line& line) { return line.subject == subject || line.subject == other; });

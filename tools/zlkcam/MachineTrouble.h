@@ -17,8 +17,8 @@ void listenToPlatform();
 /// can't open a file takes it for missing, which would lead to wrong results.
 void requireOpenFiles();
 
-/// The error of the settings store that a component's result contains; ERROR_SUCCESS if the result
-/// contains none.
+/// The settings store's error, if a component's result says that the store can't be used; otherwise
+/// ERROR_SUCCESS.
 DWORD settingsError(HRESULT result);
 
 /// The Failure (SettingsUnusable, or NoMemory) for settings that can't be used. `what` says what

@@ -121,8 +121,8 @@ void ProgressBar::draw(bool always) {
     if (!always && drawn_ && now - lastDrawn_ < drawEvery) return;
     lastDrawn_ = now;
     drawn_ = true;
-    // \r goes back to the start of the line. \x1b[K then erases the line, so that no end of a
-    // longer old text stays behind the new one.
+    // \r goes back to the start of the line. \x1b[K then erases the line, so that nothing of a
+    // longer old text remains.
     Tool::write("\r\x1b[K" + text(now - start_, tool_.columns()));
     Tool::flush();
 }

@@ -64,7 +64,7 @@ bool PhotoSession::isConnected() const {
 }
 
 bool PhotoSession::hasMedia() const {
-    // A device that can't test this counts as one with its card inserted, hence the comparison with
+    // A device that can't test for its card counts as one with a card, hence the comparison with
     // FALSE.
     return isConnected() && escape(u"MSDC_IsCardInserted") != u"FALSE";
 }

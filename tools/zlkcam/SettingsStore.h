@@ -56,7 +56,7 @@ class SettingsStore {
     /// Carries out what a settings text says, in its order. Deleting what doesn't exist succeeds.
     /// Throws Failure (Usage) before the first change if a root is unknown or is to be deleted. Any
     /// other Failure names the line of the key at which it happened. All keys before that line are
-    /// done then, and perhaps some values of this key.
+    /// done then, and perhaps some values of the key itself.
     static void apply(const std::vector<SettingsKey>& keys);
     /// Gives a key these values and deletes its others. The new values are written first.
     static void replace(const SettingsKey& key);

@@ -41,9 +41,9 @@ class DeviceCall {
 
 /// While one exists, a stop doesn't wait for a silent device. Once a DeviceCall has gone on for
 /// half a second since the stop, or since its own start if that is later, `end` is called on the
-/// watch's thread. It puts everything in order and returns the exit status, with which the program
-/// then ends. The thread in the DeviceCall can't leave the call meanwhile. So `end` may use what
-/// that thread owns, except the device and what callbacks change during the call.
+/// watch's thread. `end` puts everything in order and returns the exit status, with which the
+/// program then ends. The thread in the DeviceCall can't leave the call meanwhile. So `end` may use
+/// what that thread owns, except the device and what callbacks change during the call.
 class StopWatch {
   public:
     explicit StopWatch(std::function<ExitStatus()> end);

@@ -70,7 +70,7 @@ void writeNewFile(const std::u16string& path, std::string_view bytes) {
     if (!file) fail(path, reasonText());
     DWORD written = 0;
     const auto size = static_cast<DWORD>(bytes.size());
-    // The platform's move doesn't replace a file that has the name.
+    // The platform's move doesn't replace a file that has the name already.
     if (WriteFile(file.get(), bytes.data(), size, &written, nullptr) &&
         FlushFileBuffers(file.get()) && MoveFileW(hidden.c_str(), path.c_str()))
         return;

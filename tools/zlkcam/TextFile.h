@@ -1,5 +1,6 @@
 #pragma once
-// Reads and writes small files in one piece. All functions throw Failure (FileUnusable).
+// Reads and writes small files in one piece. If that fails, all functions throw Failure
+// (FileUnusable).
 
 #include <cstddef>
 #include <string>

@@ -55,7 +55,7 @@ ExitStatus Tool::finish(const Failure& failure) {
     warn(std::string("zlkcam: ") + failure.what());
     if (!failure.advice.empty()) warn(failure.advice);
     if (json) {
-        // Half an answer may have been built by now, which the error replaces.
+        // The error replaces the part of the answer that was built so far.
         answer = JsonWriter();
         writeError(answer.beginObject().key("error"), failure);
         answer.endObject();

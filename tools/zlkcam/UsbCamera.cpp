@@ -55,8 +55,8 @@ std::u16string usbIdOf(const AttachedCamera& camera) {
 
 std::vector<UsbCamera> usbCameras(const DeviceDirectory& directory,
                                   const std::vector<Device>& devices) {
-    // A camera in a dock is listed under its own name, but is reached through the dock's port. So
-    // ports are compared, and not ids.
+    // A camera in a dock is listed under its own context id, but is reached through the dock's
+    // port. So ports are compared, and not ids.
     std::vector<std::u16string> ports;
     ports.reserve(devices.size());
     for (const Device& device : devices) ports.push_back(directory.cameraPort(device.contextId));

@@ -52,9 +52,9 @@ WCHAR letterOf(const std::string& text) {
 
 /// Writes the instance entry that the settings need for a card to be listed as the camera of its
 /// vendor and product, and returns the camera's context id. Without vendor or product, for a disc,
-/// or if no row of the camera table fits, nothing is written and the result is empty. A new entry
-/// gets the name of a row in the settings, else the label, else vendor and product: the components
-/// don't tell the name in a built-in row.
+/// or if the components know no such camera, nothing is written and the result is empty. A new
+/// entry gets the name of a row in the settings, else the label, else vendor and product: the
+/// components don't tell the name in a built-in row.
 std::u16string addInstanceEntry(const CardMount& mount) {
     if (mount.vendor.empty() || mount.product.empty() || mount.cdrom) return {};
     const auto utils = createComponent<IDeviceUtils>(u"ZlkCamTr.DeviceUtils");

@@ -80,7 +80,7 @@ std::unique_ptr<CameraRecording> beginRecording(const AttachedCamera& camera, HA
 std::string troubleOf(CameraRecording& recording) {
     if (recording.end()) return {};
     const DWORD error = GetLastError();
-    // The recording has everything up to the unplugging, which may be what it was made for.
+    // The recording has everything up to the unplugging.
     if (error == ERROR_DEVICE_NOT_CONNECTED) return {};
     if (error == ERROR_SEM_TIMEOUT) return "the disk is too slow for it";
     return reasonText(error);

@@ -152,7 +152,7 @@ void carryOut(Tool& tool, const Options& options, const Prepared& run, UnloadSum
         report.write();
     };
     // From here on a stop has to leave the copies, their records and the answer in order. `end`
-    // isn't called after this function, because nothing waits for the device any more.
+    // isn't called after this function, because no DeviceCall follows.
     end = [&] {
         unloader.abandon();
         record();
