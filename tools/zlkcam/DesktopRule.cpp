@@ -13,7 +13,6 @@ std::string digits(std::uint16_t id) {
     return utf8Text(formatText(u"%04x", id));
 }
 
-/// Whether a file exists and has exactly this text.
 bool hasText(const std::u16string& file, const std::string& text) {
     try {
         return readFileBytes(file, text.size()) == text;

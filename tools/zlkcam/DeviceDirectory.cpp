@@ -9,7 +9,6 @@
 namespace zlk {
 namespace {
 
-// A getter of one of the three lists.
 using ListProperty = HRESULT (IDeviceList::*)(BSTR*) noexcept;
 
 std::vector<Device> readList(IDeviceList& list, ListProperty property) {

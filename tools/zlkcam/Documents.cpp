@@ -75,8 +75,6 @@ std::vector<Device> parseDevices(std::u16string_view xml) {
 
 std::vector<FileRecord> parseFileInfo(Bstr xml) {
     std::string text = utf8Text(xml.view());
-    // The UTF-16 text isn't needed any more, so it is freed before the tree and the records need
-    // memory.
     xml = Bstr();
     pugi::xml_document document;
     std::vector<FileRecord> records;

@@ -51,7 +51,6 @@ std::optional<Line> latest(Condition fits) {
     return found == said.rend() ? std::nullopt : std::optional(*found);
 }
 
-/// The newest line that has either subject.
 std::optional<Line> latestOf(std::string_view subject, std::string_view other) {
     return latest(
         [&](const Line& line) { return line.subject == subject || line.subject == other; });
@@ -62,7 +61,6 @@ std::string sentence(const std::string& what, std::string reason) {
     return what + ": " + reason;
 }
 
-/// What the user can do about an error of the settings store.
 std::string settingsAdvice(DWORD error) {
     const std::string place = std::string(" ") + placeAdvice;
     switch (error) {

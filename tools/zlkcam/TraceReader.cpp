@@ -15,7 +15,6 @@ constexpr std::size_t headSize = 8;
 // among them, since two records may differ only in their times.
 constexpr std::size_t memorySize = 256;
 
-/// Whether a record begins here.
 bool isHead(std::span<const BYTE> bytes) {
     return bytes.size() > headSize && std::equal(marker, marker + 2, bytes.begin()) &&
            std::equal(kindAndFlags, kindAndFlags + 2, bytes.begin() + 6);

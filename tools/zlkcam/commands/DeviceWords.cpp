@@ -20,7 +20,6 @@ void addDevice(CLI::App& command, DeviceOption& option) {
 }
 
 std::u16string DeviceWords::takeDevice(std::size_t others) {
-    // The command needs `others` words, so that one more in front of them must be a device.
     return words.size() > others ? takeFirst(words) : std::u16string();
 }
 
