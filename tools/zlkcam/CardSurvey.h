@@ -18,8 +18,8 @@ namespace zlk {
 /// Walks the card once, when it is constructed.
 class CardSurvey {
   public:
-    /// A folder that couldn't be read whole, or in which the component's list lacks files that
-    /// aren't hidden.
+    /// A folder that couldn't be read whole, or whose files, apart from hidden ones, aren't all in
+    /// the component's list.
     struct UnreadFolder {
         std::u16string path;
         std::string reason;

@@ -58,7 +58,7 @@ class Session {
 };
 
 /// Sends an escape message to a device and returns the answer, also while another program holds the
-/// device. Throws Failure if there is no answer.
+/// device. Throws Failure if that fails.
 std::u16string askDevice(const Device& device, std::u16string_view message);
 
 /// A session for reading and deleting files.
