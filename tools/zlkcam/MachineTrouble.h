@@ -29,8 +29,8 @@ Failure settingsFailure(const std::string& what, DWORD error);
 /// has reported nothing about modules or the machine root.
 Failure moduleFailure(const std::string& what, DWORD error, const std::string& advice);
 
-/// Why claims can't be made on this computer, if the platform has reported that. If there is no
-/// such report, another program really holds the device.
+/// Why claims can't be made on this computer, if the platform has reported that. None without such
+/// a report; another program is then taken to hold the device.
 std::optional<Failure> claimFailure();
 
 }  // namespace zlk

@@ -36,7 +36,7 @@ struct SettingsKey {
 };
 
 /// Parses the contents of a file: UTF-8, or UTF-16 with a byte order mark. Throws Failure
-/// (BadDocument) with the line's number.
+/// (BadDocument) with the number of the wrong line in its message.
 std::vector<SettingsKey> parseSettingsText(std::string_view bytes);
 
 /// The text, in UTF-8, from which parseSettingsText makes these keys again. `remove` is ignored:
