@@ -75,8 +75,8 @@ ChainFile ChainFile::read(int folder) {
 }
 
 void ChainFile::parse(const std::string& bytes) {
-    // parse_full keeps comments and processing instructions, which other tools may have put there,
-    // for the rewriting of the file. A document type is dropped.
+    // parse_full keeps comments and processing instructions that other tools may have put there, so
+    // that text() gives them back. A document type is dropped.
     const auto result =
         document_.load_buffer(bytes.data(), bytes.size(), pugi::parse_full & ~pugi::parse_doctype);
     if (!result) throw UnusableFile(std::string("it isn't XML (") + result.description() + ")");

@@ -1,5 +1,5 @@
 #pragma once
-// The chain file of an ASC media hash list, which lists all manifests and their sums, so that a
+// The chain file of an ASC media hash list, which lists the manifests and their sums, so that a
 // manifest that was changed or removed is noticed.
 
 #include <pugixml.hpp>

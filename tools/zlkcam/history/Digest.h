@@ -29,7 +29,7 @@ std::optional<DigestKind> digestKind(std::string_view name);
 /// The number of bytes of a sum of this kind, at most 64.
 std::size_t digestSize(DigestKind kind);
 
-/// A finished sum. Two are equal if their kinds and all bytes are.
+/// A finished sum.
 struct Digest {
     DigestKind kind = DigestKind::Xxh128;
     std::array<std::byte, 64> bytes{};  ///< zeros after the first digestSize bytes

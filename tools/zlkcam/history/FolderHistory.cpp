@@ -62,15 +62,15 @@ class FolderHistory::Reader {
         history_.troubles_.push_back({std::move(file), unusable.what()});
     }
 
-    /// All files of the history, the oldest first: manifests by their numbers, and sums files in
-    /// between by the dates in their names.
+    /// All manifests and sums files, the oldest first: manifests by their numbers, and sums files
+    /// in between by the dates in their names.
     std::vector<RunFile> files();
     // Manifests, sorted by their numbers. Also reads the chain file.
     std::vector<RunFile> manifests();
     // Sums files, sorted by their dates.
     std::vector<RunFile> sumsFiles();
-    // Reads the chain file. Notes it if it can't be used, and else the manifests that it names and
-    // that are missing.
+    // Reads the chain file. A chain file that can't be used is noted, and so is each manifest that
+    // it lists and that isn't among `names`.
     void readChain(const std::unordered_set<std::string>& names);
 
     void readRun(const RunFile& file);

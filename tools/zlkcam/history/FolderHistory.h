@@ -1,6 +1,6 @@
 #pragma once
 // Reads what all earlier runs have recorded of a folder: the generations of its media hash list
-// (`ascmhl/`) and the sums files in it.
+// (`ascmhl/`), and the sums files that lie directly in the folder.
 //
 // Everything is reached from an open folder, whatever becomes of its path. Anybody who may write
 // there can forge any record, so a record is only trusted to describe what a file of the folder

@@ -55,8 +55,8 @@ class ManifestFolder {
     // Deletes the hidden files of writers that were killed.
     void removeLeftovers() const;
     ChainFile readChain() const;
-    /// Adds to the chain the manifests whose writers were killed before they could do so. Returns
-    /// the next number.
+    /// Adds to the chain the manifests that it lacks because their writers were killed. Returns the
+    /// next number.
     std::uint32_t complete(ChainFile& chain) const;
 
     const int folder_;
@@ -102,8 +102,8 @@ ChainFile ManifestFolder::readChain() const {
 }
 
 std::uint32_t ManifestFolder::complete(ChainFile& chain) const {
-    // A writer takes the number after the highest listed one. So only manifests with higher numbers
-    // can be those of writers that were killed before they came to the chain file.
+    // A writer takes the number after the highest listed one. So if it was killed before it wrote
+    // the chain file, its manifest has a higher number than all that are listed.
     std::uint64_t last = 0;
     for (const ChainFile::Entry& entry : chain.entries()) last = std::max(last, entry.number);
     std::map<std::uint32_t, std::string> unlisted;
@@ -146,8 +146,9 @@ std::string ManifestFolder::add(const Generation& generation) {
     try {
         newChain.replace(chainName);
     } catch (const Failure&) {
-        // Without its entry in the chain the manifest is withdrawn, to fail as if nothing had
-        // happened. If only the new chain's flush failed, both stay: the chain names the manifest.
+        // A manifest that isn't in the chain is deleted, to fail as if nothing had happened. If
+        // only the new chain's flush failed, both files stay, as the chain names the manifest by
+        // then.
         if (!newChain.hasName()) ::unlinkat(manifests_.get(), name.c_str(), 0);
         throw;
     }

@@ -1,8 +1,8 @@
 #pragma once
 // Records what one run has copied into a folder, or has verified there.
 //
-// Both functions give a file its name only when it is whole on the disk, and replace no file but
-// the chain file. They still work after a wish to stop, because what was copied before is worth a
+// The functions below give a file its name only when it is whole on the disk, and replace no file
+// but the chain file. They also work after a stop, because what was copied before is worth a
 // record.
 
 #include <cstdint>
@@ -21,14 +21,14 @@ struct Generation {
     std::vector<HashRecord> records{};
 };
 
-/// Adds a generation to the folder's media hash list, and begins the list if there is none: a
-/// manifest in `ascmhl/`, and its entry in the chain file there. Sums that a manifest can't hold
-/// (SHA-256) are left out, and so is a `device` or `source` that isXmlText refuses. `folder` is an
-/// open descriptor, which stays the caller's; the folder's name becomes a part of the manifest's.
+/// Adds a generation to the folder's media hash list: a manifest in `ascmhl/`, and its entry in the
+/// chain file there. If there is no list, it is begun. Sums that a manifest can't hold (SHA-256)
+/// are left out, and so is a `device` or `source` that isXmlText refuses. `folder` is an open
+/// descriptor, which stays the caller's; the folder's name becomes a part of the manifest's name.
 /// Returns the path of the manifest below the folder; empty, with nothing written, if there are no
-/// records. Throws Failure (FileUnusable), also if a manifest can't hold a path, the chain file
-/// can't be understood, or another program keeps the history locked, and std::invalid_argument if
-/// a record has no sum that a manifest can hold.
+/// records. Throws std::invalid_argument if a record has no sum that a manifest can hold, and
+/// Failure (FileUnusable) for other errors, such as a path that a manifest can't hold, or a history
+/// that another program keeps locked.
 std::string writeGeneration(int folder, const Generation& generation);
 
 /// Writes the sums of one kind (XXH128 or SHA-256) into a new file of the folder, which `xxhsum -c`

@@ -41,8 +41,9 @@ inline constexpr std::string_view historyFolder = "ascmhl";
 
 bool isUtf8(std::string_view bytes);
 
-/// Whether a record may have this path: valid UTF-8 of at most 4095 bytes and without a zero, below
-/// the folder, and not in a history. A forged record must not make anybody read or write elsewhere.
+/// Whether a record may have this path: valid UTF-8 of at most 4095 bytes without a zero byte, and
+/// no component of it empty, `.`, `..` or the folder of a history. A forged record must not make
+/// anybody read or write elsewhere.
 bool isRecordedPath(std::string_view path);
 
 }  // namespace zlk

@@ -14,8 +14,8 @@ namespace {
 
 using Kind = XmlToken::Kind;
 
-// The most bytes of one element, such as that of a file. This limit and the depth that XmlTokens
-// allows bound the memory of an element.
+// The most bytes of an element that is parsed as a whole, such as that of a file. This limit and
+// the depth that XmlTokens allows bound the memory of an element.
 constexpr std::size_t largestElement = 1 << 20;
 constexpr std::size_t longestOwnText = 4095;
 

@@ -67,8 +67,8 @@ class ManifestWriter final : private pugi::xml_writer {
     void write(const void* text, std::size_t size) override {
         write_({static_cast<const char*>(text), size});
     }
-    /// Writes one element at this depth of the document. The element is in memory only meanwhile,
-    /// so that a manifest of any length takes little memory.
+    /// Writes one element at this depth of the document. Of the document only this element is in
+    /// memory, however long the manifest is.
     template <class Fill>
     void writeElement(const char* name, unsigned depth, Fill fill) {
         pugi::xml_node element = document_.append_child(name);

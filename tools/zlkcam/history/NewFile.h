@@ -11,13 +11,12 @@
 
 namespace zlk {
 
-/// Used by one thread at a time; the descriptor of its folder has to stay open as long as this
-/// lives.
+/// Used by one thread at a time.
 class NewFile {
   public:
     /// Creates the hidden file in `folder`, an open descriptor that stays the caller's and outlives
-    /// this. `name` is the name that the file will get, or one like it: it becomes a part of the
-    /// hidden name, and stands in messages.
+    /// this. `name` becomes a part of the hidden name and stands in messages. The real name is
+    /// given later and may differ.
     NewFile(int folder, const std::string& name);
     /// Deletes the file if it still has its hidden name.
     ~NewFile();
@@ -26,13 +25,14 @@ class NewFile {
 
     /// Appends bytes, which are collected and written in large blocks.
     void write(std::string_view bytes);
-    /// Writes the rest and waits until all of it is on the disk.
+    /// Writes the rest and waits until all bytes are on the disk. To be called before the file gets
+    /// its name.
     void finish();
 
-    /// Moves the file to a name; false if the name is taken. `finish` has to come first.
+    /// Moves the file to a name; false if the name is taken.
     bool takeName(const std::string& name);
-    /// Moves the file to the first of the names of datedName that is free, waits until the name is
-    /// on the disk, and returns it.
+    /// Moves the file to the first free name that datedName forms, flushes the folder, and returns
+    /// the name.
     std::string takeDatedName(std::int64_t made, std::string_view suffix);
     /// Moves the file to a name and replaces a file that has it.
     void replace(const std::string& name);

@@ -10,8 +10,9 @@
 namespace zlk {
 namespace {
 
-/// Whether the older record can be about the same bytes: they share a kind of sum, and no shared
-/// kind differs. The record of a damaged file has no sums, so any older record counts.
+/// Whether the older record can be about the same bytes: the two records have a kind of sum in
+/// common, and their sums of all common kinds are equal. A newer record without sums is that of a
+/// damaged file, for which any older record counts.
 bool isOfSameFile(const HashRecord& newer, const HashRecord& older) {
     if (newer.sums.empty()) return true;
     bool isShared = false;
@@ -83,8 +84,8 @@ void RecordMerge::carryOver(RunContent& content) {
             isRename.contains(i) ? nullptr : findRecord(records_, content.records[i].path);
         if (older && !renamed.contains(older)) fillIn(content.records[i], *older);
     }
-    // An empty path marks the records that are removed, as their pointers must stay valid until
-    // here.
+    // The records to remove are marked by an empty path first: erasing them one by one would move
+    // those to which `renamed` still points.
     for (const HashRecord* const record : renamed)
         records_[static_cast<std::size_t>(record - records_.data())].path.clear();
     if (!renamed.empty())

@@ -11,7 +11,7 @@ namespace zlk {
 /// Runs have to be added from the oldest to the newest.
 class RecordMerge {
   public:
-    /// Adds the records of a run that came after all runs added before. `run` is its number. Throws
+    /// Adds the records of a run, whose index in FolderHistory::runs() is `run`. Throws
     /// UnusableFile, with nothing added, if there would be too many records.
     void add(RunContent content, std::uint32_t run);
 

@@ -13,9 +13,9 @@ namespace zlk {
 /// One line with its line end.
 std::string sumsLine(const Digest& sum, const std::string& path);
 
-/// Empty lines, and lines that begin with `#`, are skipped. Throws UnusableFile if any other line
-/// can't be understood or has a path that no record may have, if there are too many, or if a line
-/// is too long or lacks its line end. What `source` throws passes through.
+/// Empty lines, and lines that begin with `#`, are skipped. Throws UnusableFile if, for instance,
+/// another line can't be understood or has a path that no record may have, or if the last line
+/// lacks its line end. What `source` throws passes through.
 RunContent readSums(const ByteSource& source, DigestKind kind);
 
 }  // namespace zlk

@@ -25,11 +25,10 @@ class XmlTokens {
     explicit XmlTokens(ByteSource source);
 
     /// Reads the next token; false at the end of the document. A long text may come in several
-    /// pieces; comments and processing instructions are skipped. Throws UnusableFile for tags that
-    /// are malformed, for tags, comments and the like that are too long, for elements that are
-    /// nested too deeply, for text or a second element outside of the root, for a document type,
-    /// and for a document that has no root or ends inside of an element. Other violations of XML
-    /// aren't noticed here.
+    /// pieces; comments and processing instructions are skipped. Throws UnusableFile for a document
+    /// type, for tags and comments that are too long, for elements that are nested too deeply, for
+    /// a document that is cut off, and for some violations of XML. Other violations aren't noticed
+    /// here.
     bool next(XmlToken& token);
 
   private:
