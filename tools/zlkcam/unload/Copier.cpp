@@ -58,8 +58,7 @@ Copier::Copier(const PhotoSession& session, const UnloadPlan& plan, const Settle
 void Copier::copy(std::vector<UnloadedFile>& files) {
     for (std::size_t i = 0; i < files.size(); ++i) {
         const PlannedFile& planned = plan_.files()[i];
-        // The settlers may settle the previous shot only now: until here another file of it could
-        // have followed.
+        // If this file begins a new shot, the settlers may settle the shots before it from now on.
         for (const auto& settler : settlers_) settler->begin(planned.shot);
         if (StopFlag::raised()) ending_ = stoppedUnloading();
         if (!ending_) ending_ = endOfDestinations();
@@ -287,7 +286,7 @@ void Copier::save(const UnloadedFile& file, CopySink& into, ProgressCallback& pr
         return device.SaveFileData(id.get(), path.get(), progress.asArgument());
     });
     // If no copy can be written, the sink refuses the bytes, and the component may fail for that
-    // reason. This failure is then each destination's and not the device's.
+    // reason. Then the destinations have failed, and not the device.
     if (result != S_OK && !into.isLost()) throwFetchFailure(session_.errorCode());
 }
 

@@ -1,6 +1,6 @@
 #pragma once
-// Reads each file of the device once for all destinations together, and hands the copies on to each
-// destination's Settler, which flushes, proves and names them.
+// Reads each file of the device for all destinations together, and hands each destination's copy on
+// to its Settler, which finishes it.
 
 #include <deque>
 #include <memory>
@@ -25,16 +25,16 @@ class Copier {
   public:
     using Settlers = std::vector<std::unique_ptr<Settler>>;
 
-    /// `filesAhead` is how many files of a volume are opened before their turn, so that the system
+    /// At most `filesAhead` files of a volume are opened before their turn, so that the system
     /// reads them from the card while earlier ones are being written. All references stay the
     /// caller's.
     Copier(const PhotoSession& session, const UnloadPlan& plan, const Settlers& settlers,
            const UnloadOptions& options, std::size_t filesAhead, UnloadProgress& progress);
 
     /// Copies the files of the plan and waits until they are settled. `files` has one entry for
-    /// each file of the plan, in the same order, and receives the results. A file that fails
-    /// doesn't end the copying, which ends early only if nothing more can be copied: the device is
-    /// gone or was let go, no destination can be used any more, or the user wants it to stop.
+    /// each file of the plan, in the same order, and receives the results. The copying goes on
+    /// after a file that fails. It ends early if the device is gone or was let go, if no
+    /// destination can be used any more, or if the user stops it.
     void copy(std::vector<UnloadedFile>& files);
 
     /// For another thread, while this object's thread hangs in a DeviceCall and never returns:
@@ -42,7 +42,8 @@ class Copier {
     /// failure. Only the results may be used afterwards.
     void abandon();
 
-    /// Why `copy` ended early; the files that it didn't reach have no reason of their own.
+    /// The failure that ended the run, if there is one. Files that `copy` didn't reach have no
+    /// failure of their own.
     const std::optional<Failure>& ending() const { return ending_; }
 
   private:
@@ -66,10 +67,10 @@ class Copier {
     static void readState(const SourceFile& source, UnloadedFile& file);
     /// Makes a hidden copy in each destination that needs the file.
     Lanes openLanes(const PlannedFile& planned, UnloadedFile& file);
-    /// Reads the file into the lanes, removes from `lanes` those that couldn't be written, and
-    /// notes the file's sums unless none is left. With --verify the file is read twice, or only
-    /// once if an earlier run has left its sum. Throws Failure if a reading fails, the readings
-    /// differ, or the file changed meanwhile.
+    /// Reads the file into the lanes and removes from `lanes` those that couldn't be written. Notes
+    /// the file's sums, unless all lanes were removed. With --verify the file is read twice, or
+    /// only once if an earlier run has left its sum. Throws Failure if a reading fails, the
+    /// readings differ, or the file changed meanwhile.
     void read(const PlannedFile& planned, const SourceFile& source, UnloadedFile& file,
               Lanes& lanes);
     void closeLanes(UnloadedFile& file, Lanes& lanes, const CopySink& sink);
@@ -85,8 +86,8 @@ class Copier {
 
     /// Gets a file's bytes into the sink `into`: the device writes them, or they are read by the
     /// file's path if it is too large for a component. The reading fills the part `share` of the
-    /// file's progress. Throws Failure if the reading fails or bytes are missing at its end. If all
-    /// copies failed it doesn't throw; `into` tells that.
+    /// file's progress. Throws Failure if the reading fails or bytes are missing at its end, but
+    /// not if all copies failed, which `into` tells.
     void fetch(const UnloadedFile& file, CopySink& into, Share share);
     void save(const UnloadedFile& file, CopySink& into, ProgressCallback& progress);
     /// For files of 4 GiB and more, whose bytes a component can't count. The device is claimed by

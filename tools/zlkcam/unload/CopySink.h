@@ -28,9 +28,8 @@ class CopySink final : public FileSink {
     /// To be called before the first bytes. The caller keeps the copy, which has to outlive this.
     void addCopy(HiddenCopy& copy) { copies_.push_back({&copy}); }
 
-    /// Gathers bytes until the next piece doesn't fit into the block, and then passes them on.
-    /// False if bytes were passed on and no copy is left that can be written. Always true without
-    /// copies.
+    /// Gathers small pieces, to pass them on together. False if bytes were passed on and no copy is
+    /// left that can be written. Always true without copies.
     bool take(std::span<const std::byte> bytes) override;
     /// To be called after the last bytes. The results below are complete only then.
     void finish();

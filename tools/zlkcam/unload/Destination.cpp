@@ -8,7 +8,7 @@
 namespace zlk {
 namespace {
 
-/// The path as it is used from then on. Throws Failure (Usage) if the user gave none.
+/// The absolute path of the destination. Throws Failure (Usage) if the user gave none.
 std::u16string destinationPath(const std::u16string& given) {
     if (given.empty())
         throw Failure(ExitStatus::Usage, "The folder to copy into has no name.",

@@ -41,17 +41,17 @@ class Destination {
     /// The path of a file of the destination, for messages; of the folder itself if `file` is
     /// empty.
     std::string shown(std::string_view file) const { return folders_.shown(file); }
-    /// Whether the folder doesn't exist and wasn't to be created. Then only `path`, `shown`,
-    /// `folder`, `way` and `findSame` may be called.
+    /// Whether the folder couldn't be opened, which only Making::Nothing allows: it may not exist
+    /// yet. Then only `path`, `shown`, `folder`, `way` and `findSame` may be called.
     bool isMissing() const { return !folders_.top().descriptor; }
     /// The folder's descriptor, which stays this object's; -1 if the folder is missing.
     int folder() const { return folders_.top().descriptor.get(); }
-    /// The folder and all folders above it, from the inside out. If the folder is missing, only the
-    /// existing ones.
+    /// The folder and all folders above it, from the inside out. If the folder is missing, only
+    /// those above it that exist.
     const std::vector<FileIdentity>& way() const { return folders_.top().way; }
 
-    /// Creates the hidden file that is going to be placed at `wanted`. Throws Failure
-    /// (FileUnusable).
+    /// Creates a hidden file on the file system on which a file at `wanted` would lie. Throws
+    /// Failure (FileUnusable).
     HiddenCopy make(const std::string& wanted);
 
     /// `place` and `findSame` do what they do in Placer. If the folder is missing, `findSame` finds
@@ -85,7 +85,7 @@ class Destination {
   private:
     const std::u16string path_;
     const DeviceRoot device_;
-    std::mutex inUse_;  // guards what changes in all below
+    std::mutex inUse_;  // guards what changes in the members below
     FolderTree folders_;
     RunFolders runFolders_;
     Placer placer_;

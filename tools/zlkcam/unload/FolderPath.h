@@ -15,8 +15,8 @@ Descriptor openFolder(const std::u16string& path, std::string& reason);
 /// path that has no slash or ends in one.
 std::u16string pathAbove(const std::u16string& path);
 
-/// The longest part of a path that exists, or else its root, to find out on which device a new
-/// folder would lie.
+/// The longest part of an absolute path that exists, or else its root. A new folder would lie on
+/// the device on which this part lies.
 std::u16string existingPart(std::u16string path);
 
 }  // namespace zlk

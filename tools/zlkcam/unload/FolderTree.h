@@ -72,8 +72,8 @@ class FolderTree {
     void flushNames(const std::string& doing);
 
   private:
-    /// Opens a folder, and all that lead to it. Missing ones are created if `make` is set; else the
-    /// result is null.
+    /// Opens a folder and the folders on the way to it. Missing folders are created if `make` is
+    /// set; without `make` the result is null if one is missing.
     const OpenFolder* enter(const std::string& folder, bool make);
     OpenFolder open(const OpenFolder& above, const std::string& folder, bool make);
     void limitFolders();

@@ -44,7 +44,7 @@ class GlobPattern {
 
     void addRun(std::u16string_view& rest);
     void addSet(std::u16string_view& rest, const std::string& text);
-    /// Adds to `reached` the places that need no further character.
+    /// Adds to `reached` the places of the pattern that need no further character.
     void follow(std::vector<bool>& reached) const;
     /// Sets in `next` the places to which one more character leads from those in `reached`.
     void step(const std::vector<bool>& reached, char16_t upper, std::vector<bool>& next) const;

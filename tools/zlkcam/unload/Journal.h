@@ -27,8 +27,8 @@ class Journal {
     /// is full, a killed run would have to start anew. That costs time only, so it isn't an error.
     explicit Journal(int runFolder);
 
-    /// Appends a line; silently does nothing once writing has failed, and for a path that a line
-    /// can't hold.
+    /// Appends a line; silently does nothing once opening or writing has failed, and for a path
+    /// that a line can't hold.
     void add(const JournalEntry& entry);
 
     /// Reads the journal of a killed run, up to the first line that is damaged.

@@ -34,8 +34,8 @@ std::optional<LocalTime> localTimeIn(std::string_view text);
 /// Converts seconds since 1970 UTC to this machine's time zone; none if they are out of range.
 std::optional<LocalTime> localTimeOf(std::int64_t seconds);
 
-/// When a file was created, by the device's list: the earlier of its two times, since a picture may
-/// be edited after it was taken. None if the list has nothing plausible.
+/// When a picture was taken, by the device's list: the earlier of the file's plausible times, since
+/// a picture may be edited after it was taken. None if no time is plausible.
 std::optional<LocalTime> listedDate(const FileRecord& file);
 
 /// When a file was last changed, by the device's list. If the list has no plausible time for that,

@@ -15,7 +15,7 @@ struct NameFields {
     std::u16string path;      ///< of the file, below the device's root
     std::u16string camera{};  ///< the device's name
     unsigned counter = 1;     ///< of the run's shots, from 1 on; the files of one shot share it
-    std::optional<LocalTime> date{};  ///< when it was taken; none reads as `undated`
+    std::optional<LocalTime> date{};  ///< when the picture was taken; none reads as `undated`
 };
 
 /// A template that was parsed once and is applied to many files. Constant once constructed.

@@ -105,8 +105,8 @@ std::string_view tiffIn(std::string_view head) {
     return exif.empty() && isIsoFile ? tiffBehind(head, "CMT2") : exif;
 }
 
-/// When recording of a video began, by its movie header. That box is found by its size, type and
-/// version, of which there are two forms, without walking the tree of boxes.
+/// When recording of a video began, by its movie header. That box has two forms, and is found by
+/// its size, type and version, without walking the tree of boxes.
 std::optional<LocalTime> movieTime(std::string_view head) {
     struct Form {
         std::string_view start;  // size, type and version

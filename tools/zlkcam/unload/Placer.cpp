@@ -121,8 +121,8 @@ bool Placer::placeAt(Placement& placement, unsigned number) {
 
 void Placer::placeBeside(std::span<Placement* const> together) {
     unsigned number = 1;
-    // All files get the same number, so that a RAW and its JPEG keep belonging together. The search
-    // begins at the highest of the numbers that are the first free one for a file.
+    // All files get the same number, so that a RAW and its JPEG keep belonging together. Each file
+    // has a first free number; the search begins at the highest of these.
     for (const Placement* const placement : together)
         number = std::max(number, namesakesOf(placement->wanted).next);
     for (std::size_t left = together.size(); left > 0; ++number) {

@@ -24,7 +24,7 @@ enum class RecordForm { MediaHashList, Sums, None };
 /// A copy of a file of the device that a destination has already.
 struct KnownCopy {
     std::string file;  ///< below the destination
-    /// No file of the copy's size is there any more: the copy was moved, changed or deleted.
+    /// No file of the copy's size can be opened there any more.
     bool isGone = false;
     /// Set for a copy of a killed run only, which had read the file from the device and flushed the
     /// copy. Other copies are only known by name, size and time, and have no sum here.

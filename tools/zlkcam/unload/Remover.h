@@ -16,7 +16,7 @@ namespace zlk {
 class Remover {
   public:
     /// `survey` knows the folders that couldn't be read to their ends; nothing in them is deleted.
-    /// Both references stay the caller's.
+    /// `session` and `survey` stay the caller's.
     Remover(const PhotoSession& session, const CardSurvey& survey, const UnloadOptions& options);
 
     /// Deletes the files that mayBeDeleted() accepts and that haven't changed since, and nothing

@@ -14,7 +14,7 @@
 
 namespace zlk {
 
-/// Whether something went wrong with a file, or the run ended before all its copies were made.
+/// Whether something went wrong with a file, or a destination that needs it didn't get it.
 bool isAmiss(const UnloadedFile& file);
 
 /// Builds text only, and touches neither files nor the device.

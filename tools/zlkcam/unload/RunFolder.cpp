@@ -50,8 +50,8 @@ Descriptor openBelow(int parent, const std::string& name) {
 }
 
 /// Whether the run of a folder is dead. A live run holds the lock of its folder. This function
-/// takes the lock, which `folder` then holds until it is closed. On network file systems, not all
-/// of which show the locks of other computers, the folder must also be a day old.
+/// takes the lock, which `folder` then holds until it is closed. Where locks of other computers
+/// may not show, see isOnThisMachine(), the folder must also be a day old.
 bool isLeftover(int folder) {
     constexpr std::time_t day = 24 * 3600;
     struct stat status {};

@@ -49,7 +49,7 @@ void RunFolders::flush(const std::string& doing) const {
         errno = moveError_;
         throwPosix(doing);
     }
-    // Some file systems return ENOSYS, and have only the fsync of each folder.
+    // Without syncfs (ENOSYS) only the fsync of each folder is left.
     for (const auto& [device, run] : runFolders_)
         if (::syncfs(run->folder()) != 0 && errno != ENOSYS) throwPosix(doing);
 }

@@ -19,8 +19,8 @@ class RunFolders {
     /// `folders` stays the caller's and outlives this.
     explicit RunFolders(FolderTree& folders) : folders_(folders) {}
 
-    /// Creates the hidden file that is going to be moved to `wanted`. Throws Failure
-    /// (FileUnusable).
+    /// Creates a hidden file on the file system on which a file at `wanted` would lie. Throws
+    /// Failure (FileUnusable).
     HiddenCopy make(const std::string& wanted);
     /// The private folder in the destination itself, created on first use. Throws Failure
     /// (FileUnusable).
@@ -29,7 +29,7 @@ class RunFolders {
     /// Writes moved files through where a power cut would leave them without contents. An error is
     /// left to `flush`, which throws it.
     void flushMoved();
-    /// Waits until all that was written to these file systems is on the disk. Throws Failure
+    /// Waits until all that was written to the folders' file systems is on the disk. Throws Failure
     /// (FileUnusable), which says that `doing` failed.
     void flush(const std::string& doing) const;
 

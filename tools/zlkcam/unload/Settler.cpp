@@ -156,7 +156,7 @@ void Settler::settle(Batch& batch) {
         for (auto each = first; each != last; ++each) progress_.settled(*each->file);
         first = last;
     }
-    // The files of this batch have been moved; on FAT they need another flush.
+    // On FAT, files that were moved need another flush.
     destination_.flushMoved();
 }
 
@@ -267,7 +267,7 @@ void Settler::take(Arrival& arrival, Outcome outcome, const std::string& file) {
 }
 
 void Settler::fail(Arrival& arrival, const Failure& failure) {
-    // A stop isn't the file's fault, which counts as not reached.
+    // A stop isn't the file's fault. The file counts as not reached.
     if (failure.status == ExitStatus::Stopped) return;
     const std::lock_guard lock(results_);
     resultOf(arrival).fail(failure);

@@ -1,8 +1,9 @@
 #pragma once
-// Turns files that have arrived at a destination into finished copies: it flushes them, reads them
-// back and compares if that is wished, and only then gives them their names. It works on a thread
-// of its own while the device gives the next files. Files that arrive within about a second are
-// settled together, since flushing a disk takes about as long for many files as for one.
+// Turns files that have arrived at a destination into finished copies: a Settler flushes them,
+// reads them back and compares them if that is wished, and only then gives them their names. It
+// works on a thread of its own while the device gives the next files. Files that arrive within
+// about a second are settled together, since flushing a disk takes about as long for many files as
+// for one.
 
 #include <chrono>
 #include <condition_variable>
@@ -32,7 +33,8 @@ struct Arrival {
 /// What is settled together: the files of one or more complete shots.
 using Batch = std::vector<Arrival>;
 
-/// How much may wait in the queue. Each waiting hidden copy has an open descriptor.
+/// How much may wait in the queue, except that a single shot may be larger. Each waiting hidden
+/// copy has an open descriptor.
 struct BatchLimits {
     std::uint64_t bytes = 256 << 20;
     std::size_t files = 250;

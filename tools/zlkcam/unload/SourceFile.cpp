@@ -78,7 +78,6 @@ void SourceFile::forgetContents() const {
 }
 
 std::u16string pathBelow(std::u16string_view root, const FileRecord& record) {
-    // The root may end in a backslash, or not.
     while (root.ends_with(u'\\')) root.remove_suffix(1);
     const std::u16string_view id = record.id;
     const bool below = !root.empty() && id.size() > root.size() && id[root.size()] == u'\\' &&

@@ -67,8 +67,8 @@ class SourceFile {
     int file_ = -1;        // the handle's; -1 without a handle
 };
 
-/// The path of a file below the device's root, from which the name of its copy is made. If the
-/// id isn't below `root`, it is the path that the device's list has.
+/// The path of a file below the device's root, from which the name of its copy is made. If the id
+/// isn't below `root`, the path in the device's list is returned.
 std::u16string pathBelow(std::u16string_view root, const FileRecord& record);
 
 }  // namespace zlk

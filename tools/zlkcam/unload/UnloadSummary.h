@@ -14,7 +14,7 @@ namespace zlk {
 /// Knows nothing of the copying itself: it reads the results of the Unloader when they are final.
 class UnloadSummary {
   public:
-    /// All references stay the caller's. The time that the run took counts from here.
+    /// All references stay the caller's. The time of the run counts from here.
     UnloadSummary(Tool& tool, const std::u16string& contextId, const UnloadPlan& plan,
                   const std::vector<Target>& targets, const CardSurvey& survey);
 
@@ -24,7 +24,7 @@ class UnloadSummary {
     /// Notes why a deletion that was asked for isn't going to happen.
     void noteNotDeleted(const Failure& failure) { notDeleted_ = failure; }
     /// Writes what was done, and sets the exit status of the tool if something failed. With `quiet`
-    /// words only tell of failures. May be called from any thread, but only once.
+    /// only failures are put into words. May be called from any thread, but only once.
     void tell(const Unloader& unloader, bool quiet) const;
 
   private:

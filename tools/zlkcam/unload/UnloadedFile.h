@@ -52,7 +52,7 @@ struct UnloadedFile {
 
     /// What became of reading it if that failed, else the gravest outcome of its copies.
     Outcome outcome() const;
-    /// Its true size, or the listed one if it wasn't opened.
+    /// Its true size, or the listed one if the true one is 0 or unknown.
     std::uint64_t knownSize() const;
     /// Whether a destination has it, or had it before.
     bool isAnywhere() const;
