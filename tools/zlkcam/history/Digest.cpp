@@ -10,11 +10,11 @@
 namespace zlk {
 namespace {
 
-/// The rows are in the order of DigestKind.
 struct KindRow {
     const char* name;
     std::size_t size;
 };
+// In the order of DigestKind.
 constexpr KindRow rows[] = {{"c4", 64},  {"md5", 16},  {"sha1", 20},  {"xxh128", 16},
                             {"xxh3", 8}, {"xxh64", 8}, {"sha256", 32}};
 

@@ -152,7 +152,7 @@ void FolderCheck::run() {
         findNew();
         findRenamed();
     } catch (const Failure&) {
-        // Only a stop throws a Failure here. What can't be read is noted instead.
+        // Only a stop throws a Failure here.
         isStopped_ = true;
     }
 }

@@ -45,7 +45,8 @@ class FolderCheck {
         std::string path;  ///< below the folder, as the file system has it
         std::uint64_t size;
     };
-    /// Files that no record names, apart from renamed ones, which `files` has.
+    /// Files that no record names. Renamed files, which `files` has, and files of the history are
+    /// left out.
     const std::vector<FoundFile>& newFiles() const { return newFiles_; }
 
     /// A folder that couldn't be read; files in it may exist without being found.

@@ -19,7 +19,7 @@ using Write = std::function<void(std::string_view)>;
 // The elements of our own namespace, with the prefix that the root declares.
 constexpr char ownDevice[] = "zlk:device", ownSource[] = "zlk:source";
 
-// What a checker has to ignore: entries of a folder that aren't copies.
+// Patterns of entries that a checker ignores, because they aren't copies.
 constexpr const char* ignored[] = {".DS_Store", "ascmhl", "ascmhl/", ".zlkcam-*"};
 
 const char* actionName(HashAction action) {

@@ -91,7 +91,7 @@ std::size_t XmlTokens::lengthTo(std::string_view end, std::size_t from) {
     for (;;) {
         const std::size_t found = rest().find(end, from);
         if (found != std::string_view::npos) return found + end.size();
-        // What was searched isn't searched again, except for a beginning of `end` at the edge.
+        // What was searched isn't searched again, except the last bytes, which may begin `end`.
         from = std::max(from, rest().size() - std::min(rest().size(), end.size() - 1));
         if (!readMore()) throw UnusableFile("it ends in the middle");
     }

@@ -98,8 +98,8 @@ std::unique_ptr<SourceFile> Copier::takeSource(std::size_t index) {
     while (ahead_.size() < filesAhead_ && index + 1 + ahead_.size() < files.size()) {
         const PlannedFile& next = files[index + 1 + ahead_.size()];
         std::unique_ptr<SourceFile>& opened = ahead_.emplace_back();
-        // A file that a destination has already needn't be read, unless it is compared. A camera
-        // has no files that the system could read ahead.
+        // A file that a destination has already may not have to be read at all. A camera has no
+        // files that the system could read ahead.
         if (!next.known.empty() || !isOnVolume(*next.record)) continue;
         try {
             opened = std::make_unique<SourceFile>(*next.record);
@@ -211,8 +211,8 @@ void Copier::closeLanes(UnloadedFile& file, Lanes& lanes, const CopySink& sink) 
         const Failure failure = writeFailure(lane.settler->destination(), error);
         file.copies[lane.settler->index()].fail(failure);
         // EFBIG concerns this file only: the file system takes no file of that size (FAT: 4 GiB),
-        // but may take the others. Any other error (disk full, medium gone) would hit the others,
-        // too.
+        // but may take the others. Any other error, such as a full disk, is expected to hit the
+        // others, too.
         if (error != EFBIG) lane.settler->dropOut(failure);
         return true;
     });
@@ -253,14 +253,14 @@ std::optional<LocalTime> Copier::dateOf(const PlannedFile& planned) const {
 }
 
 void Copier::waitForSettlers() {
-    // A disk may take long to flush; this marks the wait as one that a stop needn't wait for.
+    // A disk may take long to flush, and a stop needn't wait for a DeviceCall.
     const DeviceCall waiting;
     for (const auto& settler : settlers_) settler->finish();
 }
 
 void Copier::fetch(const UnloadedFile& file, CopySink& into, Share share) {
     ProgressCallback callback([&](int percent) {
-        // Returning false has the component break off its transfer.
+        // Returning false breaks the transfer off.
         if (StopFlag::raised()) return false;
         progress_.progress(share.start + percent * share.size / 100);
         return true;
@@ -304,14 +304,14 @@ void Copier::readByPath(const UnloadedFile& file, CopySink& into, ProgressCallba
 }
 
 void Copier::throwFetchFailure(LONG code) const {
-    // A missing card makes every call fail in its own way; this names the cause.
+    // Without a card each call fails in its own way. NotConnected names the cause.
     if (!session_.hasMedia()) code = static_cast<LONG>(ExitStatus::NotConnected);
     throw deviceFailure(code, session_.device(), "Reading it");
 }
 
 void Copier::verify(const SourceFile& source, UnloadedFile& file) {
-    // Otherwise the second reading would come from the system's cache and compare the bytes with
-    // themselves, and not with what the card gives.
+    // The second reading has to come from the card. From the system's cache the same bytes would
+    // only be compared with themselves.
     source.forgetContents();
     CopySink second(block_);
     fetch(file, second, {50, 50});

@@ -38,8 +38,8 @@ class Copier {
     void copy(std::vector<UnloadedFile>& files);
 
     /// For another thread, while this object's thread hangs in a DeviceCall and never returns:
-    /// stops the settlers, and notes the stop as `ending` and, if a file is being read, as its
-    /// failure. Only the results may be used afterwards.
+    /// stops the settlers, and notes the stop as `ending` and as the failure of a file that is
+    /// being read. Only the results may be used afterwards.
     void abandon();
 
     /// The failure that ended the run, if there is one. Files that `copy` didn't reach have no
@@ -62,8 +62,8 @@ class Copier {
     /// Returns the file at this index, and opens up to `filesAhead` of the files that follow it.
     std::unique_ptr<SourceFile> takeSource(std::size_t index);
     void copyFile(const PlannedFile& planned, const SourceFile& source, UnloadedFile& file);
-    /// Finds out the file's true size and time; throws Failure if it can't be looked at any more,
-    /// has changed since it was listed, or is too large for a camera to give.
+    /// Finds out the file's true size and time. Throws Failure if the file can't be looked at any
+    /// more, if its size isn't the listed one, or if it is too large for a camera to give.
     static void readState(const SourceFile& source, UnloadedFile& file);
     /// Makes a hidden copy in each destination that needs the file.
     Lanes openLanes(const PlannedFile& planned, UnloadedFile& file);
@@ -90,8 +90,7 @@ class Copier {
     /// not if all copies failed, which `into` tells.
     void fetch(const UnloadedFile& file, CopySink& into, Share share);
     void save(const UnloadedFile& file, CopySink& into, ProgressCallback& progress);
-    /// For files of 4 GiB and more, whose bytes a component can't count. The device is claimed by
-    /// then, and lies at a path of this machine.
+    /// For files of 4 GiB and more, whose bytes a component can't count.
     void readByPath(const UnloadedFile& file, CopySink& into, ProgressCallback& progress);
     /// Reads the file a second time, and throws Failure if the bytes differ.
     void verify(const SourceFile& source, UnloadedFile& file);

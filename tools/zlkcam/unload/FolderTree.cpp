@@ -114,8 +114,8 @@ bool FolderTree::move(HiddenCopy& copy, const std::string& file) {
         if (errno != EEXIST) throwPosix("Making " + shown(file));
         return false;
     }
-    // On file systems without owners and modes (FAT, some network shares) others can write into the
-    // private folder, and may have exchanged the file before it was moved.
+    // On file systems without owners and modes (FAT, some network shares) others may write into the
+    // private folder, and could have exchanged the file before it was moved.
     const std::optional<bool> isThere = isNameOf(place.folder, place.name, copy.file());
     if (!isThere) throwPosix("Looking at " + shown(file));
     if (!*isThere)

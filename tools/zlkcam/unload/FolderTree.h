@@ -67,8 +67,8 @@ class FolderTree {
     /// Failure (FileUnusable).
     bool move(HiddenCopy& copy, const std::string& file);
     /// Waits until all names that were made here are on the disk, as far as flushing their folders
-    /// does that. Throws Failure (FileUnusable), which says that `doing` failed if a folder is
-    /// gone.
+    /// does that. Throws Failure (FileUnusable). If a folder is gone, the failure says that `doing`
+    /// failed.
     void flushNames(const std::string& doing);
 
   private:

@@ -29,7 +29,8 @@ class GlobPattern {
     struct Range {
         char16_t first, last;
     };
-    // A piece of the pattern. Run is `*`, DeepRun `**`, and MaybeFolders a mark before `**/`.
+    // A piece of the pattern. Run is `*`, DeepRun `**`. MaybeFolders comes before the DeepRun of a
+    // folder `**/`.
     struct Token {
         enum class Kind { Unit, AnyUnit, OneOf, NoneOf, Run, DeepRun, MaybeFolders };
         Kind kind;

@@ -23,7 +23,7 @@ namespace {
 /// would be lost.
 bool moveByLooking(int from, const std::string& name, int to, const std::string& newName) {
     if (::linkat(from, name.c_str(), to, newName.c_str(), 0) == 0) {
-        // The copy has its name now, whatever becomes of the hidden one, which the next run clears.
+        // The copy has its name now, even if the hidden one can't be removed.
         ::unlinkat(from, name.c_str(), 0);
         return true;
     }

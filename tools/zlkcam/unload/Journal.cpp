@@ -71,7 +71,7 @@ void Journal::add(const JournalEntry& entry) {
                              std::to_string(entry.size) + '\t' + std::to_string(entry.modified) +
                              '\t' + entry.file + '\t' + entry.source + '\n';
     // If only a part of a line could be written, the next line would be appended to it and be
-    // spoilt. So the journal ends here, and this broken line is its last.
+    // spoilt. So the journal ends here.
     if (::write(file_.get(), line.data(), line.size()) != static_cast<ssize_t>(line.size()))
         file_ = Descriptor();
 }

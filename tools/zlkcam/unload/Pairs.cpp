@@ -20,7 +20,7 @@ std::u16string_view withoutExtension(std::u16string_view path) {
 std::vector<std::vector<std::size_t>> pairsOf(const std::vector<FileRecord>& files) {
     std::vector<std::u16string> paths;
     paths.reserve(files.size());
-    // Cards' file systems don't distinguish the case of names, so names are compared in upper case.
+    // FAT and exFAT don't distinguish the case of names, so names are compared in upper case.
     for (const FileRecord& file : files) paths.push_back(upperCase(file.cameraPath));
 
     // A camera may list the same name several times. Its first IMG_1.JPG then belongs to its first

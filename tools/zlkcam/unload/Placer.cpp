@@ -64,8 +64,8 @@ bool Placer::isCopy(const Placement& placement, const std::string& file) {
 
 Placer::Namesake* Placer::copyAmong(Namesakes& namesakes, const Placement& placement) {
     const auto [first, last] = namesakes.bySize.equal_range(placement.size);
-    // The sums are kept, so that each namesake is read only once, even if a camera has ten thousand
-    // pictures of the same name and size. Only when the sums agree are the bytes compared.
+    // The sums are kept, so that each namesake's sum is made only once, even if a camera has ten
+    // thousand pictures of the same name and size. The bytes are compared only if the sums agree.
     for (auto each = first; each != last; ++each) {
         Namesake& namesake = each->second;
         if (!namesake.sum) {

@@ -13,7 +13,7 @@ namespace zlk {
 namespace {
 
 /// The key under which earlier runs' records are found: name without folder, and size. Letters of
-/// ASCII become upper case, because cards' file systems don't distinguish the case of names.
+/// ASCII become upper case, because FAT and exFAT don't distinguish the case of names.
 std::string takenKey(std::string_view path, std::uint64_t size) {
     std::string key(path.substr(path.find_last_of("/\\") + 1));
     for (char& byte : key)
@@ -165,8 +165,8 @@ HashRecord Recorder::recordOf(const JournalEntry& entry) const {
     record.sums.emplace_back(entry.sum);
     if (const auto sha256 = Digest::parse(DigestKind::Sha256, entry.sha256))
         record.sums.push_back(*sha256);
-    // If an earlier record has a sum of the file, the new one says whether the file still has that
-    // sum.
+    // If an earlier record has an XXH128 of the file, the new record says whether the file still
+    // has that sum.
     const HashRecord* const before = history_.find(entry.file);
     const Digest* const sum = before ? before->sum(DigestKind::Xxh128) : nullptr;
     if (sum) record.action = *sum == record.sums[0] ? HashAction::Verified : HashAction::Failed;

@@ -104,8 +104,8 @@ class Recorder {
     Taken taken_;
     // Paths of copies that already stand for a file of the device.
     std::unordered_set<std::string> counted_;
-    // The journal is begun with the first copy, so that a run that copies nothing leaves no folder
-    // behind.
+    // The journal is begun with its first line, so that a run that notes nothing needs no folder
+    // for it.
     std::optional<Journal> journal_;
 };
 

@@ -44,7 +44,7 @@ class ReportMarkup {
     std::string troubles() const;
     std::string destinations() const;
     std::string placesOf(const UnloadedFile& file) const;
-    /// Why a file isn't in every folder.
+    /// What went wrong with a file, and in which folders it is missing.
     std::string reasonsOf(const UnloadedFile& file) const;
 
     const Device& device_;

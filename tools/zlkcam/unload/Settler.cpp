@@ -146,7 +146,7 @@ void Settler::run() {
 }
 
 void Settler::settle(Batch& batch) {
-    // Only what is on the disk gets a name, so that a power cut can't leave a named file without
+    // Only what is on the disk gets a name. Otherwise a power cut could leave a named file without
     // contents.
     const bool isFlushed = !isAbandoned() && flush(batch);
     for (auto first = batch.begin(); first != batch.end();) {

@@ -51,8 +51,8 @@ SourceState SourceState::of(const FileRecord& record) {
 SourceFile::SourceFile(const FileRecord& record) : record_(record) {
     if (!isOnVolume(record)) return;
     handle_ = openToRead(record);
-    // ERROR_SHARING_VIOLATION: another program has it open for writing. The component waits for
-    // that program, so this isn't an error yet.
+    // ERROR_SHARING_VIOLATION: another program has the file open for writing. The component waits
+    // for a while then, so this isn't an error yet.
     if (handle_)
         file_ = descriptorOfOpenFile(handle_.get());
     else if (GetLastError() != ERROR_SHARING_VIOLATION)

@@ -43,12 +43,12 @@ inline bool isSameTime(std::int64_t a, std::int64_t b) {
 }
 
 /// A file of the device, whose state can be asked for before and after a copy. On a volume it is
-/// held open, unless another program is writing to it, so that the states before and after are of
-/// one file. On a camera the state is always that of the list.
+/// held open if possible, so that the states before and after are of one file. On a camera the
+/// state is always that of the list.
 class SourceFile {
   public:
-    /// Throws Failure (ReadFailed) if the file can't be opened, except when another program has it
-    /// open for writing: that program may close it while the component still waits. Keeps a
+    /// Throws Failure (ReadFailed) if the file can't be opened, except for ERROR_SHARING_VIOLATION:
+    /// the program that has the file open may close it while the component still waits. Keeps a
     /// reference to `record`.
     explicit SourceFile(const FileRecord& record);
 

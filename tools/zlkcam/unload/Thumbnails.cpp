@@ -30,8 +30,8 @@ class BoundedSink final : public FileSink {
     std::string bytes_;
 };
 
-/// Whether the component gives a picture, and not a symbol for the type of file. On a volume it
-/// reads JPEG files only; a camera has thumbnails of all its pictures.
+/// Whether the component may give a picture, and not just a symbol for the type of file. On a
+/// volume the component reads JPEG files only; a camera may have a thumbnail of any picture.
 bool isShown(const FileRecord& record) {
     const FileType type = fileTypeOf(record.cameraPath);
     return type == FileType::Jpeg ||
