@@ -13,7 +13,7 @@ namespace zlk {
 
 /// What a run did with a file whose sum it recorded.
 enum class HashAction : std::uint8_t {
-    Original,  ///< the file was created
+    Original,  ///< there was no recorded sum to compare with
     Verified,  ///< the file had the sum that was recorded before
     Failed,    ///< the file had another sum
 };

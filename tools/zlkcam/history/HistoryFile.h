@@ -46,7 +46,6 @@ class HistoryFile {
   private:
     Descriptor file_;
     const std::uint64_t limit_;
-    // Bytes that were read so far.
     std::uint64_t size_ = 0;
     std::optional<Digester> digester_;
 };

@@ -59,8 +59,8 @@ class Destination {
     void place(std::span<Placement> together);
     std::string findSame(const std::string& wanted, std::uint64_t size, std::int64_t modified);
 
-    /// Writes moved files through once more on file systems (FAT) where a power cut would leave
-    /// them without contents until then. An error is left to flushNames, which throws it.
+    /// On FAT, writes moved files through once more; until then a power cut would leave them
+    /// without contents. An error is left to flushNames, which throws it.
     void flushMoved();
 
     /// Opens a regular file of the destination for reading. Empty with errno if that fails, or if

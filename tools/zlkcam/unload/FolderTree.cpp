@@ -67,8 +67,7 @@ const OpenFolder* FolderTree::enter(const std::string& folder, bool make) {
     return &folders_.emplace(folder, std::move(opened)).first->second;
 }
 
-/// Descriptors are scarce. The cache is emptied as a whole, and what is still needed is opened
-/// again.
+/// The cache is emptied as a whole, and what is still needed is opened again.
 void FolderTree::limitFolders() {
     if (folders_.size() > openFolders) folders_.clear();
 }

@@ -83,7 +83,6 @@ class Recorder {
     void takeOver();
     void takeOver(const JournalEntry& entry);
     void listTaken();
-    /// Whether the destination has a file of this path and size.
     bool isThere(const std::string& file, std::uint64_t size);
     /// Whether this run's sums file needs a SHA-256 that the entry doesn't have.
     bool lacksSum(const JournalEntry& entry) const;

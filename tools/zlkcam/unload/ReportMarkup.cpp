@@ -25,12 +25,10 @@ std::string element(const std::string& name, const std::string& kind, std::strin
            htmlText(text) + "</" + name + ">\n";
 }
 
-/// One name and value of the list of facts.
 std::string fact(const char* name, std::string_view text) {
     return "<div>" + element("dt", "", name) + element("dd", "", text) + "</div>\n";
 }
 
-/// A section with a heading; nothing if it has no content.
 std::string section(const char* title, const std::string& content) {
     return content.empty() ? ""
                            : "<section>\n" + element("h2", "", title) + content + "</section>\n";

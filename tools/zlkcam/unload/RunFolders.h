@@ -26,8 +26,8 @@ class RunFolders {
     /// (FileUnusable).
     RunFolder& top();
 
-    /// Writes moved files through where a power cut would leave them without contents. An error is
-    /// left to `flush`, which throws it.
+    /// On FAT, writes moved files through once more; until then a power cut would leave them
+    /// without contents. An error is left to `flush`, which throws it.
     void flushMoved();
     /// Waits until all that was written to the folders' file systems is on the disk. Throws Failure
     /// (FileUnusable), which says that `doing` failed.
