@@ -157,7 +157,7 @@ std::string ManifestFolder::add(const Generation& generation) {
     return name;
 }
 
-/// Fails if a path can't be written: the record would claim to be complete without it.
+/// Throws Failure if a path can't be written: a record without that file would look complete.
 void requireRecordable(const Generation& generation, bool (*isWritable)(std::string_view)) {
     for (const HashRecord& record : generation.records)
         if (!isRecordedPath(record.path) || !isWritable(record.path))

@@ -56,8 +56,8 @@ std::optional<Failure> Remover::remove(std::vector<UnloadedFile>& files) const {
             file->deleted = true;
         } catch (const Failure& failure) {
             file->failure = std::make_unique<const Failure>(failure);
-            // A file that can't be deleted doesn't keep the others from being deleted, unless the
-            // device is gone.
+            // If a file can't be deleted, the others are still tried, unless the device is gone or
+            // was let go.
             if (auto end = session_.endOf(failure)) return end;
         }
     }

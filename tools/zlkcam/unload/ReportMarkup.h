@@ -33,7 +33,7 @@ class ReportMarkup {
     std::string head(DWORD milliseconds) const;
     /// The figure of one file; `thumbnail` is a JPEG picture, or empty.
     std::string file(const UnloadedFile& file, const std::string& thumbnail) const;
-    /// The end of the page. `thumbnails` is how many are shown, if not all could be.
+    /// The end of the page. `thumbnails` is how many are shown, or none if all are.
     std::string foot(std::optional<std::size_t> thumbnails) const;
 
   private:

@@ -19,8 +19,8 @@ namespace {
 
 constexpr std::string_view copyEnding = ".part";
 
-/// The names in a folder; empty if it can't be read. No caller minds: it only means that leftovers
-/// stay for a later run.
+/// The names in a folder; empty if the folder can't be read. No caller minds: leftovers then stay
+/// for a later run.
 std::vector<std::string> namesIn(int folder) {
     std::vector<std::string> names;
     // The walk gets its own descriptor, because readdir moves the position, which a dup would

@@ -180,7 +180,7 @@ bool Settler::flush(Batch& batch) {
 void Settler::settleShot(std::span<Arrival> shot) {
     std::vector<Placement> placements;
     std::vector<Arrival*> arrivals;
-    // First each file is proved, and then those that passed are placed together.
+    // First the files are proved, if that is wished. Then those that passed are placed together.
     for (Arrival& arrival : shot) {
         if (!arrival.copy) {
             settleThere(arrival, arrival.wanted);

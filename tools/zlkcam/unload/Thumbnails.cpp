@@ -10,7 +10,7 @@
 namespace zlk {
 namespace {
 
-// Components make small thumbnails, but a camera may hand over any size.
+// Components make small thumbnails, but a camera may hand over larger ones.
 constexpr std::size_t largest = 128 << 10;
 // Bytes of all thumbnails of a page, which a browser has to be able to open.
 constexpr std::uint64_t largestSum = 64 << 20;
