@@ -67,8 +67,8 @@ PipeBytes BulkInPipe::takeBytes(std::size_t room) {
         }
         piece = Payload::of(std::move(copy));
     }
-    // If the rest of a packet is followed by something else than bytes or an end, it can never be
-    // sent. It is dropped, so that the script goes on.
+    // A part of a packet can't be sent if neither bytes nor an end follow it. It is dropped then,
+    // so that the script goes on.
     const bool stuck = given == 0 && !ends;
     for (std::size_t left = stuck ? count : given; !steps_.empty();) {
         PipeStep& step = steps_.front();

@@ -29,7 +29,8 @@ struct PipeStep {
 /// Used on the thread of the event loop only.
 class BulkInPipe {
   public:
-    /// Learns what the host's reading brought about. Called from inside of `take` or the loop.
+    /// Learns what the host's reading brought about. The calls come from inside of `take` or from
+    /// the loop.
     struct Listener {
         virtual void transactionCompleted() = 0;
         virtual void pipeStalled() = 0;
@@ -47,7 +48,8 @@ class BulkInPipe {
 
     std::uint16_t packetSize() const { return packetSize_; }
     void append(PipeStep step) { steps_.push_back(std::move(step)); }
-    /// Plays the script and returns up to `room` bytes. `room` is a multiple of the packet size.
+    /// Plays the script and returns up to `room` bytes. `room` is a multiple of the packet size,
+    /// and not 0.
     PipeBytes take(std::size_t room);
 
     /// Drops all steps; a halt stays until clearHalt.

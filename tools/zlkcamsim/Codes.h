@@ -18,16 +18,16 @@ inline constexpr Code GetDeviceInfo = 0x1001, OpenSession = 0x1002, CloseSession
                       GetDevicePropDesc = 0x1014, GetDevicePropValue = 0x1015,
                       SetDevicePropValue = 0x1016, ResetDevicePropValue = 0x1017,
                       GetPartialObject = 0x101B;
-/// Questions to a dock about the camera that is plugged into it. For PressSaveButton the dock
-/// connects to the camera, and then answers.
+/// Questions to a dock about the camera that is plugged into it. PressSaveButton also counts as a
+/// press of the dock's button.
 inline constexpr Code ConnectedCamera = 0x9700, PressSaveButton = 0x9701, ConnectedCamera2 = 0x9702;
 
 constexpr bool isVendor(Code code) {
     return code >= 0x9000 && code < 0xA000;
 }
 
-/// The number of parameters that ISO 15740 gives an operation; 0 for operations that it doesn't
-/// define.
+/// The number of parameters that ISO 15740 gives an operation from 0x1001 to 0x101C; 0 for other
+/// operations.
 constexpr std::size_t parameterCount(Code code) {
     constexpr std::array<std::uint8_t, 28> counts{0, 1, 0, 0, 1, 3, 3, 1, 1, 1, 2, 2, 0, 2,
                                                   2, 0, 1, 2, 0, 1, 1, 1, 1, 1, 3, 3, 3, 2};
@@ -68,8 +68,8 @@ constexpr bool isImage(Code code) {
 }
 }  // namespace format
 
-/// As a parameter this stands for all storages, objects or properties. For a format it stands for
-/// all formats of pictures.
+/// As a parameter this stands for all storages, objects or properties. As the format of a listing
+/// it stands for all formats of pictures.
 inline constexpr std::uint32_t everything = 0xFFFFFFFF;
 /// In the parameter of a parent: the root of the storage.
 inline constexpr std::uint32_t rootParent = 0xFFFFFFFF;

@@ -1,5 +1,5 @@
 #pragma once
-// PTP containers as they go over the bulk pipes: a header of twelve bytes, little-endian, and the
+// PTP containers as they go over the pipes of USB: a header of twelve bytes, little-endian, and the
 // payload that it announces.
 
 #include <algorithm>
@@ -39,7 +39,7 @@ struct Message {
     std::uint32_t id = 0;
     std::vector<std::uint32_t> parameters;
 
-    /// A parameter; 0 if it wasn't sent, because initiators leave out zeros at the end.
+    /// A parameter; 0 if it wasn't sent, since initiators may leave out zeros at the end.
     std::uint32_t parameter(std::size_t index) const {
         return index < parameters.size() ? parameters[index] : 0;
     }

@@ -31,8 +31,7 @@ sockaddr_un addressOf(const std::string& path) {
     return address;
 }
 
-/// Whether a call has to be repeated later. A closed pipe shows as EPIPE, because the program
-/// ignores the signal.
+/// Whether a call has to be repeated later.
 bool wouldBlock(ssize_t result) {
     return result < 0 && (errno == EAGAIN || errno == EINTR);
 }

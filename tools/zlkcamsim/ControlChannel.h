@@ -23,7 +23,7 @@ class ControlChannel {
     ControlChannel(const ControlChannel&) = delete;
     ControlChannel& operator=(const ControlChannel&) = delete;
 
-    /// Creates the socket, in the place of an old one. Throws std::system_error.
+    /// Creates the socket. A file that lies at `path` is deleted. Throws std::system_error.
     void listenOn(const std::string& path);
     /// `closed` is called when standard input ends, and also if a line is too long or an answer
     /// can't be written.

@@ -22,7 +22,8 @@ std::uint32_t number(const std::vector<std::string>& words, std::size_t index,
     return static_cast<std::uint32_t>(parseNumber(word(words, index), most));
 }
 
-/// Whether the one word that the command may have follows it; throws for another word.
+/// Whether the word after the command is `expected`; false if there is none. Throws for another
+/// word.
 bool saysAlso(const std::vector<std::string>& words, std::string_view expected) {
     if (words.size() < 2) return false;
     if (words[1] != expected) throw std::invalid_argument("unknown: " + words[1]);
@@ -122,8 +123,7 @@ std::string ControlCommands::faults(const Words& words) {
 }
 
 std::string ControlCommands::event(const Words& words) {
-    // An event belongs to no transaction; as from a real camera, it carries the number of the last
-    // transaction.
+    // An event belongs to no transaction, and carries the number of the last one.
     Message event{
         static_cast<Code>(number(words, 1, 0xFFFF)), camera_.session().lastTransaction, {}};
     std::string form;

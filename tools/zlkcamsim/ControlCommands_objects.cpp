@@ -52,8 +52,7 @@ std::string ControlCommands::add(const Words& words) {
     ObjectStore& store = camera_.store();
     StoredObject object;
     setContent(object, options);
-    // What the tester says is taken as it is, even if it is nonsense, since hosts are tested with
-    // nonsense, too.
+    // What the tester says needn't make sense, since hosts are tested with nonsense, too.
     if (options.has("name")) object.name = nameOf(options.text("name"));
     object.format = static_cast<Code>(options.number("format", formatOf(object.name)));
     if (options.has("size"))

@@ -9,14 +9,15 @@
 
 namespace zlk::camsim {
 
-/// Each call appends a field and returns the writer, so that calls can be chained.
+/// Appends the fields of a dataset. The calls can be chained.
 class DatasetWriter {
   public:
     DatasetWriter& u8(std::uint8_t value) { return number(value, 1); }
     DatasetWriter& u16(std::uint16_t value) { return number(value, 2); }
     DatasetWriter& u32(std::uint32_t value) { return number(value, 4); }
     DatasetWriter& u64(std::uint64_t value) { return number(value, 8); }
-    /// Longer texts are cut to 254 units, the most that a count of one byte allows with the zero.
+    /// Cuts the text to 254 units. With the terminating zero these are 255, the most that a count
+    /// of one byte can give.
     DatasetWriter& text(std::u16string_view value);
     DatasetWriter& u16s(const std::vector<std::uint16_t>& values) { return array(values); }
     DatasetWriter& u32s(const std::vector<std::uint32_t>& values) { return array(values); }

@@ -21,7 +21,7 @@ struct KindRow {
     FaultKind kind;
     int phases;
     Phase usual;
-    std::uint32_t value;  // if none is given
+    std::uint32_t value;
 };
 
 constexpr std::array kinds{
@@ -138,7 +138,7 @@ std::vector<Fault> FaultList::take(Phase phase, Code operation) {
     for (Fault& fault : faults_)
         if (fault.phase == phase && fault.operation.value_or(operation) == operation &&
             fault.count > 0) {
-            // A fault counts even if its place never comes up in this transaction.
+            // A fault counts as struck even if this transaction doesn't reach its place.
             --fault.count;
             striking.push_back(fault);
         }

@@ -1,5 +1,5 @@
 #pragma once
-// Maps files of a storage into memory, so that they are sent without being copied.
+// Maps the files of objects into memory, so that they needn't be read as a whole.
 
 #include <filesystem>
 
@@ -7,8 +7,8 @@
 
 namespace zlk::camsim {
 
-/// The whole file as a payload. If another program shortens the file while it is being sent, the
-/// access to the missing part ends this program. Throws std::system_error.
+/// The whole file as a payload. If another program shortens the file while the payload is in use,
+/// an access to the missing part may end this program. Throws std::system_error.
 Payload mapFile(const std::filesystem::path& path);
 
 }  // namespace zlk::camsim

@@ -87,7 +87,7 @@ JpegFacts JpegFacts::of(ByteView file) {
                                           std::byte{'f'}, std::byte{0},   std::byte{0}};
     JpegFacts facts;
     if (file.size() < 4 || bigNumber(file) != 0xFFD8) return facts;
-    // Walks the segments up to the frame. After it comes the picture's data, which has no segments.
+    // Walks the segments up to the first frame. The EXIF segment stands before it.
     for (std::size_t at = 2; file.size() - at >= 4 && file[at] == std::byte{0xFF};) {
         const auto marker = std::to_integer<unsigned>(file[at + 1]);
         const std::size_t length = bigNumber(file.subspan(at + 2));

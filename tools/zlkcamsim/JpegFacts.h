@@ -7,7 +7,6 @@
 
 namespace zlk::camsim {
 
-/// Read once for each object, when its facts are first asked for.
 struct JpegFacts {
     std::uint32_t width = 0, height = 0;  ///< 0 if not found
     std::string captured;                 ///< as in `2006:07:15 10:30:00`; empty if not found

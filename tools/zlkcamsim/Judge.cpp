@@ -43,7 +43,6 @@ void Judge::command(const ContainerHeader& header, std::size_t arrived, bool tra
               " where a command belongs: " + name);
         return;
     }
-    // Only the first of these errors is reported, as one would cause the others.
     if (header.length != arrived)
         blame(name + ": the container says " + std::to_string(header.length) + " bytes, " +
               std::to_string(arrived) + " came");
@@ -74,9 +73,9 @@ void Judge::judgeId(const ContainerHeader& header) {
     // After a broken transaction its id may come again, or be left out.
     const bool mayFollow = reusable_ && header.id == idBehind(*reusable_);
     if (header.id == expected || header.id == reusable_ || mayFollow) return;
-    // A host that was killed after the response has not stored its count, so the next host uses the
-    // last id again. If that one is killed at the same place, the id comes once more. A count that
-    // stands still for longer is a fault.
+    // A host that was killed after the response may not have stored its count, and the next host
+    // then uses the last id again. If the next host is killed at the same place, the id comes once
+    // more. A count that stands still for longer is a fault.
     constexpr unsigned mostInARow = 3;
     if (repeated_ != header.id) inARow_ = 0;
     if (header.id == session_.lastTransaction && inARow_ < mostInARow) {

@@ -1,6 +1,6 @@
 #pragma once
-// Watches what the host sends and records where it breaks the rules of PTP and of the still image
-// class. It excuses what follows from a broken transaction or a lost session.
+// Watches what the host sends, and records where the host breaks the rules of PTP and of the still
+// image class. What follows from a broken transaction or a lost session is excused.
 
 #include <deque>
 #include <optional>
@@ -34,14 +34,14 @@ class Judge {
     /// Records a violation as a text. The last thousand are kept.
     void blame(std::string what);
     const std::deque<std::string>& violations() const { return violations_; }
-    /// How many ids came again after their response, as from a host that was killed.
+    /// How often the last id came again and was accepted, as from a host that was killed.
     unsigned repeats() const { return repeats_; }
     void clear() { violations_.clear(); }
 
   private:
     void judgeId(const ContainerHeader& header);
 
-    // What the camera has counted, for comparison.
+    // The camera's session, with which the ids of commands are compared.
     const Session& session_;
     // The id that transactionBroken() was called with, until the next command other than
     // OpenSession.
@@ -50,7 +50,7 @@ class Judge {
     std::optional<std::uint32_t> repeated_;
     unsigned inARow_ = 0;
     unsigned repeats_ = 0;
-    // Commands without a session are excused until the host opens one.
+    // Whether commands without a session are excused, until the host opens one.
     bool excused_ = false;
     std::deque<std::string> violations_;
 };

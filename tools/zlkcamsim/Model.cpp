@@ -7,7 +7,7 @@ Identity identityOf(std::uint16_t pid, const std::string& name) {
     return {0x5AF1, pid, "Zephyr-Lanthorn", "Glimmerbox " + name, "ZL" + name + "-0004711"};
 }
 
-// The habits of the models, as far as they differ from a camera that can do everything.
+// The traits of the models. What isn't named has its default.
 constexpr Traits camera{.passThrough = PassThrough::None};
 constexpr Traits withoutClock{.hasClock = false, .passThrough = PassThrough::None};
 constexpr Traits withoutShare{.takesObjects = false, .passThrough = PassThrough::None};

@@ -24,12 +24,12 @@ enum class PassThrough : std::uint8_t {
     Button,    ///< ConnectedCamera finds no camera before PressSaveButton
 };
 
-/// What a camera can do, by default everything, and its oddities, by default none.
+/// What a camera can do, and its habits. By default it can do everything and has no habits.
 struct Traits {
     bool hasClock = true;       ///< it has the property DateTime
     bool takesObjects = true;   ///< it takes objects from the host: menus and messages
     bool dropsOrders = true;    ///< print order and intent file can be deleted
-    bool deletesLater = false;  ///< deleted objects stay until their ObjectRemoved is fetched
+    bool deletesLater = false;  ///< deleted objects stay until ObjectRemoved is fetched or lost
     PassThrough passThrough = PassThrough::Anything;
     Quirks quirks = {};
 };

@@ -57,7 +57,7 @@ bool ObjectStore::removeStorage(std::uint32_t id) {
 
 void ObjectStore::scan(const fs::path& folder, std::uint32_t storage, std::uint32_t parent) {
     std::vector<fs::directory_entry> entries{fs::directory_iterator(folder), {}};
-    // The entries are sorted, so that the same folder always gets the same handles.
+    // The entries are sorted, so that unchanged folders get the same handles at each start.
     std::sort(entries.begin(), entries.end());
     for (const fs::directory_entry& entry : entries) {
         const std::string name = entry.path().filename();
@@ -107,7 +107,7 @@ bool ObjectStore::remove(std::uint32_t handle) {
         if (found == objects_.end()) return false;
         const StoredObject& object = found->second;
         std::error_code error;
-        // A folder stays if anything in it, or anything before it, couldn't be removed.
+        // A folder stays if anything before it in the walk couldn't be removed.
         const bool kept = object.isProtected || (object.isFolder() && !whole);
         if (!kept && !object.path.empty() && !object.borrowed) fs::remove(object.path, error);
         if (kept || error)

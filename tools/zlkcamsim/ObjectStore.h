@@ -37,7 +37,7 @@ struct StoredObject {
     std::time_t modified() const;
     /// The content, mapped if it is a file. Throws std::system_error.
     Payload content() const;
-    /// Facts of a JPEG picture; the defaults for other objects.
+    /// Facts of a JPEG picture; the defaults for other objects, and if the file can't be read.
     const JpegFacts& facts() const;
 };
 
@@ -62,16 +62,16 @@ class ObjectStore {
     const Storage* storage(std::uint32_t id) const;
 
     const std::map<std::uint32_t, StoredObject>& objects() const { return objects_; }
-    /// Null if no object has this handle. Valid until the object is removed.
+    /// Null if no object has this handle. The pointer is valid until the object is removed.
     StoredObject* find(std::uint32_t handle);
 
     /// Returns a handle that no object has had.
     std::uint32_t reserveHandle() { return ++lastHandle_; }
     /// Adds an object under its handle, or under a new one if its handle is 0.
     StoredObject& add(StoredObject object);
-    /// Removes an object and everything in it, from the inside out, with the files that are the
-    /// camera's. False if no object has this handle, or if something in it is protected or can't be
-    /// removed. What can't be removed stays, and so do all folders whose turn comes later.
+    /// Removes an object and everything in it, from the inside out, and deletes the files except
+    /// borrowed ones. An object that is protected or can't be removed stays, and so do all folders
+    /// whose turn comes later. The result is then false, and also if no object has this handle.
     bool remove(std::uint32_t handle);
 
     /// Removes the objects whose content is this file, and leaves the file.
@@ -93,7 +93,7 @@ class ObjectStore {
 /// The format that belongs to a name's extension; Undefined for other extensions.
 Code formatOf(const std::u16string& name);
 /// A safe name for the file of an object: never empty, at most 255 bytes, without slashes,
-/// backslashes or control characters, and not hidden.
+/// backslashes or bytes below 0x20, and not hidden.
 std::string safeFileName(const std::u16string& name);
 
 }  // namespace zlk::camsim

@@ -21,8 +21,8 @@ void Plug::plug() {
     host_.reset();
     camera_.busReset();
     plugging_ = std::make_shared<int>();
-    // If the host can't bring the camera back, it gives up, and the camera disappears from the bus.
-    // An old host's end must not take a newer entry away, hence `plugging_`.
+    // When the host has ended, the camera disappears from the bus. The end of an earlier host must
+    // not take a newer entry away, hence `plugging_`.
     host_ = std::make_unique<usbscan::DeviceHost>(
         loop_, std::make_unique<SimulatedDevice>(loop_, camera_), std::chrono::milliseconds(0),
         [this, plugging = std::weak_ptr(plugging_)] {

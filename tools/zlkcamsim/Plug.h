@@ -32,8 +32,8 @@ class Plug {
     std::unique_ptr<usbscan::DeviceEntry> entry_;
     // Stays after an unplugging, for clients that are still connected; the next plug() replaces it.
     std::unique_ptr<usbscan::DeviceHost> host_;
-    // Made anew for each plugging. A host's callback comes too late if the object that it knows has
-    // expired.
+    // Made anew for each plugging, so that the callback of an earlier host can see that it comes
+    // too late.
     std::shared_ptr<const int> plugging_;
 };
 

@@ -14,10 +14,10 @@ struct Quirks {
     /// missing parameters count as zeros.
     Code missingParameter = 0;
     bool noCount = false;         ///< GetNumObjects isn't supported
-    bool noFormatFilter = false;  ///< objects of a single format can't be listed
+    bool noFormatFilter = false;  ///< listings of a format aren't supported
     bool rootOnly = false;        ///< without a parent only the root's objects are listed
     bool listsItself = false;     ///< a folder is listed among its own children
-    bool listsParent = false;     ///< a folder's parent is listed among its children
+    bool listsParent = false;     ///< a folder's children include the folder's parent
     bool listsTwice = false;      ///< each handle is listed twice
 };
 

@@ -11,7 +11,7 @@ constexpr std::uint8_t deviceType = 1, configurationType = 2, stringType = 3, in
                        endpointType = 5;
 constexpr std::size_t deviceSize = 18, interfaceSize = 9, endpointSize = 7;
 /// The most requests under way, and the most devices, that are remembered. A bus has no more
-/// devices, and each gets one request at a time.
+/// devices.
 constexpr std::size_t mostAsked = 128;
 
 std::uint8_t byteAt(ByteView bytes, std::size_t at) {

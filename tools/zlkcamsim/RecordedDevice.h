@@ -14,7 +14,7 @@ class RecordedDevice {
     void control(const usbscan::UsbEvent& event);
 
     /// Whether the descriptors so far have shown a device with a still-image interface. The first
-    /// one counts.
+    /// such device counts.
     bool isKnown() const { return address_.has_value(); }
     /// Whether a transfer is this device's; false before the device is known. The three functions
     /// below are for transfers of this device only.
@@ -25,7 +25,7 @@ class RecordedDevice {
 
     /// Packet size of its bulk pipes in bytes, never 0 once the device is known.
     std::uint16_t packetSize() const { return packetSize_; }
-    /// Hands descriptors and packet size over. Only once the device is known.
+    /// Moves the descriptors and the packet size into `recording`. The device must be known.
     void moveInto(Recording& recording);
 
   private:

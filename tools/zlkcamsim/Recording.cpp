@@ -16,7 +16,7 @@ using End = RecordedAnswer::End;
 
 // Limits that keep a malicious or wrong file from filling the memory.
 constexpr std::size_t mostKept = 256 << 20;
-constexpr std::uint32_t largestTransfer = 16 << 20;  // Linux makes no larger ones
+constexpr std::uint32_t largestTransfer = 16 << 20;  // usbfs allows no more by default
 constexpr std::size_t mostUnderWay = 1024;           // transfers
 
 /// Turns the events of one device into questions (commands) and their answers.
@@ -51,7 +51,7 @@ class RecordingParser {
     std::optional<Recording::Question> question_;
     std::uint64_t command_ = 0;  // number of the transfer with that command
     RecordedAnswer answer_;
-    bool stalled_ = false;        // the last transfer failed with a stall
+    bool stalled_ = false;        // the command, or the last transfer to the host, was stalled
     std::uint64_t dataLeft_ = 0;  // bytes of a data phase from the host that are still to come
 
     // The container from the device that is being received: its header as far as it has come,
@@ -132,7 +132,7 @@ void RecordingParser::addIn(const UsbEvent& event) {
     const bool isNothing = event.status != 0 && event.length == 0;
     if (isNothing) return;
     // A recording without the submission doesn't say how much was wanted. Then a transfer counts as
-    // ended if its last packet isn't full.
+    // ended if its length isn't a multiple of the packet size.
     const std::uint32_t wanted =
         asked.empty() ? event.length + (event.length % device_.packetSize() != 0) : asked.mapped();
     RecordedPiece piece{{event.data.begin(), event.data.end()},

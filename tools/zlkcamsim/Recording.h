@@ -28,14 +28,14 @@ struct RecordedAnswer {
     /// What came at the end of the answer.
     enum class End {
         Complete,  ///< the host's next command, or the end of the recording
-        Silence,   ///< nothing, until the host gave up
+        Silence,   ///< nothing, until the host cancelled or reset the device
         Stall
     };
 
     /// The transaction id that the recorded host used.
     std::uint32_t commandId = 0;
     std::vector<RecordedPiece> pieces;
-    std::size_t piecesOfResponse = 0;     ///< number of pieces up to the response; 0: none came
+    std::size_t piecesOfResponse = 0;  ///< number of pieces up to the response; 0: it wasn't seen
     std::vector<std::uint64_t> idPlaces;  ///< offsets of containers' ids in the bytes of all pieces
     End end = End::Complete;
     std::optional<Code> response;

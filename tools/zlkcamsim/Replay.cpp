@@ -66,7 +66,7 @@ const RecordedAnswer* Replay::answerTo(const Message& command) {
     const Recording::Question question = questionOf(command);
     const auto found = recording_.answers.find(question);
     if (found == recording_.answers.end()) {
-        // The virtual camera answers a command of the session by itself.
+        // The virtual camera answers OpenSession and CloseSession by itself.
         if (!isOfTheSession(command.code)) say_(textOf(command) + " was never recorded");
         return nullptr;
     }

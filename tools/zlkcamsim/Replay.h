@@ -1,5 +1,5 @@
 #pragma once
-// Answers questions as a recorded device did, in whatever order they are asked.
+// Answers commands as a recorded device did, in whatever order they come.
 
 #include <functional>
 #include <map>
@@ -13,7 +13,7 @@ namespace zlk::camsim {
 /// Used on the thread of the event loop only.
 class Replay {
   public:
-    /// `say` gets a line for each thing that is missing in the recording.
+    /// `say` gets a line when the recording lacks something that is to be played.
     Replay(Recording recording, std::function<void(const std::string&)> say)
         : recording_(std::move(recording)), say_(std::move(say)) {}
 
@@ -27,9 +27,8 @@ class Replay {
     bool takesData(const Message& command) const;
     /// The recorded answer to a command. A command that comes several times gets its recorded
     /// answers in their order, and from then on the last one. Null if the recording has no answer
-    /// to it, or if the command opens or closes the session and the recorded answer only said
-    /// whether one was open: the virtual camera then has to answer by itself. The answer stays this
-    /// object's.
+    /// to the command. Also null if the command opens or closes the session and the recorded answer
+    /// only said whether a session was open. The answer stays this object's.
     const RecordedAnswer* answerTo(const Message& command);
     /// Appends the answer to the pipe's script, in the transfers in which it was recorded.
     void play(const RecordedAnswer& answer, const Message& command, BulkInPipe& pipe) const;
@@ -39,7 +38,7 @@ class Replay {
 
     Recording recording_;
     std::function<void(const std::string&)> say_;
-    // How many answers to each question have been played.
+    // How often each recorded question has come.
     std::map<Recording::Question, std::size_t> played_;
 };
 

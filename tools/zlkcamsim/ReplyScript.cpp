@@ -14,7 +14,7 @@ const Fault* find(const std::vector<Fault>& faults, FaultKind kind) {
     return found == faults.end() ? nullptr : &*found;
 }
 
-/// The offset of the first string in the dataset of an operation; 0 if it has none.
+/// The offset of the first string in an operation's dataset; 0 for operations not listed here.
 std::size_t firstString(Code operation) {
     switch (operation) {
         case operation::GetDeviceInfo:
@@ -30,7 +30,7 @@ std::size_t firstString(Code operation) {
     }
 }
 
-/// The payload with bytes replaced, as far as it reaches.
+/// The payload with `bytes` instead of its own from `at` on, as far as the payload reaches.
 Payload patched(const Payload& payload, std::size_t at, ByteView bytes) {
     Bytes copy(payload.bytes.begin(), payload.bytes.end());
     for (std::size_t i = 0; i < bytes.size() && at < copy.size() && i < copy.size() - at; ++i)
@@ -146,7 +146,7 @@ bool ReplyScript::body(const Bytes& header, const Payload& payload,
     static constexpr std::pair<FaultKind, Kind> breaks[]{{FaultKind::Unplug, Kind::Pulled},
                                                          {FaultKind::Stall, Kind::Stall},
                                                          {FaultKind::Silence, Kind::Silence}};
-    // Faults that end the container, at a place of its payload.
+    // Each of these faults ends the container at a place of its payload.
     for (const auto& [kind, breaking] : breaks) {
         const Fault* const fault = find(faults, kind);
         if (!fault) continue;

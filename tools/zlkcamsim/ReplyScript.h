@@ -24,7 +24,7 @@ class ReplyScript {
                    const std::vector<Fault>& faults);
     /// Appends what faults put before the container.
     void before(const ContainerHeader& header, const std::vector<Fault>& faults);
-    /// Appends the header and the payload. Returns false if a fault ends the container early.
+    /// Appends the header and the payload. Returns false if a fault has ended the container.
     bool body(const Bytes& header, const Payload& payload, const std::vector<Fault>& faults);
     /// Ends the transfer, unless a fault keeps it open.
     void end(const std::vector<Fault>& faults);

@@ -104,8 +104,8 @@ Reply Responder::execute(const Message& command, Spool* received) {
         return failure(response::OperationNotSupported);
     if (!session_.isOpen() && !worksWithoutSession(command.code))
         return failure(response::SessionNotOpen);
-    // 0 isn't an id of a transaction in a session. But a host that finds an open session in which
-    // there was no transaction yet learns no id from the refusal, and may go on with 0.
+    // 0 isn't an id of a transaction in a session. But SessionAlreadyOpen tells the host no id if
+    // the open session has had no transaction yet, and the host may then go on with 0.
     const bool isStray = command.id == 0 && session_.lastTransaction != 0;
     if (session_.isOpen() && isStray && command.code != operation::OpenSession)
         return failure(response::InvalidTransactionID);
@@ -121,8 +121,8 @@ Reply Responder::getDeviceInfo(const Message&) {
     DatasetWriter info;
     // Version 1.00, no vendor extension, normal mode.
     info.u16(100).u32(0).u16(0).text(u"").u16(0);
-    // Operations, events, properties, the formats in which the camera takes pictures, and the
-    // formats of all objects.
+    // Operations, events, properties, the formats in which the camera takes pictures, and formats
+    // of its objects.
     info.u16s(operationCodes());
     info.u16s({event::ObjectAdded, event::ObjectRemoved, event::StoreRemoved});
     info.u16s(propertyCodes());
@@ -162,8 +162,7 @@ void Responder::setCameraBehind(std::uint16_t vid, std::uint16_t pid) {
 
 Reply Responder::connectedCamera(const Message& command) {
     if (command.code == operation::PressSaveButton) buttonPressed_ = true;
-    // Asked by ConnectedCamera, a dock with a button finds the camera only after the button was
-    // pressed.
+    // Asked with ConnectedCamera, a dock with a button names its camera only after PressSaveButton.
     const bool waits = traits_.passThrough == PassThrough::Button && !buttonPressed_ &&
                        command.code == operation::ConnectedCamera;
     if (waits) return {response::OK, {0, 0}, {}, {}};

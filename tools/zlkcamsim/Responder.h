@@ -49,7 +49,7 @@ class Responder {
 
     /// Whether the operation has a data phase from the host.
     static bool takesData(Code operation);
-    /// A place for the data of a command's data phase. It drops what the operation can't use.
+    /// A place for the data of a command's data phase, with a limit that suits the operation.
     std::unique_ptr<Spool> spoolFor(const Message& command) const;
     /// Runs an operation. `received` has the data of its data phase; null for operations without
     /// one. May throw, for instance if a file has vanished.
@@ -69,7 +69,7 @@ class Responder {
 
   private:
     using Operation = Reply (Responder::*)(const Message&);
-    /// A supported operation and its function.
+    /// An operation and the function that runs it.
     struct Row {
         Code code;
         Operation run;

@@ -14,7 +14,7 @@
 namespace zlk::camsim {
 namespace {
 
-/// The value, or the largest number of the type if it doesn't fit. PTP gives sizes like that.
+/// The value, or the largest number of the type if the value doesn't fit.
 template <class Number>
 Number clamped(std::uint64_t value) {
     return static_cast<Number>(std::min<std::uint64_t>(value, std::numeric_limits<Number>::max()));
@@ -36,7 +36,7 @@ bool matchesFormat(const StoredObject& object, std::uint32_t wanted) {
     return wanted == everything ? format::isImage(object.format) : object.format == wanted;
 }
 
-/// Whether a parent parameter means the object: 0 means all folders.
+/// Whether a parent parameter means the object: 0 means all folders, and rootParent the root.
 bool matchesParent(const StoredObject& object, std::uint32_t wanted) {
     return !wanted || object.parent == (wanted == rootParent ? 0 : wanted);
 }
@@ -53,7 +53,7 @@ Reply Responder::getStorageInfo(const Message& command) {
     const Storage* const storage = store_.storage(command.parameter(0));
     if (!storage) return failure(response::InvalidStorageID);
     std::error_code unknown;
-    // The true space of the folder, which a test can limit by a small file system.
+    // This is the true space. A test can limit it by a small file system for the folder.
     const auto space = std::filesystem::space(storage->folder, unknown);
     // Values of ISO 15740 for a removable card that can be written and has the file system of
     // cameras.
@@ -118,7 +118,6 @@ Reply Responder::getObjectInfo(const Message& command) {
             JpegFacts::of(object->content().part(facts.thumbnailOffset, facts.thumbnailSize).bytes);
     constexpr std::uint16_t genericFolder = 1;
     DatasetWriter info;
-    // The fields of an ObjectInfo dataset, in their order.
     info.u32(object->storage).u16(object->format).u16(object->isProtected);
     info.u32(object->statedSize.value_or(clamped<std::uint32_t>(object->size())));
     info.u16(facts.thumbnailSize ? format::Jfif : 0)
@@ -127,7 +126,7 @@ Reply Responder::getObjectInfo(const Message& command) {
     info.u32(facts.width).u32(facts.height).u32(facts.width ? 24 : 0);
     info.u32(object->parent).u16(object->isFolder() ? genericFolder : 0).u32(0).u32(0);
     info.text(object->name);
-    // The date of the picture is better than the date of its file, which changes with each copying.
+    // The picture's own date is better than the date of its file, which copying may change.
     info.text(object->statedDate.value_or(dateOf(facts.captured, object->modified())));
     info.text(object->statedDate.value_or(ptpDate(object->modified()))).text(u"");
     return answer(info.take());

@@ -56,11 +56,11 @@ Reply Responder::getDevicePropValue(const Message& command) {
 Reply Responder::setDevicePropValue(const Message& command) {
     if (!hasProperty(command.parameter(0))) return failure(response::DevicePropNotSupported);
     if (command.parameter(0) == property::BatteryLevel) return failure(response::AccessDenied);
-    // The whole data phase has to be one date, and nothing else.
+    // The data phase has to be one text that begins with a date, and nothing else.
     DatasetReader value(received_->bytes());
     const auto time = timeOfPtpDate(value.text());
     if (!time || !value.complete()) return failure(response::InvalidDevicePropValue);
-    // The clock keeps running, so its distance from this machine's is stored.
+    // The clock keeps running, so its distance from this machine's clock is stored.
     clockOffset_ = *time - std::time(nullptr);
     return {};
 }

@@ -11,7 +11,7 @@ namespace {
 
 constexpr std::size_t maxAnnouncements = 1000;
 
-/// Parses an ObjectInfo dataset. False if it is too short, or longer than its fields.
+/// Parses an ObjectInfo dataset. False if it is malformed.
 bool read(ByteView dataset, Announcement& announced) {
     constexpr std::size_t fromThumbFormatToSequence = 2 + 6 * 4 + 4 + 2 + 4 + 4;
     DatasetReader reader(dataset);
@@ -74,7 +74,7 @@ void Responder::makeFolder(Announcement& announced) {
     folder.format = format::Association;
     folder.path =
         store_.folderPath(announced.storage, announced.parent) / safeFileName(announced.name);
-    std::error_code ignored;  // if it fails, objects for this folder are refused
+    std::error_code ignored;  // if it fails, files for this folder are refused
     std::filesystem::create_directory(folder.path, ignored);
     store_.add(std::move(folder));
     announced.filled = true;
@@ -91,7 +91,7 @@ Reply Responder::sendObject(const Message&) {
     expectsObject_ = false;
     announced.filled = true;
     store_.forget(path);  // an object whose file was replaced is gone
-    // The object gets the handle that the host was told when it announced it.
+    // The object gets the handle that the host was told at the announcement.
     StoredObject object;
     object.handle = announced.handle;
     object.storage = announced.storage;

@@ -11,7 +11,7 @@ namespace {
 
 using usbscan::UsbStatus;
 
-// These are the pieces that fit into the area that the host shares with its clients.
+// The area that the host shares with its clients has room for so many pieces of this size.
 constexpr int mostPieces = usbscan::areaSlots;
 constexpr std::size_t pieceSize = usbscan::areaSlotSize;
 

@@ -41,8 +41,8 @@ class SimulatedDevice final : public usbscan::UsbDevice {
     void pumpOut();
     void pumpInterrupt();
     void finishWrite(usbscan::UsbStatus status);
-    /// The room of one transfer: the bytes that are due, at most a piece, rounded up to whole
-    /// packets.
+    /// How many bytes to ask the function for: those that are due, but at most one piece, rounded
+    /// up to whole packets.
     std::size_t roomFor(std::uint64_t due) const;
     std::shared_ptr<const void> counted(std::shared_ptr<const void> keeper);
 
@@ -64,7 +64,7 @@ class SimulatedDevice final : public usbscan::UsbDevice {
     DoneWithBytes interrupted_;
 
     /// Pieces that the host holds and tasks in the loop refer to this and not to the device, since
-    /// they may live longer than the device. A task or piece that comes late finds this expired.
+    /// they may live longer than the device. A task or piece that outlives it finds this expired.
     struct Outstanding {
         SimulatedDevice* device;
         int pieces = 0;

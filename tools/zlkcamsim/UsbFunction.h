@@ -1,6 +1,6 @@
 #pragma once
-// The device's side of a USB connection, as a device controller sees it. The virtual camera is one;
-// a SimulatedDevice or an emulated usbfs node connects it to a host.
+// The device's side of a USB connection, as a device controller sees it. The virtual camera
+// implements it; a SimulatedDevice or an emulated usbfs node connects it to a host.
 
 #include <cstddef>
 #include <cstdint>
@@ -50,7 +50,7 @@ class UsbFunction {
         std::uint8_t index) const = 0;  ///< may be empty
 
     /// `wake` is called when a pipe that answered NotNow may be ready. It may be called from inside
-    /// of any call here, so that it should only schedule work.
+    /// of any call here, so it should only schedule work.
     virtual void setWake(std::function<void()> wake) = 0;
 
     /// Takes the next bytes of a transfer from the host, all or none. They may be many packets.

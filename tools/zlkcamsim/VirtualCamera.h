@@ -26,7 +26,7 @@ class VirtualCamera final : public UsbFunction, private BulkInPipe::Listener {
                   const Traits& traits = {});
 
     /// From now on plays the device of a recording, with its descriptors and answers, whatever lies
-    /// on the storages. `say` gets a line for each thing that is missing in the recording.
+    /// on the storages. `say` gets a line when the recording lacks something that is to be played.
     void replay(Recording recording, std::function<void(const std::string&)> say);
 
     // For testers.
@@ -37,7 +37,8 @@ class VirtualCamera final : public UsbFunction, private BulkInPipe::Listener {
     Judge& judge() { return judge_; }
     TransactionLog& log() { return log_; }
     const Session& session() const { return session_; }
-    /// Whether the host has sent a command and not fetched the whole response.
+    /// Whether a transaction is going on. It ends when the host has the response, or when it is
+    /// broken off.
     bool transactionOpen() const { return open_.has_value(); }
     /// How many commands have come.
     std::uint64_t transactions() const { return transactions_; }
@@ -50,7 +51,7 @@ class VirtualCamera final : public UsbFunction, private BulkInPipe::Listener {
     void raise(
         const Message& event, std::function<void()> seen = [] {});
     void setEventsEnabled(bool enabled) { eventsEnabled_ = enabled; }
-    /// As if the camera had been powered off and on without the host noticing.
+    /// Ends the session and an open transaction, of which the host isn't told.
     void loseSession();
     /// `pulled` is called from the loop when a fault pulls the cable.
     void setPulled(std::function<void()> pulled) { pulled_ = std::move(pulled); }
@@ -123,7 +124,7 @@ class VirtualCamera final : public UsbFunction, private BulkInPipe::Listener {
 
     std::optional<Message> open_;  ///< the command whose response the host hasn't fetched
     std::unique_ptr<Spool> data_;  ///< its data phase, which is to come or has begun
-    // The response that a fault has put in the place of the operation.
+    // The response that a fault gives instead of running the operation.
     std::optional<Code> forcedAnswer_;
 
     // The current transfer from the host.
@@ -141,7 +142,7 @@ class VirtualCamera final : public UsbFunction, private BulkInPipe::Listener {
     std::deque<WaitingInterrupt> interrupts_;
     // How often the status still has to be busy because of faults.
     unsigned busyAnswers_ = 0;
-    // Expires with this object, for tasks in the loop.
+    // Expires with this object, so that tasks in the loop can see that the object is gone.
     std::shared_ptr<bool> alive_ = std::make_shared<bool>(true);
 };
 

@@ -19,7 +19,7 @@ std::vector<std::string> wordsOf(const std::string& line) {
 std::u16string nameOf(const std::string& word) {
     std::u16string name;
     std::string utf8;
-    // Bytes of UTF-8 are collected until a unit of UTF-16 comes in between.
+    // Bytes of UTF-8 are collected until a unit of UTF-16 or the end comes.
     for (std::size_t i = 0; i < word.size(); ++i) {
         if (word[i] != '%') {
             utf8 += word[i];

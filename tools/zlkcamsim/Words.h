@@ -12,14 +12,15 @@ namespace zlk::camsim {
 /// The words between blanks.
 std::vector<std::string> wordsOf(const std::string& line);
 
-/// A name in UTF-8, in which `%` and two hexadecimal digits stand for a byte, and `%u` and four for
-/// a unit of UTF-16, even one that is invalid, as in `%uD800`. Throws std::invalid_argument.
+/// Parses a name in UTF-8. In it `%` with two hexadecimal digits stands for a byte, and `%u` with
+/// four for a unit of UTF-16, which may be invalid, as in `%uD800`. Throws std::invalid_argument if
+/// no number follows a `%`.
 std::u16string nameOf(const std::string& word);
 
 /// Options of a command, as `key=value`.
 class Options {
   public:
-    /// Parses the words from `first` on. Throws std::invalid_argument for words of another form.
+    /// Parses the words from `first` on. Throws std::invalid_argument for a word without `=`.
     explicit Options(const std::vector<std::string>& words, std::size_t first);
 
     bool has(const std::string& key) const { return values_.contains(key); }
