@@ -80,8 +80,8 @@ class FaultList {
     /// The faults that strike in this phase of the operation, in the order in which they were
     /// armed. Each is counted, and is gone when it has struck often enough.
     std::vector<Fault> take(Phase phase, Code operation);
-    /// Whether a fault of this kind, which is one of the cancel request, strikes now. It is
-    /// counted.
+    /// Whether a fault of this kind strikes now; if so, it is counted. The kind is one of those for
+    /// the cancel request.
     bool take(FaultKind kind);
 
   private:

@@ -34,7 +34,8 @@ class Judge {
     /// Records a violation as a text. The last thousand are kept.
     void blame(std::string what);
     const std::deque<std::string>& violations() const { return violations_; }
-    /// How often the last id came again and was accepted, as from a host that was killed.
+    /// How often the last id came again and was accepted though its transaction wasn't broken, as
+    /// after a host was killed.
     unsigned repeats() const { return repeats_; }
     void clear() { violations_.clear(); }
 

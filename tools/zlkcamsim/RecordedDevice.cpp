@@ -67,7 +67,7 @@ bool RecordedDevice::findInterface(ByteView configuration) {
         if (length < 2 || length > rest.size()) break;
         if (type == interfaceType && length >= interfaceSize) {
             if (isInside) break;
-            // Class 6, subclass 1, protocol 1.
+            // Class, subclass and protocol of still image devices.
             isInside = byteAt(rest, 5) == 6 && byteAt(rest, 6) == 1 && byteAt(rest, 7) == 1;
         } else if (type == endpointType && length >= endpointSize && isInside) {
             constexpr std::uint8_t bulk = 2, interrupt = 3;

@@ -23,11 +23,9 @@ struct Reply {
     std::optional<std::uint32_t> id;  ///< if it isn't the command's
 };
 
-/// A response without data.
 inline Reply failure(Code code) {
     return {code, {}, {}, {}};
 }
-/// A successful response with data.
 inline Reply answer(Payload data) {
     return {response::OK, {}, std::move(data), {}};
 }

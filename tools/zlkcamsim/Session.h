@@ -9,7 +9,7 @@ namespace zlk::camsim {
 /// stays open when that program ends.
 struct Session {
     std::uint32_t id = 0;               ///< 0: no session is open
-    std::uint32_t lastTransaction = 0;  ///< id of the last command in it
+    std::uint32_t lastTransaction = 0;  ///< id of the session's last command; 0: none has come
 
     bool isOpen() const { return id != 0; }
 };

@@ -52,7 +52,7 @@ class SimulatedDevice final : public usbscan::UsbDevice {
     Listener* listener_ = nullptr;
     // Bytes that the host still wants to read.
     std::uint64_t due_ = 0;
-    // pump() is going to be called.
+    // Whether pump() is going to be called.
     bool scheduled_ = false;
 
     // The write in progress: what is left of it, whether a zero-length packet follows, and the

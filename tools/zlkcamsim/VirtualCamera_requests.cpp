@@ -103,7 +103,7 @@ ControlAnswer VirtualCamera::deviceStatus() {
     std::vector<std::uint8_t> halted;
     if (bulkIn_.halted()) halted.push_back(endpoint::BulkIn);
     if (outHalted_) halted.push_back(endpoint::BulkOut);
-    // An open transaction counts as busy, until the host has the response or cancels.
+    // As long as a transaction is open, the camera counts as busy.
     const bool busy = busyAnswers_ > 0 || open_;
     if (busyAnswers_ > 0) --busyAnswers_;
     // TransactionCancelled tells the host that the endpoints in the list have to be cleared.
