@@ -58,7 +58,7 @@ class Responder {
 
     /// Sets the USB ids of the camera that is plugged into this dock; 0, 0 for none.
     void setCameraBehind(std::uint16_t vid, std::uint16_t pid);
-    /// What the host has announced, the oldest first; at most the last thousand.
+    /// The host's announcements that were accepted, the oldest first; at most the last thousand.
     const std::deque<Announcement>& announcements() const { return announcements_; }
     /// The sink gets each event that an operation of the host causes. It has to call `seen` once,
     /// when the host has fetched the event or can't fetch it any more.

@@ -158,7 +158,7 @@ Reply Responder::getPartialObject(const Message& command) {
 }
 
 bool Responder::isProtected(const StoredObject& object) const {
-    // Some models keep these two files, which hosts delete when they have read them.
+    // Some models refuse to delete these two files.
     const bool isOrder = object.name == u"AUTPRINT.MRK" || object.name == u"INTENT.XML";
     return object.isProtected || (isOrder && !traits_.dropsOrders);
 }

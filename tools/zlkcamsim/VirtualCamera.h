@@ -87,7 +87,8 @@ class VirtualCamera final : public UsbFunction, private BulkInPipe::Listener {
     /// Prepares for the next transfer from the host.
     void forgetTransfer();
     void commandArrived(const ContainerHeader& header);
-    /// Runs the open operation and writes its reply to the pipe.
+    /// Writes the answer to the open command to the pipe. The answer comes from a fault, the
+    /// recording or the responder.
     void execute();
     /// Plays the recorded answer to the open command, or refuses a command that was never recorded.
     /// False if the camera has to answer by itself, because only it knows whether a session is
