@@ -141,6 +141,19 @@ TEST_F(Check, readsWhatOtherProgramsRecordedAndTakesARenamedFileForWhole) {
     EXPECT_THAT(answer["new"].items, IsEmpty());
 }
 
+TEST_F(Check, tellsOfNoRenamedFileAsNewWhenAStopEndsTheSearch) {
+    constexpr std::uint64_t longToRead = 16ull << 30;
+    HashRecord missing = recordOf("missing", "");
+    missing.size = longToRead;
+    addGeneration(folder, {recordOf("old name", "bytes"), missing});
+    writeFile(folder / "a", "bytes");
+    writeFile(folder / "b", "");
+    fs::resize_file(folder / "b", longToRead);
+    const JsonAnswer answer = RunningZlkCam({"check", folder}).expectStop(700ms);
+    EXPECT_EQ(findingOf(answer, "old name"), "renamed");
+    EXPECT_THAT(answer["new"].each("file"), ElementsAre("b"));
+}
+
 TEST_F(Check, endsWithinASecondOfAStop) {
     fill({"a"});
     writeFile(folder / "hole", "");

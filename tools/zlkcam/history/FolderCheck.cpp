@@ -9,6 +9,7 @@
 #include <iterator>
 #include <numeric>
 #include <set>
+#include <string_view>
 #include <unordered_map>
 #include <unordered_set>
 
@@ -155,6 +156,7 @@ void FolderCheck::run() {
         // Only a stop throws a Failure here.
         isStopped_ = true;
     }
+    dropRenamed();
 }
 
 void FolderCheck::checkRecorded() {
@@ -257,9 +259,9 @@ void FolderCheck::findRenamed() {
     MissingFiles missing(files_);
     if (missing.isEmpty()) return;
     if (tool_.onTerminal()) tool_.say("Looking for files that were renamed...");
-    std::erase_if(newFiles_, [&](const FoundFile& found) {
+    for (const FoundFile& found : newFiles_) {
         // Only a file whose size fits is read; each kind of sum needs another reading.
-        if (!missing.mayBe(found.size)) return false;
+        if (!missing.mayBe(found.size)) continue;
         for (const DigestKind kind : missing.kinds()) {
             const std::optional<MediumDigest> read = readWhole(found.path, kind);
             CheckedFile* const file = read ? missing.take(read->digest) : nullptr;
@@ -269,10 +271,16 @@ void FolderCheck::findRenamed() {
             file->size = read->size;
             file->fromMedium = read->isFromMedium;
             file->nowAt = found.path;
-            return true;
+            break;
         }
-        return false;
-    });
+    }
+}
+
+void FolderCheck::dropRenamed() {
+    std::unordered_set<std::string_view> renamed;
+    for (const CheckedFile& file : files_)
+        if (file.finding == Finding::Renamed) renamed.insert(file.nowAt);
+    std::erase_if(newFiles_, [&](const FoundFile& found) { return renamed.contains(found.path); });
 }
 
 std::optional<MediumDigest> FolderCheck::readWhole(const std::string& path, DigestKind kind) const {

@@ -63,6 +63,8 @@ class FolderCheck {
     void findNew();
     void findNewIn(const std::string& folder, std::vector<std::string>& below);
     void findRenamed();
+    /// Takes the files that findRenamed() knew again out of the new ones.
+    void dropRenamed();
     std::optional<MediumDigest> readWhole(const std::string& path, DigestKind kind) const;
 
     const int folder_;
