@@ -92,11 +92,12 @@ class CDeviceUtilFunctions {
     std::u16string findCameraPort(std::uint16_t vid, std::uint16_t pid, bool passThru);
     std::u16string findCameraPortWinXP(std::uint16_t vid, std::uint16_t pid, bool passThru);
     std::u16string findCameraPortVista(std::uint16_t vid, std::uint16_t pid, bool passThru);
-    /// Whether the device with the id `devId` on `usbPort` is the one that findCameraPort() seeks:
-    /// it has the ids `tVid` and `tPid`, or with `passThru` is a pass-through device that has a
-    /// camera with these ids plugged in. An empty `devId` counts as these ids. With `passThru`, a
-    /// pass-through device's row is stored in `passThruCamInfo`. In any other case
-    /// `passThruCamInfo` is cleared.
+    /// Whether the device with the id `devId` on `usbPort` is the one that findCameraPort() seeks.
+    /// Without `passThru` that is a device with the ids `tVid` and `tPid`; with `passThru`, a pass-
+    /// through device into which a camera with the ids `tVid` and `tPid` is plugged. An empty
+    /// `devId` counts as the id of a device with the ids `tVid` and `tPid`. With `passThru`,
+    /// `passThruCamInfo` receives the device's row if the device is a pass-through device. In all
+    /// other cases it is cleared.
     bool isFindCameraPortMatch(const std::u16string& devId, const std::u16string& usbPort,
                                std::uint16_t tVid, std::uint16_t tPid, bool passThru);
     std::u16string ContextIdToCameraPort(const std::u16string& id);

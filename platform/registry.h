@@ -92,9 +92,10 @@ LSTATUS RegDeleteValueW(HKEY key, const WCHAR* name) noexcept;
 LSTATUS RegDeleteTreeW(HKEY key, const WCHAR* subKey) noexcept;
 
 /// Gives the name of the subkey, or of the value, at `index`, counted from 0; ERROR_NO_MORE_ITEMS
-/// after the last one. *length holds the room in units, terminator included, and receives the
-/// length without it; a longer name is ERROR_MORE_DATA. The type, data and size of RegEnumValueW
-/// are as in RegQueryValueExW; the arguments without a use must be null.
+/// after the last one. *length holds the room in units, terminator included. On success it receives
+/// the name's length without the terminator. ERROR_MORE_DATA if the name needs more room. The type,
+/// data and size of RegEnumValueW are as in RegQueryValueExW. `reserved`, `className`,
+/// `classLength` and `lastWrite` must be null.
 LSTATUS RegEnumKeyExW(HKEY key, DWORD index, WCHAR* name, DWORD* length, DWORD* reserved,
                       WCHAR* className, DWORD* classLength, FILETIME* lastWrite) noexcept;
 LSTATUS RegEnumValueW(HKEY key, DWORD index, WCHAR* name, DWORD* length, DWORD* reserved,

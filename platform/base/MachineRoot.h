@@ -45,9 +45,9 @@ class MachineRoot {
     /// several components. Empty, with the last error, on failure.
     std::string folder(const char* name) const;
 
-    /// Whether a file or folder belongs to, and may be written by, nobody but the superuser, the
-    /// caller and, if the machine root belongs to a group, that group. A refusal is reported to the
-    /// diagnostics, under the name `path`.
+    /// Whether a file or folder can be trusted. Its owner has to be the superuser or the caller,
+    /// and nobody else may write it. If the machine root belongs to a group, members of that group
+    /// may own and write it, too. A refusal is reported to the diagnostics, under the name `path`.
     bool trusts(const struct stat& status, const std::string& path) const;
 
   private:

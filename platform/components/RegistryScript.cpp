@@ -88,7 +88,7 @@ class ScriptParser {
         fail("a text that doesn't end");
     }
 
-    // Takes the next token if it is this keyword or sign.
+    // Takes the next token if it is this keyword or sign, in any case. A quoted text is neither.
     bool accept(std::u16string_view word) {
         if (next_.kind != Token::Kind::Word || !equalIgnoringCase(next_.text, word)) return false;
         advance();

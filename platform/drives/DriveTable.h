@@ -1,6 +1,6 @@
 #pragma once
-// All drives of the machine: folders that users mounted, volumes that the kernel reports, and `Z:`.
-// All functions may be called on any thread.
+// All drives of the machine: folders that users mounted, volumes that the kernel reports, and `Z:`,
+// which is the machine's own root folder. All functions may be called on any thread.
 
 #include <optional>
 #include <string>

@@ -5,7 +5,9 @@
 // that the file has been replaced. The cache is valid until anybody changes the store. To notice a
 // change, refresh() compares the change mark with the one that was read before anything was cached;
 // without a mark it compares the data version. As long as the mark is the same, all cached answers
-// belong to one state of the store.
+// belong to one state of the store. An immutable connection doesn't notice what others write. For
+// such a one refresh() compares the file and looks for a log instead, and opens the store anew if
+// there has been a writer.
 //
 // Not thread-safe: RegistryKeys has the lock. A connection must not cross a fork, so release() is
 // called before a fork. If a process dies, its last commit stays, and the next process that opens

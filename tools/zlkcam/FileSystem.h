@@ -16,8 +16,9 @@ bool isOnThisMachine(int file);
 /// be written. True only for file systems that are known to do so.
 bool isFlushedAsAWhole(int file);
 
-/// Whether a power cut may leave a moved file without contents until it is flushed again: on FAT,
-/// size and clusters of the entry with the new name are only written then.
+/// Whether a moved file has to be flushed once more, because a power cut before that may leave it
+/// without contents. So it is on FAT, where only that flush writes size and clusters into the entry
+/// with the new name.
 bool losesContentsByMoving(int file);
 
 }  // namespace zlk

@@ -116,7 +116,8 @@ std::string ProgressBar::text(DWORD elapsed, std::size_t columns) const {
 
 void ProgressBar::draw(bool always) {
     if (hidden_ || tool_.json || !tool_.onTerminal()) return;
-    // A new file is always shown. Other changes aren't shown more often than people can read them.
+    // A new file is shown at once, and so is a bar that was hidden for a line of text. Other
+    // changes aren't shown more often than people can read them.
     const DWORD now = GetTickCount();
     if (!always && drawn_ && now - lastDrawn_ < drawEvery) return;
     lastDrawn_ = now;

@@ -74,7 +74,8 @@ bool RecordedDevice::findInterface(ByteView configuration) {
             const std::uint8_t address = byteAt(rest, 2), kind = byteAt(rest, 3) & 3;
             if (kind == interrupt) interrupt_ = address;
             if (kind == bulk) (address & 0x80 ? bulkIn_ : bulkOut_) = address;
-            // Further bits of the packet size count transactions in a microframe.
+            // The packet size is in the lower eleven bits. The bits above them have a meaning for
+            // other kinds of pipes only.
             if (kind == bulk) packetSize_ = loadNumber(rest.subspan(4), 2) & 0x7FF;
         }
         rest = rest.subspan(length);

@@ -55,8 +55,8 @@ class SimulatedDevice final : public usbscan::UsbDevice {
     // Whether pump() is going to be called.
     bool scheduled_ = false;
 
-    // The write in progress: what is left of it, whether a zero-length packet follows, and the
-    // callback for its end.
+    // The write in progress: what is left of it, whether a zero-length packet follows if its last
+    // packet is full, and the callback for its end.
     std::span<const std::byte> toWrite_;
     bool zeroPacket_ = false;
     Done written_;

@@ -20,8 +20,8 @@ class DeviceHost {
                std::chrono::milliseconds idleTime, std::function<void()> ended);
     ~DeviceHost();
 
-    /// Serves all clients that connect to this listening, non-blocking socket, which stays its
-    /// caller's.
+    /// Serves the clients that connect to this listening, non-blocking socket and belong to the
+    /// host's own user or to root. The caller keeps the socket and closes it.
     void listenOn(int socket);
     /// Serves one client, and takes ownership of its non-blocking socket.
     void serve(int client);

@@ -17,7 +17,8 @@ constexpr unsigned maxRecoveriesInARow = 3;
 // one too many. A device that goes on is out of step, and nothing else would limit a client's
 // queue.
 constexpr unsigned maxZeroPacketsInARow = 8;
-// How long the answer may take to a command that the device had taken before its pipe was cleared.
+// A device may take a command while its bulk-in pipe is halted. Once the pipe is cleared, the
+// answer has to begin within this time.
 constexpr std::chrono::milliseconds patienceAfterHalt{1000};
 // A device in good order takes a command in less time.
 constexpr std::chrono::milliseconds promptly{100};
@@ -189,9 +190,9 @@ void Transactions::recoverAfter(UsbStatus status, bool wasTaken) {
     recovered(Recovery::Outcome::SessionAlive);
 }
 
-/// No read may be pending before the transaction's command is written, nor after the transaction,
-/// except for a zero-length packet that is due: host controllers and devices get out of step over
-/// reads that have to be taken back.
+/// A read is pending only while the device owes data or a response, since host controllers and
+/// devices get out of step over reads that have to be taken back. Only closeIfComplete() reads
+/// after the response, for a zero-length packet that is due.
 void Transactions::readOn() {
     const bool wanted = transaction_.open && !transaction_.answered;
     if (!wanted || transaction_.sending || writer_) return;

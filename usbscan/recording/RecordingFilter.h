@@ -48,7 +48,8 @@ class RecordingFilter {
         bool isContent = true;       // false: a message, or data that describes() accepts
         Blackout blackout;           // hides what has to be hidden in the payload
     };
-    /// Takes those of the bytes that belong to an incomplete head, and returns how many they are.
+    /// Copies from the front of `bytes` what the stream's head still lacks, and returns how many
+    /// bytes that is. Calls judge() once the head is complete.
     std::size_t takeHead(Stream& stream, std::span<const std::byte> bytes);
     /// Decides from the container's head and the last command whether the payload is content.
     void judge(Stream& stream);

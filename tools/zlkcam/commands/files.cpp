@@ -99,8 +99,8 @@ void runList(Tool& tool, const ListOptions& options) {
     const StopWatch watch([&] { return tool.finish(stoppedEarly()); });
     const DeviceDirectory directory;
     const PhotoSession session(directory.find(wideText(options.device)));
-    // A card then lists only its top folder, until the device is let go. A camera doesn't know this
-    // message.
+    // This message has a card list only the files directly in its top folder, until the device is
+    // let go. A camera doesn't know the message, and lists all its files.
     if (options.flatCard) session.escape(u"MSDC_NoRecursion");
     const std::vector<FileRecord> files = session.files();
     const CardSurvey survey(options.flatCard ? u"" : cardRoot(directory, session), files);

@@ -147,7 +147,8 @@ void exportTree(Tool& tool, const SettingsOptions& options) {
     const std::vector<SettingsKey> keys = SettingsStore::readTree(keyOf(options));
     std::vector<std::string> leftOut;
     const std::string text = writeSettingsText(keys, leftOut);
-    // With --json the text becomes a member of the answer instead.
+    // The file `-` is the standard output. With --json only the answer is printed there, and the
+    // text becomes a member of the answer.
     if (options.file == "-" && !tool.json) {
         Tool::write(text);
     } else if (options.file != "-") {

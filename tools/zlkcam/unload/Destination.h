@@ -2,9 +2,11 @@
 // A folder of this machine that files of a device are copied into, and the only place that gives
 // copies their names.
 //
-// A file is written into a private folder of this run, and moved to its own name when it is whole
-// and on the disk. A move replaces no file that was there when it began. Whatever interrupts a run,
-// nobody can mistake half a file for a picture, and no file that was there before is changed.
+// A file is written into a private folder of this run, and moved to its own name when it is whole.
+// A caller whose files have to survive a power cut flushes them before that, and calls flushMoved()
+// and flushNames() afterwards. A move replaces no file that was there when it began. If a run is
+// killed, nobody can mistake half a file for a picture, and no file that was there before is
+// changed.
 
 #include <cstdint>
 #include <mutex>

@@ -100,8 +100,8 @@ std::string_view tiffIn(std::string_view head) {
     if (TiffBlock::isAt(head)) return head;
     const std::string_view exif = tiffBehind(head, "Exif\0\0"sv);
     const bool isIsoFile = head.size() > 4 && head.substr(4).starts_with("ftyp");
-    // RAW files in an ISO container may have no `Exif` marker. There the box CMT2 holds the EXIF
-    // directory as the first one of a TIFF block.
+    // RAW files in an ISO container may have no `Exif` marker. In these files the box CMT2 holds a
+    // TIFF block whose first directory is the EXIF directory.
     return exif.empty() && isIsoFile ? tiffBehind(head, "CMT2") : exif;
 }
 

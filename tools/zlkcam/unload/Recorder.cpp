@@ -53,7 +53,8 @@ void Recorder::takeOver() {
 void Recorder::takeOver(const JournalEntry& entry) {
     if (!options_.isRehearsal) addToJournal(entry);
     const auto [first, last] = unfinished_.equal_range(entry.source);
-    // A journal has a second line for a copy that was proved again; the newer one counts.
+    // A journal has a second line for a copy that was proved or read again. The newer line counts,
+    // because it may have a sum that the older one lacks.
     const auto known = std::find_if(
         first, last, [&](const auto& each) { return each.second.entry.file == entry.file; });
     if (known == last)
