@@ -1,6 +1,7 @@
 #pragma once
-// Locks on whole files, by which processes exclude each other (open file description locks,
-// F_OFD_*). This is a header only, because zlk-usbscan uses it without the platform library.
+// The request by which fcntl() locks, unlocks or tests a whole file. The locks belong to open file
+// descriptions (F_OFD_*). This is a header only, because zlk-usbscan uses it without the platform
+// library.
 
 #include <fcntl.h>
 #include <unistd.h>

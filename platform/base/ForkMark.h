@@ -1,6 +1,7 @@
 #pragma once
-// Tells whether this is still the process that set a mark. A mark also notices a fork that bypasses
-// the handlers of pthread_atfork, such as a direct clone() without CLONE_VM.
+// Finds out whether this process is a forked child of the one that opened something. This works
+// even after a fork that bypasses the handlers of pthread_atfork, such as a direct clone() without
+// CLONE_VM.
 
 #include <sys/mman.h>
 #include <unistd.h>
@@ -35,7 +36,7 @@ inline unsigned processGeneration() noexcept {
     return known->compare_exchange_strong(number, next) ? next : number;
 }
 
-/// Remembers the process in which the mark was made, or set() was last called.
+/// Remembers the process that made this object or that last called set().
 class ForkMark {
   public:
     void set() noexcept { owner_ = processGeneration(); }

@@ -1,7 +1,7 @@
 #pragma once
-// The objects behind HANDLEs: one object for each handle, in a table of the process. A call looks
-// its handle up and thereby keeps the object alive until the call is over, even if another thread
-// closes the handle meanwhile. All functions here may be called on any thread.
+// The objects behind HANDLEs: one object for each handle, in a table of the process. A call that
+// looks its handle up keeps the object alive until the call is over, even if another thread closes
+// the handle meanwhile. All functions here may be called on any thread.
 
 #include <cstdint>
 #include <memory>

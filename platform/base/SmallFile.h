@@ -1,6 +1,6 @@
 #pragma once
-// Reads small files as a whole, and lists folders. Failures aren't reported: callers treat what
-// can't be read as missing.
+// Reads small files and lists folders. Failures aren't reported: a result that couldn't be read is
+// empty or cut short.
 
 #include <string>
 #include <vector>

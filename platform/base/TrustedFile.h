@@ -1,10 +1,11 @@
 #pragma once
-// Opens a file that contains code, unless somebody who isn't trusted could replace it.
+// Follows the path of a file that contains code or decides which code runs, and refuses the file if
+// somebody who isn't trusted could change or replace it.
 //
 // A user who may rename a folder above a file can put another file in the file's place, even
 // between the check and the loading. So the path is walked from `/` on: each folder is checked, and
-// the next one is opened through the descriptor of the one before. If nobody else can change these
-// folders, the path keeps leading to the file that was checked.
+// the next one is opened through the descriptor of the one before. If all folders pass the check,
+// only trusted users can make the path lead to another file.
 
 #include <string>
 

@@ -1,5 +1,6 @@
 #pragma once
-// Keeps exceptions inside a platform call: an exception of its body becomes a last error.
+// Keeps exceptions inside a platform call: a std::exception of the call's body becomes the last
+// error ERROR_NOT_ENOUGH_MEMORY.
 
 #include <exception>
 
