@@ -1,8 +1,9 @@
 #pragma once
 // The folders that users mount as cards, as they are kept in the settings store: one key for each
 // letter below HKEY_LOCAL_MACHINE `Software\Zephyr-Lanthorn\Platform\Mounts`, with the texts
-// Folder, Label, Vendor and Product and the number CdRom. A key without a folder, which a killed
-// writer may leave, counts as no mount. Writers hold the LetterLock.
+// Folder, Label, Vendor and Product and the number CdRom. A key whose Folder isn't an absolute path
+// counts as no mount; a killed writer may leave a key without a Folder. Callers that write or
+// remove a mount hold the LetterLock (DriveLetters.h).
 
 #include <optional>
 #include <vector>

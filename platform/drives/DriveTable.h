@@ -1,6 +1,8 @@
 #pragma once
-// All drives of the machine: folders that users mounted, volumes that the kernel reports, and `Z:`,
-// which is the machine's own root folder. All functions may be called on any thread.
+// The drives of the machine: folders that users mounted, volumes that have been given a letter, and
+// `Z:`, which is the machine's own root folder. Mounted network shares have no letter;
+// openShareFolder finds them by the names of their sources. All functions may be called on any
+// thread.
 
 #include <optional>
 #include <string>

@@ -1,6 +1,7 @@
 #pragma once
-// Removable media, discs, card readers and network mounts, as the kernel reports them. All
-// functions may be called on any thread, except setSystemRoots.
+// Finds the volumes that may be cards or discs, the readers without a mounted medium, and the
+// mounted network shares. The kernel reports all of these; udev reports the labels. All functions
+// may be called on any thread, except setSystemRoots.
 
 #include <string>
 #include <vector>
