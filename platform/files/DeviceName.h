@@ -1,13 +1,13 @@
 #pragma once
-// Parses path texts, by their forms. The names of file sinks have the form Device too; openPath()
-// recognizes them before it uses the parsed path.
+// Finds out where a path text starts, by its form, and splits the rest into names. The names of
+// file sinks have the form Device too; openPath() recognizes them before it uses the parsed path.
 //
 //     \\.\E:              Volume    the volume itself
 //     \\.\..., \\?\...    Device    a device by its name
 //     \\server\share\...  Share     below the mount of that share
 //     E:\...  E:          Drive     below that drive's folder
-//     /...  \...          Machine   a path of this machine, taken literally
-//     anything else       Current   from the process's current folder, taken literally
+//     /...  \...          Machine   a path of this machine
+//     anything else       Current   from the process's current folder
 
 #include <string_view>
 #include <vector>

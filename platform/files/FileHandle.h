@@ -1,5 +1,6 @@
 #pragma once
-// A handle of an open file, and the sharing modes that its opener has set against others.
+// The object behind the handle of an open file. It also holds the locks that enforce its opener's
+// sharing mode against others, if the file system has such locks.
 
 #include <cstdint>
 

@@ -1,6 +1,7 @@
 #pragma once
-// Renames that don't replace anything, even if the file system doesn't promise that. If it has no
-// hard links either, a file that gets the new name at the same moment may be replaced.
+// Renames a file or folder only if the new name is free. If the file system can't promise that, and
+// the file can't get a hard link either, another file that gets the new name at the same moment may
+// be replaced.
 
 #include "platform/files/PathTarget.h"
 

@@ -1,11 +1,11 @@
 #pragma once
-// The folder from which a path starts, and the fence around it.
+// The folder from which a path starts. If the folder has a fence, no path leads out of it.
 //
-// A card comes from somebody else, and nothing on a card may lead out of it. So below a drive or a
-// share the kernel resolves names within the fence (openat2): a link with a relative target is
-// followed while it stays inside; a link that leaves, or that names an absolute path, fails with
-// EXDEV. On a kernel without openat2 no link is followed within a fence. `Z:`, `/...` and paths
-// from the current folder have no fence.
+// A card comes from somebody else, so every drive but `Z:` has a fence, and so has every share. The
+// kernel resolves names within the fence (openat2): a link with a relative target is followed while
+// it stays inside; a link that leaves, or that names an absolute path, fails with EXDEV. On a
+// kernel without openat2 no link is followed within a fence. `/...` and paths from the current
+// folder have no fence.
 
 #include <string>
 

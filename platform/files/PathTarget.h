@@ -1,5 +1,5 @@
 #pragma once
-// Finds the file that a path text leads to.
+// Finds the file or folder that a path text leads to.
 //
 // open() first tries a path as it is spelled. Only if that finds nothing, the names are looked up
 // one after the other: each as spelled, then with units for bytes (FileName.h) read as bytes, then

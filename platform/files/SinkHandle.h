@@ -1,5 +1,6 @@
 #pragma once
-// A handle of a file sink (file_sinks.h), which hands on what is written to the handle.
+// The object behind the handle of a file sink (file_sinks.h). Bytes that are written to the handle
+// go to the sink's FileSink while its SinkFile lives.
 
 #include <memory>
 #include <string_view>

@@ -1,5 +1,6 @@
 #pragma once
-// A handle of a volume, or of a folder, which stands for its file system.
+// The object behind the handle of a volume or of a folder. Flushing either of them flushes the
+// whole file system.
 
 #include <string>
 
