@@ -1,7 +1,8 @@
 #pragma once
-// A named mutex. A thread first waits for its turn among the threads of this process, and then
-// locks the ownership byte of the mutex's file against other processes: a lock on an open file
-// description can't tell the threads of one process apart.
+// A mutex, with or without a name. A thread that doesn't own it yet acquires it in two steps. It
+// first takes the turn, which one thread of this process can have at a time. Then it locks the
+// ownership byte of the mutex's file against other processes. The second step alone wouldn't do,
+// because a lock on an open file description can't tell the threads of one process apart.
 
 #include <semaphore.h>
 

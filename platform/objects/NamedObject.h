@@ -1,6 +1,6 @@
 #pragma once
-// What sections and mutexes have in common: a name that several processes know, and a life that
-// lasts as long as any process holds the object.
+// What sections and mutexes have in common: the name, if they have one, by which processes share
+// them, and a life that lasts as long as any process holds the object.
 //
 // Processes agree by open file description locks alone, on the bytes that NamedObjectFile.h lists:
 // there are no process ids, no clean-up, no daemon, and between processes no lock that all names
@@ -9,11 +9,12 @@
 //
 // A process that may make the object tries, with the table's lock held, to lock all lock bytes of
 // the file exclusively. If it gets them, nobody has the object, and the process makes it: it lays
-// the content out anew, shares the existence byte and frees the gate. If it doesn't get them,
-// somebody has the object or is about to make or join it. The process then takes the gate and tries
-// again. No other process can be half way now, so the object is either made here or joined. A
-// process that only opens an object asks whether the existence byte is locked. If it is locked, the
-// process asks again inside of the gate, and joins the object if there still is one.
+// the content out anew, makes its lock on the existence byte a shared one and unlocks the gate. It
+// also unlocks the ownership byte, unless a thread is to own the new mutex at once. If it doesn't
+// get the locks, somebody has the object or is about to make or join it. The process then takes the
+// gate and tries again. No other process can be half way now, so the object is made here or joined.
+// A process that only opens an object asks whether the existence byte is locked. If it is locked,
+// the process asks again inside of the gate, and joins the object if there still is one.
 //
 // Lock order: the table's lock, then the gate. No thread waits while it holds either: an attempt
 // that finds the gate taken is given up and begun again, and a thread that waits for a mutex holds
@@ -22,8 +23,8 @@
 // The kernel releases all locks of a process that dies. If a process dies while it makes an object,
 // the next one finds the name free. The mutexes of a thread that ends count as abandoned. A forked
 // child has copies of our descriptors. It closes them at once, so that the objects end with their
-// holders, and unlocks nothing, since the locks are its parent's too. The child's handles fail with
-// ERROR_INVALID_HANDLE, and its views become private zeros.
+// holders, and unlocks nothing, since the locks are its parent's too. In the child, any use of the
+// handles but closing fails with ERROR_INVALID_HANDLE, and the views become private zeros.
 //
 // Some cases can't be defended against. A process that may write our files can truncate one while
 // we touch its view (SIGBUS then ends us), or take these locks by other rules. A child of a bare

@@ -14,9 +14,9 @@
 //
 // The locks belong to the open file description, so the kernel releases them when its last
 // descriptor and mapping are gone, however a process ends. The content is valid only while some
-// process has byte 0 locked. The file is never unlinked: a process that has it open and one that
-// makes it anew would have different objects of one name. The file is never shortened: that would
-// pull the memory from under a mapping in another process.
+// process has byte 0 locked. The file of a name is never unlinked: otherwise a process that has it
+// open and one that makes it anew would have different objects of one name. The file is never
+// shortened: that would pull the memory from under a mapping in another process.
 
 #include <atomic>
 #include <cstddef>

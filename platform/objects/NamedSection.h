@@ -1,6 +1,6 @@
 #pragma once
-// A named section of shared memory, and the table of the views that this process has of all
-// sections.
+// A section of shared memory, with or without a name, and the table of the views that this process
+// has of all sections.
 
 #include "platform/objects/NamedObject.h"
 
