@@ -1,8 +1,7 @@
 #pragma once
 // The classes of the installed modules: read-only keys from the file `zlkcamtr/classes.db` beside
-// this library. The installation writes the file, and nobody does afterwards. It is read as a
-// whole, and again when it has changed; it doesn't stay open. The class isn't thread-safe:
-// RegistryKeys has the lock.
+// this library. Only an installation makes the file. The file is read as a whole, and again when it
+// has changed; it doesn't stay open. The class isn't thread-safe: RegistryKeys has the lock.
 
 #include <map>
 #include <string>

@@ -1,17 +1,18 @@
 #pragma once
 // The machine's own settings store: keys by number, their values, and a cache of what was read.
 //
-// The connection is opened at the first use that finds a file, and opened anew when refresh() finds
-// that the file has been replaced. The cache is valid until anybody changes the store. To notice a
-// change, refresh() compares the change mark with the one that was read before anything was cached;
-// without a mark it compares the data version. As long as the mark is the same, all cached answers
-// belong to one state of the store. An immutable connection doesn't notice what others write. For
-// such a one refresh() compares the file and looks for a log instead, and opens the store anew if
+// The connection is opened at the first use that finds a file. It is opened anew after release(),
+// and when refresh() looks for the file and finds that it has been replaced. The cache is valid
+// until anybody changes the store. To notice a change, refresh() compares the change mark with the
+// one that was read before anything was cached; without a mark it compares the data version. As
+// long as the mark or the version is the same, all cached answers belong to one state of the store.
+// An immutable connection doesn't notice what others write. For such a connection refresh()
+// compares the file with the one that was opened and looks for a log, and opens the store anew if
 // there has been a writer.
 //
-// Not thread-safe: RegistryKeys has the lock. A connection must not cross a fork, so release() is
-// called before a fork. If a process dies, its last commit stays, and the next process that opens
-// the store undoes what the dead one was just writing.
+// Not thread-safe: RegistryKeys has the lock. A connection must not cross a fork, so RegistryKeys
+// calls release() before a fork. If a process dies, its last commit stays, and a change that it
+// hadn't committed yet is undone.
 
 #include <sys/types.h>
 
