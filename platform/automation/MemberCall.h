@@ -9,8 +9,8 @@
 
 namespace zlk::platform {
 
-/// Used on one thread: bind(), then call(), then handOut(). After a failure the remaining steps are
-/// left out.
+/// A call in three steps on one thread: bind(), then call(), then handOut(). After a failure the
+/// caller leaves out the remaining steps.
 class MemberCall {
   public:
     /// Both arguments are borrowed for the life of the object.
