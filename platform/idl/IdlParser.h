@@ -1,7 +1,7 @@
 #pragma once
 // Parses interface definition files. A file has interfaces, based on IUnknown or IDispatch, and one
 // library of coclasses, which stands after the interfaces that it names. There are no expressions,
-// and no types that a file defines itself.
+// and a parameter has one of the types in IdlModel.h, or is a pointer to one.
 
 #include <stdexcept>
 #include <string>
