@@ -1,11 +1,11 @@
 #pragma once
 // The automation side of the component model: values that carry their type, and calls of members by
-// name. Scripts and other languages use it to reach a component of which they know only a ProgID.
-// The members of an object are described by its type library (type_library.h).
+// name. Scripts and other languages call components through it. The members of an object are
+// described by the type library of its module (type_library.h).
 //
 // The layouts are fixed, because other languages declare these structures for themselves. The
-// functions on VARIANTs may be called on any thread, each value by one thread at a time; a value
-// that holds an object only on a thread that may use the object.
+// functions on VARIANTs may be called on any thread, but only one thread at a time may use a value.
+// A value that holds an object may be used only on a thread that may use the object.
 
 #include "platform/component.h"
 

@@ -19,8 +19,9 @@ namespace zlk {
 #pragma GCC visibility push(default)
 
 /// The bodies of IDispatch methods for all objects with one interface. They use the type library of
-/// the module that the table lies in. The first call that needs the library reads it, on any
-/// thread; it is kept until the module is unloaded. Results and arguments are those of IDispatch.
+/// the module that the table lies in. A call that needs the library reads it if no call has done so
+/// before; it is kept until the module is unloaded. Any thread may call. Results and arguments are
+/// those of IDispatch.
 class DispatchTable {
   public:
     constexpr explicit DispatchTable(const GUID& iid) noexcept : iid_(iid) {}

@@ -1,6 +1,7 @@
 #pragma once
-// Folders that stand for memory cards: how to mount one and how to unmount it again. The calls are
-// thread-safe. Processes hold a lock while they change mounts, so that no letter is given twice.
+// Folders that stand for memory cards or discs: how to mount one and how to unmount it again. Every
+// call may come from any thread. A process that changes mounts holds a lock meanwhile, so that no
+// letter is given twice. If the file system has no locks, two processes may still do that.
 
 #include <vector>
 

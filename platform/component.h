@@ -4,7 +4,8 @@
 // name. An object is used on the thread that made it, unless its header says otherwise.
 //
 // An interface or text that a call hands out belongs to the caller; one that is handed in is
-// borrowed. `BSTR` is a counted UTF-16 text that may hold zeros; null is the empty text.
+// borrowed, except by SysFreeString. `BSTR` is a counted UTF-16 text that may hold zeros; null is
+// the empty text.
 
 #include <string_view>
 

@@ -1,7 +1,7 @@
 #pragma once
-// The four entry points that every component module exports, and their bodies. A module's source
-// consists of the table of its classes and ZLK_COMPONENT_MODULE(classes). The macro stands for what
-// follows the table here:
+// The four entry points that every component module exports, and their bodies. Any thread may call
+// them. A module defines them by a table of its classes and ZLK_COMPONENT_MODULE(classes). The
+// macro does what the lines after the table do here:
 //
 //     namespace {
 //     constexpr zlk::ComponentClass classes[] = {

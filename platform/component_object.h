@@ -32,9 +32,9 @@ namespace zlk {
 /// hidden visibility, each module has a count of its own.
 inline std::atomic<LONG> moduleLockCount{0};
 
-/// A base of objects, which keeps their module loaded while they live. The count goes down with
-/// memory order release, so that a thread that reads 0 and unloads the module sees everything that
-/// the destructor of the derived object did.
+/// A base of objects. While one lives, DllCanUnloadNow says that its module may not be unloaded.
+/// The count goes down with memory order release, so that a thread that reads 0 and unloads the
+/// module sees everything that the destructor of the derived object did.
 struct ModuleLock {
     ModuleLock() noexcept { moduleLockCount.fetch_add(1, std::memory_order_relaxed); }
     ~ModuleLock() { moduleLockCount.fetch_sub(1, std::memory_order_release); }

@@ -1,6 +1,6 @@
 #pragma once
-// Control codes that callers send to open devices, and the records that storage devices answer
-// with.
+// Control codes for open devices: the call that sends one, and the code that storage devices
+// answer, with its records. The codes of cameras are in their driver's header.
 
 #include "platform/error.h"
 #include "platform/types.h"

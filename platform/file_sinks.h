@@ -1,7 +1,8 @@
 #pragma once
-// File sinks: paths that look like files to a component, and hand on what is written to them as it
-// comes. A client passes such a path to a component that can only save to a path. So it can make
-// several copies and a checksum of a picture in one go, with no temporary file in between.
+// File sinks: paths that CreateFileW opens for writing. What is written there goes to an object of
+// the caller as it comes. A client passes such a path to a component that can only save to a path.
+// So the client can make several copies and a checksum of a picture in one go, with no temporary
+// file in between.
 
 #include <cstddef>
 #include <span>

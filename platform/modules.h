@@ -3,8 +3,9 @@
 //
 // A resource is an ELF note of the module, made by the build (cmake/Resources.cmake); it is found
 // without an exported symbol. Code in a module runs with all the rights of this process, so a
-// module is refused if others than root and the caller may write it or put another file in its
-// place. base/TrustedFile.h has the exact rules.
+// module is refused if somebody who isn't trusted may write it or put another file in its place.
+// Root and the caller are trusted, and so is the group of a machine root that belongs to one.
+// base/TrustedFile.h has the exact rules.
 
 #include "platform/error.h"
 #include "platform/types.h"

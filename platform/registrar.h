@@ -1,6 +1,7 @@
 #pragma once
 // Runs the REGISTRY resources of a module: scripts in the registrar's text form, which list the
-// keys and values that register a class. Callable on any thread.
+// keys and values that register a class. It also writes the store of installed classes. Every call
+// may come from any thread.
 //
 //     HKCR
 //     {
@@ -18,11 +19,12 @@
 // begins with a quote, or would be read as a brace, a sign or a keyword stands in single quotes;
 // between the quotes, two in a row mean one. `s` is REG_SZ, `d` is REG_DWORD (decimal, or
 // hexadecimal after 0x), `val` starts a value. %NAME% is replaced by the caller's text for NAME.
-// Roots are HKCR and HKLM; keys may lie up to 32 levels deep.
+// Roots are HKCR and HKLM, or their full names; keys may lie up to 32 levels deep.
 //
 // Registering replaces a ForceRemove key of the store as a whole. Unregistering deletes a
-// ForceRemove key as a whole; of any other key it deletes the values that the script names, and
-// then the key itself if nothing is left in it. A NoRemove key stays, with its default value.
+// ForceRemove key as a whole, unless it is a NoRemove key too; of any other key it deletes the
+// values that the script names, and then the key itself if nothing is left in it. A NoRemove key
+// stays, with its default value.
 
 #include <span>
 #include <string_view>

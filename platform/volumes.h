@@ -1,9 +1,9 @@
 #pragma once
 // Drives: which letters there are, and what each stands for. Every call may come from any thread.
 //
-// A drive letter stands for the mount point of a medium or disc, for a reader that has no medium,
-// or for a folder that a user mounted as a card; `Z:` is the machine's own root. A mounted volume
-// keeps its letter, which is the same in all processes; `A` is never given.
+// A drive letter stands for the mount point of a medium or disc, for a reader without a mounted
+// medium, or for a folder that a user mounted as a card; `Z:` is the machine's own root. A mounted
+// volume keeps its letter, which is the same in all processes of the machine; `A` is never given.
 
 #include <string>
 #include <vector>
