@@ -105,8 +105,9 @@ struct ControlAnswer {
     std::uint32_t error;  ///< the last error, or 0
 };
 
-/// A device has one recording at a time; a second request is refused with ERROR_BUSY. EndRecord, or
-/// the end of the connection, ends the recording unless recordToTheEnd is set.
+/// Asks for a recording of the device in the file that comes along. A device has one recording at a
+/// time; until it is over, further requests are refused with ERROR_BUSY. EndRecord, or the end of
+/// the connection, ends the recording unless recordToTheEnd is set.
 struct RecordRequest {
     std::uint32_t flags;
     /// Lengths in bytes of the device's texts, UTF-8, which follow the request one after another.

@@ -3,10 +3,11 @@
 // their records, which devices are attached, and the recording of what goes over a camera's pipes.
 //
 // A camera is opened with CreateFileW under one of two names, one for each of the two driver
-// families: `\\.\Usbscan<n>`, or `\\?\` and a device path. ReadFile and WriteFile on that handle
-// are bulk transfers; DeviceIoControl takes the codes below. Every call may be made from any
-// thread. CreateFileW fails with ERROR_FILE_NOT_FOUND, ERROR_ACCESS_DENIED or
-// ERROR_SHARING_VIOLATION (another program has claimed the camera), among others.
+// families: `\\.\Usbscan<n>`, or `\\?\` and a device path. WriteFile on that handle is a bulk
+// transfer to the camera, and doesn't wait until the camera has taken the bytes. ReadFile waits for
+// bytes of one PTP container, or for a zero-length packet. DeviceIoControl takes the codes below.
+// Every call may be made from any thread. CreateFileW fails with ERROR_SHARING_VIOLATION if another
+// program has claimed the camera, with ERROR_FILE_NOT_FOUND, ERROR_ACCESS_DENIED, and others.
 
 #include <memory>
 #include <string>

@@ -1,7 +1,7 @@
 #pragma once
 // Lists the still-image devices that are attached: those on the USB bus, as the kernel reports
-// them, and those that a process of ours serves (host/DeviceEntry.h). Each has a port number, on
-// which the processes of the machine agree and which it keeps while it is attached.
+// them, and those that a process of ours serves (host/DeviceEntry.h). Each has a port number, which
+// it keeps while it is attached. All processes with the same machine root use the same numbers.
 //
 // Numbers have four digits, so that none is a prefix of another: callers compare port names by
 // their beginnings. A new device gets the lowest free number, so that it may take over an earlier

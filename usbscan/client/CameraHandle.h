@@ -2,9 +2,9 @@
 // The object that a handle of a still-image device stands for: a connection to the device's host.
 //
 // A turn is everything that belongs to one PTP command (Protocol.h). Writes are not acknowledged.
-// If the device doesn't take the bytes, the next read or the next request that waits for the host
-// fails. Once a transaction has failed, further reads of it fail with ERROR_OPERATION_ABORTED until
-// the next command. A request that waits for the host drops the data that comes before the answer.
+// If the device doesn't take the bytes, a later read of that turn fails. Once a turn has failed,
+// its further reads fail with ERROR_OPERATION_ABORTED, or with the handle's own error if the handle
+// is dead. A request that waits for the host drops the data that comes before the answer.
 //
 // Any thread may call any function. Lock order: `asking_`, then either `sending_` or `receiving_`.
 

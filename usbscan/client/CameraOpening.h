@@ -1,6 +1,6 @@
 #pragma once
-// Opens a still-image device by its name: starts its host if none runs, introduces the client to
-// it, and begins a recording if the settings ask for one of every camera.
+// Opens a still-image device by its name. A device on the USB bus that has no host gets one first.
+// If the settings ask for a recording and none is under way, tries to begin one.
 
 #include <memory>
 #include <string_view>

@@ -1,5 +1,5 @@
 #pragma once
-// Connects to the host of a device, and starts the host where none runs.
+// Connects to the host of a device. A device on the USB bus that has no host gets one.
 
 #include "platform/descriptor.h"
 #include "usbscan/client/AttachedDevices.h"

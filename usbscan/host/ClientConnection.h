@@ -17,7 +17,7 @@
 
 namespace zlk::usbscan {
 
-/// A part of a Write message, handed out as soon as it has arrived.
+/// The bytes of a Write message. A large message is handed out in parts, before it is complete.
 struct WritePart {
     std::uint16_t turn;
     std::span<const std::byte> bytes;  ///< in the connection's buffer

@@ -23,7 +23,8 @@ std::uint32_t containerTransaction(std::span<const std::byte> container);
 /// Whether the bytes, of which there may be any number, are exactly one response.
 bool isWholeResponse(std::span<const std::byte> bytes);
 
-/// A part of what came, of one container and one transfer; or a zero-length packet.
+/// A part of what came, which belongs to one container and one transfer. A cut without bytes stands
+/// for a zero-length packet.
 struct ContainerCut {
     std::span<const std::byte> bytes;  ///< none for a zero-length packet
     /// The bytes are those of a header that began in an earlier piece. They are in the follower's

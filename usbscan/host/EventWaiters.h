@@ -1,7 +1,8 @@
 #pragma once
 // The clients that wait for an event of the device. The interrupt pipe is read only while a client
 // waits or an event is incomplete; at other times events stay in the device. An event goes to all
-// clients that wait.
+// clients that wait when it arrives. An event that finds no client waiting is kept for the next
+// client that waits.
 
 #include <deque>
 #include <map>

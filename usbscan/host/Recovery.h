@@ -1,12 +1,13 @@
 #pragma once
-// Brings a device back to a state in which it takes a new command, after a transaction that was
-// given up or has failed (USB still image class, requests 0x64, 0x66 and 0x67). The stages go from
-// the mildest to the harshest:
+// Tries to bring a device back to a state in which it takes a new command, after a transaction that
+// was broken off (USB still image class, requests 0x64, 0x66 and 0x67). The stages go from the
+// mildest to the harshest:
 //
-//     Peace         reads and drops what the device still sends, until it has answered. It comes
-//                   first because some responders leave the bus when they are asked to cancel or
-//                   to reset themselves, and come back only when they are plugged in anew
-//     Cancel        for a device that doesn't answer, or goes on sending
+//     Peace         reads and drops what the device still sends, until it is quiet. It comes first
+//                   because some responders leave the bus when they are asked to cancel or to reset
+//                   themselves, and come back only when they are plugged in anew
+//     Cancel        for a device that goes on sending or hasn't answered this host's command, and
+//                   for one that reports that it is busy when the host starts
 //     DeviceReset   for a device that still reports that it is busy
 //     PortReset     for a device that doesn't reset itself, or that doesn't cancel and either isn't
 //                   quiet or has already needed a recovery since its last complete transaction

@@ -1,8 +1,8 @@
 #pragma once
 // Runs the PTP transactions of all clients on the device, one after the other: writes commands and
-// data, reads what is due, hands it to the client whose transaction it is, and recovers the device
-// from a transaction that failed, was given up, or lost its client. For the thread of the event
-// loop only.
+// data, reads what is due, and hands what has come to the client whose transaction it belongs to.
+// After a transaction that is broken off, the device is recovered. For the thread of the event loop
+// only.
 
 #include <sys/types.h>
 

@@ -1,7 +1,7 @@
 #pragma once
 // A still-image device (USB class 6, subclass 1, protocol 1) as its host uses it: two bulk pipes,
-// an interrupt pipe and control requests. A real device is reached with libusb, the virtual camera
-// implements the interface itself, and RecordingDevice wraps another device to record it.
+// an interrupt pipe if the device has one, and control requests. LibusbDevice stands for a real
+// device, and SimulatedDevice for a virtual one. RecordingDevice wraps another device to record it.
 
 #include <array>
 #include <chrono>

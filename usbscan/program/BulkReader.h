@@ -1,7 +1,7 @@
 #pragma once
-// Reads the bytes that are due from a bulk-in pipe, with several large transfers in flight. The
-// buffer of a piece is lent to the piece's receiver and is used again once the receiver has
-// released it, so reading pauses by itself while all buffers are lent.
+// Reads the bytes that are due from a bulk-in pipe; many bytes are read by several transfers at a
+// time. The buffer of a piece is lent to the piece's receiver and is used again once the receiver
+// has released it, so reading pauses by itself while all buffers are lent.
 
 #include <libusb.h>
 

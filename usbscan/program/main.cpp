@@ -1,5 +1,6 @@
-// zlk-usbscan: owns one camera on USB on behalf of all programs that use it, and ends some time
-// after its last client. The first client starts it, with
+// zlk-usbscan: shares one camera on USB between the programs of its user and of root. It ends some
+// time after its last client has left, and earlier if the camera can't be opened or is gone. A
+// client that finds no such process starts one, with
 //
 //     descriptor 3   a listening Unix socket, at which that client is waiting already
 //     descriptor 4   the lock that makes this process the camera's host, held until it ends

@@ -1,7 +1,8 @@
 #pragma once
-// Blacks out what belongs to a camera's owner in the camera's datasets, while they pass in pieces
-// of any size: the camera's serial number, the names of cards, files and folders, and keywords. The
-// lengths of texts stay the same, so that the datasets can still be read.
+// Blacks out what belongs to a camera's owner in datasets that pass in pieces of any size: the
+// serial number in DeviceInfo, the volume's label in StorageInfo, the name and the keywords in
+// ObjectInfo (ISO 15740). A name or label keeps an ending such as `.JPG`. The lengths of texts stay
+// the same, so that the datasets can still be read.
 
 #include <cstddef>
 #include <cstdint>

@@ -1,7 +1,8 @@
 #pragma once
-// Decides what of a camera's transfers goes into a recording: commands, answers, and data that
-// describes the camera or its files. Of all other data only the container's header and the length
-// are recorded, unless the contents of files were asked for.
+// Decides what of a camera's bulk transfers goes into a recording: commands, responses, and data
+// that describes the camera or its files. Of all other containers only the header and the length
+// are recorded, unless the contents of files were asked for and the disk keeps up. An anonymous
+// recording has only a few of the camera's properties.
 
 #include <array>
 #include <cstddef>
