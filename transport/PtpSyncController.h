@@ -14,15 +14,15 @@ namespace zlk {
 /// `Global\ZlPtpHandlesToCameras` of 1024 bytes, with an entry named `zero` and room for five
 /// cameras. The section exists as long as any process lives that has had an arbiter.
 ///
-/// A camera's turn passes from process to process with the camera's own mutex. The table itself,
-/// that is, its count and the places of its entries, is read and changed under
-/// `Global\ZlPtpTableMutex`. Otherwise processes that start together would lose each other's
-/// entries, and a process that looks for its entry while another moves it would find none, or
-/// another camera's. Lock order: the port's mutex first, then the table's.
+/// A thread may use a camera while it holds that camera's own mutex. The table itself, that is, its
+/// count and the places of its entries, is read and changed under `Global\ZlPtpTableMutex`.
+/// Otherwise processes that start together would lose each other's entries, and a process that
+/// looks for its entry while another moves it would find none, or another camera's. Lock order: the
+/// port's mutex first, then the table's.
 ///
 /// PTP_GENERAL_ERROR is thrown, among other cases, for a port of more than 19 bytes; by setPort()
 /// if the table is full; and by getMutex() and releaseMutex() for a port that the table doesn't
-/// list. If the table can't be opened, getMutex() returns 0 without taking a turn, and
+/// list. If the table can't be opened, getMutex() returns 0 without taking a mutex, and
 /// releaseMutex() and removePort() do nothing.
 ///
 /// An arbiter is for one thread, since mutexes belong to threads.
