@@ -11,7 +11,8 @@ enum class ContainerType : std::uint16_t { Command = 1, Data = 2, Response = 3, 
 
 inline constexpr std::uint32_t containerHeaderSize = 12;  // bytes
 
-/// A decoded header, with the parameters of a response. On the wire all fields are little-endian.
+/// A decoded header, with the first three parameters of a response. On the wire all fields are
+/// little-endian.
 class ContainerBlock {
   public:
     ContainerBlock() = default;

@@ -7,8 +7,8 @@
 
 namespace zlk {
 
-/// One object of a device (ISO 15740, ObjectInfo). The compressed sizes are in bytes. Dates have
-/// the standard's form, which begins with YYYYMMDDThhmmss.
+/// One object of a device (ISO 15740, ObjectInfo). The compressed sizes are in bytes. Dates are
+/// kept as the device sends them; in the standard's form they begin with YYYYMMDDThhmmss.
 class ObjectInfoDataset {
   public:
     ObjectInfoDataset() = default;

@@ -1,6 +1,6 @@
 #pragma once
-// The arbiter of ports: keeps two initiators, in one process or in several, from using a camera at
-// the same time.
+// The arbiter of ports: keeps two initiators, in one process or in several, from having
+// transactions with a camera at the same time.
 
 #include <cstdint>
 #include <memory>
@@ -11,9 +11,9 @@
 
 namespace zlk {
 
-/// Gives turns on each port to the processes of the system, and keeps the transaction id that comes
-/// next on the port. All functions may throw PTP_GENERAL_ERROR. `port` is the text that
-/// TransportInterface::openConnection() takes.
+/// Gives each port to one thread at a time, among the threads of all processes, and keeps the
+/// transaction id that comes next on the port. All functions may throw PTP_GENERAL_ERROR. `port` is
+/// the text that TransportInterface::openConnection() takes. An object is for one thread at a time.
 class PTPSyncInterface {
   public:
     virtual ~PTPSyncInterface() = default;

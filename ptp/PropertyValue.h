@@ -13,7 +13,8 @@ inline constexpr std::uint16_t uint8 = 2, uint16 = 4, uint32 = 6, string = 0xFFF
 }
 
 /// A number or a text. A number is in the field that has the width of its type. Copying spreads the
-/// widest field that isn't 0 over the other two, so that a copy can be read at any width.
+/// widest field that isn't 0 over the other two, so that a copy can be read at any width. Assigning
+/// a value with an empty text keeps the text that is there.
 class PropertyValue {
   public:
     PropertyValue() = default;

@@ -25,8 +25,8 @@ namespace zlk {
 /// memory that was to be filled isn't touched. OtherMakersDriver makes one exception: it throws
 /// PTP_NO_RESPONSE for a list of handles that doesn't come.
 ///
-/// One thread at a time may use an object. Every operation blocks, also while other programs have
-/// their turn on the port. Memory that is handed in stays the caller's.
+/// One thread at a time may use an object. Every operation blocks, also while another program holds
+/// the port. Memory that is handed in stays the caller's.
 class PtpInterface {
   public:
     virtual ~PtpInterface() = default;

@@ -1,4 +1,4 @@
-// The engine: construction, and the three phases of a transaction.
+// The engine: construction, checkConnection(), openSession(), and the phases of a transaction.
 
 #include "ptp/ZlPTPdrv.h"
 

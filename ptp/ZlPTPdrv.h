@@ -20,7 +20,7 @@ namespace zlk {
 
 /// One connection to one port, for one thread at a time. A broken connection can't be repaired: its
 /// user makes a new object. While a progress report is running, checkConnection() may be called and
-/// answers from memory; an operation that needs a turn on the port throws PTP_GENERAL_ERROR.
+/// answers from memory; an operation that has to take the port throws PTP_GENERAL_ERROR.
 ///
 /// What a camera sends isn't trusted. A container above 256 MiB throws PTP_OUT_OF_MEMORY, a read of
 /// no bytes before a container's end throws PTP_NO_RESPONSE, and of a data phase no byte is handed

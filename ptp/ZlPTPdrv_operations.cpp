@@ -1,4 +1,4 @@
-// The operations of ISO 15740, and three of our own.
+// The operations of ISO 15740, three of our own, and getEvent(). Only openSession() is elsewhere.
 
 #include <algorithm>
 #include <cstring>
