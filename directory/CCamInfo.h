@@ -5,7 +5,8 @@
 
 namespace zlk {
 
-/// Describes a kind of camera, and how it is recognised on USB and as a volume.
+/// Describes a kind of camera or of pass-through device, and how it is recognised on USB and as a
+/// volume.
 class CCamInfo {
   public:
     virtual ~CCamInfo() = default;

@@ -1,5 +1,6 @@
 #pragma once
-// Translates one name of a device into another, and answers small questions about devices.
+// Translates one name of a device into another, and answers small questions about devices. Also
+// registers attached cameras, tells docks to connect their cameras, and records diagnostics.
 
 #include <cstdint>
 #include <string>

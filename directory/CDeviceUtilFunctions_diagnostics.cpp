@@ -1,4 +1,4 @@
-// Takes a camera's diagnostics document apart into events.
+// Takes a camera's diagnostics document apart into events, and stores the firmware version.
 
 #include <array>
 

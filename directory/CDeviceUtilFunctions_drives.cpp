@@ -1,4 +1,5 @@
-// Drives: which device a volume belongs to, and where a device is mounted.
+// Drives: which device a volume belongs to, where a device is mounted, what it is called, and
+// whether it can be reached.
 
 #include <algorithm>
 #include <cstring>

@@ -11,10 +11,10 @@
 
 namespace zlk {
 
-/// All kinds of cameras that the system knows: first the rows of the settings tree, then the
-/// built-in rows whose context id no row of the tree has. The table doesn't change after it is
-/// built, so any thread may use it. Each search returns a copy of the first row that matches, or a
-/// row that isn't valid.
+/// All kinds of cameras and pass-through devices that the system knows: first the complete rows of
+/// the settings tree, then the built-in rows whose context id none of these rows has. The table
+/// doesn't change after it is built, so any thread may use it. Each search returns a copy of the
+/// first row that matches, or a row that isn't valid.
 class CSupportedCameraList {
   public:
     /// Reads the settings tree. Throws std::bad_alloc.
