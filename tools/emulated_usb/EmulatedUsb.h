@@ -1,7 +1,7 @@
 #pragma once
-// Plugs a simulated device into an emulated usbfs, so that it is driven through libusb: by this
-// process, and by others that have UMOCKDEV_DIR in their environment and the umockdev preload
-// library. The device and its interface also stand in an emulated sysfs.
+// Plugs a simulated device into an emulated usbfs and an emulated sysfs, so that processes can
+// drive it through libusb. Such a process needs the umockdev preload library, and UMOCKDEV_DIR in
+// its environment. In this process the constructor sets the variable.
 
 #include <memory>
 #include <string>
