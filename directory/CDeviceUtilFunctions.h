@@ -14,9 +14,9 @@ namespace zlk {
 /// The class that handles every device for which no other class is set.
 inline constexpr WCHAR defaultDeviceProgId[] = u"ZlkCamTr.UnloadableCamera";
 
-/// An object is for one thread. A translation that finds nothing returns an empty text, or, where
-/// its comment says so, the id unchanged. Everything but the camera table is read anew on each
-/// call. All functions may throw std::bad_alloc.
+/// An object is for one thread. A translation that finds nothing returns an empty text, but
+/// InstalledContextId() and the Map functions return the id unchanged. Everything but the camera
+/// table is read anew on each call. All functions may throw std::bad_alloc.
 class CDeviceUtilFunctions {
   public:
     virtual ~CDeviceUtilFunctions() = default;
