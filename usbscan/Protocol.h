@@ -27,8 +27,8 @@
 // Both ends run on one machine, so numbers have its byte order. Open carries a version, since a
 // host may outlive an update of its clients. Either end gives up the connection when a message is
 // too long for its kind. A host also gives up the connection for a message of a kind that it
-// doesn't expect. Only a Write before Open is answered, with Failed. A client skips kinds that it
-// doesn't expect.
+// doesn't expect, except for a Write before Open, which it answers with Failed. A client skips
+// kinds that it doesn't expect.
 //
 // A turn is everything that belongs to one PTP command. The client increments its turn number with
 // each Write that begins with a command container, and skips messages that still arrive for an

@@ -1,6 +1,6 @@
 #pragma once
-// A packet of a recording: a transfer that was submitted to a device, or its completion, in the
-// format in which Linux's usbmon reports them (LINKTYPE_USB_LINUX_MMAPPED,
+// A packet of a recording: the submission of a transfer to a device, its completion or its failure,
+// in the format in which Linux's usbmon reports them (LINKTYPE_USB_LINUX_MMAPPED,
 // https://www.tcpdump.org/linktypes.html).
 
 #include <array>
