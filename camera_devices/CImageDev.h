@@ -1,5 +1,5 @@
 #pragma once
-// The interface of a camera or a card, as the device objects use it.
+// The interface of a camera, card or disc, as the device objects use it.
 
 #include <cstdint>
 #include <string>
@@ -40,9 +40,10 @@ enum class CameraMessage : std::int32_t {
     TagCancel = 203,
 };
 
-/// One device, for one thread at a time. An operation may only be called after CheckConnection()
-/// has returned true. The device may vanish at any moment, even during an operation. Text results
-/// are cleared first and stay empty on failure. No exception leaves an operation.
+/// What applications can do with one device. For one thread at a time. CheckConnection() must have
+/// returned true before any other operation is called. The device may vanish at any moment, even
+/// during an operation. Text results are cleared first and stay empty on failure. No exception
+/// leaves an operation.
 class CImageDev {
   public:
     virtual ~CImageDev() = default;

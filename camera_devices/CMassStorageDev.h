@@ -1,5 +1,5 @@
 #pragma once
-// A camera or memory card that the system shows as a volume.
+// A camera, memory card or disc that is reached as a drive or a network path.
 
 #include <optional>
 #include <string>
@@ -16,7 +16,8 @@ struct WIN32_FIND_DATAW;
 
 namespace zlk {
 
-/// The device is a drive or a network path: a tree of folders, with a folder MISC for documents.
+/// Reaches the files and documents of one drive or network path. The files may lie in any folder,
+/// and the documents lie in the folder MISC below the root.
 ///
 /// A file id is the full path of a file below the device's root. Ids that lead anywhere else are
 /// refused, since applications delete files by these ids.

@@ -13,14 +13,14 @@
 
 namespace zlk {
 
-/// The camera is a flat list of objects. The documents are among them, and are recognised by their
-/// names.
+/// Reaches the files and documents of one camera. The files of all folders are given as one flat
+/// list. Documents are objects like the files, and are recognised by their names.
 ///
 /// A file id is the object's handle as a signed decimal number. A camera may give the handle of a
 /// deleted object to a new one, to which the id then leads.
 ///
-/// An object that has connected stays bound to the port that it found. If CheckConnection() then
-/// returns false, the owner should destroy the object and make a new one.
+/// A CPTPCameraDev that has connected stays bound to the port that it found. If CheckConnection()
+/// then returns false, the owner should destroy the CPTPCameraDev and make a new one.
 class CPTPCameraDev : public CImageDev {
   public:
     /// `lowLevelId` contains `VID_xxxx` and `&PID_xxxx`, in upper or lower case. CheckConnection()

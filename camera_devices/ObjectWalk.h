@@ -1,5 +1,5 @@
 #pragma once
-// Visits the objects of a storage, one after another.
+// Visits the objects that a camera lists, one after another.
 
 #include <cstdint>
 #include <optional>
@@ -10,10 +10,11 @@
 
 namespace zlk {
 
-/// Some cameras list the objects of all folders at once, and others those of a single folder only.
-/// With `asksFolders`, when the list ends, the walk asks for the contents of each folder that isn't
-/// the parent of a described object. It also skips handles that come again, so a folder that is
-/// inside of itself does no harm. A walk of more than a million objects throws PTP_OUT_OF_MEMORY.
+/// Gives the handles of objects one by one. Some cameras list the objects of all folders at once,
+/// and others those of a single folder only. So with `asksFolders`, when the list ends, the walk
+/// asks for the contents of each described folder that isn't the parent of a described object.
+/// With `asksFolders` it also skips handles that come again, so a folder that is inside of itself
+/// does no harm. A walk of more than a million objects throws PTP_OUT_OF_MEMORY.
 class ObjectWalk {
   public:
     /// Asks the camera for the list; may throw PTPCommErrors. `ptp` is borrowed.

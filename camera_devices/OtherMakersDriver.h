@@ -1,8 +1,8 @@
 #pragma once
-// The initiator for cameras of other makers. Its work-arounds for their deviations are listed here,
-// and also those of other classes, which are named. The first three are used only after a camera
-// has refused the plain way, and then hold for the connection. The others are decided anew for each
-// list, file or object:
+// The PTP initiator for cameras of other makers, which may differ from our own models. This table
+// has its work-arounds, and also those of other classes and functions, which stand in parentheses.
+// The first three are used only after a camera has refused the plain way, and then hold for the
+// connection. The others are decided anew for each list, file or object:
 //
 //     parameters     commands are sent with their trailing zeros, which our own models don't want
 //     counting       the list of handles is counted, where GetNumObjects isn't supported

@@ -1,5 +1,5 @@
 #pragma once
-// Files on this machine that are made and written by transfers.
+// Makes and writes files on this machine, for copies and thumbnails.
 
 #include <span>
 #include <string>

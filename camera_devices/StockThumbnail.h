@@ -1,5 +1,5 @@
 #pragma once
-// Thumbnails for files that have none of their own.
+// Thumbnails for files of which the camera gives none.
 
 #include <string>
 
