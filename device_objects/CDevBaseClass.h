@@ -13,7 +13,7 @@
 
 namespace zlk {
 
-/// Holds the claim on a context id, the result of the last operation, and the device itself.
+/// Holds the claim on a context id, the last error code, and the device itself.
 ///
 /// The claim is a mutex that is named after the id. The mutex exists while an object holds the
 /// claim, and ends with the object's process, however the process dies. Nobody waits for the mutex.

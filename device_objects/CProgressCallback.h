@@ -6,7 +6,8 @@
 
 namespace zlk {
 
-/// Shows a message at each report (see MessageBoxW). Applications make this object by its class id.
+/// Writes a line to standard error at each report, and never asks for a stop. Applications make
+/// this object by its class id.
 class CProgressCallback : public IProgressCallback {
   public:
     using Interfaces = InterfaceList<IProgressCallback>;

@@ -8,9 +8,10 @@
 
 namespace zlk {
 
-/// Reading the menu tells the camera that a dialogue has started. Unlocking then ends the dialogue,
-/// unless the camera is gone: as done if a menu was put, even without success, and else as
-/// cancelled.
+/// Reading the menu tells a connected camera that a dialogue has started, even if the menu can't be
+/// read. Unlocking or releasing the object later tells the camera how the dialogue has ended: it is
+/// done if putting a menu was tried on the connected camera, and cancelled if not. A camera that
+/// was found gone isn't told.
 class CSPostDevice : public DispatchImpl<ISwiftPostDevice>, public CDevBaseClass {
   public:
     using Interfaces = InterfaceList<ISwiftPostDevice, IDispatch>;

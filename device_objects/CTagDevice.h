@@ -8,9 +8,10 @@
 
 namespace zlk {
 
-/// Reading the list tells the camera that a dialogue has started, and putting a list with success
-/// tells it that the dialogue is done. If the list was read and putting one wasn't even tried,
-/// unlocking tells the camera, unless it is gone, that the dialogue is cancelled.
+/// Reading the list tells a connected camera that a dialogue has started, even if the list can't be
+/// read. Putting a list with success tells the camera that the dialogue is done. If the list was
+/// read and putting one was never tried on the connected camera, unlocking or releasing the object
+/// tells the camera that the dialogue is cancelled. A camera that was found gone isn't told.
 class CTagDevice : public DispatchImpl<ITagDevice>, public CDevBaseClass {
   public:
     using Interfaces = InterfaceList<ITagDevice, IDispatch>;

@@ -3,7 +3,7 @@
 //
 // GetFileInfo and SaveFileData take the IProgressCallback itself in the place of the VARIANT that
 // they declare, because applications have always passed it so. A caller by name can only pass a
-// VARIANT with an object in it, which is converted before the method is called.
+// VARIANT, so the object in it is converted before the method is called.
 
 #include <array>
 
