@@ -1,7 +1,7 @@
 #pragma once
 // Checks documents before the parser sees them. The parser accepts what it doesn't need to
 // understand, such as text around the root, unknown entities and zero characters. Documents may
-// come from cameras, so all of that is refused here, before a node is made.
+// come from cameras, so these faults are refused here, before a node is made.
 
 #include <cstddef>
 #include <optional>

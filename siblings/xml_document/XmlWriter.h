@@ -1,5 +1,5 @@
 #pragma once
-// Writes an element of the tree as text.
+// Writes an element of a document's tree as text.
 
 #include <pugixml.hpp>
 #include <string>
