@@ -1,6 +1,6 @@
 #pragma once
-// Makes a memory card as a camera leaves it: pictures in DCIM, and in MISC the small documents on
-// which camera and PC agree.
+// Fills a folder as a camera leaves a memory card: with pictures in DCIM, and in MISC the small
+// documents on which camera and PC agree.
 
 #include <cstdint>
 #include <filesystem>

@@ -33,9 +33,9 @@ class Scene {
     struct Colour {
         float red, green, blue;
     };
-    /// A range of hills as a wave, to which a smaller wave is added. `base` is the distance of its
-    /// middle from the top, and `height` the larger wave's amplitude, both as parts of the
-    /// picture's height.
+    /// A range of hills as a wave, to which a smaller wave is added. `base` is the distance of the
+    /// range's middle from the picture's top, and `height` the larger wave's amplitude, both as
+    /// parts of the picture's height.
     struct Hills {
         float base, height, frequency, phase;
         Colour colour;

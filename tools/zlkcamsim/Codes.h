@@ -1,5 +1,5 @@
 #pragma once
-// The codes of ISO 15740 that a still camera uses, and those of the vendor.
+// The codes of ISO 15740 that the virtual camera knows, and those of its maker.
 
 #include <array>
 #include <cstddef>

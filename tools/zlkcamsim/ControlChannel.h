@@ -23,7 +23,8 @@ class ControlChannel {
     ControlChannel(const ControlChannel&) = delete;
     ControlChannel& operator=(const ControlChannel&) = delete;
 
-    /// Creates the socket. A file that lies at `path` is deleted. Throws std::system_error.
+    /// Creates the socket. A socket that lies at `path` is deleted. Throws std::system_error, also
+    /// if another kind of file lies there.
     void listenOn(const std::string& path);
     /// `closed` is called when standard input ends, and also if a line is too long or an answer
     /// can't be written.

@@ -45,7 +45,7 @@ class ControlCommands {
     std::string event(const Words& words);
     std::string events(const Words& words);
 
-    // What lies on the cards: ControlCommands_objects.cpp.
+    // What lies on the cards, and what the host has announced: ControlCommands_objects.cpp.
     std::string add(const Words& words);
     std::string remove(const Words& words);
     std::string eject(const Words& words);

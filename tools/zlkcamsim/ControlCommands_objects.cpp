@@ -1,4 +1,5 @@
-// The commands that change and list what lies on the camera's cards.
+// The commands that change and list what lies on the camera's cards, and list what the host has
+// announced to the camera.
 
 #include <ctime>
 #include <stdexcept>

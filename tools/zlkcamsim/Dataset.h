@@ -1,6 +1,7 @@
 #pragma once
-// Writes and reads PTP datasets field by field: little-endian numbers, strings of UTF-16 with a
-// count that includes the terminating zero, and arrays with a 32-bit count in front.
+// Writes and reads PTP datasets field by field: little-endian numbers, and strings of UTF-16 with a
+// count that includes the terminating zero. Arrays, which are only written, have a 32-bit count in
+// front.
 
 #include <string>
 #include <string_view>
@@ -40,8 +41,8 @@ class DatasetWriter {
     Bytes bytes_;
 };
 
-/// Never reads beyond the end of the bytes. A field that isn't there reads as 0 or empty, and
-/// good() is false from then on.
+/// Reads the fields of a dataset, whose bytes are borrowed, and never beyond their end. A field
+/// that isn't there reads as 0 or empty, and good() is false from then on.
 class DatasetReader {
   public:
     explicit DatasetReader(ByteView bytes) : rest_(bytes) {}

@@ -1,5 +1,5 @@
 #pragma once
-// The USB descriptors of a virtual camera.
+// The USB descriptors of a virtual camera that doesn't play a recording.
 
 #include "tools/zlkcamsim/Container.h"
 #include "tools/zlkcamsim/Responder.h"

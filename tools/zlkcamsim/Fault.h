@@ -11,7 +11,7 @@
 
 namespace zlk::camsim {
 
-/// The comments say what a kind does with the fields of Fault.
+/// What goes wrong. The comments say what a kind does with the fields of Fault.
 enum class FaultKind {
     // In the phases of the command, the data and the response. Stall may also come after the
     // response.

@@ -1,6 +1,7 @@
 #pragma once
-// Watches what the host sends, and records where the host breaks the rules of PTP and of the still
-// image class. What follows from a broken transaction or a lost session is excused.
+// Watches what the host sends, and records where its containers and cancel requests break rules of
+// PTP and of the still image class. An id that comes again or was left out after a broken
+// transaction is excused, and so are commands without a session after the session was lost.
 
 #include <deque>
 #include <optional>

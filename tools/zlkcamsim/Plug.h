@@ -1,5 +1,5 @@
 #pragma once
-// Connects a virtual camera to this machine's bus, and disconnects it.
+// Makes a virtual camera appear among this machine's cameras, and disappear again.
 
 #include <memory>
 #include <string>

@@ -1,6 +1,6 @@
 #pragma once
 // The contents of a recording, for a replay: the device's descriptors, and what the device answered
-// to each command of the recorded host.
+// to the commands of the recorded host.
 
 #include <cstdint>
 #include <map>
@@ -16,14 +16,14 @@
 
 namespace zlk::camsim {
 
-/// The bytes of one transfer from the device.
+/// What one read of the host brought: a transfer from the device, or a part of one.
 struct RecordedPiece {
     Bytes bytes;               ///< as far as they were recorded
-    std::uint32_t length = 0;  ///< of the transfer, also bytes that weren't recorded
+    std::uint32_t length = 0;  ///< in bytes, with those that weren't recorded
     bool endsTransfer = false;
 };
 
-/// Everything that the device sent after one command.
+/// What the device sent after one command, until the next command, a cancel request or a reset.
 struct RecordedAnswer {
     /// What came at the end of the answer.
     enum class End {

@@ -1,5 +1,6 @@
 #pragma once
-// Answers commands as a recorded device did, in whatever order they come.
+// Answers recorded commands as the recorded device did, in whatever order they come. Whether this
+// host has a session open is left to the virtual camera.
 
 #include <functional>
 #include <map>

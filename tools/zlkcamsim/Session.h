@@ -5,7 +5,7 @@
 
 namespace zlk::camsim {
 
-/// A camera has one session at a time. The session isn't bound to the program that opened it, and
+/// A camera has at most one session. The session isn't bound to the program that opened it, and
 /// stays open when that program ends.
 struct Session {
     std::uint32_t id = 0;               ///< 0: no session is open

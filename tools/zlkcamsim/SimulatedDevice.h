@@ -1,6 +1,6 @@
 #pragma once
-// Connects a UsbFunction to a device host in the same process and on the same loop. Bytes to the
-// host aren't copied: they stay where the function has them.
+// Connects a UsbFunction to a device host in the same process and on the same loop. The bytes of
+// the bulk pipe to the host aren't copied: they stay where the function has them.
 
 #include <memory>
 #include <utility>
@@ -64,7 +64,8 @@ class SimulatedDevice final : public usbscan::UsbDevice {
     DoneWithBytes interrupted_;
 
     /// Pieces that the host holds and tasks in the loop refer to this and not to the device, since
-    /// they may live longer than the device. A task or piece that outlives it finds this expired.
+    /// they may live longer than the device. A task or piece that outlives the device finds this
+    /// expired.
     struct Outstanding {
         SimulatedDevice* device;
         int pieces = 0;

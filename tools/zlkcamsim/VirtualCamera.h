@@ -1,6 +1,6 @@
 #pragma once
-// A still camera on the bus. Containers come in, the responder answers them, and in between the
-// judge watches, the faults interfere, and the log records.
+// A still camera on the bus. Containers come in, and the responder or a recording answers them. In
+// between the judge watches, the faults interfere, and the log records.
 
 #include <deque>
 #include <functional>

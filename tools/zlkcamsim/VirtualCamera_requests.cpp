@@ -1,4 +1,4 @@
-// The camera's control requests: those of the still image class, and the standard ones of USB.
+// Answers control requests to the camera, of the still image class and of USB itself.
 
 #include <algorithm>
 #include <utility>
