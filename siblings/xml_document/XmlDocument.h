@@ -12,8 +12,8 @@ namespace zlk {
 /// Holds one document, which is empty at first. E_INVALIDARG means, among others, that a path has
 /// an empty step or something else than a number in its brackets, or that it is `/` in another call
 /// than AddFragment(). E_FAIL means a missing element or attribute, a second root, or markup that
-/// WellFormed.h doesn't allow or that can't be parsed. Comments, instructions
-/// and white space beside elements aren't kept. Not thread-safe.
+/// WellFormed.h doesn't allow or that can't be parsed. Comments, instructions and white space
+/// beside elements aren't kept. Not thread-safe.
 class XmlDocument : public IXmlDoc {
   public:
     using Interfaces = InterfaceList<IXmlDoc>;
