@@ -1,5 +1,6 @@
 #pragma once
-// Declares the commands of zlkcam in groups; each function adds its commands to the program.
+// Declares the commands of zlkcam in groups; each function adds its commands to the program. The
+// caller owns `tool`, which has to outlive `app`.
 
 #include <CLI/CLI.hpp>
 

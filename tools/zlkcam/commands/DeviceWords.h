@@ -17,7 +17,7 @@ struct DeviceOption {
 void addDevice(CLI::App& command, DeviceOption& option);
 
 /// For a command whose words are a device, which may be left out, and then something else, such as
-/// a folder. The words alone don't say which is which.
+/// a folder. Each command decides by one of the functions whether the first word is the device.
 struct DeviceWords {
     std::vector<std::string> words;
     /// Takes the device's name off the front if there are more words than the `others` that the

@@ -1,5 +1,6 @@
-// The command adopt: adds a row to the camera table for a camera that the table doesn't know. With
-// --udev it also writes a rule that keeps desktops' file managers away from the camera.
+// The command adopt: if the user agrees, it adds a row to the camera table for a camera that the
+// table doesn't know. With --udev it also writes a rule that keeps desktops' file managers away
+// from the camera. A camera that the table knows gets the rule only.
 
 #include <algorithm>
 #include <iostream>

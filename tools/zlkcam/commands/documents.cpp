@@ -1,4 +1,4 @@
-// The commands order, intent, share, tags and escape, for the texts that camera and computer
+// The commands order, intent, share, tags and escape, for the texts that a device and the computer
 // exchange.
 
 #include <algorithm>

@@ -1,5 +1,5 @@
-// The command record: records what goes over a camera's pipes while another program uses it, into a
-// file that can be sent to somebody.
+// The command record: runs a program, and records into a new file what goes over a camera's pipes
+// meanwhile. With --show it prints such a file in words.
 
 #include <array>
 #include <cstdio>

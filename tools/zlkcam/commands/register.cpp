@@ -1,4 +1,5 @@
-// The commands register and unregister, which call the modules' own entry points.
+// The commands register and unregister, which have modules enter their components for this user, or
+// take them out. Modules do so by entry points of their own.
 
 #include <algorithm>
 #include <array>

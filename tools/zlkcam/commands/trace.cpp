@@ -1,4 +1,4 @@
-// The command trace: shows the log of all processes as it is written.
+// The command trace: shows what programs write into the trace log, until it is stopped.
 
 #include <array>
 #include <cstdio>

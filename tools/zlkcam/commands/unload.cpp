@@ -1,4 +1,5 @@
-// The command unload: copies all files of a device into one folder or several.
+// The command unload: copies the chosen files of a device into one folder or several. With --delete
+// it then deletes from the device only files that are proved in every folder.
 
 #include <algorithm>
 #include <functional>
