@@ -1,6 +1,6 @@
 #pragma once
-// The chain file of an ASC media hash list, which lists the manifests and their sums, so that a
-// manifest that was changed or removed is noticed.
+// The chain file of an ASC media hash list. It names the manifests of the list with their sums, so
+// that readers notice if a manifest was changed or removed.
 
 #include <pugixml.hpp>
 
@@ -14,11 +14,11 @@
 
 namespace zlk {
 
-/// The whole file in memory, with what other tools have written into it.
+/// A chain file in memory, which can be extended. Keeps what other tools have written into it, with
+/// the exceptions that text() names. Used by one thread at a time.
 class ChainFile {
   public:
-    /// A `hashlist` element of the file. It names the manifest of one run, which is called a
-    /// generation, and has the manifest's sum.
+    /// A `hashlist` element of the file, which names one manifest and has its sum.
     struct Entry {
         std::uint64_t number;
         std::string manifest;

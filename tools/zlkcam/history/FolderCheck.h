@@ -25,8 +25,8 @@ struct CheckedFile {
     std::string reason{};     ///< why it isn't whole; a phrase for "FILE: reason"
 };
 
-/// Used by one thread. While that thread hangs in a DeviceCall, another thread may read the
-/// results.
+/// The check of one folder and its results. Used by one thread. While that thread hangs in a
+/// DeviceCall, another thread may read the results.
 class FolderCheck {
   public:
     /// The references and the open descriptor `folder` stay the caller's and have to outlive this.
@@ -41,6 +41,7 @@ class FolderCheck {
     /// The bytes of all readings that have succeeded so far.
     std::uint64_t bytes() const { return bytes_; }
 
+    /// A regular file that the check found in the folder.
     struct FoundFile {
         std::string path;  ///< below the folder, as the file system has it
         std::uint64_t size;

@@ -15,7 +15,8 @@
 
 namespace zlk {
 
-/// Constant once it was read.
+/// The records of one folder, merged from its manifests and sums files. Constant once it was read,
+/// so any thread may use it.
 class FolderHistory {
   public:
     /// Reads the history of `folder`, an open descriptor that stays the caller's. Throws Failure

@@ -14,7 +14,8 @@
 
 namespace zlk {
 
-/// What one run records. A generation is one manifest of a media hash list.
+/// What one run records, in a manifest or in a sums file. A manifest of a media hash list is called
+/// a generation.
 struct Generation {
     std::int64_t made = _time64();  ///< seconds since 1970 UTC
     std::string device{};           ///< the device that was copied from, UTF-8; empty if unknown

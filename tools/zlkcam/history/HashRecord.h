@@ -18,7 +18,7 @@ enum class HashAction : std::uint8_t {
     Failed,    ///< the file had another sum
 };
 
-/// What one run has recorded of one file.
+/// What is recorded of one file, by one run or, after a RecordMerge, by several runs.
 struct HashRecord {
     std::string path;  ///< below the folder: UTF-8, separated by `/`, see isRecordedPath
     std::optional<std::uint64_t> size{};

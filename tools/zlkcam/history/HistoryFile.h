@@ -26,7 +26,7 @@ using ByteSource = std::function<std::size_t(std::span<char> room)>;
 // A manifest of 300,000 files has some 130 MB.
 inline constexpr std::uint64_t largestHistoryFile = std::uint64_t{512} << 20;
 
-/// Reads forward only. Used by one thread.
+/// An open file of a history, which is read forward only. Used by one thread.
 class HistoryFile {
   public:
     /// Opens a file directly in an open folder. Throws UnusableFile if it can't be opened, if it is

@@ -1,6 +1,6 @@
 #pragma once
-// A file that is written under a hidden name and gets its real name only when it is whole on the
-// disk. Everything is reached from an open folder. Functions that fail throw Failure
+// A file that is written under a hidden name, so that it is whole on the disk before it gets its
+// real name. Everything is reached from an open folder. Functions that fail throw Failure
 // (FileUnusable).
 
 #include <cstdint>
@@ -11,7 +11,8 @@
 
 namespace zlk {
 
-/// Used by one thread at a time.
+/// Owns the open file. The caller calls finish() before it has the file moved to a name. Used by
+/// one thread at a time.
 class NewFile {
   public:
     /// Creates the hidden file in `folder`, an open descriptor that stays the caller's and outlives

@@ -8,7 +8,7 @@
 
 namespace zlk {
 
-/// Runs have to be added from the oldest to the newest.
+/// Takes the records of run after run, from the oldest run to the newest. Used by one thread.
 class RecordMerge {
   public:
     /// Adds the records of a run, whose index in FolderHistory::runs() is `run`. Throws

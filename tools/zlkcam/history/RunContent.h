@@ -1,5 +1,5 @@
 #pragma once
-// What one manifest or sums file contains.
+// What is taken from one manifest or sums file.
 
 #include <cstddef>
 #include <string>
@@ -12,6 +12,8 @@ namespace zlk {
 // More files than a card holds. The limit keeps a forged file from filling the memory.
 inline constexpr std::size_t mostRecords = 1'000'000;
 
+/// The records of one run. A sums file gives only their paths and sums, and neither device nor
+/// renames.
 struct RunContent {
     /// The device that was copied from; empty if unknown.
     std::string device{};

@@ -1,7 +1,8 @@
 #pragma once
 // Reads and writes lines of sums in the form of `sha256sum` and `xxhsum`: the digits, two blanks,
 // the path. If the path contains a line feed or carriage return, these become `\n` and `\r`, each
-// backslash is doubled, and the line begins with a backslash.
+// backslash is doubled, and the line begins with a backslash. When a line is read, its second blank
+// may also be a `*`.
 
 #include <string>
 

@@ -19,7 +19,7 @@ struct XmlToken {
     std::string_view localName() const;
 };
 
-/// Reads forward only. Used by one thread.
+/// Gives the tokens of one document in their order. Used by one thread.
 class XmlTokens {
   public:
     explicit XmlTokens(ByteSource source);
