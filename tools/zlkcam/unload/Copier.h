@@ -1,6 +1,6 @@
 #pragma once
-// Reads each file of the device for all destinations together, and hands each destination's copy on
-// to its Settler, which finishes it.
+// Reads the files of an unloading from the device, each for all destinations that need it together.
+// The copy for a destination is handed on to that destination's Settler, which finishes it.
 
 #include <deque>
 #include <memory>
@@ -20,7 +20,8 @@
 
 namespace zlk {
 
-/// Used by one thread, the one that holds the device; `abandon` is the exception.
+/// Carries out the copying of one unloading. Used by one thread, the one that holds the device;
+/// `abandon` is the exception.
 class Copier {
   public:
     using Settlers = std::vector<std::unique_ptr<Settler>>;
@@ -47,7 +48,8 @@ class Copier {
     const std::optional<Failure>& ending() const { return ending_; }
 
   private:
-    /// A file on its way to one destination: the hidden copy, which becomes the settler's later.
+    /// A file on its way to one destination: the hidden copy, which the settler takes over if all
+    /// of the file was written to it.
     struct Lane {
         Settler* settler;
         HiddenCopy copy;

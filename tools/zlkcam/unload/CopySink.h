@@ -1,6 +1,6 @@
 #pragma once
-// Takes the bytes of one file as the device gives them, writes them to any number of copies, and
-// makes the file's sums on the way. Without copies it only makes the sums.
+// Takes the bytes of one file as they are read from the device, writes them to any number of
+// copies, and makes the file's sums on the way. Without copies it only makes the sums.
 
 #include <cstdint>
 #include <memory>
@@ -14,6 +14,8 @@
 
 namespace zlk {
 
+/// Used for one file, by one thread. After a write to a copy has failed, only the other copies are
+/// written.
 class CopySink final : public FileSink {
   public:
     /// What is made of the bytes in addition to the XXH128 sum.

@@ -33,8 +33,8 @@ class Destination {
     /// Creates the folder if only its last component is missing, unless `making` is Nothing.
     /// `device` is the root of the device that is unloaded, empty for a camera, which is no folder.
     /// Throws Failure: Usage for an empty path, NotConnected if the device can't be looked at, and
-    /// FileUnusable if the folder can't be created or opened, or lies on the device, by whatever
-    /// links or mounts.
+    /// FileUnusable if the folder can't be created or opened, or lies on the device as far as
+    /// DeviceRoot can tell.
     explicit Destination(const std::u16string& path, const std::u16string& device = {},
                          Making making = Making::Folder);
 

@@ -10,8 +10,9 @@
 
 namespace zlk {
 
-/// Tells whether a folder or a file lies on the device that is unloaded. Nothing lies on a camera.
-/// Thread-safe.
+/// Tells whether a folder or a file lies on the device that is unloaded, by whatever links it was
+/// reached. A folder of the device that is mounted in a second place by itself isn't recognised
+/// there. Nothing lies on a camera. Thread-safe.
 class DeviceRoot {
   public:
     /// `path` is the root folder of the device, empty for a camera. Throws Failure (NotConnected)
@@ -19,7 +20,7 @@ class DeviceRoot {
     explicit DeviceRoot(const std::u16string& path);
 
     /// Returns what wayFrom() gives for an open folder, whose name for messages is `shown`. Throws
-    /// Failure (FileUnusable), also if the folder lies on the device, by whatever links or mounts.
+    /// Failure (FileUnusable), also if the folder lies on the device.
     std::vector<FileIdentity> requireElsewhere(int folder, const std::string& shown) const;
     /// Whether an open file lies on the device; none with errno if that can't be found out.
     std::optional<bool> holds(int file) const;

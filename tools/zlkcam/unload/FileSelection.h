@@ -21,7 +21,8 @@ struct SelectionOptions {
     std::string since{};                ///< a local date, or a date and time
 };
 
-/// Constant once constructed, so any thread may use it.
+/// The user's choice among the files of a device. Constant once constructed, so any thread may use
+/// it.
 class FileSelection {
   public:
     /// Throws Failure (Usage) for an option that can't be understood.

@@ -40,8 +40,9 @@ struct Place {
     std::string name;
 };
 
-/// What `find` and `placeOf` return is valid until the next call that isn't const. Used by one
-/// thread at a time; `top` and `shown`, whose answers never change, by any thread.
+/// Finds and creates the folders of a destination, and moves copies into them. What `find` and
+/// `placeOf` return is valid until the next call that isn't const. Used by one thread at a time;
+/// `top` and `shown`, whose answers never change, by any thread.
 class FolderTree {
   public:
     /// `top` is the destination, and has no descriptor if that is missing; `name` is its name for

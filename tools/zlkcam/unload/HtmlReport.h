@@ -1,6 +1,7 @@
 #pragma once
-// The report of an unloading for people: one HTML page in each destination. It needs no other file,
-// and shows what was copied, what proves it, and first of all what went wrong.
+// The report of an unloading for people: one HTML page in each destination, written before anything
+// is deleted from the device. A page needs no other file. It shows first what went wrong, and then
+// what was copied and what proves it.
 //
 // A page is written file by file, so that memory doesn't grow with the number of files.
 

@@ -1,6 +1,6 @@
 #pragma once
-// The journal of a run: a line for each finished copy, in the run's private folder. If the run is
-// killed, the next one continues from it; a run that ends properly needs no journal.
+// The journal of a run: lines about its finished copies, in the run's private folder. If the run is
+// killed, or can't write its record, a later run continues from the journal.
 
 #include <cstdint>
 #include <optional>
@@ -12,6 +12,7 @@
 
 namespace zlk {
 
+/// A line of the journal: a finished copy, and the file of the device that it is a copy of.
 struct JournalEntry {
     std::string source;  ///< path on the device, below its root
     std::string file;    ///< path below the destination
@@ -21,6 +22,7 @@ struct JournalEntry {
     std::string sha256{};  ///< hexadecimal digits; empty: it wasn't made
 };
 
+/// The journal that a run writes. Used by one thread at a time.
 class Journal {
   public:
     /// Opens or creates the journal in a run's folder. If that fails, for instance because the disk

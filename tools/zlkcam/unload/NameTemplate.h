@@ -11,6 +11,7 @@
 
 namespace zlk {
 
+/// What the fields of a template stand for in the name of one file.
 struct NameFields {
     std::u16string path;      ///< of the file, below the device's root
     std::u16string camera{};  ///< the device's name

@@ -1,6 +1,6 @@
 #pragma once
-// Gives finished copies their names in a destination. A name is never taken from another file. If a
-// file of the same name already has the same bytes, it stands for the copy.
+// Gives finished copies names that are free in a destination. If a file of the wanted name has the
+// same bytes already, it can stand for the copy instead.
 
 #include <cstdint>
 #include <optional>
@@ -29,6 +29,7 @@ struct Placement {
 /// (FileUnusable, or Stopped after a stop).
 Placement placementOf(HiddenCopy& copy, const std::string& wanted);
 
+/// Places the copies of one destination, and finds files that were copied before. Not thread-safe:
 /// Destination guards its Placer by a mutex.
 class Placer {
   public:

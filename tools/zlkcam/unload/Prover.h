@@ -1,10 +1,12 @@
 #pragma once
-// Proves a copy: it is read back from its disk, and must have the sum of what the device gave.
+// Proves a copy: it is read back, from its medium if possible, and must have the sum of what the
+// device gave.
 
 #include "tools/zlkcam/ContentSum.h"
 
 namespace zlk {
 
+/// What is known about the reading of a copy that was proved.
 struct Proof {
     /// As in MediumDigest: false if nobody can say that the bytes came from the medium.
     bool isFromMedium = false;

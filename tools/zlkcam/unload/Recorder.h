@@ -1,7 +1,8 @@
 #pragma once
-// What a destination knows of the files that were taken from devices: from the manifests of earlier
-// runs, the journals of killed runs, and this run. A Recorder writes this run's manifest at the
-// end. Until then it keeps a journal, from which the next run continues if this one is killed.
+// Knows which files of devices a destination has, or had: from the records of earlier runs, the
+// journals of killed runs, and this run. A Recorder keeps a journal of this run's copies, from
+// which a later run continues if this one is killed. At the end it writes the record of this run,
+// if the user wants one.
 
 #include <cstdint>
 #include <optional>
@@ -21,7 +22,8 @@ namespace zlk {
 /// An ASC media hash list, a file of sums for `xxhsum -c` or `sha256sum -c`, or no record.
 enum class RecordForm { MediaHashList, Sums, None };
 
-/// A copy of a file of the device that a destination has already.
+/// A copy of a file of the device that a destination has already, or that an earlier run has made
+/// there.
 struct KnownCopy {
     std::string file;  ///< below the destination
     /// No file of the copy's size can be opened there any more.
@@ -33,9 +35,11 @@ struct KnownCopy {
     std::string sha256{};
 };
 
-/// One for each destination. `note` is called by the Settler, all else before or after the copying.
+/// One for each destination. Not thread-safe: during the copying only the Settler's thread uses it,
+/// for `note`, and before and after the copying one thread at a time.
 class Recorder {
   public:
+    /// What the user wants recorded, and which earlier copies count.
     struct Options {
         RecordForm form = RecordForm::MediaHashList;
         bool onlyNew = false;      ///< copies of all earlier runs count as known

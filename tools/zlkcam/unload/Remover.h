@@ -1,5 +1,6 @@
 #pragma once
-// Deletes the copied files from the device, but none about which anything is uncertain.
+// Deletes files from the device: only such as are proved in every destination and haven't changed
+// on the device since they were copied.
 
 #include <optional>
 #include <string>
@@ -12,7 +13,8 @@
 
 namespace zlk {
 
-/// Used once, when everything is copied, proved and recorded.
+/// Used once, by the thread that holds the device. The caller makes sure that the records which the
+/// user wants are written before.
 class Remover {
   public:
     /// `survey` knows the folders that couldn't be read to their ends; nothing in them is deleted.

@@ -1,10 +1,11 @@
 #pragma once
-// The private folder of a run, `.zlkcam-<run>`, in which files lie until they are whole.
+// A private folder of a run, `.zlkcam-<digits>`, in which files lie until they get their names.
 //
-// Everything in it is reached through its descriptor, and only its owner may look into it, where
-// the file system has owners. There nobody else can exchange a file that is being written for a
-// link to another one. The folder is locked as long as its run lives, which tells the leftovers of
-// killed runs from folders in use.
+// Everything in it is reached through its descriptor. Where the file system has owners, only the
+// folder's owner may look into it, so that no other user can exchange a file that is being written
+// for a link. The run locks the folder as long as it lives, so that later runs can tell leftovers
+// of killed runs from folders in use. Where the locks of other computers may not show, a leftover
+// must also be a day old.
 
 #include <cstddef>
 #include <functional>

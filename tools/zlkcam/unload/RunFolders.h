@@ -1,6 +1,6 @@
 #pragma once
-// The private folders of one run: one on each file system, at or below its destination, that copies
-// go to. A copy can only be moved to its name within one file system.
+// The private folders of a run in one destination: one on each file system that copies go to, since
+// a copy can only be moved to its name within one file system.
 
 #include <sys/types.h>
 
@@ -13,7 +13,8 @@
 
 namespace zlk {
 
-/// Destination guards all but `removeCopies` and `finish` by its mutex.
+/// Creates the folders when they are first needed. Destination guards all but `removeCopies` and
+/// `finish` by its mutex.
 class RunFolders {
   public:
     /// `folders` stays the caller's and outlives this.

@@ -1,6 +1,7 @@
 #pragma once
-// Turns names of a device's files into names that are safe on this machine: nothing in them leads
-// out of a folder, hides a file, or changes how a line of text reads.
+// Turns names of a device's files into names that are safe on this machine. Nothing in them leads
+// out of a folder or hides a file. Control characters are replaced, and so are the marks that set
+// or override the direction of a text.
 
 #include <string>
 #include <string_view>

@@ -1,9 +1,9 @@
 #pragma once
-// Turns files that have arrived at a destination into finished copies: a Settler flushes them,
-// reads them back and compares them if that is wished, and only then gives them their names. It
-// works on a thread of its own while the device gives the next files. Files that arrive within
-// about a second are settled together, since flushing a disk takes about as long for many files as
-// for one.
+// Settles the files that arrive at a destination: a Settler flushes their copies, reads each back
+// and compares it if that is wished, and only then gives it its name. A copy that has its name
+// already is flushed and read back where it lies. All this happens on a thread of the Settler's own
+// while the device gives the next files. Files that arrive within about a second are mostly settled
+// together, since flushing a disk takes about as long for many files as for one.
 
 #include <chrono>
 #include <condition_variable>
@@ -33,15 +33,16 @@ struct Arrival {
 /// What is settled together: the files of one or more complete shots.
 using Batch = std::vector<Arrival>;
 
-/// How much may wait in the queue, except that a single shot may be larger. Each waiting hidden
-/// copy has an open descriptor.
+/// The queue of waiting files is full when it has so many bytes or files. It takes more only if a
+/// single shot is larger. Each waiting hidden copy has an open descriptor.
 struct BatchLimits {
     std::uint64_t bytes = 256 << 20;
     std::size_t files = 250;
 };
 
-/// One for each destination, used by the thread of the Copier. The Settler's own thread writes the
-/// results of the files that are handed over.
+/// One for each destination, used by the thread of the Copier. Other threads may call only
+/// `failure`, `isOut` and `abandon`. The Settler's own thread writes the results of the files that
+/// are handed over.
 class Settler {
   public:
     /// `index` is the position of the destination's result in each file's `copies`. References stay

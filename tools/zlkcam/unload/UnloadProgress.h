@@ -1,6 +1,6 @@
 #pragma once
-// Shows how an unloading goes on: a progress bar and a line for each file for people, or a JSON
-// object for each event for programs.
+// Shows how an unloading goes on. People get a progress bar on a terminal, or a line for each file
+// elsewhere. Programs get a JSON object for each event, if they ask for that.
 
 #include <cstdint>
 #include <mutex>
@@ -25,6 +25,7 @@ class UnloadProgress {
         std::uint64_t bytes = 0;
         bool proves = false;  ///< copies are also read back, which the bar counts as well
     };
+    /// What the user wants to be shown.
     struct Mode {
         bool quiet = false;   ///< only failures are shown
         bool events = false;  ///< each event is a JSON object in a line

@@ -1,5 +1,5 @@
 #pragma once
-// Writes the answer of an unloading when it is over, in words and as JSON.
+// Writes the answer of an unloading when it is over, or of a rehearsal, in words or as JSON.
 
 #include <optional>
 #include <string>
@@ -11,7 +11,7 @@
 
 namespace zlk {
 
-/// Knows nothing of the copying itself: it reads the results of the Unloader when they are final.
+/// Makes the answer from the plan or, when the copying is over, from the results of the Unloader.
 class UnloadSummary {
   public:
     /// All references stay the caller's. The time of the run counts from here.

@@ -35,8 +35,8 @@ struct CopyResult {
     void fail(const Failure& reason);
 };
 
-/// Written by the thread that copies; once the file is handed to the settlers, each of them writes
-/// its own entry of `copies`.
+/// What became of one file everywhere. Written by the thread that copies; once the file is handed
+/// to the settlers, each of them writes its own entry of `copies`.
 struct UnloadedFile {
     const FileRecord* record = nullptr;
     std::uint64_t size = 0;           ///< its true size on the device

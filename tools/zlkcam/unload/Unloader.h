@@ -1,6 +1,6 @@
 #pragma once
-// Carries out an unloading in its steps: copying and proving the planned files, recording them, and
-// deleting the originals.
+// Carries out an unloading in its steps: copying the planned files, with proofs if they are wished,
+// recording the copies, and deleting the originals if that is wished.
 
 #include <memory>
 #include <optional>
@@ -30,7 +30,7 @@ struct Target {
 };
 
 /// The steps are called in their order by the thread that holds the device; `abandon` is for
-/// another thread.
+/// another thread, which may call `record` afterwards.
 class Unloader {
   public:
     /// All references stay the caller's and have to outlive this.
