@@ -15,7 +15,8 @@
 
 namespace zlk {
 
-/// Walks the card once, when it is constructed.
+/// The hidden files of a card and the folders that aren't listed whole, found by one walk in the
+/// constructor.
 class CardSurvey {
   public:
     /// A folder that couldn't be read whole, or whose files, apart from hidden ones, aren't all in

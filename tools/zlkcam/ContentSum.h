@@ -1,5 +1,6 @@
 #pragma once
-// The sum by which the contents of files are compared without having both files at hand: XXH128.
+// Makes XXH128, the sum by which an unloading compares files without having both at hand. Digester
+// makes sums of other kinds, too.
 
 #include <array>
 #include <cstddef>
@@ -16,7 +17,8 @@ namespace zlk {
 /// The 16 bytes of XXH128, the highest first.
 using ContentSum = std::array<std::byte, 16>;
 
-/// Computes a sum piece by piece. Throws std::bad_alloc when it is created.
+/// Computes the sum piece by piece. The constructor throws std::bad_alloc if there is no memory for
+/// it.
 class ContentSummer {
   public:
     ContentSummer();

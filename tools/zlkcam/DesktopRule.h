@@ -1,7 +1,7 @@
 #pragma once
-// A rule for udev that keeps the file managers of desktops away from one model of camera. They open
-// each device that udev calls a camera or a media player as soon as it is plugged in, and then
-// nobody else can open it.
+// A rule for udev that keeps the file managers of desktops away from one model of camera. Some file
+// managers open each device that udev calls a camera or a media player as soon as it is plugged in,
+// and then nobody else can open it.
 
 #include <cstdint>
 #include <string>
@@ -11,6 +11,7 @@ namespace zlk {
 /// The folder for rules that an administrator adds.
 inline constexpr char udevRulesFolder[] = "/etc/udev/rules.d";
 
+/// The rule for the model with these USB ids. Only writeInto() writes it anywhere.
 class DesktopRule {
   public:
     DesktopRule(std::uint16_t vid, std::uint16_t pid);

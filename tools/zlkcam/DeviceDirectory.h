@@ -16,7 +16,8 @@ namespace zlk {
 template <class Interface>
 ComPtr<Interface> createComponent(const std::u16string& progId);
 
-/// To be used on the thread that made it.
+/// The two directory components, created and ready to be asked. To be used on the thread that made
+/// it.
 class DeviceDirectory {
   public:
     /// Throws Failure if the components can't be created.

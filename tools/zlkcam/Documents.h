@@ -1,5 +1,6 @@
 #pragma once
-// Parses the XML documents of the components into records.
+// Parses the XML documents of components and cameras into records, and makes the one that sets a
+// camera's clock.
 
 #include <cstdint>
 #include <string>
@@ -56,7 +57,7 @@ struct NamedText {
     std::u16string text;
 };
 
-/// What a camera says about itself.
+/// What a camera says about itself in its diagnostics document.
 struct Diagnostics {
     std::vector<NamedText> values;  ///< named by their elements, in the document's order
     std::vector<std::vector<NamedText>> failures;  ///< the details of each recorded failure

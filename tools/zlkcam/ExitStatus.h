@@ -1,12 +1,12 @@
 #pragma once
-// The exit statuses of zlkcam.
+// The exit statuses of zlkcam. The command record alone also passes on that of the program it ran.
 
 #include <string>
 
 namespace zlk {
 
-/// Scripts depend on these numbers. The values of a device object's ErrorCode have the same meaning
-/// here.
+/// Scripts depend on these numbers. A number that is also an ErrorCode of the device objects has
+/// the same meaning in both.
 enum class ExitStatus : int {
     Success = 0,
     Usage = 1,

@@ -1,5 +1,5 @@
 #pragma once
-// The exception that ends a command with an exit status and a message for the user.
+// What went wrong, as an exit status and a message for the user.
 
 #include <stdexcept>
 #include <string>
@@ -9,7 +9,9 @@
 
 namespace zlk {
 
-/// Commands throw it; main prints it and ends with its status.
+/// Thrown by the commands and by what they call. If none of them catches it, main prints it and
+/// ends the program with its status. A command may also catch it and go on, for instance with the
+/// next file.
 class Failure : public std::runtime_error {
   public:
     /// `message` says what went wrong; `whatNext` says what to do about it, and may be empty. Both

@@ -7,7 +7,8 @@
 
 namespace zlk {
 
-/// The calls that write return the writer, so that they can be chained.
+/// The text of one JSON document. The calls that write return the writer, so that they can be
+/// chained.
 class JsonWriter {
   public:
     JsonWriter& beginObject() { return open('{'); }

@@ -1,6 +1,6 @@
 #pragma once
-// Reads a file from its medium and not from the system's cache, which still has the bytes as they
-// were written and so would hide a failing disk.
+// Makes the sum of a file, read from its medium if possible. The system's cache may still have the
+// bytes as they were written, and so would hide a failing disk.
 
 #include <cstdint>
 #include <functional>
@@ -12,7 +12,7 @@
 
 namespace zlk {
 
-/// The sum of a file's contents, and whether it is worth anything as a proof.
+/// The sum of a file's contents, and whether they are known to come from the medium.
 struct MediumDigest {
     Digest digest{};
     std::uint64_t size = 0;

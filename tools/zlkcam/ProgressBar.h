@@ -10,15 +10,15 @@
 
 namespace zlk {
 
-/// How far one step, copying or proving, has come.
+/// How far one step, such as copying or proving, has come.
 struct StepState {
     std::uint64_t done = 0;         ///< bytes
     std::uint64_t rate = 0;         ///< bytes per second; 0 as long as too little is known
     std::uint64_t secondsLeft = 0;  ///< meaningless without a rate
 };
 
-/// Draws a line and redraws it in place, if standard output is a terminal. Otherwise only the lines
-/// of report() are printed, and nothing at all in JSON mode. Not thread-safe.
+/// A line on the terminal that is redrawn in place. If standard output is no terminal, only the
+/// lines of report() are printed. In JSON mode nothing is printed. Not thread-safe.
 class ProgressBar {
   public:
     /// `files` and `bytes` are how many there are in all. `tool` stays the caller's, and has to

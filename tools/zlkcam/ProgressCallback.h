@@ -7,8 +7,8 @@
 
 namespace zlk {
 
-/// Lives on the stack during one call. The component only borrows it, so the reference count has no
-/// effect and never deletes it.
+/// Hands each report of progress to a function. It lives on the stack during one call. The
+/// component only borrows it, so the reference count has no effect and never deletes it.
 class ProgressCallback final : public IProgressCallback {
   public:
     /// `heard` gets the percentage and returns false to stop the transfer. Its exceptions are

@@ -11,7 +11,7 @@
 
 namespace zlk {
 
-/// One transfer in words.
+/// One event of a transfer in words.
 struct RecordingLine {
     std::int64_t time = 0;      ///< microseconds since the first event
     std::uint8_t endpoint = 0;  ///< bit 0x80 is set for the direction to the host
@@ -19,7 +19,8 @@ struct RecordingLine {
     std::string text;
 };
 
-/// Needs the events in their order, since the line of an event may depend on earlier events.
+/// Makes the lines of one recording. Needs its events in their order, since the line of an event
+/// may depend on earlier events. Used by one thread.
 class RecordingText {
   public:
     /// The line for an event. Each transfer has two events, its submission and its completion. One

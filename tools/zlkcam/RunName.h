@@ -1,5 +1,5 @@
 #pragma once
-// Names for the hidden folders and files in which a run keeps what isn't complete yet.
+// Random names for the hidden folders and files that hold what isn't complete yet.
 
 #include <string>
 #include <string_view>

@@ -1,5 +1,5 @@
 #pragma once
-// A device that is claimed for this program as long as the session object lives.
+// Claims a device for this program, and lets go of it when the session object ends.
 
 #include <optional>
 #include <string>
@@ -15,7 +15,8 @@ namespace zlk {
 /// failed", as in "Reading the print order".
 Failure deviceFailure(LONG errorCode, const Device& device, std::string_view doing);
 
-/// `Interface` is IPhotoDevice, ISwiftPostDevice or ITagDevice. To be used by one thread.
+/// A component's device object and its claim on one device. `Interface` is IPhotoDevice,
+/// ISwiftPostDevice or ITagDevice. To be used by one thread.
 template <class Interface>
 class Session {
   public:
@@ -61,7 +62,7 @@ class Session {
 /// device. Throws Failure if that fails.
 std::u16string askDevice(const Device& device, std::u16string_view message);
 
-/// A session for reading and deleting files.
+/// A session for work with the files of a device.
 class PhotoSession : public Session<IPhotoDevice> {
   public:
     explicit PhotoSession(const Device& device) : Session(device, device.progId) {}

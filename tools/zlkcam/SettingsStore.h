@@ -1,6 +1,7 @@
 #pragma once
-// Reads and writes trees and single values of the settings store. Unless something else is said, an
-// operation throws Failure with the store's own reason: SettingsUnusable, or NoMemory.
+// Reads and writes trees and single values of the settings store. Unless its comment says
+// otherwise, an operation that fails throws Failure with the store's own reason: SettingsUnusable,
+// or NoMemory.
 
 #include <string>
 #include <string_view>
@@ -26,7 +27,8 @@ struct SettingsPath {
     std::u16string full() const;
 };
 
-/// Has no state of its own; each call opens and closes what it needs.
+/// The operations on the store. There is no state between two calls, because each opens and closes
+/// what it needs.
 class SettingsStore {
   public:
     /// A key with its own values; throws if the key doesn't exist.

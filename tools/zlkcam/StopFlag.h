@@ -1,6 +1,6 @@
 #pragma once
-// Notices that the user or the system wants the program to end: Ctrl-C, a request to terminate, a
-// closed terminal.
+// Notices that the user or the system wants the program to end, for instance by Ctrl-C or because
+// the terminal was closed.
 
 #include <condition_variable>
 #include <functional>
@@ -29,8 +29,8 @@ class StopFlag {
 /// The failure of a command that was stopped.
 Failure stoppedEarly();
 
-/// Marks a call that may wait long for a device and can't be stopped from outside. One thread at a
-/// time may be in such a call.
+/// Marks a call that may wait long, mostly for a device or a disk, and can't be stopped from
+/// outside. Only one DeviceCall may exist at a time.
 class DeviceCall {
   public:
     DeviceCall();
@@ -39,9 +39,9 @@ class DeviceCall {
     DeviceCall& operator=(const DeviceCall&) = delete;
 };
 
-/// While one exists, a stop doesn't wait for a silent device. Once a DeviceCall has gone on for
-/// half a second since the stop, or since its own start if that is later, `end` is called on the
-/// watch's thread. `end` puts everything in order and returns the exit status, with which the
+/// While one exists, a stop doesn't wait long for a DeviceCall to end. Once a DeviceCall has gone
+/// on for half a second since the stop, or since its own start if that is later, `end` is called on
+/// the watch's thread. `end` puts everything in order and returns the exit status, with which the
 /// program then ends. The thread in the DeviceCall can't leave the call meanwhile. So `end` may use
 /// what that thread owns, except the device and what callbacks change during the call.
 class StopWatch {

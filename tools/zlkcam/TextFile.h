@@ -1,5 +1,5 @@
 #pragma once
-// Reads and writes small files in one piece. If that fails, all functions throw Failure
+// Reads a file, or writes a new one, in one piece. A function that fails throws Failure
 // (FileUnusable).
 
 #include <cstddef>

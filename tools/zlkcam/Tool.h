@@ -8,7 +8,8 @@
 
 namespace zlk {
 
-/// A program has one. Used by one thread at a time.
+/// Prints the answer of a command, in words or as JSON. A program has one. Used by one thread at a
+/// time.
 class Tool {
   public:
     Tool();

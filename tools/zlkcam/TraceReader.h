@@ -4,9 +4,10 @@
 //     FF FF | time, 4 bytes | 3F | 00 | category 00 | message 00 | one byte that says nothing
 //
 // A record is never split. If the next one might not fit into the rest of the buffer, the writer
-// fills the rest with zeros and goes on at offset 0. Writers don't wait for the reader and may
-// overtake it. The reader notices that, because the last bytes that it read have changed. The byte
-// FF doesn't occur in UTF-8, so that the next whole record can be found from any position.
+// fills the rest with zeros and goes on at offset 0. Writers don't wait until a record was read,
+// and may overtake the reader. The reader notices that, because the last bytes that it read have
+// changed. The byte FF doesn't occur in UTF-8, so that the next whole record can be found from any
+// position.
 
 #include <cstdint>
 #include <span>
@@ -25,7 +26,7 @@ struct TraceRecord {
     std::string message;
 };
 
-/// Remembers how far it has read. Used by one thread.
+/// Finds what is new in the buffer since its last look. Used by one thread.
 class TraceReader {
   public:
     /// Copies what is new. `ring` is the whole buffer. `writeOffset`, at most its size, is where

@@ -1,6 +1,6 @@
 #pragma once
-// The viewer's side of the trace log: it owns the buffer, switches the log on in all processes of
-// the machine, and switches it off at its end.
+// The viewer's side of the trace log: it sets up the buffer, switches the log on in all processes
+// that use the same machine root, and switches it off at its end.
 //
 //     control block, 16 bytes: enabled u8, 3 bytes, writeOffset u32, bufferSize u32, startTick u32
 //
@@ -17,8 +17,8 @@
 namespace zlk {
 
 /// A named section of shared memory, mapped into this process. The constructor makes a section of
-/// `bytes` bytes, or opens the one that exists, which keeps its own size. It throws Failure
-/// (FileUnusable).
+/// `bytes` bytes, or opens the one that exists, which keeps its own size. If neither is possible,
+/// it throws Failure (FileUnusable).
 class SharedView {
   public:
     SharedView(const WCHAR* name, DWORD bytes);
@@ -36,7 +36,7 @@ class SharedView {
     bool existed_ = false;
 };
 
-/// The only viewer of the machine, from construction to destruction.
+/// The only viewer of the log, from construction to destruction. Used by one thread.
 class TraceViewer {
   public:
     /// Clears the buffer and switches the log on. Throws Failure: ViewerRunning, or FileUnusable if
