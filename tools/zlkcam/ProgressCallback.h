@@ -7,7 +7,7 @@
 
 namespace zlk {
 
-/// Hands each report of progress to a function. It lives on the stack during one call. The
+/// Hands each report of progress to a function. The object lives on the stack during one call. The
 /// component only borrows it, so the reference count has no effect and never deletes it.
 class ProgressCallback final : public IProgressCallback {
   public:

@@ -24,7 +24,8 @@
 
 namespace zlk {
 
-/// Thread-safe: the thread that copies makes files while the thread of a Settler places others.
+/// Thread-safe, except for `removeCopies` and `finishRunFolders`: the thread that copies makes
+/// files while the thread of a Settler places others.
 class Destination {
   public:
     /// Whether a missing destination is created, or nothing is changed, as in a rehearsal.

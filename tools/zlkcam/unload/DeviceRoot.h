@@ -11,8 +11,8 @@
 namespace zlk {
 
 /// Tells whether a folder or a file lies on the device that is unloaded, by whatever links it was
-/// reached. A folder of the device that is mounted in a second place by itself isn't recognised
-/// there. Nothing lies on a camera. Thread-safe.
+/// reached. If a folder of the device other than its root is mounted in a second place, it isn't
+/// recognised there. Nothing lies on a camera. Thread-safe.
 class DeviceRoot {
   public:
     /// `path` is the root folder of the device, empty for a camera. Throws Failure (NotConnected)

@@ -10,7 +10,8 @@
 
 namespace zlk {
 
-/// All zero unless set, which `exists` rejects.
+/// A date and time as a wall clock shows it. Until it is set, all parts are zero, which `exists`
+/// rejects.
 struct LocalTime {
     int year = 0;   ///< 2026
     int month = 0;  ///< 1 to 12

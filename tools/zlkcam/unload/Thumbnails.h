@@ -9,7 +9,8 @@
 
 namespace zlk {
 
-/// Counts what it has given, to stop when the page would become too large.
+/// Gives thumbnails until they have as many bytes together as a page may have. Used by one thread
+/// at a time.
 class Thumbnails {
   public:
     /// The session stays the caller's.

@@ -25,7 +25,8 @@ struct PlannedFile {
     const KnownCopy* knownAt(std::size_t destination) const;
 };
 
-/// Made before the copying; constant from then on, so that threads may share it.
+/// The chosen files, in the order in which they are copied. Made before the copying; constant from
+/// then on, so that threads may share it.
 class UnloadPlan {
   public:
     /// What the names of copies are made from, apart from the files themselves.
