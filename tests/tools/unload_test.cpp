@@ -173,6 +173,21 @@ TEST_F(Unload, neverTakesAnOriginalForItsOwnCopy) {
     EXPECT_FALSE(fs::exists(card / "B.JPG") || fs::exists(card / "DCIM/A.JPG"));
 }
 
+TEST_F(Unload, knowsAFolderOfTheCardThatIsMountedInASecondPlace) {
+    addFile("DCIM/A.JPG", "a");
+    const fs::path second = target / "a second place";
+    fs::create_directories(second);
+    if (::mount((card / "DCIM").c_str(), second.c_str(), nullptr, MS_BIND, nullptr) != 0)
+        GTEST_SKIP() << "Only root may mount.";
+    const fs::path folders[] = {second, second / "new", target};
+    std::vector<int> results;
+    for (const fs::path& folder : folders)
+        results.push_back(zlkcam({"unload", "--flat", "--delete", "E:", folder}).status);
+    ::umount2(second.c_str(), MNT_DETACH);
+    EXPECT_THAT(results, ElementsAre(6, 6, 0)) << "but beside it";
+    EXPECT_EQ(copiesIn(target), (std::vector<std::string>{"A.JPG"}));
+}
+
 TEST_F(Unload, takesNothingForCopiedThatLiesOnTheCardByALink) {
     addFile("B.JPG", "a double");
     addFile("DCIM/100CAM/A.JPG", "the only one");

@@ -17,19 +17,26 @@ DeviceRoot::DeviceRoot(const std::u16string& path) {
     std::string reason;
     const Descriptor root = openFolder(path, reason);
     if (root) identity_ = identityOf(root.get());
+    if (root) place_ = placeOnDisk(root.get());
     if (!identity_)
         throw Failure(ExitStatus::NotConnected,
                       "The device can't be looked at any more: " + reason + ".");
 }
 
-bool DeviceRoot::isAmong(const std::vector<FileIdentity>& way) const {
-    return identity_ && std::ranges::find(way, *identity_) != way.end();
+bool DeviceRoot::holds(int folder, const std::vector<FileIdentity>& way) const {
+    if (!identity_) return false;
+    if (std::ranges::find(way, *identity_) != way.end()) return true;
+    // From a folder of the device that is mounted in a second place, the way doesn't lead through
+    // the device's root. Only such a folder is on the same file system as a card.
+    if (!place_ || way.front().device != identity_->device) return false;
+    const std::optional<PlaceOnDisk> place = placeOnDisk(folder);
+    return place && place->isIn(*place_);
 }
 
 std::vector<FileIdentity> DeviceRoot::requireElsewhere(int folder, const std::string& shown) const {
     std::vector<FileIdentity> way = wayFrom(folder);
     if (way.empty()) throwPosix("Finding out where " + shown + " lies");
-    if (isAmong(way))
+    if (holds(folder, way))
         throw Failure(ExitStatus::FileUnusable, "The folder " + shown + " is on the device itself.",
                       "Choose a folder on this machine.");
     return way;
@@ -45,7 +52,7 @@ std::optional<bool> DeviceRoot::holds(int file) const {
     const Descriptor above(::open(folder.c_str(), O_PATH | O_DIRECTORY | O_CLOEXEC));
     const std::vector<FileIdentity> way =
         above ? wayFrom(above.get()) : std::vector<FileIdentity>();
-    return way.empty() ? std::nullopt : std::optional(isAmong(way));
+    return way.empty() ? std::nullopt : std::optional(holds(above.get(), way));
 }
 
 }  // namespace zlk

@@ -7,12 +7,12 @@
 #include <vector>
 
 #include "tools/zlkcam/unload/FileIdentity.h"
+#include "tools/zlkcam/unload/PlaceOnDisk.h"
 
 namespace zlk {
 
-/// Tells whether a folder or a file lies on the device that is unloaded, by whatever links it was
-/// reached. If a folder of the device other than its root is mounted in a second place, it isn't
-/// recognised there. Nothing lies on a camera. Thread-safe.
+/// Tells whether a folder or a file lies on the device that is unloaded, by whatever links or
+/// mounts it was reached. Nothing lies on a camera. Thread-safe.
 class DeviceRoot {
   public:
     /// `path` is the root folder of the device, empty for a camera. Throws Failure (NotConnected)
@@ -26,9 +26,11 @@ class DeviceRoot {
     std::optional<bool> holds(int file) const;
 
   private:
-    bool isAmong(const std::vector<FileIdentity>& way) const;
+    /// Whether an open folder, from which `way` leads to the root, lies on the device.
+    bool holds(int folder, const std::vector<FileIdentity>& way) const;
 
     std::optional<FileIdentity> identity_;  // none for a camera
+    std::optional<PlaceOnDisk> place_;
 };
 
 }  // namespace zlk
