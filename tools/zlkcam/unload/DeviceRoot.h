@@ -30,7 +30,7 @@ class DeviceRoot {
     bool holds(int folder, const std::vector<FileIdentity>& way) const;
 
     std::optional<FileIdentity> identity_;  // none for a camera
-    std::optional<PlaceOnDisk> place_;
+    std::optional<PlaceOnDisk> place_;      // of the device's root; none if it isn't known
 };
 
 }  // namespace zlk

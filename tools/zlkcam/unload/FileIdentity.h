@@ -1,8 +1,8 @@
 #pragma once
 // Tells whether two names or descriptors lead to the same file, and where a folder lies. Links
 // can't fool these functions, as they could fool a comparison of paths. If a folder is mounted in a
-// second place, the folders above it are those of the place by which it was reached (PlaceOnDisk
-// knows better).
+// second place, the folders above it are those of the place by which it was reached. PlaceOnDisk
+// takes both places for the same one.
 
 #include <sys/types.h>
 
